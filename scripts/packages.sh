@@ -1,0 +1,130 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that the project needs and that are missing. Prints nothing where none is.
+#
+# Usage: scripts/packages.sh GROUP...
+#   build   compiler, build tools and the libraries that vexil stands on
+#   test    build, and what the tests use: test framework, real servers, documentation tools
+#   run     build, and the private S3 server
+#
+# Needs root or sudo only if something is missing.
+set -euo pipefail
+
+readonly build_packages=(
+    g++ cmake ninja-build ccache pkg-config
+    libcurl4-openssl-dev libssl-dev libwxgtk3.2-dev libcli11-dev ca-certificates
+)
+readonly s3_server_packages=(ceph-mon ceph-osd ceph-common radosgw python3)
+readonly test_packages=(libgtest-dev libgmock-dev googletest libasio-dev nginx openssl python3 doxygen)
+
+readonly policy_file=/usr/sbin/policy-rc.d
+readonly policy_mark='# made by the package script of vexil, only for the time of an installation'
+readonly lock_file=/run/lock/vexil-packages.lock
+
+fail() {
+    printf 'packages.sh: %s\n' "$*" >&2
+    exit 1
+}
+
+packages_of_groups() {
+    local group
+    for group in "$@"; do
+        case $group in
+            build) printf '%s\n' "${build_packages[@]}" ;;
+            test) printf '%s\n' "${build_packages[@]}" "${s3_server_packages[@]}" "${test_packages[@]}" ;;
+            run) printf '%s\n' "${build_packages[@]}" "${s3_server_packages[@]}" ;;
+            *) fail "unknown group '$group'; the groups are: build test run" ;;
+        esac
+    done | sort -u
+}
+
+# One call of dpkg-query for all names: this runs at the start of each build.
+missing_of() {
+    local installed
+    # It also fails for names it has never heard of, which are then simply not among the installed ones.
+    installed=$(dpkg-query -W -f='${db:Status-Abbrev} ${Package}\n' "$@" 2>/dev/null || true)
+    comm -23 <(printf '%s\n' "$@" | sort -u) <(sed -n 's/^.i *//p' <<<"$installed" | sort -u)
+}
+
+continue_as_root() {
+    local command="apt-get update && apt-get install --no-install-recommends ${missing[*]}"
+    if ! command -v sudo >/dev/null; then
+        fail "missing packages: ${missing[*]}
+There is no sudo here. Run this as root:
+    $command"
+    fi
+    if ! sudo -n true 2>/dev/null && ! { : </dev/tty; } 2>/dev/null; then
+        fail "missing packages: ${missing[*]}
+sudo wants a password and there is no terminal to ask for it. Run this as root:
+    $command"
+    fi
+    # sudo drops the proxy settings, without which the packages may be out of reach.
+    local -a proxies
+    mapfile -t proxies < <(env | grep -iE '^(https?|ftp|no|all)_proxy=' || true)
+    exec sudo env "${proxies[@]}" bash "${BASH_SOURCE[0]}" "$@"
+}
+
+# Servers are started by the tests that use them, on ports of their own, never by the installation.
+forbid_daemons() {
+    # With the mark it is what a killed installation left behind.
+    if [[ -e $policy_file ]] && ! grep -qF "$policy_mark" "$policy_file"; then
+        return
+    fi
+    policy_made=yes
+    printf '#!/bin/sh\n%s\nexit 101\n' "$policy_mark" >"$policy_file"
+    chmod 755 "$policy_file"
+}
+
+clean_up() {
+    if [[ $policy_made == yes ]]; then
+        rm -f "$policy_file"
+    fi
+    rm -f "$log"
+}
+
+install_missing() {
+    DEBIAN_FRONTEND=noninteractive NEEDRESTART_SUSPEND=1 \
+        apt-get -o DPkg::Lock::Timeout=600 -o Dpkg::Options::=--force-confold \
+        install -y -q --no-install-recommends "${missing[@]}"
+}
+
+update_lists() {
+    apt-get -o DPkg::Lock::Timeout=600 update -q
+}
+
+have_lists() {
+    compgen -G '/var/lib/apt/lists/*_Packages*' >/dev/null
+}
+
+install_or_update_first() {
+    if have_lists && install_missing; then
+        return
+    fi
+    update_lists && install_missing
+}
+
+[[ $# -gt 0 ]] || fail "usage: packages.sh build|test|run..."
+command -v dpkg-query >/dev/null || fail "this script is for Debian 12 and its relatives: there is no dpkg here"
+names=$(packages_of_groups "$@")
+mapfile -t packages <<<"$names"
+mapfile -t missing < <(missing_of "${packages[@]}")
+[[ ${#missing[@]} -gt 0 ]] || exit 0
+[[ $(id -u) == 0 ]] || continue_as_root "$@"
+
+# Two at once, ./run beside ./test: the second one waits and then finds its packages there.
+exec 9>"$lock_file"
+flock 9
+mapfile -t missing < <(missing_of "${packages[@]}")
+[[ ${#missing[@]} -gt 0 ]] || exit 0
+
+policy_made=no
+log=$(mktemp)
+trap clean_up EXIT
+trap 'exit 129' HUP
+trap 'exit 130' INT
+trap 'exit 143' TERM
+forbid_daemons
+printf 'Installing Debian packages: %s\n' "${missing[*]}" >&2
+if ! install_or_update_first >"$log" 2>&1 </dev/null 9>&-; then
+    tail -n 40 "$log" >&2
+    fail "could not install: ${missing[*]}"
+fi

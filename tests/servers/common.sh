@@ -1,0 +1,143 @@
+# shellcheck shell=bash
+# What the server scripts of this folder share; sourced, never run. The caller sets `daemons`, the folder that
+# holds one file with the process id of each daemon, and `logs`, the folder with what each of them printed.
+
+: "${daemons:?}" "${logs:?}"
+
+fail() {
+    printf '%s: %s\n' "${0##*/}" "$*" >&2
+    exit 1
+}
+
+# Prints the first of COUNT neighbouring ports that nobody listens on. They lie below the range from which the
+# system takes ports for outgoing connections. Between this look and the server's bind another process may take
+# one of them: the caller then tries again.
+find_ports() {
+    python3 - "$1" <<'PYTHON'
+import random, socket, sys
+
+def is_free(port):
+    with socket.socket() as candidate:
+        try:
+            candidate.bind(("127.0.0.1", port))
+        except OSError:
+            return False
+    return True
+
+count = int(sys.argv[1])
+for attempt in range(1000):
+    first = random.randrange(10000, 32000 - count)
+    if all(is_free(port) for port in range(first, first + count)):
+        print(first)
+        sys.exit()
+sys.exit("no free ports")
+PYTHON
+}
+
+# Runs a command to its end, but lets a signal's trap run at once: bash would otherwise wait for the command.
+interruptible() {
+    "$@" &
+    running=$!
+    local status=0
+    wait "$running" || status=$?
+    running=
+    return "$status"
+}
+
+# start_daemon NAME COMMAND...: in its own session, so that a Ctrl-C at the terminal leaves the end to us.
+start_daemon() {
+    starting=$1
+    shift
+    setsid "$@" >"$logs/$starting.out" 2>&1 </dev/null &
+    write_daemon_file "$starting" "$!"
+    # Otherwise the shell reports on standard error that it was killed.
+    disown "$!"
+    starting=
+}
+
+write_daemon_file() {
+    printf '%s %s\n' "$2" "$(start_time_of "$2")" >"$daemons/$1.pid"
+}
+
+# Prints when process $1 began, in ticks since the system did; fails for one that has ended, also where nobody has
+# waited for it yet. A number and a time name one process for ever: the system gives the number alone to others later.
+start_time_of() {
+    local status
+    read -r status 2>/dev/null <"/proc/$1/stat" || return 1
+    # The name before the last parenthesis may itself hold blanks.
+    local -a fields
+    read -ra fields <<<"${status##*) }"
+    [[ ${fields[0]} != Z && ${fields[0]} != X ]] && printf '%s\n' "${fields[19]}"
+}
+
+is_alive() {
+    local pid began
+    [[ -r $daemons/$1.pid ]] && read -r pid began <"$daemons/$1.pid" || return 1
+    [[ -n $began && $(start_time_of "$pid") == "$began" ]]
+}
+
+# end_daemon NAME SIGNAL: returns when it is gone; what does not obey within four seconds is killed.
+end_daemon() {
+    local name=$1 signal=$2 pid attempt
+    for ((attempt = 0; attempt < 500; attempt++)); do
+        is_alive "$name" || break
+        read -r pid _ <"$daemons/$name.pid"
+        if ((attempt == 0)); then
+            kill -s "$signal" "$pid" 2>/dev/null || true
+        elif ((attempt == 200)); then
+            kill -s KILL "$pid" 2>/dev/null || true
+        fi
+        sleep 0.02
+    done
+    ! is_alive "$name" || fail "$name (process $pid) does not end"
+    rm -f -- "$daemons/$name.pid"
+}
+
+# wait_for NAME SECONDS COMMAND...: until COMMAND succeeds; fails when the daemon has ended or the time is over.
+wait_for() {
+    local name=$1 deadline=$((SECONDS + $2))
+    shift 2
+    until "$@" >>"$logs/$name.wait" 2>&1; do
+        is_alive "$name" || return 1
+        ((SECONDS < deadline)) || return 1
+        sleep 0.05
+    done
+    is_alive "$name"
+}
+
+# listens_on NAME PORT: asks for the owner of the socket, because somebody else may have taken the port.
+listens_on() {
+    local pid socket
+    read -r pid _ <"$daemons/$1.pid"
+    socket=$(awk -v port="$(printf ':%04X' "$2")" '$4 == "0A" && index($2, port) { print $10 }' /proc/net/tcp)
+    [[ -n $socket ]] && find "/proc/$pid/fd" -lname "socket:\\[$socket\\]" 2>/dev/null | grep -q .
+}
+
+on_exit() {
+    local status=$?
+    trap '' HUP INT TERM
+    # A signal may come between the birth of a daemon and the note of its number.
+    if [[ -n $starting && -n ${!:-} ]]; then
+        write_daemon_file "$starting" "$!"
+    fi
+    if [[ -n $running ]]; then
+        kill "$running" 2>/dev/null || true
+        wait "$running" || true
+    fi
+    end_all
+    exit "$status"
+}
+
+# Whatever ends a start early also ends what it started.
+end_all_on_exit() {
+    running=
+    starting=
+    trap 'exit 129' HUP
+    trap 'exit 130' INT
+    trap 'exit 143' TERM
+    trap on_exit EXIT
+}
+
+leave_running() {
+    trap - EXIT
+}
