@@ -49,7 +49,7 @@ ms bind ipv6 = false
 ms bind port min = $((monitor_port + 1))
 ms bind port max = $((monitor_port + osd_ports))
 # a taken port is answered by a start on other ports, not by waiting for it
-ms bind retry count = 0
+ms bind retry count = 1
 # one trusted user on loopback: no keyrings
 auth cluster required = none
 auth service required = none
@@ -132,7 +132,11 @@ start_monitor() {
         --addv a "[v1:127.0.0.1:$monitor_port]" "$workdir/monmap" || return
     step monitor-mkfs ceph-mon -c "$config" --mkfs -i a --monmap "$workdir/monmap" || return
     start_daemon monitor ceph-mon -c "$config" -f -i a
-    wait_for monitor 60 is_our_monitor || { problem='the monitor does not answer' culprit=monitor; return 1; }
+    # The port first: the question to a monitor that has none takes five seconds to fail.
+    { wait_for monitor 60 listens_on monitor "$monitor_port" && wait_for monitor 60 is_our_monitor; } || {
+        problem='the monitor does not answer' culprit=monitor
+        return 1
+    }
 }
 
 start_osd() {
@@ -142,12 +146,18 @@ start_osd() {
     step osd-mkfs ceph-osd -c "$config" -i 0 --mkfs --osd-uuid "$uuid" || return
     step osd-crush ceph -c "$config" osd crush add osd.0 1.0 root=default host=local || return
     start_daemon osd ceph-osd -c "$config" -f -i 0
-    wait_for osd 60 is_osd_up || { problem='the object store does not come up' culprit=osd; return 1; }
+    wait_for osd 60 is_osd_up || {
+        problem='the object store does not come up' culprit=osd
+        return 1
+    }
 }
 
 start_gateway() {
     start_daemon gateway radosgw -c "$config" -f -n client.rgw.a
-    wait_for gateway 120 listens_on gateway "$gateway_port" || { problem='the gateway does not listen' culprit=gateway; return 1; }
+    wait_for gateway 120 listens_on gateway "$gateway_port" || {
+        problem='the gateway does not listen' culprit=gateway
+        return 1
+    }
     # Every user of the machine can read the arguments of a program, but the keys open nothing except this server.
     step user-create radosgw-admin -c "$config" -n client.rgw.a user create --uid=tester --display-name=tester \
         --access-key="$VEXIL_S3_ACCESS_KEY" --secret="$VEXIL_S3_SECRET_KEY" || return
@@ -158,7 +168,10 @@ start_all() {
     rm -rf -- "$workdir"/{daemons,log,monitor,osd,gateway}
     mkdir -p -- "$workdir"/{daemons,log,monitor,osd,gateway}
     local first_port
-    first_port=$(find_ports $((2 + osd_ports))) || { problem='no free ports'; return 1; }
+    first_port=$(find_ports $((2 + osd_ports))) || {
+        problem='no free ports'
+        return 1
+    }
     gateway_port=$first_port
     monitor_port=$((first_port + 1))
     fsid=$(cat /proc/sys/kernel/random/uuid)
