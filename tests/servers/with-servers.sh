@@ -1,0 +1,102 @@
+#!/usr/bin/env bash
+# Runs a command beside private servers and ends them afterwards, whatever happens.
+#
+# Usage: tests/servers/with-servers.sh [s3] [nginx] -- COMMAND...
+#
+# COMMAND finds the addresses and keys in its environment: see radosgw.sh for s3 and nginx.sh for nginx, which with
+# s3 also puts TLS in front of the S3 server. The exit status is that of COMMAND; 125 where a server did not start.
+# COMMAND reads nothing from standard input, and no proxy settings reach it: the servers are on this machine.
+# shellcheck disable=SC2317 # the functions that only a trap calls
+set -euo pipefail
+# Jobs get process groups of their own. Without that bash makes them ignore Ctrl-C, and so whatever they start.
+set -m
+
+here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
+
+usage() {
+    printf 'usage: with-servers.sh [s3] [nginx] -- COMMAND...\n' >&2
+    exit 125
+}
+
+end_servers() {
+    [[ ! -d $dir/nginx ]] || "$here/nginx.sh" stop "$dir/nginx" || true
+    [[ ! -d $dir/s3 ]] || "$here/radosgw.sh" stop "$dir/s3" || true
+    rm -rf -- "$dir"
+}
+
+# A test runner whose time is over kills this script and all its descendants, and no trap runs. The guard is nobody's
+# descendant; it reads from a pipe that only this script holds open, so it wakes when the script is gone.
+start_guard() {
+    exec {alive}> >(setsid "$here/with-servers.sh" --guard "$dir" <&0 >/dev/null 2>&1 &)
+}
+
+if [[ ${1:-} == --guard ]]; then
+    dir=${2:?}
+    read -r || true
+    end_servers
+    exit
+fi
+
+# Waits for a job so that a signal's trap runs at once.
+run_job() {
+    "$@" </dev/null {alive}>&- &
+    job=$!
+    local status=0
+    wait "$job" || status=$?
+    job=
+    return "$status"
+}
+
+# The whole group of the job: what the command has started would otherwise outlive its servers.
+end_job() {
+    local attempt
+    # Its death is wanted: no report of it on standard error.
+    disown "$job"
+    kill -TERM -- "-$job" 2>/dev/null || true
+    for ((attempt = 0; attempt < 100; attempt++)); do
+        kill -0 -- "-$job" 2>/dev/null || return 0
+        sleep 0.05
+    done
+    kill -KILL -- "-$job" 2>/dev/null || true
+}
+
+on_exit() {
+    local status=$?
+    trap '' HUP INT TERM
+    [[ -z $job ]] || end_job
+    end_servers
+    exit "$status"
+}
+
+start_server() {
+    run_job "$here/$1.sh" start "$2" || exit 125
+    # shellcheck source=/dev/null
+    source "$2/env"
+}
+
+servers=()
+while [[ $# -gt 0 && $1 != -- ]]; do
+    [[ $1 == s3 || $1 == nginx ]] || usage
+    servers+=("$1")
+    shift
+done
+[[ $# -gt 1 ]] || usage
+shift
+
+job=
+dir=$(mktemp -d "${TMPDIR:-/tmp}/vexil-servers.XXXXXX")
+trap 'exit 129' HUP
+trap 'exit 130' INT
+trap 'exit 143' TERM
+trap on_exit EXIT
+start_guard
+
+unset http_proxy https_proxy ftp_proxy all_proxy no_proxy HTTP_PROXY HTTPS_PROXY FTP_PROXY ALL_PROXY NO_PROXY
+unset VEXIL_S3_ENDPOINT VEXIL_S3_TLS_ENDPOINT
+# In this order: the web server puts TLS in front of the S3 server.
+[[ " ${servers[*]:-} " != *' s3 '* ]] || start_server radosgw "$dir/s3"
+[[ " ${servers[*]:-} " != *' nginx '* ]] || start_server nginx "$dir/nginx"
+
+status=0
+run_job "$@" || status=$?
+exit "$status"
