@@ -111,6 +111,7 @@ mapfile -t missing < <(missing_of "${packages[@]}")
 [[ $(id -u) == 0 ]] || continue_as_root "$@"
 
 # Two at once, ./run beside ./test: the second one waits and then finds its packages there.
+mkdir -p -- "${lock_file%/*}"
 exec 9>"$lock_file"
 flock 9
 mapfile -t missing < <(missing_of "${packages[@]}")

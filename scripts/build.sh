@@ -1,0 +1,20 @@
+#!/usr/bin/env bash
+# Configures and builds the project.
+#
+# Usage: scripts/build.sh BUILD_DIR [CMAKE_ARGUMENT...]
+#
+# The configuration is shown only where it fails, the build by Ninja's one line.
+set -euo pipefail
+
+build_dir=$(realpath -m -- "${1:?usage: build.sh BUILD_DIR [CMAKE_ARGUMENT...]}")
+shift
+cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.."
+
+mkdir -p -- "$build_dir"
+log=$build_dir/configure.log
+if ! cmake -S . -B "$build_dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+    -DCMAKE_CXX_COMPILER_LAUNCHER=ccache "$@" >"$log" 2>&1 </dev/null; then
+    cat "$log" >&2
+    exit 1
+fi
+cmake --build "$build_dir" -j"$(nproc)" </dev/null
