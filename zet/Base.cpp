@@ -1,0 +1,76 @@
+#include "zet/Base.h"
+
+#include <functional>
+#include <new>
+
+namespace zet {
+
+namespace {
+
+/// Blocks that operator new handed out and whose complete object has not begun its construction yet.
+///
+/// More than one is open while constructor arguments are themselves built with `new`. The virtual base IBase
+/// is constructed before every other part of an object, so the first IBase inside an open block belongs to
+/// the complete object, and members of it that are counted too come later and find the block closed.
+class COpenBlocks {
+public:
+    void open(void* memory, std::size_t size) noexcept {
+        // Beyond this depth an object is taken for one that nobody deletes: a leak, never a double delete.
+        if (m_count < capacity) {
+            m_blocks[m_count++] = {static_cast<const char*>(memory), size};
+        }
+    }
+
+    bool closeAround(const void* address) noexcept {
+        const char* byte = static_cast<const char*>(address);
+        for (int i = m_count - 1; i >= 0; --i) {
+            const Block& block = m_blocks[i];
+            if (!std::less<>()(byte, block.begin) && std::less<>()(byte, block.begin + block.size)) {
+                remove(i);
+                return true;
+            }
+        }
+        return false;
+    }
+
+private:
+    struct Block {
+        const char* begin;
+        std::size_t size;
+    };
+
+    void remove(int index) noexcept {
+        for (int i = index + 1; i < m_count; ++i) {
+            m_blocks[i - 1] = m_blocks[i];
+        }
+        --m_count;
+    }
+
+    static constexpr int capacity = 32;
+    Block m_blocks[capacity];
+    int m_count = 0;
+};
+
+thread_local COpenBlocks t_openBlocks;
+
+}  // namespace
+
+void* IBase::operator new(std::size_t size) {
+    void* memory = ::operator new(size);
+    t_openBlocks.open(memory, size);
+    return memory;
+}
+
+void IBase::operator delete(void* memory) noexcept {
+    // Still open when the arguments of the constructor threw.
+    t_openBlocks.closeAround(memory);
+    ::operator delete(memory);
+}
+
+IBase::IBase() noexcept : m_isHeapObject(t_openBlocks.closeAround(this)) {}
+
+IBase::~IBase() = default;
+
+CBase::~CBase() = default;
+
+}  // namespace zet

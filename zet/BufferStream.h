@@ -1,0 +1,37 @@
+#pragma once
+
+#include "zet/Buffer.h"
+#include "zet/InStream.h"
+#include "zet/OutStream.h"
+#include "zet/Pointer.h"
+
+namespace zet {
+
+/// A stream over a buffer, with one position for reading and writing. Keeps a reference to the buffer.
+///
+/// Positions reach from 0 to the used size; beyond is a CError. Writing overwrites from the position on and
+/// lengthens the buffer as needed.
+class ZET_API CBufferStream : public virtual CBase, public IInStream, public IOutStream {
+public:
+    /// Over a new, empty buffer.
+    CBufferStream();
+    explicit CBufferStream(TBuffer<unsigned char>* buffer);
+    /// To read only: write() throws a CError.
+    explicit CBufferStream(const TBuffer<unsigned char>* buffer);
+    ~CBufferStream() override;
+
+    int read(void* buffer, int maxLength) override;
+    void write(const void* data, int length) override;
+    int64 getSize() override { return m_buffer->getUsed(); }
+    void seek(int64 position) override;
+    int64 getPosition() override { return m_position; }
+
+    PC<TBuffer<unsigned char>> getBuffer() const { return m_buffer; }
+
+private:
+    PC<TBuffer<unsigned char>> m_buffer;
+    P<TBuffer<unsigned char>> m_writableBuffer;
+    int m_position = 0;
+};
+
+}  // namespace zet

@@ -1,0 +1,54 @@
+#include "zet/Error.h"
+
+namespace zet {
+
+CError::CError(const String& message, const String& domain, int64 code, const CProps& props,
+               const P<CError>& inner)
+    : m_message(message), m_domain(domain), m_code(code), m_props(props), m_inner(inner),
+      m_what(message.toUTF8()) {}
+
+CError::~CError() = default;
+
+P<CError> CError::clone() const {
+    return new CError(*this);
+}
+
+void CError::throwClone() const {
+    throw CError(*this);
+}
+
+namespace {
+
+/// Made beforehand: where there is no memory for an error, this one is told.
+const P<CError>& outOfMemoryError() {
+    static const P<CError> error(new CError("Out of memory."));
+    return error;
+}
+
+[[maybe_unused]] const bool outOfMemoryErrorIsMade = (outOfMemoryError(), true);
+
+P<CError> convertCurrentException() {
+    try {
+        throw;
+    } catch (const CError& error) {
+        return error.clone();
+    } catch (const std::bad_alloc&) {
+        return outOfMemoryError();
+    } catch (const std::exception& error) {
+        return new CError(String::fromUTF8Lossy(error.what()));
+    } catch (...) {
+        return new CError("Unknown exception.");
+    }
+}
+
+}  // namespace
+
+P<CError> currentExceptionToError() noexcept {
+    try {
+        return convertCurrentException();
+    } catch (...) {
+        return outOfMemoryError();
+    }
+}
+
+}  // namespace zet

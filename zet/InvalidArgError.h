@@ -1,0 +1,26 @@
+#pragma once
+
+#include "zet/Error.h"
+
+namespace zet {
+
+/// A caller's mistake: an argument that cannot be worked with.
+class ZET_API CInvalidArgError : public CError {
+public:
+    /// \param place    class and member that refuse, joined by "::"
+    /// \param message  what is wrong, in a few lower-case words; this alone is getMessage()
+    CInvalidArgError(const String& place, const String& message, const CProps& props = CProps());
+    CInvalidArgError(const CInvalidArgError&) = default;
+    CInvalidArgError& operator=(const CInvalidArgError&) = default;
+    ~CInvalidArgError() override;
+
+    const String& getPlace() const noexcept { return m_place; }
+
+    P<CError> clone() const override;
+    [[noreturn]] void throwClone() const override;
+
+private:
+    String m_place;
+};
+
+}  // namespace zet

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "zet/Base.h"
+#include "zet/Export.h"
+#include "zet/Pointer.h"
+#include "zet/String.h"
+#include "zet/XMLElement.h"
+
+#include <exception>
+
+namespace zet {
+
+enum class LogLevel { Info, Warning, Error };
+
+/// One message of the log.
+struct CLogMessage {
+    LogLevel level = LogLevel::Info;
+    String text;                             ///< what happened
+    String detail;                           ///< more about it, often ""
+    const std::exception* error = nullptr;   ///< the error it is about, or null; valid during the call only
+    const CXMLElement* element = nullptr;    ///< data that belongs to it, or null
+};
+
+/// Where the messages of the library go.
+class ZET_API ILogSink : public virtual IBase {
+public:
+    /// Called on the thread that logs, by several threads at once, with no lock held. What it throws is
+    /// ignored.
+    virtual void log(const CLogMessage& message) = 0;
+
+protected:
+    ~ILogSink() override;
+};
+
+/// Replaces the process-wide sink, of which a reference is kept. Null, the default, drops every message.
+ZET_API void setLogSink(ILogSink* sink);
+ZET_API P<ILogSink> getLogSink();
+
+// None of these throws. Texts hold no secrets; bodies of server answers go into an element.
+ZET_API void logInfo(const String& text) noexcept;
+ZET_API void logWarning(const String& text) noexcept;
+ZET_API void logWarning(const std::exception& error, const String& text, const String& detail = String()) noexcept;
+ZET_API void logError(const String& text) noexcept;
+ZET_API void logError(const std::exception& error, const String& text, const String& detail = String()) noexcept;
+ZET_API void logError(const CXMLElement& element, const String& text, const String& detail = String()) noexcept;
+
+/// What a destructor does with an exception inside it, as it cannot throw: a warning in the log.
+/// \param className  qualified name of the class, "vexil::CNetRequest"
+/// \param error      the exception, null for one that is no std::exception
+ZET_API void onExceptionInDestructorIgnored(const char* className, const std::exception* error) noexcept;
+
+}  // namespace zet

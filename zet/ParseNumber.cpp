@@ -1,0 +1,50 @@
+#include "zet/ParseNumber.h"
+
+#include "zet/Error.h"
+
+#include <limits>
+#include <optional>
+
+namespace zet {
+
+namespace {
+
+std::optional<int64> parse(std::wstring_view text) noexcept {
+    const bool isNegative = text.starts_with(L'-');
+    if (isNegative || text.starts_with(L'+')) {
+        text.remove_prefix(1);
+    }
+    if (text.empty()) {
+        return std::nullopt;
+    }
+    // Counted downwards: the smallest number has no positive counterpart.
+    constexpr int64 smallest = std::numeric_limits<int64>::min();
+    int64 value = 0;
+    for (const wchar_t c : text) {
+        const int digit = c >= L'0' && c <= L'9' ? static_cast<int>(c - L'0') : -1;
+        if (digit < 0 || value < smallest / 10 || value * 10 < smallest + digit) {
+            return std::nullopt;
+        }
+        value = value * 10 - digit;
+    }
+    if (!isNegative && value == smallest) {
+        return std::nullopt;
+    }
+    return isNegative ? value : -value;
+}
+
+}  // namespace
+
+int64 parseInt64Strictly(const String& text, bool allowWhiteSpace) {
+    const auto value = parse(allowWhiteSpace ? trimmed(text.view()) : text.view());
+    if (!value) {
+        throw CError("Invalid number: '" + text + "'");
+    }
+    return *value;
+}
+
+int64 parseInt64(const String& text, int64 defaultValue) noexcept {
+    return parse(text.view()).value_or(defaultValue);
+}
+
+}  // namespace zet

@@ -1,0 +1,83 @@
+#pragma once
+
+#include "zet/Base.h"
+
+#include <cstddef>
+#include <type_traits>
+#include <utility>
+
+namespace zet {
+
+/// Intrusive counting pointer to an object that derives from IBase.
+///
+/// Converts to and from a plain pointer without ceremony, because setters take plain pointers and keep a
+/// `P<>`. The base is looked up once, when the pointer is made: copying and destroying a `P<T>` works where
+/// T is only declared, and costs one atomic operation.
+///
+/// Thread safety: distinct pointers to one object may be used from several threads; one pointer may not.
+template <class T>
+class P {
+public:
+    P() noexcept = default;
+    P(std::nullptr_t) noexcept {}
+    P(T* object) noexcept : m_object(object), m_base(object) { addRef(); }
+    P(const P& other) noexcept : m_object(other.m_object), m_base(other.m_base) { addRef(); }
+    P(P&& other) noexcept
+        : m_object(std::exchange(other.m_object, nullptr)), m_base(std::exchange(other.m_base, nullptr)) {}
+
+    template <class U>
+        requires std::is_convertible_v<U*, T*>
+    P(const P<U>& other) noexcept : m_object(other.m_object), m_base(other.m_base) {
+        addRef();
+    }
+    template <class U>
+        requires std::is_convertible_v<U*, T*>
+    P(P<U>&& other) noexcept
+        : m_object(std::exchange(other.m_object, nullptr)), m_base(std::exchange(other.m_base, nullptr)) {}
+
+    ~P() {
+        if (m_base) {
+            m_base->release();
+        }
+    }
+
+    P& operator=(P other) noexcept {
+        swap(other);
+        return *this;
+    }
+
+    T* get() const noexcept { return m_object; }
+    operator T*() const noexcept { return m_object; }
+    T* operator->() const noexcept { return m_object; }
+    std::add_lvalue_reference_t<T> operator*() const noexcept { return *m_object; }
+
+    /// The same object as a U, or null when it is none. The way back from `P<IBase>`.
+    template <class U>
+    P<U> dynamicCast() const noexcept {
+        return P<U>(dynamic_cast<U*>(m_object));
+    }
+
+    void swap(P& other) noexcept {
+        std::swap(m_object, other.m_object);
+        std::swap(m_base, other.m_base);
+    }
+
+private:
+    template <class U>
+    friend class P;
+
+    void addRef() const noexcept {
+        if (m_base) {
+            m_base->addRef();
+        }
+    }
+
+    T* m_object = nullptr;
+    const IBase* m_base = nullptr;
+};
+
+/// Counting pointer through which the object cannot be changed.
+template <class T>
+using PC = P<const T>;
+
+}  // namespace zet

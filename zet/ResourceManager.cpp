@@ -1,0 +1,62 @@
+#include "zet/ResourceManager.h"
+
+#include "zet/InvalidArgError.h"
+#include "zet/ModulePath.h"
+
+#include <filesystem>
+
+namespace zet {
+
+namespace {
+
+using Path = CResourceManager::Path;
+
+std::filesystem::path toFileSystemPath(const Path& path) {
+    return std::filesystem::path(path.getText().view());
+}
+
+bool isFile(const std::filesystem::path& path) {
+    std::error_code ignored;
+    return std::filesystem::is_regular_file(path, ignored);
+}
+
+}  // namespace
+
+CResourceManager::CResourceManager() {
+    const Path library = getModuleFolder();
+    m_folders.push_back(library.join(ZET_RESOURCE_FOLDER_FROM_LIBRARY));
+    m_folders.push_back(library.join("resources"));
+}
+
+CResourceManager::~CResourceManager() = default;
+
+P<CResourceManager> CResourceManager::get() {
+    static const P<CResourceManager> instance(new CResourceManager);
+    return instance;
+}
+
+CResourceManager::Path CResourceManager::findResource(const Path& relativePath) const {
+    const CMutexLock lock(m_mutex);
+    for (const Path& folder : m_folders) {
+        const std::filesystem::path file = toFileSystemPath(folder.join(relativePath));
+        if (isFile(file)) {
+            return String(file.lexically_normal().wstring());
+        }
+    }
+    return Path();
+}
+
+void CResourceManager::addResourceFolder(const Path& folder) {
+    if (!folder.isAbsolute()) {
+        throw CInvalidArgError("CResourceManager::addResourceFolder", "folder must be an absolute path");
+    }
+    const CMutexLock lock(m_mutex);
+    m_folders.push_front(folder);
+}
+
+void CResourceManager::removeResourceFolder(const Path& folder) {
+    const CMutexLock lock(m_mutex);
+    m_folders.remove(folder);
+}
+
+}  // namespace zet

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "zet/Base.h"
+#include "zet/Export.h"
+
+#include <condition_variable>
+#include <mutex>
+
+namespace zet {
+
+/// Manual-reset event: once set, every wait returns at once until it is reset. Any thread, any time.
+class ZET_API CSignal : public virtual CBase {
+public:
+    CSignal() = default;
+    CSignal(const CSignal&) = delete;
+    CSignal& operator=(const CSignal&) = delete;
+    ~CSignal() override;
+
+    void set();
+    void reset();
+    bool isSet() const;
+    /// Waits until the signal is set, at most so many milliseconds (0: only looks; negative: for ever).
+    /// Tells whether it is set.
+    bool wait(int milliseconds);
+
+private:
+    mutable std::mutex m_mutex;
+    std::condition_variable m_changed;
+    bool m_isSet = false;
+};
+
+}  // namespace zet

@@ -1,0 +1,10 @@
+#include "zet/InStream.h"
+#include "zet/OutStream.h"
+
+namespace zet {
+
+IInStream::~IInStream() = default;
+
+IOutStream::~IOutStream() = default;
+
+}  // namespace zet

@@ -1,0 +1,136 @@
+#pragma once
+
+#include "zet/Export.h"
+#include "zet/Types.h"
+
+#include <compare>
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace zet {
+
+/// Text of wide characters: UTF-32 where `wchar_t` has 4 bytes, UTF-16 where it has 2. May hold NUL.
+///
+/// All conversions are independent of the locale. Positions, lengths and comparisons count and compare
+/// `wchar_t` units; case and white space (blank, \\t, \\n, \\v, \\f, \\r) are those of ASCII alone, because
+/// the texts compared without case here are protocol names. Comparing with and searching for plain
+/// `const char*` ASCII text allocates nothing.
+///
+/// A plain value: distinct objects may be used from several threads. Errors: only the strict UTF-8 decoding
+/// throws (a CError) beside `std::bad_alloc`.
+class ZET_API String {
+public:
+    static constexpr std::size_t npos = std::wstring::npos;
+
+    String() noexcept = default;
+    /// Decodes NUL-terminated UTF-8, strictly. Null is the empty text.
+    String(const char* utf8);
+    /// Null is the empty text.
+    String(const wchar_t* text);
+    String(std::wstring text) noexcept : m_text(std::move(text)) {}
+    explicit String(std::wstring_view text) : m_text(text) {}
+
+    /// Decodes UTF-8 (RFC 3629). Overlong forms, surrogates, values above U+10FFFF and cut sequences throw a
+    /// CError "Invalid UTF-8 data."
+    static String fromUTF8(std::string_view bytes);
+    /// Decodes UTF-8 and puts one U+FFFD for each byte that belongs to no valid sequence.
+    static String fromUTF8Lossy(std::string_view bytes);
+    /// Decodes ISO-8859-1: each byte is the character of that number.
+    static String fromLatin1(std::string_view bytes);
+    /// Decimal form of a number.
+    static String fromInt(int64 value);
+
+    /// Like fromUTF8, into this object and its existing memory. Empty after a throw.
+    void assignUTF8(std::string_view bytes);
+
+    /// UTF-8 bytes; an unpaired surrogate or a value above U+10FFFF becomes U+FFFD.
+    std::string toUTF8() const;
+    /// ISO-8859-1 bytes; what has no place there becomes '?'.
+    std::string toLatin1() const;
+
+    bool isEmpty() const noexcept { return m_text.empty(); }
+    std::size_t length() const noexcept { return m_text.size(); }
+    wchar_t operator[](std::size_t index) const noexcept { return m_text[index]; }
+    const wchar_t* c_str() const noexcept { return m_text.c_str(); }
+    std::wstring_view view() const noexcept { return m_text; }
+    void clear() noexcept { m_text.clear(); }
+
+    /// Position of the first occurrence at or after `from`, or npos.
+    std::size_t find(wchar_t character, std::size_t from = 0) const noexcept {
+        return m_text.find(character, from);
+    }
+    std::size_t find(const String& text, std::size_t from = 0) const noexcept {
+        return m_text.find(text.m_text, from);
+    }
+    /// `ascii` must be ASCII text.
+    std::size_t find(const char* ascii, std::size_t from = 0) const noexcept;
+    std::size_t findLast(wchar_t character) const noexcept { return m_text.rfind(character); }
+
+    /// `ascii` must be ASCII text.
+    bool startsWith(const char* ascii) const noexcept;
+    bool startsWith(const String& text) const noexcept { return view().starts_with(text.view()); }
+    bool startsWithNoCase(const char* ascii) const noexcept;
+    bool endsWith(const char* ascii) const noexcept;
+    bool equalsNoCase(const char* ascii) const noexcept;
+
+    /// At most `count` units from `position` on; a position past the end gives the empty text.
+    String substr(std::size_t position, std::size_t count = npos) const;
+    /// The text with 'A' to 'Z' turned into 'a' to 'z'.
+    String toLower() const;
+    String trimmed() const;
+
+    void makeLower() noexcept;
+    void trim();
+    void trimLeft();
+    void trimRight();
+    /// Replaces every occurrence, from the left, without looking at what was put in. An empty `from` does
+    /// nothing.
+    void replaceAll(const String& from, const String& to);
+    void replace(std::size_t position, std::size_t count, const String& by);
+
+    String& operator+=(const String& text) {
+        m_text += text.m_text;
+        return *this;
+    }
+    /// `utf8` is decoded strictly.
+    String& operator+=(const char* utf8);
+    String& operator+=(wchar_t character) {
+        m_text += character;
+        return *this;
+    }
+    void append(std::wstring_view text) { m_text += text; }
+
+    friend String operator+(const String& left, const String& right) { return String(left.m_text + right.m_text); }
+    friend String operator+(String&& left, const String& right) {
+        left += right;
+        return std::move(left);
+    }
+    friend String operator+(String&& left, const char* right) {
+        left += right;
+        return std::move(left);
+    }
+
+    /// Ordinal: unit by unit.
+    friend bool operator==(const String& left, const String& right) noexcept { return left.m_text == right.m_text; }
+    friend std::strong_ordering operator<=>(const String& left, const String& right) noexcept {
+        return left.m_text.compare(right.m_text) <=> 0;
+    }
+    /// `ascii` must be ASCII text.
+    friend bool operator==(const String& left, const char* ascii) noexcept {
+        return left.length() == std::string_view(ascii).size() && left.startsWith(ascii);
+    }
+
+private:
+    std::wstring m_text;
+};
+
+/// White space as String trims it.
+constexpr bool isWhiteSpace(wchar_t c) noexcept {
+    return c == L' ' || (c >= L'\t' && c <= L'\r');
+}
+
+/// The part of a text between the white space at its ends.
+ZET_API std::wstring_view trimmed(std::wstring_view text) noexcept;
+
+}  // namespace zet
