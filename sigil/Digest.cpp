@@ -1,0 +1,63 @@
+#include "sigil/Digest.h"
+
+#include "zet/Error.h"
+
+#include <openssl/evp.h>
+
+#include <memory>
+
+namespace sigil {
+
+namespace {
+
+struct CEvpDeleter {
+    void operator()(EVP_MD* digest) const noexcept { EVP_MD_free(digest); }
+    void operator()(EVP_MD_CTX* context) const noexcept { EVP_MD_CTX_free(context); }
+};
+
+class CEvpDigest : public virtual zet::CBase, public IDigest {
+public:
+    // "-fips": content checks may use MD5 even where the process prefers FIPS algorithms.
+    explicit CEvpDigest(const char* name)
+        : m_digest(EVP_MD_fetch(nullptr, name, "-fips")), m_context(EVP_MD_CTX_new()) {
+        if (!m_digest || !m_context) {
+            throw zet::CError(zet::String("The crypto library offers no ") + name + ".");
+        }
+        CEvpDigest::reset();
+    }
+
+    void reset() override { check(EVP_DigestInit_ex2(m_context.get(), m_digest.get(), nullptr)); }
+
+    void update(const void* data, int length) override {
+        check(EVP_DigestUpdate(m_context.get(), data, static_cast<std::size_t>(length)));
+    }
+
+    void finish(zet::TBuffer<unsigned char>& out) override {
+        out.setUsed(EVP_MD_get_size(m_digest.get()));
+        check(EVP_DigestFinal_ex(m_context.get(), out.getData(), nullptr));
+    }
+
+private:
+    static void check(int result) {
+        if (result != 1) {
+            throw zet::CError("The crypto library cannot compute a digest.");
+        }
+    }
+
+    std::unique_ptr<EVP_MD, CEvpDeleter> m_digest;
+    std::unique_ptr<EVP_MD_CTX, CEvpDeleter> m_context;
+};
+
+}  // namespace
+
+IDigest::~IDigest() = default;
+
+IDigestType::~IDigestType() = default;
+
+CDigestType_MD5::~CDigestType_MD5() = default;
+
+zet::P<IDigest> CDigestType_MD5::createDigest() const {
+    return new CEvpDigest("MD5");
+}
+
+}  // namespace sigil

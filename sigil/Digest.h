@@ -1,0 +1,41 @@
+#pragma once
+
+#include "sigil/Export.h"
+
+#include "zet/Base.h"
+#include "zet/Buffer.h"
+#include "zet/Pointer.h"
+
+namespace sigil {
+
+/// A hash computed piece by piece. Failures are thrown as zet::CError. One thread at a time.
+class SIGIL_API IDigest : public virtual zet::IBase {
+public:
+    /// Begins anew. Also a new object begins anew.
+    virtual void reset() = 0;
+    virtual void update(const void* data, int length) = 0;
+    /// Puts the hash of everything since the beginning into `out`; only reset() may follow.
+    virtual void finish(zet::TBuffer<unsigned char>& out) = 0;
+
+protected:
+    ~IDigest() override;
+};
+
+/// A kind of hash.
+class SIGIL_API IDigestType : public virtual zet::IBase {
+public:
+    virtual zet::P<IDigest> createDigest() const = 0;
+
+protected:
+    ~IDigestType() override;
+};
+
+/// MD5 (RFC 1321): 16 bytes. A check against accidents, not against attackers.
+class SIGIL_API CDigestType_MD5 : public virtual zet::CBase, public IDigestType {
+public:
+    ~CDigestType_MD5() override;
+    /// Throws a zet::CError where OpenSSL offers no MD5, as in a process restricted to FIPS algorithms.
+    zet::P<IDigest> createDigest() const override;
+};
+
+}  // namespace sigil

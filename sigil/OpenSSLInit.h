@@ -1,0 +1,15 @@
+#pragma once
+
+#include "sigil/Export.h"
+
+namespace sigil {
+
+/// Start of the crypto library.
+class SIGIL_API COpenSSLInit {
+public:
+    /// Initialises OpenSSL's TLS and crypto parts, once a process. Any thread.
+    /// Throws a CError when OpenSSL refuses.
+    static void ensureInitialized();
+};
+
+}  // namespace sigil
