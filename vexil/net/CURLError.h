@@ -1,0 +1,70 @@
+#pragma once
+
+#include "vexil/BaseTypes.h"
+#include "vexil/Export.h"
+
+#include <curl/curl.h>
+
+namespace vexil {
+
+/// A failed call of libcurl, or an HTTP status outside 200 to 299 (code 22, CURLE_HTTP_RETURNED_ERROR).
+///
+/// The domain is "curl" for a code of the easy interface (CURLcode) and "curlm" for one of the multi
+/// interface (CURLMcode); getCode() is that code. What the server said stands in the members and, for
+/// programs that only know CError, in the properties, in this order and each only when it is known:
+/// "responseCodeDomain" ("http", "ftp", "smtp"), "responseCode" (decimal, above 0), "serverMessage",
+/// "httpStatusLine", "url", "httpMethod".
+///
+/// A plain value; clone() and throwClone() carry it to another thread with its type.
+class VEXIL_API CCURLError : public CError {
+public:
+    /// \param code                result of an easy-interface call
+    /// \param errorDetail         libcurl's error buffer, "" for none
+    /// \param responseCodeDomain  protocol family of the response code, "" when there was no response
+    /// \param responseCode        the server's last response code; below 1 for none
+    /// \param serverMessage       text of the server's answer, "" for none
+    /// \param httpStatusLine      last HTTP status line, without its line end, "" for none
+    /// \param url                 URL of the request as it was set
+    /// \param httpMethod          method as it was set, "" for the default
+    CCURLError(CURLcode code, const String& errorDetail, const String& responseCodeDomain, int responseCode,
+               const String& serverMessage, const String& httpStatusLine, const String& url,
+               const String& httpMethod);
+    /// The same for a result of a multi-interface call. Its text never names the domain.
+    CCURLError(CURLMcode code, const String& errorDetail, const String& responseCodeDomain, int responseCode,
+               const String& serverMessage, const String& httpStatusLine, const String& url,
+               const String& httpMethod);
+    CCURLError(const CCURLError&) = default;
+    CCURLError& operator=(const CCURLError&) = default;
+    ~CCURLError() override;
+
+    /// libcurl's text for the code, then ": " and the detail if there is one, then
+    /// " (response code: DOMAIN CODE)" if the code is at least 1.
+    static String makeErrorText(CURLcode code, const String& errorDetail, const String& responseCodeDomain,
+                                int responseCode);
+    /// The same with " (response code: CODE)".
+    static String makeErrorText(CURLMcode code, const String& errorDetail, int responseCode);
+
+    int getResponseCode() const noexcept { return m_responseCode; }
+    /// The "responseCode" of a property list, -1 when it has none.
+    static int getResponseCode(const CProps& props);
+    String getResponseCodeDomain() const { return m_responseCodeDomain; }
+    /// The "responseCodeDomain" of a property list, "" when it has none.
+    static String getResponseCodeDomain(const CProps& props);
+    const String& getServerMessage() const noexcept { return m_serverMessage; }
+    const String& getHTTPStatusLine() const noexcept { return m_httpStatusLine; }
+    const String& getURL() const noexcept { return m_url; }
+    const String& getHTTPMethod() const noexcept { return m_httpMethod; }
+
+    P<CError> clone() const override;
+    [[noreturn]] void throwClone() const override;
+
+private:
+    String m_responseCodeDomain;
+    int m_responseCode;
+    String m_serverMessage;
+    String m_httpStatusLine;
+    String m_url;
+    String m_httpMethod;
+};
+
+}  // namespace vexil

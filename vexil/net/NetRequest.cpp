@@ -1,0 +1,106 @@
+#include "vexil/net/NetRequest.h"
+
+#include "vexil/net/GlobalInit.h"
+#include "vexil/net/NetRequestSetup.h"
+#include "zet/Log.h"
+
+namespace vexil {
+
+INetRequestSetup::~INetRequestSetup() = default;
+
+CNetRequest::IDataSource::~IDataSource() = default;
+
+CNetRequest::IDataSink::~IDataSink() = default;
+
+CNetRequest::IRestartableDataSink::~IRestartableDataSink() = default;
+
+CNetRequest::IDoneListener::~IDoneListener() = default;
+
+CNetRequest::CNetRequest() : m_errorBuffer(CURL_ERROR_SIZE) {
+    CGlobalInit::get();
+    clearErrorBuffer();
+    m_responseInfo = new CNetStringList;
+    m_asyncDoneSignal = new zet::CSignal;
+    m_defaultReceiveBuffer = new TBuffer<unsigned char>;
+    m_defaultReceiveStream = new zet::CBufferStream(m_defaultReceiveBuffer);
+    m_defaultReceiveSink = new CStreamDataSink(m_defaultReceiveStream);
+    m_receiveSink = m_defaultReceiveSink;
+    m_handle.reset(curl_easy_init());
+    if (!m_handle) {
+        throw CError("Error creating curl easy handle.");
+    }
+    setDefaultOptions();
+}
+
+CNetRequest::~CNetRequest() {
+    try {
+        // Closing connections may call back (FTP says goodbye): nothing of this object is to be called then.
+        if (m_handle) {
+            curl_easy_reset(m_handle.get());
+        }
+        m_handle.reset();
+    } catch (const std::exception& error) {
+        zet::onExceptionInDestructorIgnored("vexil::CNetRequest", &error);
+    } catch (...) {
+        zet::onExceptionInDestructorIgnored("vexil::CNetRequest", nullptr);
+    }
+}
+
+void CNetRequest::reset() {
+    m_sendKeepAlive = nullptr;
+    m_sendSource = nullptr;
+    m_doneListener = nullptr;
+    setDefaultReceiveDataStream();
+    setServerInfoToUpdate(nullptr);
+    // Before method and upload are cleared: an automatic verbose setting is decided by the last use.
+    setAsyncInfo(false, CURLE_OK);
+    m_url.clear();
+    m_isHTTP = false;
+    clearErrorBuffer();
+    curl_easy_reset(m_handle.get());
+    m_httpMethod.clear();
+    m_upload = false;
+    m_sendDataSize = -1;
+    m_customHTTPHeaders = nullptr;
+    m_ftpPreCommands = nullptr;
+    m_ftpPostCommands = nullptr;
+    m_dependencies.clear();
+    resetForPerform();
+    setDefaultOptions();
+}
+
+void CNetRequest::resetForPerform() {
+    if (m_customHTTPHeaders) {
+        setOptionPtr(CURLOPT_HTTPHEADER, m_customHTTPHeaders->getSList());
+    }
+    m_headerAssembler.reset();
+    m_httpStatusLine.clear();
+    m_lastParsedStatus = -1;
+    if (m_verboseData == VerboseLogAutomatic) {
+        m_verboseData = isUpload() ? VerboseLogReceived : VerboseLogBoth;
+    }
+    m_verboseMessages.clear();
+    {
+        const zet::CMutexLock lock(m_asyncMutex);
+        m_pendingCallbackError = nullptr;
+    }
+    m_responseInfo = new CNetStringList;
+    m_defaultReceiveStream->seek(0);
+    m_defaultReceiveBuffer->setUsed(0);
+    if (m_restartableSink) {
+        m_restartableSink->restart();
+    }
+    if (m_sendSource && m_sendSource->getPosition() != 0) {
+        m_sendSource->seek(0);
+    }
+}
+
+void CNetRequest::addDependencyObject(IBase* object) {
+    m_dependencies.emplace_back(object);
+}
+
+bool CNetRequest::isUpload() const noexcept {
+    return m_upload || m_httpMethod == "PUT";
+}
+
+}  // namespace vexil

@@ -1,0 +1,460 @@
+#pragma once
+
+#include "vexil/BaseTypes.h"
+#include "vexil/Export.h"
+#include "vexil/net/CurlHandles.h"
+#include "vexil/net/HeaderAssembler.h"
+#include "vexil/net/NetHeaders.h"
+#include "vexil/net/NetStringList.h"
+#include "vexil/net/ServerInfo.h"
+#include "zet/BufferStream.h"
+#include "zet/Mutex.h"
+#include "zet/Signal.h"
+#include "zet/Time.h"
+#include "zet/TimeSpan.h"
+#include "zet/XMLElement.h"
+
+#include <curl/curl.h>
+
+namespace vexil {
+
+/// Which data the verbose log shows as text. The bytes' count is always shown.
+enum VerboseLogData : unsigned int {
+    VerboseLogNone = 0,
+    VerboseLogSent = 1,
+    VerboseLogReceived = 2,
+    VerboseLogBoth = 3,
+    /// For body data only: decided by the next transfer or reset(), VerboseLogReceived for an upload and
+    /// VerboseLogBoth otherwise, and kept from then on.
+    VerboseLogAutomatic = 4,
+};
+
+/// One transfer after another over one libcurl easy handle: configured by setters, performed here or by an
+/// asynchronous manager, then asked for what came back.
+///
+/// Thread safety: one thread at a time; the asynchronous hooks alone may be used by the owner's thread and
+/// the thread that drives the transfer at once. Distinct requests are independent.
+///
+/// Lifetime: whatever is given by pointer is kept by reference until it is replaced or reset() is called.
+/// The request is neither copied nor moved: libcurl holds its address.
+///
+/// Errors: every failure is thrown. A failed transfer, and an HTTP status outside 200 to 299, is a
+/// CCURLError; an error raised by a source, sink or stream is thrown as it was. The setters throw a
+/// CCURLError when libcurl refuses the value.
+///
+/// Setters last over any number of transfers, until reset(). The libcurl option behind each is named.
+///
+/// \code
+/// P<CNetRequest> request = new CNetRequest;
+/// request->setURL("https://example.com/a");
+/// request->perform();
+/// PC<TBuffer<unsigned char>> body = request->getDefaultReceiveBuffer();
+/// \endcode
+class VEXIL_API CNetRequest : public virtual CBase {
+public:
+    /// Where a request body comes from. Called on the thread that drives the transfer; what it throws ends
+    /// the transfer and is thrown by perform().
+    class VEXIL_API IDataSource : public virtual IBase {
+    public:
+        /// Puts at most `maxLength` bytes into `buffer` and returns how many; 0 is the end of the body.
+        /// More than asked for, or less than 0, is an error.
+        /// \param responseHeaders  the headers of the response as far as they have come, by lower-case name
+        virtual int read(void* buffer, int maxLength, const TMap<String, String>& responseHeaders) = 0;
+        /// Bytes from start to end, -1 when unknown.
+        virtual int64 getSize() = 0;
+        /// Moves to a position in bytes from the start; libcurl rewinds to send a body again.
+        virtual void seek(int64 position) = 0;
+        virtual int64 getPosition() = 0;
+
+    protected:
+        ~IDataSource() override;
+    };
+
+    /// Where a response body goes. Called on the thread that drives the transfer; what it throws ends the
+    /// transfer and is thrown by perform(). Not called at all for an empty body.
+    class VEXIL_API IDataSink : public virtual IBase {
+    public:
+        /// Takes a block of the body.
+        /// \param httpStatus       status of the response that the block belongs to; 0 when its status line
+        ///                         could not be read, -1 for protocols other than HTTP
+        /// \param responseHeaders  the headers of that response, by lower-case name
+        virtual void write(const void* data, int length, int httpStatus,
+                           const TMap<String, String>& responseHeaders) = 0;
+
+    protected:
+        ~IDataSink() override;
+    };
+
+    /// A sink that can begin again, so that what it collects survives a repeated transfer.
+    class VEXIL_API IRestartableDataSink : public virtual IDataSink {
+    public:
+        /// Called before every transfer: drop what an earlier one has written. What it throws is thrown by
+        /// perform() before anything is sent.
+        virtual void restart() = 0;
+
+    protected:
+        ~IRestartableDataSink() override;
+    };
+
+    /// A source over a stream, of which a reference is kept.
+    class CStreamDataSource;
+    /// A sink over a stream, of which a reference is kept. The stream gets the body of every try, that of an
+    /// error answer included.
+    class CStreamDataSink;
+
+    /// Told when a transfer has ended.
+    class VEXIL_API IDoneListener : public virtual IBase {
+    public:
+        /// \param error  null on success; otherwise valid during the call only. The error is thrown as well,
+        ///               by perform() or checkAsyncResult().
+        virtual void onDone(CNetRequest* request, CError* error) = 0;
+
+    protected:
+        ~IDoneListener() override;
+    };
+
+    /// One message of libcurl for the verbose log.
+    struct CVerboseLogMessage {
+        zet::CTime time;
+        curl_infotype type = CURLINFO_TEXT;
+        TBuffer<char> data;
+    };
+
+    // ---- life --------------------------------------------------------------------------------------------
+
+    /// Starts libcurl if need be (CGlobalInit) and takes an easy handle.
+    /// \throws CError "Error creating curl easy handle."
+    CNetRequest();
+    CNetRequest(const CNetRequest&) = delete;
+    CNetRequest& operator=(const CNetRequest&) = delete;
+    ~CNetRequest() override;
+
+    /// Back to the state after construction; open connections, DNS and TLS sessions are kept for reuse. The
+    /// user data, whether the request is verbose and the verbose settings keep their values, but libcurl's own
+    /// verbose switch goes off: call setVerbose() again.
+    void reset();
+
+    /// Sets libcurl's options to what this library starts from: follow redirects, no signals, 30 s to
+    /// connect, and abort below 1 byte/s for 60 s. No limit for the whole transfer. Called by the
+    /// constructor and reset().
+    void setDefaultOptions();
+
+    /// Forgets what one transfer has left and rewinds a source that has moved. Called before each transfer.
+    void resetForPerform();
+
+    /// Keeps a reference until reset(), so that the object lives as long as the request needs it.
+    void addDependencyObject(IBase* object);
+    /// A free slot for the owner; lasts past reset().
+    void setUserData(IBase* data) { m_userData = data; }
+    P<IBase> getUserData() const { return m_userData; }
+
+    /// The libcurl easy handle; stays the request's.
+    void* getHandle() const noexcept { return m_handle.get(); }
+
+    // ---- where to ----------------------------------------------------------------------------------------
+
+    /// CURLOPT_URL. Default "". The text is sent as it is; see urlEscape().
+    void setURL(const String& url);
+    String getURL() const { return m_url; }
+
+    /// CURLOPT_PROXY: host and port, or a URL. "" connects directly and also keeps libcurl from reading
+    /// proxies out of the environment, which it does while nothing is set.
+    void setProxy(const String& proxy);
+
+    /// CURLOPT_USERNAME, CURLOPT_PASSWORD. Default none.
+    void setUserName(const String& name);
+    void setUserPassword(const String& password);
+    /// CURLOPT_HTTPAUTH: a mask of libcurl's CURLAUTH_ bits. Default CURLAUTH_BASIC.
+    void setHTTPAuthMethods(unsigned int methods);
+
+    /// CURLOPT_SSL_VERIFYPEER. Default true.
+    void setSSLVerifyPeer(bool verify);
+    /// CURLOPT_CAINFO: a file of PEM certificates. Default libcurl's own (on Linux the system's bundle).
+    void setRootCertBundlePath(const TPathImpl<CWindowsPathTraits>& path);
+
+    // ---- what to send ------------------------------------------------------------------------------------
+
+    /// "GET", "PUT", "POST", "HEAD" by libcurl's switches of the same purpose; anything else that is not empty
+    /// by CURLOPT_CUSTOMREQUEST without a body; "" for the default. Switches the other methods off, so an
+    /// upload that is not a PUT is off afterwards.
+    void setHTTPMethod(const String& method);
+    /// The method as set; without one "PUT" for an upload, else "GET".
+    String getHTTPMethod() const;
+    /// CURLOPT_UPLOAD: sends the source as the body of a PUT, or stores it under FTP. Default false.
+    void setUpload(bool upload);
+
+    /// CURLOPT_HTTPHEADER. Default none. Headers added to the list later, up to the next transfer, are sent too.
+    void setCustomHTTPHeaders(CNetHeaders* headers);
+    P<CNetHeaders> getCustomHTTPHeaders() const { return m_customHTTPHeaders; }
+
+    /// Bytes of the body (CURLOPT_INFILESIZE_LARGE, for a POST also CURLOPT_POSTFIELDSIZE_LARGE); -1, the
+    /// default, for unknown, which goes out in chunks that S3 servers refuse. A size other than what the source
+    /// then holds stalls the transfer or cuts the body.
+    void setSendDataSize(int64 size);
+    /// The body's source; null for none. Set its size with setSendDataSize().
+    void setSendDataSource(IDataSource* source);
+    /// The same over a stream.
+    void setSendDataStream(zet::IInStream* stream);
+    /// The bytes of a buffer, with their size. The buffer must stay as it is until the transfer ends.
+    void setSendDataBuffer(const TBuffer<unsigned char>* buffer);
+    /// The UTF-8 form of a text, with its size.
+    void setSendDataAsUTF8(const String& text);
+
+    // ---- what to do with the answer ----------------------------------------------------------------------
+
+    /// The sink of the response body; null drops it. Default: the request's own buffer.
+    void setReceiveDataSink(IDataSink* sink);
+    /// The same over a stream, which gets everything again when a transfer is repeated, error bodies too;
+    /// see IRestartableDataSink.
+    void setReceiveDataStream(zet::IOutStream* stream);
+    /// Back to the request's own buffer.
+    void setDefaultReceiveDataStream();
+    bool usesDefaultReceiveBuffer() const noexcept { return m_receiveSink.get() == m_defaultReceiveSink.get(); }
+    /// The request's own buffer; emptied at the start of every transfer. At most 2 GiB.
+    PC<TBuffer<unsigned char>> getDefaultReceiveBuffer() const { return m_defaultReceiveBuffer; }
+    /// The sink that fills the request's own buffer, for a sink that passes some blocks on to it.
+    P<IDataSink> getDefaultReceiveSink() const { return m_defaultReceiveSink; }
+
+    /// Byte range (CURLOPT_RANGE) from `start`, `length` bytes or, with -1, to the end. Default none.
+    /// The numbers are not checked: a length of 0 asks for a range that ends before it starts.
+    void setRange(int64 start, int64 length);
+
+    /// A record that learns from the response's headers; null for none.
+    void setServerInfoToUpdate(CServerInfo* info) { m_headerAssembler.setServerInfoToUpdate(info); }
+    void setDoneListener(IDoneListener* listener) { m_doneListener = listener; }
+
+    // ---- how ---------------------------------------------------------------------------------------------
+
+    /// CURLOPT_FOLLOWLOCATION. Default true, without a limit to their number.
+    void setFollowRedirects(bool follow);
+    /// CURLOPT_POSTREDIR: repeat a POST as a POST after 301, 302 and 303. Default false.
+    void setKeepPostOnRedirect(bool keep);
+
+    /// CURLOPT_CONNECTTIMEOUT_MS, CURLOPT_TIMEOUT_MS: whole milliseconds, rounded toward zero; a span that
+    /// is not set means no limit of ours (0). From 2^31 ms on the value wraps. Default 30 s and none.
+    void setConnectTimeout(const zet::CTimeSpan& timeout);
+    void setFullRequestTimeout(const zet::CTimeSpan& timeout);
+    /// CURLOPT_LOW_SPEED_LIMIT and CURLOPT_LOW_SPEED_TIME: abort when the transfer, the server's thinking
+    /// included, stays below the limit for the time, in seconds rounded up. Default 1 byte/s for 60 s.
+    void setLowSpeedLimit(int bytesPerSecond, const zet::CTimeSpan& time);
+
+    /// CURLOPT_USE_SSL, CURLOPT_FTP_FILEMETHOD, CURLOPT_FTP_CREATE_MISSING_DIRS with libcurl's values.
+    void setFTPUseSSL(int level);
+    void setFTPFileMethod(int method);
+    void setFTPCreateMissingDirs(int mode);
+    /// CURLOPT_CUSTOMREQUEST: the command of a listing; "" for libcurl's own.
+    void setFTPListOverrideCommand(const String& command);
+    /// CURLOPT_PREQUOTE, CURLOPT_POSTQUOTE: commands before and after the transfer; null for none.
+    void setFTPCustomPreCommands(CNetStringList* commands);
+    void setFTPCustomPostCommands(CNetStringList* commands);
+
+    /// Any libcurl option, by the type that libcurl documents for it: `long`, `curl_off_t`, pointer (which
+    /// libcurl does not copy), string (which it does, as UTF-8). Options that this class sets itself are better
+    /// left to its setters.
+    void setOptionInt(CURLoption option, int value);
+    void setOptionInt64(CURLoption option, int64 value);
+    void setOptionPtr(CURLoption option, void* value);
+    void setOptionString(CURLoption option, const String& value);
+
+    // ---- perform -----------------------------------------------------------------------------------------
+
+    /// Runs the transfer and returns when it is over.
+    ///
+    /// Throws, in this order of precedence: what a source, sink or stream has thrown; a CCURLError of
+    /// libcurl's result; a CCURLError of code 22 for an HTTP status outside 200 to 299. The done listener is
+    /// told first; it may reset or release the request.
+    ///
+    /// A connection that ends within the header block of a response is a success to libcurl, with status and
+    /// headers as far as they came and no body: see isResponseComplete().
+    void perform();
+
+    // ---- what came back ----------------------------------------------------------------------------------
+
+    /// Last response code (HTTP status, FTP or SMTP reply code), 0 without a response.
+    int getResponseCode();
+    /// Protocol family of the URL: "http", "ftp" (sftp too), "smtp", or "" for others.
+    String getResponseCodeDomain() const;
+    /// Last HTTP status line, trimmed; after a refused CONNECT the proxy's.
+    String getHTTPStatusLine() const { return m_httpStatusLine; }
+    /// Headers of the last response by lower-case name; a repeated header is joined with ",".
+    const TMap<String, String>& getResponseHeaderMap() const noexcept { return m_headerAssembler.getHeaderMap(); }
+    /// All header or reply lines of the last transfer as they came, those of interim responses included, but
+    /// for lines that could not be read.
+    const CNetStringList& getResponseInfo() const { return *m_responseInfo; }
+    /// Whether the header block of the last HTTP response was seen to its end (a line of CR LF alone), which
+    /// perform() does not demand. Always true for other protocols.
+    bool isResponseComplete() const noexcept { return !m_isHTTP || m_headerAssembler.isComplete(); }
+
+    /// Figures of the last transfer (CURLINFO_SIZE_…, CURLINFO_CONTENT_LENGTH_…, -1 when unknown, in bytes;
+    /// CURLINFO_SPEED_… in bytes per second).
+    double getDownloadedBytes();
+    double getUploadedBytes();
+    double getDownloadSize();
+    double getUploadSize();
+    double getAvgDownloadSpeed();
+    double getAvgUploadSpeed();
+    /// Any figure of libcurl, by the type that libcurl documents for it.
+    int getInfoLong(CURLINFO info);
+    double getInfoDouble(CURLINFO info);
+
+    /// libcurl's own text about the last failure, "" when it left none.
+    String getErrorMessage() const;
+    /// The text of an error body, for people: at most its first 4096 bytes, HTML stripped of its tags; "" when
+    /// they are not UTF-8.
+    /// \param headers  the response's headers, by lower-case name
+    static String getServerErrorMessageFromResponseData(const unsigned char* data, int length,
+                                                        const TMap<String, String>& headers);
+    /// Throws the CCURLError of a result of this request, with all that is known about it.
+    /// \param errorDetail  "" for getErrorMessage()
+    [[noreturn]] void throwError(CURLcode code, const String& responseCodeDomain, int responseCode,
+                                 const String& errorDetail);
+
+    /// Percent-encodes all but unreserved characters, hexadecimal digits in upper case (curl_easy_escape).
+    /// \throws CError "Error URL-escaping a string."
+    String urlEscape(const String& text);
+
+    // ---- asynchronous hooks (any thread) -----------------------------------------------------------------
+
+    /// Called by whatever drives the transfer: false before it starts, true with libcurl's result after it
+    /// has ended. The latter makes the done signal set and tells the done listener, outside the lock.
+    void setAsyncInfo(bool done, CURLcode result);
+    bool isAsyncDone() const;
+    /// Waits for the end of the transfer, at most so many milliseconds (negative: for ever).
+    bool waitAsyncDone(int timeoutMilliseconds);
+    P<zet::CSignal> getAsyncDoneSignal() const { return m_asyncDoneSignal; }
+    /// Throws what perform() would have thrown; nothing while the transfer runs. Only a URL that begins with
+    /// "http" in lower case is judged by its HTTP status.
+    void checkAsyncResult();
+
+    // ---- verbose log -------------------------------------------------------------------------------------
+
+    /// CURLOPT_VERBOSE: record libcurl's messages of each transfer. Default false.
+    void setVerbose(bool on);
+    bool isVerboseEnabled() const noexcept { return m_verbose; }
+    /// What of body data and of TLS data is shown as text. Default VerboseLogAutomatic and VerboseLogNone; lasts
+    /// past reset().
+    void setVerboseSettings(VerboseLogData data, VerboseLogData sslData);
+
+    /// The last transfer as a tree: "NetRequest" with a child for each message; null when verbose is off.
+    ///
+    /// Confidential: only the value of the first "Authorization: " in a header block is replaced; passwords of
+    /// FTP and SMTP, cookies, and credentials in HTTP/2 stand in it. For a log to show, take
+    /// getRedactedVerboseOutput().
+    /// \param maxTextLength  bytes of a message to show; "..." follows where it is cut
+    P<zet::CXMLElement> getVerboseOutput(unsigned int maxTextLength);
+    /// The same with every credential replaced by "~stripped~".
+    P<zet::CXMLElement> getRedactedVerboseOutput(unsigned int maxTextLength);
+
+    /// libcurl's debug callback (CURLOPT_DEBUGFUNCTION); `request` may be null. Always 0.
+    static int _curlDebugFunctionCallback(void* handle, curl_infotype type, char* data, std::size_t size,
+                                          void* request) noexcept;
+    /// Records a message of this request's handle while verbose is on.
+    void onLogDebugMessage(void* handle, curl_infotype type, char* data, std::size_t size);
+
+protected:
+    // What libcurl's callbacks do. None lets an exception out.
+    std::size_t writeHandler(const char* data, std::size_t size, std::size_t count) noexcept;
+    std::size_t readHandler(char* buffer, std::size_t size, std::size_t count) noexcept;
+    int seekHandler(curl_off_t offset, int origin) noexcept;
+    std::size_t headerHandler(const char* data, std::size_t length) noexcept;
+
+    P<zet::CXMLElement> createVerboseXmlElement(const CVerboseLogMessage& message, unsigned int maxTextLength);
+
+private:
+    static std::size_t writeCallback(char* data, std::size_t size, std::size_t count, void* request) noexcept;
+    static std::size_t readCallback(char* buffer, std::size_t size, std::size_t count, void* request) noexcept;
+    static int seekCallback(void* request, curl_off_t offset, int origin) noexcept;
+    static std::size_t headerCallback(char* data, std::size_t size, std::size_t count, void* request) noexcept;
+
+    template <class Handler, class Failure>
+    Failure guarded(Handler handler, Failure failure) noexcept;
+    void keepCallbackError() noexcept;
+    P<CError> getPendingCallbackError() const;
+
+    template <class Value>
+    void setOption(CURLoption option, Value value);
+    void checkOptionResult(CURLcode result);
+    void setMillisecondsOption(CURLoption option, const zet::CTimeSpan& span);
+    void setStringListOption(CURLoption option, P<CNetStringList>& slot, CNetStringList* list);
+    void setSendSizeOptions(int64 size);
+    void clearErrorBuffer() noexcept { m_errorBuffer.getData()[0] = '\0'; }
+
+    void checkTransferResult(CURLcode result);
+    String getServerMessage(const String& responseCodeDomain, int responseCode);
+    String getLastResponseInfo() const;
+
+    bool seekSource(int64 offset, int origin);
+    int readSource(void* buffer, int maxLength);
+    void parseResponseStatus();
+    void handleHeaderLine(std::string_view bytes);
+    bool isUpload() const noexcept;
+
+    // Objects that libcurl's options point to stand before the handle, so that they outlive it.
+    TBuffer<char> m_errorBuffer;
+    P<CNetHeaders> m_customHTTPHeaders;
+    P<CNetStringList> m_ftpPreCommands;
+    P<CNetStringList> m_ftpPostCommands;
+    TList<P<IBase>> m_dependencies;
+    CurlEasyHandle m_handle;
+
+    P<TBuffer<unsigned char>> m_defaultReceiveBuffer;
+    P<zet::CBufferStream> m_defaultReceiveStream;
+    P<IDataSink> m_defaultReceiveSink;
+    P<IDataSink> m_receiveSink;
+    IRestartableDataSink* m_restartableSink = nullptr;  // m_receiveSink, where it is one
+    P<IDataSource> m_sendSource;
+    P<IBase> m_sendKeepAlive;
+    int64 m_sendDataSize = -1;
+
+    String m_url;
+    bool m_isHTTP = false;
+    String m_httpMethod;
+    bool m_upload = false;
+    P<IBase> m_userData;
+    P<IDoneListener> m_doneListener;
+
+    CHeaderAssembler m_headerAssembler;
+    String m_headerLine;  // kept for its memory
+    String m_httpStatusLine;
+    int m_lastParsedStatus = -1;
+    P<CNetStringList> m_responseInfo;
+
+    bool m_verbose = false;
+    VerboseLogData m_verboseSSLData = VerboseLogNone;
+    VerboseLogData m_verboseData = VerboseLogAutomatic;
+    TList<CVerboseLogMessage> m_verboseMessages;
+
+    // Guarded by m_asyncMutex.
+    mutable zet::CMutex m_asyncMutex;
+    P<zet::CSignal> m_asyncDoneSignal;
+    CURLcode m_asyncResult = CURLE_OK;
+    String m_asyncErrorMessage;
+    P<CError> m_pendingCallbackError;
+};
+
+class VEXIL_API CNetRequest::CStreamDataSource : public virtual CBase, public IDataSource {
+public:
+    explicit CStreamDataSource(zet::IInStream* stream);
+    ~CStreamDataSource() override;
+
+    int read(void* buffer, int maxLength, const TMap<String, String>& responseHeaders) override;
+    int64 getSize() override;
+    void seek(int64 position) override;
+    int64 getPosition() override;
+
+private:
+    P<zet::IInStream> m_stream;
+};
+
+class VEXIL_API CNetRequest::CStreamDataSink : public virtual CBase, public IDataSink {
+public:
+    explicit CStreamDataSink(zet::IOutStream* stream);
+    ~CStreamDataSink() override;
+
+    void write(const void* data, int length, int httpStatus, const TMap<String, String>& responseHeaders) override;
+
+private:
+    P<zet::IOutStream> m_stream;
+};
+
+}  // namespace vexil

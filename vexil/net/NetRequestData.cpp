@@ -1,0 +1,227 @@
+#include "vexil/net/HTTPStatusLine.h"
+#include "vexil/net/NetRequest.h"
+#include "zet/Log.h"
+
+namespace vexil {
+
+// ---- callbacks -------------------------------------------------------------------------------------------
+
+template <class Handler, class Failure>
+Failure CNetRequest::guarded(Handler handler, Failure failure) noexcept {
+    try {
+        return handler();
+    } catch (...) {
+        keepCallbackError();
+        return failure;
+    }
+}
+
+void CNetRequest::keepCallbackError() noexcept {
+    const zet::CMutexLock lock(m_asyncMutex);
+    if (!m_pendingCallbackError) {
+        m_pendingCallbackError = zet::currentExceptionToError();
+    }
+}
+
+P<CError> CNetRequest::getPendingCallbackError() const {
+    const zet::CMutexLock lock(m_asyncMutex);
+    return m_pendingCallbackError;
+}
+
+std::size_t CNetRequest::writeCallback(char* data, std::size_t size, std::size_t count, void* request) noexcept {
+    return static_cast<CNetRequest*>(request)->writeHandler(data, size, count);
+}
+
+std::size_t CNetRequest::readCallback(char* buffer, std::size_t size, std::size_t count, void* request) noexcept {
+    return static_cast<CNetRequest*>(request)->readHandler(buffer, size, count);
+}
+
+int CNetRequest::seekCallback(void* request, curl_off_t offset, int origin) noexcept {
+    return static_cast<CNetRequest*>(request)->seekHandler(offset, origin);
+}
+
+std::size_t CNetRequest::headerCallback(char* data, std::size_t size, std::size_t count, void* request) noexcept {
+    return static_cast<CNetRequest*>(request)->headerHandler(data, size * count);
+}
+
+// ---- receive ---------------------------------------------------------------------------------------------
+
+std::size_t CNetRequest::writeHandler(const char* data, std::size_t size, std::size_t count) noexcept {
+    const std::size_t length = size * count;
+    if (!m_receiveSink) {
+        return length;
+    }
+    const auto write = [&] {
+        if (m_lastParsedStatus == -1 && m_isHTTP) {
+            parseResponseStatus();
+        }
+        m_receiveSink->write(data, static_cast<int>(length), m_lastParsedStatus, getResponseHeaderMap());
+        return length;
+    };
+    // Any count but the offered one makes libcurl stop.
+    return guarded(write, std::size_t{length == 0 ? 1u : 0u});
+}
+
+void CNetRequest::parseResponseStatus() {
+    try {
+        m_lastParsedStatus = getStatusCodeFromHTTPStatusLine(m_httpStatusLine);
+    } catch (const CError& error) {
+        zet::logError(error, "Error parsing HTTP status line - ignoring (statusLine: '" + m_httpStatusLine +
+                                 "', method: '" + m_httpMethod + "', URL: '" + m_url + "')");
+        m_lastParsedStatus = 0;
+    }
+}
+
+std::size_t CNetRequest::headerHandler(const char* data, std::size_t length) noexcept {
+    static constexpr char ignored[] = "Exception during CNetRequest header parsing (ignored).";
+    try {
+        try {
+            handleHeaderLine({data, length});
+        } catch (const std::exception& error) {
+            zet::logWarning(error, ignored);
+        } catch (...) {
+            zet::logWarning(ignored);
+        }
+    } catch (...) {
+        // Not even the text of the warning could be made.
+    }
+    return length;
+}
+
+void CNetRequest::handleHeaderLine(std::string_view bytes) {
+    m_headerLine.assignUTF8(bytes);
+    if (m_isHTTP) {
+        if (m_headerLine.startsWith("HTTP/")) {
+            if (!m_httpStatusLine.isEmpty()) {
+                m_headerAssembler.reset();
+            }
+            m_httpStatusLine = m_headerLine.trimmed();
+        } else {
+            m_headerAssembler.handleHeaderLine(m_headerLine);
+        }
+    }
+    m_responseInfo->addUTF8(bytes);
+}
+
+void CNetRequest::setReceiveDataSink(IDataSink* sink) {
+    m_receiveSink = sink;
+    m_restartableSink = dynamic_cast<IRestartableDataSink*>(sink);
+}
+
+void CNetRequest::setReceiveDataStream(zet::IOutStream* stream) {
+    setReceiveDataSink(stream ? new CStreamDataSink(stream) : nullptr);
+}
+
+void CNetRequest::setDefaultReceiveDataStream() {
+    setReceiveDataSink(m_defaultReceiveSink);
+}
+
+// ---- send ------------------------------------------------------------------------------------------------
+
+std::size_t CNetRequest::readHandler(char* buffer, std::size_t size, std::size_t count) noexcept {
+    if (!m_sendSource) {
+        return 0;
+    }
+    const auto read = [&] { return static_cast<std::size_t>(readSource(buffer, static_cast<int>(size * count))); };
+    return guarded(read, std::size_t{CURL_READFUNC_ABORT});
+}
+
+int CNetRequest::readSource(void* buffer, int maxLength) {
+    const int length = m_sendSource->read(buffer, maxLength, getResponseHeaderMap());
+    const bool isCommand = length == CURL_READFUNC_ABORT || length == CURL_READFUNC_PAUSE;
+    if ((length < 0 || length > maxLength) && !isCommand) {
+        throw CError("The data source returned " + String::fromInt(length) + " bytes where 0 to " +
+                     String::fromInt(maxLength) + " were asked for.");
+    }
+    return length;
+}
+
+int CNetRequest::seekHandler(curl_off_t offset, int origin) noexcept {
+    if (!m_sendSource) {
+        return CURL_SEEKFUNC_FAIL;
+    }
+    const auto seek = [&]() -> int { return seekSource(offset, origin) ? CURL_SEEKFUNC_OK : CURL_SEEKFUNC_FAIL; };
+    return guarded(seek, int{CURL_SEEKFUNC_FAIL});
+}
+
+bool CNetRequest::seekSource(int64 offset, int origin) {
+    switch (origin) {
+    case SEEK_SET:
+        m_sendSource->seek(offset);
+        return true;
+    case SEEK_CUR:
+        m_sendSource->seek(offset + m_sendSource->getPosition());
+        return true;
+    case SEEK_END: {
+        const int64 size = m_sendSource->getSize();
+        if (size == -1) {
+            return false;
+        }
+        m_sendSource->seek(offset + size);
+        return true;
+    }
+    default:
+        return false;
+    }
+}
+
+void CNetRequest::setSendDataSource(IDataSource* source) {
+    m_sendSource = source;
+    m_sendKeepAlive = nullptr;
+}
+
+void CNetRequest::setSendDataStream(zet::IInStream* stream) {
+    // Held first: the stream may be an object that only the old source or this call refers to.
+    const P<IBase> keepAlive = stream;
+    m_sendSource = stream ? new CStreamDataSource(stream) : nullptr;
+    m_sendKeepAlive = keepAlive;
+}
+
+void CNetRequest::setSendDataBuffer(const TBuffer<unsigned char>* buffer) {
+    if (!buffer) {
+        throw CInvalidArgError("CNetRequest::setSendDataBuffer", "buffer must not be null");
+    }
+    setSendDataStream(new zet::CBufferStream(buffer));
+    setSendSizeOptions(buffer->getUsed());
+}
+
+void CNetRequest::setSendDataAsUTF8(const String& text) {
+    const std::string utf8 = text.toUTF8();
+    const P<zet::CBufferStream> stream = new zet::CBufferStream;
+    stream->write(utf8.data(), static_cast<int>(utf8.size()));
+    stream->seek(0);
+    setSendDataStream(stream);
+    setSendSizeOptions(static_cast<int64>(utf8.size()));
+}
+
+// ---- streams as source and sink --------------------------------------------------------------------------
+
+CNetRequest::CStreamDataSource::CStreamDataSource(zet::IInStream* stream) : m_stream(stream) {}
+
+CNetRequest::CStreamDataSource::~CStreamDataSource() = default;
+
+int CNetRequest::CStreamDataSource::read(void* buffer, int maxLength, const TMap<String, String>&) {
+    return m_stream->read(buffer, maxLength);
+}
+
+int64 CNetRequest::CStreamDataSource::getSize() {
+    return m_stream->getSize();
+}
+
+void CNetRequest::CStreamDataSource::seek(int64 position) {
+    m_stream->seek(position);
+}
+
+int64 CNetRequest::CStreamDataSource::getPosition() {
+    return m_stream->getPosition();
+}
+
+CNetRequest::CStreamDataSink::CStreamDataSink(zet::IOutStream* stream) : m_stream(stream) {}
+
+CNetRequest::CStreamDataSink::~CStreamDataSink() = default;
+
+void CNetRequest::CStreamDataSink::write(const void* data, int length, int, const TMap<String, String>&) {
+    m_stream->write(data, length);
+}
+
+}  // namespace vexil

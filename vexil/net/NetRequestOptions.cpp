@@ -1,0 +1,262 @@
+#include "vexil/net/NetRequest.h"
+
+namespace vexil {
+
+namespace {
+
+constexpr int defaultLowSpeedLimit = 1;  // bytes per second
+constexpr auto defaultLowSpeedTime = zet::CTimeSpan::fromSeconds(60);
+constexpr auto defaultConnectTimeout = zet::CTimeSpan::fromSeconds(30);
+
+bool hasScheme(const String& url, const char* scheme) {
+    return url.startsWithNoCase(scheme);
+}
+
+/// Whole seconds, rounded up; 0 for a span that is not set.
+int secondsRoundedUp(const zet::CTimeSpan& span) {
+    constexpr int64 second = 1000000;
+    if (!span.isSet()) {
+        return 0;
+    }
+    const int64 count = span.getMicroseconds();
+    return static_cast<int>(count / second + (count % second > 0 ? 1 : 0));
+}
+
+}  // namespace
+
+template <class Value>
+void CNetRequest::setOption(CURLoption option, Value value) {
+    clearErrorBuffer();
+    checkOptionResult(curl_easy_setopt(m_handle.get(), option, value));
+}
+
+void CNetRequest::checkOptionResult(CURLcode result) {
+    if (result != CURLE_OK) {
+        throwError(result, "", -1, "");
+    }
+}
+
+void CNetRequest::setOptionInt(CURLoption option, int value) {
+    setOption(option, static_cast<long>(value));
+}
+
+void CNetRequest::setOptionInt64(CURLoption option, int64 value) {
+    setOption(option, static_cast<curl_off_t>(value));
+}
+
+void CNetRequest::setOptionPtr(CURLoption option, void* value) {
+    setOption(option, value);
+}
+
+void CNetRequest::setOptionString(CURLoption option, const String& value) {
+    setOption(option, value.toUTF8().c_str());
+}
+
+void CNetRequest::setDefaultOptions() {
+    setOption(CURLOPT_ERRORBUFFER, m_errorBuffer.getData());
+    clearErrorBuffer();
+    setOption(CURLOPT_WRITEFUNCTION, &writeCallback);
+    setOption(CURLOPT_WRITEDATA, static_cast<void*>(this));
+    setOption(CURLOPT_READFUNCTION, &readCallback);
+    setOption(CURLOPT_READDATA, static_cast<void*>(this));
+    setOption(CURLOPT_SEEKFUNCTION, &seekCallback);
+    setOption(CURLOPT_SEEKDATA, static_cast<void*>(this));
+    setOption(CURLOPT_HEADERFUNCTION, &headerCallback);
+    setOption(CURLOPT_HEADERDATA, static_cast<void*>(this));
+    setOptionInt(CURLOPT_FOLLOWLOCATION, 1);
+    setOptionInt(CURLOPT_NOSIGNAL, 1);
+    setConnectTimeout(defaultConnectTimeout);
+    setLowSpeedLimit(defaultLowSpeedLimit, defaultLowSpeedTime);
+    setOption(CURLOPT_DEBUGFUNCTION, &_curlDebugFunctionCallback);
+    setOption(CURLOPT_DEBUGDATA, static_cast<void*>(this));
+}
+
+void CNetRequest::setURL(const String& url) {
+    m_url = url;
+    m_isHTTP = hasScheme(url, "http:") || hasScheme(url, "https:");
+    setOptionString(CURLOPT_URL, url);
+}
+
+String CNetRequest::getResponseCodeDomain() const {
+    if (m_isHTTP) {
+        return "http";
+    }
+    if (hasScheme(m_url, "ftp:") || hasScheme(m_url, "ftps:") || hasScheme(m_url, "sftp:")) {
+        return "ftp";
+    }
+    return hasScheme(m_url, "smtp:") || hasScheme(m_url, "smtps:") ? "smtp" : "";
+}
+
+void CNetRequest::setHTTPMethod(const String& method) {
+    const bool isGet = method == "GET";
+    const bool isPut = method == "PUT";
+    const bool isPost = method == "POST";
+    const bool isHead = method == "HEAD";
+    const bool isCustom = !(method.isEmpty() || isGet || isPut || isPost || isHead);
+
+    if (!isCustom) {
+        setOptionPtr(CURLOPT_CUSTOMREQUEST, nullptr);
+    }
+    if (!isGet) {
+        setOptionInt(CURLOPT_HTTPGET, 0);
+    }
+    if (!isHead) {
+        setOptionInt(CURLOPT_NOBODY, 0);
+    }
+    if (!isPut) {
+        setUpload(false);
+    }
+    if (!isPost) {
+        setOptionInt(CURLOPT_POST, 0);
+        setOptionInt64(CURLOPT_POSTFIELDSIZE_LARGE, 0);
+    }
+
+    if (isPut) {
+        setUpload(true);
+    } else if (isPost) {
+        setOptionInt(CURLOPT_POST, 1);
+        setOptionInt64(CURLOPT_POSTFIELDSIZE_LARGE, m_sendDataSize);
+    } else if (isGet) {
+        setOptionInt(CURLOPT_HTTPGET, 1);
+    } else if (isHead) {
+        setOptionInt(CURLOPT_NOBODY, 1);
+    } else if (isCustom) {
+        setOptionString(CURLOPT_CUSTOMREQUEST, method);
+    }
+    m_httpMethod = method;
+}
+
+String CNetRequest::getHTTPMethod() const {
+    if (!m_httpMethod.isEmpty()) {
+        return m_httpMethod;
+    }
+    return m_upload ? "PUT" : "GET";
+}
+
+void CNetRequest::setUpload(bool upload) {
+    setOptionInt(CURLOPT_UPLOAD, upload ? 1 : 0);
+    m_upload = upload;
+}
+
+void CNetRequest::setSendDataSize(int64 size) {
+    setSendSizeOptions(size);
+}
+
+void CNetRequest::setSendSizeOptions(int64 size) {
+    setOptionInt64(CURLOPT_INFILESIZE_LARGE, size);
+    if (m_httpMethod == "POST") {
+        setOptionInt64(CURLOPT_POSTFIELDSIZE_LARGE, size);
+    }
+    m_sendDataSize = size;
+}
+
+void CNetRequest::setCustomHTTPHeaders(CNetHeaders* headers) {
+    // libcurl points into the old list until it has taken the new one.
+    const P<CNetHeaders> old = m_customHTTPHeaders;
+    m_customHTTPHeaders = headers;
+    setOptionPtr(CURLOPT_HTTPHEADER, headers ? headers->getSList() : nullptr);
+}
+
+void CNetRequest::setFollowRedirects(bool follow) {
+    setOptionInt(CURLOPT_FOLLOWLOCATION, follow ? 1 : 0);
+}
+
+void CNetRequest::setKeepPostOnRedirect(bool keep) {
+    setOptionInt(CURLOPT_POSTREDIR, keep ? CURL_REDIR_POST_ALL : 0);
+}
+
+void CNetRequest::setHTTPAuthMethods(unsigned int methods) {
+    // libcurl takes the mask as a `long`, which has 32 bits on Windows.
+    setOption(CURLOPT_HTTPAUTH, static_cast<long>(methods));
+}
+
+void CNetRequest::setUserName(const String& name) {
+    setOptionString(CURLOPT_USERNAME, name);
+}
+
+void CNetRequest::setUserPassword(const String& password) {
+    setOptionString(CURLOPT_PASSWORD, password);
+}
+
+void CNetRequest::setProxy(const String& proxy) {
+    setOptionString(CURLOPT_PROXY, proxy);
+}
+
+void CNetRequest::setMillisecondsOption(CURLoption option, const zet::CTimeSpan& span) {
+    setOptionInt(option, span.isSet() ? static_cast<int>(span.getMilliseconds()) : 0);
+}
+
+void CNetRequest::setConnectTimeout(const zet::CTimeSpan& timeout) {
+    setMillisecondsOption(CURLOPT_CONNECTTIMEOUT_MS, timeout);
+}
+
+void CNetRequest::setFullRequestTimeout(const zet::CTimeSpan& timeout) {
+    setMillisecondsOption(CURLOPT_TIMEOUT_MS, timeout);
+}
+
+void CNetRequest::setLowSpeedLimit(int bytesPerSecond, const zet::CTimeSpan& time) {
+    setOptionInt(CURLOPT_LOW_SPEED_LIMIT, bytesPerSecond);
+    setOptionInt(CURLOPT_LOW_SPEED_TIME, secondsRoundedUp(time));
+}
+
+void CNetRequest::setSSLVerifyPeer(bool verify) {
+    setOptionInt(CURLOPT_SSL_VERIFYPEER, verify ? 1 : 0);
+}
+
+void CNetRequest::setRootCertBundlePath(const TPathImpl<CWindowsPathTraits>& path) {
+    setOptionString(CURLOPT_CAINFO, path.getText());
+}
+
+void CNetRequest::setRange(int64 start, int64 length) {
+    String range = String::fromInt(start) + "-";
+    if (length != -1) {
+        range += String::fromInt(start + length - 1);
+    }
+    setOptionString(CURLOPT_RANGE, range);
+}
+
+void CNetRequest::setFTPUseSSL(int level) {
+    setOptionInt(CURLOPT_USE_SSL, level);
+}
+
+void CNetRequest::setFTPFileMethod(int method) {
+    setOptionInt(CURLOPT_FTP_FILEMETHOD, method);
+}
+
+void CNetRequest::setFTPCreateMissingDirs(int mode) {
+    setOptionInt(CURLOPT_FTP_CREATE_MISSING_DIRS, mode);
+}
+
+void CNetRequest::setFTPListOverrideCommand(const String& command) {
+    if (command.isEmpty()) {
+        setOptionPtr(CURLOPT_CUSTOMREQUEST, nullptr);
+    } else {
+        setOptionString(CURLOPT_CUSTOMREQUEST, command);
+    }
+}
+
+void CNetRequest::setStringListOption(CURLoption option, P<CNetStringList>& slot, CNetStringList* list) {
+    const P<CNetStringList> old = slot;
+    setOptionPtr(option, list ? list->getSList() : nullptr);
+    slot = list;
+}
+
+void CNetRequest::setFTPCustomPreCommands(CNetStringList* commands) {
+    setStringListOption(CURLOPT_PREQUOTE, m_ftpPreCommands, commands);
+}
+
+void CNetRequest::setFTPCustomPostCommands(CNetStringList* commands) {
+    setStringListOption(CURLOPT_POSTQUOTE, m_ftpPostCommands, commands);
+}
+
+void CNetRequest::setVerbose(bool on) {
+    m_verbose = on;
+    setOptionInt(CURLOPT_VERBOSE, on ? 1 : 0);
+}
+
+void CNetRequest::setVerboseSettings(VerboseLogData data, VerboseLogData sslData) {
+    m_verboseData = data;
+    m_verboseSSLData = sslData;
+}
+
+}  // namespace vexil

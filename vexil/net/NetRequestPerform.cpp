@@ -1,0 +1,189 @@
+#include "vexil/net/NetRequest.h"
+
+#include "vexil/net/CURLError.h"
+#include "zet/Log.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace vexil {
+
+namespace {
+
+constexpr int maxServerMessageBytes = 4096;
+
+const String nameContentType = "content-type";
+
+bool isSuccessStatus(int status) {
+    return status >= 200 && status <= 299;
+}
+
+void replaceTags(String& text) {
+    for (std::size_t start; (start = text.find(L'<')) != String::npos;) {
+        const std::size_t end = std::min(text.find(L'>', start), text.length() - 1);
+        text.replace(start, end - start + 1, " ");
+    }
+}
+
+void replaceUntilNoneIsLeft(String& text, const String& from, const String& to) {
+    while (text.find(from) != String::npos) {
+        text.replaceAll(from, to);
+    }
+}
+
+void convertHTMLToPlainText(String& text) {
+    replaceTags(text);
+    text.replaceAll("\r\n", "\n");
+    text.replaceAll("\t", " ");
+    text.trim();
+    replaceUntilNoneIsLeft(text, "  ", " ");
+    text.replaceAll(" \n", "\n");
+    text.replaceAll("\n ", "\n");
+    replaceUntilNoneIsLeft(text, "\n\n", "\n");
+}
+
+}  // namespace
+
+void CNetRequest::perform() {
+    resetForPerform();
+    clearErrorBuffer();
+    const CURLcode result = curl_easy_perform(m_handle.get());
+    // The listener may reset this request or release it: from its call on only what is held here is used.
+    const P<IDoneListener> listener = m_doneListener;
+    try {
+        checkTransferResult(result);
+    } catch (CError& error) {
+        if (listener) {
+            listener->onDone(this, &error);
+        }
+        throw;
+    }
+    if (listener) {
+        listener->onDone(this, nullptr);
+    }
+}
+
+void CNetRequest::checkTransferResult(CURLcode result) {
+    if (const P<CError> error = getPendingCallbackError()) {
+        error->throwClone();
+    }
+    if (result != CURLE_OK) {
+        throwError(result, getResponseCodeDomain(), getResponseCode(), "");
+    }
+    if (m_isHTTP) {
+        const int status = getResponseCode();
+        if (!isSuccessStatus(status)) {
+            throwError(CURLE_HTTP_RETURNED_ERROR, "http", status, "");
+        }
+    }
+}
+
+int CNetRequest::getResponseCode() {
+    return getInfoLong(CURLINFO_RESPONSE_CODE);
+}
+
+int CNetRequest::getInfoLong(CURLINFO info) {
+    long value = 0;
+    checkOptionResult(curl_easy_getinfo(m_handle.get(), info, &value));
+    return static_cast<int>(value);
+}
+
+double CNetRequest::getInfoDouble(CURLINFO info) {
+    double value = 0;
+    checkOptionResult(curl_easy_getinfo(m_handle.get(), info, &value));
+    return value;
+}
+
+double CNetRequest::getDownloadedBytes() {
+    return getInfoDouble(CURLINFO_SIZE_DOWNLOAD);
+}
+
+double CNetRequest::getUploadedBytes() {
+    return getInfoDouble(CURLINFO_SIZE_UPLOAD);
+}
+
+double CNetRequest::getDownloadSize() {
+    return getInfoDouble(CURLINFO_CONTENT_LENGTH_DOWNLOAD);
+}
+
+double CNetRequest::getUploadSize() {
+    return getInfoDouble(CURLINFO_CONTENT_LENGTH_UPLOAD);
+}
+
+double CNetRequest::getAvgDownloadSpeed() {
+    return getInfoDouble(CURLINFO_SPEED_DOWNLOAD);
+}
+
+double CNetRequest::getAvgUploadSpeed() {
+    return getInfoDouble(CURLINFO_SPEED_UPLOAD);
+}
+
+String CNetRequest::getErrorMessage() const {
+    try {
+        return String::fromUTF8(m_errorBuffer.getData());
+    } catch (const std::exception& error) {
+        zet::logError(error,
+                      "A CURL function has failed, but the CURL error buffer does not contain valid UTF8 data.");
+        return String();
+    }
+}
+
+String CNetRequest::getServerErrorMessageFromResponseData(const unsigned char* data, int length,
+                                                          const TMap<String, String>& headers) {
+    try {
+        const int used = std::min(length, maxServerMessageBytes);
+        String text = String::fromUTF8({reinterpret_cast<const char*>(data), static_cast<std::size_t>(used)});
+        const auto contentType = headers.find(nameContentType);
+        const bool isHTML = (contentType != headers.end() && contentType->second.startsWith("text/html")) ||
+                            text.find("<html") != String::npos;
+        if (isHTML) {
+            convertHTMLToPlainText(text);
+        }
+        return text;
+    } catch (const std::exception&) {
+        return String();
+    }
+}
+
+void CNetRequest::throwError(CURLcode code, const String& responseCodeDomain, int responseCode,
+                             const String& errorDetail) {
+    const String detail = errorDetail.isEmpty() ? getErrorMessage() : errorDetail;
+    const bool isHTTP = responseCodeDomain == "http";
+    throw CCURLError(code, detail, responseCodeDomain, responseCode,
+                     getServerMessage(responseCodeDomain, responseCode), isHTTP ? m_httpStatusLine : String(),
+                     m_url, isHTTP ? m_httpMethod : String());
+}
+
+String CNetRequest::getServerMessage(const String& responseCodeDomain, int responseCode) {
+    if (responseCodeDomain == "smtp" && responseCode >= 1 && m_responseInfo) {
+        return getLastResponseInfo();
+    }
+    if (responseCodeDomain == "http" && m_defaultReceiveBuffer->getUsed() > 0) {
+        return getServerErrorMessageFromResponseData(m_defaultReceiveBuffer->getData(),
+                                                     m_defaultReceiveBuffer->getUsed(), getResponseHeaderMap());
+    }
+    return String();
+}
+
+String CNetRequest::getLastResponseInfo() const {
+    String last;
+    for (const P<CNetStringList::CIterator> line = m_responseInfo->createIterator(); line->next();) {
+        last = line->getEntry();
+    }
+    return last;
+}
+
+String CNetRequest::urlEscape(const String& text) {
+    const std::string utf8 = text.toUTF8();
+    if (utf8.empty()) {
+        // To libcurl a length of 0 means "up to the NUL", which comes to the same.
+        return String();
+    }
+    const CurlString escaped(curl_easy_escape(m_handle.get(), utf8.data(), static_cast<int>(utf8.size())));
+    if (!escaped) {
+        throw CError("Error URL-escaping a string.");
+    }
+    return String::fromUTF8(escaped.get());
+}
+
+}  // namespace vexil

@@ -1,0 +1,16 @@
+#include "vexil/net/RootCertBundle.h"
+
+#include "zet/ResourceManager.h"
+
+namespace vexil {
+
+TPathImpl<CWindowsPathTraits> getRootCertBundlePath() {
+    using Path = TPathImpl<CWindowsPathTraits>;
+    const Path bundle = zet::CResourceManager::get()->findResource(Path("vexil").join("ca-bundle.crt"));
+    if (bundle.isEmpty()) {
+        throw CError("INTERNAL ERROR: Root certificate bundle not found in application resources.");
+    }
+    return bundle;
+}
+
+}  // namespace vexil
