@@ -1,0 +1,18 @@
+# What every target of ours is built with.
+
+# vexil_target_defaults(TARGET): language, warnings, sanitizers, include root.
+function(vexil_target_defaults target)
+  target_compile_features(${target} PUBLIC cxx_std_20)
+  set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF)
+  target_compile_options(${target} PRIVATE
+    -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast
+    -Wimplicit-fallthrough -Wundef)
+  if(VEXIL_WARNINGS_AS_ERRORS)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
+  if(VEXIL_SANITIZE)
+    target_compile_options(${target} PRIVATE -fsanitize=${VEXIL_SANITIZE} -fno-omit-frame-pointer
+                                             -fno-sanitize-recover=all)
+    target_link_options(${target} PRIVATE -fsanitize=${VEXIL_SANITIZE})
+  endif()
+endfunction()

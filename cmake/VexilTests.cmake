@@ -1,0 +1,22 @@
+# vexil_add_test(NAME name SOURCES file... [LIBS target...] [LABELS label...] [SERVERS s3|nginx...])
+#
+# One test program, one CTest test of the same name. Labels: unit (no network), wire (scripted peer on
+# loopback), server (real servers, which with-servers.sh starts and ends), package, linux (relies on how
+# Linux binds symbols).
+function(vexil_add_test)
+  cmake_parse_arguments(ARG "" "NAME" "SOURCES;LIBS;LABELS;SERVERS" ${ARGN})
+  add_executable(${ARG_NAME} ${ARG_SOURCES})
+  vexil_target_defaults(${ARG_NAME})
+  target_link_libraries(${ARG_NAME} PRIVATE ${ARG_LIBS} GTest::gmock GTest::gtest_main)
+  set_target_properties(${ARG_NAME} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/tests")
+  set(command $<TARGET_FILE:${ARG_NAME}> --gtest_brief=1)
+  if(ARG_SERVERS)
+    set(command "${PROJECT_SOURCE_DIR}/tests/servers/with-servers.sh" ${ARG_SERVERS} -- ${command})
+  endif()
+  add_test(NAME ${ARG_NAME} COMMAND ${command})
+  set_tests_properties(${ARG_NAME} PROPERTIES LABELS "${ARG_LABELS}" TIMEOUT 300
+    ENVIRONMENT "${VEXIL_TEST_ENVIRONMENT}")
+  if(ARG_SERVERS)
+    set_tests_properties(${ARG_NAME} PROPERTIES TIMEOUT 900)
+  endif()
+endfunction()
