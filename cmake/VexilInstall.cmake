@@ -1,0 +1,32 @@
+# What `cmake --install` puts where, the CMake package (find_package(vexil) gives vexil::vexil) and the
+# pkg-config file.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS vexil EXPORT vexil-targets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+
+# Headers keep their place below the include folder. Those of the inside stay behind.
+set(private_headers ModulePath.h S3XmlDocument.h VerboseRedactor.h)
+list(TRANSFORM private_headers PREPEND "/" OUTPUT_VARIABLE private_patterns)
+list(TRANSFORM private_patterns REPLACE "\\." "\\\\.")
+list(TRANSFORM private_patterns APPEND "$")
+list(JOIN private_patterns "|" private_pattern)
+foreach(room zet sigil vexil)
+  install(DIRECTORY "${PROJECT_SOURCE_DIR}/${room}" DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+    FILES_MATCHING PATTERN "*.h" REGEX "${private_pattern}" EXCLUDE)
+endforeach()
+
+set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/vexil)
+install(EXPORT vexil-targets NAMESPACE vexil:: DESTINATION ${package_folder})
+configure_package_config_file(cmake/vexil-config.cmake.in "${PROJECT_BINARY_DIR}/vexil-config.cmake"
+  INSTALL_DESTINATION ${package_folder})
+# 0.x: a new minor version may break callers.
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/vexil-config-version.cmake"
+  COMPATIBILITY SameMinorVersion)
+install(FILES "${PROJECT_BINARY_DIR}/vexil-config.cmake" "${PROJECT_BINARY_DIR}/vexil-config-version.cmake"
+  DESTINATION ${package_folder})
+
+configure_file(cmake/vexil.pc.in "${PROJECT_BINARY_DIR}/vexil.pc" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/vexil.pc" DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
