@@ -186,6 +186,7 @@ struct ConnectionScript::Core {
     void listen();
     asio::awaitable<void> accept();
     void begin(tcp::socket socket);
+    void noticeArrivals();
     void abortAll();
     void fail(std::string failure);
 
@@ -239,6 +240,9 @@ struct ConnectionScript::Session : std::enable_shared_from_this<Session> {
     asio::awaitable<std::size_t> receiveSome(std::size_t limit, tcp::socket::message_flags flags);
     asio::awaitable<void> write(std::string_view bytes);
     std::string peekNow();
+    bool hasArrivals();
+    /// Peeks as an idle connection.
+    asio::awaitable<std::size_t> listen(std::error_code& error);
 
     void take(std::size_t count);
     void record(std::string_view bytes);
@@ -262,6 +266,8 @@ struct ConnectionScript::Session : std::enable_shared_from_this<Session> {
     bool isBusy = true;
     bool isWatching = false;  ///< Out of steps; `wake()` makes it look again.
     bool isReleased = false;
+    bool hasEnded = false;     ///< No further byte will come from the client.
+    bool isListening = false;  ///< Idle; the next byte or the end makes it busy.
 };
 
 // ---- the listener
@@ -271,6 +277,7 @@ void ConnectionScript::Core::listen() {
     acceptor.open(endpoint.protocol());
     acceptor.bind(endpoint);
     acceptor.listen();
+    acceptor.non_blocking(true);
     port = acceptor.local_endpoint().port();
     asio::co_spawn(context, accept(), asio::detached);
 }
@@ -314,6 +321,26 @@ void ConnectionScript::Core::begin(tcp::socket socket) {
     lock.unlock();
 
     asio::co_spawn(context, Session::live(session), asio::detached);
+}
+
+/// Makes busy what has something to do, although its thread was not told yet.
+void ConnectionScript::Core::noticeArrivals() {
+    for (;;) {
+        std::error_code error;
+        tcp::socket socket(context);
+        acceptor.accept(socket, error);
+        if (error)
+            break;
+        begin(std::move(socket));
+    }
+    std::vector<std::shared_ptr<Session>> open;
+    {
+        std::lock_guard lock(mutex);
+        open.assign(sessions.begin(), sessions.end());
+    }
+    for (const auto& session : open)
+        if (session->isListening && session->hasArrivals())
+            session->setBusy(true);
 }
 
 void ConnectionScript::Core::abortAll() {
@@ -424,7 +451,7 @@ asio::awaitable<void> ConnectionScript::Session::awaitMoreSteps() {
         setBusy(false);
         std::error_code error;
         if (beyond.empty()) {
-            const auto count = co_await receive(blockSize, tcp::socket::message_peek, error);
+            const std::size_t count = co_await listen(error);
             if (count > 0) {
                 std::lock_guard lock(core.mutex);
                 if (script->played == script->steps.size())
@@ -488,7 +515,7 @@ asio::awaitable<void> ConnectionScript::Session::awaitRequest() {
         co_return;
     setBusy(false);
     std::error_code error;
-    if (co_await receive(1, tcp::socket::message_peek, error) == 0)
+    if (co_await listen(error) == 0)
         closeSocket();
     setBusy(true);
 }
@@ -637,9 +664,15 @@ asio::awaitable<std::size_t> ConnectionScript::Session::receive(std::size_t limi
                                                                 tcp::socket::message_flags flags,
                                                                 std::error_code& error) {
     checkStopping();
+    if (hasEnded) {
+        // asio would wait for news of a stream whose end it has already told.
+        error = asio::error::eof;
+        co_return 0;
+    }
     const std::size_t count = co_await socket.async_receive(asio::buffer(block.get(), limit), flags,
                                                             asio::redirect_error(asio::use_awaitable, error));
     checkStopping();
+    hasEnded = error && error != asio::error::operation_aborted;
     co_return error ? 0 : count;
 }
 
@@ -649,6 +682,21 @@ std::string ConnectionScript::Session::peekNow() {
     const std::size_t count =
         socket.receive(asio::buffer(block.get(), blockSize), tcp::socket::message_peek, error);
     return error ? std::string() : std::string(block.get(), count);
+}
+
+/// Bytes, the end of the stream or an error.
+bool ConnectionScript::Session::hasArrivals() {
+    char byte = 0;
+    std::error_code error;
+    socket.receive(asio::buffer(&byte, 1), tcp::socket::message_peek, error);
+    return error != asio::error::would_block;
+}
+
+asio::awaitable<std::size_t> ConnectionScript::Session::listen(std::error_code& error) {
+    isListening = true;
+    const std::size_t count = co_await receive(blockSize, tcp::socket::message_peek, error);
+    isListening = false;
+    co_return count;
 }
 
 /// Removes peeked bytes from the socket.
@@ -1040,7 +1088,14 @@ bool ScriptedPeer::waitUntilPaused(std::size_t count, std::chrono::milliseconds 
 }
 
 bool ScriptedPeer::waitUntilIdle(std::chrono::milliseconds limit) const {
-    return m_core->waitFor(limit, [&] { return m_core->scripts.empty() && m_core->busy == 0; });
+    const auto looked = std::make_shared<bool>(false);
+    asio::post(m_core->context, [core = m_core.get(), looked] {
+        core->noticeArrivals();
+        std::lock_guard lock(core->mutex);
+        *looked = true;
+        core->changed.notify_all();
+    });
+    return m_core->waitFor(limit, [&] { return *looked && m_core->scripts.empty() && m_core->busy == 0; });
 }
 
 std::uint16_t ScriptedPeer::closedPort() {

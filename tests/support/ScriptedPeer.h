@@ -173,7 +173,7 @@ public:
     /// That many connections stand at a gate.
     bool waitUntilPaused(std::size_t count = 1, std::chrono::milliseconds limit = waitLimit) const;
     /// Every script was played to its end, and no connection is in the middle of a step or of a default
-    /// request.
+    /// request. What clients of this machine did before the call is taken into account.
     bool waitUntilIdle(std::chrono::milliseconds limit = waitLimit) const;
 
     /// A port of 127.0.0.1 where nothing listens; it stays reserved until the process ends.

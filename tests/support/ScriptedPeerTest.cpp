@@ -659,9 +659,20 @@ TEST(ScriptedPeer, WaitsForTheClientToClose) {
     peer.onConnection().waitForClose().reply("bye").close();
     Client client(peer);
     ASSERT_TRUE(peer.waitForConnections(1));
-    EXPECT_FALSE(peer.waitUntilIdle(std::chrono::milliseconds(0)));
+    EXPECT_FALSE(peer.waitUntilIdle(std::chrono::milliseconds(10)));
     client.finish();
     EXPECT_EQ(client.readToEnd().bytes, "bye");
+    expectPlayed(peer);
+}
+
+TEST(ScriptedPeer, SeesTheEndOfTheStreamInEveryFurtherStep) {
+    ScriptedPeer peer;
+    auto script = peer.onConnection();
+    script.readUntilClose().waitForClose().reply("a");
+    Client client(peer);
+    client.finish();
+    EXPECT_EQ(client.read(1), "a");
+    EXPECT_EQ(client.readToEnd().end, End::Fin);
     expectPlayed(peer);
 }
 
@@ -747,6 +758,23 @@ TEST(ScriptedPeer, FailsWhenTheClientLeavesInTheMiddleOfADefaultRequest) {
     EXPECT_TRUE(peer.waitUntilIdle());
     EXPECT_THAT(peer.failures(),
                 ElementsAre("connection 0, default reply: the client closed after 5 bytes of this step"));
+}
+
+TEST(ScriptedPeer, IsNotIdleBeforeItSawWhatClientsDid) {
+    for (int round = 0; round < 100; ++round) {
+        ScriptedPeer peer;
+        peer.setDefaultReply(okReply);
+        Client client(peer);
+        ASSERT_TRUE(peer.waitForConnections(1));
+        ASSERT_TRUE(peer.waitUntilIdle());
+        client.send(getRequest);
+        ASSERT_TRUE(peer.waitUntilIdle());
+        ASSERT_EQ(peer.requests().size(), 1u);
+        client.send("GET ");
+        client.close();
+        ASSERT_TRUE(peer.waitUntilIdle());
+        ASSERT_EQ(peer.failures().size(), 1u);
+    }
 }
 
 TEST(ScriptedPeer, KeepsNoMoreThanTheRecordLimit) {
