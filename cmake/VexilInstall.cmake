@@ -8,8 +8,7 @@ install(TARGETS vexil EXPORT vexil-targets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 
 # Headers keep their place below the include folder. Those of the inside stay behind.
-set(private_headers ModulePath.h S3XmlDocument.h VerboseRedactor.h)
-list(TRANSFORM private_headers PREPEND "/" OUTPUT_VARIABLE private_patterns)
+list(TRANSFORM VEXIL_PRIVATE_HEADERS PREPEND "/" OUTPUT_VARIABLE private_patterns)
 list(TRANSFORM private_patterns REPLACE "\\." "\\\\.")
 list(TRANSFORM private_patterns APPEND "$")
 list(JOIN private_patterns "|" private_pattern)
