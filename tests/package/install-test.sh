@@ -1,0 +1,50 @@
+#!/usr/bin/env bash
+# Installs the library into a folder of its own, then builds and runs a stranger's program against it, once by
+# the CMake package and once by pkg-config.
+#
+# Usage: install-test.sh BUILD_DIR CXX
+set -euo pipefail
+
+build_dir=${1:?usage: install-test.sh BUILD_DIR CXX}
+compiler=${2:?usage: install-test.sh BUILD_DIR CXX}
+here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
+work=$(mktemp -d)
+trap 'rm -rf -- "$work"' EXIT
+prefix=$work/prefix
+
+fail() {
+    printf 'install-test: %s\n' "$1" >&2
+    exit 1
+}
+
+# check PROGRAM: it downloads, tells a failure by its type, and finds the certificates of this installation.
+check() {
+    local output
+    printf 'twelve bytes' >"$work/body"
+    output=$("$1" "file://$work/body")
+    [[ $output == "12 bytes"$'\n'"$prefix/"*"/vexil/ca-bundle.crt" ]] || fail "$1 printed: $output"
+    if output=$("$1" "file://$work/absent"); then
+        fail "$1 found a file that is not there"
+    fi
+    [[ $output == "error 37" ]] || fail "$1 printed: $output"
+}
+
+cmake --install "$build_dir" --prefix "$prefix" >"$work/install.log" 2>&1 ||
+    fail "the installation failed: $(cat "$work/install.log")"
+
+if find "$prefix/include" -name '*.h' -print0 | xargs -0 grep -l '<wx/'; then
+    fail 'a public header needs wxWidgets'
+fi
+
+cmake -S "$here/stranger" -B "$work/build" -G Ninja -DCMAKE_CXX_COMPILER="$compiler" \
+    -DCMAKE_PREFIX_PATH="$prefix" >"$work/cmake.log" 2>&1 || fail "find_package failed: $(cat "$work/cmake.log")"
+cmake --build "$work/build" >"$work/cmake.log" 2>&1 || fail "the build failed: $(cat "$work/cmake.log")"
+check "$work/build/stranger"
+
+pkg_config_folder=$(dirname "$(find "$prefix" -name vexil.pc)")
+# The file was made for the configured prefix; this one is another.
+flags=$(PKG_CONFIG_PATH=$pkg_config_folder pkg-config --define-variable=prefix="$prefix" --cflags --libs vexil)
+# shellcheck disable=SC2086  # one word a flag
+"$compiler" -std=c++20 "$here/stranger/main.cpp" $flags -Wl,-rpath,"$(dirname "$pkg_config_folder")" \
+    -o "$work/by-pkg-config"
+check "$work/by-pkg-config"
