@@ -5,6 +5,7 @@
 #   build   compiler, build tools and the libraries that vexil stands on
 #   test    build, and what the tests use: test framework, real servers, documentation tools
 #   run     build, and the private S3 server
+#   bench   build, and what bench/measure.sh measures with
 #
 # Needs root or sudo only if something is missing.
 set -euo pipefail
@@ -15,6 +16,7 @@ readonly build_packages=(
 )
 readonly s3_server_packages=(ceph-mon ceph-osd ceph-common radosgw python3)
 readonly test_packages=(libgtest-dev libgmock-dev googletest libasio-dev nginx openssl python3 doxygen)
+readonly bench_packages=(valgrind strace libasio-dev nginx openssl python3)
 
 readonly policy_file=/usr/sbin/policy-rc.d
 readonly policy_mark='# made by the package script of vexil, only for the time of an installation'
@@ -32,7 +34,8 @@ packages_of_groups() {
             build) printf '%s\n' "${build_packages[@]}" ;;
             test) printf '%s\n' "${build_packages[@]}" "${s3_server_packages[@]}" "${test_packages[@]}" ;;
             run) printf '%s\n' "${build_packages[@]}" "${s3_server_packages[@]}" ;;
-            *) fail "unknown group '$group'; the groups are: build test run" ;;
+            bench) printf '%s\n' "${build_packages[@]}" "${bench_packages[@]}" ;;
+            *) fail "unknown group '$group'; the groups are: build test run bench" ;;
         esac
     done | sort -u
 }
@@ -102,7 +105,7 @@ install_or_update_first() {
     update_lists && install_missing
 }
 
-[[ $# -gt 0 ]] || fail "usage: packages.sh build|test|run..."
+[[ $# -gt 0 ]] || fail "usage: packages.sh build|test|run|bench..."
 command -v dpkg-query >/dev/null || fail "this script is for Debian 12 and its relatives: there is no dpkg here"
 names=$(packages_of_groups "$@")
 mapfile -t packages <<<"$names"

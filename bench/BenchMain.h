@@ -1,0 +1,70 @@
+/// \file
+/// What the two programs have in common, so that they differ in nothing but the code they measure.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <exception>
+#include <functional>
+#include <iostream>
+#include <malloc.h>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <sys/resource.h>
+
+namespace bench {
+
+constexpr std::int64_t mebibyte = 1024 * 1024;
+constexpr std::string_view smallBody =
+    "one hundred bytes that nobody reads, one hundred bytes that nobody reads, "
+    "one hundred bytes, no more...";
+
+/// Does a workload `count` times: requests, or MiB of one body.
+using Workload = std::function<void(const std::string& url, int count)>;
+
+inline void require(bool condition, const char* what) {
+    if (!condition) {
+        throw std::runtime_error(what);
+    }
+}
+
+/// Bytes of the heap that are in use.
+inline std::size_t heapInUse() {
+    const struct mallinfo2 info = mallinfo2();
+    return info.uordblks + info.hblkhd;
+}
+
+inline long peakKibibytes() {
+    struct rusage usage = {};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss;
+}
+
+/// Runs the workload that the arguments name and prints "NAME=VALUE" for what this process can know itself.
+inline int run(int argc, char** argv, const std::map<std::string, Workload>& workloads) {
+    const auto workload = argc == 4 ? workloads.find(argv[1]) : workloads.end();
+    if (workload == workloads.end()) {
+        std::cerr << "usage: " << argv[0] << " WORKLOAD URL COUNT\nworkloads:";
+        for (const auto& [name, ignored] : workloads) {
+            std::cerr << ' ' << name;
+        }
+        std::cerr << '\n';
+        return 2;
+    }
+    try {
+        const auto start = std::chrono::steady_clock::now();
+        workload->second(argv[2], std::atoi(argv[3]));
+        const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
+        std::cout << "seconds=" << elapsed.count() << "\npeak_kibibytes=" << peakKibibytes() << '\n';
+        return 0;
+    } catch (const std::exception& error) {
+        std::cerr << argv[0] << ": " << error.what() << '\n';
+        return 1;
+    }
+}
+
+}  // namespace bench

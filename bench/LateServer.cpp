@@ -1,0 +1,98 @@
+// A web server that answers every request with the same small reply, a few milliseconds late.
+//
+// A server that answers at once is sometimes faster than the client's first look for the answer, and the
+// number of looks, and with it of instructions, differs from run to run. Behind this one a client always
+// waits exactly once for each answer.
+//
+// Prints its port and serves until its standard input ends.
+
+#include <asio.hpp>
+
+#include <array>
+#include <charconv>
+#include <chrono>
+#include <iostream>
+#include <string>
+#include <string_view>
+
+namespace {
+
+using asio::awaitable;
+using asio::use_awaitable;
+using asio::ip::tcp;
+
+constexpr std::chrono::milliseconds delay{3};
+
+// What nginx sends for a small file.
+constexpr std::string_view reply = "HTTP/1.1 200 OK\r\n"
+                                   "Server: nginx/1.22.1\r\n"
+                                   "Date: Tue, 27 Mar 2007 19:36:42 GMT\r\n"
+                                   "Content-Type: text/plain\r\n"
+                                   "Content-Length: 14\r\n"
+                                   "Last-Modified: Mon, 26 Mar 2007 08:00:00 GMT\r\n"
+                                   "Connection: keep-alive\r\n"
+                                   "ETag: \"4607a8a0-e\"\r\n"
+                                   "Accept-Ranges: bytes\r\n"
+                                   "\r\n"
+                                   "Hello, world!\n";
+constexpr std::string_view goOn = "HTTP/1.1 100 Continue\r\n\r\n";
+
+std::size_t getBodyLength(std::string_view head) {
+    constexpr std::string_view name = "\r\nContent-Length: ";
+    const std::size_t found = head.find(name);
+    std::size_t length = 0;
+    if (found != std::string_view::npos) {
+        std::from_chars(head.data() + found + name.size(), head.data() + head.size(), length);
+    }
+    return length;
+}
+
+awaitable<void> sendLate(tcp::socket& socket, std::string_view bytes) {
+    asio::steady_timer timer(socket.get_executor(), delay);
+    co_await timer.async_wait(use_awaitable);
+    co_await asio::async_write(socket, asio::buffer(bytes), use_awaitable);
+}
+
+awaitable<void> serve(tcp::socket socket) {
+    socket.set_option(tcp::no_delay(true));
+    std::string received;
+    for (;;) {
+        const std::size_t headLength = co_await asio::async_read_until(socket, asio::dynamic_buffer(received),
+                                                                       "\r\n\r\n", use_awaitable);
+        const std::string head = received.substr(0, headLength);
+        received.erase(0, headLength);
+        if (head.find("\r\nExpect: 100-continue\r\n") != std::string::npos) {
+            co_await sendLate(socket, goOn);
+        }
+        const std::size_t bodyLength = getBodyLength(head);
+        if (bodyLength > received.size()) {
+            co_await asio::async_read(socket, asio::dynamic_buffer(received),
+                                      asio::transfer_exactly(bodyLength - received.size()), use_awaitable);
+        }
+        received.erase(0, bodyLength);
+        co_await sendLate(socket, reply);
+    }
+}
+
+awaitable<void> listen(tcp::acceptor& acceptor) {
+    for (;;) {
+        tcp::socket socket = co_await acceptor.async_accept(use_awaitable);
+        // A client that leaves ends its coroutine with an exception, which nobody needs to hear of.
+        asio::co_spawn(acceptor.get_executor(), serve(std::move(socket)), [](const std::exception_ptr&) {});
+    }
+}
+
+}  // namespace
+
+int main() {
+    asio::io_context io;
+    tcp::acceptor acceptor(io, {asio::ip::address_v4::loopback(), 0});
+    std::cout << acceptor.local_endpoint().port() << std::endl;
+    asio::co_spawn(io, listen(acceptor), asio::detached);
+
+    asio::posix::stream_descriptor input(io, STDIN_FILENO);
+    std::array<char, 16> ignored{};
+    asio::async_read(input, asio::buffer(ignored),
+                     [&io](const asio::error_code&, std::size_t) { io.stop(); });
+    io.run();
+}

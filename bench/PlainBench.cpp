@@ -1,0 +1,286 @@
+// The workloads as a careful program writes them straight on libcurl.
+
+#include "bench/BenchMain.h"
+
+#include <curl/curl.h>
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+namespace {
+
+using bench::require;
+
+/// Map of header names in lower case and list of reply lines, as cheap as a program can have them: wide
+/// text, but of ASCII alone and in one pass.
+class ReplyHeaders {
+public:
+    void clear() {
+        m_headers.clear();
+        m_lines.clear();
+    }
+
+    void add(std::string_view line) {
+        m_lines.emplace_back(line);
+        if (line.starts_with("HTTP/")) {
+            m_headers.clear();
+            return;
+        }
+        const std::size_t colon = line.find(':');
+        if (colon == std::string_view::npos) {
+            return;
+        }
+        m_name.resize(colon);
+        std::transform(line.begin(), line.begin() + static_cast<std::ptrdiff_t>(colon), m_name.begin(),
+                       lower);
+        std::string_view value = line.substr(colon + 1);
+        value.remove_prefix(std::min(value.find_first_not_of(" \t"), value.size()));
+        value = value.substr(0, value.find_last_not_of(" \t\r\n") + 1);
+        std::wstring& stored = m_headers[m_name];
+        if (!stored.empty()) {
+            stored += L',';
+        }
+        stored.append(value.begin(), value.end());
+    }
+
+private:
+    static wchar_t lower(char c) { return static_cast<wchar_t>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c); }
+
+    std::map<std::wstring, std::wstring> m_headers;
+    std::vector<std::string> m_lines;
+    std::wstring m_name;
+};
+
+/// Grows like the buffer it is compared with: doubling, by realloc, not cleared.
+class Buffer {
+public:
+    ~Buffer() { std::free(m_data); }
+
+    void clear() { m_used = 0; }
+    std::size_t used() const { return m_used; }
+
+    bool append(const char* data, std::size_t length) {
+        if (m_used + length > m_capacity) {
+            const std::size_t capacity = std::max(m_capacity * 2, m_used + length);
+            char* memory = static_cast<char*>(std::realloc(m_data, capacity));
+            if (!memory) {
+                return false;
+            }
+            m_data = memory;
+            m_capacity = capacity;
+        }
+        std::memcpy(m_data + m_used, data, length);
+        m_used += length;
+        return true;
+    }
+
+private:
+    char* m_data = nullptr;
+    std::size_t m_used = 0;
+    std::size_t m_capacity = 0;
+};
+
+std::size_t onBody(char* data, std::size_t size, std::size_t count, void* buffer) {
+    return static_cast<Buffer*>(buffer)->append(data, size * count) ? size * count : 0;
+}
+
+std::size_t countBody(char*, std::size_t size, std::size_t count, void* total) {
+    *static_cast<std::int64_t*>(total) += static_cast<std::int64_t>(size * count);
+    return size * count;
+}
+
+std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* headers) {
+    static_cast<ReplyHeaders*>(headers)->add({data, size * count});
+    return size * count;
+}
+
+struct MemorySource {
+    std::string_view data;
+    std::size_t position = 0;
+};
+
+std::size_t readMemory(char* buffer, std::size_t size, std::size_t count, void* memorySource) {
+    MemorySource& source = *static_cast<MemorySource*>(memorySource);
+    const std::size_t length = std::min(size * count, source.data.size() - source.position);
+    std::memcpy(buffer, source.data.data() + source.position, length);
+    source.position += length;
+    return length;
+}
+
+/// Bytes whose values do not matter: what is measured is their way, not their making.
+std::size_t readGenerated(char*, std::size_t size, std::size_t count, void* bytesLeft) {
+    std::int64_t& left = *static_cast<std::int64_t*>(bytesLeft);
+    const auto length =
+        static_cast<std::size_t>(std::min<std::int64_t>(left, static_cast<std::int64_t>(size * count)));
+    left -= static_cast<std::int64_t>(length);
+    return length;
+}
+
+/// An easy handle with what a program that cares sets on it: the same options that vexil sets.
+class Client {
+public:
+    explicit Client(bool keepHeaders = false) : m_keepHeaders(keepHeaders) { setDefaults(); }
+
+    void reset() {
+        curl_easy_reset(m_handle.get());
+        setDefaults();
+    }
+
+    template <class Value>
+    void set(CURLoption option, Value value) {
+        require(curl_easy_setopt(m_handle.get(), option, value) == CURLE_OK, "curl_easy_setopt failed");
+    }
+
+    void perform() {
+        m_headers.clear();
+        m_body.clear();
+        m_error[0] = '\0';
+        require(curl_easy_perform(m_handle.get()) == CURLE_OK, m_error);
+        long status = 0;
+        curl_easy_getinfo(m_handle.get(), CURLINFO_RESPONSE_CODE, &status);
+        require(status >= 200 && status <= 299, "the server has refused the request");
+    }
+
+    std::size_t bodySize() const { return m_body.used(); }
+
+private:
+    struct Cleanup {
+        void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
+    };
+
+    void setDefaults() {
+        set(CURLOPT_ERRORBUFFER, m_error);
+        set(CURLOPT_WRITEFUNCTION, &onBody);
+        set(CURLOPT_WRITEDATA, &m_body);
+        if (m_keepHeaders) {
+            set(CURLOPT_HEADERFUNCTION, &onHeader);
+            set(CURLOPT_HEADERDATA, &m_headers);
+        }
+        set(CURLOPT_FOLLOWLOCATION, 1L);
+        set(CURLOPT_NOSIGNAL, 1L);
+        set(CURLOPT_CONNECTTIMEOUT_MS, 30000L);
+        set(CURLOPT_LOW_SPEED_LIMIT, 1L);
+        set(CURLOPT_LOW_SPEED_TIME, 60L);
+    }
+
+    char m_error[CURL_ERROR_SIZE] = "";
+    Buffer m_body;
+    ReplyHeaders m_headers;
+    const bool m_keepHeaders;
+    std::unique_ptr<CURL, Cleanup> m_handle{curl_easy_init()};
+};
+
+void get(const std::string& url, int count, bool keepHeaders) {
+    Client client(keepHeaders);
+    client.set(CURLOPT_URL, url.c_str());
+    for (int i = 0; i < count; ++i) {
+        client.perform();
+    }
+}
+
+void getAfterReset(const std::string& url, int count, bool keepHeaders) {
+    Client client(keepHeaders);
+    for (int i = 0; i < count; ++i) {
+        client.reset();
+        client.set(CURLOPT_URL, url.c_str());
+        client.set(CURLOPT_SSL_VERIFYPEER, 0L);
+        client.set(CURLOPT_TIMEOUT_MS, 60000L);
+        client.set(CURLOPT_POSTREDIR, long{CURL_REDIR_POST_ALL});
+        client.perform();
+    }
+}
+
+void put(const std::string& url, int count, bool keepHeaders) {
+    Client client(keepHeaders);
+    MemorySource source{bench::smallBody};
+    client.set(CURLOPT_URL, url.c_str());
+    client.set(CURLOPT_UPLOAD, 1L);
+    client.set(CURLOPT_READFUNCTION, &readMemory);
+    client.set(CURLOPT_READDATA, &source);
+    client.set(CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(bench::smallBody.size()));
+    for (int i = 0; i < count; ++i) {
+        source.position = 0;
+        client.perform();
+    }
+}
+
+std::string rangeOf(int mebibytes) {
+    return "0-" + std::to_string(mebibytes * bench::mebibyte - 1);
+}
+
+void getToBuffer(const std::string& url, int mebibytes) {
+    Client client;
+    client.set(CURLOPT_URL, url.c_str());
+    client.set(CURLOPT_RANGE, rangeOf(mebibytes).c_str());
+    client.perform();
+    require(client.bodySize() == static_cast<std::size_t>(mebibytes * bench::mebibyte),
+            "the body is too short");
+}
+
+void getToSink(const std::string& url, int mebibytes) {
+    Client client;
+    std::int64_t total = 0;
+    client.set(CURLOPT_URL, url.c_str());
+    client.set(CURLOPT_RANGE, rangeOf(mebibytes).c_str());
+    client.set(CURLOPT_WRITEFUNCTION, &countBody);
+    client.set(CURLOPT_WRITEDATA, &total);
+    client.perform();
+    require(total == mebibytes * bench::mebibyte, "the body is too short");
+}
+
+void putFromSource(const std::string& url, int mebibytes) {
+    Client client;
+    std::int64_t left = mebibytes * bench::mebibyte;
+    client.set(CURLOPT_URL, url.c_str());
+    client.set(CURLOPT_UPLOAD, 1L);
+    client.set(CURLOPT_READFUNCTION, &readGenerated);
+    client.set(CURLOPT_READDATA, &left);
+    client.set(CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(left));
+    client.perform();
+    require(left == 0, "the body was not read to its end");
+}
+
+void measureHeap(const std::string& url, int count) {
+    std::vector<std::unique_ptr<Client>> clients;
+    clients.reserve(static_cast<std::size_t>(count));
+    Client first;
+    first.set(CURLOPT_URL, url.c_str());
+    first.perform();  // what libcurl keeps for all handles together
+    const std::size_t before = bench::heapInUse();
+    for (int i = 0; i < count; ++i) {
+        clients.push_back(std::make_unique<Client>(true));
+        clients.back()->set(CURLOPT_URL, url.c_str());
+    }
+    const std::size_t configured = bench::heapInUse();
+    for (const auto& client : clients) {
+        client->perform();
+    }
+    const std::size_t connected = bench::heapInUse();
+    std::cout << "heap_configured=" << (configured - before) / clients.size()
+              << "\nheap_connected=" << (connected - before) / clients.size() << '\n';
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    curl_global_init(CURL_GLOBAL_ALL);
+    const auto bare = [](auto workload) {
+        return [workload](const std::string& url, int count) { workload(url, count, false); };
+    };
+    const auto keeping = [](auto workload) {
+        return [workload](const std::string& url, int count) { workload(url, count, true); };
+    };
+    return bench::run(argc, argv,
+                      {{"get", keeping(get)},
+                       {"get-bare", bare(get)},
+                       {"reset", keeping(getAfterReset)},
+                       {"reset-bare", bare(getAfterReset)},
+                       {"put", keeping(put)},
+                       {"put-bare", bare(put)},
+                       {"get-buffer", getToBuffer},
+                       {"get-sink", getToSink},
+                       {"put-source", putFromSource},
+                       {"heap", measureHeap}});
+}

@@ -1,0 +1,141 @@
+// The workloads through the library.
+
+#include "bench/BenchMain.h"
+#include "vexil/net/NetRequest.h"
+#include "zet/MemoryInStream.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace {
+
+using bench::require;
+using vexil::CNetRequest;
+using vexil::String;
+using vexil::TMap;
+using zet::CBase;
+using zet::int64;
+using zet::P;
+
+class CountingSink : public virtual CBase, public CNetRequest::IDataSink {
+public:
+    void write(const void*, int length, int, const TMap<String, String>&) override { m_total += length; }
+    int64 getTotal() const { return m_total; }
+
+private:
+    int64 m_total = 0;
+};
+
+/// Bytes whose values do not matter: what is measured is their way, not their making.
+class GeneratingSource : public virtual CBase, public CNetRequest::IDataSource {
+public:
+    explicit GeneratingSource(int64 size) : m_size(size) {}
+
+    int read(void*, int maxLength, const TMap<String, String>&) override {
+        const int length = static_cast<int>(std::min<int64>(m_size - m_position, maxLength));
+        m_position += length;
+        return length;
+    }
+    int64 getSize() override { return m_size; }
+    void seek(int64 position) override { m_position = position; }
+    int64 getPosition() override { return m_position; }
+
+private:
+    const int64 m_size;
+    int64 m_position = 0;
+};
+
+void get(const std::string& url, int count) {
+    CNetRequest request;
+    request.setURL(String::fromUTF8(url));
+    for (int i = 0; i < count; ++i) {
+        request.perform();
+    }
+}
+
+void getAfterReset(const std::string& url, int count) {
+    CNetRequest request;
+    const String address = String::fromUTF8(url);
+    for (int i = 0; i < count; ++i) {
+        request.reset();
+        request.setURL(address);
+        request.setSSLVerifyPeer(false);
+        request.setFullRequestTimeout(zet::CTimeSpan::fromSeconds(60));
+        request.setKeepPostOnRedirect(true);
+        request.perform();
+    }
+}
+
+void put(const std::string& url, int count) {
+    CNetRequest request;
+    request.setURL(String::fromUTF8(url));
+    request.setHTTPMethod("PUT");
+    request.setSendDataAsUTF8(String::fromUTF8(bench::smallBody));
+    for (int i = 0; i < count; ++i) {
+        request.perform();
+    }
+}
+
+void getToBuffer(const std::string& url, int mebibytes) {
+    CNetRequest request;
+    request.setURL(String::fromUTF8(url));
+    request.setRange(0, mebibytes * bench::mebibyte);
+    request.perform();
+    require(request.getDefaultReceiveBuffer()->getUsed() == mebibytes * bench::mebibyte,
+            "the body is too short");
+}
+
+void getToSink(const std::string& url, int mebibytes) {
+    CNetRequest request;
+    const P<CountingSink> sink = new CountingSink;
+    request.setURL(String::fromUTF8(url));
+    request.setRange(0, mebibytes * bench::mebibyte);
+    request.setReceiveDataSink(sink);
+    request.perform();
+    require(sink->getTotal() == mebibytes * bench::mebibyte, "the body is too short");
+}
+
+void putFromSource(const std::string& url, int mebibytes) {
+    CNetRequest request;
+    const P<GeneratingSource> source = new GeneratingSource(mebibytes * bench::mebibyte);
+    request.setURL(String::fromUTF8(url));
+    request.setHTTPMethod("PUT");
+    request.setSendDataSource(source);
+    request.setSendDataSize(source->getSize());
+    request.perform();
+    require(source->getPosition() == source->getSize(), "the body was not read to its end");
+}
+
+void measureHeap(const std::string& url, int count) {
+    const String address = String::fromUTF8(url);
+    std::vector<P<CNetRequest>> requests;
+    requests.reserve(static_cast<std::size_t>(count));
+    CNetRequest first;
+    first.setURL(address);
+    first.perform();  // what libcurl keeps for all handles together
+    const std::size_t before = bench::heapInUse();
+    for (int i = 0; i < count; ++i) {
+        requests.push_back(new CNetRequest);
+        requests.back()->setURL(address);
+    }
+    const std::size_t configured = bench::heapInUse();
+    for (const P<CNetRequest>& request : requests) {
+        request->perform();
+    }
+    const std::size_t connected = bench::heapInUse();
+    std::cout << "heap_configured=" << (configured - before) / requests.size()
+              << "\nheap_connected=" << (connected - before) / requests.size() << '\n';
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    return bench::run(argc, argv,
+                      {{"get", get},
+                       {"reset", getAfterReset},
+                       {"put", put},
+                       {"get-buffer", getToBuffer},
+                       {"get-sink", getToSink},
+                       {"put-source", putFromSource},
+                       {"heap", measureHeap}});
+}

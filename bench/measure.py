@@ -1,0 +1,179 @@
+"""Runs the two benchmark programs beside the servers and prints tables; called by measure.sh."""
+
+import argparse
+import contextlib
+import os
+import pathlib
+import re
+import statistics
+import subprocess
+import sys
+import tempfile
+
+ROUNDS = 11
+SMALL = 200  # requests; slopes are taken between this and twice as many
+BODY = 32  # MiB; the same for bodies
+FULL_BODY = 1024  # MiB
+CLOCKED_REQUESTS = 5000
+HEAP_REQUESTS = 100
+
+SMALL_WORKLOADS = {
+    "get": "GET, request reused",
+    "reset": "GET, reset and four options before each",
+    "put": "PUT of 100 bytes, request reused",
+}
+BODY_WORKLOADS = {
+    "get-buffer": "GET into the buffer",
+    "get-sink": "GET into a counting sink",
+    "put-source": "PUT from a source",
+}
+
+
+class Bench:
+    def __init__(self, build):
+        self.programs = {name: build / "bin" / f"bench-{name}" for name in ("plain", "vexil")}
+        self.counter = build / "lib" / "libbench-count-allocations.so"
+        self.late_server = build / "bin" / "bench-late-server"
+        self.files = pathlib.Path(os.environ["VEXIL_HTTP_ROOT"])
+        self.nginx = os.environ["VEXIL_HTTP_ENDPOINT"]
+        self.late = None
+
+    @contextlib.contextmanager
+    def servers(self):
+        with open(self.files / "static" / "body", "wb") as body:
+            body.truncate(FULL_BODY << 20)
+        server = subprocess.Popen([self.late_server], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+        try:
+            self.late = f"http://127.0.0.1:{int(server.stdout.readline())}"
+            yield
+        finally:
+            server.stdin.close()
+            server.wait()
+
+    def small_url(self):
+        return self.late + "/a.txt"
+
+    def body_url(self, workload):
+        return self.nginx + ("/dav/body" if workload.startswith("put") else "/static/body")
+
+    def run(self, program, workload, url, count, prefix=(), **environment):
+        command = [*prefix, self.programs[program], workload, url, str(count)]
+        done = subprocess.run(command, env={**os.environ, **environment}, capture_output=True, text=True)
+        if done.returncode != 0:
+            sys.exit(f"{' '.join(map(str, command))}\n{done.stdout}{done.stderr}")
+        return done.stdout + done.stderr
+
+    def figures(self, *arguments, **environment):
+        return dict(line.split("=") for line in self.run(*arguments, **environment).splitlines() if "=" in line)
+
+    def instructions(self, program, workload, url, count):
+        output = self.run(program, workload, url, count,
+                          ["valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null"])
+        return int(re.search(r"Collected : (\d+)", output).group(1))
+
+    def system_calls(self, program, workload, url, count):
+        with tempfile.NamedTemporaryFile() as summary:
+            self.run(program, workload, url, count, ["strace", "-f", "-c", "-U", "calls,name", "-o", summary.name])
+            return sum(int(line.split()[0]) for line in pathlib.Path(summary.name).read_text().splitlines()
+                       if re.match(r"\s*\d+ (?!total)", line))
+
+    def allocations(self, program, workload, url, count):
+        return int(self.figures(program, workload, url, count, LD_PRELOAD=str(self.counter))["allocations"])
+
+
+def slope(measure, program, workload, url, count):
+    """What one more costs: the start of the program and the first connection fall out."""
+    return (measure(program, workload, url, 2 * count) - measure(program, workload, url, count)) / count
+
+
+def number(value):
+    return f"{value:,.0f}" if abs(value) >= 1000 else f"{value:,.1f}".removesuffix(".0")
+
+
+def percent(ours, plain):
+    return f"{(ours / plain - 1) * 100:+.1f} %"
+
+
+def table(title, columns, rows):
+    print(f"\n### {title}\n")
+    print(f"| {' | '.join(columns)} |\n|{'---|' * len(columns)}")
+    for row in rows:
+        print(f"| {' | '.join(row)} |")
+    sys.stdout.flush()
+
+
+def small_counts(bench):
+    for title, measure in (("Instructions a request", bench.instructions),
+                           ("System calls a request", bench.system_calls),
+                           ("Allocations a request", bench.allocations)):
+        rows = []
+        for workload, name in SMALL_WORKLOADS.items():
+            bare, plain, ours = (slope(measure, program, form, bench.small_url(), SMALL) for program, form in
+                                 (("plain", workload + "-bare"), ("plain", workload), ("vexil", workload)))
+            rows.append((name, number(bare), number(plain), number(ours), percent(ours, plain)))
+        table(title, ("", "plain, bare", "plain, keeping headers and lines", "vexil", "vexil to the latter"), rows)
+
+
+def body_counts(bench):
+    for title, measure in (("Instructions a MiB", bench.instructions), ("Allocations a MiB", bench.allocations)):
+        rows = []
+        for workload, name in BODY_WORKLOADS.items():
+            plain, ours = (slope(measure, program, workload, bench.body_url(workload), BODY)
+                           for program in ("plain", "vexil"))
+            rows.append((name, number(plain), number(ours), percent(ours, plain) if plain else ""))
+        table(title, ("", "plain", "vexil", "vexil to plain"), rows)
+
+
+def peaks(bench):
+    rows = []
+    for workload, name in BODY_WORKLOADS.items():
+        plain, ours = (int(bench.figures(program, workload, bench.body_url(workload), FULL_BODY)["peak_kibibytes"])
+                       for program in ("plain", "vexil"))
+        rows.append((name, *(f"{value / 1024:,.1f}" for value in (plain, ours))))
+    table("Peak resident size with a body of 1 GiB, in MiB", ("", "plain", "vexil"), rows)
+
+
+def heap(bench):
+    plain, ours = (bench.figures(program, "heap", bench.small_url(), HEAP_REQUESTS) for program in ("plain", "vexil"))
+    rows = [(name, number(int(plain[key])), number(int(ours[key]))) for key, name in
+            (("heap_configured", "configured"), ("heap_connected", "with a kept connection"))]
+    table("Heap of one request, in bytes", ("", "plain", "vexil"), rows)
+
+
+def median_seconds(bench, workload, url, count):
+    seconds = {program: [] for program in bench.programs}
+    for _ in range(ROUNDS):
+        for program, values in seconds.items():
+            values.append(float(bench.figures(program, workload, url, count)["seconds"]))
+    return [statistics.median(values) for values in seconds.values()]
+
+
+def wall_clock(bench):
+    rows = []
+    for workload, name in SMALL_WORKLOADS.items():
+        url = bench.nginx + ("/dav/small" if workload == "put" else "/static/a.txt")
+        values = median_seconds(bench, workload, url, CLOCKED_REQUESTS)
+        plain, ours = (value / CLOCKED_REQUESTS * 1e6 for value in values)
+        rows.append((name, f"{plain:.1f} µs", f"{ours:.1f} µs", percent(ours, plain)))
+    for workload, name in BODY_WORKLOADS.items():
+        plain, ours = median_seconds(bench, workload, bench.body_url(workload), FULL_BODY)
+        rows.append((f"{name}, 1 GiB", f"{plain:.3f} s", f"{ours:.3f} s", percent(ours, plain)))
+    table(f"Wall clock, median of {ROUNDS} alternating rounds", ("", "plain", "vexil", "vexil to plain"), rows)
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("build", type=pathlib.Path)
+    parser.add_argument("--quick", action="store_true")
+    options = parser.parse_args()
+    bench = Bench(options.build)
+    with bench.servers():
+        small_counts(bench)
+        body_counts(bench)
+        peaks(bench)
+        heap(bench)
+        if not options.quick:
+            wall_clock(bench)
+
+
+main()
