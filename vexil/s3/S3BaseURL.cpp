@@ -1,0 +1,76 @@
+#include "vexil/s3/S3BaseURL.h"
+
+#include "vexil/net/CurlHandles.h"
+#include "vexil/net/GlobalInit.h"
+
+#include <curl/curl.h>
+
+#include <memory>
+#include <new>
+
+namespace vexil {
+
+namespace {
+
+struct CurlURLDeleter {
+    void operator()(CURLU* url) const noexcept { curl_url_cleanup(url); }
+};
+
+std::string getPart(CURLU* url, CURLUPart part) {
+    char* text = nullptr;
+    if (curl_url_get(url, part, &text, 0) != CURLUE_OK) {
+        return {};
+    }
+    return CurlString(text).get();
+}
+
+bool holdsControlOrBlank(const String& text) {
+    for (const wchar_t c : text.view()) {
+        if (c <= L' ' || c == L'\x7f') {
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
+const char* findBaseURLFault(const String& url) {
+    if (!url.startsWithNoCase("http://") && !url.startsWithNoCase("https://")) {
+        return "base URL must begin with http:// or https://";
+    }
+    if (holdsControlOrBlank(url)) {
+        return "base URL must not contain blanks or control characters";
+    }
+    // Looked for in the text: an empty query or fragment leaves no trace in the parts.
+    if (url.find(L'?') != String::npos) {
+        return "base URL must not contain a query";
+    }
+    if (url.find(L'#') != String::npos) {
+        return "base URL must not contain a fragment";
+    }
+    CGlobalInit::get();
+    const std::unique_ptr<CURLU, CurlURLDeleter> parts(curl_url());
+    if (!parts) {
+        throw std::bad_alloc();
+    }
+    switch (curl_url_set(parts.get(), CURLUPART_URL, url.toUTF8().c_str(), CURLU_PATH_AS_IS)) {
+    case CURLUE_OK:
+        break;
+    case CURLUE_NO_HOST:
+        return "base URL must contain a host";
+    case CURLUE_BAD_PORT_NUMBER:
+        return "base URL contains an invalid port";
+    default:
+        return "base URL is malformed";
+    }
+    if (url.find(L'@') != String::npos) {
+        return "base URL must not contain a user name";
+    }
+    if (getPart(parts.get(), CURLUPART_PATH) != "/") {
+        return "base URL must not contain a path";
+    }
+    return nullptr;
+}
+
+}  // namespace vexil

@@ -1,0 +1,370 @@
+#include "sigil/Base64.h"
+#include "sigil/Digest.h"
+#include "vexil/net/CURLError.h"
+#include "vexil/s3/S3Client.h"
+#include "vexil/s3/S3CopyObjectResult.h"
+#include "vexil/s3/S3Error.h"
+#include "vexil/s3/S3ObjectStreams.h"
+#include "zet/MemoryInStream.h"
+#include "zet/ParseNumber.h"
+
+#include <limits>
+#include <memory>
+
+namespace vexil {
+
+namespace {
+
+constexpr int statusNotFound = 404;
+const String contentLength = "content-length";
+constexpr int streamBlockSize = 64 * 1024;
+
+void checkBucket(const char* place, const String& bucket) {
+    if (bucket.isEmpty()) {
+        throw CInvalidArgError(place, "bucket name must not be empty");
+    }
+}
+
+void checkNames(const char* place, const String& bucket, const String& object) {
+    checkBucket(place, bucket);
+    if (object.isEmpty()) {
+        throw CInvalidArgError(place, "object name must not be empty");
+    }
+}
+
+/// A line end in the type would begin another header.
+void checkContentType(const char* place, const String& contentType) {
+    for (const wchar_t c : contentType.view()) {
+        if (c == L'\r' || c == L'\n' || c == L'\0') {
+            throw CInvalidArgError(place, "content type must not contain CR, LF or NUL");
+        }
+    }
+}
+
+bool isDotSegment(const String& name) {
+    return name == "." || name == "..";
+}
+
+/// The value of the Range header.
+String makeRange(int64 offset, int64 length) {
+    String range = "bytes=" + String::fromInt(offset) + "-";
+    if (length != -1) {
+        // Unsigned, where nonsense wraps around instead of being undefined.
+        const auto last =
+            static_cast<unsigned long long>(offset) + static_cast<unsigned long long>(length) - 1;
+        range += String::fromInt(static_cast<int64>(last));
+    }
+    return range;
+}
+
+bool isWholeObject(int64 offset, int64 length) {
+    return offset == 0 && length == -1;
+}
+
+/// A range that makes sense, so that it can be told whether the answer fits it.
+void checkRange(const char* place, int64 offset, int64 length) {
+    if (offset < 0) {
+        throw CInvalidArgError(place, "offset must not be negative");
+    }
+    if (length < -1) {
+        throw CInvalidArgError(place, "length must be -1 or at least 0");
+    }
+    if (length > std::numeric_limits<int64>::max() - offset) {
+        throw CInvalidArgError(place, "the range ends beyond the largest offset");
+    }
+}
+
+bool isMissingObject(const CError& error) {
+    const auto* const transferError = dynamic_cast<const CCURLError*>(&error);
+    return (transferError && transferError->getResponseCode() == statusNotFound) ||
+           (error.getDomain() == "http" && error.getCode() == statusNotFound);
+}
+
+void checkReceivedLength(const TMap<String, String>& headers, int64 receivedBytes) {
+    const auto found = headers.find(contentLength);
+    if (found == headers.end()) {
+        return;
+    }
+    const int64 announcedBytes = zet::parseInt64(found->second, false);
+    if (announcedBytes != receivedBytes) {
+        throw CError("Received " + String::fromInt(receivedBytes) + " of the " +
+                     String::fromInt(announcedBytes) + " bytes that the answer announced.");
+    }
+}
+
+/// "." and ".." are names like others to the service, but steps in a hierarchy to libcurl, which would
+/// address the bucket, or another one, instead.
+void setPathAsIs(CNetRequest& request, bool isNeeded) {
+    if (isNeeded) {
+        request.setOptionInt(CURLOPT_PATH_AS_IS, 1);
+    }
+}
+
+}  // namespace
+
+String CS3Client::getObjectURL(CNetRequest& request, const String& bucket, const String& object) const {
+    return m_baseURL + request.urlEscape(bucket) + "/" + request.urlEscape(object);
+}
+
+P<CNetHeaders> CS3Client::beginPrepareObjectRequest(CNetRequest& request, const String& bucket,
+                                                    const String& object) {
+    const P<CNetHeaders> headers = beginPrepareRequest(request, getObjectURL(request, bucket, object));
+    setPathAsIs(request, isDotSegment(bucket) || isDotSegment(object));
+    return headers;
+}
+
+// ---- put -------------------------------------------------------------------------------------------------
+
+void CS3Client::preparePutObjectRequest(CNetRequest& request, const String& bucket, const String& object,
+                                        const void* data, int size, const String& contentType) {
+    static constexpr char place[] = "CS3Client::preparePutObjectRequest";
+    checkNames(place, bucket, object);
+    if (size < 0) {
+        throw CInvalidArgError(place, "size must not be negative");
+    }
+    if (!data && size > 0) {
+        throw CInvalidArgError(place, "data must not be null");
+    }
+    checkContentType(place, contentType);
+    beginPreparePut(request, bucket, object, calcContentMD5(data, size), contentType);
+    request.setSendDataStream(new zet::CMemoryInStream(data, size));
+    request.setSendDataSize(size);
+    finishPrepareRequest(request);
+}
+
+void CS3Client::preparePutObjectRequest(CNetRequest& request, const String& bucket, const String& object,
+                                        zet::IInStream* data, int64 size, const String& contentType) {
+    static constexpr char place[] = "CS3Client::preparePutObjectRequest";
+    checkNames(place, bucket, object);
+    if (!data) {
+        throw CInvalidArgError(place, "data stream must not be null");
+    }
+    if (size < 0) {
+        throw CInvalidArgError(place, "size must not be negative");
+    }
+    if (size > maxPutSize) {
+        throw CInvalidArgError(place, "size must not exceed " + String::fromInt(maxPutSize) +
+                                          " bytes, the limit of a single put");
+    }
+    checkContentType(place, contentType);
+    const P<CS3ObjectSource> source = new CS3ObjectSource(data, size);
+    const String contentMD5 = calcContentMD5(*source);
+    beginPreparePut(request, bucket, object, contentMD5, contentType);
+    request.setSendDataSource(source);
+    request.setSendDataSize(size);
+    finishPrepareRequest(request);
+}
+
+void CS3Client::beginPreparePut(CNetRequest& request, const String& bucket, const String& object,
+                                const String& contentMD5, const String& contentType) {
+    const P<CNetHeaders> headers = beginPrepareObjectRequest(request, bucket, object);
+    request.setHTTPMethod("PUT");
+    headers->add("Content-MD5", contentMD5);
+    if (!contentType.isEmpty()) {
+        headers->add("Content-Type", contentType);
+    }
+}
+
+String CS3Client::calcContentMD5(const void* data, int size) {
+    m_md5->reset();
+    if (size > 0) {
+        m_md5->update(data, size);
+    }
+    return finishContentMD5();
+}
+
+String CS3Client::calcContentMD5(CNetRequest::IDataSource& source) {
+    const auto block = std::make_unique_for_overwrite<unsigned char[]>(streamBlockSize);
+    const TMap<String, String> noHeaders;
+    m_md5->reset();
+    for (int length; (length = source.read(block.get(), streamBlockSize, noHeaders)) > 0;) {
+        m_md5->update(block.get(), length);
+    }
+    source.seek(0);
+    return finishContentMD5();
+}
+
+String CS3Client::finishContentMD5() {
+    TBuffer<unsigned char> digest;
+    m_md5->finish(digest);
+    return sigil::base64Encode(digest.getData(), digest.getUsed(), true, false);
+}
+
+void CS3Client::putObject(CNetRequest& request, const String& bucket, const String& object, const void* data,
+                          int size, const String& contentType) {
+    preparePutObjectRequest(request, bucket, object, data, size, contentType);
+    performRequest(request);
+}
+
+void CS3Client::putObject(CNetRequest& request, const String& bucket, const String& object,
+                          zet::IInStream* data, int64 size, const String& contentType) {
+    preparePutObjectRequest(request, bucket, object, data, size, contentType);
+    performRequest(request);
+}
+
+// ---- get -------------------------------------------------------------------------------------------------
+
+void CS3Client::prepareGetObjectRequest(CNetRequest& request, const String& bucket, const String& object,
+                                        int64 offset, int64 length) {
+    checkNames("CS3Client::prepareGetObjectRequest", bucket, object);
+    const P<CNetHeaders> headers = beginPrepareObjectRequest(request, bucket, object);
+    if (length == 0) {
+        request.setHTTPMethod("HEAD");
+    } else if (!isWholeObject(offset, length)) {
+        headers->add("Range", makeRange(offset, length));
+    }
+    finishPrepareRequest(request);
+}
+
+void CS3Client::getObject(CNetRequest& request, const String& bucket, const String& object, int64 offset,
+                          int64 length) {
+    prepareGetObjectRequest(request, bucket, object, offset, length);
+    performRequest(request);
+}
+
+P<CS3ObjectSink> CS3Client::prepareGetObjectToStream(CNetRequest& request, const String& bucket,
+                                                     const String& object, int64 offset, int64 length,
+                                                     zet::IOutStream* data) {
+    static constexpr char place[] = "CS3Client::prepareGetObjectRequest";
+    checkNames(place, bucket, object);
+    if (!data) {
+        throw CInvalidArgError(place, "data stream must not be null");
+    }
+    checkRange(place, offset, length);
+    const P<CS3ObjectSink> sink =
+        new CS3ObjectSink(data, request.getDefaultReceiveSink(), !isWholeObject(offset, length));
+    prepareGetObjectRequest(request, bucket, object, offset, length);
+    request.setReceiveDataSink(sink);
+    return sink;
+}
+
+void CS3Client::prepareGetObjectRequest(CNetRequest& request, const String& bucket, const String& object,
+                                        int64 offset, int64 length, zet::IOutStream* data) {
+    prepareGetObjectToStream(request, bucket, object, offset, length, data);
+}
+
+void CS3Client::getObject(CNetRequest& request, const String& bucket, const String& object, int64 offset,
+                          int64 length, zet::IOutStream* data) {
+    const P<CS3ObjectSink> sink = prepareGetObjectToStream(request, bucket, object, offset, length, data);
+    performRequest(request);
+    // libcurl takes a connection that ends within the headers for the end of an answer without a body.
+    if (!request.isResponseComplete()) {
+        throw CError("The connection ended within the headers of the answer.");
+    }
+    if (length != 0) {
+        checkReceivedLength(request.getResponseHeaderMap(), sink->getWrittenBytes());
+    }
+}
+
+void CS3Client::prepareGetObjectHeadersRequest(CNetRequest& request, const String& bucket,
+                                               const String& object) {
+    checkNames("CS3Client::prepareGetObjectHeadersRequest", bucket, object);
+    beginPrepareObjectRequest(request, bucket, object);
+    request.setHTTPMethod("HEAD");
+    finishPrepareRequest(request);
+}
+
+const TMap<String, String>& CS3Client::getObjectHeaders(CNetRequest& request, const String& bucket,
+                                                        const String& object) {
+    prepareGetObjectHeadersRequest(request, bucket, object);
+    performRequest(request);
+    return request.getResponseHeaderMap();
+}
+
+int64 CS3Client::getObjectSize(CNetRequest& request, const String& bucket, const String& object) {
+    if (!objectExists(request, bucket, object)) {
+        return -1;
+    }
+    const TMap<String, String>& headers = request.getResponseHeaderMap();
+    const auto found = headers.find(contentLength);
+    if (found == headers.end()) {
+        throw CError("Error: Content-Length header was expected but not included in response.");
+    }
+    return zet::parseInt64(found->second, false);
+}
+
+bool CS3Client::objectExists(CNetRequest& request, const String& bucket, const String& object) {
+    prepareGetObjectHeadersRequest(request, bucket, object);
+    try {
+        performRequest(request);
+    } catch (const CError& error) {
+        if (isMissingObject(error)) {
+            return false;
+        }
+        throw;
+    }
+    return true;
+}
+
+// ---- copy and delete -------------------------------------------------------------------------------------
+
+void CS3Client::prepareCopyObjectRequest(CNetRequest& request, const String& bucket,
+                                         const String& existingObject, const String& newObject) {
+    static constexpr char place[] = "CS3Client::prepareCopyObjectRequest";
+    checkBucket(place, bucket);
+    if (existingObject.isEmpty() || newObject.isEmpty()) {
+        throw CInvalidArgError(place, "neither the existing nor the new object name may be empty");
+    }
+    const P<CNetHeaders> headers = beginPrepareObjectRequest(request, bucket, newObject);
+    request.setHTTPMethod("PUT");
+    headers->add("x-amz-copy-source",
+                 "/" + request.urlEscape(bucket) + "/" + request.urlEscape(existingObject));
+    request.setSendDataSize(0);
+    finishPrepareRequest(request);
+}
+
+void CS3Client::copyObject(CNetRequest& request, const String& bucket, const String& existingObject,
+                           const String& newObject) {
+    prepareCopyObjectRequest(request, bucket, existingObject, newObject);
+    request.perform();
+    checkCopyObjectResult(request.getDefaultReceiveBuffer());
+}
+
+void CS3Client::checkCopyObjectResult(const TBuffer<unsigned char>* body) {
+    const CS3CopyObjectResult result(body);
+    if (result.hadError()) {
+        throw CS3Error(*result.getErrorResponse(), 0);
+    }
+}
+
+void CS3Client::prepareDeleteObjectRequest(CNetRequest& request, const String& bucket, const String& object) {
+    checkNames("CS3Client::prepareDeleteObjectRequest", bucket, object);
+    beginPrepareObjectRequest(request, bucket, object);
+    request.setHTTPMethod("DELETE");
+    finishPrepareRequest(request);
+}
+
+void CS3Client::deleteObject(CNetRequest& request, const String& bucket, const String& object) {
+    prepareDeleteObjectRequest(request, bucket, object);
+    performRequest(request);
+}
+
+// ---- list ------------------------------------------------------------------------------------------------
+
+void CS3Client::prepareListObjectsRequest(CNetRequest& request, const String& bucket, const String& prefix,
+                                          const String& delimiter, const String& marker, int maxKeys) {
+    checkBucket("CS3Client::prepareListObjectsRequest", bucket);
+    String query;
+    const auto append = [&query](bool isGiven, const char* name, const String& value) {
+        if (isGiven) {
+            query += (query.isEmpty() ? String("?") : String("&")) + name + "=" + value;
+        }
+    };
+    append(!prefix.isEmpty(), "prefix", request.urlEscape(prefix));
+    append(!marker.isEmpty(), "marker", request.urlEscape(marker));
+    append(maxKeys != -1, "max-keys", String::fromInt(maxKeys));
+    append(!delimiter.isEmpty(), "delimiter", request.urlEscape(delimiter));
+    beginPrepareRequest(request, m_baseURL + request.urlEscape(bucket) + query);
+    setPathAsIs(request, isDotSegment(bucket));
+    finishPrepareRequest(request);
+}
+
+P<CS3ListObjectsResult> CS3Client::listObjects(CNetRequest& request, const String& bucket,
+                                               const String& prefix, const String& delimiter,
+                                               const String& marker, int maxKeys) {
+    prepareListObjectsRequest(request, bucket, prefix, delimiter, marker, maxKeys);
+    performRequest(request);
+    return new CS3ListObjectsResult(request.getDefaultReceiveBuffer());
+}
+
+}  // namespace vexil

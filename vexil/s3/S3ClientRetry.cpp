@@ -1,0 +1,151 @@
+#include "vexil/net/CURLError.h"
+#include "vexil/s3/S3Client.h"
+#include "vexil/s3/S3Error.h"
+#include "zet/Log.h"
+
+#include <algorithm>
+#include <initializer_list>
+
+namespace vexil {
+
+namespace {
+
+constexpr int retryDelay = 100;  // milliseconds
+
+bool isOneOf(const String& text, std::initializer_list<const char*> candidates) {
+    return std::any_of(candidates.begin(), candidates.end(),
+                       [&text](const char* candidate) { return text == candidate; });
+}
+
+bool isPassingTransferError(const CCURLError& error) {
+    if (error.getDomain() != "curl") {
+        return false;
+    }
+    switch (error.getCode()) {
+    case CURLE_COULDNT_CONNECT:
+    case CURLE_OPERATION_TIMEDOUT:
+    case CURLE_GOT_NOTHING:
+    case CURLE_SEND_ERROR:
+    case CURLE_RECV_ERROR:
+        return true;
+    default:
+        return false;
+    }
+}
+
+String describeFailure(const CError& error) {
+    if (const auto* const s3Error = dynamic_cast<const CS3Error*>(&error)) {
+        return "Received " + s3Error->getS3Code() + " response from S3";
+    }
+    return "Got error during S3 request: " + error.getMessage();
+}
+
+P<CS3ErrorResponse> parseErrorResponse(const TBuffer<unsigned char>& body) {
+    try {
+        return new CS3ErrorResponse(reinterpret_cast<const char*>(body.getData()), body.getUsed());
+    } catch (const CError&) {
+        return nullptr;
+    }
+}
+
+String decodeBody(const TBuffer<unsigned char>& body) {
+    try {
+        return String::fromUTF8(
+            {reinterpret_cast<const char*>(body.getData()), static_cast<std::size_t>(body.getUsed())});
+    } catch (const std::exception& error) {
+        zet::logError(error, "Error converting S3 response data to string object.");
+        return String();
+    }
+}
+
+void logUnknownBody(const TBuffer<unsigned char>& body) {
+    const P<zet::CXMLElement> element = new zet::CXMLElement("S3ResponseData");
+    element->setText(decodeBody(body));
+    zet::logError(*element, "S3 returned an error, but the response data is not a valid S3 error response.");
+}
+
+}  // namespace
+
+int CS3Client::performRequest(CNetRequest& request) {
+    for (int tries = 1;; ++tries) {
+        try {
+            try {
+                request.perform();
+                return tries;
+            } catch (std::exception& error) {
+                tryThrowBetterError(error, *request.getDefaultReceiveBuffer());
+                throw;
+            }
+        } catch (const CError& error) {
+            if (!logAndDecideRetry(error, tries)) {
+                throw;
+            }
+        }
+        waitBeforeRetry(retryDelay);
+    }
+}
+
+bool CS3Client::logAndDecideRetry(const CError& error, int tries) const {
+    if (!shouldRetryRequest(error)) {
+        return false;
+    }
+    if (shouldSlowDown(error)) {
+        zet::logWarning(error, "Received slowdown response from S3");
+    }
+    const String text = describeFailure(error) + " (try " + String::fromInt(tries) + ").";
+    if (tries > m_maxRetries) {
+        zet::logError(error, text + " Too many retries. Giving up!");
+        return false;
+    }
+    zet::logInfo(text + " Waiting 100ms and retrying.");
+    return true;
+}
+
+void CS3Client::extractErrorCodes(const std::exception& error, String& s3Code, String& httpCode) {
+    const auto* const s3Error = dynamic_cast<const CS3Error*>(&error);
+    s3Code = s3Error ? s3Error->getS3Code() : String();
+    const auto* const anyError = dynamic_cast<const CError*>(&error);
+    httpCode = anyError ? anyError->getProps().lookup("responseCode") : String();
+}
+
+bool CS3Client::shouldRetryRequest(const std::exception& error) {
+    String s3Code;
+    String httpCode;
+    extractErrorCodes(error, s3Code, httpCode);
+    if (!s3Code.isEmpty()) {
+        return isOneOf(s3Code, {"InternalError", "SlowDown", "IncompleteBody", "InvalidDigest",
+                                "OperationAborted", "RequestTimeTooSkewed"});
+    }
+    if (!httpCode.isEmpty()) {
+        return isOneOf(httpCode, {"500", "503", "400", "409"});
+    }
+    const auto* const transferError = dynamic_cast<const CCURLError*>(&error);
+    return transferError && isPassingTransferError(*transferError);
+}
+
+bool CS3Client::shouldSlowDown(const std::exception& error) {
+    String s3Code;
+    String httpCode;
+    extractErrorCodes(error, s3Code, httpCode);
+    return s3Code.isEmpty() ? httpCode == "503" : s3Code == "SlowDown";
+}
+
+bool CS3Client::isNotFoundError(const std::exception& error) {
+    String s3Code;
+    String httpCode;
+    extractErrorCodes(error, s3Code, httpCode);
+    return httpCode == "404" || isOneOf(s3Code, {"NoSuchKey", "NoSuchBucket"});
+}
+
+void CS3Client::tryThrowBetterError(std::exception& error, const TBuffer<unsigned char>& body) {
+    const auto* const transferError = dynamic_cast<const CCURLError*>(&error);
+    if (!transferError || transferError->getResponseCode() < 1 || body.getUsed() == 0) {
+        return;
+    }
+    if (const P<CS3ErrorResponse> response = parseErrorResponse(body)) {
+        throw CS3Error(*response, transferError->getResponseCode());
+    }
+    logUnknownBody(body);
+}
+
+}  // namespace vexil

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "vexil/BaseTypes.h"
+#include "vexil/Export.h"
+#include "vexil/s3/S3ErrorResponse.h"
+
+class wxXmlNode;
+
+namespace vexil {
+
+/// An S3 service's answer to a copy, which may be an error although its HTTP status is 200: the service
+/// begins to answer before it has copied.
+///
+/// A plain value: built once, then only read, from any thread. Failures to parse are CErrors that begin with
+/// "Error parsing Amazon S3 'copy object' result: ".
+class VEXIL_API CS3CopyObjectResult : public virtual CBase {
+public:
+    explicit CS3CopyObjectResult(wxXmlNode* root);
+    CS3CopyObjectResult(const char* data, int length);
+    /// \param body  must not be null
+    explicit CS3CopyObjectResult(const TBuffer<unsigned char>* body);
+    CS3CopyObjectResult(const CS3CopyObjectResult&) = default;
+    CS3CopyObjectResult(CS3CopyObjectResult&&) = default;
+    CS3CopyObjectResult& operator=(const CS3CopyObjectResult&) = default;
+    CS3CopyObjectResult& operator=(CS3CopyObjectResult&&) = default;
+    ~CS3CopyObjectResult() override;
+
+    bool hadError() const { return m_errorResponse != nullptr; }
+    /// Null where the copy succeeded.
+    P<CS3ErrorResponse> getErrorResponse() const { return m_errorResponse; }
+    /// Time of the copy as the service writes it (ISO 8601); "" after an error.
+    String getLastModified() const { return m_lastModified; }
+    /// ETag of the copy, quotes included; "" after an error.
+    String getETag() const { return m_eTag; }
+
+protected:
+    /// Reads the members from a `CopyObjectResult` or `Error` element.
+    void construct(wxXmlNode* root);
+    void construct(const char* data, int length);
+
+private:
+    P<CS3ErrorResponse> m_errorResponse;
+    String m_lastModified;
+    String m_eTag;
+};
+
+}  // namespace vexil

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "vexil/BaseTypes.h"
+#include "vexil/Export.h"
+#include "vexil/s3/S3ErrorResponse.h"
+
+namespace vexil {
+
+/// A request that an S3 service refused with an `Error` document.
+///
+/// The domain is "http" and getCode() the HTTP status. The properties are "s3-resource", "s3-requestID",
+/// "s3-code" and, for a status above 0, "responseCode" (decimal), in this order. A refused copy, which
+/// services answer with status 200, has the status 0.
+///
+/// A plain value; clone() and throwClone() carry it to another thread with its type.
+class VEXIL_API CS3Error : public CError {
+public:
+    /// \param httpStatus  status of the answer; below 1 for none
+    CS3Error(const CS3ErrorResponse& response, int httpStatus);
+    CS3Error(const CS3Error&) = default;
+    CS3Error& operator=(const CS3Error&) = default;
+    ~CS3Error() override;
+
+    /// "Amazon S3 error: ", the message, and the code in parentheses, without a blank before them.
+    static String makeErrorText(const CS3ErrorResponse& response);
+
+    /// The service's name for the failure: "AccessDenied".
+    String getS3Code() const { return m_s3Code; }
+
+    /// The error of a missing object, with status 404, for callers who know that it is missing without
+    /// asking.
+    static P<CS3Error> createObjectNotFoundError(const String& resource);
+
+    P<CError> clone() const override;
+    [[noreturn]] void throwClone() const override;
+
+private:
+    String m_s3Code;
+};
+
+}  // namespace vexil

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "vexil/BaseTypes.h"
+#include "vexil/Export.h"
+
+class wxXmlNode;
+
+namespace vexil {
+
+/// One object of a bucket listing. A plain value: built once, then only read, from any thread.
+class VEXIL_API CS3ListObjectsElement : public virtual CBase {
+public:
+    /// Reads a `Contents` element.
+    /// \throws CError "Invalid Amazon S3 list objects element: 'Key' field not defined." without a key, and
+    /// that
+    ///         of parseInt64 for a size that is no number
+    explicit CS3ListObjectsElement(const wxXmlNode* contentsNode);
+    CS3ListObjectsElement(const CS3ListObjectsElement&) = default;
+    CS3ListObjectsElement(CS3ListObjectsElement&&) = default;
+    CS3ListObjectsElement& operator=(const CS3ListObjectsElement&) = default;
+    CS3ListObjectsElement& operator=(CS3ListObjectsElement&&) = default;
+    ~CS3ListObjectsElement() override;
+
+    /// Name of the object; never "".
+    const String& getKey() const noexcept { return m_key; }
+    /// Time of the last change as the service writes it (ISO 8601); "" when it sent none.
+    const String& getLastModified() const noexcept { return m_lastModified; }
+    /// ETag, quotes included; "" when the service sent none.
+    const String& getETag() const noexcept { return m_eTag; }
+    /// Bytes; 0 when the service sent no size.
+    int64 getSize() const noexcept { return m_size; }
+
+private:
+    String m_key;
+    String m_lastModified;
+    String m_eTag;
+    int64 m_size = 0;
+};
+
+}  // namespace vexil

@@ -1,0 +1,62 @@
+#pragma once
+
+#include "vexil/BaseTypes.h"
+#include "vexil/Export.h"
+#include "vexil/net/NetRequest.h"
+#include "vexil/s3/S3Client.h"
+#include "vexil/s3/S3ListObjectsElement.h"
+#include "vexil/s3/S3ListObjectsResult.h"
+
+namespace vexil {
+
+/// Walks over all objects of a bucket whose keys begin with a prefix, in ascending order, and fetches the
+/// listing page by page.
+///
+/// One thread at a time, which drives client and request. Copies go on from the same place, each for itself,
+/// over the same client and request.
+///
+/// \code
+/// CS3ObjectEnum objects(client, request, "bucket", "photos/", "", -1);
+/// while (objects.next()) {
+///     std::wcout << objects.getCurrObject()->getKey().c_str() << L'\n';
+/// }
+/// \endcode
+class VEXIL_API CS3ObjectEnum : public virtual CBase {
+public:
+    /// Asks the service for nothing yet.
+    /// \param client    not null; a reference is kept
+    /// \param request   not null; a reference is kept. Used for every page: its state is the enumeration's
+    /// \param prefix    "" for all objects
+    /// \param marker    begin behind this key; "" for the first one
+    /// \param pageSize  objects a page, at most what the service allows (usually 1000); -1 for its default
+    CS3ObjectEnum(CS3Client* client, CNetRequest* request, const String& bucket, const String& prefix,
+                  const String& marker, int pageSize);
+    CS3ObjectEnum(const CS3ObjectEnum&) = default;
+    CS3ObjectEnum(CS3ObjectEnum&&) = default;
+    CS3ObjectEnum& operator=(const CS3ObjectEnum&) = default;
+    CS3ObjectEnum& operator=(CS3ObjectEnum&&) = default;
+    ~CS3ObjectEnum() override;
+
+    /// Moves to the next object, the first one at first; false when there is none, and from then on.
+    /// \throws what CS3Client::listObjects throws; calling again then asks for the same page again
+    bool next();
+    /// The current object; null before the first next(), at the end, and after a next() that has thrown.
+    P<CS3ListObjectsElement> getCurrObject() const;
+
+protected:
+    /// Loads the page behind the current one. False when there is none.
+    bool nextPage();
+
+private:
+    P<CS3Client> m_client;
+    P<CNetRequest> m_request;
+    String m_bucket;
+    String m_prefix;
+    int m_pageSize;
+    P<CS3ListObjectsResult> m_page;
+    int m_index = 0;
+    String m_marker;
+    bool m_isEnded = false;
+};
+
+}  // namespace vexil

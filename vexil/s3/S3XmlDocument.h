@@ -1,0 +1,42 @@
+/// \file
+/// The only place that knows wxWidgets' XML classes.
+#pragma once
+
+#include "vexil/BaseTypes.h"
+
+#include <functional>
+#include <memory>
+
+class wxXmlDocument;
+class wxXmlNode;
+
+namespace vexil {
+
+/// An XML document read from memory.
+class CS3XmlDocument {
+public:
+    /// \param errorPrefix  what the message of a CError begins with; "invalid XML." or "no root element."
+    /// follows
+    CS3XmlDocument(const char* data, int length, const char* errorPrefix);
+    ~CS3XmlDocument();
+    CS3XmlDocument(const CS3XmlDocument&) = delete;
+    CS3XmlDocument& operator=(const CS3XmlDocument&) = delete;
+
+    /// Never null; lives as long as the document.
+    wxXmlNode* getRoot() const noexcept { return m_root; }
+
+private:
+    std::unique_ptr<wxXmlDocument> m_document;
+    wxXmlNode* m_root;
+};
+
+String getXmlName(const wxXmlNode* node);
+
+/// The first piece of text directly inside the element, as the parser left it; "" when there is none.
+String getXmlText(const wxXmlNode* node);
+
+/// Calls back for each direct child that is an element, in document order.
+void forEachXmlChild(const wxXmlNode* node,
+                     const std::function<void(const String& name, wxXmlNode* child)>& visit);
+
+}  // namespace vexil
