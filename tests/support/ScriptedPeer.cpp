@@ -714,6 +714,7 @@ void ConnectionScript::Session::record(std::string_view bytes) {
     auto& connection = core.connections[index];
     connection.receivedSize += bytes.size();
     appendUpTo(connection.received, bytes, core.recordLimit);
+    core.changed.notify_all();
 }
 
 void ConnectionScript::Session::recordBody(std::string_view bytes) {
@@ -1081,6 +1082,14 @@ bool ScriptedPeer::waitForConnections(std::size_t count, std::chrono::millisecon
 
 bool ScriptedPeer::waitForRequests(std::size_t count, std::chrono::milliseconds limit) const {
     return m_core->waitFor(limit, [&] { return m_core->completedRequests >= count; });
+}
+
+bool ScriptedPeer::waitForReceived(std::size_t connection, std::uint64_t count,
+                                   std::chrono::milliseconds limit) const {
+    return m_core->waitFor(limit, [&] {
+        const auto& connections = m_core->connections;
+        return connection < connections.size() && connections[connection].receivedSize >= count;
+    });
 }
 
 bool ScriptedPeer::waitUntilPaused(std::size_t count, std::chrono::milliseconds limit) const {

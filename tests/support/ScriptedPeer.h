@@ -170,6 +170,9 @@ public:
     bool waitForConnections(std::size_t count, std::chrono::milliseconds limit = waitLimit) const;
     /// Counts complete requests since construction or `clearRecords()`.
     bool waitForRequests(std::size_t count, std::chrono::milliseconds limit = waitLimit) const;
+    /// The steps of this connection have read that many bytes.
+    bool waitForReceived(std::size_t connection, std::uint64_t count,
+                         std::chrono::milliseconds limit = waitLimit) const;
     /// That many connections stand at a gate.
     bool waitUntilPaused(std::size_t count = 1, std::chrono::milliseconds limit = waitLimit) const;
     /// Every script was played to its end, and no connection is in the middle of a step or of a default

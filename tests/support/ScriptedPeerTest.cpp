@@ -133,8 +133,10 @@ TEST(ScriptedPeer, FindsTheEndOfAHeadThatComesByteByByte) {
     ScriptedPeer peer;
     peer.onConnection().expectHead().reply(okReply).close();
     Client client(peer);
-    for (const char c : getRequest)
-        client.send({&c, 1});
+    for (std::size_t i = 0; i < getRequest.size(); ++i) {
+        client.send(getRequest.substr(i, 1));
+        ASSERT_TRUE(peer.waitForReceived(0, i + 1));
+    }
     EXPECT_EQ(client.readToEnd().bytes, okReply);
     expectPlayed(peer);
     EXPECT_EQ(peer.received(0), getRequest);
@@ -812,6 +814,7 @@ TEST(ScriptedPeer, GivesUpWaitingAtItsLimit) {
     const std::chrono::milliseconds limit(1);
     EXPECT_FALSE(peer.waitForConnections(1, limit));
     EXPECT_FALSE(peer.waitForRequests(1, limit));
+    EXPECT_FALSE(peer.waitForReceived(0, 1, limit));
     EXPECT_FALSE(peer.waitUntilPaused(1, limit));
     EXPECT_FALSE(peer.waitUntilIdle(limit));
     EXPECT_EQ(peer.unplayedScripts(), 1u);

@@ -1,0 +1,15 @@
+/// \file
+/// Lets GoogleTest show texts as texts.
+#pragma once
+
+#include "zet/String.h"
+
+#include <ostream>
+
+namespace zet {
+
+inline void PrintTo(const String& text, std::ostream* out) {
+    *out << '"' << text.toUTF8() << '"';
+}
+
+}  // namespace zet
