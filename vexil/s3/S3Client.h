@@ -64,8 +64,8 @@ public:
     ~CS3Client() override;
 
     /// The service to talk to: scheme (http or https), host, and a port if it is not the scheme's own, such
-    /// as "http://127.0.0.1:9000". A "/" may follow, nothing else. \throws CInvalidArgError with what is
-    /// wrong; the old URL stays
+    /// as "http://127.0.0.1:9000". A "/" may follow, nothing else.
+    /// \throws CInvalidArgError with what is wrong; the old URL stays
     void setBaseURL(const String& url);
     /// Always ends with "/".
     String getBaseURL() const { return m_baseURL; }
@@ -87,9 +87,10 @@ public:
     // ---- objects -----------------------------------------------------------------------------------------
 
     /// Stores bytes from memory under a name and replaces what was there. Content-MD5 lets the service check
-    /// them. \param size         bytes, at least 0 \param data         null only where `size` is 0; stays as
-    /// it is until the transfer ends \param contentType  MIME type to keep with the object, "" for the
-    /// service's default
+    /// them.
+    /// \param data         null only where `size` is 0; stays as it is until the transfer ends
+    /// \param size         bytes, at least 0
+    /// \param contentType  MIME type to keep with the object, "" for the service's default
     void preparePutObjectRequest(CNetRequest& request, const String& bucket, const String& object,
                                  const void* data, int size, const String& contentType);
     void putObject(CNetRequest& request, const String& bucket, const String& object, const void* data,
@@ -120,8 +121,7 @@ public:
 
     /// Reads an object, or a range of it.
     /// \param offset  first byte, from 0
-    /// \param length  bytes; -1 for all from `offset` on. 0 fetches the headers only (HEAD), whatever the
-    /// offset
+    /// \param length  bytes; -1 for all from `offset` on. 0 fetches the headers only (HEAD)
     void prepareGetObjectRequest(CNetRequest& request, const String& bucket, const String& object,
                                  int64 offset, int64 length);
     void getObject(CNetRequest& request, const String& bucket, const String& object, int64 offset,
@@ -131,11 +131,11 @@ public:
     ///
     /// Each further try begins there again (the stream must be able to seek then). Only the body of a
     /// successful answer reaches the stream; the explanation of a refusal goes to the request's default
-    /// receive buffer. \param data  not null; a reference is kept until the request is reset \throws
-    /// CInvalidArgError for a null stream or a range below 0 \throws CError when a service answers a range
-    /// with another part of the object, and by the operation also
-    ///         when the answer broke off within its headers or its body has not the announced length. The
-    ///         beginning of the body may have been written when a transfer breaks
+    /// receive buffer. When a transfer breaks, the stream may have got the beginning of the body.
+    /// \param data  not null; a reference is kept until the request is reset
+    /// \throws CInvalidArgError for a null stream and a range below 0
+    /// \throws CError when the answer to a range is the whole object (a status other than 206); by getObject
+    ///         also when the answer ended within its headers or its body has not the announced length
     void prepareGetObjectRequest(CNetRequest& request, const String& bucket, const String& object,
                                  int64 offset, int64 length, zet::IOutStream* data);
     void getObject(CNetRequest& request, const String& bucket, const String& object, int64 offset,
@@ -156,8 +156,8 @@ public:
     void prepareCopyObjectRequest(CNetRequest& request, const String& bucket, const String& existingObject,
                                   const String& newObject);
     /// Tries once only: a service that is slow to answer may be copying nevertheless.
-    /// \throws CS3Error with status 0 for an error inside a successful answer, CCURLError for a failing
-    /// status
+    /// \throws CS3Error with status 0 for an error inside a successful answer
+    /// \throws CCURLError for a failing status
     void copyObject(CNetRequest& request, const String& bucket, const String& existingObject,
                     const String& newObject);
 
@@ -184,9 +184,9 @@ public:
     // ---- tries -------------------------------------------------------------------------------------------
 
     /// Performs a prepared request, again after each failure that shouldRetryRequest() allows, 100 ms later,
-    /// up to the maximum of retries. Each is logged. The request is not signed anew, its Date stays. \return
-    /// the number of the try that succeeded, from 1 \throws the last failure: a CS3Error where the answer
-    /// holds one, else what perform() has thrown
+    /// up to the maximum of retries. Each is logged. The request is not signed anew, its Date stays.
+    /// \return the number of the try that succeeded, from 1
+    /// \throws the last failure: a CS3Error where the answer holds one, else what perform() has thrown
     int performRequest(CNetRequest& request);
 
     /// Throws a CS3Error with status 0 when the body of a successful answer to a copy holds an error.
@@ -230,8 +230,8 @@ public:
 
 protected:
     /// Common beginning of every preparation: resets the request and sets URL, redirects, verbose log, check
-    /// of the certificate and a list with the Date header, then calls the hook. \return the list, already
-    /// installed, for further headers
+    /// of the certificate and a list with the Date header, then calls the hook.
+    /// \return the list, already installed, for further headers
     P<CNetHeaders> beginPrepareRequest(CNetRequest& request, const String& url);
     /// Common end of every preparation: signs.
     void finishPrepareRequest(CNetRequest& request);

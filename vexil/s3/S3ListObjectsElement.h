@@ -11,9 +11,8 @@ namespace vexil {
 class VEXIL_API CS3ListObjectsElement : public virtual CBase {
 public:
     /// Reads a `Contents` element.
-    /// \throws CError "Invalid Amazon S3 list objects element: 'Key' field not defined." without a key, and
-    /// that
-    ///         of parseInt64 for a size that is no number
+    /// \throws CError "Invalid Amazon S3 list objects element: 'Key' field not defined." without a key
+    /// \throws CError of parseInt64 for a size that is no number
     explicit CS3ListObjectsElement(const wxXmlNode* contentsNode);
     CS3ListObjectsElement(const CS3ListObjectsElement&) = default;
     CS3ListObjectsElement(CS3ListObjectsElement&&) = default;

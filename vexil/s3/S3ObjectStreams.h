@@ -36,8 +36,7 @@ private:
 class CS3ObjectSink : public virtual CBase, public CNetRequest::IRestartableDataSink {
 public:
     /// \param errorSink  for bodies of other answers
-    /// \param isRange    a part of the object was asked for: an answer with the whole one (status 200) is an
-    /// error
+    /// \param isRange    a part was asked for: an answer with the whole object (status 200) is an error
     CS3ObjectSink(zet::IOutStream* stream, CNetRequest::IDataSink* errorSink, bool isRange);
     ~CS3ObjectSink() override;
 

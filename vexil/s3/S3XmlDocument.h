@@ -15,8 +15,7 @@ namespace vexil {
 /// An XML document read from memory.
 class CS3XmlDocument {
 public:
-    /// \param errorPrefix  what the message of a CError begins with; "invalid XML." or "no root element."
-    /// follows
+    /// \throws CError with the prefix and "invalid XML." or "no root element."
     CS3XmlDocument(const char* data, int length, const char* errorPrefix);
     ~CS3XmlDocument();
     CS3XmlDocument(const CS3XmlDocument&) = delete;
