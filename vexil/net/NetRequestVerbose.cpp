@@ -1,15 +1,16 @@
+#include "vexil/net/CredentialFinder.h"
 #include "vexil/net/NetRequest.h"
+#include "vexil/net/VerboseRedactor.h"
 #include "zet/TimeFields.h"
 #include "zet/URI.h"
 
-#include <algorithm>
 #include <string>
+#include <string_view>
+#include <utility>
 
 namespace vexil {
 
 namespace {
-
-constexpr char strippedText[] = "~stripped~";
 
 /// How a kind of message is shown.
 struct Appearance {
@@ -57,6 +58,45 @@ void stripAuthorization(String& text) {
     }
 }
 
+std::string_view getBytes(const TBuffer<char>& data) {
+    return {data.getData(), static_cast<std::size_t>(data.getUsed())};
+}
+
+P<zet::CXMLElement> createRoot(const String& httpMethod, const String& url) {
+    CProps attributes;
+    attributes.add("httpMethod", httpMethod);
+    attributes.add("url", url);
+    return new zet::CXMLElement("NetRequest", attributes);
+}
+
+/// The element of a message but for its text.
+P<zet::CXMLElement> createElement(const CNetRequest::CVerboseLogMessage& message,
+                                  const Appearance& appearance) {
+    const P<zet::CXMLElement> element = new zet::CXMLElement(appearance.element);
+    if (!appearance.type.isEmpty()) {
+        element->addAttribute("type", appearance.type);
+    }
+    element->addAttribute("logTime", zet::CTimeFields(message.time).toISODateTime(3));
+    if (appearance.showBytes) {
+        element->addAttribute("bytes", String::fromInt(message.data.getUsed()));
+    }
+    return element;
+}
+
+/// What is shown of a message's bytes.
+String makeText(std::string_view bytes, const Appearance& appearance, unsigned int maxLength) {
+    const std::string_view shown = bytes.substr(0, maxLength);
+    String text = appearance.showText ? String::fromLatin1(shown) : String(strippedText);
+    if (appearance.showText && appearance.showBytes) {
+        text = zet::CURI::escape(text);
+    }
+    if (shown.size() < bytes.size()) {
+        text += "...";
+    }
+    text.trimRight();
+    return text;
+}
+
 }  // namespace
 
 int CNetRequest::_curlDebugFunctionCallback(void* handle, curl_infotype type, char* data, std::size_t size,
@@ -75,20 +115,16 @@ void CNetRequest::onLogDebugMessage(void* handle, curl_infotype type, char* data
     if (handle != m_handle.get() || !m_verbose) {
         return;
     }
-    CVerboseLogMessage& message = m_verboseMessages.emplace_back();
-    message.time = zet::CTime::now();
-    message.type = type;
+    CVerboseLogMessage message{zet::CTime::now(), type, {}};
     message.data.append(data, static_cast<int>(size));
+    m_verboseMessages.push_back(std::move(message));
 }
 
 P<zet::CXMLElement> CNetRequest::getVerboseOutput(unsigned int maxTextLength) {
     if (!m_verbose) {
         return nullptr;
     }
-    CProps attributes;
-    attributes.add("httpMethod", getHTTPMethod());
-    attributes.add("url", m_url);
-    const P<zet::CXMLElement> root = new zet::CXMLElement("NetRequest", attributes);
+    const P<zet::CXMLElement> root = createRoot(getHTTPMethod(), m_url);
     for (const CVerboseLogMessage& message : m_verboseMessages) {
         if (const P<zet::CXMLElement> element = createVerboseXmlElement(message, maxTextLength)) {
             root->addChild(element);
@@ -100,25 +136,8 @@ P<zet::CXMLElement> CNetRequest::getVerboseOutput(unsigned int maxTextLength) {
 P<zet::CXMLElement> CNetRequest::createVerboseXmlElement(const CVerboseLogMessage& message,
                                                          unsigned int maxTextLength) {
     const Appearance appearance = getAppearance(message.type, m_verboseData, m_verboseSSLData);
-    const P<zet::CXMLElement> element = new zet::CXMLElement(appearance.element);
-    if (!appearance.type.isEmpty()) {
-        element->addAttribute("type", appearance.type);
-    }
-    element->addAttribute("logTime", zet::CTimeFields(message.time).toISODateTime(3));
-
-    const auto length = static_cast<unsigned int>(message.data.getUsed());
-    const unsigned int shown = std::min(length, maxTextLength);
-    String text = appearance.showText ? String::fromLatin1({message.data.getData(), shown}) : String(strippedText);
-    if (appearance.showBytes) {
-        element->addAttribute("bytes", String::fromInt(length));
-        if (appearance.showText) {
-            text = zet::CURI::escape(text);
-        }
-    }
-    if (shown < length) {
-        text += "...";
-    }
-    text.trimRight();
+    const P<zet::CXMLElement> element = createElement(message, appearance);
+    String text = makeText(getBytes(message.data), appearance, maxTextLength);
     if (appearance.isHeader) {
         stripAuthorization(text);
     }
@@ -126,8 +145,22 @@ P<zet::CXMLElement> CNetRequest::createVerboseXmlElement(const CVerboseLogMessag
     return element;
 }
 
-P<zet::CXMLElement> CNetRequest::getRedactedVerboseOutput(unsigned int) {
-    return nullptr;
+P<zet::CXMLElement> CNetRequest::getRedactedVerboseOutput(unsigned int maxTextLength) {
+    if (!m_verbose) {
+        return nullptr;
+    }
+    const std::string url = m_url.toUTF8();
+    const P<zet::CXMLElement> root =
+        createRoot(getHTTPMethod(), String::fromUTF8(stripRanges(url, findCredentialsOfURL(url))));
+    const CVerboseRedactor redactor(m_verboseMessages);
+    std::size_t index = 0;
+    for (const CVerboseLogMessage& message : m_verboseMessages) {
+        const Appearance appearance = getAppearance(message.type, m_verboseData, m_verboseSSLData);
+        const P<zet::CXMLElement> element = createElement(message, appearance);
+        element->setText(makeText(redactor.getText(index++), appearance, maxTextLength));
+        root->addChild(element);
+    }
+    return root;
 }
 
 }  // namespace vexil

@@ -1,0 +1,256 @@
+#include "vexil/net/CredentialFinder.h"
+
+#include <algorithm>
+#include <array>
+
+namespace vexil {
+
+namespace {
+
+constexpr std::size_t npos = std::string_view::npos;
+
+/// Headers whose whole value is a credential.
+constexpr std::array<std::string_view, 5> secretHeaders = {"authorization", "proxy-authorization", "cookie",
+                                                           "set-cookie", "x-amz-security-token"};
+
+constexpr bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+
+constexpr char toLower(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+constexpr bool isAlphanumeric(char c) {
+    return isDigit(c) || (toLower(c) >= 'a' && toLower(c) <= 'z');
+}
+
+/// What a header name can hold of what surrounds it in a remark.
+constexpr bool isNameCharacter(char c) {
+    return isAlphanumeric(c) || c == '-' || c == '_';
+}
+
+bool equalsNoCase(std::string_view left, std::string_view right) {
+    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                      [](char a, char b) { return toLower(a) == toLower(b); });
+}
+
+bool startsWithNoCase(std::string_view text, std::string_view start) {
+    return equalsNoCase(text.substr(0, start.size()), start);
+}
+
+std::size_t skipBlanks(std::string_view text, std::size_t position) {
+    return std::min(text.find_first_not_of(" \t", position), text.size());
+}
+
+std::string_view trimRight(std::string_view text) {
+    return text.substr(0, text.find_last_not_of(" \t") + 1);
+}
+
+TextRanges toRanges(TextRange range) {
+    return range.begin < range.end ? TextRanges{range} : TextRanges{};
+}
+
+// ---- URLs ------------------------------------------------------------------------------------------------
+
+/// Whether what stands where the port belongs is none: then "host:" may be "user:" of a password with a "/",
+/// "?" or "#" that should have been escaped.
+bool hasOddPort(std::string_view authority) {
+    const std::size_t hostEnd = authority.starts_with('[') ? authority.find(']') : 0;
+    const std::size_t colon = authority.find(':', hostEnd == npos ? 0 : hostEnd);
+    if (colon == npos) {
+        return false;
+    }
+    const std::string_view port = authority.substr(colon + 1);
+    return port.empty() || !std::all_of(port.begin(), port.end(), isDigit);
+}
+
+/// Position of the "@" behind the user information that begins at `start`; npos without one. Blanks and
+/// quotes do not end it: rather too much than a part of a password.
+std::size_t findUserInfoEnd(std::string_view text, std::size_t start) {
+    const std::string_view authority = text.substr(start, text.find_first_of("/?#", start) - start);
+    const std::size_t at = authority.rfind('@');
+    if (at != npos) {
+        return start + at;
+    }
+    const std::size_t lastAt = text.rfind('@');
+    return hasOddPort(authority) && lastAt != npos && lastAt > start ? lastAt : npos;
+}
+
+std::size_t skipSlashes(std::string_view text, std::size_t position) {
+    return std::min(text.find_first_not_of('/', position), text.size());
+}
+
+/// Where the next URL's user, host and port begin.
+std::size_t findAuthority(std::string_view text, std::size_t from) {
+    const std::size_t found = text.find("://", from);
+    return found == npos ? npos : skipSlashes(text, found + 1);
+}
+
+/// Where they begin in a text that is one URL; one slash is enough for libcurl. npos for a text that has none
+/// before them.
+std::size_t findAuthorityOfURL(std::string_view url) {
+    const auto notScheme = [](char c) { return !isAlphanumeric(c) && c != '+' && c != '-' && c != '.'; };
+    const auto schemeEnd = std::find_if(url.begin(), url.end(), notScheme) - url.begin();
+    const std::string_view rest = url.substr(static_cast<std::size_t>(schemeEnd));
+    if (rest.starts_with(":/")) {
+        return skipSlashes(url, static_cast<std::size_t>(schemeEnd) + 1);
+    }
+    return url.starts_with("//") ? skipSlashes(url, 0) : npos;
+}
+
+TextRanges findURLCredentialsFrom(std::string_view text, std::size_t authority) {
+    TextRanges ranges;
+    while (authority != npos) {
+        const std::size_t end = findUserInfoEnd(text, authority);
+        if (end != npos && end > authority) {
+            ranges.push_back({authority, end});
+        }
+        authority = findAuthority(text, end == npos ? authority : end);
+    }
+    return ranges;
+}
+
+// ---- libcurl's remarks -----------------------------------------------------------------------------------
+
+std::size_t findEndOfName(std::string_view line, std::size_t found, std::string_view name) {
+    const std::size_t colon = skipBlanks(line, found + name.size());
+    const bool isWhole = found == 0 || !isNameCharacter(line[found - 1]);
+    return isWhole && colon < line.size() && line[colon] == ':' ? colon + 1 : npos;
+}
+
+/// Where the value of that header begins, wherever its name stands in the line; npos without it.
+std::size_t findHeaderInRemark(std::string_view line, std::string_view name) {
+    for (std::size_t i = 0; i + name.size() < line.size(); ++i) {
+        if (startsWithNoCase(line.substr(i), name)) {
+            const std::size_t end = findEndOfName(line, i, name);
+            if (end != npos) {
+                return skipBlanks(line, end);
+            }
+        }
+    }
+    return npos;
+}
+
+/// The header of an HTTP/2 request: "h2h3 [authorization: Basic …]". A long remark is cut, bracket and all.
+TextRanges findSecretHeaderInRemark(std::string_view line) {
+    std::size_t begin = npos;
+    for (const std::string_view name : secretHeaders) {
+        begin = std::min(begin, findHeaderInRemark(line, name));
+    }
+    return begin == npos ? TextRanges() : toRanges({begin, line.size() - (line.ends_with(']') ? 1 : 0)});
+}
+
+/// What follows `before`, up to the last `behind`, or to the end of a remark that was cut.
+TextRanges findBetween(std::string_view line, std::string_view before, std::string_view behind) {
+    const std::size_t found = line.find(before);
+    if (found == npos) {
+        return {};
+    }
+    const std::size_t begin = found + before.size();
+    const std::size_t end = line.rfind(behind);
+    return toRanges({begin, end == npos || end < begin ? line.size() : end});
+}
+
+/// The cookie engine: "Added cookie name="value" for domain …".
+TextRanges findCookieInRemark(std::string_view line) {
+    const bool isCookie = line.starts_with("Added cookie ") || line.starts_with("Replaced cookie ");
+    return isCookie ? findBetween(line, "=\"", "\" for domain ") : TextRanges();
+}
+
+/// "Server auth using Basic with user 'name'", where the name may be a token that was given as one.
+TextRanges findUserInRemark(std::string_view line) {
+    return findBetween(line, " with user '", "'");
+}
+
+/// A proxy may be given without a scheme: "Uses proxy env variable http_proxy == 'user:password@host'".
+TextRanges findProxyInRemark(std::string_view line) {
+    const bool isProxy =
+        line.starts_with("Uses proxy env variable ") || line.starts_with("Unsupported proxy ");
+    return isProxy && line.find('@') != npos ? findBetween(line, "'", "@") : TextRanges();
+}
+
+}  // namespace
+
+TextRanges findURLCredentials(std::string_view line) {
+    return findURLCredentialsFrom(line, findAuthority(line, 0));
+}
+
+TextRanges findCredentialsOfURL(std::string_view url) {
+    const std::size_t authority = findAuthorityOfURL(url);
+    return findURLCredentialsFrom(url, authority == npos ? 0 : authority);
+}
+
+std::optional<std::size_t> findSecretHeaderValue(std::string_view line) {
+    const std::size_t colon = line.find(':');
+    if (colon == npos) {
+        return std::nullopt;
+    }
+    const std::string_view name = trimRight(line.substr(0, colon));
+    const bool isSecret = std::any_of(secretHeaders.begin(), secretHeaders.end(),
+                                      [&](std::string_view secret) { return equalsNoCase(name, secret); });
+    return isSecret ? std::optional(skipBlanks(line, colon + 1)) : std::nullopt;
+}
+
+TextRanges findHeaderURLCredentials(std::string_view line) {
+    for (const std::string_view name : {"location:", "content-location:", "referer:"}) {
+        if (startsWithNoCase(line, name)) {
+            const std::size_t value = skipBlanks(line, name.size());
+            const std::size_t authority = findAuthorityOfURL(line.substr(value));
+            if (authority != npos) {
+                return findURLCredentialsFrom(line, value + authority);
+            }
+        }
+    }
+    return findURLCredentials(line);
+}
+
+std::optional<TextRange> findPasswordArgument(std::string_view line) {
+    if (!startsWithNoCase(line, "PASS ") && !startsWithNoCase(line, "ACCT ")) {
+        return std::nullopt;
+    }
+    return TextRange{5, line.size()};
+}
+
+std::optional<TextRange> findLoginArgument(std::string_view line) {
+    static constexpr std::string_view command = "AUTH ";
+    // An HTTP method may be called so.
+    if (!startsWithNoCase(line, command) || line.find(" HTTP/") != npos) {
+        return std::nullopt;
+    }
+    const std::string_view mechanism =
+        line.substr(command.size(), line.find(' ', command.size()) - command.size());
+    if (equalsNoCase(mechanism, "TLS") || equalsNoCase(mechanism, "SSL")) {
+        return std::nullopt;
+    }
+    static constexpr std::size_t longestMechanism = 20;  // RFC 4422, 3.1
+    const bool isMechanism = mechanism.size() <= longestMechanism &&
+                             std::all_of(mechanism.begin(), mechanism.end(), isNameCharacter);
+    const std::size_t begin = command.size() + (isMechanism ? mechanism.size() : 0);
+    return TextRange{skipBlanks(line, begin), line.size()};
+}
+
+TextRanges findInfoCredentials(std::string_view line) {
+    for (const auto& find :
+         {findSecretHeaderInRemark, findCookieInRemark, findUserInRemark, findProxyInRemark}) {
+        TextRanges ranges = find(line);
+        if (!ranges.empty()) {
+            return ranges;
+        }
+    }
+    return findURLCredentials(line);
+}
+
+std::string stripRanges(std::string_view text, const TextRanges& ranges) {
+    std::string stripped;
+    std::size_t position = 0;
+    for (const TextRange& range : ranges) {
+        stripped += text.substr(position, range.begin - position);
+        stripped += strippedText;
+        position = range.end;
+    }
+    stripped += text.substr(position);
+    return stripped;
+}
+
+}  // namespace vexil

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vexil {
+
+/// What stands in place of a credential.
+inline constexpr char strippedText[] = "~stripped~";
+
+/// A part of a text: from its first byte to behind its last.
+struct TextRange {
+    std::size_t begin = 0;
+    std::size_t end = 0;
+};
+
+using TextRanges = std::vector<TextRange>;
+
+// Where credentials stand in one line, given without its line end. The ranges are in order, apart and not
+// empty.
+
+/// "user:password" of every URL in a text, which may be more than one and something beside.
+TextRanges findURLCredentials(std::string_view line);
+/// The same for a text that is one URL, also one without a scheme, as libcurl takes it.
+TextRanges findCredentialsOfURL(std::string_view url);
+
+/// Where the value of a header begins that is a credential as a whole; nothing for other lines.
+std::optional<std::size_t> findSecretHeaderValue(std::string_view line);
+/// Credentials of URLs in a header or command line.
+TextRanges findHeaderURLCredentials(std::string_view line);
+
+/// The argument of the FTP commands PASS and ACCT.
+std::optional<TextRange> findPasswordArgument(std::string_view line);
+/// What follows the mechanism of an SMTP AUTH command, possibly nothing (an empty range); nothing for other
+/// lines, FTP's "AUTH TLS" among them.
+std::optional<TextRange> findLoginArgument(std::string_view line);
+
+/// Credentials in libcurl's own remarks.
+TextRanges findInfoCredentials(std::string_view line);
+
+/// The text with each range replaced by `strippedText`.
+std::string stripRanges(std::string_view text, const TextRanges& ranges);
+
+}  // namespace vexil

@@ -1,0 +1,157 @@
+#include "vexil/net/VerboseRedactor.h"
+
+#include <algorithm>
+
+namespace vexil {
+
+namespace {
+
+std::string_view withoutLineEnd(std::string_view line) {
+    if (line.ends_with('\n')) {
+        line.remove_suffix(1);
+    }
+    if (line.ends_with('\r')) {
+        line.remove_suffix(1);
+    }
+    return line;
+}
+
+/// Position behind the line that begins there.
+std::size_t findLineEnd(std::string_view text, std::size_t begin) {
+    const std::size_t lineFeed = text.find('\n', begin);
+    return lineFeed == std::string_view::npos ? text.size() : lineFeed + 1;
+}
+
+TextRanges wholeLine(std::string_view line, std::size_t begin = 0) {
+    return begin < line.size() ? TextRanges{{begin, line.size()}} : TextRanges();
+}
+
+/// The reply that ends a login: 235 for success, 5xx for refusal.
+bool isLoginVerdict(std::string_view line) {
+    return line.starts_with("235") || line.starts_with('5');
+}
+
+}  // namespace
+
+CVerboseRedactor::CVerboseRedactor(const TList<Message>& messages) {
+    m_records.reserve(messages.size());
+    for (const Message& message : messages) {
+        const auto size = static_cast<std::size_t>(message.data.getUsed());
+        m_records.push_back({{message.data.getData(), size}, {}});
+        readMessage(message.type);
+    }
+    finishLine(m_sent);
+    finishLine(m_received);
+}
+
+std::string CVerboseRedactor::getText(std::size_t message) const {
+    const Record& record = m_records[message];
+    return stripRanges(record.bytes, record.secrets);
+}
+
+void CVerboseRedactor::readMessage(curl_infotype type) {
+    switch (type) {
+    case CURLINFO_HEADER_IN:
+        return readLines(m_received);
+    case CURLINFO_HEADER_OUT:
+        return readLines(m_sent);
+    case CURLINFO_DATA_OUT:
+        return readLines(m_sent, true);
+    case CURLINFO_DATA_IN:
+    case CURLINFO_SSL_DATA_IN:
+    case CURLINFO_SSL_DATA_OUT:
+        return;
+    default:
+        return readInfo(m_records.back());
+    }
+}
+
+void CVerboseRedactor::readInfo(Record& record) {
+    for (std::size_t begin = 0; begin < record.bytes.size();) {
+        const std::size_t end = findLineEnd(record.bytes, begin);
+        for (const TextRange& secret :
+             findInfoCredentials(withoutLineEnd(record.bytes.substr(begin, end - begin)))) {
+            record.secrets.push_back({begin + secret.begin, begin + secret.end});
+        }
+        begin = end;
+    }
+}
+
+void CVerboseRedactor::readLines(Direction& direction, bool onlyRequestHead) {
+    const std::string_view bytes = m_records.back().bytes;
+    for (std::size_t begin = 0; begin < bytes.size();) {
+        if (onlyRequestHead && !m_isInRequestHead && direction.line.empty()) {
+            return;
+        }
+        const std::size_t end = findLineEnd(bytes, begin);
+        appendToLine(direction, {begin, end});
+        if (bytes[end - 1] == '\n') {
+            finishLine(direction);
+        }
+        begin = end;
+    }
+}
+
+void CVerboseRedactor::appendToLine(Direction& direction, TextRange inRecord) {
+    if (direction.line.empty()) {
+        direction.beganInLogin = m_isInLogin;
+    }
+    const std::size_t begin = direction.line.size();
+    direction.line += m_records.back().bytes.substr(inRecord.begin, inRecord.end - inRecord.begin);
+    direction.pieces.push_back({m_records.size() - 1, inRecord.begin, {begin, direction.line.size()}});
+}
+
+void CVerboseRedactor::finishLine(Direction& direction) {
+    const std::string_view line = withoutLineEnd(direction.line);
+    for (const TextRange& secret : &direction == &m_sent ? readSentLine(line) : readReceivedLine(line)) {
+        for (const Piece& piece : direction.pieces) {
+            const std::size_t begin = std::max(secret.begin, piece.inLine.begin);
+            const std::size_t end = std::min(secret.end, piece.inLine.end);
+            if (begin < end) {
+                const std::size_t inRecord = piece.position + (begin - piece.inLine.begin);
+                m_records[piece.record].secrets.push_back({inRecord, inRecord + (end - begin)});
+            }
+        }
+    }
+    direction.line.clear();
+    direction.pieces.clear();
+}
+
+TextRanges CVerboseRedactor::readSentLine(std::string_view line) {
+    if (m_sent.beganInLogin) {
+        return wholeLine(line);
+    }
+    if (const std::optional<TextRange> login = findLoginArgument(line)) {
+        m_isInLogin = true;
+        return wholeLine(line, login->begin);
+    }
+    if (const std::optional<TextRange> password = findPasswordArgument(line)) {
+        return wholeLine(line, password->begin);
+    }
+    if (line.empty()) {
+        m_isInRequestHead = false;
+    } else if (line.find(" HTTP/") != std::string_view::npos) {
+        m_isInRequestHead = true;
+    }
+    return readHeaderLine(m_sent, line);
+}
+
+TextRanges CVerboseRedactor::readReceivedLine(std::string_view line) {
+    if (isLoginVerdict(line)) {
+        m_isInLogin = false;
+    }
+    return readHeaderLine(m_received, line);
+}
+
+TextRanges CVerboseRedactor::readHeaderLine(Direction& direction, std::string_view line) {
+    const std::size_t text = std::min(line.find_first_not_of(" \t"), line.size());
+    const bool isFolded = text > 0;
+    if (isFolded && direction.isInSecretHeader) {
+        return wholeLine(line, text);
+    }
+    const std::optional<std::size_t> value = findSecretHeaderValue(line);
+    direction.isInSecretHeader = value.has_value();
+    return value ? wholeLine(line, *value) : findHeaderURLCredentials(line);
+}
+
+}  // namespace vexil
