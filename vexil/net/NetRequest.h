@@ -57,7 +57,9 @@ public:
     class VEXIL_API IDataSource : public virtual IBase {
     public:
         /// Puts at most `maxLength` bytes into `buffer` and returns how many; 0 is the end of the body.
-        /// More than asked for, or less than 0, is an error.
+        /// More than asked for, or less than 0, is an error, but for CURL_READFUNC_ABORT, which ends the
+        /// transfer with libcurl's code 42, and CURL_READFUNC_PAUSE, which stops sending until the handle is
+        /// unpaused.
         /// \param responseHeaders  the headers of the response as far as they have come, by lower-case name
         virtual int read(void* buffer, int maxLength, const TMap<String, String>& responseHeaders) = 0;
         /// Bytes from start to end, -1 when unknown.
@@ -130,8 +132,8 @@ public:
     ~CNetRequest() override;
 
     /// Back to the state after construction; open connections, DNS and TLS sessions are kept for reuse. The
-    /// user data, whether the request is verbose and the verbose settings keep their values, but libcurl's own
-    /// verbose switch goes off: call setVerbose() again.
+    /// user data, whether the request is verbose and the verbose settings keep their values, but libcurl's
+    /// own verbose switch goes off: call setVerbose() again.
     void reset();
 
     /// Sets libcurl's options to what this library starts from: follow redirects, no signals, 30 s to
@@ -174,22 +176,23 @@ public:
 
     // ---- what to send ------------------------------------------------------------------------------------
 
-    /// "GET", "PUT", "POST", "HEAD" by libcurl's switches of the same purpose; anything else that is not empty
-    /// by CURLOPT_CUSTOMREQUEST without a body; "" for the default. Switches the other methods off, so an
-    /// upload that is not a PUT is off afterwards.
+    /// "GET", "PUT", "POST", "HEAD" by libcurl's switches of the same purpose; anything else that is not
+    /// empty by CURLOPT_CUSTOMREQUEST without a body; "" for the default. Switches the other methods off, so
+    /// an upload that is not a PUT is off afterwards.
     void setHTTPMethod(const String& method);
     /// The method as set; without one "PUT" for an upload, else "GET".
     String getHTTPMethod() const;
     /// CURLOPT_UPLOAD: sends the source as the body of a PUT, or stores it under FTP. Default false.
     void setUpload(bool upload);
 
-    /// CURLOPT_HTTPHEADER. Default none. Headers added to the list later, up to the next transfer, are sent too.
+    /// CURLOPT_HTTPHEADER. Default none. Headers added to the list later, up to the next transfer, are sent
+    /// too.
     void setCustomHTTPHeaders(CNetHeaders* headers);
     P<CNetHeaders> getCustomHTTPHeaders() const { return m_customHTTPHeaders; }
 
     /// Bytes of the body (CURLOPT_INFILESIZE_LARGE, for a POST also CURLOPT_POSTFIELDSIZE_LARGE); -1, the
-    /// default, for unknown, which goes out in chunks that S3 servers refuse. A size other than what the source
-    /// then holds stalls the transfer or cuts the body.
+    /// default, for unknown, which goes out in chunks that S3 servers refuse. A size other than what the
+    /// source then holds stalls the transfer or cuts the body.
     void setSendDataSize(int64 size);
     /// The body's source; null for none. Set its size with setSendDataSize().
     void setSendDataSource(IDataSource* source);
@@ -209,7 +212,9 @@ public:
     void setReceiveDataStream(zet::IOutStream* stream);
     /// Back to the request's own buffer.
     void setDefaultReceiveDataStream();
-    bool usesDefaultReceiveBuffer() const noexcept { return m_receiveSink.get() == m_defaultReceiveSink.get(); }
+    bool usesDefaultReceiveBuffer() const noexcept {
+        return m_receiveSink.get() == m_defaultReceiveSink.get();
+    }
     /// The request's own buffer; emptied at the start of every transfer. At most 2 GiB.
     PC<TBuffer<unsigned char>> getDefaultReceiveBuffer() const { return m_defaultReceiveBuffer; }
     /// The sink that fills the request's own buffer, for a sink that passes some blocks on to it.
@@ -249,8 +254,8 @@ public:
     void setFTPCustomPostCommands(CNetStringList* commands);
 
     /// Any libcurl option, by the type that libcurl documents for it: `long`, `curl_off_t`, pointer (which
-    /// libcurl does not copy), string (which it does, as UTF-8). Options that this class sets itself are better
-    /// left to its setters.
+    /// libcurl does not copy), string (which it does, as UTF-8; one that holds a NUL, where libcurl's strings
+    /// end, is a CInvalidArgError). Options that this class sets itself are better left to its setters.
     void setOptionInt(CURLoption option, int value);
     void setOptionInt64(CURLoption option, int64 value);
     void setOptionPtr(CURLoption option, void* value);
@@ -277,7 +282,9 @@ public:
     /// Last HTTP status line, trimmed; after a refused CONNECT the proxy's.
     String getHTTPStatusLine() const { return m_httpStatusLine; }
     /// Headers of the last response by lower-case name; a repeated header is joined with ",".
-    const TMap<String, String>& getResponseHeaderMap() const noexcept { return m_headerAssembler.getHeaderMap(); }
+    const TMap<String, String>& getResponseHeaderMap() const noexcept {
+        return m_headerAssembler.getHeaderMap();
+    }
     /// All header or reply lines of the last transfer as they came, those of interim responses included, but
     /// for lines that could not be read.
     const CNetStringList& getResponseInfo() const { return *m_responseInfo; }
@@ -293,14 +300,15 @@ public:
     double getUploadSize();
     double getAvgDownloadSpeed();
     double getAvgUploadSpeed();
-    /// Any figure of libcurl, by the type that libcurl documents for it.
+    /// Any figure of libcurl, by the type that libcurl documents for it; one of another type is a CCURLError
+    /// of code 48 (CURLE_UNKNOWN_OPTION).
     int getInfoLong(CURLINFO info);
     double getInfoDouble(CURLINFO info);
 
     /// libcurl's own text about the last failure, "" when it left none.
     String getErrorMessage() const;
-    /// The text of an error body, for people: at most its first 4096 bytes, HTML stripped of its tags; "" when
-    /// they are not UTF-8.
+    /// The text of an error body, for people: at most its first 4096 bytes, HTML stripped of its tags; ""
+    /// when they are not UTF-8.
     /// \param headers  the response's headers, by lower-case name
     static String getServerErrorMessageFromResponseData(const unsigned char* data, int length,
                                                         const TMap<String, String>& headers);
@@ -316,7 +324,9 @@ public:
     // ---- asynchronous hooks (any thread) -----------------------------------------------------------------
 
     /// Called by whatever drives the transfer: false before it starts, true with libcurl's result after it
-    /// has ended. The latter makes the done signal set and tells the done listener, outside the lock.
+    /// has ended. The latter sets the done signal and then tells the done listener, outside the lock. Without
+    /// a listener nothing of the request is touched once the signal is set; with one the caller keeps the
+    /// request alive.
     void setAsyncInfo(bool done, CURLcode result);
     bool isAsyncDone() const;
     /// Waits for the end of the transfer, at most so many milliseconds (negative: for ever).
@@ -331,18 +341,23 @@ public:
     /// CURLOPT_VERBOSE: record libcurl's messages of each transfer. Default false.
     void setVerbose(bool on);
     bool isVerboseEnabled() const noexcept { return m_verbose; }
-    /// What of body data and of TLS data is shown as text. Default VerboseLogAutomatic and VerboseLogNone; lasts
-    /// past reset().
+    /// What of body data and of TLS data is shown as text. Default VerboseLogAutomatic and VerboseLogNone;
+    /// lasts past reset().
     void setVerboseSettings(VerboseLogData data, VerboseLogData sslData);
 
     /// The last transfer as a tree: "NetRequest" with a child for each message; null when verbose is off.
     ///
-    /// Confidential: only the value of the first "Authorization: " in a header block is replaced; passwords of
-    /// FTP and SMTP, cookies, and credentials in HTTP/2 stand in it. For a log to show, take
+    /// Confidential: only the value of the first "Authorization: " in a header block is replaced; passwords
+    /// of FTP and SMTP, cookies, and credentials in HTTP/2 stand in it. For a log to show, take
     /// getRedactedVerboseOutput().
     /// \param maxTextLength  bytes of a message to show; "..." follows where it is cut
     P<zet::CXMLElement> getVerboseOutput(unsigned int maxTextLength);
-    /// The same with every credential replaced by "~stripped~".
+    /// The same for a log to show: each credential is replaced whole by "~stripped~", before texts are cut.
+    /// So are the values of the headers Authorization, Proxy-Authorization, Cookie, Set-Cookie and
+    /// X-Amz-Security-Token, the arguments of FTP's PASS and ACCT, what the client says during an SMTP login,
+    /// what stands before the "@" of a URL, and what libcurl's remarks repeat of these. Shown are FTP user
+    /// names, queries of URLs, and bodies and TLS data as far as setVerboseSettings() allows: a form or
+    /// document that holds a password is shown with it.
     P<zet::CXMLElement> getRedactedVerboseOutput(unsigned int maxTextLength);
 
     /// libcurl's debug callback (CURLOPT_DEBUGFUNCTION); `request` may be null. Always 0.
@@ -358,13 +373,16 @@ protected:
     int seekHandler(curl_off_t offset, int origin) noexcept;
     std::size_t headerHandler(const char* data, std::size_t length) noexcept;
 
-    P<zet::CXMLElement> createVerboseXmlElement(const CVerboseLogMessage& message, unsigned int maxTextLength);
+    P<zet::CXMLElement> createVerboseXmlElement(const CVerboseLogMessage& message,
+                                                unsigned int maxTextLength);
 
 private:
     static std::size_t writeCallback(char* data, std::size_t size, std::size_t count, void* request) noexcept;
-    static std::size_t readCallback(char* buffer, std::size_t size, std::size_t count, void* request) noexcept;
+    static std::size_t readCallback(char* buffer, std::size_t size, std::size_t count,
+                                    void* request) noexcept;
     static int seekCallback(void* request, curl_off_t offset, int origin) noexcept;
-    static std::size_t headerCallback(char* data, std::size_t size, std::size_t count, void* request) noexcept;
+    static std::size_t headerCallback(char* data, std::size_t size, std::size_t count,
+                                      void* request) noexcept;
 
     template <class Handler, class Failure>
     Failure guarded(Handler handler, Failure failure) noexcept;
@@ -376,12 +394,17 @@ private:
     void checkOptionResult(CURLcode result);
     void setMillisecondsOption(CURLoption option, const zet::CTimeSpan& span);
     void setStringListOption(CURLoption option, P<CNetStringList>& slot, CNetStringList* list);
-    void setSendSizeOptions(int64 size);
     void clearErrorBuffer() noexcept { m_errorBuffer.getData()[0] = '\0'; }
 
     void checkTransferResult(CURLcode result);
+    static bool isSuccessStatus(int status) noexcept { return status >= 200 && status <= 299; }
     String getServerMessage(const String& responseCodeDomain, int responseCode);
     String getLastResponseInfo() const;
+
+    void endAsync(CURLcode result);
+    void storeAsyncResult(CURLcode result);
+    P<CError> getAsyncError();
+    void throwAsyncError();
 
     bool seekSource(int64 offset, int origin);
     int readSource(void* buffer, int maxLength);
@@ -451,7 +474,8 @@ public:
     explicit CStreamDataSink(zet::IOutStream* stream);
     ~CStreamDataSink() override;
 
-    void write(const void* data, int length, int httpStatus, const TMap<String, String>& responseHeaders) override;
+    void write(const void* data, int length, int httpStatus,
+               const TMap<String, String>& responseHeaders) override;
 
 private:
     P<zet::IOutStream> m_stream;

@@ -2,46 +2,84 @@
 
 namespace vexil {
 
+namespace {
+
+/// Sets a signal at the end of a scope, whatever happens in it.
+class CSignalAtExit {
+public:
+    explicit CSignalAtExit(const P<zet::CSignal>& signal) : m_signal(signal) {}
+    CSignalAtExit(const CSignalAtExit&) = delete;
+    CSignalAtExit& operator=(const CSignalAtExit&) = delete;
+    ~CSignalAtExit() { m_signal->set(); }
+
+private:
+    const P<zet::CSignal> m_signal;
+};
+
+}  // namespace
+
 void CNetRequest::setAsyncInfo(bool done, CURLcode result) {
-    P<IDoneListener> listener;
-    {
-        const zet::CMutexLock lock(m_asyncMutex);
-        if (!done) {
-            resetForPerform();
-            m_asyncDoneSignal->reset();
-            m_asyncResult = result;
-            m_asyncErrorMessage.clear();
-            return;
-        }
-        m_asyncResult = result;
-        if (result == CURLE_OK && m_url.startsWith("http")) {
-            const int status = getResponseCode();
-            if (status < 200 || status > 299) {
-                m_asyncResult = CURLE_HTTP_RETURNED_ERROR;
-            }
-        }
-        if (m_asyncResult != CURLE_OK) {
-            m_asyncErrorMessage = getErrorMessage();
-        } else {
-            m_asyncErrorMessage.clear();
-            if (m_pendingCallbackError) {
-                m_asyncResult = CURLE_ABORTED_BY_CALLBACK;
-            }
-        }
-        listener = m_doneListener;
-        // Last: whoever waits for it may use the request at once.
-        m_asyncDoneSignal->set();
-    }
-    if (!listener) {
+    if (done) {
+        endAsync(result);
         return;
     }
+    const zet::CMutexLock lock(m_asyncMutex);
+    resetForPerform();
+    m_asyncDoneSignal->reset();
+    m_asyncResult = result;
+    m_asyncErrorMessage.clear();
+}
+
+void CNetRequest::endAsync(CURLcode result) {
+    P<IDoneListener> listener;
     P<CError> error;
-    try {
-        checkAsyncResult();
-    } catch (const CError& thrown) {
-        error = thrown.clone();
+    {
+        // Set when all is known and the lock is free: who waits for it may use or release the request at
+        // once.
+        const CSignalAtExit signalAtExit(m_asyncDoneSignal);
+        const zet::CMutexLock lock(m_asyncMutex);
+        storeAsyncResult(result);
+        listener = m_doneListener;
+        if (listener) {
+            error = getAsyncError();
+        }
     }
-    listener->onDone(this, error);
+    if (listener) {
+        listener->onDone(this, error);
+    }
+}
+
+void CNetRequest::storeAsyncResult(CURLcode result) {
+    m_asyncResult = result;
+    if (result == CURLE_OK && m_url.startsWith("http") && !isSuccessStatus(getResponseCode())) {
+        m_asyncResult = CURLE_HTTP_RETURNED_ERROR;
+    }
+    if (m_asyncResult != CURLE_OK) {
+        m_asyncErrorMessage = getErrorMessage();
+        return;
+    }
+    m_asyncErrorMessage.clear();
+    if (m_pendingCallbackError) {
+        m_asyncResult = CURLE_ABORTED_BY_CALLBACK;
+    }
+}
+
+P<CError> CNetRequest::getAsyncError() {
+    try {
+        throwAsyncError();
+        return nullptr;
+    } catch (const CError& error) {
+        return error.clone();
+    }
+}
+
+void CNetRequest::throwAsyncError() {
+    if (m_pendingCallbackError) {
+        m_pendingCallbackError->throwClone();
+    }
+    if (m_asyncResult != CURLE_OK) {
+        throwError(m_asyncResult, getResponseCodeDomain(), getResponseCode(), m_asyncErrorMessage);
+    }
 }
 
 bool CNetRequest::isAsyncDone() const {
@@ -54,14 +92,8 @@ bool CNetRequest::waitAsyncDone(int timeoutMilliseconds) {
 
 void CNetRequest::checkAsyncResult() {
     const zet::CMutexLock lock(m_asyncMutex);
-    if (!m_asyncDoneSignal->isSet()) {
-        return;
-    }
-    if (m_pendingCallbackError) {
-        m_pendingCallbackError->throwClone();
-    }
-    if (m_asyncResult != CURLE_OK) {
-        throwError(m_asyncResult, getResponseCodeDomain(), getResponseCode(), m_asyncErrorMessage);
+    if (m_asyncDoneSignal->isSet()) {
+        throwAsyncError();
     }
 }
 

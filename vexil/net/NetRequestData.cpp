@@ -2,6 +2,9 @@
 #include "vexil/net/NetRequest.h"
 #include "zet/Log.h"
 
+#include <limits>
+#include <string>
+
 namespace vexil {
 
 // ---- callbacks -------------------------------------------------------------------------------------------
@@ -28,11 +31,13 @@ P<CError> CNetRequest::getPendingCallbackError() const {
     return m_pendingCallbackError;
 }
 
-std::size_t CNetRequest::writeCallback(char* data, std::size_t size, std::size_t count, void* request) noexcept {
+std::size_t CNetRequest::writeCallback(char* data, std::size_t size, std::size_t count,
+                                       void* request) noexcept {
     return static_cast<CNetRequest*>(request)->writeHandler(data, size, count);
 }
 
-std::size_t CNetRequest::readCallback(char* buffer, std::size_t size, std::size_t count, void* request) noexcept {
+std::size_t CNetRequest::readCallback(char* buffer, std::size_t size, std::size_t count,
+                                      void* request) noexcept {
     return static_cast<CNetRequest*>(request)->readHandler(buffer, size, count);
 }
 
@@ -40,7 +45,8 @@ int CNetRequest::seekCallback(void* request, curl_off_t offset, int origin) noex
     return static_cast<CNetRequest*>(request)->seekHandler(offset, origin);
 }
 
-std::size_t CNetRequest::headerCallback(char* data, std::size_t size, std::size_t count, void* request) noexcept {
+std::size_t CNetRequest::headerCallback(char* data, std::size_t size, std::size_t count,
+                                        void* request) noexcept {
     return static_cast<CNetRequest*>(request)->headerHandler(data, size * count);
 }
 
@@ -122,7 +128,9 @@ std::size_t CNetRequest::readHandler(char* buffer, std::size_t size, std::size_t
     if (!m_sendSource) {
         return 0;
     }
-    const auto read = [&] { return static_cast<std::size_t>(readSource(buffer, static_cast<int>(size * count))); };
+    const auto read = [&] {
+        return static_cast<std::size_t>(readSource(buffer, static_cast<int>(size * count)));
+    };
     return guarded(read, std::size_t{CURL_READFUNC_ABORT});
 }
 
@@ -140,7 +148,9 @@ int CNetRequest::seekHandler(curl_off_t offset, int origin) noexcept {
     if (!m_sendSource) {
         return CURL_SEEKFUNC_FAIL;
     }
-    const auto seek = [&]() -> int { return seekSource(offset, origin) ? CURL_SEEKFUNC_OK : CURL_SEEKFUNC_FAIL; };
+    const auto seek = [&]() -> int {
+        return seekSource(offset, origin) ? CURL_SEEKFUNC_OK : CURL_SEEKFUNC_FAIL;
+    };
     return guarded(seek, int{CURL_SEEKFUNC_FAIL});
 }
 
@@ -182,16 +192,19 @@ void CNetRequest::setSendDataBuffer(const TBuffer<unsigned char>* buffer) {
         throw CInvalidArgError("CNetRequest::setSendDataBuffer", "buffer must not be null");
     }
     setSendDataStream(new zet::CBufferStream(buffer));
-    setSendSizeOptions(buffer->getUsed());
+    setSendDataSize(buffer->getUsed());
 }
 
 void CNetRequest::setSendDataAsUTF8(const String& text) {
     const std::string utf8 = text.toUTF8();
+    if (utf8.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
+        zet::throwBufferTooLarge();
+    }
     const P<zet::CBufferStream> stream = new zet::CBufferStream;
     stream->write(utf8.data(), static_cast<int>(utf8.size()));
     stream->seek(0);
     setSendDataStream(stream);
-    setSendSizeOptions(static_cast<int64>(utf8.size()));
+    setSendDataSize(static_cast<int64>(utf8.size()));
 }
 
 // ---- streams as source and sink --------------------------------------------------------------------------

@@ -49,7 +49,12 @@ void CNetRequest::setOptionPtr(CURLoption option, void* value) {
 }
 
 void CNetRequest::setOptionString(CURLoption option, const String& value) {
-    setOption(option, value.toUTF8().c_str());
+    const std::string utf8 = value.toUTF8();
+    if (utf8.find('\0') != std::string::npos) {
+        // libcurl would take the part before it: another URL, another password.
+        throw CInvalidArgError("CNetRequest::setOptionString", "value contains a NUL character");
+    }
+    setOption(option, utf8.c_str());
 }
 
 void CNetRequest::setDefaultOptions() {
@@ -139,10 +144,6 @@ void CNetRequest::setUpload(bool upload) {
 }
 
 void CNetRequest::setSendDataSize(int64 size) {
-    setSendSizeOptions(size);
-}
-
-void CNetRequest::setSendSizeOptions(int64 size) {
     setOptionInt64(CURLOPT_INFILESIZE_LARGE, size);
     if (m_httpMethod == "POST") {
         setOptionInt64(CURLOPT_POSTFIELDSIZE_LARGE, size);
@@ -210,7 +211,7 @@ void CNetRequest::setRootCertBundlePath(const TPathImpl<CWindowsPathTraits>& pat
 void CNetRequest::setRange(int64 start, int64 length) {
     String range = String::fromInt(start) + "-";
     if (length != -1) {
-        range += String::fromInt(start + length - 1);
+        range += String::fromInt(start + (length - 1));
     }
     setOptionString(CURLOPT_RANGE, range);
 }

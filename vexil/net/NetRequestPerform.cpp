@@ -1,6 +1,5 @@
-#include "vexil/net/NetRequest.h"
-
 #include "vexil/net/CURLError.h"
+#include "vexil/net/NetRequest.h"
 #include "zet/Log.h"
 
 #include <algorithm>
@@ -14,8 +13,8 @@ constexpr int maxServerMessageBytes = 4096;
 
 const String nameContentType = "content-type";
 
-bool isSuccessStatus(int status) {
-    return status >= 200 && status <= 299;
+bool hasType(CURLINFO info, int type) {
+    return (info & CURLINFO_TYPEMASK) == type;
 }
 
 void replaceTags(String& text) {
@@ -83,12 +82,20 @@ int CNetRequest::getResponseCode() {
 }
 
 int CNetRequest::getInfoLong(CURLINFO info) {
+    if (!hasType(info, CURLINFO_LONG)) {
+        // libcurl would write a value of that other type over this one.
+        checkOptionResult(CURLE_UNKNOWN_OPTION);
+    }
     long value = 0;
     checkOptionResult(curl_easy_getinfo(m_handle.get(), info, &value));
     return static_cast<int>(value);
 }
 
 double CNetRequest::getInfoDouble(CURLINFO info) {
+    if (!hasType(info, CURLINFO_DOUBLE)) {
+        // libcurl would write a value of that other type over this one.
+        checkOptionResult(CURLE_UNKNOWN_OPTION);
+    }
     double value = 0;
     checkOptionResult(curl_easy_getinfo(m_handle.get(), info, &value));
     return value;
@@ -122,8 +129,8 @@ String CNetRequest::getErrorMessage() const {
     try {
         return String::fromUTF8(m_errorBuffer.getData());
     } catch (const std::exception& error) {
-        zet::logError(error,
-                      "A CURL function has failed, but the CURL error buffer does not contain valid UTF8 data.");
+        zet::logError(
+            error, "A CURL function has failed, but the CURL error buffer does not contain valid UTF8 data.");
         return String();
     }
 }
@@ -131,7 +138,7 @@ String CNetRequest::getErrorMessage() const {
 String CNetRequest::getServerErrorMessageFromResponseData(const unsigned char* data, int length,
                                                           const TMap<String, String>& headers) {
     try {
-        const int used = std::min(length, maxServerMessageBytes);
+        const int used = std::clamp(length, 0, maxServerMessageBytes);
         String text = String::fromUTF8({reinterpret_cast<const char*>(data), static_cast<std::size_t>(used)});
         const auto contentType = headers.find(nameContentType);
         const bool isHTML = (contentType != headers.end() && contentType->second.startsWith("text/html")) ||
@@ -159,8 +166,8 @@ String CNetRequest::getServerMessage(const String& responseCodeDomain, int respo
         return getLastResponseInfo();
     }
     if (responseCodeDomain == "http" && m_defaultReceiveBuffer->getUsed() > 0) {
-        return getServerErrorMessageFromResponseData(m_defaultReceiveBuffer->getData(),
-                                                     m_defaultReceiveBuffer->getUsed(), getResponseHeaderMap());
+        return getServerErrorMessageFromResponseData(
+            m_defaultReceiveBuffer->getData(), m_defaultReceiveBuffer->getUsed(), getResponseHeaderMap());
     }
     return String();
 }
