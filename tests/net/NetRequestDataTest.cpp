@@ -1,0 +1,478 @@
+// The four callbacks, called as libcurl calls them, and the streams behind sources and sinks.
+#include "tests/net/NetRequestTestSupport.h"
+#include "zet/MemoryInStream.h"
+
+#include <climits>
+
+#include <new>
+#include <stdexcept>
+
+namespace {
+
+using namespace vexil_test;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Pair;
+using vexil::CServerInfo;
+using vexil::TBuffer;
+
+constexpr char headerWarning[] = "W: Exception during CNetRequest header parsing (ignored).";
+
+class NetRequestData : public testing::Test {
+protected:
+    NetRequestData() {
+        request->setURL("http://h/a");
+        request->setReceiveDataSink(sink);
+        request->setSendDataSource(source);
+    }
+
+    std::size_t read(std::size_t size, std::size_t count) {
+        return request->readHandler(memory, size, count);
+    }
+
+    /// Throws what a kept error must have come from.
+    void expectKept(const std::string& message) {
+        const auto kept = request->keptError();
+        ASSERT_TRUE(kept) << "no error was kept";
+        EXPECT_EQ(kept->getMessage().toUTF8(), message);
+    }
+
+    LogCapture log;
+    P<OpenRequest> request = new OpenRequest;
+    P<TestSink> sink = new TestSink;
+    P<TestSource> source = new TestSource("0123456789");
+    char memory[64] = {};
+};
+
+// ---- write -----------------------------------------------------------------------------------------------
+
+TEST_F(NetRequestData, ABlockReachesTheSinkWithStatusAndHeaders) {
+    request->header("HTTP/1.1 206 Partial Content\r\n");
+    request->header("ETag: \"x\"\r\n");
+    request->header("\r\n");
+    EXPECT_EQ(request->writeHandler("abcdef", 2, 3), 6u);
+    EXPECT_THAT(sink->blocks, ElementsAre("abcdef"));
+    EXPECT_THAT(sink->statuses, ElementsAre(206));
+    EXPECT_THAT(sink->headersSeen, ElementsAre(Pair(String("etag"), String("\"x\""))));
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(NetRequestData, WithoutASinkABlockIsAcceptedAndNothingIsParsedOrLogged) {
+    request->header("HTTP/1.1 garbled\r\n");
+    request->setReceiveDataSink(nullptr);
+    EXPECT_EQ(request->write("abc"), 3u);
+    EXPECT_EQ(request->write(""), 0u);
+    EXPECT_THAT(log.lines(), IsEmpty());
+    EXPECT_FALSE(request->keptError());
+}
+
+TEST_F(NetRequestData, TheStatusIsParsedOncePerTransfer) {
+    request->header("HTTP/1.1 200 OK\r\n");
+    request->write("a");
+    request->header("HTTP/1.1 404 Not Found\r\n");
+    request->write("b");
+    EXPECT_THAT(sink->statuses, ElementsAre(200, 200));
+    request->resetForPerform();
+    request->header("HTTP/1.1 404 Not Found\r\n");
+    request->write("c");
+    EXPECT_THAT(sink->statuses, ElementsAre(200, 200, 404));
+}
+
+TEST_F(NetRequestData, AGarbledStatusLineGivesStatus0AndOneLogLine) {
+    request->setHTTPMethod("POST");
+    request->header("HTTP/1.1 2x0 OK\r\n");
+    EXPECT_EQ(request->write("a"), 1u);
+    EXPECT_EQ(request->write("b"), 1u);
+    EXPECT_THAT(sink->statuses, ElementsAre(0, 0));
+    EXPECT_THAT(log.lines(), ElementsAre("E: Error parsing HTTP status line - ignoring (statusLine: "
+                                         "'HTTP/1.1 2x0 OK', method: 'POST', URL: 'http://h/a') "
+                                         "[Invalid HTTP status line: 'HTTP/1.1 2x0 OK']"));
+    EXPECT_FALSE(request->keptError());
+}
+
+TEST_F(NetRequestData, ABlockWithoutAnyStatusLineHasStatus0AndTheDefaultMethodIsLoggedAsSet) {
+    EXPECT_EQ(request->write("a"), 1u);
+    EXPECT_THAT(sink->statuses, ElementsAre(0));
+    EXPECT_THAT(log.lines(),
+                ElementsAre("E: Error parsing HTTP status line - ignoring (statusLine: '', method: '', "
+                            "URL: 'http://h/a') [Invalid HTTP status line: '']"));
+}
+
+TEST_F(NetRequestData, OtherProtocolsHaveStatusMinus1) {
+    request->setURL("ftp://h/a");
+    request->header("226 Done\r\n");
+    EXPECT_EQ(request->write("a"), 1u);
+    EXPECT_THAT(sink->statuses, ElementsAre(-1));
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(NetRequestData, ASinkThatThrowsGivesAnotherCountThanOffered) {
+    request->header("HTTP/1.1 200 OK\r\n");
+    sink->onWrite = [] { throw CError("disk full"); };
+    EXPECT_EQ(request->write("abc"), 0u);
+    EXPECT_EQ(request->write(""), 1u);
+    expectKept("disk full");
+}
+
+TEST_F(NetRequestData, AnEmptyBlockIsASuccess) {
+    request->header("HTTP/1.1 200 OK\r\n");
+    EXPECT_EQ(request->write(""), 0u);
+    EXPECT_THAT(sink->blocks, ElementsAre(""));
+    EXPECT_FALSE(request->keptError());
+}
+
+// ---- what a callback throws ------------------------------------------------------------------------------
+
+TEST_F(NetRequestData, AKeptErrorHasItsOwnType) {
+    sink->onWrite = [] { throw OwnError("mine"); };
+    EXPECT_EQ(request->write("a"), 0u);
+    request->setAsyncInfo(true, CURLE_OK);
+    const auto error = thrownBy<OwnError>([&] { request->checkAsyncResult(); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getMessage(), "mine");
+    EXPECT_EQ(error->getDomain(), "own");
+    EXPECT_EQ(error->getCode(), 7);
+}
+
+TEST_F(NetRequestData, AForeignExceptionBecomesAnErrorWithItsText) {
+    sink->onWrite = [] { throw std::runtime_error("gr\xc3\xbc\xc3\x9f"); };
+    EXPECT_EQ(request->write("a"), 0u);
+    const auto kept = request->keptError();
+    ASSERT_TRUE(kept);
+    EXPECT_EQ(kept->getMessage().toUTF8(), "gr\xc3\xbc\xc3\x9f");
+    EXPECT_EQ(kept->getDomain(), "");
+    EXPECT_EQ(kept->getCode(), -1);
+}
+
+TEST_F(NetRequestData, AnExceptionThatIsNoneOfTheStandardsBecomesAnErrorToo) {
+    sink->onWrite = [] { throw 5; };
+    EXPECT_EQ(request->write("a"), 0u);
+    expectKept("Unknown exception.");
+}
+
+TEST_F(NetRequestData, ExhaustedMemoryBecomesAnErrorToo) {
+    sink->onWrite = [] { throw std::bad_alloc(); };
+    EXPECT_EQ(request->write("a"), 0u);
+    expectKept("Out of memory.");
+}
+
+TEST_F(NetRequestData, TheFirstErrorOfATransferWins) {
+    source->onRead = [](void*, int) -> int { throw CError("first"); };
+    sink->onWrite = [] { throw CError("second"); };
+    source->onSeek = [](int64) { throw CError("third"); };
+    EXPECT_EQ(read(1, 8), CURL_READFUNC_ABORT);
+    EXPECT_EQ(request->write("a"), 0u);
+    EXPECT_EQ(request->seekHandler(0, SEEK_SET), CURL_SEEKFUNC_FAIL);
+    expectKept("first");
+}
+
+TEST_F(NetRequestData, ANewTransferForgetsTheKeptError) {
+    sink->onWrite = [] { throw CError("old"); };
+    request->write("a");
+    request->resetForPerform();
+    EXPECT_FALSE(request->keptError());
+}
+
+// ---- read ------------------------------------------------------------------------------------------------
+
+TEST_F(NetRequestData, WithoutASourceTheBodyIsEmpty) {
+    request->setSendDataSource(nullptr);
+    EXPECT_EQ(read(1, 8), 0u);
+    EXPECT_FALSE(request->keptError());
+}
+
+TEST_F(NetRequestData, ASourceIsAskedForSizeTimesCountWithTheHeadersSoFar) {
+    request->header("HTTP/1.1 100 Continue\r\n");
+    request->header("X-A: b\r\n");
+    EXPECT_EQ(read(2, 4), 8u);
+    EXPECT_EQ(std::string(memory, 8), "01234567");
+    EXPECT_EQ(read(2, 4), 2u);
+    EXPECT_EQ(read(2, 4), 0u);
+    EXPECT_THAT(source->calls, ElementsAre("read 8", "read 8", "read 8"));
+    EXPECT_THAT(source->headersSeen, ElementsAre(Pair(String("x-a"), String("b"))));
+    EXPECT_FALSE(request->keptError());
+}
+
+TEST_F(NetRequestData, ASourceThatThrowsAbortsTheTransfer) {
+    source->onRead = [](void*, int) -> int { throw CError("unreadable"); };
+    EXPECT_EQ(read(1, 8), CURL_READFUNC_ABORT);
+    expectKept("unreadable");
+}
+
+TEST_F(NetRequestData, ASourceThatReturnsMoreThanItWasAskedForIsAnError) {
+    source->onRead = [](void*, int maxLength) { return maxLength + 1; };
+    EXPECT_EQ(read(1, 8), CURL_READFUNC_ABORT);
+    expectKept("The data source returned 9 bytes where 0 to 8 were asked for.");
+}
+
+TEST_F(NetRequestData, ASourceThatReturnsLessThanNothingIsAnError) {
+    source->onRead = [](void*, int) { return -1; };
+    EXPECT_EQ(read(1, 8), CURL_READFUNC_ABORT);
+    expectKept("The data source returned -1 bytes where 0 to 8 were asked for.");
+    request->resetForPerform();
+    source->onRead = [](void*, int) { return INT_MIN; };
+    EXPECT_EQ(read(1, 8), CURL_READFUNC_ABORT);
+    expectKept("The data source returned -2147483648 bytes where 0 to 8 were asked for.");
+}
+
+TEST_F(NetRequestData, ASourceMayAbortOrPauseByLibcurlsOwnValues) {
+    source->onRead = [](void*, int) { return CURL_READFUNC_ABORT; };
+    EXPECT_EQ(read(1, 8), CURL_READFUNC_ABORT);
+    source->onRead = [](void*, int) { return CURL_READFUNC_PAUSE; };
+    EXPECT_EQ(read(1, 8), CURL_READFUNC_PAUSE);
+    EXPECT_FALSE(request->keptError());
+}
+
+// ---- seek ------------------------------------------------------------------------------------------------
+
+TEST_F(NetRequestData, SeekingWorksFromAllThreeOrigins) {
+    source->size = 10;
+    EXPECT_EQ(request->seekHandler(3, SEEK_SET), CURL_SEEKFUNC_OK);
+    EXPECT_EQ(request->seekHandler(4, SEEK_CUR), CURL_SEEKFUNC_OK);
+    EXPECT_EQ(request->seekHandler(-5, SEEK_CUR), CURL_SEEKFUNC_OK);
+    EXPECT_EQ(request->seekHandler(-1, SEEK_END), CURL_SEEKFUNC_OK);
+    EXPECT_EQ(request->seekHandler(0, SEEK_SET), CURL_SEEKFUNC_OK);
+    EXPECT_THAT(source->seeks(), ElementsAre("seek 3", "seek 7", "seek 2", "seek 9", "seek 0"));
+    EXPECT_FALSE(request->keptError());
+}
+
+TEST_F(NetRequestData, SeekingPositionsHave64Bits) {
+    EXPECT_EQ(request->seekHandler(0x123456789abLL, SEEK_SET), CURL_SEEKFUNC_OK);
+    EXPECT_EQ(source->position, 0x123456789abLL);
+}
+
+TEST_F(NetRequestData, SeekingWithoutASourceFailsAndKeepsNothing) {
+    request->setSendDataSource(nullptr);
+    EXPECT_EQ(request->seekHandler(0, SEEK_SET), CURL_SEEKFUNC_FAIL);
+    EXPECT_FALSE(request->keptError());
+}
+
+TEST_F(NetRequestData, SeekingToTheEndOfAnUnknownSizeFailsAndKeepsNothing) {
+    EXPECT_EQ(request->seekHandler(0, SEEK_END), CURL_SEEKFUNC_FAIL);
+    EXPECT_THAT(source->seeks(), IsEmpty());
+    EXPECT_FALSE(request->keptError());
+}
+
+TEST_F(NetRequestData, SeekingFromAnUnknownOriginFailsAndKeepsNothing) {
+    EXPECT_EQ(request->seekHandler(0, 3), CURL_SEEKFUNC_FAIL);
+    EXPECT_EQ(request->seekHandler(0, -1), CURL_SEEKFUNC_FAIL);
+    EXPECT_THAT(source->seeks(), IsEmpty());
+    EXPECT_FALSE(request->keptError());
+}
+
+TEST_F(NetRequestData, ASourceThatThrowsWhileSeekingFailsAndKeepsItsError) {
+    source->onSeek = [](int64) { throw CError("cannot seek"); };
+    EXPECT_EQ(request->seekHandler(0, SEEK_SET), CURL_SEEKFUNC_FAIL);
+    expectKept("cannot seek");
+}
+
+// ---- header ----------------------------------------------------------------------------------------------
+
+TEST_F(NetRequestData, HeaderLinesFillStatusLineMapAndResponseInfo) {
+    EXPECT_EQ(request->header("HTTP/1.1 200 OK\r\n"), 17u);
+    EXPECT_EQ(request->header("Content-Type:  text/plain \r\n"), 28u);
+    EXPECT_EQ(request->header("\r\n"), 2u);
+    EXPECT_EQ(request->getHTTPStatusLine(), "HTTP/1.1 200 OK");
+    EXPECT_THAT(request->getResponseHeaderMap(),
+                ElementsAre(Pair(String("content-type"), String("text/plain"))));
+    EXPECT_THAT(linesOf(request->getResponseInfo()),
+                ElementsAre("HTTP/1.1 200 OK\r\n", "Content-Type:  text/plain \r\n", "\r\n"));
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(NetRequestData, TheStatusLineOfHTTP2IsTrimmed) {
+    request->header("HTTP/2 200 \r\n");
+    EXPECT_EQ(request->getHTTPStatusLine(), "HTTP/2 200");
+    request->write("a");
+    EXPECT_THAT(sink->statuses, ElementsAre(200));
+}
+
+TEST_F(NetRequestData, ASecondStatusLineBeginsTheHeadersAnewButNotTheResponseInfo) {
+    request->header("HTTP/1.1 100 Continue\r\n");
+    request->header("X-Interim: 1\r\n");
+    request->header("\r\n");
+    EXPECT_TRUE(request->isResponseComplete());
+    request->header("HTTP/1.1 200 OK\r\n");
+    EXPECT_FALSE(request->isResponseComplete());
+    request->header("X-Final: 2\r\n");
+    request->header("\r\n");
+    EXPECT_EQ(request->getHTTPStatusLine(), "HTTP/1.1 200 OK");
+    EXPECT_THAT(request->getResponseHeaderMap(), ElementsAre(Pair(String("x-final"), String("2"))));
+    EXPECT_EQ(linesOf(request->getResponseInfo()).size(), 6u);
+}
+
+TEST_F(NetRequestData, HeadersBeforeTheFirstStatusLineStay) {
+    request->header("X-Early: 1\r\n");
+    request->header("HTTP/1.1 200 OK\r\n");
+    EXPECT_EQ(request->getResponseHeaderMap().count("x-early"), 1u);
+}
+
+TEST_F(NetRequestData, ALineThatIsNotUTF8IsMissingEverywhereAndWarned) {
+    request->header("HTTP/1.1 200 OK\r\n");
+    EXPECT_EQ(request->header("X-Bad: \xff\r\n"), 10u);
+    request->header("X-Good: \xc3\xbc\r\n");
+    EXPECT_THAT(request->getResponseHeaderMap(), ElementsAre(Pair(String("x-good"), String("\xc3\xbc"))));
+    EXPECT_THAT(linesOf(request->getResponseInfo()),
+                ElementsAre("HTTP/1.1 200 OK\r\n", "X-Good: \xc3\xbc\r\n"));
+    EXPECT_THAT(log.lines(), ElementsAre(std::string(headerWarning) + " [Invalid UTF-8 data.]"));
+    EXPECT_FALSE(request->keptError());
+}
+
+TEST_F(NetRequestData, ALineThatCannotBeParsedIsWarnedAndMissingInResponseInfoToo) {
+    request->header("HTTP/1.1 200 OK\r\n");
+    EXPECT_EQ(request->header(" continued\r\n"), 12u);
+    EXPECT_EQ(request->header("no colon\r\n"), 10u);
+    EXPECT_THAT(request->getResponseHeaderMap(), IsEmpty());
+    EXPECT_THAT(linesOf(request->getResponseInfo()), ElementsAre("HTTP/1.1 200 OK\r\n"));
+    const auto lines = log.lines();
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_THAT(lines[0], testing::StartsWith(headerWarning));
+    EXPECT_THAT(lines[1], testing::StartsWith(headerWarning));
+    EXPECT_FALSE(request->keptError());
+}
+
+TEST_F(NetRequestData, AStatusLineBeginsWithCapitalLetters) {
+    request->header("http/1.1 200 OK\r\n");
+    EXPECT_EQ(request->getHTTPStatusLine(), "");
+    EXPECT_EQ(log.lines().size(), 1u);
+}
+
+TEST_F(NetRequestData, RepliesOfOtherProtocolsOnlyGoToResponseInfo) {
+    request->setURL("smtp://h/");
+    EXPECT_EQ(request->header("220 h ESMTP\r\n"), 13u);
+    EXPECT_EQ(request->header("HTTP/1.1 200 OK\r\n"), 17u);
+    EXPECT_EQ(request->header("X-A: b\r\n"), 8u);
+    EXPECT_EQ(request->getHTTPStatusLine(), "");
+    EXPECT_THAT(request->getResponseHeaderMap(), IsEmpty());
+    EXPECT_THAT(linesOf(request->getResponseInfo()),
+                ElementsAre("220 h ESMTP\r\n", "HTTP/1.1 200 OK\r\n", "X-A: b\r\n"));
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(NetRequestData, TheServerRecordLearnsFromAFinishedHeaderBlock) {
+    const P<CServerInfo> info = new CServerInfo;
+    request->setServerInfoToUpdate(info);
+    request->header("HTTP/1.1 200 OK\r\n");
+    request->header("Server: peer/1\r\n");
+    EXPECT_EQ(info->getServerHeader(), "");
+    request->header("\r\n");
+    EXPECT_EQ(info->getServerHeader(), "peer/1");
+}
+
+TEST_F(NetRequestData, AResponseIsCompleteOnceItsHeaderBlockHasEnded) {
+    EXPECT_FALSE(request->isResponseComplete());
+    request->header("HTTP/1.1 200 OK\r\n");
+    EXPECT_FALSE(request->isResponseComplete());
+    request->header("\n");
+    EXPECT_FALSE(request->isResponseComplete());
+    request->header("\r\n");
+    EXPECT_TRUE(request->isResponseComplete());
+    request->header("X-Trailer: t\r\n");
+    EXPECT_TRUE(request->isResponseComplete());
+    EXPECT_EQ(request->getResponseHeaderMap().count("x-trailer"), 0u);
+    request->resetForPerform();
+    EXPECT_FALSE(request->isResponseComplete());
+    request->setURL("ftp://h/");
+    EXPECT_TRUE(request->isResponseComplete());
+}
+
+// ---- sources and sinks -----------------------------------------------------------------------------------
+
+TEST_F(NetRequestData, AStreamSourceForwardsToItsStream) {
+    const P<zet::CMemoryInStream> stream = new zet::CMemoryInStream("abcdef", 6);
+    const P<CNetRequest::CStreamDataSource> adapter = new CNetRequest::CStreamDataSource(stream);
+    EXPECT_EQ(adapter->getSize(), 6);
+    EXPECT_EQ(adapter->read(memory, 4, {}), 4);
+    EXPECT_EQ(std::string(memory, 4), "abcd");
+    EXPECT_EQ(adapter->getPosition(), 4);
+    adapter->seek(1);
+    EXPECT_EQ(stream->getPosition(), 1);
+}
+
+TEST_F(NetRequestData, AStreamSinkForwardsToItsStream) {
+    const P<zet::CBufferStream> stream = new zet::CBufferStream;
+    request->setReceiveDataStream(stream);
+    EXPECT_FALSE(request->usesDefaultReceiveBuffer());
+    request->header("HTTP/1.1 200 OK\r\n");
+    EXPECT_EQ(request->write("abc"), 3u);
+    EXPECT_EQ(request->write("d"), 1u);
+    EXPECT_EQ(stream->getSize(), 4);
+    EXPECT_EQ(std::memcmp(stream->getBuffer()->getData(), "abcd", 4), 0);
+}
+
+TEST_F(NetRequestData, ANullStreamMeansNoSinkAndNoSource) {
+    request->setReceiveDataStream(nullptr);
+    EXPECT_EQ(request->write("abc"), 3u);
+    EXPECT_THAT(log.lines(), IsEmpty());
+    request->setSendDataStream(nullptr);
+    EXPECT_EQ(read(1, 8), 0u);
+    EXPECT_EQ(request->seekHandler(0, SEEK_SET), CURL_SEEKFUNC_FAIL);
+}
+
+TEST_F(NetRequestData, TheDefaultSinkFillsTheDefaultBuffer) {
+    EXPECT_FALSE(request->usesDefaultReceiveBuffer());
+    request->setDefaultReceiveDataStream();
+    EXPECT_TRUE(request->usesDefaultReceiveBuffer());
+    request->header("HTTP/1.1 200 OK\r\n");
+    request->write("abc");
+    request->write("de");
+    EXPECT_EQ(bodyOf(*request), "abcde");
+    request->resetForPerform();
+    EXPECT_EQ(bodyOf(*request), "");
+    request->write("x");
+    EXPECT_EQ(bodyOf(*request), "x");
+}
+
+TEST_F(NetRequestData, ABufferIsSentFromItsStart) {
+    const P<TBuffer<unsigned char>> buffer = new TBuffer<unsigned char>;
+    buffer->append(reinterpret_cast<const unsigned char*>("abc"), 3);
+    request->setSendDataBuffer(buffer);
+    EXPECT_EQ(read(1, 8), 3u);
+    EXPECT_EQ(std::string(memory, 3), "abc");
+    EXPECT_EQ(read(1, 8), 0u);
+    EXPECT_EQ(request->seekHandler(1, SEEK_SET), CURL_SEEKFUNC_OK);
+    EXPECT_EQ(read(1, 8), 2u);
+}
+
+TEST_F(NetRequestData, ANullBufferIsRefused) {
+    const auto error = thrownBy<vexil::CInvalidArgError>([&] { request->setSendDataBuffer(nullptr); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getPlace(), "CNetRequest::setSendDataBuffer");
+    EXPECT_EQ(error->getMessage(), "buffer must not be null");
+    EXPECT_EQ(read(1, 4), 4u) << "the former source is still there";
+}
+
+TEST_F(NetRequestData, ATextIsSentAsUTF8WithoutTerminator) {
+    request->setSendDataAsUTF8("gr\xc3\xbc\xc3\x9f");
+    EXPECT_EQ(read(1, 64), 6u);
+    EXPECT_EQ(std::string(memory, 6), "gr\xc3\xbc\xc3\x9f");
+    EXPECT_EQ(read(1, 64), 0u);
+}
+
+TEST_F(NetRequestData, ANewTransferRewindsASourceThatHasMoved) {
+    request->resetForPerform();
+    EXPECT_THAT(source->calls, IsEmpty());
+    read(1, 4);
+    request->resetForPerform();
+    EXPECT_THAT(source->calls, ElementsAre("read 4", "seek 0"));
+    EXPECT_EQ(source->position, 0);
+}
+
+TEST_F(NetRequestData, ARestartableSinkIsRestartedByEveryNewTransfer) {
+    struct Restartable : virtual vexil::CBase, CNetRequest::IRestartableDataSink {
+        void write(const void*, int, int, const HeaderMap&) override {}
+        void restart() override { ++count; }
+        int count = 0;
+    };
+    const P<Restartable> restartable = new Restartable;
+    request->setReceiveDataSink(restartable);
+    EXPECT_EQ(restartable->count, 0);
+    request->resetForPerform();
+    request->resetForPerform();
+    EXPECT_EQ(restartable->count, 2);
+    request->setReceiveDataSink(sink);
+    request->resetForPerform();
+    EXPECT_EQ(restartable->count, 2);
+}
+
+}  // namespace

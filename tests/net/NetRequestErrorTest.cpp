@@ -1,0 +1,311 @@
+// Errors made without a transfer: the texts taken from answers, and everything that a CCURLError carries.
+#include "tests/net/NetRequestTestSupport.h"
+
+namespace {
+
+using namespace vexil_test;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+std::string messageOfBody(std::string_view body, const HeaderMap& headers = {}) {
+    return CNetRequest::getServerErrorMessageFromResponseData(
+               reinterpret_cast<const unsigned char*>(body.data()), static_cast<int>(body.size()), headers)
+        .toUTF8();
+}
+
+std::string messageOfHTML(std::string_view body) {
+    return messageOfBody(body, {{"content-type", "text/html"}});
+}
+
+/// A step shown by one body.
+struct HTMLStep {
+    const char* name;
+    const char* body;
+    const char* text;
+};
+
+class ServerMessageOfHTML : public testing::TestWithParam<HTMLStep> {};
+
+TEST_P(ServerMessageOfHTML, IsPlainText) {
+    EXPECT_EQ(messageOfHTML(GetParam().body), GetParam().text);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Steps, ServerMessageOfHTML,
+    testing::Values(HTMLStep{"ATagBecomesABlank", "a<b>c", "a c"},
+                    HTMLStep{"EachTagBecomesABlank", "a<b>c</b>d<br/>e", "a c d e"},
+                    HTMLStep{"ATagMaySpanLines", "a<b\nc\n>d", "a d"},
+                    HTMLStep{"ATagEndsAtItsFirstBracket", "a<b<c>d>e", "a d>e"},
+                    HTMLStep{"ALooseClosingBracketStays", "a>b", "a>b"},
+                    HTMLStep{"AnOpenTagTakesTheRest", "abc<def\nghi", "abc"},
+                    HTMLStep{"AnOpenTagAtTheEndGoes", "abc<", "abc"},
+                    HTMLStep{"EntitiesStay", "a&lt;b&amp;c", "a&lt;b&amp;c"},
+                    HTMLStep{"LineEndsAreUnified", "a\r\nb", "a\nb"},
+                    HTMLStep{"ALooseCarriageReturnStays", "a\rb", "a\rb"},
+                    HTMLStep{"TabsBecomeBlanks", "a\tb", "a b"},
+                    HTMLStep{"BothEndsAreTrimmed", " \r\n\t a \t\r\n ", "a"},
+                    HTMLStep{"OneBlankIsLeftOfMany", "a     b", "a b"},
+                    HTMLStep{"BlanksOfTagsCountToo", "a<i><b> <u>c", "a c"},
+                    HTMLStep{"BlanksBeforeALineEndGo", "a  \nb", "a\nb"},
+                    HTMLStep{"BlanksBehindALineEndGo", "a\n  b", "a\nb"},
+                    HTMLStep{"EmptyLinesGo", "a\n\n\n\nb", "a\nb"},
+                    HTMLStep{"LinesOfBlanksGo", "a\n \n \nb", "a\nb"},
+                    HTMLStep{"LineEndsThenLineEndsWithReturns", "a\r\n\r\n\r\nb", "a\nb"},
+                    HTMLStep{"NothingButTags", "<html><body></body></html>", ""}, HTMLStep{"Nothing", "", ""},
+                    HTMLStep{"AWholePage",
+                             "<html>\r\n<head><title>404 Not Found</title></head>\r\n<body>\r\n"
+                             "<center><h1>404 Not Found</h1></center>\r\n<hr><center>nginx</center>\r\n"
+                             "</body>\r\n</html>\r\n",
+                             "404 Not Found\n404 Not Found\nnginx"}),
+    [](const auto& step) { return std::string(step.param.name); });
+
+TEST(ServerMessage, HTMLIsToldByItsContentType) {
+    EXPECT_EQ(messageOfBody("a<b>c", {{"content-type", "text/html; charset=utf-8"}}), "a c");
+    EXPECT_EQ(messageOfBody("a<b>c", {{"content-type", "text/plain"}}), "a<b>c");
+    EXPECT_EQ(messageOfBody("a<b>c", {{"content-type", "Text/HTML"}}), "a<b>c");
+    EXPECT_EQ(messageOfBody("a<b>c", {{"content-type", "x text/html"}}), "a<b>c");
+    EXPECT_EQ(messageOfBody("a<b>c", {{"Content-Type", "text/html"}}), "a<b>c");
+}
+
+TEST(ServerMessage, HTMLIsToldByItsRootTagInLowerCase) {
+    EXPECT_EQ(messageOfBody("x <html lang='en'>c"), "x c");
+    EXPECT_EQ(messageOfBody("<html>c", {{"content-type", "text/plain"}}), "c");
+    EXPECT_EQ(messageOfBody("<HTML>c"), "<HTML>c");
+}
+
+TEST(ServerMessage, OtherBodiesStayUntouched) {
+    const std::string json = " {\r\n\t\"error\":  \"<b>\" }\n\n ";
+    EXPECT_EQ(messageOfBody(json, {{"content-type", "application/json"}}), json);
+    EXPECT_EQ(messageOfBody(json), json);
+}
+
+TEST(ServerMessage, TheFirst4096BytesCount) {
+    const std::string body(10000, 'x');
+    EXPECT_EQ(messageOfBody(body), std::string(4096, 'x'));
+    EXPECT_EQ(messageOfBody(body.substr(0, 4096)), std::string(4096, 'x'));
+    EXPECT_EQ(messageOfBody(body.substr(0, 4095)), std::string(4095, 'x'));
+    EXPECT_EQ(messageOfBody(std::string(4096, 'x') + "<html>"), std::string(4096, 'x'));
+}
+
+TEST(ServerMessage, ATagThatIsCutTakesTheRest) {
+    EXPECT_EQ(messageOfHTML("a" + std::string("<b") + std::string(5000, ' ') + ">c"), "a");
+}
+
+TEST(ServerMessage, BytesThatAreNotUTF8GiveNothing) {
+    EXPECT_EQ(messageOfBody("abc\xff"), "");
+    EXPECT_EQ(messageOfBody("gr\xfc\xdf", {{"content-type", "text/html; charset=iso-8859-1"}}), "");
+    EXPECT_EQ(messageOfBody("gr\xc3\xbc\xc3\x9f"), "gr\xc3\xbc\xc3\x9f");
+}
+
+TEST(ServerMessage, ACutWithinACharacterGivesNothing) {
+    EXPECT_EQ(messageOfBody(std::string(4095, 'x') + "\xc3\xbc"), "");
+    EXPECT_EQ(messageOfBody(std::string(4094, 'x') + "\xc3\xbc" + "y"), std::string(4094, 'x') + "\xc3\xbc");
+}
+
+TEST(ServerMessage, NoDataGivesNothing) {
+    EXPECT_EQ(CNetRequest::getServerErrorMessageFromResponseData(nullptr, 0, {}), "");
+    EXPECT_EQ(CNetRequest::getServerErrorMessageFromResponseData(nullptr, -1, {}), "");
+}
+
+// ---- throwError ------------------------------------------------------------------------------------------
+
+class NetRequestError : public testing::Test {
+protected:
+    CCURLError thrown(CURLcode code, const String& domain, int responseCode, const String& detail) {
+        const auto error =
+            thrownBy<CCURLError>([&] { request->throwError(code, domain, responseCode, detail); });
+        return error ? *error : CCURLError(CURLE_OK, "", "", 0, "", "", "", "");
+    }
+
+    void fillDefaultBuffer(std::string_view body) { request->write(body); }
+
+    LogCapture log;
+    P<OpenRequest> request = new OpenRequest;
+};
+
+TEST_F(NetRequestError, CarriesEverythingOfAnHTTPAnswer) {
+    request->setURL("http://h/a");
+    request->setHTTPMethod("HEAD");
+    request->header("HTTP/1.1 404 Not Found\r\n");
+    request->header("Content-Type: text/html\r\n");
+    fillDefaultBuffer("<p>gone</p>");
+    const CCURLError error = thrown(CURLE_HTTP_RETURNED_ERROR, "http", 404, "because");
+    EXPECT_EQ(error.getMessage(), "HTTP response code said error: because (response code: http 404)");
+    EXPECT_EQ(error.getDomain(), "curl");
+    EXPECT_EQ(error.getCode(), 22);
+    EXPECT_EQ(error.getInnerError().get(), nullptr);
+    EXPECT_THAT(propsOf(error),
+                ElementsAre("responseCodeDomain=http", "responseCode=404", "serverMessage=gone",
+                            "httpStatusLine=HTTP/1.1 404 Not Found", "url=http://h/a", "httpMethod=HEAD"));
+    EXPECT_EQ(error.getResponseCode(), 404);
+    EXPECT_EQ(error.getResponseCodeDomain(), "http");
+    EXPECT_EQ(error.getServerMessage(), "gone");
+    EXPECT_EQ(error.getHTTPStatusLine(), "HTTP/1.1 404 Not Found");
+    EXPECT_EQ(error.getURL(), "http://h/a");
+    EXPECT_EQ(error.getHTTPMethod(), "HEAD");
+}
+
+TEST_F(NetRequestError, ADefaultMethodIsNoProperty) {
+    request->setURL("http://h/a");
+    EXPECT_FALSE(thrown(CURLE_COULDNT_CONNECT, "http", 0, "").getProps().has("httpMethod"));
+    request->setUpload(true);
+    EXPECT_FALSE(thrown(CURLE_COULDNT_CONNECT, "http", 0, "").getProps().has("httpMethod"));
+}
+
+TEST_F(NetRequestError, OtherDomainsHaveNeitherStatusLineNorMethodNorBody) {
+    request->setURL("http://h/a");
+    request->setHTTPMethod("GET");
+    request->header("HTTP/1.1 404 Not Found\r\n");
+    fillDefaultBuffer("body");
+    for (const char* domain : {"", "ftp", "smtp"}) {
+        const CCURLError error = thrown(CURLE_RECV_ERROR, domain, -1, "x");
+        EXPECT_EQ(error.getHTTPStatusLine(), "");
+        EXPECT_EQ(error.getHTTPMethod(), "");
+        EXPECT_EQ(error.getServerMessage(), "");
+        EXPECT_EQ(error.getURL(), "http://h/a");
+    }
+}
+
+TEST_F(NetRequestError, ABodyThatWentToAnotherSinkIsNoServerMessage) {
+    request->setURL("http://h/a");
+    request->setReceiveDataSink(new TestSink);
+    request->header("HTTP/1.1 404 Not Found\r\n");
+    request->write("body");
+    EXPECT_EQ(thrown(CURLE_HTTP_RETURNED_ERROR, "http", 404, "").getServerMessage(), "");
+}
+
+TEST_F(NetRequestError, TheServerMessageOfMailIsTheLastReplyAsItCame) {
+    request->setURL("smtp://h/");
+    request->header("220 h\r\n");
+    request->header("550 No such user\r\n");
+    EXPECT_EQ(thrown(CURLE_SEND_ERROR, "smtp", 550, "x").getServerMessage(), "550 No such user\r\n");
+    EXPECT_EQ(thrown(CURLE_SEND_ERROR, "smtp", 1, "x").getServerMessage(), "550 No such user\r\n");
+    EXPECT_EQ(thrown(CURLE_SEND_ERROR, "smtp", 0, "x").getServerMessage(), "");
+    EXPECT_EQ(thrown(CURLE_SEND_ERROR, "ftp", 550, "x").getServerMessage(), "");
+}
+
+TEST_F(NetRequestError, MailWithoutAReplyHasNoServerMessage) {
+    request->setURL("smtp://h/");
+    EXPECT_EQ(thrown(CURLE_SEND_ERROR, "smtp", 550, "x").getServerMessage(), "");
+}
+
+/// Lets libcurl fill its error buffer by a transfer that fails without a connection.
+void performWithLibcurl(CNetRequest& request) {
+    EXPECT_NE(curl_easy_perform(request.getHandle()), CURLE_OK);
+}
+
+TEST_F(NetRequestError, WithoutADetailLibcurlsTextIsTaken) {
+    request->setURL("none://h/");
+    performWithLibcurl(*request);
+    EXPECT_EQ(request->getErrorMessage(), "Protocol \"none\" not supported or disabled in libcurl");
+    EXPECT_EQ(thrown(CURLE_UNSUPPORTED_PROTOCOL, "", 0, "").getMessage(),
+              "Unsupported protocol: Protocol \"none\" not supported or disabled in libcurl");
+    EXPECT_EQ(thrown(CURLE_UNSUPPORTED_PROTOCOL, "", 0, "mine").getMessage(), "Unsupported protocol: mine");
+}
+
+TEST_F(NetRequestError, AnErrorBufferThatIsNotUTF8IsLoggedAndEmpty) {
+    // libcurl quotes a proxy that it cannot read, byte for byte.
+    request->setURL("http://h/");
+    ASSERT_EQ(curl_easy_setopt(request->getHandle(), CURLOPT_PROXY, "x\xff://"), CURLE_OK);
+    performWithLibcurl(*request);
+    EXPECT_EQ(request->getErrorMessage(), "");
+    ASSERT_EQ(log.lines().size(), 1u);
+    EXPECT_THAT(
+        log.lines()[0],
+        testing::StartsWith("E: A CURL function has failed, but the CURL error buffer does not contain "
+                            "valid UTF8 data."));
+}
+
+TEST_F(NetRequestError, AnOptionThatLibcurlRefusesIsAnErrorWithoutAResponse) {
+    request->setURL("http://h/a");
+    request->header("HTTP/1.1 404 Not Found\r\n");
+    fillDefaultBuffer("body");
+    const auto unknown = static_cast<CURLoption>(9999);
+    const auto check = [&](auto call, CURLcode code) {
+        const auto error = thrownBy<CCURLError>(call);
+        ASSERT_TRUE(error);
+        EXPECT_EQ(error->getDomain(), "curl");
+        EXPECT_EQ(error->getCode(), code);
+        EXPECT_EQ(error->getResponseCode(), -1);
+        EXPECT_EQ(error->getMessage(), curl_easy_strerror(code));
+        EXPECT_THAT(propsOf(*error), ElementsAre("url=http://h/a"));
+    };
+    check([&] { request->setOptionInt(unknown, 1); }, CURLE_UNKNOWN_OPTION);
+    check([&] { request->setOptionInt64(unknown, 1); }, CURLE_UNKNOWN_OPTION);
+    check([&] { request->setOptionPtr(unknown, nullptr); }, CURLE_UNKNOWN_OPTION);
+    check([&] { request->setOptionString(unknown, "x"); }, CURLE_UNKNOWN_OPTION);
+    check([&] { request->setSendDataSize(-2); }, CURLE_BAD_FUNCTION_ARGUMENT);
+    check([&] { request->setLowSpeedLimit(-1, zet::CTimeSpan::fromSeconds(1)); },
+          CURLE_BAD_FUNCTION_ARGUMENT);
+}
+
+TEST_F(NetRequestError, AnOptionSetterForgetsAnOlderText) {
+    request->setURL("none://h/");
+    performWithLibcurl(*request);
+    EXPECT_NE(request->getErrorMessage(), "");
+    request->setOptionInt(CURLOPT_NOSIGNAL, 1);
+    EXPECT_EQ(request->getErrorMessage(), "");
+}
+
+TEST_F(NetRequestError, AFigureThatLibcurlDoesNotKnowIsAnErrorThatKeepsTheOlderText) {
+    request->setURL("none://h/");
+    performWithLibcurl(*request);
+    const String text = request->getErrorMessage();
+    EXPECT_NE(text, "");
+    EXPECT_EQ(request->getResponseCode(), 0);
+    EXPECT_EQ(request->getDownloadedBytes(), 0);
+    EXPECT_EQ(request->getErrorMessage(), text);
+    const auto error = thrownBy<CCURLError>([&] { request->getInfoLong(CURLINFO_NONE); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getCode(), CURLE_UNKNOWN_OPTION);
+    EXPECT_EQ(error->getResponseCode(), -1);
+    EXPECT_EQ(error->getResponseCodeDomain(), "");
+    EXPECT_EQ(error->getMessage(), String(curl_easy_strerror(CURLE_UNKNOWN_OPTION)) + ": " + text);
+}
+
+TEST_F(NetRequestError, AFigureOfAnotherTypeIsRefused) {
+    const auto code = [](auto call) {
+        const auto error = thrownBy<CCURLError>(call);
+        return error ? error->getCode() : -1;
+    };
+    EXPECT_EQ(code([&] { request->getInfoLong(CURLINFO_TOTAL_TIME); }), CURLE_UNKNOWN_OPTION);
+    EXPECT_EQ(code([&] { request->getInfoLong(CURLINFO_EFFECTIVE_URL); }), CURLE_UNKNOWN_OPTION);
+    EXPECT_EQ(code([&] { request->getInfoDouble(CURLINFO_RESPONSE_CODE); }), CURLE_UNKNOWN_OPTION);
+    EXPECT_EQ(code([&] { request->getInfoDouble(CURLINFO_SIZE_DOWNLOAD_T); }), CURLE_UNKNOWN_OPTION);
+}
+
+TEST_F(NetRequestError, ATextWithANULIsRefusedWhereLibcurlWouldCutIt) {
+    const auto error = thrownBy<vexil::CInvalidArgError>(
+        [&] { request->setUserPassword(String(std::wstring(L"ab\0cd", 5))); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getPlace(), "CNetRequest::setOptionString");
+    EXPECT_EQ(error->getMessage(), "value contains a NUL character");
+}
+
+// ---- small figures ---------------------------------------------------------------------------------------
+
+TEST_F(NetRequestError, TheDomainFollowsFromTheScheme) {
+    const std::vector<std::pair<const char*, const char*>> domains = {
+        {"http://h", "http"},  {"https://h", "http"},
+        {"HTTPS://h", "http"}, {"Http:x", "http"},
+        {"ftp://h", "ftp"},    {"FTPS://h", "ftp"},
+        {"sftp://h", "ftp"},   {"smtp://h", "smtp"},
+        {"SMTPS://h", "smtp"}, {"file:///x", ""},
+        {"httpx://h", ""},     {"http", ""},
+        {"h/http:", ""},       {"", ""},
+        {"imap://h", ""},      {"ftpx:", ""}};
+    for (const auto& [url, domain] : domains) {
+        request->setURL(url);
+        EXPECT_EQ(request->getResponseCodeDomain(), domain) << url;
+        EXPECT_EQ(request->getURL(), url);
+    }
+}
+
+TEST_F(NetRequestError, URLEscapingKeepsUnreservedCharactersOnly) {
+    EXPECT_EQ(request->urlEscape("AZaz09-._~"), "AZaz09-._~");
+    EXPECT_EQ(request->urlEscape(" /+%&=?#*\xc3\xbc"), "%20%2F%2B%25%26%3D%3F%23%2A%C3%BC");
+    EXPECT_EQ(request->urlEscape(""), "");
+    EXPECT_EQ(request->urlEscape(String(std::wstring(L"a\0b", 3))), "a%00b");
+}
+
+}  // namespace
