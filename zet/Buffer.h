@@ -14,11 +14,14 @@ namespace zet {
 
 /// Throws the CError "A buffer cannot hold more than 2147483647 elements."
 [[noreturn]] ZET_API void throwBufferTooLarge();
+/// Throws the CInvalidArgError "size is negative", of which `member` of TBuffer is the place.
+[[noreturn]] ZET_API void throwNegativeBufferSize(const char* member);
 
 /// Growable array of plain elements with a used size: where the bytes of a body land, once.
 ///
 /// Grows by doubling and does not clear what it grows. Counted, but just as much a value: copies are deep.
-/// Sizes are counts of elements, at most 2147483647; more is a CError. One thread at a time.
+/// Sizes are counts of elements, at most 2147483647; more is a CError, less than 0 a CInvalidArgError. After
+/// an error the buffer is as before. One thread at a time.
 template <class T>
 class TBuffer : public virtual CBase {
     static_assert(std::is_trivially_copyable_v<T>, "elements are moved as bytes");
@@ -41,11 +44,19 @@ public:
 
     /// Shrinks or grows the used size; the memory stays. The content of what is grown is not defined.
     void setUsed(int used) {
+        if (used < 0) {
+            throwNegativeBufferSize("setUsed");
+        }
         reserve(used);
         m_used = used;
     }
 
+    /// Copies `count` elements behind the used ones. `data` may be null where `count` is 0; it must not point
+    /// into this buffer, which may move.
     void append(const T* data, int count) {
+        if (count < 0) {
+            throwNegativeBufferSize("append");
+        }
         if (count > std::numeric_limits<int>::max() - m_used) {
             throwBufferTooLarge();
         }
@@ -57,6 +68,7 @@ public:
         }
     }
 
+    /// Makes room for at least so many elements; never shrinks.
     void reserve(int capacity) {
         if (capacity > m_capacity) {
             grow(capacity);
