@@ -1,6 +1,6 @@
 #include "zet/BufferStream.h"
 
-#include "zet/Error.h"
+#include "zet/InvalidArgError.h"
 
 #include <algorithm>
 #include <cstring>
@@ -8,11 +8,24 @@
 
 namespace zet {
 
+namespace {
+
+template <class Buffer>
+Buffer* checked(Buffer* buffer) {
+    if (!buffer) {
+        throw CInvalidArgError("CBufferStream::CBufferStream", "buffer must not be null");
+    }
+    return buffer;
+}
+
+}  // namespace
+
 CBufferStream::CBufferStream() : CBufferStream(new TBuffer<unsigned char>) {}
 
-CBufferStream::CBufferStream(TBuffer<unsigned char>* buffer) : m_buffer(buffer), m_writableBuffer(buffer) {}
+CBufferStream::CBufferStream(TBuffer<unsigned char>* buffer)
+    : m_buffer(checked(buffer)), m_writableBuffer(buffer) {}
 
-CBufferStream::CBufferStream(const TBuffer<unsigned char>* buffer) : m_buffer(buffer) {}
+CBufferStream::CBufferStream(const TBuffer<unsigned char>* buffer) : m_buffer(checked(buffer)) {}
 
 CBufferStream::~CBufferStream() = default;
 
@@ -31,6 +44,10 @@ void CBufferStream::write(const void* data, int length) {
     }
     if (length <= 0) {
         return;
+    }
+    if (m_position > m_writableBuffer->getUsed()) {
+        // Bytes that nobody wrote would lie between the end and the position.
+        throw CError("The position is outside the stream.");
     }
     if (length > std::numeric_limits<int>::max() - m_position) {
         throwBufferTooLarge();

@@ -10,11 +10,13 @@ namespace zet {
 /// A stream over a buffer, with one position for reading and writing. Keeps a reference to the buffer.
 ///
 /// Positions reach from 0 to the used size; beyond is a CError. Writing overwrites from the position on and
-/// lengthens the buffer as needed.
+/// lengthens the buffer as needed. Where the buffer was shortened behind the stream's back to less than the
+/// position, reading finds the end and writing is a CError until seek() goes back.
 class ZET_API CBufferStream : public virtual CBase, public IInStream, public IOutStream {
 public:
     /// Over a new, empty buffer.
     CBufferStream();
+    /// A null buffer is a CInvalidArgError, here and below.
     explicit CBufferStream(TBuffer<unsigned char>* buffer);
     /// To read only: write() throws a CError.
     explicit CBufferStream(const TBuffer<unsigned char>* buffer);

@@ -1,6 +1,6 @@
 #include "zet/MemoryInStream.h"
 
-#include "zet/Error.h"
+#include "zet/InvalidArgError.h"
 
 #include <algorithm>
 #include <cstring>
@@ -8,7 +8,11 @@
 namespace zet {
 
 CMemoryInStream::CMemoryInStream(const void* data, int size)
-    : m_data(static_cast<const unsigned char*>(data)), m_size(std::max(size, 0)) {}
+    : m_data(static_cast<const unsigned char*>(data)), m_size(std::max(size, 0)) {
+    if (!data && m_size > 0) {
+        throw CInvalidArgError("CMemoryInStream::CMemoryInStream", "data must not be null");
+    }
+}
 
 CMemoryInStream::~CMemoryInStream() = default;
 

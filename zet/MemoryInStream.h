@@ -8,7 +8,7 @@ namespace zet {
 /// Positions beyond the size are a CError.
 class ZET_API CMemoryInStream : public virtual CBase, public IInStream {
 public:
-    /// `data` may be null where `size` is 0; a negative size counts as 0.
+    /// `data` may be null where `size` is 0 and is a CInvalidArgError otherwise; a negative size counts as 0.
     CMemoryInStream(const void* data, int size);
     ~CMemoryInStream() override;
 
