@@ -6,6 +6,7 @@
 #include <charconv>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 namespace zet {
 
@@ -241,6 +242,17 @@ bool String::equalsNoCase(const char* ascii) const noexcept {
     return m_text.size() == std::strlen(ascii) && startsWithNoCase(ascii);
 }
 
+int String::compare(const char* ascii) const noexcept {
+    for (const wchar_t c : m_text) {
+        const wchar_t other = toWide(*ascii);
+        if (c != other || *ascii == '\0') {
+            return c < other ? -1 : 1;
+        }
+        ++ascii;
+    }
+    return *ascii == '\0' ? 0 : -1;
+}
+
 String String::substr(std::size_t position, std::size_t count) const {
     return position >= m_text.size() ? String() : String(m_text.substr(position, count));
 }
@@ -290,16 +302,16 @@ void String::replaceAll(const String& from, const String& to) {
 }
 
 void String::replace(std::size_t position, std::size_t count, const String& by) {
-    m_text.replace(position, count, by.m_text);
+    m_text.replace(std::min(position, m_text.size()), count, by.m_text);
 }
 
 String& String::operator+=(const char* utf8) {
-    const std::string_view bytes(utf8);
+    const std::string_view bytes(utf8 ? utf8 : "");
     if (countLeadingASCII(bytes) == bytes.size()) {
         m_text.append(bytes.begin(), bytes.end());
         return *this;
     }
-    return *this += String(utf8);
+    return *this += fromUTF8(bytes);
 }
 
 std::wstring_view trimmed(std::wstring_view text) noexcept {

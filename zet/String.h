@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace zet {
 
@@ -87,13 +88,14 @@ public:
     /// Replaces every occurrence, from the left, without looking at what was put in. An empty `from` does
     /// nothing.
     void replaceAll(const String& from, const String& to);
+    /// Replaces at most `count` units from `position` on; a position past the end counts as the end.
     void replace(std::size_t position, std::size_t count, const String& by);
 
     String& operator+=(const String& text) {
         m_text += text.m_text;
         return *this;
     }
-    /// `utf8` is decoded strictly.
+    /// `utf8` is decoded strictly; null is the empty text.
     String& operator+=(const char* utf8);
     String& operator+=(wchar_t character) {
         m_text += character;
@@ -120,8 +122,14 @@ public:
     friend bool operator==(const String& left, const char* ascii) noexcept {
         return left.length() == std::string_view(ascii).size() && left.startsWith(ascii);
     }
+    /// `ascii` must be ASCII text.
+    friend std::strong_ordering operator<=>(const String& left, const char* ascii) noexcept {
+        return left.compare(ascii) <=> 0;
+    }
 
 private:
+    int compare(const char* ascii) const noexcept;
+
     std::wstring m_text;
 };
 
