@@ -33,11 +33,16 @@ CTimeFields::CTimeFields(const CTime& time, FieldType) {
     if (!time.isSet()) {
         throw CError("Time is not set.");
     }
+    constexpr sys_days begin(year(0) / January / 1);
+    constexpr sys_days end(year(10000) / January / 1);
+    if (time.getMicroseconds() < microseconds(begin.time_since_epoch()).count() ||
+        time.getMicroseconds() >= microseconds(end.time_since_epoch()).count()) {
+        throw CError("Time is outside the years 0 to 9999.");
+    }
     const microseconds sinceEpoch(time.getMicroseconds());
     const auto day = floor<days>(sinceEpoch);
     const year_month_day date{sys_days(day)};
     const hh_mm_ss clock(sinceEpoch - day);
-    // `year` holds 16 bits only; the last day of its range is all that a clock ever asks for.
     m_year = static_cast<int>(date.year());
     m_month = static_cast<int>(static_cast<unsigned>(date.month()));
     m_day = static_cast<int>(static_cast<unsigned>(date.day()));

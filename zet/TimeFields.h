@@ -15,7 +15,8 @@ public:
         FieldTypeUTC = 1,  ///< the fields are those of UTC
     };
 
-    /// Throws a CError "Time is not set." for a time that is not.
+    /// Throws a CError "Time is not set." for a time that is not, and "Time is outside the years 0 to 9999."
+    /// for one whose year the texts below have no room for.
     explicit CTimeFields(const CTime& time, FieldType type = FieldTypeUTC);
 
     int getYear() const noexcept { return m_year; }
