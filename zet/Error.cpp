@@ -21,7 +21,8 @@ namespace {
 
 /// Made beforehand: where there is no memory for an error, this one is told.
 const P<CError>& outOfMemoryError() {
-    static const P<CError> error(new CError("Out of memory."));
+    // Never destroyed: objects with static lifetime may fail while the process ends.
+    static const P<CError>& error = *new P<CError>(new CError("Out of memory."));
     return error;
 }
 
