@@ -1,7 +1,10 @@
 #include "sigil/Base64.h"
 
+#include "sigil/CheckedLength.h"
+
 #include <openssl/evp.h>
 
+#include <algorithm>
 #include <string>
 
 namespace sigil {
@@ -10,14 +13,15 @@ namespace {
 
 constexpr std::size_t lineLength = 76;
 
-std::string encode(const unsigned char* data, int length) {
-    // Three bytes at a time, so that the sum of the pieces stays within OpenSSL's `int`.
-    constexpr int pieceLength = 3 << 20;
+std::string encode(const unsigned char* data, std::size_t length) {
+    // In pieces, because OpenSSL counts the characters of one call in an `int`; of three bytes each, because
+    // padding may stand at the very end only.
+    constexpr std::size_t pieceLength = 3 << 20;
     std::string text;
-    for (int done = 0; done < length; done += pieceLength) {
-        const int count = length - done < pieceLength ? length - done : pieceLength;
+    for (std::size_t done = 0; done < length; done += pieceLength) {
+        const int count = static_cast<int>(std::min(length - done, pieceLength));
         const std::size_t old = text.size();
-        text.resize(old + 4 * (static_cast<std::size_t>(count) + 2) / 3 + 1);
+        text.resize(old + (static_cast<std::size_t>(count) + 2) / 3 * 4 + 1);  // a NUL follows
         const int written = EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()) + old, data + done, count);
         text.resize(old + static_cast<std::size_t>(written));
     }
@@ -38,7 +42,7 @@ std::string breakLines(const std::string& text) {
 }  // namespace
 
 zet::String base64Encode(const void* data, int length, bool withPadding, bool withLineBreaks) {
-    std::string text = encode(static_cast<const unsigned char*>(data), length);
+    std::string text = encode(static_cast<const unsigned char*>(data), checkedLength("base64Encode", length));
     if (!withPadding) {
         text.erase(text.find_last_not_of('=') + 1);
     }

@@ -1,5 +1,7 @@
 #include "sigil/Digest.h"
 
+#include "sigil/CheckedLength.h"
+
 #include "zet/Error.h"
 
 #include <openssl/evp.h>
@@ -26,15 +28,24 @@ public:
         CEvpDigest::reset();
     }
 
-    void reset() override { check(EVP_DigestInit_ex2(m_context.get(), m_digest.get(), nullptr)); }
+    void reset() override {
+        check(EVP_DigestInit_ex2(m_context.get(), m_digest.get(), nullptr));
+        m_isFinished = false;
+    }
 
     void update(const void* data, int length) override {
-        check(EVP_DigestUpdate(m_context.get(), data, static_cast<std::size_t>(length)));
+        const std::size_t size = checkedLength("IDigest::update", length);
+        checkNotFinished();
+        if (size > 0) {
+            check(EVP_DigestUpdate(m_context.get(), data, size));
+        }
     }
 
     void finish(zet::TBuffer<unsigned char>& out) override {
+        checkNotFinished();
         out.setUsed(EVP_MD_get_size(m_digest.get()));
         check(EVP_DigestFinal_ex(m_context.get(), out.getData(), nullptr));
+        m_isFinished = true;
     }
 
 private:
@@ -44,8 +55,15 @@ private:
         }
     }
 
+    void checkNotFinished() const {
+        if (m_isFinished) {
+            throw zet::CError("The digest is finished and must be reset first.");
+        }
+    }
+
     std::unique_ptr<EVP_MD, CEvpDeleter> m_digest;
     std::unique_ptr<EVP_MD_CTX, CEvpDeleter> m_context;
+    bool m_isFinished = false;
 };
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "sigil/HMAC.h"
 
+#include "sigil/CheckedLength.h"
+
 #include "zet/Error.h"
 
 #include <openssl/evp.h>
@@ -9,15 +11,19 @@ namespace sigil {
 
 void calcHMAC_SHA1(zet::TBuffer<unsigned char>& out, const void* data, int length, const void* key,
                    int keyLength) {
+    const std::size_t checkedSize = checkedLength("calcHMAC_SHA1", length);
+    checkedLength("calcHMAC_SHA1", keyLength);
     // To OpenSSL a null key means "the one from before".
     const void* keyBytes = key ? key : "";
     const auto* bytes = static_cast<const unsigned char*>(data ? data : "");
+    unsigned char hash[EVP_MAX_MD_SIZE];
     unsigned int hashLength = 0;
-    out.setUsed(EVP_MAX_MD_SIZE);
-    if (!HMAC(EVP_sha1(), keyBytes, keyLength, bytes, static_cast<std::size_t>(length), out.getData(), &hashLength)) {
+    if (!HMAC(EVP_sha1(), keyBytes, keyLength, bytes, checkedSize, hash, &hashLength)) {
         throw zet::CError("HMAC-SHA1 cannot be computed.");
     }
-    out.setUsed(static_cast<int>(hashLength));
+    // Only now: the data or the key may lie in `out`.
+    out.setUsed(0);
+    out.append(hash, static_cast<int>(hashLength));
 }
 
 }  // namespace sigil
