@@ -1,0 +1,119 @@
+#include "sigil/Base64.h"
+
+#include "zet/InvalidArgError.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+
+namespace {
+
+std::string encoded(std::string_view data, bool withPadding = true, bool withLineBreaks = false) {
+    return sigil::base64Encode(data.data(), static_cast<int>(data.size()), withPadding, withLineBreaks)
+        .toUTF8();
+}
+
+/// The same by the letter of RFC 4648, three bytes at a time.
+std::string encodedPlainly(std::string_view data) {
+    const char* digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string text;
+    for (std::size_t i = 0; i < data.size(); i += 3) {
+        unsigned group = 0;
+        for (std::size_t j = i; j < i + 3; ++j) {
+            group = group << 8 | (j < data.size() ? static_cast<unsigned char>(data[j]) : 0u);
+        }
+        for (std::size_t j = 0; j < 4; ++j) {
+            text += i + j > data.size() ? '=' : digits[group >> (18 - 6 * j) & 63];
+        }
+    }
+    return text;
+}
+
+std::string someBytes(std::size_t count) {
+    std::string data(count, '\0');
+    unsigned state = 1;
+    for (char& byte : data) {
+        state = state * 1664525u + 1013904223u;
+        byte = static_cast<char>(state >> 24);
+    }
+    return data;
+}
+
+// RFC 4648, section 10.
+TEST(Base64Test, EncodesTheVectorsOfTheStandard) {
+    EXPECT_EQ(encoded(""), "");
+    EXPECT_EQ(encoded("f"), "Zg==");
+    EXPECT_EQ(encoded("fo"), "Zm8=");
+    EXPECT_EQ(encoded("foo"), "Zm9v");
+    EXPECT_EQ(encoded("foob"), "Zm9vYg==");
+    EXPECT_EQ(encoded("fooba"), "Zm9vYmE=");
+    EXPECT_EQ(encoded("foobar"), "Zm9vYmFy");
+}
+
+TEST(Base64Test, LeavesThePaddingOut) {
+    EXPECT_EQ(encoded("", false), "");
+    EXPECT_EQ(encoded("f", false), "Zg");
+    EXPECT_EQ(encoded("fo", false), "Zm8");
+    EXPECT_EQ(encoded("foo", false), "Zm9v");
+}
+
+TEST(Base64Test, UsesTheWholeAlphabet) {
+    // Sixty-four groups of six bits, counted up.
+    std::string data;
+    for (unsigned first = 0; first < 64; first += 4) {
+        const unsigned group = first << 18 | (first + 1) << 12 | (first + 2) << 6 | (first + 3);
+        for (const unsigned shift : {16u, 8u, 0u}) {
+            data += static_cast<char>(static_cast<unsigned char>(group >> shift & 0xFF));
+        }
+    }
+    EXPECT_EQ(encoded(data), "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/");
+}
+
+TEST(Base64Test, EncodesEveryLength) {
+    const std::string data = someBytes(300);
+    for (std::size_t length = 0; length <= data.size(); ++length) {
+        const std::string_view part = std::string_view(data).substr(0, length);
+        EXPECT_EQ(encoded(part), encodedPlainly(part)) << length;
+    }
+}
+
+TEST(Base64Test, TakesNullForNoBytes) {
+    EXPECT_EQ(sigil::base64Encode(nullptr, 0, true, false), "");
+    EXPECT_EQ(sigil::base64Encode(nullptr, 0, false, true), "");
+}
+
+TEST(Base64Test, RefusesANegativeLength) {
+    EXPECT_THROW(sigil::base64Encode("abc", -1, true, false), zet::CInvalidArgError);
+}
+
+TEST(Base64Test, BreaksLinesBehind76CharactersAndNotAtTheEnd) {
+    const std::string line(76, 'A');
+    const auto broken = [](std::size_t byteCount, bool withPadding = true) {
+        return encoded(std::string(byteCount, '\0'), withPadding, true);
+    };
+    EXPECT_EQ(broken(0), "");
+    EXPECT_EQ(broken(3), "AAAA");
+    EXPECT_EQ(broken(57), line);
+    EXPECT_EQ(broken(58), line + "\r\nAA==");
+    EXPECT_EQ(broken(58, false), line + "\r\nAA");
+    EXPECT_EQ(broken(114), line + "\r\n" + line);
+    EXPECT_EQ(broken(117), line + "\r\n" + line + "\r\nAAAA");
+}
+
+TEST(Base64Test, WritesOneLineWithoutLineBreaks) {
+    EXPECT_EQ(encoded(std::string(117, '\0')), std::string(156, 'A'));
+}
+
+TEST(Base64Test, EncodesMuchAsOneText) {
+    // Beyond the size of the pieces that the work is done in, with each number of bytes at the end.
+    const std::string data = someBytes((3 << 20) + 4);
+    for (std::size_t cut = 0; cut <= 5; ++cut) {
+        const std::string_view part = std::string_view(data).substr(0, data.size() - cut);
+        EXPECT_TRUE(encoded(part) == encodedPlainly(part)) << cut;
+    }
+    const std::string twoPieces = someBytes((6 << 20) + 1);
+    EXPECT_TRUE(encoded(twoPieces) == encodedPlainly(twoPieces));
+}
+
+}  // namespace

@@ -1,0 +1,160 @@
+#include "sigil/Digest.h"
+
+#include "sigil/OpenSSLInit.h"
+#include "zet/InvalidArgError.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using sigil::CDigestType_MD5;
+using sigil::IDigest;
+using zet::P;
+
+std::string hexOf(const zet::TBuffer<unsigned char>& buffer) {
+    std::string text;
+    for (int i = 0; i < buffer.getUsed(); ++i) {
+        text += "0123456789abcdef"[buffer.getData()[i] >> 4];
+        text += "0123456789abcdef"[buffer.getData()[i] & 0xF];
+    }
+    return text;
+}
+
+void update(IDigest& digest, std::string_view data) {
+    digest.update(data.data(), static_cast<int>(data.size()));
+}
+
+std::string finish(IDigest& digest) {
+    zet::TBuffer<unsigned char> out;
+    digest.finish(out);
+    return hexOf(out);
+}
+
+P<IDigest> makeMD5() {
+    return CDigestType_MD5().createDigest();
+}
+
+struct CVector {
+    const char* text;
+    const char* hash;
+};
+
+// RFC 1321, appendix A.5.
+const CVector vectors[]{
+    {"", "d41d8cd98f00b204e9800998ecf8427e"},
+    {"a", "0cc175b9c0f1b6a831c399e269772661"},
+    {"abc", "900150983cd24fb0d6963f7d28e17f72"},
+    {"message digest", "f96b697d7cb7938d525a2f31aaf161d0"},
+    {"abcdefghijklmnopqrstuvwxyz", "c3fcd3d76192e4007dfb496cca67e13b"},
+    {"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789", "d174ab98d277d9f5a5611c2c9f419d9f"},
+    {"12345678901234567890123456789012345678901234567890123456789012345678901234567890",
+     "57edf4a22be3c955ac49da2e2107b67a"},
+};
+
+TEST(DigestTest, ComputesMD5) {
+    for (const CVector& vector : vectors) {
+        const P<IDigest> digest = makeMD5();
+        update(*digest, vector.text);
+        EXPECT_EQ(finish(*digest), vector.hash) << vector.text;
+    }
+}
+
+TEST(DigestTest, ComputesPieceByPiece) {
+    for (const CVector& vector : vectors) {
+        const std::string_view text = vector.text;
+        for (std::size_t cut = 0; cut <= text.size(); ++cut) {
+            const P<IDigest> digest = makeMD5();
+            update(*digest, text.substr(0, cut));
+            update(*digest, text.substr(cut));
+            EXPECT_EQ(finish(*digest), vector.hash) << text << " cut at " << cut;
+        }
+    }
+}
+
+TEST(DigestTest, BeginsAnewAfterAReset) {
+    const P<IDigest> digest = makeMD5();
+    update(*digest, "what is forgotten");
+    digest->reset();
+    update(*digest, "abc");
+    EXPECT_EQ(finish(*digest), "900150983cd24fb0d6963f7d28e17f72");
+    digest->reset();
+    EXPECT_EQ(finish(*digest), "d41d8cd98f00b204e9800998ecf8427e");
+    digest->reset();
+    digest->reset();
+    update(*digest, "a");
+    EXPECT_EQ(finish(*digest), "0cc175b9c0f1b6a831c399e269772661");
+}
+
+TEST(DigestTest, ReplacesTheContentOfTheResult) {
+    zet::TBuffer<unsigned char> out(100);
+    const P<IDigest> digest = makeMD5();
+    digest->finish(out);
+    EXPECT_EQ(out.getUsed(), 16);
+    EXPECT_EQ(hexOf(out), "d41d8cd98f00b204e9800998ecf8427e");
+}
+
+TEST(DigestTest, TakesNullForNoBytes) {
+    const P<IDigest> digest = makeMD5();
+    digest->update(nullptr, 0);
+    EXPECT_EQ(finish(*digest), "d41d8cd98f00b204e9800998ecf8427e");
+}
+
+TEST(DigestTest, RefusesANegativeLength) {
+    const P<IDigest> digest = makeMD5();
+    EXPECT_THROW(digest->update("abc", -1), zet::CInvalidArgError);
+    update(*digest, "abc");
+    EXPECT_EQ(finish(*digest), "900150983cd24fb0d6963f7d28e17f72");
+}
+
+TEST(DigestTest, RefusesToGoOnWithoutAReset) {
+    const P<IDigest> digest = makeMD5();
+    finish(*digest);
+    EXPECT_THROW(update(*digest, "a"), zet::CError);
+    zet::TBuffer<unsigned char> out(3);
+    EXPECT_THROW(digest->finish(out), zet::CError);
+    EXPECT_EQ(out.getUsed(), 3);
+    digest->reset();
+    update(*digest, "a");
+    EXPECT_EQ(finish(*digest), "0cc175b9c0f1b6a831c399e269772661");
+}
+
+TEST(DigestTest, MakesDigestsThatKnowNothingOfEachOther) {
+    const CDigestType_MD5 type;
+    const P<IDigest> first = type.createDigest();
+    const P<IDigest> second = type.createDigest();
+    update(*first, "ab");
+    update(*second, "message ");
+    update(*first, "c");
+    update(*second, "digest");
+    EXPECT_EQ(finish(*first), "900150983cd24fb0d6963f7d28e17f72");
+    EXPECT_EQ(finish(*second), "f96b697d7cb7938d525a2f31aaf161d0");
+}
+
+TEST(DigestTest, WorksOnManyThreads) {
+    std::vector<std::string> hashes(8);
+    std::vector<std::thread> threads;
+    for (std::string& hash : hashes) {
+        threads.emplace_back([&hash] {
+            sigil::COpenSSLInit::ensureInitialized();
+            const P<IDigest> digest = makeMD5();
+            update(*digest, "abc");
+            hash = finish(*digest);
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(hashes, std::vector<std::string>(8, "900150983cd24fb0d6963f7d28e17f72"));
+}
+
+TEST(OpenSSLInitTest, MayBeCalledAgain) {
+    EXPECT_NO_THROW(sigil::COpenSSLInit::ensureInitialized());
+    EXPECT_NO_THROW(sigil::COpenSSLInit::ensureInitialized());
+}
+
+}  // namespace

@@ -1,0 +1,91 @@
+#include "zet/String.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <new>
+#include <string>
+
+namespace {
+
+thread_local int t_allocations = 0;
+
+}  // namespace
+
+// These stand in for the ones of the C++ library in the library under test, too.
+void* operator new(std::size_t size) {
+    ++t_allocations;
+    if (void* memory = std::malloc(size)) {
+        return memory;
+    }
+    throw std::bad_alloc();
+}
+
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+
+namespace {
+
+using zet::String;
+
+template <class Work>
+int allocationsOf(const Work& work) {
+    const int before = t_allocations;
+    work();
+    return t_allocations - before;
+}
+
+const char* const longASCII = "a text that is too long for the buffer inside of a string";
+
+TEST(StringAllocationTest, CountsTheAllocationsOfTheLibrary) {
+    EXPECT_EQ(allocationsOf([] { const String text(longASCII); }), 1);
+}
+
+TEST(StringAllocationTest, ComparingWithPlainASCIIAllocatesNothing) {
+    const String text(longASCII);
+    bool isRight = true;
+    EXPECT_EQ(allocationsOf([&] {
+                  isRight = text == longASCII && !(text != longASCII) && text <= longASCII &&
+                            !(text < longASCII) && text.startsWith(longASCII) &&
+                            text.startsWithNoCase(longASCII) && text.endsWith(longASCII) &&
+                            text.equalsNoCase(longASCII);
+              }),
+              0);
+    EXPECT_TRUE(isRight);
+}
+
+TEST(StringAllocationTest, SearchingForPlainASCIIAllocatesNothing) {
+    const String text(longASCII);
+    std::size_t found = String::npos;
+    EXPECT_EQ(
+        allocationsOf([&] { found = text.find(longASCII) + text.find(longASCII + 2) + text.find(L'a'); }), 0);
+    EXPECT_EQ(found, 2u);
+}
+
+TEST(StringAllocationTest, AssigningReusesTheMemory) {
+    String text(longASCII);
+    EXPECT_EQ(allocationsOf([&] { text.assignUTF8("\xC3\xA4 a shorter text, yet no small one"); }), 0);
+    EXPECT_EQ(text.length(), 34u);
+}
+
+TEST(StringAllocationTest, TrimmingAViewAllocatesNothing) {
+    const String text = String("  ") + longASCII + "  ";
+    EXPECT_EQ(allocationsOf([&] { EXPECT_EQ(zet::trimmed(text.view()).size() + 4, text.length()); }), 0);
+}
+
+TEST(StringAllocationTest, TrimmingInPlaceAllocatesNothing) {
+    String text = String("  ") + longASCII + "  ";
+    EXPECT_EQ(allocationsOf([&] {
+                  text.trim();
+                  text.makeLower();
+              }),
+              0);
+    EXPECT_EQ(text, longASCII);
+}
+
+}  // namespace
