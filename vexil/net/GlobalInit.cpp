@@ -16,8 +16,10 @@ CGlobalInit::CGlobalInit() {
 CGlobalInit::~CGlobalInit() = default;
 
 const P<CGlobalInit>& CGlobalInit::get() {
-    static zet::TSafeGlobal<CGlobalInit> holder(globalInstanceGuard(), &create, &disposeGlobalInstance);
-    return holder.get();
+    // Never deleted: objects with static lifetime may make their last transfers after the end of any other static.
+    static auto* const holder =
+        new zet::TSafeGlobal<CGlobalInit>(globalInstanceGuard(), &create, &disposeGlobalInstance);
+    return holder->get();
 }
 
 void CGlobalInit::ensureInitialized() {
