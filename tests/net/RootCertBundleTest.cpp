@@ -1,0 +1,48 @@
+#include "vexil/net/RootCertBundle.h"
+
+#include "tests/support/PrintText.h"
+#include "zet/ResourceManager.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using Path = vexil::TPathImpl<vexil::CWindowsPathTraits>;
+
+fs::path toFileSystem(const Path& path) {
+    return fs::path(path.getText().view());
+}
+
+TEST(RootCertBundleTest, IsTheOneThatTheBuildBrings) {
+    const Path bundle = vexil::getRootCertBundlePath();
+    EXPECT_TRUE(bundle.isAbsolute());
+    EXPECT_EQ(toFileSystem(bundle), fs::path(VEXIL_TEST_CA_BUNDLE)) << bundle.getText().toUTF8();
+    std::ifstream file(toFileSystem(bundle));
+    const std::string text{std::istreambuf_iterator<char>(file), {}};
+    EXPECT_NE(text.find("-----BEGIN CERTIFICATE-----"), std::string::npos);
+}
+
+TEST(RootCertBundleTest, IsTheApplicationsIfItBringsOne) {
+    const fs::path folder = fs::path(testing::TempDir()) / "RootCertBundleTest" / "resources";
+    fs::create_directories(folder / "vexil");
+    std::ofstream(folder / "vexil" / "ca-bundle.crt") << "own";
+    const Path path(vexil::String(folder.wstring()));
+    const auto manager = zet::CResourceManager::get();
+
+    manager->addResourceFolder(path);
+    EXPECT_EQ(toFileSystem(vexil::getRootCertBundlePath()), folder / "vexil" / "ca-bundle.crt");
+    // A folder is no bundle: the next place is looked into.
+    fs::remove(folder / "vexil" / "ca-bundle.crt");
+    fs::create_directory(folder / "vexil" / "ca-bundle.crt");
+    EXPECT_EQ(toFileSystem(vexil::getRootCertBundlePath()), fs::path(VEXIL_TEST_CA_BUNDLE));
+    manager->removeResourceFolder(path);
+    fs::remove_all(folder.parent_path());
+}
+
+}  // namespace
