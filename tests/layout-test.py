@@ -1,0 +1,143 @@
+#!/usr/bin/env python3
+"""Checks how the source tree is laid out: who may include whom, and what the build knows of.
+
+Usage: layout-test.py SOURCE_FOLDER
+
+- A room includes only itself and the rooms below it. Programs and examples include public headers only.
+- Public headers include nothing of wxWidgets or OpenSSL, and have no `long` in them, which has another size
+  elsewhere (`long long` has not).
+- POSIX and Windows headers are for ...Posix.cpp and ...Windows.cpp.
+- Each source file of the libraries, and each test, stands in a CMakeLists.txt.
+- No include of ours leads nowhere.
+"""
+import re
+import sys
+from pathlib import Path
+
+ROOMS_BELOW = {
+    "zet": (),
+    "sigil": ("zet",),
+    "vexil": ("zet", "sigil"),
+    "vexil/net": ("zet", "sigil", "vexil"),
+    "vexil/proxy": ("zet", "sigil", "vexil", "vexil/net"),
+    "vexil/async": ("zet", "sigil", "vexil", "vexil/net"),
+    "vexil/s3": ("zet", "sigil", "vexil", "vexil/net"),
+    "vexil/ftp": ("zet", "sigil", "vexil", "vexil/net"),
+    "vexil/mail": ("zet", "sigil", "vexil", "vexil/net"),
+}
+LIBRARIES = ("zet", "sigil", "vexil")
+PROGRAMS = ("apps", "examples")
+SYSTEM_HEADER = re.compile(
+    r"(unistd|dlfcn|pthread|fcntl|netdb|poll|dirent|pwd|grp|termios|strings|syslog|glob|sched|ifaddrs|direct|io"
+    r"|windows|winsock2?|ws2tcpip|winhttp|process|shlobj)\.h|(sys|arpa|netinet|net)/.*\.h")
+INCLUDE = re.compile(r'^[ \t]*#[ \t]*include[ \t]*(?:"([^"]+)"|<([^>]+)>)', re.MULTILINE)
+COMMENT_OR_TEXT = re.compile(r'//[^\n]*|/\*.*?\*/|"(?:\\.|[^"\\\n])*"|\'(?:\\.|[^\'\\\n])+\'', re.DOTALL)
+
+
+def source_files(root, *folders):
+    for folder in folders:
+        for file in sorted((root / folder).rglob("*")):
+            if file.suffix in (".h", ".cpp"):
+                yield file, file.relative_to(root).as_posix()
+
+
+def room_of(path):
+    return path.rpartition("/")[0]
+
+
+def private_headers(root):
+    names = set()
+    for file in [root / "CMakeLists.txt", *(root / "cmake").glob("*.cmake")]:
+        for found in re.findall(r"set\(VEXIL_PRIVATE_HEADERS([^)]*)\)", file.read_text()):
+            names.update(found.split())
+    return names
+
+
+def check_room(path, own_includes):
+    room = room_of(path)
+    if room not in ROOMS_BELOW:
+        yield f"{path}: no room is called {room}"
+        return
+    for header in own_includes:
+        target = room_of(header)
+        if target != room and target not in ROOMS_BELOW[room]:
+            yield f'{path}: {room} may not include "{header}"'
+
+
+def check_program(path, own_includes, private):
+    for header in own_includes:
+        if header.startswith(tuple(f"{library}/" for library in LIBRARIES)):
+            if header.rpartition("/")[2] in private:
+                yield f'{path}: "{header}" is no public header'
+        elif room_of(path).partition("/")[0] != header.partition("/")[0]:
+            yield f'{path}: a program may not include "{header}"'
+
+
+def check_public_header(path, code, system_includes):
+    for header in system_includes:
+        if header.startswith(("wx/", "openssl/")):
+            yield f"{path}: a public header may not include <{header}>"
+    without = COMMENT_OR_TEXT.sub(lambda found: "\n" * found.group().count("\n"), code)
+    without = re.sub(r"\blong\s+long\b", "", without)
+    for number, line in enumerate(without.split("\n"), 1):
+        if re.search(r"\blong\b", line):
+            yield f"{path}:{number}: `long` in a public header"
+
+
+def check_system_headers(path, system_includes):
+    if path.endswith(("Posix.cpp", "Windows.cpp")):
+        return
+    for header in system_includes:
+        if SYSTEM_HEADER.fullmatch(header):
+            yield f"{path}: <{header}> is for ...Posix.cpp and ...Windows.cpp"
+
+
+def check_includes(root, private):
+    for file, path in source_files(root, *LIBRARIES, *PROGRAMS):
+        code = file.read_text()
+        own_includes = [own for own, _ in INCLUDE.findall(code) if own]
+        system_includes = [system for _, system in INCLUDE.findall(code) if system]
+        is_library = path.startswith(tuple(f"{library}/" for library in LIBRARIES))
+        yield from (check_room(path, own_includes) if is_library else check_program(path, own_includes, private))
+        yield from check_system_headers(path, system_includes)
+        if is_library and path.endswith(".h") and file.name not in private:
+            yield from check_public_header(path, code, system_includes)
+        for header in own_includes:
+            if not (root / header).is_file():
+                yield f'{path}: there is no "{header}" below the root'
+            elif path.endswith(".h") and file.name not in private and header.rpartition("/")[2] in private:
+                yield f'{path}: a public header may not include the private "{header}"'
+
+
+def listed_files(root):
+    """Files that a CMakeLists.txt names, with a variable for the platform standing for both."""
+    listed = set()
+    for folder in (*LIBRARIES, "tests"):
+        for cmake in (root / folder).rglob("CMakeLists.txt"):
+            text = re.sub(r"#[^\n]*", "", cmake.read_text())
+            for name in re.findall(r"[\w./${}-]+\.cpp\b", text):
+                for platform in ("Posix", "Windows"):
+                    listed.add((cmake.parent / re.sub(r"\$\{\w+\}", platform, name)).resolve())
+    return listed
+
+
+def check_lists(root):
+    listed = listed_files(root)
+    for file, path in source_files(root, *LIBRARIES, "tests"):
+        must_be_listed = path.endswith(".cpp") if not path.startswith("tests/") else path.endswith("Test.cpp")
+        if must_be_listed and file.resolve() not in listed:
+            yield f"{path}: stands in no CMakeLists.txt"
+
+
+def main():
+    root = Path(sys.argv[1]).resolve()
+    private = private_headers(root)
+    if not private or not any(source_files(root, *LIBRARIES)):
+        sys.exit(f"layout-test.py: {root} is not the source tree")
+    failures = [*check_includes(root, private), *check_lists(root)]
+    print("\n".join(failures) or "the layout holds")
+    sys.exit(1 if failures else 0)
+
+
+if __name__ == "__main__":
+    main()
