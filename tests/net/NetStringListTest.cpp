@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -61,6 +62,18 @@ TEST(NetStringListTest, StoresUTF8) {
     list.addUTF8("\xf0\x9f\x98\x80");
     EXPECT_THAT(storedBytes(list), ElementsAre("\xc3\xa4\xe2\x82\xac", "\xf0\x9f\x98\x80"));
     EXPECT_THAT(entries(list), ElementsAre(String(L"\u00e4\u20ac"), String("\xf0\x9f\x98\x80")));
+}
+
+TEST(NetStringListTest, KeepsEntriesOfAnyLength) {
+    CNetStringList list;
+    std::vector<std::string> expected;
+    for (std::size_t length = 0; length <= 1100; ++length) {
+        std::string entry(length, 'x');
+        entry += "end";
+        list.add(String::fromUTF8(entry));
+        expected.push_back(std::move(entry));
+    }
+    EXPECT_EQ(storedBytes(list), expected);
 }
 
 TEST(NetStringListTest, KeepsTheHead) {
