@@ -24,8 +24,11 @@ bool isFile(const std::filesystem::path& path) {
 
 CResourceManager::CResourceManager() {
     const Path library = getModuleFolder();
-    m_folders.push_back(library.join(ZET_RESOURCE_FOLDER_FROM_LIBRARY));
-    m_folders.push_back(library.join("resources"));
+    // Nothing is ever looked for below the working folder.
+    if (library.isAbsolute()) {
+        m_folders.push_back(library.join(ZET_RESOURCE_FOLDER_FROM_LIBRARY));
+        m_folders.push_back(library.join("resources"));
+    }
 }
 
 CResourceManager::~CResourceManager() = default;
