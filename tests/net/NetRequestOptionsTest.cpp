@@ -1,0 +1,516 @@
+// Every call of libcurl that configures a request, in order, with its C type and value. This program defines
+// the functions itself, records the calls and passes them on.
+#include "tests/net/NetRequestTestSupport.h"
+
+#include <cstdarg>
+#include <dlfcn.h>
+
+#undef curl_easy_setopt
+#undef curl_easy_getinfo
+
+namespace {
+
+struct Event {
+    std::string text;
+    const void* pointer = nullptr;
+};
+
+std::vector<Event> events;
+bool isRecording = false;
+int optionsUntilFailure = -1;  // 0: the next one fails
+bool initFails = false;
+bool escapeFails = false;
+bool getInfoFails = false;
+
+template <class Function>
+Function* next(const char* name) {
+    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+void record(const std::string& text, const void* pointer = nullptr) {
+    if (isRecording) {
+        events.push_back({text, pointer});
+    }
+}
+
+std::string listText(const curl_slist* list) {
+    std::string text = "[";
+    for (; list; list = list->next) {
+        text += std::string(list->data) + (list->next ? "|" : "");
+    }
+    return text + "]";
+}
+
+/// The value of an option as the type of that option has it.
+std::string valueText(const curl_easyoption& option, void* pointer) {
+    if (!pointer) {
+        return "null";
+    }
+    switch (option.type) {
+    case CURLOT_STRING:
+        return "'" + std::string(static_cast<const char*>(pointer)) + "'";
+    case CURLOT_SLIST:
+        return listText(static_cast<const curl_slist*>(pointer));
+    case CURLOT_FUNCTION:
+        return "function";
+    default:
+        return "pointer";
+    }
+}
+
+bool failsNow() {
+    return optionsUntilFailure >= 0 && optionsUntilFailure-- == 0;
+}
+
+}  // namespace
+
+extern "C" {
+
+CURLcode curl_easy_setopt(CURL* handle, CURLoption option, ...) {
+    static auto* const real = next<CURLcode(CURL*, CURLoption, ...)>("curl_easy_setopt");
+    const curl_easyoption* const known = curl_easy_option_by_id(option);
+    const std::string name = known ? known->name : std::to_string(option);
+    if (failsNow()) {
+        record(name + " fails");
+        return CURLE_OUT_OF_MEMORY;
+    }
+    va_list arguments;
+    va_start(arguments, option);
+    CURLcode result = CURLE_OK;
+    if (option < CURLOPTTYPE_OBJECTPOINT) {
+        const long value = va_arg(arguments, long);
+        record(name + "=" + std::to_string(value) + "L");
+        result = real(handle, option, value);
+    } else if (option >= CURLOPTTYPE_OFF_T && option < CURLOPTTYPE_BLOB) {
+        const curl_off_t value = va_arg(arguments, curl_off_t);
+        record(name + "=" + std::to_string(value) + "OFF");
+        result = real(handle, option, value);
+    } else {
+        void* const value = va_arg(arguments, void*);
+        record(name + "=" + (known ? valueText(*known, value) : "?"), value);
+        result = real(handle, option, value);
+    }
+    va_end(arguments);
+    return result;
+}
+
+CURLcode curl_easy_getinfo(CURL* handle, CURLINFO info, ...) {
+    static auto* const real = next<CURLcode(CURL*, CURLINFO, ...)>("curl_easy_getinfo");
+    va_list arguments;
+    va_start(arguments, info);
+    void* const target = va_arg(arguments, void*);
+    va_end(arguments);
+    return getInfoFails ? CURLE_BAD_FUNCTION_ARGUMENT : real(handle, info, target);
+}
+
+CURL* curl_easy_init() {
+    static auto* const real = next<CURL*()>("curl_easy_init");
+    record("init");
+    return initFails ? nullptr : real();
+}
+
+void curl_easy_reset(CURL* handle) {
+    static auto* const real = next<void(CURL*)>("curl_easy_reset");
+    record("reset");
+    real(handle);
+}
+
+void curl_easy_cleanup(CURL* handle) {
+    static auto* const real = next<void(CURL*)>("curl_easy_cleanup");
+    record("cleanup");
+    real(handle);
+}
+
+char* curl_easy_escape(CURL* handle, const char* text, int length) {
+    static auto* const real = next<char*(CURL*, const char*, int)>("curl_easy_escape");
+    return escapeFails ? nullptr : real(handle, text, length);
+}
+
+}  // extern "C"
+
+namespace {
+
+using namespace vexil_test;
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::IsEmpty;
+using vexil::CNetHeaders;
+using vexil::CNetStringList;
+using vexil::TBuffer;
+using zet::CTimeSpan;
+
+const std::vector<std::string> defaultOptions = {"ERRORBUFFER=pointer",
+                                                 "WRITEFUNCTION=function",
+                                                 "WRITEDATA=request",
+                                                 "READFUNCTION=function",
+                                                 "READDATA=request",
+                                                 "SEEKFUNCTION=function",
+                                                 "SEEKDATA=request",
+                                                 "HEADERFUNCTION=function",
+                                                 "HEADERDATA=request",
+                                                 "FOLLOWLOCATION=1L",
+                                                 "NOSIGNAL=1L",
+                                                 "CONNECTTIMEOUT_MS=30000L",
+                                                 "LOW_SPEED_LIMIT=1L",
+                                                 "LOW_SPEED_TIME=60L",
+                                                 "DEBUGFUNCTION=function",
+                                                 "DEBUGDATA=request"};
+
+std::vector<std::string> withDefaults(std::vector<std::string> before) {
+    before.insert(before.end(), defaultOptions.begin(), defaultOptions.end());
+    return before;
+}
+
+class NetRequestOptions : public testing::Test {
+protected:
+    NetRequestOptions() {
+        events.clear();
+        isRecording = true;
+    }
+    ~NetRequestOptions() override {
+        isRecording = initFails = escapeFails = getInfoFails = false;
+        optionsUntilFailure = -1;
+    }
+
+    void makeRequest() {
+        request = new OpenRequest;
+        events.clear();
+    }
+
+    /// What was recorded since the last call, the request's address by name.
+    std::vector<std::string> recorded() {
+        std::vector<std::string> texts;
+        for (Event& event : events) {
+            if (event.pointer && event.pointer == static_cast<CNetRequest*>(request.get())) {
+                event.text.replace(event.text.find('=') + 1, std::string::npos, "request");
+            }
+            texts.push_back(event.text);
+        }
+        events.clear();
+        return texts;
+    }
+
+    P<OpenRequest> request;
+};
+
+TEST_F(NetRequestOptions, ANewRequestSetsTheDefaultsInTheirOrder) {
+    request = new OpenRequest;
+    EXPECT_THAT(recorded(), ElementsAreArray(withDefaults({"init"})));
+    request->setDefaultOptions();
+    EXPECT_THAT(recorded(), ElementsAreArray(defaultOptions));
+}
+
+TEST_F(NetRequestOptions, ADefaultThatFailsIsAnErrorAndFreesTheHandle) {
+    for (std::size_t i = 0; i < defaultOptions.size(); ++i) {
+        optionsUntilFailure = static_cast<int>(i);
+        const auto error = thrownBy<CCURLError>([] { P<CNetRequest>(new CNetRequest); });
+        ASSERT_TRUE(error) << defaultOptions[i];
+        EXPECT_EQ(error->getDomain(), "curl");
+        EXPECT_EQ(error->getCode(), CURLE_OUT_OF_MEMORY);
+        EXPECT_EQ(error->getResponseCode(), -1);
+        EXPECT_EQ(error->getResponseCodeDomain(), "");
+        EXPECT_EQ(error->getMessage(), "Out of memory");
+        EXPECT_THAT(propsOf(*error), IsEmpty());
+        const auto texts = recorded();
+        EXPECT_EQ(texts.back(), "cleanup");
+        EXPECT_EQ(texts[texts.size() - 2],
+                  defaultOptions[i].substr(0, defaultOptions[i].find('=')) + " fails");
+    }
+}
+
+TEST_F(NetRequestOptions, WithoutAHandleThereIsNoRequest) {
+    initFails = true;
+    const auto error = thrownBy<CError>([] { P<CNetRequest>(new CNetRequest); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getMessage(), "Error creating curl easy handle.");
+    EXPECT_EQ(error->getDomain(), "");
+    EXPECT_EQ(error->getCode(), -1);
+    EXPECT_TRUE(error->getProps().isEmpty());
+    EXPECT_THAT(recorded(), ElementsAre("init"));
+}
+
+TEST_F(NetRequestOptions, TheEndOfARequestResetsItsHandleFirst) {
+    makeRequest();
+    request = nullptr;
+    EXPECT_THAT(recorded(), ElementsAre("reset", "cleanup"));
+}
+
+TEST_F(NetRequestOptions, AFailingEscapeIsAnError) {
+    makeRequest();
+    escapeFails = true;
+    const auto error = thrownBy<CError>([&] { request->urlEscape("a b"); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getMessage(), "Error URL-escaping a string.");
+    EXPECT_EQ(error->getDomain(), "");
+    EXPECT_EQ(error->getCode(), -1);
+}
+
+TEST_F(NetRequestOptions, AFailingFigureIsAnErrorWithoutAResponse) {
+    makeRequest();
+    getInfoFails = true;
+    const auto check = [&](auto call) {
+        const auto error = thrownBy<CCURLError>(call);
+        ASSERT_TRUE(error);
+        EXPECT_EQ(error->getCode(), CURLE_BAD_FUNCTION_ARGUMENT);
+        EXPECT_EQ(error->getResponseCode(), -1);
+        EXPECT_EQ(error->getResponseCodeDomain(), "");
+    };
+    check([&] { request->getResponseCode(); });
+    check([&] { request->getInfoLong(CURLINFO_RESPONSE_CODE); });
+    check([&] { request->getInfoDouble(CURLINFO_TOTAL_TIME); });
+    check([&] { request->getDownloadedBytes(); });
+    check([&] { request->getUploadedBytes(); });
+    check([&] { request->getDownloadSize(); });
+    check([&] { request->getUploadSize(); });
+    check([&] { request->getAvgDownloadSpeed(); });
+    check([&] { request->getAvgUploadSpeed(); });
+}
+
+// ---- the setters -----------------------------------------------------------------------------------------
+
+/// A call and the options that it sets.
+struct Setter {
+    std::string name;
+    std::function<void(CNetRequest&)> call;
+    std::vector<std::string> expected;
+};
+
+std::vector<Setter> setters() {
+    constexpr int64 large = 0x7edcba9876543210;
+    const P<CNetHeaders> headers = new CNetHeaders;
+    headers->add("A", "b");
+    headers->add("C", "d");
+    const P<CNetStringList> commands = new CNetStringList;
+    commands->add("NOOP");
+    commands->add("SYST");
+    const P<TBuffer<unsigned char>> buffer = new TBuffer<unsigned char>(1234);
+    const auto ms = [](int64 count) { return CTimeSpan::fromMilliseconds(count); };
+    const auto us = [](int64 count) { return CTimeSpan::fromMicroseconds(count); };
+    using R = CNetRequest;
+    return {
+        {"URL", [](R& r) { r.setURL("http://h/\xc3\xbc"); }, {"URL='http://h/\xc3\xbc'"}},
+        {"UploadOn", [](R& r) { r.setUpload(true); }, {"UPLOAD=1L"}},
+        {"UploadOff", [](R& r) { r.setUpload(false); }, {"UPLOAD=0L"}},
+        {"SendDataSize", [](R& r) { r.setSendDataSize(large); }, {"INFILESIZE_LARGE=9141386507638288912OFF"}},
+        {"SendDataSizeUnknown", [](R& r) { r.setSendDataSize(-1); }, {"INFILESIZE_LARGE=-1OFF"}},
+        {"Headers", [=](R& r) { r.setCustomHTTPHeaders(headers); }, {"HTTPHEADER=[A: b|C: d]"}},
+        {"NoHeaders", [](R& r) { r.setCustomHTTPHeaders(nullptr); }, {"HTTPHEADER=null"}},
+        {"Follow", [](R& r) { r.setFollowRedirects(true); }, {"FOLLOWLOCATION=1L"}},
+        {"NoFollow", [](R& r) { r.setFollowRedirects(false); }, {"FOLLOWLOCATION=0L"}},
+        {"KeepPost", [](R& r) { r.setKeepPostOnRedirect(true); }, {"POSTREDIR=7L"}},
+        {"NoKeepPost", [](R& r) { r.setKeepPostOnRedirect(false); }, {"POSTREDIR=0L"}},
+        {"Auth", [](R& r) { r.setHTTPAuthMethods(CURLAUTH_BASIC | CURLAUTH_DIGEST); }, {"HTTPAUTH=3L"}},
+        {"AuthAllBits", [](R& r) { r.setHTTPAuthMethods(0xffffffefu); }, {"HTTPAUTH=4294967279L"}},
+        {"User", [](R& r) { r.setUserName("u\xc3\xbc"); }, {"USERNAME='u\xc3\xbc'"}},
+        {"Password", [](R& r) { r.setUserPassword("p\xe2\x82\xac"); }, {"PASSWORD='p\xe2\x82\xac'"}},
+        {"Proxy", [](R& r) { r.setProxy("h:1"); }, {"PROXY='h:1'"}},
+        {"NoProxy", [](R& r) { r.setProxy(""); }, {"PROXY=''"}},
+        {"ConnectTimeout", [=](R& r) { r.setConnectTimeout(us(1999)); }, {"CONNECTTIMEOUT_MS=1L"}},
+        {"ConnectTimeoutNegative", [=](R& r) { r.setConnectTimeout(us(-999)); }, {"CONNECTTIMEOUT_MS=0L"}},
+        {"ConnectTimeoutNone", [](R& r) { r.setConnectTimeout(CTimeSpan()); }, {"CONNECTTIMEOUT_MS=0L"}},
+        {"ConnectTimeoutLargest",
+         [=](R& r) { r.setConnectTimeout(ms(2147483647)); },
+         {"CONNECTTIMEOUT_MS=2147483647L"}},
+        {"ConnectTimeoutWraps",
+         [=](R& r) { r.setConnectTimeout(ms((int64(1) << 32) + 5)); },
+         {"CONNECTTIMEOUT_MS=5L"}},
+        {"FullTimeout", [=](R& r) { r.setFullRequestTimeout(us(2500999)); }, {"TIMEOUT_MS=2500L"}},
+        {"FullTimeoutNone",
+         [=](R& r) { r.setFullRequestTimeout(us(std::numeric_limits<int64>::min())); },
+         {"TIMEOUT_MS=0L"}},
+        {"LowSpeed",
+         [=](R& r) { r.setLowSpeedLimit(7, ms(3000)); },
+         {"LOW_SPEED_LIMIT=7L", "LOW_SPEED_TIME=3L"}},
+        {"LowSpeedRoundsUp",
+         [=](R& r) { r.setLowSpeedLimit(0, us(3000001)); },
+         {"LOW_SPEED_LIMIT=0L", "LOW_SPEED_TIME=4L"}},
+        {"LowSpeedLess",
+         [=](R& r) { r.setLowSpeedLimit(1, us(1)); },
+         {"LOW_SPEED_LIMIT=1L", "LOW_SPEED_TIME=1L"}},
+        {"Verify", [](R& r) { r.setSSLVerifyPeer(true); }, {"SSL_VERIFYPEER=1L"}},
+        {"NoVerify", [](R& r) { r.setSSLVerifyPeer(false); }, {"SSL_VERIFYPEER=0L"}},
+        {"Bundle",
+         [](R& r) {
+             r.setRootCertBundlePath(vexil::TPathImpl<vexil::CWindowsPathTraits>("/a/\xc3\xbc.crt"));
+         },
+         {"CAINFO='/a/\xc3\xbc.crt'"}},
+        {"Range", [](R& r) { r.setRange(0, 10); }, {"RANGE='0-9'"}},
+        {"RangeOpen", [](R& r) { r.setRange(100, -1); }, {"RANGE='100-'"}},
+        {"RangeOfOne", [](R& r) { r.setRange(5, 1); }, {"RANGE='5-5'"}},
+        {"RangeOfNone", [](R& r) { r.setRange(5, 0); }, {"RANGE='5-4'"}},
+        {"RangeLarge",
+         [](R& r) { r.setRange(int64(1) << 40, int64(1) << 40); },
+         {"RANGE='1099511627776-2199023255551'"}},
+        {"RangeLargest",
+         [](R& r) { r.setRange(1, std::numeric_limits<int64>::max()); },
+         {"RANGE='1-9223372036854775807'"}},
+        {"UseSSL", [](R& r) { r.setFTPUseSSL(CURLUSESSL_ALL); }, {"USE_SSL=3L"}},
+        {"FileMethod", [](R& r) { r.setFTPFileMethod(CURLFTPMETHOD_SINGLECWD); }, {"FTP_FILEMETHOD=3L"}},
+        {"CreateDirs", [](R& r) { r.setFTPCreateMissingDirs(2); }, {"FTP_CREATE_MISSING_DIRS=2L"}},
+        {"ListCommand", [](R& r) { r.setFTPListOverrideCommand("MLSD"); }, {"CUSTOMREQUEST='MLSD'"}},
+        {"NoListCommand", [](R& r) { r.setFTPListOverrideCommand(""); }, {"CUSTOMREQUEST=null"}},
+        {"Pre", [=](R& r) { r.setFTPCustomPreCommands(commands); }, {"PREQUOTE=[NOOP|SYST]"}},
+        {"NoPre", [](R& r) { r.setFTPCustomPreCommands(nullptr); }, {"PREQUOTE=null"}},
+        {"Post", [=](R& r) { r.setFTPCustomPostCommands(commands); }, {"POSTQUOTE=[NOOP|SYST]"}},
+        {"NoPost", [](R& r) { r.setFTPCustomPostCommands(nullptr); }, {"POSTQUOTE=null"}},
+        {"Verbose", [](R& r) { r.setVerbose(true); }, {"VERBOSE=1L"}},
+        {"NoVerbose", [](R& r) { r.setVerbose(false); }, {"VERBOSE=0L"}},
+        {"Buffer", [=](R& r) { r.setSendDataBuffer(buffer); }, {"INFILESIZE_LARGE=1234OFF"}},
+        {"Text", [](R& r) { r.setSendDataAsUTF8("gr\xc3\xbc\xc3\x9f"); }, {"INFILESIZE_LARGE=6OFF"}},
+        {"EmptyText", [](R& r) { r.setSendDataAsUTF8(""); }, {"INFILESIZE_LARGE=0OFF"}},
+        {"Int", [](R& r) { r.setOptionInt(CURLOPT_BUFFERSIZE, 65536); }, {"BUFFERSIZE=65536L"}},
+        {"IntNegative", [](R& r) { r.setOptionInt(CURLOPT_MAXREDIRS, -1); }, {"MAXREDIRS=-1L"}},
+        {"Int64",
+         [](R& r) { r.setOptionInt64(CURLOPT_MAX_SEND_SPEED_LARGE, large); },
+         {"MAX_SEND_SPEED_LARGE=9141386507638288912OFF"}},
+        {"Pointer", [](R& r) { r.setOptionPtr(CURLOPT_PRIVATE, &r); }, {"PRIVATE=request"}},
+        {"NullPointer", [](R& r) { r.setOptionPtr(CURLOPT_PRIVATE, nullptr); }, {"PRIVATE=null"}},
+        {"String",
+         [](R& r) { r.setOptionString(CURLOPT_REFERER, "\xf0\x9f\x98\x80"); },
+         {"REFERER='\xf0\x9f\x98\x80'"}},
+        {"EmptyString", [](R& r) { r.setOptionString(CURLOPT_REFERER, ""); }, {"REFERER=''"}},
+    };
+}
+
+TEST_F(NetRequestOptions, EachSetterSetsItsOptionWithItsType) {
+    makeRequest();
+    for (const Setter& setter : setters()) {
+        setter.call(*request);
+        EXPECT_THAT(recorded(), ElementsAreArray(setter.expected)) << setter.name;
+    }
+}
+
+TEST_F(NetRequestOptions, EachSetterThrowsWhenLibcurlRefuses) {
+    makeRequest();
+    for (const Setter& setter : setters()) {
+        for (int i = 0; i < static_cast<int>(setter.expected.size()); ++i) {
+            optionsUntilFailure = i;
+            const auto error = thrownBy<CCURLError>([&] { setter.call(*request); });
+            ASSERT_TRUE(error) << setter.name;
+            EXPECT_EQ(error->getDomain(), "curl");
+            EXPECT_EQ(error->getCode(), CURLE_OUT_OF_MEMORY);
+            EXPECT_EQ(error->getResponseCode(), -1);
+            EXPECT_EQ(error->getResponseCodeDomain(), "");
+        }
+    }
+    optionsUntilFailure = -1;
+}
+
+TEST_F(NetRequestOptions, TheSizeOfAPostIsSetTwice) {
+    makeRequest();
+    request->setHTTPMethod("POST");
+    recorded();
+    request->setSendDataSize(9);
+    EXPECT_THAT(recorded(), ElementsAre("INFILESIZE_LARGE=9OFF", "POSTFIELDSIZE_LARGE=9OFF"));
+    request->setSendDataAsUTF8("abc");
+    EXPECT_THAT(recorded(), ElementsAre("INFILESIZE_LARGE=3OFF", "POSTFIELDSIZE_LARGE=3OFF"));
+    const P<TBuffer<unsigned char>> buffer = new TBuffer<unsigned char>(4);
+    request->setSendDataBuffer(buffer);
+    EXPECT_THAT(recorded(), ElementsAre("INFILESIZE_LARGE=4OFF", "POSTFIELDSIZE_LARGE=4OFF"));
+    request->setSendDataStream(nullptr);
+    request->setSendDataSource(nullptr);
+    EXPECT_THAT(recorded(), IsEmpty());
+    request->setHTTPMethod("PUT");
+    recorded();
+    request->setSendDataSize(5);
+    EXPECT_THAT(recorded(), ElementsAre("INFILESIZE_LARGE=5OFF"));
+}
+
+TEST_F(NetRequestOptions, EachMethodSwitchesTheOthersOff) {
+    makeRequest();
+    request->setSendDataSize(77);
+    recorded();
+    request->setHTTPMethod("GET");
+    EXPECT_THAT(recorded(), ElementsAre("CUSTOMREQUEST=null", "NOBODY=0L", "UPLOAD=0L", "POST=0L",
+                                        "POSTFIELDSIZE_LARGE=0OFF", "HTTPGET=1L"));
+    request->setHTTPMethod("PUT");
+    EXPECT_THAT(recorded(), ElementsAre("CUSTOMREQUEST=null", "HTTPGET=0L", "NOBODY=0L", "POST=0L",
+                                        "POSTFIELDSIZE_LARGE=0OFF", "UPLOAD=1L"));
+    request->setHTTPMethod("POST");
+    EXPECT_THAT(recorded(), ElementsAre("CUSTOMREQUEST=null", "HTTPGET=0L", "NOBODY=0L", "UPLOAD=0L",
+                                        "POST=1L", "POSTFIELDSIZE_LARGE=77OFF"));
+    request->setHTTPMethod("HEAD");
+    EXPECT_THAT(recorded(), ElementsAre("CUSTOMREQUEST=null", "HTTPGET=0L", "UPLOAD=0L", "POST=0L",
+                                        "POSTFIELDSIZE_LARGE=0OFF", "NOBODY=1L"));
+    request->setHTTPMethod("DELETE");
+    EXPECT_THAT(recorded(), ElementsAre("HTTPGET=0L", "NOBODY=0L", "UPLOAD=0L", "POST=0L",
+                                        "POSTFIELDSIZE_LARGE=0OFF", "CUSTOMREQUEST='DELETE'"));
+    request->setHTTPMethod("get");
+    EXPECT_THAT(recorded(), ElementsAre("HTTPGET=0L", "NOBODY=0L", "UPLOAD=0L", "POST=0L",
+                                        "POSTFIELDSIZE_LARGE=0OFF", "CUSTOMREQUEST='get'"));
+    request->setHTTPMethod("");
+    EXPECT_THAT(recorded(), ElementsAre("CUSTOMREQUEST=null", "HTTPGET=0L", "NOBODY=0L", "UPLOAD=0L",
+                                        "POST=0L", "POSTFIELDSIZE_LARGE=0OFF"));
+}
+
+TEST_F(NetRequestOptions, TheMethodIsReportedAsSetOrByTheUpload) {
+    makeRequest();
+    EXPECT_EQ(request->getHTTPMethod(), "GET");
+    request->setUpload(true);
+    EXPECT_EQ(request->getHTTPMethod(), "PUT");
+    request->setHTTPMethod("POST");
+    EXPECT_EQ(request->getHTTPMethod(), "POST");
+    request->setHTTPMethod("");
+    EXPECT_EQ(request->getHTTPMethod(), "GET");
+    request->setHTTPMethod("PUT");
+    request->setHTTPMethod("");
+    EXPECT_EQ(request->getHTTPMethod(), "GET");
+    request->setHTTPMethod("HEAD");
+    request->setUpload(true);
+    EXPECT_EQ(request->getHTTPMethod(), "HEAD");
+    request->setHTTPMethod("MKCOL");
+    EXPECT_EQ(request->getHTTPMethod(), "MKCOL");
+}
+
+TEST_F(NetRequestOptions, ANewTransferHandsOverTheHeaderListAgain) {
+    makeRequest();
+    request->resetForPerform();
+    EXPECT_THAT(recorded(), IsEmpty());
+    const P<CNetHeaders> headers = new CNetHeaders;
+    request->setCustomHTTPHeaders(headers);
+    EXPECT_THAT(recorded(), ElementsAre("HTTPHEADER=null"));
+    headers->add("A", "b");
+    request->resetForPerform();
+    EXPECT_THAT(recorded(), ElementsAre("HTTPHEADER=[A: b]"));
+    EXPECT_EQ(request->getCustomHTTPHeaders().get(), headers.get());
+}
+
+TEST_F(NetRequestOptions, AnErrorOfANewTransferIsThrown) {
+    makeRequest();
+    request->setCustomHTTPHeaders(P<CNetHeaders>(new CNetHeaders));
+    optionsUntilFailure = 0;
+    const P<TestListener> listener = new TestListener;
+    request->setDoneListener(listener);
+    EXPECT_TRUE(thrownBy<CCURLError>([&] { request->perform(); }));
+    EXPECT_EQ(listener->count, 0) << "no transfer has begun";
+}
+
+// ---- reset -----------------------------------------------------------------------------------------------
+
+TEST_F(NetRequestOptions, ResetClearsTheHandleAndSetsTheDefaults) {
+    makeRequest();
+    request->reset();
+    EXPECT_THAT(recorded(), ElementsAreArray(withDefaults({"reset"})));
+}
+
+TEST_F(NetRequestOptions, ResetHandsOverTheHeadersOnceMoreBeforeItClears) {
+    makeRequest();
+    const P<CNetHeaders> headers = new CNetHeaders;
+    headers->add("A", "b");
+    request->setCustomHTTPHeaders(headers);
+    recorded();
+    request->reset();
+    EXPECT_THAT(recorded(), ElementsAreArray(withDefaults({"HTTPHEADER=[A: b]", "reset"})));
+    EXPECT_EQ(request->getCustomHTTPHeaders().get(), nullptr);
+}
+
+TEST_F(NetRequestOptions, ResetForgetsTheSizeOfTheBody) {
+    makeRequest();
+    request->setSendDataSize(77);
+    request->reset();
+    recorded();
+    request->setHTTPMethod("POST");
+    EXPECT_EQ(recorded().back(), "POSTFIELDSIZE_LARGE=-1OFF");
+}
+
+}  // namespace
