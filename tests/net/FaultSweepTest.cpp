@@ -1,0 +1,235 @@
+#include "tests/support/ScriptedPeer.h"
+#include "vexil/net/CURLError.h"
+#include "vexil/net/NetRequest.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <map>
+#include <set>
+#include <string>
+
+// A connection may end behind any byte. Whatever libcurl makes of it, a caller who asks for
+// isResponseComplete() never takes a part for the whole, and the next transfer knows nothing of it.
+
+namespace {
+
+using testing::IsEmpty;
+using vexil::CNetRequest;
+using vexil::P;
+using vexil::String;
+using vexil_test::ConnectionScript;
+using vexil_test::ScriptedPeer;
+
+enum class Cut { Fin, Reset };
+
+/// What a transfer came to.
+struct Outcome {
+    enum Kind { Failed, Incomplete, Complete } kind = Complete;
+    int code = CURLE_OK;
+    int status = 0;
+    std::string body;
+};
+
+const std::string sentBody = "What is sent, a small content.";
+const std::string interim = "HTTP/1.1 100 Continue\r\n\r\n";
+
+const std::string getAnswer =
+    "HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\nETag: \"1\"\r\nContent-Length: 26\r\n\r\n"
+    "abcdefghijklmnopqrstuvwxyz";
+const std::string chunkedAnswer = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n"
+                                  "a\r\nabcdefghij\r\n10\r\nklmnopqrstuvwxyz\r\n0\r\nX-Trailer: a\r\n\r\n";
+const std::string receivedBody = "abcdefghijklmnopqrstuvwxyz";
+const std::string putAnswer = "HTTP/1.1 201 Created\r\nETag: \"2\"\r\nContent-Length: 0\r\n\r\n";
+const std::string secondBody = "another body";
+const std::string secondAnswer =
+    "HTTP/1.1 200 Fine\r\nX-Second: b\r\nContent-Length: 12\r\n\r\n" + secondBody;
+
+class FaultSweep : public testing::TestWithParam<Cut> {
+protected:
+    void prepareGet() { m_request->setURL(String::fromUTF8(m_peer.url("/object"))); }
+
+    void preparePut() {
+        prepareGet();
+        m_request->setHTTPMethod("PUT");
+        m_request->setSendDataAsUTF8(String::fromUTF8(sentBody));
+    }
+
+    static void cut(ConnectionScript script) { GetParam() == Cut::Fin ? script.close() : script.reset(); }
+
+    Outcome perform() {
+        Outcome outcome;
+        try {
+            m_request->perform();
+            outcome.kind = m_request->isResponseComplete() ? Outcome::Complete : Outcome::Incomplete;
+        } catch (const vexil::CCURLError& error) {
+            EXPECT_EQ(error.getDomain(), "curl");
+            outcome.kind = Outcome::Failed;
+            outcome.code = static_cast<int>(error.getCode());
+        }
+        outcome.status = m_request->getResponseCode();
+        const vexil::PC<vexil::TBuffer<unsigned char>> buffer = m_request->getDefaultReceiveBuffer();
+        outcome.body.assign(reinterpret_cast<const char*>(buffer->getData()),
+                            static_cast<std::size_t>(buffer->getUsed()));
+        return outcome;
+    }
+
+    /// libcurl's codes for a connection that ends early.
+    static bool isTransportFailure(const Outcome& outcome) {
+        if (outcome.code == CURLE_HTTP_RETURNED_ERROR) {
+            // To libcurl that was the answer: its status is no success.
+            return outcome.status == 100;
+        }
+        static const std::set<int> codes = {
+            CURLE_COULDNT_CONNECT, CURLE_WEIRD_SERVER_REPLY, CURLE_PARTIAL_FILE,        CURLE_GOT_NOTHING,
+            CURLE_SEND_ERROR,      CURLE_RECV_ERROR,         CURLE_UNSUPPORTED_PROTOCOL};
+        return codes.contains(outcome.code);
+    }
+
+    void checkCut(const Outcome& outcome, int status, const std::string& body) {
+        switch (outcome.kind) {
+        case Outcome::Failed:
+            EXPECT_TRUE(isTransportFailure(outcome))
+                << "code " << outcome.code << ", status " << outcome.status;
+            break;
+        case Outcome::Incomplete:
+            EXPECT_EQ(outcome.body, "");
+            break;
+        case Outcome::Complete:
+            EXPECT_EQ(outcome.status, status);
+            EXPECT_EQ(outcome.body, body);
+            break;
+        }
+        ++m_count[outcome.kind];
+    }
+
+    /// The same request again against a server that answers well.
+    void checkNext() {
+        m_peer.onConnection().expectRequest().reply(secondAnswer).close();
+        const Outcome outcome = perform();
+        EXPECT_EQ(outcome.kind, Outcome::Complete) << "code " << outcome.code;
+        EXPECT_EQ(outcome.status, 200);
+        EXPECT_EQ(outcome.body, secondBody);
+        EXPECT_EQ(m_request->getHTTPStatusLine().toUTF8(), "HTTP/1.1 200 Fine");
+        EXPECT_FALSE(m_request->getResponseHeaderMap().contains("etag"));
+        EXPECT_TRUE(m_request->getResponseHeaderMap().contains("x-second"));
+        EXPECT_TRUE(m_request->getErrorMessage().isEmpty());
+        ASSERT_TRUE(m_peer.waitUntilIdle());
+        ASSERT_THAT(m_peer.failures(), IsEmpty());
+        const std::string body = m_peer.requests().back().body;
+        EXPECT_EQ(body, m_request->getHTTPMethod() == "PUT" ? sentBody : "");
+    }
+
+    /// Cuts the answer behind each of its bytes, from none to all but the last.
+    void sweepAnswer(const std::string& answer, int status, const std::string& body,
+                     ConnectionScript (*play)(ConnectionScript)) {
+        for (std::size_t count = 0; count < answer.size(); ++count) {
+            SCOPED_TRACE("behind " + std::to_string(count) + " bytes of the answer");
+            cut(play(m_peer.onConnection().clientMayLeave()).replyCut(answer, count));
+            checkCut(perform(), status, body);
+            ASSERT_NO_FATAL_FAILURE(checkNext());
+        }
+    }
+
+    /// Cuts the connection when each count of the request's bytes has come, from none to all but the last.
+    void sweepRequest(std::size_t headSize, std::size_t size) {
+        for (std::size_t count = 0; count < size; ++count) {
+            SCOPED_TRACE("behind " + std::to_string(count) + " bytes of the request");
+            ConnectionScript script =
+                m_peer.onConnection().clientMayLeave().expectBytes(std::min(count, headSize));
+            if (count >= headSize) {
+                script.reply(interim).expectBytes(count - headSize);
+            }
+            cut(script);
+            const Outcome outcome = perform();
+            EXPECT_EQ(outcome.kind, Outcome::Failed);
+            checkCut(outcome, 0, "");
+            ASSERT_NO_FATAL_FAILURE(checkNext());
+        }
+    }
+
+    /// How the request looks that will be cut.
+    std::size_t getHeadSize() {
+        m_peer.onConnection().expectRequest().reply(secondAnswer).close();
+        EXPECT_EQ(perform().kind, Outcome::Complete);
+        EXPECT_TRUE(m_peer.waitUntilIdle());
+        return m_peer.requests().back().head.size();
+    }
+
+    ScriptedPeer m_peer;
+    P<CNetRequest> m_request = new CNetRequest;
+    std::map<Outcome::Kind, std::size_t> m_count;
+};
+
+INSTANTIATE_TEST_SUITE_P(Ends, FaultSweep, testing::Values(Cut::Fin, Cut::Reset),
+                         [](const auto& param) { return param.param == Cut::Fin ? "Fin" : "Reset"; });
+
+TEST_P(FaultSweep, AnswerOfAGet) {
+    prepareGet();
+    sweepAnswer(getAnswer, 200, receivedBody, [](ConnectionScript script) { return script.expectHead(); });
+    // Nothing shorter than the whole is complete.
+    EXPECT_EQ(m_count[Outcome::Complete], 0u);
+    EXPECT_GT(m_count[Outcome::Failed], receivedBody.size());
+}
+
+TEST_P(FaultSweep, AnswerOfAGetOnAReusedConnection) {
+    const std::size_t statusLineSize = getAnswer.find('\n') + 1;
+    m_peer.setDefaultReply("HTTP/1.1 200 OK\r\nConnection: close\r\nContent-Length: 26\r\n\r\n" +
+                           receivedBody);
+    prepareGet();
+    for (std::size_t count = 0; count < getAnswer.size(); ++count) {
+        SCOPED_TRACE("behind " + std::to_string(count) + " bytes of the second answer");
+        cut(m_peer.onConnection().clientMayLeave().expectHead().reply(getAnswer).expectHead().replyCut(
+            getAnswer, count));
+        const Outcome first = perform();
+        EXPECT_EQ(first.kind, Outcome::Complete);
+        EXPECT_EQ(first.body, receivedBody);
+        const std::size_t connections = m_peer.connectionCount();
+        const Outcome second = perform();
+        // Where nothing of an answer has come, a kept connection is taken for one that had ended before, and
+        // libcurl tries once more on a new one.
+        const bool triedAgain = m_peer.connectionCount() > connections;
+        EXPECT_EQ(second.kind == Outcome::Complete, triedAgain);
+        EXPECT_LE(triedAgain, count < statusLineSize);
+        checkCut(second, 200, receivedBody);
+        ASSERT_NO_FATAL_FAILURE(checkNext());
+    }
+}
+
+TEST_P(FaultSweep, ChunkedAnswerOfAGet) {
+    prepareGet();
+    sweepAnswer(chunkedAnswer, 200, receivedBody,
+                [](ConnectionScript script) { return script.expectHead(); });
+    EXPECT_GT(m_count[Outcome::Failed], receivedBody.size());
+}
+
+TEST_P(FaultSweep, AnswerOfAPut) {
+    preparePut();
+    sweepAnswer(putAnswer, 201, "", [](ConnectionScript script) {
+        return script.expectRequest(ConnectionScript::Interim::Send);
+    });
+    EXPECT_EQ(m_count[Outcome::Complete], 0u);
+    EXPECT_GT(m_count[Outcome::Failed], 0u);
+}
+
+TEST_P(FaultSweep, InterimAnswerOfAPut) {
+    preparePut();
+    sweepAnswer(interim, 0, "", [](ConnectionScript script) { return script.expectHead(); });
+    EXPECT_EQ(m_count[Outcome::Complete], 0u);
+}
+
+TEST_P(FaultSweep, RequestOfAGet) {
+    prepareGet();
+    const std::size_t headSize = getHeadSize();
+    sweepRequest(headSize, headSize);
+}
+
+TEST_P(FaultSweep, RequestOfAPut) {
+    preparePut();
+    const std::size_t headSize = getHeadSize();
+    sweepRequest(headSize, headSize + sentBody.size());
+}
+
+}  // namespace
