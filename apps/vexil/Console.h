@@ -1,0 +1,49 @@
+#pragma once
+
+#include "apps/vexil/Options.h"
+#include "vexil/BaseTypes.h"
+
+#include <mutex>
+#include <ostream>
+#include <string>
+
+namespace vexil::app {
+
+/// Standard output, where results go, and standard error, where everything else goes: messages, and the line
+/// that shows progress. Any thread.
+class CConsole {
+public:
+    /// \param isTerminal  whether `errors` is one, on which a line can be written over
+    CConsole(std::ostream& output, std::ostream& errors, bool isTerminal);
+    CConsole(const CConsole&) = delete;
+    CConsole& operator=(const CConsole&) = delete;
+
+    void setVerbosity(Verbosity verbosity) { m_verbosity = verbosity; }
+    bool shows(Verbosity level) const noexcept { return level <= m_verbosity; }
+    bool isTerminal() const noexcept { return m_isTerminal; }
+
+    /// A line on standard output.
+    void print(const String& line);
+    /// Bytes on standard output, which are gone to the system when this returns.
+    void printBytes(const void* data, int length);
+    /// \throws CError when something did not get to standard output
+    void checkOutput();
+
+    /// A line on standard error, if this level is shown.
+    void message(Verbosity level, const String& line);
+
+    /// Replaces the line that shows progress, on a terminal only; "" takes it away.
+    void showProgressLine(const String& line);
+
+private:
+    void eraseProgressLine();
+
+    std::mutex m_mutex;
+    std::ostream& m_output;
+    std::ostream& m_errors;
+    const bool m_isTerminal;
+    Verbosity m_verbosity = Verbosity::Warning;
+    bool m_hasProgressLine = false;
+};
+
+}  // namespace vexil::app

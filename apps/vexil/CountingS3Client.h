@@ -1,0 +1,22 @@
+#pragma once
+
+#include "vexil/s3/S3Client.h"
+
+namespace vexil::app {
+
+/// An S3 client that knows how often it had to try again, and does not wait once the user wants to stop.
+class CCountingS3Client : public CS3Client {
+public:
+    using CS3Client::CS3Client;
+    ~CCountingS3Client() override;
+
+    int64 getRetryCount() const noexcept { return m_retryCount; }
+
+protected:
+    void waitBeforeRetry(int milliseconds) override;
+
+private:
+    int64 m_retryCount = 0;
+};
+
+}  // namespace vexil::app

@@ -1,0 +1,221 @@
+#include "apps/vexil/ErrorReport.h"
+
+#include "apps/vexil/Text.h"
+#include "vexil/net/ErrorClassification.h"
+#include "vexil/net/NetRequest.h"
+
+#include <cerrno>
+#include <utility>
+
+namespace vexil::app {
+
+namespace {
+
+constexpr std::size_t labelWidth = 16;
+
+struct CFactLabel {
+    const char* property;
+    const char* label;
+};
+
+// In this order; what has no label here comes behind them under its own name.
+constexpr CFactLabel labels[] = {
+    {"s3-code", "S3 code"},
+    {"s3-resource", "S3 resource"},
+    {"s3-requestID", "S3 request id"},
+    {"responseCode", "response code"},
+    {"httpStatusLine", "status line"},
+    {"serverMessage", "server message"},
+    {"httpMethod", "method"},
+    {"url", "URL"},
+};
+
+// A URL may carry the password of its user.
+String withoutPassword(const String& url) {
+    const std::size_t start = url.find("://");
+    if (start == String::npos) {
+        return url;
+    }
+    const std::size_t host = start + 3;
+    std::size_t end = url.find(L'/', host);
+    end = end == String::npos ? url.length() : end;
+    const std::size_t at = url.substr(0, end).findLast(L'@');
+    return at == String::npos || at < host ? url : url.substr(0, host) + "***" + url.substr(at);
+}
+
+String makeFactLine(const String& label, const String& value) {
+    String line = "  " + label + ":";
+    while (line.length() < labelWidth + 2) {
+        line += L' ';
+    }
+    return "\n" + line + " " + printable(value);
+}
+
+bool isLabelled(const String& property) {
+    for (const CFactLabel& label : labels) {
+        if (property == label.property) {
+            return true;
+        }
+    }
+    return false;
+}
+
+String getHintForCurl(int64 code) {
+    switch (code) {
+    case CURLE_UNSUPPORTED_PROTOCOL:
+    case CURLE_URL_MALFORMAT:
+        return "Write the whole URL, for example https://example.com/file.";
+    case CURLE_COULDNT_RESOLVE_PROXY:
+        return "Check the proxy in the environment (http_proxy, https_proxy).";
+    case CURLE_COULDNT_RESOLVE_HOST:
+        return "Check the host name for typing errors, and the network connection.";
+    case CURLE_COULDNT_CONNECT:
+        return "Nothing answers there. Check host and port, and that the server runs.";
+    case CURLE_OPERATION_TIMEDOUT:
+        return "The server or the network is too slow, or hangs. Try again later, or allow more time with "
+               "--timeout.";
+    case CURLE_PEER_FAILED_VERIFICATION:
+    case CURLE_SSL_CACERT_BADFILE:
+        return "The server's certificate is not trusted. Name the certificate of its authority with "
+               "--ca-bundle.";
+    case CURLE_PARTIAL_FILE:
+    case CURLE_GOT_NOTHING:
+    case CURLE_SEND_ERROR:
+    case CURLE_RECV_ERROR:
+        return "The connection broke. Try again.";
+    default:
+        return String();
+    }
+}
+
+String getHintForSystem(int64 code) {
+    switch (code) {
+    case ENOSPC:
+        return "The disk is full. Make room and try again.";
+    case EFBIG:
+        return "A file must not become that large there (see ulimit -f).";
+    case EACCES:
+    case EPERM:
+        return "Check the rights of the file and its folder, or run as a user who has them.";
+    default:
+        return String();
+    }
+}
+
+}  // namespace
+
+CErrorReport::CErrorReport(const std::exception& error)
+    : m_error(error), m_known(dynamic_cast<const CError*>(&error)) {
+    if (m_known) {
+        m_facts = m_known->getProps();
+        m_status = getHTTPStatusCodeFromError(*m_known);
+        m_s3Code = m_facts.lookup("s3-code");
+    }
+}
+
+void CErrorReport::addRequest(const CNetRequest& request) {
+    const auto add = [this](const char* name, const String& value) {
+        m_facts.addCond(!m_facts.has(name) && !value.isEmpty(), name, value);
+    };
+    if (m_status > 0 || (m_known && m_known->getDomain() == "curl")) {
+        add("httpStatusLine", request.getHTTPStatusLine());
+        add("httpMethod", request.getHTTPMethod());
+        add("url", request.getURL());
+    }
+}
+
+String CErrorReport::getMessage() const {
+    return m_known ? m_known->getMessage() : String::fromUTF8Lossy(m_error.what());
+}
+
+String CErrorReport::getText() const {
+    String text = printable(getMessage());
+    if (m_known && !m_known->getDomain().isEmpty() && m_known->getCode() != -1) {
+        text += makeFactLine(m_known->getDomain() == "curl" ? String("libcurl code")
+                                                            : m_known->getDomain() + " code",
+                             String::fromInt(m_known->getCode()));
+    }
+    for (const auto& [property, label] : labels) {
+        if (const String value = m_facts.lookup(property); !value.isEmpty()) {
+            text += makeFactLine(label, property == std::string_view("url") ? withoutPassword(value) : value);
+        }
+    }
+    for (const auto& [property, value] : m_facts.getEntries()) {
+        if (!isLabelled(property) && property != "responseCodeDomain") {
+            text += makeFactLine(property, value);
+        }
+    }
+    if (m_known && m_known->getInnerError()) {
+        text += makeFactLine("cause", m_known->getInnerError()->getMessage());
+    }
+    if (const String hint = getHint(); !hint.isEmpty()) {
+        text += makeFactLine("what you can do", hint);
+    }
+    return text;
+}
+
+String CErrorReport::getLine() const {
+    const String message = printable(getMessage());
+    return m_s3Code.isEmpty() && m_status > 0 && message.find("response code") == String::npos
+               ? message + " (status " + String::fromInt(m_status) + ")"
+               : message;
+}
+
+ExitCode CErrorReport::getExitCode() const {
+    if (dynamic_cast<const CInvalidArgError*>(&m_error)) {
+        return ExitCode::Usage;
+    }
+    if (m_status == 404 || m_s3Code == "NoSuchKey" || m_s3Code == "NoSuchBucket") {
+        return ExitCode::NotFound;
+    }
+    return isLoginRefused() || isAccessDenied() ? ExitCode::RefusedLogin : ExitCode::Failed;
+}
+
+bool CErrorReport::isHopeless() const {
+    return isNetworkOrServiceDownError(m_error) || m_s3Code == "NoSuchBucket" || isLoginRefused();
+}
+
+bool CErrorReport::isAccessDenied() const {
+    return m_status == 403 || m_s3Code == "AccessDenied";
+}
+
+bool CErrorReport::isLoginRefused() const {
+    return m_status == 401 || m_s3Code == "InvalidAccessKeyId" || m_s3Code == "SignatureDoesNotMatch" ||
+           m_s3Code == "RequestTimeTooSkewed";
+}
+
+String CErrorReport::getHint() const {
+    if (m_s3Code == "RequestTimeTooSkewed") {
+        return "Set this computer's clock: it differs too much from the server's.";
+    }
+    if (m_s3Code == "NoSuchBucket") {
+        return "Check the bucket's name, or make it with: vexil s3 mb BUCKET";
+    }
+    if (m_s3Code == "NoSuchKey") {
+        return "See what is there with: vexil s3 ls BUCKET";
+    }
+    if (m_s3Code == "InvalidAccessKeyId" || m_s3Code == "SignatureDoesNotMatch") {
+        return "Check VEXIL_S3_ACCESS_KEY and VEXIL_S3_SECRET_KEY, or the file of --credentials.";
+    }
+    if (m_s3Code == "AccessDenied") {
+        return "The owner of these keys may not do that. Check the keys, and the rights on the bucket.";
+    }
+    if (m_s3Code == "PermanentRedirect" || m_s3Code == "TemporaryRedirect") {
+        return "The bucket is at home elsewhere: name its region's server with --endpoint.";
+    }
+    if (isLoginRefused() || isAccessDenied()) {
+        return "The server wants other credentials for this.";
+    }
+    if (m_status == 404) {
+        return "Check the name for typing errors.";
+    }
+    if (m_known && m_known->getDomain() == "curl") {
+        return getHintForCurl(m_known->getCode());
+    }
+    if (m_known && m_known->getDomain() == "system") {
+        return getHintForSystem(m_known->getCode());
+    }
+    return String();
+}
+
+}  // namespace vexil::app

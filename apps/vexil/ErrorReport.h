@@ -1,0 +1,49 @@
+#pragma once
+
+#include "apps/vexil/ExitCode.h"
+#include "vexil/BaseTypes.h"
+
+#include <exception>
+
+namespace vexil {
+class CNetRequest;
+}
+
+namespace vexil::app {
+
+/// Tells a person what went wrong: the message, every fact that the error object has, and what can be done
+/// about it.
+class CErrorReport {
+public:
+    /// The error must outlive the report.
+    explicit CErrorReport(const std::exception& error);
+
+    /// Adds what an error does not know that comes from an answer's body: the request's URL, method and
+    /// status line.
+    void addRequest(const CNetRequest& request);
+
+    /// Lines, without a line end behind the last one.
+    String getText() const;
+    /// Message and S3 code or status in one line.
+    String getLine() const;
+    ExitCode getExitCode() const;
+
+    /// Whether every further request will fail in the same way: nothing answers, the keys are not accepted, or
+    /// there is no such bucket.
+    bool isHopeless() const;
+    /// Whether the server says that this is not allowed to the owner of these keys.
+    bool isAccessDenied() const;
+
+private:
+    String getHint() const;
+    String getMessage() const;
+    bool isLoginRefused() const;
+
+    const std::exception& m_error;
+    const CError* m_known;  // the same, where it is one of the library's
+    CProps m_facts;
+    int m_status = -1;
+    String m_s3Code;
+};
+
+}  // namespace vexil::app

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "vexil/BaseTypes.h"
+
+#include <filesystem>
+#include <vector>
+
+namespace vexil::app {
+
+/// Compares files byte for byte.
+class CFileComparer {
+public:
+    CFileComparer();
+
+    /// The first difference of two regular files, "" when they are the same.
+    /// \throws CError when one of them cannot be read
+    String findDifference(const std::filesystem::path& first, const std::filesystem::path& second);
+
+private:
+    std::vector<char> m_firstBlock;
+    std::vector<char> m_secondBlock;
+};
+
+}  // namespace vexil::app

@@ -1,0 +1,108 @@
+#include "apps/vexil/FolderWalker.h"
+
+#include "apps/vexil/Interrupt.h"
+#include "apps/vexil/Text.h"
+
+#include <algorithm>
+#include <system_error>
+
+namespace vexil::app {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+String describeFailure(const std::error_code& failure) {
+    return String::fromUTF8Lossy(failure.message());
+}
+
+const char* nameType(fs::file_type type) {
+    switch (type) {
+    case fs::file_type::symlink:
+        return "a link";
+    case fs::file_type::block:
+    case fs::file_type::character:
+        return "a device";
+    case fs::file_type::fifo:
+        return "a pipe";
+    case fs::file_type::socket:
+        return "a socket";
+    default:
+        return "no regular file";
+    }
+}
+
+// "./a/" and "a" mean the same entry.
+fs::path normalize(const std::string& path) {
+    const fs::path normal = toPath(path).lexically_normal();
+    return normal.has_filename() ? normal : normal.parent_path();
+}
+
+}  // namespace
+
+IFolderVisitor::~IFolderVisitor() = default;
+
+CFolderWalker::CFolderWalker(const fs::path& folder, const std::vector<std::string>& excluded)
+    : m_folder(folder) {
+    std::error_code failure;
+    const fs::file_status status = fs::status(folder, failure);
+    if (!fs::is_directory(status)) {
+        throw CInvalidArgError("CFolderWalker", fs::exists(status)
+                                                    ? "'" + describe(folder) + "' is not a folder"
+                                                : failure && status.type() != fs::file_type::not_found
+                                                    ? "cannot look at the folder '" + describe(folder) +
+                                                          "': " + describeFailure(failure)
+                                                    : "there is no folder '" + describe(folder) + "'");
+    }
+    std::transform(excluded.begin(), excluded.end(), std::back_inserter(m_excluded), normalize);
+}
+
+void CFolderWalker::walk(IFolderVisitor& visitor) const {
+    walkFolder(visitor, fs::path());
+}
+
+void CFolderWalker::walkFolder(IFolderVisitor& visitor, const fs::path& relativePath) const {
+    std::error_code failure;
+    std::vector<fs::directory_entry> entries;
+    for (fs::directory_iterator next(m_folder / relativePath, failure);
+         !failure && next != fs::directory_iterator(); next.increment(failure)) {
+        entries.push_back(*next);
+    }
+    if (failure) {
+        visitor.onProblem(relativePath.empty() ? fs::path(".") : relativePath,
+                          "the folder cannot be read: " + describeFailure(failure));
+    } else if (entries.empty() && !relativePath.empty()) {
+        visitor.onEmptyFolder(relativePath);
+    }
+    std::sort(entries.begin(), entries.end(), [](const auto& left, const auto& right) {
+        return left.path().native() < right.path().native();
+    });
+    for (const fs::directory_entry& entry : entries) {
+        visit(visitor, entry, relativePath / entry.path().filename());
+    }
+}
+
+void CFolderWalker::visit(IFolderVisitor& visitor, const fs::directory_entry& entry,
+                          const fs::path& relativePath) const {
+    CInterrupt::throwIfRequested();
+    if (isExcluded(relativePath)) {
+        return;
+    }
+    std::error_code failure;
+    const fs::file_status status = entry.symlink_status(failure);
+    if (!fs::status_known(status) || !fs::exists(status)) {
+        visitor.onProblem(relativePath, describeFailure(failure));
+    } else if (fs::is_directory(status)) {
+        walkFolder(visitor, relativePath);
+    } else if (fs::is_regular_file(status)) {
+        visitor.onFile(relativePath);
+    } else {
+        visitor.onSkipped(relativePath, nameType(status.type()));
+    }
+}
+
+bool CFolderWalker::isExcluded(const fs::path& relativePath) const {
+    return std::find(m_excluded.begin(), m_excluded.end(), relativePath) != m_excluded.end();
+}
+
+}  // namespace vexil::app

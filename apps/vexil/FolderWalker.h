@@ -1,0 +1,45 @@
+#pragma once
+
+#include "vexil/BaseTypes.h"
+
+#include <filesystem>
+#include <vector>
+
+namespace vexil::app {
+
+/// Who learns what a walk through a folder finds. All paths are relative to that folder.
+class IFolderVisitor {
+public:
+    virtual ~IFolderVisitor();
+
+    virtual void onFile(const std::filesystem::path& relativePath) = 0;
+    /// Something that is neither file nor folder.
+    /// \param what  "a link" and the like
+    virtual void onSkipped(const std::filesystem::path& relativePath, const char* what) = 0;
+    virtual void onEmptyFolder(const std::filesystem::path& relativePath) = 0;
+    /// An entry that cannot be looked at; the walk goes on behind it.
+    virtual void onProblem(const std::filesystem::path& relativePath, const String& reason) = 0;
+};
+
+/// Walks through a folder and all below it, in the order of the names. Links are not followed.
+class CFolderWalker {
+public:
+    /// \param excluded  paths relative to the folder, of files and folders to leave out
+    /// \throws CInvalidArgError when there is no such folder
+    CFolderWalker(const std::filesystem::path& folder, const std::vector<std::string>& excluded);
+
+    const std::filesystem::path& getFolder() const noexcept { return m_folder; }
+
+    void walk(IFolderVisitor& visitor) const;
+
+private:
+    void walkFolder(IFolderVisitor& visitor, const std::filesystem::path& relativePath) const;
+    void visit(IFolderVisitor& visitor, const std::filesystem::directory_entry& entry,
+               const std::filesystem::path& relativePath) const;
+    bool isExcluded(const std::filesystem::path& relativePath) const;
+
+    std::filesystem::path m_folder;
+    std::vector<std::filesystem::path> m_excluded;
+};
+
+}  // namespace vexil::app

@@ -1,0 +1,87 @@
+#include "apps/vexil/ObjectKey.h"
+
+#include "apps/vexil/Platform.h"
+#include "apps/vexil/Text.h"
+
+#include <string>
+
+namespace vexil::app {
+
+namespace {
+
+// The service's own limit, in bytes of UTF-8.
+constexpr std::size_t maxKeyBytes = 1024;
+
+// Listings are XML 1.0, which has no place for these; one such key makes a whole page unreadable.
+bool isLostInListing(wchar_t character) {
+    return character < 0x20 || character == 0xFFFE || character == 0xFFFF;
+}
+
+String findKeyProblem(const String& key) {
+    for (const wchar_t character : key.view()) {
+        if (isLostInListing(character)) {
+            return "it has a control character, which gets lost in a bucket's listing";
+        }
+    }
+    if (key.trimmed().isEmpty()) {
+        return "a name of nothing but blanks gets lost in a bucket's listing";
+    }
+    if (const std::size_t bytes = key.toUTF8().size(); bytes > maxKeyBytes) {
+        return "its key would have " + formatNumberOf(static_cast<int64>(bytes), "byte") + ", and " +
+               formatCount(maxKeyBytes) + " are the limit";
+    }
+    return String();
+}
+
+[[noreturn]] void refuse(const String& key, const String& reason) {
+    throw CError("The object '" + printable(key) + "' cannot be stored as a file: " + reason + ".");
+}
+
+String findComponentProblem(const String& component) {
+    if (component.isEmpty()) {
+        return "its key has an empty name between slashes, or begins or ends with one";
+    }
+    if (component == "." || component == "..") {
+        return "its key has '" + component + "' as a name, which could lead out of the folder";
+    }
+    const String problem = findNameProblem(component);
+    return problem.isEmpty() ? problem : "'" + printable(component) + "' " + problem;
+}
+
+}  // namespace
+
+String makeFolderPrefix(const String& prefix) {
+    return prefix.isEmpty() || prefix.endsWith("/") ? prefix : prefix + "/";
+}
+
+String makeObjectKey(const String& prefix, const std::filesystem::path& relativePath) {
+    const std::u8string bytes = relativePath.generic_u8string();
+    String path;
+    try {
+        path = String::fromUTF8(std::string(bytes.begin(), bytes.end()));
+    } catch (const CError&) {
+        throw CError("its name is not UTF-8 text");
+    }
+    const String key = prefix + path;
+    if (const String problem = findKeyProblem(key); !problem.isEmpty()) {
+        throw CError(problem);
+    }
+    return key;
+}
+
+std::filesystem::path makeRelativePath(const String& prefix, const String& key) {
+    const String name = key.substr(prefix.length());
+    std::filesystem::path path;
+    for (std::size_t start = 0; start <= name.length();) {
+        const std::size_t end = std::min(name.find(L'/', start), name.length());
+        const String component = name.substr(start, end - start);
+        if (const String problem = findComponentProblem(component); !problem.isEmpty()) {
+            refuse(key, problem);
+        }
+        path /= toPath(component);
+        start = end + 1;
+    }
+    return path;
+}
+
+}  // namespace vexil::app

@@ -1,0 +1,88 @@
+#include "apps/vexil/PartFile.h"
+
+#include "apps/vexil/Text.h"
+
+#include <string>
+#include <system_error>
+
+namespace vexil::app {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// Names have 255 bytes at most on all usual file systems.
+constexpr std::size_t maxStemLength = 200;
+
+fs::path makePartName(const fs::path& target, int number) {
+    fs::path::string_type stem = target.filename().native();
+    stem.resize(std::min(stem.size(), maxStemLength));
+    // What was cut in the middle of a character is one that no strict file system takes.
+    while (stem.size() == maxStemLength && !stem.empty() &&
+           (static_cast<unsigned int>(stem.back()) & 0x80) != 0) {
+        stem.pop_back();
+    }
+    fs::path name = ".";
+    name += stem;
+    name += ".vexil-part";
+    if (number > 1) {
+        name += std::to_string(number);
+    }
+    return target.parent_path() / name;
+}
+
+// A file of that name may be somebody's data, or the rest of a program that was killed.
+fs::path findFreePartName(const fs::path& target) {
+    for (int number = 1;; ++number) {
+        const fs::path name = makePartName(target, number);
+        std::error_code ignored;
+        if (!fs::exists(fs::symlink_status(name, ignored))) {
+            return name;
+        }
+    }
+}
+
+}  // namespace
+
+CPartFile::CPartFile(const fs::path& target) : m_target(target) {
+    std::error_code ignored;
+    const fs::file_status status = fs::status(target, ignored);
+    if (fs::is_directory(status)) {
+        throw CError("Cannot create the file '" + describe(target) + "': a folder has this name", "system");
+    }
+    if (fs::exists(status) && !fs::is_regular_file(status)) {
+        m_stream = new CFileOutStream(target, target);
+        return;
+    }
+    m_part = findFreePartName(target);
+    m_stream = new CFileOutStream(m_part, target);
+}
+
+CPartFile::~CPartFile() {
+    if (!m_part.empty()) {
+        // Windows does not remove an open file.
+        try {
+            m_stream->close();
+        } catch (const CError&) {
+            // The error that matters is on its way already.
+        }
+        std::error_code ignored;
+        fs::remove(m_part, ignored);
+    }
+}
+
+void CPartFile::commit() {
+    m_stream->close();
+    if (!m_part.empty()) {
+        std::error_code failure;
+        fs::rename(m_part, m_target, failure);
+        if (failure) {
+            throw CError("Cannot create the file '" + describe(m_target) +
+                             "': " + describeSystemError(failure.default_error_condition().value()),
+                         "system", failure.value());
+        }
+        m_part.clear();
+    }
+}
+
+}  // namespace vexil::app

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "apps/vexil/FileOutStream.h"
+#include "vexil/BaseTypes.h"
+
+#include <filesystem>
+
+namespace vexil::app {
+
+/// A file that comes into being whole or not at all: it is written under another name in the same folder
+/// (".NAME.vexil-part") and gets its own name, in place of what had it, when it is complete. Without commit()
+/// nothing is left of it.
+///
+/// What is there and is no file (a device such as /dev/stdout, a pipe) is written directly.
+class CPartFile {
+public:
+    /// \throws CError when the file cannot be made or a folder has its name
+    explicit CPartFile(const std::filesystem::path& target);
+    ~CPartFile();
+    CPartFile(const CPartFile&) = delete;
+    CPartFile& operator=(const CPartFile&) = delete;
+
+    const P<CFileOutStream>& getStream() const noexcept { return m_stream; }
+    void commit();
+
+private:
+    std::filesystem::path m_target;
+    std::filesystem::path m_part;  // empty where the target is written directly
+    P<CFileOutStream> m_stream;
+};
+
+}  // namespace vexil::app

@@ -1,0 +1,34 @@
+/// \file
+/// What differs between the systems.
+#pragma once
+
+#include "vexil/BaseTypes.h"
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vexil::app {
+
+enum class StandardStream { Output, Error };
+
+/// Prepares the process: a closed pipe or an exhausted file size limit becomes an error of the write, and
+/// standard output passes bytes as they are.
+void initializePlatform();
+
+/// The arguments in UTF-8 (on Linux: the bytes as given), without the program's name.
+std::vector<std::string> getArguments(int argc, char** argv);
+
+/// A variable of the environment in the same form; none when it is not set.
+std::optional<std::string> getEnvironmentVariable(const char* name);
+
+bool isTerminal(StandardStream stream);
+
+/// Whether others than the file's owner may read it. False where the system has no such rights.
+bool isReadableByOthers(const std::filesystem::path& file);
+
+/// Why a file cannot have this name on this system, as the end of a sentence; "" when it can.
+String findNameProblem(const String& name);
+
+}  // namespace vexil::app

@@ -1,0 +1,190 @@
+#include "apps/vexil/Program.h"
+
+#include "apps/vexil/Command.h"
+#include "apps/vexil/ConsoleLogSink.h"
+#include "apps/vexil/Context.h"
+#include "apps/vexil/ErrorReport.h"
+#include "apps/vexil/ExitCode.h"
+#include "apps/vexil/Interrupt.h"
+#include "apps/vexil/Platform.h"
+#include "apps/vexil/commands/CompareCommand.h"
+#include "apps/vexil/commands/HTTPGetCommand.h"
+#include "apps/vexil/commands/HTTPHeadCommand.h"
+#include "apps/vexil/commands/HTTPPutCommand.h"
+#include "apps/vexil/commands/S3BackupCommand.h"
+#include "apps/vexil/commands/S3CpCommand.h"
+#include "apps/vexil/commands/S3GetCommand.h"
+#include "apps/vexil/commands/S3HeadCommand.h"
+#include "apps/vexil/commands/S3LsCommand.h"
+#include "apps/vexil/commands/S3MbCommand.h"
+#include "apps/vexil/commands/S3PutCommand.h"
+#include "apps/vexil/commands/S3RestoreCommand.h"
+#include "apps/vexil/commands/S3RmCommand.h"
+#include "vexil/Version.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <iostream>
+#include <map>
+#include <utility>
+
+namespace vexil::app {
+
+namespace {
+
+constexpr int maxRetries = 1000000;
+constexpr double maxTimeoutSeconds = 1000000;
+
+constexpr const char* footer = R"(Examples:
+  vexil http get https://example.com/list.txt list.txt
+  vexil s3 ls photos
+  vexil s3 backup ~/Documents backups documents/
+  vexil s3 restore backups documents/ restored
+
+Environment:
+  VEXIL_S3_ACCESS_KEY, VEXIL_S3_SECRET_KEY
+              The keys of the S3 account. They are never taken from the arguments, which
+              other users of the computer can read.
+  VEXIL_S3_ENDPOINT
+              The S3 server, where --endpoint does not name it.
+
+Exit codes:
+  0    done
+  1    a transfer or a comparison failed
+  2    wrong usage: arguments, settings, missing credentials
+  3    not found
+  4    the server refuses the credentials
+  130  interrupted by Ctrl-C (for other signals 128 and their number)
+
+'vexil http --help', 'vexil s3 backup --help' and so on tell more about each command.)";
+
+constexpr int exitCodeOf(ExitCode code) {
+    return static_cast<int>(code);
+}
+
+}  // namespace
+
+CProgram::CProgram() = default;
+CProgram::~CProgram() = default;
+
+int CProgram::run(int argc, char** argv) {
+    initializePlatform();
+    CInterrupt::install();
+    CLI::App app("Transfers files over HTTP and to and from S3 servers, single ones and whole folders.",
+                 "vexil");
+    addOptions(app);
+    addCommands(app);
+    std::vector<std::string> arguments = getArguments(argc, argv);
+    std::reverse(arguments.begin(), arguments.end());
+    try {
+        app.parse(std::move(arguments));
+    } catch (const CLI::ParseError& error) {
+        // Help and version are "errors" of code 0.
+        return app.exit(error) == 0 ? exitCodeOf(ExitCode::Done) : exitCodeOf(ExitCode::Usage);
+    }
+    CConsole console(std::cout, std::cerr, isTerminal(StandardStream::Error));
+    console.setVerbosity(m_options.verbosity);
+    const P<zet::ILogSink> logSink = new CConsoleLogSink(console);
+    zet::setLogSink(logSink);
+    const int exitCode = runCommand(console);
+    zet::setLogSink(nullptr);
+    return exitCode;
+}
+
+int CProgram::runCommand(CConsole& console) {
+    CContext context(m_options, console);
+    try {
+        const ExitCode code = m_chosen->run(context);
+        console.checkOutput();
+        return exitCodeOf(code);
+    } catch (const std::exception& error) {
+        return reportFailure(console, context, error);
+    }
+}
+
+int CProgram::reportFailure(CConsole& console, CContext& context, const std::exception& error) {
+    if (CInterrupt::isRequested()) {
+        console.message(Verbosity::Error, "vexil: interrupted");
+        return CInterrupt::getExitCode();
+    }
+    CErrorReport report(error);
+    if (context.hasRequest()) {
+        report.addRequest(context.getRequest());
+    }
+    console.message(Verbosity::Error, "vexil: error: " + report.getText());
+    return exitCodeOf(report.getExitCode());
+}
+
+void CProgram::addOptions(CLI::App& app) {
+    static const std::map<std::string, Verbosity> levels = {{"quiet", Verbosity::Quiet},
+                                                            {"error", Verbosity::Error},
+                                                            {"warning", Verbosity::Warning},
+                                                            {"info", Verbosity::Info},
+                                                            {"debug", Verbosity::Debug}};
+    app.footer(footer);
+    // Options of the program may stand behind the command, too.
+    app.fallthrough();
+    app.require_subcommand(1);
+    app.set_help_flag("-h,--help", "Print this help and exit");
+    app.set_version_flag("--version", std::string("vexil ") + getVersion());
+    app.add_option("--endpoint", m_options.endpoint,
+                   "The S3 server, for example https://s3.example.com:9000 (default: the environment's "
+                   "VEXIL_S3_ENDPOINT, else Amazon's)")
+        ->type_name("URL");
+    app.add_flag("--verify,!--no-verify", m_options.verify,
+                 "Check the server's certificate (default); --no-verify trusts anybody, for tests only");
+    app.add_option("--ca-bundle", m_options.caBundle,
+                   "File of the certificates to trust, in PEM form (default: the system's)")
+        ->type_name("FILE");
+    app.add_option(
+           "--timeout", m_options.timeoutSeconds,
+           "End a request that takes longer (default: no limit, but one that stands still for 60 s ends)")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(0.001, maxTimeoutSeconds));
+    app.add_option("--retries", m_options.retries, "How often an S3 request is tried again (default: 50)")
+        ->type_name("N")
+        ->check(CLI::Range(0, maxRetries));
+    app.add_option("--credentials", m_options.credentialsFile,
+                   "File with the lines 'access_key=...' and 'secret_key=...' (default: the environment)")
+        ->type_name("FILE");
+    app.add_option("--log-level", m_options.verbosity,
+                   "What to tell on standard error: quiet, error, warning (default), info or debug")
+        ->type_name("LEVEL")
+        ->transform(CLI::Transformer(levels).description(""));
+}
+
+void CProgram::addCommands(CLI::App& app) {
+    CLI::App* http = app.add_subcommand("http", "Get, put and look at single files by their URL");
+    http->require_subcommand(1);
+    http->footer("Example:\n  vexil http head https://example.com/");
+    addCommand(*http, std::make_unique<CHTTPGetCommand>());
+    addCommand(*http, std::make_unique<CHTTPHeadCommand>());
+    addCommand(*http, std::make_unique<CHTTPPutCommand>());
+
+    CLI::App* s3 =
+        app.add_subcommand("s3", "Work with the objects of an S3 server, and back up folders to it");
+    s3->require_subcommand(1);
+    s3->footer("The keys come from VEXIL_S3_ACCESS_KEY and VEXIL_S3_SECRET_KEY, or from the file of "
+               "--credentials.\n\n"
+               "Example:\n  vexil --endpoint https://s3.example.com s3 ls photos");
+    addCommand(*s3, std::make_unique<CS3PutCommand>());
+    addCommand(*s3, std::make_unique<CS3GetCommand>());
+    addCommand(*s3, std::make_unique<CS3HeadCommand>());
+    addCommand(*s3, std::make_unique<CS3LsCommand>());
+    addCommand(*s3, std::make_unique<CS3CpCommand>());
+    addCommand(*s3, std::make_unique<CS3RmCommand>());
+    addCommand(*s3, std::make_unique<CS3MbCommand>());
+    addCommand(*s3, std::make_unique<CS3BackupCommand>());
+    addCommand(*s3, std::make_unique<CS3RestoreCommand>());
+
+    addCommand(app, std::make_unique<CCompareCommand>());
+}
+
+void CProgram::addCommand(CLI::App& group, std::unique_ptr<CCommand> command) {
+    CCommand* const chosen = command.get();
+    command->addTo(group)->callback([this, chosen] { m_chosen = chosen; });
+    m_commands.push_back(std::move(command));
+}
+
+}  // namespace vexil::app

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "apps/vexil/Progress.h"
+#include "vexil/BaseTypes.h"
+#include "vexil/s3/S3ListObjectsElement.h"
+
+#include <filesystem>
+
+namespace vexil::app {
+
+class CContext;
+
+/// Makes files of all objects below a prefix. Each gets its name when it is complete, in place of a file that
+/// has it. What cannot be stored is reported and does not hinder the rest; a server that will refuse
+/// everything ends it.
+class CRestore {
+public:
+    /// The context must outlive it.
+    /// \param folder  made when it is not there
+    CRestore(CContext& context, const String& bucket, const String& prefix,
+             const std::filesystem::path& folder);
+
+    void run();
+
+    /// Prints what was done.
+    void printReport();
+    int64 getFailureCount() const noexcept { return m_failures; }
+
+private:
+    void restore(const CS3ListObjectsElement& element);
+    void download(const CS3ListObjectsElement& element, const std::filesystem::path& relativePath);
+    bool isFolderMarker(const CS3ListObjectsElement& element) const;
+    void makeFolders(const std::filesystem::path& relativePath);
+
+    CContext& m_context;
+    String m_bucket;
+    String m_prefix;
+    std::filesystem::path m_folder;
+    CProgress m_progress;
+    int64 m_continuations = 0;
+    int64 m_failures = 0;
+};
+
+}  // namespace vexil::app

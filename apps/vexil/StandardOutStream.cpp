@@ -1,0 +1,22 @@
+#include "apps/vexil/StandardOutStream.h"
+
+#include "apps/vexil/Console.h"
+
+namespace vexil::app {
+
+CStandardOutStream::~CStandardOutStream() = default;
+
+void CStandardOutStream::write(const void* data, int length) {
+    m_console.printBytes(data, length);
+    m_position += length;
+}
+
+void CStandardOutStream::seek(int64 position) {
+    if (position != m_position) {
+        throw CError(
+            "Standard output has bytes of a broken transfer already, and the transfer has to begin again.",
+            "system");
+    }
+}
+
+}  // namespace vexil::app

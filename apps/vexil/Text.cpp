@@ -1,0 +1,115 @@
+#include "apps/vexil/Text.h"
+
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <system_error>
+
+namespace vexil::app {
+
+namespace {
+
+String formatOneDigit(double value) {
+    std::array<char, 64> digits{};
+    const auto end =
+        std::to_chars(digits.data(), digits.data() + digits.size(), value, std::chars_format::fixed, 1);
+    return String::fromLatin1({digits.data(), static_cast<std::size_t>(end.ptr - digits.data())});
+}
+
+String formatTwoPlaces(int64 value) {
+    return (value < 10 ? String("0") : String()) + String::fromInt(value);
+}
+
+std::string toBytes(const std::u8string& text) {
+    return std::string(text.begin(), text.end());
+}
+
+bool isControl(wchar_t character) {
+    return character < 0x20 || (character >= 0x7F && character < 0xA0);
+}
+
+}  // namespace
+
+std::filesystem::path toPath(const std::string& argument) {
+    return std::filesystem::path(std::u8string(argument.begin(), argument.end()));
+}
+
+std::filesystem::path toPath(const String& text) {
+    return toPath(text.toUTF8());
+}
+
+String describe(const std::filesystem::path& path) {
+    return printable(String::fromUTF8Lossy(toBytes(path.generic_u8string())));
+}
+
+String printable(const String& text) {
+    constexpr std::wstring_view hexDigits = L"0123456789ABCDEF";
+    String result;
+    for (const wchar_t character : text.view()) {
+        if (isControl(character)) {
+            result += "\\x";
+            result += hexDigits[(static_cast<unsigned int>(character) >> 4) & 0xF];
+            result += hexDigits[static_cast<unsigned int>(character) & 0xF];
+        } else {
+            result += character;
+        }
+    }
+    return result;
+}
+
+String describeSystemError(int code) {
+    return code == 0 ? String("unknown error") : String::fromUTF8Lossy(std::generic_category().message(code));
+}
+
+String formatBytes(int64 bytes) {
+    static constexpr std::array units = {"kB", "MB", "GB", "TB", "PB", "EB"};
+    if (bytes < 1000) {
+        return formatNumberOf(bytes, "byte");
+    }
+    double value = static_cast<double>(bytes) / 1000;
+    std::size_t unit = 0;
+    // 999,950 would be rounded to "1000.0 kB".
+    while (value >= 999.95 && unit + 1 < units.size()) {
+        value /= 1000;
+        ++unit;
+    }
+    return formatOneDigit(value) + " " + units[unit];
+}
+
+String formatCount(int64 count) {
+    String text = String::fromInt(count);
+    const std::size_t first = count < 0 ? 1 : 0;
+    for (std::size_t position = text.length(); position > first + 3;) {
+        position -= 3;
+        text.replace(position, 0, ",");
+    }
+    return text;
+}
+
+String formatSeconds(double seconds) {
+    if (seconds < 59.95) {
+        return formatOneDigit(seconds) + " s";
+    }
+    const auto whole = static_cast<int64>(std::llround(seconds));
+    if (whole < 3600) {
+        return String::fromInt(whole / 60) + " min " + formatTwoPlaces(whole % 60) + " s";
+    }
+    return String::fromInt(whole / 3600) + " h " + formatTwoPlaces(whole % 3600 / 60) + " min";
+}
+
+String formatRate(int64 bytes, double seconds) {
+    return seconds > 0 ? formatBytes(static_cast<int64>(static_cast<double>(bytes) / seconds)) + "/s"
+                       : String("-");
+}
+
+String formatNumberOf(int64 count, const char* noun) {
+    const String singular = noun;
+    if (count == 1) {
+        return "1 " + singular;
+    }
+    const bool endsInY = singular.endsWith("y");
+    return formatCount(count) + " " +
+           (endsInY ? singular.substr(0, singular.length() - 1) + "ies" : singular + "s");
+}
+
+}  // namespace vexil::app

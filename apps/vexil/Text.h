@@ -1,0 +1,37 @@
+/// \file
+/// Between texts, paths and numbers for people.
+#pragma once
+
+#include "vexil/BaseTypes.h"
+
+#include <filesystem>
+#include <string>
+
+namespace vexil::app {
+
+/// The path that an argument names: UTF-8, on Linux any bytes.
+std::filesystem::path toPath(const std::string& argument);
+std::filesystem::path toPath(const String& text);
+
+/// A path for people: with "/", what is not UTF-8 replaced, control characters escaped.
+String describe(const std::filesystem::path& path);
+
+/// A text from elsewhere for people: control characters, with which a terminal could be led astray, become
+/// "\x1B" and the like.
+String printable(const String& text);
+
+/// The text of an `errno` value.
+String describeSystemError(int code);
+
+/// "0 bytes", "999 bytes", "1.0 kB", "48.1 MB": decimal units, one digit behind the full stop.
+String formatBytes(int64 bytes);
+/// "4,404,019".
+String formatCount(int64 count);
+/// "0.3 s", "2 min 05 s", "3 h 07 min".
+String formatSeconds(double seconds);
+/// "12.3 MB/s"; "-" for no time at all.
+String formatRate(int64 bytes, double seconds);
+/// "1 file", "3 files", "2 retries": English plural unless the count is 1.
+String formatNumberOf(int64 count, const char* noun);
+
+}  // namespace vexil::app

@@ -1,0 +1,54 @@
+#include "apps/vexil/commands/HTTPGetCommand.h"
+
+#include "apps/vexil/Context.h"
+#include "apps/vexil/HTTPBodySink.h"
+#include "apps/vexil/PartFile.h"
+#include "apps/vexil/Progress.h"
+#include "apps/vexil/StandardOutStream.h"
+#include "apps/vexil/Text.h"
+
+#include <CLI/CLI.hpp>
+
+namespace vexil::app {
+
+namespace {
+
+void download(CContext& context, CNetRequest& request, zet::IOutStream& out) {
+    CProgress progress(context.getConsole());
+    const CProgressScope scope(context, progress);
+    request.setReceiveDataSink(new CHTTPBodySink(&out, request.getDefaultReceiveSink()));
+    request.perform();
+    if (!request.isResponseComplete()) {
+        throw CError("The connection ended within the headers of the answer.");
+    }
+}
+
+}  // namespace
+
+CLI::App* CHTTPGetCommand::addTo(CLI::App& group) {
+    CLI::App* command = group.add_subcommand("get", "Download a URL");
+    command->add_option("URL", m_url, "What to download")->required();
+    command->add_option("FILE", m_file,
+                        "Where to put it; a file of this name is replaced (default: standard output)");
+    command->footer(R"(Examples:
+  vexil http get https://example.com/list.txt list.txt
+  vexil http get https://example.com/list.txt | less
+
+The file gets its name when the download is complete; nothing is left of one that fails.)");
+    return command;
+}
+
+ExitCode CHTTPGetCommand::run(CContext& context) {
+    CNetRequest& request = context.prepareHTTPRequest(m_url);
+    if (m_file.empty() || m_file == "-") {
+        const P<zet::IOutStream> out = new CStandardOutStream(context.getConsole());
+        download(context, request, *out);
+    } else {
+        CPartFile file(toPath(m_file));
+        download(context, request, *file.getStream());
+        file.commit();
+    }
+    return ExitCode::Done;
+}
+
+}  // namespace vexil::app

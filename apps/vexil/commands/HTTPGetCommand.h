@@ -1,0 +1,20 @@
+#pragma once
+
+#include "apps/vexil/Command.h"
+
+#include <string>
+
+namespace vexil::app {
+
+/// `vexil http get`: a URL to a file or to standard output.
+class CHTTPGetCommand : public CCommand {
+public:
+    CLI::App* addTo(CLI::App& group) override;
+    ExitCode run(CContext& context) override;
+
+private:
+    std::string m_url;
+    std::string m_file;
+};
+
+}  // namespace vexil::app

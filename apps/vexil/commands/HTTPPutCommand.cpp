@@ -1,0 +1,37 @@
+#include "apps/vexil/commands/HTTPPutCommand.h"
+
+#include "apps/vexil/Context.h"
+#include "apps/vexil/FileInStream.h"
+#include "apps/vexil/Progress.h"
+#include "apps/vexil/Text.h"
+
+#include <CLI/CLI.hpp>
+
+namespace vexil::app {
+
+CLI::App* CHTTPPutCommand::addTo(CLI::App& group) {
+    CLI::App* command = group.add_subcommand("put", "Upload a file to a URL (HTTP PUT)");
+    command->add_option("FILE", m_file, "What to upload")->required();
+    command->add_option("URL", m_url, "Where to put it")->required();
+    command->footer(R"(Example:
+  vexil http put list.txt https://example.com/dav/list.txt)");
+    return command;
+}
+
+ExitCode CHTTPPutCommand::run(CContext& context) {
+    const P<CFileInStream> file = new CFileInStream(toPath(m_file));
+    CNetRequest& request = context.prepareHTTPRequest(m_url);
+    request.setUpload(true);
+    request.setSendDataStream(file);
+    request.setSendDataSize(file->getSize());
+    CProgress progress(context.getConsole());
+    const CProgressScope scope(context, progress);
+    request.perform();
+    if (!request.isResponseComplete()) {
+        throw CError("The connection ended within the headers of the answer.");
+    }
+    context.getConsole().message(Verbosity::Info, printable(request.getHTTPStatusLine()));
+    return ExitCode::Done;
+}
+
+}  // namespace vexil::app

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "apps/vexil/Command.h"
+
+#include <string>
+#include <vector>
+
+namespace vexil::app {
+
+/// `vexil s3 backup`: a folder to objects.
+class CS3BackupCommand : public CCommand {
+public:
+    CLI::App* addTo(CLI::App& group) override;
+    ExitCode run(CContext& context) override;
+
+private:
+    std::string m_folder;
+    std::string m_bucket;
+    std::string m_prefix;
+    std::vector<std::string> m_excluded;
+};
+
+}  // namespace vexil::app

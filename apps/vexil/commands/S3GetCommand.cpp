@@ -1,0 +1,46 @@
+#include "apps/vexil/commands/S3GetCommand.h"
+
+#include "apps/vexil/Context.h"
+#include "apps/vexil/ObjectDownload.h"
+#include "apps/vexil/PartFile.h"
+#include "apps/vexil/Progress.h"
+#include "apps/vexil/StandardOutStream.h"
+#include "apps/vexil/Text.h"
+
+#include <CLI/CLI.hpp>
+
+namespace vexil::app {
+
+CLI::App* CS3GetCommand::addTo(CLI::App& group) {
+    CLI::App* command = group.add_subcommand("get", "Fetch an object");
+    command->add_option("BUCKET", m_bucket, "Bucket that holds it")->required();
+    command->add_option("KEY", m_key, "Name of the object")->required();
+    command->add_option("FILE", m_file,
+                        "Where to put it; a file of this name is replaced (default: standard output)");
+    command->footer(R"(Examples:
+  vexil s3 get photos 2024/holiday.jpg holiday.jpg
+  vexil s3 get backups list.txt | less
+
+A download that breaks goes on where it broke, at most five times. The file gets its name when it is
+complete; nothing is left of one that fails.)");
+    return command;
+}
+
+ExitCode CS3GetCommand::run(CContext& context) {
+    CProgress progress(context.getConsole());
+    const CProgressScope scope(context, progress);
+    CObjectDownload download(context, String::fromUTF8(m_bucket), String::fromUTF8(m_key));
+    // Before the file is made: keys that are missing shall not cost one that is there.
+    context.getClient();
+    if (m_file.empty() || m_file == "-") {
+        const P<CStandardOutStream> out = new CStandardOutStream(context.getConsole());
+        download.run(*out);
+    } else {
+        CPartFile file(toPath(m_file));
+        download.run(*file.getStream());
+        file.commit();
+    }
+    return ExitCode::Done;
+}
+
+}  // namespace vexil::app

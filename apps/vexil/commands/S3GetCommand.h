@@ -1,0 +1,21 @@
+#pragma once
+
+#include "apps/vexil/Command.h"
+
+#include <string>
+
+namespace vexil::app {
+
+/// `vexil s3 get`: an object to a file or to standard output.
+class CS3GetCommand : public CCommand {
+public:
+    CLI::App* addTo(CLI::App& group) override;
+    ExitCode run(CContext& context) override;
+
+private:
+    std::string m_bucket;
+    std::string m_key;
+    std::string m_file;
+};
+
+}  // namespace vexil::app

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "apps/vexil/Command.h"
+
+#include <string>
+
+namespace vexil::app {
+
+/// `vexil s3 ls`: the objects of a bucket.
+class CS3LsCommand : public CCommand {
+public:
+    CLI::App* addTo(CLI::App& group) override;
+    ExitCode run(CContext& context) override;
+
+private:
+    std::string m_bucket;
+    std::string m_prefix;
+};
+
+}  // namespace vexil::app

@@ -1,0 +1,36 @@
+#include "apps/vexil/commands/S3MbCommand.h"
+
+#include "apps/vexil/Context.h"
+#include "zet/TimeFields.h"
+
+#include <CLI/CLI.hpp>
+
+namespace vexil::app {
+
+CLI::App* CS3MbCommand::addTo(CLI::App& group) {
+    CLI::App* command = group.add_subcommand("mb", "Make a bucket");
+    command->add_option("BUCKET", m_bucket, "Name of the bucket")->required();
+    command->footer(R"(Example:
+  vexil s3 mb photos)");
+    return command;
+}
+
+ExitCode CS3MbCommand::run(CContext& context) {
+    if (m_bucket.empty()) {
+        throw CInvalidArgError("vexil s3 mb", "bucket name must not be empty");
+    }
+    CS3Client& client = context.getClient();
+    CNetRequest& request = context.getRequest();
+    request.setURL(client.getBaseURL() + request.urlEscape(String::fromUTF8(m_bucket)));
+    request.setHTTPMethod("PUT");
+    request.setSendDataSize(0);
+    const P<CNetHeaders> headers = new CNetHeaders;
+    headers->add("Date", zet::CTimeFields(zet::CTime::now()).toInternetTimestamp());
+    request.setCustomHTTPHeaders(headers);
+    context.getSetup().setUp(request);
+    client.signRequest(&request);
+    client.performRequest(request);
+    return ExitCode::Done;
+}
+
+}  // namespace vexil::app

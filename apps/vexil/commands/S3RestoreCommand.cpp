@@ -1,0 +1,47 @@
+#include "apps/vexil/commands/S3RestoreCommand.h"
+
+#include "apps/vexil/Context.h"
+#include "apps/vexil/Restore.h"
+#include "apps/vexil/Text.h"
+
+#include <CLI/CLI.hpp>
+
+namespace vexil::app {
+
+CLI::App* CS3RestoreCommand::addTo(CLI::App& group) {
+    CLI::App* command = group.add_subcommand("restore", "Make files of all objects below a prefix");
+    command->add_option("BUCKET", m_bucket, "Bucket that holds them")->required();
+    command
+        ->add_option(
+            "[PREFIX] FOLDER", m_prefixAndFolder,
+            "Folder within the bucket (default: all of it), and the folder to restore to, which is made if "
+            "need be")
+        ->required()
+        ->expected(1, 2);
+    command->footer(R"(Examples:
+  vexil s3 restore backups documents/ restored
+  vexil s3 restore backups everything
+
+Files of the same names are replaced, each when its new content is complete; others stay. A download
+that breaks goes on where it broke, at most five times. An object that cannot become a file (because
+its name would lead out of the folder, or it is both a file and a folder) is named, the rest is
+restored, and the exit code is 1.)");
+    return command;
+}
+
+ExitCode CS3RestoreCommand::run(CContext& context) {
+    const std::string prefix = m_prefixAndFolder.size() > 1 ? m_prefixAndFolder.front() : "";
+    context.getClient();
+    CRestore restore(context, String::fromUTF8(m_bucket), String::fromUTF8(prefix),
+                     toPath(m_prefixAndFolder.back()));
+    try {
+        restore.run();
+    } catch (const std::exception&) {
+        restore.printReport();
+        throw;
+    }
+    restore.printReport();
+    return restore.getFailureCount() == 0 ? ExitCode::Done : ExitCode::Failed;
+}
+
+}  // namespace vexil::app

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "apps/vexil/Command.h"
+
+#include <string>
+#include <vector>
+
+namespace vexil::app {
+
+/// `vexil s3 restore`: objects to a folder.
+class CS3RestoreCommand : public CCommand {
+public:
+    CLI::App* addTo(CLI::App& group) override;
+    ExitCode run(CContext& context) override;
+
+private:
+    std::string m_bucket;
+    std::vector<std::string> m_prefixAndFolder;
+};
+
+}  // namespace vexil::app

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "apps/vexil/Command.h"
+
+#include <string>
+
+namespace vexil::app {
+
+/// `vexil s3 rm`: one object, or all below a prefix, deleted.
+class CS3RmCommand : public CCommand {
+public:
+    CLI::App* addTo(CLI::App& group) override;
+    ExitCode run(CContext& context) override;
+
+private:
+    void removeAll(CContext& context) const;
+
+    std::string m_bucket;
+    std::string m_key;
+    bool m_isRecursive = false;
+};
+
+}  // namespace vexil::app
