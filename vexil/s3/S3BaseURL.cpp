@@ -49,6 +49,10 @@ const char* findBaseURLFault(const String& url) {
     if (url.find(L'#') != String::npos) {
         return "base URL must not contain a fragment";
     }
+    // libcurl forgives a third slash, as in the URL of a file.
+    if (url[url.find("://") + 3] == L'/') {
+        return "base URL must contain a host";
+    }
     CGlobalInit::get();
     const std::unique_ptr<CURLU, CurlURLDeleter> parts(curl_url());
     if (!parts) {

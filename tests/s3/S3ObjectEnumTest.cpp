@@ -1,0 +1,128 @@
+// Walking over a bucket page by page.
+#include "vexil/s3/S3ObjectEnum.h"
+
+#include "tests/s3/S3WireTest.h"
+
+namespace {
+
+using namespace vexil_test;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using vexil::CS3ObjectEnum;
+
+std::string page(bool isTruncated, const std::vector<std::string>& keys, const std::string& more = "") {
+    std::string body = std::string("<ListBucketResult><IsTruncated>") + (isTruncated ? "true" : "false") +
+                       "</IsTruncated>" + more;
+    for (const std::string& key : keys) {
+        body += "<Contents><Key>" + key + "</Key><Size>1</Size></Contents>";
+    }
+    return reply("200 OK", body + "</ListBucketResult>");
+}
+
+class S3ObjectEnumTest : public S3WireTest {
+protected:
+    std::vector<std::string> walk(CS3ObjectEnum& objects) {
+        std::vector<std::string> keys;
+        while (objects.next()) {
+            keys.push_back(objects.getCurrObject()->getKey().toUTF8());
+        }
+        EXPECT_FALSE(objects.getCurrObject());
+        return keys;
+    }
+
+    std::vector<std::string> targets() {
+        std::vector<std::string> found;
+        for (const RecordedRequest& sent : peer.requests()) {
+            found.push_back(sent.requestLine());
+        }
+        return found;
+    }
+};
+
+TEST_F(S3ObjectEnumTest, AsksForNothingBeforeTheFirstObjectIsWanted) {
+    const CS3ObjectEnum objects(&client, &request, "b", "", "", -1);
+    EXPECT_FALSE(objects.getCurrObject());
+    EXPECT_EQ(peer.connectionCount(), 0u);
+}
+
+TEST_F(S3ObjectEnumTest, EndsAtOnceInAnEmptyBucket) {
+    answer({page(false, {})});
+    CS3ObjectEnum objects(&client, &request, "b", "", "", -1);
+    EXPECT_FALSE(objects.next());
+    EXPECT_FALSE(objects.getCurrObject());
+    EXPECT_FALSE(objects.next());
+    EXPECT_FALSE(objects.getCurrObject());
+    EXPECT_THAT(targets(), ElementsAre("GET /b HTTP/1.1"));
+}
+
+TEST_F(S3ObjectEnumTest, AsksForNoPageBehindTheLast) {
+    answer({page(false, {"a", "b"})});
+    CS3ObjectEnum objects(&client, &request, "b", "", "", 2);
+    EXPECT_THAT(walk(objects), ElementsAre("a", "b"));
+    EXPECT_FALSE(objects.next());
+    EXPECT_THAT(targets(), ElementsAre("GET /b?max-keys=2 HTTP/1.1"));
+}
+
+TEST_F(S3ObjectEnumTest, GoesOnBehindTheLastKeyOfEachPage) {
+    answer({page(true, {"p/a", "p/b c"}, "<NextMarker>p/wrong</NextMarker>"), page(true, {"p/d"}),
+            page(false, {"p/e"})});
+    CS3ObjectEnum objects(&client, &request, "b", "p/", "p/A&", 2);
+    EXPECT_THAT(walk(objects), ElementsAre("p/a", "p/b c", "p/d", "p/e"));
+    EXPECT_THAT(targets(), ElementsAre("GET /b?prefix=p%2F&marker=p%2FA%26&max-keys=2 HTTP/1.1",
+                                       "GET /b?prefix=p%2F&marker=p%2Fb%20c&max-keys=2 HTTP/1.1",
+                                       "GET /b?prefix=p%2F&marker=p%2Fd&max-keys=2 HTTP/1.1"));
+}
+
+TEST_F(S3ObjectEnumTest, EndsWithAnEmptyPageThoughItClaimsMore) {
+    answer({page(true, {"a"}), page(true, {})});
+    CS3ObjectEnum objects(&client, &request, "b", "", "", -1);
+    EXPECT_THAT(walk(objects), ElementsAre("a"));
+    EXPECT_FALSE(objects.next());
+    EXPECT_EQ(peer.requests().size(), 2u);
+}
+
+TEST_F(S3ObjectEnumTest, HasNoObjectAfterAFailureAndAsksAgain) {
+    const std::string refused = reply("403 Forbidden", errorDocument("AccessDenied"));
+    answer({refused, page(true, {"a", "b"}), refused, refused, refused, page(false, {"c"})});
+    CS3ObjectEnum objects(&client, &request, "b", "", "", -1);
+    EXPECT_TRUE(thrownBy<CS3Error>([&] { objects.next(); }));
+    EXPECT_FALSE(objects.getCurrObject());
+    EXPECT_TRUE(objects.next());
+    EXPECT_TRUE(objects.next());
+    EXPECT_EQ(objects.getCurrObject()->getKey(), "b");
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_TRUE(thrownBy<CS3Error>([&] { objects.next(); }));
+        EXPECT_FALSE(objects.getCurrObject());
+    }
+    EXPECT_TRUE(objects.next());
+    EXPECT_EQ(objects.getCurrObject()->getKey(), "c");
+    EXPECT_FALSE(objects.next());
+    EXPECT_EQ(peer.requests().back().requestLine(), "GET /b?marker=b HTTP/1.1");
+}
+
+TEST_F(S3ObjectEnumTest, CopiesAndMovesGoOnFromTheSamePlace) {
+    answer({page(true, {"a", "b"}), page(false, {"c"}), page(false, {"c"})});
+    CS3ObjectEnum objects(&client, &request, "b", "", "", -1);
+    EXPECT_TRUE(objects.next());
+    CS3ObjectEnum copy(objects);
+    EXPECT_EQ(copy.getCurrObject()->getKey(), "a");
+    EXPECT_THAT(walk(objects), ElementsAre("b", "c"));
+    CS3ObjectEnum moved(std::move(copy));
+    EXPECT_THAT(walk(moved), ElementsAre("b", "c"));
+    objects = moved;
+    EXPECT_FALSE(objects.next());
+}
+
+TEST_F(S3ObjectEnumTest, KeepsObjectsThatAreHeld) {
+    answer({page(true, {"a"}), page(false, {"b"})});
+    const P<CS3Client> counted = new TestClient(peer.url(""));
+    const P<CNetRequest> countedRequest = new CNetRequest;
+    CS3ObjectEnum objects(counted, countedRequest, "b", "", "", -1);
+    EXPECT_TRUE(objects.next());
+    const auto first = objects.getCurrObject();
+    EXPECT_TRUE(objects.next());
+    EXPECT_EQ(first->getKey(), "a");
+    EXPECT_EQ(first->getSize(), 1);
+}
+
+}  // namespace

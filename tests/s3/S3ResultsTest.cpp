@@ -1,0 +1,317 @@
+// The documents that a service answers with, and the error made of one.
+#include "tests/s3/S3TestSupport.h"
+#include "vexil/net/ErrorClassification.h"
+#include "vexil/s3/S3CopyObjectResult.h"
+#include "vexil/s3/S3ListObjectsResult.h"
+
+#include <cstdio>
+
+namespace {
+
+using namespace vexil_test;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using vexil::CS3CopyObjectResult;
+using vexil::CS3ListObjectsResult;
+
+template <class Result>
+Result parse(std::string_view text) {
+    return Result(text.data(), static_cast<int>(text.size()));
+}
+
+template <class Result>
+std::string parseError(std::string_view text) {
+    return plainErrorOf([text] { parse<Result>(text); });
+}
+
+// ---- error response --------------------------------------------------------------------------------------
+
+TEST(S3ErrorResponse, HasItsFourTexts) {
+    const CS3ErrorResponse response("c", "m", "r", "i");
+    EXPECT_EQ(response.getCode(), "c");
+    EXPECT_EQ(response.getMessage(), "m");
+    EXPECT_EQ(response.getResource(), "r");
+    EXPECT_EQ(response.getRequestID(), "i");
+}
+
+TEST(S3ErrorResponse, IsReadFromADocument) {
+    const auto response = parse<CS3ErrorResponse>(
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+        "<!-- x --><Error>\n  <Code>NoSuchKey</Code>\n  text <Other>x</Other><Message>a &lt;b&gt; "
+        "\xC3\xBC</Message>"
+        "<Resource>/b/k</Resource><!-- y --><RequestId><![CDATA[4&42]]></RequestId></Error>");
+    EXPECT_EQ(response.getCode(), "NoSuchKey");
+    EXPECT_EQ(response.getMessage(), String::fromUTF8("a <b> \xC3\xBC"));
+    EXPECT_EQ(response.getResource(), "/b/k");
+    EXPECT_EQ(response.getRequestID(), "4&42");
+}
+
+TEST(S3ErrorResponse, IsEmptyWhereElementsAreMissing) {
+    const auto response = parse<CS3ErrorResponse>("<Error><Code>X</Code></Error>");
+    EXPECT_EQ(response.getCode(), "X");
+    EXPECT_EQ(response.getMessage(), "");
+    EXPECT_EQ(response.getResource(), "");
+    EXPECT_EQ(response.getRequestID(), "");
+    EXPECT_EQ(CS3Error::makeErrorText(response), "Amazon S3 error: (X)");
+    EXPECT_EQ(parse<CS3ErrorResponse>("<Error/>").getCode(), "");
+}
+
+TEST(S3ErrorResponse, TakesTheLaterOfTwoAndOnlyDirectChildrenOfTheVeryName) {
+    const auto response = parse<CS3ErrorResponse>("<Error><Code>A</Code><Code>B</Code><code>C</code>"
+                                                  "<In><Code>D</Code><Message>E</Message></In></Error>");
+    EXPECT_EQ(response.getCode(), "B");
+    EXPECT_EQ(response.getMessage(), "");
+}
+
+TEST(S3ErrorResponse, KeepsTextUntrimmed) {
+    EXPECT_EQ(parse<CS3ErrorResponse>("<Error><Message> a b </Message></Error>").getMessage(), " a b ");
+}
+
+TEST(S3ErrorResponse, HonoursTheEncodingDeclaration) {
+    const auto response = parse<CS3ErrorResponse>(
+        "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><Error><Message>\xFC</Message></Error>");
+    EXPECT_EQ(response.getMessage(), String::fromUTF8("\xC3\xBC"));
+}
+
+TEST(S3ErrorResponse, NeedsAnErrorElement) {
+    EXPECT_EQ(parseError<CS3ErrorResponse>("<Other/>"),
+              "Error parsing Amazon S3 error result: root element is not 'Error'.");
+    EXPECT_EQ(parseError<CS3ErrorResponse>("<error/>"),
+              "Error parsing Amazon S3 error result: root element is not 'Error'.");
+}
+
+TEST(S3ErrorResponse, IsMadeForAMissingObject) {
+    const P<CS3ErrorResponse> response = CS3ErrorResponse::createObjectNotFoundResponse("/b/k");
+    EXPECT_EQ(response->getCode(), "NoSuchKey");
+    EXPECT_EQ(response->getMessage(), "The resource you requested does not exist");
+    EXPECT_EQ(response->getResource(), "/b/k");
+    EXPECT_EQ(response->getRequestID(), "#dummy#");
+}
+
+// ---- what is no document ---------------------------------------------------------------------------------
+
+const std::string_view brokenDocuments[] = {"",        " ",        "x",           "<",           "<Error>",
+                                            "<a></b>", "<a/><b/>", "<a>\xFF</a>", "\xEF\xBB\xBF"};
+
+TEST(S3Documents, AreRefusedWhenTheyAreNoXML) {
+    for (const auto text : brokenDocuments) {
+        EXPECT_EQ(parseError<CS3ErrorResponse>(text), "Error parsing Amazon S3 error response: invalid XML.");
+        EXPECT_EQ(parseError<CS3CopyObjectResult>(text),
+                  "Error parsing Amazon S3 'copy object' result: invalid XML.");
+        EXPECT_EQ(parseError<CS3ListObjectsResult>(text),
+                  "Error parsing Amazon S3 'list objects' result: invalid XML.");
+    }
+    EXPECT_EQ(plainErrorOf([] { CS3ErrorResponse(nullptr, 0); }),
+              "Error parsing Amazon S3 error response: invalid XML.");
+}
+
+TEST(S3Documents, PrintNothingWhenTheyAreBroken) {
+    testing::internal::CaptureStderr();
+    testing::internal::CaptureStdout();
+    for (const auto text : brokenDocuments) {
+        EXPECT_THROW(parse<CS3ErrorResponse>(text), CError);
+    }
+    std::fflush(nullptr);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+/// Cut anywhere, a document is an error and no half result.
+template <class Result>
+void expectEveryCutToFail(const std::string& document) {
+    parse<Result>(document);
+    for (std::size_t length = 0; length < document.size(); ++length) {
+        EXPECT_THROW(parse<Result>(document.substr(0, length)), CError) << document.substr(0, length);
+    }
+}
+
+TEST(S3Documents, AreRefusedWhereverTheyAreCut) {
+    expectEveryCutToFail<CS3ErrorResponse>(errorDocument("NoSuchKey"));
+    expectEveryCutToFail<CS3CopyObjectResult>("<CopyObjectResult><ETag>\"e\"</ETag></CopyObjectResult>");
+    expectEveryCutToFail<CS3ListObjectsResult>(
+        "<ListBucketResult><IsTruncated>false</IsTruncated><Contents><Key>k"
+        "</Key><Size>5</Size></Contents></ListBucketResult>");
+}
+
+// ---- error -----------------------------------------------------------------------------------------------
+
+TEST(S3Error, CarriesTheResponse) {
+    const CS3Error error(CS3ErrorResponse("AccessDenied", "Access Denied", "/b/k", "id"), 403);
+    EXPECT_EQ(error.getMessage(), "Amazon S3 error: Access Denied(AccessDenied)");
+    EXPECT_STREQ(error.what(), "Amazon S3 error: Access Denied(AccessDenied)");
+    EXPECT_EQ(error.getDomain(), "http");
+    EXPECT_EQ(error.getCode(), 403);
+    EXPECT_EQ(error.getS3Code(), "AccessDenied");
+    EXPECT_FALSE(error.getInnerError());
+    EXPECT_THAT(propsOf(error), ElementsAre("s3-resource=/b/k", "s3-requestID=id", "s3-code=AccessDenied",
+                                            "responseCode=403"));
+    EXPECT_EQ(vexil::getHTTPStatusCodeFromError(error), 403);
+    EXPECT_EQ(vexil::getHTTPStatusCodeFromErrorParams(error.getProps()), -1);
+}
+
+TEST(S3Error, HasNoResponseCodeWithoutAStatus) {
+    for (const int status : {0, -1, -404}) {
+        const CS3Error error(CS3ErrorResponse("C", "m", "", ""), status);
+        EXPECT_EQ(error.getCode(), status);
+        EXPECT_THAT(propsOf(error), ElementsAre("s3-resource=", "s3-requestID=", "s3-code=C"));
+    }
+    EXPECT_TRUE(CS3Error(CS3ErrorResponse("C", "m", "", ""), 1).getProps().has("responseCode"));
+}
+
+TEST(S3Error, IsMadeForAMissingObject) {
+    const P<CS3Error> error = CS3Error::createObjectNotFoundError("/b/k");
+    EXPECT_EQ(error->getMessage(), "Amazon S3 error: The resource you requested does not exist(NoSuchKey)");
+    EXPECT_EQ(error->getCode(), 404);
+    EXPECT_EQ(error->getS3Code(), "NoSuchKey");
+    EXPECT_THAT(propsOf(*error), ElementsAre("s3-resource=/b/k", "s3-requestID=#dummy#", "s3-code=NoSuchKey",
+                                             "responseCode=404"));
+}
+
+TEST(S3Error, KeepsItsTypeWhenCloned) {
+    const CS3Error error(CS3ErrorResponse("C", "m", "r", "i"), 500);
+    const P<CError> clone = static_cast<const CError&>(error).clone();
+    const auto thrown = thrownBy<CS3Error>([&] { clone->throwClone(); });
+    ASSERT_TRUE(thrown);
+    EXPECT_EQ(thrown->getS3Code(), "C");
+    EXPECT_EQ(thrown->getMessage(), "Amazon S3 error: m(C)");
+    EXPECT_EQ(propsOf(*thrown), propsOf(error));
+}
+
+template <class Caught>
+bool isCaughtAs(const CError& error) {
+    try {
+        error.throwClone();
+    } catch (const Caught&) {
+        return true;
+    } catch (...) {
+    }
+    return false;
+}
+
+TEST(S3Error, IsCaughtAsAnyOfItsTypes) {
+    const CS3Error error(CS3ErrorResponse("C", "m", "r", "i"), 500);
+    EXPECT_TRUE(isCaughtAs<CS3Error>(error));
+    EXPECT_TRUE(isCaughtAs<CError>(error));
+    EXPECT_TRUE(isCaughtAs<std::exception>(error));
+    EXPECT_TRUE(isCaughtAs<vexil::CBase>(error));
+    EXPECT_TRUE(isCaughtAs<vexil::IBase>(error));
+    EXPECT_FALSE(isCaughtAs<CCURLError>(error));
+}
+
+// ---- copy ------------------------------------------------------------------------------------------------
+
+TEST(S3CopyObjectResult, HasTimeAndETag) {
+    const auto result = parse<CS3CopyObjectResult>(
+        "<CopyObjectResult "
+        "xmlns=\"http://s3.amazonaws.com/doc/2006-03-01/\"><LastModified>2009-10-28T22:32:00"
+        "</LastModified><ETag>&quot;9b2c&quot;</ETag><X>y</X></CopyObjectResult>");
+    EXPECT_FALSE(result.hadError());
+    EXPECT_FALSE(result.getErrorResponse());
+    EXPECT_EQ(result.getLastModified(), "2009-10-28T22:32:00");
+    EXPECT_EQ(result.getETag(), "\"9b2c\"");
+}
+
+TEST(S3CopyObjectResult, MayHoldAnError) {
+    const auto result = parse<CS3CopyObjectResult>("<Error><Code>InternalError</Code><ETag>x</ETag></Error>");
+    EXPECT_TRUE(result.hadError());
+    EXPECT_EQ(result.getErrorResponse()->getCode(), "InternalError");
+    EXPECT_EQ(result.getLastModified(), "");
+    EXPECT_EQ(result.getETag(), "");
+}
+
+TEST(S3CopyObjectResult, RefusesOtherDocuments) {
+    EXPECT_EQ(parseError<CS3CopyObjectResult>("<ListBucketResult/>"),
+              "Error parsing Amazon S3 'copy object' result: unknown root element 'ListBucketResult'.");
+}
+
+TEST(S3CopyObjectResult, IsReadFromABuffer) {
+    const std::string text = "<CopyObjectResult><ETag>e</ETag></CopyObjectResult>";
+    vexil::TBuffer<unsigned char> body;
+    body.append(reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
+    EXPECT_EQ(CS3CopyObjectResult(&body).getETag(), "e");
+    body.setUsed(0);
+    EXPECT_EQ(plainErrorOf([&] { CS3CopyObjectResult result(&body); }),
+              "Error parsing Amazon S3 'copy object' result: invalid XML.");
+}
+
+// ---- list ------------------------------------------------------------------------------------------------
+
+TEST(S3ListObjectsResult, HoldsObjectsAndPrefixesInOrder) {
+    const auto result = parse<CS3ListObjectsResult>(
+        "<ListBucketResult><Name>b</Name><Prefix>no</Prefix><Marker>no</Marker><IsTruncated>true</"
+        "IsTruncated>"
+        "<Contents><Key>b/2</Key><LastModified>t</LastModified><ETag>\"e\"</ETag><Size>5000000000</Size>"
+        "<Owner><ID>1</ID><Key>no</Key></Owner></Contents>"
+        "<CommonPrefixes><Prefix>p/</Prefix><Other>no</Other><Prefix>q/</Prefix></CommonPrefixes>"
+        "<Contents><Key>a</Key></Contents><CommonPrefixes><Prefix>o/</Prefix></CommonPrefixes>"
+        "<NextMarker>b/3</NextMarker></ListBucketResult>");
+    EXPECT_TRUE(result.isTruncated());
+    EXPECT_EQ(result.getDelimiteredNextMarker(), "b/3");
+    EXPECT_THAT(result.getCommonPrefixes(), ElementsAre(String("p/"), String("q/"), String("o/")));
+    ASSERT_EQ(result.getObjects().size(), 2u);
+    const auto& first = *result.getObjects()[0];
+    EXPECT_EQ(first.getKey(), "b/2");
+    EXPECT_EQ(first.getLastModified(), "t");
+    EXPECT_EQ(first.getETag(), "\"e\"");
+    EXPECT_EQ(first.getSize(), 5000000000);
+    const auto& second = *result.getObjects()[1];
+    EXPECT_EQ(second.getKey(), "a");
+    EXPECT_EQ(second.getLastModified(), "");
+    EXPECT_EQ(second.getETag(), "");
+    EXPECT_EQ(second.getSize(), 0);
+}
+
+TEST(S3ListObjectsResult, MayBeEmpty) {
+    const auto result = parse<CS3ListObjectsResult>("<ListBucketResult/>");
+    EXPECT_FALSE(result.isTruncated());
+    EXPECT_EQ(result.getDelimiteredNextMarker(), "");
+    EXPECT_THAT(result.getObjects(), IsEmpty());
+    EXPECT_THAT(result.getCommonPrefixes(), IsEmpty());
+}
+
+TEST(S3ListObjectsResult, ReadsIsTruncatedInAnyCase) {
+    const auto isTruncated = [](const std::string& value) {
+        return parse<CS3ListObjectsResult>("<ListBucketResult>" + value + "</ListBucketResult>")
+            .isTruncated();
+    };
+    EXPECT_TRUE(isTruncated("<IsTruncated>TRUE</IsTruncated>"));
+    EXPECT_FALSE(isTruncated("<IsTruncated>False</IsTruncated>"));
+    EXPECT_FALSE(isTruncated("<IsTruncated>true</IsTruncated><IsTruncated>false</IsTruncated>"));
+}
+
+TEST(S3ListObjectsResult, RefusesOtherValuesOfIsTruncated) {
+    EXPECT_EQ(parseError<CS3ListObjectsResult>("<ListBucketResult><IsTruncated>YES</IsTruncated>"
+                                               "</ListBucketResult>"),
+              "Bad value for 'IsTruncated' S3 list objects result element: 'yes'");
+    EXPECT_EQ(parseError<CS3ListObjectsResult>("<ListBucketResult><IsTruncated/></ListBucketResult>"),
+              "Bad value for 'IsTruncated' S3 list objects result element: ''");
+    EXPECT_EQ(parseError<CS3ListObjectsResult>("<ListBucketResult><IsTruncated>true </IsTruncated>"
+                                               "</ListBucketResult>"),
+              "Bad value for 'IsTruncated' S3 list objects result element: 'true '");
+}
+
+TEST(S3ListObjectsResult, RefusesAnObjectWithoutAKey) {
+    for (const char* contents :
+         {"<Contents/>", "<Contents><Key/></Contents>", "<Contents><Key> </Key></Contents>",
+          "<Contents><Size>5</Size></Contents>", "<Contents><key>a</key></Contents>"}) {
+        EXPECT_EQ(parseError<CS3ListObjectsResult>("<ListBucketResult><Contents><Key>a</Key></Contents>" +
+                                                   std::string(contents) + "</ListBucketResult>"),
+                  "Invalid Amazon S3 list objects element: 'Key' field not defined.");
+    }
+}
+
+TEST(S3ListObjectsResult, RefusesASizeThatIsNoNumber) {
+    for (const char* size : {"x", "", " 5", "5 ", "0x5", "5.0", "9223372036854775808"}) {
+        EXPECT_THROW(parse<CS3ListObjectsResult>("<ListBucketResult><Contents><Key>a</Key><Size>" +
+                                                 std::string(size) + "</Size></Contents></ListBucketResult>"),
+                     CError)
+            << size;
+    }
+}
+
+TEST(S3ListObjectsResult, RefusesOtherDocuments) {
+    EXPECT_EQ(parseError<CS3ListObjectsResult>("<Error/>"),
+              "Error parsing Amazon S3 'list objects' result: root element is not ListBucketResult.");
+}
+
+}  // namespace

@@ -1,0 +1,332 @@
+// Which failures are tried again, how often, and what the log says about it.
+#include "tests/s3/S3WireTest.h"
+
+#include <stdexcept>
+
+namespace {
+
+using namespace vexil_test;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+CS3Error s3Error(const char* code, int status) {
+    return CS3Error(CS3ErrorResponse(code, "m", "", ""), status);
+}
+
+CCURLError transferError(CURLcode code) {
+    return CCURLError(code, "", "", -1, "", "", "", "");
+}
+
+CCURLError statusError(int status) {
+    return CCURLError(CURLE_HTTP_RETURNED_ERROR, "", "http", status, "", "", "", "");
+}
+
+// ---- what an error is ------------------------------------------------------------------------------------
+
+TEST(S3ErrorCodes, AreTakenFromTheError) {
+    const auto codesOf = [](const std::exception& error) {
+        String s3Code = "before";
+        String httpCode = "before";
+        CS3Client::extractErrorCodes(error, s3Code, httpCode);
+        return std::vector<std::string>{s3Code.toUTF8(), httpCode.toUTF8()};
+    };
+    EXPECT_THAT(codesOf(s3Error("NoSuchKey", 404)), ElementsAre("NoSuchKey", "404"));
+    EXPECT_THAT(codesOf(s3Error("NoSuchKey", 0)), ElementsAre("NoSuchKey", ""));
+    EXPECT_THAT(codesOf(statusError(500)), ElementsAre("", "500"));
+    EXPECT_THAT(codesOf(transferError(CURLE_GOT_NOTHING)), ElementsAre("", ""));
+    vexil::CProps props;
+    props.add("responseCode", "77");
+    EXPECT_THAT(codesOf(CError("m", "", -1, props)), ElementsAre("", "77"));
+    EXPECT_THAT(codesOf(std::runtime_error("x")), ElementsAre("", ""));
+}
+
+TEST(S3Retry, IsDecidedByTheS3CodeAlone) {
+    for (const char* code : {"InternalError", "SlowDown", "IncompleteBody", "InvalidDigest",
+                             "OperationAborted", "RequestTimeTooSkewed"}) {
+        for (const int status : {0, 200, 403, 404, 500}) {
+            EXPECT_TRUE(CS3Client::shouldRetryRequest(s3Error(code, status))) << code;
+        }
+    }
+    for (const char* code : {"AccessDenied", "NoSuchKey", "internalerror", "InternalErro", "BadDigest"}) {
+        for (const int status : {500, 503, 400, 409}) {
+            EXPECT_FALSE(CS3Client::shouldRetryRequest(s3Error(code, status))) << code;
+        }
+    }
+}
+
+TEST(S3Retry, IsDecidedByTheStatusWithoutAnS3Code) {
+    EXPECT_TRUE(CS3Client::shouldRetryRequest(s3Error("", 500)));
+    EXPECT_FALSE(CS3Client::shouldRetryRequest(s3Error("", 404)));
+    for (int status = 1; status < 600; ++status) {
+        const bool isRetried = status == 500 || status == 503 || status == 400 || status == 409;
+        EXPECT_EQ(CS3Client::shouldRetryRequest(statusError(status)), isRetried) << status;
+    }
+    // A body that broke behind the status 200.
+    EXPECT_FALSE(
+        CS3Client::shouldRetryRequest(CCURLError(CURLE_RECV_ERROR, "", "http", 200, "", "", "", "")));
+}
+
+TEST(S3Retry, IsDecidedByTheTransferWithoutAStatus) {
+    for (int code = 1; code < CURL_LAST; ++code) {
+        const bool isRetried = code == 7 || code == 28 || code == 52 || code == 55 || code == 56;
+        EXPECT_EQ(CS3Client::shouldRetryRequest(transferError(static_cast<CURLcode>(code))), isRetried)
+            << code;
+    }
+    EXPECT_FALSE(
+        CS3Client::shouldRetryRequest(CCURLError(static_cast<CURLMcode>(7), "", "", -1, "", "", "", "")));
+    EXPECT_FALSE(CS3Client::shouldRetryRequest(CError("m", "curl", 7)));
+    EXPECT_FALSE(CS3Client::shouldRetryRequest(std::runtime_error("x")));
+}
+
+TEST(S3SlowDown, IsToldByCodeThenStatus) {
+    EXPECT_TRUE(CS3Client::shouldSlowDown(s3Error("SlowDown", 0)));
+    EXPECT_FALSE(CS3Client::shouldSlowDown(s3Error("InternalError", 503)));
+    EXPECT_TRUE(CS3Client::shouldSlowDown(statusError(503)));
+    EXPECT_FALSE(CS3Client::shouldSlowDown(statusError(500)));
+    EXPECT_FALSE(CS3Client::shouldSlowDown(std::runtime_error("x")));
+}
+
+TEST(S3NotFound, IsToldByStatusOrCode) {
+    EXPECT_TRUE(CS3Client::isNotFoundError(statusError(404)));
+    EXPECT_TRUE(CS3Client::isNotFoundError(s3Error("Other", 404)));
+    EXPECT_TRUE(CS3Client::isNotFoundError(s3Error("NoSuchKey", 0)));
+    EXPECT_TRUE(CS3Client::isNotFoundError(s3Error("NoSuchBucket", 0)));
+    EXPECT_FALSE(CS3Client::isNotFoundError(s3Error("NoSuchUpload", 0)));
+    EXPECT_FALSE(CS3Client::isNotFoundError(statusError(403)));
+    EXPECT_FALSE(CS3Client::isNotFoundError(std::runtime_error("x")));
+}
+
+// ---- better errors ---------------------------------------------------------------------------------------
+
+vexil::TBuffer<unsigned char> bufferOf(std::string_view text) {
+    vexil::TBuffer<unsigned char> buffer;
+    buffer.append(reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
+    return buffer;
+}
+
+TEST(S3BetterError, IsMadeOfTheBody) {
+    CCURLError original = statusError(403);
+    const auto error = thrownBy<CS3Error>(
+        [&] { CS3Client::tryThrowBetterError(original, bufferOf(errorDocument("AccessDenied"))); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getMessage(), "Amazon S3 error: message(AccessDenied)");
+    EXPECT_THAT(propsOf(*error), ElementsAre("s3-resource=/b/k", "s3-requestID=id", "s3-code=AccessDenied",
+                                             "responseCode=403"));
+}
+
+TEST(S3BetterError, NeedsAnAnswerWithABody) {
+    LogCapture log;
+    const auto document = bufferOf(errorDocument("AccessDenied"));
+    CCURLError noAnswer = transferError(CURLE_GOT_NOTHING);
+    CS3Client::tryThrowBetterError(noAnswer, document);
+    CCURLError statusZero = statusError(0);
+    CS3Client::tryThrowBetterError(statusZero, document);
+    CCURLError answer = statusError(403);
+    CS3Client::tryThrowBetterError(answer, bufferOf(""));
+    CError other("m", "http", 403);
+    CS3Client::tryThrowBetterError(other, document);
+    std::runtime_error foreign("x");
+    CS3Client::tryThrowBetterError(foreign, document);
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(S3BetterError, LogsABodyThatIsNoDocument) {
+    LogCapture log;
+    CCURLError error = statusError(500);
+    CS3Client::tryThrowBetterError(error, bufferOf("<html>\xC3\xBC"));
+    CS3Client::tryThrowBetterError(error, bufferOf("<Other/>"));
+    const std::string text =
+        "E: S3 returned an error, but the response data is not a valid S3 error response.";
+    EXPECT_THAT(log.lines(),
+                ElementsAre(text + " <S3ResponseData><html>\xC3\xBC", text + " <S3ResponseData><Other/>"));
+}
+
+TEST(S3BetterError, LogsABodyThatIsNoText) {
+    LogCapture log;
+    CCURLError error = statusError(500);
+    CS3Client::tryThrowBetterError(error, bufferOf("\xFF\xFE"));
+    ASSERT_EQ(log.lines().size(), 2u);
+    EXPECT_THAT(log.lines()[0], StartsWith("E: Error converting S3 response data to string object. ["));
+    EXPECT_EQ(log.lines()[1],
+              "E: S3 returned an error, but the response data is not a valid S3 error response. "
+              "<S3ResponseData>");
+}
+
+// ---- tries -----------------------------------------------------------------------------------------------
+
+const std::string ok = reply("200 OK", "hello");
+
+class S3RetryTest : public S3WireTest {
+protected:
+    int perform() {
+        client.prepareGetObjectRequest(request, "b", "k", 0, -1);
+        return client.performRequest(request);
+    }
+    std::vector<int> waits(std::size_t count) { return std::vector<int>(count, 100); }
+
+    LogCapture log;
+};
+
+TEST_F(S3RetryTest, SuccessNeedsOneTry) {
+    answer({ok});
+    EXPECT_EQ(perform(), 1);
+    EXPECT_THAT(client.waits, IsEmpty());
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(S3RetryTest, InternalErrorIsTriedAgain) {
+    const std::string error = reply("500 Internal Server Error", errorDocument("InternalError"));
+    answer({error, error, ok});
+    EXPECT_EQ(perform(), 3);
+    EXPECT_EQ(client.waits, waits(2));
+    EXPECT_EQ(bodyOf(request), "hello");
+    EXPECT_THAT(
+        log.lines(),
+        ElementsAre("I: Received InternalError response from S3 (try 1). Waiting 100ms and retrying.",
+                    "I: Received InternalError response from S3 (try 2). Waiting 100ms and retrying."));
+    const auto requests = peer.requests();
+    EXPECT_EQ(requests.at(0).head, requests.at(2).head);
+}
+
+TEST_F(S3RetryTest, SlowDownIsTriedAgainWithAWarning) {
+    answer({reply("503 Slow Down", errorDocument("SlowDown")), ok});
+    EXPECT_EQ(perform(), 2);
+    EXPECT_EQ(client.waits, waits(1));
+    EXPECT_THAT(log.lines(),
+                ElementsAre("W: Received slowdown response from S3 [Amazon S3 error: message(SlowDown)]",
+                            "I: Received SlowDown response from S3 (try 1). Waiting 100ms and retrying."));
+}
+
+TEST_F(S3RetryTest, ServiceUnavailableWithAPageIsTriedAgain) {
+    answer({reply("503 Service Unavailable", "<html><body>busy</body></html>", "Content-Type: text/html\r\n"),
+            ok});
+    EXPECT_EQ(perform(), 2);
+    ASSERT_EQ(log.lines().size(), 3u);
+    EXPECT_EQ(log.lines()[0],
+              "E: S3 returned an error, but the response data is not a valid S3 error response. "
+              "<S3ResponseData><html><body>busy</body></html>");
+    EXPECT_THAT(log.lines()[1], StartsWith("W: Received slowdown response from S3 ["));
+    EXPECT_EQ(log.lines()[2],
+              "I: Got error during S3 request: HTTP response code said error (response code: http "
+              "503) (try 1). Waiting 100ms and retrying.");
+}
+
+TEST_F(S3RetryTest, ConnectionRefusedIsTriedAgain) {
+    client.setBaseURL("http://127.0.0.1:" + String::fromInt(ScriptedPeer::closedPort()));
+    client.setMaxRetries(2);
+    const auto error = thrownBy<CCURLError>([&] { perform(); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getCode(), CURLE_COULDNT_CONNECT);
+    EXPECT_EQ(client.waits, waits(2));
+    ASSERT_EQ(log.lines().size(), 3u);
+    EXPECT_THAT(log.lines()[0], StartsWith("I: Got error during S3 request: Couldn't connect to server: "));
+    EXPECT_THAT(log.lines()[0], testing::EndsWith(" (try 1). Waiting 100ms and retrying."));
+    EXPECT_THAT(log.lines()[2], StartsWith("E: Got error during S3 request: Couldn't connect to server: "));
+    EXPECT_THAT(log.lines()[2], HasSubstr(" (try 3). Too many retries. Giving up! [Couldn't connect"));
+}
+
+TEST_F(S3RetryTest, EmptyReplyIsTriedAgain) {
+    peer.onConnection().expectRequest().close();
+    answer({ok});
+    EXPECT_EQ(perform(), 2);
+    EXPECT_EQ(client.waits, waits(1));
+    ASSERT_EQ(log.lines().size(), 1u);
+    EXPECT_THAT(log.lines()[0],
+                StartsWith("I: Got error during S3 request: Server returned nothing (no headers, no data)"));
+}
+
+TEST_F(S3RetryTest, AccessDeniedIsNotTriedAgain) {
+    answer({reply("403 Forbidden", errorDocument("AccessDenied", "Access Denied"))});
+    const auto error = thrownBy<CS3Error>([&] { perform(); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getMessage(), "Amazon S3 error: Access Denied(AccessDenied)");
+    EXPECT_EQ(error->getCode(), 403);
+    EXPECT_THAT(client.waits, IsEmpty());
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(S3RetryTest, RetriesEndAtTheirMaximum) {
+    client.setMaxRetries(2);
+    const std::string error = reply("500 Internal Server Error", errorDocument("InternalError"));
+    answer({error, error, error});
+    EXPECT_TRUE(thrownBy<CS3Error>([&] { perform(); }));
+    EXPECT_EQ(client.waits, waits(2));
+    EXPECT_THAT(
+        log.lines(),
+        ElementsAre("I: Received InternalError response from S3 (try 1). Waiting 100ms and retrying.",
+                    "I: Received InternalError response from S3 (try 2). Waiting 100ms and retrying.",
+                    "E: Received InternalError response from S3 (try 3). Too many retries. Giving up! "
+                    "[Amazon S3 error: message(InternalError)]"));
+}
+
+TEST_F(S3RetryTest, MaximumOfZeroMeansOneTry) {
+    for (const int maximum : {0, -5}) {
+        client.setMaxRetries(maximum);
+        answer({reply("500 Internal Server Error", errorDocument("InternalError"))});
+        CNetRequest own;
+        EXPECT_TRUE(thrownBy<CS3Error>([&] { client.getObject(own, "b", "k", 0, -1); }));
+    }
+    EXPECT_THAT(client.waits, IsEmpty());
+    EXPECT_EQ(log.lines().size(), 2u);
+}
+
+TEST_F(S3RetryTest, FiftyRetriesAreTheDefault) {
+    answer(std::vector<std::string>(51, reply("409 Conflict", "")));
+    const auto error = thrownBy<CCURLError>([&] { perform(); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getResponseCode(), 409);
+    EXPECT_EQ(client.waits, waits(50));
+    EXPECT_THAT(log.lines().back(), HasSubstr(" (try 51). Too many retries. Giving up!"));
+}
+
+TEST_F(S3RetryTest, UnknownHostIsNotTriedAgain) {
+    client.setBaseURL("http://no-such-host.invalid");
+    const auto error = thrownBy<CCURLError>([&] { perform(); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getCode(), CURLE_COULDNT_RESOLVE_HOST);
+    EXPECT_THAT(client.waits, IsEmpty());
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(S3RetryTest, BrokenBodyIsNotTriedAgain) {
+    peer.onConnection().expectRequest().replyCut(ok, ok.size() - 2).close();
+    const auto error = thrownBy<CCURLError>([&] { perform(); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getCode(), CURLE_PARTIAL_FILE);
+    EXPECT_THAT(client.waits, IsEmpty());
+}
+
+TEST_F(S3RetryTest, PutSendsItsBodyAgain) {
+    answer({reply("500 Internal Server Error", errorDocument("InternalError")), reply("200 OK", "")});
+    client.putObject(request, "b", "k", "hello", 5, "");
+    const auto requests = peer.requests();
+    ASSERT_EQ(requests.size(), 2u);
+    EXPECT_EQ(requests[0].body, "hello");
+    EXPECT_EQ(requests[1].body, "hello");
+    EXPECT_EQ(requests[0].head, requests[1].head);
+}
+
+/// A sink that fails in a way of its own.
+class OwnError : public CError {
+public:
+    OwnError() : CError("own") {}
+    P<CError> clone() const override { return new OwnError(*this); }
+    [[noreturn]] void throwClone() const override { throw OwnError(*this); }
+};
+
+class FailingSink : public virtual vexil::CBase, public CNetRequest::IDataSink {
+public:
+    void write(const void*, int, int, const HeaderMap&) override { throw OwnError(); }
+};
+
+TEST_F(S3RetryTest, ErrorsOfOtherTypesAreThrownAsTheyAre) {
+    peer.onConnection().expectRequest().reply(ok).clientMayLeave();
+    client.prepareGetObjectRequest(request, "b", "k", 0, -1);
+    request.setReceiveDataSink(new FailingSink);
+    EXPECT_TRUE(thrownBy<OwnError>([&] { client.performRequest(request); }));
+    EXPECT_THAT(client.waits, IsEmpty());
+}
+
+}  // namespace
