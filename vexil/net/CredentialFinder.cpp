@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace vexil {
 
@@ -51,6 +52,21 @@ TextRanges toRanges(TextRange range) {
     return range.begin < range.end ? TextRanges{range} : TextRanges{};
 }
 
+/// Ranges in any order, which may overlap, made ordered and apart.
+TextRanges mergeRanges(TextRanges ranges) {
+    std::sort(ranges.begin(), ranges.end(),
+              [](const TextRange& left, const TextRange& right) { return left.begin < right.begin; });
+    TextRanges merged;
+    for (const TextRange& range : ranges) {
+        if (!merged.empty() && range.begin <= merged.back().end) {
+            merged.back().end = std::max(merged.back().end, range.end);
+        } else {
+            merged.push_back(range);
+        }
+    }
+    return merged;
+}
+
 // ---- URLs ------------------------------------------------------------------------------------------------
 
 /// Whether what stands where the port belongs is none: then "host:" may be "user:" of a password with a "/",
@@ -73,8 +89,8 @@ std::size_t findUserInfoEnd(std::string_view text, std::size_t start) {
     if (at != npos) {
         return start + at;
     }
-    const std::size_t lastAt = text.rfind('@');
-    return hasOddPort(authority) && lastAt != npos && lastAt > start ? lastAt : npos;
+    const std::size_t lastAt = hasOddPort(authority) ? text.rfind('@') : npos;
+    return lastAt != npos && lastAt > start ? lastAt : npos;
 }
 
 std::size_t skipSlashes(std::string_view text, std::size_t position) {
@@ -231,14 +247,13 @@ std::optional<TextRange> findLoginArgument(std::string_view line) {
 }
 
 TextRanges findInfoCredentials(std::string_view line) {
-    for (const auto& find :
-         {findSecretHeaderInRemark, findCookieInRemark, findUserInRemark, findProxyInRemark}) {
-        TextRanges ranges = find(line);
-        if (!ranges.empty()) {
-            return ranges;
-        }
+    TextRanges ranges;
+    for (const auto& find : {findSecretHeaderInRemark, findCookieInRemark, findUserInRemark,
+                             findProxyInRemark, findURLCredentials}) {
+        const TextRanges found = find(line);
+        ranges.insert(ranges.end(), found.begin(), found.end());
     }
-    return findURLCredentials(line);
+    return mergeRanges(std::move(ranges));
 }
 
 std::string stripRanges(std::string_view text, const TextRanges& ranges) {
