@@ -2,6 +2,7 @@
 /// What the tests of CNetRequest share: scripted sources and sinks, a log that is read, errors as values.
 #pragma once
 
+#include "tests/support/PrintText.h"
 #include "vexil/net/CURLError.h"
 #include "vexil/net/NetRequest.h"
 #include "zet/Log.h"
@@ -9,21 +10,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
+#include <algorithm>
 #include <cstring>
 #include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <typeinfo>
+#include <utility>
 #include <vector>
-
-namespace zet {
-
-inline void PrintTo(const String& text, std::ostream* stream) {
-    *stream << '"' << text.toUTF8() << '"';
-}
-
-}  // namespace zet
 
 namespace vexil_test {
 

@@ -1,0 +1,636 @@
+// Whole transfers with a scripted peer: answers of every kind, and what the request makes of them.
+#include "tests/net/NetRequestTestSupport.h"
+#include "tests/support/ScriptedPeer.h"
+
+namespace {
+
+using namespace vexil_test;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Pair;
+using testing::SizeIs;
+
+std::string reply(std::string_view status, std::string_view body, std::string_view headers = {}) {
+    return "HTTP/1.1 " + std::string(status) + "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n" +
+           std::string(headers) + "\r\n" + std::string(body);
+}
+
+class NetRequestPerform : public testing::Test {
+protected:
+    NetRequestPerform() { prepare("/a"); }
+    ~NetRequestPerform() override {
+        // Ends the connection, which a script may wait for.
+        request = nullptr;
+        EXPECT_TRUE(peer.waitUntilIdle());
+        EXPECT_THAT(peer.failures(), IsEmpty());
+    }
+
+    void prepare(std::string_view path) {
+        request->setProxy("");
+        request->setURL(peer.url(path).c_str());
+    }
+
+    void sendBody(const std::string& method, const std::string& body) {
+        request->setHTTPMethod(method.c_str());
+        source = new TestSource(body);
+        request->setSendDataSource(source);
+        request->setSendDataSize(static_cast<int64>(body.size()));
+    }
+
+    CCURLError performError() {
+        const auto error = thrownBy<CCURLError>([&] { request->perform(); });
+        return error ? *error : CCURLError(CURLE_OK, "", "", 0, "", "", "", "");
+    }
+
+    std::vector<std::string> requestLines() const {
+        std::vector<std::string> lines;
+        for (const RecordedRequest& recorded : peer.requests()) {
+            lines.push_back(recorded.requestLine() + " [" + recorded.body + "]");
+        }
+        return lines;
+    }
+
+    ScriptedPeer peer;
+    LogCapture log;
+    P<OpenRequest> request = new OpenRequest;
+    P<TestSource> source;
+};
+
+// ---- answers ---------------------------------------------------------------------------------------------
+
+TEST_F(NetRequestPerform, ASuccessHasBodyHeadersStatusAndFigures) {
+    peer.onConnection().expectRequest().reply(
+        reply("200 OK", "hello", "ETag: \"e\"\r\nX-A: 1\r\nx-a: 2\r\n"));
+    request->perform();
+    EXPECT_EQ(bodyOf(*request), "hello");
+    EXPECT_EQ(request->getResponseCode(), 200);
+    EXPECT_EQ(request->getHTTPStatusLine(), "HTTP/1.1 200 OK");
+    EXPECT_THAT(request->getResponseHeaderMap(),
+                ElementsAre(Pair(String("content-length"), String("5")),
+                            Pair(String("etag"), String("\"e\"")), Pair(String("x-a"), String("1,2"))));
+    EXPECT_THAT(linesOf(request->getResponseInfo()),
+                ElementsAre("HTTP/1.1 200 OK\r\n", "Content-Length: 5\r\n", "ETag: \"e\"\r\n", "X-A: 1\r\n",
+                            "x-a: 2\r\n", "\r\n"));
+    EXPECT_TRUE(request->isResponseComplete());
+    EXPECT_EQ(request->getDownloadedBytes(), 5);
+    EXPECT_EQ(request->getDownloadSize(), 5);
+    EXPECT_EQ(request->getUploadedBytes(), 0);
+    EXPECT_GT(request->getAvgDownloadSpeed(), 0);
+    EXPECT_EQ(request->getAvgUploadSpeed(), 0);
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(NetRequestPerform, AnUploadHasItsFigures) {
+    sendBody("PUT", "12345");
+    peer.onConnection().expectRequest().reply(reply("200 OK", ""));
+    request->perform();
+    EXPECT_EQ(request->getUploadedBytes(), 5);
+    EXPECT_EQ(request->getUploadSize(), 5);
+    EXPECT_GT(request->getAvgUploadSpeed(), 0);
+    EXPECT_EQ(request->getDownloadedBytes(), 0);
+}
+
+TEST_F(NetRequestPerform, StatusesFrom200To299Pass) {
+    peer.setDefaultReply([](const RecordedRequest& received) {
+        return "HTTP/1.1 " + received.requestLine().substr(5, 3) + " X\r\nContent-Length: 0\r\n\r\n";
+    });
+    request->setFollowRedirects(false);
+    for (const int status : {200, 201, 202, 206, 250, 299}) {
+        prepare("/" + std::to_string(status));
+        request->perform();
+        EXPECT_EQ(request->getResponseCode(), status);
+    }
+    for (const int status : {300, 301, 302, 303, 307, 308, 400, 404, 500, 503, 599}) {
+        prepare("/" + std::to_string(status));
+        const CCURLError error = performError();
+        EXPECT_EQ(error.getCode(), CURLE_HTTP_RETURNED_ERROR);
+        EXPECT_EQ(error.getResponseCode(), status);
+        EXPECT_EQ(error.getResponseCodeDomain(), "http");
+    }
+}
+
+TEST_F(NetRequestPerform, AnAnswerWithoutABodyDoesNotReachTheSink) {
+    const P<TestSink> sink = new TestSink;
+    request->setReceiveDataSink(sink);
+    peer.onConnection()
+        .expectRequest()
+        .reply("HTTP/1.1 204 No Content\r\n\r\n")
+        .expectRequest()
+        .reply(reply("200 OK", ""))
+        .expectRequest()
+        .reply("HTTP/1.1 304 Not Modified\r\n\r\n");
+    request->perform();
+    request->perform();
+    const CCURLError error = performError();
+    EXPECT_EQ(error.getCode(), 22);
+    EXPECT_EQ(error.getResponseCode(), 304);
+    EXPECT_THAT(sink->blocks, IsEmpty());
+}
+
+TEST_F(NetRequestPerform, WithoutASinkTheBodyIsDropped) {
+    request->setReceiveDataSink(nullptr);
+    peer.onConnection().expectRequest().reply(reply("200 OK", "hello"));
+    request->perform();
+    EXPECT_EQ(bodyOf(*request), "");
+    EXPECT_EQ(request->getDownloadedBytes(), 5);
+}
+
+TEST_F(NetRequestPerform, AnErrorBodyOfHTMLIsTheServerMessage) {
+    peer.onConnection().expectRequest().reply(reply(
+        "404 Not Found", "<html>\r\n<b>404</b>\t<i>gone</i>\r\n\r\n</html>", "Content-Type: text/html\r\n"));
+    const CCURLError error = performError();
+    EXPECT_EQ(error.getMessage(), "HTTP response code said error (response code: http 404)");
+    EXPECT_THAT(propsOf(error),
+                ElementsAre("responseCodeDomain=http", "responseCode=404", "serverMessage=404 gone",
+                            "httpStatusLine=HTTP/1.1 404 Not Found", "url=" + peer.url("/a")));
+}
+
+TEST_F(NetRequestPerform, AnErrorBodyOfJSONIsTheServerMessageAsItIs) {
+    const std::string json = "{\r\n  \"error\":\t\"<none>\"\r\n}\r\n";
+    request->setHTTPMethod("DELETE");
+    peer.onConnection().expectRequest().reply(
+        reply("409 Conflict", json, "Content-Type: application/json\r\n"));
+    const CCURLError error = performError();
+    EXPECT_EQ(error.getServerMessage().toUTF8(), json);
+    EXPECT_EQ(error.getHTTPMethod(), "DELETE");
+    EXPECT_EQ(bodyOf(*request), json);
+}
+
+TEST_F(NetRequestPerform, OfALongErrorBodyTheFirst4096BytesAreTheServerMessage) {
+    peer.onConnection().expectRequest().reply(reply("500 Oops", std::string(10000, 'x')));
+    const CCURLError error = performError();
+    EXPECT_EQ(error.getServerMessage().toUTF8(), std::string(4096, 'x'));
+    EXPECT_EQ(request->getDefaultReceiveBuffer()->getUsed(), 10000);
+}
+
+TEST_F(NetRequestPerform, CapitalSchemesAreHTTP) {
+    request->setURL(("HTTP" + peer.url("/a").substr(4)).c_str());
+    peer.onConnection().expectRequest().reply(reply("404 Not Found", "x"));
+    const CCURLError error = performError();
+    EXPECT_EQ(error.getCode(), 22);
+    EXPECT_EQ(error.getResponseCodeDomain(), "http");
+}
+
+TEST_F(NetRequestPerform, InterimResponsesLeaveOnlyTheirLines) {
+    peer.onConnection().expectRequest().reply("HTTP/1.1 103 Early Hints\r\nX-Early: 1\r\n\r\n" +
+                                              reply("200 OK", "x", "X-Final: 2\r\n"));
+    request->perform();
+    EXPECT_EQ(request->getHTTPStatusLine(), "HTTP/1.1 200 OK");
+    EXPECT_EQ(request->getResponseHeaderMap().count("x-early"), 0u);
+    EXPECT_EQ(request->getResponseHeaderMap().count("x-final"), 1u);
+    EXPECT_THAT(linesOf(request->getResponseInfo()), Contains("X-Early: 1\r\n"));
+}
+
+TEST_F(NetRequestPerform, TheBodyIsSentWhenTheServerSaysContinue) {
+    sendBody("PUT", "abc");
+    peer.onConnection()
+        .expectHead()
+        .reply("HTTP/1.1 100 Continue\r\nX-Interim: 1\r\n\r\n")
+        .expectExactly("abc")
+        .reply(reply("200 OK", "done"));
+    request->perform();
+    EXPECT_EQ(bodyOf(*request), "done");
+    EXPECT_EQ(request->getHTTPStatusLine(), "HTTP/1.1 200 OK");
+    EXPECT_EQ(request->getResponseHeaderMap().count("x-interim"), 0u);
+    EXPECT_EQ(source->headersSeen.count("x-interim"), 1u);
+}
+
+TEST_F(NetRequestPerform, TrailersAreInResponseInfoAlone) {
+    peer.onConnection().expectRequest().reply("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n"
+                                              "3\r\nabc\r\n0\r\nX-Trailer: t\r\n\r\n");
+    request->perform();
+    EXPECT_EQ(bodyOf(*request), "abc");
+    EXPECT_EQ(request->getResponseHeaderMap().count("x-trailer"), 0u);
+    EXPECT_THAT(linesOf(request->getResponseInfo()), Contains("X-Trailer: t\r\n"));
+    EXPECT_TRUE(request->isResponseComplete());
+}
+
+TEST_F(NetRequestPerform, AHeaderThatIsNotUTF8IsLeftOut) {
+    peer.onConnection().expectRequest().reply(reply("200 OK", "x", "X-Bad: \xff\r\n"));
+    request->perform();
+    EXPECT_EQ(request->getResponseHeaderMap().count("x-bad"), 0u);
+    EXPECT_THAT(linesOf(request->getResponseInfo()), SizeIs(3));
+    EXPECT_THAT(log.lines(), ElementsAre("W: Exception during CNetRequest header parsing (ignored). "
+                                         "[Invalid UTF-8 data.]"));
+}
+
+// ---- incomplete answers ----------------------------------------------------------------------------------
+
+TEST_F(NetRequestPerform, AnEndWithinTheHeadersIsASuccessThatIsNotComplete) {
+    const std::string answer = reply("200 OK", "hello");
+    const std::size_t cut = answer.find("Content-Length");
+    peer.onConnection().expectRequest().replyCut(answer, cut).close();
+    request->perform();
+    EXPECT_FALSE(request->isResponseComplete());
+    EXPECT_EQ(request->getResponseCode(), 200);
+    EXPECT_EQ(bodyOf(*request), "");
+}
+
+TEST_F(NetRequestPerform, LineFeedsAloneNeverCompleteAResponse) {
+    peer.onConnection().expectRequest().reply("HTTP/1.1 200 OK\nContent-Length: 2\n\nok");
+    request->perform();
+    EXPECT_EQ(bodyOf(*request), "ok");
+    EXPECT_FALSE(request->isResponseComplete());
+}
+
+TEST_F(NetRequestPerform, ACutBodyIsAnErrorBehindASuccessStatus) {
+    peer.onConnection()
+        .expectRequest()
+        .replyCut(reply("200 OK", "hello"), reply("200 OK", "hel").size())
+        .close();
+    const CCURLError error = performError();
+    EXPECT_EQ(error.getDomain(), "curl");
+    EXPECT_EQ(error.getCode(), CURLE_PARTIAL_FILE);
+    EXPECT_EQ(error.getResponseCode(), 200);
+    EXPECT_EQ(error.getServerMessage(), "hel");
+    EXPECT_THAT(error.getMessage().toUTF8(), HasSubstr(": transfer closed with 2 bytes remaining to read "
+                                                       "(response code: http 200)"));
+    EXPECT_TRUE(request->isResponseComplete());
+}
+
+TEST_F(NetRequestPerform, AnEmptyReplyIsAnErrorWithoutAResponse) {
+    peer.onConnection().expectRequest().close();
+    const CCURLError error = performError();
+    EXPECT_EQ(error.getCode(), CURLE_GOT_NOTHING);
+    EXPECT_EQ(error.getResponseCode(), 0);
+    EXPECT_THAT(propsOf(error), ElementsAre("responseCodeDomain=http", "url=" + peer.url("/a")));
+    EXPECT_EQ(error.getMessage(), "Server returned nothing (no headers, no data): Empty reply from server");
+}
+
+TEST_F(NetRequestPerform, ARefusedConnectionIsAnErrorWithoutAResponse) {
+    peer.onConnection().expectRequest().reply(reply("200 OK", "x"));
+    request->perform();
+    request->setURL(("http://127.0.0.1:" + std::to_string(ScriptedPeer::closedPort()) + "/").c_str());
+    const CCURLError error = performError();
+    EXPECT_EQ(error.getCode(), CURLE_COULDNT_CONNECT);
+    EXPECT_EQ(error.getResponseCode(), 0) << "nothing is left of the transfer before";
+    EXPECT_EQ(error.getHTTPStatusLine(), "");
+    EXPECT_EQ(error.getServerMessage(), "");
+}
+
+TEST_F(NetRequestPerform, AnEarlyRefusalWhileSendingIsTheAnswer) {
+    sendBody("PUT", std::string(8 * 1024 * 1024, 'x'));
+    peer.onConnection()
+        .expectHead()
+        .reply("HTTP/1.1 100 Continue\r\n\r\n")
+        .expectBytes(100000)
+        .reply(reply("403 Forbidden", "no room", "Connection: close\r\n"))
+        .close();
+    const CCURLError error = performError();
+    EXPECT_EQ(error.getCode(), 22);
+    EXPECT_EQ(error.getResponseCode(), 403);
+    EXPECT_EQ(error.getServerMessage(), "no room");
+}
+
+TEST_F(NetRequestPerform, ARefusalInsteadOfContinueSendsNoBody) {
+    sendBody("PUT", "abc");
+    peer.onConnection()
+        .expectHead()
+        .reply(reply("403 Forbidden", "no", "Connection: close\r\n"))
+        .waitForClose();
+    EXPECT_EQ(performError().getResponseCode(), 403);
+    EXPECT_THAT(source->calls, IsEmpty());
+}
+
+// ---- redirects and logins --------------------------------------------------------------------------------
+
+class NetRequestRedirect : public NetRequestPerform {
+protected:
+    void redirect(const std::string& status) {
+        peer.onConnection()
+            .expectRequest()
+            .reply(reply(status, "interim body", "Location: /b\r\n"))
+            .expectRequest()
+            .reply(reply("200 OK", "done"));
+    }
+};
+
+TEST_F(NetRequestRedirect, ABodyIsSentAgainFromItsStart) {
+    for (const char* status : {"301 M", "302 F", "307 T", "308 P"}) {
+        SCOPED_TRACE(status);
+        peer.clearRecords();
+        request = new OpenRequest;
+        prepare("/a");
+        sendBody("PUT", "abc");
+        redirect(status);
+        request->perform();
+        EXPECT_THAT(requestLines(), ElementsAre("PUT /a HTTP/1.1 [abc]", "PUT /b HTTP/1.1 [abc]"));
+        EXPECT_THAT(source->seeks(), ElementsAre("seek 0"));
+        EXPECT_EQ(bodyOf(*request), "done") << "the body of the redirect is not delivered";
+        EXPECT_EQ(request->getURL(), peer.url("/a").c_str());
+    }
+}
+
+TEST_F(NetRequestRedirect, SeeOtherTurnsAPutIntoAGet) {
+    sendBody("PUT", "abc");
+    redirect("303 See Other");
+    request->perform();
+    EXPECT_THAT(requestLines(), ElementsAre("PUT /a HTTP/1.1 [abc]", "GET /b HTTP/1.1 []"));
+}
+
+TEST_F(NetRequestRedirect, APostBecomesAGetUnlessItIsToBeKept) {
+    for (const char* status : {"301 M", "302 F", "303 S"}) {
+        for (const bool keep : {false, true}) {
+            SCOPED_TRACE(std::string(status) + (keep ? " kept" : ""));
+            peer.clearRecords();
+            request = new OpenRequest;
+            prepare("/a");
+            sendBody("POST", "abc");
+            request->setKeepPostOnRedirect(keep);
+            redirect(status);
+            request->perform();
+            EXPECT_THAT(requestLines(), ElementsAre("POST /a HTTP/1.1 [abc]",
+                                                    keep ? "POST /b HTTP/1.1 [abc]" : "GET /b HTTP/1.1 []"));
+        }
+    }
+    for (const char* status : {"307 T", "308 P"}) {
+        SCOPED_TRACE(status);
+        peer.clearRecords();
+        request = new OpenRequest;
+        prepare("/a");
+        sendBody("POST", "abc");
+        redirect(status);
+        request->perform();
+        EXPECT_THAT(requestLines(), ElementsAre("POST /a HTTP/1.1 [abc]", "POST /b HTTP/1.1 [abc]"));
+    }
+}
+
+TEST_F(NetRequestRedirect, ASourceThatCannotBeRewoundEndsTheTransferWithItsError) {
+    sendBody("PUT", "abc");
+    source->onSeek = [](int64) { throw OwnError("cannot rewind"); };
+    peer.onConnection().expectRequest().reply(reply("307 T", "", "Location: /b\r\n")).clientMayLeave();
+    const auto error = thrownBy<OwnError>([&] { request->perform(); });
+    EXPECT_EQ(messageOf(error), "cannot rewind");
+}
+
+TEST_F(NetRequestRedirect, ARedirectThatIsNotFollowedIsAnError) {
+    request->setFollowRedirects(false);
+    peer.onConnection().expectRequest().reply(reply("302 Found", "moved", "Location: /b\r\n"));
+    const CCURLError error = performError();
+    EXPECT_EQ(error.getCode(), 22);
+    EXPECT_EQ(error.getResponseCode(), 302);
+    EXPECT_EQ(error.getServerMessage(), "moved");
+}
+
+TEST_F(NetRequestRedirect, ALoginRoundSendsTheBodyAgain) {
+    sendBody("PUT", "abc");
+    request->setUserName("u");
+    request->setUserPassword("p");
+    request->setHTTPAuthMethods(CURLAUTH_BASIC | CURLAUTH_DIGEST);
+    peer.onConnection()
+        .expectRequest()
+        .reply(reply("401 Unauthorized", "log in", "WWW-Authenticate: Basic realm=\"r\"\r\n"))
+        .expectRequest()
+        .reply(reply("200 OK", "done"));
+    request->perform();
+    const auto requests = peer.requests();
+    ASSERT_THAT(requests, SizeIs(2));
+    EXPECT_FALSE(requests[0].header("Authorization"));
+    EXPECT_EQ(requests[1].header("Authorization"), "Basic dTpw");
+    EXPECT_EQ(requests[1].body, "abc");
+    EXPECT_EQ(bodyOf(*request), "done");
+    EXPECT_EQ(request->getResponseHeaderMap().count("www-authenticate"), 0u);
+}
+
+TEST_F(NetRequestRedirect, ARefusedLoginIsAnErrorWithTheBodyOfTheRefusal) {
+    peer.onConnection().expectRequest().reply(
+        reply("401 Unauthorized", "log in", "WWW-Authenticate: Basic realm=\"r\"\r\n"));
+    const CCURLError error = performError();
+    EXPECT_EQ(error.getResponseCode(), 401);
+    EXPECT_EQ(error.getServerMessage(), "log in");
+}
+
+// ---- callbacks within transfers --------------------------------------------------------------------------
+
+TEST_F(NetRequestPerform, ASinkThatThrowsAtItsSecondBlockEndsTheTransferWithItsError) {
+    const P<TestSink> sink = new TestSink;
+    sink->onWrite = [&sink] {
+        if (sink->blocks.size() == 2) {
+            throw OwnError("disk full");
+        }
+    };
+    request->setReceiveDataSink(sink);
+    peer.onConnection()
+        .expectRequest()
+        .reply("HTTP/1.1 200 OK\r\nContent-Length: 1000000\r\n\r\n")
+        .sendPattern(1000000)
+        .clientMayLeave();
+    const auto error = thrownBy<OwnError>([&] { request->perform(); });
+    EXPECT_EQ(messageOf(error), "disk full");
+    EXPECT_THAT(sink->blocks, SizeIs(2));
+}
+
+TEST_F(NetRequestPerform, AnErrorOfTheSinkComesBeforeTheStatus) {
+    const P<TestSink> sink = new TestSink;
+    sink->onWrite = [] { throw 5; };
+    request->setReceiveDataSink(sink);
+    peer.onConnection().expectRequest().reply(reply("500 Oops", "x")).clientMayLeave();
+    EXPECT_EQ(messageOf(thrownBy<CError>([&] { request->perform(); })), "Unknown exception.");
+    EXPECT_THAT(sink->statuses, ElementsAre(500));
+}
+
+TEST_F(NetRequestPerform, ASourceThatThrowsEndsTheTransferWithItsError) {
+    sendBody("PUT", "abc");
+    source->onRead = [](void*, int) -> int { throw OwnError("unreadable"); };
+    peer.onConnection().expectHead().reply("HTTP/1.1 100 Continue\r\n\r\n").waitForClose();
+    EXPECT_EQ(messageOf(thrownBy<OwnError>([&] { request->perform(); })), "unreadable");
+}
+
+TEST_F(NetRequestPerform, ASourceThatAbortsEndsTheTransferWithLibcurlsCode) {
+    sendBody("PUT", "abc");
+    source->onRead = [](void*, int) { return CURL_READFUNC_ABORT; };
+    peer.onConnection().expectHead().reply("HTTP/1.1 100 Continue\r\n\r\n").waitForClose();
+    EXPECT_EQ(performError().getCode(), CURLE_ABORTED_BY_CALLBACK);
+}
+
+TEST_F(NetRequestPerform, ALargeBodyPassesWholeThroughSourceAndSink) {
+    const std::string body = ScriptedPeer::pattern(0, 3 * 1024 * 1024 + 7);
+    sendBody("PUT", body);
+    const P<TestSink> sink = new TestSink;
+    request->setReceiveDataSink(sink);
+    peer.onConnection().expectRequest().replyWith([](const std::string& received) {
+        return reply("200 OK", std::string_view(received).substr(received.find("\r\n\r\n") + 4));
+    });
+    request->perform();
+    EXPECT_TRUE(sink->all() == body);
+    EXPECT_EQ(sink->statuses.front(), 200);
+}
+
+// ---- repeated transfers ----------------------------------------------------------------------------------
+
+TEST_F(NetRequestPerform, NothingLeaksIntoTheNextTransfer) {
+    peer.onConnection()
+        .expectRequest()
+        .reply(reply("404 Not Found", "first body", "X-First: 1\r\n"))
+        .expectRequest()
+        .reply("HTTP/1.1 200 Fine\r\nContent-Length: 2\r\n\r\nok");
+    EXPECT_EQ(performError().getResponseCode(), 404);
+    request->perform();
+    EXPECT_EQ(request->getResponseCode(), 200);
+    EXPECT_EQ(request->getHTTPStatusLine(), "HTTP/1.1 200 Fine");
+    EXPECT_EQ(bodyOf(*request), "ok");
+    EXPECT_THAT(request->getResponseHeaderMap(), ElementsAre(Pair(String("content-length"), String("2"))));
+    EXPECT_THAT(linesOf(request->getResponseInfo()), SizeIs(3));
+}
+
+TEST_F(NetRequestPerform, AKeptErrorIsForgottenByTheNextTransfer) {
+    const P<TestSink> sink = new TestSink;
+    sink->onWrite = [] { throw CError("once"); };
+    request->setReceiveDataSink(sink);
+    peer.onConnection().expectRequest().reply(reply("200 OK", "a")).clientMayLeave();
+    peer.onConnection().expectRequest().reply(reply("200 OK", "b"));
+    EXPECT_EQ(messageOf(thrownBy<CError>([&] { request->perform(); })), "once");
+    sink->onWrite = nullptr;
+    request->perform();
+    EXPECT_EQ(sink->all(), "ab");
+}
+
+TEST_F(NetRequestPerform, ARestartableSinkBeginsAnewWithEachTransfer) {
+    struct Restartable : virtual vexil::CBase, CNetRequest::IRestartableDataSink {
+        void write(const void* data, int length, int, const HeaderMap&) override {
+            text.append(static_cast<const char*>(data), static_cast<std::size_t>(length));
+        }
+        void restart() override {
+            text.clear();
+            ++restarts;
+            if (refuses) {
+                throw CError("cannot restart");
+            }
+        }
+        std::string text;
+        int restarts = 0;
+        bool refuses = false;
+    };
+    const P<Restartable> sink = new Restartable;
+    request->setReceiveDataSink(sink);
+    peer.onConnection()
+        .expectRequest()
+        .reply(reply("503 Busy", "busy"))
+        .expectRequest()
+        .reply(reply("200 OK", "done"));
+    EXPECT_EQ(performError().getResponseCode(), 503);
+    EXPECT_EQ(sink->text, "busy");
+    request->perform();
+    EXPECT_EQ(sink->text, "done");
+    EXPECT_EQ(sink->restarts, 2);
+    sink->refuses = true;
+    EXPECT_EQ(messageOf(thrownBy<CError>([&] { request->perform(); })), "cannot restart");
+    EXPECT_THAT(peer.requests(), SizeIs(2)) << "nothing was sent";
+}
+
+TEST_F(NetRequestPerform, ARepeatedTransferSendsTheBodyFromItsStart) {
+    sendBody("PUT", "abc");
+    peer.onConnection()
+        .expectRequest()
+        .reply(reply("500 Oops", ""))
+        .expectRequest()
+        .reply(reply("200 OK", ""));
+    EXPECT_EQ(performError().getResponseCode(), 500);
+    EXPECT_EQ(source->position, 3);
+    request->perform();
+    EXPECT_THAT(requestLines(), ElementsAre("PUT /a HTTP/1.1 [abc]", "PUT /a HTTP/1.1 [abc]"));
+}
+
+// ---- listener --------------------------------------------------------------------------------------------
+
+class NetRequestListener : public NetRequestPerform {
+protected:
+    NetRequestListener() { request->setDoneListener(listener); }
+
+    P<TestListener> listener = new TestListener;
+};
+
+TEST_F(NetRequestListener, IsToldOfASuccess) {
+    peer.onConnection().expectRequest().reply(reply("200 OK", ""));
+    request->perform();
+    EXPECT_EQ(listener->count, 1);
+    EXPECT_EQ(listener->requestSeen, request.get());
+    EXPECT_EQ(listener->errorSeen.get(), nullptr);
+}
+
+TEST_F(NetRequestListener, IsToldOfAFailureWithTheErrorThatIsThrown) {
+    peer.onConnection().expectRequest().reply(reply("404 Not Found", "gone"));
+    try {
+        request->perform();
+        ADD_FAILURE() << "nothing was thrown";
+    } catch (const CCURLError& error) {
+        EXPECT_EQ(listener->addressSeen, static_cast<const CError*>(&error)) << "the same error, unchanged";
+        EXPECT_EQ(error.getServerMessage(), "gone");
+    }
+    EXPECT_EQ(listener->count, 1);
+    EXPECT_NE(listener->errorSeen.dynamicCast<CCURLError>().get(), nullptr);
+}
+
+TEST_F(NetRequestListener, IsToldOfTheErrorOfASink) {
+    const P<TestSink> sink = new TestSink;
+    sink->onWrite = [] { throw OwnError("mine"); };
+    request->setReceiveDataSink(sink);
+    peer.onConnection().expectRequest().reply(reply("200 OK", "x")).clientMayLeave();
+    EXPECT_TRUE(thrownBy<OwnError>([&] { request->perform(); }));
+    EXPECT_NE(listener->errorSeen.dynamicCast<OwnError>().get(), nullptr);
+}
+
+TEST_F(NetRequestListener, IsNotToldWhenNoTransferBegan) {
+    const P<TestSource> moved = new TestSource("abc");
+    moved->position = 1;
+    moved->onSeek = [](int64) { throw CError("cannot rewind"); };
+    request->setSendDataSource(moved);
+    EXPECT_EQ(messageOf(thrownBy<CError>([&] { request->perform(); })), "cannot rewind");
+    EXPECT_EQ(listener->count, 0);
+}
+
+TEST_F(NetRequestListener, MayResetTheRequestOnFailure) {
+    peer.onConnection().expectRequest().reply(reply("404 Not Found", "gone"));
+    listener->then = [this] {
+        listener = nullptr;
+        request->reset();
+    };
+    const CCURLError error = performError();
+    EXPECT_EQ(error.getServerMessage(), "gone");
+    EXPECT_EQ(error.getURL(), peer.url("/a").c_str());
+    EXPECT_EQ(request->getURL(), "");
+}
+
+TEST_F(NetRequestListener, MayReleaseTheRequestAndItself) {
+    for (const bool succeeds : {true, false}) {
+        peer.onConnection().expectRequest().reply(reply(succeeds ? "200 OK" : "404 Not Found", "x"));
+        request = new OpenRequest;
+        prepare("/a");
+        listener = new TestListener;
+        request->setDoneListener(listener);
+        listener->then = [this] {
+            listener = nullptr;
+            request = nullptr;
+        };
+        CNetRequest* const held = request;
+        if (succeeds) {
+            held->perform();
+        } else {
+            EXPECT_TRUE(thrownBy<CCURLError>([&] { held->perform(); }));
+        }
+        EXPECT_EQ(request.get(), nullptr);
+    }
+}
+
+TEST_F(NetRequestListener, MayPerformAgain) {
+    peer.onConnection()
+        .expectRequest()
+        .reply(reply("200 OK", "1"))
+        .expectRequest()
+        .reply(reply("200 OK", "2"));
+    listener->then = [this] { request->perform(); };
+    request->perform();
+    EXPECT_EQ(listener->count, 2);
+    EXPECT_EQ(bodyOf(*request), "2");
+}
+
+TEST_F(NetRequestListener, ThatThrowsIsNotToldOfItsOwnError) {
+    peer.onConnection().expectRequest().reply(reply("200 OK", ""));
+    listener->then = [] { throw OwnError("listener"); };
+    EXPECT_TRUE(thrownBy<OwnError>([&] { request->perform(); }));
+    EXPECT_EQ(listener->count, 1);
+}
+
+}  // namespace
