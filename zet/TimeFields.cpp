@@ -19,11 +19,11 @@ String padded(int value, std::size_t digits) {
 }
 
 template <std::size_t Count>
-String nameAt(const std::array<const char*, Count>& names, int index) {
-    if (index < 0 || index >= static_cast<int>(Count)) {
+String nameOf(int number, int first, const std::array<const char*, Count>& names) {
+    if (number < first || number - first >= static_cast<int>(Count)) {
         throw CError("Invalid date/time fields.");
     }
-    return names[static_cast<std::size_t>(index)];
+    return names[static_cast<std::size_t>(number - first)];
 }
 
 }  // namespace
@@ -70,13 +70,13 @@ String CTimeFields::toISODateTime(int precision) const {
 
 String CTimeFields::getEnglishWeekDayAbbrev(int weekDay) {
     static constexpr std::array names{"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
-    return nameAt(names, weekDay);
+    return nameOf(weekDay, 0, names);
 }
 
 String CTimeFields::getEnglishMonthAbbrev(int month) {
     static constexpr std::array names{"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                       "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-    return nameAt(names, month - 1);
+    return nameOf(month, 1, names);
 }
 
 }  // namespace zet

@@ -34,9 +34,9 @@ public:
     /// \param precision  digits behind the full stop, 0 (no full stop) to 6, cut and not rounded
     String toISODateTime(int precision) const;
 
-    /// "Sun" for 0 to "Sat" for 6.
+    /// "Sun" for 0 to "Sat" for 6; anything else is a CError "Invalid date/time fields.".
     static String getEnglishWeekDayAbbrev(int weekDay);
-    /// "Jan" for 1 to "Dec" for 12.
+    /// "Jan" for 1 to "Dec" for 12; anything else is a CError "Invalid date/time fields.".
     static String getEnglishMonthAbbrev(int month);
 
 private:
