@@ -46,6 +46,14 @@ TEST(StringAllocationTest, CountsTheAllocationsOfTheLibrary) {
     EXPECT_EQ(allocationsOf([] { const String text(longASCII); }), 1);
 }
 
+TEST(StringAllocationTest, AssigningAViewReusesTheMemory) {
+    String text(longASCII);
+    EXPECT_EQ(allocationsOf([&] { text.assign(L"a text that fits into it"); }), 0);
+    EXPECT_EQ(text, "a text that fits into it");
+    text.assign({});
+    EXPECT_EQ(text, "");
+}
+
 TEST(StringAllocationTest, ComparingWithPlainASCIIAllocatesNothing) {
     const String text(longASCII);
     bool isRight = true;
