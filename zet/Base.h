@@ -17,7 +17,9 @@ namespace zet {
 /// Thread safety: the count may be changed from any thread.
 class ZET_API IBase {
 public:
+    /// Counts one more reference. P calls it; nobody else should need to.
     void addRef() const noexcept { m_references.fetch_add(1, std::memory_order_relaxed); }
+    /// Counts one reference less and deletes the object, if it is one to delete, with the last. P calls it.
     void release() const noexcept {
         if (m_references.fetch_sub(1, std::memory_order_acq_rel) == 1 && m_isHeapObject) {
             delete this;

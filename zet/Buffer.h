@@ -27,19 +27,30 @@ class TBuffer : public virtual CBase {
     static_assert(std::is_trivially_copyable_v<T>, "elements are moved as bytes");
 
 public:
+    /// Empty, without memory of its own yet.
     TBuffer() noexcept = default;
+    /// So many elements of undefined content.
     explicit TBuffer(int used) { setUsed(used); }
     TBuffer(const TBuffer& other) : IBase(other), CBase(other) { append(other.m_data, other.m_used); }
     TBuffer(TBuffer&& other) noexcept { swap(other); }
+    /// Copies the elements, or takes them over from a buffer that is moved.
     TBuffer& operator=(TBuffer other) noexcept {
         swap(other);
         return *this;
     }
     ~TBuffer() override { std::free(m_data); }
 
+    /// @{
+
+    /// The elements: getUsed() of them count. Null before anything was reserved; valid until the buffer grows,
+    /// is assigned to or swapped, or ends.
     T* getData() noexcept { return m_data; }
     const T* getData() const noexcept { return m_data; }
+    /// @}
+
+    /// Elements in use.
     int getUsed() const noexcept { return m_used; }
+    /// Elements that there is memory for, at least getUsed().
     int getCapacity() const noexcept { return m_capacity; }
 
     /// Shrinks or grows the used size; the memory stays. The content of what is grown is not defined.
@@ -75,6 +86,7 @@ public:
         }
     }
 
+    /// Exchanges elements and memory; the reference counts stay.
     void swap(TBuffer& other) noexcept {
         std::swap(m_data, other.m_data);
         std::swap(m_used, other.m_used);

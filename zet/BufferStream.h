@@ -7,7 +7,8 @@
 
 namespace zet {
 
-/// A stream over a buffer, with one position for reading and writing. Keeps a reference to the buffer.
+/// A stream over a buffer, with one position for reading and writing. Keeps a reference to the buffer. One
+/// thread at a time.
 ///
 /// Positions reach from 0 to the used size; beyond is a CError. Writing overwrites from the position on and
 /// lengthens the buffer as needed. Where the buffer was shortened behind the stream's back to less than the
@@ -28,6 +29,7 @@ public:
     void seek(int64 position) override;
     int64 getPosition() override { return m_position; }
 
+    /// The buffer under the stream; never null.
     PC<TBuffer<unsigned char>> getBuffer() const { return m_buffer; }
 
 private:

@@ -18,6 +18,18 @@ namespace zet {
 /// To keep an error beyond its handler, or to carry it to another thread, clone() it and throwClone() it
 /// later: both keep the dynamic type, and every class that derives from this one overrides both. Within a
 /// handler, `throw;` does.
+///
+/// Thread safety: a plain value. Distinct errors may be used from several threads, and one that nobody changes
+/// may be read from many.
+///
+/// \code
+/// try {
+///     request.perform();
+/// } catch (const CError& error) {
+///     logWarning(error, "The backup of " + name + " failed.");
+///     kept = error.clone();  // for the thread that reports: kept->throwClone()
+/// }
+/// \endcode
 class ZET_API CError : public std::exception, public virtual CBase {
 public:
     /// \param message  what happened, a whole sentence or less, without secrets
@@ -31,11 +43,15 @@ public:
     CError& operator=(const CError&) = default;
     ~CError() override;
 
+    /// @{
+
+    /// What the constructor was given. The inner error is null for none.
     const String& getMessage() const noexcept { return m_message; }
     const String& getDomain() const noexcept { return m_domain; }
     int64 getCode() const noexcept { return m_code; }
     const CProps& getProps() const noexcept { return m_props; }
     const P<CError>& getInnerError() const noexcept { return m_inner; }
+    /// @}
 
     /// The message as UTF-8; lives as long as the error.
     const char* what() const noexcept override { return m_what.c_str(); }

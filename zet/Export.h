@@ -10,5 +10,6 @@
 #define ZET_API __declspec(dllimport)
 #endif
 #else
+/// Put before a class or function that users of the library may name.
 #define ZET_API __attribute__((visibility("default")))
 #endif

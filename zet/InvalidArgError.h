@@ -4,7 +4,8 @@
 
 namespace zet {
 
-/// A caller's mistake: an argument that cannot be worked with.
+/// A caller's mistake: an argument that cannot be worked with. Thrown before anything is changed or sent. It
+/// has no domain, and the code -1.
 class ZET_API CInvalidArgError : public CError {
 public:
     /// \param place    class and member that refuse, joined by "::"
@@ -14,6 +15,7 @@ public:
     CInvalidArgError& operator=(const CInvalidArgError&) = default;
     ~CInvalidArgError() override;
 
+    /// Class and member that refuse: "CS3Client::setBaseURL".
     const String& getPlace() const noexcept { return m_place; }
 
     P<CError> clone() const override;

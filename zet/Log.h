@@ -10,15 +10,20 @@
 
 namespace zet {
 
-enum class LogLevel { Info, Warning, Error };
+/// How much a message matters.
+enum class LogLevel {
+    Info,     ///< for those who follow what happens
+    Warning,  ///< something failed and was dealt with or ignored
+    Error,    ///< something failed that should not
+};
 
 /// One message of the log.
 struct CLogMessage {
-    LogLevel level = LogLevel::Info;
-    String text;                             ///< what happened
-    String detail;                           ///< more about it, often ""
-    const std::exception* error = nullptr;   ///< the error it is about, or null; valid during the call only
-    const CXMLElement* element = nullptr;    ///< data that belongs to it, or null
+    LogLevel level = LogLevel::Info;        ///< how much it matters
+    String text;                            ///< what happened
+    String detail;                          ///< more about it, often ""
+    const std::exception* error = nullptr;  ///< the error it is about, or null; valid during the call only
+    const CXMLElement* element = nullptr;   ///< data that belongs to it, or null; likewise
 };
 
 /// Where the messages of the library go.
@@ -32,17 +37,27 @@ protected:
     ~ILogSink() override;
 };
 
-/// Replaces the process-wide sink, of which a reference is kept. Null, the default, drops every message.
+/// Replaces the process-wide sink, of which a reference is kept. Null, the default, drops every message. Any
+/// thread; a message that is on its way may still reach the old sink.
 ZET_API void setLogSink(ILogSink* sink);
+/// The process-wide sink, or null. Any thread.
 ZET_API P<ILogSink> getLogSink();
 
-// None of these throws. Texts hold no secrets; bodies of server answers go into an element.
+/// \name Logging
+/// @{
+
+/// Gives a message of the level in its name to the sink, on the calling thread. Any thread; never throws.
+/// Texts are to hold no secrets; bodies of server answers go into an element.
 ZET_API void logInfo(const String& text) noexcept;
 ZET_API void logWarning(const String& text) noexcept;
-ZET_API void logWarning(const std::exception& error, const String& text, const String& detail = String()) noexcept;
+ZET_API void logWarning(const std::exception& error, const String& text,
+                        const String& detail = String()) noexcept;
 ZET_API void logError(const String& text) noexcept;
-ZET_API void logError(const std::exception& error, const String& text, const String& detail = String()) noexcept;
-ZET_API void logError(const CXMLElement& element, const String& text, const String& detail = String()) noexcept;
+ZET_API void logError(const std::exception& error, const String& text,
+                      const String& detail = String()) noexcept;
+ZET_API void logError(const CXMLElement& element, const String& text,
+                      const String& detail = String()) noexcept;
+/// @}
 
 /// What a destructor does with an exception inside it, as it cannot throw: a warning in the log.
 /// \param className  qualified name of the class, "vexil::CNetRequest"

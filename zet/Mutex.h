@@ -4,14 +4,17 @@
 
 namespace zet {
 
-/// Recursive lock. Copying and assigning an object that holds one leaves each with its own lock.
+/// Recursive lock. Copying and assigning an object that holds one leaves each with its own lock. Any thread.
 class CMutex {
 public:
+    /// Free.
     CMutex() = default;
     CMutex(const CMutex&) : CMutex() {}
     CMutex& operator=(const CMutex&) noexcept { return *this; }
 
+    /// Waits until no other thread holds the lock, and takes it; once more where this thread has it already.
     void lock() { m_mutex.lock(); }
+    /// Undoes one lock(), on the same thread.
     void unlock() { m_mutex.unlock(); }
 
 private:
@@ -21,6 +24,7 @@ private:
 /// Holds a lock for a scope.
 class [[nodiscard]] CMutexLock {
 public:
+    /// Takes the lock, which must outlive this object.
     explicit CMutexLock(CMutex& mutex) : m_mutex(mutex) { m_mutex.lock(); }
     ~CMutexLock() { m_mutex.unlock(); }
     CMutexLock(const CMutexLock&) = delete;

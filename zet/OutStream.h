@@ -15,6 +15,7 @@ public:
     virtual int64 getSize() = 0;
     /// Moves to a position in bytes from the start.
     virtual void seek(int64 position) = 0;
+    /// Bytes from the start to where the next byte is written.
     virtual int64 getPosition() = 0;
 
 protected:

@@ -15,25 +15,35 @@ namespace zet {
 /// T is only declared, and costs one atomic operation.
 ///
 /// Thread safety: distinct pointers to one object may be used from several threads; one pointer may not.
+///
+/// \code
+/// P<CNetRequest> request = new CNetRequest;    // deleted with the last P to it
+/// request->setReceiveDataStream(stream);       // takes a plain pointer and keeps a P
+/// P<IBase> base = request;
+/// P<CNetRequest> again = base.dynamicCast<CNetRequest>();
+/// \endcode
 template <class T>
 class P {
 public:
+    /// @{
+
+    /// Null, or a further reference to an object. A pointer that is moved from is null.
     P() noexcept = default;
     P(std::nullptr_t) noexcept {}
     P(T* object) noexcept : m_object(object), m_base(object) { addRef(); }
     P(const P& other) noexcept : m_object(other.m_object), m_base(other.m_base) { addRef(); }
-    P(P&& other) noexcept
+    P(P&& other)
+    noexcept
         : m_object(std::exchange(other.m_object, nullptr)), m_base(std::exchange(other.m_base, nullptr)) {}
 
     template <class U>
-        requires std::is_convertible_v<U*, T*>
-    P(const P<U>& other) noexcept : m_object(other.m_object), m_base(other.m_base) {
-        addRef();
-    }
+    requires std::is_convertible_v<U*, T*> P(const P<U>& other)
+    noexcept : m_object(other.m_object), m_base(other.m_base) { addRef(); }
     template <class U>
-        requires std::is_convertible_v<U*, T*>
-    P(P<U>&& other) noexcept
+    requires std::is_convertible_v<U*, T*> P(P<U>&& other)
+    noexcept
         : m_object(std::exchange(other.m_object, nullptr)), m_base(std::exchange(other.m_base, nullptr)) {}
+    /// @}
 
     ~P() {
         if (m_base) {
@@ -41,15 +51,20 @@ public:
         }
     }
 
+    /// Refers to the other's object; the reference to its own is given up after that.
     P& operator=(P other) noexcept {
         swap(other);
         return *this;
     }
 
+    /// @{
+
+    /// The object, or null; its count stays. Following a null pointer is undefined.
     T* get() const noexcept { return m_object; }
     operator T*() const noexcept { return m_object; }
     T* operator->() const noexcept { return m_object; }
     std::add_lvalue_reference_t<T> operator*() const noexcept { return *m_object; }
+    /// @}
 
     /// The same object as a U, or null when it is none. The way back from `P<IBase>`.
     template <class U>
@@ -57,6 +72,7 @@ public:
         return P<U>(dynamic_cast<U*>(m_object));
     }
 
+    /// Exchanges the objects; no count changes.
     void swap(P& other) noexcept {
         std::swap(m_object, other.m_object);
         std::swap(m_base, other.m_base);

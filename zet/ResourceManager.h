@@ -16,6 +16,7 @@ namespace zet {
 /// library.
 class ZET_API CResourceManager : public virtual CBase {
 public:
+    /// A path of the running system.
     using Path = TPathImpl<CWindowsPathTraits>;
 
     ~CResourceManager() override;
@@ -27,8 +28,10 @@ public:
     /// \return the absolute path of the file, or an empty one when no folder holds it
     Path findResource(const Path& relativePath) const;
 
-    /// `folder` must be absolute: a CInvalidArgError otherwise.
+    /// Looks into `folder` before all others from now on. It must be absolute, a CInvalidArgError otherwise,
+    /// and need not exist.
     void addResourceFolder(const Path& folder);
+    /// Looks into `folder` no longer, however often it was added. It is compared as written.
     void removeResourceFolder(const Path& folder);
 
 private:

@@ -13,13 +13,21 @@ namespace zet {
 /// are final. Any thread.
 class ZET_API CSafeGlobalGuard {
 public:
-    enum State { NotConstructed, Constructing, Constructed, ConstructionFailed };
+    /// How far the instance is.
+    enum State {
+        NotConstructed,      ///< nobody has asked for it yet
+        Constructing,        ///< a thread is making it
+        Constructed,         ///< it is there; final
+        ConstructionFailed,  ///< its construction threw; final
+    };
 
+    /// The state at this moment.
     State getState() const noexcept { return m_state.load(std::memory_order_acquire); }
 
     /// Makes the caller the one that constructs, if nobody is or was.
     /// Throws a CError when the constructing thread itself comes again: it would wait for itself.
     bool claimConstruction();
+    /// Ends what claimConstruction() has begun, by the thread that got `true` from it.
     void finishConstruction(bool succeeded) noexcept;
 
 private:
@@ -27,9 +35,11 @@ private:
     std::atomic<std::thread::id> m_constructingThread{};
 };
 
-/// Has a function called when the process ends.
+/// Has a function called when the process ends. Any thread.
 class ZET_API CSafeGlobalDisposer {
 public:
+    /// Registers a function with `std::atexit`: the last one registered is called first. It must not throw.
+    /// Throws a CError "A disposer cannot be registered."
     static void registerDisposer(void (*dispose)());
 };
 
@@ -38,10 +48,13 @@ public:
 
 /// Holder of one process-wide instance that is made on first use, once, even where that fails: a plain
 /// function-local static would try again after an exception, and a library that could not be started would
-/// be started a second time half-way.
+/// be started a second time half-way. Any thread.
 template <class T>
 class TSafeGlobal {
 public:
+    /// \param guard    state of the instance; must outlive the holder
+    /// \param create   makes the instance; called once at most
+    /// \param dispose  called when the process ends, if `create` has succeeded
     TSafeGlobal(CSafeGlobalGuard& guard, P<T> (*create)(), void (*dispose)())
         : m_guard(guard), m_create(create), m_dispose(dispose) {}
 

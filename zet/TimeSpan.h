@@ -10,20 +10,26 @@ namespace zet {
 /// A length of time: a signed count of microseconds, or "not set". A plain value.
 class CTimeSpan {
 public:
-    /// Not set.
+    /// Not set; sorts before every other span.
     constexpr CTimeSpan() noexcept = default;
 
     /// The smallest count means "not set".
     static constexpr CTimeSpan fromMicroseconds(int64 count) noexcept { return CTimeSpan(count); }
+    /// @{
+
     /// Counts too large for microseconds in 64 bits become the largest (or smallest set) span.
     static constexpr CTimeSpan fromMilliseconds(int64 count) noexcept { return scaled(count, 1000); }
     static constexpr CTimeSpan fromSeconds(int64 count) noexcept { return scaled(count, 1000000); }
+    /// @}
 
+    /// Whether this is a span.
     constexpr bool isSet() const noexcept { return m_microseconds != notSet; }
+    /// The whole count; the smallest one when not set.
     constexpr int64 getMicroseconds() const noexcept { return m_microseconds; }
-    /// Rounded toward zero.
+    /// Rounded toward zero. Meaningless when not set.
     constexpr int64 getMilliseconds() const noexcept { return m_microseconds / 1000; }
 
+    /// Shorter spans are less, negative ones less than 0.
     friend constexpr auto operator<=>(const CTimeSpan&, const CTimeSpan&) noexcept = default;
 
 private:

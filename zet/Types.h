@@ -1,5 +1,7 @@
 #pragma once
 
+/// The base library: text, buffers, counted pointers, errors, time, streams, paths, resources, the log. It
+/// knows nothing of networks.
 namespace zet {
 
 /// Signed 64-bit integer. `long long` rather than `std::int64_t`, which is `long` on some systems and so
