@@ -10,5 +10,6 @@
 #define SIGIL_API __declspec(dllimport)
 #endif
 #else
+/// Put before a class or function that users of the library may name.
 #define SIGIL_API __attribute__((visibility("default")))
 #endif
