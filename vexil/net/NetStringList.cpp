@@ -1,5 +1,6 @@
 #include "vexil/net/NetStringList.h"
 
+#include <algorithm>
 #include <new>
 #include <string>
 #include <utility>
@@ -31,8 +32,19 @@ void CNetStringList::addUTF8(std::string_view entry) {
     if (entry.find('\0') != std::string_view::npos) {
         throw CInvalidArgError("CNetStringList::add", "entry contains a NUL character");
     }
+    // libcurl wants a NUL behind the text, which it copies. For most lines the stack has room for both.
+    char onStack[256];
+    if (entry.size() < sizeof onStack) {
+        *std::copy(entry.begin(), entry.end(), onStack) = '\0';
+        append(onStack);
+    } else {
+        append(std::string(entry).c_str());
+    }
+}
+
+void CNetStringList::append(const char* entry) {
     // Appended behind the last node: from the head libcurl would walk over the whole list.
-    curl_slist* list = curl_slist_append(m_tail, std::string(entry).c_str());
+    curl_slist* list = curl_slist_append(m_tail, entry);
     if (!list) {
         throw std::bad_alloc();
     }

@@ -34,6 +34,8 @@ public:
     P<CIterator> createIterator() const;
 
 private:
+    void append(const char* entry);
+
     CurlStringList m_head;
     curl_slist* m_tail = nullptr;
 };
