@@ -102,6 +102,8 @@ public:
         return *this;
     }
     void append(std::wstring_view text) { m_text += text; }
+    /// Keeps the memory.
+    void assign(std::wstring_view text) { m_text = text; }
 
     friend String operator+(const String& left, const String& right) { return String(left.m_text + right.m_text); }
     friend String operator+(String&& left, const String& right) {

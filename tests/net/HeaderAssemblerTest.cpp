@@ -180,6 +180,19 @@ TEST(HeaderAssemblerTest, NothingCountsBehindTheEndOfTheBlock) {
     EXPECT_THAT(assembler.getHeaderMap(), ElementsAre(Pair("b", "2")));
 }
 
+TEST(HeaderAssemblerTest, KnowsNothingOfTheBlockBefore) {
+    CHeaderAssembler assembler;
+    feed(assembler, {"Server: a server of long standing\r\n", "Empty: no more\r\n", "Once: more\r\n"});
+    assembler.reset();
+    EXPECT_THAT(assembler.getHeaderMap(), IsEmpty());
+    feed(assembler, {"Server: b\r\n", "server: c\r\n", "Empty:\r\n", " d\r\n"});
+    EXPECT_THAT(assembler.getHeaderMap(), ElementsAre(Pair("empty", " d"), Pair("server", "b,c")));
+    assembler.reset();
+    assembler.reset();
+    feed(assembler, {"Once: again\r\n", "Server: d\r\n"});
+    EXPECT_THAT(assembler.getHeaderMap(), ElementsAre(Pair("once", "again"), Pair("server", "d")));
+}
+
 TEST(HeaderAssemblerTest, EndsAnEmptyBlock) {
     CHeaderAssembler assembler;
     feed(assembler, {"\r\n"});

@@ -2,6 +2,8 @@
 
 #include "vexil/net/NetHeaders.h"
 
+#include <utility>
+
 namespace vexil {
 
 CHeaderAssembler::CHeaderAssembler() = default;
@@ -27,15 +29,28 @@ void CHeaderAssembler::handleHeaderLine(const String& line) {
 }
 
 void CHeaderAssembler::addHeader(std::wstring_view line) {
-    const auto [nameView, value] = CNetHeaders::splitEntry(line);
-    String name(nameView);
-    name.makeLower();
-    m_lastName = name;
-    String& stored = m_headers[std::move(name)];
+    const auto [name, value] = CNetHeaders::splitEntry(line);
+    m_lastName.assign(name);
+    m_lastName.makeLower();
+    const auto place = m_headers.lower_bound(m_lastName);
+    if (place == m_headers.end() || place->first != m_lastName) {
+        insertHeader(place, value);
+        return;
+    }
+    String& stored = place->second;
     if (!stored.isEmpty()) {
         stored += L',';
     }
     stored.append(value);
+}
+
+void CHeaderAssembler::insertHeader(TMap<String, String>::iterator place, std::wstring_view value) {
+    if (auto known = m_previousHeaders.extract(m_lastName)) {
+        known.mapped().assign(value);
+        m_headers.insert(place, std::move(known));
+    } else {
+        m_headers.try_emplace(place, m_lastName, value);
+    }
 }
 
 void CHeaderAssembler::continueHeader(std::wstring_view line) {
@@ -48,7 +63,10 @@ void CHeaderAssembler::continueHeader(std::wstring_view line) {
 }
 
 void CHeaderAssembler::reset() {
-    m_headers.clear();
+    if (!m_headers.empty()) {
+        m_headers.swap(m_previousHeaders);
+        m_headers.clear();
+    }
     m_lastName.clear();
     m_isComplete = false;
 }

@@ -42,9 +42,12 @@ public:
 
 private:
     void addHeader(std::wstring_view line);
+    void insertHeader(TMap<String, String>::iterator place, std::wstring_view value);
     void continueHeader(std::wstring_view line);
 
     TMap<String, String> m_headers;
+    // The block before this one: replies of one server have the same names, so its memory is used again.
+    TMap<String, String> m_previousHeaders;
     String m_lastName;
     bool m_isComplete = false;
     P<CServerInfo> m_serverInfo;
