@@ -32,16 +32,17 @@ public:
     P(std::nullptr_t) noexcept {}
     P(T* object) noexcept : m_object(object), m_base(object) { addRef(); }
     P(const P& other) noexcept : m_object(other.m_object), m_base(other.m_base) { addRef(); }
-    P(P&& other)
-    noexcept
+    P(P&& other) noexcept
         : m_object(std::exchange(other.m_object, nullptr)), m_base(std::exchange(other.m_base, nullptr)) {}
 
     template <class U>
-    requires std::is_convertible_v<U*, T*> P(const P<U>& other)
-    noexcept : m_object(other.m_object), m_base(other.m_base) { addRef(); }
+        requires std::is_convertible_v<U*, T*>
+    P(const P<U>& other) noexcept : m_object(other.m_object), m_base(other.m_base) {
+        addRef();
+    }
     template <class U>
-    requires std::is_convertible_v<U*, T*> P(P<U>&& other)
-    noexcept
+        requires std::is_convertible_v<U*, T*>
+    P(P<U>&& other) noexcept
         : m_object(std::exchange(other.m_object, nullptr)), m_base(std::exchange(other.m_base, nullptr)) {}
     /// @}
 
