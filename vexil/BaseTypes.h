@@ -13,6 +13,7 @@
 #include "zet/String.h"
 #include "zet/Types.h"
 
+/// Transfers over the network for backup applications: requests over libcurl, and clients of services.
 namespace vexil {
 
 using zet::CBase;

@@ -10,5 +10,6 @@
 #define VEXIL_API __declspec(dllimport)
 #endif
 #else
+/// Put before a class or function that users of the library may name.
 #define VEXIL_API __attribute__((visibility("default")))
 #endif

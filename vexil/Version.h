@@ -1,3 +1,5 @@
+/// \file
+/// Versions of the headers and of the library, by which a program can tell whether they belong together.
 #pragma once
 
 #include "vexil/Export.h"

@@ -44,15 +44,22 @@ public:
     /// The same with " (response code: CODE)".
     static String makeErrorText(CURLMcode code, const String& errorDetail, int responseCode);
 
+    /// The server's last response code; below 1 for none.
     int getResponseCode() const noexcept { return m_responseCode; }
-    /// The "responseCode" of a property list, -1 when it has none.
+    /// The "responseCode" of a property list: -1 when it has none, 0 when it is no number.
     static int getResponseCode(const CProps& props);
+    /// Protocol family of the response code: "http", "ftp" or "smtp"; "" when there was no response.
     String getResponseCodeDomain() const { return m_responseCodeDomain; }
     /// The "responseCodeDomain" of a property list, "" when it has none.
     static String getResponseCodeDomain(const CProps& props);
+    /// Text of the server's answer, "" for none: of an HTTP error body as
+    /// CNetRequest::getServerErrorMessageFromResponseData() makes it, of an SMTP reply the last line.
     const String& getServerMessage() const noexcept { return m_serverMessage; }
+    /// Last HTTP status line, without its line end; "" for none.
     const String& getHTTPStatusLine() const noexcept { return m_httpStatusLine; }
+    /// URL of the request as it was set: credentials that were put into it are shown.
     const String& getURL() const noexcept { return m_url; }
+    /// HTTP method as it was set; "" for the default and for other protocols.
     const String& getHTTPMethod() const noexcept { return m_httpMethod; }
 
     P<CError> clone() const override;

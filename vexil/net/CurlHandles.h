@@ -8,14 +8,22 @@
 
 namespace vexil {
 
+/// Gives libcurl's objects back to it.
 struct CCurlDeleter {
+    /// @{
+
+    /// Frees the object by the function that libcurl has for its kind. It must not be in use.
     void operator()(CURL* handle) const noexcept { curl_easy_cleanup(handle); }
     void operator()(curl_slist* list) const noexcept { curl_slist_free_all(list); }
     void operator()(char* text) const noexcept { curl_free(text); }
+    /// @}
 };
 
+/// Owner of an easy handle.
 using CurlEasyHandle = std::unique_ptr<CURL, CCurlDeleter>;
+/// Owner of a list, from its head on.
 using CurlStringList = std::unique_ptr<curl_slist, CCurlDeleter>;
+/// Owner of a text that libcurl has allocated.
 using CurlString = std::unique_ptr<char, CCurlDeleter>;
 
 }  // namespace vexil

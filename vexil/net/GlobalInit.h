@@ -31,6 +31,7 @@ public:
 protected:
     CGlobalInit();
 
+    /// Calls dispose() when the process ends.
     static void disposeGlobalInstance();
     /// Does nothing: transfers of other objects with static lifetime may still run while the process ends.
     void dispose();

@@ -12,6 +12,7 @@ namespace vexil {
 /// last one counts. Names compare exactly. A plain value.
 class VEXIL_API CHTTPServerHeader : public virtual CBase {
 public:
+    /// \param header  the value alone, without "Server:"; any text will do
     explicit CHTTPServerHeader(const String& header);
     CHTTPServerHeader(const CHTTPServerHeader&) = default;
     CHTTPServerHeader(CHTTPServerHeader&&) = default;
@@ -19,6 +20,7 @@ public:
     CHTTPServerHeader& operator=(CHTTPServerHeader&&) = default;
     ~CHTTPServerHeader() override;
 
+    /// Whether there is a component of this very name.
     bool hasComponent(const String& name) const;
     /// The version of a component; "" both for one without a version and for one that is not there.
     String getComponentVersion(const String& name) const;

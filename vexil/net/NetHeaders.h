@@ -12,7 +12,13 @@ namespace vexil {
 /// List of request headers, each a line of name, ": " and value, for CNetRequest::setCustomHTTPHeaders
 /// (CURLOPT_HTTPHEADER).
 ///
-/// One thread at a time. Copies are deep.
+/// One thread at a time; not to be changed while a transfer runs. Copies are deep.
+///
+/// \code
+/// const P<CNetHeaders> headers = new CNetHeaders;
+/// headers->add("Content-Type", "application/json");
+/// request->setCustomHTTPHeaders(headers);  // keeps a reference
+/// \endcode
 class VEXIL_API CNetHeaders : public virtual CBase {
 public:
     class CIterator;
@@ -48,9 +54,11 @@ private:
     CNetStringList m_lines;
 };
 
-/// Walks over the headers of a list.
+/// Walks over the headers of a list. Keeps no reference to it. One thread at a time.
 class VEXIL_API CNetHeaders::CIterator : public virtual CBase {
 public:
+    /// Over lines that are headers; see CNetHeaders::createIterator().
+    /// \param lines  not null and before its first entry; the iterator moves it
     explicit CIterator(const P<CNetStringList::CIterator>& lines);
     ~CIterator() override;
 
@@ -60,7 +68,9 @@ public:
     bool next();
     /// Back before the first header.
     void reset() noexcept;
+    /// Name of the current header, as written and trimmed; "" before the first and behind the last.
     const String& getName() const noexcept { return m_name; }
+    /// Trimmed value of the current header.
     const String& getValue() const noexcept { return m_value; }
 
 private:

@@ -66,6 +66,7 @@ public:
         virtual int64 getSize() = 0;
         /// Moves to a position in bytes from the start; libcurl rewinds to send a body again.
         virtual void seek(int64 position) = 0;
+        /// Bytes from the start to where the next byte is read.
         virtual int64 getPosition() = 0;
 
     protected:
@@ -98,13 +99,10 @@ public:
         ~IRestartableDataSink() override;
     };
 
-    /// A source over a stream, of which a reference is kept.
     class CStreamDataSource;
-    /// A sink over a stream, of which a reference is kept. The stream gets the body of every try, that of an
-    /// error answer included.
     class CStreamDataSink;
 
-    /// Told when a transfer has ended.
+    /// Told when a transfer has ended. Called on the thread that drives the transfer.
     class VEXIL_API IDoneListener : public virtual IBase {
     public:
         /// \param error  null on success; otherwise valid during the call only. The error is thrown as well,
@@ -117,9 +115,9 @@ public:
 
     /// One message of libcurl for the verbose log.
     struct CVerboseLogMessage {
-        zet::CTime time;
-        curl_infotype type = CURLINFO_TEXT;
-        TBuffer<char> data;
+        zet::CTime time;                     ///< when libcurl told it
+        curl_infotype type = CURLINFO_TEXT;  ///< libcurl's kind of message
+        TBuffer<char> data;                  ///< its bytes, as they were
     };
 
     // ---- life --------------------------------------------------------------------------------------------
@@ -146,8 +144,9 @@ public:
 
     /// Keeps a reference until reset(), so that the object lives as long as the request needs it.
     void addDependencyObject(IBase* object);
-    /// A free slot for the owner; lasts past reset().
+    /// A free slot for the owner, of which a reference is kept; lasts past reset(). Default null.
     void setUserData(IBase* data) { m_userData = data; }
+    /// What setUserData() was given; P::dynamicCast() gives its type back.
     P<IBase> getUserData() const { return m_userData; }
 
     /// The libcurl easy handle; stays the request's.
@@ -157,15 +156,20 @@ public:
 
     /// CURLOPT_URL. Default "". The text is sent as it is; see urlEscape().
     void setURL(const String& url);
+    /// The URL as it was set.
     String getURL() const { return m_url; }
 
     /// CURLOPT_PROXY: host and port, or a URL. "" connects directly and also keeps libcurl from reading
     /// proxies out of the environment, which it does while nothing is set.
     void setProxy(const String& proxy);
 
-    /// CURLOPT_USERNAME, CURLOPT_PASSWORD. Default none.
+    /// @{
+
+    /// CURLOPT_USERNAME and CURLOPT_PASSWORD: the login at the server, of any protocol. Default none.
     void setUserName(const String& name);
     void setUserPassword(const String& password);
+    /// @}
+
     /// CURLOPT_HTTPAUTH: a mask of libcurl's CURLAUTH_ bits. Default CURLAUTH_BASIC.
     void setHTTPAuthMethods(unsigned int methods);
 
@@ -188,6 +192,7 @@ public:
     /// CURLOPT_HTTPHEADER. Default none. Headers added to the list later, up to the next transfer, are sent
     /// too.
     void setCustomHTTPHeaders(CNetHeaders* headers);
+    /// The list that was set, or null.
     P<CNetHeaders> getCustomHTTPHeaders() const { return m_customHTTPHeaders; }
 
     /// Bytes of the body (CURLOPT_INFILESIZE_LARGE, for a POST also CURLOPT_POSTFIELDSIZE_LARGE); -1, the
@@ -212,6 +217,7 @@ public:
     void setReceiveDataStream(zet::IOutStream* stream);
     /// Back to the request's own buffer.
     void setDefaultReceiveDataStream();
+    /// Whether the response body goes to the request's own buffer.
     bool usesDefaultReceiveBuffer() const noexcept {
         return m_receiveSink.get() == m_defaultReceiveSink.get();
     }
@@ -226,6 +232,7 @@ public:
 
     /// A record that learns from the response's headers; null for none.
     void setServerInfoToUpdate(CServerInfo* info) { m_headerAssembler.setServerInfoToUpdate(info); }
+    /// Who is told of the end of each transfer; null, the default, for nobody.
     void setDoneListener(IDoneListener* listener) { m_doneListener = listener; }
 
     // ---- how ---------------------------------------------------------------------------------------------
@@ -235,23 +242,35 @@ public:
     /// CURLOPT_POSTREDIR: repeat a POST as a POST after 301, 302 and 303. Default false.
     void setKeepPostOnRedirect(bool keep);
 
-    /// CURLOPT_CONNECTTIMEOUT_MS, CURLOPT_TIMEOUT_MS: whole milliseconds, rounded toward zero; a span that
+    /// @{
+
+    /// CURLOPT_CONNECTTIMEOUT_MS and CURLOPT_TIMEOUT_MS: whole milliseconds, rounded toward zero; a span that
     /// is not set means no limit of ours (0). From 2^31 ms on the value wraps. Default 30 s and none.
     void setConnectTimeout(const zet::CTimeSpan& timeout);
     void setFullRequestTimeout(const zet::CTimeSpan& timeout);
+    /// @}
+
     /// CURLOPT_LOW_SPEED_LIMIT and CURLOPT_LOW_SPEED_TIME: abort when the transfer, the server's thinking
     /// included, stays below the limit for the time, in seconds rounded up. Default 1 byte/s for 60 s.
     void setLowSpeedLimit(int bytesPerSecond, const zet::CTimeSpan& time);
 
-    /// CURLOPT_USE_SSL, CURLOPT_FTP_FILEMETHOD, CURLOPT_FTP_CREATE_MISSING_DIRS with libcurl's values.
+    /// CURLOPT_USE_SSL: one of CURLUSESSL_, for SMTP too. Default CURLUSESSL_NONE.
     void setFTPUseSSL(int level);
+    /// CURLOPT_FTP_FILEMETHOD: one of CURLFTPMETHOD_. Default CURLFTPMETHOD_DEFAULT.
     void setFTPFileMethod(int method);
+    /// CURLOPT_FTP_CREATE_MISSING_DIRS: one of CURLFTP_CREATE_DIR_. Default CURLFTP_CREATE_DIR_NONE.
     void setFTPCreateMissingDirs(int mode);
     /// CURLOPT_CUSTOMREQUEST: the command of a listing; "" for libcurl's own.
     void setFTPListOverrideCommand(const String& command);
-    /// CURLOPT_PREQUOTE, CURLOPT_POSTQUOTE: commands before and after the transfer; null for none.
+    /// @{
+
+    /// CURLOPT_PREQUOTE and CURLOPT_POSTQUOTE: commands before and after the transfer; null, the default, for
+    /// none.
     void setFTPCustomPreCommands(CNetStringList* commands);
     void setFTPCustomPostCommands(CNetStringList* commands);
+    /// @}
+
+    /// @{
 
     /// Any libcurl option, by the type that libcurl documents for it: `long`, `curl_off_t`, pointer (which
     /// libcurl does not copy), string (which it does, as UTF-8; one that holds a NUL, where libcurl's strings
@@ -260,6 +279,7 @@ public:
     void setOptionInt64(CURLoption option, int64 value);
     void setOptionPtr(CURLoption option, void* value);
     void setOptionString(CURLoption option, const String& value);
+    /// @}
 
     // ---- perform -----------------------------------------------------------------------------------------
 
@@ -292,18 +312,35 @@ public:
     /// perform() does not demand. Always true for other protocols.
     bool isResponseComplete() const noexcept { return !m_isHTTP || m_headerAssembler.isComplete(); }
 
-    /// Figures of the last transfer (CURLINFO_SIZE_…, CURLINFO_CONTENT_LENGTH_…, -1 when unknown, in bytes;
-    /// CURLINFO_SPEED_… in bytes per second).
+    /// @{
+
+    /// Bytes of body that the last transfer has moved (CURLINFO_SIZE_DOWNLOAD, CURLINFO_SIZE_UPLOAD).
     double getDownloadedBytes();
     double getUploadedBytes();
+    /// @}
+
+    /// @{
+
+    /// Bytes of body that were announced, -1 when unknown (CURLINFO_CONTENT_LENGTH_DOWNLOAD,
+    /// CURLINFO_CONTENT_LENGTH_UPLOAD).
     double getDownloadSize();
     double getUploadSize();
+    /// @}
+
+    /// @{
+
+    /// Average over the last transfer in bytes per second (CURLINFO_SPEED_DOWNLOAD, CURLINFO_SPEED_UPLOAD).
     double getAvgDownloadSpeed();
     double getAvgUploadSpeed();
+    /// @}
+
+    /// @{
+
     /// Any figure of libcurl, by the type that libcurl documents for it; one of another type is a CCURLError
     /// of code 48 (CURLE_UNKNOWN_OPTION).
     int getInfoLong(CURLINFO info);
     double getInfoDouble(CURLINFO info);
+    /// @}
 
     /// libcurl's own text about the last failure, "" when it left none.
     String getErrorMessage() const;
@@ -328,9 +365,13 @@ public:
     /// a listener nothing of the request is touched once the signal is set; with one the caller keeps the
     /// request alive.
     void setAsyncInfo(bool done, CURLcode result);
+    /// Whether the transfer has ended. False for a request that was never driven asynchronously.
     bool isAsyncDone() const;
-    /// Waits for the end of the transfer, at most so many milliseconds (negative: for ever).
+    /// Waits for the end of the transfer, at most so many milliseconds (negative: for ever). Tells whether it
+    /// has ended.
     bool waitAsyncDone(int timeoutMilliseconds);
+    /// The signal that is set at the end of the transfer, for whoever waits for it in another way. Never null,
+    /// the same one as long as the request lives, and to be kept where the request may go first.
     P<zet::CSignal> getAsyncDoneSignal() const { return m_asyncDoneSignal; }
     /// Throws what perform() would have thrown; nothing while the transfer runs. Only a URL that begins with
     /// "http" in lower case is judged by its HTTP status.
@@ -340,6 +381,7 @@ public:
 
     /// CURLOPT_VERBOSE: record libcurl's messages of each transfer. Default false.
     void setVerbose(bool on);
+    /// What setVerbose() was last given.
     bool isVerboseEnabled() const noexcept { return m_verbose; }
     /// What of body data and of TLS data is shown as text. Default VerboseLogAutomatic and VerboseLogNone;
     /// lasts past reset().
@@ -367,12 +409,18 @@ public:
     void onLogDebugMessage(void* handle, curl_infotype type, char* data, std::size_t size);
 
 protected:
-    // What libcurl's callbacks do. None lets an exception out.
+    /// @{
+
+    /// What libcurl's callbacks do (CURLOPT_WRITEFUNCTION, CURLOPT_READFUNCTION, CURLOPT_SEEKFUNCTION,
+    /// CURLOPT_HEADERFUNCTION), with libcurl's arguments and results. None lets an exception out: that of a
+    /// source or sink is kept for perform() and ends the transfer, that of a header line is logged and ignored.
     std::size_t writeHandler(const char* data, std::size_t size, std::size_t count) noexcept;
     std::size_t readHandler(char* buffer, std::size_t size, std::size_t count) noexcept;
     int seekHandler(curl_off_t offset, int origin) noexcept;
     std::size_t headerHandler(const char* data, std::size_t length) noexcept;
+    /// @}
 
+    /// The child of getVerboseOutput() for one message; never null.
     P<zet::CXMLElement> createVerboseXmlElement(const CVerboseLogMessage& message,
                                                 unsigned int maxTextLength);
 
@@ -455,8 +503,10 @@ private:
     P<CError> m_pendingCallbackError;
 };
 
+/// A source over a stream, of which a reference is kept. Positions and sizes are the stream's.
 class VEXIL_API CNetRequest::CStreamDataSource : public virtual CBase, public IDataSource {
 public:
+    /// \param stream  not null
     explicit CStreamDataSource(zet::IInStream* stream);
     ~CStreamDataSource() override;
 
@@ -469,8 +519,11 @@ private:
     P<zet::IInStream> m_stream;
 };
 
+/// A sink over a stream, of which a reference is kept. The stream gets the body of every try, that of an error
+/// answer included.
 class VEXIL_API CNetRequest::CStreamDataSink : public virtual CBase, public IDataSink {
 public:
+    /// \param stream  not null
     explicit CStreamDataSink(zet::IOutStream* stream);
     ~CStreamDataSink() override;
 
