@@ -86,6 +86,8 @@ public:
 
     // ---- objects -----------------------------------------------------------------------------------------
 
+    /// @{
+
     /// Stores bytes from memory under a name and replaces what was there. Content-MD5 lets the service check
     /// them.
     /// \param data         null only where `size` is 0; stays as it is until the transfer ends
@@ -95,6 +97,9 @@ public:
                                  const void* data, int size, const String& contentType);
     void putObject(CNetRequest& request, const String& bucket, const String& object, const void* data,
                    int size, const String& contentType);
+    /// @}
+
+    /// @{
 
     /// Stores `size` bytes of a stream from where it stands on, without holding them in memory.
     ///
@@ -107,6 +112,10 @@ public:
                                  zet::IInStream* data, int64 size, const String& contentType);
     void putObject(CNetRequest& request, const String& bucket, const String& object, zet::IInStream* data,
                    int64 size, const String& contentType);
+    /// @}
+
+    /// @{
+
     /// The same for sizes of other types, which would fit a put from memory as well.
     template <std::integral Size>
     void preparePutObjectRequest(CNetRequest& request, const String& bucket, const String& object,
@@ -119,13 +128,20 @@ public:
         putObject(request, bucket, object, data, static_cast<int64>(size), contentType);
     }
 
-    /// Reads an object, or a range of it.
+    /// @}
+
+    /// @{
+
+    /// Reads an object, or a range of it (RFC 9110, 14).
     /// \param offset  first byte, from 0
     /// \param length  bytes; -1 for all from `offset` on. 0 fetches the headers only (HEAD)
     void prepareGetObjectRequest(CNetRequest& request, const String& bucket, const String& object,
                                  int64 offset, int64 length);
     void getObject(CNetRequest& request, const String& bucket, const String& object, int64 offset,
                    int64 length);
+    /// @}
+
+    /// @{
 
     /// Reads an object, or a range of it, into a stream, from where the stream stands on.
     ///
@@ -140,6 +156,7 @@ public:
                                  int64 offset, int64 length, zet::IOutStream* data);
     void getObject(CNetRequest& request, const String& bucket, const String& object, int64 offset,
                    int64 length, zet::IOutStream* data);
+    /// @}
 
     /// Asks for an object's headers (HEAD).
     void prepareGetObjectHeadersRequest(CNetRequest& request, const String& bucket, const String& object);
@@ -161,11 +178,16 @@ public:
     void copyObject(CNetRequest& request, const String& bucket, const String& existingObject,
                     const String& newObject);
 
+    /// @{
+
     /// Deletes an object. Services call the deletion of a missing object a success.
     void prepareDeleteObjectRequest(CNetRequest& request, const String& bucket, const String& object);
     void deleteObject(CNetRequest& request, const String& bucket, const String& object);
+    /// @}
 
     // ---- listings ----------------------------------------------------------------------------------------
+
+    /// @{
 
     /// Lists objects in ascending order of their keys, one page. CS3ObjectEnum walks over all pages.
     /// \param prefix     only keys that begin with it; "" for all
@@ -176,6 +198,7 @@ public:
                                    const String& delimiter, const String& marker, int maxKeys);
     P<CS3ListObjectsResult> listObjects(CNetRequest& request, const String& bucket, const String& prefix,
                                         const String& delimiter, const String& marker, int maxKeys);
+    /// @}
 
     /// The URL of an object. Both names are escaped whole: a "/" within a key becomes "%2F".
     /// \param request  serves for its urlEscape() only

@@ -15,8 +15,11 @@ namespace vexil {
 /// "Error parsing Amazon S3 'copy object' result: ".
 class VEXIL_API CS3CopyObjectResult : public virtual CBase {
 public:
+    /// Reads the root element.
     explicit CS3CopyObjectResult(wxXmlNode* root);
+    /// Parses a document of so many bytes, UTF-8 unless it declares another encoding.
     CS3CopyObjectResult(const char* data, int length);
+    /// The same with the bytes of a buffer, such as CNetRequest::getDefaultReceiveBuffer().
     /// \param body  must not be null
     explicit CS3CopyObjectResult(const TBuffer<unsigned char>* body);
     CS3CopyObjectResult(const CS3CopyObjectResult&) = default;
@@ -25,6 +28,7 @@ public:
     CS3CopyObjectResult& operator=(CS3CopyObjectResult&&) = default;
     ~CS3CopyObjectResult() override;
 
+    /// Whether the service says that it has not copied.
     bool hadError() const { return m_errorResponse != nullptr; }
     /// Null where the copy succeeded.
     P<CS3ErrorResponse> getErrorResponse() const { return m_errorResponse; }
@@ -36,6 +40,7 @@ public:
 protected:
     /// Reads the members from a `CopyObjectResult` or `Error` element.
     void construct(wxXmlNode* root);
+    /// Parses the document and reads the members from its root.
     void construct(const char* data, int length);
 
 private:

@@ -13,6 +13,7 @@ namespace vexil {
 /// their element is missing.
 class VEXIL_API CS3ErrorResponse : public virtual CBase {
 public:
+    /// Of texts that are known already; see the members of their names.
     CS3ErrorResponse(const String& code, const String& message, const String& resource,
                      const String& requestId);
     /// \throws CError "Error parsing Amazon S3 error result: root element is not 'Error'."

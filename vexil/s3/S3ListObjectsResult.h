@@ -14,8 +14,11 @@ namespace vexil {
 /// of a page that cannot be read whole.
 class VEXIL_API CS3ListObjectsResult : public virtual CBase {
 public:
+    /// Reads the root element.
     explicit CS3ListObjectsResult(wxXmlNode* root);
+    /// Parses a document of so many bytes, UTF-8 unless it declares another encoding.
     CS3ListObjectsResult(const char* data, int length);
+    /// The same with the bytes of a buffer, such as CNetRequest::getDefaultReceiveBuffer().
     /// \param body  must not be null
     explicit CS3ListObjectsResult(const TBuffer<unsigned char>* body);
     CS3ListObjectsResult(const CS3ListObjectsResult&) = default;
@@ -26,6 +29,7 @@ public:
 
     /// Whether more follows on another page.
     bool isTruncated() const noexcept { return m_isTruncated; }
+    /// The objects of this page; none is null.
     const TArray<P<CS3ListObjectsElement>>& getObjects() const noexcept { return m_objects; }
     /// What the keys that hold the delimiter behind the prefix begin with, up to and with the delimiter: the
     /// "folders" of the listing.
@@ -37,6 +41,7 @@ public:
 protected:
     /// Reads the members from a `ListBucketResult` element.
     void construct(wxXmlNode* root);
+    /// Parses the document and reads the members from its root.
     void construct(const char* data, int length);
     /// Appends the prefixes of a `CommonPrefixes` element.
     void parseCommonPrefixes(wxXmlNode* node);
