@@ -11,6 +11,7 @@ namespace zet {
 /// Texts are English and independent of the locale.
 class ZET_API CTimeFields {
 public:
+    /// Whose calendar and clock the fields are.
     enum FieldType {
         FieldTypeUTC = 1,  ///< the fields are those of UTC
     };
@@ -19,14 +20,14 @@ public:
     /// for one whose year the texts below have no room for.
     explicit CTimeFields(const CTime& time, FieldType type = FieldTypeUTC);
 
-    int getYear() const noexcept { return m_year; }
-    int getMonth() const noexcept { return m_month; }        ///< 1 to 12
-    int getDay() const noexcept { return m_day; }            ///< 1 to 31
-    int getWeekDay() const noexcept { return m_weekDay; }    ///< 0 (Sunday) to 6
-    int getHour() const noexcept { return m_hour; }          ///< 0 to 23
-    int getMinute() const noexcept { return m_minute; }      ///< 0 to 59
-    int getSecond() const noexcept { return m_second; }      ///< 0 to 59
-    int getMicrosecond() const noexcept { return m_microsecond; }
+    int getYear() const noexcept { return m_year; }                ///< 0 (1 BC) to 9999
+    int getMonth() const noexcept { return m_month; }              ///< 1 to 12
+    int getDay() const noexcept { return m_day; }                  ///< 1 to 31
+    int getWeekDay() const noexcept { return m_weekDay; }          ///< 0 (Sunday) to 6
+    int getHour() const noexcept { return m_hour; }                ///< 0 to 23
+    int getMinute() const noexcept { return m_minute; }            ///< 0 to 59
+    int getSecond() const noexcept { return m_second; }            ///< 0 to 59
+    int getMicrosecond() const noexcept { return m_microsecond; }  ///< 0 to 999999
 
     /// RFC 1123 form as HTTP writes it (RFC 9110, 5.6.7): "Tue, 03 Mar 2020 07:05:09 GMT".
     String toInternetTimestamp() const;
