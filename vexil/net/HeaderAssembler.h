@@ -34,8 +34,13 @@ public:
     /// Whether the end of the header block was seen.
     bool isComplete() const noexcept { return m_isComplete; }
 
+    /// @{
+
+    /// The headers of the block so far, by lower-case name. The map is the assembler's own and is filled on;
+    /// reset() empties it.
     TMap<String, String>& getHeaderMap() noexcept { return m_headers; }
     const TMap<String, String>& getHeaderMap() const noexcept { return m_headers; }
+    /// @}
 
     /// Attaches a record (a reference is kept) that learns from each finished block; null detaches.
     void setServerInfoToUpdate(CServerInfo* info) { m_serverInfo = info; }

@@ -40,9 +40,10 @@ private:
     curl_slist* m_tail = nullptr;
 };
 
-/// Walks over the entries of a list.
+/// Walks over the entries of a list. Keeps no reference to it. One thread at a time.
 class VEXIL_API CNetStringList::CIterator : public virtual CBase {
 public:
+    /// \param head  first entry of a list of libcurl's, or null; must stay as long as the iterator is used
     explicit CIterator(const curl_slist* head);
     ~CIterator() override;
 
@@ -52,6 +53,7 @@ public:
     bool next();
     /// Back before the first entry.
     void reset() noexcept;
+    /// The current entry; "" before the first and behind the last.
     const String& getEntry() const noexcept { return m_entry; }
 
 private:
