@@ -201,19 +201,21 @@ public:
     void setSendDataSize(int64 size);
     /// The body's source; null for none. Set its size with setSendDataSize().
     void setSendDataSource(IDataSource* source);
-    /// The same over a stream.
+    /// A stream as the body's source, of which a reference is kept; null for none. Set its size with
+    /// setSendDataSize().
     void setSendDataStream(zet::IInStream* stream);
-    /// The bytes of a buffer, with their size. The buffer must stay as it is until the transfer ends.
+    /// The bytes of a buffer as the body, with their size; null is a CInvalidArgError. A reference is kept, and
+    /// the buffer must stay as it is until the transfer ends.
     void setSendDataBuffer(const TBuffer<unsigned char>* buffer);
-    /// The UTF-8 form of a text, with its size.
+    /// The UTF-8 form of a text as the body, with its size: at most 2147483647 bytes, more is a CError.
     void setSendDataAsUTF8(const String& text);
 
     // ---- what to do with the answer ----------------------------------------------------------------------
 
     /// The sink of the response body; null drops it. Default: the request's own buffer.
     void setReceiveDataSink(IDataSink* sink);
-    /// The same over a stream, which gets everything again when a transfer is repeated, error bodies too;
-    /// see IRestartableDataSink.
+    /// A stream as the sink of the response body, of which a reference is kept; null drops the body. The
+    /// stream gets everything again when a transfer is repeated, error bodies too; see IRestartableDataSink.
     void setReceiveDataStream(zet::IOutStream* stream);
     /// Back to the request's own buffer.
     void setDefaultReceiveDataStream();
@@ -394,7 +396,8 @@ public:
     /// getRedactedVerboseOutput().
     /// \param maxTextLength  bytes of a message to show; "..." follows where it is cut
     P<zet::CXMLElement> getVerboseOutput(unsigned int maxTextLength);
-    /// The same for a log to show: each credential is replaced whole by "~stripped~", before texts are cut.
+    /// getVerboseOutput() for a log to show: each credential is replaced whole by "~stripped~", before texts are
+    /// cut.
     /// So are the values of the headers Authorization, Proxy-Authorization, Cookie, Set-Cookie and
     /// X-Amz-Security-Token, the arguments of FTP's PASS and ACCT, what the client says during an SMTP login,
     /// what stands before the "@" of a URL, and what libcurl's remarks repeat of these. Shown are FTP user
