@@ -17,9 +17,9 @@ class ZET_API CBufferStream : public virtual CBase, public IInStream, public IOu
 public:
     /// Over a new, empty buffer.
     CBufferStream();
-    /// A null buffer is a CInvalidArgError, here and below.
+    /// Over a buffer, to read and to write. A null buffer is a CInvalidArgError.
     explicit CBufferStream(TBuffer<unsigned char>* buffer);
-    /// To read only: write() throws a CError.
+    /// Over a buffer, to read only: write() throws a CError. A null buffer is a CInvalidArgError.
     explicit CBufferStream(const TBuffer<unsigned char>* buffer);
     ~CBufferStream() override;
 

@@ -27,6 +27,13 @@ struct CLogMessage {
 };
 
 /// Where the messages of the library go.
+///
+/// \code
+/// class CSink : public virtual CBase, public ILogSink {
+///     void log(const CLogMessage& message) override { backupLog.append(message.text.toUTF8()); }
+/// };
+/// setLogSink(new CSink);  // keeps a reference
+/// \endcode
 class ZET_API ILogSink : public virtual IBase {
 public:
     /// Called on the thread that logs, by several threads at once, with no lock held. What it throws is

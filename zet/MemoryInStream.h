@@ -5,7 +5,7 @@
 namespace zet {
 
 /// A stream that reads a caller's memory in place. The memory must stay as it is while the stream is used.
-/// Positions beyond the size are a CError.
+/// Positions beyond the size are a CError. One thread at a time.
 class ZET_API CMemoryInStream : public virtual CBase, public IInStream {
 public:
     /// `data` may be null where `size` is 0 and is a CInvalidArgError otherwise; a negative size counts as 0.

@@ -5,7 +5,7 @@
 
 namespace zet {
 
-/// Percent-encoding of URI text (RFC 3986, 2.1).
+/// Percent-encoding of URI text (RFC 3986, 2.1). Any thread.
 class ZET_API CURI {
 public:
     /// Escapes each byte of the text's UTF-8 form but the unreserved characters (letters, digits, "-", ".",
