@@ -21,7 +21,8 @@ class SIGIL_API IDigest : public virtual zet::IBase {
 public:
     /// Begins anew. Also a new object begins anew.
     virtual void reset() = 0;
-    /// Adds `length` bytes. `data` may be null where `length` is 0; a negative length is a zet::CInvalidArgError.
+    /// Adds `length` bytes. `data` may be null where `length` is 0; a negative length is a
+    /// zet::CInvalidArgError.
     virtual void update(const void* data, int length) = 0;
     /// Puts the hash of everything since the beginning into `out`. Only reset() may follow: anything else is
     /// a zet::CError.

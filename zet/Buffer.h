@@ -42,8 +42,8 @@ public:
 
     /// @{
 
-    /// The elements: getUsed() of them count. Null before anything was reserved; valid until the buffer grows,
-    /// is assigned to or swapped, or ends.
+    /// The elements: getUsed() of them count. Null before anything was reserved; valid until the buffer
+    /// grows, is assigned to or swapped, or ends.
     T* getData() noexcept { return m_data; }
     const T* getData() const noexcept { return m_data; }
     /// @}

@@ -19,8 +19,8 @@ namespace zet {
 /// later: both keep the dynamic type, and every class that derives from this one overrides both. Within a
 /// handler, `throw;` does.
 ///
-/// Thread safety: a plain value. Distinct errors may be used from several threads, and one that nobody changes
-/// may be read from many.
+/// Thread safety: a plain value. Distinct errors may be used from several threads, and one that nobody
+/// changes may be read from many.
 ///
 /// \code
 /// try {

@@ -94,8 +94,8 @@ public:
 
     /// @{
 
-    /// Compares with the beginning, the end or the whole. `ascii` must be ASCII text; "NoCase" takes 'A' to 'Z'
-    /// for 'a' to 'z'. Every text begins and ends with the empty one.
+    /// Compares with the beginning, the end or the whole. `ascii` must be ASCII text; "NoCase" takes 'A' to
+    /// 'Z' for 'a' to 'z'. Every text begins and ends with the empty one.
     bool startsWith(const char* ascii) const noexcept;
     bool startsWith(const String& text) const noexcept { return view().starts_with(text.view()); }
     bool startsWithNoCase(const char* ascii) const noexcept;

@@ -13,7 +13,8 @@ public:
     /// \param useUpperCase     write the hexadecimal digits as "%2F" (the form RFC 3986 prefers), not "%2f";
     ///                         both decode to the same text
     /// \param keptCharacters   further ASCII characters to leave as they are
-    static String escape(const String& text, bool useUpperCase = true, const String& keptCharacters = String());
+    static String escape(const String& text, bool useUpperCase = true,
+                         const String& keptCharacters = String());
 };
 
 }  // namespace zet

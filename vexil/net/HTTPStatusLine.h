@@ -7,8 +7,8 @@ namespace vexil {
 
 /// Splits an HTTP status line (RFC 9112, 4): "HTTP/1.1 404 Not Found" gives 404 and "Not Found". The reason
 /// may be missing, as in HTTP/2. Only the blank separates.
-/// \param line  the line without its line end, which only a reason, or a blank in its place, may carry; begins
-///              with "HTTP/" in any case
+/// \param line  the line without its line end, which only a reason, or a blank in its place, may carry;
+///              begins with "HTTP/" in any case
 /// \param code  becomes the status code; may have been written when the call throws
 /// \param info  becomes the trimmed reason text
 /// \throws CError "Invalid HTTP status line: '...'"

@@ -204,8 +204,8 @@ public:
     /// A stream as the body's source, of which a reference is kept; null for none. Set its size with
     /// setSendDataSize().
     void setSendDataStream(zet::IInStream* stream);
-    /// The bytes of a buffer as the body, with their size; null is a CInvalidArgError. A reference is kept, and
-    /// the buffer must stay as it is until the transfer ends.
+    /// The bytes of a buffer as the body, with their size; null is a CInvalidArgError. A reference is kept,
+    /// and the buffer must stay as it is until the transfer ends.
     void setSendDataBuffer(const TBuffer<unsigned char>* buffer);
     /// The UTF-8 form of a text as the body, with its size: at most 2147483647 bytes, more is a CError.
     void setSendDataAsUTF8(const String& text);
@@ -372,8 +372,8 @@ public:
     /// Waits for the end of the transfer, at most so many milliseconds (negative: for ever). Tells whether it
     /// has ended.
     bool waitAsyncDone(int timeoutMilliseconds);
-    /// The signal that is set at the end of the transfer, for whoever waits for it in another way. Never null,
-    /// the same one as long as the request lives, and to be kept where the request may go first.
+    /// The signal that is set at the end of the transfer, for whoever waits for it in another way. Never
+    /// null, the same one as long as the request lives, and to be kept where the request may go first.
     P<zet::CSignal> getAsyncDoneSignal() const { return m_asyncDoneSignal; }
     /// Throws what perform() would have thrown; nothing while the transfer runs. Only a URL that begins with
     /// "http" in lower case is judged by its HTTP status.
@@ -396,9 +396,8 @@ public:
     /// getRedactedVerboseOutput().
     /// \param maxTextLength  bytes of a message to show; "..." follows where it is cut
     P<zet::CXMLElement> getVerboseOutput(unsigned int maxTextLength);
-    /// getVerboseOutput() for a log to show: each credential is replaced whole by "~stripped~", before texts are
-    /// cut.
-    /// So are the values of the headers Authorization, Proxy-Authorization, Cookie, Set-Cookie and
+    /// getVerboseOutput() for a log to show: each credential is replaced whole by "~stripped~", before texts
+    /// are cut. So are the values of the headers Authorization, Proxy-Authorization, Cookie, Set-Cookie and
     /// X-Amz-Security-Token, the arguments of FTP's PASS and ACCT, what the client says during an SMTP login,
     /// what stands before the "@" of a URL, and what libcurl's remarks repeat of these. Shown are FTP user
     /// names, queries of URLs, and bodies and TLS data as far as setVerboseSettings() allows: a form or
@@ -416,7 +415,8 @@ protected:
 
     /// What libcurl's callbacks do (CURLOPT_WRITEFUNCTION, CURLOPT_READFUNCTION, CURLOPT_SEEKFUNCTION,
     /// CURLOPT_HEADERFUNCTION), with libcurl's arguments and results. None lets an exception out: that of a
-    /// source or sink is kept for perform() and ends the transfer, that of a header line is logged and ignored.
+    /// source or sink is kept for perform() and ends the transfer, that of a header line is logged and
+    /// ignored.
     std::size_t writeHandler(const char* data, std::size_t size, std::size_t count) noexcept;
     std::size_t readHandler(char* buffer, std::size_t size, std::size_t count) noexcept;
     int seekHandler(curl_off_t offset, int origin) noexcept;
@@ -522,8 +522,8 @@ private:
     P<zet::IInStream> m_stream;
 };
 
-/// A sink over a stream, of which a reference is kept. The stream gets the body of every try, that of an error
-/// answer included.
+/// A sink over a stream, of which a reference is kept. The stream gets the body of every try, that of an
+/// error answer included.
 class VEXIL_API CNetRequest::CStreamDataSink : public virtual CBase, public IDataSink {
 public:
     /// \param stream  not null

@@ -11,7 +11,8 @@ namespace vexil {
 /// List of text lines in the form that libcurl takes (curl_slist): request headers, FTP commands, mail
 /// recipients, protocol replies. Entries are UTF-8, in insertion order, duplicates allowed.
 ///
-/// A list handed to a request must not be changed while a transfer runs. One thread at a time. Copies are deep.
+/// A list handed to a request must not be changed while a transfer runs. One thread at a time. Copies are
+/// deep.
 class VEXIL_API CNetStringList : public virtual CBase {
 public:
     class CIterator;
