@@ -430,8 +430,8 @@ TEST(S3RequestSetup, IsCalledInEveryPreparation) {
     int calls = 0;
     TestClient client;
     client.setRequestSetup(new RequestSetup([&calls](CNetRequest&) { ++calls; }));
-    CNetRequest request;
     zet::CBufferStream stream;
+    CNetRequest request;
     client.preparePutObjectRequest(request, "b", "k", "a", 1, "");
     client.preparePutObjectRequest(request, "b", "k", &stream, 0, "");
     client.prepareGetObjectRequest(request, "b", "k", 0, -1);
@@ -448,8 +448,8 @@ TEST(S3RequestSetup, IsCalledInEveryPreparation) {
 
 TEST(S3RequestSetup, MayNotTouchWhatBelongsToTheOperation) {
     TestClient client;
-    CNetRequest request;
     zet::CBufferStream stream;
+    CNetRequest request;
     const auto errorOf = [&](std::function<void(CNetRequest&)> call) {
         client.setRequestSetup(new RequestSetup(std::move(call)));
         return argErrorOf([&] { client.prepareDeleteObjectRequest(request, "b", "k"); });

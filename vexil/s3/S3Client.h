@@ -34,8 +34,8 @@ class CS3ObjectSink;
 /// buffers. Copies share nothing but the hook and may be used on different threads. The static members may be
 /// used anywhere.
 ///
-/// Lifetime: requests keep a reference to the streams that they are given until they are reset; memory to be
-/// put must stay as it is until the operation has ended.
+/// Lifetime: a request keeps a reference to the stream that a preparation gives it until it is reset, and lets
+/// go of it at the end of an operation. Memory to be put must stay as it is until the transfer has ended.
 ///
 /// Errors: CInvalidArgError for an empty bucket or object name, thrown before the request is touched, with
 /// the `prepare` member as its place. CS3Error for a refusal that the service explains. CCURLError for other
@@ -105,7 +105,7 @@ public:
     ///
     /// The stream is read twice: by the preparation for Content-MD5, then for the transfer, and once more for
     /// each further try. It must be able to seek and must not change meanwhile.
-    /// \param data  not null; a reference is kept until the request is reset
+    /// \param data  not null
     /// \param size  0 to maxPutSize. Bytes behind them are left alone
     /// \throws CError, by the preparation, when the stream ends early
     void preparePutObjectRequest(CNetRequest& request, const String& bucket, const String& object,
@@ -148,7 +148,7 @@ public:
     /// Each further try begins there again (the stream must be able to seek then). Only the body of a
     /// successful answer reaches the stream; the explanation of a refusal goes to the request's default
     /// receive buffer. When a transfer breaks, the stream may have got the beginning of the body.
-    /// \param data  not null; a reference is kept until the request is reset
+    /// \param data  not null
     /// \throws CInvalidArgError for a null stream and a range below 0
     /// \throws CError when the answer to a range is the whole object (a status other than 206); by getObject
     ///         also when the answer ended within its headers or its body has not the announced length

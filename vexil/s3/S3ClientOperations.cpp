@@ -92,6 +92,21 @@ void checkReceivedLength(const TMap<String, String>& headers, int64 receivedByte
     }
 }
 
+/// Lets a request go of its streams at the end of an operation: they may be objects on the caller's stack.
+class CStreamRelease {
+public:
+    explicit CStreamRelease(CNetRequest& request) : m_request(request) {}
+    ~CStreamRelease() {
+        m_request.setSendDataSource(nullptr);
+        m_request.setDefaultReceiveDataStream();
+    }
+    CStreamRelease(const CStreamRelease&) = delete;
+    CStreamRelease& operator=(const CStreamRelease&) = delete;
+
+private:
+    CNetRequest& m_request;
+};
+
 /// "." and ".." are names like others to the service, but steps in a hierarchy to libcurl, which would
 /// address the bucket, or another one, instead.
 void setPathAsIs(CNetRequest& request, bool isNeeded) {
@@ -199,6 +214,7 @@ void CS3Client::putObject(CNetRequest& request, const String& bucket, const Stri
 void CS3Client::putObject(CNetRequest& request, const String& bucket, const String& object,
                           zet::IInStream* data, int64 size, const String& contentType) {
     preparePutObjectRequest(request, bucket, object, data, size, contentType);
+    const CStreamRelease release(request);
     performRequest(request);
 }
 
@@ -246,6 +262,7 @@ void CS3Client::prepareGetObjectRequest(CNetRequest& request, const String& buck
 void CS3Client::getObject(CNetRequest& request, const String& bucket, const String& object, int64 offset,
                           int64 length, zet::IOutStream* data) {
     const P<CS3ObjectSink> sink = prepareGetObjectToStream(request, bucket, object, offset, length, data);
+    const CStreamRelease release(request);
     performRequest(request);
     // libcurl takes a connection that ends within the headers for the end of an answer without a body.
     if (!request.isResponseComplete()) {
