@@ -1,0 +1,250 @@
+// All operations against a real S3 server.
+#include "tests/s3/S3TestSupport.h"
+#include "vexil/s3/S3ObjectEnum.h"
+#include "zet/BufferStream.h"
+#include "zet/TimeFields.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+using namespace vexil_test;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using vexil::CS3ObjectEnum;
+
+std::string environment(const char* name) {
+    const char* const value = std::getenv(name);
+    return value ? value : "";
+}
+
+String text(const std::string& utf8) {
+    return String::fromUTF8(utf8);
+}
+
+CS3Client makeClient(const std::string& secret) {
+    CS3Client client(text(environment("VEXIL_S3_ACCESS_KEY")), text(secret), false);
+    client.setBaseURL(text(environment("VEXIL_S3_ENDPOINT")));
+    client.setMaxRetries(3);
+    return client;
+}
+
+CS3Client makeClient() {
+    return makeClient(environment("VEXIL_S3_SECRET_KEY"));
+}
+
+/// A bucket of its own for each test.
+class S3ServerTest : public testing::Test {
+protected:
+    S3ServerTest() : client(makeClient()) {
+        const testing::TestInfo* const info = testing::UnitTest::GetInstance()->current_test_info();
+        bucket = text(std::string("bucket-") + info->name()).toLower();
+    }
+
+    void SetUp() override {
+        request.setURL(client.getBaseURL() + request.urlEscape(bucket));
+        request.setHTTPMethod("PUT");
+        request.setSendDataSize(0);
+        const P<CNetHeaders> headers = new CNetHeaders;
+        headers->add(
+            "Date",
+            zet::CTimeFields(zet::CTime::now(), zet::CTimeFields::FieldTypeUTC).toInternetTimestamp());
+        request.setCustomHTTPHeaders(headers);
+        client.signRequest(&request);
+        request.perform();
+    }
+
+    void put(const String& key, const std::string& body) {
+        client.putObject(request, bucket, key, body.data(), static_cast<int>(body.size()), "");
+    }
+    std::string get(const String& key, int64 offset = 0, int64 length = -1) {
+        client.getObject(request, bucket, key, offset, length);
+        return bodyOf(request);
+    }
+    std::vector<std::string> walk(const String& prefix, const String& marker, int pageSize) {
+        std::vector<std::string> keys;
+        CS3ObjectEnum objects(&client, &request, bucket, prefix, marker, pageSize);
+        while (objects.next()) {
+            keys.push_back(objects.getCurrObject()->getKey().toUTF8());
+        }
+        return keys;
+    }
+
+    CS3Client client;
+    CNetRequest request;
+    String bucket;
+};
+
+TEST_F(S3ServerTest, ObjectIsStoredReadAndDeleted) {
+    client.putObject(request, bucket, "k", "hello", 5, "text/x-greeting");
+    EXPECT_EQ(get("k"), "hello");
+    EXPECT_EQ(request.getResponseHeaderMap().at("content-type"), "text/x-greeting");
+    EXPECT_EQ(get("k", 1, 3), "ell");
+    EXPECT_EQ(get("k", 3, -1), "lo");
+    EXPECT_EQ(get("k", 2, 0), "");
+    EXPECT_EQ(request.getResponseHeaderMap().at("content-length"), "5");
+    const HeaderMap& headers = client.getObjectHeaders(request, bucket, "k");
+    EXPECT_EQ(headers.at("etag"), "\"5d41402abc4b2a76b9719d911017c592\"");
+    EXPECT_EQ(client.getObjectSize(request, bucket, "k"), 5);
+    EXPECT_TRUE(client.objectExists(request, bucket, "k"));
+    put("k", "other");
+    EXPECT_EQ(get("k"), "other");
+    client.deleteObject(request, bucket, "k");
+    EXPECT_FALSE(client.objectExists(request, bucket, "k"));
+    EXPECT_EQ(client.getObjectSize(request, bucket, "k"), -1);
+    client.deleteObject(request, bucket, "k");
+}
+
+TEST_F(S3ServerTest, ObjectIsCopied) {
+    put("from here", "hello");
+    client.copyObject(request, bucket, "from here", "to/there");
+    EXPECT_EQ(get("to/there"), "hello");
+    const auto error = thrownBy<CCURLError>([&] { client.copyObject(request, bucket, "missing", "new"); });
+    ASSERT_TRUE(error);
+    EXPECT_TRUE(CS3Client::isNotFoundError(*error));
+}
+
+TEST_F(S3ServerTest, ObjectMayBeEmpty) {
+    client.putObject(request, bucket, "empty", nullptr, 0, "");
+    EXPECT_EQ(client.getObjectSize(request, bucket, "empty"), 0);
+    EXPECT_EQ(get("empty"), "");
+    zet::CBufferStream stream;
+    client.getObject(request, bucket, "empty", 0, -1, &stream);
+    EXPECT_EQ(stream.getSize(), 0);
+    client.putObject(request, bucket, "empty", &stream, 0, "");
+    EXPECT_EQ(client.getObjectSize(request, bucket, "empty"), 0);
+}
+
+TEST_F(S3ServerTest, ObjectPassesThroughStreams) {
+    zet::CBufferStream stream;
+    stream.write("before hello after", 18);
+    stream.seek(7);
+    client.putObject(request, bucket, "k", &stream, 5, "");
+    EXPECT_EQ(get("k"), "hello");
+    stream.seek(0);
+    client.getObject(request, bucket, "k", 0, -1, &stream);
+    client.getObject(request, bucket, "k", 3, 2, &stream);
+    EXPECT_EQ(stream.getPosition(), 7);
+    const auto written = stream.getBuffer();
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(written->getData()), 12), "hellolohello");
+}
+
+TEST_F(S3ServerTest, KeysMayHoldAnything) {
+    std::vector<std::string> keys = {"with space",
+                                     "a+b",
+                                     "100%",
+                                     "%41",
+                                     "a/b",
+                                     "a//b",
+                                     "/leading",
+                                     "trailing/",
+                                     ".",
+                                     "..",
+                                     "a/../b",
+                                     "./c",
+                                     "\xC3\xA4\xC3\xB6\xC3\xBC\xC3\x9F",
+                                     "\xF0\x9F\x98\x80",
+                                     "q?a=b&c#d;e",
+                                     "\"<quoted>\" & 'more'",
+                                     "a\\b",
+                                     "~-_.",
+                                     "a:b@c",
+                                     std::string(1000, 'k')};
+    for (const std::string& key : keys) {
+        put(text(key), "body of " + key);
+    }
+    for (const std::string& key : keys) {
+        EXPECT_EQ(get(text(key)), "body of " + key);
+        EXPECT_EQ(client.getObjectSize(request, bucket, text(key)), static_cast<int64>(8 + key.size()))
+            << key;
+        client.copyObject(request, bucket, text(key), "copy");
+        EXPECT_EQ(get("copy"), "body of " + key);
+        client.copyObject(request, bucket, "copy", text(key));
+    }
+    client.deleteObject(request, bucket, "copy");
+    std::sort(keys.begin(), keys.end());
+    EXPECT_EQ(walk("", "", 3), keys);
+    for (const std::string& key : keys) {
+        client.deleteObject(request, bucket, text(key));
+        EXPECT_FALSE(client.objectExists(request, bucket, text(key))) << key;
+    }
+    EXPECT_THAT(walk("", "", -1), testing::IsEmpty());
+}
+
+TEST_F(S3ServerTest, ListFoldsFolders) {
+    for (const char* key : {"a", "p/1", "p/2", "p/q/3", "p/r/4", "z"}) {
+        put(key, "x");
+    }
+    auto list = client.listObjects(request, bucket, "", "/", "", -1);
+    ASSERT_EQ(list->getObjects().size(), 2u);
+    EXPECT_EQ(list->getObjects()[0]->getKey(), "a");
+    EXPECT_EQ(list->getObjects()[0]->getSize(), 1);
+    EXPECT_EQ(list->getObjects()[0]->getETag(), "\"9dd4e461268c8034f5c8564e155c67a6\"");
+    EXPECT_THAT(list->getCommonPrefixes(), ElementsAre(String("p/")));
+    EXPECT_FALSE(list->isTruncated());
+    list = client.listObjects(request, bucket, "p/", "/", "", 2);
+    EXPECT_TRUE(list->isTruncated());
+    list = client.listObjects(request, bucket, "p/", "/", list->getDelimiteredNextMarker(), 2);
+    EXPECT_THAT(list->getCommonPrefixes(), ElementsAre(String("p/q/"), String("p/r/")));
+    EXPECT_THAT(walk("p/", "p/1", 1), ElementsAre("p/2", "p/q/3", "p/r/4"));
+}
+
+TEST_F(S3ServerTest, ManyKeysAreEnumeratedExactlyOnceInOrder) {
+    std::vector<std::string> keys;
+    for (int i = 0; i < 2500; ++i) {
+        std::string number = std::to_string(i);
+        keys.push_back("key " + std::string(4 - number.size(), '0') + number);
+        put(text(keys.back()), "");
+    }
+    EXPECT_EQ(walk("", "", 100), keys);
+    EXPECT_EQ(walk("", "", -1), keys);
+    EXPECT_EQ(walk("key 24", "key 2450", 7), std::vector<std::string>(keys.begin() + 2451, keys.end()));
+}
+
+TEST_F(S3ServerTest, WrongSecretIsRefused) {
+    CS3Client stranger = makeClient("wrong");
+    const auto error = thrownBy<CS3Error>([&] { stranger.getObject(request, bucket, "k", 0, -1); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getS3Code(), "SignatureDoesNotMatch");
+    EXPECT_EQ(error->getCode(), 403);
+    zet::CBufferStream stream;
+    EXPECT_TRUE(thrownBy<CS3Error>([&] { stranger.getObject(request, bucket, "k", 0, -1, &stream); }));
+    EXPECT_EQ(stream.getSize(), 0);
+    EXPECT_TRUE(thrownBy<CS3Error>([&] { stranger.putObject(request, bucket, "k", "a", 1, ""); }));
+    EXPECT_EQ(client.getObjectSize(request, bucket, "k"), -1);
+}
+
+TEST_F(S3ServerTest, MissingBucketAndObjectAreNotFound) {
+    const auto expectNotFound = [](const std::optional<CS3Error>& error, const char* code) {
+        ASSERT_TRUE(error);
+        EXPECT_EQ(error->getS3Code(), code);
+        EXPECT_EQ(error->getCode(), 404);
+        EXPECT_TRUE(CS3Client::isNotFoundError(*error));
+    };
+    expectNotFound(thrownBy<CS3Error>([&] { client.getObject(request, "no-such-bucket", "k", 0, -1); }),
+                   "NoSuchBucket");
+    expectNotFound(thrownBy<CS3Error>([&] { client.listObjects(request, "no-such-bucket", "", "", "", -1); }),
+                   "NoSuchBucket");
+    expectNotFound(thrownBy<CS3Error>([&] { client.putObject(request, "no-such-bucket", "k", "a", 1, ""); }),
+                   "NoSuchBucket");
+    expectNotFound(thrownBy<CS3Error>([&] { client.getObject(request, bucket, "missing", 0, -1); }),
+                   "NoSuchKey");
+    EXPECT_FALSE(client.objectExists(request, "no-such-bucket", "k"));
+}
+
+TEST_F(S3ServerTest, SubresourceIsSigned) {
+    put("k", "hello");
+    request.reset();
+    request.setURL(client.getObjectURL(request, bucket, "k") + "?acl");
+    const P<CNetHeaders> headers = new CNetHeaders;
+    headers->add("x-amz-date",
+                 zet::CTimeFields(zet::CTime::now(), zet::CTimeFields::FieldTypeUTC).toInternetTimestamp());
+    request.setCustomHTTPHeaders(headers);
+    client.signRequest(&request);
+    request.perform();
+    EXPECT_THAT(bodyOf(request), HasSubstr("<AccessControlPolicy"));
+}
+
+}  // namespace

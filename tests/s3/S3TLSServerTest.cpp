@@ -1,0 +1,97 @@
+// The client over TLS, to a web server in front of a real S3 server.
+#include "tests/s3/S3TestSupport.h"
+#include "zet/TimeFields.h"
+
+#include <cstdlib>
+
+namespace {
+
+using namespace vexil_test;
+
+String environment(const char* name) {
+    const char* const value = std::getenv(name);
+    return value ? String::fromUTF8(value) : String();
+}
+
+/// A certificate authority to trust, and maybe a version of HTTP to ask for.
+class Trust : public virtual vexil::CBase, public vexil::INetRequestSetup {
+public:
+    explicit Trust(String bundle, int httpVersion = CURL_HTTP_VERSION_1_1)
+        : m_bundle(std::move(bundle)), m_httpVersion(httpVersion) {}
+
+    void setUp(CNetRequest& request) override {
+        request.setRootCertBundlePath(m_bundle);
+        request.setOptionInt(CURLOPT_HTTP_VERSION, m_httpVersion);
+    }
+
+private:
+    String m_bundle;
+    int m_httpVersion;
+};
+
+class S3TLSServerTest : public testing::Test {
+protected:
+    S3TLSServerTest() : client(environment("VEXIL_S3_ACCESS_KEY"), environment("VEXIL_S3_SECRET_KEY"), true) {
+        client.setBaseURL(environment("VEXIL_S3_TLS_ENDPOINT"));
+        client.setMaxRetries(0);
+        client.setRequestSetup(new Trust(environment("VEXIL_CA")));
+    }
+
+    void makeBucket() {
+        request.setURL(client.getBaseURL() + bucket);
+        request.setHTTPMethod("PUT");
+        request.setSendDataSize(0);
+        request.setRootCertBundlePath(environment("VEXIL_CA"));
+        const P<CNetHeaders> headers = new CNetHeaders;
+        headers->add(
+            "Date",
+            zet::CTimeFields(zet::CTime::now(), zet::CTimeFields::FieldTypeUTC).toInternetTimestamp());
+        request.setCustomHTTPHeaders(headers);
+        client.signRequest(&request);
+        request.perform();
+    }
+
+    void expectRoundTrip() {
+        const std::string body(200000, 'x');
+        client.putObject(request, bucket, "a key/+", body.data(), static_cast<int>(body.size()), "");
+        client.getObject(request, bucket, "a key/+", 0, -1);
+        EXPECT_EQ(bodyOf(request), body);
+        EXPECT_EQ(client.getObjectSize(request, bucket, "a key/+"), 200000);
+        EXPECT_EQ(client.listObjects(request, bucket, "a key/", "", "", -1)->getObjects().size(), 1u);
+        client.deleteObject(request, bucket, "a key/+");
+        EXPECT_FALSE(client.objectExists(request, bucket, "a key/+"));
+    }
+
+    CS3Client client;
+    CNetRequest request;
+    const String bucket = "tls-bucket";
+};
+
+TEST_F(S3TLSServerTest, WorksWithTheRightAuthority) {
+    makeBucket();
+    expectRoundTrip();
+    EXPECT_TRUE(request.getHTTPStatusLine().startsWith("HTTP/1.1 "));
+}
+
+TEST_F(S3TLSServerTest, WorksOverHTTP2) {
+    makeBucket();
+    client.setRequestSetup(new Trust(environment("VEXIL_CA"), CURL_HTTP_VERSION_2TLS));
+    expectRoundTrip();
+    EXPECT_TRUE(request.getHTTPStatusLine().startsWith("HTTP/2 "));
+}
+
+TEST_F(S3TLSServerTest, RefusesAServerOfAnotherAuthority) {
+    client.setRequestSetup(new Trust(environment("VEXIL_WRONG_CA")));
+    const auto error = thrownBy<CCURLError>([&] { client.getObject(request, bucket, "k", 0, -1); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getCode(), CURLE_PEER_FAILED_VERIFICATION);
+}
+
+TEST_F(S3TLSServerTest, TrustsAnyServerOnDemand) {
+    makeBucket();
+    client.setRequestSetup(new Trust(environment("VEXIL_WRONG_CA")));
+    client.setSSLVerifyPeer(false);
+    expectRoundTrip();
+}
+
+}  // namespace
