@@ -136,6 +136,16 @@ TEST_F(VerboseRedactor, ReadsAHeadThatEndsAsData) {
                                    "send type=data bytes=12|Cookie%3A%20body"));
 }
 
+TEST_F(VerboseRedactor, ReadsARequestLineThatEndsAsData) {
+    m_request->setVerboseSettings(vexil::VerboseLogBoth, vexil::VerboseLogNone);
+    m_request->log(CURLINFO_HEADER_OUT, "GET ftp://user:pass");
+    m_request->log(CURLINFO_DATA_OUT, "word@host/ HTTP/1.1\r\nCookie: a\r\n\r\n");
+    EXPECT_THAT(log(),
+                ElementsAre("send type=header|GET ftp://~stripped~",
+                            "send type=data bytes=34|~stripped~%40host%2F%20HTTP%2F1.1%0D%0ACookie%3A%20"
+                            "~stripped~%0D%0A%0D%0A"));
+}
+
 TEST_F(VerboseRedactor, ShowsBodiesAndTLSDataAsSet) {
     m_request->setVerboseSettings(vexil::VerboseLogReceived, vexil::VerboseLogSent);
     for (const curl_infotype type :
