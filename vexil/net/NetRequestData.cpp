@@ -101,7 +101,7 @@ void CNetRequest::handleHeaderLine(std::string_view bytes) {
             if (!m_httpStatusLine.isEmpty()) {
                 m_headerAssembler.reset();
             }
-            m_httpStatusLine = m_headerLine.trimmed();
+            m_httpStatusLine.assign(zet::trimmed(m_headerLine.view()));
         } else {
             m_headerAssembler.handleHeaderLine(m_headerLine);
         }
