@@ -11,7 +11,7 @@ function(vexil_target_defaults target)
     target_compile_options(${target} PRIVATE -Werror)
   endif()
   if(VEXIL_SANITIZE)
-    target_compile_options(${target} PRIVATE -fsanitize=${VEXIL_SANITIZE} -fno-omit-frame-pointer
+    target_compile_options(${target} PRIVATE -O1 -fsanitize=${VEXIL_SANITIZE} -fno-omit-frame-pointer
                                              -fno-sanitize-recover=all)
     target_link_options(${target} PRIVATE -fsanitize=${VEXIL_SANITIZE})
   endif()
