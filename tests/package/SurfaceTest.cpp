@@ -1,0 +1,1019 @@
+// Names every public class, member and free function of the library, so that each must compile and link.
+// A name that goes, or whose signature changes, is a change that users notice: change it here on purpose.
+//
+// Nothing of it is run but the one test: taking the address of a member demands its symbol.
+#include "sigil/Base64.h"
+#include "sigil/Digest.h"
+#include "sigil/Export.h"
+#include "sigil/HMAC.h"
+#include "sigil/OpenSSLInit.h"
+#include "vexil/BaseTypes.h"
+#include "vexil/Export.h"
+#include "vexil/Version.h"
+#include "vexil/net/CURLError.h"
+#include "vexil/net/CurlHandles.h"
+#include "vexil/net/ErrorClassification.h"
+#include "vexil/net/GlobalInit.h"
+#include "vexil/net/HTTPServerHeader.h"
+#include "vexil/net/HTTPStatusLine.h"
+#include "vexil/net/HeaderAssembler.h"
+#include "vexil/net/NetHeaders.h"
+#include "vexil/net/NetRequest.h"
+#include "vexil/net/NetRequestSetup.h"
+#include "vexil/net/NetStringList.h"
+#include "vexil/net/RootCertBundle.h"
+#include "vexil/net/ServerInfo.h"
+#include "vexil/s3/S3Client.h"
+#include "vexil/s3/S3CopyObjectResult.h"
+#include "vexil/s3/S3Error.h"
+#include "vexil/s3/S3ErrorResponse.h"
+#include "vexil/s3/S3ListObjectsElement.h"
+#include "vexil/s3/S3ListObjectsResult.h"
+#include "vexil/s3/S3ObjectEnum.h"
+#include "zet/Base.h"
+#include "zet/Buffer.h"
+#include "zet/BufferStream.h"
+#include "zet/Containers.h"
+#include "zet/Error.h"
+#include "zet/Export.h"
+#include "zet/InStream.h"
+#include "zet/InvalidArgError.h"
+#include "zet/Log.h"
+#include "zet/MemoryInStream.h"
+#include "zet/Mutex.h"
+#include "zet/OutStream.h"
+#include "zet/ParseNumber.h"
+#include "zet/Path.h"
+#include "zet/Pointer.h"
+#include "zet/Props.h"
+#include "zet/ResourceManager.h"
+#include "zet/SafeGlobal.h"
+#include "zet/Signal.h"
+#include "zet/String.h"
+#include "zet/Thread.h"
+#include "zet/Time.h"
+#include "zet/TimeFields.h"
+#include "zet/TimeSpan.h"
+#include "zet/Types.h"
+#include "zet/URI.h"
+#include "zet/XMLElement.h"
+
+#include <gtest/gtest.h>
+
+#include <utility>
+
+// The templates, with all their members.
+template class zet::P<vexil::CNetRequest>;
+template class zet::TBuffer<unsigned char>;
+template class zet::TPathImpl<zet::CWindowsPathTraits>;
+
+namespace {
+
+int t_named = 0;
+
+template <class Name>
+void name(Name value) {
+    t_named += value != nullptr ? 1 : 0;
+}
+
+/// A constructor that can be called is one that links: it is called for a condition that the compiler cannot see.
+volatile bool t_construct = false;
+
+template <class T>
+T& any() {
+    static T* none = nullptr;
+    return *none;
+}
+
+void name_sigil_CDigestType_MD5() {
+    using Class = sigil::CDigestType_MD5;
+    using namespace sigil;
+    name(static_cast<zet::P<IDigest> (Class::*)() const>(&Class::createDigest));
+}
+
+void name_sigil_COpenSSLInit() {
+    using Class = sigil::COpenSSLInit;
+    using namespace sigil;
+    name(static_cast<void (*)()>(&Class::ensureInitialized));
+}
+
+void name_sigil_IDigest() {
+    using Class = sigil::IDigest;
+    using namespace sigil;
+    name(static_cast<void (Class::*)()>(&Class::reset));
+    name(static_cast<void (Class::*)(const void*, int)>(&Class::update));
+    name(static_cast<void (Class::*)(zet::TBuffer<unsigned char>&)>(&Class::finish));
+}
+
+void name_sigil_IDigestType() {
+    using Class = sigil::IDigestType;
+    using namespace sigil;
+    name(static_cast<zet::P<IDigest> (Class::*)() const>(&Class::createDigest));
+}
+
+void name_vexil_CCURLError() {
+    using Class = vexil::CCURLError;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<CURLcode>(), any<const String>(), any<const String>(),
+                                            any<int>(), any<const String>(), any<const String>(),
+                                            any<const String>(), any<const String>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<CURLMcode>(), any<const String>(), any<const String>(),
+                                            any<int>(), any<const String>(), any<const String>(),
+                                            any<const String>(), any<const String>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const CCURLError>());
+    }
+    name(static_cast<int (Class::*)() const noexcept>(&Class::getResponseCode));
+    name(static_cast<String (Class::*)() const>(&Class::getResponseCodeDomain));
+    name(static_cast<const String& (Class::*)() const noexcept>(&Class::getServerMessage));
+    name(static_cast<const String& (Class::*)() const noexcept>(&Class::getHTTPStatusLine));
+    name(static_cast<const String& (Class::*)() const noexcept>(&Class::getURL));
+    name(static_cast<const String& (Class::*)() const noexcept>(&Class::getHTTPMethod));
+    name(static_cast<P<CError> (Class::*)() const>(&Class::clone));
+    name(static_cast<void (Class::*)() const>(&Class::throwClone));
+    name(static_cast<String (*)(CURLcode, const String&, const String&, int)>(&Class::makeErrorText));
+    name(static_cast<String (*)(CURLMcode, const String&, int)>(&Class::makeErrorText));
+    name(static_cast<int (*)(const CProps&)>(&Class::getResponseCode));
+    name(static_cast<String (*)(const CProps&)>(&Class::getResponseCodeDomain));
+}
+
+void name_vexil_CGlobalInit() {
+    using Class = vexil::CGlobalInit;
+    using namespace vexil;
+    name(static_cast<const P<CGlobalInit>& (*)()>(&Class::get));
+    name(static_cast<void (*)()>(&Class::ensureInitialized));
+    name(static_cast<zet::CSafeGlobalGuard& (*)()>(&Class::globalInstanceGuard));
+}
+
+void name_vexil_CHTTPServerHeader() {
+    using Class = vexil::CHTTPServerHeader;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const String>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const CHTTPServerHeader>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(std::move(any<CHTTPServerHeader>()));
+    }
+    name(static_cast<bool (Class::*)(const String&) const>(&Class::hasComponent));
+    name(static_cast<String (Class::*)(const String&) const>(&Class::getComponentVersion));
+    name(
+        static_cast<const TMap<String, String>& (Class::*)() const noexcept>(&Class::getComponentVersionMap));
+}
+
+void name_vexil_CHeaderAssembler() {
+    using Class = vexil::CHeaderAssembler;
+    using namespace vexil;
+    name(static_cast<TMap<String, String>& (Class::*)() noexcept>(&Class::getHeaderMap));
+    name(static_cast<const TMap<String, String>& (Class::*)() const noexcept>(&Class::getHeaderMap));
+    if (t_construct) {
+        [[maybe_unused]] const Class object{};
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const CHeaderAssembler>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(std::move(any<CHeaderAssembler>()));
+    }
+    name(static_cast<void (Class::*)(const String&)>(&Class::handleHeaderLine));
+    name(static_cast<void (Class::*)()>(&Class::reset));
+    name(static_cast<bool (Class::*)() const noexcept>(&Class::isComplete));
+    name(static_cast<void (Class::*)(CServerInfo*)>(&Class::setServerInfoToUpdate));
+}
+
+void name_vexil_CNetHeaders() {
+    using Class = vexil::CNetHeaders;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object{};
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const CNetHeaders>());
+    }
+    name(static_cast<void (Class::*)(const String&, const String&)>(&Class::add));
+    name(static_cast<curl_slist* (Class::*)() noexcept>(&Class::getSList));
+    name(static_cast<P<Class::CIterator> (Class::*)() const>(&Class::createIterator));
+    name(static_cast<void (Class::*)(TMap<String, String>&) const>(&Class::fillMap));
+    name(static_cast<void (*)(const String&, String&, String&)>(&Class::splitEntry));
+    name(static_cast<std::pair<std::wstring_view, std::wstring_view> (*)(std::wstring_view)>(
+        &Class::splitEntry));
+}
+
+void name_vexil_CNetHeaders_CIterator() {
+    using Class = vexil::CNetHeaders::CIterator;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const P<CNetStringList::CIterator>>());
+    }
+    name(static_cast<bool (Class::*)()>(&Class::next));
+    name(static_cast<void (Class::*)() noexcept>(&Class::reset));
+    name(static_cast<const String& (Class::*)() const noexcept>(&Class::getName));
+    name(static_cast<const String& (Class::*)() const noexcept>(&Class::getValue));
+}
+
+void name_vexil_CNetRequest() {
+    using Class = vexil::CNetRequest;
+    using namespace vexil;
+    name(static_cast<void (Class::*)(const String&)>(&Class::setUserName));
+    name(static_cast<void (Class::*)(const String&)>(&Class::setUserPassword));
+    name(static_cast<void (Class::*)(const zet::CTimeSpan&)>(&Class::setConnectTimeout));
+    name(static_cast<void (Class::*)(const zet::CTimeSpan&)>(&Class::setFullRequestTimeout));
+    name(static_cast<void (Class::*)(CNetStringList*)>(&Class::setFTPCustomPreCommands));
+    name(static_cast<void (Class::*)(CNetStringList*)>(&Class::setFTPCustomPostCommands));
+    name(static_cast<void (Class::*)(CURLoption, int)>(&Class::setOptionInt));
+    name(static_cast<void (Class::*)(CURLoption, int64)>(&Class::setOptionInt64));
+    name(static_cast<void (Class::*)(CURLoption, void*)>(&Class::setOptionPtr));
+    name(static_cast<void (Class::*)(CURLoption, const String&)>(&Class::setOptionString));
+    name(static_cast<double (Class::*)()>(&Class::getDownloadedBytes));
+    name(static_cast<double (Class::*)()>(&Class::getUploadedBytes));
+    name(static_cast<double (Class::*)()>(&Class::getDownloadSize));
+    name(static_cast<double (Class::*)()>(&Class::getUploadSize));
+    name(static_cast<double (Class::*)()>(&Class::getAvgDownloadSpeed));
+    name(static_cast<double (Class::*)()>(&Class::getAvgUploadSpeed));
+    name(static_cast<int (Class::*)(CURLINFO)>(&Class::getInfoLong));
+    name(static_cast<double (Class::*)(CURLINFO)>(&Class::getInfoDouble));
+    if (t_construct) {
+        [[maybe_unused]] const Class object{};
+    }
+    name(static_cast<void (Class::*)()>(&Class::reset));
+    name(static_cast<void (Class::*)()>(&Class::setDefaultOptions));
+    name(static_cast<void (Class::*)()>(&Class::resetForPerform));
+    name(static_cast<void (Class::*)(IBase*)>(&Class::addDependencyObject));
+    name(static_cast<void (Class::*)(IBase*)>(&Class::setUserData));
+    name(static_cast<P<IBase> (Class::*)() const>(&Class::getUserData));
+    name(static_cast<void* (Class::*)() const noexcept>(&Class::getHandle));
+    name(static_cast<void (Class::*)(const String&)>(&Class::setURL));
+    name(static_cast<String (Class::*)() const>(&Class::getURL));
+    name(static_cast<void (Class::*)(const String&)>(&Class::setProxy));
+    name(static_cast<void (Class::*)(unsigned int)>(&Class::setHTTPAuthMethods));
+    name(static_cast<void (Class::*)(bool)>(&Class::setSSLVerifyPeer));
+    name(static_cast<void (Class::*)(const TPathImpl<CWindowsPathTraits>&)>(&Class::setRootCertBundlePath));
+    name(static_cast<void (Class::*)(const String&)>(&Class::setHTTPMethod));
+    name(static_cast<String (Class::*)() const>(&Class::getHTTPMethod));
+    name(static_cast<void (Class::*)(bool)>(&Class::setUpload));
+    name(static_cast<void (Class::*)(CNetHeaders*)>(&Class::setCustomHTTPHeaders));
+    name(static_cast<P<CNetHeaders> (Class::*)() const>(&Class::getCustomHTTPHeaders));
+    name(static_cast<void (Class::*)(int64)>(&Class::setSendDataSize));
+    name(static_cast<void (Class::*)(Class::IDataSource*)>(&Class::setSendDataSource));
+    name(static_cast<void (Class::*)(zet::IInStream*)>(&Class::setSendDataStream));
+    name(static_cast<void (Class::*)(const TBuffer<unsigned char>*)>(&Class::setSendDataBuffer));
+    name(static_cast<void (Class::*)(const String&)>(&Class::setSendDataAsUTF8));
+    name(static_cast<void (Class::*)(Class::IDataSink*)>(&Class::setReceiveDataSink));
+    name(static_cast<void (Class::*)(zet::IOutStream*)>(&Class::setReceiveDataStream));
+    name(static_cast<void (Class::*)()>(&Class::setDefaultReceiveDataStream));
+    name(static_cast<bool (Class::*)() const noexcept>(&Class::usesDefaultReceiveBuffer));
+    name(static_cast<PC<TBuffer<unsigned char>> (Class::*)() const>(&Class::getDefaultReceiveBuffer));
+    name(static_cast<P<Class::IDataSink> (Class::*)() const>(&Class::getDefaultReceiveSink));
+    name(static_cast<void (Class::*)(int64, int64)>(&Class::setRange));
+    name(static_cast<void (Class::*)(CServerInfo*)>(&Class::setServerInfoToUpdate));
+    name(static_cast<void (Class::*)(Class::IDoneListener*)>(&Class::setDoneListener));
+    name(static_cast<void (Class::*)(bool)>(&Class::setFollowRedirects));
+    name(static_cast<void (Class::*)(bool)>(&Class::setKeepPostOnRedirect));
+    name(static_cast<void (Class::*)(int, const zet::CTimeSpan&)>(&Class::setLowSpeedLimit));
+    name(static_cast<void (Class::*)(int)>(&Class::setFTPUseSSL));
+    name(static_cast<void (Class::*)(int)>(&Class::setFTPFileMethod));
+    name(static_cast<void (Class::*)(int)>(&Class::setFTPCreateMissingDirs));
+    name(static_cast<void (Class::*)(const String&)>(&Class::setFTPListOverrideCommand));
+    name(static_cast<void (Class::*)()>(&Class::perform));
+    name(static_cast<int (Class::*)()>(&Class::getResponseCode));
+    name(static_cast<String (Class::*)() const>(&Class::getResponseCodeDomain));
+    name(static_cast<String (Class::*)() const>(&Class::getHTTPStatusLine));
+    name(static_cast<const TMap<String, String>& (Class::*)() const noexcept>(&Class::getResponseHeaderMap));
+    name(static_cast<const CNetStringList& (Class::*)() const>(&Class::getResponseInfo));
+    name(static_cast<bool (Class::*)() const noexcept>(&Class::isResponseComplete));
+    name(static_cast<String (Class::*)() const>(&Class::getErrorMessage));
+    name(static_cast<void (Class::*)(CURLcode, const String&, int, const String&)>(&Class::throwError));
+    name(static_cast<String (Class::*)(const String&)>(&Class::urlEscape));
+    name(static_cast<void (Class::*)(bool, CURLcode)>(&Class::setAsyncInfo));
+    name(static_cast<bool (Class::*)() const>(&Class::isAsyncDone));
+    name(static_cast<bool (Class::*)(int)>(&Class::waitAsyncDone));
+    name(static_cast<P<zet::CSignal> (Class::*)() const>(&Class::getAsyncDoneSignal));
+    name(static_cast<void (Class::*)()>(&Class::checkAsyncResult));
+    name(static_cast<void (Class::*)(bool)>(&Class::setVerbose));
+    name(static_cast<bool (Class::*)() const noexcept>(&Class::isVerboseEnabled));
+    name(static_cast<void (Class::*)(VerboseLogData, VerboseLogData)>(&Class::setVerboseSettings));
+    name(static_cast<P<zet::CXMLElement> (Class::*)(unsigned int)>(&Class::getVerboseOutput));
+    name(static_cast<P<zet::CXMLElement> (Class::*)(unsigned int)>(&Class::getRedactedVerboseOutput));
+    name(static_cast<void (Class::*)(void*, curl_infotype, char*, std::size_t)>(&Class::onLogDebugMessage));
+    name(static_cast<String (*)(const unsigned char*, int, const TMap<String, String>&)>(
+        &Class::getServerErrorMessageFromResponseData));
+    name(static_cast<int (*)(void*, curl_infotype, char*, std::size_t, void*) noexcept>(
+        &Class::_curlDebugFunctionCallback));
+}
+
+void name_vexil_CNetRequest_CStreamDataSink() {
+    using Class = vexil::CNetRequest::CStreamDataSink;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<zet::IOutStream*>());
+    }
+    name(static_cast<void (Class::*)(const void*, int, int, const TMap<String, String>&)>(&Class::write));
+}
+
+void name_vexil_CNetRequest_CStreamDataSource() {
+    using Class = vexil::CNetRequest::CStreamDataSource;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<zet::IInStream*>());
+    }
+    name(static_cast<int (Class::*)(void*, int, const TMap<String, String>&)>(&Class::read));
+    name(static_cast<int64 (Class::*)()>(&Class::getSize));
+    name(static_cast<void (Class::*)(int64)>(&Class::seek));
+    name(static_cast<int64 (Class::*)()>(&Class::getPosition));
+}
+
+void name_vexil_CNetRequest_IDataSink() {
+    using Class = vexil::CNetRequest::IDataSink;
+    using namespace vexil;
+    name(static_cast<void (Class::*)(const void*, int, int, const TMap<String, String>&)>(&Class::write));
+}
+
+void name_vexil_CNetRequest_IDataSource() {
+    using Class = vexil::CNetRequest::IDataSource;
+    using namespace vexil;
+    name(static_cast<int (Class::*)(void*, int, const TMap<String, String>&)>(&Class::read));
+    name(static_cast<int64 (Class::*)()>(&Class::getSize));
+    name(static_cast<void (Class::*)(int64)>(&Class::seek));
+    name(static_cast<int64 (Class::*)()>(&Class::getPosition));
+}
+
+void name_vexil_CNetRequest_IDoneListener() {
+    using Class = vexil::CNetRequest::IDoneListener;
+    using namespace vexil;
+    name(static_cast<void (Class::*)(CNetRequest*, CError*)>(&Class::onDone));
+}
+
+void name_vexil_CNetRequest_IRestartableDataSink() {
+    using Class = vexil::CNetRequest::IRestartableDataSink;
+    using namespace vexil;
+    name(static_cast<void (Class::*)()>(&Class::restart));
+}
+
+void name_vexil_CNetStringList() {
+    using Class = vexil::CNetStringList;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object{};
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const CNetStringList>());
+    }
+    name(static_cast<void (Class::*)(const String&)>(&Class::add));
+    name(static_cast<void (Class::*)(std::string_view)>(&Class::addUTF8));
+    name(static_cast<curl_slist* (Class::*)() noexcept>(&Class::getSList));
+    name(static_cast<P<Class::CIterator> (Class::*)() const>(&Class::createIterator));
+}
+
+void name_vexil_CNetStringList_CIterator() {
+    using Class = vexil::CNetStringList::CIterator;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const curl_slist*>());
+    }
+    name(static_cast<bool (Class::*)()>(&Class::next));
+    name(static_cast<void (Class::*)() noexcept>(&Class::reset));
+    name(static_cast<const String& (Class::*)() const noexcept>(&Class::getEntry));
+}
+
+void name_vexil_CS3Client() {
+    using Class = vexil::CS3Client;
+    using namespace vexil;
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, const void*, int,
+                                     const String&)>(&Class::preparePutObjectRequest));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, const void*, int,
+                                     const String&)>(&Class::putObject));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, zet::IInStream*, int64,
+                                     const String&)>(&Class::preparePutObjectRequest));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, zet::IInStream*, int64,
+                                     const String&)>(&Class::putObject));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, int64, int64)>(
+        &Class::prepareGetObjectRequest));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, int64, int64)>(
+        &Class::getObject));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, int64, int64,
+                                     zet::IOutStream*)>(&Class::prepareGetObjectRequest));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, int64, int64,
+                                     zet::IOutStream*)>(&Class::getObject));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&)>(
+        &Class::prepareDeleteObjectRequest));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&)>(&Class::deleteObject));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, const String&, const String&,
+                                     int)>(&Class::prepareListObjectsRequest));
+    name(static_cast<P<CS3ListObjectsResult> (Class::*)(CNetRequest&, const String&, const String&,
+                                                        const String&, const String&, int)>(
+        &Class::listObjects));
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const String>(), any<const String>(), any<bool>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const CS3Client>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(std::move(any<CS3Client>()));
+    }
+    name(static_cast<void (Class::*)(const String&)>(&Class::setBaseURL));
+    name(static_cast<String (Class::*)() const>(&Class::getBaseURL));
+    name(static_cast<void (Class::*)(int)>(&Class::setMaxRetries));
+    name(static_cast<void (Class::*)(bool)>(&Class::setPrintDebugInfo));
+    name(static_cast<void (Class::*)(bool)>(&Class::setSSLVerifyPeer));
+    name(static_cast<void (Class::*)(INetRequestSetup*)>(&Class::setRequestSetup));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&)>(
+        &Class::prepareGetObjectHeadersRequest));
+    name(static_cast<const TMap<String, String>& (Class::*)(CNetRequest&, const String&, const String&)>(
+        &Class::getObjectHeaders));
+    name(static_cast<int64 (Class::*)(CNetRequest&, const String&, const String&)>(&Class::getObjectSize));
+    name(static_cast<bool (Class::*)(CNetRequest&, const String&, const String&)>(&Class::objectExists));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, const String&)>(
+        &Class::prepareCopyObjectRequest));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, const String&)>(
+        &Class::copyObject));
+    name(static_cast<String (Class::*)(CNetRequest&, const String&, const String&) const>(
+        &Class::getObjectURL));
+    name(static_cast<int (Class::*)(CNetRequest&)>(&Class::performRequest));
+    name(static_cast<void (Class::*)(const TBuffer<unsigned char>*)>(&Class::checkCopyObjectResult));
+    name(static_cast<void (Class::*)(CNetRequest*)>(&Class::signRequest));
+    name(static_cast<String (Class::*)(CNetRequest*)>(&Class::getSignature));
+    name(static_cast<bool (*)(const std::exception&)>(&Class::shouldRetryRequest));
+    name(static_cast<bool (*)(const std::exception&)>(&Class::shouldSlowDown));
+    name(static_cast<bool (*)(const std::exception&)>(&Class::isNotFoundError));
+    name(static_cast<void (*)(const std::exception&, String&, String&)>(&Class::extractErrorCodes));
+    name(static_cast<void (*)(std::exception&, const TBuffer<unsigned char>&)>(&Class::tryThrowBetterError));
+    name(static_cast<String (*)(CNetRequest*)>(&Class::getStringToSign));
+    name(static_cast<String (*)(const TMap<String, String>&)>(&Class::getCanonicalizedAMZHeaders));
+    name(static_cast<String (*)(const String&)>(&Class::getCanonicalizedResource));
+    name(static_cast<void (*)(String&)>(&Class::makeSingleLineHeaderValue));
+}
+
+void name_vexil_CS3CopyObjectResult() {
+    using Class = vexil::CS3CopyObjectResult;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<wxXmlNode*>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const char*>(), any<int>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const TBuffer<unsigned char>*>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const CS3CopyObjectResult>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(std::move(any<CS3CopyObjectResult>()));
+    }
+    name(static_cast<bool (Class::*)() const>(&Class::hadError));
+    name(static_cast<P<CS3ErrorResponse> (Class::*)() const>(&Class::getErrorResponse));
+    name(static_cast<String (Class::*)() const>(&Class::getLastModified));
+    name(static_cast<String (Class::*)() const>(&Class::getETag));
+}
+
+void name_vexil_CS3Error() {
+    using Class = vexil::CS3Error;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const CS3ErrorResponse>(), any<int>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const CS3Error>());
+    }
+    name(static_cast<String (Class::*)() const>(&Class::getS3Code));
+    name(static_cast<P<CError> (Class::*)() const>(&Class::clone));
+    name(static_cast<void (Class::*)() const>(&Class::throwClone));
+    name(static_cast<String (*)(const CS3ErrorResponse&)>(&Class::makeErrorText));
+    name(static_cast<P<CS3Error> (*)(const String&)>(&Class::createObjectNotFoundError));
+}
+
+void name_vexil_CS3ErrorResponse() {
+    using Class = vexil::CS3ErrorResponse;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const String>(), any<const String>(), any<const String>(),
+                                            any<const String>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<wxXmlNode*>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const char*>(), any<int>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const CS3ErrorResponse>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(std::move(any<CS3ErrorResponse>()));
+    }
+    name(static_cast<String (Class::*)() const>(&Class::getCode));
+    name(static_cast<String (Class::*)() const>(&Class::getMessage));
+    name(static_cast<String (Class::*)() const>(&Class::getResource));
+    name(static_cast<String (Class::*)() const>(&Class::getRequestID));
+    name(static_cast<P<CS3ErrorResponse> (*)(const String&)>(&Class::createObjectNotFoundResponse));
+}
+
+void name_vexil_CS3ListObjectsElement() {
+    using Class = vexil::CS3ListObjectsElement;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const wxXmlNode*>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const CS3ListObjectsElement>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(std::move(any<CS3ListObjectsElement>()));
+    }
+    name(static_cast<const String& (Class::*)() const noexcept>(&Class::getKey));
+    name(static_cast<const String& (Class::*)() const noexcept>(&Class::getLastModified));
+    name(static_cast<const String& (Class::*)() const noexcept>(&Class::getETag));
+    name(static_cast<int64 (Class::*)() const noexcept>(&Class::getSize));
+}
+
+void name_vexil_CS3ListObjectsResult() {
+    using Class = vexil::CS3ListObjectsResult;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<wxXmlNode*>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const char*>(), any<int>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const TBuffer<unsigned char>*>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const CS3ListObjectsResult>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(std::move(any<CS3ListObjectsResult>()));
+    }
+    name(static_cast<bool (Class::*)() const noexcept>(&Class::isTruncated));
+    name(
+        static_cast<const TArray<P<CS3ListObjectsElement>>& (Class::*)() const noexcept>(&Class::getObjects));
+    name(static_cast<const TArray<String>& (Class::*)() const noexcept>(&Class::getCommonPrefixes));
+    name(static_cast<String (Class::*)() const>(&Class::getDelimiteredNextMarker));
+}
+
+void name_vexil_CS3ObjectEnum() {
+    using Class = vexil::CS3ObjectEnum;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<CS3Client*>(), any<CNetRequest*>(), any<const String>(),
+                                            any<const String>(), any<const String>(), any<int>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const CS3ObjectEnum>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(std::move(any<CS3ObjectEnum>()));
+    }
+    name(static_cast<bool (Class::*)()>(&Class::next));
+    name(static_cast<P<CS3ListObjectsElement> (Class::*)() const>(&Class::getCurrObject));
+}
+
+void name_vexil_CServerInfo() {
+    using Class = vexil::CServerInfo;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object{};
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const CServerInfo>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(std::move(any<CServerInfo>()));
+    }
+    name(static_cast<bool (Class::*)() const>(&Class::isGetBroken));
+    name(static_cast<bool (Class::*)() const>(&Class::isPutBroken));
+    name(static_cast<bool (Class::*)() const>(&Class::areGetRangesBroken));
+    name(static_cast<String (Class::*)() const>(&Class::getServerHeader));
+    name(static_cast<void (Class::*)(const TMap<String, String>&)>(&Class::updateFromHeaders));
+}
+
+void name_vexil_INetRequestSetup() {
+    using Class = vexil::INetRequestSetup;
+    using namespace vexil;
+    name(static_cast<void (Class::*)(CNetRequest&)>(&Class::setUp));
+}
+
+void name_zet_CBufferStream() {
+    using Class = zet::CBufferStream;
+    using namespace zet;
+    if (t_construct) {
+        [[maybe_unused]] const Class object{};
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<TBuffer<unsigned char>*>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const TBuffer<unsigned char>*>());
+    }
+    name(static_cast<int (Class::*)(void*, int)>(&Class::read));
+    name(static_cast<void (Class::*)(const void*, int)>(&Class::write));
+    name(static_cast<int64 (Class::*)()>(&Class::getSize));
+    name(static_cast<void (Class::*)(int64)>(&Class::seek));
+    name(static_cast<int64 (Class::*)()>(&Class::getPosition));
+    name(static_cast<PC<TBuffer<unsigned char>> (Class::*)() const>(&Class::getBuffer));
+}
+
+void name_zet_CError() {
+    using Class = zet::CError;
+    using namespace zet;
+    name(static_cast<const String& (Class::*)() const noexcept>(&Class::getMessage));
+    name(static_cast<const String& (Class::*)() const noexcept>(&Class::getDomain));
+    name(static_cast<int64 (Class::*)() const noexcept>(&Class::getCode));
+    name(static_cast<const CProps& (Class::*)() const noexcept>(&Class::getProps));
+    name(static_cast<const P<CError>& (Class::*)() const noexcept>(&Class::getInnerError));
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const String>(), any<const String>(), any<int64>(),
+                                            any<const CProps>(), any<const P<CError>>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const CError>());
+    }
+    name(static_cast<const char* (Class::*)() const noexcept>(&Class::what));
+    name(static_cast<P<CError> (Class::*)() const>(&Class::clone));
+    name(static_cast<void (Class::*)() const>(&Class::throwClone));
+}
+
+void name_zet_CInvalidArgError() {
+    using Class = zet::CInvalidArgError;
+    using namespace zet;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const String>(), any<const String>(), any<const CProps>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const CInvalidArgError>());
+    }
+    name(static_cast<const String& (Class::*)() const noexcept>(&Class::getPlace));
+    name(static_cast<P<CError> (Class::*)() const>(&Class::clone));
+    name(static_cast<void (Class::*)() const>(&Class::throwClone));
+}
+
+void name_zet_CMemoryInStream() {
+    using Class = zet::CMemoryInStream;
+    using namespace zet;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const void*>(), any<int>());
+    }
+    name(static_cast<int (Class::*)(void*, int)>(&Class::read));
+    name(static_cast<int64 (Class::*)()>(&Class::getSize));
+    name(static_cast<void (Class::*)(int64)>(&Class::seek));
+    name(static_cast<int64 (Class::*)()>(&Class::getPosition));
+}
+
+void name_zet_CMutex() {
+    using Class = zet::CMutex;
+    using namespace zet;
+    if (t_construct) {
+        [[maybe_unused]] const Class object{};
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const CMutex>());
+    }
+    name(static_cast<void (Class::*)()>(&Class::lock));
+    name(static_cast<void (Class::*)()>(&Class::unlock));
+}
+
+void name_zet_CMutexLock() {
+    using Class = zet::CMutexLock;
+    using namespace zet;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<CMutex>());
+    }
+}
+
+void name_zet_CProps() {
+    using Class = zet::CProps;
+    using namespace zet;
+    name(static_cast<void (Class::*)(const String&, const String&)>(&Class::add));
+    name(static_cast<void (Class::*)(bool, const String&, const String&)>(&Class::addCond));
+    name(static_cast<String (Class::*)(const String&) const>(&Class::lookup));
+    name(static_cast<bool (Class::*)(const String&) const noexcept>(&Class::has));
+    name(static_cast<bool (Class::*)() const noexcept>(&Class::isEmpty));
+    name(static_cast<int (Class::*)() const noexcept>(&Class::getCount));
+    name(static_cast<const TArray<Class::Entry>& (Class::*)() const noexcept>(&Class::getEntries));
+    name(static_cast<TMap<String, String> (Class::*)() const>(&Class::getMap));
+}
+
+void name_zet_CResourceManager() {
+    using Class = zet::CResourceManager;
+    using namespace zet;
+    name(static_cast<Class::Path (Class::*)(const Class::Path&) const>(&Class::findResource));
+    name(static_cast<void (Class::*)(const Class::Path&)>(&Class::addResourceFolder));
+    name(static_cast<void (Class::*)(const Class::Path&)>(&Class::removeResourceFolder));
+    name(static_cast<P<CResourceManager> (*)()>(&Class::get));
+}
+
+void name_zet_CSafeGlobalDisposer() {
+    using Class = zet::CSafeGlobalDisposer;
+    using namespace zet;
+    name(static_cast<void (*)(void (*)())>(&Class::registerDisposer));
+}
+
+void name_zet_CSafeGlobalGuard() {
+    using Class = zet::CSafeGlobalGuard;
+    using namespace zet;
+    name(static_cast<Class::State (Class::*)() const noexcept>(&Class::getState));
+    name(static_cast<bool (Class::*)()>(&Class::claimConstruction));
+    name(static_cast<void (Class::*)(bool) noexcept>(&Class::finishConstruction));
+}
+
+void name_zet_CSignal() {
+    using Class = zet::CSignal;
+    using namespace zet;
+    if (t_construct) {
+        [[maybe_unused]] const Class object{};
+    }
+    name(static_cast<void (Class::*)()>(&Class::set));
+    name(static_cast<void (Class::*)()>(&Class::reset));
+    name(static_cast<bool (Class::*)() const>(&Class::isSet));
+    name(static_cast<bool (Class::*)(int)>(&Class::wait));
+}
+
+void name_zet_CThread() {
+    using Class = zet::CThread;
+    using namespace zet;
+    name(static_cast<void (*)(int)>(&Class::sleep));
+}
+
+void name_zet_CTime() {
+    using Class = zet::CTime;
+    using namespace zet;
+    if (t_construct) {
+        [[maybe_unused]] const Class object{};
+    }
+    name(static_cast<bool (Class::*)() const noexcept>(&Class::isSet));
+    name(static_cast<int64 (Class::*)() const noexcept>(&Class::getMicroseconds));
+    name(static_cast<CTime (*)() noexcept>(&Class::now));
+    name(static_cast<CTime (*)(int64) noexcept>(&Class::fromCTime));
+    name(static_cast<CTime (*)(int64) noexcept>(&Class::fromMicroseconds));
+}
+
+void name_zet_CTimeFields() {
+    using Class = zet::CTimeFields;
+    using namespace zet;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const CTime>(), any<Class::FieldType>());
+    }
+    name(static_cast<int (Class::*)() const noexcept>(&Class::getYear));
+    name(static_cast<int (Class::*)() const noexcept>(&Class::getMonth));
+    name(static_cast<int (Class::*)() const noexcept>(&Class::getDay));
+    name(static_cast<int (Class::*)() const noexcept>(&Class::getWeekDay));
+    name(static_cast<int (Class::*)() const noexcept>(&Class::getHour));
+    name(static_cast<int (Class::*)() const noexcept>(&Class::getMinute));
+    name(static_cast<int (Class::*)() const noexcept>(&Class::getSecond));
+    name(static_cast<int (Class::*)() const noexcept>(&Class::getMicrosecond));
+    name(static_cast<String (Class::*)() const>(&Class::toInternetTimestamp));
+    name(static_cast<String (Class::*)(int) const>(&Class::toISODateTime));
+    name(static_cast<String (*)(int)>(&Class::getEnglishWeekDayAbbrev));
+    name(static_cast<String (*)(int)>(&Class::getEnglishMonthAbbrev));
+}
+
+void name_zet_CTimeSpan() {
+    using Class = zet::CTimeSpan;
+    using namespace zet;
+    name(static_cast<CTimeSpan (*)(int64) noexcept>(&Class::fromMilliseconds));
+    name(static_cast<CTimeSpan (*)(int64) noexcept>(&Class::fromSeconds));
+    if (t_construct) {
+        [[maybe_unused]] const Class object{};
+    }
+    name(static_cast<bool (Class::*)() const noexcept>(&Class::isSet));
+    name(static_cast<int64 (Class::*)() const noexcept>(&Class::getMicroseconds));
+    name(static_cast<int64 (Class::*)() const noexcept>(&Class::getMilliseconds));
+    name(static_cast<CTimeSpan (*)(int64) noexcept>(&Class::fromMicroseconds));
+}
+
+void name_zet_CURI() {
+    using Class = zet::CURI;
+    using namespace zet;
+    name(static_cast<String (*)(const String&, bool, const String&)>(&Class::escape));
+}
+
+void name_zet_CXMLElement() {
+    using Class = zet::CXMLElement;
+    using namespace zet;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const String>(), any<const CProps>());
+    }
+    name(static_cast<const String& (Class::*)() const noexcept>(&Class::getName));
+    name(static_cast<const CProps& (Class::*)() const noexcept>(&Class::getAttributes));
+    name(static_cast<const String& (Class::*)() const noexcept>(&Class::getText));
+    name(static_cast<const TArray<P<CXMLElement>>& (Class::*)() const noexcept>(&Class::getChildren));
+    name(static_cast<void (Class::*)(const String&, const String&)>(&Class::addAttribute));
+    name(static_cast<void (Class::*)(const String&)>(&Class::setText));
+    name(static_cast<void (Class::*)(CXMLElement*)>(&Class::addChild));
+}
+
+void name_zet_IBase() {
+    using Class = zet::IBase;
+    using namespace zet;
+    name(static_cast<void (Class::*)() const noexcept>(&Class::addRef));
+    name(static_cast<void (Class::*)() const noexcept>(&Class::release));
+}
+
+void name_zet_IInStream() {
+    using Class = zet::IInStream;
+    using namespace zet;
+    name(static_cast<int (Class::*)(void*, int)>(&Class::read));
+    name(static_cast<int64 (Class::*)()>(&Class::getSize));
+    name(static_cast<void (Class::*)(int64)>(&Class::seek));
+    name(static_cast<int64 (Class::*)()>(&Class::getPosition));
+}
+
+void name_zet_ILogSink() {
+    using Class = zet::ILogSink;
+    using namespace zet;
+    name(static_cast<void (Class::*)(const CLogMessage&)>(&Class::log));
+}
+
+void name_zet_IOutStream() {
+    using Class = zet::IOutStream;
+    using namespace zet;
+    name(static_cast<void (Class::*)(const void*, int)>(&Class::write));
+    name(static_cast<int64 (Class::*)()>(&Class::getSize));
+    name(static_cast<void (Class::*)(int64)>(&Class::seek));
+    name(static_cast<int64 (Class::*)()>(&Class::getPosition));
+}
+
+void name_zet_String() {
+    using Class = zet::String;
+    using namespace zet;
+    name(static_cast<const wchar_t* (Class::*)() const noexcept>(&Class::c_str));
+    name(static_cast<std::wstring_view (Class::*)() const noexcept>(&Class::view));
+    name(static_cast<std::size_t (Class::*)(wchar_t, std::size_t) const noexcept>(&Class::find));
+    name(static_cast<std::size_t (Class::*)(const String&, std::size_t) const noexcept>(&Class::find));
+    name(static_cast<std::size_t (Class::*)(const char*, std::size_t) const noexcept>(&Class::find));
+    name(static_cast<bool (Class::*)(const char*) const noexcept>(&Class::startsWith));
+    name(static_cast<bool (Class::*)(const String&) const noexcept>(&Class::startsWith));
+    name(static_cast<bool (Class::*)(const char*) const noexcept>(&Class::startsWithNoCase));
+    name(static_cast<bool (Class::*)(const char*) const noexcept>(&Class::endsWith));
+    name(static_cast<bool (Class::*)(const char*) const noexcept>(&Class::equalsNoCase));
+    name(static_cast<void (Class::*)()>(&Class::trim));
+    name(static_cast<void (Class::*)()>(&Class::trimLeft));
+    name(static_cast<void (Class::*)()>(&Class::trimRight));
+    name(static_cast<String& (Class::*)(const String&)>(&Class::operator+=));
+    name(static_cast<String& (Class::*)(const char*)>(&Class::operator+=));
+    name(static_cast<String& (Class::*)(wchar_t)>(&Class::operator+=));
+    name(static_cast<void (Class::*)(std::wstring_view)>(&Class::append));
+    if (t_construct) {
+        [[maybe_unused]] const Class object{};
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const char*>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const wchar_t*>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<std::wstring>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<std::wstring_view>());
+    }
+    name(static_cast<void (Class::*)(std::string_view)>(&Class::assignUTF8));
+    name(static_cast<std::string (Class::*)() const>(&Class::toUTF8));
+    name(static_cast<std::string (Class::*)() const>(&Class::toLatin1));
+    name(static_cast<bool (Class::*)() const noexcept>(&Class::isEmpty));
+    name(static_cast<std::size_t (Class::*)() const noexcept>(&Class::length));
+    name(static_cast<wchar_t (Class::*)(std::size_t) const noexcept>(&Class::operator[]));
+    name(static_cast<void (Class::*)() noexcept>(&Class::clear));
+    name(static_cast<std::size_t (Class::*)(wchar_t) const noexcept>(&Class::findLast));
+    name(static_cast<String (Class::*)(std::size_t, std::size_t) const>(&Class::substr));
+    name(static_cast<String (Class::*)() const>(&Class::toLower));
+    name(static_cast<String (Class::*)() const>(&Class::trimmed));
+    name(static_cast<void (Class::*)() noexcept>(&Class::makeLower));
+    name(static_cast<void (Class::*)(const String&, const String&)>(&Class::replaceAll));
+    name(static_cast<void (Class::*)(std::size_t, std::size_t, const String&)>(&Class::replace));
+    name(static_cast<void (Class::*)(std::wstring_view)>(&Class::assign));
+    name(static_cast<String (*)(std::string_view)>(&Class::fromUTF8));
+    name(static_cast<String (*)(std::string_view)>(&Class::fromUTF8Lossy));
+    name(static_cast<String (*)(std::string_view)>(&Class::fromLatin1));
+    name(static_cast<String (*)(int64)>(&Class::fromInt));
+}
+
+void name_sigil() {
+    using namespace sigil;
+    name(static_cast<zet::String (*)(const void*, int, bool, bool)>(&sigil::base64Encode));
+    name(static_cast<void (*)(zet::TBuffer<unsigned char>&, const void*, int, const void*, int)>(
+        &sigil::calcHMAC_SHA1));
+}
+
+void name_vexil() {
+    using namespace vexil;
+    name(static_cast<int (*)(const CError&)>(&vexil::getHTTPStatusCodeFromError));
+    name(static_cast<int (*)(const CProps&)>(&vexil::getHTTPStatusCodeFromErrorParams));
+    name(static_cast<bool (*)(const std::exception&)>(&vexil::isNetworkOrServiceDownError));
+    name(static_cast<void (*)(const String&, int&, String&)>(&vexil::parseHTTPStatusLine));
+    name(static_cast<int (*)(const String&)>(&vexil::getStatusCodeFromHTTPStatusLine));
+    name(static_cast<String (*)(const String&)>(&vexil::getInfoFromHTTPStatusLine));
+    name(static_cast<TPathImpl<CWindowsPathTraits> (*)()>(&vexil::getRootCertBundlePath));
+    name(static_cast<const char* (*)() noexcept>(&vexil::getVersion));
+}
+
+void name_zet() {
+    using namespace zet;
+    name(static_cast<void (*)(const String&) noexcept>(&zet::logInfo));
+    name(static_cast<void (*)(const String&) noexcept>(&zet::logWarning));
+    name(static_cast<void (*)(const std::exception&, const String&, const String&) noexcept>(
+        &zet::logWarning));
+    name(static_cast<void (*)(const String&) noexcept>(&zet::logError));
+    name(static_cast<void (*)(const std::exception&, const String&, const String&) noexcept>(&zet::logError));
+    name(static_cast<void (*)(const CXMLElement&, const String&, const String&) noexcept>(&zet::logError));
+    name(static_cast<void (*)()>(&zet::throwBufferTooLarge));
+    name(static_cast<void (*)(const char*)>(&zet::throwNegativeBufferSize));
+    name(static_cast<P<CError> (*)() noexcept>(&zet::currentExceptionToError));
+    name(static_cast<void (*)(ILogSink*)>(&zet::setLogSink));
+    name(static_cast<P<ILogSink> (*)()>(&zet::getLogSink));
+    name(static_cast<void (*)(const char*, const std::exception*) noexcept>(
+        &zet::onExceptionInDestructorIgnored));
+    name(static_cast<int64 (*)(const String&, bool)>(&zet::parseInt64Strictly));
+    name(static_cast<int64 (*)(const String&, int64) noexcept>(&zet::parseInt64));
+    name(static_cast<void (*)()>(&zet::throwStaticConstructionFailed));
+    name(static_cast<bool (*)(wchar_t) noexcept>(&zet::isWhiteSpace));
+    name(static_cast<std::wstring_view (*)(std::wstring_view) noexcept>(&zet::trimmed));
+    name(static_cast<void (*)(bool)>(&zet::threadYield));
+}
+
+void name_vexil_CCurlDeleter() {
+    using Class = vexil::CCurlDeleter;
+    using namespace vexil;
+    name(static_cast<void (Class::*)(CURL*) const noexcept>(&Class::operator()));
+    name(static_cast<void (Class::*)(curl_slist*) const noexcept>(&Class::operator()));
+    name(static_cast<void (Class::*)(char*) const noexcept>(&Class::operator()));
+}
+
+void name_zet_CWindowsPathTraits() {
+    using Class = zet::CWindowsPathTraits;
+    using namespace zet;
+    name(static_cast<wchar_t (*)() noexcept>(&Class::getSeparator));
+    name(static_cast<bool (*)(wchar_t) noexcept>(&Class::isSeparator));
+    name(static_cast<bool (*)(const String&) noexcept>(&Class::isAbsolute));
+}
+
+TEST(SurfaceTest, NamesEverythingPublic) {
+    name(static_cast<zet::int64 (*)(const zet::String&, bool)>(&zet::parseInt64<bool>));
+    name_sigil_CDigestType_MD5();
+    name_sigil_COpenSSLInit();
+    name_sigil_IDigest();
+    name_sigil_IDigestType();
+    name_vexil_CCURLError();
+    name_vexil_CGlobalInit();
+    name_vexil_CHTTPServerHeader();
+    name_vexil_CHeaderAssembler();
+    name_vexil_CNetHeaders();
+    name_vexil_CNetHeaders_CIterator();
+    name_vexil_CNetRequest();
+    name_vexil_CNetRequest_CStreamDataSink();
+    name_vexil_CNetRequest_CStreamDataSource();
+    name_vexil_CNetRequest_IDataSink();
+    name_vexil_CNetRequest_IDataSource();
+    name_vexil_CNetRequest_IDoneListener();
+    name_vexil_CNetRequest_IRestartableDataSink();
+    name_vexil_CNetStringList();
+    name_vexil_CNetStringList_CIterator();
+    name_vexil_CS3Client();
+    name_vexil_CS3CopyObjectResult();
+    name_vexil_CS3Error();
+    name_vexil_CS3ErrorResponse();
+    name_vexil_CS3ListObjectsElement();
+    name_vexil_CS3ListObjectsResult();
+    name_vexil_CS3ObjectEnum();
+    name_vexil_CServerInfo();
+    name_vexil_INetRequestSetup();
+    name_zet_CBufferStream();
+    name_zet_CError();
+    name_zet_CInvalidArgError();
+    name_zet_CMemoryInStream();
+    name_zet_CMutex();
+    name_zet_CMutexLock();
+    name_zet_CProps();
+    name_zet_CResourceManager();
+    name_zet_CSafeGlobalDisposer();
+    name_zet_CSafeGlobalGuard();
+    name_zet_CSignal();
+    name_zet_CThread();
+    name_zet_CTime();
+    name_zet_CTimeFields();
+    name_zet_CTimeSpan();
+    name_zet_CURI();
+    name_zet_CXMLElement();
+    name_zet_IBase();
+    name_zet_IInStream();
+    name_zet_ILogSink();
+    name_zet_IOutStream();
+    name_zet_String();
+    name_sigil();
+    name_vexil();
+    name_zet();
+    name_vexil_CCurlDeleter();
+    name_zet_CWindowsPathTraits();
+    EXPECT_GT(t_named, 0);
+}
+
+}  // namespace
