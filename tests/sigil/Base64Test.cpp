@@ -106,14 +106,20 @@ TEST(Base64Test, WritesOneLineWithoutLineBreaks) {
 }
 
 TEST(Base64Test, EncodesMuchAsOneText) {
-    // Beyond the size of the pieces that the work is done in, with each number of bytes at the end.
-    const std::string data = someBytes((3 << 20) + 4);
-    for (std::size_t cut = 0; cut <= 5; ++cut) {
-        const std::string_view part = std::string_view(data).substr(0, data.size() - cut);
-        EXPECT_TRUE(encoded(part) == encodedPlainly(part)) << cut;
+    // Beyond the size of the pieces that the work is done in, twice. Blocks of whole groups of three bytes
+    // encode each for itself.
+    const std::string block = someBytes(300);
+    const std::string encodedBlock = encodedPlainly(block);
+    std::string data;
+    std::string expected;
+    while (data.size() <= 6 << 20) {
+        data += block;
+        expected += encodedBlock;
     }
-    const std::string twoPieces = someBytes((6 << 20) + 1);
-    EXPECT_TRUE(encoded(twoPieces) == encodedPlainly(twoPieces));
+    for (std::size_t count = 0; count <= 3; ++count) {
+        const std::string end = block.substr(0, count);
+        EXPECT_TRUE(encoded(data + end) == expected + encodedPlainly(end)) << count;
+    }
 }
 
 }  // namespace
