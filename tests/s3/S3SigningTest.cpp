@@ -164,6 +164,7 @@ TEST(S3SingleLineHeaderValue, FoldsTheLineFeedAndWhatFollows) {
     EXPECT_EQ(singleLine("one\r\n\ttwo"), "one\r two");
     EXPECT_EQ(singleLine("one\n\n\r\n two"), "one two");
     EXPECT_EQ(singleLine("a\nb\n c"), "a b c");
+    EXPECT_EQ(singleLine("a\n b \t"), "a b \t");
     EXPECT_EQ(singleLine("a\n"), "a ");
     EXPECT_EQ(singleLine("\na"), " a");
     EXPECT_EQ(singleLine("\n"), " ");

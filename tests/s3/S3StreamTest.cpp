@@ -87,6 +87,12 @@ TEST_F(S3PutStream, BeginsWhereTheStreamStandsAndEndsBehindItsSize) {
     EXPECT_EQ(stream.position, 12);
 }
 
+TEST_F(S3PutStream, PreparationLeavesTheStreamWhereItStood) {
+    const P<Stream> stream = new Stream("before hello", 7);
+    client.preparePutObjectRequest(request, "b", "k", stream, 5, "");
+    EXPECT_EQ(stream->position, 7);
+}
+
 TEST_F(S3PutStream, SendsTheSameBodyWithEachTry) {
     answer({internalError, reply("503 Slow Down", errorDocument("SlowDown")), reply("200 OK", "")});
     Stream stream("before hello", 7);
