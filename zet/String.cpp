@@ -23,6 +23,10 @@ constexpr wchar_t asciiLower(wchar_t c) noexcept {
     return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c - L'A' + L'a') : c;
 }
 
+constexpr bool isASCII(wchar_t c) noexcept {
+    return static_cast<std::uint32_t>(c) < 0x80;
+}
+
 constexpr wchar_t toWide(char c) noexcept {
     return static_cast<wchar_t>(static_cast<unsigned char>(c));
 }
@@ -183,9 +187,12 @@ void String::assignUTF8(std::string_view bytes) {
 }
 
 std::string String::toUTF8() const {
+    const auto ascii = std::find_if_not(m_text.begin(), m_text.end(), isASCII);
     std::string out;
     out.reserve(m_text.size());
-    for (std::size_t i = 0; i < m_text.size();) {
+    out.resize(static_cast<std::size_t>(ascii - m_text.begin()));
+    std::transform(m_text.begin(), ascii, out.begin(), [](wchar_t c) { return static_cast<char>(c); });
+    for (std::size_t i = out.size(); i < m_text.size();) {
         appendUTF8(out, nextCodePoint(m_text, i));
     }
     return out;
