@@ -119,7 +119,8 @@ void CNetRequest::setReceiveDataStream(zet::IOutStream* stream) {
 }
 
 void CNetRequest::setDefaultReceiveDataStream() {
-    setReceiveDataSink(m_defaultReceiveSink);
+    m_receiveSink = m_defaultReceiveSink;
+    m_restartableSink = nullptr;
 }
 
 // ---- send ------------------------------------------------------------------------------------------------
