@@ -12,7 +12,7 @@ set -euo pipefail
 
 readonly build_packages=(
     g++ cmake ninja-build ccache pkg-config
-    libcurl4-openssl-dev libssl-dev libwxgtk3.2-dev libcli11-dev ca-certificates
+    libcurl4-openssl-dev libssl-dev libwxgtk3.2-dev libcli11-dev ca-certificates help2man
 )
 readonly s3_server_packages=(ceph-mon ceph-osd ceph-common radosgw python3)
 readonly test_packages=(libgtest-dev libgmock-dev googletest libasio-dev nginx openssl python3 doxygen)

@@ -2,12 +2,9 @@
 
 #include "apps/vexil/ExitCode.h"
 
-namespace CLI {
-class App;
-}
-
 namespace vexil::app {
 
+class CCommandSyntax;
 class CContext;
 
 /// One command of the program.
@@ -17,9 +14,8 @@ public:
     CCommand(const CCommand&) = delete;
     CCommand& operator=(const CCommand&) = delete;
 
-    /// Adds the command with its arguments and its help to a group of commands.
-    /// \return what was added; it fills this object when the arguments are parsed
-    virtual CLI::App* addTo(CLI::App& group) = 0;
+    /// Says what the command is called and what it takes. Parsing the command line then fills this object.
+    virtual void define(CCommandSyntax& syntax) = 0;
 
     /// Does the work. What it throws is reported by the caller.
     virtual ExitCode run(CContext& context) = 0;

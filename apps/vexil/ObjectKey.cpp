@@ -12,22 +12,26 @@ namespace {
 // The service's own limit, in bytes of UTF-8.
 constexpr std::size_t maxKeyBytes = 1024;
 
-// Listings are XML 1.0, which has no place for these; one such key makes a whole page unreadable.
-bool isLostInListing(wchar_t character) {
-    return character < 0x20 || character == 0xFFFE || character == 0xFFFF;
+// Listings are XML 1.0, which has no place for other characters; one such key makes a whole page unreadable.
+bool isXMLCharacter(wchar_t character) {
+    return zet::isWhiteSpace(character) ? character != L'\v' && character != L'\f'
+                                        : character >= 0x20 && character != 0xFFFE && character != 0xFFFF;
 }
 
 String findKeyProblem(const String& key) {
     for (const wchar_t character : key.view()) {
-        if (isLostInListing(character)) {
-            return "it has a control character, which gets lost in a bucket's listing";
+        if (!isXMLCharacter(character)) {
+            return "its name has a control character, which a bucket's listing cannot hold";
         }
     }
-    if (key.trimmed().isEmpty()) {
-        return "a name of nothing but blanks gets lost in a bucket's listing";
+    // Readers of XML drop it, or the whole page where nothing else is left.
+    if (zet::isWhiteSpace(key[0])) {
+        return "its name begins with a blank or a line end, which a bucket's listing may lose; with a PREFIX "
+               "it could "
+               "be stored";
     }
     if (const std::size_t bytes = key.toUTF8().size(); bytes > maxKeyBytes) {
-        return "its key would have " + formatNumberOf(static_cast<int64>(bytes), "byte") + ", and " +
+        return "its key has " + formatNumberOf(static_cast<int64>(bytes), "byte") + ", and " +
                formatCount(maxKeyBytes) + " are the limit";
     }
     return String();

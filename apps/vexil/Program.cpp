@@ -1,10 +1,12 @@
 #include "apps/vexil/Program.h"
 
 #include "apps/vexil/Command.h"
+#include "apps/vexil/CommandSyntax.h"
 #include "apps/vexil/ConsoleLogSink.h"
 #include "apps/vexil/Context.h"
 #include "apps/vexil/ErrorReport.h"
 #include "apps/vexil/ExitCode.h"
+#include "apps/vexil/HelpFormatter.h"
 #include "apps/vexil/Interrupt.h"
 #include "apps/vexil/Platform.h"
 #include "apps/vexil/commands/CompareCommand.h"
@@ -122,12 +124,13 @@ void CProgram::addOptions(CLI::App& app) {
                                                             {"warning", Verbosity::Warning},
                                                             {"info", Verbosity::Info},
                                                             {"debug", Verbosity::Debug}};
+    app.formatter(std::make_shared<CHelpFormatter>());
     app.footer(footer);
     // Options of the program may stand behind the command, too.
     app.fallthrough();
     app.require_subcommand(1);
     app.set_help_flag("-h,--help", "Print this help and exit");
-    app.set_version_flag("--version", std::string("vexil ") + getVersion());
+    app.set_version_flag("--version", std::string("vexil ") + getVersion(), "Print the version and exit");
     app.add_option("--endpoint", m_options.endpoint,
                    "The S3 server, for example https://s3.example.com:9000 (default: the environment's "
                    "VEXIL_S3_ENDPOINT, else Amazon's)")
@@ -183,7 +186,9 @@ void CProgram::addCommands(CLI::App& app) {
 
 void CProgram::addCommand(CLI::App& group, std::unique_ptr<CCommand> command) {
     CCommand* const chosen = command.get();
-    command->addTo(group)->callback([this, chosen] { m_chosen = chosen; });
+    CCommandSyntax syntax(group);
+    command->define(syntax);
+    syntax.getApp().callback([this, chosen] { m_chosen = chosen; });
     m_commands.push_back(std::move(command));
 }
 

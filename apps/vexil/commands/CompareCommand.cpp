@@ -1,28 +1,23 @@
 #include "apps/vexil/commands/CompareCommand.h"
 
+#include "apps/vexil/CommandSyntax.h"
 #include "apps/vexil/Context.h"
 #include "apps/vexil/FolderComparison.h"
 #include "apps/vexil/Progress.h"
 #include "apps/vexil/Text.h"
 
-#include <CLI/CLI.hpp>
-
 namespace vexil::app {
 
-CLI::App* CCompareCommand::addTo(CLI::App& group) {
-    CLI::App* command = group.add_subcommand("compare", "Compare the files of two folders, byte for byte");
-    command->add_option("FOLDER", m_first, "One folder")->required();
-    command->add_option("OTHER", m_second, "The other folder")->required();
-    command->add_option("--exclude", m_excluded, "A file or folder to leave out in both; may be repeated")
-        ->type_name("PATH")
-        ->expected(1)
-        ->take_all();
-    command->footer(R"(Example:
+void CCompareCommand::define(CCommandSyntax& syntax) {
+    syntax.command("compare", "Compare the files of two folders, byte for byte")
+        .argument("FOLDER", m_first, "One folder")
+        .argument("OTHER", m_second, "The other folder")
+        .options("--exclude", "PATH", m_excluded, "A file or folder to leave out in both; may be repeated")
+        .footer(R"(Example:
   vexil compare ~/Documents restored
 
 Each difference is printed. Links, special files and empty folders do not count. The exit code is 0 when
 all regular files are the same and 1 otherwise.)");
-    return command;
 }
 
 ExitCode CCompareCommand::run(CContext& context) {

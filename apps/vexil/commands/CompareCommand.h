@@ -10,7 +10,7 @@ namespace vexil::app {
 /// `vexil compare`: two folders, byte for byte.
 class CCompareCommand : public CCommand {
 public:
-    CLI::App* addTo(CLI::App& group) override;
+    void define(CCommandSyntax& syntax) override;
     ExitCode run(CContext& context) override;
 
 private:

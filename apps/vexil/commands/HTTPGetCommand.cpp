@@ -1,13 +1,12 @@
 #include "apps/vexil/commands/HTTPGetCommand.h"
 
+#include "apps/vexil/CommandSyntax.h"
 #include "apps/vexil/Context.h"
 #include "apps/vexil/HTTPBodySink.h"
 #include "apps/vexil/PartFile.h"
 #include "apps/vexil/Progress.h"
 #include "apps/vexil/StandardOutStream.h"
 #include "apps/vexil/Text.h"
-
-#include <CLI/CLI.hpp>
 
 namespace vexil::app {
 
@@ -25,17 +24,16 @@ void download(CContext& context, CNetRequest& request, zet::IOutStream& out) {
 
 }  // namespace
 
-CLI::App* CHTTPGetCommand::addTo(CLI::App& group) {
-    CLI::App* command = group.add_subcommand("get", "Download a URL");
-    command->add_option("URL", m_url, "What to download")->required();
-    command->add_option("FILE", m_file,
-                        "Where to put it; a file of this name is replaced (default: standard output)");
-    command->footer(R"(Examples:
+void CHTTPGetCommand::define(CCommandSyntax& syntax) {
+    syntax.command("get", "Download a URL")
+        .argument("URL", m_url, "What to download")
+        .optionalArgument("FILE", m_file,
+                          "Where to put it; a file of this name is replaced (default: standard output)")
+        .footer(R"(Examples:
   vexil http get https://example.com/list.txt list.txt
   vexil http get https://example.com/list.txt | less
 
 The file gets its name when the download is complete; nothing is left of one that fails.)");
-    return command;
 }
 
 ExitCode CHTTPGetCommand::run(CContext& context) {

@@ -9,7 +9,7 @@ namespace vexil::app {
 /// `vexil http get`: a URL to a file or to standard output.
 class CHTTPGetCommand : public CCommand {
 public:
-    CLI::App* addTo(CLI::App& group) override;
+    void define(CCommandSyntax& syntax) override;
     ExitCode run(CContext& context) override;
 
 private:

@@ -9,7 +9,7 @@ namespace vexil::app {
 /// `vexil http head`: the headers of a URL.
 class CHTTPHeadCommand : public CCommand {
 public:
-    CLI::App* addTo(CLI::App& group) override;
+    void define(CCommandSyntax& syntax) override;
     ExitCode run(CContext& context) override;
 
 private:

@@ -1,21 +1,19 @@
 #include "apps/vexil/commands/HTTPPutCommand.h"
 
+#include "apps/vexil/CommandSyntax.h"
 #include "apps/vexil/Context.h"
 #include "apps/vexil/FileInStream.h"
 #include "apps/vexil/Progress.h"
 #include "apps/vexil/Text.h"
 
-#include <CLI/CLI.hpp>
-
 namespace vexil::app {
 
-CLI::App* CHTTPPutCommand::addTo(CLI::App& group) {
-    CLI::App* command = group.add_subcommand("put", "Upload a file to a URL (HTTP PUT)");
-    command->add_option("FILE", m_file, "What to upload")->required();
-    command->add_option("URL", m_url, "Where to put it")->required();
-    command->footer(R"(Example:
+void CHTTPPutCommand::define(CCommandSyntax& syntax) {
+    syntax.command("put", "Upload a file to a URL (HTTP PUT)")
+        .argument("FILE", m_file, "What to upload")
+        .argument("URL", m_url, "Where to put it")
+        .footer(R"(Example:
   vexil http put list.txt https://example.com/dav/list.txt)");
-    return command;
 }
 
 ExitCode CHTTPPutCommand::run(CContext& context) {

@@ -9,7 +9,7 @@ namespace vexil::app {
 /// `vexil http put`: a file to a URL.
 class CHTTPPutCommand : public CCommand {
 public:
-    CLI::App* addTo(CLI::App& group) override;
+    void define(CCommandSyntax& syntax) override;
     ExitCode run(CContext& context) override;
 
 private:

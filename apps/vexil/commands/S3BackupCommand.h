@@ -10,7 +10,7 @@ namespace vexil::app {
 /// `vexil s3 backup`: a folder to objects.
 class CS3BackupCommand : public CCommand {
 public:
-    CLI::App* addTo(CLI::App& group) override;
+    void define(CCommandSyntax& syntax) override;
     ExitCode run(CContext& context) override;
 
 private:

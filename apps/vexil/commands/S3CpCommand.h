@@ -9,7 +9,7 @@ namespace vexil::app {
 /// `vexil s3 cp`: a copy of an object, on the server's side.
 class CS3CpCommand : public CCommand {
 public:
-    CLI::App* addTo(CLI::App& group) override;
+    void define(CCommandSyntax& syntax) override;
     ExitCode run(CContext& context) override;
 
 private:

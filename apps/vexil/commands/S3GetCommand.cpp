@@ -1,5 +1,6 @@
 #include "apps/vexil/commands/S3GetCommand.h"
 
+#include "apps/vexil/CommandSyntax.h"
 #include "apps/vexil/Context.h"
 #include "apps/vexil/ObjectDownload.h"
 #include "apps/vexil/PartFile.h"
@@ -7,23 +8,20 @@
 #include "apps/vexil/StandardOutStream.h"
 #include "apps/vexil/Text.h"
 
-#include <CLI/CLI.hpp>
-
 namespace vexil::app {
 
-CLI::App* CS3GetCommand::addTo(CLI::App& group) {
-    CLI::App* command = group.add_subcommand("get", "Fetch an object");
-    command->add_option("BUCKET", m_bucket, "Bucket that holds it")->required();
-    command->add_option("KEY", m_key, "Name of the object")->required();
-    command->add_option("FILE", m_file,
-                        "Where to put it; a file of this name is replaced (default: standard output)");
-    command->footer(R"(Examples:
+void CS3GetCommand::define(CCommandSyntax& syntax) {
+    syntax.command("get", "Fetch an object")
+        .argument("BUCKET", m_bucket, "Bucket that holds it")
+        .argument("KEY", m_key, "Name of the object")
+        .optionalArgument("FILE", m_file,
+                          "Where to put it; a file of this name is replaced (default: standard output)")
+        .footer(R"(Examples:
   vexil s3 get photos 2024/holiday.jpg holiday.jpg
   vexil s3 get backups list.txt | less
 
 A download that breaks goes on where it broke, at most five times. The file gets its name when it is
 complete; nothing is left of one that fails.)");
-    return command;
 }
 
 ExitCode CS3GetCommand::run(CContext& context) {

@@ -9,7 +9,7 @@ namespace vexil::app {
 /// `vexil s3 get`: an object to a file or to standard output.
 class CS3GetCommand : public CCommand {
 public:
-    CLI::App* addTo(CLI::App& group) override;
+    void define(CCommandSyntax& syntax) override;
     ExitCode run(CContext& context) override;
 
 private:

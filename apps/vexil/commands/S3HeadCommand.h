@@ -9,7 +9,7 @@ namespace vexil::app {
 /// `vexil s3 head`: the headers of an object.
 class CS3HeadCommand : public CCommand {
 public:
-    CLI::App* addTo(CLI::App& group) override;
+    void define(CCommandSyntax& syntax) override;
     ExitCode run(CContext& context) override;
 
 private:

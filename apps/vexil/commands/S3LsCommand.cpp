@@ -1,11 +1,10 @@
 #include "apps/vexil/commands/S3LsCommand.h"
 
+#include "apps/vexil/CommandSyntax.h"
 #include "apps/vexil/Context.h"
 #include "apps/vexil/Interrupt.h"
 #include "apps/vexil/Text.h"
 #include "vexil/s3/S3ObjectEnum.h"
-
-#include <CLI/CLI.hpp>
 
 namespace vexil::app {
 
@@ -20,15 +19,13 @@ String padLeft(const String& text) {
 
 }  // namespace
 
-CLI::App* CS3LsCommand::addTo(CLI::App& group) {
-    CLI::App* command =
-        group.add_subcommand("ls", "List the objects of a bucket: size, time of change, name");
-    command->add_option("BUCKET", m_bucket, "Bucket to list")->required();
-    command->add_option("PREFIX", m_prefix, "Only names that begin like this (default: all)");
-    command->footer(R"(Examples:
+void CS3LsCommand::define(CCommandSyntax& syntax) {
+    syntax.command("ls", "List the objects of a bucket: size, time of change, name")
+        .argument("BUCKET", m_bucket, "Bucket to list")
+        .optionalArgument("PREFIX", m_prefix, "Only names that begin like this (default: all)")
+        .footer(R"(Examples:
   vexil s3 ls photos
   vexil s3 ls photos 2024/)");
-    return command;
 }
 
 ExitCode CS3LsCommand::run(CContext& context) {

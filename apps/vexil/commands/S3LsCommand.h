@@ -9,7 +9,7 @@ namespace vexil::app {
 /// `vexil s3 ls`: the objects of a bucket.
 class CS3LsCommand : public CCommand {
 public:
-    CLI::App* addTo(CLI::App& group) override;
+    void define(CCommandSyntax& syntax) override;
     ExitCode run(CContext& context) override;
 
 private:

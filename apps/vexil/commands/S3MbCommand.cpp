@@ -1,18 +1,16 @@
 #include "apps/vexil/commands/S3MbCommand.h"
 
+#include "apps/vexil/CommandSyntax.h"
 #include "apps/vexil/Context.h"
 #include "zet/TimeFields.h"
 
-#include <CLI/CLI.hpp>
-
 namespace vexil::app {
 
-CLI::App* CS3MbCommand::addTo(CLI::App& group) {
-    CLI::App* command = group.add_subcommand("mb", "Make a bucket");
-    command->add_option("BUCKET", m_bucket, "Name of the bucket")->required();
-    command->footer(R"(Example:
+void CS3MbCommand::define(CCommandSyntax& syntax) {
+    syntax.command("mb", "Make a bucket")
+        .argument("BUCKET", m_bucket, "Name of the bucket")
+        .footer(R"(Example:
   vexil s3 mb photos)");
-    return command;
 }
 
 ExitCode CS3MbCommand::run(CContext& context) {

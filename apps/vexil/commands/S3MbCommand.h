@@ -9,7 +9,7 @@ namespace vexil::app {
 /// `vexil s3 mb`: a new bucket.
 class CS3MbCommand : public CCommand {
 public:
-    CLI::App* addTo(CLI::App& group) override;
+    void define(CCommandSyntax& syntax) override;
     ExitCode run(CContext& context) override;
 
 private:

@@ -9,7 +9,7 @@ namespace vexil::app {
 /// `vexil s3 put`: a file to an object.
 class CS3PutCommand : public CCommand {
 public:
-    CLI::App* addTo(CLI::App& group) override;
+    void define(CCommandSyntax& syntax) override;
     ExitCode run(CContext& context) override;
 
 private:

@@ -1,24 +1,19 @@
 #include "apps/vexil/commands/S3RestoreCommand.h"
 
+#include "apps/vexil/CommandSyntax.h"
 #include "apps/vexil/Context.h"
 #include "apps/vexil/Restore.h"
 #include "apps/vexil/Text.h"
 
-#include <CLI/CLI.hpp>
-
 namespace vexil::app {
 
-CLI::App* CS3RestoreCommand::addTo(CLI::App& group) {
-    CLI::App* command = group.add_subcommand("restore", "Make files of all objects below a prefix");
-    command->add_option("BUCKET", m_bucket, "Bucket that holds them")->required();
-    command
-        ->add_option(
-            "[PREFIX] FOLDER", m_prefixAndFolder,
-            "Folder within the bucket (default: all of it), and the folder to restore to, which is made if "
-            "need be")
-        ->required()
-        ->expected(1, 2);
-    command->footer(R"(Examples:
+void CS3RestoreCommand::define(CCommandSyntax& syntax) {
+    syntax.command("restore", "Make files of all objects below a prefix")
+        .argument("BUCKET", m_bucket, "Bucket that holds them")
+        .arguments("[PREFIX] FOLDER", m_prefixAndFolder, 1, 2,
+                   "Folder within the bucket (default: all of it), and the folder to restore to, which is "
+                   "made if need be")
+        .footer(R"(Examples:
   vexil s3 restore backups documents/ restored
   vexil s3 restore backups everything
 
@@ -26,7 +21,6 @@ Files of the same names are replaced, each when its new content is complete; oth
 that breaks goes on where it broke, at most five times. An object that cannot become a file (because
 its name would lead out of the folder, or it is both a file and a folder) is named, the rest is
 restored, and the exit code is 1.)");
-    return command;
 }
 
 ExitCode CS3RestoreCommand::run(CContext& context) {

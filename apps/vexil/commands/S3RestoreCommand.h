@@ -10,7 +10,7 @@ namespace vexil::app {
 /// `vexil s3 restore`: objects to a folder.
 class CS3RestoreCommand : public CCommand {
 public:
-    CLI::App* addTo(CLI::App& group) override;
+    void define(CCommandSyntax& syntax) override;
     ExitCode run(CContext& context) override;
 
 private:

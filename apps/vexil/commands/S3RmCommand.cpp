@@ -1,29 +1,24 @@
 #include "apps/vexil/commands/S3RmCommand.h"
 
+#include "apps/vexil/CommandSyntax.h"
 #include "apps/vexil/Context.h"
 #include "apps/vexil/Interrupt.h"
 #include "apps/vexil/Text.h"
 #include "vexil/s3/S3ObjectEnum.h"
 
-#include <CLI/CLI.hpp>
-
 namespace vexil::app {
 
-CLI::App* CS3RmCommand::addTo(CLI::App& group) {
-    CLI::App* command = group.add_subcommand("rm", "Delete an object, or all objects below a prefix");
-    command->add_option("BUCKET", m_bucket, "Bucket that holds it")->required();
-    command
-        ->add_option("KEY", m_key,
-                     "Name of the object; with --recursive the beginning of all names to delete")
-        ->required();
-    command->add_flag("-r,--recursive", m_isRecursive, "Delete every object whose name begins with KEY");
-    command->footer(R"(Examples:
+void CS3RmCommand::define(CCommandSyntax& syntax) {
+    syntax.command("rm", "Delete an object, or all objects below a prefix")
+        .argument("BUCKET", m_bucket, "Bucket that holds it")
+        .argument("KEY", m_key, "Name of the object; with --recursive the beginning of all names to delete")
+        .flag("-r,--recursive", m_isRecursive, "Delete every object whose name begins with KEY")
+        .footer(R"(Examples:
   vexil s3 rm photos 2024/holiday.jpg
   vexil s3 rm --recursive photos 2024/
   vexil s3 rm --recursive photos ""        (the whole bucket)
 
 There is no question before, and no way back. That an object is not there is no error.)");
-    return command;
 }
 
 ExitCode CS3RmCommand::run(CContext& context) {

@@ -9,7 +9,7 @@ namespace vexil::app {
 /// `vexil s3 rm`: one object, or all below a prefix, deleted.
 class CS3RmCommand : public CCommand {
 public:
-    CLI::App* addTo(CLI::App& group) override;
+    void define(CCommandSyntax& syntax) override;
     ExitCode run(CContext& context) override;
 
 private:

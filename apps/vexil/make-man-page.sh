@@ -1,0 +1,44 @@
+#!/usr/bin/env bash
+# Makes the man page from what the program says of itself.
+#
+# Usage: make-man-page.sh PROGRAM PAGE
+set -euo pipefail
+
+program=${1:?usage: make-man-page.sh PROGRAM PAGE}
+page=${2:?usage: make-man-page.sh PROGRAM PAGE}
+
+# The names under the heading "Subcommands:" of a help text.
+commands_of() {
+    "$program" "$@" --help | sed -n '/^Subcommands:/,/^$/{s/^  \([a-z0-9]*\) .*/\1/p}'
+}
+
+# Text to be shown as it stands.
+verbatim() {
+    printf '.nf\n'
+    sed -e 's/\\/\\e/g' -e "s/^[.']/\\\\\\&&/" -e 's/-/\\-/g'
+    printf '.fi\n'
+}
+
+describe() {
+    printf '.SS "vexil %s"\n' "$*"
+    "$program" "$@" --help | verbatim
+}
+
+describe_all() {
+    local group command
+    local -a commands
+    printf '[COMMANDS]\n'
+    for group in $(commands_of); do
+        mapfile -t commands < <(commands_of "$group")
+        [[ ${#commands[@]} -gt 0 ]] || describe "$group"
+        for command in "${commands[@]}"; do
+            describe "$group" "$command"
+        done
+    done
+}
+
+include=$(mktemp)
+trap 'rm -f "$include"' EXIT
+describe_all >"$include"
+LC_ALL=C.UTF-8 help2man --no-info --section=1 --locale=C.UTF-8 --include="$include" --output="$page" \
+    --name='transfer files over HTTP and S3, and back up folders' "$program"

@@ -1,0 +1,100 @@
+#include "apps/vexil/ErrorReport.h"
+
+#include "vexil/net/CURLError.h"
+#include "vexil/s3/S3Error.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <stdexcept>
+
+namespace vexil::app {
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+CS3Error makeS3Error(const char* code, int status) {
+    return CS3Error(CS3ErrorResponse(code, "Text", "/b/k", "id-1"), status);
+}
+
+CCURLError makeStatusError(int status) {
+    return CCURLError(CURLE_HTTP_RETURNED_ERROR, "", "http", status, "body text", "HTTP/1.1 status",
+                      "http://u:p@h/x", "PUT");
+}
+
+std::string textOf(const std::exception& error) {
+    return CErrorReport(error).getText().toUTF8();
+}
+
+ExitCode codeOf(const std::exception& error) {
+    return CErrorReport(error).getExitCode();
+}
+
+}  // namespace
+
+TEST(ErrorReportTest, EveryFactOfATransferErrorIsTold) {
+    EXPECT_EQ(textOf(makeStatusError(500)), makeStatusError(500).getMessage().toUTF8() +
+                                                "\n  libcurl code:    22"
+                                                "\n  response code:   500"
+                                                "\n  status line:     HTTP/1.1 status"
+                                                "\n  server message:  body text"
+                                                "\n  method:          PUT"
+                                                "\n  URL:             http://***@h/x");
+}
+
+TEST(ErrorReportTest, EveryFactOfAnS3ErrorIsTold) {
+    const std::string text = textOf(makeS3Error("NoSuchKey", 404));
+    EXPECT_THAT(text, HasSubstr("Amazon S3 error: Text(NoSuchKey)\n  http code:       404\n"
+                                "  S3 code:         NoSuchKey\n  S3 resource:     /b/k\n"
+                                "  S3 request id:   id-1\n  response code:   404\n  what you can do: "));
+}
+
+TEST(ErrorReportTest, FactsWithoutALabelOfTheirOwnAndCausesAreToldToo) {
+    CProps props;
+    props.add("strange", "value\n");
+    const std::string text = textOf(CError("Message", "", -1, props, CError("Cause").clone()));
+    EXPECT_EQ(text, "Message\n  strange:         value\\x0A\n  cause:           Cause");
+}
+
+TEST(ErrorReportTest, ForeignExceptionsHaveTheirText) {
+    const std::runtime_error error("foreign");
+    EXPECT_EQ(textOf(error), "foreign");
+    EXPECT_EQ(codeOf(error), ExitCode::Failed);
+}
+
+TEST(ErrorReportTest, ExitCodesFollowTheKindOfError) {
+    EXPECT_EQ(codeOf(CInvalidArgError("place", "bad")), ExitCode::Usage);
+    EXPECT_EQ(codeOf(makeStatusError(404)), ExitCode::NotFound);
+    EXPECT_EQ(codeOf(makeS3Error("NoSuchBucket", 0)), ExitCode::NotFound);
+    EXPECT_EQ(codeOf(makeStatusError(401)), ExitCode::RefusedLogin);
+    EXPECT_EQ(codeOf(makeStatusError(403)), ExitCode::RefusedLogin);
+    EXPECT_EQ(codeOf(makeS3Error("InvalidAccessKeyId", 400)), ExitCode::RefusedLogin);
+    EXPECT_EQ(codeOf(makeS3Error("AccessDenied", 0)), ExitCode::RefusedLogin);
+    EXPECT_EQ(codeOf(makeStatusError(500)), ExitCode::Failed);
+    EXPECT_EQ(codeOf(CError("x")), ExitCode::Failed);
+}
+
+TEST(ErrorReportTest, OnlyWhatWillFailEachTimeIsHopeless) {
+    EXPECT_TRUE(CErrorReport(makeS3Error("NoSuchBucket", 404)).isHopeless());
+    EXPECT_TRUE(CErrorReport(makeS3Error("SignatureDoesNotMatch", 403)).isHopeless());
+    EXPECT_TRUE(CErrorReport(makeStatusError(401)).isHopeless());
+    EXPECT_TRUE(CErrorReport(makeStatusError(503)).isHopeless());
+    EXPECT_TRUE(
+        CErrorReport(CCURLError(CURLE_COULDNT_CONNECT, "", "", 0, "", "", "http://h/", "")).isHopeless());
+    EXPECT_FALSE(CErrorReport(makeS3Error("NoSuchKey", 404)).isHopeless());
+    EXPECT_FALSE(CErrorReport(makeS3Error("AccessDenied", 403)).isHopeless());
+    EXPECT_FALSE(CErrorReport(CError("x", "system", ENOSPC)).isHopeless());
+}
+
+TEST(ErrorReportTest, AdviceFitsTheError) {
+    EXPECT_THAT(textOf(CError("x", "system", ENOSPC)), HasSubstr("disk is full"));
+    EXPECT_THAT(textOf(makeS3Error("RequestTimeTooSkewed", 403)), HasSubstr("clock"));
+    EXPECT_THAT(textOf(CCURLError(CURLE_PEER_FAILED_VERIFICATION, "", "", 0, "", "", "https://h/", "")),
+                HasSubstr("--ca-bundle"));
+    EXPECT_THAT(textOf(CError("x")), Not(HasSubstr("what you can do")));
+}
+
+}  // namespace vexil::app

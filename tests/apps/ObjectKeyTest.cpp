@@ -1,0 +1,71 @@
+#include "apps/vexil/ObjectKey.h"
+
+#include "apps/vexil/Text.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace vexil::app {
+
+namespace {
+
+std::string keyErrorOf(const String& prefix, const std::string& path) {
+    try {
+        makeObjectKey(prefix, toPath(path));
+    } catch (const CError& error) {
+        return error.what();
+    }
+    return "";
+}
+
+std::string pathErrorOf(const String& prefix, const String& key) {
+    try {
+        makeRelativePath(prefix, key);
+    } catch (const CError& error) {
+        return error.what();
+    }
+    return "";
+}
+
+}  // namespace
+
+TEST(ObjectKeyTest, APrefixEndsWithASlash) {
+    EXPECT_EQ(makeFolderPrefix(""), "");
+    EXPECT_EQ(makeFolderPrefix("a"), "a/");
+    EXPECT_EQ(makeFolderPrefix("a/"), "a/");
+}
+
+TEST(ObjectKeyTest, APathAndItsKeyLeadToEachOther) {
+    for (const char* path : {"a", "a/b c/d", "..a", "a/...", "a\\b", "tab\tin", "ü/+%"}) {
+        const String key = makeObjectKey("pre/", toPath(std::string(path)));
+        EXPECT_EQ(key, String("pre/") + path);
+        EXPECT_EQ(makeRelativePath("pre/", key), toPath(std::string(path)));
+    }
+}
+
+TEST(ObjectKeyTest, NamesThatAListingCannotHoldAreRefused) {
+    for (const char* name : {"\x01", "a\x1F", "a\v", "a\f", "\xEF\xBF\xBF"}) {
+        EXPECT_THAT(keyErrorOf("", name), testing::HasSubstr("control character")) << name;
+        EXPECT_THAT(keyErrorOf("pre/", name), testing::HasSubstr("control character")) << name;
+    }
+    for (const char* name : {" ", " a", "\ta", "\na", "\ra"}) {
+        EXPECT_THAT(keyErrorOf("", name), testing::HasSubstr("begins with a blank")) << name;
+        EXPECT_EQ(keyErrorOf("pre/", name), "") << name;
+    }
+    EXPECT_EQ(keyErrorOf("", "\xFF"), "its name is not UTF-8 text");
+}
+
+TEST(ObjectKeyTest, AKeyHas1024BytesAtMost) {
+    EXPECT_EQ(keyErrorOf("pre/", std::string(1020, 'a')), "");
+    EXPECT_EQ(keyErrorOf("pre/", std::string(1021, 'a')), "its key has 1,025 bytes, and 1,024 are the limit");
+    EXPECT_NE(keyErrorOf("", std::string(1023, 'a') + "\xC3\xBC"), "");
+}
+
+TEST(ObjectKeyTest, KeysThatLeadOutOfTheFolderAreRefusedByName) {
+    for (const char* key : {"", "/", "/a", "a/", "a//b", ".", "..", "../a", "a/..", "a/../b", "a/./b"}) {
+        const String whole = String("pre/") + key;
+        EXPECT_THAT(pathErrorOf("pre/", whole), testing::HasSubstr("'" + whole.toUTF8() + "'")) << key;
+    }
+}
+
+}  // namespace vexil::app

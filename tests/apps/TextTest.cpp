@@ -1,0 +1,56 @@
+#include "apps/vexil/Text.h"
+
+#include <gtest/gtest.h>
+
+namespace vexil::app {
+
+TEST(TextTest, BytesAreShownInDecimalUnitsWithOneDigit) {
+    EXPECT_EQ(formatBytes(0), "0 bytes");
+    EXPECT_EQ(formatBytes(1), "1 byte");
+    EXPECT_EQ(formatBytes(999), "999 bytes");
+    EXPECT_EQ(formatBytes(1000), "1.0 kB");
+    EXPECT_EQ(formatBytes(999949), "999.9 kB");
+    EXPECT_EQ(formatBytes(999950), "1.0 MB");
+    EXPECT_EQ(formatBytes(48123456), "48.1 MB");
+    EXPECT_EQ(formatBytes(9223372036854775807LL), "9.2 EB");
+}
+
+TEST(TextTest, CountsAreGroupedByThousands) {
+    EXPECT_EQ(formatCount(0), "0");
+    EXPECT_EQ(formatCount(999), "999");
+    EXPECT_EQ(formatCount(1000), "1,000");
+    EXPECT_EQ(formatCount(4404019), "4,404,019");
+    EXPECT_EQ(formatCount(-100), "-100");
+    EXPECT_EQ(formatCount(-1234), "-1,234");
+}
+
+TEST(TextTest, NounsGetTheirPlural) {
+    EXPECT_EQ(formatNumberOf(1, "file"), "1 file");
+    EXPECT_EQ(formatNumberOf(0, "file"), "0 files");
+    EXPECT_EQ(formatNumberOf(1, "retry"), "1 retry");
+    EXPECT_EQ(formatNumberOf(2000, "retry"), "2,000 retries");
+}
+
+TEST(TextTest, TimesAreShownInUnitsThatFit) {
+    EXPECT_EQ(formatSeconds(0), "0.0 s");
+    EXPECT_EQ(formatSeconds(59.94), "59.9 s");
+    EXPECT_EQ(formatSeconds(59.96), "1 min 00 s");
+    EXPECT_EQ(formatSeconds(125.4), "2 min 05 s");
+    EXPECT_EQ(formatSeconds(11220), "3 h 07 min");
+}
+
+TEST(TextTest, ARateNeedsATime) {
+    EXPECT_EQ(formatRate(3000, 2), "1.5 kB/s");
+    EXPECT_EQ(formatRate(3000, 0), "-");
+}
+
+TEST(TextTest, ControlCharactersAreEscaped) {
+    EXPECT_EQ(printable(String(L"a\x1B[31m\n\x7F\x9Bü")), String(L"a\\x1B[31m\\x0A\\x7F\\x9Bü"));
+}
+
+TEST(TextTest, APathForPeopleIsAlwaysText) {
+    EXPECT_EQ(describe(toPath(String(L"a/ü"))), String(L"a/ü"));
+    EXPECT_EQ(describe(toPath(std::string("a\xFF\t"))), String(L"a\xFFFD\\x09"));
+}
+
+}  // namespace vexil::app

@@ -1,0 +1,165 @@
+"""An S3 server of one bucket that can be told to fail. It does not look at signatures."""
+
+import hashlib
+import http.server
+import re
+import socket
+import threading
+import urllib.parse
+from xml.sax.saxutils import escape
+
+
+class Fault:
+    """What happens to the answers for one key, each time the next one; None for nothing."""
+
+    def __init__(self, cut=None, status=None, code="", then=None, hold=False):
+        self.cut = cut  # so many bytes of the body, then the end of the connection
+        self.status = status  # this status with an error document, instead of the object
+        self.code = code  # the S3 code in it
+        self.then = then  # called before the answer
+        self.hold = hold  # stops after `cut` bytes until the test ends
+
+
+class FakeS3:
+    def __init__(self):
+        self.objects = {}
+        self.listed_sizes = {}  # where the listing shall lie
+        self.requests = []  # (method, key, headers)
+        self.faults = {}
+        self.sends_etag = True
+        self.heeds_condition = True
+        self.heeds_range = True
+        self.range_error = 0  # bytes by which a range is answered too far behind
+        self.held = threading.Event()
+        self.end = threading.Event()
+        fake = self
+
+        class Handler(_Handler):
+            server_object = fake
+
+        self.server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
+        self.server.daemon_threads = True
+        threading.Thread(target=self.server.serve_forever, args=(0.02,), daemon=True).start()
+        self.endpoint = f"http://127.0.0.1:{self.server.server_address[1]}"
+
+    def close(self):
+        self.end.set()
+        self.server.shutdown()
+        self.server.server_close()
+
+    def gets(self, key):
+        return [headers for method, name, headers in self.requests if method == "GET" and name == key]
+
+    def puts(self):
+        return [name for method, name, _ in self.requests if method == "PUT"]
+
+    def next_fault(self, key):
+        faults = self.faults.get(key, [])
+        return (faults.pop(0) if faults else None) or Fault()
+
+    def listing(self):
+        entries = "".join(
+            f"<Contents><Key>{escape(key)}</Key><LastModified>2024-01-01T00:00:00.000Z</LastModified>"
+            f"<Size>{self.listed_sizes.get(key, len(body))}</Size></Contents>"
+            for key, body in sorted(self.objects.items()))
+        return f"<ListBucketResult><IsTruncated>false</IsTruncated>{entries}</ListBucketResult>".encode()
+
+
+class _Handler(http.server.BaseHTTPRequestHandler):
+    protocol_version = "HTTP/1.1"
+    server_object = None
+
+    def log_message(self, *_):
+        pass
+
+    def handle_one_request(self):
+        try:
+            super().handle_one_request()
+        except OSError:
+            self.close_connection = True
+
+    def begin(self):
+        self.fake = self.server_object
+        path = urllib.parse.urlsplit(self.path).path
+        self.key = urllib.parse.unquote(path.removeprefix("/bucket").removeprefix("/"), errors="surrogateescape")
+        self.fake.requests.append((self.command, self.key, dict(self.headers)))
+        fault = self.fake.next_fault(self.key)
+        if fault.then:
+            fault.then()
+        return fault
+
+    def answer(self, status, body=b"", headers=(), sent=None):
+        self.send_response(status)
+        for name, value in headers:
+            self.send_header(name, value)
+        self.send_header("Content-Length", str(len(body)))
+        self.end_headers()
+        self.wfile.write(body[:sent])
+        self.wfile.flush()
+
+    def answer_error(self, status, code):
+        self.answer(status, f"<Error><Code>{code}</Code><Message>No.</Message></Error>".encode() if code else b"")
+
+    def break_off(self):
+        self.close_connection = True
+        self.connection.shutdown(socket.SHUT_WR)
+
+    def do_GET(self):
+        fault = self.begin()
+        if fault.status:
+            self.answer_error(fault.status, fault.code)
+        elif not self.key:
+            self.answer(200, self.fake.listing())
+        elif self.key not in self.fake.objects:
+            self.answer_error(404, "NoSuchKey")
+        else:
+            self.answer_object(self.fake.objects[self.key], fault)
+
+    def answer_object(self, body, fault):
+        etag = '"' + hashlib.md5(body).hexdigest() + '"'
+        headers = [("ETag", etag)] if self.fake.sends_etag else []
+        wanted = self.headers.get("If-Match")
+        if wanted and wanted != etag and self.fake.heeds_condition:
+            self.answer_error(412, "PreconditionFailed")
+            return
+        status = 200
+        if self.fake.heeds_range and (match := re.fullmatch(r"bytes=(\d+)-", self.headers.get("Range", ""))):
+            start = int(match[1]) + self.fake.range_error
+            status = 206
+            headers.append(("Content-Range", f"bytes {start}-{len(body) - 1}/{len(body)}"))
+            body = body[start:]
+        self.answer(status, body, headers, fault.cut)
+        if fault.hold:
+            self.fake.held.set()
+            self.fake.end.wait(60)
+        if fault.cut is not None:
+            self.break_off()
+
+    def do_HEAD(self):
+        self.begin()
+        self.send_response(200 if self.key in self.fake.objects else 404)
+        self.send_header("Content-Length", str(len(self.fake.objects.get(self.key, b""))))
+        self.end_headers()
+
+    def do_PUT(self):
+        fault = self.begin()
+        if fault.hold:
+            self.fake.held.set()
+            self.fake.end.wait(60)
+        length = int(self.headers["Content-Length"])
+        body = self.rfile.read(length)
+        if len(body) != length:
+            self.close_connection = True
+        elif fault.status:
+            self.answer_error(fault.status, fault.code)
+        else:
+            self.fake.objects[self.key] = body
+            self.answer(200)
+
+    def do_DELETE(self):
+        fault = self.begin()
+        if fault.status:
+            self.answer_error(fault.status, fault.code)
+        else:
+            self.fake.objects.pop(self.key, None)
+            self.answer(204)

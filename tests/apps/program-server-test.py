@@ -1,0 +1,138 @@
+#!/usr/bin/env python3
+"""The program against a real S3 server and a real web server."""
+
+import os
+import pathlib
+import unittest
+
+from program import ProgramTest
+
+BUCKET = "program-test"
+
+
+class S3Test(ProgramTest):
+    def setUp(self):
+        super().setUp()
+        for name in ("VEXIL_S3_ENDPOINT", "VEXIL_S3_ACCESS_KEY", "VEXIL_S3_SECRET_KEY"):
+            self.environment[name] = os.environ[name]
+        self.run_program("s3", "mb", BUCKET)
+        self.addCleanup(self.run_program, "s3", "rm", "--recursive", BUCKET, "")
+
+    def test_one_object_through_all_commands(self):
+        body = os.urandom(3000000)
+        self.write("file", body)
+        self.run_program("s3", "put", "file", BUCKET, "a/ü +%", "--content-type", "text/x-test")
+        headers = self.run_program("s3", "head", BUCKET, "a/ü +%").out
+        self.assertIn("\ncontent-length: 3000000\n", headers)
+        self.assertIn("\ncontent-type: text/x-test\n", headers)
+        self.run_program("s3", "cp", BUCKET, "a/ü +%", "copy")
+        listing = self.run_program("s3", "ls", BUCKET).out.splitlines()
+        self.assertEqual([line.split(maxsplit=2)[::2] for line in listing],
+                         [["3000000", "a/ü +%"], ["3000000", "copy"]])
+        self.assertEqual(self.run_program("s3", "ls", BUCKET, "c").out.count("\n"), 1)
+        self.run_program("s3", "get", BUCKET, "copy", "back")
+        self.assertEqual(self.read("back"), body)
+        self.assertEqual(self.run_program("s3", "get", BUCKET, "copy").raw_out, body)
+        self.run_program("s3", "rm", BUCKET, "copy")
+        self.assertIn("S3 code:         NoSuchKey", self.run_program("s3", "get", BUCKET, "copy", code=3).err)
+        self.run_program("s3", "head", BUCKET, "copy", code=3)
+        self.run_program("s3", "cp", BUCKET, "copy", "other", code=3)
+
+    def test_a_folder_comes_back_as_it_was(self):
+        for name in ("a", "empty", ".hidden", "sub/ü 1+%&?#=.txt", "sub/deep/..dots..", "sub/tab\tand\nline",
+                     "sub/~!@$^*()[]{}'\";,<>|", "sub/ blank "):
+            self.write(f"f/{name}", b"" if name == "empty" else os.urandom(len(name) * 1000))
+        for number in range(1200):
+            self.write(f"f/many/{number}", str(number).encode())
+        result = self.run_program("s3", "backup", "f", BUCKET, "pre/fix")
+        self.assertIn("backed up: 1,208 files", result.out)
+        result = self.run_program("s3", "restore", BUCKET, "pre/fix", "r")
+        self.assertIn("restored: 1,208 files", result.out)
+        self.assertIn(" 0 differences", self.run_program("compare", "f", "r").out)
+        self.assertEqual(self.files_in("r"), self.files_in("f"))
+        self.write("r/a", b"changed")
+        self.run_program("compare", "f", "r", code=1)
+        self.assertIn("deleted: 1,208 objects", self.run_program("s3", "rm", "-r", BUCKET, "pre/").out)
+        self.assertEqual(self.run_program("s3", "ls", BUCKET).out, "")
+
+    def test_a_folder_comes_back_from_the_top_of_a_bucket(self):
+        self.write("f/a", b"a")
+        self.write("f/sub/b", b"b")
+        self.run_program("s3", "backup", "f", BUCKET)
+        self.run_program("s3", "restore", BUCKET, "r")
+        self.assertEqual(self.files_in("r"), {"a": b"a", "sub/b": b"b"})
+
+    def test_the_server_refuses_wrong_keys(self):
+        self.environment["VEXIL_S3_SECRET_KEY"] = "wrong"
+        self.assertIn("SignatureDoesNotMatch", self.run_program("s3", "ls", BUCKET, code=4).err)
+        self.run_program("s3", "head", BUCKET, "x", code=4)
+        self.environment["VEXIL_S3_ACCESS_KEY"] = "nobody"
+        self.assertIn("InvalidAccessKeyId", self.run_program("s3", "ls", BUCKET, code=4).err)
+        for name in ("VEXIL_S3_ACCESS_KEY", "VEXIL_S3_SECRET_KEY"):
+            self.environment[name] = os.environ[name]
+
+    def test_a_missing_bucket_is_not_found(self):
+        self.write("f/a")
+        for arguments in (["ls", "no-bucket"], ["backup", "f", "no-bucket"], ["restore", "no-bucket", "r"],
+                          ["rm", "-r", "no-bucket", ""], ["put", "f/a", "no-bucket", "a"]):
+            self.assertIn("NoSuchBucket", self.run_program("s3", *arguments, code=3).err)
+
+    def test_tls_with_the_right_and_the_wrong_authority(self):
+        self.write("file", b"over TLS")
+        tls = ["--endpoint", os.environ["VEXIL_S3_TLS_ENDPOINT"]]
+        self.run_program(*tls, "--ca-bundle", os.environ["VEXIL_CA"], "s3", "put", "file", BUCKET, "k")
+        self.run_program(*tls, "--ca-bundle", os.environ["VEXIL_CA"], "s3", "get", BUCKET, "k", "back")
+        self.assertEqual(self.read("back"), b"over TLS")
+        self.run_program(*tls, "--no-verify", "s3", "ls", BUCKET)
+        result = self.run_program(*tls, "--ca-bundle", os.environ["VEXIL_WRONG_CA"], "s3", "ls", BUCKET, code=1)
+        self.assertIn("libcurl code:    60", result.err)
+        self.assertIn("--ca-bundle", result.err)
+
+
+class HTTPTest(ProgramTest):
+    def url(self, path):
+        return os.environ["VEXIL_HTTP_ENDPOINT"] + path
+
+    def test_get_to_a_file_and_to_standard_output(self):
+        expected = pathlib.Path(os.environ["VEXIL_HTTP_ROOT"], "static/a.txt").read_bytes()
+        self.run_program("http", "get", self.url("/static/a.txt"), "file")
+        self.assertEqual(self.files_in("."), {"file": expected})
+        self.assertEqual(self.run_program("http", "get", self.url("/redirect/302")).raw_out, expected)
+
+    def test_an_error_page_does_not_become_the_file(self):
+        for status, code in ((400, 1), (401, 4), (403, 4), (404, 3), (500, 1), (503, 1)):
+            result = self.run_program("http", "get", self.url(f"/status/{status}"), "file", code=code)
+            self.assertIn(f"server message:  status {status}", result.err)
+            self.assertEqual(self.files_in("."), {})
+            self.assertEqual(self.run_program("http", "get", self.url(f"/status/{status}"), code=code).out, "")
+
+    def test_head(self):
+        text = self.run_program("http", "head", self.url("/static/a.txt")).out
+        self.assertTrue(text.startswith("HTTP/1.1 200 OK\n"), text)
+        self.assertIn("\ncontent-type: text/plain\n", text)
+        self.run_program("http", "head", self.url("/none"), code=3)
+
+    def test_put(self):
+        body = os.urandom(2000000)
+        self.write("file", body)
+        self.run_program("http", "put", "file", self.url("/dav/program-test"))
+        stored = pathlib.Path(os.environ["VEXIL_HTTP_ROOT"], "dav/program-test")
+        self.addCleanup(stored.unlink)
+        self.assertEqual(stored.read_bytes(), body)
+        self.run_program("http", "put", "file", self.url("/static/no"), code=1)
+
+    def test_a_login_that_is_missing(self):
+        self.assertIn("response code:   401", self.run_program("http", "get", self.url("/auth/x"), code=4).err)
+
+    def test_a_time_limit_is_kept(self):
+        result = self.run_program("--timeout", "0.3", "http", "get", self.url("/slow/large.bin"), "file", code=1)
+        self.assertIn("libcurl code:    28", result.err)
+        self.assertEqual(self.files_in("."), {})
+
+    def test_debug_shows_the_wire(self):
+        result = self.run_program("--log-level", "debug", "http", "head", self.url("/static/a.txt"))
+        self.assertIn("HEAD /static/a.txt HTTP/1.1", result.err)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,73 @@
+"""Runs the program for a test and looks at what it leaves."""
+
+import os
+import pathlib
+import shutil
+import signal
+import subprocess
+import tempfile
+import unittest
+
+PROGRAM = os.environ["VEXIL_PROGRAM"]
+SECRET = "very/secret+key"
+TIME_LIMIT = 120
+
+
+class Result:
+    def __init__(self, code, out, err):
+        self.code = code
+        self.raw_out = out
+        self.out = out.decode(errors="replace")
+        self.err = err.decode(errors="replace")
+
+    def __repr__(self):
+        return f"exit code {self.code}\n--- output\n{self.out}\n--- errors\n{self.err}"
+
+
+class ProgramTest(unittest.TestCase):
+    """A folder for each test, and the program to run in it."""
+
+    maxDiff = None
+
+    def setUp(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="vexil-program-"))
+        self.addCleanup(shutil.rmtree, self.folder, ignore_errors=True)
+        self.environment = {**os.environ, "VEXIL_S3_ACCESS_KEY": "access", "VEXIL_S3_SECRET_KEY": SECRET}
+        self.environment.pop("VEXIL_S3_ENDPOINT", None)
+
+    def start(self, *arguments, before=None, program=PROGRAM, stdout=subprocess.PIPE):
+        return subprocess.Popen([program, *map(str, arguments)], cwd=self.folder, env=self.environment,
+                                stdin=subprocess.DEVNULL, stdout=stdout, stderr=subprocess.PIPE, preexec_fn=before)
+
+    def finish(self, process):
+        try:
+            out, err = process.communicate(timeout=TIME_LIMIT)
+        except subprocess.TimeoutExpired:
+            process.kill()
+            out, err = process.communicate()
+            self.fail(f"the program did not end: {Result(None, out or b'', err)}")
+        return Result(process.returncode, out or b"", err)
+
+    def run_program(self, *arguments, code=0, **options):
+        result = self.finish(self.start(*arguments, **options))
+        self.assertEqual(result.code, code, result)
+        return result
+
+    def interrupt(self, process, number=signal.SIGINT):
+        process.send_signal(number)
+        return self.finish(process)
+
+    def write(self, name, content=b"content"):
+        path = self.folder / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_bytes(content)
+        return path
+
+    def read(self, name):
+        return (self.folder / name).read_bytes()
+
+    def files_in(self, name):
+        """All that is below a folder but folders, by its relative path: content, None for what is no regular file."""
+        top = self.folder / name
+        return {str(path.relative_to(top)): path.read_bytes() if path.is_file() and not path.is_symlink() else None
+                for path in sorted(top.rglob("*")) if path.is_symlink() or not path.is_dir()}
