@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <exception>
+#include <fstream>
 #include <functional>
 #include <iostream>
 #include <malloc.h>
@@ -14,7 +15,6 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <sys/resource.h>
 
 namespace bench {
 
@@ -38,10 +38,16 @@ inline std::size_t heapInUse() {
     return info.uordblks + info.hblkhd;
 }
 
-inline long peakKibibytes() {
-    struct rusage usage = {};
-    getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_maxrss;
+/// Not getrusage(): its peak begins with that of the process that started this one.
+inline int peakKibibytes() {
+    std::ifstream status("/proc/self/status");
+    const std::string name = "VmHWM:";
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with(name)) {
+            return std::atoi(line.c_str() + name.size());
+        }
+    }
+    throw std::runtime_error("/proc/self/status has no VmHWM");
 }
 
 /// Runs the workload that the arguments name and prints "NAME=VALUE" for what this process can know itself.

@@ -12,7 +12,8 @@ import tempfile
 
 ROUNDS = 11
 SMALL = 200  # requests; slopes are taken between this and twice as many
-BODY = 32  # MiB; the same for bodies
+BODY = 128  # MiB; the same for bodies
+REPEATS = 5  # a body's blocks are cut differently in each run
 FULL_BODY = 1024  # MiB
 CLOCKED_REQUESTS = 5000
 HEAP_REQUESTS = 100
@@ -81,13 +82,15 @@ class Bench:
         return int(self.figures(program, workload, url, count, LD_PRELOAD=str(self.counter))["allocations"])
 
 
-def slope(measure, program, workload, url, count):
+def slope(measure, program, workload, url, count, repeats=1):
     """What one more costs: the start of the program and the first connection fall out."""
-    return (measure(program, workload, url, 2 * count) - measure(program, workload, url, count)) / count
+    once, twice = (statistics.median(measure(program, workload, url, n) for _ in range(repeats))
+                   for n in (count, 2 * count))
+    return (twice - once) / count
 
 
 def number(value):
-    return f"{value:,.0f}" if abs(value) >= 1000 else f"{value:,.1f}".removesuffix(".0")
+    return f"{value:,.0f}" if abs(value) >= 1000 else f"{value:,.2f}".rstrip("0").removesuffix(".")
 
 
 def percent(ours, plain):
@@ -118,9 +121,9 @@ def body_counts(bench):
     for title, measure in (("Instructions a MiB", bench.instructions), ("Allocations a MiB", bench.allocations)):
         rows = []
         for workload, name in BODY_WORKLOADS.items():
-            plain, ours = (slope(measure, program, workload, bench.body_url(workload), BODY)
+            plain, ours = (slope(measure, program, workload, bench.body_url(workload), BODY, REPEATS)
                            for program in ("plain", "vexil"))
-            rows.append((name, number(plain), number(ours), percent(ours, plain) if plain else ""))
+            rows.append((name, number(plain), number(ours), percent(ours, plain) if plain >= 1 else ""))
         table(title, ("", "plain", "vexil", "vexil to plain"), rows)
 
 
