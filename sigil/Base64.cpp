@@ -22,7 +22,8 @@ std::string encode(const unsigned char* data, std::size_t length) {
         const int count = static_cast<int>(std::min(length - done, pieceLength));
         const std::size_t old = text.size();
         text.resize(old + (static_cast<std::size_t>(count) + 2) / 3 * 4 + 1);  // a NUL follows
-        const int written = EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()) + old, data + done, count);
+        const int written =
+            EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()) + old, data + done, count);
         text.resize(old + static_cast<std::size_t>(written));
     }
     return text;

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "sigil/Export.h"
-
 #include "zet/String.h"
 
 namespace sigil {

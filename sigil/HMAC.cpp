@@ -1,7 +1,6 @@
 #include "sigil/HMAC.h"
 
 #include "sigil/CheckedLength.h"
-
 #include "zet/Error.h"
 
 #include <openssl/evp.h>

@@ -1,7 +1,6 @@
 #include "zet/ModulePath.h"
 
 #include <dlfcn.h>
-
 #include <filesystem>
 
 namespace zet {

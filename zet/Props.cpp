@@ -24,8 +24,8 @@ String CProps::lookup(const String& name) const {
 }
 
 const CProps::Entry* CProps::find(const String& name) const noexcept {
-    const auto found =
-        std::find_if(m_entries.begin(), m_entries.end(), [&name](const Entry& entry) { return entry.first == name; });
+    const auto found = std::find_if(m_entries.begin(), m_entries.end(),
+                                    [&name](const Entry& entry) { return entry.first == name; });
     return found == m_entries.end() ? nullptr : &*found;
 }
 

@@ -54,9 +54,9 @@ CTimeFields::CTimeFields(const CTime& time, FieldType) {
 }
 
 String CTimeFields::toInternetTimestamp() const {
-    return getEnglishWeekDayAbbrev(m_weekDay) + ", " + padded(m_day, 2) + " " + getEnglishMonthAbbrev(m_month) +
-           " " + padded(m_year, 4) + " " + padded(m_hour, 2) + ":" + padded(m_minute, 2) + ":" +
-           padded(m_second, 2) + " GMT";
+    return getEnglishWeekDayAbbrev(m_weekDay) + ", " + padded(m_day, 2) + " " +
+           getEnglishMonthAbbrev(m_month) + " " + padded(m_year, 4) + " " + padded(m_hour, 2) + ":" +
+           padded(m_minute, 2) + ":" + padded(m_second, 2) + " GMT";
 }
 
 String CTimeFields::toISODateTime(int precision) const {

@@ -2,7 +2,8 @@
 
 namespace zet {
 
-CXMLElement::CXMLElement(const String& name, const CProps& attributes) : m_name(name), m_attributes(attributes) {}
+CXMLElement::CXMLElement(const String& name, const CProps& attributes)
+    : m_name(name), m_attributes(attributes) {}
 
 CXMLElement::~CXMLElement() = default;
 

@@ -9,7 +9,8 @@ int getHTTPStatusCodeFromError(const CError& error) {
         return static_cast<int>(error.getCode());
     }
     const int status = getHTTPStatusCodeFromErrorParams(error.getProps());
-    const bool isTransportFailure = error.getDomain() == "curl" && error.getCode() != CURLE_HTTP_RETURNED_ERROR;
+    const bool isTransportFailure =
+        error.getDomain() == "curl" && error.getCode() != CURLE_HTTP_RETURNED_ERROR;
     return isTransportFailure && status < 400 ? -1 : status;
 }
 
