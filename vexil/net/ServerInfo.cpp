@@ -14,16 +14,9 @@ CServerInfo::CServerInfo() = default;
 
 CServerInfo::CServerInfo(const CServerInfo& other) : IBase(other), CBase(other), m_facts(other.getFacts()) {}
 
-// The source may be in use by other threads: what is moved from keeps its facts.
-CServerInfo::CServerInfo(CServerInfo&& other) : CServerInfo(static_cast<const CServerInfo&>(other)) {}
-
 CServerInfo& CServerInfo::operator=(const CServerInfo& other) {
     setFacts(other.getFacts());
     return *this;
-}
-
-CServerInfo& CServerInfo::operator=(CServerInfo&& other) {
-    return *this = static_cast<const CServerInfo&>(other);
 }
 
 CServerInfo::~CServerInfo() = default;
@@ -59,7 +52,8 @@ void CServerInfo::updateFromHeaders(const TMap<String, String>& headers) {
     }
     m_facts.serverHeader = found->second;
     const CHTTPServerHeader components(found->second);
-    if (!components.getComponentVersion("DAV").isEmpty() && !components.getComponentVersion("Python").isEmpty()) {
+    if (!components.getComponentVersion("DAV").isEmpty() &&
+        !components.getComponentVersion("Python").isEmpty()) {
         m_facts.areGetRangesBroken = true;
     }
 }

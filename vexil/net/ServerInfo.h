@@ -14,9 +14,7 @@ class VEXIL_API CServerInfo : public virtual CBase {
 public:
     CServerInfo();
     CServerInfo(const CServerInfo& other);
-    CServerInfo(CServerInfo&& other);
     CServerInfo& operator=(const CServerInfo& other);
-    CServerInfo& operator=(CServerInfo&& other);
     ~CServerInfo() override;
 
     /// Always false: no server is known whose GET is broken.
