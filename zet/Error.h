@@ -53,13 +53,17 @@ public:
     const P<CError>& getInnerError() const noexcept { return m_inner; }
     /// @}
 
-    /// The message as UTF-8; lives as long as the error.
+    /// The message as UTF-8, to which a class that derives from this one may add; lives as long as the error.
     const char* what() const noexcept override { return m_what.c_str(); }
 
     /// A copy on the heap, of the same dynamic type.
     virtual P<CError> clone() const;
     /// Throws a copy by value, as the dynamic type.
     [[noreturn]] virtual void throwClone() const;
+
+protected:
+    /// Makes what() another text.
+    void setWhat(const String& text) { m_what = text.toUTF8(); }
 
 private:
     String m_message;

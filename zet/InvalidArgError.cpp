@@ -3,7 +3,9 @@
 namespace zet {
 
 CInvalidArgError::CInvalidArgError(const String& place, const String& message, const CProps& props)
-    : CError(message, String(), -1, props), m_place(place) {}
+    : CError(message, String(), -1, props), m_place(place) {
+    setWhat(place + ": " + message);
+}
 
 CInvalidArgError::~CInvalidArgError() = default;
 

@@ -9,7 +9,8 @@ namespace zet {
 class ZET_API CInvalidArgError : public CError {
 public:
     /// \param place    class and member that refuse, joined by "::"
-    /// \param message  what is wrong, in a few lower-case words; this alone is getMessage()
+    /// \param message  what is wrong, in a few lower-case words; this alone is getMessage(); what() is
+    ///                 the place, ": " and the message
     CInvalidArgError(const String& place, const String& message, const CProps& props = CProps());
     CInvalidArgError(const CInvalidArgError&) = default;
     CInvalidArgError& operator=(const CInvalidArgError&) = default;

@@ -123,7 +123,7 @@ TEST(InvalidArgErrorTest, TellsPlaceAndMessageApart) {
     const CInvalidArgError error("CThing::setName", "name is empty", someProps());
     EXPECT_EQ(error.getPlace(), "CThing::setName");
     EXPECT_EQ(error.getMessage(), "name is empty");
-    EXPECT_STREQ(error.what(), "name is empty");
+    EXPECT_STREQ(error.what(), "CThing::setName: name is empty");
     EXPECT_EQ(error.getDomain(), "");
     EXPECT_EQ(error.getCode(), -1);
     EXPECT_EQ(error.getProps().lookup("url"), "http://x/");
