@@ -8,6 +8,10 @@
 
 namespace zet {
 
+/// Whether a pointer to a U is a pointer to a T as well.
+template <class U, class T>
+concept PointsTo = std::is_convertible_v<U*, T*>;
+
 /// Intrusive counting pointer to an object that derives from IBase.
 ///
 /// Converts to and from a plain pointer without ceremony, because setters take plain pointers and keep a
@@ -28,6 +32,8 @@ public:
     /// @{
 
     /// Null, or a further reference to an object. A pointer that is moved from is null.
+    // clang-format off
+    // (version 14 takes the short name for a macro)
     P() noexcept = default;
     P(std::nullptr_t) noexcept {}
     P(T* object) noexcept : m_object(object), m_base(object) { addRef(); }
@@ -35,15 +41,14 @@ public:
     P(P&& other) noexcept
         : m_object(std::exchange(other.m_object, nullptr)), m_base(std::exchange(other.m_base, nullptr)) {}
 
-    template <class U>
-        requires std::is_convertible_v<U*, T*>
+    template <PointsTo<T> U>
     P(const P<U>& other) noexcept : m_object(other.m_object), m_base(other.m_base) {
         addRef();
     }
-    template <class U>
-        requires std::is_convertible_v<U*, T*>
+    template <PointsTo<T> U>
     P(P<U>&& other) noexcept
         : m_object(std::exchange(other.m_object, nullptr)), m_base(std::exchange(other.m_base, nullptr)) {}
+    // clang-format on
     /// @}
 
     ~P() {
