@@ -15,7 +15,7 @@ readonly build_packages=(
     libcurl4-openssl-dev libssl-dev libwxgtk3.2-dev libcli11-dev ca-certificates help2man
 )
 readonly s3_server_packages=(ceph-mon ceph-osd ceph-common radosgw python3)
-readonly test_packages=(libgtest-dev libgmock-dev googletest libasio-dev nginx openssl python3 doxygen)
+readonly test_packages=(libgtest-dev libgmock-dev googletest libasio-dev nginx openssl python3 doxygen clang-format)
 readonly bench_packages=(valgrind strace libasio-dev nginx openssl python3)
 
 readonly policy_file=/usr/sbin/policy-rc.d
