@@ -126,7 +126,9 @@ std::uint32_t nextCodePoint(std::wstring_view text, std::size_t& index) noexcept
 }
 
 void appendUTF8(std::string& out, std::uint32_t c) {
-    const auto put = [&out](std::uint32_t byte) { out += static_cast<char>(static_cast<unsigned char>(byte)); };
+    const auto put = [&out](std::uint32_t byte) {
+        out += static_cast<char>(static_cast<unsigned char>(byte));
+    };
     if (c < 0x80) {
         put(c);
     } else if (c < 0x800) {
@@ -213,8 +215,9 @@ std::size_t String::find(const char* ascii, std::size_t from) const noexcept {
     if (from > m_text.size()) {
         return npos;
     }
-    const auto found = std::search(m_text.begin() + static_cast<std::ptrdiff_t>(from), m_text.end(),
-                                   text.begin(), text.end(), [](wchar_t a, char b) { return a == toWide(b); });
+    const auto found =
+        std::search(m_text.begin() + static_cast<std::ptrdiff_t>(from), m_text.end(), text.begin(),
+                    text.end(), [](wchar_t a, char b) { return a == toWide(b); });
     return found == m_text.end() && !text.empty() ? npos : static_cast<std::size_t>(found - m_text.begin());
 }
 
