@@ -152,8 +152,8 @@ class ErrorTest(FakeServerTest):
         self.assertEqual((result.out, result.err), ("", ""))
 
     def test_control_characters_do_not_reach_the_terminal(self):
-        self.server.objects = {"a\x7f\x85b": b""}
-        self.assertIn(r"a\x7F\x85b", self.run_program("s3", "ls", "bucket").out)
+        self.server.objects = {"a\t\x7f\x85b": b""}
+        self.assertIn(r"a\x09\x7F\x85b", self.run_program("s3", "ls", "bucket").out)
 
     def test_retries_are_counted_and_told(self):
         self.server.objects = {"a": BODY}
@@ -235,10 +235,10 @@ class DownloadTest(FakeServerTest):
 
     def test_an_answer_with_other_bytes_is_noticed(self):
         self.server.objects = {"a": BODY}
-        for heeds_range, error in ((False, 0), (True, 5)):
+        for heeds_range, error in ((False, 0), (True, 5), (True, -5)):
             self.server.heeds_range, self.server.range_error = heeds_range, error
             self.server.faults["a"] = [Fault(cut=30000)]
-            self.restore(code=1)
+            self.assertIn("with other bytes", self.restore(code=1).err)
             self.assertEqual(self.files_in("r"), {}, (heeds_range, error))
 
     def test_the_size_is_compared_with_the_listing(self):
@@ -352,6 +352,14 @@ class DiskTest(FakeServerTest):
                 result = self.run_program("s3", *arguments, code=1, stdout=full)
                 self.assertIn("Cannot write to standard output: No space left on device", result.err)
 
+    def test_a_pipe_is_written_to_and_not_replaced(self):
+        self.server.objects = {"a": BODY}
+        os.mkfifo(self.folder / "pipe")
+        process = self.start("s3", "get", "bucket", "a", "pipe")
+        self.assertEqual(self.read("pipe"), BODY)
+        self.assertEqual(self.finish(process).code, 0)
+        self.assertEqual(self.files_in("."), {"pipe": None})
+
     def test_a_folder_that_cannot_be_made_is_named(self):
         self.write("file")
         self.assertIn("'file/r'", self.run_program("s3", "restore", "bucket", "file/r", code=1).err)
@@ -397,6 +405,12 @@ class InterruptTest(FakeServerTest):
         self.assertTrue(self.server.held.wait(60))
         self.assertEqual(self.interrupt(process).code, 130)
         self.assertEqual(self.files_in("."), {})
+
+    def test_an_interrupt_is_heeded_where_nothing_answers(self):
+        self.environment["VEXIL_S3_ENDPOINT"] = "http://127.0.0.1:1"
+        process = self.start("--retries", "1000000", "--log-level", "info", "s3", "ls", "bucket")
+        self.assertIn(b"(try 1)", process.stderr.readline())
+        self.assertEqual(self.interrupt(process).code, 130)
 
 
 class BackupTest(FakeServerTest):
@@ -506,6 +520,12 @@ class BackupTest(FakeServerTest):
         result = self.backup(code=1)
         self.assertIn("NOT backed up: a: the file was changed while it was backed up, and is not stored", result.err)
         self.assertEqual(list(self.server.objects), ["b"])
+
+    def test_a_file_that_gets_other_bytes_meanwhile_is_named(self):
+        path = self.write("f/a", BODY)
+        os.utime(path, (1, 1))
+        self.server.faults["a"] = [Fault(then=lambda: path.write_bytes(BODY[::-1]))]
+        self.assertIn("NOT backed up: a: the file was changed", self.backup(code=1).err)
 
     def test_a_server_that_refuses_everything_ends_it(self):
         for name in ("a", "b", "c"):
