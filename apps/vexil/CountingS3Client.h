@@ -4,7 +4,7 @@
 
 namespace vexil::app {
 
-/// An S3 client that knows how often it had to try again, and does not wait once the user wants to stop.
+/// An S3 client that knows how often it had to try again.
 class CCountingS3Client : public CS3Client {
 public:
     using CS3Client::CS3Client;
