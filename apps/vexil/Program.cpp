@@ -144,10 +144,10 @@ void CProgram::addOptions(CLI::App& app) {
            "--timeout", m_options.timeoutSeconds,
            "End a request that takes longer (default: no limit, but one that stands still for 60 s ends)")
         ->type_name("SECONDS")
-        ->check(CLI::Range(0.001, maxTimeoutSeconds));
+        ->check(CLI::Range(0.001, maxTimeoutSeconds).description(""));
     app.add_option("--retries", m_options.retries, "How often an S3 request is tried again (default: 50)")
         ->type_name("N")
-        ->check(CLI::Range(0, maxRetries));
+        ->check(CLI::Range(0, maxRetries).description(""));
     app.add_option("--credentials", m_options.credentialsFile,
                    "File with the lines 'access_key=...' and 'secret_key=...' (default: the environment)")
         ->type_name("FILE");
