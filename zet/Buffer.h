@@ -99,6 +99,7 @@ private:
                                                                              : m_capacity * 2;
         const int wanted = doubled > capacity ? doubled : capacity;
         // realloc moves big blocks by remapping pages: a body of a gigabyte is never there twice.
+        // NOLINTNEXTLINE(clang-analyzer-optin.portability.UnixAPI): `wanted` is above `m_capacity`, so above 0.
         void* memory = std::realloc(m_data, static_cast<std::size_t>(wanted) * sizeof(T));
         if (!memory) {
             throw std::bad_alloc();

@@ -66,7 +66,7 @@ String makeObjectKey(const String& prefix, const std::filesystem::path& relative
     } catch (const CError&) {
         throw CError("its name is not UTF-8 text");
     }
-    const String key = prefix + path;
+    String key = prefix + path;
     if (const String problem = findKeyProblem(key); !problem.isEmpty()) {
         throw CError(problem);
     }

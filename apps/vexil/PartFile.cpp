@@ -34,7 +34,7 @@ fs::path makePartName(const fs::path& target, int number) {
 // A file of that name may be somebody's data, or the rest of a program that was killed.
 fs::path findFreePartName(const fs::path& target) {
     for (int number = 1;; ++number) {
-        const fs::path name = makePartName(target, number);
+        fs::path name = makePartName(target, number);
         std::error_code ignored;
         if (!fs::exists(fs::symlink_status(name, ignored))) {
             return name;

@@ -72,7 +72,7 @@ P<zet::CXMLElement> createRoot(const String& httpMethod, const String& url) {
 /// The element of a message but for its text.
 P<zet::CXMLElement> createElement(const CNetRequest::CVerboseLogMessage& message,
                                   const Appearance& appearance) {
-    const P<zet::CXMLElement> element = new zet::CXMLElement(appearance.element);
+    P<zet::CXMLElement> element = new zet::CXMLElement(appearance.element);
     if (!appearance.type.isEmpty()) {
         element->addAttribute("type", appearance.type);
     }
@@ -124,7 +124,7 @@ P<zet::CXMLElement> CNetRequest::getVerboseOutput(unsigned int maxTextLength) {
     if (!m_verbose) {
         return nullptr;
     }
-    const P<zet::CXMLElement> root = createRoot(getHTTPMethod(), m_url);
+    P<zet::CXMLElement> root = createRoot(getHTTPMethod(), m_url);
     for (const CVerboseLogMessage& message : m_verboseMessages) {
         if (const P<zet::CXMLElement> element = createVerboseXmlElement(message, maxTextLength)) {
             root->addChild(element);
@@ -136,7 +136,7 @@ P<zet::CXMLElement> CNetRequest::getVerboseOutput(unsigned int maxTextLength) {
 P<zet::CXMLElement> CNetRequest::createVerboseXmlElement(const CVerboseLogMessage& message,
                                                          unsigned int maxTextLength) {
     const Appearance appearance = getAppearance(message.type, m_verboseData, m_verboseSSLData);
-    const P<zet::CXMLElement> element = createElement(message, appearance);
+    P<zet::CXMLElement> element = createElement(message, appearance);
     String text = makeText(getBytes(message.data), appearance, maxTextLength);
     if (appearance.isHeader) {
         stripAuthorization(text);
@@ -150,7 +150,7 @@ P<zet::CXMLElement> CNetRequest::getRedactedVerboseOutput(unsigned int maxTextLe
         return nullptr;
     }
     const std::string url = m_url.toUTF8();
-    const P<zet::CXMLElement> root =
+    P<zet::CXMLElement> root =
         createRoot(getHTTPMethod(), String::fromUTF8(stripRanges(url, findCredentialsOfURL(url))));
     const CVerboseRedactor redactor(m_verboseMessages);
     std::size_t index = 0;

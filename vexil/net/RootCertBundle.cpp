@@ -6,7 +6,7 @@ namespace vexil {
 
 TPathImpl<CWindowsPathTraits> getRootCertBundlePath() {
     using Path = TPathImpl<CWindowsPathTraits>;
-    const Path bundle = zet::CResourceManager::get()->findResource(Path("vexil").join("ca-bundle.crt"));
+    Path bundle = zet::CResourceManager::get()->findResource(Path("vexil").join("ca-bundle.crt"));
     if (bundle.isEmpty()) {
         throw CError("INTERNAL ERROR: Root certificate bundle not found in application resources.");
     }

@@ -52,7 +52,7 @@ P<CNetHeaders> CS3Client::beginPrepareRequest(CNetRequest& request, const String
     request.setKeepPostOnRedirect(true);
     request.setVerbose(m_printDebugInfo);
     request.setSSLVerifyPeer(m_sslVerifyPeer);
-    const P<CNetHeaders> headers = new CNetHeaders;
+    P<CNetHeaders> headers = new CNetHeaders;
     headers->add("Date",
                  zet::CTimeFields(getCurrentTime(), zet::CTimeFields::FieldTypeUTC).toInternetTimestamp());
     request.setCustomHTTPHeaders(headers);

@@ -123,7 +123,7 @@ String CS3Client::getObjectURL(CNetRequest& request, const String& bucket, const
 
 P<CNetHeaders> CS3Client::beginPrepareObjectRequest(CNetRequest& request, const String& bucket,
                                                     const String& object) {
-    const P<CNetHeaders> headers = beginPrepareRequest(request, getObjectURL(request, bucket, object));
+    P<CNetHeaders> headers = beginPrepareRequest(request, getObjectURL(request, bucket, object));
     setPathAsIs(request, isDotSegment(bucket) || isDotSegment(object));
     return headers;
 }
@@ -247,7 +247,7 @@ P<CS3ObjectSink> CS3Client::prepareGetObjectToStream(CNetRequest& request, const
         throw CInvalidArgError(place, "data stream must not be null");
     }
     checkRange(place, offset, length);
-    const P<CS3ObjectSink> sink =
+    P<CS3ObjectSink> sink =
         new CS3ObjectSink(data, request.getDefaultReceiveSink(), !isWholeObject(offset, length));
     prepareGetObjectRequest(request, bucket, object, offset, length);
     request.setReceiveDataSink(sink);
