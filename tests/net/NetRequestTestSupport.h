@@ -2,6 +2,8 @@
 /// What the tests of CNetRequest share: scripted sources and sinks, a log that is read, errors as values.
 #pragma once
 
+#include "tests/support/Inspect.h"
+#include "tests/support/LogCapture.h"
 #include "tests/support/PrintText.h"
 #include "vexil/net/CURLError.h"
 #include "vexil/net/NetRequest.h"
@@ -32,42 +34,6 @@ using vexil::String;
 
 using HeaderMap = vexil::TMap<String, String>;
 
-/// Collects the log while it lives.
-class LogCapture {
-public:
-    LogCapture() : m_previous(zet::getLogSink()), m_sink(new Sink) { zet::setLogSink(m_sink); }
-    ~LogCapture() { zet::setLogSink(m_previous); }
-    LogCapture(const LogCapture&) = delete;
-    LogCapture& operator=(const LogCapture&) = delete;
-
-    /// "W: text" or "E: text", with " [what]" of the error that belongs to it.
-    std::vector<std::string> lines() const {
-        const std::lock_guard lock(m_sink->mutex);
-        return m_sink->lines;
-    }
-
-private:
-    struct Sink : virtual vexil::CBase, zet::ILogSink {
-        void log(const zet::CLogMessage& message) override {
-            std::string line = message.level == zet::LogLevel::Info      ? "I: "
-                               : message.level == zet::LogLevel::Warning ? "W: "
-                                                                         : "E: ";
-            line += message.text.toUTF8();
-            if (message.error) {
-                line += std::string(" [") + message.error->what() + "]";
-            }
-            const std::lock_guard lock(mutex);
-            lines.push_back(line);
-        }
-
-        std::mutex mutex;
-        std::vector<std::string> lines;
-    };
-
-    P<zet::ILogSink> m_previous;
-    P<Sink> m_sink;
-};
-
 /// An error of a type that the library does not know.
 class OwnError : public CError {
 public:
@@ -94,26 +60,12 @@ inline std::string messageOf(const std::optional<CError>& error) {
     return error ? error->getMessage().toUTF8() : "(none)";
 }
 
-/// The properties in their order, as "name=value".
-inline std::vector<std::string> propsOf(const CError& error) {
-    std::vector<std::string> props;
-    for (const auto& [name, value] : error.getProps().getEntries()) {
-        props.push_back((name + "=" + value).toUTF8());
-    }
-    return props;
-}
-
 inline std::vector<std::string> linesOf(const vexil::CNetStringList& list) {
     std::vector<std::string> lines;
     for (const auto line = list.createIterator(); line->next();) {
         lines.push_back(line->getEntry().toUTF8());
     }
     return lines;
-}
-
-inline std::string bodyOf(const CNetRequest& request) {
-    const auto buffer = request.getDefaultReceiveBuffer();
-    return {reinterpret_cast<const char*>(buffer->getData()), static_cast<std::size_t>(buffer->getUsed())};
 }
 
 /// Counts how many of its kind are alive.

@@ -2,6 +2,8 @@
 /// What the tests of the S3 client share.
 #pragma once
 
+#include "tests/support/Inspect.h"
+#include "tests/support/LogCapture.h"
 #include "tests/support/PrintText.h"
 #include "vexil/net/CURLError.h"
 #include "vexil/s3/S3Client.h"
@@ -87,42 +89,6 @@ protected:
     void waitBeforeRetry(int milliseconds) override { waits.push_back(milliseconds); }
 };
 
-/// Collects the log while it lives.
-class LogCapture {
-public:
-    LogCapture() : m_previous(zet::getLogSink()), m_sink(new Sink) { zet::setLogSink(m_sink); }
-    ~LogCapture() { zet::setLogSink(m_previous); }
-    LogCapture(const LogCapture&) = delete;
-    LogCapture& operator=(const LogCapture&) = delete;
-
-    /// "I: text", "W: text" or "E: text", with " [what]" of an error and " <name>content" of an element.
-    const std::vector<std::string>& lines() const { return m_sink->lines; }
-
-private:
-    struct Sink : virtual vexil::CBase, zet::ILogSink {
-        void log(const zet::CLogMessage& message) override {
-            std::string line = message.level == zet::LogLevel::Info      ? "I: "
-                               : message.level == zet::LogLevel::Warning ? "W: "
-                                                                         : "E: ";
-            line += message.text.toUTF8();
-            if (message.error) {
-                line += std::string(" [") + message.error->what() + "]";
-            }
-            if (message.element) {
-                line +=
-                    " <" + message.element->getName().toUTF8() + ">" + message.element->getText().toUTF8();
-                EXPECT_TRUE(message.element->getAttributes().isEmpty());
-            }
-            lines.push_back(line);
-        }
-
-        std::vector<std::string> lines;
-    };
-
-    P<zet::ILogSink> m_previous;
-    P<Sink> m_sink;
-};
-
 /// What `call` throws as exactly an `Error`; anything else, or nothing, is a failure of the test.
 template <class Error, class Call>
 std::optional<Error> thrownBy(Call call) {
@@ -159,15 +125,6 @@ std::string argErrorOf(Call call) {
     return error ? (error->getPlace() + ": " + error->getMessage()).toUTF8() : "(none)";
 }
 
-/// The properties in their order, as "name=value".
-inline std::vector<std::string> propsOf(const CError& error) {
-    std::vector<std::string> props;
-    for (const auto& [name, value] : error.getProps().getEntries()) {
-        props.push_back((name + "=" + value).toUTF8());
-    }
-    return props;
-}
-
 /// The lines of a request's own headers.
 inline std::vector<std::string> headersOf(const CNetRequest& request) {
     std::vector<std::string> lines;
@@ -177,11 +134,6 @@ inline std::vector<std::string> headersOf(const CNetRequest& request) {
         }
     }
     return lines;
-}
-
-inline std::string bodyOf(const CNetRequest& request) {
-    const auto buffer = request.getDefaultReceiveBuffer();
-    return {reinterpret_cast<const char*>(buffer->getData()), static_cast<std::size_t>(buffer->getUsed())};
 }
 
 /// An answer of the service.

@@ -1,5 +1,6 @@
 #include "zet/Buffer.h"
 
+#include "tests/support/WhatOf.h"
 #include "zet/InvalidArgError.h"
 
 #include <gtest/gtest.h>
@@ -9,6 +10,8 @@
 #include <utility>
 
 namespace {
+
+using vexil_test::whatOf;
 
 using Buffer = zet::TBuffer<unsigned char>;
 
@@ -22,18 +25,6 @@ Buffer bufferOf(std::string_view text) {
 
 std::string_view textOf(const Buffer& buffer) {
     return {reinterpret_cast<const char*>(buffer.getData()), static_cast<std::size_t>(buffer.getUsed())};
-}
-
-template <class Work>
-std::string messageOf(const Work& work) {
-    try {
-        work();
-    } catch (const zet::CInvalidArgError& error) {
-        return (error.getPlace() + ": " + error.getMessage()).toUTF8();
-    } catch (const zet::CError& error) {
-        return error.what();
-    }
-    return "no error";
 }
 
 TEST(BufferTest, IsEmptyAtFirst) {
@@ -141,9 +132,9 @@ TEST(BufferTest, MovesItsMemory) {
 TEST(BufferTest, RefusesMoreThanAnIntCanCountBeforeItAllocates) {
     Buffer buffer = bufferOf("abc");
     const int capacity = buffer.getCapacity();
-    EXPECT_EQ(messageOf([&] { buffer.append(buffer.getData(), largestSize - 2); }),
+    EXPECT_EQ(whatOf([&] { buffer.append(buffer.getData(), largestSize - 2); }),
               "A buffer cannot hold more than 2147483647 elements.");
-    EXPECT_EQ(messageOf([&] { buffer.append(buffer.getData(), largestSize); }),
+    EXPECT_EQ(whatOf([&] { buffer.append(buffer.getData(), largestSize); }),
               "A buffer cannot hold more than 2147483647 elements.");
     EXPECT_EQ(textOf(buffer), "abc");
     EXPECT_EQ(buffer.getCapacity(), capacity);
@@ -151,10 +142,9 @@ TEST(BufferTest, RefusesMoreThanAnIntCanCountBeforeItAllocates) {
 
 TEST(BufferTest, RefusesNegativeSizes) {
     Buffer buffer = bufferOf("abc");
-    EXPECT_EQ(messageOf([&] { buffer.setUsed(-1); }), "TBuffer::setUsed: size is negative");
-    EXPECT_EQ(messageOf([&] { buffer.append(buffer.getData(), -1); }), "TBuffer::append: size is negative");
-    EXPECT_EQ(messageOf([] { Buffer(std::numeric_limits<int>::min()); }),
-              "TBuffer::setUsed: size is negative");
+    EXPECT_EQ(whatOf([&] { buffer.setUsed(-1); }), "TBuffer::setUsed: size is negative");
+    EXPECT_EQ(whatOf([&] { buffer.append(buffer.getData(), -1); }), "TBuffer::append: size is negative");
+    EXPECT_EQ(whatOf([] { Buffer(std::numeric_limits<int>::min()); }), "TBuffer::setUsed: size is negative");
     EXPECT_EQ(textOf(buffer), "abc");
 }
 

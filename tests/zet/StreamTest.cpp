@@ -1,3 +1,4 @@
+#include "tests/support/WhatOf.h"
 #include "zet/BufferStream.h"
 #include "zet/InvalidArgError.h"
 #include "zet/MemoryInStream.h"
@@ -9,6 +10,8 @@
 #include <string_view>
 
 namespace {
+
+using vexil_test::whatOf;
 
 using zet::CBufferStream;
 using zet::CMemoryInStream;
@@ -36,18 +39,6 @@ std::string readFrom(zet::IInStream& stream, int maxLength) {
     return text.substr(0, static_cast<std::size_t>(length));
 }
 
-template <class Work>
-std::string messageOf(const Work& work) {
-    try {
-        work();
-    } catch (const zet::CInvalidArgError& error) {
-        return (error.getPlace() + ": " + error.getMessage()).toUTF8();
-    } catch (const zet::CError& error) {
-        return error.what();
-    }
-    return "no error";
-}
-
 /// What reading has in common, over the text "abcdef".
 void expectToReadLikeAStream(zet::IInStream& stream) {
     EXPECT_EQ(stream.getSize(), 6);
@@ -68,8 +59,7 @@ void expectToReadLikeAStream(zet::IInStream& stream) {
     stream.seek(3);
     for (const zet::int64 position :
          {zet::int64(-1), zet::int64(7), zet::int64(1) << 32, (zet::int64(1) << 32) + 1}) {
-        EXPECT_EQ(messageOf([&] { stream.seek(position); }), "The position is outside the stream.")
-            << position;
+        EXPECT_EQ(whatOf([&] { stream.seek(position); }), "The position is outside the stream.") << position;
         EXPECT_EQ(stream.getPosition(), 3);
     }
 }
@@ -102,7 +92,7 @@ TEST(MemoryInStreamTest, TakesANegativeSizeForNoBytes) {
 }
 
 TEST(MemoryInStreamTest, RefusesNullForSomeBytes) {
-    EXPECT_EQ(messageOf([] { CMemoryInStream stream(nullptr, 1); }),
+    EXPECT_EQ(whatOf([] { CMemoryInStream stream(nullptr, 1); }),
               "CMemoryInStream::CMemoryInStream: data must not be null");
 }
 
@@ -164,7 +154,7 @@ TEST(BufferStreamTest, HasOnePositionForReadingAndWriting) {
 TEST(BufferStreamTest, RefusesToWriteToAConstantBuffer) {
     const PC<Buffer> buffer = bufferOf("abc");
     CBufferStream stream(buffer);
-    EXPECT_EQ(messageOf([&] { stream.write("x", 1); }), "The stream is read-only.");
+    EXPECT_EQ(whatOf([&] { stream.write("x", 1); }), "The stream is read-only.");
     EXPECT_EQ(textOf(*buffer), "abc");
 }
 
@@ -172,7 +162,7 @@ TEST(BufferStreamTest, RefusesMoreThanABufferHolds) {
     const P<Buffer> buffer = bufferOf("abc");
     CBufferStream stream(buffer);
     stream.seek(3);
-    EXPECT_EQ(messageOf([&] { stream.write("x", largestInt - 2); }),
+    EXPECT_EQ(whatOf([&] { stream.write("x", largestInt - 2); }),
               "A buffer cannot hold more than 2147483647 elements.");
     EXPECT_EQ(textOf(*buffer), "abc");
     EXPECT_EQ(stream.getPosition(), 3);
@@ -185,7 +175,7 @@ TEST(BufferStreamTest, LeavesNoGapWhereItsBufferWasShortened) {
     buffer->setUsed(2);
     EXPECT_EQ(stream.getSize(), 2);
     EXPECT_EQ(readFrom(stream, 10), "");
-    EXPECT_EQ(messageOf([&] { stream.write("x", 1); }), "The position is outside the stream.");
+    EXPECT_EQ(whatOf([&] { stream.write("x", 1); }), "The position is outside the stream.");
     EXPECT_EQ(textOf(*buffer), "ab");
     stream.seek(2);
     stream.write("x", 1);
@@ -194,8 +184,8 @@ TEST(BufferStreamTest, LeavesNoGapWhereItsBufferWasShortened) {
 
 TEST(BufferStreamTest, RefusesANullBuffer) {
     const char* refusal = "CBufferStream::CBufferStream: buffer must not be null";
-    EXPECT_EQ(messageOf([] { CBufferStream stream(static_cast<Buffer*>(nullptr)); }), refusal);
-    EXPECT_EQ(messageOf([] { CBufferStream stream(static_cast<const Buffer*>(nullptr)); }), refusal);
+    EXPECT_EQ(whatOf([] { CBufferStream stream(static_cast<Buffer*>(nullptr)); }), refusal);
+    EXPECT_EQ(whatOf([] { CBufferStream stream(static_cast<const Buffer*>(nullptr)); }), refusal);
 }
 
 TEST(BufferStreamTest, IsBothStreamsAndOneCountedObject) {
