@@ -199,6 +199,22 @@ TEST_F(S3GetStream, RefusesTheWholeObjectInsteadOfARange) {
     EXPECT_EQ(stream.bytes, "");
 }
 
+TEST_F(S3GetStream, RefusesAnEmptyAnswerThatIsNoRange) {
+    answer({reply("200 OK", "")});
+    Stream stream;
+    EXPECT_EQ(plainErrorOf([&] { client.getObject(request, "b", "k", 5, -1, &stream); }),
+              "The server answered the request for a part of the object with status 200 instead of 206.");
+}
+
+TEST_F(S3GetStream, RefusesABodyBehindAStatusLineThatCannotBeRead) {
+    LogCapture log;
+    answer({"HTTP/1.1 200 Gr\xFC\xDF\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nhello\r\n0\r\n\r\n"});
+    Stream stream;
+    EXPECT_EQ(plainErrorOf([&] { client.getObject(request, "b", "k", 0, -1, &stream); }),
+              "The answer's status line '' does not tell success.");
+    EXPECT_EQ(stream.bytes, "");
+}
+
 TEST_F(S3GetStream, KeepsErrorAnswersOutOfTheStream) {
     LogCapture log;
     answer({internalError, reply("503 Service Unavailable", "<html>"), reply("200 OK", "hello")});

@@ -49,20 +49,26 @@ CS3ObjectSink::~CS3ObjectSink() = default;
 void CS3ObjectSink::write(const void* data, int length, int httpStatus,
                           const TMap<String, String>& responseHeaders) {
     if (httpStatus < 200 || httpStatus > 299) {
+        m_refusedBytes += length;
         m_errorSink->write(data, length, httpStatus, responseHeaders);
         return;
     }
-    if (m_isRange && httpStatus != statusPartialContent) {
-        throw CError("The server answered the request for a part of the object with status " +
-                     String::fromInt(httpStatus) + " instead of " + String::fromInt(statusPartialContent) +
-                     ".");
-    }
+    checkStatus(httpStatus);
     // Counted first: a write that fails may have moved the stream.
     m_writtenBytes += length;
     m_stream->write(data, length);
 }
 
+void CS3ObjectSink::checkStatus(int httpStatus) const {
+    if (m_isRange && httpStatus != statusPartialContent) {
+        throw CError("The server answered the request for a part of the object with status " +
+                     String::fromInt(httpStatus) + " instead of " + String::fromInt(statusPartialContent) +
+                     ".");
+    }
+}
+
 void CS3ObjectSink::restart() {
+    m_refusedBytes = 0;
     // A stream that has got nothing need not be able to seek.
     if (m_writtenBytes > 0) {
         m_stream->seek(m_start);

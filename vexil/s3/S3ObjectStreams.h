@@ -44,8 +44,13 @@ public:
                const TMap<String, String>& responseHeaders) override;
     void restart() override;
 
+    /// Throws a CError when the status of a range's answer tells that it is no range.
+    void checkStatus(int httpStatus) const;
+
     /// Bytes that the last transfer has written to the stream.
     int64 getWrittenBytes() const noexcept { return m_writtenBytes; }
+    /// Bytes that the last transfer has given to the other sink, because no status of success stood before them.
+    int64 getRefusedBytes() const noexcept { return m_refusedBytes; }
 
 private:
     P<zet::IOutStream> m_stream;
@@ -53,6 +58,7 @@ private:
     bool m_isRange;
     int64 m_start;
     int64 m_writtenBytes = 0;
+    int64 m_refusedBytes = 0;
 };
 
 }  // namespace vexil
