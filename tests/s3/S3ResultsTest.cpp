@@ -314,4 +314,36 @@ TEST(S3ListObjectsResult, RefusesOtherDocuments) {
               "Error parsing Amazon S3 'list objects' result: root element is not ListBucketResult.");
 }
 
+TEST(S3Xml, RefusesADocumentThatWouldOverflowTheStack) {
+    std::string document = "<Error>";
+    for (int level = 0; level < 150000; ++level) {
+        document += "<a>";
+    }
+    EXPECT_EQ(plainErrorOf([&] { CS3ErrorResponse(document.data(), static_cast<int>(document.size())); }),
+              "Error parsing Amazon S3 error response: invalid XML.");
+}
+
+TEST(S3Xml, CountsLevelsAndNotTags) {
+    std::string document = "<Error><Code>c</Code>";
+    for (int count = 0; count < 2000; ++count) {
+        document += "<a/><b></b>";
+    }
+    document += "</Error>";
+    const CS3ErrorResponse response(document.data(), static_cast<int>(document.size()));
+    EXPECT_EQ(response.getCode(), "c");
+}
+
+TEST(S3Xml, IsReadOnSeveralThreads) {
+    const std::string document = "<Error><Code>c</Code></Error>";
+    const auto parse = [&document] {
+        for (int count = 0; count < 100; ++count) {
+            const CS3ErrorResponse response(document.data(), static_cast<int>(document.size()));
+            EXPECT_EQ(response.getCode(), "c");
+        }
+    };
+    std::thread other(parse);
+    parse();
+    other.join();
+}
+
 }  // namespace

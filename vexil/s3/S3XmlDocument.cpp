@@ -1,25 +1,58 @@
 #include "vexil/s3/S3XmlDocument.h"
 
+#include "zet/Mutex.h"
+
 #include <wx/log.h>
 #include <wx/mstream.h>
 #include <wx/xml/xml.h>
+
+#include <string_view>
 
 namespace vexil {
 
 namespace {
 
+// The answers of the service have four levels. The parser's tree is taken down recursively: a document of a
+// hundred thousand levels, from a gateway gone wrong or from an attacker, would overflow the stack.
+constexpr int maxDepth = 1000;
+
 String toString(const wxString& text) {
     return text.ToStdWstring();
+}
+
+/// Counts tags as text: comments and CDATA sections that are full of tags count as well.
+bool isNestedTooDeeply(std::string_view bytes) {
+    int depth = 0;
+    for (std::size_t tag = 0; (tag = bytes.find('<', tag)) != std::string_view::npos; ++tag) {
+        const std::string_view rest = bytes.substr(tag + 1);
+        const char kind = rest.empty() ? '/' : rest.front();
+        const std::size_t end = rest.find('>');
+        if (kind == '/') {
+            --depth;
+        } else if (kind != '!' && kind != '?' && end != std::string_view::npos && rest[end - 1] != '/' &&
+                   ++depth > maxDepth) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool load(wxXmlDocument& document, std::string_view bytes) {
+    // The parser would print its complaints to standard error. Without an application object wxWidgets takes
+    // every thread for the main one, whose switch is global.
+    static zet::CMutex mutex;
+    const zet::CMutexLock lock(mutex);
+    const wxLogNull silence;
+    wxMemoryInputStream stream(bytes.data(), bytes.size());
+    return document.Load(stream, "UTF-8", 0);
 }
 
 }  // namespace
 
 CS3XmlDocument::CS3XmlDocument(const char* data, int length, const char* errorPrefix)
     : m_document(std::make_unique<wxXmlDocument>()) {
-    // The parser would print its complaints to standard error.
-    const wxLogNull silence;
-    wxMemoryInputStream stream(data, length > 0 ? static_cast<std::size_t>(length) : 0);
-    if (!m_document->Load(stream, "UTF-8", 0)) {
+    const std::string_view bytes(data, length > 0 ? static_cast<std::size_t>(length) : 0);
+    if (isNestedTooDeeply(bytes) || !load(*m_document, bytes)) {
         throw CError(String(errorPrefix) + "invalid XML.");
     }
     m_root = m_document->GetRoot();
