@@ -421,4 +421,18 @@ TEST_F(S3WireTest, ListNeedsAnAnswerThatCanBeRead) {
               "Error parsing Amazon S3 'list objects' result: root element is not ListBucketResult.");
 }
 
+TEST(S3Client, RefusesASizeThatAPutFromMemoryCannotTake) {
+    TestClient client;
+    CNetRequest request;
+    request.setURL("http://untouched/");
+    const std::string text = "hello";
+    const std::uint64_t tooLarge = (std::uint64_t{1} << 32) + text.size();
+    EXPECT_EQ(
+        argErrorOf([&] { client.putObject(request, "b", "k", text.data(), tooLarge, ""); }),
+        "CS3Client::preparePutObjectRequest: size must be 0 to 2147483647 bytes; put more from a stream");
+    EXPECT_EQ(request.getURL(), "http://untouched/");
+    client.preparePutObjectRequest(request, "b", "k", text.data(), text.size(), "");
+    EXPECT_EQ(request.getURL(), "http://host/b/k");
+}
+
 }  // namespace

@@ -472,4 +472,16 @@ TEST(S3RequestSetup, EndsTheOperationWithWhatItThrows) {
     EXPECT_EQ(plainErrorOf([&] { client.getObject(request, "b", "k", 0, -1); }), "no");
 }
 
+TEST(S3Signing, RefusesAnAccessKeyThatWouldBeginAnotherHeader) {
+    for (const std::string& key :
+         {std::string("a\r\nX-Evil: 1"), std::string("a\n"), std::string("a\0", 2)}) {
+        TestClient client("http://host", key);
+        CNetRequest request;
+        request.setURL("http://host/b");
+        EXPECT_EQ(argErrorOf([&] { client.signRequest(&request); }),
+                  "CS3Client::signRequest: access key id must not contain CR, LF or NUL");
+        EXPECT_FALSE(request.getCustomHTTPHeaders());
+    }
+}
+
 }  // namespace

@@ -3,6 +3,7 @@
 #include "sigil/Base64.h"
 #include "sigil/Digest.h"
 #include "sigil/HMAC.h"
+#include "vexil/s3/HeaderText.h"
 #include "vexil/s3/S3BaseURL.h"
 #include "zet/Thread.h"
 #include "zet/TimeFields.h"
@@ -65,7 +66,9 @@ void CS3Client::setUp(CNetRequest& request, const CNetHeaders* headers) {
         return;
     }
     const String url = request.getURL();
-    m_requestSetup->setUp(request);
+    // The hook may replace itself.
+    const P<INetRequestSetup> hook = m_requestSetup;
+    hook->setUp(request);
     const auto refuse = [](bool isReplaced, const char* what) {
         if (isReplaced) {
             throw CInvalidArgError("CS3Client::setRequestSetup",
@@ -85,6 +88,9 @@ void CS3Client::finishPrepareRequest(CNetRequest& request) {
 // ---- signature -------------------------------------------------------------------------------------------
 
 void CS3Client::signRequest(CNetRequest* request) {
+    if (hasLineEnd(m_accessKeyId)) {
+        throw CInvalidArgError("CS3Client::signRequest", "access key id must not contain CR, LF or NUL");
+    }
     P<CNetHeaders> headers = request->getCustomHTTPHeaders();
     const bool isNew = !headers;
     if (isNew) {

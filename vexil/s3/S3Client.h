@@ -13,6 +13,7 @@
 #include <concepts>
 #include <exception>
 #include <string>
+#include <utility>
 
 namespace sigil {
 class IDigest;
@@ -39,7 +40,8 @@ class CS3ObjectSink;
 ///
 /// Errors: CInvalidArgError for an empty bucket or object name, thrown before the request is touched, with
 /// the `prepare` member as its place. CS3Error for a refusal that the service explains. CCURLError for other
-/// failed transfers and statuses.
+/// failed transfers and statuses. A connection that ends within the headers of an answer is a success, but to
+/// the getObject with a stream: ask CNetRequest::isResponseComplete() where that matters.
 ///
 /// \code
 /// CNetRequest request;
@@ -97,6 +99,24 @@ public:
                                  const void* data, int size, const String& contentType);
     void putObject(CNetRequest& request, const String& bucket, const String& object, const void* data,
                    int size, const String& contentType);
+    /// @}
+
+    /// @{
+
+    /// The same for sizes of other types.
+    /// \throws CInvalidArgError for a size beyond the 2147483647 bytes that a put from memory takes
+    template <std::integral Size>
+    void preparePutObjectRequest(CNetRequest& request, const String& bucket, const String& object,
+                                 const void* data, Size size, const String& contentType) {
+        checkMemorySize(std::in_range<int>(size));
+        preparePutObjectRequest(request, bucket, object, data, static_cast<int>(size), contentType);
+    }
+    template <std::integral Size>
+    void putObject(CNetRequest& request, const String& bucket, const String& object, const void* data,
+                   Size size, const String& contentType) {
+        checkMemorySize(std::in_range<int>(size));
+        putObject(request, bucket, object, data, static_cast<int>(size), contentType);
+    }
     /// @}
 
     /// @{
@@ -281,6 +301,7 @@ private:
         P<sigil::IDigest> m_digest;
     };
 
+    static void checkMemorySize(bool isInRange);
     void setUp(CNetRequest& request, const CNetHeaders* headers);
     P<CNetHeaders> beginPrepareObjectRequest(CNetRequest& request, const String& bucket,
                                              const String& object);

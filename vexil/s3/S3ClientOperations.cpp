@@ -1,6 +1,7 @@
 #include "sigil/Base64.h"
 #include "sigil/Digest.h"
 #include "vexil/net/CURLError.h"
+#include "vexil/s3/HeaderText.h"
 #include "vexil/s3/S3Client.h"
 #include "vexil/s3/S3CopyObjectResult.h"
 #include "vexil/s3/S3Error.h"
@@ -32,12 +33,9 @@ void checkNames(const char* place, const String& bucket, const String& object) {
     }
 }
 
-/// A line end in the type would begin another header.
 void checkContentType(const char* place, const String& contentType) {
-    for (const wchar_t c : contentType.view()) {
-        if (c == L'\r' || c == L'\n' || c == L'\0') {
-            throw CInvalidArgError(place, "content type must not contain CR, LF or NUL");
-        }
+    if (hasLineEnd(contentType)) {
+        throw CInvalidArgError(place, "content type must not contain CR, LF or NUL");
     }
 }
 
@@ -145,6 +143,13 @@ void CS3Client::preparePutObjectRequest(CNetRequest& request, const String& buck
     request.setSendDataStream(new zet::CMemoryInStream(data, size));
     request.setSendDataSize(size);
     finishPrepareRequest(request);
+}
+
+void CS3Client::checkMemorySize(bool isInRange) {
+    if (!isInRange) {
+        throw CInvalidArgError("CS3Client::preparePutObjectRequest",
+                               "size must be 0 to 2147483647 bytes; put more from a stream");
+    }
 }
 
 void CS3Client::preparePutObjectRequest(CNetRequest& request, const String& bucket, const String& object,
@@ -268,7 +273,12 @@ void CS3Client::getObject(CNetRequest& request, const String& bucket, const Stri
     if (!request.isResponseComplete()) {
         throw CError("The connection ended within the headers of the answer.");
     }
+    if (sink->getRefusedBytes() > 0) {
+        throw CError("The answer's status line '" + request.getHTTPStatusLine() + "' does not tell success.");
+    }
     if (length != 0) {
+        // For an answer without a body, of which the sink is not told.
+        sink->checkStatus(request.getResponseCode());
         checkReceivedLength(request.getResponseHeaderMap(), sink->getWrittenBytes());
     }
 }

@@ -33,7 +33,7 @@ bool CS3ObjectEnum::next() {
 
 bool CS3ObjectEnum::nextPage() {
     if (m_page) {
-        if (!m_page->isTruncated()) {
+        if (!m_page->isTruncated() || m_page->getObjects().empty()) {
             m_isEnded = true;
             return false;
         }

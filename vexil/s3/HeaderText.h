@@ -1,0 +1,15 @@
+#pragma once
+
+#include "zet/String.h"
+
+#include <algorithm>
+
+namespace vexil {
+
+/// Whether a text holds CR, LF or NUL, so that as a header's value it would begin another header or be cut.
+inline bool hasLineEnd(const zet::String& text) {
+    return std::any_of(text.view().begin(), text.view().end(),
+                       [](wchar_t c) { return c == L'\r' || c == L'\n' || c == L'\0'; });
+}
+
+}  // namespace vexil
