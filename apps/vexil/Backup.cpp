@@ -6,6 +6,7 @@
 #include "apps/vexil/Interrupt.h"
 #include "apps/vexil/ObjectKey.h"
 #include "apps/vexil/Text.h"
+#include "apps/vexil/Upload.h"
 
 namespace vexil::app {
 
@@ -45,8 +46,7 @@ void CBackup::onFile(const std::filesystem::path& relativePath) {
 void CBackup::store(const std::filesystem::path& relativePath, CFileInStream& file) {
     const String key = makeObjectKey(m_prefix, relativePath);
     try {
-        m_context.getClient().putObject(m_context.getRequest(), m_bucket, key, &file, file.getSize(),
-                                        contentType);
+        upload(m_context, file, m_bucket, key, contentType);
     } catch (const CError& error) {
         if (file.hasChanged() && !CErrorReport(error).isHopeless()) {
             throw CError("the file was changed while it was backed up, and is not stored");

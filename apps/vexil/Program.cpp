@@ -124,6 +124,9 @@ void CProgram::addOptions(CLI::App& app) {
                                                             {"warning", Verbosity::Warning},
                                                             {"info", Verbosity::Info},
                                                             {"debug", Verbosity::Debug}};
+    // As from a script in which a variable is not set.
+    const CLI::Validator notEmpty(
+        [](const std::string& value) { return value.empty() ? "the value is empty" : std::string(); }, "");
     app.formatter(std::make_shared<CHelpFormatter>());
     app.footer(footer);
     // Options of the program may stand behind the command, too.
@@ -134,12 +137,14 @@ void CProgram::addOptions(CLI::App& app) {
     app.add_option("--endpoint", m_options.endpoint,
                    "The S3 server, for example https://s3.example.com:9000 (default: the environment's "
                    "VEXIL_S3_ENDPOINT, else Amazon's)")
-        ->type_name("URL");
+        ->type_name("URL")
+        ->check(notEmpty);
     app.add_flag("--verify,!--no-verify", m_options.verify,
                  "Check the server's certificate (default); --no-verify trusts anybody, for tests only");
     app.add_option("--ca-bundle", m_options.caBundle,
                    "File of the certificates to trust, in PEM form (default: the system's)")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->check(notEmpty);
     app.add_option(
            "--timeout", m_options.timeoutSeconds,
            "End a request that takes longer (default: no limit, but one that stands still for 60 s ends)")
@@ -150,7 +155,8 @@ void CProgram::addOptions(CLI::App& app) {
         ->check(CLI::Range(0, maxRetries).description(""));
     app.add_option("--credentials", m_options.credentialsFile,
                    "File with the lines 'access_key=...' and 'secret_key=...' (default: the environment)")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->check(notEmpty);
     app.add_option("--log-level", m_options.verbosity,
                    "What to tell on standard error: quiet, error, warning (default), info or debug")
         ->type_name("LEVEL")

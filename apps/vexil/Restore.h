@@ -25,6 +25,7 @@ public:
     /// Prints what was done.
     void printReport();
     int64 getFailureCount() const noexcept { return m_failures; }
+    int64 getFileCount() const noexcept { return m_progress.getFileCount(); }
 
 private:
     void restore(const CS3ListObjectsElement& element);

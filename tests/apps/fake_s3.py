@@ -12,8 +12,9 @@ from xml.sax.saxutils import escape
 class Fault:
     """What happens to the answers for one key, each time the next one; None for nothing."""
 
-    def __init__(self, cut=None, status=None, code="", then=None, hold=False):
-        self.cut = cut  # so many bytes of the body, then the end of the connection
+    def __init__(self, cut=None, status=None, code="", then=None, hold=False, cut_head=False):
+        self.cut_head = cut_head  # the answer to a put ends within its headers
+        self.cut = cut  # so many bytes of the body, sent or received, then the end of the connection
         self.status = status  # this status with an error document, instead of the object
         self.code = code  # the S3 code in it
         self.then = then  # called before the answer
@@ -146,6 +147,14 @@ class _Handler(http.server.BaseHTTPRequestHandler):
         if fault.hold:
             self.fake.held.set()
             self.fake.end.wait(60)
+        if fault.cut is not None:
+            self.rfile.read(fault.cut)
+            self.close_connection = True
+            return
+        if fault.cut_head:
+            self.wfile.write(b'HTTP/1.1 200 OK\r\nETag: "a')
+            self.close_connection = True
+            return
         length = int(self.headers["Content-Length"])
         body = self.rfile.read(length)
         if len(body) != length:

@@ -51,6 +51,8 @@ class UsageTest(ProgramTest):
     def test_bad_values_are_named_before_anything_is_sent(self):
         self.write("file")
         for arguments, text in ((["--endpoint", "ftp://x", "s3", "ls", "b"], "'ftp://x'"),
+                                (["--endpoint", "", "s3", "ls", "b"], "--endpoint"),
+                                (["--credentials", "", "s3", "ls", "b"], "--credentials"),
                                 (["--endpoint", "http://x/path", "s3", "ls", "b"], "'http://x/path'"),
                                 (["--ca-bundle", "nofile", "http", "get", "http://127.0.0.1:1/"], "'nofile'"),
                                 (["--credentials", "nofile", "s3", "ls", "b"], "'nofile'"),
@@ -267,6 +269,28 @@ class DownloadTest(FakeServerTest):
         self.server.objects = {"ä" * 127: BODY}
         self.restore()
         self.assertEqual(self.files_in("r"), self.server.objects)
+
+
+class UploadTest(FakeServerTest):
+    def test_an_upload_that_breaks_begins_again(self):
+        self.write("f", BODY * 10)
+        self.server.faults["a"] = [Fault(cut=1000), Fault(cut=2000)]
+        self.run_program("s3", "put", "f", "bucket", "a")
+        self.assertEqual(self.server.objects["a"], BODY * 10)
+        self.assertEqual(len(self.server.requests), 3)
+
+    def test_an_upload_that_breaks_again_and_again_fails(self):
+        self.write("f", BODY * 10)
+        self.server.faults["a"] = [Fault(cut=1000)] * 7
+        self.assertIn("response code: http 100", self.run_program("s3", "put", "f", "bucket", "a", code=1).err)
+        self.assertEqual(len(self.server.requests), 6)
+
+    def test_an_answer_that_ends_within_its_headers_is_no_success(self):
+        self.write("folder/f", b"content")
+        for arguments in (["put", "folder/f", "bucket", "f"], ["backup", "folder", "bucket"]):
+            self.server.faults["f"] = [Fault(cut_head=True)]
+            result = self.run_program("s3", *arguments, code=1)
+            self.assertIn("ended within the headers", result.err)
 
 
 class KeyTest(FakeServerTest):

@@ -2,6 +2,7 @@
 
 #include "apps/vexil/CommandSyntax.h"
 #include "apps/vexil/Context.h"
+#include "apps/vexil/Upload.h"
 #include "zet/TimeFields.h"
 
 namespace vexil::app {
@@ -28,6 +29,7 @@ ExitCode CS3MbCommand::run(CContext& context) {
     context.getSetup().setUp(request);
     client.signRequest(&request);
     client.performRequest(request);
+    checkAnswerIsComplete(context);
     return ExitCode::Done;
 }
 

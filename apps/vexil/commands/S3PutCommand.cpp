@@ -5,6 +5,7 @@
 #include "apps/vexil/FileInStream.h"
 #include "apps/vexil/Progress.h"
 #include "apps/vexil/Text.h"
+#include "apps/vexil/Upload.h"
 
 namespace vexil::app {
 
@@ -23,8 +24,8 @@ ExitCode CS3PutCommand::run(CContext& context) {
     const P<CFileInStream> file = new CFileInStream(toPath(m_file));
     CProgress progress(context.getConsole());
     const CProgressScope scope(context, progress);
-    context.getClient().putObject(context.getRequest(), String::fromUTF8(m_bucket), String::fromUTF8(m_key),
-                                  file.get(), file->getSize(), String::fromUTF8(m_contentType));
+    upload(context, *file, String::fromUTF8(m_bucket), String::fromUTF8(m_key),
+           String::fromUTF8(m_contentType));
     return ExitCode::Done;
 }
 

@@ -35,6 +35,10 @@ ExitCode CS3RestoreCommand::run(CContext& context) {
         throw;
     }
     restore.printReport();
+    if (restore.getFileCount() + restore.getFailureCount() == 0) {
+        context.getConsole().message(Verbosity::Warning,
+                                     "vexil: warning: there was nothing to restore; is the prefix right?");
+    }
     return restore.getFailureCount() == 0 ? ExitCode::Done : ExitCode::Failed;
 }
 
