@@ -16,6 +16,9 @@ int main(int count, char** arguments) {
         client.setBaseURL(std::getenv("VEXIL_S3_ENDPOINT"));
         vexil::CNetRequest request;
         client.getObject(request, arguments[1], arguments[2], 0, -1);
+        if (!request.isResponseComplete()) {
+            throw vexil::CError("the connection ended within the headers");
+        }
         const vexil::PC<vexil::TBuffer<unsigned char>> body = request.getDefaultReceiveBuffer();
         std::cout.write(reinterpret_cast<const char*>(body->getData()), body->getUsed());
     } catch (const vexil::CError& error) {
