@@ -250,4 +250,13 @@ TEST_F(NetRequestAsync, AWaitingThreadMayReleaseTheRequest) {
     }
 }
 
+TEST(NetRequestAsyncURL, JudgesAnEncryptedURLByItsStatusToo) {
+    CNetRequest request;
+    request.setURL("https://host/");
+    request.setAsyncInfo(true, CURLE_OK);
+    const auto error = thrownBy<CCURLError>([&] { request.checkAsyncResult(); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getCode(), CURLE_HTTP_RETURNED_ERROR);
+}
+
 }  // namespace

@@ -308,4 +308,15 @@ TEST_F(NetRequestError, URLEscapingKeepsUnreservedCharactersOnly) {
     EXPECT_EQ(request->urlEscape(String(std::wstring(L"a\0b", 3))), "a%00b");
 }
 
+TEST(NetRequestNUL, IsRefusedBeforeAnythingIsChanged) {
+    CNetRequest request;
+    request.setURL("ftp://a/");
+    request.setHTTPMethod("PUT");
+    EXPECT_THROW(request.setURL(String::fromUTF8({"http://b/\0x", 11})), vexil::CInvalidArgError);
+    EXPECT_EQ(request.getURL(), "ftp://a/");
+    EXPECT_EQ(request.getResponseCodeDomain(), "ftp");
+    EXPECT_THROW(request.setHTTPMethod(String::fromUTF8({"A\0B", 3})), vexil::CInvalidArgError);
+    EXPECT_EQ(request.getHTTPMethod(), "PUT");
+}
+
 }  // namespace

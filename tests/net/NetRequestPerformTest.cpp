@@ -633,4 +633,14 @@ TEST_F(NetRequestListener, ThatThrowsIsNotToldOfItsOwnError) {
     EXPECT_EQ(listener->count, 1);
 }
 
+TEST_F(NetRequestPerform, CopiesTheBodyThatIsSetAsAnOption) {
+    peer.onConnection().expectRequest().reply("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
+    request->setURL(peer.url("/").c_str());
+    request->setOptionString(CURLOPT_POSTFIELDS, String(std::wstring(200, L'a')));
+    const std::string inTheSamePlace(200, 'Z');
+    request->perform();
+    ASSERT_THAT(peer.requests(), SizeIs(1));
+    EXPECT_EQ(peer.requests()[0].body, std::string(inTheSamePlace.size(), 'a'));
+}
+
 }  // namespace

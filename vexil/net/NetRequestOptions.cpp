@@ -22,6 +22,13 @@ int secondsRoundedUp(const zet::CTimeSpan& span) {
     return static_cast<int>(count / second + (count % second > 0 ? 1 : 0));
 }
 
+/// libcurl would take the part before a NUL: another URL, another password.
+void refuseNUL(const String& value) {
+    if (value.find(L'\0') != String::npos) {
+        throw CInvalidArgError("CNetRequest::setOptionString", "value contains a NUL character");
+    }
+}
+
 }  // namespace
 
 template <class Value>
@@ -49,10 +56,12 @@ void CNetRequest::setOptionPtr(CURLoption option, void* value) {
 }
 
 void CNetRequest::setOptionString(CURLoption option, const String& value) {
+    refuseNUL(value);
     const std::string utf8 = value.toUTF8();
-    if (utf8.find('\0') != std::string::npos) {
-        // libcurl would take the part before it: another URL, another password.
-        throw CInvalidArgError("CNetRequest::setOptionString", "value contains a NUL character");
+    if (option == CURLOPT_POSTFIELDS) {
+        // The one string that libcurl does not copy under its own name.
+        setOptionInt64(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<int64>(utf8.size()));
+        option = CURLOPT_COPYPOSTFIELDS;
     }
     setOption(option, utf8.c_str());
 }
@@ -77,6 +86,7 @@ void CNetRequest::setDefaultOptions() {
 }
 
 void CNetRequest::setURL(const String& url) {
+    refuseNUL(url);
     m_url = url;
     m_isHTTP = hasScheme(url, "http:") || hasScheme(url, "https:");
     setOptionString(CURLOPT_URL, url);
@@ -93,6 +103,7 @@ String CNetRequest::getResponseCodeDomain() const {
 }
 
 void CNetRequest::setHTTPMethod(const String& method) {
+    refuseNUL(method);
     const bool isGet = method == "GET";
     const bool isPut = method == "PUT";
     const bool isPost = method == "POST";
