@@ -34,7 +34,8 @@ CResourceManager::CResourceManager() {
 CResourceManager::~CResourceManager() = default;
 
 P<CResourceManager> CResourceManager::get() {
-    static const P<CResourceManager> instance(new CResourceManager);
+    // Never destroyed: objects with static lifetime may look for resources while the process ends.
+    static const P<CResourceManager>& instance = *new P<CResourceManager>(new CResourceManager);
     return instance;
 }
 

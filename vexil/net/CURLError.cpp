@@ -6,8 +6,9 @@ namespace vexil {
 
 namespace {
 
-const String keyResponseCodeDomain = "responseCodeDomain";
-const String keyResponseCode = "responseCode";
+// Never destroyed: objects with static lifetime may fail while the process ends.
+const String& keyResponseCodeDomain = *new String("responseCodeDomain");
+const String& keyResponseCode = *new String("responseCode");
 
 String textOr(const char* text, const char* fallback) {
     return String::fromUTF8Lossy(text ? text : fallback);

@@ -11,7 +11,8 @@ namespace {
 
 constexpr int maxServerMessageBytes = 4096;
 
-const String nameContentType = "content-type";
+// Never destroyed: objects with static lifetime may use it while the process ends.
+const String& nameContentType = *new String("content-type");
 
 bool hasType(CURLINFO info, int type) {
     return (info & CURLINFO_TYPEMASK) == type;

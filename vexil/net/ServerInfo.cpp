@@ -6,7 +6,8 @@ namespace vexil {
 
 namespace {
 
-const String nameServer = "server";
+// Never destroyed: objects with static lifetime may use it while the process ends.
+const String& nameServer = *new String("server");
 
 }  // namespace
 

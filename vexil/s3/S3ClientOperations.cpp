@@ -17,7 +17,8 @@ namespace vexil {
 namespace {
 
 constexpr int statusNotFound = 404;
-const String contentLength = "content-length";
+// Never destroyed: objects with static lifetime may use it while the process ends.
+const String& contentLength = *new String("content-length");
 constexpr int streamBlockSize = 64 * 1024;
 
 void checkBucket(const char* place, const String& bucket) {
