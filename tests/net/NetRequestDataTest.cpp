@@ -475,4 +475,24 @@ TEST_F(NetRequestData, ARestartableSinkIsRestartedByEveryNewTransfer) {
     EXPECT_EQ(restartable->count, 2);
 }
 
+TEST(NetRequestRestart, IsNotForASinkThatWasGivenUp) {
+    struct Restartable : virtual vexil::CBase, CNetRequest::IRestartableDataSink {
+        void write(const void*, int, int, const HeaderMap&) override {}
+        void restart() override { ++restarts; }
+        int restarts = 0;
+    };
+    const P<Restartable> sink = new Restartable;
+    CNetRequest request;
+    request.setReceiveDataSink(sink);
+    request.resetForPerform();
+    EXPECT_EQ(sink->restarts, 1);
+    request.reset();
+    request.resetForPerform();
+    EXPECT_EQ(sink->restarts, 1) << "behind reset()";
+    request.setReceiveDataSink(sink);
+    request.setDefaultReceiveDataStream();
+    request.resetForPerform();
+    EXPECT_EQ(sink->restarts, 1) << "behind setDefaultReceiveDataStream()";
+}
+
 }  // namespace

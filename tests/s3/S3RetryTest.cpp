@@ -329,4 +329,40 @@ TEST_F(S3RetryTest, ErrorsOfOtherTypesAreThrownAsTheyAre) {
     EXPECT_THAT(client.waits, IsEmpty());
 }
 
+/// A client whose clock goes on by a second each time it is asked.
+class CClientWithARunningClock : public TestClient {
+public:
+    using TestClient::TestClient;
+
+protected:
+    zet::CTime getCurrentTime() const override { return zet::CTime::fromCTime(1583219109 + m_seconds++); }
+
+private:
+    mutable int m_seconds = 0;
+};
+
+TEST_F(S3RetryTest, SendsTheDateOfTheFirstTryWithEachTry) {
+    answer({reply("500 Internal Server Error", errorDocument("InternalError")), reply("204 No Content", ""),
+            reply("204 No Content", "")});
+    CClientWithARunningClock movingClient(peer.url(""));
+    movingClient.deleteObject(request, "b", "k");
+    movingClient.deleteObject(request, "b", "k");
+    const auto requests = peer.requests();
+    ASSERT_EQ(requests.size(), 3u);
+    EXPECT_EQ(requests[0].head, requests[1].head);
+    EXPECT_NE(requests[1].head, requests[2].head) << "the clock runs";
+}
+
+TEST_F(S3RetryTest, KeepsAPostWhereAnAnswerRedirectsIt) {
+    answer({"HTTP/1.1 301 Moved Permanently\r\nLocation: /b/other\r\nContent-Length: 0\r\n\r\n",
+            reply("200 OK", "")});
+    client.beginPrepareRequest(request, String::fromUTF8(peer.url("/b/k")));
+    request.setHTTPMethod("POST");
+    request.setSendDataAsUTF8("x");
+    client.finishPrepareRequest(request);
+    request.perform();
+    ASSERT_EQ(peer.requests().size(), 2u);
+    EXPECT_EQ(peer.requests()[1].requestLine(), "POST /b/other HTTP/1.1");
+}
+
 }  // namespace

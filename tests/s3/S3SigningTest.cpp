@@ -305,6 +305,9 @@ TEST(S3Client, CopiesAndMovesItsSettings) {
         EXPECT_TRUE(request.isVerboseEnabled());
         EXPECT_THAT(headersOf(request), ElementsAre("Date: " + fixedDate, "Content-MD5: " + md5Of("abc"),
                                                     StartsWith("Authorization: AWS " + accessKey + ":")));
+        EXPECT_EQ(headersOf(request).back(),
+                  authorizationOf("PUT\n" + md5Of("abc") + "\n\n" + fixedDate + "\n/b/k"))
+            << "the secret key";
     };
     TestClient copy(original);
     expectSame(copy);
