@@ -27,8 +27,19 @@ Function* next(const char* name) {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
+/// Lists that live, and how many of them lived when an option was last recorded.
+int livingLists = 0;
+int livingListsAtOption = 0;
+
+template <class List>
+struct Counted : List {
+    Counted() { ++livingLists; }
+    ~Counted() override { --livingLists; }
+};
+
 void record(const std::string& text, const void* pointer = nullptr) {
     if (isRecording) {
+        livingListsAtOption = livingLists;
         events.push_back({text, pointer});
     }
 }
@@ -511,6 +522,24 @@ TEST_F(NetRequestOptions, ResetForgetsTheSizeOfTheBody) {
     recorded();
     request->setHTTPMethod("POST");
     EXPECT_EQ(recorded().back(), "POSTFIELDSIZE_LARGE=-1OFF");
+}
+
+template <class List>
+void expectTheOldListToLiveUntilTheOptionIsSet(void (CNetRequest::*set)(List*)) {
+    CNetRequest request;
+    (request.*set)(new Counted<List>);
+    isRecording = true;
+    (request.*set)(new Counted<List>);
+    isRecording = false;
+    EXPECT_EQ(livingListsAtOption, 2);
+    EXPECT_EQ(livingLists, 1);
+}
+
+TEST(NetRequestLists, LiveUntilLibcurlHasTheNextOne) {
+    expectTheOldListToLiveUntilTheOptionIsSet(&CNetRequest::setCustomHTTPHeaders);
+    expectTheOldListToLiveUntilTheOptionIsSet(&CNetRequest::setFTPCustomPreCommands);
+    expectTheOldListToLiveUntilTheOptionIsSet(&CNetRequest::setFTPCustomPostCommands);
+    EXPECT_EQ(livingLists, 0);
 }
 
 }  // namespace
