@@ -333,6 +333,15 @@ TEST(S3Xml, CountsLevelsAndNotTags) {
     EXPECT_EQ(response.getCode(), "c");
 }
 
+TEST(S3Xml, TakesTagsThatAreNoneForInvalid) {
+    for (const std::string& document :
+         {std::string("<>"), std::string("<"), std::string("</"), std::string(">"), std::string("<a/"),
+          std::string(4'000'000, '<') + ">"}) {
+        EXPECT_EQ(plainErrorOf([&] { CS3ErrorResponse(document.data(), static_cast<int>(document.size())); }),
+                  "Error parsing Amazon S3 error response: invalid XML.");
+    }
+}
+
 TEST(S3Xml, IsReadOnSeveralThreads) {
     const std::string document = "<Error><Code>c</Code></Error>";
     const auto parse = [&document] {

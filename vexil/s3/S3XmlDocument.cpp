@@ -20,17 +20,20 @@ String toString(const wxString& text) {
     return text.ToStdWstring();
 }
 
-/// Counts tags as text: comments and CDATA sections that are full of tags count as well.
+/// Counts tags as text, in one pass: comments and CDATA sections that are full of tags count as well.
 bool isNestedTooDeeply(std::string_view bytes) {
     int depth = 0;
-    for (std::size_t tag = 0; (tag = bytes.find('<', tag)) != std::string_view::npos; ++tag) {
-        const std::string_view rest = bytes.substr(tag + 1);
-        const char kind = rest.empty() ? '/' : rest.front();
-        const std::size_t end = rest.find('>');
-        if (kind == '/') {
-            --depth;
-        } else if (kind != '!' && kind != '?' && end != std::string_view::npos && rest[end - 1] != '/' &&
-                   ++depth > maxDepth) {
+    bool isInOpeningTag = false;
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        if (bytes[i] == '<') {
+            const char kind = i + 1 < bytes.size() ? bytes[i + 1] : '/';
+            isInOpeningTag = kind != '/' && kind != '!' && kind != '?';
+            depth += isInOpeningTag ? 1 : kind == '/' ? -1 : 0;
+        } else if (bytes[i] == '>' && isInOpeningTag) {
+            isInOpeningTag = false;
+            depth -= bytes[i - 1] == '/' ? 1 : 0;
+        }
+        if (depth > maxDepth) {
             return true;
         }
     }
