@@ -235,16 +235,16 @@ TEST_F(NetRequestAsync, AnotherThreadMayPollAndAskForTheResult) {
     driver.join();
 }
 
-TEST_F(NetRequestAsync, AWaitingThreadMayReleaseTheRequest) {
+TEST_F(NetRequestAsync, AWaitingThreadMayGiveUpItsReference) {
     peer.setDefaultReply(okReply);
     for (int round = 0; round < 20; ++round) {
-        CNetRequest* const raw = new CNetRequest;
-        P<CNetRequest> held = raw;
-        raw->setProxy("");
-        raw->setURL(peer.url("/a").c_str());
-        raw->setAsyncInfo(false, CURLE_OK);
-        std::thread driver([raw] { raw->setAsyncInfo(true, curl_easy_perform(raw->getHandle())); });
-        EXPECT_TRUE(raw->waitAsyncDone(-1));
+        P<CNetRequest> held = new CNetRequest;
+        held->setProxy("");
+        held->setURL(peer.url("/a").c_str());
+        held->setAsyncInfo(false, CURLE_OK);
+        std::thread driver(
+            [driven = held] { driven->setAsyncInfo(true, curl_easy_perform(driven->getHandle())); });
+        EXPECT_TRUE(held->waitAsyncDone(-1));
         held = nullptr;
         driver.join();
     }

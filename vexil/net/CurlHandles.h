@@ -19,8 +19,16 @@ struct CCurlDeleter {
     /// @}
 };
 
+/// Gives a multi handle back to libcurl, to which it is of the same type as an easy handle.
+struct CCurlMultiDeleter {
+    /// Frees the handle; no easy handle may be on it.
+    void operator()(CURLM* handle) const noexcept { curl_multi_cleanup(handle); }
+};
+
 /// Owner of an easy handle.
 using CurlEasyHandle = std::unique_ptr<CURL, CCurlDeleter>;
+/// Owner of a multi handle.
+using CurlMultiHandle = std::unique_ptr<CURLM, CCurlMultiDeleter>;
 /// Owner of a list, from its head on.
 using CurlStringList = std::unique_ptr<curl_slist, CCurlDeleter>;
 /// Owner of a text that libcurl has allocated.

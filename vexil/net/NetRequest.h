@@ -363,9 +363,8 @@ public:
     // ---- asynchronous hooks (any thread) -----------------------------------------------------------------
 
     /// Called by whatever drives the transfer: false before it starts, true with libcurl's result after it
-    /// has ended. The latter sets the done signal and then tells the done listener, outside the lock. Without
-    /// a listener nothing of the request is touched once the signal is set; with one the caller keeps the
-    /// request alive.
+    /// has ended. The latter sets the done signal, as the last thing under the request's lock, and then tells
+    /// the done listener, outside of it. The caller keeps the request alive until it returns.
     void setAsyncInfo(bool done, CURLcode result);
     /// Whether the transfer has ended. False for a request that was never driven asynchronously.
     bool isAsyncDone() const;

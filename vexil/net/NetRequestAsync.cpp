@@ -25,6 +25,8 @@ void CNetRequest::setAsyncInfo(bool done, CURLcode result) {
     }
     const zet::CMutexLock lock(m_asyncMutex);
     resetForPerform();
+    // As perform() does: libcurl's multi interface leaves the text of the last failure there.
+    clearErrorBuffer();
     m_asyncDoneSignal->reset();
     m_asyncResult = result;
     m_asyncErrorMessage.clear();
@@ -34,10 +36,9 @@ void CNetRequest::endAsync(CURLcode result) {
     P<IDoneListener> listener;
     P<CError> error;
     {
-        // Set when all is known and the lock is free: who waits for it may use or release the request at
-        // once.
-        const CSignalAtExit signalAtExit(m_asyncDoneSignal);
         const zet::CMutexLock lock(m_asyncMutex);
+        // Set when all is known, as the last thing under the lock.
+        const CSignalAtExit signalAtExit(m_asyncDoneSignal);
         storeAsyncResult(result);
         listener = m_doneListener;
         if (listener) {

@@ -1,0 +1,215 @@
+#include "vexil/async/AsyncNetRequestManager.h"
+
+#include "vexil/net/CURLError.h"
+#include "vexil/net/GlobalInit.h"
+#include "zet/Log.h"
+#include "zet/PosixSelect.h"
+#include "zet/WakeUp.h"
+
+#include <algorithm>
+#include <exception>
+
+namespace vexil {
+
+namespace {
+
+constexpr int maxWait = 1000;               // milliseconds
+constexpr int maxWaitWithoutSockets = 100;  // milliseconds
+// So many find room in select()'s sets, which hold the descriptors below FD_SETSIZE or, on Windows, 64 sockets.
+// A request has up to two.
+constexpr int maxSelectRequests = FD_SETSIZE >= 1024 ? 400 : 32;
+
+void check(CURLMcode code) {
+    if (code != CURLM_OK) {
+        throw CCURLError(code, "", "", -1, "", "", "", "");
+    }
+}
+
+}  // namespace
+
+IAsyncNetRequestManager::~IAsyncNetRequestManager() = default;
+
+CAsyncNetRequestManager::CAsyncNetRequestManager() : CAsyncNetRequestManager(new zet::CWakeUp) {}
+
+CAsyncNetRequestManager::CAsyncNetRequestManager(const P<zet::CWakeUp>& wakeUp) : m_wakeUp(wakeUp) {
+    CGlobalInit::get();
+    m_multi.reset(curl_multi_init());
+    if (!m_multi) {
+        throw CError("Error creating curl multi handle.");
+    }
+}
+
+CAsyncNetRequestManager::~CAsyncNetRequestManager() {
+    try {
+        removeAllRequests();
+        m_multi.reset();
+    } catch (const std::exception& error) {
+        zet::onExceptionInDestructorIgnored("vexil::CAsyncNetRequestManager", &error);
+    } catch (...) {
+        zet::onExceptionInDestructorIgnored("vexil::CAsyncNetRequestManager", nullptr);
+    }
+}
+
+void CAsyncNetRequestManager::addRequest(CNetRequest* request) {
+    if (!request) {
+        throw CInvalidArgError("CAsyncNetRequestManager::addRequest", "request must not be null");
+    }
+    if (find(request) >= 0) {
+        // libcurl would refuse it as well, but by then the running transfer would have lost its data.
+        check(CURLM_ADDED_ALREADY);
+    }
+    request->setAsyncInfo(false, CURLE_OK);
+    // Listed first: memory may run out for the list, but not for taking it back.
+    m_requests.emplace_back(request);
+    const CURLMcode code = curl_multi_add_handle(m_multi.get(), request->getHandle());
+    if (code != CURLM_OK) {
+        m_requests.pop_back();
+        check(code);
+    }
+}
+
+bool CAsyncNetRequestManager::removeRequest(CNetRequest* request) {
+    const int index = find(request);
+    if (index < 0) {
+        return false;
+    }
+    removeRequest(index);
+    return true;
+}
+
+void CAsyncNetRequestManager::removeRequest(int index) {
+    const auto entry = m_requests.begin() + index;
+    check(curl_multi_remove_handle(m_multi.get(), (*entry)->getHandle()));
+    m_requests.erase(entry);
+}
+
+void CAsyncNetRequestManager::removeAllRequests() {
+    while (!m_requests.empty()) {
+        removeRequest(getRequestCount() - 1);
+    }
+}
+
+int CAsyncNetRequestManager::handleEvents(TArray<P<CNetRequest>>* finished) {
+    int running = 0;
+    const CURLMcode code = curl_multi_perform(m_multi.get(), &running);
+    if (code != CURLM_CALL_MULTI_PERFORM) {
+        check(code);
+    }
+    m_performAgain = code == CURLM_CALL_MULTI_PERFORM;
+    // While all of them run, nothing has ended.
+    return running == getRequestCount() ? 0 : handleFinishedRequests(finished);
+}
+
+int CAsyncNetRequestManager::handleFinishedRequests(TArray<P<CNetRequest>>* finished) {
+    int count = 0;
+    std::exception_ptr firstError;
+    int messagesLeft = 0;
+    while (const CURLMsg* const message = curl_multi_info_read(m_multi.get(), &messagesLeft)) {
+        const int index = message->msg == CURLMSG_DONE ? findHandle(message->easy_handle) : -1;
+        if (index < 0) {
+            continue;
+        }
+        try {
+            // The message goes with the handle.
+            const CURLcode result = message->data.result;
+            const P<CNetRequest> request = m_requests[static_cast<std::size_t>(index)];
+            removeRequest(index);
+            ++count;
+            if (finished) {
+                finished->push_back(request);
+            }
+            request->setAsyncInfo(true, result);
+        } catch (...) {
+            if (!firstError) {
+                firstError = std::current_exception();
+            }
+        }
+    }
+    if (firstError) {
+        std::rethrow_exception(firstError);
+    }
+    return count;
+}
+
+void CAsyncNetRequestManager::waitForEvents(int timeoutMs) {
+    if (m_performAgain) {
+        return;
+    }
+    if (usesPoll()) {
+        waitByPoll(timeoutMs);
+    } else {
+        waitBySelect(timeoutMs);
+    }
+}
+
+bool CAsyncNetRequestManager::usesPoll() const noexcept {
+    return getRequestCount() > maxSelectRequests || !zet::CPosixSelect::canSelect(m_wakeUp->getDescriptor());
+}
+
+void CAsyncNetRequestManager::waitBySelect(int timeoutMs) {
+    const auto wakeUp = static_cast<curl_socket_t>(m_wakeUp->getDescriptor());
+    fd_set read;
+    fd_set write;
+    fd_set error;
+    FD_ZERO(&read);
+    FD_ZERO(&write);
+    FD_ZERO(&error);
+    // First: on Windows a set that is full takes no more.
+    FD_SET(wakeUp, &read);
+    int highest = 0;
+    check(curl_multi_fdset(m_multi.get(), &read, &write, &error, &highest));
+    int wait = getWaitTime(timeoutMs);
+    if (highest < 0) {
+        wait = std::min(wait, maxWaitWithoutSockets);
+    }
+    const int count = std::max(highest, static_cast<int>(wakeUp)) + 1;
+    if (zet::CPosixSelect::select(count, &read, &write, &error, wait) > 0 && FD_ISSET(wakeUp, &read)) {
+        m_wakeUp->clear();
+    }
+}
+
+// select() knows no descriptors from FD_SETSIZE on, and libcurl leaves them out silently.
+void CAsyncNetRequestManager::waitByPoll(int timeoutMs) {
+    int wait = getWaitTime(timeoutMs);
+    if (wait > maxWaitWithoutSockets && !hasSockets()) {
+        wait = maxWaitWithoutSockets;
+    }
+    curl_waitfd wakeUp{static_cast<curl_socket_t>(m_wakeUp->getDescriptor()), CURL_WAIT_POLLIN, 0};
+    check(curl_multi_poll(m_multi.get(), &wakeUp, 1, wait, nullptr));
+    if (wakeUp.revents != 0) {
+        m_wakeUp->clear();
+    }
+}
+
+int CAsyncNetRequestManager::getWaitTime(int timeoutMs) {
+    long timeout = 0;
+    check(curl_multi_timeout(m_multi.get(), &timeout));
+    const int longest = timeout < 0 || timeout > maxWait ? maxWait : static_cast<int>(timeout);
+    return timeoutMs < 0 ? longest : std::min(timeoutMs, longest);
+}
+
+bool CAsyncNetRequestManager::hasSockets() {
+    fd_set read;
+    fd_set write;
+    fd_set error;
+    FD_ZERO(&read);
+    FD_ZERO(&write);
+    FD_ZERO(&error);
+    int highest = -1;
+    check(curl_multi_fdset(m_multi.get(), &read, &write, &error, &highest));
+    return highest >= 0;
+}
+
+int CAsyncNetRequestManager::find(const CNetRequest* request) const noexcept {
+    const auto entry = std::find(m_requests.begin(), m_requests.end(), request);
+    return entry == m_requests.end() ? -1 : static_cast<int>(entry - m_requests.begin());
+}
+
+int CAsyncNetRequestManager::findHandle(const CURL* handle) const noexcept {
+    const auto entry =
+        std::find_if(m_requests.begin(), m_requests.end(),
+                     [handle](const P<CNetRequest>& request) { return request->getHandle() == handle; });
+    return entry == m_requests.end() ? -1 : static_cast<int>(entry - m_requests.begin());
+}
+
+}  // namespace vexil

@@ -1,0 +1,142 @@
+#include "vexil/async/AsyncNetRequestThread.h"
+
+#include "vexil/async/AsyncNetRequestManager.h"
+#include "zet/Log.h"
+#include "zet/WakeUp.h"
+
+#include <cassert>
+
+namespace vexil {
+
+namespace {
+
+constexpr int maxPassWait = 100;   // milliseconds
+constexpr int removalSlice = 250;  // milliseconds
+
+}  // namespace
+
+CAsyncNetRequestThread::IProgressHandler::~IProgressHandler() = default;
+
+/// A removal on its way to the worker, and the answer on its way back.
+class CAsyncNetRequestThread::CRemoveRequest : public virtual CBase {
+public:
+    /// \param request  null for all
+    explicit CRemoveRequest(CNetRequest* request) : m_request(request) {}
+
+    /// On the worker. The request is let go before whoever waits is told, who may then destroy it.
+    void carryOut(CAsyncNetRequestManager& manager) {
+        if (const P<CNetRequest> request = std::move(m_request)) {
+            m_result = manager.removeRequest(request);
+        } else {
+            manager.removeAllRequests();
+            m_result = true;
+        }
+        m_done.set();
+    }
+
+    /// Waits at most so many milliseconds. Tells whether it is carried out.
+    bool wait(int milliseconds) { return m_done.wait(milliseconds); }
+    /// Once it is carried out.
+    bool getResult() const noexcept { return m_result; }
+
+private:
+    P<CNetRequest> m_request;
+    zet::CSignal m_done;
+    bool m_result = false;
+};
+
+CAsyncNetRequestThread::CAsyncNetRequestThread(IProgressHandler* handler)
+    : CThread(nullptr, true), m_progressHandler(handler), m_wakeUp(new zet::CWakeUp) {
+    setThreadName("vexil.asyncNetRequest");
+}
+
+CAsyncNetRequestThread::~CAsyncNetRequestThread() {
+    assert(!isAlive() || getCurrentID() != getID());
+    try {
+        stop(true);
+    } catch (const std::exception& error) {
+        zet::onExceptionInDestructorIgnored("vexil::CAsyncNetRequestThread", &error);
+    } catch (...) {
+        zet::onExceptionInDestructorIgnored("vexil::CAsyncNetRequestThread", nullptr);
+    }
+}
+
+void CAsyncNetRequestThread::addRequest(CNetRequest* request) {
+    if (!request) {
+        throw CInvalidArgError("CAsyncNetRequestThread::addRequest", "request must not be null");
+    }
+    {
+        const zet::CMutexLock lock(m_addMutex);
+        m_addQueue.emplace_back(request);
+    }
+    m_wakeUp->wake();
+}
+
+bool CAsyncNetRequestThread::removeRequest(CNetRequest* request) {
+    const P<CRemoveRequest> order = new CRemoveRequest(request);
+    {
+        const zet::CMutexLock lock(m_removeMutex);
+        m_removeQueue.push_back(order);
+    }
+    m_wakeUp->wake();
+    if (getCurrentID() == getID()) {
+        return false;
+    }
+    while (isAlive()) {
+        if (order->wait(removalSlice)) {
+            return order->getResult();
+        }
+    }
+    // The worker's last pass may have carried it out.
+    return order->wait(0) && order->getResult();
+}
+
+void CAsyncNetRequestThread::removeAllRequests() {
+    removeRequest(nullptr);
+}
+
+void CAsyncNetRequestThread::runImpl() {
+    CAsyncNetRequestManager manager(m_wakeUp);
+    while (checkContinue()) {
+        processAddRequests(manager);
+        processRemoveRequests(manager);
+        manager.waitForEvents(maxPassWait);
+        handleManagerEvents(manager);
+        if (m_progressHandler) {
+            m_progressHandler->onProgress();
+        }
+    }
+    onThreadExit();
+}
+
+void CAsyncNetRequestThread::onThreadExit() {}
+
+void CAsyncNetRequestThread::handleManagerEvents(CAsyncNetRequestManager& manager) {
+    manager.handleEvents(nullptr);
+}
+
+void CAsyncNetRequestThread::onStopRequested() {
+    m_wakeUp->wake();
+}
+
+void CAsyncNetRequestThread::processAddRequests(CAsyncNetRequestManager& manager) {
+    const zet::CMutexLock lock(m_addMutex);
+    while (!m_addQueue.empty()) {
+        const auto index = m_addQueue.size() - 1;
+        const P<CNetRequest> request = m_addQueue[index];
+        manager.addRequest(request);
+        // Dropped only now; a source that is rewound may have added another one behind it.
+        m_addQueue.erase(m_addQueue.begin() + static_cast<std::ptrdiff_t>(index));
+    }
+}
+
+void CAsyncNetRequestThread::processRemoveRequests(CAsyncNetRequestManager& manager) {
+    const zet::CMutexLock lock(m_removeMutex);
+    while (!m_removeQueue.empty()) {
+        const P<CRemoveRequest> order = m_removeQueue.back();
+        m_removeQueue.pop_back();
+        order->carryOut(manager);
+    }
+}
+
+}  // namespace vexil
