@@ -227,12 +227,15 @@ TEST_F(NetRequestAsync, AnotherThreadMayPollAndAskForTheResult) {
     EXPECT_FALSE(request->waitAsyncDone(0));
     request->checkAsyncResult();
     peer.release();
-    while (!request->isAsyncDone()) {
-        // It may end between the two questions.
-        thrownBy<OwnError>([&] { request->checkAsyncResult(); });
-        std::this_thread::yield();
-    }
-    EXPECT_TRUE(thrownBy<OwnError>([&] { request->checkAsyncResult(); }));
+    const auto checkUntilDone = [this] {
+        while (!request->isAsyncDone()) {
+            // It may end between the two questions: then this throws.
+            request->checkAsyncResult();
+            std::this_thread::yield();
+        }
+        request->checkAsyncResult();
+    };
+    EXPECT_TRUE(thrownBy<OwnError>(checkUntilDone));
     driver.join();
 }
 
