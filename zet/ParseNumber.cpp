@@ -2,6 +2,7 @@
 
 #include "zet/Error.h"
 
+#include <charconv>
 #include <limits>
 #include <optional>
 
@@ -45,6 +46,24 @@ int64 parseInt64Strictly(const String& text, bool allowWhiteSpace) {
 
 int64 parseInt64(const String& text, int64 defaultValue) noexcept {
     return parse(text.view()).value_or(defaultValue);
+}
+
+double parseSimpleDouble(const String& text, double defaultValue) {
+    std::string digits = text.toUTF8();
+    if (digits.starts_with('+')) {
+        digits.erase(0, 1);
+        if (digits.starts_with('-')) {
+            return defaultValue;
+        }
+    }
+    if (digits.find_first_not_of("0123456789.-") != std::string::npos) {
+        // Else "inf" and "nan" would pass.
+        return defaultValue;
+    }
+    double value = 0;
+    const char* const end = digits.data() + digits.size();
+    const auto [last, error] = std::from_chars(digits.data(), end, value, std::chars_format::fixed);
+    return error == std::errc() && last == end ? value : defaultValue;
 }
 
 }  // namespace zet

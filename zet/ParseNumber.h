@@ -23,4 +23,8 @@ int64 parseInt64(const String& text, Flag allowWhiteSpace) {
 /// Reads a whole decimal number with an optional sign; `defaultValue` for anything else. Never throws.
 ZET_API int64 parseInt64(const String& text, int64 defaultValue) noexcept;
 
+/// Reads a decimal number with an optional sign, a point as its decimal separator whatever the locale, and no exponent
+/// ("12", "-1.25", ".5"); `defaultValue` for anything else and for numbers too large. Any number of digits.
+ZET_API double parseSimpleDouble(const String& text, double defaultValue);
+
 }  // namespace zet

@@ -5,10 +5,14 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <cmath>
+#include <cstdlib>
 
 namespace zet {
 
 namespace {
+
+constexpr int maxTimeZone = 100 * 60;  // minutes
 
 String padded(int value, std::size_t digits) {
     std::wstring text(String::fromInt(value).view());
@@ -26,9 +30,19 @@ String nameOf(int number, int first, const std::array<const char*, Count>& names
     return names[static_cast<std::size_t>(number - first)];
 }
 
+std::optional<std::chrono::sys_days> toDay(int year, int month, int day) noexcept {
+    using namespace std::chrono;
+    if (year < 0 || year > 9999 || month < 1 || month > 12 || day < 1 || day > 31) {
+        return std::nullopt;
+    }
+    const year_month_day date(std::chrono::year(year), std::chrono::month(static_cast<unsigned>(month)),
+                              std::chrono::day(static_cast<unsigned>(day)));
+    return date.ok() ? std::optional(sys_days(date)) : std::nullopt;
+}
+
 }  // namespace
 
-CTimeFields::CTimeFields(const CTime& time, FieldType) {
+CTimeFields::CTimeFields(const CTime& time, FieldType) : m_timeZone(0) {
     using namespace std::chrono;
     if (!time.isSet()) {
         throw CError("Time is not set.");
@@ -53,8 +67,68 @@ CTimeFields::CTimeFields(const CTime& time, FieldType) {
     m_microsecond = static_cast<int>(clock.subseconds().count());
 }
 
+void CTimeFields::setDate(int year, int month, int day, int weekDay) noexcept {
+    m_year = year;
+    m_month = month;
+    m_day = day;
+    m_weekDay = weekDay;
+}
+
+void CTimeFields::setTime(int hour, int minute, int second) noexcept {
+    m_hour = hour;
+    m_minute = minute;
+    m_second = second;
+    m_microsecond = 0;
+}
+
+void CTimeFields::setFractSecond(double fraction) noexcept {
+    constexpr int microsecondsPerSecond = 1000000;
+    // What is not a number is not greater than 0 either.
+    const double inRange = fraction > 0 ? std::min(fraction, 1.0) : 0.0;
+    m_microsecond =
+        std::min(static_cast<int>(std::lround(inRange * microsecondsPerSecond)), microsecondsPerSecond - 1);
+}
+
+void CTimeFields::setTimeZone(int minutes) {
+    if (minutes <= -maxTimeZone || minutes >= maxTimeZone) {
+        throw CError("Invalid date/time fields.");
+    }
+    m_timeZone = minutes;
+}
+
+bool CTimeFields::isClockTime() const noexcept {
+    return m_hour >= 0 && m_hour <= 23 && m_minute >= 0 && m_minute <= 59 && m_second >= 0 && m_second <= 60;
+}
+
+CTime CTimeFields::toTime() const noexcept {
+    using namespace std::chrono;
+    const auto day = toDay(m_year, m_month, m_day);
+    if (!day || !isClockTime()) {
+        return CTime();
+    }
+    const microseconds clock = hours(m_hour) + minutes(m_minute - m_timeZone.value_or(0)) +
+                               seconds(m_second) + microseconds(m_microsecond);
+    return CTime::fromMicroseconds((microseconds(day->time_since_epoch()) + clock).count());
+}
+
+int CTimeFields::getWeekDay() const noexcept {
+    if (m_weekDay != -1) {
+        return m_weekDay;
+    }
+    const auto day = toDay(m_year, m_month, m_day);
+    return day ? static_cast<int>(std::chrono::weekday(*day).c_encoding()) : -1;
+}
+
+String CTimeFields::getInternetTimeZoneString(const String& unknown) const {
+    if (!m_timeZone) {
+        return unknown;
+    }
+    const int minutes = std::abs(*m_timeZone);
+    return (*m_timeZone < 0 ? "-" : "+") + padded(minutes / 60, 2) + padded(minutes % 60, 2);
+}
+
 String CTimeFields::toInternetTimestamp() const {
-    return getEnglishWeekDayAbbrev(m_weekDay) + ", " + padded(m_day, 2) + " " +
+    return getEnglishWeekDayAbbrev(getWeekDay()) + ", " + padded(m_day, 2) + " " +
            getEnglishMonthAbbrev(m_month) + " " + padded(m_year, 4) + " " + padded(m_hour, 2) + ":" +
            padded(m_minute, 2) + ":" + padded(m_second, 2) + " GMT";
 }

@@ -3,7 +3,8 @@
 #include "sigil/Base64.h"
 #include "sigil/Digest.h"
 #include "sigil/HMAC.h"
-#include "vexil/s3/HeaderText.h"
+#include "vexil/net/LineEnd.h"
+#include "vexil/net/RequestSetupCall.h"
 #include "vexil/s3/S3BaseURL.h"
 #include "zet/Thread.h"
 #include "zet/TimeFields.h"
@@ -57,28 +58,8 @@ P<CNetHeaders> CS3Client::beginPrepareRequest(CNetRequest& request, const String
     headers->add("Date",
                  zet::CTimeFields(getCurrentTime(), zet::CTimeFields::FieldTypeUTC).toInternetTimestamp());
     request.setCustomHTTPHeaders(headers);
-    setUp(request, headers);
+    callRequestSetup(m_requestSetup, request, "CS3Client::setRequestSetup");
     return headers;
-}
-
-void CS3Client::setUp(CNetRequest& request, const CNetHeaders* headers) {
-    if (!m_requestSetup) {
-        return;
-    }
-    const String url = request.getURL();
-    // The hook may replace itself.
-    const P<INetRequestSetup> hook = m_requestSetup;
-    hook->setUp(request);
-    const auto refuse = [](bool isReplaced, const char* what) {
-        if (isReplaced) {
-            throw CInvalidArgError("CS3Client::setRequestSetup",
-                                   String("the set-up must not replace the ") + what);
-        }
-    };
-    refuse(request.getURL() != url, "URL");
-    refuse(request.getHTTPMethod() != "GET", "method");
-    refuse(request.getCustomHTTPHeaders().get() != headers, "header list");
-    refuse(!request.usesDefaultReceiveBuffer(), "receive data sink");
 }
 
 void CS3Client::finishPrepareRequest(CNetRequest& request) {

@@ -302,7 +302,6 @@ private:
     };
 
     static void checkMemorySize(bool isInRange);
-    void setUp(CNetRequest& request, const CNetHeaders* headers);
     P<CNetHeaders> beginPrepareObjectRequest(CNetRequest& request, const String& bucket,
                                              const String& object);
     void beginPreparePut(CNetRequest& request, const String& bucket, const String& object,

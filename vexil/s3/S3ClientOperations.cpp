@@ -1,7 +1,7 @@
 #include "sigil/Base64.h"
 #include "sigil/Digest.h"
 #include "vexil/net/CURLError.h"
-#include "vexil/s3/HeaderText.h"
+#include "vexil/net/LineEnd.h"
 #include "vexil/s3/S3Client.h"
 #include "vexil/s3/S3CopyObjectResult.h"
 #include "vexil/s3/S3Error.h"

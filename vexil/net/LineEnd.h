@@ -6,7 +6,7 @@
 
 namespace vexil {
 
-/// Whether a text holds CR, LF or NUL, so that as a header's value it would begin another header or be cut.
+/// Whether a text holds CR, LF or NUL, so that in a header or a command it would begin another one or be cut.
 inline bool hasLineEnd(const zet::String& text) {
     return std::any_of(text.view().begin(), text.view().end(),
                        [](wchar_t c) { return c == L'\r' || c == L'\n' || c == L'\0'; });

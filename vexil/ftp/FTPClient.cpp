@@ -1,0 +1,336 @@
+#include "vexil/ftp/FTPClient.h"
+
+#include "vexil/net/LineEnd.h"
+#include "vexil/net/RequestSetupCall.h"
+#include "zet/MTRand.h"
+#include "zet/MemoryInStream.h"
+#include "zet/URI.h"
+
+#include <initializer_list>
+#include <string>
+
+namespace vexil {
+
+namespace {
+
+constexpr int maxLevels = 1000;
+
+void check(bool isWrong, const char* place, const char* what) {
+    if (isWrong) {
+        throw CInvalidArgError(place, String(what) + " must not contain CR, LF or NUL");
+    }
+}
+
+void setCommands(CNetRequest& request, std::initializer_list<String> commands) {
+    const P<CNetStringList> list = new CNetStringList;
+    for (const String& command : commands) {
+        list->add(command);
+    }
+    request.setFTPCustomPreCommands(list);
+}
+
+void setEmptyUpload(CNetRequest& request) {
+    request.setUpload(true);
+    request.setSendDataStream(new zet::CMemoryInStream(nullptr, 0));
+}
+
+String makeDummyPath(const String& directory) {
+    const zet::CMutexLock lock(zet::CMTRand::getGlobalInstanceMutex());
+    return directory + "/__dummy" + String(std::to_wstring(zet::CMTRand::getGlobal()->rand64()));
+}
+
+bool isHexDigit(wchar_t c) {
+    return (c >= L'0' && c <= L'9') || (c >= L'a' && c <= L'f') || (c >= L'A' && c <= L'F');
+}
+
+/// Whether a name means another one, or none, where it is URL text.
+bool isChangedByURL(const String& name) {
+    if (name.view().find_first_of(L" \t#?") != std::wstring_view::npos ||
+        name.find(";type=") != String::npos) {
+        return true;
+    }
+    for (std::size_t i = name.find(L'%'); i != String::npos; i = name.find(L'%', i + 1)) {
+        // Behind the end is a NUL.
+        if (isHexDigit(name[i + 1]) && isHexDigit(name[i + 2])) {
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
+CFTPClient::CFTPClient(const String& host, const String& userName, const String& password,
+                       ConnectType connectType)
+    : m_host(host), m_userName(userName), m_password(password), m_connectType(connectType) {}
+
+CFTPClient::~CFTPClient() = default;
+
+String CFTPClient::cwdTypeToString(CWDType type) {
+    switch (type) {
+    case CWDInvalid:
+        return "CWDInvalid";
+    case CWDSteps:
+        return "CWDSteps";
+    case CWDDirect:
+        return "CWDDirect";
+    case CWDNone:
+        return "CWDNone";
+    }
+    throw CError("Unknown CWDType: " + String::fromInt(type));
+}
+
+// ---- beginning of a preparation --------------------------------------------------------------------------
+
+void CFTPClient::checkLogin(const char* place) const {
+    check(hasLineEnd(m_host), place, "host");
+    check(hasLineEnd(m_userName), place, "user name");
+    check(hasLineEnd(m_password), place, "password");
+}
+
+void CFTPClient::checkPath(const char* place, const String& path) const {
+    check(hasLineEnd(path), place, "path");
+    if (m_pathEncoding == PathPercentEncode && !path.startsWith("/")) {
+        throw CInvalidArgError(place, "path must begin with '/'");
+    }
+    checkLogin(place);
+}
+
+String CFTPClient::toURLPath(const String& path) const {
+    // The first "/" only ends the host (RFC 1738, 3.2.2): the path from the root needs one of its own.
+    return m_pathEncoding == PathPercentEncode ? "/" + zet::CURI::escape(path, true, "/") : path;
+}
+
+void CFTPClient::beginPrepareRequest(CNetRequest& request, const String& path, bool createMissingDirs) {
+    request.reset();
+    request.setURL((m_connectType == ConnectImplicitTLS ? "ftps://" : "ftp://") + m_host + path);
+    request.setUserName(m_userName);
+    request.setUserPassword(m_password);
+    if (m_connectType == ConnectExplicitTLS) {
+        request.setFTPUseSSL(CURLUSESSL_ALL);
+    }
+    const CWDType byNeed = createMissingDirs ? CWDSteps : CWDNone;
+    switch (m_overrideCWDType == CWDInvalid ? byNeed : m_overrideCWDType) {
+    case CWDSteps:
+        request.setFTPFileMethod(CURLFTPMETHOD_MULTICWD);
+        break;
+    case CWDDirect:
+        request.setFTPFileMethod(CURLFTPMETHOD_SINGLECWD);
+        break;
+    case CWDNone:
+        request.setFTPFileMethod(CURLFTPMETHOD_NOCWD);
+        break;
+    default:
+        break;  // libcurl's own
+    }
+    request.setFTPCreateMissingDirs(createMissingDirs ? CURLFTP_CREATE_DIR_RETRY : CURLFTP_CREATE_DIR_NONE);
+    if (m_pathEncoding == PathPercentEncode) {
+        // Commands are not normalised either.
+        request.setOptionInt(CURLOPT_PATH_AS_IS, 1);
+    }
+    request.setOptionInt(CURLOPT_HTTPPROXYTUNNEL, 1);
+    callRequestSetup(m_requestSetup, request, "CFTPClient::setRequestSetup");
+}
+
+void CFTPClient::prepareCommand(const char* place, CNetRequest& request, const char* command,
+                                const String& path) {
+    checkPath(place, path);
+    beginPrepareRequest(request, "", false);
+    setCommands(request, {command + path});
+    request.setOptionInt(CURLOPT_NOBODY, 1);
+}
+
+// ---- files -----------------------------------------------------------------------------------------------
+
+void CFTPClient::prepareDownloadRequest(CNetRequest& request, const String& path, int64 offset,
+                                        int64 length) {
+    checkPath("CFTPClient::prepareDownloadRequest", path);
+    beginPrepareRequest(request, toURLPath(path), false);
+    if (offset != 0 || length != -1) {
+        request.setRange(offset, length);
+    }
+}
+
+void CFTPClient::prepareUpload(const char* place, CNetRequest& request, const String& path,
+                               bool createMissingDirs) {
+    checkPath(place, path);
+    beginPrepareRequest(request, toURLPath(path), createMissingDirs);
+    request.setUpload(true);
+}
+
+void CFTPClient::prepareUploadRequest(CNetRequest& request, const String& path, const void* data, int size,
+                                      bool createMissingDirs) {
+    static constexpr char place[] = "CFTPClient::prepareUploadRequest";
+    if (size < 0) {
+        throw CInvalidArgError(place, "size must not be negative");
+    }
+    if (!data && size > 0) {
+        throw CInvalidArgError(place, "data must not be null");
+    }
+    prepareUpload(place, request, path, createMissingDirs);
+    request.setSendDataStream(new zet::CMemoryInStream(data, size));
+    request.setSendDataSize(size);
+}
+
+void CFTPClient::prepareUploadRequest(CNetRequest& request, const String& path, zet::IInStream* data,
+                                      int64 size, bool createMissingDirs) {
+    static constexpr char place[] = "CFTPClient::prepareUploadRequest";
+    if (!data) {
+        throw CInvalidArgError(place, "data stream must not be null");
+    }
+    if (size < 0) {
+        throw CInvalidArgError(place, "size must not be negative");
+    }
+    prepareUpload(place, request, path, createMissingDirs);
+    request.setSendDataStream(data);
+    request.setSendDataSize(size);
+}
+
+void CFTPClient::checkMemorySize(bool isInRange) {
+    if (!isInRange) {
+        throw CInvalidArgError("CFTPClient::prepareUploadRequest",
+                               "size must be 0 to 2147483647 bytes; upload more from a stream");
+    }
+}
+
+void CFTPClient::prepareDeleteFileRequest(CNetRequest& request, const String& path) {
+    prepareCommand("CFTPClient::prepareDeleteFileRequest", request, "DELE ", path);
+}
+
+void CFTPClient::deleteFile(CNetRequest& request, const String& path) {
+    prepareDeleteFileRequest(request, path);
+    request.perform();
+}
+
+void CFTPClient::prepareMove(CNetRequest& request, const String& from, const String& to) {
+    beginPrepareRequest(request, "", false);
+    setCommands(request, {"RNFR " + from, "RNTO " + to});
+    request.setOptionInt(CURLOPT_NOBODY, 1);
+}
+
+void CFTPClient::prepareMoveFileRequest(CNetRequest& request, const String& from, const String& to,
+                                        bool createMissingDirs) {
+    checkPath("CFTPClient::prepareMoveFileRequest", from);
+    checkPath("CFTPClient::prepareMoveFileRequest", to);
+    if (!createMissingDirs) {
+        prepareMove(request, from, to);
+        return;
+    }
+    // libcurl creates directories for uploads only; this one appends nothing to the file that has just arrived.
+    beginPrepareRequest(request, toURLPath(to), true);
+    setCommands(request, {"RNFR " + from, "RNTO " + to});
+    setEmptyUpload(request);
+    request.setOptionInt(CURLOPT_APPEND, 1);
+}
+
+void CFTPClient::prepareMoveDirRequest(CNetRequest& request, const String& from, const String& to,
+                                       bool createMissingDirs) {
+    checkPath("CFTPClient::prepareMoveDirRequest", from);
+    checkPath("CFTPClient::prepareMoveDirRequest", to);
+    if (!createMissingDirs) {
+        prepareMove(request, from, to);
+        return;
+    }
+    // A directory cannot be uploaded, but a file in it can.
+    const String dummyPath = makeDummyPath(to);
+    beginPrepareRequest(request, toURLPath(dummyPath), true);
+    setCommands(request, {"RNFR " + from, "RNTO " + to});
+    setEmptyUpload(request);
+    const P<CNetStringList> postCommands = new CNetStringList;
+    postCommands->add("DELE " + dummyPath);
+    request.setFTPCustomPostCommands(postCommands);
+}
+
+// ---- directories -----------------------------------------------------------------------------------------
+
+void CFTPClient::prepareListDirRequest(CNetRequest& request, const String& path) {
+    checkPath("CFTPClient::prepareListDirRequest", path);
+    // By its end libcurl knows a directory.
+    beginPrepareRequest(request, toURLPath(path.endsWith("/") ? path : path + "/"), false);
+    request.setFTPListOverrideCommand("MLSD");
+}
+
+P<CFTPListDirResult> CFTPClient::listDir(CNetRequest& request, const String& path) {
+    prepareListDirRequest(request, path);
+    request.perform();
+    return new CFTPListDirResult(*request.getDefaultReceiveBuffer());
+}
+
+void CFTPClient::prepareGetInfoRequest(CNetRequest& request, const String& path) {
+    prepareCommand("CFTPClient::prepareGetInfoRequest", request, "MLST ", path);
+}
+
+void CFTPClient::prepareVerifyExistsRequest(CNetRequest& request, const String& path) {
+    prepareCommand("CFTPClient::prepareVerifyExistsRequest", request, "MLST ", path);
+}
+
+void CFTPClient::prepareCreateDirRequest(CNetRequest& request, const String& path, bool createParents) {
+    static constexpr char place[] = "CFTPClient::prepareCreateDirRequest";
+    if (!createParents) {
+        prepareCommand(place, request, "MKD ", path);
+        return;
+    }
+    checkPath(place, path);
+    beginPrepareRequest(request, toURLPath(path.endsWith("/") ? path : path + "/"), true);
+    setCommands(request, {"MKD " + path});
+}
+
+void CFTPClient::createDir(CNetRequest& request, const String& path, bool createParents) {
+    prepareCreateDirRequest(request, path, createParents);
+    request.perform();
+}
+
+void CFTPClient::prepareRemoveDirRequest(CNetRequest& request, const String& path) {
+    prepareCommand("CFTPClient::prepareRemoveDirRequest", request, "RMD ", path);
+}
+
+void CFTPClient::removeDir(CNetRequest& request, const String& path) {
+    prepareRemoveDirRequest(request, path);
+    request.perform();
+}
+
+void CFTPClient::deleteDirWithAllContents(CNetRequest& request, const String& path) {
+    deleteDir(request, path, 1);
+}
+
+void CFTPClient::deleteDir(CNetRequest& request, const String& path, int level) {
+    if (level > maxLevels) {
+        throw CError("The FTP directory '" + path + "' lies more than " + String::fromInt(maxLevels) +
+                     " levels deep.");
+    }
+    const P<CFTPListDirResult> listing = listDir(request, path);
+    for (const P<CFTPDirEntry>& entry : listing->getEntries()) {
+        deleteEntry(request, path, *entry, level);
+    }
+    removeDir(request, path);
+}
+
+void CFTPClient::deleteEntry(CNetRequest& request, const String& directory, const CFTPDirEntry& entry,
+                             int level) {
+    // The directory itself and its parent are of neither type.
+    if (entry.getType() != zet::IFileInfoBase::TypeFile &&
+        entry.getType() != zet::IFileInfoBase::TypeDirectory) {
+        return;
+    }
+    checkName(directory, entry);
+    const String path = directory + "/" + entry.getName();
+    if (entry.getType() == zet::IFileInfoBase::TypeFile) {
+        deleteFile(request, path);
+    } else {
+        deleteDir(request, path, level + 1);
+    }
+}
+
+// A server, or who has a file there, could else lead the walk to other places.
+void CFTPClient::checkName(const String& directory, const CFTPDirEntry& entry) const {
+    const String name = entry.getName();
+    const bool isMisleading =
+        name.isEmpty() || name == "." || name == ".." || name.find(L'/') != String::npos || hasLineEnd(name);
+    const bool goesIntoURL =
+        m_pathEncoding == PathVerbatim && entry.getType() == zet::IFileInfoBase::TypeDirectory;
+    if (isMisleading || (goesIntoURL && isChangedByURL(name))) {
+        throw CError("Invalid name in FTP directory '" + directory + "': '" + name + "'");
+    }
+}
+
+}  // namespace vexil

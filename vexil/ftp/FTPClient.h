@@ -1,0 +1,226 @@
+#pragma once
+
+#include "vexil/BaseTypes.h"
+#include "vexil/Export.h"
+#include "vexil/ftp/FTPListDirResult.h"
+#include "vexil/net/NetRequest.h"
+#include "vexil/net/NetRequestSetup.h"
+#include "zet/InStream.h"
+
+#include <concepts>
+#include <utility>
+
+namespace vexil {
+
+/// Client for the files of an FTP server (RFC 959, RFC 3659), in plain, or over TLS (RFC 4217).
+///
+/// Each `prepare...Request` only configures a request of the caller's; the other operations prepare and perform it.
+/// Both begin with CNetRequest::reset(): whatever else a request shall have is set after a preparation or in the
+/// hook of setRequestSetup(). The client has no connection of its own: the request keeps it for the next operation.
+///
+/// Paths are server paths that begin with "/". By default they are pasted into URLs and commands as they are: in URLs
+/// (download, upload, listing, creation with parents, moves that create directories) they then count from the login
+/// directory and are URL text, in which "%", "#", "?", ";type=" and blanks have their own meaning; in commands they
+/// are absolute and plain. With setPathEncoding(PathPercentEncode) one plain path means the same file everywhere.
+///
+/// Thread safety: may be shared between threads while no setter is called; a request may not. Copies share the
+/// hook only.
+///
+/// Lifetime: a request keeps a reference to the stream that a preparation gives it until it is reset. Memory to be
+/// uploaded must stay as it is until the transfer has ended.
+///
+/// Errors: CInvalidArgError, before the request is touched and with the preparing member as its place, for a path,
+/// host, user name or password that holds CR, LF or NUL, which would begin a further command. Everything else is
+/// CNetRequest::perform()'s: a CCURLError with the server's reply code (RFC 959, 4.2). The connection may break after
+/// the server has done what it was told and before it says so: behind an error nothing is known about the last step.
+///
+/// A failed command also ends the connection; the next operation logs in again.
+///
+/// \code
+/// CNetRequest request;
+/// CFTPClient client("ftp.example.com", "user", "secret", CFTPClient::ConnectExplicitTLS);
+/// client.setPathEncoding(CFTPClient::PathPercentEncode);
+/// P<CFTPListDirResult> listing = client.listDir(request, "/reports");
+/// client.prepareDownloadRequest(request, "/reports/2026 #1.pdf", 0, -1);
+/// request.perform();
+/// \endcode
+class VEXIL_API CFTPClient : public virtual CBase {
+public:
+    /// Security of the connections. Any other value is taken for ConnectPlain.
+    enum ConnectType : int {
+        ConnectPlain = 0,        ///< none: the password is readable on the way
+        ConnectExplicitTLS = 1,  ///< port 21, upgraded; fails where the server refuses it (CURLUSESSL_ALL)
+        ConnectImplicitTLS = 2,  ///< "ftps://": TLS from the first byte, port 990
+    };
+
+    /// How libcurl reaches a directory (CURLOPT_FTP_FILEMETHOD).
+    enum CWDType : int {
+        CWDInvalid = -1,  ///< no override
+        CWDSteps = 0,     ///< a CWD for each part of the path; the only one that can create directories
+        CWDDirect = 1,    ///< one CWD to the directory
+        CWDNone = 2,      ///< no CWD, the whole path in the command
+    };
+
+    /// What paths are.
+    enum PathEncoding : int {
+        PathVerbatim = 0,       ///< URL text where they stand in a URL, plain in commands
+        PathPercentEncode = 1,  ///< plain and absolute everywhere
+    };
+
+    // ---- life and settings -------------------------------------------------------------------------------
+
+    /// \param host  name or address, perhaps with ":" and a port; pasted into URLs as it is
+    CFTPClient(const String& host, const String& userName, const String& password, ConnectType connectType);
+    CFTPClient(const CFTPClient&) = default;
+    CFTPClient(CFTPClient&&) = default;
+    CFTPClient& operator=(const CFTPClient&) = default;
+    CFTPClient& operator=(CFTPClient&&) = default;
+    ~CFTPClient() override;
+
+    /// The name of a value, such as "CWDSteps".
+    /// \throws CError "Unknown CWDType: ..." for another number
+    static String cwdTypeToString(CWDType type);
+
+    /// Reaches directories this way in all later requests; CWDInvalid, the default, for CWDSteps where missing
+    /// directories are created and CWDNone elsewhere. Others than CWDSteps create no directory: the operation
+    /// then fails, on some servers silently.
+    void setOverrideCWDType(CWDType type) { m_overrideCWDType = type; }
+    /// Default PathVerbatim. With PathPercentEncode a path that does not begin with "/" is a CInvalidArgError,
+    /// names may hold everything but "/", CR, LF and NUL (and in URLs no other control character: libcurl's
+    /// code 3), and "." and ".." go to the server as they are.
+    void setPathEncoding(PathEncoding encoding) { m_pathEncoding = encoding; }
+    /// A hook that is called at the end of every preparation's common beginning; a reference is kept. Null, the
+    /// default, for none. It may undo CURLOPT_HTTPPROXYTUNNEL, which is set because an HTTP proxy without a
+    /// tunnel answers for the server.
+    ///
+    /// A preparation throws a CInvalidArgError with the place "CFTPClient::setRequestSetup" when the hook has
+    /// replaced URL, method, header list or receive data sink.
+    void setRequestSetup(INetRequestSetup* setup) { m_requestSetup = setup; }
+
+    // ---- files -------------------------------------------------------------------------------------------
+
+    /// Reads a file, or a range of it (RETR, behind REST; CURLOPT_RANGE).
+    /// \param offset  first byte, from 0
+    /// \param length  bytes; -1 for all from `offset` on. The numbers are not checked: with 0 nothing is asked for
+    void prepareDownloadRequest(CNetRequest& request, const String& path, int64 offset, int64 length);
+
+    /// @{
+
+    /// Stores a file and replaces what was there (STOR). A transfer that breaks leaves the beginning of it.
+    /// \param data               stays as it is until the transfer ends; null only where `size` is 0
+    /// \param size               bytes; a stream must hold exactly so many from its position on, or the transfer fails
+    ///                           with code 18 and leaves a file
+    /// \param createMissingDirs  create the directories that the path names and that are not there (MKD)
+    void prepareUploadRequest(CNetRequest& request, const String& path, const void* data, int size,
+                              bool createMissingDirs);
+    void prepareUploadRequest(CNetRequest& request, const String& path, zet::IInStream* data, int64 size,
+                              bool createMissingDirs);
+    /// @}
+
+    /// @{
+
+    /// The same for sizes of other types.
+    /// \throws CInvalidArgError for a size beyond the 2147483647 bytes that an upload from memory takes
+    template <std::integral Size>
+    void prepareUploadRequest(CNetRequest& request, const String& path, const void* data, Size size,
+                              bool createMissingDirs) {
+        checkMemorySize(std::in_range<int>(size));
+        prepareUploadRequest(request, path, data, static_cast<int>(size), createMissingDirs);
+    }
+    template <std::integral Size>
+    void prepareUploadRequest(CNetRequest& request, const String& path, zet::IInStream* data, Size size,
+                              bool createMissingDirs) {
+        prepareUploadRequest(request, path, data, static_cast<int64>(size), createMissingDirs);
+    }
+    /// @}
+
+    /// @{
+
+    /// Deletes a file (DELE).
+    void prepareDeleteFileRequest(CNetRequest& request, const String& path);
+    void deleteFile(CNetRequest& request, const String& path);
+    /// @}
+
+    /// @{
+
+    /// Moves or renames (RNFR, RNTO). Between the two commands nothing has moved; after a break behind the second
+    /// it may have.
+    ///
+    /// With `createMissingDirs` the directories of the target are created first. A moved file is then appended
+    /// nothing to (APPE), which some servers refuse after they have moved it: code 25. Into a moved directory a
+    /// file "__dummy" with a number is stored and deleted again, for which the server must let a directory be
+    /// renamed onto the one that was just created.
+    void prepareMoveFileRequest(CNetRequest& request, const String& from, const String& to,
+                                bool createMissingDirs);
+    void prepareMoveDirRequest(CNetRequest& request, const String& from, const String& to,
+                               bool createMissingDirs);
+    /// @}
+
+    // ---- directories -------------------------------------------------------------------------------------
+
+    /// @{
+
+    /// Lists a directory (MLSD), into the request's receive buffer.
+    void prepareListDirRequest(CNetRequest& request, const String& path);
+    P<CFTPListDirResult> listDir(CNetRequest& request, const String& path);
+    /// @}
+
+    /// Asks for one entry (MLST): CFTPGetInfoResult reads the answer out of CNetRequest::getResponseInfo().
+    void prepareGetInfoRequest(CNetRequest& request, const String& path);
+    /// The same, to learn whether there is such an entry: a missing one is code 21 with the reply code 550.
+    void prepareVerifyExistsRequest(CNetRequest& request, const String& path);
+
+    /// @{
+
+    /// Makes a directory.
+    /// \param createParents  create those above it as well, with a success where all are there already. What the
+    ///                       directory holds is then listed into the request's receive buffer. False: MKD
+    void prepareCreateDirRequest(CNetRequest& request, const String& path, bool createParents);
+    void createDir(CNetRequest& request, const String& path, bool createParents);
+    /// @}
+
+    /// @{
+
+    /// Removes an empty directory (RMD).
+    void prepareRemoveDirRequest(CNetRequest& request, const String& path);
+    void removeDir(CNetRequest& request, const String& path);
+    /// @}
+
+    /// Deletes a directory with all below it: of each directory first what it holds, in the order of its listing, then
+    /// itself. The first failure ends it; what was deleted stays deleted. Entries of unknown type (links) are passed
+    /// over, so that the directory that holds them cannot be removed. A link that the server lists as a directory is
+    /// followed.
+    /// \throws CError "Invalid name in FTP directory '...': '...'", before the entry is touched, for a name that is
+    ///         empty, "." or "..", or holds "/", CR, LF or NUL. With PathVerbatim also for a directory's name that is
+    ///         not the same in a URL: one with a blank, TAB, "#", "?", "%" and two hexadecimal digits, ";type="
+    /// \throws CError for more than 1000 levels
+    void deleteDirWithAllContents(CNetRequest& request, const String& path);
+
+protected:
+    /// The common beginning of all preparations: resets the request and sets URL, login, TLS, how directories are
+    /// reached, and the hook's options.
+    /// \param path  goes behind the host as URL text; "" for the server itself
+    void beginPrepareRequest(CNetRequest& request, const String& path, bool createMissingDirs);
+
+private:
+    static void checkMemorySize(bool isInRange);
+    void checkLogin(const char* place) const;
+    void checkPath(const char* place, const String& path) const;
+    String toURLPath(const String& path) const;
+    void prepareUpload(const char* place, CNetRequest& request, const String& path, bool createMissingDirs);
+    void prepareCommand(const char* place, CNetRequest& request, const char* command, const String& path);
+    void prepareMove(CNetRequest& request, const String& from, const String& to);
+    void deleteDir(CNetRequest& request, const String& path, int level);
+    void deleteEntry(CNetRequest& request, const String& directory, const CFTPDirEntry& entry, int level);
+    void checkName(const String& directory, const CFTPDirEntry& entry) const;
+
+    String m_host;
+    String m_userName;
+    String m_password;
+    ConnectType m_connectType;
+    CWDType m_overrideCWDType = CWDInvalid;
+    PathEncoding m_pathEncoding = PathVerbatim;
+    P<INetRequestSetup> m_requestSetup;
+};
+
+}  // namespace vexil

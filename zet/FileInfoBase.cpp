@@ -1,0 +1,7 @@
+#include "zet/FileInfoBase.h"
+
+namespace zet {
+
+IFileInfoBase::~IFileInfoBase() = default;
+
+}  // namespace zet
