@@ -170,15 +170,22 @@ void CAsyncNetRequestManager::waitBySelect(int timeoutMs) {
 
 // select() knows no descriptors from FD_SETSIZE on, and libcurl leaves them out silently.
 void CAsyncNetRequestManager::waitByPoll(int timeoutMs) {
-    int wait = getWaitTime(timeoutMs);
-    if (wait > maxWaitWithoutSockets && !hasSockets()) {
-        wait = maxWaitWithoutSockets;
+    const int wait = getWaitTime(timeoutMs);
+    const int firstWait = std::min(wait, maxWaitWithoutSockets);
+    // Whether there are sockets takes a look at every transfer, so it is asked only where it makes a difference.
+    if (!poll(firstWait) && wait > firstWait && hasSockets()) {
+        poll(wait - firstWait);
     }
+}
+
+bool CAsyncNetRequestManager::poll(int milliseconds) {
     curl_waitfd wakeUp{static_cast<curl_socket_t>(m_wakeUp->getDescriptor()), CURL_WAIT_POLLIN, 0};
-    check(curl_multi_poll(m_multi.get(), &wakeUp, 1, wait, nullptr));
+    int ready = 0;
+    check(curl_multi_poll(m_multi.get(), &wakeUp, 1, milliseconds, &ready));
     if (wakeUp.revents != 0) {
         m_wakeUp->clear();
     }
+    return ready > 0;
 }
 
 int CAsyncNetRequestManager::getWaitTime(int timeoutMs) {

@@ -92,6 +92,7 @@ private:
     bool usesPoll() const noexcept;
     void waitBySelect(int timeoutMs);
     void waitByPoll(int timeoutMs);
+    bool poll(int milliseconds);
     int getWaitTime(int timeoutMs);
     bool hasSockets();
 
