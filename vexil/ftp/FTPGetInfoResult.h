@@ -12,7 +12,7 @@ namespace vexil {
 /// \code
 /// client.prepareGetInfoRequest(request, "/docs/report.pdf");
 /// request.perform();
-/// const CFTPGetInfoResult result(*request.getResponseInfo());
+/// const CFTPGetInfoResult result(request.getResponseInfo());
 /// const int64 size = result.getInfo()->getSize();
 /// \endcode
 class VEXIL_API CFTPGetInfoResult : public virtual CBase {

@@ -64,6 +64,7 @@ void CNetRequest::reset() {
     m_customHTTPHeaders = nullptr;
     m_ftpPreCommands = nullptr;
     m_ftpPostCommands = nullptr;
+    m_mailRecipients = nullptr;
     m_dependencies.clear();
     resetForPerform();
     setDefaultOptions();

@@ -272,6 +272,8 @@ public:
     void setFTPCustomPostCommands(CNetStringList* commands);
     /// @}
 
+    /// CURLOPT_MAIL_RCPT: the recipients of a mail, one an entry; null, the default, for none.
+    void setMailRecipients(CNetStringList* recipients);
     /// @{
 
     /// Any libcurl option, by the type that libcurl documents for it: `long`, `curl_off_t`, pointer (which
@@ -310,6 +312,11 @@ public:
     /// All header or reply lines of the last transfer as they came, those of interim responses included, but
     /// for lines that could not be read.
     const CNetStringList& getResponseInfo() const { return *m_responseInfo; }
+    /// The last reply of the last transfer that has this code (FTP, SMTP), without its line ends, as it came; the lines
+    /// of a longer reply are joined with LF. "" when there was none. After a refused mail it is the refusal's text,
+    /// behind which the server was still said goodbye.
+    /// \param code  three digits, such as that of an error (CCURLError::getResponseCode())
+    String getResponseText(int code) const;
     /// Whether the header block of the last HTTP response was seen to its end (a line of CR LF alone), which
     /// perform() does not demand. Always true for other protocols.
     bool isResponseComplete() const noexcept { return !m_isHTTP || m_headerAssembler.isComplete(); }
@@ -467,6 +474,7 @@ private:
     P<CNetHeaders> m_customHTTPHeaders;
     P<CNetStringList> m_ftpPreCommands;
     P<CNetStringList> m_ftpPostCommands;
+    P<CNetStringList> m_mailRecipients;
     TList<P<IBase>> m_dependencies;
     CurlEasyHandle m_handle;
 

@@ -261,6 +261,10 @@ void CNetRequest::setFTPCustomPostCommands(CNetStringList* commands) {
     setStringListOption(CURLOPT_POSTQUOTE, m_ftpPostCommands, commands);
 }
 
+void CNetRequest::setMailRecipients(CNetStringList* recipients) {
+    setStringListOption(CURLOPT_MAIL_RCPT, m_mailRecipients, recipients);
+}
+
 void CNetRequest::setVerbose(bool on) {
     m_verbose = on;
     setOptionInt(CURLOPT_VERBOSE, on ? 1 : 0);

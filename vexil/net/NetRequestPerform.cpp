@@ -181,6 +181,23 @@ String CNetRequest::getLastResponseInfo() const {
     return last;
 }
 
+String CNetRequest::getResponseText(int code) const {
+    const String start = String::fromInt(code);
+    String text;
+    bool isOver = true;
+    for (const P<CNetStringList::CIterator> lines = m_responseInfo->createIterator(); lines->next();) {
+        const String line = lines->getEntry().trimmed();
+        const wchar_t separator = line.startsWith(start) ? line[start.length()] : L'x';
+        // The code alone is a whole reply; behind "-" further lines follow (RFC 5321, 4.2.1).
+        if (separator != L' ' && separator != L'-' && separator != L'\0') {
+            continue;
+        }
+        text = isOver ? line : text + "\n" + line;
+        isOver = separator != L'-';
+    }
+    return text;
+}
+
 String CNetRequest::urlEscape(const String& text) {
     const std::string utf8 = text.toUTF8();
     if (utf8.empty()) {

@@ -286,6 +286,10 @@ protected:
     virtual zet::CTime getCurrentTime() const;
     /// What happens between two tries. Default: the thread sleeps.
     virtual void waitBeforeRetry(int milliseconds);
+    /// Whether performRequest() tries again after this failure, which it logs in either case that another try could
+    /// succeed. For who performs prepared requests in another way.
+    /// \param tries  how often it was tried so far, from 1
+    bool logAndDecideRetry(const CError& error, int tries) const;
 
 private:
     // Copies get a digest of their own: two of them on different threads must not compute in the same one.
@@ -312,7 +316,6 @@ private:
     String calcContentMD5(const void* data, int size);
     String calcContentMD5(CNetRequest::IDataSource& source);
     String finishContentMD5();
-    bool logAndDecideRetry(const CError& error, int tries) const;
 
     String m_baseURL;
     COwnDigest m_md5;

@@ -1,0 +1,175 @@
+#include "vexil/mail/SMTPClient.h"
+
+#include "vexil/net/LineEnd.h"
+#include "vexil/net/RequestSetupCall.h"
+#include "zet/BufferStream.h"
+#include "zet/Log.h"
+
+#include <exception>
+#include <string>
+
+namespace vexil {
+
+namespace {
+
+void check(const String& text, const char* place, const char* what) {
+    if (hasLineEnd(text)) {
+        throw CInvalidArgError(place, String(what) + " must not contain CR, LF or NUL");
+    }
+}
+
+void setVerification(CNetRequest& request, bool verify) {
+    request.setSSLVerifyPeer(verify);
+    // Alone the other one would still compare the name with that in a certificate that nobody vouches for.
+    request.setOptionInt(CURLOPT_SSL_VERIFYHOST, verify ? 2 : 0);
+}
+
+String padded(int number, std::size_t digits) {
+    std::string text = std::to_string(number);
+    text.insert(0, text.size() < digits ? digits - text.size() : 0, '0');
+    return String::fromLatin1(text);
+}
+
+}  // namespace
+
+CSMTPClient::CSMTPClient(const CSMTPParams& params) : m_params(params) {
+    doInitialRequestInit(m_request, m_params);
+}
+
+CSMTPClient::~CSMTPClient() = default;
+
+void CSMTPClient::setVerifyCertificate(bool verify) {
+    setVerification(m_request, verify);
+    m_verifyCertificate = verify;
+}
+
+void CSMTPClient::setRootCertBundlePath(const TPathImpl<CWindowsPathTraits>& path) {
+    m_request.setRootCertBundlePath(path);
+    m_rootCertBundle = path;
+}
+
+void CSMTPClient::setRequestSetup(INetRequestSetup* setup) {
+    m_requestSetup = setup;
+    initRequest();
+}
+
+void CSMTPClient::initRequest() {
+    doInitialRequestInit(m_request, m_params);
+    if (m_verifyCertificate) {
+        setVerification(m_request, true);
+    }
+    if (!m_rootCertBundle.getText().isEmpty()) {
+        m_request.setRootCertBundlePath(m_rootCertBundle);
+    }
+    callRequestSetup(m_requestSetup, m_request, "CSMTPClient::setRequestSetup");
+}
+
+void CSMTPClient::doInitialRequestInit(CNetRequest& request, const CSMTPParams& params) {
+    static constexpr char place[] = "CSMTPClient::doInitialRequestInit";
+    check(params.getHost(), place, "host");
+    check(params.getLoginName(), place, "login name");
+    check(params.getLoginPassword(), place, "login password");
+    request.reset();
+    const char* const scheme = params.getConnectType() == CSMTPParams::ConnectSSL ? "smtps" : "smtp";
+    request.setURL(String(scheme) + "://" + params.getHost() + ":" + String::fromInt(params.getPort()));
+    if (!params.getLoginName().isEmpty()) {
+        request.setUserName(params.getLoginName());
+        request.setUserPassword(params.getLoginPassword());
+    }
+    if (params.getConnectType() == CSMTPParams::ConnectStartTLS) {
+        request.setOptionInt(CURLOPT_USE_SSL, CURLUSESSL_ALL);
+    }
+    setVerification(request, false);
+}
+
+void CSMTPClient::resetOptions(CNetRequest& request) {
+    request.setOptionInt(CURLOPT_CONNECT_ONLY, 0);
+    request.setOptionInt(CURLOPT_FORBID_REUSE, 0);
+    request.setUpload(false);
+    request.setOptionString(CURLOPT_MAIL_FROM, "");
+    request.setMailRecipients(nullptr);
+    request.setSendDataStream(new zet::CBufferStream);
+}
+
+void CSMTPClient::initRequestForSendMail(CNetRequest& request, const String& from,
+                                         const TArray<String>& recipients, zet::IInStream* message) {
+    static constexpr char place[] = "CSMTPClient::initRequestForSendMail";
+    check(from, place, "sender");
+    const P<CNetStringList> list = new CNetStringList;
+    for (const String& recipient : recipients) {
+        check(recipient, place, "recipient");
+        list->add(recipient);
+    }
+    if (!message) {
+        throw CInvalidArgError(place, "message must not be null");
+    }
+    if (recipients.empty()) {
+        zet::logWarning("A mail without recipients is sent to nobody.");
+    }
+    resetOptions(request);
+    request.setOptionInt(CURLOPT_CONNECT_ONLY, 0);
+    request.setOptionString(CURLOPT_MAIL_FROM, from);
+    request.setUpload(true);
+    request.setMailRecipients(list);
+    request.setSendDataStream(message);
+}
+
+void CSMTPClient::makeSendMailRequest(CNetRequest& request, const CSMTPParams& params, const String& from,
+                                      const TArray<String>& recipients, zet::IInStream* message) {
+    doInitialRequestInit(request, params);
+    initRequestForSendMail(request, from, recipients, message);
+}
+
+void CSMTPClient::sendMail(const String& from, const TArray<String>& recipients,
+                           const TBuffer<unsigned char>& message) {
+    const P<TBuffer<unsigned char>> copy = new TBuffer<unsigned char>(message);
+    const P<zet::CBufferStream> stream = new zet::CBufferStream(copy);
+    initRequestForSendMail(m_request, from, recipients, stream);
+    doPerform();
+}
+
+void CSMTPClient::sendMail(const String& from, const TArray<String>& recipients,
+                           const CMimeMessage& message) {
+    if (recipients.empty()) {
+        throw CInvalidArgError("CSMTPClient::sendMail", "recipients must not be empty");
+    }
+    const P<zet::CBufferStream> stream = new zet::CBufferStream;
+    message.store(*stream);
+    stream->seek(0);
+    initRequestForSendMail(m_request, from, recipients, stream);
+    doPerform();
+}
+
+void CSMTPClient::testConnection() {
+    resetOptions(m_request);
+    m_request.setOptionInt(CURLOPT_CONNECT_ONLY, 1);
+    // Else each test leaves its connection open, which no other operation can use.
+    m_request.setOptionInt(CURLOPT_FORBID_REUSE, 1);
+    m_request.setUpload(false);
+    doPerform();
+}
+
+void CSMTPClient::doPerform() {
+    try {
+        m_request.perform();
+    } catch (...) {
+        try {
+            resetOptions(m_request);
+        } catch (const std::exception& error) {
+            // The first error is the one that matters.
+            zet::logWarning(error, "The options of a failed mail could not be taken back.");
+        }
+        throw;
+    }
+    resetOptions(m_request);
+}
+
+String CSMTPClient::getDateHeaderString(const zet::CTimeFields& fields) {
+    return zet::CTimeFields::getEnglishWeekDayAbbrev(fields.getWeekDay()) + ", " +
+           String::fromInt(fields.getDay()) + " " +
+           zet::CTimeFields::getEnglishMonthAbbrev(fields.getMonth()) + " " + padded(fields.getYear(), 4) +
+           " " + padded(fields.getHour(), 2) + ":" + padded(fields.getMinute(), 2) + ":" +
+           padded(fields.getSecond(), 2) + " " + fields.getInternetTimeZoneString("+0000");
+}
+
+}  // namespace vexil

@@ -1,0 +1,98 @@
+#pragma once
+
+#include "vexil/BaseTypes.h"
+#include "vexil/Export.h"
+#include "vexil/mail/MimeMessage.h"
+#include "vexil/mail/SMTPParams.h"
+#include "vexil/net/NetRequest.h"
+#include "vexil/net/NetRequestSetup.h"
+#include "zet/InStream.h"
+#include "zet/TimeFields.h"
+
+namespace vexil {
+
+/// Sends mail through a server (RFC 5321), over a connection that is kept from one mail to the next.
+///
+/// By default the server's certificate is not checked: the connection is encrypted, but to whom is not known. See
+/// setVerifyCertificate().
+///
+/// Thread safety: one thread at a time; the static members may be used anywhere. Neither copied nor moved.
+///
+/// Errors: a CInvalidArgError for a host, login, sender or recipient that holds CR, LF or NUL, which would begin a
+/// further command. Everything else is CNetRequest::perform()'s: a CCURLError with the server's reply code
+/// (RFC 5321, 4.2). One refused recipient refuses the whole mail, with code 55; the refusal's text is
+/// `getResponseText(error.getResponseCode())` of the request, since the last reply is that to QUIT. When the
+/// connection breaks behind the last byte of a mail, the server may have taken it all the same.
+///
+/// A login is skipped silently where the server offers none.
+///
+/// \code
+/// CSMTPClient client(CSMTPParams("mail.example.com", 587, CSMTPParams::ConnectStartTLS, "user", "secret"));
+/// client.setVerifyCertificate(true);
+/// client.sendMail("backup@example.com", {"jo@example.com"}, message);
+/// \endcode
+class VEXIL_API CSMTPClient : public virtual CBase {
+public:
+    /// Copies the parameters and prepares the request; nothing is sent.
+    explicit CSMTPClient(const CSMTPParams& params);
+    CSMTPClient(const CSMTPClient&) = delete;
+    CSMTPClient& operator=(const CSMTPClient&) = delete;
+    ~CSMTPClient() override;
+
+    /// Whether the server's certificate and its name are checked (CURLOPT_SSL_VERIFYPEER,
+    /// CURLOPT_SSL_VERIFYHOST). Default false.
+    void setVerifyCertificate(bool verify);
+    /// The certificates to check against, in PEM form (CNetRequest::setRootCertBundlePath). Default libcurl's own.
+    void setRootCertBundlePath(const TPathImpl<CWindowsPathTraits>& path);
+    /// A hook for further options; a reference is kept. The request is initialised anew and the hook called at
+    /// once, and never again. Null, the default, for none.
+    /// \throws CInvalidArgError with the place "CSMTPClient::setRequestSetup" when it has replaced URL, method,
+    ///         header list or receive data sink
+    void setRequestSetup(INetRequestSetup* setup);
+
+    /// Sends a message. To an empty list of recipients nothing is sent, which is logged as a warning and is a
+    /// success.
+    /// \param from     the sender's address, "" for none (bounces)
+    /// \param message  header and body with line ends of CR LF, as CMimeMessage::store() writes them
+    void sendMail(const String& from, const TArray<String>& recipients,
+                  const TBuffer<unsigned char>& message);
+    /// Sends a message.
+    /// \throws CInvalidArgError for an empty list of recipients, too
+    void sendMail(const String& from, const TArray<String>& recipients, const CMimeMessage& message);
+    /// Connects, with TLS and login as for a mail, and hangs up.
+    void testConnection();
+    /// The replies of the last operation, and its figures.
+    const CNetRequest& getRequest() const noexcept { return m_request; }
+
+    /// Prepares a request of the caller's for a message, to be performed as one likes. It is reset before.
+    /// \param message  not null; read to its end. A reference is kept until the request is reset
+    static void makeSendMailRequest(CNetRequest& request, const CSMTPParams& params, const String& from,
+                                    const TArray<String>& recipients, zet::IInStream* message);
+
+    /// The value of a "Date" header (RFC 5322, 3.3): "Tue, 3 Mar 2020 07:05:09 +0100"; "+0000" where no time zone is
+    /// known.
+    /// \throws CError for fields that are no date
+    static String getDateHeaderString(const zet::CTimeFields& fields);
+
+protected:
+    /// Resets a request and sets server, login and security.
+    static void doInitialRequestInit(CNetRequest& request, const CSMTPParams& params);
+    /// Sets sender, recipients and message, of which the request keeps references.
+    static void initRequestForSendMail(CNetRequest& request, const String& from,
+                                       const TArray<String>& recipients, zet::IInStream* message);
+    /// Takes away what belongs to one mail or test.
+    static void resetOptions(CNetRequest& request);
+    /// Performs the request and takes away what belonged to it, whether it has failed or not.
+    void doPerform();
+
+private:
+    void initRequest();
+
+    const CSMTPParams m_params;
+    bool m_verifyCertificate = false;
+    TPathImpl<CWindowsPathTraits> m_rootCertBundle;
+    P<INetRequestSetup> m_requestSetup;
+    CNetRequest m_request;
+};
+
+}  // namespace vexil
