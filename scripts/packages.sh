@@ -4,7 +4,7 @@
 # Usage: scripts/packages.sh GROUP...
 #   build   compiler, build tools and the libraries that vexil stands on
 #   test    build, and what the tests use: test framework, real servers, documentation tools
-#   run     build, and the private S3 server
+#   run     build, and the private S3 and FTP servers
 #   bench   build, and what bench/measure.sh measures with
 #
 # Needs root or sudo only if something is missing.
@@ -15,7 +15,11 @@ readonly build_packages=(
     libcurl4-openssl-dev libssl-dev libwxgtk3.2-dev libcli11-dev ca-certificates help2man
 )
 readonly s3_server_packages=(ceph-mon ceph-osd ceph-common radosgw python3)
-readonly test_packages=(libgtest-dev libgmock-dev googletest libasio-dev nginx openssl python3 doxygen clang-format)
+readonly ftp_server_packages=(pure-ftpd openssl python3)
+readonly test_packages=(
+    libgtest-dev libgmock-dev googletest libasio-dev doxygen clang-format
+    nginx openssl python3 python3-pyftpdlib python3-openssl tinyproxy-bin
+)
 readonly bench_packages=(valgrind strace libasio-dev nginx openssl python3)
 
 readonly policy_file=/usr/sbin/policy-rc.d
@@ -32,8 +36,11 @@ packages_of_groups() {
     for group in "$@"; do
         case $group in
             build) printf '%s\n' "${build_packages[@]}" ;;
-            test) printf '%s\n' "${build_packages[@]}" "${s3_server_packages[@]}" "${test_packages[@]}" ;;
-            run) printf '%s\n' "${build_packages[@]}" "${s3_server_packages[@]}" ;;
+            test)
+                printf '%s\n' "${build_packages[@]}" "${s3_server_packages[@]}" "${ftp_server_packages[@]}" \
+                    "${test_packages[@]}"
+                ;;
+            run) printf '%s\n' "${build_packages[@]}" "${s3_server_packages[@]}" "${ftp_server_packages[@]}" ;;
             bench) printf '%s\n' "${build_packages[@]}" "${bench_packages[@]}" ;;
             *) fail "unknown group '$group'; the groups are: build test run bench" ;;
         esac
@@ -84,10 +91,11 @@ clean_up() {
     rm -f "$log"
 }
 
+# Debian's FTP servers exclude each other: one that the machine has already is not removed for ours.
 install_missing() {
     DEBIAN_FRONTEND=noninteractive NEEDRESTART_SUSPEND=1 \
         apt-get -o DPkg::Lock::Timeout=600 -o Dpkg::Options::=--force-confold \
-        install -y -q --no-install-recommends "${missing[@]}"
+        install -y -q --no-install-recommends --no-remove "${missing[@]}"
 }
 
 update_lists() {
