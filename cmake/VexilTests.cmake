@@ -1,8 +1,8 @@
-# vexil_add_test(NAME name SOURCES file... [LIBS target...] [LABELS label...] [SERVERS s3|nginx...])
+# vexil_add_test(NAME name SOURCES file... [LIBS target...] [LABELS label...] [SERVERS server...])
 #
 # One test program, one CTest test of the same name. Labels: unit (no network), wire (scripted peer on
 # loopback), server (real servers, which with-servers.sh starts and ends), package, linux (relies on how
-# Linux binds symbols).
+# Linux binds symbols). Servers: s3, nginx, ftp, pureftpd, tinyproxy.
 function(vexil_add_test)
   cmake_parse_arguments(ARG "" "NAME" "SOURCES;LIBS;LABELS;SERVERS" ${ARGN})
   add_executable(${ARG_NAME} ${ARG_SOURCES})

@@ -1,8 +1,9 @@
 # shellcheck shell=bash
 # What the server scripts of this folder share; sourced, never run. The caller sets `daemons`, the folder that
-# holds one file with the process id of each daemon, and `logs`, the folder with what each of them printed.
+# holds one file with the process id of each daemon, `logs`, the folder with what each of them printed, and
+# `workdir`, the folder that holds both.
 
-: "${daemons:?}" "${logs:?}"
+: "${daemons:?}" "${logs:?}" "${workdir:?}"
 
 fail() {
     printf '%s: %s\n' "${0##*/}" "$*" >&2
@@ -93,6 +94,15 @@ end_daemon() {
     rm -f -- "$daemons/$name.pid"
 }
 
+# end_daemon_group NAME SIGNAL: also for what it has started and does not end itself.
+end_daemon_group() {
+    local pid
+    is_alive "$1" || return 0
+    read -r pid _ <"$daemons/$1.pid"
+    end_daemon "$1" "$2"
+    kill -s KILL -- "-$pid" 2>/dev/null || true
+}
+
 # wait_for NAME SECONDS COMMAND...: until COMMAND succeeds; fails when the daemon has ended or the time is over.
 wait_for() {
     local name=$1 deadline=$((SECONDS + $2))
@@ -140,4 +150,31 @@ end_all_on_exit() {
 
 leave_running() {
     trap - EXIT
+}
+
+require_programs() {
+    local program
+    for program in "$@"; do
+        command -v "$program" >/dev/null || fail "$program is not installed: run scripts/packages.sh test"
+    done
+}
+
+# start_or_fail NAME TEXT: start_all and write_env of the caller; again, on other ports, where the logs say by TEXT
+# that another process was faster at a port.
+start_or_fail() {
+    local attempt
+    ! is_alive "$1" || fail "$1 runs in $workdir already: stop it first"
+    mkdir -p -- "$workdir" || fail "cannot make the folder $workdir"
+    end_all_on_exit
+    for attempt in 1 2 3 4; do
+        if start_all; then
+            write_env
+            leave_running
+            return
+        fi
+        end_all
+        grep -qsi -- "$2" "$logs"/* || break
+    done
+    tail -n 15 "$logs"/* >&2 2>/dev/null || true
+    fail "$1 did not start (attempt $attempt)"
 }

@@ -173,26 +173,10 @@ write_env() {
 }
 
 start() {
-    local program attempt
-    for program in nginx openssl python3; do
-        command -v "$program" >/dev/null || fail "$program is not installed: run scripts/packages.sh test"
-    done
-    ! is_alive nginx || fail "a server runs in $workdir already: stop it first"
+    require_programs nginx openssl python3
     # Its configuration has no way to write a path with these.
     [[ $workdir != *[[:space:]\;\{\}\"\'\$\\]* ]] || fail "nginx cannot work in a folder of this name: $workdir"
-    mkdir -p -- "$workdir" || fail "cannot make the folder $workdir"
-    end_all_on_exit
-    for attempt in 1 2 3 4; do
-        if start_all; then
-            write_env
-            leave_running
-            return
-        fi
-        end_all
-        grep -qs 'Address already in use' "$logs/error.log" || break
-    done
-    tail -n 15 "$logs"/nginx.out "$logs"/error.log >&2 2>/dev/null || true
-    fail "nginx did not start (attempt $attempt)"
+    start_or_fail nginx 'address already in use'
 }
 
 case $command in

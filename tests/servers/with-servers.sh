@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
 # Runs a command beside private servers and ends them afterwards, whatever happens.
 #
-# Usage: tests/servers/with-servers.sh [s3] [nginx] -- COMMAND...
+# Usage: tests/servers/with-servers.sh [s3] [nginx] [ftp] [pureftpd] [tinyproxy] -- COMMAND...
 #
-# COMMAND finds the addresses and keys in its environment: see radosgw.sh for s3 and nginx.sh for nginx, which with
-# s3 also puts TLS in front of the S3 server. The exit status is that of COMMAND; 125 where a server did not start.
-# COMMAND reads nothing from standard input, and no proxy settings reach it: the servers are on this machine.
+# COMMAND finds the addresses and keys in its environment: see radosgw.sh for s3, nginx.sh for nginx, which with s3
+# also puts TLS in front of the S3 server, pyftpdlib.sh for ftp, pure-ftpd.sh and tinyproxy.sh. The exit status is that
+# of COMMAND; 125 where a server did not start. COMMAND reads nothing from standard input, and
+# no proxy settings reach it: the servers are on this machine.
 # shellcheck disable=SC2317 # the functions that only a trap calls
 set -euo pipefail
 # Jobs get process groups of their own. Without that bash makes them ignore Ctrl-C, and so whatever they start.
@@ -13,14 +14,21 @@ set -m
 
 here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
 
+# In the order of their starts: the web server puts TLS in front of the S3 server.
+readonly known=(s3 nginx ftp pureftpd tinyproxy)
+declare -rA scripts=([s3]=radosgw [nginx]=nginx [ftp]=pyftpdlib [pureftpd]=pure-ftpd [tinyproxy]=tinyproxy)
+
 usage() {
-    printf 'usage: with-servers.sh [s3] [nginx] -- COMMAND...\n' >&2
+    printf 'usage: with-servers.sh [s3] [nginx] [ftp] [pureftpd] [tinyproxy] -- COMMAND...\n' >&2
     exit 125
 }
 
 end_servers() {
-    [[ ! -d $dir/nginx ]] || "$here/nginx.sh" stop "$dir/nginx" || true
-    [[ ! -d $dir/s3 ]] || "$here/radosgw.sh" stop "$dir/s3" || true
+    local number name
+    for ((number = ${#known[@]} - 1; number >= 0; number--)); do
+        name=${known[number]}
+        [[ ! -d $dir/$name ]] || "$here/${scripts[$name]}.sh" stop "$dir/$name" || true
+    done
     rm -rf -- "$dir"
 }
 
@@ -69,15 +77,15 @@ on_exit() {
 }
 
 start_server() {
-    run_job "$here/$1.sh" start "$2" || exit 125
+    run_job "$here/${scripts[$1]}.sh" start "$dir/$1" || exit 125
     # shellcheck source=/dev/null
-    source "$2/env"
+    source "$dir/$1/env"
 }
 
-servers=()
+declare -A wanted=()
 while [[ $# -gt 0 && $1 != -- ]]; do
-    [[ $1 == s3 || $1 == nginx ]] || usage
-    servers+=("$1")
+    [[ -n $1 && -n ${scripts[$1]:-} ]] || usage
+    wanted[$1]=yes
     shift
 done
 [[ $# -gt 1 ]] || usage
@@ -93,9 +101,9 @@ start_guard
 
 unset http_proxy https_proxy ftp_proxy all_proxy no_proxy HTTP_PROXY HTTPS_PROXY FTP_PROXY ALL_PROXY NO_PROXY
 unset VEXIL_S3_ENDPOINT VEXIL_S3_TLS_ENDPOINT
-# In this order: the web server puts TLS in front of the S3 server.
-[[ " ${servers[*]:-} " != *' s3 '* ]] || start_server radosgw "$dir/s3"
-[[ " ${servers[*]:-} " != *' nginx '* ]] || start_server nginx "$dir/nginx"
+for name in "${known[@]}"; do
+    [[ -z ${wanted[$name]:-} ]] || start_server "$name"
+done
 
 status=0
 run_job "$@" || status=$?

@@ -1,0 +1,72 @@
+#!/usr/bin/python3
+"""FTP servers for tests on 127.0.0.1, in one process, for the user tester with the password secret.
+
+Usage: pyftpdlib-server.py ROOT CERTIFICATES FIRST_PORT
+  ROOT           folder that is served, "/" to the client; it holds home/tester
+  CERTIFICATES   folder with cert.pem and key.pem
+  FIRST_PORT     plain and explicit TLS; behind it
+           + 1   implicit TLS
+           + 2   plain; the user begins in /home/tester instead of "/"
+           + 3   plain; a server of the time before RFC 3659, without MLSD and MLST
+"""
+import os
+import sys
+
+from pyftpdlib.authorizers import DummyAuthorizer
+from pyftpdlib.handlers import TLS_DTPHandler, TLS_FTPHandler
+from pyftpdlib.ioloop import IOLoop
+from pyftpdlib.servers import FTPServer
+
+
+class DataConnection(TLS_DTPHandler):
+    """Begins TLS before the transfer command has come, as clients do that begin it at once: by itself the library
+    takes what they send for data nobody has asked for, and closes the connection."""
+
+    def readable(self):
+        return self._ssl_accepting or super().readable()
+
+
+class Explicit(TLS_FTPHandler):
+    dtp_handler = DataConnection
+    auth_failed_timeout = 0
+    # It cannot be used under TLS; so all take the same way.
+    use_sendfile = False
+
+
+class Implicit(Explicit):
+    def handle(self):
+        self.secure_connection(self.ssl_context)
+        self._prot = True
+        super().handle()
+
+    def ftp_AUTH(self, line):
+        self.respond("503 TLS is in use already.")
+
+
+class WithHome(Explicit):
+    def on_login(self, username):
+        self.fs.cwd = "/home/" + username
+
+
+class Old(Explicit):
+    proto_cmds = {name: value for name, value in Explicit.proto_cmds.items() if name not in ("MLSD", "MLST")}
+
+
+def main():
+    root, certificates, first_port = sys.argv[1], sys.argv[2], int(sys.argv[3])
+    users = DummyAuthorizer()
+    users.add_user("tester", "secret", root, perm="elradfmwMT")
+    Explicit.authorizer = users
+    Explicit.certfile = os.path.join(certificates, "cert.pem")
+    Explicit.keyfile = os.path.join(certificates, "key.pem")
+    loop = IOLoop()
+    servers = []
+    for number, handler in enumerate((Explicit, Implicit, WithHome, Old)):
+        server = FTPServer(("127.0.0.1", first_port + number), handler, ioloop=loop, backlog=128)
+        server.max_cons = 512
+        server.max_cons_per_ip = 0
+        servers.append(server)
+    loop.loop()
+
+
+main()
