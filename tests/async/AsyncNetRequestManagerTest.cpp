@@ -1,35 +1,695 @@
 // Many requests on one multi handle, driven by the test's own thread.
 #include "vexil/async/AsyncNetRequestManager.h"
 
-#include "tests/net/NetRequestTestSupport.h"
+#include "tests/async/AsyncTestSupport.h"
 #include "tests/support/ScriptedPeer.h"
+
+#include <optional>
+#include <stdexcept>
+#include <thread>
+#include <type_traits>
 
 namespace {
 
-using namespace vexil;
 using namespace vexil_test;
-using zet::TArray;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::StartsWith;
+using vexil::CAsyncNetRequestManager;
+using vexil::CInvalidArgError;
+using vexil::IAsyncNetRequestManager;
+using vexil::TArray;
 
-const std::string okReply = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
+const std::string okReply = answerOf("HTTP/1.1 200 OK", "ok");
+const std::string missingReply = answerOf("HTTP/1.1 404 Not Found", "gone");
 
-TEST(AsyncNetRequestManager, RunsARequestToItsEnd) {
-    ScriptedPeer peer;
-    peer.onConnection().expectRequest().reply(okReply);
-    const P<CNetRequest> request = new CNetRequest;
-    request->setProxy("");
-    request->setURL(peer.url("/a").c_str());
-    CAsyncNetRequestManager manager;
-    manager.addRequest(request);
-    TArray<P<CNetRequest>> finished;
-    while (manager.getRequestCount() > 0) {
-        manager.waitForEvents(-1);
-        manager.handleEvents(&finished);
+static_assert(std::is_base_of_v<IAsyncNetRequestManager, CAsyncNetRequestManager>);
+static_assert(!std::is_copy_constructible_v<CAsyncNetRequestManager>);
+static_assert(!std::is_copy_assignable_v<CAsyncNetRequestManager>);
+
+class AsyncNetRequestManager : public testing::Test {
+protected:
+    ~AsyncNetRequestManager() override {
+        manager.reset();
+        finished.clear();
+        EXPECT_TRUE(peer.waitUntilIdle());
+        EXPECT_THAT(peer.failures(), IsEmpty());
+        EXPECT_THAT(log.lines(), IsEmpty());
     }
+
+    P<OpenRequest> makeRequest(const std::string& path = "/a") {
+        return vexil_test::makeRequest(peer.url(path));
+    }
+
+    /// Adds a request for a connection that stands behind the first bytes of its answer.
+    P<OpenRequest> addPaused(const std::string& begin, const std::string& rest) {
+        peer.onConnection().expectRequest().reply(begin).pause().reply(rest).clientMayLeave();
+        const P<OpenRequest> request = makeRequest();
+        manager->addRequest(request);
+        const auto hasBegun = [&] {
+            return peer.waitUntilPaused(1, std::chrono::milliseconds(0)) &&
+                   (begin.empty() || bodyOf(*request) == begin.substr(begin.find("\r\n\r\n") + 4));
+        };
+        EXPECT_TRUE(driveUntil(*manager, hasBegun));
+        return request;
+    }
+
+    static int codeOf(CNetRequest& request) {
+        const auto error = thrownBy<CCURLError>([&] { request.checkAsyncResult(); });
+        return error ? static_cast<int>(error->getCode()) : CURLE_OK;
+    }
+
+    ScriptedPeer peer;
+    LogCapture log;
+    TArray<P<CNetRequest>> finished;
+    std::optional<OpenManager> manager{std::in_place};
+};
+
+// ---- adding and removing
+
+TEST_F(AsyncNetRequestManager, RunsARequestToItsEnd) {
+    peer.onConnection().expectRequest().reply(okReply);
+    const P<CNetRequest> request = makeRequest();
+    manager->addRequest(request);
+    EXPECT_EQ(manager->getRequestCount(), 1);
+    EXPECT_FALSE(request->isAsyncDone());
+    EXPECT_EQ(driveToEnd(*manager, &finished), 1);
     EXPECT_TRUE(request->isAsyncDone());
     request->checkAsyncResult();
     EXPECT_EQ(bodyOf(*request), "ok");
-    ASSERT_EQ(finished.size(), 1u);
-    EXPECT_EQ(finished[0], request);
+    EXPECT_EQ(request->getHTTPStatusLine(), "HTTP/1.1 200 OK");
+    EXPECT_THAT(finished, ElementsAre(request));
+}
+
+TEST_F(AsyncNetRequestManager, TakesRequestsThroughItsInterface) {
+    IAsyncNetRequestManager& taker = *manager;
+    const P<CNetRequest> request = makeRequest();
+    taker.addRequest(request);
+    EXPECT_EQ(manager->getRequestCount(), 1);
+    EXPECT_TRUE(taker.removeRequest(request));
+    EXPECT_EQ(manager->getRequestCount(), 0);
+}
+
+TEST_F(AsyncNetRequestManager, NoRequestIsABadArgument) {
+    const auto error = thrownBy<CInvalidArgError>([&] { manager->addRequest(nullptr); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getPlace(), "CAsyncNetRequestManager::addRequest");
+    EXPECT_EQ(error->getMessage(), "request must not be null");
+    EXPECT_EQ(manager->getRequestCount(), 0);
+    EXPECT_FALSE(manager->removeRequest(nullptr));
+}
+
+TEST_F(AsyncNetRequestManager, RemovesTheRequestThatIsMeantAndKeepsTheOrderOfTheOthers) {
+    TArray<P<CNetRequest>> requests;
+    for (int i = 0; i < 4; ++i) {
+        requests.push_back(makeRequest());
+        manager->addRequest(requests.back());
+    }
+    EXPECT_TRUE(manager->removeRequest(requests[1]));
+    EXPECT_EQ(manager->getRequestCount(), 3);
+    manager->removeRequest(1);
+    EXPECT_FALSE(manager->removeRequest(requests[2])) << "it had moved to the place of the second";
+    EXPECT_EQ(manager->getRequestCount(), 2);
+    manager->removeRequest(1);
+    EXPECT_FALSE(manager->removeRequest(requests[3]));
+    EXPECT_TRUE(manager->removeRequest(requests[0]));
+    EXPECT_EQ(manager->getRequestCount(), 0);
+}
+
+TEST_F(AsyncNetRequestManager, ARequestIsRemovedOnce) {
+    const P<CNetRequest> request = makeRequest();
+    EXPECT_FALSE(manager->removeRequest(request)) << "never added";
+    manager->addRequest(request);
+    EXPECT_TRUE(manager->removeRequest(request));
+    EXPECT_FALSE(manager->removeRequest(request));
+}
+
+TEST_F(AsyncNetRequestManager, ARequestThatHasEndedIsNotThereToRemoveAndStaysDone) {
+    const P<CNetRequest> request = vexil_test::makeRequest(endsAtOnce);
+    manager->addRequest(request);
+    EXPECT_EQ(manager->handleEvents(nullptr), 1);
+    EXPECT_FALSE(manager->removeRequest(request));
+    EXPECT_TRUE(request->isAsyncDone());
+    EXPECT_EQ(codeOf(*request), CURLE_UNSUPPORTED_PROTOCOL);
+}
+
+TEST_F(AsyncNetRequestManager, ARemovedRequestIsNotTold) {
+    const P<OpenRequest> request = addPaused("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\nha", "lf");
+    const P<TestListener> listener = new TestListener;
+    request->setDoneListener(listener);
+    EXPECT_TRUE(manager->removeRequest(request));
+    EXPECT_EQ(manager->handleEvents(&finished), 0);
+    EXPECT_FALSE(request->isAsyncDone());
+    EXPECT_FALSE(request->waitAsyncDone(0));
+    request->checkAsyncResult();
+    EXPECT_EQ(listener->count, 0);
+    EXPECT_EQ(bodyOf(*request), "ha") << "it stays as it was";
+    EXPECT_THAT(finished, IsEmpty());
+    peer.release();
+}
+
+TEST_F(AsyncNetRequestManager, ARemovedRequestMayBePerformed) {
+    const P<OpenRequest> request = addPaused("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\nha", "lf");
+    EXPECT_TRUE(manager->removeRequest(request));
+    peer.onConnection().expectRequest().reply(okReply);
+    request->perform();
+    EXPECT_EQ(bodyOf(*request), "ok");
+    EXPECT_FALSE(request->isAsyncDone()) << "that is for transfers that are driven";
+    peer.release();
+}
+
+TEST_F(AsyncNetRequestManager, ARemovedRequestMayBeAddedAgain) {
+    const P<OpenRequest> request = addPaused("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\nha", "lf");
+    EXPECT_TRUE(manager->removeRequest(request));
+    peer.onConnection().expectRequest().reply(okReply);
+    manager->addRequest(request);
+    EXPECT_EQ(bodyOf(*request), "") << "what the last transfer has left is gone";
+    EXPECT_EQ(driveToEnd(*manager, &finished), 1);
+    request->checkAsyncResult();
+    EXPECT_EQ(bodyOf(*request), "ok");
+    EXPECT_THAT(finished, ElementsAre(request));
+    peer.release();
+}
+
+TEST_F(AsyncNetRequestManager, AllAreRemovedAndNoneIsTold) {
+    const P<OpenRequest> running = addPaused("", okReply);
+    const P<CNetRequest> fresh = makeRequest();
+    manager->addRequest(fresh);
+    manager->removeAllRequests();
+    EXPECT_EQ(manager->getRequestCount(), 0);
+    EXPECT_EQ(manager->handleEvents(&finished), 0);
+    EXPECT_FALSE(running->isAsyncDone());
+    EXPECT_FALSE(fresh->isAsyncDone());
+    EXPECT_THAT(finished, IsEmpty());
+    manager->removeAllRequests();
+    peer.release();
+}
+
+TEST_F(AsyncNetRequestManager, ARunningRequestIsRefusedAndRunsOnUntouched) {
+    const P<OpenRequest> request = addPaused("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\nha", "lf");
+    const auto error = thrownBy<CCURLError>([&] { manager->addRequest(request); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getDomain(), "curlm");
+    EXPECT_EQ(error->getCode(), CURLM_ADDED_ALREADY);
+    EXPECT_THAT(propsOf(*error), IsEmpty());
+    EXPECT_EQ(error->getResponseCode(), -1);
+    EXPECT_EQ(manager->getRequestCount(), 1);
+    EXPECT_EQ(bodyOf(*request), "ha");
+    EXPECT_EQ(request->getHTTPStatusLine(), "HTTP/1.1 200 OK");
+    peer.release();
+    EXPECT_EQ(driveToEnd(*manager, &finished), 1);
+    request->checkAsyncResult();
+    EXPECT_EQ(bodyOf(*request), "half");
+    EXPECT_THAT(finished, ElementsAre(request));
+    EXPECT_EQ(peer.connectionCount(), 1u);
+}
+
+TEST_F(AsyncNetRequestManager, ASourceThatCannotBeginAgainIsNotAdded) {
+    const P<TestSource> source = new TestSource("body");
+    source->position = 1;
+    source->onSeek = [](int64) { throw OwnError("no way back"); };
+    const P<OpenRequest> request = makeRequest();
+    request->setSendDataSource(source);
+    EXPECT_EQ(messageOf(thrownBy<OwnError>([&] { manager->addRequest(request); })), "no way back");
+    EXPECT_EQ(manager->getRequestCount(), 0);
+    EXPECT_EQ(manager->handleEvents(&finished), 0);
+}
+
+// ---- references and the end of a manager
+
+TEST_F(AsyncNetRequestManager, KeepsARequestWhileItRuns) {
+    int alive = 0;
+    const auto add = [&](const std::string& url) {
+        const P<CNetRequest> request = vexil_test::makeRequest(url);
+        request->addDependencyObject(new Counted(alive));
+        manager->addRequest(request);
+        return request.get();
+    };
+    add(endsAtOnce);
+    EXPECT_EQ(alive, 1);
+    EXPECT_EQ(manager->handleEvents(nullptr), 1);
+    EXPECT_EQ(alive, 0) << "nobody wants it any more";
+
+    add(endsAtOnce);
+    EXPECT_EQ(manager->handleEvents(&finished), 1);
+    EXPECT_EQ(alive, 1) << "it is in the list";
+    finished.clear();
+    EXPECT_EQ(alive, 0);
+
+    CNetRequest* const removed = add(peer.url());
+    EXPECT_TRUE(manager->removeRequest(removed));
+    EXPECT_EQ(alive, 0);
+
+    add(peer.url());
+    add(peer.url());
+    manager->removeAllRequests();
+    EXPECT_EQ(alive, 0);
+
+    add(peer.url());
+    EXPECT_EQ(alive, 1);
+    manager.reset();
+    EXPECT_EQ(alive, 0);
+}
+
+TEST_F(AsyncNetRequestManager, TheEndOfAManagerTellsNobodyAndFreesItsRequests) {
+    const P<OpenRequest> request = addPaused("", okReply);
+    const P<TestListener> listener = new TestListener;
+    request->setDoneListener(listener);
+    manager.reset();
+    EXPECT_FALSE(request->isAsyncDone());
+    EXPECT_EQ(listener->count, 0);
+    request->setDoneListener(nullptr);
+    peer.onConnection().expectRequest().reply(okReply);
+    request->perform();
+    EXPECT_EQ(bodyOf(*request), "ok");
+    peer.release();
+}
+
+TEST_F(AsyncNetRequestManager, ARequestOutlivesItsManagerAndGoesToAnother) {
+    peer.setDefaultReply(okReply);
+    const P<CNetRequest> request = makeRequest();
+    manager->addRequest(request);
+    driveToEnd(*manager);
+    manager.emplace();
+    manager->addRequest(request);
+    EXPECT_FALSE(request->isAsyncDone());
+    EXPECT_EQ(driveToEnd(*manager), 1);
+    request->checkAsyncResult();
+    EXPECT_EQ(bodyOf(*request), "ok");
+}
+
+// ---- handling events
+
+TEST_F(AsyncNetRequestManager, WithoutRequestsNothingHappens) {
+    finished.push_back(makeRequest());
+    EXPECT_EQ(manager->handleEvents(&finished), 0);
+    EXPECT_EQ(manager->handleEvents(nullptr), 0);
+    EXPECT_EQ(finished.size(), 1u);
+    EXPECT_EQ(manager->handleFinishedRequests(&finished), 0);
+    EXPECT_EQ(finished.size(), 1u);
+}
+
+TEST_F(AsyncNetRequestManager, RequestsThatEndTogetherAreAllTold) {
+    const P<CNetRequest> earlier = makeRequest();
+    const P<CNetRequest> first = vexil_test::makeRequest(endsAtOnce);
+    const P<CNetRequest> second = vexil_test::makeRequest(endsAtOnce);
+    const P<OpenRequest> running = addPaused("", okReply);
+    finished.push_back(earlier);
+    manager->addRequest(first);
+    manager->addRequest(second);
+    EXPECT_EQ(manager->getRequestCount(), 3);
+    EXPECT_EQ(manager->handleEvents(&finished), 2);
+    EXPECT_THAT(finished, ElementsAre(earlier, first, second)) << "behind what the list has held";
+    EXPECT_EQ(manager->getRequestCount(), 1);
+    EXPECT_TRUE(first->isAsyncDone());
+    EXPECT_TRUE(second->isAsyncDone());
+    EXPECT_FALSE(running->isAsyncDone());
+    EXPECT_EQ(codeOf(*first), CURLE_UNSUPPORTED_PROTOCOL);
+    EXPECT_EQ(codeOf(*second), CURLE_UNSUPPORTED_PROTOCOL);
+    EXPECT_EQ(manager->handleEvents(&finished), 0);
+    EXPECT_EQ(finished.size(), 3u);
+    peer.release();
+    EXPECT_EQ(driveToEnd(*manager, &finished), 1);
+    EXPECT_THAT(finished, ElementsAre(earlier, first, second, running));
+}
+
+TEST_F(AsyncNetRequestManager, NobodyNeedsTheListOfThoseThatHaveEnded) {
+    const P<CNetRequest> first = vexil_test::makeRequest(endsAtOnce);
+    const P<CNetRequest> second = vexil_test::makeRequest(endsAtOnce);
+    manager->addRequest(first);
+    manager->addRequest(second);
+    EXPECT_EQ(manager->handleEvents(nullptr), 2);
+    EXPECT_TRUE(first->isAsyncDone());
+    EXPECT_TRUE(second->isAsyncDone());
+}
+
+// ---- done listeners
+
+class AsyncNetRequestManagerListener : public AsyncNetRequestManager {
+protected:
+    P<OpenRequest> addListened(const std::function<void()>& then) {
+        const P<OpenRequest> request = vexil_test::makeRequest(endsAtOnce);
+        const P<TestListener> listener = new TestListener;
+        listener->then = then;
+        listeners.push_back(listener);
+        request->setDoneListener(listener);
+        manager->addRequest(request);
+        return request;
+    }
+
+    TArray<P<TestListener>> listeners;
+};
+
+TEST_F(AsyncNetRequestManagerListener, FindsItsRequestTakenOffAndDone) {
+    P<CNetRequest> request;
+    request = addListened([&] {
+        EXPECT_EQ(manager->getRequestCount(), 1);
+        EXPECT_FALSE(manager->removeRequest(request));
+        EXPECT_TRUE(request->isAsyncDone());
+        EXPECT_EQ(codeOf(*request), CURLE_UNSUPPORTED_PROTOCOL);
+    });
+    addListened([&] { EXPECT_EQ(manager->getRequestCount(), 0); });
+    EXPECT_EQ(manager->handleEvents(nullptr), 2);
+    EXPECT_EQ(listeners[0]->count, 1);
+    EXPECT_EQ(listeners[0]->requestSeen, request.get());
+    EXPECT_EQ(listeners[1]->count, 1);
+}
+
+TEST_F(AsyncNetRequestManagerListener, IsToldOfSuccessAndFailure) {
+    peer.onConnection().expectRequest().reply(okReply).expectRequest().reply(missingReply);
+    const P<TestListener> listener = new TestListener;
+    const P<OpenRequest> request = makeRequest();
+    request->setDoneListener(listener);
+    manager->addRequest(request);
+    driveToEnd(*manager);
+    EXPECT_EQ(listener->count, 1);
+    EXPECT_EQ(listener->requestSeen, request.get());
+    EXPECT_EQ(listener->errorSeen.get(), nullptr);
+    manager->addRequest(request);
+    EXPECT_EQ(listener->count, 1) << "a start is not told";
+    driveToEnd(*manager);
+    EXPECT_EQ(listener->count, 2);
+    const auto error = listener->errorSeen.dynamicCast<CCURLError>();
+    ASSERT_NE(error.get(), nullptr);
+    EXPECT_EQ(error->getResponseCode(), 404);
+    EXPECT_EQ(error->getServerMessage(), "gone");
+}
+
+TEST_F(AsyncNetRequestManagerListener, MayAddItsRequestAgain) {
+    peer.onConnection().expectRequest().reply(okReply);
+    P<CNetRequest> request;
+    request = addListened([&] {
+        request->setURL(peer.url("/again").c_str());
+        manager->addRequest(request);
+    });
+    EXPECT_EQ(manager->handleEvents(&finished), 1);
+    EXPECT_EQ(manager->getRequestCount(), 1);
+    EXPECT_FALSE(request->isAsyncDone());
+    EXPECT_EQ(driveToEnd(*manager, &finished), 1);
+    request->checkAsyncResult();
+    EXPECT_EQ(bodyOf(*request), "ok");
+    EXPECT_THAT(finished, ElementsAre(request, request));
+    EXPECT_EQ(listeners[0]->count, 2);
+}
+
+TEST_F(AsyncNetRequestManagerListener, MayAddAnother) {
+    peer.onConnection().expectRequest().reply(okReply);
+    const P<CNetRequest> other = makeRequest();
+    const P<CNetRequest> request = addListened([&] { manager->addRequest(other); });
+    EXPECT_EQ(driveToEnd(*manager, &finished), 2);
+    other->checkAsyncResult();
+    EXPECT_EQ(bodyOf(*other), "ok");
+    EXPECT_THAT(finished, ElementsAre(request, other));
+}
+
+TEST_F(AsyncNetRequestManagerListener, MayRemoveAnotherThatHasEndedAsWell) {
+    P<CNetRequest> second;
+    const P<CNetRequest> first = addListened([&] { EXPECT_TRUE(manager->removeRequest(second)); });
+    second = addListened({});
+    const P<CNetRequest> third = addListened({});
+    EXPECT_EQ(manager->handleEvents(&finished), 2);
+    EXPECT_THAT(finished, ElementsAre(first, third));
+    EXPECT_FALSE(second->isAsyncDone());
+    EXPECT_EQ(listeners[1]->count, 0) << "a removed request is not told";
+    EXPECT_EQ(manager->getRequestCount(), 0);
+    EXPECT_EQ(manager->handleEvents(&finished), 0);
+}
+
+TEST_F(AsyncNetRequestManagerListener, MayRemoveAll) {
+    const P<OpenRequest> running = addPaused("", okReply);
+    const P<CNetRequest> first = addListened([&] { manager->removeAllRequests(); });
+    const P<CNetRequest> second = addListened({});
+    EXPECT_EQ(manager->handleEvents(&finished), 1);
+    EXPECT_THAT(finished, ElementsAre(first));
+    EXPECT_FALSE(second->isAsyncDone());
+    EXPECT_FALSE(running->isAsyncDone());
+    EXPECT_EQ(manager->getRequestCount(), 0);
+    peer.release();
+}
+
+TEST_F(AsyncNetRequestManagerListener, MayReleaseTheLastReferences) {
+    int alive = 0;
+    P<CNetRequest> request = addListened([&] {
+        listeners.clear();
+        request = nullptr;
+        EXPECT_EQ(alive, 1) << "whoever tells it keeps it";
+    });
+    request->addDependencyObject(new Counted(alive));
+    EXPECT_EQ(manager->handleEvents(nullptr), 1);
+    EXPECT_EQ(alive, 0);
+}
+
+TEST_F(AsyncNetRequestManagerListener, MayHandleTheOtherEvents) {
+    TArray<P<CNetRequest>> inner;
+    const P<CNetRequest> first = addListened([&] { EXPECT_EQ(manager->handleEvents(&inner), 2); });
+    const P<CNetRequest> second = addListened({});
+    const P<CNetRequest> third = addListened({});
+    EXPECT_EQ(manager->handleEvents(&finished), 1);
+    EXPECT_THAT(finished, ElementsAre(first));
+    EXPECT_THAT(inner, ElementsAre(second, third));
+}
+
+TEST_F(AsyncNetRequestManagerListener, ThatThrowsLosesNobodyElsesEnd) {
+    const P<CNetRequest> first = addListened({});
+    const P<CNetRequest> second = addListened([] { throw OwnError("the first one"); });
+    const P<CNetRequest> third = addListened([] { throw std::runtime_error("another"); });
+    const P<CNetRequest> fourth = addListened([] { throw 4; });
+    const P<CNetRequest> fifth = addListened({});
+    EXPECT_EQ(messageOf(thrownBy<OwnError>([&] { manager->handleEvents(&finished); })), "the first one");
+    EXPECT_THAT(finished, ElementsAre(first, second, third, fourth, fifth));
+    EXPECT_EQ(manager->getRequestCount(), 0);
+    for (std::size_t i = 0; i < finished.size(); ++i) {
+        EXPECT_EQ(listeners[i]->count, 1) << i;
+        EXPECT_TRUE(finished[i]->isAsyncDone()) << i;
+        EXPECT_EQ(codeOf(*finished[i]), CURLE_UNSUPPORTED_PROTOCOL) << i;
+    }
+    EXPECT_EQ(manager->handleEvents(&finished), 0) << "the error was told";
+    EXPECT_EQ(finished.size(), 5u);
+}
+
+TEST_F(AsyncNetRequestManagerListener, MayThrowWhatIsNoError) {
+    addListened([] { throw 4; });
+    EXPECT_THROW(manager->handleEvents(nullptr), int);
+}
+
+// ---- results
+
+class AsyncNetRequestManagerResult : public AsyncNetRequestManager {
+protected:
+    /// Runs the request and returns its error.
+    template <class Error = CCURLError>
+    std::optional<Error> errorOf(const P<OpenRequest>& request) {
+        manager->addRequest(request);
+        request->checkAsyncResult();
+        driveToEnd(*manager);
+        EXPECT_TRUE(request->isAsyncDone());
+        EXPECT_TRUE(request->getAsyncDoneSignal()->isSet());
+        return thrownBy<Error>([&] { request->checkAsyncResult(); });
+    }
+};
+
+TEST_F(AsyncNetRequestManagerResult, AnErrorStatusHasTheServersWords) {
+    peer.onConnection().expectRequest().reply(missingReply);
+    const P<OpenRequest> request = makeRequest();
+    request->setHTTPMethod("GET");
+    const auto error = errorOf(request);
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getDomain(), "curl");
+    EXPECT_EQ(error->getCode(), CURLE_HTTP_RETURNED_ERROR);
+    EXPECT_EQ(error->getMessage(), "HTTP response code said error (response code: http 404)");
+    EXPECT_EQ(error->getServerMessage(), "gone");
+    EXPECT_THAT(propsOf(*error), ElementsAre("responseCodeDomain=http", "responseCode=404",
+                                             "serverMessage=gone", "httpStatusLine=HTTP/1.1 404 Not Found",
+                                             "url=" + peer.url("/a"), "httpMethod=GET"));
+    EXPECT_EQ(codeOf(*request), CURLE_HTTP_RETURNED_ERROR) << "asked again, told again";
+}
+
+TEST_F(AsyncNetRequestManagerResult, ARefusedConnectionHasLibcurlsText) {
+    const P<OpenRequest> request = makeRequest();
+    const std::string port = std::to_string(ScriptedPeer::closedPort());
+    const std::string url = "http://127.0.0.1:" + port + "/a";
+    request->setURL(url.c_str());
+    request->setHTTPMethod("GET");
+    const auto error = errorOf(request);
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getDomain(), "curl");
+    EXPECT_EQ(error->getCode(), CURLE_COULDNT_CONNECT);
+    EXPECT_THAT(error->getMessage().toUTF8(),
+                StartsWith("Couldn't connect to server: Failed to connect to 127.0.0.1 port " + port));
+    EXPECT_THAT(propsOf(*error), ElementsAre("responseCodeDomain=http", "url=" + url, "httpMethod=GET"));
+}
+
+TEST_F(AsyncNetRequestManagerResult, WhatASinkThrowsIsTheError) {
+    peer.onConnection().expectRequest().reply(okReply).clientMayLeave();
+    const P<TestSink> sink = new TestSink;
+    sink->onWrite = [] { throw OwnError("disk full"); };
+    const P<OpenRequest> request = makeRequest();
+    request->setReceiveDataSink(sink);
+    EXPECT_EQ(messageOf(errorOf<OwnError>(request)), "disk full");
+}
+
+TEST_F(AsyncNetRequestManagerResult, WhatASourceThrowsIsTheError) {
+    peer.onConnection().expectHead().readUntilClose().clientMayLeave();
+    const P<TestSource> source = new TestSource("body");
+    source->onRead = [](void*, int) -> int { throw OwnError("file gone"); };
+    const P<OpenRequest> request = makeRequest();
+    request->setHTTPMethod("PUT");
+    request->setSendDataSource(source);
+    EXPECT_EQ(messageOf(errorOf<OwnError>(request)), "file gone");
+}
+
+TEST_F(AsyncNetRequestManagerResult, AnAbortedTransferLeavesTheOthersAlone) {
+    const P<OpenRequest> other = addPaused("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\nha", "lf");
+    peer.onConnection().expectRequest().reply(okReply).clientMayLeave();
+    const P<TestSink> sink = new TestSink;
+    sink->onWrite = [] { throw OwnError("disk full"); };
+    const P<OpenRequest> request = makeRequest();
+    request->setReceiveDataSink(sink);
+    manager->addRequest(request);
+    EXPECT_TRUE(driveUntil(*manager, [&] { return request->isAsyncDone(); }));
+    EXPECT_TRUE(thrownBy<OwnError>([&] { request->checkAsyncResult(); }));
+    peer.release();
+    EXPECT_EQ(driveToEnd(*manager, &finished), 1);
+    other->checkAsyncResult();
+    EXPECT_EQ(bodyOf(*other), "half");
+}
+
+TEST_F(AsyncNetRequestManagerResult, TheTextOfAnEarlierFailureIsGone) {
+    peer.onConnection().expectRequest().close();
+    const P<OpenRequest> request = makeRequest();
+    const auto first = errorOf(request);
+    ASSERT_TRUE(first);
+    EXPECT_EQ(first->getMessage(), "Server returned nothing (no headers, no data): Empty reply from server");
+    // No setter in between: that would empty libcurl's buffer.
+    peer.onConnection().expectRequest().reply(missingReply);
+    const auto second = errorOf(request);
+    ASSERT_TRUE(second);
+    EXPECT_EQ(second->getMessage(), "HTTP response code said error (response code: http 404)");
+    EXPECT_EQ(request->getErrorMessage(), "");
+}
+
+TEST_F(AsyncNetRequestManagerResult, AnEarlierErrorIsGoneWithASuccess) {
+    peer.onConnection().expectRequest().reply(okReply).clientMayLeave();
+    peer.onConnection().expectRequest().reply(okReply);
+    const P<TestSink> sink = new TestSink;
+    sink->onWrite = [sink = sink.get()] {
+        if (sink->blocks.size() == 1) {
+            throw OwnError("disk full");
+        }
+    };
+    const P<OpenRequest> request = makeRequest();
+    request->setReceiveDataSink(sink);
+    EXPECT_TRUE(errorOf<OwnError>(request));
+    manager->addRequest(request);
+    request->checkAsyncResult();
+    driveToEnd(*manager);
+    request->checkAsyncResult();
+    EXPECT_THAT(sink->blocks, ElementsAre("ok", "ok"));
+}
+
+TEST_F(AsyncNetRequestManagerResult, AnotherThreadIsWokenByTheEnd) {
+    const P<OpenRequest> request = addPaused("", okReply);
+    bool isDone = false;
+    std::thread owner([&] { isDone = request->waitAsyncDone(-1); });
+    peer.release();
+    driveToEnd(*manager);
+    owner.join();
+    EXPECT_TRUE(isDone);
+}
+
+TEST_F(AsyncNetRequestManagerResult, ARequestIsUsedManyTimes) {
+    peer.setDefaultReply([](const RecordedRequest& request) {
+        const bool isMissing = request.requestLine().find("/missing") != std::string::npos;
+        return isMissing ? missingReply : answerOf("HTTP/1.1 200 OK", request.body);
+    });
+    const P<OpenRequest> request = makeRequest();
+    request->setHTTPMethod("PUT");
+    for (int round = 0; round < 30; ++round) {
+        SCOPED_TRACE(round);
+        const std::string body = "body " + std::to_string(round);
+        request->setSendDataAsUTF8(body.c_str());
+        const bool isMissing = round % 3 == 1;
+        request->setURL(peer.url(isMissing ? "/missing" : "/a").c_str());
+        if (round % 5 == 4) {
+            const auto perform = [&] { request->perform(); };
+            isMissing ? static_cast<void>(thrownBy<CCURLError>(perform)) : perform();
+        } else {
+            manager->addRequest(request);
+            EXPECT_FALSE(request->isAsyncDone());
+            EXPECT_EQ(driveToEnd(*manager), 1);
+            if (isMissing) {
+                EXPECT_EQ(codeOf(*request), CURLE_HTTP_RETURNED_ERROR);
+            } else {
+                request->checkAsyncResult();
+            }
+        }
+        EXPECT_EQ(bodyOf(*request), isMissing ? "gone" : body);
+    }
+    EXPECT_EQ(peer.requests().size(), 30u);
+}
+
+TEST_F(AsyncNetRequestManagerResult, ConnectionsAreKeptForTheNextRequests) {
+    peer.setDefaultReply(okReply);
+    for (int round = 0; round < 3; ++round) {
+        const P<CNetRequest> request = makeRequest();
+        manager->addRequest(request);
+        driveToEnd(*manager);
+        request->checkAsyncResult();
+    }
+    EXPECT_EQ(peer.connectionCount(), 1u);
+}
+
+TEST_F(AsyncNetRequestManagerResult, EachOfManyHasItsOwn) {
+    constexpr int count = 60;
+    peer.setDefaultReply([](const RecordedRequest& request) {
+        const std::string line = request.requestLine();
+        return answerOf(line.find("/missing") == std::string::npos ? "HTTP/1.1 200 OK" : "HTTP/1.1 404 No",
+                        line);
+    });
+    TArray<P<OpenRequest>> requests;
+    const auto pathOf = [](int i) { return (i % 4 == 0 ? "/missing/" : "/") + std::to_string(i); };
+    for (int i = 0; i < count; ++i) {
+        requests.push_back(makeRequest(pathOf(i)));
+        manager->addRequest(requests.back());
+    }
+    EXPECT_EQ(driveToEnd(*manager, &finished), count);
+    EXPECT_EQ(finished.size(), static_cast<std::size_t>(count));
+    for (int i = 0; i < count; ++i) {
+        SCOPED_TRACE(i);
+        const P<OpenRequest>& request = requests[static_cast<std::size_t>(i)];
+        EXPECT_EQ(bodyOf(*request), "GET " + pathOf(i) + " HTTP/1.1");
+        if (i % 4 == 0) {
+            EXPECT_EQ(codeOf(*request), CURLE_HTTP_RETURNED_ERROR);
+        } else {
+            request->checkAsyncResult();
+        }
+    }
+}
+
+// ---- waiting
+
+constexpr double muchTooLong = 30000;  // milliseconds, for a machine that has other work
+
+TEST_F(AsyncNetRequestManager, WaitsATenthOfASecondWhileThereIsNoSocket) {
+    const double waited = millisecondsOf([&] { manager->waitForEvents(-1); });
+    EXPECT_GE(waited, 99);
+    EXPECT_LT(waited, muchTooLong);
+    EXPECT_GE(millisecondsOf([&] { manager->waitForEvents(60000); }), 99);
+}
+
+TEST_F(AsyncNetRequestManager, WaitsAsLongAsItIsTold) {
+    const double waited = millisecondsOf([&] { manager->waitForEvents(30); });
+    EXPECT_GE(waited, 29);
+    EXPECT_LT(waited, muchTooLong);
+    EXPECT_LT(millisecondsOf([&] { manager->waitForEvents(0); }), muchTooLong);
+}
+
+TEST_F(AsyncNetRequestManager, WaitsForASocketNoLongerThanASecond) {
+    const P<OpenRequest> request = addPaused("", okReply);
+    EXPECT_LT(millisecondsOf([&] { manager->waitForEvents(3600000); }), muchTooLong);
+    peer.release();
+    driveToEnd(*manager);
+    request->checkAsyncResult();
 }
 
 }  // namespace
