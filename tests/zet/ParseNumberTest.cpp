@@ -156,4 +156,21 @@ TEST(ParseNumberTest, TellsNothingButTheText) {
     }
 }
 
+TEST(ParseSimpleDoubleTest, ReadsDecimalFractions) {
+    EXPECT_EQ(zet::parseSimpleDouble("12", -1), 12);
+    EXPECT_EQ(zet::parseSimpleDouble("+12.5", -1), 12.5);
+    EXPECT_EQ(zet::parseSimpleDouble("-0.25", -1), -0.25);
+    EXPECT_EQ(zet::parseSimpleDouble(".5", -1), 0.5);
+    EXPECT_EQ(zet::parseSimpleDouble("5.", -1), 5);
+    EXPECT_EQ(zet::parseSimpleDouble("000.1250000000000000000000000000000000000000", -1), 0.125);
+}
+
+TEST(ParseSimpleDoubleTest, AnythingElseIsTheDefault) {
+    for (const char* text : {"", ".", "+", "-", "+-1", "--1", "1e3", "1,5", " 1", "1 ", "1.2.3", "inf", "nan",
+                             "0x1", "é", "1-2"}) {
+        EXPECT_EQ(zet::parseSimpleDouble(text, -7), -7) << text;
+    }
+    EXPECT_EQ(zet::parseSimpleDouble(String(std::wstring(400, L'9')), -7), -7) << "too large";
+}
+
 }  // namespace
