@@ -43,24 +43,6 @@ TEST_P(FTPServerTest, FileMayBeEmpty) {
     }
 }
 
-TEST_P(FTPServerTest, FilePassesThroughStreams) {
-    const std::string body = makeBytes(200000);
-    const P<zet::CBufferStream> source = new zet::CBufferStream;
-    source->write(body.data(), static_cast<int>(body.size()));
-    source->seek(50000);
-    client.prepareUploadRequest(request, path("a"), source, 150000, false);
-    request.perform();
-    EXPECT_EQ(readFile(onDisk("a")), body.substr(50000));
-    const P<zet::CBufferStream> sink = new zet::CBufferStream;
-    client.prepareDownloadRequest(request, path("a"), 0, -1);
-    request.setReceiveDataStream(sink);
-    request.perform();
-    const auto written = sink->getBuffer();
-    EXPECT_EQ(std::string(reinterpret_cast<const char*>(written->getData()),
-                          static_cast<std::size_t>(written->getUsed())),
-              body.substr(50000));
-}
-
 TEST_P(FTPServerTest, RangesAreRead) {
     const std::string body = makeBytes(100000);
     upload(path("a"), body);

@@ -7,13 +7,13 @@ Usage: pyftpdlib-server.py ROOT CERTIFICATES FIRST_PORT
   FIRST_PORT     plain and explicit TLS; behind it
            + 1   implicit TLS
            + 2   plain; the user begins in /home/tester instead of "/"
-           + 3   plain; a server of the time before RFC 3659, without MLSD and MLST
+           + 3   plain; a server of the time before RFC 3659 and 4217, without MLSD, MLST and TLS
 """
 import os
 import sys
 
 from pyftpdlib.authorizers import DummyAuthorizer
-from pyftpdlib.handlers import TLS_DTPHandler, TLS_FTPHandler
+from pyftpdlib.handlers import FTPHandler, TLS_DTPHandler, TLS_FTPHandler
 from pyftpdlib.ioloop import IOLoop
 from pyftpdlib.servers import FTPServer
 
@@ -48,15 +48,16 @@ class WithHome(Explicit):
         self.fs.cwd = "/home/" + username
 
 
-class Old(Explicit):
-    proto_cmds = {name: value for name, value in Explicit.proto_cmds.items() if name not in ("MLSD", "MLST")}
+class Old(FTPHandler):
+    auth_failed_timeout = 0
+    proto_cmds = {name: value for name, value in FTPHandler.proto_cmds.items() if name not in ("MLSD", "MLST")}
 
 
 def main():
     root, certificates, first_port = sys.argv[1], sys.argv[2], int(sys.argv[3])
     users = DummyAuthorizer()
     users.add_user("tester", "secret", root, perm="elradfmwMT")
-    Explicit.authorizer = users
+    Explicit.authorizer = Old.authorizer = users
     Explicit.certfile = os.path.join(certificates, "cert.pem")
     Explicit.keyfile = os.path.join(certificates, "key.pem")
     loop = IOLoop()

@@ -5,8 +5,8 @@
 #        tests/servers/pyftpdlib.sh stop WORKDIR     ends them; files and logs stay in WORKDIR
 #
 # WORKDIR/env sets VEXIL_FTP_ENDPOINT (host:port; plain and explicit TLS), VEXIL_FTPS_ENDPOINT (implicit TLS),
-# VEXIL_FTP_HOME_ENDPOINT (plain; a login begins in /home/tester), VEXIL_FTP_OLD_ENDPOINT (plain; knows neither MLSD nor
-# MLST), VEXIL_FTP_CA, VEXIL_FTP_WRONG_CA (paths of PEM files) and VEXIL_FTP_ROOT (the folder that all of them serve,
+# VEXIL_FTP_HOME_ENDPOINT (plain; a login begins in /home/tester), VEXIL_FTP_OLD_ENDPOINT (plain; knows neither MLSD
+# and MLST nor TLS), VEXIL_FTP_CA, VEXIL_FTP_WRONG_CA (paths of PEM files) and VEXIL_FTP_ROOT (the folder that all of them serve,
 # which to the client is "/"). The user is tester, the password secret. Any number of servers run side by side, each
 # with a WORKDIR of its own. No root needed.
 set -euo pipefail
