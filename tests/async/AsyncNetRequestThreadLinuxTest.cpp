@@ -1,0 +1,210 @@
+// What the system gives to a worker comes back, and what it refuses does no harm.
+#include "tests/async/AsyncNetRequestThreadTestSupport.h"
+
+#include <cerrno>
+#include <dlfcn.h>
+#include <filesystem>
+#include <fstream>
+#include <malloc.h>
+#include <pthread.h>
+
+// ThreadSanitizer has to see each lock itself.
+#ifndef __SANITIZE_THREAD__
+namespace {
+
+/// The next lock of this thread fails.
+thread_local bool t_failsNextLock = false;
+
+}  // namespace
+
+/// Stands before the system's own, for the library too.
+extern "C" int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
+    using Lock = int (*)(pthread_mutex_t*);
+    static std::atomic<Lock> next{nullptr};
+    if (t_failsNextLock) {
+        t_failsNextLock = false;
+        return EINVAL;
+    }
+    if (!next) {
+        next = reinterpret_cast<Lock>(dlsym(RTLD_NEXT, "pthread_mutex_lock"));
+    }
+    return next.load()(mutex);
+}
+#endif
+
+namespace {
+
+using namespace vexil_test;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+int countDescriptors() {
+    const std::filesystem::directory_iterator begin("/proc/self/fd");
+    return static_cast<int>(std::distance(begin, std::filesystem::directory_iterator()));
+}
+
+int countThreads() {
+    const std::filesystem::directory_iterator begin("/proc/self/task");
+    return static_cast<int>(std::distance(begin, std::filesystem::directory_iterator()));
+}
+
+/// Bytes of the heap that are in use.
+std::int64_t heapSize() {
+    const auto info = mallinfo2();
+    return static_cast<std::int64_t>(info.uordblks + info.hblkhd);
+}
+
+class AsyncNetRequestThreadLinuxTest : public AsyncNetRequestThreadTest {
+protected:
+    AsyncNetRequestThreadLinuxTest() {
+        peer.setRecordLimit(0);
+        peer.setDefaultReply(okReply);
+    }
+
+    /// Runs so many requests, several at once.
+    void runMany(CAsyncNetRequestThread& worker, int count) {
+        std::vector<P<CNetRequest>> slots(16);
+        for (int i = 0; i < count; ++i) {
+            P<CNetRequest>& slot = slots[static_cast<std::size_t>(i) % slots.size()];
+            if (slot) {
+                finish(worker, *slot);
+            }
+            slot = makeRequest();
+            slot->addDependencyObject(new CountedAcrossThreads(alive));
+            worker.addRequest(slot);
+        }
+        for (const P<CNetRequest>& slot : slots) {
+            finish(worker, *slot);
+        }
+        peer.clearRecords();
+    }
+    static void finish(CAsyncNetRequestThread& worker, CNetRequest& request) {
+        EXPECT_TRUE(request.waitAsyncDone(longTime));
+        EXPECT_FALSE(worker.removeRequest(&request));
+        request.checkAsyncResult();
+    }
+
+    /// The peer closes its ends some time after ours are closed.
+    void expectDescriptors(int count) {
+        const auto limit = std::chrono::steady_clock::now() + std::chrono::milliseconds(longTime);
+        while (countDescriptors() != count && std::chrono::steady_clock::now() < limit) {
+            zet::threadYield(true);
+        }
+        EXPECT_EQ(countDescriptors(), count);
+    }
+
+    std::atomic<int> alive = 0;
+};
+
+TEST_F(AsyncNetRequestThreadLinuxTest, GivesBackMemoryAndDescriptors) {
+    const int descriptorsBefore = countDescriptors();
+    const int threadsBefore = countThreads();
+    P<CAsyncNetRequestThread> worker = new CAsyncNetRequestThread(nullptr);
+    worker->start();
+    runMany(*worker, 10000);
+    EXPECT_EQ(countThreads(), threadsBefore + 1) << "the worker, and no other";
+    const std::int64_t heapBefore = heapSize();
+    runMany(*worker, 10000);
+    EXPECT_EQ(alive, 0);
+    // Connections come and go with buffers of their own; 100 bytes left of each request would be 1,000,000.
+    EXPECT_LT(heapSize() - heapBefore, 1000000);
+    EXPECT_LT(countDescriptors(), descriptorsBefore + 1 + 2 * 4 * 16 + 10);
+    worker = nullptr;
+    expectDescriptors(descriptorsBefore);
+    EXPECT_EQ(countThreads(), threadsBefore);
+}
+
+TEST_F(AsyncNetRequestThreadLinuxTest, GivesBackWhatRemovalsLeave) {
+    peer.setDefaultReply(std::string());
+    const int before = countDescriptors();
+    P<CAsyncNetRequestThread> worker = new CAsyncNetRequestThread(nullptr);
+    worker->start();
+    for (int round = 0; round < 10; ++round) {
+        for (int i = 0; i < 20; ++i) {
+            addEndlessAnswer();
+            const P<CNetRequest> request = makeRequest();
+            request->addDependencyObject(new CountedAcrossThreads(alive));
+            worker->addRequest(request);
+        }
+        EXPECT_TRUE(peer.waitForRequests(20, std::chrono::milliseconds(longTime)));
+        worker->removeAllRequests();
+        EXPECT_EQ(alive, 0);
+        peer.clearRecords();
+    }
+    // Of a hundred connections none is left; the worker has its own few.
+    EXPECT_LT(countDescriptors(), before + 40);
+    worker = nullptr;
+    expectDescriptors(before);
+}
+
+TEST_F(AsyncNetRequestThreadLinuxTest, AThreadThatWasNeverStartedGivesItsDescriptorsBack) {
+    const int before = countDescriptors();
+    for (int i = 0; i < 100; ++i) {
+        const P<CAsyncNetRequestThread> worker = new CAsyncNetRequestThread(nullptr);
+        worker->addRequest(makeRequest());
+    }
+    EXPECT_EQ(countDescriptors(), before);
+}
+
+TEST_F(AsyncNetRequestThreadLinuxTest, TheSystemShowsAsMuchOfTheNameAsFits) {
+    std::string name;
+    gate->callOnWorker([&] {
+        std::ifstream file("/proc/thread-self/comm");
+        std::getline(file, name);
+        thread->stop(false);
+    });
+    thread->start();
+    waitForEnd();
+    EXPECT_EQ(name, "vexil.asyncNetR");
+    EXPECT_EQ(thread->getThreadName(), "vexil.asyncNetRequest");
+}
+
+#ifndef __SANITIZE_THREAD__
+/// Holds whoever gives up the last reference.
+class SlowToGo : public virtual vexil::CBase {
+public:
+    SlowToGo(zet::CSignal& isGoing, zet::CSignal& mayGo) : m_isGoing(isGoing), m_mayGo(mayGo) {}
+    ~SlowToGo() override {
+        m_isGoing.set();
+        m_mayGo.wait(-1);
+    }
+
+private:
+    zet::CSignal& m_isGoing;
+    zet::CSignal& m_mayGo;
+};
+
+TEST_F(AsyncNetRequestThreadLinuxTest, TheDestructorThrowsNothing) {
+    zet::CSignal isGoing;
+    zet::CSignal mayGo;
+    P<CAsyncNetRequestThread> worker = new CAsyncNetRequestThread(nullptr);
+    worker->start();
+    addEndlessAnswer();
+    {
+        const P<CNetRequest> request = makeRequest();
+        request->addDependencyObject(new SlowToGo(isGoing, mayGo));
+        worker->addRequest(request);
+    }
+    EXPECT_TRUE(peer.waitForRequests(1, std::chrono::milliseconds(longTime)));
+    worker->stop(false);
+    EXPECT_TRUE(isGoing.wait(longTime));
+    // All that is left of the worker is to take its requests off; the destructor cannot wait for that.
+    std::atomic<bool> isOver = false;
+    std::thread releasing([&] {
+        while (!isOver && log.lines().empty()) {
+            zet::threadYield(true);
+        }
+        mayGo.set();
+    });
+    t_failsNextLock = true;
+    worker = nullptr;
+    EXPECT_FALSE(std::exchange(t_failsNextLock, false)) << "nothing has failed";
+    isOver = true;
+    releasing.join();
+    ASSERT_EQ(log.lines().size(), 1u);
+    EXPECT_THAT(log.lines()[0], testing::StartsWith("W: "));
+    EXPECT_THAT(log.lines()[0], testing::HasSubstr("vexil::CAsyncNetRequestThread"));
+}
+#endif
+
+}  // namespace

@@ -1,0 +1,170 @@
+// A worker that waits is woken, and only then. Time is asked for where it is what is promised, and generously.
+#include "tests/async/AsyncNetRequestThreadTestSupport.h"
+#include "tests/async/SilentServer.h"
+
+namespace {
+
+using namespace vexil_test;
+using testing::IsEmpty;
+using vexil::TList;
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+class AsyncNetRequestThreadWakeUpTest : public AsyncNetRequestThreadTest {
+protected:
+    AsyncNetRequestThreadWakeUpTest() {
+        peer.setDefaultReply(okReply);
+        thread->start();
+    }
+
+    /// The worker waits 100 ms a pass when nothing happens; a spinning one needs no time at all. Two of the
+    /// passes may be short, because something happened before.
+    void expectIdle() {
+        const auto begin = Clock::now();
+        gate->waitForPasses(10);
+        EXPECT_GE(Clock::now() - begin, milliseconds(700));
+    }
+
+    /// The time of many GETs, one after another.
+    Clock::duration timeOf(int count) {
+        const auto begin = Clock::now();
+        for (int i = 0; i < count; ++i) {
+            run(makeRequest());
+        }
+        return Clock::now() - begin;
+    }
+};
+
+TEST_F(AsyncNetRequestThreadWakeUpTest, ARequestIsTakenOverAtOnce) {
+    gate->waitForPasses(2);
+    EXPECT_LT(timeOf(50), milliseconds(2500)) << "a pass each would be 5 s";
+}
+
+TEST_F(AsyncNetRequestThreadWakeUpTest, ARequestIsTakenOverAtOnceWhileOthersWait) {
+    const SilentServer silent;
+    const P<CNetRequest> waiting = makeRequest();
+    waiting->setURL(String::fromUTF8(silent.url()));
+    thread->addRequest(waiting);
+    gate->waitForPasses(4);
+    EXPECT_LT(timeOf(50), milliseconds(2500));
+    expectIdle();
+}
+
+TEST_F(AsyncNetRequestThreadWakeUpTest, ARequestIsTakenOverAtOnceWhileVeryManyWait) {
+    // More than select() is asked for.
+    const SilentServer silent;
+    TList<P<CNetRequest>> waiting;
+    for (int i = 0; i < 450; ++i) {
+        waiting.push_back(makeRequest());
+        waiting.back()->setURL(String::fromUTF8(silent.url()));
+        thread->addRequest(waiting.back());
+    }
+    gate->waitForPasses(10);
+    EXPECT_LT(timeOf(50), milliseconds(2500));
+    // libcurl looks at each transfer now and then, and more often while it begins; a spinning worker would
+    // never take so long for so few passes.
+    Clock::duration time{};
+    for (int i = 0; i < 50 && time < milliseconds(500); ++i) {
+        const auto begin = Clock::now();
+        gate->waitForPasses(20);
+        time = Clock::now() - begin;
+    }
+    EXPECT_GE(time, milliseconds(500));
+}
+
+TEST_F(AsyncNetRequestThreadWakeUpTest, ARemovalIsCarriedOutAtOnce) {
+    const P<CNetRequest> unknown = makeRequest();
+    gate->waitForPasses(2);
+    const auto begin = Clock::now();
+    for (int i = 0; i < 50; ++i) {
+        EXPECT_FALSE(thread->removeRequest(unknown));
+    }
+    EXPECT_LT(Clock::now() - begin, milliseconds(2500)) << "a pass each would be 5 s";
+}
+
+TEST_F(AsyncNetRequestThreadWakeUpTest, AStopIsSeenAtOnce) {
+    Clock::duration time{};
+    for (int i = 0; i < 20; ++i) {
+        const P<PassGate> ownGate = new PassGate;
+        const P<HookedThread> worker = new HookedThread(ownGate);
+        worker->start();
+        ownGate->waitForPasses(1);
+        const auto begin = Clock::now();
+        worker->stop(true);
+        time += Clock::now() - begin;
+    }
+    EXPECT_LT(time, milliseconds(1000)) << "a pass each would be 2 s";
+}
+
+TEST_F(AsyncNetRequestThreadWakeUpTest, AnIdleWorkerWaits) {
+    expectIdle();
+    run(makeRequest());
+    expectIdle();
+}
+
+TEST_F(AsyncNetRequestThreadWakeUpTest, WakesOncePerPass) {
+    TList<P<CNetRequest>> requests;
+    gate->hold();
+    gate->callOnWorker([&] {
+        for (int i = 0; i < 100; ++i) {
+            EXPECT_FALSE(thread->removeRequest(nullptr));
+            requests.push_back(makeRequest());
+            thread->addRequest(requests.back());
+            EXPECT_FALSE(thread->removeRequest(requests.back()));
+        }
+        for (const P<CNetRequest>& request : requests) {
+            EXPECT_FALSE(thread->removeRequest(request));
+        }
+    });
+    gate->letGo();
+    expectIdle();
+    EXPECT_EQ(peer.connectionCount(), 0u);
+    for (const P<CNetRequest>& request : requests) {
+        EXPECT_FALSE(request->isAsyncDone());
+    }
+}
+
+TEST_F(AsyncNetRequestThreadWakeUpTest, WaitsAgainAfterABurst) {
+    std::vector<std::thread> burst;
+    for (int i = 0; i < 4; ++i) {
+        burst.emplace_back([this] {
+            const P<CNetRequest> unknown = makeRequest();
+            for (int round = 0; round < 200; ++round) {
+                EXPECT_FALSE(thread->removeRequest(unknown));
+                run(makeRequest());
+            }
+        });
+    }
+    for (std::thread& one : burst) {
+        one.join();
+    }
+    expectIdle();
+}
+
+TEST_F(AsyncNetRequestThreadWakeUpTest, LosesNoWakeUp) {
+    constexpr int rounds = 1000;
+    std::atomic<int> slow = 0;
+    zet::CSignal turns[2];
+    const auto work = [&](int own) {
+        for (int round = 0; round < rounds; ++round) {
+            ASSERT_TRUE(turns[own].wait(longTime));
+            turns[own].reset();
+            const auto begin = Clock::now();
+            run(makeRequest());
+            if (Clock::now() - begin > milliseconds(90)) {
+                ++slow;
+            }
+            turns[1 - own].set();
+        }
+    };
+    turns[0].set();
+    std::thread first(work, 0);
+    std::thread second(work, 1);
+    first.join();
+    second.join();
+    // A wake-up that is lost costs a pass. A busy machine may take as long now and then.
+    EXPECT_LT(slow, 100);
+}
+
+}  // namespace
