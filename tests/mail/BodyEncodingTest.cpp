@@ -1,0 +1,107 @@
+// Bytes in the forms in which mail carries them, and addresses.
+#include "vexil/mail/BodyEncoding.h"
+
+#include "tests/support/PrintText.h"
+#include "tests/support/WhatOf.h"
+#include "vexil/mail/MailAddress.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+using namespace vexil;
+using testing::StartsWith;
+using vexil_test::whatOf;
+
+TBuffer<unsigned char> bufferOf(std::string_view text) {
+    TBuffer<unsigned char> buffer;
+    buffer.append(reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
+    return buffer;
+}
+
+std::string textOf(const P<TBuffer<unsigned char>>& buffer) {
+    return {reinterpret_cast<const char*>(buffer->getData()), static_cast<std::size_t>(buffer->getUsed())};
+}
+
+std::string quotedPrintable(std::string_view text) {
+    return textOf(encodeQuotedPrintableBody(bufferOf(text)));
+}
+
+std::string address(const char* name, const char* mailbox) {
+    return makeAddress(name, mailbox).toUTF8();
+}
+
+TEST(Base64BodyTest, HasLinesOf76Characters) {
+    EXPECT_EQ(textOf(encodeBase64Body(bufferOf(""))), "");
+    EXPECT_EQ(textOf(encodeBase64Body(bufferOf("hello"))), "aGVsbG8=");
+    const std::string line(76, 'A');
+    EXPECT_EQ(textOf(encodeBase64Body(bufferOf(std::string(57, '\0')))), line);
+    EXPECT_EQ(textOf(encodeBase64Body(bufferOf(std::string(58, '\0')))), line + "\r\nAA==");
+    EXPECT_EQ(textOf(encodeBase64Body(bufferOf(std::string(114, '\0')))), line + "\r\n" + line);
+}
+
+TEST(QuotedPrintableBodyTest, PrintableASCIIStays) {
+    EXPECT_EQ(quotedPrintable(""), "");
+    EXPECT_EQ(quotedPrintable("a b\tc~!<>"), "a b\tc~!<>");
+    EXPECT_EQ(quotedPrintable("a=b"), "a=3Db");
+    EXPECT_EQ(quotedPrintable("\xC3\xA4"), "=C3=A4");
+    EXPECT_EQ(quotedPrintable(std::string_view("\0\x7F", 2)), "=00=7F");
+}
+
+TEST(QuotedPrintableBodyTest, OnlyCRLFIsALineEnd) {
+    EXPECT_EQ(quotedPrintable("a\r\nb"), "a\r\nb");
+    EXPECT_EQ(quotedPrintable("a\nb\rc"), "a=0Ab=0Dc");
+    EXPECT_EQ(quotedPrintable("a\r\r\n"), "a=0D\r\n");
+    EXPECT_EQ(quotedPrintable("\r\n\r\n"), "\r\n\r\n");
+}
+
+TEST(QuotedPrintableBodyTest, BlanksAtTheEndOfALineAreQuoted) {
+    EXPECT_EQ(quotedPrintable("a \r\nb\t\r\n"), "a=20\r\nb=09\r\n");
+    EXPECT_EQ(quotedPrintable("a  \r\n"), "a =20\r\n");
+    EXPECT_EQ(quotedPrintable("a "), "a=20");
+    EXPECT_EQ(quotedPrintable("\t"), "=09");
+}
+
+TEST(QuotedPrintableBodyTest, LongLinesAreJoined) {
+    const std::string part(75, 'a');
+    EXPECT_EQ(quotedPrintable(part), part);
+    EXPECT_EQ(quotedPrintable(part + "b"), part + "=\r\nb");
+    EXPECT_EQ(quotedPrintable(std::string(73, 'a') + "\xC3\xA4"), std::string(73, 'a') + "=\r\n=C3=A4")
+        << "no byte is split";
+    EXPECT_EQ(quotedPrintable(std::string(72, 'a') + "="), std::string(72, 'a') + "=3D");
+    EXPECT_EQ(quotedPrintable(part + "\r\n" + part), part + "\r\n" + part);
+}
+
+TEST(MailAddressTest, StandsAloneWithoutAName) {
+    EXPECT_EQ(address("", "jo@example.com"), "jo@example.com");
+}
+
+TEST(MailAddressTest, QuotesANameThatNeedsIt) {
+    EXPECT_EQ(address("Jo Doe", "jo@example.com"), "Jo Doe <jo@example.com>");
+    EXPECT_EQ(address("Doe, Jo", "jo@example.com"), "\"Doe, Jo\" <jo@example.com>");
+    EXPECT_EQ(address("a \"b\" \\", "j@x"), "\"a \\\"b\\\" \\\\\" <j@x>");
+    EXPECT_EQ(address("A.", "j@x"), "\"A.\" <j@x>");
+    EXPECT_EQ(address(" a", "j@x"), "\" a\" <j@x>");
+    EXPECT_EQ(address("a ", "j@x"), "\"a \" <j@x>");
+    EXPECT_EQ(address("a  b", "j@x"), "\"a  b\" <j@x>");
+}
+
+TEST(MailAddressTest, EncodesTheNameOnly) {
+    EXPECT_EQ(address("Jürgen", "jo@example.com"), "=?utf-8?q?J=C3=BCrgen?= <jo@example.com>");
+}
+
+TEST(MailAddressTest, RefusesWhatIsNone) {
+    const std::string bad = "makeAddress: address must be printable ASCII without '<' and '>'";
+    for (const char* mailbox : {"", "a<b", "a>b", "a\r\nb", "a\tb", "jö@x", "a\x7F"}) {
+        EXPECT_EQ(whatOf([&] { address("n", mailbox); }), bad) << mailbox;
+    }
+    for (const char* name : {"a\rb", "a\nb"}) {
+        EXPECT_EQ(whatOf([&] { address(name, "j@x"); }),
+                  "makeAddress: display name must not contain CR, LF or NUL");
+    }
+}
+
+}  // namespace
