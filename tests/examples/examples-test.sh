@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Runs the examples against a real S3 server.
+# Runs the examples against a real S3 server and a web server.
 #
-# Usage: with-servers.sh s3 -- examples-test.sh BUILD_DIR
+# Usage: with-servers.sh s3 nginx -- examples-test.sh BUILD_DIR
 set -euo pipefail
 
 build_dir=${1:?usage: examples-test.sh BUILD_DIR}
@@ -30,3 +30,14 @@ status=0
 "$examples/example-download" "$bucket" absent 2>"$build_dir/examples/error.txt" || status=$?
 [[ $status == 3 ]] || fail "an absent object ended with $status"
 grep -q NoSuchKey "$build_dir/examples/error.txt" || fail 'an absent object is not told as such'
+
+text=$VEXIL_HTTP_ENDPOINT/static/a.txt
+large=$VEXIL_HTTP_ENDPOINT/static/large.bin
+absent=$VEXIL_HTTP_ENDPOINT/static/absent
+expect "1048576 $large"$'\n'"14 $text"$'\n'"14 $text" "$examples/example-parallel" "$large" "$text" "$text"
+
+status=0
+output=$("$examples/example-parallel" "$text" "$absent" "$large" 2>"$build_dir/examples/error.txt") || status=$?
+[[ $status == 1 ]] || fail "one absent URL of three ended with $status"
+[[ $output == "14 $text"$'\n'"1048576 $large" ]] || fail "one absent URL of three printed: $output"
+grep -q "$absent: .*404" "$build_dir/examples/error.txt" || fail 'an absent URL is not told as such'
