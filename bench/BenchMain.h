@@ -23,6 +23,14 @@ constexpr std::string_view smallBody =
     "one hundred bytes that nobody reads, one hundred bytes that nobody reads, "
     "one hundred bytes, no more...";
 
+/// How many requests are performed before those that are measured, while the idle ones find their connections.
+constexpr int warmUpRequests = 10;
+
+/// The address at the same server that is never answered.
+inline std::string neverAnswered(const std::string& url) {
+    return url.substr(0, url.rfind('/')) + "/never";
+}
+
 /// Does a workload `count` times: requests, or MiB of one body.
 using Workload = std::function<void(const std::string& url, int count)>;
 

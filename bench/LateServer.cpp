@@ -1,4 +1,5 @@
-// A web server that answers every request with the same small reply, a few milliseconds late.
+// A web server that answers every request with the same small reply, a few milliseconds late, and those for
+// /never not at all: their connections stay open until the client closes them.
 //
 // A server that answers at once is sometimes faster than the client's first look for the answer, and the
 // number of looks, and with it of instructions, differs from run to run. Behind this one a client always
@@ -61,6 +62,10 @@ awaitable<void> serve(tcp::socket socket) {
                                                                        "\r\n\r\n", use_awaitable);
         const std::string head = received.substr(0, headLength);
         received.erase(0, headLength);
+        if (head.starts_with("GET /never ")) {
+            // Returns only with an error: the client has closed the connection.
+            co_await asio::async_read(socket, asio::dynamic_buffer(received), use_awaitable);
+        }
         if (head.find("\r\nExpect: 100-continue\r\n") != std::string::npos) {
             co_await sendLate(socket, goOn);
         }

@@ -6,7 +6,11 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <memory>
+#include <sys/epoll.h>
+#include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -134,15 +138,25 @@ public:
     }
 
     void perform() {
+        prepare();
+        finish(curl_easy_perform(m_handle.get()));
+    }
+
+    /// Before a transfer: nothing is left of the last one.
+    void prepare() {
         m_headers.clear();
         m_body.clear();
         m_error[0] = '\0';
-        require(curl_easy_perform(m_handle.get()) == CURLE_OK, m_error);
+    }
+
+    void finish(CURLcode result) {
+        require(result == CURLE_OK, m_error);
         long status = 0;
         curl_easy_getinfo(m_handle.get(), CURLINFO_RESPONSE_CODE, &status);
         require(status >= 200 && status <= 299, "the server has refused the request");
     }
 
+    CURL* handle() const { return m_handle.get(); }
     std::size_t bodySize() const { return m_body.used(); }
 
 private:
@@ -177,6 +191,162 @@ void get(const std::string& url, int count, bool keepHeaders) {
     client.set(CURLOPT_URL, url.c_str());
     for (int i = 0; i < count; ++i) {
         client.perform();
+    }
+}
+
+void check(CURLMcode code) {
+    require(code == CURLM_OK, "a call of libcurl's multi interface failed");
+}
+
+/// Drives transfers with curl_multi_poll().
+class PollLoop {
+public:
+    void add(CURL* handle) { check(curl_multi_add_handle(m_multi.get(), handle)); }
+    void remove(CURL* handle) { check(curl_multi_remove_handle(m_multi.get(), handle)); }
+
+    /// Waits for the end of a transfer and takes it off.
+    std::pair<CURL*, CURLcode> waitForEnd() {
+        for (;;) {
+            check(curl_multi_poll(m_multi.get(), nullptr, 0, 1000, nullptr));
+            int running = 0;
+            check(curl_multi_perform(m_multi.get(), &running));
+            const std::pair<CURL*, CURLcode> ended = takeEnded();
+            if (ended.first) {
+                return ended;
+            }
+        }
+    }
+
+protected:
+    CURLM* multi() const { return m_multi.get(); }
+
+    std::pair<CURL*, CURLcode> takeEnded() {
+        int left = 0;
+        while (const CURLMsg* const message = curl_multi_info_read(m_multi.get(), &left)) {
+            if (message->msg == CURLMSG_DONE) {
+                const std::pair<CURL*, CURLcode> ended(message->easy_handle, message->data.result);
+                remove(ended.first);
+                return ended;
+            }
+        }
+        return {nullptr, CURLE_OK};
+    }
+
+private:
+    struct Cleanup {
+        void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
+    };
+
+    const std::unique_ptr<CURLM, Cleanup> m_multi{curl_multi_init()};
+};
+
+/// Drives transfers with curl_multi_socket_action() and epoll.
+class EpollLoop : public PollLoop {
+public:
+    EpollLoop() {
+        require(m_epoll >= 0, "epoll_create1 failed");
+        check(curl_multi_setopt(multi(), CURLMOPT_SOCKETFUNCTION, &watchSocket));
+        check(curl_multi_setopt(multi(), CURLMOPT_SOCKETDATA, this));
+        check(curl_multi_setopt(multi(), CURLMOPT_TIMERFUNCTION, &setTimer));
+        check(curl_multi_setopt(multi(), CURLMOPT_TIMERDATA, this));
+    }
+    ~EpollLoop() {
+        // Afterwards libcurl closes its connections, and would tell.
+        curl_multi_setopt(multi(), CURLMOPT_SOCKETFUNCTION, nullptr);
+        close(m_epoll);
+    }
+
+    std::pair<CURL*, CURLcode> waitForEnd() {
+        for (;;) {
+            const std::pair<CURL*, CURLcode> ended = takeEnded();
+            if (ended.first) {
+                return ended;
+            }
+            epoll_event events[64];
+            const int count = epoll_wait(m_epoll, events, std::size(events), timeLeft());
+            for (int i = 0; i < count; ++i) {
+                act(events[i].data.fd, selectBits(events[i].events));
+            }
+            if (timeLeft() == 0) {
+                m_hasTimer = false;
+                act(CURL_SOCKET_TIMEOUT, 0);
+            }
+        }
+    }
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    static int selectBits(std::uint32_t events) {
+        return (events & EPOLLIN ? CURL_CSELECT_IN : 0) | (events & EPOLLOUT ? CURL_CSELECT_OUT : 0) |
+               (events & (EPOLLERR | EPOLLHUP) ? CURL_CSELECT_ERR : 0);
+    }
+
+    static int watchSocket(CURL*, curl_socket_t socket, int what, void* loop, void* known) {
+        const EpollLoop& self = *static_cast<EpollLoop*>(loop);
+        epoll_event event{};
+        event.data.fd = socket;
+        event.events = (what & CURL_POLL_IN ? EPOLLIN : 0u) | (what & CURL_POLL_OUT ? EPOLLOUT : 0u);
+        if (what == CURL_POLL_REMOVE) {
+            epoll_ctl(self.m_epoll, EPOLL_CTL_DEL, socket, &event);
+        } else if (known) {
+            epoll_ctl(self.m_epoll, EPOLL_CTL_MOD, socket, &event);
+        } else {
+            epoll_ctl(self.m_epoll, EPOLL_CTL_ADD, socket, &event);
+            curl_multi_assign(self.multi(), socket, loop);
+        }
+        return 0;
+    }
+
+    static int setTimer(CURLM*, long milliseconds, void* loop) {
+        EpollLoop& self = *static_cast<EpollLoop*>(loop);
+        self.m_hasTimer = milliseconds >= 0;
+        self.m_due = Clock::now() + std::chrono::milliseconds(milliseconds);
+        return 0;
+    }
+
+    /// Milliseconds until libcurl wants to be called, rounded up, at most a second.
+    int timeLeft() const {
+        if (!m_hasTimer) {
+            return 1000;
+        }
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(m_due - Clock::now()).count();
+        return static_cast<int>(std::clamp<std::int64_t>(left, 0, 1000));
+    }
+
+    void act(curl_socket_t socket, int bits) {
+        int running = 0;
+        check(curl_multi_socket_action(multi(), socket, bits, &running));
+    }
+
+    const int m_epoll = epoll_create1(EPOLL_CLOEXEC);
+    bool m_hasTimer = false;
+    Clock::time_point m_due;
+};
+
+/// Small requests one after the other while others wait for answers that never come.
+template <class Loop>
+void getBesideIdle(int idleTransfers, const std::string& url, int count) {
+    Loop loop;
+    std::vector<std::unique_ptr<Client>> idle;
+    for (int i = 0; i < idleTransfers; ++i) {
+        idle.push_back(std::make_unique<Client>(true));
+        idle.back()->set(CURLOPT_URL, bench::neverAnswered(url).c_str());
+        idle.back()->set(CURLOPT_LOW_SPEED_LIMIT, 0L);
+        idle.back()->set(CURLOPT_LOW_SPEED_TIME, 0L);
+        loop.add(idle.back()->handle());
+    }
+    Client client(true);
+    client.set(CURLOPT_URL, url.c_str());
+    for (int i = 0; i < bench::warmUpRequests + count; ++i) {
+        client.prepare();
+        loop.add(client.handle());
+        const auto [ended, result] = loop.waitForEnd();
+        require(ended == client.handle(), "an idle transfer has ended");
+        client.finish(result);
+    }
+    for (const auto& other : idle) {
+        loop.remove(other->handle());
     }
 }
 
@@ -272,8 +442,21 @@ int main(int argc, char** argv) {
     const auto keeping = [](auto workload) {
         return [workload](const std::string& url, int count) { workload(url, count, true); };
     };
+    const auto beside = [](auto workload, int idleTransfers) {
+        return [workload, idleTransfers](const std::string& url, int count) {
+            workload(idleTransfers, url, count);
+        };
+    };
     return bench::run(argc, argv,
                       {{"get", keeping(get)},
+                       {"multi-1", beside(getBesideIdle<PollLoop>, 0)},
+                       {"multi-100", beside(getBesideIdle<PollLoop>, 99)},
+                       {"multi-1000", beside(getBesideIdle<PollLoop>, 999)},
+                       {"multi-5000", beside(getBesideIdle<PollLoop>, 4999)},
+                       {"multi-epoll-1", beside(getBesideIdle<EpollLoop>, 0)},
+                       {"multi-epoll-100", beside(getBesideIdle<EpollLoop>, 99)},
+                       {"multi-epoll-1000", beside(getBesideIdle<EpollLoop>, 999)},
+                       {"multi-epoll-5000", beside(getBesideIdle<EpollLoop>, 4999)},
                        {"get-bare", bare(get)},
                        {"reset", keeping(getAfterReset)},
                        {"reset-bare", bare(getAfterReset)},

@@ -1,6 +1,8 @@
 // The workloads through the library.
 
 #include "bench/BenchMain.h"
+#include "vexil/async/AsyncNetRequestManager.h"
+#include "vexil/async/AsyncNetRequestThread.h"
 #include "vexil/net/NetRequest.h"
 #include "zet/MemoryInStream.h"
 
@@ -50,6 +52,42 @@ void get(const std::string& url, int count) {
     request.setURL(String::fromUTF8(url));
     for (int i = 0; i < count; ++i) {
         request.perform();
+    }
+}
+
+/// The same one after the other through the worker thread.
+void getByThread(const std::string& url, int count) {
+    const P<vexil::CAsyncNetRequestThread> thread = new vexil::CAsyncNetRequestThread(nullptr);
+    const P<CNetRequest> request = new CNetRequest;
+    request->setURL(String::fromUTF8(url));
+    thread->start();
+    for (int i = 0; i < count; ++i) {
+        // Until the worker takes it over, it would still be the last transfer that is done.
+        request->setAsyncInfo(false, CURLE_OK);
+        thread->addRequest(request);
+        require(request->waitAsyncDone(60000), "the request does not end");
+        request->checkAsyncResult();
+    }
+}
+
+/// The same one after the other while others wait for answers that never come.
+void getBesideIdle(int idleTransfers, const std::string& url, int count) {
+    vexil::CAsyncNetRequestManager manager;
+    for (int i = 0; i < idleTransfers; ++i) {
+        const P<CNetRequest> idle = new CNetRequest;
+        idle->setURL(String::fromUTF8(bench::neverAnswered(url)));
+        idle->setLowSpeedLimit(0, zet::CTimeSpan::fromSeconds(0));
+        manager.addRequest(idle);
+    }
+    const P<CNetRequest> request = new CNetRequest;
+    request->setURL(String::fromUTF8(url));
+    for (int i = 0; i < bench::warmUpRequests + count; ++i) {
+        manager.addRequest(request);
+        do {
+            manager.waitForEvents(-1);
+        } while (manager.handleEvents(nullptr) == 0);
+        require(manager.getRequestCount() == idleTransfers, "an idle transfer has ended");
+        request->checkAsyncResult();
     }
 }
 
@@ -130,8 +168,17 @@ void measureHeap(const std::string& url, int count) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    const auto beside = [](int idleTransfers) {
+        return
+            [idleTransfers](const std::string& url, int count) { getBesideIdle(idleTransfers, url, count); };
+    };
     return bench::run(argc, argv,
                       {{"get", get},
+                       {"get-thread", getByThread},
+                       {"multi-1", beside(0)},
+                       {"multi-100", beside(99)},
+                       {"multi-1000", beside(999)},
+                       {"multi-5000", beside(4999)},
                        {"reset", getAfterReset},
                        {"put", put},
                        {"get-buffer", getToBuffer},

@@ -5,6 +5,7 @@ import contextlib
 import os
 import pathlib
 import re
+import resource
 import statistics
 import subprocess
 import sys
@@ -17,6 +18,7 @@ REPEATS = 5  # a body's blocks are cut differently in each run
 FULL_BODY = 1024  # MiB
 CLOCKED_REQUESTS = 5000
 HEAP_REQUESTS = 100
+MANY_TRANSFERS = {1: SMALL, 100: SMALL, 1000: 60, 5000: 20}  # and requests: each goes through all transfers
 
 SMALL_WORKLOADS = {
     "get": "GET, request reused",
@@ -117,6 +119,18 @@ def small_counts(bench):
         table(title, ("", "plain, bare", "plain, keeping headers and lines", "vexil", "vexil to the latter"), rows)
 
 
+def many_transfers(bench):
+    """One request after the other, while all other transfers wait for answers that never come."""
+    rows = []
+    for transfers, count in MANY_TRANSFERS.items():
+        plain, ours, epoll = (slope(bench.instructions, program, f"{workload}-{transfers}", bench.small_url(), count)
+                              for program, workload in
+                              (("plain", "multi"), ("vexil", "multi"), ("plain", "multi-epoll")))
+        rows.append((f"{transfers:,}", number(plain), number(ours), percent(ours, plain), number(epoll)))
+    table("Instructions a request, with so many transfers at once",
+          ("", "plain, curl_multi_poll", "vexil", "vexil to plain", "plain, curl_multi_socket_action and epoll"), rows)
+
+
 def body_counts(bench):
     for title, measure in (("Instructions a MiB", bench.instructions), ("Allocations a MiB", bench.allocations)):
         rows = []
@@ -143,25 +157,49 @@ def heap(bench):
     table("Heap of one request, in bytes", ("", "plain", "vexil"), rows)
 
 
-def median_seconds(bench, workload, url, count):
-    seconds = {program: [] for program in bench.programs}
+def median_seconds(bench, runs, url, count):
+    """Of each run, a program and its workload; all of them in each round."""
+    seconds = [[] for _ in runs]
     for _ in range(ROUNDS):
-        for program, values in seconds.items():
+        for (program, workload), values in zip(runs, seconds):
             values.append(float(bench.figures(program, workload, url, count)["seconds"]))
-    return [statistics.median(values) for values in seconds.values()]
+    return [statistics.median(values) for values in seconds]
+
+
+def beside_plain(workload):
+    return [(program, workload) for program in ("plain", "vexil")]
 
 
 def wall_clock(bench):
     rows = []
     for workload, name in SMALL_WORKLOADS.items():
         url = bench.nginx + ("/dav/small" if workload == "put" else "/static/a.txt")
-        values = median_seconds(bench, workload, url, CLOCKED_REQUESTS)
+        values = median_seconds(bench, beside_plain(workload), url, CLOCKED_REQUESTS)
         plain, ours = (value / CLOCKED_REQUESTS * 1e6 for value in values)
         rows.append((name, f"{plain:.1f} µs", f"{ours:.1f} µs", percent(ours, plain)))
     for workload, name in BODY_WORKLOADS.items():
-        plain, ours = median_seconds(bench, workload, bench.body_url(workload), FULL_BODY)
+        plain, ours = median_seconds(bench, beside_plain(workload), bench.body_url(workload), FULL_BODY)
         rows.append((f"{name}, 1 GiB", f"{plain:.3f} s", f"{ours:.3f} s", percent(ours, plain)))
     table(f"Wall clock, median of {ROUNDS} alternating rounds", ("", "plain", "vexil", "vexil to plain"), rows)
+
+
+def thread_clock(bench):
+    values = median_seconds(bench, [("vexil", "get"), ("vexil", "get-thread")], bench.nginx + "/static/a.txt",
+                            CLOCKED_REQUESTS)
+    performed, handed_over = (value / CLOCKED_REQUESTS * 1e6 for value in values)
+    table(f"Wall clock of a GET through the worker thread, median of {ROUNDS} alternating rounds",
+          ("", "perform()", "thread", "more"),
+          [(SMALL_WORKLOADS["get"], f"{performed:.1f} µs", f"{handed_over:.1f} µs",
+            f"{handed_over - performed:.1f} µs")])
+
+
+def raise_descriptor_limit():
+    """A connection takes a descriptor in the program and one in the server."""
+    hard = resource.getrlimit(resource.RLIMIT_NOFILE)[1]
+    needed = max(MANY_TRANSFERS) + 100
+    if hard != resource.RLIM_INFINITY and hard < needed:
+        sys.exit(f"The limit of open files is {hard}; {needed} are needed: ulimit -Hn {needed}")
+    resource.setrlimit(resource.RLIMIT_NOFILE, (hard, hard))
 
 
 def main():
@@ -169,14 +207,17 @@ def main():
     parser.add_argument("build", type=pathlib.Path)
     parser.add_argument("--quick", action="store_true")
     options = parser.parse_args()
+    raise_descriptor_limit()
     bench = Bench(options.build)
     with bench.servers():
         small_counts(bench)
+        many_transfers(bench)
         body_counts(bench)
         peaks(bench)
         heap(bench)
         if not options.quick:
             wall_clock(bench)
+            thread_clock(bench)
 
 
 main()
