@@ -120,7 +120,8 @@ TEST_P(FTPServerTest, EntriesAreListed) {
     writeOnDisk(".hidden", "");
     EXPECT_THAT(list(path("")), ElementsAre("d Dir with blanks", "d dir", "f .hidden", "f a"));
     EXPECT_THAT(list(path("dir")), IsEmpty());
-    for (const P<CFTPDirEntry>& entry : client.listDir(request, text(directory))->getEntries()) {
+    const P<CFTPListDirResult> listing = client.listDir(request, text(directory));
+    for (const P<CFTPDirEntry>& entry : listing->getEntries()) {
         EXPECT_TRUE(entry->getModifiedTime().isSet());
         EXPECT_EQ(entry->getName() == "a" ? entry->getSize() : 5, 5);
     }

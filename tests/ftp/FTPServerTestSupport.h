@@ -187,7 +187,8 @@ protected:
     /// Name and type of each file and directory of a listing, sorted: "f name", "d name".
     std::vector<std::string> list(const String& target) {
         std::vector<std::string> found;
-        for (const P<CFTPDirEntry>& entry : client.listDir(request, target)->getEntries()) {
+        const P<CFTPListDirResult> listing = client.listDir(request, target);
+        for (const P<CFTPDirEntry>& entry : listing->getEntries()) {
             if (entry->getType() != IFileInfoBase::TypeUnknown) {
                 found.push_back((entry->getType() == IFileInfoBase::TypeFile ? "f " : "d ") +
                                 entry->getName().toUTF8());
