@@ -4,7 +4,7 @@
 # Usage: scripts/packages.sh GROUP...
 #   build   compiler, build tools and the libraries that vexil stands on
 #   test    build, and what the tests use: test framework, real servers, documentation tools
-#   run     build, and the private S3 and FTP servers
+#   run     build, and the private S3, FTP and mail servers
 #   bench   build, and what bench/measure.sh measures with
 #
 # Needs root or sudo only if something is missing.
@@ -16,9 +16,10 @@ readonly build_packages=(
 )
 readonly s3_server_packages=(ceph-mon ceph-osd ceph-common radosgw python3)
 readonly ftp_server_packages=(pure-ftpd openssl python3)
+readonly mail_server_packages=(python3-aiosmtpd openssl python3)
 readonly test_packages=(
     libgtest-dev libgmock-dev googletest libasio-dev doxygen clang-format
-    nginx openssl python3 python3-pyftpdlib python3-openssl tinyproxy-bin
+    nginx openssl python3 python3-pyftpdlib python3-openssl tinyproxy-bin exim4-daemon-light
 )
 readonly bench_packages=(valgrind strace libasio-dev nginx openssl python3)
 
@@ -38,9 +39,12 @@ packages_of_groups() {
             build) printf '%s\n' "${build_packages[@]}" ;;
             test)
                 printf '%s\n' "${build_packages[@]}" "${s3_server_packages[@]}" "${ftp_server_packages[@]}" \
-                    "${test_packages[@]}"
+                    "${mail_server_packages[@]}" "${test_packages[@]}"
                 ;;
-            run) printf '%s\n' "${build_packages[@]}" "${s3_server_packages[@]}" "${ftp_server_packages[@]}" ;;
+            run)
+                printf '%s\n' "${build_packages[@]}" "${s3_server_packages[@]}" "${ftp_server_packages[@]}" \
+                    "${mail_server_packages[@]}"
+                ;;
             bench) printf '%s\n' "${build_packages[@]}" "${bench_packages[@]}" ;;
             *) fail "unknown group '$group'; the groups are: build test run bench" ;;
         esac
@@ -91,7 +95,8 @@ clean_up() {
     rm -f "$log"
 }
 
-# Debian's FTP servers exclude each other: one that the machine has already is not removed for ours.
+# Debian's FTP servers exclude each other, and so do its mail servers: one that the machine has already is not removed
+# for ours.
 install_missing() {
     DEBIAN_FRONTEND=noninteractive NEEDRESTART_SUSPEND=1 \
         apt-get -o DPkg::Lock::Timeout=600 -o Dpkg::Options::=--force-confold \
