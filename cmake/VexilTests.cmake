@@ -2,7 +2,7 @@
 #
 # One test program, one CTest test of the same name. Labels: unit (no network), wire (scripted peer on
 # loopback), server (real servers, which with-servers.sh starts and ends), package, linux (relies on how
-# Linux binds symbols). Servers: s3, nginx, ftp, pureftpd, tinyproxy.
+# Linux binds symbols). Servers: s3, nginx, ftp, pureftpd, tinyproxy, smtp, exim.
 function(vexil_add_test)
   cmake_parse_arguments(ARG "" "NAME" "SOURCES;LIBS;LABELS;SERVERS" ${ARGN})
   add_executable(${ARG_NAME} ${ARG_SOURCES})

@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
 # Runs a command beside private servers and ends them afterwards, whatever happens.
 #
-# Usage: tests/servers/with-servers.sh [s3] [nginx] [ftp] [pureftpd] [tinyproxy] -- COMMAND...
+# Usage: tests/servers/with-servers.sh [s3] [nginx] [ftp] [pureftpd] [tinyproxy] [smtp] [exim] -- COMMAND...
 #
 # COMMAND finds the addresses and keys in its environment: see radosgw.sh for s3, nginx.sh for nginx, which with s3
-# also puts TLS in front of the S3 server, pyftpdlib.sh for ftp, pure-ftpd.sh and tinyproxy.sh. The exit status is that
-# of COMMAND; 125 where a server did not start. COMMAND reads nothing from standard input, and
-# no proxy settings reach it: the servers are on this machine.
+# also puts TLS in front of the S3 server, pyftpdlib.sh for ftp, pure-ftpd.sh, tinyproxy.sh, aiosmtpd.sh for smtp and
+# exim4.sh. The exit status is that of COMMAND; 125 where a server did not start. COMMAND reads nothing from standard
+# input, and no proxy settings reach it: the servers are on this machine.
 # shellcheck disable=SC2317 # the functions that only a trap calls
 set -euo pipefail
 # Jobs get process groups of their own. Without that bash makes them ignore Ctrl-C, and so whatever they start.
@@ -15,11 +15,12 @@ set -m
 here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
 
 # In the order of their starts: the web server puts TLS in front of the S3 server.
-readonly known=(s3 nginx ftp pureftpd tinyproxy)
-declare -rA scripts=([s3]=radosgw [nginx]=nginx [ftp]=pyftpdlib [pureftpd]=pure-ftpd [tinyproxy]=tinyproxy)
+readonly known=(s3 nginx ftp pureftpd tinyproxy smtp exim)
+declare -rA scripts=([s3]=radosgw [nginx]=nginx [ftp]=pyftpdlib [pureftpd]=pure-ftpd [tinyproxy]=tinyproxy
+    [smtp]=aiosmtpd [exim]=exim4)
 
 usage() {
-    printf 'usage: with-servers.sh [s3] [nginx] [ftp] [pureftpd] [tinyproxy] -- COMMAND...\n' >&2
+    printf 'usage: with-servers.sh [s3] [nginx] [ftp] [pureftpd] [tinyproxy] [smtp] [exim] -- COMMAND...\n' >&2
     exit 125
 }
 
@@ -93,6 +94,8 @@ shift
 
 job=
 dir=$(mktemp -d "${TMPDIR:-/tmp}/vexil-servers.XXXXXX")
+# Servers that root starts may run as other users.
+chmod 711 "$dir"
 trap 'exit 129' HUP
 trap 'exit 130' INT
 trap 'exit 143' TERM
