@@ -3,9 +3,35 @@
 #include "tests/async/MultiCalls.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <filesystem>
+#include <new>
 #include <optional>
 #include <sys/resource.h>
+
+namespace {
+
+/// Lets the next allocation of this thread fail.
+thread_local bool t_isMemoryOut = false;
+
+}  // namespace
+
+// These stand in for the ones of the C++ library in the library under test, too.
+void* operator new(std::size_t size) {
+    void* const memory = std::exchange(t_isMemoryOut, false) ? nullptr : std::malloc(size);
+    if (!memory) {
+        throw std::bad_alloc();
+    }
+    return memory;
+}
+
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
 
 namespace {
 
@@ -369,6 +395,21 @@ TEST_F(AsyncNetRequestManagerCalls, ARefusalLosesNobodyElsesEnd) {
     EXPECT_EQ(manager->getRequestCount(), 1);
     multiCalls().onRemove = {};
     EXPECT_TRUE(manager->removeRequest(requests[1])) << "it stays";
+}
+
+TEST_F(AsyncNetRequestManagerCalls, ARequestIsToldAlsoWhenMemoryRunsOutForTheList) {
+    add(2);
+    performAnswers(CURLM_OK, 0);
+    tell({messageOf(requests[0]->getHandle(), CURLE_OK), messageOf(requests[1]->getHandle(), CURLE_OK)});
+    multiCalls().onRemove = [this](CURL* handle) {
+        t_isMemoryOut = handle == requests[0]->getHandle();
+        return CURLM_OK;
+    };
+    EXPECT_THROW(manager->handleEvents(&finished), std::bad_alloc);
+    EXPECT_THAT(finished, ElementsAre(requests[1]));
+    EXPECT_TRUE(requests[0]->isAsyncDone());
+    EXPECT_TRUE(requests[1]->isAsyncDone());
+    EXPECT_EQ(manager->getRequestCount(), 0);
 }
 
 // ---- what libcurl wants to do at once

@@ -103,27 +103,33 @@ int CAsyncNetRequestManager::handleEvents(TArray<P<CNetRequest>>* finished) {
 int CAsyncNetRequestManager::handleFinishedRequests(TArray<P<CNetRequest>>* finished) {
     int count = 0;
     std::exception_ptr firstError;
+    const auto keepingError = [&firstError](const auto& work) {
+        try {
+            work();
+        } catch (...) {
+            if (!firstError) {
+                firstError = std::current_exception();
+            }
+        }
+    };
     int messagesLeft = 0;
     while (const CURLMsg* const message = curl_multi_info_read(m_multi.get(), &messagesLeft)) {
         const int index = message->msg == CURLMSG_DONE ? findHandle(message->easy_handle) : -1;
         if (index < 0) {
             continue;
         }
-        try {
+        keepingError([&] {
             // The message goes with the handle.
             const CURLcode result = message->data.result;
             const P<CNetRequest> request = m_requests[static_cast<std::size_t>(index)];
             removeRequest(index);
             ++count;
             if (finished) {
-                finished->push_back(request);
+                // Memory may run out for the list: who waits for the request is told nevertheless.
+                keepingError([&] { finished->push_back(request); });
             }
             request->setAsyncInfo(true, result);
-        } catch (...) {
-            if (!firstError) {
-                firstError = std::current_exception();
-            }
-        }
+        });
     }
     if (firstError) {
         std::rethrow_exception(firstError);
