@@ -1,31 +1,21 @@
 // Every call of libcurl that configures a request, in order, with its C type and value. This program defines
 // the functions itself, records the calls and passes them on.
 #include "tests/net/NetRequestTestSupport.h"
+#include "tests/support/OptionRecorder.h"
 
-#include <cstdarg>
-#include <dlfcn.h>
-
-#undef curl_easy_setopt
 #undef curl_easy_getinfo
 
 namespace {
 
-struct Event {
-    std::string text;
-    const void* pointer = nullptr;
-};
+using vexil_test::events;
+using vexil_test::isRecording;
+using vexil_test::nextFunction;
+using vexil_test::optionsUntilFailure;
+using vexil_test::record;
 
-std::vector<Event> events;
-bool isRecording = false;
-int optionsUntilFailure = -1;  // 0: the next one fails
 bool initFails = false;
 bool escapeFails = false;
 bool getInfoFails = false;
-
-template <class Function>
-Function* next(const char* name) {
-    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
 
 /// Lists that live, and how many of them lived when an option was last recorded.
 int livingLists = 0;
@@ -37,76 +27,12 @@ struct Counted : List {
     ~Counted() override { --livingLists; }
 };
 
-void record(const std::string& text, const void* pointer = nullptr) {
-    if (isRecording) {
-        livingListsAtOption = livingLists;
-        events.push_back({text, pointer});
-    }
-}
-
-std::string listText(const curl_slist* list) {
-    std::string text = "[";
-    for (; list; list = list->next) {
-        text += std::string(list->data) + (list->next ? "|" : "");
-    }
-    return text + "]";
-}
-
-/// The value of an option as the type of that option has it.
-std::string valueText(const curl_easyoption& option, void* pointer) {
-    if (!pointer) {
-        return "null";
-    }
-    switch (option.type) {
-    case CURLOT_STRING:
-        return "'" + std::string(static_cast<const char*>(pointer)) + "'";
-    case CURLOT_SLIST:
-        return listText(static_cast<const curl_slist*>(pointer));
-    case CURLOT_FUNCTION:
-        return "function";
-    default:
-        return "pointer";
-    }
-}
-
-bool failsNow() {
-    return optionsUntilFailure >= 0 && optionsUntilFailure-- == 0;
-}
-
 }  // namespace
 
 extern "C" {
 
-CURLcode curl_easy_setopt(CURL* handle, CURLoption option, ...) {
-    static auto* const real = next<CURLcode(CURL*, CURLoption, ...)>("curl_easy_setopt");
-    const curl_easyoption* const known = curl_easy_option_by_id(option);
-    const std::string name = known ? known->name : std::to_string(option);
-    if (failsNow()) {
-        record(name + " fails");
-        return CURLE_OUT_OF_MEMORY;
-    }
-    va_list arguments;
-    va_start(arguments, option);
-    CURLcode result = CURLE_OK;
-    if (option < CURLOPTTYPE_OBJECTPOINT) {
-        const long value = va_arg(arguments, long);
-        record(name + "=" + std::to_string(value) + "L");
-        result = real(handle, option, value);
-    } else if (option >= CURLOPTTYPE_OFF_T && option < CURLOPTTYPE_BLOB) {
-        const curl_off_t value = va_arg(arguments, curl_off_t);
-        record(name + "=" + std::to_string(value) + "OFF");
-        result = real(handle, option, value);
-    } else {
-        void* const value = va_arg(arguments, void*);
-        record(name + "=" + (known ? valueText(*known, value) : "?"), value);
-        result = real(handle, option, value);
-    }
-    va_end(arguments);
-    return result;
-}
-
 CURLcode curl_easy_getinfo(CURL* handle, CURLINFO info, ...) {
-    static auto* const real = next<CURLcode(CURL*, CURLINFO, ...)>("curl_easy_getinfo");
+    static auto* const real = nextFunction<CURLcode(CURL*, CURLINFO, ...)>("curl_easy_getinfo");
     va_list arguments;
     va_start(arguments, info);
     void* const target = va_arg(arguments, void*);
@@ -115,25 +41,25 @@ CURLcode curl_easy_getinfo(CURL* handle, CURLINFO info, ...) {
 }
 
 CURL* curl_easy_init() {
-    static auto* const real = next<CURL*()>("curl_easy_init");
+    static auto* const real = nextFunction<CURL*()>("curl_easy_init");
     record("init");
     return initFails ? nullptr : real();
 }
 
 void curl_easy_reset(CURL* handle) {
-    static auto* const real = next<void(CURL*)>("curl_easy_reset");
+    static auto* const real = nextFunction<void(CURL*)>("curl_easy_reset");
     record("reset");
     real(handle);
 }
 
 void curl_easy_cleanup(CURL* handle) {
-    static auto* const real = next<void(CURL*)>("curl_easy_cleanup");
+    static auto* const real = nextFunction<void(CURL*)>("curl_easy_cleanup");
     record("cleanup");
     real(handle);
 }
 
 char* curl_easy_escape(CURL* handle, const char* text, int length) {
-    static auto* const real = next<char*(CURL*, const char*, int)>("curl_easy_escape");
+    static auto* const real = nextFunction<char*(CURL*, const char*, int)>("curl_easy_escape");
     return escapeFails ? nullptr : real(handle, text, length);
 }
 
@@ -191,7 +117,7 @@ protected:
     /// What was recorded since the last call, the request's address by name.
     std::vector<std::string> recorded() {
         std::vector<std::string> texts;
-        for (Event& event : events) {
+        for (vexil_test::RecordedOption& event : events) {
             if (event.pointer && event.pointer == static_cast<CNetRequest*>(request.get())) {
                 event.text.replace(event.text.find('=') + 1, std::string::npos, "request");
             }
@@ -364,6 +290,9 @@ std::vector<Setter> setters() {
         {"NoPre", [](R& r) { r.setFTPCustomPreCommands(nullptr); }, {"PREQUOTE=null"}},
         {"Post", [=](R& r) { r.setFTPCustomPostCommands(commands); }, {"POSTQUOTE=[NOOP|SYST]"}},
         {"NoPost", [](R& r) { r.setFTPCustomPostCommands(nullptr); }, {"POSTQUOTE=null"}},
+        {"Recipients", [=](R& r) { r.setMailRecipients(commands); }, {"MAIL_RCPT=[NOOP|SYST]"}},
+        {"NoRecipients", [](R& r) { r.setMailRecipients(nullptr); }, {"MAIL_RCPT=null"}},
+        {"EmptyRecipients", [](R& r) { r.setMailRecipients(new CNetStringList); }, {"MAIL_RCPT=null"}},
         {"Verbose", [](R& r) { r.setVerbose(true); }, {"VERBOSE=1L"}},
         {"NoVerbose", [](R& r) { r.setVerbose(false); }, {"VERBOSE=0L"}},
         {"Buffer", [=](R& r) { r.setSendDataBuffer(buffer); }, {"INFILESIZE_LARGE=1234OFF"}},
@@ -526,6 +455,7 @@ TEST_F(NetRequestOptions, ResetForgetsTheSizeOfTheBody) {
 
 template <class List>
 void expectTheOldListToLiveUntilTheOptionIsSet(void (CNetRequest::*set)(List*)) {
+    onRecord = [] { livingListsAtOption = livingLists; };
     CNetRequest request;
     (request.*set)(new Counted<List>);
     isRecording = true;
@@ -539,6 +469,7 @@ TEST(NetRequestLists, LiveUntilLibcurlHasTheNextOne) {
     expectTheOldListToLiveUntilTheOptionIsSet(&CNetRequest::setCustomHTTPHeaders);
     expectTheOldListToLiveUntilTheOptionIsSet(&CNetRequest::setFTPCustomPreCommands);
     expectTheOldListToLiveUntilTheOptionIsSet(&CNetRequest::setFTPCustomPostCommands);
+    expectTheOldListToLiveUntilTheOptionIsSet(&CNetRequest::setMailRecipients);
     EXPECT_EQ(livingLists, 0);
 }
 
