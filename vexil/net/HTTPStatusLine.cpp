@@ -2,6 +2,9 @@
 
 #include "zet/ParseNumber.h"
 
+#include <algorithm>
+#include <utility>
+
 namespace vexil {
 
 namespace {
@@ -18,25 +21,28 @@ int parseCode(const String& text, const String& line) {
     }
 }
 
+/// The code, and what follows it. The latter lies within the line.
+std::pair<int, std::wstring_view> splitLine(const String& line) {
+    const std::wstring_view text = line.view();
+    const std::size_t firstSpace = text.find(L' ');
+    if (!line.startsWithNoCase("http/") || firstSpace == std::wstring_view::npos) {
+        throwInvalid(line);
+    }
+    const std::wstring_view rest = text.substr(firstSpace + 1);
+    const std::size_t codeEnd = std::min(rest.find(L' '), rest.size());
+    return {parseCode(String(rest.substr(0, codeEnd)), line), rest.substr(codeEnd)};
+}
+
 }  // namespace
 
 void parseHTTPStatusLine(const String& line, int& code, String& info) {
-    const std::size_t firstSpace = line.find(L' ');
-    if (!line.startsWithNoCase("http/") || firstSpace == String::npos) {
-        throwInvalid(line);
-    }
-    const std::size_t codeStart = firstSpace + 1;
-    const std::size_t codeEnd = line.find(L' ', codeStart);
-    const bool hasInfo = codeEnd != String::npos;
-    code = parseCode(line.substr(codeStart, hasInfo ? codeEnd - codeStart : String::npos), line);
-    info = hasInfo ? line.substr(codeEnd).trimmed() : String();
+    const auto [lineCode, rest] = splitLine(line);
+    code = lineCode;
+    info.assign(zet::trimmed(rest));
 }
 
 int getStatusCodeFromHTTPStatusLine(const String& line) {
-    int code = 0;
-    String ignored;
-    parseHTTPStatusLine(line, code, ignored);
-    return code;
+    return splitLine(line).first;
 }
 
 String getInfoFromHTTPStatusLine(const String& line) {
