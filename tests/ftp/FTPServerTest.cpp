@@ -92,7 +92,7 @@ TEST_P(FTPServerTest, DirectoriesAreReachedInEachWay) {
 }
 
 TEST_P(FTPServerTest, UploadCreatesMissingDirectories) {
-    EXPECT_EQ(failureOf([&] { upload(path("x/y/a"), "1"); }), "25 553");
+    EXPECT_EQ(failureOf([&] { upload(path("x/y/a"), "1"); }), access.isPureFTPd() ? "25 553" : "25 550");
     EXPECT_THAT(namesOnDisk(), IsEmpty());
     upload(path("x/y/a"), "1", true);
     upload(path("x/y/b"), "2", true);
@@ -128,13 +128,13 @@ TEST_P(FTPServerTest, EntriesAreListed) {
 }
 
 TEST_P(FTPServerTest, MissingDirectoryIsNotListed) {
-    EXPECT_EQ(failureOf([&] { list(path("missing")); }), "19 550");
+    EXPECT_EQ(failureOf([&] { list(path("missing")); }), access.isPureFTPd() ? "19 550" : "19 501");
     client.setOverrideCWDType(CFTPClient::CWDSteps);
     EXPECT_EQ(failureOf([&] { list(path("missing")); }), "9 550");
 }
 
 TEST_P(FTPServerTest, InformationIsGivenOnFilesAndDirectories) {
-    upload(path("a b.txt"), "hello");
+    writeOnDisk("a b.txt", "hello");
     makeOnDisk("dir");
     const auto file = getInfo(path("a b.txt"));
     EXPECT_EQ(file->getType(), IFileInfoBase::TypeFile);
@@ -144,17 +144,6 @@ TEST_P(FTPServerTest, InformationIsGivenOnFilesAndDirectories) {
     EXPECT_TRUE(exists(path("a b.txt")));
     EXPECT_TRUE(exists(path("dir")));
     EXPECT_FALSE(exists(path("missing")));
-}
-
-TEST_P(FTPServerTest, TenThousandEntriesAreListed) {
-    makeOnDisk("many");
-    std::vector<std::string> expected;
-    for (int number = 10000; number < 20000; ++number) {
-        const std::string name = "entry number " + std::to_string(number);
-        writeOnDisk("many/" + name);
-        expected.push_back("f " + name);
-    }
-    EXPECT_EQ(list(path("many")), expected);
 }
 
 // ---- directories -----------------------------------------------------------------------------------------
