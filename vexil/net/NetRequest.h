@@ -313,8 +313,8 @@ public:
     /// for lines that could not be read.
     const CNetStringList& getResponseInfo() const { return *m_responseInfo; }
     /// The last reply of the last transfer that has this code (FTP, SMTP), without its line ends, as it came; the lines
-    /// of a longer reply are joined with LF. "" when there was none. After a refused mail it is the refusal's text,
-    /// behind which the server was still said goodbye.
+    /// of a longer reply that begin with the code are joined with LF. "" when there was none. After a refused mail it is
+    /// the refusal's text, behind which the server was still said goodbye.
     /// \param code  three digits, such as that of an error (CCURLError::getResponseCode())
     String getResponseText(int code) const;
     /// Whether the header block of the last HTTP response was seen to its end (a line of CR LF alone), which
