@@ -50,7 +50,14 @@ void CSMTPClient::setRootCertBundlePath(const TPathImpl<CWindowsPathTraits>& pat
 
 void CSMTPClient::setRequestSetup(INetRequestSetup* setup) {
     m_requestSetup = setup;
-    initRequest();
+    try {
+        initRequest();
+    } catch (...) {
+        // Else the next mail would go where the refused hook wanted it.
+        m_requestSetup = nullptr;
+        initRequest();
+        throw;
+    }
 }
 
 void CSMTPClient::initRequest() {

@@ -47,7 +47,7 @@ public:
     /// A hook for further options; a reference is kept. The request is initialised anew and the hook called at
     /// once, and never again. Null, the default, for none.
     /// \throws CInvalidArgError with the place "CSMTPClient::setRequestSetup" when it has replaced URL, method,
-    ///         header list or receive data sink
+    ///         header list or receive data sink; the client then has no hook, as after any error of the hook
     void setRequestSetup(INetRequestSetup* setup);
 
     /// Sends a message. To an empty list of recipients nothing is sent, which is logged as a warning and is a
