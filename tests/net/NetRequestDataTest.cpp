@@ -349,6 +349,56 @@ TEST_F(NetRequestData, RepliesOfOtherProtocolsOnlyGoToResponseInfo) {
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
+TEST_F(NetRequestData, AReplyIsFoundByItsCode) {
+    request->setURL("smtp://h/");
+    EXPECT_EQ(request->getResponseText(550), "");
+    for (const char* line :
+         {"220 h ESMTP\r\n", "250-h\r\n", "250-SIZE 1\r\n", "250 HELP\r\n", "250 sender ok\r\n",
+          "550-5.1.1 no\r\n", "550-5.1.1 such\r\n", "550 5.1.1 user\r\n", "221 Bye\r\n"}) {
+        request->header(line);
+    }
+    EXPECT_EQ(request->getResponseText(220), "220 h ESMTP");
+    EXPECT_EQ(request->getResponseText(250), "250 sender ok") << "the last one with this code";
+    EXPECT_EQ(request->getResponseText(550), "550-5.1.1 no\n550-5.1.1 such\n550 5.1.1 user");
+    EXPECT_EQ(request->getResponseText(221), "221 Bye");
+    EXPECT_EQ(request->getResponseText(354), "");
+    EXPECT_EQ(request->getResponseText(55), "") << "another code that begins so";
+    EXPECT_EQ(request->getResponseText(5), "");
+    EXPECT_EQ(request->getResponseText(0), "");
+}
+
+TEST_F(NetRequestData, TheLastReplyWithACodeCountsHoweverLong) {
+    request->setURL("smtp://h/");
+    for (const char* line : {"250 one\r\n", "250-two\r\n", "250 three\r\n", "250-four\r\n", "250 five\r\n"}) {
+        request->header(line);
+    }
+    EXPECT_EQ(request->getResponseText(250), "250-four\n250 five");
+    request->header("250 six\r\n");
+    EXPECT_EQ(request->getResponseText(250), "250 six");
+    request->header("250-seven\r\n");
+    EXPECT_EQ(request->getResponseText(250), "250-seven") << "as far as it came";
+}
+
+TEST_F(NetRequestData, AReplyMayBeItsCodeAlone) {
+    request->setURL("smtp://h/");
+    for (const char* line : {"250 text\r\n", "250\r\n", "5501 x\r\n", "550x\r\n", "x550 x\r\n"}) {
+        request->header(line);
+    }
+    EXPECT_EQ(request->getResponseText(250), "250");
+    EXPECT_EQ(request->getResponseText(550), "");
+    request->header("250-\r\n");
+    request->header("250 \r\n");
+    EXPECT_EQ(request->getResponseText(250), "250-\n250") << "without the blanks around it";
+}
+
+TEST_F(NetRequestData, LinesWithoutACodeAreNotPartOfAReply) {
+    request->setURL("ftp://h/");
+    for (const char* line : {"250-Listing x\r\n", " type=file; x\r\n", "250 End\r\n"}) {
+        request->header(line);
+    }
+    EXPECT_EQ(request->getResponseText(250), "250-Listing x\n250 End");
+}
+
 TEST_F(NetRequestData, TheServerRecordLearnsFromAFinishedHeaderBlock) {
     const P<CServerInfo> info = new CServerInfo;
     request->setServerInfoToUpdate(info);
