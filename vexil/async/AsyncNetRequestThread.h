@@ -27,6 +27,8 @@ class CAsyncNetRequestManager;
 /// must not run on the worker: no listener, handler, source or sink may hold the last reference. A request on the
 /// stack, or inside another object, is removed before it goes, even when it has ended. Requests that still run
 /// when the worker stops are taken off and told nothing; those that it had not yet taken over stay in its list.
+/// What waits when the worker has ended, removals too, is referenced until this object goes: requests on the
+/// stack have to outlive it then. A derived class that overrides a hook calls `stop(true)` in its own destructor.
 ///
 /// Errors: a failed hand-over (libcurl refuses the request, runs it already, or its source cannot be rewound), and
 /// what a done listener, the progress handler or an overridden hook throws, ends the worker: isAlive() is
