@@ -3,10 +3,15 @@
 #include "apps/vexil/Context.h"
 #include "apps/vexil/ErrorReport.h"
 #include "apps/vexil/FileInStream.h"
+#include "apps/vexil/FileProgress.h"
 #include "apps/vexil/Interrupt.h"
 #include "apps/vexil/ObjectKey.h"
+#include "apps/vexil/ObjectUpload.h"
 #include "apps/vexil/Text.h"
-#include "apps/vexil/Upload.h"
+#include "apps/vexil/TransferMonitor.h"
+#include "apps/vexil/TransferQueue.h"
+
+#include <memory>
 
 namespace vexil::app {
 
@@ -20,45 +25,77 @@ CBackup::CBackup(CContext& context, const String& bucket, const String& prefix)
     : m_context(context), m_bucket(bucket), m_prefix(makeFolderPrefix(prefix)),
       m_progress(context.getConsole()) {}
 
-void CBackup::run(const CFolderWalker& walker) {
+/// One file on its way.
+class CBackup::CFileJob : public ITransferJob {
+public:
+    CFileJob(CBackup& backup, const std::filesystem::path& relativePath)
+        : m_backup(backup), m_relativePath(relativePath),
+          m_fileProgress(backup.m_progress, describe(relativePath)) {}
+
+    void prepare(CNetRequest& request) override {
+        if (!m_upload) {
+            open();
+        }
+        CTransferMonitor::of(request).setFile(&m_fileProgress);
+        m_upload->prepare(request);
+    }
+
+    void checkAnswer(CNetRequest& request) override { m_upload->checkAnswer(request); }
+
+    bool canBeginAnew(CNetRequest& request, const CError& error) override {
+        return m_upload->canBeginAnew(request, error);
+    }
+
+    void onSuccess() override {
+        // Its checksum was right, but a program that writes in several places may have been half done.
+        if (m_file->hasChanged()) {
+            m_isStored = true;
+            throw CError(
+                "the file was changed while it was backed up: what is stored may be neither its old nor its "
+                "new content");
+        }
+        m_fileProgress.complete(m_file->getSize());
+    }
+
+    void onFailure(const CError& error) override {
+        CInterrupt::throwIfRequested();
+        const CErrorReport report(error);
+        const bool isChanged = m_upload && !m_isStored && m_file->hasChanged();
+        if (report.isHopeless() || (report.isAccessDenied() && !isChanged)) {
+            error.throwClone();
+        }
+        m_backup.onProblem(m_relativePath,
+                           isChanged
+                               ? String("the file was changed while it was backed up, and is not stored")
+                               : report.getLine());
+    }
+
+private:
+    void open() {
+        m_file = new CFileInStream(m_backup.m_folder / m_relativePath);
+        m_upload =
+            std::make_unique<CObjectUpload>(m_backup.m_context, m_file, m_backup.m_bucket,
+                                            makeObjectKey(m_backup.m_prefix, m_relativePath), contentType);
+    }
+
+    CBackup& m_backup;
+    std::filesystem::path m_relativePath;
+    CFileProgress m_fileProgress;
+    P<CFileInStream> m_file;
+    std::unique_ptr<CObjectUpload> m_upload;  // set with m_file, when the first transfer is prepared
+    bool m_isStored = false;
+};
+
+void CBackup::run(const CFolderWalker& walker, int jobs) {
     m_folder = walker.getFolder();
-    const CProgressScope scope(m_context, m_progress);
+    CTransferQueue queue(m_context, jobs);
+    m_queue = &queue;
     walker.walk(*this);
+    queue.finish();
 }
 
 void CBackup::onFile(const std::filesystem::path& relativePath) {
-    m_progress.beginFile(describe(relativePath));
-    try {
-        const P<CFileInStream> file = new CFileInStream(m_folder / relativePath);
-        store(relativePath, *file);
-        m_progress.endFile(file->getSize());
-    } catch (const std::exception& error) {
-        CInterrupt::throwIfRequested();
-        m_progress.dropFile();
-        const CErrorReport report(error);
-        if (report.isHopeless() || report.isAccessDenied()) {
-            throw;
-        }
-        onProblem(relativePath, report.getLine());
-    }
-}
-
-void CBackup::store(const std::filesystem::path& relativePath, CFileInStream& file) {
-    const String key = makeObjectKey(m_prefix, relativePath);
-    try {
-        upload(m_context, file, m_bucket, key, contentType);
-    } catch (const CError& error) {
-        if (file.hasChanged() && !CErrorReport(error).isHopeless()) {
-            throw CError("the file was changed while it was backed up, and is not stored");
-        }
-        throw;
-    }
-    // Its checksum was right, but a program that writes in several places may have been half done.
-    if (file.hasChanged()) {
-        throw CError(
-            "the file was changed while it was backed up: what is stored may be neither its old nor its new "
-            "content");
-    }
+    m_queue->start(std::make_unique<CFileJob>(*this, relativePath));
 }
 
 void CBackup::onSkipped(const std::filesystem::path& relativePath, const char* what) {

@@ -37,6 +37,14 @@ CCommandSyntax& CCommandSyntax::options(const char* name, const char* valueName,
     return *this;
 }
 
+CCommandSyntax& CCommandSyntax::number(const char* name, const char* valueName, int& value, int minimum,
+                                       int maximum, const char* help) {
+    m_app->add_option(name, value, help)
+        ->type_name(valueName)
+        ->check(CLI::Range(minimum, maximum).description(""));
+    return *this;
+}
+
 CCommandSyntax& CCommandSyntax::flag(const char* name, bool& value, const char* help) {
     m_app->add_flag(name, value, help);
     return *this;

@@ -29,6 +29,9 @@ public:
     /// One that may be given any number of times.
     CCommandSyntax& options(const char* name, const char* valueName, std::vector<std::string>& values,
                             const char* help);
+    /// A number from `minimum` to `maximum`.
+    CCommandSyntax& number(const char* name, const char* valueName, int& value, int minimum, int maximum,
+                           const char* help);
     CCommandSyntax& flag(const char* name, bool& value, const char* help);
     /// Text behind all other help: examples, and what else there is to know.
     CCommandSyntax& footer(const char* text);

@@ -2,8 +2,10 @@
 
 #include "apps/vexil/Console.h"
 #include "apps/vexil/CountingS3Client.h"
+#include "apps/vexil/FileProgress.h"
 #include "apps/vexil/Options.h"
 #include "apps/vexil/RequestSetup.h"
+#include "apps/vexil/TransferMonitor.h"
 #include "vexil/net/NetRequest.h"
 
 namespace vexil::app {
@@ -22,13 +24,18 @@ public:
     CConsole& getConsole() noexcept { return m_console; }
 
     CRequestSetup& getSetup();
-    /// The request of all S3 operations; an HTTP command prepares it itself with prepareHTTPRequest().
+    /// The request of all S3 operations but those of a CTransferQueue; an HTTP command prepares it itself with
+    /// prepareHTTPRequest().
     CNetRequest& getRequest();
-    bool hasRequest() const noexcept { return m_request != nullptr; }
     /// The request with URL and options set.
     CNetRequest& prepareHTTPRequest(const std::string& url);
     /// \throws CInvalidArgError for credentials that are missing and an endpoint that is none
     CCountingS3Client& getClient();
+
+    /// Notes another request than getRequest() as the one whose failure ends the command.
+    void setFailedRequest(const P<CNetRequest>& request) { m_failedRequest = request; }
+    /// The request that an error which ends the command is about, as far as it is about one; may be null.
+    P<CNetRequest> getFailedRequest() const { return m_failedRequest ? m_failedRequest : m_request; }
 
 private:
     CCredentials loadCredentials();
@@ -38,20 +45,23 @@ private:
     CConsole& m_console;
     P<CRequestSetup> m_setup;
     P<CNetRequest> m_request;
+    P<CNetRequest> m_failedRequest;
     P<CCountingS3Client> m_client;
 };
 
-/// Lets a transfer's bytes be shown while it lives.
+/// Lets the bytes of the context's request be shown while it lives.
 class CProgressScope {
 public:
-    CProgressScope(CContext& context, CProgress& progress) : m_monitor(context.getSetup().getMonitor()) {
-        m_monitor->setProgress(&progress);
+    CProgressScope(CContext& context, CProgress& progress)
+        : m_file(progress, ""), m_monitor(&CTransferMonitor::of(context.getRequest())) {
+        m_monitor->setFile(&m_file);
     }
-    ~CProgressScope() { m_monitor->setProgress(nullptr); }
+    ~CProgressScope() { m_monitor->setFile(nullptr); }
     CProgressScope(const CProgressScope&) = delete;
     CProgressScope& operator=(const CProgressScope&) = delete;
 
 private:
+    CFileProgress m_file;
     P<CTransferMonitor> m_monitor;
 };
 

@@ -4,6 +4,14 @@ namespace vexil::app {
 
 CCountingS3Client::~CCountingS3Client() = default;
 
+bool CCountingS3Client::decideRetry(const CError& error, int tries) {
+    if (!logAndDecideRetry(error, tries)) {
+        return false;
+    }
+    ++m_retryCount;
+    return true;
+}
+
 void CCountingS3Client::waitBeforeRetry(int milliseconds) {
     ++m_retryCount;
     CS3Client::waitBeforeRetry(milliseconds);

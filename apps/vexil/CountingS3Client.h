@@ -12,6 +12,11 @@ public:
 
     int64 getRetryCount() const noexcept { return m_retryCount; }
 
+    /// For who performs requests itself: whether performRequest() would try again after this failure, which it
+    /// logs, and which counts then.
+    /// \param tries  how often it was tried so far, from 1
+    bool decideRetry(const CError& error, int tries);
+
 protected:
     void waitBeforeRetry(int milliseconds) override;
 

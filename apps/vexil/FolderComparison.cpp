@@ -1,8 +1,8 @@
 #include "apps/vexil/FolderComparison.h"
 
 #include "apps/vexil/Console.h"
+#include "apps/vexil/FileProgress.h"
 #include "apps/vexil/Interrupt.h"
-#include "apps/vexil/Progress.h"
 #include "apps/vexil/Text.h"
 
 #include <system_error>
@@ -73,17 +73,16 @@ void CFolderComparison::compare(const fs::path& relativePath) {
         report(relativePath, "only in '" + describe(m_first.getFolder()) + "'");
         return;
     }
-    m_progress.beginFile(describe(relativePath));
+    CFileProgress fileProgress(m_progress, describe(relativePath));
     try {
         const fs::path path = m_first.getFolder() / relativePath;
         const String difference = m_comparer.findDifference(path, m_second.getFolder() / relativePath);
         if (!difference.isEmpty()) {
             report(relativePath, difference);
         }
-        m_progress.endFile(static_cast<int64>(fs::file_size(path)));
+        fileProgress.complete(static_cast<int64>(fs::file_size(path)));
     } catch (const std::exception& error) {
         CInterrupt::throwIfRequested();
-        m_progress.dropFile();
         report(relativePath, String::fromUTF8Lossy(error.what()));
     }
 }

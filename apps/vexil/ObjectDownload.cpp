@@ -1,5 +1,6 @@
 #include "apps/vexil/ObjectDownload.h"
 
+#include "apps/vexil/AnswerCheck.h"
 #include "apps/vexil/Context.h"
 #include "apps/vexil/Interrupt.h"
 #include "apps/vexil/Text.h"
@@ -11,12 +12,6 @@ namespace vexil::app {
 namespace {
 
 constexpr int statusPreconditionFailed = 412;
-
-String getHeader(const CNetRequest& request, const char* name) {
-    const auto& headers = request.getResponseHeaderMap();
-    const auto found = headers.find(name);
-    return found == headers.end() ? String() : found->second;
-}
 
 // Only a strong ETag promises the same bytes (RFC 9110, 8.8.1).
 bool isStrong(const String& eTag) {
@@ -38,49 +33,57 @@ bool isBrokenOnTheWay(const CError& error, int status) {
 
 }  // namespace
 
-CObjectDownload::CObjectDownload(CContext& context, const String& bucket, const String& key)
-    : m_context(context), m_bucket(bucket), m_key(key) {}
+CObjectDownload::CObjectDownload(CContext& context, const String& bucket, const String& key,
+                                 const P<zet::IOutStream>& out)
+    : m_context(context), m_bucket(bucket), m_key(key), m_out(out), m_start(out->getPosition()) {}
 
-void CObjectDownload::run(zet::IOutStream& out) {
-    const int64 start = out.getPosition();
-    for (;;) {
-        const int64 written = out.getPosition() - start;
-        try {
-            m_context.getSetup().setRequiredETag(written > 0 ? m_eTag : String());
-            m_context.getClient().getObject(m_context.getRequest(), m_bucket, m_key, written, -1, &out);
-            m_context.getSetup().setRequiredETag("");
-            if (written > 0) {
-                checkContinuation(written);
-            }
-            return;
-        } catch (const CError& error) {
-            m_context.getSetup().setRequiredETag("");
-            const int64 received = out.getPosition() - start;
-            if (written > 0 && getHTTPStatusCodeFromError(error) == statusPreconditionFailed) {
-                throwReplaced();
-            }
-            if (!canContinue(error, received)) {
-                throw;
-            }
-            // Not every service heeds the condition.
-            if (written > 0) {
-                checkContinuation(written);
-            }
-            m_context.getConsole().message(Verbosity::Info, "vexil: '" + printable(m_key) +
-                                                                "' broke off after " + formatBytes(received) +
-                                                                " (" + printable(error.getMessage()) +
-                                                                "); going on from there.");
-        }
+int64 CObjectDownload::getWrittenBytes() const {
+    return m_out->getPosition() - m_start;
+}
+
+void CObjectDownload::prepare(CNetRequest& request) {
+    m_offset = getWrittenBytes();
+    const CRequiredETag condition(m_context.getSetup(), m_offset > 0 ? m_eTag : String());
+    m_context.getClient().prepareGetObjectRequest(request, m_bucket, m_key, m_offset, -1, m_out);
+}
+
+void CObjectDownload::checkAnswer(CNetRequest& request) {
+    checkAnswerIsComplete(request);
+    // Bytes behind a status that was not understood, which libcurl calls a success.
+    if (request.getDefaultReceiveBuffer()->getUsed() > 0) {
+        throw CError("The answer's status line '" + request.getHTTPStatusLine() + "' does not tell success.");
+    }
+    checkAnswerLength(request, getWrittenBytes() - m_offset);
+    if (m_offset > 0) {
+        checkContinuation(request);
     }
 }
 
-void CObjectDownload::checkContinuation(int64 written) const {
-    const CNetRequest& request = m_context.getRequest();
-    if (getHeader(request, "etag") != m_eTag) {
+bool CObjectDownload::canBeginAnew(CNetRequest& request, const CError& error) {
+    const bool isContinuation = m_offset > 0;
+    if (isContinuation && getHTTPStatusCodeFromError(error) == statusPreconditionFailed) {
         throwReplaced();
     }
-    const String wanted = "bytes " + String::fromInt(written) + "-";
-    if (const String range = getHeader(request, "content-range"); !range.startsWith(wanted)) {
+    const int64 written = getWrittenBytes();
+    if (!canContinue(request, error, written)) {
+        return false;
+    }
+    // Not every service heeds the condition.
+    if (isContinuation) {
+        checkContinuation(request);
+    }
+    m_context.getConsole().message(
+        Verbosity::Info, "vexil: '" + printable(m_key) + "' broke off after " + formatBytes(written) + " (" +
+                             printable(error.getMessage()) + "); going on from there.");
+    return true;
+}
+
+void CObjectDownload::checkContinuation(const CNetRequest& request) const {
+    if (getAnswerHeader(request, "etag") != m_eTag) {
+        throwReplaced();
+    }
+    const String wanted = "bytes " + String::fromInt(m_offset) + "-";
+    if (const String range = getAnswerHeader(request, "content-range"); !range.startsWith(wanted)) {
         throw CError("The server went on with other bytes of the object '" + printable(m_key) +
                      "' than those that were missing (Content-Range: '" + printable(range) + "').");
     }
@@ -90,8 +93,7 @@ void CObjectDownload::throwReplaced() const {
     throw CError("The object '" + printable(m_key) + "' was replaced by another one while it was read.");
 }
 
-bool CObjectDownload::canContinue(const CError& error, int64 written) {
-    CNetRequest& request = m_context.getRequest();
+bool CObjectDownload::canContinue(CNetRequest& request, const CError& error, int64 written) {
     if (CInterrupt::isRequested() || m_continuations >= maxContinuations ||
         !isBrokenOnTheWay(error, request.getResponseCode())) {
         return false;
@@ -99,7 +101,7 @@ bool CObjectDownload::canContinue(const CError& error, int64 written) {
     if (written == 0) {
         m_eTag.clear();
     } else if (m_eTag.isEmpty()) {
-        m_eTag = getHeader(request, "etag");
+        m_eTag = getAnswerHeader(request, "etag");
         if (!isStrong(m_eTag)) {
             return false;
         }

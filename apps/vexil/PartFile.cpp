@@ -13,6 +13,7 @@ namespace {
 
 // Names have 255 bytes at most on all usual file systems.
 constexpr std::size_t maxStemLength = 200;
+constexpr const char* partEnding = ".vexil-part";
 
 fs::path makePartName(const fs::path& target, int number) {
     fs::path::string_type stem = target.filename().native();
@@ -24,7 +25,7 @@ fs::path makePartName(const fs::path& target, int number) {
     }
     fs::path name = ".";
     name += stem;
-    name += ".vexil-part";
+    name += partEnding;
     if (number > 1) {
         name += std::to_string(number);
     }
@@ -56,6 +57,10 @@ CPartFile::CPartFile(const fs::path& target) : m_target(target) {
     }
     m_part = findFreePartName(target);
     m_stream = new CFileOutStream(m_part, target);
+}
+
+bool CPartFile::mayBePart(const String& path) {
+    return path.toLower().find(partEnding) != String::npos;
 }
 
 CPartFile::~CPartFile() {

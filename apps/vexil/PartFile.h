@@ -20,6 +20,10 @@ public:
     CPartFile(const CPartFile&) = delete;
     CPartFile& operator=(const CPartFile&) = delete;
 
+    /// Whether a part of a relative path, with "/", could be the other name of some file, upper and lower case
+    /// aside.
+    static bool mayBePart(const String& path);
+
     const P<CFileOutStream>& getStream() const noexcept { return m_stream; }
     void commit();
 

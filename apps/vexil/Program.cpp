@@ -111,8 +111,8 @@ int CProgram::reportFailure(CConsole& console, CContext& context, const std::exc
         return CInterrupt::getExitCode();
     }
     CErrorReport report(error);
-    if (context.hasRequest()) {
-        report.addRequest(context.getRequest());
+    if (const P<CNetRequest> request = context.getFailedRequest()) {
+        report.addRequest(*request);
     }
     console.message(Verbosity::Error, "vexil: error: " + report.getText());
     return exitCodeOf(report.getExitCode());

@@ -22,27 +22,57 @@ CProgress::~CProgress() {
     m_console.showProgressLine("");
 }
 
-void CProgress::beginFile(const String& name) {
-    m_fileName = name;
-    m_bytesOfFile = 0;
+int CProgress::beginFile(const String& name) {
+    const std::scoped_lock lock(m_mutex);
+    const int file = m_nextFile++;
+    m_filesUnderWay[file].name = name;
     show();
+    return file;
 }
 
-void CProgress::update(int64 bytesOfFile) {
-    m_bytesOfFile = bytesOfFile;
-    show();
+void CProgress::update(int file, int64 bytes) {
+    const std::scoped_lock lock(m_mutex);
+    if (const auto found = m_filesUnderWay.find(file); found != m_filesUnderWay.end()) {
+        // Less than before when a transfer has begun again.
+        m_bytesUnderWay += bytes - std::exchange(found->second.bytes, bytes);
+        show();
+    }
 }
 
-void CProgress::endFile(int64 bytes) {
-    ++m_files;
-    m_bytes += bytes;
-    dropFile();
+void CProgress::endFile(int file, int64 bytes) {
+    const std::scoped_lock lock(m_mutex);
+    if (remove(file)) {
+        ++m_files;
+        m_bytes += bytes;
+        show();
+    }
 }
 
-void CProgress::dropFile() {
-    m_bytesOfFile = 0;
-    m_fileName.clear();
-    show();
+void CProgress::dropFile(int file) {
+    const std::scoped_lock lock(m_mutex);
+    if (remove(file)) {
+        show();
+    }
+}
+
+bool CProgress::remove(int file) {
+    const auto found = m_filesUnderWay.find(file);
+    if (found == m_filesUnderWay.end()) {
+        return false;
+    }
+    m_bytesUnderWay -= found->second.bytes;
+    m_filesUnderWay.erase(found);
+    return true;
+}
+
+int64 CProgress::getFileCount() const {
+    const std::scoped_lock lock(m_mutex);
+    return m_files;
+}
+
+int64 CProgress::getByteCount() const {
+    const std::scoped_lock lock(m_mutex);
+    return m_bytes;
 }
 
 double CProgress::getSeconds() const {
@@ -55,14 +85,22 @@ void CProgress::show() {
         return;
     }
     m_nextShow = now + (m_console.isTerminal() ? timeBetweenUpdates : timeBetweenLines);
-    const int64 bytes = m_bytes + m_bytesOfFile;
+    const int64 bytes = m_bytes + m_bytesUnderWay;
     const String line = formatNumberOf(m_files, "file") + ", " + formatBytes(bytes) + ", " +
-                        formatRate(bytes, getSeconds()) + (m_fileName.isEmpty() ? "" : "  ") + m_fileName;
+                        formatRate(bytes, getSeconds()) + describeFiles();
     if (m_console.isTerminal()) {
         m_console.showProgressLine(line);
     } else {
         m_console.message(Verbosity::Warning, line);
     }
+}
+
+// The one that has taken longest.
+String CProgress::describeFiles() const {
+    if (m_filesUnderWay.empty() || m_filesUnderWay.begin()->second.name.isEmpty()) {
+        return String();
+    }
+    return "  " + m_filesUnderWay.begin()->second.name;
 }
 
 }  // namespace vexil::app

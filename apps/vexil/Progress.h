@@ -4,13 +4,15 @@
 
 #include <chrono>
 #include <functional>
+#include <map>
+#include <mutex>
 
 namespace vexil::app {
 
 class CConsole;
 
 /// Counts what is transferred and shows it while it runs: on a terminal in one line that is written over,
-/// elsewhere in a plain line now and then.
+/// elsewhere in a plain line now and then. Any number of files may be under way at once. Any thread.
 class CProgress {
 public:
     using Clock = std::function<std::chrono::steady_clock::time_point()>;
@@ -21,30 +23,41 @@ public:
     CProgress(const CProgress&) = delete;
     CProgress& operator=(const CProgress&) = delete;
 
-    void beginFile(const String& name);
-    /// How much of the current file has been transferred so far, in bytes.
-    void update(int64 bytesOfFile);
-    /// The current file is complete.
-    void endFile(int64 bytes);
-    /// The current file has failed: it does not count.
-    void dropFile();
+    /// A file is under way from now on.
+    /// \return its number for the other calls, which do nothing when the file is no more under way
+    int beginFile(const String& name);
+    /// How much of a file has been transferred so far, in bytes.
+    void update(int file, int64 bytes);
+    /// A file is complete.
+    void endFile(int file, int64 bytes);
+    /// A file has failed: it does not count.
+    void dropFile(int file);
 
-    int64 getFileCount() const noexcept { return m_files; }
-    int64 getByteCount() const noexcept { return m_bytes; }
+    int64 getFileCount() const;
+    int64 getByteCount() const;
     /// Since construction.
     double getSeconds() const;
 
 private:
+    struct CFileUnderWay {
+        String name;
+        int64 bytes = 0;
+    };
+
+    bool remove(int file);
     void show();
+    String describeFiles() const;
 
     CConsole& m_console;
     Clock m_clock;
     std::chrono::steady_clock::time_point m_start;
+    mutable std::mutex m_mutex;  // guards all below
     std::chrono::steady_clock::time_point m_nextShow;
-    String m_fileName;
+    std::map<int, CFileUnderWay> m_filesUnderWay;
+    int m_nextFile = 0;
     int64 m_files = 0;
     int64 m_bytes = 0;
-    int64 m_bytesOfFile = 0;
+    int64 m_bytesUnderWay = 0;
 };
 
 }  // namespace vexil::app

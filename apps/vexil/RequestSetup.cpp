@@ -2,6 +2,7 @@
 
 #include "apps/vexil/Console.h"
 #include "apps/vexil/Text.h"
+#include "apps/vexil/TransferMonitor.h"
 #include "apps/vexil/WireLog.h"
 
 #include <cerrno>
@@ -24,8 +25,7 @@ void checkReadable(const std::string& caBundle) {
 
 }  // namespace
 
-CRequestSetup::CRequestSetup(const COptions& options, CConsole& console)
-    : m_options(options), m_monitor(new CTransferMonitor) {
+CRequestSetup::CRequestSetup(const COptions& options, CConsole& console) : m_options(options) {
     if (!m_options.caBundle.empty()) {
         checkReadable(m_options.caBundle);
     }
@@ -42,7 +42,7 @@ void CRequestSetup::setUp(CNetRequest& request) {
         request.setRootCertBundlePath(String::fromUTF8(m_options.caBundle));
     }
     setTimeouts(request);
-    m_monitor->watch(request);
+    CTransferMonitor::watch(request);
     if (m_wireLog) {
         request.setVerbose(true);
         request.setDoneListener(m_wireLog);

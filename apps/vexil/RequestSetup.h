@@ -1,7 +1,6 @@
 #pragma once
 
 #include "apps/vexil/Options.h"
-#include "apps/vexil/TransferMonitor.h"
 #include "vexil/net/NetRequest.h"
 #include "vexil/net/NetRequestSetup.h"
 
@@ -17,21 +16,29 @@ public:
     /// \throws CInvalidArgError when the CA bundle cannot be read
     CRequestSetup(const COptions& options, CConsole& console);
 
-    const P<CTransferMonitor>& getMonitor() const noexcept { return m_monitor; }
-
-    /// The requests from now on ask for an object only if it has this ETag (RFC 9110, 13.1.1); "" for no
-    /// such condition.
-    void setRequiredETag(const String& eTag) { m_requiredETag = eTag; }
-
     void setUp(CNetRequest& request) override;
 
 private:
+    friend class CRequiredETag;
+
     void setTimeouts(CNetRequest& request) const;
 
     COptions m_options;
-    P<CTransferMonitor> m_monitor;
     P<CNetRequest::IDoneListener> m_wireLog;
     String m_requiredETag;
+};
+
+/// While it lives, requests ask for an object only if it has this ETag (RFC 9110, 13.1.1); "" for no such
+/// condition.
+class CRequiredETag {
+public:
+    CRequiredETag(CRequestSetup& setup, const String& eTag) : m_setup(setup) { setup.m_requiredETag = eTag; }
+    ~CRequiredETag() { m_setup.m_requiredETag.clear(); }
+    CRequiredETag(const CRequiredETag&) = delete;
+    CRequiredETag& operator=(const CRequiredETag&) = delete;
+
+private:
+    CRequestSetup& m_setup;
 };
 
 }  // namespace vexil::app

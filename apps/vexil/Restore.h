@@ -5,10 +5,12 @@
 #include "vexil/s3/S3ListObjectsElement.h"
 
 #include <filesystem>
+#include <set>
 
 namespace vexil::app {
 
 class CContext;
+class CTransferQueue;
 
 /// Makes files of all objects below a prefix. Each gets its name when it is complete, in place of a file that
 /// has it. What cannot be stored is reported and does not hinder the rest; a server that will refuse
@@ -20,7 +22,8 @@ public:
     CRestore(CContext& context, const String& bucket, const String& prefix,
              const std::filesystem::path& folder);
 
-    void run();
+    /// \param jobs  how many objects are fetched at once, at most
+    void run(int jobs);
 
     /// Prints what was done.
     void printReport();
@@ -28,16 +31,20 @@ public:
     int64 getFileCount() const noexcept { return m_progress.getFileCount(); }
 
 private:
-    void restore(const CS3ListObjectsElement& element);
-    void download(const CS3ListObjectsElement& element, const std::filesystem::path& relativePath);
+    class CObjectJob;
+
+    void restore(CTransferQueue& queue, const CS3ListObjectsElement& element);
     bool isFolderMarker(const CS3ListObjectsElement& element) const;
+    bool isInTheWayOf(const String& name) const;
     void makeFolders(const std::filesystem::path& relativePath);
+    void reportFailure(const String& key, const CError& error);
 
     CContext& m_context;
     String m_bucket;
     String m_prefix;
     std::filesystem::path m_folder;
     CProgress m_progress;
+    std::set<String> m_namesUnderWay;
     int64 m_continuations = 0;
     int64 m_failures = 0;
 };

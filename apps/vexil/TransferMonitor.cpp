@@ -1,16 +1,24 @@
 #include "apps/vexil/TransferMonitor.h"
 
+#include "apps/vexil/FileProgress.h"
 #include "apps/vexil/Interrupt.h"
-#include "apps/vexil/Progress.h"
 #include "zet/Log.h"
 
 namespace vexil::app {
 
+CTransferMonitor& CTransferMonitor::of(CNetRequest& request) {
+    P<CTransferMonitor> monitor = request.getUserData().dynamicCast<CTransferMonitor>();
+    if (!monitor) {
+        monitor = new CTransferMonitor;
+        request.setUserData(monitor);
+    }
+    return *monitor;
+}
+
 void CTransferMonitor::watch(CNetRequest& request) {
     request.setOptionPtr(CURLOPT_XFERINFOFUNCTION, reinterpret_cast<void*>(&CTransferMonitor::onTransfer));
-    request.setOptionPtr(CURLOPT_XFERINFODATA, this);
+    request.setOptionPtr(CURLOPT_XFERINFODATA, &of(request));
     request.setOptionInt(CURLOPT_NOPROGRESS, 0);
-    request.addDependencyObject(this);
 }
 
 int CTransferMonitor::onTransfer(void* monitor, curl_off_t, curl_off_t downloaded, curl_off_t,
@@ -19,8 +27,8 @@ int CTransferMonitor::onTransfer(void* monitor, curl_off_t, curl_off_t downloade
         return 1;
     }
     try {
-        if (CProgress* progress = static_cast<CTransferMonitor*>(monitor)->m_progress) {
-            progress->update(downloaded + uploaded);
+        if (CFileProgress* file = static_cast<CTransferMonitor*>(monitor)->m_file) {
+            file->update(downloaded + uploaded);
         }
     } catch (const std::exception& error) {
         // No transfer fails because its progress cannot be shown.

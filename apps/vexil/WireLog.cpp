@@ -2,6 +2,7 @@
 
 #include "apps/vexil/Console.h"
 #include "apps/vexil/Text.h"
+#include "zet/Log.h"
 
 namespace vexil::app {
 
@@ -12,7 +13,16 @@ constexpr unsigned int maxTextLength = 2000;
 }  // namespace
 
 void CWireLog::onDone(CNetRequest* request, CError*) {
-    const P<zet::CXMLElement> output = request->getRedactedVerboseOutput(maxTextLength);
+    try {
+        show(*request);
+    } catch (const std::exception& error) {
+        // No transfer fails because it cannot be shown, and a worker that runs many does not end.
+        zet::logWarning(error, "What went over the wire could not be shown.");
+    }
+}
+
+void CWireLog::show(CNetRequest& request) {
+    const P<zet::CXMLElement> output = request.getRedactedVerboseOutput(maxTextLength);
     if (!output) {
         return;
     }

@@ -7,7 +7,7 @@ namespace vexil::app {
 
 class CConsole;
 
-/// Shows what went over the wire, without credentials, after each transfer. The console must outlive it.
+/// Shows what went over the wire, without credentials, after each transfer. The console must outlive it. Any thread.
 class CWireLog : public virtual CBase, public CNetRequest::IDoneListener {
 public:
     explicit CWireLog(CConsole& console) : m_console(console) {}
@@ -15,6 +15,8 @@ public:
     void onDone(CNetRequest* request, CError* error) override;
 
 private:
+    void show(CNetRequest& request);
+
     CConsole& m_console;
 };
 

@@ -31,11 +31,11 @@ TEST_F(ProgressTest, ATerminalHasOneLineThatIsWrittenOver) {
     {
         CProgress progress(console, getClock());
         pass(1000);
-        progress.beginFile("a");
+        const int file = progress.beginFile("a");
         EXPECT_EQ(m_errors.str(), "0 files, 0 bytes, 0 bytes/s  a");
-        progress.update(500);
+        progress.update(file, 500);
         pass(1000);
-        progress.update(2000);
+        progress.update(file, 2000);
         EXPECT_EQ(m_errors.str(), "0 files, 0 bytes, 0 bytes/s  a" + eraser + "0 files, 2.0 kB, 1.0 kB/s  a");
     }
     EXPECT_TRUE(m_errors.str().ends_with(eraser));
@@ -64,10 +64,41 @@ TEST_F(ProgressTest, ElsewhereThereIsAPlainLineNowAndThen) {
     CProgress progress(console, getClock());
     for (int i = 0; i < 200; ++i) {
         pass(100);
-        progress.beginFile("a");
-        progress.endFile(2000);
+        progress.endFile(progress.beginFile("a"), 2000);
     }
     EXPECT_EQ(m_errors.str(), "99 files, 198.0 kB, 19.8 kB/s  a\n199 files, 398.0 kB, 19.9 kB/s  a\n");
+}
+
+TEST_F(ProgressTest, FilesThatAreUnderWayAtOnceAreSummed) {
+    CConsole console(m_output, m_errors, false);
+    CProgress progress(console, getClock());
+    const int first = progress.beginFile("a");
+    const int second = progress.beginFile("b");
+    progress.update(first, 100);
+    progress.update(second, 2000);
+    pass(10000);
+    progress.update(second, 3000);
+    progress.endFile(first, 150);
+    pass(10000);
+    // As when its transfer has begun again.
+    progress.update(second, 50);
+    pass(10000);
+    progress.dropFile(second);
+    EXPECT_EQ(m_errors.str(), "0 files, 3.1 kB, 310 bytes/s  a\n"
+                              "1 file, 200 bytes, 10 bytes/s  b\n"
+                              "1 file, 150 bytes, 5 bytes/s\n");
+}
+
+TEST_F(ProgressTest, AFileThatIsNoMoreUnderWayChangesNothing) {
+    CConsole console(m_output, m_errors, false);
+    CProgress progress(console, getClock());
+    const int file = progress.beginFile("a");
+    progress.endFile(file, 5);
+    progress.update(file, 7);
+    progress.endFile(file, 7);
+    progress.dropFile(file);
+    EXPECT_EQ(progress.getFileCount(), 1);
+    EXPECT_EQ(progress.getByteCount(), 5);
 }
 
 TEST_F(ProgressTest, WhoWantsErrorsOnlySeesNone) {
@@ -84,11 +115,10 @@ TEST_F(ProgressTest, WhoWantsErrorsOnlySeesNone) {
 TEST_F(ProgressTest, FailedFilesDoNotCount) {
     CConsole console(m_output, m_errors, false);
     CProgress progress(console, getClock());
-    progress.beginFile("a");
-    progress.update(5);
-    progress.dropFile();
-    progress.beginFile("b");
-    progress.endFile(7);
+    const int failed = progress.beginFile("a");
+    progress.update(failed, 5);
+    progress.dropFile(failed);
+    progress.endFile(progress.beginFile("b"), 7);
     pass(1500);
     EXPECT_EQ(progress.getFileCount(), 1);
     EXPECT_EQ(progress.getByteCount(), 7);

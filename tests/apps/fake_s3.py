@@ -25,12 +25,18 @@ class FakeS3:
     def __init__(self):
         self.objects = {}
         self.listed_sizes = {}  # where the listing shall lie
+        self.listed_twice = False
+        self.connections = 0
         self.requests = []  # (method, key, headers)
         self.faults = {}
         self.sends_etag = True
         self.heeds_condition = True
         self.heeds_range = True
         self.range_error = 0  # bytes by which a range is answered too far behind
+        self.gate = None  # an event that transfers of objects wait for
+        self.at_once = 0  # transfers of objects that run
+        self.most_at_once = 0
+        self.changed = threading.Condition()  # notified when at_once changes; guards it
         self.held = threading.Event()
         self.end = threading.Event()
         fake = self
@@ -38,18 +44,33 @@ class FakeS3:
         class Handler(_Handler):
             server_object = fake
 
-        self.server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
-        self.server.daemon_threads = True
+        self.server = _Server(("127.0.0.1", 0), Handler)
         threading.Thread(target=self.server.serve_forever, args=(0.02,), daemon=True).start()
         self.endpoint = f"http://127.0.0.1:{self.server.server_address[1]}"
 
     def close(self):
         self.end.set()
+        if self.gate:
+            self.gate.set()
         self.server.shutdown()
         self.server.server_close()
 
+    def count(self, change):
+        with self.changed:
+            self.at_once += change
+            self.most_at_once = max(self.most_at_once, self.at_once)
+            self.changed.notify_all()
+
+    def wait_for_transfers(self, count):
+        """Whether so many transfers of objects run at once, now or before long."""
+        with self.changed:
+            return self.changed.wait_for(lambda: self.at_once == count, 60)
+
     def gets(self, key):
         return [headers for method, name, headers in self.requests if method == "GET" and name == key]
+
+    def etag(self, key):
+        return '"' + hashlib.md5(self.objects[key]).hexdigest() + '"'
 
     def puts(self):
         return [name for method, name, _ in self.requests if method == "PUT"]
@@ -62,13 +83,23 @@ class FakeS3:
         entries = "".join(
             f"<Contents><Key>{escape(key)}</Key><LastModified>2024-01-01T00:00:00.000Z</LastModified>"
             f"<Size>{self.listed_sizes.get(key, len(body))}</Size></Contents>"
-            for key, body in sorted(self.objects.items()))
+            for key, body in sorted(list(self.objects.items()) * (2 if self.listed_twice else 1)))
         return f"<ListBucketResult><IsTruncated>false</IsTruncated>{entries}</ListBucketResult>".encode()
+
+
+class _Server(http.server.ThreadingHTTPServer):
+    daemon_threads = True
+    request_queue_size = 1000  # so that no connection waits for its SYN to be repeated
 
 
 class _Handler(http.server.BaseHTTPRequestHandler):
     protocol_version = "HTTP/1.1"
     server_object = None
+    is_counted = False
+
+    def setup(self):
+        super().setup()
+        self.server_object.connections += 1
 
     def log_message(self, *_):
         pass
@@ -94,6 +125,7 @@ class _Handler(http.server.BaseHTTPRequestHandler):
         for name, value in headers:
             self.send_header(name, value)
         self.send_header("Content-Length", str(len(body)))
+        self.leave()
         self.end_headers()
         self.wfile.write(body[:sent])
         self.wfile.flush()
@@ -107,6 +139,32 @@ class _Handler(http.server.BaseHTTPRequestHandler):
 
     def do_GET(self):
         fault = self.begin()
+        self.transfer(self.get, fault)
+
+    def do_PUT(self):
+        fault = self.begin()
+        self.transfer(self.put, fault)
+
+    def transfer(self, work, fault):
+        if not self.key:
+            work(fault)
+            return
+        self.is_counted = True
+        self.fake.count(1)
+        try:
+            if self.fake.gate:
+                self.fake.gate.wait(60)
+            work(fault)
+        finally:
+            self.leave()
+
+    def leave(self):
+        """To be called before the client can know of the end and begin another transfer."""
+        if self.is_counted:
+            self.is_counted = False
+            self.fake.count(-1)
+
+    def get(self, fault):
         if fault.status:
             self.answer_error(fault.status, fault.code)
         elif not self.key:
@@ -117,7 +175,7 @@ class _Handler(http.server.BaseHTTPRequestHandler):
             self.answer_object(self.fake.objects[self.key], fault)
 
     def answer_object(self, body, fault):
-        etag = '"' + hashlib.md5(body).hexdigest() + '"'
+        etag = self.fake.etag(self.key)
         headers = [("ETag", etag)] if self.fake.sends_etag else []
         wanted = self.headers.get("If-Match")
         if wanted and wanted != etag and self.fake.heeds_condition:
@@ -142,8 +200,7 @@ class _Handler(http.server.BaseHTTPRequestHandler):
         self.send_header("Content-Length", str(len(self.fake.objects.get(self.key, b""))))
         self.end_headers()
 
-    def do_PUT(self):
-        fault = self.begin()
+    def put(self, fault):
         if fault.hold:
             self.fake.held.set()
             self.fake.end.wait(60)

@@ -9,19 +9,11 @@ import signal
 import subprocess
 import unittest
 
-from fake_s3 import FakeS3, Fault
-from program import PROGRAM, SECRET, ProgramTest
+from fake_s3 import Fault
+from program import PROGRAM, SECRET, FakeServerTest, ProgramTest
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 BODY = bytes(i * 7 % 251 for i in range(100000))
-
-
-class FakeServerTest(ProgramTest):
-    def setUp(self):
-        super().setUp()
-        self.server = FakeS3()
-        self.addCleanup(self.server.close)
-        self.environment["VEXIL_S3_ENDPOINT"] = self.server.endpoint
 
 
 class UsageTest(ProgramTest):
@@ -43,7 +35,8 @@ class UsageTest(ProgramTest):
         for arguments in ([], ["s3"], ["nonsense"], ["s3", "get"], ["s3", "ls", "--nonsense", "b"], ["http", "get"],
                           ["--retries", "-1", "s3", "ls", "b"], ["--timeout", "x", "s3", "ls", "b"],
                           ["--log-level", "loud", "s3", "ls", "b"], ["s3", "restore", "b"],
-                          ["s3", "ls", "b", "p", "q"]):
+                          ["s3", "ls", "b", "p", "q"], ["s3", "backup", "--jobs", "0", ".", "b"],
+                          ["s3", "restore", "--jobs", "401", "b", "r"], ["s3", "ls", "--jobs", "2", "b"]):
             result = self.run_program(*arguments, code=2)
             self.assertNotEqual(result.err, "", arguments)
             self.assertEqual(result.out, "", arguments)
@@ -405,7 +398,8 @@ class InterruptTest(FakeServerTest):
 
     def test_an_interrupted_download_leaves_nothing(self):
         for number, code in ((signal.SIGINT, 130), (signal.SIGTERM, 143)):
-            for arguments in (["s3", "get", "bucket", "b", "r/b"], ["s3", "restore", "bucket", "r"],
+            for arguments in (["s3", "get", "bucket", "b", "r/b"],
+                              ["s3", "restore", "--jobs", "1", "bucket", "r"],
                               ["http", "get", f"{self.server.endpoint}/bucket/b", "r/b"]):
                 self.server.objects = {"b": BODY, "c": BODY}
                 self.server.held.clear()
@@ -557,7 +551,7 @@ class BackupTest(FakeServerTest):
         for status, code, expected in ((403, "AccessDenied", 4), (404, "NoSuchBucket", 3)):
             self.server.requests.clear()
             self.server.faults["a"] = [Fault(status=status, code=code)]
-            result = self.backup(code=expected)
+            result = self.backup("--jobs", "1", code=expected)
             self.assertEqual(self.server.puts(), ["a"])
             self.assertIn("backed up: 0 files", result.out)
 

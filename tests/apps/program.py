@@ -8,6 +8,8 @@ import subprocess
 import tempfile
 import unittest
 
+from fake_s3 import FakeS3
+
 PROGRAM = os.environ["VEXIL_PROGRAM"]
 SECRET = "very/secret+key"
 TIME_LIMIT = 120
@@ -71,3 +73,13 @@ class ProgramTest(unittest.TestCase):
         top = self.folder / name
         return {str(path.relative_to(top)): path.read_bytes() if path.is_file() and not path.is_symlink() else None
                 for path in sorted(top.rglob("*")) if path.is_symlink() or not path.is_dir()}
+
+
+class FakeServerTest(ProgramTest):
+    """The program with a fake S3 server, whose bucket is called "bucket"."""
+
+    def setUp(self):
+        super().setUp()
+        self.server = FakeS3()
+        self.addCleanup(self.server.close)
+        self.environment["VEXIL_S3_ENDPOINT"] = self.server.endpoint

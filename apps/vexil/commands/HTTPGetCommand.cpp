@@ -1,5 +1,6 @@
 #include "apps/vexil/commands/HTTPGetCommand.h"
 
+#include "apps/vexil/AnswerCheck.h"
 #include "apps/vexil/CommandSyntax.h"
 #include "apps/vexil/Context.h"
 #include "apps/vexil/HTTPBodySink.h"
@@ -17,9 +18,7 @@ void download(CContext& context, CNetRequest& request, zet::IOutStream& out) {
     const CProgressScope scope(context, progress);
     request.setReceiveDataSink(new CHTTPBodySink(&out, request.getDefaultReceiveSink()));
     request.perform();
-    if (!request.isResponseComplete()) {
-        throw CError("The connection ended within the headers of the answer.");
-    }
+    checkAnswerIsComplete(request);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "apps/vexil/commands/HTTPHeadCommand.h"
 
+#include "apps/vexil/AnswerCheck.h"
 #include "apps/vexil/CommandSyntax.h"
 #include "apps/vexil/Context.h"
 #include "apps/vexil/HeaderList.h"
@@ -17,9 +18,7 @@ ExitCode CHTTPHeadCommand::run(CContext& context) {
     CNetRequest& request = context.prepareHTTPRequest(m_url);
     request.setHTTPMethod("HEAD");
     request.perform();
-    if (!request.isResponseComplete()) {
-        throw CError("The connection ended within the headers of the answer.");
-    }
+    checkAnswerIsComplete(request);
     printHeaders(context.getConsole(), request);
     return ExitCode::Done;
 }

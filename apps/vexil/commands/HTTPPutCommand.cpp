@@ -1,5 +1,6 @@
 #include "apps/vexil/commands/HTTPPutCommand.h"
 
+#include "apps/vexil/AnswerCheck.h"
 #include "apps/vexil/CommandSyntax.h"
 #include "apps/vexil/Context.h"
 #include "apps/vexil/FileInStream.h"
@@ -25,9 +26,7 @@ ExitCode CHTTPPutCommand::run(CContext& context) {
     CProgress progress(context.getConsole());
     const CProgressScope scope(context, progress);
     request.perform();
-    if (!request.isResponseComplete()) {
-        throw CError("The connection ended within the headers of the answer.");
-    }
+    checkAnswerIsComplete(request);
     context.getConsole().message(Verbosity::Info, printable(request.getHTTPStatusLine()));
     return ExitCode::Done;
 }

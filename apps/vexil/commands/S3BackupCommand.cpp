@@ -14,6 +14,8 @@ void CS3BackupCommand::define(CCommandSyntax& syntax) {
         .optionalArgument("PREFIX", m_prefix, "Folder within the bucket (default: none)")
         .options("--exclude", "PATH", m_excluded,
                  "A file or folder to leave out, relative to FOLDER; may be repeated")
+        .number("--jobs", "N", m_jobs, 1, CTransferQueue::maxCount,
+                "How many files are stored at once, at most (default: 8)")
         .footer(R"(Examples:
   vexil s3 backup ~/Documents backups documents/
   vexil s3 backup project backups --exclude build --exclude .cache
@@ -28,7 +30,7 @@ ExitCode CS3BackupCommand::run(CContext& context) {
     context.getClient();
     CBackup backup(context, String::fromUTF8(m_bucket), String::fromUTF8(m_prefix));
     try {
-        backup.run(walker);
+        backup.run(walker, m_jobs);
     } catch (const std::exception&) {
         backup.printReport();
         throw;

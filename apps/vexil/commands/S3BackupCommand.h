@@ -1,6 +1,7 @@
 #pragma once
 
 #include "apps/vexil/Command.h"
+#include "apps/vexil/TransferQueue.h"
 
 #include <string>
 #include <vector>
@@ -18,6 +19,7 @@ private:
     std::string m_bucket;
     std::string m_prefix;
     std::vector<std::string> m_excluded;
+    int m_jobs = CTransferQueue::defaultCount;
 };
 
 }  // namespace vexil::app

@@ -27,18 +27,21 @@ complete; nothing is left of one that fails.)");
 ExitCode CS3GetCommand::run(CContext& context) {
     CProgress progress(context.getConsole());
     const CProgressScope scope(context, progress);
-    CObjectDownload download(context, String::fromUTF8(m_bucket), String::fromUTF8(m_key));
     // Before the file is made: keys that are missing shall not cost one that is there.
     context.getClient();
     if (m_file.empty() || m_file == "-") {
-        const P<CStandardOutStream> out = new CStandardOutStream(context.getConsole());
-        download.run(*out);
+        download(context, new CStandardOutStream(context.getConsole()));
     } else {
         CPartFile file(toPath(m_file));
-        download.run(*file.getStream());
+        download(context, file.getStream());
         file.commit();
     }
     return ExitCode::Done;
+}
+
+void CS3GetCommand::download(CContext& context, const P<zet::IOutStream>& out) const {
+    CObjectDownload objectDownload(context, String::fromUTF8(m_bucket), String::fromUTF8(m_key), out);
+    performTransfer(context, objectDownload);
 }
 
 }  // namespace vexil::app

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "apps/vexil/Command.h"
+#include "vexil/BaseTypes.h"
+#include "zet/OutStream.h"
 
 #include <string>
 
@@ -13,6 +15,8 @@ public:
     ExitCode run(CContext& context) override;
 
 private:
+    void download(CContext& context, const P<zet::IOutStream>& out) const;
+
     std::string m_bucket;
     std::string m_key;
     std::string m_file;

@@ -1,9 +1,9 @@
 #include "apps/vexil/commands/S3HeadCommand.h"
 
+#include "apps/vexil/AnswerCheck.h"
 #include "apps/vexil/CommandSyntax.h"
 #include "apps/vexil/Context.h"
 #include "apps/vexil/HeaderList.h"
-#include "apps/vexil/Upload.h"
 
 namespace vexil::app {
 
@@ -18,7 +18,7 @@ void CS3HeadCommand::define(CCommandSyntax& syntax) {
 ExitCode CS3HeadCommand::run(CContext& context) {
     context.getClient().getObjectHeaders(context.getRequest(), String::fromUTF8(m_bucket),
                                          String::fromUTF8(m_key));
-    checkAnswerIsComplete(context);
+    checkAnswerIsComplete(context.getRequest());
     printHeaders(context.getConsole(), context.getRequest());
     return ExitCode::Done;
 }

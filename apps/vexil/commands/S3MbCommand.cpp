@@ -1,8 +1,8 @@
 #include "apps/vexil/commands/S3MbCommand.h"
 
+#include "apps/vexil/AnswerCheck.h"
 #include "apps/vexil/CommandSyntax.h"
 #include "apps/vexil/Context.h"
-#include "apps/vexil/Upload.h"
 #include "zet/TimeFields.h"
 
 namespace vexil::app {
@@ -29,7 +29,7 @@ ExitCode CS3MbCommand::run(CContext& context) {
     context.getSetup().setUp(request);
     client.signRequest(&request);
     client.performRequest(request);
-    checkAnswerIsComplete(context);
+    checkAnswerIsComplete(request);
     return ExitCode::Done;
 }
 

@@ -3,9 +3,9 @@
 #include "apps/vexil/CommandSyntax.h"
 #include "apps/vexil/Context.h"
 #include "apps/vexil/FileInStream.h"
+#include "apps/vexil/ObjectUpload.h"
 #include "apps/vexil/Progress.h"
 #include "apps/vexil/Text.h"
-#include "apps/vexil/Upload.h"
 
 namespace vexil::app {
 
@@ -24,8 +24,9 @@ ExitCode CS3PutCommand::run(CContext& context) {
     const P<CFileInStream> file = new CFileInStream(toPath(m_file));
     CProgress progress(context.getConsole());
     const CProgressScope scope(context, progress);
-    upload(context, *file, String::fromUTF8(m_bucket), String::fromUTF8(m_key),
-           String::fromUTF8(m_contentType));
+    CObjectUpload upload(context, file, String::fromUTF8(m_bucket), String::fromUTF8(m_key),
+                         String::fromUTF8(m_contentType));
+    performTransfer(context, upload);
     return ExitCode::Done;
 }
 

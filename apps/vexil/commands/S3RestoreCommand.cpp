@@ -13,6 +13,8 @@ void CS3RestoreCommand::define(CCommandSyntax& syntax) {
         .arguments("[PREFIX] FOLDER", m_prefixAndFolder, 1, 2,
                    "Folder within the bucket (default: all of it), and the folder to restore to, which is "
                    "made if need be")
+        .number("--jobs", "N", m_jobs, 1, CTransferQueue::maxCount,
+                "How many objects are fetched at once, at most (default: 8)")
         .footer(R"(Examples:
   vexil s3 restore backups documents/ restored
   vexil s3 restore backups everything
@@ -29,7 +31,7 @@ ExitCode CS3RestoreCommand::run(CContext& context) {
     CRestore restore(context, String::fromUTF8(m_bucket), String::fromUTF8(prefix),
                      toPath(m_prefixAndFolder.back()));
     try {
-        restore.run();
+        restore.run(m_jobs);
     } catch (const std::exception&) {
         restore.printReport();
         throw;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "apps/vexil/Command.h"
+#include "apps/vexil/TransferQueue.h"
 
 #include <string>
 #include <vector>
@@ -16,6 +17,7 @@ public:
 private:
     std::string m_bucket;
     std::vector<std::string> m_prefixAndFolder;
+    int m_jobs = CTransferQueue::defaultCount;
 };
 
 }  // namespace vexil::app

@@ -1,10 +1,10 @@
 #include "apps/vexil/commands/S3RmCommand.h"
 
+#include "apps/vexil/AnswerCheck.h"
 #include "apps/vexil/CommandSyntax.h"
 #include "apps/vexil/Context.h"
 #include "apps/vexil/Interrupt.h"
 #include "apps/vexil/Text.h"
-#include "apps/vexil/Upload.h"
 #include "vexil/s3/S3ObjectEnum.h"
 
 namespace vexil::app {
@@ -28,7 +28,7 @@ ExitCode CS3RmCommand::run(CContext& context) {
     } else {
         context.getClient().deleteObject(context.getRequest(), String::fromUTF8(m_bucket),
                                          String::fromUTF8(m_key));
-        checkAnswerIsComplete(context);
+        checkAnswerIsComplete(context.getRequest());
     }
     return ExitCode::Done;
 }
@@ -41,7 +41,7 @@ void CS3RmCommand::removeAll(CContext& context) const {
     while (objects.next()) {
         CInterrupt::throwIfRequested();
         context.getClient().deleteObject(context.getRequest(), bucket, objects.getCurrObject()->getKey());
-        checkAnswerIsComplete(context);
+        checkAnswerIsComplete(context.getRequest());
         ++count;
     }
     context.getConsole().print("deleted: " + formatNumberOf(count, "object"));

@@ -1,0 +1,66 @@
+#pragma once
+
+#include "apps/vexil/TransferJob.h"
+#include "apps/vexil/TransferThread.h"
+
+#include <memory>
+#include <vector>
+
+namespace vexil::app {
+
+class CContext;
+
+/// Runs transfers beside each other: a worker thread moves their bytes, and the thread that uses the queue
+/// prepares requests and calls jobs, within start() and finish().
+///
+/// A transfer that fails is tried again as CS3Client::performRequest() does it: as it stands, after 100 ms, in which
+/// the others go on, and as often as the client allows. In all waits an interrupt is heeded.
+///
+/// One thread. When start() or finish() has thrown, the queue is to be destroyed, which gives up all that runs.
+class CTransferQueue {
+public:
+    static constexpr int defaultCount = 8;
+    /// More transfers, with a file and a connection each, would come near to a process's usual 1024 descriptors.
+    static constexpr int maxCount = 400;
+
+    /// The context must outlive it.
+    /// \param count  how many transfers run at once, at most
+    CTransferQueue(CContext& context, int count);
+    /// Gives up what still runs. The jobs are destroyed when their transfers have been ended.
+    ~CTransferQueue();
+    CTransferQueue(const CTransferQueue&) = delete;
+    CTransferQueue& operator=(const CTransferQueue&) = delete;
+
+    /// Begins a job and returns when a further one could begin: with a count of 1, when this one is done.
+    /// \throws what ITransferJob::onFailure() has thrown, "Interrupted." (CInterrupt), what has ended the worker
+    void start(std::unique_ptr<ITransferJob> job);
+    /// Returns when all jobs are done. Further ones may follow.
+    /// \throws the same
+    void finish();
+
+private:
+    class CSlot;
+
+    CSlot& takeSlot();
+    void releaseSlot(CSlot& slot);
+    CSlot& findSlot(const CNetRequest* request) const;
+    void begin(CSlot& slot);
+    void handOver(CSlot& slot);
+    void handOverDueSlots();
+    void handleEnd(CSlot& slot);
+    void handleFailedTry(CSlot& slot, const CError& error);
+    void beginAnewOrFail(CSlot& slot, const CError& error);
+    void fail(CSlot& slot, const CError& error);
+    void waitUntilAtMost(int count);
+    int getWaitTime() const;
+    void checkWorker() const;
+
+    CContext& m_context;
+    const int m_count;
+    std::vector<std::unique_ptr<CSlot>> m_slots;
+    std::vector<CSlot*> m_freeSlots;
+    int m_running = 0;
+    P<CTransferThread> m_worker;
+};
+
+}  // namespace vexil::app

@@ -1,0 +1,328 @@
+#include "apps/vexil/TransferQueue.h"
+
+#include "apps/vexil/Context.h"
+#include "apps/vexil/Interrupt.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/ScriptedPeer.h"
+#include "tests/support/WhatOf.h"
+#include "vexil/net/CURLError.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace vexil::app {
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+using vexil_test::LogCapture;
+using vexil_test::RecordedRequest;
+using vexil_test::ScriptedPeer;
+using vexil_test::whatOf;
+
+const std::string good = "HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\ngood";
+const std::string slowDownDocument = "<Error><Code>SlowDown</Code><Message>Not so fast</Message></Error>";
+const std::string slowDown =
+    "HTTP/1.1 503 Slow Down\r\nContent-Length: " + std::to_string(slowDownDocument.size()) + "\r\n\r\n" +
+    slowDownDocument;
+
+class TransferQueueTest : public testing::Test {
+protected:
+    void SetUp() override {
+        setenv("VEXIL_S3_ACCESS_KEY", "access", 1);
+        setenv("VEXIL_S3_SECRET_KEY", "secret", 1);
+        m_options.endpoint = m_peer.url("");
+        m_options.retries = 3;
+    }
+    void TearDown() override { CInterrupt::clear(); }
+
+    CContext& getContext() {
+        if (!m_context) {
+            m_context = std::make_unique<CContext>(m_options, m_console);
+        }
+        return *m_context;
+    }
+
+    std::vector<std::string> getPaths() const {
+        std::vector<std::string> paths;
+        for (const RecordedRequest& request : m_peer.requests()) {
+            paths.push_back(request.requestLine());
+        }
+        return paths;
+    }
+
+    ScriptedPeer m_peer;
+    COptions m_options;
+    std::ostringstream m_output;
+    CConsole m_console{m_output, m_output, false};
+    std::unique_ptr<CContext> m_context;
+    std::vector<std::string> m_events;
+};
+
+/// Fetches an object and notes what is told of it.
+class CTestJob : public ITransferJob {
+public:
+    CTestJob(CContext& context, const std::string& key, std::vector<std::string>& events)
+        : m_context(context), m_key(key), m_events(events) {}
+    ~CTestJob() override { m_events.push_back(m_key + " ends"); }
+
+    void prepare(CNetRequest& request) override {
+        m_context.getClient().prepareGetObjectRequest(request, "b", String::fromUTF8(m_key), 0, -1);
+        if (onPrepare) {
+            onPrepare(request);
+        }
+    }
+    void checkAnswer(CNetRequest& request) override {
+        if (onAnswer) {
+            onAnswer(request);
+        }
+    }
+    bool canBeginAnew(CNetRequest&, const CError&) override { return furtherTransfers-- > 0; }
+    void onSuccess() override { m_events.push_back(m_key + " succeeds"); }
+    void onFailure(const CError& error) override {
+        m_events.push_back(m_key + " fails: " + error.getMessage().toUTF8());
+        if (isHopeless) {
+            error.throwClone();
+        }
+    }
+
+    std::function<void(CNetRequest&)> onPrepare;
+    std::function<void(CNetRequest&)> onAnswer;
+    int furtherTransfers = 0;
+    bool isHopeless = false;
+
+private:
+    CContext& m_context;
+    std::string m_key;
+    std::vector<std::string>& m_events;
+};
+
+/// A source that cannot go back.
+class COneWaySource : public virtual CBase, public CNetRequest::IDataSource {
+public:
+    int read(void*, int, const TMap<String, String>&) override { return 0; }
+    int64 getSize() override { return 0; }
+    void seek(int64) override { throw CError("There is no way back."); }
+    int64 getPosition() override { return 1; }
+};
+
+class CThrowingListener : public virtual CBase, public CNetRequest::IDoneListener {
+public:
+    void onDone(CNetRequest*, CError*) override { throw CError("The listener is ill."); }
+};
+
+}  // namespace
+
+TEST_F(TransferQueueTest, WithACountOfOneAJobIsDoneWhenStartReturns) {
+    m_peer.setDefaultReply(good);
+    CTransferQueue queue(getContext(), 1);
+    for (const char* const key : {"1", "2", "3"}) {
+        queue.start(std::make_unique<CTestJob>(getContext(), key, m_events));
+        m_events.push_back("started");
+    }
+    queue.finish();
+    EXPECT_THAT(m_events, ElementsAre("1 succeeds", "1 ends", "started", "2 succeeds", "2 ends", "started",
+                                      "3 succeeds", "3 ends", "started"));
+    EXPECT_EQ(m_peer.connectionCount(), 1u);
+}
+
+TEST_F(TransferQueueTest, StartReturnsWhenAFurtherJobCouldBegin) {
+    for (int i = 0; i < 3; ++i) {
+        m_peer.onConnection().expectRequest().pause().reply(good).thenDefault();
+    }
+    CTransferQueue queue(getContext(), 3);
+    queue.start(std::make_unique<CTestJob>(getContext(), "1", m_events));
+    queue.start(std::make_unique<CTestJob>(getContext(), "2", m_events));
+    EXPECT_TRUE(m_peer.waitUntilPaused(2));
+    EXPECT_THAT(m_events, IsEmpty());
+    std::thread releaser([this] {
+        EXPECT_TRUE(m_peer.waitUntilPaused(3));
+        m_peer.release();
+    });
+    queue.start(std::make_unique<CTestJob>(getContext(), "3", m_events));
+    releaser.join();
+    EXPECT_EQ(m_events.size(), 2u);
+    m_peer.release({}, 2);
+    queue.finish();
+    EXPECT_THAT(m_events,
+                UnorderedElementsAre("1 succeeds", "1 ends", "2 succeeds", "2 ends", "3 succeeds", "3 ends"));
+    EXPECT_THAT(m_peer.failures(), IsEmpty());
+}
+
+TEST_F(TransferQueueTest, AFailedTransferIsTriedAgainAsItStandsWhileOthersGoOn) {
+    int failures = 2;
+    m_peer.setDefaultReply([&failures](const RecordedRequest& request) {
+        return request.requestLine().find("/b/slow") != std::string::npos && failures-- > 0 ? slowDown : good;
+    });
+    const LogCapture log;
+    CTransferQueue queue(getContext(), 2);
+    queue.start(std::make_unique<CTestJob>(getContext(), "slow", m_events));
+    for (const char* const key : {"1", "2"}) {
+        queue.start(std::make_unique<CTestJob>(getContext(), key, m_events));
+    }
+    queue.finish();
+    EXPECT_THAT(m_events,
+                ElementsAre("1 succeeds", "1 ends", "2 succeeds", "2 ends", "slow succeeds", "slow ends"));
+    std::vector<std::string> heads;
+    for (const RecordedRequest& request : m_peer.requests()) {
+        if (request.requestLine() == "GET /b/slow HTTP/1.1") {
+            heads.push_back(request.head);
+        }
+    }
+    ASSERT_EQ(heads.size(), 3u);
+    EXPECT_EQ(heads[0], heads[1]);
+    EXPECT_EQ(heads[0], heads[2]);
+    EXPECT_EQ(getContext().getClient().getRetryCount(), 2);
+    EXPECT_THAT(log.lines(),
+                ElementsAre(HasSubstr("W: Received slowdown response from S3"),
+                            "I: Received SlowDown response from S3 (try 1). Waiting 100ms and retrying.",
+                            HasSubstr("W: Received slowdown response from S3"),
+                            "I: Received SlowDown response from S3 (try 2). Waiting 100ms and retrying."));
+}
+
+TEST_F(TransferQueueTest, ThereAreNoMoreTriesThanTheClientAllows) {
+    m_peer.setDefaultReply(slowDown);
+    const LogCapture log;
+    CTransferQueue queue(getContext(), 1);
+    queue.start(std::make_unique<CTestJob>(getContext(), "1", m_events));
+    EXPECT_THAT(m_events, ElementsAre("1 fails: Amazon S3 error: Not so fast(SlowDown)", "1 ends"));
+    EXPECT_EQ(m_peer.requests().size(), 4u);
+    EXPECT_EQ(getContext().getClient().getRetryCount(), 3);
+    EXPECT_THAT(log.lines().back(), HasSubstr("(try 4). Too many retries. Giving up!"));
+}
+
+TEST_F(TransferQueueTest, ATransferThatCanBeBegunAnewIsPreparedOnceMore) {
+    m_peer.setDefaultReply("HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n");
+    CTransferQueue queue(getContext(), 1);
+    auto job = std::make_unique<CTestJob>(getContext(), "1", m_events);
+    job->furtherTransfers = 2;
+    job->onPrepare = [this](CNetRequest&) { m_events.emplace_back("1 is prepared"); };
+    queue.start(std::move(job));
+    EXPECT_THAT(m_events, ElementsAre("1 is prepared", "1 is prepared", "1 is prepared",
+                                      HasSubstr("1 fails: "), "1 ends"));
+}
+
+TEST_F(TransferQueueTest, ABadAnswerIsAFailureThatTheClientDoesNotTryAgain) {
+    m_peer.setDefaultReply(good);
+    CTransferQueue queue(getContext(), 1);
+    auto job = std::make_unique<CTestJob>(getContext(), "1", m_events);
+    job->furtherTransfers = 1;
+    job->onAnswer = [](CNetRequest&) { throw CError("That is no answer."); };
+    queue.start(std::move(job));
+    EXPECT_THAT(m_events, ElementsAre("1 fails: That is no answer.", "1 ends"));
+    EXPECT_EQ(m_peer.requests().size(), 2u);
+}
+
+TEST_F(TransferQueueTest, TheStatusCountsHoweverTheSchemeIsWritten) {
+    m_options.endpoint.replace(0, 4, "HTTP");
+    m_peer.setDefaultReply("HTTP/1.1 403 Forbidden\r\nContent-Length: 0\r\n\r\n");
+    CTransferQueue queue(getContext(), 1);
+    queue.start(std::make_unique<CTestJob>(getContext(), "1", m_events));
+    EXPECT_THAT(m_events, ElementsAre(HasSubstr("403"), "1 ends"));
+}
+
+TEST_F(TransferQueueTest, AJobThatCannotBePreparedFailsAlone) {
+    m_peer.setDefaultReply(good);
+    CTransferQueue queue(getContext(), 2);
+    auto job = std::make_unique<CTestJob>(getContext(), "1", m_events);
+    job->onPrepare = [](CNetRequest&) { throw std::runtime_error("out of order"); };
+    queue.start(std::move(job));
+    queue.start(std::make_unique<CTestJob>(getContext(), "2", m_events));
+    queue.finish();
+    EXPECT_THAT(m_events, ElementsAre("1 fails: out of order", "1 ends", "2 succeeds", "2 ends"));
+}
+
+TEST_F(TransferQueueTest, ASourceThatCannotBeRewoundFailsItsJobAlone) {
+    m_peer.setDefaultReply(good);
+    CTransferQueue queue(getContext(), 2);
+    auto job = std::make_unique<CTestJob>(getContext(), "1", m_events);
+    job->onPrepare = [](CNetRequest& request) { request.setSendDataSource(new COneWaySource); };
+    queue.start(std::move(job));
+    queue.start(std::make_unique<CTestJob>(getContext(), "2", m_events));
+    queue.finish();
+    EXPECT_THAT(m_events, ElementsAre("1 fails: There is no way back.", "1 ends", "2 succeeds", "2 ends"));
+}
+
+TEST_F(TransferQueueTest, AFailureThatAJobPassesOnEndsAll) {
+    m_peer.onConnection().expectRequest().waitForClose();
+    m_peer.onConnection().expectRequest().pause("bad").reply(
+        "HTTP/1.1 403 Forbidden\r\nContent-Length: 0\r\n\r\n");
+    {
+        CTransferQueue queue(getContext(), 3);
+        queue.start(std::make_unique<CTestJob>(getContext(), "held", m_events));
+        ASSERT_TRUE(m_peer.waitForRequests(1));
+        auto job = std::make_unique<CTestJob>(getContext(), "bad", m_events);
+        job->isHopeless = true;
+        queue.start(std::move(job));
+        m_peer.release("bad");
+        EXPECT_THAT(whatOf([&queue] { queue.finish(); }), HasSubstr("403"));
+        EXPECT_THAT(m_events, ElementsAre(HasSubstr("bad fails: ")));
+        EXPECT_EQ(getContext().getFailedRequest()->getURL(), String::fromUTF8(m_peer.url("/b/bad")));
+    }
+    EXPECT_THAT(m_events, ElementsAre(HasSubstr("bad fails: "), "held ends", "bad ends"));
+    EXPECT_TRUE(m_peer.waitUntilIdle());
+}
+
+TEST_F(TransferQueueTest, TheErrorThatHasEndedTheWorkerIsThrown) {
+    m_peer.setDefaultReply(good);
+    const LogCapture log;
+    CTransferQueue queue(getContext(), 2);
+    auto job = std::make_unique<CTestJob>(getContext(), "1", m_events);
+    job->onPrepare = [](CNetRequest& request) { request.setDoneListener(new CThrowingListener); };
+    queue.start(std::move(job));
+    EXPECT_EQ(whatOf([&queue] { queue.finish(); }), "The listener is ill.");
+    EXPECT_THAT(m_events, IsEmpty());
+}
+
+TEST_F(TransferQueueTest, AnInterruptEndsTheWait) {
+    m_peer.onConnection().expectRequest().waitForClose();
+    {
+        CTransferQueue queue(getContext(), 1);
+        std::thread user([this] {
+            EXPECT_TRUE(m_peer.waitForRequests(1));
+            CInterrupt::request(SIGINT);
+        });
+        EXPECT_EQ(whatOf([&] { queue.start(std::make_unique<CTestJob>(getContext(), "1", m_events)); }),
+                  "Interrupted.");
+        user.join();
+        EXPECT_THAT(m_events, IsEmpty());
+    }
+    EXPECT_THAT(m_events, ElementsAre("1 ends"));
+}
+
+TEST_F(TransferQueueTest, WhatStillRunsIsGivenUpWithTheQueue) {
+    m_peer.onConnection().expectRequest().waitForClose();
+    {
+        CTransferQueue queue(getContext(), 2);
+        queue.start(std::make_unique<CTestJob>(getContext(), "1", m_events));
+        ASSERT_TRUE(m_peer.waitForRequests(1));
+    }
+    EXPECT_THAT(m_events, ElementsAre("1 ends"));
+    EXPECT_TRUE(m_peer.waitUntilIdle());
+}
+
+TEST_F(TransferQueueTest, ARequestLetsGoOfItsStreamsWhenItsJobEnds) {
+    m_peer.setDefaultReply(good);
+    CTransferQueue queue(getContext(), 1);
+    P<CNetRequest> kept;
+    auto job = std::make_unique<CTestJob>(getContext(), "1", m_events);
+    job->onPrepare = [&kept](CNetRequest& request) {
+        kept = &request;
+        request.setReceiveDataSink(nullptr);
+    };
+    queue.start(std::move(job));
+    EXPECT_TRUE(kept->usesDefaultReceiveBuffer());
+}
+
+}  // namespace vexil::app

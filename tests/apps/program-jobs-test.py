@@ -1,0 +1,345 @@
+#!/usr/bin/env python3
+"""Backups and restores that run many transfers at once."""
+
+import signal
+import threading
+import time
+import unittest
+
+from fake_s3 import Fault
+from program import FakeServerTest
+
+BODY = bytes(i * 7 % 251 for i in range(100000))
+SLOW_DOWN = Fault(status=503, code="SlowDown")
+
+
+class JobsTest(FakeServerTest):
+    def make_files(self, count, body=BODY):
+        self.names = [f"{number:02}" for number in range(count)]
+        for name in self.names:
+            self.write(f"f/{name}", name.encode() + body)
+
+    def make_objects(self, count):
+        self.names = [f"{number:02}" for number in range(count)]
+        self.server.objects = {name: name.encode() + BODY for name in self.names}
+
+    def start_command(self, command, *arguments):
+        places = {"backup": ("f", "bucket"), "restore": ("bucket", "r")}[command]
+        return self.start("--log-level", "info", "s3", command, *arguments, *places)
+
+    def run_command(self, command, *arguments, code=0):
+        result = self.finish(self.start_command(command, *arguments))
+        self.assertEqual(result.code, code, result)
+        return result
+
+    def close_gate(self):
+        self.server.gate = threading.Event()
+
+
+class AtOnceTest(JobsTest):
+    def check_count(self, command, count, *arguments):
+        self.close_gate()
+        process = self.start_command(command, *arguments)
+        self.assertTrue(self.server.wait_for_transfers(count))
+        # Time for one that should not come.
+        time.sleep(0.3)
+        self.server.gate.set()
+        result = self.finish(process)
+        self.assertEqual(result.code, 0, result)
+        self.assertEqual(self.server.most_at_once, count)
+        self.server.most_at_once = 0
+        return result
+
+    def test_a_backup_stores_as_many_files_at_once_as_it_may(self):
+        self.make_files(20)
+        for count, arguments in ((8, []), (3, ["--jobs", "3"]), (20, ["--jobs", "400"])):
+            self.server.objects.clear()
+            self.assertIn("backed up: 20 files, 2.0 MB", self.check_count("backup", count, *arguments).out)
+            self.assertEqual(self.server.objects, self.files_in("f"))
+
+    def test_a_restore_fetches_as_many_objects_at_once_as_it_may(self):
+        self.make_objects(20)
+        for count, arguments in ((8, []), (3, ["--jobs", "3"]), (20, ["--jobs", "400"])):
+            self.assertIn("restored: 20 files, 2.0 MB", self.check_count("restore", count, *arguments).out)
+            self.assertEqual(self.files_in("r"), self.server.objects)
+
+    def test_one_job_goes_in_order(self):
+        self.make_files(12)
+        self.server.faults["03"] = [SLOW_DOWN]
+        self.run_command("backup", "--jobs", "1")
+        self.assertEqual(self.server.puts(), sorted(self.names + ["03"]))
+        self.assertEqual(self.server.most_at_once, 1)
+        self.server.requests.clear()
+        self.server.faults["05"] = [Fault(cut=5), SLOW_DOWN]
+        self.run_command("restore", "--jobs", "1")
+        self.assertEqual([key for _, key, _ in self.server.requests if key], sorted(self.names + ["05", "05"]))
+        self.assertEqual(self.server.most_at_once, 1)
+
+    def test_one_job_tells_of_everything_in_order(self):
+        for name in ("a", "c"):
+            self.write(f"f/{name}")
+            self.server.faults[name] = [Fault(status=400, code="EntityTooLarge")]
+        (self.folder / "f/b").symlink_to("a")
+        lines = self.run_command("backup", "--jobs", "1", code=1).err.splitlines()
+        self.assertEqual([line.split(":")[0] + line.split(":")[1] for line in lines],
+                         ["NOT backed up a", "skipped b a link", "NOT backed up c"])
+
+    def test_connections_are_kept(self):
+        self.make_files(30)
+        # Of more, libcurl may close some while few transfers run.
+        self.run_command("backup", "--jobs", "2")
+        self.assertLessEqual(self.server.connections, 2)
+
+    def test_every_byte_is_counted(self):
+        self.make_objects(30)
+        self.assertIn(f"restored: 30 files, {30 * 100002 / 1e6:.1f} MB", self.run_command("restore").out)
+
+
+class RetryTest(JobsTest):
+    def test_tries_are_told_and_counted(self):
+        self.make_files(10)
+        for name in self.names:
+            self.server.faults[name] = [SLOW_DOWN, Fault(status=500, code="InternalError")]
+        result = self.run_command("backup")
+        self.assertIn("backed up: 10 files", result.out)
+        self.assertIn(" 20 retries", result.out)
+        for text in ("Received SlowDown response from S3 (try 1). Waiting 100ms and retrying.",
+                     "Received InternalError response from S3 (try 2). Waiting 100ms and retrying."):
+            self.assertEqual(result.err.count(text), 10)
+        self.assertEqual(result.err.count("Received slowdown response from S3"), 10)
+        self.assertEqual(self.server.objects, self.files_in("f"))
+
+    def test_a_request_is_tried_again_as_it_stands(self):
+        self.make_objects(1)
+        # More than a second, so that a date made anew would be another one.
+        self.server.faults["00"] = [SLOW_DOWN] * 12
+        self.run_command("restore")
+        self.assertEqual(len(self.server.gets("00")), 13)
+        self.assertEqual(len({(headers["Date"], headers["Authorization"])
+                              for headers in self.server.gets("00")}), 1)
+
+    def test_a_pause_holds_nobody_up(self):
+        self.make_files(20)
+        self.server.faults["00"] = [SLOW_DOWN] * 20
+        began = time.monotonic()
+        self.run_command("backup", "--jobs", "2")
+        self.assertGreater(time.monotonic() - began, 2)
+        # All the others have gone by while the first one waited.
+        self.assertEqual(self.server.puts()[-1], "00")
+        self.assertLess(self.server.puts().index("19"), 30)
+
+    def test_there_are_no_more_tries_than_allowed(self):
+        self.make_files(3)
+        self.server.faults["01"] = [Fault(status=500, code="InternalError")] * 3
+        result = self.run_command("backup", "--retries", "2", code=1)
+        self.assertIn("(try 3). Too many retries. Giving up!", result.err)
+        self.assertIn("NOT backed up: 01: ", result.err)
+        self.assertEqual(self.server.puts().count("01"), 3)
+        self.assertEqual(sorted(self.server.objects), ["00", "02"])
+
+
+class BrokenTest(JobsTest):
+    def test_broken_downloads_go_on(self):
+        self.make_objects(24)
+        for name in self.names:
+            self.server.faults[name] = [Fault(cut=30000), Fault(cut=50000)]
+        result = self.run_command("restore")
+        self.assertEqual(self.files_in("r"), self.server.objects)
+        self.assertIn("48 continued downloads", result.out)
+        for name in self.names:
+            self.assertEqual([headers.get("Range") for headers in self.server.gets(name)],
+                             [None, "bytes=30000-", "bytes=80000-"])
+            conditions = [headers.get("If-Match") for headers in self.server.gets(name)]
+            self.assertEqual(conditions[1:], [self.server.etag(name)] * 2)
+            self.assertIsNone(conditions[0])
+
+    def test_objects_that_are_replaced_meanwhile_are_noticed(self):
+        self.make_objects(16)
+
+        def replace(name):
+            self.server.objects[name] = BODY
+
+        for name in self.names[::2]:
+            self.server.faults[name] = [Fault(cut=30000), Fault(then=lambda name=name: replace(name))]
+        result = self.run_command("restore", code=1)
+        self.assertEqual(result.err.count("replaced by another one"), 8)
+        self.assertEqual(self.files_in("r"), {name: self.server.objects[name] for name in self.names[1::2]})
+
+    def test_broken_uploads_begin_again(self):
+        self.make_files(16)
+        for name in self.names:
+            self.server.faults[name] = [Fault(cut=1000), Fault(cut=2000)]
+        self.run_command("backup")
+        self.assertEqual(self.server.objects, self.files_in("f"))
+        self.assertEqual(len(self.server.puts()), 48)
+
+    def test_answers_that_end_within_their_headers_are_no_successes(self):
+        # So small that they are sent before the connection ends.
+        self.make_files(16, b"")
+        for name in self.names[::2]:
+            self.server.faults[name] = [Fault(cut_head=True)]
+        result = self.run_command("backup", code=1)
+        self.assertEqual(result.err.count("ended within the headers"), 8, result)
+        self.assertIn("backed up: 8 files", result.out)
+
+    def test_the_status_counts_however_the_scheme_is_written(self):
+        self.make_files(1)
+        self.environment["VEXIL_S3_ENDPOINT"] = self.server.endpoint.replace("http", "HTTP")
+        self.server.faults["00"] = [Fault(status=405, code="")]
+        self.assertIn("405", self.run_command("backup", code=1).err)
+        self.make_objects(1)
+        self.server.faults["00"] = [Fault(status=405, code="MethodNotAllowed")]
+        self.assertIn("(MethodNotAllowed)", self.run_command("restore", code=1).err)
+        self.assertEqual(self.files_in("r"), {})
+
+    def test_changed_files_are_named(self):
+        self.make_files(16)
+
+        def change(name):
+            self.write(f"f/{name}", b"longer" * 100000)
+
+        for name in self.names[::2]:
+            self.server.faults[name] = [Fault(then=lambda name=name: change(name))]
+        result = self.run_command("backup", code=1)
+        self.assertEqual(result.err.count(": the file was changed while it was backed up"), 8)
+        self.assertIn("backed up: 8 files", result.out)
+
+
+class FailureTest(JobsTest):
+    def test_what_fails_does_not_hinder_the_rest(self):
+        self.make_files(30)
+        for name in self.names[::3]:
+            self.server.faults[name] = [Fault(status=400, code="EntityTooLarge")]
+        result = self.run_command("backup", code=1)
+        self.assertEqual(result.err.count("NOT backed up: "), 10)
+        self.assertIn("backed up: 20 files", result.out)
+        self.assertIn("FAILED: 10 entries", result.out)
+        self.assertEqual(sorted(self.server.objects), sorted(set(self.names) - set(self.names[::3])))
+        self.make_objects(30)
+        for name in self.names[::3]:
+            self.server.faults[name] = [Fault(status=403, code="AccessDenied")]
+        result = self.run_command("restore", code=1)
+        self.assertEqual(result.err.count("NOT restored: "), 10)
+        self.assertEqual(sorted(self.files_in("r")), sorted(self.server.objects.keys() - set(self.names[::3])))
+
+    def check_refusal(self, status, code, expected):
+        self.make_files(100)
+        for name in self.names:
+            self.server.faults[name] = [Fault(status=status, code=code)]
+        result = self.run_command("backup", code=expected)
+        self.assertLessEqual(len(self.server.puts()), 8)
+        self.assertIn("backed up: 0 files", result.out)
+        self.assertEqual(result.err.count("vexil: error: Amazon S3 error: "), 1)
+        self.assertRegex(result.err, rf"URL: +{self.server.endpoint}/bucket/\d\d\n")
+        self.assertRegex(result.err, r"method: +PUT\n")
+        self.assertNotIn("NOT backed up", result.err)
+
+    def test_a_denied_access_ends_a_backup(self):
+        self.check_refusal(403, "AccessDenied", 4)
+
+    def test_refused_keys_end_a_backup(self):
+        self.check_refusal(403, "InvalidAccessKeyId", 4)
+
+    def test_a_missing_bucket_ends_a_backup(self):
+        self.check_refusal(404, "NoSuchBucket", 3)
+
+    def test_a_refusal_ends_transfers_that_run(self):
+        self.make_objects(20)
+        self.server.faults["03"] = [Fault(cut=30000, hold=True)]
+        self.server.faults["09"] = [Fault(status=403, code="InvalidAccessKeyId", then=lambda: self.server.held.wait(60))]
+        self.assertIn("InvalidAccessKeyId", self.run_command("restore", code=4).err)
+        self.assertLess(len(self.files_in("r")), 20)
+        for name, content in self.files_in("r").items():
+            self.assertEqual(content, self.server.objects[name])
+
+    def test_a_server_that_is_gone_ends_it(self):
+        self.make_files(20)
+        self.environment["VEXIL_S3_ENDPOINT"] = "http://127.0.0.1:1"
+        result = self.run_command("backup", "--retries", "1", code=1)
+        self.assertIn("libcurl code:    7", result.err)
+        self.assertIn("backed up: 0 files", result.out)
+
+
+class InterruptTest(JobsTest):
+    def interrupt_when(self, process, number=signal.SIGINT):
+        began = time.monotonic()
+        result = self.interrupt(process, number)
+        self.assertEqual(result.code, 128 + number, result)
+        self.assertIn("vexil: interrupted", result.err)
+        # Far less is the rule.
+        self.assertLess(time.monotonic() - began, 20)
+        return result
+
+    def test_an_interrupted_restore_leaves_whole_files_only(self):
+        self.make_objects(30)
+        for name in self.names[10:]:
+            self.server.faults[name] = [Fault(cut=30000, hold=True)]
+        self.write("r/12", b"old")
+        process = self.start_command("restore")
+        self.assertTrue(self.server.held.wait(60))
+        self.interrupt_when(process)
+        self.assertEqual({name: content for name, content in self.files_in("r").items() if name != "12"},
+                         {name: self.server.objects[name] for name in self.files_in("r") if name < "10"})
+        self.assertEqual(self.read("r/12"), b"old")
+
+    def test_an_interrupted_backup_reports_no_more_than_is_stored(self):
+        self.make_files(20)
+        self.close_gate()
+        process = self.start_command("backup")
+        self.assertTrue(self.server.wait_for_transfers(8))
+        result = self.interrupt_when(process, signal.SIGTERM)
+        self.assertIn("backed up: 0 files", result.out)
+        self.assertEqual(self.server.objects, {})
+
+    def test_an_interrupt_in_the_pauses_is_heeded(self):
+        self.make_files(8)
+        for name in self.names:
+            self.server.faults[name] = [SLOW_DOWN] * 10000
+        process = self.start_command("backup", "--retries", "100000")
+        while b"(try 3)" not in process.stderr.readline():
+            pass
+        self.assertEqual(self.interrupt(process).code, 130)
+
+
+class ConflictTest(JobsTest):
+    def test_a_folder_finds_the_file_of_an_object_before(self):
+        self.server.objects = {"a": BODY, "a/b": b"below", "a/b/c": b"below", "c": b"c"}
+        for _ in range(2):
+            self.server.faults["a"] = [SLOW_DOWN, SLOW_DOWN]
+            result = self.run_command("restore", code=1)
+            for key in ("a/b", "a/b/c"):
+                self.assertIn(f"NOT restored: {key}: Cannot make the folder 'r/a': there is a file of this name",
+                              result.err)
+            self.assertEqual(self.files_in("r"), {"a": BODY, "c": b"c"})
+
+    def test_the_same_key_twice_is_restored_twice(self):
+        self.server.objects = {"a": BODY}
+        self.server.listed_twice = True
+        self.server.faults["a"] = [SLOW_DOWN]
+        result = self.run_command("restore")
+        self.assertIn("restored: 2 files", result.out)
+        self.assertEqual(self.server.most_at_once, 1)
+        self.assertEqual(self.files_in("r"), {"a": BODY})
+
+    def test_names_of_part_files_do_not_get_in_each_others_way(self):
+        names = ["!", ".!.vexil-part", ".!.vexil-part2", ".a.vexil-part/x", ".b.vexil-part", "a", "b", "c"]
+        for slow in names:
+            self.server.objects = {name: name.encode() + BODY for name in names}
+            self.server.faults[slow] = [Fault(cut=1000), SLOW_DOWN, Fault(cut=1000)]
+            self.run_command("restore")
+            self.assertEqual(self.files_in("r"), self.server.objects)
+            self.run_program("s3", "restore", "--jobs", "1", "bucket", "r1")
+            self.assertEqual(self.files_in("r1"), self.server.objects)
+
+
+class WireLogTest(JobsTest):
+    def test_debug_shows_every_transfer_whole(self):
+        self.make_objects(10)
+        result = self.run_program("--log-level", "debug", "s3", "restore", "bucket", "r")
+        for name in self.names:
+            self.assertIn(f"GET /bucket/{name} HTTP/1.1", result.err)
+        self.assertNotIn("AWS access", result.err)
+
+
+if __name__ == "__main__":
+    unittest.main()
