@@ -1,0 +1,534 @@
+// What the mail client says to a server, to the line, and what it makes of each answer and each broken connection.
+#include "tests/mail/SMTPPeer.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/PrintText.h"
+#include "tests/support/WhatOf.h"
+#include "vexil/mail/MimeMessage.h"
+#include "vexil/mail/SMTPClient.h"
+#include "vexil/net/CURLError.h"
+#include "zet/BufferStream.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace vexil;
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using vexil_test::LogCapture;
+using vexil_test::SMTPPeer;
+using vexil_test::whatOf;
+using Security = SMTPPeer::Security;
+using Texts = std::vector<std::string>;
+
+TBuffer<unsigned char> bufferOf(std::string_view text) {
+    TBuffer<unsigned char> buffer;
+    buffer.append(reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
+    return buffer;
+}
+
+CSMTPParams paramsOf(const SMTPPeer& peer, CSMTPParams::ConnectType type = CSMTPParams::ConnectUnencrypted,
+                     const char* login = "", const char* password = "secret") {
+    return CSMTPParams("127.0.0.1", peer.port(), type, login, password);
+}
+
+/// The error of a failed mail or test; nothing, with a failure of the test, where there is none.
+template <class Work>
+std::optional<CCURLError> errorOf(const Work& work) {
+    try {
+        work();
+        ADD_FAILURE() << "nothing was thrown";
+    } catch (const CCURLError& error) {
+        return error;
+    } catch (const std::exception& error) {
+        ADD_FAILURE() << "another error was thrown: " << error.what();
+    }
+    return std::nullopt;
+}
+
+void send(CSMTPClient& client, std::string_view message = "Subject: s\r\n\r\ntext\r\n") {
+    client.sendMail("a@x", {"b@x", "c@x"}, bufferOf(message));
+}
+
+const Texts mail = {"MAIL FROM:<a@x>", "RCPT TO:<b@x>", "RCPT TO:<c@x>", "DATA",
+                    "Subject: s\r\n\r\ntext\r\n.\r\n"};
+const Texts plainLogin = {"AUTH PLAIN", "AHRlc3RlcgBzZWNyZXQ="};   // NUL "tester" NUL "secret"
+const Texts stagedLogin = {"AUTH LOGIN", "dGVzdGVy", "c2VjcmV0"};  // "tester", "secret"
+
+Texts join(const std::vector<Texts>& pieces) {
+    Texts all;
+    for (const Texts& piece : pieces) {
+        all.insert(all.end(), piece.begin(), piece.end());
+    }
+    return all;
+}
+
+// ---- dialogues -------------------------------------------------------------------------------------------
+
+TEST(SMTPClientWire, SaysWhatAMailNeeds) {
+    SMTPPeer peer;
+    CSMTPClient client(paramsOf(peer));
+    send(client);
+    EXPECT_THAT(peer.dialogue(0), ElementsAreArray(join({{"EHLO *"}, mail})));
+}
+
+TEST(SMTPClientWire, LaterMailsUseTheSameConnection) {
+    SMTPPeer peer(Security::None, {"AUTH PLAIN"});
+    {
+        CSMTPClient client(paramsOf(peer, CSMTPParams::ConnectUnencrypted, "tester"));
+        send(client);
+        send(client);
+        client.sendMail("other@x", {"d@x"}, bufferOf("m"));
+    }
+    ASSERT_TRUE(peer.waitUntilEnded());
+    EXPECT_EQ(peer.connectionCount(), 1u);
+    EXPECT_THAT(
+        peer.dialogue(0),
+        ElementsAreArray(join({{"EHLO *"},
+                               plainLogin,
+                               mail,
+                               mail,
+                               {"MAIL FROM:<other@x>", "RCPT TO:<d@x>", "DATA", "m\r\n.\r\n", "QUIT"}})));
+}
+
+TEST(SMTPClientWire, LogsInAsTheServerWants) {
+    const auto dialogueWith = [](const Texts& offers) {
+        SMTPPeer peer(Security::None, offers);
+        CSMTPClient client(paramsOf(peer, CSMTPParams::ConnectUnencrypted, "tester"));
+        send(client);
+        return peer.dialogue(0);
+    };
+    EXPECT_THAT(dialogueWith({"AUTH PLAIN"}), ElementsAreArray(join({{"EHLO *"}, plainLogin, mail})));
+    EXPECT_THAT(dialogueWith({"SIZE", "AUTH LOGIN", "HELP"}),
+                ElementsAreArray(join({{"EHLO *"}, stagedLogin, mail})));
+    EXPECT_THAT(dialogueWith({"SIZE 1000"}), ElementsAreArray(join({{"EHLO *"}, mail})))
+        << "skipped silently where no login is offered";
+}
+
+TEST(SMTPClientWire, TurnsTLSOnFirst) {
+    for (const char* login : {"", "tester"}) {
+        SMTPPeer peer(Security::None, {"STARTTLS", "AUTH PLAIN"});
+        CSMTPClient client(paramsOf(peer, CSMTPParams::ConnectStartTLS, login));
+        send(client);
+        send(client);
+        EXPECT_THAT(
+            peer.dialogue(0),
+            ElementsAreArray(join(
+                {{"EHLO *", "STARTTLS", "(TLS)", "EHLO *"}, *login ? plainLogin : Texts(), mail, mail})));
+    }
+}
+
+TEST(SMTPClientWire, BeginsWithTLS) {
+    for (const char* login : {"", "tester"}) {
+        SMTPPeer peer(Security::Implicit, {"AUTH LOGIN"});
+        CSMTPClient client(paramsOf(peer, CSMTPParams::ConnectSSL, login));
+        send(client);
+        send(client);
+        EXPECT_THAT(
+            peer.dialogue(0),
+            ElementsAreArray(join({{"(TLS)", "EHLO *"}, *login ? stagedLogin : Texts(), mail, mail})));
+    }
+}
+
+TEST(SMTPClientWire, WithoutEncryptionSTARTTLSIsNotUsed) {
+    SMTPPeer peer(Security::None, {"STARTTLS"});
+    CSMTPClient client(paramsOf(peer));
+    send(client);
+    EXPECT_THAT(peer.dialogue(0), ElementsAreArray(join({{"EHLO *"}, mail})));
+}
+
+TEST(SMTPClientWire, AMailMayHaveNoSender) {
+    SMTPPeer peer;
+    CSMTPClient client(paramsOf(peer));
+    client.sendMail("", {"<b@x>"}, bufferOf("m"));
+    EXPECT_THAT(peer.dialogue(0),
+                ElementsAre("EHLO *", "MAIL FROM:<>", "RCPT TO:<b@x>", "DATA", "m\r\n.\r\n"));
+}
+
+TEST(SMTPClientWire, ARequestOfTheCallersSendsAMail) {
+    SMTPPeer peer;
+    CNetRequest request;
+    const auto bytes = bufferOf("m");
+    CSMTPClient::makeSendMailRequest(request, paramsOf(peer), "a@x", {"b@x"}, new zet::CBufferStream(&bytes));
+    EXPECT_EQ(peer.connectionCount(), 0u);
+    request.perform();
+    EXPECT_THAT(peer.dialogue(0),
+                ElementsAre("EHLO *", "MAIL FROM:<a@x>", "RCPT TO:<b@x>", "DATA", "m\r\n.\r\n"));
+}
+
+TEST(SMTPClientWire, AMailToNobodyIsASuccessWithAWarning) {
+    SMTPPeer peer;
+    CSMTPClient client(paramsOf(peer));
+    const LogCapture log;
+    client.sendMail("a@x", {}, bufferOf("m"));
+    EXPECT_THAT(peer.dialogue(0), ElementsAre("EHLO *", "HELP"));
+    EXPECT_THAT(log.lines(), ElementsAre("W: A mail without recipients is sent to nobody."));
+    send(client);
+    EXPECT_THAT(peer.dialogue(0), ElementsAreArray(join({{"EHLO *", "HELP"}, mail})));
+}
+
+// ---- tests of the connection -----------------------------------------------------------------------------
+
+TEST(SMTPClientWire, ATestLogsInAndHangsUp) {
+    const auto dialogueOf = [](Security security, CSMTPParams::ConnectType type) {
+        SMTPPeer peer(security, {"STARTTLS", "AUTH PLAIN"});
+        CSMTPClient client(paramsOf(peer, type, "tester"));
+        client.testConnection();
+        EXPECT_TRUE(peer.waitUntilEnded()) << "the connection is left open";
+        Texts said = peer.dialogue(0);
+        // Whether it says goodbye is of no interest.
+        std::erase(said, "QUIT");
+        return said;
+    };
+    EXPECT_THAT(dialogueOf(Security::None, CSMTPParams::ConnectUnencrypted),
+                ElementsAreArray(join({{"EHLO *"}, plainLogin})));
+    EXPECT_THAT(dialogueOf(Security::None, CSMTPParams::ConnectStartTLS),
+                ElementsAreArray(join({{"EHLO *", "STARTTLS", "(TLS)", "EHLO *"}, plainLogin})));
+    EXPECT_THAT(dialogueOf(Security::Implicit, CSMTPParams::ConnectSSL),
+                ElementsAreArray(join({{"(TLS)", "EHLO *"}, plainLogin})));
+}
+
+TEST(SMTPClientWire, ATestDoesNotDisturbTheConnectionOfTheMails) {
+    SMTPPeer peer;
+    CSMTPClient client(paramsOf(peer));
+    send(client);
+    client.testConnection();
+    send(client);
+    EXPECT_EQ(peer.connectionCount(), 2u);
+    EXPECT_THAT(peer.dialogue(0), ElementsAreArray(join({{"EHLO *"}, mail, mail})));
+}
+
+TEST(SMTPClientWire, ATestFailsAsAMailWould) {
+    SMTPPeer peer(Security::None, {"AUTH PLAIN"});
+    peer.setReply("(login)", "535 5.7.8 wrong\r\n");
+    CSMTPClient client(paramsOf(peer, CSMTPParams::ConnectUnencrypted, "tester"));
+    const auto error = errorOf([&] { client.testConnection(); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getCode(), CURLE_LOGIN_DENIED);
+    EXPECT_EQ(error->getResponseCode(), 535);
+    EXPECT_TRUE(peer.waitUntilEnded());
+}
+
+// ---- messages --------------------------------------------------------------------------------------------
+
+std::string onTheWire(std::string_view message) {
+    SMTPPeer peer;
+    CSMTPClient client(paramsOf(peer));
+    send(client, message);
+    const Texts said = peer.dialogue(0);
+    return said.size() == mail.size() + 1 ? said.back() : "no message";
+}
+
+TEST(SMTPClientWire, StuffsLeadingDotsAndEndsTheLastLine) {
+    EXPECT_EQ(onTheWire("m"), "m\r\n.\r\n");
+    EXPECT_EQ(onTheWire("m\r\n"), "m\r\n.\r\n");
+    EXPECT_EQ(onTheWire("m\r\n\r\n"), "m\r\n\r\n.\r\n");
+    EXPECT_EQ(onTheWire(".a\r\n..b\r\nc.\r\n.\r\nd"), "..a\r\n...b\r\nc.\r\n..\r\nd\r\n.\r\n");
+    EXPECT_EQ(onTheWire("a\r\n."), "a\r\n..\r\n.\r\n");
+    EXPECT_EQ(onTheWire("."), "..\r\n.\r\n");
+    EXPECT_EQ(onTheWire("a\r\n.\r\nQUIT\r\n"), "a\r\n..\r\nQUIT\r\n.\r\n") << "no message ends itself";
+    EXPECT_EQ(onTheWire("a\nb\n.c"), "a\nb\n.c\r\n.\r\n") << "a bare LF is no line end";
+}
+
+TEST(SMTPClientWire, AnEmptyMessageStaysEmpty) {
+    EXPECT_EQ(onTheWire(""), ".\r\n");
+}
+
+TEST(SMTPClientWire, LongLinesStay) {
+    const std::string line(200000, 'x');
+    EXPECT_TRUE(onTheWire(line + "\r\n" + line) == line + "\r\n" + line + "\r\n.\r\n");
+}
+
+TEST(SMTPClientWire, DotsAreStuffedWhereverABlockEnds) {
+    // Lines of 61 bytes, a prime: dots stand at every place of libcurl's blocks.
+    std::string message;
+    std::string stuffed;
+    for (int i = 0; i < 4000; ++i) {
+        const std::string line = "." + std::string(58, static_cast<char>('a' + i % 26)) + "\r\n";
+        message += line;
+        stuffed += "." + line;
+    }
+    EXPECT_TRUE(onTheWire(message) == stuffed + ".\r\n");
+}
+
+TEST(SMTPClientWire, AMIMEMessageArrivesAsItIsStored) {
+    CMimeMessage message("");
+    message.getHeaders()["Subject"] = "Grüße";
+    message.setTextBody(".a\n");
+    SMTPPeer peer;
+    CSMTPClient client(paramsOf(peer));
+    client.sendMail("a@x", {"b@x"}, message);
+    const Texts said = peer.dialogue(0);
+    ASSERT_EQ(said.size(), 5u);
+    EXPECT_EQ(said[4], "Content-Type: text/plain; charset=utf-8\r\nMIME-Version: 1.0\r\n"
+                       "Subject: =?utf-8?q?Gr=C3=BC=C3=9Fe?=\r\n\r\n..a\r\n.\r\n");
+}
+
+class CBrokenStream : public virtual CBase, public zet::IInStream {
+public:
+    int read(void*, int) override { throw CError("the disk is gone"); }
+    int64 getSize() override { return -1; }
+    void seek(int64) override {}
+    int64 getPosition() override { return 0; }
+};
+
+TEST(SMTPClientWire, AMessageThatCannotBeReadIsItsOwnError) {
+    SMTPPeer peer;
+    CNetRequest request;
+    CSMTPClient::makeSendMailRequest(request, paramsOf(peer), "a@x", {"b@x"}, new CBrokenStream);
+    EXPECT_EQ(whatOf([&] { request.perform(); }), "the disk is gone");
+    ASSERT_TRUE(peer.waitUntilEnded());
+    EXPECT_THAT(peer.dialogue(0), ElementsAre("EHLO *", "MAIL FROM:<a@x>", "RCPT TO:<b@x>", "DATA"))
+        << "no message was completed";
+}
+
+// ---- refusals --------------------------------------------------------------------------------------------
+
+TEST(SMTPClientWire, ARefusedAddressIsTheServersError) {
+    const struct {
+        const char* command;
+        Texts said;
+    } cases[] = {
+        {"MAIL", {"EHLO *", "MAIL FROM:<a@x>", "QUIT"}},
+        {"RCPT TO:<b", {"EHLO *", "MAIL FROM:<a@x>", "RCPT TO:<b@x>", "QUIT"}},
+        {"RCPT TO:<c", {"EHLO *", "MAIL FROM:<a@x>", "RCPT TO:<b@x>", "RCPT TO:<c@x>", "QUIT"}},
+    };
+    for (const auto& [command, said] : cases) {
+        SMTPPeer peer;
+        peer.setReply(command, "550-5.1.1 no\r\n550 5.1.1 such user\r\n");
+        CSMTPClient client(paramsOf(peer));
+        const auto error = errorOf([&] { send(client); });
+        ASSERT_TRUE(error);
+        EXPECT_EQ(error->getCode(), CURLE_SEND_ERROR);
+        EXPECT_EQ(error->getResponseCodeDomain(), "smtp");
+        EXPECT_EQ(error->getResponseCode(), 550);
+        EXPECT_EQ(client.getRequest().getResponseText(550), "550-5.1.1 no\n550 5.1.1 such user");
+        EXPECT_EQ(client.getRequest().getResponseText(221), "221 bye");
+        EXPECT_THAT(error->getServerMessage().toUTF8(), HasSubstr("221 bye")) << "it is the last reply";
+        EXPECT_THAT(peer.dialogue(0), ElementsAreArray(said));
+        peer.setReply(command, "250 ok\r\n");
+        send(client);
+        EXPECT_THAT(peer.dialogue(1), ElementsAreArray(join({{"EHLO *"}, mail})))
+            << "the client is usable again";
+    }
+}
+
+TEST(SMTPClientWire, ARefusedMessageIsTheServersError) {
+    for (const char* command : {"DATA", "."}) {
+        SMTPPeer peer;
+        peer.setReply(command, "554 5.7.1 spam\r\n");
+        CSMTPClient client(paramsOf(peer));
+        const auto error = errorOf([&] { send(client); });
+        ASSERT_TRUE(error);
+        EXPECT_EQ(error->getResponseCode(), 554);
+        EXPECT_EQ(client.getRequest().getResponseText(554), "554 5.7.1 spam");
+        peer.setReply(command, *command == '.' ? "250 ok\r\n" : "354 go on\r\n");
+        send(client);
+    }
+}
+
+TEST(SMTPClientWire, AWrongPasswordIsALoginThatWasDenied) {
+    for (const char* mechanism : {"AUTH PLAIN", "AUTH LOGIN"}) {
+        SMTPPeer peer(Security::None, {mechanism});
+        peer.setReply("(login)", "535 5.7.8 wrong\r\n");
+        CSMTPClient client(paramsOf(peer, CSMTPParams::ConnectUnencrypted, "tester"));
+        const auto error = errorOf([&] { send(client); });
+        ASSERT_TRUE(error);
+        EXPECT_EQ(error->getCode(), CURLE_LOGIN_DENIED);
+        EXPECT_EQ(error->getResponseCode(), 535);
+        EXPECT_EQ(client.getRequest().getResponseText(535), "535 5.7.8 wrong");
+        for (const std::string& line : peer.dialogue(0)) {
+            EXPECT_FALSE(line.starts_with("MAIL")) << "nothing is sent without the login";
+        }
+        peer.setReply("(login)", "235 welcome\r\n");
+        send(client);
+    }
+}
+
+TEST(SMTPClientWire, WithoutSTARTTLSNothingIsSaid) {
+    SMTPPeer peer(Security::None, {"AUTH PLAIN"});
+    CSMTPClient client(paramsOf(peer, CSMTPParams::ConnectStartTLS, "tester"));
+    for (const bool isMail : {true, false}) {
+        const auto error = errorOf([&] { isMail ? send(client) : client.testConnection(); });
+        ASSERT_TRUE(error);
+        EXPECT_EQ(error->getCode(), CURLE_USE_SSL_FAILED);
+    }
+    ASSERT_TRUE(peer.waitUntilEnded());
+    for (const std::size_t connection : {0u, 1u}) {
+        Texts said = peer.dialogue(connection);
+        std::erase(said, "QUIT");
+        EXPECT_THAT(said, ElementsAre("EHLO *")) << "neither login nor mail goes out in clear";
+    }
+}
+
+TEST(SMTPClientWire, ARefusedSTARTTLSIsAnError) {
+    SMTPPeer peer(Security::None, {"STARTTLS", "AUTH PLAIN"});
+    peer.setReply("STARTTLS", "454 4.7.0 not now\r\n");
+    CSMTPClient client(paramsOf(peer, CSMTPParams::ConnectStartTLS, "tester"));
+    const auto error = errorOf([&] { send(client); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getCode(), CURLE_USE_SSL_FAILED);
+    Texts said = peer.dialogue(0);
+    std::erase(said, "QUIT");
+    EXPECT_THAT(said, ElementsAre("EHLO *", "STARTTLS"));
+}
+
+TEST(SMTPClientWire, AServerThatIsClosingIsAnError) {
+    for (const char* command : {"", "EHLO", "MAIL", "RCPT", "DATA", "."}) {
+        SMTPPeer peer;
+        // A server without EHLO is asked with HELO, which it has no answer to either.
+        peer.setReply(command, "421 4.3.2 closing\r\n");
+        CSMTPClient client(paramsOf(peer));
+        const auto error = errorOf([&] { send(client); });
+        ASSERT_TRUE(error) << command;
+        EXPECT_EQ(error->getResponseCode(), 421) << command;
+        EXPECT_EQ(client.getRequest().getResponseText(421), "421 4.3.2 closing") << command;
+    }
+}
+
+TEST(SMTPClientWire, ACertificateThatNobodyVouchesForIsRefusedWhereThatIsWanted) {
+    for (const auto type : {CSMTPParams::ConnectSSL, CSMTPParams::ConnectStartTLS}) {
+        const bool isImplicit = type == CSMTPParams::ConnectSSL;
+        SMTPPeer peer(isImplicit ? Security::Implicit : Security::None, {"STARTTLS"});
+        CSMTPClient client(paramsOf(peer, type));
+        client.setVerifyCertificate(true);
+        const auto error = errorOf([&] { send(client); });
+        ASSERT_TRUE(error);
+        EXPECT_EQ(error->getCode(), CURLE_PEER_FAILED_VERIFICATION);
+        client.setVerifyCertificate(false);
+        send(client);
+        ASSERT_EQ(peer.connectionCount(), 2u);
+        for (const std::string& line : peer.dialogue(0)) {
+            EXPECT_FALSE(line.starts_with("MAIL"));
+        }
+    }
+}
+
+// ---- broken connections ----------------------------------------------------------------------------------
+
+std::size_t replyBytesOfMails(int count) {
+    SMTPPeer peer;
+    CSMTPClient client(paramsOf(peer));
+    for (int i = 0; i < count; ++i) {
+        send(client);
+    }
+    return peer.replyBytes(0);
+}
+
+TEST(SMTPClientWire, AConnectionThatEndedMeanwhileIsReplaced) {
+    SMTPPeer peer;
+    CSMTPClient client(paramsOf(peer));
+    peer.cutAfter(replyBytesOfMails(1));
+    send(client);
+    ASSERT_TRUE(peer.waitUntilEnded());
+    peer.cutAfter(SMTPPeer::unlimited);
+    send(client);
+    ASSERT_EQ(peer.connectionCount(), 2u);
+    EXPECT_THAT(peer.dialogue(1), ElementsAreArray(join({{"EHLO *"}, mail})));
+}
+
+TEST(SMTPClientWire, AConnectionThatEndsWithinALaterMailIsAnError) {
+    const std::size_t first = replyBytesOfMails(1);
+    const std::size_t both = replyBytesOfMails(2);
+    ASSERT_GT(both, first);
+    for (std::size_t cut = first + 1; cut < both; ++cut) {
+        SMTPPeer peer;
+        CSMTPClient client(paramsOf(peer));
+        peer.cutAfter(cut);
+        send(client);
+        peer.cutAfter(SMTPPeer::unlimited);
+        EXPECT_TRUE(errorOf([&] { send(client); })) << "cut behind " << cut << " of " << both << " bytes";
+        EXPECT_EQ(peer.connectionCount(), 1u) << "no mail is sent twice";
+        send(client);
+        EXPECT_THAT(peer.dialogue(1), ElementsAreArray(join({{"EHLO *"}, mail})));
+    }
+}
+
+TEST(SMTPClientWire, NobodyWhoAnswersIsAnError) {
+    int port = 0;
+    {
+        const SMTPPeer peer;
+        port = peer.port();
+    }
+    CSMTPClient client(CSMTPParams("127.0.0.1", port, CSMTPParams::ConnectUnencrypted, "", ""));
+    const auto error = errorOf([&] { send(client); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getCode(), CURLE_COULDNT_CONNECT);
+    EXPECT_LT(error->getResponseCode(), 1);
+}
+
+TEST(SMTPClientWire, AServerThatSpeaksNoTLSIsAnError) {
+    SMTPPeer peer;
+    CSMTPClient client(paramsOf(peer, CSMTPParams::ConnectSSL));
+    const auto error = errorOf([&] { send(client); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getCode(), CURLE_SSL_CONNECT_ERROR);
+}
+
+struct Kind {
+    const char* name;
+    Security security;
+    CSMTPParams::ConnectType type;
+    const char* login;
+    std::string offer;
+};
+
+void PrintTo(const Kind& kind, std::ostream* out) {
+    *out << kind.name;
+}
+
+class SMTPCut : public testing::TestWithParam<Kind> {};
+
+TEST_P(SMTPCut, BehindEachByteOfTheRepliesIsAnErrorAndTheNextMailArrives) {
+    const Kind& kind = GetParam();
+    const std::size_t bytesOfTheLastReply = std::string("250 taken\r\n").size();
+    Texts whole;
+    std::size_t bytes = 0;
+    {
+        SMTPPeer peer(kind.security, {"STARTTLS", kind.offer});
+        CSMTPClient client(paramsOf(peer, kind.type, kind.login));
+        send(client);
+        whole = peer.dialogue(0);
+        bytes = peer.replyBytes(0);
+    }
+    ASSERT_GT(bytes, 60u);
+    SMTPPeer peer(kind.security, {"STARTTLS", kind.offer});
+    for (std::size_t cut = 0; cut <= bytes; ++cut) {
+        const std::size_t first = peer.connectionCount();
+        CSMTPClient client(paramsOf(peer, kind.type, kind.login));
+        peer.cutAfter(cut);
+        if (cut == bytes) {
+            send(client);
+            EXPECT_EQ(peer.dialogue(first), whole) << "a mail is sent once its last reply is there";
+            break;
+        }
+        const auto error = errorOf([&] { send(client); });
+        ASSERT_TRUE(error) << "cut behind " << cut << " of " << bytes << " bytes";
+        EXPECT_EQ(error->getDomain(), "curl");
+        EXPECT_NE(error->getCode(), CURLE_OK);
+        EXPECT_EQ(error->getResponseCodeDomain(), "smtp");
+        EXPECT_EQ(peer.connectionCount(), first + 1) << "no mail is sent twice";
+        EXPECT_EQ(peer.dialogue(first).size() == whole.size(), cut > bytes - bytesOfTheLastReply) << cut;
+        peer.cutAfter(SMTPPeer::unlimited);
+        send(client);
+        ASSERT_EQ(peer.dialogue(first + 1), whole) << cut;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    SMTPClientWire, SMTPCut,
+    testing::Values(Kind{"Plain", Security::None, CSMTPParams::ConnectUnencrypted, "", "SIZE"},
+                    Kind{"PlainWithLogin", Security::None, CSMTPParams::ConnectUnencrypted, "tester",
+                         "AUTH LOGIN"},
+                    Kind{"StartTLS", Security::None, CSMTPParams::ConnectStartTLS, "tester", "AUTH PLAIN"},
+                    Kind{"ImplicitTLS", Security::Implicit, CSMTPParams::ConnectSSL, "tester", "AUTH PLAIN"}),
+    [](const auto& kind) { return kind.param.name; });
+
+}  // namespace

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace vexil_test {
+
+/// A mail server on 127.0.0.1 that takes everything, records what it is sent, and answers otherwise where a test wants
+/// it to. TLS with a certificate of its own, which nobody vouches for.
+///
+///     SMTPPeer peer(SMTPPeer::Security::StartTLS, {"STARTTLS", "AUTH PLAIN"});
+///     peer.setReply("RCPT", "550 no\r\n");
+///     ... let the client talk to 127.0.0.1, peer.port() ...
+///     EXPECT_EQ(peer.dialogue(0), ...);
+///
+/// All members may be called from any thread. The destructor ends all connections, whatever the clients do.
+class SMTPPeer {
+public:
+    enum class Security {
+        None,      ///< STARTTLS is answered, if it is offered
+        Implicit,  ///< TLS from the first byte
+    };
+    static constexpr std::size_t unlimited = std::numeric_limits<std::size_t>::max();
+
+    /// \param offers  what stands in the reply to EHLO, outside and inside of TLS; STARTTLS outside only
+    explicit SMTPPeer(Security security = Security::None, std::vector<std::string> offers = {});
+    ~SMTPPeer();
+    SMTPPeer(const SMTPPeer&) = delete;
+    SMTPPeer& operator=(const SMTPPeer&) = delete;
+
+    int port() const;
+
+    /// The reply, with its line ends, to all commands that begin with `command`; "" as a command for the greeting, "."
+    /// for a message. A reply that begins with "421" ends the connection.
+    void setReply(const std::string& command, const std::string& reply);
+    /// Connections that come from now on are cut behind so many bytes of all replies together.
+    void cutAfter(std::size_t replyBytes);
+    /// What a connection has sent: its lines without line ends, "EHLO *" for any name; the message as it came, to the
+    /// line that ends it; "(TLS)" behind a handshake, "(no TLS)" behind one that failed. Nothing for one that never
+    /// came.
+    std::vector<std::string> dialogue(std::size_t connection) const;
+    std::size_t connectionCount() const;
+    /// The bytes of all replies of a connection.
+    std::size_t replyBytes(std::size_t connection) const;
+    /// Waits until all connections have ended. False after five seconds.
+    bool waitUntilEnded() const;
+
+private:
+    struct Core;
+    std::unique_ptr<Core> m_core;
+};
+
+}  // namespace vexil_test
