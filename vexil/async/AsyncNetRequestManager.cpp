@@ -25,11 +25,17 @@ void check(CURLMcode code) {
     }
 }
 
+// A function: where a class with virtual bases delegates its construction, g++ 12 does not free the memory of a
+// `new` among the arguments whose constructor throws.
+P<zet::CWakeUp> makeWakeUp() {
+    return new zet::CWakeUp;
+}
+
 }  // namespace
 
 IAsyncNetRequestManager::~IAsyncNetRequestManager() = default;
 
-CAsyncNetRequestManager::CAsyncNetRequestManager() : CAsyncNetRequestManager(new zet::CWakeUp) {}
+CAsyncNetRequestManager::CAsyncNetRequestManager() : CAsyncNetRequestManager(makeWakeUp()) {}
 
 CAsyncNetRequestManager::CAsyncNetRequestManager(const P<zet::CWakeUp>& wakeUp) : m_wakeUp(wakeUp) {
     CGlobalInit::get();
