@@ -10,7 +10,6 @@
 #include "apps/vexil/Text.h"
 #include "apps/vexil/TransferMonitor.h"
 #include "apps/vexil/TransferQueue.h"
-#include "vexil/s3/S3ObjectEnum.h"
 
 #include <memory>
 #include <system_error>
@@ -103,11 +102,21 @@ void CRestore::run(int jobs) {
     }
     CTransferQueue queue(m_context, jobs);
     CS3ObjectEnum objects(&m_context.getClient(), &m_context.getRequest(), m_bucket, m_prefix, "", -1);
-    while (objects.next()) {
+    while (hasNext(queue, objects)) {
         CInterrupt::throwIfRequested();
         restore(queue, *objects.getCurrObject());
     }
     queue.finish();
+}
+
+bool CRestore::hasNext(CTransferQueue& queue, CS3ObjectEnum& objects) {
+    try {
+        return objects.next();
+    } catch (const std::exception&) {
+        // What was listed before shall not suffer from it.
+        queue.finish();
+        throw;
+    }
 }
 
 void CRestore::restore(CTransferQueue& queue, const CS3ListObjectsElement& element) {

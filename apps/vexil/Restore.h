@@ -3,6 +3,7 @@
 #include "apps/vexil/Progress.h"
 #include "vexil/BaseTypes.h"
 #include "vexil/s3/S3ListObjectsElement.h"
+#include "vexil/s3/S3ObjectEnum.h"
 
 #include <filesystem>
 #include <set>
@@ -33,6 +34,7 @@ public:
 private:
     class CObjectJob;
 
+    static bool hasNext(CTransferQueue& queue, CS3ObjectEnum& objects);
     void restore(CTransferQueue& queue, const CS3ListObjectsElement& element);
     bool isFolderMarker(const CS3ListObjectsElement& element) const;
     bool isInTheWayOf(const String& name) const;

@@ -44,6 +44,12 @@ P<CError> findTransferError(CNetRequest& request) {
     }
 }
 
+/// Lets a request, whose transfer has ended, go of what belongs to its job.
+void detach(CNetRequest& request) {
+    releaseStreams(request);
+    CTransferMonitor::of(request).setFile(nullptr);
+}
+
 }  // namespace
 
 /// A request, and the job that has it.
@@ -88,8 +94,7 @@ CTransferQueue::CSlot& CTransferQueue::takeSlot() {
 }
 
 void CTransferQueue::releaseSlot(CSlot& slot) {
-    releaseStreams(*slot.request);
-    CTransferMonitor::of(*slot.request).setFile(nullptr);
+    detach(*slot.request);
     slot.job = nullptr;
     m_freeSlots.push_back(&slot);
     --m_running;
@@ -176,6 +181,7 @@ void CTransferQueue::beginAnewOrFail(CSlot& slot, const CError& error) {
 }
 
 void CTransferQueue::fail(CSlot& slot, const CError& error) {
+    detach(*slot.request);
     try {
         slot.job->onFailure(error);
     } catch (...) {

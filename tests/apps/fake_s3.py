@@ -26,6 +26,7 @@ class FakeS3:
         self.objects = {}
         self.listed_sizes = {}  # where the listing shall lie
         self.listed_twice = False
+        self.page_size = None  # of the listing
         self.connections = 0
         self.requests = []  # (method, key, headers)
         self.faults = {}
@@ -79,12 +80,15 @@ class FakeS3:
         faults = self.faults.get(key, [])
         return (faults.pop(0) if faults else None) or Fault()
 
-    def listing(self):
+    def listing(self, marker):
+        keys = [key for key in sorted(self.objects) if key > marker]
+        page = keys[:self.page_size] * (2 if self.listed_twice else 1)
+        is_truncated = "true" if len(page) < len(keys) else "false"
         entries = "".join(
             f"<Contents><Key>{escape(key)}</Key><LastModified>2024-01-01T00:00:00.000Z</LastModified>"
-            f"<Size>{self.listed_sizes.get(key, len(body))}</Size></Contents>"
-            for key, body in sorted(list(self.objects.items()) * (2 if self.listed_twice else 1)))
-        return f"<ListBucketResult><IsTruncated>false</IsTruncated>{entries}</ListBucketResult>".encode()
+            f"<Size>{self.listed_sizes.get(key, len(self.objects[key]))}</Size></Contents>"
+            for key in page)
+        return f"<ListBucketResult><IsTruncated>{is_truncated}</IsTruncated>{entries}</ListBucketResult>".encode()
 
 
 class _Server(http.server.ThreadingHTTPServer):
@@ -168,7 +172,8 @@ class _Handler(http.server.BaseHTTPRequestHandler):
         if fault.status:
             self.answer_error(fault.status, fault.code)
         elif not self.key:
-            self.answer(200, self.fake.listing())
+            query = urllib.parse.parse_qs(urllib.parse.urlsplit(self.path).query, errors="surrogateescape")
+            self.answer(200, self.fake.listing(query.get("marker", [""])[0]))
         elif self.key not in self.fake.objects:
             self.answer_error(404, "NoSuchKey")
         else:

@@ -252,6 +252,19 @@ class FailureTest(JobsTest):
         for name, content in self.files_in("r").items():
             self.assertEqual(content, self.server.objects[name])
 
+    def test_what_was_listed_before_a_failed_listing_is_restored(self):
+        self.make_objects(20)
+        self.server.page_size = 10
+        self.server.faults[""] = [None, Fault(status=403, code="AccessDenied")]
+        for name in self.names:
+            self.server.faults[name] = [SLOW_DOWN]
+        result = self.run_command("restore", code=4)
+        self.assertIn("restored: 10 files", result.out)
+        self.assertRegex(result.err, r"URL: .*/bucket\?marker=09\n")
+        self.assertEqual(sorted(self.files_in("r")), self.names[:10])
+        self.run_command("restore")
+        self.assertEqual(self.files_in("r"), self.server.objects)
+
     def test_a_server_that_is_gone_ends_it(self):
         self.make_files(20)
         self.environment["VEXIL_S3_ENDPOINT"] = "http://127.0.0.1:1"
