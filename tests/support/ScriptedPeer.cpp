@@ -964,6 +964,14 @@ ConnectionScript& ConnectionScript::clientMayLeave() {
     return *this;
 }
 
+ConnectionScript& ConnectionScript::thenClientMayLeave() {
+    return add({"thenClientMayLeave", [](Session& session) -> asio::awaitable<void> {
+                    std::lock_guard lock(session.core.mutex);
+                    session.script->clientMayLeave = true;
+                    co_return;
+                }});
+}
+
 // ---- ScriptedPeer
 
 ScriptedPeer::ScriptedPeer() : m_core(std::make_shared<Core>()) {

@@ -92,6 +92,8 @@ public:
 
     /// A client that closes or resets before the script has ended is no failure.
     ConnectionScript& clientMayLeave();
+    /// The same as a step: allowed from here on.
+    ConnectionScript& thenClientMayLeave();
 
 private:
     friend class ScriptedPeer;

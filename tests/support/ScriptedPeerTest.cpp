@@ -632,6 +632,21 @@ TEST(ScriptedPeer, ExcusesAClientThatMayLeave) {
     expectPlayed(peer);
 }
 
+TEST(ScriptedPeer, ExcusesAClientFromAStepOn) {
+    for (const bool isEarly : {true, false}) {
+        ScriptedPeer peer;
+        peer.onConnection().expectLine("a").reply("b").thenClientMayLeave().expectLine("c").close();
+        Client client(peer);
+        client.send(isEarly ? "a" : "a\r\n");
+        if (!isEarly) {
+            EXPECT_EQ(client.read(1), "b");
+        }
+        client.close();
+        EXPECT_TRUE(peer.waitUntilIdle());
+        EXPECT_EQ(peer.failures().size(), isEarly ? 1u : 0u);
+    }
+}
+
 TEST(ScriptedPeer, DoesNotExcuseAWrongLineOfAClientThatMayLeave) {
     ScriptedPeer peer;
     peer.onConnection().clientMayLeave().expectLine("a").close();
