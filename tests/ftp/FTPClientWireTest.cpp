@@ -379,6 +379,13 @@ TEST_F(FTPClientWire, AListingOfNothingIsEmpty) {
     expectEnd();
 }
 
+TEST_F(FTPClientWire, AListingThatTheServerCallsWholeIsTaken) {
+    const std::string part = std::string(listing).substr(0, std::string(listing).find("size=3; x") + 9);
+    peer.play(login + FTPDialogue{epsv, ascii, sends("MLSD d", part), quit});
+    EXPECT_EQ(client.listDir(*request, "/d")->getEntries().size(), 3u);
+    expectEnd();
+}
+
 TEST_F(FTPClientWire, AListingThatIsNoneIsAnError) {
     peer.play(login + FTPDialogue{epsv, ascii, sends("MLSD d", "total 3\r\n"), quit});
     EXPECT_EQ(messageOf(thrownBy<CError>([&] { client.listDir(*request, "/d"); })),

@@ -101,12 +101,14 @@ public:
 
     /// Reads a file, or a range of it (RETR, behind REST; CURLOPT_RANGE).
     /// \param offset  first byte, from 0
-    /// \param length  bytes; -1 for all from `offset` on. The numbers are not checked: with 0 nothing is asked for
+    /// \param length  bytes; -1 for all from `offset` on. The numbers are not checked: with 0 nothing is asked for.
+    ///                A range with an end closes the connection behind it
     void prepareDownloadRequest(CNetRequest& request, const String& path, int64 offset, int64 length);
 
     /// @{
 
-    /// Stores a file and replaces what was there (STOR). A transfer that breaks leaves the beginning of it.
+    /// Stores a file and replaces what was there (STOR). What was there is gone from the beginning of the transfer
+    /// on; one that breaks leaves the beginning of the file. Directories that were created stay.
     /// \param data               stays as it is until the transfer ends; null only where `size` is 0
     /// \param size               bytes; a stream must hold exactly so many from its position on, or the transfer fails
     ///                           with code 18 and leaves a file
@@ -146,10 +148,11 @@ public:
     /// Moves or renames (RNFR, RNTO). Between the two commands nothing has moved; after a break behind the second
     /// it may have.
     ///
-    /// With `createMissingDirs` the directories of the target are created first. A moved file is then appended
+    /// With `createMissingDirs` the directories of the target are created first and stay, whatever follows. Then a
+    /// data connection is opened, and only behind it the two commands are sent. A moved file is then appended
     /// nothing to (APPE), which some servers refuse after they have moved it: code 25. Into a moved directory a
     /// file "__dummy" with a number is stored and deleted again, for which the server must let a directory be
-    /// renamed onto the one that was just created.
+    /// renamed onto the one that was just created; a break behind the move may leave that file.
     void prepareMoveFileRequest(CNetRequest& request, const String& from, const String& to,
                                 bool createMissingDirs);
     void prepareMoveDirRequest(CNetRequest& request, const String& from, const String& to,
@@ -160,7 +163,8 @@ public:
 
     /// @{
 
-    /// Lists a directory (MLSD), into the request's receive buffer.
+    /// Lists a directory (MLSD), into the request's receive buffer, with lines that end in LF. A listing tells no
+    /// length: where the data connection breaks and the server still says that all was sent, entries are missing.
     void prepareListDirRequest(CNetRequest& request, const String& path);
     P<CFTPListDirResult> listDir(CNetRequest& request, const String& path);
     /// @}
@@ -174,7 +178,8 @@ public:
 
     /// Makes a directory.
     /// \param createParents  create those above it as well, with a success where all are there already. What the
-    ///                       directory holds is then listed into the request's receive buffer. False: MKD
+    ///                       directory holds is then listed into the request's receive buffer (LIST). What was
+    ///                       created before a failure stays. False: MKD
     void prepareCreateDirRequest(CNetRequest& request, const String& path, bool createParents);
     void createDir(CNetRequest& request, const String& path, bool createParents);
     /// @}
