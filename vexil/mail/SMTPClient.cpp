@@ -41,11 +41,24 @@ CSMTPClient::~CSMTPClient() = default;
 void CSMTPClient::setVerifyCertificate(bool verify) {
     setVerification(m_request, verify);
     m_verifyCertificate = verify;
+    replaceConnection();
 }
 
 void CSMTPClient::setRootCertBundlePath(const TPathImpl<CWindowsPathTraits>& path) {
     m_request.setRootCertBundlePath(path);
     m_rootCertBundle = path;
+    replaceConnection();
+}
+
+void CSMTPClient::replaceConnection() {
+    if (!m_mayBeConnected) {
+        return;
+    }
+    // libcurl would go on with a connection that STARTTLS has secured, whatever it was checked for. Of two it keeps
+    // the newer one.
+    m_request.setOptionInt(CURLOPT_MAXCONNECTS, 1);
+    m_request.setOptionInt(CURLOPT_FRESH_CONNECT, 1);
+    m_isConnectionOutdated = true;
 }
 
 void CSMTPClient::setRequestSetup(INetRequestSetup* setup) {
@@ -68,6 +81,7 @@ void CSMTPClient::initRequest() {
     if (!m_rootCertBundle.getText().isEmpty()) {
         m_request.setRootCertBundlePath(m_rootCertBundle);
     }
+    replaceConnection();
     callRequestSetup(m_requestSetup, m_request, "CSMTPClient::setRequestSetup");
 }
 
@@ -131,8 +145,7 @@ void CSMTPClient::sendMail(const String& from, const TArray<String>& recipients,
                            const TBuffer<unsigned char>& message) {
     const P<TBuffer<unsigned char>> copy = new TBuffer<unsigned char>(message);
     const P<zet::CBufferStream> stream = new zet::CBufferStream(copy);
-    initRequestForSendMail(m_request, from, recipients, stream);
-    doPerform();
+    performMail(from, recipients, stream);
 }
 
 void CSMTPClient::sendMail(const String& from, const TArray<String>& recipients,
@@ -143,8 +156,17 @@ void CSMTPClient::sendMail(const String& from, const TArray<String>& recipients,
     const P<zet::CBufferStream> stream = new zet::CBufferStream;
     message.store(*stream);
     stream->seek(0);
-    initRequestForSendMail(m_request, from, recipients, stream);
+    performMail(from, recipients, stream);
+}
+
+void CSMTPClient::performMail(const String& from, const TArray<String>& recipients, zet::IInStream* message) {
+    initRequestForSendMail(m_request, from, recipients, message);
+    m_mayBeConnected = true;
     doPerform();
+    if (m_isConnectionOutdated) {
+        m_request.setOptionInt(CURLOPT_FRESH_CONNECT, 0);
+        m_isConnectionOutdated = false;
+    }
 }
 
 void CSMTPClient::testConnection() {

@@ -40,12 +40,13 @@ public:
     ~CSMTPClient() override;
 
     /// Whether the server's certificate and its name are checked (CURLOPT_SSL_VERIFYPEER,
-    /// CURLOPT_SSL_VERIFYHOST). Default false.
+    /// CURLOPT_SSL_VERIFYHOST). Default false. The next mail then takes a new connection.
     void setVerifyCertificate(bool verify);
     /// The certificates to check against, in PEM form (CNetRequest::setRootCertBundlePath). Default libcurl's own.
+    /// The next mail then takes a new connection.
     void setRootCertBundlePath(const TPathImpl<CWindowsPathTraits>& path);
     /// A hook for further options; a reference is kept. The request is initialised anew and the hook called at
-    /// once, and never again. Null, the default, for none.
+    /// once, and never again. Null, the default, for none. The next mail then takes a new connection.
     /// \throws CInvalidArgError with the place "CSMTPClient::setRequestSetup" when it has replaced URL, method,
     ///         header list or receive data sink; the client then has no hook, as after any error of the hook
     void setRequestSetup(INetRequestSetup* setup);
@@ -61,7 +62,7 @@ public:
     void sendMail(const String& from, const TArray<String>& recipients, const CMimeMessage& message);
     /// Connects, with TLS and login as for a mail, and hangs up.
     void testConnection();
-    /// The replies of the last operation, and its figures.
+    /// For the replies of the last operation.
     const CNetRequest& getRequest() const noexcept { return m_request; }
 
     /// Prepares a request of the caller's for a message, to be performed as one likes. It is reset before.
@@ -87,11 +88,15 @@ protected:
 
 private:
     void initRequest();
+    void performMail(const String& from, const TArray<String>& recipients, zet::IInStream* message);
+    void replaceConnection();
 
     const CSMTPParams m_params;
     bool m_verifyCertificate = false;
     TPathImpl<CWindowsPathTraits> m_rootCertBundle;
     P<INetRequestSetup> m_requestSetup;
+    bool m_mayBeConnected = false;
+    bool m_isConnectionOutdated = false;
     CNetRequest m_request;
 };
 
