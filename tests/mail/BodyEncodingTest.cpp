@@ -1,6 +1,7 @@
 // Bytes in the forms in which mail carries them, and addresses.
 #include "vexil/mail/BodyEncoding.h"
 
+#include "tests/mail/MailTestSupport.h"
 #include "tests/support/PrintText.h"
 #include "tests/support/WhatOf.h"
 #include "vexil/mail/MailAddress.h"
@@ -14,20 +15,12 @@ namespace {
 
 using namespace vexil;
 using testing::StartsWith;
+using vexil_test::bufferOf;
+using vexil_test::textOf;
 using vexil_test::whatOf;
 
-TBuffer<unsigned char> bufferOf(std::string_view text) {
-    TBuffer<unsigned char> buffer;
-    buffer.append(reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
-    return buffer;
-}
-
-std::string textOf(const P<TBuffer<unsigned char>>& buffer) {
-    return {reinterpret_cast<const char*>(buffer->getData()), static_cast<std::size_t>(buffer->getUsed())};
-}
-
 std::string quotedPrintable(std::string_view text) {
-    return textOf(encodeQuotedPrintableBody(bufferOf(text)));
+    return textOf(*encodeQuotedPrintableBody(bufferOf(text)));
 }
 
 std::string address(const char* name, const char* mailbox) {
@@ -35,12 +28,12 @@ std::string address(const char* name, const char* mailbox) {
 }
 
 TEST(Base64BodyTest, HasLinesOf76Characters) {
-    EXPECT_EQ(textOf(encodeBase64Body(bufferOf(""))), "");
-    EXPECT_EQ(textOf(encodeBase64Body(bufferOf("hello"))), "aGVsbG8=");
+    EXPECT_EQ(textOf(*encodeBase64Body(bufferOf(""))), "");
+    EXPECT_EQ(textOf(*encodeBase64Body(bufferOf("hello"))), "aGVsbG8=");
     const std::string line(76, 'A');
-    EXPECT_EQ(textOf(encodeBase64Body(bufferOf(std::string(57, '\0')))), line);
-    EXPECT_EQ(textOf(encodeBase64Body(bufferOf(std::string(58, '\0')))), line + "\r\nAA==");
-    EXPECT_EQ(textOf(encodeBase64Body(bufferOf(std::string(114, '\0')))), line + "\r\n" + line);
+    EXPECT_EQ(textOf(*encodeBase64Body(bufferOf(std::string(57, '\0')))), line);
+    EXPECT_EQ(textOf(*encodeBase64Body(bufferOf(std::string(58, '\0')))), line + "\r\nAA==");
+    EXPECT_EQ(textOf(*encodeBase64Body(bufferOf(std::string(114, '\0')))), line + "\r\n" + line);
 }
 
 TEST(QuotedPrintableBodyTest, PrintableASCIIStays) {

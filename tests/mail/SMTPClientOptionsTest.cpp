@@ -1,5 +1,6 @@
 // What the mail client tells libcurl, option by option, and the header of its dates. This program defines libcurl's
 // functions itself: nothing is sent.
+#include "tests/mail/MailTestSupport.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/OptionRecorder.h"
 #include "tests/support/PrintText.h"
@@ -53,6 +54,8 @@ using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
 using testing::StartsWith;
+using vexil_test::bufferOf;
+using vexil_test::FunctionSetup;
 using vexil_test::LogCapture;
 using vexil_test::whatOf;
 using Texts = std::vector<std::string>;
@@ -66,20 +69,6 @@ public:
     using CSMTPClient::resetOptions;
 };
 
-class CHook : public virtual CBase, public INetRequestSetup {
-public:
-    explicit CHook(std::function<void(CNetRequest&)> work) : m_work(std::move(work)) {}
-    void setUp(CNetRequest& request) override {
-        ++calls;
-        m_work(request);
-    }
-
-    int calls = 0;
-
-private:
-    std::function<void(CNetRequest&)> m_work;
-};
-
 const Texts idle = {"CONNECT_ONLY=0L", "FORBID_REUSE=0L", "UPLOAD=0L", "MAIL_FROM=''", "MAIL_RCPT=null"};
 const Texts unverified = {"SSL_VERIFYPEER=0L", "SSL_VERIFYHOST=0L"};
 const Texts verified = {"SSL_VERIFYPEER=1L", "SSL_VERIFYHOST=2L"};
@@ -90,12 +79,6 @@ Texts join(const std::vector<Texts>& pieces) {
         all.insert(all.end(), piece.begin(), piece.end());
     }
     return all;
-}
-
-TBuffer<unsigned char> bufferOf(std::string_view text) {
-    TBuffer<unsigned char> buffer;
-    buffer.append(reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
-    return buffer;
 }
 
 CSMTPParams paramsOf(CSMTPParams::ConnectType type = CSMTPParams::ConnectUnencrypted,
@@ -204,12 +187,43 @@ TEST_F(SMTPClientOptions, ACertificateIsCheckedOnlyWhereThatIsWanted) {
     EXPECT_THAT(recorded(), ElementsAre("CAINFO='ca.pem'"));
 }
 
+TEST_F(SMTPClientOptions, AMailBehindAChangeOfWhatIsCheckedTakesANewConnection) {
+    CSMTPClient client(paramsOf());
+    const Texts fresh = {"MAXCONNECTS=1L", "FRESH_CONNECT=1L"};
+    const auto send = [&] { client.sendMail("a@x", {"b@x"}, bufferOf("m")); };
+    const Texts mail =
+        join({idle, {"CONNECT_ONLY=0L", "MAIL_FROM='a@x'", "UPLOAD=1L", "MAIL_RCPT=[b@x]", "perform"}, idle});
+    send();
+    recorded();
+    const std::function<void()> changes[] = {
+        [&] { client.setVerifyCertificate(true); },
+        [&] { client.setRootCertBundlePath(TPathImpl<CWindowsPathTraits>("ca.pem")); },
+        [&] { client.setRequestSetup(nullptr); },
+    };
+    for (const auto& change : changes) {
+        change();
+        const Texts texts = recorded();
+        ASSERT_GE(texts.size(), 2u);
+        EXPECT_EQ(Texts(texts.end() - 2, texts.end()), fresh);
+        onPerform = [] { return CURLE_COULDNT_CONNECT; };
+        EXPECT_THROW(send(), CCURLError);
+        EXPECT_EQ(recorded(), mail) << "a mail that fails leaves the old connection where it is";
+        onPerform = [] { return CURLE_OK; };
+        client.testConnection();
+        EXPECT_NE(recorded().back(), "FRESH_CONNECT=0L") << "as does a test, whose connection is not kept";
+        send();
+        EXPECT_EQ(recorded(), join({mail, {"FRESH_CONNECT=0L"}}));
+        send();
+        EXPECT_EQ(recorded(), mail);
+    }
+}
+
 // ---- the hook --------------------------------------------------------------------------------------------
 
 TEST_F(SMTPClientOptions, AHookIsCalledAtOnceAndNeverAgain) {
     CSMTPClient client(paramsOf(CSMTPParams::ConnectStartTLS, "n"));
     events.clear();
-    const P<CHook> hook = new CHook([](CNetRequest& request) {
+    const P<FunctionSetup> hook = new FunctionSetup([](CNetRequest& request) {
         EXPECT_EQ(request.getURL(), "smtp://h:25");
         request.setOptionInt(CURLOPT_TIMEOUT_MS, 5);
     });
@@ -232,7 +246,7 @@ TEST_F(SMTPClientOptions, AHookIsCalledBehindTheClientsOwnSettings) {
     client.setRootCertBundlePath(TPathImpl<CWindowsPathTraits>("ca.pem"));
     recorded();
     client.setRequestSetup(
-        new CHook([](CNetRequest& request) { request.setOptionInt(CURLOPT_TIMEOUT_MS, 5); }));
+        new FunctionSetup([](CNetRequest& request) { request.setOptionInt(CURLOPT_TIMEOUT_MS, 5); }));
     EXPECT_THAT(recorded(),
                 ElementsAreArray(join(
                     {{"URL='smtp://h:25'"}, unverified, verified, {"CAINFO='ca.pem'", "TIMEOUT_MS=5L"}})));
@@ -258,7 +272,7 @@ TEST_F(SMTPClientOptions, AHookMayNotReplaceWhatTheClientStandsOn) {
     };
     for (const auto& [what, work] : cases) {
         CSMTPClient client(paramsOf());
-        EXPECT_EQ(whatOf([&] { client.setRequestSetup(new CHook(work)); }),
+        EXPECT_EQ(whatOf([&] { client.setRequestSetup(new FunctionSetup(work)); }),
                   std::string("CSMTPClient::setRequestSetup: the set-up must not replace the ") + what);
         EXPECT_EQ(client.getRequest().getURL(), "smtp://h:25") << "no mail goes elsewhere afterwards";
         EXPECT_EQ(client.getRequest().getHTTPMethod(), "GET");
@@ -274,7 +288,7 @@ TEST_F(SMTPClientOptions, AHookThatFailsIsGone) {
     CSMTPClient client(paramsOf());
     client.setVerifyCertificate(true);
     EXPECT_EQ(whatOf([&] {
-                  client.setRequestSetup(new CHook([](CNetRequest& request) {
+                  client.setRequestSetup(new FunctionSetup([](CNetRequest& request) {
                       request.setOptionInt(CURLOPT_TIMEOUT_MS, 5);
                       throw CError("no");
                   }));

@@ -1,7 +1,7 @@
 // What the mail client says to a server, to the line, and what it makes of each answer and each broken connection.
+#include "tests/mail/MailTestSupport.h"
 #include "tests/mail/SMTPPeer.h"
-#include "tests/support/LogCapture.h"
-#include "tests/support/PrintText.h"
+#include "tests/net/NetRequestTestSupport.h"
 #include "tests/support/WhatOf.h"
 #include "vexil/mail/MimeMessage.h"
 #include "vexil/mail/SMTPClient.h"
@@ -11,7 +11,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,35 +21,17 @@ using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using vexil_test::bufferOf;
 using vexil_test::LogCapture;
 using vexil_test::SMTPPeer;
+using vexil_test::thrownBy;
 using vexil_test::whatOf;
 using Security = SMTPPeer::Security;
 using Texts = std::vector<std::string>;
 
-TBuffer<unsigned char> bufferOf(std::string_view text) {
-    TBuffer<unsigned char> buffer;
-    buffer.append(reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
-    return buffer;
-}
-
 CSMTPParams paramsOf(const SMTPPeer& peer, CSMTPParams::ConnectType type = CSMTPParams::ConnectUnencrypted,
                      const char* login = "", const char* password = "secret") {
     return CSMTPParams("127.0.0.1", peer.port(), type, login, password);
-}
-
-/// The error of a failed mail or test; nothing, with a failure of the test, where there is none.
-template <class Work>
-std::optional<CCURLError> errorOf(const Work& work) {
-    try {
-        work();
-        ADD_FAILURE() << "nothing was thrown";
-    } catch (const CCURLError& error) {
-        return error;
-    } catch (const std::exception& error) {
-        ADD_FAILURE() << "another error was thrown: " << error.what();
-    }
-    return std::nullopt;
 }
 
 void send(CSMTPClient& client, std::string_view message = "Subject: s\r\n\r\ntext\r\n") {
@@ -209,7 +190,7 @@ TEST(SMTPClientWire, ATestFailsAsAMailWould) {
     SMTPPeer peer(Security::None, {"AUTH PLAIN"});
     peer.setReply("(login)", "535 5.7.8 wrong\r\n");
     CSMTPClient client(paramsOf(peer, CSMTPParams::ConnectUnencrypted, "tester"));
-    const auto error = errorOf([&] { client.testConnection(); });
+    const auto error = thrownBy<CCURLError>([&] { client.testConnection(); });
     ASSERT_TRUE(error);
     EXPECT_EQ(error->getCode(), CURLE_LOGIN_DENIED);
     EXPECT_EQ(error->getResponseCode(), 535);
@@ -304,7 +285,7 @@ TEST(SMTPClientWire, ARefusedAddressIsTheServersError) {
         SMTPPeer peer;
         peer.setReply(command, "550-5.1.1 no\r\n550 5.1.1 such user\r\n");
         CSMTPClient client(paramsOf(peer));
-        const auto error = errorOf([&] { send(client); });
+        const auto error = thrownBy<CCURLError>([&] { send(client); });
         ASSERT_TRUE(error);
         EXPECT_EQ(error->getCode(), CURLE_SEND_ERROR);
         EXPECT_EQ(error->getResponseCodeDomain(), "smtp");
@@ -325,7 +306,7 @@ TEST(SMTPClientWire, ARefusedMessageIsTheServersError) {
         SMTPPeer peer;
         peer.setReply(command, "554 5.7.1 spam\r\n");
         CSMTPClient client(paramsOf(peer));
-        const auto error = errorOf([&] { send(client); });
+        const auto error = thrownBy<CCURLError>([&] { send(client); });
         ASSERT_TRUE(error);
         EXPECT_EQ(error->getResponseCode(), 554);
         EXPECT_EQ(client.getRequest().getResponseText(554), "554 5.7.1 spam");
@@ -339,7 +320,7 @@ TEST(SMTPClientWire, AWrongPasswordIsALoginThatWasDenied) {
         SMTPPeer peer(Security::None, {mechanism});
         peer.setReply("(login)", "535 5.7.8 wrong\r\n");
         CSMTPClient client(paramsOf(peer, CSMTPParams::ConnectUnencrypted, "tester"));
-        const auto error = errorOf([&] { send(client); });
+        const auto error = thrownBy<CCURLError>([&] { send(client); });
         ASSERT_TRUE(error);
         EXPECT_EQ(error->getCode(), CURLE_LOGIN_DENIED);
         EXPECT_EQ(error->getResponseCode(), 535);
@@ -356,7 +337,7 @@ TEST(SMTPClientWire, WithoutSTARTTLSNothingIsSaid) {
     SMTPPeer peer(Security::None, {"AUTH PLAIN"});
     CSMTPClient client(paramsOf(peer, CSMTPParams::ConnectStartTLS, "tester"));
     for (const bool isMail : {true, false}) {
-        const auto error = errorOf([&] { isMail ? send(client) : client.testConnection(); });
+        const auto error = thrownBy<CCURLError>([&] { isMail ? send(client) : client.testConnection(); });
         ASSERT_TRUE(error);
         EXPECT_EQ(error->getCode(), CURLE_USE_SSL_FAILED);
     }
@@ -372,7 +353,7 @@ TEST(SMTPClientWire, ARefusedSTARTTLSIsAnError) {
     SMTPPeer peer(Security::None, {"STARTTLS", "AUTH PLAIN"});
     peer.setReply("STARTTLS", "454 4.7.0 not now\r\n");
     CSMTPClient client(paramsOf(peer, CSMTPParams::ConnectStartTLS, "tester"));
-    const auto error = errorOf([&] { send(client); });
+    const auto error = thrownBy<CCURLError>([&] { send(client); });
     ASSERT_TRUE(error);
     EXPECT_EQ(error->getCode(), CURLE_USE_SSL_FAILED);
     Texts said = peer.dialogue(0);
@@ -386,7 +367,7 @@ TEST(SMTPClientWire, AServerThatIsClosingIsAnError) {
         // A server without EHLO is asked with HELO, which it has no answer to either.
         peer.setReply(command, "421 4.3.2 closing\r\n");
         CSMTPClient client(paramsOf(peer));
-        const auto error = errorOf([&] { send(client); });
+        const auto error = thrownBy<CCURLError>([&] { send(client); });
         ASSERT_TRUE(error) << command;
         EXPECT_EQ(error->getResponseCode(), 421) << command;
         EXPECT_EQ(client.getRequest().getResponseText(421), "421 4.3.2 closing") << command;
@@ -399,7 +380,7 @@ TEST(SMTPClientWire, ACertificateThatNobodyVouchesForIsRefusedWhereThatIsWanted)
         SMTPPeer peer(isImplicit ? Security::Implicit : Security::None, {"STARTTLS"});
         CSMTPClient client(paramsOf(peer, type));
         client.setVerifyCertificate(true);
-        const auto error = errorOf([&] { send(client); });
+        const auto error = thrownBy<CCURLError>([&] { send(client); });
         ASSERT_TRUE(error);
         EXPECT_EQ(error->getCode(), CURLE_PEER_FAILED_VERIFICATION);
         client.setVerifyCertificate(false);
@@ -408,6 +389,27 @@ TEST(SMTPClientWire, ACertificateThatNobodyVouchesForIsRefusedWhereThatIsWanted)
         for (const std::string& line : peer.dialogue(0)) {
             EXPECT_FALSE(line.starts_with("MAIL"));
         }
+    }
+}
+
+TEST(SMTPClientWire, AConnectionThatWasNotCheckedIsNotUsedWhereThatIsWanted) {
+    for (const auto type : {CSMTPParams::ConnectSSL, CSMTPParams::ConnectStartTLS}) {
+        const bool isImplicit = type == CSMTPParams::ConnectSSL;
+        SMTPPeer peer(isImplicit ? Security::Implicit : Security::None, {"STARTTLS"});
+        CSMTPClient client(paramsOf(peer, type));
+        send(client);
+        client.setVerifyCertificate(true);
+        for (int i = 0; i < 2; ++i) {
+            const auto error = thrownBy<CCURLError>([&] { send(client); });
+            ASSERT_TRUE(error);
+            EXPECT_EQ(error->getCode(), CURLE_PEER_FAILED_VERIFICATION);
+        }
+        client.setVerifyCertificate(false);
+        send(client);
+        send(client);
+        EXPECT_EQ(peer.connectionCount(), 4u) << "later mails use the new one";
+        const Texts said = peer.dialogue(0);
+        EXPECT_EQ(std::count(said.begin(), said.end(), "DATA"), 1);
     }
 }
 
@@ -444,7 +446,8 @@ TEST(SMTPClientWire, AConnectionThatEndsWithinALaterMailIsAnError) {
         peer.cutAfter(cut);
         send(client);
         peer.cutAfter(SMTPPeer::unlimited);
-        EXPECT_TRUE(errorOf([&] { send(client); })) << "cut behind " << cut << " of " << both << " bytes";
+        EXPECT_TRUE(thrownBy<CCURLError>([&] { send(client); }))
+            << "cut behind " << cut << " of " << both << " bytes";
         EXPECT_EQ(peer.connectionCount(), 1u) << "no mail is sent twice";
         send(client);
         EXPECT_THAT(peer.dialogue(1), ElementsAreArray(join({{"EHLO *"}, mail})));
@@ -458,7 +461,7 @@ TEST(SMTPClientWire, NobodyWhoAnswersIsAnError) {
         port = peer.port();
     }
     CSMTPClient client(CSMTPParams("127.0.0.1", port, CSMTPParams::ConnectUnencrypted, "", ""));
-    const auto error = errorOf([&] { send(client); });
+    const auto error = thrownBy<CCURLError>([&] { send(client); });
     ASSERT_TRUE(error);
     EXPECT_EQ(error->getCode(), CURLE_COULDNT_CONNECT);
     EXPECT_LT(error->getResponseCode(), 1);
@@ -467,7 +470,7 @@ TEST(SMTPClientWire, NobodyWhoAnswersIsAnError) {
 TEST(SMTPClientWire, AServerThatSpeaksNoTLSIsAnError) {
     SMTPPeer peer;
     CSMTPClient client(paramsOf(peer, CSMTPParams::ConnectSSL));
-    const auto error = errorOf([&] { send(client); });
+    const auto error = thrownBy<CCURLError>([&] { send(client); });
     ASSERT_TRUE(error);
     EXPECT_EQ(error->getCode(), CURLE_SSL_CONNECT_ERROR);
 }
@@ -509,7 +512,7 @@ TEST_P(SMTPCut, BehindEachByteOfTheRepliesIsAnErrorAndTheNextMailArrives) {
             EXPECT_EQ(peer.dialogue(first), whole) << "a mail is sent once its last reply is there";
             break;
         }
-        const auto error = errorOf([&] { send(client); });
+        const auto error = thrownBy<CCURLError>([&] { send(client); });
         ASSERT_TRUE(error) << "cut behind " << cut << " of " << bytes << " bytes";
         EXPECT_EQ(error->getDomain(), "curl");
         EXPECT_NE(error->getCode(), CURLE_OK);

@@ -35,7 +35,7 @@ end_all() {
 
 make_files() {
     rm -rf -- "$workdir"/{daemons,log,spool,maildir,certificates,exim}
-    mkdir -p -- "$workdir"/{daemons,log,spool,maildir,certificates} || return
+    mkdir -p -- "$workdir"/{daemons,log,spool,certificates} "$workdir"/maildir/{cur,new,tmp} || return
     "$here/certificates.sh" "$workdir/certificates" || return
     # A copy has no set-user-ID bit, by which it would become root again for each delivery.
     install -m 755 "$(command -v exim4)" "$workdir/exim" || return

@@ -1,0 +1,41 @@
+/// \file
+/// What the tests of mail share.
+#pragma once
+
+#include "vexil/BaseTypes.h"
+#include "vexil/net/NetRequest.h"
+#include "vexil/net/NetRequestSetup.h"
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace vexil_test {
+
+inline vexil::TBuffer<unsigned char> bufferOf(std::string_view text) {
+    vexil::TBuffer<unsigned char> buffer;
+    buffer.append(reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
+    return buffer;
+}
+
+inline std::string textOf(const vexil::TBuffer<unsigned char>& buffer) {
+    return {reinterpret_cast<const char*>(buffer.getData()), static_cast<std::size_t>(buffer.getUsed())};
+}
+
+/// Sets whatever a test wants on a request.
+class FunctionSetup : public virtual vexil::CBase, public vexil::INetRequestSetup {
+public:
+    explicit FunctionSetup(std::function<void(vexil::CNetRequest&)> work) : m_work(std::move(work)) {}
+    void setUp(vexil::CNetRequest& request) override {
+        ++calls;
+        m_work(request);
+    }
+
+    int calls = 0;
+
+private:
+    const std::function<void(vexil::CNetRequest&)> m_work;
+};
+
+}  // namespace vexil_test
