@@ -5,7 +5,7 @@
 #   --build DIR   where to build; default: build/bench
 #   --quick       no wall clock: counts alone, which do not mind what else the machine does
 #
-# Installs what is missing, builds, and starts a private web server. Takes about five minutes, a minute with
+# Installs what is missing, builds, and starts a private web server. Takes about ten minutes, less with
 # --quick.
 set -euo pipefail
 
