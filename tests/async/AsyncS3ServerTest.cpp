@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
-#include <cstring>
 #include <random>
 
 namespace {
@@ -34,15 +33,17 @@ String keyOf(int number) {
 
 /// The content of an object: of one of a few sizes, and different from all others of its size.
 std::string contentOf(int number) {
-    constexpr std::array<std::size_t, 8> sizes{0,       1,          1000,      16 * 1024,
-                                               100'001, 512 * 1024, 1'234'567, 3 * 1024 * 1024};
-    std::mt19937_64 random(static_cast<std::uint64_t>(number));
-    std::string content(sizes[static_cast<std::size_t>(number) % sizes.size()], '\0');
-    for (std::size_t i = 0; i < content.size(); i += sizeof(std::uint64_t)) {
-        const std::uint64_t bytes = random();
-        std::memcpy(content.data() + i, &bytes, std::min(sizeof bytes, content.size() - i));
-    }
-    return content;
+    static constexpr std::array<std::size_t, 8> sizes{0,       1,          1000,      16 * 1024,
+                                                      100'001, 512 * 1024, 1'234'567, 3 * 1024 * 1024};
+    static constexpr std::size_t shift = 4099;
+    static const std::string pattern = [] {
+        std::mt19937 random;
+        std::string bytes(sizes.back() + objectCount * shift, '\0');
+        std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<char>(random()); });
+        return bytes;
+    }();
+    const auto place = static_cast<std::size_t>(number);
+    return pattern.substr(place * shift, sizes[place % sizes.size()]);
 }
 
 /// Where two contents differ, "" where they don't: nobody wants to read megabytes.
@@ -50,8 +51,11 @@ std::string differenceOf(const std::string& content, const std::string& wanted) 
     if (content.size() != wanted.size()) {
         return std::to_string(content.size()) + " bytes instead of " + std::to_string(wanted.size());
     }
+    if (content == wanted) {
+        return "";
+    }
     const auto place = std::mismatch(content.begin(), content.end(), wanted.begin()).first;
-    return place == content.end() ? "" : "another byte at " + std::to_string(place - content.begin());
+    return "another byte at " + std::to_string(place - content.begin());
 }
 
 std::string contentOf(const CBufferStream& stream) {
