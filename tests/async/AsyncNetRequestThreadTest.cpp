@@ -142,6 +142,14 @@ TEST_F(AsyncNetRequestThreadTest, RefusesNull) {
     EXPECT_TRUE(thread->isAlive());
 }
 
+TEST_F(AsyncNetRequestThreadTest, ARequestThatIsAddedIsNoLongerDone) {
+    const P<CNetRequest> request = makeRequest();
+    request->setAsyncInfo(true, CURLE_GOT_NOTHING);
+    thread->addRequest(request);
+    EXPECT_FALSE(request->isAsyncDone()) << "whoever waits for it must not meet its last end";
+    request->checkAsyncResult();
+}
+
 TEST_F(AsyncNetRequestThreadTest, TakesTheNewestFirst) {
     peer.setDefaultReply(okReply);
     TList<P<CNetRequest>> requests;

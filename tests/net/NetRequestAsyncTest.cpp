@@ -95,6 +95,17 @@ TEST_F(NetRequestAsync, AStartClearsWhatTheLastTransferLeft) {
     EXPECT_THAT(linesOf(request->getResponseInfo()), IsEmpty());
 }
 
+TEST_F(NetRequestAsync, AStartThatFailsIsNotDone) {
+    const P<TestSource> source = new TestSource("abc");
+    source->position = 2;
+    source->onSeek = [](int64) { throw OwnError("cannot rewind"); };
+    request->setSendDataSource(source);
+    request->setAsyncInfo(true, CURLE_GOT_NOTHING);
+    EXPECT_EQ(messageOf(thrownBy<OwnError>([&] { request->setAsyncInfo(false, CURLE_OK); })),
+              "cannot rewind");
+    EXPECT_FALSE(request->isAsyncDone());
+}
+
 TEST_F(NetRequestAsync, OnlyAnHTTPURLInLowerCaseIsJudgedByItsStatus) {
     peer.setDefaultReply(missingReply);
     const std::string rest = peer.url("/a").substr(4);

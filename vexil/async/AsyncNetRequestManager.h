@@ -47,8 +47,8 @@ public:
     CAsyncNetRequestManager& operator=(const CAsyncNetRequestManager&) = delete;
     ~CAsyncNetRequestManager() override;
 
-    /// Starts a transfer. The request's done signal is off and what its last transfer has left is gone
-    /// afterwards, also when libcurl refuses it.
+    /// Starts a transfer. Afterwards the request's done signal is off, also after an error that is not
+    /// CURLM_ADDED_ALREADY, and what its last transfer has left is gone.
     /// \throws CInvalidArgError for null
     /// \throws CCURLError CURLM_ADDED_ALREADY, without touching the request, when this manager runs it; what
     ///         libcurl refuses; what the request's source throws when it is rewound

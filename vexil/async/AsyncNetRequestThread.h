@@ -63,7 +63,7 @@ public:
 
     /// Hands over a request, of which a reference is kept, and returns at once. The worker starts its transfer in
     /// its next pass; of several requests that wait for it, the newest first. Before start(), and after the
-    /// worker's end, requests only wait.
+    /// worker's end, requests only wait. The request's done signal is off from here on.
     /// \throws CInvalidArgError for null
     void addRequest(CNetRequest* request) override;
     /// Gives up a transfer and returns when it is off the worker, which then holds no reference any more: within

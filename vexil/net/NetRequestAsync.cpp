@@ -24,10 +24,11 @@ void CNetRequest::setAsyncInfo(bool done, CURLcode result) {
         return;
     }
     const zet::CMutexLock lock(m_asyncMutex);
+    // First: when the source cannot be rewound, nobody shall take the last transfer's end for that of this one.
+    m_asyncDoneSignal->reset();
     resetForPerform();
     // As perform() does: libcurl's multi interface leaves the text of the last failure there.
     clearErrorBuffer();
-    m_asyncDoneSignal->reset();
     m_asyncResult = result;
     m_asyncErrorMessage.clear();
 }
