@@ -15,6 +15,27 @@ namespace {
 
 constexpr int maxLevels = 1000;
 
+/// The rest of a stream as a file's content: positions count from where the stream stood. A request that is performed
+/// rewinds its source to 0.
+class CRestSource : public virtual CBase, public CNetRequest::IDataSource {
+public:
+    explicit CRestSource(zet::IInStream* stream) : m_stream(stream), m_start(stream->getPosition()) {}
+
+    int read(void* buffer, int maxLength, const TMap<String, String>&) override {
+        return m_stream->read(buffer, maxLength);
+    }
+    int64 getSize() override {
+        const int64 size = m_stream->getSize();
+        return size < 0 ? size : size - m_start;
+    }
+    void seek(int64 position) override { m_stream->seek(m_start + position); }
+    int64 getPosition() override { return m_stream->getPosition() - m_start; }
+
+private:
+    const P<zet::IInStream> m_stream;
+    const int64 m_start;
+};
+
 void check(bool isWrong, const char* place, const char* what) {
     if (isWrong) {
         throw CInvalidArgError(place, String(what) + " must not contain CR, LF or NUL");
@@ -181,8 +202,9 @@ void CFTPClient::prepareUploadRequest(CNetRequest& request, const String& path, 
     if (size < 0) {
         throw CInvalidArgError(place, "size must not be negative");
     }
+    const P<CRestSource> source = new CRestSource(data);
     prepareUpload(place, request, path, createMissingDirs);
-    request.setSendDataStream(data);
+    request.setSendDataSource(source);
     request.setSendDataSize(size);
 }
 
