@@ -36,6 +36,11 @@ namespace vexil {
 ///
 /// A failed command also ends the connection; the next operation logs in again.
 ///
+/// Uploads over TLS 1.3: libcurl 7.88 closes the data connection without reading what a server has sent on it, and a
+/// server that sends session tickets sees a reset then. One that has not read everything yet and takes the reset for
+/// the end of the file confirms a file that is cut (pyftpdlib does). Compare the size afterwards (MLST), or set
+/// CURLOPT_SSLVERSION to CURL_SSLVERSION_MAX_TLSv1_2 in the hook.
+///
 /// \code
 /// CNetRequest request;
 /// CFTPClient client("ftp.example.com", "user", "secret", CFTPClient::ConnectExplicitTLS);
@@ -107,7 +112,7 @@ public:
 
     /// @{
 
-    /// Stores a file and replaces what was there (STOR). What was there is gone from the beginning of the transfer
+    /// Stores a file and replaces what was there (STOR). What was there may be gone from the beginning of the transfer
     /// on; one that breaks leaves the beginning of the file. Directories that were created stay.
     /// \param data               stays as it is until the transfer ends; null only where `size` is 0
     /// \param size               bytes; a stream must hold exactly so many from its position on, or the transfer fails
