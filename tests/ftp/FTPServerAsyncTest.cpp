@@ -63,8 +63,8 @@ TEST_P(FTPServerAsync, TransfersAtOnceArriveIntact) {
         const auto index = static_cast<std::size_t>(number);
         uploads[index]->checkAsyncResult();
         downloads[index]->checkAsyncResult();
-        EXPECT_TRUE(readFile(onDisk("new/" + nameFor(number))) == bodies[index]);
-        EXPECT_TRUE(bodyOf(*downloads[index]) == bodies[index]);
+        EXPECT_TRUE(isSame(readFile(onDisk("new/" + nameFor(number))), bodies[index]));
+        EXPECT_TRUE(isSame(bodyOf(*downloads[index]), bodies[index]));
     }
     EXPECT_THAT(namesOnDisk("new"), SizeIs(transferCount));
 }
