@@ -438,7 +438,7 @@ TEST_F(FTPClientWire, ADownloadResumesBehindWhatIsThere) {
 TEST_F(FTPClientWire, ARangeWithAnEndBreaksItsTransferOffAndTheConnection) {
     const FTPDialogue begin =
         login + FTPDialogue{epsv, binary, {"SIZE x", {"213 10"}}, {"REST 2", {"350 From 2"}}};
-    const FTPExchange retr{"RETR x", {"150 Here it comes"}, Data::Send, "234"};
+    const FTPExchange retr{"RETR x", {"150 Here it comes"}, Data::Send, "23456789"};
     peer.play(begin + FTPDialogue{retr, {"ABOR", {"226 Broken off"}}, quit});
     peer.play(login + FTPDialogue{done("DELE /x"), quit});
     client.prepareDownloadRequest(*request, "/x", 2, 3);
@@ -582,6 +582,32 @@ TEST_F(FTPClientWire, ARefusedLoginIsAnError) {
     peer.play({login[0], login[1], {"PASS secret", {"530 No"}}, quitOrNothing});
     EXPECT_EQ(failureOf([&] { client.deleteFile(*request, "/x"); }), "67 530");
     expectEnd();
+}
+
+TEST_F(FTPClientWire, AServerThatRefusesTLSIsNotToldThePassword) {
+    CFTPClient careful(text(peer.host()), "tester", "secret", CFTPClient::ConnectExplicitTLS);
+    careful.setRequestSetup(limits());
+    peer.play({login[0], {"AUTH SSL", {"500 What?"}}, {"AUTH TLS", {"500 What?"}}, quitOrNothing});
+    EXPECT_EQ(failureOf([&] { careful.deleteFile(*request, "/x"); }), "64 500");
+    expectEnd();
+}
+
+TEST_F(FTPClientWire, AnHTTPProxyIsAskedForATunnelAndNotToldThePassword) {
+    ScriptedPeer proxy;
+    CFTPClient proxied("ftp.example.com:2121", "tester", "secret", CFTPClient::ConnectPlain);
+    proxied.setRequestSetup(new FunctionSetup([&](CNetRequest& prepared) {
+        prepared.setProxy(text("127.0.0.1:" + std::to_string(proxy.port())));
+    }));
+    for (const Operation& operation : operations) {
+        proxy.onConnection().expectHead().reply("HTTP/1.1 403 No\r\nContent-Length: 0\r\n\r\n").close();
+        EXPECT_EQ(failureOf([&] { operation.run(proxied, *request); }), "56 0") << operation.name;
+    }
+    ASSERT_EQ(proxy.requests().size(), operations.size());
+    for (const RecordedRequest& asked : proxy.requests()) {
+        EXPECT_EQ(asked.requestLine(), "CONNECT ftp.example.com:2121 HTTP/1.1");
+        EXPECT_FALSE(asked.header("Proxy-Authorization"));
+        EXPECT_EQ(asked.head.find("secret"), std::string::npos);
+    }
 }
 
 TEST_F(FTPClientWire, ARefusedDataConnectionIsAnErrorAndNothingIsTransferredOrMoved) {
