@@ -12,8 +12,10 @@ from xml.sax.saxutils import escape
 class Fault:
     """What happens to the answers for one key, each time the next one; None for nothing."""
 
-    def __init__(self, cut=None, status=None, code="", then=None, hold=False, cut_head=False):
+    def __init__(self, cut=None, status=None, code="", then=None, hold=False, cut_head=False,
+                 no_body=False):
         self.cut_head = cut_head  # the answer to a put ends within its headers
+        self.no_body = no_body  # status 204, which has none, with the length of the object
         self.cut = cut  # so many bytes of the body, sent or received, then the end of the connection
         self.status = status  # this status with an error document, instead of the object
         self.code = code  # the S3 code in it
@@ -186,13 +188,13 @@ class _Handler(http.server.BaseHTTPRequestHandler):
         if wanted and wanted != etag and self.fake.heeds_condition:
             self.answer_error(412, "PreconditionFailed")
             return
-        status = 200
+        status = 204 if fault.no_body else 200
         if self.fake.heeds_range and (match := re.fullmatch(r"bytes=(\d+)-", self.headers.get("Range", ""))):
             start = int(match[1]) + self.fake.range_error
             status = 206
             headers.append(("Content-Range", f"bytes {start}-{len(body) - 1}/{len(body)}"))
             body = body[start:]
-        self.answer(status, body, headers, fault.cut)
+        self.answer(status, body, headers, 0 if fault.no_body else fault.cut)
         if fault.hold:
             self.fake.held.set()
             self.fake.end.wait(60)

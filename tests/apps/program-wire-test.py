@@ -204,6 +204,13 @@ class DownloadTest(FakeServerTest):
     def replace(self):
         self.server.objects["a"] = BODY[::-1]
 
+    def test_an_answer_without_the_bytes_that_it_announces_is_no_success(self):
+        self.server.objects = {"a": BODY}
+        self.server.faults["a"] = [Fault(no_body=True)] * 6
+        result = self.run_program("s3", "get", "bucket", "a", "f", code=1)
+        self.assertIn("Received 0 of the 100000 bytes", result.err)
+        self.assertEqual(self.files_in("."), {})
+
     def test_another_object_is_not_gone_on_with(self):
         for heeds_condition in (True, False):
             self.server.heeds_condition = heeds_condition
