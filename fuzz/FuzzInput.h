@@ -1,0 +1,39 @@
+/// \file
+/// What the fuzzers share.
+#pragma once
+
+#include "vexil/BaseTypes.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <string_view>
+
+/// What libFuzzer calls; each fuzzer defines it.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+
+namespace vexil_fuzz {
+
+inline std::string_view textOf(const std::uint8_t* data, std::size_t size) {
+    return {reinterpret_cast<const char*>(data), size};
+}
+
+/// Ends the program when something that must hold does not.
+inline void require(bool holds) {
+    if (!holds) {
+        std::abort();
+    }
+}
+
+/// Calls a parser, which may refuse its input with an error that begins with "Invalid ". Any other error ends the
+/// program.
+template <class Parse>
+void parseOrRefuse(Parse parse) {
+    try {
+        parse();
+    } catch (const vexil::CError& error) {
+        require(error.getMessage().startsWith("Invalid "));
+    }
+}
+
+}  // namespace vexil_fuzz
