@@ -341,6 +341,13 @@ TEST_F(FTPClientWire, EncodedPathsCountFromTheRootAndNotFromTheLoginDirectory) {
     expectEnd();
 }
 
+TEST_F(FTPClientWire, DotsOfEncodedPathsAreTheServers) {
+    client.setPathEncoding(CFTPClient::PathPercentEncode);
+    peer.play(login + FTPDialogue{epsv, ascii, sends("MLSD /a/../b/.", listing), quit});
+    client.listDir(*request, "/a/../b/.");
+    expectEnd();
+}
+
 TEST_F(FTPClientWire, TheRootCanBeListed) {
     for (const auto encoding : {CFTPClient::PathVerbatim, CFTPClient::PathPercentEncode}) {
         client.setPathEncoding(encoding);
