@@ -248,9 +248,11 @@ void CNetRequest::setFTPListOverrideCommand(const String& command) {
 }
 
 void CNetRequest::setStringListOption(CURLoption option, P<CNetStringList>& slot, CNetStringList* list) {
+    // Held also where libcurl refuses it: it may be an object that only this call refers to.
+    const P<CNetStringList> next = list;
     const P<CNetStringList> old = slot;
     setOptionPtr(option, list ? list->getSList() : nullptr);
-    slot = list;
+    slot = next;
 }
 
 void CNetRequest::setFTPCustomPreCommands(CNetStringList* commands) {
