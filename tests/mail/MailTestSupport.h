@@ -19,6 +19,11 @@ inline vexil::TBuffer<unsigned char> bufferOf(std::string_view text) {
     return buffer;
 }
 
+/// For streams and messages, which keep a reference.
+inline vexil::P<vexil::TBuffer<unsigned char>> sharedBufferOf(std::string_view text) {
+    return new vexil::TBuffer<unsigned char>(bufferOf(text));
+}
+
 inline std::string textOf(const vexil::TBuffer<unsigned char>& buffer) {
     return {reinterpret_cast<const char*>(buffer.getData()), static_cast<std::size_t>(buffer.getUsed())};
 }

@@ -11,9 +11,9 @@
 namespace {
 
 using namespace vexil;
-using vexil_test::bufferOf;
 using vexil_test::RecordedRequest;
 using vexil_test::ScriptedPeer;
+using vexil_test::sharedBufferOf;
 
 /// What a server gets of it.
 RecordedRequest send(CMimeMessage& message, const char* method) {
@@ -32,8 +32,7 @@ RecordedRequest send(CMimeMessage& message, const char* method) {
 TEST(MimeMessageRequest, SendsItsFieldsAndItsBody) {
     for (const char* method : {"POST", "PUT"}) {
         CMimeMessage message("text/plain; charset=utf-8");
-        const auto body = bufferOf("line\r\n.\r\n");
-        message.setBody(&body, "8bit");
+        message.setBody(sharedBufferOf("line\r\n.\r\n"), "8bit");
         message.getHeaders()["X-Name"] = "Grüße";
         const RecordedRequest request = send(message, method);
         EXPECT_EQ(request.requestLine(), method + std::string(" /form HTTP/1.1"));
@@ -50,8 +49,7 @@ TEST(MimeMessageRequest, SendsItsParts) {
     CMultiPartMimeMessage form("form-data");
     const P<CMimeMessage> part = new CMimeMessage("");
     part->getHeaders()["Content-Disposition"] = "form-data; name=\"a\"";
-    const auto body = bufferOf("1");
-    part->setBody(&body, "");
+    part->setBody(sharedBufferOf("1"), "");
     form.addPart(part);
     const RecordedRequest request = send(form, "POST");
     const std::string boundary = form.getBoundary().toUTF8();

@@ -57,6 +57,7 @@ using testing::StartsWith;
 using vexil_test::bufferOf;
 using vexil_test::FunctionSetup;
 using vexil_test::LogCapture;
+using vexil_test::sharedBufferOf;
 using vexil_test::whatOf;
 using Texts = std::vector<std::string>;
 
@@ -395,8 +396,8 @@ TEST_F(SMTPClientOptions, ARequestOfTheCallersIsPreparedAlike) {
         }
         CNetRequest request;
         events.clear();
-        const auto bytes = bufferOf("message");
-        const P<zet::CBufferStream> stream = new zet::CBufferStream(&bytes);
+        const auto bytes = sharedBufferOf("message");
+        const P<zet::CBufferStream> stream = new zet::CBufferStream(bytes);
         CSMTPClient::makeSendMailRequest(request, paramsOf(type, "n"), "a@x", recipients, stream);
         ASSERT_FALSE(events.empty());
         EXPECT_EQ(events.front().text, "reset");
@@ -435,9 +436,9 @@ TEST_F(SMTPClientOptions, AMailToNobodyIsSentWithAWarning) {
             {idle, {"CONNECT_ONLY=0L", "MAIL_FROM='a@x'", "UPLOAD=1L", "MAIL_RCPT=null", "perform"}, idle})));
     EXPECT_THAT(log.lines(), ElementsAre("W: A mail without recipients is sent to nobody."));
     EXPECT_EQ(linesBeforeTheFirstOption, 1);
-    const auto bytes = bufferOf("m");
+    const auto bytes = sharedBufferOf("m");
     CNetRequest request;
-    CSMTPClient::makeSendMailRequest(request, paramsOf(), "a@x", {}, new zet::CBufferStream(&bytes));
+    CSMTPClient::makeSendMailRequest(request, paramsOf(), "a@x", {}, new zet::CBufferStream(bytes));
     EXPECT_EQ(log.lines().size(), 2u);
 }
 
@@ -463,12 +464,12 @@ TEST_F(SMTPClientOptions, AddressesCannotBeginACommand) {
     CSMTPClient client(paramsOf());
     CNetRequest request;
     recorded();
-    const auto bytes = bufferOf("m");
-    const P<zet::CBufferStream> stream = new zet::CBufferStream(&bytes);
+    const auto bytes = sharedBufferOf("m");
+    const P<zet::CBufferStream> stream = new zet::CBufferStream(bytes);
     const std::string place = "CSMTPClient::initRequestForSendMail: ";
     for (const wchar_t c : lineEnds) {
         const auto refusals = [&](const String& from, const TArray<String>& to) {
-            return Texts{whatOf([&] { client.sendMail(from, to, bytes); }),
+            return Texts{whatOf([&] { client.sendMail(from, to, *bytes); }),
                          whatOf([&] { client.sendMail(from, to, CMimeMessage("")); }),
                          whatOf([&] { COpenClient::initRequestForSendMail(request, from, to, stream); })};
         };

@@ -23,6 +23,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using vexil_test::bufferOf;
 using vexil_test::LogCapture;
+using vexil_test::sharedBufferOf;
 using vexil_test::SMTPPeer;
 using vexil_test::thrownBy;
 using vexil_test::whatOf;
@@ -136,8 +137,8 @@ TEST(SMTPClientWire, AMailMayHaveNoSender) {
 TEST(SMTPClientWire, ARequestOfTheCallersSendsAMail) {
     SMTPPeer peer;
     CNetRequest request;
-    const auto bytes = bufferOf("m");
-    CSMTPClient::makeSendMailRequest(request, paramsOf(peer), "a@x", {"b@x"}, new zet::CBufferStream(&bytes));
+    const auto bytes = sharedBufferOf("m");
+    CSMTPClient::makeSendMailRequest(request, paramsOf(peer), "a@x", {"b@x"}, new zet::CBufferStream(bytes));
     EXPECT_EQ(peer.connectionCount(), 0u);
     request.perform();
     EXPECT_THAT(peer.dialogue(0),
