@@ -10,19 +10,35 @@
 #include "vexil/BaseTypes.h"
 #include "vexil/Export.h"
 #include "vexil/Version.h"
+#include "vexil/async/AsyncNetRequestManager.h"
+#include "vexil/async/AsyncNetRequestThread.h"
+#include "vexil/async/IAsyncNetRequestManager.h"
+#include "vexil/ftp/FTPClient.h"
+#include "vexil/ftp/FTPDirEntry.h"
+#include "vexil/ftp/FTPGetInfoResult.h"
+#include "vexil/ftp/FTPListDirResult.h"
+#include "vexil/mail/BodyEncoding.h"
+#include "vexil/mail/MailAddress.h"
+#include "vexil/mail/MimeMessage.h"
+#include "vexil/mail/MultiPartMimeMessage.h"
+#include "vexil/mail/SMTPClient.h"
+#include "vexil/mail/SMTPParams.h"
 #include "vexil/net/CURLError.h"
 #include "vexil/net/CurlHandles.h"
 #include "vexil/net/ErrorClassification.h"
 #include "vexil/net/GlobalInit.h"
+#include "vexil/net/HTTPContentRange.h"
 #include "vexil/net/HTTPServerHeader.h"
 #include "vexil/net/HTTPStatusLine.h"
 #include "vexil/net/HeaderAssembler.h"
+#include "vexil/net/HeaderValues.h"
 #include "vexil/net/NetHeaders.h"
 #include "vexil/net/NetRequest.h"
 #include "vexil/net/NetRequestSetup.h"
 #include "vexil/net/NetStringList.h"
 #include "vexil/net/RootCertBundle.h"
 #include "vexil/net/ServerInfo.h"
+#include "vexil/net/URLEncoding.h"
 #include "vexil/s3/S3Client.h"
 #include "vexil/s3/S3CopyObjectResult.h"
 #include "vexil/s3/S3Error.h"
@@ -36,15 +52,18 @@
 #include "zet/Containers.h"
 #include "zet/Error.h"
 #include "zet/Export.h"
+#include "zet/FileInfoBase.h"
 #include "zet/InStream.h"
 #include "zet/InvalidArgError.h"
 #include "zet/Log.h"
+#include "zet/MTRand.h"
 #include "zet/MemoryInStream.h"
 #include "zet/Mutex.h"
 #include "zet/OutStream.h"
 #include "zet/ParseNumber.h"
 #include "zet/Path.h"
 #include "zet/Pointer.h"
+#include "zet/PosixSelect.h"
 #include "zet/Props.h"
 #include "zet/ResourceManager.h"
 #include "zet/SafeGlobal.h"
@@ -305,6 +324,8 @@ void name_vexil_CNetRequest() {
         &Class::getServerErrorMessageFromResponseData));
     name(static_cast<int (*)(void*, curl_infotype, char*, std::size_t, void*) noexcept>(
         &Class::_curlDebugFunctionCallback));
+    name(static_cast<void (Class::*)(CNetStringList*)>(&Class::setMailRecipients));
+    name(static_cast<String (Class::*)(int) const>(&Class::getResponseText));
 }
 
 void name_vexil_CNetRequest_CStreamDataSink() {
@@ -736,12 +757,6 @@ void name_zet_CSignal() {
     name(static_cast<bool (Class::*)(int)>(&Class::wait));
 }
 
-void name_zet_CThread() {
-    using Class = zet::CThread;
-    using namespace zet;
-    name(static_cast<void (*)(int)>(&Class::sleep));
-}
-
 void name_zet_CTime() {
     using Class = zet::CTime;
     using namespace zet;
@@ -753,26 +768,6 @@ void name_zet_CTime() {
     name(static_cast<CTime (*)() noexcept>(&Class::now));
     name(static_cast<CTime (*)(int64) noexcept>(&Class::fromCTime));
     name(static_cast<CTime (*)(int64) noexcept>(&Class::fromMicroseconds));
-}
-
-void name_zet_CTimeFields() {
-    using Class = zet::CTimeFields;
-    using namespace zet;
-    if (t_construct) {
-        [[maybe_unused]] const Class object(any<const CTime>(), any<Class::FieldType>());
-    }
-    name(static_cast<int (Class::*)() const noexcept>(&Class::getYear));
-    name(static_cast<int (Class::*)() const noexcept>(&Class::getMonth));
-    name(static_cast<int (Class::*)() const noexcept>(&Class::getDay));
-    name(static_cast<int (Class::*)() const noexcept>(&Class::getWeekDay));
-    name(static_cast<int (Class::*)() const noexcept>(&Class::getHour));
-    name(static_cast<int (Class::*)() const noexcept>(&Class::getMinute));
-    name(static_cast<int (Class::*)() const noexcept>(&Class::getSecond));
-    name(static_cast<int (Class::*)() const noexcept>(&Class::getMicrosecond));
-    name(static_cast<String (Class::*)() const>(&Class::toInternetTimestamp));
-    name(static_cast<String (Class::*)(int) const>(&Class::toISODateTime));
-    name(static_cast<String (*)(int)>(&Class::getEnglishWeekDayAbbrev));
-    name(static_cast<String (*)(int)>(&Class::getEnglishMonthAbbrev));
 }
 
 void name_zet_CTimeSpan() {
@@ -897,6 +892,270 @@ void name_zet_String() {
     name(static_cast<String (*)(int64)>(&Class::fromInt));
 }
 
+void name_vexil_CAsyncNetRequestManager() {
+    using Class = vexil::CAsyncNetRequestManager;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object{};
+    }
+    name(static_cast<void (Class::*)(CNetRequest*)>(&Class::addRequest));
+    name(static_cast<bool (Class::*)(CNetRequest*)>(&Class::removeRequest));
+    name(static_cast<void (Class::*)()>(&Class::removeAllRequests));
+    name(static_cast<int (Class::*)() const noexcept>(&Class::getRequestCount));
+    name(static_cast<int (Class::*)(TArray<P<CNetRequest>>*)>(&Class::handleEvents));
+    name(static_cast<void (Class::*)(int)>(&Class::waitForEvents));
+}
+
+void name_vexil_CAsyncNetRequestThread() {
+    using Class = vexil::CAsyncNetRequestThread;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<Class::IProgressHandler*>());
+    }
+    name(static_cast<void (Class::*)(CNetRequest*)>(&Class::addRequest));
+    name(static_cast<bool (Class::*)(CNetRequest*)>(&Class::removeRequest));
+    name(static_cast<void (Class::*)()>(&Class::removeAllRequests));
+}
+
+void name_vexil_CAsyncNetRequestThread_IProgressHandler() {
+    using Class = vexil::CAsyncNetRequestThread::IProgressHandler;
+    using namespace vexil;
+    name(static_cast<void (Class::*)()>(&Class::onProgress));
+}
+
+void name_vexil_CFTPClient() {
+    using Class = vexil::CFTPClient;
+    using namespace vexil;
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const void*, int, bool)>(
+        &Class::prepareUploadRequest));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, zet::IInStream*, int64, bool)>(
+        &Class::prepareUploadRequest));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&)>(&Class::prepareDeleteFileRequest));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&)>(&Class::deleteFile));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, bool)>(
+        &Class::prepareMoveFileRequest));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, bool)>(
+        &Class::prepareMoveDirRequest));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&)>(&Class::prepareListDirRequest));
+    name(static_cast<P<CFTPListDirResult> (Class::*)(CNetRequest&, const String&)>(&Class::listDir));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, bool)>(&Class::prepareCreateDirRequest));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, bool)>(&Class::createDir));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&)>(&Class::prepareRemoveDirRequest));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&)>(&Class::removeDir));
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const String>(), any<const String>(), any<const String>(),
+                                            any<Class::ConnectType>());
+    }
+    name(static_cast<void (Class::*)(Class::CWDType)>(&Class::setOverrideCWDType));
+    name(static_cast<void (Class::*)(Class::PathEncoding)>(&Class::setPathEncoding));
+    name(static_cast<void (Class::*)(INetRequestSetup*)>(&Class::setRequestSetup));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, int64, int64)>(
+        &Class::prepareDownloadRequest));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&)>(&Class::prepareGetInfoRequest));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&)>(&Class::prepareVerifyExistsRequest));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&)>(&Class::deleteDirWithAllContents));
+    name(static_cast<String (*)(Class::CWDType)>(&Class::cwdTypeToString));
+}
+
+void name_vexil_CFTPDirEntry() {
+    using Class = vexil::CFTPDirEntry;
+    using namespace vexil;
+    name(static_cast<String (Class::*)() const>(&Class::getName));
+    name(static_cast<void (Class::*)(const String&)>(&Class::setName));
+    name(static_cast<zet::CTime (Class::*)() const>(&Class::getModifiedTime));
+    name(static_cast<void (Class::*)(const zet::CTime&)>(&Class::setModifiedTime));
+    name(static_cast<zet::IFileInfoBase::Type (Class::*)() const>(&Class::getType));
+    name(static_cast<void (Class::*)(zet::IFileInfoBase::Type)>(&Class::setType));
+    name(static_cast<int64 (Class::*)() const>(&Class::getSize));
+    name(static_cast<void (Class::*)(int64)>(&Class::setSize));
+    if (t_construct) {
+        [[maybe_unused]] const Class object{};
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const String>());
+    }
+    name(static_cast<zet::CTime (*)(const String&)>(&Class::parseTimeValue));
+}
+
+void name_vexil_CFTPGetInfoResult() {
+    using Class = vexil::CFTPGetInfoResult;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const CNetStringList>());
+    }
+    name(static_cast<PC<CFTPDirEntry> (Class::*)() const>(&Class::getInfo));
+}
+
+void name_vexil_CFTPListDirResult() {
+    using Class = vexil::CFTPListDirResult;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const TBuffer<unsigned char>>());
+    }
+    name(static_cast<const TArray<P<CFTPDirEntry>>& (Class::*)() const noexcept>(&Class::getEntries));
+}
+
+void name_vexil_CHTTPContentRange() {
+    using Class = vexil::CHTTPContentRange;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const String>(), any<int64>(), any<int64>(), any<int64>());
+    }
+    name(static_cast<String (Class::*)() const>(&Class::getUnit));
+    name(static_cast<int64 (Class::*)() const noexcept>(&Class::getFirst));
+    name(static_cast<int64 (Class::*)() const noexcept>(&Class::getLast));
+    name(static_cast<int64 (Class::*)() const noexcept>(&Class::getEntireContentSize));
+    name(static_cast<P<CHTTPContentRange> (*)(const String&)>(&Class::parse));
+}
+
+void name_vexil_CMimeMessage() {
+    using Class = vexil::CMimeMessage;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const String>());
+    }
+    name(static_cast<TMap<String, String>& (Class::*)() noexcept>(&Class::getHeaders));
+    name(static_cast<void (Class::*)(const TBuffer<unsigned char>*, const String&)>(&Class::setBody));
+    name(static_cast<void (Class::*)(const String&)>(&Class::setTextBody));
+    name(static_cast<void (Class::*)(zet::IOutStream&) const>(&Class::store));
+    name(static_cast<void (Class::*)(zet::IOutStream&) const>(&Class::storeHeader));
+    name(static_cast<void (Class::*)(zet::IOutStream&) const>(&Class::storeBody));
+    name(static_cast<void (Class::*)(CNetHeaders&)>(&Class::updateNetHeaders));
+    name(static_cast<void (Class::*)(CNetRequest&)>(&Class::fillRequest));
+    name(static_cast<P<CMimeMessage> (*)(const String&, const String&, const TBuffer<unsigned char>*)>(
+        &Class::createAttachment));
+    name(static_cast<String (*)(const String&)>(&Class::toEncodedWord));
+    name(static_cast<String (*)(const String&)>(&Class::toQuotedString));
+}
+
+void name_vexil_CMultiPartMimeMessage() {
+    using Class = vexil::CMultiPartMimeMessage;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const String>());
+    }
+    name(static_cast<void (Class::*)(const CMimeMessage*)>(&Class::addPart));
+    name(static_cast<String (Class::*)() const>(&Class::getBoundary));
+    name(static_cast<void (Class::*)(const TBuffer<unsigned char>*, const String&)>(&Class::setBody));
+    name(static_cast<void (Class::*)(zet::IOutStream&) const>(&Class::storeBody));
+}
+
+void name_vexil_CSMTPClient() {
+    using Class = vexil::CSMTPClient;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const CSMTPParams>());
+    }
+    name(static_cast<void (Class::*)(bool)>(&Class::setVerifyCertificate));
+    name(static_cast<void (Class::*)(const TPathImpl<CWindowsPathTraits>&)>(&Class::setRootCertBundlePath));
+    name(static_cast<void (Class::*)(INetRequestSetup*)>(&Class::setRequestSetup));
+    name(static_cast<void (Class::*)(const String&, const TArray<String>&, const TBuffer<unsigned char>&)>(
+        &Class::sendMail));
+    name(static_cast<void (Class::*)(const String&, const TArray<String>&, const CMimeMessage&)>(
+        &Class::sendMail));
+    name(static_cast<void (Class::*)()>(&Class::testConnection));
+    name(static_cast<const CNetRequest& (Class::*)() const noexcept>(&Class::getRequest));
+    name(static_cast<void (*)(CNetRequest&, const CSMTPParams&, const String&, const TArray<String>&,
+                              zet::IInStream*)>(&Class::makeSendMailRequest));
+    name(static_cast<String (*)(const zet::CTimeFields&)>(&Class::getDateHeaderString));
+}
+
+void name_vexil_CSMTPParams() {
+    using Class = vexil::CSMTPParams;
+    using namespace vexil;
+    name(static_cast<String (Class::*)() const>(&Class::getHost));
+    name(static_cast<int (Class::*)() const>(&Class::getPort));
+    name(static_cast<Class::ConnectType (Class::*)() const>(&Class::getConnectType));
+    name(static_cast<String (Class::*)() const>(&Class::getLoginName));
+    name(static_cast<String (Class::*)() const>(&Class::getLoginPassword));
+    name(static_cast<String (*)(Class::ConnectType)>(&Class::connectTypeToString));
+    name(static_cast<Class::ConnectType (*)(const String&)>(&Class::connectTypeToInt));
+    if (t_construct) {
+        [[maybe_unused]] const Class object{};
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const String>(), any<int>(), any<Class::ConnectType>(),
+                                            any<const String>(), any<const String>());
+    }
+}
+
+void name_vexil_IAsyncNetRequestManager() {
+    using Class = vexil::IAsyncNetRequestManager;
+    using namespace vexil;
+    name(static_cast<void (Class::*)(CNetRequest*)>(&Class::addRequest));
+    name(static_cast<bool (Class::*)(CNetRequest*)>(&Class::removeRequest));
+}
+
+void name_zet_CMTRand() {
+    using Class = zet::CMTRand;
+    using namespace zet;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<uint64>());
+    }
+    name(static_cast<uint64 (Class::*)()>(&Class::rand64));
+    name(static_cast<CMTRand* (*)()>(&Class::getGlobal));
+    name(static_cast<CMutex& (*)()>(&Class::getGlobalInstanceMutex));
+}
+
+void name_zet_CPosixSelect() {
+    using Class = zet::CPosixSelect;
+    using namespace zet;
+    name(static_cast<bool (*)(std::intptr_t) noexcept>(&Class::canSelect));
+}
+
+void name_zet_CThread() {
+    using Class = zet::CThread;
+    using namespace zet;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<IRunnable*>(), any<bool>());
+    }
+    name(static_cast<void (Class::*)(const String&)>(&Class::setThreadName));
+    name(static_cast<String (Class::*)() const>(&Class::getThreadName));
+    name(static_cast<void (Class::*)()>(&Class::start));
+    name(static_cast<void (Class::*)(bool)>(&Class::stop));
+    name(static_cast<bool (Class::*)() const noexcept>(&Class::isAlive));
+    name(static_cast<P<CError> (Class::*)() const>(&Class::getError));
+    name(static_cast<Class::ID (Class::*)() const noexcept>(&Class::getID));
+    name(static_cast<bool (Class::*)()>(&Class::checkContinue));
+    name(static_cast<Class::ID (*)() noexcept>(&Class::getCurrentID));
+    name(static_cast<void (*)(int)>(&Class::sleep));
+}
+
+void name_zet_CTimeFields() {
+    using Class = zet::CTimeFields;
+    using namespace zet;
+    if (t_construct) {
+        [[maybe_unused]] const Class object{};
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const CTime>(), any<Class::FieldType>());
+    }
+    name(static_cast<void (Class::*)(int, int, int, int) noexcept>(&Class::setDate));
+    name(static_cast<void (Class::*)(int, int, int) noexcept>(&Class::setTime));
+    name(static_cast<void (Class::*)(double) noexcept>(&Class::setFractSecond));
+    name(static_cast<void (Class::*)(int)>(&Class::setTimeZone));
+    name(static_cast<CTime (Class::*)() const noexcept>(&Class::toTime));
+    name(static_cast<int (Class::*)() const noexcept>(&Class::getYear));
+    name(static_cast<int (Class::*)() const noexcept>(&Class::getMonth));
+    name(static_cast<int (Class::*)() const noexcept>(&Class::getDay));
+    name(static_cast<int (Class::*)() const noexcept>(&Class::getWeekDay));
+    name(static_cast<int (Class::*)() const noexcept>(&Class::getHour));
+    name(static_cast<int (Class::*)() const noexcept>(&Class::getMinute));
+    name(static_cast<int (Class::*)() const noexcept>(&Class::getSecond));
+    name(static_cast<int (Class::*)() const noexcept>(&Class::getMicrosecond));
+    name(static_cast<String (Class::*)() const>(&Class::toInternetTimestamp));
+    name(static_cast<String (Class::*)(int) const>(&Class::toISODateTime));
+    name(static_cast<String (Class::*)(const String&) const>(&Class::getInternetTimeZoneString));
+    name(static_cast<String (*)(int)>(&Class::getEnglishWeekDayAbbrev));
+    name(static_cast<String (*)(int)>(&Class::getEnglishMonthAbbrev));
+}
+
+void name_zet_IRunnable() {
+    using Class = zet::IRunnable;
+    using namespace zet;
+    name(static_cast<void (Class::*)(CThread&)>(&Class::run));
+}
+
 void name_sigil() {
     using namespace sigil;
     name(static_cast<zet::String (*)(const void*, int, bool, bool)>(&sigil::base64Encode));
@@ -914,6 +1173,21 @@ void name_vexil() {
     name(static_cast<String (*)(const String&)>(&vexil::getInfoFromHTTPStatusLine));
     name(static_cast<TPathImpl<CWindowsPathTraits> (*)()>(&vexil::getRootCertBundlePath));
     name(static_cast<const char* (*)() noexcept>(&vexil::getVersion));
+    name(static_cast<String (*)(const String&, bool)>(&vexil::urlEscape));
+    name(static_cast<String (*)(const String&, bool)>(&vexil::urlUnescape));
+    name(static_cast<String (*)(const String&, bool)>(&vexil::formURLEncode));
+    name(static_cast<String (*)(const std::map<String, String>&, bool)>(&vexil::formURLEncode));
+    name(static_cast<String (*)(const CProps&, bool)>(&vexil::formURLEncode));
+    name(static_cast<String (*)(const TMap<String, String>&)>(&vexil::encodeURLParams));
+    name(static_cast<void (*)(const String&, TMap<String, String>&)>(&vexil::decodeURLParams));
+    name(
+        static_cast<String (*)(const String&, TMap<String, String>&)>(&vexil::parseContentDispositionHeader));
+    name(static_cast<zet::CTime (*)(const String&)>(&vexil::parseTimestamp));
+    name(static_cast<bool (*)(const String&)>(&vexil::isValidEmailAddress));
+    name(static_cast<P<TBuffer<unsigned char>> (*)(const TBuffer<unsigned char>&)>(&vexil::encodeBase64Body));
+    name(static_cast<P<TBuffer<unsigned char>> (*)(const TBuffer<unsigned char>&)>(
+        &vexil::encodeQuotedPrintableBody));
+    name(static_cast<String (*)(const String&, const String&)>(&vexil::makeAddress));
 }
 
 void name_zet() {
@@ -934,6 +1208,7 @@ void name_zet() {
         &zet::onExceptionInDestructorIgnored));
     name(static_cast<int64 (*)(const String&, bool)>(&zet::parseInt64Strictly));
     name(static_cast<int64 (*)(const String&, int64) noexcept>(&zet::parseInt64));
+    name(static_cast<double (*)(const String&, double)>(&zet::parseSimpleDouble));
     name(static_cast<void (*)()>(&zet::throwStaticConstructionFailed));
     name(static_cast<bool (*)(wchar_t) noexcept>(&zet::isWhiteSpace));
     name(static_cast<std::wstring_view (*)(std::wstring_view) noexcept>(&zet::trimmed));
@@ -946,6 +1221,11 @@ void name_vexil_CCurlDeleter() {
     name(static_cast<void (Class::*)(CURL*) const noexcept>(&Class::operator()));
     name(static_cast<void (Class::*)(curl_slist*) const noexcept>(&Class::operator()));
     name(static_cast<void (Class::*)(char*) const noexcept>(&Class::operator()));
+}
+
+void name_vexil_CCurlMultiDeleter() {
+    using Class = vexil::CCurlMultiDeleter;
+    name(static_cast<void (Class::*)(CURLM*) const noexcept>(&Class::operator()));
 }
 
 void name_zet_CWindowsPathTraits() {
@@ -997,9 +1277,7 @@ TEST(SurfaceTest, NamesEverythingPublic) {
     name_zet_CSafeGlobalDisposer();
     name_zet_CSafeGlobalGuard();
     name_zet_CSignal();
-    name_zet_CThread();
     name_zet_CTime();
-    name_zet_CTimeFields();
     name_zet_CTimeSpan();
     name_zet_CURI();
     name_zet_CXMLElement();
@@ -1008,10 +1286,29 @@ TEST(SurfaceTest, NamesEverythingPublic) {
     name_zet_ILogSink();
     name_zet_IOutStream();
     name_zet_String();
+    name_vexil_CAsyncNetRequestManager();
+    name_vexil_CAsyncNetRequestThread();
+    name_vexil_CAsyncNetRequestThread_IProgressHandler();
+    name_vexil_CFTPClient();
+    name_vexil_CFTPDirEntry();
+    name_vexil_CFTPGetInfoResult();
+    name_vexil_CFTPListDirResult();
+    name_vexil_CHTTPContentRange();
+    name_vexil_CMimeMessage();
+    name_vexil_CMultiPartMimeMessage();
+    name_vexil_CSMTPClient();
+    name_vexil_CSMTPParams();
+    name_vexil_IAsyncNetRequestManager();
+    name_zet_CMTRand();
+    name_zet_CPosixSelect();
+    name_zet_CThread();
+    name_zet_CTimeFields();
+    name_zet_IRunnable();
     name_sigil();
     name_vexil();
     name_zet();
     name_vexil_CCurlDeleter();
+    name_vexil_CCurlMultiDeleter();
     name_zet_CWindowsPathTraits();
     EXPECT_GT(t_named, 0);
 }
