@@ -1,6 +1,7 @@
 #include "apps/vexil/ErrorReport.h"
 
 #include "apps/vexil/Text.h"
+#include "vexil/net/CURLError.h"
 #include "vexil/net/ErrorClassification.h"
 #include "vexil/net/NetRequest.h"
 
@@ -13,6 +14,11 @@ namespace {
 
 constexpr std::size_t labelWidth = 16;
 
+// Replies of mail servers (RFC 5321, 4.2.1; RFC 4954, 6).
+constexpr int firstMailRefusal = 400;
+constexpr int firstFinalMailRefusal = 500;
+constexpr int mailLoginRequired = 530;
+
 struct CFactLabel {
     const char* property;
     const char* label;
@@ -20,6 +26,7 @@ struct CFactLabel {
 
 // In this order; what has no label here comes behind them under its own name.
 constexpr CFactLabel labels[] = {
+    {"recipient", "recipient"},
     {"s3-code", "S3 code"},
     {"s3-resource", "S3 resource"},
     {"s3-requestID", "S3 request id"},
@@ -86,6 +93,24 @@ String getHintForCurl(int64 code) {
     default:
         return String();
     }
+}
+
+String getHintForMail(int64 code, int reply) {
+    if (code == CURLE_USE_SSL_FAILED) {
+        return "The server offers no STARTTLS there. Try --security ssl or, on a safe way only, --security "
+               "unencrypted.";
+    }
+    if (code == CURLE_LOGIN_DENIED) {
+        return "Check VEXIL_MAIL_USER and VEXIL_MAIL_PASSWORD.";
+    }
+    if (reply == mailLoginRequired) {
+        return "The server wants a login: set VEXIL_MAIL_USER and VEXIL_MAIL_PASSWORD. It may take one on an "
+               "encrypted connection only, see --security.";
+    }
+    if (reply >= firstMailRefusal && reply < firstFinalMailRefusal) {
+        return "The server refuses this for now. Try again later.";
+    }
+    return String();
 }
 
 String getHintForSystem(int64 code) {
@@ -181,7 +206,13 @@ bool CErrorReport::isAccessDenied() const {
 
 bool CErrorReport::isLoginRefused() const {
     return m_status == 401 || m_s3Code == "InvalidAccessKeyId" || m_s3Code == "SignatureDoesNotMatch" ||
-           m_s3Code == "RequestTimeTooSkewed";
+           m_s3Code == "RequestTimeTooSkewed" ||
+           (m_known && m_known->getDomain() == "curl" && m_known->getCode() == CURLE_LOGIN_DENIED) ||
+           getMailReply() == mailLoginRequired;
+}
+
+int CErrorReport::getMailReply() const {
+    return CCURLError::getResponseCodeDomain(m_facts) == "smtp" ? CCURLError::getResponseCode(m_facts) : -1;
 }
 
 String CErrorReport::getHint() const {
@@ -202,6 +233,11 @@ String CErrorReport::getHint() const {
     }
     if (m_s3Code == "PermanentRedirect" || m_s3Code == "TemporaryRedirect") {
         return "The bucket is at home elsewhere: name its region's server with --endpoint.";
+    }
+    if (const int reply = getMailReply(); reply > 0) {
+        const String hint = getHintForMail(m_known->getCode(), reply);
+        // A reply of refusal says it all; libcurl's code would tell of a broken connection.
+        return hint.isEmpty() && reply < firstMailRefusal ? getHintForCurl(m_known->getCode()) : hint;
     }
     if (isLoginRefused() || isAccessDenied()) {
         return "The server wants other credentials for this.";

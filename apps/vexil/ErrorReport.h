@@ -38,6 +38,7 @@ private:
     String getHint() const;
     String getMessage() const;
     bool isLoginRefused() const;
+    int getMailReply() const;
 
     const std::exception& m_error;
     const CError* m_known;  // the same, where it is one of the library's

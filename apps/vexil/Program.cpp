@@ -13,6 +13,8 @@
 #include "apps/vexil/commands/HTTPGetCommand.h"
 #include "apps/vexil/commands/HTTPHeadCommand.h"
 #include "apps/vexil/commands/HTTPPutCommand.h"
+#include "apps/vexil/commands/MailSendCommand.h"
+#include "apps/vexil/commands/MailTestCommand.h"
 #include "apps/vexil/commands/S3BackupCommand.h"
 #include "apps/vexil/commands/S3CpCommand.h"
 #include "apps/vexil/commands/S3GetCommand.h"
@@ -50,6 +52,8 @@ Environment:
               other users of the computer can read.
   VEXIL_S3_ENDPOINT
               The S3 server, where --endpoint does not name it.
+  VEXIL_MAIL_SERVER, VEXIL_MAIL_USER, VEXIL_MAIL_PASSWORD
+              The mail server, where --server does not name it, and the login there.
 
 Exit codes:
   0    done
@@ -186,6 +190,14 @@ void CProgram::addCommands(CLI::App& app) {
     addCommand(*s3, std::make_unique<CS3MbCommand>());
     addCommand(*s3, std::make_unique<CS3BackupCommand>());
     addCommand(*s3, std::make_unique<CS3RestoreCommand>());
+
+    CLI::App* mail = app.add_subcommand("mail", "Send mail, and test mail servers");
+    mail->require_subcommand(1);
+    mail->footer("The login comes from VEXIL_MAIL_USER and VEXIL_MAIL_PASSWORD; without them there is "
+                 "none.\n\n"
+                 "Example:\n  vexil mail test --server mail.example.com");
+    addCommand(*mail, std::make_unique<CMailSendCommand>());
+    addCommand(*mail, std::make_unique<CMailTestCommand>());
 
     addCommand(app, std::make_unique<CCompareCommand>());
 }

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "vexil/BaseTypes.h"
+#include "vexil/mail/MimeMessage.h"
+
+#include <optional>
+
+namespace vexil::app {
+
+/// A mail as the user describes it, from which the message is made.
+class CMailDraft {
+public:
+    /// \param name     of the sender, "" for none
+    /// \throws CInvalidArgError for an address that cannot be one, as all members do
+    void setFrom(const String& name, const String& address);
+    /// @{
+
+    /// Adds a recipient: one who is named to all, one who gets a copy, and one whom only the server learns of.
+    void addTo(const String& address) { addRecipient(m_to, address); }
+    void addCc(const String& address) { addRecipient(m_cc, address); }
+    void addBcc(const String& address);
+    /// @}
+    void setSubject(const String& subject) { m_subject = subject; }
+    void setText(const String& text) { m_text = text; }
+    /// \param part  as CMimeMessage::createAttachment() makes it
+    void addAttachment(const P<CMimeMessage>& part) { m_attachments.push_back(part); }
+
+    const String& getSender() const noexcept { return m_sender; }
+    /// All of them, in the order in which they were added.
+    const TArray<String>& getRecipients() const noexcept { return m_recipients; }
+
+    /// The message, dated now, with an identification of its own: the text alone, or all parts in one.
+    P<CMimeMessage> makeMessage() const;
+
+private:
+    void addRecipient(TArray<String>& field, const String& address);
+    P<CMimeMessage> makeBody() const;
+    void addHeaders(CMimeMessage& message) const;
+
+    String m_from;
+    String m_sender;
+    TArray<String> m_to;
+    TArray<String> m_cc;
+    TArray<String> m_recipients;
+    String m_subject;
+    std::optional<String> m_text;
+    TArray<P<CMimeMessage>> m_attachments;
+};
+
+}  // namespace vexil::app

@@ -1,0 +1,61 @@
+#include "apps/vexil/MailSession.h"
+
+#include "apps/vexil/Context.h"
+#include "apps/vexil/Login.h"
+#include "apps/vexil/MailDraft.h"
+#include "apps/vexil/MailRefusal.h"
+#include "apps/vexil/MailServerOptions.h"
+#include "apps/vexil/Text.h"
+
+namespace vexil::app {
+
+namespace {
+
+constexpr int loginAcceptedCode = 235;
+
+}  // namespace
+
+CMailSession::CMailSession(CContext& context, const CMailServerOptions& server)
+    : CMailSession(context,
+                   server.makeParams(CLogin::fromEnvironment("VEXIL_MAIL_USER", "VEXIL_MAIL_PASSWORD"))) {}
+
+CMailSession::CMailSession(CContext& context, const CSMTPParams& params)
+    : m_context(context), m_params(params), m_client(params) {
+    // It also has the certificate checked.
+    m_client.setRequestSetup(&context.getSetup());
+}
+
+void CMailSession::send(const CMailDraft& draft) {
+    const P<CMimeMessage> message = draft.makeMessage();
+    perform(draft.getRecipients(),
+            [&] { m_client.sendMail(draft.getSender(), draft.getRecipients(), *message); });
+}
+
+void CMailSession::test() {
+    perform({}, [this] { m_client.testConnection(); });
+}
+
+void CMailSession::perform(const TArray<String>& recipients, const std::function<void()>& operation) {
+    try {
+        operation();
+    } catch (const CCURLError& error) {
+        throw makeMailError(error, m_client.getRequest(), recipients);
+    }
+    if (!m_params.getLoginName().isEmpty() && !isLoggedIn()) {
+        m_context.getConsole().message(
+            Verbosity::Warning,
+            "vexil: warning: the server offers no login on this connection; went on without");
+    }
+}
+
+bool CMailSession::isLoggedIn() const {
+    return !m_client.getRequest().getResponseText(loginAcceptedCode).isEmpty();
+}
+
+String CMailSession::describe() const {
+    String text = printable(m_params.getHost()) + ":" + String::fromInt(m_params.getPort()) + ": ";
+    text += CSMTPParams::connectTypeToString(m_params.getConnectType());
+    return text + (isLoggedIn() ? ", logged in as " + printable(m_params.getLoginName()) : ", no login");
+}
+
+}  // namespace vexil::app

@@ -1,0 +1,78 @@
+#include "apps/vexil/commands/MailSendCommand.h"
+
+#include "apps/vexil/CommandSyntax.h"
+#include "apps/vexil/Context.h"
+#include "apps/vexil/MailContent.h"
+#include "apps/vexil/MailDraft.h"
+#include "apps/vexil/MailRefusal.h"
+#include "apps/vexil/MailSession.h"
+#include "apps/vexil/Text.h"
+
+namespace vexil::app {
+
+namespace {
+
+constexpr int acceptedCode = 250;
+
+String toText(const std::string& argument) {
+    return String::fromUTF8Lossy(argument);
+}
+
+}  // namespace
+
+void CMailSendCommand::define(CCommandSyntax& syntax) {
+    syntax.command("send", "Send a mail")
+        .option("--from", "ADDRESS", m_from, "The sender, as jo@example.com")
+        .option("--name", "NAME", m_name, "The sender's name")
+        .options("--to", "ADDRESS", m_to, "A recipient; may be repeated")
+        .options("--cc", "ADDRESS", m_cc, "One who gets a copy; may be repeated")
+        .options("--bcc", "ADDRESS", m_bcc,
+                 "One who gets a copy of which the others do not learn; may be repeated")
+        .option("--subject", "TEXT", m_subject, "The subject line")
+        .option("--text", "FILE", m_textFile, "The text in UTF-8; - for standard input (default: no text)")
+        .options("--attach", "FILE", m_attachments, "A file to send along; may be repeated");
+    m_server.define(syntax);
+    syntax.footer(R"(Examples:
+  vexil mail send --server mail.example.com --from backup@example.com --to jo@example.com \
+      --subject 'Backup done' --text report.txt --attach files.txt
+  df -h | vexil mail send --from backup@example.com --to jo@example.com --subject Disks --text -
+
+A server that refuses one recipient gets no mail for the others either.)");
+}
+
+ExitCode CMailSendCommand::run(CContext& context) {
+    const CMailDraft draft = makeDraft(context);
+    CMailSession session(context, m_server);
+    session.send(draft);
+    context.getConsole().message(Verbosity::Info,
+                                 "sent: " + printable(getReply(session.getRequest(), acceptedCode)));
+    return ExitCode::Done;
+}
+
+CMailDraft CMailSendCommand::makeDraft(CContext& context) const {
+    CMailDraft draft;
+    draft.setFrom(toText(m_name), toText(m_from));
+    for (const std::string& address : m_to) {
+        draft.addTo(toText(address));
+    }
+    for (const std::string& address : m_cc) {
+        draft.addCc(toText(address));
+    }
+    for (const std::string& address : m_bcc) {
+        draft.addBcc(toText(address));
+    }
+    if (draft.getRecipients().empty()) {
+        throw CInvalidArgError("CMailSendCommand",
+                               "there is no recipient: name one with --to, --cc or --bcc");
+    }
+    draft.setSubject(toText(m_subject));
+    if (!m_textFile.empty()) {
+        draft.setText(readMailText(m_textFile, context.getConsole()));
+    }
+    for (const std::string& file : m_attachments) {
+        draft.addAttachment(makeMailAttachment(toPath(file)));
+    }
+    return draft;
+}
+
+}  // namespace vexil::app

@@ -1,0 +1,23 @@
+#include "apps/vexil/commands/MailTestCommand.h"
+
+#include "apps/vexil/CommandSyntax.h"
+#include "apps/vexil/Context.h"
+#include "apps/vexil/MailSession.h"
+
+namespace vexil::app {
+
+void CMailTestCommand::define(CCommandSyntax& syntax) {
+    syntax.command("test", "Connect to a mail server and log in, without sending a mail");
+    m_server.define(syntax);
+    syntax.footer(R"(Example:
+  vexil mail test --server mail.example.com --security ssl)");
+}
+
+ExitCode CMailTestCommand::run(CContext& context) {
+    CMailSession session(context, m_server);
+    session.test();
+    context.getConsole().print(session.describe());
+    return ExitCode::Done;
+}
+
+}  // namespace vexil::app
