@@ -96,7 +96,8 @@ public:
     void setPathEncoding(PathEncoding encoding) { m_pathEncoding = encoding; }
     /// A hook that is called at the end of every preparation's common beginning; a reference is kept. Null, the
     /// default, for none. It may undo CURLOPT_HTTPPROXYTUNNEL, which is set because an HTTP proxy without a
-    /// tunnel answers for the server.
+    /// tunnel answers for the server. What it says of certificates counts for new connections: with
+    /// ConnectExplicitTLS a request uses the one it has again, whoever was checked when it was opened.
     ///
     /// A preparation throws a CInvalidArgError with the place "CFTPClient::setRequestSetup" when the hook has
     /// replaced URL, method, header list or receive data sink.
