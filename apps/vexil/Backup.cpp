@@ -5,8 +5,6 @@
 #include "apps/vexil/FileInStream.h"
 #include "apps/vexil/FileProgress.h"
 #include "apps/vexil/Interrupt.h"
-#include "apps/vexil/ObjectKey.h"
-#include "apps/vexil/ObjectUpload.h"
 #include "apps/vexil/Text.h"
 #include "apps/vexil/TransferMonitor.h"
 #include "apps/vexil/TransferQueue.h"
@@ -15,15 +13,8 @@
 
 namespace vexil::app {
 
-namespace {
-
-constexpr const char* contentType = "application/octet-stream";
-
-}  // namespace
-
-CBackup::CBackup(CContext& context, const String& bucket, const String& prefix)
-    : m_context(context), m_bucket(bucket), m_prefix(makeFolderPrefix(prefix)),
-      m_progress(context.getConsole()) {}
+CBackup::CBackup(CContext& context, IBackupStore& store)
+    : m_context(context), m_store(store), m_progress(context.getConsole()) {}
 
 /// One file on its way.
 class CBackup::CFileJob : public ITransferJob {
@@ -41,6 +32,8 @@ public:
     }
 
     void checkAnswer(CNetRequest& request) override { m_upload->checkAnswer(request); }
+
+    bool isComplete() const override { return m_upload->isComplete(); }
 
     bool canBeginAnew(CNetRequest& request, const CError& error) override {
         return m_upload->canBeginAnew(request, error);
@@ -73,22 +66,32 @@ public:
 private:
     void open() {
         m_file = new CFileInStream(m_backup.m_folder / m_relativePath);
-        m_upload =
-            std::make_unique<CObjectUpload>(m_backup.m_context, m_file, m_backup.m_bucket,
-                                            makeObjectKey(m_backup.m_prefix, m_relativePath), contentType);
+        m_upload = m_backup.m_store.makeUpload(m_file, m_backup.m_folder, m_relativePath);
     }
 
     CBackup& m_backup;
     std::filesystem::path m_relativePath;
     CFileProgress m_fileProgress;
     P<CFileInStream> m_file;
-    std::unique_ptr<CObjectUpload> m_upload;  // set with m_file, when the first transfer is prepared
+    std::unique_ptr<ITransfer> m_upload;  // set with m_file, when the first transfer is prepared
     bool m_isStored = false;
 };
 
-void CBackup::run(const CFolderWalker& walker, int jobs) {
+ExitCode CBackup::run(const CFolderWalker& walker, int jobs) {
+    try {
+        store(walker, jobs);
+    } catch (const std::exception&) {
+        printReport();
+        throw;
+    }
+    printReport();
+    return m_failures == 0 ? ExitCode::Done : ExitCode::Failed;
+}
+
+void CBackup::store(const CFolderWalker& walker, int jobs) {
     m_folder = walker.getFolder();
-    CTransferQueue queue(m_context, jobs);
+    m_store.begin();
+    CTransferQueue queue(m_context, m_store.getPolicy(), jobs);
     m_queue = &queue;
     walker.walk(*this);
     queue.finish();
@@ -119,7 +122,7 @@ void CBackup::printReport() {
     console.print("backed up: " + formatNumberOf(m_progress.getFileCount(), "file") + ", " +
                   formatBytes(m_progress.getByteCount()) + " in " + formatSeconds(seconds) + " (" +
                   formatRate(m_progress.getByteCount(), seconds) + "), " +
-                  formatNumberOf(m_context.getClient().getRetryCount(), "retry"));
+                  formatNumberOf(m_store.getPolicy().getRetryCount(), "retry"));
     console.print("not kept: " + formatCount(m_skipped) + " links and special files, " +
                   formatNumberOf(m_emptyFolders, "empty folder") + ", modes and times of all files");
     if (m_failures > 0) {

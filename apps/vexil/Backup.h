@@ -1,5 +1,7 @@
 #pragma once
 
+#include "apps/vexil/BackupStore.h"
+#include "apps/vexil/ExitCode.h"
 #include "apps/vexil/FolderWalker.h"
 #include "apps/vexil/Progress.h"
 #include "vexil/BaseTypes.h"
@@ -9,20 +11,16 @@ namespace vexil::app {
 class CContext;
 class CTransferQueue;
 
-/// Stores the regular files of a folder as objects, each under its path. What cannot be read or stored is
-/// reported and does not hinder the rest; a server that will refuse everything ends it.
+/// Stores the regular files of a folder, each under its path. What cannot be read or stored is reported and does not
+/// hinder the rest; a server that will refuse everything ends it.
 class CBackup : private IFolderVisitor {
 public:
-    /// The context must outlive it.
-    /// \param prefix  goes before the path of each file; a "/" is put between them
-    CBackup(CContext& context, const String& bucket, const String& prefix);
+    /// Context and store must outlive it.
+    CBackup(CContext& context, IBackupStore& store);
 
+    /// Does it, and prints what was done, also where it throws.
     /// \param jobs  how many files are stored at once, at most
-    void run(const CFolderWalker& walker, int jobs);
-
-    /// Prints what was done.
-    void printReport();
-    int64 getFailureCount() const noexcept { return m_failures; }
+    ExitCode run(const CFolderWalker& walker, int jobs);
 
 private:
     class CFileJob;
@@ -32,9 +30,11 @@ private:
     void onEmptyFolder(const std::filesystem::path& relativePath) override;
     void onProblem(const std::filesystem::path& relativePath, const String& reason) override;
 
+    void store(const CFolderWalker& walker, int jobs);
+    void printReport();
+
     CContext& m_context;
-    String m_bucket;
-    String m_prefix;
+    IBackupStore& m_store;
     std::filesystem::path m_folder;
     CProgress m_progress;
     CTransferQueue* m_queue = nullptr;  // while run() runs

@@ -6,6 +6,24 @@
 
 namespace vexil::app {
 
+namespace {
+
+constexpr int defaultS3Retries = 50;
+constexpr int defaultFTPRetries = 5;
+
+CFTPClient::ConnectType toConnectType(FTPSecurity security) {
+    switch (security) {
+    case FTPSecurity::None:
+        return CFTPClient::ConnectPlain;
+    case FTPSecurity::Implicit:
+        return CFTPClient::ConnectImplicitTLS;
+    default:
+        return CFTPClient::ConnectExplicitTLS;
+    }
+}
+
+}  // namespace
+
 CContext::CContext(const COptions& options, CConsole& console) : m_options(options), m_console(console) {}
 
 CRequestSetup& CContext::getSetup() {
@@ -31,9 +49,9 @@ CNetRequest& CContext::prepareHTTPRequest(const std::string& url) {
 
 CCountingS3Client& CContext::getClient() {
     if (!m_client) {
-        const CCredentials credentials = loadCredentials();
+        const CCredentials credentials = loadCredentials(CCredentials::s3);
         const P<CCountingS3Client> client =
-            new CCountingS3Client(credentials.getAccessKey(), credentials.getSecretKey(), true);
+            new CCountingS3Client(credentials.getName(), credentials.getSecret(), true);
         if (const String endpoint = getEndpoint(); !endpoint.isEmpty()) {
             try {
                 client->setBaseURL(endpoint);
@@ -42,29 +60,66 @@ CCountingS3Client& CContext::getClient() {
                                                              "' cannot be used: " + error.getMessage());
             }
         }
-        client->setMaxRetries(m_options.retries);
+        client->setMaxRetries(m_options.retries.value_or(defaultS3Retries));
         client->setRequestSetup(&getSetup());
         m_client = client;
     }
     return *m_client;
 }
 
-CCredentials CContext::loadCredentials() {
+ITransferPolicy& CContext::getS3Policy() {
+    if (!m_s3Policy) {
+        m_s3Policy = std::make_unique<CS3TransferPolicy>(getClient());
+    }
+    return *m_s3Policy;
+}
+
+CFTPSession& CContext::getFTP() {
+    if (!m_ftp) {
+        const String server = getFTPServer();
+        const CCredentials credentials = loadCredentials(CCredentials::ftp);
+        CFTPClient client(server, credentials.getName(), credentials.getSecret(),
+                          toConnectType(m_options.ftpSecurity));
+        client.setPathEncoding(CFTPClient::PathPercentEncode);
+        client.setRequestSetup(&getSetup());
+        m_ftp = std::make_unique<CFTPSession>(client, getRequest(),
+                                              m_options.retries.value_or(defaultFTPRetries));
+    }
+    return *m_ftp;
+}
+
+CCredentials CContext::loadCredentials(const CCredentialNames& names) {
     if (m_options.credentialsFile.empty()) {
-        return CCredentials::fromEnvironment();
+        return CCredentials::fromEnvironment(names);
     }
     const std::filesystem::path file = toPath(m_options.credentialsFile);
     if (isReadableByOthers(file)) {
         m_console.message(Verbosity::Warning, "vexil: warning: other users can read the credentials file '" +
                                                   describe(file) + "'. Forbid it: chmod 600");
     }
-    return CCredentials::fromFile(file);
+    return CCredentials::fromFile(file, names);
 }
 
 String CContext::getEndpoint() const {
     return String::fromUTF8(m_options.endpoint.empty()
                                 ? getEnvironmentVariable("VEXIL_S3_ENDPOINT").value_or("")
                                 : m_options.endpoint);
+}
+
+String CContext::getFTPServer() const {
+    const String server =
+        String::fromUTF8(m_options.ftpServer.empty() ? getEnvironmentVariable("VEXIL_FTP_SERVER").value_or("")
+                                                     : m_options.ftpServer);
+    if (server.isEmpty()) {
+        throw CInvalidArgError(
+            "CContext", "there is no FTP server: name it with --server HOST[:PORT] or in VEXIL_FTP_SERVER");
+    }
+    // It is pasted into URLs.
+    if (server.view().find_first_of(L"/@?#% \t") != std::wstring_view::npos) {
+        throw CInvalidArgError("CContext",
+                               "the FTP server '" + printable(server) + "' is no HOST or HOST:PORT");
+    }
+    return server;
 }
 
 }  // namespace vexil::app

@@ -2,18 +2,23 @@
 
 #include "apps/vexil/Console.h"
 #include "apps/vexil/CountingS3Client.h"
+#include "apps/vexil/FTPSession.h"
 #include "apps/vexil/FileProgress.h"
 #include "apps/vexil/Options.h"
 #include "apps/vexil/RequestSetup.h"
+#include "apps/vexil/S3TransferPolicy.h"
 #include "apps/vexil/TransferMonitor.h"
 #include "vexil/net/NetRequest.h"
+
+#include <memory>
 
 namespace vexil::app {
 
 class CCredentials;
+struct CCredentialNames;
 
-/// What a command works with: console, options, one request, and the S3 client. Made on first use, so that a
-/// command that needs no keys asks for none.
+/// What a command works with: console, options, one request, the S3 client and the FTP session. Made on first use, so
+/// that a command that needs no keys asks for none.
 class CContext {
 public:
     /// The console must outlive it.
@@ -24,13 +29,18 @@ public:
     CConsole& getConsole() noexcept { return m_console; }
 
     CRequestSetup& getSetup();
-    /// The request of all S3 operations but those of a CTransferQueue; an HTTP command prepares it itself with
+    /// The request of all operations but those of a CTransferQueue; an HTTP command prepares it itself with
     /// prepareHTTPRequest().
     CNetRequest& getRequest();
     /// The request with URL and options set.
     CNetRequest& prepareHTTPRequest(const std::string& url);
     /// \throws CInvalidArgError for credentials that are missing and an endpoint that is none
     CCountingS3Client& getClient();
+    /// How getClient() wants transfers to be treated.
+    /// \throws the same
+    ITransferPolicy& getS3Policy();
+    /// \throws CInvalidArgError for credentials that are missing and a server that is none
+    CFTPSession& getFTP();
 
     /// Notes another request than getRequest() as the one whose failure ends the command.
     void setFailedRequest(const P<CNetRequest>& request) { m_failedRequest = request; }
@@ -38,8 +48,9 @@ public:
     P<CNetRequest> getFailedRequest() const { return m_failedRequest ? m_failedRequest : m_request; }
 
 private:
-    CCredentials loadCredentials();
+    CCredentials loadCredentials(const CCredentialNames& names);
     String getEndpoint() const;
+    String getFTPServer() const;
 
     COptions m_options;
     CConsole& m_console;
@@ -47,6 +58,8 @@ private:
     P<CNetRequest> m_request;
     P<CNetRequest> m_failedRequest;
     P<CCountingS3Client> m_client;
+    std::unique_ptr<CS3TransferPolicy> m_s3Policy;
+    std::unique_ptr<CFTPSession> m_ftp;
 };
 
 /// Lets the bytes of the context's request be shown while it lives.

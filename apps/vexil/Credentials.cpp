@@ -11,9 +11,6 @@ namespace vexil::app {
 
 namespace {
 
-constexpr const char* accessKeyVariable = "VEXIL_S3_ACCESS_KEY";
-constexpr const char* secretKeyVariable = "VEXIL_S3_SECRET_KEY";
-
 [[noreturn]] void refuse(const String& message) {
     throw CInvalidArgError("CCredentials", message);
 }
@@ -27,55 +24,60 @@ String decode(const std::string& bytes, const String& where) {
     }
 }
 
-String fromVariable(const char* name) {
+String fromVariable(const char* name, const CCredentialNames& names) {
     const auto value = getEnvironmentVariable(name);
     if (!value || value->empty()) {
-        refuse(String("the credentials are missing: set ") + accessKeyVariable + " and " + secretKeyVariable +
-               ", or name a file with --credentials (" + name + " is not set)");
+        refuse(String("the credentials are missing: set ") + names.nameVariable + " and " +
+               names.secretVariable + ", or name a file with --credentials (" + name + " is not set)");
     }
     return decode(*value, String("the value of ") + name);
 }
 
 }  // namespace
 
-CCredentials::CCredentials(const String& accessKey, const String& secretKey)
-    : m_accessKey(accessKey), m_secretKey(secretKey) {}
+const CCredentialNames CCredentials::s3 = {"VEXIL_S3_ACCESS_KEY", "VEXIL_S3_SECRET_KEY", "access_key",
+                                           "secret_key"};
+const CCredentialNames CCredentials::ftp = {"VEXIL_FTP_USER", "VEXIL_FTP_PASSWORD", "user", "password"};
 
-CCredentials CCredentials::fromEnvironment() {
-    return {fromVariable(accessKeyVariable), fromVariable(secretKeyVariable)};
+CCredentials::CCredentials(const String& name, const String& secret) : m_name(name), m_secret(secret) {}
+
+CCredentials CCredentials::fromEnvironment(const CCredentialNames& names) {
+    return {fromVariable(names.nameVariable, names), fromVariable(names.secretVariable, names)};
 }
 
-CCredentials CCredentials::fromFile(const std::filesystem::path& file) {
+CCredentials CCredentials::fromFile(const std::filesystem::path& file, const CCredentialNames& names) {
     errno = 0;
     std::ifstream stream(file, std::ios::binary);
     if (!stream) {
         refuse("cannot open the credentials file '" + describe(file) + "': " + describeSystemError(errno));
     }
-    return fromStream(stream, "'" + describe(file) + "'");
+    return fromStream(stream, "'" + describe(file) + "'", names);
 }
 
-CCredentials CCredentials::fromStream(std::istream& stream, const String& name) {
-    String accessKey;
-    String secretKey;
+CCredentials CCredentials::fromStream(std::istream& stream, const String& streamName,
+                                      const CCredentialNames& names) {
+    String name;
+    String secret;
     std::string bytes;
     for (int number = 1; std::getline(stream, bytes); ++number) {
-        const String where = "line " + String::fromInt(number) + " of the credentials file " + name;
+        const String where = "line " + String::fromInt(number) + " of the credentials file " + streamName;
         const String line = decode(bytes, where).trimmed();
         if (line.isEmpty() || line.startsWith("#")) {
             continue;
         }
         const std::size_t equals = line.find(L'=');
         const String key = line.substr(0, equals).trimmed();
-        if (equals == String::npos || (!(key == "access_key") && !(key == "secret_key"))) {
-            refuse(where + " begins neither with 'access_key=' nor with 'secret_key='");
+        if (equals == String::npos || (!(key == names.nameKey) && !(key == names.secretKey))) {
+            refuse(where + " begins neither with '" + names.nameKey + "=' nor with '" + names.secretKey +
+                   "='");
         }
-        (key == "access_key" ? accessKey : secretKey) = line.substr(equals + 1).trimmed();
+        (key == names.nameKey ? name : secret) = line.substr(equals + 1).trimmed();
     }
-    if (accessKey.isEmpty() || secretKey.isEmpty()) {
-        refuse("the credentials file " + name + " has no " +
-               (accessKey.isEmpty() ? "access_key" : "secret_key"));
+    if (name.isEmpty() || secret.isEmpty()) {
+        refuse("the credentials file " + streamName + " has no " +
+               (name.isEmpty() ? names.nameKey : names.secretKey));
     }
-    return {accessKey, secretKey};
+    return {name, secret};
 }
 
 }  // namespace vexil::app

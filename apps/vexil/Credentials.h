@@ -7,28 +7,42 @@
 
 namespace vexil::app {
 
-/// The two keys of an S3 account. They come from the environment or from a file, never from the arguments,
+/// How the two parts of an account's credentials are called where they come from.
+struct CCredentialNames {
+    const char* nameVariable;  ///< in the environment
+    const char* secretVariable;
+    const char* nameKey;  ///< in a file
+    const char* secretKey;
+};
+
+/// Name and secret of an account on a server. They come from the environment or from a file, never from the arguments,
 /// which every user of the machine can read; no message shows them.
 class CCredentials {
 public:
-    CCredentials(const String& accessKey, const String& secretKey);
+    /// VEXIL_S3_ACCESS_KEY and VEXIL_S3_SECRET_KEY, or "access_key=..." and "secret_key=...".
+    static const CCredentialNames s3;
+    /// VEXIL_FTP_USER and VEXIL_FTP_PASSWORD, or "user=..." and "password=...".
+    static const CCredentialNames ftp;
 
-    /// VEXIL_S3_ACCESS_KEY and VEXIL_S3_SECRET_KEY.
-    /// \throws CInvalidArgError when one of them is missing
-    static CCredentials fromEnvironment();
-    /// Lines "access_key=..." and "secret_key=..." in any order; empty lines and those that begin with "#" do
-    /// not count.
+    CCredentials(const String& name, const String& secret);
+
+    /// \throws CInvalidArgError when one of the variables is missing
+    static CCredentials fromEnvironment(const CCredentialNames& names);
+    /// Lines "KEY=VALUE" in any order; empty lines and those that begin with "#" do not count.
     /// \throws CInvalidArgError naming the file and the line
-    static CCredentials fromFile(const std::filesystem::path& file);
-    /// The same from a stream; `name` is for the errors.
-    static CCredentials fromStream(std::istream& stream, const String& name);
+    static CCredentials fromFile(const std::filesystem::path& file, const CCredentialNames& names);
+    /// The same from a stream; `streamName` is for the errors.
+    static CCredentials fromStream(std::istream& stream, const String& streamName,
+                                   const CCredentialNames& names);
 
-    const String& getAccessKey() const noexcept { return m_accessKey; }
-    const String& getSecretKey() const noexcept { return m_secretKey; }
+    /// Access key, or user.
+    const String& getName() const noexcept { return m_name; }
+    /// Secret key, or password.
+    const String& getSecret() const noexcept { return m_secret; }
 
 private:
-    String m_accessKey;
-    String m_secretKey;
+    String m_name;
+    String m_secret;
 };
 
 }  // namespace vexil::app

@@ -1,5 +1,6 @@
 #include "apps/vexil/ErrorReport.h"
 
+#include "apps/vexil/MissingError.h"
 #include "apps/vexil/Text.h"
 #include "vexil/net/CURLError.h"
 #include "vexil/net/ErrorClassification.h"
@@ -13,6 +14,7 @@ namespace vexil::app {
 namespace {
 
 constexpr std::size_t labelWidth = 16;
+constexpr int ftpNotLoggedIn = 530;
 
 // Replies of mail servers (RFC 5321, 4.2.1; RFC 4954, 6).
 constexpr int firstMailRefusal = 400;
@@ -113,6 +115,20 @@ String getHintForMail(int64 code, int reply) {
     return String();
 }
 
+String getHintForFTPTransfer(int64 code) {
+    switch (code) {
+    case CURLE_USE_SSL_FAILED:
+        return "The server offers no TLS on this port. Try --tls implicit, usually on port 990. With --tls "
+               "none "
+               "others on the way can read the password and all files.";
+    case CURLE_UPLOAD_FAILED:
+        return "Check that the directory is there (put makes it with --parents), and that this user may "
+               "write to it.";
+    default:
+        return getHintForCurl(code);
+    }
+}
+
 String getHintForSystem(int64 code) {
     switch (code) {
     case ENOSPC:
@@ -135,6 +151,9 @@ CErrorReport::CErrorReport(const std::exception& error)
         m_facts = m_known->getProps();
         m_status = getHTTPStatusCodeFromError(*m_known);
         m_s3Code = m_facts.lookup("s3-code");
+        if (CCURLError::getResponseCodeDomain(m_facts) == "ftp") {
+            m_ftpReply = CCURLError::getResponseCode(m_facts);
+        }
     }
 }
 
@@ -144,7 +163,9 @@ void CErrorReport::addRequest(const CNetRequest& request) {
     };
     if (m_status > 0 || (m_known && m_known->getDomain() == "curl")) {
         add("httpStatusLine", request.getHTTPStatusLine());
-        add("httpMethod", request.getHTTPMethod());
+        if (request.getResponseCodeDomain() == "http") {
+            add("httpMethod", request.getHTTPMethod());
+        }
         add("url", request.getURL());
     }
 }
@@ -181,6 +202,9 @@ String CErrorReport::getText() const {
 
 String CErrorReport::getLine() const {
     const String message = printable(getMessage());
+    if (const String reply = m_facts.lookup("serverMessage"); m_ftpReply > 0 && !reply.isEmpty()) {
+        return message + "; the server says: " + printable(reply);
+    }
     return m_s3Code.isEmpty() && m_status > 0 && message.find("response code") == String::npos
                ? message + " (status " + String::fromInt(m_status) + ")"
                : message;
@@ -190,10 +214,16 @@ ExitCode CErrorReport::getExitCode() const {
     if (dynamic_cast<const CInvalidArgError*>(&m_error)) {
         return ExitCode::Usage;
     }
-    if (m_status == 404 || m_s3Code == "NoSuchKey" || m_s3Code == "NoSuchBucket") {
+    if (isMissing()) {
         return ExitCode::NotFound;
     }
     return isLoginRefused() || isAccessDenied() ? ExitCode::RefusedLogin : ExitCode::Failed;
+}
+
+bool CErrorReport::isMissing() const {
+    return m_status == 404 || m_s3Code == "NoSuchKey" || m_s3Code == "NoSuchBucket" ||
+           dynamic_cast<const CMissingError*>(&m_error) ||
+           (m_known && m_known->getDomain() == "curl" && m_known->getCode() == CURLE_REMOTE_FILE_NOT_FOUND);
 }
 
 bool CErrorReport::isHopeless() const {
@@ -208,7 +238,22 @@ bool CErrorReport::isLoginRefused() const {
     return m_status == 401 || m_s3Code == "InvalidAccessKeyId" || m_s3Code == "SignatureDoesNotMatch" ||
            m_s3Code == "RequestTimeTooSkewed" ||
            (m_known && m_known->getDomain() == "curl" && m_known->getCode() == CURLE_LOGIN_DENIED) ||
-           getMailReply() == mailLoginRequired;
+           getMailReply() == mailLoginRequired || m_ftpReply == ftpNotLoggedIn;
+}
+
+String CErrorReport::getHintForFTP() const {
+    if (isLoginRefused()) {
+        return "Check VEXIL_FTP_USER and VEXIL_FTP_PASSWORD, or the file of --credentials.";
+    }
+    if (m_ftpReply == 500 || m_ftpReply == 502) {
+        return "The server does not know the command. Without MLST and MLSD (RFC 3659) only get, put, mkdir, "
+               "rm, "
+               "rmdir and mv can work with it.";
+    }
+    if (isMissing()) {
+        return "See what is there with: vexil ftp ls DIRECTORY";
+    }
+    return m_known->getDomain() == "curl" ? getHintForFTPTransfer(m_known->getCode()) : String();
 }
 
 int CErrorReport::getMailReply() const {
@@ -238,6 +283,9 @@ String CErrorReport::getHint() const {
         const String hint = getHintForMail(m_known->getCode(), reply);
         // A reply of refusal says it all; libcurl's code would tell of a broken connection.
         return hint.isEmpty() && reply < firstMailRefusal ? getHintForCurl(m_known->getCode()) : hint;
+    }
+    if (m_ftpReply > 0) {
+        return getHintForFTP();
     }
     if (isLoginRefused() || isAccessDenied()) {
         return "The server wants other credentials for this.";

@@ -24,12 +24,12 @@ public:
 
     /// Lines, without a line end behind the last one.
     String getText() const;
-    /// Message and S3 code or status in one line.
+    /// Message and S3 code, status or the reply of an FTP server in one line.
     String getLine() const;
     ExitCode getExitCode() const;
 
-    /// Whether every further request will fail in the same way: nothing answers, the keys are not accepted, or
-    /// there is no such bucket.
+    /// Whether every further request will fail in the same way: nothing answers, the credentials are not
+    /// accepted, or there is no such bucket.
     bool isHopeless() const;
     /// Whether the server says that this is not allowed to the owner of these keys.
     bool isAccessDenied() const;
@@ -37,13 +37,16 @@ public:
 private:
     String getHint() const;
     String getMessage() const;
+    String getHintForFTP() const;
     bool isLoginRefused() const;
+    bool isMissing() const;
     int getMailReply() const;
 
     const std::exception& m_error;
     const CError* m_known;  // the same, where it is one of the library's
     CProps m_facts;
     int m_status = -1;
+    int m_ftpReply = -1;
     String m_s3Code;
 };
 

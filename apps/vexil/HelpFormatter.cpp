@@ -48,8 +48,13 @@ std::string CHelpFormatter::make_subcommand(const CLI::App* subcommand) const {
 }
 
 std::string CHelpFormatter::make_footer(const CLI::App* app) const {
-    const char* const hint =
-        app->get_parent() ? "\nThe options of 'vexil --help' may stand behind the command.\n" : "";
+    std::string hint;
+    if (const CLI::App* const group = app->get_parent()) {
+        const bool hasGroupOptions = group->get_parent() && group->get_options().size() > 1;
+        hint = "\nThe options of 'vexil --help'" +
+               (hasGroupOptions ? " and 'vexil " + group->get_name() + " --help'" : std::string()) +
+               " may stand behind the command.\n";
+    }
     return app->get_footer() + "\n" + hint;
 }
 

@@ -1,14 +1,13 @@
 #pragma once
 
-#include "apps/vexil/Transfer.h"
+#include "apps/vexil/Download.h"
 #include "vexil/BaseTypes.h"
-#include "zet/OutStream.h"
 
 namespace vexil::app {
 
 /// Downloads one object into a stream. A transfer that breaks goes on behind the last byte written, at most
 /// 5 times, and only while the object is the same (by its ETag).
-class CObjectDownload : public ITransfer {
+class CObjectDownload : public IDownload {
 public:
     static constexpr int maxContinuations = 5;
 
@@ -24,8 +23,7 @@ public:
     /// \throws CError when another object has taken the object's place
     bool canBeginAnew(CNetRequest& request, const CError& error) override;
 
-    /// How often it has gone on, so far.
-    int getContinuationCount() const noexcept { return m_continuations; }
+    int getContinuationCount() const noexcept override { return m_continuations; }
 
 private:
     int64 getWrittenBytes() const;

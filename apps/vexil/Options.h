@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 namespace vexil::app {
@@ -13,15 +14,25 @@ enum class Verbosity {
     Debug,    ///< every message on the wire, without the credentials
 };
 
+/// How a connection to an FTP server is protected.
+enum class FTPSecurity {
+    None,      ///< not at all: everything, the password included, can be read on the way
+    Explicit,  ///< begins in plain, goes on under TLS before the login (RFC 4217)
+    Implicit,  ///< TLS from the first byte
+};
+
 /// The options that every command knows. Texts are UTF-8 (on Linux: bytes as given).
 struct COptions {
     std::string endpoint;  ///< "" for the environment's or the library's default
     bool verify = true;
-    std::string caBundle;       ///< "" for libcurl's own
-    double timeoutSeconds = 0;  ///< of one whole request; 0 for none
-    int retries = 50;
+    std::string caBundle;        ///< "" for libcurl's own
+    double timeoutSeconds = 0;   ///< of one whole request; 0 for none
+    std::optional<int> retries;  ///< none for the default of each kind of server
     Verbosity verbosity = Verbosity::Warning;
     std::string credentialsFile;  ///< "" for the environment's credentials
+
+    std::string ftpServer;  ///< host, perhaps with a port; "" for the environment's
+    FTPSecurity ftpSecurity = FTPSecurity::Explicit;
 };
 
 }  // namespace vexil::app

@@ -29,7 +29,7 @@ fs::path makePartName(const fs::path& target, int number) {
     if (number > 1) {
         name += std::to_string(number);
     }
-    return target.parent_path() / name;
+    return name;
 }
 
 // A file of that name may be somebody's data, or the rest of a program that was killed.
@@ -37,7 +37,7 @@ fs::path findFreePartName(const fs::path& target) {
     for (int number = 1;; ++number) {
         fs::path name = makePartName(target, number);
         std::error_code ignored;
-        if (!fs::exists(fs::symlink_status(name, ignored))) {
+        if (!fs::exists(fs::symlink_status(target.parent_path() / name, ignored))) {
             return name;
         }
     }
@@ -55,8 +55,16 @@ CPartFile::CPartFile(const fs::path& target) : m_target(target) {
         m_stream = new CFileOutStream(target, target);
         return;
     }
-    m_part = findFreePartName(target);
+    m_part = target.parent_path() / findFreePartName(target);
     m_stream = new CFileOutStream(m_part, target);
+}
+
+fs::path CPartFile::findFreeName(const fs::path& target) {
+    return findFreePartName(target);
+}
+
+fs::path CPartFile::makeName(const fs::path& target) {
+    return makePartName(target, 1);
 }
 
 bool CPartFile::mayBePart(const String& path) {

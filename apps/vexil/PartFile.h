@@ -20,6 +20,11 @@ public:
     CPartFile(const CPartFile&) = delete;
     CPartFile& operator=(const CPartFile&) = delete;
 
+    /// The other name for a target, without its folder, one that no entry of the folder has: which ".NAME.vexil-part" is
+    /// but for rare cases.
+    static std::filesystem::path findFreeName(const std::filesystem::path& target);
+    /// The same where nobody can be asked.
+    static std::filesystem::path makeName(const std::filesystem::path& target);
     /// Whether a part of a relative path, with "/", could be the other name of some file, upper and lower case
     /// aside.
     static bool mayBePart(const String& path);

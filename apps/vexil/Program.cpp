@@ -10,6 +10,17 @@
 #include "apps/vexil/Interrupt.h"
 #include "apps/vexil/Platform.h"
 #include "apps/vexil/commands/CompareCommand.h"
+#include "apps/vexil/commands/FTPBackupCommand.h"
+#include "apps/vexil/commands/FTPGetCommand.h"
+#include "apps/vexil/commands/FTPLsCommand.h"
+#include "apps/vexil/commands/FTPMkdirCommand.h"
+#include "apps/vexil/commands/FTPMvCommand.h"
+#include "apps/vexil/commands/FTPPutCommand.h"
+#include "apps/vexil/commands/FTPRestoreCommand.h"
+#include "apps/vexil/commands/FTPRmCommand.h"
+#include "apps/vexil/commands/FTPRmdirCommand.h"
+#include "apps/vexil/commands/FTPRmtreeCommand.h"
+#include "apps/vexil/commands/FTPStatCommand.h"
 #include "apps/vexil/commands/HTTPGetCommand.h"
 #include "apps/vexil/commands/HTTPHeadCommand.h"
 #include "apps/vexil/commands/HTTPPutCommand.h"
@@ -45,6 +56,7 @@ constexpr const char* footer = R"(Examples:
   vexil s3 ls photos
   vexil s3 backup ~/Documents backups documents/
   vexil s3 restore backups documents/ restored
+  vexil ftp backup ~/Documents /backups/documents
 
 Environment:
   VEXIL_S3_ACCESS_KEY, VEXIL_S3_SECRET_KEY
@@ -52,6 +64,10 @@ Environment:
               other users of the computer can read.
   VEXIL_S3_ENDPOINT
               The S3 server, where --endpoint does not name it.
+  VEXIL_FTP_USER, VEXIL_FTP_PASSWORD
+              The login at the FTP server.
+  VEXIL_FTP_SERVER
+              The FTP server, where --server does not name it.
   VEXIL_MAIL_SERVER, VEXIL_MAIL_USER, VEXIL_MAIL_PASSWORD
               The mail server, where --server does not name it, and the login there.
 
@@ -65,6 +81,12 @@ Exit codes:
 
 'vexil http --help', 'vexil s3 backup --help' and so on tell more about each command.)";
 
+// As from a script in which a variable is not set.
+CLI::Validator notEmpty() {
+    return CLI::Validator(
+        [](const std::string& value) { return value.empty() ? "the value is empty" : std::string(); }, "");
+}
+
 constexpr int exitCodeOf(ExitCode code) {
     return static_cast<int>(code);
 }
@@ -77,8 +99,9 @@ CProgram::~CProgram() = default;
 int CProgram::run(int argc, char** argv) {
     initializePlatform();
     CInterrupt::install();
-    CLI::App app("Transfers files over HTTP and to and from S3 servers, single ones and whole folders.",
-                 "vexil");
+    CLI::App app(
+        "Transfers files over HTTP and to and from S3 and FTP servers, single ones and whole folders.",
+        "vexil");
     addOptions(app);
     addCommands(app);
     std::vector<std::string> arguments = getArguments(argc, argv);
@@ -128,9 +151,6 @@ void CProgram::addOptions(CLI::App& app) {
                                                             {"warning", Verbosity::Warning},
                                                             {"info", Verbosity::Info},
                                                             {"debug", Verbosity::Debug}};
-    // As from a script in which a variable is not set.
-    const CLI::Validator notEmpty(
-        [](const std::string& value) { return value.empty() ? "the value is empty" : std::string(); }, "");
     app.formatter(std::make_shared<CHelpFormatter>());
     app.footer(footer);
     // Options of the program may stand behind the command, too.
@@ -142,25 +162,28 @@ void CProgram::addOptions(CLI::App& app) {
                    "The S3 server, for example https://s3.example.com:9000 (default: the environment's "
                    "VEXIL_S3_ENDPOINT, else Amazon's)")
         ->type_name("URL")
-        ->check(notEmpty);
+        ->check(notEmpty());
     app.add_flag("--verify,!--no-verify", m_options.verify,
                  "Check the server's certificate (default); --no-verify trusts anybody, for tests only");
     app.add_option("--ca-bundle", m_options.caBundle,
                    "File of the certificates to trust, in PEM form (default: the system's)")
         ->type_name("FILE")
-        ->check(notEmpty);
+        ->check(notEmpty());
     app.add_option(
            "--timeout", m_options.timeoutSeconds,
            "End a request that takes longer (default: no limit, but one that stands still for 60 s ends)")
         ->type_name("SECONDS")
         ->check(CLI::Range(0.001, maxTimeoutSeconds).description(""));
-    app.add_option("--retries", m_options.retries, "How often an S3 request is tried again (default: 50)")
+    app.add_option("--retries", m_options.retries,
+                   "How often an S3 request (default: 50) or an FTP transfer (default: 5) is tried again")
         ->type_name("N")
         ->check(CLI::Range(0, maxRetries).description(""));
     app.add_option("--credentials", m_options.credentialsFile,
-                   "File with the lines 'access_key=...' and 'secret_key=...' (default: the environment)")
+                   "File with the lines 'access_key=...' and 'secret_key=...' for S3, 'user=...' and "
+                   "'password=...' for "
+                   "FTP (default: the environment)")
         ->type_name("FILE")
-        ->check(notEmpty);
+        ->check(notEmpty());
     app.add_option("--log-level", m_options.verbosity,
                    "What to tell on standard error: quiet, error, warning (default), info or debug")
         ->type_name("LEVEL")
@@ -191,6 +214,7 @@ void CProgram::addCommands(CLI::App& app) {
     addCommand(*s3, std::make_unique<CS3BackupCommand>());
     addCommand(*s3, std::make_unique<CS3RestoreCommand>());
 
+    addFTPCommands(app);
     CLI::App* mail = app.add_subcommand("mail", "Send mail, and test mail servers");
     mail->require_subcommand(1);
     mail->footer("The login comes from VEXIL_MAIL_USER and VEXIL_MAIL_PASSWORD; without them there is "
@@ -200,6 +224,41 @@ void CProgram::addCommands(CLI::App& app) {
     addCommand(*mail, std::make_unique<CMailTestCommand>());
 
     addCommand(app, std::make_unique<CCompareCommand>());
+}
+
+void CProgram::addFTPCommands(CLI::App& app) {
+    static const std::map<std::string, FTPSecurity> securities = {{"none", FTPSecurity::None},
+                                                                  {"explicit", FTPSecurity::Explicit},
+                                                                  {"implicit", FTPSecurity::Implicit}};
+    CLI::App* ftp =
+        app.add_subcommand("ftp", "Work with the files of an FTP server, and back up folders to it");
+    ftp->require_subcommand(1);
+    ftp->add_option(
+           "--server", m_options.ftpServer,
+           "The FTP server (default: the environment's VEXIL_FTP_SERVER; port 21, or 990 with implicit TLS)")
+        ->type_name("HOST[:PORT]")
+        ->check(notEmpty());
+    ftp->add_option(
+           "--tls", m_options.ftpSecurity,
+           "explicit (default): the connection is protected before the login; implicit: from its first byte; "
+           "none: not at all, so that others on the way can read the password and all files")
+        ->type_name("MODE")
+        ->transform(CLI::Transformer(securities).description(""));
+    ftp->footer(
+        "Paths on the server begin with '/'. The login comes from VEXIL_FTP_USER and VEXIL_FTP_PASSWORD, or "
+        "from the file of --credentials.\n\n"
+        "Example:\n  vexil ftp ls /photos --server ftp.example.com");
+    addCommand(*ftp, std::make_unique<CFTPLsCommand>());
+    addCommand(*ftp, std::make_unique<CFTPStatCommand>());
+    addCommand(*ftp, std::make_unique<CFTPGetCommand>());
+    addCommand(*ftp, std::make_unique<CFTPPutCommand>());
+    addCommand(*ftp, std::make_unique<CFTPMkdirCommand>());
+    addCommand(*ftp, std::make_unique<CFTPRmCommand>());
+    addCommand(*ftp, std::make_unique<CFTPRmdirCommand>());
+    addCommand(*ftp, std::make_unique<CFTPRmtreeCommand>());
+    addCommand(*ftp, std::make_unique<CFTPMvCommand>());
+    addCommand(*ftp, std::make_unique<CFTPBackupCommand>());
+    addCommand(*ftp, std::make_unique<CFTPRestoreCommand>());
 }
 
 void CProgram::addCommand(CLI::App& group, std::unique_ptr<CCommand> command) {

@@ -33,6 +33,7 @@ private:
     int reportFailure(CConsole& console, CContext& context, const std::exception& error);
     void addOptions(CLI::App& app);
     void addCommands(CLI::App& app);
+    void addFTPCommands(CLI::App& app);
     void addCommand(CLI::App& group, std::unique_ptr<CCommand> command);
 
     COptions m_options;

@@ -4,14 +4,11 @@
 #include "apps/vexil/ErrorReport.h"
 #include "apps/vexil/FileProgress.h"
 #include "apps/vexil/Interrupt.h"
-#include "apps/vexil/ObjectDownload.h"
-#include "apps/vexil/ObjectKey.h"
 #include "apps/vexil/PartFile.h"
 #include "apps/vexil/Text.h"
 #include "apps/vexil/TransferMonitor.h"
 #include "apps/vexil/TransferQueue.h"
 
-#include <memory>
 #include <system_error>
 #include <utility>
 
@@ -19,15 +16,14 @@ namespace vexil::app {
 
 namespace fs = std::filesystem;
 
-/// One object on its way.
-class CRestore::CObjectJob : public ITransferJob {
+/// One file on its way.
+class CRestore::CFileJob : public ITransferJob {
 public:
-    CObjectJob(CRestore& restore, const CS3ListObjectsElement& element)
-        : m_restore(restore), m_key(element.getKey()), m_size(element.getSize()),
-          m_name(m_key.substr(restore.m_prefix.length()).toLower()),
-          m_fileProgress(restore.m_progress, printable(m_key)) {}
+    CFileJob(CRestore& restore, std::unique_ptr<IStoredFile> file)
+        : m_restore(restore), m_stored(std::move(file)), m_name(m_stored->getRelativeName().toLower()),
+          m_fileProgress(restore.m_progress, printable(m_stored->getName())) {}
 
-    ~CObjectJob() override {
+    ~CFileJob() override {
         if (m_download) {
             m_restore.m_namesUnderWay.erase(m_name);
         }
@@ -47,18 +43,21 @@ public:
 
     void checkAnswer(CNetRequest& request) override { m_download->checkAnswer(request); }
 
+    bool isComplete() const override { return m_download->isComplete(); }
+
     bool canBeginAnew(CNetRequest& request, const CError& error) override {
         return m_download->canBeginAnew(request, error);
     }
 
     void onSuccess() override {
         m_restore.m_continuations += m_download->getContinuationCount();
-        if (const int64 size = m_file->getStream()->getSize(); size != m_size) {
-            throw CError("the object has " + formatNumberOf(size, "byte") + ", but the listing says " +
-                         formatCount(m_size));
+        const int64 listedSize = m_stored->getSize();
+        if (const int64 size = m_file->getStream()->getSize(); size != listedSize) {
+            throw CError("it has " + formatNumberOf(size, "byte") + ", but the listing says " +
+                         formatCount(listedSize));
         }
         m_file->commit();
-        m_fileProgress.complete(m_size);
+        m_fileProgress.complete(listedSize);
     }
 
     void onFailure(const CError& error) override {
@@ -66,33 +65,46 @@ public:
         if (CErrorReport(error).isHopeless()) {
             error.throwClone();
         }
-        m_restore.reportFailure(m_key, error);
+        m_restore.reportFailure(m_stored->getName(), error);
     }
 
 private:
     void open() {
-        const fs::path relativePath = makeRelativePath(m_restore.m_prefix, m_key);
+        const fs::path relativePath = m_stored->getRelativePath();
         m_restore.makeFolders(relativePath.parent_path());
         m_file = std::make_unique<CPartFile>(m_restore.m_folder / relativePath);
         m_restore.m_namesUnderWay.insert(m_name);
-        m_download = std::make_unique<CObjectDownload>(m_restore.m_context, m_restore.m_bucket, m_key,
-                                                       m_file->getStream());
+        m_download = m_stored->makeDownload(m_file->getStream());
     }
 
     CRestore& m_restore;
-    String m_key;
-    int64 m_size;
+    std::unique_ptr<IStoredFile> m_stored;
     String m_name;
     CFileProgress m_fileProgress;
     std::unique_ptr<CPartFile> m_file;
-    std::unique_ptr<CObjectDownload> m_download;  // set with m_file, when the first transfer is prepared
+    std::unique_ptr<IDownload> m_download;  // set with m_file, when the first transfer is prepared
 };
 
-CRestore::CRestore(CContext& context, const String& bucket, const String& prefix, const fs::path& folder)
-    : m_context(context), m_bucket(bucket), m_prefix(makeFolderPrefix(prefix)), m_folder(folder),
-      m_progress(context.getConsole()) {}
+CRestore::CRestore(CContext& context, IRestoreSource& source, const fs::path& folder)
+    : m_context(context), m_source(source), m_folder(folder), m_progress(context.getConsole()) {}
 
-void CRestore::run(int jobs) {
+ExitCode CRestore::run(int jobs) {
+    try {
+        restoreAll(jobs);
+    } catch (const std::exception&) {
+        printReport();
+        throw;
+    }
+    printReport();
+    if (m_progress.getFileCount() + m_failures == 0) {
+        m_context.getConsole().message(Verbosity::Warning,
+                                       String("vexil: warning: there was nothing to restore; ") +
+                                           m_source.getQuestionWhereEmpty());
+    }
+    return m_failures == 0 ? ExitCode::Done : ExitCode::Failed;
+}
+
+void CRestore::restoreAll(int jobs) {
     std::error_code failure;
     fs::create_directories(m_folder, failure);
     if (!fs::is_directory(m_folder)) {
@@ -100,18 +112,17 @@ void CRestore::run(int jobs) {
                          "': " + String::fromUTF8Lossy(failure.message()),
                      "system", failure.value());
     }
-    CTransferQueue queue(m_context, jobs);
-    CS3ObjectEnum objects(&m_context.getClient(), &m_context.getRequest(), m_bucket, m_prefix, "", -1);
-    while (hasNext(queue, objects)) {
+    CTransferQueue queue(m_context, m_source.getPolicy(), jobs);
+    while (std::unique_ptr<IStoredFile> file = findNext(queue)) {
         CInterrupt::throwIfRequested();
-        restore(queue, *objects.getCurrObject());
+        restore(queue, std::move(file));
     }
     queue.finish();
 }
 
-bool CRestore::hasNext(CTransferQueue& queue, CS3ObjectEnum& objects) {
+std::unique_ptr<IStoredFile> CRestore::findNext(CTransferQueue& queue) {
     try {
-        return objects.next();
+        return m_source.findNext();
     } catch (const std::exception&) {
         // What was listed before shall not suffer from it.
         queue.finish();
@@ -119,11 +130,8 @@ bool CRestore::hasNext(CTransferQueue& queue, CS3ObjectEnum& objects) {
     }
 }
 
-void CRestore::restore(CTransferQueue& queue, const CS3ListObjectsElement& element) {
-    if (isFolderMarker(element)) {
-        return;
-    }
-    auto job = std::make_unique<CObjectJob>(*this, element);
+void CRestore::restore(CTransferQueue& queue, std::unique_ptr<IStoredFile> file) {
+    auto job = std::make_unique<CFileJob>(*this, std::move(file));
     const bool isAlone = CPartFile::mayBePart(job->getName());
     if (isAlone || isInTheWayOf(job->getName())) {
         queue.finish();
@@ -134,12 +142,7 @@ void CRestore::restore(CTransferQueue& queue, const CS3ListObjectsElement& eleme
     }
 }
 
-// Consoles of services make such objects so that a folder can be seen while it is empty.
-bool CRestore::isFolderMarker(const CS3ListObjectsElement& element) const {
-    return element.getSize() == 0 && element.getKey().endsWith("/");
-}
-
-// One after the other, two objects of one name replace each other, and what wants to be a folder finds the file.
+// One after the other, two files of one name replace each other, and what wants to be a folder finds the file.
 bool CRestore::isInTheWayOf(const String& name) const {
     for (std::size_t end = 0; end != String::npos;) {
         end = name.find(L'/', end + 1);
@@ -173,10 +176,10 @@ void CRestore::makeFolders(const fs::path& relativePath) {
     }
 }
 
-void CRestore::reportFailure(const String& key, const CError& error) {
+void CRestore::reportFailure(const String& name, const CError& error) {
     ++m_failures;
     m_context.getConsole().message(Verbosity::Error,
-                                   "NOT restored: " + printable(key) + ": " + CErrorReport(error).getLine());
+                                   "NOT restored: " + printable(name) + ": " + CErrorReport(error).getLine());
 }
 
 void CRestore::printReport() {
@@ -185,10 +188,10 @@ void CRestore::printReport() {
     console.print("restored: " + formatNumberOf(m_progress.getFileCount(), "file") + ", " +
                   formatBytes(m_progress.getByteCount()) + " in " + formatSeconds(seconds) + " (" +
                   formatRate(m_progress.getByteCount(), seconds) + "), " +
-                  formatNumberOf(m_context.getClient().getRetryCount(), "retry") + ", " +
+                  formatNumberOf(m_source.getPolicy().getRetryCount(), "retry") + ", " +
                   formatNumberOf(m_continuations, "continued download"));
     if (m_failures > 0) {
-        console.print("FAILED: " + formatNumberOf(m_failures, "object") + ", named above");
+        console.print("FAILED: " + formatNumberOf(m_failures, m_source.getNoun()) + ", named above");
     }
 }
 

@@ -19,13 +19,16 @@ public:
     /// Called when the server has told success.
     /// \throws CError when the answer proves that it is none
     virtual void checkAnswer(CNetRequest& request) = 0;
+    /// Called behind checkAnswer(). False where a further request belongs to the transfer, for which prepare() is called
+    /// then.
+    virtual bool isComplete() const { return true; }
     /// Whether a transfer that has failed, beyond what the client tries again, or whose answer has, shall be
     /// prepared and run once more.
     /// \throws CError that tells better than the given one why not
     virtual bool canBeginAnew(CNetRequest& request, const CError& error) = 0;
 };
 
-/// Runs a transfer on the calling thread, with the context's client and request.
+/// Runs a transfer of one request to or from S3 on the calling thread, with the context's client and request.
 /// \throws what has ended it
 void performTransfer(CContext& context, ITransfer& transfer);
 

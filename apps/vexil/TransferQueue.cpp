@@ -2,8 +2,8 @@
 
 #include "apps/vexil/Context.h"
 #include "apps/vexil/Interrupt.h"
+#include "apps/vexil/Text.h"
 #include "apps/vexil/TransferMonitor.h"
-#include "vexil/net/CURLError.h"
 
 #include <algorithm>
 #include <chrono>
@@ -16,29 +16,14 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::milliseconds retryDelay(100);
 // No signal handler may wake a thread, and a worker that dies does not.
 constexpr std::chrono::milliseconds maxWait(100);
 
-void checkResult(CNetRequest& request) {
-    request.checkAsyncResult();
-    // The status of a URL that begins with "HTTP://" is left to the caller.
-    const int status = request.getResponseCode();
-    if (request.getResponseCodeDomain() == "http" && (status < 200 || status > 299)) {
-        request.throwError(CURLE_HTTP_RETURNED_ERROR, "http", status, "");
-    }
-}
-
-/// What has failed in a transfer, with what S3 says of it; null for nothing.
-P<CError> findTransferError(CNetRequest& request) {
+/// What has failed in a transfer; null for nothing.
+P<CError> findTransferError(ITransferPolicy& policy, CNetRequest& request) {
     try {
-        try {
-            checkResult(request);
-            return nullptr;
-        } catch (std::exception& error) {
-            CS3Client::tryThrowBetterError(error, *request.getDefaultReceiveBuffer());
-            throw;
-        }
+        policy.checkResult(request);
+        return nullptr;
     } catch (...) {
         return zet::currentExceptionToError();
     }
@@ -58,11 +43,12 @@ public:
     const P<CNetRequest> request = new CNetRequest;
     std::unique_ptr<ITransferJob> job;  // null while the slot is free
     int tries = 0;
+    bool hasWorked = false;                    // so the server has taken its connection
     std::optional<Clock::time_point> nextTry;  // set in the pause between two tries
 };
 
-CTransferQueue::CTransferQueue(CContext& context, int count)
-    : m_context(context), m_count(count), m_worker(new CTransferThread) {
+CTransferQueue::CTransferQueue(CContext& context, ITransferPolicy& policy, int count)
+    : m_context(context), m_policy(policy), m_count(count), m_worker(new CTransferThread) {
     m_worker->start();
 }
 
@@ -72,14 +58,21 @@ CTransferQueue::~CTransferQueue() {
 }
 
 void CTransferQueue::start(std::unique_ptr<ITransferJob> job) {
-    CSlot& slot = takeSlot();
-    slot.job = std::move(job);
-    begin(slot);
-    waitUntilAtMost(m_count - 1);
+    m_waitingJobs.push_back(std::move(job));
+    beginWaitingJobs();
+    while (getUnfinishedCount() >= m_count) {
+        waitForEnds();
+    }
 }
 
 void CTransferQueue::finish() {
-    waitUntilAtMost(0);
+    while (getUnfinishedCount() > 0) {
+        waitForEnds();
+    }
+}
+
+int CTransferQueue::getUnfinishedCount() const noexcept {
+    return m_running + static_cast<int>(m_waitingJobs.size());
 }
 
 CTransferQueue::CSlot& CTransferQueue::takeSlot() {
@@ -105,15 +98,30 @@ CTransferQueue::CSlot& CTransferQueue::findSlot(const CNetRequest* request) cons
                           [request](const auto& slot) { return slot->request == request; });
 }
 
+void CTransferQueue::beginWaitingJobs() {
+    while (!m_waitingJobs.empty() && m_running < m_count) {
+        CSlot& slot = takeSlot();
+        slot.job = std::move(m_waitingJobs.front());
+        m_waitingJobs.pop_front();
+        begin(slot);
+    }
+}
+
 void CTransferQueue::begin(CSlot& slot) {
+    slot.tries = 1;
+    if (prepare(slot)) {
+        handOver(slot);
+    }
+}
+
+bool CTransferQueue::prepare(CSlot& slot) {
     try {
         slot.job->prepare(*slot.request);
     } catch (...) {
         fail(slot, *zet::currentExceptionToError());
-        return;
+        return false;
     }
-    slot.tries = 1;
-    handOver(slot);
+    return true;
 }
 
 void CTransferQueue::handOver(CSlot& slot) {
@@ -131,20 +139,31 @@ void CTransferQueue::handOverDueSlots() {
     for (const auto& slot : m_slots) {
         if (slot->nextTry && *slot->nextTry <= now) {
             slot->nextTry.reset();
-            handOver(*slot);
+            if (!m_policy.preparesFurtherTries() || prepare(*slot)) {
+                handOver(*slot);
+            }
         }
     }
 }
 
 void CTransferQueue::handleEnd(CSlot& slot) {
-    if (const P<CError> error = findTransferError(*slot.request)) {
-        handleFailedTry(slot, *error);
+    if (const P<CError> error = findTransferError(m_policy, *slot.request)) {
+        if (isBeyondConnections(slot, *error)) {
+            giveUpSlot(slot);
+        } else {
+            handleFailedTry(slot, *error);
+        }
         return;
     }
+    slot.hasWorked = true;
     try {
         slot.job->checkAnswer(*slot.request);
     } catch (...) {
         beginAnewOrFail(slot, *zet::currentExceptionToError());
+        return;
+    }
+    if (!slot.job->isComplete()) {
+        begin(slot);
         return;
     }
     try {
@@ -157,12 +176,28 @@ void CTransferQueue::handleEnd(CSlot& slot) {
 }
 
 void CTransferQueue::handleFailedTry(CSlot& slot, const CError& error) {
-    if (m_context.getClient().decideRetry(error, slot.tries)) {
+    if (const auto pause = m_policy.decideRetry(error, slot.tries)) {
         ++slot.tries;
-        slot.nextTry = Clock::now() + retryDelay;
+        slot.nextTry = Clock::now() + *pause;
     } else {
         beginAnewOrFail(slot, error);
     }
+}
+
+bool CTransferQueue::isBeyondConnections(const CSlot& slot, const CError& error) const {
+    return !slot.hasWorked && m_slots.size() > 1 && m_policy.isRefusedConnection(error);
+}
+
+// The connections that there are stay with their requests: the job waits for one of these.
+void CTransferQueue::giveUpSlot(CSlot& slot) {
+    m_waitingJobs.push_front(std::move(slot.job));
+    --m_running;
+    m_slots.erase(std::find_if(m_slots.begin(), m_slots.end(),
+                               [&slot](const auto& other) { return other.get() == &slot; }));
+    m_count = static_cast<int>(m_slots.size());
+    m_context.getConsole().message(Verbosity::Info,
+                                   "vexil: the server takes no further connection; going on with " +
+                                       formatNumberOf(m_count, "transfer") + " at once.");
 }
 
 void CTransferQueue::beginAnewOrFail(CSlot& slot, const CError& error) {
@@ -191,19 +226,18 @@ void CTransferQueue::fail(CSlot& slot, const CError& error) {
     releaseSlot(slot);
 }
 
-void CTransferQueue::waitUntilAtMost(int count) {
-    while (m_running > count) {
-        handOverDueSlots();
-        const TArray<P<CNetRequest>> finished = m_worker->takeFinished(getWaitTime());
-        // Before they are looked at: an interrupt lets transfers fail.
-        CInterrupt::throwIfRequested();
-        for (const P<CNetRequest>& request : finished) {
-            handleEnd(findSlot(request));
-        }
-        if (finished.empty()) {
-            checkWorker();
-        }
+void CTransferQueue::waitForEnds() {
+    handOverDueSlots();
+    const TArray<P<CNetRequest>> finished = m_worker->takeFinished(getWaitTime());
+    // Before they are looked at: an interrupt lets transfers fail.
+    CInterrupt::throwIfRequested();
+    for (const P<CNetRequest>& request : finished) {
+        handleEnd(findSlot(request));
     }
+    if (finished.empty()) {
+        checkWorker();
+    }
+    beginWaitingJobs();
 }
 
 int CTransferQueue::getWaitTime() const {

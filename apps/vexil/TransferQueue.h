@@ -1,8 +1,10 @@
 #pragma once
 
 #include "apps/vexil/TransferJob.h"
+#include "apps/vexil/TransferPolicy.h"
 #include "apps/vexil/TransferThread.h"
 
+#include <deque>
 #include <memory>
 #include <vector>
 
@@ -13,8 +15,10 @@ class CContext;
 /// Runs transfers beside each other: a worker thread moves their bytes, and the thread that uses the queue
 /// prepares requests and calls jobs, within start() and finish().
 ///
-/// A transfer that fails is tried again as CS3Client::performRequest() does it: as it stands, after 100 ms, in which
-/// the others go on, and as often as the client allows. In all waits an interrupt is heeded.
+/// A transfer that fails is tried again as the policy wants it; in the pause before, the others go on. In all waits an
+/// interrupt is heeded.
+///
+/// Where the server refuses a further connection, fewer transfers run at once from then on, but one at least.
 ///
 /// One thread. When start() or finish() has thrown, the queue is to be destroyed, which gives up all that runs.
 class CTransferQueue {
@@ -23,9 +27,9 @@ public:
     /// More transfers, with a file and a connection each, would come near to a process's usual 1024 descriptors.
     static constexpr int maxCount = 400;
 
-    /// The context must outlive it.
+    /// Context and policy must outlive it.
     /// \param count  how many transfers run at once, at most
-    CTransferQueue(CContext& context, int count);
+    CTransferQueue(CContext& context, ITransferPolicy& policy, int count);
     /// Gives up what still runs. The jobs are destroyed when their transfers have been ended.
     ~CTransferQueue();
     CTransferQueue(const CTransferQueue&) = delete;
@@ -44,19 +48,26 @@ private:
     CSlot& takeSlot();
     void releaseSlot(CSlot& slot);
     CSlot& findSlot(const CNetRequest* request) const;
+    void beginWaitingJobs();
     void begin(CSlot& slot);
+    bool prepare(CSlot& slot);
     void handOver(CSlot& slot);
     void handOverDueSlots();
     void handleEnd(CSlot& slot);
     void handleFailedTry(CSlot& slot, const CError& error);
+    bool isBeyondConnections(const CSlot& slot, const CError& error) const;
+    void giveUpSlot(CSlot& slot);
     void beginAnewOrFail(CSlot& slot, const CError& error);
     void fail(CSlot& slot, const CError& error);
-    void waitUntilAtMost(int count);
+    int getUnfinishedCount() const noexcept;
+    void waitForEnds();
     int getWaitTime() const;
     void checkWorker() const;
 
     CContext& m_context;
-    const int m_count;
+    ITransferPolicy& m_policy;
+    int m_count;
+    std::deque<std::unique_ptr<ITransferJob>> m_waitingJobs;
     std::vector<std::unique_ptr<CSlot>> m_slots;
     std::vector<CSlot*> m_freeSlots;
     int m_running = 0;

@@ -30,7 +30,8 @@ describe_all() {
     printf '[COMMANDS]\n'
     for group in $(commands_of); do
         mapfile -t commands < <(commands_of "$group")
-        [[ ${#commands[@]} -gt 0 ]] || describe "$group"
+        # Of a group itself only what is more than its commands: options of its own.
+        [[ ${#commands[@]} -gt 0 && $("$program" "$group" --help) != *$'\n  --'* ]] || describe "$group"
         for command in "${commands[@]}"; do
             describe "$group" "$command"
         done
@@ -41,4 +42,4 @@ include=$(mktemp)
 trap 'rm -f "$include"' EXIT
 describe_all >"$include"
 LC_ALL=C.UTF-8 help2man --no-info --section=1 --locale=C.UTF-8 --include="$include" --output="$page" \
-    --name='transfer files over HTTP and S3, and back up folders' "$program"
+    --name='transfer files over HTTP, S3 and FTP, and back up folders' "$program"

@@ -126,7 +126,7 @@ public:
 
 TEST_F(TransferQueueTest, WithACountOfOneAJobIsDoneWhenStartReturns) {
     m_peer.setDefaultReply(good);
-    CTransferQueue queue(getContext(), 1);
+    CTransferQueue queue(getContext(), getContext().getS3Policy(), 1);
     for (const char* const key : {"1", "2", "3"}) {
         queue.start(std::make_unique<CTestJob>(getContext(), key, m_events));
         m_events.push_back("started");
@@ -141,7 +141,7 @@ TEST_F(TransferQueueTest, StartReturnsWhenAFurtherJobCouldBegin) {
     for (int i = 0; i < 3; ++i) {
         m_peer.onConnection().expectRequest().pause().reply(good).thenDefault();
     }
-    CTransferQueue queue(getContext(), 3);
+    CTransferQueue queue(getContext(), getContext().getS3Policy(), 3);
     queue.start(std::make_unique<CTestJob>(getContext(), "1", m_events));
     queue.start(std::make_unique<CTestJob>(getContext(), "2", m_events));
     EXPECT_TRUE(m_peer.waitUntilPaused(2));
@@ -166,7 +166,7 @@ TEST_F(TransferQueueTest, AFailedTransferIsTriedAgainAsItStandsWhileOthersGoOn) 
         return request.requestLine().find("/b/slow") != std::string::npos && failures-- > 0 ? slowDown : good;
     });
     const LogCapture log;
-    CTransferQueue queue(getContext(), 2);
+    CTransferQueue queue(getContext(), getContext().getS3Policy(), 2);
     queue.start(std::make_unique<CTestJob>(getContext(), "slow", m_events));
     for (const char* const key : {"1", "2"}) {
         queue.start(std::make_unique<CTestJob>(getContext(), key, m_events));
@@ -194,7 +194,7 @@ TEST_F(TransferQueueTest, AFailedTransferIsTriedAgainAsItStandsWhileOthersGoOn) 
 TEST_F(TransferQueueTest, ThereAreNoMoreTriesThanTheClientAllows) {
     m_peer.setDefaultReply(slowDown);
     const LogCapture log;
-    CTransferQueue queue(getContext(), 1);
+    CTransferQueue queue(getContext(), getContext().getS3Policy(), 1);
     queue.start(std::make_unique<CTestJob>(getContext(), "1", m_events));
     EXPECT_THAT(m_events, ElementsAre("1 fails: Amazon S3 error: Not so fast(SlowDown)", "1 ends"));
     EXPECT_EQ(m_peer.requests().size(), 4u);
@@ -204,7 +204,7 @@ TEST_F(TransferQueueTest, ThereAreNoMoreTriesThanTheClientAllows) {
 
 TEST_F(TransferQueueTest, ATransferThatCanBeBegunAnewIsPreparedOnceMore) {
     m_peer.setDefaultReply("HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n");
-    CTransferQueue queue(getContext(), 1);
+    CTransferQueue queue(getContext(), getContext().getS3Policy(), 1);
     auto job = std::make_unique<CTestJob>(getContext(), "1", m_events);
     job->furtherTransfers = 2;
     job->onPrepare = [this](CNetRequest&) { m_events.emplace_back("1 is prepared"); };
@@ -215,7 +215,7 @@ TEST_F(TransferQueueTest, ATransferThatCanBeBegunAnewIsPreparedOnceMore) {
 
 TEST_F(TransferQueueTest, ABadAnswerIsAFailureThatTheClientDoesNotTryAgain) {
     m_peer.setDefaultReply(good);
-    CTransferQueue queue(getContext(), 1);
+    CTransferQueue queue(getContext(), getContext().getS3Policy(), 1);
     auto job = std::make_unique<CTestJob>(getContext(), "1", m_events);
     job->furtherTransfers = 1;
     job->onAnswer = [](CNetRequest&) { throw CError("That is no answer."); };
@@ -227,14 +227,14 @@ TEST_F(TransferQueueTest, ABadAnswerIsAFailureThatTheClientDoesNotTryAgain) {
 TEST_F(TransferQueueTest, TheStatusCountsHoweverTheSchemeIsWritten) {
     m_options.endpoint.replace(0, 4, "HTTP");
     m_peer.setDefaultReply("HTTP/1.1 403 Forbidden\r\nContent-Length: 0\r\n\r\n");
-    CTransferQueue queue(getContext(), 1);
+    CTransferQueue queue(getContext(), getContext().getS3Policy(), 1);
     queue.start(std::make_unique<CTestJob>(getContext(), "1", m_events));
     EXPECT_THAT(m_events, ElementsAre(HasSubstr("403"), "1 ends"));
 }
 
 TEST_F(TransferQueueTest, AJobThatCannotBePreparedFailsAlone) {
     m_peer.setDefaultReply(good);
-    CTransferQueue queue(getContext(), 2);
+    CTransferQueue queue(getContext(), getContext().getS3Policy(), 2);
     auto job = std::make_unique<CTestJob>(getContext(), "1", m_events);
     job->onPrepare = [](CNetRequest&) { throw std::runtime_error("out of order"); };
     queue.start(std::move(job));
@@ -245,7 +245,7 @@ TEST_F(TransferQueueTest, AJobThatCannotBePreparedFailsAlone) {
 
 TEST_F(TransferQueueTest, ASourceThatCannotBeRewoundFailsItsJobAlone) {
     m_peer.setDefaultReply(good);
-    CTransferQueue queue(getContext(), 2);
+    CTransferQueue queue(getContext(), getContext().getS3Policy(), 2);
     auto job = std::make_unique<CTestJob>(getContext(), "1", m_events);
     job->onPrepare = [](CNetRequest& request) { request.setSendDataSource(new COneWaySource); };
     queue.start(std::move(job));
@@ -259,7 +259,7 @@ TEST_F(TransferQueueTest, AFailureThatAJobPassesOnEndsAll) {
     m_peer.onConnection().expectRequest().pause("bad").reply(
         "HTTP/1.1 403 Forbidden\r\nContent-Length: 0\r\n\r\n");
     {
-        CTransferQueue queue(getContext(), 3);
+        CTransferQueue queue(getContext(), getContext().getS3Policy(), 3);
         queue.start(std::make_unique<CTestJob>(getContext(), "held", m_events));
         ASSERT_TRUE(m_peer.waitForRequests(1));
         auto job = std::make_unique<CTestJob>(getContext(), "bad", m_events);
@@ -277,7 +277,7 @@ TEST_F(TransferQueueTest, AFailureThatAJobPassesOnEndsAll) {
 TEST_F(TransferQueueTest, TheErrorThatHasEndedTheWorkerIsThrown) {
     m_peer.setDefaultReply(good);
     const LogCapture log;
-    CTransferQueue queue(getContext(), 2);
+    CTransferQueue queue(getContext(), getContext().getS3Policy(), 2);
     auto job = std::make_unique<CTestJob>(getContext(), "1", m_events);
     job->onPrepare = [](CNetRequest& request) { request.setDoneListener(new CThrowingListener); };
     queue.start(std::move(job));
@@ -288,7 +288,7 @@ TEST_F(TransferQueueTest, TheErrorThatHasEndedTheWorkerIsThrown) {
 TEST_F(TransferQueueTest, AnInterruptEndsTheWait) {
     m_peer.onConnection().expectRequest().waitForClose();
     {
-        CTransferQueue queue(getContext(), 1);
+        CTransferQueue queue(getContext(), getContext().getS3Policy(), 1);
         std::thread user([this] {
             EXPECT_TRUE(m_peer.waitForRequests(1));
             CInterrupt::request(SIGINT);
@@ -304,7 +304,7 @@ TEST_F(TransferQueueTest, AnInterruptEndsTheWait) {
 TEST_F(TransferQueueTest, WhatStillRunsIsGivenUpWithTheQueue) {
     m_peer.onConnection().expectRequest().waitForClose();
     {
-        CTransferQueue queue(getContext(), 2);
+        CTransferQueue queue(getContext(), getContext().getS3Policy(), 2);
         queue.start(std::make_unique<CTestJob>(getContext(), "1", m_events));
         ASSERT_TRUE(m_peer.waitForRequests(1));
     }
@@ -314,7 +314,7 @@ TEST_F(TransferQueueTest, WhatStillRunsIsGivenUpWithTheQueue) {
 
 TEST_F(TransferQueueTest, ARequestLetsGoOfItsStreamsWhenItsJobEnds) {
     m_peer.setDefaultReply(good);
-    CTransferQueue queue(getContext(), 1);
+    CTransferQueue queue(getContext(), getContext().getS3Policy(), 1);
     P<CNetRequest> kept;
     auto job = std::make_unique<CTestJob>(getContext(), "1", m_events);
     job->onPrepare = [&kept](CNetRequest& request) {

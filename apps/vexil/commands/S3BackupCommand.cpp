@@ -3,6 +3,7 @@
 #include "apps/vexil/Backup.h"
 #include "apps/vexil/CommandSyntax.h"
 #include "apps/vexil/Context.h"
+#include "apps/vexil/S3BackupStore.h"
 #include "apps/vexil/Text.h"
 
 namespace vexil::app {
@@ -28,15 +29,8 @@ meanwhile, is named, the rest is stored, and the exit code is 1.)");
 ExitCode CS3BackupCommand::run(CContext& context) {
     const CFolderWalker walker(toPath(m_folder), m_excluded);
     context.getClient();
-    CBackup backup(context, String::fromUTF8(m_bucket), String::fromUTF8(m_prefix));
-    try {
-        backup.run(walker, m_jobs);
-    } catch (const std::exception&) {
-        backup.printReport();
-        throw;
-    }
-    backup.printReport();
-    return backup.getFailureCount() == 0 ? ExitCode::Done : ExitCode::Failed;
+    CS3BackupStore store(context, String::fromUTF8(m_bucket), String::fromUTF8(m_prefix));
+    return CBackup(context, store).run(walker, m_jobs);
 }
 
 }  // namespace vexil::app

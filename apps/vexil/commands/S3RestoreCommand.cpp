@@ -3,6 +3,7 @@
 #include "apps/vexil/CommandSyntax.h"
 #include "apps/vexil/Context.h"
 #include "apps/vexil/Restore.h"
+#include "apps/vexil/S3RestoreSource.h"
 #include "apps/vexil/Text.h"
 
 namespace vexil::app {
@@ -27,21 +28,8 @@ restored, and the exit code is 1.)");
 
 ExitCode CS3RestoreCommand::run(CContext& context) {
     const std::string prefix = m_prefixAndFolder.size() > 1 ? m_prefixAndFolder.front() : "";
-    context.getClient();
-    CRestore restore(context, String::fromUTF8(m_bucket), String::fromUTF8(prefix),
-                     toPath(m_prefixAndFolder.back()));
-    try {
-        restore.run(m_jobs);
-    } catch (const std::exception&) {
-        restore.printReport();
-        throw;
-    }
-    restore.printReport();
-    if (restore.getFileCount() + restore.getFailureCount() == 0) {
-        context.getConsole().message(Verbosity::Warning,
-                                     "vexil: warning: there was nothing to restore; is the prefix right?");
-    }
-    return restore.getFailureCount() == 0 ? ExitCode::Done : ExitCode::Failed;
+    CS3RestoreSource source(context, String::fromUTF8(m_bucket), String::fromUTF8(prefix));
+    return CRestore(context, source, toPath(m_prefixAndFolder.back())).run(m_jobs);
 }
 
 }  // namespace vexil::app

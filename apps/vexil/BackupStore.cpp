@@ -1,0 +1,7 @@
+#include "apps/vexil/BackupStore.h"
+
+namespace vexil::app {
+
+IBackupStore::~IBackupStore() = default;
+
+}  // namespace vexil::app

@@ -1,0 +1,161 @@
+#include "apps/vexil/FTPSession.h"
+
+#include "apps/vexil/FTPPath.h"
+#include "apps/vexil/FTPReplies.h"
+#include "apps/vexil/Interrupt.h"
+#include "apps/vexil/MissingError.h"
+#include "vexil/net/CURLError.h"
+
+#include <algorithm>
+#include <thread>
+
+namespace vexil::app {
+
+namespace {
+
+constexpr std::chrono::milliseconds maxStep(50);
+constexpr int removalMilliseconds = 10000;
+
+void pause(std::chrono::milliseconds time) {
+    const auto end = std::chrono::steady_clock::now() + time;
+    for (auto now = end - time; now < end; now = std::chrono::steady_clock::now()) {
+        // No signal handler may wake a thread.
+        CInterrupt::throwIfRequested();
+        std::this_thread::sleep_for(std::min<std::chrono::steady_clock::duration>(maxStep, end - now));
+    }
+}
+
+}  // namespace
+
+CFTPSession::CFTPSession(const CFTPClient& client, CNetRequest& request, int maxRetries)
+    : m_client(client), m_request(request), m_policy(maxRetries) {}
+
+void CFTPSession::perform(const String& path, const Preparation& prepare) {
+    try {
+        performPlainly(prepare);
+    } catch (const CError& error) {
+        explainRefusal(error, path);
+        throw;
+    }
+}
+
+void CFTPSession::performPlainly(const Preparation& prepare) {
+    for (int tries = 1;; ++tries) {
+        CInterrupt::throwIfRequested();
+        prepare(m_client, m_request);
+        try {
+            m_policy.perform(m_request);
+            return;
+        } catch (const CError& error) {
+            const auto time = m_policy.decideRetry(error, tries);
+            if (!time) {
+                throw;
+            }
+            pause(*time);
+        }
+    }
+}
+
+void CFTPSession::explainRefusal(const CError& error, const String& path) {
+    if (!isRefusedFile(error)) {
+        return;
+    }
+    const auto& refusal = dynamic_cast<const CCURLError&>(error);
+    bool isMissing = false;
+    try {
+        performPlainly([&path](CFTPClient& client, CNetRequest& request) {
+            client.prepareVerifyExistsRequest(request, path);
+        });
+    } catch (const CError& answer) {
+        if (!isRefusedFile(answer)) {
+            return;
+        }
+        isMissing = true;
+    }
+    if (isMissing) {
+        throw CMissingError("There is no '" + path + "' on the server", "ftp", refusal.getResponseCode(),
+                            error.getProps());
+    }
+    throw CError("The server refuses this for '" + path + "'", "ftp", refusal.getResponseCode(),
+                 error.getProps());
+}
+
+P<CFTPListDirResult> CFTPSession::listDir(const String& path) {
+    perform(path, [&path](CFTPClient& client, CNetRequest& request) {
+        client.prepareListDirRequest(request, path);
+    });
+    return new CFTPListDirResult(*m_request.getDefaultReceiveBuffer());
+}
+
+CFTPDirEntry CFTPSession::getInfo(const String& path) {
+    perform(path, [&path](CFTPClient& client, CNetRequest& request) {
+        client.prepareGetInfoRequest(request, path);
+    });
+    const TArray<CFTPDirEntry> infos = findInfos(m_request);
+    if (infos.empty()) {
+        throw CError("The server's answer about '" + path + "' tells nothing.");
+    }
+    return infos.back();
+}
+
+// One that is there already is refused, and that would end the connection, did the command not begin with "*": by that
+// libcurl goes on behind a refusal (CURLOPT_PREQUOTE). What counts is what the server tells at last.
+void CFTPSession::makeDirs(const String& path) {
+    try {
+        performPlainly([&path](CFTPClient& client, CNetRequest& request) {
+            client.prepareGetInfoRequest(request, path);
+            const P<CNetStringList> commands = new CNetStringList;
+            for (const String& directory : getDirsDownTo(path)) {
+                commands->add("*MKD " + directory);
+            }
+            commands->add("MLST " + path);
+            request.setFTPCustomPreCommands(commands);
+        });
+    } catch (const CError& error) {
+        if (isRefusedFile(error)) {
+            throwDirFailure(path);
+        }
+        throw;
+    }
+    const TArray<CFTPDirEntry> infos = findInfos(m_request);
+    if (infos.empty() || infos.back().getType() != zet::IFileInfoBase::TypeDirectory) {
+        throw CError("There is no directory '" + path + "' on the server, but something else of this name.",
+                     "ftp");
+    }
+}
+
+void CFTPSession::throwDirFailure(const String& path) {
+    const TArray<String> refusals = findRefusals(m_request);
+    // The last one is the answer to the question whether the directory is there.
+    CProps props;
+    props.addCond(refusals.size() > 1, "serverMessage",
+                  refusals.size() > 1 ? refusals[refusals.size() - 2] : "");
+    throw CError("The directory '" + path + "' cannot be made", "ftp", -1, props);
+}
+
+void CFTPSession::removeTree(const String& path) {
+    try {
+        try {
+            m_client.deleteDirWithAllContents(m_request, path);
+        } catch (const CCURLError& error) {
+            CFTPTransferPolicy::throwWithReply(error, m_request);
+        }
+    } catch (const CError& error) {
+        explainRefusal(error, path);
+        throw;
+    }
+}
+
+void CFTPSession::removeFiles(const TArray<String>& paths) {
+    m_client.prepareDeleteFileRequest(m_request, paths.front());
+    const P<CNetStringList> commands = new CNetStringList;
+    for (const String& path : paths) {
+        commands->add("*DELE " + path);
+    }
+    m_request.setFTPCustomPreCommands(commands);
+    m_request.setOptionInt(CURLOPT_NOPROGRESS, 1);
+    m_request.setFullRequestTimeout(zet::CTimeSpan::fromMilliseconds(removalMilliseconds));
+    m_policy.perform(m_request);
+}
+
+}  // namespace vexil::app

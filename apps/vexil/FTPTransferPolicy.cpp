@@ -1,0 +1,83 @@
+#include "apps/vexil/FTPTransferPolicy.h"
+
+#include <algorithm>
+
+namespace vexil::app {
+
+namespace {
+
+constexpr std::chrono::milliseconds firstPause(200);
+constexpr std::chrono::milliseconds maxPause(10000);
+
+constexpr int replyServiceNotAvailable = 421;
+constexpr int replyNotLoggedIn = 530;
+
+bool mayPass(int64 curlCode) {
+    switch (curlCode) {
+    case CURLE_COULDNT_CONNECT:
+    case CURLE_PARTIAL_FILE:
+    case CURLE_OPERATION_TIMEDOUT:
+    case CURLE_GOT_NOTHING:
+    case CURLE_SEND_ERROR:
+    case CURLE_RECV_ERROR:
+        return true;
+    default:
+        return false;
+    }
+}
+
+// RFC 959, 4.2.1: these "transient negative" replies; 452, a full disk, will not pass so soon.
+bool mayPassByReply(int reply) {
+    return reply == replyServiceNotAvailable || reply == 425 || reply == 426 || reply == 450 || reply == 451;
+}
+
+}  // namespace
+
+void CFTPTransferPolicy::checkResult(CNetRequest& request) {
+    try {
+        request.checkAsyncResult();
+    } catch (const CCURLError& error) {
+        throwWithReply(error, request);
+    }
+    m_hasLoggedIn = true;
+}
+
+void CFTPTransferPolicy::perform(CNetRequest& request) {
+    try {
+        request.perform();
+    } catch (const CCURLError& error) {
+        throwWithReply(error, request);
+    }
+    m_hasLoggedIn = true;
+}
+
+void CFTPTransferPolicy::throwWithReply(const CCURLError& error, CNetRequest& request) {
+    if (!(error.getDomain() == "curl") || error.getResponseCode() < 1) {
+        error.throwClone();
+    }
+    throw CCURLError(static_cast<CURLcode>(error.getCode()), request.getErrorMessage(),
+                     error.getResponseCodeDomain(), error.getResponseCode(),
+                     request.getResponseText(error.getResponseCode()), "", error.getURL(), "");
+}
+
+std::optional<std::chrono::milliseconds> CFTPTransferPolicy::decideRetry(const CError& error, int tries) {
+    const auto* const transferError = dynamic_cast<const CCURLError*>(&error);
+    if (tries > m_maxRetries || !transferError || !(error.getDomain() == "curl") ||
+        error.getCode() == CURLE_ABORTED_BY_CALLBACK ||
+        (!mayPass(error.getCode()) && !mayPassByReply(transferError->getResponseCode()))) {
+        return std::nullopt;
+    }
+    ++m_retryCount;
+    return std::min(maxPause, firstPause * (1 << std::min(tries - 1, 10)));
+}
+
+bool CFTPTransferPolicy::isRefusedConnection(const CError& error) const {
+    const auto* const transferError = dynamic_cast<const CCURLError*>(&error);
+    if (!m_hasLoggedIn || !transferError) {
+        return false;
+    }
+    const int reply = transferError->getResponseCode();
+    return reply == replyServiceNotAvailable || reply == replyNotLoggedIn;
+}
+
+}  // namespace vexil::app

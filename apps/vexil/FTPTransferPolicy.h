@@ -1,0 +1,33 @@
+#pragma once
+
+#include "apps/vexil/TransferPolicy.h"
+#include "vexil/net/CURLError.h"
+
+namespace vexil::app {
+
+/// Treats transfers over FTP: what may pass (a connection that breaks or does not come about, a server that is busy) is
+/// tried again after pauses of 0.2 s, 0.4 s and so on, prepared anew.
+class CFTPTransferPolicy : public ITransferPolicy {
+public:
+    /// \param maxRetries  how often a transfer is tried again
+    explicit CFTPTransferPolicy(int maxRetries) : m_maxRetries(maxRetries) {}
+
+    void checkResult(CNetRequest& request) override;
+    std::optional<std::chrono::milliseconds> decideRetry(const CError& error, int tries) override;
+    bool preparesFurtherTries() const override { return true; }
+    /// True only when a login has succeeded before: then it is not name and password that the server does not like.
+    bool isRefusedConnection(const CError& error) const override;
+    int64 getRetryCount() const override { return m_retryCount; }
+
+    /// Performs a request that is prepared. A failure becomes what checkResult() throws.
+    void perform(CNetRequest& request);
+    /// Throws a failure of the request's with what the server has said.
+    [[noreturn]] static void throwWithReply(const CCURLError& error, CNetRequest& request);
+
+private:
+    const int m_maxRetries;
+    int64 m_retryCount = 0;
+    bool m_hasLoggedIn = false;
+};
+
+}  // namespace vexil::app

@@ -1,0 +1,16 @@
+#pragma once
+
+#include "vexil/BaseTypes.h"
+
+namespace vexil::app {
+
+/// What was asked for is not on the server.
+class CMissingError : public CError {
+public:
+    using CError::CError;
+
+    P<CError> clone() const override;
+    [[noreturn]] void throwClone() const override;
+};
+
+}  // namespace vexil::app

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "apps/vexil/RestoreSource.h"
+#include "vexil/s3/S3ObjectEnum.h"
+
+namespace vexil::app {
+
+class CContext;
+
+/// The objects below a prefix.
+class CS3RestoreSource : public IRestoreSource {
+public:
+    /// The context must outlive it.
+    CS3RestoreSource(CContext& context, const String& bucket, const String& prefix);
+
+    ITransferPolicy& getPolicy() override;
+    std::unique_ptr<IStoredFile> findNext() override;
+    const char* getNoun() const override { return "object"; }
+    const char* getQuestionWhereEmpty() const override { return "is the prefix right?"; }
+
+private:
+    class CObject;
+
+    CContext& m_context;
+    String m_bucket;
+    String m_prefix;
+    CS3ObjectEnum m_objects;
+};
+
+}  // namespace vexil::app

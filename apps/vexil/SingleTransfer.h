@@ -1,0 +1,13 @@
+#pragma once
+
+#include "apps/vexil/Transfer.h"
+
+namespace vexil::app {
+
+class ITransferPolicy;
+
+/// Runs one transfer with all the tries that the policy wants, and shows how it goes on.
+/// \throws what has ended it
+void runSingleTransfer(CContext& context, ITransferPolicy& policy, ITransfer& transfer);
+
+}  // namespace vexil::app

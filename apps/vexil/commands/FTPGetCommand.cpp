@@ -1,0 +1,45 @@
+#include "apps/vexil/commands/FTPGetCommand.h"
+
+#include "apps/vexil/CommandSyntax.h"
+#include "apps/vexil/Context.h"
+#include "apps/vexil/FTPDownload.h"
+#include "apps/vexil/FTPPath.h"
+#include "apps/vexil/PartFile.h"
+#include "apps/vexil/SingleTransfer.h"
+#include "apps/vexil/StandardOutStream.h"
+#include "apps/vexil/Text.h"
+
+namespace vexil::app {
+
+void CFTPGetCommand::define(CCommandSyntax& syntax) {
+    syntax.command("get", "Fetch a file")
+        .argument("PATH", m_path, "File on the server")
+        .optionalArgument("FILE", m_file,
+                          "Where to put it; a file of this name is replaced (default: standard output)")
+        .footer(R"(Examples:
+  vexil ftp get /photos/holiday.jpg holiday.jpg
+  vexil ftp get /backups/list.txt | less
+
+A download that breaks goes on where it broke, as long as the server tells that the file is the same. The
+file gets its name when it is complete; nothing is left of one that fails.)");
+}
+
+ExitCode CFTPGetCommand::run(CContext& context) {
+    // Before the file is made: a login that is missing shall not cost one that is there.
+    context.getFTP();
+    if (m_file.empty() || m_file == "-") {
+        download(context, new CStandardOutStream(context.getConsole()));
+    } else {
+        CPartFile file(toPath(m_file));
+        download(context, file.getStream());
+        file.commit();
+    }
+    return ExitCode::Done;
+}
+
+void CFTPGetCommand::download(CContext& context, const P<zet::IOutStream>& out) const {
+    CFTPDownload transfer(context, makeServerPath(m_path), out);
+    runSingleTransfer(context, context.getFTP().getPolicy(), transfer);
+}
+
+}  // namespace vexil::app
