@@ -59,18 +59,20 @@ CError makeMailError(const CCURLError& error, const CNetRequest& request, const 
     const String refusal =
         error.getResponseCode() >= firstRefusalCode ? getReply(request, error.getResponseCode()) : String();
     for (const auto& [name, value] : error.getProps().getEntries()) {
-        props.add(name, name == "serverMessage" && !refusal.isEmpty() ? refusal : value);
+        props.add(name, name == "serverMessage" && !refusal.isEmpty() ? refusal : value.trimmed());
     }
     const bool isReworded = message != error.getMessage();
     return CError(message, error.getDomain(), error.getCode(), props, isReworded ? error.clone() : nullptr);
 }
 
 String getReply(const CNetRequest& request, int code) {
-    const String start = "\n" + String::fromInt(code);
-    String text = request.getResponseText(code);
-    text.replaceAll(start + "-", " ");
-    text.replaceAll(start, "");
-    return text;
+    const String start = String::fromInt(code);
+    // Each line has the code in front.
+    String text = "\n" + request.getResponseText(code);
+    text.replaceAll("\n" + start + "-", " ");
+    text.replaceAll("\n" + start, "");
+    text.trim();
+    return text.isEmpty() ? text : start + " " + text;
 }
 
 }  // namespace vexil::app

@@ -25,6 +25,10 @@ CCURLError makeStatusError(int status) {
                       "http://u:p@h/x", "PUT");
 }
 
+CCURLError makeMailError(CURLcode code, int reply) {
+    return CCURLError(code, "", "smtp", reply, "reply", "", "smtp://h:25", "");
+}
+
 std::string textOf(const std::exception& error) {
     return CErrorReport(error).getText().toUTF8();
 }
@@ -95,6 +99,22 @@ TEST(ErrorReportTest, AdviceFitsTheError) {
     EXPECT_THAT(textOf(CCURLError(CURLE_PEER_FAILED_VERIFICATION, "", "", 0, "", "", "https://h/", "")),
                 HasSubstr("--ca-bundle"));
     EXPECT_THAT(textOf(CError("x")), Not(HasSubstr("what you can do")));
+}
+
+TEST(ErrorReportTest, MailServersRefuseLoginsWithCodesOfTheirOwn) {
+    EXPECT_EQ(codeOf(makeMailError(CURLE_LOGIN_DENIED, 535)), ExitCode::RefusedLogin);
+    EXPECT_THAT(textOf(makeMailError(CURLE_LOGIN_DENIED, 535)), HasSubstr("VEXIL_MAIL_PASSWORD"));
+    EXPECT_EQ(codeOf(makeMailError(CURLE_SEND_ERROR, 530)), ExitCode::RefusedLogin);
+    EXPECT_THAT(textOf(makeMailError(CURLE_SEND_ERROR, 530)), HasSubstr("wants a login"));
+    EXPECT_EQ(codeOf(makeMailError(CURLE_SEND_ERROR, 550)), ExitCode::Failed);
+}
+
+TEST(ErrorReportTest, ARefusedMailIsNotCalledABrokenConnection) {
+    EXPECT_THAT(textOf(makeMailError(CURLE_SEND_ERROR, 550)), Not(HasSubstr("what you can do")));
+    EXPECT_THAT(textOf(makeMailError(CURLE_SEND_ERROR, 499)), HasSubstr("Try again later."));
+    EXPECT_THAT(textOf(makeMailError(CURLE_SEND_ERROR, 500)), Not(HasSubstr("Try again")));
+    EXPECT_THAT(textOf(makeMailError(CURLE_RECV_ERROR, 250)), HasSubstr("The connection broke."));
+    EXPECT_THAT(textOf(makeMailError(CURLE_USE_SSL_FAILED, 250)), HasSubstr("STARTTLS"));
 }
 
 }  // namespace vexil::app

@@ -37,9 +37,9 @@ class ProgramTest(unittest.TestCase):
         self.environment = {**os.environ, "VEXIL_S3_ACCESS_KEY": "access", "VEXIL_S3_SECRET_KEY": SECRET}
         self.environment.pop("VEXIL_S3_ENDPOINT", None)
 
-    def start(self, *arguments, before=None, program=PROGRAM, stdout=subprocess.PIPE):
+    def start(self, *arguments, before=None, program=PROGRAM, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE):
         return subprocess.Popen([program, *map(str, arguments)], cwd=self.folder, env=self.environment,
-                                stdin=subprocess.DEVNULL, stdout=stdout, stderr=subprocess.PIPE, preexec_fn=before)
+                                stdin=stdin, stdout=stdout, stderr=subprocess.PIPE, preexec_fn=before)
 
     def finish(self, process):
         try:

@@ -1,0 +1,44 @@
+"""A mail server in a few lines, which answers with what a test wants."""
+
+import socketserver
+import threading
+
+
+class FakeSMTP:
+    """Answers each command by its first word; what stands in `replies` comes instead, one after another."""
+
+    DEFAULTS = {"EHLO": "250-fake\r\n250 HELP", "DATA": "354 go on", "QUIT": "221 bye", ".": "250 stored"}
+
+    def __init__(self, **replies):
+        self.replies = {verb: list(texts) for verb, texts in replies.items()}
+        self.commands = []
+        fake = self
+
+        class Session(socketserver.StreamRequestHandler):
+            def handle(self):
+                self.send("220 fake")
+                in_data = False
+                while line := self.rfile.readline():
+                    text = line.decode().rstrip("\r\n")
+                    if in_data and text != ".":
+                        continue
+                    fake.commands.append(text)
+                    reply = fake.reply_to(text.split(" ")[0].upper())
+                    self.send(reply)
+                    in_data = reply.startswith("354")
+
+            def send(self, reply):
+                self.wfile.write(reply.encode() + b"\r\n")
+
+        self.server = socketserver.ThreadingTCPServer(("127.0.0.1", 0), Session)
+        self.server.daemon_threads = True
+        self.address = "127.0.0.1:%d" % self.server.server_address[1]
+        threading.Thread(target=self.server.serve_forever, daemon=True).start()
+
+    def reply_to(self, verb):
+        wanted = self.replies.get(verb)
+        return wanted.pop(0) if wanted else self.DEFAULTS.get(verb, "250 OK")
+
+    def close(self):
+        self.server.shutdown()
+        self.server.server_close()

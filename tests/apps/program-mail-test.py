@@ -1,0 +1,310 @@
+#!/usr/bin/env python3
+"""Mail from the command line: through a real mail server, and to one that says odd things."""
+
+import email
+import email.policy
+import email.utils
+import json
+import os
+import pathlib
+import socket
+import time
+import unittest
+
+from fake_smtp import FakeSMTP
+from program import ProgramTest, SECRET
+
+FROM = ["--from", "backup@example.com"]
+TO = ["--to", "jo@example.com"]
+
+
+class MailTest(ProgramTest):
+    def setUp(self):
+        super().setUp()
+        for name in ("SERVER", "USER", "PASSWORD"):
+            self.environment.pop(f"VEXIL_MAIL_{name}", None)
+
+    def log_in(self, user="tester", password="secret"):
+        self.environment.update(VEXIL_MAIL_USER=user, VEXIL_MAIL_PASSWORD=password)
+
+    def mail(self, command, *arguments, **options):
+        return self.run_program("mail", command, *arguments, **options)
+
+
+class ServerTest(MailTest):
+    """With the server's own certificate trusted."""
+
+    def setUp(self):
+        super().setUp()
+        self.mails = pathlib.Path(os.environ["VEXIL_SMTP_MAILS"])
+        self.known = set(self.mails.glob("*.eml"))
+        self.environment["VEXIL_MAIL_SERVER"] = os.environ["VEXIL_SMTP_ENDPOINT"]
+        self.trust = ["--ca-bundle", os.environ["VEXIL_SMTP_CA"]]
+
+    def send(self, *arguments, **options):
+        return self.mail("send", *self.trust, *FROM, *arguments, **options)
+
+    def arrived(self):
+        """The mails that have come in this test, with their envelopes."""
+        files = sorted(set(self.mails.glob("*.eml")) - self.known)
+        return [(email.message_from_bytes(file.read_bytes(), policy=email.policy.default),
+                 json.loads(file.with_suffix(".json").read_text())) for file in files]
+
+    def the_mail(self):
+        mails = self.arrived()
+        self.assertEqual(len(mails), 1)
+        return mails[0]
+
+    def test_a_mail_with_text_and_files_arrives_as_it_was_meant(self):
+        text = "Grüße 🎉\n.\n..dots\n\nlast line without an end"
+        binary = os.urandom(300000) + bytes(range(256))
+        self.write("report.txt", text.encode())
+        self.write("sub/ü 🎉 \"b\".bin", binary)
+        self.write("empty", b"")
+        self.send("--name", "Jürgen Groß, Büro", *TO, "--to", "x@example.com", "--cc", "c@example.com",
+                  "--subject", "Grüße — \"März\"", "--text", "report.txt", "--attach", "sub/ü 🎉 \"b\".bin",
+                  "--attach", "empty")
+        mail, envelope = self.the_mail()
+        self.assertEqual([(a.display_name, a.addr_spec) for a in mail["From"].addresses],
+                         [("Jürgen Groß, Büro", "backup@example.com")])
+        self.assertEqual([a.addr_spec for a in mail["To"].addresses], ["jo@example.com", "x@example.com"])
+        self.assertEqual([a.addr_spec for a in mail["Cc"].addresses], ["c@example.com"])
+        self.assertEqual(mail["Subject"], "Grüße — \"März\"")
+        body, first, second = mail.iter_parts()
+        self.assertEqual(body.get_content_type(), "text/plain")
+        self.assertEqual(body.get_payload(decode=True), text.replace("\n", "\r\n").encode())
+        self.assertEqual((first.get_filename(), first.get_payload(decode=True)), ("ü 🎉 \"b\".bin", binary))
+        self.assertEqual((second.get_filename(), second.get_payload(decode=True)), ("empty", b""))
+        self.assertEqual([part.get_content_disposition() for part in (first, second)], ["attachment"] * 2)
+        self.assertEqual(envelope, {"from": "backup@example.com", "tls": True, "login": "",
+                                    "to": ["jo@example.com", "x@example.com", "c@example.com"]})
+
+    def test_a_mail_is_dated_and_has_a_name_of_its_own(self):
+        before = int(time.time())
+        self.send(*TO)
+        self.send(*TO)
+        after = int(time.time())
+        mails = [mail for mail, _ in self.arrived()]
+        for mail in mails:
+            self.assertRegex(mail["Message-ID"], r"^<[0-9.]+@example\.com>$")
+            self.assertIn(" +0000", mail["Date"])
+            date = email.utils.parsedate_to_datetime(mail["Date"]).timestamp()
+            self.assertTrue(before <= date <= after, mail["Date"])
+        self.assertEqual(len({mail["Message-ID"] for mail in mails}), 2)
+
+    def test_blind_copies_stand_in_the_envelope_only(self):
+        self.send(*TO, "--bcc", "hidden@example.com", "--subject", "s")
+        mail, envelope = self.the_mail()
+        self.assertEqual(envelope["to"], ["jo@example.com", "hidden@example.com"])
+        self.assertNotIn(b"hidden", mail.as_bytes())
+        self.assertIsNone(mail["Bcc"])
+
+    def test_a_mail_may_have_blind_recipients_only(self):
+        self.send("--bcc", "hidden@example.com")
+        mail, envelope = self.the_mail()
+        self.assertEqual((mail["To"], envelope["to"]), (None, ["hidden@example.com"]))
+
+    def test_the_lines_of_many_recipients_stay_short(self):
+        addresses = [f"recipient.number.{number}@department.example.com" for number in range(60)]
+        self.send(*[argument for address in addresses for argument in ("--to", address)])
+        mail, envelope = self.the_mail()
+        self.assertEqual([a.addr_spec for a in mail["To"].addresses], addresses)
+        self.assertEqual(envelope["to"], addresses)
+        stored = next(iter(set(self.mails.glob("*.eml")) - self.known)).read_bytes()
+        self.assertLess(max(map(len, stored.split(b"\r\n"))), 100)
+
+    def test_the_text_may_come_from_standard_input(self):
+        with open(self.write("text", "from ä pipe\n".encode()), "rb") as text:
+            self.send(*TO, "--text", "-", stdin=text)
+        self.assertEqual(self.the_mail()[0].get_content(), "from ä pipe\r\n")
+
+    def test_a_text_that_is_not_utf8_goes_all_the_same(self):
+        self.write("text", b"one\xfftwo\n")
+        self.assertIn("not UTF-8", self.send(*TO, "--text", "text").err)
+        self.assertRegex(self.the_mail()[0].get_content(), "^one\ufffd+two\r\n$")
+
+    def test_files_may_come_without_a_text_and_with_odd_names(self):
+        self.write(os.fsdecode(b"odd\n\xff"), b"1")
+        self.send(*TO, "--attach", os.fsdecode(b"odd\n\xff"))
+        part, = self.the_mail()[0].iter_parts()
+        self.assertRegex(part.get_filename(), "^odd_\ufffd+$")
+
+    def test_each_security_with_and_without_a_login(self):
+        ssl = ["--server", os.environ["VEXIL_SMTPS_ENDPOINT"]]
+        for security, server, tls in (("unencrypted", [], False), ("starttls", [], True), ("ssl", ssl, True)):
+            for login in (False, True):
+                with self.subTest(security=security, login=login):
+                    self.environment.pop("VEXIL_MAIL_USER", None)
+                    self.environment.pop("VEXIL_MAIL_PASSWORD", None)
+                    if login:
+                        self.log_in()
+                    self.known = set(self.mails.glob("*.eml"))
+                    self.assertEqual(self.send(*TO, "--security", security, *server).err, "")
+                    envelope = self.the_mail()[1]
+                    self.assertEqual((envelope["tls"], envelope["login"] != ""), (tls, login))
+                    words = self.mail("test", *self.trust, "--security", security, *server).out
+                    self.assertIn(": unencrypted, " if security == "unencrypted" else f": {security}", words)
+                    self.assertIn("logged in as tester" if login else "no login", words)
+        self.assertEqual(len(self.arrived()), 1, "a test sends nothing")
+
+    def test_a_wrong_password_is_a_refused_login(self):
+        self.log_in(password=SECRET)
+        for arguments in (["test"], ["send", *FROM, *TO]):
+            result = self.mail(*arguments, *self.trust, "--log-level", "debug", code=4)
+            self.assertIn("535 5.7.8", result.err)
+            self.assertIn("VEXIL_MAIL_PASSWORD", result.err)
+            self.assertNotIn(SECRET, result.err)
+        self.assertEqual(self.arrived(), [])
+
+    def test_no_password_shows_in_the_log_of_the_wire(self):
+        self.log_in()
+        result = self.send(*TO, "--log-level", "debug")
+        self.assertIn("RCPT TO:<jo@example.com>", result.err)
+        self.assertNotIn("AHRlc3RlcgBzZWNyZXQ=", result.err)
+        self.assertNotIn("secret", result.err)
+
+    def test_a_login_that_the_server_does_not_offer_is_told(self):
+        self.log_in()
+        plain = ["--security", "unencrypted", "--server", os.environ["VEXIL_SMTP_PLAIN_ENDPOINT"]]
+        result = self.mail("test", *plain)
+        self.assertIn("the server offers no login", result.err)
+        self.assertIn("no login", result.out)
+        self.assertIn("the server offers no login", self.send(*TO, *plain).err)
+        self.assertEqual(len(self.arrived()), 1)
+
+    def test_a_refused_recipient_is_named_and_nobody_gets_the_mail(self):
+        self.log_in()
+        for security in ("starttls", "unencrypted"):
+            result = self.send(*TO, "--cc", "refused.one@example.com", "--bcc", "b@example.com", "--security",
+                               security, code=1)
+            self.assertIn("refuses the recipient refused.one@example.com", result.err)
+            self.assertIn("server message:  550 5.1.1 no such user here", result.err)
+            self.assertNotIn("221", result.err)
+            self.assertNotIn("Try again", result.err)
+        self.assertEqual(self.arrived(), [])
+
+    def test_a_refused_sender(self):
+        result = self.mail("send", *self.trust, "--from", "refused@example.com", *TO, code=1)
+        self.assertIn("refuses the sender", result.err)
+        self.assertIn("550 5.7.1 this sender is refused", result.err)
+
+    def test_a_server_without_starttls_gets_nothing(self):
+        result = self.send(*TO, "--server", os.environ["VEXIL_SMTP_PLAIN_ENDPOINT"], code=1)
+        self.assertIn("STARTTLS", result.err)
+        self.assertIn("--security", result.err)
+        self.assertEqual(self.arrived(), [])
+
+    def test_a_certificate_must_be_trusted_unless_nobody_asks_for_it(self):
+        ssl = ["--security", "ssl", "--server", os.environ["VEXIL_SMTPS_ENDPOINT"]]
+        for place in ([], ssl):
+            for wrong in ([], ["--ca-bundle", os.environ["VEXIL_SMTP_WRONG_CA"]]):
+                result = self.mail("send", *FROM, *TO, *place, *wrong, code=1)
+                self.assertIn("libcurl code:    60", result.err)
+                self.assertIn("--ca-bundle", result.err)
+            self.assertEqual(self.arrived(), [])
+            self.mail("send", *FROM, *TO, *place, "--no-verify")
+            self.assertEqual(len(self.arrived()), 1)
+            self.known = set(self.mails.glob("*.eml"))
+
+
+class OddServerTest(MailTest):
+    def start_server(self, **replies):
+        server = FakeSMTP(**replies)
+        self.addCleanup(server.close)
+        return server, ["--security", "unencrypted", "--server", server.address]
+
+    def test_the_lines_of_a_refusal_are_joined(self):
+        _, place = self.start_server(RCPT=["250 OK", "251 will forward", "550-no such user,\r\n550-not here,\r\n550 bye"])
+        result = self.mail("send", *place, *FROM, "--to", "a@b.c", "--to", "d@e.f", "--to", "g@h.i", "--to",
+                           "j@k.l", code=1)
+        self.assertIn("refuses the recipient g@h.i.", result.err)
+        self.assertIn("server message:  550 no such user, not here, bye\n", result.err)
+
+    def test_a_server_without_extensions_may_refuse_a_recipient(self):
+        server, place = self.start_server(EHLO=["500 what?"], RCPT=["250 OK", "452 too many"])
+        result = self.mail("send", *place, *FROM, "--to", "a@b.c", "--to", "d@e.f", code=1)
+        self.assertIn("HELO", server.commands[1])
+        self.assertIn("refuses the recipient d@e.f.", result.err)
+        self.assertIn("Try again later", result.err)
+
+    def test_a_server_that_wants_a_login(self):
+        _, place = self.start_server(MAIL=["530 5.7.0 authentication required"])
+        result = self.mail("send", *place, *FROM, *TO, code=4)
+        self.assertIn("530 5.7.0 authentication required", result.err)
+        self.assertIn("set VEXIL_MAIL_USER", result.err)
+
+    def test_a_mail_that_is_refused_at_its_end(self):
+        _, place = self.start_server(**{".": ["554 5.7.1 looks like spam"]})
+        result = self.mail("send", *place, *FROM, *TO, code=1)
+        self.assertIn("server message:  554 5.7.1 looks like spam", result.err)
+
+    def test_what_the_server_says_of_a_mail_is_there_for_those_who_ask(self):
+        _, place = self.start_server(**{".": ["250 queued as 42"] * 2})
+        self.assertEqual(self.mail("send", *place, *FROM, *TO).err, "")
+        self.assertIn("sent: 250 queued as 42", self.mail("send", *place, *FROM, *TO, "--log-level", "info").err)
+
+    def test_nothing_listens(self):
+        with socket.socket() as free:
+            free.bind(("127.0.0.1", 0))
+            place = ["--server", "127.0.0.1:%d" % free.getsockname()[1]]
+            for arguments in (["test"], ["send", *FROM, *TO]):
+                result = self.mail(*arguments, *place, code=1)
+                self.assertIn("libcurl code:    7", result.err)
+                self.assertIn("Check host and port", result.err)
+
+    def test_a_server_that_says_nothing_ends_by_the_time_limit(self):
+        with socket.create_server(("127.0.0.1", 0)) as silent:
+            place = ["--server", "127.0.0.1:%d" % silent.getsockname()[1]]
+            result = self.mail("test", *place, "--timeout", "0.3", code=1)
+            self.assertIn("libcurl code:    28", result.err)
+
+    def test_an_interrupt_ends_a_mail(self):
+        with socket.create_server(("127.0.0.1", 0)) as silent:
+            process = self.start("mail", "test", "--server", "127.0.0.1:%d" % silent.getsockname()[1])
+            with silent.accept()[0]:
+                self.assertEqual(self.interrupt(process).code, 130)
+
+    def test_wrong_usage_is_found_before_anything_is_sent(self):
+        server, place = self.start_server()
+        self.write("text")
+        for arguments, words in (
+                ([*FROM], "no recipient"),
+                ([*TO], "is no mail address"),
+                ([*FROM, "--to", "jo"], "'jo' is no mail address"),
+                ([*FROM, "--to", ""], "is no mail address"),
+                ([*FROM, "--to", "a@b.c,d@e.f"], "is no mail address"),
+                ([*FROM, "--to", "a,b@c.d"], "is no mail address"),
+                ([*FROM, "--to", "Jo <jo@example.com>"], "is no mail address"),
+                ([*FROM, "--to", "jo@exämple.com"], "is no mail address"),
+                ([*FROM, "--bcc", "a@b.c\nDATA"], "is no mail address"),
+                ([*FROM, *TO, "--subject", "one\nBcc: x@y.z"], "line ends"),
+                ([*FROM, *TO, "--name", "one\nBcc: x@y.z"], "CR, LF or NUL"),
+                ([*FROM, *TO, "--text", "absent"], "there is no file 'absent'"),
+                ([*FROM, *TO, "--attach", "."], "not a regular file"),
+                ([*FROM, *TO, "--text"], "--text"),
+                ([*FROM, *TO, "extra"], "extra")):
+            with self.subTest(arguments=arguments):
+                self.assertIn(words, self.mail("send", *place, *arguments, code=2).err)
+        self.assertEqual(server.commands, [])
+
+    def test_a_server_must_be_one(self):
+        for server in ("smtp://a.b", "user@a.b", "a.b/c", "a b", "a.b:", "a.b:0", "a.b:65536", "::1", "[::1", ":25"):
+            with self.subTest(server=server):
+                self.assertIn("is no server", self.mail("test", "--server", server, code=2).err)
+        self.assertIn("--security is", self.mail("test", "--server", "a.b", "--security", "SSL", code=2).err)
+
+    def test_a_server_must_be_named(self):
+        self.assertIn("VEXIL_MAIL_SERVER", self.mail("test", code=2).err)
+        self.assertIn("VEXIL_MAIL_SERVER", self.mail("send", *FROM, *TO, code=2).err)
+
+    def test_half_a_login_is_none(self):
+        for name, missing in (("USER", "PASSWORD"), ("PASSWORD", "USER")):
+            self.environment.pop(f"VEXIL_MAIL_{missing}", None)
+            self.environment[f"VEXIL_MAIL_{name}"] = SECRET
+            result = self.mail("test", "--server", "127.0.0.1:1", code=2)
+            self.assertIn(f"VEXIL_MAIL_{missing}", result.err)
+            self.assertNotIn(SECRET, result.err)
+
+
+if __name__ == "__main__":
+    unittest.main()
