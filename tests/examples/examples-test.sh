@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Runs the examples against a real S3 server and a web server.
+# Runs the examples against a real S3 server, a web server and a mail server.
 #
-# Usage: with-servers.sh s3 nginx -- examples-test.sh BUILD_DIR
+# Usage: with-servers.sh s3 nginx smtp -- examples-test.sh BUILD_DIR
 set -euo pipefail
 
 build_dir=${1:?usage: examples-test.sh BUILD_DIR}
@@ -41,3 +41,28 @@ output=$("$examples/example-parallel" "$text" "$absent" "$large" 2>"$build_dir/e
 [[ $status == 1 ]] || fail "one absent URL of three ended with $status"
 [[ $output == "14 $text"$'\n'"1048576 $large" ]] || fail "one absent URL of three printed: $output"
 grep -q "$absent: .*404" "$build_dir/examples/error.txt" || fail 'an absent URL is not told as such'
+
+printf 'a.txt\nb.txt\n' >"$build_dir/examples/files.txt"
+mail=("$examples/example-mail" "${VEXIL_SMTP_ENDPOINT%:*}" "${VEXIL_SMTP_ENDPOINT##*:}" backup@example.com)
+export VEXIL_MAIL_USER=tester VEXIL_MAIL_PASSWORD=secret VEXIL_MAIL_CA=$VEXIL_SMTP_CA
+expect '' "${mail[@]}" jo@example.com 'Alles gesichert.' "$build_dir/examples/files.txt"
+expect $'Backup of J\u00fcrgen <backup@example.com>\njo@example.com\nBericht f\u00fcr M\u00e4rz
+Alles gesichert.\nfiles.txt a.txt b.txt' /usr/bin/python3 -X utf8 - "$VEXIL_SMTP_MAILS/00001.eml" <<'PYTHON'
+import email, email.policy, sys
+
+with open(sys.argv[1], "rb") as file:
+    mail = email.message_from_binary_file(file, policy=email.policy.default)
+text, attachment = mail.iter_parts()
+print(mail["From"], mail["To"], mail["Subject"], text.get_content(), sep="\n")
+print(attachment.get_filename(), *attachment.get_content().split())
+PYTHON
+
+status=0
+"${mail[@]}" refused@example.com text "$build_dir/examples/files.txt" 2>"$build_dir/examples/error.txt" || status=$?
+[[ $status == 1 ]] || fail "a refused recipient ended with $status"
+grep -q 'RCPT failed: 550' "$build_dir/examples/error.txt" || fail 'a refused recipient is not told as such'
+status=0
+VEXIL_MAIL_CA='' "${mail[@]}" jo@example.com text "$build_dir/examples/files.txt" 2>"$build_dir/examples/error.txt" ||
+    status=$?
+[[ $status == 1 ]] || fail "a certificate that nobody trusts ended with $status"
+grep -q 'certificate' "$build_dir/examples/error.txt" || fail 'a certificate that nobody trusts is not told as such'
