@@ -31,6 +31,13 @@ CCommandSyntax& CCommandSyntax::option(const char* name, const char* valueName, 
     return *this;
 }
 
+CCommandSyntax& CCommandSyntax::fileOption(const char* name, std::string& value, const char* help) {
+    const CLI::Validator notEmpty(
+        [](const std::string& file) { return file.empty() ? "the value is empty" : std::string(); }, "");
+    m_app->add_option(name, value, help)->type_name("FILE")->check(notEmpty);
+    return *this;
+}
+
 CCommandSyntax& CCommandSyntax::options(const char* name, const char* valueName,
                                         std::vector<std::string>& values, const char* help) {
     m_app->add_option(name, values, help)->type_name(valueName)->expected(1)->take_all();

@@ -26,6 +26,8 @@ public:
     CCommandSyntax& arguments(const char* name, std::vector<std::string>& values, int minimum, int maximum,
                               const char* help);
     CCommandSyntax& option(const char* name, const char* valueName, std::string& value, const char* help);
+    /// One whose value is a file's name, not "": as from a script in which a variable is not set.
+    CCommandSyntax& fileOption(const char* name, std::string& value, const char* help);
     /// One that may be given any number of times.
     CCommandSyntax& options(const char* name, const char* valueName, std::vector<std::string>& values,
                             const char* help);

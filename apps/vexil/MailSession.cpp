@@ -55,6 +55,10 @@ bool CMailSession::isLoggedIn() const {
 String CMailSession::describe() const {
     String text = printable(m_params.getHost()) + ":" + String::fromInt(m_params.getPort()) + ": ";
     text += CSMTPParams::connectTypeToString(m_params.getConnectType());
+    if (m_params.getConnectType() != CSMTPParams::ConnectUnencrypted) {
+        text +=
+            m_context.getSetup().checksCertificates() ? ", certificate checked" : ", certificate not checked";
+    }
     return text + (isLoggedIn() ? ", logged in as " + printable(m_params.getLoginName()) : ", no login");
 }
 

@@ -18,6 +18,9 @@ public:
 
     void setUp(CNetRequest& request) override;
 
+    /// Whether a server must prove who it is.
+    bool checksCertificates() const noexcept { return m_options.verify; }
+
 private:
     friend class CRequiredETag;
 

@@ -203,6 +203,8 @@ class ServerTest(MailTest):
                 self.assertIn("--ca-bundle", result.err)
             self.assertEqual(self.arrived(), [])
             self.mail("send", *FROM, *TO, *place, "--no-verify")
+            self.assertIn(", certificate not checked, ", self.mail("test", *place, "--no-verify").out)
+            self.assertIn(", certificate checked, ", self.mail("test", *place, *self.trust).out)
             self.assertEqual(len(self.arrived()), 1)
             self.known = set(self.mails.glob("*.eml"))
 
@@ -280,6 +282,8 @@ class OddServerTest(MailTest):
                 ([*FROM, *TO, "--subject", "one\nBcc: x@y.z"], "line ends"),
                 ([*FROM, *TO, "--name", "one\nBcc: x@y.z"], "CR, LF or NUL"),
                 ([*FROM, *TO, "--text", "absent"], "there is no file 'absent'"),
+                ([*FROM, *TO, "--text", ""], "the value is empty"),
+                ([*FROM, *TO, "--attach", ""], "there is no file ''"),
                 ([*FROM, *TO, "--attach", "."], "not a regular file"),
                 ([*FROM, *TO, "--text"], "--text"),
                 ([*FROM, *TO, "extra"], "extra")):

@@ -29,7 +29,7 @@ void CMailSendCommand::define(CCommandSyntax& syntax) {
         .options("--bcc", "ADDRESS", m_bcc,
                  "One who gets a copy of which the others do not learn; may be repeated")
         .option("--subject", "TEXT", m_subject, "The subject line")
-        .option("--text", "FILE", m_textFile, "The text in UTF-8; - for standard input (default: no text)")
+        .fileOption("--text", m_textFile, "The text in UTF-8; - for standard input (default: no text)")
         .options("--attach", "FILE", m_attachments, "A file to send along; may be repeated");
     m_server.define(syntax);
     syntax.footer(R"(Examples:

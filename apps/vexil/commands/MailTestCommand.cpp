@@ -7,7 +7,7 @@
 namespace vexil::app {
 
 void CMailTestCommand::define(CCommandSyntax& syntax) {
-    syntax.command("test", "Connect to a mail server and log in, without sending a mail");
+    syntax.command("test", "Connect to a mail server and log in");
     m_server.define(syntax);
     syntax.footer(R"(Example:
   vexil mail test --server mail.example.com --security ssl)");
