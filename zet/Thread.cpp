@@ -8,6 +8,12 @@
 
 namespace zet {
 
+namespace {
+
+constexpr int stopSlice = 250;  // milliseconds
+
+}  // namespace
+
 IRunnable::~IRunnable() = default;
 
 CThread::CThread(IRunnable* runnable, bool logErrors) : m_runnable(runnable), m_logErrors(logErrors) {}
@@ -45,8 +51,11 @@ void CThread::start() {
 void CThread::stop(bool wait) {
     m_isStopRequested = true;
     onStopRequested();
-    if (wait && isAlive() && getCurrentID() != getID()) {
-        m_ended.wait(-1);
+    if (!wait || getCurrentID() == getID()) {
+        return;
+    }
+    // In slices: a start that fails at this moment ends nothing.
+    while (isAlive() && !m_ended.wait(stopSlice)) {
     }
 }
 

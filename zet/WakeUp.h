@@ -33,6 +33,9 @@ public:
     /// To wait for; stays this object's.
     std::intptr_t getDescriptor() const noexcept { return m_descriptor; }
 
+    /// Whether CPosixSelect can wait for descriptors that are opened from now on, which get the lowest free numbers.
+    bool canSelectNewDescriptors() const noexcept;
+
 private:
     // In the file of the platform.
     void makeReadable() noexcept;

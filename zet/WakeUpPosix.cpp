@@ -1,4 +1,5 @@
 #include "zet/Error.h"
+#include "zet/PosixSelect.h"
 #include "zet/WakeUp.h"
 
 #include <cerrno>
@@ -20,6 +21,15 @@ CWakeUp::CWakeUp() : m_descriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
 
 CWakeUp::~CWakeUp() {
     close(static_cast<int>(m_descriptor));
+}
+
+bool CWakeUp::canSelectNewDescriptors() const noexcept {
+    const int next = dup(static_cast<int>(m_descriptor));
+    if (next < 0) {
+        return true;  // there will be no new ones
+    }
+    close(next);
+    return CPosixSelect::canSelect(next);
 }
 
 void CWakeUp::makeReadable() noexcept {

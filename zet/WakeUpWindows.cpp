@@ -45,6 +45,10 @@ CWakeUp::~CWakeUp() {
     closesocket(static_cast<SOCKET>(m_descriptor));
 }
 
+bool CWakeUp::canSelectNewDescriptors() const noexcept {
+    return true;
+}
+
 void CWakeUp::makeReadable() noexcept {
     const char byte = 0;
     send(static_cast<SOCKET>(m_descriptor), &byte, 1, 0);

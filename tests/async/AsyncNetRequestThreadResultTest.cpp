@@ -154,7 +154,6 @@ TEST_F(AsyncNetRequestThreadResultTest, ARequestRunsAgainWithAllItsSettings) {
     EXPECT_TRUE(resultError<CCURLError>());
     listener->then = [this] { isTold.set(); };
     isTold.reset();
-    // Its signal is on until the worker has taken it over.
     thread->addRequest(request);
     EXPECT_TRUE(isTold.wait(longTime));
     request->checkAsyncResult();

@@ -25,24 +25,25 @@ void check(CURLMcode code) {
     }
 }
 
-// A function: where a class with virtual bases delegates its construction, g++ 12 does not free the memory of a
-// `new` among the arguments whose constructor throws.
-P<zet::CWakeUp> makeWakeUp() {
-    return new zet::CWakeUp;
-}
-
 }  // namespace
 
 IAsyncNetRequestManager::~IAsyncNetRequestManager() = default;
 
+// By a function: where a class with virtual bases delegates its construction, g++ 12 does not free the memory of a
+// `new` among the arguments whose constructor throws.
 CAsyncNetRequestManager::CAsyncNetRequestManager() : CAsyncNetRequestManager(makeWakeUp()) {}
 
 CAsyncNetRequestManager::CAsyncNetRequestManager(const P<zet::CWakeUp>& wakeUp) : m_wakeUp(wakeUp) {
-    CGlobalInit::get();
     m_multi.reset(curl_multi_init());
     if (!m_multi) {
         throw CError("Error creating curl multi handle.");
     }
+}
+
+P<zet::CWakeUp> CAsyncNetRequestManager::makeWakeUp() {
+    // First: on Windows there are no sockets before libcurl has started them.
+    CGlobalInit::get();
+    return new zet::CWakeUp;
 }
 
 CAsyncNetRequestManager::~CAsyncNetRequestManager() {
@@ -87,6 +88,7 @@ void CAsyncNetRequestManager::removeRequest(int index) {
     const auto entry = m_requests.begin() + index;
     check(curl_multi_remove_handle(m_multi.get(), (*entry)->getHandle()));
     m_requests.erase(entry);
+    m_isBeyondSelect = m_isBeyondSelect && !m_requests.empty();
 }
 
 void CAsyncNetRequestManager::removeAllRequests() {
@@ -155,7 +157,8 @@ void CAsyncNetRequestManager::waitForEvents(int timeoutMs) {
 }
 
 bool CAsyncNetRequestManager::usesPoll() const noexcept {
-    return getRequestCount() > maxSelectRequests || !zet::CPosixSelect::canSelect(m_wakeUp->getDescriptor());
+    return getRequestCount() > maxSelectRequests || m_isBeyondSelect ||
+           !zet::CPosixSelect::canSelect(m_wakeUp->getDescriptor());
 }
 
 void CAsyncNetRequestManager::waitBySelect(int timeoutMs) {
@@ -175,8 +178,13 @@ void CAsyncNetRequestManager::waitBySelect(int timeoutMs) {
         wait = std::min(wait, maxWaitWithoutSockets);
     }
     const int count = std::max(highest, static_cast<int>(wakeUp)) + 1;
-    if (zet::CPosixSelect::select(count, &read, &write, &error, wait) > 0 && FD_ISSET(wakeUp, &read)) {
-        m_wakeUp->clear();
+    if (zet::CPosixSelect::select(count, &read, &write, &error, wait) > 0) {
+        if (FD_ISSET(wakeUp, &read)) {
+            m_wakeUp->clear();
+        }
+    } else if (wait > 0 && !m_requests.empty()) {
+        // Perhaps something came, for a socket that has no place in a set.
+        m_isBeyondSelect = !m_wakeUp->canSelectNewDescriptors();
     }
 }
 

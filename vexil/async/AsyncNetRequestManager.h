@@ -87,6 +87,8 @@ private:
     /// \param wakeUp  ends a wait from another thread
     explicit CAsyncNetRequestManager(const P<zet::CWakeUp>& wakeUp);
 
+    static P<zet::CWakeUp> makeWakeUp();
+
     int find(const CNetRequest* request) const noexcept;
     int findHandle(const CURL* handle) const noexcept;
     bool usesPoll() const noexcept;
@@ -99,6 +101,7 @@ private:
     CurlMultiHandle m_multi;
     TArray<P<CNetRequest>> m_requests;
     bool m_performAgain = false;
+    bool m_isBeyondSelect = false;  // new sockets have no place in select()'s sets
     const P<zet::CWakeUp> m_wakeUp;
 };
 

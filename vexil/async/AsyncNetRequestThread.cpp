@@ -46,7 +46,7 @@ private:
 };
 
 CAsyncNetRequestThread::CAsyncNetRequestThread(IProgressHandler* handler)
-    : CThread(nullptr, true), m_progressHandler(handler), m_wakeUp(new zet::CWakeUp) {
+    : CThread(nullptr, true), m_progressHandler(handler), m_wakeUp(CAsyncNetRequestManager::makeWakeUp()) {
     setThreadName("vexil.asyncNetRequest");
 }
 

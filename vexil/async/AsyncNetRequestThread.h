@@ -38,7 +38,10 @@ class CAsyncNetRequestManager;
 /// P<CAsyncNetRequestThread> thread = new CAsyncNetRequestThread(nullptr);
 /// thread->start();
 /// thread->addRequest(request);
-/// while (!request->waitAsyncDone(1000) && thread->isAlive()) {
+/// while (!request->waitAsyncDone(1000)) {
+///     if (!thread->isAlive()) {
+///         throw CError("The worker has ended.");  // thread->getError() tells why
+///     }
 /// }
 /// request->checkAsyncResult();
 /// \endcode
