@@ -88,6 +88,13 @@ CFTPSession& CContext::getFTP() {
     return *m_ftp;
 }
 
+CCredentials CContext::loadMailLogin() {
+    if (m_options.credentialsFile.empty() && !CCredentials::areInEnvironment(CCredentials::mail)) {
+        return {String(), String()};
+    }
+    return loadCredentials(CCredentials::mail);
+}
+
 CCredentials CContext::loadCredentials(const CCredentialNames& names) {
     if (m_options.credentialsFile.empty()) {
         return CCredentials::fromEnvironment(names);

@@ -42,6 +42,11 @@ public:
     /// \throws CInvalidArgError for credentials that are missing and a server that is none
     CFTPSession& getFTP();
 
+    /// The login for a mail server; both parts are "" where neither the environment nor a file has one, as many servers
+    /// want none.
+    /// \throws CInvalidArgError for one that is not whole
+    CCredentials loadMailLogin();
+
     /// Notes another request than getRequest() as the one whose failure ends the command.
     void setFailedRequest(const P<CNetRequest>& request) { m_failedRequest = request; }
     /// The request that an error which ends the command is about, as far as it is about one; may be null.

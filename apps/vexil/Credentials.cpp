@@ -38,8 +38,14 @@ String fromVariable(const char* name, const CCredentialNames& names) {
 const CCredentialNames CCredentials::s3 = {"VEXIL_S3_ACCESS_KEY", "VEXIL_S3_SECRET_KEY", "access_key",
                                            "secret_key"};
 const CCredentialNames CCredentials::ftp = {"VEXIL_FTP_USER", "VEXIL_FTP_PASSWORD", "user", "password"};
+const CCredentialNames CCredentials::mail = {"VEXIL_MAIL_USER", "VEXIL_MAIL_PASSWORD", "user", "password"};
 
 CCredentials::CCredentials(const String& name, const String& secret) : m_name(name), m_secret(secret) {}
+
+bool CCredentials::areInEnvironment(const CCredentialNames& names) {
+    const auto isSet = [](const char* name) { return !getEnvironmentVariable(name).value_or("").empty(); };
+    return isSet(names.nameVariable) || isSet(names.secretVariable);
+}
 
 CCredentials CCredentials::fromEnvironment(const CCredentialNames& names) {
     return {fromVariable(names.nameVariable, names), fromVariable(names.secretVariable, names)};

@@ -23,9 +23,13 @@ public:
     static const CCredentialNames s3;
     /// VEXIL_FTP_USER and VEXIL_FTP_PASSWORD, or "user=..." and "password=...".
     static const CCredentialNames ftp;
+    /// VEXIL_MAIL_USER and VEXIL_MAIL_PASSWORD, or "user=..." and "password=...".
+    static const CCredentialNames mail;
 
     CCredentials(const String& name, const String& secret);
 
+    /// Whether at least one of the variables is set, and not empty.
+    static bool areInEnvironment(const CCredentialNames& names);
     /// \throws CInvalidArgError when one of the variables is missing
     static CCredentials fromEnvironment(const CCredentialNames& names);
     /// Lines "KEY=VALUE" in any order; empty lines and those that begin with "#" do not count.

@@ -103,7 +103,7 @@ String getHintForMail(int64 code, int reply) {
                "unencrypted.";
     }
     if (code == CURLE_LOGIN_DENIED) {
-        return "Check VEXIL_MAIL_USER and VEXIL_MAIL_PASSWORD.";
+        return "Check VEXIL_MAIL_USER and VEXIL_MAIL_PASSWORD, or the file of --credentials.";
     }
     if (reply == mailLoginRequired) {
         return "The server wants a login: set VEXIL_MAIL_USER and VEXIL_MAIL_PASSWORD. It may take one on an "

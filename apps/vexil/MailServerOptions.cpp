@@ -1,8 +1,8 @@
 #include "apps/vexil/MailServerOptions.h"
 
 #include "apps/vexil/CommandSyntax.h"
+#include "apps/vexil/Credentials.h"
 #include "apps/vexil/HostAndPort.h"
-#include "apps/vexil/Login.h"
 #include "apps/vexil/Platform.h"
 #include "apps/vexil/Text.h"
 
@@ -39,11 +39,11 @@ void CMailServerOptions::define(CCommandSyntax& syntax) {
                 "mail are readable on the way");
 }
 
-CSMTPParams CMailServerOptions::makeParams(const CLogin& login) const {
+CSMTPParams CMailServerOptions::makeParams(const CCredentials& login) const {
     const CHostAndPort server = CHostAndPort::parse(getServer());
     const CSMTPParams::ConnectType security = getSecurity();
-    return {server.host, server.port ? server.port : getDefaultPort(security), security, login.getUser(),
-            login.getPassword()};
+    return {server.host, server.port ? server.port : getDefaultPort(security), security, login.getName(),
+            login.getSecret()};
 }
 
 String CMailServerOptions::getServer() const {

@@ -7,7 +7,7 @@
 namespace vexil::app {
 
 class CCommandSyntax;
-class CLogin;
+class CCredentials;
 
 /// The mail server that a command talks to, as options or the environment name it.
 class CMailServerOptions {
@@ -16,7 +16,7 @@ public:
     void define(CCommandSyntax& syntax);
 
     /// \throws CInvalidArgError where no server is named, or one that is none
-    CSMTPParams makeParams(const CLogin& login) const;
+    CSMTPParams makeParams(const CCredentials& login) const;
 
 private:
     String getServer() const;

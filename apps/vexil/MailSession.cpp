@@ -1,7 +1,7 @@
 #include "apps/vexil/MailSession.h"
 
 #include "apps/vexil/Context.h"
-#include "apps/vexil/Login.h"
+#include "apps/vexil/Credentials.h"
 #include "apps/vexil/MailDraft.h"
 #include "apps/vexil/MailRefusal.h"
 #include "apps/vexil/MailServerOptions.h"
@@ -16,8 +16,7 @@ constexpr int loginAcceptedCode = 235;
 }  // namespace
 
 CMailSession::CMailSession(CContext& context, const CMailServerOptions& server)
-    : CMailSession(context,
-                   server.makeParams(CLogin::fromEnvironment("VEXIL_MAIL_USER", "VEXIL_MAIL_PASSWORD"))) {}
+    : CMailSession(context, server.makeParams(context.loadMailLogin())) {}
 
 CMailSession::CMailSession(CContext& context, const CSMTPParams& params)
     : m_context(context), m_params(params), m_client(params) {

@@ -100,7 +100,8 @@ int CProgram::run(int argc, char** argv) {
     initializePlatform();
     CInterrupt::install();
     CLI::App app(
-        "Transfers files over HTTP and to and from S3 and FTP servers, single ones and whole folders.",
+        "Transfers files over HTTP and to and from S3 and FTP servers, single ones and whole folders, and "
+        "sends mail.",
         "vexil");
     addOptions(app);
     addCommands(app);
@@ -180,8 +181,7 @@ void CProgram::addOptions(CLI::App& app) {
         ->check(CLI::Range(0, maxRetries).description(""));
     app.add_option("--credentials", m_options.credentialsFile,
                    "File with the lines 'access_key=...' and 'secret_key=...' for S3, 'user=...' and "
-                   "'password=...' for "
-                   "FTP (default: the environment)")
+                   "'password=...' for FTP and mail (default: the environment)")
         ->type_name("FILE")
         ->check(notEmpty());
     app.add_option("--log-level", m_options.verbosity,
@@ -217,8 +217,8 @@ void CProgram::addCommands(CLI::App& app) {
     addFTPCommands(app);
     CLI::App* mail = app.add_subcommand("mail", "Send mail, and test mail servers");
     mail->require_subcommand(1);
-    mail->footer("The login comes from VEXIL_MAIL_USER and VEXIL_MAIL_PASSWORD; without them there is "
-                 "none.\n\n"
+    mail->footer("The login comes from VEXIL_MAIL_USER and VEXIL_MAIL_PASSWORD, or from the file of "
+                 "--credentials; without them there is none.\n\n"
                  "Example:\n  vexil mail test --server mail.example.com");
     addCommand(*mail, std::make_unique<CMailSendCommand>());
     addCommand(*mail, std::make_unique<CMailTestCommand>());

@@ -72,10 +72,15 @@ TEST(MailDraftTest, EachKindOfRecipientIsTheServersAndNotAllAreNamed) {
     EXPECT_EQ(headers.count("Bcc"), 0U);
 }
 
-TEST(MailDraftTest, EachMessageHasAnIdentificationOfItsOwn) {
-    const CMailDraft draft = makeDraft();
-    EXPECT_NE(draft.makeMessage()->getHeaders()["Message-ID"],
-              draft.makeMessage()->getHeaders()["Message-ID"]);
+TEST(MailDraftTest, EachMessageHasAnIdentificationOfItsOwnAlsoAtTheSameTime) {
+    const auto makeRandomPart = [] {
+        const String id = makeDraft().makeMessage()->getHeaders()["Message-ID"];
+        EXPECT_TRUE(id.endsWith("@example.com>"));
+        return id.substr(id.find(L'.'), id.find(L'@') - id.find(L'.'));
+    };
+    const String first = makeRandomPart();
+    EXPECT_GT(first.length(), 1U);
+    EXPECT_NE(first, makeRandomPart());
 }
 
 TEST(MailDraftTest, AddressesThatCannotBeOnesAreRefused) {

@@ -156,6 +156,19 @@ class ServerTest(MailTest):
             self.assertNotIn(SECRET, result.err)
         self.assertEqual(self.arrived(), [])
 
+    def test_the_login_may_come_from_a_file(self):
+        self.log_in(password="wrong")
+        login = ["--credentials", self.write("login", b"# of the server\nuser = tester\npassword=secret\n")]
+        login[1].chmod(0o600)
+        self.assertIn("logged in as tester", self.mail("test", *self.trust, *login).out)
+        self.write("login", f"user=tester\npassword={SECRET}\n".encode())
+        result = self.mail("test", *self.trust, *login, code=4)
+        self.assertIn("--credentials", result.err)
+        self.assertNotIn(SECRET, result.err)
+        self.write("login", b"access_key=x\n")
+        self.assertIn("neither with 'user=' nor with 'password='",
+                      self.mail("test", *self.trust, *login, code=2).err)
+
     def test_no_password_shows_in_the_log_of_the_wire(self):
         self.log_in()
         result = self.send(*TO, "--log-level", "debug")
