@@ -1,6 +1,7 @@
 #pragma once
 
 #include "apps/vexil/TransferPolicy.h"
+#include "vexil/async/AsyncNetRequestManager.h"
 #include "vexil/net/CURLError.h"
 
 namespace vexil::app {
@@ -28,6 +29,7 @@ private:
     const int m_maxRetries;
     int64 m_retryCount = 0;
     bool m_hasLoggedIn = false;
+    CAsyncNetRequestManager m_manager;  // keeps the connection of what perform() runs
 };
 
 }  // namespace vexil::app
