@@ -267,6 +267,13 @@ class OddServerTest(MailTest):
                 self.assertIn("libcurl code:    7", result.err)
                 self.assertIn("Check host and port", result.err)
 
+    def test_the_port_follows_from_the_security(self):
+        # An address of this machine where nobody listens.
+        for security, url in (("starttls", "smtp://127.255.255.254:587"), ("ssl", "smtps://127.255.255.254:465"),
+                              ("unencrypted", "smtp://127.255.255.254:25")):
+            result = self.mail("test", "--server", "127.255.255.254", "--security", security, code=1)
+            self.assertIn(f"URL:             {url}\n", result.err)
+
     def test_a_server_that_says_nothing_ends_by_the_time_limit(self):
         with socket.create_server(("127.0.0.1", 0)) as silent:
             place = ["--server", "127.0.0.1:%d" % silent.getsockname()[1]]
