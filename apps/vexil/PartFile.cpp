@@ -17,11 +17,13 @@ constexpr const char* partEnding = ".vexil-part";
 
 fs::path makePartName(const fs::path& target, int number) {
     fs::path::string_type stem = target.filename().native();
-    stem.resize(std::min(stem.size(), maxStemLength));
-    // What was cut in the middle of a character is one that no strict file system takes.
-    while (stem.size() == maxStemLength && !stem.empty() &&
-           (static_cast<unsigned int>(stem.back()) & 0x80) != 0) {
-        stem.pop_back();
+    if (stem.size() > maxStemLength) {
+        // Not in the middle of a character: some file systems take none of that.
+        std::size_t end = maxStemLength;
+        while (end > 0 && (static_cast<unsigned int>(stem[end]) & 0xC0) == 0x80) {
+            --end;
+        }
+        stem.resize(end);
     }
     fs::path name = ".";
     name += stem;

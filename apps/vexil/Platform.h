@@ -14,7 +14,8 @@ namespace vexil::app {
 enum class StandardStream { Output, Error };
 
 /// Prepares the process: a closed pipe or an exhausted file size limit becomes an error of the write, and
-/// standard output passes bytes as they are.
+/// standard output passes bytes as they are. As many descriptors as many transfers need may be open, where the system
+/// allows it.
 void initializePlatform();
 
 /// The arguments in UTF-8 (on Linux: the bytes as given), without the program's name.

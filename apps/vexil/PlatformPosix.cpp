@@ -1,15 +1,33 @@
 #include "apps/vexil/Platform.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace vexil::app {
 
+namespace {
+
+constexpr rlim_t wantedDescriptors = 4096;
+
+// A transfer has up to four descriptors: its file, its connection, and two while a name is looked up.
+void raiseDescriptorLimit() {
+    rlimit limit;
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < wantedDescriptors) {
+        limit.rlim_cur = std::min(limit.rlim_max, wantedDescriptors);
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
+}  // namespace
+
 void initializePlatform() {
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
+    raiseDescriptorLimit();
 }
 
 std::vector<std::string> getArguments(int argc, char** argv) {

@@ -24,7 +24,7 @@ class CContext;
 class CTransferQueue {
 public:
     static constexpr int defaultCount = 8;
-    /// More transfers, with a file and a connection each, would come near to a process's usual 1024 descriptors.
+    /// With up to four descriptors each they stay below what initializePlatform() asks the system for.
     static constexpr int maxCount = 400;
 
     /// Context and policy must outlive it.

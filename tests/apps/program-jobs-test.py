@@ -309,8 +309,11 @@ class InterruptTest(JobsTest):
         for name in self.names:
             self.server.faults[name] = [SLOW_DOWN] * 10000
         process = self.start_command("backup", "--retries", "100000")
-        while b"(try 3)" not in process.stderr.readline():
-            pass
+        for line in process.stderr:
+            if b"(try 3)" in line:
+                break
+        else:
+            self.fail("the program has ended")
         self.assertEqual(self.interrupt(process).code, 130)
 
 
