@@ -9,7 +9,7 @@ page=${2:?usage: make-man-page.sh PROGRAM PAGE}
 
 # The names under the heading "Subcommands:" of a help text.
 commands_of() {
-    "$program" "$@" --help | sed -n '/^Subcommands:/,/^$/{s/^  \([a-z0-9]*\) .*/\1/p}'
+    "$program" "$@" --help | sed -n '/^Subcommands:/,/^$/{s/^  \([a-z0-9][a-z0-9]*\) .*/\1/p}'
 }
 
 # Text to be shown as it stands.
@@ -42,4 +42,4 @@ include=$(mktemp)
 trap 'rm -f "$include"' EXIT
 describe_all >"$include"
 LC_ALL=C.UTF-8 help2man --no-info --section=1 --locale=C.UTF-8 --include="$include" --output="$page" \
-    --name='transfer files over HTTP, S3 and FTP, and back up folders' "$program"
+    --name='transfer files over HTTP, S3 and FTP, back up folders and send mail' "$program"
