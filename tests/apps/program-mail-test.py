@@ -12,7 +12,7 @@ import time
 import unittest
 
 from fake_smtp import FakeSMTP
-from program import ProgramTest, SECRET
+from program import ProgramTest, SECRET, TIME_LIMIT
 
 FROM = ["--from", "backup@example.com"]
 TO = ["--to", "jo@example.com"]
@@ -282,6 +282,7 @@ class OddServerTest(MailTest):
 
     def test_an_interrupt_ends_a_mail(self):
         with socket.create_server(("127.0.0.1", 0)) as silent:
+            silent.settimeout(TIME_LIMIT)
             process = self.start("mail", "test", "--server", "127.0.0.1:%d" % silent.getsockname()[1])
             with silent.accept()[0]:
                 self.assertEqual(self.interrupt(process).code, 130)
