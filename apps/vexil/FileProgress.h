@@ -14,7 +14,7 @@ public:
     CFileProgress(const CFileProgress&) = delete;
     CFileProgress& operator=(const CFileProgress&) = delete;
 
-    /// How much of the file the transfer that runs has moved. Any thread.
+    /// How much of the file has been moved. Any thread.
     void update(int64 bytes) { m_progress.update(m_file, bytes); }
     /// The file is done and counts, with so many bytes. To be called once, as the last thing.
     void complete(int64 bytes) { m_progress.endFile(m_file, bytes); }

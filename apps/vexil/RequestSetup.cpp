@@ -54,6 +54,12 @@ void CRequestSetup::setUp(CNetRequest& request) {
     }
 }
 
+void CRequestSetup::showWire(CNetRequest& request) const {
+    if (m_wireLog) {
+        m_wireLog->onDone(&request, nullptr);
+    }
+}
+
 void CRequestSetup::setTimeouts(CNetRequest& request) const {
     if (m_options.timeoutSeconds > 0) {
         const auto milliseconds = std::max(1LL, std::llround(m_options.timeoutSeconds * 1000));

@@ -17,6 +17,9 @@ public:
     CRequestSetup(const COptions& options, CConsole& console);
 
     void setUp(CNetRequest& request) override;
+    /// Shows what went over the wire in the last transfer of a request that another thread has driven and whose done
+    /// listener was taken off, if it is to be shown.
+    void showWire(CNetRequest& request) const;
 
     /// Whether a server must prove who it is.
     bool checksCertificates() const noexcept { return m_options.verify; }

@@ -37,8 +37,8 @@ public:
         if (!m_download) {
             open();
         }
-        CTransferMonitor::of(request).setFile(&m_fileProgress);
         m_download->prepare(request);
+        CTransferMonitor::of(request).setFile(&m_fileProgress, m_file->getStream()->getPosition());
     }
 
     void checkAnswer(CNetRequest& request) override { m_download->checkAnswer(request); }

@@ -21,15 +21,24 @@ void CTransferMonitor::watch(CNetRequest& request) {
     request.setOptionInt(CURLOPT_NOPROGRESS, 0);
 }
 
-int CTransferMonitor::onTransfer(void* monitor, curl_off_t, curl_off_t downloaded, curl_off_t,
+void CTransferMonitor::report() {
+    if (m_file) {
+        m_file->update(m_offset + m_bytes);
+    }
+}
+
+int CTransferMonitor::onTransfer(void* data, curl_off_t, curl_off_t downloaded, curl_off_t,
                                  curl_off_t uploaded) noexcept {
     if (CInterrupt::isRequested()) {
         return 1;
     }
+    CTransferMonitor& monitor = *static_cast<CTransferMonitor*>(data);
+    monitor.m_bytes = downloaded + uploaded;
+    if (monitor.m_thread != std::this_thread::get_id()) {
+        return 0;
+    }
     try {
-        if (CFileProgress* file = static_cast<CTransferMonitor*>(monitor)->m_file) {
-            file->update(downloaded + uploaded);
-        }
+        monitor.report();
     } catch (const std::exception& error) {
         // No transfer fails because its progress cannot be shown.
         zet::logWarning(error, "The progress of a transfer could not be shown.");

@@ -3,6 +3,9 @@
 #include "vexil/BaseTypes.h"
 #include "vexil/net/NetRequest.h"
 
+#include <atomic>
+#include <thread>
+
 namespace vexil::app {
 
 class CFileProgress;
@@ -10,14 +13,22 @@ class CFileProgress;
 /// Watches the transfers of one request from within (CURLOPT_XFERINFOFUNCTION): ends one when the user has
 /// interrupted the program, which libcurl then reports as its code 42, and reports its bytes.
 ///
-/// While the request is transferred, only the thread that drives it uses the monitor.
+/// It reports on the thread that has made it, where the request is performed there. For a request that another thread
+/// drives, call report() now and then: a worker that shows something can be held up by whoever does not read it.
 class CTransferMonitor : public virtual CBase {
 public:
     /// The monitor of a request, which lasts as long as the request.
     static CTransferMonitor& of(CNetRequest& request);
 
     /// Where bytes are reported, until this is called again; null, the default, for nowhere.
-    void setFile(CFileProgress* file) { m_file = file; }
+    /// \param offset  bytes of the file that earlier transfers have moved
+    void setFile(CFileProgress* file, int64 offset = 0) {
+        m_file = file;
+        m_offset = offset;
+        m_bytes = 0;
+    }
+    /// Reports the bytes of the transfer that runs.
+    void report();
 
     /// Makes the request call its monitor, until it is reset.
     static void watch(CNetRequest& request);
@@ -26,7 +37,10 @@ private:
     static int onTransfer(void* monitor, curl_off_t downloadTotal, curl_off_t downloaded,
                           curl_off_t uploadTotal, curl_off_t uploaded) noexcept;
 
+    const std::thread::id m_thread = std::this_thread::get_id();
     CFileProgress* m_file = nullptr;
+    int64 m_offset = 0;
+    std::atomic<int64> m_bytes{0};  // written by the thread that drives the request
 };
 
 }  // namespace vexil::app

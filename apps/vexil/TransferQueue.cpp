@@ -126,6 +126,8 @@ bool CTransferQueue::prepare(CSlot& slot) {
 
 void CTransferQueue::handOver(CSlot& slot) {
     try {
+        // The worker shows nothing: whoever does not read it would hold up all transfers.
+        slot.request->setDoneListener(nullptr);
         // The worker does it, too, but a source or sink that cannot go back would end the worker.
         slot.request->resetForPerform();
         m_worker->addRequest(slot.request);
@@ -232,12 +234,20 @@ void CTransferQueue::waitForEnds() {
     // Before they are looked at: an interrupt lets transfers fail.
     CInterrupt::throwIfRequested();
     for (const P<CNetRequest>& request : finished) {
+        m_context.getSetup().showWire(*request);
         handleEnd(findSlot(request));
     }
+    showProgress();
     if (finished.empty()) {
         checkWorker();
     }
     beginWaitingJobs();
+}
+
+void CTransferQueue::showProgress() const {
+    for (const auto& slot : m_slots) {
+        CTransferMonitor::of(*slot->request).report();
+    }
 }
 
 int CTransferQueue::getWaitTime() const {

@@ -61,6 +61,7 @@ private:
     void fail(CSlot& slot, const CError& error);
     int getUnfinishedCount() const noexcept;
     void waitForEnds();
+    void showProgress() const;
     int getWaitTime() const;
     void checkWorker() const;
 

@@ -117,9 +117,18 @@ public:
     int64 getPosition() override { return 1; }
 };
 
-class CThrowingListener : public virtual CBase, public CNetRequest::IDoneListener {
+/// Fails on the worker, which begins it again after the queue has done so.
+class CIllSink : public virtual CBase, public CNetRequest::IRestartableDataSink {
 public:
-    void onDone(CNetRequest*, CError*) override { throw CError("The listener is ill."); }
+    void write(const void*, int, int, const TMap<String, String>&) override {}
+    void restart() override {
+        if (++m_restarts > 1) {
+            throw CError("The sink is ill.");
+        }
+    }
+
+private:
+    int m_restarts = 0;
 };
 
 }  // namespace
@@ -279,9 +288,9 @@ TEST_F(TransferQueueTest, TheErrorThatHasEndedTheWorkerIsThrown) {
     const LogCapture log;
     CTransferQueue queue(getContext(), getContext().getS3Policy(), 2);
     auto job = std::make_unique<CTestJob>(getContext(), "1", m_events);
-    job->onPrepare = [](CNetRequest& request) { request.setDoneListener(new CThrowingListener); };
+    job->onPrepare = [](CNetRequest& request) { request.setReceiveDataSink(new CIllSink); };
     queue.start(std::move(job));
-    EXPECT_EQ(whatOf([&queue] { queue.finish(); }), "The listener is ill.");
+    EXPECT_EQ(whatOf([&queue] { queue.finish(); }), "The sink is ill.");
     EXPECT_THAT(m_events, IsEmpty());
 }
 

@@ -317,6 +317,23 @@ class InterruptTest(JobsTest):
         self.assertEqual(self.interrupt(process).code, 130)
 
 
+    def test_an_interrupt_ends_it_while_nobody_reads_its_messages(self):
+        self.make_objects(100)
+        process = self.start("--log-level", "debug", "s3", "restore", "bucket", "r")
+        deadline = time.monotonic() + 60
+        seen = None
+        # Until its messages have filled the pipe.
+        while (now := len(self.server.requests)) != seen or now < 3:
+            self.assertLess(time.monotonic(), deadline)
+            seen = now
+            time.sleep(0.5)
+        self.assertIsNone(process.poll())
+        process.send_signal(signal.SIGINT)
+        self.assertEqual(process.wait(20), 130)
+        process.communicate()
+        self.assertEqual([name for name in self.files_in("r") if name.startswith(".")], [])
+
+
 class ConflictTest(JobsTest):
     def test_a_folder_finds_the_file_of_an_object_before(self):
         self.server.objects = {"a": BODY, "a/b": b"below", "a/b/c": b"below", "c": b"c"}
