@@ -245,7 +245,8 @@ String CErrorReport::getHintForFTP() const {
     if (isLoginRefused()) {
         return "Check VEXIL_FTP_USER and VEXIL_FTP_PASSWORD, or the file of --credentials.";
     }
-    if (m_ftpReply == 500 || m_ftpReply == 502) {
+    const bool isTLSRefused = m_known->getDomain() == "curl" && m_known->getCode() == CURLE_USE_SSL_FAILED;
+    if ((m_ftpReply == 500 || m_ftpReply == 502) && !isTLSRefused) {
         return "The server does not know the command. Without MLST and MLSD (RFC 3659) only get, put, mkdir, "
                "rm, "
                "rmdir and mv can work with it.";

@@ -15,6 +15,7 @@ namespace {
 
 constexpr std::chrono::milliseconds maxStep(50);
 constexpr int removalMilliseconds = 10000;
+constexpr int replyFileBusy = 450;
 
 void pause(std::chrono::milliseconds time) {
     const auto end = std::chrono::steady_clock::now() + time;
@@ -45,6 +46,7 @@ void CFTPSession::performPlainly(const Preparation& prepare) {
         prepare(m_client, m_request);
         try {
             m_policy.perform(m_request);
+            checkListed();
             return;
         } catch (const CError& error) {
             const auto time = m_policy.decideRetry(error, tries);
@@ -53,6 +55,18 @@ void CFTPSession::performPlainly(const Preparation& prepare) {
             }
             pause(*time);
         }
+    }
+}
+
+// To libcurl it is a listing of no files. It means a directory that is busy as well (RFC 959, 4.2).
+void CFTPSession::checkListed() {
+    if (m_request.getResponseCode() != replyFileBusy) {
+        return;
+    }
+    try {
+        m_request.throwError(CURLE_FTP_COULDNT_RETR_FILE, "ftp", replyFileBusy, "");
+    } catch (const CCURLError& error) {
+        CFTPTransferPolicy::throwWithReply(error, m_request);
     }
 }
 

@@ -42,6 +42,7 @@ public:
 
 private:
     void performPlainly(const Preparation& prepare);
+    void checkListed();
     void explainRefusal(const CError& error, const String& path);
     void throwDirFailure(const String& path);
 
