@@ -1,0 +1,263 @@
+"""An FTP server for tests that fails as it is told. It serves a dictionary, in plain, to any user."""
+
+import socket
+import socketserver
+import threading
+
+TIME = "20240131235959"
+
+
+class Fault:
+    """What goes wrong with one command that names a path.
+
+    cut        a transfer ends, with its control connection, after so many bytes of data
+    lose       an upload ends after so many bytes, and the server believes that this was all
+    reply      the answer instead of the command's; with a code of 421 the connection ends, too
+    silent     the connection ends instead of an answer, behind the work
+    then       called before the command is handled
+    gate       an event that is waited for before anything is sent or received
+    """
+
+    def __init__(self, cut=None, lose=None, reply=None, silent=False, then=None, gate=None):
+        self.cut, self.lose, self.reply, self.silent, self.then, self.gate = cut, lose, reply, silent, then, gate
+
+
+class FakeFTP:
+    def __init__(self):
+        self.files = {}
+        self.dirs = {"/"}
+        self.times = {}
+        self.listing = {}            # instead of a directory's own: lines
+        self.faults = {}             # by "COMMAND path": a list of faults, used one by one
+        self.commands = []           # all that came, but for logins and the like
+        self.max_connections = 1000
+        self.refusal = "421 Too many connections."
+        self.replaces = True         # whether a file can be renamed onto another one
+        self.unknown = ()            # commands that it does not know
+        self.connections = 0
+        self.most_connections = 0
+        self.lock = threading.Lock()
+        self.started = threading.Condition(self.lock)
+        self.waiting = 0             # transfers at their gates
+        server = self
+
+        class Handler(socketserver.BaseRequestHandler):
+            def handle(self):
+                Session(server, self.request).run()
+
+        class Server(socketserver.ThreadingTCPServer):
+            daemon_threads = True
+            allow_reuse_address = True
+            request_queue_size = 64
+
+        self.tcp = Server(("127.0.0.1", 0), Handler)
+        self.address = f"127.0.0.1:{self.tcp.server_address[1]}"
+        threading.Thread(target=self.tcp.serve_forever, kwargs={"poll_interval": 0.05}, daemon=True).start()
+
+    def close(self):
+        self.tcp.shutdown()
+        self.tcp.server_close()
+
+    def take_fault(self, key):
+        with self.lock:
+            return self.faults[key].pop(0) if self.faults.get(key) else Fault()
+
+    def wait_for_gates(self, count, seconds=60):
+        with self.started:
+            return self.started.wait_for(lambda: self.waiting >= count, seconds)
+
+    def came(self, command):
+        return [line for line in self.commands if line.split(" ", 1)[0] == command]
+
+
+class End(Exception):
+    pass
+
+
+class Session:
+    def __init__(self, server, control):
+        self.server, self.control = server, control
+        self.lines = control.makefile("rb")
+        self.passive = None
+        self.rest = 0
+        self.source = None
+
+    def reply(self, text):
+        self.control.sendall(text.encode() + b"\r\n")
+
+    def run(self):
+        server = self.server
+        with server.lock:
+            refused = server.connections >= server.max_connections
+            server.connections += not refused
+            server.most_connections = max(server.most_connections, server.connections)
+        try:
+            if refused and server.refusal.startswith("421"):
+                self.reply(server.refusal)
+                return
+            self.refused = refused
+            self.reply("220 fake")
+            for line in self.lines:
+                self.handle(*line.decode().rstrip("\r\n").partition(" ")[::2])
+        except (End, OSError):
+            pass
+        finally:
+            with server.lock:
+                server.connections -= not refused
+            if self.passive:
+                self.passive.close()
+            # Also what this process has not read yet must not keep the other side waiting.
+            try:
+                self.control.shutdown(socket.SHUT_RDWR)
+            except OSError:
+                pass
+
+    def handle(self, command, path):
+        server = self.server
+        if command in ("USER", "PASS", "PWD", "CWD", "TYPE", "EPSV", "REST", "QUIT", "FEAT", "SYST", "OPTS"):
+            return getattr(self, "on_" + command.lower(), lambda _: self.reply("500 Unknown."))(path)
+        with server.lock:
+            server.commands.append(f"{command} {path}")
+        fault = server.take_fault(f"{command} {path}")
+        if fault.then:
+            fault.then()
+        if fault.gate:
+            with server.started:
+                server.waiting += 1
+                server.started.notify_all()
+            fault.gate.wait(60)
+        if fault.reply:
+            self.reply(fault.reply)
+            if fault.reply.startswith("421"):
+                raise End
+            return
+        if command in server.unknown:
+            return self.reply("500 Unknown command.")
+        if fault.silent:
+            self.reply = lambda text: None
+        getattr(self, "on_" + command.lower())(path, fault)
+        if fault.silent:
+            raise End
+
+    def on_user(self, _):
+        self.reply("331 Password?")
+
+    def on_pass(self, _):
+        if self.refused:
+            self.reply(self.server.refusal)
+            raise End
+        self.reply("230 Welcome.")
+
+    def on_pwd(self, _):
+        self.reply('257 "/"')
+
+    def on_cwd(self, _):
+        self.reply("250 There.")
+
+    def on_type(self, _):
+        self.reply("200 Good.")
+
+    def on_quit(self, _):
+        raise End
+
+    def on_rest(self, position):
+        self.rest = int(position)
+        self.reply("350 Go on.")
+
+    def on_epsv(self, _):
+        if self.passive:
+            self.passive.close()
+        self.passive = socket.create_server(("127.0.0.1", 0))
+        self.reply(f"229 Good (|||{self.passive.getsockname()[1]}|)")
+
+    def data(self):
+        connection = self.passive.accept()[0]
+        self.passive.close()
+        self.passive = None
+        return connection
+
+    def facts(self, path, name):
+        if path in self.server.dirs:
+            return f"type=dir;modify={TIME}; {name}"
+        time_of = self.server.times.get(path, TIME)
+        modify = f"modify={time_of};" if time_of else ""
+        return f"type=file;size={len(self.server.files[path])};{modify} {name}"
+
+    def is_there(self, path):
+        if path in self.server.files or path in self.server.dirs:
+            return True
+        self.reply("550 No such file.")
+        return False
+
+    def on_mlst(self, path, _):
+        if self.is_there(path):
+            self.reply(f"250-Listing\r\n {self.facts(path, path)}\r\n250 End.")
+
+    def on_mlsd(self, path, _):
+        path = path.rstrip("/") or "/"
+        if path not in self.server.dirs:
+            return self.reply("550 No such directory.")
+        start = path if path.endswith("/") else path + "/"
+        lines = self.server.listing.get(path)
+        if lines is None:
+            names = sorted(other[len(start):] for other in [*self.server.files, *self.server.dirs]
+                           if other.startswith(start) and other != start and "/" not in other[len(start):])
+            lines = ["type=cdir; .", "type=pdir; .."] + [self.facts(start + name, name) for name in names]
+        self.reply("150 Coming.")
+        with self.data() as data:
+            data.sendall("".join(line + "\r\n" for line in lines).encode())
+        self.reply("226 Done.")
+
+    def on_size(self, path, _):
+        if self.is_there(path):
+            self.reply(f"213 {len(self.server.files[path])}")
+
+    def on_retr(self, path, fault):
+        if path not in self.server.files:
+            return self.reply("550 No such file.")
+        body = self.server.files[path][self.rest:]
+        self.rest = 0
+        self.reply("150 Coming.")
+        with self.data() as data:
+            data.sendall(body if fault.cut is None else body[:fault.cut])
+        if fault.cut is not None:
+            raise End
+        self.reply("226 Done.")
+
+    def on_stor(self, path, fault):
+        if path.rpartition("/")[0] not in self.server.dirs | {""}:
+            return self.reply("550 No such directory.")
+        self.reply("150 Send.")
+        body = bytearray()
+        limit = fault.cut if fault.cut is not None else fault.lose
+        with self.data() as data:
+            while block := data.recv(65536):
+                body += block
+                if fault.cut is not None and len(body) >= fault.cut:
+                    break
+        self.server.files[path] = bytes(body if limit is None else body[:limit])
+        if fault.cut is not None:
+            raise End
+        self.reply("226 Done.")
+
+    def on_rnfr(self, path, _):
+        if self.is_there(path):
+            self.source = path
+            self.reply("350 To?")
+
+    def on_rnto(self, path, _):
+        if path in self.server.files and not self.server.replaces:
+            return self.reply("550 There is one already.")
+        self.server.files[path] = self.server.files.pop(self.source)
+        self.reply("250 Moved.")
+
+    def on_dele(self, path, _):
+        if self.is_there(path):
+            del self.server.files[path]
+            self.reply("250 Gone.")
+
+    def on_mkd(self, path, _):
+        if path in self.server.dirs or path in self.server.files:
+            return self.reply("550 Exists.")
+        self.server.dirs.add(path)
+        self.reply('257 Made.')

@@ -1,0 +1,218 @@
+#!/usr/bin/env python3
+"""The program against real FTP servers: pyftpdlib and Pure-FTPd, in plain and under TLS."""
+
+import os
+import pathlib
+import unittest
+
+from program import ProgramTest
+
+PYTHON, PURE = "VEXIL_FTP", "VEXIL_PUREFTPD"
+# Kind, variable of the address, what --tls says.
+SERVERS = [(PYTHON, "VEXIL_FTP_ENDPOINT", "none"), (PYTHON, "VEXIL_FTP_ENDPOINT", "explicit"),
+           (PYTHON, "VEXIL_FTPS_ENDPOINT", "implicit"), (PYTHON, "VEXIL_FTP_HOME_ENDPOINT", "none"),
+           (PURE, "VEXIL_PUREFTPD_ENDPOINT", "none"), (PURE, "VEXIL_PUREFTPD_ENDPOINT", "explicit")]
+# Names that mean something else in a URL, in a command or to a shell.
+NAMES = ["report #3 100%.pdf", "%41", "a?b", "x;type=d", "~!@$^*()[]{}'\";,<>|", " blank before", "ü", "日本語", "🎉",
+         "-r", "..dots..", ".hidden", "..a", "n" * 200, "&+=:", "a`b"]
+
+
+class FTPServerTest(ProgramTest):
+    def setUp(self):
+        super().setUp()
+        self.environment["VEXIL_FTP_USER"] = "tester"
+        self.environment["VEXIL_FTP_PASSWORD"] = "secret"
+        self.place = f"/program-{self.id().rsplit('.', 1)[-1]}"
+
+    def use(self, server):
+        self.kind, address, self.tls = server
+        self.environment["VEXIL_FTP_SERVER"] = os.environ[address]
+        self.root = pathlib.Path(os.environ[f"{self.kind}_ROOT"])
+
+    def ftp(self, command, *arguments, **options):
+        return self.run_program("--ca-bundle", os.environ[f"{self.kind}_CA"], "ftp", command, "--tls", self.tls,
+                                *arguments, **options)
+
+    def on_each(self, servers=SERVERS):
+        for server in servers:
+            self.use(server)
+            yield self.place
+            self.ftp("rmtree", self.place)
+
+
+class CommandTest(FTPServerTest):
+    def test_one_file_through_all_commands(self):
+        body = os.urandom(300000)
+        self.write("file", body)
+        for place in self.on_each():
+            self.ftp("mkdir", place)
+            self.ftp("put", "file", f"{place}/sub/deep/ü #1 100%", "--parents")
+            self.assertRegex(self.ftp("stat", f"{place}/sub/deep/ü #1 100%").out,
+                             r"^file +300000  2\d{3}-\d\d-\d\dT\d\d:\d\d:\d\dZ  (/.*/)?ü #1 100%\n$")
+            self.assertRegex(self.ftp("ls", f"{place}/sub").out, r"^dir +-  2\S+Z  deep\n$")
+            self.ftp("mv", f"{place}/sub/deep/ü #1 100%", f"{place}/moved")
+            self.ftp("get", f"{place}/moved", "back")
+            self.assertEqual(self.read("back"), body)
+            self.assertEqual(self.ftp("get", f"{place}/moved").raw_out, body)
+            self.ftp("mkdir", "-p", f"{place}/sub/deep")
+            self.ftp("rmdir", f"{place}/sub/deep")
+            self.ftp("rm", f"{place}/moved")
+            self.assertEqual(sorted(line.split()[-1] for line in self.ftp("ls", place).out.splitlines()), ["sub"])
+
+    def test_a_stored_file_replaces_another_one(self):
+        for place in self.on_each():
+            for content in (b"old and longer", b"new"):
+                self.write("file", content)
+                self.ftp("put", "file", f"{place}/f", "-p")
+            self.assertEqual(self.ftp("get", f"{place}/f").raw_out, b"new")
+            self.assertEqual([path.name for path in (self.root / place[1:]).iterdir()], ["f"])
+
+    def test_what_is_missing_is_not_found(self):
+        self.write("file")
+        for place in self.on_each():
+            self.ftp("mkdir", place)
+            for arguments in (["get", f"{place}/no", "out"], ["stat", f"{place}/no"], ["ls", f"{place}/no"],
+                              ["rm", f"{place}/no"], ["rmdir", f"{place}/no"], ["rmtree", f"{place}/no"],
+                              ["mv", f"{place}/no", f"{place}/x"], ["restore", f"{place}/no", "r"]):
+                result = self.ftp(*arguments, code=3)
+                self.assertRegex(result.err, r"\n  server message:  5\d\d \S", arguments)
+            self.assertEqual(self.files_in("."), {"file": b"content"})
+
+    def test_what_is_refused_is_told_with_the_words_of_the_server(self):
+        self.write("file")
+        for place in self.on_each():
+            self.ftp("put", "file", f"{place}/sub/f", "-p")
+            for arguments in (["rmdir", f"{place}/sub"], ["mkdir", f"{place}/sub"], ["rm", f"{place}/sub"],
+                              ["get", f"{place}/sub", "out"], ["put", "file", f"{place}/no/f"],
+                              ["mkdir", "-p", f"{place}/sub/f/x"]):
+                self.assertRegex(self.ftp(*arguments, code=1).err, r"\n  server message:  5\d\d \S", arguments)
+            self.assertFalse((self.folder / "out").exists())
+
+    def test_a_wrong_password_is_refused(self):
+        self.write("f/a")
+        self.environment["VEXIL_FTP_PASSWORD"] = "wrong"
+        for server in SERVERS:
+            self.use(server)
+            for arguments in (["ls"], ["get", "/x"], ["put", "f/a", "/x"], ["backup", "f", "/x"],
+                              ["restore", "/x", "r"]):
+                result = self.ftp(*arguments, code=4)
+                self.assertIn("VEXIL_FTP_PASSWORD", result.err)
+                self.assertNotIn("wrong", result.err)
+
+    def test_only_the_right_authority_is_trusted(self):
+        for server in (SERVERS[1], SERVERS[2], SERVERS[5]):
+            self.use(server)
+            wrong = ["--ca-bundle", os.environ[f"{self.kind}_WRONG_CA"], "ftp", "ls", "--tls", self.tls]
+            result = self.run_program(*wrong, code=1)
+            self.assertIn("libcurl code:    60", result.err)
+            self.assertIn("--ca-bundle", result.err)
+            self.run_program(*wrong, "--no-verify")
+
+    def test_without_tls_on_the_server_nothing_is_sent_in_clear(self):
+        self.use((PYTHON, "VEXIL_FTP_OLD_ENDPOINT", "explicit"))
+        result = self.run_program("--log-level", "debug", "ftp", "ls", code=1)
+        self.assertIn("--tls none", result.err)
+        self.assertNotIn("USER", result.err)
+
+    def test_the_log_of_the_wire_has_no_password(self):
+        self.use(SERVERS[0])
+        result = self.ftp("ls", "--log-level", "debug")
+        self.assertIn("USER tester", result.err)
+        self.assertNotIn("secret", result.err)
+
+
+class OldServerTest(FTPServerTest):
+    """A server without MLST and MLSD."""
+
+    def setUp(self):
+        super().setUp()
+        self.use((PYTHON, "VEXIL_FTP_OLD_ENDPOINT", "none"))
+
+    def test_single_files_work(self):
+        self.write("file", b"12345")
+        self.ftp("mkdir", self.place)
+        self.ftp("put", "file", f"{self.place}/a")
+        self.ftp("mv", f"{self.place}/a", f"{self.place}/b")
+        self.assertEqual(self.ftp("get", f"{self.place}/b").raw_out, b"12345")
+        self.ftp("get", f"{self.place}/a", code=3)
+        self.ftp("rm", f"{self.place}/b")
+        self.ftp("rmdir", self.place)
+
+    def test_what_cannot_work_says_why(self):
+        self.write("f/a")
+        for arguments in (["ls"], ["stat", "/x"], ["backup", "f", "/x"], ["restore", "/x", "r"], ["rmtree", "/x"]):
+            self.assertIn("RFC 3659", self.ftp(*arguments, code=1).err, arguments)
+
+
+class BackupTest(FTPServerTest):
+    def make_folder(self):
+        for name in ("a", "empty", "sub/b", "sub/deep/c", ".a.vexil-part"):
+            self.write(f"f/{name}", b"" if name == "empty" else os.urandom(len(name) * 1000))
+        for number in range(60):
+            self.write(f"f/many {number % 7}/{number}", str(number).encode())
+        (self.folder / "f/link").symlink_to("a")
+        (self.folder / "f/void").mkdir()
+
+    def test_a_folder_comes_back_as_it_was(self):
+        self.make_folder()
+        for place in self.on_each():
+            for jobs in ("8", "1"):
+                result = self.ftp("backup", "f", f"{place}/x", "--jobs", jobs)
+                self.assertIn("backed up: 65 files, ", result.out)
+                self.assertIn("not kept: 1 links and special files, 1 empty folder, ", result.out)
+                self.assertIn("skipped link: a link", result.err)
+                result = self.ftp("restore", f"{place}/x", f"r{jobs}{self.tls}{self.kind}", "--jobs", jobs)
+                self.assertIn("restored: 65 files, ", result.out)
+                self.run_program("compare", "f", f"r{jobs}{self.tls}{self.kind}")
+            stored = sorted(str(path.relative_to(self.root / place[1:] / "x"))
+                            for path in (self.root / place[1:] / "x").rglob("*") if path.is_file())
+            self.assertEqual(stored, sorted(name for name, body in self.files_in("f").items() if body is not None))
+
+    def test_hostile_names_come_back(self):
+        for name in NAMES:
+            self.write(f"f/{name}", name.encode())
+            self.write(f"f/dir {name[:100]}/{name}", name.encode() * 2)
+        for place in self.on_each():
+            self.ftp("backup", "f", place)
+            target = f"r{self.tls}{self.environment['VEXIL_FTP_SERVER'][-5:]}"
+            self.ftp("restore", place, target)
+            self.assertEqual(self.files_in(target), self.files_in("f"))
+
+    def test_names_that_a_server_refuses_or_changes_are_named(self):
+        for name in ("back\\slash", "blank at the end ", "good"):
+            self.write(f"f/{name}", name.encode())
+        self.use(SERVERS[4])
+        result = self.ftp("backup", "f", self.place, code=1)
+        self.assertRegex(result.err, r"NOT backed up: back\\slash: .*; the server says: 553 ")
+        self.assertIn("NOT backed up: blank at the end : The server has stored the file", result.err)
+        self.assertIn("backed up: 1 file,", result.out)
+        self.ftp("restore", self.place, "r")
+        self.assertIn("blank at the end : only in 'f'", self.run_program("compare", "f", "r", code=1).out)
+        self.ftp("rmtree", self.place)
+
+    def test_names_that_cannot_be_transferred_are_named(self):
+        for name in (b"f/tab\there", b"f/no-utf8-\xff"):
+            self.write(os.fsdecode(name))
+        self.write("f/good")
+        for place in self.on_each(SERVERS[:1]):
+            result = self.ftp("backup", "f", place, code=1)
+            self.assertIn("NOT backed up: tab\\x09here: its name has a control character", result.err)
+            self.assertIn("its name is not UTF-8 text", result.err)
+            self.assertIn("backed up: 1 file,", result.out)
+            self.assertIn("FAILED: 2 entries", result.out)
+
+    def test_a_directory_that_cannot_be_made_costs_its_files_only(self):
+        self.write("f/a/x")
+        self.write("f/a/y")
+        self.write("f/b/x")
+        for place in self.on_each(SERVERS[1::4]):
+            self.write("in the way")
+            self.ftp("put", "in the way", f"{place}/a", "-p")
+            result = self.ftp("backup", "f", place, code=1)
+            for name in "xy":
+                self.assertIn(f"NOT backed up: a/{name}: There is no directory '{place}/a' on the server", result.err)
+            self.assertIn("backed up: 1 file,", result.out)
+
+
+if __name__ == "__main__":
+    unittest.main()
