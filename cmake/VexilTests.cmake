@@ -3,10 +3,15 @@
 # One test program, one CTest test of the same name. Labels: unit (no network), wire (scripted peer on
 # loopback), server (real servers, which with-servers.sh starts and ends), package, linux (relies on how
 # Linux binds symbols). Servers: s3, nginx, ftp, pureftpd, tinyproxy, smtp, exim.
+add_custom_target(threads-tests)
+
 function(vexil_add_test)
   cmake_parse_arguments(ARG "" "NAME" "SOURCES;LIBS;LABELS;SERVERS" ${ARGN})
   add_executable(${ARG_NAME} ${ARG_SOURCES})
   vexil_target_defaults(${ARG_NAME})
+  if("threads" IN_LIST ARG_LABELS)
+    add_dependencies(threads-tests ${ARG_NAME})
+  endif()
   # Nothing in a test is fast for its own sake, and optimising GoogleTest's macros takes most of a build's time.
   target_compile_options(${ARG_NAME} PRIVATE -O0)
   target_link_libraries(${ARG_NAME} PRIVATE ${ARG_LIBS} GTest::gmock GTest::gtest_main)

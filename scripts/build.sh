@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Configures and builds the project.
 #
-# Usage: scripts/build.sh BUILD_DIR [CMAKE_ARGUMENT...]
+# Usage: [VEXIL_BUILD_TARGET=TARGET] scripts/build.sh BUILD_DIR [CMAKE_ARGUMENT...]
 #
 # The configuration is shown only where it fails, the build by Ninja's one line.
 set -euo pipefail
@@ -17,4 +17,4 @@ if ! cmake -S . -B "$build_dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
     cat "$log" >&2
     exit 1
 fi
-cmake --build "$build_dir" -j"$(nproc)" </dev/null
+cmake --build "$build_dir" -j"$(nproc)" --target "${VEXIL_BUILD_TARGET:-all}" </dev/null
