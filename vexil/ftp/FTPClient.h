@@ -171,6 +171,7 @@ public:
 
     /// Lists a directory (MLSD), into the request's receive buffer, with lines that end in LF. A listing tells no
     /// length: where the data connection breaks and the server still says that all was sent, entries are missing.
+    /// The reply 450 (busy, by RFC 959) is an empty listing to libcurl: CNetRequest::getResponseCode() tells.
     void prepareListDirRequest(CNetRequest& request, const String& path);
     P<CFTPListDirResult> listDir(CNetRequest& request, const String& path);
     /// @}
