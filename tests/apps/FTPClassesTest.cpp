@@ -1,0 +1,129 @@
+// What the program's FTP commands are made of: paths, replies, lines of a listing, further tries.
+#include "apps/vexil/FTPEntryLine.h"
+#include "apps/vexil/FTPPath.h"
+#include "apps/vexil/FTPReplies.h"
+#include "apps/vexil/FTPTransferPolicy.h"
+#include "tests/support/PrintText.h"
+#include "tests/support/WhatOf.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace vexil::app {
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using vexil_test::whatOf;
+using namespace std::chrono_literals;
+
+CCURLError refusal(int reply, CURLcode code = CURLE_QUOTE_ERROR) {
+    return CCURLError(code, "", "ftp", reply, "", "", "", "");
+}
+
+TEST(FTPPathTest, BeginsWithASlashAndEndsWithNone) {
+    EXPECT_EQ(makeServerPath("/"), "/");
+    EXPECT_EQ(makeServerPath("///"), "/");
+    EXPECT_EQ(makeServerPath("/a/b//"), "/a/b");
+    EXPECT_EQ(makeServerPath("/ü #"), String("/ü #"));
+    EXPECT_EQ(whatOf([] { makeServerPath("a"); }),
+              "makeServerPath: the path 'a' on the server does not begin with '/'");
+    EXPECT_NE(whatOf([] { makeServerPath(""); }), "no error");
+}
+
+TEST(FTPPathTest, HasADirectoryAndAName) {
+    EXPECT_EQ(joinServerPath("/", "a"), "/a");
+    EXPECT_EQ(joinServerPath("/a", "b/c"), "/a/b/c");
+    EXPECT_EQ(getServerDirectory("/a"), "/");
+    EXPECT_EQ(getServerDirectory("/a/b"), "/a");
+    EXPECT_EQ(getServerName("/a/b c"), "b c");
+    EXPECT_THAT(getDirsDownTo("/a/b/c"), ElementsAre("/a", "/a/b", "/a/b/c"));
+    EXPECT_THAT(getDirsDownTo("/"), IsEmpty());
+}
+
+TEST(FTPPathTest, OnlyNamesThatCanBeTransferredAreTaken) {
+    EXPECT_EQ(makeServerName("a/b #%41;type=d"), "a/b #%41;type=d");
+    EXPECT_EQ(whatOf([] { makeServerName("a\xFF"); }), "its name is not UTF-8 text");
+    for (const char* name : {"a\nb", "a\rb", "a\tb", "\x7F"}) {
+        EXPECT_EQ(whatOf([name] { makeServerName(name); }),
+                  "its name has a control character, which cannot be transferred over FTP");
+    }
+}
+
+TEST(FTPPathTest, NoNameOfAListingLeadsOutOfTheFolder) {
+    for (const char* name : {"", ".", "..", "../x", "a/b", "/"}) {
+        EXPECT_EQ(findEntryNameProblem(name), "could lead out of the folder") << name;
+    }
+    EXPECT_EQ(findEntryNameProblem("..."), "");
+    EXPECT_EQ(findEntryNameProblem("a b"), "");
+}
+
+TEST(FTPRepliesTest, TellUnknownCommandsFromRefusedFiles) {
+    for (const int reply : {500, 502, 504}) {
+        EXPECT_TRUE(isUnknownCommand(refusal(reply))) << reply;
+        EXPECT_FALSE(isRefusedFile(refusal(reply))) << reply;
+    }
+    for (const int reply : {501, 550, 553}) {
+        EXPECT_TRUE(isRefusedFile(refusal(reply))) << reply;
+        EXPECT_FALSE(isUnknownCommand(refusal(reply))) << reply;
+    }
+    EXPECT_FALSE(isRefusedFile(refusal(530)));
+    EXPECT_FALSE(isRefusedFile(CError("550")));
+}
+
+TEST(FTPRepliesTest, AFileIsTheSameWithItsSizeAndAKnownTime) {
+    const CFTPDirEntry file("size=3;modify=20200131235959; a");
+    EXPECT_TRUE(isSameFile(file, CFTPDirEntry("size=3;modify=20200131235959; /x/a")));
+    EXPECT_FALSE(isSameFile(file, CFTPDirEntry("size=4;modify=20200131235959; a")));
+    EXPECT_FALSE(isSameFile(file, CFTPDirEntry("size=3;modify=20200131235958; a")));
+    EXPECT_FALSE(isSameFile(CFTPDirEntry("size=3; a"), CFTPDirEntry("size=3; a"))) << "the time is not known";
+}
+
+TEST(FTPEntryLineTest, HasColumns) {
+    EXPECT_EQ(makeEntryLine(CFTPDirEntry("type=file;size=1024;modify=20200131235959; a b")),
+              "file          1024  2020-01-31T23:59:59Z  a b");
+    EXPECT_EQ(makeEntryLine(CFTPDirEntry("type=dir;size=4096; d")),
+              "dir              -  -                     d");
+    EXPECT_EQ(makeEntryLine(CFTPDirEntry("type=OS.unix=slink:; l")),
+              "-                -  -                     l");
+}
+
+TEST(FTPTransferPolicyTest, TriesAgainWhatMayPass) {
+    CFTPTransferPolicy policy(20);
+    for (const CURLcode code : {CURLE_COULDNT_CONNECT, CURLE_PARTIAL_FILE, CURLE_OPERATION_TIMEDOUT,
+                                CURLE_GOT_NOTHING, CURLE_SEND_ERROR, CURLE_RECV_ERROR}) {
+        EXPECT_TRUE(policy.decideRetry(refusal(0, code), 1)) << code;
+    }
+    for (const int reply : {421, 425, 426, 450, 451}) {
+        EXPECT_TRUE(policy.decideRetry(refusal(reply), 1)) << reply;
+    }
+    EXPECT_EQ(policy.getRetryCount(), 11);
+    for (const int reply : {452, 500, 530, 550, 553}) {
+        EXPECT_FALSE(policy.decideRetry(refusal(reply), 1)) << reply;
+    }
+    EXPECT_FALSE(policy.decideRetry(refusal(421, CURLE_ABORTED_BY_CALLBACK), 1))
+        << "the user has interrupted";
+    EXPECT_FALSE(policy.decideRetry(CError("disk full"), 1));
+    EXPECT_EQ(policy.getRetryCount(), 11);
+}
+
+TEST(FTPTransferPolicyTest, PausesGetLongerUpToTenSeconds) {
+    CFTPTransferPolicy policy(100);
+    EXPECT_EQ(policy.decideRetry(refusal(421), 1), 200ms);
+    EXPECT_EQ(policy.decideRetry(refusal(421), 2), 400ms);
+    EXPECT_EQ(policy.decideRetry(refusal(421), 6), 6400ms);
+    EXPECT_EQ(policy.decideRetry(refusal(421), 7), 10000ms);
+    EXPECT_EQ(policy.decideRetry(refusal(421), 100), 10000ms);
+    EXPECT_FALSE(policy.decideRetry(refusal(421), 101)) << "as often as it may";
+}
+
+TEST(FTPTransferPolicyTest, ARefusedLoginIsNoFurtherConnectionBeforeOneHasWorked) {
+    const CFTPTransferPolicy policy(5);
+    EXPECT_FALSE(policy.isRefusedConnection(refusal(530)));
+    EXPECT_FALSE(policy.isRefusedConnection(refusal(421)));
+}
+
+}  // namespace
+
+}  // namespace vexil::app
