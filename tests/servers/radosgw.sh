@@ -225,7 +225,8 @@ start() {
             return
         fi
         end_all
-        was_port_taken || break
+        # Once more whatever it was: a monitor that has just begun now and then refuses its first commands.
+        ((attempt == 1)) || was_port_taken || break
     done
     show_logs_of "$culprit"
     fail "the S3 server did not start (attempt $attempt): $problem"
