@@ -46,8 +46,11 @@ printf 'a.txt\nb.txt\n' >"$build_dir/examples/files.txt"
 mail=("$examples/example-mail" "${VEXIL_SMTP_ENDPOINT%:*}" "${VEXIL_SMTP_ENDPOINT##*:}" backup@example.com)
 export VEXIL_MAIL_USER=tester VEXIL_MAIL_PASSWORD=secret VEXIL_MAIL_CA=$VEXIL_SMTP_CA
 expect '' "${mail[@]}" jo@example.com 'Alles gesichert.' "$build_dir/examples/files.txt"
-expect $'Backup of J\u00fcrgen <backup@example.com>\njo@example.com\nBericht f\u00fcr M\u00e4rz
-Alles gesichert.\nfiles.txt a.txt b.txt' /usr/bin/python3 -X utf8 - "$VEXIL_SMTP_MAILS/00001.eml" <<'PYTHON'
+expect 'Backup of Jürgen <backup@example.com>
+jo@example.com
+Bericht für März
+Alles gesichert.
+files.txt a.txt b.txt' /usr/bin/python3 -X utf8 - "$VEXIL_SMTP_MAILS/00001.eml" <<'PYTHON'
 import email, email.policy, sys
 
 with open(sys.argv[1], "rb") as file:
