@@ -14,7 +14,9 @@ constexpr std::chrono::milliseconds maxPause(10000);
 constexpr int maxWaitMilliseconds = 10;
 
 constexpr int replyServiceNotAvailable = 421;
-constexpr int replyNotLoggedIn = 530;
+constexpr int replyPassive = 227;
+constexpr int replyExtendedPassive = 229;
+constexpr int replyLoggedIn = 230;
 
 bool mayPass(int64 curlCode) {
     switch (curlCode) {
@@ -33,6 +35,14 @@ bool mayPass(int64 curlCode) {
 // RFC 959, 4.2.1: these "transient negative" replies; 452, a full disk, will not pass so soon.
 bool mayPassByReply(int reply) {
     return reply == replyServiceNotAvailable || reply == 425 || reply == 426 || reply == 450 || reply == 451;
+}
+
+/// Whether a refused transfer had a connection of its own, which did not come to its login. A kept connection may end
+/// with the same reply, when it was idle for too long.
+bool wasRefusedAtLogin(CNetRequest& request) {
+    const auto hasReply = [&request](int code) { return !request.getResponseText(code).isEmpty(); };
+    const bool hasDataConnection = hasReply(replyPassive) || hasReply(replyExtendedPassive);
+    return request.getInfoLong(CURLINFO_NUM_CONNECTS) > 0 && !hasReply(replyLoggedIn) && !hasDataConnection;
 }
 
 }  // namespace
@@ -76,13 +86,15 @@ std::optional<std::chrono::milliseconds> CFTPTransferPolicy::decideRetry(const C
     return std::min(maxPause, firstPause * (1 << std::min(tries - 1, 10)));
 }
 
-bool CFTPTransferPolicy::isRefusedConnection(const CError& error) const {
+bool CFTPTransferPolicy::isRefusedConnection(CNetRequest& request, const CError& error) const {
     const auto* const transferError = dynamic_cast<const CCURLError*>(&error);
     if (!m_hasLoggedIn || !transferError) {
         return false;
     }
-    const int reply = transferError->getResponseCode();
-    return reply == replyServiceNotAvailable || reply == replyNotLoggedIn;
+    // A connection that has served transfers may serve another request next, which finds it taken then: what a request
+    // did before tells nothing.
+    return error.getCode() == CURLE_LOGIN_DENIED ||
+           (transferError->getResponseCode() == replyServiceNotAvailable && wasRefusedAtLogin(request));
 }
 
 }  // namespace vexil::app

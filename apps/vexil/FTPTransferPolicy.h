@@ -17,7 +17,7 @@ public:
     std::optional<std::chrono::milliseconds> decideRetry(const CError& error, int tries) override;
     bool preparesFurtherTries() const override { return true; }
     /// True only when a login has succeeded before: then it is not name and password that the server does not like.
-    bool isRefusedConnection(const CError& error) const override;
+    bool isRefusedConnection(CNetRequest& request, const CError& error) const override;
     int64 getRetryCount() const override { return m_retryCount; }
 
     /// Performs a request that is prepared. A failure becomes what checkResult() throws.

@@ -20,9 +20,9 @@ public:
     virtual std::optional<std::chrono::milliseconds> decideRetry(const CError& error, int tries) = 0;
     /// Whether ITransfer::prepare() comes before a further try. Else the request is sent again as it stands.
     virtual bool preparesFurtherTries() const = 0;
-    /// Whether the server refuses a further connection beside those that it has. Such a transfer then waits for the end
-    /// of another one.
-    virtual bool isRefusedConnection(const CError& error) const = 0;
+    /// Whether a transfer has failed because the server refuses a further connection beside those that it has. Such a
+    /// transfer then waits for the end of another one.
+    virtual bool isRefusedConnection(CNetRequest& request, const CError& error) const = 0;
 
     /// How often something was tried again.
     virtual int64 getRetryCount() const = 0;

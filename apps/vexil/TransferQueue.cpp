@@ -43,7 +43,6 @@ public:
     const P<CNetRequest> request = new CNetRequest;
     std::unique_ptr<ITransferJob> job;  // null while the slot is free
     int tries = 0;
-    bool hasWorked = false;                    // so the server has taken its connection
     std::optional<Clock::time_point> nextTry;  // set in the pause between two tries
 };
 
@@ -157,7 +156,6 @@ void CTransferQueue::handleEnd(CSlot& slot) {
         }
         return;
     }
-    slot.hasWorked = true;
     try {
         slot.job->checkAnswer(*slot.request);
     } catch (...) {
@@ -187,7 +185,7 @@ void CTransferQueue::handleFailedTry(CSlot& slot, const CError& error) {
 }
 
 bool CTransferQueue::isBeyondConnections(const CSlot& slot, const CError& error) const {
-    return !slot.hasWorked && m_slots.size() > 1 && m_policy.isRefusedConnection(error);
+    return m_slots.size() > 1 && m_policy.isRefusedConnection(*slot.request, error);
 }
 
 // The connections that there are stay with their requests: the job waits for one of these.

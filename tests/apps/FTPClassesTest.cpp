@@ -118,12 +118,6 @@ TEST(FTPTransferPolicyTest, PausesGetLongerUpToTenSeconds) {
     EXPECT_FALSE(policy.decideRetry(refusal(421), 101)) << "as often as it may";
 }
 
-TEST(FTPTransferPolicyTest, ARefusedLoginIsNoFurtherConnectionBeforeOneHasWorked) {
-    const CFTPTransferPolicy policy(5);
-    EXPECT_FALSE(policy.isRefusedConnection(refusal(530)));
-    EXPECT_FALSE(policy.isRefusedConnection(refusal(421)));
-}
-
 }  // namespace
 
 }  // namespace vexil::app

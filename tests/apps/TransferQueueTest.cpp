@@ -108,6 +108,18 @@ private:
     std::vector<std::string>& m_events;
 };
 
+/// Takes each 503 for a refused connection, and tries nothing again.
+class CTooFewConnectionsPolicy : public ITransferPolicy {
+public:
+    void checkResult(CNetRequest& request) override { request.checkAsyncResult(); }
+    std::optional<std::chrono::milliseconds> decideRetry(const CError&, int) override { return std::nullopt; }
+    bool preparesFurtherTries() const override { return true; }
+    bool isRefusedConnection(CNetRequest& request, const CError&) const override {
+        return request.getResponseCode() == 503;
+    }
+    int64 getRetryCount() const override { return 0; }
+};
+
 /// A source that cannot go back.
 class COneWaySource : public virtual CBase, public CNetRequest::IDataSource {
 public:
@@ -198,6 +210,28 @@ TEST_F(TransferQueueTest, AFailedTransferIsTriedAgainAsItStandsWhileOthersGoOn) 
                             "I: Received SlowDown response from S3 (try 1). Waiting 100ms and retrying.",
                             HasSubstr("W: Received slowdown response from S3"),
                             "I: Received SlowDown response from S3 (try 2). Waiting 100ms and retrying."));
+}
+
+// One connection may serve both requests at first, and be too few for them later.
+TEST_F(TransferQueueTest, AJobWhoseRequestIsRefusedAConnectionWaitsEvenWhereTheRequestHasWorked) {
+    m_peer.setDefaultReply(good);
+    CTooFewConnectionsPolicy policy;
+    m_console.setVerbosity(Verbosity::Info);
+    CTransferQueue queue(getContext(), policy, 2);
+    // start() looks for ends only when both requests are under way.
+    queue.start(std::make_unique<CTestJob>(getContext(), "1", m_events));
+    queue.start(std::make_unique<CTestJob>(getContext(), "2", m_events));
+    queue.finish();
+    int refusals = 1;
+    m_peer.setDefaultReply([&refusals](const RecordedRequest& request) {
+        return request.requestLine().find("/b/3") != std::string::npos && refusals-- > 0 ? slowDown : good;
+    });
+    m_events.clear();
+    queue.start(std::make_unique<CTestJob>(getContext(), "3", m_events));
+    queue.start(std::make_unique<CTestJob>(getContext(), "4", m_events));
+    queue.finish();
+    EXPECT_THAT(m_events, UnorderedElementsAre("3 succeeds", "3 ends", "4 succeeds", "4 ends"));
+    EXPECT_THAT(m_output.str(), HasSubstr("going on with 1 transfer at once."));
 }
 
 TEST_F(TransferQueueTest, ThereAreNoMoreTriesThanTheClientAllows) {
