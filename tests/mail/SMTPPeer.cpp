@@ -329,7 +329,7 @@ std::size_t SMTPPeer::replyBytes(std::size_t connection) const {
 bool SMTPPeer::waitUntilEnded() const {
     std::unique_lock lock(m_core->mutex);
     // The system clock, because ThreadSanitizer of GCC 12 does not know the wait of the steady clock.
-    return m_core->changed.wait_until(lock, std::chrono::system_clock::now() + std::chrono::seconds(5), [&] {
+    return m_core->changed.wait_until(lock, std::chrono::system_clock::now() + std::chrono::seconds(60), [&] {
         return std::all_of(m_core->connections.begin(), m_core->connections.end(),
                            [](const auto& connection) { return connection.hasEnded; });
     });

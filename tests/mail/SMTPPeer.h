@@ -47,7 +47,7 @@ public:
     std::size_t connectionCount() const;
     /// The bytes of all replies of a connection.
     std::size_t replyBytes(std::size_t connection) const;
-    /// Waits until all connections have ended. False after five seconds.
+    /// Waits until all connections have ended. False after a minute.
     bool waitUntilEnded() const;
 
 private:

@@ -122,7 +122,8 @@ private:
 class ScriptedPeer {
 public:
     using DefaultReply = std::function<std::string(const RecordedRequest&)>;
-    static constexpr std::chrono::seconds waitLimit{5};
+    /// For what must come, whatever else the machine does.
+    static constexpr std::chrono::seconds waitLimit{60};
 
     /// Throws `std::system_error` if no port can be had.
     ScriptedPeer();
