@@ -14,10 +14,10 @@ SLOW_DOWN = Fault(status=503, code="SlowDown")
 
 
 class JobsTest(FakeServerTest):
-    def make_files(self, count, body=BODY):
+    def make_files(self, count):
         self.names = [f"{number:02}" for number in range(count)]
         for name in self.names:
-            self.write(f"f/{name}", name.encode() + body)
+            self.write(f"f/{name}", name.encode() + BODY)
 
     def make_objects(self, count):
         self.names = [f"{number:02}" for number in range(count)]
@@ -174,8 +174,7 @@ class BrokenTest(JobsTest):
         self.assertEqual(len(self.server.puts()), 48)
 
     def test_answers_that_end_within_their_headers_are_no_successes(self):
-        # So small that they are sent before the connection ends.
-        self.make_files(16, b"")
+        self.make_files(16)
         for name in self.names[::2]:
             self.server.faults[name] = [Fault(cut_head=True)]
         result = self.run_command("backup", code=1)
@@ -315,7 +314,6 @@ class InterruptTest(JobsTest):
         else:
             self.fail("the program has ended")
         self.assertEqual(self.interrupt(process).code, 130)
-
 
     def test_an_interrupt_ends_it_while_nobody_reads_its_messages(self):
         self.make_objects(100)
