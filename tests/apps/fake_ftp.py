@@ -235,7 +235,8 @@ class Session:
                 body += block
                 if fault.cut is not None and len(body) >= fault.cut:
                     break
-        self.server.files[path] = bytes(body if limit is None else body[:limit])
+            # While the other side cannot know of the end: what it stores next must not be overwritten.
+            self.server.files[path] = bytes(body if limit is None else body[:limit])
         if fault.cut is not None:
             raise End
         self.reply("226 Done.")
