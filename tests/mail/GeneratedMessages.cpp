@@ -9,6 +9,7 @@
 //   attachment NAME TYPE BYTES
 //   end
 #include "tests/mail/MailTestSupport.h"
+#include "tests/support/GeneratedText.h"
 #include "vexil/mail/MailAddress.h"
 #include "vexil/mail/MultiPartMimeMessage.h"
 #include "zet/BufferStream.h"
@@ -22,38 +23,11 @@
 namespace {
 
 using namespace vexil;
+using vexil_test::appendUTF8;
+using vexil_test::hex;
 
 constexpr int messageCount = 300;
 constexpr unsigned int seed = 20201121;
-
-std::string hex(std::string_view bytes) {
-    static constexpr char digits[] = "0123456789abcdef";
-    std::string text = " ";
-    for (const char byte : bytes) {
-        const auto value = static_cast<unsigned char>(byte);
-        text += {digits[value >> 4], digits[value & 0xF]};
-    }
-    return text;
-}
-
-void appendUTF8(std::string& text, unsigned int c) {
-    const auto add = [&](unsigned int byte) { text += static_cast<char>(byte); };
-    if (c < 0x80) {
-        add(c);
-    } else if (c < 0x800) {
-        add(0xC0 | c >> 6);
-        add(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-        add(0xE0 | c >> 12);
-        add(0x80 | (c >> 6 & 0x3F));
-        add(0x80 | (c & 0x3F));
-    } else {
-        add(0xF0 | c >> 18);
-        add(0x80 | (c >> 12 & 0x3F));
-        add(0x80 | (c >> 6 & 0x3F));
-        add(0x80 | (c & 0x3F));
-    }
-}
 
 class CGenerator {
 public:
