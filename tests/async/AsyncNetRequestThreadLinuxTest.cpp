@@ -84,13 +84,26 @@ protected:
         request.checkAsyncResult();
     }
 
-    /// The peer closes its ends some time after ours are closed.
-    void expectDescriptors(int count) {
+    template <class Condition>
+    static void waitUntil(const Condition& condition) {
         const auto limit = std::chrono::steady_clock::now() + std::chrono::milliseconds(longTime);
-        while (countDescriptors() != count && std::chrono::steady_clock::now() < limit) {
+        while (!condition() && std::chrono::steady_clock::now() < limit) {
             zet::threadYield(true);
         }
+    }
+    /// The peer closes its ends some time after ours are closed.
+    static void expectDescriptors(int count) {
+        waitUntil([count] { return countDescriptors() == count; });
         EXPECT_EQ(countDescriptors(), count);
+    }
+    static void expectFewerDescriptors(int limit) {
+        waitUntil([limit] { return countDescriptors() < limit; });
+        EXPECT_LT(countDescriptors(), limit);
+    }
+    /// The system lists a thread for a moment after others have seen it end.
+    static void expectThreads(int count) {
+        waitUntil([count] { return countThreads() == count; });
+        EXPECT_EQ(countThreads(), count);
     }
 
     std::atomic<int> alive = 0;
@@ -102,16 +115,16 @@ TEST_F(AsyncNetRequestThreadLinuxTest, GivesBackMemoryAndDescriptors) {
     P<CAsyncNetRequestThread> worker = new CAsyncNetRequestThread(nullptr);
     worker->start();
     runMany(*worker, 10000);
-    EXPECT_EQ(countThreads(), threadsBefore + 1) << "the worker, and no other";
+    expectThreads(threadsBefore + 1);  // the worker, and no other
     const std::int64_t heapBefore = heapSize();
     runMany(*worker, 10000);
     EXPECT_EQ(alive, 0);
     // Connections come and go with buffers of their own; 100 bytes left of each request would be 1,000,000.
     EXPECT_LT(heapSize() - heapBefore, 1000000);
-    EXPECT_LT(countDescriptors(), descriptorsBefore + 1 + 2 * 4 * 16 + 10);
+    expectFewerDescriptors(descriptorsBefore + 1 + 2 * 4 * 16 + 10);
     worker = nullptr;
     expectDescriptors(descriptorsBefore);
-    EXPECT_EQ(countThreads(), threadsBefore);
+    expectThreads(threadsBefore);
 }
 
 TEST_F(AsyncNetRequestThreadLinuxTest, GivesBackWhatRemovalsLeave) {
@@ -132,7 +145,7 @@ TEST_F(AsyncNetRequestThreadLinuxTest, GivesBackWhatRemovalsLeave) {
         peer.clearRecords();
     }
     // Of a hundred connections none is left; the worker has its own few.
-    EXPECT_LT(countDescriptors(), before + 40);
+    expectFewerDescriptors(before + 40);
     worker = nullptr;
     expectDescriptors(before);
 }
