@@ -6,7 +6,7 @@ Usage: layout-test.py SOURCE_FOLDER
 - A room includes only itself and the rooms below it. Programs and examples include public headers only.
 - Public headers include nothing of wxWidgets or OpenSSL, and have no `long` in them, which has another size
   elsewhere (`long long` has not).
-- POSIX and Windows headers are for ...Posix.cpp and ...Windows.cpp.
+- POSIX and Windows headers are for ...Posix and ...Windows files.
 - Each source file of the libraries, and each test, stands in a CMakeLists.txt.
 - No include of ours leads nowhere.
 """
@@ -85,11 +85,11 @@ def check_public_header(path, code, system_includes):
 
 
 def check_system_headers(path, system_includes):
-    if path.endswith(("Posix.cpp", "Windows.cpp")):
+    if path.endswith(("Posix.cpp", "Posix.h", "Windows.cpp", "Windows.h")):
         return
     for header in system_includes:
         if SYSTEM_HEADER.fullmatch(header):
-            yield f"{path}: <{header}> is for ...Posix.cpp and ...Windows.cpp"
+            yield f"{path}: <{header}> is for ...Posix and ...Windows files"
 
 
 def check_includes(root, private):

@@ -1,0 +1,10 @@
+#include "vexil/net/NetRequest.h"
+#include "vexil/proxy/ProxySettings.h"
+
+namespace vexil {
+
+void CNetRequest::setProxyForCurrentURLFromUserSettings() {
+    setProxy(CProxySettings::getUserSettings()->getProxyForURL(m_url));
+}
+
+}  // namespace vexil

@@ -1,0 +1,182 @@
+#include "vexil/proxy/ProxySettings.h"
+
+#include "vexil/proxy/UserProxySource.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace vexil {
+
+namespace {
+
+/// Calls `take` with each piece of a list that is not empty.
+template <class Take>
+void split(const String& list, Take take) {
+    std::wstring_view rest = list.view();
+    while (!rest.empty()) {
+        const std::size_t end = std::min(rest.find_first_of(L";, \t"), rest.size());
+        const std::wstring_view piece = zet::trimmed(rest.substr(0, end));
+        if (!piece.empty()) {
+            take(String(piece));
+        }
+        rest.remove_prefix(std::min(end + 1, rest.size()));
+    }
+}
+
+bool isNumber(const String& text) {
+    return !text.isEmpty() && std::all_of(text.view().begin(), text.view().end(),
+                                          [](wchar_t c) { return c >= L'0' && c <= L'9'; });
+}
+
+/// The host of a URL, of which the scheme and ":" are cut off, as it stands.
+String findHost(std::wstring_view rest) {
+    rest.remove_prefix(std::min(rest.find_first_not_of(L'/'), rest.size()));
+    for (const wchar_t end : {L'/', L'?', L'#'}) {
+        // Only the first kind that there is: a "?" before a "/" stays.
+        if (const std::size_t position = rest.find(end); position != rest.npos) {
+            rest = rest.substr(0, position);
+            break;
+        }
+    }
+    return String(rest.substr(0, rest.rfind(L':')));
+}
+
+}  // namespace
+
+CProxySettings::~CProxySettings() = default;
+
+void CProxySettings::clear() {
+    const zet::CMutexLock lock(m_lock);
+    m_proxies.clear();
+    m_directConnectHosts.clear();
+}
+
+void CProxySettings::setProxyForURLScheme(const String& scheme, const String& proxy) {
+    const zet::CMutexLock lock(m_lock);
+    if (proxy.isEmpty()) {
+        m_proxies.erase(scheme.toLower());
+    } else {
+        m_proxies[scheme.toLower()] = proxy;
+    }
+}
+
+String CProxySettings::getProxyForURLScheme(const String& scheme) {
+    const zet::CMutexLock lock(m_lock);
+    const auto found = m_proxies.find(scheme.toLower());
+    return found == m_proxies.end() ? String() : found->second;
+}
+
+void CProxySettings::getProxyURLSchemes(TArray<String>& schemes) const {
+    const zet::CMutexLock lock(m_lock);
+    for (const auto& [scheme, proxy] : m_proxies) {
+        schemes.push_back(scheme);
+    }
+}
+
+String CProxySettings::getProxyForURL(const String& url) {
+    const zet::CMutexLock lock(m_lock);
+    const std::size_t colon = url.find(L':');
+    if (colon == String::npos) {
+        return String();
+    }
+    const String proxy = getProxyForURLScheme(url.substr(0, colon));
+    if (proxy.isEmpty() || isDirectConnectHost(findHost(url.view().substr(colon + 1)))) {
+        return String();
+    }
+    return proxy;
+}
+
+void CProxySettings::addDirectConnectHost(const String& host) {
+    const zet::CMutexLock lock(m_lock);
+    m_directConnectHosts[host.toLower()] = true;
+}
+
+void CProxySettings::removeDirectConnectHost(const String& host) {
+    const zet::CMutexLock lock(m_lock);
+    m_directConnectHosts.erase(host.toLower());
+}
+
+bool CProxySettings::isDirectConnectHost(const String& host) const {
+    const zet::CMutexLock lock(m_lock);
+    return m_directConnectHosts.count(host.toLower()) > 0;
+}
+
+void CProxySettings::getDirectConnectHosts(TArray<String>& hosts) const {
+    const zet::CMutexLock lock(m_lock);
+    for (const auto& [host, isDirect] : m_directConnectHosts) {
+        hosts.push_back(host);
+    }
+}
+
+void CProxySettings::addProxiesFromString(const String& text) {
+    const zet::CMutexLock lock(m_lock);
+    split(text, [this](const String& piece) { addProxy(piece); });
+}
+
+void CProxySettings::addProxy(const String& piece) {
+    if (const std::size_t equals = piece.find(L'='); equals != String::npos) {
+        setProxyForURLScheme(piece.substr(0, equals), piece.substr(equals + 1));
+        return;
+    }
+    const std::size_t colon = piece.find(L':');
+    if (colon == String::npos) {
+        setProxyForFiles(piece);
+        return;
+    }
+    const String behindColon = piece.substr(colon + 1);
+    if (isNumber(behindColon)) {
+        setProxyForFiles(piece);
+    } else if (!behindColon.isEmpty()) {
+        setProxyForURLScheme(piece.substr(0, colon), piece);
+    }
+}
+
+void CProxySettings::setProxyForFiles(const String& proxy) {
+    for (const char* scheme : {"http", "https", "ftp"}) {
+        setProxyForURLScheme(scheme, proxy);
+    }
+}
+
+void CProxySettings::addDirectConnectHostsFromString(const String& text) {
+    const zet::CMutexLock lock(m_lock);
+    split(text, [this](const String& piece) { addDirectConnectHost(piece); });
+}
+
+void CProxySettings::initFromUserSettings() {
+    initFromSource(*IUserProxySource::createForSystem());
+}
+
+void CProxySettings::initFromSource(IUserProxySource& source) {
+    const zet::CMutexLock lock(m_lock);
+    clear();
+    String proxies;
+    String directConnectHosts;
+    source.read(proxies, directConnectHosts);
+    if (!proxies.isEmpty()) {
+        addProxiesFromString(proxies);
+        addDirectConnectHostsFromString(directConnectHosts);
+    }
+}
+
+P<CProxySettings> CProxySettings::getUserSettings() {
+    // Never deleted: objects with static lifetime may ask for it while the process ends.
+    static auto* const holder = new zet::TSafeGlobal<CProxySettings>(
+        userSettingsGuard(), &createAndInitFromUserSettings, &disposeUserSettings);
+    return holder->get();
+}
+
+zet::CSafeGlobalGuard& CProxySettings::userSettingsGuard() {
+    static zet::CSafeGlobalGuard guard;
+    return guard;
+}
+
+P<CProxySettings> CProxySettings::createAndInitFromUserSettings() {
+    P<CProxySettings> settings = new CProxySettings;
+    settings->initFromUserSettings();
+    return settings;
+}
+
+// The memory goes with the process: other objects with static lifetime may still ask for a proxy.
+void CProxySettings::disposeUserSettings() {}
+
+}  // namespace vexil

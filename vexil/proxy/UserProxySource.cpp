@@ -1,0 +1,7 @@
+#include "vexil/proxy/UserProxySource.h"
+
+namespace vexil {
+
+IUserProxySource::~IUserProxySource() = default;
+
+}  // namespace vexil

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "vexil/proxy/UserProxySource.h"
+
+#include <windows.h>
+#include <winhttp.h>
+
+namespace vexil {
+
+/// The proxies that the user has set in Windows, else those that are set for WinHTTP. Scripts that find out a proxy, and
+/// their detection, are not heeded. Any thread.
+class CWinHTTPProxySource : public virtual CBase, public IUserProxySource {
+public:
+    /// The system's functions, for tests to replace.
+    struct CFunctions {
+        decltype(&WinHttpGetIEProxyConfigForCurrentUser) getUserConfig =
+            &WinHttpGetIEProxyConfigForCurrentUser;
+        decltype(&WinHttpGetDefaultProxyConfiguration) getDefaultConfig =
+            &WinHttpGetDefaultProxyConfiguration;
+        decltype(&GlobalFree) free = &GlobalFree;
+    };
+
+    CWinHTTPProxySource() = default;
+    explicit CWinHTTPProxySource(const CFunctions& functions) : m_functions(functions) {}
+    ~CWinHTTPProxySource() override;
+
+    void read(String& proxies, String& directConnectHosts) override;
+
+private:
+    void readUserConfig(String& proxies, String& directConnectHosts) const;
+    void readDefaultConfig(String& proxies, String& directConnectHosts) const;
+
+    CFunctions m_functions;
+};
+
+}  // namespace vexil
