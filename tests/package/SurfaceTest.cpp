@@ -39,6 +39,8 @@
 #include "vexil/net/RootCertBundle.h"
 #include "vexil/net/ServerInfo.h"
 #include "vexil/net/URLEncoding.h"
+#include "vexil/proxy/ProxySettings.h"
+#include "vexil/proxy/UserProxySource.h"
 #include "vexil/s3/S3Client.h"
 #include "vexil/s3/S3CopyObjectResult.h"
 #include "vexil/s3/S3Error.h"
@@ -326,6 +328,13 @@ void name_vexil_CNetRequest() {
         &Class::_curlDebugFunctionCallback));
     name(static_cast<void (Class::*)(CNetStringList*)>(&Class::setMailRecipients));
     name(static_cast<String (Class::*)(int) const>(&Class::getResponseText));
+    name(static_cast<void (Class::*)()>(&Class::setProxyForCurrentURLFromUserSettings));
+    name(static_cast<void (Class::*)(Class::ITransferProgress*)>(&Class::setTransferProgress));
+    name(static_cast<void (Class::*)(bool)>(&Class::setCancellable));
+    name(static_cast<bool (Class::*)() const noexcept>(&Class::isCancellable));
+    name(static_cast<void (Class::*)()>(&Class::cancel));
+    name(static_cast<void (Class::*)()>(&Class::announceAsync));
+    name(static_cast<void (Class::*)(Class::ICancelWaker*)>(&Class::setCancelWaker));
 }
 
 void name_vexil_CNetRequest_CStreamDataSink() {
@@ -368,6 +377,46 @@ void name_vexil_CNetRequest_IDoneListener() {
     using Class = vexil::CNetRequest::IDoneListener;
     using namespace vexil;
     name(static_cast<void (Class::*)(CNetRequest*, CError*)>(&Class::onDone));
+}
+
+void name_vexil_CNetRequest_ICancelWaker() {
+    using Class = vexil::CNetRequest::ICancelWaker;
+    name(static_cast<void (Class::*)() noexcept>(&Class::wake));
+}
+
+void name_vexil_CNetRequest_ITransferProgress() {
+    using Class = vexil::CNetRequest::ITransferProgress;
+    using namespace vexil;
+    name(static_cast<void (Class::*)(int64, int64, int64, int64)>(&Class::onProgress));
+}
+
+void name_vexil_CProxySettings() {
+    using Class = vexil::CProxySettings;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object;
+    }
+    name(static_cast<P<CProxySettings> (*)()>(&Class::getUserSettings));
+    name(static_cast<void (Class::*)()>(&Class::clear));
+    name(static_cast<void (Class::*)(const String&, const String&)>(&Class::setProxyForURLScheme));
+    name(static_cast<String (Class::*)(const String&)>(&Class::getProxyForURLScheme));
+    name(static_cast<void (Class::*)(TArray<String>&) const>(&Class::getProxyURLSchemes));
+    name(static_cast<String (Class::*)(const String&)>(&Class::getProxyForURL));
+    name(static_cast<void (Class::*)(const String&)>(&Class::addDirectConnectHost));
+    name(static_cast<void (Class::*)(const String&)>(&Class::removeDirectConnectHost));
+    name(static_cast<bool (Class::*)(const String&) const>(&Class::isDirectConnectHost));
+    name(static_cast<void (Class::*)(TArray<String>&) const>(&Class::getDirectConnectHosts));
+    name(static_cast<void (Class::*)(const String&)>(&Class::addProxiesFromString));
+    name(static_cast<void (Class::*)(const String&)>(&Class::addDirectConnectHostsFromString));
+    name(static_cast<void (Class::*)()>(&Class::initFromUserSettings));
+    name(static_cast<void (Class::*)(IUserProxySource&)>(&Class::initFromSource));
+}
+
+void name_vexil_IUserProxySource() {
+    using Class = vexil::IUserProxySource;
+    using namespace vexil;
+    name(static_cast<void (Class::*)(String&, String&)>(&Class::read));
+    name(static_cast<P<IUserProxySource> (*)()>(&Class::createForSystem));
 }
 
 void name_vexil_CNetRequest_IRestartableDataSink() {
@@ -1254,9 +1303,12 @@ TEST(SurfaceTest, NamesEverythingPublic) {
     name_vexil_CNetRequest_IDataSink();
     name_vexil_CNetRequest_IDataSource();
     name_vexil_CNetRequest_IDoneListener();
+    name_vexil_CNetRequest_ICancelWaker();
     name_vexil_CNetRequest_IRestartableDataSink();
+    name_vexil_CNetRequest_ITransferProgress();
     name_vexil_CNetStringList();
     name_vexil_CNetStringList_CIterator();
+    name_vexil_CProxySettings();
     name_vexil_CS3Client();
     name_vexil_CS3CopyObjectResult();
     name_vexil_CS3Error();
@@ -1275,6 +1327,7 @@ TEST(SurfaceTest, NamesEverythingPublic) {
     name_zet_CProps();
     name_zet_CResourceManager();
     name_zet_CSafeGlobalDisposer();
+    name_vexil_IUserProxySource();
     name_zet_CSafeGlobalGuard();
     name_zet_CSignal();
     name_zet_CTime();

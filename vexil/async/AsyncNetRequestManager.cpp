@@ -25,6 +25,17 @@ void check(CURLMcode code) {
     }
 }
 
+/// Ends the wait for events when a request is cancelled.
+class CCancelWaker : public virtual CBase, public CNetRequest::ICancelWaker {
+public:
+    explicit CCancelWaker(const P<zet::CWakeUp>& wakeUp) : m_wakeUp(wakeUp) {}
+
+    void wake() noexcept override { m_wakeUp->wake(); }
+
+private:
+    const P<zet::CWakeUp> m_wakeUp;
+};
+
 }  // namespace
 
 IAsyncNetRequestManager::~IAsyncNetRequestManager() = default;
@@ -33,7 +44,8 @@ IAsyncNetRequestManager::~IAsyncNetRequestManager() = default;
 // `new` among the arguments whose constructor throws.
 CAsyncNetRequestManager::CAsyncNetRequestManager() : CAsyncNetRequestManager(makeWakeUp()) {}
 
-CAsyncNetRequestManager::CAsyncNetRequestManager(const P<zet::CWakeUp>& wakeUp) : m_wakeUp(wakeUp) {
+CAsyncNetRequestManager::CAsyncNetRequestManager(const P<zet::CWakeUp>& wakeUp)
+    : m_wakeUp(wakeUp), m_cancelWaker(new CCancelWaker(wakeUp)) {
     m_multi.reset(curl_multi_init());
     if (!m_multi) {
         throw CError("Error creating curl multi handle.");
@@ -73,6 +85,9 @@ void CAsyncNetRequestManager::addRequest(CNetRequest* request) {
         m_requests.pop_back();
         check(code);
     }
+    if (request->isCancellable()) {
+        request->setCancelWaker(m_cancelWaker);
+    }
 }
 
 bool CAsyncNetRequestManager::removeRequest(CNetRequest* request) {
@@ -87,6 +102,9 @@ bool CAsyncNetRequestManager::removeRequest(CNetRequest* request) {
 void CAsyncNetRequestManager::removeRequest(int index) {
     const auto entry = m_requests.begin() + index;
     check(curl_multi_remove_handle(m_multi.get(), (*entry)->getHandle()));
+    if ((*entry)->isCancellable()) {
+        (*entry)->setCancelWaker(nullptr);
+    }
     m_requests.erase(entry);
     m_isBeyondSelect = m_isBeyondSelect && !m_requests.empty();
 }

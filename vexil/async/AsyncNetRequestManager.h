@@ -103,6 +103,7 @@ private:
     bool m_performAgain = false;
     bool m_isBeyondSelect = false;  // new sockets have no place in select()'s sets
     const P<zet::CWakeUp> m_wakeUp;
+    const P<CNetRequest::ICancelWaker> m_cancelWaker;
 };
 
 }  // namespace vexil

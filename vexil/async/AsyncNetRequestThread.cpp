@@ -66,7 +66,7 @@ void CAsyncNetRequestThread::addRequest(CNetRequest* request) {
         throw CInvalidArgError("CAsyncNetRequestThread::addRequest", "request must not be null");
     }
     // From here on: who waits for it shall not meet the end of its last transfer.
-    request->getAsyncDoneSignal()->reset();
+    request->announceAsync();
     {
         const zet::CMutexLock lock(m_addMutex);
         m_addQueue.emplace_back(request);

@@ -16,6 +16,10 @@ CNetRequest::IRestartableDataSink::~IRestartableDataSink() = default;
 
 CNetRequest::IDoneListener::~IDoneListener() = default;
 
+CNetRequest::ITransferProgress::~ITransferProgress() = default;
+
+CNetRequest::ICancelWaker::~ICancelWaker() = default;
+
 CNetRequest::CNetRequest() : m_errorBuffer(CURL_ERROR_SIZE) {
     CGlobalInit::get();
     clearErrorBuffer();
@@ -50,6 +54,9 @@ void CNetRequest::reset() {
     m_sendKeepAlive = nullptr;
     m_sendSource = nullptr;
     m_doneListener = nullptr;
+    m_progress = nullptr;
+    m_isCancellable = false;
+    m_isWatched = false;
     setDefaultReceiveDataStream();
     setServerInfoToUpdate(nullptr);
     // Before method and upload are cleared: an automatic verbose setting is decided by the last use.

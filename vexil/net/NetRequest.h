@@ -16,6 +16,9 @@
 
 #include <curl/curl.h>
 
+#include <atomic>
+#include <chrono>
+
 namespace vexil {
 
 /// Which data the verbose log shows as text. The bytes' count is always shown.
@@ -113,6 +116,28 @@ public:
         ~IDoneListener() override;
     };
 
+    /// Told how a transfer gets on. Called on the thread that drives the transfer, at most 20 times a second; what it
+    /// throws ends the transfer and is thrown by perform().
+    class VEXIL_API ITransferProgress : public virtual IBase {
+    public:
+        /// Bytes of body, both ways. A total is 0 as long as it is not known. The last bytes of a transfer may come
+        /// without a call: see getDownloadedBytes() and getUploadedBytes().
+        virtual void onProgress(int64 downloaded, int64 downloadTotal, int64 uploaded, int64 uploadTotal) = 0;
+
+    protected:
+        ~ITransferProgress() override;
+    };
+
+    /// Lets cancel() be noticed by what drives a transfer. Any thread.
+    class VEXIL_API ICancelWaker : public virtual IBase {
+    public:
+        /// Ends the wait of what drives the transfer. Called without a lock. Must not throw.
+        virtual void wake() noexcept = 0;
+
+    protected:
+        ~ICancelWaker() override;
+    };
+
     /// One message of libcurl for the verbose log.
     struct CVerboseLogMessage {
         zet::CTime time;                     ///< when libcurl told it
@@ -162,6 +187,9 @@ public:
     /// CURLOPT_PROXY: host and port, or a URL. "" connects directly and also keeps libcurl from reading
     /// proxies out of the environment, which it does while nothing is set.
     void setProxy(const String& proxy);
+    /// setProxy() with what the current user's settings (CProxySettings::getUserSettings()) say for the URL that is set,
+    /// which may be "", a direct connection.
+    void setProxyForCurrentURLFromUserSettings();
 
     /// @{
 
@@ -237,6 +265,13 @@ public:
     /// Who is told of the end of each transfer; null, the default, for nobody.
     void setDoneListener(IDoneListener* listener) { m_doneListener = listener; }
 
+    /// Who is told how each transfer gets on (CURLOPT_XFERINFOFUNCTION, CURLOPT_NOPROGRESS); null, the default, for
+    /// nobody.
+    void setTransferProgress(ITransferProgress* progress);
+    /// Whether cancel() can be used (CURLOPT_XFERINFOFUNCTION, CURLOPT_NOPROGRESS). Default false: libcurl is then spared
+    /// the question. A request with a progress object can always be cancelled.
+    void setCancellable(bool cancellable);
+
     // ---- how ---------------------------------------------------------------------------------------------
 
     /// CURLOPT_FOLLOWLOCATION. Default true, without a limit to their number.
@@ -296,6 +331,14 @@ public:
     /// A connection that ends within the header block of a response is a success to libcurl, with status and
     /// headers as far as they came and no body: see isResponseComplete().
     void perform();
+
+    /// Ends the transfer that runs, from any thread: within 1.2 s under perform(), where libcurl asks once a second, and
+    /// at once under an asynchronous manager; while a name is resolved, after that. The transfer fails with a
+    /// CCURLError of code 42 (CURLE_ABORTED_BY_CALLBACK) and the detail "transfer cancelled". One that has ended
+    /// meanwhile has succeeded or failed as it did; a call before a transfer, or between two tries of a client, is
+    /// forgotten when the next one starts. For a worker thread a transfer starts when it is handed over.
+    /// \throws CError where cancelling is not enabled: see setCancellable()
+    void cancel();
 
     // ---- what came back ----------------------------------------------------------------------------------
 
@@ -369,6 +412,14 @@ public:
 
     // ---- asynchronous hooks (any thread) -----------------------------------------------------------------
 
+    /// Called when a transfer is handed over to what will drive it later, which calls setAsyncInfo() then: takes the done
+    /// signal off at once and forgets an earlier cancel(), but none from now on.
+    void announceAsync();
+    /// What cancel() calls from now on; null, the default, for nothing. Kept until it is replaced. For whatever drives
+    /// the transfer.
+    void setCancelWaker(ICancelWaker* waker);
+    /// Whether cancel() can be used.
+    bool isCancellable() const noexcept { return m_isWatched; }
     /// Called by whatever drives the transfer: false before it starts, true with libcurl's result after it
     /// has ended. The latter sets the done signal, as the last thing under the request's lock, and then tells
     /// the done listener, outside of it. The caller keeps the request alive until it returns.
@@ -429,6 +480,9 @@ protected:
     std::size_t headerHandler(const char* data, std::size_t length) noexcept;
     /// @}
 
+    /// What libcurl's progress callback does (CURLOPT_XFERINFOFUNCTION): not 0 ends the transfer.
+    int progressHandler(int64 downloadTotal, int64 downloaded, int64 uploadTotal, int64 uploaded) noexcept;
+
     /// The child of getVerboseOutput() for one message; never null.
     P<zet::CXMLElement> createVerboseXmlElement(const CVerboseLogMessage& message,
                                                 unsigned int maxTextLength);
@@ -440,6 +494,8 @@ private:
     static int seekCallback(void* request, curl_off_t offset, int origin) noexcept;
     static std::size_t headerCallback(char* data, std::size_t size, std::size_t count,
                                       void* request) noexcept;
+    static int progressCallback(void* request, curl_off_t downloadTotal, curl_off_t downloaded,
+                                curl_off_t uploadTotal, curl_off_t uploaded) noexcept;
 
     template <class Handler, class Failure>
     Failure guarded(Handler handler, Failure failure) noexcept;
@@ -453,7 +509,12 @@ private:
     void setStringListOption(CURLoption option, P<CNetStringList>& slot, CNetStringList* list);
     void clearErrorBuffer() noexcept { m_errorBuffer.getData()[0] = '\0'; }
 
+    void setProgressOptions();
+    bool isProgressDue() noexcept;
+    void forgetCancel() noexcept;
+
     void checkTransferResult(CURLcode result);
+    String getErrorDetail(CURLcode result) const;
     static bool isSuccessStatus(int status) noexcept { return status >= 200 && status <= 299; }
     String getServerMessage(const String& responseCodeDomain, int responseCode);
     String getLastResponseInfo() const;
@@ -494,6 +555,13 @@ private:
     P<IBase> m_userData;
     P<IDoneListener> m_doneListener;
 
+    P<ITransferProgress> m_progress;
+    std::chrono::steady_clock::time_point m_nextProgress;
+    bool m_isCancellable = false;
+    std::atomic<bool> m_isWatched{false};  // libcurl calls the progress callback
+    std::atomic<bool> m_isCancelRequested{false};
+    bool m_isCancelled = false;  // the callback has ended the transfer for that
+
     CHeaderAssembler m_headerAssembler;
     String m_headerLine;  // kept for its memory
     String m_httpStatusLine;
@@ -511,6 +579,8 @@ private:
     CURLcode m_asyncResult = CURLE_OK;
     String m_asyncErrorMessage;
     P<CError> m_pendingCallbackError;
+    P<ICancelWaker> m_cancelWaker;
+    bool m_isAnnounced = false;
 };
 
 /// A source over a stream, of which a reference is kept. Positions and sizes are the stream's.

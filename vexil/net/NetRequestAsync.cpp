@@ -1,5 +1,7 @@
 #include "vexil/net/NetRequest.h"
 
+#include <utility>
+
 namespace vexil {
 
 namespace {
@@ -18,6 +20,18 @@ private:
 
 }  // namespace
 
+void CNetRequest::announceAsync() {
+    const zet::CMutexLock lock(m_asyncMutex);
+    m_asyncDoneSignal->reset();
+    forgetCancel();
+    m_isAnnounced = true;
+}
+
+void CNetRequest::setCancelWaker(ICancelWaker* waker) {
+    const zet::CMutexLock lock(m_asyncMutex);
+    m_cancelWaker = waker;
+}
+
 void CNetRequest::setAsyncInfo(bool done, CURLcode result) {
     if (done) {
         endAsync(result);
@@ -26,6 +40,9 @@ void CNetRequest::setAsyncInfo(bool done, CURLcode result) {
     const zet::CMutexLock lock(m_asyncMutex);
     // First: when the source cannot be rewound, nobody shall take the last transfer's end for that of this one.
     m_asyncDoneSignal->reset();
+    if (!std::exchange(m_isAnnounced, false)) {
+        forgetCancel();
+    }
     resetForPerform();
     // As perform() does: libcurl's multi interface leaves the text of the last failure there.
     clearErrorBuffer();
@@ -57,7 +74,7 @@ void CNetRequest::storeAsyncResult(CURLcode result) {
         m_asyncResult = CURLE_HTTP_RETURNED_ERROR;
     }
     if (m_asyncResult != CURLE_OK) {
-        m_asyncErrorMessage = getErrorMessage();
+        m_asyncErrorMessage = getErrorDetail(m_asyncResult);
         return;
     }
     m_asyncErrorMessage.clear();

@@ -277,4 +277,21 @@ void CNetRequest::setVerboseSettings(VerboseLogData data, VerboseLogData sslData
     m_verboseSSLData = sslData;
 }
 
+void CNetRequest::setTransferProgress(ITransferProgress* progress) {
+    m_progress = progress;
+    setProgressOptions();
+}
+
+void CNetRequest::setCancellable(bool cancellable) {
+    m_isCancellable = cancellable;
+    setProgressOptions();
+}
+
+void CNetRequest::setProgressOptions() {
+    m_isWatched = m_isCancellable || m_progress;
+    setOption(CURLOPT_XFERINFOFUNCTION, m_isWatched ? &CNetRequest::progressCallback : nullptr);
+    setOption(CURLOPT_XFERINFODATA, m_isWatched ? static_cast<void*>(this) : nullptr);
+    setOption(CURLOPT_NOPROGRESS, m_isWatched ? 0L : 1L);
+}
+
 }  // namespace vexil

@@ -45,6 +45,7 @@ void convertHTMLToPlainText(String& text) {
 }  // namespace
 
 void CNetRequest::perform() {
+    forgetCancel();
     resetForPerform();
     clearErrorBuffer();
     const CURLcode result = curl_easy_perform(m_handle.get());
@@ -68,7 +69,7 @@ void CNetRequest::checkTransferResult(CURLcode result) {
         error->throwClone();
     }
     if (result != CURLE_OK) {
-        throwError(result, getResponseCodeDomain(), getResponseCode(), "");
+        throwError(result, getResponseCodeDomain(), getResponseCode(), getErrorDetail(result));
     }
     if (m_isHTTP) {
         const int status = getResponseCode();
@@ -134,6 +135,12 @@ String CNetRequest::getErrorMessage() const {
             error, "A CURL function has failed, but the CURL error buffer does not contain valid UTF8 data.");
         return String();
     }
+}
+
+String CNetRequest::getErrorDetail(CURLcode result) const {
+    // libcurl's own text tells of a callback.
+    return m_isCancelled && result == CURLE_ABORTED_BY_CALLBACK ? String("transfer cancelled")
+                                                                : getErrorMessage();
 }
 
 String CNetRequest::getServerErrorMessageFromResponseData(const unsigned char* data, int length,

@@ -1,0 +1,60 @@
+#include "vexil/net/NetRequest.h"
+
+namespace vexil {
+
+namespace {
+
+constexpr std::chrono::milliseconds minTimeBetweenCalls(50);
+
+}  // namespace
+
+void CNetRequest::cancel() {
+    if (!m_isWatched) {
+        throw CError("The transfer cannot be cancelled: cancelling is not enabled for this request.");
+    }
+    m_isCancelRequested = true;
+    P<ICancelWaker> waker;
+    {
+        const zet::CMutexLock lock(m_asyncMutex);
+        waker = m_cancelWaker;
+    }
+    if (waker) {
+        waker->wake();
+    }
+}
+
+void CNetRequest::forgetCancel() noexcept {
+    m_isCancelRequested = false;
+    m_isCancelled = false;
+}
+
+int CNetRequest::progressCallback(void* request, curl_off_t downloadTotal, curl_off_t downloaded,
+                                  curl_off_t uploadTotal, curl_off_t uploaded) noexcept {
+    return static_cast<CNetRequest*>(request)->progressHandler(downloadTotal, downloaded, uploadTotal,
+                                                               uploaded);
+}
+
+int CNetRequest::progressHandler(int64 downloadTotal, int64 downloaded, int64 uploadTotal,
+                                 int64 uploaded) noexcept {
+    if (m_progress && isProgressDue()) {
+        try {
+            m_progress->onProgress(downloaded, downloadTotal, uploaded, uploadTotal);
+        } catch (...) {
+            keepCallbackError();
+            return 1;
+        }
+    }
+    m_isCancelled = m_isCancelRequested;
+    return m_isCancelled ? 1 : 0;
+}
+
+bool CNetRequest::isProgressDue() noexcept {
+    const auto now = std::chrono::steady_clock::now();
+    if (now < m_nextProgress) {
+        return false;
+    }
+    m_nextProgress = now + minTimeBetweenCalls;
+    return true;
+}
+
+}  // namespace vexil
