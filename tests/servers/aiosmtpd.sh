@@ -45,7 +45,7 @@ start_all() {
     first_port=$(find_ports 3) || return
     start_daemon aiosmtpd \
         "$python" -u "$here/aiosmtpd-server.py" "$workdir/mails" "$workdir/certificates" "$first_port"
-    wait_for aiosmtpd 30 listens_on_all
+    wait_for aiosmtpd "$start_seconds" listens_on_all
 }
 
 write_env() {

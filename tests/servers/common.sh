@@ -5,6 +5,10 @@
 
 : "${daemons:?}" "${logs:?}" "${workdir:?}"
 
+# How long a server may take to start: far longer than it does, because the machine may have other work.
+# shellcheck disable=SC2034 # for the scripts that source this one
+readonly start_seconds=180
+
 fail() {
     printf '%s: %s\n' "${0##*/}" "$*" >&2
     exit 1
@@ -80,7 +84,7 @@ is_alive() {
 # end_daemon NAME SIGNAL: returns when it is gone; what does not obey within four seconds is killed.
 end_daemon() {
     local name=$1 signal=$2 pid attempt
-    for ((attempt = 0; attempt < 500; attempt++)); do
+    for ((attempt = 0; attempt < 3000; attempt++)); do
         is_alive "$name" || break
         read -r pid _ <"$daemons/$name.pid"
         if ((attempt == 0)); then

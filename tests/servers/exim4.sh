@@ -126,7 +126,7 @@ start_all() {
     local -a as_user=()
     [[ $(id -u) != 0 ]] || as_user=(setpriv "--reuid=$user" "--regid=$group" --clear-groups)
     start_daemon exim "${as_user[@]}" "$workdir/exim" -C "$workdir/exim.conf" -bdf
-    wait_for exim 30 listens_on_all
+    wait_for exim "$start_seconds" listens_on_all
 }
 
 write_env() {

@@ -155,7 +155,7 @@ start_all() {
     s3_tls_port=$((first_port + 2))
     write_config
     start_daemon nginx nginx -p "$workdir" -c "$workdir/nginx.conf" -e "$logs/error.log"
-    wait_for nginx 30 is_ready
+    wait_for nginx "$start_seconds" is_ready
 }
 
 write_env() {

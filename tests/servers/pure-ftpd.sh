@@ -59,7 +59,7 @@ start_all() {
         --tls 1 --certfile "$workdir/certificates/cert.pem,$workdir/certificates/key.pem"
     )
     start_daemon pure-ftpd pure-ftpd "${options[@]}"
-    wait_for pure-ftpd 30 listens_on pure-ftpd "$port"
+    wait_for pure-ftpd "$start_seconds" listens_on pure-ftpd "$port"
 }
 
 write_env() {

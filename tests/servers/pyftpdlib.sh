@@ -46,7 +46,7 @@ start_all() {
     first_port=$(find_ports 4) || return
     start_daemon pyftpdlib \
         "$python" -u "$here/pyftpdlib-server.py" "$workdir/root" "$workdir/certificates" "$first_port"
-    wait_for pyftpdlib 30 listens_on_all
+    wait_for pyftpdlib "$start_seconds" listens_on_all
 }
 
 write_env() {

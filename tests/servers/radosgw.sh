@@ -111,7 +111,7 @@ CONF
 step() {
     local name=$1
     shift
-    if ! interruptible timeout -k 2 60 "$@" >"$logs/$name.out" 2>&1 </dev/null; then
+    if ! interruptible timeout -k 2 "$start_seconds" "$@" >"$logs/$name.out" 2>&1 </dev/null; then
         problem="$name failed"
         culprit=$name
         return 1
@@ -120,11 +120,11 @@ step() {
 
 
 is_our_monitor() {
-    [[ $(timeout 10 ceph -c "$config" --connect-timeout 5 fsid 2>/dev/null) == "$fsid" ]]
+    [[ $(timeout 60 ceph -c "$config" --connect-timeout 30 fsid 2>/dev/null) == "$fsid" ]]
 }
 
 is_osd_up() {
-    [[ $(timeout 10 ceph -c "$config" --connect-timeout 5 osd stat 2>/dev/null) == *'1 up'* ]]
+    [[ $(timeout 60 ceph -c "$config" --connect-timeout 30 osd stat 2>/dev/null) == *'1 up'* ]]
 }
 
 start_monitor() {
@@ -132,8 +132,11 @@ start_monitor() {
         --addv a "[v1:127.0.0.1:$monitor_port]" "$workdir/monmap" || return
     step monitor-mkfs ceph-mon -c "$config" --mkfs -i a --monmap "$workdir/monmap" || return
     start_daemon monitor ceph-mon -c "$config" -f -i a
-    # The port first: the question to a monitor that has none takes five seconds to fail.
-    { wait_for monitor 60 listens_on monitor "$monitor_port" && wait_for monitor 60 is_our_monitor; } || {
+    # The port first: the question to a monitor that has none takes half a minute to fail.
+    {
+        wait_for monitor "$start_seconds" listens_on monitor "$monitor_port" &&
+            wait_for monitor "$start_seconds" is_our_monitor
+    } || {
         problem='the monitor does not answer' culprit=monitor
         return 1
     }
@@ -146,7 +149,7 @@ start_osd() {
     step osd-mkfs ceph-osd -c "$config" -i 0 --mkfs --osd-uuid "$uuid" || return
     step osd-crush ceph -c "$config" osd crush add osd.0 1.0 root=default host=local || return
     start_daemon osd ceph-osd -c "$config" -f -i 0
-    wait_for osd 60 is_osd_up || {
+    wait_for osd "$start_seconds" is_osd_up || {
         problem='the object store does not come up' culprit=osd
         return 1
     }
@@ -154,7 +157,7 @@ start_osd() {
 
 start_gateway() {
     start_daemon gateway radosgw -c "$config" -f -n client.rgw.a
-    wait_for gateway 120 listens_on gateway "$gateway_port" || {
+    wait_for gateway "$start_seconds" listens_on gateway "$gateway_port" || {
         problem='the gateway does not listen' culprit=gateway
         return 1
     }

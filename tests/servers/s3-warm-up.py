@@ -17,7 +17,7 @@ def main():
     endpoint = urllib.parse.urlsplit(os.environ["VEXIL_S3_ENDPOINT"])
     access_key = os.environ["VEXIL_S3_ACCESS_KEY"]
     secret_key = os.environ["VEXIL_S3_SECRET_KEY"]
-    connection = http.client.HTTPConnection(endpoint.hostname, endpoint.port, timeout=60)
+    connection = http.client.HTTPConnection(endpoint.hostname, endpoint.port, timeout=180)
 
     def request(method, path, expected_status):
         date = email.utils.formatdate(usegmt=True)

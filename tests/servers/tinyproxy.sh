@@ -41,7 +41,7 @@ start_all() {
     port=$(find_ports 1) || return
     write_config
     start_daemon tinyproxy tinyproxy -d -c "$workdir/tinyproxy.conf"
-    wait_for tinyproxy 30 listens_on tinyproxy "$port"
+    wait_for tinyproxy "$start_seconds" listens_on tinyproxy "$port"
 }
 
 write_env() {
