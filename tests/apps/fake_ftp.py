@@ -125,7 +125,7 @@ class Session:
             with server.started:
                 server.waiting += 1
                 server.started.notify_all()
-            fault.gate.wait(60)
+            fault.gate.wait()
         if fault.reply:
             self.reply(fault.reply)
             if fault.reply.startswith("421"):

@@ -159,7 +159,7 @@ class _Handler(http.server.BaseHTTPRequestHandler):
         self.fake.count(1)
         try:
             if self.fake.gate:
-                self.fake.gate.wait(60)
+                self.fake.gate.wait()
             work(fault)
         finally:
             self.leave()
@@ -197,7 +197,7 @@ class _Handler(http.server.BaseHTTPRequestHandler):
         self.answer(status, body, headers, 0 if fault.no_body else fault.cut)
         if fault.hold:
             self.fake.held.set()
-            self.fake.end.wait(60)
+            self.fake.end.wait()
         if fault.cut is not None:
             self.break_off()
 
@@ -210,7 +210,7 @@ class _Handler(http.server.BaseHTTPRequestHandler):
     def put(self, fault):
         if fault.hold:
             self.fake.held.set()
-            self.fake.end.wait(60)
+            self.fake.end.wait()
         if fault.cut is not None:
             self.rfile.read(fault.cut)
             self.close_connection = True
