@@ -9,8 +9,8 @@
 namespace vexil {
 
 /// The proxies that the environment names: http_proxy, https_proxy and ftp_proxy, all_proxy for those of the three
-/// that are missing, and no_proxy for the hosts that need none. Each in lower or, where that is missing, in upper
-/// case, but for HTTP_PROXY: a web server sets it from a header that anybody can send.
+/// that name none, and no_proxy for the hosts that need none. Each in lower or, where that is not set, not even empty,
+/// in upper case, but for HTTP_PROXY: a web server sets it from a header that anybody can send.
 ///
 /// A no_proxy of "*" means no proxies at all. Any thread, as long as nobody changes the environment.
 class CEnvironmentProxySource : public virtual CBase, public IUserProxySource {

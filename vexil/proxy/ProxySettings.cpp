@@ -143,6 +143,7 @@ void CProxySettings::addDirectConnectHostsFromString(const String& text) {
 }
 
 void CProxySettings::initFromUserSettings() {
+    const zet::CMutexLock lock(m_lock);
     initFromSource(*IUserProxySource::createForSystem());
 }
 
