@@ -167,7 +167,7 @@ void CFTPSession::removeFiles(const TArray<String>& paths) {
         commands->add("*DELE " + path);
     }
     m_request.setFTPCustomPreCommands(commands);
-    m_request.setOptionInt(CURLOPT_NOPROGRESS, 1);
+    m_request.setTransferProgress(nullptr);
     m_request.setFullRequestTimeout(zet::CTimeSpan::fromMilliseconds(removalMilliseconds));
     m_policy.perform(m_request);
 }

@@ -9,16 +9,14 @@ namespace vexil::app {
 CTransferMonitor& CTransferMonitor::of(CNetRequest& request) {
     P<CTransferMonitor> monitor = request.getUserData().dynamicCast<CTransferMonitor>();
     if (!monitor) {
-        monitor = new CTransferMonitor;
+        monitor = new CTransferMonitor(request);
         request.setUserData(monitor);
     }
     return *monitor;
 }
 
 void CTransferMonitor::watch(CNetRequest& request) {
-    request.setOptionPtr(CURLOPT_XFERINFOFUNCTION, reinterpret_cast<void*>(&CTransferMonitor::onTransfer));
-    request.setOptionPtr(CURLOPT_XFERINFODATA, &of(request));
-    request.setOptionInt(CURLOPT_NOPROGRESS, 0);
+    request.setTransferProgress(&of(request));
 }
 
 void CTransferMonitor::report() {
@@ -27,23 +25,21 @@ void CTransferMonitor::report() {
     }
 }
 
-int CTransferMonitor::onTransfer(void* data, curl_off_t, curl_off_t downloaded, curl_off_t,
-                                 curl_off_t uploaded) noexcept {
+void CTransferMonitor::onProgress(int64 downloaded, int64, int64 uploaded, int64) {
     if (CInterrupt::isRequested()) {
-        return 1;
+        m_request.cancel();
+        return;
     }
-    CTransferMonitor& monitor = *static_cast<CTransferMonitor*>(data);
-    monitor.m_bytes = downloaded + uploaded;
-    if (monitor.m_thread != std::this_thread::get_id()) {
-        return 0;
+    m_bytes = downloaded + uploaded;
+    if (m_thread != std::this_thread::get_id()) {
+        return;
     }
     try {
-        monitor.report();
+        report();
     } catch (const std::exception& error) {
         // No transfer fails because its progress cannot be shown.
         zet::logWarning(error, "The progress of a transfer could not be shown.");
     }
-    return 0;
 }
 
 }  // namespace vexil::app

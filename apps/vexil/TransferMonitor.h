@@ -10,12 +10,12 @@ namespace vexil::app {
 
 class CFileProgress;
 
-/// Watches the transfers of one request from within (CURLOPT_XFERINFOFUNCTION): ends one when the user has
-/// interrupted the program, which libcurl then reports as its code 42, and reports its bytes.
+/// Watches the transfers of one request from within: cancels one when the user has interrupted the program, which
+/// then fails with libcurl's code 42, and reports its bytes.
 ///
 /// It reports on the thread that has made it, where the request is performed there. For a request that another thread
 /// drives, call report() now and then: a worker that shows something can be held up by whoever does not read it.
-class CTransferMonitor : public virtual CBase {
+class CTransferMonitor : public virtual CBase, public CNetRequest::ITransferProgress {
 public:
     /// The monitor of a request, which lasts as long as the request.
     static CTransferMonitor& of(CNetRequest& request);
@@ -33,10 +33,12 @@ public:
     /// Makes the request call its monitor, until it is reset.
     static void watch(CNetRequest& request);
 
-private:
-    static int onTransfer(void* monitor, curl_off_t downloadTotal, curl_off_t downloaded,
-                          curl_off_t uploadTotal, curl_off_t uploaded) noexcept;
+    void onProgress(int64 downloaded, int64 downloadTotal, int64 uploaded, int64 uploadTotal) override;
 
+private:
+    explicit CTransferMonitor(CNetRequest& request) : m_request(request) {}
+
+    CNetRequest& m_request;  // keeps the monitor
     const std::thread::id m_thread = std::this_thread::get_id();
     CFileProgress* m_file = nullptr;
     int64 m_offset = 0;
