@@ -1,11 +1,14 @@
 #!/usr/bin/env bash
-# A private HTTP proxy on a free port of 127.0.0.1. It forwards HTTP and tunnels (CONNECT) to any port.
+# Private HTTP proxies on free ports of 127.0.0.1, one for all and one with a login. They forward HTTP and tunnel
+# (CONNECT) to any port.
 #
 # Usage: tests/servers/tinyproxy.sh start WORKDIR    prints nothing, writes WORKDIR/env
-#        tests/servers/tinyproxy.sh stop WORKDIR     ends it; the logs stay in WORKDIR
+#        tests/servers/tinyproxy.sh stop WORKDIR     ends them; the logs stay in WORKDIR
 #
-# WORKDIR/env sets VEXIL_PROXY_ENDPOINT (host:port) and VEXIL_PROXY_LOG (a file with a line for each request). Any
-# number of proxies run side by side, each with a WORKDIR of its own. No root needed.
+# WORKDIR/env sets VEXIL_PROXY_ENDPOINT (host:port) and VEXIL_PROXY_LOG (a file with a line for each request), and
+# VEXIL_LOGIN_PROXY_ENDPOINT and VEXIL_LOGIN_PROXY_LOG of the proxy that asks for a login (basic authentication). Its
+# user is tester, the password secret. Any number of proxies run side by side, each with a WORKDIR of its own. No root
+# needed.
 set -euo pipefail
 
 usage='usage: tinyproxy.sh start|stop WORKDIR'
@@ -18,35 +21,51 @@ here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
 source "$here/common.sh"
 
 end_all() {
+    end_daemon tinyproxy-login TERM
     end_daemon tinyproxy TERM
     rm -f -- "$workdir/env"
 }
 
-# Without a ConnectPort all ports may be tunnelled to.
+# write_config NAME PORT LOG. Without a ConnectPort all ports may be tunnelled to.
 write_config() {
-    cat >"$workdir/tinyproxy.conf" <<CONF
-Port $port
+    cat >"$workdir/$1.conf" <<CONF
+Port $2
 Listen 127.0.0.1
 Allow 127.0.0.1
 Timeout 600
 MaxClients 200
-LogFile "$logs/requests.log"
+LogFile "$logs/$3"
 LogLevel Connect
 CONF
+}
+
+start_both() {
+    local name
+    for name in tinyproxy tinyproxy-login; do
+        start_daemon "$name" tinyproxy -d -c "$workdir/$name.conf"
+    done
+    wait_for tinyproxy "$start_seconds" listens_on tinyproxy "$port" &&
+        wait_for tinyproxy-login "$start_seconds" listens_on tinyproxy-login "$((port + 1))"
 }
 
 start_all() {
     rm -rf -- "$daemons" "$logs"
     mkdir -p -- "$daemons" "$logs" || return
-    port=$(find_ports 1) || return
-    write_config
-    start_daemon tinyproxy tinyproxy -d -c "$workdir/tinyproxy.conf"
-    wait_for tinyproxy "$start_seconds" listens_on tinyproxy "$port"
+    port=$(find_ports 2) || return
+    write_config tinyproxy "$port" requests.log
+    write_config tinyproxy-login "$((port + 1))" login-requests.log
+    printf 'BasicAuth tester secret\n' >>"$workdir/tinyproxy-login.conf"
+    start_both
 }
 
 write_env() {
-    printf 'export %s=%q\n' VEXIL_PROXY_ENDPOINT "127.0.0.1:$port" VEXIL_PROXY_LOG "$logs/requests.log" \
-        >"$workdir/env"
+    local -a settings=(
+        VEXIL_PROXY_ENDPOINT "127.0.0.1:$port"
+        VEXIL_PROXY_LOG "$logs/requests.log"
+        VEXIL_LOGIN_PROXY_ENDPOINT "127.0.0.1:$((port + 1))"
+        VEXIL_LOGIN_PROXY_LOG "$logs/login-requests.log"
+    )
+    printf 'export %s=%q\n' "${settings[@]}" >"$workdir/env"
 }
 
 start() {
