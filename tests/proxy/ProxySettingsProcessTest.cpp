@@ -1,5 +1,6 @@
 // Linux: the definition of IUserProxySource::createForSystem() in this program wins over the library's own. Each test
 // runs in a process of its own, because the user's settings are made once a process.
+#include "tests/proxy/ProxyEnvironment.h"
 #include "vexil/net/NetRequest.h"
 #include "vexil/proxy/ProxySettings.h"
 #include "vexil/proxy/UserProxySource.h"
@@ -25,6 +26,8 @@ using vexil::CProxySettings;
 using vexil::IUserProxySource;
 using vexil::P;
 using vexil::String;
+using vexil_test::clearProxyVariables;
+using vexil_test::setVariable;
 using Guard = zet::CSafeGlobalGuard;
 
 /// How often the system's source was made.
@@ -57,18 +60,6 @@ void require(bool condition, const std::string& what) {
 
 void requireText(const String& text, const std::string& expected) {
     require(text.toUTF8() == expected, "'" + text.toUTF8() + "' instead of '" + expected + "'");
-}
-
-void setVariable(const char* name, const char* value) {
-    require(setenv(name, value, 1) == 0, "setenv");
-}
-
-/// Without any proxy, whatever the one who runs the tests has set.
-void clearVariables() {
-    for (const char* name : {"http_proxy", "https_proxy", "ftp_proxy", "all_proxy", "no_proxy", "HTTP_PROXY",
-                             "HTTPS_PROXY", "FTP_PROXY", "ALL_PROXY", "NO_PROXY"}) {
-        require(unsetenv(name) == 0, "unsetenv");
-    }
 }
 
 /// What a class derived from the settings can reach.
@@ -124,7 +115,7 @@ void onThreads(int count, const std::function<void()>& work) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");                                                          \
     EXPECT_EXIT(                                                                                             \
         {                                                                                                    \
-            clearVariables();                                                                                \
+            clearProxyVariables();                                                                           \
             (function)();                                                                                    \
             std::exit(0);                                                                                    \
         },                                                                                                   \
@@ -213,7 +204,7 @@ TEST(ProxySettingsProcessTest, LaterChangesAreSeenOnDemand) {
         requireText(settings->getProxyForURL("https://a/"), "third:3");
         requireText(settings->getProxyForURL("http://b/"), "");
         requireText(settings->getProxyForURLScheme("smtp"), "");
-        clearVariables();
+        clearProxyVariables();
         settings->initFromUserSettings();
         requireText(settings->getProxyForURL("http://a/"), "");
         require(!settings->isDirectConnectHost("b"), "hosts");
@@ -326,7 +317,7 @@ TEST(ProxySettingsProcessTest, AreThereForObjectsThatEndWithTheProcess) {
     for (const bool isMadeBefore : {true, false}) {
         EXPECT_EXIT(
             {
-                clearVariables();
+                clearProxyVariables();
                 setVariable("http_proxy", "p:1");
                 if (isMadeBefore) {
                     CProxySettings::getUserSettings();
