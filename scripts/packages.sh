@@ -18,7 +18,7 @@ readonly s3_server_packages=(ceph-mon ceph-osd ceph-common radosgw python3)
 readonly ftp_server_packages=(pure-ftpd openssl python3)
 readonly mail_server_packages=(python3-aiosmtpd openssl python3)
 readonly test_packages=(
-    libgtest-dev libgmock-dev googletest libasio-dev doxygen clang-format
+    libgtest-dev libgmock-dev googletest libasio-dev doxygen clang-format g++-mingw-w64-x86-64-posix
     nginx openssl python3 python3-pyftpdlib python3-openssl tinyproxy-bin exim4-daemon-light
 )
 readonly bench_packages=(valgrind strace libasio-dev nginx openssl python3)
