@@ -1,11 +1,13 @@
 // What the system gives to a worker comes back, and what it refuses does no harm.
 #include "tests/async/AsyncNetRequestThreadTestSupport.h"
+#include "tests/async/SilentServer.h"
 
 #include <cerrno>
 #include <dlfcn.h>
 #include <filesystem>
 #include <fstream>
 #include <malloc.h>
+#include <optional>
 #include <pthread.h>
 
 // ThreadSanitizer has to see each lock itself.
@@ -14,6 +16,9 @@ namespace {
 
 /// The next lock of this thread fails.
 thread_local bool t_failsNextLock = false;
+/// Called before each lock of this thread, but for those that it takes itself.
+thread_local std::function<void()> t_beforeLock;
+thread_local bool t_isBeforeLock = false;
 
 }  // namespace
 
@@ -24,6 +29,11 @@ extern "C" int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
     if (t_failsNextLock) {
         t_failsNextLock = false;
         return EINVAL;
+    }
+    if (t_beforeLock && !t_isBeforeLock) {
+        t_isBeforeLock = true;
+        t_beforeLock();
+        t_isBeforeLock = false;
     }
     if (!next) {
         next = reinterpret_cast<Lock>(dlsym(RTLD_NEXT, "pthread_mutex_lock"));
@@ -186,6 +196,63 @@ private:
     zet::CSignal& m_isGoing;
     zet::CSignal& m_mayGo;
 };
+
+/// Adds a request and removes it again, on a thread of its own.
+class AddAndRemove {
+public:
+    AddAndRemove(CAsyncNetRequestThread& worker, const P<CNetRequest>& request)
+        : m_thread([this, &worker, request] { run(worker, request); }) {
+        EXPECT_TRUE(m_isOrdered.wait(longTime));
+    }
+    /// Whether the removal has found the request.
+    bool hasFound() {
+        m_thread.join();
+        return m_hasFound;
+    }
+
+private:
+    void run(CAsyncNetRequestThread& worker, const P<CNetRequest>& request) {
+        worker.addRequest(request);
+        // The first lock is that of the queue, the second one that of its wait.
+        t_beforeLock = [this, locks = 0]() mutable {
+            if (++locks == 2) {
+                m_isOrdered.set();
+            }
+        };
+        m_hasFound = worker.removeRequest(request);
+        t_beforeLock = nullptr;
+    }
+
+    zet::CSignal m_isOrdered;
+    bool m_hasFound = false;
+    std::thread m_thread;
+};
+
+TEST_F(AsyncNetRequestThreadLinuxTest, ARemovalFindsWhatWasAddedBeforeAtEveryPlaceOfAPass) {
+    const SilentServer silent;
+    thread->start();
+    // Some passes: each has few locks.
+    for (int place = 0; place < 10; ++place) {
+        SCOPED_TRACE("before lock " + std::to_string(place) + " of the worker");
+        const P<CNetRequest> request = makeRequest();
+        request->setURL(String::fromUTF8(silent.url()));
+        std::optional<AddAndRemove> other;
+        zet::CSignal isThere;
+        gate->callOnWorker([&] {
+            t_beforeLock = [&, locks = 0]() mutable {
+                if (locks++ == place) {
+                    other.emplace(*thread, request);
+                    isThere.set();
+                }
+            };
+        });
+        ASSERT_TRUE(isThere.wait(longTime));
+        EXPECT_TRUE(other->hasFound());
+        EXPECT_FALSE(thread->removeRequest(request));
+        gate->callOnWorker([] { t_beforeLock = nullptr; });
+        gate->waitForPasses(2);
+    }
+}
 
 TEST_F(AsyncNetRequestThreadLinuxTest, TheDestructorThrowsNothing) {
     zet::CSignal isGoing;

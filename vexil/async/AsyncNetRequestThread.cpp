@@ -4,6 +4,7 @@
 #include "zet/Log.h"
 #include "zet/WakeUp.h"
 
+#include <algorithm>
 #include <cassert>
 
 namespace vexil {
@@ -12,6 +13,25 @@ namespace {
 
 constexpr int maxPassWait = 100;   // milliseconds
 constexpr int removalSlice = 250;  // milliseconds
+
+template <class Queue>
+std::size_t sizeOf(const Queue& queue, zet::CMutex& mutex) {
+    const zet::CMutexLock lock(mutex);
+    return queue.size();
+}
+
+/// Carries out the oldest so many removals, the newest of them first. Each may add further ones, and take some away.
+template <class Queue>
+void carryOutOldest(Queue& queue, zet::CMutex& mutex, std::size_t count, CAsyncNetRequestManager& manager) {
+    const zet::CMutexLock lock(mutex);
+    while (count > 0 && !queue.empty()) {
+        count = std::min(count, queue.size()) - 1;
+        const auto place = queue.begin() + static_cast<std::ptrdiff_t>(count);
+        const auto order = *place;
+        queue.erase(place);
+        order->carryOut(manager);
+    }
+}
 
 }  // namespace
 
@@ -100,8 +120,11 @@ void CAsyncNetRequestThread::removeAllRequests() {
 void CAsyncNetRequestThread::runImpl() {
     CAsyncNetRequestManager manager(m_wakeUp);
     while (checkContinue()) {
+        // Counted first: a removal that comes behind the first step may be of a request that came there, too. It waits
+        // for the next pass, which takes the request over before.
+        const auto removals = sizeOf(m_removeQueue, m_removeMutex);
         processAddRequests(manager);
-        processRemoveRequests(manager);
+        carryOutOldest(m_removeQueue, m_removeMutex, removals, manager);
         manager.waitForEvents(maxPassWait);
         handleManagerEvents(manager);
         if (m_progressHandler) {
@@ -135,9 +158,7 @@ void CAsyncNetRequestThread::processAddRequests(CAsyncNetRequestManager& manager
 void CAsyncNetRequestThread::processRemoveRequests(CAsyncNetRequestManager& manager) {
     const zet::CMutexLock lock(m_removeMutex);
     while (!m_removeQueue.empty()) {
-        const P<CRemoveRequest> order = m_removeQueue.back();
-        m_removeQueue.pop_back();
-        order->carryOut(manager);
+        carryOutOldest(m_removeQueue, m_removeMutex, m_removeQueue.size(), manager);
     }
 }
 
