@@ -49,6 +49,7 @@ TEST(HTTPContentRangeTest, CopiesAndMovesAllThatItHolds) {
     expectMembers(assigned, "Bytes", 5, -7, 3, "assigned");
     const CHTTPContentRange moved(std::move(range));
     expectMembers(moved, "Bytes", 5, -7, 3, "moved");
+    expectMembers(range, "Bytes", 5, -7, 3, "moved from");
     CHTTPContentRange moveAssigned("", 0, 0, 0);
     moveAssigned = std::move(assigned);
     expectMembers(moveAssigned, "Bytes", 5, -7, 3, "assigned from what goes away");

@@ -15,10 +15,9 @@ class VEXIL_API CHTTPContentRange : public virtual CBase {
 public:
     /// Takes the values as they are.
     CHTTPContentRange(const String& unit, int64 first, int64 last, int64 entireContentSize);
+    // Moves are copies: what was moved from keeps its values.
     CHTTPContentRange(const CHTTPContentRange&) = default;
-    CHTTPContentRange(CHTTPContentRange&&) = default;
     CHTTPContentRange& operator=(const CHTTPContentRange&) = default;
-    CHTTPContentRange& operator=(CHTTPContentRange&&) = default;
     ~CHTTPContentRange() override;
 
     /// Reads a header value: "bytes 0-499/1234", "bytes 0-499/*" or "bytes */1234". The numbers are not compared with
