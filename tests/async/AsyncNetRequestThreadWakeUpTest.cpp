@@ -40,11 +40,29 @@ protected:
     }
     /// Without a wake-up each waits for the end of a pass.
     static constexpr milliseconds timeWithoutWakeUp{2000};
+
+    /// Measures until it is less than `limit`: a machine that has other work is slow for a while, a worker that nobody
+    /// wakes is slow every time.
+    template <class Measure>
+    static void expectOnceLessThan(const milliseconds limit, const Measure& measure) {
+        Clock::duration time{};
+        for (int series = 0; series < 10; ++series) {
+            time = measure();
+            if (time < limit) {
+                return;
+            }
+        }
+        ADD_FAILURE() << "never within " << limit.count() << " ms; the last time "
+                      << std::chrono::duration_cast<milliseconds>(time).count() << " ms";
+    }
+    void expectRequestsAreTakenOverAtOnce() {
+        expectOnceLessThan(timeWithoutWakeUp / 2, [this] { return timeOfRequests(); });
+    }
 };
 
 TEST_F(AsyncNetRequestThreadWakeUpTest, ARequestIsTakenOverAtOnce) {
     gate->waitForPasses(2);
-    EXPECT_LT(timeOfRequests(), timeWithoutWakeUp / 2);
+    expectRequestsAreTakenOverAtOnce();
 }
 
 TEST_F(AsyncNetRequestThreadWakeUpTest, ARequestIsTakenOverAtOnceWhileOthersWait) {
@@ -53,7 +71,7 @@ TEST_F(AsyncNetRequestThreadWakeUpTest, ARequestIsTakenOverAtOnceWhileOthersWait
     waiting->setURL(String::fromUTF8(silent.url()));
     thread->addRequest(waiting);
     gate->waitForPasses(4);
-    EXPECT_LT(timeOfRequests(), timeWithoutWakeUp / 2);
+    expectRequestsAreTakenOverAtOnce();
     expectIdle();
 }
 
@@ -67,7 +85,7 @@ TEST_F(AsyncNetRequestThreadWakeUpTest, ARequestIsTakenOverAtOnceWhileVeryManyWa
         thread->addRequest(waiting.back());
     }
     gate->waitForPasses(10);
-    EXPECT_LT(timeOfRequests(), timeWithoutWakeUp / 2);
+    expectRequestsAreTakenOverAtOnce();
     // libcurl looks at each transfer now and then, and more often while it begins; a spinning worker would
     // never take so long for so few passes.
     Clock::duration time{};
@@ -82,25 +100,31 @@ TEST_F(AsyncNetRequestThreadWakeUpTest, ARequestIsTakenOverAtOnceWhileVeryManyWa
 TEST_F(AsyncNetRequestThreadWakeUpTest, ARemovalIsCarriedOutAtOnce) {
     const P<CNetRequest> unknown = makeRequest();
     gate->waitForPasses(2);
-    const auto begin = Clock::now();
-    for (int i = 0; i < 50; ++i) {
-        EXPECT_FALSE(thread->removeRequest(unknown));
-    }
-    EXPECT_LT(Clock::now() - begin, milliseconds(2500)) << "a pass each would be 5 s";
+    // A pass each would be 5 s.
+    expectOnceLessThan(milliseconds(2500), [&] {
+        const auto begin = Clock::now();
+        for (int i = 0; i < 50; ++i) {
+            EXPECT_FALSE(thread->removeRequest(unknown));
+        }
+        return Clock::now() - begin;
+    });
 }
 
 TEST_F(AsyncNetRequestThreadWakeUpTest, AStopIsSeenAtOnce) {
-    Clock::duration time{};
-    for (int i = 0; i < 20; ++i) {
-        const P<PassGate> ownGate = new PassGate;
-        const P<HookedThread> worker = new HookedThread(ownGate);
-        worker->start();
-        ownGate->waitForPasses(1);
-        const auto begin = Clock::now();
-        worker->stop(true);
-        time += Clock::now() - begin;
-    }
-    EXPECT_LT(time, milliseconds(1000)) << "a pass each would be 2 s";
+    // A pass each would be 2 s.
+    expectOnceLessThan(milliseconds(1000), [] {
+        Clock::duration time{};
+        for (int i = 0; i < 20; ++i) {
+            const P<PassGate> ownGate = new PassGate;
+            const P<HookedThread> worker = new HookedThread(ownGate);
+            worker->start();
+            ownGate->waitForPasses(1);
+            const auto begin = Clock::now();
+            worker->stop(true);
+            time += Clock::now() - begin;
+        }
+        return time;
+    });
 }
 
 TEST_F(AsyncNetRequestThreadWakeUpTest, AnIdleWorkerWaits) {
@@ -149,28 +173,35 @@ TEST_F(AsyncNetRequestThreadWakeUpTest, WaitsAgainAfterABurst) {
 }
 
 TEST_F(AsyncNetRequestThreadWakeUpTest, LosesNoWakeUp) {
-    constexpr int rounds = 1000;
-    std::atomic<int> slow = 0;
-    zet::CSignal turns[2];
-    const auto work = [&](int own) {
-        for (int round = 0; round < rounds; ++round) {
-            ASSERT_TRUE(turns[own].wait(longTime));
-            turns[own].reset();
-            const auto begin = Clock::now();
-            run(makeRequest());
-            if (Clock::now() - begin > milliseconds(90)) {
-                ++slow;
+    constexpr int rounds = 500;
+    const auto countSlow = [this] {
+        std::atomic<int> slow = 0;
+        zet::CSignal turns[2];
+        const auto work = [&](int own) {
+            for (int round = 0; round < rounds; ++round) {
+                ASSERT_TRUE(turns[own].wait(longTime));
+                turns[own].reset();
+                const auto begin = Clock::now();
+                run(makeRequest());
+                if (Clock::now() - begin > milliseconds(90)) {
+                    ++slow;
+                }
+                turns[1 - own].set();
             }
-            turns[1 - own].set();
-        }
+        };
+        turns[0].set();
+        std::thread first(work, 0);
+        std::thread second(work, 1);
+        first.join();
+        second.join();
+        return slow.load();
     };
-    turns[0].set();
-    std::thread first(work, 0);
-    std::thread second(work, 1);
-    first.join();
-    second.join();
-    // A wake-up that is lost costs a pass. A busy machine may take as long now and then.
-    EXPECT_LT(slow, 100);
+    // A wake-up that is lost costs a pass. A busy machine may take as long, but not all the time.
+    int slow = countSlow();
+    for (int series = 1; series < 5 && slow >= rounds / 10; ++series) {
+        slow = countSlow();
+    }
+    EXPECT_LT(slow, rounds / 10);
 }
 
 }  // namespace
