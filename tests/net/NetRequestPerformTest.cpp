@@ -286,6 +286,8 @@ TEST_F(NetRequestPerform, AnEarlyRefusalWhileSendingIsTheAnswer) {
 
 TEST_F(NetRequestPerform, ARefusalInsteadOfContinueSendsNoBody) {
     sendBody("PUT", "abc");
+    // libcurl would send the body after a second without an answer.
+    request->setOptionInt(CURLOPT_EXPECT_100_TIMEOUT_MS, 60000);
     peer.onConnection()
         .expectHead()
         .reply(reply("403 Forbidden", "no", "Connection: close\r\n"))
