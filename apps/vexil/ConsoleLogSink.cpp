@@ -34,7 +34,7 @@ void CConsoleLogSink::log(const zet::CLogMessage& message) {
         const String reason = String::fromUTF8Lossy(message.error->what());
         line += line.find(reason) == String::npos ? " [" + reason + "]" : String();
     }
-    m_console.message(level, "vexil: " + printable(line));
+    m_console.message(level, "vexil: " + printable(withoutProxyLogin(line)));
     if (message.element) {
         m_console.message(level, "  " + printable(message.element->getText().substr(0, maxElementText)));
     }

@@ -39,6 +39,7 @@ private:
     String getMessage() const;
     String getHintForFTP() const;
     bool isLoginRefused() const;
+    bool isProxyLoginMissing() const;
     bool isMissing() const;
     int getMailReply() const;
 

@@ -29,6 +29,9 @@ CRequestSetup::CRequestSetup(const COptions& options, CConsole& console) : m_opt
     if (!m_options.caBundle.empty()) {
         checkReadable(m_options.caBundle);
     }
+    if (m_options.proxy) {
+        m_proxy.emplace(*m_options.proxy);
+    }
     if (console.shows(Verbosity::Debug)) {
         m_wireLog = new CWireLog(console);
     }
@@ -40,6 +43,9 @@ void CRequestSetup::setUp(CNetRequest& request) {
     request.setOptionInt(CURLOPT_SSL_VERIFYHOST, m_options.verify ? 2 : 0);
     if (!m_options.caBundle.empty()) {
         request.setRootCertBundlePath(String::fromUTF8(m_options.caBundle));
+    }
+    if (m_proxy) {
+        m_proxy->setUp(request);
     }
     setTimeouts(request);
     CTransferMonitor::watch(request);

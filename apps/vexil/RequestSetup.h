@@ -1,14 +1,17 @@
 #pragma once
 
 #include "apps/vexil/Options.h"
+#include "apps/vexil/ProxyChoice.h"
 #include "vexil/net/NetRequest.h"
 #include "vexil/net/NetRequestSetup.h"
+
+#include <optional>
 
 namespace vexil::app {
 
 class CConsole;
 
-/// Sets the program's options on every request: certificates, time-outs, the watch over its bytes and the
+/// Sets the program's options on every request: certificates, proxy, time-outs, the watch over its bytes and the
 /// wire log.
 class CRequestSetup : public virtual CBase, public INetRequestSetup {
 public:
@@ -30,6 +33,7 @@ private:
     void setTimeouts(CNetRequest& request) const;
 
     COptions m_options;
+    std::optional<CProxyChoice> m_proxy;
     P<CNetRequest::IDoneListener> m_wireLog;
     String m_requiredETag;
 };

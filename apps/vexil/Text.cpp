@@ -57,6 +57,26 @@ String printable(const String& text) {
     return result;
 }
 
+String withoutLogin(const String& url) {
+    const std::size_t scheme = url.find("://");
+    const std::size_t host = scheme == String::npos ? 0 : scheme + 3;
+    const std::size_t at = url.findLast(L'@');
+    return at == String::npos || at < host ? url : url.substr(0, host) + "***" + url.substr(at);
+}
+
+String withoutProxyLogin(const String& message) {
+    const std::size_t proxy = message.find("roxy ");
+    const std::size_t quote = proxy == String::npos ? proxy : message.find(L'\'', proxy);
+    if (quote == String::npos) {
+        return message;
+    }
+    // The login may hold quotes, too.
+    const std::size_t begin = quote + 1;
+    const std::size_t last = message.findLast(L'\'');
+    const std::size_t end = last > quote ? last : message.length();
+    return message.substr(0, begin) + withoutLogin(message.substr(begin, end - begin)) + message.substr(end);
+}
+
 String describeSystemError(int code) {
     return code == 0 ? String("unknown error") : String::fromUTF8Lossy(std::generic_category().message(code));
 }

@@ -20,6 +20,12 @@ String describe(const std::filesystem::path& path);
 /// "\x1B" and the like.
 String printable(const String& text);
 
+/// A URL, or "user:password@host", for people: what stands before the "@" becomes "***".
+String withoutLogin(const String& url);
+
+/// A message of libcurl for people: where it repeats a proxy, that is without its login.
+String withoutProxyLogin(const String& message);
+
 /// The text of an `errno` value.
 String describeSystemError(int code);
 

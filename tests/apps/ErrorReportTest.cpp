@@ -117,4 +117,26 @@ TEST(ErrorReportTest, ARefusedMailIsNotCalledABrokenConnection) {
     EXPECT_THAT(textOf(makeMailError(CURLE_USE_SSL_FAILED, 250)), HasSubstr("STARTTLS"));
 }
 
+TEST(ErrorReportTest, AProxysLoginIsNotShown) {
+    const CError error("Bad proxy 'x://jo:secret@h'");
+    EXPECT_EQ(textOf(error), "Bad proxy 'x://***@h'");
+    EXPECT_EQ(CErrorReport(error).getLine(), "Bad proxy 'x://***@h'");
+    EXPECT_EQ(textOf(CError("Message", "", -1, CProps(), error.clone())),
+              "Message\n  cause:           Bad proxy 'x://***@h'");
+}
+
+TEST(ErrorReportTest, AProxyThatWantsALoginIsTold) {
+    const CCURLError refusedTunnel(CURLE_RECV_ERROR, "CONNECT tunnel failed, response 407", "http", 0, "", "",
+                                   "", "");
+    for (const CCURLError& error : {makeStatusError(407), refusedTunnel}) {
+        EXPECT_THAT(textOf(error), HasSubstr("The proxy wants a login"));
+        EXPECT_EQ(codeOf(error), ExitCode::RefusedLogin);
+        EXPECT_TRUE(CErrorReport(error).isHopeless());
+    }
+    const CCURLError brokenConnection(CURLE_RECV_ERROR, "CONNECT tunnel failed, response 502", "http", 0, "",
+                                      "", "", "");
+    EXPECT_THAT(textOf(brokenConnection), Not(HasSubstr("wants a login")));
+    EXPECT_EQ(codeOf(brokenConnection), ExitCode::Failed);
+}
+
 }  // namespace vexil::app
