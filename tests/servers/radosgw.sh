@@ -92,7 +92,8 @@ osd crush update on start = false
 osd class update on start = false
 [client.rgw.a]
 rgw data = $workdir/gateway
-rgw frontends = beast endpoint=127.0.0.1:$gateway_port tcp_nodelay=1
+# a client that stands still for a minute is one of a machine with other work
+rgw frontends = beast endpoint=127.0.0.1:$gateway_port tcp_nodelay=1 request_timeout_ms=0
 rgw thread pool size = 32
 rgw enable usage log = false
 rgw enable ops log = false
