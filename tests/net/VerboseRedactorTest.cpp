@@ -193,6 +193,39 @@ TEST_F(VerboseRedactor, ReplacesCredentialsInRemarks) {
     }
 }
 
+TEST_F(VerboseRedactor, FollowsAUserNameOverItsLines) {
+    EXPECT_EQ(show(CURLINFO_TEXT, "Server auth using Basic with user 'a\nb\r\nc'\n"),
+              "Server auth using Basic with user '~stripped~'");
+}
+
+TEST_F(VerboseRedactor, HidesTheEndOfARemarkThatWasCut) {
+    // libcurl's remarks have at most 2047 bytes, its descriptions of errors 255.
+    const TextCase cases[] = {
+        {"Unsupported proxy syntax in '", "Unsupported proxy syntax in '~stripped~"},
+        {"Unsupported proxy syntax in 'user:p@", "Unsupported proxy syntax in '~stripped~"},
+        {"Uses proxy env variable http_proxy == 'http://",
+         "Uses proxy env variable http_proxy == '~stripped~"},
+        {"Issue another request to this URL: 'http://user:",
+         "Issue another request to this URL: 'http://~stripped~"},
+        {"Issue another request to this URL: 'http://h/?http:///",
+         "Issue another request to this URL: 'http://h/?http:///~stripped~"},
+        {"Server auth using Basic with user 'a'", "Server auth using Basic with user '~stripped~"},
+        {"Added cookie a=\"b\" for domain ", "Added cookie a=\"~stripped~"},
+    };
+    for (const TextCase& c : cases) {
+        for (const std::size_t size : {255u, 2047u, 2050u}) {
+            EXPECT_EQ(show(CURLINFO_TEXT, c.bytes + std::string(size - c.bytes.size(), '1') + "\n"), c.shown);
+        }
+    }
+    for (const std::string start :
+         {"Connected to ", "See http://host/", "Unsupported proxy syntax in 'host"}) {
+        const std::string text = start + std::string(200, '1');
+        EXPECT_EQ(show(CURLINFO_TEXT, text + "\n"), text);
+    }
+    const std::string path = "See http://host/" + std::string(3000, '1');
+    EXPECT_EQ(show(CURLINFO_TEXT, path), path);
+}
+
 TEST_F(VerboseRedactor, LeavesOtherRemarks) {
     for (const std::string text :
          {"h2h3 [:path: /authorization]", "h2h3 [user-agent: x]", "  Trying 127.0.0.1:80...", "mail a@b.c",
@@ -323,6 +356,46 @@ TEST_F(VerboseRedactor, KeepsHidingWhenALoginIsNotDecided) {
 
     EXPECT_EQ(show(CURLINFO_HEADER_OUT, "AUTH +c2VjcmV0=\r\n"), "AUTH ~stripped~");
     EXPECT_EQ(show(CURLINFO_HEADER_OUT, "AUTH PLAIN c2Vj"), "AUTH PLAIN ~stripped~");
+}
+
+TEST_F(VerboseRedactor, ReadsACommandBehindOneThatWasToldInPart) {
+    m_request->log(CURLINFO_HEADER_OUT,
+                   "USER na");  // libcurl does not tell of what it sends of a line later on
+    m_request->log(CURLINFO_HEADER_IN, "331 Password required\r\n");
+    m_request->log(CURLINFO_HEADER_OUT, "PASS secret\r\n");
+    m_request->log(CURLINFO_HEADER_OUT, "P");
+    m_request->log(CURLINFO_HEADER_IN, "332 Account required\r\n");
+    m_request->log(CURLINFO_HEADER_OUT, "ACCT secret\r\n");
+    EXPECT_THAT(log(),
+                ElementsAre("send type=header|USER na", "receive type=header|331 Password required",
+                            "send type=header|PASS ~stripped~", "send type=header|P",
+                            "receive type=header|332 Account required", "send type=header|ACCT ~stripped~"));
+
+    m_request->resetForPerform();
+    m_request->log(CURLINFO_HEADER_OUT, "EHLO cl");
+    m_request->log(CURLINFO_HEADER_IN, "250 AUTH LOGIN\r\n");
+    m_request->log(CURLINFO_HEADER_OUT, "AUTH LOGIN c2Vj\r\n");
+    m_request->log(CURLINFO_HEADER_IN, "334 \r\n");
+    m_request->log(CURLINFO_HEADER_OUT, "c2Vj\r\n");
+    EXPECT_THAT(log(), ElementsAre("send type=header|EHLO cl", "receive type=header|250 AUTH LOGIN",
+                                   "send type=header|AUTH LOGIN ~stripped~", "receive type=header|334",
+                                   "send type=header|~stripped~"));
+
+    m_request->resetForPerform();
+    m_request->log(CURLINFO_HEADER_OUT, "AUT");
+    m_request->log(CURLINFO_HEADER_IN, "334 \r\n");
+    m_request->log(CURLINFO_HEADER_OUT, "c2Vj\r\n");
+    m_request->log(CURLINFO_HEADER_IN, "334 \r\n");
+    m_request->log(CURLINFO_HEADER_OUT, "cmV0\r\n");
+    EXPECT_THAT(log(),
+                ElementsAre("send type=header|AUT", "receive type=header|334", "send type=header|~stripped~",
+                            "receive type=header|334", "send type=header|~stripped~"));
+}
+
+TEST_F(VerboseRedactor, TakesOnlyARequestLineForOne) {
+    EXPECT_EQ(show(CURLINFO_HEADER_OUT, "AUTH PLAIN c2Vj HTTP/1.1\r\n"), "AUTH PLAIN ~stripped~");
+    EXPECT_EQ(show(CURLINFO_HEADER_OUT, "AUTH PLAIN HTTP/c2Vj\r\n"), "AUTH PLAIN ~stripped~");
+    EXPECT_EQ(show(CURLINFO_HEADER_OUT, "AUTH /a HTTP/1.1\r\n"), "AUTH /a HTTP/1.1");
 }
 
 // ---- cutting ---------------------------------------------------------------------------------------------
@@ -640,6 +713,29 @@ TEST_F(VerboseRedactorWire, HidesCredentialsOfAProxy) {
     expectSentAndHidden("Proxy-Authorization: Basic " + toBase64("tester:hidden"),
                         {"tester", "hidden", "other", "buried", toBase64("tester:hidden")});
     EXPECT_THAT(log(), Contains(HasSubstr("GET ftp://~stripped~@example.com")));
+}
+
+TEST_F(VerboseRedactorWire, HidesALongProxyThatCannotBeRead) {
+    const std::string password(300, 'x');
+    m_request->setProxy(String::fromUTF8("http://tester:" + password + "@127.0.0.1:none"));
+    m_request->setURL(String::fromUTF8(m_peer.url("/a")));
+    EXPECT_THROW(m_request->perform(), vexil::CCURLError);
+    EXPECT_THAT(dump(*m_request->getVerboseOutput(whole)), HasSubstr(password.substr(100)));
+    EXPECT_THAT(dump(*m_request->getRedactedVerboseOutput(whole)),
+                Not(AnyOf(HasSubstr("tester"), HasSubstr(password.substr(290)))));
+    EXPECT_THAT(log(), Contains(HasSubstr("nsupported proxy")));
+}
+
+TEST_F(VerboseRedactorWire, HidesAUserNameOfSeveralLines) {
+    m_peer.onConnection().expectHead().reply(okReply);
+    m_request->setURL(String::fromUTF8(m_peer.url("/a")));
+    m_request->setUserName("first\nsecond\nthird");
+    m_request->setUserPassword("hidden");
+    m_request->perform();
+    EXPECT_THAT(dump(*m_request->getVerboseOutput(whole)), HasSubstr("first\nsecond\nthird"));
+    expectSentAndHidden("Authorization: Basic " + toBase64("first\nsecond\nthird:hidden"),
+                        {"first", "second", "third", "hidden"});
+    EXPECT_THAT(log(), Contains("info|Server auth using Basic with user '~stripped~'"));
 }
 
 TEST_F(VerboseRedactorWire, HidesWhatFTPAndSMTPSay) {

@@ -52,21 +52,6 @@ TextRanges toRanges(TextRange range) {
     return range.begin < range.end ? TextRanges{range} : TextRanges{};
 }
 
-/// Ranges in any order, which may overlap, made ordered and apart.
-TextRanges mergeRanges(TextRanges ranges) {
-    std::sort(ranges.begin(), ranges.end(),
-              [](const TextRange& left, const TextRange& right) { return left.begin < right.begin; });
-    TextRanges merged;
-    for (const TextRange& range : ranges) {
-        if (!merged.empty() && range.begin <= merged.back().end) {
-            merged.back().end = std::max(merged.back().end, range.end);
-        } else {
-            merged.push_back(range);
-        }
-    }
-    return merged;
-}
-
 // ---- URLs ------------------------------------------------------------------------------------------------
 
 /// Whether what stands where the port belongs is none: then "host:" may be "user:" of a password with a "/",
@@ -157,33 +142,79 @@ TextRanges findSecretHeaderInRemark(std::string_view line) {
     return begin == npos ? TextRanges() : toRanges({begin, line.size() - (line.ends_with(']') ? 1 : 0)});
 }
 
+/// Whether libcurl may have cut it: CURL_ERROR_SIZE for descriptions of errors, the size of its buffer for all else.
+bool mayBeCut(std::string_view remark) {
+    return remark.size() == 255 || remark.size() >= 2047;
+}
+
 /// What follows `before`, up to the last `behind`, or to the end of a remark that was cut.
-TextRanges findBetween(std::string_view line, std::string_view before, std::string_view behind) {
-    const std::size_t found = line.find(before);
+TextRanges findBetween(std::string_view remark, std::string_view before, std::string_view behind) {
+    const std::size_t found = remark.find(before);
     if (found == npos) {
         return {};
     }
     const std::size_t begin = found + before.size();
-    const std::size_t end = line.rfind(behind);
-    return toRanges({begin, end == npos || end < begin ? line.size() : end});
+    const std::size_t end = mayBeCut(remark) ? npos : remark.rfind(behind);
+    return toRanges({begin, end == npos || end < begin ? remark.size() : end});
 }
 
 /// The cookie engine: "Added cookie name="value" for domain …".
-TextRanges findCookieInRemark(std::string_view line) {
-    const bool isCookie = line.starts_with("Added cookie ") || line.starts_with("Replaced cookie ");
-    return isCookie ? findBetween(line, "=\"", "\" for domain ") : TextRanges();
+TextRanges findCookieInRemark(std::string_view remark) {
+    const bool isCookie = remark.starts_with("Added cookie ") || remark.starts_with("Replaced cookie ");
+    return isCookie ? findBetween(remark, "=\"", "\" for domain ") : TextRanges();
 }
 
 /// "Server auth using Basic with user 'name'", where the name may be a token that was given as one.
-TextRanges findUserInRemark(std::string_view line) {
-    return findBetween(line, " with user '", "'");
+TextRanges findUserInRemark(std::string_view remark) {
+    return findBetween(remark, " with user '", "'");
 }
 
 /// A proxy may be given without a scheme: "Uses proxy env variable http_proxy == 'user:password@host'".
-TextRanges findProxyInRemark(std::string_view line) {
+TextRanges findProxyInRemark(std::string_view remark) {
     const bool isProxy =
-        line.starts_with("Uses proxy env variable ") || line.starts_with("Unsupported proxy ");
-    return isProxy && line.find('@') != npos ? findBetween(line, "'", "@") : TextRanges();
+        remark.starts_with("Uses proxy env variable ") || remark.starts_with("Unsupported proxy ");
+    const bool hasUserInfo = remark.find('@') != npos || mayBeCut(remark);
+    return isProxy && hasUserInfo ? findBetween(remark, "'", "@") : TextRanges();
+}
+
+/// The last URL of a remark that was cut before the host.
+TextRanges findCutURLInRemark(std::string_view remark) {
+    const std::size_t found = mayBeCut(remark) ? remark.rfind("://") : npos;
+    const std::size_t begin = found == npos ? npos : skipSlashes(remark, found + 1);
+    const bool hasEnd = begin == npos || remark.find_first_of("/?#@", begin) != npos;
+    return hasEnd ? TextRanges() : toRanges({begin, remark.size()});
+}
+
+TextRanges findInRemarkLine(std::string_view line) {
+    TextRanges ranges = findSecretHeaderInRemark(line);
+    const TextRanges urls = findURLCredentials(line);
+    ranges.insert(ranges.end(), urls.begin(), urls.end());
+    return ranges;
+}
+
+/// Headers and URLs, which have no line ends in them.
+TextRanges findInRemarkLines(std::string_view remark) {
+    TextRanges ranges;
+    for (std::size_t begin = 0; begin < remark.size();) {
+        const std::size_t end = std::min(remark.find('\n', begin), remark.size());
+        for (const TextRange& found : findInRemarkLine(remark.substr(begin, end - begin))) {
+            ranges.push_back({begin + found.begin, begin + found.end});
+        }
+        begin = end + 1;
+    }
+    return ranges;
+}
+
+// ---- commands --------------------------------------------------------------------------------------------
+
+/// An HTTP method may be called as a command is: "AUTH /path HTTP/1.1".
+bool isRequestLine(std::string_view line) {
+    static constexpr std::string_view protocol = " HTTP/";
+    const std::size_t target = std::min(line.find(' ') + 1, line.size());
+    const std::string_view rest = line.substr(std::min(line.find(' ', target), line.size()));
+    const std::string_view version = rest.substr(std::min(protocol.size(), rest.size()));
+    return rest.starts_with(protocol) &&
+           std::all_of(version.begin(), version.end(), [](char c) { return isDigit(c) || c == '.'; });
 }
 
 }  // namespace
@@ -230,8 +261,7 @@ std::optional<TextRange> findPasswordArgument(std::string_view line) {
 
 std::optional<TextRange> findLoginArgument(std::string_view line) {
     static constexpr std::string_view command = "AUTH ";
-    // An HTTP method may be called so.
-    if (!startsWithNoCase(line, command) || line.find(" HTTP/") != npos) {
+    if (!startsWithNoCase(line, command) || isRequestLine(line)) {
         return std::nullopt;
     }
     const std::string_view mechanism =
@@ -246,14 +276,28 @@ std::optional<TextRange> findLoginArgument(std::string_view line) {
     return TextRange{skipBlanks(line, begin), line.size()};
 }
 
-TextRanges findInfoCredentials(std::string_view line) {
+TextRanges findInfoCredentials(std::string_view remark) {
     TextRanges ranges;
-    for (const auto& find : {findSecretHeaderInRemark, findCookieInRemark, findUserInRemark,
-                             findProxyInRemark, findURLCredentials}) {
-        const TextRanges found = find(line);
+    for (const auto& find :
+         {findInRemarkLines, findCookieInRemark, findUserInRemark, findProxyInRemark, findCutURLInRemark}) {
+        const TextRanges found = find(remark);
         ranges.insert(ranges.end(), found.begin(), found.end());
     }
     return mergeRanges(std::move(ranges));
+}
+
+TextRanges mergeRanges(TextRanges ranges) {
+    std::sort(ranges.begin(), ranges.end(),
+              [](const TextRange& left, const TextRange& right) { return left.begin < right.begin; });
+    TextRanges merged;
+    for (const TextRange& range : ranges) {
+        if (!merged.empty() && range.begin <= merged.back().end) {
+            merged.back().end = std::max(merged.back().end, range.end);
+        } else {
+            merged.push_back(range);
+        }
+    }
+    return merged;
 }
 
 std::string stripRanges(std::string_view text, const TextRanges& ranges) {

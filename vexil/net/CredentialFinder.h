@@ -38,8 +38,12 @@ std::optional<TextRange> findPasswordArgument(std::string_view line);
 /// lines, FTP's "AUTH TLS" among them.
 std::optional<TextRange> findLoginArgument(std::string_view line);
 
-/// Credentials in libcurl's own remarks.
-TextRanges findInfoCredentials(std::string_view line);
+/// Credentials in one of libcurl's own remarks, given whole without its last line end: it has further ones where
+/// libcurl repeats a user name that does.
+TextRanges findInfoCredentials(std::string_view remark);
+
+/// Ranges in any order, which may overlap, made ordered and apart.
+TextRanges mergeRanges(TextRanges ranges);
 
 /// The text with each range replaced by `strippedText`.
 std::string stripRanges(std::string_view text, const TextRanges& ranges);

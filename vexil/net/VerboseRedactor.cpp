@@ -31,6 +31,11 @@ bool isLoginVerdict(std::string_view line) {
     return line.starts_with("235") || line.starts_with('5');
 }
 
+/// The reply that asks the client to go on with its login, also where the command for it was not seen whole.
+bool isLoginChallenge(std::string_view line) {
+    return line.starts_with("334");
+}
+
 }  // namespace
 
 CVerboseRedactor::CVerboseRedactor(const TList<Message>& messages) {
@@ -46,7 +51,7 @@ CVerboseRedactor::CVerboseRedactor(const TList<Message>& messages) {
 
 std::string CVerboseRedactor::getText(std::size_t message) const {
     const Record& record = m_records[message];
-    return stripRanges(record.bytes, record.secrets);
+    return stripRanges(record.bytes, mergeRanges(record.secrets));
 }
 
 void CVerboseRedactor::readMessage(curl_infotype type) {
@@ -54,6 +59,7 @@ void CVerboseRedactor::readMessage(curl_infotype type) {
     case CURLINFO_HEADER_IN:
         return readLines(m_received);
     case CURLINFO_HEADER_OUT:
+        readPossibleCommand();
         return readLines(m_sent);
     case CURLINFO_DATA_OUT:
         return readLines(m_sent, true);
@@ -67,14 +73,7 @@ void CVerboseRedactor::readMessage(curl_infotype type) {
 }
 
 void CVerboseRedactor::readInfo(Record& record) {
-    for (std::size_t begin = 0; begin < record.bytes.size();) {
-        const std::size_t end = findLineEnd(record.bytes, begin);
-        for (const TextRange& secret :
-             findInfoCredentials(withoutLineEnd(record.bytes.substr(begin, end - begin)))) {
-            record.secrets.push_back({begin + secret.begin, begin + secret.end});
-        }
-        begin = end;
-    }
+    record.secrets = findInfoCredentials(withoutLineEnd(record.bytes));
 }
 
 void CVerboseRedactor::readLines(Direction& direction, bool onlyRequestHead) {
@@ -96,6 +95,7 @@ void CVerboseRedactor::appendToLine(Direction& direction, TextRange inRecord) {
     if (direction.line.empty()) {
         direction.beganInLogin = m_isInLogin;
     }
+    direction.isAnswered = false;
     const std::size_t begin = direction.line.size();
     direction.line += m_records.back().bytes.substr(inRecord.begin, inRecord.end - inRecord.begin);
     direction.pieces.push_back({m_records.size() - 1, inRecord.begin, {begin, direction.line.size()}});
@@ -115,18 +115,30 @@ void CVerboseRedactor::finishLine(Direction& direction) {
     }
     direction.line.clear();
     direction.pieces.clear();
+    m_sent.isAnswered = !m_sent.line.empty();
+}
+
+/// libcurl does not tell of the rest of a command that it could send only in part. So what seems to go on in the middle
+/// of a line that was answered may begin one.
+void CVerboseRedactor::readPossibleCommand() {
+    Record& record = m_records.back();
+    if (!m_sent.isAnswered || record.bytes.empty()) {
+        return;
+    }
+    const std::size_t end = withoutLineEnd(record.bytes.substr(0, findLineEnd(record.bytes, 0))).size();
+    const std::optional<TextRange> secret =
+        m_isInLogin ? TextRange{0, end} : findCommandCredentials(record.bytes.substr(0, end));
+    if (secret && secret->begin < secret->end) {
+        record.secrets.push_back(*secret);
+    }
 }
 
 TextRanges CVerboseRedactor::readSentLine(std::string_view line) {
     if (m_sent.beganInLogin) {
         return wholeLine(line);
     }
-    if (const std::optional<TextRange> login = findLoginArgument(line)) {
-        m_isInLogin = true;
-        return wholeLine(line, login->begin);
-    }
-    if (const std::optional<TextRange> password = findPasswordArgument(line)) {
-        return wholeLine(line, password->begin);
+    if (const std::optional<TextRange> argument = findCommandCredentials(line)) {
+        return wholeLine(line, argument->begin);
     }
     if (line.empty()) {
         m_isInRequestHead = false;
@@ -139,8 +151,17 @@ TextRanges CVerboseRedactor::readSentLine(std::string_view line) {
 TextRanges CVerboseRedactor::readReceivedLine(std::string_view line) {
     if (isLoginVerdict(line)) {
         m_isInLogin = false;
+    } else if (isLoginChallenge(line)) {
+        m_isInLogin = true;
     }
     return readHeaderLine(m_received, line);
+}
+
+/// The secret argument of an FTP or SMTP command, possibly empty; an SMTP login begins with it.
+std::optional<TextRange> CVerboseRedactor::findCommandCredentials(std::string_view line) {
+    const std::optional<TextRange> login = findLoginArgument(line);
+    m_isInLogin = m_isInLogin || login;
+    return login ? login : findPasswordArgument(line);
 }
 
 TextRanges CVerboseRedactor::readHeaderLine(Direction& direction, std::string_view line) {

@@ -4,6 +4,7 @@
 #include "vexil/net/NetRequest.h"
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -43,16 +44,19 @@ private:
         std::vector<Piece> pieces;
         bool beganInLogin = false;
         bool isInSecretHeader = false;
+        bool isAnswered = false;  // a whole line of the other direction has come in the middle
     };
 
     void readMessage(curl_infotype type);
     void readInfo(Record& record);
     void readLines(Direction& direction, bool onlyRequestHead = false);
     void appendToLine(Direction& direction, TextRange inRecord);
+    void readPossibleCommand();
     void finishLine(Direction& direction);
 
     TextRanges readSentLine(std::string_view line);
     TextRanges readReceivedLine(std::string_view line);
+    std::optional<TextRange> findCommandCredentials(std::string_view line);
     static TextRanges readHeaderLine(Direction& direction, std::string_view line);
 
     std::vector<Record> m_records;
