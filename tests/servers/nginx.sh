@@ -5,7 +5,8 @@
 #        tests/servers/nginx.sh stop WORKDIR     ends it; files and logs stay in WORKDIR
 #
 # WORKDIR/env sets VEXIL_HTTP_ENDPOINT, VEXIL_HTTPS_ENDPOINT, VEXIL_CA, VEXIL_WRONG_CA (paths of PEM files),
-# VEXIL_HTTP_ROOT (the folder that is served) and, where VEXIL_S3_ENDPOINT was set at the start,
+# VEXIL_HTTP_ROOT (the folder that is served), VEXIL_HTTP_USERS (the file with the users of /auth/, to which a test may
+# add some) and, where VEXIL_S3_ENDPOINT was set at the start,
 # VEXIL_S3_TLS_ENDPOINT. No root needed.
 #
 #   /static/                a.txt, large.bin (1 MiB) and whatever a test puts there; ranges, ETag
@@ -165,6 +166,7 @@ write_env() {
         VEXIL_CA "$workdir/certificates/ca.pem"
         VEXIL_WRONG_CA "$workdir/certificates/wrong-ca.pem"
         VEXIL_HTTP_ROOT "$workdir/www"
+        VEXIL_HTTP_USERS "$workdir/htpasswd"
     )
     if [[ -n ${VEXIL_S3_ENDPOINT:-} ]]; then
         settings+=(VEXIL_S3_TLS_ENDPOINT "https://127.0.0.1:$s3_tls_port")

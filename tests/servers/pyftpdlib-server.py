@@ -1,5 +1,6 @@
 #!/usr/bin/python3
-"""FTP servers for tests on 127.0.0.1, in one process, for the user tester with the password secret.
+"""FTP servers for tests on 127.0.0.1, in one process, for the user tester with the password secret and for users whose
+names begin with "guest-", whatever their passwords.
 
 Usage: pyftpdlib-server.py ROOT CERTIFICATES FIRST_PORT
   ROOT           folder that is served, "/" to the client; it holds home/tester
@@ -16,6 +17,13 @@ from pyftpdlib.authorizers import DummyAuthorizer
 from pyftpdlib.handlers import FTPHandler, TLS_DTPHandler, TLS_FTPHandler
 from pyftpdlib.ioloop import IOLoop
 from pyftpdlib.servers import FTPServer
+
+
+class Users(DummyAuthorizer):
+    def validate_authentication(self, username, password, handler):
+        if username.startswith("guest-") and not self.has_user(username):
+            self.add_user(username, password, self.get_home_dir("tester"))
+        super().validate_authentication(username, password, handler)
 
 
 class DataConnection(TLS_DTPHandler):
@@ -55,7 +63,7 @@ class Old(FTPHandler):
 
 def main():
     root, certificates, first_port = sys.argv[1], sys.argv[2], int(sys.argv[3])
-    users = DummyAuthorizer()
+    users = Users()
     users.add_user("tester", "secret", root, perm="elradfmwMT")
     Explicit.authorizer = Old.authorizer = users
     Explicit.certfile = os.path.join(certificates, "cert.pem")
