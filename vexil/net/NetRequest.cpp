@@ -78,6 +78,7 @@ void CNetRequest::reset() {
 }
 
 void CNetRequest::resetForPerform() {
+    m_isCancelled = false;
     if (m_customHTTPHeaders) {
         setOptionPtr(CURLOPT_HTTPHEADER, m_customHTTPHeaders->getSList());
     }
@@ -91,6 +92,7 @@ void CNetRequest::resetForPerform() {
     {
         const zet::CMutexLock lock(m_asyncMutex);
         m_pendingCallbackError = nullptr;
+        m_isAnnounced = false;
     }
     m_responseInfo = new CNetStringList;
     m_defaultReceiveStream->seek(0);

@@ -25,7 +25,6 @@ void CNetRequest::cancel() {
 
 void CNetRequest::forgetCancel() noexcept {
     m_isCancelRequested = false;
-    m_isCancelled = false;
 }
 
 int CNetRequest::progressCallback(void* request, curl_off_t downloadTotal, curl_off_t downloaded,
@@ -37,8 +36,10 @@ int CNetRequest::progressCallback(void* request, curl_off_t downloadTotal, curl_
 int CNetRequest::progressHandler(int64 downloadTotal, int64 downloaded, int64 uploadTotal,
                                  int64 uploaded) noexcept {
     if (m_progress && isProgressDue()) {
+        // It may take itself off the request.
+        const P<ITransferProgress> progress = m_progress;
         try {
-            m_progress->onProgress(downloaded, downloadTotal, uploaded, uploadTotal);
+            progress->onProgress(downloaded, downloadTotal, uploaded, uploadTotal);
         } catch (...) {
             keepCallbackError();
             return 1;
