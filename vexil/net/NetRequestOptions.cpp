@@ -288,10 +288,14 @@ void CNetRequest::setCancellable(bool cancellable) {
 }
 
 void CNetRequest::setProgressOptions() {
-    m_isWatched = m_isCancellable || m_progress;
-    setOption(CURLOPT_XFERINFOFUNCTION, m_isWatched ? &CNetRequest::progressCallback : nullptr);
-    setOption(CURLOPT_XFERINFODATA, m_isWatched ? static_cast<void*>(this) : nullptr);
-    setOption(CURLOPT_NOPROGRESS, m_isWatched ? 0L : 1L);
+    const bool isWatched = m_isCancellable || m_progress;
+    if (isWatched == m_isWatched) {
+        return;
+    }
+    setOption(CURLOPT_XFERINFOFUNCTION, isWatched ? &CNetRequest::progressCallback : nullptr);
+    setOption(CURLOPT_XFERINFODATA, isWatched ? static_cast<void*>(this) : nullptr);
+    setOption(CURLOPT_NOPROGRESS, isWatched ? 0L : 1L);
+    m_isWatched = isWatched;
 }
 
 }  // namespace vexil
