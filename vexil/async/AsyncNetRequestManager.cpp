@@ -73,10 +73,25 @@ void CAsyncNetRequestManager::addRequest(CNetRequest* request) {
     if (!request) {
         throw CInvalidArgError("CAsyncNetRequestManager::addRequest", "request must not be null");
     }
+    refuseRunning(request);
+    // A cancel() meant for a worker that never took the request over is none for this transfer.
+    request->announceAsync();
+    start(request);
+}
+
+void CAsyncNetRequestManager::addAnnouncedRequest(CNetRequest* request) {
+    refuseRunning(request);
+    start(request);
+}
+
+void CAsyncNetRequestManager::refuseRunning(const CNetRequest* request) const {
     if (find(request) >= 0) {
         // libcurl would refuse it as well, but by then the running transfer would have lost its data.
         check(CURLM_ADDED_ALREADY);
     }
+}
+
+void CAsyncNetRequestManager::start(CNetRequest* request) {
     request->setAsyncInfo(false, CURLE_OK);
     // Listed first: memory may run out for the list, but not for taking it back.
     m_requests.emplace_back(request);
@@ -85,9 +100,8 @@ void CAsyncNetRequestManager::addRequest(CNetRequest* request) {
         m_requests.pop_back();
         check(code);
     }
-    if (request->isCancellable()) {
-        request->setCancelWaker(m_cancelWaker);
-    }
+    // Also where cancelling is off: it may be switched on while the transfer waits to begin.
+    request->setCancelWaker(m_cancelWaker);
 }
 
 bool CAsyncNetRequestManager::removeRequest(CNetRequest* request) {
@@ -102,9 +116,7 @@ bool CAsyncNetRequestManager::removeRequest(CNetRequest* request) {
 void CAsyncNetRequestManager::removeRequest(int index) {
     const auto entry = m_requests.begin() + index;
     check(curl_multi_remove_handle(m_multi.get(), (*entry)->getHandle()));
-    if ((*entry)->isCancellable()) {
-        (*entry)->setCancelWaker(nullptr);
-    }
+    (*entry)->setCancelWaker(nullptr);
     m_requests.erase(entry);
     m_isBeyondSelect = m_isBeyondSelect && !m_requests.empty();
 }

@@ -89,6 +89,10 @@ private:
 
     static P<zet::CWakeUp> makeWakeUp();
 
+    /// For the worker thread: addRequest() for a request whose transfer has begun with its hand-over.
+    void addAnnouncedRequest(CNetRequest* request);
+    void refuseRunning(const CNetRequest* request) const;
+    void start(CNetRequest* request);
     int find(const CNetRequest* request) const noexcept;
     int findHandle(const CURL* handle) const noexcept;
     bool usesPoll() const noexcept;

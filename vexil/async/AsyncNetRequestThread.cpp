@@ -149,7 +149,7 @@ void CAsyncNetRequestThread::processAddRequests(CAsyncNetRequestManager& manager
     while (!m_addQueue.empty()) {
         const auto index = m_addQueue.size() - 1;
         const P<CNetRequest> request = m_addQueue[index];
-        manager.addRequest(request);
+        manager.addAnnouncedRequest(request);
         // Dropped only now; a source that is rewound may have added another one behind it.
         m_addQueue.erase(m_addQueue.begin() + static_cast<std::ptrdiff_t>(index));
     }
