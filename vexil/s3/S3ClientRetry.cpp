@@ -40,6 +40,13 @@ String describeFailure(const CError& error) {
     return "Got error during S3 request: " + error.getMessage();
 }
 
+/// What the service has said up to there does not matter then.
+bool isCancelled(const CNetRequest& request, const std::exception& error) {
+    const auto* const transferError = dynamic_cast<const CCURLError*>(&error);
+    return request.isCancellable() && transferError && transferError->getDomain() == "curl" &&
+           transferError->getCode() == CURLE_ABORTED_BY_CALLBACK;
+}
+
 P<CS3ErrorResponse> parseErrorResponse(const TBuffer<unsigned char>& body) {
     try {
         return new CS3ErrorResponse(reinterpret_cast<const char*>(body.getData()), body.getUsed());
@@ -73,11 +80,13 @@ int CS3Client::performRequest(CNetRequest& request) {
                 request.perform();
                 return tries;
             } catch (std::exception& error) {
-                tryThrowBetterError(error, *request.getDefaultReceiveBuffer());
+                if (!isCancelled(request, error)) {
+                    tryThrowBetterError(error, *request.getDefaultReceiveBuffer());
+                }
                 throw;
             }
         } catch (const CError& error) {
-            if (!logAndDecideRetry(error, tries)) {
+            if (isCancelled(request, error) || !logAndDecideRetry(error, tries)) {
                 throw;
             }
         }
