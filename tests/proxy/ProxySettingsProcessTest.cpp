@@ -1,19 +1,23 @@
-// Linux: the definition of IUserProxySource::createForSystem() in this program wins over the library's own. Each test
-// runs in a process of its own, because the user's settings are made once a process.
+// Linux: the definitions of the library's functions in this program win over the library's own. Each test of the user's
+// settings runs in a process of its own, because they are made once a process.
 #include "tests/proxy/ProxyEnvironment.h"
 #include "vexil/net/NetRequest.h"
 #include "vexil/proxy/ProxySettings.h"
 #include "vexil/proxy/UserProxySource.h"
+#include "zet/String.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <dlfcn.h>
 #include <functional>
+#include <future>
 #include <iostream>
 #include <latch>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <typeinfo>
 #include <vector>
@@ -35,7 +39,11 @@ std::atomic<int> g_sources = 0;
 /// Called when it is made; set before the first call.
 std::function<void()> g_duringConstruction;
 
+/// Called for each piece of a list that this thread adds.
+thread_local std::function<void()> t_duringPiece;
+
 const char* const creator = "_ZN5vexil16IUserProxySource15createForSystemEv";
+const char* const trimmer = "_ZN3zet7trimmedESt17basic_string_viewIwSt11char_traitsIwEE";
 
 }  // namespace
 
@@ -45,6 +53,13 @@ P<IUserProxySource> IUserProxySource::createForSystem() {
         g_duringConstruction();
     }
     return reinterpret_cast<P<IUserProxySource> (*)()>(dlsym(RTLD_NEXT, creator))();
+}
+
+std::wstring_view zet::trimmed(std::wstring_view text) noexcept {
+    if (t_duringPiece) {
+        t_duringPiece();
+    }
+    return reinterpret_cast<std::wstring_view (*)(std::wstring_view)>(dlsym(RTLD_NEXT, trimmer))(text);
 }
 
 namespace {
@@ -290,6 +305,47 @@ TEST(ProxySettingsProcessTest, StayUsableWhenTheyAreDisposedOf) {
         require(CProxySettings::getUserSettings().get() == before, "another instance");
         requireText(CProxySettings::getUserSettings()->getProxyForURL("http://a/"), "p:1");
     });
+}
+
+/// How many another thread counts, which begins in the middle of what `add` does. Where `add` keeps it out, it counts when
+/// that is done.
+std::size_t countDuring(const std::function<void()>& add,
+                        const std::function<void(vexil::TArray<String>&)>& get) {
+    std::promise<void> middle;
+    std::promise<std::size_t> result;
+    std::future<std::size_t> counted = result.get_future();
+    std::thread other([&] {
+        middle.get_future().wait();
+        vexil::TArray<String> found;
+        get(found);
+        result.set_value(found.size());
+    });
+    int pieces = 0;
+    t_duringPiece = [&] {
+        if (++pieces == 3) {
+            middle.set_value();
+            // Always over for what is right; long enough to see what is not.
+            counted.wait_for(std::chrono::milliseconds(200));
+        }
+    };
+    add();
+    t_duringPiece = nullptr;
+    if (pieces < 3) {
+        ADD_FAILURE() << "there is no middle";
+        middle.set_value();
+    }
+    other.join();
+    return counted.get();
+}
+
+TEST(ProxySettingsProcessTest, AListIsAddedWhole) {
+    CProxySettings settings;
+    EXPECT_EQ(countDuring([&] { settings.addProxiesFromString("a=p;b=p;c=p;d=p"); },
+                          [&](vexil::TArray<String>& found) { settings.getProxyURLSchemes(found); }),
+              4u);
+    EXPECT_EQ(countDuring([&] { settings.addDirectConnectHostsFromString("a;b;c;d"); },
+                          [&](vexil::TArray<String>& found) { settings.getDirectConnectHosts(found); }),
+              4u);
 }
 
 /// Works while the process ends, after everything that was registered later.

@@ -219,7 +219,9 @@ TEST_F(ProxySettings, APieceWithAnEqualsSignSetsThatScheme) {
     EXPECT_THAT(proxiesOf("HTTP=p:1"), ElementsAre("http=p:1"));
     EXPECT_EQ(settings.getProxyForURLScheme("Http"), "p:1");
     EXPECT_THAT(proxiesOf("http=http://u:a=b@p:1/"), ElementsAre("http=http://u:a=b@p:1/"));
-    EXPECT_THAT(proxiesOf("http==p"), ElementsAre("http==p")) << "the first one ends the scheme";
+    EXPECT_EQ(settings.getProxyForURLScheme("http"), "http://u:a=b@p:1/");
+    EXPECT_THAT(proxiesOf("http==p"), ElementsAre("http==p"));
+    EXPECT_EQ(settings.getProxyForURLScheme("http"), "=p") << "the first one ends the scheme";
     EXPECT_THAT(proxiesOf("a:1=p"), ElementsAre("a:1=p")) << "whatever else the piece has";
     EXPECT_THAT(proxiesOf("http://p/?a=b"), ElementsAre("http://p/?a=b"));
 }
