@@ -206,8 +206,8 @@ FTPDialogue wholeOf(const Operation& operation) {
 P<vexil::INetRequestSetup> limits() {
     return new FunctionSetup([](CNetRequest& request) {
         request.setProxy("");
-        request.setOptionInt(CURLOPT_SERVER_RESPONSE_TIMEOUT, 20);
-        request.setFullRequestTimeout(zet::CTimeSpan::fromSeconds(50));
+        request.setOptionInt(CURLOPT_SERVER_RESPONSE_TIMEOUT, 120);
+        request.setFullRequestTimeout(zet::CTimeSpan::fromSeconds(200));
     });
 }
 
