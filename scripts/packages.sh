@@ -6,6 +6,7 @@
 #   test    build, and what the tests use: test framework, real servers, documentation tools
 #   run     build, and the private S3, FTP and mail servers
 #   bench   build, and what bench/measure.sh measures with
+#   windows build, and what ./test-windows builds and runs programs for Windows with
 #
 # Needs root or sudo only if something is missing.
 set -euo pipefail
@@ -22,6 +23,10 @@ readonly test_packages=(
     nginx openssl python3 python3-pyftpdlib python3-openssl tinyproxy-bin exim4-daemon-light
 )
 readonly bench_packages=(valgrind strace libasio-dev nginx openssl python3)
+readonly windows_packages=(
+    g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine64
+    dpkg-dev make perl googletest libasio-dev python3
+)
 
 readonly policy_file=/usr/sbin/policy-rc.d
 readonly policy_mark='# made by the package script of vexil, only for the time of an installation'
@@ -46,7 +51,8 @@ packages_of_groups() {
                     "${mail_server_packages[@]}"
                 ;;
             bench) printf '%s\n' "${build_packages[@]}" "${bench_packages[@]}" ;;
-            *) fail "unknown group '$group'; the groups are: build test run bench" ;;
+            windows) printf '%s\n' "${build_packages[@]}" "${windows_packages[@]}" ;;
+            *) fail "unknown group '$group'; the groups are: build test run bench windows" ;;
         esac
     done | sort -u
 }
@@ -118,7 +124,7 @@ install_or_update_first() {
     update_lists && install_missing
 }
 
-[[ $# -gt 0 ]] || fail "usage: packages.sh build|test|run|bench..."
+[[ $# -gt 0 ]] || fail "usage: packages.sh build|test|run|bench|windows..."
 command -v dpkg-query >/dev/null || fail "this script is for Debian 12 and its relatives: there is no dpkg here"
 names=$(packages_of_groups "$@")
 mapfile -t packages <<<"$names"

@@ -1,0 +1,17 @@
+#!/usr/bin/env bash
+# Runs a program for Windows under Wine, without a screen.
+#
+# Usage: WINEPREFIX=FOLDER windows/run-under-wine.sh PROGRAM.exe [ARGUMENT...]
+#
+# WINEPREFIX is a folder that make-wine-prefix.sh has made. WINEPATH names more folders of DLLs.
+set -euo pipefail
+
+: "${WINEPREFIX:?name the folder that make-wine-prefix.sh has made}"
+export WINEDEBUG=${WINEDEBUG:--all,err+module}
+# No window that offers to install something, no entries in a menu.
+export WINEDLLOVERRIDES='mscoree,mshtml,winemenubuilder.exe='
+# Wine takes arguments and file names in the encoding of the locale.
+export LC_ALL=C.UTF-8
+unset DISPLAY WAYLAND_DISPLAY
+
+exec /usr/lib/wine/wine64 "$@"
