@@ -4,6 +4,7 @@
 #include "zet/ParseNumber.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <string_view>
 
 namespace vexil::app {
@@ -19,7 +20,7 @@ bool isDigit(wchar_t c) {
 // Letters beyond ASCII are for libcurl to judge. What could end the host within a URL is not among these.
 bool belongsToName(wchar_t c) {
     return isDigit(c) || (c >= L'a' && c <= L'z') || (c >= L'A' && c <= L'Z') || c == L'-' || c == L'.' ||
-           c == L'_' || c < 0 || c >= 160;
+           c == L'_' || static_cast<std::uint32_t>(c) >= 160;
 }
 
 bool belongsToIPv6(wchar_t c) {

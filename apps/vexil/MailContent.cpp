@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <iostream>
 #include <string_view>
 
@@ -54,7 +55,8 @@ String getAttachmentName(const std::filesystem::path& file) {
     std::wstring name(
         String::fromUTF8Lossy({reinterpret_cast<const char*>(bytes.data()), bytes.size()}).view());
     std::replace_if(
-        name.begin(), name.end(), [](wchar_t c) { return c >= 0 && (c < L' ' || c == 127); }, L'_');
+        name.begin(), name.end(), [](wchar_t c) { return static_cast<std::uint32_t>(c) < U' ' || c == 127; },
+        L'_');
     return name;
 }
 

@@ -9,6 +9,7 @@
 #include "zet/TimeFields.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -20,7 +21,7 @@ namespace {
 constexpr std::wstring_view specials = L"(),:;[\\]";
 
 void checkAddress(const String& address) {
-    const auto isASCII = [](wchar_t c) { return c >= 0 && c < 128; };
+    const auto isASCII = [](wchar_t c) { return static_cast<std::uint32_t>(c) < 128; };
     if (!isValidEmailAddress(address) ||
         !std::all_of(address.view().begin(), address.view().end(), isASCII) ||
         address.view().find_first_of(specials) != std::wstring_view::npos) {

@@ -4,13 +4,15 @@
 #include "vexil/net/LineEnd.h"
 
 #include <algorithm>
+#include <cstdint>
 
 namespace vexil {
 
 namespace {
 
 bool isASCII(const String& text) {
-    return std::all_of(text.view().begin(), text.view().end(), [](wchar_t c) { return c >= 0 && c < 128; });
+    return std::all_of(text.view().begin(), text.view().end(),
+                       [](wchar_t c) { return static_cast<std::uint32_t>(c) < 128; });
 }
 
 bool canStandUnquoted(wchar_t c) {

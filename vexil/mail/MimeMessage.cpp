@@ -6,6 +6,7 @@
 #include "zet/URI.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -23,7 +24,8 @@ constexpr std::size_t maxTextLine = 76;
 constexpr std::size_t maxNameBytes = 255;
 
 bool isASCII(const String& text) {
-    return std::all_of(text.view().begin(), text.view().end(), [](wchar_t c) { return c >= 0 && c < 128; });
+    return std::all_of(text.view().begin(), text.view().end(),
+                       [](wchar_t c) { return static_cast<std::uint32_t>(c) < 128; });
 }
 
 bool isLetterOrDigit(char c) noexcept {
@@ -144,7 +146,7 @@ void checkFileName(const String& name) {
 String makeDisposition(const String& name) {
     std::wstring plain(name.view());
     std::replace_if(
-        plain.begin(), plain.end(), [](wchar_t c) { return c < 0 || c > L'~'; }, L'_');
+        plain.begin(), plain.end(), [](wchar_t c) { return static_cast<std::uint32_t>(c) > U'~'; }, L'_');
     String disposition = "attachment";
     if (!isASCII(name)) {
         // First: some readers take the first of two names.
