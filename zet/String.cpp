@@ -12,6 +12,9 @@ namespace zet {
 
 namespace {
 
+// Whoever binds a reference to the constant takes it from the DLL on Windows, so it has to be in there.
+[[gnu::used]] const std::size_t* const neededConstant = &String::npos;
+
 constexpr std::uint32_t replacementCharacter = 0xFFFD;
 constexpr std::uint32_t lastCodePoint = 0x10FFFF;
 

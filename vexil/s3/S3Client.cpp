@@ -15,6 +15,9 @@ namespace vexil {
 
 namespace {
 
+// Whoever binds a reference to the constant takes it from the DLL on Windows, so it has to be in there.
+[[gnu::used]] const int64* const neededConstant = &CS3Client::maxPutSize;
+
 constexpr char defaultHost[] = "s3.amazonaws.com";
 constexpr char amzPrefix[] = "x-amz-";
 

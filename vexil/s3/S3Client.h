@@ -293,7 +293,7 @@ protected:
 
 private:
     // Copies get a digest of their own: two of them on different threads must not compute in the same one.
-    class COwnDigest {
+    class VEXIL_API COwnDigest {
     public:
         COwnDigest();
         COwnDigest(const COwnDigest&) : COwnDigest() {}
