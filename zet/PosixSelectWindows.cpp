@@ -1,6 +1,8 @@
 #include "zet/PosixSelect.h"
 
 #include <winsock2.h>
+// winsock2.h goes before it.
+#include <windows.h>
 
 namespace zet {
 
@@ -9,9 +11,18 @@ namespace {
 constexpr int millisecondsPerSecond = 1000;
 constexpr int microsecondsPerMillisecond = 1000;
 
+bool isEmpty(const void* set) noexcept {
+    return !set || static_cast<const fd_set*>(set)->fd_count == 0;
+}
+
 }  // namespace
 
 int CPosixSelect::selectSockets(int count, void* read, void* write, void* error, int milliseconds) noexcept {
+    if (isEmpty(read) && isEmpty(write) && isEmpty(error)) {
+        // For select() a mistake here, and not a wait.
+        Sleep(milliseconds < 0 ? INFINITE : static_cast<DWORD>(milliseconds));
+        return 0;
+    }
     timeval time{milliseconds / millisecondsPerSecond,
                  milliseconds % millisecondsPerSecond * microsecondsPerMillisecond};
     return ::select(count, static_cast<fd_set*>(read), static_cast<fd_set*>(write),

@@ -2,6 +2,9 @@
 
 #include <windows.h>
 
+// Of Windows 10 and later; the headers of MinGW do not have it yet.
+extern "C" __declspec(dllimport) HRESULT WINAPI SetThreadDescription(HANDLE thread, PCWSTR description);
+
 namespace zet {
 
 void CThread::nameCurrentThread(const String& name) noexcept {
