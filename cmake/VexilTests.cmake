@@ -2,11 +2,15 @@
 #
 # One test program, one CTest test of the same name. Labels: unit (no network), wire (scripted peer on
 # loopback), server (real servers, which with-servers.sh starts and ends), package, linux (relies on how
-# Linux binds symbols). Servers: s3, nginx, ftp, pureftpd, tinyproxy, smtp, exim.
+# Linux binds symbols, or on its own calls). Those with servers or for Linux are not built for other systems.
+# Servers: s3, nginx, ftp, pureftpd, tinyproxy, smtp, exim.
 add_custom_target(threads-tests)
 
 function(vexil_add_test)
   cmake_parse_arguments(ARG "" "NAME" "SOURCES;LIBS;LABELS;SERVERS" ${ARGN})
+  if(("linux" IN_LIST ARG_LABELS OR ARG_SERVERS) AND NOT CMAKE_SYSTEM_NAME STREQUAL "Linux")
+    return()
+  endif()
   add_executable(${ARG_NAME} ${ARG_SOURCES})
   vexil_target_defaults(${ARG_NAME})
   if("threads" IN_LIST ARG_LABELS)
@@ -16,7 +20,7 @@ function(vexil_add_test)
   target_compile_options(${ARG_NAME} PRIVATE -O0)
   target_link_libraries(${ARG_NAME} PRIVATE ${ARG_LIBS} GTest::gmock GTest::gtest_main)
   set_target_properties(${ARG_NAME} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/tests")
-  set(command $<TARGET_FILE:${ARG_NAME}> --gtest_brief=1)
+  set(command ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:${ARG_NAME}> --gtest_brief=1)
   if(ARG_SERVERS)
     set(command "${PROJECT_SOURCE_DIR}/tests/servers/with-servers.sh" ${ARG_SERVERS} -- ${command})
   endif()

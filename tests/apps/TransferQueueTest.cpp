@@ -2,6 +2,7 @@
 
 #include "apps/vexil/Context.h"
 #include "apps/vexil/Interrupt.h"
+#include "tests/support/Environment.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/ScriptedPeer.h"
 #include "tests/support/WhatOf.h"
@@ -40,8 +41,8 @@ const std::string slowDown =
 class TransferQueueTest : public testing::Test {
 protected:
     void SetUp() override {
-        setenv("VEXIL_S3_ACCESS_KEY", "access", 1);
-        setenv("VEXIL_S3_SECRET_KEY", "secret", 1);
+        vexil_test::setEnvironment("VEXIL_S3_ACCESS_KEY", "access");
+        vexil_test::setEnvironment("VEXIL_S3_SECRET_KEY", "secret");
         m_options.endpoint = m_peer.url("");
         m_options.retries = 3;
     }

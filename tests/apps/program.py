@@ -11,6 +11,9 @@ import unittest
 from fake_s3 import FakeS3
 
 PROGRAM = os.environ["VEXIL_PROGRAM"]
+# What runs a program of another system; none for one of this system.
+LAUNCHER = os.environ.get("VEXIL_PROGRAM_LAUNCHER", "").split()
+IS_WINDOWS = bool(LAUNCHER)
 SECRET = "very/secret+key"
 TIME_LIMIT = 120
 
@@ -21,6 +24,8 @@ class Result:
         self.raw_out = out
         self.out = out.decode(errors="replace")
         self.err = err.decode(errors="replace")
+        if IS_WINDOWS:
+            self.err = self.err.replace("\r\n", "\n")
 
     def __repr__(self):
         return f"exit code {self.code}\n--- output\n{self.out}\n--- errors\n{self.err}"
@@ -38,7 +43,7 @@ class ProgramTest(unittest.TestCase):
         self.environment.pop("VEXIL_S3_ENDPOINT", None)
 
     def start(self, *arguments, before=None, program=PROGRAM, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE):
-        return subprocess.Popen([program, *map(str, arguments)], cwd=self.folder, env=self.environment,
+        return subprocess.Popen([*LAUNCHER, program, *map(str, arguments)], cwd=self.folder, env=self.environment,
                                 stdin=stdin, stdout=stdout, stderr=subprocess.PIPE, preexec_fn=before)
 
     def finish(self, process):

@@ -1,6 +1,6 @@
 """Reads generated messages with Python's email package, which must find in them what was put there.
 
-Usage: mime-reader-test.py PROGRAM    (see GeneratedMessages.cpp for what it writes)
+Usage: mime-reader-test.py [LAUNCHER] PROGRAM    (see GeneratedMessages.cpp for what it writes)
 """
 import email
 import email.header
@@ -37,8 +37,8 @@ class Expected:
         self.lines = []
 
 
-def read_messages(program):
-    output = subprocess.run([program], check=True, stdout=subprocess.PIPE).stdout.decode("ascii")
+def read_messages(command):
+    output = subprocess.run(command, check=True, stdout=subprocess.PIPE).stdout.decode("ascii")
     messages = []
     for line in output.splitlines():
         word, *values = line.split(" ")
@@ -52,7 +52,7 @@ def read_messages(program):
 
 class MimeReader(unittest.TestCase):
     def test_messages(self):
-        messages = read_messages(PROGRAM)
+        messages = read_messages(COMMAND)
         self.assertEqual(len(messages), MESSAGES)
         kinds = set()
         for number, expected in enumerate(messages):
@@ -114,5 +114,6 @@ class MimeReader(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    PROGRAM = sys.argv.pop(1)
+    COMMAND = sys.argv[1:]
+    del sys.argv[1:]
     unittest.main()

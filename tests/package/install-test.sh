@@ -2,28 +2,51 @@
 # Installs the library into a folder of its own, then builds and runs a stranger's program against it, once by
 # the CMake package and once by pkg-config.
 #
-# Usage: install-test.sh BUILD_DIR CXX
+# Usage: install-test.sh BUILD_DIR CXX [DEPENDENCIES]
+#
+# DEPENDENCIES is the folder of windows/build-dependencies.sh; the program is then built for Windows and run under Wine.
 set -euo pipefail
 
-build_dir=${1:?usage: install-test.sh BUILD_DIR CXX}
-compiler=${2:?usage: install-test.sh BUILD_DIR CXX}
+build_dir=${1:?usage: install-test.sh BUILD_DIR CXX [DEPENDENCIES]}
+compiler=${2:?usage: install-test.sh BUILD_DIR CXX [DEPENDENCIES]}
+dependencies=${3:-}
 here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
 work=$(mktemp -d)
 trap 'rm -rf -- "$work"' EXIT
 prefix=$work/prefix
+root=$work
+cmake_arguments=(-DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_PREFIX_PATH="$prefix")
+launcher=()
+suffix=
+if [[ -n $dependencies ]]; then
+    windows=$here/../../windows
+    # The root of this machine is Wine's drive Z.
+    root=/Z:$work
+    launcher=("$windows/run-under-wine.sh")
+    cmake_arguments=(-DCMAKE_TOOLCHAIN_FILE="$windows/toolchain.cmake" -DVEXIL_WINDOWS_DEPS="$dependencies"
+        -DCMAKE_FIND_ROOT_PATH="$prefix")
+    suffix=.exe
+    export PKG_CONFIG_LIBDIR=$dependencies/lib/pkgconfig
+    export WINEPATH=$prefix/bin
+fi
 
 fail() {
     printf 'install-test: %s\n' "$1" >&2
     exit 1
 }
 
+# run PROGRAM ARGUMENT: what it prints, with a path of this machine's form.
+run() {
+    "${launcher[@]}" "$@" | sed -E 's/\r$//; s/^Z://; /^\\/ y:\\:/:'
+}
+
 # check PROGRAM: it downloads, tells a failure by its type, and finds the certificates of this installation.
 check() {
     local output
     printf 'twelve bytes' >"$work/body"
-    output=$("$1" "file://$work/body")
+    output=$(run "$1" "file://$root/body")
     [[ $output == "12 bytes"$'\n'"$prefix/"*"/vexil/ca-bundle.crt" ]] || fail "$1 printed: $output"
-    if output=$("$1" "file://$work/absent"); then
+    if output=$(run "$1" "file://$root/absent"); then
         fail "$1 found a file that is not there"
     fi
     [[ $output == "error 37" ]] || fail "$1 printed: $output"
@@ -36,10 +59,10 @@ if find "$prefix/include" -name '*.h' -print0 | xargs -0 grep -l '<wx/'; then
     fail 'a public header needs wxWidgets'
 fi
 
-cmake -S "$here/stranger" -B "$work/build" -G Ninja -DCMAKE_CXX_COMPILER="$compiler" \
-    -DCMAKE_PREFIX_PATH="$prefix" >"$work/cmake.log" 2>&1 || fail "find_package failed: $(cat "$work/cmake.log")"
+cmake -S "$here/stranger" -B "$work/build" -G Ninja "${cmake_arguments[@]}" >"$work/cmake.log" 2>&1 ||
+    fail "find_package failed: $(cat "$work/cmake.log")"
 cmake --build "$work/build" >"$work/cmake.log" 2>&1 || fail "the build failed: $(cat "$work/cmake.log")"
-check "$work/build/stranger"
+check "$work/build/stranger$suffix"
 
 pkg_config_folder=$(dirname "$(find "$prefix" -name vexil.pc)")
 # The file was made for the configured prefix; this one is another.
@@ -47,4 +70,4 @@ flags=$(PKG_CONFIG_PATH=$pkg_config_folder pkg-config --define-variable=prefix="
 # shellcheck disable=SC2086  # one word a flag
 "$compiler" -std=c++20 "$here/stranger/main.cpp" $flags -Wl,-rpath,"$(dirname "$pkg_config_folder")" \
     -o "$work/by-pkg-config"
-check "$work/by-pkg-config"
+check "$work/by-pkg-config$suffix"

@@ -407,10 +407,12 @@ TEST(ScriptedPeer, CutsByResetBehindEveryByte) {
 #ifdef _WIN32
         // Windows discards received bytes with RST.
         ASSERT_EQ(okReply.substr(0, count).substr(0, got.bytes.size()), got.bytes);
+        // Wine may tell of it as of an end.
+        ASSERT_THAT(got.end, testing::AnyOf(End::Reset, End::Fin));
 #else
         ASSERT_EQ(got.bytes, okReply.substr(0, count));
-#endif
         ASSERT_EQ(got.end, End::Reset);
+#endif
     }
     expectPlayed(peer);
 }
