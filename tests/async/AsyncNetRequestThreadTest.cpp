@@ -547,7 +547,7 @@ TEST_F(AsyncNetRequestThreadTest, ARemovalOnAThreadThatDoesNotRunIsNotWaitedFor)
         EXPECT_FALSE(thread->removeRequest(nullptr));
     }
     // Slices of 250 ms would take 100 s.
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(60));
 }
 
 TEST_F(AsyncNetRequestThreadTest, ARemovalAfterTheEndStaysQueued) {
