@@ -20,6 +20,7 @@
 #include <string_view>
 #include <thread>
 #include <typeinfo>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -307,45 +308,102 @@ TEST(ProxySettingsProcessTest, StayUsableWhenTheyAreDisposedOf) {
     });
 }
 
-/// How many another thread counts, which begins in the middle of what `add` does. Where `add` keeps it out, it counts when
-/// that is done.
-std::size_t countDuring(const std::function<void()>& add,
-                        const std::function<void(vexil::TArray<String>&)>& get) {
+/// How many proxies and hosts another thread counts, which begins when `work` calls what it is given. Where `work` keeps it
+/// out, it counts when that is done.
+std::string countedDuring(CProxySettings& settings,
+                          const std::function<void(const std::function<void()>& middle)>& work) {
     std::promise<void> middle;
-    std::promise<std::size_t> result;
-    std::future<std::size_t> counted = result.get_future();
+    std::promise<std::string> result;
+    std::future<std::string> counted = result.get_future();
     std::thread other([&] {
         middle.get_future().wait();
-        vexil::TArray<String> found;
-        get(found);
-        result.set_value(found.size());
+        vexil::TArray<String> schemes;
+        settings.getProxyURLSchemes(schemes);
+        vexil::TArray<String> hosts;
+        settings.getDirectConnectHosts(hosts);
+        result.set_value(std::to_string(schemes.size()) + " " + std::to_string(hosts.size()));
     });
-    int pieces = 0;
-    t_duringPiece = [&] {
-        if (++pieces == 3) {
+    int calls = 0;
+    work([&] {
+        if (++calls == 1) {
             middle.set_value();
             // Always over for what is right; long enough to see what is not.
             counted.wait_for(std::chrono::milliseconds(200));
         }
-    };
-    add();
-    t_duringPiece = nullptr;
-    if (pieces < 3) {
-        ADD_FAILURE() << "there is no middle";
+    });
+    EXPECT_EQ(calls, 1);
+    if (calls == 0) {
         middle.set_value();
     }
     other.join();
     return counted.get();
 }
 
+/// Calls `work`, and `middle` with the third piece of its list.
+void callAtThirdPiece(const std::function<void()>& middle, const std::function<void()>& work) {
+    int pieces = 0;
+    t_duringPiece = [&] {
+        if (++pieces == 3) {
+            middle();
+        }
+    };
+    work();
+    t_duringPiece = nullptr;
+}
+
 TEST(ProxySettingsProcessTest, AListIsAddedWhole) {
     CProxySettings settings;
-    EXPECT_EQ(countDuring([&] { settings.addProxiesFromString("a=p;b=p;c=p;d=p"); },
-                          [&](vexil::TArray<String>& found) { settings.getProxyURLSchemes(found); }),
-              4u);
-    EXPECT_EQ(countDuring([&] { settings.addDirectConnectHostsFromString("a;b;c;d"); },
-                          [&](vexil::TArray<String>& found) { settings.getDirectConnectHosts(found); }),
-              4u);
+    EXPECT_EQ(countedDuring(settings,
+                            [&](const auto& middle) {
+                                callAtThirdPiece(middle,
+                                                 [&] { settings.addProxiesFromString("a=p;b=p;c=p;d=p"); });
+                            }),
+              "4 0");
+    EXPECT_EQ(countedDuring(settings,
+                            [&](const auto& middle) {
+                                callAtThirdPiece(
+                                    middle, [&] { settings.addDirectConnectHostsFromString("a;b;c;d"); });
+                            }),
+              "4 4");
+}
+
+class Source : public virtual vexil::CBase, public IUserProxySource {
+public:
+    explicit Source(std::function<void()> during) : m_during(std::move(during)) {}
+    void read(String& proxies, String& directConnectHosts) override {
+        m_during();
+        proxies = "a=p;b=p";
+        directConnectHosts = "a;b;c";
+    }
+
+private:
+    const std::function<void()> m_during;
+};
+
+TEST(ProxySettingsProcessTest, ASourceReplacesEverythingAtOnce) {
+    CProxySettings settings;
+    settings.addProxiesFromString("old");
+    EXPECT_EQ(countedDuring(settings,
+                            [&](const auto& middle) {
+                                const P<Source> source = new Source(middle);
+                                settings.initFromSource(*source);
+                            }),
+              "2 3");
+}
+
+TEST(ProxySettingsProcessTest, TheUsersReplaceEverythingAtOnce) {
+    clearProxyVariables();
+    setVariable("http_proxy", "p:1");
+    CProxySettings settings;
+    settings.addProxiesFromString("old");
+    EXPECT_EQ(countedDuring(settings,
+                            [&](const auto& middle) {
+                                g_duringConstruction = middle;
+                                settings.initFromUserSettings();
+                                g_duringConstruction = nullptr;
+                            }),
+              "1 0");
+    clearProxyVariables();
 }
 
 /// Works while the process ends, after everything that was registered later.
