@@ -1,6 +1,7 @@
 // Linux: the definitions of the library's functions in this program win over the library's own. Each test of the user's
 // settings runs in a process of its own, because they are made once a process.
 #include "tests/proxy/ProxyEnvironment.h"
+#include "tests/support/PrintText.h"
 #include "vexil/net/NetRequest.h"
 #include "vexil/proxy/ProxySettings.h"
 #include "vexil/proxy/UserProxySource.h"
@@ -43,8 +44,12 @@ std::function<void()> g_duringConstruction;
 /// Called for each piece of a list that this thread adds.
 thread_local std::function<void()> t_duringPiece;
 
+/// Called when the library itself asks on this thread whether a host is reached directly.
+thread_local std::function<void()> t_duringQuestion;
+
 const char* const creator = "_ZN5vexil16IUserProxySource15createForSystemEv";
 const char* const trimmer = "_ZN3zet7trimmedESt17basic_string_viewIwSt11char_traitsIwEE";
+const char* const asker = "_ZNK5vexil14CProxySettings19isDirectConnectHostERKN3zet6StringE";
 
 }  // namespace
 
@@ -54,6 +59,14 @@ P<IUserProxySource> IUserProxySource::createForSystem() {
         g_duringConstruction();
     }
     return reinterpret_cast<P<IUserProxySource> (*)()>(dlsym(RTLD_NEXT, creator))();
+}
+
+bool CProxySettings::isDirectConnectHost(const String& host) const {
+    if (t_duringQuestion) {
+        t_duringQuestion();
+    }
+    return reinterpret_cast<bool (*)(const CProxySettings*, const String&)>(dlsym(RTLD_NEXT, asker))(this,
+                                                                                                     host);
 }
 
 std::wstring_view zet::trimmed(std::wstring_view text) noexcept {
@@ -308,27 +321,23 @@ TEST(ProxySettingsProcessTest, StayUsableWhenTheyAreDisposedOf) {
     });
 }
 
-/// How many proxies and hosts another thread counts, which begins when `work` calls what it is given. Where `work` keeps it
-/// out, it counts when that is done.
-std::string countedDuring(CProxySettings& settings,
-                          const std::function<void(const std::function<void()>& middle)>& work) {
+/// What another thread finds out, which begins when `work` calls what it is given. Where `work` keeps it out, it does so
+/// when that is done.
+std::string foundDuring(const std::function<std::string()>& find,
+                        const std::function<void(const std::function<void()>& middle)>& work) {
     std::promise<void> middle;
     std::promise<std::string> result;
-    std::future<std::string> counted = result.get_future();
+    std::future<std::string> found = result.get_future();
     std::thread other([&] {
         middle.get_future().wait();
-        vexil::TArray<String> schemes;
-        settings.getProxyURLSchemes(schemes);
-        vexil::TArray<String> hosts;
-        settings.getDirectConnectHosts(hosts);
-        result.set_value(std::to_string(schemes.size()) + " " + std::to_string(hosts.size()));
+        result.set_value(find());
     });
     int calls = 0;
     work([&] {
         if (++calls == 1) {
             middle.set_value();
             // Always over for what is right; long enough to see what is not.
-            counted.wait_for(std::chrono::milliseconds(200));
+            found.wait_for(std::chrono::milliseconds(200));
         }
     });
     EXPECT_EQ(calls, 1);
@@ -336,7 +345,20 @@ std::string countedDuring(CProxySettings& settings,
         middle.set_value();
     }
     other.join();
-    return counted.get();
+    return found.get();
+}
+
+/// The numbers of proxies and hosts that another thread finds.
+std::string countedDuring(CProxySettings& settings,
+                          const std::function<void(const std::function<void()>& middle)>& work) {
+    const auto count = [&] {
+        vexil::TArray<String> schemes;
+        settings.getProxyURLSchemes(schemes);
+        vexil::TArray<String> hosts;
+        settings.getDirectConnectHosts(hosts);
+        return std::to_string(schemes.size()) + " " + std::to_string(hosts.size());
+    };
+    return foundDuring(count, work);
 }
 
 /// Calls `work`, and `middle` with the third piece of its list.
@@ -365,6 +387,23 @@ TEST(ProxySettingsProcessTest, AListIsAddedWhole) {
                                     middle, [&] { settings.addDirectConnectHostsFromString("a;b;c;d"); });
                             }),
               "4 4");
+}
+
+TEST(ProxySettingsProcessTest, AURLIsJudgedByOneState) {
+    CProxySettings settings;
+    settings.addProxiesFromString("http=p:1");
+    String proxy;
+    const auto change = [&] {
+        settings.addDirectConnectHost("host");
+        return std::string();
+    };
+    foundDuring(change, [&](const auto& middle) {
+        t_duringQuestion = middle;
+        proxy = settings.getProxyForURL("http://host/");
+        t_duringQuestion = nullptr;
+    });
+    EXPECT_EQ(proxy, "p:1");
+    EXPECT_EQ(settings.getProxyForURL("http://host/"), "");
 }
 
 class Source : public virtual vexil::CBase, public IUserProxySource {

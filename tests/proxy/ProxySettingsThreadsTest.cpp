@@ -37,16 +37,10 @@ void runTogether(const std::vector<std::function<void(int round)>>& works) {
 
 class Source : public virtual vexil::CBase, public vexil::IUserProxySource {
 public:
-    explicit Source(const char* proxies = "http=p:1;https=p:1;ftp=p:1", const String& hosts = "a;b;c")
-        : m_proxies(proxies), m_hosts(hosts) {}
     void read(String& proxies, String& directConnectHosts) override {
-        proxies = m_proxies;
-        directConnectHosts = m_hosts;
+        proxies = "http=p:1;https=p:1;ftp=p:1";
+        directConnectHosts = "a;b;c";
     }
-
-private:
-    const String m_proxies;
-    const String m_hosts;
 };
 
 String numbered(const char* text, int number) {
@@ -107,21 +101,6 @@ TEST(ProxySettingsThreads, AnOperationIsSeenWholeOrNotAtAll) {
         countAll();
     };
     runTogether({init, ask, ask, init, ask});
-}
-
-TEST(ProxySettingsThreads, AURLIsJudgedByOneState) {
-    // So long that others come while it is looked at.
-    const String host(std::wstring(100000, L'h'));
-    const P<Source> direct = new Source("http=p:1", host);
-    const P<Source> proxied = new Source("http=p:2", "other");
-    CProxySettings settings;
-    settings.initFromSource(*direct);
-    const auto change = [&](int round) { settings.initFromSource(round % 2 == 0 ? *proxied : *direct); };
-    const auto ask = [&](int) {
-        const String proxy = settings.getProxyForURL("http://" + host + "/");
-        EXPECT_TRUE(proxy.isEmpty() || proxy == "p:2") << proxy.toUTF8();
-    };
-    runTogether({change, ask, ask, ask});
 }
 
 TEST(ProxySettingsThreads, AListIsAddedWholeOrNotAtAll) {
