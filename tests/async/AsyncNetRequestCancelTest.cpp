@@ -663,8 +663,11 @@ TEST_F(CancelUnderAWorker, HandingOverARunningRequestEndsTheWorkerAndNothingElse
     request->setTransferProgress(progress);
     thread->addRequest(request);
     gate->waitForPasses(3);
+    // Else the cancel may end the transfer before it is handed over again, which then is no error.
+    gate->hold();
     thread->addRequest(request);
     request->cancel();
+    gate->letGo();
     waitForEnd();
     const P<CError> error = thread->getError();
     ASSERT_TRUE(error);
