@@ -24,11 +24,12 @@ CFTPClient::ConnectType toConnectType(FTPSecurity security) {
 
 }  // namespace
 
-CContext::CContext(const COptions& options, CConsole& console) : m_options(options), m_console(console) {}
+CContext::CContext(const COptions& options, CConsole& console, CVerboseLogFile* verboseLog)
+    : m_options(options), m_console(console), m_verboseLog(verboseLog) {}
 
 CRequestSetup& CContext::getSetup() {
     if (!m_setup) {
-        m_setup = new CRequestSetup(m_options, m_console);
+        m_setup = new CRequestSetup(m_options, m_console, m_verboseLog);
     }
     return *m_setup;
 }

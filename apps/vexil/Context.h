@@ -21,8 +21,9 @@ struct CCredentialNames;
 /// that a command that needs no keys asks for none.
 class CContext {
 public:
-    /// The console must outlive it.
-    CContext(const COptions& options, CConsole& console);
+    /// Console and log must outlive it.
+    /// \param verboseLog  null for none
+    CContext(const COptions& options, CConsole& console, CVerboseLogFile* verboseLog = nullptr);
     CContext(const CContext&) = delete;
     CContext& operator=(const CContext&) = delete;
 
@@ -59,6 +60,7 @@ private:
 
     COptions m_options;
     CConsole& m_console;
+    CVerboseLogFile* m_verboseLog;
     P<CRequestSetup> m_setup;
     P<CNetRequest> m_request;
     P<CNetRequest> m_failedRequest;

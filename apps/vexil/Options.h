@@ -30,6 +30,7 @@ struct COptions {
     double timeoutSeconds = 0;         ///< of one whole request; 0 for none
     std::optional<int> retries;        ///< none for the default of each kind of server
     Verbosity verbosity = Verbosity::Warning;
+    std::string verboseLog;       ///< file for all messages on the wire; "" for none
     std::string credentialsFile;  ///< "" for the environment's credentials
 
     std::string ftpServer;  ///< host, perhaps with a port; "" for the environment's

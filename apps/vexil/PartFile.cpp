@@ -1,5 +1,6 @@
 #include "apps/vexil/PartFile.h"
 
+#include "apps/vexil/Platform.h"
 #include "apps/vexil/Text.h"
 
 #include <string>
@@ -45,19 +46,34 @@ fs::path findFreePartName(const fs::path& target) {
     }
 }
 
+[[noreturn]] void throwCannotCreate(const fs::path& target, int systemError) {
+    throw CError("Cannot create the file '" + describe(target) + "': " + describeSystemError(systemError),
+                 "system", systemError);
+}
+
 }  // namespace
 
-CPartFile::CPartFile(const fs::path& target) : m_target(target) {
-    std::error_code ignored;
-    const fs::file_status status = fs::status(target, ignored);
+CPartFile::CPartFile(const fs::path& target, FileAccess access) : m_target(target) {
+    std::error_code failure;
+    const fs::file_status status = fs::status(target, failure);
     if (fs::is_directory(status)) {
         throw CError("Cannot create the file '" + describe(target) + "': a folder has this name", "system");
+    }
+    if (failure == std::errc::filename_too_long) {
+        // The other name is shorter.
+        throwCannotCreate(target, failure.default_error_condition().value());
     }
     if (fs::exists(status) && !fs::is_regular_file(status)) {
         m_stream = new CFileOutStream(target, target);
         return;
     }
-    m_part = target.parent_path() / findFreePartName(target);
+    const fs::path part = target.parent_path() / findFreePartName(target);
+    if (access == FileAccess::OwnerOnly) {
+        if (const int systemError = createForOwner(part)) {
+            throwCannotCreate(target, systemError);
+        }
+    }
+    m_part = part;
     m_stream = new CFileOutStream(m_part, target);
 }
 
@@ -92,9 +108,7 @@ void CPartFile::commit() {
         std::error_code failure;
         fs::rename(m_part, m_target, failure);
         if (failure) {
-            throw CError("Cannot create the file '" + describe(m_target) +
-                             "': " + describeSystemError(failure.default_error_condition().value()),
-                         "system", failure.value());
+            throwCannotCreate(m_target, failure.default_error_condition().value());
         }
         m_part.clear();
     }

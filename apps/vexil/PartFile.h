@@ -7,6 +7,12 @@
 
 namespace vexil::app {
 
+/// Who may read a new file.
+enum class FileAccess {
+    Usual,      ///< as the user's settings (umask) say
+    OwnerOnly,  ///< its owner, where the system has such rights
+};
+
 /// A file that comes into being whole or not at all: it is written under another name in the same folder
 /// (".NAME.vexil-part") and gets its own name, in place of what had it, when it is complete. Without commit()
 /// nothing is left of it.
@@ -15,7 +21,7 @@ namespace vexil::app {
 class CPartFile {
 public:
     /// \throws CError when the file cannot be made or a folder has its name
-    explicit CPartFile(const std::filesystem::path& target);
+    explicit CPartFile(const std::filesystem::path& target, FileAccess access = FileAccess::Usual);
     ~CPartFile();
     CPartFile(const CPartFile&) = delete;
     CPartFile& operator=(const CPartFile&) = delete;

@@ -26,8 +26,16 @@ std::optional<std::string> getEnvironmentVariable(const char* name);
 
 bool isTerminal(StandardStream stream);
 
+/// Writes to standard error. Where it takes nothing, an interrupt ends this.
+/// \return how many bytes were written
+std::size_t writeStandardError(const char* data, std::size_t size) noexcept;
+
 /// Whether others than the file's owner may read it. False where the system has no such rights.
 bool isReadableByOthers(const std::filesystem::path& file);
+
+/// Makes an empty file that only its owner may read, where the system has such rights; not one that is there.
+/// \return 0, or the `errno` value of a failure
+int createForOwner(const std::filesystem::path& file);
 
 /// Why a file cannot have this name on this system, as the end of a sentence; "" when it can.
 String findNameProblem(const String& name);

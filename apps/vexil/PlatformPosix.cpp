@@ -1,8 +1,14 @@
+#include "apps/vexil/Interrupt.h"
 #include "apps/vexil/Platform.h"
 
+#include <climits>
+
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
+#include <poll.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -12,6 +18,7 @@ namespace vexil::app {
 namespace {
 
 constexpr rlim_t wantedDescriptors = 4096;
+constexpr int pollMilliseconds = 100;
 
 // A transfer has up to four descriptors: its file, its connection, and two while a name is looked up.
 void raiseDescriptorLimit() {
@@ -20,6 +27,10 @@ void raiseDescriptorLimit() {
         limit.rlim_cur = std::min(limit.rlim_max, wantedDescriptors);
         setrlimit(RLIMIT_NOFILE, &limit);
     }
+}
+
+int getDescriptor(StandardStream stream) {
+    return stream == StandardStream::Output ? STDOUT_FILENO : STDERR_FILENO;
 }
 
 }  // namespace
@@ -40,13 +51,44 @@ std::optional<std::string> getEnvironmentVariable(const char* name) {
 }
 
 bool isTerminal(StandardStream stream) {
-    return isatty(stream == StandardStream::Output ? STDOUT_FILENO : STDERR_FILENO) == 1;
+    return isatty(getDescriptor(stream)) == 1;
+}
+
+std::size_t writeStandardError(const char* data, std::size_t size) noexcept {
+    std::size_t written = 0;
+    while (written < size) {
+        pollfd errors = {STDERR_FILENO, POLLOUT, 0};
+        const int ready = poll(&errors, 1, pollMilliseconds);
+        if (ready == 0 && CInterrupt::isRequested()) {
+            break;
+        }
+        if (ready == 0 || (ready < 0 && errno == EINTR)) {
+            continue;
+        }
+        // A pipe that is ready takes so many at once. Of more it may take a part, and block for the rest.
+        const ssize_t count =
+            write(STDERR_FILENO, data + written, std::min<std::size_t>(size - written, PIPE_BUF));
+        if (count < 0 && errno != EINTR && errno != EAGAIN) {
+            break;
+        }
+        written += count > 0 ? static_cast<std::size_t>(count) : 0;
+    }
+    return written;
 }
 
 bool isReadableByOthers(const std::filesystem::path& file) {
     struct stat status = {};
     return stat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
            (status.st_mode & (S_IRGRP | S_IROTH)) != 0;
+}
+
+int createForOwner(const std::filesystem::path& file) {
+    const int descriptor = open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    if (descriptor < 0) {
+        return errno;
+    }
+    close(descriptor);
+    return 0;
 }
 
 String findNameProblem(const String&) {

@@ -6,10 +6,12 @@
 // windows.h goes before it.
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <shellapi.h>
 #include <string_view>
+#include <sys/stat.h>
 
 namespace vexil::app {
 
@@ -39,8 +41,24 @@ bool isTerminal(StandardStream stream) {
     return _isatty(_fileno(stream == StandardStream::Output ? stdout : stderr)) != 0;
 }
 
+std::size_t writeStandardError(const char* data, std::size_t size) noexcept {
+    const std::size_t written = std::fwrite(data, 1, size, stderr);
+    std::fflush(stderr);
+    return written;
+}
+
 bool isReadableByOthers(const std::filesystem::path&) {
     return false;
+}
+
+int createForOwner(const std::filesystem::path& file) {
+    const int descriptor =
+        _wopen(file.c_str(), _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY, _S_IREAD | _S_IWRITE);
+    if (descriptor < 0) {
+        return errno;
+    }
+    _close(descriptor);
+    return 0;
 }
 
 String findNameProblem(const String& name) {

@@ -5,11 +5,14 @@
 #include "apps/vexil/ConsoleLogSink.h"
 #include "apps/vexil/Context.h"
 #include "apps/vexil/ErrorReport.h"
+#include "apps/vexil/ErrorStreamBuffer.h"
 #include "apps/vexil/ExitCode.h"
 #include "apps/vexil/HelpFormatter.h"
 #include "apps/vexil/Interrupt.h"
 #include "apps/vexil/Platform.h"
 #include "apps/vexil/ProxyChoice.h"
+#include "apps/vexil/Text.h"
+#include "apps/vexil/VerboseLogFile.h"
 #include "apps/vexil/commands/CompareCommand.h"
 #include "apps/vexil/commands/FTPBackupCommand.h"
 #include "apps/vexil/commands/FTPGetCommand.h"
@@ -117,7 +120,9 @@ int CProgram::run(int argc, char** argv) {
         // Help and version are "errors" of code 0.
         return app.exit(error) == 0 ? exitCodeOf(ExitCode::Done) : exitCodeOf(ExitCode::Usage);
     }
-    CConsole console(std::cout, std::cerr, isTerminal(StandardStream::Error));
+    CErrorStreamBuffer errorBuffer;
+    std::ostream errors(&errorBuffer);
+    CConsole console(std::cout, errors, isTerminal(StandardStream::Error));
     console.setVerbosity(m_options.verbosity);
     const P<zet::ILogSink> logSink = new CConsoleLogSink(console);
     zet::setLogSink(logSink);
@@ -127,23 +132,44 @@ int CProgram::run(int argc, char** argv) {
 }
 
 int CProgram::runCommand(CConsole& console) {
-    CContext context(m_options, console);
+    std::unique_ptr<CVerboseLogFile> verboseLog;
+    if (!m_options.verboseLog.empty()) {
+        try {
+            verboseLog = std::make_unique<CVerboseLogFile>(toPath(m_options.verboseLog));
+        } catch (const std::exception& error) {
+            return reportFailure(console, nullptr, error);
+        }
+    }
+    const int exitCode = runCommand(console, verboseLog.get());
+    if (verboseLog) {
+        try {
+            verboseLog->finish();
+        } catch (const std::exception& error) {
+            const int failureCode = reportFailure(console, nullptr, error);
+            return exitCode == exitCodeOf(ExitCode::Done) ? failureCode : exitCode;
+        }
+    }
+    return exitCode;
+}
+
+int CProgram::runCommand(CConsole& console, CVerboseLogFile* verboseLog) {
+    CContext context(m_options, console, verboseLog);
     try {
         const ExitCode code = m_chosen->run(context);
         console.checkOutput();
         return exitCodeOf(code);
     } catch (const std::exception& error) {
-        return reportFailure(console, context, error);
+        if (CInterrupt::isRequested()) {
+            console.message(Verbosity::Error, "vexil: interrupted");
+            return CInterrupt::getExitCode();
+        }
+        return reportFailure(console, context.getFailedRequest().get(), error);
     }
 }
 
-int CProgram::reportFailure(CConsole& console, CContext& context, const std::exception& error) {
-    if (CInterrupt::isRequested()) {
-        console.message(Verbosity::Error, "vexil: interrupted");
-        return CInterrupt::getExitCode();
-    }
+int CProgram::reportFailure(CConsole& console, const CNetRequest* request, const std::exception& error) {
     CErrorReport report(error);
-    if (const P<CNetRequest> request = context.getFailedRequest()) {
+    if (request) {
         report.addRequest(*request);
     }
     console.message(Verbosity::Error, "vexil: error: " + report.getText());
@@ -193,6 +219,12 @@ void CProgram::addOptions(CLI::App& app) {
     app.add_option("--credentials", m_options.credentialsFile,
                    "File with the lines 'access_key=...' and 'secret_key=...' for S3, 'user=...' and "
                    "'password=...' for FTP and mail (default: the environment)")
+        ->type_name("FILE")
+        ->check(notEmpty());
+    app.add_option("--verbose-log", m_options.verboseLog,
+                   "File for all messages on the wire as XML, without credentials and bodies; it gets its "
+                   "name at the "
+                   "end, and only its owner may read it")
         ->type_name("FILE")
         ->check(notEmpty());
     app.add_option("--log-level", m_options.verbosity,

@@ -11,11 +11,15 @@ namespace CLI {
 class App;
 }
 
+namespace vexil {
+class CNetRequest;
+}
+
 namespace vexil::app {
 
 class CCommand;
 class CConsole;
-class CContext;
+class CVerboseLogFile;
 
 /// The program: its command line, and the way from every failure to a message and an exit code.
 class CProgram {
@@ -30,7 +34,8 @@ public:
 
 private:
     int runCommand(CConsole& console);
-    int reportFailure(CConsole& console, CContext& context, const std::exception& error);
+    int runCommand(CConsole& console, CVerboseLogFile* verboseLog);
+    static int reportFailure(CConsole& console, const CNetRequest* request, const std::exception& error);
     void addOptions(CLI::App& app);
     void addCommands(CLI::App& app);
     void addFTPCommands(CLI::App& app);

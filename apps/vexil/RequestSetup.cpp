@@ -3,7 +3,6 @@
 #include "apps/vexil/Console.h"
 #include "apps/vexil/Text.h"
 #include "apps/vexil/TransferMonitor.h"
-#include "apps/vexil/WireLog.h"
 
 #include <cerrno>
 #include <cmath>
@@ -25,15 +24,16 @@ void checkReadable(const std::string& caBundle) {
 
 }  // namespace
 
-CRequestSetup::CRequestSetup(const COptions& options, CConsole& console) : m_options(options) {
+CRequestSetup::CRequestSetup(const COptions& options, CConsole& console, CVerboseLogFile* verboseLog)
+    : m_options(options) {
     if (!m_options.caBundle.empty()) {
         checkReadable(m_options.caBundle);
     }
     if (m_options.proxy) {
         m_proxy.emplace(*m_options.proxy);
     }
-    if (console.shows(Verbosity::Debug)) {
-        m_wireLog = new CWireLog(console);
+    if (verboseLog || console.shows(Verbosity::Debug)) {
+        m_wireLog = new CWireLog(console, verboseLog);
     }
 }
 
@@ -50,7 +50,7 @@ void CRequestSetup::setUp(CNetRequest& request) {
     setTimeouts(request);
     CTransferMonitor::watch(request);
     if (m_wireLog) {
-        request.setVerbose(true);
+        CTransferMonitor::of(request).getRecorder().start();
         request.setDoneListener(m_wireLog);
     }
     if (!m_requiredETag.isEmpty()) {
@@ -60,9 +60,15 @@ void CRequestSetup::setUp(CNetRequest& request) {
     }
 }
 
-void CRequestSetup::showWire(CNetRequest& request) const {
+void CRequestSetup::tellWire(CNetRequest& request) const {
     if (m_wireLog) {
         m_wireLog->onDone(&request, nullptr);
+    }
+}
+
+void CRequestSetup::tellGivenUp(CNetRequest& request) const {
+    if (m_wireLog) {
+        m_wireLog->onGivenUp(request);
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include "apps/vexil/Options.h"
 #include "apps/vexil/ProxyChoice.h"
+#include "apps/vexil/WireLog.h"
 #include "vexil/net/NetRequest.h"
 #include "vexil/net/NetRequestSetup.h"
 
@@ -10,19 +11,23 @@
 namespace vexil::app {
 
 class CConsole;
+class CVerboseLogFile;
 
 /// Sets the program's options on every request: certificates, proxy, time-outs, the watch over its bytes and the
-/// wire log.
+/// logs.
 class CRequestSetup : public virtual CBase, public INetRequestSetup {
 public:
-    /// The console must outlive it.
+    /// Console and log must outlive it.
+    /// \param verboseLog  null for none
     /// \throws CInvalidArgError when the CA bundle cannot be read
-    CRequestSetup(const COptions& options, CConsole& console);
+    CRequestSetup(const COptions& options, CConsole& console, CVerboseLogFile* verboseLog);
 
     void setUp(CNetRequest& request) override;
-    /// Shows what went over the wire in the last transfer of a request that another thread has driven and whose done
-    /// listener was taken off, if it is to be shown.
-    void showWire(CNetRequest& request) const;
+    /// Tells what went over the wire in the last transfer of a request that another thread has driven and whose done
+    /// listener was taken off, if it is to be told.
+    void tellWire(CNetRequest& request) const;
+    /// The same for the verbose log alone, where the transfer was given up.
+    void tellGivenUp(CNetRequest& request) const;
 
     /// Whether a server must prove who it is.
     bool checksCertificates() const noexcept { return m_options.verify; }
@@ -34,7 +39,7 @@ private:
 
     COptions m_options;
     std::optional<CProxyChoice> m_proxy;
-    P<CNetRequest::IDoneListener> m_wireLog;
+    P<CWireLog> m_wireLog;
     String m_requiredETag;
 };
 

@@ -4,6 +4,7 @@
 #include "apps/vexil/Interrupt.h"
 #include "apps/vexil/Text.h"
 #include "apps/vexil/TransferMonitor.h"
+#include "zet/Log.h"
 
 #include <algorithm>
 #include <chrono>
@@ -44,6 +45,7 @@ public:
     std::unique_ptr<ITransferJob> job;  // null while the slot is free
     int tries = 0;
     std::optional<Clock::time_point> nextTry;  // set in the pause between two tries
+    bool isUnderWay = false;                   // from handing it over until its end is looked at
 };
 
 CTransferQueue::CTransferQueue(CContext& context, ITransferPolicy& policy, int count)
@@ -54,6 +56,19 @@ CTransferQueue::CTransferQueue(CContext& context, ITransferPolicy& policy, int c
 CTransferQueue::~CTransferQueue() {
     // First: it reads and writes the files of the jobs.
     m_worker = nullptr;
+    tellGivenUp();
+}
+
+void CTransferQueue::tellGivenUp() noexcept {
+    try {
+        for (const auto& slot : m_slots) {
+            if (slot->isUnderWay) {
+                m_context.getSetup().tellGivenUp(*slot->request);
+            }
+        }
+    } catch (const std::exception& error) {
+        zet::onExceptionInDestructorIgnored("vexil::app::CTransferQueue", &error);
+    }
 }
 
 void CTransferQueue::start(std::unique_ptr<ITransferJob> job) {
@@ -130,6 +145,7 @@ void CTransferQueue::handOver(CSlot& slot) {
         // The worker does it, too, but a source or sink that cannot go back would end the worker.
         slot.request->resetForPerform();
         m_worker->addRequest(slot.request);
+        slot.isUnderWay = true;
     } catch (...) {
         handleFailedTry(slot, *zet::currentExceptionToError());
     }
@@ -232,8 +248,10 @@ void CTransferQueue::waitForEnds() {
     // Before they are looked at: an interrupt lets transfers fail.
     CInterrupt::throwIfRequested();
     for (const P<CNetRequest>& request : finished) {
-        m_context.getSetup().showWire(*request);
-        handleEnd(findSlot(request));
+        CSlot& slot = findSlot(request);
+        slot.isUnderWay = false;
+        m_context.getSetup().tellWire(*request);
+        handleEnd(slot);
     }
     showProgress();
     if (finished.empty()) {

@@ -62,6 +62,7 @@ private:
     int getUnfinishedCount() const noexcept;
     void waitForEnds();
     void showProgress() const;
+    void tellGivenUp() noexcept;
     int getWaitTime() const;
     void checkWorker() const;
 

@@ -2,6 +2,8 @@
 
 #include "apps/vexil/Console.h"
 #include "apps/vexil/Text.h"
+#include "apps/vexil/TransferMonitor.h"
+#include "apps/vexil/VerboseLogFile.h"
 #include "zet/Log.h"
 
 namespace vexil::app {
@@ -14,11 +16,18 @@ constexpr unsigned int maxTextLength = 2000;
 
 void CWireLog::onDone(CNetRequest* request, CError*) {
     try {
-        show(*request);
+        if (m_console.shows(Verbosity::Debug)) {
+            show(*request);
+        }
+        write(*request);
     } catch (const std::exception& error) {
         // No transfer fails because it cannot be shown, and a worker that runs many does not end.
         zet::logWarning(error, "What went over the wire could not be shown.");
     }
+}
+
+void CWireLog::onGivenUp(CNetRequest& request) {
+    write(request);
 }
 
 void CWireLog::show(CNetRequest& request) {
@@ -34,6 +43,24 @@ void CWireLog::show(CNetRequest& request) {
         const String text = message->getText().trimmed();
         m_console.message(Verbosity::Debug, printable(text.isEmpty() ? line : line + "  " + text));
     }
+    if (const int64 leftOut = CTransferMonitor::of(request).getRecorder().getLeftOutBytes(); leftOut > 0) {
+        m_console.message(Verbosity::Debug, "data: " + formatNumberOf(leftOut, "further byte"));
+    }
+}
+
+void CWireLog::write(CNetRequest& request) {
+    CWireRecorder& recorder = CTransferMonitor::of(request).getRecorder();
+    if (m_file) {
+        // A form or a document in a body may hold a password.
+        request.setVerboseSettings(VerboseLogNone, VerboseLogNone);
+        const P<zet::CXMLElement> output = request.getRedactedVerboseOutput(maxTextLength);
+        request.setVerboseSettings(VerboseLogAutomatic, VerboseLogNone);
+        if (recorder.getLeftOutBytes() > 0) {
+            output->addAttribute("bytesLeftOut", String::fromInt(recorder.getLeftOutBytes()));
+        }
+        m_file->add(*output);
+    }
+    recorder.forget();
 }
 
 }  // namespace vexil::app

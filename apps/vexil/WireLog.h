@@ -6,18 +6,27 @@
 namespace vexil::app {
 
 class CConsole;
+class CVerboseLogFile;
 
-/// Shows what went over the wire, without credentials, after each transfer. The console must outlive it. Any thread.
+/// Tells what went over the wire, without credentials, after each transfer: on the console where that shows messages of
+/// this level, and in the verbose log. One thread.
 class CWireLog : public virtual CBase, public CNetRequest::IDoneListener {
 public:
-    explicit CWireLog(CConsole& console) : m_console(console) {}
+    /// Console and file must outlive it.
+    /// \param file  null for none
+    CWireLog(CConsole& console, CVerboseLogFile* file) : m_console(console), m_file(file) {}
 
     void onDone(CNetRequest* request, CError* error) override;
+    /// Tells the verbose log alone, for a transfer that was given up: whoever does not read the console must not hold up
+    /// the program's end.
+    void onGivenUp(CNetRequest& request);
 
 private:
     void show(CNetRequest& request);
+    void write(CNetRequest& request);
 
     CConsole& m_console;
+    CVerboseLogFile* m_file;
 };
 
 }  // namespace vexil::app
