@@ -14,7 +14,7 @@ enum class Driver { Perform, Manager, Worker };
 
 constexpr Driver allDrivers[] = {Driver::Perform, Driver::Manager, Driver::Worker};
 
-inline std::string nameOf(const testing::TestParamInfo<Driver>& info) {
+inline std::string nameOfDriver(const testing::TestParamInfo<Driver>& info) {
     return info.param == Driver::Perform ? "Perform" : info.param == Driver::Manager ? "Manager" : "Worker";
 }
 
