@@ -1,0 +1,113 @@
+// Mails that are cancelled where the server keeps them waiting, under whatever drives them.
+#include "tests/async/TransferDriver.h"
+#include "tests/mail/MailTestSupport.h"
+#include "tests/net/CancelTestSupport.h"
+#include "tests/support/ScriptedPeer.h"
+#include "vexil/mail/SMTPClient.h"
+#include "zet/BufferStream.h"
+
+namespace {
+
+using namespace vexil_test;
+using testing::IsEmpty;
+using vexil::CSMTPClient;
+using vexil::CSMTPParams;
+
+const std::string message = "Subject: s\r\n\r\ntext\r\n";
+const std::string envelope = "MAIL FROM:<a@x>\r\nRCPT TO:<b@x>\r\nDATA\r\n" + message + ".\r\n";
+/// What stands before that, but for a name of any length.
+const std::string ehlo = "EHLO \r\n";
+
+CSMTPParams paramsOf(const ScriptedPeer& peer) {
+    return CSMTPParams("127.0.0.1", peer.port(), CSMTPParams::ConnectUnencrypted, "", "");
+}
+
+/// The beginning of a connection, to and with the reply to EHLO.
+ConnectionScript playGreeting(ScriptedPeer& peer) {
+    ConnectionScript script = peer.onConnection();
+    script.clientMayLeave().reply("220 Ready\r\n").expectLine().reply("250 mail\r\n");
+    return script;
+}
+
+/// The same to where the message comes.
+ConnectionScript playEnvelope(ScriptedPeer& peer) {
+    ConnectionScript script = playGreeting(peer);
+    script.expectLine("MAIL FROM:<a@x>").reply("250 ok\r\n").expectLine("RCPT TO:<b@x>").reply("250 ok\r\n");
+    script.expectLine("DATA").reply("354 go on\r\n");
+    return script;
+}
+
+class SMTPCancel : public testing::TestWithParam<Driver> {
+protected:
+    ~SMTPCancel() override {
+        request = nullptr;
+        EXPECT_TRUE(peer.waitUntilIdle());
+        EXPECT_THAT(peer.failures(), IsEmpty());
+    }
+
+    /// Cancels the mail when the peer has read so many bytes, and judges the error.
+    void cancelBehind(std::size_t count) {
+        CSMTPClient::makeSendMailRequest(*request, paramsOf(peer), "a@x", {"b@x"},
+                                         new zet::CBufferStream(sharedBufferOf(message)));
+        request->setTransferProgress(progress);
+        const auto error = errorOfCancelled(
+            *request, [&] { drive(GetParam(), *request); },
+            [&] {
+                EXPECT_TRUE(peer.waitForReceived(0, count));
+                progress->waitUntilItWaits();
+            });
+        expectCancelled(error);
+        EXPECT_EQ(error->getURL(), request->getURL());
+        EXPECT_EQ(error->getResponseCodeDomain(), "smtp");
+        EXPECT_EQ(peer.connectionCount(), 1u);
+    }
+
+    ScriptedPeer peer;
+    P<CNetRequest> request = new CNetRequest;
+    const P<TestProgress> progress = new TestProgress;
+};
+INSTANTIATE_TEST_SUITE_P(UnderEach, SMTPCancel, testing::ValuesIn(allDrivers), nameOfDriver);
+
+TEST_P(SMTPCancel, WhileTheServerDoesNotGreet) {
+    peer.onConnection().clientMayLeave().waitForClose();
+    cancelBehind(0);
+}
+
+TEST_P(SMTPCancel, WhileARecipientIsNotAnswered) {
+    playGreeting(peer)
+        .expectLine("MAIL FROM:<a@x>")
+        .reply("250 ok\r\n")
+        .expectLine("RCPT TO:<b@x>")
+        .waitForClose();
+    cancelBehind(ehlo.size() + std::string("MAIL FROM:<a@x>\r\nRCPT TO:<b@x>\r\n").size());
+}
+
+TEST_P(SMTPCancel, WhileTheMessageIsNotTaken) {
+    // libcurl waits by itself here, and says goodbye.
+    playEnvelope(peer).expectExactly(message + ".\r\n").readUntilClose();
+    cancelBehind(ehlo.size() + envelope.size());
+}
+
+TEST(SMTPCancelOperation, ACancelledClientSendsTheNextMail) {
+    ScriptedPeer peer;
+    playEnvelope(peer).expectExactly(message + ".\r\n").readUntilClose();
+    playEnvelope(peer).expectExactly(message + ".\r\n").reply("250 ok\r\n").expectLine("QUIT").close();
+    {
+        CSMTPClient client(paramsOf(peer));
+        CNetRequest* request = nullptr;
+        client.setRequestSetup(new FunctionSetup([&](CNetRequest& prepared) {
+            prepared.setCancellable(true);
+            request = &prepared;
+        }));
+        ASSERT_TRUE(request);
+        const auto send = [&] { client.sendMail("a@x", {"b@x"}, bufferOf(message)); };
+        expectCancelled(errorOfCancelled(
+            *request, send, [&] { EXPECT_TRUE(peer.waitForReceived(0, ehlo.size() + envelope.size())); }));
+        send();
+    }
+    EXPECT_TRUE(peer.waitUntilIdle());
+    EXPECT_EQ(peer.connectionCount(), 2u);
+    EXPECT_THAT(peer.failures(), IsEmpty());
+}
+
+}  // namespace
