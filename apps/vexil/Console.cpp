@@ -2,18 +2,23 @@
 
 #include "apps/vexil/Text.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <utility>
 
 namespace vexil::app {
 
 namespace {
 
-constexpr std::size_t maxProgressColumns = 79;
+constexpr int usualColumns = 80;
+// The last column stays free, because some terminals go to the next line there. So does room for the "^C" of whoever
+// interrupts.
+constexpr int freeColumns = 3;
 
 }  // namespace
 
-CConsole::CConsole(std::ostream& output, std::ostream& errors, bool isTerminal)
-    : m_output(output), m_errors(errors), m_isTerminal(isTerminal) {}
+CConsole::CConsole(std::ostream& output, std::ostream& errors, bool isTerminal, Columns columns)
+    : m_output(output), m_errors(errors), m_isTerminal(isTerminal), m_columns(std::move(columns)) {}
 
 void CConsole::print(const String& line) {
     const std::scoped_lock lock(m_mutex);
@@ -50,14 +55,24 @@ void CConsole::showProgressLine(const String& line) {
     const std::scoped_lock lock(m_mutex);
     eraseProgressLine();
     if (m_isTerminal && !line.isEmpty()) {
-        m_errors << line.substr(0, maxProgressColumns).toUTF8() << std::flush;
+        m_errors << cutToColumns(line, getProgressColumns()).toUTF8() << std::flush;
         m_hasProgressLine = true;
     }
 }
 
+int CConsole::getProgressColumns() const {
+    return std::max(0, getColumns() - freeColumns);
+}
+
+int CConsole::getColumns() const {
+    const int columns = m_columns();
+    return columns > 0 ? columns : usualColumns;
+}
+
 void CConsole::eraseProgressLine() {
     if (m_hasProgressLine) {
-        m_errors << '\r' << std::string(maxProgressColumns, ' ') << '\r' << std::flush;
+        m_errors << '\r' << std::string(static_cast<std::size_t>(getColumns() - 1), ' ') << '\r'
+                 << std::flush;
         m_hasProgressLine = false;
     }
 }

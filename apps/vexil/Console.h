@@ -3,6 +3,7 @@
 #include "apps/vexil/Options.h"
 #include "vexil/BaseTypes.h"
 
+#include <functional>
 #include <mutex>
 #include <ostream>
 #include <string>
@@ -13,8 +14,12 @@ namespace vexil::app {
 /// that shows progress. Any thread.
 class CConsole {
 public:
+    /// How many columns a terminal has at the moment; 0 for unknown.
+    using Columns = std::function<int()>;
+
     /// \param isTerminal  whether `errors` is one, on which a line can be written over
-    CConsole(std::ostream& output, std::ostream& errors, bool isTerminal);
+    CConsole(
+        std::ostream& output, std::ostream& errors, bool isTerminal, Columns columns = [] { return 0; });
     CConsole(const CConsole&) = delete;
     CConsole& operator=(const CConsole&) = delete;
 
@@ -32,16 +37,20 @@ public:
     /// A line on standard error, if this level is shown.
     void message(Verbosity level, const String& line);
 
-    /// Replaces the line that shows progress, on a terminal only; "" takes it away.
+    /// Replaces the line that shows progress, on a terminal only; "" takes it away. What is too long is cut.
     void showProgressLine(const String& line);
+    /// How many columns that line may have.
+    int getProgressColumns() const;
 
 private:
+    int getColumns() const;
     void eraseProgressLine();
 
     std::mutex m_mutex;
     std::ostream& m_output;
     std::ostream& m_errors;
     const bool m_isTerminal;
+    const Columns m_columns;
     Verbosity m_verbosity = Verbosity::Warning;
     bool m_hasProgressLine = false;
 };

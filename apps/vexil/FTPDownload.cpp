@@ -3,6 +3,7 @@
 #include "apps/vexil/Context.h"
 #include "apps/vexil/FTPReplies.h"
 #include "apps/vexil/Text.h"
+#include "apps/vexil/TransferMonitor.h"
 #include "vexil/net/CURLError.h"
 
 namespace vexil::app {
@@ -32,6 +33,7 @@ void CFTPDownload::prepare(CNetRequest& request) {
     }
     m_isUnderWay = true;
     const int64 offset = getWrittenBytes();
+    CTransferMonitor::of(request).setOffset(offset);
     m_context.getFTP().getClient().prepareDownloadRequest(request, m_path, offset, -1);
     request.setReceiveDataStream(m_out.get());
     request.setFTPCustomPreCommands(makeInfoCommand(m_path));

@@ -14,8 +14,8 @@ public:
     CFileProgress(const CFileProgress&) = delete;
     CFileProgress& operator=(const CFileProgress&) = delete;
 
-    /// How much of the file has been moved. Any thread.
-    void update(int64 bytes) { m_progress.update(m_file, bytes); }
+    /// How much of the file has been moved, of how much in all; 0 for unknown. Any thread.
+    void update(int64 bytes, int64 total) { m_progress.update(m_file, bytes, total); }
     /// The file is done and counts, with so many bytes. To be called once, as the last thing.
     void complete(int64 bytes) { m_progress.endFile(m_file, bytes); }
 

@@ -4,6 +4,7 @@
 #include "apps/vexil/Context.h"
 #include "apps/vexil/Interrupt.h"
 #include "apps/vexil/Text.h"
+#include "apps/vexil/TransferMonitor.h"
 #include "vexil/net/CURLError.h"
 #include "vexil/net/ErrorClassification.h"
 
@@ -43,6 +44,7 @@ int64 CObjectDownload::getWrittenBytes() const {
 
 void CObjectDownload::prepare(CNetRequest& request) {
     m_offset = getWrittenBytes();
+    CTransferMonitor::of(request).setOffset(m_offset);
     const CRequiredETag condition(m_context.getSetup(), m_offset > 0 ? m_eTag : String());
     m_context.getClient().prepareGetObjectRequest(request, m_bucket, m_key, m_offset, -1, m_out);
 }

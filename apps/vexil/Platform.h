@@ -25,6 +25,8 @@ std::vector<std::string> getArguments(int argc, char** argv);
 std::optional<std::string> getEnvironmentVariable(const char* name);
 
 bool isTerminal(StandardStream stream);
+/// How wide the terminal is; 0 when it does not tell.
+int getTerminalColumns(StandardStream stream);
 
 /// Writes to standard error. Where it takes nothing, an interrupt ends this.
 /// \return how many bytes were written

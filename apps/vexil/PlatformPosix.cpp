@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -52,6 +53,11 @@ std::optional<std::string> getEnvironmentVariable(const char* name) {
 
 bool isTerminal(StandardStream stream) {
     return isatty(getDescriptor(stream)) == 1;
+}
+
+int getTerminalColumns(StandardStream stream) {
+    winsize size = {};
+    return ioctl(getDescriptor(stream), TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
 }
 
 std::size_t writeStandardError(const char* data, std::size_t size) noexcept {

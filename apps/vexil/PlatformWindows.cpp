@@ -41,6 +41,13 @@ bool isTerminal(StandardStream stream) {
     return _isatty(_fileno(stream == StandardStream::Output ? stdout : stderr)) != 0;
 }
 
+int getTerminalColumns(StandardStream stream) {
+    CONSOLE_SCREEN_BUFFER_INFO info = {};
+    const HANDLE console =
+        GetStdHandle(stream == StandardStream::Output ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
+    return GetConsoleScreenBufferInfo(console, &info) ? info.srWindow.Right - info.srWindow.Left + 1 : 0;
+}
+
 std::size_t writeStandardError(const char* data, std::size_t size) noexcept {
     const std::size_t written = std::fwrite(data, 1, size, stderr);
     std::fflush(stderr);

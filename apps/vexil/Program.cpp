@@ -122,7 +122,8 @@ int CProgram::run(int argc, char** argv) {
     }
     CErrorStreamBuffer errorBuffer;
     std::ostream errors(&errorBuffer);
-    CConsole console(std::cout, errors, isTerminal(StandardStream::Error));
+    CConsole console(std::cout, errors, isTerminal(StandardStream::Error),
+                     [] { return getTerminalColumns(StandardStream::Error); });
     console.setVerbosity(m_options.verbosity);
     const P<zet::ILogSink> logSink = new CConsoleLogSink(console);
     zet::setLogSink(logSink);

@@ -3,6 +3,8 @@
 #include "apps/vexil/Console.h"
 #include "apps/vexil/Text.h"
 
+#include <algorithm>
+#include <string>
 #include <utility>
 
 namespace vexil::app {
@@ -11,6 +13,38 @@ namespace {
 
 constexpr std::chrono::milliseconds timeBetweenLines(10000);
 constexpr std::chrono::milliseconds timeBetweenUpdates(100);
+
+constexpr int minBarColumns = 10;
+constexpr int maxBarColumns = 40;
+constexpr int barFrameColumns = 4;    // the brackets, and blanks behind it
+constexpr int usualTextColumns = 57;  // so that the bar does not change its length all the time
+
+// A file may grow while it is moved.
+double getShare(int64 bytes, int64 total) {
+    return std::clamp(static_cast<double>(bytes) / static_cast<double>(total), 0.0, 1.0);
+}
+
+String formatPercent(double share) {
+    return String::fromInt(static_cast<int64>(share * 100)) + "%";
+}
+
+String padLeft(const String& text, std::size_t length) {
+    return String(std::wstring(length - std::min(length, text.length()), L' ')) + text;
+}
+
+String makeBar(double share, int columns) {
+    const auto width = static_cast<std::size_t>(columns);
+    const auto done = static_cast<std::size_t>(share * columns);
+    return "[" + String(std::wstring(done, L'#') + std::wstring(width - done, L'-')) + "]  ";
+}
+
+String formatTimeLeft(int64 bytes, int64 total, double seconds) {
+    if (bytes <= 0) {
+        return String();
+    }
+    const auto left = static_cast<double>(std::max<int64>(0, total - bytes));
+    return "  " + formatWholeSeconds(seconds * left / static_cast<double>(bytes)) + " left";
+}
 
 }  // namespace
 
@@ -30,11 +64,12 @@ int CProgress::beginFile(const String& name) {
     return file;
 }
 
-void CProgress::update(int file, int64 bytes) {
+void CProgress::update(int file, int64 bytes, int64 total) {
     const std::scoped_lock lock(m_mutex);
     if (const auto found = m_filesUnderWay.find(file); found != m_filesUnderWay.end()) {
         // Less than before when a transfer has begun again.
         m_bytesUnderWay += bytes - std::exchange(found->second.bytes, bytes);
+        found->second.total = total;
         show();
     }
 }
@@ -85,22 +120,56 @@ void CProgress::show() {
         return;
     }
     m_nextShow = now + (m_console.isTerminal() ? timeBetweenUpdates : timeBetweenLines);
-    const int64 bytes = m_bytes + m_bytesUnderWay;
-    const String line = formatNumberOf(m_files, "file") + ", " + formatBytes(bytes) + ", " +
-                        formatRate(bytes, getSeconds()) + describeFiles();
     if (m_console.isTerminal()) {
-        m_console.showProgressLine(line);
+        m_console.showProgressLine(makeTerminalLine());
     } else {
-        m_console.message(Verbosity::Warning, line);
+        m_console.message(Verbosity::Warning, makePlainLine() + describeFiles(false));
     }
 }
 
+String CProgress::makePlainLine() const {
+    const int64 bytes = m_bytes + m_bytesUnderWay;
+    return formatNumberOf(m_files, "file") + ", " + formatBytes(bytes) + ", " +
+           formatRate(bytes, getSeconds());
+}
+
+String CProgress::makeTerminalLine() const {
+    if (!m_filesUnderWay.empty()) {
+        const CFileUnderWay& file = m_filesUnderWay.begin()->second;
+        if (file.name.isEmpty() && file.total > 0) {
+            return makeBarLine(file);
+        }
+    }
+    return makePlainLine() + describeFiles(true);
+}
+
+String CProgress::makeBarLine(const CFileUnderWay& file) const {
+    const double seconds = getSeconds();
+    const double share = getShare(file.bytes, file.total);
+    const String percent = padLeft(formatPercent(share), 4);
+    const String amount = "  " + formatBytes(file.bytes) + " of " + formatBytes(file.total);
+    const String time =
+        "  " + formatRate(file.bytes, seconds) + formatTimeLeft(file.bytes, file.total, seconds);
+    const int columns = m_console.getProgressColumns();
+    const String line = percent + amount + time;
+    const int textColumns = std::max(usualTextColumns, static_cast<int>(line.length()));
+    const int barColumns = columns - barFrameColumns - textColumns;
+    if (barColumns >= minBarColumns) {
+        return makeBar(share, std::min(barColumns, maxBarColumns)) + line;
+    }
+    return static_cast<int>(line.length()) <= columns ? line : percent + time;
+}
+
 // The one that has taken longest.
-String CProgress::describeFiles() const {
+String CProgress::describeFiles(bool showsShare) const {
     if (m_filesUnderWay.empty() || m_filesUnderWay.begin()->second.name.isEmpty()) {
         return String();
     }
-    return "  " + m_filesUnderWay.begin()->second.name;
+    const CFileUnderWay& file = m_filesUnderWay.begin()->second;
+    return "  " +
+           (showsShare && file.total > 0 ? formatPercent(getShare(file.bytes, file.total)) + " of "
+                                         : String()) +
+           file.name;
 }
 
 }  // namespace vexil::app

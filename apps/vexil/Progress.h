@@ -11,8 +11,11 @@ namespace vexil::app {
 
 class CConsole;
 
-/// Counts what is transferred and shows it while it runs: on a terminal in one line that is written over,
-/// elsewhere in a plain line now and then. Any number of files may be under way at once. Any thread.
+/// Counts what is transferred and shows it while it runs: on a terminal in one line that is written over, elsewhere in a
+/// plain line now and then. Any number of files may be under way at once.
+///
+/// The terminal's line has a bar and the time left for a file without a name, as of a command that moves one file only,
+/// and the share that is done of a file that has one, once their sizes are known. Any thread.
 class CProgress {
 public:
     using Clock = std::function<std::chrono::steady_clock::time_point()>;
@@ -27,7 +30,8 @@ public:
     /// \return its number for the other calls, which do nothing when the file is no more under way
     int beginFile(const String& name);
     /// How much of a file has been transferred so far, in bytes.
-    void update(int file, int64 bytes);
+    /// \param total  of the whole file; 0 for unknown
+    void update(int file, int64 bytes, int64 total = 0);
     /// A file is complete.
     void endFile(int file, int64 bytes);
     /// A file has failed: it does not count.
@@ -42,11 +46,15 @@ private:
     struct CFileUnderWay {
         String name;
         int64 bytes = 0;
+        int64 total = 0;
     };
 
     bool remove(int file);
     void show();
-    String describeFiles() const;
+    String makePlainLine() const;
+    String makeTerminalLine() const;
+    String makeBarLine(const CFileUnderWay& file) const;
+    String describeFiles(bool showsShare) const;
 
     CConsole& m_console;
     Clock m_clock;

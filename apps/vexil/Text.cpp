@@ -20,12 +20,30 @@ String formatTwoPlaces(int64 value) {
     return (value < 10 ? String("0") : String()) + String::fromInt(value);
 }
 
+String formatTime(int64 seconds) {
+    if (seconds < 60) {
+        return String::fromInt(seconds) + " s";
+    }
+    if (seconds < 3600) {
+        return String::fromInt(seconds / 60) + " min " + formatTwoPlaces(seconds % 60) + " s";
+    }
+    return String::fromInt(seconds / 3600) + " h " + formatTwoPlaces(seconds % 3600 / 60) + " min";
+}
+
 std::string toBytes(const std::u8string& text) {
     return std::string(text.begin(), text.end());
 }
 
 bool isControl(wchar_t character) {
     return character < 0x20 || (character >= 0x7F && character < 0xA0);
+}
+
+// Scripts of wide characters begin there (Unicode Standard Annex 11).
+constexpr wchar_t firstWideCharacter = 0x1100;
+
+// Where characters are 16 bits wide, this is the first half of one.
+bool isHighSurrogate(wchar_t character) {
+    return character >= 0xD800 && character <= 0xDBFF;
 }
 
 }  // namespace
@@ -77,6 +95,21 @@ String withoutProxyLogin(const String& message) {
     return message.substr(0, begin) + withoutLogin(message.substr(begin, end - begin)) + message.substr(end);
 }
 
+String cutToColumns(const String& text, int columns) {
+    const std::wstring_view characters = text.view();
+    std::size_t end = 0;
+    for (; end < characters.size(); ++end) {
+        columns -= characters[end] < firstWideCharacter ? 1 : 2;
+        if (columns < 0) {
+            break;
+        }
+    }
+    if (end < characters.size() && end > 0 && isHighSurrogate(characters[end - 1])) {
+        --end;
+    }
+    return text.substr(0, end);
+}
+
 String describeSystemError(int code) {
     return code == 0 ? String("unknown error") : String::fromUTF8Lossy(std::generic_category().message(code));
 }
@@ -107,14 +140,11 @@ String formatCount(int64 count) {
 }
 
 String formatSeconds(double seconds) {
-    if (seconds < 59.95) {
-        return formatOneDigit(seconds) + " s";
-    }
-    const auto whole = static_cast<int64>(std::llround(seconds));
-    if (whole < 3600) {
-        return String::fromInt(whole / 60) + " min " + formatTwoPlaces(whole % 60) + " s";
-    }
-    return String::fromInt(whole / 3600) + " h " + formatTwoPlaces(whole % 3600 / 60) + " min";
+    return seconds < 59.95 ? formatOneDigit(seconds) + " s" : formatTime(std::llround(seconds));
+}
+
+String formatWholeSeconds(double seconds) {
+    return formatTime(static_cast<int64>(std::ceil(seconds)));
 }
 
 String formatRate(int64 bytes, double seconds) {

@@ -26,6 +26,9 @@ String withoutLogin(const String& url);
 /// A message of libcurl for people: where it repeats a proxy, that is without its login.
 String withoutProxyLogin(const String& message);
 
+/// As much of a text as a terminal shows in so many columns. Characters that may take two are taken to do so.
+String cutToColumns(const String& text, int columns);
+
 /// The text of an `errno` value.
 String describeSystemError(int code);
 
@@ -35,6 +38,8 @@ String formatBytes(int64 bytes);
 String formatCount(int64 count);
 /// "0.3 s", "2 min 05 s", "3 h 07 min".
 String formatSeconds(double seconds);
+/// "3 s", "2 min 05 s", "3 h 07 min": whole seconds, rounded up.
+String formatWholeSeconds(double seconds);
 /// "12.3 MB/s"; "-" for no time at all.
 String formatRate(int64 bytes, double seconds);
 /// "1 file", "3 files", "2 retries": English plural unless the count is 1.

@@ -21,16 +21,18 @@ void CTransferMonitor::watch(CNetRequest& request) {
 
 void CTransferMonitor::report() {
     if (m_file) {
-        m_file->update(m_offset + m_bytes);
+        const int64 total = m_total;
+        m_file->update(m_offset + m_bytes, total > 0 ? m_offset + total : 0);
     }
 }
 
-void CTransferMonitor::onProgress(int64 downloaded, int64, int64 uploaded, int64) {
+void CTransferMonitor::onProgress(int64 downloaded, int64 downloadTotal, int64 uploaded, int64 uploadTotal) {
     if (CInterrupt::isRequested()) {
         m_request.cancel();
         return;
     }
     m_bytes = downloaded + uploaded;
+    m_total = downloadTotal + uploadTotal;
     if (m_thread != std::this_thread::get_id()) {
         return;
     }

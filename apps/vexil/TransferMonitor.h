@@ -25,8 +25,13 @@ public:
     /// \param offset  bytes of the file that earlier transfers have moved
     void setFile(CFileProgress* file, int64 offset = 0) {
         m_file = file;
+        setOffset(offset);
+    }
+    /// The next transfer begins so many bytes behind the file's start.
+    void setOffset(int64 offset) {
         m_offset = offset;
         m_bytes = 0;
+        m_total = 0;
     }
     /// Reports the bytes of the transfer that runs.
     void report();
@@ -49,6 +54,7 @@ private:
     CFileProgress* m_file = nullptr;
     int64 m_offset = 0;
     std::atomic<int64> m_bytes{0};  // written by the thread that drives the request
+    std::atomic<int64> m_total{0};  // the same; 0 while it is unknown
 };
 
 }  // namespace vexil::app

@@ -42,6 +42,69 @@ TEST_F(ProgressTest, ATerminalHasOneLineThatIsWrittenOver) {
     EXPECT_EQ(m_output.str(), "");
 }
 
+TEST_F(ProgressTest, ATerminalShowsABarForTheOnlyFile) {
+    CConsole console(m_output, m_errors, true);
+    CProgress progress(console, getClock());
+    const int file = progress.beginFile("");
+    pass(1000);
+    progress.update(file, 250, 1000);
+    pass(2000);
+    progress.update(file, 500, 1000);
+    pass(1000);
+    progress.update(file, 2000, 1000);
+    EXPECT_EQ(m_errors.str(),
+              "[####------------]   25%  250 bytes of 1.0 kB  250 bytes/s  3 s left" + eraser +
+                  "[########--------]   50%  500 bytes of 1.0 kB  166 bytes/s  3 s left" + eraser +
+                  "[################]  100%  2.0 kB of 1.0 kB  500 bytes/s  0 s left");
+}
+
+TEST_F(ProgressTest, TheBarTakesTheRoomThatThereIs) {
+    int columns = 200;
+    CConsole console(m_output, m_errors, true, [&columns] { return columns; });
+    CProgress progress(console, getClock());
+    const int file = progress.beginFile("");
+    const std::string line = "50%  500 bytes of 1.0 kB  500 bytes/s  1 s left";
+    for (const auto& [width, wanted] :
+         {std::pair(200, "[" + std::string(20, '#') + std::string(20, '-') + "]   " + line),
+          std::pair(74, "[#####-----]   " + line), std::pair(73, " " + line), std::pair(51, " " + line),
+          std::pair(50, std::string(" 50%  500 bytes/s  1 s left")),
+          std::pair(13, std::string(" 50%  500 "))}) {
+        m_errors.str("");
+        columns = width;
+        m_time = std::chrono::milliseconds(1000);
+        CProgress other(console, getClock());
+        const int onlyFile = other.beginFile("");
+        pass(1000);
+        other.update(onlyFile, 500, 1000);
+        const std::string drawn = m_errors.str();
+        EXPECT_EQ(drawn.substr(drawn.rfind('\r') + 1), wanted) << width;
+        EXPECT_LT(wanted.size(), static_cast<std::size_t>(width));
+    }
+    progress.dropFile(file);
+}
+
+TEST_F(ProgressTest, WithoutATotalOrAByteThereIsNoTimeLeft) {
+    CConsole console(m_output, m_errors, true);
+    CProgress progress(console, getClock());
+    const int file = progress.beginFile("");
+    pass(1000);
+    progress.update(file, 500);
+    pass(1000);
+    progress.update(file, 0, 1000);
+    EXPECT_EQ(m_errors.str(), "0 files, 500 bytes, 500 bytes/s" + eraser + "[" + std::string(16, '-') +
+                                  "]    0%  0 bytes of 1.0 kB  0 bytes/s");
+}
+
+TEST_F(ProgressTest, OfAFileAmongOthersTheShareIsShown) {
+    CConsole console(m_output, m_errors, true);
+    CProgress progress(console, getClock());
+    const int file = progress.beginFile("big");
+    progress.beginFile("other");
+    pass(1000);
+    progress.update(file, 999, 1000);
+    EXPECT_EQ(m_errors.str(), "0 files, 999 bytes, 999 bytes/s  99% of big");
+}
+
 TEST_F(ProgressTest, AMessageTakesThePlaceOfTheLine) {
     CConsole console(m_output, m_errors, true);
     CProgress progress(console, getClock());
@@ -52,11 +115,31 @@ TEST_F(ProgressTest, AMessageTakesThePlaceOfTheLine) {
 }
 
 TEST_F(ProgressTest, ALongNameDoesNotBreakTheLine) {
-    CConsole console(m_output, m_errors, true);
+    int columns = 0;
+    CConsole console(m_output, m_errors, true, [&columns] { return columns; });
+    CProgress progress(console, getClock());
+    const int file = progress.beginFile(String(std::wstring(200, L'x')));
+    // A column stays free, and room for "^C".
+    for (const auto& [width, length] :
+         {std::pair(0, 77u), std::pair(80, 77u), std::pair(40, 37u), std::pair(200, 197u), std::pair(4, 1u),
+          std::pair(3, 0u), std::pair(1, 0u)}) {
+        m_errors.str("");
+        columns = width;
+        pass(1000);
+        progress.update(file, 0);
+        const std::string drawn = m_errors.str();
+        EXPECT_EQ(drawn.size() - drawn.rfind('\r') - 1, width == 0 ? drawn.size() : length) << width;
+        EXPECT_LE(drawn.find('\r', 1), width == 0 ? std::string::npos : static_cast<std::size_t>(width))
+            << width;
+    }
+}
+
+TEST_F(ProgressTest, WideCharactersTakeTwoColumns) {
+    CConsole console(m_output, m_errors, true, [] { return 43; });
     CProgress progress(console, getClock());
     pass(1000);
-    progress.beginFile(String(std::wstring(200, L'x')));
-    EXPECT_EQ(m_errors.str().size(), 79u);
+    progress.beginFile(String::fromUTF8("ä漢字漢字漢字"));
+    EXPECT_EQ(m_errors.str(), "0 files, 0 bytes, 0 bytes/s  ä漢字漢字漢");
 }
 
 TEST_F(ProgressTest, ElsewhereThereIsAPlainLineNowAndThen) {
@@ -66,6 +149,7 @@ TEST_F(ProgressTest, ElsewhereThereIsAPlainLineNowAndThen) {
         pass(100);
         progress.endFile(progress.beginFile("a"), 2000);
     }
+    // No bar, and no share.
     EXPECT_EQ(m_errors.str(), "99 files, 198.0 kB, 19.8 kB/s  a\n199 files, 398.0 kB, 19.9 kB/s  a\n");
 }
 

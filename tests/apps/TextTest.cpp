@@ -74,4 +74,11 @@ TEST(TextTest, AProxysLoginIsNotShownInMessages) {
     }
 }
 
+TEST(TextTest, WholeSecondsAreRoundedUp) {
+    EXPECT_EQ(formatWholeSeconds(0), "0 s");
+    EXPECT_EQ(formatWholeSeconds(0.1), "1 s");
+    EXPECT_EQ(formatWholeSeconds(59.5), "1 min 00 s");
+    EXPECT_EQ(formatWholeSeconds(11219), "3 h 06 min");
+}
+
 }  // namespace vexil::app

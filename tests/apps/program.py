@@ -42,9 +42,10 @@ class ProgramTest(unittest.TestCase):
         self.environment = {**os.environ, "VEXIL_S3_ACCESS_KEY": "access", "VEXIL_S3_SECRET_KEY": SECRET}
         self.environment.pop("VEXIL_S3_ENDPOINT", None)
 
-    def start(self, *arguments, before=None, program=PROGRAM, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE):
+    def start(self, *arguments, before=None, program=PROGRAM, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+              stderr=subprocess.PIPE):
         return subprocess.Popen([*LAUNCHER, program, *map(str, arguments)], cwd=self.folder, env=self.environment,
-                                stdin=stdin, stdout=stdout, stderr=subprocess.PIPE, preexec_fn=before)
+                                stdin=stdin, stdout=stdout, stderr=stderr, preexec_fn=before)
 
     def finish(self, process):
         try:
@@ -52,8 +53,8 @@ class ProgramTest(unittest.TestCase):
         except subprocess.TimeoutExpired:
             process.kill()
             out, err = process.communicate()
-            self.fail(f"the program did not end: {Result(None, out or b'', err)}")
-        return Result(process.returncode, out or b"", err)
+            self.fail(f"the program did not end: {Result(None, out or b'', err or b'')}")
+        return Result(process.returncode, out or b"", err or b"")
 
     def run_program(self, *arguments, code=0, **options):
         result = self.finish(self.start(*arguments, **options))
