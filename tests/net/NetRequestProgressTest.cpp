@@ -184,6 +184,7 @@ TEST_F(NetRequestProgress, WhatItThrowsEndsTheTransferAndIsThrown) {
     EXPECT_EQ(messageOf(error), "enough");
     EXPECT_EQ(error->getDomain(), "own");
     EXPECT_EQ(progress->calls.size(), 1u) << "called again behind its error";
+    EXPECT_THAT(peer.requests(), IsEmpty()) << "it went on";
     EXPECT_EQ(listener->count, 1);
     ASSERT_TRUE(listener->errorSeen);
     EXPECT_EQ(listener->errorSeen->getMessage(), "enough");
@@ -431,6 +432,7 @@ TEST_F(NetRequestProgress, AnAbortOfTheSourceIsNoCancel) {
         return CURL_READFUNC_PAUSE;
     };
     expectCancelled(thrownBy<CCURLError>([&] { request->perform(); }));
+    request->setTransferProgress(nullptr);
     source->onRead = [](void*, int) -> int { return CURL_READFUNC_ABORT; };
     const auto error = thrownBy<CCURLError>([&] { request->perform(); });
     ASSERT_TRUE(error);
