@@ -18,6 +18,15 @@ SECRET = "very/secret+key"
 TIME_LIMIT = 120
 
 
+# The signals that ask the program to end, and its exit codes then. Wine ends it by SIGTERM without asking.
+ENDINGS = ((signal.SIGINT, 130),) if IS_WINDOWS else ((signal.SIGINT, 130), (signal.SIGTERM, 143))
+
+
+def not_on_windows(reason):
+    """For a test whose means, or whose subject, are those of POSIX."""
+    return unittest.skipIf(IS_WINDOWS, reason)
+
+
 class Result:
     def __init__(self, code, out, err):
         self.code = code
