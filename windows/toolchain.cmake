@@ -16,6 +16,8 @@ list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES VEXIL_WINDOWS_DEPS)
 set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix)
 set(CMAKE_CXX_COMPILER x86_64-w64-mingw32-g++-posix)
 set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
+# As on Linux: with -O3, GCC 12 warns of overlapping memory in what std::string does.
+set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG" CACHE STRING "")
 
 # Behind the folders that the caller names, of other packages for Windows.
 list(APPEND CMAKE_FIND_ROOT_PATH "${vexil_windows_deps}" /usr/x86_64-w64-mingw32)
