@@ -101,6 +101,24 @@ TEST_P(FTPCancel, WhileACommandIsNotAnswered) {
     cancelBehind("USER u\r\nPASS p\r\nPWD\r\nDELE /f\r\n");
 }
 
+TEST_P(FTPCancel, LaterTransfersShareAConnectionAgain) {
+    playLogin().expectLine("DELE /f").waitForClose();
+    client.prepareDeleteFileRequest(*request, "/f");
+    cancelBehind("USER u\r\nPASS p\r\nPWD\r\nDELE /f\r\n");
+    playLogin()
+        .expectLine("DELE /f")
+        .reply("250 Gone\r\n")
+        .expectLine("DELE /f")
+        .reply("250 Gone\r\n")
+        .expectLine("QUIT")
+        .reply("221 Bye\r\n")
+        .close();
+    request->setTransferProgress(nullptr);
+    request->perform();
+    request->perform();
+    EXPECT_EQ(control.connectionCount(), 2u);
+}
+
 TEST_P(FTPCancel, InTheMiddleOfADownload) {
     playPassive()
         .expectLine("SIZE f")

@@ -332,11 +332,11 @@ public:
     /// headers as far as they came and no body: see isResponseComplete().
     void perform();
 
-    /// Ends the transfer that runs, from any thread: within 1.2 s under perform(), where libcurl asks once a second, and
-    /// at once under an asynchronous manager; while a name is resolved, after that. The transfer fails with a
-    /// CCURLError of code 42 (CURLE_ABORTED_BY_CALLBACK) and the detail "transfer cancelled". One that has ended
-    /// meanwhile has succeeded or failed as it did; a call before a transfer, or between two tries of a client, is
-    /// forgotten when the next one starts. For a worker thread a transfer starts when it is handed over.
+    /// Ends the transfer that runs, from any thread: within 1.2 s under perform(), where libcurl asks once a second, at once
+    /// under a manager; but after a name is resolved, and within some 2 s behind the data of an FTP file or a mail. It
+    /// fails with a CCURLError of code 42 (CURLE_ABORTED_BY_CALLBACK) and the detail "transfer cancelled", or ends as it
+    /// had before. A call before a transfer, or between two tries of a client, is forgotten when the next one starts; for
+    /// a worker thread that is when it is handed over.
     /// \throws CError where cancelling is not enabled: see setCancellable()
     void cancel();
 
