@@ -75,7 +75,7 @@ TEST_F(AsyncNetRequestThreadWakeUpTest, ARequestIsTakenOverAtOnceWhileOthersWait
     expectIdle();
 }
 
-TEST_F(AsyncNetRequestThreadWakeUpTest, ARequestIsTakenOverAtOnceWhileVeryManyWait) {
+TEST_F(AsyncNetRequestThreadWakeUpTest, AWorkerDoesNotSpinWhileVeryManyWait) {
     // More than select() is asked for, which is fewer on Windows.
     constexpr int count = FD_SETSIZE >= 1024 ? 450 : 40;
     const SilentServer silent;
@@ -86,7 +86,6 @@ TEST_F(AsyncNetRequestThreadWakeUpTest, ARequestIsTakenOverAtOnceWhileVeryManyWa
         thread->addRequest(waiting.back());
     }
     gate->waitForPasses(10);
-    expectRequestsAreTakenOverAtOnce();
     // libcurl looks at each transfer now and then, and more often while it begins; a spinning worker would
     // never take so long for so few passes.
     Clock::duration time{};
