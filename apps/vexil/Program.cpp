@@ -224,8 +224,7 @@ void CProgram::addOptions(CLI::App& app) {
         ->check(notEmpty());
     app.add_option("--verbose-log", m_options.verboseLog,
                    "File for all messages on the wire as XML, without credentials and bodies; it gets its "
-                   "name at the "
-                   "end, and only its owner may read it")
+                   "name at the end, and only its owner may read it")
         ->type_name("FILE")
         ->check(notEmpty());
     app.add_option("--log-level", m_options.verbosity,
