@@ -184,6 +184,8 @@ void CProgram::addOptions(CLI::App& app) {
                                                             {"info", Verbosity::Info},
                                                             {"debug", Verbosity::Debug}};
     app.formatter(std::make_shared<CHelpFormatter>());
+    // Paths on FTP servers begin with "/", which CLI11 would take for options on Windows.
+    app.allow_windows_style_options(false);
     app.footer(footer);
     // Options of the program may stand behind the command, too.
     app.fallthrough();
