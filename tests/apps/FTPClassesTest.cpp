@@ -44,7 +44,9 @@ TEST(FTPPathTest, HasADirectoryAndAName) {
 
 TEST(FTPPathTest, OnlyNamesThatCanBeTransferredAreTaken) {
     EXPECT_EQ(makeServerName("a/b #%41;type=d"), "a/b #%41;type=d");
+#ifndef _WIN32
     EXPECT_EQ(whatOf([] { makeServerName("a\xFF"); }), "its name is not UTF-8 text");
+#endif
     for (const char* name : {"a\nb", "a\rb", "a\tb", "\x7F"}) {
         EXPECT_EQ(whatOf([name] { makeServerName(name); }),
                   "its name has a control character, which cannot be transferred over FTP");
@@ -55,7 +57,11 @@ TEST(FTPPathTest, NoNameOfAListingLeadsOutOfTheFolder) {
     for (const char* name : {"", ".", "..", "../x", "a/b", "/"}) {
         EXPECT_EQ(findEntryNameProblem(name), "could lead out of the folder") << name;
     }
+#ifdef _WIN32
+    EXPECT_EQ(findEntryNameProblem("..."), "ends in a full stop or a blank, which Windows drops");
+#else
     EXPECT_EQ(findEntryNameProblem("..."), "");
+#endif
     EXPECT_EQ(findEntryNameProblem("a b"), "");
 }
 

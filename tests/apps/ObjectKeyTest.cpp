@@ -36,7 +36,17 @@ TEST(ObjectKeyTest, APrefixEndsWithASlash) {
 }
 
 TEST(ObjectKeyTest, APathAndItsKeyLeadToEachOther) {
-    for (const char* path : {"a", "a/b c/d", "..a", "a/...", "a\\b", "tab\tin", "ü/+%"}) {
+    for (const char* path : {
+             "a",
+             "a/b c/d",
+             "..a",
+             "ü/+%",
+#ifndef _WIN32
+             "a/...",
+             "a\\b",
+             "tab\tin",
+#endif
+         }) {
         const String key = makeObjectKey("pre/", toPath(std::string(path)));
         EXPECT_EQ(key, String("pre/") + path);
         EXPECT_EQ(makeRelativePath("pre/", key), toPath(std::string(path)));
@@ -52,7 +62,9 @@ TEST(ObjectKeyTest, NamesThatAListingCannotHoldAreRefused) {
         EXPECT_THAT(keyErrorOf("", name), testing::HasSubstr("begins with a blank")) << name;
         EXPECT_EQ(keyErrorOf("pre/", name), "") << name;
     }
+#ifndef _WIN32
     EXPECT_EQ(keyErrorOf("", "\xFF"), "its name is not UTF-8 text");
+#endif
 }
 
 TEST(ObjectKeyTest, AKeyHas1024BytesAtMost) {

@@ -35,6 +35,7 @@ TEST_F(PartFileTest, HasTheNameOfTheFile) {
 
 TEST_F(PartFileTest, ALongNameIsCutBetweenCharacters) {
     EXPECT_EQ(partNameOf(std::string(255, 'a')), "." + std::string(200, 'a') + ".vexil-part");
+#ifndef _WIN32
     for (const char* character : {"\xC3\xA4", "\xE2\x82\xAC", "\xF0\x9F\x98\x80"}) {
         for (const char* begin : {"", "1", "12", "123"}) {
             std::string name = begin;
@@ -45,6 +46,7 @@ TEST_F(PartFileTest, ALongNameIsCutBetweenCharacters) {
             EXPECT_GT(partNameOf(name).size(), 200u);
         }
     }
+#endif
 }
 
 }  // namespace

@@ -50,7 +50,9 @@ TEST(TextTest, ControlCharactersAreEscaped) {
 
 TEST(TextTest, APathForPeopleIsAlwaysText) {
     EXPECT_EQ(describe(toPath(String(L"a/ü"))), String(L"a/ü"));
+#ifndef _WIN32
     EXPECT_EQ(describe(toPath(std::string("a\xFF\t"))), String(L"a\xFFFD\\x09"));
+#endif
 }
 
 TEST(TextTest, ALoginBeforeAHostIsNotShown) {

@@ -7,7 +7,7 @@ import unittest
 from fake_ftp import FakeFTP
 from fake_proxy import FakeProxy
 from fake_smtp import FakeSMTP
-from program import FakeServerTest
+from program import FakeServerTest, not_on_windows
 
 BODY = bytes(i * 7 % 251 for i in range(100000))
 PASSWORD = "proxy-secret"
@@ -122,6 +122,7 @@ class NoProxyTest(ProxyTest):
         self.assertEqual(self.proxy.requests, [])
 
 
+@not_on_windows("proxies in the environment")
 class SystemProxyTest(ProxyTest):
     def test_the_proxy_of_the_scheme_is_taken(self):
         self.environment.update(http_proxy=self.proxy.url, ftp_proxy="127.0.0.1:1")
