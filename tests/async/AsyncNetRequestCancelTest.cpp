@@ -155,7 +155,8 @@ TEST_P(CancelStates, InTheMiddleOfAnUpload) {
     source->onRead = [&](void* buffer, int length) {
         std::memset(buffer, 'x', static_cast<std::size_t>(length));
         sent += length;
-        if (sent > 500000) {
+        // Under Wine not much more has a place in sockets that nobody reads.
+        if (sent > 100000) {
             begun.set();
         }
         return length;
@@ -508,7 +509,7 @@ TEST_F(CancelUnderAWorker, OneOfVeryManyEnds) {
     }
     RecordProperty("milliseconds", std::to_string((Clock::now() - begin) / milliseconds(1)));
     for (std::size_t i = 0; i < veryMany; ++i) {
-        EXPECT_EQ(requests[i]->isAsyncDone(), i % 50 == 0);
+        EXPECT_EQ(requests[i]->isAsyncDone(), i % (veryMany / 10) == 0);
     }
 }
 

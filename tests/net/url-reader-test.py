@@ -1,6 +1,6 @@
 """Compares what the library makes of generated texts in URLs and forms with Python's urllib.
 
-Usage: url-reader-test.py PROGRAM    (see GeneratedURLTexts.cpp for what it writes)
+Usage: url-reader-test.py [LAUNCHER] PROGRAM    (see GeneratedURLTexts.cpp for what it writes)
 
 The two differ where the library's contract wants it:
 
@@ -46,7 +46,7 @@ def pairs_of(values):
 
 
 def read_lines(program):
-    output = subprocess.run([program], check=True, stdout=subprocess.PIPE).stdout.decode("ascii")
+    output = subprocess.run(program, check=True, stdout=subprocess.PIPE).stdout.decode("ascii")
     lines = collections.defaultdict(list)
     for line in output.splitlines():
         word, *values = line.split(" ")
@@ -140,5 +140,6 @@ class URLReader(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    PROGRAM = sys.argv.pop(1)
+    PROGRAM = sys.argv[1:]
+    del sys.argv[1:]
     unittest.main()
