@@ -30,6 +30,10 @@ struct GeneratedText {
     std::string bytes;
 
     void add(unsigned int character) {
+        // Where characters have two bytes, two halves in a row would be a pair.
+        if (sizeof(wchar_t) == 2 && character >= 0xDC00 && character < 0xE000) {
+            character -= 0x400;
+        }
         std::string utf8;
         vexil_test::appendUTF8(utf8, character);
         bytes += utf8;
