@@ -220,6 +220,11 @@ const std::vector<Operation> operations = {
      "",
      false,
      {"PREQUOTE=[RMD /a/b]", "NOBODY=1L"}},
+    {"prepareDownloadRequest",
+     [](auto& c, auto& r, auto& p) { c.prepareDownloadRequest(r, p, 10, 0); },
+     "/a/b",
+     false,
+     {"FORBID_REUSE=1L", "RANGE='10-9'"}},
 };
 
 /// The operations that prepare and perform, with the preparing member that they use first.

@@ -167,6 +167,11 @@ void CFTPClient::prepareDownloadRequest(CNetRequest& request, const String& path
                                         int64 length) {
     checkPath("CFTPClient::prepareDownloadRequest", path);
     beginPrepareRequest(request, toURLPath(path), false);
+    if (length < 1 && length != -1) {
+        // libcurl opens the data connection, sends no command and keeps the control connection. Some servers say 226
+        // when the data connection closes: the next operation would take that for the reply to its first command.
+        request.setOptionInt(CURLOPT_FORBID_REUSE, 1);
+    }
     if (offset != 0 || length != -1) {
         request.setRange(offset, length);
     }
