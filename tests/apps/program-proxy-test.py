@@ -7,11 +7,13 @@ import unittest
 from fake_ftp import FakeFTP
 from fake_proxy import FakeProxy
 from fake_smtp import FakeSMTP
-from program import FakeServerTest, not_on_windows
+from program import IS_WINDOWS, FakeServerTest, not_on_windows
 
 BODY = bytes(i * 7 % 251 for i in range(100000))
 PASSWORD = "proxy-secret"
 LOGIN = f"jo:{PASSWORD}"
+# The ways to have the proxies of the environment. On Windows the system's are those of the registry.
+BY_ENVIRONMENT = ((),) if IS_WINDOWS else ((), ("--proxy", "system"))
 
 
 class ProxyTest(FakeServerTest):
@@ -85,12 +87,15 @@ class GivenProxyTest(ProxyTest):
         self.assertEqual(self.proxy.requests, [])
 
     def test_bad_values_are_named_before_anything_is_sent(self):
-        for value, text in (("", "the value is empty"), (" ", "white space"), ("a b:1", "'a b:1' has white space"),
-                            ("h:1\n", r"white space"), ("h:1\t", "white space"), ("h\u3000:1", "white space"),
-                            ("h:1\x01", r"'h:1\x01' has a control character"), ("h:1\x7f", "a control character"),
-                            ("h\udcff:1", "not UTF-8"),
-                            (f"http://{LOGIN} x@h:1", "'http://***@h:1' has white space"),
-                            (f"{LOGIN}\x02@h:1", "'***@h:1' has a control character")):
+        values = [("", "the value is empty"), (" ", "white space"), ("a b:1", "'a b:1' has white space"),
+                  ("h:1\n", r"white space"), ("h:1\t", "white space"), ("h\u3000:1", "white space"),
+                  ("h:1\x01", r"'h:1\x01' has a control character"), ("h:1\x7f", "a control character"),
+                  (f"http://{LOGIN} x@h:1", "'http://***@h:1' has white space"),
+                  (f"{LOGIN}\x02@h:1", "'***@h:1' has a control character")]
+        # Arguments are UTF-16 on Windows.
+        if not IS_WINDOWS:
+            values.append(("h\udcff:1", "not UTF-8"))
+        for value, text in values:
             result = self.get("--proxy", value, code=2)
             self.assertIn("--proxy: ", result.err)
             self.assertIn(text, result.err)
@@ -182,7 +187,7 @@ class LoginTest(ProxyTest):
 
     def test_a_login_in_the_environment_is_not_shown_either(self):
         self.environment["http_proxy"] = f"http://{LOGIN}@{self.proxy.address}"
-        for arguments in ([], ["--proxy", "system"]):
+        for arguments in BY_ENVIRONMENT:
             self.proxy.logins.clear()
             result = self.check_secret(self.get("--log-level", "debug", *arguments))
             self.assertIn("Proxy-Authorization: ~stripped~", result.err)
@@ -202,7 +207,7 @@ class LoginTest(ProxyTest):
             self.check_secret(self.run_program("--log-level", "debug", "--retries", "1", "--proxy", proxy, "s3", "ls",
                                                "bucket", code=1))
             self.environment["http_proxy"] = proxy
-            for arguments in ([], ["--proxy", "system"]):
+            for arguments in BY_ENVIRONMENT:
                 self.check_secret(self.get("--log-level", "debug", *arguments, code=1))
             del self.environment["http_proxy"]
 
