@@ -22,14 +22,14 @@ CConsole::CConsole(std::ostream& output, std::ostream& errors, bool isTerminal, 
 
 void CConsole::print(const String& line) {
     const std::scoped_lock lock(m_mutex);
-    eraseProgressLine();
+    writeToErrors(takeEraser());
     m_output << line.toUTF8() << '\n';
 }
 
 void CConsole::printBytes(const void* data, int length) {
     {
         const std::scoped_lock lock(m_mutex);
-        eraseProgressLine();
+        writeToErrors(takeEraser());
         errno = 0;
         m_output.write(static_cast<const char*>(data), length);
     }
@@ -46,18 +46,18 @@ void CConsole::checkOutput() {
 void CConsole::message(Verbosity level, const String& line) {
     if (shows(level)) {
         const std::scoped_lock lock(m_mutex);
-        eraseProgressLine();
-        m_errors << line.toUTF8() << '\n' << std::flush;
+        writeToErrors(takeEraser() + line.toUTF8() + '\n');
     }
 }
 
 void CConsole::showProgressLine(const String& line) {
     const std::scoped_lock lock(m_mutex);
-    eraseProgressLine();
+    std::string text = takeEraser();
     if (m_isTerminal && !line.isEmpty()) {
-        m_errors << cutToColumns(line, getProgressColumns()).toUTF8() << std::flush;
+        text += cutToColumns(line, getProgressColumns()).toUTF8();
         m_hasProgressLine = true;
     }
+    writeToErrors(text);
 }
 
 int CConsole::getProgressColumns() const {
@@ -69,11 +69,16 @@ int CConsole::getColumns() const {
     return columns > 0 ? columns : usualColumns;
 }
 
-void CConsole::eraseProgressLine() {
-    if (m_hasProgressLine) {
-        m_errors << '\r' << std::string(static_cast<std::size_t>(getColumns() - 1), ' ') << '\r'
-                 << std::flush;
-        m_hasProgressLine = false;
+std::string CConsole::takeEraser() {
+    if (!std::exchange(m_hasProgressLine, false)) {
+        return "";
+    }
+    return '\r' + std::string(static_cast<std::size_t>(getColumns() - 1), ' ') + '\r';
+}
+
+void CConsole::writeToErrors(const std::string& text) {
+    if (!text.empty()) {
+        m_errors << text << std::flush;
     }
 }
 

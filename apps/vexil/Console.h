@@ -44,7 +44,10 @@ public:
 
 private:
     int getColumns() const;
-    void eraseProgressLine();
+    /// What takes the line that shows progress away; "" where there is none.
+    std::string takeEraser();
+    /// In one piece: the "^C" that a terminal shows when somebody interrupts must not come between.
+    void writeToErrors(const std::string& text);
 
     std::mutex m_mutex;
     std::ostream& m_output;

@@ -4,7 +4,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <sstream>
+#include <string>
+#include <vector>
 
 namespace vexil::app {
 
@@ -20,6 +24,42 @@ protected:
     std::chrono::milliseconds m_time{0};
     std::ostringstream m_output;
     std::ostringstream m_errors;
+};
+
+/// The pieces in which something is written.
+class PiecesBuffer : public std::streambuf {
+public:
+    std::vector<std::string> pieces;
+
+protected:
+    std::streamsize xsputn(const char* data, std::streamsize size) override {
+        pieces.emplace_back(data, static_cast<std::size_t>(size));
+        return size;
+    }
+    int_type overflow(int_type character) override {
+        pieces.emplace_back(1, traits_type::to_char_type(character));
+        return character;
+    }
+};
+
+/// What a line of a terminal shows in the end, and how far the cursor came.
+struct TerminalLine {
+    explicit TerminalLine(const std::string& written) {
+        std::size_t column = 0;
+        for (const char character : written) {
+            if (character == '\r') {
+                column = 0;
+                continue;
+            }
+            shown.resize(std::max(shown.size(), column + 1), ' ');
+            shown[column++] = character;
+            columns = std::max(columns, column);
+        }
+        shown.erase(shown.find_last_not_of(' ') + 1);
+    }
+
+    std::string shown;
+    std::size_t columns = 0;
 };
 
 const std::string eraser = "\r" + std::string(79, ' ') + "\r";
@@ -131,6 +171,29 @@ TEST_F(ProgressTest, ALongNameDoesNotBreakTheLine) {
         EXPECT_EQ(drawn.size() - drawn.rfind('\r') - 1, width == 0 ? drawn.size() : length) << width;
         EXPECT_LE(drawn.find('\r', 1), width == 0 ? std::string::npos : static_cast<std::size_t>(width))
             << width;
+    }
+}
+
+TEST_F(ProgressTest, NothingIsLeftOfAnInterruptWhereverTheTerminalShowsIt) {
+    constexpr int width = 40;
+    PiecesBuffer buffer;
+    std::ostream errors(&buffer);
+    CConsole console(m_output, errors, true, [] { return width; });
+    const String longLine(std::wstring(200, L'x'));
+    for (const String& line : {longLine, String("short"), String(), longLine}) {
+        console.showProgressLine(line);
+    }
+    console.message(Verbosity::Error, "vexil: interrupted");
+    for (std::size_t at = 0; at < buffer.pieces.size(); ++at) {
+        std::vector<std::string> written = buffer.pieces;
+        written.insert(written.begin() + static_cast<std::ptrdiff_t>(at), "^C");
+        std::string all;
+        for (const std::string& piece : written) {
+            all += piece;
+        }
+        const TerminalLine line(all.substr(0, all.find('\n')));
+        EXPECT_EQ(line.shown, "vexil: interrupted") << at;
+        EXPECT_LT(line.columns, static_cast<std::size_t>(width)) << at;
     }
 }
 
