@@ -1,6 +1,7 @@
 // What is off costs nothing: libcurl's options, its callbacks and memory of a request without progress, cancelling and
 // verbose log. This program defines functions of libcurl and of the C++ library itself, and passes the calls on.
 #include "tests/net/CancelTestSupport.h"
+#include "tests/support/AllocationCount.h"
 #include "tests/support/OptionRecorder.h"
 #include "tests/support/ScriptedPeer.h"
 
@@ -8,16 +9,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
-#include <new>
 
 namespace {
 
-thread_local int t_allocations = 0;
-
-void* countedMalloc(std::size_t size) {
-    ++t_allocations;
-    return std::malloc(size);
-}
+using vexil_test::countedMalloc;
+using vexil_test::t_allocations;
 
 void* countedCalloc(std::size_t count, std::size_t size) {
     ++t_allocations;
@@ -35,21 +31,6 @@ char* countedStrdup(const char* text) {
 }
 
 }  // namespace
-
-void* operator new(std::size_t size) {
-    if (void* const memory = countedMalloc(size)) {
-        return memory;
-    }
-    throw std::bad_alloc();
-}
-
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
 
 extern "C" CURLcode curl_global_init(long flags) {
     // libcurl's own memory is counted, too.
@@ -129,9 +110,7 @@ protected:
         isRecording = false;
         int least = std::numeric_limits<int>::max();
         for (int i = 0; i < 20; ++i) {
-            const int before = t_allocations;
-            request->perform();
-            least = std::min(least, t_allocations - before);
+            least = std::min(least, vexil_test::allocationsOf([&] { request->perform(); }));
         }
         return least;
     }

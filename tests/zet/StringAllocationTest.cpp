@@ -1,44 +1,14 @@
+#include "tests/support/AllocationCount.h"
 #include "zet/String.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <new>
 #include <string>
 
 namespace {
 
-thread_local int t_allocations = 0;
-
-}  // namespace
-
-// These stand in for the ones of the C++ library in the library under test, too.
-void* operator new(std::size_t size) {
-    ++t_allocations;
-    if (void* memory = std::malloc(size)) {
-        return memory;
-    }
-    throw std::bad_alloc();
-}
-
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
-
-namespace {
-
+using vexil_test::allocationsOf;
 using zet::String;
-
-template <class Work>
-int allocationsOf(const Work& work) {
-    const int before = t_allocations;
-    work();
-    return t_allocations - before;
-}
 
 const char* const longASCII = "a text that is too long for the buffer inside of a string";
 
