@@ -15,17 +15,19 @@ readonly build_packages=(
     g++ cmake ninja-build ccache pkg-config
     libcurl4-openssl-dev libssl-dev libwxgtk3.2-dev libcli11-dev ca-certificates help2man
 )
-readonly s3_server_packages=(ceph-mon ceph-osd ceph-common radosgw python3)
-readonly ftp_server_packages=(pure-ftpd openssl python3)
-readonly mail_server_packages=(python3-aiosmtpd openssl python3)
+# The private S3, FTP and mail servers.
+readonly run_packages=(ceph-mon ceph-osd ceph-common radosgw pure-ftpd python3-aiosmtpd openssl python3)
+# With those, what the tests of the program talk to.
+readonly program_test_packages=("${run_packages[@]}" nginx python3-pyftpdlib python3-openssl)
 readonly test_packages=(
+    "${program_test_packages[@]}" tinyproxy-bin exim4-daemon-light
     libgtest-dev libgmock-dev googletest libasio-dev doxygen clang-format g++-mingw-w64-x86-64-posix
-    nginx openssl python3 python3-pyftpdlib python3-openssl tinyproxy-bin exim4-daemon-light
 )
 readonly bench_packages=(valgrind strace libasio-dev nginx openssl python3)
 readonly windows_packages=(
+    "${program_test_packages[@]}"
     g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine64
-    dpkg-dev make perl googletest libasio-dev python3
+    dpkg-dev make perl googletest libasio-dev
 )
 
 readonly policy_file=/usr/sbin/policy-rc.d
@@ -42,14 +44,8 @@ packages_of_groups() {
     for group in "$@"; do
         case $group in
             build) printf '%s\n' "${build_packages[@]}" ;;
-            test)
-                printf '%s\n' "${build_packages[@]}" "${s3_server_packages[@]}" "${ftp_server_packages[@]}" \
-                    "${mail_server_packages[@]}" "${test_packages[@]}"
-                ;;
-            run)
-                printf '%s\n' "${build_packages[@]}" "${s3_server_packages[@]}" "${ftp_server_packages[@]}" \
-                    "${mail_server_packages[@]}"
-                ;;
+            test) printf '%s\n' "${build_packages[@]}" "${test_packages[@]}" ;;
+            run) printf '%s\n' "${build_packages[@]}" "${run_packages[@]}" ;;
             bench) printf '%s\n' "${build_packages[@]}" "${bench_packages[@]}" ;;
             windows) printf '%s\n' "${build_packages[@]}" "${windows_packages[@]}" ;;
             *) fail "unknown group '$group'; the groups are: build test run bench windows" ;;
