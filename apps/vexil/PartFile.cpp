@@ -3,6 +3,7 @@
 #include "apps/vexil/Platform.h"
 #include "apps/vexil/Text.h"
 
+#include <cerrno>
 #include <string>
 #include <system_error>
 
@@ -12,22 +13,25 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Names have 255 bytes at most on all usual file systems.
-constexpr std::size_t maxStemLength = 200;
+// A name has 255 units at most on all usual file systems: bytes on Linux, UTF-16 on Windows.
+constexpr std::size_t maxNameLength = 255;
+// In bytes on Windows, too: the part may stand on a server or a network drive, where they count. There are never more
+// units of UTF-16 than bytes of UTF-8.
+constexpr std::size_t maxStemBytes = 200;
 constexpr const char* partEnding = ".vexil-part";
 
 fs::path makePartName(const fs::path& target, int number) {
-    fs::path::string_type stem = target.filename().native();
-    if (stem.size() > maxStemLength) {
+    std::u8string stem = target.filename().u8string();
+    if (stem.size() > maxStemBytes) {
         // Not in the middle of a character: some file systems take none of that.
-        std::size_t end = maxStemLength;
-        while (end > 0 && (static_cast<unsigned int>(stem[end]) & 0xC0) == 0x80) {
+        std::size_t end = maxStemBytes;
+        while (end > 0 && (stem[end] & 0xC0) == 0x80) {
             --end;
         }
         stem.resize(end);
     }
     fs::path name = ".";
-    name += stem;
+    name += fs::path(stem);
     name += partEnding;
     if (number > 1) {
         name += std::to_string(number);
@@ -59,9 +63,9 @@ CPartFile::CPartFile(const fs::path& target, FileAccess access) : m_target(targe
     if (fs::is_directory(status)) {
         throw CError("Cannot create the file '" + describe(target) + "': a folder has this name", "system");
     }
-    if (failure == std::errc::filename_too_long) {
-        // The other name is shorter.
-        throwCannotCreate(target, failure.default_error_condition().value());
+    // The other name is shorter. Windows says nothing of a name that is too long before one is to be made.
+    if (failure == std::errc::filename_too_long || target.filename().native().size() > maxNameLength) {
+        throwCannotCreate(target, ENAMETOOLONG);
     }
     if (fs::exists(status) && !fs::is_regular_file(status)) {
         m_stream = new CFileOutStream(target, target);

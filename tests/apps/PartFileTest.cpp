@@ -1,16 +1,20 @@
 #include "apps/vexil/PartFile.h"
 
-#include "zet/String.h"
+#include "apps/vexil/Text.h"
+#include "tests/support/WhatOf.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <iterator>
 #include <string>
 
 namespace {
 
 namespace fs = std::filesystem;
 using vexil::app::CPartFile;
+using vexil::app::toPath;
 
 class PartFileTest : public testing::Test {
 protected:
@@ -33,20 +37,60 @@ TEST_F(PartFileTest, HasTheNameOfTheFile) {
     EXPECT_TRUE(fs::is_empty(folder)) << "nothing is left without a commit";
 }
 
+/// The name that is usual for a part, both in UTF-8 whatever the system's own form of names.
+std::string makeName(const std::string& name) {
+    const std::u8string part = CPartFile::makeName(toPath(name)).u8string();
+    return std::string(part.begin(), part.end());
+}
+
+std::string repeated(const std::string& text, int count) {
+    std::string all;
+    for (int i = 0; i < count; ++i) {
+        all += text;
+    }
+    return all;
+}
+
+TEST_F(PartFileTest, ALongNameIsCutTo200BytesOfUTF8) {
+    EXPECT_EQ(makeName(std::string(200, 'a')), "." + std::string(200, 'a') + ".vexil-part");
+    EXPECT_EQ(makeName(std::string(201, 'a')), "." + std::string(200, 'a') + ".vexil-part");
+    // As many characters, but units of UTF-16 are not what counts.
+    EXPECT_EQ(makeName(repeated("\xE2\x82\xAC", 66)), "." + repeated("\xE2\x82\xAC", 66) + ".vexil-part");
+    EXPECT_EQ(makeName(repeated("\xE2\x82\xAC", 85)), "." + repeated("\xE2\x82\xAC", 66) + ".vexil-part");
+}
+
 TEST_F(PartFileTest, ALongNameIsCutBetweenCharacters) {
-    EXPECT_EQ(partNameOf(std::string(255, 'a')), "." + std::string(200, 'a') + ".vexil-part");
-#ifndef _WIN32
-    for (const char* character : {"\xC3\xA4", "\xE2\x82\xAC", "\xF0\x9F\x98\x80"}) {
-        for (const char* begin : {"", "1", "12", "123"}) {
-            std::string name = begin;
-            while (name.size() < 248) {
-                name += character;
-            }
-            EXPECT_NO_THROW(zet::String::fromUTF8(partNameOf(name))) << name;
-            EXPECT_GT(partNameOf(name).size(), 200u);
+    for (const std::string character : {"\xC3\xA4", "\xE2\x82\xAC", "\xF0\x9F\x98\x80"}) {
+        const std::size_t size = character.size();
+        for (std::size_t shift = 0; shift < size; ++shift) {
+            const std::string begin(shift, '1');
+            EXPECT_EQ(makeName(begin + repeated(character, 100)),
+                      "." + begin + repeated(character, static_cast<int>((200 - shift) / size)) +
+                          ".vexil-part")
+                << shift;
         }
     }
-#endif
+}
+
+TEST_F(PartFileTest, AFileMayHaveTheLongestName) {
+    for (const std::string& name :
+         {std::string(255, 'a'), repeated("\xE2\x82\xAC", 85), "123" + repeated("\xF0\x9F\x98\x80", 63)}) {
+        const fs::path target = folder / toPath(name);
+        CPartFile file(target);
+        EXPECT_FALSE(fs::exists(target)) << name;
+        file.commit();
+        EXPECT_TRUE(fs::is_regular_file(target)) << name;
+    }
+    // They are three, and nothing else is there.
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), 3);
+}
+
+// Its part could be written, and the whole transfer would be for nothing.
+TEST_F(PartFileTest, ANameThatIsTooLongIsRefusedBeforeAnythingIsWritten) {
+    const std::string name(256, 'a');
+    EXPECT_THAT(vexil_test::whatOf([&] { CPartFile(folder / name); }),
+                testing::EndsWith(name + "': File name too long"));
+    EXPECT_TRUE(fs::is_empty(folder));
 }
 
 }  // namespace
