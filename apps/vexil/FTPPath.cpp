@@ -53,13 +53,7 @@ TArray<String> getDirsDownTo(const String& path) {
 }
 
 String makeServerName(const std::filesystem::path& relativePath) {
-    const std::u8string bytes = relativePath.generic_u8string();
-    String name;
-    try {
-        name = String::fromUTF8(std::string(bytes.begin(), bytes.end()));
-    } catch (const CError&) {
-        throw CError("its name is not UTF-8 text");
-    }
+    String name = toText(relativePath);
     if (std::any_of(name.view().begin(), name.view().end(), isControl)) {
         throw CError("its name has a control character, which cannot be transferred over FTP");
     }

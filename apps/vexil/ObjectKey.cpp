@@ -59,14 +59,7 @@ String makeFolderPrefix(const String& prefix) {
 }
 
 String makeObjectKey(const String& prefix, const std::filesystem::path& relativePath) {
-    const std::u8string bytes = relativePath.generic_u8string();
-    String path;
-    try {
-        path = String::fromUTF8(std::string(bytes.begin(), bytes.end()));
-    } catch (const CError&) {
-        throw CError("its name is not UTF-8 text");
-    }
-    String key = prefix + path;
+    String key = prefix + toText(relativePath);
     if (const String problem = findKeyProblem(key); !problem.isEmpty()) {
         throw CError(problem);
     }

@@ -30,8 +30,13 @@ String formatTime(int64 seconds) {
     return String::fromInt(seconds / 3600) + " h " + formatTwoPlaces(seconds % 3600 / 60) + " min";
 }
 
-std::string toBytes(const std::u8string& text) {
-    return std::string(text.begin(), text.end());
+// What is no text is replaced: names are any bytes on Linux, and may have halves of characters on Windows.
+String decode(const std::filesystem::path& path) {
+    if constexpr (sizeof(std::filesystem::path::value_type) == 1) {
+        return String::fromUTF8Lossy(path.generic_string());
+    } else {
+        return String::fromUTF8Lossy(String(path.generic_wstring()).toUTF8());
+    }
 }
 
 bool isControl(wchar_t character) {
@@ -56,8 +61,17 @@ std::filesystem::path toPath(const String& text) {
     return toPath(text.toUTF8());
 }
 
+String toText(const std::filesystem::path& path) {
+    String text = decode(path);
+    // What is no text does not lead back.
+    if (toPath(text) != path) {
+        throw CError("its name is not UTF-8 text");
+    }
+    return text;
+}
+
 String describe(const std::filesystem::path& path) {
-    return printable(String::fromUTF8Lossy(toBytes(path.generic_u8string())));
+    return printable(decode(path));
 }
 
 String printable(const String& text) {

@@ -13,7 +13,11 @@ namespace vexil::app {
 std::filesystem::path toPath(const std::string& argument);
 std::filesystem::path toPath(const String& text);
 
-/// A path for people: with "/", what is not UTF-8 replaced, control characters escaped.
+/// A path as text, with "/".
+/// \throws CError "its name is not UTF-8 text" for one that no text leads to
+String toText(const std::filesystem::path& path);
+
+/// A path for people: with "/", what is no text replaced, control characters escaped.
 String describe(const std::filesystem::path& path);
 
 /// A text from elsewhere for people: control characters, with which a terminal could be led astray, become

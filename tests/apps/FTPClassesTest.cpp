@@ -3,6 +3,8 @@
 #include "apps/vexil/FTPPath.h"
 #include "apps/vexil/FTPReplies.h"
 #include "apps/vexil/FTPTransferPolicy.h"
+#include "apps/vexil/Text.h"
+#include "tests/apps/BrokenName.h"
 #include "tests/support/PrintText.h"
 #include "tests/support/WhatOf.h"
 
@@ -44,9 +46,8 @@ TEST(FTPPathTest, HasADirectoryAndAName) {
 
 TEST(FTPPathTest, OnlyNamesThatCanBeTransferredAreTaken) {
     EXPECT_EQ(makeServerName("a/b #%41;type=d"), "a/b #%41;type=d");
-#ifndef _WIN32
-    EXPECT_EQ(whatOf([] { makeServerName("a\xFF"); }), "its name is not UTF-8 text");
-#endif
+    EXPECT_EQ(makeServerName(toPath(std::string("\xF0\x9F\x98\x80/b"))), String("\xF0\x9F\x98\x80/b"));
+    EXPECT_EQ(whatOf([] { makeServerName(vexil_test::makeBrokenName()); }), "its name is not UTF-8 text");
     for (const char* name : {"a\nb", "a\rb", "a\tb", "\x7F"}) {
         EXPECT_EQ(whatOf([name] { makeServerName(name); }),
                   "its name has a control character, which cannot be transferred over FTP");

@@ -1,8 +1,14 @@
 #include "apps/vexil/Text.h"
 
+#include "tests/apps/BrokenName.h"
+#include "tests/support/PrintText.h"
+#include "tests/support/WhatOf.h"
+
 #include <gtest/gtest.h>
 
 namespace vexil::app {
+
+using vexil_test::whatOf;
 
 TEST(TextTest, BytesAreShownInDecimalUnitsWithOneDigit) {
     EXPECT_EQ(formatBytes(0), "0 bytes");
@@ -50,9 +56,16 @@ TEST(TextTest, ControlCharactersAreEscaped) {
 
 TEST(TextTest, APathForPeopleIsAlwaysText) {
     EXPECT_EQ(describe(toPath(String(L"a/ü"))), String(L"a/ü"));
-#ifndef _WIN32
-    EXPECT_EQ(describe(toPath(std::string("a\xFF\t"))), String(L"a\xFFFD\\x09"));
-#endif
+    EXPECT_EQ(describe(toPath(std::string("a\xF0\x9F\x98\x80\t"))), String("a\xF0\x9F\x98\x80\\x09"));
+    EXPECT_EQ(describe(vexil_test::makeBrokenName() / "b\t"), String(L"a\xFFFD/b\\x09"));
+}
+
+TEST(TextTest, OnlyWhatLeadsBackIsTheTextOfAPath) {
+    for (const char* path : {"", "a", "a/b", "\xC3\xBC/\xEF\xBF\xBD", "\xF0\x9F\x98\x80"}) {
+        EXPECT_EQ(toText(toPath(std::string(path))), String(path));
+    }
+    EXPECT_EQ(whatOf([] { toText(vexil_test::makeBrokenName()); }), "its name is not UTF-8 text");
+    EXPECT_EQ(whatOf([] { toText(vexil_test::makeBrokenName() / "b"); }), "its name is not UTF-8 text");
 }
 
 TEST(TextTest, ALoginBeforeAHostIsNotShown) {
