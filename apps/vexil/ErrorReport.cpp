@@ -1,6 +1,7 @@
 #include "apps/vexil/ErrorReport.h"
 
 #include "apps/vexil/MissingError.h"
+#include "apps/vexil/Platform.h"
 #include "apps/vexil/Text.h"
 #include "vexil/net/CURLError.h"
 #include "vexil/net/ErrorClassification.h"
@@ -86,8 +87,9 @@ String getHintForCurl(int64 code) {
                "--timeout.";
     case CURLE_PEER_FAILED_VERIFICATION:
     case CURLE_SSL_CACERT_BADFILE:
-        return "The server's certificate is not trusted. Name the certificate of its authority with "
-               "--ca-bundle.";
+        return String("The server's certificate is not trusted. Name the certificate of its authority with "
+                      "--ca-bundle") +
+               (hasCertificateStore() ? ", or trust those of Windows with --native-ca." : ".");
     case CURLE_PARTIAL_FILE:
     case CURLE_GOT_NOTHING:
     case CURLE_SEND_ERROR:

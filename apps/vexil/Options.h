@@ -25,7 +25,8 @@ enum class FTPSecurity {
 struct COptions {
     std::string endpoint;  ///< "" for the environment's or the library's default
     bool verify = true;
-    std::string caBundle;              ///< "" for libcurl's own
+    std::string caBundle;              ///< "" for the default, see CTrustedCertificates
+    bool nativeCA = false;             ///< trust whom the operating system trusts
     std::optional<std::string> proxy;  ///< see CProxyChoice; none for what libcurl reads in the environment
     double timeoutSeconds = 0;         ///< of one whole request; 0 for none
     std::optional<int> retries;        ///< none for the default of each kind of server

@@ -39,6 +39,10 @@ bool isReadableByOthers(const std::filesystem::path& file);
 /// \return 0, or the `errno` value of a failure
 int createForOwner(const std::filesystem::path& file);
 
+/// Whether the system keeps the certificates that it trusts in a store that libcurl reads on request alone
+/// (CURLSSLOPT_NATIVE_CA), and in no file that it finds by itself.
+bool hasCertificateStore();
+
 /// Why a file cannot have this name on this system, as the end of a sentence; "" when it can.
 String findNameProblem(const String& name);
 

@@ -97,6 +97,10 @@ int createForOwner(const std::filesystem::path& file) {
     return 0;
 }
 
+bool hasCertificateStore() {
+    return false;
+}
+
 String findNameProblem(const String&) {
     // "/" separates the names of a key, so none holds it, and NUL cannot stand in a listing.
     return String();

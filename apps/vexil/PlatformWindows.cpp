@@ -68,6 +68,10 @@ int createForOwner(const std::filesystem::path& file) {
     return 0;
 }
 
+bool hasCertificateStore() {
+    return true;
+}
+
 String findNameProblem(const String& name) {
     static constexpr std::array<std::wstring_view, 24> devices = {
         L"con",  L"prn",  L"aux",  L"nul",  L"conin$", L"conout$", L"com1", L"com2",

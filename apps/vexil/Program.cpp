@@ -200,9 +200,14 @@ void CProgram::addOptions(CLI::App& app) {
     app.add_flag("--verify,!--no-verify", m_options.verify,
                  "Check the server's certificate (default); --no-verify trusts anybody, for tests only");
     app.add_option("--ca-bundle", m_options.caBundle,
-                   "File of the certificates to trust, in PEM form (default: the system's)")
+                   "File of the certificates to trust, in PEM form (default: on Windows the bundle that is "
+                   "installed with the program, elsewhere the system's)")
         ->type_name("FILE")
         ->check(notEmpty());
+    app.add_flag(
+        "--native-ca", m_options.nativeCA,
+        "Trust the certificates that the operating system trusts; on Windows only, elsewhere they are "
+        "the default");
     app.add_option(
            "--proxy", m_options.proxy,
            "The proxy for all connections: HOST:PORT or a URL; none for none; system for what the user's "

@@ -1,12 +1,9 @@
 #include "apps/vexil/RequestSetup.h"
 
 #include "apps/vexil/Console.h"
-#include "apps/vexil/Text.h"
 #include "apps/vexil/TransferMonitor.h"
 
-#include <cerrno>
 #include <cmath>
-#include <fstream>
 
 namespace vexil::app {
 
@@ -14,21 +11,10 @@ namespace {
 
 constexpr int defaultConnectMilliseconds = 30000;
 
-void checkReadable(const std::string& caBundle) {
-    errno = 0;
-    if (!std::ifstream(toPath(caBundle))) {
-        throw CInvalidArgError("CRequestSetup", "cannot open the CA bundle '" + describe(toPath(caBundle)) +
-                                                    "': " + describeSystemError(errno));
-    }
-}
-
 }  // namespace
 
 CRequestSetup::CRequestSetup(const COptions& options, CConsole& console, CVerboseLogFile* verboseLog)
-    : m_options(options) {
-    if (!m_options.caBundle.empty()) {
-        checkReadable(m_options.caBundle);
-    }
+    : m_options(options), m_certificates(options) {
     if (m_options.proxy) {
         m_proxy.emplace(*m_options.proxy);
     }
@@ -38,12 +24,7 @@ CRequestSetup::CRequestSetup(const COptions& options, CConsole& console, CVerbos
 }
 
 void CRequestSetup::setUp(CNetRequest& request) {
-    request.setSSLVerifyPeer(m_options.verify);
-    // Who does not care who has signed the certificate does not care for the name in it either.
-    request.setOptionInt(CURLOPT_SSL_VERIFYHOST, m_options.verify ? 2 : 0);
-    if (!m_options.caBundle.empty()) {
-        request.setRootCertBundlePath(String::fromUTF8(m_options.caBundle));
-    }
+    m_certificates.setUp(request);
     if (m_proxy) {
         m_proxy->setUp(request);
     }

@@ -2,6 +2,7 @@
 
 #include "apps/vexil/Options.h"
 #include "apps/vexil/ProxyChoice.h"
+#include "apps/vexil/TrustedCertificates.h"
 #include "apps/vexil/WireLog.h"
 #include "vexil/net/NetRequest.h"
 #include "vexil/net/NetRequestSetup.h"
@@ -19,7 +20,7 @@ class CRequestSetup : public virtual CBase, public INetRequestSetup {
 public:
     /// Console and log must outlive it.
     /// \param verboseLog  null for none
-    /// \throws CInvalidArgError when the CA bundle cannot be read
+    /// \throws CInvalidArgError for certificates that cannot be trusted, see CTrustedCertificates
     CRequestSetup(const COptions& options, CConsole& console, CVerboseLogFile* verboseLog);
 
     void setUp(CNetRequest& request) override;
@@ -30,7 +31,7 @@ public:
     void tellGivenUp(CNetRequest& request) const;
 
     /// Whether a server must prove who it is.
-    bool checksCertificates() const noexcept { return m_options.verify; }
+    bool checksCertificates() const noexcept { return m_certificates.areChecked(); }
 
 private:
     friend class CRequiredETag;
@@ -38,6 +39,7 @@ private:
     void setTimeouts(CNetRequest& request) const;
 
     COptions m_options;
+    CTrustedCertificates m_certificates;
     std::optional<CProxyChoice> m_proxy;
     P<CWireLog> m_wireLog;
     String m_requiredETag;

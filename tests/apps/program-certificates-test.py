@@ -1,0 +1,152 @@
+#!/usr/bin/env python3
+"""Whom the program trusts: servers of every kind over TLS, with certificates of an authority made for the test."""
+
+import hashlib
+import os
+import pathlib
+import shutil
+import ssl
+import struct
+import subprocess
+import tempfile
+import unittest
+
+from fake_ftp import FakeFTP, Fault
+from fake_s3 import FakeS3
+from fake_smtp import FakeSMTP
+from program import IS_WINDOWS, LAUNCHER, PROGRAM, TIME_LIMIT, ProgramTest
+
+MAKE_CERTIFICATES = pathlib.Path(__file__).resolve().parents[1] / "servers" / "certificates.sh"
+ROOTS = r"HKCU\Software\Microsoft\SystemCertificates\Root\Certificates"
+UNTRUSTED = "libcurl code:    60"
+
+
+class NativeAuthority:
+    """A certificate among those that Windows trusts for this user, while the block lasts."""
+
+    def __init__(self, file):
+        certificate = ssl.PEM_cert_to_DER_cert(file.read_text())
+        self.key = ROOTS + "\\" + hashlib.sha1(certificate).hexdigest().upper()
+        # One property, the certificate itself: its number, 1, its length, its bytes.
+        self.value = struct.pack("<III", 32, 1, len(certificate)) + certificate
+
+    def __enter__(self):
+        self.change("add", self.key, "/v", "Blob", "/t", "REG_BINARY", "/d", self.value.hex(), "/f")
+
+    def __exit__(self, *_):
+        self.change("delete", self.key, "/f")
+
+    def change(self, *arguments):
+        subprocess.run([*LAUNCHER, "reg", *arguments], check=True, stdin=subprocess.DEVNULL,
+                       stdout=subprocess.DEVNULL, timeout=TIME_LIMIT)
+
+
+class CertificatesTest(ProgramTest):
+    @classmethod
+    def setUpClass(cls):
+        cls.certificates = pathlib.Path(tempfile.mkdtemp(prefix="vexil-certificates-"))
+        cls.addClassCleanup(shutil.rmtree, cls.certificates)
+        subprocess.run([MAKE_CERTIFICATES, cls.certificates], check=True, stdin=subprocess.DEVNULL, timeout=120)
+        cls.authority = cls.certificates / "ca.pem"
+        cls.unrelated = cls.certificates / "wrong-ca.pem"
+        cls.tls = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+        cls.tls.load_cert_chain(cls.certificates / "cert.pem", cls.certificates / "key.pem")
+
+    def setUp(self):
+        super().setUp()
+        s3, ftp, smtp = FakeS3(), FakeFTP(), FakeSMTP()
+        for fake, server in ((s3, s3.server), (ftp, ftp.tcp), (smtp, smtp.server)):
+            self.addCleanup(fake.close)
+            self.protect(server)
+        for command in ("PBSZ 0", "PROT P"):
+            ftp.faults[command] = [Fault(reply="200 Good.") for _ in range(50)]
+        endpoint = s3.endpoint.replace("http:", "https:")
+        self.environment.update(VEXIL_FTP_USER="u", VEXIL_FTP_PASSWORD="p")
+        self.commands = (["http", "get", endpoint + "/bucket"],
+                         ["s3", "ls", "bucket", "--endpoint", endpoint],
+                         ["ftp", "stat", "/", "--server", ftp.address, "--tls", "implicit"],
+                         ["mail", "test", "--server", smtp.address, "--security", "ssl"])
+
+    def protect(self, server):
+        accept = server.get_request
+
+        def accept_tls():
+            connection, address = accept()
+            connection.settimeout(TIME_LIMIT)
+            connection = self.tls.wrap_socket(connection, server_side=True)
+            connection.settimeout(None)
+            return connection, address
+
+        server.get_request = accept_tls
+
+    def run_each(self, *options, **program):
+        """All commands at once, as starting one takes the longest under Wine."""
+        processes = [self.start("--retries", 0, *options, *command, **program) for command in self.commands]
+        return list(zip(self.commands, [self.finish(process) for process in processes]))
+
+    def each_is_trusted(self, *options, **program):
+        for command, result in self.run_each(*options, **program):
+            with self.subTest(command):
+                self.assertEqual(result.code, 0, result)
+
+    def each_is_refused(self, *options, **program):
+        for command, result in self.run_each(*options, **program):
+            with self.subTest(command):
+                self.assertEqual(result.code, 1, result)
+                self.assertIn(UNTRUSTED, result.err)
+                self.assertIn("--ca-bundle", result.err)
+                self.assertEqual("--native-ca" in result.err, IS_WINDOWS, result)
+
+    def each_is_wrong_usage(self, *options, texts):
+        for command, result in self.run_each(*options):
+            with self.subTest(command):
+                self.assertEqual(result.code, 2, result)
+                for text in texts:
+                    self.assertIn(text, result.err)
+
+    def test_the_authority_of_the_bundle_is_trusted(self):
+        bundle = self.folder / "b\u00FCndel \u20AC.pem"
+        shutil.copy(self.authority, bundle)
+        self.each_is_trusted("--ca-bundle", bundle.name)
+
+    def test_no_other_one_is(self):
+        self.each_is_refused("--ca-bundle", self.unrelated)
+        self.each_is_refused()
+
+    def test_nobody_is_asked_for_a_certificate_on_demand(self):
+        self.each_is_trusted("--no-verify")
+
+    def test_options_that_contradict_each_other_are_refused(self):
+        for options in (["--ca-bundle", self.authority], ["--no-verify"]):
+            self.each_is_wrong_usage("--native-ca", *options, texts=("--native-ca", options[0]))
+
+    @unittest.skipIf(IS_WINDOWS, "there the option is understood")
+    def test_only_windows_knows_certificates_that_libcurl_must_be_told_of(self):
+        self.each_is_wrong_usage("--native-ca", texts=["--native-ca is for Windows only"])
+
+    @unittest.skipUnless(IS_WINDOWS, "elsewhere libcurl finds them by itself")
+    def test_the_authorities_of_windows_are_trusted_on_demand(self):
+        self.each_is_refused("--native-ca")
+        with NativeAuthority(self.authority):
+            self.each_is_trusted("--native-ca")
+            self.each_is_refused()
+
+    @unittest.skipUnless(IS_WINDOWS, "elsewhere libcurl finds the system's by itself")
+    def test_the_installed_bundle_is_the_default(self):
+        installed = self.folder / "inst\u00E4llation"
+        shutil.copytree(pathlib.Path(PROGRAM).parent, installed / "bin")
+        bundle = installed / "share" / "vexil" / "ca-bundle.crt"
+        bundle.parent.mkdir(parents=True)
+        program = installed / "bin" / pathlib.Path(PROGRAM).name
+        # Without the file, plain connections work on.
+        self.each_is_refused(program=program)
+        plain = FakeS3()
+        self.addCleanup(plain.close)
+        self.run_program("http", "get", plain.endpoint + "/bucket", program=program)
+        shutil.copy(self.authority, bundle)
+        self.each_is_trusted(program=program)
+        self.each_is_refused("--ca-bundle", self.unrelated, program=program)
+
+
+if __name__ == "__main__":
+    unittest.main()
