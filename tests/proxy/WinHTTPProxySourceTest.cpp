@@ -1,4 +1,4 @@
-// The file of the library that asks Windows, built with headers of the tests: what it makes of the system's answers.
+// What the library makes of what Windows answers. Elsewhere its file is built with headers of the tests.
 #include "tests/support/PrintText.h"
 #include "vexil/proxy/ProxySettings.h"
 #include "vexil/proxy/WinHTTPProxySourceWindows.h"
@@ -50,9 +50,7 @@ LPWSTR handOut(const wchar_t* text) {
     return copy;
 }
 
-}  // namespace
-
-BOOL WINAPI WinHttpGetIEProxyConfigForCurrentUser(WINHTTP_CURRENT_USER_IE_PROXY_CONFIG* config) {
+BOOL WINAPI getUserConfig(WINHTTP_CURRENT_USER_IE_PROXY_CONFIG* config) {
     g_calls.emplace_back("user");
     if (!g_answers.hasUserConfig) {
         return 0;
@@ -64,7 +62,7 @@ BOOL WINAPI WinHttpGetIEProxyConfigForCurrentUser(WINHTTP_CURRENT_USER_IE_PROXY_
     return 1;
 }
 
-BOOL WINAPI WinHttpGetDefaultProxyConfiguration(WINHTTP_PROXY_INFO* info) {
+BOOL WINAPI getDefaultConfig(WINHTTP_PROXY_INFO* info) {
     g_calls.emplace_back("default");
     if (!g_answers.hasDefaultConfig) {
         return 0;
@@ -75,7 +73,7 @@ BOOL WINAPI WinHttpGetDefaultProxyConfiguration(WINHTTP_PROXY_INFO* info) {
     return 1;
 }
 
-HGLOBAL WINAPI GlobalFree(HGLOBAL memory) {
+HGLOBAL WINAPI giveBack(HGLOBAL memory) {
     if (g_texts.erase(memory) == 0) {
         ++g_wrongReturns;
         return memory;
@@ -84,7 +82,13 @@ HGLOBAL WINAPI GlobalFree(HGLOBAL memory) {
     return nullptr;
 }
 
-namespace {
+CWinHTTPProxySource::CFunctions getFunctions() {
+    CWinHTTPProxySource::CFunctions functions;
+    functions.getUserConfig = &getUserConfig;
+    functions.getDefaultConfig = &getDefaultConfig;
+    functions.free = &giveBack;
+    return functions;
+}
 
 class WinHTTPProxySource : public testing::Test {
 protected:
@@ -101,7 +105,7 @@ protected:
     static std::string read() {
         String proxies = "old";
         String hosts = "old";
-        P<CWinHTTPProxySource>(new CWinHTTPProxySource)->read(proxies, hosts);
+        P<CWinHTTPProxySource>(new CWinHTTPProxySource(getFunctions()))->read(proxies, hosts);
         return (proxies + " | " + hosts).toUTF8();
     }
 };
@@ -175,26 +179,15 @@ TEST_F(WinHTTPProxySource, NullsOfTheSystemAreEmptyTexts) {
     EXPECT_EQ(read(), " | ");
 }
 
-TEST_F(WinHTTPProxySource, TheSystemsFunctionsCanBeReplaced) {
-    CWinHTTPProxySource::CFunctions functions;
-    functions.getUserConfig = [](WINHTTP_CURRENT_USER_IE_PROXY_CONFIG*) -> BOOL { return 0; };
-    functions.getDefaultConfig = [](WINHTTP_PROXY_INFO* info) -> BOOL {
-        info->dwAccessType = WINHTTP_ACCESS_TYPE_NAMED_PROXY;
-        info->lpszProxy = handOut(L"replaced");
-        return 1;
-    };
-    static int returns = 0;
-    functions.free = [](HGLOBAL memory) {
-        ++returns;
-        return GlobalFree(memory);
-    };
+#ifndef _WIN32
+// Windows' own are asked in UserProxySettingsWindowsTest.
+TEST_F(WinHTTPProxySource, AsksTheSystemItself) {
+    g_answers.defaultProxy = L" p:1 ";
     String proxies;
     String hosts;
-    P<CWinHTTPProxySource>(new CWinHTTPProxySource(functions))->read(proxies, hosts);
-    EXPECT_EQ(proxies, "replaced");
-    EXPECT_EQ(hosts, "");
-    EXPECT_EQ(returns, 1);
-    EXPECT_THAT(g_calls, IsEmpty());
+    P<CWinHTTPProxySource>(new CWinHTTPProxySource)->read(proxies, hosts);
+    EXPECT_EQ(proxies, "p:1");
+    EXPECT_THAT(g_calls, ElementsAre("user", "default"));
 }
 
 TEST_F(WinHTTPProxySource, IsThatOfTheSystem) {
@@ -211,4 +204,20 @@ TEST_F(WinHTTPProxySource, IsThatOfTheSystem) {
     EXPECT_FALSE(settings.isDirectConnectHost("files.example")) << "without a proxy hosts are not heeded";
 }
 
+#endif
+
 }  // namespace
+
+#ifndef _WIN32
+BOOL WINAPI WinHttpGetIEProxyConfigForCurrentUser(WINHTTP_CURRENT_USER_IE_PROXY_CONFIG* config) {
+    return getUserConfig(config);
+}
+
+BOOL WINAPI WinHttpGetDefaultProxyConfiguration(WINHTTP_PROXY_INFO* info) {
+    return getDefaultConfig(info);
+}
+
+HGLOBAL WINAPI GlobalFree(HGLOBAL memory) {
+    return giveBack(memory);
+}
+#endif
