@@ -175,6 +175,14 @@ TEST(EncodedWordTest, AWordEndsBehindMoreThan45Characters) {
               "=?utf-8?q?" + repeated("a", 46) + "?=\r\n =?utf-8?q?a?=");
 }
 
+TEST(EncodedWordTest, HalfACharacterIsReplaced) {
+    const auto encoded = [](std::wstring text) {
+        return CMimeMessage::toEncodedWord(String(std::move(text)));
+    };
+    EXPECT_EQ(encoded({L'a', static_cast<wchar_t>(0xD83D)}), "=?utf-8?q?a=EF=BF=BD?=");
+    EXPECT_EQ(encoded({static_cast<wchar_t>(0xDE00), L'a'}), "=?utf-8?q?=EF=BF=BDa?=");
+}
+
 TEST(EncodedWordTest, ACharacterIsNeverSplit) {
     EXPECT_EQ(CMimeMessage::toEncodedWord(repeated("a", 45) + "😀b"),
               "=?utf-8?q?" + repeated("a", 45) + "=F0=9F=98=80?=\r\n =?utf-8?q?b?=");
