@@ -3,9 +3,13 @@
 
 import os
 import pathlib
+import sys
 import unittest
 
 from program import IS_WINDOWS, ProgramTest
+
+sys.path.append(str(pathlib.Path(__file__).parent.parent / "servers"))
+from signed_s3 import SignedS3  # noqa: E402
 
 BUCKET = "program-test"
 
@@ -17,6 +21,12 @@ class S3Test(ProgramTest):
             self.environment[name] = os.environ[name]
         self.run_program("s3", "mb", BUCKET)
         self.addCleanup(self.run_program, "s3", "rm", "--recursive", BUCKET, "")
+
+    def server_objects(self):
+        """What the bucket holds, by its keys, asked without the program."""
+        server = SignedS3()
+        self.addCleanup(server.close)
+        return server.objects(BUCKET)
 
     def test_one_object_through_all_commands(self):
         body = os.urandom(3000000)
@@ -40,15 +50,20 @@ class S3Test(ProgramTest):
 
     def test_a_folder_comes_back_as_it_was(self):
         names = ["a", "empty", ".hidden", "sub/ü 1+%&#=.txt", "sub/deep/..dots", "sub/~!@$^()[]{}';,", "sub/ blank",
-                 "sub/\U0001F600"]
+                 "\U0001F600 日本/\U0001F4BE\U0010FFFD é", "deep/" * 30 + "x" * 50]
         posix_names = ["sub/deep/..dots..", "sub/tab\tand\nline", "sub/?*\"<>|", "sub/blank "]
         for name in names + posix_names * (not IS_WINDOWS):
             self.write(f"f/{name}", b"" if name == "empty" else os.urandom(len(name) * 1000))
+        self.write("f/large", os.urandom(20000000))
         for number in range(1200):
             self.write(f"f/many/{number}", str(number).encode())
+        (self.folder / "f/void").mkdir()
         count = f"{len(self.files_in('f')):,}"
         result = self.run_program("s3", "backup", "f", BUCKET, "pre/fix")
         self.assertIn(f"backed up: {count} files", result.out)
+        self.assertIn("1 empty folder", result.out)
+        stored = {f"pre/fix/{name}": body for name, body in self.files_in("f").items()}
+        self.assertTrue(self.server_objects() == stored, "the server holds something else")
         result = self.run_program("s3", "restore", BUCKET, "pre/fix", "r")
         self.assertIn(f"restored: {count} files", result.out)
         self.assertIn(" 0 differences", self.run_program("compare", "f", "r").out)

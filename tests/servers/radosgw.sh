@@ -165,7 +165,7 @@ start_gateway() {
     # Every user of the machine can read the arguments of a program, but the keys open nothing except this server.
     step user-create radosgw-admin -c "$config" -n client.rgw.a user create --uid=tester --display-name=tester \
         --access-key="$VEXIL_S3_ACCESS_KEY" --secret="$VEXIL_S3_SECRET_KEY" || return
-    step warm-up python3 "$here/s3-warm-up.py"
+    step warm-up python3 -B "$here/s3-warm-up.py"
 }
 
 start_all() {
