@@ -5,16 +5,23 @@ import os
 import pathlib
 import unittest
 
-from program import ProgramTest
+from program import IS_WINDOWS, ProgramTest, not_on_windows
 
 PYTHON, PURE = "VEXIL_FTP", "VEXIL_PUREFTPD"
 # Kind, variable of the address, what --tls says.
-SERVERS = [(PYTHON, "VEXIL_FTP_ENDPOINT", "none"), (PYTHON, "VEXIL_FTP_ENDPOINT", "explicit"),
-           (PYTHON, "VEXIL_FTPS_ENDPOINT", "implicit"), (PYTHON, "VEXIL_FTP_HOME_ENDPOINT", "none"),
-           (PURE, "VEXIL_PUREFTPD_ENDPOINT", "none"), (PURE, "VEXIL_PUREFTPD_ENDPOINT", "explicit")]
+PLAIN = (PYTHON, "VEXIL_FTP_ENDPOINT", "none")
+EXPLICIT = (PYTHON, "VEXIL_FTP_ENDPOINT", "explicit")
+IMPLICIT = (PYTHON, "VEXIL_FTPS_ENDPOINT", "implicit")
+HOME = (PYTHON, "VEXIL_FTP_HOME_ENDPOINT", "none")
+OLD = (PYTHON, "VEXIL_FTP_OLD_ENDPOINT", "none")
+PURE_PLAIN = (PURE, "VEXIL_PUREFTPD_ENDPOINT", "none")
+PURE_EXPLICIT = (PURE, "VEXIL_PUREFTPD_ENDPOINT", "explicit")
+# Starts of the program take long under Wine, and what differs between servers does not depend on the system.
+SERVERS = [IMPLICIT, PURE_EXPLICIT] if IS_WINDOWS else [PLAIN, EXPLICIT, IMPLICIT, HOME, PURE_PLAIN, PURE_EXPLICIT]
 # Names that mean something else in a URL, in a command or to a shell.
-NAMES = ["report #3 100%.pdf", "%41", "a?b", "x;type=d", "~!@$^*()[]{}'\";,<>|", " blank before", "ü", "日本語", "🎉",
-         "-r", "..dots..", ".hidden", "..a", "n" * 200, "&+=:", "a`b"]
+NAMES = ["report #3 100%.pdf", "%41", "x;type=d", "~!@$^()[]{}';,", " blank before", "ü", "日本語", "🎉", "-r", "..dots",
+         ".hidden", "..a", "n" * 200, "&+=", "a`b"]
+POSIX_NAMES = ["a?b", "~!@$^*()[]{}'\";,<>|", "..dots..", "&+=:"]
 
 
 class FTPServerTest(ProgramTest):
@@ -100,7 +107,7 @@ class CommandTest(FTPServerTest):
                 self.assertNotIn("wrong", result.err)
 
     def test_only_the_right_authority_is_trusted(self):
-        for server in (SERVERS[1], SERVERS[2], SERVERS[5]):
+        for server in (EXPLICIT, IMPLICIT, PURE_EXPLICIT):
             self.use(server)
             wrong = ["--ca-bundle", os.environ[f"{self.kind}_WRONG_CA"], "ftp", "ls", "--tls", self.tls]
             result = self.run_program(*wrong, code=1)
@@ -109,13 +116,13 @@ class CommandTest(FTPServerTest):
             self.run_program(*wrong, "--no-verify")
 
     def test_without_tls_on_the_server_nothing_is_sent_in_clear(self):
-        self.use((PYTHON, "VEXIL_FTP_OLD_ENDPOINT", "explicit"))
+        self.use((*OLD[:2], "explicit"))
         result = self.run_program("--log-level", "debug", "ftp", "ls", code=1)
         self.assertIn("--tls none", result.err)
         self.assertNotIn("USER", result.err)
 
     def test_the_log_of_the_wire_has_no_password(self):
-        self.use(SERVERS[0])
+        self.use(PLAIN)
         result = self.ftp("ls", "--log-level", "debug")
         self.assertIn("USER tester", result.err)
         self.assertNotIn("secret", result.err)
@@ -126,7 +133,7 @@ class OldServerTest(FTPServerTest):
 
     def setUp(self):
         super().setUp()
-        self.use((PYTHON, "VEXIL_FTP_OLD_ENDPOINT", "none"))
+        self.use(OLD)
 
     def test_single_files_work(self):
         self.write("file", b"12345")
@@ -150,7 +157,9 @@ class BackupTest(FTPServerTest):
             self.write(f"f/{name}", b"" if name == "empty" else os.urandom(len(name) * 1000))
         for number in range(60):
             self.write(f"f/many {number % 7}/{number}", str(number).encode())
-        (self.folder / "f/link").symlink_to("a")
+        # Wine shows what the link leads to.
+        if not IS_WINDOWS:
+            (self.folder / "f/link").symlink_to("a")
         (self.folder / "f/void").mkdir()
 
     def test_a_folder_comes_back_as_it_was(self):
@@ -159,8 +168,9 @@ class BackupTest(FTPServerTest):
             for jobs in ("8", "1"):
                 result = self.ftp("backup", "f", f"{place}/x", "--jobs", jobs)
                 self.assertIn("backed up: 65 files, ", result.out)
-                self.assertIn("not kept: 1 links and special files, 1 empty folder, ", result.out)
-                self.assertIn("skipped link: a link", result.err)
+                links = 0 if IS_WINDOWS else 1
+                self.assertIn(f"not kept: {links} links and special files, 1 empty folder, ", result.out)
+                self.assertEqual("skipped link: a link" in result.err, links == 1)
                 result = self.ftp("restore", f"{place}/x", f"r{jobs}{self.tls}{self.kind}", "--jobs", jobs)
                 self.assertIn("restored: 65 files, ", result.out)
                 self.run_program("compare", "f", f"r{jobs}{self.tls}{self.kind}")
@@ -169,7 +179,7 @@ class BackupTest(FTPServerTest):
             self.assertEqual(stored, sorted(name for name, body in self.files_in("f").items() if body is not None))
 
     def test_hostile_names_come_back(self):
-        for name in NAMES:
+        for name in NAMES + POSIX_NAMES * (not IS_WINDOWS):
             self.write(f"f/{name}", name.encode())
             self.write(f"f/dir {name[:100]}/{name}", name.encode() * 2)
         for place in self.on_each():
@@ -178,10 +188,11 @@ class BackupTest(FTPServerTest):
             self.ftp("restore", place, target)
             self.assertEqual(self.files_in(target), self.files_in("f"))
 
+    @not_on_windows("no file has such a name there")
     def test_names_that_a_server_refuses_or_changes_are_named(self):
         for name in ("back\\slash", "blank at the end ", "good"):
             self.write(f"f/{name}", name.encode())
-        self.use(SERVERS[4])
+        self.use(PURE_PLAIN)
         result = self.ftp("backup", "f", self.place, code=1)
         self.assertRegex(result.err, r"NOT backed up: back\\slash: .*; the server says: 553 ")
         self.assertIn("NOT backed up: blank at the end : The server has stored the file", result.err)
@@ -190,11 +201,12 @@ class BackupTest(FTPServerTest):
         self.assertIn("blank at the end : only in 'f'", self.run_program("compare", "f", "r", code=1).out)
         self.ftp("rmtree", self.place)
 
+    @not_on_windows("no file has such a name there")
     def test_names_that_cannot_be_transferred_are_named(self):
         for name in (b"f/tab\there", b"f/no-utf8-\xff"):
             self.write(os.fsdecode(name))
         self.write("f/good")
-        for place in self.on_each(SERVERS[:1]):
+        for place in self.on_each([PLAIN]):
             result = self.ftp("backup", "f", place, code=1)
             self.assertIn("NOT backed up: tab\\x09here: its name has a control character", result.err)
             self.assertIn("its name is not UTF-8 text", result.err)
@@ -205,7 +217,7 @@ class BackupTest(FTPServerTest):
         self.write("f/a/x")
         self.write("f/a/y")
         self.write("f/b/x")
-        for place in self.on_each(SERVERS[1::4]):
+        for place in self.on_each([EXPLICIT, PURE_EXPLICIT]):
             self.write("in the way")
             self.ftp("put", "in the way", f"{place}/a", "-p")
             result = self.ftp("backup", "f", place, code=1)
