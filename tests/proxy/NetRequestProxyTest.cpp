@@ -1,10 +1,12 @@
-// What requests do with the user's proxies, to the byte. Linux: the function of OptionRecorder.h wins over libcurl's.
+// What requests do with the user's proxies, to the byte.
 #include "sigil/Base64.h"
 #include "tests/net/NetRequestTestSupport.h"
 #include "tests/proxy/ProxyEnvironment.h"
-#include "tests/support/OptionRecorder.h"
 #include "tests/support/ScriptedPeer.h"
+#include "vexil/proxy/EnvironmentProxySource.h"
 #include "vexil/proxy/ProxySettings.h"
+
+#include <map>
 
 namespace {
 
@@ -13,7 +15,9 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
+using vexil::CEnvironmentProxySource;
 using vexil::CProxySettings;
+using vexil::IUserProxySource;
 
 const char* const reply = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
 
@@ -43,12 +47,11 @@ class NetRequestProxy : public testing::Test {
 protected:
     NetRequestProxy() {
         clearProxyVariables();
-        settings->initFromUserSettings();
+        setUser({});
     }
     ~NetRequestProxy() override {
         // Ends the connections, which scripts may wait for.
         request = nullptr;
-        isRecording = false;
         clearProxyVariables();
         for (const ScriptedPeer* peer : {&proxy, &server}) {
             EXPECT_TRUE(peer->waitUntilIdle());
@@ -58,13 +61,13 @@ protected:
 
     static std::string hostOf(const ScriptedPeer& peer) { return "127.0.0.1:" + std::to_string(peer.port()); }
 
-    /// The user has these settings.
-    void setUser(const std::vector<std::pair<const char*, std::string>>& variables) {
-        clearProxyVariables();
-        for (const auto& [name, value] : variables) {
-            setVariable(name, value);
-        }
-        settings->initFromUserSettings();
+    /// The user has these settings: variables as on Linux, but whose values libcurl itself does not see.
+    void setUser(const std::map<std::string, std::string>& variables) {
+        const P<IUserProxySource> source = new CEnvironmentProxySource([&](const char* name) {
+            const auto found = variables.find(name);
+            return found == variables.end() ? std::nullopt : std::optional(found->second);
+        });
+        settings->initFromSource(*source);
     }
 
     void prepare(const std::string& url) {
@@ -75,18 +78,6 @@ protected:
     void expectAnswer() {
         request->perform();
         EXPECT_EQ(bodyOf(*request), "ok");
-    }
-
-    std::vector<std::string> recordedBy(const std::function<void()>& work) {
-        events.clear();
-        isRecording = true;
-        work();
-        isRecording = false;
-        std::vector<std::string> texts;
-        for (const RecordedOption& event : events) {
-            texts.push_back(event.text);
-        }
-        return texts;
     }
 
     static std::vector<std::string> headsOf(const ScriptedPeer& peer) {
@@ -102,45 +93,6 @@ protected:
     P<CProxySettings> settings = CProxySettings::getUserSettings();
     P<CNetRequest> request = new CNetRequest;
 };
-
-// ---- the option ------------------------------------------------------------------------------------------
-
-TEST_F(NetRequestProxy, TheAnswerIsSetAsItIs) {
-    settings->addProxiesFromString("http=Proxy:3128;ftp=http://u:p%20w@h:1/;smtp=socks5h://s");
-    settings->addDirectConnectHost("near");
-    const std::pair<const char*, const char*> cases[] = {
-        {"http://host/a", "PROXY='Proxy:3128'"},
-        {"HTTP://host/a", "PROXY='Proxy:3128'"},
-        {"ftp://host/", "PROXY='http://u:p%20w@h:1/'"},
-        {"smtp://host:25", "PROXY='socks5h://s'"},
-        {"https://host/", "PROXY=''"},
-        {"http://Near:80/", "PROXY=''"},
-        {"http", "PROXY=''"},
-        {"", "PROXY=''"},
-    };
-    for (const auto& [url, option] : cases) {
-        request->setURL(url);
-        EXPECT_THAT(recordedBy([&] { request->setProxyForCurrentURLFromUserSettings(); }),
-                    ElementsAre(option))
-            << url;
-    }
-}
-
-TEST_F(NetRequestProxy, WithoutAURLItIsEmpty) {
-    settings->addProxiesFromString("http=p:1;=p:2");
-    EXPECT_THAT(recordedBy([&] { request->setProxyForCurrentURLFromUserSettings(); }),
-                ElementsAre("PROXY=''"));
-}
-
-TEST_F(NetRequestProxy, AFailureOfTheOptionIsToldAndItsValueIsLeft) {
-    settings->addProxiesFromString("http=" + String::fromUTF8(hostOf(proxy)));
-    prepare("http://files.example/a");
-    optionsUntilFailure = 0;
-    EXPECT_TRUE(thrownBy<CCURLError>([&] { request->setProxyForCurrentURLFromUserSettings(); }));
-    optionsUntilFailure = -1;
-    proxy.onConnection().expectHead().reply(reply);
-    expectAnswer();
-}
 
 // ---- on the wire -----------------------------------------------------------------------------------------
 
@@ -231,7 +183,6 @@ TEST_F(NetRequestProxy, TheURLOfTheMomentCounts) {
 TEST_F(NetRequestProxy, ResetForgetsTheProxy) {
     setUser({{"http_proxy", hostOf(proxy)}});
     prepare(server.url("/"));
-    clearProxyVariables();
     request->reset();
     server.onConnection().expectHead().reply(reply);
     request->setURL(server.url("/a").c_str());

@@ -1,26 +1,22 @@
 /// \file
-/// The variables of the environment that tell of proxies (POSIX).
+/// The variables of the environment that tell of proxies.
 #pragma once
 
-#include <cstdlib>
-#include <stdexcept>
+#include "tests/support/Environment.h"
+
 #include <string>
 
 namespace vexil_test {
 
 inline void setVariable(const char* name, const std::string& value) {
-    if (setenv(name, value.c_str(), 1) != 0) {
-        throw std::runtime_error("a variable cannot be set");
-    }
+    setEnvironment(name, value.c_str());
 }
 
 /// Takes away whatever the one who runs the tests has set.
 inline void clearProxyVariables() {
     for (const char* name : {"http_proxy", "https_proxy", "ftp_proxy", "all_proxy", "no_proxy", "HTTP_PROXY",
                              "HTTPS_PROXY", "FTP_PROXY", "ALL_PROXY", "NO_PROXY"}) {
-        if (unsetenv(name) != 0) {
-            throw std::runtime_error("a variable cannot be taken away");
-        }
+        clearEnvironment(name);
     }
 }
 

@@ -13,4 +13,13 @@ inline void setEnvironment(const char* name, const char* value) {
 #endif
 }
 
+/// Takes a variable away.
+inline void clearEnvironment(const char* name) {
+#ifdef _WIN32
+    _putenv_s(name, "");
+#else
+    unsetenv(name);
+#endif
+}
+
 }  // namespace vexil_test
