@@ -60,6 +60,8 @@ TEST(PathTest, TakesBothSeparators) {
     EXPECT_EQ(Traits::getSeparator(), L'\\');
     EXPECT_TRUE(Traits::isSeparator(L'/'));
     EXPECT_TRUE(Traits::isSeparator(L'\\'));
+    EXPECT_EQ(Path("C:\\").join("b").getText(), "C:\\b");
+    EXPECT_EQ(Path("a\\b/c").join("d").getText(), "a\\b/c\\d");
 }
 #else
 TEST(PathTest, KnowsAbsolutePaths) {
