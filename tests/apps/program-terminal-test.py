@@ -13,7 +13,7 @@ import time
 import unittest
 
 from fake_s3 import Fault
-from program import TIME_LIMIT, FakeServerTest
+from program import TIME_LIMIT, FakeServerTest, not_on_windows
 
 BODY = bytes(i * 7 % 251 for i in range(100000))
 CTRL_C = b"\x03"
@@ -50,6 +50,7 @@ class Screen:
         self.column += 1
 
 
+@not_on_windows("what comes to this terminal is drawn by Wine, a character at a time with the cursor moved between")
 class TerminalTest(FakeServerTest):
     def start_at_terminal(self, *arguments, columns=80):
         """With standard error at a terminal of its own, whose Ctrl-C it gets."""
