@@ -55,11 +55,12 @@ CTrustedCertificates::CTrustedCertificates(const COptions& options)
     : m_areChecked(options.verify), m_areNative(options.nativeCA) {
     if (m_areNative) {
         checkNativeCA(options);
-    } else if (!options.caBundle.empty()) {
+    } else if (hasCertificateStore()) {
+        m_bundle = m_proxyBundle = findInstalledBundle();
+    }
+    if (!options.caBundle.empty()) {
         checkReadable(options.caBundle);
         m_bundle = String::fromUTF8(options.caBundle);
-    } else if (m_areChecked && hasCertificateStore()) {
-        m_bundle = findInstalledBundle();
     }
 }
 
@@ -70,8 +71,12 @@ void CTrustedCertificates::setUp(CNetRequest& request) const {
     if (m_bundle) {
         request.setRootCertBundlePath(*m_bundle);
     }
+    if (m_proxyBundle) {
+        request.setOptionString(CURLOPT_PROXY_CAINFO, m_proxyBundle->getText());
+    }
     if (m_areNative) {
         request.setOptionInt(CURLOPT_SSL_OPTIONS, CURLSSLOPT_NATIVE_CA);
+        request.setOptionInt(CURLOPT_PROXY_SSL_OPTIONS, CURLSSLOPT_NATIVE_CA);
     }
 }
 

@@ -12,6 +12,7 @@ import tempfile
 import unittest
 
 from fake_ftp import FakeFTP, Fault
+from fake_proxy import FakeProxy
 from fake_s3 import FakeS3
 from fake_smtp import FakeSMTP
 from program import IS_WINDOWS, LAUNCHER, PROGRAM, TIME_LIMIT, ProgramTest
@@ -54,9 +55,10 @@ class CertificatesTest(ProgramTest):
 
     def setUp(self):
         super().setUp()
-        s3, ftp, smtp = FakeS3(), FakeFTP(), FakeSMTP()
-        for fake, server in ((s3, s3.server), (ftp, ftp.tcp), (smtp, smtp.server)):
+        s3, ftp, smtp, proxy, plain = FakeS3(), FakeFTP(), FakeSMTP(), FakeProxy(), FakeS3()
+        for fake in (s3, ftp, smtp, proxy, plain):
             self.addCleanup(fake.close)
+        for server in (s3.server, ftp.tcp, smtp.server, proxy.server):
             self.protect(server)
         for command in ("PBSZ 0", "PROT P"):
             ftp.faults[command] = [Fault(reply="200 Good.") for _ in range(50)]
@@ -66,6 +68,8 @@ class CertificatesTest(ProgramTest):
                          ["s3", "ls", "bucket", "--endpoint", endpoint],
                          ["ftp", "stat", "/", "--server", ftp.address, "--tls", "implicit"],
                          ["mail", "test", "--server", smtp.address, "--security", "ssl"])
+        self.plain = ["http", "get", plain.endpoint + "/bucket"]
+        self.through_proxy = [*self.plain, "--proxy", "https://" + proxy.address]
 
     def protect(self, server):
         accept = server.get_request
@@ -113,6 +117,10 @@ class CertificatesTest(ProgramTest):
         self.each_is_refused("--ca-bundle", self.unrelated)
         self.each_is_refused()
 
+    def test_a_proxy_is_checked_by_the_default_alone(self):
+        for options in ([], ["--ca-bundle", self.authority], ["--no-verify"]):
+            self.assertIn(UNTRUSTED, self.run_program(*options, *self.through_proxy, code=1).err)
+
     def test_nobody_is_asked_for_a_certificate_on_demand(self):
         self.each_is_trusted("--no-verify")
 
@@ -129,6 +137,7 @@ class CertificatesTest(ProgramTest):
         self.each_is_refused("--native-ca")
         with NativeAuthority(self.authority):
             self.each_is_trusted("--native-ca")
+            self.run_program("--native-ca", *self.through_proxy)
             self.each_is_refused()
 
     @unittest.skipUnless(IS_WINDOWS, "elsewhere libcurl finds the system's by itself")
@@ -140,11 +149,11 @@ class CertificatesTest(ProgramTest):
         program = installed / "bin" / pathlib.Path(PROGRAM).name
         # Without the file, plain connections work on.
         self.each_is_refused(program=program)
-        plain = FakeS3()
-        self.addCleanup(plain.close)
-        self.run_program("http", "get", plain.endpoint + "/bucket", program=program)
+        self.run_program(*self.plain, program=program)
         shutil.copy(self.authority, bundle)
         self.each_is_trusted(program=program)
+        for options in ([], ["--ca-bundle", self.unrelated]):
+            self.run_program(*options, *self.through_proxy, program=program)
         self.each_is_refused("--ca-bundle", self.unrelated, program=program)
 
 
