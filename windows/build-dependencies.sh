@@ -87,7 +87,9 @@ build_expat() {
         -DEXPAT_BUILD_TESTS=OFF -DEXPAT_BUILD_DOCS=OFF
 }
 
-# A DLL of its own: an application that uses libcurl beside vexil must share it, as it does on Linux.
+# A DLL of its own: an application that uses libcurl beside vexil must share it, as it does on Linux. Left to itself
+# it would trust the certificates in /etc/ssl/certs, where this machine has them: on Windows anybody may make that
+# folder on drive C.
 build_curl() {
     fetch curl
     local protocol
@@ -99,7 +101,7 @@ build_curl() {
         -DCURL_USE_OPENSSL=ON -DCURL_WINDOWS_SSPI=OFF -DENABLE_IPV6=ON -DENABLE_THREADED_RESOLVER=ON \
         -DENABLE_UNICODE=OFF -DCURL_ZLIB=ON -DCURL_BROTLI=OFF -DCURL_ZSTD=OFF -DUSE_NGHTTP2=OFF -DUSE_LIBIDN2=OFF \
         -DUSE_WIN32_IDN=OFF -DCURL_USE_LIBSSH2=OFF -DCURL_USE_LIBSSH=OFF -DCURL_USE_LIBPSL=OFF -DCURL_USE_GSSAPI=OFF \
-        "${without[@]}"
+        -DCURL_CA_BUNDLE=none -DCURL_CA_PATH=none "${without[@]}"
 }
 
 # Debian's source package has PCRE, but neither expat nor zlib.
