@@ -1,9 +1,10 @@
 #include "vexil/net/GlobalInit.h"
 
+#include "tests/support/Latch.h"
+
 #include <curl/curl.h>
 #include <gtest/gtest.h>
 
-#include <latch>
 #include <thread>
 #include <vector>
 
@@ -12,16 +13,17 @@ namespace {
 using vexil::CGlobalInit;
 using vexil::P;
 using Guard = zet::CSafeGlobalGuard;
+using vexil_test::Latch;
 
 TEST(GlobalInitTest, ThreadsGetOneInstance) {
     constexpr int threadCount = 16;
     EXPECT_EQ(CGlobalInit::globalInstanceGuard().getState(), Guard::NotConstructed);
-    std::latch start(threadCount);
+    Latch start(threadCount);
     std::vector<P<CGlobalInit>> instances(threadCount);
     std::vector<std::thread> threads;
     for (P<CGlobalInit>& instance : instances) {
         threads.emplace_back([&start, &instance] {
-            start.arrive_and_wait();
+            start.arriveAndWait();
             instance = CGlobalInit::get();
         });
     }

@@ -1,11 +1,11 @@
 #include "vexil/net/ServerInfo.h"
 
+#include "tests/support/Latch.h"
 #include "tests/support/PrintText.h"
 #include "vexil/net/HeaderAssembler.h"
 
 #include <gtest/gtest.h>
 
-#include <latch>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -16,6 +16,7 @@ using vexil::CServerInfo;
 using vexil::P;
 using vexil::String;
 using vexil::TMap;
+using vexil_test::Latch;
 
 TMap<String, String> serverHeader(const String& value) {
     return {{"server", value}};
@@ -125,11 +126,11 @@ TEST(ServerInfoTest, CopiesLearnForThemselves) {
 
 template <class Function>
 void runAtOnce(int threadCount, Function function) {
-    std::latch start(threadCount);
+    Latch start(threadCount);
     std::vector<std::thread> threads;
     for (int i = 0; i < threadCount; ++i) {
         threads.emplace_back([&start, &function, i] {
-            start.arrive_and_wait();
+            start.arriveAndWait();
             function(i);
         });
     }

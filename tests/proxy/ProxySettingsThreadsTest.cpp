@@ -1,10 +1,10 @@
+#include "tests/support/Latch.h"
 #include "vexil/proxy/ProxySettings.h"
 #include "vexil/proxy/UserProxySource.h"
 
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <latch>
 #include <string>
 #include <thread>
 #include <vector>
@@ -15,16 +15,17 @@ using vexil::CProxySettings;
 using vexil::P;
 using vexil::String;
 using vexil::TArray;
+using vexil_test::Latch;
 
 constexpr int rounds = 300;
 
 /// Each on a thread of its own, `rounds` times, beginning together.
 void runTogether(const std::vector<std::function<void(int round)>>& works) {
-    std::latch start(static_cast<std::ptrdiff_t>(works.size()));
+    Latch start(static_cast<int>(works.size()));
     std::vector<std::thread> threads;
     for (const auto& work : works) {
         threads.emplace_back([&] {
-            start.arrive_and_wait();
+            start.arriveAndWait();
             for (int round = 0; round < rounds; ++round) {
                 work(round);
             }

@@ -1,5 +1,6 @@
 #include "zet/SafeGlobal.h"
 
+#include "tests/support/Latch.h"
 #include "zet/Error.h"
 
 #include <gtest/gtest.h>
@@ -8,12 +9,12 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <latch>
 #include <thread>
 #include <vector>
 
 namespace {
 
+using vexil_test::Latch;
 using zet::CSafeGlobalGuard;
 using zet::P;
 using zet::TSafeGlobal;
@@ -95,11 +96,11 @@ TEST_F(SafeGlobalTest, KeepsForeignExceptionsForTheFirstCaller) {
 std::vector<std::string> messagesOfConcurrentGets(CGlobal& global) {
     constexpr int threadCount = 8;
     std::vector<std::string> messages(threadCount);
-    std::latch start(threadCount);
+    Latch start(threadCount);
     std::vector<std::thread> threads;
     for (std::string& message : messages) {
         threads.emplace_back([&] {
-            start.arrive_and_wait();
+            start.arriveAndWait();
             message = global.messageOfGet();
         });
     }
@@ -131,17 +132,17 @@ TEST_F(SafeGlobalTest, TellsTheFailureItselfToOneOfManyThreads) {
 }
 
 CGlobal* g_concurrent = nullptr;
-std::latch* g_isConstructing = nullptr;
-std::latch* g_mayContinue = nullptr;
+Latch* g_isConstructing = nullptr;
+Latch* g_mayContinue = nullptr;
 
 TEST_F(SafeGlobalTest, LetsOthersWaitForTheConstruction) {
     CGlobal global(&create);
-    std::latch isConstructing(1);
-    std::latch mayContinue(1);
+    Latch isConstructing(1);
+    Latch mayContinue(1);
     g_isConstructing = &isConstructing;
     g_mayContinue = &mayContinue;
     g_beforeCreation = [] {
-        g_isConstructing->count_down();
+        g_isConstructing->countDown();
         g_mayContinue->wait();
     };
     const CInstance* first = nullptr;
@@ -151,7 +152,7 @@ TEST_F(SafeGlobalTest, LetsOthersWaitForTheConstruction) {
     EXPECT_EQ(global.guard.getState(), CSafeGlobalGuard::Constructing);
     EXPECT_FALSE(global.guard.claimConstruction()) << "another thread constructs";
     std::thread waiting([&] { second = global.holder.get(); });
-    mayContinue.count_down();
+    mayContinue.countDown();
     constructing.join();
     waiting.join();
     EXPECT_NE(first, nullptr);

@@ -1,17 +1,18 @@
 #include "zet/WakeUp.h"
 
+#include "tests/support/Latch.h"
 #include "zet/PosixSelect.h"
 
 #include <asio/io_context.hpp>
 #include <curl/curl.h>
 #include <gtest/gtest.h>
 
-#include <latch>
 #include <thread>
 #include <vector>
 
 namespace {
 
+using vexil_test::Latch;
 using zet::CPosixSelect;
 using zet::CWakeUp;
 
@@ -74,10 +75,10 @@ TEST_F(WakeUpTest, AClearOfNothingLosesNoWake) {
 }
 
 TEST_F(WakeUpTest, EndsTheWaitOfAnotherThread) {
-    std::latch isWaiting(1);
+    Latch isWaiting(1);
     bool isWoken = false;
     std::thread other([&] {
-        isWaiting.count_down();
+        isWaiting.countDown();
         isWoken = isReadable(wakeUp, -1);
     });
     isWaiting.wait();
