@@ -4,6 +4,7 @@
 #include "zet/ModulePath.h"
 
 #include <filesystem>
+#include <string>
 
 namespace zet {
 
@@ -11,8 +12,15 @@ namespace {
 
 using Path = CResourceManager::Path;
 
+// By UTF-8: on Linux the library's conversion of wide characters knows those of the process's locale only.
 std::filesystem::path toFileSystemPath(const Path& path) {
-    return std::filesystem::path(path.getText().view());
+    const std::string bytes = path.getText().toUTF8();
+    return std::filesystem::path(std::u8string(bytes.begin(), bytes.end()));
+}
+
+Path fromFileSystemPath(const std::filesystem::path& path) {
+    const std::u8string bytes = path.u8string();
+    return String::fromUTF8(std::string(bytes.begin(), bytes.end()));
 }
 
 bool isFile(const std::filesystem::path& path) {
@@ -44,7 +52,7 @@ CResourceManager::Path CResourceManager::findResource(const Path& relativePath) 
     for (const Path& folder : m_folders) {
         const std::filesystem::path file = toFileSystemPath(folder.join(relativePath));
         if (isFile(file)) {
-            return String(file.lexically_normal().wstring());
+            return fromFileSystemPath(file.lexically_normal());
         }
     }
     return Path();

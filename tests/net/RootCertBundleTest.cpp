@@ -16,7 +16,8 @@ namespace fs = std::filesystem;
 using Path = vexil::TPathImpl<vexil::CWindowsPathTraits>;
 
 fs::path toFileSystem(const Path& path) {
-    return fs::path(path.getText().view());
+    const std::string bytes = path.getText().toUTF8();
+    return fs::path(std::u8string(bytes.begin(), bytes.end()));
 }
 
 /// Windows adds the drive.
@@ -34,10 +35,13 @@ TEST(RootCertBundleTest, IsTheOneThatTheBuildBrings) {
 }
 
 TEST(RootCertBundleTest, IsTheApplicationsIfItBringsOne) {
-    const fs::path folder = fs::path(testing::TempDir()) / "RootCertBundleTest" / "resources";
+    const fs::path folder = fs::path(testing::TempDir()) / "RootCertBundleTest" / u8"ä€\U0001F600";
+    // What a run that failed has left.
+    fs::remove_all(folder.parent_path());
     fs::create_directories(folder / "vexil");
     std::ofstream(folder / "vexil" / "ca-bundle.crt") << "own";
-    const Path path(vexil::String(folder.wstring()));
+    const std::u8string bytes = folder.u8string();
+    const Path path(vexil::String::fromUTF8(std::string(bytes.begin(), bytes.end())));
     const auto manager = zet::CResourceManager::get();
 
     manager->addResourceFolder(path);

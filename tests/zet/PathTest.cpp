@@ -87,6 +87,8 @@ protected:
     void SetUp() override {
         m_root = std::filesystem::temp_directory_path() /
                  ("vexil-resources-" + std::to_string(std::random_device()()));
+        // Characters of two, three and four bytes: one unit of UTF-16, one, and two.
+        m_root += u8"-ä€\U0001F600";
         write("first/vexil/both.txt");
         write("first/vexil/one.txt");
         write("second/vexil/both.txt");
@@ -105,7 +107,10 @@ protected:
         std::ofstream(target) << "text";
     }
 
-    Path path(const char* name) const { return String((m_root / name).make_preferred().wstring()); }
+    Path path(const char* name) const {
+        const std::u8string bytes = (m_root / name).make_preferred().u8string();
+        return String::fromUTF8(std::string(bytes.begin(), bytes.end()));
+    }
 
     const zet::P<CResourceManager> m_manager = CResourceManager::get();
     std::filesystem::path m_root;
