@@ -442,6 +442,19 @@ TEST_F(FTPClientWire, ADownloadResumesBehindWhatIsThere) {
     expectEnd();
 }
 
+TEST_F(FTPClientWire, ADownloadResumesBehindMoreThan4GiB) {
+    peer.play(login + FTPDialogue{epsv,
+                                  binary,
+                                  {"SIZE x", {"213 5000000003"}},
+                                  {"REST 5000000000", {"350 From there"}},
+                                  sends("RETR x", "end"),
+                                  quit});
+    client.prepareDownloadRequest(*request, "/x", 5000000000, -1);
+    request->perform();
+    EXPECT_EQ(body(), "end");
+    expectEnd();
+}
+
 TEST_F(FTPClientWire, ARangeWithAnEndBreaksItsTransferOffAndTheConnection) {
     const FTPDialogue begin =
         login + FTPDialogue{epsv, binary, {"SIZE x", {"213 10"}}, {"REST 2", {"350 From 2"}}};
