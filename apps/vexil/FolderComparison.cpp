@@ -3,6 +3,7 @@
 #include "apps/vexil/Console.h"
 #include "apps/vexil/FileProgress.h"
 #include "apps/vexil/Interrupt.h"
+#include "apps/vexil/Platform.h"
 #include "apps/vexil/Text.h"
 
 #include <system_error>
@@ -15,7 +16,7 @@ namespace {
 
 bool hasFile(const CFolderWalker& walker, const fs::path& relativePath) {
     std::error_code ignored;
-    return fs::is_regular_file(fs::symlink_status(walker.getFolder() / relativePath, ignored));
+    return fs::is_regular_file(getEntryStatus(walker.getFolder() / relativePath, ignored));
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "apps/vexil/FolderWalker.h"
 
 #include "apps/vexil/Interrupt.h"
+#include "apps/vexil/Platform.h"
 #include "apps/vexil/Text.h"
 
 #include <algorithm>
@@ -63,33 +64,27 @@ void CFolderWalker::walk(IFolderVisitor& visitor) const {
 
 void CFolderWalker::walkFolder(IFolderVisitor& visitor, const fs::path& relativePath) const {
     std::error_code failure;
-    std::vector<fs::directory_entry> entries;
-    for (fs::directory_iterator next(m_folder / relativePath, failure);
-         !failure && next != fs::directory_iterator(); next.increment(failure)) {
-        entries.push_back(*next);
-    }
+    std::vector<fs::path> names = listFolder(m_folder / relativePath, failure);
     if (failure) {
         visitor.onProblem(relativePath.empty() ? fs::path(".") : relativePath,
                           "the folder cannot be read: " + describeFailure(failure));
-    } else if (entries.empty() && !relativePath.empty()) {
+    } else if (names.empty() && !relativePath.empty()) {
         visitor.onEmptyFolder(relativePath);
     }
-    std::sort(entries.begin(), entries.end(), [](const auto& left, const auto& right) {
-        return left.path().native() < right.path().native();
-    });
-    for (const fs::directory_entry& entry : entries) {
-        visit(visitor, entry, relativePath / entry.path().filename());
+    std::sort(names.begin(), names.end(),
+              [](const fs::path& left, const fs::path& right) { return left.native() < right.native(); });
+    for (const fs::path& name : names) {
+        visit(visitor, relativePath / name);
     }
 }
 
-void CFolderWalker::visit(IFolderVisitor& visitor, const fs::directory_entry& entry,
-                          const fs::path& relativePath) const {
+void CFolderWalker::visit(IFolderVisitor& visitor, const fs::path& relativePath) const {
     CInterrupt::throwIfRequested();
     if (isExcluded(relativePath)) {
         return;
     }
     std::error_code failure;
-    const fs::file_status status = entry.symlink_status(failure);
+    const fs::file_status status = getEntryStatus(m_folder / relativePath, failure);
     if (!fs::status_known(status) || !fs::exists(status)) {
         visitor.onProblem(relativePath, describeFailure(failure));
     } else if (fs::is_directory(status)) {

@@ -34,8 +34,7 @@ public:
 
 private:
     void walkFolder(IFolderVisitor& visitor, const std::filesystem::path& relativePath) const;
-    void visit(IFolderVisitor& visitor, const std::filesystem::directory_entry& entry,
-               const std::filesystem::path& relativePath) const;
+    void visit(IFolderVisitor& visitor, const std::filesystem::path& relativePath) const;
     bool isExcluded(const std::filesystem::path& relativePath) const;
 
     std::filesystem::path m_folder;

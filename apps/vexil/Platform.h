@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace vexil::app {
@@ -31,6 +32,14 @@ int getTerminalColumns(StandardStream stream);
 /// Writes to standard error. Where it takes nothing, an interrupt ends this.
 /// \return how many bytes were written
 std::size_t writeStandardError(const char* data, std::size_t size) noexcept;
+
+/// The names in a folder, in no order, also of one whose path is longer than the runtime of C++ can take on Windows.
+/// \param failure  set when the folder cannot be read, cleared otherwise
+std::vector<std::filesystem::path> listFolder(const std::filesystem::path& folder, std::error_code& failure);
+
+/// What a path leads to; a link is one, and so is a junction of Windows: it is not followed.
+/// \param failure  set when it cannot be looked at, cleared otherwise
+std::filesystem::file_status getEntryStatus(const std::filesystem::path& path, std::error_code& failure);
 
 /// Whether others than the file's owner may read it. False where the system has no such rights.
 bool isReadableByOthers(const std::filesystem::path& file);

@@ -82,6 +82,19 @@ std::size_t writeStandardError(const char* data, std::size_t size) noexcept {
     return written;
 }
 
+std::vector<std::filesystem::path> listFolder(const std::filesystem::path& folder, std::error_code& failure) {
+    std::vector<std::filesystem::path> names;
+    for (std::filesystem::directory_iterator next(folder, failure);
+         !failure && next != std::filesystem::directory_iterator(); next.increment(failure)) {
+        names.push_back(next->path().filename());
+    }
+    return names;
+}
+
+std::filesystem::file_status getEntryStatus(const std::filesystem::path& path, std::error_code& failure) {
+    return std::filesystem::symlink_status(path, failure);
+}
+
 bool isReadableByOthers(const std::filesystem::path& file) {
     struct stat status = {};
     return stat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&

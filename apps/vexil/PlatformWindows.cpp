@@ -9,11 +9,55 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <shellapi.h>
 #include <string_view>
 #include <sys/stat.h>
 
 namespace vexil::app {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct CSearchCloser {
+    using pointer = HANDLE;
+    void operator()(HANDLE search) const noexcept { FindClose(search); }
+};
+using Search = std::unique_ptr<HANDLE, CSearchCloser>;
+
+// In words of the C++ library, as for other files, not in the language of the system.
+std::error_code getLastFailure() {
+    const std::error_code failure(static_cast<int>(GetLastError()), std::system_category());
+    const std::error_condition condition = failure.default_error_condition();
+    return condition.category() == std::generic_category()
+               ? std::error_code(condition.value(), std::generic_category())
+               : failure;
+}
+
+// With the prefix, which only whole paths can have, a path may be longer than 260 units.
+std::wstring makeUnlimited(const fs::path& path) {
+    std::wstring whole(GetFullPathNameW(path.c_str(), 0, nullptr, nullptr), L'\0');
+    whole.resize(GetFullPathNameW(path.c_str(), static_cast<DWORD>(whole.size()), whole.data(), nullptr));
+    if (whole.starts_with(LR"(\\?\)") || whole.starts_with(LR"(\\.\)")) {
+        return whole;
+    }
+    return whole.starts_with(LR"(\\)") ? LR"(\\?\UNC)" + whole.substr(1) : LR"(\\?\)" + whole;
+}
+
+Search find(const std::wstring& pattern, WIN32_FIND_DATAW& found, std::error_code& failure) {
+    const HANDLE search = FindFirstFileW(pattern.c_str(), &found);
+    failure = search == INVALID_HANDLE_VALUE ? getLastFailure() : std::error_code();
+    return Search(failure ? nullptr : search);
+}
+
+// Files that a cloud keeps are not what they seem either, but they stand for nothing else.
+bool isLink(const WIN32_FIND_DATAW& entry) {
+    return (entry.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 &&
+           IsReparseTagNameSurrogate(entry.dwReserved0);
+}
+
+}  // namespace
 
 void initializePlatform() {
     _setmode(_fileno(stdout), _O_BINARY);
@@ -52,6 +96,48 @@ std::size_t writeStandardError(const char* data, std::size_t size) noexcept {
     const std::size_t written = std::fwrite(data, 1, size, stderr);
     std::fflush(stderr);
     return written;
+}
+
+std::vector<fs::path> listFolder(const fs::path& folder, std::error_code& failure) {
+    std::wstring pattern = makeUnlimited(folder);
+    pattern += pattern.ends_with(L'\\') ? L"*" : LR"(\*)";
+    std::vector<fs::path> names;
+    WIN32_FIND_DATAW entry = {};
+    const Search search = find(pattern, entry, failure);
+    if (!search) {
+        // The top of a drive has no entry for itself, and may have no other one.
+        if (GetLastError() == ERROR_FILE_NOT_FOUND) {
+            failure.clear();
+        }
+        return names;
+    }
+    do {
+        if (const std::wstring_view name = entry.cFileName; name != L"." && name != L"..") {
+            names.emplace_back(name);
+        }
+    } while (FindNextFileW(search.get(), &entry));
+    if (GetLastError() != ERROR_NO_MORE_FILES) {
+        failure = getLastFailure();
+    }
+    return names;
+}
+
+fs::file_status getEntryStatus(const fs::path& path, std::error_code& failure) {
+    const std::wstring whole = makeUnlimited(path);
+    const DWORD attributes = GetFileAttributesW(whole.c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES) {
+        failure = getLastFailure();
+        return fs::file_status(failure == std::errc::no_such_file_or_directory ? fs::file_type::not_found
+                                                                               : fs::file_type::none);
+    }
+    // Only a search tells what kind of reparse point it is, but it finds no root of a drive.
+    WIN32_FIND_DATAW entry = {};
+    failure.clear();
+    if ((attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 && find(whole, entry, failure) && isLink(entry)) {
+        return fs::file_status(fs::file_type::symlink);
+    }
+    return fs::file_status((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? fs::file_type::directory
+                                                                        : fs::file_type::regular);
 }
 
 bool isReadableByOthers(const std::filesystem::path&) {

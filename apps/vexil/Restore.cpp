@@ -5,6 +5,7 @@
 #include "apps/vexil/FileProgress.h"
 #include "apps/vexil/Interrupt.h"
 #include "apps/vexil/PartFile.h"
+#include "apps/vexil/Platform.h"
 #include "apps/vexil/Text.h"
 #include "apps/vexil/TransferMonitor.h"
 #include "apps/vexil/TransferQueue.h"
@@ -159,7 +160,7 @@ void CRestore::makeFolders(const fs::path& relativePath) {
     for (const fs::path& name : relativePath) {
         folder /= name;
         std::error_code failure;
-        const fs::file_status status = fs::symlink_status(folder, failure);
+        const fs::file_status status = getEntryStatus(folder, failure);
         if (fs::is_directory(status)) {
             continue;
         }
