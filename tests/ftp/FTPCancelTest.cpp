@@ -119,6 +119,24 @@ TEST_P(FTPCancel, LaterTransfersShareAConnectionAgain) {
     EXPECT_EQ(control.connectionCount(), 2u);
 }
 
+TEST_P(FTPCancel, ACallerWhoForbidsToShareItGetsAConnectionEachTime) {
+    playLogin().expectLine("DELE /f").waitForClose();
+    client.prepareDeleteFileRequest(*request, "/f");
+    request->setOptionInt(CURLOPT_FORBID_REUSE, 1);
+    cancelBehind("USER u\r\nPASS p\r\nPWD\r\nDELE /f\r\n");
+    request->setTransferProgress(nullptr);
+    for (std::size_t transfer = 1; transfer <= 2; ++transfer) {
+        playLogin()
+            .expectLine("DELE /f")
+            .reply("250 Gone\r\n")
+            .expectLine("QUIT")
+            .reply("221 Bye\r\n")
+            .close();
+        request->perform();
+        EXPECT_EQ(control.connectionCount(), transfer + 1);
+    }
+}
+
 TEST_P(FTPCancel, InTheMiddleOfADownload) {
     playPassive()
         .expectLine("SIZE f")

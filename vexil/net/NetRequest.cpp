@@ -57,6 +57,7 @@ void CNetRequest::reset() {
     m_progress = nullptr;
     m_isCancellable = false;
     m_isWatched = false;
+    m_forbidsReuse = false;
     setDefaultReceiveDataStream();
     setServerInfoToUpdate(nullptr);
     // Before method and upload are cleared: an automatic verbose setting is decided by the last use.

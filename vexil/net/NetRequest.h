@@ -511,6 +511,8 @@ private:
 
     void setProgressOptions();
     bool isProgressDue() noexcept;
+    /// Behind a cancelled transfer: what the caller has set counts again.
+    void restoreReuse() noexcept;
     void forgetCancel() noexcept;
 
     void checkTransferResult(CURLcode result);
@@ -560,7 +562,8 @@ private:
     bool m_isCancellable = false;
     std::atomic<bool> m_isWatched{false};  // libcurl calls the progress callback
     std::atomic<bool> m_isCancelRequested{false};
-    bool m_isCancelled = false;  // the callback has ended the transfer for that
+    bool m_isCancelled = false;   // the callback has ended the transfer for that
+    bool m_forbidsReuse = false;  // CURLOPT_FORBID_REUSE, as the caller has set it
 
     CHeaderAssembler m_headerAssembler;
     String m_headerLine;  // kept for its memory

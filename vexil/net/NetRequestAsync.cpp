@@ -70,9 +70,7 @@ void CNetRequest::endAsync(CURLcode result) {
 
 void CNetRequest::storeAsyncResult(CURLcode result) {
     m_asyncResult = result;
-    if (m_isCancelled && !m_isHTTP) {
-        curl_easy_setopt(m_handle.get(), CURLOPT_FORBID_REUSE, 0L);
-    }
+    restoreReuse();
     if (result == CURLE_OK && m_url.startsWith("http") && !isSuccessStatus(getResponseCode())) {
         m_asyncResult = CURLE_HTTP_RETURNED_ERROR;
     }

@@ -45,6 +45,9 @@ void CNetRequest::checkOptionResult(CURLcode result) {
 
 void CNetRequest::setOptionInt(CURLoption option, int value) {
     setOption(option, static_cast<long>(value));
+    if (option == CURLOPT_FORBID_REUSE) {
+        m_forbidsReuse = value != 0;
+    }
 }
 
 void CNetRequest::setOptionInt64(CURLoption option, int64 value) {

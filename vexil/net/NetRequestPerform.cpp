@@ -49,9 +49,7 @@ void CNetRequest::perform() {
     resetForPerform();
     clearErrorBuffer();
     const CURLcode result = curl_easy_perform(m_handle.get());
-    if (m_isCancelled && !m_isHTTP) {
-        curl_easy_setopt(m_handle.get(), CURLOPT_FORBID_REUSE, 0L);
-    }
+    restoreReuse();
     // The listener may reset this request or release it: from its call on only what is held here is used.
     const P<IDoneListener> listener = m_doneListener;
     try {

@@ -48,10 +48,16 @@ int CNetRequest::progressHandler(int64 downloadTotal, int64 downloaded, int64 up
     m_isCancelled = m_isCancelRequested;
     if (m_isCancelled && !m_isHTTP) {
         // libcurl keeps a connection that it leaves while it waits for the reply behind a file or a mail. The next
-        // transfer would take that reply for its own. Switched off again at the end of this one.
+        // transfer would take that reply for its own. restoreReuse() ends this.
         curl_easy_setopt(m_handle.get(), CURLOPT_FORBID_REUSE, 1L);
     }
     return m_isCancelled ? 1 : 0;
+}
+
+void CNetRequest::restoreReuse() noexcept {
+    if (m_isCancelled && !m_isHTTP) {
+        curl_easy_setopt(m_handle.get(), CURLOPT_FORBID_REUSE, m_forbidsReuse ? 1L : 0L);
+    }
 }
 
 bool CNetRequest::isProgressDue() noexcept {
