@@ -7,7 +7,7 @@
 set -euo pipefail
 
 : "${WINEPREFIX:?name the folder that make-wine-prefix.sh has made}"
-export WINEDEBUG=${WINEDEBUG:--all,err+module}
+export WINEDEBUG=${WINEDEBUG:--all,err+module,err+seh,err+virtual}
 # No window that offers to install something, no entries in a menu.
 export WINEDLLOVERRIDES='mscoree,mshtml,winemenubuilder.exe='
 # Wine takes arguments and file names in the encoding of the locale.
