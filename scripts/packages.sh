@@ -24,8 +24,8 @@ readonly test_packages=(
     libgtest-dev libgmock-dev googletest libasio-dev doxygen clang-format g++-mingw-w64-x86-64-posix
 )
 readonly bench_packages=(valgrind strace libasio-dev nginx openssl python3)
-# Without the preloader Wine's loader may have its heap at 0x7ffe0000, where Windows keeps data for all programs: Wine then
-# ends with code 1, once in some thousand starts.
+# Without the preloader Wine's loader may have its heap at 0x7ffe0000, where Windows keeps data for all programs: Wine
+# then ends with code 1, once in some thousand starts.
 readonly windows_packages=(
     "${program_test_packages[@]}"
     g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine64 wine64-preloader

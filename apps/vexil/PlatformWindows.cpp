@@ -130,11 +130,17 @@ fs::file_status getEntryStatus(const fs::path& path, std::error_code& failure) {
         return fs::file_status(failure == std::errc::no_such_file_or_directory ? fs::file_type::not_found
                                                                                : fs::file_type::none);
     }
-    // Only a search tells what kind of reparse point it is, but it finds no root of a drive.
-    WIN32_FIND_DATAW entry = {};
     failure.clear();
-    if ((attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 && find(whole, entry, failure) && isLink(entry)) {
-        return fs::file_status(fs::file_type::symlink);
+    // Only a search tells what kind of reparse point it is, but it finds no root of a drive.
+    if ((attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
+        WIN32_FIND_DATAW entry = {};
+        if (!find(whole, entry, failure)) {
+            // It may be a link, which nobody shall follow.
+            return fs::file_status(fs::file_type::none);
+        }
+        if (isLink(entry)) {
+            return fs::file_status(fs::file_type::symlink);
+        }
     }
     return fs::file_status((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? fs::file_type::directory
                                                                         : fs::file_type::regular);
