@@ -103,6 +103,8 @@ TEST_P(FTPCancel, WhileACommandIsNotAnswered) {
 
 TEST_P(FTPCancel, LaterTransfersShareAConnectionAgain) {
     playLogin().expectLine("DELE /f").waitForClose();
+    // Of the use before: a preparation resets the request.
+    request->setOptionInt(CURLOPT_FORBID_REUSE, 1);
     client.prepareDeleteFileRequest(*request, "/f");
     cancelBehind("USER u\r\nPASS p\r\nPWD\r\nDELE /f\r\n");
     playLogin()
