@@ -10,6 +10,9 @@ build_dir=$(realpath -m -- "${1:?usage: build.sh BUILD_DIR [CMAKE_ARGUMENT...]}"
 shift
 cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.."
 
+# What one checkout has compiled serves every other one on this machine.
+export CCACHE_BASEDIR=${CCACHE_BASEDIR:-$PWD} CCACHE_NOHASHDIR=${CCACHE_NOHASHDIR:-1}
+
 mkdir -p -- "$build_dir"
 log=$build_dir/configure.log
 if ! cmake -S . -B "$build_dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
