@@ -44,6 +44,10 @@ void CThread::start() {
         m_state = State::NotStarted;
         throw CError("Error starting the thread '" + m_name + "': " + String::fromUTF8Lossy(error.what()),
                      "system", error.code().value());
+    } catch (...) {
+        // No memory for it: nobody may wait for the end of a thread that does not exist.
+        m_state = State::NotStarted;
+        throw;
     }
     m_id = m_thread.get_id();
 }
@@ -96,8 +100,13 @@ void CThread::keepError() noexcept {
         const std::lock_guard lock(m_mutex);
         m_error = error;
     }
-    if (m_logErrors) {
+    if (!m_logErrors) {
+        return;
+    }
+    try {
         logError(*error, "An error has ended a thread.", m_name);
+    } catch (...) {
+        // Memory has run out, for the text too.
     }
 }
 

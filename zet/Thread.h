@@ -59,6 +59,7 @@ public:
 
     /// Starts the thread.
     /// \throws CError when it was started before, and, with domain "system", when the system has no more threads
+    /// \throws std::bad_alloc when there is no memory; like a refusal of the system, that may be tried again
     void start();
     /// Asks the thread to stop.
     /// \param wait  return when its body has ended. Returns at once when the thread does not run, or is the

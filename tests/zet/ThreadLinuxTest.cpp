@@ -1,4 +1,5 @@
 // What the system sees of a thread, and what it may refuse.
+#include "tests/support/FailingAllocations.h"
 #include "zet/Thread.h"
 
 #include <gtest/gtest.h>
@@ -11,6 +12,8 @@
 
 namespace {
 
+using vexil_test::FailingAllocations;
+using vexil_test::Shortage;
 using zet::CError;
 using zet::CThread;
 using zet::String;
@@ -110,6 +113,69 @@ TEST(ThreadStartTest, TellsThatTheSystemHasNoMoreThreads) {
     thread.start();
     thread.stop(true);
     EXPECT_EQ(thread.seen, "backup") << "a start that failed may be tried again";
+}
+
+/// Starts the thread while the n-th allocation fails. Tells whether one did.
+bool startWithout(CThread& thread, long n, Shortage shortage) {
+    const FailingAllocations failing(n, shortage);
+    try {
+        thread.start();
+    } catch (const std::bad_alloc&) {
+        return true;
+    }
+    return failing.haveFailed();
+}
+
+TEST(ThreadStartTest, TellsThatMemoryHasRunOut) {
+    for (const Shortage shortage : {Shortage::One, Shortage::FromHere}) {
+        int failures = 0;
+        for (long n = 1; n <= 20; ++n) {
+            auto* const thread = new NamedThread("backup");
+            const bool hasFailed = startWithout(*thread, n, shortage);
+            if (hasFailed) {
+                // Not deleted then: that would wait for ever for the end of a thread that does not exist.
+                ASSERT_FALSE(thread->isAlive()) << "a start that failed counts as one";
+                ++failures;
+                thread->start();
+            }
+            thread->stop(true);
+            EXPECT_EQ(thread->seen, "backup") << "a start that failed may be tried again";
+            delete thread;
+        }
+        EXPECT_GT(failures, 0);
+        EXPECT_LT(failures, 20);
+    }
+}
+
+/// Ends by an error while there is no memory at all.
+class StarvedThread : public CThread {
+public:
+    ~StarvedThread() override { stop(true); }
+
+protected:
+    void runImpl() override {
+        FailingAllocations::takePart();
+        isRunning.set();
+        mayEnd.wait(-1);
+        throw std::bad_alloc();
+    }
+
+public:
+    zet::CSignal isRunning;
+    zet::CSignal mayEnd;
+};
+
+TEST(ThreadEndTest, ByAnErrorNeedsNoMemory) {
+    StarvedThread thread;
+    thread.start();
+    thread.isRunning.wait(-1);
+    {
+        const FailingAllocations failing(1, Shortage::FromHere);
+        thread.mayEnd.set();
+        thread.stop(true);
+    }
+    ASSERT_TRUE(thread.getError());
+    EXPECT_EQ(thread.getError()->getMessage(), "Out of memory.");
 }
 
 }  // namespace
