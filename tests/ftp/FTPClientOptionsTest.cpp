@@ -363,6 +363,26 @@ TEST_F(FTPClientOptions, AnImplicitConnectionIsASchemeAndAnExplicitOneAnOption) 
                             "FTP_FILEMETHOD=2L", "FTP_CREATE_MISSING_DIRS=0L", "HTTPPROXYTUNNEL=1L"));
 }
 
+TEST_F(FTPClientOptions, TheNewestVersionOfTLSIsSetBeforeTheHook) {
+    for (const auto type : {CFTPClient::ConnectExplicitTLS, CFTPClient::ConnectImplicitTLS}) {
+        CFTPClient client("h:990", "u", "p", type);
+        client.setMaxTLSVersion(vexil::TLSVersion1_2);
+        client.setRequestSetup(
+            new FunctionSetup([](CNetRequest& prepared) { prepared.setOptionInt(CURLOPT_TIMEOUT_MS, 5); }));
+        for (const Operation& operation : operations) {
+            const Texts options = optionsOf(operation, client);
+            const auto version = std::find(options.begin(), options.end(), "SSLVERSION=393216L");
+            EXPECT_LT(version, std::find(options.begin(), options.end(), "TIMEOUT_MS=5L"))
+                << operation.member;
+        }
+        const CFTPClient copy = client;
+        EXPECT_EQ(optionsOf(operations[0], copy), optionsOf(operations[0], client));
+        client.setMaxTLSVersion(vexil::TLSVersionDefault);
+        EXPECT_THAT(optionsOf(operations[0], client),
+                    testing::Not(testing::Contains(testing::StartsWith("SSLVERSION"))));
+    }
+}
+
 TEST_F(FTPClientOptions, TheOverrideIsTakenAwayAgain) {
     CFTPClient client("h", "u", "p", plain);
     client.setOverrideCWDType(CFTPClient::CWDDirect);

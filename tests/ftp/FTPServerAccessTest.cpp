@@ -104,6 +104,25 @@ TEST_P(FTPServerTLS, ControlAndDataAreProtected) {
     EXPECT_LT(first, log.find("PASS "));
 }
 
+TEST_P(FTPServerTLS, TheNewestVersionOfTLSIsThatOfTheClient) {
+    const auto versionsOf = [&](vexil::TLSVersion version) {
+        CFTPClient limited(access.host(), "tester", "secret", access.connectType);
+        limited.setMaxTLSVersion(version);
+        limited.setRequestSetup(new FunctionSetup([this](CNetRequest& prepared) {
+            prepared.setRootCertBundlePath(access.bundle());
+            prepared.setVerbose(true);
+        }));
+        CNetRequest own;
+        const P<CFTPListDirResult> listing = limited.listDir(own, text(directory));
+        const std::string log = dump(*own.getVerboseOutput(1000));
+        return std::pair(log.find("using TLSv1.2") != std::string::npos,
+                         log.find("using TLSv1.3") != std::string::npos);
+    };
+    EXPECT_EQ(versionsOf(vexil::TLSVersion1_2), std::pair(true, false));
+    EXPECT_EQ(versionsOf(vexil::TLSVersion1_3), std::pair(false, true));
+    EXPECT_EQ(versionsOf(vexil::TLSVersionDefault), std::pair(false, true));
+}
+
 TEST_P(FTPServerTLS, ServerOfAnotherAuthorityIsRefused) {
     client.setRequestSetup(trust(access, access.wrongBundle()));
     CNetRequest own;

@@ -271,6 +271,11 @@ std::vector<Setter> setters() {
              r.setRootCertBundlePath(vexil::TPathImpl<vexil::CWindowsPathTraits>("/a/\xc3\xbc.crt"));
          },
          {"CAINFO='/a/\xc3\xbc.crt'"}},
+        {"TLSAtMost1_0", [](R& r) { r.setMaxTLSVersion(vexil::TLSVersion1_0); }, {"SSLVERSION=262144L"}},
+        {"TLSAtMost1_1", [](R& r) { r.setMaxTLSVersion(vexil::TLSVersion1_1); }, {"SSLVERSION=327680L"}},
+        {"TLSAtMost1_2", [](R& r) { r.setMaxTLSVersion(vexil::TLSVersion1_2); }, {"SSLVERSION=393216L"}},
+        {"TLSAtMost1_3", [](R& r) { r.setMaxTLSVersion(vexil::TLSVersion1_3); }, {"SSLVERSION=458752L"}},
+        {"TLSOfLibcurl", [](R& r) { r.setMaxTLSVersion(vexil::TLSVersionDefault); }, {"SSLVERSION=0L"}},
         {"Range", [](R& r) { r.setRange(0, 10); }, {"RANGE='0-9'"}},
         {"RangeOpen", [](R& r) { r.setRange(100, -1); }, {"RANGE='100-'"}},
         {"RangeOfOne", [](R& r) { r.setRange(5, 1); }, {"RANGE='5-5'"}},
@@ -334,6 +339,30 @@ TEST_F(NetRequestOptions, EachSetterThrowsWhenLibcurlRefuses) {
         }
     }
     optionsUntilFailure = -1;
+}
+
+TEST_F(NetRequestOptions, TheNewestVersionOfTLSLeavesTheOldestOneAsItIs) {
+    makeRequest();
+    request->setOptionInt(CURLOPT_SSLVERSION, CURL_SSLVERSION_TLSv1_2);
+    request->setMaxTLSVersion(vexil::TLSVersion1_3);
+    request->setMaxTLSVersion(vexil::TLSVersionDefault);
+    EXPECT_THAT(recorded(), ElementsAre("SSLVERSION=6L", "SSLVERSION=458758L", "SSLVERSION=6L"));
+    request->reset();
+    recorded();
+    request->setMaxTLSVersion(vexil::TLSVersion1_2);
+    EXPECT_THAT(recorded(), ElementsAre("SSLVERSION=393216L")) << "a reset forgets the oldest one";
+}
+
+TEST_F(NetRequestOptions, AVersionOfTLSThatDoesNotExistIsRefused) {
+    makeRequest();
+    for (const int version : {1, 9, 14, -1}) {
+        const auto error = thrownBy<vexil::CInvalidArgError>(
+            [&] { request->setMaxTLSVersion(static_cast<vexil::TLSVersion>(version)); });
+        ASSERT_TRUE(error) << version;
+        EXPECT_EQ(error->getPlace(), "CNetRequest::setMaxTLSVersion");
+        EXPECT_EQ(error->getMessage(), "unknown TLS version: " + String::fromInt(version));
+    }
+    EXPECT_THAT(recorded(), IsEmpty());
 }
 
 TEST_F(NetRequestOptions, TheSizeOfAPostIsSetTwice) {

@@ -274,6 +274,7 @@ void name_vexil_CNetRequest() {
     name(static_cast<void (Class::*)(const String&)>(&Class::setProxy));
     name(static_cast<void (Class::*)(unsigned int)>(&Class::setHTTPAuthMethods));
     name(static_cast<void (Class::*)(bool)>(&Class::setSSLVerifyPeer));
+    name(static_cast<void (Class::*)(TLSVersion)>(&Class::setMaxTLSVersion));
     name(static_cast<void (Class::*)(const TPathImpl<CWindowsPathTraits>&)>(&Class::setRootCertBundlePath));
     name(static_cast<void (Class::*)(const String&)>(&Class::setHTTPMethod));
     name(static_cast<String (Class::*)() const>(&Class::getHTTPMethod));
@@ -997,6 +998,7 @@ void name_vexil_CFTPClient() {
     }
     name(static_cast<void (Class::*)(Class::CWDType)>(&Class::setOverrideCWDType));
     name(static_cast<void (Class::*)(Class::PathEncoding)>(&Class::setPathEncoding));
+    name(static_cast<void (Class::*)(TLSVersion)>(&Class::setMaxTLSVersion));
     name(static_cast<void (Class::*)(INetRequestSetup*)>(&Class::setRequestSetup));
     name(static_cast<void (Class::*)(CNetRequest&, const String&, int64, int64)>(
         &Class::prepareDownloadRequest));

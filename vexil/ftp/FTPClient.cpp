@@ -130,6 +130,9 @@ void CFTPClient::beginPrepareRequest(CNetRequest& request, const String& path, b
     if (m_connectType == ConnectExplicitTLS) {
         request.setFTPUseSSL(CURLUSESSL_ALL);
     }
+    if (m_maxTLSVersion != TLSVersionDefault) {
+        request.setMaxTLSVersion(m_maxTLSVersion);
+    }
     const CWDType byNeed = createMissingDirs ? CWDSteps : CWDNone;
     switch (m_overrideCWDType == CWDInvalid ? byNeed : m_overrideCWDType) {
     case CWDSteps:

@@ -38,8 +38,8 @@ namespace vexil {
 ///
 /// Uploads over TLS 1.3: libcurl 7.88 closes the data connection without reading what a server has sent on it, and a
 /// server that sends session tickets sees a reset then. One that has not read everything yet and takes the reset for
-/// the end of the file confirms a file that is cut (pyftpdlib does). Compare the size afterwards (MLST), or set
-/// CURLOPT_SSLVERSION to CURL_SSLVERSION_MAX_TLSv1_2 in the hook.
+/// the end of the file confirms a file that is cut (pyftpdlib does). Compare the size afterwards (MLST), or call
+/// setMaxTLSVersion(TLSVersion1_2).
 ///
 /// \code
 /// CNetRequest request;
@@ -94,6 +94,11 @@ public:
     /// names may hold everything but "/", CR, LF and NUL (and in URLs no other control character: libcurl's
     /// code 3), and "." and ".." go to the server as they are.
     void setPathEncoding(PathEncoding encoding) { m_pathEncoding = encoding; }
+    /// The newest version of TLS for all later requests (CNetRequest::setMaxTLSVersion()). Default TLSVersionDefault.
+    /// A server that demands that data connections resume the session of the control connection (ProFTPD does by
+    /// default) refuses most transfers of a kept connection over TLS 1.3, because of how libcurl 7.88 keeps sessions;
+    /// over TLS 1.2 it takes all.
+    void setMaxTLSVersion(TLSVersion version) { m_maxTLSVersion = version; }
     /// A hook that is called at the end of every preparation's common beginning; a reference is kept. Null, the
     /// default, for none. It may undo CURLOPT_HTTPPROXYTUNNEL, which is set because an HTTP proxy without a
     /// tunnel answers for the server. What it says of certificates counts for new connections: with
@@ -232,6 +237,7 @@ private:
     ConnectType m_connectType;
     CWDType m_overrideCWDType = CWDInvalid;
     PathEncoding m_pathEncoding = PathVerbatim;
+    TLSVersion m_maxTLSVersion = TLSVersionDefault;
     P<INetRequestSetup> m_requestSetup;
 };
 

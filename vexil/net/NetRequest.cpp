@@ -58,6 +58,7 @@ void CNetRequest::reset() {
     m_isCancellable = false;
     m_isWatched = false;
     m_forbidsReuse = false;
+    m_tlsVersions = 0;
     setDefaultReceiveDataStream();
     setServerInfoToUpdate(nullptr);
     // Before method and upload are cleared: an automatic verbose setting is decided by the last use.

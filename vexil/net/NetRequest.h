@@ -32,6 +32,15 @@ enum VerboseLogData : unsigned int {
     VerboseLogAutomatic = 4,
 };
 
+/// A version of TLS (RFC 2246, RFC 4346, RFC 5246, RFC 8446).
+enum TLSVersion : int {
+    TLSVersionDefault = 0,  ///< whatever libcurl and its TLS library take
+    TLSVersion1_0 = 10,
+    TLSVersion1_1 = 11,
+    TLSVersion1_2 = 12,
+    TLSVersion1_3 = 13,
+};
+
 /// One transfer after another over one libcurl easy handle: configured by setters, performed here or by an
 /// asynchronous manager, then asked for what came back.
 ///
@@ -205,6 +214,11 @@ public:
     void setSSLVerifyPeer(bool verify);
     /// CURLOPT_CAINFO: a file of PEM certificates. Default libcurl's own (on Linux the system's bundle).
     void setRootCertBundlePath(const TPathImpl<CWindowsPathTraits>& path);
+    /// The newest version of TLS that a connection may use (CURLOPT_SSLVERSION, its upper half; the lower half keeps
+    /// what setOptionInt() has set). Default TLSVersionDefault. A version below the oldest one that the TLS library
+    /// takes makes the handshake fail: Debian's takes TLS 1.2 and newer.
+    /// \throws CInvalidArgError for another number
+    void setMaxTLSVersion(TLSVersion version);
 
     // ---- what to send ------------------------------------------------------------------------------------
 
@@ -564,6 +578,7 @@ private:
     std::atomic<bool> m_isCancelRequested{false};
     bool m_isCancelled = false;   // the callback has ended the transfer for that
     bool m_forbidsReuse = false;  // CURLOPT_FORBID_REUSE, as the caller has set it
+    int m_tlsVersions = 0;        // CURLOPT_SSLVERSION: the oldest one, and above 16 bits the newest one
 
     CHeaderAssembler m_headerAssembler;
     String m_headerLine;  // kept for its memory

@@ -22,6 +22,24 @@ int secondsRoundedUp(const zet::CTimeSpan& span) {
     return static_cast<int>(count / second + (count % second > 0 ? 1 : 0));
 }
 
+/// The part of CURLOPT_SSLVERSION that is the newest version.
+int getMaxPart(TLSVersion version) {
+    switch (version) {
+    case TLSVersionDefault:
+        return CURL_SSLVERSION_MAX_NONE;
+    case TLSVersion1_0:
+        return CURL_SSLVERSION_MAX_TLSv1_0;
+    case TLSVersion1_1:
+        return CURL_SSLVERSION_MAX_TLSv1_1;
+    case TLSVersion1_2:
+        return CURL_SSLVERSION_MAX_TLSv1_2;
+    case TLSVersion1_3:
+        return CURL_SSLVERSION_MAX_TLSv1_3;
+    }
+    throw CInvalidArgError("CNetRequest::setMaxTLSVersion",
+                           "unknown TLS version: " + String::fromInt(version));
+}
+
 /// libcurl would take the part before a NUL: another URL, another password.
 void refuseNUL(const String& value) {
     if (value.find(L'\0') != String::npos) {
@@ -47,6 +65,8 @@ void CNetRequest::setOptionInt(CURLoption option, int value) {
     setOption(option, static_cast<long>(value));
     if (option == CURLOPT_FORBID_REUSE) {
         m_forbidsReuse = value != 0;
+    } else if (option == CURLOPT_SSLVERSION) {
+        m_tlsVersions = value;
     }
 }
 
@@ -220,6 +240,11 @@ void CNetRequest::setSSLVerifyPeer(bool verify) {
 
 void CNetRequest::setRootCertBundlePath(const TPathImpl<CWindowsPathTraits>& path) {
     setOptionString(CURLOPT_CAINFO, path.getText());
+}
+
+void CNetRequest::setMaxTLSVersion(TLSVersion version) {
+    constexpr int minPart = 0xFFFF;
+    setOptionInt(CURLOPT_SSLVERSION, (m_tlsVersions & minPart) | getMaxPart(version));
 }
 
 void CNetRequest::setRange(int64 start, int64 length) {
