@@ -39,15 +39,14 @@ private:
 
 CS3RestoreSource::CS3RestoreSource(CContext& context, const String& bucket, const String& prefix)
     : m_context(context), m_bucket(bucket), m_prefix(makeFolderPrefix(prefix)),
-      m_objects(&context.getClient(), &context.getRequest(), m_bucket, m_prefix, "", -1) {}
+      m_objects(context, m_bucket, m_prefix) {}
 
 ITransferPolicy& CS3RestoreSource::getPolicy() {
     return m_context.getS3Policy();
 }
 
 std::unique_ptr<IStoredFile> CS3RestoreSource::findNext() {
-    while (m_objects.next()) {
-        const P<CS3ListObjectsElement> element = m_objects.getCurrObject();
+    while (const P<CS3ListObjectsElement> element = m_objects.findNext()) {
         if (!isFolderMarker(*element)) {
             return std::make_unique<CObject>(*this, *element);
         }

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "apps/vexil/ObjectListing.h"
 #include "apps/vexil/RestoreSource.h"
-#include "vexil/s3/S3ObjectEnum.h"
 
 namespace vexil::app {
 
@@ -24,7 +24,7 @@ private:
     CContext& m_context;
     String m_bucket;
     String m_prefix;
-    CS3ObjectEnum m_objects;
+    CObjectListing m_objects;
 };
 
 }  // namespace vexil::app

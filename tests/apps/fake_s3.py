@@ -27,7 +27,9 @@ class FakeS3:
     def __init__(self):
         self.objects = {}
         self.listed_sizes = {}  # where the listing shall lie
-        self.listed_twice = False
+        self.listed_names = {}  # other names under which the listing shows keys
+        self.ignores_prefix = False
+        self.ignores_marker = False
         self.page_size = None  # of the listing
         self.connections = 0
         self.requests = []  # (method, key, headers)
@@ -82,15 +84,23 @@ class FakeS3:
         faults = self.faults.get(key, [])
         return (faults.pop(0) if faults else None) or Fault()
 
-    def listing(self, marker):
-        keys = [key for key in sorted(self.objects) if key > marker]
-        page = keys[:self.page_size] * (2 if self.listed_twice else 1)
+    def listing(self, query):
+        """A page for the arguments of a request."""
+        def argument(name):
+            return query.get(name, [""])[0]
+
+        prefix = "" if self.ignores_prefix else argument("prefix")
+        marker = "" if self.ignores_marker else argument("marker")
+        keys = [key for key in sorted(self.objects) if key > marker and key.startswith(prefix)]
+        page = keys[:self.page_size]
         is_truncated = "true" if len(page) < len(keys) else "false"
-        entries = "".join(
-            f"<Contents><Key>{escape(key)}</Key><LastModified>2024-01-01T00:00:00.000Z</LastModified>"
-            f"<Size>{self.listed_sizes.get(key, len(self.objects[key]))}</Size></Contents>"
-            for key in page)
+        entries = "".join(map(self.listed, page))
         return f"<ListBucketResult><IsTruncated>{is_truncated}</IsTruncated>{entries}</ListBucketResult>".encode()
+
+    def listed(self, key):
+        return (f"<Contents><Key>{escape(self.listed_names.get(key, key))}</Key>"
+                f"<LastModified>2024-01-01T00:00:00.000Z</LastModified>"
+                f"<Size>{self.listed_sizes.get(key, len(self.objects[key]))}</Size></Contents>")
 
 
 class _Server(http.server.ThreadingHTTPServer):
@@ -175,7 +185,7 @@ class _Handler(http.server.BaseHTTPRequestHandler):
             self.answer_error(fault.status, fault.code)
         elif not self.key:
             query = urllib.parse.parse_qs(urllib.parse.urlsplit(self.path).query, errors="surrogateescape")
-            self.answer(200, self.fake.listing(query.get("marker", [""])[0]))
+            self.answer(200, self.fake.listing(query))
         elif self.key not in self.fake.objects:
             self.answer_error(404, "NoSuchKey")
         else:

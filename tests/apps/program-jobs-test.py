@@ -350,15 +350,6 @@ class ConflictTest(JobsTest):
                               result.err)
             self.assertEqual(self.files_in("r"), {"a": BODY, "c": b"c"})
 
-    def test_the_same_key_twice_is_restored_twice(self):
-        self.server.objects = {"a": BODY}
-        self.server.listed_twice = True
-        self.server.faults["a"] = [SLOW_DOWN]
-        result = self.run_command("restore")
-        self.assertIn("restored: 2 files", result.out)
-        self.assertEqual(self.server.most_at_once, 1)
-        self.assertEqual(self.files_in("r"), {"a": BODY})
-
     def test_names_of_part_files_do_not_get_in_each_others_way(self):
         names = ["!", ".!.vexil-part", ".!.vexil-part2", ".a.vexil-part/x", ".b.vexil-part", "a", "b", "c"]
         for slow in names:

@@ -585,14 +585,56 @@ class BackupTest(FakeServerTest):
 
 class DeleteTest(FakeServerTest):
     def test_all_below_a_prefix_is_deleted(self):
-        self.server.objects = {"a": b""}
-        self.assertIn("deleted: 1 object\n", self.run_program("s3", "rm", "--recursive", "bucket", "a").out)
-        self.assertEqual(self.server.objects, {})
+        self.server.objects = {"a": b"", "ab": b"", "b": b""}
+        self.assertIn("deleted: 2 objects\n", self.run_program("s3", "rm", "--recursive", "bucket", "a").out)
+        self.assertEqual(list(self.server.objects), ["b"])
 
     def test_one_object_is_deleted(self):
         self.server.objects = {"a": b"", "ab": b""}
         self.run_program("s3", "rm", "bucket", "a")
         self.assertEqual(list(self.server.objects), ["ab"])
+
+
+class ListingTest(FakeServerTest):
+    """Listings that name what was not asked for, or lead in a circle."""
+
+    def refused(self, text):
+        """All that walks over a bucket ends with an error that holds the text, and changes nothing."""
+        objects = dict(self.server.objects)
+        for arguments in (["rm", "-r", "bucket", "p/"], ["restore", "bucket", "p/", "r"], ["ls", "bucket", "p/"]):
+            result = self.run_program("s3", *arguments, code=1)
+            self.assertIn(text, result.err)
+            self.assertEqual(self.server.objects, objects, arguments)
+            self.assertEqual(self.files_in("."), {}, arguments)
+
+    def test_a_server_that_ignores_the_prefix_is_noticed(self):
+        self.server.objects = {"a": b"a", "p/b": b"b", "z": b"z"}
+        self.server.ignores_prefix = True
+        self.refused("'a', which does not begin with 'p/'")
+
+    def test_a_key_that_a_listing_changes_is_noticed(self):
+        self.server.objects = {"p/ x": b"spaced", "p/y": b"y", "x": b"x"}
+        self.server.listed_names = {"p/ x": "x"}
+        self.refused("'x', which does not begin with 'p/'")
+
+    def test_keys_that_are_not_in_ascending_order_are_noticed(self):
+        self.server.objects = {"p/b": b"b", "p/c": b"c", "p/d": b"d"}
+        for name in ("p/b", "p/a"):
+            self.server.listed_names = {"p/c": name}
+            self.refused(f"'{name}' after 'p/b'")
+
+    def test_a_page_that_comes_again_is_noticed(self):
+        self.server.objects = {f"p/{number}": b"" for number in range(4)}
+        self.server.page_size = 2
+        self.server.ignores_marker = True
+        for arguments in (["restore", "bucket", "p/", "r"], ["ls", "bucket", "p/"]):
+            result = self.finish(self.start("s3", *arguments))
+            self.assertEqual(result.code, 1, result)
+            self.assertIn("'p/0' after 'p/1'", result.err)
+
+    def test_keys_are_ordered_by_their_bytes(self):
+        self.server.objects = {name: b"" for name in ("p/a", "p/\ufffd", "p/\U0001F600", "p/ä", "p/Z")}
+        self.assertEqual(len(self.run_program("s3", "ls", "bucket", "p/").out.splitlines()), 5)
 
 
 class CompareTest(ProgramTest):

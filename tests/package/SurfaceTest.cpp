@@ -628,6 +628,7 @@ void name_vexil_CS3ListObjectsResult() {
         static_cast<const TArray<P<CS3ListObjectsElement>>& (Class::*)() const noexcept>(&Class::getObjects));
     name(static_cast<const TArray<String>& (Class::*)() const noexcept>(&Class::getCommonPrefixes));
     name(static_cast<String (Class::*)() const>(&Class::getDelimiteredNextMarker));
+    name(static_cast<void (Class::*)(const String&, const String&, const String&) const>(&Class::verifyKeys));
 }
 
 void name_vexil_CS3ObjectEnum() {
@@ -643,6 +644,7 @@ void name_vexil_CS3ObjectEnum() {
     if (t_construct) {
         [[maybe_unused]] const Class object(std::move(any<CS3ObjectEnum>()));
     }
+    name(static_cast<void (Class::*)(bool)>(&Class::setVerifyKeys));
     name(static_cast<bool (Class::*)()>(&Class::next));
     name(static_cast<P<CS3ListObjectsElement> (Class::*)() const>(&Class::getCurrObject));
 }

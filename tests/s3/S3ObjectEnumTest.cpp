@@ -3,6 +3,8 @@
 
 #include "tests/s3/S3WireTest.h"
 
+#include <utility>
+
 namespace {
 
 using namespace vexil_test;
@@ -111,6 +113,53 @@ TEST_F(S3ObjectEnumTest, CopiesAndMovesGoOnFromTheSamePlace) {
     EXPECT_THAT(walk(moved), ElementsAre("b", "c"));
     objects = moved;
     EXPECT_FALSE(objects.next());
+}
+
+TEST_F(S3ObjectEnumTest, TakesAnyKeysByDefault) {
+    answer({page(true, {"x", "p/a", "p/a"}, "<CommonPrefixes><Prefix>y/</Prefix></CommonPrefixes>"),
+            page(true, {})});
+    CS3ObjectEnum objects(&client, &request, "b", "p/", "", -1);
+    EXPECT_THAT(walk(objects), ElementsAre("x", "p/a", "p/a"));
+}
+
+TEST_F(S3ObjectEnumTest, ChecksAPageBeforeItsFirstObject) {
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {page(false, {"p/n", "x"}), "The listing has the key 'x', which does not begin with 'p/'."},
+        {page(false, {"p/n", "q"}), "The listing has the key 'q', which does not begin with 'p/'."},
+        {page(false, {"p/n", "p/o", "p/o"}),
+         "The listing has the key 'p/o' after 'p/o', although its names must ascend."},
+        {page(false, {"p/o", "p/n"}),
+         "The listing has the key 'p/n' after 'p/o', although its names must ascend."},
+        {page(false, {"p/m"}), "The listing has the key 'p/m' after 'p/m', although its names must ascend."},
+        {page(false, {"p/a"}), "The listing has the key 'p/a' after 'p/m', although its names must ascend."},
+        // By UTF-16 units, these would be in order.
+        {page(false, {"p/\U0001F600", "p/\uFFFD"}),
+         "The listing has the key 'p/\uFFFD' after 'p/\U0001F600', although its names must ascend."},
+        {page(false, {"p/n"}, "<CommonPrefixes><Prefix>p/o/</Prefix></CommonPrefixes>"),
+         "The listing hides keys in the common prefix 'p/o/', although it was asked for without a "
+         "delimiter."},
+        {page(true, {}), "The listing claims that more follows, but has no key to go on from."}};
+    for (const auto& [text, message] : cases) {
+        answer({page(true, {"p/l", "p/m"}), text, text, page(false, {"p/\uFFFD", "p/\U0001F600"})});
+        CNetRequest own;
+        CS3ObjectEnum objects(&client, &own, "b", "p/", "p/k", -1);
+        objects.setVerifyKeys(true);
+        EXPECT_TRUE(objects.next());
+        EXPECT_TRUE(objects.next());
+        for (int i = 0; i < 2; ++i) {
+            EXPECT_EQ(plainErrorOf([&] { objects.next(); }), message);
+            EXPECT_FALSE(objects.getCurrObject());
+        }
+        EXPECT_THAT(walk(objects), ElementsAre("p/\uFFFD", "p/\U0001F600"));
+    }
+}
+
+TEST_F(S3ObjectEnumTest, ChecksTheFirstKeyAgainstTheStart) {
+    answer({page(false, {"p/k"})});
+    CS3ObjectEnum objects(&client, &request, "b", "p/", "p/k", -1);
+    objects.setVerifyKeys(true);
+    EXPECT_EQ(plainErrorOf([&] { objects.next(); }),
+              "The listing has the key 'p/k' after 'p/k', although its names must ascend.");
 }
 
 TEST_F(S3ObjectEnumTest, KeepsObjectsThatAreHeld) {

@@ -261,6 +261,28 @@ TEST(S3ListObjectsResult, HoldsObjectsAndPrefixesInOrder) {
     EXPECT_EQ(second.getSize(), 0);
 }
 
+TEST(S3ListObjectsResult, ChecksCommonPrefixes) {
+    const std::string folders = "<CommonPrefixes><Prefix>p/a/</Prefix></"
+                                "CommonPrefixes><CommonPrefixes><Prefix>p/b/</Prefix></CommonPrefixes>";
+    const auto page = parse<CS3ListObjectsResult>("<ListBucketResult>" + folders + "</ListBucketResult>");
+    // A marker within the first one, before it, and none.
+    for (const char* marker : {"p/a/x", "p/Z", ""}) {
+        EXPECT_NO_THROW(page.verifyKeys("p/", "/", marker)) << marker;
+    }
+    const auto errorOf = [&page](const char* prefix, const char* delimiter, const char* marker) {
+        return plainErrorOf([&] { page.verifyKeys(prefix, delimiter, marker); });
+    };
+    EXPECT_EQ(errorOf("p/a", "/", ""),
+              "The listing has the common prefix 'p/b/', which does not begin with 'p/a'.");
+    EXPECT_EQ(errorOf("p/", "/", "p/a/"),
+              "The listing has the common prefix 'p/a/' after 'p/a/', although its names must ascend.");
+    EXPECT_EQ(errorOf("p/", "/", "p/b/x"),
+              "The listing has the common prefix 'p/a/' after 'p/b/x', although its names must ascend.");
+    EXPECT_EQ(
+        errorOf("p/", "", ""),
+        "The listing hides keys in the common prefix 'p/a/', although it was asked for without a delimiter.");
+}
+
 TEST(S3ListObjectsResult, MayBeEmpty) {
     const auto result = parse<CS3ListObjectsResult>("<ListBucketResult/>");
     EXPECT_FALSE(result.isTruncated());

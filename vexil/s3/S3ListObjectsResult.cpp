@@ -2,6 +2,8 @@
 
 #include "vexil/s3/S3XmlDocument.h"
 
+#include <string>
+
 namespace vexil {
 
 namespace {
@@ -13,6 +15,35 @@ bool parseIsTruncated(const String& text) {
     }
     return value == "true";
 }
+
+/// Follows the names of a listing in their order.
+class CNameOrder {
+public:
+    /// \param what  what a name stands for
+    CNameOrder(const char* what, const String& prefix, const String& last)
+        : m_what(what), m_prefix(prefix), m_last(last), m_lastBytes(last.toUTF8()) {}
+
+    void verify(const String& name) {
+        if (!name.startsWith(m_prefix)) {
+            throw CError(String("The listing has the ") + m_what + " '" + name +
+                         "', which does not begin with '" + m_prefix + "'.");
+        }
+        std::string bytes = name.toUTF8();
+        // On Windows, the order of the characters is another one.
+        if (bytes <= m_lastBytes) {
+            throw CError(String("The listing has the ") + m_what + " '" + name + "' after '" + m_last +
+                         "', although its names must ascend.");
+        }
+        m_last = name;
+        m_lastBytes = std::move(bytes);
+    }
+
+private:
+    const char* m_what;
+    const String& m_prefix;
+    String m_last;
+    std::string m_lastBytes;
+};
 
 }  // namespace
 
@@ -49,6 +80,25 @@ void CS3ListObjectsResult::construct(wxXmlNode* root) {
             m_nextMarker = getXmlText(child);
         }
     });
+}
+
+void CS3ListObjectsResult::verifyKeys(const String& prefix, const String& delimiter,
+                                      const String& marker) const {
+    CNameOrder keys("key", prefix, marker);
+    for (const P<CS3ListObjectsElement>& object : m_objects) {
+        keys.verify(object->getKey());
+    }
+    // A marker within a common prefix lets what follows it come again.
+    const bool isWithin = !m_commonPrefixes.empty() && marker.startsWith(m_commonPrefixes.front()) &&
+                          !(marker == m_commonPrefixes.front());
+    CNameOrder folders("common prefix", prefix, isWithin ? String() : marker);
+    for (const String& folder : m_commonPrefixes) {
+        folders.verify(folder);
+        if (delimiter.isEmpty()) {
+            throw CError("The listing hides keys in the common prefix '" + folder +
+                         "', although it was asked for without a delimiter.");
+        }
+    }
 }
 
 void CS3ListObjectsResult::parseCommonPrefixes(wxXmlNode* node) {

@@ -38,6 +38,15 @@ public:
     /// marker, which gives "": go on behind the last key of the page then, as CS3ObjectEnum does.
     String getDelimiteredNextMarker() const { return m_nextMarker; }
 
+    /// Checks that the page holds what was asked for: every key and every common prefix begins with `prefix` and is
+    /// greater than the one before it, the first one than `marker`. Keys are compared by their UTF-8 bytes. Another
+    /// page than that is from a service that ignores arguments, or its keys were changed on the way: what it names
+    /// must not be deleted or overwritten.
+    ///
+    /// The arguments are those of the listing.
+    /// \throws CError that names the first key that breaks a rule
+    void verifyKeys(const String& prefix, const String& delimiter, const String& marker) const;
+
 protected:
     /// Reads the members from a `ListBucketResult` element.
     void construct(wxXmlNode* root);

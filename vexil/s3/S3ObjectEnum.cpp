@@ -40,11 +40,23 @@ bool CS3ObjectEnum::nextPage() {
         // Not the page's NextMarker: without a delimiter services may send none.
         m_marker = m_page->getObjects().back()->getKey();
     }
-    m_page = m_client->listObjects(*m_request, m_bucket, m_prefix, "", m_marker, m_pageSize);
+    const P<CS3ListObjectsResult> page =
+        m_client->listObjects(*m_request, m_bucket, m_prefix, "", m_marker, m_pageSize);
+    if (m_verifiesKeys) {
+        verifyPage(*page);
+    }
+    m_page = page;
     m_index = 0;
     // An empty page ends it even if it claims that more follows: there is no key to go on from.
     m_isEnded = m_page->getObjects().empty();
     return !m_isEnded;
+}
+
+void CS3ObjectEnum::verifyPage(const CS3ListObjectsResult& page) const {
+    page.verifyKeys(m_prefix, "", m_marker);
+    if (page.isTruncated() && page.getObjects().empty()) {
+        throw CError("The listing claims that more follows, but has no key to go on from.");
+    }
 }
 
 P<CS3ListObjectsElement> CS3ObjectEnum::getCurrObject() const {

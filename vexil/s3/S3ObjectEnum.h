@@ -37,8 +37,15 @@ public:
     CS3ObjectEnum& operator=(CS3ObjectEnum&&) = default;
     ~CS3ObjectEnum() override;
 
+    /// Whether each page is checked with CS3ListObjectsResult::verifyKeys() before any of its objects is current, so
+    /// that a service that ignores the prefix, lists in a circle or changes keys cannot lead to the wrong objects. An
+    /// empty page that claims that more follows, which otherwise ends the enumeration, is an error then, too. Default
+    /// false. Switch it on before keys are used to delete or to write.
+    void setVerifyKeys(bool verify) { m_verifiesKeys = verify; }
+
     /// Moves to the next object, the first one at first; false when there is none, and from then on.
-    /// \throws what CS3Client::listObjects throws; calling again then asks for the same page again
+    /// \throws what CS3Client::listObjects throws; calling again then asks for the same page again. The same for a
+    ///         page that setVerifyKeys() does not let pass: a CError that names the key
     bool next();
     /// The current object; null before the first next(), at the end, and after a next() that has thrown.
     P<CS3ListObjectsElement> getCurrObject() const;
@@ -48,6 +55,8 @@ protected:
     bool nextPage();
 
 private:
+    void verifyPage(const CS3ListObjectsResult& page) const;
+
     P<CS3Client> m_client;
     P<CNetRequest> m_request;
     String m_bucket;
@@ -57,6 +66,7 @@ private:
     int m_index = 0;
     String m_marker;
     bool m_isEnded = false;
+    bool m_verifiesKeys = false;
 };
 
 }  // namespace vexil

@@ -2,9 +2,8 @@
 
 #include "apps/vexil/CommandSyntax.h"
 #include "apps/vexil/Context.h"
-#include "apps/vexil/Interrupt.h"
+#include "apps/vexil/ObjectListing.h"
 #include "apps/vexil/Text.h"
-#include "vexil/s3/S3ObjectEnum.h"
 
 namespace vexil::app {
 
@@ -30,11 +29,8 @@ void CS3LsCommand::define(CCommandSyntax& syntax) {
 
 ExitCode CS3LsCommand::run(CContext& context) {
     CConsole& console = context.getConsole();
-    CS3ObjectEnum objects(&context.getClient(), &context.getRequest(), String::fromUTF8(m_bucket),
-                          String::fromUTF8(m_prefix), "", -1);
-    while (objects.next()) {
-        CInterrupt::throwIfRequested();
-        const P<CS3ListObjectsElement> element = objects.getCurrObject();
+    CObjectListing objects(context, String::fromUTF8(m_bucket), String::fromUTF8(m_prefix));
+    while (const P<CS3ListObjectsElement> element = objects.findNext()) {
         console.print(padLeft(String::fromInt(element->getSize())) + "  " +
                       printable(element->getLastModified()) + "  " + printable(element->getKey()));
     }

@@ -3,9 +3,8 @@
 #include "apps/vexil/AnswerCheck.h"
 #include "apps/vexil/CommandSyntax.h"
 #include "apps/vexil/Context.h"
-#include "apps/vexil/Interrupt.h"
+#include "apps/vexil/ObjectListing.h"
 #include "apps/vexil/Text.h"
-#include "vexil/s3/S3ObjectEnum.h"
 
 namespace vexil::app {
 
@@ -35,12 +34,10 @@ ExitCode CS3RmCommand::run(CContext& context) {
 
 void CS3RmCommand::removeAll(CContext& context) const {
     const String bucket = String::fromUTF8(m_bucket);
-    CS3ObjectEnum objects(&context.getClient(), &context.getRequest(), bucket, String::fromUTF8(m_key), "",
-                          -1);
+    CObjectListing objects(context, bucket, String::fromUTF8(m_key));
     int64 count = 0;
-    while (objects.next()) {
-        CInterrupt::throwIfRequested();
-        context.getClient().deleteObject(context.getRequest(), bucket, objects.getCurrObject()->getKey());
+    while (const P<CS3ListObjectsElement> element = objects.findNext()) {
+        context.getClient().deleteObject(context.getRequest(), bucket, element->getKey());
         checkAnswerIsComplete(context.getRequest());
         ++count;
     }
