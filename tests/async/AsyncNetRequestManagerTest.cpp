@@ -116,6 +116,52 @@ TEST_F(AsyncNetRequestManager, RemovesTheRequestThatIsMeantAndKeepsTheOrderOfThe
     EXPECT_EQ(manager->getRequestCount(), 0);
 }
 
+/// Adds so many requests when the last reference to it goes.
+class AddingOwner : public virtual vexil::CBase {
+public:
+    AddingOwner(OpenManager& manager, int count) : m_manager(manager), m_count(count) {}
+    ~AddingOwner() override {
+        for (int i = 0; i < m_count; ++i) {
+            m_manager.addRequest(vexil_test::makeRequest(endsAtOnce));
+        }
+    }
+
+private:
+    OpenManager& m_manager;
+    const int m_count;
+};
+
+TEST_F(AsyncNetRequestManager, AnOwnerThatGoesWithItsRequestMayAddOthers) {
+    constexpr int added = 100;  // the list moves
+    for (const int place : {0, 1, 2}) {
+        SCOPED_TRACE(place);
+        TArray<CNetRequest*> requests;
+        for (int i = 0; i < 3; ++i) {
+            const P<CNetRequest> request = vexil_test::makeRequest(endsAtOnce);
+            request->setUserData(i == place ? new AddingOwner(*manager, added) : nullptr);
+            manager->addRequest(request);
+            requests.push_back(request);
+        }
+        EXPECT_TRUE(manager->removeRequest(requests[static_cast<std::size_t>(place)]));
+        EXPECT_EQ(manager->getRequestCount(), added + 2);
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_EQ(manager->removeRequest(requests[static_cast<std::size_t>(i)]), i != place);
+        }
+        EXPECT_EQ(manager->getRequestCount(), added);
+        manager->removeAllRequests();
+        EXPECT_EQ(manager->getRequestCount(), 0);
+    }
+}
+
+TEST_F(AsyncNetRequestManager, AnOwnerThatGoesAtTheEndOfItsRequestMayAddOthers) {
+    {
+        const P<CNetRequest> request = vexil_test::makeRequest(endsAtOnce);
+        request->setUserData(new AddingOwner(*manager, 100));
+        manager->addRequest(request);
+    }
+    EXPECT_EQ(driveToEnd(*manager), 101);
+}
+
 TEST_F(AsyncNetRequestManager, ARequestIsRemovedOnce) {
     const P<CNetRequest> request = makeRequest();
     EXPECT_FALSE(manager->removeRequest(request)) << "never added";

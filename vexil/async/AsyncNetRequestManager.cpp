@@ -73,6 +73,8 @@ void CAsyncNetRequestManager::addRequest(CNetRequest* request) {
     if (!request) {
         throw CInvalidArgError("CAsyncNetRequestManager::addRequest", "request must not be null");
     }
+    // Held first: there may be no memory for the list.
+    const P<CNetRequest> held = request;
     refuseRunning(request);
     // A cancel() meant for a worker that never took the request over is none for this transfer.
     request->announceAsync();
@@ -114,10 +116,11 @@ bool CAsyncNetRequestManager::removeRequest(CNetRequest* request) {
 }
 
 void CAsyncNetRequestManager::removeRequest(int index) {
-    const auto entry = m_requests.begin() + index;
-    check(curl_multi_remove_handle(m_multi.get(), (*entry)->getHandle()));
-    (*entry)->setCancelWaker(nullptr);
-    m_requests.erase(entry);
+    // Goes last: with it may go an owner who adds other requests.
+    const P<CNetRequest> request = m_requests[static_cast<std::size_t>(index)];
+    check(curl_multi_remove_handle(m_multi.get(), request->getHandle()));
+    request->setCancelWaker(nullptr);
+    m_requests.erase(m_requests.begin() + index);
     m_isBeyondSelect = m_isBeyondSelect && !m_requests.empty();
 }
 

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <utility>
 
 namespace vexil {
 
@@ -85,11 +86,13 @@ void CAsyncNetRequestThread::addRequest(CNetRequest* request) {
     if (!request) {
         throw CInvalidArgError("CAsyncNetRequestThread::addRequest", "request must not be null");
     }
+    // Held first: there may be no memory for the list.
+    P<CNetRequest> held = request;
     // From here on: who waits for it shall not meet the end of its last transfer.
     request->announceAsync();
     {
         const zet::CMutexLock lock(m_addMutex);
-        m_addQueue.emplace_back(request);
+        m_addQueue.push_back(std::move(held));
     }
     m_wakeUp->wake();
 }
