@@ -807,4 +807,26 @@ TEST_P(FTPClientCut, EachBreakOfADataConnectionIsAnError) {
 INSTANTIATE_TEST_SUITE_P(Operations, FTPClientCut, testing::ValuesIn(operations),
                          [](const auto& operation) { return operation.param.name; });
 
+// ---- commands of the caller's ----------------------------------------------------------------------------
+
+TEST_F(FTPClientWire, CommandsAreThoseOfTheListWhenATransferBegins) {
+    peer.play(login + FTPDialogue{done("NOOP"), done("SYST"), done("NOOP"), done("HELP"), quit});
+    request->setURL(text("ftp://tester:secret@" + peer.host() + "/"));
+    request->setProxy("");
+    request->setOptionInt(CURLOPT_NOBODY, 1);
+    const P<vexil::CNetStringList> commands = new vexil::CNetStringList;
+    request->setFTPCustomPreCommands(commands);
+    commands->add("NOOP");
+    request->perform();
+    vexil::CNetStringList others;
+    others.add("SYST");
+    others.add("NOOP");
+    *commands = others;
+    request->perform();
+    *commands = vexil::CNetStringList();
+    commands->add("HELP");
+    request->perform();
+    expectEnd();
+}
+
 }  // namespace

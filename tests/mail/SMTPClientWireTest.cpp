@@ -145,6 +145,24 @@ TEST(SMTPClientWire, ARequestOfTheCallersSendsAMail) {
                 ElementsAre("EHLO *", "MAIL FROM:<a@x>", "RCPT TO:<b@x>", "DATA", "m\r\n.\r\n"));
 }
 
+TEST(SMTPClientWire, TheRecipientsAreThoseOfTheListWhenATransferBegins) {
+    SMTPPeer peer;
+    CNetRequest request;
+    const auto bytes = sharedBufferOf("m");
+    CSMTPClient::makeSendMailRequest(request, paramsOf(peer), "a@x", {"b@x"}, new zet::CBufferStream(bytes));
+    const P<CNetStringList> recipients = new CNetStringList;
+    request.setMailRecipients(recipients);
+    recipients->add("<c@x>");
+    request.perform();
+    CNetStringList others;
+    others.add("<d@x>");
+    *recipients = others;
+    request.perform();
+    EXPECT_THAT(peer.dialogue(0),
+                ElementsAre("EHLO *", "MAIL FROM:<a@x>", "RCPT TO:<c@x>", "DATA", "m\r\n.\r\n",
+                            "MAIL FROM:<a@x>", "RCPT TO:<d@x>", "DATA", "m\r\n.\r\n"));
+}
+
 TEST(SMTPClientWire, AMailToNobodyIsASuccessWithAWarning) {
     SMTPPeer peer;
     CSMTPClient client(paramsOf(peer));

@@ -545,4 +545,93 @@ TEST(NetRequestRestart, IsNotForASinkThatWasGivenUp) {
     EXPECT_EQ(sink->restarts, 1) << "behind setDefaultReceiveDataStream()";
 }
 
+// ---- what goes away within its own call ---------------------------------------------------------------------
+
+/// Calls a function within each of its own, and tells whether it outlived it.
+class Leaving : public virtual vexil::CBase,
+                public CNetRequest::IRestartableDataSink,
+                public CNetRequest::IDataSource {
+public:
+    Leaving(int& alive, std::vector<std::string>& seen) : m_alive(alive), m_seen(seen) { ++m_alive; }
+    ~Leaving() override { --m_alive; }
+
+    void write(const void*, int, int, const HeaderMap&) override { leave("write"); }
+    void restart() override { leave("restart"); }
+    int read(void*, int, const HeaderMap&) override {
+        leave("read");
+        return 0;
+    }
+    int64 getSize() override {
+        leave("getSize");
+        return 0;
+    }
+    void seek(int64) override { leave("seek"); }
+    int64 getPosition() override {
+        leave("getPosition");
+        return 1;
+    }
+
+    std::string leavesIn;
+    std::function<void()> onLeave;
+
+private:
+    void leave(const char* name) {
+        if (leavesIn != name) {
+            return;
+        }
+        int& alive = m_alive;
+        std::vector<std::string>& seen = m_seen;
+        const auto call = std::exchange(onLeave, {});
+        call();
+        seen.push_back(std::string(name) + (alive > 0 ? ": there" : ": gone"));
+    }
+
+    int& m_alive;
+    std::vector<std::string>& m_seen;
+};
+
+class NetRequestLeaving : public NetRequestData {
+protected:
+    Leaving* make(const char* leavesIn, std::function<void()> onLeave) {
+        auto* const object = new Leaving(alive, seen);
+        object->leavesIn = leavesIn;
+        object->onLeave = std::move(onLeave);
+        return object;
+    }
+
+    int alive = 0;
+    std::vector<std::string> seen;
+};
+
+TEST_F(NetRequestLeaving, ASinkMayReplaceItself) {
+    request->setReceiveDataSink(make("write", [this] { request->setReceiveDataSink(sink); }));
+    EXPECT_EQ(request->write("a"), 1u);
+    EXPECT_EQ(request->write("b"), 1u);
+    request->setReceiveDataSink(make("restart", [this] { request->setReceiveDataSink(sink); }));
+    request->resetForPerform();
+    EXPECT_THAT(seen, ElementsAre("write: there", "restart: there"));
+    EXPECT_THAT(sink->blocks, ElementsAre("b"));
+    EXPECT_EQ(alive, 0) << "it goes behind its call";
+}
+
+TEST_F(NetRequestLeaving, ASourceMayReplaceItself) {
+    const auto replace = [this] { request->setSendDataSource(source); };
+    request->setSendDataSource(make("read", replace));
+    EXPECT_EQ(read(1, 4), 0u);
+    EXPECT_EQ(read(1, 4), 4u);
+    request->setSendDataSource(make("seek", replace));
+    EXPECT_EQ(request->seekHandler(0, SEEK_SET), CURL_SEEKFUNC_OK);
+    request->setSendDataSource(make("getPosition", replace));
+    EXPECT_EQ(request->seekHandler(0, SEEK_CUR), CURL_SEEKFUNC_OK);
+    request->setSendDataSource(make("getSize", replace));
+    EXPECT_EQ(request->seekHandler(0, SEEK_END), CURL_SEEKFUNC_OK);
+    request->setSendDataSource(make("getPosition", replace));
+    request->resetForPerform();
+    request->setSendDataSource(make("seek", replace));
+    request->resetForPerform();
+    EXPECT_THAT(seen, ElementsAre("read: there", "seek: there", "getPosition: there", "getSize: there",
+                                  "getPosition: there", "seek: there"));
+    EXPECT_EQ(alive, 0) << "it goes behind its call";
+}
+
 }  // namespace

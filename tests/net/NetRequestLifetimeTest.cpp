@@ -233,4 +233,52 @@ TEST_F(NetRequestLifetime, ResetKeepsThatARequestIsVerbose) {
     EXPECT_TRUE(request->isVerboseEnabled());
 }
 
+// ---- what calls back while it goes -------------------------------------------------------------------------
+
+/// Calls a function when it goes.
+class CallingDependency : public virtual vexil::CBase {
+public:
+    explicit CallingDependency(std::function<void()> call) : m_call(std::move(call)) {}
+    ~CallingDependency() override { m_call(); }
+
+private:
+    std::function<void()> m_call;
+};
+
+TEST_F(NetRequestLifetime, ADependencyThatGoesMayAddOthers) {
+    for (int i = 0; i < 3; ++i) {
+        request->addDependencyObject(
+            new CallingDependency([this] { request->addDependencyObject(new Counted(alive)); }));
+    }
+    request->reset();
+    EXPECT_EQ(alive, 3) << "they came behind the reset of the old ones";
+    request->reset();
+    EXPECT_EQ(alive, 0);
+}
+
+/// A sink that can begin again, and calls a function when it goes.
+class CallingSink : public virtual vexil::CBase, public CNetRequest::IRestartableDataSink {
+public:
+    explicit CallingSink(std::function<void()> call) : m_call(std::move(call)) {}
+    ~CallingSink() override {
+        m_isGoing = true;
+        m_call();
+    }
+    void write(const void*, int, int, const HeaderMap&) override {}
+    void restart() override { EXPECT_FALSE(m_isGoing); }
+
+private:
+    std::function<void()> m_call;
+    bool m_isGoing = false;
+};
+
+TEST_F(NetRequestLifetime, ASinkThatGoesIsNotRestartedByWhatItCalls) {
+    const auto begin = [this] { request->resetForPerform(); };
+    request->setReceiveDataSink(new CallingSink(begin));
+    request->setReceiveDataSink(make<TestSink>());
+    request->setReceiveDataSink(new CallingSink(begin));
+    request->setDefaultReceiveDataStream();
+    EXPECT_EQ(alive, 0);
+}
+
 }  // namespace

@@ -482,6 +482,30 @@ TEST_F(NetRequestOptions, ResetForgetsTheSizeOfTheBody) {
     EXPECT_EQ(recorded().back(), "POSTFIELDSIZE_LARGE=-1OFF");
 }
 
+TEST_F(NetRequestOptions, EachTransferGetsTheListsAsTheyAreThen) {
+    makeRequest();
+    const P<CNetStringList> before = new CNetStringList;
+    const P<CNetStringList> behind = new CNetStringList;
+    const P<CNetStringList> recipients = new CNetStringList;
+    request->setFTPCustomPreCommands(before);
+    request->setFTPCustomPostCommands(behind);
+    request->setMailRecipients(recipients);
+    EXPECT_THAT(recorded(), ElementsAre("PREQUOTE=null", "POSTQUOTE=null", "MAIL_RCPT=null"));
+    before->add("NOOP");
+    behind->add("SYST");
+    recipients->add("a@x");
+    request->resetForPerform();
+    EXPECT_THAT(recorded(), ElementsAre("PREQUOTE=[NOOP]", "POSTQUOTE=[SYST]", "MAIL_RCPT=[a@x]"));
+    // The nodes that libcurl has are gone then.
+    CNetStringList other;
+    other.add("HELP");
+    *before = other;
+    *behind = other;
+    *recipients = CNetStringList();
+    request->resetForPerform();
+    EXPECT_THAT(recorded(), ElementsAre("PREQUOTE=[HELP]", "POSTQUOTE=[HELP]", "MAIL_RCPT=null"));
+}
+
 template <class List>
 void expectTheOldListToLiveUntilTheOptionIsSet(void (CNetRequest::*set)(List*)) {
     onRecord = [] { livingListsAtOption = livingLists; };

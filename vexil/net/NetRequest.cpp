@@ -4,6 +4,8 @@
 #include "vexil/net/NetRequestSetup.h"
 #include "zet/Log.h"
 
+#include <utility>
+
 namespace vexil {
 
 INetRequestSetup::~INetRequestSetup() = default;
@@ -74,7 +76,11 @@ void CNetRequest::reset() {
     m_ftpPreCommands = nullptr;
     m_ftpPostCommands = nullptr;
     m_mailRecipients = nullptr;
-    m_dependencies.clear();
+    {
+        // What goes may add others.
+        TList<P<IBase>> old;
+        old.swap(m_dependencies);
+    }
     resetForPerform();
     setDefaultOptions();
 }
@@ -84,6 +90,9 @@ void CNetRequest::resetForPerform() {
     if (m_customHTTPHeaders) {
         setOptionPtr(CURLOPT_HTTPHEADER, m_customHTTPHeaders->getSList());
     }
+    setListAgain(CURLOPT_PREQUOTE, m_ftpPreCommands);
+    setListAgain(CURLOPT_POSTQUOTE, m_ftpPostCommands);
+    setListAgain(CURLOPT_MAIL_RCPT, m_mailRecipients);
     m_headerAssembler.reset();
     m_httpStatusLine.clear();
     m_lastParsedStatus = -1;
@@ -99,16 +108,28 @@ void CNetRequest::resetForPerform() {
     m_responseInfo = new CNetStringList;
     m_defaultReceiveStream->seek(0);
     m_defaultReceiveBuffer->setUsed(0);
+    // Both may take themselves off the request.
     if (m_restartableSink) {
+        const P<IDataSink> sink = m_receiveSink;
         m_restartableSink->restart();
     }
-    if (m_sendSource && m_sendSource->getPosition() != 0) {
-        m_sendSource->seek(0);
+    const P<IDataSource> source = m_sendSource;
+    if (source && source->getPosition() != 0) {
+        source->seek(0);
+    }
+}
+
+void CNetRequest::setListAgain(CURLoption option, const P<CNetStringList>& list) {
+    if (list) {
+        // It may have got its first entry since, or others in new memory.
+        setOptionPtr(option, list->getSList());
     }
 }
 
 void CNetRequest::addDependencyObject(IBase* object) {
-    m_dependencies.emplace_back(object);
+    // Held first: there may be no memory for the list.
+    P<IBase> dependency = object;
+    m_dependencies.push_back(std::move(dependency));
 }
 
 bool CNetRequest::isUpload() const noexcept {

@@ -65,7 +65,7 @@ enum TLSVersion : int {
 class VEXIL_API CNetRequest : public virtual CBase {
 public:
     /// Where a request body comes from. Called on the thread that drives the transfer; what it throws ends
-    /// the transfer and is thrown by perform().
+    /// the transfer and is thrown by perform(). It may take itself off the request, and lives to the end of the call.
     class VEXIL_API IDataSource : public virtual IBase {
     public:
         /// Puts at most `maxLength` bytes into `buffer` and returns how many; 0 is the end of the body.
@@ -86,7 +86,8 @@ public:
     };
 
     /// Where a response body goes. Called on the thread that drives the transfer; what it throws ends the
-    /// transfer and is thrown by perform(). Not called at all for an empty body.
+    /// transfer and is thrown by perform(). Not called at all for an empty body. It may take itself off the request, and
+    /// lives to the end of the call.
     class VEXIL_API IDataSink : public virtual IBase {
     public:
         /// Takes a block of the body.
@@ -118,7 +119,8 @@ public:
     class VEXIL_API IDoneListener : public virtual IBase {
     public:
         /// \param error  null on success; otherwise valid during the call only. The error is thrown as well,
-        ///               by perform() or checkAsyncResult().
+        ///               by perform() or checkAsyncResult(). Where memory runs out for the description of a failure it
+        ///               is the CError "Out of memory."; perform() throws the std::bad_alloc then.
         virtual void onDone(CNetRequest* request, CError* error) = 0;
 
     protected:
@@ -316,12 +318,13 @@ public:
     /// @{
 
     /// CURLOPT_PREQUOTE and CURLOPT_POSTQUOTE: commands before and after the transfer; null, the default, for
-    /// none.
+    /// none. The list may change between transfers: each one sends what stands in it when it begins.
     void setFTPCustomPreCommands(CNetStringList* commands);
     void setFTPCustomPostCommands(CNetStringList* commands);
     /// @}
 
-    /// CURLOPT_MAIL_RCPT: the recipients of a mail, one an entry; null, the default, for none.
+    /// CURLOPT_MAIL_RCPT: the recipients of a mail, one an entry; null, the default, for none. The list may change
+    /// between transfers: each one goes to those who stand in it when it begins.
     void setMailRecipients(CNetStringList* recipients);
     /// @{
 
@@ -521,6 +524,7 @@ private:
     void checkOptionResult(CURLcode result);
     void setMillisecondsOption(CURLoption option, const zet::CTimeSpan& span);
     void setStringListOption(CURLoption option, P<CNetStringList>& slot, CNetStringList* list);
+    void setListAgain(CURLoption option, const P<CNetStringList>& list);
     void clearErrorBuffer() noexcept { m_errorBuffer.getData()[0] = '\0'; }
 
     void setProgressOptions();
@@ -537,6 +541,7 @@ private:
 
     void endAsync(CURLcode result);
     void storeAsyncResult(CURLcode result);
+    void keepErrorDetail();
     P<CError> getAsyncError();
     void throwAsyncError();
 

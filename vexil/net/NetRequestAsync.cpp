@@ -1,5 +1,6 @@
 #include "vexil/net/NetRequest.h"
 
+#include <new>
 #include <utility>
 
 namespace vexil {
@@ -70,17 +71,25 @@ void CNetRequest::endAsync(CURLcode result) {
 
 void CNetRequest::storeAsyncResult(CURLcode result) {
     m_asyncResult = result;
+    m_asyncErrorMessage.clear();
     restoreReuse();
     if (result == CURLE_OK && m_url.startsWith("http") && !isSuccessStatus(getResponseCode())) {
         m_asyncResult = CURLE_HTTP_RETURNED_ERROR;
     }
     if (m_asyncResult != CURLE_OK) {
-        m_asyncErrorMessage = getErrorDetail(m_asyncResult);
+        keepErrorDetail();
         return;
     }
-    m_asyncErrorMessage.clear();
     if (m_pendingCallbackError) {
         m_asyncResult = CURLE_ABORTED_BY_CALLBACK;
+    }
+}
+
+void CNetRequest::keepErrorDetail() {
+    try {
+        m_asyncErrorMessage = getErrorDetail(m_asyncResult);
+    } catch (const std::bad_alloc&) {
+        // The failure counts without its text.
     }
 }
 
@@ -88,8 +97,9 @@ P<CError> CNetRequest::getAsyncError() {
     try {
         throwAsyncError();
         return nullptr;
-    } catch (const CError& error) {
-        return error.clone();
+    } catch (...) {
+        // Also where memory runs out for the description: the listener has to hear of the end.
+        return zet::currentExceptionToError();
     }
 }
 

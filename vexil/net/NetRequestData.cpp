@@ -4,6 +4,7 @@
 
 #include <limits>
 #include <string>
+#include <utility>
 
 namespace vexil {
 
@@ -54,14 +55,16 @@ std::size_t CNetRequest::headerCallback(char* data, std::size_t size, std::size_
 
 std::size_t CNetRequest::writeHandler(const char* data, std::size_t size, std::size_t count) noexcept {
     const std::size_t length = size * count;
-    if (!m_receiveSink) {
+    // It may take itself off the request.
+    const P<IDataSink> sink = m_receiveSink;
+    if (!sink) {
         return length;
     }
     const auto write = [&] {
         if (m_lastParsedStatus == -1 && m_isHTTP) {
             parseResponseStatus();
         }
-        m_receiveSink->write(data, static_cast<int>(length), m_lastParsedStatus, getResponseHeaderMap());
+        sink->write(data, static_cast<int>(length), m_lastParsedStatus, getResponseHeaderMap());
         return length;
     };
     // Any count but the offered one makes libcurl stop.
@@ -110,17 +113,19 @@ void CNetRequest::handleHeaderLine(std::string_view bytes) {
 }
 
 void CNetRequest::setReceiveDataSink(IDataSink* sink) {
-    m_receiveSink = sink;
+    // Goes last: it may use the request.
+    const P<IDataSink> old = std::exchange(m_receiveSink, sink);
     m_restartableSink = dynamic_cast<IRestartableDataSink*>(sink);
 }
 
 void CNetRequest::setReceiveDataStream(zet::IOutStream* stream) {
+    // Held first: there may be no memory for the sink.
+    const P<zet::IOutStream> keepAlive = stream;
     setReceiveDataSink(stream ? new CStreamDataSink(stream) : nullptr);
 }
 
 void CNetRequest::setDefaultReceiveDataStream() {
-    m_receiveSink = m_defaultReceiveSink;
-    m_restartableSink = nullptr;
+    setReceiveDataSink(m_defaultReceiveSink);
 }
 
 // ---- send ------------------------------------------------------------------------------------------------
@@ -136,7 +141,9 @@ std::size_t CNetRequest::readHandler(char* buffer, std::size_t size, std::size_t
 }
 
 int CNetRequest::readSource(void* buffer, int maxLength) {
-    const int length = m_sendSource->read(buffer, maxLength, getResponseHeaderMap());
+    // It may take itself off the request.
+    const P<IDataSource> source = m_sendSource;
+    const int length = source->read(buffer, maxLength, getResponseHeaderMap());
     const bool isCommand = length == CURL_READFUNC_ABORT || length == CURL_READFUNC_PAUSE;
     if ((length < 0 || length > maxLength) && !isCommand) {
         throw CError("The data source returned " + String::fromInt(length) + " bytes where 0 to " +
@@ -156,19 +163,21 @@ int CNetRequest::seekHandler(curl_off_t offset, int origin) noexcept {
 }
 
 bool CNetRequest::seekSource(int64 offset, int origin) {
+    // It may take itself off the request.
+    const P<IDataSource> source = m_sendSource;
     switch (origin) {
     case SEEK_SET:
-        m_sendSource->seek(offset);
+        source->seek(offset);
         return true;
     case SEEK_CUR:
-        m_sendSource->seek(offset + m_sendSource->getPosition());
+        source->seek(offset + source->getPosition());
         return true;
     case SEEK_END: {
-        const int64 size = m_sendSource->getSize();
+        const int64 size = source->getSize();
         if (size == -1) {
             return false;
         }
-        m_sendSource->seek(offset + size);
+        source->seek(offset + size);
         return true;
     }
     default:
@@ -192,6 +201,8 @@ void CNetRequest::setSendDataBuffer(const TBuffer<unsigned char>* buffer) {
     if (!buffer) {
         throw CInvalidArgError("CNetRequest::setSendDataBuffer", "buffer must not be null");
     }
+    // Held first: there may be no memory for the stream.
+    const PC<TBuffer<unsigned char>> keepAlive = buffer;
     setSendDataStream(new zet::CBufferStream(buffer));
     setSendDataSize(buffer->getUsed());
 }

@@ -59,6 +59,12 @@ void CNetRequest::perform() {
             listener->onDone(this, &error);
         }
         throw;
+    } catch (...) {
+        // No memory for the description of the failure.
+        if (listener) {
+            listener->onDone(this, zet::currentExceptionToError());
+        }
+        throw;
     }
     if (listener) {
         listener->onDone(this, nullptr);
