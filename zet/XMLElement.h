@@ -31,7 +31,7 @@ public:
     /// Replaces the text.
     void setText(const String& text) { m_text = text; }
     /// Appends a child, of which a reference is kept. It must be neither null nor an element above this one.
-    void addChild(CXMLElement* child) { m_children.emplace_back(child); }
+    void addChild(CXMLElement* child) { m_children.push_back(child); }
 
 private:
     String m_name;

@@ -11,7 +11,7 @@ CFTPListDirResult::CFTPListDirResult(const TBuffer<unsigned char>& listing) {
     while (!rest.empty()) {
         const std::size_t end = std::min(rest.find_first_of(L"\r\n"), rest.size());
         if (end > 0) {
-            m_entries.emplace_back(new CFTPDirEntry(String(rest.substr(0, end))));
+            m_entries.push_back(new CFTPDirEntry(String(rest.substr(0, end))));
         }
         rest.remove_prefix(std::min(end + 1, rest.size()));
     }

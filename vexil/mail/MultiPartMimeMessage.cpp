@@ -42,7 +42,7 @@ CMultiPartMimeMessage::~CMultiPartMimeMessage() = default;
 
 void CMultiPartMimeMessage::addPart(const CMimeMessage* part) {
     if (part) {
-        m_parts.emplace_back(part);
+        m_parts.push_back(part);
     }
 }
 

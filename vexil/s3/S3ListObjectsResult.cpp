@@ -71,7 +71,7 @@ void CS3ListObjectsResult::construct(wxXmlNode* root) {
     }
     forEachXmlChild(root, [this](const String& name, wxXmlNode* child) {
         if (name == "Contents") {
-            m_objects.emplace_back(new CS3ListObjectsElement(child));
+            m_objects.push_back(new CS3ListObjectsElement(child));
         } else if (name == "CommonPrefixes") {
             parseCommonPrefixes(child);
         } else if (name == "IsTruncated") {
