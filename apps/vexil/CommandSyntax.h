@@ -23,8 +23,10 @@ public:
     /// One that may be missing, which leaves the value as it is.
     CCommandSyntax& optionalArgument(const char* name, std::string& value, const char* help);
     /// So many further arguments.
-    CCommandSyntax& arguments(const char* name, std::vector<std::string>& values, int minimum, int maximum,
-                              const char* help);
+    /// \param name     for error messages: one word, as CLI11 demands from version 2.4 on
+    /// \param shownAs  for the help
+    CCommandSyntax& arguments(const char* name, const char* shownAs, std::vector<std::string>& values,
+                              int minimum, int maximum, const char* help);
     CCommandSyntax& option(const char* name, const char* valueName, std::string& value, const char* help);
     /// One whose value is a file's name, not "": as from a script in which a variable is not set.
     CCommandSyntax& fileOption(const char* name, std::string& value, const char* help);

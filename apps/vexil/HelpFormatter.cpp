@@ -30,6 +30,12 @@ CHelpFormatter::CHelpFormatter() {
     column_width(nameColumns);
 }
 
+std::string CHelpFormatter::make_option_name(const CLI::Option* option, bool isPositional) const {
+    const std::string& shownAs = option->get_option_text();
+    return isPositional && !shownAs.empty() ? shownAs
+                                            : CLI::Formatter::make_option_name(option, isPositional);
+}
+
 std::string CHelpFormatter::make_option(const CLI::Option* option, bool isPositional) const {
     std::string name = withBlankBehindCommas(withoutBraces(make_option_name(option, isPositional)));
     if (!isPositional && option->get_expected_max() > 0) {

@@ -11,6 +11,7 @@ class CHelpFormatter : public CLI::Formatter {
 public:
     CHelpFormatter();
 
+    std::string make_option_name(const CLI::Option* option, bool isPositional) const override;
     std::string make_option(const CLI::Option* option, bool isPositional) const override;
     std::string make_option_usage(const CLI::Option* option) const override;
     std::string make_subcommand(const CLI::App* subcommand) const override;

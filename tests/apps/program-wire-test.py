@@ -41,6 +41,12 @@ class UsageTest(ProgramTest):
             self.assertNotEqual(result.err, "", arguments)
             self.assertEqual(result.out, "", arguments)
 
+    def test_arguments_that_may_be_missing_are_shown_in_brackets(self):
+        text = self.run_program("s3", "restore", "--help").out
+        self.assertIn("Usage: vexil s3 restore [OPTIONS] BUCKET [PREFIX] FOLDER\n", text)
+        self.assertIn("\n  [PREFIX] FOLDER       Folder within the bucket", text)
+        self.assertIn("FOLDER is required", self.run_program("s3", "restore", "b", code=2).err)
+
     def test_bad_values_are_named_before_anything_is_sent(self):
         self.write("file")
         for arguments, text in ((["--endpoint", "ftp://x", "s3", "ls", "b"], "'ftp://x'"),

@@ -11,7 +11,7 @@ namespace vexil::app {
 void CS3RestoreCommand::define(CCommandSyntax& syntax) {
     syntax.command("restore", "Make files of all objects below a prefix")
         .argument("BUCKET", m_bucket, "Bucket that holds them")
-        .arguments("[PREFIX] FOLDER", m_prefixAndFolder, 1, 2,
+        .arguments("FOLDER", "[PREFIX] FOLDER", m_prefixAndFolder, 1, 2,
                    "Folder within the bucket (default: all of it), and the folder to restore to, which is "
                    "made if need be")
         .number("--jobs", "N", m_jobs, 1, CTransferQueue::maxCount,
