@@ -101,7 +101,7 @@ Number parseNumber(std::string_view text, int base, const char* what) {
 }
 
 /// Text for a failure: printable, and not endless.
-std::string quoted(std::string_view bytes) {
+std::string inQuotes(std::string_view bytes) {
     constexpr std::size_t limit = 200;
     constexpr std::string_view digits = "0123456789abcdef";
     std::string result = "\"";
@@ -445,7 +445,7 @@ asio::awaitable<void> ConnectionScript::Session::awaitMoreSteps() {
         std::lock_guard lock(core.mutex);
         hasMore = script->played < script->steps.size();
         if (!hasMore && !beyond.empty())
-            core.excess[index] = quoted(beyond);
+            core.excess[index] = inQuotes(beyond);
     }
     if (!hasMore) {
         setBusy(false);
@@ -455,7 +455,7 @@ asio::awaitable<void> ConnectionScript::Session::awaitMoreSteps() {
             if (count > 0) {
                 std::lock_guard lock(core.mutex);
                 if (script->played == script->steps.size())
-                    core.excess[index] = quoted({block.get(), count});
+                    core.excess[index] = inQuotes({block.get(), count});
             } else if (error && error != asio::error::operation_aborted) {
                 closeSocket();
             }
@@ -558,7 +558,7 @@ asio::awaitable<void> ConnectionScript::Session::readChunked() {
         co_await readBody(size);
         line = co_await readFraming();
         if (line != "\r\n")
-            throw Violation{"no line end behind a chunk, but " + quoted(line)};
+            throw Violation{"no line end behind a chunk, but " + inQuotes(line)};
     }
     std::string trailer;
     do {
@@ -574,7 +574,7 @@ asio::awaitable<void> ConnectionScript::Session::readBytes(std::uint64_t count) 
 asio::awaitable<void> ConnectionScript::Session::readExpected(const std::string& text) {
     co_await readBytes(text.size());
     if (lastRead != text)
-        throw Violation{"expected " + quoted(text) + ", got " + quoted(lastRead)};
+        throw Violation{"expected " + inQuotes(text) + ", got " + inQuotes(lastRead)};
 }
 
 asio::awaitable<void> ConnectionScript::Session::readLine() {
@@ -586,7 +586,7 @@ asio::awaitable<void> ConnectionScript::Session::readLine() {
 asio::awaitable<void> ConnectionScript::Session::readExpectedLine(const std::string& text) {
     co_await readLine();
     if (lastRead != text + "\r\n")
-        throw Violation{"expected the line " + quoted(text) + ", got " + quoted(lastRead)};
+        throw Violation{"expected the line " + inQuotes(text) + ", got " + inQuotes(lastRead)};
 }
 
 asio::awaitable<void> ConnectionScript::Session::readUntilClose() {
@@ -607,7 +607,7 @@ asio::awaitable<void> ConnectionScript::Session::waitForClose() {
     const std::size_t count = co_await receive(blockSize, 0, error);
     if (count > 0) {
         record({block.get(), count});
-        throw Violation{"the client did not close, but sent " + quoted({block.get(), count})};
+        throw Violation{"the client did not close, but sent " + inQuotes({block.get(), count})};
     }
 }
 
