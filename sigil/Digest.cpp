@@ -20,7 +20,7 @@ class CEvpDigest : public virtual zet::CBase, public IDigest {
 public:
     // "-fips": content checks may use MD5 even where the process prefers FIPS algorithms.
     explicit CEvpDigest(const char* name)
-        : m_digest(EVP_MD_fetch(nullptr, name, "-fips")), m_context(EVP_MD_CTX_new()) {
+        : m_name(name), m_digest(EVP_MD_fetch(nullptr, name, "-fips")), m_context(EVP_MD_CTX_new()) {
         if (!m_digest || !m_context) {
             throw zet::CError(zet::String("The crypto library offers no ") + name + ".");
         }
@@ -47,6 +47,13 @@ public:
         m_isFinished = true;
     }
 
+    zet::P<IDigest> clone() const override {
+        zet::P<CEvpDigest> copy = new CEvpDigest(m_name);
+        check(EVP_MD_CTX_copy_ex(copy->m_context.get(), m_context.get()));
+        copy->m_isFinished = m_isFinished;
+        return copy;
+    }
+
 private:
     static void check(int result) {
         if (result != 1) {
@@ -60,6 +67,7 @@ private:
         }
     }
 
+    const char* m_name;  // a literal
     std::unique_ptr<EVP_MD, CEvpDeleter> m_digest;
     std::unique_ptr<EVP_MD_CTX, CEvpDeleter> m_context;
     bool m_isFinished = false;

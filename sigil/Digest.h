@@ -27,6 +27,8 @@ public:
     /// Puts the hash of everything since the beginning into `out`. Only reset() may follow: anything else is
     /// a zet::CError.
     virtual void finish(zet::TBuffer<unsigned char>& out) = 0;
+    /// A new computation that goes on from here, independent of this one; never null.
+    virtual zet::P<IDigest> clone() const = 0;
 
 protected:
     ~IDigest() override;

@@ -1,5 +1,6 @@
 #include "apps/vexil/AnswerCheck.h"
 
+#include "vexil/s3/S3Client.h"
 #include "zet/ParseNumber.h"
 
 namespace vexil::app {
@@ -15,6 +16,16 @@ void checkAnswerLength(const CNetRequest& request, int64 receivedBytes) {
     if (!announced.isEmpty() && zet::parseInt64(announced, false) != receivedBytes) {
         throw CError("Received " + String::fromInt(receivedBytes) + " of the " + announced +
                      " bytes that the answer announced.");
+    }
+}
+
+void checkContentMD5(const CNetRequest& request, const String& contentMD5) {
+    const String expected = CS3Client::getContentMD5(request.getResponseHeaderMap());
+    if (!expected.isEmpty() && !(expected == contentMD5)) {
+        throw CError("the content is not what the ETag " + getAnswerHeader(request, "etag") +
+                     " stands for: it was changed on the way or in the store (for a server whose ETags look "
+                     "like an MD5 "
+                     "and are none: --no-verify-etag)");
     }
 }
 

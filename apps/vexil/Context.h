@@ -37,6 +37,8 @@ public:
     CNetRequest& prepareHTTPRequest(const std::string& url);
     /// \throws CInvalidArgError for credentials that are missing and an endpoint that is none
     CCountingS3Client& getClient();
+    /// Whether the content of objects is compared with their ETag.
+    bool verifiesETags() const noexcept { return m_options.verifyETag; }
     /// How getClient() wants transfers to be treated.
     /// \throws the same
     ITransferPolicy& getS3Policy();

@@ -36,7 +36,8 @@ bool isBrokenOnTheWay(const CError& error, int status) {
 
 CObjectDownload::CObjectDownload(CContext& context, const String& bucket, const String& key,
                                  const P<zet::IOutStream>& out)
-    : m_context(context), m_bucket(bucket), m_key(key), m_out(out), m_start(out->getPosition()) {}
+    : m_context(context), m_bucket(bucket), m_key(key), m_out(new CMD5OutStream(out)),
+      m_start(out->getPosition()) {}
 
 int64 CObjectDownload::getWrittenBytes() const {
     return m_out->getPosition() - m_start;
@@ -44,6 +45,7 @@ int64 CObjectDownload::getWrittenBytes() const {
 
 void CObjectDownload::prepare(CNetRequest& request) {
     m_offset = getWrittenBytes();
+    m_out->mark();
     CTransferMonitor::of(request).setOffset(m_offset);
     const CRequiredETag condition(m_context.getSetup(), m_offset > 0 ? m_eTag : String());
     m_context.getClient().prepareGetObjectRequest(request, m_bucket, m_key, m_offset, -1, m_out);
@@ -59,9 +61,53 @@ void CObjectDownload::checkAnswer(CNetRequest& request) {
     if (m_offset > 0) {
         checkContinuation(request);
     }
+    checkContent(request);
+}
+
+void CObjectDownload::checkContent(CNetRequest& request) {
+    // Bytes of a transfer before this one that stand after its end.
+    const bool isTooLong = m_out->getSize() - m_start > getWrittenBytes();
+    const String contentMD5 = m_out->getContentMD5();
+    m_hasWrongContent = true;
+    if (isTooLong) {
+        m_restarts = maxRestarts;
+        throw CError("The object '" + printable(m_key) + "' became shorter while it was read.");
+    }
+    if (m_context.verifiesETags()) {
+        try {
+            checkContentMD5(request, contentMD5);
+        } catch (const CError&) {
+            m_restarts = contentMD5 == m_wrongMD5 ? maxRestarts : m_restarts;
+            m_wrongMD5 = contentMD5;
+            throw;
+        }
+    }
+    m_hasWrongContent = false;
+}
+
+bool CObjectDownload::tryToRestart() {
+    m_hasWrongContent = false;
+    if (m_restarts >= maxRestarts || CInterrupt::isRequested()) {
+        return false;
+    }
+    try {
+        m_out->restart();
+    } catch (const CError&) {
+        // A pipe has passed the bytes on: what is wrong with them is the error to show.
+        return false;
+    }
+    ++m_restarts;
+    m_eTag.clear();
+    m_context.getConsole().message(Verbosity::Info, "vexil: '" + printable(m_key) +
+                                                        "' came with other content than its ETag stands for; "
+                                                        "fetching it again.");
+    return true;
 }
 
 bool CObjectDownload::canBeginAnew(CNetRequest& request, const CError& error) {
+    if (m_hasWrongContent) {
+        return tryToRestart();
+    }
     const bool isContinuation = m_offset > 0;
     if (isContinuation && getHTTPStatusCodeFromError(error) == statusPreconditionFailed) {
         throwReplaced();

@@ -1,15 +1,18 @@
 #pragma once
 
 #include "apps/vexil/Download.h"
+#include "apps/vexil/MD5OutStream.h"
 #include "vexil/BaseTypes.h"
 
 namespace vexil::app {
 
 /// Downloads one object into a stream. A transfer that breaks goes on behind the last byte written, at most
-/// 5 times, and only while the object is the same (by its ETag).
+/// 5 times, and only while the object is the same (by its ETag). Content that is not what the ETag stands for is
+/// fetched again from the beginning, until the same comes twice, at most twice.
 class CObjectDownload : public IDownload {
 public:
     static constexpr int maxContinuations = 5;
+    static constexpr int maxRestarts = 2;
 
     /// The context must outlive it.
     /// \param out  where the bytes go, from where it stands on; able to go back to each place where a transfer
@@ -18,7 +21,8 @@ public:
                     const P<zet::IOutStream>& out);
 
     void prepare(CNetRequest& request) override;
-    /// \throws CError when bytes are missing, or are others than those that were asked for
+    /// \throws CError when bytes are missing, or are others than those that were asked for, or the whole is not what the
+    ///         ETag stands for
     void checkAnswer(CNetRequest& request) override;
     /// \throws CError when another object has taken the object's place
     bool canBeginAnew(CNetRequest& request, const CError& error) override;
@@ -29,16 +33,21 @@ private:
     int64 getWrittenBytes() const;
     bool canContinue(CNetRequest& request, const CError& error, int64 written);
     void checkContinuation(const CNetRequest& request) const;
+    void checkContent(CNetRequest& request);
+    bool tryToRestart();
     [[noreturn]] void throwReplaced() const;
 
     CContext& m_context;
     String m_bucket;
     String m_key;
-    P<zet::IOutStream> m_out;
+    P<CMD5OutStream> m_out;
     const int64 m_start;  // of the object, in the stream
     int64 m_offset = 0;   // where the transfer that runs begins, in the object
     String m_eTag;        // of the object that the written bytes are from; "" while there are none
     int m_continuations = 0;
+    bool m_hasWrongContent = false;
+    String m_wrongMD5;  // of the last content that was not right
+    int m_restarts = 0;
 };
 
 }  // namespace vexil::app

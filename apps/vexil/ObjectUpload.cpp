@@ -10,6 +10,7 @@ namespace vexil::app {
 namespace {
 
 constexpr int maxFurtherUploads = 5;
+constexpr int maxWrongContents = 2;
 constexpr int statusContinue = 100;
 
 /// Whether the client would have tried again, had no interim answer stood before the failure.
@@ -37,15 +38,29 @@ void CObjectUpload::prepare(CNetRequest& request) {
 
 void CObjectUpload::checkAnswer(CNetRequest& request) {
     checkAnswerIsComplete(request);
+    if (m_context.verifiesETags()) {
+        TMap<String, String> sent;
+        request.getCustomHTTPHeaders()->fillMap(sent);
+        m_hasWrongContent = true;
+        checkContentMD5(request, sent["content-md5"]);
+        m_hasWrongContent = false;
+    }
+}
+
+bool CObjectUpload::isToBeginAnew(const CError& error) {
+    if (m_hasWrongContent) {
+        m_hasWrongContent = false;
+        return m_wrongContents++ < maxWrongContents;
+    }
+    return m_furtherUploads++ < maxFurtherUploads && isBrokenBehindContinue(error);
 }
 
 bool CObjectUpload::canBeginAnew(CNetRequest&, const CError& error) {
     CInterrupt::throwIfRequested();
-    if (m_furtherUploads >= maxFurtherUploads || !isBrokenBehindContinue(error)) {
+    if (!isToBeginAnew(error)) {
         return false;
     }
-    ++m_furtherUploads;
-    m_context.getConsole().message(Verbosity::Info, "vexil: the upload broke off (" + error.getMessage() +
+    m_context.getConsole().message(Verbosity::Info, "vexil: the upload failed (" + error.getMessage() +
                                                         "); beginning it again.");
     return true;
 }

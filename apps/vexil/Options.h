@@ -34,6 +34,8 @@ struct COptions {
     std::string verboseLog;       ///< file for all messages on the wire; "" for none
     std::string credentialsFile;  ///< "" for the environment's credentials
 
+    bool verifyETag = true;  ///< of S3 objects, where it is an MD5
+
     std::string ftpServer;  ///< host, perhaps with a port; "" for the environment's
     FTPSecurity ftpSecurity = FTPSecurity::Explicit;
 };

@@ -254,6 +254,10 @@ void CProgram::addCommands(CLI::App& app) {
     s3->footer("The keys come from VEXIL_S3_ACCESS_KEY and VEXIL_S3_SECRET_KEY, or from the file of "
                "--credentials.\n\n"
                "Example:\n  vexil --endpoint https://s3.example.com s3 ls photos");
+    s3->add_flag("--verify-etag,!--no-verify-etag", m_options.verifyETag,
+                 "Compare the content of objects with their ETag where it is an MD5 (default); "
+                 "--no-verify-etag is for "
+                 "servers with other ETags that look like an MD5");
     addCommand(*s3, std::make_unique<CS3PutCommand>());
     addCommand(*s3, std::make_unique<CS3GetCommand>());
     addCommand(*s3, std::make_unique<CS3HeadCommand>());

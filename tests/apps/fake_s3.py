@@ -13,7 +13,8 @@ class Fault:
     """What happens to the answers for one key, each time the next one; None for nothing."""
 
     def __init__(self, cut=None, status=None, code="", then=None, hold=False, cut_head=False,
-                 no_body=False):
+                 no_body=False, flip=None):
+        self.flip = flip  # in this byte of the object one bit is another than that which the ETag stands for, or that which came
         self.cut_head = cut_head  # the answer to a put ends within its headers
         self.no_body = no_body  # status 204, which has none, with the length of the object
         self.cut = cut  # so many bytes of the body, sent or received, then the end of the connection
@@ -35,6 +36,8 @@ class FakeS3:
         self.requests = []  # (method, key, headers)
         self.faults = {}
         self.sends_etag = True
+        self.etags = {}  # other ETags than the MD5
+        self.extra_headers = []  # of responses about objects
         self.heeds_condition = True
         self.heeds_range = True
         self.range_error = 0  # bytes by which a range is answered too far behind
@@ -75,7 +78,7 @@ class FakeS3:
         return [headers for method, name, headers in self.requests if method == "GET" and name == key]
 
     def etag(self, key):
-        return '"' + hashlib.md5(self.objects[key]).hexdigest() + '"'
+        return self.etags.get(key) or '"' + hashlib.md5(self.objects[key]).hexdigest() + '"'
 
     def puts(self):
         return [name for method, name, _ in self.requests if method == "PUT"]
@@ -101,6 +104,11 @@ class FakeS3:
         return (f"<Contents><Key>{escape(self.listed_names.get(key, key))}</Key>"
                 f"<LastModified>2024-01-01T00:00:00.000Z</LastModified>"
                 f"<Size>{self.listed_sizes.get(key, len(self.objects[key]))}</Size></Contents>")
+
+
+def flip_bit(body, position):
+    """The body with one other bit; as it is for no position."""
+    return body if position is None else body[:position] + bytes([body[position] ^ 1]) + body[position + 1:]
 
 
 class _Server(http.server.ThreadingHTTPServer):
@@ -193,11 +201,12 @@ class _Handler(http.server.BaseHTTPRequestHandler):
 
     def answer_object(self, body, fault):
         etag = self.fake.etag(self.key)
-        headers = [("ETag", etag)] if self.fake.sends_etag else []
+        headers = self.fake.extra_headers + ([("ETag", etag)] if self.fake.sends_etag else [])
         wanted = self.headers.get("If-Match")
         if wanted and wanted != etag and self.fake.heeds_condition:
             self.answer_error(412, "PreconditionFailed")
             return
+        body = flip_bit(body, fault.flip)
         status = 204 if fault.no_body else 200
         if self.fake.heeds_range and (match := re.fullmatch(r"bytes=(\d+)-", self.headers.get("Range", ""))):
             start = int(match[1]) + self.fake.range_error
@@ -238,8 +247,9 @@ class _Handler(http.server.BaseHTTPRequestHandler):
         elif fault.status:
             self.answer_error(fault.status, fault.code)
         else:
-            self.fake.objects[self.key] = body
-            self.answer(200)
+            self.fake.objects[self.key] = flip_bit(body, fault.flip)
+            etag = [("ETag", self.fake.etag(self.key))] if self.fake.sends_etag else []
+            self.answer(200, headers=self.fake.extra_headers + etag)
 
     def do_DELETE(self):
         fault = self.begin()

@@ -280,6 +280,122 @@ class DownloadTest(FakeServerTest):
         self.assertEqual(self.files_in("r"), self.server.objects)
 
 
+class ContentTest(FakeServerTest):
+    """Objects whose content is not what their ETag stands for."""
+
+    commands = (["restore", "bucket", "r"], ["get", "bucket", "a", "r/a"], ["get", "bucket", "a"])
+
+    def setUp(self):
+        super().setUp()
+        self.server.objects = {"a": BODY}
+        self.write("r/a", b"old")
+
+    def content(self, result, arguments):
+        return result.raw_out if len(arguments) == 3 and arguments[0] == "get" else self.read("r/a")
+
+    def test_one_wrong_bit_is_noticed_and_nothing_gets_the_name(self):
+        for arguments in self.commands:
+            for position in (0, 50000, 99999):
+                self.server.faults["a"] = [Fault(flip=position)] * 9
+                result = self.run_program("s3", *arguments, code=1)
+                self.assertIn("the content is not what the ETag", result.err)
+                self.assertIn("--no-verify-etag", result.err)
+                self.assertEqual(self.files_in("r"), {"a": b"old"}, arguments)
+
+    def test_the_right_content_comes_with_another_try(self):
+        for arguments in self.commands[:2]:
+            self.write("r/a", b"old")
+            self.server.requests.clear()
+            self.server.faults["a"] = [Fault(flip=7), Fault(flip=8)]
+            self.run_program("s3", *arguments)
+            self.assertEqual(self.read("r/a"), BODY)
+            self.assertEqual([headers.get("Range") for headers in self.server.gets("a")], [None] * 3)
+
+    def test_the_same_wrong_content_is_not_fetched_for_ever(self):
+        for faults, count in (([Fault(flip=7)] * 9, 2), ([Fault(flip=i) for i in range(9)], 3)):
+            self.server.requests.clear()
+            self.server.faults["a"] = faults
+            self.run_program("s3", *self.commands[0], code=1)
+            self.assertEqual(len(self.server.gets("a")), count)
+
+    def test_standard_output_gets_no_byte_twice(self):
+        self.server.faults["a"] = [Fault(flip=7), None]
+        result = self.run_program("s3", *self.commands[2], code=1)
+        self.assertIn("the content is not what the ETag", result.err)
+        self.assertEqual(len(result.raw_out), len(BODY))
+        self.assertEqual(len(self.server.gets("a")), 1)
+
+    def test_a_continued_download_is_compared_as_a_whole(self):
+        for position in (100, 40000):
+            for arguments in self.commands:
+                self.write("r/a", b"old")
+                is_first = position < 30000
+                self.server.faults["a"] = [Fault(cut=30000, flip=position if is_first else None),
+                                           Fault(cut=20000, flip=None if is_first else position)]
+                code = 1 if arguments == self.commands[2] else 0
+                result = self.run_program("s3", *arguments, code=code)
+                if code == 0:
+                    self.assertEqual(self.read("r/a"), BODY, (position, arguments))
+                else:
+                    self.assertIn("the content is not what the ETag", result.err)
+                self.server.faults["a"] = [Fault(cut=30000), Fault(cut=20000)]
+                result = self.run_program("s3", *arguments)
+                self.assertEqual(self.content(result, arguments), BODY)
+
+    def test_a_shorter_object_leaves_no_end_of_the_longer_one(self):
+        def shorten():
+            self.server.objects["a"] = BODY[:1000]
+
+        for arguments in self.commands[:2]:
+            self.server.objects["a"] = BODY
+            self.write("r/a", b"old")
+            self.server.faults["a"] = [Fault(flip=7), Fault(then=shorten)]
+            result = self.run_program("s3", *arguments, code=1)
+            self.assertIn("became shorter while it was read", result.err)
+            self.assertEqual(self.files_in("r"), {"a": b"old"})
+
+    def test_other_etags_are_not_compared(self):
+        for etag in ('"0123456789abcdef0123456789abcdef-2"', 'W/"0123456789abcdef0123456789abcdef"', '"x"', '""'):
+            self.server.etags["a"] = etag
+            self.run_program("s3", *self.commands[0])
+            self.assertEqual(self.read("r/a"), BODY)
+            self.run_program("s3", "put", "r/a", "bucket", "a")
+
+    def test_etags_of_encrypted_objects_are_not_compared(self):
+        self.server.etags["a"] = '"0123456789abcdef0123456789abcdef"'
+        self.write("f/a", BODY)
+        uploads = (["put", "f/a", "bucket", "a"], ["backup", "f", "bucket"])
+        for headers, options, code in (([], [], 1), ([("x-amz-server-side-encryption", "AES256")], [], 1),
+                                       ([("x-amz-server-side-encryption", "aws:kms")], [], 0),
+                                       ([("x-amz-server-side-encryption-customer-algorithm", "AES256")], [], 0),
+                                       ([], ["--no-verify-etag"], 0)):
+            self.server.extra_headers = headers
+            for arguments in (*self.commands, *uploads):
+                self.run_program("s3", *arguments, *options, code=code)
+
+    def test_a_stored_object_is_compared_with_what_was_sent(self):
+        self.write("f/a", BODY)
+        for arguments in (["put", "f/a", "bucket", "a"], ["backup", "f", "bucket"]):
+            self.server.requests.clear()
+            self.server.faults["a"] = [Fault(flip=7), None]
+            self.run_program("s3", *arguments)
+            self.assertEqual(self.server.objects, {"a": BODY})
+            self.assertEqual(self.server.puts(), ["a"] * 2)
+            self.server.requests.clear()
+            self.server.faults["a"] = [Fault(flip=7)] * 9
+            self.assertIn("the content is not what the ETag", self.run_program("s3", *arguments, code=1).err)
+            self.assertEqual(self.server.puts(), ["a"] * 3)
+
+    def test_a_weak_etag_does_not_let_a_download_go_on(self):
+        self.server.etags["a"] = 'W/"1"'
+        for arguments in self.commands:
+            self.server.requests.clear()
+            self.server.faults["a"] = [Fault(cut=30000)]
+            self.run_program("s3", *arguments, code=1)
+            self.assertEqual(len(self.server.gets("a")), 1)
+            self.assertEqual(self.files_in("r"), {"a": b"old"})
+
+
 class UploadTest(FakeServerTest):
     def test_an_upload_that_breaks_begins_again(self):
         self.write("f", BODY * 10)

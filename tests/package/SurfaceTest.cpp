@@ -124,6 +124,7 @@ void name_sigil_IDigest() {
     name(static_cast<void (Class::*)()>(&Class::reset));
     name(static_cast<void (Class::*)(const void*, int)>(&Class::update));
     name(static_cast<void (Class::*)(zet::TBuffer<unsigned char>&)>(&Class::finish));
+    name(static_cast<zet::P<IDigest> (Class::*)() const>(&Class::clone));
 }
 
 void name_sigil_IDigestType() {
@@ -493,6 +494,8 @@ void name_vexil_CS3Client() {
     name(static_cast<void (Class::*)(int)>(&Class::setMaxRetries));
     name(static_cast<void (Class::*)(bool)>(&Class::setPrintDebugInfo));
     name(static_cast<void (Class::*)(bool)>(&Class::setSSLVerifyPeer));
+    name(static_cast<void (Class::*)(bool)>(&Class::setVerifyETag));
+    name(static_cast<String (*)(const TMap<String, String>&)>(&Class::getContentMD5));
     name(static_cast<void (Class::*)(INetRequestSetup*)>(&Class::setRequestSetup));
     name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&)>(
         &Class::prepareGetObjectHeadersRequest));

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace {
 
@@ -184,7 +185,7 @@ TEST_F(S3GetStream, WritesTheBodyWhereTheStreamStands) {
 }
 
 TEST_F(S3GetStream, WritesARange) {
-    answer({reply("206 Partial Content", "ell")});
+    answer({reply("206 Partial Content", "ell", "Content-Range: bytes 1-3/5\r\n")});
     Stream stream;
     client.getObject(request, "b", "k", 1, 3, &stream);
     EXPECT_EQ(peer.requests().at(0).header("Range"), "bytes=1-3");
@@ -197,6 +198,74 @@ TEST_F(S3GetStream, RefusesTheWholeObjectInsteadOfARange) {
     EXPECT_EQ(plainErrorOf([&] { client.getObject(request, "b", "k", 1, -1, &stream); }),
               "The server answered the request for a part of the object with status 200 instead of 206.");
     EXPECT_EQ(stream.bytes, "");
+}
+
+TEST_F(S3GetStream, TakesARangeThatTheEndOfTheObjectCuts) {
+    answer({reply("206 Partial Content", "lo", "Content-Range: bytes 3-4/5\r\n"),
+            reply("206 Partial Content", "lo", "Content-Range: Bytes 3-4/5\r\n"),
+            reply("206 Partial Content", "lo", "Content-Range: bytes 3-4/*\r\n")});
+    Stream stream;
+    client.getObject(request, "b", "k", 3, 10, &stream);
+    client.getObject(request, "b", "k", 3, -1, &stream);
+    client.getObject(request, "b", "k", 3, 2, &stream);
+    EXPECT_EQ(stream.bytes, "lololo");
+}
+
+TEST_F(S3GetStream, RefusesAnotherRange) {
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"bytes 0-2/9", "'bytes 0-2/9'"}, {"bytes 2-4/9", "'bytes 2-4/9'"}, {"bytes 1-2/9", "'bytes 1-2/9'"},
+        {"bytes 1-4/9", "'bytes 1-4/9'"}, {"bytes 1-2/*", "'bytes 1-2/*'"}, {"bytes */9", "'bytes */9'"},
+        {"lines 1-3/9", "'lines 1-3/9'"}, {"", "no Content-Range"}};
+    for (const std::string& body : {std::string("ell"), std::string()}) {
+        for (const auto& [range, text] : cases) {
+            const std::string header = range.empty() ? "" : "Content-Range: " + range + "\r\n";
+            peer.onConnection()
+                .expectRequest()
+                .reply(reply("206 Partial Content", body, header))
+                .clientMayLeave();
+            CNetRequest own;
+            Stream stream;
+            EXPECT_EQ(plainErrorOf([&] { client.getObject(own, "b", "k", 1, 3, &stream); }),
+                      "The server answered the request for bytes from 1 to 3 of the object with " + text +
+                          ".");
+            EXPECT_EQ(stream.bytes, "");
+        }
+    }
+}
+
+TEST_F(S3GetStream, RefusesARangeThatEndsEarlyWhereAllWasAskedFor) {
+    peer.onConnection()
+        .expectRequest()
+        .reply(reply("206 Partial Content", "ell", "Content-Range: bytes 1-3/5\r\n"))
+        .clientMayLeave();
+    Stream stream;
+    EXPECT_EQ(plainErrorOf([&] { client.getObject(request, "b", "k", 1, -1, &stream); }),
+              "The server answered the request for bytes from 1 on of the object with 'bytes 1-3/5'.");
+}
+
+TEST_F(S3GetStream, RefusesARangeOfAnotherLengthThanItsBody) {
+    answer({reply("206 Partial Content", "el", "Content-Range: bytes 1-3/5\r\n")});
+    Stream stream;
+    EXPECT_EQ(plainErrorOf([&] { client.getObject(request, "b", "k", 1, 3, &stream); }),
+              "Received 2 of the 3 bytes of the range.");
+}
+
+TEST_F(S3GetStream, RefusesAPartInsteadOfTheWholeObject) {
+    peer.onConnection()
+        .expectRequest()
+        .reply(reply("206 Partial Content", "hel", "Content-Range: bytes 0-2/5\r\n"))
+        .clientMayLeave();
+    Stream stream;
+    EXPECT_EQ(plainErrorOf([&] { client.getObject(request, "b", "k", 0, -1, &stream); }),
+              "The server answered the request for the whole object with a part of it.");
+    EXPECT_EQ(stream.bytes, "");
+}
+
+TEST_F(S3GetStream, RefusesAnAnnouncedBodyThatDoesNotComeAtAll) {
+    answer({"HTTP/1.1 204 No Content\r\nContent-Length: 5\r\n\r\n"});
+    Stream stream;
+    EXPECT_EQ(plainErrorOf([&] { client.getObject(request, "b", "k", 0, -1, &stream); }),
+              "Received 0 of the 5 bytes that the answer announced.");
 }
 
 TEST_F(S3GetStream, RefusesAnEmptyAnswerThatIsNoRange) {
@@ -345,6 +414,107 @@ TEST_F(S3GetStream, WritesToAStreamOfTheLibrary) {
     zet::CBufferStream stream;
     client.getObject(request, "b", "k", 0, -1, &stream);
     EXPECT_EQ(stream.getSize(), 5);
+}
+
+// ---- comparison with the ETag ----------------------------------------------------------------------------
+
+const std::string helloMD5 = "5d41402abc4b2a76b9719d911017c592";
+const std::string otherMD5 = "5d41402abc4b2a76b9719d911017c593";
+const std::string otherContent = "The content has the MD5 XUFAKrxLKna5cZ2REBfFkg==, but the ETag \"" +
+                                 otherMD5 + "\" of the object stands for XUFAKrxLKna5cZ2REBfFkw==.";
+
+std::string eTag(const std::string& value, const std::string& more = "") {
+    return "ETag: " + value + "\r\n" + more;
+}
+
+TEST(S3ETag, IsAnMD5OnlyWhereItSaysSo) {
+    const auto contentMD5 = [](const char* value, const char* encryption = nullptr,
+                               bool isCustomers = false) {
+        HeaderMap headers{{"etag", value}};
+        if (encryption) {
+            headers["x-amz-server-side-encryption"] = encryption;
+        }
+        if (isCustomers) {
+            headers["x-amz-server-side-encryption-customer-algorithm"] = "AES256";
+        }
+        return CS3Client::getContentMD5(headers).toUTF8();
+    };
+    const std::string hello = "XUFAKrxLKna5cZ2REBfFkg==";
+    EXPECT_EQ(CS3Client::getContentMD5({}), "");
+    EXPECT_EQ(contentMD5("\"5d41402abc4b2a76b9719d911017c592\""), hello);
+    EXPECT_EQ(contentMD5("\"5D41402ABC4B2A76B9719D911017C592\""), hello);
+    EXPECT_EQ(contentMD5("5d41402abc4b2a76b9719d911017c592"), hello);
+    EXPECT_EQ(contentMD5("\"5d41402abc4b2a76b9719d911017c592\"", "AES256"), hello);
+    EXPECT_EQ(contentMD5("\"5d41402abc4b2a76b9719d911017c592\"", "aws:kms"), "");
+    EXPECT_EQ(contentMD5("\"5d41402abc4b2a76b9719d911017c592\"", nullptr, true), "");
+    for (const char* other :
+         {"", "\"", "\"\"", "W/\"5d41402abc4b2a76b9719d911017c592\"",
+          "\"5d41402abc4b2a76b9719d911017c592-2\"", "\"5d41402abc4b2a76b9719d911017c59-\"",
+          "\"5d41402abc4b2a76b9719d911017c59\"", "\"5d41402abc4b2a76b9719d911017c5922\"",
+          "\"5d41402abc4b2a76b9719d911017c59g\"", "\"5d41402abc4b2a76b9719d911017c59@\""}) {
+        EXPECT_EQ(contentMD5(other), "") << other;
+    }
+}
+
+TEST_F(S3GetStream, ComparesNothingWithTheETagByDefault) {
+    answer({reply("200 OK", "hello", eTag('"' + otherMD5 + '"'))});
+    Stream stream;
+    client.getObject(request, "b", "k", 0, -1, &stream);
+    EXPECT_EQ(stream.bytes, "hello");
+}
+
+TEST_F(S3GetStream, ComparesTheContentWithTheETag) {
+    client.setVerifyETag(true);
+    answer(
+        {reply("200 OK", "hello", eTag('"' + helloMD5 + '"')),
+         reply("200 OK", "hello", eTag('"' + otherMD5 + '"')),
+         reply("200 OK", "hello", eTag('"' + otherMD5 + '"', "x-amz-server-side-encryption: aws:kms\r\n")),
+         reply("200 OK", "hello", eTag('"' + otherMD5 + "-1\"")), reply("200 OK", "hello"),
+         reply("200 OK", "", eTag("\"d41d8cd98f00b204e9800998ecf8427e\"")),
+         reply("206 Partial Content", "ell", eTag('"' + helloMD5 + '"', "Content-Range: bytes 1-3/5\r\n"))});
+    Stream stream;
+    client.getObject(request, "b", "k", 0, -1, &stream);
+    EXPECT_EQ(plainErrorOf([&] { client.getObject(request, "b", "k", 0, -1, &stream); }), otherContent);
+    for (int i = 0; i < 4; ++i) {
+        client.getObject(request, "b", "k", 0, -1, &stream);
+    }
+    client.getObject(request, "b", "k", 1, 3, &stream);
+}
+
+TEST_F(S3GetStream, ComparesWhatTheLastTryHasWritten) {
+    client.setVerifyETag(true);
+    answer({internalError, reply("200 OK", "hello", eTag('"' + helloMD5 + '"'))});
+    Stream stream;
+    client.getObject(request, "b", "k", 0, -1, &stream);
+    EXPECT_EQ(stream.bytes, "hello");
+}
+
+TEST_F(S3PutStream, ComparesTheETagOfTheResponse) {
+    const std::string wrong = reply("200 OK", "", eTag('"' + otherMD5 + '"'));
+    answer(
+        {wrong, wrong, reply("200 OK", "", eTag('"' + helloMD5 + '"')), wrong, wrong, reply("200 OK", "")});
+    Stream stream("hellohellohellohellohellohello");
+    client.putObject(request, "b", "k", &stream, 5, "");
+    client.putObject(request, "b", "k", "hello", 5, "");
+    client.setVerifyETag(true);
+    client.putObject(request, "b", "k", &stream, 5, "");
+    EXPECT_EQ(plainErrorOf([&] { client.putObject(request, "b", "k", &stream, 5, ""); }), otherContent);
+    EXPECT_EQ(plainErrorOf([&] { client.putObject(request, "b", "k", "hello", 5, ""); }), otherContent);
+    client.putObject(request, "b", "k", "hello", 5, "");
+}
+
+TEST_F(S3PutStream, TakesTheLargestSizeAndNoLarger) {
+    const P<Stream> stream = new Stream;
+    stream->onRead = [] { throw CError("it is read"); };
+    EXPECT_EQ(plainErrorOf([&] {
+                  client.preparePutObjectRequest(request, "b", "k", stream, CS3Client::maxPutSize, "");
+              }),
+              "it is read");
+    EXPECT_EQ(argErrorOf([&] {
+                  client.preparePutObjectRequest(request, "b", "k", stream, CS3Client::maxPutSize + 1, "");
+              }),
+              "CS3Client::preparePutObjectRequest: size must not exceed 5368709120 bytes, the limit of a "
+              "single put");
 }
 
 }  // namespace

@@ -90,6 +90,17 @@ TEST(DigestTest, BeginsAnewAfterAReset) {
     EXPECT_EQ(finish(*digest), "0cc175b9c0f1b6a831c399e269772661");
 }
 
+TEST(DigestTest, ACloneGoesOnByItself) {
+    const P<IDigest> digest = makeMD5();
+    update(*digest, "mess");
+    const P<IDigest> clone = digest->clone();
+    update(*digest, "forgotten");
+    update(*clone, "age digest");
+    EXPECT_EQ(finish(*clone), "f96b697d7cb7938d525a2f31aaf161d0");
+    EXPECT_NE(finish(*digest), "f96b697d7cb7938d525a2f31aaf161d0");
+    EXPECT_THROW(update(*digest->clone(), "x"), zet::CError);
+}
+
 TEST(DigestTest, ReplacesTheContentOfTheResult) {
     zet::TBuffer<unsigned char> out(100);
     const P<IDigest> digest = makeMD5();

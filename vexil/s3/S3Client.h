@@ -22,6 +22,7 @@ class IDigest;
 namespace vexil {
 
 class CS3ObjectSink;
+struct CS3ObjectRange;
 
 /// Client for the REST interface of Amazon S3 and of services that speak it, with signature version 2.
 ///
@@ -78,6 +79,11 @@ public:
     void setPrintDebugInfo(bool print) { m_printDebugInfo = print; }
     /// Whether the server's certificate is checked (CNetRequest::setSSLVerifyPeer). Default true.
     void setSSLVerifyPeer(bool verify) { m_sslVerifyPeer = verify; }
+    /// Whether the content of objects is compared with their ETag, as far as it is an MD5 (getContentMD5()): by
+    /// putObject() after the response, and by the getObject() with a stream for a whole object, which computes the MD5
+    /// while it writes. What differs is a CError. The bare `prepare...` members and getObject() into the request's
+    /// buffer compare nothing. Default false: some services that encrypt send 32 hexadecimal digits that are no MD5.
+    void setVerifyETag(bool verify) { m_verifiesETag = verify; }
     /// A hook that is called in every preparation, after its common settings and before those of the
     /// operation; a reference is kept. Headers that it adds to the request's list are signed. Null, the
     /// default, for none.
@@ -170,8 +176,9 @@ public:
     /// receive buffer. When a transfer breaks, the stream may have got the beginning of the body.
     /// \param data  not null
     /// \throws CInvalidArgError for a null stream and a range below 0
-    /// \throws CError when the answer to a range is the whole object (a status other than 206); by getObject
-    ///         also when the answer ended within its headers or its body has not the announced length
+    /// \throws CError when the response to a range is not that range (a status other than 206, another Content-Range or
+    ///         none), and when the response to the whole object is a part (206); by getObject also when the response
+    ///         ended within its headers, its body has not the announced length, or setVerifyETag() found other content
     void prepareGetObjectRequest(CNetRequest& request, const String& bucket, const String& object,
                                  int64 offset, int64 length, zet::IOutStream* data);
     void getObject(CNetRequest& request, const String& bucket, const String& object, int64 offset,
@@ -219,6 +226,13 @@ public:
     P<CS3ListObjectsResult> listObjects(CNetRequest& request, const String& bucket, const String& prefix,
                                         const String& delimiter, const String& marker, int maxKeys);
     /// @}
+
+    /// The MD5 of an object's content, in base64 as the header Content-MD5 has it, from the headers of the response to a
+    /// put, a get or a head. "" when the ETag is no MD5: not 32 hexadecimal digits (objects of several parts
+    /// have a "-" in it), weak ("W/"), or of an object that is encrypted with a key of the customer or of a key service
+    /// (x-amz-server-side-encryption other than AES256).
+    /// \param responseHeaders  by lower-case name, as CNetRequest::getResponseHeaderMap() has them
+    static String getContentMD5(const TMap<String, String>& responseHeaders);
 
     /// The URL of an object. Both names are escaped whole: a "/" within a key becomes "%2F".
     /// \param request  serves for its urlEscape() only
@@ -300,6 +314,7 @@ private:
         COwnDigest& operator=(const COwnDigest&) noexcept { return *this; }
 
         sigil::IDigest* operator->() const noexcept { return m_digest; }
+        sigil::IDigest& operator*() const noexcept { return *m_digest; }
 
     private:
         P<sigil::IDigest> m_digest;
@@ -311,11 +326,11 @@ private:
     void beginPreparePut(CNetRequest& request, const String& bucket, const String& object,
                          const String& contentMD5, const String& contentType);
     P<CS3ObjectSink> prepareGetObjectToStream(CNetRequest& request, const String& bucket,
-                                              const String& object, int64 offset, int64 length,
-                                              zet::IOutStream* data);
+                                              const String& object, const CS3ObjectRange& range,
+                                              zet::IOutStream* data, const P<sigil::IDigest>& digest);
+    void performPut(CNetRequest& request);
     String calcContentMD5(const void* data, int size);
     String calcContentMD5(CNetRequest::IDataSource& source);
-    String finishContentMD5();
 
     String m_baseURL;
     COwnDigest m_md5;
@@ -325,6 +340,7 @@ private:
     int m_maxRetries = 50;
     bool m_printDebugInfo = false;
     bool m_sslVerifyPeer = true;
+    bool m_verifiesETag = false;
     TBuffer<unsigned char> m_signature;
     P<INetRequestSetup> m_requestSetup;
 };

@@ -1,8 +1,8 @@
-#include "sigil/Base64.h"
 #include "sigil/Digest.h"
 #include "vexil/net/CURLError.h"
 #include "vexil/net/LineEnd.h"
 #include "vexil/s3/S3Client.h"
+#include "vexil/s3/S3ContentMD5.h"
 #include "vexil/s3/S3CopyObjectResult.h"
 #include "vexil/s3/S3Error.h"
 #include "vexil/s3/S3ObjectStreams.h"
@@ -54,10 +54,6 @@ String makeRange(int64 offset, int64 length) {
         range += String::fromInt(static_cast<int64>(last));
     }
     return range;
-}
-
-bool isWholeObject(int64 offset, int64 length) {
-    return offset == 0 && length == -1;
 }
 
 /// A range that makes sense, so that it can be told whether the answer fits it.
@@ -191,7 +187,7 @@ String CS3Client::calcContentMD5(const void* data, int size) {
     if (size > 0) {
         m_md5->update(data, size);
     }
-    return finishContentMD5();
+    return finishContentMD5(*m_md5);
 }
 
 String CS3Client::calcContentMD5(CNetRequest::IDataSource& source) {
@@ -202,26 +198,29 @@ String CS3Client::calcContentMD5(CNetRequest::IDataSource& source) {
         m_md5->update(block.get(), length);
     }
     source.seek(0);
-    return finishContentMD5();
+    return finishContentMD5(*m_md5);
 }
 
-String CS3Client::finishContentMD5() {
-    TBuffer<unsigned char> digest;
-    m_md5->finish(digest);
-    return sigil::base64Encode(digest.getData(), digest.getUsed(), true, false);
+void CS3Client::performPut(CNetRequest& request) {
+    performRequest(request);
+    if (m_verifiesETag) {
+        TMap<String, String> sent;
+        request.getCustomHTTPHeaders()->fillMap(sent);
+        verifyContentMD5(request.getResponseHeaderMap(), getHeaderFromMap(sent, "content-md5"));
+    }
 }
 
 void CS3Client::putObject(CNetRequest& request, const String& bucket, const String& object, const void* data,
                           int size, const String& contentType) {
     preparePutObjectRequest(request, bucket, object, data, size, contentType);
-    performRequest(request);
+    performPut(request);
 }
 
 void CS3Client::putObject(CNetRequest& request, const String& bucket, const String& object,
                           zet::IInStream* data, int64 size, const String& contentType) {
     preparePutObjectRequest(request, bucket, object, data, size, contentType);
     const CStreamRelease release(request);
-    performRequest(request);
+    performPut(request);
 }
 
 // ---- get -------------------------------------------------------------------------------------------------
@@ -232,7 +231,7 @@ void CS3Client::prepareGetObjectRequest(CNetRequest& request, const String& buck
     const P<CNetHeaders> headers = beginPrepareObjectRequest(request, bucket, object);
     if (length == 0) {
         request.setHTTPMethod("HEAD");
-    } else if (!isWholeObject(offset, length)) {
+    } else if (!CS3ObjectRange{offset, length}.isWhole()) {
         headers->add("Range", makeRange(offset, length));
     }
     finishPrepareRequest(request);
@@ -245,29 +244,31 @@ void CS3Client::getObject(CNetRequest& request, const String& bucket, const Stri
 }
 
 P<CS3ObjectSink> CS3Client::prepareGetObjectToStream(CNetRequest& request, const String& bucket,
-                                                     const String& object, int64 offset, int64 length,
-                                                     zet::IOutStream* data) {
+                                                     const String& object, const CS3ObjectRange& range,
+                                                     zet::IOutStream* data, const P<sigil::IDigest>& digest) {
     static constexpr char place[] = "CS3Client::prepareGetObjectRequest";
     checkNames(place, bucket, object);
     if (!data) {
         throw CInvalidArgError(place, "data stream must not be null");
     }
-    checkRange(place, offset, length);
-    P<CS3ObjectSink> sink =
-        new CS3ObjectSink(data, request.getDefaultReceiveSink(), !isWholeObject(offset, length));
-    prepareGetObjectRequest(request, bucket, object, offset, length);
+    checkRange(place, range.offset, range.length);
+    P<CS3ObjectSink> sink = new CS3ObjectSink(data, request.getDefaultReceiveSink(), range, digest);
+    prepareGetObjectRequest(request, bucket, object, range.offset, range.length);
     request.setReceiveDataSink(sink);
     return sink;
 }
 
 void CS3Client::prepareGetObjectRequest(CNetRequest& request, const String& bucket, const String& object,
                                         int64 offset, int64 length, zet::IOutStream* data) {
-    prepareGetObjectToStream(request, bucket, object, offset, length, data);
+    prepareGetObjectToStream(request, bucket, object, {offset, length}, data, nullptr);
 }
 
 void CS3Client::getObject(CNetRequest& request, const String& bucket, const String& object, int64 offset,
                           int64 length, zet::IOutStream* data) {
-    const P<CS3ObjectSink> sink = prepareGetObjectToStream(request, bucket, object, offset, length, data);
+    const CS3ObjectRange range{offset, length};
+    const P<sigil::IDigest> digest =
+        m_verifiesETag && range.isWhole() ? sigil::CDigestType_MD5().createDigest() : nullptr;
+    const P<CS3ObjectSink> sink = prepareGetObjectToStream(request, bucket, object, range, data, digest);
     const CStreamRelease release(request);
     performRequest(request);
     // libcurl takes a connection that ends within the headers for the end of an answer without a body.
@@ -279,8 +280,11 @@ void CS3Client::getObject(CNetRequest& request, const String& bucket, const Stri
     }
     if (length != 0) {
         // For an answer without a body, of which the sink is not told.
-        sink->checkStatus(request.getResponseCode());
+        sink->checkWholeRange(request.getResponseCode(), request.getResponseHeaderMap());
         checkReceivedLength(request.getResponseHeaderMap(), sink->getWrittenBytes());
+    }
+    if (digest) {
+        verifyContentMD5(request.getResponseHeaderMap(), finishContentMD5(*digest));
     }
 }
 

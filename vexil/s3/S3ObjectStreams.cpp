@@ -1,5 +1,7 @@
 #include "vexil/s3/S3ObjectStreams.h"
 
+#include "vexil/net/HTTPContentRange.h"
+
 #include <algorithm>
 
 namespace vexil {
@@ -7,6 +9,30 @@ namespace vexil {
 namespace {
 
 constexpr int statusPartialContent = 206;
+
+P<CHTTPContentRange> findContentRange(const TMap<String, String>& headers) {
+    const auto found = headers.find("content-range");
+    return found == headers.end() ? nullptr : CHTTPContentRange::parse(found->second);
+}
+
+/// An object that ends within the range cuts it.
+bool fits(const CHTTPContentRange& answered, const CS3ObjectRange& wanted) {
+    const int64 total = answered.getEntireContentSize();
+    const int64 wantedLast = wanted.length == -1 ? -1 : wanted.offset + wanted.length - 1;
+    const bool endsWithObject = total == -1 || answered.getLast() == total - 1;
+    const bool isEndRight = wantedLast == -1
+                                ? endsWithObject
+                                : answered.getLast() == wantedLast ||
+                                      (answered.getLast() < wantedLast && endsWithObject && total != -1);
+    return answered.getUnit() == "bytes" && answered.getFirst() == wanted.offset &&
+           answered.getLast() >= answered.getFirst() && isEndRight;
+}
+
+String describe(const CS3ObjectRange& range) {
+    const String first = "bytes from " + String::fromInt(range.offset) + " ";
+    return range.length == -1 ? first + "on"
+                              : first + "to " + String::fromInt(range.offset + range.length - 1);
+}
 
 }  // namespace
 
@@ -41,8 +67,10 @@ void CS3ObjectSource::seek(int64 position) {
     m_position = position;
 }
 
-CS3ObjectSink::CS3ObjectSink(zet::IOutStream* stream, CNetRequest::IDataSink* errorSink, bool isRange)
-    : m_stream(stream), m_errorSink(errorSink), m_isRange(isRange), m_start(stream->getPosition()) {}
+CS3ObjectSink::CS3ObjectSink(zet::IOutStream* stream, CNetRequest::IDataSink* errorSink,
+                             const CS3ObjectRange& range, const P<sigil::IDigest>& digest)
+    : m_stream(stream), m_errorSink(errorSink), m_range(range), m_digest(digest),
+      m_start(stream->getPosition()) {}
 
 CS3ObjectSink::~CS3ObjectSink() = default;
 
@@ -53,22 +81,56 @@ void CS3ObjectSink::write(const void* data, int length, int httpStatus,
         m_errorSink->write(data, length, httpStatus, responseHeaders);
         return;
     }
-    checkStatus(httpStatus);
+    if (m_writtenBytes == 0) {
+        checkRange(httpStatus, responseHeaders);
+    }
     // Counted first: a write that fails may have moved the stream.
     m_writtenBytes += length;
     m_stream->write(data, length);
+    if (m_digest) {
+        m_digest->update(data, length);
+    }
 }
 
-void CS3ObjectSink::checkStatus(int httpStatus) const {
-    if (m_isRange && httpStatus != statusPartialContent) {
+void CS3ObjectSink::checkRange(int httpStatus, const TMap<String, String>& responseHeaders) const {
+    const bool isPart = httpStatus == statusPartialContent;
+    if (m_range.isWhole()) {
+        if (isPart) {
+            throw CError("The server answered the request for the whole object with a part of it.");
+        }
+        return;
+    }
+    if (!isPart) {
         throw CError("The server answered the request for a part of the object with status " +
                      String::fromInt(httpStatus) + " instead of " + String::fromInt(statusPartialContent) +
                      ".");
+    }
+    const P<CHTTPContentRange> answered = findContentRange(responseHeaders);
+    if (!answered || !fits(*answered, m_range)) {
+        throw CError(
+            "The server answered the request for " + describe(m_range) + " of the object with " +
+            (answered ? "'" + responseHeaders.at("content-range") + "'" : String("no Content-Range")) + ".");
+    }
+}
+
+void CS3ObjectSink::checkWholeRange(int httpStatus, const TMap<String, String>& responseHeaders) const {
+    checkRange(httpStatus, responseHeaders);
+    if (m_range.isWhole()) {
+        return;
+    }
+    const P<CHTTPContentRange> answered = findContentRange(responseHeaders);
+    const int64 announcedBytes = answered->getLast() - answered->getFirst() + 1;
+    if (m_writtenBytes != announcedBytes) {
+        throw CError("Received " + String::fromInt(m_writtenBytes) + " of the " +
+                     String::fromInt(announcedBytes) + " bytes of the range.");
     }
 }
 
 void CS3ObjectSink::restart() {
     m_refusedBytes = 0;
+    if (m_digest) {
+        m_digest->reset();
+    }
     // A stream that has got nothing need not be able to seek.
     if (m_writtenBytes > 0) {
         m_stream->seek(m_start);
