@@ -23,7 +23,9 @@ CConsole::CConsole(std::ostream& output, std::ostream& errors, bool isTerminal, 
 void CConsole::print(const String& line) {
     const std::scoped_lock lock(m_mutex);
     writeToErrors(takeEraser());
+    errno = 0;
     m_output << line.toUTF8() << '\n';
+    noteOutputFailure();
 }
 
 void CConsole::printBytes(const void* data, int length) {
@@ -32,14 +34,29 @@ void CConsole::printBytes(const void* data, int length) {
         writeToErrors(takeEraser());
         errno = 0;
         m_output.write(static_cast<const char*>(data), length);
+        noteOutputFailure();
     }
     checkOutput();
 }
 
 void CConsole::checkOutput() {
     const std::scoped_lock lock(m_mutex);
-    if (!m_output.flush()) {
-        throw CError("Cannot write to standard output: " + describeSystemError(errno), "system", errno);
+    errno = 0;
+    m_output.flush();
+    noteOutputFailure();
+    if (!m_output) {
+        failOutput(m_outputFailure);
+    }
+}
+
+void CConsole::failOutput(int systemError) {
+    throw CError("Cannot write to standard output: " + describeSystemError(systemError), "system",
+                 systemError);
+}
+
+void CConsole::noteOutputFailure() noexcept {
+    if (!m_output && m_outputFailure == 0) {
+        m_outputFailure = errno;
     }
 }
 

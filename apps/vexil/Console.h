@@ -31,7 +31,10 @@ public:
     void print(const String& line);
     /// Bytes on standard output, which are gone to the system when this returns.
     void printBytes(const void* data, int length);
-    /// \throws CError when something did not get to standard output
+    /// Throws a CError that says that standard output cannot be written to.
+    /// \param systemError  the reason, an `errno` value
+    [[noreturn]] static void failOutput(int systemError);
+    /// \throws CError if something did not get to standard output, with the reason of the first failure
     void checkOutput();
 
     /// A line on standard error, if this level is shown.
@@ -43,6 +46,7 @@ public:
     int getProgressColumns() const;
 
 private:
+    void noteOutputFailure() noexcept;
     int getColumns() const;
     /// What takes the line that shows progress away; "" where there is none.
     std::string takeEraser();
@@ -56,6 +60,7 @@ private:
     const Columns m_columns;
     Verbosity m_verbosity = Verbosity::Warning;
     bool m_hasProgressLine = false;
+    int m_outputFailure = 0;  // the `errno` value of the first one
 };
 
 }  // namespace vexil::app

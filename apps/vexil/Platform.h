@@ -14,8 +14,16 @@ namespace vexil::app {
 
 enum class StandardStream { Output, Error };
 
+/// Opens the standard streams that are closed on the null device, so that no file or connection takes the place of
+/// one. They stay unusable: reading and writing fail with EBADF. Ends the process with ExitCode::Failed if there is no
+/// null device. To be called before anything opens a file.
+void openClosedStreams();
+
+/// Whether standard output can be written to: it was open when the program started, and for writing.
+bool isOutputOpen();
+
 /// Prepares the process: a closed pipe or an exhausted file size limit becomes an error of the write, and
-/// standard output passes bytes as they are. As many descriptors as many transfers need may be open, where the system
+/// standard input and standard output pass bytes as they are. As many descriptors as many transfers need may be open, where the system
 /// allows it.
 void initializePlatform();
 

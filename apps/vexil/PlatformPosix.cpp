@@ -1,3 +1,4 @@
+#include "apps/vexil/ExitCode.h"
 #include "apps/vexil/Interrupt.h"
 #include "apps/vexil/Platform.h"
 
@@ -35,6 +36,24 @@ int getDescriptor(StandardStream stream) {
 }
 
 }  // namespace
+
+void openClosedStreams() {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(stream, F_GETFD) >= 0 || errno != EBADF) {
+            continue;
+        }
+        // In the direction that nobody uses, so that every use fails as it does with a closed descriptor. open() takes
+        // the lowest free number, which is this one.
+        if (open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY) != stream) {
+            _exit(static_cast<int>(ExitCode::Failed));
+        }
+    }
+}
+
+bool isOutputOpen() {
+    const int flags = fcntl(STDOUT_FILENO, F_GETFL);
+    return flags >= 0 && (flags & O_ACCMODE) != O_RDONLY;
+}
 
 void initializePlatform() {
     std::signal(SIGPIPE, SIG_IGN);

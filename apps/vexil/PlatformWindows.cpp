@@ -1,3 +1,4 @@
+#include "apps/vexil/ExitCode.h"
 #include "apps/vexil/Platform.h"
 
 #include <fcntl.h>
@@ -19,6 +20,8 @@ namespace vexil::app {
 namespace {
 
 namespace fs = std::filesystem;
+
+bool wasOutputOpen = true;
 
 struct CSearchCloser {
     using pointer = HANDLE;
@@ -59,7 +62,25 @@ bool isLink(const WIN32_FIND_DATAW& entry) {
 
 }  // namespace
 
+void openClosedStreams() {
+    for (std::FILE* const stream : {stdin, stdout, stderr}) {
+        if (_fileno(stream) >= 0) {
+            continue;
+        }
+        wasOutputOpen = wasOutputOpen && stream != stdout;
+        // In the direction that nobody uses, so that every use fails as it does with a closed stream.
+        if (!std::freopen("NUL", stream == stdin ? "wb" : "rb", stream)) {
+            std::_Exit(static_cast<int>(ExitCode::Failed));
+        }
+    }
+}
+
+bool isOutputOpen() {
+    return wasOutputOpen;
+}
+
 void initializePlatform() {
+    _setmode(_fileno(stdin), _O_BINARY);
     _setmode(_fileno(stdout), _O_BINARY);
     SetConsoleOutputCP(CP_UTF8);
 }

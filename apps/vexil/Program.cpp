@@ -46,6 +46,7 @@
 #include <algorithm>
 #include <iostream>
 #include <map>
+#include <sstream>
 #include <utility>
 
 namespace vexil::app {
@@ -114,22 +115,33 @@ int CProgram::run(int argc, char** argv) {
     addCommands(app);
     std::vector<std::string> arguments = getArguments(argc, argv);
     std::reverse(arguments.begin(), arguments.end());
-    try {
-        app.parse(std::move(arguments));
-    } catch (const CLI::ParseError& error) {
-        // Help and version are "errors" of code 0.
-        return app.exit(error) == 0 ? exitCodeOf(ExitCode::Done) : exitCodeOf(ExitCode::Usage);
-    }
     CErrorStreamBuffer errorBuffer;
     std::ostream errors(&errorBuffer);
     CConsole console(std::cout, errors, isTerminal(StandardStream::Error),
                      [] { return getTerminalColumns(StandardStream::Error); });
+    try {
+        app.parse(std::move(arguments));
+    } catch (const CLI::ParseError& error) {
+        // Help and version are "errors" of code 0.
+        std::ostringstream help;
+        return app.exit(error, help, errors) == 0 ? showHelp(console, help.str())
+                                                  : exitCodeOf(ExitCode::Usage);
+    }
     console.setVerbosity(m_options.verbosity);
     const P<zet::ILogSink> logSink = new CConsoleLogSink(console);
     zet::setLogSink(logSink);
     const int exitCode = runCommand(console);
     zet::setLogSink(nullptr);
     return exitCode;
+}
+
+int CProgram::showHelp(CConsole& console, const std::string& text) {
+    try {
+        console.printBytes(text.data(), static_cast<int>(text.size()));
+    } catch (const std::exception& error) {
+        return reportFailure(console, nullptr, error);
+    }
+    return exitCodeOf(ExitCode::Done);
 }
 
 int CProgram::runCommand(CConsole& console) {

@@ -33,6 +33,7 @@ public:
     int run(int argc, char** argv);
 
 private:
+    static int showHelp(CConsole& console, const std::string& text);
     int runCommand(CConsole& console);
     int runCommand(CConsole& console, CVerboseLogFile* verboseLog);
     static int reportFailure(CConsole& console, const CNetRequest* request, const std::exception& error);

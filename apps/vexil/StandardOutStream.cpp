@@ -1,8 +1,17 @@
 #include "apps/vexil/StandardOutStream.h"
 
 #include "apps/vexil/Console.h"
+#include "apps/vexil/Platform.h"
+
+#include <cerrno>
 
 namespace vexil::app {
+
+CStandardOutStream::CStandardOutStream(CConsole& console) : m_console(console) {
+    if (!isOutputOpen()) {
+        CConsole::failOutput(EBADF);
+    }
+}
 
 CStandardOutStream::~CStandardOutStream() = default;
 

@@ -11,7 +11,8 @@ class CConsole;
 /// only. The console must outlive it.
 class CStandardOutStream : public virtual CBase, public zet::IOutStream {
 public:
-    explicit CStandardOutStream(CConsole& console) : m_console(console) {}
+    /// \throws CError if standard output is closed: before anything is transferred
+    explicit CStandardOutStream(CConsole& console);
     ~CStandardOutStream() override;
 
     void write(const void* data, int length) override;

@@ -12,16 +12,22 @@ class FakeSMTP:
     def __init__(self, **replies):
         self.replies = {verb: list(texts) for verb, texts in replies.items()}
         self.commands = []
+        self.mails = []  # what came between DATA and "."
         fake = self
 
         class Session(socketserver.StreamRequestHandler):
             def handle(self):
                 self.send("220 fake")
                 in_data = False
+                mail = ""
                 while line := self.rfile.readline():
                     text = line.decode().rstrip("\r\n")
                     if in_data and text != ".":
+                        mail += text + "\n"
                         continue
+                    if in_data:
+                        fake.mails.append(mail)
+                        mail = ""
                     fake.commands.append(text)
                     reply = fake.reply_to(text.split(" ")[0].upper())
                     self.send(reply)
