@@ -65,6 +65,7 @@ CCredentials CCredentials::fromStream(std::istream& stream, const String& stream
     String name;
     String secret;
     std::string bytes;
+    errno = 0;
     for (int number = 1; std::getline(stream, bytes); ++number) {
         const String where = "line " + String::fromInt(number) + " of the credentials file " + streamName;
         const String line = decode(bytes, where).trimmed();
@@ -78,6 +79,9 @@ CCredentials CCredentials::fromStream(std::istream& stream, const String& stream
                    "='");
         }
         (key == names.nameKey ? name : secret) = line.substr(equals + 1).trimmed();
+    }
+    if (stream.bad()) {
+        refuse("cannot read the credentials file " + streamName + ": " + describeSystemError(errno));
     }
     if (name.isEmpty() || secret.isEmpty()) {
         refuse("the credentials file " + streamName + " has no " +

@@ -21,13 +21,21 @@ CFileInStream::CFileInStream(const fs::path& path) : m_path(path) {
     if (!fs::is_regular_file(status)) {
         throw CInvalidArgError("CFileInStream", "'" + describe(path) + "' is not a regular file");
     }
+    // Asked for first: a file that takes this one's place from here on is noticed.
+    m_time = fs::last_write_time(path);
     m_file.pubsetbuf(nullptr, 0);
     errno = 0;
     if (!m_file.open(path, std::ios::in | std::ios::binary)) {
         fail("Cannot open", errno);
     }
-    m_size = static_cast<int64>(fs::file_size(path));
-    m_time = fs::last_write_time(path);
+    // Of the file that is open: another one may have its name by now.
+    m_size = m_file.pubseekoff(0, std::ios::end, std::ios::in);
+    char byte = 0;
+    if (m_size < 0 || (m_size == 0 && readBytes(&byte, 1) > 0)) {
+        throw CError("Cannot read the file '" + describe(path) + "': the system does not tell its size.",
+                     "system");
+    }
+    seek(0);
 }
 
 CFileInStream::~CFileInStream() = default;
@@ -38,12 +46,7 @@ int CFileInStream::read(void* buffer, int maxLength) {
     if (wanted <= 0) {
         return 0;
     }
-    std::streamsize count = 0;
-    try {
-        count = m_file.sgetn(static_cast<char*>(buffer), wanted);
-    } catch (const std::ios_base::failure& error) {
-        fail("Cannot read", error.code().value());
-    }
+    const std::streamsize count = readBytes(buffer, wanted);
     if (count <= 0) {
         throw CError("The file '" + describe(m_path) + "' became shorter while it was read.", "system");
     }
@@ -51,7 +54,16 @@ int CFileInStream::read(void* buffer, int maxLength) {
     return static_cast<int>(count);
 }
 
+std::streamsize CFileInStream::readBytes(void* buffer, std::streamsize wanted) {
+    try {
+        return m_file.sgetn(static_cast<char*>(buffer), wanted);
+    } catch (const std::ios_base::failure& error) {
+        fail("Cannot read", error.code().value());
+    }
+}
+
 void CFileInStream::seek(int64 position) {
+    errno = 0;
     if (m_file.pubseekpos(position, std::ios::in) != std::streampos(position)) {
         fail("Cannot seek in", errno);
     }

@@ -9,11 +9,12 @@
 namespace vexil::app {
 
 /// Reads a regular file, as it is when it is opened: what is appended later is not read, and a file that has
-/// become shorter is an error. One thread at a time.
+/// become shorter is an error. So is one that holds more than its size, as many do in /proc: it would pass for an empty
+/// file. One thread at a time.
 class CFileInStream : public virtual CBase, public zet::IInStream {
 public:
     /// \throws CInvalidArgError when there is no such file or it is not a regular one, CError when it cannot
-    ///         be read
+    ///         be read or the system does not tell its size
     explicit CFileInStream(const std::filesystem::path& path);
     ~CFileInStream() override;
 
@@ -26,6 +27,7 @@ public:
     bool hasChanged() const;
 
 private:
+    std::streamsize readBytes(void* buffer, std::streamsize wanted);
     [[noreturn]] void fail(const char* what, int systemError) const;
 
     std::filesystem::path m_path;

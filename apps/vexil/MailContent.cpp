@@ -7,8 +7,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdint>
-#include <iostream>
+#include <cstdio>
 #include <string_view>
 
 namespace vexil::app {
@@ -31,13 +32,17 @@ P<TBuffer<unsigned char>> readFile(const std::filesystem::path& path) {
 std::string readStandardInput() {
     std::string content;
     std::array<char, blockSize> block;
-    while (std::cin.read(block.data(), blockSize) || std::cin.gcount() > 0) {
+    // Not std::cin: to that a failed read is the end of the input.
+    for (std::size_t count = blockSize; count == blockSize;) {
+        errno = 0;
+        count = std::fread(block.data(), 1, blockSize, stdin);
+        const int systemError = errno;
         CInterrupt::throwIfRequested();
-        content.append(block.data(), static_cast<std::size_t>(std::cin.gcount()));
-    }
-    CInterrupt::throwIfRequested();
-    if (std::cin.bad()) {
-        throw CError("Standard input cannot be read.");
+        if (std::ferror(stdin) != 0) {
+            throw CError("Cannot read standard input: " + describeSystemError(systemError), "system",
+                         systemError);
+        }
+        content.append(block.data(), count);
     }
     return content;
 }

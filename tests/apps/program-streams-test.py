@@ -3,12 +3,18 @@
 
 import itertools
 import os
+import pty
+import select
+import time
+import tty
 import unittest
 
+from fake_ftp import Fault as FTPFault
 from fake_ftp import FakeFTP
 from fake_s3 import FakeS3
+from fake_s3 import Fault as S3Fault
 from fake_smtp import FakeSMTP
-from program import ProgramTest, not_on_windows
+from program import TIME_LIMIT, ProgramTest, not_on_windows
 
 BODY = bytes(i * 7 % 251 for i in range(100000))
 SEND = ["mail", "send", "--from", "a@example.com", "--to", "b@example.com"]
@@ -126,6 +132,81 @@ class FullTest(StreamsTest):
             with open("/dev/full", "wb") as full:
                 result = self.run_program("s3", "ls", "bucket", code=1, stdout=full, before=before)
                 self.assertIn(f"Cannot write to standard output: {reason}", result.err)
+
+
+@not_on_windows("streams of POSIX")
+class UnreadableTest(StreamsTest):
+    """Sources whose bytes do not all come."""
+
+    def refuse(self, *arguments, reason, code=1, **options):
+        result = self.run_program(*arguments, code=code, **options)
+        self.assertIn(reason, result.err)
+        self.assertEqual(self.smtp.commands, [], "nothing is sent")
+
+    def send_input(self, stdin, reason, **options):
+        self.refuse(*SEND, "--security", "unencrypted", "--text", "-", stdin=stdin, reason=reason, **options)
+
+    def test_a_closed_input_is_no_empty_mail(self):
+        self.send_input(None, "Cannot read standard input: Bad file descriptor", before=closing(0))
+
+    def test_an_input_that_cannot_be_read_is_no_empty_mail(self):
+        for path, flags, reason in ((self.folder, os.O_RDONLY, "Is a directory"),
+                                    (self.write("f"), os.O_WRONLY, "Bad file descriptor")):
+            descriptor = os.open(path, flags)
+            self.addCleanup(os.close, descriptor)
+            self.send_input(descriptor, f"Cannot read standard input: {reason}")
+
+    def test_an_input_that_fails_half_way_is_no_shorter_mail(self):
+        # This end of a terminal fails after the bytes of the other one, when that is closed.
+        terminal, other_end = pty.openpty()
+        self.addCleanup(os.close, terminal)
+        tty.setraw(other_end)
+        os.write(other_end, b"beginning of the text\n")
+        process = self.start(*SEND, "--security", "unencrypted", "--text", "-", stdin=terminal)
+        # Only when the bytes are read: the other end's buffer may be lost with it.
+        deadline = time.monotonic() + TIME_LIMIT
+        while select.select([terminal], [], [], 0)[0]:
+            self.assertLess(time.monotonic(), deadline)
+            time.sleep(0.01)
+        os.close(other_end)
+        result = self.finish(process)
+        self.assertEqual(result.code, 1, result)
+        self.assertIn("Cannot read standard input: Input/output error", result.err)
+        self.assertEqual(self.smtp.commands, [])
+
+    def test_an_empty_input_is_an_empty_text(self):
+        self.run_program(*SEND, "--security", "unencrypted", "--text", "-")
+        self.assertEqual(len(self.smtp.mails), 1)
+
+    def test_a_file_that_does_not_tell_its_size_is_no_empty_file(self):
+        # One of which no end can be found, and one that says that it is empty.
+        for file in ("/proc/version", "/proc/self/cmdline"):
+            for arguments in (["http", "put", file, self.url + "b"], ["s3", "put", file, "bucket", "b"],
+                              ["ftp", "--tls", "none", "put", file, "/d/b"], [*SEND, "--text", file],
+                              [*SEND, "--attach", file]):
+                with self.subTest(arguments):
+                    self.refuse(*arguments, reason=f"Cannot read the file '{file}': the system does not tell its size")
+        self.assertEqual((list(self.s3.objects), list(self.ftp.files)), (["a"], ["/d/a"]))
+
+    def test_credentials_that_cannot_be_read_are_named(self):
+        self.refuse("--credentials", self.folder, "s3", "ls", "bucket", code=2, reason="Is a directory")
+        self.assertEqual(self.s3.requests, [])
+
+    def test_a_file_that_shrinks_while_it_is_sent_is_not_stored(self):
+        size = 64 * 1024 * 1024
+        path = self.write("f", bytes(size))
+
+        def shrink():
+            os.truncate(path, 1000)
+
+        for arguments in (["http", "put", "f", self.url + "b"], ["s3", "put", "f", "bucket", "ab"],
+                          ["ftp", "--tls", "none", "put", "f", "/d/b"]):
+            with self.subTest(arguments):
+                os.truncate(path, size)
+                self.s3.faults["ab"] = [S3Fault(then=shrink)]
+                self.ftp.faults["STOR /d/.b.vexil-part"] = [FTPFault(then=shrink)]
+                self.refuse(*arguments, reason="The file 'f' became shorter while it was read")
+        self.assertEqual((list(self.s3.objects), list(self.ftp.files)), (["a"], ["/d/a"]))
 
 
 if __name__ == "__main__":
