@@ -4,13 +4,16 @@
 #include <asio/ip/tcp.hpp>
 #include <asio/ssl.hpp>
 #include <asio/write.hpp>
+#include <openssl/bio.h>
 #include <openssl/evp.h>
+#include <openssl/pem.h>
 #include <openssl/x509.h>
 
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <deque>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -58,6 +61,14 @@ void giveCertificate(SSL_CTX* context) {
     check(X509_sign(certificate.get(), key.get(), EVP_sha256()));
     check(SSL_CTX_use_certificate(context, certificate.get()));
     check(SSL_CTX_use_PrivateKey(context, key.get()));
+}
+
+std::string pemOf(const std::function<int(BIO*)>& write) {
+    const std::unique_ptr<BIO, Release<BIO, BIO_free_all>> bio(valid(BIO_new(BIO_s_mem())));
+    check(write(bio.get()));
+    char* bytes = nullptr;
+    const long size = BIO_get_mem_data(bio.get(), &bytes);
+    return {bytes, static_cast<std::size_t>(size)};
 }
 
 /// Ends a connection: the client has left, or the peer is to cut it.
@@ -158,6 +169,10 @@ struct SMTPPeer::Core {
             reply(connection, line, greeting(connection));
         } else if (is("STARTTLS")) {
             if (reply(connection, line, "220 go ahead\r\n").starts_with("220")) {
+                beginTLS(connection);
+            }
+        } else if (is("AUTH TLS") || is("AUTH SSL")) {
+            if (reply(connection, line, "504 not for mail\r\n").starts_with("234")) {
                 beginTLS(connection);
             }
         } else if (is("AUTH PLAIN")) {
@@ -298,6 +313,17 @@ SMTPPeer::~SMTPPeer() = default;
 
 int SMTPPeer::port() const {
     return m_core->acceptor.local_endpoint().port();
+}
+
+std::string SMTPPeer::certificate() const {
+    X509* const certificate = SSL_CTX_get0_certificate(m_core->tlsContext.native_handle());
+    return pemOf([&](BIO* bio) { return PEM_write_bio_X509(bio, certificate); });
+}
+
+std::string SMTPPeer::privateKey() const {
+    EVP_PKEY* const key = SSL_CTX_get0_privatekey(m_core->tlsContext.native_handle());
+    return pemOf(
+        [&](BIO* bio) { return PEM_write_bio_PrivateKey(bio, key, nullptr, nullptr, 0, nullptr, nullptr); });
 }
 
 void SMTPPeer::setReply(const std::string& command, const std::string& reply) {

@@ -11,7 +11,8 @@
 namespace vexil_test {
 
 /// A mail server on 127.0.0.1 that takes everything, records what it is sent, and answers otherwise where a test wants
-/// it to. TLS with a certificate of its own, which nobody vouches for.
+/// it to. TLS with a certificate of its own, which nobody vouches for. The control connection of an FTP server behaves
+/// like this one, as far as its replies are set: AUTH begins TLS when its reply is 234.
 ///
 ///     SMTPPeer peer(SMTPPeer::Security::StartTLS, {"STARTTLS", "AUTH PLAIN"});
 ///     peer.setReply("RCPT", "550 no\r\n");
@@ -34,6 +35,9 @@ public:
     SMTPPeer& operator=(const SMTPPeer&) = delete;
 
     int port() const;
+    /// Certificate and private key, for "localhost". PEM.
+    std::string certificate() const;
+    std::string privateKey() const;
 
     /// The reply, with its line ends, to all commands that begin with `command`; "" as a command for the greeting, "."
     /// for a message. A reply that begins with "421" ends the connection.

@@ -1,6 +1,7 @@
 #include "vexil/async/AsyncNetRequestManager.h"
 
 #include "vexil/net/CURLError.h"
+#include "vexil/net/ConnectionPools.h"
 #include "vexil/net/GlobalInit.h"
 #include "zet/Log.h"
 #include "zet/PosixSelect.h"
@@ -45,7 +46,7 @@ IAsyncNetRequestManager::~IAsyncNetRequestManager() = default;
 CAsyncNetRequestManager::CAsyncNetRequestManager() : CAsyncNetRequestManager(makeWakeUp()) {}
 
 CAsyncNetRequestManager::CAsyncNetRequestManager(const P<zet::CWakeUp>& wakeUp)
-    : m_wakeUp(wakeUp), m_cancelWaker(new CCancelWaker(wakeUp)) {
+    : m_pools(new CConnectionPools), m_wakeUp(wakeUp), m_cancelWaker(new CCancelWaker(wakeUp)) {
     m_multi.reset(curl_multi_init());
     if (!m_multi) {
         throw CError("Error creating curl multi handle.");
@@ -94,13 +95,19 @@ void CAsyncNetRequestManager::refuseRunning(const CNetRequest* request) const {
 }
 
 void CAsyncNetRequestManager::start(CNetRequest* request) {
-    request->setAsyncInfo(false, CURLE_OK);
-    // Listed first: memory may run out for the list, but not for taking it back.
-    m_requests.emplace_back(request);
-    const CURLMcode code = curl_multi_add_handle(m_multi.get(), request->getHandle());
-    if (code != CURLM_OK) {
-        m_requests.pop_back();
-        check(code);
+    request->setConnectionPools(m_pools);
+    try {
+        request->setAsyncInfo(false, CURLE_OK);
+        // Listed first: memory may run out for the list, but not for taking it back.
+        m_requests.emplace_back(request);
+        const CURLMcode code = curl_multi_add_handle(m_multi.get(), request->getHandle());
+        if (code != CURLM_OK) {
+            m_requests.pop_back();
+            check(code);
+        }
+    } catch (...) {
+        request->setConnectionPools(nullptr);
+        throw;
     }
     // Also where cancelling is off: it may be switched on while the transfer waits to begin.
     request->setCancelWaker(m_cancelWaker);
@@ -120,6 +127,7 @@ void CAsyncNetRequestManager::removeRequest(int index) {
     const P<CNetRequest> request = m_requests[static_cast<std::size_t>(index)];
     check(curl_multi_remove_handle(m_multi.get(), request->getHandle()));
     request->setCancelWaker(nullptr);
+    request->setConnectionPools(nullptr);
     m_requests.erase(m_requests.begin() + index);
     m_isBeyondSelect = m_isBeyondSelect && !m_requests.empty();
 }

@@ -102,6 +102,7 @@ private:
     int getWaitTime(int timeoutMs);
     bool hasSockets();
 
+    const P<CConnectionPools> m_pools;
     CurlMultiHandle m_multi;
     TArray<P<CNetRequest>> m_requests;
     bool m_performAgain = false;

@@ -101,8 +101,7 @@ public:
     void setMaxTLSVersion(TLSVersion version) { m_maxTLSVersion = version; }
     /// A hook that is called at the end of every preparation's common beginning; a reference is kept. Null, the
     /// default, for none. It may undo CURLOPT_HTTPPROXYTUNNEL, which is set because an HTTP proxy without a
-    /// tunnel answers for the server. What it says of certificates counts for new connections: with
-    /// ConnectExplicitTLS a request uses the one it has again, whoever was checked when it was opened.
+    /// tunnel answers for the server.
     ///
     /// A preparation throws a CInvalidArgError with the place "CFTPClient::setRequestSetup" when the hook has
     /// replaced URL, method, header list or receive data sink.

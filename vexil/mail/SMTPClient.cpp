@@ -54,8 +54,8 @@ void CSMTPClient::replaceConnection() {
     if (!m_mayBeConnected) {
         return;
     }
-    // libcurl would go on with a connection that STARTTLS has secured, whatever it was checked for. Of two it keeps
-    // the newer one.
+    // The request tells connections apart by what it is told itself. A hook may also use its libcurl handle. Of two
+    // connections libcurl keeps the newer one.
     m_request.setOptionInt(CURLOPT_MAXCONNECTS, 1);
     m_request.setOptionInt(CURLOPT_FRESH_CONNECT, 1);
     m_isConnectionOutdated = true;

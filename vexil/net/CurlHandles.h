@@ -25,10 +25,18 @@ struct CCurlMultiDeleter {
     void operator()(CURLM* handle) const noexcept { curl_multi_cleanup(handle); }
 };
 
+/// Gives a share handle back to libcurl, to which it is of the same type as an easy handle.
+struct CCurlShareDeleter {
+    /// Frees the handle, with the connections that it keeps; no easy handle may use it.
+    void operator()(CURLSH* handle) const noexcept { curl_share_cleanup(handle); }
+};
+
 /// Owner of an easy handle.
 using CurlEasyHandle = std::unique_ptr<CURL, CCurlDeleter>;
 /// Owner of a multi handle.
 using CurlMultiHandle = std::unique_ptr<CURLM, CCurlMultiDeleter>;
+/// Owner of a share handle.
+using CurlShareHandle = std::unique_ptr<CURLSH, CCurlShareDeleter>;
 /// Owner of a list, from its head on.
 using CurlStringList = std::unique_ptr<curl_slist, CCurlDeleter>;
 /// Owner of a text that libcurl has allocated.

@@ -1,5 +1,6 @@
 #include "vexil/net/NetRequest.h"
 
+#include "vexil/net/ConnectionChoice.h"
 #include "vexil/net/GlobalInit.h"
 #include "vexil/net/NetRequestSetup.h"
 #include "zet/Log.h"
@@ -22,7 +23,8 @@ CNetRequest::ITransferProgress::~ITransferProgress() = default;
 
 CNetRequest::ICancelWaker::~ICancelWaker() = default;
 
-CNetRequest::CNetRequest() : m_errorBuffer(CURL_ERROR_SIZE) {
+CNetRequest::CNetRequest()
+    : m_errorBuffer(CURL_ERROR_SIZE), m_connections(std::make_unique<CConnectionChoice>()) {
     CGlobalInit::get();
     clearErrorBuffer();
     m_responseInfo = new CNetStringList;
@@ -59,16 +61,16 @@ void CNetRequest::reset() {
     m_progress = nullptr;
     m_isCancellable = false;
     m_isWatched = false;
-    m_forbidsReuse = false;
     m_tlsVersions = 0;
     setDefaultReceiveDataStream();
     setServerInfoToUpdate(nullptr);
     // Before method and upload are cleared: an automatic verbose setting is decided by the last use.
-    setAsyncInfo(false, CURLE_OK);
+    beginAsync(CURLE_OK);
     m_url.clear();
     m_isHTTP = false;
     clearErrorBuffer();
     curl_easy_reset(m_handle.get());
+    m_connections->noteReset();
     m_httpMethod.clear();
     m_upload = false;
     m_sendDataSize = -1;
@@ -124,6 +126,14 @@ void CNetRequest::setListAgain(CURLoption option, const P<CNetStringList>& list)
         // It may have got its first entry since, or others in new memory.
         setOptionPtr(option, list->getSList());
     }
+}
+
+void CNetRequest::setConnectionPools(const P<CConnectionPools>& pools) noexcept {
+    m_connections->setPools(m_handle.get(), pools);
+}
+
+void CNetRequest::chooseConnections() {
+    checkOptionResult(m_connections->choose(m_handle.get()));
 }
 
 void CNetRequest::addDependencyObject(IBase* object) {

@@ -18,8 +18,12 @@
 
 #include <atomic>
 #include <chrono>
+#include <memory>
 
 namespace vexil {
+
+class CConnectionChoice;
+class CConnectionPools;
 
 /// Which data the verbose log shows as text. The bytes' count is always shown.
 enum VerboseLogData : unsigned int {
@@ -55,6 +59,12 @@ enum TLSVersion : int {
 /// CCURLError when libcurl refuses the value.
 ///
 /// Setters last over any number of transfers, until reset(). The libcurl option behind each is named.
+///
+/// Connections are kept and used again, by this request or by others on the same manager, where they were made for the
+/// same server, login and TLS settings. libcurl compares these for connections that begin with TLS. The request does it
+/// for those that begin in plain and demand TLS then (setFTPUseSSL()): such transfers use connections of their own for
+/// each combination of TLS options. It sees only what is set by its members, not what is set on getHandle(). With a
+/// CURLOPT_SHARE of the caller's such a transfer opens a connection and closes it.
 ///
 /// \code
 /// P<CNetRequest> request = new CNetRequest;
@@ -505,6 +515,8 @@ protected:
                                                 unsigned int maxTextLength);
 
 private:
+    friend class CAsyncNetRequestManager;
+
     static std::size_t writeCallback(char* data, std::size_t size, std::size_t count, void* request) noexcept;
     static std::size_t readCallback(char* buffer, std::size_t size, std::size_t count,
                                     void* request) noexcept;
@@ -529,8 +541,11 @@ private:
 
     void setProgressOptions();
     bool isProgressDue() noexcept;
-    /// Behind a cancelled transfer: what the caller has set counts again.
+    /// After a cancelled transfer: what the caller has set counts again.
     void restoreReuse() noexcept;
+    /// The connections of what drives the transfers; null for the request's own.
+    void setConnectionPools(const P<CConnectionPools>& pools) noexcept;
+    void chooseConnections();
     void forgetCancel() noexcept;
 
     void checkTransferResult(CURLcode result);
@@ -539,6 +554,7 @@ private:
     String getServerMessage(const String& responseCodeDomain, int responseCode);
     String getLastResponseInfo() const;
 
+    void beginAsync(CURLcode result);
     void endAsync(CURLcode result);
     void storeAsyncResult(CURLcode result);
     void keepErrorDetail();
@@ -558,6 +574,7 @@ private:
     P<CNetStringList> m_ftpPostCommands;
     P<CNetStringList> m_mailRecipients;
     TList<P<IBase>> m_dependencies;
+    std::unique_ptr<CConnectionChoice> m_connections;
     CurlEasyHandle m_handle;
 
     P<TBuffer<unsigned char>> m_defaultReceiveBuffer;
@@ -581,9 +598,8 @@ private:
     bool m_isCancellable = false;
     std::atomic<bool> m_isWatched{false};  // libcurl calls the progress callback
     std::atomic<bool> m_isCancelRequested{false};
-    bool m_isCancelled = false;   // the callback has ended the transfer for that
-    bool m_forbidsReuse = false;  // CURLOPT_FORBID_REUSE, as the caller has set it
-    int m_tlsVersions = 0;        // CURLOPT_SSLVERSION: the oldest one, and above 16 bits the newest one
+    bool m_isCancelled = false;  // the callback has ended the transfer for that
+    int m_tlsVersions = 0;       // CURLOPT_SSLVERSION: the oldest one, and above 16 bits the newest one
 
     CHeaderAssembler m_headerAssembler;
     String m_headerLine;  // kept for its memory

@@ -38,6 +38,11 @@ void CNetRequest::setAsyncInfo(bool done, CURLcode result) {
         endAsync(result);
         return;
     }
+    beginAsync(result);
+    chooseConnections();
+}
+
+void CNetRequest::beginAsync(CURLcode result) {
     const zet::CMutexLock lock(m_asyncMutex);
     // First: when the source cannot be rewound, nobody shall take the last transfer's end for that of this one.
     m_asyncDoneSignal->reset();

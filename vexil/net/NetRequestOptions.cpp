@@ -1,3 +1,4 @@
+#include "vexil/net/ConnectionChoice.h"
 #include "vexil/net/NetRequest.h"
 
 namespace vexil {
@@ -53,6 +54,7 @@ template <class Value>
 void CNetRequest::setOption(CURLoption option, Value value) {
     clearErrorBuffer();
     checkOptionResult(curl_easy_setopt(m_handle.get(), option, value));
+    m_connections->note(option, value);
 }
 
 void CNetRequest::checkOptionResult(CURLcode result) {
@@ -63,9 +65,7 @@ void CNetRequest::checkOptionResult(CURLcode result) {
 
 void CNetRequest::setOptionInt(CURLoption option, int value) {
     setOption(option, static_cast<long>(value));
-    if (option == CURLOPT_FORBID_REUSE) {
-        m_forbidsReuse = value != 0;
-    } else if (option == CURLOPT_SSLVERSION) {
+    if (option == CURLOPT_SSLVERSION) {
         m_tlsVersions = value;
     }
 }

@@ -47,6 +47,7 @@ void convertHTMLToPlainText(String& text) {
 void CNetRequest::perform() {
     forgetCancel();
     resetForPerform();
+    chooseConnections();
     clearErrorBuffer();
     const CURLcode result = curl_easy_perform(m_handle.get());
     restoreReuse();

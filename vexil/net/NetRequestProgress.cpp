@@ -1,3 +1,4 @@
+#include "vexil/net/ConnectionChoice.h"
 #include "vexil/net/NetRequest.h"
 
 namespace vexil {
@@ -56,7 +57,7 @@ int CNetRequest::progressHandler(int64 downloadTotal, int64 downloaded, int64 up
 
 void CNetRequest::restoreReuse() noexcept {
     if (m_isCancelled && !m_isHTTP) {
-        curl_easy_setopt(m_handle.get(), CURLOPT_FORBID_REUSE, m_forbidsReuse ? 1L : 0L);
+        m_connections->restoreReuse(m_handle.get());
     }
 }
 

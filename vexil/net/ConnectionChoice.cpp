@@ -1,0 +1,78 @@
+#include "vexil/net/ConnectionChoice.h"
+
+namespace vexil {
+
+void CConnectionChoice::note(CURLoption option, long long value) noexcept {
+    if (option == CURLOPT_FORBID_REUSE) {
+        m_forbidsReuse = value != 0;
+    } else if (option == CURLOPT_FRESH_CONNECT) {
+        m_wantsFreshConnect = value != 0;
+    } else {
+        m_demand.note(option, value);
+    }
+}
+
+void CConnectionChoice::note(CURLoption option, const void* value) noexcept {
+    if (option == CURLOPT_SHARE) {
+        m_hasCallersShare = value != nullptr;
+        m_pool = nullptr;
+    } else {
+        m_demand.note(option, value);
+    }
+}
+
+void CConnectionChoice::noteReset() noexcept {
+    m_demand.clear();
+    m_forbidsReuse = m_wantsFreshConnect = m_isIsolated = false;
+}
+
+void CConnectionChoice::setPools(CURL* handle, const P<CConnectionPools>& pools) noexcept {
+    m_driversPools = pools;
+    setPool(handle, nullptr);
+}
+
+CURLcode CConnectionChoice::choose(CURL* handle) {
+    const std::string key = m_demand.getKey();
+    const bool isIsolated = m_demand.isUnknown() || (m_hasCallersShare && !key.empty());
+    const CURLcode result = setIsolated(handle, isIsolated);
+    if (result != CURLE_OK) {
+        return result;
+    }
+    if (key.empty() || isIsolated) {
+        return setPool(handle, nullptr);
+    }
+    if (!m_driversPools && !m_ownPools) {
+        m_ownPools = new CConnectionPools;
+    }
+    return setPool(handle, (m_driversPools ? m_driversPools : m_ownPools)->getPool(key));
+}
+
+CURLcode CConnectionChoice::setIsolated(CURL* handle, bool isIsolated) noexcept {
+    if (!isIsolated && !m_isIsolated) {
+        return CURLE_OK;
+    }
+    // Also while it is so already: the caller may have set one of them meanwhile.
+    m_isIsolated = isIsolated;
+    const CURLcode result =
+        curl_easy_setopt(handle, CURLOPT_FRESH_CONNECT, isIsolated || m_wantsFreshConnect ? 1L : 0L);
+    restoreReuse(handle);
+    return result;
+}
+
+CURLcode CConnectionChoice::setPool(CURL* handle, const P<CConnectionPool>& pool) noexcept {
+    if (pool == m_pool) {
+        return CURLE_OK;
+    }
+    // The old pool goes when libcurl has the new one.
+    const CURLcode result = curl_easy_setopt(handle, CURLOPT_SHARE, pool ? pool->getHandle() : nullptr);
+    if (result == CURLE_OK) {
+        m_pool = pool;
+    }
+    return result;
+}
+
+void CConnectionChoice::restoreReuse(CURL* handle) const noexcept {
+    curl_easy_setopt(handle, CURLOPT_FORBID_REUSE, m_forbidsReuse || m_isIsolated ? 1L : 0L);
+}
+
+}  // namespace vexil

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "vexil/BaseTypes.h"
+#include "vexil/net/CurlHandles.h"
+
+#include <list>
+#include <string>
+#include <utility>
+
+namespace vexil {
+
+/// Connections that libcurl keeps apart from others (CURLOPT_SHARE). One thread at a time. It lives as long as a
+/// handle uses it.
+class CConnectionPool : public virtual CBase {
+public:
+    /// \throws CError "Error creating curl share handle."
+    CConnectionPool();
+    CConnectionPool(const CConnectionPool&) = delete;
+    CConnectionPool& operator=(const CConnectionPool&) = delete;
+    ~CConnectionPool() override;
+
+    CURLSH* getHandle() const noexcept { return m_handle.get(); }
+
+private:
+    CurlShareHandle m_handle;
+};
+
+/// The pools of what drives transfers: of one request, or of all requests on one multi handle. One thread at a time.
+class CConnectionPools : public virtual CBase {
+public:
+    CConnectionPools();
+    ~CConnectionPools() override;
+
+    /// The pool for a demand, perhaps a new one. Of more than a few the one that was not asked for longest is dropped.
+    P<CConnectionPool> getPool(const std::string& demand);
+
+private:
+    std::list<std::pair<std::string, P<CConnectionPool>>> m_pools;  // the last that was asked for first
+};
+
+}  // namespace vexil
