@@ -101,6 +101,26 @@ TEST(ErrorReportTest, AdviceFitsTheError) {
     EXPECT_THAT(textOf(CError("x")), Not(HasSubstr("what you can do")));
 }
 
+TEST(ErrorReportTest, AWrongClockIsToldFromRefusedKeys) {
+    // With each status: a service may send the document with another one, or with none at all.
+    for (const int status : {0, 400, 403}) {
+        const CS3Error error = makeS3Error("RequestTimeTooSkewed", status);
+        EXPECT_EQ(codeOf(error), ExitCode::RefusedLogin) << status;
+        EXPECT_TRUE(CErrorReport(error).isHopeless()) << status;
+        EXPECT_THAT(textOf(error), HasSubstr("Set this computer's clock")) << status;
+        EXPECT_THAT(textOf(error), Not(HasSubstr("VEXIL_S3_"))) << status;
+    }
+    for (const char* const code : {"InvalidAccessKeyId", "SignatureDoesNotMatch"}) {
+        for (const int status : {0, 400, 403}) {
+            const CS3Error error = makeS3Error(code, status);
+            EXPECT_EQ(codeOf(error), ExitCode::RefusedLogin) << code;
+            EXPECT_TRUE(CErrorReport(error).isHopeless()) << code;
+            EXPECT_THAT(textOf(error), HasSubstr("Check VEXIL_S3_ACCESS_KEY")) << code;
+            EXPECT_THAT(textOf(error), Not(HasSubstr("clock"))) << code;
+        }
+    }
+}
+
 TEST(ErrorReportTest, MailServersRefuseLoginsWithCodesOfTheirOwn) {
     EXPECT_EQ(codeOf(makeMailError(CURLE_LOGIN_DENIED, 535)), ExitCode::RefusedLogin);
     EXPECT_THAT(textOf(makeMailError(CURLE_LOGIN_DENIED, 535)), HasSubstr("VEXIL_MAIL_PASSWORD"));

@@ -11,9 +11,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <condition_variable>
 #include <csignal>
 #include <cstdlib>
 #include <functional>
+#include <mutex>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -27,6 +30,8 @@ using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::IsSupersetOf;
+using testing::StartsWith;
 using testing::UnorderedElementsAre;
 using vexil_test::LogCapture;
 using vexil_test::RecordedRequest;
@@ -120,6 +125,32 @@ public:
         return request.getResponseCode() == 503;
     }
     int64 getRetryCount() const override { return 0; }
+};
+
+/// Ends the queues of a test that takes too long, as an interrupt does.
+class CDeadline {
+public:
+    ~CDeadline() {
+        {
+            const std::scoped_lock lock(m_mutex);
+            m_isOver = true;
+        }
+        m_change.notify_one();
+        m_thread.join();
+    }
+
+private:
+    void wait() {
+        std::unique_lock lock(m_mutex);
+        if (!m_change.wait_for(lock, std::chrono::seconds(20), [this] { return m_isOver; })) {
+            CInterrupt::request(SIGINT);
+        }
+    }
+
+    std::mutex m_mutex;
+    std::condition_variable m_change;
+    bool m_isOver = false;
+    std::thread m_thread{[this] { wait(); }};
 };
 
 /// A source that cannot go back.
@@ -243,6 +274,26 @@ TEST_F(TransferQueueTest, AJobWhoseRequestIsRefusedAConnectionWaitsEvenWhereTheR
     queue.finish();
     EXPECT_THAT(m_events, UnorderedElementsAre("3 succeeds", "3 ends", "4 succeeds", "4 ends"));
     EXPECT_THAT(m_output.str(), HasSubstr("going on with 1 transfer at once."));
+}
+
+TEST_F(TransferQueueTest, TheLastConnectionIsNotGivenUp) {
+    m_peer.setDefaultReply([](const RecordedRequest& request) {
+        return request.requestLine().find("/b/good") == std::string::npos ? slowDown : good;
+    });
+    for (const int count : {1, 2, 3}) {
+        // Without a connection a queue would wait for ever.
+        const CDeadline deadline;
+        CTooFewConnectionsPolicy policy;
+        CTransferQueue queue(getContext(), policy, count);
+        m_events.clear();
+        for (const char* const key : {"1", "2", "good"}) {
+            queue.start(std::make_unique<CTestJob>(getContext(), key, m_events));
+        }
+        queue.finish();
+        EXPECT_THAT(m_events, IsSupersetOf({StartsWith("1 fails: "), StartsWith("2 fails: "),
+                                            StartsWith("good succeeds")}))
+            << count;
+    }
 }
 
 TEST_F(TransferQueueTest, ThereAreNoMoreTriesThanTheClientAllows) {

@@ -10,6 +10,7 @@ import struct
 import subprocess
 import tempfile
 import unittest
+import xml.etree.ElementTree
 
 from fake_ftp import FakeFTP, Fault
 from fake_proxy import FakeProxy
@@ -62,7 +63,7 @@ class CertificatesTest(ProgramTest):
             self.protect(server)
         for command in ("PBSZ 0", "PROT P"):
             ftp.faults[command] = [Fault(reply="200 Good.") for _ in range(50)]
-        endpoint = s3.endpoint.replace("http:", "https:")
+        endpoint = self.endpoint = s3.endpoint.replace("http:", "https:")
         self.environment.update(VEXIL_FTP_USER="u", VEXIL_FTP_PASSWORD="p")
         self.commands = (["http", "get", endpoint + "/bucket"],
                          ["s3", "ls", "bucket", "--endpoint", endpoint],
@@ -123,6 +124,17 @@ class CertificatesTest(ProgramTest):
 
     def test_nobody_is_asked_for_a_certificate_on_demand(self):
         self.each_is_trusted("--no-verify")
+
+    def test_left_out_bytes_of_a_log_are_those_of_the_body(self):
+        self.write("up", b"<secret>" * 100000)
+        for arguments, direction in ((["put", "up", "bucket", "b"], "send"), (["get", "bucket", "b", "f"], "receive")):
+            self.run_program("--ca-bundle", self.authority, "--endpoint", self.endpoint, "--verbose-log", "log.xml",
+                             "s3", *arguments)
+            element, = xml.etree.ElementTree.fromstring(self.read("log.xml"))
+            shown = sum(int(message.get("bytes")) for message in element
+                        if (message.get("type"), message.tag) == ("data", direction))
+            # The same bytes come a second time, as TLS records.
+            self.assertEqual(shown + int(element.get("bytesLeftOut")), 800000, direction)
 
     def test_options_that_contradict_each_other_are_refused(self):
         for options in (["--ca-bundle", self.authority], ["--no-verify"]):

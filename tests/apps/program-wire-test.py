@@ -602,25 +602,6 @@ class BackupTest(FakeServerTest):
         self.backup("--exclude", "build", "--exclude", "./sub/d")
         self.assertEqual(sorted(self.server.objects), ["a", "sub/build/c"])
 
-    def unprivileged_program(self):
-        """A copy that every user may run, and what makes a process another user's."""
-        if os.getuid() != 0:
-            return {}
-        copy = self.folder / "program"
-        copy.mkdir()
-        for path in (PROGRAM, os.environ["VEXIL_LIBRARY"]):
-            shutil.copy(path, copy)
-        (copy / pathlib.Path(os.environ["VEXIL_LIBRARY"]).name).rename(copy / "libvexil.so.0")
-        self.environment["LD_LIBRARY_PATH"] = str(copy)
-        self.folder.chmod(0o755)
-
-        def become_nobody():
-            os.setgroups([])
-            os.setgid(65534)
-            os.setuid(65534)
-
-        return {"program": str(copy / "vexil"), "before": become_nobody}
-
     @not_on_windows("file modes")
     def test_what_cannot_be_read_is_named_and_the_rest_is_stored(self):
         self.write("f/a").chmod(0o000)
@@ -632,6 +613,18 @@ class BackupTest(FakeServerTest):
         self.assertIn("NOT backed up: a: Cannot open the file 'f/a': Permission denied", result.err)
         self.assertIn("NOT backed up: closed: the folder cannot be read: Permission denied", result.err)
         self.assertIn("FAILED: 2 entries", result.out)
+        self.assertEqual(list(self.server.objects), ["z"])
+
+    @not_on_windows("file modes")
+    def test_an_entry_that_cannot_be_examined_is_named_and_the_rest_is_stored(self):
+        self.write("f/listed/a")
+        self.write("f/z")
+        # Its names can be read, but nothing about what they stand for.
+        (self.folder / "f/listed").chmod(0o444)
+        self.addCleanup((self.folder / "f/listed").chmod, 0o755)
+        result = self.backup(code=1, **self.unprivileged_program())
+        self.assertIn("NOT backed up: listed/a: Permission denied", result.err)
+        self.assertIn("FAILED: 1 entry", result.out)
         self.assertEqual(list(self.server.objects), ["z"])
 
     @not_on_windows("names that Windows does not have")
@@ -760,8 +753,8 @@ class ListingTest(FakeServerTest):
 
 
 class CompareTest(ProgramTest):
-    def compare(self, *arguments, code=0):
-        return self.run_program("compare", "a", "b", *arguments, code=code)
+    def compare(self, *arguments, code=0, **options):
+        return self.run_program("compare", "a", "b", *arguments, code=code, **options)
 
     @not_on_windows("symbolic links")
     def test_equal_folders(self):
@@ -787,6 +780,19 @@ class CompareTest(ProgramTest):
             "bytes: the bytes at offset 70,000 differ", "first: only in 'a'", "linked: only in 'a'",
             "size: the sizes differ: 2 and 1 byte", "second: only in 'b'"])
         self.assertIn("5 differences", result.out)
+
+    @not_on_windows("file modes")
+    def test_what_cannot_be_examined_or_read_is_a_difference(self):
+        for folder in "ab":
+            self.write(f"{folder}/listed/x")
+            self.write(f"{folder}/closed/y")
+            self.write(f"{folder}/z").chmod(0o000)
+            for name, mode in (("listed", 0o444), ("closed", 0o000)):
+                (self.folder / folder / name).chmod(mode)
+                self.addCleanup((self.folder / folder / name).chmod, 0o755)
+        result = self.compare(code=1, **self.unprivileged_program())
+        for name in ("listed/x", "closed", "z"):
+            self.assertRegex(result.out + result.err, rf"{name}: .*Permission denied", result)
 
     def test_excluded_paths_do_not_count(self):
         self.write("a/x")

@@ -74,6 +74,25 @@ class ProgramTest(unittest.TestCase):
         process.send_signal(number)
         return self.finish(process)
 
+    def unprivileged_program(self):
+        """A copy that every user may run, and what makes a process another user's."""
+        if os.getuid() != 0:
+            return {}
+        copy = self.folder / "program"
+        copy.mkdir()
+        for path in (PROGRAM, os.environ["VEXIL_LIBRARY"]):
+            shutil.copy(path, copy)
+        (copy / pathlib.Path(os.environ["VEXIL_LIBRARY"]).name).rename(copy / "libvexil.so.0")
+        self.environment["LD_LIBRARY_PATH"] = str(copy)
+        self.folder.chmod(0o755)
+
+        def become_nobody():
+            os.setgroups([])
+            os.setgid(65534)
+            os.setuid(65534)
+
+        return {"program": str(copy / "vexil"), "before": become_nobody}
+
     def write(self, name, content=b"content"):
         path = self.folder / name
         path.parent.mkdir(parents=True, exist_ok=True)
