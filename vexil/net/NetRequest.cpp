@@ -75,9 +75,9 @@ void CNetRequest::reset() {
     m_upload = false;
     m_sendDataSize = -1;
     m_customHTTPHeaders = nullptr;
-    m_ftpPreCommands = nullptr;
-    m_ftpPostCommands = nullptr;
-    m_mailRecipients = nullptr;
+    m_ftpPreCommands = {};
+    m_ftpPostCommands = {};
+    m_mailRecipients = {};
     {
         // What goes may add others.
         TList<P<IBase>> old;
@@ -92,9 +92,9 @@ void CNetRequest::resetForPerform() {
     if (m_customHTTPHeaders) {
         setOptionPtr(CURLOPT_HTTPHEADER, m_customHTTPHeaders->getSList());
     }
-    setListAgain(CURLOPT_PREQUOTE, m_ftpPreCommands);
-    setListAgain(CURLOPT_POSTQUOTE, m_ftpPostCommands);
-    setListAgain(CURLOPT_MAIL_RCPT, m_mailRecipients);
+    setChangedListOption(CURLOPT_PREQUOTE, m_ftpPreCommands);
+    setChangedListOption(CURLOPT_POSTQUOTE, m_ftpPostCommands);
+    setChangedListOption(CURLOPT_MAIL_RCPT, m_mailRecipients);
     m_headerAssembler.reset();
     m_httpStatusLine.clear();
     m_lastParsedStatus = -1;
@@ -118,13 +118,6 @@ void CNetRequest::resetForPerform() {
     const P<IDataSource> source = m_sendSource;
     if (source && source->getPosition() != 0) {
         source->seek(0);
-    }
-}
-
-void CNetRequest::setListAgain(CURLoption option, const P<CNetStringList>& list) {
-    if (list) {
-        // It may have got its first entry since, or others in new memory.
-        setOptionPtr(option, list->getSList());
     }
 }
 

@@ -535,8 +535,13 @@ private:
     void setOption(CURLoption option, Value value);
     void checkOptionResult(CURLcode result);
     void setMillisecondsOption(CURLoption option, const zet::CTimeSpan& span);
-    void setStringListOption(CURLoption option, P<CNetStringList>& slot, CNetStringList* list);
-    void setListAgain(CURLoption option, const P<CNetStringList>& list);
+    /// A list of an option, and which of its nodes libcurl begins with.
+    struct ListOption {
+        P<CNetStringList> list;
+        const curl_slist* head = nullptr;
+    };
+    void setStringListOption(CURLoption option, ListOption& slot, CNetStringList* list);
+    void setChangedListOption(CURLoption option, ListOption& slot);
     void clearErrorBuffer() noexcept { m_errorBuffer.getData()[0] = '\0'; }
 
     void setProgressOptions();
@@ -570,9 +575,9 @@ private:
     // Objects that libcurl's options point to stand before the handle, so that they outlive it.
     TBuffer<char> m_errorBuffer;
     P<CNetHeaders> m_customHTTPHeaders;
-    P<CNetStringList> m_ftpPreCommands;
-    P<CNetStringList> m_ftpPostCommands;
-    P<CNetStringList> m_mailRecipients;
+    ListOption m_ftpPreCommands;
+    ListOption m_ftpPostCommands;
+    ListOption m_mailRecipients;
     TList<P<IBase>> m_dependencies;
     std::unique_ptr<CConnectionChoice> m_connections;
     CurlEasyHandle m_handle;

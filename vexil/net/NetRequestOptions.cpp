@@ -275,12 +275,20 @@ void CNetRequest::setFTPListOverrideCommand(const String& command) {
     }
 }
 
-void CNetRequest::setStringListOption(CURLoption option, P<CNetStringList>& slot, CNetStringList* list) {
+void CNetRequest::setStringListOption(CURLoption option, ListOption& slot, CNetStringList* list) {
     // Held also where libcurl refuses it: it may be an object that only this call refers to.
     const P<CNetStringList> next = list;
-    const P<CNetStringList> old = slot;
-    setOptionPtr(option, list ? list->getSList() : nullptr);
-    slot = next;
+    const P<CNetStringList> old = slot.list;
+    curl_slist* const head = list ? list->getSList() : nullptr;
+    setOptionPtr(option, head);
+    slot = {next, head};
+}
+
+void CNetRequest::setChangedListOption(CURLoption option, ListOption& slot) {
+    // It may have got its first entry since, or others in new memory; all else libcurl sees by itself.
+    if (slot.list && slot.list->getSList() != slot.head) {
+        setStringListOption(option, slot, slot.list);
+    }
 }
 
 void CNetRequest::setFTPCustomPreCommands(CNetStringList* commands) {
