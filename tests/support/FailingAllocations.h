@@ -36,6 +36,8 @@ public:
     /// Counts the allocations of the calling thread, too, up to its end. The thread that makes the object takes part
     /// while it lives.
     static void takePart() { t_takesPart = true; }
+    /// Lets the calling thread have its memory, or no longer. For code of others that does not survive the lack of it.
+    static void spare(bool isSpared) { t_isSpared = isSpared; }
     /// Whether an allocation has failed.
     bool haveFailed() const { return s_left <= 0; }
 
@@ -43,7 +45,7 @@ public:
     static long heldBlocks() { return s_heldBlocks; }
 
     static void* allocate(std::size_t size) {
-        if (t_takesPart && s_isOn && mustFail()) {
+        if (t_takesPart && !t_isSpared && s_isOn && mustFail()) {
             return nullptr;
         }
         void* const memory = std::malloc(size > 0 ? size : 1);
@@ -70,6 +72,7 @@ private:
     static inline std::atomic<long> s_left{0};
     static inline std::atomic<long> s_heldBlocks{0};
     static inline thread_local bool t_takesPart = false;
+    static inline thread_local bool t_isSpared = false;
 };
 
 }  // namespace vexil_test

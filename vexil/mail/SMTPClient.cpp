@@ -6,6 +6,7 @@
 #include "zet/Log.h"
 
 #include <exception>
+#include <new>
 #include <string>
 
 namespace vexil {
@@ -182,15 +183,27 @@ void CSMTPClient::doPerform() {
     try {
         m_request.perform();
     } catch (...) {
+        takeOptionsBack();
+        throw;
+    }
+    try {
+        resetOptions(m_request);
+    } catch (const std::bad_alloc&) {
+        // Who takes a mail that is sent for a failure sends it twice. The next operation begins with the same.
+    }
+}
+
+void CSMTPClient::takeOptionsBack() noexcept {
+    try {
         try {
             resetOptions(m_request);
         } catch (const std::exception& error) {
             // The first error is the one that matters.
             zet::logWarning(error, "The options of a failed mail could not be taken back.");
         }
-        throw;
+    } catch (...) {
+        // Not even the text of the warning could be made.
     }
-    resetOptions(m_request);
 }
 
 String CSMTPClient::getDateHeaderString(const zet::CTimeFields& fields) {

@@ -85,6 +85,7 @@ protected:
     static void resetOptions(CNetRequest& request);
     /// Performs the request and takes away what belonged to it, whether it has failed or not.
     void doPerform();
+    void takeOptionsBack() noexcept;
 
 private:
     void initRequest();
