@@ -95,6 +95,13 @@ void CBackup::store(const CFolderWalker& walker, int jobs) {
     m_queue = &queue;
     walker.walk(*this);
     queue.finish();
+    m_store.finish(walker, m_failures == 0,
+                   [this](const String& name, const String& reason) { onConflict(name, reason); });
+}
+
+void CBackup::onConflict(const String& name, const String& reason) {
+    ++m_failures;
+    m_context.getConsole().message(Verbosity::Error, "NOT consistent: " + printable(name) + ": " + reason);
 }
 
 void CBackup::onFile(const std::filesystem::path& relativePath) {

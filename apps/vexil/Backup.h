@@ -31,6 +31,7 @@ private:
     void onProblem(const std::filesystem::path& relativePath, const String& reason) override;
 
     void store(const CFolderWalker& walker, int jobs);
+    void onConflict(const String& name, const String& reason);
     void printReport();
 
     CContext& m_context;

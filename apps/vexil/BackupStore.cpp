@@ -4,4 +4,6 @@ namespace vexil::app {
 
 IBackupStore::~IBackupStore() = default;
 
+void IBackupStore::finish(const CFolderWalker&, bool, const Report&) {}
+
 }  // namespace vexil::app

@@ -96,6 +96,20 @@ void CFolderWalker::visit(IFolderVisitor& visitor, const fs::path& relativePath)
     }
 }
 
+fs::file_type CFolderWalker::findType(const fs::path& relativePath) const {
+    fs::path path;
+    fs::file_type type = fs::file_type::directory;
+    for (const fs::path& name : relativePath) {
+        path /= name;
+        if (type != fs::file_type::directory || isExcluded(path)) {
+            return fs::file_type::none;
+        }
+        std::error_code failure;
+        type = getEntryStatus(m_folder / path, failure).type();
+    }
+    return type == fs::file_type::directory || type == fs::file_type::regular ? type : fs::file_type::none;
+}
+
 bool CFolderWalker::isExcluded(const fs::path& relativePath) const {
     return std::find(m_excluded.begin(), m_excluded.end(), relativePath) != m_excluded.end();
 }

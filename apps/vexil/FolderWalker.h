@@ -32,6 +32,10 @@ public:
 
     void walk(IFolderVisitor& visitor) const;
 
+    /// What a walk finds under a path: a regular file, a directory, or neither, which is also that of what is left out, is
+    /// not there, or stands below a link.
+    std::filesystem::file_type findType(const std::filesystem::path& relativePath) const;
+
 private:
     void walkFolder(IFolderVisitor& visitor, const std::filesystem::path& relativePath) const;
     void visit(IFolderVisitor& visitor, const std::filesystem::path& relativePath) const;

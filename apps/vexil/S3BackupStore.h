@@ -1,6 +1,7 @@
 #pragma once
 
 #include "apps/vexil/BackupStore.h"
+#include "apps/vexil/ObjectGroups.h"
 
 namespace vexil::app {
 
@@ -17,8 +18,15 @@ public:
     void begin() override {}
     std::unique_ptr<ITransfer> makeUpload(const P<CFileInStream>& file, const std::filesystem::path& folder,
                                           const std::filesystem::path& relativePath) override;
+    /// Deletes the old object of what has become a folder, when all of the folder is stored. Tells of objects that are
+    /// left from a folder that has become a file: there may be many, and others may need them.
+    void finish(const CFolderWalker& walker, bool isComplete, const Report& report) override;
 
 private:
+    void handleGroup(const CFolderWalker& walker, bool isComplete, const Report& report,
+                     const CObjectGroup& group);
+    void deleteOutdated(const String& key, const Report& report);
+
     CContext& m_context;
     String m_bucket;
     String m_prefix;

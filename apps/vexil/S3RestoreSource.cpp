@@ -3,6 +3,7 @@
 #include "apps/vexil/Context.h"
 #include "apps/vexil/ObjectDownload.h"
 #include "apps/vexil/ObjectKey.h"
+#include "apps/vexil/Text.h"
 
 namespace vexil::app {
 
@@ -18,12 +19,16 @@ bool isFolderMarker(const CS3ListObjectsElement& element) {
 class CS3RestoreSource::CObject : public IStoredFile {
 public:
     /// The source must outlive it.
-    CObject(const CS3RestoreSource& source, const CS3ListObjectsElement& element)
-        : m_source(source), m_key(element.getKey()), m_size(element.getSize()) {}
+    /// \param problem  why it cannot become a file; "" for one that may
+    CObject(const CS3RestoreSource& source, const CS3ListObjectsElement& element, const String& problem)
+        : m_source(source), m_key(element.getKey()), m_size(element.getSize()), m_problem(problem) {}
 
     String getName() const override { return m_key; }
     String getRelativeName() const override { return m_key.substr(m_source.m_prefix.length()); }
     std::filesystem::path getRelativePath() const override {
+        if (!m_problem.isEmpty()) {
+            throw CError(m_problem);
+        }
         return makeRelativePath(m_source.m_prefix, m_key);
     }
     int64 getSize() const override { return m_size; }
@@ -35,23 +40,84 @@ private:
     const CS3RestoreSource& m_source;
     String m_key;
     int64 m_size;
+    String m_problem;
 };
 
 CS3RestoreSource::CS3RestoreSource(CContext& context, const String& bucket, const String& prefix)
     : m_context(context), m_bucket(bucket), m_prefix(makeFolderPrefix(prefix)),
-      m_objects(context, m_bucket, m_prefix) {}
+      m_objects(context, m_bucket, m_prefix),
+      m_groups([this](const CObjectGroup& group) { handleGroup(group); }) {}
 
 ITransferPolicy& CS3RestoreSource::getPolicy() {
     return m_context.getS3Policy();
 }
 
 std::unique_ptr<IStoredFile> CS3RestoreSource::findNext() {
-    while (const P<CS3ListObjectsElement> element = m_objects.findNext()) {
-        if (!isFolderMarker(*element)) {
-            return std::make_unique<CObject>(*this, *element);
-        }
+    while (m_ready.empty() && !m_hasEnded) {
+        read();
     }
-    return nullptr;
+    if (m_ready.empty()) {
+        if (m_listingError) {
+            std::rethrow_exception(m_listingError);
+        }
+        return nullptr;
+    }
+    std::unique_ptr<IStoredFile> file = std::move(m_ready.front());
+    m_ready.pop_front();
+    return file;
+}
+
+void CS3RestoreSource::read() {
+    P<CS3ListObjectsElement> element;
+    try {
+        element = m_objects.findNext();
+    } catch (const std::exception&) {
+        // What was listed before comes first.
+        m_listingError = std::current_exception();
+    }
+    if (!element) {
+        m_hasEnded = true;
+        m_groups.finish();
+    } else if (isFolderMarker(*element)) {
+        return;
+    } else if (isFile(*element)) {
+        m_groups.add(element);
+    } else {
+        give(element, "");
+    }
+}
+
+/// Whether its key can be the path of a file.
+bool CS3RestoreSource::isFile(const CS3ListObjectsElement& element) const {
+    try {
+        makeRelativePath(m_prefix, element.getKey());
+        return true;
+    } catch (const CError&) {
+        return false;
+    }
+}
+
+void CS3RestoreSource::handleGroup(const CObjectGroup& group) {
+    const String name = "'" + printable(group.object->getKey()) + "'";
+    if (!group.isOutdated()) {
+        give(group.object, "");
+        for (const P<CS3ListObjectsElement>& element : group.below) {
+            give(element,
+                 "the object " + name + " is newer, and only one of them can be there: a file or a folder");
+        }
+        return;
+    }
+    give(group.object,
+         "the objects below " + name + " are newer, and only one of them can be there: a file or a folder");
+    CObjectGroups groups([this](const CObjectGroup& inner) { handleGroup(inner); });
+    for (const P<CS3ListObjectsElement>& element : group.below) {
+        groups.add(element);
+    }
+    groups.finish();
+}
+
+void CS3RestoreSource::give(const P<CS3ListObjectsElement>& element, const String& problem) {
+    m_ready.push_back(std::make_unique<CObject>(*this, *element, problem));
 }
 
 }  // namespace vexil::app

@@ -1,13 +1,18 @@
 #pragma once
 
+#include "apps/vexil/ObjectGroups.h"
 #include "apps/vexil/ObjectListing.h"
 #include "apps/vexil/RestoreSource.h"
+
+#include <deque>
+#include <exception>
 
 namespace vexil::app {
 
 class CContext;
 
-/// The objects below a prefix.
+/// The objects below a prefix. Of an object and those that only a folder of its name could hold, what is newer becomes
+/// files; the rest has a problem that names it.
 class CS3RestoreSource : public IRestoreSource {
 public:
     /// The context must outlive it.
@@ -21,10 +26,19 @@ public:
 private:
     class CObject;
 
+    bool isFile(const CS3ListObjectsElement& element) const;
+    void read();
+    void handleGroup(const CObjectGroup& group);
+    void give(const P<CS3ListObjectsElement>& element, const String& problem);
+
     CContext& m_context;
     String m_bucket;
     String m_prefix;
     CObjectListing m_objects;
+    CObjectGroups m_groups;
+    std::deque<std::unique_ptr<IStoredFile>> m_ready;
+    bool m_hasEnded = false;
+    std::exception_ptr m_listingError;  // thrown after what was listed before
 };
 
 }  // namespace vexil::app

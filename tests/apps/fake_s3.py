@@ -27,6 +27,7 @@ class Fault:
 class FakeS3:
     def __init__(self):
         self.objects = {}
+        self.modified = {}  # when objects were stored, where it is not the usual time
         self.listed_sizes = {}  # where the listing shall lie
         self.listed_names = {}  # other names under which the listing shows keys
         self.ignores_prefix = False
@@ -102,7 +103,7 @@ class FakeS3:
 
     def listed(self, key):
         return (f"<Contents><Key>{escape(self.listed_names.get(key, key))}</Key>"
-                f"<LastModified>2024-01-01T00:00:00.000Z</LastModified>"
+                f"<LastModified>{self.modified.get(key, '2024-01-01T00:00:00.000Z')}</LastModified>"
                 f"<Size>{self.listed_sizes.get(key, len(self.objects[key]))}</Size></Contents>")
 
 
@@ -248,6 +249,7 @@ class _Handler(http.server.BaseHTTPRequestHandler):
             self.answer_error(fault.status, fault.code)
         else:
             self.fake.objects[self.key] = flip_bit(body, fault.flip)
+            self.fake.modified[self.key] = f"2024-01-02T00:00:00.{len(self.fake.requests):06}Z"
             etag = [("ETag", self.fake.etag(self.key))] if self.fake.sends_etag else []
             self.answer(200, headers=self.fake.extra_headers + etag)
 

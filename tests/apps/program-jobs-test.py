@@ -87,9 +87,9 @@ class AtOnceTest(JobsTest):
 
     def test_connections_are_kept(self):
         self.make_files(30)
-        # Of more, libcurl may close some while few transfers run.
+        # Of more, libcurl may close some while few transfers run. The listing at the end has one of its own.
         self.run_command("backup", "--jobs", "2")
-        self.assertLessEqual(self.server.connections, 2)
+        self.assertLessEqual(self.server.connections, 3)
 
     def test_every_byte_is_counted(self):
         self.make_objects(30)
@@ -342,13 +342,21 @@ class InterruptTest(JobsTest):
 class ConflictTest(JobsTest):
     def test_a_folder_finds_the_file_of_an_object_before(self):
         self.server.objects = {"a": BODY, "a/b": b"below", "a/b/c": b"below", "c": b"c"}
+        self.server.modified = {"a": "2024-01-03T00:00:00.000Z"}
         for _ in range(2):
             self.server.faults["a"] = [SLOW_DOWN, SLOW_DOWN]
             result = self.run_command("restore", code=1)
             for key in ("a/b", "a/b/c"):
-                self.assertIn(f"NOT restored: {key}: Cannot make the folder 'r/a': there is a file of this name",
-                              result.err)
+                self.assertIn(f"NOT restored: {key}: the object 'a' is newer", result.err)
             self.assertEqual(self.files_in("r"), {"a": BODY, "c": b"c"})
+
+    @not_on_windows("names that differ in their case")
+    def test_a_folder_finds_the_file_of_another_case_before(self):
+        self.server.objects = {"A": BODY, "a/b": b"below"}
+        self.server.faults["A"] = [SLOW_DOWN, SLOW_DOWN]
+        self.run_command("restore")
+        self.assertEqual(self.files_in("r"), self.server.objects)
+        self.assertEqual(self.server.most_at_once, 1)
 
     def test_names_of_part_files_do_not_get_in_each_others_way(self):
         names = ["!", ".!.vexil-part", ".!.vexil-part2", ".a.vexil-part/x", ".b.vexil-part", "a", "b", "c"]

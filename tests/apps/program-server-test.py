@@ -73,6 +73,23 @@ class S3Test(ProgramTest):
         self.assertIn(f"deleted: {count} objects", self.run_program("s3", "rm", "-r", BUCKET, "pre/").out)
         self.assertEqual(self.run_program("s3", "ls", BUCKET).out, "")
 
+    def test_a_file_that_became_a_folder_comes_back(self):
+        self.write("f/x", b"old")
+        self.write("f/x!", b"between")
+        self.run_program("s3", "backup", "f", BUCKET)
+        (self.folder / "f/x").unlink()
+        self.write("f/x/inside", b"new")
+        self.run_program("s3", "backup", "f", BUCKET)
+        self.run_program("s3", "restore", BUCKET, "r")
+        self.assertEqual(self.files_in("r"), self.files_in("f"))
+        (self.folder / "f/x/inside").unlink()
+        (self.folder / "f/x").rmdir()
+        self.write("f/x", b"newest")
+        self.assertIn("NOT consistent: x: ", self.run_program("s3", "backup", "f", BUCKET, code=1).err)
+        result = self.run_program("s3", "restore", BUCKET, "r2", code=1)
+        self.assertIn("NOT restored: x/inside: ", result.err)
+        self.assertEqual(self.files_in("r2"), self.files_in("f"))
+
     def test_a_folder_comes_back_from_the_top_of_a_bucket(self):
         self.write("f/a", b"a")
         self.write("f/sub/b", b"b")

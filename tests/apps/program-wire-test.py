@@ -431,12 +431,47 @@ class KeyTest(FakeServerTest):
         self.assertFalse(pathlib.Path("/abs").exists())
         self.assertIn(f"FAILED: {len(hostile)} objects", result.out)
 
-    def test_a_key_that_is_file_and_folder_is_named(self):
-        self.server.objects = {"a": b"file", "a/b": b"below", "c": b"c"}
+    def restore_times(self, expected, lost, **modified):
+        """Restores what is both a file and a folder with these times of change."""
+        self.server.modified = {key: f"2024-01-0{time}Z" for key, time in modified.items()}
         result = self.run_program("s3", "restore", "bucket", "r", code=1)
-        self.assertIn("NOT restored: a/b: ", result.err)
-        self.assertIn("there is a file of this name", result.err)
-        self.assertEqual(self.files_in("r"), {"a": b"file", "c": b"c"})
+        for key in lost:
+            self.assertIn(f"NOT restored: {key}: ", result.err)
+        self.assertIn(f"FAILED: {len(lost)} object", result.out)
+        self.assertEqual(sorted(self.files_in("r")), expected)
+        shutil.rmtree(self.folder / "r")
+
+    def test_of_a_file_and_a_folder_the_newer_is_restored_and_the_other_named(self):
+        below = {f"a/{name}": b"below" for name in "bcde"}
+        self.server.objects = {"a": b"file", "a!": b"between", "a-": b"between", **below, "a0": b"after", "z": b"z"}
+        others = ["a!", "a-", "a0", "z"]
+        folder, file = sorted([*others, *below]), sorted([*others, "a"])
+        self.restore_times(folder, ["a"], **{"a": "1T00:00:00", "a/d": "1T00:00:01"})
+        self.restore_times(folder, ["a"], **{"a": "1T00:00:00.0", "a/d": "1T00:00:00.001"})
+        self.restore_times(folder, ["a"], **{"a": "1T00:00:00", "a/d": "1T00:00:00.001"})
+        self.restore_times(folder, ["a"])
+        self.restore_times(file, list(below), a="2T00:00:00")
+        self.restore_times(file, list(below), a="1T00:00:00.001")
+
+    def test_a_file_and_a_folder_within_a_folder_are_told_apart_too(self):
+        self.server.objects = {"a": b"1", "a/b": b"2", "a/b/c": b"3", "a/b/c/d": b"4"}
+        self.restore_times(["a/b/c/d"], ["a", "a/b", "a/b/c"])
+        self.restore_times(["a/b/c"], ["a", "a/b", "a/b/c/d"], **{"a/b/c": "2T"})
+        self.restore_times(["a/b"], ["a", "a/b/c", "a/b/c/d"], **{"a/b": "2T"})
+
+    def test_an_object_that_is_no_file_takes_no_files_place(self):
+        self.server.objects = {"a": b"file", "a/": b"", "a//b": b"evil", "a/../c": b"evil"}
+        self.server.modified = {"a": "2023-01-01T00:00:00Z"}
+        result = self.run_program("s3", "restore", "bucket", "r", code=1)
+        self.assertEqual(self.files_in("r"), {"a": b"file"})
+        self.assertIn("FAILED: 2 objects", result.out)
+
+    def test_a_folder_whose_place_a_file_has_is_named(self):
+        self.server.objects = {"a/b": b"below", "c": b"c"}
+        self.write("r/a", b"mine")
+        result = self.run_program("s3", "restore", "bucket", "r", code=1)
+        self.assertIn("NOT restored: a/b: Cannot make the folder 'r/a': there is a file of this name", result.err)
+        self.assertEqual(self.files_in("r"), {"a": b"mine", "c": b"c"})
 
     def test_a_folder_in_the_place_of_a_file_is_named(self):
         self.server.objects = {"a": b"file", "c": b"c"}
@@ -580,7 +615,7 @@ class BackupTest(FakeServerTest):
         self.assertEqual(self.server.objects, {f"pre/{name}": b"" if name == "empty" else name.encode()
                                                for name in names})
         self.assertIn("backed up: 5 files", result.out)
-        self.assertEqual({headers["Content-Type"] for _, _, headers in self.server.requests},
+        self.assertEqual({headers["Content-Type"] for method, _, headers in self.server.requests if method == "PUT"},
                          {"application/octet-stream"})
 
     @not_on_windows("symbolic links and a named pipe")
@@ -678,6 +713,76 @@ class BackupTest(FakeServerTest):
         os.utime(path, (1, 1))
         self.server.faults["a"] = [Fault(then=lambda: path.write_bytes(BODY[::-1]))]
         self.assertIn("NOT backed up: a: the file was changed", self.backup(code=1).err)
+
+    def make_folder_of_a_file(self):
+        """A backup of the file "x", then what stood under its name becomes a folder."""
+        self.write("f/x", b"old")
+        self.write("f/x!", b"!")
+        self.backup("p")
+        (self.folder / "f/x").unlink()
+        for number in range(59):
+            self.write(f"f/x/{number}", b"new")
+
+    def test_a_file_that_became_a_folder_is_replaced(self):
+        self.make_folder_of_a_file()
+        result = self.backup("p")
+        self.assertIn("deleted the old object p/x", result.err)
+        self.assertEqual(len(self.server.objects), 60)
+        self.run_program("s3", "restore", "bucket", "p", "r")
+        self.assertEqual(self.files_in("r"), self.files_in("f"))
+        self.assertNotIn("DELETE", [method for method, _, _ in self.server.requests[-1:]])
+        self.server.requests.clear()
+        self.assertEqual(self.backup("p").err, "")
+        self.assertEqual({method for method, _, _ in self.server.requests}, {"PUT", "GET"})
+
+    def test_an_old_object_stays_while_its_folder_is_not_whole(self):
+        self.make_folder_of_a_file()
+        self.server.faults["p/x/7"] = [Fault(status=400, code="EntityTooLarge")]
+        result = self.backup("p", code=1)
+        self.assertIn("NOT consistent: p/x: there are 58 objects below 'p/x/'", result.err)
+        self.assertIn("FAILED: 2 entries", result.out)
+        self.assertEqual(self.server.objects["p/x"], b"old")
+
+    def test_an_old_object_that_cannot_be_deleted_is_named(self):
+        self.make_folder_of_a_file()
+        self.server.faults["p/x"] = [Fault(status=403, code="AccessDenied")]
+        result = self.backup("p", code=1)
+        self.assertIn("NOT consistent: p/x: this is the old object of a file", result.err)
+
+    def test_an_object_that_is_newer_than_the_folder_stays(self):
+        self.make_folder_of_a_file()
+        self.server.modified["p/x"] = "2025-01-01T00:00:00Z"
+        self.server.objects["p/x"] = b"of another backup"
+        self.assertIn("NOT consistent: p/x: ", self.backup("p", code=1).err)
+        self.assertEqual(self.server.objects["p/x"], b"of another backup")
+
+    def test_a_folder_that_became_a_file_is_named(self):
+        for number in range(59):
+            self.write(f"f/x/{number}", b"old")
+        self.backup("p")
+        shutil.rmtree(self.folder / "f/x")
+        self.write("f/x", b"new")
+        result = self.backup("p", code=1)
+        self.assertIn("NOT consistent: p/x: there are 59 objects below 'p/x/' as well", result.err)
+        self.assertIn("FAILED: 1 entry", result.out)
+        self.assertEqual(len(self.server.objects), 60)
+        result = self.run_program("s3", "restore", "bucket", "p", "r", code=1)
+        self.assertEqual(self.files_in("r"), {"x": b"new"})
+        self.assertEqual(result.err.count("NOT restored: p/x/"), 59)
+
+    def test_what_is_left_out_is_not_deleted(self):
+        self.make_folder_of_a_file()
+        self.server.objects["p/x/1"] = b"1"
+        self.assertIn("NOT consistent: p/x: ", self.backup("p", "--exclude", "x", code=1).err)
+        self.assertEqual(self.server.objects["p/x"], b"old")
+
+    def test_keys_that_may_only_write_can_back_up(self):
+        self.write("f/a")
+        self.server.faults[""] = [Fault(status=403, code="AccessDenied")]
+        self.assertIn("warning: the bucket cannot be listed", self.backup().err)
+        for status, code, expected in ((404, "NoSuchBucket", 3), (400, "InvalidRequest", 1)):
+            self.server.faults[""] = [Fault(status=status, code=code)]
+            self.backup(code=expected)
 
     def test_a_server_that_refuses_everything_ends_it(self):
         for name in ("a", "b", "c"):

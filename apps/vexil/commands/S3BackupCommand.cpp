@@ -23,7 +23,11 @@ void CS3BackupCommand::define(CCommandSyntax& syntax) {
 
 Each regular file becomes an object named PREFIX/path, of at most 5 GiB. Links and special files are named and
 skipped; empty folders, modes and times are not kept. A file that cannot be read, or is changed
-meanwhile, is named, the rest is stored, and the exit code is 1.)");
+meanwhile, is named, the rest is stored, and the exit code is 1.
+
+At the end the bucket is listed below PREFIX. The old object of a file that has become a folder is deleted when
+all files are stored. Objects that are left from a folder that has become a file stay; they are named, and the
+exit code is 1. Keys that may not list the bucket get a warning.)");
 }
 
 ExitCode CS3BackupCommand::run(CContext& context) {

@@ -22,8 +22,8 @@ void CS3RestoreCommand::define(CCommandSyntax& syntax) {
 
 Files of the same names are replaced, each when its new content is complete; others stay. A download
 that breaks goes on where it broke, at most five times. An object that cannot become a file (because
-its name would lead out of the folder, or it is both a file and a folder) is named, the rest is
-restored, and the exit code is 1.)");
+its name would lead out of the folder, or it is both a file and a folder, of which the newer is restored)
+is named, the rest is restored, and the exit code is 1.)");
 }
 
 ExitCode CS3RestoreCommand::run(CContext& context) {
