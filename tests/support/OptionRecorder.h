@@ -8,6 +8,7 @@
 
 #include <cstdarg>
 #include <dlfcn.h>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,7 @@ struct RecordedOption {
     std::string
         text;  ///< "MAIL_FROM='a@x'", "UPLOAD=1L", "INFILESIZE_LARGE=5OFF", "MAIL_RCPT=[a|b]", "URL fails"
     const void* pointer = nullptr;
+    const void* handle = nullptr;
 };
 
 inline std::vector<RecordedOption> events;
@@ -31,10 +33,13 @@ Function* nextFunction(const char* name) {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
-inline void record(const std::string& text, const void* pointer = nullptr) {
+/// Any thread.
+inline void record(const std::string& text, const void* pointer = nullptr, const void* handle = nullptr) {
+    static std::mutex mutex;
+    const std::scoped_lock lock(mutex);
     if (isRecording) {
         onRecord();
-        events.push_back({text, pointer});
+        events.push_back({text, pointer, handle});
     }
 }
 
@@ -79,15 +84,15 @@ extern "C" CURLcode curl_easy_setopt(CURL* handle, CURLoption option, ...) {
     CURLcode result = CURLE_OK;
     if (option < CURLOPTTYPE_OBJECTPOINT) {
         const long value = va_arg(arguments, long);
-        record(name + "=" + std::to_string(value) + "L");
+        record(name + "=" + std::to_string(value) + "L", nullptr, handle);
         result = real(handle, option, value);
     } else if (option >= CURLOPTTYPE_OFF_T && option < CURLOPTTYPE_BLOB) {
         const curl_off_t value = va_arg(arguments, curl_off_t);
-        record(name + "=" + std::to_string(value) + "OFF");
+        record(name + "=" + std::to_string(value) + "OFF", nullptr, handle);
         result = real(handle, option, value);
     } else {
         void* const value = va_arg(arguments, void*);
-        record(name + "=" + (known ? valueText(*known, value) : "?"), value);
+        record(name + "=" + (known ? valueText(*known, value) : "?"), value, handle);
         result = real(handle, option, value);
     }
     va_end(arguments);
