@@ -3,7 +3,7 @@
 # One test program, one CTest test of the same name. Labels: unit (no network), wire (scripted peer on
 # loopback), server (real servers, which with-servers.sh starts and ends), package, linux (relies on how
 # Linux binds symbols, or on its own calls). Those with servers or for Linux are not built for other systems.
-# Servers: s3, nginx, ftp, pureftpd, tinyproxy, smtp, exim.
+# Servers: s3, nginx, ftp, pureftpd, proftpd, vsftpd, tinyproxy, smtp, exim.
 add_custom_target(threads-tests)
 
 function(vexil_add_test)

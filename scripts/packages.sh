@@ -17,10 +17,16 @@ readonly build_packages=(
 )
 # The private S3, FTP and mail servers.
 readonly run_packages=(ceph-mon ceph-osd ceph-common radosgw pure-ftpd python3-aiosmtpd openssl python3)
+# Debian's FTP servers exclude each other: these are unpacked beside the installed one, and need these libraries.
+readonly unpacked_packages=(proftpd-core proftpd-mod-crypto vsftpd)
+readonly unpacked_libraries=(
+    libacl1 libcap2 libhiredis0.14 libidn2-0 libmemcached11 libmemcachedutil2 libncursesw6 libpam0g
+    libpcre2-posix3 libsodium23 libwrap0
+)
 # With those, what the tests of the program talk to.
 readonly program_test_packages=("${run_packages[@]}" nginx python3-pyftpdlib python3-openssl)
 readonly test_packages=(
-    "${program_test_packages[@]}" tinyproxy-bin exim4-daemon-light
+    "${program_test_packages[@]}" "${unpacked_libraries[@]}" tinyproxy-bin exim4-daemon-light
     libgtest-dev libgmock-dev googletest libasio-dev doxygen clang-format g++-mingw-w64-x86-64-posix
 )
 readonly bench_packages=(valgrind strace libasio-dev nginx openssl python3)
@@ -32,6 +38,7 @@ readonly windows_packages=(
     dpkg-dev make perl googletest libasio-dev
 )
 
+readonly unpack_script=${BASH_SOURCE[0]%/*}/unpack-packages.sh
 readonly policy_file=/usr/sbin/policy-rc.d
 readonly policy_mark='# made by the package script of vexil, only for the time of an installation'
 readonly lock_file=/run/lock/vexil-packages.lock
@@ -63,15 +70,23 @@ missing_of() {
     comm -23 <(printf '%s\n' "$@" | sort -u) <(sed -n 's/^.i *//p' <<<"$installed" | sort -u)
 }
 
+# Of those to unpack. This is fast, too.
+to_unpack_of() {
+    local group
+    for group in "$@"; do
+        [[ $group != test ]] || "$unpack_script" --missing "${unpacked_packages[@]}"
+    done
+}
+
 continue_as_root() {
-    local command="apt-get update && apt-get install --no-install-recommends ${missing[*]}"
+    local command="$(realpath -- "${BASH_SOURCE[0]}") $*" all="${missing[*]} ${to_unpack[*]}"
     if ! command -v sudo >/dev/null; then
-        fail "missing packages: ${missing[*]}
+        fail "missing packages: $all
 There is no sudo here. Run this as root:
     $command"
     fi
     if ! sudo -n true 2>/dev/null && ! { : </dev/tty; } 2>/dev/null; then
-        fail "missing packages: ${missing[*]}
+        fail "missing packages: $all
 sudo wants a password and there is no terminal to ask for it. Run this as root:
     $command"
     fi
@@ -127,7 +142,8 @@ command -v dpkg-query >/dev/null || fail "this script is for Debian 12 and its r
 names=$(packages_of_groups "$@")
 mapfile -t packages <<<"$names"
 mapfile -t missing < <(missing_of "${packages[@]}")
-[[ ${#missing[@]} -gt 0 ]] || exit 0
+mapfile -t to_unpack < <(to_unpack_of "$@")
+[[ ${#missing[@]} -gt 0 || ${#to_unpack[@]} -gt 0 ]] || exit 0
 [[ $(id -u) == 0 ]] || continue_as_root "$@"
 
 # Two at once, ./run beside ./test: the second one waits and then finds its packages there.
@@ -135,17 +151,23 @@ mkdir -p -- "${lock_file%/*}"
 exec 9>"$lock_file"
 flock 9
 mapfile -t missing < <(missing_of "${packages[@]}")
-[[ ${#missing[@]} -gt 0 ]] || exit 0
+mapfile -t to_unpack < <(to_unpack_of "$@")
 
-policy_made=no
-log=$(mktemp)
-trap clean_up EXIT
-trap 'exit 129' HUP
-trap 'exit 130' INT
-trap 'exit 143' TERM
-forbid_daemons
-printf 'Installing Debian packages: %s\n' "${missing[*]}" >&2
-if ! install_or_update_first >"$log" 2>&1 </dev/null 9>&-; then
-    tail -n 40 "$log" >&2
-    fail "could not install: ${missing[*]}"
+if [[ ${#missing[@]} -gt 0 ]]; then
+    policy_made=no
+    log=$(mktemp)
+    trap clean_up EXIT
+    trap 'exit 129' HUP
+    trap 'exit 130' INT
+    trap 'exit 143' TERM
+    forbid_daemons
+    printf 'Installing Debian packages: %s\n' "${missing[*]}" >&2
+    if ! install_or_update_first >"$log" 2>&1 </dev/null 9>&-; then
+        tail -n 40 "$log" >&2
+        fail "could not install: ${missing[*]}"
+    fi
+fi
+if [[ ${#to_unpack[@]} -gt 0 ]]; then
+    printf 'Unpacking Debian packages: %s\n' "${to_unpack[*]}" >&2
+    "$unpack_script" "${unpacked_packages[@]}" 9>&-
 fi

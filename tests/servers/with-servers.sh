@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
 # Runs a command beside private servers and ends them afterwards, whatever happens.
 #
-# Usage: tests/servers/with-servers.sh [s3] [nginx] [ftp] [pureftpd] [tinyproxy] [smtp] [exim] -- COMMAND...
+# Usage: tests/servers/with-servers.sh [s3] [nginx] [ftp] [pureftpd] [proftpd] [vsftpd] [tinyproxy] [smtp] [exim] -- COMMAND...
 #
 # COMMAND finds the addresses and keys in its environment: see radosgw.sh for s3, nginx.sh for nginx, which with s3
-# also puts TLS in front of the S3 server, pyftpdlib.sh for ftp, pure-ftpd.sh, tinyproxy.sh, aiosmtpd.sh for smtp and
-# exim4.sh. The exit status is that of COMMAND; 125 where a server did not start. COMMAND reads nothing from standard
+# also puts TLS in front of the S3 server, pyftpdlib.sh for ftp, pure-ftpd.sh, proftpd.sh, vsftpd.sh, tinyproxy.sh,
+# aiosmtpd.sh for smtp and exim4.sh. The exit status is that of COMMAND; 125 where a server did not start. COMMAND reads nothing from standard
 # input, and no proxy settings reach it: the servers are on this machine.
 # shellcheck disable=SC2317 # the functions that only a trap calls
 set -euo pipefail
@@ -15,12 +15,12 @@ set -m
 here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
 
 # In the order of their starts: the web server puts TLS in front of the S3 server.
-readonly known=(s3 nginx ftp pureftpd tinyproxy smtp exim)
-declare -rA scripts=([s3]=radosgw [nginx]=nginx [ftp]=pyftpdlib [pureftpd]=pure-ftpd [tinyproxy]=tinyproxy
-    [smtp]=aiosmtpd [exim]=exim4)
+readonly known=(s3 nginx ftp pureftpd proftpd vsftpd tinyproxy smtp exim)
+declare -rA scripts=([s3]=radosgw [nginx]=nginx [ftp]=pyftpdlib [pureftpd]=pure-ftpd [proftpd]=proftpd
+    [vsftpd]=vsftpd [tinyproxy]=tinyproxy [smtp]=aiosmtpd [exim]=exim4)
 
 usage() {
-    printf 'usage: with-servers.sh [s3] [nginx] [ftp] [pureftpd] [tinyproxy] [smtp] [exim] -- COMMAND...\n' >&2
+    printf 'usage: with-servers.sh [s3] [nginx] [ftp] [pureftpd] [proftpd] [vsftpd] [tinyproxy] [smtp] [exim] -- COMMAND...\n' >&2
     exit 125
 }
 
