@@ -599,6 +599,66 @@ TEST_F(FTPClientWire, ARecursiveDeleteStopsAtAMisleadingNameBeforeItTouchesIt) {
     }
 }
 
+TEST_F(FTPClientWire, AGuardedDeletionRefusesTheRootBeforeAnythingIsSent) {
+    client.setDeletionGuard(true);
+    for (const char* path : {"/", "//", "/.", "/./", "/..", "/a/..", "/a/b/../..", "/a/./../", "/../a/.."}) {
+        EXPECT_EQ(messageOf(thrownBy<zet::CInvalidArgError>(
+                      [&] { client.deleteDirWithAllContents(*request, path); })),
+                  "path must not be the root directory")
+            << path;
+    }
+    EXPECT_EQ(peer.controlConnectionCount(), 0u);
+}
+
+TEST_F(FTPClientWire, ARecursiveDeleteOfNothingIsRefusedBeforeAnythingIsSent) {
+    for (const bool isGuarded : {false, true}) {
+        client.setDeletionGuard(isGuarded);
+        EXPECT_EQ(messageOf(thrownBy<zet::CInvalidArgError>(
+                      [&] { client.deleteDirWithAllContents(*request, ""); })),
+                  "path must not be empty");
+    }
+    EXPECT_EQ(peer.controlConnectionCount(), 0u);
+}
+
+TEST_F(FTPClientWire, ARecursiveDeleteWithoutTheGuardDoesNotLookAtThePath) {
+    peer.play(login + FTPDialogue{epsv, ascii, sends("MLSD", "type=file; f\r\n"), done("DELE //f"),
+                                  refused("RMD /"), quitOrNothing});
+    EXPECT_EQ(failureOf([&] { client.deleteDirWithAllContents(*request, "/"); }), "21 550");
+    expectEnd();
+}
+
+TEST_F(FTPClientWire, AGuardedDeletionRemovesLinksThatAreListedAsDirectories) {
+    client.setDeletionGuard(true);
+    peer.play(login + FTPDialogue{epsv, ascii,
+                                  sends("MLSD d", "type=dir; link\r\ntype=dir; empty\r\ntype=dir; full\r\n"),
+                                  refused("RMD /d/link"), done("DELE /d/link"), done("RMD /d/empty"),
+                                  refused("RMD /d/full"), refused("DELE /d/full"), epsv,
+                                  sends("MLSD d/full", "type=file; f\r\n"), done("DELE /d/full/f"),
+                                  done("RMD /d/full"), done("RMD /d"), quit});
+    client.deleteDirWithAllContents(*request, "/d");
+    expectEnd();
+}
+
+TEST_F(FTPClientWire, AGuardedDeletionStopsAtADirectoryThatLeadsBack) {
+    client.setDeletionGuard(true);
+    const struct {
+        const char* listingOfTop;
+        const char* listingBelow;
+    } cases[] = {
+        {"type=cdir;unique=D; .\r\ntype=dir;unique=E; e\r\n", "type=dir;unique=D; up\r\n"},
+        {"type=dir;unique=E; e\r\n", "type=cdir;unique=E; .\r\ntype=dir;unique=E; up\r\n"},
+    };
+    for (const auto& [top, below] : cases) {
+        peer.play(login + FTPDialogue{epsv, ascii, sends("MLSD d", top), refused("RMD /d/e"),
+                                      refused("DELE /d/e"), epsv, sends("MLSD d/e", below),
+                                      refused("RMD /d/e/up"), refused("DELE /d/e/up"), quit});
+        EXPECT_EQ(messageOf(thrownBy<CError>([&] { client.deleteDirWithAllContents(*request, "/d"); })),
+                  "The FTP directory '/d/e/up' leads back to one that it lies in.");
+        expectEnd();
+        request = new CNetRequest;
+    }
+}
+
 // ---- refusals --------------------------------------------------------------------------------------------
 
 TEST_F(FTPClientWire, ABusyServerIsToldByItsGreeting) {

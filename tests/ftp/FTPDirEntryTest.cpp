@@ -54,6 +54,16 @@ CNetStringList listOf(std::initializer_list<const char*> lines) {
 
 // ---- entries ---------------------------------------------------------------------------------------------
 
+TEST(FTPDirEntryTest, HasTheUniqueIDWithItsCase) {
+    EXPECT_EQ(CFTPDirEntry("Type=dir;Unique=FE00uA9=x; d").getUniqueID(), "FE00uA9=x");
+    EXPECT_EQ(CFTPDirEntry("unique=a;unique=b; d").getUniqueID(), "b");
+    EXPECT_EQ(CFTPDirEntry("type=dir; d").getUniqueID(), "");
+    CFTPDirEntry entry;
+    EXPECT_EQ(entry.getUniqueID(), "");
+    entry.setUniqueID("X");
+    EXPECT_EQ(CFTPDirEntry(entry).getUniqueID(), "X");
+}
+
 TEST(FTPDirEntryTest, IsNothingAtFirst) {
     const CFTPDirEntry entry;
     EXPECT_EQ(entry.getName(), "");
@@ -276,6 +286,58 @@ TEST(FTPListDirResultTest, EveryCutOfAListingIsAListingOrACleanError) {
             EXPECT_TRUE(error.getMessage().startsWith("Invalid ")) << error.what();
         }
     }
+}
+
+struct LenientCase {
+    const char* description;
+    std::string listing;
+    std::vector<std::string> names;
+    std::vector<std::string> unreadableLines;
+};
+
+const LenientCase lenientCases[] = {
+    {"nothing", "", {}, {}},
+    {"all readable", "type=file; a\r\n\r\ntype=dir; \xC3\xA4 b\r\n", {"a", "\xC3\xA4 b"}, {}},
+    {"a name that is not UTF-8",
+     "type=file; a\r\ntype=file;size=3; \xE4\r\ntype=dir; b\r\n",
+     {"a", "b"},
+     {"type=file;size=3; \xE4"}},
+    {"a fact that is not UTF-8", "type=file;x=\xFF; a\n", {}, {"type=file;x=\xFF; a"}},
+    {"a name with the end of a line",
+     "type=file; a\ntype=file; b\nc\r\nd e\n\n f\ntype=file; g\n",
+     {"a", "g"},
+     {"type=file; b\nc\nd e\n f"}},
+    {"both", "type=file; \xE4\nc\ntype=file; d\n", {"d"}, {"type=file; \xE4\nc"}},
+    {"a first line that is no entry", "bad\r\nworse\r\ntype=file; a", {"a"}, {"bad\nworse"}},
+    {"a line without facts", " a\r\ntype=file; b\r\n", {"b"}, {" a"}},
+    {"an empty fact", "type=file;; a\r\ntype=file; b\r\n", {"b"}, {"type=file;; a"}},
+    {"a bad time", "type=file;modify=2020; a\r\ntype=file; b\r\n", {"b"}, {"type=file;modify=2020; a"}},
+    {"a NUL", std::string("type=file; a\0b\r\n", 16), {std::string("a\0b", 3)}, {}},
+};
+
+TEST(FTPListDirResultTest, LenientlyReadsWhatItCanAndKeepsTheRest) {
+    for (const LenientCase& sample : lenientCases) {
+        SCOPED_TRACE(sample.description);
+        const CFTPListDirResult result = CFTPListDirResult::parseLeniently(bufferOf(sample.listing));
+        std::vector<std::string> names;
+        for (const P<CFTPDirEntry>& entry : result.getEntries()) {
+            names.push_back(entry->getName().toUTF8());
+        }
+        EXPECT_EQ(names, sample.names);
+        EXPECT_EQ(result.getUnreadableLines(), sample.unreadableLines);
+    }
+}
+
+TEST(FTPListDirResultTest, LenientlyReadsWhateverIsReadStrictly) {
+    const std::string listing =
+        "type=file;size=12;modify=20200131235959.5;unique=aB; a b\r\ntype=dir; \xC3\xA4\r\n";
+    const CFTPListDirResult strict(bufferOf(listing));
+    EXPECT_TRUE(strict.getUnreadableLines().empty());
+    const CFTPListDirResult lenient = CFTPListDirResult::parseLeniently(bufferOf(listing));
+    ASSERT_EQ(lenient.getEntries().size(), 2u);
+    EXPECT_EQ(lenient.getEntries()[0]->getSize(), 12);
+    EXPECT_EQ(lenient.getEntries()[0]->getUniqueID(), "aB");
+    EXPECT_EQ(lenient.getEntries()[1]->getType(), IFileInfoBase::TypeDirectory);
 }
 
 // ---- single answers --------------------------------------------------------------------------------------

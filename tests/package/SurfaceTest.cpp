@@ -1004,6 +1004,7 @@ void name_vexil_CFTPClient() {
     name(static_cast<void (Class::*)(Class::CWDType)>(&Class::setOverrideCWDType));
     name(static_cast<void (Class::*)(Class::PathEncoding)>(&Class::setPathEncoding));
     name(static_cast<void (Class::*)(TLSVersion)>(&Class::setMaxTLSVersion));
+    name(static_cast<void (Class::*)(bool)>(&Class::setDeletionGuard));
     name(static_cast<void (Class::*)(INetRequestSetup*)>(&Class::setRequestSetup));
     name(static_cast<void (Class::*)(CNetRequest&, const String&, int64, int64)>(
         &Class::prepareDownloadRequest));
@@ -1011,6 +1012,7 @@ void name_vexil_CFTPClient() {
     name(static_cast<void (Class::*)(CNetRequest&, const String&)>(&Class::prepareVerifyExistsRequest));
     name(static_cast<void (Class::*)(CNetRequest&, const String&)>(&Class::deleteDirWithAllContents));
     name(static_cast<String (*)(Class::CWDType)>(&Class::cwdTypeToString));
+    name(static_cast<bool (*)(const String&)>(&Class::isRootPath));
 }
 
 void name_vexil_CFTPDirEntry() {
@@ -1024,6 +1026,8 @@ void name_vexil_CFTPDirEntry() {
     name(static_cast<void (Class::*)(zet::IFileInfoBase::Type)>(&Class::setType));
     name(static_cast<int64 (Class::*)() const>(&Class::getSize));
     name(static_cast<void (Class::*)(int64)>(&Class::setSize));
+    name(static_cast<String (Class::*)() const>(&Class::getUniqueID));
+    name(static_cast<void (Class::*)(const String&)>(&Class::setUniqueID));
     if (t_construct) {
         [[maybe_unused]] const Class object{};
     }
@@ -1049,6 +1053,8 @@ void name_vexil_CFTPListDirResult() {
         [[maybe_unused]] const Class object(any<const TBuffer<unsigned char>>());
     }
     name(static_cast<const TArray<P<CFTPDirEntry>>& (Class::*)() const noexcept>(&Class::getEntries));
+    name(static_cast<const TArray<std::string>& (Class::*)() const noexcept>(&Class::getUnreadableLines));
+    name(static_cast<CFTPListDirResult (*)(const TBuffer<unsigned char>&)>(&Class::parseLeniently));
 }
 
 void name_vexil_CHTTPContentRange() {

@@ -6,7 +6,9 @@
 #include "zet/MemoryInStream.h"
 #include "zet/URI.h"
 
+#include <algorithm>
 #include <initializer_list>
+#include <set>
 #include <string>
 
 namespace vexil {
@@ -99,6 +101,21 @@ String CFTPClient::cwdTypeToString(CWDType type) {
         return "CWDNone";
     }
     throw CError("Unknown CWDType: " + String::fromInt(type));
+}
+
+bool CFTPClient::isRootPath(const String& path) {
+    int level = 0;
+    std::wstring_view rest = path.view();
+    while (!rest.empty()) {
+        const std::wstring_view name = rest.substr(0, rest.find(L'/'));
+        rest.remove_prefix(std::min(name.size() + 1, rest.size()));
+        if (name == L"..") {
+            level = std::max(0, level - 1);
+        } else if (!name.empty() && name != L".") {
+            ++level;
+        }
+    }
+    return level == 0;
 }
 
 // ---- beginning of a preparation --------------------------------------------------------------------------
@@ -319,23 +336,50 @@ void CFTPClient::removeDir(CNetRequest& request, const String& path) {
     request.perform();
 }
 
+/// One recursive deletion.
+struct CFTPClient::CDeletion {
+    CNetRequest& request;
+    const bool isGuarded;
+    std::set<String> open;  // unique identifiers of the directories that the walk is in
+
+    void enter(const String& path, const CFTPDirEntry& directory) {
+        const String uniqueID = directory.getUniqueID();
+        if (isGuarded && !uniqueID.isEmpty() && !open.insert(uniqueID).second) {
+            throw CError("The FTP directory '" + path + "' leads back to one that it lies in.");
+        }
+    }
+    void leave(const CFTPDirEntry& directory) { open.erase(directory.getUniqueID()); }
+};
+
 void CFTPClient::deleteDirWithAllContents(CNetRequest& request, const String& path) {
-    deleteDir(request, path, 1);
+    static constexpr char place[] = "CFTPClient::deleteDirWithAllContents";
+    // It would mean the root. An encoded path is checked when it is listed.
+    if (path.isEmpty() && m_pathEncoding == PathVerbatim) {
+        throw CInvalidArgError(place, "path must not be empty");
+    }
+    if (m_isDeletionGuarded && isRootPath(path)) {
+        throw CInvalidArgError(place, "path must not be the root directory");
+    }
+    CDeletion deletion{request, m_isDeletionGuarded, {}};
+    deleteDir(deletion, path, 1);
 }
 
-void CFTPClient::deleteDir(CNetRequest& request, const String& path, int level) {
+void CFTPClient::deleteDir(CDeletion& deletion, const String& path, int level) {
     if (level > maxLevels) {
         throw CError("The FTP directory '" + path + "' lies more than " + String::fromInt(maxLevels) +
                      " levels deep.");
     }
-    const P<CFTPListDirResult> listing = listDir(request, path);
+    const P<CFTPListDirResult> listing = listDir(deletion.request, path);
     for (const P<CFTPDirEntry>& entry : listing->getEntries()) {
-        deleteEntry(request, path, *entry, level);
+        if (level == 1 && entry->getName() == ".") {
+            deletion.enter(path, *entry);
+        }
+        deleteEntry(deletion, path, *entry, level);
     }
-    removeDir(request, path);
+    removeDir(deletion.request, path);
 }
 
-void CFTPClient::deleteEntry(CNetRequest& request, const String& directory, const CFTPDirEntry& entry,
+void CFTPClient::deleteEntry(CDeletion& deletion, const String& directory, const CFTPDirEntry& entry,
                              int level) {
     // The directory itself and its parent are of neither type.
     if (entry.getType() != zet::IFileInfoBase::TypeFile &&
@@ -345,10 +389,24 @@ void CFTPClient::deleteEntry(CNetRequest& request, const String& directory, cons
     checkName(directory, entry);
     const String path = directory + "/" + entry.getName();
     if (entry.getType() == zet::IFileInfoBase::TypeFile) {
-        deleteFile(request, path);
-    } else {
-        deleteDir(request, path, level + 1);
+        deleteFile(deletion.request, path);
+    } else if (!m_isDeletionGuarded || !removeUnseen(deletion.request, path)) {
+        deletion.enter(path, entry);
+        deleteDir(deletion, path, level + 1);
+        deletion.leave(entry);
     }
+}
+
+// Neither command follows a link. After the "*" libcurl goes on if the server refuses it (CURLOPT_PREQUOTE).
+bool CFTPClient::removeUnseen(CNetRequest& request, const String& path) {
+    for (const char* command : {"*RMD ", "*DELE "}) {
+        prepareCommand("CFTPClient::deleteDirWithAllContents", request, command, path);
+        request.perform();
+        if (request.getResponseCode() / 100 == 2) {
+            return true;
+        }
+    }
+    return false;
 }
 
 // A server, or who has a file there, could else lead the walk to other places.

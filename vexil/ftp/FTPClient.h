@@ -107,6 +107,15 @@ public:
     /// replaced URL, method, header list or receive data sink.
     void setRequestSetup(INetRequestSetup* setup) { m_requestSetup = setup; }
 
+    /// Whether a path leads to the root of the server when "." and ".." are followed: "/", "//", "/.", "/a/..", "".
+    static bool isRootPath(const String& path);
+    /// Whether deleteDirWithAllContents() takes care to delete no more than the directory. Default false. With true:
+    /// - A path that leads to the root, see isRootPath(), is a CInvalidArgError, before anything is sent.
+    /// - Each directory below is first removed without a look into it (RMD, then DELE): this removes a link that the
+    ///   server lists as a directory, and an empty directory. It is listed only when both are refused.
+    /// - A directory that is one of those it lies in, by the fact "unique", stops the walk with a CError that names it.
+    void setDeletionGuard(bool isGuarded) { m_isDeletionGuarded = isGuarded; }
+
     // ---- files -------------------------------------------------------------------------------------------
 
     /// Reads a file, or a range of it (RETR, behind REST; CURLOPT_RANGE).
@@ -205,7 +214,8 @@ public:
     /// Deletes a directory with all below it: of each directory first what it holds, in the order of its listing, then
     /// itself. The first failure ends it; what was deleted stays deleted. Entries of unknown type (links) are passed
     /// over, so that the directory that holds them cannot be removed. A link that the server lists as a directory is
-    /// followed.
+    /// followed, out of the directory, too: see setDeletionGuard().
+    /// \throws CInvalidArgError for an empty path, before anything is sent; with the guard also for the root
     /// \throws CError "Invalid name in FTP directory '...': '...'", before the entry is touched, for a name that is
     ///         empty, "." or "..", or holds "/", CR, LF or NUL. With PathVerbatim also for a directory's name that is
     ///         not the same in a URL: one with a blank, TAB, "#", "?", "%" and two hexadecimal digits, ";type="
@@ -226,8 +236,10 @@ private:
     void prepareUpload(const char* place, CNetRequest& request, const String& path, bool createMissingDirs);
     void prepareCommand(const char* place, CNetRequest& request, const char* command, const String& path);
     void prepareMove(CNetRequest& request, const String& from, const String& to);
-    void deleteDir(CNetRequest& request, const String& path, int level);
-    void deleteEntry(CNetRequest& request, const String& directory, const CFTPDirEntry& entry, int level);
+    struct CDeletion;
+    void deleteDir(CDeletion& deletion, const String& path, int level);
+    void deleteEntry(CDeletion& deletion, const String& directory, const CFTPDirEntry& entry, int level);
+    bool removeUnseen(CNetRequest& request, const String& path);
     void checkName(const String& directory, const CFTPDirEntry& entry) const;
 
     String m_host;
@@ -237,6 +249,7 @@ private:
     CWDType m_overrideCWDType = CWDInvalid;
     PathEncoding m_pathEncoding = PathVerbatim;
     TLSVersion m_maxTLSVersion = TLSVersionDefault;
+    bool m_isDeletionGuarded = false;
     P<INetRequestSetup> m_requestSetup;
 };
 

@@ -55,6 +55,8 @@ void CFTPDirEntry::readFact(const String& factLine, std::wstring_view piece) {
         m_size = zet::parseInt64(value, 0);
     } else if (key == L"modify") {
         m_modifiedTime = parseTimeValue(value);
+    } else if (key == L"unique") {
+        m_uniqueID = String(piece.substr(piece.find(L'=') + 1));
     }
 }
 

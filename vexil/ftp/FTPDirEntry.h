@@ -19,7 +19,7 @@ public:
     /// No name, no time, type unknown, size 0.
     CFTPDirEntry() = default;
     /// Reads a fact line: "key=value;" once or more, a blank, the name. Keys and values in any case; of facts that
-    /// repeat, the last counts. Facts other than "type", "size" and "modify" are ignored; a type other than "file" and
+    /// repeat, the last counts. Facts other than "type", "size", "modify" and "unique" are ignored; a type other than "file" and
     /// "dir" (the directory itself, its parent, a link) leaves the type unknown; a size that is no number is 0.
     /// \throws CError "Invalid FTP dir entry: '...'" for a line without a blank and a fact without "="; as
     ///         parseTimeValue() does
@@ -58,6 +58,15 @@ public:
     void setSize(int64 size) { m_size = size; }
     /// @}
 
+    /// @{
+
+    /// What tells this file or directory from all others of the server, whatever it is called (the fact "unique", RFC
+    /// 3659, 7.5.2), with its upper and lower case. Two entries with the same one are the same; a link that the server
+    /// shows as what it leads to has the one of that. Empty if the server did not tell it.
+    String getUniqueID() const { return m_uniqueID; }
+    void setUniqueID(const String& uniqueID) { m_uniqueID = uniqueID; }
+    /// @}
+
     /// Reads a time value of RFC 3659 (2.3): "20200131235959", perhaps with a fraction ".25"; always UTC. Not set for a
     /// date outside the calendar. Digits that are none count as 0.
     /// \throws CError "Invalid FTP time value: '...'" for fewer than 14 characters and anything but "." behind them
@@ -70,6 +79,7 @@ private:
     zet::CTime m_modifiedTime;
     zet::IFileInfoBase::Type m_type = zet::IFileInfoBase::TypeUnknown;
     int64 m_size = 0;
+    String m_uniqueID;
 };
 
 }  // namespace vexil
