@@ -60,8 +60,12 @@ String makeServerName(const std::filesystem::path& relativePath) {
     return name;
 }
 
+bool leadsElsewhere(const String& name) {
+    return name.isEmpty() || name == "." || name == ".." || name.find(L'/') != String::npos;
+}
+
 String findEntryNameProblem(const String& name) {
-    if (name.isEmpty() || name == "." || name == ".." || name.find(L'/') != String::npos) {
+    if (leadsElsewhere(name)) {
         return "could lead out of the folder";
     }
     return findNameProblem(name);

@@ -26,6 +26,9 @@ TArray<String> getDirsDownTo(const String& path);
 /// \throws CError when the name cannot be transferred
 String makeServerName(const std::filesystem::path& relativePath);
 
+/// Whether the name of an entry of a listing would lead out of the directory that was listed, or to itself.
+bool leadsElsewhere(const String& name);
+
 /// Why an entry of a listing cannot be stored under its name in a local folder, as the end of a sentence; "" when it
 /// can.
 String findEntryNameProblem(const String& name);

@@ -4,6 +4,7 @@
 #include "apps/vexil/ErrorReport.h"
 #include "apps/vexil/FTPDownload.h"
 #include "apps/vexil/FTPPath.h"
+#include "apps/vexil/FTPUnreadableEntry.h"
 #include "apps/vexil/Interrupt.h"
 #include "apps/vexil/Text.h"
 
@@ -53,34 +54,52 @@ ITransferPolicy& CFTPRestoreSource::getPolicy() {
 std::unique_ptr<IStoredFile> CFTPRestoreSource::findNext() {
     if (!m_hasBegun) {
         m_hasBegun = true;
-        enter("");
+        enter("", m_context.getFTP().findUniqueID(m_directory));
     }
     while (!m_open.empty()) {
         CDirectory& directory = m_open.back();
-        if (directory.next == directory.listing->getEntries().size()) {
+        const std::size_t count =
+            directory.listing->getEntries().size() + directory.listing->getUnreadableLines().size();
+        if (directory.next == count) {
             m_open.pop_back();
-            continue;
-        }
-        const P<CFTPDirEntry> entry = directory.listing->getEntries()[directory.next++];
-        if (std::unique_ptr<IStoredFile> file = visit(directory.relativeName, *entry)) {
+        } else if (std::unique_ptr<IStoredFile> file = visitNext(directory)) {
             return file;
         }
     }
     return nullptr;
 }
 
-void CFTPRestoreSource::enter(const String& relativeName) {
+// First the entries, then the lines that cannot be read.
+std::unique_ptr<IStoredFile> CFTPRestoreSource::visitNext(CDirectory& directory) {
+    const std::size_t number = directory.next++;
+    const TArray<P<CFTPDirEntry>>& entries = directory.listing->getEntries();
+    // Copies: a directory that is entered moves all of them.
+    const String parent = directory.relativeName;
+    if (number < entries.size()) {
+        const P<CFTPDirEntry> entry = entries[number];
+        return visit(parent, *entry);
+    }
+    const FTPUnreadableEntry entry(directory.listing->getUnreadableLines()[number - entries.size()]);
+    const String relativeName = parent.isEmpty() ? entry.name : joinServerPath(parent, entry.name);
+    return std::make_unique<CFile>(m_context, getPath(relativeName), relativeName, 0,
+                                   CError(entry.problem).clone());
+}
+
+String CFTPRestoreSource::getPath(const String& relativeName) const {
+    return relativeName.isEmpty() ? m_directory : joinServerPath(m_directory, relativeName);
+}
+
+void CFTPRestoreSource::enter(const String& relativeName, const String& uniqueID) {
     if (m_open.size() >= maxLevels) {
         throw CError("it lies more than " + formatCount(maxLevels) + " levels deep");
     }
-    const String path = relativeName.isEmpty() ? m_directory : joinServerPath(m_directory, relativeName);
-    m_open.push_back({relativeName, m_context.getFTP().listDir(path)});
+    m_open.push_back({relativeName, uniqueID, m_context.getFTP().listDir(getPath(relativeName))});
 }
 
 std::unique_ptr<IStoredFile> CFTPRestoreSource::visit(const String& parent, const CFTPDirEntry& entry) {
     const String name = entry.getName();
     const String relativeName = parent.isEmpty() ? name : joinServerPath(parent, name);
-    const String path = joinServerPath(m_directory, relativeName);
+    const String path = getPath(relativeName);
     if (entry.getType() == zet::IFileInfoBase::TypeUnknown) {
         // The directory itself and its parent are such entries, too.
         if (!(name == ".") && !(name == "..") && name.find(L'/') == String::npos) {
@@ -94,22 +113,35 @@ std::unique_ptr<IStoredFile> CFTPRestoreSource::visit(const String& parent, cons
                                        CError("'" + printable(name) + "' as a name " + problem).clone());
     }
     if (entry.getType() == zet::IFileInfoBase::TypeDirectory) {
-        return tryToEnter(relativeName);
+        return leadsBack(relativeName, entry.getUniqueID()) ? nullptr
+                                                            : tryToEnter(relativeName, entry.getUniqueID());
     }
     return std::make_unique<CFile>(m_context, path, relativeName, entry.getSize(), nullptr);
 }
 
-std::unique_ptr<IStoredFile> CFTPRestoreSource::tryToEnter(const String& relativeName) {
+bool CFTPRestoreSource::leadsBack(const String& relativeName, const String& uniqueID) const {
+    for (const CDirectory& directory : m_open) {
+        if (!uniqueID.isEmpty() && directory.uniqueID == uniqueID) {
+            m_context.getConsole().message(
+                Verbosity::Warning, "skipped " + printable(getPath(relativeName)) + ": it leads back to '" +
+                                        printable(getPath(directory.relativeName)) + "'");
+            return true;
+        }
+    }
+    return false;
+}
+
+std::unique_ptr<IStoredFile> CFTPRestoreSource::tryToEnter(const String& relativeName,
+                                                           const String& uniqueID) {
     try {
-        enter(relativeName);
+        enter(relativeName, uniqueID);
         return nullptr;
     } catch (const CError& error) {
         CInterrupt::throwIfRequested();
         if (CErrorReport(error).isHopeless()) {
             throw;
         }
-        return std::make_unique<CFile>(m_context, joinServerPath(m_directory, relativeName), relativeName, 0,
-                                       error.clone());
+        return std::make_unique<CFile>(m_context, getPath(relativeName), relativeName, 0, error.clone());
     }
 }
 

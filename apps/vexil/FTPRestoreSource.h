@@ -10,7 +10,7 @@ namespace vexil::app {
 class CContext;
 
 /// The files below a directory of an FTP server, in the order of its listings. Links and the like are named and
-/// skipped.
+/// skipped, and so are directories that lead back to one that they lie in.
 class CFTPRestoreSource : public IRestoreSource {
 public:
     /// The context must outlive it.
@@ -26,13 +26,17 @@ private:
     class CFile;
     struct CDirectory {
         String relativeName;  // "" for the first one
+        String uniqueID;
         P<CFTPListDirResult> listing;
         std::size_t next = 0;
     };
 
-    void enter(const String& relativeName);
+    void enter(const String& relativeName, const String& uniqueID);
+    std::unique_ptr<IStoredFile> visitNext(CDirectory& directory);
     std::unique_ptr<IStoredFile> visit(const String& parent, const CFTPDirEntry& entry);
-    std::unique_ptr<IStoredFile> tryToEnter(const String& relativeName);
+    std::unique_ptr<IStoredFile> tryToEnter(const String& relativeName, const String& uniqueID);
+    String getPath(const String& relativeName) const;
+    bool leadsBack(const String& relativeName, const String& uniqueID) const;
 
     CContext& m_context;
     String m_directory;

@@ -31,22 +31,24 @@ void pause(std::chrono::milliseconds time) {
 CFTPSession::CFTPSession(const CFTPClient& client, CNetRequest& request, int maxRetries)
     : m_client(client), m_request(request), m_policy(maxRetries) {}
 
-void CFTPSession::perform(const String& path, const Preparation& prepare) {
+void CFTPSession::perform(const String& path, const Preparation& prepare, bool isListing) {
     try {
-        performPlainly(prepare);
+        performPlainly(prepare, isListing);
     } catch (const CError& error) {
         explainRefusal(error, path);
         throw;
     }
 }
 
-void CFTPSession::performPlainly(const Preparation& prepare) {
+void CFTPSession::performPlainly(const Preparation& prepare, bool isListing) {
     for (int tries = 1;; ++tries) {
         CInterrupt::throwIfRequested();
         prepare(m_client, m_request);
         try {
             m_policy.perform(m_request);
-            checkListed();
+            if (isListing) {
+                checkListed();
+            }
             return;
         } catch (const CError& error) {
             const auto time = m_policy.decideRetry(error, tries);
@@ -95,10 +97,11 @@ void CFTPSession::explainRefusal(const CError& error, const String& path) {
 }
 
 P<CFTPListDirResult> CFTPSession::listDir(const String& path) {
-    perform(path, [&path](CFTPClient& client, CNetRequest& request) {
+    const auto prepare = [&path](CFTPClient& client, CNetRequest& request) {
         client.prepareListDirRequest(request, path);
-    });
-    return new CFTPListDirResult(*m_request.getDefaultReceiveBuffer());
+    };
+    perform(path, prepare, true);
+    return new CFTPListDirResult(CFTPListDirResult::parseLeniently(*m_request.getDefaultReceiveBuffer()));
 }
 
 CFTPDirEntry CFTPSession::getInfo(const String& path) {
@@ -110,6 +113,12 @@ CFTPDirEntry CFTPSession::getInfo(const String& path) {
         throw CError("The server's answer about '" + path + "' tells nothing.");
     }
     return infos.back();
+}
+
+String CFTPSession::findUniqueID(const String& path) {
+    performTolerantly("MLST " + path);
+    const TArray<CFTPDirEntry> infos = findInfos(m_request);
+    return infos.empty() ? String() : infos.back().getUniqueID();
 }
 
 // One that is there already is refused, and that would end the connection, did the command not begin with "*": by that
@@ -147,17 +156,37 @@ void CFTPSession::throwDirFailure(const String& path) {
     throw CError("The directory '" + path + "' cannot be made", "ftp", -1, props);
 }
 
-void CFTPSession::removeTree(const String& path) {
-    try {
-        try {
-            m_client.deleteDirWithAllContents(m_request, path);
-        } catch (const CCURLError& error) {
-            CFTPTransferPolicy::throwWithReply(error, m_request);
+void CFTPSession::removeFile(const String& path) {
+    perform(path, [&path](CFTPClient& client, CNetRequest& request) {
+        client.prepareDeleteFileRequest(request, path);
+    });
+}
+
+void CFTPSession::removeDir(const String& path) {
+    perform(path, [&path](CFTPClient& client, CNetRequest& request) {
+        client.prepareRemoveDirRequest(request, path);
+    });
+}
+
+// Neither command follows a link.
+bool CFTPSession::removeUnseen(const String& path) {
+    for (const char* command : {"RMD ", "DELE "}) {
+        performTolerantly(command + path);
+        if (m_request.getResponseCode() / 100 == 2) {
+            return true;
         }
-    } catch (const CError& error) {
-        explainRefusal(error, path);
-        throw;
     }
+    return false;
+}
+
+// After the "*" libcurl goes on if the server refuses it (CURLOPT_PREQUOTE).
+void CFTPSession::performTolerantly(const String& command) {
+    performPlainly([&command](CFTPClient& client, CNetRequest& request) {
+        client.prepareVerifyExistsRequest(request, "/");
+        const P<CNetStringList> commands = new CNetStringList;
+        commands->add("*" + command);
+        request.setFTPCustomPreCommands(commands);
+    });
 }
 
 void CFTPSession::removeFiles(const TArray<String>& paths) {

@@ -27,21 +27,29 @@ public:
 
     /// Runs one request.
     /// \param path  the entry that it is about
-    void perform(const String& path, const Preparation& prepare);
+    /// \param isListing  whether it lists a directory
+    void perform(const String& path, const Preparation& prepare, bool isListing = false);
 
+    /// Lists a directory leniently, see CFTPListDirResult::parseLeniently().
     P<CFTPListDirResult> listDir(const String& path);
     /// What the server tells of one entry (MLST).
     CFTPDirEntry getInfo(const String& path);
+    /// What tells this entry from all others, see CFTPDirEntry::getUniqueID(); "" if the server does not tell it.
+    String findUniqueID(const String& path);
     /// Makes a directory, and those above it, where they are not there yet.
     void makeDirs(const String& path);
-    /// Deletes a directory with all below it.
-    void removeTree(const String& path);
+    void removeFile(const String& path);
+    void removeDir(const String& path);
+    /// Removes an entry that was listed as a directory without a look into it: an empty directory, or a link that only
+    /// looks like a directory. False if the server refuses it.
+    bool removeUnseen(const String& path);
     /// Deletes those of the files that are there; all are tried. For after a failure: neither is this tried again, nor
     /// does an interrupt end it, but it takes 10 s at most.
     void removeFiles(const TArray<String>& paths);
 
 private:
-    void performPlainly(const Preparation& prepare);
+    void performPlainly(const Preparation& prepare, bool isListing = false);
+    void performTolerantly(const String& command);
     void checkListed();
     void explainRefusal(const CError& error, const String& path);
     void throwDirFailure(const String& path);

@@ -74,6 +74,23 @@ String describe(const std::filesystem::path& path) {
     return printable(decode(path));
 }
 
+namespace {
+
+/// Bytes of the UTF-8 character that a text begins with; 0 if it begins with none.
+std::size_t getCharacterLength(std::string_view bytes) {
+    for (std::size_t length = 1; length <= std::min<std::size_t>(4, bytes.size()); ++length) {
+        try {
+            String::fromUTF8(bytes.substr(0, length));
+            return length;
+        } catch (const CError&) {
+            // Perhaps it is longer.
+        }
+    }
+    return 0;
+}
+
+}  // namespace
+
 String printable(const String& text) {
     constexpr std::wstring_view hexDigits = L"0123456789ABCDEF";
     String result;
@@ -85,6 +102,24 @@ String printable(const String& text) {
         } else {
             result += character;
         }
+    }
+    return result;
+}
+
+String printableBytes(std::string_view bytes) {
+    constexpr std::wstring_view hexDigits = L"0123456789ABCDEF";
+    String result;
+    while (!bytes.empty()) {
+        const std::size_t length = getCharacterLength(bytes);
+        if (length > 0) {
+            result += printable(String::fromUTF8(bytes.substr(0, length)));
+        } else {
+            const auto byte = static_cast<unsigned char>(bytes.front());
+            result += "\\x";
+            result += hexDigits[byte >> 4];
+            result += hexDigits[byte & 0xF];
+        }
+        bytes.remove_prefix(std::max<std::size_t>(1, length));
     }
     return result;
 }

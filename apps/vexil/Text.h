@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <string>
+#include <string_view>
 
 namespace vexil::app {
 
@@ -23,6 +24,9 @@ String describe(const std::filesystem::path& path);
 /// A text from elsewhere for people: control characters, with which a terminal could be led astray, become
 /// "\x1B" and the like.
 String printable(const String& text);
+
+/// The same for bytes: each one that is not part of UTF-8 text becomes "\xE4" and the like, too.
+String printableBytes(std::string_view bytes);
 
 /// A URL, or "user:password@host", for people: what stands before the "@" becomes "***".
 String withoutLogin(const String& url);

@@ -27,7 +27,9 @@ class FakeFTP:
         self.files = {}
         self.dirs = {"/"}
         self.times = {}
-        self.listing = {}            # instead of a directory's own: lines
+        self.listing = {}            # instead of a directory's own: lines, of text or bytes
+        self.links = {}              # by path: the directory that it shows instead of itself
+        self.tells_unique = True     # whether the facts have "unique"
         self.faults = {}             # by "COMMAND path": a list of faults, used one by one
         self.commands = []           # all that came, but for logins and the like
         self.max_connections = 1000
@@ -176,14 +178,26 @@ class Session:
         self.passive = None
         return connection
 
+    def resolve(self, path):
+        """Follows links, as often as a kernel does."""
+        for _ in range(40):
+            link = next((link for link in self.server.links if f"{path}/".startswith(f"{link}/")), None)
+            if link is None:
+                break
+            path = self.server.links[link] + path[len(link):]
+        return path
+
     def facts(self, path, name):
+        path = self.resolve(path)
         if path in self.server.dirs:
-            return f"type=dir;modify={TIME}; {name}"
+            unique = f"unique=Dir{sorted(self.server.dirs).index(path)};" if self.server.tells_unique else ""
+            return f"type=dir;{unique}modify={TIME}; {name}"
         time_of = self.server.times.get(path, TIME)
         modify = f"modify={time_of};" if time_of else ""
         return f"type=file;size={len(self.server.files[path])};{modify} {name}"
 
     def is_there(self, path):
+        path = self.resolve(path)
         if path in self.server.files or path in self.server.dirs:
             return True
         self.reply("550 No such file.")
@@ -194,25 +208,27 @@ class Session:
             self.reply(f"250-Listing\r\n {self.facts(path, path)}\r\n250 End.")
 
     def on_mlsd(self, path, _):
-        path = path.rstrip("/") or "/"
+        path = self.resolve(path.rstrip("/") or "/")
         if path not in self.server.dirs:
             return self.reply("550 No such directory.")
         start = path if path.endswith("/") else path + "/"
         lines = self.server.listing.get(path)
         if lines is None:
-            names = sorted(other[len(start):] for other in [*self.server.files, *self.server.dirs]
+            names = sorted(other[len(start):]
+                           for other in [*self.server.files, *self.server.dirs, *self.server.links]
                            if other.startswith(start) and other != start and "/" not in other[len(start):])
             lines = ["type=cdir; .", "type=pdir; .."] + [self.facts(start + name, name) for name in names]
         self.reply("150 Coming.")
         with self.data() as data:
-            data.sendall("".join(line + "\r\n" for line in lines).encode())
+            data.sendall(b"".join((line if isinstance(line, bytes) else line.encode()) + b"\r\n" for line in lines))
         self.reply("226 Done.")
 
     def on_size(self, path, _):
         if self.is_there(path):
-            self.reply(f"213 {len(self.server.files[path])}")
+            self.reply(f"213 {len(self.server.files[self.resolve(path)])}")
 
     def on_retr(self, path, fault):
+        path = self.resolve(path)
         if path not in self.server.files:
             return self.reply("550 No such file.")
         body = self.server.files[path][self.rest:]
@@ -253,9 +269,25 @@ class Session:
         self.reply("250 Moved.")
 
     def on_dele(self, path, _):
-        if self.is_there(path):
-            del self.server.files[path]
+        if path in self.server.links:
+            del self.server.links[path]
             self.reply("250 Gone.")
+        elif path in self.server.dirs:
+            self.reply("550 Is a directory.")
+        elif self.is_there(path):
+            del self.server.files[self.resolve(path)]
+            self.reply("250 Gone.")
+
+    def on_rmd(self, path, _):
+        if path in self.server.links:
+            return self.reply("550 Not a directory.")
+        path = self.resolve(path)
+        if path not in self.server.dirs:
+            return self.reply("550 No such directory.")
+        if any(other.startswith(path + "/") for other in [*self.server.files, *self.server.dirs, *self.server.links]):
+            return self.reply("550 Not empty.")
+        self.server.dirs.remove(path)
+        self.reply("250 Gone.")
 
     def on_mkd(self, path, _):
         if path in self.server.dirs or path in self.server.files:

@@ -229,5 +229,62 @@ class BackupTest(FTPServerTest):
             self.assertIn("backed up: 1 file,", result.out)
 
 
+@not_on_windows("the server's folder is one of POSIX")
+class HostileFolderTest(FTPServerTest):
+    """What others can have put into a folder on the server."""
+
+    def make(self, name, content=b"x"):
+        path = pathlib.Path(os.fsdecode(os.fsencode(self.root / self.place[1:]) + b"/" + os.fsencode(name)))
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_bytes(content)
+        return path.resolve()
+
+    def give(self):
+        """Pure-FTPd's user is not the one of this test."""
+        for path in [self.root / self.place[1:], *(self.root / self.place[1:]).rglob("*")]:
+            if not path.is_symlink():
+                path.chmod(0o777 if path.is_dir() else 0o666)
+
+    def test_links_to_directories_are_deleted_and_not_followed(self):
+        for server in (PLAIN, PURE_PLAIN):
+            self.use(server)
+            kept = self.make("../kept-by-rmtree/file")
+            self.make("d/good")
+            (self.root / self.place[1:] / "d/out").symlink_to("../../kept-by-rmtree")
+            (self.root / self.place[1:] / "d/up").symlink_to("..")
+            self.give()
+            result = self.ftp("restore", self.place, f"r{self.kind}")
+            self.assertEqual({name for name in self.files_in(f"r{self.kind}") if name.startswith("d/up")}, set())
+            self.assertIn("skipped " + self.place + "/d/up: ", result.err)
+            self.ftp("rmtree", self.place)
+            self.assertTrue(kept.exists())
+            self.assertFalse((self.root / self.place[1:]).exists())
+
+    def test_the_root_is_refused(self):
+        self.use(PLAIN)
+        kept = self.make("file")
+        for path in ("/", "//", "/.", f"{self.place}/.."):
+            self.ftp("rmtree", path, code=2)
+        self.assertTrue(kept.exists())
+        self.ftp("rmtree", self.place)
+
+    def test_names_that_cannot_be_read_are_named_and_the_rest_works(self):
+        # Pure-FTPd hides names with control characters, pyftpdlib shows bytes that are not UTF-8 as "?".
+        for server, names in ((PURE_PLAIN, {b"no-utf8-\xff": r"no-utf8-\xFF"}),
+                              (PLAIN, {"line\nend": r"line\x0Aend", "cr\rx y": r"cr\x0Ax y", b"\xff": "?"})):
+            self.use(server)
+            bad = [self.make(os.path.join(b"d", os.fsencode(name))) for name in names]
+            self.make("d/good", b"good")
+            self.give()
+            for command, word, target in (("ls", "listed", []), ("restore", "restored", [f"r{self.kind}"]),
+                                          ("rmtree", "deleted", [])):
+                result = self.ftp(command, f"{self.place}/d", *target, code=1)
+                for name in names.values():
+                    if (command, name) != ("ls", "?"):
+                        self.assertIn(f"NOT {word}: {self.place}/d/{name}: ", result.err)
+            self.assertEqual(self.files_in(f"r{self.kind}"), {"good": b"good"})
+            self.assertEqual(sorted(bad), sorted((self.root / self.place[1:] / "d").iterdir()))
+
+
 if __name__ == "__main__":
     unittest.main()

@@ -9,6 +9,24 @@ from program import ENDINGS, ProgramTest
 
 BODY = bytes(i * 7 % 251 for i in range(100000))
 
+# A listing with names that are not UTF-8, or hold the end of a line.
+UNREADABLE = ["type=file;size=4; good", b"type=file;size=3; no-utf8-\xff", b"type=file;size=3; line\nend", "type=dir; d",
+              b"type=dir; cr\rx y", b"type=file;size=1;\xfe=1; facts"]
+UNREADABLE_NAMES = [r"no-utf8-\xFF", r"line\x0Aend", r"cr\x0Ax y", "facts"]
+
+
+class ShownEverywhere(dict):
+    """The same for every path."""
+
+    def __init__(self, value=None):
+        self.value = value
+
+    def get(self, _):
+        return self.value
+
+    def __contains__(self, _):
+        return True
+
 
 class FakeServerTest(ProgramTest):
     def setUp(self):
@@ -289,9 +307,126 @@ class RestoreTest(FakeServerTest):
         self.assertNotIn("d/b", self.files_in("r"))
         self.assertFalse([name for name in self.files_in("r") if "vexil-part" in name])
 
+    def test_a_circle_of_directories_is_not_followed(self):
+        for link, target in (("/x/d/up", "/x"), ("/x/d/here", "/x/d"), ("/x/self", "/x")):
+            self.server.links = {link: target}
+            result = self.restore()
+            self.assertIn(f"skipped {link}: it leads back to '{target}'", result.err)
+            self.assertEqual(self.files_in("r"), {"good": b"good", "d/b": BODY})
+
+    def test_a_circle_of_directories_ends_where_the_server_does_not_tell_which_is_which(self):
+        self.server.tells_unique = False
+        self.server.files = {}
+        self.server.dirs = ShownEverywhere()
+        self.server.listing = ShownEverywhere(["type=dir; l"])
+        result = self.restore(code=1)
+        self.assertRegex(result.err, "NOT restored: /x(/l)+: it lies more than 1,000 levels deep\n")
+        self.assertEqual(len(self.server.came("MLSD")), 1000)
+
+    def test_names_that_cannot_be_read_are_named_and_the_rest_is_restored(self):
+        self.server.listing["/x"] = UNREADABLE
+        result = self.restore(code=1)
+        for name in UNREADABLE_NAMES:
+            self.assertIn(f"NOT restored: /x/{name}: ", result.err)
+        self.assertEqual(self.files_in("r"), {"good": b"good", "d/b": BODY})
+        self.assertIn(f"FAILED: {len(UNREADABLE_NAMES)} files", result.out)
+
     def test_nothing_to_restore_is_told(self):
         self.server.listing["/x"] = []
         self.assertIn("is the directory right?", self.restore().err)
+
+
+class ListTest(FakeServerTest):
+    def test_names_that_cannot_be_read_are_named_and_the_others_listed(self):
+        self.server.listing["/"] = UNREADABLE
+        result = self.ftp("ls", code=1)
+        self.assertEqual([line.split()[-1] for line in result.out.splitlines()], ["good", "d"])
+        for name in UNREADABLE_NAMES:
+            self.assertIn(f"NOT listed: /{name}: ", result.err)
+
+
+class DeleteTreeTest(FakeServerTest):
+    def setUp(self):
+        super().setUp()
+        self.server.dirs |= {"/x", "/x/d", "/x/d/e", "/other"}
+        self.server.files.update({"/x/good": b"1", "/x/d/b": b"2", "/x/d/e/c": b"3", "/other/f": b"4", "/top": b"5"})
+
+    def rmtree(self, path="/x", code=0):
+        return self.ftp("rmtree", path, code=code)
+
+    def test_all_below_a_directory_goes_and_nothing_else(self):
+        self.assertEqual(self.rmtree().raw_out, b"")
+        self.assertEqual(self.server.files, {"/other/f": b"4", "/top": b"5"})
+        self.assertEqual(self.server.dirs, {"/", "/other"})
+
+    def test_the_root_is_refused_before_anything_is_sent(self):
+        for path in ("/", "//", "/.", "/./", "/..", "/x/..", "/x/d/../..", "/x/./../", "/../x/.."):
+            self.assertIn("the whole server", self.rmtree(path, code=2).err)
+        self.assertEqual(self.server.commands, [])
+
+    def test_a_directory_that_only_looks_like_the_root_is_deleted(self):
+        self.server.dirs.add("/...")
+        self.rmtree("/...")
+        self.assertNotIn("/...", self.server.dirs)
+
+    def test_a_link_that_is_shown_as_a_directory_is_deleted_and_not_followed(self):
+        for unique in (True, False):
+            self.server.tells_unique = unique
+            self.server.dirs |= {"/x", "/x/d"}
+            self.server.links = {"/x/d/link": "/other", "/x/up": "/", "/x/same": "/x"}
+            self.rmtree()
+            self.assertEqual(self.server.files, {"/other/f": b"4", "/top": b"5"})
+            self.assertEqual((self.server.dirs, self.server.links), ({"/", "/other"}, {}))
+
+    def test_a_link_that_cannot_be_deleted_is_followed_once_at_most(self):
+        self.server.links = {"/x/same": "/x"}
+        self.server.faults["DELE /x/same"] = [Fault(reply="550 No.")] * 9
+        result = self.rmtree(code=1)
+        self.assertIn("NOT deleted: /x/same: it leads back to '/x'", result.err)
+        self.assertEqual(self.server.came("MLSD"), ["MLSD /x", "MLSD /x/d", "MLSD /x/d/e"])
+
+    def test_links_that_are_shown_as_such_are_deleted(self):
+        self.server.listing["/x"] = ["type=OS.unix=slink:/other; good", "type=dir; d"]
+        self.rmtree()
+        self.assertNotIn("/x", self.server.dirs)
+
+    def test_what_cannot_be_deleted_is_named_and_the_rest_goes(self):
+        self.server.faults["DELE /x/d/b"] = [Fault(reply="550 Not this one.")] * 2
+        result = self.rmtree(code=1)
+        self.assertIn("NOT deleted: /x/d/b: The server refuses this for '/x/d/b'; the server says: 550 Not this one.",
+                      result.err)
+        self.assertIn("FAILED: 1 entry, named above", result.out)
+        self.assertEqual(self.server.dirs, {"/", "/other", "/x", "/x/d"})
+        self.assertEqual(sorted(self.server.files), ["/other/f", "/top", "/x/d/b"])
+
+    def test_names_that_cannot_be_read_are_named_and_the_rest_goes(self):
+        self.server.listing["/x"] = UNREADABLE
+        result = self.rmtree(code=1)
+        for name in UNREADABLE_NAMES:
+            self.assertIn(f"NOT deleted: /x/{name}: ", result.err)
+        self.assertEqual(sorted(self.server.files), ["/other/f", "/top"])
+        self.assertEqual(self.server.dirs, {"/", "/other", "/x"})
+
+    def test_a_name_that_the_server_lists_and_does_not_know_is_named(self):
+        self.server.listing["/x"] = ["type=file; good", "type=file; ?", "type=dir; d"]
+        self.assertIn("NOT deleted: /x/?: There is no '/x/?' on the server", self.rmtree(code=1).err)
+
+    def test_names_that_lead_elsewhere_are_not_deleted(self):
+        for name in ("../other/f", "d/../../top", "/top", "..", ".", ""):
+            for kind in ("file", "dir"):
+                self.server.listing["/x"] = [f"type={kind}; {name}"]
+                self.assertIn(f"NOT deleted: /x/{name}: ", self.rmtree(code=1).err)
+        self.assertEqual(set(self.server.came("DELE") + self.server.came("RMD")), {"DELE /x", "RMD /x"})
+
+    def test_a_busy_server_is_asked_again(self):
+        self.server.faults["MLSD /x/d"] = [Fault(reply="450 Busy.")]
+        self.server.faults["DELE /x/good"] = [Fault(reply="450 Busy."), Fault(silent=True)]
+        self.rmtree()
+        self.assertEqual(self.server.dirs, {"/", "/other"})
+
+    def test_a_file_is_no_directory(self):
+        self.assertIn("is not a directory", self.rmtree("/top", code=1).err)
+        self.assertEqual(self.server.files["/top"], b"5")
 
 
 if __name__ == "__main__":

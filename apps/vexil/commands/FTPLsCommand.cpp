@@ -4,6 +4,7 @@
 #include "apps/vexil/Context.h"
 #include "apps/vexil/FTPEntryLine.h"
 #include "apps/vexil/FTPPath.h"
+#include "apps/vexil/FTPUnreadableEntry.h"
 
 namespace vexil::app {
 
@@ -12,7 +13,10 @@ void CFTPLsCommand::define(CCommandSyntax& syntax) {
         .optionalArgument("DIRECTORY", m_path, "Directory on the server (default: /)")
         .footer(R"(Examples:
   vexil ftp ls
-  vexil ftp ls /backups/documents)");
+  vexil ftp ls /backups/documents
+
+An entry whose name cannot be read, because it is not UTF-8 or holds the end of a line, is named on standard
+error, and the exit code is 1.)");
 }
 
 ExitCode CFTPLsCommand::run(CContext& context) {
@@ -24,7 +28,12 @@ ExitCode CFTPLsCommand::run(CContext& context) {
             context.getConsole().print(makeEntryLine(*entry));
         }
     }
-    return ExitCode::Done;
+    for (const std::string& line : listing->getUnreadableLines()) {
+        const FTPUnreadableEntry entry(line);
+        context.getConsole().message(Verbosity::Error, "NOT listed: " + joinServerPath(path, entry.name) +
+                                                           ": " + entry.problem);
+    }
+    return listing->getUnreadableLines().empty() ? ExitCode::Done : ExitCode::Failed;
 }
 
 }  // namespace vexil::app

@@ -3,6 +3,7 @@
 #include "apps/vexil/CommandSyntax.h"
 #include "apps/vexil/Context.h"
 #include "apps/vexil/FTPPath.h"
+#include "apps/vexil/FTPTreeRemoval.h"
 
 namespace vexil::app {
 
@@ -12,13 +13,12 @@ void CFTPRmtreeCommand::define(CCommandSyntax& syntax) {
         .footer(R"(Example:
   vexil ftp rmtree /backups/documents
 
-There is no question before, and no way back. The first failure ends it. A link that the server shows as a
-directory is followed.)");
+There is no question before, and no way back. What cannot be deleted is named, the rest is deleted, and the exit
+code is 1. A link is deleted, and what it leads to is kept. The root (/) is refused.)");
 }
 
 ExitCode CFTPRmtreeCommand::run(CContext& context) {
-    context.getFTP().removeTree(makeServerPath(m_path));
-    return ExitCode::Done;
+    return CFTPTreeRemoval(context).run(makeServerPath(m_path));
 }
 
 }  // namespace vexil::app
