@@ -79,7 +79,8 @@ to_unpack_of() {
 }
 
 continue_as_root() {
-    local command="$(realpath -- "${BASH_SOURCE[0]}") $*" all="${missing[*]} ${to_unpack[*]}"
+    local command all="${missing[*]} ${to_unpack[*]}"
+    command="$(realpath -- "${BASH_SOURCE[0]}") $*"
     if ! command -v sudo >/dev/null; then
         fail "missing packages: $all
 There is no sudo here. Run this as root:
