@@ -3,6 +3,7 @@
 #include "vexil/net/ConnectionChoice.h"
 #include "vexil/net/GlobalInit.h"
 #include "vexil/net/NetRequestSetup.h"
+#include "vexil/net/PostBody.h"
 #include "zet/Log.h"
 
 #include <utility>
@@ -71,6 +72,7 @@ void CNetRequest::reset() {
     clearErrorBuffer();
     curl_easy_reset(m_handle.get());
     m_connections->noteReset();
+    m_postBody = nullptr;
     m_httpMethod.clear();
     m_upload = false;
     m_sendDataSize = -1;
@@ -95,6 +97,7 @@ void CNetRequest::resetForPerform() {
     setChangedListOption(CURLOPT_PREQUOTE, m_ftpPreCommands);
     setChangedListOption(CURLOPT_POSTQUOTE, m_ftpPostCommands);
     setChangedListOption(CURLOPT_MAIL_RCPT, m_mailRecipients);
+    handOverPostBody();
     m_headerAssembler.reset();
     m_httpStatusLine.clear();
     m_lastParsedStatus = -1;
@@ -115,6 +118,7 @@ void CNetRequest::resetForPerform() {
         const P<IDataSink> sink = m_receiveSink;
         m_restartableSink->restart();
     }
+    m_sendPosition = 0;
     const P<IDataSource> source = m_sendSource;
     if (source && source->getPosition() != 0) {
         source->seek(0);

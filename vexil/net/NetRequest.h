@@ -24,6 +24,7 @@ namespace vexil {
 
 class CConnectionChoice;
 class CConnectionPools;
+class CPostBody;
 
 /// Which data the verbose log shows as text. The bytes' count is always shown.
 enum VerboseLogData : unsigned int {
@@ -252,6 +253,8 @@ public:
     /// Bytes of the body (CURLOPT_INFILESIZE_LARGE, for a POST also CURLOPT_POSTFIELDSIZE_LARGE); -1, the
     /// default, for unknown, which goes out in chunks that S3 servers refuse. A size other than what the
     /// source then holds stalls the transfer or cuts the body.
+    ///
+    /// For a body given as CURLOPT_POSTFIELDS a smaller size cuts the body, and a larger one has no effect.
     void setSendDataSize(int64 size);
     /// The body's source; null for none. Set its size with setSendDataSize().
     void setSendDataSource(IDataSource* source);
@@ -338,14 +341,22 @@ public:
     void setMailRecipients(CNetStringList* recipients);
     /// @{
 
-    /// Any libcurl option, by the type that libcurl documents for it: `long`, `curl_off_t`, pointer (which
-    /// libcurl does not copy), string (which it does, as UTF-8; one that holds a NUL, where libcurl's strings
-    /// end, is a CInvalidArgError). Options that this class sets itself are better left to its setters.
+    /// Any libcurl option, by the type that libcurl documents for it: `long`, `curl_off_t`, pointer (which libcurl does not
+    /// copy). Options that this class sets itself are better left to its setters.
     void setOptionInt(CURLoption option, int value);
     void setOptionInt64(CURLoption option, int64 value);
     void setOptionPtr(CURLoption option, void* value);
-    void setOptionString(CURLoption option, const String& value);
     /// @}
+    /// The same for an option that takes a string, which libcurl copies as UTF-8. A NUL, where its strings end, is a
+    /// CInvalidArgError.
+    ///
+    /// CURLOPT_POSTFIELDS and CURLOPT_COPYPOSTFIELDS make the request a POST with this body, of which the request keeps
+    /// a copy. It is the body of each POST, also after a GET in between, until another text, a source
+    /// (setSendDataSource() and its relatives, null too) or reset() replaces it; a source that was set before serves a
+    /// PUT only. The text alone is sent, whatever sizes are set: see setSendDataSize(). setSendDataAsUTF8() and
+    /// setHTTPMethod("POST") are simpler. Memory given by setOptionPtr() is sent up to the size last set as
+    /// CURLOPT_POSTFIELDSIZE, otherwise up to setSendDataSize() or its NUL.
+    void setOptionString(CURLoption option, const String& value);
 
     // ---- perform -----------------------------------------------------------------------------------------
 
@@ -534,6 +545,14 @@ private:
     template <class Value>
     void setOption(CURLoption option, Value value);
     void checkOptionResult(CURLcode result);
+    void setTextOption(CURLoption option, const String& value);
+    CPostBody& getPostBody();
+    void setPostText(std::string text);
+    void setPostMemory(const void* memory);
+    void copyPostMemory(const char* memory);
+    void setPostSize(CURLoption option, int64 size);
+    void setPostDataSize(int64 size);
+    void handOverPostBody();
     void setMillisecondsOption(CURLoption option, const zet::CTimeSpan& span);
     /// A list of an option, and which of its nodes libcurl begins with.
     struct ListOption {
@@ -567,7 +586,9 @@ private:
     void throwAsyncError();
 
     bool seekSource(int64 offset, int origin);
+    void moveSource(IDataSource& source, int64 position);
     int readSource(void* buffer, int maxLength);
+    int cutToSendDataSize(int length) noexcept;
     void parseResponseStatus();
     void handleHeaderLine(std::string_view bytes);
     bool isUpload() const noexcept;
@@ -580,6 +601,7 @@ private:
     ListOption m_mailRecipients;
     TList<P<IBase>> m_dependencies;
     std::unique_ptr<CConnectionChoice> m_connections;
+    P<CPostBody> m_postBody;  // null until a body or its size is given as an option
     CurlEasyHandle m_handle;
 
     P<TBuffer<unsigned char>> m_defaultReceiveBuffer;
@@ -590,6 +612,7 @@ private:
     P<IDataSource> m_sendSource;
     P<IBase> m_sendKeepAlive;
     int64 m_sendDataSize = -1;
+    int64 m_sendPosition = 0;  // bytes of the body that libcurl has got
 
     String m_url;
     bool m_isHTTP = false;

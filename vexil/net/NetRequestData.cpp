@@ -1,7 +1,9 @@
 #include "vexil/net/HTTPStatusLine.h"
 #include "vexil/net/NetRequest.h"
+#include "vexil/net/PostBody.h"
 #include "zet/Log.h"
 
+#include <algorithm>
 #include <limits>
 #include <string>
 #include <utility>
@@ -149,7 +151,17 @@ int CNetRequest::readSource(void* buffer, int maxLength) {
         throw CError("The data source returned " + String::fromInt(length) + " bytes where 0 to " +
                      String::fromInt(maxLength) + " were asked for.");
     }
-    return length;
+    return isCommand ? length : cutToSendDataSize(length);
+}
+
+int CNetRequest::cutToSendDataSize(int length) noexcept {
+    // libcurl sends what it is given, also beyond the announced Content-Length: to the server that is the next request.
+    if (!m_isHTTP || m_sendDataSize < 0) {
+        return length;
+    }
+    const int sent = static_cast<int>(std::clamp<int64>(m_sendDataSize - m_sendPosition, 0, length));
+    m_sendPosition += sent;
+    return sent;
 }
 
 int CNetRequest::seekHandler(curl_off_t offset, int origin) noexcept {
@@ -167,17 +179,17 @@ bool CNetRequest::seekSource(int64 offset, int origin) {
     const P<IDataSource> source = m_sendSource;
     switch (origin) {
     case SEEK_SET:
-        source->seek(offset);
+        moveSource(*source, offset);
         return true;
     case SEEK_CUR:
-        source->seek(offset + source->getPosition());
+        moveSource(*source, offset + source->getPosition());
         return true;
     case SEEK_END: {
         const int64 size = source->getSize();
         if (size == -1) {
             return false;
         }
-        source->seek(offset + size);
+        moveSource(*source, offset + size);
         return true;
     }
     default:
@@ -185,9 +197,17 @@ bool CNetRequest::seekSource(int64 offset, int origin) {
     }
 }
 
+void CNetRequest::moveSource(IDataSource& source, int64 position) {
+    source.seek(position);
+    m_sendPosition = position;
+}
+
 void CNetRequest::setSendDataSource(IDataSource* source) {
     m_sendSource = source;
     m_sendKeepAlive = nullptr;
+    if (m_postBody) {
+        m_postBody->setSource();
+    }
 }
 
 void CNetRequest::setSendDataStream(zet::IInStream* stream) {
@@ -195,6 +215,9 @@ void CNetRequest::setSendDataStream(zet::IInStream* stream) {
     const P<IBase> keepAlive = stream;
     m_sendSource = stream ? new CStreamDataSource(stream) : nullptr;
     m_sendKeepAlive = keepAlive;
+    if (m_postBody) {
+        m_postBody->setSource();
+    }
 }
 
 void CNetRequest::setSendDataBuffer(const TBuffer<unsigned char>* buffer) {

@@ -1,5 +1,7 @@
 #include "vexil/net/ConnectionChoice.h"
 #include "vexil/net/NetRequest.h"
+#include "vexil/net/NetRequestOption.h"
+#include "vexil/net/PostBody.h"
 
 namespace vexil {
 
@@ -50,13 +52,6 @@ void refuseNUL(const String& value) {
 
 }  // namespace
 
-template <class Value>
-void CNetRequest::setOption(CURLoption option, Value value) {
-    clearErrorBuffer();
-    checkOptionResult(curl_easy_setopt(m_handle.get(), option, value));
-    m_connections->note(option, value);
-}
-
 void CNetRequest::checkOptionResult(CURLcode result) {
     if (result != CURLE_OK) {
         throwError(result, "", -1, "");
@@ -64,29 +59,56 @@ void CNetRequest::checkOptionResult(CURLcode result) {
 }
 
 void CNetRequest::setOptionInt(CURLoption option, int value) {
+    if (option == CURLOPT_POSTFIELDSIZE) {
+        setPostSize(option, value);
+        return;
+    }
     setOption(option, static_cast<long>(value));
     if (option == CURLOPT_SSLVERSION) {
         m_tlsVersions = value;
     }
+    if (m_postBody) {
+        m_postBody->onOptionSet(option, value != 0);
+    }
 }
 
 void CNetRequest::setOptionInt64(CURLoption option, int64 value) {
+    if (option == CURLOPT_POSTFIELDSIZE_LARGE) {
+        setPostSize(option, value);
+        return;
+    }
     setOption(option, static_cast<curl_off_t>(value));
 }
 
 void CNetRequest::setOptionPtr(CURLoption option, void* value) {
-    setOption(option, value);
+    switch (option) {
+    case CURLOPT_POSTFIELDS:
+        setPostMemory(value);
+        break;
+    case CURLOPT_COPYPOSTFIELDS:
+        copyPostMemory(static_cast<const char*>(value));
+        break;
+    default:
+        setOption(option, value);
+        if (m_postBody) {
+            m_postBody->onOptionSet(option, value != nullptr);
+        }
+        break;
+    }
 }
 
 void CNetRequest::setOptionString(CURLoption option, const String& value) {
-    refuseNUL(value);
-    const std::string utf8 = value.toUTF8();
-    if (option == CURLOPT_POSTFIELDS) {
-        // The one string that libcurl does not copy under its own name.
-        setOptionInt64(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<int64>(utf8.size()));
-        option = CURLOPT_COPYPOSTFIELDS;
+    if (option == CURLOPT_POSTFIELDS || option == CURLOPT_COPYPOSTFIELDS) {
+        refuseNUL(value);
+        setPostText(value.toUTF8());
+        return;
     }
-    setOption(option, utf8.c_str());
+    setTextOption(option, value);
+}
+
+void CNetRequest::setTextOption(CURLoption option, const String& value) {
+    refuseNUL(value);
+    setOption(option, value.toUTF8().c_str());
 }
 
 void CNetRequest::setDefaultOptions() {
@@ -112,7 +134,7 @@ void CNetRequest::setURL(const String& url) {
     refuseNUL(url);
     m_url = url;
     m_isHTTP = hasScheme(url, "http:") || hasScheme(url, "https:");
-    setOptionString(CURLOPT_URL, url);
+    setTextOption(CURLOPT_URL, url);
 }
 
 String CNetRequest::getResponseCodeDomain() const {
@@ -147,20 +169,20 @@ void CNetRequest::setHTTPMethod(const String& method) {
     }
     if (!isPost) {
         setOptionInt(CURLOPT_POST, 0);
-        setOptionInt64(CURLOPT_POSTFIELDSIZE_LARGE, 0);
+        setPostDataSize(0);
     }
 
     if (isPut) {
         setUpload(true);
     } else if (isPost) {
         setOptionInt(CURLOPT_POST, 1);
-        setOptionInt64(CURLOPT_POSTFIELDSIZE_LARGE, m_sendDataSize);
+        setPostDataSize(m_sendDataSize);
     } else if (isGet) {
         setOptionInt(CURLOPT_HTTPGET, 1);
     } else if (isHead) {
         setOptionInt(CURLOPT_NOBODY, 1);
     } else if (isCustom) {
-        setOptionString(CURLOPT_CUSTOMREQUEST, method);
+        setTextOption(CURLOPT_CUSTOMREQUEST, method);
     }
     m_httpMethod = method;
 }
@@ -179,8 +201,11 @@ void CNetRequest::setUpload(bool upload) {
 
 void CNetRequest::setSendDataSize(int64 size) {
     setOptionInt64(CURLOPT_INFILESIZE_LARGE, size);
+    if (m_postBody) {
+        m_postBody->onDataSizeSet();
+    }
     if (m_httpMethod == "POST") {
-        setOptionInt64(CURLOPT_POSTFIELDSIZE_LARGE, size);
+        setPostDataSize(size);
     }
     m_sendDataSize = size;
 }
@@ -206,15 +231,15 @@ void CNetRequest::setHTTPAuthMethods(unsigned int methods) {
 }
 
 void CNetRequest::setUserName(const String& name) {
-    setOptionString(CURLOPT_USERNAME, name);
+    setTextOption(CURLOPT_USERNAME, name);
 }
 
 void CNetRequest::setUserPassword(const String& password) {
-    setOptionString(CURLOPT_PASSWORD, password);
+    setTextOption(CURLOPT_PASSWORD, password);
 }
 
 void CNetRequest::setProxy(const String& proxy) {
-    setOptionString(CURLOPT_PROXY, proxy);
+    setTextOption(CURLOPT_PROXY, proxy);
 }
 
 void CNetRequest::setMillisecondsOption(CURLoption option, const zet::CTimeSpan& span) {
@@ -239,7 +264,7 @@ void CNetRequest::setSSLVerifyPeer(bool verify) {
 }
 
 void CNetRequest::setRootCertBundlePath(const TPathImpl<CWindowsPathTraits>& path) {
-    setOptionString(CURLOPT_CAINFO, path.getText());
+    setTextOption(CURLOPT_CAINFO, path.getText());
 }
 
 void CNetRequest::setMaxTLSVersion(TLSVersion version) {
@@ -252,7 +277,7 @@ void CNetRequest::setRange(int64 start, int64 length) {
     if (length != -1) {
         range += String::fromInt(start + (length - 1));
     }
-    setOptionString(CURLOPT_RANGE, range);
+    setTextOption(CURLOPT_RANGE, range);
 }
 
 void CNetRequest::setFTPUseSSL(int level) {
@@ -271,7 +296,7 @@ void CNetRequest::setFTPListOverrideCommand(const String& command) {
     if (command.isEmpty()) {
         setOptionPtr(CURLOPT_CUSTOMREQUEST, nullptr);
     } else {
-        setOptionString(CURLOPT_CUSTOMREQUEST, command);
+        setTextOption(CURLOPT_CUSTOMREQUEST, command);
     }
 }
 
