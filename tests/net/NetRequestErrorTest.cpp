@@ -274,6 +274,35 @@ TEST_F(NetRequestError, AFigureOfAnotherTypeIsRefused) {
     EXPECT_EQ(code([&] { request->getInfoDouble(CURLINFO_SIZE_DOWNLOAD_T); }), CURLE_UNKNOWN_OPTION);
 }
 
+TEST_F(NetRequestError, AnOptionOfAnotherTypeIsRefusedByItsName) {
+    const auto check = [&](auto call, const char* detail) {
+        const auto error = thrownBy<CCURLError>(call);
+        ASSERT_TRUE(error);
+        EXPECT_EQ(error->getCode(), CURLE_UNKNOWN_OPTION);
+        EXPECT_EQ(error->getMessage(), String(curl_easy_strerror(CURLE_UNKNOWN_OPTION)) + ": " + detail);
+    };
+    request->setURL("none://h/");
+    performWithLibcurl(*request);
+    check([&] { request->setOptionInt(CURLOPT_URL, 5); }, "CURLOPT_URL takes a string");
+    EXPECT_EQ(request->getErrorMessage(), "") << "the text of the transfer is forgotten";
+    check([&] { request->setOptionInt(CURLOPT_MAX_RECV_SPEED_LARGE, 5); },
+          "CURLOPT_MAX_RECV_SPEED_LARGE takes a number of 64 bits");
+    check([&] { request->setOptionInt64(CURLOPT_HTTPAUTH, 1); },
+          "CURLOPT_HTTPAUTH takes a number of 32 bits");
+    check([&] { request->setOptionPtr(CURLOPT_NOBODY, nullptr); },
+          "CURLOPT_NOBODY takes a number of 32 bits");
+    check([&] { request->setOptionString(CURLOPT_NOBODY, "0"); }, "CURLOPT_NOBODY takes a number of 32 bits");
+    check([&] { request->setOptionString(CURLOPT_HTTPHEADER, "A: b"); }, "CURLOPT_HTTPHEADER takes a list");
+    check([&] { request->setOptionString(CURLOPT_WRITEDATA, "x"); }, "CURLOPT_WRITEDATA takes a pointer");
+    check([&] { request->setOptionString(CURLOPT_WRITEFUNCTION, "x"); },
+          "CURLOPT_WRITEFUNCTION takes a function");
+    check([&] { request->setOptionString(CURLOPT_CAINFO_BLOB, "x"); }, "CURLOPT_CAINFO_BLOB takes a pointer");
+    check([&] { request->setOptionInt(CURLOPT_POSTFIELDS, 5); }, "CURLOPT_POSTFIELDS takes a pointer");
+    check([&] { request->setOptionInt64(CURLOPT_POSTFIELDSIZE, 5); },
+          "CURLOPT_POSTFIELDSIZE takes a number of 32 bits");
+    request->setOptionPtr(CURLOPT_USERAGENT, nullptr);
+}
+
 TEST_F(NetRequestError, ATextWithANULIsRefusedWhereLibcurlWouldCutIt) {
     const auto error = thrownBy<vexil::CInvalidArgError>(
         [&] { request->setUserPassword(String(std::wstring(L"ab\0cd", 5))); });

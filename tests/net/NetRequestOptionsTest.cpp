@@ -454,6 +454,69 @@ TEST_F(NetRequestOptions, AnErrorOfANewTransferIsThrown) {
     EXPECT_EQ(listener->count, 0) << "no transfer has begun";
 }
 
+// ---- options of another type -----------------------------------------------------------------------------
+
+/// Which setters take an option of this type.
+struct Takers {
+    bool isInt, isInt64, isPtr, isString;
+};
+
+Takers takersOf(const curl_easyoption& option) {
+    if (option.id == CURLOPT_POSTFIELDS || option.id == CURLOPT_COPYPOSTFIELDS) {
+        return {false, false, true, true};
+    }
+    switch (option.type) {
+    case CURLOT_LONG:
+    case CURLOT_VALUES:
+        return {true, false, false, false};
+    case CURLOT_OFF_T:
+        return {false, true, false, false};
+    case CURLOT_STRING:
+        return {false, false, true, true};
+    default:
+        return {false, false, true, false};
+    }
+}
+
+TEST_F(NetRequestOptions, EachOptionIsTakenByTheSettersOfItsTypeAlone) {
+    makeRequest();
+    // Nothing reaches libcurl: an option that passes the check fails.
+    const auto isTaken = [&](const char* name, auto set) {
+        optionsUntilFailure = 0;
+        const auto error = thrownBy<CCURLError>([&] { set(); });
+        optionsUntilFailure = -1;
+        if (!error) {
+            ADD_FAILURE() << name;
+            return false;
+        }
+        if (error->getCode() == CURLE_OUT_OF_MEMORY) {
+            return true;
+        }
+        EXPECT_EQ(error->getCode(), CURLE_UNKNOWN_OPTION) << name;
+        EXPECT_EQ(error->getDomain(), "curl") << name;
+        EXPECT_EQ(error->getResponseCode(), -1) << name;
+        EXPECT_THAT(error->getMessage().toUTF8(),
+                    testing::HasSubstr(std::string(": CURLOPT_") + name + " takes "));
+        return false;
+    };
+    int count = 0;
+    for (const curl_easyoption* o = curl_easy_option_next(nullptr); o; o = curl_easy_option_next(o)) {
+        if (o->flags & CURLOT_FLAG_ALIAS) {
+            continue;
+        }
+        const Takers expected = takersOf(*o);
+        EXPECT_EQ(isTaken(o->name, [&] { request->setOptionInt(o->id, 5); }), expected.isInt) << o->name;
+        EXPECT_EQ(isTaken(o->name, [&] { request->setOptionInt64(o->id, 5); }), expected.isInt64) << o->name;
+        EXPECT_EQ(isTaken(o->name, [&] { request->setOptionPtr(o->id, &count); }), expected.isPtr) << o->name;
+        EXPECT_EQ(isTaken(o->name, [&] { request->setOptionPtr(o->id, nullptr); }), expected.isPtr)
+            << o->name;
+        EXPECT_EQ(isTaken(o->name, [&] { request->setOptionString(o->id, "0"); }), expected.isString)
+            << o->name;
+        ++count;
+    }
+    EXPECT_GT(count, 250);
+}
+
 // ---- reset -----------------------------------------------------------------------------------------------
 
 TEST_F(NetRequestOptions, ResetClearsTheHandleAndSetsTheDefaults) {

@@ -341,8 +341,10 @@ public:
     void setMailRecipients(CNetStringList* recipients);
     /// @{
 
-    /// Any libcurl option, by the type that libcurl documents for it: `long`, `curl_off_t`, pointer (which libcurl does not
-    /// copy). Options that this class sets itself are better left to its setters.
+    /// Any libcurl option, by the type that libcurl documents for it: `long`, `curl_off_t`, pointer (functions, lists,
+    /// blobs and strings too, which libcurl does not copy then, except strings). An option of another type, or one that
+    /// this libcurl does not know, is a CCURLError of code 48 (CURLE_UNKNOWN_OPTION). Options that this class sets
+    /// itself are better left to its setters.
     void setOptionInt(CURLoption option, int value);
     void setOptionInt64(CURLoption option, int64 value);
     void setOptionPtr(CURLoption option, void* value);
@@ -545,6 +547,7 @@ private:
     template <class Value>
     void setOption(CURLoption option, Value value);
     void checkOptionResult(CURLcode result);
+    void checkOptionType(CURLoption option, bool isRightType);
     void setTextOption(CURLoption option, const String& value);
     CPostBody& getPostBody();
     void setPostText(std::string text);

@@ -50,6 +50,47 @@ void refuseNUL(const String& value) {
     }
 }
 
+/// Whether libcurl reads a value of this kind for an option: its numbers are made of the kind (CURLOPTTYPE_LONG and so
+/// on, 10,000 numbers each).
+bool isOfKind(CURLoption option, int kind) {
+    constexpr int numbersOfAKind = 10000;
+    return option / numbersOfAKind == kind / numbersOfAKind;
+}
+
+/// Lists, callback data and other objects are of the same kind as strings: only libcurl's table tells them apart. What is
+/// not in the table is for libcurl to refuse.
+bool isString(CURLoption option) {
+    if (!isOfKind(option, CURLOPTTYPE_STRINGPOINT)) {
+        return false;
+    }
+    const curl_easyoption* const known = curl_easy_option_by_id(option);
+    return !known || known->type == CURLOT_STRING;
+}
+
+const char* nameOfType(curl_easytype type) {
+    switch (type) {
+    case CURLOT_LONG:
+    case CURLOT_VALUES:
+        return "a number of 32 bits";
+    case CURLOT_OFF_T:
+        return "a number of 64 bits";
+    case CURLOT_STRING:
+        return "a string";
+    case CURLOT_SLIST:
+        return "a list";
+    case CURLOT_FUNCTION:
+        return "a function";
+    default:
+        return "a pointer";
+    }
+}
+
+/// "" for an option that libcurl does not know.
+String describeType(CURLoption option) {
+    const curl_easyoption* const known = curl_easy_option_by_id(option);
+    return known ? String("CURLOPT_") + known->name + " takes " + nameOfType(known->type) : String();
+}
+
 }  // namespace
 
 void CNetRequest::checkOptionResult(CURLcode result) {
@@ -58,11 +99,20 @@ void CNetRequest::checkOptionResult(CURLcode result) {
     }
 }
 
+void CNetRequest::checkOptionType(CURLoption option, bool isRightType) {
+    if (isRightType) {
+        return;
+    }
+    clearErrorBuffer();
+    throwError(CURLE_UNKNOWN_OPTION, "", -1, describeType(option));
+}
+
 void CNetRequest::setOptionInt(CURLoption option, int value) {
     if (option == CURLOPT_POSTFIELDSIZE) {
         setPostSize(option, value);
         return;
     }
+    checkOptionType(option, isOfKind(option, CURLOPTTYPE_LONG));
     setOption(option, static_cast<long>(value));
     if (option == CURLOPT_SSLVERSION) {
         m_tlsVersions = value;
@@ -77,6 +127,7 @@ void CNetRequest::setOptionInt64(CURLoption option, int64 value) {
         setPostSize(option, value);
         return;
     }
+    checkOptionType(option, isOfKind(option, CURLOPTTYPE_OFF_T));
     setOption(option, static_cast<curl_off_t>(value));
 }
 
@@ -89,6 +140,9 @@ void CNetRequest::setOptionPtr(CURLoption option, void* value) {
         copyPostMemory(static_cast<const char*>(value));
         break;
     default:
+        checkOptionType(option, isOfKind(option, CURLOPTTYPE_OBJECTPOINT) ||
+                                    isOfKind(option, CURLOPTTYPE_FUNCTIONPOINT) ||
+                                    isOfKind(option, CURLOPTTYPE_BLOB));
         setOption(option, value);
         if (m_postBody) {
             m_postBody->onOptionSet(option, value != nullptr);
@@ -103,6 +157,7 @@ void CNetRequest::setOptionString(CURLoption option, const String& value) {
         setPostText(value.toUTF8());
         return;
     }
+    checkOptionType(option, isString(option));
     setTextOption(option, value);
 }
 
