@@ -6,6 +6,9 @@
 namespace vexil::app {
 
 void checkAnswerIsComplete(const CNetRequest& request) {
+    if (request.hasDroppedHeaderLine()) {
+        throw CError("A header line of the response could not be read.");
+    }
     if (!request.isResponseComplete()) {
         throw CError("The connection ended within the headers of the answer.");
     }

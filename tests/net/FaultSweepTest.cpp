@@ -10,6 +10,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <vector>
 
 // A connection may end behind any byte. Whatever libcurl makes of it, a caller who asks for
 // isResponseComplete() never takes a part for the whole, and the next transfer knows nothing of it.
@@ -218,6 +219,113 @@ TEST_P(FaultSweep, InterimAnswerOfAPut) {
     preparePut();
     sweepAnswer(interim, 0, "", [](ConnectionScript script) { return script.expectHead(); });
     EXPECT_EQ(m_count[Outcome::Complete], 0u);
+}
+
+/// A response that may stand before the final one.
+struct EarlierResponse {
+    enum Next { SameExchange, NewConnection, Tunnel };
+
+    const char* name;
+    std::string bytes;
+    Next next;
+};
+
+const std::vector<EarlierResponse>& earlierResponses() {
+    static const std::vector<EarlierResponse> all = {
+        {"100", "HTTP/1.1 100 Continue\r\n\r\n", EarlierResponse::SameExchange},
+        {"103", "HTTP/1.1 103 Early Hints\r\nLocation: /a\r\nETag: \"old\"\r\n\r\n",
+         EarlierResponse::SameExchange},
+        {"302", "HTTP/1.1 302 Found\r\nLocation: /b\r\nETag: \"old\"\r\nConnection: close\r\n\r\n",
+         EarlierResponse::NewConnection},
+        {"302 in Latin-1", "HTTP/1.1 302 D\xe9plac\xe9\r\nLocation: /b\r\nConnection: close\r\n\r\n",
+         EarlierResponse::NewConnection},
+        {"CONNECT", "HTTP/1.1 200 Established\r\nETag: \"old\"\r\n\r\n", EarlierResponse::Tunnel},
+    };
+    return all;
+}
+
+/// Keeps the body, and what its last block was given with.
+class LastBlockSink : public virtual vexil::CBase, public CNetRequest::IDataSink {
+public:
+    void write(const void* data, int length, int httpStatus,
+               const vexil::TMap<String, String>& headers) override {
+        body.append(static_cast<const char*>(data), static_cast<std::size_t>(length));
+        status = httpStatus;
+        etag = headers.contains("etag") ? headers.at("etag").toUTF8() : "";
+    }
+
+    std::string body;
+    int status = -1;
+    std::string etag;
+};
+
+class FaultSweepAfterAnotherResponse : public FaultSweep {
+protected:
+    FaultSweepAfterAnotherResponse() { m_request->setReceiveDataSink(m_sink); }
+
+    ConnectionScript play(const EarlierResponse& earlier) {
+        prepareGet();
+        ConnectionScript script = m_peer.onConnection().clientMayLeave().expectHead().reply(earlier.bytes);
+        switch (earlier.next) {
+        case EarlierResponse::SameExchange:
+            return script;
+        case EarlierResponse::NewConnection:
+            script.close();
+            return m_peer.onConnection().clientMayLeave().expectHead();
+        default:
+            m_request->setURL("http://tunnelled.invalid/object");
+            m_request->setProxy(String::fromUTF8(m_peer.url("/")));
+            m_request->setOptionInt(CURLOPT_HTTPPROXYTUNNEL, 1);
+            return script.expectHead();
+        }
+    }
+
+    void checkComplete(bool isReadable) {
+        EXPECT_EQ(m_sink->body, receivedBody);
+        EXPECT_EQ(m_sink->status, isReadable ? 200 : 0);
+        EXPECT_EQ(m_sink->etag, "\"1\"");
+    }
+
+    /// Cuts a final response after so many bytes.
+    void cutAfter(std::size_t count, const std::string& answer, const EarlierResponse& earlier) {
+        m_sink->body.clear();
+        cut(play(earlier).replyCut(answer, count));
+        const Outcome outcome = perform();
+        EXPECT_EQ(outcome.kind == Outcome::Complete, count == answer.size());
+        if (outcome.kind == Outcome::Complete) {
+            checkComplete(answer.find('\xe9') == std::string::npos);
+        }
+        const auto& headers = m_request->getResponseHeaderMap();
+        if (outcome.kind != Outcome::Failed && count > answer.find('\n')) {
+            EXPECT_TRUE(!headers.contains("etag") || headers.at("etag") == "\"1\"");
+            EXPECT_FALSE(headers.contains("location"));
+        }
+        EXPECT_TRUE(m_sink->body.empty() || m_sink->etag == "\"1\"");
+        ASSERT_TRUE(m_peer.waitUntilIdle());
+        m_request->reset();
+        m_request->setReceiveDataSink(m_sink);
+    }
+
+    P<LastBlockSink> m_sink = new LastBlockSink;
+};
+
+INSTANTIATE_TEST_SUITE_P(Ends, FaultSweepAfterAnotherResponse, testing::Values(Cut::Fin, Cut::Reset),
+                         [](const auto& param) { return param.param == Cut::Fin ? "Fin" : "Reset"; });
+
+TEST_P(FaultSweepAfterAnotherResponse, AnswerOfAGet) {
+    // After a reset all bytes may have come or not.
+    const std::size_t end = GetParam() == Cut::Fin ? 1 : 0;
+    for (const EarlierResponse& earlier : earlierResponses()) {
+        for (const std::string reason : {"OK", "D\xc3\xa9j\xc3\xa0", "D\xe9j\xe0", ""}) {
+            const std::string answer = "HTTP/1.1 200 " + reason + getAnswer.substr(getAnswer.find('\r'));
+            for (std::size_t count = 0; count < answer.size() + end; ++count) {
+                SCOPED_TRACE(std::string(earlier.name) + ", then " + std::to_string(count) + " bytes of " +
+                             answer.substr(0, answer.find('\r')));
+                ASSERT_NO_FATAL_FAILURE(cutAfter(count, answer, earlier));
+            }
+        }
+    }
+    EXPECT_THAT(m_peer.failures(), IsEmpty());
 }
 
 TEST_P(FaultSweep, RequestOfAGet) {

@@ -426,6 +426,59 @@ TEST_F(NetRequestData, AResponseIsCompleteOnceItsHeaderBlockHasEnded) {
     EXPECT_TRUE(request->isResponseComplete());
 }
 
+TEST_F(NetRequestData, AStatusLineThatIsNotUTF8BeginsAnotherResponse) {
+    for (const char* first :
+         {"HTTP/1.1 100 Continue\r\n", "HTTP/1.1 302 Found\r\n", "HTTP/1.1 200 D\xe9j\xe0\r\n"}) {
+        request->resetForPerform();
+        request->header(first);
+        request->header("Location: /b\r\n");
+        request->header("\r\n");
+        EXPECT_TRUE(request->isResponseComplete());
+        request->header("HTTP/1.1 200 D\xe9j\xe0\r\n");
+        EXPECT_FALSE(request->isResponseComplete()) << first;
+        EXPECT_THAT(request->getResponseHeaderMap(), IsEmpty()) << first;
+        request->header("X-A: b\r\n");
+        EXPECT_FALSE(request->isResponseComplete()) << first;
+        request->header("\r\n");
+        EXPECT_TRUE(request->isResponseComplete()) << first;
+        EXPECT_FALSE(request->hasDroppedHeaderLine());
+        request->write("x");
+        EXPECT_THAT(request->getResponseHeaderMap(), ElementsAre(Pair(String("x-a"), String("b"))));
+    }
+    EXPECT_THAT(sink->statuses, ElementsAre(0, 0, 0));
+    EXPECT_THAT(log.lines(),
+                testing::Contains("E: Error parsing HTTP status line - ignoring (statusLine: '', method: "
+                                  "'', URL: 'http://h/a') [Invalid HTTP status line: '']")
+                    .Times(3));
+}
+
+TEST_F(NetRequestData, ADroppedHeaderLineMakesItsResponseIncomplete) {
+    request->header("HTTP/1.1 200 OK\r\n");
+    request->header("X-Bad: \xff\r\n");
+    EXPECT_TRUE(request->hasDroppedHeaderLine());
+    request->header("\r\n");
+    EXPECT_FALSE(request->isResponseComplete());
+    request->header("HTTP/1.1 200 OK\r\n");
+    EXPECT_FALSE(request->hasDroppedHeaderLine());
+    request->header("\r\n");
+    EXPECT_TRUE(request->isResponseComplete()) << "another response";
+    request->header("X-Trailer: \xff\r\n");
+    EXPECT_TRUE(request->isResponseComplete()) << "a trailer is no part of the header block";
+    for (const char* line : {"no colon\r\n", ": no name\r\n", " folded\r\n", "\xff"}) {
+        request->resetForPerform();
+        EXPECT_FALSE(request->hasDroppedHeaderLine());
+        request->header("HTTP/1.1 200 OK\r\n");
+        request->header(line);
+        request->header("\r\n");
+        EXPECT_TRUE(request->hasDroppedHeaderLine()) << line;
+        EXPECT_FALSE(request->isResponseComplete()) << line;
+    }
+    request->setURL("ftp://h/");
+    request->header("250 \xff\r\n");
+    EXPECT_FALSE(request->hasDroppedHeaderLine());
+    EXPECT_TRUE(request->isResponseComplete());
+}
+
 // ---- sources and sinks -----------------------------------------------------------------------------------
 
 TEST_F(NetRequestData, AStreamSourceForwardsToItsStream) {

@@ -16,6 +16,7 @@ using vexil_test::record;
 bool initFails = false;
 bool escapeFails = false;
 bool getInfoFails = false;
+bool listFails = false;
 
 /// Lists that live, and how many of them lived when an option was last recorded.
 int livingLists = 0;
@@ -56,6 +57,11 @@ void curl_easy_cleanup(CURL* handle) {
     static auto* const real = nextFunction<void(CURL*)>("curl_easy_cleanup");
     record("cleanup");
     real(handle);
+}
+
+curl_slist* curl_slist_append(curl_slist* list, const char* text) {
+    static auto* const real = nextFunction<curl_slist*(curl_slist*, const char*)>("curl_slist_append");
+    return listFails ? nullptr : real(list, text);
 }
 
 char* curl_easy_escape(CURL* handle, const char* text, int length) {
@@ -515,6 +521,25 @@ TEST_F(NetRequestOptions, EachOptionIsTakenByTheSettersOfItsTypeAlone) {
         ++count;
     }
     EXPECT_GT(count, 250);
+}
+
+// ---- memory ----------------------------------------------------------------------------------------------
+
+TEST_F(NetRequestOptions, AHeaderLineForWhichThereIsNoMemoryMakesTheResponseIncomplete) {
+    const LogCapture log;
+    makeRequest();
+    request->setURL("http://h/a");
+    const std::vector<std::string> lines = {"HTTP/1.1 200 OK\r\n", "X-A: b\r\n", "\r\n"};
+    for (std::size_t failing = 0; failing <= lines.size(); ++failing) {
+        request->resetForPerform();
+        for (std::size_t i = 0; i < lines.size(); ++i) {
+            listFails = i == failing;
+            EXPECT_EQ(request->header(lines[i]), lines[i].size());
+        }
+        listFails = false;
+        EXPECT_EQ(request->isResponseComplete(), failing == lines.size()) << failing;
+        EXPECT_EQ(request->hasDroppedHeaderLine(), failing != lines.size()) << failing;
+    }
 }
 
 // ---- reset -----------------------------------------------------------------------------------------------

@@ -310,6 +310,7 @@ void name_vexil_CNetRequest() {
     name(static_cast<const TMap<String, String>& (Class::*)() const noexcept>(&Class::getResponseHeaderMap));
     name(static_cast<const CNetStringList& (Class::*)() const>(&Class::getResponseInfo));
     name(static_cast<bool (Class::*)() const noexcept>(&Class::isResponseComplete));
+    name(static_cast<bool (Class::*)() const noexcept>(&Class::hasDroppedHeaderLine));
     name(static_cast<String (Class::*)() const>(&Class::getErrorMessage));
     name(static_cast<void (Class::*)(CURLcode, const String&, int, const String&)>(&Class::throwError));
     name(static_cast<String (Class::*)(const String&)>(&Class::urlEscape));

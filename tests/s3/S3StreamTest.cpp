@@ -379,6 +379,29 @@ TEST_F(S3GetStream, DemandsTheWholeHeaderBlock) {
     EXPECT_GT(incomplete, 0);
 }
 
+TEST_F(S3GetStream, DemandsTheWholeHeaderBlockAfterAnotherResponse) {
+    const std::string whole = "HTTP/1.1 200 D\xe9j\xe0\r\nContent-Length: 5\r\n\r\n";
+    for (std::size_t length = 1; length <= whole.size(); ++length) {
+        CNetRequest own;
+        Stream stream;
+        client.setMaxRetries(0);
+        peer.onConnection()
+            .expectRequest()
+            .reply("HTTP/1.1 103 Early Hints\r\nLink: </a>\r\n\r\n")
+            .replyCut(whole, length)
+            .close();
+        EXPECT_THROW(client.getObject(own, "b", "k", 0, -1, &stream), CError) << length;
+        EXPECT_EQ(stream.bytes, "");
+    }
+}
+
+TEST_F(S3GetStream, DemandsThatEachHeaderLineCanBeRead) {
+    answer({"HTTP/1.1 200 OK\r\nX-Bad: \xff\r\nContent-Length: 5\r\n\r\nhello"});
+    Stream stream;
+    EXPECT_EQ(plainErrorOf([&] { client.getObject(request, "b", "k", 0, -1, &stream); }),
+              "A header line of the response could not be read.");
+}
+
 TEST_F(S3GetStream, DemandsTheAnnouncedLength) {
     // The second length is what a broken gateway left; libcurl goes by the framing.
     answer({"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\nContent-Length: "

@@ -100,6 +100,8 @@ void CNetRequest::resetForPerform() {
     handOverPostBody();
     m_headerAssembler.reset();
     m_httpStatusLine.clear();
+    m_statusLine = StatusLine::None;
+    m_hasDroppedHeaderLine = false;
     m_lastParsedStatus = -1;
     if (m_verboseData == VerboseLogAutomatic) {
         m_verboseData = isUpload() ? VerboseLogReceived : VerboseLogBoth;

@@ -400,9 +400,16 @@ public:
     /// the refusal's text, behind which the server was still said goodbye.
     /// \param code  three digits, such as that of an error (CCURLError::getResponseCode())
     String getResponseText(int code) const;
-    /// Whether the header block of the last HTTP response was seen to its end (a line of CR LF alone), which
-    /// perform() does not demand. Always true for other protocols.
-    bool isResponseComplete() const noexcept { return !m_isHTTP || m_headerAssembler.isComplete(); }
+    /// Whether the header block of the last HTTP response was seen to its end (a line of CR LF alone) and no
+    /// line of it was dropped (hasDroppedHeaderLine()), which perform() does not demand. Always true for other
+    /// protocols.
+    bool isResponseComplete() const noexcept {
+        return !m_isHTTP || (m_headerAssembler.isComplete() && !hasDroppedHeaderLine());
+    }
+    /// Whether a line in the header block of the last HTTP response was ignored with a warning, because it is not
+    /// UTF-8 or memory was short. A status line that is not UTF-8 does not count: its code is known
+    /// (getResponseCode()), and a sink is told 0.
+    bool hasDroppedHeaderLine() const noexcept { return m_isHTTP && m_hasDroppedHeaderLine; }
 
     /// @{
 
@@ -594,6 +601,7 @@ private:
     int cutToSendDataSize(int length) noexcept;
     void parseResponseStatus();
     void handleHeaderLine(std::string_view bytes);
+    void beginResponse() noexcept;
     bool isUpload() const noexcept;
 
     // Objects that libcurl's options point to stand before the handle, so that they outlive it.
@@ -635,6 +643,10 @@ private:
     CHeaderAssembler m_headerAssembler;
     String m_headerLine;  // kept for its memory
     String m_httpStatusLine;
+    enum class StatusLine { None, Read, Unreadable };
+    StatusLine m_statusLine =
+        StatusLine::None;  // of the last response, whose text is m_httpStatusLine if Read
+    bool m_hasDroppedHeaderLine = false;
     int m_lastParsedStatus = -1;
     P<CNetStringList> m_responseInfo;
 

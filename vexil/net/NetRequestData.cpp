@@ -10,6 +10,19 @@
 
 namespace vexil {
 
+namespace {
+
+bool isStatusLine(std::string_view bytes) {
+    return bytes.starts_with("HTTP/");
+}
+
+/// Not the status line, whose code libcurl knows, and not a line without content.
+bool isHeaderField(std::string_view bytes) {
+    return !isStatusLine(bytes) && bytes.find_first_not_of(" \t\r\n") != std::string_view::npos;
+}
+
+}  // namespace
+
 // ---- callbacks -------------------------------------------------------------------------------------------
 
 template <class Handler, class Failure>
@@ -74,10 +87,13 @@ std::size_t CNetRequest::writeHandler(const char* data, std::size_t size, std::s
 }
 
 void CNetRequest::parseResponseStatus() {
+    // A status line that could not be read leaves the text of the one before.
+    const String none;
+    const String& line = m_statusLine == StatusLine::Read ? m_httpStatusLine : none;
     try {
-        m_lastParsedStatus = getStatusCodeFromHTTPStatusLine(m_httpStatusLine);
+        m_lastParsedStatus = getStatusCodeFromHTTPStatusLine(line);
     } catch (const CError& error) {
-        zet::logError(error, "Error parsing HTTP status line - ignoring (statusLine: '" + m_httpStatusLine +
+        zet::logError(error, "Error parsing HTTP status line - ignoring (statusLine: '" + line +
                                  "', method: '" + m_httpMethod + "', URL: '" + m_url + "')");
         m_lastParsedStatus = 0;
     }
@@ -85,12 +101,19 @@ void CNetRequest::parseResponseStatus() {
 
 std::size_t CNetRequest::headerHandler(const char* data, std::size_t length) noexcept {
     static constexpr char ignored[] = "Exception during CNetRequest header parsing (ignored).";
+    const std::string_view bytes(data, length);
+    const bool wasComplete = m_headerAssembler.isComplete();
     try {
         try {
-            handleHeaderLine({data, length});
+            handleHeaderLine(bytes);
+        } catch (const CError& error) {
+            m_hasDroppedHeaderLine |= !wasComplete && isHeaderField(bytes);
+            zet::logWarning(error, ignored);
         } catch (const std::exception& error) {
+            m_hasDroppedHeaderLine |= !wasComplete || isStatusLine(bytes);
             zet::logWarning(error, ignored);
         } catch (...) {
+            m_hasDroppedHeaderLine |= !wasComplete || isStatusLine(bytes);
             zet::logWarning(ignored);
         }
     } catch (...) {
@@ -100,18 +123,27 @@ std::size_t CNetRequest::headerHandler(const char* data, std::size_t length) noe
 }
 
 void CNetRequest::handleHeaderLine(std::string_view bytes) {
+    const bool isStatus = m_isHTTP && isStatusLine(bytes);
+    if (isStatus) {
+        beginResponse();
+    }
     m_headerLine.assignUTF8(bytes);
-    if (m_isHTTP) {
-        if (m_headerLine.startsWith("HTTP/")) {
-            if (!m_httpStatusLine.isEmpty()) {
-                m_headerAssembler.reset();
-            }
-            m_httpStatusLine.assign(zet::trimmed(m_headerLine.view()));
-        } else {
-            m_headerAssembler.handleHeaderLine(m_headerLine);
-        }
+    if (isStatus) {
+        m_httpStatusLine.assign(zet::trimmed(m_headerLine.view()));
+        m_statusLine = StatusLine::Read;
+    } else if (m_isHTTP) {
+        m_headerAssembler.handleHeaderLine(m_headerLine);
     }
     m_responseInfo->addUTF8(bytes);
+}
+
+void CNetRequest::beginResponse() noexcept {
+    // Told by the bytes of a status line, so that one that cannot be read ends the response before as well.
+    if (m_statusLine != StatusLine::None) {
+        m_headerAssembler.reset();
+    }
+    m_statusLine = StatusLine::Unreadable;
+    m_hasDroppedHeaderLine = false;
 }
 
 void CNetRequest::setReceiveDataSink(IDataSink* sink) {

@@ -271,6 +271,9 @@ void CS3Client::getObject(CNetRequest& request, const String& bucket, const Stri
     const P<CS3ObjectSink> sink = prepareGetObjectToStream(request, bucket, object, range, data, digest);
     const CStreamRelease release(request);
     performRequest(request);
+    if (request.hasDroppedHeaderLine()) {
+        throw CError("A header line of the response could not be read.");
+    }
     // libcurl takes a connection that ends within the headers for the end of an answer without a body.
     if (!request.isResponseComplete()) {
         throw CError("The connection ended within the headers of the answer.");
