@@ -87,6 +87,7 @@ osd journal =
 osd objectstore = memstore
 memstore device bytes = $store_bytes
 osd max object name len = 2048
+osd class dir = $class_dir
 # the store would tell its place before it knows the cluster, and now and then die of "wrong fsid"
 osd crush update on start = false
 osd class update on start = false
@@ -168,6 +169,11 @@ start_gateway() {
     step warm-up python3 -B "$here/s3-warm-up.py"
 }
 
+# Ceph 18 of Debian looks for it relative to the current folder.
+find_class_dir() {
+    dirname -- "$(dpkg-query -L ceph-base | grep -m 1 '/rados-classes/libcls_rgw\.so')"
+}
+
 start_all() {
     rm -rf -- "$workdir"/{daemons,log,monitor,osd,gateway}
     mkdir -p -- "$workdir"/{daemons,log,monitor,osd,gateway}
@@ -179,6 +185,7 @@ start_all() {
     gateway_port=$first_port
     monitor_port=$((first_port + 1))
     fsid=$(cat /proc/sys/kernel/random/uuid)
+    class_dir=$(find_class_dir)
     export VEXIL_S3_ENDPOINT=http://127.0.0.1:$gateway_port
     VEXIL_S3_ACCESS_KEY=$(random_text 10)
     VEXIL_S3_SECRET_KEY=$(random_text 20)
