@@ -6,11 +6,14 @@
 #   test    build, and what the tests use: test framework, real servers, documentation tools
 #   run     build, and the private S3, FTP and mail servers
 #   bench   build, and what bench/measure.sh measures with
+#   root    what scripts/debian-root.sh makes a root of another Debian release with
 #   windows build, and what ./test-windows builds and runs programs for Windows with
 #
 # Needs root or sudo only if something is missing.
 set -euo pipefail
 
+release=$(sed -n 's/^VERSION_CODENAME=//p' /etc/os-release 2>/dev/null) || true
+readonly release
 readonly build_packages=(
     g++ cmake ninja-build ccache pkg-config
     libcurl4-openssl-dev libssl-dev libwxgtk3.2-dev libcli11-dev ca-certificates help2man
@@ -19,16 +22,28 @@ readonly build_packages=(
 readonly run_packages=(ceph-mon ceph-osd ceph-common radosgw pure-ftpd python3-aiosmtpd openssl python3)
 # Debian's FTP servers exclude each other: these are unpacked beside the installed one, and need these libraries.
 readonly unpacked_packages=(proftpd-core proftpd-mod-crypto vsftpd)
-readonly unpacked_libraries=(
-    libacl1 libcap2 libhiredis0.14 libidn2-0 libmemcached11 libmemcachedutil2 libncursesw6 libpam0g
-    libpcre2-posix3 libsodium23 libwrap0
+unpacked_libraries=(
+    libacl1 libcap2 libidn2-0 libncursesw6 libpam0g libpcre2-posix3 libsodium23 libwrap0
 )
+# Names of libraries change with their interfaces.
+if [[ $release == bookworm ]]; then
+    unpacked_libraries+=(libhiredis0.14 libmemcached11 libmemcachedutil2)
+else
+    unpacked_libraries+=(libhiredis1.1.0 libmemcached11t64 libmemcachedutil2t64)
+fi
+readonly unpacked_libraries
 # With those, what the tests of the program talk to.
 readonly program_test_packages=("${run_packages[@]}" nginx python3-pyftpdlib python3-openssl)
-readonly test_packages=(
+test_packages=(
     "${program_test_packages[@]}" "${unpacked_libraries[@]}" tinyproxy-bin exim4-daemon-light
-    libgtest-dev libgmock-dev googletest libasio-dev doxygen clang-format g++-mingw-w64-x86-64-posix
+    libgtest-dev libgmock-dev googletest libasio-dev doxygen g++-mingw-w64-x86-64-posix
 )
+# Other versions lay the sources out differently, and Debian 13 does not have this one.
+if [[ $release == bookworm || $release == noble ]]; then
+    test_packages+=(clang-format-14)
+fi
+readonly test_packages
+readonly root_packages=(debootstrap debian-archive-keyring util-linux)
 readonly bench_packages=(valgrind strace libasio-dev nginx openssl python3)
 # Without the preloader Wine's loader may have its heap at 0x7ffe0000, where Windows keeps data for all programs: Wine
 # then ends with code 1, once in some thousand starts.
@@ -56,8 +71,9 @@ packages_of_groups() {
             test) printf '%s\n' "${build_packages[@]}" "${test_packages[@]}" ;;
             run) printf '%s\n' "${build_packages[@]}" "${run_packages[@]}" ;;
             bench) printf '%s\n' "${build_packages[@]}" "${bench_packages[@]}" ;;
+            root) printf '%s\n' "${root_packages[@]}" ;;
             windows) printf '%s\n' "${build_packages[@]}" "${windows_packages[@]}" ;;
-            *) fail "unknown group '$group'; the groups are: build test run bench windows" ;;
+            *) fail "unknown group '$group'; the groups are: build test run bench root windows" ;;
         esac
     done | sort -u
 }
@@ -138,7 +154,7 @@ install_or_update_first() {
     update_lists && install_missing
 }
 
-[[ $# -gt 0 ]] || fail "usage: packages.sh build|test|run|bench|windows..."
+[[ $# -gt 0 ]] || fail "usage: packages.sh build|test|run|bench|root|windows..."
 command -v dpkg-query >/dev/null || fail "this script is for Debian 12 and its relatives: there is no dpkg here"
 names=$(packages_of_groups "$@")
 mapfile -t packages <<<"$names"
