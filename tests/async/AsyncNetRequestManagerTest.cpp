@@ -561,7 +561,8 @@ TEST_F(AsyncNetRequestManagerResult, ARefusedConnectionHasLibcurlsText) {
     EXPECT_EQ(error->getDomain(), "curl");
     EXPECT_EQ(error->getCode(), CURLE_COULDNT_CONNECT);
     EXPECT_THAT(error->getMessage().toUTF8(),
-                StartsWith("Couldn't connect to server: Failed to connect to 127.0.0.1 port " + port));
+                StartsWith(std::string(curl_easy_strerror(CURLE_COULDNT_CONNECT)) +
+                           ": Failed to connect to 127.0.0.1 port " + port));
     EXPECT_THAT(propsOf(*error), ElementsAre("responseCodeDomain=http", "url=" + url, "httpMethod=GET"));
 }
 

@@ -91,8 +91,8 @@ TEST_F(AsyncNetRequestThreadResultTest, ARefusedConnectionIsAnError) {
     EXPECT_EQ(error->getDomain(), "curl");
     EXPECT_EQ(error->getCode(), CURLE_COULDNT_CONNECT);
     EXPECT_EQ(error->getResponseCode(), 0);
-    EXPECT_THAT(messageOf(error),
-                StartsWith("Couldn't connect to server: Failed to connect to 127.0.0.1 port " + port));
+    EXPECT_THAT(messageOf(error), StartsWith(std::string(curl_easy_strerror(CURLE_COULDNT_CONNECT)) +
+                                             ": Failed to connect to 127.0.0.1 port " + port));
 }
 
 TEST_F(AsyncNetRequestThreadResultTest, AnErrorOfTheSinkKeepsItsType) {

@@ -1,6 +1,7 @@
 // What the FTP client says on the wire, line by line, and what becomes of each operation when a connection breaks.
 #include "tests/ftp/FTPPeer.h"
 #include "tests/ftp/FTPServerTestSupport.h"
+#include "tests/support/LibcurlVersion.h"
 #include "zet/MTRand.h"
 #include "zet/MemoryInStream.h"
 
@@ -516,18 +517,27 @@ TEST_F(FTPClientWire, AMoveThatCreatesDirectoriesSendsNoBytes) {
     EXPECT_EQ(peer.received(1), "");
 }
 
-TEST_F(FTPClientWire, ASourceThatIsShorterOrLongerThanItsSizeFails) {
-    for (const auto& [source, stored] : {std::pair("abc", "abc"), std::pair("abcdefgh", "abcde")}) {
-        const std::size_t transfer = peer.dataConnectionCount();
-        peer.play(login + FTPDialogue{epsv, binary, receives("STOR f"), quit});
-        const P<zet::IInStream> stream =
-            new zet::CMemoryInStream(source, static_cast<int>(std::strlen(source)));
-        client.prepareUploadRequest(*request, "/f", stream, 5, false);
-        EXPECT_EQ(failureOf([&] { request->perform(); }), "18 226") << source;
-        expectEnd();
-        EXPECT_EQ(peer.received(transfer).substr(0, 5), stored) << "what has come stays";
-        request = new CNetRequest;
+TEST_F(FTPClientWire, ASourceThatIsShorterThanItsSizeFails) {
+    peer.play(login + FTPDialogue{epsv, binary, receives("STOR f"), quitOrNothing});
+    const P<zet::IInStream> stream = new zet::CMemoryInStream("abc", 3);
+    client.prepareUploadRequest(*request, "/f", stream, 5, false);
+    EXPECT_THAT(failureOf([&] { request->perform(); }), testing::AnyOf("18 226", "26 150"))
+        << "older, newer libcurl";
+    expectEnd();
+    EXPECT_EQ(peer.received(0), "abc") << "what has come stays";
+}
+
+TEST_F(FTPClientWire, ASourceThatIsLongerThanItsSizeIsCut) {
+    peer.play(login + FTPDialogue{epsv, binary, receives("STOR f"), quit});
+    const P<zet::IInStream> stream = new zet::CMemoryInStream("abcdefgh", 8);
+    client.prepareUploadRequest(*request, "/f", stream, 5, false);
+    if (vexil_test::doLongFTPUploadsFail()) {
+        EXPECT_EQ(failureOf([&] { request->perform(); }), "18 226");
+    } else {
+        request->perform();
     }
+    expectEnd();
+    EXPECT_EQ(peer.received(0).substr(0, 5), "abcde");
 }
 
 TEST_F(FTPClientWire, ADirectoryThatIsThereIsCreatedWithItsParentsAndListed) {

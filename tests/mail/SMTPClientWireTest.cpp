@@ -310,8 +310,12 @@ TEST(SMTPClientWire, ARefusedAddressIsTheServersError) {
         EXPECT_EQ(error->getResponseCodeDomain(), "smtp");
         EXPECT_EQ(error->getResponseCode(), 550);
         EXPECT_EQ(client.getRequest().getResponseText(550), "550-5.1.1 no\n550 5.1.1 such user");
-        EXPECT_EQ(client.getRequest().getResponseText(221), "221 bye");
-        EXPECT_THAT(error->getServerMessage().toUTF8(), HasSubstr("221 bye")) << "it is the last reply";
+        // Whether libcurl says goodbye within the transfer depends on its version.
+        const String goodbye = client.getRequest().getResponseText(221);
+        EXPECT_THAT(goodbye.toUTF8(), testing::AnyOf("", "221 bye"));
+        EXPECT_THAT(error->getServerMessage().toUTF8(),
+                    HasSubstr(goodbye.isEmpty() ? "550 5.1.1 such user" : "221 bye"))
+            << "it is the last reply";
         EXPECT_THAT(peer.dialogue(0), ElementsAreArray(said));
         peer.setReply(command, "250 ok\r\n");
         send(client);

@@ -131,8 +131,7 @@ TEST(TimestampTest, ReadsTheDatesOfHTTPAndMail) {
     EXPECT_EQ(parseTimestamp("Thu, 01 Jan 1970 00:00:00 GMT"), zet::CTime::fromCTime(0));
     EXPECT_EQ(parseTimestamp("Wed, 31 Dec 1969 23:59:58 GMT"), zet::CTime::fromCTime(-2));
     EXPECT_EQ(parseTimestamp("Fri, 31 Dec 9999 23:59:59 GMT"), zet::CTime::fromCTime(253402300799));
-    EXPECT_EQ(parseTimestamp("1 Jan 999999999"),
-              zet::CTime::fromMicroseconds(std::numeric_limits<int64>::max()))
+    EXPECT_EQ(parseTimestamp("1 Jan 999999"), zet::CTime::fromMicroseconds(std::numeric_limits<int64>::max()))
         << "beyond what a time can tell";
 }
 

@@ -189,6 +189,17 @@ TEST_F(NetRequestError, MailWithoutAReplyHasNoServerMessage) {
     EXPECT_EQ(thrown(CURLE_SEND_ERROR, "smtp", 550, "x").getServerMessage(), "");
 }
 
+/// What libcurl says of a URL that it cannot use.
+std::string libcurlsDetail(const char* url) {
+    char detail[CURL_ERROR_SIZE] = "";
+    CURL* const handle = curl_easy_init();
+    curl_easy_setopt(handle, CURLOPT_ERRORBUFFER, detail);
+    curl_easy_setopt(handle, CURLOPT_URL, url);
+    EXPECT_NE(curl_easy_perform(handle), CURLE_OK);
+    curl_easy_cleanup(handle);
+    return detail;
+}
+
 /// Lets libcurl fill its error buffer by a transfer that fails without a connection.
 void performWithLibcurl(CNetRequest& request) {
     EXPECT_NE(curl_easy_perform(request.getHandle()), CURLE_OK);
@@ -197,9 +208,11 @@ void performWithLibcurl(CNetRequest& request) {
 TEST_F(NetRequestError, WithoutADetailLibcurlsTextIsTaken) {
     request->setURL("none://h/");
     performWithLibcurl(*request);
-    EXPECT_EQ(request->getErrorMessage(), "Protocol \"none\" not supported or disabled in libcurl");
-    EXPECT_EQ(thrown(CURLE_UNSUPPORTED_PROTOCOL, "", 0, "").getMessage(),
-              "Unsupported protocol: Protocol \"none\" not supported or disabled in libcurl");
+    const std::string detail = libcurlsDetail("none://h/");
+    EXPECT_THAT(detail, testing::StartsWith("Protocol \"none\" not supported"));
+    EXPECT_EQ(request->getErrorMessage().toUTF8(), detail);
+    EXPECT_EQ(thrown(CURLE_UNSUPPORTED_PROTOCOL, "", 0, "").getMessage().toUTF8(),
+              "Unsupported protocol: " + detail);
     EXPECT_EQ(thrown(CURLE_UNSUPPORTED_PROTOCOL, "", 0, "mine").getMessage(), "Unsupported protocol: mine");
 }
 
@@ -227,7 +240,8 @@ TEST_F(NetRequestError, AnOptionThatLibcurlRefusesIsAnErrorWithoutAResponse) {
         EXPECT_EQ(error->getDomain(), "curl");
         EXPECT_EQ(error->getCode(), code);
         EXPECT_EQ(error->getResponseCode(), -1);
-        EXPECT_EQ(error->getMessage(), curl_easy_strerror(code));
+        // libcurl 8 may name the option after it.
+        EXPECT_THAT(error->getMessage().toUTF8(), testing::StartsWith(curl_easy_strerror(code)));
         EXPECT_THAT(propsOf(*error), ElementsAre("url=http://h/a"));
     };
     check([&] { request->setOptionInt(unknown, 1); }, CURLE_UNKNOWN_OPTION);

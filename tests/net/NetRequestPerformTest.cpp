@@ -39,6 +39,13 @@ protected:
         request->setSendDataSize(static_cast<int64>(body.size()));
     }
 
+    /// Not every version of libcurl asks before it sends a short body.
+    void askBeforeBody() {
+        const P<vexil::CNetHeaders> headers = new vexil::CNetHeaders;
+        headers->add("Expect", "100-continue");
+        request->setCustomHTTPHeaders(headers);
+    }
+
     CCURLError performError() {
         const auto error = thrownBy<CCURLError>([&] { request->perform(); });
         return error ? *error : CCURLError(CURLE_OK, "", "", 0, "", "", "", "");
@@ -185,6 +192,7 @@ TEST_F(NetRequestPerform, InterimResponsesLeaveOnlyTheirLines) {
 
 TEST_F(NetRequestPerform, TheBodyIsSentWhenTheServerSaysContinue) {
     sendBody("PUT", "abc");
+    askBeforeBody();
     peer.onConnection()
         .expectHead()
         .reply("HTTP/1.1 100 Continue\r\nX-Interim: 1\r\n\r\n")
@@ -245,8 +253,10 @@ TEST_F(NetRequestPerform, ACutBodyIsAnErrorBehindASuccessStatus) {
     EXPECT_EQ(error.getCode(), CURLE_PARTIAL_FILE);
     EXPECT_EQ(error.getResponseCode(), 200);
     EXPECT_EQ(error.getServerMessage(), "hel");
-    EXPECT_THAT(error.getMessage().toUTF8(), HasSubstr(": transfer closed with 2 bytes remaining to read "
-                                                       "(response code: http 200)"));
+    EXPECT_THAT(error.getMessage().toUTF8(),
+                testing::AnyOf(
+                    HasSubstr(": transfer closed with 2 bytes remaining to read (response code: http 200)"),
+                    HasSubstr(": end of response with 2 bytes missing (response code: http 200)")));
     EXPECT_TRUE(request->isResponseComplete());
 }
 
@@ -286,6 +296,7 @@ TEST_F(NetRequestPerform, AnEarlyRefusalWhileSendingIsTheAnswer) {
 
 TEST_F(NetRequestPerform, ARefusalInsteadOfContinueSendsNoBody) {
     sendBody("PUT", "abc");
+    askBeforeBody();
     // libcurl would send the body after a second without an answer.
     request->setOptionInt(CURLOPT_EXPECT_100_TIMEOUT_MS, 60000);
     peer.onConnection()
@@ -435,6 +446,7 @@ TEST_F(NetRequestPerform, AnErrorOfTheSinkComesBeforeTheStatus) {
 
 TEST_F(NetRequestPerform, ASourceThatThrowsEndsTheTransferWithItsError) {
     sendBody("PUT", "abc");
+    askBeforeBody();
     source->onRead = [](void*, int) -> int { throw OwnError("unreadable"); };
     peer.onConnection().expectHead().reply("HTTP/1.1 100 Continue\r\n\r\n").waitForClose();
     EXPECT_EQ(messageOf(thrownBy<OwnError>([&] { request->perform(); })), "unreadable");
@@ -442,6 +454,7 @@ TEST_F(NetRequestPerform, ASourceThatThrowsEndsTheTransferWithItsError) {
 
 TEST_F(NetRequestPerform, ASourceThatAbortsEndsTheTransferWithLibcurlsCode) {
     sendBody("PUT", "abc");
+    askBeforeBody();
     source->onRead = [](void*, int) { return CURL_READFUNC_ABORT; };
     peer.onConnection().expectHead().reply("HTTP/1.1 100 Continue\r\n\r\n").waitForClose();
     EXPECT_EQ(performError().getCode(), CURLE_ABORTED_BY_CALLBACK);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "tests/s3/S3TestSupport.h"
+#include "tests/support/LibcurlVersion.h"
 #include "tests/support/ScriptedPeer.h"
 
 #include <string>
@@ -37,6 +38,14 @@ protected:
             text += header + "\r\n";
         }
         return text + "\r\n";
+    }
+
+    /// Of a PUT of few bytes, with what libcurl adds.
+    std::string putHead(const std::string& requestLine, std::vector<std::string> headers) const {
+        if (doSmallPutsAskFirst()) {
+            headers.push_back("Expect: 100-continue");
+        }
+        return head(requestLine, headers);
     }
 
     std::string onlyHead() {

@@ -121,7 +121,8 @@ public:
     /// Reads a file, or a range of it (RETR, behind REST; CURLOPT_RANGE).
     /// \param offset  first byte, from 0
     /// \param length  bytes; -1 for all from `offset` on. The numbers are not checked: with 0 nothing is asked for.
-    ///                A range with an end closes the connection behind it
+    ///                A range with an end closes the connection behind it. One whose end lies past that of the file
+    ///                is the rest of it; libcurl 8.14 then fails with CURLE_PARTIAL_FILE, behind the last byte
     void prepareDownloadRequest(CNetRequest& request, const String& path, int64 offset, int64 length);
 
     /// @{
