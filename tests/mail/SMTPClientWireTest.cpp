@@ -145,6 +145,34 @@ TEST(SMTPClientWire, ARequestOfTheCallersSendsAMail) {
                 ElementsAre("EHLO *", "MAIL FROM:<a@x>", "RCPT TO:<b@x>", "DATA", "m\r\n.\r\n"));
 }
 
+/// A stream that tells when it goes.
+class WatchedStream : public zet::CBufferStream {
+public:
+    WatchedStream(const TBuffer<unsigned char>* bytes, bool& isThere)
+        : CBufferStream(bytes), m_isThere(isThere) {
+        m_isThere = true;
+    }
+    ~WatchedStream() override { m_isThere = false; }
+
+private:
+    bool& m_isThere;
+};
+
+TEST(SMTPClientWire, AMessageThatOnlyTheRequestHoldsMayBeSentAgain) {
+    SMTPPeer peer;
+    CNetRequest request;
+    bool isThere = false;
+    const auto bytes = sharedBufferOf("m");
+    auto* const stream = new WatchedStream(bytes, isThere);
+    CSMTPClient::makeSendMailRequest(request, paramsOf(peer), "a@x", {"b@x"}, stream);
+    request.perform();
+    ASSERT_TRUE(isThere);
+    CSMTPClient::makeSendMailRequest(request, paramsOf(peer), "a@x", {"c@x"}, stream);
+    ASSERT_TRUE(isThere);
+    request.perform();
+    EXPECT_EQ(peer.dialogue(0).size(), 9u);
+}
+
 TEST(SMTPClientWire, TheRecipientsAreThoseOfTheListWhenATransferBegins) {
     SMTPPeer peer;
     CNetRequest request;

@@ -221,6 +221,7 @@ void CFTPClient::prepareUploadRequest(CNetRequest& request, const String& path, 
 void CFTPClient::prepareUploadRequest(CNetRequest& request, const String& path, zet::IInStream* data,
                                       int64 size, bool createMissingDirs) {
     static constexpr char place[] = "CFTPClient::prepareUploadRequest";
+    const P<zet::IInStream> held = data;
     if (!data) {
         throw CInvalidArgError(place, "data stream must not be null");
     }

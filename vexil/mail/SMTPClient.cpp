@@ -116,6 +116,8 @@ void CSMTPClient::resetOptions(CNetRequest& request) {
 void CSMTPClient::initRequestForSendMail(CNetRequest& request, const String& from,
                                          const TArray<String>& recipients, zet::IInStream* message) {
     static constexpr char place[] = "CSMTPClient::initRequestForSendMail";
+    // The request may have the only reference to it, from the last time.
+    const P<zet::IInStream> held = message;
     check(from, place, "sender");
     const P<CNetStringList> list = new CNetStringList;
     for (const String& recipient : recipients) {
@@ -138,6 +140,7 @@ void CSMTPClient::initRequestForSendMail(CNetRequest& request, const String& fro
 
 void CSMTPClient::makeSendMailRequest(CNetRequest& request, const CSMTPParams& params, const String& from,
                                       const TArray<String>& recipients, zet::IInStream* message) {
+    const P<zet::IInStream> held = message;
     doInitialRequestInit(request, params);
     initRequestForSendMail(request, from, recipients, message);
 }

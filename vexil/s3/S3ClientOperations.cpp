@@ -152,6 +152,7 @@ void CS3Client::checkMemorySize(bool isInRange) {
 void CS3Client::preparePutObjectRequest(CNetRequest& request, const String& bucket, const String& object,
                                         zet::IInStream* data, int64 size, const String& contentType) {
     static constexpr char place[] = "CS3Client::preparePutObjectRequest";
+    const P<zet::IInStream> held = data;
     checkNames(place, bucket, object);
     if (!data) {
         throw CInvalidArgError(place, "data stream must not be null");
@@ -247,6 +248,7 @@ P<CS3ObjectSink> CS3Client::prepareGetObjectToStream(CNetRequest& request, const
                                                      const String& object, const CS3ObjectRange& range,
                                                      zet::IOutStream* data, const P<sigil::IDigest>& digest) {
     static constexpr char place[] = "CS3Client::prepareGetObjectRequest";
+    const P<zet::IOutStream> held = data;
     checkNames(place, bucket, object);
     if (!data) {
         throw CInvalidArgError(place, "data stream must not be null");
@@ -265,6 +267,7 @@ void CS3Client::prepareGetObjectRequest(CNetRequest& request, const String& buck
 
 void CS3Client::getObject(CNetRequest& request, const String& bucket, const String& object, int64 offset,
                           int64 length, zet::IOutStream* data) {
+    const P<zet::IOutStream> held = data;
     const CS3ObjectRange range{offset, length};
     const P<sigil::IDigest> digest =
         m_verifiesETag && range.isWhole() ? sigil::CDigestType_MD5().createDigest() : nullptr;

@@ -47,7 +47,8 @@ bool load(wxXmlDocument& document, std::string_view bytes) {
     const zet::CMutexLock lock(mutex);
     const wxLogNull silence;
     wxMemoryInputStream stream(bytes.data(), bytes.size());
-    return document.Load(stream, "UTF-8", 0);
+    // A wide text: the conversion of another leaks where memory runs out in it.
+    return document.Load(stream, L"UTF-8", 0);
 }
 
 }  // namespace
