@@ -189,6 +189,21 @@ TEST_F(AllocationFailure, OfADownload) {
     });
 }
 
+TEST_F(AllocationFailure, OfADownloadOverAConnectionOfItsOwnKind) {
+    const String address = url("/object");
+    sweep([&] {
+        CNetRequest request;
+        request.setProxy("");
+        request.setURL(address);
+        request.setSSLVerifyPeer(false);
+        request.setRootCertBundlePath(
+            TPathImpl<CWindowsPathTraits>("a file of certificates that is not asked for"));
+        request.setFTPUseSSL(CURLUSESSL_TRY);
+        request.perform();
+        return holds(*request.getDefaultReceiveBuffer(), body);
+    });
+}
+
 TEST_F(AllocationFailure, OfADownloadIntoAStream) {
     const String address = url("/object");
     sweep([&] {

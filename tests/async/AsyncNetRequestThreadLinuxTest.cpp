@@ -9,6 +9,23 @@
 #include <malloc.h>
 #include <optional>
 #include <pthread.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+namespace {
+
+/// Called before this thread makes an event descriptor readable.
+thread_local std::function<void()> t_beforeWake;
+
+}  // namespace
+
+/// Stands before the system's own, for the library too.
+extern "C" int eventfd_write(int descriptor, eventfd_t value) {
+    if (t_beforeWake) {
+        t_beforeWake();
+    }
+    return write(descriptor, &value, sizeof value) == sizeof value ? 0 : -1;
+}
 
 // ThreadSanitizer has to see each lock itself.
 #ifndef __SANITIZE_THREAD__
@@ -172,6 +189,24 @@ TEST_F(AsyncNetRequestThreadLinuxTest, AThreadThatWasNeverStartedGivesItsDescrip
         worker->addRequest(makeRequest());
     }
     EXPECT_EQ(countDescriptors(), before);
+}
+
+TEST_F(AsyncNetRequestThreadLinuxTest, ARemovalOfTheLastPassIsReportedAsDone) {
+    peer.setDefaultReply(std::string());
+    bool wasRunning = false;
+    thread->onEvents = [&](CAsyncNetRequestManager& manager) {
+        if (manager.getRequestCount() == 0 && wasRunning) {
+            thread->stop(false);
+        }
+        wasRunning = manager.getRequestCount() > 0;
+    };
+    thread->start();
+    const P<CNetRequest> request = startEndless();
+    // Who removes it stands between the order and the question whether the worker is there, until it is not.
+    t_beforeWake = [&] { waitUntil([this] { return !thread->isAlive(); }); };
+    EXPECT_TRUE(thread->removeRequest(request));
+    EXPECT_FALSE(thread->isAlive()) << "the worker should have ended before the answer was asked for";
+    t_beforeWake = nullptr;
 }
 
 TEST_F(AsyncNetRequestThreadLinuxTest, TheSystemShowsAsMuchOfTheNameAsFits) {
