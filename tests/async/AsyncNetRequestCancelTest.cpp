@@ -3,6 +3,7 @@
 #include "tests/async/SilentServer.h"
 #include "tests/async/TransferDriver.h"
 #include "tests/net/CancelTestSupport.h"
+#include "tests/support/Deadline.h"
 #include "tests/support/ScriptedPeer.h"
 
 #include <condition_variable>
@@ -61,6 +62,7 @@ protected:
             *request, [&] { drive(GetParam(), *request); }, waitForState);
     }
 
+    const Deadline deadline{"a cancelled transfer ends, and its connection is not used again"};
     ScriptedPeer peer;
     P<CNetRequest> request = makeCancellable(peer.url("/a"));
     const P<TestProgress> progress = new TestProgress;
@@ -335,6 +337,7 @@ protected:
     P<CNetRequest> makeSilent() const { return makeCancellable(silent.url()); }
 
     const SilentServer silent;
+    const Deadline deadline{"a cancelled transfer ends, and its connection is not used again"};
     ScriptedPeer peer;
     LogCapture log;
 };

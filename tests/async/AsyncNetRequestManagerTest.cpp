@@ -2,6 +2,7 @@
 #include "vexil/async/AsyncNetRequestManager.h"
 
 #include "tests/async/AsyncTestSupport.h"
+#include "tests/support/Deadline.h"
 #include "tests/support/ScriptedPeer.h"
 
 #include <optional>
@@ -59,6 +60,7 @@ protected:
         return error ? static_cast<int>(error->getCode()) : CURLE_OK;
     }
 
+    const Deadline deadline{"a wait is no longer than libcurl's timer"};
     ScriptedPeer peer;
     LogCapture log;
     TArray<P<CNetRequest>> finished;

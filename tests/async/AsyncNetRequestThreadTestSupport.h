@@ -3,6 +3,7 @@
 #pragma once
 
 #include "tests/net/NetRequestTestSupport.h"
+#include "tests/support/Deadline.h"
 #include "tests/support/ScriptedPeer.h"
 #include "vexil/async/AsyncNetRequestManager.h"
 #include "vexil/async/AsyncNetRequestThread.h"
@@ -241,6 +242,7 @@ protected:
         EXPECT_TRUE(request->waitAsyncDone(longTime));
     }
 
+    const Deadline deadline{"a removal on the worker is not waited for, nor one of a worker that has ended"};
     ScriptedPeer peer;
     LogCapture log;
     Record record;

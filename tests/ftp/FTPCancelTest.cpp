@@ -2,6 +2,7 @@
 #include "tests/async/TransferDriver.h"
 #include "tests/ftp/FTPServerTestSupport.h"
 #include "tests/net/CancelTestSupport.h"
+#include "tests/support/Deadline.h"
 #include "tests/support/ScriptedPeer.h"
 
 #include <functional>
@@ -74,6 +75,7 @@ protected:
         progress->then = {};
     }
 
+    const Deadline deadline{"a cancelled transfer ends, and its connection is not used again"};
     ScriptedPeer control;
     ScriptedPeer data;
     P<CNetRequest> request = new CNetRequest;
@@ -181,6 +183,7 @@ TEST_P(FTPCancel, InTheMiddleOfAnUpload) {
 }
 
 TEST(FTPCancelOperation, EndsAnOperationOfManyTransfers) {
+    const Deadline deadline{"a cancelled transfer ends, and its connection is not used again"};
     ScriptedPeer control;
     ScriptedPeer data;
     control.onConnection()

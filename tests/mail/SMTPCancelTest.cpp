@@ -2,6 +2,7 @@
 #include "tests/async/TransferDriver.h"
 #include "tests/mail/MailTestSupport.h"
 #include "tests/net/CancelTestSupport.h"
+#include "tests/support/Deadline.h"
 #include "tests/support/ScriptedPeer.h"
 #include "vexil/mail/SMTPClient.h"
 #include "zet/BufferStream.h"
@@ -62,6 +63,7 @@ protected:
         EXPECT_EQ(peer.connectionCount(), 1u);
     }
 
+    const Deadline deadline{"a cancelled transfer ends, and its connection is not used again"};
     ScriptedPeer peer;
     P<CNetRequest> request = new CNetRequest;
     const P<TestProgress> progress = new TestProgress;
@@ -89,6 +91,7 @@ TEST_P(SMTPCancel, WhileTheMessageIsNotTaken) {
 }
 
 TEST(SMTPCancelOperation, ACancelledClientSendsTheNextMail) {
+    const Deadline deadline{"a cancelled transfer ends, and its connection is not used again"};
     ScriptedPeer peer;
     playEnvelope(peer).expectExactly(message + ".\r\n").readUntilClose();
     playEnvelope(peer).expectExactly(message + ".\r\n").reply("250 ok\r\n").expectLine("QUIT").close();

@@ -1,5 +1,6 @@
 // What a progress object is told, and transfers that are cancelled under perform().
 #include "tests/net/CancelTestSupport.h"
+#include "tests/support/Deadline.h"
 #include "tests/support/ScriptedPeer.h"
 #include "tests/support/WhatOf.h"
 
@@ -32,6 +33,8 @@ protected:
         EXPECT_THAT(peer.failures(), IsEmpty());
     }
 
+    const Deadline deadline{"progress is told in the order downloaded, its total, uploaded, its total; a "
+                            "cancelled transfer ends, and its connection is not used again"};
     ScriptedPeer peer;
     LogCapture log;
     P<OpenRequest> request = new OpenRequest;

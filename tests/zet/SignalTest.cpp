@@ -1,5 +1,6 @@
 #include "zet/Signal.h"
 
+#include "tests/support/Deadline.h"
 #include "zet/Mutex.h"
 #include "zet/Thread.h"
 
@@ -40,6 +41,7 @@ TEST(SignalTest, StaysSetUntilItIsReset) {
 }
 
 TEST(SignalTest, WakesEveryWaiter) {
+    const vexil_test::Deadline deadline("set() wakes all who wait");
     CSignal signal;
     bool results[4]{};
     std::thread forEver([&] { results[0] = signal.wait(-1); });
@@ -93,6 +95,7 @@ TEST(MutexTest, KeepsOtherThreadsOut) {
 }
 
 TEST(MutexTest, ACopyIsALockOfItsOwn) {
+    const vexil_test::Deadline deadline("a copy is a lock of its own");
     CMutex mutex;
     CMutex other;
     const CMutexLock lock(mutex);

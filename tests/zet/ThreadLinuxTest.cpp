@@ -1,4 +1,5 @@
 // What the system sees of a thread, and what it may refuse.
+#include "tests/support/Deadline.h"
 #include "tests/support/FailingAllocations.h"
 #include "zet/Thread.h"
 
@@ -96,6 +97,7 @@ private:
 };
 
 TEST(ThreadStartTest, TellsThatTheSystemHasNoMoreThreads) {
+    const vexil_test::Deadline deadline("a thread that cannot be started is not waited for");
     NamedThread thread("backup");
     {
         const NoThreads none;
@@ -166,6 +168,7 @@ public:
 };
 
 TEST(ThreadEndTest, ByAnErrorNeedsNoMemory) {
+    const vexil_test::Deadline deadline("a thread ends without memory");
     StarvedThread thread;
     thread.start();
     thread.isRunning.wait(-1);

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <mutex>
+#include <thread>
+
+namespace vexil_test {
+
+/// Ends the program, and says which rule seems to be broken, when a scope takes too long: for rules whose breach shows
+/// only as a wait that never ends.
+class Deadline {
+public:
+    /// \param rule   what is to hold, such as "set() wakes all who wait"
+    /// \param limit  far beyond what the slowest machine takes, and below the limit of a whole test program
+    explicit Deadline(const char* rule, std::chrono::seconds limit = std::chrono::seconds(120))
+        : m_thread([this, rule, limit] { watch(rule, limit); }) {}
+    ~Deadline() {
+        {
+            const std::lock_guard lock(m_mutex);
+            m_isKept = true;
+            m_changed.notify_all();
+        }
+        m_thread.join();
+    }
+    Deadline(const Deadline&) = delete;
+    Deadline& operator=(const Deadline&) = delete;
+
+private:
+    void watch(const char* rule, std::chrono::seconds limit) {
+        std::unique_lock lock(m_mutex);
+        if (!m_changed.wait_for(lock, limit, [this] { return m_isKept; })) {
+            std::fprintf(stderr, "Still waiting after %lld s. The rule that seems to be broken: %s.\n",
+                         static_cast<long long>(limit.count()), rule);
+            std::_Exit(1);
+        }
+    }
+
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    bool m_isKept = false;
+    std::thread m_thread;
+};
+
+}  // namespace vexil_test
