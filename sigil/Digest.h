@@ -24,6 +24,9 @@ public:
     /// Adds `length` bytes. `data` may be null where `length` is 0; a negative length is a
     /// zet::CInvalidArgError.
     virtual void update(const void* data, int length) = 0;
+    /// An object is no content: give the address of its bytes.
+    template <zet::ObjectPointer Data, class Length>
+    void update(const Data& data, Length length) = delete;
     /// Puts the hash of everything since the beginning into `out`. Only reset() may follow: anything else is
     /// a zet::CError.
     virtual void finish(zet::TBuffer<unsigned char>& out) = 0;

@@ -2,6 +2,7 @@
 
 #include "sigil/Export.h"
 #include "zet/Buffer.h"
+#include "zet/Pointer.h"
 
 namespace sigil {
 
@@ -14,5 +15,11 @@ namespace sigil {
 /// \throws zet::CError when OpenSSL refuses
 SIGIL_API void calcHMAC_SHA1(zet::TBuffer<unsigned char>& out, const void* data, int length, const void* key,
                              int keyLength);
+
+/// An object is no content: give the address of its bytes.
+template <class Data, class Key>
+requires zet::ObjectPointer<Data> || zet::ObjectPointer<Key>
+void calcHMAC_SHA1(zet::TBuffer<unsigned char>& out, const Data& data, int length, const Key& key,
+                   int keyLength) = delete;
 
 }  // namespace sigil

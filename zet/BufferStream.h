@@ -25,6 +25,7 @@ public:
 
     int read(void* buffer, int maxLength) override;
     void write(const void* data, int length) override;
+    using IOutStream::write;
     int64 getSize() override { return m_buffer->getUsed(); }
     void seek(int64 position) override;
     int64 getPosition() override { return m_position; }

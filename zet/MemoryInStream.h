@@ -1,6 +1,7 @@
 #pragma once
 
 #include "zet/InStream.h"
+#include "zet/Pointer.h"
 
 namespace zet {
 
@@ -10,6 +11,9 @@ class ZET_API CMemoryInStream : public virtual CBase, public IInStream {
 public:
     /// `data` may be null where `size` is 0 and is a CInvalidArgError otherwise; a negative size counts as 0.
     CMemoryInStream(const void* data, int size);
+    /// An object is no content: give the address of its bytes.
+    template <ObjectPointer Data, class Size>
+    CMemoryInStream(const Data& data, Size size) = delete;
     ~CMemoryInStream() override;
 
     int read(void* buffer, int maxLength) override;

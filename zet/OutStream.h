@@ -2,6 +2,7 @@
 
 #include "zet/Base.h"
 #include "zet/Export.h"
+#include "zet/Pointer.h"
 #include "zet/Types.h"
 
 namespace zet {
@@ -11,6 +12,9 @@ class ZET_API IOutStream : public virtual IBase {
 public:
     /// Writes all `length` bytes at the position, or throws.
     virtual void write(const void* data, int length) = 0;
+    /// An object is no content: give the address of its bytes.
+    template <ObjectPointer Data, class Length>
+    void write(const Data& data, Length length) = delete;
     /// Bytes from start to end, -1 when unknown.
     virtual int64 getSize() = 0;
     /// Moves to a position in bytes from the start.

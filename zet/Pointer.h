@@ -102,4 +102,23 @@ private:
 template <class T>
 using PC = P<const T>;
 
+/// @{
+
+/// Whether T is a pointer to an object of a class, a union or to a pointer, or an array of these.
+template <class T>
+inline constexpr bool isObjectPointer = false;
+template <class T>
+inline constexpr bool isObjectPointer<T*> = std::is_class_v<T> || std::is_union_v<T> || std::is_pointer_v<T>;
+template <class T, std::size_t size>
+inline constexpr bool isObjectPointer<T[size]> = isObjectPointer<T*>;
+template <class T>
+inline constexpr bool isObjectPointer<P<T>> = true;
+/// @}
+
+/// A pointer to what holds addresses rather than content. All convert to `const void*`; functions that take bytes
+/// refuse them, as otherwise the addresses would be stored or sent. For plain structures of bytes there is
+/// `static_cast<const void*>`.
+template <class T>
+concept ObjectPointer = isObjectPointer<std::remove_cv_t<T>>;
+
 }  // namespace zet

@@ -702,6 +702,42 @@ TEST_F(FTPClientOptions, AnUploadTakesSizesOfAllTypes) {
     EXPECT_EQ(sizeOf(&stream, int64(5000000000)), "INFILESIZE_LARGE=5000000000OFF");
 }
 
+TEST_F(FTPClientOptions, AnUploadOfABufferSendsItsBytes) {
+    OpenRequest open;
+    CFTPClient client("h", "u", "p", plain);
+    vexil::TBuffer<unsigned char> buffer;
+    buffer.append(reinterpret_cast<const unsigned char*>("Hello"), 5);
+    client.prepareUploadRequest(open, "/x", buffer, false);
+    EXPECT_EQ(sentBy(open), "Hello");
+}
+
+// What `data` may be, and what it may not: all pointers convert to `const void*`.
+
+template <class Data, class Size = int>
+concept CanUpload = requires(CNetRequest& request, CFTPClient& client, Data data, Size size) {
+    client.prepareUploadRequest(request, "/x", data, size, false);
+    client.prepareUploadRequest(request, "/x", std::as_const(data), size, false);
+};
+
+using Buffer = vexil::TBuffer<unsigned char>;
+
+static_assert(CanUpload<const void*>);
+static_assert(CanUpload<const char*, std::size_t>);
+static_assert(CanUpload<unsigned char*, int64>);
+static_assert(CanUpload<std::nullptr_t>);
+static_assert(CanUpload<zet::CBufferStream*, std::size_t>);
+static_assert(CanUpload<P<zet::IInStream>>);
+static_assert(CanUpload<P<zet::CBufferStream>, std::uint16_t>);
+
+static_assert(!CanUpload<P<Buffer>>);
+static_assert(!CanUpload<vexil::PC<Buffer>, std::size_t>);
+static_assert(!CanUpload<const Buffer*, int64>);
+static_assert(!CanUpload<std::string*>);
+static_assert(!CanUpload<P<zet::IOutStream>>);
+static_assert(!CanUpload<zet::IOutStream*, double>);
+static_assert(!CanUpload<const zet::CBufferStream*>);
+static_assert(!CanUpload<char**>);
+
 TEST_F(FTPClientOptions, TheLargestUploadFromMemoryIsTaken) {
     CFTPClient client("h", "u", "p", plain);
     const auto largest = std::numeric_limits<int>::max();

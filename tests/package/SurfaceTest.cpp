@@ -461,6 +461,11 @@ void name_vexil_CS3Client() {
                                      const String&)>(&Class::preparePutObjectRequest));
     name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, const void*, int,
                                      const String&)>(&Class::putObject));
+    name(
+        static_cast<void (Class::*)(CNetRequest&, const String&, const String&, const TBuffer<unsigned char>&,
+                                    const String&)>(&Class::preparePutObjectRequest));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&,
+                                     const TBuffer<unsigned char>&, const String&)>(&Class::putObject));
     name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, zet::IInStream*, int64,
                                      const String&)>(&Class::preparePutObjectRequest));
     name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, zet::IInStream*, int64,
@@ -985,6 +990,8 @@ void name_vexil_CFTPClient() {
     name(static_cast<void (Class::*)(CNetRequest&, const String&, const void*, int, bool)>(
         &Class::prepareUploadRequest));
     name(static_cast<void (Class::*)(CNetRequest&, const String&, zet::IInStream*, int64, bool)>(
+        &Class::prepareUploadRequest));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const TBuffer<unsigned char>&, bool)>(
         &Class::prepareUploadRequest));
     name(static_cast<void (Class::*)(CNetRequest&, const String&)>(&Class::prepareDeleteFileRequest));
     name(static_cast<void (Class::*)(CNetRequest&, const String&)>(&Class::deleteFile));

@@ -2,7 +2,10 @@
 #include "tests/s3/S3WireTest.h"
 #include "zet/BufferStream.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <limits>
+#include <utility>
 
 namespace {
 
@@ -243,6 +246,71 @@ TEST_F(S3WireTest, PutSendsTheseBytes) {
                  "Content-Length: 5"}));
     EXPECT_EQ(peer.requests().at(0).body, "hello");
 }
+
+TEST_F(S3WireTest, PutOfABufferSendsItsBytes) {
+    const vexil::P<vexil::TBuffer<unsigned char>> buffer = new vexil::TBuffer<unsigned char>;
+    buffer->append(reinterpret_cast<const unsigned char*>("Hello"), 5);
+    answer({reply("200 OK", "")});
+    client.putObject(request, "b", "k", *buffer, "text/plain");
+    EXPECT_THAT(onlyHead(), testing::HasSubstr("\r\nContent-MD5: ixqZU8RhEpaoJ6v4xHgE1w==\r\n"));
+    EXPECT_EQ(peer.requests().at(0).body, "Hello");
+}
+
+// What `data` may be, and what it may not: all pointers convert to `const void*`.
+
+template <class Data, class Size = int>
+concept CanPut = requires(CNetRequest& request, TestClient& client, Data data, Size size) {
+    client.putObject(request, "b", "k", data, size, "");
+    client.putObject(request, "b", "k", std::as_const(data), size, "");
+    client.putObject(request, "b", "k", std::move(data), size, "");
+    client.preparePutObjectRequest(request, "b", "k", data, size, "");
+};
+
+using Buffer = vexil::TBuffer<unsigned char>;
+struct Declared;
+union Union {
+    int number;
+    void* address;
+};
+
+static_assert(CanPut<const void*>);
+static_assert(CanPut<void*>);
+static_assert(CanPut<const char*, std::size_t>);
+static_assert(CanPut<unsigned char*, int64>);
+static_assert(CanPut<std::byte*>);
+static_assert(CanPut<std::int16_t*>);
+static_assert(CanPut<std::nullptr_t>);
+static_assert(CanPut<zet::IInStream*>);
+static_assert(CanPut<zet::CBufferStream*, std::size_t>);
+static_assert(CanPut<vexil::P<zet::IInStream>, std::uint16_t>);
+static_assert(CanPut<vexil::P<zet::CBufferStream>>);
+template <class Element>
+concept CanPutArray = requires(CNetRequest& request, TestClient& client, Element (&array)[2]) {
+    client.putObject(request, "b", "k", array, 2, "");
+};
+
+template <class Bytes>
+concept CanPutWhole = requires(CNetRequest& request, TestClient& client, Bytes bytes) {
+    client.putObject(request, "b", "k", bytes, "");
+    client.preparePutObjectRequest(request, "b", "k", std::as_const(bytes), "");
+};
+
+static_assert(CanPutArray<char> && CanPutArray<const char> && CanPutWhole<Buffer>);
+static_assert(!CanPutArray<std::string> && !CanPutArray<char*> && !CanPutWhole<vexil::P<Buffer>>);
+
+static_assert(!CanPut<vexil::P<Buffer>>);
+static_assert(!CanPut<vexil::PC<Buffer>, std::size_t>);
+static_assert(!CanPut<Buffer*, int64>);
+static_assert(!CanPut<const Buffer*, double>);
+static_assert(!CanPut<std::string*>);
+static_assert(!CanPut<const std::string*, std::size_t>);
+static_assert(!CanPut<vexil::P<zet::IOutStream>>);
+static_assert(!CanPut<zet::IOutStream*>);
+static_assert(!CanPut<const zet::CBufferStream*>);
+static_assert(!CanPut<vexil::PC<zet::IInStream>>);
+static_assert(!CanPut<Declared*>);
+static_assert(!CanPut<Union*>);
+static_assert(!CanPut<char**>);
 
 TEST_F(S3WireTest, PutOfNothingSendsTheseBytes) {
     answer({reply("200 OK", "")});

@@ -1,5 +1,6 @@
 #include "sigil/Base64.h"
 
+#include "zet/Buffer.h"
 #include "zet/InvalidArgError.h"
 
 #include <gtest/gtest.h>
@@ -8,6 +9,15 @@
 #include <string_view>
 
 namespace {
+
+// All pointers convert to `const void*`, but what they point to is not always content.
+template <class Data>
+concept CanEncode = requires(Data data) {
+    sigil::base64Encode(data, 1, true, false);
+};
+static_assert(CanEncode<const char*> && CanEncode<const void*> && CanEncode<std::nullptr_t>);
+static_assert(!CanEncode<zet::P<zet::TBuffer<unsigned char>>> && !CanEncode<std::string*> &&
+              !CanEncode<char**>);
 
 std::string encoded(std::string_view data, bool withPadding = true, bool withLineBreaks = false) {
     return sigil::base64Encode(data.data(), static_cast<int>(data.size()), withPadding, withLineBreaks)

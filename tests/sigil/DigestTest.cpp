@@ -56,6 +56,14 @@ const CVector vectors[]{
      "57edf4a22be3c955ac49da2e2107b67a"},
 };
 
+// All pointers convert to `const void*`, but what they point to is not always content.
+template <class Data>
+concept CanUpdate = requires(IDigest& digest, Data data) {
+    digest.update(data, 1);
+};
+static_assert(CanUpdate<const char*> && CanUpdate<const void*> && CanUpdate<std::nullptr_t>);
+static_assert(!CanUpdate<P<zet::TBuffer<unsigned char>>> && !CanUpdate<std::string*> && !CanUpdate<char**>);
+
 TEST(DigestTest, ComputesMD5) {
     for (const CVector& vector : vectors) {
         const P<IDigest> digest = makeMD5();

@@ -11,6 +11,15 @@ namespace {
 
 using Buffer = zet::TBuffer<unsigned char>;
 
+// All pointers convert to `const void*`, but what they point to is not always content.
+template <class Data, class Key>
+concept CanCalc = requires(Buffer& out, Data data, Key key) {
+    sigil::calcHMAC_SHA1(out, data, 1, key, 1);
+};
+static_assert(CanCalc<const char*, const char*> && CanCalc<const void*, unsigned char*>);
+static_assert(CanCalc<std::nullptr_t, const char*>);
+static_assert(!CanCalc<zet::P<Buffer>, const char*> && !CanCalc<const char*, std::string*>);
+
 std::string hexOf(const Buffer& buffer) {
     std::string text;
     for (int i = 0; i < buffer.getUsed(); ++i) {

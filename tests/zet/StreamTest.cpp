@@ -64,6 +64,23 @@ void expectToReadLikeAStream(zet::IInStream& stream) {
     }
 }
 
+// All pointers convert to `const void*`, but what they point to is not always content.
+
+template <class Data>
+concept CanRead = requires(Data data) {
+    CMemoryInStream(data, 1);
+};
+template <class Stream, class Data>
+concept CanWrite = requires(Stream& stream, Data data) {
+    stream.write(data, 1);
+};
+
+static_assert(CanRead<const char*> && CanRead<const void*> && CanRead<std::nullptr_t>);
+static_assert(!CanRead<P<Buffer>> && !CanRead<std::string*> && !CanRead<char**>);
+static_assert(CanWrite<CBufferStream, const char*> && CanWrite<zet::IOutStream, void*>);
+static_assert(!CanWrite<CBufferStream, P<Buffer>> && !CanWrite<CBufferStream, std::string*>);
+static_assert(!CanWrite<zet::IOutStream, PC<Buffer>> && !CanWrite<zet::IOutStream, const std::string*>);
+
 TEST(MemoryInStreamTest, ReadsWithinItsBounds) {
     CMemoryInStream stream("abcdef", 6);
     expectToReadLikeAStream(stream);

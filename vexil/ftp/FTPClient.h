@@ -156,6 +156,17 @@ public:
     }
     /// @}
 
+    /// The same for the bytes of a buffer.
+    void prepareUploadRequest(CNetRequest& request, const String& path, const TBuffer<unsigned char>& data,
+                              bool createMissingDirs) {
+        prepareUploadRequest(request, path, data.getData(), data.getUsed(), createMissingDirs);
+    }
+    /// An object is no content: give the address of its bytes, or a buffer by `*buffer`.
+    template <zet::ObjectPointer Data, class Size>
+    requires(!std::convertible_to<const Data&, zet::IInStream*>) void prepareUploadRequest(
+        CNetRequest& request, const String& path, const Data& data, Size size,
+        bool createMissingDirs) = delete;
+
     /// @{
 
     /// Deletes a file (DELE).

@@ -107,6 +107,10 @@ public:
         /// \param responseHeaders  the headers of that response, by lower-case name
         virtual void write(const void* data, int length, int httpStatus,
                            const TMap<String, String>& responseHeaders) = 0;
+        /// An object is no content: give the address of its bytes.
+        template <zet::ObjectPointer Data>
+        void write(const Data& data, int length, int httpStatus,
+                   const TMap<String, String>& responseHeaders) = delete;
 
     protected:
         ~IDataSink() override;

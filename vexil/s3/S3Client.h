@@ -127,6 +127,32 @@ public:
 
     /// @{
 
+    /// The same for the bytes of a buffer.
+    void preparePutObjectRequest(CNetRequest& request, const String& bucket, const String& object,
+                                 const TBuffer<unsigned char>& data, const String& contentType) {
+        preparePutObjectRequest(request, bucket, object, data.getData(), data.getUsed(), contentType);
+    }
+    void putObject(CNetRequest& request, const String& bucket, const String& object,
+                   const TBuffer<unsigned char>& data, const String& contentType) {
+        putObject(request, bucket, object, data.getData(), data.getUsed(), contentType);
+    }
+    /// @}
+
+    /// @{
+
+    /// An object is no content: give the address of its bytes, or a buffer by `*buffer`.
+    template <zet::ObjectPointer Data, class Size>
+    requires(!std::convertible_to<const Data&, zet::IInStream*>) void preparePutObjectRequest(
+        CNetRequest& request, const String& bucket, const String& object, const Data& data, Size size,
+        const String& contentType) = delete;
+    template <zet::ObjectPointer Data, class Size>
+    requires(!std::convertible_to<const Data&, zet::IInStream*>) void putObject(
+        CNetRequest& request, const String& bucket, const String& object, const Data& data, Size size,
+        const String& contentType) = delete;
+    /// @}
+
+    /// @{
+
     /// Stores `size` bytes of a stream from where it stands on, without holding them in memory.
     ///
     /// The stream is read twice: by the preparation for Content-MD5, then for the transfer, and once more for
