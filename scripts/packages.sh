@@ -155,7 +155,7 @@ install_or_update_first() {
 }
 
 [[ $# -gt 0 ]] || fail "usage: packages.sh build|test|run|bench|root|windows..."
-command -v dpkg-query >/dev/null || fail "this script is for Debian 12 and its relatives: there is no dpkg here"
+command -v dpkg-query >/dev/null || fail "this script is for Debian 12, Debian 13 and their relatives: there is no dpkg here"
 names=$(packages_of_groups "$@")
 mapfile -t packages <<<"$names"
 mapfile -t missing < <(missing_of "${packages[@]}")

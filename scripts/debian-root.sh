@@ -1,0 +1,108 @@
+#!/usr/bin/env bash
+# Runs a command in a bare root of another Debian release: this checkout is in it, at the same place.
+#
+# Usage: scripts/debian-root.sh SUITE COMMAND [ARGUMENT...]    SUITE is a release's name, such as trixie
+#
+# The root is made once, with debootstrap, and kept in ${XDG_CACHE_HOME:-~/.cache}/vexil/debian-SUITE, with all that
+# was installed and compiled in it. Delete that folder to have a new one. The packages come from where this machine has
+# its own; VEXIL_DEBIAN_MIRROR in the environment names another mirror.
+#
+# The command sees no process of the machine, has a folder /tmp of its own, and gets of the environment CI, TERM, the
+# proxies and all that begins with VEXIL_. What it starts ends with it.
+#
+# Exit code: that of the command. Needs root.
+set -euo pipefail
+
+usage='usage: debian-root.sh SUITE COMMAND [ARGUMENT...]'
+suite=${1:?$usage}
+: "${2:?$usage}"
+shift
+project=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.." && pwd)
+cache=${XDG_CACHE_HOME:-$HOME/.cache}/vexil
+root=$cache/debian-$suite
+
+fail() {
+    printf 'debian-root.sh: %s\n' "$*" >&2
+    exit 1
+}
+
+# The archive's address is known only from lists that have been fetched.
+find_mirror() {
+    apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' 'Origin: Debian' 'Label: Debian' | head -n 1
+}
+
+# How the machine reaches the archive, and what it asks of its files.
+copy_apt_settings() {
+    apt-config dump | grep -E '^Acquire::(https?|Retries|Check-[A-Za-z-]*)\b.* "[^"]+";$' \
+        >"$1/etc/apt/apt.conf.d/50machine" || true
+}
+
+make_root() {
+    local mirror log=$cache/debian-$suite.log
+    "$project/scripts/packages.sh" root
+    mirror=${VEXIL_DEBIAN_MIRROR:-$(find_mirror)}
+    if [[ -z $mirror ]]; then
+        apt-get update -q >"$log" 2>&1 || true
+        mirror=$(find_mirror)
+    fi
+    [[ -n $mirror ]] || fail "found no Debian archive among the machine's sources: set VEXIL_DEBIAN_MIRROR"
+    printf 'Making a root of Debian %s in %s\n' "$suite" "$root" >&2
+    rm -rf --one-file-system -- "$root.new"
+    # A file system of its own for its mounts: they go with it, however it ends.
+    unshare --mount --propagation private debootstrap --force-check-gpg --variant=minbase "$suite" "$root.new" "$mirror" \
+        >"$log" 2>&1 </dev/null || {
+        tail -n 20 "$log" >&2
+        fail "could not make the root"
+    }
+    copy_apt_settings "$root.new"
+    # What would be lost with the power can be made again.
+    printf 'force-unsafe-io\n' >"$root.new/etc/dpkg/dpkg.cfg.d/50unsafe-io"
+    printf 'DPkg::Post-Invoke { "rm -f /var/cache/apt/archives/*.deb"; };\n' \
+        >"$root.new/etc/apt/apt.conf.d/50no-archives"
+    mv -- "$root.new" "$root"
+}
+
+# As the first process of its own name spaces for mounts and processes, which end with it.
+enter_root() {
+    local name
+    mount -t proc proc "$root/proc"
+    mount --rbind /dev "$root/dev"
+    mount -t tmpfs -o mode=1777 tmpfs "$root/tmp"
+    mount -t tmpfs -o mode=755 tmpfs "$root/run"
+    mkdir -p -- "$root$project"
+    mount --bind "$project" "$root$project"
+    for name in hosts resolv.conf; do
+        [[ ! -e /etc/$name ]] || mount --bind "/etc/$name" "$root/etc/$name"
+    done
+    local -a kept
+    mapfile -d '' -t kept < <(env -0 | grep -zE '^(CI|TERM|VEXIL_[A-Z0-9_]*|([a-z]+_proxy|[A-Z]+_PROXY))=' || true)
+    exec env -i --default-signal=INT,QUIT HOME=/root PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin \
+        "${kept[@]}" chroot "$root" sh -c 'cd -- "$0" && exec "$@"' "$project" "$@"
+}
+
+if [[ $suite == --enter ]]; then
+    # As this script calls itself.
+    root=$1
+    shift
+    enter_root "$@"
+fi
+
+[[ $(id -u) == 0 ]] || fail "needs root, to change the root"
+mkdir -p -- "$cache"
+exec 9>"$cache/debian-$suite.lock"
+flock 9
+[[ -d $root ]] || make_root
+exec 9>&-
+touch "$root/etc/hosts" "$root/etc/resolv.conf"
+
+# In the background, as only so a signal is heeded before the command ends.
+unshare --mount --propagation private --pid --fork --kill-child "${BASH_SOURCE[0]}" --enter "$root" "$@" <&0 &
+inside=$!
+end_inside() {
+    kill -KILL "$inside" 2>/dev/null || true
+    exit "$1"
+}
+trap 'end_inside 129' HUP
+trap 'end_inside 130' INT
+trap 'end_inside 143' TERM
+wait "$inside"
