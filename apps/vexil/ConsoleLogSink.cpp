@@ -2,6 +2,7 @@
 
 #include "apps/vexil/Console.h"
 #include "apps/vexil/Text.h"
+#include "vexil/net/URLRedaction.h"
 #include "zet/XMLElement.h"
 
 namespace vexil::app {
@@ -34,7 +35,7 @@ void CConsoleLogSink::log(const zet::CLogMessage& message) {
         const String reason = String::fromUTF8Lossy(message.error->what());
         line += line.find(reason) == String::npos ? " [" + reason + "]" : String();
     }
-    m_console.message(level, "vexil: " + printable(withoutProxyLogin(line)));
+    m_console.message(level, "vexil: " + printable(withoutProxyLogin(redactURLs(line))));
     if (message.element) {
         m_console.message(level, "  " + printable(message.element->getText().substr(0, maxElementText)));
     }

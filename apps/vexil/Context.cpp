@@ -3,6 +3,7 @@
 #include "apps/vexil/Credentials.h"
 #include "apps/vexil/Platform.h"
 #include "apps/vexil/Text.h"
+#include "vexil/net/URLRedaction.h"
 
 namespace vexil::app {
 
@@ -57,7 +58,7 @@ CCountingS3Client& CContext::getClient() {
             try {
                 client->setBaseURL(endpoint);
             } catch (const CInvalidArgError& error) {
-                throw CInvalidArgError(error.getPlace(), "the endpoint '" + printable(endpoint) +
+                throw CInvalidArgError(error.getPlace(), "the endpoint '" + printable(redactURL(endpoint)) +
                                                              "' cannot be used: " + error.getMessage());
             }
         }
@@ -124,8 +125,8 @@ String CContext::getFTPServer() const {
     }
     // It is pasted into URLs.
     if (server.view().find_first_of(L"/@?#% \t") != std::wstring_view::npos) {
-        throw CInvalidArgError("CContext",
-                               "the FTP server '" + printable(server) + "' is no HOST or HOST:PORT");
+        throw CInvalidArgError("CContext", "the FTP server '" + printable(redactURL(server)) +
+                                               "' is no HOST or HOST:PORT");
     }
     return server;
 }

@@ -6,6 +6,7 @@
 #include "vexil/net/CURLError.h"
 #include "vexil/net/ErrorClassification.h"
 #include "vexil/net/NetRequest.h"
+#include "vexil/net/URLRedaction.h"
 
 #include <cerrno>
 #include <utility>
@@ -40,19 +41,6 @@ constexpr CFactLabel labels[] = {
     {"httpMethod", "method"},
     {"url", "URL"},
 };
-
-// A URL may carry the password of its user.
-String withoutPassword(const String& url) {
-    const std::size_t start = url.find("://");
-    if (start == String::npos) {
-        return url;
-    }
-    const std::size_t host = start + 3;
-    std::size_t end = url.find(L'/', host);
-    end = end == String::npos ? url.length() : end;
-    const std::size_t at = url.substr(0, end).findLast(L'@');
-    return at == String::npos || at < host ? url : url.substr(0, host) + "***" + url.substr(at);
-}
 
 String makeFactLine(const String& label, const String& value) {
     String line = "  " + label + ":";
@@ -174,7 +162,15 @@ void CErrorReport::addRequest(const CNetRequest& request) {
 }
 
 String CErrorReport::getMessage() const {
-    return withoutProxyLogin(m_known ? m_known->getMessage() : String::fromUTF8Lossy(m_error.what()));
+    return withoutLogins(m_error, m_known ? m_known->getMessage() : String::fromUTF8Lossy(m_error.what()));
+}
+
+String CErrorReport::withoutLogins(const std::exception& error, const String& message) const {
+    String text = withoutProxyLogin(message);
+    const String url = m_facts.lookup("url");
+    text.replaceAll(url, redactURL(url));
+    // The program's own messages name files and objects, in which a ":" and an "@" mean nothing.
+    return dynamic_cast<const CCURLError*>(&error) ? redactURLs(text) : text;
 }
 
 String CErrorReport::getText() const {
@@ -186,7 +182,7 @@ String CErrorReport::getText() const {
     }
     for (const auto& [property, label] : labels) {
         if (const String value = m_facts.lookup(property); !value.isEmpty()) {
-            text += makeFactLine(label, property == std::string_view("url") ? withoutPassword(value) : value);
+            text += makeFactLine(label, property == std::string_view("url") ? redactURL(value) : value);
         }
     }
     for (const auto& [property, value] : m_facts.getEntries()) {
@@ -195,7 +191,8 @@ String CErrorReport::getText() const {
         }
     }
     if (m_known && m_known->getInnerError()) {
-        text += makeFactLine("cause", withoutProxyLogin(m_known->getInnerError()->getMessage()));
+        const CError& cause = *m_known->getInnerError();
+        text += makeFactLine("cause", withoutLogins(cause, cause.getMessage()));
     }
     if (const String hint = getHint(); !hint.isEmpty()) {
         text += makeFactLine("what you can do", hint);
@@ -231,6 +228,11 @@ bool CErrorReport::isMissing() const {
 
 bool CErrorReport::isHopeless() const {
     return isNetworkOrServiceDownError(m_error) || m_s3Code == "NoSuchBucket" || isLoginRefused();
+}
+
+bool CErrorReport::isRedirect() const {
+    const int code = CCURLError::getResponseCode(m_facts);
+    return CCURLError::getResponseCodeDomain(m_facts) == "http" && code >= 300 && code <= 399;
 }
 
 bool CErrorReport::isAccessDenied() const {
@@ -311,7 +313,7 @@ String CErrorReport::getHint() const {
     if (m_status == 404) {
         return "Check the name for typing errors.";
     }
-    if (m_known && m_known->getDomain() == "curl") {
+    if (m_known && m_known->getDomain() == "curl" && !isRedirect()) {
         return getHintForCurl(m_known->getCode());
     }
     if (m_known && m_known->getDomain() == "system") {

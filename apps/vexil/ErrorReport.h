@@ -37,10 +37,12 @@ public:
 private:
     String getHint() const;
     String getMessage() const;
+    String withoutLogins(const std::exception& error, const String& message) const;
     String getHintForFTP() const;
     bool isLoginRefused() const;
     bool isProxyLoginMissing() const;
     bool isMissing() const;
+    bool isRedirect() const;
     int getMailReply() const;
 
     const std::exception& m_error;

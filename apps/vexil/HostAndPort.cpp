@@ -1,6 +1,7 @@
 #include "apps/vexil/HostAndPort.h"
 
 #include "apps/vexil/Text.h"
+#include "vexil/net/URLRedaction.h"
 #include "zet/ParseNumber.h"
 
 #include <algorithm>
@@ -54,7 +55,7 @@ CHostAndPort CHostAndPort::parse(const String& text) {
         result.port = isValid ? static_cast<int>(port) : 0;
     }
     if (!isValid) {
-        throw CInvalidArgError("CHostAndPort::parse", "'" + printable(text) +
+        throw CInvalidArgError("CHostAndPort::parse", "'" + printable(redactURL(text)) +
                                                           "' is no server: write HOST or HOST:PORT, such as "
                                                           "mail.example.com:587 or [::1]:25");
     }

@@ -40,6 +40,7 @@
 #include "apps/vexil/commands/S3RestoreCommand.h"
 #include "apps/vexil/commands/S3RmCommand.h"
 #include "vexil/Version.h"
+#include "vexil/net/URLRedaction.h"
 
 #include <CLI/CLI.hpp>
 
@@ -124,8 +125,12 @@ int CProgram::run(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         // Help and version are "errors" of code 0.
         std::ostringstream help;
-        return app.exit(error, help, errors) == 0 ? showHelp(console, help.str())
-                                                  : exitCodeOf(ExitCode::Usage);
+        std::ostringstream usage;
+        if (app.exit(error, help, usage) == 0) {
+            return showHelp(console, help.str());
+        }
+        errors << redactURLs(String::fromUTF8Lossy(usage.str())).toUTF8();
+        return exitCodeOf(ExitCode::Usage);
     }
     console.setVerbosity(m_options.verbosity);
     const P<zet::ILogSink> logSink = new CConsoleLogSink(console);

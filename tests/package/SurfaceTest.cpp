@@ -39,6 +39,7 @@
 #include "vexil/net/RootCertBundle.h"
 #include "vexil/net/ServerInfo.h"
 #include "vexil/net/URLEncoding.h"
+#include "vexil/net/URLRedaction.h"
 #include "vexil/proxy/ProxySettings.h"
 #include "vexil/proxy/UserProxySource.h"
 #include "vexil/s3/S3Client.h"
@@ -1245,6 +1246,8 @@ void name_vexil() {
     name(static_cast<const char* (*)() noexcept>(&vexil::getVersion));
     name(static_cast<String (*)(const String&, bool)>(&vexil::urlEscape));
     name(static_cast<String (*)(const String&, bool)>(&vexil::urlUnescape));
+    name(static_cast<String (*)(const String&)>(&vexil::redactURL));
+    name(static_cast<String (*)(const String&)>(&vexil::redactURLs));
     name(static_cast<String (*)(const String&, bool)>(&vexil::formURLEncode));
     name(static_cast<String (*)(const std::map<String, String>&, bool)>(&vexil::formURLEncode));
     name(static_cast<String (*)(const CProps&, bool)>(&vexil::formURLEncode));

@@ -68,13 +68,14 @@ bool hasOddPort(std::string_view authority) {
 
 /// Position of the "@" behind the user information that begins at `start`; npos without one. Blanks and
 /// quotes do not end it: rather too much than a part of a password.
-std::size_t findUserInfoEnd(std::string_view text, std::size_t start) {
+/// \param textsLastAt  position of the last "@" of the whole text
+std::size_t findUserInfoEnd(std::string_view text, std::size_t start, std::size_t textsLastAt) {
     const std::string_view authority = text.substr(start, text.find_first_of("/?#", start) - start);
     const std::size_t at = authority.rfind('@');
     if (at != npos) {
         return start + at;
     }
-    const std::size_t lastAt = hasOddPort(authority) ? text.rfind('@') : npos;
+    const std::size_t lastAt = hasOddPort(authority) ? textsLastAt : npos;
     return lastAt != npos && lastAt > start ? lastAt : npos;
 }
 
@@ -101,9 +102,11 @@ std::size_t findAuthorityOfURL(std::string_view url) {
 }
 
 TextRanges findURLCredentialsFrom(std::string_view text, std::size_t authority) {
+    // Once: a search for each URL would make the time grow with the square of the length.
+    const std::size_t lastAt = text.rfind('@');
     TextRanges ranges;
     while (authority != npos) {
-        const std::size_t end = findUserInfoEnd(text, authority);
+        const std::size_t end = findUserInfoEnd(text, authority, lastAt);
         if (end != npos && end > authority) {
             ranges.push_back({authority, end});
         }
@@ -228,6 +231,19 @@ TextRanges findCredentialsOfURL(std::string_view url) {
     return findURLCredentialsFrom(url, authority == npos ? 0 : authority);
 }
 
+TextRanges findPossibleCredentialsOfURL(std::string_view url) {
+    TextRanges ranges = findCredentialsOfURL(url);
+    const std::size_t found = findAuthorityOfURL(url);
+    const std::size_t authority = found == npos ? 0 : found;
+    const std::size_t hostEnd = url.substr(authority).starts_with('[') ? url.find(']', authority) : authority;
+    const std::size_t colon = url.find(':', std::min(hostEnd, url.size()));
+    const std::size_t at = url.rfind('@');
+    if (at != npos && colon < at && colon < url.find_first_of("/?#", authority) && authority < at) {
+        ranges.push_back({authority, at});
+    }
+    return mergeRanges(std::move(ranges));
+}
+
 std::optional<std::size_t> findSecretHeaderValue(std::string_view line) {
     const std::size_t colon = line.find(':');
     if (colon == npos) {
@@ -300,12 +316,12 @@ TextRanges mergeRanges(TextRanges ranges) {
     return merged;
 }
 
-std::string stripRanges(std::string_view text, const TextRanges& ranges) {
+std::string stripRanges(std::string_view text, const TextRanges& ranges, std::string_view replacement) {
     std::string stripped;
     std::size_t position = 0;
     for (const TextRange& range : ranges) {
         stripped += text.substr(position, range.begin - position);
-        stripped += strippedText;
+        stripped += replacement;
         position = range.end;
     }
     stripped += text.substr(position);

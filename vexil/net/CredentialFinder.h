@@ -26,6 +26,8 @@ using TextRanges = std::vector<TextRange>;
 TextRanges findURLCredentials(std::string_view line);
 /// The same for a text that is one URL, also one without a scheme, as libcurl takes it.
 TextRanges findCredentialsOfURL(std::string_view url);
+/// The same, and where there is a ":" for a port or a password and an "@" anywhere behind it, all before the last "@".
+TextRanges findPossibleCredentialsOfURL(std::string_view url);
 
 /// Where the value of a header begins that is a credential as a whole; nothing for other lines.
 std::optional<std::size_t> findSecretHeaderValue(std::string_view line);
@@ -45,7 +47,9 @@ TextRanges findInfoCredentials(std::string_view remark);
 /// Ranges in any order, which may overlap, made ordered and apart.
 TextRanges mergeRanges(TextRanges ranges);
 
-/// The text with each range replaced by `strippedText`.
-std::string stripRanges(std::string_view text, const TextRanges& ranges);
+/// The text with each range replaced.
+/// \param ranges  in order and apart
+std::string stripRanges(std::string_view text, const TextRanges& ranges,
+                        std::string_view replacement = strippedText);
 
 }  // namespace vexil
