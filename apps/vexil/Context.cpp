@@ -23,6 +23,13 @@ CFTPClient::ConnectType toConnectType(FTPSecurity security) {
     }
 }
 
+// Else libcurl guesses a scheme, and the rules for proxies know none.
+String withScheme(const String& url) {
+    const std::size_t end =
+        url.view().find_first_not_of(L"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+-.");
+    return end != String::npos && end > 0 && url.substr(end, 2) == ":/" ? url : "http://" + url;
+}
+
 }  // namespace
 
 CContext::CContext(const COptions& options, CConsole& console, CVerboseLogFile* verboseLog)
@@ -44,7 +51,7 @@ CNetRequest& CContext::getRequest() {
 
 CNetRequest& CContext::prepareHTTPRequest(const std::string& url) {
     CNetRequest& request = getRequest();
-    request.setURL(String::fromUTF8(url));
+    request.setURL(withScheme(String::fromUTF8(url)));
     getSetup().setUp(request);
     return request;
 }

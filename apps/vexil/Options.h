@@ -28,6 +28,7 @@ struct COptions {
     std::string caBundle;              ///< "" for the default, see CTrustedCertificates
     bool nativeCA = false;             ///< trust whom the operating system trusts
     std::optional<std::string> proxy;  ///< see CProxyChoice; none for what libcurl reads in the environment
+    bool redirectToHTTP = false;       ///< follow redirects from https to http
     double timeoutSeconds = 0;         ///< of one whole request; 0 for none
     std::optional<int> retries;        ///< none for the default of each kind of server
     Verbosity verbosity = Verbosity::Warning;

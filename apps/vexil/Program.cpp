@@ -232,6 +232,8 @@ void CProgram::addOptions(CLI::App& app) {
            "libcurl reads these). Hosts in no_proxy are reached without")
         ->type_name("PROXY")
         ->check(CLI::Validator(&CProxyChoice::findProblem, ""));
+    app.add_flag("--redirect-to-http", m_options.redirectToHTTP,
+                 "Follow redirects from https to http, too, where others on the way can read all");
     app.add_option(
            "--timeout", m_options.timeoutSeconds,
            "End a request that takes longer (default: no limit, but one that stands still for 60 s ends)")

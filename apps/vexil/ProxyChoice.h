@@ -13,6 +13,9 @@ public:
     /// \param value  one that has no problem, in UTF-8
     explicit CProxyChoice(const std::string& value) : m_value(String::fromUTF8(value)) {}
 
+    /// Whether one URL may have another proxy than another.
+    bool dependsOnURL() const { return m_value == "system"; }
+
     /// Sets the proxy of a request that has its URL.
     void setUp(CNetRequest& request) const;
 

@@ -25,10 +25,9 @@ CRequestSetup::CRequestSetup(const COptions& options, CConsole& console, CVerbos
 
 void CRequestSetup::setUp(CNetRequest& request) {
     m_certificates.setUp(request);
-    if (m_proxy) {
-        m_proxy->setUp(request);
-    }
-    setTimeouts(request);
+    setRedirects(request);
+    setProxy(request);
+    setTimeouts(request, {});
     CTransferMonitor::watch(request);
     if (m_wireLog) {
         CTransferMonitor::of(request).getRecorder().start();
@@ -53,9 +52,32 @@ void CRequestSetup::tellGivenUp(CNetRequest& request) const {
     }
 }
 
-void CRequestSetup::setTimeouts(CNetRequest& request) const {
+void CRequestSetup::setUpNextURL(CNetRequest& request, std::chrono::steady_clock::duration elapsed) const {
+    setProxy(request);
+    setTimeouts(request, elapsed);
+}
+
+// For redirects that libcurl follows. It judges each by the list alone, not by where it comes from.
+void CRequestSetup::setRedirects(CNetRequest& request) const {
+    const bool staysEncrypted = !m_options.redirectToHTTP && !request.getURL().startsWithNoCase("http:");
+    request.setRedirectProtocols(staysEncrypted ? "https" : "http,https");
+    request.setMaxRedirects(maxRedirects);
+    if (m_proxy && m_proxy->dependsOnURL()) {
+        // libcurl would reach the next host by the proxy of the first one.
+        request.setFollowRedirects(false);
+    }
+}
+
+void CRequestSetup::setProxy(CNetRequest& request) const {
+    if (m_proxy) {
+        m_proxy->setUp(request);
+    }
+}
+
+void CRequestSetup::setTimeouts(CNetRequest& request, std::chrono::steady_clock::duration elapsed) const {
     if (m_options.timeoutSeconds > 0) {
-        const auto milliseconds = std::max(1LL, std::llround(m_options.timeoutSeconds * 1000));
+        const double seconds = m_options.timeoutSeconds - std::chrono::duration<double>(elapsed).count();
+        const auto milliseconds = std::max(1LL, std::llround(seconds * 1000));
         request.setFullRequestTimeout(zet::CTimeSpan::fromMilliseconds(milliseconds));
         request.setConnectTimeout(
             zet::CTimeSpan::fromMilliseconds(std::min<int64>(milliseconds, defaultConnectMilliseconds)));

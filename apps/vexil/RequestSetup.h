@@ -7,6 +7,7 @@
 #include "vexil/net/NetRequest.h"
 #include "vexil/net/NetRequestSetup.h"
 
+#include <chrono>
 #include <optional>
 
 namespace vexil::app {
@@ -14,16 +15,24 @@ namespace vexil::app {
 class CConsole;
 class CVerboseLogFile;
 
-/// Sets the program's options on every request: certificates, proxy, time-outs, the watch over its bytes and the
-/// logs.
+/// Sets the program's options on every request: certificates, redirects, proxy, time-outs, the watch over its bytes and
+/// the logs.
 class CRequestSetup : public virtual CBase, public INetRequestSetup {
 public:
+    /// So many redirects are followed in a row.
+    static constexpr int maxRedirects = 20;
+
     /// Console and log must outlive it.
     /// \param verboseLog  null for none
     /// \throws CInvalidArgError for certificates that cannot be trusted, see CTrustedCertificates
     CRequestSetup(const COptions& options, CConsole& console, CVerboseLogFile* verboseLog);
 
     void setUp(CNetRequest& request) override;
+    /// Sets what depends on the URL, after a request that was set up got another one.
+    /// \param elapsed  what is gone of the time of the whole
+    void setUpNextURL(CNetRequest& request, std::chrono::steady_clock::duration elapsed) const;
+    /// Whether a redirect may lead from https to http.
+    bool mayLeaveEncryption() const noexcept { return m_options.redirectToHTTP; }
     /// Tells what went over the wire in the last transfer of a request that another thread has driven and whose done
     /// listener was taken off, if it is to be told.
     void tellWire(CNetRequest& request) const;
@@ -36,7 +45,9 @@ public:
 private:
     friend class CRequiredETag;
 
-    void setTimeouts(CNetRequest& request) const;
+    void setRedirects(CNetRequest& request) const;
+    void setProxy(CNetRequest& request) const;
+    void setTimeouts(CNetRequest& request, std::chrono::steady_clock::duration elapsed) const;
 
     COptions m_options;
     CTrustedCertificates m_certificates;

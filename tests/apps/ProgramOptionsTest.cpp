@@ -231,6 +231,17 @@ TEST_F(ProgramOptionsTest, EveryCommandGoesThroughTheProxy) {
     expectOptions(allCommands(), {"--proxy", "none"}, {{"PROXY", "''"}});
 }
 
+TEST_F(ProgramOptionsTest, NoRedirectLeadsOutOfHTTPS) {
+    expectOptions(httpCommands(), {}, {{"FOLLOWLOCATION", "0L"}});
+    expectOptions(s3Commands(), {},
+                  {{"FOLLOWLOCATION", "1L"}, {"REDIR_PROTOCOLS_STR", "'https'"}, {"MAXREDIRS", "20L"}});
+    expectOptions(s3Commands(), {"--redirect-to-http"}, {{"REDIR_PROTOCOLS_STR", "'http,https'"}});
+    expectOptions(s3Commands(), {"--endpoint", "http://127.0.0.1:1"},
+                  {{"REDIR_PROTOCOLS_STR", "'http,https'"}, {"MAXREDIRS", "20L"}});
+    // libcurl would not ask the rules for the next URL.
+    expectOptions(s3Commands(), {"--proxy", "system"}, {{"FOLLOWLOCATION", "0L"}});
+}
+
 TEST_F(ProgramOptionsTest, NoLoginGoesInPlainUnlessToldSo) {
     expectOptions(ftpCommands(), {}, {{"USE_SSL", "3L"}});
     expectOptions(ftpCommands(), {"--tls", "explicit"}, {{"USE_SSL", "3L"}});

@@ -65,6 +65,8 @@ class _Handler(http.server.BaseHTTPRequestHandler):
         content = answer.read()
         self.send_response(answer.status)
         self.send_header("Content-Length", str(len(content)))
+        if answer.headers.get("Location"):
+            self.send_header("Location", answer.headers["Location"])
         self.end_headers()
         self.wfile.write(content)
         connection.close()

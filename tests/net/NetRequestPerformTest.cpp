@@ -387,6 +387,54 @@ TEST_F(NetRequestRedirect, ARedirectThatIsNotFollowedIsAnError) {
     EXPECT_EQ(error.getServerMessage(), "moved");
 }
 
+TEST_F(NetRequestRedirect, WhereARedirectLeadsIsKnownWhenItIsNotFollowed) {
+    request->setFollowRedirects(false);
+    peer.onConnection()
+        .expectRequest()
+        .reply(reply("302 Found", "moved", "Location: ../b?c\r\n"))
+        .expectRequest()
+        .reply(reply("200 OK", ""));
+    EXPECT_EQ(request->getRedirectURL(), "") << "nothing was asked yet";
+    performError();
+    EXPECT_EQ(request->getRedirectURL().toUTF8(), peer.url("/b?c"));
+    request->perform();
+    EXPECT_EQ(request->getRedirectURL(), "");
+}
+
+TEST_F(NetRequestRedirect, ARedirectToAProtocolThatIsNotAllowedIsAnError) {
+    request->setRedirectProtocols("http,https");
+    for (const char* target : {"ftp://127.0.0.1:1/x", "file:///etc/passwd", "nosuch://h/"}) {
+        request->setUpload(true);
+        sendBody("PUT", "secret");
+        peer.onConnection()
+            .expectRequest()
+            .reply(reply("307 T", "", "Location: " + std::string(target) + "\r\n"))
+            .clientMayLeave();
+        EXPECT_EQ(performError().getCode(), CURLE_UNSUPPORTED_PROTOCOL) << target;
+        request = new OpenRequest;
+        prepare("/a");
+        request->setRedirectProtocols("http,https");
+    }
+    redirect("302 Found");
+    request->perform();
+}
+
+TEST_F(NetRequestRedirect, TheNumberOfRedirectsIsLimited) {
+    const std::string moved = reply("302 Found", "", "Location: /b\r\n");
+    peer.onConnection()
+        .expectRequest()
+        .reply(moved)
+        .expectRequest()
+        .reply(reply("200 OK", ""))
+        .expectRequest()
+        .reply(moved)
+        .clientMayLeave();
+    request->setMaxRedirects(1);
+    request->perform();
+    request->setMaxRedirects(0);
+    EXPECT_EQ(performError().getCode(), CURLE_TOO_MANY_REDIRECTS);
+}
+
 TEST_F(NetRequestRedirect, ALoginRoundSendsTheBodyAgain) {
     sendBody("PUT", "abc");
     request->setUserName("u");

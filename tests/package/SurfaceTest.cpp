@@ -277,6 +277,9 @@ void name_vexil_CNetRequest() {
     name(static_cast<void (Class::*)(unsigned int)>(&Class::setHTTPAuthMethods));
     name(static_cast<void (Class::*)(bool)>(&Class::setSSLVerifyPeer));
     name(static_cast<void (Class::*)(TLSVersion)>(&Class::setMaxTLSVersion));
+    name(static_cast<void (Class::*)(const String&)>(&Class::setRedirectProtocols));
+    name(static_cast<void (Class::*)(int)>(&Class::setMaxRedirects));
+    name(static_cast<String (Class::*)()>(&Class::getRedirectURL));
     name(static_cast<void (Class::*)(const TPathImpl<CWindowsPathTraits>&)>(&Class::setRootCertBundlePath));
     name(static_cast<void (Class::*)(const String&)>(&Class::setHTTPMethod));
     name(static_cast<String (Class::*)() const>(&Class::getHTTPMethod));
@@ -406,6 +409,8 @@ void name_vexil_CProxySettings() {
     name(static_cast<String (Class::*)(const String&)>(&Class::getProxyForURLScheme));
     name(static_cast<void (Class::*)(TArray<String>&) const>(&Class::getProxyURLSchemes));
     name(static_cast<String (Class::*)(const String&)>(&Class::getProxyForURL));
+    name(static_cast<void (Class::*)(const String&)>(&Class::setDefaultProxy));
+    name(static_cast<void (Class::*)(bool)>(&Class::setDenyUnknown));
     name(static_cast<void (Class::*)(const String&)>(&Class::addDirectConnectHost));
     name(static_cast<void (Class::*)(const String&)>(&Class::removeDirectConnectHost));
     name(static_cast<bool (Class::*)(const String&) const>(&Class::isDirectConnectHost));

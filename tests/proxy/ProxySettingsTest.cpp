@@ -142,6 +142,55 @@ TEST_F(ProxySettings, SchemesAndHostsAreAppendedToWhatTheCallerHas) {
     EXPECT_THAT(texts, ElementsAre("first", "http", "host", "http"));
 }
 
+const char* const unknownURLs[] = {"host/x",         "//host/",           "host",     "",
+                                   "gopher://host/", "ftps://host:990/x", "host:80/x"};
+
+TEST_F(ProxySettings, URLsThatNoRuleTellsOfAreReachedDirectlyByDefault) {
+    settings.setProxyForURLScheme("http", "p:1");
+    for (const char* url : unknownURLs) {
+        EXPECT_EQ(settings.getProxyForURL(url), "") << url;
+    }
+}
+
+TEST_F(ProxySettings, ADefaultProxyIsThatOfURLsThatNoRuleTellsOf) {
+    settings.setProxyForURLScheme("http", "p:1");
+    settings.setDefaultProxy("d:2");
+    for (const char* url : unknownURLs) {
+        EXPECT_EQ(settings.getProxyForURL(url), "d:2") << url;
+    }
+    EXPECT_EQ(settings.getProxyForURL("http://host/"), "p:1");
+    settings.addDirectConnectHost("host");
+    for (const char* url : {"host/x", "//host/", "gopher://host/", "http://HOST/"}) {
+        EXPECT_EQ(settings.getProxyForURL(url), "") << url;
+    }
+    settings.setDenyUnknown(true);
+    EXPECT_EQ(settings.getProxyForURL("gopher://other/"), "d:2");
+    settings.setDefaultProxy("");
+    settings.setDenyUnknown(false);
+    EXPECT_EQ(settings.getProxyForURL("gopher://other/"), "");
+}
+
+TEST_F(ProxySettings, URLsThatNoRuleTellsOfAreRefusedWhereThatIsWanted) {
+    settings.setProxyForURLScheme("http", "p:1");
+    settings.setDenyUnknown(true);
+    for (const char* url : unknownURLs) {
+        EXPECT_EQ(vexil_test::whatOf([&] { settings.getProxyForURL(url); }),
+                  "There is no rule for the proxy of the URL '" + std::string(url) + "'");
+    }
+    EXPECT_EQ(vexil_test::whatOf([&] { settings.getProxyForURL("ftp://u:secret@h/"); }),
+              "There is no rule for the proxy of the URL 'ftp://***@h/'");
+    EXPECT_EQ(settings.getProxyForURL("http://host/"), "p:1");
+    settings.addDirectConnectHost("host");
+    for (const char* url : {"host/x", "//host/", "gopher://host/", "http://host/"}) {
+        EXPECT_EQ(settings.getProxyForURL(url), "") << url;
+    }
+    settings.setDefaultProxy("d:2");
+    settings.clear();
+    EXPECT_EQ(vexil_test::whatOf([&] { settings.getProxyForURL("x"); }),
+              "There is no rule for the proxy of the URL 'x'")
+        << "clear() forgets the default proxy, not that unknown URLs are refused";
+}
+
 TEST_F(ProxySettings, ClearForgetsProxiesAndHosts) {
     settings.addProxiesFromString("proxy:3128");
     settings.addDirectConnectHost("host");

@@ -309,6 +309,14 @@ public:
 
     /// CURLOPT_FOLLOWLOCATION. Default true, without a limit to their number.
     void setFollowRedirects(bool follow);
+    /// CURLOPT_REDIR_PROTOCOLS_STR: the schemes that a redirect may lead to, separated by commas ("http,https"); any
+    /// other ends the transfer with code 1 (CURLE_UNSUPPORTED_PROTOCOL). Default libcurl's, "http,https,ftp,ftps". Each
+    /// redirect is judged alone: "https" keeps a request that begins with https there. libcurl refuses "" and unknown
+    /// names.
+    void setRedirectProtocols(const String& protocols);
+    /// CURLOPT_MAXREDIRS: so many redirects are followed, one more ends the transfer with code 47
+    /// (CURLE_TOO_MANY_REDIRECTS). 0 for none, -1, the default, for no limit.
+    void setMaxRedirects(int count);
     /// CURLOPT_POSTREDIR: repeat a POST as a POST after 301, 302 and 303. Default false.
     void setKeepPostOnRedirect(bool keep);
 
@@ -392,6 +400,10 @@ public:
     String getResponseCodeDomain() const;
     /// Last HTTP status line, trimmed; after a refused CONNECT the proxy's.
     String getHTTPStatusLine() const { return m_httpStatusLine; }
+    /// Where the last response redirects to, as an absolute URL (CURLINFO_REDIRECT_URL); "" where it does not, or where
+    /// it was followed. The proxy is not chosen anew for a redirect that libcurl follows: a caller whose proxy depends
+    /// on the URL switches setFollowRedirects() off and goes on with this URL. It may hold a login.
+    String getRedirectURL();
     /// Headers of the last response by lower-case name; a repeated header is joined with ",".
     const TMap<String, String>& getResponseHeaderMap() const noexcept {
         return m_headerAssembler.getHeaderMap();

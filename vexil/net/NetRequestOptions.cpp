@@ -276,6 +276,14 @@ void CNetRequest::setFollowRedirects(bool follow) {
     setOptionInt(CURLOPT_FOLLOWLOCATION, follow ? 1 : 0);
 }
 
+void CNetRequest::setRedirectProtocols(const String& protocols) {
+    setOptionString(CURLOPT_REDIR_PROTOCOLS_STR, protocols);
+}
+
+void CNetRequest::setMaxRedirects(int count) {
+    setOptionInt(CURLOPT_MAXREDIRS, count);
+}
+
 void CNetRequest::setKeepPostOnRedirect(bool keep) {
     setOptionInt(CURLOPT_POSTREDIR, keep ? CURL_REDIR_POST_ALL : 0);
 }

@@ -111,6 +111,12 @@ double CNetRequest::getInfoDouble(CURLINFO info) {
     return value;
 }
 
+String CNetRequest::getRedirectURL() {
+    const char* url = nullptr;
+    checkOptionResult(curl_easy_getinfo(m_handle.get(), CURLINFO_REDIRECT_URL, &url));
+    return url ? String::fromUTF8Lossy(url) : String();
+}
+
 double CNetRequest::getDownloadedBytes() {
     return getInfoDouble(CURLINFO_SIZE_DOWNLOAD);
 }

@@ -1,5 +1,6 @@
 #include "vexil/proxy/ProxySettings.h"
 
+#include "vexil/net/URLRedaction.h"
 #include "vexil/proxy/UserProxySource.h"
 
 #include <algorithm>
@@ -49,6 +50,7 @@ void CProxySettings::clear() {
     const zet::CMutexLock lock(m_lock);
     m_proxies.clear();
     m_directConnectHosts.clear();
+    m_defaultProxy.clear();
 }
 
 void CProxySettings::setProxyForURLScheme(const String& scheme, const String& proxy) {
@@ -76,14 +78,31 @@ void CProxySettings::getProxyURLSchemes(TArray<String>& schemes) const {
 String CProxySettings::getProxyForURL(const String& url) {
     const zet::CMutexLock lock(m_lock);
     const std::size_t colon = url.find(L':');
-    if (colon == String::npos) {
+    String proxy = colon == String::npos ? String() : getProxyForURLScheme(url.substr(0, colon));
+    if (proxy.isEmpty()) {
+        proxy = m_defaultProxy;
+    }
+    if (proxy.isEmpty() && !m_deniesUnknown) {
         return String();
     }
-    const String proxy = getProxyForURLScheme(url.substr(0, colon));
-    if (proxy.isEmpty() || isDirectConnectHost(findHost(url.view().substr(colon + 1)))) {
+    const std::size_t hostBegin = colon == String::npos ? 0 : colon + 1;
+    if (isDirectConnectHost(findHost(url.view().substr(hostBegin)))) {
         return String();
+    }
+    if (proxy.isEmpty()) {
+        throw CError("There is no rule for the proxy of the URL '" + redactURL(url) + "'");
     }
     return proxy;
+}
+
+void CProxySettings::setDefaultProxy(const String& proxy) {
+    const zet::CMutexLock lock(m_lock);
+    m_defaultProxy = proxy;
+}
+
+void CProxySettings::setDenyUnknown(bool deny) {
+    const zet::CMutexLock lock(m_lock);
+    m_deniesUnknown = deny;
 }
 
 void CProxySettings::addDirectConnectHost(const String& host) {

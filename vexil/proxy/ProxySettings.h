@@ -32,7 +32,7 @@ public:
     /// \throws CError "Construction of static object has failed.", for good, after a failure
     static P<CProxySettings> getUserSettings();
 
-    /// Forgets all proxies and hosts.
+    /// Forgets all proxies and hosts, the default proxy included.
     void clear();
 
     /// Sets the proxy of a URL scheme, in any case.
@@ -43,8 +43,17 @@ public:
     /// Appends the schemes that have a proxy, in lower case and in order.
     void getProxyURLSchemes(TArray<String>& schemes) const;
     /// The proxy for a URL; "" for a direct connection: when its scheme has none, its host is to be reached directly, or
-    /// it has no scheme. The host is taken as it stands, a user name before it included.
+    /// it has no scheme; but see setDefaultProxy() and setDenyUnknown(). The host is taken as it stands, a user name
+    /// before it included.
+    /// \throws CError "There is no rule for the proxy of the URL '...'" where that is wanted
     String getProxyForURL(const String& url);
+
+    /// The proxy for URLs that have no scheme, or one without a proxy. Default "": such URLs are reached directly.
+    /// \param proxy  host and port, or a URL; "" for none
+    void setDefaultProxy(const String& proxy);
+    /// Whether getProxyForURL() throws for URLs that no rule tells of: those that have no scheme, or one without a
+    /// proxy, and whose host is not to be reached directly, as long as there is no default proxy. Default false.
+    void setDenyUnknown(bool deny);
 
     /// @{
 
@@ -85,6 +94,8 @@ private:
 
     TMap<String, String> m_proxies;
     TMap<String, bool> m_directConnectHosts;
+    String m_defaultProxy;
+    bool m_deniesUnknown = false;
     mutable zet::CMutex m_lock;
 };
 

@@ -6,6 +6,7 @@
 #include "apps/vexil/HTTPBodySink.h"
 #include "apps/vexil/PartFile.h"
 #include "apps/vexil/Progress.h"
+#include "apps/vexil/RedirectFollower.h"
 #include "apps/vexil/StandardOutStream.h"
 #include "apps/vexil/Text.h"
 
@@ -17,7 +18,7 @@ void download(CContext& context, CNetRequest& request, zet::IOutStream& out) {
     CProgress progress(context.getConsole());
     const CProgressScope scope(context, progress);
     request.setReceiveDataSink(new CHTTPBodySink(&out, request.getDefaultReceiveSink()));
-    request.perform();
+    CRedirectFollower(context.getSetup()).perform(request);
     checkAnswerIsComplete(request);
 }
 

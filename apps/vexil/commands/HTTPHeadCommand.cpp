@@ -4,6 +4,7 @@
 #include "apps/vexil/CommandSyntax.h"
 #include "apps/vexil/Context.h"
 #include "apps/vexil/HeaderList.h"
+#include "apps/vexil/RedirectFollower.h"
 
 namespace vexil::app {
 
@@ -17,7 +18,7 @@ void CHTTPHeadCommand::define(CCommandSyntax& syntax) {
 ExitCode CHTTPHeadCommand::run(CContext& context) {
     CNetRequest& request = context.prepareHTTPRequest(m_url);
     request.setHTTPMethod("HEAD");
-    request.perform();
+    CRedirectFollower(context.getSetup()).perform(request);
     checkAnswerIsComplete(request);
     printHeaders(context.getConsole(), request);
     return ExitCode::Done;

@@ -5,6 +5,7 @@
 #include "apps/vexil/Context.h"
 #include "apps/vexil/FileInStream.h"
 #include "apps/vexil/Progress.h"
+#include "apps/vexil/RedirectFollower.h"
 #include "apps/vexil/Text.h"
 
 namespace vexil::app {
@@ -25,7 +26,7 @@ ExitCode CHTTPPutCommand::run(CContext& context) {
     request.setSendDataSize(file->getSize());
     CProgress progress(context.getConsole());
     const CProgressScope scope(context, progress);
-    request.perform();
+    CRedirectFollower(context.getSetup()).perform(request);
     checkAnswerIsComplete(request);
     context.getConsole().message(Verbosity::Info, printable(request.getHTTPStatusLine()));
     return ExitCode::Done;
