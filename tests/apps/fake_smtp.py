@@ -5,9 +5,12 @@ import threading
 
 
 class FakeSMTP:
-    """Answers each command by its first word; what stands in `replies` comes instead, one after another."""
+    """Answers each command by its first word; what stands in `replies` comes instead, one after another.
 
-    DEFAULTS = {"EHLO": "250-fake\r\n250 HELP", "DATA": "354 go on", "QUIT": "221 bye", ".": "250 stored"}
+    "greeting" is the first line. With None the connection ends.
+    """
+
+    DEFAULTS = {"greeting": "220 fake", "EHLO": "250-fake\r\n250 HELP", "DATA": "354 go on", "QUIT": "221 bye", ".": "250 stored"}
 
     def __init__(self, **replies):
         self.replies = {verb: list(texts) for verb, texts in replies.items()}
@@ -17,7 +20,10 @@ class FakeSMTP:
 
         class Session(socketserver.StreamRequestHandler):
             def handle(self):
-                self.send("220 fake")
+                greeting = fake.reply_to("greeting")
+                if greeting is None:
+                    return
+                self.send(greeting)
                 in_data = False
                 mail = ""
                 while line := self.rfile.readline():
@@ -30,6 +36,8 @@ class FakeSMTP:
                         mail = ""
                     fake.commands.append(text)
                     reply = fake.reply_to(text.split(" ")[0].upper())
+                    if reply is None:
+                        return
                     self.send(reply)
                     in_data = reply.startswith("354")
 

@@ -57,6 +57,7 @@ class CertificatesTest(ProgramTest):
     def setUp(self):
         super().setUp()
         s3, ftp, smtp, proxy, plain = FakeS3(), FakeFTP(), FakeSMTP(), FakeProxy(), FakeS3()
+        self.s3, self.ftp, self.smtp = s3, ftp, smtp
         for fake in (s3, ftp, smtp, proxy, plain):
             self.addCleanup(fake.close)
         for server in (s3.server, ftp.tcp, smtp.server, proxy.server):
@@ -128,6 +129,25 @@ class CertificatesTest(ProgramTest):
     def test_a_proxy_is_checked_by_the_default_alone(self):
         for options in ([], ["--ca-bundle", self.authority], ["--no-verify"]):
             self.assertIn(UNTRUSTED, self.run_program(*options, *self.through_proxy, code=1).err)
+
+    def test_no_command_takes_the_certificate_of_another_host(self):
+        # libcurl takes every name that ends like this for the own computer.
+        self.write("f/a", b"secret content")
+        options = {"ftp": self.commands[2][3:], "mail": self.commands[3][2:]}
+        commands = [["http", "get", self.endpoint + "/x", "o"], ["http", "head", self.endpoint + "/x"],
+                    ["http", "put", "f/a", self.endpoint + "/x"],
+                    *[["s3", *rest, "--endpoint", self.endpoint] for rest in (
+                        ["ls", "b"], ["get", "b", "k", "o"], ["put", "f/a", "b", "k"], ["backup", "f", "b"],
+                        ["restore", "b", "r"])],
+                    *[["ftp", *rest, *options["ftp"]] for rest in (
+                        ["ls", "/"], ["get", "/a", "o"], ["put", "f/a", "/a"], ["backup", "f", "/b"],
+                        ["restore", "/b", "r"])],
+                    ["mail", "send", "--from", "a@example.com", "--to", "b@example.com", *options["mail"]],
+                    ["mail", "test", *options["mail"]]]
+        self.commands = [[argument.replace("127.0.0.1", "other.localhost") for argument in command]
+                         for command in commands]
+        self.each_is_refused("--ca-bundle", self.authority)
+        self.assertEqual((self.s3.requests, self.ftp.commands, self.smtp.commands), ([], [], []))
 
     def test_nobody_is_asked_for_a_certificate_on_demand(self):
         self.each_is_trusted("--no-verify")
