@@ -1,5 +1,6 @@
 #include "zet/Base.h"
 
+#include <cassert>
 #include <functional>
 #include <new>
 
@@ -69,7 +70,10 @@ void IBase::operator delete(void* memory) noexcept {
 
 IBase::IBase() noexcept : m_isHeapObject(t_openBlocks.closeAround(this)) {}
 
-IBase::~IBase() = default;
+IBase::~IBase() {
+    assert(m_references == 0 &&
+           "an object is destroyed while a P refers to it, which will use it or delete it once more");
+}
 
 CBase::~CBase() = default;
 

@@ -9,10 +9,10 @@ namespace zet {
 
 /// Root of everything that is counted: the virtual base of all interfaces and classes.
 ///
-/// The count starts at 0; `P<T>` adds to it and deletes the object when it falls back to 0. Only an object
-/// made by a plain `new` of its own is ever deleted this way: one on the stack, inside another object, in a
-/// container or thrown by value may be pointed to by a `P<T>` for a while without harm (but must outlive it).
-/// Copying and assigning an object leaves both counts as they are.
+/// The count starts at 0; `P<T>` adds to it and deletes the object when it falls back to 0. Only an object that `new`
+/// made (std::make_unique calls it, too: no smart pointer but `P<T>` may own one) is ever deleted this way: one on the
+/// stack, inside another object, in a container, of std::make_shared or thrown may be pointed to by a `P<T>` for a
+/// while (but must outlive it; a debug build asserts that). Copying and assigning leaves both counts as they are.
 ///
 /// Thread safety: the count may be changed from any thread.
 class ZET_API IBase {
