@@ -3,6 +3,7 @@
 #include "apps/vexil/Platform.h"
 #include "apps/vexil/Text.h"
 
+#include <algorithm>
 #include <string>
 
 namespace vexil::app {
@@ -12,29 +13,10 @@ namespace {
 // The service's own limit, in bytes of UTF-8.
 constexpr std::size_t maxKeyBytes = 1024;
 
-// Listings are XML 1.0, which has no place for other characters; one such key makes a whole page unreadable.
+// Listings are XML 1.0, which has no place for other characters, and whose readers make another one of a carriage return.
 bool isXMLCharacter(wchar_t character) {
-    return zet::isWhiteSpace(character) ? character != L'\v' && character != L'\f'
+    return zet::isWhiteSpace(character) ? character != L'\v' && character != L'\f' && character != L'\r'
                                         : character >= 0x20 && character != 0xFFFE && character != 0xFFFF;
-}
-
-String findKeyProblem(const String& key) {
-    for (const wchar_t character : key.view()) {
-        if (!isXMLCharacter(character)) {
-            return "its name has a control character, which a bucket's listing cannot hold";
-        }
-    }
-    // Readers of XML drop it, or the whole page where nothing else is left.
-    if (zet::isWhiteSpace(key[0])) {
-        return "its name begins with a blank or a line end, which a bucket's listing may lose; with a PREFIX "
-               "it could "
-               "be stored";
-    }
-    if (const std::size_t bytes = key.toUTF8().size(); bytes > maxKeyBytes) {
-        return "its key has " + formatNumberOf(static_cast<int64>(bytes), "byte") + ", and " +
-               formatCount(maxKeyBytes) + " are the limit";
-    }
-    return String();
 }
 
 [[noreturn]] void refuse(const String& key, const String& reason) {
@@ -60,10 +42,23 @@ String makeFolderPrefix(const String& prefix) {
 
 String makeObjectKey(const String& prefix, const std::filesystem::path& relativePath) {
     String key = prefix + toText(relativePath);
-    if (const String problem = findKeyProblem(key); !problem.isEmpty()) {
-        throw CError(problem);
+    if (const std::size_t bytes = key.toUTF8().size(); bytes > maxKeyBytes) {
+        throw CError("its key has " + formatNumberOf(static_cast<int64>(bytes), "byte") + ", and " +
+                     formatCount(maxKeyBytes) + " are the limit");
     }
     return key;
+}
+
+String findListingProblem(const String& key) {
+    if (!std::all_of(key.view().begin(), key.view().end(), isXMLCharacter)) {
+        return "its name has a control character, which the listings of this server cannot hold";
+    }
+    if (zet::isWhiteSpace(key[0])) {
+        return "its name begins with a space or a line end, which the listings of this server may lose; with "
+               "a PREFIX it "
+               "could be stored";
+    }
+    return String();
 }
 
 std::filesystem::path makeRelativePath(const String& prefix, const String& key) {

@@ -13,8 +13,11 @@ String makeFolderPrefix(const String& prefix);
 
 /// The key of a file: prefix and path, with "/" on every system.
 /// \param relativePath  below the folder that is backed up
-/// \throws CError when no key can be made that comes back from a listing as it was
+/// \throws CError when no key can be made
 String makeObjectKey(const String& prefix, const std::filesystem::path& relativePath);
+
+/// Why a key does not come back as it was from a listing that is not encoded; "" for one that does.
+String findListingProblem(const String& key);
 
 /// The way back: where the object belongs, below the folder to restore to.
 /// \param key  begins with the prefix

@@ -2,17 +2,28 @@
 
 #include "apps/vexil/Context.h"
 #include "apps/vexil/Interrupt.h"
+#include "apps/vexil/Text.h"
 
 namespace vexil::app {
 
 CObjectListing::CObjectListing(CContext& context, const String& bucket, const String& prefix)
-    : m_objects(&context.getClient(), &context.getRequest(), bucket, prefix, "", -1) {
+    : m_console(context.getConsole()),
+      m_objects(&context.getClient(), &context.getRequest(), bucket, prefix, "", -1) {
     m_objects.setVerifyKeys(true);
+    m_objects.setEncodedKeys(true);
 }
 
 P<CS3ListObjectsElement> CObjectListing::findNext() {
     CInterrupt::throwIfRequested();
     return m_objects.next() ? m_objects.getCurrObject() : nullptr;
+}
+
+int64 CObjectListing::reportUnreadableKeys(const char* what) {
+    const TArray<String> names = takeUnreadableKeys();
+    for (const String& name : names) {
+        m_console.message(Verbosity::Error, String(what) + ": " + printable(name) + ": " + unreadableReason);
+    }
+    return static_cast<int64>(names.size());
 }
 
 }  // namespace vexil::app

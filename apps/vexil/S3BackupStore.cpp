@@ -9,8 +9,6 @@
 #include "apps/vexil/ObjectUpload.h"
 #include "apps/vexil/Text.h"
 
-#include <optional>
-
 namespace vexil::app {
 
 namespace {
@@ -38,8 +36,34 @@ ITransferPolicy& CS3BackupStore::getPolicy() {
 std::unique_ptr<ITransfer> CS3BackupStore::makeUpload(const P<CFileInStream>& file,
                                                       const std::filesystem::path&,
                                                       const std::filesystem::path& relativePath) {
-    return std::make_unique<CObjectUpload>(m_context, file, m_bucket, makeObjectKey(m_prefix, relativePath),
-                                           contentType);
+    const String key = makeObjectKey(m_prefix, relativePath);
+    checkListing(key);
+    return std::make_unique<CObjectUpload>(m_context, file, m_bucket, key, contentType);
+}
+
+/// A restore finds an object by the listing only.
+void CS3BackupStore::checkListing(const String& key) {
+    const String problem = findListingProblem(key);
+    if (!problem.isEmpty() && !areListingsEncoded()) {
+        throw CError(problem);
+    }
+}
+
+bool CS3BackupStore::areListingsEncoded() {
+    if (!m_areListingsEncoded) {
+        try {
+            m_areListingsEncoded =
+                m_context.getClient()
+                    .listEncodedObjects(m_context.getRequest(), m_bucket, m_prefix, "", "", 1)
+                    ->hasEncodedNames();
+        } catch (const CError& error) {
+            if (CErrorReport(error).isHopeless()) {
+                throw;
+            }
+            m_areListingsEncoded = false;
+        }
+    }
+    return *m_areListingsEncoded;
 }
 
 void CS3BackupStore::finish(const CFolderWalker& walker, bool isComplete, const Report& report) {

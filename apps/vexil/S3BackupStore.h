@@ -3,6 +3,8 @@
 #include "apps/vexil/BackupStore.h"
 #include "apps/vexil/ObjectGroups.h"
 
+#include <optional>
+
 namespace vexil::app {
 
 class CContext;
@@ -25,11 +27,14 @@ public:
 private:
     void handleGroup(const CFolderWalker& walker, bool isComplete, const Report& report,
                      const CObjectGroup& group);
+    void checkListing(const String& key);
+    bool areListingsEncoded();
     void deleteOutdated(const String& key, const Report& report);
 
     CContext& m_context;
     String m_bucket;
     String m_prefix;
+    std::optional<bool> m_areListingsEncoded;  // set when it was asked for
 };
 
 }  // namespace vexil::app

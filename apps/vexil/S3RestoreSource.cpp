@@ -43,6 +43,23 @@ private:
     String m_problem;
 };
 
+/// An object that cannot be fetched, to be named.
+class CS3RestoreSource::CUnreadableObject : public IStoredFile {
+public:
+    explicit CUnreadableObject(const String& name) : m_name(name) {}
+
+    String getName() const override { return m_name; }
+    String getRelativeName() const override { return String(); }
+    std::filesystem::path getRelativePath() const override { throw CError(CObjectListing::unreadableReason); }
+    int64 getSize() const override { return 0; }
+    std::unique_ptr<IDownload> makeDownload(const P<zet::IOutStream>&) const override {
+        throw CError(CObjectListing::unreadableReason);
+    }
+
+private:
+    String m_name;
+};
+
 CS3RestoreSource::CS3RestoreSource(CContext& context, const String& bucket, const String& prefix)
     : m_context(context), m_bucket(bucket), m_prefix(makeFolderPrefix(prefix)),
       m_objects(context, m_bucket, m_prefix),
@@ -74,6 +91,9 @@ void CS3RestoreSource::read() {
     } catch (const std::exception&) {
         // What was listed before comes first.
         m_listingError = std::current_exception();
+    }
+    for (const String& name : m_objects.takeUnreadableKeys()) {
+        m_ready.push_back(std::make_unique<CUnreadableObject>(name));
     }
     if (!element) {
         m_hasEnded = true;

@@ -25,6 +25,7 @@ public:
 
 private:
     class CObject;
+    class CUnreadableObject;
 
     bool isFile(const CS3ListObjectsElement& element) const;
     void read();

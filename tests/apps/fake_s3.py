@@ -30,6 +30,9 @@ class FakeS3:
         self.modified = {}  # when objects were stored, where it is not the usual time
         self.listed_sizes = {}  # where the listing shall lie
         self.listed_names = {}  # other names under which the listing shows keys
+        self.encodes = False  # names in listings, where it is asked for
+        self.refuses_encoding = False
+        self.escapes = str  # what else becomes of names in listings
         self.ignores_prefix = False
         self.ignores_marker = False
         self.page_size = None  # of the listing
@@ -95,16 +98,31 @@ class FakeS3:
 
         prefix = "" if self.ignores_prefix else argument("prefix")
         marker = "" if self.ignores_marker else argument("marker")
-        keys = [key for key in sorted(self.objects) if key > marker and key.startswith(prefix)]
+        keys = [key for key in sorted(self.objects, key=bytes_of)
+                if bytes_of(key) > bytes_of(marker) and key.startswith(prefix)]
         page = keys[:self.page_size]
         is_truncated = "true" if len(page) < len(keys) else "false"
-        entries = "".join(map(self.listed, page))
-        return f"<ListBucketResult><IsTruncated>{is_truncated}</IsTruncated>{entries}</ListBucketResult>".encode()
+        is_encoded = self.encodes and argument("encoding-type") == "url"
 
-    def listed(self, key):
-        return (f"<Contents><Key>{escape(self.listed_names.get(key, key))}</Key>"
+        def write(name):
+            return urllib.parse.quote_plus(name, errors="surrogateescape") if is_encoded else self.escapes(escape(name))
+
+        entries = "".join(self.listed(key, write) for key in page)
+        encoding = "<EncodingType>url</EncodingType>" if is_encoded else ""
+        # The arguments come back as they are, also from some servers that encode the keys.
+        return (f"<ListBucketResult><Prefix>{self.escapes(escape(prefix))}</Prefix>"
+                f"<Marker>{self.escapes(escape(marker))}</Marker>{encoding}"
+                f"<IsTruncated>{is_truncated}</IsTruncated>{entries}</ListBucketResult>").encode(
+                    errors="surrogateescape")
+
+    def listed(self, key, write):
+        return (f"<Contents><Key>{write(self.listed_names.get(key, key))}</Key>"
                 f"<LastModified>{self.modified.get(key, '2024-01-01T00:00:00.000Z')}</LastModified>"
                 f"<Size>{self.listed_sizes.get(key, len(self.objects[key]))}</Size></Contents>")
+
+
+def bytes_of(key):
+    return key.encode(errors="surrogateescape")
 
 
 def flip_bit(body, position):
@@ -194,7 +212,10 @@ class _Handler(http.server.BaseHTTPRequestHandler):
             self.answer_error(fault.status, fault.code)
         elif not self.key:
             query = urllib.parse.parse_qs(urllib.parse.urlsplit(self.path).query, errors="surrogateescape")
-            self.answer(200, self.fake.listing(query))
+            if self.fake.refuses_encoding and "encoding-type" in query:
+                self.answer_error(400, "InvalidArgument")
+            else:
+                self.answer(200, self.fake.listing(query))
         elif self.key not in self.fake.objects:
             self.answer_error(404, "NoSuchKey")
         else:

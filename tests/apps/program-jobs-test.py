@@ -265,7 +265,7 @@ class FailureTest(JobsTest):
             self.server.faults[name] = [SLOW_DOWN]
         result = self.run_command("restore", code=4)
         self.assertIn("restored: 10 files", result.out)
-        self.assertRegex(result.err, r"URL: .*/bucket\?marker=09\n")
+        self.assertRegex(result.err, r"URL: .*/bucket\?marker=09&encoding-type=url\n")
         self.assertEqual(sorted(self.files_in("r")), self.names[:10])
         self.run_command("restore")
         self.assertEqual(self.files_in("r"), self.server.objects)

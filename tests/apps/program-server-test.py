@@ -6,7 +6,7 @@ import pathlib
 import sys
 import unittest
 
-from program import IS_WINDOWS, ProgramTest
+from program import IS_WINDOWS, ProgramTest, not_on_windows
 
 sys.path.append(str(pathlib.Path(__file__).parent.parent / "servers"))
 from signed_s3 import SignedS3  # noqa: E402
@@ -72,6 +72,19 @@ class S3Test(ProgramTest):
         self.run_program("compare", "f", "r", code=1)
         self.assertIn(f"deleted: {count} objects", self.run_program("s3", "rm", "-r", BUCKET, "pre/").out)
         self.assertEqual(self.run_program("s3", "ls", BUCKET).out, "")
+
+    @not_on_windows("names that Windows does not have")
+    def test_names_that_XML_cannot_hold_come_back(self):
+        names = [" leading", "\nline", "\rreturn", "\ttab", "a\x01b", "\x1f", "\ufffe", "sub/\x7f\x85\u2028", "a+b%20c", "b"]
+        for name in names:
+            self.write(f"f/{name}", name.encode())
+        self.run_program("s3", "backup", "f", BUCKET)
+        self.run_program("s3", "restore", BUCKET, "r")
+        self.assertEqual(self.files_in("r"), {name: name.encode() for name in names})
+        self.run_program("s3", "cp", BUCKET, "\x1f", " \x01")
+        self.assertEqual(self.run_program("s3", "get", BUCKET, " \x01").raw_out, b"\x1f")
+        self.assertIn("deleted: 2 objects", self.run_program("s3", "rm", "-r", BUCKET, " ").out)
+        self.assertEqual(self.run_program("s3", "ls", BUCKET).out.count("\n"), len(names) - 1)
 
     def test_a_file_that_became_a_folder_comes_back(self):
         self.write("f/x", b"old")

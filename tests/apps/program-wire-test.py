@@ -3,6 +3,7 @@
 
 import os
 import pathlib
+import re
 import resource
 import shutil
 import signal
@@ -672,12 +673,33 @@ class BackupTest(FakeServerTest):
                 pass
         result = self.backup(code=1)
         self.assertEqual(list(self.server.objects), ["good"])
-        for text in ("its name is not UTF-8 text", "a control character", "begins with a blank or a line end"):
+        for text in ("its name is not UTF-8 text", "a control character", "begins with a space or a line end"):
             self.assertIn(text, result.err)
         self.assertIn("FAILED: 4 entries", result.out)
         self.server.objects.clear()
         self.assertIn("FAILED: 2 entries", self.backup("pre", code=1).out)
         self.assertEqual(sorted(self.server.objects), ["pre/\nline", "pre/ blank", "pre/good"])
+
+    @not_on_windows("names that Windows does not have")
+    def test_names_that_come_back_encoded_are_stored(self):
+        self.server.encodes = True
+        names = ["good", "control\x01", " blank", "\nline", "\rreturn", "sub/\ufffe"]
+        for name in names:
+            self.write(f"f/{name}", name.encode())
+        for prefix in ([], ["pre"]):
+            self.backup(*prefix)
+            self.run_program("s3", "restore", "bucket", *prefix, "r")
+            self.assertEqual(self.files_in("r"), {name: name.encode() for name in names})
+            shutil.rmtree(self.folder / "r")
+            self.server.objects.clear()
+
+    @not_on_windows("names that Windows does not have")
+    def test_odd_names_are_refused_where_the_listing_is(self):
+        self.write("f/control\x01")
+        self.write("f/good")
+        self.server.faults[""] = [Fault(status=403, code="AccessDenied")] * 2
+        self.assertIn("a control character", self.backup(code=1).err)
+        self.assertEqual(list(self.server.objects), ["good"])
 
     @not_on_windows("a path that Windows does not take")
     def test_a_path_beyond_the_longest_key_is_refused(self):
@@ -814,6 +836,70 @@ class DeleteTest(FakeServerTest):
         self.server.objects = {"a": b"", "ab": b""}
         self.run_program("s3", "rm", "bucket", "a")
         self.assertEqual(list(self.server.objects), ["ab"])
+
+
+def refer(name):
+    """Control characters as the references that XML 1.0 does not allow."""
+    return re.sub("[\x00-\x08\x0b-\x1f]", lambda match: f"&#x{ord(match[0]):x};", name)
+
+
+class OddKeyTest(FakeServerTest):
+    """Keys that XML changes or cannot hold."""
+
+    odd = [" x", "\tx", "\n", "\r", "a\rb", "c\x01", "d\x1fe", "\ufffe", "e+ %25f", " &g"]
+
+    def setUp(self):
+        super().setUp()
+        self.server.objects = {key: key.encode() for key in [*self.odd, "x", "z"]}
+
+    @not_on_windows("names that Windows does not have")
+    def test_they_come_as_they_are_where_the_server_encodes_them(self):
+        self.server.encodes = True
+        for size in (None, 1, 2):
+            for escapes in (str, refer):
+                self.server.page_size, self.server.escapes = size, escapes
+                self.run_program("s3", "restore", "bucket", "r")
+                self.assertEqual(self.files_in("r"), self.server.objects)
+                shutil.rmtree(self.folder / "r")
+        self.assertEqual(self.run_program("s3", "ls", "bucket").out.count("\n"), len(self.server.objects))
+
+    def test_no_other_object_is_deleted(self):
+        self.server.encodes = True
+        self.run_program("s3", "rm", "-r", "bucket", " ")
+        self.assertEqual(sorted(self.server.objects), sorted({*self.odd, "x", "z"} - {" x", " &g"}))
+        self.run_program("s3", "rm", "-r", "bucket", "")
+        self.assertEqual(self.server.objects, {})
+
+    @not_on_windows("names that Windows does not have")
+    def test_one_that_cannot_be_read_does_not_hinder_the_others(self):
+        unreadable = ["\r", "a\rb", "c\x01", "d\x1fe", "\ufffe"]
+        for refuses in (False, True):
+            self.server.refuses_encoding = refuses
+            for size in (None, 1, 2):
+                self.server.page_size = size
+                result = self.run_program("s3", "restore", "bucket", "r", code=1)
+                self.assertEqual(self.files_in("r"), {key: body for key, body in self.server.objects.items()
+                                                      if key not in unreadable})
+                self.assertIn(f"FAILED: {len(unreadable)} objects", result.out)
+                self.assertIn(r"NOT restored: c\x01: its key cannot be read", result.err)
+                shutil.rmtree(self.folder / "r")
+                result = self.run_program("s3", "ls", "bucket", code=1)
+                self.assertEqual(result.err.count("NOT listed: "), len(unreadable))
+        self.server.objects["\udcff"] = b""
+        result = self.run_program("s3", "rm", "-r", "bucket", "", code=1)
+        self.assertIn("deleted: 7 objects", result.out)
+        self.assertIn(r"NOT deleted: c\x01: ", result.err)
+        self.assertEqual(sorted(self.server.objects), sorted([*unreadable, "\udcff"]))
+
+    def test_commands_for_one_object_take_them(self):
+        self.write("f", BODY)
+        for key in self.odd:
+            self.run_program("s3", "put", "f", "bucket", key)
+            self.run_program("s3", "get", "bucket", key, "g")
+            self.assertEqual(self.read("g"), BODY)
+            self.run_program("s3", "head", "bucket", key)
+            self.run_program("s3", "rm", "bucket", key)
+        self.assertEqual(sorted(self.server.objects), ["x", "z"])
 
 
 class ListingTest(FakeServerTest):

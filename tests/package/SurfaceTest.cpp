@@ -508,6 +508,11 @@ void name_vexil_CS3Client() {
     name(static_cast<void (Class::*)(bool)>(&Class::setSSLVerifyPeer));
     name(static_cast<void (Class::*)(bool)>(&Class::setVerifyETag));
     name(static_cast<String (*)(const TMap<String, String>&)>(&Class::getContentMD5));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, const String&, const String&,
+                                     int)>(&Class::prepareListEncodedObjectsRequest));
+    name(static_cast<P<CS3ListObjectsResult> (Class::*)(CNetRequest&, const String&, const String&,
+                                                        const String&, const String&, int)>(
+        &Class::listEncodedObjects));
     name(static_cast<void (Class::*)(INetRequestSetup*)>(&Class::setRequestSetup));
     name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&)>(
         &Class::prepareGetObjectHeadersRequest));
@@ -644,6 +649,10 @@ void name_vexil_CS3ListObjectsResult() {
     name(static_cast<const TArray<String>& (Class::*)() const noexcept>(&Class::getCommonPrefixes));
     name(static_cast<String (Class::*)() const>(&Class::getDelimiteredNextMarker));
     name(static_cast<void (Class::*)(const String&, const String&, const String&) const>(&Class::verifyKeys));
+    name(static_cast<P<CS3ListObjectsResult> (*)(const TBuffer<unsigned char>*)>(&Class::fromEncoded));
+    name(static_cast<bool (Class::*)() const noexcept>(&Class::hasEncodedNames));
+    name(static_cast<const TArray<String>& (Class::*)() const noexcept>(&Class::getUnreadableNames));
+    name(static_cast<const std::string& (Class::*)() const noexcept>(&Class::getLastKeyBytes));
 }
 
 void name_vexil_CS3ObjectEnum() {
@@ -660,6 +669,8 @@ void name_vexil_CS3ObjectEnum() {
         [[maybe_unused]] const Class object(std::move(any<CS3ObjectEnum>()));
     }
     name(static_cast<void (Class::*)(bool)>(&Class::setVerifyKeys));
+    name(static_cast<void (Class::*)(bool)>(&Class::setEncodedKeys));
+    name(static_cast<TArray<String> (Class::*)()>(&Class::takeUnreadableKeys));
     name(static_cast<bool (Class::*)()>(&Class::next));
     name(static_cast<P<CS3ListObjectsElement> (Class::*)() const>(&Class::getCurrObject));
 }

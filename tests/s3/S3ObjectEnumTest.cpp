@@ -162,6 +162,84 @@ TEST_F(S3ObjectEnumTest, ChecksTheFirstKeyAgainstTheStart) {
               "The listing has the key 'p/k' after 'p/k', although its names must ascend.");
 }
 
+std::vector<std::string> takeUnreadable(CS3ObjectEnum& objects) {
+    std::vector<std::string> names;
+    for (const String& name : objects.takeUnreadableKeys()) {
+        names.push_back(name.toUTF8());
+    }
+    return names;
+}
+
+TEST_F(S3ObjectEnumTest, AsksForEncodedKeys) {
+    const std::string url = "<EncodingType>url</EncodingType>";
+    answer({page(true, {"p/%01+%2B", "p/%0D"}, url), page(false, {"p/a"}, url)});
+    CS3ObjectEnum objects(&client, &request, "b", "p/", "p/\x01", 2);
+    objects.setEncodedKeys(true);
+    objects.setVerifyKeys(true);
+    EXPECT_THAT(walk(objects), ElementsAre("p/\x01 +", "p/\r", "p/a"));
+    EXPECT_THAT(takeUnreadable(objects), IsEmpty());
+    EXPECT_THAT(targets(),
+                ElementsAre("GET /b?prefix=p%2F&marker=p%2F%01&max-keys=2&encoding-type=url HTTP/1.1",
+                            "GET /b?prefix=p%2F&marker=p%2F%0D&max-keys=2&encoding-type=url HTTP/1.1"));
+}
+
+TEST_F(S3ObjectEnumTest, GoesOnAfterKeysThatCannotBeRead) {
+    answer({page(true, {"a", "a\x01"}), page(true, {"\xFF~"}), page(true, {}), page(false, {"b"})});
+    CS3ObjectEnum objects(&client, &request, "b", "", "", -1);
+    objects.setEncodedKeys(true);
+    EXPECT_TRUE(objects.next());
+    EXPECT_EQ(objects.getCurrObject()->getKey(), "a");
+    EXPECT_THAT(takeUnreadable(objects), ElementsAre("a\x01"));
+    EXPECT_FALSE(objects.next());
+    EXPECT_THAT(takeUnreadable(objects), ElementsAre("\xEF\xBF\xBD~"));
+    EXPECT_THAT(takeUnreadable(objects), IsEmpty());
+    EXPECT_THAT(targets(), ElementsAre("GET /b?encoding-type=url HTTP/1.1",
+                                       "GET /b?marker=a%01&encoding-type=url HTTP/1.1",
+                                       "GET /b?marker=%FF~&encoding-type=url HTTP/1.1"));
+    EXPECT_EQ(client.listEncodedObjects(request, "b", "", "", "", -1)->getObjects().size(), 1u);
+}
+
+TEST_F(S3ObjectEnumTest, NoticesKeysThatComeAgainAlsoWhereTheyCannotBeRead) {
+    answer({page(true, {"\xFF"}), page(true, {"\xFF"})});
+    CS3ObjectEnum objects(&client, &request, "b", "", "", -1);
+    objects.setEncodedKeys(true);
+    objects.setVerifyKeys(true);
+    EXPECT_EQ(plainErrorOf([&] { objects.next(); }),
+              "The listing has the key '\xEF\xBF\xBD' after '\xEF\xBF\xBD', although its names must ascend.");
+}
+
+TEST_F(S3ObjectEnumTest, AsksWithoutTheArgumentWhereItIsRefused) {
+    for (const char* refusal : {"InvalidArgument", "NotImplemented"}) {
+        answer(
+            {reply("400 Bad Request", errorDocument(refusal)), page(true, {" &amp;a"}), page(false, {"b"})});
+        CNetRequest own;
+        CS3ObjectEnum objects(&client, &own, "b", "", "", -1);
+        objects.setEncodedKeys(true);
+        EXPECT_THAT(walk(objects), ElementsAre(" &a", "b"));
+    }
+    EXPECT_EQ(targets().at(1), "GET /b HTTP/1.1");
+    EXPECT_EQ(targets().at(2), "GET /b?marker=%20%26a HTTP/1.1");
+    answer({reply("400 Bad Request", errorDocument("InvalidArgument")),
+            reply("400 Bad Request", errorDocument("InvalidArgument")),
+            reply("403 Forbidden", errorDocument("AccessDenied"))});
+    CNetRequest own;
+    CS3ObjectEnum objects(&client, &own, "b", "", "", -1);
+    objects.setEncodedKeys(true);
+    EXPECT_TRUE(thrownBy<CS3Error>([&] { objects.next(); }));
+    EXPECT_TRUE(thrownBy<CS3Error>([&] { objects.next(); }));
+}
+
+TEST_F(S3ObjectEnumTest, ListsEncodedWithAllArguments) {
+    answer({page(false, {"a"})});
+    client.listEncodedObjects(request, "b b", "p/", "/", "m m", 100);
+    EXPECT_THAT(
+        targets(),
+        ElementsAre("GET /b%20b?prefix=p%2F&marker=m%20m&max-keys=100&delimiter=%2F&encoding-type=url "
+                    "HTTP/1.1"));
+    EXPECT_EQ(argErrorOf([&] { client.prepareListEncodedObjectsRequest(request, "", "", "", "", -1); }),
+              "CS3Client::prepareListEncodedObjectsRequest: bucket name must not be empty");
+}
+
 TEST_F(S3ObjectEnumTest, KeepsObjectsThatAreHeld) {
     answer({page(true, {"a"}), page(false, {"b"})});
     const P<CS3Client> counted = new TestClient(peer.url(""));

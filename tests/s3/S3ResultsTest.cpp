@@ -4,7 +4,11 @@
 #include "vexil/s3/S3CopyObjectResult.h"
 #include "vexil/s3/S3ListObjectsResult.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -259,6 +263,115 @@ TEST(S3ListObjectsResult, HoldsObjectsAndPrefixesInOrder) {
     EXPECT_EQ(second.getLastModified(), "");
     EXPECT_EQ(second.getETag(), "");
     EXPECT_EQ(second.getSize(), 0);
+}
+
+P<CS3ListObjectsResult> parseEncoded(std::string_view text) {
+    vexil::TBuffer<unsigned char> body;
+    body.setUsed(static_cast<int>(text.size()));
+    std::copy(text.begin(), text.end(), body.getData());
+    return CS3ListObjectsResult::fromEncoded(&body);
+}
+
+std::vector<std::string> keysOf(const CS3ListObjectsResult& page) {
+    std::vector<std::string> keys;
+    for (const auto& object : page.getObjects()) {
+        keys.push_back(object->getKey().toUTF8());
+    }
+    return keys;
+}
+
+std::vector<std::string> unreadableOf(const CS3ListObjectsResult& page) {
+    std::vector<std::string> names;
+    for (const String& name : page.getUnreadableNames()) {
+        names.push_back(name.toUTF8());
+    }
+    return names;
+}
+
+std::string contents(const std::string& key) {
+    return "<Contents><Key>" + key + "</Key><ETag>\"e\"</ETag><Size>7</Size></Contents>";
+}
+
+TEST(S3ListObjectsResult, DecodesNames) {
+    const auto page =
+        parseEncoded("<ListBucketResult>\n  " + contents("%20a%2Bb+c%0D%0A%01%EF%BF%BE%F0%9F%98%80/x") +
+                     contents("%2525") + "<NextMarker>n%2F+%01</NextMarker>" +
+                     "<CommonPrefixes><Prefix>%09p/</Prefix></CommonPrefixes>"
+                     "<EncodingType>url</EncodingType><IsTruncated>true</IsTruncated></ListBucketResult>");
+    EXPECT_THAT(keysOf(*page), ElementsAre(" a+b c\r\n\x01\xEF\xBF\xBE\xF0\x9F\x98\x80/x", "%25"));
+    EXPECT_EQ(page->getObjects().front()->getETag(), "\"e\"");
+    EXPECT_EQ(page->getObjects().front()->getSize(), 7);
+    EXPECT_EQ(page->getDelimiteredNextMarker(), String("n/ \x01"));
+    EXPECT_THAT(page->getCommonPrefixes(), ElementsAre(String("\tp/")));
+    EXPECT_THAT(page->getUnreadableNames(), IsEmpty());
+    EXPECT_EQ(page->getLastKeyBytes(), "%25");
+    EXPECT_TRUE(page->hasEncodedNames());
+    EXPECT_TRUE(page->isTruncated());
+}
+
+TEST(S3ListObjectsResult, NamesWhatCannotBeDecoded) {
+    const auto page =
+        parseEncoded("<ListBucketResult><EncodingType>URL</EncodingType>" + contents("a") + contents("%ff") +
+                     contents("100%") + contents("%4") + contents("%GG") + contents("") + contents("\x01") +
+                     contents("b") + contents("%C3") + "</ListBucketResult>");
+    EXPECT_THAT(keysOf(*page), ElementsAre("a", "b"));
+    EXPECT_THAT(unreadableOf(*page),
+                ElementsAre("\xEF\xBF\xBD", "100%", "%4", "%GG", "", "\x01", "\xEF\xBF\xBD"));
+    EXPECT_EQ(page->getLastKeyBytes(), "\xC3");
+}
+
+TEST(S3ListObjectsResult, TakesNamesAsTheyStandWhereTheyAreNotEncoded) {
+    const auto page = parseEncoded("<ListBucketResult>" + contents(" &amp;a") + contents("\n") +
+                                   contents("%20+") + contents("&#13;") + contents("<![CDATA[ <]]>x") +
+                                   contents("\xEF\xBF\xBD") + "</ListBucketResult>");
+    EXPECT_THAT(keysOf(*page), ElementsAre(" &a", "\n", "%20+", "\r", " <x", "\xEF\xBF\xBD"));
+    EXPECT_THAT(page->getUnreadableNames(), IsEmpty());
+    EXPECT_FALSE(page->hasEncodedNames());
+}
+
+TEST(S3ListObjectsResult, GoesOnBehindNamesThatXMLCannotHold) {
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"a\x01", "a\x01"},
+        {"a&#1;", "a\x01"},
+        {"a&#x1F;b", "a\x1F"
+                     "b"},
+        {"&#0;", std::string(1, '\0')},
+        {"a\rb", "a\rb"},
+        {"a\r", "a\r"},
+        {"\xEF\xBF\xBE", "\xEF\xBF\xBE"},
+        {"&#xFFFE;", "\xEF\xBF\xBE"},
+        {"&#xffff;", "\xEF\xBF\xBF"},
+        {"a\xFF", "a\xFF"},
+        {"\xC0\xAF", "\xC0\xAF"},
+        {"\xE4\xB8", "\xE4\xB8"},
+        {"\xED\xA0\x80", "\xED\xA0\x80"},
+        {"\xF4\x90\x80\x80", "\xF4\x90\x80\x80"},
+        {"\xEF\xB7\x90"
+         "01",
+         "\xEF\xB7\x90"
+         "01"},
+        {"&#x110000;", "&#x110000;"},
+        {"&#99999999999999999999;", "&#99999999999999999999;"}};
+    for (const auto& [key, bytes] : cases) {
+        const auto page =
+            parseEncoded("<ListBucketResult>\r\n" + contents("before") + "\r\n<Prefix>" + key + "</Prefix>" +
+                         contents(key) + contents("zz") + contents(key) + "</ListBucketResult>");
+        EXPECT_THAT(keysOf(*page), ElementsAre("before", "zz")) << key;
+        EXPECT_EQ(page->getUnreadableNames().size(), 2u) << key;
+        EXPECT_EQ(page->getLastKeyBytes(), bytes) << key;
+    }
+}
+
+TEST(S3ListObjectsResult, ReadsOtherEncodingsAsTheyAre) {
+    const auto page = parseEncoded("<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><ListBucketResult>" +
+                                   contents("\xFC") + "</ListBucketResult>");
+    EXPECT_THAT(keysOf(*page), ElementsAre("\xC3\xBC"));
+    EXPECT_EQ(plainErrorOf([] { parseEncoded("<ListBucketResult>&#xZ;</ListBucketResult>"); }),
+              "Error parsing Amazon S3 'list objects' result: invalid XML.");
+    EXPECT_EQ(plainErrorOf([] { parseEncoded(""); }),
+              "Error parsing Amazon S3 'list objects' result: invalid XML.");
+    EXPECT_EQ(plainErrorOf([] { parseEncoded("<Other/>"); }),
+              "Error parsing Amazon S3 'list objects' result: root element is not ListBucketResult.");
 }
 
 TEST(S3ListObjectsResult, ChecksCommonPrefixes) {

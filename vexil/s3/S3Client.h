@@ -253,6 +253,18 @@ public:
                                         const String& delimiter, const String& marker, int maxKeys);
     /// @}
 
+    /// @{
+
+    /// The same with `encoding-type=url`: the service percent-encodes the names, so that all of them come as they are, with
+    /// white space at the front, control characters and carriage returns, which XML changes or cannot hold. A service that
+    /// does not know it sends them as they stand; see CS3ListObjectsResult::fromEncoded().
+    void prepareListEncodedObjectsRequest(CNetRequest& request, const String& bucket, const String& prefix,
+                                          const String& delimiter, const String& marker, int maxKeys);
+    P<CS3ListObjectsResult> listEncodedObjects(CNetRequest& request, const String& bucket,
+                                               const String& prefix, const String& delimiter,
+                                               const String& marker, int maxKeys);
+    /// @}
+
     /// The MD5 of an object's content, in base64 as the header Content-MD5 has it, from the headers of the response to a
     /// put, a get or a head. "" when the ETag is no MD5: not 32 hexadecimal digits (objects of several parts
     /// have a "-" in it), weak ("W/"), or of an object that is encrypted with a key of the customer or of a key service
@@ -346,7 +358,21 @@ private:
         P<sigil::IDigest> m_digest;
     };
 
+    // It continues a listing after a key that is no text.
+    friend class CS3ObjectEnum;
+    /// What a listing is asked for, but for its bucket.
+    struct CListQuery {
+        const String& prefix;
+        const String& delimiter;
+        const String& escapedMarker;
+        int maxKeys;
+        bool isEncoded;
+    };
+
     static void checkMemorySize(bool isInRange);
+    void prepareList(const char* place, CNetRequest& request, const String& bucket, const CListQuery& query);
+    P<CS3ListObjectsResult> listLeniently(CNetRequest& request, const String& bucket,
+                                          const CListQuery& query);
     P<CNetHeaders> beginPrepareObjectRequest(CNetRequest& request, const String& bucket,
                                              const String& object);
     void beginPreparePut(CNetRequest& request, const String& bucket, const String& object,

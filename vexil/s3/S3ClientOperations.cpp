@@ -379,22 +379,49 @@ void CS3Client::deleteObject(CNetRequest& request, const String& bucket, const S
 
 // ---- list ------------------------------------------------------------------------------------------------
 
-void CS3Client::prepareListObjectsRequest(CNetRequest& request, const String& bucket, const String& prefix,
-                                          const String& delimiter, const String& marker, int maxKeys) {
-    checkBucket("CS3Client::prepareListObjectsRequest", bucket);
+void CS3Client::prepareList(const char* place, CNetRequest& request, const String& bucket,
+                            const CListQuery& wanted) {
+    checkBucket(place, bucket);
     String query;
     const auto append = [&query](bool isGiven, const char* name, const String& value) {
         if (isGiven) {
             query += (query.isEmpty() ? String("?") : String("&")) + name + "=" + value;
         }
     };
-    append(!prefix.isEmpty(), "prefix", request.urlEscape(prefix));
-    append(!marker.isEmpty(), "marker", request.urlEscape(marker));
-    append(maxKeys != -1, "max-keys", String::fromInt(maxKeys));
-    append(!delimiter.isEmpty(), "delimiter", request.urlEscape(delimiter));
+    append(!wanted.prefix.isEmpty(), "prefix", request.urlEscape(wanted.prefix));
+    append(!wanted.escapedMarker.isEmpty(), "marker", wanted.escapedMarker);
+    append(wanted.maxKeys != -1, "max-keys", String::fromInt(wanted.maxKeys));
+    append(!wanted.delimiter.isEmpty(), "delimiter", request.urlEscape(wanted.delimiter));
+    append(wanted.isEncoded, "encoding-type", "url");
     beginPrepareRequest(request, m_baseURL + request.urlEscape(bucket) + query);
     setPathAsIs(request, isDotSegment(bucket));
     finishPrepareRequest(request);
+}
+
+void CS3Client::prepareListObjectsRequest(CNetRequest& request, const String& bucket, const String& prefix,
+                                          const String& delimiter, const String& marker, int maxKeys) {
+    prepareList("CS3Client::prepareListObjectsRequest", request, bucket,
+                {prefix, delimiter, request.urlEscape(marker), maxKeys, false});
+}
+
+void CS3Client::prepareListEncodedObjectsRequest(CNetRequest& request, const String& bucket,
+                                                 const String& prefix, const String& delimiter,
+                                                 const String& marker, int maxKeys) {
+    prepareList("CS3Client::prepareListEncodedObjectsRequest", request, bucket,
+                {prefix, delimiter, request.urlEscape(marker), maxKeys, true});
+}
+
+P<CS3ListObjectsResult> CS3Client::listEncodedObjects(CNetRequest& request, const String& bucket,
+                                                      const String& prefix, const String& delimiter,
+                                                      const String& marker, int maxKeys) {
+    return listLeniently(request, bucket, {prefix, delimiter, request.urlEscape(marker), maxKeys, true});
+}
+
+P<CS3ListObjectsResult> CS3Client::listLeniently(CNetRequest& request, const String& bucket,
+                                                 const CListQuery& query) {
+    prepareList("CS3Client::prepareListEncodedObjectsRequest", request, bucket, query);
+    performRequest(request);
+    return CS3ListObjectsResult::fromEncoded(request.getDefaultReceiveBuffer());
 }
 
 P<CS3ListObjectsResult> CS3Client::listObjects(CNetRequest& request, const String& bucket,

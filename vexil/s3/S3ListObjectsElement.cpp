@@ -6,6 +6,13 @@
 namespace vexil {
 
 CS3ListObjectsElement::CS3ListObjectsElement(const wxXmlNode* contentsNode) {
+    construct(contentsNode);
+    if (m_key.isEmpty()) {
+        throw CError("Invalid Amazon S3 list objects element: 'Key' field not defined.");
+    }
+}
+
+void CS3ListObjectsElement::construct(const wxXmlNode* contentsNode) {
     forEachXmlChild(contentsNode, [this](const String& name, wxXmlNode* child) {
         if (name == "Key") {
             m_key = getXmlText(child);
@@ -17,9 +24,6 @@ CS3ListObjectsElement::CS3ListObjectsElement(const wxXmlNode* contentsNode) {
             m_size = zet::parseInt64(getXmlText(child), false);
         }
     });
-    if (m_key.isEmpty()) {
-        throw CError("Invalid Amazon S3 list objects element: 'Key' field not defined.");
-    }
 }
 
 CS3ListObjectsElement::~CS3ListObjectsElement() = default;

@@ -30,6 +30,10 @@ public:
     int64 getSize() const noexcept { return m_size; }
 
 private:
+    friend class CS3ListObjectsResult;
+    CS3ListObjectsElement() = default;
+    void construct(const wxXmlNode* contentsNode);
+
     String m_key;
     String m_lastModified;
     String m_eTag;

@@ -1,12 +1,16 @@
 #include "vexil/s3/S3ListObjectsResult.h"
 
+#include "vexil/s3/S3ListingText.h"
 #include "vexil/s3/S3XmlDocument.h"
 
 #include <string>
+#include <utility>
 
 namespace vexil {
 
 namespace {
+
+constexpr char errorPrefix[] = "Error parsing Amazon S3 'list objects' result: ";
 
 bool parseIsTruncated(const String& text) {
     const String value = text.toLower();
@@ -14,6 +18,12 @@ bool parseIsTruncated(const String& text) {
         throw CError("Bad value for 'IsTruncated' S3 list objects result element: '" + value + "'");
     }
     return value == "true";
+}
+
+void checkRoot(const wxXmlNode* root) {
+    if (getXmlName(root) != "ListBucketResult") {
+        throw CError("Error parsing Amazon S3 'list objects' result: root element is not ListBucketResult.");
+    }
 }
 
 /// Follows the names of a listing in their order.
@@ -60,15 +70,26 @@ CS3ListObjectsResult::CS3ListObjectsResult(const TBuffer<unsigned char>* body)
 
 CS3ListObjectsResult::~CS3ListObjectsResult() = default;
 
+P<CS3ListObjectsResult> CS3ListObjectsResult::fromEncoded(const TBuffer<unsigned char>* body) {
+    const std::string text = makeWellFormed(
+        {reinterpret_cast<const char*>(body->getData()), static_cast<std::size_t>(body->getUsed())});
+    if (!std::in_range<int>(text.size())) {
+        throw CError(String(errorPrefix) + "invalid XML.");
+    }
+    const CS3XmlDocument document(text.data(), static_cast<int>(text.size()), errorPrefix,
+                                  S3XmlWhiteSpace::Kept);
+    P<CS3ListObjectsResult> page(new CS3ListObjectsResult);
+    page->constructEncoded(document.getRoot());
+    return page;
+}
+
 void CS3ListObjectsResult::construct(const char* data, int length) {
-    const CS3XmlDocument document(data, length, "Error parsing Amazon S3 'list objects' result: ");
+    const CS3XmlDocument document(data, length, errorPrefix);
     construct(document.getRoot());
 }
 
 void CS3ListObjectsResult::construct(wxXmlNode* root) {
-    if (getXmlName(root) != "ListBucketResult") {
-        throw CError("Error parsing Amazon S3 'list objects' result: root element is not ListBucketResult.");
-    }
+    checkRoot(root);
     forEachXmlChild(root, [this](const String& name, wxXmlNode* child) {
         if (name == "Contents") {
             m_objects.push_back(new CS3ListObjectsElement(child));
@@ -78,6 +99,55 @@ void CS3ListObjectsResult::construct(wxXmlNode* root) {
             m_isTruncated = parseIsTruncated(getXmlText(child));
         } else if (name == "NextMarker") {
             m_nextMarker = getXmlText(child);
+        }
+    });
+}
+
+void CS3ListObjectsResult::constructEncoded(wxXmlNode* root) {
+    checkRoot(root);
+    // It may stand after the names.
+    forEachXmlChild(root, [this](const String& name, wxXmlNode* child) {
+        if (name == "EncodingType") {
+            m_hasEncodedNames = getXmlText(child).toLower() == "url";
+        }
+    });
+    forEachXmlChild(root, [this](const String& name, wxXmlNode* child) {
+        if (name == "Contents") {
+            addEncodedObject(child);
+        } else if (name == "CommonPrefixes") {
+            addEncodedCommonPrefixes(child);
+        } else if (name == "IsTruncated") {
+            m_isTruncated = parseIsTruncated(getXmlText(child));
+        } else if (name == "NextMarker") {
+            m_nextMarker = readListedName(getXmlWholeText(child), m_hasEncodedNames).text;
+        }
+    });
+}
+
+void CS3ListObjectsResult::addEncodedObject(wxXmlNode* node) {
+    String key;
+    forEachXmlChild(node, [&key](const String& name, wxXmlNode* child) {
+        if (name == "Key") {
+            key = getXmlWholeText(child);
+        }
+    });
+    const CS3ListedName name = readListedName(key, m_hasEncodedNames);
+    m_lastKeyBytes = name.bytes;
+    if (!name.isReadable) {
+        m_unreadableNames.push_back(name.text);
+        return;
+    }
+    P<CS3ListObjectsElement> element(new CS3ListObjectsElement);
+    element->construct(node);
+    element->m_key = name.text;
+    m_objects.push_back(element);
+}
+
+void CS3ListObjectsResult::addEncodedCommonPrefixes(wxXmlNode* node) {
+    forEachXmlChild(node, [this](const String& name, wxXmlNode* child) {
+        if (name == "Prefix") {
+            const CS3ListedName prefix = readListedName(getXmlWholeText(child), m_hasEncodedNames);
+            (prefix.isReadable ? m_commonPrefixes : m_unreadableNames).push_back(prefix.text);
         }
     });
 }

@@ -4,6 +4,8 @@
 #include "vexil/Export.h"
 #include "vexil/s3/S3ListObjectsElement.h"
 
+#include <string>
+
 class wxXmlNode;
 
 namespace vexil {
@@ -21,6 +23,12 @@ public:
     /// The same with the bytes of a buffer, such as CNetRequest::getDefaultReceiveBuffer().
     /// \param body  must not be null
     explicit CS3ListObjectsResult(const TBuffer<unsigned char>* body);
+    /// Reads the response to a listing with `encoding-type=url` (CS3Client::listEncodedObjects). Where the service says
+    /// that it has encoded the names, they are decoded; otherwise they are taken as they stand, white space included. A
+    /// name that cannot be read does not hinder the others: see getUnreadableNames().
+    /// \param body  must not be null
+    /// \return never null
+    static P<CS3ListObjectsResult> fromEncoded(const TBuffer<unsigned char>* body);
     CS3ListObjectsResult(const CS3ListObjectsResult&) = default;
     CS3ListObjectsResult(CS3ListObjectsResult&&) = default;
     CS3ListObjectsResult& operator=(const CS3ListObjectsResult&) = default;
@@ -37,6 +45,16 @@ public:
     /// Where the next page begins, in listings made with a delimiter. Without a delimiter services send no
     /// marker, which gives "": go on behind the last key of the page then, as CS3ObjectEnum does.
     String getDelimiteredNextMarker() const { return m_nextMarker; }
+
+    /// Whether the service has encoded the names, so that each one comes as it is. False for a page of a listing without
+    /// `encoding-type=url`, and from a service that does not know that.
+    bool hasEncodedNames() const noexcept { return m_hasEncodedNames; }
+    /// Of a page that fromEncoded() has read: keys and common prefixes whose names are not certain, for people. They are
+    /// no UTF-8, or hold characters that XML cannot hold, such as control characters, and the service has not encoded
+    /// them.
+    const TArray<String>& getUnreadableNames() const noexcept { return m_unreadableNames; }
+    /// Of a page that fromEncoded() has read: the bytes of the last key, readable or not; "" for a page without objects.
+    const std::string& getLastKeyBytes() const noexcept { return m_lastKeyBytes; }
 
     /// Checks that the page holds what was asked for: every key and every common prefix begins with `prefix` and is
     /// greater than the one before it, the first one than `marker`. Keys are compared by their UTF-8 bytes. Another
@@ -56,7 +74,15 @@ protected:
     void parseCommonPrefixes(wxXmlNode* node);
 
 private:
+    CS3ListObjectsResult() = default;
+    void constructEncoded(wxXmlNode* root);
+    void addEncodedObject(wxXmlNode* node);
+    void addEncodedCommonPrefixes(wxXmlNode* node);
+
     bool m_isTruncated = false;
+    bool m_hasEncodedNames = false;
+    TArray<String> m_unreadableNames;
+    std::string m_lastKeyBytes;
     String m_nextMarker;
     TArray<P<CS3ListObjectsElement>> m_objects;
     TArray<String> m_commonPrefixes;

@@ -1,11 +1,27 @@
 #include "vexil/s3/S3ObjectEnum.h"
 
+#include "vexil/net/ErrorClassification.h"
+#include "vexil/s3/S3Error.h"
+#include "vexil/s3/S3ListingText.h"
+
+#include <utility>
+
 namespace vexil {
 
 namespace {
 
+constexpr int statusNotImplemented = 501;
+
 int countObjects(const CS3ListObjectsResult& page) {
     return static_cast<int>(page.getObjects().size());
+}
+
+/// Whether the service may have refused an argument that it does not know.
+bool isArgumentRefused(const CError& error) {
+    const auto* const refusal = dynamic_cast<const CS3Error*>(&error);
+    const String code = refusal ? refusal->getS3Code() : String();
+    return code == "InvalidArgument" || code == "NotImplemented" ||
+           getHTTPStatusCodeFromError(error) == statusNotImplemented;
 }
 
 }  // namespace
@@ -32,31 +48,75 @@ bool CS3ObjectEnum::next() {
 }
 
 bool CS3ObjectEnum::nextPage() {
-    if (m_page) {
-        if (!m_page->isTruncated() || m_page->getObjects().empty()) {
-            m_isEnded = true;
-            return false;
+    do {
+        if (m_page) {
+            if (!canGoOn()) {
+                m_isEnded = true;
+                return false;
+            }
+            // Not the page's NextMarker: without a delimiter services may send none.
+            if (!m_page->getObjects().empty()) {
+                m_marker = m_page->getObjects().back()->getKey();
+            }
+            m_markerBytes = m_page->getLastKeyBytes();
         }
-        // Not the page's NextMarker: without a delimiter services may send none.
-        m_marker = m_page->getObjects().back()->getKey();
-    }
-    const P<CS3ListObjectsResult> page =
-        m_client->listObjects(*m_request, m_bucket, m_prefix, "", m_marker, m_pageSize);
-    if (m_verifiesKeys) {
-        verifyPage(*page);
-    }
-    m_page = page;
-    m_index = 0;
+        m_page = loadPage();
+        m_index = 0;
+        // Of a page with keys that cannot be read there may be no object.
+    } while (m_page->getObjects().empty() && canGoOn());
     // An empty page ends it even if it claims that more follows: there is no key to go on from.
     m_isEnded = m_page->getObjects().empty();
     return !m_isEnded;
 }
 
+bool CS3ObjectEnum::canGoOn() const {
+    return m_page->isTruncated() && !(m_page->getObjects().empty() && m_page->getLastKeyBytes().empty());
+}
+
+P<CS3ListObjectsResult> CS3ObjectEnum::loadPage() {
+    const P<CS3ListObjectsResult> page =
+        m_hasEncodedKeys ? listEncoded()
+                         : m_client->listObjects(*m_request, m_bucket, m_prefix, "", m_marker, m_pageSize);
+    if (m_verifiesKeys) {
+        verifyPage(*page);
+    }
+    m_unreadableKeys.insert(m_unreadableKeys.end(), page->getUnreadableNames().begin(),
+                            page->getUnreadableNames().end());
+    return page;
+}
+
+P<CS3ListObjectsResult> CS3ObjectEnum::listEncoded() {
+    const String escapedMarker =
+        m_markerBytes.empty() ? m_request->urlEscape(m_marker) : escapeBytes(m_markerBytes);
+    const auto list = [&] {
+        return m_client->listLeniently(*m_request, m_bucket,
+                                       {m_prefix, "", escapedMarker, m_pageSize, !m_isEncodingRefused});
+    };
+    try {
+        return list();
+    } catch (const CError& error) {
+        if (m_page || m_isEncodingRefused || !isArgumentRefused(error)) {
+            throw;
+        }
+    }
+    m_isEncodingRefused = true;
+    return list();
+}
+
 void CS3ObjectEnum::verifyPage(const CS3ListObjectsResult& page) const {
     page.verifyKeys(m_prefix, "", m_marker);
-    if (page.isTruncated() && page.getObjects().empty()) {
+    const std::string& last = page.getLastKeyBytes();
+    if (!last.empty() && last <= m_markerBytes) {
+        throw CError("The listing has the key '" + String::fromUTF8Lossy(last) + "' after '" +
+                     String::fromUTF8Lossy(m_markerBytes) + "', although its names must ascend.");
+    }
+    if (page.isTruncated() && page.getObjects().empty() && last.empty()) {
         throw CError("The listing claims that more follows, but has no key to go on from.");
     }
+}
+
+TArray<String> CS3ObjectEnum::takeUnreadableKeys() {
+    return std::exchange(m_unreadableKeys, {});
 }
 
 P<CS3ListObjectsElement> CS3ObjectEnum::getCurrObject() const {

@@ -7,6 +7,8 @@
 #include "vexil/s3/S3ListObjectsElement.h"
 #include "vexil/s3/S3ListObjectsResult.h"
 
+#include <string>
+
 namespace vexil {
 
 /// Walks over all objects of a bucket whose keys begin with a prefix, in ascending order, and fetches the
@@ -43,6 +45,12 @@ public:
     /// false. Switch it on before keys are used to delete or to write.
     void setVerifyKeys(bool verify) { m_verifiesKeys = verify; }
 
+    /// Whether pages are asked for with `encoding-type=url` and read with CS3ListObjectsResult::fromEncoded(), so that every
+    /// key comes as it is, and one that cannot be read does not end the enumeration: it is left out and named by
+    /// takeUnreadableKeys(). A service that refuses the argument is asked without it. Default false. Set it before the
+    /// first next().
+    void setEncodedKeys(bool areEncoded) { m_hasEncodedKeys = areEncoded; }
+
     /// Moves to the next object, the first one at first; false when there is none, and from then on.
     /// \throws what CS3Client::listObjects throws; calling again then asks for the same page again. The same for a
     ///         page that setVerifyKeys() does not let pass: a CError that names the key
@@ -50,11 +58,17 @@ public:
     /// The current object; null before the first next(), at the end, and after a next() that has thrown.
     P<CS3ListObjectsElement> getCurrObject() const;
 
+    /// The keys that were left out since the last call, for people. Ask after each next(), also the last one.
+    TArray<String> takeUnreadableKeys();
+
 protected:
     /// Loads the page behind the current one. False when there is none.
     bool nextPage();
 
 private:
+    bool canGoOn() const;
+    P<CS3ListObjectsResult> loadPage();
+    P<CS3ListObjectsResult> listEncoded();
     void verifyPage(const CS3ListObjectsResult& page) const;
 
     P<CS3Client> m_client;
@@ -67,6 +81,10 @@ private:
     String m_marker;
     bool m_isEnded = false;
     bool m_verifiesKeys = false;
+    bool m_hasEncodedKeys = false;
+    bool m_isEncodingRefused = false;
+    std::string m_markerBytes;  // of the last key, readable or not, where keys are encoded
+    TArray<String> m_unreadableKeys;
 };
 
 }  // namespace vexil

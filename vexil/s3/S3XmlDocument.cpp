@@ -40,7 +40,7 @@ bool isNestedTooDeeply(std::string_view bytes) {
     return false;
 }
 
-bool load(wxXmlDocument& document, std::string_view bytes) {
+bool load(wxXmlDocument& document, std::string_view bytes, int flags) {
     // The parser would print its complaints to standard error. Without an application object wxWidgets takes
     // every thread for the main one, whose switch is global.
     static zet::CMutex mutex;
@@ -48,15 +48,17 @@ bool load(wxXmlDocument& document, std::string_view bytes) {
     const wxLogNull silence;
     wxMemoryInputStream stream(bytes.data(), bytes.size());
     // A wide text: the conversion of another leaks where memory runs out in it.
-    return document.Load(stream, L"UTF-8", 0);
+    return document.Load(stream, L"UTF-8", flags);
 }
 
 }  // namespace
 
-CS3XmlDocument::CS3XmlDocument(const char* data, int length, const char* errorPrefix)
+CS3XmlDocument::CS3XmlDocument(const char* data, int length, const char* errorPrefix,
+                               S3XmlWhiteSpace whiteSpace)
     : m_document(std::make_unique<wxXmlDocument>()) {
     const std::string_view bytes(data, length > 0 ? static_cast<std::size_t>(length) : 0);
-    if (isNestedTooDeeply(bytes) || !load(*m_document, bytes)) {
+    const int flags = whiteSpace == S3XmlWhiteSpace::Kept ? wxXMLDOC_KEEP_WHITESPACE_NODES : 0;
+    if (isNestedTooDeeply(bytes) || !load(*m_document, bytes, flags)) {
         throw CError(String(errorPrefix) + "invalid XML.");
     }
     m_root = m_document->GetRoot();
@@ -73,6 +75,16 @@ String getXmlName(const wxXmlNode* node) {
 
 String getXmlText(const wxXmlNode* node) {
     return toString(node->GetNodeContent());
+}
+
+String getXmlWholeText(const wxXmlNode* node) {
+    String text;
+    for (const wxXmlNode* child = node->GetChildren(); child; child = child->GetNext()) {
+        if (child->GetType() == wxXML_TEXT_NODE || child->GetType() == wxXML_CDATA_SECTION_NODE) {
+            text += toString(child->GetContent());
+        }
+    }
+    return text;
 }
 
 void forEachXmlChild(const wxXmlNode* node,

@@ -12,11 +12,15 @@ class wxXmlNode;
 
 namespace vexil {
 
+/// What becomes of texts of white space alone.
+enum class S3XmlWhiteSpace { Dropped, Kept };
+
 /// An XML document read from memory.
 class CS3XmlDocument {
 public:
     /// \throws CError with the prefix and "invalid XML." or "no root element."
-    CS3XmlDocument(const char* data, int length, const char* errorPrefix);
+    CS3XmlDocument(const char* data, int length, const char* errorPrefix,
+                   S3XmlWhiteSpace whiteSpace = S3XmlWhiteSpace::Dropped);
     ~CS3XmlDocument();
     CS3XmlDocument(const CS3XmlDocument&) = delete;
     CS3XmlDocument& operator=(const CS3XmlDocument&) = delete;
@@ -33,6 +37,9 @@ String getXmlName(const wxXmlNode* node);
 
 /// The first piece of text directly inside the element, as the parser left it; "" when there is none.
 String getXmlText(const wxXmlNode* node);
+
+/// All pieces of text directly inside the element.
+String getXmlWholeText(const wxXmlNode* node);
 
 /// Calls back for each direct child that is an element, in document order.
 void forEachXmlChild(const wxXmlNode* node,

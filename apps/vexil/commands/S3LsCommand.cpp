@@ -30,11 +30,14 @@ void CS3LsCommand::define(CCommandSyntax& syntax) {
 ExitCode CS3LsCommand::run(CContext& context) {
     CConsole& console = context.getConsole();
     CObjectListing objects(context, String::fromUTF8(m_bucket), String::fromUTF8(m_prefix));
+    int64 unreadable = 0;
     while (const P<CS3ListObjectsElement> element = objects.findNext()) {
+        unreadable += objects.reportUnreadableKeys("NOT listed");
         console.print(padLeft(String::fromInt(element->getSize())) + "  " +
                       printable(element->getLastModified()) + "  " + printable(element->getKey()));
     }
-    return ExitCode::Done;
+    unreadable += objects.reportUnreadableKeys("NOT listed");
+    return unreadable == 0 ? ExitCode::Done : ExitCode::Failed;
 }
 
 }  // namespace vexil::app

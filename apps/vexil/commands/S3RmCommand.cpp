@@ -18,30 +18,34 @@ void CS3RmCommand::define(CCommandSyntax& syntax) {
   vexil s3 rm --recursive photos 2024/
   vexil s3 rm --recursive photos ""        (the whole bucket)
 
-There is no question before, and no way back. That an object is not there is no error.)");
+There is no question before, and no way back. That an object is not there is no error. An object whose key
+cannot be read from the listing is named and stays, and the exit code is 1.)");
 }
 
 ExitCode CS3RmCommand::run(CContext& context) {
     if (m_isRecursive) {
-        removeAll(context);
-    } else {
-        context.getClient().deleteObject(context.getRequest(), String::fromUTF8(m_bucket),
-                                         String::fromUTF8(m_key));
-        checkAnswerIsComplete(context.getRequest());
+        return removeAll(context);
     }
+    context.getClient().deleteObject(context.getRequest(), String::fromUTF8(m_bucket),
+                                     String::fromUTF8(m_key));
+    checkAnswerIsComplete(context.getRequest());
     return ExitCode::Done;
 }
 
-void CS3RmCommand::removeAll(CContext& context) const {
+ExitCode CS3RmCommand::removeAll(CContext& context) const {
     const String bucket = String::fromUTF8(m_bucket);
     CObjectListing objects(context, bucket, String::fromUTF8(m_key));
     int64 count = 0;
+    int64 unreadable = 0;
     while (const P<CS3ListObjectsElement> element = objects.findNext()) {
+        unreadable += objects.reportUnreadableKeys("NOT deleted");
         context.getClient().deleteObject(context.getRequest(), bucket, element->getKey());
         checkAnswerIsComplete(context.getRequest());
         ++count;
     }
+    unreadable += objects.reportUnreadableKeys("NOT deleted");
     context.getConsole().print("deleted: " + formatNumberOf(count, "object"));
+    return unreadable == 0 ? ExitCode::Done : ExitCode::Failed;
 }
 
 }  // namespace vexil::app

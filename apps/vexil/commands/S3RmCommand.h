@@ -13,7 +13,7 @@ public:
     ExitCode run(CContext& context) override;
 
 private:
-    void removeAll(CContext& context) const;
+    ExitCode removeAll(CContext& context) const;
 
     std::string m_bucket;
     std::string m_key;
