@@ -21,7 +21,7 @@ int getHexDigit(wchar_t character) {
     if (character >= L'0' && character <= L'9') {
         return character - L'0';
     }
-    const wchar_t letter = character | 0x20;
+    const int letter = character | 0x20;
     return letter >= L'a' && letter <= L'f' && character < 0x80 ? letter - L'a' + 10 : -1;
 }
 
