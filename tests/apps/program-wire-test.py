@@ -891,6 +891,7 @@ class OddKeyTest(FakeServerTest):
         self.assertIn(r"NOT deleted: c\x01: ", result.err)
         self.assertEqual(sorted(self.server.objects), sorted([*unreadable, "\udcff"]))
 
+    @not_on_windows("arguments that Windows does not have")
     def test_commands_for_one_object_take_them(self):
         self.write("f", BODY)
         for key in self.odd:
