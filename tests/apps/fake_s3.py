@@ -13,9 +13,11 @@ class Fault:
     """What happens to the answers for one key, each time the next one; None for nothing."""
 
     def __init__(self, cut=None, status=None, code="", then=None, hold=False, cut_head=False,
-                 no_body=False, flip=None):
+                 no_body=False, flip=None, page=None, location=None):
+        self.page = page  # the body of the response with `status`, in place of the error document
+        self.location = location  # where that leads
         self.flip = flip  # in this byte of the object one bit is another than that which the ETag stands for, or that which came
-        self.cut_head = cut_head  # the answer to a put ends within its headers
+        self.cut_head = cut_head  # the response ends within its headers
         self.no_body = no_body  # status 204, which has none, with the length of the object
         self.cut = cut  # so many bytes of the body, sent or received, then the end of the connection
         self.status = status  # this status with an error document, instead of the object
@@ -173,6 +175,21 @@ class _Handler(http.server.BaseHTTPRequestHandler):
         self.wfile.write(body[:sent])
         self.wfile.flush()
 
+    def answer_fault(self, fault):
+        """The response that a fault puts in the place of the usual one; whether there is one."""
+        if fault.cut_head:
+            self.leave()
+            self.wfile.write(b'HTTP/1.1 200 OK\r\nETag: "a')
+            self.wfile.flush()
+            self.break_off()
+        elif fault.status and fault.page is not None:
+            self.answer(fault.status, fault.page, [("Location", fault.location)] if fault.location else [])
+        elif fault.status:
+            self.answer_error(fault.status, fault.code)
+        else:
+            return False
+        return True
+
     def answer_error(self, status, code):
         self.answer(status, f"<Error><Code>{code}</Code><Message>No.</Message></Error>".encode() if code else b"")
 
@@ -208,9 +225,9 @@ class _Handler(http.server.BaseHTTPRequestHandler):
             self.fake.count(-1)
 
     def get(self, fault):
-        if fault.status:
-            self.answer_error(fault.status, fault.code)
-        elif not self.key:
+        if self.answer_fault(fault):
+            return
+        if not self.key:
             query = urllib.parse.parse_qs(urllib.parse.urlsplit(self.path).query, errors="surrogateescape")
             if self.fake.refuses_encoding and "encoding-type" in query:
                 self.answer_error(400, "InvalidArgument")
@@ -243,7 +260,8 @@ class _Handler(http.server.BaseHTTPRequestHandler):
             self.break_off()
 
     def do_HEAD(self):
-        self.begin()
+        if self.answer_fault(self.begin()):
+            return
         self.send_response(200 if self.key in self.fake.objects else 404)
         self.send_header("Content-Length", str(len(self.fake.objects.get(self.key, b""))))
         self.end_headers()
@@ -256,28 +274,17 @@ class _Handler(http.server.BaseHTTPRequestHandler):
             self.rfile.read(fault.cut)
             self.close_connection = True
             return
-        if fault.cut_head:
-            # All of it first: unread bytes would make the system reset the connection.
-            self.rfile.read(int(self.headers["Content-Length"]))
-            self.wfile.write(b'HTTP/1.1 200 OK\r\nETag: "a')
-            self.close_connection = True
-            return
         length = int(self.headers["Content-Length"])
         body = self.rfile.read(length)
         if len(body) != length:
             self.close_connection = True
-        elif fault.status:
-            self.answer_error(fault.status, fault.code)
-        else:
+        elif not self.answer_fault(fault):
             self.fake.objects[self.key] = flip_bit(body, fault.flip)
             self.fake.modified[self.key] = f"2024-01-02T00:00:00.{len(self.fake.requests):06}Z"
             etag = [("ETag", self.fake.etag(self.key))] if self.fake.sends_etag else []
             self.answer(200, headers=self.fake.extra_headers + etag)
 
     def do_DELETE(self):
-        fault = self.begin()
-        if fault.status:
-            self.answer_error(fault.status, fault.code)
-        else:
+        if not self.answer_fault(self.begin()):
             self.fake.objects.pop(self.key, None)
             self.answer(204)

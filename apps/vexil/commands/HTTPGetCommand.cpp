@@ -18,8 +18,13 @@ void download(CContext& context, CNetRequest& request, zet::IOutStream& out) {
     CProgress progress(context.getConsole());
     const CProgressScope scope(context, progress);
     request.setReceiveDataSink(new CHTTPBodySink(&out, request.getDefaultReceiveSink()));
+    const int64 start = out.getPosition();
     CRedirectFollower(context.getSetup()).perform(request);
     checkAnswerIsComplete(request);
+    // Otherwise the headers are those of a redirect to another protocol.
+    if (request.getResponseCodeDomain() == "http") {
+        checkAnswerLength(request, out.getPosition() - start);
+    }
 }
 
 }  // namespace
