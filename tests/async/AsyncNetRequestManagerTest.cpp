@@ -83,6 +83,19 @@ TEST_F(AsyncNetRequestManager, RunsARequestToItsEnd) {
     EXPECT_THAT(finished, ElementsAre(request));
 }
 
+TEST_F(AsyncNetRequestManager, SendsTheBodyThatIsSetAsAnOption) {
+    peer.setDefaultReply(okReply);
+    const P<CNetRequest> request = makeRequest();
+    request->setOptionString(CURLOPT_POSTFIELDS, "24 bytes, so many are it");
+    for (int count = 0; count < 2; ++count) {
+        request->setHTTPMethod("POST");
+        manager->addRequest(request);
+        EXPECT_EQ(driveToEnd(*manager), 1);
+        request->checkAsyncResult();
+        EXPECT_EQ(peer.requests().back().body, "24 bytes, so many are it");
+    }
+}
+
 TEST_F(AsyncNetRequestManager, TakesRequestsThroughItsInterface) {
     IAsyncNetRequestManager& taker = *manager;
     const P<CNetRequest> request = makeRequest();
