@@ -130,6 +130,7 @@ class CertificatesTest(ProgramTest):
         for options in ([], ["--ca-bundle", self.authority], ["--no-verify"]):
             self.assertIn(UNTRUSTED, self.run_program(*options, *self.through_proxy, code=1).err)
 
+    @unittest.skipIf(IS_WINDOWS, "so many starts of the program take too long there")
     def test_no_command_takes_the_certificate_of_another_host(self):
         # libcurl takes every name that ends like this for the own computer.
         self.write("f/a", b"secret content")

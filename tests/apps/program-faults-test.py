@@ -84,6 +84,7 @@ DOWNLOADS = {
 }
 
 
+@not_on_windows("so many starts of the program take too long there")
 class DownloadTest(FTPTest):
     def test_each_fault_of_each_download(self):
         for name, fault in DOWNLOADS.items():
@@ -110,7 +111,6 @@ class DownloadTest(FTPTest):
             self.assertEqual(content, wanted)
             self.assertEqual(list(self.files_in("r")), ["a"])
 
-    @not_on_windows("a limit of the process")
     def test_one_failing_write(self):
         nothing = Download(lambda server: None)
         for target in ("file", "restore"):
@@ -155,6 +155,7 @@ class NamelessFaults(FakeFTP):
         return Fault()
 
 
+@not_on_windows("so many starts of the program take too long there")
 class UploadTest(FTPTest):
     def make_server(self):
         server = NamelessFaults()
@@ -197,6 +198,7 @@ class UploadTest(FTPTest):
                 self.check(server, self.upload(server, kind), False)
 
 
+@not_on_windows("so many starts of the program take too long there")
 class MailTest(ProgramTest):
     """By the step of the dialogue: the greeting, a command, or the end of the mail."""
 
