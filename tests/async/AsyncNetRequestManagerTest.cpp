@@ -701,6 +701,22 @@ TEST_F(AsyncNetRequestManagerResult, ConnectionsAreKeptForTheNextRequests) {
     EXPECT_EQ(peer.connectionCount(), 1u);
 }
 
+TEST_F(AsyncNetRequestManagerResult, NoMoreConnectionsAreKeptThanWanted) {
+    EXPECT_THROW(manager->setMaxConnections(-1), CInvalidArgError);
+    for (const int limit : {2, 1}) {
+        manager->setMaxConnections(limit);
+        for (int turn = 0; turn < 2; ++turn) {
+            peer.setDefaultReply(okReply);
+            const P<CNetRequest> requests[] = {makeRequest("/1"), makeRequest("/2")};
+            for (const P<CNetRequest>& request : requests) {
+                manager->addRequest(request);
+            }
+            driveToEnd(*manager);
+        }
+        EXPECT_EQ(peer.connectionCount(), limit == 2 ? 2u : 3u);
+    }
+}
+
 TEST_F(AsyncNetRequestManagerResult, EachOfManyHasItsOwn) {
     constexpr int count = 60;
     peer.setDefaultReply([](const RecordedRequest& request) {

@@ -399,6 +399,72 @@ TEST_F(NetRequestData, LinesWithoutACodeAreNotPartOfAReply) {
     EXPECT_EQ(request->getResponseText(250), "250-Listing x\n250 End");
 }
 
+// ---- replies ---------------------------------------------------------------------------------------------
+
+/// Each reply as "CODE:TEXT".
+std::vector<std::string> repliesOf(const CNetRequest& request) {
+    std::vector<std::string> replies;
+    for (const vexil::CNetReply& reply : request.getReplies()) {
+        replies.push_back(std::to_string(reply.getCode()) + ":" + reply.getText().toUTF8());
+    }
+    return replies;
+}
+
+TEST_F(NetRequestData, RepliesAreKeptInTheirOrder) {
+    request->setURL("ftp://h/");
+    EXPECT_THAT(request->getReplies(), IsEmpty());
+    for (const char* line :
+         {"220 h\r\n", "250-Listing x\r\n", " type=file; x\r\n", "250 End\r\n", "221\r\n"}) {
+        request->header(line);
+    }
+    EXPECT_THAT(repliesOf(*request), ElementsAre("220:h", "250:Listing x\n type=file; x\nEnd", "221:"));
+    EXPECT_EQ(request->getReplies()[1].getBytes(), "250-Listing x\r\n type=file; x\r\n250 End\r\n");
+    request->resetForPerform();
+    EXPECT_THAT(request->getReplies(), IsEmpty());
+}
+
+TEST_F(NetRequestData, NoReplyIsMissingBecauseOfItsBytes) {
+    request->setURL("smtp://h/");
+    for (const char* line : {"220 gr\xFC\xDF gott\r\n", "550-\xE9t\xE9\r\n", "550-\xC3\xA9t\xC3\xA9\r\n",
+                             "550 \x80\xFF\r\n", "221 \xC3\r\n"}) {
+        request->header(line);
+    }
+    request->header(std::string_view("250 a\0b\r\n", 9));
+    EXPECT_THAT(repliesOf(*request),
+                ElementsAre("220:grüß gott", "550:été\nété\n\xC2\x80ÿ", "221:Ã", std::string("250:a\0b", 7)));
+    EXPECT_EQ(request->getReplies()[0].getBytes(), "220 gr\xFC\xDF gott\r\n");
+}
+
+TEST_F(NetRequestData, TheCodeIsTakenOffEachLineThatHasIt) {
+    request->setURL("smtp://h/");
+    for (const char* line :
+         {"550-one\r\n", "550-\r\n", "551-other\r\n", "550three\r\n", "55\r\n", "550 four\n"}) {
+        request->header(line);
+    }
+    EXPECT_THAT(repliesOf(*request), ElementsAre("550:one\n\n551-other\n550three\n55\nfour"));
+}
+
+TEST_F(NetRequestData, AReplyThatEndsWithAnotherCodeHidesNoOther) {
+    request->setURL("ftp://h/");
+    for (const char* line : {"250-one\r\n", "226 two\r\n", "550 three\r\n", "250-four\r\n"}) {
+        request->header(line);
+    }
+    EXPECT_THAT(repliesOf(*request), ElementsAre("226:one\ntwo", "550:three"))
+        << "the last one has not ended";
+}
+
+TEST_F(NetRequestData, WhatIsNoReplyIsLeftOut) {
+    request->setURL("ftp://h/");
+    for (const char* line : {"HTTP/1.1 200 OK\r\n", "\r\n", "22 x\r\n", "5501 x\r\n", "", "220 h\r\n"}) {
+        request->header(line);
+    }
+    EXPECT_THAT(repliesOf(*request), ElementsAre("220:h"));
+    request->setURL("http://h/");
+    request->resetForPerform();
+    request->header("220 h\r\n");
+    EXPECT_THAT(request->getReplies(), IsEmpty());
+}
+
 TEST_F(NetRequestData, TheServerRecordLearnsFromAFinishedHeaderBlock) {
     const P<CServerInfo> info = new CServerInfo;
     request->setServerInfoToUpdate(info);

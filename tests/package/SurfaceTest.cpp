@@ -33,6 +33,7 @@
 #include "vexil/net/HeaderAssembler.h"
 #include "vexil/net/HeaderValues.h"
 #include "vexil/net/NetHeaders.h"
+#include "vexil/net/NetReply.h"
 #include "vexil/net/NetRequest.h"
 #include "vexil/net/NetRequestSetup.h"
 #include "vexil/net/NetStringList.h"
@@ -162,6 +163,17 @@ void name_vexil_CCURLError() {
     name(static_cast<String (*)(CURLMcode, const String&, int)>(&Class::makeErrorText));
     name(static_cast<int (*)(const CProps&)>(&Class::getResponseCode));
     name(static_cast<String (*)(const CProps&)>(&Class::getResponseCodeDomain));
+}
+
+void name_vexil_CNetReply() {
+    using Class = vexil::CNetReply;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<int>(), any<String>(), any<std::string>());
+    }
+    name(static_cast<int (Class::*)() const noexcept>(&Class::getCode));
+    name(static_cast<const String& (Class::*)() const noexcept>(&Class::getText));
+    name(static_cast<const std::string& (Class::*)() const noexcept>(&Class::getBytes));
 }
 
 void name_vexil_CGlobalInit() {
@@ -335,6 +347,7 @@ void name_vexil_CNetRequest() {
         &Class::_curlDebugFunctionCallback));
     name(static_cast<void (Class::*)(CNetStringList*)>(&Class::setMailRecipients));
     name(static_cast<String (Class::*)(int) const>(&Class::getResponseText));
+    name(static_cast<TArray<CNetReply> (Class::*)() const>(&Class::getReplies));
     name(static_cast<void (Class::*)()>(&Class::setProxyForCurrentURLFromUserSettings));
     name(static_cast<void (Class::*)(Class::ITransferProgress*)>(&Class::setTransferProgress));
     name(static_cast<void (Class::*)(bool)>(&Class::setCancellable));
@@ -976,6 +989,7 @@ void name_vexil_CAsyncNetRequestManager() {
     if (t_construct) {
         [[maybe_unused]] const Class object{};
     }
+    name(static_cast<void (Class::*)(int)>(&Class::setMaxConnections));
     name(static_cast<void (Class::*)(CNetRequest*)>(&Class::addRequest));
     name(static_cast<bool (Class::*)(CNetRequest*)>(&Class::removeRequest));
     name(static_cast<void (Class::*)()>(&Class::removeAllRequests));
@@ -1332,6 +1346,7 @@ TEST(SurfaceTest, NamesEverythingPublic) {
     name_sigil_IDigest();
     name_sigil_IDigestType();
     name_vexil_CCURLError();
+    name_vexil_CNetReply();
     name_vexil_CGlobalInit();
     name_vexil_CHTTPServerHeader();
     name_vexil_CHeaderAssembler();

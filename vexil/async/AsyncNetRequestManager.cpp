@@ -70,6 +70,13 @@ CAsyncNetRequestManager::~CAsyncNetRequestManager() {
     }
 }
 
+void CAsyncNetRequestManager::setMaxConnections(int count) {
+    if (count < 0) {
+        throw CInvalidArgError("CAsyncNetRequestManager::setMaxConnections", "count must not be negative");
+    }
+    check(curl_multi_setopt(m_multi.get(), CURLMOPT_MAXCONNECTS, static_cast<long>(count)));
+}
+
 void CAsyncNetRequestManager::addRequest(CNetRequest* request) {
     if (!request) {
         throw CInvalidArgError("CAsyncNetRequestManager::addRequest", "request must not be null");

@@ -47,6 +47,13 @@ public:
     CAsyncNetRequestManager& operator=(const CAsyncNetRequestManager&) = delete;
     ~CAsyncNetRequestManager() override;
 
+    /// How many connections are kept open, those in use included (CURLMOPT_MAXCONNECTS); 0, the default, for four times
+    /// the number of requests that run. When there are more, libcurl closes an idle one at the end of some request's
+    /// transfer: over FTP and SMTP the reply to its goodbye then stands among that request's replies, and its code may
+    /// take the place of the request's response code.
+    /// \throws CInvalidArgError for a negative count
+    void setMaxConnections(int count);
+
     /// Starts a transfer. Afterwards the request's done signal is off, also after an error that is not
     /// CURLM_ADDED_ALREADY, and what its last transfer has left is gone.
     /// \throws CInvalidArgError for null

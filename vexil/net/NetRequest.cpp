@@ -4,6 +4,7 @@
 #include "vexil/net/GlobalInit.h"
 #include "vexil/net/NetRequestSetup.h"
 #include "vexil/net/PostBody.h"
+#include "vexil/net/ReplyAssembler.h"
 #include "zet/Log.h"
 
 #include <utility>
@@ -25,7 +26,8 @@ CNetRequest::ITransferProgress::~ITransferProgress() = default;
 CNetRequest::ICancelWaker::~ICancelWaker() = default;
 
 CNetRequest::CNetRequest()
-    : m_errorBuffer(CURL_ERROR_SIZE), m_connections(std::make_unique<CConnectionChoice>()) {
+    : m_errorBuffer(CURL_ERROR_SIZE), m_connections(std::make_unique<CConnectionChoice>()),
+      m_replies(std::make_unique<CReplyAssembler>()) {
     CGlobalInit::get();
     clearErrorBuffer();
     m_responseInfo = new CNetStringList;
@@ -113,6 +115,7 @@ void CNetRequest::resetForPerform() {
         m_isAnnounced = false;
     }
     m_responseInfo = new CNetStringList;
+    m_replies->reset();
     m_defaultReceiveStream->seek(0);
     m_defaultReceiveBuffer->setUsed(0);
     // Both may take themselves off the request.

@@ -5,6 +5,7 @@
 #include "vexil/net/CurlHandles.h"
 #include "vexil/net/HeaderAssembler.h"
 #include "vexil/net/NetHeaders.h"
+#include "vexil/net/NetReply.h"
 #include "vexil/net/NetStringList.h"
 #include "vexil/net/ServerInfo.h"
 #include "zet/BufferStream.h"
@@ -25,6 +26,7 @@ namespace vexil {
 class CConnectionChoice;
 class CConnectionPools;
 class CPostBody;
+class CReplyAssembler;
 
 /// Which data the verbose log shows as text. The bytes' count is always shown.
 enum VerboseLogData : unsigned int {
@@ -416,6 +418,11 @@ public:
     /// the refusal's text, behind which the server was still said goodbye.
     /// \param code  three digits, such as that of an error (CCURLError::getResponseCode())
     String getResponseText(int code) const;
+    /// All replies of the last transfer (FTP, SMTP) in their order, those to the login included; none for other
+    /// protocols. What a program decides by replies, it decides by these: getResponseInfo() and getResponseText() lack
+    /// each line that is not UTF-8. A reply whose end has not come is left out.
+    /// \throws CError when memory was too short to keep a reply
+    TArray<CNetReply> getReplies() const;
     /// Whether the header block of the last HTTP response was seen to its end (a line of CR LF alone) and no
     /// line of it was dropped (hasDroppedHeaderLine()), which perform() does not demand. Always true for other
     /// protocols.
@@ -665,6 +672,7 @@ private:
     bool m_hasDroppedHeaderLine = false;
     int m_lastParsedStatus = -1;
     P<CNetStringList> m_responseInfo;
+    const std::unique_ptr<CReplyAssembler> m_replies;
 
     bool m_verbose = false;
     VerboseLogData m_verboseSSLData = VerboseLogNone;

@@ -1,6 +1,7 @@
 #include "vexil/net/HTTPStatusLine.h"
 #include "vexil/net/NetRequest.h"
 #include "vexil/net/PostBody.h"
+#include "vexil/net/ReplyAssembler.h"
 #include "zet/Log.h"
 
 #include <algorithm>
@@ -100,6 +101,9 @@ void CNetRequest::parseResponseStatus() {
 }
 
 std::size_t CNetRequest::headerHandler(const char* data, std::size_t length) noexcept {
+    if (!m_isHTTP) {
+        m_replies->addLine({data, length});
+    }
     static constexpr char ignored[] = "Exception during CNetRequest header parsing (ignored).";
     const std::string_view bytes(data, length);
     const bool wasComplete = m_headerAssembler.isComplete();

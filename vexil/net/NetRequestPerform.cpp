@@ -1,5 +1,6 @@
 #include "vexil/net/CURLError.h"
 #include "vexil/net/NetRequest.h"
+#include "vexil/net/ReplyAssembler.h"
 #include "zet/Log.h"
 
 #include <algorithm>
@@ -217,6 +218,10 @@ String CNetRequest::getResponseText(int code) const {
         isOver = separator != L'-';
     }
     return text;
+}
+
+TArray<CNetReply> CNetRequest::getReplies() const {
+    return m_replies->getReplies();
 }
 
 String CNetRequest::urlEscape(const String& text) {
