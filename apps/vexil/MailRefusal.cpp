@@ -4,15 +4,21 @@ namespace vexil::app {
 
 namespace {
 
+constexpr int readyCode = 220;
+constexpr int firstAcceptedCode = 250;
+constexpr int challengeCode = 334;
 constexpr int firstRefusalCode = 400;
 
-/// Replies of the last transfer up to the refusal; lines of a longer reply but its last do not count (RFC 5321, 4.2.1).
+/// Replies of the last transfer up to the refusal.
 class CReplyCounts {
 public:
-    CReplyCounts(const CNetRequest& request, const String& refusalCode) {
-        const P<CNetStringList::CIterator> lines = request.getResponseInfo().createIterator();
-        while (lines->next() && !lines->getEntry().startsWith(refusalCode)) {
-            count(lines->getEntry());
+    CReplyCounts(const CNetRequest& request, int refusalCode) {
+        for (const CNetReply& reply : request.getReplies()) {
+            if (reply.getCode() == refusalCode) {
+                break;
+            }
+            m_ready += reply.getCode() == readyCode ? 1 : 0;
+            m_accepted += reply.getCode() / 10 == firstAcceptedCode / 10 ? 1 : 0;
         }
     }
 
@@ -21,21 +27,13 @@ public:
     int getAcceptedRecipients() const { return m_accepted - m_ready - 1; }
 
 private:
-    void count(const String& line) {
-        if (line.length() > 3 && line[3] == L'-') {
-            return;
-        }
-        m_ready += line.startsWith("220") ? 1 : 0;
-        m_accepted += line.startsWith("25") ? 1 : 0;
-    }
-
     int m_ready = 0;
     int m_accepted = 0;
 };
 
 String findRefusedRecipient(const CCURLError& error, const CNetRequest& request,
                             const TArray<String>& recipients) {
-    const CReplyCounts replies(request, String::fromInt(error.getResponseCode()));
+    const CReplyCounts replies(request, error.getResponseCode());
     const int number = replies.getAcceptedRecipients();
     return number >= 0 && static_cast<std::size_t>(number) < recipients.size()
                ? recipients[static_cast<std::size_t>(number)]
@@ -59,20 +57,28 @@ CError makeMailError(const CCURLError& error, const CNetRequest& request, const 
     const String refusal =
         error.getResponseCode() >= firstRefusalCode ? getReply(request, error.getResponseCode()) : String();
     for (const auto& [name, value] : error.getProps().getEntries()) {
-        props.add(name, name == "serverMessage" && !refusal.isEmpty() ? refusal : value.trimmed());
+        const bool isServerMessage = name == "serverMessage";
+        // What a server asks in the middle of a login is no message.
+        if (!isServerMessage || error.getResponseCode() != challengeCode) {
+            props.add(name, isServerMessage && !refusal.isEmpty() ? refusal : value.trimmed());
+        }
     }
+    // None of the lines may have been readable to the library.
+    props.addCond(!props.has("serverMessage") && !refusal.isEmpty(), "serverMessage", refusal);
     const bool isReworded = message != error.getMessage();
     return CError(message, error.getDomain(), error.getCode(), props, isReworded ? error.clone() : nullptr);
 }
 
 String getReply(const CNetRequest& request, int code) {
-    const String start = String::fromInt(code);
-    // Each line has the code in front.
-    String text = "\n" + request.getResponseText(code);
-    text.replaceAll("\n" + start + "-", " ");
-    text.replaceAll("\n" + start, "");
-    text.trim();
-    return text.isEmpty() ? text : start + " " + text;
+    String last;
+    for (const CNetReply& reply : request.getReplies()) {
+        if (reply.getCode() == code) {
+            last = reply.getText();
+            last.replaceAll("\n", " ");
+            last = String::fromInt(code) + " " + last.trimmed();
+        }
+    }
+    return last.trimmed();
 }
 
 }  // namespace vexil::app

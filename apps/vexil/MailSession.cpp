@@ -48,7 +48,7 @@ void CMailSession::perform(const TArray<String>& recipients, const std::function
 }
 
 bool CMailSession::isLoggedIn() const {
-    return !m_client.getRequest().getResponseText(loginAcceptedCode).isEmpty();
+    return !getReply(m_client.getRequest(), loginAcceptedCode).isEmpty();
 }
 
 String CMailSession::describe() const {

@@ -15,6 +15,8 @@ class FakeSMTP:
     def __init__(self, **replies):
         self.replies = {verb: list(texts) for verb, texts in replies.items()}
         self.commands = []
+        self.mangles = lambda number: False  # whether the n-th reply gets bytes that are no UTF-8
+        self.count = 0
         self.mails = []  # what came between DATA and "."
         fake = self
 
@@ -42,7 +44,11 @@ class FakeSMTP:
                     in_data = reply.startswith("354")
 
             def send(self, reply):
-                self.wfile.write(reply.encode() + b"\r\n")
+                lines = reply.encode() + b"\r\n"
+                if fake.mangles(fake.count):
+                    lines = lines.replace(b"\r\n", b" d\xe9j\xe0\r\n")
+                fake.count += 1
+                self.wfile.write(lines)
 
         self.server = socketserver.ThreadingTCPServer(("127.0.0.1", 0), Session)
         self.server.daemon_threads = True

@@ -237,6 +237,47 @@ class OddServerTest(MailTest):
         self.assertIn("refuses the recipient g@h.i.", result.err)
         self.assertIn("server message:  550 no such user, not here, bye\n", result.err)
 
+    # Whatever the bytes of a reply are, its code counts.
+    def test_replies_that_are_no_utf8_mean_the_same_as_others(self):
+        self.log_in()
+        plain = "250-fake\r\n250 AUTH PLAIN"
+        staged = "250-fake\r\n250 AUTH LOGIN"
+        token = "AHRLC3RLCGBZZWNYZXQ="
+        accepted = {"AUTH": "334 ", token: "235 in"}
+        send = ["send", *FROM, "--to", "a@b.c", "--to", "d@e.f"]
+        for arguments, words, replies in (
+                (["test"], "logged in as tester", dict(EHLO=plain, **accepted)),
+                (send, "", dict(EHLO=plain, **accepted)),
+                (send, "refuses the recipient d@e.f.", dict(EHLO=plain, **accepted, RCPT=["250 OK", "550-no\r\n550 way"])),
+                (send, "refuses the sender", dict(EHLO=plain, **accepted, MAIL="550 no way")),
+                (send, "554 no way", {**accepted, "EHLO": plain, ".": "554 no way"}),
+                (send, "535 no way", {**accepted, "EHLO": plain, token: "535 no way"}),
+                (["test"], "535 no way", dict(EHLO=staged, AUTH="334 VXNlcm5hbWU6", DGVZDGVY="334 UGFzc3dvcmQ6",
+                                              C2VJCMV0="535 no way")),
+                (["test"], "503 no way", dict(EHLO="503 no way", HELO="503 no way"))):
+            with self.subTest(replies=replies):
+                expected, count = self.outcome(arguments, replies, lambda number: False)
+                self.assertIn(words, expected[1])
+                self.assertEqual(self.outcome(arguments, replies, lambda number: True)[0], expected)
+                for wanted in range(count):
+                    self.assertEqual(self.outcome(arguments, replies, lambda number: number == wanted)[0], expected, wanted)
+
+    def outcome(self, arguments, replies, mangles):
+        """What the program says, but for the words of the server that are no UTF-8; and how many replies came."""
+        server, place = self.start_server(**{verb: [text] if isinstance(text, str) else list(text)
+                                             for verb, text in replies.items()})
+        server.mangles = mangles
+        result = self.finish(self.start("mail", arguments[0], *place, *arguments[1:]))
+        said = [line for line in result.err.splitlines() if "header parsing (ignored)" not in line]
+        text = "\n".join([result.out, *said]).replace(" d\xe9j\xe0", "").replace(server.address, "ADDRESS")
+        return (result.code, text.replace(server.address.partition(":")[2], "PORT")), server.count
+
+    def test_a_challenge_is_no_message_of_the_server(self):
+        self.log_in()
+        server, place = self.start_server(EHLO=["250-fake\r\n250 AUTH LOGIN"], AUTH=["334 VXNlcm5hbWU6"],
+                                          DGVZDGVY=["334 UGFzc3dvcmQ6"], C2VJCMV0=["334 bW9yZQ=="])
+        self.assertNotIn("334 ", self.finish(self.start("mail", "test", *place)).err)
+
     def test_a_server_without_extensions_may_refuse_a_recipient(self):
         server, place = self.start_server(EHLO=["500 what?"], RCPT=["250 OK", "452 too many"])
         result = self.mail("send", *place, *FROM, "--to", "a@b.c", "--to", "d@e.f", code=1)
