@@ -39,6 +39,10 @@ public:
         return m_upload->canBeginAnew(request, error);
     }
 
+    bool canFallBack(CNetRequest& request, const CError& error) override {
+        return m_upload->canFallBack(request, error);
+    }
+
     void onSuccess() override {
         // Its checksum was right, but a program that writes in several places may have been half done.
         if (m_file->hasChanged()) {

@@ -69,7 +69,7 @@ CCountingS3Client& CContext::getClient() {
                                                              "' cannot be used: " + error.getMessage());
             }
         }
-        client->setMaxRetries(m_options.retries.value_or(defaultS3Retries));
+        client->setRetryLimit(m_options.retries.value_or(defaultS3Retries));
         client->setRequestSetup(&getSetup());
         m_client = client;
     }

@@ -4,6 +4,11 @@ namespace vexil::app {
 
 CCountingS3Client::~CCountingS3Client() = default;
 
+void CCountingS3Client::setRetryLimit(int count) {
+    setMaxRetries(count);
+    m_retryLimit = count;
+}
+
 bool CCountingS3Client::decideRetry(const CError& error, int tries) {
     if (!logAndDecideRetry(error, tries)) {
         return false;

@@ -10,6 +10,11 @@ public:
     using CS3Client::CS3Client;
     ~CCountingS3Client() override;
 
+    /// How often a request is tried again, at most; 50 by default. To be set by this and not by setMaxRetries(), which
+    /// nobody can ask.
+    void setRetryLimit(int count);
+    int getRetryLimit() const noexcept { return m_retryLimit; }
+
     int64 getRetryCount() const noexcept { return m_retryCount; }
 
     /// For who performs requests itself: whether performRequest() would try again after this failure, which it
@@ -21,6 +26,7 @@ protected:
     void waitBeforeRetry(int milliseconds) override;
 
 private:
+    int m_retryLimit = 50;
     int64 m_retryCount = 0;
 };
 

@@ -81,7 +81,7 @@ void CFTPDownload::checkAnswer(CNetRequest& request) {
     }
 }
 
-bool CFTPDownload::canBeginAnew(CNetRequest& request, const CError& error) {
+bool CFTPDownload::canFallBack(CNetRequest& request, const CError& error) {
     const auto* const refusal = dynamic_cast<const CCURLError*>(&error);
     if (refusal && error.getCode() == CURLE_REMOTE_FILE_NOT_FOUND && !findInfos(request).empty()) {
         throw CError("The server refuses this for '" + m_path + "'", "ftp", refusal->getResponseCode(),

@@ -21,8 +21,9 @@ public:
     void prepare(CNetRequest& request) override;
     /// \throws CError when bytes are missing
     void checkAnswer(CNetRequest& request) override;
+    bool canBeginAnew(CNetRequest&, const CError&) override { return false; }
     /// \throws CError when the server refuses a file that is there
-    bool canBeginAnew(CNetRequest& request, const CError& error) override;
+    bool canFallBack(CNetRequest& request, const CError& error) override;
 
     int getContinuationCount() const noexcept override { return m_continuations; }
 

@@ -15,6 +15,7 @@ public:
 
     void checkResult(CNetRequest& request) override;
     std::optional<std::chrono::milliseconds> decideRetry(const CError& error, int tries) override;
+    bool mayTryAgain(int tries) const override { return tries <= m_maxRetries; }
     bool preparesFurtherTries() const override { return true; }
     /// True only when a login has succeeded before: then it is not name and password that the server does not like.
     bool isRefusedConnection(CNetRequest& request, const CError& error) const override;

@@ -50,6 +50,10 @@ public:
         return m_download->canBeginAnew(request, error);
     }
 
+    bool canFallBack(CNetRequest& request, const CError& error) override {
+        return m_download->canFallBack(request, error);
+    }
+
     void onSuccess() override {
         m_restore.m_continuations += m_download->getContinuationCount();
         const int64 listedSize = m_stored->getSize();

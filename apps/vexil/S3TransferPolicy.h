@@ -14,6 +14,7 @@ public:
 
     void checkResult(CNetRequest& request) override;
     std::optional<std::chrono::milliseconds> decideRetry(const CError& error, int tries) override;
+    bool mayTryAgain(int tries) const override { return tries <= m_client.getRetryLimit(); }
     bool preparesFurtherTries() const override { return false; }
     bool isRefusedConnection(CNetRequest&, const CError&) const override { return false; }
     int64 getRetryCount() const override { return m_client.getRetryCount(); }

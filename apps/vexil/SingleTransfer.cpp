@@ -24,6 +24,9 @@ public:
     bool canBeginAnew(CNetRequest& request, const CError& error) override {
         return m_transfer.canBeginAnew(request, error);
     }
+    bool canFallBack(CNetRequest& request, const CError& error) override {
+        return m_transfer.canFallBack(request, error);
+    }
     void onSuccess() override {}
     void onFailure(const CError& error) override { error.throwClone(); }
 

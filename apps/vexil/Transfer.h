@@ -23,9 +23,13 @@ public:
     /// then.
     virtual bool isComplete() const { return true; }
     /// Whether a transfer that has failed, beyond what the client tries again, or whose answer has, shall be
-    /// prepared and run once more.
+    /// prepared and run once more. That counts as a further try; it is asked only while one is left.
     /// \throws CError that tells better than the given one why not
     virtual bool canBeginAnew(CNetRequest& request, const CError& error) = 0;
+    /// Whether a transfer that is not tried again goes on in another way, for which prepare() is called then. That is no
+    /// further try: the transfer itself sees to it that it ends. False by default.
+    /// \throws CError that tells better than the given one what has failed
+    virtual bool canFallBack(CNetRequest& request, const CError& error);
 };
 
 /// Runs a transfer of one request to or from S3 on the calling thread, with the context's client and request.

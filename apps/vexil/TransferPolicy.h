@@ -18,6 +18,9 @@ public:
     /// After which pause a failed transfer is tried again, which counts then; none where it is not.
     /// \param tries  how often it was tried so far, from 1
     virtual std::optional<std::chrono::milliseconds> decideRetry(const CError& error, int tries) = 0;
+    /// Whether a transfer may be tried again at all, as far as its number of tries goes.
+    /// \param tries  as above
+    virtual bool mayTryAgain(int tries) const = 0;
     /// Whether ITransfer::prepare() comes before a further try. Else the request is sent again as it stands.
     virtual bool preparesFurtherTries() const = 0;
     /// Whether a transfer has failed because the server refuses a further connection beside those that it has. Such a

@@ -72,7 +72,7 @@ void CTransferQueue::tellGivenUp() noexcept {
 }
 
 void CTransferQueue::start(std::unique_ptr<ITransferJob> job) {
-    m_waitingJobs.push_back(std::move(job));
+    m_waitingJobs.push_back({std::move(job)});
     beginWaitingJobs();
     while (getUnfinishedCount() >= m_count) {
         waitForEnds();
@@ -115,14 +115,14 @@ CTransferQueue::CSlot& CTransferQueue::findSlot(const CNetRequest* request) cons
 void CTransferQueue::beginWaitingJobs() {
     while (!m_waitingJobs.empty() && m_running < m_count) {
         CSlot& slot = takeSlot();
-        slot.job = std::move(m_waitingJobs.front());
+        slot.job = std::move(m_waitingJobs.front().job);
+        slot.tries = m_waitingJobs.front().tries;
         m_waitingJobs.pop_front();
         begin(slot);
     }
 }
 
 void CTransferQueue::begin(CSlot& slot) {
-    slot.tries = 1;
     if (prepare(slot)) {
         handOver(slot);
     }
@@ -175,7 +175,7 @@ void CTransferQueue::handleEnd(CSlot& slot) {
     try {
         slot.job->checkAnswer(*slot.request);
     } catch (...) {
-        beginAnewOrFail(slot, *zet::currentExceptionToError());
+        handleFailedTry(slot, *zet::currentExceptionToError());
         return;
     }
     if (!slot.job->isComplete()) {
@@ -206,7 +206,7 @@ bool CTransferQueue::isBeyondConnections(const CSlot& slot, const CError& error)
 
 // The connections that there are stay with their requests: the job waits for one of these.
 void CTransferQueue::giveUpSlot(CSlot& slot) {
-    m_waitingJobs.push_front(std::move(slot.job));
+    m_waitingJobs.push_front({std::move(slot.job), slot.tries});
     --m_running;
     m_slots.erase(std::find_if(m_slots.begin(), m_slots.end(),
                                [&slot](const auto& other) { return other.get() == &slot; }));
@@ -219,7 +219,7 @@ void CTransferQueue::giveUpSlot(CSlot& slot) {
 void CTransferQueue::beginAnewOrFail(CSlot& slot, const CError& error) {
     bool isBegunAnew = false;
     try {
-        isBegunAnew = slot.job->canBeginAnew(*slot.request, error);
+        isBegunAnew = beginsAnew(slot, error);
     } catch (...) {
         fail(slot, *zet::currentExceptionToError());
         return;
@@ -229,6 +229,14 @@ void CTransferQueue::beginAnewOrFail(CSlot& slot, const CError& error) {
     } else {
         fail(slot, error);
     }
+}
+
+bool CTransferQueue::beginsAnew(CSlot& slot, const CError& error) {
+    if (m_policy.mayTryAgain(slot.tries) && slot.job->canBeginAnew(*slot.request, error)) {
+        ++slot.tries;
+        return true;
+    }
+    return slot.job->canFallBack(*slot.request, error);
 }
 
 void CTransferQueue::fail(CSlot& slot, const CError& error) {

@@ -15,8 +15,8 @@ class CContext;
 /// Runs transfers beside each other: a worker thread moves their bytes, and the thread that uses the queue
 /// prepares requests and calls jobs, within start() and finish().
 ///
-/// A transfer that fails is tried again as the policy wants it; in the pause before, the others go on. In all waits an
-/// interrupt is heeded.
+/// A transfer that fails is tried again as the policy wants it; in the pause before, the others go on. Tries are counted
+/// for the whole job, however many requests it has. In all waits an interrupt is heeded.
 ///
 /// Where the server refuses a further connection, fewer transfers run at once from then on, but one at least.
 ///
@@ -44,6 +44,10 @@ public:
 
 private:
     class CSlot;
+    struct CWaitingJob {
+        std::unique_ptr<ITransferJob> job;
+        int tries = 1;  // the one that is to come included
+    };
 
     CSlot& takeSlot();
     void releaseSlot(CSlot& slot);
@@ -58,6 +62,7 @@ private:
     bool isBeyondConnections(const CSlot& slot, const CError& error) const;
     void giveUpSlot(CSlot& slot);
     void beginAnewOrFail(CSlot& slot, const CError& error);
+    bool beginsAnew(CSlot& slot, const CError& error);
     void fail(CSlot& slot, const CError& error);
     int getUnfinishedCount() const noexcept;
     void waitForEnds();
@@ -69,7 +74,7 @@ private:
     CContext& m_context;
     ITransferPolicy& m_policy;
     int m_count;
-    std::deque<std::unique_ptr<ITransferJob>> m_waitingJobs;
+    std::deque<CWaitingJob> m_waitingJobs;
     std::vector<std::unique_ptr<CSlot>> m_slots;
     std::vector<CSlot*> m_freeSlots;
     int m_running = 0;

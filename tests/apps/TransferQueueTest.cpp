@@ -94,8 +94,11 @@ public:
         if (onAnswer) {
             onAnswer(request);
         }
+        --furtherRequests;
     }
+    bool isComplete() const override { return furtherRequests < 1; }
     bool canBeginAnew(CNetRequest&, const CError&) override { return furtherTransfers-- > 0; }
+    bool canFallBack(CNetRequest&, const CError&) override { return otherWays-- > 0; }
     void onSuccess() override { m_events.push_back(m_key + " succeeds"); }
     void onFailure(const CError& error) override {
         m_events.push_back(m_key + " fails: " + error.getMessage().toUTF8());
@@ -106,7 +109,9 @@ public:
 
     std::function<void(CNetRequest&)> onPrepare;
     std::function<void(CNetRequest&)> onAnswer;
+    int furtherRequests = 1;
     int furtherTransfers = 0;
+    int otherWays = 0;
     bool isHopeless = false;
 
 private:
@@ -120,6 +125,7 @@ class CTooFewConnectionsPolicy : public ITransferPolicy {
 public:
     void checkResult(CNetRequest& request) override { request.checkAsyncResult(); }
     std::optional<std::chrono::milliseconds> decideRetry(const CError&, int) override { return std::nullopt; }
+    bool mayTryAgain(int) const override { return true; }
     bool preparesFurtherTries() const override { return true; }
     bool isRefusedConnection(CNetRequest& request, const CError&) const override {
         return request.getResponseCode() == 503;
@@ -305,6 +311,63 @@ TEST_F(TransferQueueTest, ThereAreNoMoreTriesThanTheClientAllows) {
     EXPECT_EQ(m_peer.requests().size(), 4u);
     EXPECT_EQ(getContext().getClient().getRetryCount(), 3);
     EXPECT_THAT(log.lines().back(), HasSubstr("(try 4). Too many retries. Giving up!"));
+}
+
+// Else a transfer of several requests, each of which works in the end, may go on for ever.
+TEST_F(TransferQueueTest, TriesAreCountedForTheWholeJob) {
+    int requests = 0;
+    m_peer.setDefaultReply(
+        [&requests](const RecordedRequest&) { return ++requests % 2 == 1 ? slowDown : good; });
+    const LogCapture log;
+    CTransferQueue queue(getContext(), getContext().getS3Policy(), 1);
+    auto job = std::make_unique<CTestJob>(getContext(), "1", m_events);
+    job->furtherRequests = 99;
+    queue.start(std::move(job));
+    EXPECT_THAT(m_events, ElementsAre("1 fails: Amazon S3 error: Not so fast(SlowDown)", "1 ends"));
+    EXPECT_EQ(m_peer.requests().size(), 7u)
+        << "three retries, three requests that have worked, and the first one";
+    EXPECT_EQ(getContext().getClient().getRetryCount(), 3);
+}
+
+TEST_F(TransferQueueTest, ATransferThatIsBegunAnewUsesATry) {
+    m_peer.setDefaultReply("HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n");
+    CTransferQueue queue(getContext(), getContext().getS3Policy(), 1);
+    auto job = std::make_unique<CTestJob>(getContext(), "1", m_events);
+    job->furtherTransfers = 99;
+    queue.start(std::move(job));
+    EXPECT_THAT(m_events, ElementsAre(HasSubstr("1 fails: "), "1 ends"));
+    EXPECT_EQ(m_peer.requests().size(), 4u);
+}
+
+TEST_F(TransferQueueTest, AnotherWayIsNoFurtherTry) {
+    m_options.retries = 0;
+    int requests = 0;
+    m_peer.setDefaultReply([&requests](const RecordedRequest&) {
+        return ++requests == 1 ? "HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n" : good;
+    });
+    CTransferQueue queue(getContext(), getContext().getS3Policy(), 1);
+    auto job = std::make_unique<CTestJob>(getContext(), "1", m_events);
+    job->furtherTransfers = 1;
+    job->otherWays = 1;
+    queue.start(std::move(job));
+    EXPECT_THAT(m_events, ElementsAre("1 succeeds", "1 ends"));
+    EXPECT_EQ(m_peer.requests().size(), 2u);
+}
+
+// Neither of the two ways of doing transfers may forget what a broken one has used up.
+TEST_F(TransferQueueTest, ASingleTransferHasNoMoreTriesThanTheClientAllows) {
+    int requests = 0;
+    m_peer.setDefaultReply([&requests](const RecordedRequest&) {
+        return ++requests % 2 == 1 ? slowDown : "HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n";
+    });
+    const LogCapture log;
+    CTestJob job(getContext(), "1", m_events);
+    job.furtherTransfers = 99;
+    EXPECT_THAT(whatOf([&] { performTransfer(getContext(), job); }), HasSubstr("404"));
+    EXPECT_EQ(m_peer.requests().size(), 4u);
+    m_peer.setDefaultReply(slowDown);
+    EXPECT_THAT(whatOf([&] { performTransfer(getContext(), job); }), HasSubstr("Not so fast"));
+    EXPECT_EQ(m_peer.requests().size(), 8u) << "the next transfer has all tries again";
 }
 
 TEST_F(TransferQueueTest, ATransferThatCanBeBegunAnewIsPreparedOnceMore) {
