@@ -4,7 +4,8 @@
 #include "apps/vexil/ErrorReport.h"
 #include "apps/vexil/FTPPath.h"
 #include "apps/vexil/FTPUpload.h"
-#include "apps/vexil/PartFile.h"
+#include "apps/vexil/Interrupt.h"
+#include "apps/vexil/Text.h"
 
 namespace vexil::app {
 
@@ -21,14 +22,11 @@ void CFTPBackupStore::begin() {
 }
 
 std::unique_ptr<ITransfer> CFTPBackupStore::makeUpload(const P<CFileInStream>& file,
-                                                       const std::filesystem::path& folder,
+                                                       const std::filesystem::path&,
                                                        const std::filesystem::path& relativePath) {
     const String path = joinServerPath(m_directory, makeServerName(relativePath));
     makeDirsOf(getServerDirectory(path));
-    // A file of the folder may have the name that is usual.
-    const String part = makeServerName(CPartFile::findFreeName(folder / relativePath));
-    return std::make_unique<CFTPUpload>(m_context, m_parts, file, path,
-                                        joinServerPath(getServerDirectory(path), part), false);
+    return std::make_unique<CFTPUpload>(m_context, m_parts, file, path, false);
 }
 
 // Here and not by each upload: two at once would make the same one.
@@ -36,7 +34,7 @@ void CFTPBackupStore::makeDirsOf(const String& path) {
     const auto found = m_directories.find(path);
     if (found == m_directories.end()) {
         try {
-            m_context.getFTP().makeDirs(path);
+            makeDirs(path);
             m_directories[path] = nullptr;
         } catch (const CError& error) {
             m_directories[path] = error.clone();
@@ -44,6 +42,45 @@ void CFTPBackupStore::makeDirsOf(const String& path) {
         }
     } else if (found->second) {
         found->second->throwClone();
+    }
+}
+
+void CFTPBackupStore::makeDirs(const String& path) {
+    try {
+        m_context.getFTP().makeDirs(path);
+    } catch (const CError&) {
+        if (!replaceFileOnTheWay(path)) {
+            throw;
+        }
+        m_context.getFTP().makeDirs(path);
+    }
+}
+
+bool CFTPBackupStore::replaceFileOnTheWay(const String& path) {
+    for (const String& directory : getDirsDownTo(path)) {
+        if (directory.length() <= m_directory.length() || !isFile(directory)) {
+            continue;
+        }
+        const String oldFile = makePartPath(directory) + "-old";
+        m_parts.addReplaced(oldFile, directory);
+        const bool isDeleted = m_context.getFTP().replaceByDir(directory, oldFile);
+        m_parts.removeReplaced(oldFile);
+        if (!isDeleted) {
+            m_parts.add(oldFile);
+        }
+        m_context.getConsole().message(Verbosity::Warning, "replaced: the file '" + printable(directory) +
+                                                               "' on the server, which is a folder now");
+        return true;
+    }
+    return false;
+}
+
+bool CFTPBackupStore::isFile(const String& path) {
+    try {
+        return m_context.getFTP().getInfo(path).getType() == zet::IFileInfoBase::TypeFile;
+    } catch (const CError&) {
+        CInterrupt::throwIfRequested();
+        return false;
     }
 }
 

@@ -7,7 +7,8 @@
 
 namespace vexil::app {
 
-/// Keeps a backup as files below a directory of an FTP server.
+/// Keeps a backup as files below a directory of an FTP server. A file below it that has become a folder is replaced, which
+/// is told; a directory is never replaced by a file.
 class CFTPBackupStore : public IBackupStore {
 public:
     /// The context must outlive it.
@@ -21,6 +22,9 @@ public:
 
 private:
     void makeDirsOf(const String& path);
+    void makeDirs(const String& path);
+    bool replaceFileOnTheWay(const String& path);
+    bool isFile(const String& path);
 
     CContext& m_context;
     String m_directory;

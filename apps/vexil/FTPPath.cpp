@@ -1,5 +1,6 @@
 #include "apps/vexil/FTPPath.h"
 
+#include "apps/vexil/PartFile.h"
 #include "apps/vexil/Platform.h"
 #include "apps/vexil/Text.h"
 
@@ -62,6 +63,11 @@ String makeServerName(const std::filesystem::path& relativePath) {
 
 bool leadsElsewhere(const String& name) {
     return name.isEmpty() || name == "." || name == ".." || name.find(L'/') != String::npos;
+}
+
+String makePartPath(const String& path) {
+    const String part = makeServerName(CPartFile::makeName(toPath(getServerName(path))));
+    return joinServerPath(getServerDirectory(path), part);
 }
 
 String findEntryNameProblem(const String& name) {

@@ -29,6 +29,10 @@ String makeServerName(const std::filesystem::path& relativePath);
 /// Whether the name of an entry of a listing would lead out of the directory that was listed, or to itself.
 bool leadsElsewhere(const String& name);
 
+/// A path in the same directory for the time while a file is not complete, a different one at each call: see
+/// CPartFile::makeName().
+String makePartPath(const String& path);
+
 /// Why an entry of a listing cannot be stored under its name in a local folder, as the end of a sentence; "" when it
 /// can.
 String findEntryNameProblem(const String& name);

@@ -1,70 +1,123 @@
 #include "apps/vexil/FTPReplies.h"
 
-#include "vexil/ftp/FTPGetInfoResult.h"
-#include "vexil/net/CURLError.h"
 #include "zet/ParseNumber.h"
+
+#include <algorithm>
 
 namespace vexil::app {
 
 namespace {
 
 constexpr int replyFileStatus = 213;
+constexpr int replyGoodbye = 221;
+constexpr int replyFileActionDone = 250;
+constexpr int firstRefusal = 400;
+constexpr int firstFinalRefusal = 500;
 constexpr int replyBadArgument = 501;
 constexpr int replyFileUnavailable = 550;
 constexpr int replyNameNotAllowed = 553;
-
-void addInfo(TArray<CFTPDirEntry>& infos, const String& firstLine, const String& factLine) {
-    CNetStringList reply;
-    reply.add(firstLine);
-    reply.add(factLine);
-    try {
-        infos.push_back(*CFTPGetInfoResult(reply).getInfo());
-    } catch (const CError&) {
-        // Some other reply of several lines.
-    }
-}
 
 int getReplyCode(const CError& error) {
     const auto* const transferError = dynamic_cast<const CCURLError*>(&error);
     return transferError ? transferError->getResponseCode() : 0;
 }
 
+/// The second line of a reply, which for MLST is the one with the facts; "" when it has one only.
+String getSecondLine(const String& text) {
+    const std::size_t begin = std::min(text.find(L'\n'), text.length() - 1) + 1;
+    const std::size_t end = std::min(text.find(L'\n', begin), text.length());
+    return text.substr(begin, end - begin);
+}
+
 }  // namespace
+
+bool hasReply(const CNetRequest& request, int code) {
+    const TArray<CNetReply> replies = request.getReplies();
+    return std::any_of(replies.begin(), replies.end(),
+                       [code](const CNetReply& reply) { return reply.getCode() == code; });
+}
+
+String describeReply(const CNetReply& reply) {
+    String text = reply.getText();
+    text.replaceAll("\n", " ");
+    text.trim();
+    const String code = String::fromInt(reply.getCode());
+    return text.isEmpty() ? code : code + " " + text;
+}
+
+String describeReply(const CNetRequest& request, int code) {
+    String text;
+    for (const CNetReply& reply : request.getReplies()) {
+        if (reply.getCode() == code) {
+            text = describeReply(reply);
+        }
+    }
+    return text;
+}
+
+CNetReply getReplyFromEnd(const CNetRequest& request, int position) {
+    TArray<CNetReply> replies = request.getReplies();
+    std::erase_if(replies, [](const CNetReply& reply) { return reply.getCode() == replyGoodbye; });
+    const auto count = static_cast<std::size_t>(position);
+    if (count > replies.size()) {
+        throw CError("The server has not replied to every command.");
+    }
+    return replies[replies.size() - count];
+}
+
+bool isTransient(int code) {
+    return code >= firstRefusal && code < firstFinalRefusal;
+}
+
+bool isUnknownCommand(int code) {
+    return code == 500 || code == 502 || code == 504;
+}
+
+std::optional<CFTPDirEntry> findInfo(const CNetReply& reply) {
+    String line = getSecondLine(reply.getText());
+    if (reply.getCode() != replyFileActionDone || !line.startsWith(" ")) {
+        return std::nullopt;
+    }
+    line.trimLeft();
+    try {
+        return CFTPDirEntry(line);
+    } catch (const CError&) {
+        // Some other reply of several lines.
+        return std::nullopt;
+    }
+}
 
 TArray<CFTPDirEntry> findInfos(const CNetRequest& request) {
     TArray<CFTPDirEntry> infos;
-    String lineBefore;
-    for (const P<CNetStringList::CIterator> lines = request.getResponseInfo().createIterator();
-         lines->next();) {
-        if (lineBefore.startsWith("250-") && lines->getEntry().startsWith(" ")) {
-            addInfo(infos, lineBefore, lines->getEntry());
+    for (const CNetReply& reply : request.getReplies()) {
+        if (const auto info = findInfo(reply)) {
+            infos.push_back(*info);
         }
-        lineBefore = lines->getEntry();
     }
     return infos;
 }
 
-std::optional<int64> findSize(const CNetRequest& request) {
-    const String reply = request.getResponseText(replyFileStatus);
-    const int64 size = zet::parseInt64(reply.substr(std::min<std::size_t>(4, reply.length())).trimmed(), -1);
+std::optional<int64> findSize(const CNetReply& reply) {
+    if (reply.getCode() != replyFileStatus) {
+        return std::nullopt;
+    }
+    const int64 size = zet::parseInt64(reply.getText().trimmed(), -1);
     return size < 0 ? std::nullopt : std::optional(size);
 }
 
-TArray<String> findRefusals(const CNetRequest& request) {
-    TArray<String> refusals;
-    for (const P<CNetStringList::CIterator> lines = request.getResponseInfo().createIterator();
-         lines->next();) {
-        const String line = lines->getEntry().trimmed();
-        if ((line.startsWith("4") || line.startsWith("5")) && line.find(L' ') == 3) {
-            refusals.push_back(line);
+TArray<CNetReply> findRefusals(const CNetRequest& request) {
+    TArray<CNetReply> refusals;
+    for (const CNetReply& reply : request.getReplies()) {
+        if (reply.getCode() >= firstRefusal) {
+            refusals.push_back(reply);
         }
     }
     return refusals;
 }
 
-bool isUnknownCommand(const CError& error) {
-    const int code = getReplyCode(error);
-    return code == 500 || code == 502 || code == 504;
+CCURLError makeRefusal(const CNetRequest& request, const CNetReply& reply) {
+    return CCURLError(CURLE_QUOTE_ERROR, "QUOT command failed with " + String::fromInt(reply.getCode()),
+                      "ftp", reply.getCode(), describeReply(reply), "", request.getURL(), "");
 }
 
 bool isRefusedFile(const CError& error) {

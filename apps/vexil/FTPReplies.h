@@ -1,26 +1,49 @@
 /// \file
-/// What the replies of an FTP server say, beyond success and failure.
+/// What the replies of an FTP server say, beyond success and failure. All of it is read from the replies' codes: no reply
+/// is missing because of its bytes.
 #pragma once
 
 #include "vexil/ftp/FTPDirEntry.h"
+#include "vexil/net/CURLError.h"
+#include "vexil/net/NetReply.h"
 #include "vexil/net/NetRequest.h"
 
 #include <optional>
 
 namespace vexil::app {
 
-/// What the answers to MLST among the replies of the last transfer tell, in their order. Those that cannot be read are
+/// Whether there was a reply of this code in the last transfer.
+bool hasReply(const CNetRequest& request, int code);
+/// The last reply of this code in the last transfer as one line, its code in front; "" when there was none.
+String describeReply(const CNetRequest& request, int code);
+/// A reply as one line, its code in front.
+String describeReply(const CNetReply& reply);
+/// One of the last replies of the last transfer. Goodbyes (221) do not count: libcurl may have closed another connection
+/// meanwhile.
+/// \param position  1 for the last one, 2 for the one before it
+/// \throws CError when there were not so many
+CNetReply getReplyFromEnd(const CNetRequest& request, int position);
+
+/// Whether a code means "not now" (RFC 959, 4.2: 400 to 499).
+bool isTransient(int code);
+/// Whether a code means that the server does not know the command (500 and 502), or not this use of it (504).
+bool isUnknownCommand(int code);
+
+/// What a reply to MLST tells; none for a refusal, and for a reply that cannot be read.
+std::optional<CFTPDirEntry> findInfo(const CNetReply& reply);
+/// What the replies to MLST among the replies of the last transfer tell, in their order. Those that cannot be read are
 /// left out.
 TArray<CFTPDirEntry> findInfos(const CNetRequest& request);
 
-/// What the last answer to SIZE among the replies of the last transfer tells, in bytes; none where there is none.
-std::optional<int64> findSize(const CNetRequest& request);
+/// What a reply to SIZE tells, in bytes; none for any other reply.
+std::optional<int64> findSize(const CNetReply& reply);
 
-/// All refusals (replies of 400 and more of one line) among the replies of the last transfer, in their order.
-TArray<String> findRefusals(const CNetRequest& request);
+/// All refusals (replies of 400 and more) among the replies of the last transfer, in their order.
+TArray<CNetReply> findRefusals(const CNetRequest& request);
 
-/// Whether the server does not know the command that has failed (replies 500 and 502), or not this use of it (504).
-bool isUnknownCommand(const CError& error);
+/// A refusal after which libcurl went on, as the error that it would have been.
+CCURLError makeRefusal(const CNetRequest& request, const CNetReply& reply);
+
 /// Whether the server has refused to do something with a file or directory (replies 550, 553, 501), be it missing or
 /// forbidden.
 bool isRefusedFile(const CError& error);

@@ -26,6 +26,16 @@ void pause(std::chrono::milliseconds time) {
     }
 }
 
+TArray<String> select(const TArray<String>& paths, const TArray<bool>& areWanted) {
+    TArray<String> selection;
+    for (std::size_t i = 0; i < paths.size(); ++i) {
+        if (areWanted[i]) {
+            selection.push_back(paths[i]);
+        }
+    }
+    return selection;
+}
+
 }  // namespace
 
 CFTPSession::CFTPSession(const CFTPClient& client, CNetRequest& request, int maxRetries)
@@ -40,7 +50,7 @@ void CFTPSession::perform(const String& path, const Preparation& prepare, bool i
     }
 }
 
-void CFTPSession::performPlainly(const Preparation& prepare, bool isListing) {
+void CFTPSession::performPlainly(const Preparation& prepare, bool isListing, const Judgement& judge) {
     for (int tries = 1;; ++tries) {
         CInterrupt::throwIfRequested();
         prepare(m_client, m_request);
@@ -51,9 +61,10 @@ void CFTPSession::performPlainly(const Preparation& prepare, bool isListing) {
             }
             return;
         } catch (const CError& error) {
-            const auto time = m_policy.decideRetry(error, tries);
+            const P<CError> cause = judge ? judge(error) : nullptr;
+            const auto time = m_policy.decideRetry(cause ? *cause : error, tries);
             if (!time) {
-                throw;
+                (cause ? *cause : error).throwClone();
             }
             pause(*time);
         }
@@ -124,15 +135,18 @@ String CFTPSession::findUniqueID(const String& path) {
 // One that is there already is refused, and that would end the connection, did the command not begin with "*": by that
 // libcurl goes on behind a refusal (CURLOPT_PREQUOTE). What counts is what the server tells at last.
 void CFTPSession::makeDirs(const String& path) {
+    const Preparation prepare = [&path](CFTPClient& client, CNetRequest& request) {
+        client.prepareGetInfoRequest(request, path);
+        const P<CNetStringList> commands = new CNetStringList;
+        for (const String& directory : getDirsDownTo(path)) {
+            commands->add("*MKD " + directory);
+        }
+        commands->add("MLST " + path);
+        request.setFTPCustomPreCommands(commands);
+    };
     try {
-        performPlainly([&path](CFTPClient& client, CNetRequest& request) {
-            client.prepareGetInfoRequest(request, path);
-            const P<CNetStringList> commands = new CNetStringList;
-            for (const String& directory : getDirsDownTo(path)) {
-                commands->add("*MKD " + directory);
-            }
-            commands->add("MLST " + path);
-            request.setFTPCustomPreCommands(commands);
+        performPlainly(prepare, false, [this](const CError& error) {
+            return isRefusedFile(error) ? findTransientRefusal() : nullptr;
         });
     } catch (const CError& error) {
         if (isRefusedFile(error)) {
@@ -147,13 +161,37 @@ void CFTPSession::makeDirs(const String& path) {
     }
 }
 
-void CFTPSession::throwDirFailure(const String& path) {
-    const TArray<String> refusals = findRefusals(m_request);
-    // The last one is the answer to the question whether the directory is there.
+/// A directory that is not there, because it could not be made just now.
+P<CError> CFTPSession::findTransientRefusal() const {
+    for (const CNetReply& refusal : findRefusals(m_request)) {
+        if (isTransient(refusal.getCode())) {
+            return makeRefusal(m_request, refusal).clone();
+        }
+    }
+    return nullptr;
+}
+
+void CFTPSession::throwDirFailure(const String& path) const {
+    const TArray<CNetReply> refusals = findRefusals(m_request);
+    // The last one is the reply to the question whether the directory is there.
     CProps props;
-    props.addCond(refusals.size() > 1, "serverMessage",
-                  refusals.size() > 1 ? refusals[refusals.size() - 2] : "");
+    if (refusals.size() > 1) {
+        props.add("serverMessage", describeReply(refusals[refusals.size() - 2]));
+    }
     throw CError("The directory '" + path + "' cannot be made", "ftp", -1, props);
+}
+
+bool CFTPSession::replaceByDir(const String& path, const String& oldFile) {
+    performPlainly([&](CFTPClient& client, CNetRequest& request) {
+        client.prepareGetInfoRequest(request, path);
+        const P<CNetStringList> commands = new CNetStringList;
+        for (const String& command : {"RNFR " + path, "RNTO " + oldFile, "MKD " + path, "*DELE " + oldFile}) {
+            commands->add(command);
+        }
+        request.setFTPCustomPreCommands(commands);
+    });
+    const int code = getReplyFromEnd(m_request, 1).getCode();
+    return code >= 200 && code <= 299;
 }
 
 void CFTPSession::removeFile(const String& path) {
@@ -189,16 +227,49 @@ void CFTPSession::performTolerantly(const String& command) {
     });
 }
 
-void CFTPSession::removeFiles(const TArray<String>& paths) {
-    m_client.prepareDeleteFileRequest(m_request, paths.front());
-    const P<CNetStringList> commands = new CNetStringList;
+TArray<bool> CFTPSession::performCleanUp(const CNetStringList& commands, const TArray<String>& paths) {
+    m_client.prepareGetInfoRequest(m_request, "/");
+    const P<CNetStringList> all = new CNetStringList(commands);
+    // Some servers tell sizes in this mode only.
+    all->add("*TYPE I");
     for (const String& path : paths) {
-        commands->add("*DELE " + path);
+        all->add("*SIZE " + path);
     }
-    m_request.setFTPCustomPreCommands(commands);
+    m_request.setFTPCustomPreCommands(all);
     m_request.setTransferProgress(nullptr);
     m_request.setFullRequestTimeout(zet::CTimeSpan::fromMilliseconds(removalMilliseconds));
     m_policy.perform(m_request);
+    TArray<bool> areThere;
+    for (auto position = static_cast<int>(paths.size()); position > 0; --position) {
+        areThere.push_back(findSize(getReplyFromEnd(m_request, position)).has_value());
+    }
+    return areThere;
+}
+
+TArray<String> CFTPSession::restoreNames(const TArray<CMovedFile>& files) {
+    TArray<String> names;
+    TArray<String> oldNames;
+    for (const CMovedFile& file : files) {
+        names.push_back(file.name);
+        oldNames.push_back(file.path);
+    }
+    const TArray<bool> areTaken = performCleanUp(CNetStringList(), names);
+    CNetStringList commands;
+    for (std::size_t i = 0; i < files.size(); ++i) {
+        if (!areTaken[i]) {
+            commands.add("*RNFR " + files[i].path);
+            commands.add("*RNTO " + files[i].name);
+        }
+    }
+    return select(oldNames, performCleanUp(commands, oldNames));
+}
+
+TArray<String> CFTPSession::removeFiles(const TArray<String>& paths) {
+    CNetStringList commands;
+    for (const String& path : paths) {
+        commands.add("*DELE " + path);
+    }
+    return select(paths, performCleanUp(commands, paths));
 }
 
 }  // namespace vexil::app

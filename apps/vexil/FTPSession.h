@@ -38,21 +38,41 @@ public:
     String findUniqueID(const String& path);
     /// Makes a directory, and those above it, where they are not there yet.
     void makeDirs(const String& path);
+    /// Makes a directory in the place of a file, which is moved away and then deleted.
+    /// \returns whether it was deleted
+    /// \throws CError when the directory could not be made; the file may have been moved away then
+    bool replaceByDir(const String& path, const String& oldFile);
     void removeFile(const String& path);
     void removeDir(const String& path);
     /// Removes an entry that was listed as a directory without a look into it: an empty directory, or a link that only
     /// looks like a directory. False if the server refuses it.
     bool removeUnseen(const String& path);
-    /// Deletes those of the files that are there; all are tried. For after a failure: neither is this tried again, nor
-    /// does an interrupt end it, but it takes 10 s at most.
-    void removeFiles(const TArray<String>& paths);
+
+    /// A file that was moved away for another one.
+    struct CMovedFile {
+        String path;
+        String name;  ///< the path that it had before
+    };
+    /// Gives files that were moved away their names back where nothing has these. For after a failure: neither is this
+    /// tried again, nor does an interrupt end it, but each of its two requests takes 10 s at most.
+    /// \returns the paths of those that are still where they were moved to
+    TArray<String> restoreNames(const TArray<CMovedFile>& files);
+    /// Deletes those of the files that are there; all are tried. For after a failure, as above.
+    /// \returns those that are still there
+    TArray<String> removeFiles(const TArray<String>& paths);
 
 private:
-    void performPlainly(const Preparation& prepare, bool isListing = false);
+    /// Tells which error counts instead of one that a request has failed with; null for that one.
+    using Judgement = std::function<P<CError>(const CError& error)>;
+
+    void performPlainly(const Preparation& prepare, bool isListing = false, const Judgement& judge = nullptr);
     void performTolerantly(const String& command);
     void checkListed();
     void explainRefusal(const CError& error, const String& path);
-    void throwDirFailure(const String& path);
+    /// Runs commands, and tells for each of the paths whether a file is there then.
+    TArray<bool> performCleanUp(const CNetStringList& commands, const TArray<String>& paths);
+    P<CError> findTransientRefusal() const;
+    void throwDirFailure(const String& path) const;
 
     CFTPClient m_client;
     CNetRequest& m_request;

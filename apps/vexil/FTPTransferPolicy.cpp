@@ -1,5 +1,7 @@
 #include "apps/vexil/FTPTransferPolicy.h"
 
+#include "apps/vexil/FTPReplies.h"
+
 #include <algorithm>
 
 namespace vexil::app {
@@ -14,6 +16,7 @@ constexpr std::chrono::milliseconds maxPause(10000);
 constexpr int maxWaitMilliseconds = 10;
 
 constexpr int replyServiceNotAvailable = 421;
+constexpr int replyGoodbye = 221;
 constexpr int replyPassive = 227;
 constexpr int replyExtendedPassive = 229;
 constexpr int replyLoggedIn = 230;
@@ -37,12 +40,23 @@ bool mayPassByReply(int reply) {
     return reply == replyServiceNotAvailable || reply == 425 || reply == 426 || reply == 450 || reply == 451;
 }
 
+/// The code of the reply that has ended a transfer. libcurl's is that of its goodbye, or none, where it has closed
+/// another connection at the end of the transfer.
+int findDecisiveCode(const CCURLError& error, const CNetRequest& request) {
+    const int code = error.getResponseCode();
+    if ((code > 0 && code != replyGoodbye) || mayPass(error.getCode())) {
+        return code;
+    }
+    const TArray<CNetReply> refusals = findRefusals(request);
+    return refusals.empty() ? code : refusals.back().getCode();
+}
+
 /// Whether a refused transfer had a connection of its own, which did not come to its login. A kept connection may end
 /// with the same reply, when it was idle for too long.
 bool wasRefusedAtLogin(CNetRequest& request) {
-    const auto hasReply = [&request](int code) { return !request.getResponseText(code).isEmpty(); };
-    const bool hasDataConnection = hasReply(replyPassive) || hasReply(replyExtendedPassive);
-    return request.getInfoLong(CURLINFO_NUM_CONNECTS) > 0 && !hasReply(replyLoggedIn) && !hasDataConnection;
+    const bool hasDataConnection = hasReply(request, replyPassive) || hasReply(request, replyExtendedPassive);
+    return request.getInfoLong(CURLINFO_NUM_CONNECTS) > 0 && !hasReply(request, replyLoggedIn) &&
+           !hasDataConnection;
 }
 
 }  // namespace
@@ -67,12 +81,12 @@ void CFTPTransferPolicy::perform(CNetRequest& request) {
 }
 
 void CFTPTransferPolicy::throwWithReply(const CCURLError& error, CNetRequest& request) {
-    if (!(error.getDomain() == "curl") || error.getResponseCode() < 1) {
+    const int code = findDecisiveCode(error, request);
+    if (!(error.getDomain() == "curl") || code < 1) {
         error.throwClone();
     }
-    throw CCURLError(static_cast<CURLcode>(error.getCode()), request.getErrorMessage(),
-                     error.getResponseCodeDomain(), error.getResponseCode(),
-                     request.getResponseText(error.getResponseCode()), "", error.getURL(), "");
+    throw CCURLError(static_cast<CURLcode>(error.getCode()), request.getErrorMessage(), "ftp", code,
+                     describeReply(request, code), "", error.getURL(), "");
 }
 
 std::optional<std::chrono::milliseconds> CFTPTransferPolicy::decideRetry(const CError& error, int tries) {

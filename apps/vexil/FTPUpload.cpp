@@ -13,29 +13,86 @@ namespace vexil::app {
 
 namespace {
 
-constexpr int maxFurtherUploads = 5;
+constexpr int replyTransferDone = 226;
+constexpr int replyFileActionDone = 250;
 constexpr int replyPending = 350;
 constexpr int replyFileUnavailable = 550;
 constexpr int replyNameNotAllowed = 553;
 
+void throwIfTransient(CNetRequest& request, const CNetReply& reply) {
+    if (isTransient(reply.getCode())) {
+        throw makeRefusal(request, reply);
+    }
+}
+
+bool isSuccess(int code) {
+    return code >= 200 && code <= 299;
+}
+
+// Some servers do not rename onto a file that is there.
+bool mayBeInTheWay(const CNetRequest& request, const CError& error) {
+    const auto* const transferError = dynamic_cast<const CCURLError*>(&error);
+    if (!transferError || !hasReply(request, replyPending)) {
+        return false;
+    }
+    const int reply = transferError->getResponseCode();
+    return reply == replyFileUnavailable || reply == replyNameNotAllowed;
+}
+
 }  // namespace
 
 CFTPUpload::CFTPUpload(CContext& context, CRemoteParts& parts, const P<CFileInStream>& file,
-                       const String& path, const String& part, bool createMissingDirs)
-    : m_context(context), m_parts(parts), m_file(file), m_path(path), m_part(part),
-      m_createMissingDirs(createMissingDirs) {}
+                       const String& path, bool createMissingDirs)
+    : m_context(context), m_parts(parts), m_file(file), m_path(path), m_part(makePartPath(path)),
+      m_oldFile(m_part + "-old"), m_createMissingDirs(createMissingDirs) {}
+
+// ---- requests --------------------------------------------------------------------------------------------
 
 void CFTPUpload::prepare(CNetRequest& request) {
-    // A move that broke may have moved the part, or not.
-    if (m_isUnderWay) {
-        m_step = Step::Store;
+    // A step that broke may have been done, or not.
+    if (m_isUnderWay && (m_isStored || hasStored(request))) {
+        m_step = Step::Check;
     }
     m_isUnderWay = true;
-    if (m_step != Step::Store) {
+    switch (m_step) {
+    case Step::Look:
+        prepareCommands(request, {"*MLST " + m_path});
+        break;
+    case Step::Enter:
+        prepareCommands(request, {"*CWD " + m_path});
+        break;
+    case Step::Store:
+        prepareStore(request);
+        break;
+    case Step::Check:
+        // Some servers tell sizes in this mode only.
+        prepareCommands(request, {"*TYPE I", "*SIZE " + m_part, "*MLST " + m_path});
+        break;
+    default:
         prepareMove(request);
-        return;
+        break;
     }
+}
+
+// The connection may end with the reply to SIZE. Where these are the replies of another transfer, no file is found.
+bool CFTPUpload::hasStored(const CNetRequest& request) const {
+    return m_step == Step::Store &&
+           (hasReply(request, replyTransferDone) || hasReply(request, replyFileActionDone));
+}
+
+// By the "*" libcurl goes on after a refusal (CURLOPT_PREQUOTE): what counts is the reply.
+void CFTPUpload::prepareCommands(CNetRequest& request, std::initializer_list<String> commands) {
+    m_context.getFTP().getClient().prepareGetInfoRequest(request, m_path);
+    const P<CNetStringList> list = new CNetStringList;
+    for (const String& command : commands) {
+        list->add(command);
+    }
+    request.setFTPCustomPreCommands(list);
+}
+
+void CFTPUpload::prepareStore(CNetRequest& request) {
     m_parts.add(m_part);
+    m_isStored = false;
     m_file->seek(0);
     m_context.getFTP().getClient().prepareUploadRequest(request, m_part, m_file.get(), m_file->getSize(),
                                                         m_createMissingDirs);
@@ -44,90 +101,175 @@ void CFTPUpload::prepare(CNetRequest& request) {
     request.setFTPCustomPostCommands(commands);
 }
 
+// Nothing is deleted before the new file has the name.
 void CFTPUpload::prepareMove(CNetRequest& request) {
-    m_context.getFTP().getClient().prepareMoveFileRequest(request, m_part, m_path, false);
-    const P<CNetStringList> commands = new CNetStringList;
-    // Nothing is deleted before the new file has the name.
-    const String oldFile = m_part + "-old";
+    m_isMoveTried = true;
     if (m_step == Step::Replace) {
-        commands->add("RNFR " + m_path);
-        commands->add("RNTO " + oldFile);
+        m_hasReplaced = true;
+        m_parts.addReplaced(m_oldFile, m_path);
+        prepareCommands(request, {"RNFR " + m_path, "RNTO " + m_oldFile, "RNFR " + m_part, "RNTO " + m_path,
+                                  "*DELE " + m_oldFile, "*MLST " + m_path});
+    } else if (m_hasReplaced) {
+        prepareCommands(request,
+                        {"RNFR " + m_part, "RNTO " + m_path, "*DELE " + m_oldFile, "*MLST " + m_path});
+    } else {
+        prepareCommands(request, {"RNFR " + m_part, "RNTO " + m_path, "*MLST " + m_path});
     }
-    commands->add("RNFR " + m_part);
-    commands->add("RNTO " + m_path);
-    if (m_step == Step::Replace) {
-        commands->add("*DELE " + oldFile);
-    }
-    commands->add("*MLST " + m_path);
-    request.setFTPCustomPreCommands(commands);
 }
+
+// ---- replies ---------------------------------------------------------------------------------------------
 
 void CFTPUpload::checkAnswer(CNetRequest& request) {
-    m_isUnderWay = false;
-    if (m_step == Step::Store) {
-        checkStored(request);
-        m_step = Step::Move;
-    } else {
-        m_parts.remove(m_part);
-        checkMoved(request);
-        m_step = Step::Done;
+    switch (m_step) {
+    case Step::Look:
+        m_step = checkLook(request);
+        break;
+    case Step::Enter:
+        m_step = checkEnter(request);
+        break;
+    case Step::Store:
+        m_step = checkStored(request);
+        break;
+    case Step::Check:
+        m_step = decideFurtherStep(request);
+        break;
+    default:
+        m_step = checkMoved(request);
+        break;
     }
+    m_isUnderWay = false;
 }
 
-void CFTPUpload::checkStored(const CNetRequest& request) {
-    const auto size = findSize(request);
+CFTPUpload::Step CFTPUpload::checkLook(CNetRequest& request) const {
+    const CNetReply info = getReplyFromEnd(request, 1);
+    throwIfTransient(request, info);
+    checkIsNoDirectory(info);
+    return isUnknownCommand(info.getCode()) ? Step::Enter : Step::Store;
+}
+
+CFTPUpload::Step CFTPUpload::checkEnter(CNetRequest& request) const {
+    const CNetReply reply = getReplyFromEnd(request, 1);
+    throwIfTransient(request, reply);
+    if (isSuccess(reply.getCode())) {
+        throwIsDirectory();
+    }
+    return Step::Store;
+}
+
+CFTPUpload::Step CFTPUpload::checkStored(CNetRequest& request) {
+    const CNetReply reply = getReplyFromEnd(request, 1);
+    m_isStored = true;
+    throwIfTransient(request, reply);
+    const auto size = findSize(reply);
     m_isCut = size && *size != m_file->getSize();
     if (m_isCut) {
+        m_isStored = false;
         throw CError("The server has stored " + formatNumberOf(*size, "byte") + " of " +
                      formatCount(m_file->getSize()) + ".");
     }
+    return Step::Move;
 }
 
-void CFTPUpload::checkMoved(const CNetRequest& request) const {
-    const TArray<CFTPDirEntry> infos = findInfos(request);
-    if (infos.empty()) {
-        // The server does not know the command, or not the name.
-        if (!request.getResponseText(replyFileUnavailable).isEmpty()) {
-            throw CError("The server has stored the file, but not under its name.");
-        }
-        return;
+CFTPUpload::Step CFTPUpload::decideFurtherStep(CNetRequest& request) {
+    const CNetReply partSize = getReplyFromEnd(request, 2);
+    const CNetReply info = getReplyFromEnd(request, 1);
+    throwIfTransient(request, partSize);
+    throwIfTransient(request, info);
+    if (findSize(partSize) == m_file->getSize()) {
+        checkIsNoDirectory(info);
+        return decideMove(info);
     }
-    const CFTPDirEntry& info = infos.back();
-    if (!(getServerName("/" + info.getName()) == getServerName(m_path))) {
-        throw CError("The server has stored the file under another name: '" + info.getName() + "'.");
+    const auto found = findInfo(info);
+    const bool isMoved = m_isMoveTried && partSize.getCode() == replyFileUnavailable && found &&
+                         found->getType() != zet::IFileInfoBase::TypeDirectory &&
+                         found->getSize() == m_file->getSize();
+    if (!isMoved) {
+        return Step::Store;
     }
-    if (info.getSize() != m_file->getSize()) {
-        throw CError("The server has " + formatNumberOf(info.getSize(), "byte") + " instead of " +
-                     formatCount(m_file->getSize()) + " under the file's name.");
-    }
+    checkName(info);
+    m_parts.remove(m_part);
+    keepNoReplaced(false);
+    return Step::Done;
 }
 
-bool CFTPUpload::canBeginAnew(CNetRequest& request, const CError& error) {
-    CInterrupt::throwIfRequested();
-    // Whoever ended the data connection early has left the server in the belief that this was all.
-    if (m_step == Step::Store && std::exchange(m_isCut, false)) {
-        return ++m_furtherUploads <= maxFurtherUploads;
+CFTPUpload::Step CFTPUpload::decideMove(const CNetReply& info) const {
+    if (!m_moveError) {
+        return Step::Move;
     }
-    if (m_step == Step::Replace && m_moveError && request.getResponseText(replyPending).isEmpty()) {
+    if (isSuccess(info.getCode()) || isUnknownCommand(info.getCode())) {
+        return Step::Replace;
+    }
+    // There is nothing, or what was there has been moved away already.
+    if (!m_hasReplaced) {
         m_moveError->throwClone();
     }
-    if (m_step != Step::Move || !canReplace(request, error)) {
+    return Step::Move;
+}
+
+CFTPUpload::Step CFTPUpload::checkMoved(CNetRequest& request) {
+    const CNetReply info = getReplyFromEnd(request, 1);
+    throwIfTransient(request, info);
+    m_parts.remove(m_part);
+    keepNoReplaced(m_hasReplaced && isSuccess(getReplyFromEnd(request, 2).getCode()));
+    checkName(info);
+    const auto found = findInfo(info);
+    if (found && found->getSize() != m_file->getSize()) {
+        throw CError("The server has " + formatNumberOf(found->getSize(), "byte") + " instead of " +
+                     formatCount(m_file->getSize()) + " under the file's name.");
+    }
+    return Step::Done;
+}
+
+void CFTPUpload::keepNoReplaced(bool isDeleted) {
+    if (m_hasReplaced) {
+        m_parts.removeReplaced(m_oldFile);
+        if (!isDeleted) {
+            // Once more at the end.
+            m_parts.add(m_oldFile);
+        }
+    }
+}
+
+void CFTPUpload::checkName(const CNetReply& info) const {
+    const auto found = findInfo(info);
+    if (found && !(getServerName("/" + found->getName()) == getServerName(m_path))) {
+        throw CError("The server has stored the file under another name: '" + found->getName() + "'.");
+    }
+    if (!found && !isSuccess(info.getCode()) && !isUnknownCommand(info.getCode())) {
+        throw CError("The server has stored the file, but not under its name.");
+    }
+}
+
+void CFTPUpload::checkIsNoDirectory(const CNetReply& info) const {
+    const auto found = findInfo(info);
+    if (found && found->getType() == zet::IFileInfoBase::TypeDirectory) {
+        throwIsDirectory();
+    }
+}
+
+void CFTPUpload::throwIsDirectory() const {
+    throw CError("On the server '" + m_path + "' is a directory, which no file replaces", "ftp");
+}
+
+// ---- failures --------------------------------------------------------------------------------------------
+
+bool CFTPUpload::canBeginAnew(CNetRequest&, const CError&) {
+    CInterrupt::throwIfRequested();
+    // Whoever ended the data connection early has left the server in the belief that this was all.
+    return std::exchange(m_isCut, false);
+}
+
+bool CFTPUpload::canFallBack(CNetRequest& request, const CError& error) {
+    CInterrupt::throwIfRequested();
+    if (m_step == Step::Replace && m_moveError && !hasReply(request, replyPending)) {
+        m_moveError->throwClone();
+    }
+    if (m_step != Step::Move || m_moveError || !mayBeInTheWay(request, error)) {
         return false;
     }
     m_moveError = error.clone();
-    m_step = Step::Replace;
-    m_isUnderWay = false;
+    m_step = Step::Check;
     return true;
-}
-
-// Some servers do not rename onto a file that is there.
-bool CFTPUpload::canReplace(const CNetRequest& request, const CError& error) {
-    const auto* const transferError = dynamic_cast<const CCURLError*>(&error);
-    if (!transferError || request.getResponseText(replyPending).isEmpty()) {
-        return false;
-    }
-    const int reply = transferError->getResponseCode();
-    return reply == replyFileUnavailable || reply == replyNameNotAllowed;
 }
 
 }  // namespace vexil::app

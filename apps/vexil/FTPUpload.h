@@ -3,46 +3,73 @@
 #include "apps/vexil/FileInStream.h"
 #include "apps/vexil/RemoteParts.h"
 #include "apps/vexil/Transfer.h"
+#include "vexil/net/NetReply.h"
+
+#include <initializer_list>
 
 namespace vexil::app {
 
 class CContext;
 
 /// Stores a file on an FTP server so that a broken upload never takes the place of a good file: it is stored under
-/// another name in the same directory, and moved when the server tells the right size (SIZE).
+/// another name in the same directory, a random one (CPartFile), and moved when the server tells the right size (SIZE).
+///
+/// A move that fails is tried again as a move, as long as the server has the whole file under the other name. A
+/// directory is never replaced.
 class CFTPUpload : public ITransfer {
 public:
     /// Context and parts must outlive it.
-    /// \param part               its other name, a path; among `parts` as long as it may be there
     /// \param createMissingDirs  also make the directories that the path names
     CFTPUpload(CContext& context, CRemoteParts& parts, const P<CFileInStream>& file, const String& path,
-               const String& part, bool createMissingDirs);
+               bool createMissingDirs);
 
     void prepare(CNetRequest& request) override;
-    /// \throws CError when the server has stored other than was sent
+    /// \throws CError when the server has stored other than was sent, and when a directory has the file's name
     void checkAnswer(CNetRequest& request) override;
     bool isComplete() const override { return m_step == Step::Done; }
     bool canBeginAnew(CNetRequest& request, const CError& error) override;
+    bool canFallBack(CNetRequest& request, const CError& error) override;
 
 private:
-    enum class Step { Store, Move, Replace, Done };
+    enum class Step {
+        Look,     // what has the file's name
+        Enter,    // whether that is a directory, where the server does not know MLST
+        Store,    // under the other name
+        Check,    // what became of a step that has failed, or of which nothing is known
+        Move,     // to the file's name
+        Replace,  // the same where the server does not rename onto a file: that file is moved away first
+        Done
+    };
 
+    bool hasStored(const CNetRequest& request) const;
+    void prepareCommands(CNetRequest& request, std::initializer_list<String> commands);
+    void prepareStore(CNetRequest& request);
     void prepareMove(CNetRequest& request);
-    static bool canReplace(const CNetRequest& request, const CError& error);
-    void checkStored(const CNetRequest& request);
-    void checkMoved(const CNetRequest& request) const;
+    Step checkLook(CNetRequest& request) const;
+    Step checkEnter(CNetRequest& request) const;
+    Step checkStored(CNetRequest& request);
+    Step decideFurtherStep(CNetRequest& request);
+    Step decideMove(const CNetReply& info) const;
+    Step checkMoved(CNetRequest& request);
+    void keepNoReplaced(bool isDeleted);
+    void checkName(const CNetReply& info) const;
+    void checkIsNoDirectory(const CNetReply& info) const;
+    [[noreturn]] void throwIsDirectory() const;
 
     CContext& m_context;
     CRemoteParts& m_parts;
     P<CFileInStream> m_file;
     String m_path;
     String m_part;
+    String m_oldFile;  // what the file that is replaced is called meanwhile
     bool m_createMissingDirs;
-    Step m_step = Step::Store;
+    Step m_step = Step::Look;
     bool m_isUnderWay = false;
-    bool m_isCut = false;
-    int m_furtherUploads = 0;
-    P<CError> m_moveError;  // of Step::Move, in Step::Replace
+    bool m_isStored = false;  // the server has confirmed Step::Store
+    bool m_isCut = false;     // but has less, or more, than was sent
+    bool m_isMoveTried = false;
+    bool m_hasReplaced = false;  // Step::Replace was begun
+    P<CError> m_moveError;       // of Step::Move, where a file of this name may be the reason
 };
 
 }  // namespace vexil::app

@@ -2,6 +2,7 @@
 
 #include "apps/vexil/Platform.h"
 #include "apps/vexil/Text.h"
+#include "zet/MTRand.h"
 
 #include <cerrno>
 #include <string>
@@ -18,36 +19,19 @@ constexpr std::size_t maxNameLength = 255;
 // In bytes on Windows, too: the part may stand on a server or a network drive, where they count. There are never more
 // units of UTF-16 than bytes of UTF-8.
 constexpr std::size_t maxStemBytes = 200;
+// After the stem; before the random digits.
 constexpr const char* partEnding = ".vexil-part";
 
-fs::path makePartName(const fs::path& target, int number) {
-    std::u8string stem = target.filename().u8string();
-    if (stem.size() > maxStemBytes) {
-        // Not in the middle of a character: some file systems take none of that.
-        std::size_t end = maxStemBytes;
-        while (end > 0 && (stem[end] & 0xC0) == 0x80) {
-            --end;
-        }
-        stem.resize(end);
+std::string makeRandomDigits() {
+    static constexpr char digits[] = "0123456789abcdef";
+    const zet::CMutexLock lock(zet::CMTRand::getGlobalInstanceMutex());
+    zet::uint64 number = zet::CMTRand::getGlobal()->rand64();
+    std::string text(16, '0');
+    for (char& digit : text) {
+        digit = digits[number % 16];
+        number /= 16;
     }
-    fs::path name = ".";
-    name += fs::path(stem);
-    name += partEnding;
-    if (number > 1) {
-        name += std::to_string(number);
-    }
-    return name;
-}
-
-// A file of that name may be somebody's data, or the rest of a program that was killed.
-fs::path findFreePartName(const fs::path& target) {
-    for (int number = 1;; ++number) {
-        fs::path name = makePartName(target, number);
-        std::error_code ignored;
-        if (!fs::exists(fs::symlink_status(target.parent_path() / name, ignored))) {
-            return name;
-        }
-    }
+    return text;
 }
 
 [[noreturn]] void throwCannotCreate(const fs::path& target, int systemError) {
@@ -71,7 +55,7 @@ CPartFile::CPartFile(const fs::path& target, FileAccess access) : m_target(targe
         m_stream = new CFileOutStream(target, target);
         return;
     }
-    const fs::path part = target.parent_path() / findFreePartName(target);
+    const fs::path part = target.parent_path() / makeName(target);
     if (access == FileAccess::OwnerOnly) {
         if (const int systemError = createForOwner(part)) {
             throwCannotCreate(target, systemError);
@@ -81,12 +65,21 @@ CPartFile::CPartFile(const fs::path& target, FileAccess access) : m_target(targe
     m_stream = new CFileOutStream(m_part, target);
 }
 
-fs::path CPartFile::findFreeName(const fs::path& target) {
-    return findFreePartName(target);
-}
-
 fs::path CPartFile::makeName(const fs::path& target) {
-    return makePartName(target, 1);
+    std::u8string stem = target.filename().u8string();
+    if (stem.size() > maxStemBytes) {
+        // Not in the middle of a character: some file systems take none of that.
+        std::size_t end = maxStemBytes;
+        while (end > 0 && (stem[end] & 0xC0) == 0x80) {
+            --end;
+        }
+        stem.resize(end);
+    }
+    fs::path name = ".";
+    name += fs::path(stem);
+    name += partEnding;
+    name += "-" + makeRandomDigits();
+    return name;
 }
 
 bool CPartFile::mayBePart(const String& path) {

@@ -14,7 +14,7 @@ enum class FileAccess {
 };
 
 /// A file that comes into being whole or not at all: it is written under another name in the same folder
-/// (".NAME.vexil-part") and gets its own name, in place of what had it, when it is complete. Without commit()
+/// (".NAME.vexil-part-RANDOM") and gets its own name, in place of what had it, when it is complete. Without commit()
 /// nothing is left of it.
 ///
 /// What is there and is no file (a device such as /dev/stdout, a pipe) is written directly.
@@ -26,10 +26,8 @@ public:
     CPartFile(const CPartFile&) = delete;
     CPartFile& operator=(const CPartFile&) = delete;
 
-    /// The other name for a target, without its folder, one that no entry of the folder has: which ".NAME.vexil-part" is
-    /// but for rare cases.
-    static std::filesystem::path findFreeName(const std::filesystem::path& target);
-    /// The same where nobody can be asked.
+    /// Another name for a target, without its folder, a different one at each call: ".NAME.vexil-part-" and 16 random
+    /// hexadecimal digits. Of a long NAME it has the beginning.
     static std::filesystem::path makeName(const std::filesystem::path& target);
     /// Whether a part of a relative path, with "/", could be the other name of some file, upper and lower case
     /// aside.

@@ -7,6 +7,13 @@
 
 namespace vexil::app {
 
+namespace {
+
+// More than there ever are: an FTP connection that is closed would leave its goodbye among the replies of a transfer.
+constexpr int maxConnections = 100000;
+
+}  // namespace
+
 CTransferThread::CTransferThread() : CAsyncNetRequestThread(nullptr) {}
 
 CTransferThread::~CTransferThread() {
@@ -26,6 +33,7 @@ TArray<P<CNetRequest>> CTransferThread::takeFinished(int milliseconds) {
 }
 
 void CTransferThread::handleManagerEvents(CAsyncNetRequestManager& manager) {
+    manager.setMaxConnections(maxConnections);
     TArray<P<CNetRequest>> finished;
     if (manager.handleEvents(&finished) == 0) {
         return;

@@ -68,12 +68,12 @@ TEST(FTPPathTest, NoNameOfAListingLeadsOutOfTheFolder) {
 
 TEST(FTPRepliesTest, TellUnknownCommandsFromRefusedFiles) {
     for (const int reply : {500, 502, 504}) {
-        EXPECT_TRUE(isUnknownCommand(refusal(reply))) << reply;
+        EXPECT_TRUE(isUnknownCommand(reply)) << reply;
         EXPECT_FALSE(isRefusedFile(refusal(reply))) << reply;
     }
     for (const int reply : {501, 550, 553}) {
         EXPECT_TRUE(isRefusedFile(refusal(reply))) << reply;
-        EXPECT_FALSE(isUnknownCommand(refusal(reply))) << reply;
+        EXPECT_FALSE(isUnknownCommand(reply)) << reply;
     }
     EXPECT_FALSE(isRefusedFile(refusal(530)));
     EXPECT_FALSE(isRefusedFile(CError("550")));

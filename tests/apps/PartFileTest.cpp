@@ -13,6 +13,7 @@
 namespace {
 
 namespace fs = std::filesystem;
+using vexil::String;
 using vexil::app::CPartFile;
 using vexil::app::toPath;
 
@@ -32,15 +33,24 @@ protected:
                                         testing::UnitTest::GetInstance()->current_test_info()->name());
 };
 
+constexpr const char* randomMark = "[.]vexil-part-[0-9a-f]{16}";
+
 TEST_F(PartFileTest, HasTheNameOfTheFile) {
-    EXPECT_EQ(partNameOf("a b.txt"), ".a b.txt.vexil-part");
+    EXPECT_THAT(partNameOf("a b.txt"), testing::MatchesRegex(std::string("[.]a b[.]txt") + randomMark));
+    EXPECT_TRUE(CPartFile::mayBePart(String::fromUTF8(partNameOf("a b.txt"))));
     EXPECT_TRUE(fs::is_empty(folder)) << "nothing is left without a commit";
 }
 
-/// The name that is usual for a part, both in UTF-8 whatever the system's own form of names.
+// Two programs that write one file at the same time must not write into one part.
+TEST_F(PartFileTest, EachPartHasANameOfItsOwn) {
+    EXPECT_NE(partNameOf("a"), partNameOf("a"));
+    EXPECT_NE(CPartFile::makeName("a"), CPartFile::makeName("a"));
+}
+
+/// The name of a part before its random digits, both in UTF-8 whatever the system's own form of names.
 std::string makeName(const std::string& name) {
     const std::u8string part = CPartFile::makeName(toPath(name)).u8string();
-    return std::string(part.begin(), part.end());
+    return std::string(part.begin(), part.end() - 17);
 }
 
 std::string repeated(const std::string& text, int count) {

@@ -1,10 +1,23 @@
 """An FTP server for tests that fails as it is told. It serves a dictionary, in plain, to any user."""
 
+import fnmatch
 import socket
 import socketserver
 import threading
 
 TIME = "20240131235959"
+
+
+def mangle(reply):
+    """The same reply with bytes in each line that are no UTF-8; but for numbers."""
+    lines = []
+    for line in reply.split(b"\r\n"):
+        if line.startswith(b" "):
+            line = b" x.note=d\xe9j\xe0;" + line[1:]
+        elif not line.startswith(b"213 "):
+            line += b" d\xe9j\xe0"
+        lines.append(line)
+    return b"\r\n".join(lines)
 
 
 class Fault:
@@ -30,7 +43,9 @@ class FakeFTP:
         self.listing = {}            # instead of a directory's own: lines, of text or bytes
         self.links = {}              # by path: the directory that it shows instead of itself
         self.tells_unique = True     # whether the facts have "unique"
-        self.faults = {}             # by "COMMAND path": a list of faults, used one by one
+        self.faults = {}             # by "COMMAND path", which may have "*": a list of faults, used one by one
+        self.mangles = lambda number: False  # whether the n-th reply gets bytes that are no UTF-8
+        self.replies = 0
         self.commands = []           # all that came, but for logins and the like
         self.max_connections = 1000
         self.refusal = "421 Too many connections."
@@ -38,6 +53,7 @@ class FakeFTP:
         self.unknown = ()            # commands that it does not know
         self.connections = 0
         self.most_connections = 0
+        self.all_connections = 0
         self.lock = threading.Lock()
         self.started = threading.Condition(self.lock)
         self.waiting = 0             # transfers at their gates
@@ -62,7 +78,10 @@ class FakeFTP:
 
     def take_fault(self, key):
         with self.lock:
-            return self.faults[key].pop(0) if self.faults.get(key) else Fault()
+            for pattern, faults in self.faults.items():
+                if faults and fnmatch.fnmatchcase(key, pattern):
+                    return faults.pop(0)
+            return Fault()
 
     def wait_for_gates(self, count, seconds=60):
         with self.started:
@@ -81,17 +100,23 @@ class Session:
         self.server, self.control = server, control
         self.lines = control.makefile("rb")
         self.passive = None
+        self.directory = "/"
         self.rest = 0
         self.source = None
 
     def reply(self, text):
-        self.control.sendall(text.encode() + b"\r\n")
+        with self.server.lock:
+            number = self.server.replies
+            self.server.replies += 1
+        reply = mangle(text.encode()) if self.server.mangles(number) else text.encode()
+        self.control.sendall(reply + b"\r\n")
 
     def run(self):
         server = self.server
         with server.lock:
             refused = server.connections >= server.max_connections
             server.connections += not refused
+            server.all_connections += 1
             server.most_connections = max(server.most_connections, server.connections)
         try:
             if refused and server.refusal.startswith("421"):
@@ -118,6 +143,7 @@ class Session:
         server = self.server
         if command in ("USER", "PASS", "PWD", "CWD", "TYPE", "EPSV", "REST", "QUIT", "FEAT", "SYST", "OPTS"):
             return getattr(self, "on_" + command.lower(), lambda _: self.reply("500 Unknown."))(path)
+        path = self.absolute(path)
         with server.lock:
             server.commands.append(f"{command} {path}")
         fault = server.take_fault(f"{command} {path}")
@@ -153,13 +179,21 @@ class Session:
     def on_pwd(self, _):
         self.reply('257 "/"')
 
-    def on_cwd(self, _):
+    def absolute(self, path):
+        return path if path.startswith("/") else f"{self.directory.rstrip('/')}/{path}"
+
+    def on_cwd(self, path):
+        directory = self.resolve(self.absolute(path)).rstrip("/") or "/"
+        if directory not in self.server.dirs:
+            return self.reply("550 No such directory.")
+        self.directory = directory
         self.reply("250 There.")
 
     def on_type(self, _):
         self.reply("200 Good.")
 
     def on_quit(self, _):
+        self.reply("221 Bye.")
         raise End
 
     def on_rest(self, position):
@@ -224,6 +258,8 @@ class Session:
         self.reply("226 Done.")
 
     def on_size(self, path, _):
+        if path in self.server.dirs:
+            return self.reply("550 Not a plain file.")
         if self.is_there(path):
             self.reply(f"213 {len(self.server.files[self.resolve(path)])}")
 
@@ -263,9 +299,19 @@ class Session:
             self.reply("350 To?")
 
     def on_rnto(self, path, _):
+        if not self.source:
+            return self.reply("503 RNFR first.")
         if path in self.server.files and not self.server.replaces:
             return self.reply("550 There is one already.")
-        self.server.files[path] = self.server.files.pop(self.source)
+        if path in self.server.dirs:
+            return self.reply("451 There is a directory.")
+        kind = self.server.files if self.source in self.server.files else self.server.dirs
+        if kind is self.server.dirs:
+            kind.remove(self.source)
+            kind.add(path)
+        else:
+            kind[path] = kind.pop(self.source)
+        self.source = None
         self.reply("250 Moved.")
 
     def on_dele(self, path, _):
@@ -292,5 +338,7 @@ class Session:
     def on_mkd(self, path, _):
         if path in self.server.dirs or path in self.server.files:
             return self.reply("550 Exists.")
+        if (path.rpartition("/")[0] or "/") not in self.server.dirs:
+            return self.reply("550 No such directory.")
         self.server.dirs.add(path)
         self.reply('257 Made.')

@@ -216,17 +216,71 @@ class BackupTest(FTPServerTest):
             self.assertIn("backed up: 1 file,", result.out)
             self.assertIn("FAILED: 2 entries", result.out)
 
-    def test_a_directory_that_cannot_be_made_costs_its_files_only(self):
-        self.write("f/a/x")
-        self.write("f/a/y")
-        self.write("f/b/x")
+    def test_what_changes_its_kind_is_replaced_or_named(self):
+        for name in ("f/a/x", "f/a/y", "f/b/x", "g/a", "g/b/x", "g/c"):
+            self.write(name, name.encode())
         for place in self.on_each([EXPLICIT, PURE_EXPLICIT]):
             self.write("in the way")
             self.ftp("put", "in the way", f"{place}/a", "-p")
-            result = self.ftp("backup", "f", place, code=1)
-            for name in "xy":
-                self.assertIn(f"NOT backed up: a/{name}: There is no directory '{place}/a' on the server", result.err)
-            self.assertIn("backed up: 1 file,", result.out)
+            self.assertIn(f"replaced: the file '{place}/a' on the server", self.ftp("backup", "f", place).err)
+            target = f"r{self.kind}"
+            self.ftp("restore", place, target)
+            self.assertEqual(self.files_in(target), self.files_in("f"))
+            result = self.ftp("backup", "g", place, code=1)
+            self.assertIn(f"NOT backed up: a: On the server '{place}/a' is a directory", result.err)
+            self.assertIn("backed up: 2 files,", result.out)
+            self.assertEqual(sorted(path.name for path in (self.root / place[1:]).rglob("*")),
+                             ["a", "b", "c", "x", "x", "y"])
+
+    def test_a_file_goes_into_a_directory_and_does_not_replace_it(self):
+        self.write("file")
+        for place in self.on_each():
+            self.ftp("mkdir", "-p", f"{place}/photos")
+            for times in range(2):
+                self.assertIn(f"'{place}/photos' is a directory",
+                              self.ftp("put", "file", f"{place}/photos", code=1).err)
+                self.ftp("put", "file", f"{place}/photos/")
+            self.assertEqual([path.name for path in (self.root / place[1:]).rglob("*")], ["photos", "file"])
+
+    def test_uploads_of_one_file_at_the_same_time_do_not_mix(self):
+        sizes = [2000000 + 1000000 * number for number in range(2)]
+        bodies = [bytes([number]) * size for number, size in enumerate(sizes)]
+        for number, body in enumerate(bodies):
+            self.write(f"file{number}", body)
+        for place in self.on_each([PLAIN, PURE_PLAIN]):
+            self.ftp("mkdir", place)
+            processes = [self.start("ftp", "put", "--tls", "none", f"file{number}", f"{place}/pair{pair}")
+                         for pair in range(5) for number in range(2)]
+            for process in processes:
+                # One that finds the other's file under the name says so.
+                self.assertIn(self.finish(process).code, (0, 1))
+            folder = self.root / place[1:]
+            for pair in range(5):
+                self.assertIn((folder / f"pair{pair}").read_bytes(), bodies)
+            self.assertEqual(len(list(folder.iterdir())), 5)
+
+    def test_two_backups_at_the_same_time_do_not_mix(self):
+        for number in range(20):
+            for run in "12":
+                self.write(f"f{run}/{number % 3}/{number}", run.encode() * (200000 + int(run)))
+        for place in self.on_each([PLAIN, PURE_PLAIN]):
+            processes = [self.start("ftp", "backup", "--tls", "none", f"f{run}", place) for run in "12"]
+            for process in processes:
+                self.assertIn(self.finish(process).code, (0, 1))
+            stored = {str(path.relative_to(self.root / place[1:])): path.read_bytes()
+                      for path in (self.root / place[1:]).rglob("*") if path.is_file()}
+            self.assertEqual(sorted(stored), sorted(self.files_in("f1")))
+            for name, body in stored.items():
+                self.assertIn(body, (self.files_in("f1")[name], self.files_in("f2")[name]))
+
+    def test_an_old_server_s_directory_is_not_replaced(self):
+        self.write("file")
+        self.use(OLD)
+        self.ftp("mkdir", self.place)
+        self.assertIn("is a directory", self.ftp("put", "file", self.place, code=1).err)
+        self.ftp("put", "file", f"{self.place}/")
+        self.ftp("rm", f"{self.place}/file")
+        self.ftp("rmdir", self.place)
 
 
 @not_on_windows("the server's folder is one of POSIX")

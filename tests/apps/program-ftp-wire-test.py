@@ -49,7 +49,7 @@ class UsageTest(FakeServerTest):
     def test_bad_values_are_named_before_anything_is_sent(self):
         self.write("file")
         for arguments, text in ((["ls", "relative"], "'relative'"), (["put", "nofile", "/x"], "'nofile'"),
-                                (["put", "file", "/"], "PATH"), (["backup", "nofolder", "/x"], "'nofolder'"),
+                                (["put", "file", "a/"], "'a/'"), (["backup", "nofolder", "/x"], "'nofolder'"),
                                 (["ls", "--tls", "some"], "--tls"), (["ls", "--server", "ftp://h/"], "'ftp://h/'"),
                                 (["ls", "--server", ""], "--server"), (["ls", "--jobs", "2"], "--jobs"),
                                 (["backup", "--jobs", "0", ".", "/x"], "--jobs"), (["rm", "/a\nb"], "CR, LF")):
@@ -150,7 +150,7 @@ class UploadTest(FakeServerTest):
         super().setUp()
         self.write("file", BODY)
         self.server.files["/a"] = b"old"
-        self.part = "/.a.vexil-part"
+        self.part = "/.a.vexil-part-*"
 
     def put(self, **options):
         return self.ftp("put", "file", "/a", **options)
@@ -171,7 +171,7 @@ class UploadTest(FakeServerTest):
         self.server.faults["RNTO /a"] = [Fault(silent=True)]
         self.put()
         self.assertEqual(self.server.files, {"/a": BODY})
-        self.assertEqual(len(self.server.came("STOR")), 2)
+        self.assertEqual(len(self.server.came("STOR")), 1)
 
     def test_a_server_that_does_not_replace_files(self):
         self.server.replaces = False
@@ -179,12 +179,79 @@ class UploadTest(FakeServerTest):
         self.assertEqual(self.server.files, {"/a": BODY})
 
     def test_a_refused_name_costs_no_file(self):
+        self.server.faults["RNTO /a"] = [Fault(reply="553 Not this name.")] * 2
+        self.assertIn("server message:  553 Not this name.", self.put(code=1).err)
+        self.assertEqual(self.server.files, {"/a": b"old"})
+
+    def test_a_replaced_file_that_does_not_come_back_is_named(self):
         self.server.faults["RNTO /a"] = [Fault(reply="553 Not this name.")] * 9
-        self.put(code=1)
-        self.assertEqual(self.server.files[self.part + "-old"], b"old")
+        result = self.put(code=1)
+        (name, body), = self.server.files.items()
+        self.assertRegex(name, "^/.a.vexil-part-[0-9a-f]{16}-old$")
+        self.assertEqual(body, b"old")
+        self.assertIn(f"a file that an upload was to replace may be left on the server: '{name}' (it was called '/a')",
+                      result.err)
+
+    def test_a_replaced_file_that_is_not_deleted_is_named(self):
+        self.server.replaces = False
+        self.server.faults["DELE *-old"] = [Fault(reply="550 No.")] * 9
+        result = self.put()
+        self.assertEqual(self.server.files.pop("/a"), BODY)
+        self.assertIn(f"may be left on the server: '{list(self.server.files)[0]}'", result.err)
+
+    def test_a_move_that_was_broken_in_the_middle_of_a_replacement_goes_on(self):
+        self.server.replaces = False
+        for number in range(3):
+            for silent in ("RNFR /a", "RNTO *-old", "RNFR *-part-*", "RNTO /a", "DELE *-old", "MLST /a"):
+                self.server.files = {"/a": b"old"}
+                self.server.faults = {silent: [Fault()] * number + [Fault(silent=True)]}
+                result = self.put()
+                self.assertEqual(sorted(self.server.files), ["/a"], (silent, number, result))
+                self.assertEqual(self.server.files["/a"], BODY)
+        self.assertEqual(len(self.server.came("STOR")), 18)
+
+    def test_a_directory_is_not_replaced(self):
+        self.server.dirs.add("/photos")
+        self.write("photos", BODY)
+        for unknown in ((), ("MLST",)):
+            self.server.unknown = unknown
+            self.assertIn("'/photos' is a directory", self.ftp("put", "file", "/photos", code=1).err)
+            self.ftp("put", "file", "/photos/")
+            self.assertEqual(self.server.files.pop("/photos/file"), BODY)
+            self.assertEqual(self.server.files, {"/a": b"old"})
+        self.assertEqual(len(self.server.came("STOR")), 2)
+        self.server.dirs.add("/photos/file")
+        self.assertIn("'/photos/file' is a directory", self.ftp("put", "file", "/photos/", code=1).err)
+        self.ftp("put", "file", "/")
+        self.assertEqual(self.server.files.pop("/file"), BODY)
+        self.assertEqual(self.server.dirs, {"/", "/photos", "/photos/file"})
+
+    def test_a_directory_that_appears_meanwhile_is_not_replaced(self):
+        for reply in ("550 No.", "451 No."):
+            self.server.files = {}
+            self.server.faults["RNTO /a"] = [Fault(reply=reply, then=lambda: self.server.dirs.add("/a"))] * 9
+            self.assertIn("'/a' is a directory", self.put(code=1).err)
+            self.server.dirs.remove("/a")
+            self.assertEqual(self.server.files, {})
+
+    def test_uploads_of_one_file_at_the_same_time_do_not_mix(self):
+        bodies = [bytes([number]) * 3000000 for number in range(4)]
+        gate = threading.Event()
+        self.server.faults["STOR /.a.*"] = [Fault(gate=gate)] * 4
+        processes = []
+        for number, body in enumerate(bodies):
+            self.write(f"file{number}", body)
+            processes.append(self.start("ftp", "--tls", "none", "put", f"file{number}", "/a"))
+        self.assertTrue(self.server.wait_for_gates(4))
+        gate.set()
+        for process in processes:
+            self.assertEqual(self.finish(process).code, 0)
+        self.assertIn(self.server.files.pop("/a"), bodies)
+        self.assertEqual(self.server.files, {})
+        self.assertEqual(len(set(self.server.came("STOR"))), 4)
 
     def test_another_name_is_noticed(self):
-        self.server.faults["MLST /a"] = [Fault(reply="250-x\r\n type=file;size=100000; /A\r\n250 y")]
+        self.server.faults["MLST /a"] = [Fault(), Fault(reply="250-x\r\n type=file;size=100000; /A\r\n250 y")]
         self.assertIn("under another name: '/A'", self.put(code=1).err)
 
     def test_an_interrupt_leaves_the_good_file_and_nothing_else(self):
@@ -211,6 +278,12 @@ class BackupTest(FakeServerTest):
         self.ftp("restore", "/x/y", "r")
         self.assertEqual(self.files_in("r"), self.files_in("f"))
 
+    # What libcurl closes beside a transfer would leave the reply to its goodbye among the transfer's replies.
+    def test_connections_are_kept_to_the_end(self):
+        self.make_files(60)
+        self.ftp("backup", "f", "/x")
+        self.assertLessEqual(self.server.all_connections, 9)
+
     def test_where_the_server_takes_few_connections_fewer_are_used(self):
         self.make_files(30)
         for refusal in ("421 Too many connections.", "530 Too many logins."):
@@ -229,14 +302,14 @@ class BackupTest(FakeServerTest):
 
     def test_a_file_that_is_refused_does_not_hinder_the_rest(self):
         self.make_files(6)
-        self.server.faults["STOR /x/1/.01.vexil-part"] = [Fault(reply="553 Not this one.")]
+        self.server.faults["STOR /x/1/.01.*"] = [Fault(reply="553 Not this one.")]
         result = self.ftp("backup", "f", "/x", code=1)
         self.assertRegex(result.err, "NOT backed up: 1/01: .*; the server says: 553 Not this one.")
         self.assertIn("backed up: 5 files,", result.out)
 
     def test_retries_are_counted(self):
         self.make_files(3)
-        self.server.faults["STOR /x/0/.00.vexil-part"] = [Fault(cut=5), Fault(reply="450 Busy.")]
+        self.server.faults["STOR /x/0/.00.*"] = [Fault(cut=5), Fault(reply="450 Busy.")]
         self.assertIn(" 2 retries", self.ftp("backup", "f", "/x").out)
         self.server.faults["RETR /x/0/00"] = [Fault(cut=5)]
         self.server.faults["MLSD /x/1"] = [Fault(reply="450 Busy.")]
@@ -245,14 +318,196 @@ class BackupTest(FakeServerTest):
     def test_an_interrupt_leaves_no_part_under_a_name(self):
         self.make_files(30)
         gate = threading.Event()
-        self.server.faults = {f"STOR /x/{i % 3}/.{i:02}.vexil-part": [Fault(gate=gate)] for i in range(30)}
+        self.server.faults = {f"STOR /x/{i % 3}/.{i:02}.*": [Fault(gate=gate)] for i in range(30)}
         process = self.start("ftp", "--tls", "none", "backup", "f", "/x", "--jobs", "4")
         self.assertTrue(self.server.wait_for_gates(4))
         number, code = ENDINGS[-1]
         result = self.interrupt(process, number)
         gate.set()
         self.assertEqual(result.code, code, result)
-        self.assertEqual([name for name in self.server.files if not name.endswith(".vexil-part")], [])
+        self.assertEqual([name for name in self.server.files if ".vexil-part-" not in name], [])
+
+
+class RefusalTest(FakeServerTest):
+    """Refusals that may pass, of each step of an upload."""
+
+    # For each step: what is refused, how often the command is let through before, how often the file is sent where it
+    # is refused for ever, and whether it is stored then.
+    STEPS = {"look": ("MLST {}/file", 0, 0, False), "make": ("MKD {}", 0, 0, False),
+             "store": ("STOR {}/.file.vexil-part-*", 0, 2, False), "size": ("SIZE {}/.file.vexil-part-*", 0, 1, False),
+             "from": ("RNFR {}/.file.vexil-part-*", 0, 1, False), "to": ("RNTO {}/file", 0, 1, False),
+             "delete": ("DELE {}/.file.*-old", 0, 1, True), "verify": ("MLST {}/file", 1, 1, False)}
+    CODES = (425, 426, 450, 451, 452)
+
+    def add_fault(self, directory, step, code, count):
+        command, before, _, _ = self.STEPS[step]
+        fault = Fault(reply=f"{code} Not {step}.")
+        self.server.faults[command.format(directory)] = [Fault()] * before + [fault] * count
+        if step == "delete":
+            self.server.dirs.add(directory)
+            self.server.files[f"{directory}/file"] = b"old"
+        self.server.replaces = False
+
+    def back_up(self, count):
+        self.server.dirs.add("/x")
+        for step in self.STEPS:
+            for code in self.CODES:
+                self.write(f"f/{step}-{code}/file", BODY)
+                self.add_fault(f"/x/{step}-{code}", step, code, count)
+        return self.ftp("backup", "f", "/x", "--retries", "1", code=1)
+
+    def uploads(self, name):
+        return len([command for command in self.server.came("STOR") if f"/{name}/" in command])
+
+    def test_what_is_refused_for_ever_is_given_up(self):
+        result = self.back_up(99)
+        for step, (_, _, uploads, is_stored) in self.STEPS.items():
+            for code in self.CODES:
+                name = f"{step}-{code}"
+                self.assertEqual(self.uploads(name), 1 if name == "store-452" else uploads, name)
+                said = f"NOT backed up: {name}/file: .*the server says: {code} Not {step}"
+                (self.assertNotRegex if is_stored else self.assertRegex)(result.err, said)
+                self.assertEqual(self.server.files.get(f"/x/{name}/file") == BODY, is_stored or step == "verify", name)
+                if step == "delete":
+                    self.assertRegex(result.err, f"may be left on the server: '/x/{name}/.file.vexil-part-.*-old'")
+        self.assertIn("backed up: 5 files,", result.out)
+
+    # The connection ends with it: so does a backup.
+    def test_the_end_of_the_service_is_waited_out_or_told(self):
+        self.write("file", BODY)
+        for step, (_, _, uploads, is_stored) in self.STEPS.items():
+            for count in (1, 99):
+                self.server.files, self.server.dirs, self.server.faults, self.server.commands = {}, {"/"}, {}, []
+                self.add_fault("/x", step, 421, count)
+                is_good = is_stored or count == 1
+                result = self.ftp("put", "file", "/x/file", "-p", "--retries", "1", code=None)
+                self.assertEqual(result.code, 0 if is_good else 1, (step, count, result, self.server.commands))
+                sent = (2 if step == "store" else 1) if count == 1 else uploads
+                self.assertEqual(len(self.server.came("STOR")), sent, (step, count))
+                self.assertEqual(self.server.files.get("/x/file") == BODY, is_good or step == "verify", (step, count))
+                if not is_good:
+                    self.assertIn(f"server message:  421 Not {step}.", result.err)
+
+    def test_what_is_refused_once_is_tried_again(self):
+        result = self.back_up(1)
+        for step in self.STEPS:
+            for code in self.CODES:
+                name = f"{step}-{code}"
+                is_final = code == 452 and step != "delete"
+                if not is_final:
+                    self.assertEqual(self.uploads(name), 2 if step == "store" else 1, name)
+                    self.assertEqual(self.server.files.get(f"/x/{name}/file"), BODY, name)
+                self.assertEqual(f"NOT backed up: {name}/file" in result.err, is_final, name)
+        self.assertEqual([name for name in self.server.files if "vexil-part" in name], [])
+
+    def test_a_directory_in_the_way_is_told_before_anything_is_sent(self):
+        self.write("f/a", BODY)
+        self.write("f/b", BODY)
+        self.server.dirs |= {"/x", "/x/a"}
+        self.assertIn("NOT backed up: a: On the server '/x/a' is a directory", self.ftp("backup", "f", "/x", code=1).err)
+        self.assertEqual(self.server.files, {"/x/b": BODY})
+        self.assertEqual(len(self.server.came("STOR")), 1)
+
+
+class ChangedKindTest(FakeServerTest):
+    """Files that have become folders, and the other way round."""
+
+    def back_up(self, folder, **options):
+        return self.ftp("backup", folder, "/b/x", **options)
+
+    def setUp(self):
+        super().setUp()
+        for name, body in (("old/a", b"a"), ("old/d/b", b"b"), ("old/d/keep", b"keep")):
+            self.write(name, body)
+        self.back_up("old")
+
+    def test_a_file_that_became_a_folder_is_replaced(self):
+        self.write("new/a/deep/er/c", b"c")
+        self.write("new/d/b/inside", b"inside")
+        result = self.back_up("new")
+        for path in ("/b/x/a", "/b/x/d/b"):
+            self.assertIn(f"replaced: the file '{path}' on the server, which is a folder now", result.err)
+        self.assertEqual(self.server.files, {"/b/x/a/deep/er/c": b"c", "/b/x/d/b/inside": b"inside",
+                                             "/b/x/d/keep": b"keep"})
+        self.ftp("restore", "/b/x", "r")
+        self.assertEqual(self.files_in("r"), {"a/deep/er/c": b"c", "d/b/inside": b"inside", "d/keep": b"keep"})
+
+    def test_where_no_folder_can_be_made_the_file_stays(self):
+        self.write("new/a/c", b"c")
+        self.write("new/d/keep", b"new")
+        self.server.faults["MKD /b/x/a"] = [Fault(reply="550 No way.")] * 9
+        result = self.back_up("new", code=1)
+        self.assertRegex(result.err, "NOT backed up: a/c: .*; the server says: 550 No way.")
+        self.assertEqual(self.server.files, {"/b/x/a": b"a", "/b/x/d/b": b"b", "/b/x/d/keep": b"new"})
+
+    def test_a_replaced_file_that_stays_is_named(self):
+        self.write("new/a/c", b"c")
+        self.server.faults["DELE *-old"] = [Fault(reply="550 No way.")] * 9
+        result = self.back_up("new")
+        left = [name for name in self.server.files if name.endswith("-old")]
+        self.assertIn(f"may be left on the server: '{left[0]}'", result.err)
+
+    def test_a_folder_that_became_a_file_is_named(self):
+        self.write("new/d", b"d")
+        before = dict(self.server.files)
+        self.assertIn("NOT backed up: d: On the server '/b/x/d' is a directory", self.back_up("new", code=1).err)
+        self.assertEqual(self.server.files, before)
+
+    def test_what_lies_above_the_backup_is_not_replaced(self):
+        self.server.files["/file"] = b"mine"
+        self.assertIn("'/file", self.ftp("backup", "old", "/file/x", code=1).err)
+        self.assertIn("'/file'", self.ftp("backup", "old", "/file", code=1).err)
+        self.assertEqual(self.server.files["/file"], b"mine")
+
+
+class ReplyBytesTest(FakeServerTest):
+    """Replies that are no UTF-8 mean the same as others."""
+
+    def setUp(self):
+        super().setUp()
+        self.write("file", b"body")
+        self.write("f/a", b"body")
+        self.write("f/d/b", b"b")
+
+    def outcome(self, arguments, faults, mangles):
+        server = self.server
+        server.files, server.dirs = {"/a": b"old", "/x/b": b"b"}, {"/", "/x", "/empty"}
+        server.faults = {key: [Fault(reply=reply) for reply in replies] for key, replies in faults.items()}
+        server.mangles, server.replies, server.commands = mangles, 0, []
+        result = self.finish(self.start("ftp", "--tls", "none", *arguments, "--retries", "1"))
+        stored = [(name if "vexil-part" not in name else "part", body) for name, body in server.files.items()]
+        said = "refused" if "No way" in result.err else ""
+        return result.code, said, result.raw_out.partition(b" in ")[0], sorted(stored), sorted(server.dirs)
+
+    def compare(self, arguments, each=False, **faults):
+        """Runs a command against a server as it should be, and against ones with odd replies: all or each."""
+        faults = {key.replace("_", " "): replies for key, replies in faults.items()}
+        expected = self.outcome(arguments, faults, lambda number: False)
+        self.assertEqual(self.outcome(arguments, faults, lambda number: True), expected, arguments)
+        for wanted in range(self.server.replies if each else 0):
+            self.assertEqual(self.outcome(arguments, faults, lambda number: number == wanted), expected, wanted)
+        return expected
+
+    def test_every_command(self):
+        for arguments in (["ls", "/"], ["stat", "/a"], ["get", "/a"], ["mkdir", "/new"], ["mkdir", "-p", "/n/m"],
+                          ["rm", "/a"], ["rmdir", "/empty"], ["rmtree", "/x"], ["mv", "/a", "/b"],
+                          ["get", "/no"], ["stat", "/no"], ["rm", "/no"]):
+            self.assertEqual(self.compare(arguments)[0], 3 if "/no" in arguments else 0)
+
+    def test_each_reply_of_an_upload(self):
+        for arguments in (["put", "file", "/a"], ["backup", "f", "/y"]):
+            self.assertEqual(self.compare(arguments, each=True)[0], 0)
+
+    def test_each_refusal_of_an_upload(self):
+        no = "550 No way."
+        for command in ("STOR /.a*", "RNFR /.a*", "RNTO /a"):
+            code, said, _, stored, _ = self.compare(["put", "file", "/a"], **{command: [no] * 2})
+            self.assertEqual((code, said, stored[0]), (1, "refused", ("/a", b"old")), command)
+        for command in ("SIZE *", "MLST *"):
+            self.compare(["put", "file", "/a"], **{command: [no] * 9})
+        code, _, out, stored, _ = self.compare(["backup", "f", "/y"], **{"RNTO *": [no] * 9, "MLST /y/*[ab]": [no] * 9})
+        self.assertEqual((code, out), (1, b"backed up: 0 files, 0 bytes"))
+        self.assertEqual(stored, [("/a", b"old"), ("/x/b", b"b")])
 
 
 class RestoreTest(FakeServerTest):

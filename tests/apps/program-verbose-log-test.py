@@ -223,7 +223,7 @@ class FileTest(VerboseLogTest):
         process = self.start("--verbose-log", "log.xml", "s3", "get", "bucket", "a", "f",
                              before=lambda: os.umask(0))
         self.assertTrue(self.server.held.wait(60))
-        part = self.folder / ".log.xml.vexil-part"
+        part, = self.folder.glob(".log.xml.vexil-part-*")
         self.assertEqual(part.stat().st_mode & 0o777, 0o600)
         self.assertEqual(self.interrupt(process).code, 130)
 

@@ -21,7 +21,8 @@ void CFTPBackupCommand::define(CCommandSyntax& syntax) {
   vexil ftp backup ~/Documents /backups/documents
   vexil ftp backup project /backups/project --exclude build --exclude .cache
 
-Files of the same names are replaced, each when the new one is complete; others stay. Links and special files
+Files of the same names are replaced, each when the new one is complete, and so is a file that is a folder now;
+others stay. A file does not replace a directory: it is named, and the exit code is 1. Links and special files
 are named and skipped; empty folders, modes and times are not kept. A file that cannot be read, or is changed
 meanwhile, or whose name the server refuses or changes, is named, the rest is stored, and the exit code is 1.
 Each file under way has a connection of its own, and there is one more; where the server takes fewer, fewer

@@ -5,7 +5,6 @@
 #include "apps/vexil/FTPPath.h"
 #include "apps/vexil/FTPUpload.h"
 #include "apps/vexil/FileInStream.h"
-#include "apps/vexil/PartFile.h"
 #include "apps/vexil/SingleTransfer.h"
 #include "apps/vexil/Text.h"
 
@@ -14,26 +13,27 @@ namespace vexil::app {
 void CFTPPutCommand::define(CCommandSyntax& syntax) {
     syntax.command("put", "Store a file")
         .argument("FILE", m_file, "What to store")
-        .argument("PATH", m_path, "Its place on the server; a file of this name is replaced")
+        .argument(
+            "PATH", m_path,
+            "Its place on the server, a file of this name is replaced; with '/' at its end, the directory to "
+            "put it into under its own name")
         .flag("-p,--parents", m_makesParents, "Make the directories that are missing")
-        .footer(R"(Example:
+        .footer(R"(Examples:
   vexil ftp put holiday.jpg /photos/2024/holiday.jpg --parents
+  vexil ftp put holiday.jpg /photos/
 
-The file is stored as .NAME.vexil-part first, and gets its name, in place of one that has it, when the server
-tells the right size.)");
+The file is stored as .NAME.vexil-part-RANDOM first, and gets its name, in place of a file that has it, when the
+server tells the right size. A directory is not replaced.)");
 }
 
 ExitCode CFTPPutCommand::run(CContext& context) {
     const P<CFileInStream> file = new CFileInStream(toPath(m_file));
-    const String path = makeServerPath(m_path);
-    const String name = makeServerName(toPath(getServerName(path)));
-    if (name.isEmpty()) {
-        throw CInvalidArgError("vexil ftp put", "PATH must end with the name of the file");
+    String path = makeServerPath(m_path);
+    if (m_path.ends_with('/')) {
+        path = joinServerPath(path, makeServerName(toPath(m_file).filename()));
     }
-    const String part = makeServerName(CPartFile::makeName(toPath(name)));
     CRemoteParts parts(context);
-    CFTPUpload upload(context, parts, file, path, joinServerPath(getServerDirectory(path), part),
-                      m_makesParents);
+    CFTPUpload upload(context, parts, file, path, m_makesParents);
     runSingleTransfer(context, context.getFTP().getPolicy(), upload);
     return ExitCode::Done;
 }
