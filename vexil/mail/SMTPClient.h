@@ -85,6 +85,7 @@ protected:
     static void resetOptions(CNetRequest& request);
     /// Performs the request and takes away what belonged to it, whether it has failed or not.
     void doPerform();
+    /// resetOptions() after a failure, which a failure of its own must not hide.
     void takeOptionsBack() noexcept;
 
 private:

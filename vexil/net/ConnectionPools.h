@@ -19,6 +19,7 @@ public:
     CConnectionPool& operator=(const CConnectionPool&) = delete;
     ~CConnectionPool() override;
 
+    /// libcurl's share object; stays the pool's.
     CURLSH* getHandle() const noexcept { return m_handle.get(); }
 
 private:
