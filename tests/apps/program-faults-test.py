@@ -172,9 +172,10 @@ class UploadTest(FTPTest):
         parts = [path for path in server.files if path != "/d/a"]
         self.assertEqual(server.files["/d/a"], BODY if is_stored else b"old", result)
         self.assertEqual(result.code, 0 if is_stored else 1, result)
-        self.assertEqual(bool(parts), is_left, (parts, result))
-        for path in parts:
-            self.assertIn(path, result.err)
+        if is_left is not None:
+            self.assertEqual(bool(parts), is_left, (parts, result))
+            for path in parts:
+                self.assertIn(path, result.err)
         if not is_stored:
             self.assertRegex(result.err, "vexil: error: |NOT backed up: a: ")
 
@@ -195,7 +196,8 @@ class UploadTest(FTPTest):
                 os.truncate(path, size)
                 server = self.make_server()
                 server.faults = {"STOR": [Fault(then=lambda: os.truncate(path, 1000))]}
-                self.check(server, self.upload(server, kind), False)
+                # This server makes a file only when its data has ended, which may be after the order to delete it.
+                self.check(server, self.upload(server, kind), False, is_left=None)
 
 
 @not_on_windows("so many starts of the program take too long there")

@@ -206,7 +206,9 @@ class UnreadableTest(StreamsTest):
                 self.s3.faults["ab"] = [S3Fault(then=shrink)]
                 self.ftp.faults["STOR /d/.b.vexil-part"] = [FTPFault(then=shrink)]
                 self.refuse(*arguments, reason="The file 'f' became shorter while it was read")
-        self.assertEqual((list(self.s3.objects), list(self.ftp.files)), (["a"], ["/d/a"]))
+        # This server makes a file only when its data has ended, which may be after the order to delete it.
+        stored = [path for path in self.ftp.files if not path.endswith(".vexil-part")]
+        self.assertEqual((list(self.s3.objects), stored), (["a"], ["/d/a"]))
 
 
 if __name__ == "__main__":
