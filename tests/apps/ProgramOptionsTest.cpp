@@ -1,5 +1,7 @@
 // What every command of the program has told libcurl when a transfer begins. This program defines libcurl's functions
 // itself: nothing is sent.
+#include "apps/vexil/Console.h"
+#include "apps/vexil/Context.h"
 #include "apps/vexil/Program.h"
 #include "tests/support/Environment.h"
 #include "tests/support/OptionRecorder.h"
@@ -49,10 +51,13 @@ namespace {
 
 using testing::Contains;
 using testing::Each;
+using testing::ElementsAre;
 using testing::IsSupersetOf;
 using testing::Key;
 using testing::Not;
 using testing::Pair;
+using namespace vexil;
+using namespace vexil::app;
 using Texts = std::vector<std::string>;
 /// By its name, the value of each option that is set.
 using OptionValues = std::map<std::string, std::string>;
@@ -215,15 +220,22 @@ TEST_F(ProgramOptionsTest, ATimeoutShortensTheTimeToConnectAndNeverLengthensIt) 
 
 // The program waits for it after Ctrl-C, and with nothing to show.
 TEST_F(ProgramOptionsTest, TidyingUpEndsSoonAndIsNotCancelled) {
-    for (const Texts& options : {Texts{}, {"--timeout", "60"}}) {
-        const std::vector<OptionValues> transfers = run(options, {"ftp", "put", path("f/a"), "/d/a"});
-        ASSERT_EQ(transfers.size(), 2u);
-        EXPECT_THAT(transfers[0], Contains(Pair("XFERINFODATA", "pointer")));
-        EXPECT_THAT(transfers[1],
-                    Contains(Pair("PREQUOTE", testing::ContainsRegex("DELE /d/\\.a\\..*vexil-part"))));
-        EXPECT_THAT(transfers[1],
-                    IsSupersetOf(OptionValues{
-                        {"TIMEOUT_MS", "10000L"}, {"XFERINFODATA", "null"}, {"LOW_SPEED_TIME", "60L"}}));
+    for (const double seconds : {0.0, 60.0}) {
+        COptions options;
+        options.timeoutSeconds = seconds;
+        options.retries = 0;
+        std::ostringstream ignored;
+        CConsole console(ignored, ignored, false);
+        CContext context(options, console);
+        vexil_test::events.clear();
+        vexil_test::isRecording = true;
+        EXPECT_THROW(context.getFTP().removeFiles({"/d/part"}), CError);
+        vexil_test::isRecording = false;
+        EXPECT_THAT(replay(), ElementsAre(IsSupersetOf(
+                                  OptionValues{{"PREQUOTE", "[*DELE /d/part|*TYPE I|*SIZE /d/part]"},
+                                               {"TIMEOUT_MS", "10000L"},
+                                               {"XFERINFODATA", "null"},
+                                               {"LOW_SPEED_TIME", "60L"}})));
     }
 }
 
