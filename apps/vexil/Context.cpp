@@ -90,8 +90,8 @@ CFTPSession& CContext::getFTP() {
         CFTPClient client(server, credentials.getName(), credentials.getSecret(),
                           toConnectType(m_options.ftpSecurity));
         client.setPathEncoding(CFTPClient::PathPercentEncode);
-        client.setRequestSetup(&getSetup());
-        m_ftp = std::make_unique<CFTPSession>(client, getRequest(),
+        client.setMaxTLSVersion(m_options.ftpMaxTLS == FTPMaxTLS::TLS13 ? TLSVersion1_3 : TLSVersion1_2);
+        m_ftp = std::make_unique<CFTPSession>(client, getSetup(), getRequest(),
                                               m_options.retries.value_or(defaultFTPRetries));
     }
     return *m_ftp;

@@ -261,9 +261,8 @@ String CErrorReport::getHintForFTP() const {
     }
     const bool isTLSRefused = m_known->getDomain() == "curl" && m_known->getCode() == CURLE_USE_SSL_FAILED;
     if ((m_ftpReply == 500 || m_ftpReply == 502) && !isTLSRefused) {
-        return "The server does not know the command. Without MLST and MLSD (RFC 3659) only get, put, mkdir, "
-               "rm, "
-               "rmdir and mv can work with it.";
+        return "The server does not know the command. Without MLST and MLSD (RFC 3659) only get, put, "
+               "backup, mkdir, rm, rmdir and mv can work with it.";
     }
     if (isMissing()) {
         return "See what is there with: vexil ftp ls DIRECTORY";

@@ -19,6 +19,12 @@ ITransferPolicy& CFTPBackupStore::getPolicy() {
 void CFTPBackupStore::begin() {
     m_context.getFTP().makeDirs(m_directory);
     m_directories[m_directory] = nullptr;
+    if (!m_context.getFTP().knowsMLST()) {
+        m_context.getConsole().message(
+            Verbosity::Warning,
+            "vexil: warning: the server knows neither MLSD nor MLST (RFC 3659). It can keep the backup, but "
+            "'vexil ftp restore' cannot fetch it; 'vexil ftp get' fetches single files.");
+    }
 }
 
 std::unique_ptr<ITransfer> CFTPBackupStore::makeUpload(const P<CFileInStream>& file,

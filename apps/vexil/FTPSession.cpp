@@ -36,10 +36,29 @@ TArray<String> select(const TArray<String>& paths, const TArray<bool>& areWanted
     return selection;
 }
 
+/// Sets what the policy wants beside the other options.
+class CFTPRequestSetup : public virtual CBase, public INetRequestSetup {
+public:
+    CFTPRequestSetup(INetRequestSetup& setup, CFTPTransferPolicy& policy)
+        : m_setup(&setup), m_policy(policy) {}
+
+    void setUp(CNetRequest& request) override {
+        m_setup->setUp(request);
+        m_policy.setUp(request);
+    }
+
+private:
+    const P<INetRequestSetup> m_setup;
+    CFTPTransferPolicy& m_policy;
+};
+
 }  // namespace
 
-CFTPSession::CFTPSession(const CFTPClient& client, CNetRequest& request, int maxRetries)
-    : m_client(client), m_request(request), m_policy(maxRetries) {}
+CFTPSession::CFTPSession(const CFTPClient& client, INetRequestSetup& setup, CNetRequest& request,
+                         int maxRetries)
+    : m_client(client), m_request(request), m_policy(maxRetries) {
+    m_client.setRequestSetup(new CFTPRequestSetup(setup, m_policy));
+}
 
 void CFTPSession::perform(const String& path, const Preparation& prepare, bool isListing) {
     try {
@@ -135,13 +154,14 @@ String CFTPSession::findUniqueID(const String& path) {
 // One that is there already is refused, and that would end the connection, did the command not begin with "*": by that
 // libcurl goes on behind a refusal (CURLOPT_PREQUOTE). What counts is what the server tells at last.
 void CFTPSession::makeDirs(const String& path) {
-    const Preparation prepare = [&path](CFTPClient& client, CNetRequest& request) {
+    const Preparation prepare = [this, &path](CFTPClient& client, CNetRequest& request) {
         client.prepareGetInfoRequest(request, path);
         const P<CNetStringList> commands = new CNetStringList;
         for (const String& directory : getDirsDownTo(path)) {
             commands->add("*MKD " + directory);
         }
-        commands->add("MLST " + path);
+        // Only into a directory the server changes.
+        commands->add((m_knowsMLST ? "MLST " : "CWD ") + path);
         request.setFTPCustomPreCommands(commands);
     };
     try {
@@ -149,10 +169,19 @@ void CFTPSession::makeDirs(const String& path) {
             return isRefusedFile(error) ? findTransientRefusal() : nullptr;
         });
     } catch (const CError& error) {
+        const auto* const refusal = dynamic_cast<const CCURLError*>(&error);
+        if (m_knowsMLST && refusal && isUnknownCommand(refusal->getResponseCode())) {
+            m_knowsMLST = false;
+            makeDirs(path);
+            return;
+        }
         if (isRefusedFile(error)) {
             throwDirFailure(path);
         }
         throw;
+    }
+    if (!m_knowsMLST) {
+        return;
     }
     const TArray<CFTPDirEntry> infos = findInfos(m_request);
     if (infos.empty() || infos.back().getType() != zet::IFileInfoBase::TypeDirectory) {

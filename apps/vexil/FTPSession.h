@@ -18,7 +18,8 @@ public:
 
     /// The request must outlive it.
     /// \param client  knows the server; paths are percent-encoded
-    CFTPSession(const CFTPClient& client, CNetRequest& request, int maxRetries);
+    /// \param setup   is called for each request
+    CFTPSession(const CFTPClient& client, INetRequestSetup& setup, CNetRequest& request, int maxRetries);
     CFTPSession(const CFTPSession&) = delete;
     CFTPSession& operator=(const CFTPSession&) = delete;
 
@@ -42,6 +43,8 @@ public:
     /// \returns whether it was deleted
     /// \throws CError when the directory could not be made; the file may have been moved away then
     bool replaceByDir(const String& path, const String& oldFile);
+    /// False when makeDirs() has found that the server does not know MLST, and so no MLSD either (RFC 3659).
+    bool knowsMLST() const noexcept { return m_knowsMLST; }
     void removeFile(const String& path);
     void removeDir(const String& path);
     /// Removes an entry that was listed as a directory without a look into it: an empty directory, or a link that only
@@ -77,6 +80,7 @@ private:
     CFTPClient m_client;
     CNetRequest& m_request;
     CFTPTransferPolicy m_policy;
+    bool m_knowsMLST = true;
 };
 
 }  // namespace vexil::app

@@ -17,6 +17,8 @@ constexpr int maxWaitMilliseconds = 10;
 
 constexpr int replyServiceNotAvailable = 421;
 constexpr int replyGoodbye = 221;
+constexpr int replyNoDataConnection = 425;
+constexpr int replyAuthAccepted = 234;
 constexpr int replyPassive = 227;
 constexpr int replyExtendedPassive = 229;
 constexpr int replyLoggedIn = 230;
@@ -37,7 +39,15 @@ bool mayPass(int64 curlCode) {
 
 // RFC 959, 4.2.1: these "transient negative" replies; 452, a full disk, will not pass so soon.
 bool mayPassByReply(int reply) {
-    return reply == replyServiceNotAvailable || reply == 425 || reply == 426 || reply == 450 || reply == 451;
+    return reply == replyServiceNotAvailable || reply == replyNoDataConnection || reply == 426 ||
+           reply == 450 || reply == 451;
+}
+
+/// Whether the server takes no data connection, or the TLS handshake on it has failed. That of the control connection
+/// comes first of all, or in response to AUTH.
+bool isRefusedDataConnection(int64 curlCode, int reply) {
+    return reply == replyNoDataConnection ||
+           (curlCode == CURLE_SSL_CONNECT_ERROR && reply > 0 && reply != replyAuthAccepted);
 }
 
 /// The code of the reply that has ended a transfer. libcurl's is that of its goodbye, or none, where it has closed
@@ -65,9 +75,18 @@ void CFTPTransferPolicy::checkResult(CNetRequest& request) {
     try {
         request.checkAsyncResult();
     } catch (const CCURLError& error) {
+        if (isRefusedDataConnection(error.getCode(), findDecisiveCode(error, request))) {
+            m_refusedRequests.insert(&request);
+        }
         throwWithReply(error, request);
     }
     m_hasLoggedIn = true;
+}
+
+void CFTPTransferPolicy::setUp(CNetRequest& request) {
+    if (m_refusedRequests.erase(&request) > 0) {
+        request.setOptionInt(CURLOPT_FRESH_CONNECT, 1);
+    }
 }
 
 void CFTPTransferPolicy::perform(CNetRequest& request) {
@@ -93,7 +112,8 @@ std::optional<std::chrono::milliseconds> CFTPTransferPolicy::decideRetry(const C
     const auto* const transferError = dynamic_cast<const CCURLError*>(&error);
     if (tries > m_maxRetries || !transferError || !(error.getDomain() == "curl") ||
         error.getCode() == CURLE_ABORTED_BY_CALLBACK ||
-        (!mayPass(error.getCode()) && !mayPassByReply(transferError->getResponseCode()))) {
+        (!mayPass(error.getCode()) && !mayPassByReply(transferError->getResponseCode()) &&
+         !isRefusedDataConnection(error.getCode(), transferError->getResponseCode()))) {
         return std::nullopt;
     }
     ++m_retryCount;

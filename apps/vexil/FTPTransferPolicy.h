@@ -4,6 +4,8 @@
 #include "vexil/async/AsyncNetRequestManager.h"
 #include "vexil/net/CURLError.h"
 
+#include <set>
+
 namespace vexil::app {
 
 /// Treats transfers over FTP: what may pass (a connection that breaks or does not come about, a server that is busy) is
@@ -21,6 +23,10 @@ public:
     bool isRefusedConnection(CNetRequest& request, const CError& error) const override;
     int64 getRetryCount() const override { return m_retryCount; }
 
+    /// To be called when a request is prepared: after a data connection was refused, or its TLS handshake failed, the next
+    /// transfer of the request has a new connection. libcurl no longer offers a session to resume on the old one.
+    void setUp(CNetRequest& request);
+
     /// Performs a request that is prepared. A failure becomes what checkResult() throws.
     void perform(CNetRequest& request);
     /// Throws a failure of the request's with what the server has said.
@@ -30,7 +36,8 @@ private:
     const int m_maxRetries;
     int64 m_retryCount = 0;
     bool m_hasLoggedIn = false;
-    CAsyncNetRequestManager m_manager;  // keeps the connection of what perform() runs
+    std::set<const CNetRequest*> m_refusedRequests;  // whose data connection was refused in the last transfer
+    CAsyncNetRequestManager m_manager;               // keeps the connection of what perform() runs
 };
 
 }  // namespace vexil::app

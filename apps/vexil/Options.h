@@ -21,6 +21,12 @@ enum class FTPSecurity {
     Implicit,  ///< TLS from the first byte
 };
 
+/// The newest version of TLS that connections to an FTP server may use.
+enum class FTPMaxTLS {
+    TLS12,
+    TLS13,
+};
+
 /// The options that every command knows. Texts are UTF-8 (on Linux: bytes as given).
 struct COptions {
     std::string endpoint;  ///< "" for the environment's or the library's default
@@ -39,6 +45,8 @@ struct COptions {
 
     std::string ftpServer;  ///< host, perhaps with a port; "" for the environment's
     FTPSecurity ftpSecurity = FTPSecurity::Explicit;
+    /// Over TLS 1.3, servers that demand resumed sessions refuse most data connections of libcurl.
+    FTPMaxTLS ftpMaxTLS = FTPMaxTLS::TLS12;
 };
 
 }  // namespace vexil::app

@@ -303,6 +303,8 @@ void CProgram::addFTPCommands(CLI::App& app) {
     static const std::map<std::string, FTPSecurity> securities = {{"none", FTPSecurity::None},
                                                                   {"explicit", FTPSecurity::Explicit},
                                                                   {"implicit", FTPSecurity::Implicit}};
+    static const std::map<std::string, FTPMaxTLS> tlsVersions = {{"1.2", FTPMaxTLS::TLS12},
+                                                                 {"1.3", FTPMaxTLS::TLS13}};
     CLI::App* ftp =
         app.add_subcommand("ftp", "Work with the files of an FTP server, and back up folders to it");
     ftp->require_subcommand(1);
@@ -317,6 +319,12 @@ void CProgram::addFTPCommands(CLI::App& app) {
            "none: not at all, so that others on the way can read the password and all files")
         ->type_name("MODE")
         ->transform(CLI::Transformer(securities).description(""));
+    ftp->add_option("--tls-max", m_options.ftpMaxTLS,
+                    "The newest version of TLS to use: 1.2 (default) or 1.3. Over 1.3 many servers refuse "
+                    "data connections, "
+                    "which are then tried again over new connections")
+        ->type_name("VERSION")
+        ->transform(CLI::Transformer(tlsVersions).description(""));
     ftp->footer(
         "Paths on the server begin with '/'. The login comes from VEXIL_FTP_USER and VEXIL_FTP_PASSWORD, or "
         "from the file of --credentials.\n\n"

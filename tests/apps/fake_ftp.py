@@ -51,6 +51,7 @@ class FakeFTP:
         self.refusal = "421 Too many connections."
         self.replaces = True         # whether a file can be renamed onto another one
         self.unknown = ()            # commands that it does not know
+        self.logins = 0
         self.connections = 0
         self.most_connections = 0
         self.all_connections = 0
@@ -171,6 +172,7 @@ class Session:
         self.reply("331 Password?")
 
     def on_pass(self, _):
+        self.server.logins += 1
         if self.refused:
             self.reply(self.server.refusal)
             raise End

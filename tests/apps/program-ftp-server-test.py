@@ -148,9 +148,20 @@ class OldServerTest(FTPServerTest):
         self.ftp("rmdir", self.place)
 
     def test_what_cannot_work_says_why(self):
-        self.write("f/a")
-        for arguments in (["ls"], ["stat", "/x"], ["backup", "f", "/x"], ["restore", "/x", "r"], ["rmtree", "/x"]):
+        for arguments in (["ls"], ["stat", "/x"], ["restore", "/x", "r"], ["rmtree", "/x"]):
             self.assertIn("RFC 3659", self.ftp(*arguments, code=1).err, arguments)
+
+    def test_a_folder_is_stored_and_the_way_back_is_told(self):
+        self.write("f/a", b"1")
+        self.write("f/sub/deep/b", b"2")
+        for _ in range(2):
+            result = self.ftp("backup", "f", f"{self.place}/x")
+            self.assertIn("backed up: 2 files, ", result.out)
+            self.assertIn("'vexil ftp restore' cannot fetch it", result.err)
+        self.assertEqual(self.ftp("get", f"{self.place}/x/sub/deep/b").raw_out, b"2")
+        self.write("g/a/b")
+        self.assertIn(f"NOT backed up: a/b: The directory '{self.place}/x/a' cannot be made",
+                      self.ftp("backup", "g", f"{self.place}/x", code=1).err)
 
 
 class BackupTest(FTPServerTest):

@@ -2,9 +2,10 @@
 """The program against an FTP server that fails in every way that a test can think of."""
 
 import threading
+import time
 import unittest
 
-from fake_ftp import FakeFTP, Fault
+from fake_ftp import TIME, FakeFTP, Fault
 from program import ENDINGS, ProgramTest
 
 BODY = bytes(i * 7 % 251 for i in range(100000))
@@ -35,6 +36,12 @@ class FakeServerTest(ProgramTest):
         self.addCleanup(self.server.close)
         self.environment.update(VEXIL_FTP_SERVER=self.server.address, VEXIL_FTP_USER="u", VEXIL_FTP_PASSWORD="p")
 
+    def wait_until(self, condition):
+        end = time.monotonic() + 60
+        while not condition():
+            self.assertLess(time.monotonic(), end)
+            time.sleep(0.01)
+
     def ftp(self, command, *arguments, **options):
         return self.run_program("--log-level", "info", "ftp", "--tls", "none", command, *arguments, **options)
 
@@ -51,9 +58,13 @@ class UsageTest(FakeServerTest):
         for arguments, text in ((["ls", "relative"], "'relative'"), (["put", "nofile", "/x"], "'nofile'"),
                                 (["put", "file", "a/"], "'a/'"), (["backup", "nofolder", "/x"], "'nofolder'"),
                                 (["ls", "--tls", "some"], "--tls"), (["ls", "--server", "ftp://h/"], "'ftp://h/'"),
-                                (["ls", "--server", ""], "--server"), (["ls", "--jobs", "2"], "--jobs"),
+                                (["ls", "--server", ""], "--server"), (["ls", "--tls-max", "1.1"], "--tls-max"),
+                                (["ls", "--server", "u:hidden@127.0.0.1"], "'***@127.0.0.1' is no HOST"),
+                                (["ls", "--server", "hidden@127.0.0.1"], "'***@127.0.0.1' is no HOST"), (["ls", "--jobs", "2"], "--jobs"),
                                 (["backup", "--jobs", "0", ".", "/x"], "--jobs"), (["rm", "/a\nb"], "CR, LF")):
-            self.assertIn(text, self.ftp(*arguments, code=2).err)
+            result = self.ftp(*arguments, code=2)
+            self.assertIn(text, result.err)
+            self.assertNotIn("hidden", result.err)
         self.assertEqual(self.server.commands, [])
 
     def test_a_missing_login_or_server_is_named(self):
@@ -136,6 +147,28 @@ class DownloadTest(FakeServerTest):
         self.server.faults["MLST /a"] = [Fault(reply="250-x\r\n type=file;size=99999; /a\r\n250 y")]
         self.assertIn("of the 99999 bytes", self.ftp("get", "/a", "file", code=1).err)
         self.assertEqual(self.files_in("."), {})
+
+    def test_a_file_that_became_shorter_does_not_keep_its_old_end(self):
+        self.write("file", b"old")
+        self.server.unknown = ("MLST",)
+        self.server.faults["RETR /a"] = [Fault(cut=50000)]
+        self.server.faults["SIZE /a"] = [Fault(), Fault(then=lambda: self.change(b"short", TIME))]
+        self.assertIn("became shorter", self.ftp("get", "/a", "file", code=1).err)
+        self.assertEqual(self.files_in("."), {"file": b"old"})
+
+    def test_a_refused_data_connection_is_tried_again_over_a_new_connection(self):
+        self.server.faults["RETR /a"] = [Fault(reply="425 Cannot open data connection.")]
+        self.ftp("get", "/a", "file")
+        self.assertEqual(self.read("file"), BODY)
+        self.assertEqual(self.server.logins, 2)
+        self.server.logins = 0
+        self.server.faults["RETR /a"] = [Fault(reply="425 Cannot open data connection.")] * 9
+        self.ftp("get", "/a", "file", "--retries", "2", code=1)
+        self.assertEqual((self.server.logins, len(self.server.faults["RETR /a"])), (3, 6))
+        self.server.logins = 0
+        self.server.faults["RETR /a"] = [Fault(reply="450 Busy.")]
+        self.ftp("get", "/a", "file")
+        self.assertEqual(self.server.logins, 1)
 
     def test_a_busy_server_is_asked_again(self):
         self.server.faults["RETR /a"] = [Fault(reply=f"{code} Later.") for code in (425, 426, 450, 451, 421)]
@@ -269,6 +302,14 @@ class BackupTest(FakeServerTest):
     def make_files(self, count):
         for number in range(count):
             self.write(f"f/{number % 3}/{number:02}", bytes([number]) * 1000)
+
+    def test_a_directory_that_cannot_be_made_is_tried_once(self):
+        self.make_files(30)
+        self.server.faults["MKD /x/1"] = [Fault(reply="550 Not here.")] * 99
+        result = self.ftp("backup", "f", "/x", code=1)
+        self.assertEqual(result.err.count("NOT backed up: 1/"), 10)
+        self.assertIn("backed up: 20 files,", result.out)
+        self.assertEqual(self.server.commands.count("MKD /x/1"), 1)
 
     def test_each_directory_is_made_once(self):
         self.make_files(30)
@@ -508,6 +549,46 @@ class ReplyBytesTest(FakeServerTest):
         code, _, out, stored, _ = self.compare(["backup", "f", "/y"], **{"RNTO *": [no] * 9, "MLST /y/*[ab]": [no] * 9})
         self.assertEqual((code, out), (1, b"backed up: 0 files, 0 bytes"))
         self.assertEqual(stored, [("/a", b"old"), ("/x/b", b"b")])
+
+
+class InterruptTest(FakeServerTest):
+    def test_an_interrupt_ends_the_pause_between_two_tries(self):
+        self.server.faults["MLSD /"] = [Fault(reply="450 Busy.")] * 99
+        process = self.start("--retries", "50", "ftp", "--tls", "none", "ls")
+        # The pause after the fifth one takes 3.2 s.
+        self.wait_until(lambda: len(self.server.came("MLSD")) == 5)
+        begin = time.monotonic()
+        self.assertEqual(self.interrupt(process).code, 130)
+        self.assertLess(time.monotonic() - begin, 2.5)
+        self.assertEqual(len(self.server.came("MLSD")), 5)
+
+    def interrupt_upload(self):
+        self.write("file", BODY)
+        gate = threading.Event()
+        self.addCleanup(gate.set)
+        self.server.faults["STOR *"] = [Fault(gate=gate)]
+        process = self.start("ftp", "--tls", "none", "put", "file", "/a")
+        self.assertTrue(self.server.wait_for_gates(1))
+        return process
+
+    def test_an_interrupt_does_not_cancel_the_tidying_up(self):
+        process = self.interrupt_upload()
+        part = self.server.came("STOR")[0].split(" ", 1)[1]
+        self.server.files[part] = b"half"
+        self.assertEqual(self.interrupt(process).code, 130)
+        self.assertEqual(self.server.files, {})
+
+    def test_the_tidying_up_after_an_interrupt_does_not_hang(self):
+        process = self.interrupt_upload()
+        gate = threading.Event()
+        self.addCleanup(gate.set)
+        self.server.faults["DELE *"] = [Fault(gate=gate)]
+        begin = time.monotonic()
+        result = self.interrupt(process)
+        self.assertEqual(result.code, 130)
+        # It has 10 s. Without a limit libcurl waits for 60 s.
+        self.assertLess(time.monotonic() - begin, 40)
+        self.assertIn("left on the server", result.err)
 
 
 class RestoreTest(FakeServerTest):
