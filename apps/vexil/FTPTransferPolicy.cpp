@@ -84,6 +84,8 @@ void CFTPTransferPolicy::checkResult(CNetRequest& request) {
 }
 
 void CFTPTransferPolicy::setUp(CNetRequest& request) {
+    // With another request's control connection there would be no TLS session for the data connection to resume.
+    request.setKeepsOwnConnections(true);
     if (m_refusedRequests.erase(&request) > 0) {
         request.setOptionInt(CURLOPT_FRESH_CONNECT, 1);
     }

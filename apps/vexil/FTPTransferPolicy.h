@@ -23,7 +23,7 @@ public:
     bool isRefusedConnection(CNetRequest& request, const CError& error) const override;
     int64 getRetryCount() const override { return m_retryCount; }
 
-    /// To be called when a request is prepared: after a data connection was refused, or its TLS handshake failed, the next
+    /// To be called when a request is prepared: it keeps connections of its own, and after a data connection was refused, or its TLS handshake failed, the next
     /// transfer of the request has a new connection. libcurl no longer offers a session to resume on the old one.
     void setUp(CNetRequest& request);
 

@@ -59,8 +59,8 @@ class UsageTest(FakeServerTest):
                                 (["put", "file", "a/"], "'a/'"), (["backup", "nofolder", "/x"], "'nofolder'"),
                                 (["ls", "--tls", "some"], "--tls"), (["ls", "--server", "ftp://h/"], "'ftp://h/'"),
                                 (["ls", "--server", ""], "--server"), (["ls", "--tls-max", "1.1"], "--tls-max"),
-                                (["ls", "--server", "u:hidden@127.0.0.1"], "'***@127.0.0.1' is no HOST"),
-                                (["ls", "--server", "hidden@127.0.0.1"], "'***@127.0.0.1' is no HOST"), (["ls", "--jobs", "2"], "--jobs"),
+                                (["ls", "--server", "u:hidden@127.0.0.1"], "is no HOST"),
+                                (["ls", "--server", "me@127.0.0.1"], "is no HOST"), (["ls", "--jobs", "2"], "--jobs"),
                                 (["backup", "--jobs", "0", ".", "/x"], "--jobs"), (["rm", "/a\nb"], "CR, LF")):
             result = self.ftp(*arguments, code=2)
             self.assertIn(text, result.err)

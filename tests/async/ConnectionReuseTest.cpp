@@ -401,6 +401,30 @@ TEST_F(Upgrades, DemandsRunSideBySide) {
     EXPECT_EQ(mails[1], 3 * count / 2);
 }
 
+TEST_F(Upgrades, ARequestKeepsItsOwnConnectionsIfToldSo) {
+    for (const auto& demand : {plain, upgraded}) {
+        for (const bool keepsOwn : {true, false}) {
+            const std::size_t before = peer.connectionCount();
+            CAsyncNetRequestManager manager;
+            Transfers transfers(Runner::OneManager, smtp, peer);
+            const P<CNetRequest> requests[] = {new CNetRequest, new CNetRequest};
+            for (int round = 0; round < 3; ++round) {
+                for (const P<CNetRequest>& request : requests) {
+                    request->reset();
+                    transfers.prepare(*request, [&](CNetRequest& prepared, Files& files) {
+                        demand(prepared, files);
+                        prepared.setKeepsOwnConnections(keepsOwn);
+                    });
+                    manager.addRequest(request);
+                    driveToEnd(manager);
+                    request->checkAsyncResult();
+                }
+            }
+            EXPECT_EQ(peer.connectionCount(), before + (keepsOwn ? 2 : 1));
+        }
+    }
+}
+
 TEST_F(Upgrades, ARequestOutlivesWhatDroveIt) {
     Transfers transfers(Runner::OneRequest, smtp, peer);
     CNetRequest& request = transfers.request();

@@ -292,6 +292,7 @@ void name_vexil_CNetRequest() {
     name(static_cast<void (Class::*)(const String&)>(&Class::setRedirectProtocols));
     name(static_cast<void (Class::*)(int)>(&Class::setMaxRedirects));
     name(static_cast<String (Class::*)()>(&Class::getRedirectURL));
+    name(static_cast<void (Class::*)(bool) noexcept>(&Class::setKeepsOwnConnections));
     name(static_cast<void (Class::*)(const TPathImpl<CWindowsPathTraits>&)>(&Class::setRootCertBundlePath));
     name(static_cast<void (Class::*)(const String&)>(&Class::setHTTPMethod));
     name(static_cast<String (Class::*)() const>(&Class::getHTTPMethod));

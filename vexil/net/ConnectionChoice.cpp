@@ -23,7 +23,7 @@ void CConnectionChoice::note(CURLoption option, const void* value) noexcept {
 
 void CConnectionChoice::noteReset() noexcept {
     m_demand.clear();
-    m_forbidsReuse = m_wantsFreshConnect = m_isIsolated = false;
+    m_forbidsReuse = m_wantsFreshConnect = m_keepsOwn = m_isIsolated = false;
 }
 
 void CConnectionChoice::setPools(CURL* handle, const P<CConnectionPools>& pools) noexcept {
@@ -32,7 +32,10 @@ void CConnectionChoice::setPools(CURL* handle, const P<CConnectionPools>& pools)
 }
 
 CURLcode CConnectionChoice::choose(CURL* handle) {
-    const std::string key = m_demand.getKey();
+    std::string key = m_demand.getKey();
+    if (key.empty() && m_keepsOwn && !m_hasCallersShare) {
+        key = "own";
+    }
     const bool isIsolated = m_demand.isUnknown() || (m_hasCallersShare && !key.empty());
     const CURLcode result = setIsolated(handle, isIsolated);
     if (result != CURLE_OK) {
@@ -41,10 +44,11 @@ CURLcode CConnectionChoice::choose(CURL* handle) {
     if (key.empty() || isIsolated) {
         return setPool(handle, nullptr);
     }
-    if (!m_driversPools && !m_ownPools) {
+    const bool usesOwn = m_keepsOwn || !m_driversPools;
+    if (usesOwn && !m_ownPools) {
         m_ownPools = new CConnectionPools;
     }
-    return setPool(handle, (m_driversPools ? m_driversPools : m_ownPools)->getPool(key));
+    return setPool(handle, (usesOwn ? m_ownPools : m_driversPools)->getPool(key));
 }
 
 CURLcode CConnectionChoice::setIsolated(CURL* handle, bool isIsolated) noexcept {

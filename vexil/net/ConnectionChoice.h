@@ -29,6 +29,8 @@ public:
 
     /// The pools of what drives the request from now on; null for the request's own. Detaches it from the last pool.
     void setPools(CURL* handle, const P<CConnectionPools>& pools) noexcept;
+    /// Whether the request uses no connections but its own, whatever drives it. Until a reset.
+    void setKeepsOwn(bool keepsOwn) noexcept { m_keepsOwn = keepsOwn; }
     /// Before each transfer.
     /// \return what libcurl says
     CURLcode choose(CURL* handle);
@@ -42,6 +44,7 @@ private:
     CConnectionDemand m_demand;
     bool m_forbidsReuse = false;       // CURLOPT_FORBID_REUSE, as the caller has set it
     bool m_wantsFreshConnect = false;  // CURLOPT_FRESH_CONNECT, likewise
+    bool m_keepsOwn = false;
     bool m_hasCallersShare = false;
     bool m_isIsolated = false;
     P<CConnectionPools> m_ownPools;

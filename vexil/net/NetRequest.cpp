@@ -134,6 +134,10 @@ void CNetRequest::setConnectionPools(const P<CConnectionPools>& pools) noexcept 
     m_connections->setPools(m_handle.get(), pools);
 }
 
+void CNetRequest::setKeepsOwnConnections(bool keepsOwn) noexcept {
+    m_connections->setKeepsOwn(keepsOwn);
+}
+
 void CNetRequest::chooseConnections() {
     checkOptionResult(m_connections->choose(m_handle.get()));
 }
