@@ -26,9 +26,8 @@ void checkContentMD5(const CNetRequest& request, const String& contentMD5) {
     const String expected = CS3Client::getContentMD5(request.getResponseHeaderMap());
     if (!expected.isEmpty() && !(expected == contentMD5)) {
         throw CError("the content is not what the ETag " + getAnswerHeader(request, "etag") +
-                     " stands for: it was changed on the way or in the store (for a server whose ETags look "
-                     "like an MD5 "
-                     "and are none: --no-verify-etag)");
+                     " stands for: it was changed on the way or in the store (if the ETags of this server "
+                     "only look like an MD5: --no-verify-etag)");
     }
 }
 

@@ -23,8 +23,9 @@ public:
     bool isRefusedConnection(CNetRequest& request, const CError& error) const override;
     int64 getRetryCount() const override { return m_retryCount; }
 
-    /// To be called when a request is prepared: it keeps connections of its own, and after a data connection was refused, or its TLS handshake failed, the next
-    /// transfer of the request has a new connection. libcurl no longer offers a session to resume on the old one.
+    /// Call it when a request is prepared. The request then keeps connections of its own. After a data connection was
+    /// refused, or its TLS handshake failed, its next transfer uses a new connection: libcurl no longer offers a session
+    /// to resume on the old one.
     void setUp(CNetRequest& request);
 
     /// Performs a request that is prepared. A failure becomes what checkResult() throws.

@@ -6,9 +6,9 @@
 
 namespace vexil::app {
 
-/// Stores a whole file as an object. Beside what the client tries again, an upload that broke behind the server's
-/// "100 Continue" is begun anew, at most 5 times: the client takes the 100 for the server's verdict. So is, at most twice,
-/// one that the server's ETag tells to have stored something else.
+/// Stores a whole file as an object. The client does not try an upload again that failed after the server's "100
+/// Continue", because it takes the 100 for the server's verdict. This class begins such an upload again, at most 5 times.
+/// An upload is begun again, at most twice, if the ETag says that the server has stored something else.
 class CObjectUpload : public ITransfer {
 public:
     /// The context must outlive it.

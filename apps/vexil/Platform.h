@@ -23,8 +23,8 @@ void openClosedStreams();
 bool isOutputOpen();
 
 /// Prepares the process: a closed pipe or an exhausted file size limit becomes an error of the write, and
-/// standard input and standard output pass bytes as they are. As many descriptors as many transfers need may be open, where the system
-/// allows it.
+/// standard input and standard output pass bytes as they are. The limit of open descriptors is raised to what many
+/// transfers need, if the system allows it.
 void initializePlatform();
 
 /// The arguments in UTF-8 (on Linux: the bytes as given), without the program's name.
