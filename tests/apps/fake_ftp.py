@@ -144,7 +144,8 @@ class Session:
         server = self.server
         if command in ("USER", "PASS", "PWD", "CWD", "TYPE", "EPSV", "REST", "QUIT", "FEAT", "SYST", "OPTS"):
             return getattr(self, "on_" + command.lower(), lambda _: self.reply("500 Unknown."))(path)
-        path = self.absolute(path)
+        if command not in ("PBSZ", "PROT"):
+            path = self.absolute(path)
         with server.lock:
             server.commands.append(f"{command} {path}")
         fault = server.take_fault(f"{command} {path}")

@@ -153,7 +153,7 @@ class RedirectTest(HTTPTest):
 
     def test_s3_does_not_leave_https_either(self):
         https = self.start_https()
-        https.redirect("/bucket", self.http.url + "/b")
+        https.redirect("/bucket?encoding-type=url", self.http.url + "/b")
         for arguments in ((), ("--proxy", "system")):
             self.run_program("--ca-bundle", self.certificates / "ca.pem", "--retries", "0", *arguments, "s3", "ls", "bucket",
                              "--endpoint", https.url, code=1)
@@ -190,7 +190,7 @@ class ProxyRuleTest(HTTPTest):
     def test_s3_does_not_follow_a_redirect_past_the_rules(self):
         proxy = self.start_server(FakeProxy())
         other = self.start_server(FakeHTTP())
-        self.http.redirect("/bucket", other.url + "/b", "307 Temporary")
+        self.http.redirect("/bucket?encoding-type=url", other.url + "/b", "307 Temporary")
         self.environment.update(http_proxy=proxy.url, no_proxy="127.0.0.1")
         self.run_program("--retries", "0", "s3", "ls", "bucket", "--endpoint", self.http.url, "--proxy", "system", code=1)
         self.assertEqual(other.seen(), [])
