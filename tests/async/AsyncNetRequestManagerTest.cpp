@@ -703,17 +703,22 @@ TEST_F(AsyncNetRequestManagerResult, ConnectionsAreKeptForTheNextRequests) {
 
 TEST_F(AsyncNetRequestManagerResult, NoMoreConnectionsAreKeptThanWanted) {
     EXPECT_THROW(manager->setMaxConnections(-1), CInvalidArgError);
+    peer.setDefaultReply(okReply);
     for (const int limit : {2, 1}) {
-        manager->setMaxConnections(limit);
-        for (int turn = 0; turn < 2; ++turn) {
-            peer.setDefaultReply(okReply);
-            const P<CNetRequest> requests[] = {makeRequest("/1"), makeRequest("/2")};
-            for (const P<CNetRequest>& request : requests) {
-                manager->addRequest(request);
-            }
-            driveToEnd(*manager);
+        const std::size_t before = peer.connectionCount();
+        const P<CAsyncNetRequestManager> limited = new CAsyncNetRequestManager;
+        limited->setMaxConnections(limit);
+        // Connections to different host names are not shared.
+        for (const char* host : {"127.0.0.1", "localhost", "127.0.0.1", "localhost"}) {
+            const P<CNetRequest> request = makeRequest("/");
+            request->setURL(String("http://") + host + ":" + String::fromInt(peer.port()) + "/");
+            limited->addRequest(request);
+            driveToEnd(*limited);
+            request->checkAsyncResult();
         }
-        EXPECT_EQ(peer.connectionCount(), limit == 2 ? 2u : 3u);
+        const std::size_t connections = peer.connectionCount() - before;
+        // Which of two that were used in the same millisecond is closed, nobody can say.
+        EXPECT_TRUE(limit == 2 ? connections == 2 : connections > 2) << limit << ": " << connections;
     }
 }
 
