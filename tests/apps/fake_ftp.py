@@ -9,7 +9,7 @@ TIME = "20240131235959"
 
 
 def mangle(reply):
-    """The same reply with bytes in each line that are no UTF-8; but for numbers."""
+    """The same reply with bytes in each line that are not UTF-8, except in numbers."""
     lines = []
     for line in reply.split(b"\r\n"):
         if line.startswith(b" "):

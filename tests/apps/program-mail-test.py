@@ -263,7 +263,7 @@ class OddServerTest(MailTest):
                     self.assertEqual(self.outcome(arguments, replies, lambda number: number == wanted)[0], expected, wanted)
 
     def outcome(self, arguments, replies, mangles):
-        """What the program says, but for the words of the server that are no UTF-8; and how many replies came."""
+        """The output of the program, without words of the server that are not UTF-8, and the count of replies."""
         server, place = self.start_server(**{verb: [text] if isinstance(text, str) else list(text)
                                              for verb, text in replies.items()})
         server.mangles = mangles

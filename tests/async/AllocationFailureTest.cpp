@@ -115,7 +115,7 @@ protected:
     String url(const char* path) const { return String::fromUTF8(m_peer.url(path)); }
 
     /// Tries `attempt`, which tells whether what it got is right, while each of its allocations fails in turn. `check`
-    /// looks at each try behind its end, when memory is back.
+    /// looks at each try after its end, when memory is back.
     template <class Attempt, class Check>
     void sweep(const Attempt& attempt, const Check& check) {
         // Once for what is made on first use only.
@@ -572,7 +572,7 @@ TEST_F(AllocationFailureOfMany, OnAWorker) {
         [&] {
             const P<CStarvingWorker> worker = new CStarvingWorker;
             worker->start();
-            // One behind the other: a worker ends by a request that it cannot take over, and then others are not told.
+            // One after the other: a worker ends by a request that it cannot take over, and then others are not told.
             for (std::size_t i = 0; i < count; ++i) {
                 const P<CNetRequest> request = makeRequest(i);
                 worker->addRequest(request);

@@ -730,7 +730,7 @@ TEST_F(NetRequestLeaving, ASinkMayReplaceItself) {
     request->resetForPerform();
     EXPECT_THAT(seen, ElementsAre("write: there", "restart: there"));
     EXPECT_THAT(sink->blocks, ElementsAre("b"));
-    EXPECT_EQ(alive, 0) << "it goes behind its call";
+    EXPECT_EQ(alive, 0) << "it goes after its call";
 }
 
 TEST_F(NetRequestLeaving, ASourceMayReplaceItself) {
@@ -750,7 +750,7 @@ TEST_F(NetRequestLeaving, ASourceMayReplaceItself) {
     request->resetForPerform();
     EXPECT_THAT(seen, ElementsAre("read: there", "seek: there", "getPosition: there", "getSize: there",
                                   "getPosition: there", "seek: there"));
-    EXPECT_EQ(alive, 0) << "it goes behind its call";
+    EXPECT_EQ(alive, 0) << "it goes after its call";
 }
 
 }  // namespace

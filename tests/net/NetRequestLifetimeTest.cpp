@@ -251,7 +251,7 @@ TEST_F(NetRequestLifetime, ADependencyThatGoesMayAddOthers) {
             new CallingDependency([this] { request->addDependencyObject(new Counted(alive)); }));
     }
     request->reset();
-    EXPECT_EQ(alive, 3) << "they came behind the reset of the old ones";
+    EXPECT_EQ(alive, 3) << "they came after the reset of the old ones";
     request->reset();
     EXPECT_EQ(alive, 0);
 }
