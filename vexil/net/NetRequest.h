@@ -573,6 +573,8 @@ private:
     static int progressCallback(void* request, curl_off_t downloadTotal, curl_off_t downloaded,
                                 curl_off_t uploadTotal, curl_off_t uploaded) noexcept;
 
+    void requestNextStep() noexcept;
+
     template <class Handler, class Failure>
     Failure guarded(Handler handler, Failure failure) noexcept;
     void keepCallbackError() noexcept;

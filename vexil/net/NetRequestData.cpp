@@ -22,6 +22,11 @@ bool isHeaderField(std::string_view bytes) {
     return !isStatusLine(bytes) && bytes.find_first_not_of(" \t\r\n") != std::string_view::npos;
 }
 
+/// Whether a reply of an FTP server names the port of a data connection, to which libcurl connects next.
+bool isDataPort(std::string_view bytes) {
+    return bytes.starts_with("229 ") || bytes.starts_with("227 ");
+}
+
 }  // namespace
 
 // ---- callbacks -------------------------------------------------------------------------------------------
@@ -64,7 +69,19 @@ int CNetRequest::seekCallback(void* request, curl_off_t offset, int origin) noex
 
 std::size_t CNetRequest::headerCallback(char* data, std::size_t size, std::size_t count,
                                         void* request) noexcept {
-    return static_cast<CNetRequest*>(request)->headerHandler(data, size * count);
+    CNetRequest& self = *static_cast<CNetRequest*>(request);
+    const std::size_t length = self.headerHandler(data, size * count);
+    if (!self.m_isHTTP && isDataPort({data, length})) {
+        self.requestNextStep();
+    }
+    return length;
+}
+
+// When the reply comes at once, libcurl 7.88 has not yet begun to connect at the end of its step: it then has neither a
+// socket nor a timer to wait for, and waits for its longest time (1 s). To leave a pause sets a timer of 0 ms.
+void CNetRequest::requestNextStep() noexcept {
+    curl_easy_pause(m_handle.get(), CURLPAUSE_SEND);
+    curl_easy_pause(m_handle.get(), CURLPAUSE_CONT);
 }
 
 // ---- receive ---------------------------------------------------------------------------------------------
