@@ -79,6 +79,16 @@ bool CFileInStream::hasChanged() const {
     return fs::last_write_time(m_path, failure) != m_time || failure;
 }
 
+void CFileInStream::checkUnchanged() const {
+    if (hasChanged()) {
+        throw CError(
+            "The file '" + describe(m_path) +
+                "' was changed while it was stored: what is stored may be neither its old nor its new "
+                "content.",
+            "system");
+    }
+}
+
 void CFileInStream::fail(const char* what, int systemError) const {
     throw CError(String(what) + " the file '" + describe(m_path) + "': " + describeSystemError(systemError),
                  "system", systemError);

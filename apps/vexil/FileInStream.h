@@ -25,6 +25,9 @@ public:
 
     /// Whether size or time of change are others now than when it was opened.
     bool hasChanged() const;
+    /// For after a file was stored.
+    /// \throws CError if it has changed
+    void checkUnchanged() const;
 
 private:
     std::streamsize readBytes(void* buffer, std::streamsize wanted);

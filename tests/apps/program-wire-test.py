@@ -723,6 +723,13 @@ class BackupTest(FakeServerTest):
         self.assertIn("NOT backed up: a: the file was changed", result.err)
         self.assertIn("b", self.server.objects)
 
+    def test_a_single_file_that_grows_meanwhile_is_no_success(self):
+        path = self.write("a")
+        for arguments in (["s3", "put", "a", "bucket", "a"], ["http", "put", "a", f"{self.server.endpoint}/bucket/a"]):
+            self.server.faults["a"] = [Fault(then=lambda: path.write_bytes(path.read_bytes() + b"more"))]
+            result = self.run_program(*arguments, code=1)
+            self.assertIn("'a' was changed while it was stored", result.err)
+
     def test_a_file_that_shrinks_meanwhile_is_named_and_not_stored(self):
         path = self.write("f/a", bytes(64 * 1024 * 1024))
         self.write("f/b")

@@ -35,6 +35,7 @@ ExitCode CFTPPutCommand::run(CContext& context) {
     CRemoteParts parts(context);
     CFTPUpload upload(context, parts, file, path, m_makesParents);
     runSingleTransfer(context, context.getFTP().getPolicy(), upload);
+    file->checkUnchanged();
     return ExitCode::Done;
 }
 

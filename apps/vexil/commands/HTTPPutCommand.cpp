@@ -28,6 +28,7 @@ ExitCode CHTTPPutCommand::run(CContext& context) {
     const CProgressScope scope(context, progress);
     CRedirectFollower(context.getSetup()).perform(request);
     checkAnswerIsComplete(request);
+    file->checkUnchanged();
     context.getConsole().message(Verbosity::Info, printable(request.getHTTPStatusLine()));
     return ExitCode::Done;
 }

@@ -27,6 +27,7 @@ ExitCode CS3PutCommand::run(CContext& context) {
     CObjectUpload upload(context, file, String::fromUTF8(m_bucket), String::fromUTF8(m_key),
                          String::fromUTF8(m_contentType));
     performTransfer(context, upload);
+    file->checkUnchanged();
     return ExitCode::Done;
 }
 
