@@ -15,7 +15,6 @@ namespace {
 
 constexpr std::chrono::milliseconds maxStep(50);
 constexpr int removalMilliseconds = 10000;
-constexpr int replyFileBusy = 450;
 
 void pause(std::chrono::milliseconds time) {
     const auto end = std::chrono::steady_clock::now() + time;
@@ -90,13 +89,9 @@ void CFTPSession::performPlainly(const Preparation& prepare, bool isListing, con
     }
 }
 
-// To libcurl it is a listing of no files. It means a directory that is busy as well (RFC 959, 4.2).
 void CFTPSession::checkListed() {
-    if (m_request.getResponseCode() != replyFileBusy) {
-        return;
-    }
     try {
-        m_request.throwError(CURLE_FTP_COULDNT_RETR_FILE, "ftp", replyFileBusy, "");
+        CFTPClient::checkListed(m_request);
     } catch (const CCURLError& error) {
         CFTPTransferPolicy::throwWithReply(error, m_request);
     }

@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """The program against an FTP server that fails in every way that a test can think of."""
 
+import os
 import threading
 import time
 import unittest
@@ -170,6 +171,15 @@ class DownloadTest(FakeServerTest):
         self.ftp("get", "/a", "file")
         self.assertEqual(self.server.logins, 1)
 
+    def test_a_listing_is_not_stored_as_a_file(self):
+        self.write("file", b"old")
+        self.server.dirs.add("/d")
+        for path in ("/", "//", "/d/"):
+            for target in (["file"], []):
+                self.assertIn("means a directory", self.ftp("get", path, *target, code=2).err)
+        self.assertEqual(self.files_in("."), {"file": b"old"})
+        self.assertEqual(self.server.commands, [])
+
     def test_a_busy_server_is_asked_again(self):
         self.server.faults["RETR /a"] = [Fault(reply=f"{code} Later.") for code in (425, 426, 450, 451, 421)]
         self.ftp("get", "/a", "file")
@@ -282,6 +292,12 @@ class UploadTest(FakeServerTest):
         self.assertIn(self.server.files.pop("/a"), bodies)
         self.assertEqual(self.server.files, {})
         self.assertEqual(len(set(self.server.came("STOR"))), 4)
+
+    def test_a_file_that_changes_while_it_is_stored_is_no_success(self):
+        for change in (lambda: self.write("file", BODY + b"x"), lambda: os.utime(self.folder / "file", (1, 1))):
+            self.write("file", BODY)
+            self.server.faults[f"STOR {self.part}"] = [Fault(then=change)]
+            self.assertIn("'file' was changed while it was stored", self.put(code=1).err)
 
     def test_another_name_is_noticed(self):
         self.server.faults["MLST /a"] = [Fault(), Fault(reply="250-x\r\n type=file;size=100000; /A\r\n250 y")]
@@ -759,6 +775,15 @@ class DeleteTreeTest(FakeServerTest):
         self.server.faults["DELE /x/good"] = [Fault(reply="450 Busy."), Fault(silent=True)]
         self.rmtree()
         self.assertEqual(self.server.dirs, {"/", "/other"})
+
+    def test_a_directory_that_stays_busy_is_not_taken_for_an_empty_one(self):
+        self.server.faults["MLSD /x/d"] = [Fault(reply="450 Busy.")] * 9
+        self.server.faults["RMD /x/d"] = [Fault(reply="550 Not empty.")]
+        result = self.ftp("rmtree", "/x", "--retries", "1", code=1)
+        self.assertIn("NOT deleted: /x/d: ", result.err)
+        self.assertIn("450 Busy.", result.err)
+        self.assertIn("/x/d", self.server.dirs)
+        self.assertEqual(self.server.came("RMD").count("RMD /x/d"), 1)
 
     def test_a_file_is_no_directory(self):
         self.assertIn("is not a directory", self.rmtree("/top", code=1).err)

@@ -5,6 +5,8 @@
 #include "zet/MTRand.h"
 #include "zet/MemoryInStream.h"
 
+#include <chrono>
+
 namespace {
 
 using namespace vexil_test;
@@ -667,6 +669,56 @@ TEST_F(FTPClientWire, AGuardedDeletionStopsAtADirectoryThatLeadsBack) {
         expectEnd();
         request = new CNetRequest;
     }
+}
+
+TEST_F(FTPClientWire, AGuardedDeletionStopsAtADirectoryThatIsBusy) {
+    const FTPDialogue busy = {epsv, ascii, {"MLSD d", {"450 Busy"}}};
+    client.setDeletionGuard(true);
+    peer.play(login + busy + FTPDialogue{quitOrNothing});
+    EXPECT_EQ(failureOf([&] { client.deleteDirWithAllContents(*request, "/d"); }), "19 450");
+    expectEnd();
+    // By the contract it is an empty listing.
+    client.setDeletionGuard(false);
+    request = new CNetRequest;
+    peer.play(login + busy + FTPDialogue{done("RMD /d"), quitOrNothing});
+    client.deleteDirWithAllContents(*request, "/d");
+    expectEnd();
+}
+
+TEST_F(FTPClientWire, AListingThatIsRefusedAsBusyIsToldFromAnEmptyOne) {
+    peer.play(login + FTPDialogue{epsv, ascii, {"MLSD d", {"450 Busy"}}, epsv, sends("MLSD d", ""), quit});
+    client.listDir(*request, "/d");
+    EXPECT_EQ(failureOf([&] { CFTPClient::checkListed(*request); }), "19 450");
+    client.listDir(*request, "/d");
+    EXPECT_NO_THROW(CFTPClient::checkListed(*request));
+    expectEnd();
+}
+
+// A whole second was lost in most of them.
+TEST_F(FTPClientWire, ListingsOverAKeptConnectionDoNotWaitForNothing) {
+    constexpr int count = 20;
+    FTPDialogue dialogue = login + FTPDialogue{epsv, ascii, sends("MLSD d", listing)};
+    for (int i = 1; i < count; ++i) {
+        dialogue = dialogue + FTPDialogue{epsv, sends("MLSD d", listing)};
+    }
+    peer.play(dialogue + FTPDialogue{quit});
+    const auto begin = std::chrono::steady_clock::now();
+    for (int i = 0; i < count; ++i) {
+        client.listDir(*request, "/d");
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+    expectEnd();
+}
+
+TEST_F(FTPClientWire, AnEncodedPathOfADirectoryIsNotDownloaded) {
+    client.setPathEncoding(CFTPClient::PathPercentEncode);
+    for (const char* path : {"/", "//", "/d/"}) {
+        EXPECT_EQ(messageOf(thrownBy<zet::CInvalidArgError>(
+                      [&] { client.prepareDownloadRequest(*request, path, 0, -1); })),
+                  "path must not end with '/': it means a directory")
+            << path;
+    }
+    EXPECT_EQ(peer.controlConnectionCount(), 0u);
 }
 
 // ---- refusals --------------------------------------------------------------------------------------------

@@ -1053,6 +1053,7 @@ void name_vexil_CFTPClient() {
     name(static_cast<void (Class::*)(CNetRequest&, const String&)>(&Class::deleteDirWithAllContents));
     name(static_cast<String (*)(Class::CWDType)>(&Class::cwdTypeToString));
     name(static_cast<bool (*)(const String&)>(&Class::isRootPath));
+    name(static_cast<void (*)(CNetRequest&)>(&Class::checkListed));
 }
 
 void name_vexil_CFTPDirEntry() {

@@ -16,6 +16,7 @@ namespace vexil {
 namespace {
 
 constexpr int maxLevels = 1000;
+constexpr int replyFileBusy = 450;
 
 /// The rest of a stream as a file's content: positions count from where the stream stood. A request that is performed
 /// rewinds its source to 0.
@@ -185,7 +186,12 @@ void CFTPClient::prepareCommand(const char* place, CNetRequest& request, const c
 
 void CFTPClient::prepareDownloadRequest(CNetRequest& request, const String& path, int64 offset,
                                         int64 length) {
-    checkPath("CFTPClient::prepareDownloadRequest", path);
+    static constexpr char place[] = "CFTPClient::prepareDownloadRequest";
+    checkPath(place, path);
+    if (m_pathEncoding == PathPercentEncode && path.endsWith("/")) {
+        // libcurl would list the directory and give the listing for the content of a file.
+        throw CInvalidArgError(place, "path must not end with '/': it means a directory");
+    }
     beginPrepareRequest(request, toURLPath(path), false);
     if (length < 1 && length != -1) {
         // libcurl opens the data connection, sends no command and keeps the control connection. Some servers say 226
@@ -304,6 +310,16 @@ P<CFTPListDirResult> CFTPClient::listDir(CNetRequest& request, const String& pat
     return new CFTPListDirResult(*request.getDefaultReceiveBuffer());
 }
 
+// libcurl's code is that of the last reply, which is to a goodbye if another connection was closed meanwhile.
+void CFTPClient::checkListed(CNetRequest& request) {
+    const TArray<CNetReply> replies = request.getReplies();
+    const bool isBusy = std::any_of(replies.begin(), replies.end(),
+                                    [](const CNetReply& reply) { return reply.getCode() == replyFileBusy; });
+    if (isBusy) {
+        request.throwError(CURLE_FTP_COULDNT_RETR_FILE, "ftp", replyFileBusy, "");
+    }
+}
+
 void CFTPClient::prepareGetInfoRequest(CNetRequest& request, const String& path) {
     prepareCommand("CFTPClient::prepareGetInfoRequest", request, "MLST ", path);
 }
@@ -371,6 +387,9 @@ void CFTPClient::deleteDir(CDeletion& deletion, const String& path, int level) {
                      " levels deep.");
     }
     const P<CFTPListDirResult> listing = listDir(deletion.request, path);
+    if (m_isDeletionGuarded) {
+        checkListed(deletion.request);
+    }
     for (const P<CFTPDirEntry>& entry : listing->getEntries()) {
         if (level == 1 && entry->getName() == ".") {
             deletion.enter(path, *entry);

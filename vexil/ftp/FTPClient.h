@@ -114,6 +114,8 @@ public:
     /// - Each directory below is first removed without a look into it (RMD, then DELE): this removes a link that the
     ///   server lists as a directory, and an empty directory. It is listed only when both are refused.
     /// - A directory that is one of those it lies in, by the fact "unique", stops the walk with a CError that names it.
+    /// - A directory that the server does not list because it is busy stops the walk, see checkListed(). Without the
+    ///   guard it counts as empty, and the server is told to remove it.
     void setDeletionGuard(bool isGuarded) { m_isDeletionGuarded = isGuarded; }
 
     // ---- files -------------------------------------------------------------------------------------------
@@ -123,6 +125,8 @@ public:
     /// \param length  bytes; -1 for all from `offset` on. The numbers are not checked: with 0 nothing is asked for.
     ///                A range with an end closes the connection behind it. One whose end lies past that of the file
     ///                is the rest of it; libcurl 8.14 then fails with CURLE_PARTIAL_FILE, behind the last byte
+    /// \throws CInvalidArgError with PathPercentEncode for a path that ends with "/". With PathVerbatim such a path gives
+    ///         the directory's listing (LIST) for a content
     void prepareDownloadRequest(CNetRequest& request, const String& path, int64 offset, int64 length);
 
     /// @{
@@ -196,10 +200,14 @@ public:
 
     /// Lists a directory (MLSD), into the request's receive buffer, with lines that end in LF. A listing tells no
     /// length: where the data connection breaks and the server still says that all was sent, entries are missing.
-    /// The reply 450 (busy, by RFC 959) is an empty listing to libcurl: CNetRequest::getResponseCode() tells.
+    /// The reply 450 (busy, by RFC 959) is an empty listing to libcurl: see checkListed().
     void prepareListDirRequest(CNetRequest& request, const String& path);
     P<CFTPListDirResult> listDir(CNetRequest& request, const String& path);
     /// @}
+    /// Call it after a listing, also after listDir(), when a directory that is busy must not pass for an empty one.
+    /// \throws CCURLError CURLE_FTP_COULDNT_RETR_FILE with the reply code 450 if the server has refused the request's last
+    ///         listing so
+    static void checkListed(CNetRequest& request);
 
     /// Asks for one entry (MLST): CFTPGetInfoResult reads the answer out of CNetRequest::getResponseInfo().
     void prepareGetInfoRequest(CNetRequest& request, const String& path);

@@ -25,20 +25,27 @@ file gets its name when it is complete; nothing is left of one that fails.)");
 }
 
 ExitCode CFTPGetCommand::run(CContext& context) {
-    // Before the file is made: a login that is missing shall not cost one that is there.
+    const String path = makeServerPath(m_path);
+    if (m_path.ends_with('/')) {
+        throw CInvalidArgError("CFTPGetCommand",
+                               "the path '" + printable(String::fromUTF8(m_path)) +
+                                   "' means a directory. 'vexil ftp restore' fetches all files "
+                                   "of one");
+    }
+    // Before the file is made: a login that is missing must not cost one that is there.
     context.getFTP();
     if (m_file.empty() || m_file == "-") {
-        download(context, new CStandardOutStream(context.getConsole()));
+        download(context, path, new CStandardOutStream(context.getConsole()));
     } else {
         CPartFile file(toPath(m_file));
-        download(context, file.getStream());
+        download(context, path, file.getStream());
         file.commit();
     }
     return ExitCode::Done;
 }
 
-void CFTPGetCommand::download(CContext& context, const P<zet::IOutStream>& out) const {
-    CFTPDownload transfer(context, makeServerPath(m_path), out);
+void CFTPGetCommand::download(CContext& context, const String& path, const P<zet::IOutStream>& out) {
+    CFTPDownload transfer(context, path, out);
     runSingleTransfer(context, context.getFTP().getPolicy(), transfer);
 }
 

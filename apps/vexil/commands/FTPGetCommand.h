@@ -15,7 +15,7 @@ public:
     ExitCode run(CContext& context) override;
 
 private:
-    void download(CContext& context, const P<zet::IOutStream>& out) const;
+    static void download(CContext& context, const String& path, const P<zet::IOutStream>& out);
 
     std::string m_path;
     std::string m_file;
