@@ -1271,6 +1271,9 @@ void name_vexil() {
     name(static_cast<int (*)(const CError&)>(&vexil::getHTTPStatusCodeFromError));
     name(static_cast<int (*)(const CProps&)>(&vexil::getHTTPStatusCodeFromErrorParams));
     name(static_cast<bool (*)(const std::exception&)>(&vexil::isNetworkOrServiceDownError));
+    name(static_cast<bool (*)(const std::exception&)>(&vexil::isOutageError));
+    name(static_cast<bool (*)(const std::exception&)>(&vexil::isTransientError));
+    name(static_cast<CError (*)(const String&)>(&vexil::makeTransientError));
     name(static_cast<void (*)(const String&, int&, String&)>(&vexil::parseHTTPStatusLine));
     name(static_cast<int (*)(const String&)>(&vexil::getStatusCodeFromHTTPStatusLine));
     name(static_cast<String (*)(const String&)>(&vexil::getInfoFromHTTPStatusLine));

@@ -240,6 +240,18 @@ TEST_F(S3ObjectEnumTest, ListsEncodedWithAllArguments) {
               "CS3Client::prepareListEncodedObjectsRequest: bucket name must not be empty");
 }
 
+TEST_F(S3ObjectEnumTest, SaysThatAPageEndedWithinItsHeaders) {
+    peer.onConnection().expectRequest().reply("HTTP/1.1 200 OK\r\nContent-Le").close();
+    answer({page(false, {"a"})});
+    CS3ObjectEnum objects(&client, &request, "b", "", "", -1);
+    objects.setEncodedKeys(true);
+    const auto error = thrownBy<CError>([&] { objects.next(); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getMessage(), "The connection ended within the headers of the answer.");
+    EXPECT_TRUE(vexil::isTransientError(*error));
+    EXPECT_THAT(walk(objects), ElementsAre("a"));
+}
+
 TEST_F(S3ObjectEnumTest, KeepsObjectsThatAreHeld) {
     answer({page(true, {"a"}), page(false, {"b"})});
     const P<CS3Client> counted = new TestClient(peer.url(""));

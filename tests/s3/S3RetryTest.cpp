@@ -299,6 +299,62 @@ TEST_F(S3RetryTest, BrokenBodyIsNotTriedAgain) {
     EXPECT_THAT(client.waits, IsEmpty());
 }
 
+// ---- failures that the client gives up, but that may pass -------------------------------------------------
+
+TEST_F(S3RetryTest, ABrokenBodyMayPass) {
+    peer.onConnection().expectRequest().replyCut(ok, ok.size() - 2).close();
+    const auto error = thrownBy<CCURLError>([&] { perform(); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getResponseCode(), 200);
+    EXPECT_TRUE(vexil::isTransientError(*error));
+}
+
+TEST_F(S3RetryTest, AnUploadThatBrokeAfterAnInterimResponseMayPass) {
+    const std::string body(4 << 20, 'x');
+    peer.onConnection().expectHead().reply("HTTP/1.1 100 Continue\r\n\r\n").expectBytes(1000).reset();
+    const auto error =
+        thrownBy<CCURLError>([&] { client.putObject(request, "b", "k", body.data(), body.size(), ""); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getResponseCode(), 100);
+    EXPECT_THAT(client.waits, IsEmpty());
+    EXPECT_TRUE(vexil::isTransientError(*error)) << error->what();
+}
+
+TEST_F(S3RetryTest, AResponseThatEndsWithinItsHeadersMayPass) {
+    peer.onConnection().expectRequest().reply("HTTP/1.1 200 OK\r\nContent-Le").close();
+    const auto error = thrownBy<CError>(
+        [&] { client.getObject(request, "b", "k", 0, -1, P<zet::CBufferStream>(new zet::CBufferStream)); });
+    ASSERT_TRUE(error);
+    EXPECT_TRUE(vexil::isTransientError(*error)) << error->what();
+}
+
+TEST_F(S3RetryTest, AProxyWithoutAWayToTheServerMayPass) {
+    for (const bool hasWay : {false, true}) {
+        answer({hasWay ? "HTTP/1.1 407 Proxy Authentication Required\r\nContent-Length: 0\r\n\r\n"
+                       : "HTTP/1.1 502 Bad Gateway\r\nContent-Length: 0\r\n\r\n"});
+        client.setMaxRetries(0);
+        CNetRequest tunnelled;
+        client.prepareGetObjectRequest(tunnelled, "b", "k", 0, -1);
+        tunnelled.setProxy(String::fromUTF8(peer.url("")));
+        tunnelled.setOptionInt(CURLOPT_HTTPPROXYTUNNEL, 1);
+        const auto error = thrownBy<CCURLError>([&] { client.performRequest(tunnelled); });
+        ASSERT_TRUE(error);
+        EXPECT_EQ(error->getCode(), CURLE_RECV_ERROR);
+        EXPECT_EQ(vexil::isTransientError(*error), !hasWay) << error->what();
+        EXPECT_EQ(vexil::isOutageError(*error), !hasWay) << error->what();
+    }
+}
+
+TEST_F(S3RetryTest, ARefusalWithStatus503MayPass) {
+    client.setMaxRetries(0);
+    answer({reply("503 Service Unavailable", errorDocument("ServiceUnavailable"))});
+    const auto error = thrownBy<CS3Error>([&] { perform(); });
+    ASSERT_TRUE(error);
+    EXPECT_TRUE(vexil::isTransientError(*error));
+    EXPECT_TRUE(vexil::isOutageError(*error));
+    EXPECT_FALSE(vexil::isNetworkOrServiceDownError(*error));
+}
+
 TEST_F(S3RetryTest, PutSendsItsBodyAgain) {
     answer({reply("500 Internal Server Error", errorDocument("InternalError")), reply("200 OK", "")});
     client.putObject(request, "b", "k", "hello", 5, "");

@@ -246,7 +246,7 @@ TEST_F(S3GetStream, RefusesARangeThatEndsEarlyWhereAllWasAskedFor) {
 TEST_F(S3GetStream, RefusesARangeOfAnotherLengthThanItsBody) {
     answer({reply("206 Partial Content", "el", "Content-Range: bytes 1-3/5\r\n")});
     Stream stream;
-    EXPECT_EQ(plainErrorOf([&] { client.getObject(request, "b", "k", 1, 3, &stream); }),
+    EXPECT_EQ(transientErrorOf([&] { client.getObject(request, "b", "k", 1, 3, &stream); }),
               "Received 2 of the 3 bytes of the range.");
 }
 
@@ -264,7 +264,7 @@ TEST_F(S3GetStream, RefusesAPartInsteadOfTheWholeObject) {
 TEST_F(S3GetStream, RefusesAnAnnouncedBodyThatDoesNotComeAtAll) {
     answer({"HTTP/1.1 204 No Content\r\nContent-Length: 5\r\n\r\n"});
     Stream stream;
-    EXPECT_EQ(plainErrorOf([&] { client.getObject(request, "b", "k", 0, -1, &stream); }),
+    EXPECT_EQ(transientErrorOf([&] { client.getObject(request, "b", "k", 0, -1, &stream); }),
               "Received 0 of the 5 bytes that the answer announced.");
 }
 
@@ -398,7 +398,7 @@ TEST_F(S3GetStream, DemandsTheWholeHeaderBlockAfterAnotherResponse) {
 TEST_F(S3GetStream, DemandsThatEachHeaderLineCanBeRead) {
     answer({"HTTP/1.1 200 OK\r\nX-Bad: \xff\r\nContent-Length: 5\r\n\r\nhello"});
     Stream stream;
-    EXPECT_EQ(plainErrorOf([&] { client.getObject(request, "b", "k", 0, -1, &stream); }),
+    EXPECT_EQ(transientErrorOf([&] { client.getObject(request, "b", "k", 0, -1, &stream); }),
               "A header line of the response could not be read.");
 }
 
@@ -407,7 +407,7 @@ TEST_F(S3GetStream, DemandsTheAnnouncedLength) {
     answer({"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\nContent-Length: "
             "9\r\n\r\n5\r\nhello\r\n0\r\n\r\n"});
     Stream stream;
-    EXPECT_EQ(plainErrorOf([&] { client.getObject(request, "b", "k", 0, -1, &stream); }),
+    EXPECT_EQ(transientErrorOf([&] { client.getObject(request, "b", "k", 0, -1, &stream); }),
               "Received 5 of the 9 bytes that the answer announced.");
 }
 
@@ -497,7 +497,7 @@ TEST_F(S3GetStream, ComparesTheContentWithTheETag) {
          reply("206 Partial Content", "ell", eTag('"' + helloMD5 + '"', "Content-Range: bytes 1-3/5\r\n"))});
     Stream stream;
     client.getObject(request, "b", "k", 0, -1, &stream);
-    EXPECT_EQ(plainErrorOf([&] { client.getObject(request, "b", "k", 0, -1, &stream); }), otherContent);
+    EXPECT_EQ(transientErrorOf([&] { client.getObject(request, "b", "k", 0, -1, &stream); }), otherContent);
     for (int i = 0; i < 4; ++i) {
         client.getObject(request, "b", "k", 0, -1, &stream);
     }
@@ -521,8 +521,8 @@ TEST_F(S3PutStream, ComparesTheETagOfTheResponse) {
     client.putObject(request, "b", "k", "hello", 5, "");
     client.setVerifyETag(true);
     client.putObject(request, "b", "k", &stream, 5, "");
-    EXPECT_EQ(plainErrorOf([&] { client.putObject(request, "b", "k", &stream, 5, ""); }), otherContent);
-    EXPECT_EQ(plainErrorOf([&] { client.putObject(request, "b", "k", "hello", 5, ""); }), otherContent);
+    EXPECT_EQ(transientErrorOf([&] { client.putObject(request, "b", "k", &stream, 5, ""); }), otherContent);
+    EXPECT_EQ(transientErrorOf([&] { client.putObject(request, "b", "k", "hello", 5, ""); }), otherContent);
     client.putObject(request, "b", "k", "hello", 5, "");
 }
 

@@ -6,6 +6,7 @@
 #include "tests/support/LogCapture.h"
 #include "tests/support/PrintText.h"
 #include "vexil/net/CURLError.h"
+#include "vexil/net/ErrorClassification.h"
 #include "vexil/s3/S3Client.h"
 #include "vexil/s3/S3Error.h"
 #include "zet/Log.h"
@@ -102,6 +103,18 @@ std::optional<Error> thrownBy(Call call) {
         ADD_FAILURE() << "another error was thrown: " << typeid(error).name() << ", " << error.what();
     }
     return std::nullopt;
+}
+
+/// The message of a CError that says of itself that it may pass.
+template <class Call>
+std::string transientErrorOf(Call call) {
+    const auto error = thrownBy<CError>(call);
+    if (!error) {
+        return "(none)";
+    }
+    EXPECT_EQ(error->getDomain(), "");
+    EXPECT_TRUE(vexil::isTransientError(*error));
+    return error->getMessage().toUTF8();
 }
 
 /// The message of a plain CError: no domain, code -1, no properties, no inner error.

@@ -1,5 +1,6 @@
 #include "sigil/Digest.h"
 #include "vexil/net/CURLError.h"
+#include "vexil/net/ErrorClassification.h"
 #include "vexil/net/LineEnd.h"
 #include "vexil/s3/S3Client.h"
 #include "vexil/s3/S3ContentMD5.h"
@@ -82,8 +83,18 @@ void checkReceivedLength(const TMap<String, String>& headers, int64 receivedByte
     }
     const int64 announcedBytes = zet::parseInt64(found->second, false);
     if (announcedBytes != receivedBytes) {
-        throw CError("Received " + String::fromInt(receivedBytes) + " of the " +
-                     String::fromInt(announcedBytes) + " bytes that the answer announced.");
+        throw makeTransientError("Received " + String::fromInt(receivedBytes) + " of the " +
+                                 String::fromInt(announcedBytes) + " bytes that the answer announced.");
+    }
+}
+
+void checkResponseIsComplete(const CNetRequest& request) {
+    if (request.hasDroppedHeaderLine()) {
+        throw makeTransientError("A header line of the response could not be read.");
+    }
+    // libcurl takes a connection that ends within the headers for the end of a response without a body.
+    if (!request.isResponseComplete()) {
+        throw makeTransientError("The connection ended within the headers of the answer.");
     }
 }
 
@@ -274,13 +285,7 @@ void CS3Client::getObject(CNetRequest& request, const String& bucket, const Stri
     const P<CS3ObjectSink> sink = prepareGetObjectToStream(request, bucket, object, range, data, digest);
     const CStreamRelease release(request);
     performRequest(request);
-    if (request.hasDroppedHeaderLine()) {
-        throw CError("A header line of the response could not be read.");
-    }
-    // libcurl takes a connection that ends within the headers for the end of an answer without a body.
-    if (!request.isResponseComplete()) {
-        throw CError("The connection ended within the headers of the answer.");
-    }
+    checkResponseIsComplete(request);
     if (sink->getRefusedBytes() > 0) {
         throw CError("The answer's status line '" + request.getHTTPStatusLine() + "' does not tell success.");
     }
@@ -421,6 +426,7 @@ P<CS3ListObjectsResult> CS3Client::listLeniently(CNetRequest& request, const Str
                                                  const CListQuery& query) {
     prepareList("CS3Client::prepareListEncodedObjectsRequest", request, bucket, query);
     performRequest(request);
+    checkResponseIsComplete(request);
     return CS3ListObjectsResult::fromEncoded(request.getDefaultReceiveBuffer());
 }
 

@@ -1,6 +1,7 @@
 #include "vexil/s3/S3ContentMD5.h"
 
 #include "sigil/Base64.h"
+#include "vexil/net/ErrorClassification.h"
 #include "vexil/s3/S3Client.h"
 
 #include <array>
@@ -69,8 +70,9 @@ String finishContentMD5(sigil::IDigest& digest) {
 void verifyContentMD5(const TMap<String, String>& responseHeaders, const String& contentMD5) {
     const String expected = CS3Client::getContentMD5(responseHeaders);
     if (!expected.isEmpty() && !(expected == contentMD5)) {
-        throw CError("The content has the MD5 " + contentMD5 + ", but the ETag " +
-                     getHeader(responseHeaders, "etag") + " of the object stands for " + expected + ".");
+        throw makeTransientError("The content has the MD5 " + contentMD5 + ", but the ETag " +
+                                 getHeader(responseHeaders, "etag") + " of the object stands for " +
+                                 expected + ".");
     }
 }
 

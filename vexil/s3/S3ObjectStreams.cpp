@@ -1,5 +1,6 @@
 #include "vexil/s3/S3ObjectStreams.h"
 
+#include "vexil/net/ErrorClassification.h"
 #include "vexil/net/HTTPContentRange.h"
 
 #include <algorithm>
@@ -121,8 +122,8 @@ void CS3ObjectSink::checkWholeRange(int httpStatus, const TMap<String, String>& 
     const P<CHTTPContentRange> answered = findContentRange(responseHeaders);
     const int64 announcedBytes = answered->getLast() - answered->getFirst() + 1;
     if (m_writtenBytes != announcedBytes) {
-        throw CError("Received " + String::fromInt(m_writtenBytes) + " of the " +
-                     String::fromInt(announcedBytes) + " bytes of the range.");
+        throw makeTransientError("Received " + String::fromInt(m_writtenBytes) + " of the " +
+                                 String::fromInt(announcedBytes) + " bytes of the range.");
     }
 }
 
