@@ -117,6 +117,12 @@ void CBackup::onSkipped(const std::filesystem::path& relativePath, const char* w
     m_context.getConsole().message(Verbosity::Warning, "skipped " + describe(relativePath) + ": " + what);
 }
 
+void CBackup::onPart(const std::filesystem::path& relativePath) {
+    m_context.getConsole().message(Verbosity::Warning,
+                                   "skipped " + describe(relativePath) +
+                                       ": a part of a file, of a program that runs or was killed");
+}
+
 void CBackup::onEmptyFolder(const std::filesystem::path&) {
     ++m_emptyFolders;
 }

@@ -27,6 +27,7 @@ private:
 
     void onFile(const std::filesystem::path& relativePath) override;
     void onSkipped(const std::filesystem::path& relativePath, const char* what) override;
+    void onPart(const std::filesystem::path& relativePath) override;
     void onEmptyFolder(const std::filesystem::path& relativePath) override;
     void onProblem(const std::filesystem::path& relativePath, const String& reason) override;
 

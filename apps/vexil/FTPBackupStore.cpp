@@ -2,6 +2,7 @@
 
 #include "apps/vexil/Context.h"
 #include "apps/vexil/ErrorReport.h"
+#include "apps/vexil/FTPLeftParts.h"
 #include "apps/vexil/FTPPath.h"
 #include "apps/vexil/FTPUpload.h"
 #include "apps/vexil/Interrupt.h"
@@ -24,7 +25,9 @@ void CFTPBackupStore::begin() {
             Verbosity::Warning,
             "vexil: warning: the server knows neither MLSD nor MLST (RFC 3659). It can keep the backup, but "
             "'vexil ftp restore' cannot fetch it; 'vexil ftp get' fetches single files.");
+        return;
     }
+    CFTPLeftParts(m_context).clear(m_directory);
 }
 
 std::unique_ptr<ITransfer> CFTPBackupStore::makeUpload(const P<CFileInStream>& file,

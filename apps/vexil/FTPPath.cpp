@@ -1,7 +1,8 @@
 #include "apps/vexil/FTPPath.h"
 
-#include "apps/vexil/PartFile.h"
+#include "apps/vexil/PartName.h"
 #include "apps/vexil/Platform.h"
+#include "apps/vexil/ServerPartMark.h"
 #include "apps/vexil/Text.h"
 
 #include <algorithm>
@@ -66,7 +67,7 @@ bool leadsElsewhere(const String& name) {
 }
 
 String makePartPath(const String& path) {
-    const String part = makeServerName(CPartFile::makeName(toPath(getServerName(path))));
+    const String part = makeServerName(makePartName(toPath(getServerName(path)), makeServerPartDigits()));
     return joinServerPath(getServerDirectory(path), part);
 }
 

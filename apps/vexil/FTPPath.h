@@ -30,7 +30,7 @@ String makeServerName(const std::filesystem::path& relativePath);
 bool leadsElsewhere(const String& name);
 
 /// A path in the same directory for the time while a file is not complete, a different one at each call: see
-/// CPartFile::makeName().
+/// PartName.h. Its digits are those of makeServerPartDigits().
 String makePartPath(const String& path);
 
 /// Why an entry of a listing cannot be stored under its name in a local folder, as the end of a sentence; "" when it

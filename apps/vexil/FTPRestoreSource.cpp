@@ -6,6 +6,7 @@
 #include "apps/vexil/FTPPath.h"
 #include "apps/vexil/FTPUnreadableEntry.h"
 #include "apps/vexil/Interrupt.h"
+#include "apps/vexil/PartName.h"
 #include "apps/vexil/Text.h"
 
 namespace vexil::app {
@@ -32,8 +33,8 @@ public:
         return toPath(m_relativeName);
     }
     int64 getSize() const override { return m_size; }
-    std::unique_ptr<IDownload> makeDownload(const P<zet::IOutStream>& out) const override {
-        return std::make_unique<CFTPDownload>(m_context, m_path, out);
+    std::unique_ptr<IDownload> makeDownload(const P<CFileOutStream>& out) const override {
+        return std::make_unique<CFTPDownload>(m_context, m_path, out.get());
     }
 
 private:
@@ -111,6 +112,10 @@ std::unique_ptr<IStoredFile> CFTPRestoreSource::visit(const String& parent, cons
     if (const String problem = findEntryNameProblem(name); !problem.isEmpty()) {
         return std::make_unique<CFile>(m_context, path, relativeName, entry.getSize(),
                                        CError("'" + printable(name) + "' as a name " + problem).clone());
+    }
+    if (entry.getType() != zet::IFileInfoBase::TypeDirectory && findPartName(name)) {
+        return std::make_unique<CFile>(m_context, path, relativeName, entry.getSize(),
+                                       CError(leftPartReason).clone());
     }
     if (entry.getType() == zet::IFileInfoBase::TypeDirectory) {
         return leadsBack(relativeName, entry.getUniqueID()) ? nullptr

@@ -22,7 +22,7 @@ CFileInStream::CFileInStream(const fs::path& path) : m_path(path) {
         throw CInvalidArgError("CFileInStream", "'" + describe(path) + "' is not a regular file");
     }
     // Asked for first: a file that takes this one's place from here on is noticed.
-    m_time = fs::last_write_time(path);
+    m_time = getFileTime(path);
     m_file.pubsetbuf(nullptr, 0);
     errno = 0;
     if (!m_file.open(path, std::ios::in | std::ios::binary)) {
@@ -76,7 +76,7 @@ bool CFileInStream::hasChanged() const {
     if (failure || static_cast<int64>(size) != m_size) {
         return true;
     }
-    return fs::last_write_time(m_path, failure) != m_time || failure;
+    return getFileTime(m_path) != m_time;
 }
 
 void CFileInStream::checkUnchanged() const {

@@ -1,10 +1,12 @@
 #pragma once
 
+#include "apps/vexil/Platform.h"
 #include "vexil/BaseTypes.h"
 #include "zet/InStream.h"
 
 #include <filesystem>
 #include <fstream>
+#include <optional>
 
 namespace vexil::app {
 
@@ -37,7 +39,7 @@ private:
     std::filebuf m_file;
     int64 m_size = 0;
     int64 m_position = 0;
-    std::filesystem::file_time_type m_time;
+    std::optional<FileTime> m_time;
 };
 
 }  // namespace vexil::app

@@ -1,10 +1,12 @@
 #pragma once
 
+#include "apps/vexil/NativeFile.h"
 #include "vexil/BaseTypes.h"
 #include "zet/OutStream.h"
 
 #include <filesystem>
-#include <fstream>
+#include <functional>
+#include <memory>
 
 namespace vexil::app {
 
@@ -15,6 +17,8 @@ public:
     /// Makes the file, or empties the one that is there.
     /// \param name  the file's name for the errors, where it is not that of `path`
     CFileOutStream(const std::filesystem::path& path, const std::filesystem::path& name);
+    /// Writes to a file that is open at its beginning, and has this size.
+    CFileOutStream(const std::shared_ptr<CNativeFile>& file, int64 size, const std::filesystem::path& name);
     ~CFileOutStream() override;
 
     void write(const void* data, int length) override;
@@ -25,12 +29,16 @@ public:
     /// Some systems report a full disk only here.
     void close();
 
-private:
-    [[noreturn]] void fail(const char* what, int systemError) const;
+    /// Takes over the first bytes of what is in the file: reads them, forgets what comes after them, and stands there.
+    /// \param onBlock  called with each block, in order; may throw
+    void keep(int64 size, const std::function<void(const void* data, int length)>& onBlock);
 
+private:
+    void check(const char* what, int systemError) const;
+
+    std::shared_ptr<CNativeFile> m_file;
     std::filesystem::path m_name;
-    std::filebuf m_file;
-    int64 m_size = 0;
+    int64 m_size;
     int64 m_position = 0;
 };
 

@@ -28,6 +28,7 @@ public:
 
     void onFile(const fs::path& relativePath) override { m_comparison.compare(relativePath); }
     void onSkipped(const fs::path&, const char*) override {}
+    void onPart(const fs::path& relativePath) override { onFile(relativePath); }
     void onEmptyFolder(const fs::path&) override {}
     void onProblem(const fs::path& relativePath, const String& reason) override {
         m_comparison.report(relativePath, reason);
@@ -49,6 +50,7 @@ public:
         }
     }
     void onSkipped(const fs::path&, const char*) override {}
+    void onPart(const fs::path& relativePath) override { onFile(relativePath); }
     void onEmptyFolder(const fs::path&) override {}
     void onProblem(const fs::path& relativePath, const String& reason) override {
         m_comparison.report(relativePath, reason);

@@ -1,6 +1,7 @@
 #include "apps/vexil/FolderWalker.h"
 
 #include "apps/vexil/Interrupt.h"
+#include "apps/vexil/PartName.h"
 #include "apps/vexil/Platform.h"
 #include "apps/vexil/Text.h"
 
@@ -89,6 +90,8 @@ void CFolderWalker::visit(IFolderVisitor& visitor, const fs::path& relativePath)
         visitor.onProblem(relativePath, describeFailure(failure));
     } else if (fs::is_directory(status)) {
         walkFolder(visitor, relativePath);
+    } else if (fs::is_regular_file(status) && isPartName(relativePath.filename())) {
+        visitor.onPart(relativePath);
     } else if (fs::is_regular_file(status)) {
         visitor.onFile(relativePath);
     } else {

@@ -16,6 +16,8 @@ public:
     /// Something that is neither file nor folder.
     /// \param what  "a link" and the like
     virtual void onSkipped(const std::filesystem::path& relativePath, const char* what) = 0;
+    /// A part (PartName.h) of a file.
+    virtual void onPart(const std::filesystem::path& relativePath) = 0;
     virtual void onEmptyFolder(const std::filesystem::path& relativePath) = 0;
     /// An entry that cannot be looked at; the walk goes on behind it.
     virtual void onProblem(const std::filesystem::path& relativePath, const String& reason) = 0;

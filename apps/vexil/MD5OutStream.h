@@ -20,6 +20,8 @@ public:
     void seek(int64 position) override;
     int64 getPosition() override { return m_out->getPosition(); }
 
+    /// Counts bytes that the stream has already, at its beginning. For before anything is written.
+    void count(const void* data, int length) { m_digest->update(data, length); }
     /// Marks the current position.
     void mark();
     /// Goes back to the beginning.

@@ -13,6 +13,7 @@ namespace vexil::app {
 namespace {
 
 constexpr int statusPreconditionFailed = 412;
+constexpr int statusRangeNotSatisfiable = 416;
 
 // Only a strong ETag promises the same bytes (RFC 9110, 8.8.1).
 bool isStrong(const String& eTag) {
@@ -41,6 +42,19 @@ CObjectDownload::CObjectDownload(CContext& context, const String& bucket, const 
 
 int64 CObjectDownload::getWrittenBytes() const {
     return m_out->getPosition() - m_start;
+}
+
+void CObjectDownload::goOn(CFileOutStream& left, int64 size, const String& eTag) {
+    left.keep(size, [this](const void* data, int length) {
+        CInterrupt::throwIfRequested();
+        m_out->count(data, length);
+    });
+    m_eTag = eTag;
+    m_left = &left;
+    ++m_continuations;
+    m_context.getConsole().message(Verbosity::Info, "vexil: '" + printable(m_key) + "' goes on after " +
+                                                        formatBytes(size) +
+                                                        " that an earlier program has left.");
 }
 
 void CObjectDownload::prepare(CNetRequest& request) {
@@ -105,6 +119,9 @@ bool CObjectDownload::tryToRestart() {
 }
 
 bool CObjectDownload::canBeginAnew(CNetRequest& request, const CError& error) {
+    if (areLeftBytesUseless(request, error)) {
+        return false;
+    }
     if (m_hasWrongContent) {
         return tryToRestart();
     }
@@ -126,15 +143,47 @@ bool CObjectDownload::canBeginAnew(CNetRequest& request, const CError& error) {
     return true;
 }
 
-void CObjectDownload::checkContinuation(const CNetRequest& request) const {
+bool CObjectDownload::isContinued(const CNetRequest& request) const {
+    const String wanted = "bytes " + String::fromInt(m_offset) + "-";
+    return getAnswerHeader(request, "etag") == m_eTag &&
+           getAnswerHeader(request, "content-range").startsWith(wanted);
+}
+
+bool CObjectDownload::areLeftBytesUseless(CNetRequest& request, const CError& error) const {
+    if (!m_left || m_hasWrongContent) {
+        return m_left.get() != nullptr;
+    }
+    const int status = getHTTPStatusCodeFromError(error);
+    return !m_isLeftConfirmed && (status == statusPreconditionFailed || status == statusRangeNotSatisfiable ||
+                                  (isSuccess(request.getResponseCode()) && !isContinued(request)));
+}
+
+bool CObjectDownload::canFallBack(CNetRequest& request, const CError& error) {
+    if (!areLeftBytesUseless(request, error) || CInterrupt::isRequested()) {
+        return false;
+    }
+    m_left->keep(0, nullptr);
+    m_out->restart();
+    m_left = nullptr;
+    m_hasWrongContent = false;
+    m_eTag.clear();
+    --m_continuations;
+    m_context.getConsole().message(Verbosity::Info, "vexil: what an earlier program has left of '" +
+                                                        printable(m_key) +
+                                                        "' is of no use; fetching all of it.");
+    return true;
+}
+
+void CObjectDownload::checkContinuation(const CNetRequest& request) {
     if (getAnswerHeader(request, "etag") != m_eTag) {
         throwReplaced();
     }
-    const String wanted = "bytes " + String::fromInt(m_offset) + "-";
-    if (const String range = getAnswerHeader(request, "content-range"); !range.startsWith(wanted)) {
+    if (!isContinued(request)) {
         throw CError("The server went on with other bytes of the object '" + printable(m_key) +
-                     "' than those that were missing (Content-Range: '" + printable(range) + "').");
+                     "' than those that were missing (Content-Range: '" +
+                     printable(getAnswerHeader(request, "content-range")) + "').");
     }
+    m_isLeftConfirmed = true;
 }
 
 void CObjectDownload::throwReplaced() const {

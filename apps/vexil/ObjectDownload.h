@@ -1,6 +1,7 @@
 #pragma once
 
 #include "apps/vexil/Download.h"
+#include "apps/vexil/FileOutStream.h"
 #include "apps/vexil/MD5OutStream.h"
 #include "vexil/BaseTypes.h"
 
@@ -20,6 +21,12 @@ public:
     CObjectDownload(CContext& context, const String& bucket, const String& key,
                     const P<zet::IOutStream>& out);
 
+    /// Takes over what an earlier program has left of the object. The next transfer goes on after it if the object still has
+    /// this ETag, and otherwise begins with the first byte. For before the first prepare().
+    /// \param left  the stream that was given to the constructor
+    /// \param size  how many bytes of it, less than the object has
+    void goOn(CFileOutStream& left, int64 size, const String& eTag);
+
     void prepare(CNetRequest& request) override;
     /// \throws CError when bytes are missing, or are others than those that were asked for, or the whole is not what the
     ///         ETag stands for
@@ -27,12 +34,17 @@ public:
     /// \throws CError when another object has taken the object's place
     bool canBeginAnew(CNetRequest& request, const CError& error) override;
 
+    /// Begins with the first byte if what an earlier program has left is of no use.
+    bool canFallBack(CNetRequest& request, const CError& error) override;
+
     int getContinuationCount() const noexcept override { return m_continuations; }
 
 private:
     int64 getWrittenBytes() const;
     bool canContinue(CNetRequest& request, const CError& error, int64 written);
-    void checkContinuation(const CNetRequest& request) const;
+    bool isContinued(const CNetRequest& request) const;
+    bool areLeftBytesUseless(CNetRequest& request, const CError& error) const;
+    void checkContinuation(const CNetRequest& request);
     void checkContent(CNetRequest& request);
     bool tryToRestart();
     [[noreturn]] void throwReplaced() const;
@@ -45,6 +57,8 @@ private:
     int64 m_offset = 0;   // where the transfer that runs begins, in the object
     String m_eTag;        // of the object that the written bytes are from; "" while there are none
     int m_continuations = 0;
+    P<CFileOutStream> m_left;        // with bytes of an earlier program in it; null if there are none
+    bool m_isLeftConfirmed = false;  // the server has gone on after them with the same object
     bool m_hasWrongContent = false;
     String m_wrongMD5;  // of the last content that was not right
     int m_restarts = 0;

@@ -1,11 +1,9 @@
 #include "apps/vexil/PartFile.h"
 
-#include "apps/vexil/Platform.h"
+#include "apps/vexil/PartName.h"
 #include "apps/vexil/Text.h"
-#include "zet/MTRand.h"
 
 #include <cerrno>
-#include <string>
 #include <system_error>
 
 namespace vexil::app {
@@ -16,23 +14,7 @@ namespace {
 
 // A name has 255 units at most on all usual file systems: bytes on Linux, UTF-16 on Windows.
 constexpr std::size_t maxNameLength = 255;
-// In bytes on Windows, too: the part may stand on a server or a network drive, where they count. There are never more
-// units of UTF-16 than bytes of UTF-8.
-constexpr std::size_t maxStemBytes = 200;
-// After the stem; before the random digits.
-constexpr const char* partEnding = ".vexil-part";
-
-std::string makeRandomDigits() {
-    static constexpr char digits[] = "0123456789abcdef";
-    const zet::CMutexLock lock(zet::CMTRand::getGlobalInstanceMutex());
-    zet::uint64 number = zet::CMTRand::getGlobal()->rand64();
-    std::string text(16, '0');
-    for (char& digit : text) {
-        digit = digits[number % 16];
-        number /= 16;
-    }
-    return text;
-}
+constexpr int maxNames = 100;
 
 [[noreturn]] void throwCannotCreate(const fs::path& target, int systemError) {
     throw CError("Cannot create the file '" + describe(target) + "': " + describeSystemError(systemError),
@@ -41,7 +23,8 @@ std::string makeRandomDigits() {
 
 }  // namespace
 
-CPartFile::CPartFile(const fs::path& target, FileAccess access) : m_target(target) {
+CPartFile::CPartFile(const fs::path& target, FileAccess access, const String& content)
+    : m_target(target), m_file(std::make_shared<CNativeFile>()) {
     std::error_code failure;
     const fs::file_status status = fs::status(target, failure);
     if (fs::is_directory(status)) {
@@ -55,60 +38,55 @@ CPartFile::CPartFile(const fs::path& target, FileAccess access) : m_target(targe
         m_stream = new CFileOutStream(target, target);
         return;
     }
-    const fs::path part = target.parent_path() / makeName(target);
-    if (access == FileAccess::OwnerOnly) {
-        if (const int systemError = createForOwner(part)) {
-            throwCannotCreate(target, systemError);
-        }
+    create(access, content);
+}
+
+void CPartFile::create(FileAccess access, const String& content) {
+    const auto makePath = [this](const String& digits) {
+        return m_target.parent_path() / makePartName(m_target, digits);
+    };
+    fs::path part = makePath(content.isEmpty() ? makeRandomDigits() : makeDigitsFor(content));
+    if (!content.isEmpty() && takeOver(part)) {
+        return;
+    }
+    int failure = m_file->create(part, access);
+    for (int i = 1; failure == EEXIST && i < maxNames; ++i) {
+        part = makePath(makeRandomDigits());
+        failure = m_file->create(part, access);
+    }
+    if (failure) {
+        throwCannotCreate(m_target, failure);
     }
     m_part = part;
-    m_stream = new CFileOutStream(m_part, target);
+    m_stream = new CFileOutStream(m_file, 0, m_target);
 }
 
-fs::path CPartFile::makeName(const fs::path& target) {
-    std::u8string stem = target.filename().u8string();
-    if (stem.size() > maxStemBytes) {
-        // Not in the middle of a character: some file systems take none of that.
-        std::size_t end = maxStemBytes;
-        while (end > 0 && (stem[end] & 0xC0) == 0x80) {
-            --end;
-        }
-        stem.resize(end);
+bool CPartFile::takeOver(const fs::path& part) {
+    int64 size = 0;
+    if (m_file->openLeft(part) != 0 || m_file->getSize(size) != 0) {
+        return false;
     }
-    fs::path name = ".";
-    name += fs::path(stem);
-    name += partEnding;
-    name += "-" + makeRandomDigits();
-    return name;
-}
-
-bool CPartFile::mayBePart(const String& path) {
-    return path.toLower().find(partEnding) != String::npos;
+    m_part = part;
+    m_stream = new CFileOutStream(m_file, size, m_target);
+    return true;
 }
 
 CPartFile::~CPartFile() {
     if (!m_part.empty()) {
-        // Windows does not remove an open file.
-        try {
-            m_stream->close();
-        } catch (const CError&) {
-            // The error that matters is on its way already.
-        }
-        std::error_code ignored;
-        fs::remove(m_part, ignored);
+        // The error that matters is on its way already.
+        m_file->removeAndClose(m_part);
     }
 }
 
 void CPartFile::commit() {
-    m_stream->close();
-    if (!m_part.empty()) {
-        std::error_code failure;
-        fs::rename(m_part, m_target, failure);
-        if (failure) {
-            throwCannotCreate(m_target, failure.default_error_condition().value());
-        }
-        m_part.clear();
+    if (m_part.empty()) {
+        m_stream->close();
+        return;
     }
+    if (const int failure = m_file->renameAndClose(m_part, m_target)) {
+        throwCannotCreate(m_target, failure);
+    }
+    m_part.clear();
 }
 
 }  // namespace vexil::app

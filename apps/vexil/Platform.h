@@ -52,9 +52,22 @@ std::filesystem::file_status getEntryStatus(const std::filesystem::path& path, s
 /// Whether others than the file's owner may read it. False where the system has no such rights.
 bool isReadableByOthers(const std::filesystem::path& file);
 
-/// Makes an empty file that only its owner may read, where the system has such rights; not one that is there.
-/// \return 0, or the `errno` value of a failure
-int createForOwner(const std::filesystem::path& file);
+/// When a file was changed, to compare with another time of the same file. In units of the system: a file may be of a year
+/// that the clocks of C++ cannot count.
+struct FileTime {
+    int64 high;
+    int64 low;
+    bool operator==(const FileTime&) const = default;
+};
+/// Nothing if the system does not tell it.
+std::optional<FileTime> getFileTime(const std::filesystem::path& file);
+
+/// The number of this process.
+int64 getProcessID();
+/// Whether a process of this number may be running on this computer.
+bool isProcessRunning(int64 id);
+/// This computer and this user, the same in every run.
+std::string describeOwner();
 
 /// Whether the system keeps the certificates that it trusts in a store that libcurl reads on request alone
 /// (CURLSSLOPT_NATIVE_CA), and in no file that it finds by itself.

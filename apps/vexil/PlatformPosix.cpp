@@ -120,13 +120,27 @@ bool isReadableByOthers(const std::filesystem::path& file) {
            (status.st_mode & (S_IRGRP | S_IROTH)) != 0;
 }
 
-int createForOwner(const std::filesystem::path& file) {
-    const int descriptor = open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
-    if (descriptor < 0) {
-        return errno;
+std::optional<FileTime> getFileTime(const std::filesystem::path& file) {
+    struct stat status = {};
+    if (stat(file.c_str(), &status) != 0) {
+        return std::nullopt;
     }
-    close(descriptor);
-    return 0;
+    return FileTime{status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+}
+
+int64 getProcessID() {
+    return getpid();
+}
+
+bool isProcessRunning(int64 id) {
+    return kill(static_cast<pid_t>(id), 0) == 0 || errno == EPERM;
+}
+
+std::string describeOwner() {
+    char host[HOST_NAME_MAX + 1] = {};
+    // A name that is too long is cut, perhaps without a zero.
+    gethostname(host, sizeof host - 1);
+    return std::string(host) + "\n" + std::to_string(geteuid());
 }
 
 bool hasCertificateStore() {

@@ -171,14 +171,32 @@ bool isReadableByOthers(const std::filesystem::path&) {
     return false;
 }
 
-int createForOwner(const std::filesystem::path& file) {
-    const int descriptor =
-        _wopen(file.c_str(), _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY, _S_IREAD | _S_IWRITE);
-    if (descriptor < 0) {
-        return errno;
+std::optional<FileTime> getFileTime(const fs::path& file) {
+    WIN32_FILE_ATTRIBUTE_DATA data = {};
+    if (!GetFileAttributesExW(file.c_str(), GetFileExInfoStandard, &data)) {
+        return std::nullopt;
     }
-    _close(descriptor);
-    return 0;
+    return FileTime{data.ftLastWriteTime.dwHighDateTime,
+                    static_cast<int64>(data.ftLastWriteTime.dwLowDateTime)};
+}
+
+int64 getProcessID() {
+    return GetCurrentProcessId();
+}
+
+bool isProcessRunning(int64 id) {
+    const HANDLE process = OpenProcess(SYNCHRONIZE, FALSE, static_cast<DWORD>(id));
+    if (!process) {
+        return GetLastError() == ERROR_ACCESS_DENIED;
+    }
+    const bool hasEnded = WaitForSingleObject(process, 0) == WAIT_OBJECT_0;
+    CloseHandle(process);
+    return !hasEnded;
+}
+
+std::string describeOwner() {
+    return getEnvironmentVariable("COMPUTERNAME").value_or("") + "\n" +
+           getEnvironmentVariable("USERNAME").value_or("");
 }
 
 bool hasCertificateStore() {

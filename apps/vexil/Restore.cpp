@@ -77,7 +77,11 @@ private:
     void open() {
         const fs::path relativePath = m_stored->getRelativePath();
         m_restore.makeFolders(relativePath.parent_path());
-        m_file = std::make_unique<CPartFile>(m_restore.m_folder / relativePath);
+        const fs::path path = m_restore.m_folder / relativePath;
+        const String content = m_stored->getContent();
+        m_restore.m_leftParts.lookInto(path.parent_path());
+        m_restore.m_leftParts.clear(path, content);
+        m_file = std::make_unique<CPartFile>(path, FileAccess::Usual, content);
         m_restore.m_namesUnderWay.insert(m_name);
         m_download = m_stored->makeDownload(m_file->getStream());
     }
@@ -91,7 +95,8 @@ private:
 };
 
 CRestore::CRestore(CContext& context, IRestoreSource& source, const fs::path& folder)
-    : m_context(context), m_source(source), m_folder(folder), m_progress(context.getConsole()) {}
+    : m_context(context), m_source(source), m_folder(folder), m_progress(context.getConsole()),
+      m_leftParts(context.getConsole()) {}
 
 ExitCode CRestore::run(int jobs) {
     try {
@@ -123,6 +128,7 @@ void CRestore::restoreAll(int jobs) {
         restore(queue, std::move(file));
     }
     queue.finish();
+    m_leftParts.clearAll();
 }
 
 std::unique_ptr<IStoredFile> CRestore::findNext(CTransferQueue& queue) {
@@ -137,14 +143,10 @@ std::unique_ptr<IStoredFile> CRestore::findNext(CTransferQueue& queue) {
 
 void CRestore::restore(CTransferQueue& queue, std::unique_ptr<IStoredFile> file) {
     auto job = std::make_unique<CFileJob>(*this, std::move(file));
-    const bool isAlone = CPartFile::mayBePart(job->getName());
-    if (isAlone || isInTheWayOf(job->getName())) {
+    if (isInTheWayOf(job->getName())) {
         queue.finish();
     }
     queue.start(std::move(job));
-    if (isAlone) {
-        queue.finish();
-    }
 }
 
 // One after the other, two files of one name replace each other, and what wants to be a folder finds the file.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "apps/vexil/ExitCode.h"
+#include "apps/vexil/LeftParts.h"
 #include "apps/vexil/Progress.h"
 #include "apps/vexil/RestoreSource.h"
 #include "vexil/BaseTypes.h"
@@ -42,6 +43,7 @@ private:
     IRestoreSource& m_source;
     std::filesystem::path m_folder;
     CProgress m_progress;
+    CLeftParts m_leftParts;
     std::set<String> m_namesUnderWay;
     int64 m_continuations = 0;
     int64 m_failures = 0;

@@ -5,4 +5,8 @@ namespace vexil::app {
 IStoredFile::~IStoredFile() = default;
 IRestoreSource::~IRestoreSource() = default;
 
+String IStoredFile::getContent() const {
+    return String();
+}
+
 }  // namespace vexil::app

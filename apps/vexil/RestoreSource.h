@@ -1,6 +1,7 @@
 #pragma once
 
 #include "apps/vexil/Download.h"
+#include "apps/vexil/FileOutStream.h"
 #include "apps/vexil/TransferPolicy.h"
 
 #include <filesystem>
@@ -22,7 +23,10 @@ public:
     virtual std::filesystem::path getRelativePath() const = 0;
     /// In bytes, as it was listed.
     virtual int64 getSize() const = 0;
-    virtual std::unique_ptr<IDownload> makeDownload(const P<zet::IOutStream>& out) const = 0;
+    /// Says which content it has, for CPartFile; "" if nobody could prove that later. "" by default.
+    virtual String getContent() const;
+    /// \param out  empty, or with what an earlier program has left of this content. Stands at its beginning
+    virtual std::unique_ptr<IDownload> makeDownload(const P<CFileOutStream>& out) const = 0;
 };
 
 /// Where a backup was kept.

@@ -3,7 +3,10 @@
 #include "apps/vexil/Context.h"
 #include "apps/vexil/ObjectDownload.h"
 #include "apps/vexil/ObjectKey.h"
+#include "apps/vexil/PartName.h"
 #include "apps/vexil/Text.h"
+
+#include <algorithm>
 
 namespace vexil::app {
 
@@ -14,6 +17,11 @@ bool isFolderMarker(const CS3ListObjectsElement& element) {
     return element.getSize() == 0 && element.getKey().endsWith("/");
 }
 
+String getLastName(const String& key) {
+    const std::size_t slash = key.findLast(L'/');
+    return slash == String::npos ? key : key.substr(slash + 1);
+}
+
 }  // namespace
 
 class CS3RestoreSource::CObject : public IStoredFile {
@@ -21,7 +29,8 @@ public:
     /// The source must outlive it.
     /// \param problem  why it cannot become a file; "" for one that may
     CObject(const CS3RestoreSource& source, const CS3ListObjectsElement& element, const String& problem)
-        : m_source(source), m_key(element.getKey()), m_size(element.getSize()), m_problem(problem) {}
+        : m_source(source), m_key(element.getKey()), m_size(element.getSize()), m_eTag(element.getETag()),
+          m_problem(problem) {}
 
     String getName() const override { return m_key; }
     String getRelativeName() const override { return m_key.substr(m_source.m_prefix.length()); }
@@ -32,14 +41,27 @@ public:
         return makeRelativePath(m_source.m_prefix, m_key);
     }
     int64 getSize() const override { return m_size; }
-    std::unique_ptr<IDownload> makeDownload(const P<zet::IOutStream>& out) const override {
-        return std::make_unique<CObjectDownload>(m_source.m_context, m_source.m_bucket, m_key, out);
+    // Without an MD5 nobody could tell whether what was left has become something else since.
+    String getContent() const override {
+        const bool isProvable =
+            m_source.m_context.verifiesETags() && !CS3Client::getContentMD5({{"etag", m_eTag}}).isEmpty();
+        return isProvable ? m_eTag + " " + String::fromInt(m_size) : String();
+    }
+    std::unique_ptr<IDownload> makeDownload(const P<CFileOutStream>& out) const override {
+        auto download =
+            std::make_unique<CObjectDownload>(m_source.m_context, m_source.m_bucket, m_key, out.get());
+        if (out->getSize() > 0) {
+            // At least one byte is asked for, so that the server can tell that the object is the same.
+            download->goOn(*out, std::min(out->getSize(), m_size - 1), m_eTag);
+        }
+        return download;
     }
 
 private:
     const CS3RestoreSource& m_source;
     String m_key;
     int64 m_size;
+    String m_eTag;
     String m_problem;
 };
 
@@ -52,7 +74,7 @@ public:
     String getRelativeName() const override { return String(); }
     std::filesystem::path getRelativePath() const override { throw CError(CObjectListing::unreadableReason); }
     int64 getSize() const override { return 0; }
-    std::unique_ptr<IDownload> makeDownload(const P<zet::IOutStream>&) const override {
+    std::unique_ptr<IDownload> makeDownload(const P<CFileOutStream>&) const override {
         throw CError(CObjectListing::unreadableReason);
     }
 
@@ -100,6 +122,8 @@ void CS3RestoreSource::read() {
         m_groups.finish();
     } else if (isFolderMarker(*element)) {
         return;
+    } else if (findPartName(getLastName(element->getKey()))) {
+        give(element, leftPartReason);
     } else if (isFile(*element)) {
         m_groups.add(element);
     } else {

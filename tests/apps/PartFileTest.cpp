@@ -1,12 +1,16 @@
 #include "apps/vexil/PartFile.h"
 
+#include "apps/vexil/NativeFile.h"
+#include "apps/vexil/PartName.h"
 #include "apps/vexil/Text.h"
 #include "tests/support/WhatOf.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <filesystem>
+#include <fstream>
 #include <iterator>
 #include <string>
 
@@ -14,8 +18,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using vexil::String;
-using vexil::app::CPartFile;
-using vexil::app::toPath;
+using namespace vexil::app;
 
 class PartFileTest : public testing::Test {
 protected:
@@ -39,19 +42,90 @@ TEST_F(PartFileTest, HasTheNameOfTheFile) {
     EXPECT_EQ(name.substr(0, start.size()), start);
     EXPECT_EQ(name.size(), start.size() + 16) << name;
     EXPECT_EQ(name.find_first_not_of("0123456789abcdef", start.size()), name.npos) << name;
-    EXPECT_TRUE(CPartFile::mayBePart(String::fromUTF8(partNameOf("a b.txt"))));
+    EXPECT_TRUE(isPartName(name));
     EXPECT_TRUE(fs::is_empty(folder)) << "nothing is left without a commit";
+}
+
+TEST_F(PartFileTest, APartOfTheSameContentIsTakenOver) {
+    const fs::path part = folder / makePartName("a", makeDigitsFor("content 5"));
+    std::ofstream(part, std::ios::binary) << "01234";
+    {
+        CPartFile file(folder / "a", FileAccess::Usual, "content 5");
+        EXPECT_EQ(file.getStream()->getSize(), 5);
+        EXPECT_EQ(file.getStream()->getPosition(), 0);
+        std::string kept;
+        file.getStream()->keep(3, [&kept](const void* data, int length) {
+            kept.append(static_cast<const char*>(data), static_cast<std::size_t>(length));
+        });
+        EXPECT_EQ(kept, "012");
+        EXPECT_EQ(file.getStream()->getSize(), 3);
+        file.getStream()->write("abc", 3);
+        // Nobody else takes it meanwhile.
+        const CPartFile other(folder / "a", FileAccess::Usual, "content 5");
+        EXPECT_EQ(other.getStream()->getSize(), 0);
+        CNativeFile left;
+        EXPECT_NE(left.openLeft(part), 0);
+        file.commit();
+    }
+    std::ifstream stream(folder / "a", std::ios::binary);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(stream), {}), "012abc");
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), 1);
+}
+
+TEST_F(PartFileTest, WhatHasTheNameOfANewFileIsKept) {
+    const fs::path path = folder / "a";
+    std::ofstream(path) << "precious";
+    CNativeFile file;
+    EXPECT_EQ(file.create(path, FileAccess::Usual), EEXIST);
+    EXPECT_EQ(fs::file_size(path), 8u);
+}
+
+struct PartNameCase {
+    const char* text;
+    const char* name;  // null for no part
+    bool isOld;
+};
+
+TEST_F(PartFileTest, TheNameOfAPartIsRead) {
+    const std::string longName(196, 'x');
+    const std::string longPart = "." + longName + ".vexil-part-0123456789abcdef";
+    const std::string longerPart = ".x" + longName + ".vexil-part-0123456789abcdef";
+    const PartNameCase cases[] = {
+        {".a b.vexil-part-0123456789abcdef", "a b", false},
+        {".a.VEXIL-PART-0123456789ABCDEF-OLD", "a", true},
+        {longPart.c_str(), longName.c_str(), false},
+        {longerPart.c_str(), "", false},
+        {"a.vexil-part-0123456789abcdef", nullptr, false},
+        {"..vexil-part-0123456789abcdef", nullptr, false},
+        {".vexil-part-0123456789abcdef", nullptr, false},
+        {".a.vexil-part-0123456789abcde", nullptr, false},
+        {".a.vexil-part-0123456789abcdefa", nullptr, false},
+        {".a.vexil-part-0123456789abcdeg", nullptr, false},
+        {".a.vexil-part-0123456789abcdef-ol", nullptr, false},
+        {"", nullptr, false},
+        {"-old", nullptr, false},
+    };
+    for (const PartNameCase& test : cases) {
+        const auto part = findPartName(test.text);
+        ASSERT_EQ(part.has_value(), test.name != nullptr) << test.text;
+        EXPECT_EQ(isPartName(test.text), part.has_value()) << test.text;
+        if (part) {
+            EXPECT_EQ(part->name, test.name);
+            EXPECT_EQ(part->digits, "0123456789abcdef");
+            EXPECT_EQ(part->isOld, test.isOld) << test.text;
+        }
+    }
 }
 
 // Two programs that write one file at the same time must not write into one part.
 TEST_F(PartFileTest, EachPartHasANameOfItsOwn) {
     EXPECT_NE(partNameOf("a"), partNameOf("a"));
-    EXPECT_NE(CPartFile::makeName("a"), CPartFile::makeName("a"));
+    EXPECT_NE(makeRandomDigits(), makeRandomDigits());
 }
 
 /// The name of a part before its random digits, both in UTF-8 whatever the system's own form of names.
 std::string makeName(const std::string& name) {
-    const std::u8string part = CPartFile::makeName(toPath(name)).u8string();
+    const std::u8string part = makePartName(toPath(name), "0123456789abcdef").u8string();
     return std::string(part.begin(), part.end() - 17);
 }
 

@@ -31,6 +31,7 @@ class FakeS3:
         self.objects = {}
         self.modified = {}  # when objects were stored, where it is not the usual time
         self.listed_sizes = {}  # where the listing shall lie
+        self.lists_etags = False
         self.listed_names = {}  # other names under which the listing shows keys
         self.encodes = False  # names in listings, where it is asked for
         self.refuses_encoding = False
@@ -118,8 +119,9 @@ class FakeS3:
                     errors="surrogateescape")
 
     def listed(self, key, write):
+        etag = f"<ETag>{escape(self.etag(key))}</ETag>" if self.lists_etags else ""
         return (f"<Contents><Key>{write(self.listed_names.get(key, key))}</Key>"
-                f"<LastModified>{self.modified.get(key, '2024-01-01T00:00:00.000Z')}</LastModified>"
+                f"<LastModified>{self.modified.get(key, '2024-01-01T00:00:00.000Z')}</LastModified>{etag}"
                 f"<Size>{self.listed_sizes.get(key, len(self.objects[key]))}</Size></Contents>")
 
 

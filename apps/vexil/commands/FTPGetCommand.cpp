@@ -4,6 +4,7 @@
 #include "apps/vexil/Context.h"
 #include "apps/vexil/FTPDownload.h"
 #include "apps/vexil/FTPPath.h"
+#include "apps/vexil/LeftParts.h"
 #include "apps/vexil/PartFile.h"
 #include "apps/vexil/SingleTransfer.h"
 #include "apps/vexil/StandardOutStream.h"
@@ -37,6 +38,7 @@ ExitCode CFTPGetCommand::run(CContext& context) {
     if (m_file.empty() || m_file == "-") {
         download(context, path, new CStandardOutStream(context.getConsole()));
     } else {
+        CLeftParts::clearOf(context.getConsole(), toPath(m_file));
         CPartFile file(toPath(m_file));
         download(context, path, file.getStream());
         file.commit();

@@ -4,6 +4,7 @@
 #include "apps/vexil/CommandSyntax.h"
 #include "apps/vexil/Context.h"
 #include "apps/vexil/HTTPBodySink.h"
+#include "apps/vexil/LeftParts.h"
 #include "apps/vexil/PartFile.h"
 #include "apps/vexil/Progress.h"
 #include "apps/vexil/RedirectFollower.h"
@@ -47,6 +48,7 @@ ExitCode CHTTPGetCommand::run(CContext& context) {
         const P<zet::IOutStream> out = new CStandardOutStream(context.getConsole());
         download(context, request, *out);
     } else {
+        CLeftParts::clearOf(context.getConsole(), toPath(m_file));
         CPartFile file(toPath(m_file));
         download(context, request, *file.getStream());
         file.commit();

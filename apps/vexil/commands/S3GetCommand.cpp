@@ -2,6 +2,7 @@
 
 #include "apps/vexil/CommandSyntax.h"
 #include "apps/vexil/Context.h"
+#include "apps/vexil/LeftParts.h"
 #include "apps/vexil/ObjectDownload.h"
 #include "apps/vexil/PartFile.h"
 #include "apps/vexil/Progress.h"
@@ -32,6 +33,7 @@ ExitCode CS3GetCommand::run(CContext& context) {
     if (m_file.empty() || m_file == "-") {
         download(context, new CStandardOutStream(context.getConsole()));
     } else {
+        CLeftParts::clearOf(context.getConsole(), toPath(m_file));
         CPartFile file(toPath(m_file));
         download(context, file.getStream());
         file.commit();
