@@ -355,6 +355,22 @@ TEST_F(AsyncNetRequestManagerCalls, ARequestIsTakenOffBeforeItIsTold) {
     EXPECT_EQ(listener->count, 1);
 }
 
+TEST_F(AsyncNetRequestManagerCalls, ARequestIsToldBeforeItStandsInTheList) {
+    add(2);
+    for (const std::size_t index : {0u, 1u}) {
+        const P<TestListener> listener = new TestListener;
+        requests[index]->setDoneListener(listener);
+        listener->then = [this, index] {
+            EXPECT_EQ(finished.size(), index);
+            throw OwnError("listener");
+        };
+    }
+    performAnswers(CURLM_OK, 0);
+    tell({messageOf(requests[0]->getHandle(), CURLE_OK), messageOf(requests[1]->getHandle(), CURLE_OK)});
+    EXPECT_THROW(manager->handleEvents(&finished), OwnError);
+    EXPECT_THAT(finished, ElementsAre(requests[0], requests[1])) << "whatever a listener throws";
+}
+
 TEST_F(AsyncNetRequestManagerCalls, OtherMessagesAndUnknownHandlesArePassedOver) {
     add(2);
     performAnswers(CURLM_OK, 0);

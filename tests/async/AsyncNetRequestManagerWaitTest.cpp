@@ -543,11 +543,50 @@ TEST_F(AsyncNetRequestManagerScale, FindsOutThatOnlyItsOwnDescriptorIsLow) {
         EXPECT_THAT(multiCalls().names, Contains("select")) << "at first";
         EXPECT_THAT(multiCalls().names, Contains("poll")) << "when nothing was heard of the sockets";
     }
-    // Another one, so that no connection is kept.
+    // Another one, so that none of these connections is taken; but it is kept.
     peer = std::make_unique<ScriptedPeer>();
     multiCalls().names.clear();
     run(manager, 20);
-    EXPECT_THAT(multiCalls().names, Not(Contains("poll"))) << "with the next requests it begins anew";
+    EXPECT_THAT(multiCalls().names, Contains("poll"));
+    EXPECT_THAT(multiCalls().names, Not(Contains("select"))) << "found out once and for all";
+}
+
+TEST_F(AsyncNetRequestManagerScale, FindsOutThatAKeptConnectionIsHigh) {
+    OpenManager manager;
+    ConnectionScript script = peer->onConnection();
+    for (int i = 0; i < 5; ++i) {
+        script.expectRequest().pause().reply(answerOf("HTTP/1.1 200 OK", "kept"));
+    }
+    // What it waits for comes while it waits.
+    const auto runOne = [&](int timeoutMs) {
+        const P<OpenRequest> request = makeRequest(peer->url());
+        manager.addRequest(request);
+        while (!peer->waitUntilPaused(1, std::chrono::milliseconds(0))) {
+            manager.waitForEvents(0);
+            manager.handleEvents(nullptr);
+        }
+        multiCalls().names.clear();
+        peer->release();
+        while (manager.getRequestCount() > 0) {
+            manager.waitForEvents(timeoutMs);
+            manager.handleEvents(nullptr);
+        }
+        request->checkAsyncResult();
+    };
+    {
+        const TakenDescriptors taken;
+        runOne(0);
+        EXPECT_THAT(multiCalls().names, Not(Contains("poll"))) << "it has not waited";
+    }
+    // Descriptors are low again, but for that of the connection: select() waits in vain for it, once.
+    runOne(-1);
+    EXPECT_THAT(multiCalls().names, Contains("select"));
+    for (int i = 0; i < 3; ++i) {
+        runOne(-1);
+        EXPECT_THAT(multiCalls().names, Contains("poll"));
+        EXPECT_THAT(multiCalls().names, Not(Contains("select")));
+    }
+    EXPECT_EQ(peer->connectionCount(), 1u);
 }
 
 }  // namespace

@@ -137,6 +137,9 @@ TEST_F(AsyncNetRequestThreadTest, RefusesNull) {
     const auto error = thrownBy<vexil::CInvalidArgError>([this] { thread->addRequest(nullptr); });
     ASSERT_TRUE(error);
     EXPECT_EQ(error->getPlace(), "CAsyncNetRequestThread::addRequest");
+    const auto restart = thrownBy<vexil::CInvalidArgError>([this] { thread->restartRequest(nullptr); });
+    ASSERT_TRUE(restart);
+    EXPECT_EQ(restart->getPlace(), "CAsyncNetRequestThread::restartRequest");
     thread->start();
     gate->waitForPasses(2);
     EXPECT_TRUE(thread->isAlive());
@@ -533,6 +536,266 @@ TEST_F(AsyncNetRequestThreadTest, AHookMayRemoveARequest) {
     thread->onEvents = {};
 }
 
+// ---- restarts
+
+TEST_F(AsyncNetRequestThreadTest, AHandlerMayRestartARunningRequest) {
+    thread->start();
+    const P<CNetRequest> request = startEndless("/first");
+    request->setDoneListener(makeCounter());
+    peer.onConnection().expectRequest().reply(okReply);
+    gate->callOnWorker([&] {
+        request->setURL(String::fromUTF8(peer.url("/second")));
+        thread->restartRequest(request);
+        EXPECT_FALSE(request->isAsyncDone());
+    });
+    EXPECT_TRUE(request->waitAsyncDone(longTime));
+    request->checkAsyncResult();
+    EXPECT_EQ(bodyOf(*request), "ok");
+    ASSERT_EQ(peer.requests().size(), 2u);
+    EXPECT_EQ(peer.requests()[1].requestLine(), "GET /second HTTP/1.1");
+    thread->stop(true);
+    EXPECT_THAT(record.texts(), ElementsAre("told")) << "of the transfer that was given up nothing is told";
+    EXPECT_EQ(thread->getError().get(), nullptr);
+}
+
+TEST_F(AsyncNetRequestThreadTest, ADoneListenerMayRestartItsRequest) {
+    peer.onConnection().expectRequest().reply(missingReply).expectRequest().reply(okReply);
+    const P<CNetRequest> request = makeRequest();
+    const P<TestListener> listener = new TestListener;
+    zet::CSignal isDoneTwice;
+    listener->then = [&] {
+        listener->then = [&] { isDoneTwice.set(); };
+        thread->restartRequest(request);
+        thread->addRequest(request);  // once is enough, and twice does no harm
+    };
+    request->setDoneListener(listener);
+    thread->start();
+    thread->addRequest(request);
+    EXPECT_TRUE(isDoneTwice.wait(longTime));
+    EXPECT_EQ(listener->count, 2);
+    EXPECT_EQ(listener->errorSeen.get(), nullptr);
+    gate->waitForPasses(2);
+    EXPECT_TRUE(thread->isAlive());
+}
+
+TEST_F(AsyncNetRequestThreadTest, NothingIsToldOfWhatEndsInThePassOfItsRestart) {
+    // Both end in their first step, in the same pass. The listener of either one restarts the other.
+    const P<CNetRequest> first = makeRequest();
+    const P<CNetRequest> second = makeRequest();
+    first->setURL("nosuch://host/");
+    second->setURL("nosuch://host/");
+    std::vector<std::string> told;
+    std::vector<int> inFirstPass;
+    const P<TestListener> ofFirst = new TestListener;
+    const P<TestListener> ofSecond = new TestListener;
+    const auto restart = [&](const P<CNetRequest>& other, const char* name) {
+        told.emplace_back(name);
+        if (told.size() == 1) {
+            thread->restartRequest(other);
+        }
+    };
+    ofFirst->then = [&] { restart(second, "first"); };
+    ofSecond->then = [&] { restart(first, "second"); };
+    first->setDoneListener(ofFirst);
+    second->setDoneListener(ofSecond);
+    gate->always = [&] {
+        if (inFirstPass.empty() && !told.empty()) {
+            inFirstPass = {first->isAsyncDone(), second->isAsyncDone()};
+            EXPECT_EQ(told.size(), 1u);
+        }
+    };
+    thread->addRequest(first);
+    thread->addRequest(second);
+    thread->start();
+    EXPECT_TRUE(first->waitAsyncDone(longTime));
+    EXPECT_TRUE(second->waitAsyncDone(longTime));
+    gate->waitForPasses(2);
+    thread->stop(true);
+    EXPECT_EQ(ofFirst->count, 1);
+    EXPECT_EQ(ofSecond->count, 1);
+    EXPECT_EQ(inFirstPass[0] + inFirstPass[1], 1);
+}
+
+TEST_F(AsyncNetRequestThreadTest, ASinkMayRestartItsOwnRequest) {
+    thread->start();
+    peer.setDefaultReply(okReply);
+    const P<CNetRequest> request = makeRequest();
+    request->setDoneListener(makeCounter());
+    const P<TestSink> sink = new TestSink;
+    bool isFirst = true;
+    sink->onWrite = [&] {
+        if (std::exchange(isFirst, false)) {
+            thread->restartRequest(request);
+        }
+    };
+    request->setReceiveDataSink(sink);
+    thread->addRequest(request);
+    EXPECT_TRUE(request->waitAsyncDone(longTime));
+    request->checkAsyncResult();
+    thread->stop(true);
+    EXPECT_EQ(peer.requests().size(), 2u);
+    EXPECT_THAT(record.texts(), ElementsAre("told")) << "though the first transfer ended with that block";
+    EXPECT_EQ(thread->getError().get(), nullptr);
+}
+
+TEST_F(AsyncNetRequestThreadTest, AHandOverMayRestartItsRequest) {
+    peer.setDefaultReply(okReply);
+    const P<CNetRequest> request = makeRequest();
+    request->setDoneListener(makeCounter());
+    int handOvers = 0;
+    request->setReceiveDataSink(new HandOverSink([&] {
+        if (++handOvers == 1) {
+            thread->restartRequest(request);
+        }
+    }));
+    thread->addRequest(request);
+    thread->start();
+    EXPECT_TRUE(request->waitAsyncDone(longTime));
+    gate->waitForPasses(2);
+    thread->stop(true);
+    EXPECT_EQ(handOvers, 2);
+    EXPECT_THAT(record.texts(), ElementsAre("told"));
+}
+
+TEST_F(AsyncNetRequestThreadTest, RestartsFromAnotherThread) {
+    thread->start();
+    const P<CNetRequest> request = startEndless();
+    request->setDoneListener(makeCounter());
+    for (int i = 0; i < 20; ++i) {
+        addEndlessAnswer();
+        thread->restartRequest(request);
+        EXPECT_TRUE(peer.waitForRequests(static_cast<std::size_t>(i) + 2));
+    }
+    peer.onConnection().expectRequest().reply(okReply);
+    thread->restartRequest(request);
+    EXPECT_TRUE(request->waitAsyncDone(longTime));
+    request->checkAsyncResult();
+    thread->stop(true);
+    EXPECT_THAT(record.texts(), ElementsAre("told"));
+}
+
+TEST_F(AsyncNetRequestThreadTest, ARestartRunsWhatDoesNotRun) {
+    peer.setDefaultReply(okReply);
+    thread->start();
+    const P<CNetRequest> request = makeRequest();
+    for (int i = 0; i < 3; ++i) {
+        thread->restartRequest(request);
+        EXPECT_TRUE(request->waitAsyncDone(longTime));
+        request->checkAsyncResult();
+    }
+    EXPECT_EQ(peer.requests().size(), 3u);
+}
+
+TEST_F(AsyncNetRequestThreadTest, ARestartBeforeTheStartRunsOnce) {
+    peer.setDefaultReply(okReply);
+    const P<CNetRequest> added = makeRequest("/added");
+    const P<CNetRequest> other = makeRequest("/other");
+    added->setCancellable(true);
+    thread->addRequest(added);
+    added->cancel();
+    for (int i = 0; i < 3; ++i) {
+        thread->restartRequest(added);
+        thread->restartRequest(other);
+    }
+    thread->start();
+    for (const P<CNetRequest>& request : {added, other}) {
+        EXPECT_TRUE(request->waitAsyncDone(longTime));
+        request->checkAsyncResult();
+    }
+    EXPECT_TRUE(thread->isAlive());
+    EXPECT_EQ(peer.requests().size(), 2u);
+}
+
+TEST_F(AsyncNetRequestThreadTest, ARestartAfterTheEndWaits) {
+    thread->start();
+    thread->stop(true);
+    const P<CNetRequest> request = makeMortal("request");
+    thread->restartRequest(request);
+    thread->restartRequest(request);
+    EXPECT_FALSE(request->waitAsyncDone(0));
+}
+
+TEST_F(AsyncNetRequestThreadTest, ARemovalInThePassOfARestartTakesTheRequestOff) {
+    thread->start();
+    for (const bool isRemovedFirst : {false, true}) {
+        const P<CNetRequest> request = startEndless();
+        gate->callOnWorker([&] {
+            if (isRemovedFirst) {
+                thread->removeRequest(request);
+            }
+            thread->restartRequest(request);
+            if (!isRemovedFirst) {
+                thread->removeRequest(request);
+            }
+        });
+        gate->waitForPasses(3);
+        EXPECT_FALSE(thread->removeRequest(request));
+        EXPECT_FALSE(request->isAsyncDone());
+        EXPECT_TRUE(thread->isAlive());
+    }
+}
+
+TEST_F(AsyncNetRequestThreadTest, WhatIsRemovedDuringAPassIsNotRestartedWithTheNext) {
+    thread->start();
+    P<CNetRequest> one = startEndless();
+    P<CNetRequest> all = startEndless();
+    one->addDependencyObject(new LastWords(record, "one"));
+    all->addDependencyObject(new LastWords(record, "all"));
+    gate->hold();
+    bool isOver = false;
+    thread->onEvents = [&](CAsyncNetRequestManager& manager) {
+        if (std::exchange(isOver, true)) {
+            return;
+        }
+        thread->restartRequest(one);
+        EXPECT_TRUE(manager.removeRequest(one));
+        EXPECT_FALSE(manager.removeRequest(one));
+        one = nullptr;
+        thread->restartRequest(all);
+        manager.removeAllRequests();
+        all = nullptr;
+        record.add("removed");
+    };
+    gate->letGo();
+    gate->waitForPasses(3);
+    EXPECT_THAT(record.texts(), ElementsAre("one", "all", "removed"));
+    EXPECT_TRUE(thread->isAlive());
+    thread->stop(true);
+    EXPECT_EQ(peer.requests().size(), 2u);
+}
+
+TEST_F(AsyncNetRequestThreadTest, ACancelAfterARestartCounts) {
+    thread->start();
+    const P<CNetRequest> request = makeRequest();
+    request->setCancellable(true);
+    addEndlessAnswer();
+    thread->addRequest(request);
+    EXPECT_TRUE(peer.waitForRequests(1));
+    gate->callOnWorker([&] {
+        request->cancel();
+        thread->restartRequest(request);
+        request->cancel();
+    });
+    EXPECT_TRUE(request->waitAsyncDone(longTime));
+    EXPECT_THROW(request->checkAsyncResult(), CCURLError);
+    EXPECT_EQ(peer.requests().size(), 1u) << "cancelled before it was sent again";
+}
+
+TEST_F(AsyncNetRequestThreadTest, ARestartIsForgottenWhenTheWorkerStops) {
+    thread->start();
+    P<CNetRequest> request = startEndless();
+    request->addDependencyObject(new LastWords(record, "request"));
+    gate->callOnWorker([&] {
+        thread->restartRequest(request);
+        thread->stop(false);
+    });
+    waitForEnd();
+    thread->stop(true);
+    EXPECT_FALSE(request->isAsyncDone());
+    request = nullptr;
+    EXPECT_THAT(record.texts(), ElementsAre("request"));
+}
+
 TEST_F(AsyncNetRequestThreadTest, ARemovalOnAThreadThatDoesNotRunIsNotWaitedFor) {
     const auto begin = std::chrono::steady_clock::now();
     const P<CNetRequest> request = makeRequest();
@@ -743,6 +1006,17 @@ TEST_F(AsyncNetRequestThreadErrorTest, ARequestThatRunsAlreadyEndsIt) {
     expectEndedByRefusal();
     EXPECT_FALSE(request->isAsyncDone());
     EXPECT_THAT(record.texts(), IsEmpty()) << "no orderly end";
+}
+
+TEST_F(AsyncNetRequestThreadErrorTest, ARemovalAndAnAdditionOnTheWorkerEndIt) {
+    thread->start();
+    const P<CNetRequest> request = startEndless();
+    gate->callOnWorker([&] {
+        thread->removeRequest(request);
+        thread->addRequest(request);
+    });
+    expectEndedByRefusal();
+    EXPECT_FALSE(request->isAsyncDone());
 }
 
 TEST_F(AsyncNetRequestThreadErrorTest, ARequestThatAnotherManagerRunsEndsIt) {

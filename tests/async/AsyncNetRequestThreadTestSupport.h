@@ -228,6 +228,21 @@ protected:
         EXPECT_TRUE(peer.waitForRequests(before + 1, std::chrono::milliseconds(longTime)));
         return request;
     }
+    /// Records each call.
+    P<TestListener> makeCounter() {
+        class Counter : public TestListener {
+        public:
+            explicit Counter(Record& record) : m_record(record) {}
+            void onDone(CNetRequest* request, CError* error) override {
+                m_record.add("told");
+                TestListener::onDone(request, error);
+            }
+
+        private:
+            Record& m_record;
+        };
+        return new Counter(record);
+    }
     void addEndlessAnswer() { peer.onConnection().clientMayLeave().expectRequest().waitForClose(); }
 
     void waitForEnd() const {

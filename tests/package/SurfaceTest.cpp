@@ -1008,6 +1008,7 @@ void name_vexil_CAsyncNetRequestThread() {
     name(static_cast<void (Class::*)(CNetRequest*)>(&Class::addRequest));
     name(static_cast<bool (Class::*)(CNetRequest*)>(&Class::removeRequest));
     name(static_cast<void (Class::*)()>(&Class::removeAllRequests));
+    name(static_cast<void (Class::*)(CNetRequest*)>(&Class::restartRequest));
 }
 
 void name_vexil_CAsyncNetRequestThread_IProgressHandler() {

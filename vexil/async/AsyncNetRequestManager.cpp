@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <utility>
 
 namespace vexil {
 
@@ -25,6 +26,36 @@ void check(CURLMcode code) {
         throw CCURLError(code, "", "", -1, "", "", "", "");
     }
 }
+
+/// Makes room for one more, in steps that grow with the list.
+void reserveOneMore(TArray<P<CNetRequest>>& list) {
+    if (list.size() == list.capacity()) {
+        list.reserve(std::max<std::size_t>(4, 2 * list.size()));
+    }
+}
+
+/// Does all of its work, and keeps the first error for the end.
+class CErrorKeeper {
+public:
+    template <class Work>
+    void run(const Work& work) {
+        try {
+            work();
+        } catch (...) {
+            if (!m_error) {
+                m_error = std::current_exception();
+            }
+        }
+    }
+    void rethrow() const {
+        if (m_error) {
+            std::rethrow_exception(m_error);
+        }
+    }
+
+private:
+    std::exception_ptr m_error;
+};
 
 /// Ends the wait for events when a request is cancelled.
 class CCancelWaker : public virtual CBase, public CNetRequest::ICancelWaker {
@@ -121,9 +152,16 @@ void CAsyncNetRequestManager::start(CNetRequest* request) {
 }
 
 bool CAsyncNetRequestManager::removeRequest(CNetRequest* request) {
+    // A restart that waits counts as running: it must not begin again after this. Its reference goes last.
+    P<CNetRequest> restart;
+    const auto place = std::find(m_restarts.begin(), m_restarts.end(), request);
+    if (place != m_restarts.end()) {
+        restart = std::move(*place);
+        m_restarts.erase(place);
+    }
     const int index = find(request);
     if (index < 0) {
-        return false;
+        return restart.get() != nullptr;
     }
     removeRequest(index);
     return true;
@@ -136,13 +174,34 @@ void CAsyncNetRequestManager::removeRequest(int index) {
     request->setCancelWaker(nullptr);
     request->setConnectionPools(nullptr);
     m_requests.erase(m_requests.begin() + index);
-    m_isBeyondSelect = m_isBeyondSelect && !m_requests.empty();
 }
 
 void CAsyncNetRequestManager::removeAllRequests() {
+    // Not at its place: with a request may go an owner who restarts others.
+    const TArray<P<CNetRequest>> restarts = std::exchange(m_restarts, {});
     while (!m_requests.empty()) {
         removeRequest(getRequestCount() - 1);
     }
+}
+
+void CAsyncNetRequestManager::restartLater(CNetRequest* request) {
+    if (!isToBeRestarted(request)) {
+        m_restarts.emplace_back(request);
+    }
+    request->announceAsync();
+}
+
+P<CNetRequest> CAsyncNetRequestManager::takeRestart() {
+    if (m_restarts.empty()) {
+        return nullptr;
+    }
+    P<CNetRequest> request = m_restarts.front();
+    removeRequest(request);
+    return request;
+}
+
+bool CAsyncNetRequestManager::isToBeRestarted(const CNetRequest* request) const noexcept {
+    return std::find(m_restarts.begin(), m_restarts.end(), request) != m_restarts.end();
 }
 
 int CAsyncNetRequestManager::handleEvents(TArray<P<CNetRequest>>* finished) {
@@ -158,39 +217,45 @@ int CAsyncNetRequestManager::handleEvents(TArray<P<CNetRequest>>* finished) {
 
 int CAsyncNetRequestManager::handleFinishedRequests(TArray<P<CNetRequest>>* finished) {
     int count = 0;
-    std::exception_ptr firstError;
-    const auto keepingError = [&firstError](const auto& work) {
-        try {
-            work();
-        } catch (...) {
-            if (!firstError) {
-                firstError = std::current_exception();
-            }
-        }
-    };
+    CErrorKeeper errors;
     int messagesLeft = 0;
     while (const CURLMsg* const message = curl_multi_info_read(m_multi.get(), &messagesLeft)) {
         const int index = message->msg == CURLMSG_DONE ? findHandle(message->easy_handle) : -1;
         if (index < 0) {
             continue;
         }
-        keepingError([&] {
+        errors.run([&] {
             // The message goes with the handle.
             const CURLcode result = message->data.result;
             const P<CNetRequest> request = m_requests[static_cast<std::size_t>(index)];
             removeRequest(index);
-            ++count;
-            if (finished) {
-                // Memory may run out for the list: who waits for the request is told nevertheless.
-                keepingError([&] { finished->push_back(request); });
+            if (!isToBeRestarted(request)) {
+                ++count;
+                finish(request, result, finished);
             }
-            request->setAsyncInfo(true, result);
         });
     }
-    if (firstError) {
-        std::rethrow_exception(firstError);
-    }
+    errors.rethrow();
     return count;
+}
+
+void CAsyncNetRequestManager::finish(const P<CNetRequest>& request, CURLcode result,
+                                     TArray<P<CNetRequest>>* finished) {
+    CErrorKeeper errors;
+    bool hasRoom = false;
+    if (finished) {
+        // First: where memory runs out for the list, the one who waits for the request is told nevertheless.
+        errors.run([&] {
+            reserveOneMore(*finished);
+            hasRoom = true;
+        });
+    }
+    errors.run([&] { request->setAsyncInfo(true, result); });
+    if (hasRoom) {
+        // A listener may have used the room.
+        errors.run([&] { finished->push_back(request); });
+    }
+    errors.rethrow();
 }
 
 void CAsyncNetRequestManager::waitForEvents(int timeoutMs) {
@@ -226,13 +291,13 @@ void CAsyncNetRequestManager::waitBySelect(int timeoutMs) {
         wait = std::min(wait, maxWaitWithoutSockets);
     }
     const int count = std::max(highest, static_cast<int>(wakeUp)) + 1;
-    if (zet::CPosixSelect::select(count, &read, &write, &error, wait) > 0) {
-        if (FD_ISSET(wakeUp, &read)) {
-            m_wakeUp->clear();
-        }
-    } else if (wait > 0 && !m_requests.empty()) {
-        // Perhaps something came, for a socket that has no place in a set.
-        m_isBeyondSelect = !m_wakeUp->canSelectNewDescriptors();
+    const int ready = zet::CPosixSelect::select(count, &read, &write, &error, wait);
+    if (ready > 0 && FD_ISSET(wakeUp, &read)) {
+        m_wakeUp->clear();
+    }
+    if (ready == 0 && wait > 0 && !m_requests.empty()) {
+        // Perhaps something came, for a socket that has no place in a set: a new one, or that of a kept connection.
+        m_isBeyondSelect = !m_wakeUp->canSelectNewDescriptors() || hasReadySocket();
     }
 }
 
@@ -253,6 +318,12 @@ bool CAsyncNetRequestManager::poll(int milliseconds) {
     if (wakeUp.revents != 0) {
         m_wakeUp->clear();
     }
+    return ready > 0;
+}
+
+bool CAsyncNetRequestManager::hasReadySocket() {
+    int ready = 0;
+    check(curl_multi_wait(m_multi.get(), nullptr, 0, 0, &ready));
     return ready > 0;
 }
 

@@ -72,8 +72,9 @@ public:
     /// Lets every transfer go on as far as it can without waiting, and tells those that have ended.
     ///
     /// What a done listener throws is thrown when all of them are told.
-    /// \param finished  gets a reference to each request that has ended, in the order of their ends, behind what
-    ///                  it holds; may be null
+    /// \param finished  gets a reference to each request that has ended, in the order of their ends, after what it
+    ///                  holds, and after the request was told; may be null. Where memory runs out for the list the
+    ///                  request is told and left out, and std::bad_alloc is thrown at the end.
     /// \return how many have ended
     virtual int handleEvents(TArray<P<CNetRequest>>* finished);
 
@@ -98,14 +99,23 @@ private:
 
     /// For the worker thread: addRequest() for a request whose transfer has begun with its hand-over.
     void addAnnouncedRequest(CNetRequest* request);
+    /// For the worker thread: from here on the request is told nothing of its transfer, which takeRestart() gives up.
+    /// May be called while libcurl calls back.
+    void restartLater(CNetRequest* request);
+    /// For the worker thread: takes off the oldest request that restartLater() got, unless it was removed since.
+    /// \return it; null when there is no more
+    P<CNetRequest> takeRestart();
     void refuseRunning(const CNetRequest* request) const;
     void start(CNetRequest* request);
+    bool isToBeRestarted(const CNetRequest* request) const noexcept;
+    void finish(const P<CNetRequest>& request, CURLcode result, TArray<P<CNetRequest>>* finished);
     int find(const CNetRequest* request) const noexcept;
     int findHandle(const CURL* handle) const noexcept;
     bool usesPoll() const noexcept;
     void waitBySelect(int timeoutMs);
     void waitByPoll(int timeoutMs);
     bool poll(int milliseconds);
+    bool hasReadySocket();
     int getWaitTime(int timeoutMs);
     bool hasSockets();
 
@@ -113,7 +123,9 @@ private:
     CurlMultiHandle m_multi;
     TArray<P<CNetRequest>> m_requests;
     bool m_performAgain = false;
-    bool m_isBeyondSelect = false;  // new sockets have no place in select()'s sets
+    TArray<P<CNetRequest>> m_restarts;
+    // Sockets have no place in select()'s sets. For good: connections are kept as long as the manager lives.
+    bool m_isBeyondSelect = false;
     const P<zet::CWakeUp> m_wakeUp;
     const P<CNetRequest::ICancelWaker> m_cancelWaker;
 };

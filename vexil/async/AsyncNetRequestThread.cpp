@@ -34,6 +34,19 @@ void carryOutOldest(Queue& queue, zet::CMutex& mutex, std::size_t count, CAsyncN
     }
 }
 
+/// Points to an object while it lives.
+template <class Object>
+class CPointerInScope {
+public:
+    CPointerInScope(Object*& pointer, Object& object) : m_pointer(pointer) { m_pointer = &object; }
+    CPointerInScope(const CPointerInScope&) = delete;
+    CPointerInScope& operator=(const CPointerInScope&) = delete;
+    ~CPointerInScope() { m_pointer = nullptr; }
+
+private:
+    Object*& m_pointer;
+};
+
 }  // namespace
 
 CAsyncNetRequestThread::IProgressHandler::~IProgressHandler() = default;
@@ -87,45 +100,98 @@ void CAsyncNetRequestThread::addRequest(CNetRequest* request) {
         throw CInvalidArgError("CAsyncNetRequestThread::addRequest", "request must not be null");
     }
     // Held first: there may be no memory for the list.
-    P<CNetRequest> held = request;
+    const P<CNetRequest> held = request;
     // From here on: who waits for it shall not meet the end of its last transfer.
     request->announceAsync();
     {
         const zet::CMutexLock lock(m_addMutex);
-        m_addQueue.push_back(std::move(held));
+        m_addQueue.push_back(held);
     }
     m_wakeUp->wake();
 }
 
 bool CAsyncNetRequestThread::removeRequest(CNetRequest* request) {
-    const P<CRemoveRequest> order = new CRemoveRequest(request);
+    const P<CRemoveRequest> order = orderRemoval(request);
+    return !isOnWorker() && waitForRemoval(*order) && order->getResult();
+}
+
+P<CAsyncNetRequestThread::CRemoveRequest> CAsyncNetRequestThread::orderRemoval(CNetRequest* request) {
+    P<CRemoveRequest> order = new CRemoveRequest(request);
     {
         const zet::CMutexLock lock(m_removeMutex);
         m_removeQueue.push_back(order);
     }
     m_wakeUp->wake();
-    if (getCurrentID() == getID()) {
-        return false;
-    }
+    return order;
+}
+
+/// Waits until it is carried out or the worker does not run. Tells whether it is carried out.
+bool CAsyncNetRequestThread::waitForRemoval(CRemoveRequest& order) {
     while (isAlive()) {
-        if (order->wait(removalSlice)) {
-            return order->getResult();
+        if (order.wait(removalSlice)) {
+            return true;
         }
     }
     // The worker's last pass may have carried it out.
-    return order->wait(0) && order->getResult();
+    return order.wait(0);
+}
+
+void CAsyncNetRequestThread::withdrawRemoval(const CRemoveRequest* order) {
+    const zet::CMutexLock lock(m_removeMutex);
+    const auto place = std::find(m_removeQueue.begin(), m_removeQueue.end(), order);
+    if (place != m_removeQueue.end()) {
+        m_removeQueue.erase(place);
+    }
+}
+
+bool CAsyncNetRequestThread::isOnWorker() const {
+    return getCurrentID() == getID();
 }
 
 void CAsyncNetRequestThread::removeAllRequests() {
     removeRequest(nullptr);
 }
 
+void CAsyncNetRequestThread::restartRequest(CNetRequest* request) {
+    if (!request) {
+        throw CInvalidArgError("CAsyncNetRequestThread::restartRequest", "request must not be null");
+    }
+    if (isOnWorker() && m_manager) {
+        m_manager->restartLater(request);
+        m_wakeUp->wake();
+        return;
+    }
+    const P<CNetRequest> held = request;
+    if (announceIfWaiting(request)) {
+        return;
+    }
+    if (!isOnWorker()) {
+        const P<CRemoveRequest> order = orderRemoval(request);
+        if (!waitForRemoval(*order)) {
+            // It would take the request off when the worker starts.
+            withdrawRemoval(order);
+        }
+    }
+    addRequest(request);
+}
+
+bool CAsyncNetRequestThread::announceIfWaiting(CNetRequest* request) {
+    const zet::CMutexLock lock(m_addMutex);
+    if (std::find(m_addQueue.begin(), m_addQueue.end(), request) == m_addQueue.end()) {
+        return false;
+    }
+    request->announceAsync();
+    return true;
+}
+
 void CAsyncNetRequestThread::runImpl() {
     CAsyncNetRequestManager manager(m_wakeUp);
+    const CPointerInScope<CAsyncNetRequestManager> managerInScope(m_manager, manager);
     while (checkContinue()) {
         // Counted first: a removal that comes behind the first step may be of a request that came there, too. It waits
         // for the next pass, which takes the request over before.
         const auto removals = sizeOf(m_removeQueue, m_removeMutex);
+        processRestarts(manager);
         processAddRequests(manager);
         carryOutOldest(m_removeQueue, m_removeMutex, removals, manager);
         manager.waitForEvents(maxPassWait);
@@ -145,6 +211,16 @@ void CAsyncNetRequestThread::handleManagerEvents(CAsyncNetRequestManager& manage
 
 void CAsyncNetRequestThread::onStopRequested() {
     m_wakeUp->wake();
+}
+
+void CAsyncNetRequestThread::processRestarts(CAsyncNetRequestManager& manager) {
+    while (const P<CNetRequest> request = manager.takeRestart()) {
+        const zet::CMutexLock lock(m_addMutex);
+        if (std::find(m_addQueue.begin(), m_addQueue.end(), request) == m_addQueue.end()) {
+            // Not announced again: a cancel() since then counts.
+            m_addQueue.push_back(request);
+        }
+    }
 }
 
 void CAsyncNetRequestThread::processAddRequests(CAsyncNetRequestManager& manager) {

@@ -17,9 +17,9 @@ class CAsyncNetRequestManager;
 
 /// A worker thread that runs many requests at once, handed to it from any thread.
 ///
-/// A pass of the worker takes over the requests that were added, carries out the removals, waits for events, at
-/// most 100 ms, tells the requests that have ended, and calls the progress handler. Adding, removing and
-/// stopping end the wait. The owner of a request waits on the request itself.
+/// A pass of the worker carries out the restarts, takes over the requests that were added, carries out the removals,
+/// waits for events, at most 100 ms, tells the requests that have ended, and calls the progress handler. Adding, removing,
+/// restarting and stopping end the wait. The owner of a request waits on the request itself.
 ///
 /// Thread safety: everything public may be called from any thread, start() and stop() included.
 ///
@@ -67,18 +67,33 @@ public:
     /// Hands over a request, of which a reference is kept, and returns at once. The worker starts its transfer in
     /// its next pass; of several requests that wait for it, the newest first. Before start(), and after the
     /// worker's end, requests only wait. The request's done signal is off from here on.
+    ///
+    /// A request that runs is refused, and the refusal ends the worker. That is so for one whose removal was ordered
+    /// on the worker just before, too, as additions are taken over before removals are carried out:
+    /// `removeRequest(r); addRequest(r)` in a listener or handler ends the worker. There restartRequest() is safe.
     /// \throws CInvalidArgError for null
     void addRequest(CNetRequest* request) override;
     /// Gives up a transfer and returns when it is off the worker, which then holds no reference any more: within
     /// a pass. A request that was added but not taken over yet is taken over first.
     ///
-    /// On the worker itself (in a listener, a handler) it does not wait: the removal follows in the next pass.
+    /// On the worker itself (in a listener, a handler) it does not wait: the removal follows in the next pass. Until
+    /// then the request must not be added again; restartRequest() does both.
     /// \param request  null for all that run
     /// \return whether the request was running (true for null); false on the worker, and when the worker does not
     ///         run: the removal then waits for it
     bool removeRequest(CNetRequest* request) override;
     /// Gives up all transfers, as removeRequest() does. Requests that are added meanwhile stay.
     void removeAllRequests();
+    /// Gives up the request's transfer, if it runs, and begins it from the start, with the settings that it has then.
+    /// A request that does not run is added; one that waits to be taken over goes on waiting.
+    ///
+    /// On any thread, the worker included: in a listener, a handler, a source or a sink. On the worker it returns at
+    /// once, and the next pass carries it out, before additions and removals: a removal that is ordered in the same
+    /// pass takes the request off again, whichever call came first. On other threads it waits as removeRequest()
+    /// does. From its return on the done signal is off, an earlier cancel() is forgotten, and neither the signal nor
+    /// the listener tells of the transfer that was given up.
+    /// \throws CInvalidArgError for null
+    void restartRequest(CNetRequest* request);
 
 protected:
     /// The worker's body.
@@ -97,6 +112,12 @@ protected:
 private:
     class CRemoveRequest;
 
+    P<CRemoveRequest> orderRemoval(CNetRequest* request);
+    bool waitForRemoval(CRemoveRequest& order);
+    void withdrawRemoval(const CRemoveRequest* order);
+    bool isOnWorker() const;
+    bool announceIfWaiting(CNetRequest* request);
+    void processRestarts(CAsyncNetRequestManager& manager);
     void processAddRequests(CAsyncNetRequestManager& manager);
 
     zet::CMutex m_addMutex;
@@ -105,6 +126,7 @@ private:
     TArray<P<CRemoveRequest>> m_removeQueue;  // guarded by m_removeMutex
     const P<IProgressHandler> m_progressHandler;
     const P<zet::CWakeUp> m_wakeUp;
+    CAsyncNetRequestManager* m_manager = nullptr;  // only on the worker
 };
 
 }  // namespace vexil
