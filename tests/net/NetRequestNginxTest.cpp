@@ -19,8 +19,10 @@
 
 namespace {
 
+using testing::AllOf;
 using testing::AnyOf;
 using testing::Contains;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
@@ -316,10 +318,11 @@ TEST_P(NetRequestNginx, ShowsNoCredentials) {
 
     EXPECT_THAT(dump(*m_request->getVerboseOutput(whole)), HasSubstr("biscuit"));
     if (GetParam() == Protocol::HTTP2) {
+        // libcurl writes each header into a message, too; what stands before it differs with its version.
         EXPECT_THAT(dump(*m_request->getVerboseOutput(whole)),
-                    HasSubstr("h2h3 [authorization: Basic " + basic));
+                    HasSubstr("[authorization: Basic " + basic + "]"));
         EXPECT_THAT(describeChildren(*m_request->getRedactedVerboseOutput(whole)),
-                    Contains("info|h2h3 [authorization: ~stripped~]"));
+                    Contains(AllOf(StartsWith("info|"), EndsWith(" [authorization: ~stripped~]"))));
     }
     for (const unsigned int length : {0u, 1u, 7u, 50u, whole}) {
         const std::string text = dump(*m_request->getRedactedVerboseOutput(length));
