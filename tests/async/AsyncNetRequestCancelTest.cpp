@@ -738,4 +738,53 @@ TEST_F(CancelUnderAWorker, ManyThreadsCancelWhatComesAndGoes) {
     thread->removeAllRequests();
 }
 
+// ---- tokens ----------------------------------------------------------------------------------------------
+
+TEST_P(CancelStates, ByATokenThatLasts) {
+    const P<vexil::CCancelToken> token = new vexil::CCancelToken;
+    request->setCancellable(false);
+    request->setCancelToken(token);
+    peer.onConnection().clientMayLeave().expectRequest().waitForClose();
+    std::thread canceller([&] {
+        EXPECT_TRUE(peer.waitForRequests(1));
+        token->cancel();
+    });
+    expectCancelled(thrownBy<CCURLError>([&] { drive(GetParam(), *request); }));
+    canceller.join();
+    peer.setDefaultReply([](const RecordedRequest&) -> std::string {
+        ADD_FAILURE() << "a request was sent";
+        return {};
+    });
+    expectCancelled(thrownBy<CCURLError>([&] { drive(GetParam(), *request); }));
+    EXPECT_EQ(peer.requests().size(), 1u);
+}
+
+TEST(CancelToken, EndsAllRequestsThatHaveItAndNoOthers) {
+    ScriptedPeer peer;
+    const P<vexil::CCancelToken> token = new vexil::CCancelToken;
+    CAsyncNetRequestManager manager;
+    std::vector<P<CNetRequest>> requests;
+    for (int i = 0; i < 3; ++i) {
+        peer.onConnection().clientMayLeave().expectRequest().waitForClose();
+        requests.push_back(makeCancellable(peer.url()));
+        requests.back()->setCancelToken(i == 0 ? nullptr : token.get());
+        manager.addRequest(requests.back());
+    }
+    std::thread canceller([&] {
+        EXPECT_TRUE(peer.waitForRequests(3));
+        token->cancel();
+    });
+    TArray<P<CNetRequest>> finished;
+    // Nobody wakes it: it must look by itself within a wait of this length.
+    while (finished.size() < 2) {
+        manager.waitForEvents(60000);
+        manager.handleEvents(&finished);
+    }
+    canceller.join();
+    EXPECT_THAT(finished, testing::UnorderedElementsAre(requests[1], requests[2]));
+    EXPECT_EQ(manager.getRequestCount(), 1);
+    expectCancelled(resultOf(*requests[1]));
+    manager.removeAllRequests();
+}
+
 }  // namespace

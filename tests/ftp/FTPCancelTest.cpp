@@ -218,4 +218,28 @@ TEST(FTPCancelOperation, EndsAnOperationOfManyTransfers) {
     EXPECT_THAT(control.failures(), IsEmpty());
 }
 
+TEST(FTPCancelOperation, BetweenTwoStepsIsNotLostByAToken) {
+    const Deadline deadline{"a cancelled operation takes no further step"};
+    ScriptedPeer control;
+    ConnectionScript script = control.onConnection();
+    script.clientMayLeave().reply("220 Ready\r\n");
+    for (const char* const reply : {"331 Password\r\n", "230 In\r\n", "257 \"/\"\r\n", "250 Gone\r\n"}) {
+        script.expectLine().reply(reply);
+    }
+    script.expectLine("QUIT").reply("221 Bye\r\n").close();
+    const P<vexil::CCancelToken> token = new vexil::CCancelToken;
+    {
+        CNetRequest request;
+        request.setCancelToken(token);
+        CFTPClient client(text("127.0.0.1:" + std::to_string(control.port())), "u", "p",
+                          CFTPClient::ConnectPlain);
+        client.deleteFile(request, "/a");
+        token->cancel();
+        expectCancelled(thrownBy<CCURLError>([&] { client.deleteFile(request, "/b"); }));
+        expectCancelled(thrownBy<CCURLError>([&] { client.deleteDirWithAllContents(request, "/c"); }));
+        EXPECT_EQ(control.received(0), "USER u\r\nPASS p\r\nPWD\r\nDELE /a\r\n");
+    }
+    EXPECT_EQ(control.connectionCount(), 1u);
+}
+
 }  // namespace

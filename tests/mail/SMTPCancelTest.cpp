@@ -113,4 +113,30 @@ TEST(SMTPCancelOperation, ACancelledClientSendsTheNextMail) {
     EXPECT_THAT(peer.failures(), IsEmpty());
 }
 
+TEST(SMTPCancelOperation, BetweenTwoMailsIsNotLostByAToken) {
+    const Deadline deadline{"a cancelled client sends no further mail"};
+    ScriptedPeer peer;
+    playEnvelope(peer)
+        .expectExactly(message + ".\r\n")
+        .reply("250 ok\r\n")
+        .expectLine("QUIT")
+        .reply("221 bye\r\n")
+        .close();
+    const P<vexil::CCancelToken> token = new vexil::CCancelToken;
+    {
+        CSMTPClient client(paramsOf(peer));
+        client.setCancelToken(token);
+        // It initialises the request again.
+        client.setRequestSetup(nullptr);
+        client.sendMail("a@x", {"b@x"}, bufferOf(message));
+        token->cancel();
+        expectCancelled(thrownBy<CCURLError>([&] { client.sendMail("a@x", {"b@x"}, bufferOf(message)); }));
+        expectCancelled(thrownBy<CCURLError>([&] { client.testConnection(); }));
+        EXPECT_THAT(peer.received(0), testing::EndsWith(envelope));
+    }
+    EXPECT_TRUE(peer.waitUntilIdle());
+    EXPECT_THAT(peer.failures(), IsEmpty());
+    EXPECT_EQ(peer.connectionCount(), 1u);
+}
+
 }  // namespace

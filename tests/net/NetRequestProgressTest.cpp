@@ -4,6 +4,7 @@
 #include "tests/support/ScriptedPeer.h"
 #include "tests/support/WhatOf.h"
 
+#include <csignal>
 #include <cstring>
 #include <stdexcept>
 #include <utility>
@@ -17,6 +18,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
+using vexil::CCancelToken;
 
 const std::string okReply = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
 
@@ -524,6 +526,112 @@ TEST_F(NetRequestProgress, ACancelWakesWhatDrivesTheTransfer) {
     request->setCancelWaker(nullptr);
     request->cancel();
     EXPECT_EQ(waker->calls, 1);
+}
+
+// ---- tokens ----------------------------------------------------------------------------------------------
+
+class NetRequestToken : public NetRequestProgress {
+protected:
+    NetRequestToken() {
+        request->setTransferProgress(nullptr);
+        request->setCancelToken(token);
+    }
+
+    const P<CCancelToken> token = new CCancelToken;
+};
+
+TEST_F(NetRequestToken, LetsTransfersRunUntilItIsCancelled) {
+    peer.setDefaultReply(okReply);
+    EXPECT_FALSE(token->isCancelled());
+    EXPECT_NO_THROW(token->throwIfCancelled());
+    request->perform();
+    request->perform();
+    EXPECT_EQ(bodyOf(*request), "ok");
+    EXPECT_EQ(request->getCancelToken(), token);
+}
+
+TEST_F(NetRequestToken, IsNotForgottenWhenATransferStarts) {
+    peer.setDefaultReply(okReply);
+    request->perform();
+    token->cancel();
+    for (int transfer = 0; transfer < 2; ++transfer) {
+        const auto error = thrownBy<CCURLError>([&] { request->perform(); });
+        expectCancelled(error);
+        EXPECT_EQ(error->getMessage(), cancelledMessage);
+        EXPECT_EQ(error->getURL(), request->getURL());
+    }
+    EXPECT_EQ(peer.requests().size(), 1u);
+    EXPECT_EQ(bodyOf(*request), "");
+}
+
+TEST_F(NetRequestToken, LeavesNoResponseOfTheTransferBefore) {
+    peer.setDefaultReply(okReply);
+    request->perform();
+    EXPECT_EQ(request->getResponseCode(), 200);
+    token->cancel();
+    const auto error = thrownBy<CCURLError>([&] { request->perform(); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getResponseCode(), 0);
+    EXPECT_EQ(request->getResponseCode(), 0);
+    EXPECT_EQ(request->getHTTPStatusLine(), "");
+    request->setCancelToken(nullptr);
+    request->perform();
+    EXPECT_EQ(request->getResponseCode(), 200);
+}
+
+TEST_F(NetRequestToken, KeepsATransferFromBeginning) {
+    token->cancel();
+    request->setURL("wrong://host/");
+    expectCancelled(thrownBy<CCURLError>([&] { request->perform(); }));
+    request->setURL(peer.url("/a").c_str());
+    expectCancelled(thrownBy<CCURLError>([&] { request->perform(); }));
+    EXPECT_TRUE(peer.waitUntilIdle());
+    EXPECT_EQ(peer.connectionCount(), 0u);
+}
+
+TEST_F(NetRequestToken, LastsPastAReset) {
+    request->reset();
+    request->setProxy("");
+    request->setURL(peer.url("/a").c_str());
+    peer.onConnection().clientMayLeave().expectRequest().waitForClose();
+    std::thread canceller([&] {
+        EXPECT_TRUE(peer.waitForRequests(1));
+        token->cancel();
+    });
+    expectCancelled(thrownBy<CCURLError>([&] { request->perform(); }));
+    canceller.join();
+}
+
+TEST_F(NetRequestToken, AndACancelBothEndATransfer) {
+    peer.onConnection().clientMayLeave().expectRequest().waitForClose();
+    expectCancelled(errorOfCancelled(
+        *request, [&] { request->perform(); }, [&] { EXPECT_TRUE(peer.waitForRequests(1)); }));
+    EXPECT_FALSE(token->isCancelled());
+}
+
+P<CCancelToken> tokenOfHandler;
+
+TEST_F(NetRequestToken, MayBeCancelledByASignalHandler) {
+    tokenOfHandler = token;
+    const auto oldHandler = std::signal(SIGTERM, [](int) { tokenOfHandler->cancel(); });
+    ASSERT_NE(oldHandler, SIG_ERR);
+    std::raise(SIGTERM);
+    std::signal(SIGTERM, oldHandler);
+    tokenOfHandler = nullptr;
+    expectCancelled(thrownBy<CCURLError>([&] { request->perform(); }));
+    expectCancelled(thrownBy<CCURLError>([&] { token->throwIfCancelled(); }));
+}
+
+TEST_F(NetRequestToken, EndsAPause) {
+    EXPECT_TRUE(token->pause(0));
+    EXPECT_TRUE(token->pause(-5));
+    const auto start = Clock::now();
+    EXPECT_TRUE(token->pause(20));
+    EXPECT_GE(Clock::now() - start, milliseconds(20));
+    std::thread canceller([&] { token->cancel(); });
+    EXPECT_FALSE(token->pause(600000)) << "the deadline of this test is shorter";
+    canceller.join();
+    EXPECT_FALSE(token->pause(0));
 }
 
 }  // namespace

@@ -24,6 +24,7 @@
 #include "vexil/mail/SMTPClient.h"
 #include "vexil/mail/SMTPParams.h"
 #include "vexil/net/CURLError.h"
+#include "vexil/net/CancelToken.h"
 #include "vexil/net/CurlHandles.h"
 #include "vexil/net/ErrorClassification.h"
 #include "vexil/net/GlobalInit.h"
@@ -165,6 +166,18 @@ void name_vexil_CCURLError() {
     name(static_cast<String (*)(const CProps&)>(&Class::getResponseCodeDomain));
 }
 
+void name_vexil_CCancelToken() {
+    using Class = vexil::CCancelToken;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object{};
+    }
+    name(static_cast<void (Class::*)() noexcept>(&Class::cancel));
+    name(static_cast<bool (Class::*)() const noexcept>(&Class::isCancelled));
+    name(static_cast<void (Class::*)() const>(&Class::throwIfCancelled));
+    name(static_cast<bool (Class::*)(int) const>(&Class::pause));
+}
+
 void name_vexil_CNetReply() {
     using Class = vexil::CNetReply;
     using namespace vexil;
@@ -281,6 +294,8 @@ void name_vexil_CNetRequest() {
     name(static_cast<void (Class::*)()>(&Class::resetForPerform));
     name(static_cast<void (Class::*)(IBase*)>(&Class::addDependencyObject));
     name(static_cast<void (Class::*)(IBase*)>(&Class::setUserData));
+    name(static_cast<void (Class::*)(CCancelToken*)>(&Class::setCancelToken));
+    name(static_cast<P<CCancelToken> (Class::*)() const>(&Class::getCancelToken));
     name(static_cast<P<IBase> (Class::*)() const>(&Class::getUserData));
     name(static_cast<void* (Class::*)() const noexcept>(&Class::getHandle));
     name(static_cast<void (Class::*)(const String&)>(&Class::setURL));
@@ -1159,6 +1174,7 @@ void name_vexil_CSMTPClient() {
         &Class::sendMail));
     name(static_cast<void (Class::*)()>(&Class::testConnection));
     name(static_cast<const CNetRequest& (Class::*)() const noexcept>(&Class::getRequest));
+    name(static_cast<void (Class::*)(CCancelToken*)>(&Class::setCancelToken));
     name(static_cast<void (*)(CNetRequest&, const CSMTPParams&, const String&, const TArray<String>&,
                               zet::IInStream*)>(&Class::makeSendMailRequest));
     name(static_cast<String (*)(const zet::CTimeFields&)>(&Class::getDateHeaderString));
@@ -1352,6 +1368,7 @@ TEST(SurfaceTest, NamesEverythingPublic) {
     name_sigil_IDigest();
     name_sigil_IDigestType();
     name_vexil_CCURLError();
+    name_vexil_CCancelToken();
     name_vexil_CNetReply();
     name_vexil_CGlobalInit();
     name_vexil_CHTTPServerHeader();

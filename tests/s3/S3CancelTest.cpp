@@ -120,4 +120,33 @@ TEST_F(S3Cancel, TheNextOperationWorks) {
     EXPECT_EQ(peer.connectionCount(), 2u);
 }
 
+/// Cancels instead of sleeping between two tries.
+class CancellingClient : public WaitlessClient {
+public:
+    CancellingClient(const std::string& url, const P<vexil::CCancelToken>& token)
+        : WaitlessClient(url), m_token(token) {}
+
+protected:
+    void waitBeforeRetry(int milliseconds) override {
+        WaitlessClient::waitBeforeRetry(milliseconds);
+        m_token->cancel();
+    }
+
+private:
+    const P<vexil::CCancelToken> m_token;
+};
+
+TEST_F(S3Cancel, BetweenTwoTriesIsNotLostByAToken) {
+    const P<vexil::CCancelToken> token = new vexil::CCancelToken;
+    CancellingClient cancelling(peer.url(""), token);
+    request.setCancelToken(token);
+    peer.setDefaultReply("HTTP/1.1 503 Slow Down\r\nContent-Length: 0\r\n\r\n");
+    expectCancelled(thrownBy<CCURLError>([&] { cancelling.getObject(request, "b", "k", 0, -1); }));
+    EXPECT_EQ(cancelling.waits.size(), 1u);
+    EXPECT_EQ(peer.requests().size(), 1u);
+    // Nor is any further operation begun.
+    expectCancelled(thrownBy<CCURLError>([&] { cancelling.objectExists(request, "b", "k"); }));
+    EXPECT_EQ(peer.requests().size(), 1u);
+}
+
 }  // namespace

@@ -17,6 +17,8 @@ namespace {
 
 constexpr int maxWait = 1000;               // milliseconds
 constexpr int maxWaitWithoutSockets = 100;  // milliseconds
+// A token may be cancelled in a signal handler, which can wake nobody.
+constexpr int maxWaitWithTokens = 100;  // milliseconds
 // So many find room in select()'s sets, which hold the descriptors below FD_SETSIZE or, on Windows, 64 sockets.
 // A request has up to two.
 constexpr int maxSelectRequests = FD_SETSIZE >= 1024 ? 400 : 32;
@@ -149,6 +151,7 @@ void CAsyncNetRequestManager::start(CNetRequest* request) {
     }
     // Also where cancelling is off: it may be switched on while the transfer waits to begin.
     request->setCancelWaker(m_cancelWaker);
+    m_hasTokens = m_hasTokens || request->m_cancelToken;
 }
 
 bool CAsyncNetRequestManager::removeRequest(CNetRequest* request) {
@@ -174,6 +177,7 @@ void CAsyncNetRequestManager::removeRequest(int index) {
     request->setCancelWaker(nullptr);
     request->setConnectionPools(nullptr);
     m_requests.erase(m_requests.begin() + index);
+    m_hasTokens = m_hasTokens && !m_requests.empty();
 }
 
 void CAsyncNetRequestManager::removeAllRequests() {
@@ -330,7 +334,8 @@ bool CAsyncNetRequestManager::hasReadySocket() {
 int CAsyncNetRequestManager::getWaitTime(int timeoutMs) {
     long timeout = 0;
     check(curl_multi_timeout(m_multi.get(), &timeout));
-    const int longest = timeout < 0 || timeout > maxWait ? maxWait : static_cast<int>(timeout);
+    const int limit = m_hasTokens ? maxWaitWithTokens : maxWait;
+    const int longest = timeout < 0 || timeout > limit ? limit : static_cast<int>(timeout);
     return timeoutMs < 0 ? longest : std::min(timeoutMs, longest);
 }
 

@@ -126,6 +126,7 @@ private:
     TArray<P<CNetRequest>> m_restarts;
     // Sockets have no place in select()'s sets. For good: connections are kept as long as the manager lives.
     bool m_isBeyondSelect = false;
+    bool m_hasTokens = false;  // of its requests at least one has had a cancel token
     const P<zet::CWakeUp> m_wakeUp;
     const P<CNetRequest::ICancelWaker> m_cancelWaker;
 };

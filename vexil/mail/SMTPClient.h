@@ -51,6 +51,10 @@ public:
     ///         header list or receive data sink; the client then has no hook, as after any error of the hook
     void setRequestSetup(INetRequestSetup* setup);
 
+    /// CNetRequest::setCancelToken() of the client's own request: once it is cancelled, every mail and test of this client
+    /// ends, or does not begin. Null, the default, for none.
+    void setCancelToken(CCancelToken* token) { m_request.setCancelToken(token); }
+
     /// Sends a message. To an empty list of recipients nothing is sent, which is logged as a warning and is a
     /// success.
     /// \param from     the sender's address, "" for none (bounces)

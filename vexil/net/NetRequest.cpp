@@ -89,10 +89,12 @@ void CNetRequest::reset() {
     }
     resetForPerform();
     setDefaultOptions();
+    setProgressOptions();
 }
 
 void CNetRequest::resetForPerform() {
     m_isCancelled = false;
+    m_isUnsent = false;
     if (m_customHTTPHeaders) {
         setOptionPtr(CURLOPT_HTTPHEADER, m_customHTTPHeaders->getSList());
     }

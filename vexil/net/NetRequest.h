@@ -2,6 +2,7 @@
 
 #include "vexil/BaseTypes.h"
 #include "vexil/Export.h"
+#include "vexil/net/CancelToken.h"
 #include "vexil/net/CurlHandles.h"
 #include "vexil/net/HeaderAssembler.h"
 #include "vexil/net/NetHeaders.h"
@@ -183,7 +184,7 @@ public:
     ~CNetRequest() override;
 
     /// Back to the state after construction; open connections, DNS and TLS sessions are kept for reuse. The
-    /// user data, whether the request is verbose and the verbose settings keep their values, but libcurl's
+    /// user data, the cancel token, whether the request is verbose and the verbose settings keep their values, but libcurl's
     /// own verbose switch goes off: call setVerbose() again.
     void reset();
 
@@ -310,6 +311,15 @@ public:
     /// Whether cancel() can be used (CURLOPT_XFERINFOFUNCTION, CURLOPT_NOPROGRESS). Default false: libcurl is then spared
     /// the question. A request with a progress object can always be cancelled.
     void setCancellable(bool cancellable);
+    /// What ends the transfers of this request for good once it is cancelled, those that have not begun too
+    /// (CURLOPT_XFERINFOFUNCTION, CURLOPT_NOPROGRESS); a reference is kept. Null, the default, for none. Lasts past reset(),
+    /// so that it counts for every step and every try of a client's operation.
+    ///
+    /// A transfer fails as after cancel(). perform() sends nothing then, and there is no response; a manager may begin to
+    /// connect.
+    void setCancelToken(CCancelToken* token);
+    /// What setCancelToken() was given; null for none.
+    P<CCancelToken> getCancelToken() const { return m_cancelToken; }
 
     // ---- how ---------------------------------------------------------------------------------------------
 
@@ -394,7 +404,7 @@ public:
     /// under a manager; but after a name is resolved, and within some 2 s behind the data of an FTP file or a mail. It
     /// fails with a CCURLError of code 42 (CURLE_ABORTED_BY_CALLBACK) and the detail "transfer cancelled", or ends as it
     /// had before. A call before a transfer, or between two tries of a client, is forgotten when the next one starts; for
-    /// a worker thread that is when it is handed over.
+    /// a worker thread that is when it is handed over. setCancelToken() is for a wish that lasts.
     /// \throws CError where cancelling is not enabled: see setCancellable()
     void cancel();
 
@@ -603,6 +613,8 @@ private:
     void clearErrorBuffer() noexcept { m_errorBuffer.getData()[0] = '\0'; }
 
     void setProgressOptions();
+    bool isTokenCancelled() const noexcept { return m_cancelToken && m_cancelToken->isCancelled(); }
+    CURLcode runTransfer();
     bool isProgressDue() noexcept;
     /// After a cancelled transfer: what the caller has set counts again.
     void restoreReuse() noexcept;
@@ -662,6 +674,8 @@ private:
     P<IDoneListener> m_doneListener;
 
     P<ITransferProgress> m_progress;
+    P<CCancelToken> m_cancelToken;
+    bool m_isUnsent = false;  // the last transfer was cancelled before it began
     std::chrono::steady_clock::time_point m_nextProgress;
     bool m_isCancellable = false;
     std::atomic<bool> m_isWatched{false};  // libcurl calls the progress callback

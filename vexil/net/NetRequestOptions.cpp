@@ -411,8 +411,13 @@ void CNetRequest::setCancellable(bool cancellable) {
     setProgressOptions();
 }
 
+void CNetRequest::setCancelToken(CCancelToken* token) {
+    m_cancelToken = token;
+    setProgressOptions();
+}
+
 void CNetRequest::setProgressOptions() {
-    const bool isWatched = m_isCancellable || m_progress;
+    const bool isWatched = m_isCancellable || m_progress || m_cancelToken;
     if (isWatched == m_isWatched) {
         return;
     }

@@ -50,7 +50,7 @@ void CNetRequest::perform() {
     resetForPerform();
     chooseConnections();
     clearErrorBuffer();
-    const CURLcode result = curl_easy_perform(m_handle.get());
+    const CURLcode result = runTransfer();
     restoreReuse();
     // The listener may reset this request or release it: from its call on only what is held here is used.
     const P<IDoneListener> listener = m_doneListener;
@@ -73,6 +73,16 @@ void CNetRequest::perform() {
     }
 }
 
+CURLcode CNetRequest::runTransfer() {
+    // libcurl would look up the server's name first, which may take long.
+    if (isTokenCancelled()) {
+        m_isCancelled = true;
+        m_isUnsent = true;
+        return CURLE_ABORTED_BY_CALLBACK;
+    }
+    return curl_easy_perform(m_handle.get());
+}
+
 void CNetRequest::checkTransferResult(CURLcode result) {
     if (const P<CError> error = getPendingCallbackError()) {
         error->throwClone();
@@ -89,7 +99,8 @@ void CNetRequest::checkTransferResult(CURLcode result) {
 }
 
 int CNetRequest::getResponseCode() {
-    return getInfoLong(CURLINFO_RESPONSE_CODE);
+    // libcurl has the code of the transfer before.
+    return m_isUnsent ? 0 : getInfoLong(CURLINFO_RESPONSE_CODE);
 }
 
 int CNetRequest::getInfoLong(CURLINFO info) {

@@ -46,7 +46,7 @@ int CNetRequest::progressHandler(int64 downloadTotal, int64 downloaded, int64 up
             return 1;
         }
     }
-    m_isCancelled = m_isCancelRequested;
+    m_isCancelled = m_isCancelRequested || isTokenCancelled();
     if (m_isCancelled && !m_isHTTP) {
         // libcurl keeps a connection that it leaves while it waits for the reply behind a file or a mail. The next
         // transfer would take that reply for its own. restoreReuse() ends this.
