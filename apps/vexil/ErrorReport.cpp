@@ -2,6 +2,7 @@
 
 #include "apps/vexil/MissingError.h"
 #include "apps/vexil/Platform.h"
+#include "apps/vexil/RefusedConnectionError.h"
 #include "apps/vexil/Text.h"
 #include "vexil/net/CURLError.h"
 #include "vexil/net/ErrorClassification.h"
@@ -17,6 +18,7 @@ namespace {
 
 constexpr std::size_t labelWidth = 16;
 constexpr int ftpNotLoggedIn = 530;
+constexpr int ftpServiceNotAvailable = 421;
 constexpr int statusProxyLoginMissing = 407;
 
 // Replies of mail servers (RFC 5321, 4.2.1; RFC 4954, 6).
@@ -227,7 +229,8 @@ bool CErrorReport::isMissing() const {
 }
 
 bool CErrorReport::isHopeless() const {
-    return isNetworkOrServiceDownError(m_error) || m_s3Code == "NoSuchBucket" || isLoginRefused();
+    return isConnectionRefused() || isNetworkOrServiceDownError(m_error) || m_s3Code == "NoSuchBucket" ||
+           isLoginRefused();
 }
 
 bool CErrorReport::isRedirect() const {
@@ -248,7 +251,20 @@ bool CErrorReport::isProxyLoginMissing() const {
            (isTunnelRefused && m_known->getMessage().find(" 407") != String::npos);
 }
 
+// Whether a login has worked before is what counts. At the first one there is only what the server says.
+bool CErrorReport::isConnectionRefused() const {
+    if (dynamic_cast<const CRefusedConnectionError*>(&m_error) || m_ftpReply == ftpServiceNotAvailable) {
+        return true;
+    }
+    const String reply = m_facts.lookup("serverMessage").toLower();
+    return m_ftpReply == ftpNotLoggedIn &&
+           (reply.find("too many") != String::npos || reply.find("maximum") != String::npos);
+}
+
 bool CErrorReport::isLoginRefused() const {
+    if (isConnectionRefused()) {
+        return false;
+    }
     return m_status == 401 || isProxyLoginMissing() || m_s3Code == "InvalidAccessKeyId" ||
            m_s3Code == "SignatureDoesNotMatch" || m_s3Code == "RequestTimeTooSkewed" ||
            (m_known && m_known->getDomain() == "curl" && m_known->getCode() == CURLE_LOGIN_DENIED) ||
@@ -256,6 +272,9 @@ bool CErrorReport::isLoginRefused() const {
 }
 
 String CErrorReport::getHintForFTP() const {
+    if (isConnectionRefused()) {
+        return getHintForRefusedConnection();
+    }
     if (isLoginRefused()) {
         return "Check VEXIL_FTP_USER and VEXIL_FTP_PASSWORD, or the file of --credentials.";
     }
@@ -268,6 +287,11 @@ String CErrorReport::getHintForFTP() const {
         return "See what is there with: vexil ftp ls DIRECTORY";
     }
     return m_known->getDomain() == "curl" ? getHintForFTPTransfer(m_known->getCode()) : String();
+}
+
+String CErrorReport::getHintForRefusedConnection() {
+    return "The server takes no further connection for now. Try again later, with fewer --jobs, or end other "
+           "programs that use it.";
 }
 
 int CErrorReport::getMailReply() const {
@@ -298,7 +322,7 @@ String CErrorReport::getHint() const {
         // A reply of refusal says it all; libcurl's code would tell of a broken connection.
         return hint.isEmpty() && reply < firstMailRefusal ? getHintForCurl(m_known->getCode()) : hint;
     }
-    if (m_ftpReply > 0) {
+    if (m_ftpReply > 0 || isConnectionRefused()) {
         return getHintForFTP();
     }
     if (isProxyLoginMissing()) {

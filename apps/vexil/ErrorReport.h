@@ -39,6 +39,8 @@ private:
     String getMessage() const;
     String withoutLogins(const std::exception& error, const String& message) const;
     String getHintForFTP() const;
+    static String getHintForRefusedConnection();
+    bool isConnectionRefused() const;
     bool isLoginRefused() const;
     bool isProxyLoginMissing() const;
     bool isMissing() const;

@@ -56,6 +56,7 @@ private:
 CFTPSession::CFTPSession(const CFTPClient& client, INetRequestSetup& setup, CNetRequest& request,
                          int maxRetries)
     : m_client(client), m_request(request), m_policy(maxRetries) {
+    m_policy.setOwnRequest(request);
     m_client.setRequestSetup(new CFTPRequestSetup(setup, m_policy));
 }
 

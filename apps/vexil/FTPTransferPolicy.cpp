@@ -1,6 +1,7 @@
 #include "apps/vexil/FTPTransferPolicy.h"
 
 #include "apps/vexil/FTPReplies.h"
+#include "apps/vexil/RefusedConnectionError.h"
 
 #include <algorithm>
 
@@ -11,14 +12,13 @@ namespace {
 constexpr std::chrono::milliseconds firstPause(200);
 constexpr std::chrono::milliseconds maxPause(10000);
 
-// With a data connection, libcurl waits a whole second for nothing in some of the transfers of curl_easy_perform(). Under
-// a multi handle it goes on when it is called again.
 constexpr int maxWaitMilliseconds = 10;
 
 constexpr int replyServiceNotAvailable = 421;
 constexpr int replyGoodbye = 221;
 constexpr int replyNoDataConnection = 425;
 constexpr int replyAuthAccepted = 234;
+constexpr int replyDataConnectionNotSafe = 522;
 constexpr int replyPassive = 227;
 constexpr int replyExtendedPassive = 229;
 constexpr int replyLoggedIn = 230;
@@ -46,7 +46,7 @@ bool mayPassByReply(int reply) {
 /// Whether the server takes no data connection, or the TLS handshake on it has failed. That of the control connection
 /// comes first of all, or in response to AUTH.
 bool isRefusedDataConnection(int64 curlCode, int reply) {
-    return reply == replyNoDataConnection ||
+    return reply == replyNoDataConnection || reply == replyDataConnectionNotSafe ||
            (curlCode == CURLE_SSL_CONNECT_ERROR && reply > 0 && reply != replyAuthAccepted);
 }
 
@@ -69,6 +69,12 @@ bool wasRefusedAtLogin(CNetRequest& request) {
            !hasDataConnection;
 }
 
+/// Whether a connection has ended, or the server says nothing.
+bool isSilence(int64 curlCode) {
+    return curlCode == CURLE_GOT_NOTHING || curlCode == CURLE_SEND_ERROR || curlCode == CURLE_RECV_ERROR ||
+           curlCode == CURLE_SSL_CONNECT_ERROR || curlCode == CURLE_OPERATION_TIMEDOUT;
+}
+
 }  // namespace
 
 void CFTPTransferPolicy::checkResult(CNetRequest& request) {
@@ -76,8 +82,12 @@ void CFTPTransferPolicy::checkResult(CNetRequest& request) {
         request.checkAsyncResult();
     } catch (const CCURLError& error) {
         if (isRefusedDataConnection(error.getCode(), findDecisiveCode(error, request))) {
-            m_refusedRequests.insert(&request);
+            m_refusedRequests[&request] = &request;
         }
+        if (isRefusedConnection(request, error)) {
+            throwWithReply(CRefusedConnectionError(error), request);
+        }
+        m_hasLoggedIn = m_hasLoggedIn || hasReply(request, replyLoggedIn);
         throwWithReply(error, request);
     }
     m_hasLoggedIn = true;
@@ -92,13 +102,17 @@ void CFTPTransferPolicy::setUp(CNetRequest& request) {
 }
 
 void CFTPTransferPolicy::perform(CNetRequest& request) {
-    request.resetForPerform();
-    m_manager.addRequest(&request);
-    while (m_manager.getRequestCount() > 0) {
-        m_manager.waitForEvents(maxWaitMilliseconds);
-        m_manager.handleEvents(nullptr);
-    }
+    performHere(request);
     checkResult(request);
+}
+
+void CFTPTransferPolicy::performHere(CNetRequest& request) {
+    request.resetForPerform();
+    m_manager->addRequest(&request);
+    while (m_manager->getRequestCount() > 0) {
+        m_manager->waitForEvents(maxWaitMilliseconds);
+        m_manager->handleEvents(nullptr);
+    }
 }
 
 void CFTPTransferPolicy::throwWithReply(const CCURLError& error, CNetRequest& request) {
@@ -106,15 +120,20 @@ void CFTPTransferPolicy::throwWithReply(const CCURLError& error, CNetRequest& re
     if (!(error.getDomain() == "curl") || code < 1) {
         error.throwClone();
     }
-    throw CCURLError(static_cast<CURLcode>(error.getCode()), request.getErrorMessage(), "ftp", code,
-                     describeReply(request, code), "", error.getURL(), "");
+    const CCURLError described(static_cast<CURLcode>(error.getCode()), request.getErrorMessage(), "ftp", code,
+                               describeReply(request, code), "", error.getURL(), "");
+    if (dynamic_cast<const CRefusedConnectionError*>(&error)) {
+        throw CRefusedConnectionError(described);
+    }
+    throw described;
 }
 
 std::optional<std::chrono::milliseconds> CFTPTransferPolicy::decideRetry(const CError& error, int tries) {
     const auto* const transferError = dynamic_cast<const CCURLError*>(&error);
     if (tries > m_maxRetries || !transferError || !(error.getDomain() == "curl") ||
         error.getCode() == CURLE_ABORTED_BY_CALLBACK ||
-        (!mayPass(error.getCode()) && !mayPassByReply(transferError->getResponseCode()) &&
+        (!mayPass(error.getCode()) && !dynamic_cast<const CRefusedConnectionError*>(&error) &&
+         !mayPassByReply(transferError->getResponseCode()) &&
          !isRefusedDataConnection(error.getCode(), transferError->getResponseCode()))) {
         return std::nullopt;
     }
@@ -130,7 +149,8 @@ bool CFTPTransferPolicy::isRefusedConnection(CNetRequest& request, const CError&
     // A connection that has served transfers may serve another request next, which finds it taken then: what a request
     // did before tells nothing.
     return error.getCode() == CURLE_LOGIN_DENIED ||
-           (transferError->getResponseCode() == replyServiceNotAvailable && wasRefusedAtLogin(request));
+           ((transferError->getResponseCode() == replyServiceNotAvailable || isSilence(error.getCode())) &&
+            wasRefusedAtLogin(request));
 }
 
 }  // namespace vexil::app

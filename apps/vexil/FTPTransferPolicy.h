@@ -4,7 +4,7 @@
 #include "vexil/async/AsyncNetRequestManager.h"
 #include "vexil/net/CURLError.h"
 
-#include <set>
+#include <map>
 
 namespace vexil::app {
 
@@ -13,15 +13,23 @@ namespace vexil::app {
 class CFTPTransferPolicy : public ITransferPolicy {
 public:
     /// \param maxRetries  how often a transfer is tried again
-    explicit CFTPTransferPolicy(int maxRetries) : m_maxRetries(maxRetries) {}
+    explicit CFTPTransferPolicy(int maxRetries)
+        : m_maxRetries(maxRetries), m_manager(new CAsyncNetRequestManager) {}
 
     void checkResult(CNetRequest& request) override;
     std::optional<std::chrono::milliseconds> decideRetry(const CError& error, int tries) override;
     bool mayTryAgain(int tries) const override { return tries <= m_maxRetries; }
     bool preparesFurtherTries() const override { return true; }
-    /// True only when a login has succeeded before: then it is not name and password that the server does not like.
+    /// A login that is refused, by a reply or by the end of the connection. True only when one has succeeded before: then
+    /// it is not name and password that the server does not like.
     bool isRefusedConnection(CNetRequest& request, const CError& error) const override;
+    P<CNetRequest> getOwnRequest() const override { return m_ownRequest; }
+    /// Over the connection that perform() keeps, if it is the same request.
+    void performHere(CNetRequest& request) override;
     int64 getRetryCount() const override { return m_retryCount; }
+
+    /// The request that perform() is called with; a reference is kept.
+    void setOwnRequest(CNetRequest& request) { m_ownRequest = &request; }
 
     /// Call it when a request is prepared. The request then keeps connections of its own. After a data connection was
     /// refused, or its TLS handshake failed, its next transfer uses a new connection: libcurl no longer offers a session
@@ -37,8 +45,10 @@ private:
     const int m_maxRetries;
     int64 m_retryCount = 0;
     bool m_hasLoggedIn = false;
-    std::set<const CNetRequest*> m_refusedRequests;  // whose data connection was refused in the last transfer
-    CAsyncNetRequestManager m_manager;               // keeps the connection of what perform() runs
+    P<CNetRequest> m_ownRequest;
+    // Whose data connection was refused in the last transfer. They are kept: another request could get the address.
+    std::map<const CNetRequest*, P<CNetRequest>> m_refusedRequests;
+    P<CAsyncNetRequestManager> m_manager;  // keeps the connection of what perform() runs
 };
 
 }  // namespace vexil::app

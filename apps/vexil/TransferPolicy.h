@@ -27,6 +27,12 @@ public:
     /// transfer then waits for the end of another one.
     virtual bool isRefusedConnection(CNetRequest& request, const CError& error) const = 0;
 
+    /// The request for single operations, which performHere() performs over a connection of its own; null, the default, if
+    /// there is none.
+    virtual P<CNetRequest> getOwnRequest() const { return nullptr; }
+    /// Performs that request, or another one, on this thread. What comes of it is for checkResult().
+    virtual void performHere(CNetRequest&) {}
+
     /// How often something was tried again.
     virtual int64 getRetryCount() const = 0;
 };

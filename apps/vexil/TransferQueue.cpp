@@ -41,7 +41,9 @@ void detach(CNetRequest& request) {
 /// A request, and the job that has it.
 class CTransferQueue::CSlot {
 public:
-    const P<CNetRequest> request = new CNetRequest;
+    explicit CSlot(const P<CNetRequest>& toPerform) : request(toPerform) {}
+
+    const P<CNetRequest> request;
     std::unique_ptr<ITransferJob> job;  // null while the slot is free
     int tries = 0;
     std::optional<Clock::time_point> nextTry;  // set in the pause between two tries
@@ -49,7 +51,12 @@ public:
 };
 
 CTransferQueue::CTransferQueue(CContext& context, ITransferPolicy& policy, int count)
-    : m_context(context), m_policy(policy), m_count(count), m_worker(new CTransferThread) {
+    : m_context(context), m_policy(policy), m_count(count) {
+    startWorker();
+}
+
+void CTransferQueue::startWorker() {
+    m_worker = new CTransferThread;
     m_worker->start();
 }
 
@@ -92,7 +99,8 @@ int CTransferQueue::getUnfinishedCount() const noexcept {
 CTransferQueue::CSlot& CTransferQueue::takeSlot() {
     if (m_freeSlots.empty()) {
         m_freeSlots.reserve(m_slots.size() + 1);
-        m_freeSlots.push_back(m_slots.emplace_back(std::make_unique<CSlot>()).get());
+        const P<CNetRequest> request = m_onlyRequest ? m_onlyRequest : P<CNetRequest>(new CNetRequest);
+        m_freeSlots.push_back(m_slots.emplace_back(std::make_unique<CSlot>(request)).get());
     }
     CSlot& slot = *m_freeSlots.back();
     m_freeSlots.pop_back();
@@ -144,9 +152,15 @@ void CTransferQueue::handOver(CSlot& slot) {
         slot.request->setDoneListener(nullptr);
         // The worker does it, too, but a source or sink that cannot go back would end the worker.
         slot.request->resetForPerform();
-        m_worker->addRequest(slot.request);
         slot.isUnderWay = true;
+        if (m_onlyRequest) {
+            m_policy.performHere(*slot.request);
+            m_finishedHere.push_back(slot.request);
+        } else {
+            m_worker->addRequest(slot.request);
+        }
     } catch (...) {
+        slot.isUnderWay = false;
         handleFailedTry(slot, *zet::currentExceptionToError());
     }
 }
@@ -167,6 +181,8 @@ void CTransferQueue::handleEnd(CSlot& slot) {
     if (const P<CError> error = findTransferError(m_policy, *slot.request)) {
         if (isBeyondConnections(slot, *error)) {
             giveUpSlot(slot);
+        } else if (canGoOnOverOne(slot, *error)) {
+            goOnOverOne(slot);
         } else {
             handleFailedTry(slot, *error);
         }
@@ -216,6 +232,23 @@ void CTransferQueue::giveUpSlot(CSlot& slot) {
                                        formatNumberOf(m_count, "transfer") + " at once.");
 }
 
+bool CTransferQueue::canGoOnOverOne(const CSlot& slot, const CError& error) const {
+    return !m_onlyRequest && m_policy.getOwnRequest() && m_policy.isRefusedConnection(*slot.request, error);
+}
+
+void CTransferQueue::goOnOverOne(CSlot& slot) {
+    m_waitingJobs.push_front({std::move(slot.job), slot.tries});
+    m_onlyRequest = m_policy.getOwnRequest();
+    m_running = 0;
+    m_count = 1;
+    m_freeSlots.clear();
+    m_slots.clear();
+    // It may keep connections that count.
+    startWorker();
+    m_context.getConsole().message(
+        Verbosity::Info, "vexil: the server takes no further connection; going on over one connection.");
+}
+
 void CTransferQueue::beginAnewOrFail(CSlot& slot, const CError& error) {
     bool isBegunAnew = false;
     try {
@@ -252,7 +285,7 @@ void CTransferQueue::fail(CSlot& slot, const CError& error) {
 
 void CTransferQueue::waitForEnds() {
     handOverDueSlots();
-    const TArray<P<CNetRequest>> finished = m_worker->takeFinished(getWaitTime());
+    const TArray<P<CNetRequest>> finished = takeFinished();
     // Before they are looked at: an interrupt lets transfers fail.
     CInterrupt::throwIfRequested();
     for (const P<CNetRequest>& request : finished) {
@@ -266,6 +299,10 @@ void CTransferQueue::waitForEnds() {
         checkWorker();
     }
     beginWaitingJobs();
+}
+
+TArray<P<CNetRequest>> CTransferQueue::takeFinished() {
+    return m_finishedHere.empty() ? m_worker->takeFinished(getWaitTime()) : std::exchange(m_finishedHere, {});
 }
 
 void CTransferQueue::showProgress() const {

@@ -18,7 +18,8 @@ class CContext;
 /// A transfer that fails is tried again as the policy wants it; in the pause before, the others go on. Tries are counted
 /// for the whole job, however many requests it has. In all waits an interrupt is heeded.
 ///
-/// Where the server refuses a further connection, fewer transfers run at once from then on, but one at least.
+/// Where the server refuses a further connection, fewer transfers run at once from then on, but one at least. If it takes
+/// no connection for transfers at all beside the one for the policy's own operations, they go over that one.
 ///
 /// One thread. When start() or finish() has thrown, the queue is to be destroyed, which gives up all that runs.
 class CTransferQueue {
@@ -61,6 +62,10 @@ private:
     void handleFailedTry(CSlot& slot, const CError& error);
     bool isBeyondConnections(const CSlot& slot, const CError& error) const;
     void giveUpSlot(CSlot& slot);
+    bool canGoOnOverOne(const CSlot& slot, const CError& error) const;
+    void goOnOverOne(CSlot& slot);
+    void startWorker();
+    TArray<P<CNetRequest>> takeFinished();
     void beginAnewOrFail(CSlot& slot, const CError& error);
     bool beginsAnew(CSlot& slot, const CError& error);
     void fail(CSlot& slot, const CError& error);
@@ -79,6 +84,8 @@ private:
     std::vector<CSlot*> m_freeSlots;
     int m_running = 0;
     P<CTransferThread> m_worker;
+    P<CNetRequest> m_onlyRequest;           // null while the worker performs the transfers
+    TArray<P<CNetRequest>> m_finishedHere;  // what was performed on this thread
 };
 
 }  // namespace vexil::app

@@ -80,6 +80,9 @@ const Refusal refusals[] = {
     {"530 for the user name", {greeting, {"USER anonymous", {"530 Too many users"}}, quitOrNothing}},
     {"530 for the password",
      {greeting, user, {"PASS ftp@example.com", {"530 Too many logins"}}, quitOrNothing}},
+    {"the end instead of a greeting", {{"", {}}}},
+    {"the end instead of a reply to the user name", {greeting, {"USER anonymous", {}}}},
+    {"the end instead of a reply to the password", {greeting, user, {"PASS ftp@example.com", {}}}},
 };
 
 TEST_F(FTPTransferPolicyTest, ARefusedLoginBehindOneThatHasWorkedIsARefusedConnection) {

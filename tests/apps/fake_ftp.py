@@ -48,7 +48,7 @@ class FakeFTP:
         self.replies = 0
         self.commands = []           # all that came, but for logins and the like
         self.max_connections = 1000
-        self.refusal = "421 Too many connections."
+        self.refusal = "421 Too many connections."  # with 530 at the login; "" for the end without a reply
         self.replaces = True         # whether a file can be renamed onto another one
         self.unknown = ()            # commands that it does not know
         self.logins = 0
@@ -120,8 +120,9 @@ class Session:
             server.all_connections += 1
             server.most_connections = max(server.most_connections, server.connections)
         try:
-            if refused and server.refusal.startswith("421"):
-                self.reply(server.refusal)
+            if refused and not server.refusal.startswith("530"):
+                if server.refusal:
+                    self.reply(server.refusal)
                 return
             self.refused = refused
             self.reply("220 fake")

@@ -315,6 +315,8 @@ class UploadTest(FakeServerTest):
 
 
 class BackupTest(FakeServerTest):
+    REFUSALS = ("421 Too many connections.", "530 Too many logins.", "")
+
     def make_files(self, count):
         for number in range(count):
             self.write(f"f/{number % 3}/{number:02}", bytes([number]) * 1000)
@@ -343,14 +345,67 @@ class BackupTest(FakeServerTest):
 
     def test_where_the_server_takes_few_connections_fewer_are_used(self):
         self.make_files(30)
-        for refusal in ("421 Too many connections.", "530 Too many logins."):
+        for refusal in self.REFUSALS:
             for limit in (2, 4):
                 self.server.refusal, self.server.max_connections = refusal, limit
                 result = self.ftp("backup", "f", "/x")
                 self.assertIn("backed up: 30 files,", result.out)
                 self.assertIn(f"going on with {limit - 1} transfer", result.err)
-                self.ftp("restore", "/x", f"r{limit}{refusal[0]}")
-                self.assertEqual(self.files_in(f"r{limit}{refusal[0]}"), self.files_in("f"))
+                self.ftp("restore", "/x", f"r{limit}{refusal[:1]}")
+                self.assertEqual(self.files_in(f"r{limit}{refusal[:1]}"), self.files_in("f"))
+
+    def test_a_server_that_takes_one_connection_is_served_over_one(self):
+        self.make_files(10)
+        self.server.max_connections = 1
+        for refusal in self.REFUSALS:
+            self.server.refusal = refusal
+            self.server.faults["STOR /x/1/.01.*"] = [Fault(cut=5)]
+            self.server.faults["RETR /x/1/01"] = [Fault(cut=5)]
+            result = self.ftp("backup", "f", "/x")
+            self.assertIn("backed up: 10 files,", result.out)
+            self.assertIn("going on over one connection", result.err)
+            self.server.all_connections = 0
+            result = self.ftp("restore", "/x", f"r{refusal[:1]}")
+            self.assertEqual(self.files_in(f"r{refusal[:1]}"), self.files_in("f"))
+            # The one at the beginning, those for eight transfers at once, and those after the one that broke.
+            self.assertLessEqual(self.server.all_connections, 12)
+
+    def test_a_login_that_is_refused_after_it_has_worked_is_waited_for(self):
+        self.make_files(3)
+        self.server.max_connections = 1
+
+        def occupy():
+            self.server.max_connections = 0
+            threading.Timer(0.5, lambda: setattr(self.server, "max_connections", 1)).start()
+
+        for refusal in self.REFUSALS:
+            self.server.refusal = refusal
+            self.server.faults["STOR /x/1/.01.*"] = [Fault(cut=5, then=occupy)]
+            self.assertIn("backed up: 3 files,", self.ftp("backup", "f", "/x").out)
+            self.server.faults["MLSD /x"] = [Fault(reply="421 Idle.", then=occupy)]
+            self.ftp("ls", "/x")
+
+    def test_too_many_connections_are_not_called_a_wrong_password(self):
+        self.make_files(3)
+
+        def occupy():
+            self.server.max_connections = 0
+
+        for refusal in ("530 No room.", "530 Sorry, the maximum number of clients is connected.", "421 Too many."):
+            self.server.refusal = refusal
+            for arguments in (["backup", "f", "/x"], ["ls", "/"]):
+                self.server.max_connections = 1
+                self.server.faults = {"STOR *": [Fault(cut=5, then=occupy)], "MLSD /": [Fault(reply="421 Idle.", then=occupy)]}
+                result = self.ftp(*arguments, "--retries", "1", code=1)
+                self.assertIn("takes no further connection", result.err)
+                self.assertNotIn("PASSWORD", result.err)
+                self.assertNotIn("too slow", result.err)
+        self.server.max_connections = 0
+        for refusal in ("530 Sorry, the maximum number of clients is connected.", "530 Too many users.", "421 Too many."):
+            self.server.refusal = refusal
+            result = self.ftp("ls", "--retries", "0", code=None)
+            self.assertIn("takes no further connection", result.err)
+            self.assertNotIn("too slow", result.err)
 
     def test_a_server_that_refuses_everything_ends_it(self):
         self.make_files(30)
