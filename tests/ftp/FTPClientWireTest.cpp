@@ -848,6 +848,35 @@ TEST_F(FTPClientWire, BehindARefusedCommandTheNextOperationLogsInAgain) {
     expectEnd();
 }
 
+TEST_F(FTPClientWire, AnUnusedDataConnectionEndsItsControlConnection) {
+    // Some servers send 226 when the data connection is closed, although no transfer has begun on it.
+    for (const FTPDialogue& dialogue : {
+             FTPDialogue{epsv, binary, refused("SIZE f")},
+             FTPDialogue{epsv, binary, {"SIZE f", {"500 What?"}}, refused("RETR f")},
+             FTPDialogue{refused("EPSV"), {"PASV", {"227 Passive (DATA_ADDRESS)"}}, refused("TYPE I")},
+         }) {
+        SCOPED_TRACE(dialogue.back().command);
+        // What is said late comes before the reply to the next command.
+        const FTPExchange late{"DELE /b", {"226 Transfer complete", "550 No such file"}, {}, {}, true};
+        peer.play(login + dialogue + FTPDialogue{late});
+        peer.play(login + FTPDialogue{refused("DELE /b"), quitOrNothing});
+        client.prepareDownloadRequest(*request, "/f", 0, -1);
+        EXPECT_THROW(request->perform(), CCURLError);
+        EXPECT_EQ(failureOf([&] { client.deleteFile(*request, "/b"); }), "21 550");
+    }
+    expectEnd();
+}
+
+TEST_F(FTPClientWire, AUsedDataConnectionLeavesTheControlConnectionToTheNextOperation) {
+    peer.play(
+        login +
+        FTPDialogue{epsv, binary, {"SIZE f", {"213 10"}}, sends("RETR f", uploaded), done("DELE /b"), quit});
+    client.prepareDownloadRequest(*request, "/f", 0, -1);
+    request->perform();
+    client.deleteFile(*request, "/b");
+    expectEnd();
+}
+
 // ---- broken connections ----------------------------------------------------------------------------------
 
 class FTPClientCut : public testing::TestWithParam<Operation> {

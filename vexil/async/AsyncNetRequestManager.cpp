@@ -232,6 +232,7 @@ int CAsyncNetRequestManager::handleFinishedRequests(TArray<P<CNetRequest>>* fini
             // The message goes with the handle.
             const CURLcode result = message->data.result;
             const P<CNetRequest> request = m_requests[static_cast<std::size_t>(index)];
+            request->endUnsafeConnection();
             removeRequest(index);
             if (!isToBeRestarted(request)) {
                 ++count;

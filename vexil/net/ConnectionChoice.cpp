@@ -31,10 +31,14 @@ void CConnectionChoice::setPools(CURL* handle, const P<CConnectionPools>& pools)
     setPool(handle, nullptr);
 }
 
-CURLcode CConnectionChoice::choose(CURL* handle) {
+CURLcode CConnectionChoice::choose(CURL* handle, bool hasReplies) {
     std::string key = m_demand.getKey();
     if (key.empty() && m_keepsOwn && !m_hasCallersShare) {
         key = "own";
+    }
+    const int generation = usesOwn() ? m_ownGeneration : m_driversPools->getGeneration();
+    if (hasReplies && generation > 0) {
+        key += "\n" + std::to_string(generation);
     }
     const bool isIsolated = m_demand.isUnknown() || (m_hasCallersShare && !key.empty());
     const CURLcode result = setIsolated(handle, isIsolated);
@@ -44,11 +48,18 @@ CURLcode CConnectionChoice::choose(CURL* handle) {
     if (key.empty() || isIsolated) {
         return setPool(handle, nullptr);
     }
-    const bool usesOwn = m_keepsOwn || !m_driversPools;
-    if (usesOwn && !m_ownPools) {
+    if (usesOwn() && !m_ownPools) {
         m_ownPools = new CConnectionPools;
     }
-    return setPool(handle, (usesOwn ? m_ownPools : m_driversPools)->getPool(key));
+    return setPool(handle, (usesOwn() ? m_ownPools : m_driversPools)->getPool(key));
+}
+
+void CConnectionChoice::leaveConnections() noexcept {
+    if (usesOwn()) {
+        ++m_ownGeneration;
+    } else {
+        m_driversPools->beginGeneration();
+    }
 }
 
 CURLcode CConnectionChoice::setIsolated(CURL* handle, bool isIsolated) noexcept {

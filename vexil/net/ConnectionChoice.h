@@ -32,13 +32,18 @@ public:
     /// Whether the request uses no connections but its own, whatever drives it. Until a reset.
     void setKeepsOwn(bool keepsOwn) noexcept { m_keepsOwn = keepsOwn; }
     /// Before each transfer.
+    /// \param hasReplies  whether the server speaks in replies to commands: FTP and mail
     /// \return what libcurl says
-    CURLcode choose(CURL* handle);
+    CURLcode choose(CURL* handle, bool hasReplies);
+    /// After a transfer whose connection must not be used again: no transfer that has replies takes a connection from
+    /// before, of those that the request and others with the same driver have made.
+    void leaveConnections() noexcept;
     /// After something else has set CURLOPT_FORBID_REUSE.
     void restoreReuse(CURL* handle) const noexcept;
 
 private:
     CURLcode setIsolated(CURL* handle, bool isIsolated) noexcept;
+    bool usesOwn() const noexcept { return m_keepsOwn || !m_driversPools; }
     CURLcode setPool(CURL* handle, const P<CConnectionPool>& pool) noexcept;
 
     CConnectionDemand m_demand;
@@ -47,6 +52,7 @@ private:
     bool m_keepsOwn = false;
     bool m_hasCallersShare = false;
     bool m_isIsolated = false;
+    int m_ownGeneration = 0;  // as CConnectionPools::getGeneration(), also while there are no own pools
     P<CConnectionPools> m_ownPools;
     P<CConnectionPools> m_driversPools;
     P<CConnectionPool> m_pool;  // on the handle

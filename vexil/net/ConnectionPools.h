@@ -35,7 +35,12 @@ public:
     /// The pool for a demand, perhaps a new one. Of more than a few the one that was not asked for longest is dropped.
     P<CConnectionPool> getPool(const std::string& demand);
 
+    /// How often connections were given up, which nothing may use again. Goes into the demands.
+    int getGeneration() const noexcept { return m_generation; }
+    void beginGeneration() noexcept { ++m_generation; }
+
 private:
+    int m_generation = 0;
     std::list<std::pair<std::string, P<CConnectionPool>>> m_pools;  // the last that was asked for first
 };
 

@@ -141,7 +141,7 @@ void CNetRequest::setKeepsOwnConnections(bool keepsOwn) noexcept {
 }
 
 void CNetRequest::chooseConnections() {
-    checkOptionResult(m_connections->choose(m_handle.get()));
+    checkOptionResult(m_connections->choose(m_handle.get(), !m_isHTTP));
 }
 
 void CNetRequest::addDependencyObject(IBase* object) {

@@ -618,6 +618,9 @@ private:
     bool isProgressDue() noexcept;
     /// After a cancelled transfer: what the caller has set counts again.
     void restoreReuse() noexcept;
+    /// After a transfer, before libcurl can use its connection for another one: ends a connection on which a reply may
+    /// come that nobody has asked for.
+    void endUnsafeConnection() noexcept;
     /// The connections of what drives the transfers; null for the request's own.
     void setConnectionPools(const P<CConnectionPools>& pools) noexcept;
     void chooseConnections();

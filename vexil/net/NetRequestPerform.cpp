@@ -1,6 +1,8 @@
 #include "vexil/net/CURLError.h"
+#include "vexil/net/ConnectionChoice.h"
 #include "vexil/net/NetRequest.h"
 #include "vexil/net/ReplyAssembler.h"
+#include "vexil/net/Sockets.h"
 #include "zet/Log.h"
 
 #include <algorithm>
@@ -52,6 +54,7 @@ void CNetRequest::perform() {
     clearErrorBuffer();
     const CURLcode result = runTransfer();
     restoreReuse();
+    endUnsafeConnection();
     // The listener may reset this request or release it: from its call on only what is held here is used.
     const P<IDoneListener> listener = m_doneListener;
     try {
@@ -229,6 +232,23 @@ String CNetRequest::getResponseText(int code) const {
         isOver = separator != L'-';
     }
     return text;
+}
+
+void CNetRequest::endUnsafeConnection() noexcept {
+    // Some servers say 226 when a data connection is closed, although no transfer has begun on it. The next command on
+    // the control connection would take that for its own reply: a file that is still there would count as deleted.
+    // CURLOPT_FORBID_REUSE would say QUIT, and the reply to that would become this transfer's response code.
+    if (!m_replies->hasUnusedDataConnection()) {
+        return;
+    }
+    m_connections->leaveConnections();
+    // Otherwise it would still count for a server that allows few. That alone is not enough: libcurl 7.88 uses a
+    // connection that was reset.
+    curl_socket_t socket = CURL_SOCKET_BAD;
+    if (curl_easy_getinfo(m_handle.get(), CURLINFO_ACTIVESOCKET, &socket) == CURLE_OK &&
+        socket != CURL_SOCKET_BAD) {
+        shutDownSocket(socket);
+    }
 }
 
 TArray<CNetReply> CNetRequest::getReplies() const {

@@ -89,6 +89,20 @@ void CReplyAssembler::addLine(std::string_view line) noexcept {
     } catch (...) {
         m_isLineLost = true;
     }
+    // Also of a line that could not be kept.
+    if (isLastLine(withoutLineEnd(line))) {
+        noteCode(parseCode(line));
+    }
+}
+
+void CReplyAssembler::noteCode(int code) noexcept {
+    constexpr int passiveMode = 227;          // RFC 959, 4.2
+    constexpr int extendedPassiveMode = 229;  // RFC 2428, 3
+    if (code == passiveMode || code == extendedPassiveMode) {
+        m_hasUnusedDataConnection = true;
+    } else if (code >= 100 && code < 200) {
+        m_hasUnusedDataConnection = false;
+    }
 }
 
 void CReplyAssembler::keepLine(std::string_view line) {
@@ -107,6 +121,7 @@ void CReplyAssembler::reset() noexcept {
     m_replies.clear();
     m_beginning.clear();
     m_isLineLost = false;
+    m_hasUnusedDataConnection = false;
 }
 
 TArray<CNetReply> CReplyAssembler::getReplies() const {

@@ -22,13 +22,17 @@ public:
     /// The replies so far, in their order. One whose last line has not come is left out.
     /// \throws CError when memory was too short to keep a line
     TArray<CNetReply> getReplies() const;
+    /// Whether a data connection was opened in passive mode and no transfer has begun on it.
+    bool hasUnusedDataConnection() const noexcept { return m_hasUnusedDataConnection; }
 
 private:
     void keepLine(std::string_view line);
+    void noteCode(int code) noexcept;
 
     std::vector<std::string> m_replies;
     std::string m_beginning;  // of a reply whose end has not come
     bool m_isLineLost = false;
+    bool m_hasUnusedDataConnection = false;
 };
 
 }  // namespace vexil
