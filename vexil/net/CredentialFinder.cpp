@@ -1,5 +1,8 @@
 #include "vexil/net/CredentialFinder.h"
 
+#include "vexil/net/ASCIIText.h"
+#include "vexil/net/URLCredentialFinder.h"
+
 #include <algorithm>
 #include <array>
 #include <utility>
@@ -11,36 +14,39 @@ namespace {
 constexpr std::size_t npos = std::string_view::npos;
 
 /// Headers whose whole value is a credential.
-constexpr std::array<std::string_view, 5> secretHeaders = {"authorization", "proxy-authorization", "cookie",
-                                                           "set-cookie", "x-amz-security-token"};
+constexpr std::array<std::string_view, 20> secretHeaders = {
+    "authorization",
+    "proxy-authorization",
+    "authentication-info",
+    "proxy-authentication-info",
+    "cookie",
+    "cookie2",
+    "set-cookie",
+    "set-cookie2",
+    "x-amz-security-token",
+    "x-amz-server-side-encryption-customer-key",
+    "x-amz-copy-source-server-side-encryption-customer-key",
+    "x-goog-encryption-key",
+    "x-goog-copy-source-encryption-key",
+    "x-auth-token",
+    "x-auth-key",
+    "x-api-key",
+    "x-vault-token",
+    "x-subject-token",
+    "x-storage-token",
+    "x-service-token",
+};
 
-constexpr bool isDigit(char c) {
-    return c >= '0' && c <= '9';
-}
+/// Headers whose whole value is one URL.
+constexpr std::array<std::string_view, 5> urlHeaders = {"location", "content-location", "referer",
+                                                        "destination", "origin"};
 
-constexpr char toLower(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-constexpr bool isAlphanumeric(char c) {
-    return isDigit(c) || (toLower(c) >= 'a' && toLower(c) <= 'z');
-}
-
-/// What a header name can hold of what surrounds it in a remark.
+/// What a header name can hold of what surrounds it in a message.
 constexpr bool isNameCharacter(char c) {
-    return isAlphanumeric(c) || c == '-' || c == '_';
+    return isASCIIAlphanumeric(c) || c == '-' || c == '_';
 }
 
-bool equalsNoCase(std::string_view left, std::string_view right) {
-    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                      [](char a, char b) { return toLower(a) == toLower(b); });
-}
-
-bool startsWithNoCase(std::string_view text, std::string_view start) {
-    return equalsNoCase(text.substr(0, start.size()), start);
-}
-
-std::size_t skipBlanks(std::string_view text, std::size_t position) {
+std::size_t skipSpaces(std::string_view text, std::size_t position) {
     return std::min(text.find_first_not_of(" \t", position), text.size());
 }
 
@@ -52,163 +58,186 @@ TextRanges toRanges(TextRange range) {
     return range.begin < range.end ? TextRanges{range} : TextRanges{};
 }
 
-// ---- URLs ------------------------------------------------------------------------------------------------
+template <std::size_t count>
+bool isOneOf(std::string_view name, const std::array<std::string_view, count>& names) {
+    return std::any_of(names.begin(), names.end(),
+                       [&](std::string_view other) { return equalsNoCase(name, other); });
+}
 
-/// Whether what stands where the port belongs is none: then "host:" may be "user:" of a password with a "/",
-/// "?" or "#" that should have been escaped.
-bool hasOddPort(std::string_view authority) {
-    const std::size_t hostEnd = authority.starts_with('[') ? authority.find(']') : 0;
-    const std::size_t colon = authority.find(':', hostEnd == npos ? 0 : hostEnd);
+// ---- headers ---------------------------------------------------------------------------------------------
+
+/// A header line; without a name for other lines.
+struct Header {
+    std::string_view name;
+    std::size_t value = 0;
+};
+
+Header splitHeader(std::string_view line) {
+    const std::size_t colon = line.find(':');
     if (colon == npos) {
-        return false;
+        return {};
     }
-    const std::string_view port = authority.substr(colon + 1);
-    return port.empty() || !std::all_of(port.begin(), port.end(), isDigit);
+    return {trimRight(line.substr(0, colon)), skipSpaces(line, colon + 1)};
 }
 
-/// Position of the "@" behind the user information that begins at `start`; npos without one. Blanks and
-/// quotes do not end it: rather too much than a part of a password.
-/// \param textsLastAt  position of the last "@" of the whole text
-std::size_t findUserInfoEnd(std::string_view text, std::size_t start, std::size_t textsLastAt) {
-    const std::string_view authority = text.substr(start, text.find_first_of("/?#", start) - start);
-    const std::size_t at = authority.rfind('@');
-    if (at != npos) {
-        return start + at;
-    }
-    const std::size_t lastAt = hasOddPort(authority) ? textsLastAt : npos;
-    return lastAt != npos && lastAt > start ? lastAt : npos;
-}
-
-std::size_t skipSlashes(std::string_view text, std::size_t position) {
-    return std::min(text.find_first_not_of('/', position), text.size());
-}
-
-/// Where the next URL's user, host and port begin.
-std::size_t findAuthority(std::string_view text, std::size_t from) {
-    const std::size_t found = text.find("://", from);
-    return found == npos ? npos : skipSlashes(text, found + 1);
-}
-
-/// Where they begin in a text that is one URL; one slash is enough for libcurl. npos for a text that has none
-/// before them.
-std::size_t findAuthorityOfURL(std::string_view url) {
-    const auto notScheme = [](char c) { return !isAlphanumeric(c) && c != '+' && c != '-' && c != '.'; };
-    const auto schemeEnd = std::find_if(url.begin(), url.end(), notScheme) - url.begin();
-    const std::string_view rest = url.substr(static_cast<std::size_t>(schemeEnd));
-    if (rest.starts_with(":/")) {
-        return skipSlashes(url, static_cast<std::size_t>(schemeEnd) + 1);
-    }
-    return url.starts_with("//") ? skipSlashes(url, 0) : npos;
-}
-
-TextRanges findURLCredentialsFrom(std::string_view text, std::size_t authority) {
-    // Once: a search for each URL would make the time grow with the square of the length.
-    const std::size_t lastAt = text.rfind('@');
+/// "user:password@" of URLs that libcurl may take as such without "://" before them.
+TextRanges findUnusualURLs(const Header& header, std::string_view line) {
     TextRanges ranges;
-    while (authority != npos) {
-        const std::size_t end = findUserInfoEnd(text, authority, lastAt);
-        if (end != npos && end > authority) {
-            ranges.push_back({authority, end});
-        }
-        authority = findAuthority(text, end == npos ? authority : end);
+    const std::string_view value = line.substr(header.value);
+    if (isOneOf(header.name, urlHeaders)) {
+        const std::size_t authority = findAuthorityOfURL(value);
+        const TextRanges found =
+            authority == npos ? findCredentialsWithoutSlashes(value) : findCredentialsOfURL(value);
+        appendRanges(ranges, found, header.value);
+        appendRanges(ranges, findSecretArgumentsOfURL(value), header.value);
+    } else if (std::all_of(header.name.begin(), header.name.end(), isNameCharacter)) {
+        appendRanges(ranges, findCredentialsInWords(value, findCredentialsWithoutSlashes), header.value);
     }
     return ranges;
 }
 
-// ---- libcurl's remarks -----------------------------------------------------------------------------------
+// ---- libcurl's messages ----------------------------------------------------------------------------------
 
-std::size_t findEndOfName(std::string_view line, std::size_t found, std::string_view name) {
-    const std::size_t colon = skipBlanks(line, found + name.size());
-    const bool isWhole = found == 0 || !isNameCharacter(line[found - 1]);
-    return isWhole && colon < line.size() && line[colon] == ':' ? colon + 1 : npos;
+/// The name that ends before that colon, wherever in a line.
+std::string_view findNameBefore(std::string_view line, std::size_t colon) {
+    const std::string_view text = trimRight(line.substr(0, colon));
+    std::size_t begin = text.size();
+    while (begin > 0 && isNameCharacter(text[begin - 1])) {
+        --begin;
+    }
+    return text.substr(begin);
 }
 
-/// Where the value of that header begins, wherever its name stands in the line; npos without it.
-std::size_t findHeaderInRemark(std::string_view line, std::string_view name) {
-    for (std::size_t i = 0; i + name.size() < line.size(); ++i) {
-        if (startsWithNoCase(line.substr(i), name)) {
-            const std::size_t end = findEndOfName(line, i, name);
-            if (end != npos) {
-                return skipBlanks(line, end);
-            }
+/// The header of an HTTP/2 request: "h2h3 [authorization: Basic …]". A long message is cut, bracket and all.
+TextRanges findSecretHeaderInMessage(std::string_view line) {
+    for (std::size_t colon = line.find(':'); colon != npos; colon = line.find(':', colon + 1)) {
+        if (isOneOf(findNameBefore(line, colon), secretHeaders)) {
+            return toRanges({skipSpaces(line, colon + 1), line.size() - (line.ends_with(']') ? 1 : 0)});
         }
     }
-    return npos;
+    return {};
 }
 
-/// The header of an HTTP/2 request: "h2h3 [authorization: Basic …]". A long remark is cut, bracket and all.
-TextRanges findSecretHeaderInRemark(std::string_view line) {
-    std::size_t begin = npos;
-    for (const std::string_view name : secretHeaders) {
-        begin = std::min(begin, findHeaderInRemark(line, name));
-    }
-    return begin == npos ? TextRanges() : toRanges({begin, line.size() - (line.ends_with(']') ? 1 : 0)});
+/// Whether libcurl may have cut it. It keeps 255 bytes of an error (CURL_ERROR_SIZE) and of anything else 2047 bytes, or
+/// 2043 and "..." from version 8 on. Some less, because the end of what it keeps may look like a line end.
+bool mayBeCut(std::string_view message) {
+    return message.size() == 254 || message.size() == 255 || message.size() >= 2040;
 }
 
-/// Whether libcurl may have cut it: CURL_ERROR_SIZE for descriptions of errors, the size of its buffer for all else.
-bool mayBeCut(std::string_view remark) {
-    return remark.size() == 255 || remark.size() >= 2047;
-}
-
-/// What follows `before`, up to the last `behind`, or to the end of a remark that was cut.
-TextRanges findBetween(std::string_view remark, std::string_view before, std::string_view behind) {
-    const std::size_t found = remark.find(before);
+/// What follows `before`, up to the last `after`, or to the end of a message that was cut.
+TextRanges findBetween(std::string_view message, std::string_view before, std::string_view after) {
+    const std::size_t found = message.find(before);
     if (found == npos) {
         return {};
     }
     const std::size_t begin = found + before.size();
-    const std::size_t end = mayBeCut(remark) ? npos : remark.rfind(behind);
-    return toRanges({begin, end == npos || end < begin ? remark.size() : end});
+    const std::size_t end = mayBeCut(message) ? npos : message.rfind(after);
+    return toRanges({begin, end == npos || end < begin ? message.size() : end});
 }
 
 /// The cookie engine: "Added cookie name="value" for domain …".
-TextRanges findCookieInRemark(std::string_view remark) {
-    const bool isCookie = remark.starts_with("Added cookie ") || remark.starts_with("Replaced cookie ");
-    return isCookie ? findBetween(remark, "=\"", "\" for domain ") : TextRanges();
+TextRanges findCookieInMessage(std::string_view message) {
+    const bool isCookie = message.starts_with("Added cookie ") || message.starts_with("Replaced cookie ");
+    return isCookie ? findBetween(message, "=\"", "\" for domain ") : TextRanges();
 }
 
 /// "Server auth using Basic with user 'name'", where the name may be a token that was given as one.
-TextRanges findUserInRemark(std::string_view remark) {
-    return findBetween(remark, " with user '", "'");
+TextRanges findUserInMessage(std::string_view message) {
+    return findBetween(message, " with user '", "'");
 }
 
 /// A proxy may be given without a scheme: "Uses proxy env variable http_proxy == 'user:password@host'".
-TextRanges findProxyInRemark(std::string_view remark) {
+TextRanges findProxyInMessage(std::string_view message) {
     const bool isProxy =
-        remark.starts_with("Uses proxy env variable ") || remark.starts_with("Unsupported proxy ");
-    const bool hasUserInfo = remark.find('@') != npos || mayBeCut(remark);
-    return isProxy && hasUserInfo ? findBetween(remark, "'", "@") : TextRanges();
+        message.starts_with("Uses proxy env variable ") || message.starts_with("Unsupported proxy ");
+    const bool hasUserInfo = message.find('@') != npos || mayBeCut(message);
+    return isProxy && hasUserInfo ? findBetween(message, "'", "@") : TextRanges();
 }
 
-/// The last URL of a remark that was cut before the host.
-TextRanges findCutURLInRemark(std::string_view remark) {
-    const std::size_t found = mayBeCut(remark) ? remark.rfind("://") : npos;
-    const std::size_t begin = found == npos ? npos : skipSlashes(remark, found + 1);
-    const bool hasEnd = begin == npos || remark.find_first_of("/?#@", begin) != npos;
-    return hasEnd ? TextRanges() : toRanges({begin, remark.size()});
+constexpr std::string_view quotedURLStart = " URL: '";
+
+/// "Issue another request to this URL: 'http:user:password@host'": the URL is what a server has sent, white space and
+/// quotes included.
+TextRanges findQuotedURLInMessage(std::string_view message) {
+    const TextRanges quoted = findBetween(message, quotedURLStart, "'");
+    TextRanges ranges;
+    for (const TextRange& range : quoted) {
+        const std::string_view url = message.substr(range.begin, range.end - range.begin);
+        const bool hasSlashes = findAuthorityOfURL(url) != npos;
+        appendRanges(ranges, hasSlashes ? findCredentialsOfURL(url) : findCredentialsWithoutSlashes(url),
+                     range.begin);
+    }
+    return ranges;
 }
 
-TextRanges findInRemarkLine(std::string_view line) {
-    TextRanges ranges = findSecretHeaderInRemark(line);
-    const TextRanges urls = findURLCredentials(line);
-    ranges.insert(ranges.end(), urls.begin(), urls.end());
+/// Whether the "@" after the user information may come only after the end of the text, which begins where user, host and
+/// port do.
+bool mayLackAt(std::string_view text) {
+    const std::size_t end = text.find_first_of("/?#");
+    const std::string_view authority = text.substr(0, end);
+    return end == npos || (authority.find('@') == npos && hasOddPort(authority));
+}
+
+/// All from there to the end of a message that was cut in the login of a URL.
+TextRanges findCutLogin(std::string_view message, std::size_t authority) {
+    return mayLackAt(message.substr(authority)) ? toRanges({authority, message.size()}) : TextRanges();
+}
+
+/// The last URL of a message that was cut.
+TextRanges findCutURLInMessage(std::string_view message) {
+    if (!mayBeCut(message)) {
+        return {};
+    }
+    TextRanges ranges;
+    const std::size_t found = message.rfind("://");
+    if (found != npos) {
+        ranges = findCutLogin(message, message.find_first_not_of('/', found + 1));
+    }
+    const std::size_t quoted = message.find(quotedURLStart);
+    if (quoted != npos) {
+        const std::size_t begin = quoted + quotedURLStart.size();
+        const std::size_t authority = findAuthorityOfURL(message.substr(begin));
+        appendRanges(ranges, findCutLogin(message, begin + (authority == npos ? 0 : authority)));
+    }
+    return ranges;
+}
+
+TextRanges findInMessageLine(std::string_view line) {
+    TextRanges ranges = findSecretHeaderInMessage(line);
+    appendRanges(ranges, findURLCredentials(line));
+    appendRanges(ranges, findCredentialsInWords(line, findCredentialsWithoutSlashes));
+    appendRanges(ranges, findSecretArguments(line));
     return ranges;
 }
 
 /// Headers and URLs, which have no line ends in them.
-TextRanges findInRemarkLines(std::string_view remark) {
+TextRanges findInMessageLines(std::string_view message) {
     TextRanges ranges;
-    for (std::size_t begin = 0; begin < remark.size();) {
-        const std::size_t end = std::min(remark.find('\n', begin), remark.size());
-        for (const TextRange& found : findInRemarkLine(remark.substr(begin, end - begin))) {
-            ranges.push_back({begin + found.begin, begin + found.end});
-        }
+    for (std::size_t begin = 0; begin < message.size();) {
+        const std::size_t end = std::min(message.find('\n', begin), message.size());
+        appendRanges(ranges, findInMessageLine(message.substr(begin, end - begin)), begin);
         begin = end + 1;
     }
     return ranges;
 }
 
 // ---- commands --------------------------------------------------------------------------------------------
+
+/// What servers may take between the words of a command.
+constexpr std::string_view commandSpaces = " \t\v\f\r";
+
+std::size_t skipCommandSpaces(std::string_view line, std::size_t position) {
+    return std::min(line.find_first_not_of(commandSpaces, position), line.size());
+}
+
+/// Position after the command and the white space character that follows it; npos for other lines.
+std::size_t findArgument(std::string_view line, std::string_view command) {
+    const std::size_t begin = skipCommandSpaces(line, 0);
+    const std::size_t end = begin + command.size();
+    const bool isCommand = end < line.size() && startsWithNoCase(line.substr(begin), command) &&
+                           commandSpaces.find(line[end]) != npos;
+    return isCommand ? end + 1 : npos;
+}
 
 /// An HTTP method may be called as a command is: "AUTH /path HTTP/1.1".
 bool isRequestLine(std::string_view line) {
@@ -217,115 +246,63 @@ bool isRequestLine(std::string_view line) {
     const std::string_view rest = line.substr(std::min(line.find(' ', target), line.size()));
     const std::string_view version = rest.substr(std::min(protocol.size(), rest.size()));
     return rest.starts_with(protocol) &&
-           std::all_of(version.begin(), version.end(), [](char c) { return isDigit(c) || c == '.'; });
+           std::all_of(version.begin(), version.end(), [](char c) { return isASCIIDigit(c) || c == '.'; });
 }
 
 }  // namespace
 
-TextRanges findURLCredentials(std::string_view line) {
-    return findURLCredentialsFrom(line, findAuthority(line, 0));
-}
-
-TextRanges findCredentialsOfURL(std::string_view url) {
-    const std::size_t authority = findAuthorityOfURL(url);
-    return findURLCredentialsFrom(url, authority == npos ? 0 : authority);
-}
-
-TextRanges findPossibleCredentialsOfURL(std::string_view url) {
-    TextRanges ranges = findCredentialsOfURL(url);
-    const std::size_t found = findAuthorityOfURL(url);
-    const std::size_t authority = found == npos ? 0 : found;
-    const std::size_t hostEnd = url.substr(authority).starts_with('[') ? url.find(']', authority) : authority;
-    const std::size_t colon = url.find(':', std::min(hostEnd, url.size()));
-    const std::size_t at = url.rfind('@');
-    if (at != npos && colon < at && colon < url.find_first_of("/?#", authority) && authority < at) {
-        ranges.push_back({authority, at});
-    }
-    return mergeRanges(std::move(ranges));
-}
-
 std::optional<std::size_t> findSecretHeaderValue(std::string_view line) {
-    const std::size_t colon = line.find(':');
-    if (colon == npos) {
-        return std::nullopt;
-    }
-    const std::string_view name = trimRight(line.substr(0, colon));
-    const bool isSecret = std::any_of(secretHeaders.begin(), secretHeaders.end(),
-                                      [&](std::string_view secret) { return equalsNoCase(name, secret); });
-    return isSecret ? std::optional(skipBlanks(line, colon + 1)) : std::nullopt;
+    const Header header = splitHeader(line);
+    return isOneOf(header.name, secretHeaders) ? std::optional(header.value) : std::nullopt;
 }
 
 TextRanges findHeaderURLCredentials(std::string_view line) {
-    for (const std::string_view name : {"location:", "content-location:", "referer:"}) {
-        if (startsWithNoCase(line, name)) {
-            const std::size_t value = skipBlanks(line, name.size());
-            const std::size_t authority = findAuthorityOfURL(line.substr(value));
-            if (authority != npos) {
-                return findURLCredentialsFrom(line, value + authority);
-            }
-        }
-    }
-    return findURLCredentials(line);
+    TextRanges ranges = findURLCredentials(line);
+    appendRanges(ranges, findUnusualURLs(splitHeader(line), line));
+    appendRanges(ranges, findSecretArguments(line));
+    return mergeRanges(std::move(ranges));
 }
 
 std::optional<TextRange> findPasswordArgument(std::string_view line) {
-    if (!startsWithNoCase(line, "PASS ") && !startsWithNoCase(line, "ACCT ")) {
-        return std::nullopt;
+    for (const std::string_view command : {"PASS", "ACCT"}) {
+        const std::size_t argument = findArgument(line, command);
+        if (argument != npos) {
+            return TextRange{argument, line.size()};
+        }
     }
-    return TextRange{5, line.size()};
+    return std::nullopt;
 }
 
 std::optional<TextRange> findLoginArgument(std::string_view line) {
-    static constexpr std::string_view command = "AUTH ";
-    if (!startsWithNoCase(line, command) || isRequestLine(line)) {
+    const std::size_t argument = findArgument(line, "AUTH");
+    if (argument == npos || isRequestLine(line)) {
         return std::nullopt;
     }
-    const std::string_view mechanism =
-        line.substr(command.size(), line.find(' ', command.size()) - command.size());
+    const std::size_t begin = skipCommandSpaces(line, argument);
+    const std::size_t end = std::min(line.find_first_of(commandSpaces, begin), line.size());
+    const std::string_view mechanism = line.substr(begin, end - begin);
     if (equalsNoCase(mechanism, "TLS") || equalsNoCase(mechanism, "SSL")) {
         return std::nullopt;
     }
     static constexpr std::size_t longestMechanism = 20;  // RFC 4422, 3.1
     const bool isMechanism = mechanism.size() <= longestMechanism &&
                              std::all_of(mechanism.begin(), mechanism.end(), isNameCharacter);
-    const std::size_t begin = command.size() + (isMechanism ? mechanism.size() : 0);
-    return TextRange{skipBlanks(line, begin), line.size()};
+    return TextRange{isMechanism ? skipCommandSpaces(line, end) : begin, line.size()};
 }
 
-TextRanges findInfoCredentials(std::string_view remark) {
+TextRanges findInfoCredentials(std::string_view message) {
     TextRanges ranges;
-    for (const auto& find :
-         {findInRemarkLines, findCookieInRemark, findUserInRemark, findProxyInRemark, findCutURLInRemark}) {
-        const TextRanges found = find(remark);
-        ranges.insert(ranges.end(), found.begin(), found.end());
+    for (const auto& find : {findInMessageLines, findCookieInMessage, findUserInMessage, findProxyInMessage,
+                             findQuotedURLInMessage, findCutURLInMessage}) {
+        appendRanges(ranges, find(message));
     }
     return mergeRanges(std::move(ranges));
 }
 
-TextRanges mergeRanges(TextRanges ranges) {
-    std::sort(ranges.begin(), ranges.end(),
-              [](const TextRange& left, const TextRange& right) { return left.begin < right.begin; });
-    TextRanges merged;
-    for (const TextRange& range : ranges) {
-        if (!merged.empty() && range.begin <= merged.back().end) {
-            merged.back().end = std::max(merged.back().end, range.end);
-        } else {
-            merged.push_back(range);
-        }
-    }
-    return merged;
-}
-
-std::string stripRanges(std::string_view text, const TextRanges& ranges, std::string_view replacement) {
-    std::string stripped;
-    std::size_t position = 0;
-    for (const TextRange& range : ranges) {
-        stripped += text.substr(position, range.begin - position);
-        stripped += replacement;
-        position = range.end;
-    }
-    stripped += text.substr(position);
-    return stripped;
+TextRanges findSecretsOfURL(std::string_view url) {
+    TextRanges ranges = findCredentialsOfURL(url);
+    appendRanges(ranges, findSecretArgumentsOfURL(url));
+    return mergeRanges(std::move(ranges));
 }
 
 }  // namespace vexil

@@ -151,7 +151,7 @@ P<zet::CXMLElement> CNetRequest::getRedactedVerboseOutput(unsigned int maxTextLe
     }
     const std::string url = m_url.toUTF8();
     P<zet::CXMLElement> root =
-        createRoot(getHTTPMethod(), String::fromUTF8(stripRanges(url, findCredentialsOfURL(url))));
+        createRoot(getHTTPMethod(), String::fromUTF8(stripRanges(url, findSecretsOfURL(url))));
     const CVerboseRedactor redactor(m_verboseMessages);
     std::size_t index = 0;
     for (const CVerboseLogMessage& message : m_verboseMessages) {

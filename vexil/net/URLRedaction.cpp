@@ -1,8 +1,7 @@
 #include "vexil/net/URLRedaction.h"
 
-#include "vexil/net/CredentialFinder.h"
+#include "vexil/net/URLCredentialFinder.h"
 
-#include <algorithm>
 #include <string>
 #include <string_view>
 
@@ -13,28 +12,6 @@ namespace {
 constexpr char hiddenText[] = "***";
 constexpr auto npos = std::string_view::npos;
 
-void append(TextRanges& ranges, const TextRanges& found, std::size_t offset) {
-    for (const TextRange& range : found) {
-        ranges.push_back({offset + range.begin, offset + range.end});
-    }
-}
-
-/// Words, which blanks, line ends and quotes end, that have a ":" before an "@".
-TextRanges findCredentialsInWords(std::string_view text) {
-    static constexpr char separators[] = " \t\r\n'\"<>";
-    TextRanges ranges;
-    for (std::size_t begin = 0; begin < text.size();) {
-        const std::size_t end = std::min(text.find_first_of(separators, begin), text.size());
-        const std::string_view word = text.substr(begin, end - begin);
-        const std::size_t at = word.rfind('@');
-        if (at != npos && word.find(':') < at) {
-            append(ranges, findPossibleCredentialsOfURL(word), begin);
-        }
-        begin = end + 1;
-    }
-    return ranges;
-}
-
 /// What the library's own messages quote; the URL may hold quotes itself.
 TextRanges findCredentialsInQuotedURL(std::string_view text) {
     static constexpr std::string_view before = "URL: '";
@@ -44,7 +21,7 @@ TextRanges findCredentialsInQuotedURL(std::string_view text) {
         const std::size_t begin = found + before.size();
         const std::size_t quote = text.rfind('\'');
         const std::size_t end = quote < begin ? text.size() : quote;
-        append(ranges, findPossibleCredentialsOfURL(text.substr(begin, end - begin)), begin);
+        appendRanges(ranges, findPossibleCredentialsOfURL(text.substr(begin, end - begin)), begin);
     }
     return ranges;
 }
@@ -63,8 +40,8 @@ String redactURL(const String& url) {
 String redactURLs(const String& text) {
     const std::string bytes = text.toUTF8();
     TextRanges ranges = findURLCredentials(bytes);
-    append(ranges, findCredentialsInWords(bytes), 0);
-    append(ranges, findCredentialsInQuotedURL(bytes), 0);
+    appendRanges(ranges, findCredentialsInWords(bytes, findPossibleCredentialsOfURL));
+    appendRanges(ranges, findCredentialsInQuotedURL(bytes));
     return strip(bytes, ranges);
 }
 

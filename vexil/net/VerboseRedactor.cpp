@@ -1,5 +1,7 @@
 #include "vexil/net/VerboseRedactor.h"
 
+#include "vexil/net/ASCIIText.h"
+
 #include <algorithm>
 
 namespace vexil {
@@ -26,14 +28,34 @@ TextRanges wholeLine(std::string_view line, std::size_t begin = 0) {
     return begin < line.size() ? TextRanges{{begin, line.size()}} : TextRanges();
 }
 
+/// The code of the line that ends a reply of an SMTP server, 0 for all other lines, as libcurl reads it: the code is
+/// followed by a space, or the line has five bytes with its line end, and then any of them may be a digit of the code.
+int readFinalCode(std::string_view lineWithEnd) {
+    static constexpr std::size_t codeLength = 3;
+    static constexpr std::size_t bareLineLength = 5;
+    const bool isBare = lineWithEnd.size() == bareLineLength;
+    const auto notDigit = std::find_if_not(lineWithEnd.begin(), lineWithEnd.end(), isASCIIDigit);
+    const auto digits = static_cast<std::size_t>(notDigit - lineWithEnd.begin());
+    const bool isFinal = isBare || (lineWithEnd.size() > codeLength && lineWithEnd[codeLength] == ' ');
+    if (digits < codeLength || !isFinal) {
+        return 0;
+    }
+    int code = 0;
+    for (const char digit : lineWithEnd.substr(0, isBare ? digits : codeLength)) {
+        code = code * 10 + (digit - '0');
+    }
+    return code;
+}
+
 /// The reply that ends a login: 235 for success, 5xx for refusal.
-bool isLoginVerdict(std::string_view line) {
-    return line.starts_with("235") || line.starts_with('5');
+bool isLoginVerdict(std::string_view lineWithEnd) {
+    const int code = readFinalCode(lineWithEnd);
+    return code == 235 || (code >= 500 && code <= 599);
 }
 
 /// The reply that asks the client to go on with its login, also where the command for it was not seen whole.
-bool isLoginChallenge(std::string_view line) {
-    return line.starts_with("334");
+bool isLoginChallenge(std::string_view lineWithEnd) {
+    return lineWithEnd.starts_with("334") || readFinalCode(lineWithEnd) == 334;
 }
 
 }  // namespace
@@ -102,20 +124,34 @@ void CVerboseRedactor::appendToLine(Direction& direction, TextRange inRecord) {
 }
 
 void CVerboseRedactor::finishLine(Direction& direction) {
-    const std::string_view line = withoutLineEnd(direction.line);
-    for (const TextRange& secret : &direction == &m_sent ? readSentLine(line) : readReceivedLine(line)) {
-        for (const Piece& piece : direction.pieces) {
-            const std::size_t begin = std::max(secret.begin, piece.inLine.begin);
-            const std::size_t end = std::min(secret.end, piece.inLine.end);
-            if (begin < end) {
-                const std::size_t inRecord = piece.position + (begin - piece.inLine.begin);
-                m_records[piece.record].secrets.push_back({inRecord, inRecord + (end - begin)});
-            }
-        }
-    }
+    storeSecrets(direction.pieces,
+                 &direction == &m_sent ? readSentLine(direction.line) : readReceivedLine(direction.line));
     direction.line.clear();
     direction.pieces.clear();
     m_sent.isAnswered = !m_sent.line.empty();
+}
+
+/// Both are in order, so that one pass over both is enough.
+void CVerboseRedactor::storeSecrets(const std::vector<Piece>& pieces, const TextRanges& secrets) {
+    auto piece = pieces.begin();
+    for (const TextRange& secret : secrets) {
+        while (piece->inLine.end <= secret.begin) {
+            ++piece;
+        }
+        storeSecret(*piece, secret);
+        while (piece->inLine.end < secret.end) {
+            ++piece;
+            storeSecret(*piece, secret);
+        }
+    }
+}
+
+/// The part of the secret that stands in this piece.
+void CVerboseRedactor::storeSecret(const Piece& piece, TextRange secret) {
+    const std::size_t begin = std::max(secret.begin, piece.inLine.begin);
+    const std::size_t end = std::min(secret.end, piece.inLine.end);
+    const std::size_t inRecord = piece.position + (begin - piece.inLine.begin);
+    m_records[piece.record].secrets.push_back({inRecord, inRecord + (end - begin)});
 }
 
 /// libcurl does not tell of the rest of a command that it could send only in part. So what seems to go on in the middle
@@ -133,7 +169,8 @@ void CVerboseRedactor::readPossibleCommand() {
     }
 }
 
-TextRanges CVerboseRedactor::readSentLine(std::string_view line) {
+TextRanges CVerboseRedactor::readSentLine(std::string_view lineWithEnd) {
+    const std::string_view line = withoutLineEnd(lineWithEnd);
     if (m_sent.beganInLogin) {
         return wholeLine(line);
     }
@@ -148,13 +185,13 @@ TextRanges CVerboseRedactor::readSentLine(std::string_view line) {
     return readHeaderLine(m_sent, line);
 }
 
-TextRanges CVerboseRedactor::readReceivedLine(std::string_view line) {
-    if (isLoginVerdict(line)) {
+TextRanges CVerboseRedactor::readReceivedLine(std::string_view lineWithEnd) {
+    if (isLoginVerdict(lineWithEnd)) {
         m_isInLogin = false;
-    } else if (isLoginChallenge(line)) {
+    } else if (isLoginChallenge(lineWithEnd)) {
         m_isInLogin = true;
     }
-    return readHeaderLine(m_received, line);
+    return readHeaderLine(m_received, withoutLineEnd(lineWithEnd));
 }
 
 /// The secret argument of an FTP or SMTP command, possibly empty; an SMTP login begins with it.

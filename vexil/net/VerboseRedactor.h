@@ -54,8 +54,10 @@ private:
     void readPossibleCommand();
     void finishLine(Direction& direction);
 
-    TextRanges readSentLine(std::string_view line);
-    TextRanges readReceivedLine(std::string_view line);
+    void storeSecrets(const std::vector<Piece>& pieces, const TextRanges& secrets);
+    void storeSecret(const Piece& piece, TextRange secret);
+    TextRanges readSentLine(std::string_view lineWithEnd);
+    TextRanges readReceivedLine(std::string_view lineWithEnd);
     std::optional<TextRange> findCommandCredentials(std::string_view line);
     static TextRanges readHeaderLine(Direction& direction, std::string_view line);
 
