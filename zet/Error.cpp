@@ -28,11 +28,25 @@ const P<CError>& outOfMemoryError() {
 
 [[maybe_unused]] const bool outOfMemoryErrorIsMade = (outOfMemoryError(), true);
 
+/// A clone, or the parts that each CError has if the error's own clone() fails.
+P<CError> cloneOrCopy(const CError& error) {
+    try {
+        if (P<CError> clone = error.clone()) {
+            return clone;
+        }
+    } catch (const std::bad_alloc&) {
+        return outOfMemoryError();
+    } catch (...) {
+        // The error counts, not that of its clone().
+    }
+    return new CError(error);
+}
+
 P<CError> convertCurrentException() {
     try {
         throw;
     } catch (const CError& error) {
-        return error.clone();
+        return cloneOrCopy(error);
     } catch (const std::bad_alloc&) {
         return outOfMemoryError();
     } catch (const std::exception& error) {

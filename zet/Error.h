@@ -74,7 +74,8 @@ private:
     std::string m_what;
 };
 
-/// The exception that is being handled, as an error to keep: a CError as a clone of itself, a
+/// The exception that is being handled, as an error to keep: a CError as a clone of itself (a plain CError with its
+/// message, domain, code, properties and inner error if clone() throws or gives null), a
 /// `std::bad_alloc` as the CError "Out of memory.", another `std::exception` as a CError with its text (bytes
 /// that are not UTF-8 replaced), anything else as the CError "Unknown exception.".
 /// To be called within a catch block. Never null, not even when memory has run out.

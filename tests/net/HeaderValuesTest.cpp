@@ -149,6 +149,13 @@ TEST(TimestampTest, EveryCutIsATimeOrACleanError) {
     }
 }
 
+TEST(TimestampTest, RefusesANULThatWouldHideTheRest) {
+    for (const std::wstring_view text :
+         {L"Tue, 03 Mar 2020 07:05:09 GMT\0"sv, L"Tue, 03 Mar 2020 07:05:09\0 +0100"sv, L"\0"sv}) {
+        EXPECT_THROW(parseTimestamp(String(text)), CError);
+    }
+}
+
 TEST(TimestampTest, RefusesWhatIsNone) {
     for (const char* text : {"", "yesterday", "Tue, 99 Mar 2020 07:05:09 GMT", "ä"}) {
         EXPECT_EQ(whatOf([&] { parseTimestamp(text); }),

@@ -483,6 +483,20 @@ TEST_F(NetRequestPerform, ASinkThatThrowsAtItsSecondBlockEndsTheTransferWithItsE
     EXPECT_THAT(sink->blocks, SizeIs(2));
 }
 
+class ErrorWithoutAClone : public CError {
+public:
+    ErrorWithoutAClone() : CError("disk full") {}
+    P<CError> clone() const override { return nullptr; }
+};
+
+TEST_F(NetRequestPerform, AnErrorOfTheSinkThatCannotBeClonedIsNotLost) {
+    const P<TestSink> sink = new TestSink;
+    sink->onWrite = [] { throw ErrorWithoutAClone(); };
+    request->setReceiveDataSink(sink);
+    peer.onConnection().expectRequest().reply(reply("200 OK", "x")).clientMayLeave();
+    EXPECT_EQ(messageOf(thrownBy<CError>([&] { request->perform(); })), "disk full");
+}
+
 TEST_F(NetRequestPerform, AnErrorOfTheSinkComesBeforeTheStatus) {
     const P<TestSink> sink = new TestSink;
     sink->onWrite = [] { throw 5; };

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <new>
 #include <stdexcept>
 #include <thread>
@@ -193,6 +194,29 @@ public:
     CErrorThatCannotBeCloned() : CError("original") {}
     P<CError> clone() const override { throw std::bad_alloc(); }
 };
+
+class CErrorWithABadClone : public CError {
+public:
+    explicit CErrorWithABadClone(std::function<P<CError>()> makeClone)
+        : CError("original", "own", 7, CProps(), new CError("cause")), m_makeClone(std::move(makeClone)) {}
+    P<CError> clone() const override { return m_makeClone(); }
+
+private:
+    std::function<P<CError>()> m_makeClone;
+};
+
+TEST(CurrentExceptionToErrorTest, TellsOfAnErrorThatCannotBeClonedWhatItKnows) {
+    const std::function<P<CError>()> makers[] = {
+        [] { return nullptr; }, []() -> P<CError> { throw CError("other"); }, []() -> P<CError> { throw 5; }};
+    for (const auto& makeClone : makers) {
+        const P<CError> error = converted([&] { throw CErrorWithABadClone(makeClone); });
+        ASSERT_NE(error, nullptr);
+        EXPECT_EQ(error->getMessage(), "original");
+        EXPECT_EQ(error->getDomain(), "own");
+        EXPECT_EQ(error->getCode(), 7);
+        EXPECT_EQ(error->getInnerError()->getMessage(), "cause");
+    }
+}
 
 TEST(CurrentExceptionToErrorTest, NeverThrowsAndNeverGivesNull) {
     const P<CError> error = converted([] { throw CErrorThatCannotBeCloned(); });

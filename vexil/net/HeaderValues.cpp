@@ -45,7 +45,9 @@ String parseContentDispositionHeader(const String& value, TMap<String, String>& 
 }
 
 zet::CTime parseTimestamp(const String& text) {
-    const int64 seconds = curl_getdate(text.toUTF8().c_str(), nullptr);
+    // libcurl would read the part before a NUL.
+    const bool hasNUL = text.find(L'\0') != String::npos;
+    const int64 seconds = hasNUL ? -1 : int64{curl_getdate(text.toUTF8().c_str(), nullptr)};
     if (seconds == -1 || seconds == std::numeric_limits<int64>::max()) {
         throw CError("Error parsing timestamp '" + text + "'.");
     }
