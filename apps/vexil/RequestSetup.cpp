@@ -10,6 +10,7 @@ namespace vexil::app {
 namespace {
 
 constexpr int defaultConnectMilliseconds = 30000;
+constexpr int maxRecordedBytes = 65536;
 
 }  // namespace
 
@@ -30,7 +31,8 @@ void CRequestSetup::setUp(CNetRequest& request) {
     setTimeouts(request, {});
     CTransferMonitor::watch(request);
     if (m_wireLog) {
-        CTransferMonitor::of(request).getRecorder().start();
+        request.setVerbose(true);
+        request.setVerboseRecordLimit(maxRecordedBytes);
         request.setDoneListener(m_wireLog);
     }
     if (!m_requiredETag.isEmpty()) {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "apps/vexil/WireRecorder.h"
 #include "vexil/BaseTypes.h"
 #include "vexil/net/NetRequest.h"
 
@@ -36,20 +35,15 @@ public:
     /// Reports the bytes of the transfer that runs.
     void report();
 
-    /// What records the request's messages.
-    CWireRecorder& getRecorder() noexcept { return *m_recorder; }
-
     /// Makes the request call its monitor, until it is reset.
     static void watch(CNetRequest& request);
 
     void onProgress(int64 downloaded, int64 downloadTotal, int64 uploaded, int64 uploadTotal) override;
 
 private:
-    explicit CTransferMonitor(CNetRequest& request)
-        : m_request(request), m_recorder(new CWireRecorder(request)) {}
+    explicit CTransferMonitor(CNetRequest& request) : m_request(request) {}
 
     CNetRequest& m_request;  // keeps the monitor
-    P<CWireRecorder> m_recorder;
     const std::thread::id m_thread = std::this_thread::get_id();
     CFileProgress* m_file = nullptr;
     int64 m_offset = 0;

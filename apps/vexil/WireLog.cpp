@@ -2,7 +2,6 @@
 
 #include "apps/vexil/Console.h"
 #include "apps/vexil/Text.h"
-#include "apps/vexil/TransferMonitor.h"
 #include "apps/vexil/VerboseLogFile.h"
 #include "zet/Log.h"
 
@@ -43,24 +42,19 @@ void CWireLog::show(CNetRequest& request) {
         const String text = message->getText().trimmed();
         m_console.message(Verbosity::Debug, printable(text.isEmpty() ? line : line + "  " + text));
     }
-    if (const int64 leftOut = CTransferMonitor::of(request).getRecorder().getLeftOutBytes(); leftOut > 0) {
+    if (const int64 leftOut = request.getVerboseLeftOutBytes(); leftOut > 0) {
         m_console.message(Verbosity::Debug, "data: " + formatNumberOf(leftOut, "further byte"));
     }
 }
 
 void CWireLog::write(CNetRequest& request) {
-    CWireRecorder& recorder = CTransferMonitor::of(request).getRecorder();
     if (m_file) {
         // A form or a document in a body may hold a password.
         request.setVerboseSettings(VerboseLogNone, VerboseLogNone);
         const P<zet::CXMLElement> output = request.getRedactedVerboseOutput(maxTextLength);
         request.setVerboseSettings(VerboseLogAutomatic, VerboseLogNone);
-        if (recorder.getLeftOutBytes() > 0) {
-            output->addAttribute("bytesLeftOut", String::fromInt(recorder.getLeftOutBytes()));
-        }
         m_file->add(*output);
     }
-    recorder.forget();
 }
 
 }  // namespace vexil::app

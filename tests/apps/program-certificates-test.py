@@ -162,7 +162,7 @@ class CertificatesTest(ProgramTest):
             shown = sum(int(message.get("bytes")) for message in element
                         if (message.get("type"), message.tag) == ("data", direction))
             # The same bytes come a second time, as TLS records.
-            self.assertEqual(shown + int(element.get("bytesLeftOut")), 800000, direction)
+            self.assertEqual(shown + int(element.get("bytesLeftOut", 0)), 800000, direction)
 
     def test_options_that_contradict_each_other_are_refused(self):
         for options in (["--ca-bundle", self.authority], ["--no-verify"]):

@@ -321,8 +321,44 @@ TEST_F(NetRequestError, ATextWithANULIsRefusedWhereLibcurlWouldCutIt) {
     const auto error = thrownBy<vexil::CInvalidArgError>(
         [&] { request->setUserPassword(String(std::wstring(L"ab\0cd", 5))); });
     ASSERT_TRUE(error);
-    EXPECT_EQ(error->getPlace(), "CNetRequest::setOptionString");
+    EXPECT_EQ(error->getPlace(), "CNetRequest::setUserPassword");
     EXPECT_EQ(error->getMessage(), "value contains a NUL character");
+}
+
+TEST_F(NetRequestError, ATextWithANULIsRefusedByTheNameOfTheSetter) {
+    const String text(std::wstring(L"ab\0cd", 5));
+    const std::pair<const char*, std::function<void()>> setters[] = {
+        {"setURL", [&] { request->setURL(text); }},
+        {"setProxy", [&] { request->setProxy(text); }},
+        {"setUserName", [&] { request->setUserName(text); }},
+        {"setUserPassword", [&] { request->setUserPassword(text); }},
+        {"setHTTPMethod", [&] { request->setHTTPMethod(text); }},
+        {"setRootCertBundlePath",
+         [&] { request->setRootCertBundlePath(vexil::TPathImpl<vexil::CWindowsPathTraits>(text)); }},
+        {"setRedirectProtocols", [&] { request->setRedirectProtocols(text); }},
+        {"setFTPListOverrideCommand", [&] { request->setFTPListOverrideCommand(text); }},
+        {"setOptionString", [&] { request->setOptionString(CURLOPT_USERAGENT, text); }},
+        {"setOptionString", [&] { request->setOptionString(CURLOPT_POSTFIELDS, text); }},
+    };
+    for (const auto& [name, set] : setters) {
+        const auto error = thrownBy<vexil::CInvalidArgError>(set);
+        ASSERT_TRUE(error) << name;
+        EXPECT_EQ(error->getPlace(), String("CNetRequest::") + name);
+    }
+}
+
+TEST_F(NetRequestError, AMethodOrCommandWithALineEndIsRefused) {
+    for (const char* const text : {"GET / HTTP/1.1\r\nX-Evil: 1", "A\nB", "A\rB", "\n"}) {
+        const auto methodError = thrownBy<vexil::CInvalidArgError>([&] { request->setHTTPMethod(text); });
+        ASSERT_TRUE(methodError);
+        EXPECT_EQ(methodError->getPlace(), "CNetRequest::setHTTPMethod");
+        EXPECT_EQ(methodError->getMessage(), "value contains a CR or LF character");
+        EXPECT_EQ(request->getHTTPMethod(), "GET");
+        const auto commandError =
+            thrownBy<vexil::CInvalidArgError>([&] { request->setFTPListOverrideCommand(text); });
+        ASSERT_TRUE(commandError);
+        EXPECT_EQ(commandError->getPlace(), "CNetRequest::setFTPListOverrideCommand");
+    }
 }
 
 // ---- small figures ---------------------------------------------------------------------------------------

@@ -292,6 +292,102 @@ TEST_F(NetRequestVerbose, BeginsAnewWithEachTransferAndReset) {
     EXPECT_THAT(log(), IsEmpty());
 }
 
+// ---- the limit -------------------------------------------------------------------------------------------
+
+TEST_F(NetRequestVerbose, RecordsAllWithoutALimit) {
+    m_request->setVerboseSettings(vexil::VerboseLogNone, vexil::VerboseLogNone);
+    m_request->log(CURLINFO_DATA_IN, "abc");
+    EXPECT_THAT(log(), ElementsAre("receive type=data bytes=3|~stripped~"));
+    // What is shown is decided when the log is made.
+    m_request->setVerboseSettings(vexil::VerboseLogBoth, vexil::VerboseLogNone);
+    EXPECT_THAT(log(), ElementsAre("receive type=data bytes=3|abc"));
+}
+
+TEST_F(NetRequestVerbose, CountsOnlyWhatIsNotToBeShown) {
+    m_request->setVerboseRecordLimit(1000000);
+    m_request->setVerboseSettings(vexil::VerboseLogSent, vexil::VerboseLogNone);
+    for (int i = 0; i < 1000; ++i) {
+        m_request->log(CURLINFO_SSL_DATA_IN, "12345");
+        m_request->log(CURLINFO_DATA_IN, std::string(16384, 'x'));
+    }
+    m_request->log(CURLINFO_TEXT, "between");
+    m_request->log(CURLINFO_DATA_IN, "abc");
+    m_request->log(CURLINFO_DATA_OUT, "abc");
+    m_request->log(CURLINFO_DATA_OUT, "def");
+    EXPECT_THAT(log(100), ElementsAre("receive type=ssl_data bytes=5000|~stripped~...",
+                                      "receive type=data bytes=16384000|~stripped~...", "info|between",
+                                      "receive type=data bytes=3|~stripped~", "send type=data bytes=3|abc",
+                                      "send type=data bytes=3|def"));
+    EXPECT_EQ(m_request->getVerboseLeftOutBytes(), 0);
+    // Nothing of it is held that could be shown.
+    m_request->setVerboseSettings(vexil::VerboseLogBoth, vexil::VerboseLogBoth);
+    EXPECT_THAT(log(), Contains("receive type=data bytes=16384000|..."));
+    EXPECT_THAT(log(), Not(Contains(HasSubstr("x"))));
+}
+
+TEST_F(NetRequestVerbose, LeavesOutDataAboveTheLimit) {
+    m_request->setVerboseRecordLimit(500);
+    m_request->setVerboseSettings(vexil::VerboseLogBoth, vexil::VerboseLogBoth);
+    m_request->log(CURLINFO_HEADER_OUT, "GET / HTTP/1.1\r\n\r\n");
+    for (int i = 0; i < 100; ++i) {
+        m_request->log(CURLINFO_SSL_DATA_IN, "12345");
+        m_request->log(CURLINFO_DATA_IN, std::string(150, 'x'));
+    }
+    m_request->log(CURLINFO_TEXT, "left intact");
+    const std::string block = "receive type=data bytes=150|" + std::string(150, 'x');
+    EXPECT_THAT(log(), ElementsAre("send type=header|GET / HTTP/1.1", "receive type=ssl_data bytes=5|12345",
+                                   block, "receive type=ssl_data bytes=5|12345", block, "info|left intact"));
+    EXPECT_EQ(m_request->getVerboseLeftOutBytes(), 98 * 150);
+    EXPECT_EQ(describe(*m_request->getVerboseOutput(0)),
+              "NetRequest httpMethod=GET url= bytesLeftOut=14700|");
+    EXPECT_EQ(describe(*m_request->getRedactedVerboseOutput(0)),
+              "NetRequest httpMethod=GET url= bytesLeftOut=14700|");
+
+    m_request->resetForPerform();
+    EXPECT_EQ(m_request->getVerboseLeftOutBytes(), 0);
+    m_request->log(CURLINFO_DATA_IN, "abc");
+    EXPECT_THAT(log(), ElementsAre("receive type=data bytes=3|abc"));
+}
+
+TEST_F(NetRequestVerbose, EndsTheRecordWhenHeadersReachTheLimit) {
+    m_request->setVerboseRecordLimit(1000);
+    m_request->setVerboseSettings(vexil::VerboseLogBoth, vexil::VerboseLogBoth);
+    for (int i = 0; i < 100000; ++i) {
+        m_request->log(CURLINFO_HEADER_IN, "220-a line of an endless reply\r\n");
+    }
+    m_request->log(CURLINFO_DATA_OUT, "abc");
+    m_request->log(CURLINFO_TEXT, "left intact");
+    EXPECT_THAT(log(), testing::SizeIs(8));
+    EXPECT_EQ(m_request->getVerboseLeftOutBytes(), 99992 * 32 + 3 + 11);
+}
+
+TEST_F(NetRequestVerbose, KeepsTheEndOfAHeadThatComesAsData) {
+    m_request->setVerboseRecordLimit(1000);
+    m_request->setVerboseSettings(vexil::VerboseLogReceived, vexil::VerboseLogNone);
+    m_request->log(CURLINFO_HEADER_OUT, "PUT / HTTP/1.1\r\nReferer: http://user:pass");
+    m_request->log(CURLINFO_DATA_OUT, "word@host/\r\nAccept: */*\r\n");
+    m_request->log(CURLINFO_DATA_OUT, "\r\nbo");
+    m_request->log(CURLINFO_DATA_OUT, "dy");
+    m_request->log(CURLINFO_DATA_OUT, "body");
+    // The login can only be told from a host with what follows it.
+    EXPECT_THAT(describeChildren(*m_request->getRedactedVerboseOutput(whole)),
+                ElementsAre("send type=header|PUT / HTTP/1.1\r\nReferer: http://~stripped~",
+                            "send type=data bytes=25|~stripped~", "send type=data bytes=4|~stripped~",
+                            "send type=data bytes=6|~stripped~"));
+}
+
+TEST_F(NetRequestVerbose, KeepsTheLimitPastReset) {
+    m_request->setVerboseRecordLimit(0);
+    m_request->reset();
+    m_request->log(CURLINFO_TEXT, "abc");
+    EXPECT_THAT(log(), IsEmpty());
+    EXPECT_EQ(m_request->getVerboseLeftOutBytes(), 3);
+    m_request->setVerboseRecordLimit(-1);
+    m_request->log(CURLINFO_TEXT, "abc");
+    EXPECT_THAT(log(), ElementsAre("info|abc"));
+    EXPECT_THROW(m_request->setVerboseRecordLimit(-2), vexil::CInvalidArgError);
+}
+
 // ---- the automatic setting -------------------------------------------------------------------------------
 
 TEST_F(NetRequestVerbose, DecidesForBothUnlessItUploads) {
@@ -414,6 +510,18 @@ TEST_F(NetRequestVerboseWire, CutsEveryBlockOfALargeDownload) {
         bytes += size;
     }
     EXPECT_EQ(bytes, 1048576);
+}
+
+TEST_F(NetRequestVerboseWire, CountsALargeDownloadThatIsNotShown) {
+    const std::string head = "HTTP/1.1 200 OK\r\nContent-Length: 10000000\r\n\r\n";
+    m_peer.onConnection().expectHead().reply(head).sendPattern(10000000);
+    m_request->setVerboseSettings(vexil::VerboseLogNone, vexil::VerboseLogNone);
+    m_request->setVerboseRecordLimit(100000);
+    m_request->setReceiveDataSink(nullptr);
+    m_request->setURL(String::fromUTF8(m_peer.url()));
+    m_request->perform();
+    EXPECT_THAT(log(), Contains("receive type=data bytes=10000000|~stripped~"));
+    EXPECT_THAT(log(), Contains(HasSubstr("left intact")));
 }
 
 TEST_F(NetRequestVerboseWire, HidesTheBodyOfAPutAndShowsItsAnswer) {

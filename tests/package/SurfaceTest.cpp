@@ -354,6 +354,8 @@ void name_vexil_CNetRequest() {
     name(static_cast<void (Class::*)(bool)>(&Class::setVerbose));
     name(static_cast<bool (Class::*)() const noexcept>(&Class::isVerboseEnabled));
     name(static_cast<void (Class::*)(VerboseLogData, VerboseLogData)>(&Class::setVerboseSettings));
+    name(static_cast<void (Class::*)(int64)>(&Class::setVerboseRecordLimit));
+    name(static_cast<int64 (Class::*)() const noexcept>(&Class::getVerboseLeftOutBytes));
     name(static_cast<P<zet::CXMLElement> (Class::*)(unsigned int)>(&Class::getVerboseOutput));
     name(static_cast<P<zet::CXMLElement> (Class::*)(unsigned int)>(&Class::getRedactedVerboseOutput));
     name(static_cast<void (Class::*)(void*, curl_infotype, char*, std::size_t)>(&Class::onLogDebugMessage));

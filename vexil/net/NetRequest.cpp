@@ -5,6 +5,7 @@
 #include "vexil/net/NetRequestSetup.h"
 #include "vexil/net/PostBody.h"
 #include "vexil/net/ReplyAssembler.h"
+#include "vexil/net/VerboseRecord.h"
 #include "zet/Log.h"
 
 #include <utility>
@@ -27,7 +28,7 @@ CNetRequest::ICancelWaker::~ICancelWaker() = default;
 
 CNetRequest::CNetRequest()
     : m_errorBuffer(CURL_ERROR_SIZE), m_connections(std::make_unique<CConnectionChoice>()),
-      m_replies(std::make_unique<CReplyAssembler>()) {
+      m_replies(std::make_unique<CReplyAssembler>()), m_verboseRecord(std::make_unique<CVerboseRecord>()) {
     CGlobalInit::get();
     clearErrorBuffer();
     m_responseInfo = new CNetStringList;
@@ -110,7 +111,7 @@ void CNetRequest::resetForPerform() {
     if (m_verboseData == VerboseLogAutomatic) {
         m_verboseData = isUpload() ? VerboseLogReceived : VerboseLogBoth;
     }
-    m_verboseMessages.clear();
+    m_verboseRecord->clear();
     {
         const zet::CMutexLock lock(m_asyncMutex);
         m_pendingCallbackError = nullptr;

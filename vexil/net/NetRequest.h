@@ -28,6 +28,7 @@ class CConnectionChoice;
 class CConnectionPools;
 class CPostBody;
 class CReplyAssembler;
+class CVerboseRecord;
 
 /// Which data the verbose log shows as text. The bytes' count is always shown.
 enum VerboseLogData : unsigned int {
@@ -172,6 +173,7 @@ public:
         zet::CTime time;                     ///< when libcurl told it
         curl_infotype type = CURLINFO_TEXT;  ///< libcurl's kind of message
         TBuffer<char> data;                  ///< its bytes, as they were
+        int64 leftOut = 0;                   ///< bytes that were counted only: see setVerboseRecordLimit()
     };
 
     // ---- life --------------------------------------------------------------------------------------------
@@ -249,6 +251,7 @@ public:
     /// "GET", "PUT", "POST", "HEAD" by libcurl's switches of the same purpose; anything else that is not
     /// empty by CURLOPT_CUSTOMREQUEST without a body; "" for the default. Switches the other methods off, so
     /// an upload that is not a PUT is off afterwards.
+    /// \throws CInvalidArgError for a method with CR, LF or NUL, which would begin a header
     void setHTTPMethod(const String& method);
     /// The method as set; without one "PUT" for an upload, else "GET".
     String getHTTPMethod() const;
@@ -345,7 +348,8 @@ public:
     /// @}
 
     /// CURLOPT_LOW_SPEED_LIMIT and CURLOPT_LOW_SPEED_TIME: abort when the transfer, the server's thinking
-    /// included, stays below the limit for the time, in seconds rounded up. Default 1 byte/s for 60 s.
+    /// included, stays below the limit for the time, in seconds rounded up, at most 2147483647 (68 years). Default
+    /// 1 byte/s for 60 s.
     void setLowSpeedLimit(int bytesPerSecond, const zet::CTimeSpan& time);
 
     /// CURLOPT_USE_SSL: one of CURLUSESSL_, for SMTP too. Default CURLUSESSL_NONE.
@@ -355,6 +359,7 @@ public:
     /// CURLOPT_FTP_CREATE_MISSING_DIRS: one of CURLFTP_CREATE_DIR_. Default CURLFTP_CREATE_DIR_NONE.
     void setFTPCreateMissingDirs(int mode);
     /// CURLOPT_CUSTOMREQUEST: the command of a listing; "" for libcurl's own.
+    /// \throws CInvalidArgError for a command with CR, LF or NUL, which would begin another one
     void setFTPListOverrideCommand(const String& command);
     /// @{
 
@@ -529,6 +534,18 @@ public:
     /// What of body data and of TLS data is shown as text. Default VerboseLogAutomatic and VerboseLogNone;
     /// lasts past reset().
     void setVerboseSettings(VerboseLogData data, VerboseLogData sslData);
+    /// How much of a transfer is recorded, in bytes; -1, the default, for all of it: each byte of each body is held in
+    /// memory until the next transfer, whatever is shown. Lasts past reset().
+    ///
+    /// With a limit, data that is not to be shown is counted only, between two headers or libcurl messages in one
+    /// element. Of data to be shown, so much is recorded until the limit is reached, and the rest left out. The same
+    /// limit holds apart for headers and libcurl messages; if it is reached, the record ends. Each message counts 100
+    /// bytes more than it has, and the one that reaches the limit is recorded whole.
+    /// \throws CInvalidArgError for a number below -1
+    void setVerboseRecordLimit(int64 bytes);
+    /// Bytes of headers, libcurl messages and data of the last transfer that a limit has left out, TLS data aside. The
+    /// logs tell them as the attribute "bytesLeftOut" of "NetRequest" if there are any.
+    int64 getVerboseLeftOutBytes() const noexcept;
 
     /// The last transfer as a tree: "NetRequest" with a child for each message; null when verbose is off.
     ///
@@ -538,11 +555,20 @@ public:
     /// \param maxTextLength  bytes of a message to show; "..." follows where it is cut
     P<zet::CXMLElement> getVerboseOutput(unsigned int maxTextLength);
     /// getVerboseOutput() for a log to show: each credential is replaced whole by "~stripped~", before texts
-    /// are cut. So are the values of the headers Authorization, Proxy-Authorization, Cookie, Set-Cookie and
-    /// X-Amz-Security-Token, the arguments of FTP's PASS and ACCT, what the client says during an SMTP login,
-    /// what stands before the "@" of a URL, and what libcurl's remarks repeat of these. Shown are FTP user
-    /// names, queries of URLs, and bodies and TLS data as far as setVerboseSettings() allows: a form or
-    /// document that holds a password is shown with it.
+    /// are cut. These are:
+    /// - the values of the headers Authorization, Proxy-Authorization, Authentication-Info, Proxy-Authentication-Info,
+    ///   Cookie, Cookie2, Set-Cookie, Set-Cookie2, X-Amz-Security-Token, X-Auth-Token, X-Auth-Key, X-API-Key,
+    ///   X-Vault-Token, X-Subject-Token, X-Storage-Token, X-Service-Token, and of those with a customer's key for the
+    ///   encryption of an object (S3, Google Cloud Storage);
+    /// - the arguments of FTP's PASS and ACCT, and all that the client sends during an SMTP login;
+    /// - what stands before the "@" of a URL;
+    /// - the values of the query arguments Signature, X-Amz-Signature, X-Amz-Credential, X-Amz-Security-Token,
+    ///   AWSAccessKeyId, X-Goog-Signature, X-Goog-Credential, access_token, refresh_token, id_token, client_secret,
+    ///   sig, token, key, api_key, apikey, password, passwd and pwd;
+    /// - what libcurl's messages repeat of these.
+    ///
+    /// Shown are FTP user names, other query arguments, and bodies and TLS data as far as setVerboseSettings() allows: a
+    /// form or document that holds a password is shown with it. Takes time in proportion to what is recorded.
     P<zet::CXMLElement> getRedactedVerboseOutput(unsigned int maxTextLength);
 
     /// libcurl's debug callback (CURLOPT_DEBUGFUNCTION); `request` may be null. Always 0.
@@ -594,7 +620,7 @@ private:
     void setOption(CURLoption option, Value value);
     void checkOptionResult(CURLcode result);
     void checkOptionType(CURLoption option, bool isRightType);
-    void setTextOption(CURLoption option, const String& value);
+    void setTextOption(CURLoption option, const String& value, const char* place);
     CPostBody& getPostBody();
     void setPostText(std::string text);
     void setPostMemory(const void* memory);
@@ -700,7 +726,7 @@ private:
     bool m_verbose = false;
     VerboseLogData m_verboseSSLData = VerboseLogNone;
     VerboseLogData m_verboseData = VerboseLogAutomatic;
-    TList<CVerboseLogMessage> m_verboseMessages;
+    const std::unique_ptr<CVerboseRecord> m_verboseRecord;
 
     // Guarded by m_asyncMutex.
     mutable zet::CMutex m_asyncMutex;

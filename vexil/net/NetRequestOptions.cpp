@@ -1,7 +1,11 @@
 #include "vexil/net/ConnectionChoice.h"
+#include "vexil/net/LineEnd.h"
 #include "vexil/net/NetRequest.h"
 #include "vexil/net/NetRequestOption.h"
 #include "vexil/net/PostBody.h"
+
+#include <algorithm>
+#include <limits>
 
 namespace vexil {
 
@@ -22,7 +26,9 @@ int secondsRoundedUp(const zet::CTimeSpan& span) {
         return 0;
     }
     const int64 count = span.getMicroseconds();
-    return static_cast<int>(count / second + (count % second > 0 ? 1 : 0));
+    const int64 seconds = count / second + (count % second > 0 ? 1 : 0);
+    return static_cast<int>(
+        std::clamp<int64>(seconds, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
 }
 
 /// The part of CURLOPT_SSLVERSION that is the newest version.
@@ -44,9 +50,17 @@ int getMaxPart(TLSVersion version) {
 }
 
 /// libcurl would take the part before a NUL: another URL, another password.
-void refuseNUL(const String& value) {
+void refuseNUL(const String& value, const char* place) {
     if (value.find(L'\0') != String::npos) {
-        throw CInvalidArgError("CNetRequest::setOptionString", "value contains a NUL character");
+        throw CInvalidArgError(place, "value contains a NUL character");
+    }
+}
+
+/// libcurl sends a method or command as it is, and its next line as a header or a command.
+void refuseLineEnd(const String& value, const char* place) {
+    refuseNUL(value, place);
+    if (hasLineEnd(value)) {
+        throw CInvalidArgError(place, "value contains a CR or LF character");
     }
 }
 
@@ -152,17 +166,18 @@ void CNetRequest::setOptionPtr(CURLoption option, void* value) {
 }
 
 void CNetRequest::setOptionString(CURLoption option, const String& value) {
+    static constexpr char place[] = "CNetRequest::setOptionString";
     if (option == CURLOPT_POSTFIELDS || option == CURLOPT_COPYPOSTFIELDS) {
-        refuseNUL(value);
+        refuseNUL(value, place);
         setPostText(value.toUTF8());
         return;
     }
     checkOptionType(option, isString(option));
-    setTextOption(option, value);
+    setTextOption(option, value, place);
 }
 
-void CNetRequest::setTextOption(CURLoption option, const String& value) {
-    refuseNUL(value);
+void CNetRequest::setTextOption(CURLoption option, const String& value, const char* place) {
+    refuseNUL(value, place);
     setOption(option, value.toUTF8().c_str());
 }
 
@@ -186,10 +201,11 @@ void CNetRequest::setDefaultOptions() {
 }
 
 void CNetRequest::setURL(const String& url) {
-    refuseNUL(url);
+    static constexpr char place[] = "CNetRequest::setURL";
+    refuseNUL(url, place);
     m_url = url;
     m_isHTTP = hasScheme(url, "http:") || hasScheme(url, "https:");
-    setTextOption(CURLOPT_URL, url);
+    setTextOption(CURLOPT_URL, url, place);
 }
 
 String CNetRequest::getResponseCodeDomain() const {
@@ -203,7 +219,8 @@ String CNetRequest::getResponseCodeDomain() const {
 }
 
 void CNetRequest::setHTTPMethod(const String& method) {
-    refuseNUL(method);
+    static constexpr char place[] = "CNetRequest::setHTTPMethod";
+    refuseLineEnd(method, place);
     const bool isGet = method == "GET";
     const bool isPut = method == "PUT";
     const bool isPost = method == "POST";
@@ -237,7 +254,7 @@ void CNetRequest::setHTTPMethod(const String& method) {
     } else if (isHead) {
         setOptionInt(CURLOPT_NOBODY, 1);
     } else if (isCustom) {
-        setTextOption(CURLOPT_CUSTOMREQUEST, method);
+        setTextOption(CURLOPT_CUSTOMREQUEST, method, place);
     }
     m_httpMethod = method;
 }
@@ -277,7 +294,7 @@ void CNetRequest::setFollowRedirects(bool follow) {
 }
 
 void CNetRequest::setRedirectProtocols(const String& protocols) {
-    setOptionString(CURLOPT_REDIR_PROTOCOLS_STR, protocols);
+    setTextOption(CURLOPT_REDIR_PROTOCOLS_STR, protocols, "CNetRequest::setRedirectProtocols");
 }
 
 void CNetRequest::setMaxRedirects(int count) {
@@ -294,15 +311,15 @@ void CNetRequest::setHTTPAuthMethods(unsigned int methods) {
 }
 
 void CNetRequest::setUserName(const String& name) {
-    setTextOption(CURLOPT_USERNAME, name);
+    setTextOption(CURLOPT_USERNAME, name, "CNetRequest::setUserName");
 }
 
 void CNetRequest::setUserPassword(const String& password) {
-    setTextOption(CURLOPT_PASSWORD, password);
+    setTextOption(CURLOPT_PASSWORD, password, "CNetRequest::setUserPassword");
 }
 
 void CNetRequest::setProxy(const String& proxy) {
-    setTextOption(CURLOPT_PROXY, proxy);
+    setTextOption(CURLOPT_PROXY, proxy, "CNetRequest::setProxy");
 }
 
 void CNetRequest::setMillisecondsOption(CURLoption option, const zet::CTimeSpan& span) {
@@ -327,7 +344,7 @@ void CNetRequest::setSSLVerifyPeer(bool verify) {
 }
 
 void CNetRequest::setRootCertBundlePath(const TPathImpl<CWindowsPathTraits>& path) {
-    setTextOption(CURLOPT_CAINFO, path.getText());
+    setTextOption(CURLOPT_CAINFO, path.getText(), "CNetRequest::setRootCertBundlePath");
 }
 
 void CNetRequest::setMaxTLSVersion(TLSVersion version) {
@@ -340,7 +357,7 @@ void CNetRequest::setRange(int64 start, int64 length) {
     if (length != -1) {
         range += String::fromInt(start + (length - 1));
     }
-    setTextOption(CURLOPT_RANGE, range);
+    setTextOption(CURLOPT_RANGE, range, "CNetRequest::setRange");
 }
 
 void CNetRequest::setFTPUseSSL(int level) {
@@ -356,10 +373,12 @@ void CNetRequest::setFTPCreateMissingDirs(int mode) {
 }
 
 void CNetRequest::setFTPListOverrideCommand(const String& command) {
+    static constexpr char place[] = "CNetRequest::setFTPListOverrideCommand";
     if (command.isEmpty()) {
         setOptionPtr(CURLOPT_CUSTOMREQUEST, nullptr);
     } else {
-        setTextOption(CURLOPT_CUSTOMREQUEST, command);
+        refuseLineEnd(command, place);
+        setTextOption(CURLOPT_CUSTOMREQUEST, command, place);
     }
 }
 

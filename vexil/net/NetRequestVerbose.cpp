@@ -1,5 +1,6 @@
 #include "vexil/net/CredentialFinder.h"
 #include "vexil/net/NetRequest.h"
+#include "vexil/net/VerboseRecord.h"
 #include "vexil/net/VerboseRedactor.h"
 #include "zet/TimeFields.h"
 #include "zet/URI.h"
@@ -62,10 +63,13 @@ std::string_view getBytes(const TBuffer<char>& data) {
     return {data.getData(), static_cast<std::size_t>(data.getUsed())};
 }
 
-P<zet::CXMLElement> createRoot(const String& httpMethod, const String& url) {
+P<zet::CXMLElement> createRoot(const String& httpMethod, const String& url, int64 leftOutBytes) {
     CProps attributes;
     attributes.add("httpMethod", httpMethod);
     attributes.add("url", url);
+    if (leftOutBytes > 0) {
+        attributes.add("bytesLeftOut", String::fromInt(leftOutBytes));
+    }
     return new zet::CXMLElement("NetRequest", attributes);
 }
 
@@ -78,19 +82,22 @@ P<zet::CXMLElement> createElement(const CNetRequest::CVerboseLogMessage& message
     }
     element->addAttribute("logTime", zet::CTimeFields(message.time).toISODateTime(3));
     if (appearance.showBytes) {
-        element->addAttribute("bytes", String::fromInt(message.data.getUsed()));
+        element->addAttribute("bytes", String::fromInt(message.data.getUsed() + message.leftOut));
     }
     return element;
 }
 
 /// What is shown of a message's bytes.
-String makeText(std::string_view bytes, const Appearance& appearance, unsigned int maxLength) {
+/// \param leftOut  bytes that follow, but were not recorded
+String makeText(std::string_view bytes, int64 leftOut, const Appearance& appearance, unsigned int maxLength) {
     const std::string_view shown = bytes.substr(0, maxLength);
     String text = appearance.showText ? String::fromLatin1(shown) : String(strippedText);
     if (appearance.showText && appearance.showBytes) {
         text = zet::CURI::escape(text);
     }
-    if (shown.size() < bytes.size()) {
+    const auto length = static_cast<int64>(bytes.size()) + leftOut;
+    const int64 shownLength = appearance.showText ? static_cast<int64>(shown.size()) : int64{maxLength};
+    if (shownLength < length) {
         text += "...";
     }
     text.trimRight();
@@ -115,17 +122,27 @@ void CNetRequest::onLogDebugMessage(void* handle, curl_infotype type, char* data
     if (handle != m_handle.get() || !m_verbose) {
         return;
     }
-    CVerboseLogMessage message{zet::CTime::now(), type, {}};
-    message.data.append(data, static_cast<int>(size));
-    m_verboseMessages.push_back(std::move(message));
+    m_verboseRecord->add(type, {data, size}, getAppearance(type, m_verboseData, m_verboseSSLData).showText);
+}
+
+void CNetRequest::setVerboseRecordLimit(int64 bytes) {
+    if (bytes < -1) {
+        throw CInvalidArgError("CNetRequest::setVerboseRecordLimit",
+                               "limit is below -1: " + String::fromInt(bytes));
+    }
+    m_verboseRecord->setLimit(bytes);
+}
+
+int64 CNetRequest::getVerboseLeftOutBytes() const noexcept {
+    return m_verboseRecord->getLeftOutBytes();
 }
 
 P<zet::CXMLElement> CNetRequest::getVerboseOutput(unsigned int maxTextLength) {
     if (!m_verbose) {
         return nullptr;
     }
-    P<zet::CXMLElement> root = createRoot(getHTTPMethod(), m_url);
-    for (const CVerboseLogMessage& message : m_verboseMessages) {
+    P<zet::CXMLElement> root = createRoot(getHTTPMethod(), m_url, getVerboseLeftOutBytes());
+    for (const CVerboseLogMessage& message : m_verboseRecord->getMessages()) {
         if (const P<zet::CXMLElement> element = createVerboseXmlElement(message, maxTextLength)) {
             root->addChild(element);
         }
@@ -137,7 +154,7 @@ P<zet::CXMLElement> CNetRequest::createVerboseXmlElement(const CVerboseLogMessag
                                                          unsigned int maxTextLength) {
     const Appearance appearance = getAppearance(message.type, m_verboseData, m_verboseSSLData);
     P<zet::CXMLElement> element = createElement(message, appearance);
-    String text = makeText(getBytes(message.data), appearance, maxTextLength);
+    String text = makeText(getBytes(message.data), message.leftOut, appearance, maxTextLength);
     if (appearance.isHeader) {
         stripAuthorization(text);
     }
@@ -150,14 +167,14 @@ P<zet::CXMLElement> CNetRequest::getRedactedVerboseOutput(unsigned int maxTextLe
         return nullptr;
     }
     const std::string url = m_url.toUTF8();
-    P<zet::CXMLElement> root =
-        createRoot(getHTTPMethod(), String::fromUTF8(stripRanges(url, findSecretsOfURL(url))));
-    const CVerboseRedactor redactor(m_verboseMessages);
+    P<zet::CXMLElement> root = createRoot(
+        getHTTPMethod(), String::fromUTF8(stripRanges(url, findSecretsOfURL(url))), getVerboseLeftOutBytes());
+    const CVerboseRedactor redactor(m_verboseRecord->getMessages());
     std::size_t index = 0;
-    for (const CVerboseLogMessage& message : m_verboseMessages) {
+    for (const CVerboseLogMessage& message : m_verboseRecord->getMessages()) {
         const Appearance appearance = getAppearance(message.type, m_verboseData, m_verboseSSLData);
         const P<zet::CXMLElement> element = createElement(message, appearance);
-        element->setText(makeText(redactor.getText(index++), appearance, maxTextLength));
+        element->setText(makeText(redactor.getText(index++), message.leftOut, appearance, maxTextLength));
         root->addChild(element);
     }
     return root;
