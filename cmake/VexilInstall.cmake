@@ -27,5 +27,18 @@ write_basic_package_version_file("${PROJECT_BINARY_DIR}/vexil-config-version.cma
 install(FILES "${PROJECT_BINARY_DIR}/vexil-config.cmake" "${PROJECT_BINARY_DIR}/vexil-config-version.cmake"
   DESTINATION ${package_folder})
 
+# From where the file is, so that an installed folder can be moved.
+set(pkgconfig_folder ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}" OR IS_ABSOLUTE "${CMAKE_INSTALL_INCLUDEDIR}")
+  set(VEXIL_PKGCONFIG_PREFIX "${CMAKE_INSTALL_PREFIX}")
+  set(VEXIL_PKGCONFIG_LIBDIR "${CMAKE_INSTALL_FULL_LIBDIR}")
+  set(VEXIL_PKGCONFIG_INCLUDEDIR "${CMAKE_INSTALL_FULL_INCLUDEDIR}")
+else()
+  file(RELATIVE_PATH way_up "/prefix/${pkgconfig_folder}" "/prefix")
+  string(REGEX REPLACE "/$" "" way_up "${way_up}")
+  set(VEXIL_PKGCONFIG_PREFIX "\${pcfiledir}/${way_up}")
+  set(VEXIL_PKGCONFIG_LIBDIR "\${prefix}/${CMAKE_INSTALL_LIBDIR}")
+  set(VEXIL_PKGCONFIG_INCLUDEDIR "\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}")
+endif()
 configure_file(cmake/vexil.pc.in "${PROJECT_BINARY_DIR}/vexil.pc" @ONLY)
-install(FILES "${PROJECT_BINARY_DIR}/vexil.pc" DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES "${PROJECT_BINARY_DIR}/vexil.pc" DESTINATION ${pkgconfig_folder})

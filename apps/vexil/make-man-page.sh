@@ -4,6 +4,9 @@
 # Usage: make-man-page.sh PROGRAM PAGE
 set -euo pipefail
 
+# man indents by seven columns.
+export COLUMNS=72
+
 program=${1:?usage: make-man-page.sh PROGRAM PAGE}
 page=${2:?usage: make-man-page.sh PROGRAM PAGE}
 

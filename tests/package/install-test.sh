@@ -58,6 +58,14 @@ if find "$prefix/include" -name '*.h' -print0 | xargs -0 grep -l '<wx/'; then
     fail 'a public header needs wxWidgets'
 fi
 
+# Each option of the manual page is alone on its line, with its value's name in capital letters.
+if page=$(find "$prefix" -name vexil.1 | grep .); then
+    grep -q '^\\fB\\-\\-verify\\fR' "$page" || fail 'the manual page lacks an option'
+    if awk 'previous == ".TP" && /^\\fB\\-.*\\fR [^\\]*[a-z]/ { print; found = 1 } { previous = $0 } END { exit !found }' "$page"; then
+        fail 'an option of the manual page is not alone on its line'
+    fi
+fi
+
 cmake -S "$here/stranger" -B "$work/build" -G Ninja "${cmake_arguments[@]}" >"$work/cmake.log" 2>&1 ||
     fail "find_package failed: $(cat "$work/cmake.log")"
 cmake --build "$work/build" >"$work/cmake.log" 2>&1 || fail "the build failed: $(cat "$work/cmake.log")"
@@ -66,9 +74,11 @@ check "$work/build/stranger$suffix"
 # That libcurl lies beside it is taken for granted on Linux alone.
 [[ -z $dependencies ]] || exit 0
 
+# The configured prefix was another one; and an installed folder may be moved.
+mv "$prefix" "$work/moved"
+prefix=$work/moved
 pkg_config_folder=$(dirname "$(find "$prefix" -name vexil.pc)")
-# The file was made for the configured prefix; this one is another.
-flags=$(PKG_CONFIG_PATH=$pkg_config_folder pkg-config --define-variable=prefix="$prefix" --cflags --libs vexil)
+flags=$(PKG_CONFIG_PATH=$pkg_config_folder pkg-config --cflags --libs vexil)
 # shellcheck disable=SC2086  # one word a flag
 "$compiler" -std=c++20 "$here/stranger/main.cpp" $flags -Wl,-rpath,"$(dirname "$pkg_config_folder")" \
     -o "$work/by-pkg-config"
