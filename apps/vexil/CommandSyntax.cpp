@@ -1,5 +1,7 @@
 #include "apps/vexil/CommandSyntax.h"
 
+#include "apps/vexil/OptionChecks.h"
+
 #include <CLI/CLI.hpp>
 
 namespace vexil::app {
@@ -33,9 +35,7 @@ CCommandSyntax& CCommandSyntax::option(const char* name, const char* valueName, 
 }
 
 CCommandSyntax& CCommandSyntax::fileOption(const char* name, std::string& value, const char* help) {
-    const CLI::Validator notEmpty(
-        [](const std::string& file) { return file.empty() ? "the value is empty" : std::string(); }, "");
-    m_app->add_option(name, value, help)->type_name("FILE")->check(notEmpty);
+    m_app->add_option(name, value, help)->type_name("FILE")->check(notEmpty());
     return *this;
 }
 
@@ -49,7 +49,7 @@ CCommandSyntax& CCommandSyntax::number(const char* name, const char* valueName, 
                                        int maximum, const char* help) {
     m_app->add_option(name, value, help)
         ->type_name(valueName)
-        ->check(CLI::Range(minimum, maximum).description(""));
+        ->check(numberFrom(minimum, maximum, "a whole number"));
     return *this;
 }
 

@@ -117,9 +117,16 @@ CCredentials CContext::loadCredentials(const CCredentialNames& names) {
 }
 
 String CContext::getEndpoint() const {
-    return String::fromUTF8(m_options.endpoint.empty()
-                                ? getEnvironmentVariable("VEXIL_S3_ENDPOINT").value_or("")
-                                : m_options.endpoint);
+    if (!m_options.endpoint.empty()) {
+        return String::fromUTF8(m_options.endpoint);
+    }
+    const auto endpoint = getEnvironmentVariable("VEXIL_S3_ENDPOINT");
+    // As from a script that lost the value: without one, the data would go to Amazon.
+    if (endpoint && endpoint->empty()) {
+        throw CInvalidArgError("CContext",
+                               "VEXIL_S3_ENDPOINT is set to an empty value. Unset it to use Amazon's server");
+    }
+    return String::fromUTF8(endpoint.value_or(""));
 }
 
 String CContext::getFTPServer() const {

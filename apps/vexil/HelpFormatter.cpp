@@ -1,13 +1,21 @@
 #include "apps/vexil/HelpFormatter.h"
 
-#include <sstream>
+#include "apps/vexil/HelpText.h"
+
+#include <algorithm>
 
 namespace vexil::app {
 
 namespace {
 
+// Where descriptions begin. If lines are short, they stand below the names.
 constexpr std::size_t nameColumns = 24;
-constexpr std::size_t lineColumns = 80;
+constexpr std::size_t narrowNameColumns = 8;
+constexpr std::size_t minWideColumns = 64;
+
+// Longer lines are hard to read; in shorter ones there is no room.
+constexpr std::size_t maxColumns = 100;
+constexpr std::size_t minColumns = 48;
 
 // A flag that switches off is named "--no-verify{false}".
 std::string withoutBraces(std::string name) {
@@ -26,8 +34,14 @@ std::string withBlankBehindCommas(std::string names) {
 
 }  // namespace
 
-CHelpFormatter::CHelpFormatter() {
-    column_width(nameColumns);
+CHelpFormatter::CHelpFormatter(int columns)
+    : m_columns(std::clamp(static_cast<std::size_t>(std::max(columns, 0)), minColumns, maxColumns)),
+      m_nameColumns(m_columns < minWideColumns ? narrowNameColumns : nameColumns) {
+    column_width(m_nameColumns);
+}
+
+std::string CHelpFormatter::make_description(const CLI::App* app) const {
+    return wrapParagraphs(CLI::Formatter::make_description(app), m_columns);
 }
 
 std::string CHelpFormatter::make_option_name(const CLI::Option* option, bool isPositional) const {
@@ -59,35 +73,21 @@ std::string CHelpFormatter::make_footer(const CLI::App* app) const {
         const bool hasGroupOptions = group->get_parent() && group->get_options().size() > 1;
         hint = "\nThe options of 'vexil --help'" +
                (hasGroupOptions ? " and 'vexil " + group->get_name() + " --help'" : std::string()) +
-               " may stand behind the command.\n";
+               " may stand after the command.\n";
     }
-    return app->get_footer() + "\n" + hint;
+    return wrapParagraphs(app->get_footer() + "\n" + hint, m_columns);
 }
 
 std::string CHelpFormatter::makeEntry(const std::string& name, const std::string& description) const {
     std::string text = "  " + name;
-    std::size_t column = text.size();
-    const auto goToColumn = [&] {
-        if (column + 1 > nameColumns) {
-            text += '\n';
-            column = 0;
-        }
-        text.append(nameColumns - column, ' ');
-        column = nameColumns;
-    };
-    goToColumn();
-    std::istringstream words(description);
-    for (std::string word; words >> word;) {
-        const bool isFirst = column == nameColumns;
-        if (!isFirst && column + 1 + word.size() > lineColumns) {
-            text += '\n' + std::string(nameColumns, ' ') + word;
-            column = nameColumns + word.size();
-        } else {
-            text += (isFirst ? "" : " ") + word;
-            column += word.size() + (isFirst ? 0 : 1);
-        }
+    // Two spaces, as what makes the manual page of this text expects between name and description.
+    if (text.size() + 2 > m_nameColumns) {
+        text += '\n';
+        text.append(m_nameColumns, ' ');
+    } else {
+        text.resize(m_nameColumns, ' ');
     }
-    return text + "\n";
+    return text + wrapWords(description, m_nameColumns, m_columns);
 }
 
 }  // namespace vexil::app

@@ -6,11 +6,13 @@
 
 namespace vexil::app {
 
-/// Lays help texts out for people: no types, no ranges, lines that fit a terminal of 80 columns.
+/// Lays help texts out for people: no types, no ranges, lines that fit the terminal. Only examples keep their lines.
 class CHelpFormatter : public CLI::Formatter {
 public:
-    CHelpFormatter();
+    /// \param columns  how many columns a line may have; taken as 48 to 100
+    explicit CHelpFormatter(int columns);
 
+    std::string make_description(const CLI::App* app) const override;
     std::string make_option_name(const CLI::Option* option, bool isPositional) const override;
     std::string make_option(const CLI::Option* option, bool isPositional) const override;
     std::string make_option_usage(const CLI::Option* option) const override;
@@ -19,6 +21,9 @@ public:
 
 private:
     std::string makeEntry(const std::string& name, const std::string& description) const;
+
+    const std::size_t m_columns;
+    const std::size_t m_nameColumns;
 };
 
 }  // namespace vexil::app

@@ -9,9 +9,11 @@
 #include "apps/vexil/ExitCode.h"
 #include "apps/vexil/HelpFormatter.h"
 #include "apps/vexil/Interrupt.h"
+#include "apps/vexil/OptionChecks.h"
 #include "apps/vexil/Platform.h"
 #include "apps/vexil/ProxyChoice.h"
 #include "apps/vexil/Text.h"
+#include "apps/vexil/UsageProblem.h"
 #include "apps/vexil/VerboseLogFile.h"
 #include "apps/vexil/commands/CompareCommand.h"
 #include "apps/vexil/commands/FTPBackupCommand.h"
@@ -41,14 +43,15 @@
 #include "apps/vexil/commands/S3RmCommand.h"
 #include "vexil/Version.h"
 #include "vexil/net/URLRedaction.h"
+#include "zet/ParseNumber.h"
 
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <iostream>
-#include <map>
 #include <sstream>
 #include <utility>
+#include <vector>
 
 namespace vexil::app {
 
@@ -88,12 +91,39 @@ Exit codes:
   4    the server refuses the credentials
   130  interrupted by Ctrl-C (for other signals 128 and their number)
 
-'vexil http --help', 'vexil s3 backup --help' and so on tell more about each command.)";
+'vexil help http', 'vexil help s3 backup' and so on tell more about each command.)";
 
-// As from a script in which a variable is not set.
-CLI::Validator notEmpty() {
-    return CLI::Validator(
-        [](const std::string& value) { return value.empty() ? "the value is empty" : std::string(); }, "");
+// Where the width of the terminal is not known.
+constexpr int defaultColumns = 80;
+constexpr int64 maxColumns = 10000;
+
+int getHelpColumns() {
+    if (const int columns =
+            isTerminal(StandardStream::Output) ? getTerminalColumns(StandardStream::Output) : 0;
+        columns > 0) {
+        return columns;
+    }
+    const String columns = String::fromUTF8Lossy(getEnvironmentVariable("COLUMNS").value_or(""));
+    return static_cast<int>(
+        std::clamp<int64>(zet::parseInt64(columns, int64(defaultColumns)), 0, maxColumns));
+}
+
+/// "help s3 ls" means "s3 ls --help".
+void translateHelpCommand(std::vector<std::string>& arguments) {
+    if (!arguments.empty() && arguments.front() == "help") {
+        arguments.erase(arguments.begin());
+        arguments.push_back("--help");
+    }
+}
+
+/// Whatever the user has typed: no login in a URL is shown, and nothing leads the terminal astray.
+std::string toPrintableLines(const std::string& text) {
+    std::string lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        lines += printable(redactURLs(String::fromUTF8Lossy(line))).toUTF8() + "\n";
+    }
+    return lines;
 }
 
 constexpr int exitCodeOf(ExitCode code) {
@@ -115,21 +145,23 @@ int CProgram::run(int argc, char** argv) {
     addOptions(app);
     addCommands(app);
     std::vector<std::string> arguments = getArguments(argc, argv);
-    std::reverse(arguments.begin(), arguments.end());
+    translateHelpCommand(arguments);
     CErrorStreamBuffer errorBuffer;
     std::ostream errors(&errorBuffer);
     CConsole console(std::cout, errors, isTerminal(StandardStream::Error),
                      [] { return getTerminalColumns(StandardStream::Error); });
     try {
-        app.parse(std::move(arguments));
+        // It takes them from the end.
+        app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
     } catch (const CLI::ParseError& error) {
+        const CUsageProblem problem(app, error, arguments);
         // Help and version are "errors" of code 0.
         std::ostringstream help;
         std::ostringstream usage;
-        if (app.exit(error, help, usage) == 0) {
+        if (app.exit(error, help, usage) == 0 && !problem.isUnknownCommand()) {
             return showHelp(console, help.str());
         }
-        errors << redactURLs(String::fromUTF8Lossy(usage.str())).toUTF8();
+        errors << toPrintableLines(problem.getText());
         return exitCodeOf(ExitCode::Usage);
     }
     console.setVerbosity(m_options.verbosity);
@@ -195,16 +227,11 @@ int CProgram::reportFailure(CConsole& console, const CNetRequest* request, const
 }
 
 void CProgram::addOptions(CLI::App& app) {
-    static const std::map<std::string, Verbosity> levels = {{"quiet", Verbosity::Quiet},
-                                                            {"error", Verbosity::Error},
-                                                            {"warning", Verbosity::Warning},
-                                                            {"info", Verbosity::Info},
-                                                            {"debug", Verbosity::Debug}};
-    app.formatter(std::make_shared<CHelpFormatter>());
+    app.formatter(std::make_shared<CHelpFormatter>(getHelpColumns()));
     // Paths on FTP servers begin with "/", which CLI11 would take for options on Windows.
     app.allow_windows_style_options(false);
     app.footer(footer);
-    // Options of the program may stand behind the command, too.
+    // Options of the program may stand after the command, too.
     app.fallthrough();
     app.require_subcommand(1);
     app.set_help_flag("-h,--help", "Print this help and exit");
@@ -238,11 +265,11 @@ void CProgram::addOptions(CLI::App& app) {
            "--timeout", m_options.timeoutSeconds,
            "End a request that takes longer (default: no limit, but one that stands still for 60 s ends)")
         ->type_name("SECONDS")
-        ->check(CLI::Range(0.001, maxTimeoutSeconds).description(""));
+        ->check(numberFrom(0.001, maxTimeoutSeconds, "a number"));
     app.add_option("--retries", m_options.retries,
                    "How often an S3 request (default: 50) or an FTP transfer (default: 5) is tried again")
         ->type_name("N")
-        ->check(CLI::Range(0, maxRetries).description(""));
+        ->check(numberFrom(0, maxRetries, "a whole number"));
     app.add_option("--credentials", m_options.credentialsFile,
                    "File with the lines 'access_key=...' and 'secret_key=...' for S3, 'user=...' and "
                    "'password=...' for FTP and mail (default: the environment)")
@@ -256,7 +283,11 @@ void CProgram::addOptions(CLI::App& app) {
     app.add_option("--log-level", m_options.verbosity,
                    "What to tell on standard error: quiet, error, warning (default), info or debug")
         ->type_name("LEVEL")
-        ->transform(CLI::Transformer(levels).description(""));
+        ->transform(oneOf<Verbosity>({{"quiet", Verbosity::Quiet},
+                                      {"error", Verbosity::Error},
+                                      {"warning", Verbosity::Warning},
+                                      {"info", Verbosity::Info},
+                                      {"debug", Verbosity::Debug}}));
 }
 
 void CProgram::addCommands(CLI::App& app) {
@@ -300,11 +331,6 @@ void CProgram::addCommands(CLI::App& app) {
 }
 
 void CProgram::addFTPCommands(CLI::App& app) {
-    static const std::map<std::string, FTPSecurity> securities = {{"none", FTPSecurity::None},
-                                                                  {"explicit", FTPSecurity::Explicit},
-                                                                  {"implicit", FTPSecurity::Implicit}};
-    static const std::map<std::string, FTPMaxTLS> tlsVersions = {{"1.2", FTPMaxTLS::TLS12},
-                                                                 {"1.3", FTPMaxTLS::TLS13}};
     CLI::App* ftp =
         app.add_subcommand("ftp", "Work with the files of an FTP server, and back up folders to it");
     ftp->require_subcommand(1);
@@ -318,13 +344,15 @@ void CProgram::addFTPCommands(CLI::App& app) {
            "explicit (default): the connection is protected before the login; implicit: from its first byte; "
            "none: not at all, so that others on the way can read the password and all files")
         ->type_name("MODE")
-        ->transform(CLI::Transformer(securities).description(""));
+        ->transform(oneOf<FTPSecurity>({{"none", FTPSecurity::None},
+                                        {"explicit", FTPSecurity::Explicit},
+                                        {"implicit", FTPSecurity::Implicit}}));
     ftp->add_option("--tls-max", m_options.ftpMaxTLS,
                     "The newest version of TLS to use: 1.2 (default) or 1.3. Over 1.3 many servers refuse "
                     "data connections, "
                     "which are then tried again over new connections")
         ->type_name("VERSION")
-        ->transform(CLI::Transformer(tlsVersions).description(""));
+        ->transform(oneOf<FTPMaxTLS>({{"1.2", FTPMaxTLS::TLS12}, {"1.3", FTPMaxTLS::TLS13}}));
     ftp->footer(
         "Paths on the server begin with '/'. The login comes from VEXIL_FTP_USER and VEXIL_FTP_PASSWORD, or "
         "from the file of --credentials.\n\n"

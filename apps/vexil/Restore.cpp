@@ -110,6 +110,7 @@ ExitCode CRestore::run(int jobs) {
         m_context.getConsole().message(Verbosity::Warning,
                                        String("vexil: warning: there was nothing to restore; ") +
                                            m_source.getQuestionWhereEmpty());
+        return ExitCode::NotFound;
     }
     return m_failures == 0 ? ExitCode::Done : ExitCode::Failed;
 }

@@ -174,7 +174,7 @@ class _Handler(http.server.BaseHTTPRequestHandler):
         self.send_header("Content-Length", str(len(body)))
         self.leave()
         self.end_headers()
-        self.wfile.write(body[:sent])
+        self.wfile.write(b"" if self.command == "HEAD" else body[:sent])
         self.wfile.flush()
 
     def answer_fault(self, fault):

@@ -740,7 +740,7 @@ class RestoreTest(FakeServerTest):
 
     def test_nothing_to_restore_is_told(self):
         self.server.listing["/x"] = []
-        self.assertIn("is the directory right?", self.restore().err)
+        self.assertIn("is the directory right?", self.restore(code=3).err)
 
 
 class ListTest(FakeServerTest):
@@ -765,6 +765,14 @@ class DeleteTreeTest(FakeServerTest):
         self.assertEqual(self.rmtree().raw_out, b"")
         self.assertEqual(self.server.files, {"/other/f": b"4", "/top": b"5"})
         self.assertEqual(self.server.dirs, {"/", "/other"})
+
+    def test_nothing_there_is_not_found(self):
+        for arguments in (["rmtree", "/none"], ["rm", "/none"], ["rmdir", "/none"], ["get", "/none", "f"],
+                          ["mv", "/none", "/m"], ["restore", "/none", "r"], ["stat", "/none"], ["ls", "/none"]):
+            self.ftp(*arguments, code=3)
+        self.server.dirs.add("/empty")
+        result = self.ftp("restore", "/empty", "r", code=3)
+        self.assertIn("nothing to restore", result.err)
 
     def test_the_root_is_refused_before_anything_is_sent(self):
         for path in ("/", "//", "/.", "/./", "/..", "/x/..", "/x/d/../..", "/x/./../", "/../x/.."):

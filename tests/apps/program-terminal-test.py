@@ -95,6 +95,29 @@ class TerminalTest(FakeServerTest):
         return [line.rstrip().removesuffix("^C").rstrip() for line in self.screen.lines]
 
 
+class HelpTest(TerminalTest):
+    def test_help_fits_the_terminal(self):
+        self.environment["COLUMNS"] = "60"  # of another terminal
+        for columns, text in ((72, "There is no question before, and no way back. If nothing is there to"),
+                              (90, "There is no question before, and no way back. If nothing is there to delete, the exit code")):
+            output, other_end = pty.openpty()
+            fcntl.ioctl(other_end, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
+            process = self.start("s3", "rm", "--help", stdout=other_end)
+            os.close(other_end)
+            shown = b""
+            while chunk := self.read_until_closed(output):
+                shown += chunk
+            os.close(output)
+            self.assertEqual(self.finish(process).code, 0)
+            self.assertIn(text, shown.decode().splitlines())
+
+    def read_until_closed(self, output):
+        try:
+            return os.read(output, 65536)
+        except OSError:
+            return b""
+
+
 class ProgressTest(TerminalTest):
     def hold(self, *arguments, **options):
         self.server.objects = {"b": BODY}

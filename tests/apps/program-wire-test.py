@@ -30,7 +30,83 @@ class UsageTest(ProgramTest):
         for command in commands:
             text = self.run_program(*command, "--help").out
             self.assertRegex(text, r"Examples?:\n  vexil " + " ".join(command), command)
-            self.assertLessEqual(max(map(len, text.splitlines())), 120, text)
+            self.assertLessEqual(max(map(len, text.splitlines())), 80, text)
+            self.assertEqual(self.run_program("help", *command).out, text)
+
+    # The exit codes are two columns, of which the second one is wrapped; an example is one line, or ends in a backslash.
+    def test_help_fits_the_width(self):
+        for columns in (48, 57, 72, 100):
+            self.environment["COLUMNS"] = str(columns)
+            for command in ([], ["s3"], ["s3", "rm"], ["s3", "backup"], ["ftp"], ["ftp", "put"], ["mail", "send"]):
+                lines = self.run_program(*command, "--help").out.splitlines()
+                widest = max((line for line in lines if not re.match(r"(Usage:|  vexil| +--|  .*\| vexil|  \w+, )", line)),
+                             key=len)
+                self.assertLessEqual(len(widest), columns, widest)
+                self.assertTrue(columns > 57 or len(widest) > columns - 20, widest)
+        for columns, widest in (("", 80), ("x", 80), ("-1", 48), ("3", 48), ("99999999999999999999", 80), ("5000", 100)):
+            self.environment["COLUMNS"] = columns
+            lines = self.run_program("s3", "rm", "--help").out.splitlines()
+            width = max(len(line) for line in lines if not line.startswith(" "))
+            self.assertTrue(widest - 12 < width <= widest, (columns, width))
+
+    def test_help_of_the_program_and_of_groups(self):
+        self.assertEqual(self.run_program("help").out, self.run_program("--help").out)
+        for name in ("http", "s3", "ftp", "mail"):
+            self.assertEqual(self.run_program("help", name).out, self.run_program(name, "--help").out)
+        self.assertIn("'vexil help s3 backup'", self.run_program("help").out)
+
+    def test_an_unknown_word_is_named_with_the_nearest_known_one(self):
+        for line, text in (("htpt get x", "there is no command 'vexil htpt'. Did you mean 'vexil http'?"),
+                           ("s3 lst b", "there is no command 'vexil s3 lst'. Did you mean 'vexil s3 ls'?"),
+                           ("backup . b", "there is no command 'vexil backup'. Did you mean 'vexil s3 backup' or "
+                                          "'vexil ftp backup'?"),
+                           ("hlep s3", "there is no command 'vexil hlep'. Did you mean 'vexil help'?"),
+                           ("help s3 restor", "there is no command 'vexil s3 restor'. Did you mean 'vexil s3 restore'?"),
+                           ("fpt --help", "there is no command 'vexil fpt'. Did you mean 'vexil ftp'?"),
+                           ("xyzzy", "there is no command 'vexil xyzzy'\n"),
+                           ("s3 restore b r --job 3", "'vexil s3 restore' has no option '--job'. Did you mean '--jobs'?"),
+                           ("s3 rm --recrusive b k", "has no option '--recrusive'. Did you mean '--recursive'?"),
+                           ("s3 ls b --timout=3", "has no option '--timout'. Did you mean '--timeout'?"),
+                           ("--no-verfy s3 ls b", "has no option '--no-verfy'. Did you mean '--no-verify'?"),
+                           ("s3 ls b --no-verify-etga", "Did you mean '--no-verify-etag'?"),
+                           ("http get --quux u", "'vexil http get' has no option '--quux'\n"),
+                           ("s3 ls b p q", "'vexil s3 ls' takes no further argument: 'q'"),
+                           ("s3", "a command is missing after 'vexil s3': put, get, head, ls, cp, rm, mb, backup or restore"),
+                           ("", "a command is missing after 'vexil': http, s3, ftp, mail or compare")):
+            result = self.run_program(*line.split(), code=2)
+            self.assertIn(f"vexil: error: {text}" if text[0] in "a't" else text, result.err)
+            self.assertIn("--help' for more information.\n", result.err)
+            self.assertEqual(result.out, "")
+        self.assertIn("Run 'vexil s3 rm --help' for", self.run_program("s3", "rm", "--x", code=2).err)
+
+    def test_an_unknown_word_leads_no_terminal_astray_and_shows_no_login(self):
+        result = self.run_program("s3", "\x1b[2J", "http://u:hidden@h/", code=2)
+        self.assertIn("'vexil s3 \\x1B[2J'", result.err)
+        self.assertNotIn("\x1b", result.err)
+        for arguments in (["http://u:hidden@h/"], ["http", "get", "u", "f", "http://u:hidden@h/"],
+                          ["--http://u:hidden@h/", "s3"], ["--log-level", "http://u:hidden@h/", "s3", "ls", "b"]):
+            result = self.run_program(*arguments, code=2)
+            self.assertNotIn("hidden", result.err)
+            self.assertIn("http://***@h/", result.err)
+
+    def test_a_wrong_value_is_told_with_those_that_may_be(self):
+        for line, text in (("s3 ls b --log-level loud", "--log-level: 'loud' is not one of quiet, error, warning, info, debug"),
+                           ("ftp ls / --tls some", "--tls: 'some' is not one of none, explicit, implicit"),
+                           ("ftp ls / --tls-max 1.1", "--tls-max: '1.1' is not one of 1.2, 1.3"),
+                           ("mail test --security SSL --server x", "--security is starttls, ssl or unencrypted, not 'SSL'"),
+                           ("s3 ls b --retries -1", "--retries: '-1' is not a whole number from 0 to 1000000"),
+                           ("s3 ls b --retries 1.5", "--retries: '1.5' is not a whole number from 0 to 1000000"),
+                           ("s3 ls b --timeout nan", "--timeout: 'nan' is not a number from 0.001 to 1000000"),
+                           ("s3 ls b --timeout 1000001", "--timeout: '1000001' is not a number from 0.001 to 1000000"),
+                           ("s3 backup . b --jobs 401", "--jobs: '401' is not a whole number from 1 to 400")):
+            self.assertIn(text, self.run_program(*line.split(), code=2).err)
+
+    def test_an_empty_endpoint_does_not_mean_amazon(self):
+        self.environment["VEXIL_S3_ENDPOINT"] = ""
+        for arguments in (["ls", "b"], ["rm", "b", "k"], ["backup", ".", "b"], ["mb", "b"]):
+            self.assertIn("VEXIL_S3_ENDPOINT is set to an empty value", self.run_program("s3", *arguments, code=2).err)
+        # One that is named counts.
+        self.run_program("--endpoint", "http://127.0.0.1:1", "--retries", "0", "s3", "ls", "b", code=1)
 
     def test_wrong_arguments_are_wrong_usage(self):
         for arguments in ([], ["s3"], ["nonsense"], ["s3", "get"], ["s3", "ls", "--nonsense", "b"], ["http", "get"],
@@ -843,6 +919,33 @@ class DeleteTest(FakeServerTest):
         self.server.objects = {"a": b"", "ab": b""}
         self.run_program("s3", "rm", "bucket", "a")
         self.assertEqual(list(self.server.objects), ["ab"])
+
+    def test_nothing_to_delete_is_not_found(self):
+        self.server.objects = {"a": b""}
+        result = self.run_program("s3", "rm", "bucket", "b", code=3)
+        self.assertIn("There is no object 'b' in the bucket 'bucket'.", result.err)
+        result = self.run_program("s3", "rm", "--recursive", "bucket", "b", code=3)
+        self.assertIn("deleted: 0 objects\n", result.out)
+        self.assertIn("there was nothing to delete", result.err)
+        self.assertEqual(list(self.server.objects), ["a"])
+
+    def test_keys_that_may_delete_and_not_read_delete(self):
+        self.server.objects = {"a": b""}
+        self.server.faults["a"] = [Fault(status=403, code="AccessDenied")]
+        self.run_program("s3", "rm", "bucket", "a")
+        self.assertEqual(self.server.objects, {})
+        for status in (400, 500):
+            self.server.objects = {"a": b""}
+            self.server.faults["a"] = [Fault(status=status, code="Odd")]
+            self.run_program("--retries", "0", "s3", "rm", "bucket", "a", code=1)
+            self.assertEqual(list(self.server.objects), ["a"])
+
+    def test_nothing_to_restore_is_not_found(self):
+        self.server.objects = {"a": b"", "d/": b""}
+        for prefix in ("none", "d"):
+            result = self.run_program("s3", "restore", "bucket", prefix, "r", code=3)
+            self.assertIn("nothing to restore", result.err)
+            self.assertIn("restored: 0 files", result.out)
 
 
 def refer(name):

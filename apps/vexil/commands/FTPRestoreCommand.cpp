@@ -21,7 +21,7 @@ void CFTPRestoreCommand::define(CCommandSyntax& syntax) {
 Files of the same names are replaced, each when its new content is complete; others stay. A download that
 breaks goes on where it broke, as long as the server tells that the file is the same. A file that cannot be
 stored (because its name would lead out of the folder, or cannot be one here) is named, the rest is restored,
-and the exit code is 1. Links are named and skipped, but for those that the server shows as what they lead to.)");
+and the exit code is 1. If nothing is there to restore, it is 3. Links are named and skipped, but for those that the server shows as what they lead to.)");
 }
 
 ExitCode CFTPRestoreCommand::run(CContext& context) {

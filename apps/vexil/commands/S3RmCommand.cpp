@@ -3,10 +3,31 @@
 #include "apps/vexil/AnswerCheck.h"
 #include "apps/vexil/CommandSyntax.h"
 #include "apps/vexil/Context.h"
+#include "apps/vexil/ErrorReport.h"
+#include "apps/vexil/MissingError.h"
 #include "apps/vexil/ObjectListing.h"
 #include "apps/vexil/Text.h"
 
 namespace vexil::app {
+
+namespace {
+
+/// Whether an object exists, or these keys may not know: the response to a deletion does not tell.
+bool mayExist(CContext& context, const String& bucket, const String& key) {
+    try {
+        context.getClient().getObjectHeaders(context.getRequest(), bucket, key);
+        checkAnswerIsComplete(context.getRequest());
+        return true;
+    } catch (const CError& error) {
+        const CErrorReport report(error);
+        if (report.getExitCode() != ExitCode::NotFound && !report.isAccessDenied()) {
+            throw;
+        }
+        return report.isAccessDenied();
+    }
+}
+
+}  // namespace
 
 void CS3RmCommand::define(CCommandSyntax& syntax) {
     syntax.command("rm", "Delete an object, or all objects below a prefix")
@@ -18,17 +39,24 @@ void CS3RmCommand::define(CCommandSyntax& syntax) {
   vexil s3 rm --recursive photos 2024/
   vexil s3 rm --recursive photos ""        (the whole bucket)
 
-There is no question before, and no way back. That an object is not there is no error. An object whose key
-cannot be read from the listing is named and stays, and the exit code is 1.)");
+There is no question before, and no way back. If nothing is there to delete, the exit code is 3. An object whose
+key cannot be read from the listing is named and stays, and the exit code is 1.)");
 }
 
 ExitCode CS3RmCommand::run(CContext& context) {
     if (m_isRecursive) {
         return removeAll(context);
     }
-    context.getClient().deleteObject(context.getRequest(), String::fromUTF8(m_bucket),
-                                     String::fromUTF8(m_key));
+    const String bucket = String::fromUTF8(m_bucket);
+    const String key = String::fromUTF8(m_key);
+    const bool isThere = mayExist(context, bucket, key);
+    // In any case, since an object may be stored in between; and the response tells of a bucket that does not exist.
+    context.getClient().deleteObject(context.getRequest(), bucket, key);
     checkAnswerIsComplete(context.getRequest());
+    if (!isThere) {
+        throw CMissingError("There is no object '" + printable(key) + "' in the bucket '" +
+                            printable(bucket) + "'.");
+    }
     return ExitCode::Done;
 }
 
@@ -45,6 +73,11 @@ ExitCode CS3RmCommand::removeAll(CContext& context) const {
     }
     unreadable += objects.reportUnreadableKeys("NOT deleted");
     context.getConsole().print("deleted: " + formatNumberOf(count, "object"));
+    if (count + unreadable == 0) {
+        context.getConsole().message(Verbosity::Warning,
+                                     "vexil: warning: there was nothing to delete; is the prefix right?");
+        return ExitCode::NotFound;
+    }
     return unreadable == 0 ? ExitCode::Done : ExitCode::Failed;
 }
 
