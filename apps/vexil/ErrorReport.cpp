@@ -1,5 +1,6 @@
 #include "apps/vexil/ErrorReport.h"
 
+#include "apps/vexil/MailError.h"
 #include "apps/vexil/MissingError.h"
 #include "apps/vexil/Platform.h"
 #include "apps/vexil/RefusedConnectionError.h"
@@ -20,11 +21,6 @@ constexpr std::size_t labelWidth = 16;
 constexpr int ftpNotLoggedIn = 530;
 constexpr int ftpServiceNotAvailable = 421;
 constexpr int statusProxyLoginMissing = 407;
-
-// Replies of mail servers (RFC 5321, 4.2.1; RFC 4954, 6).
-constexpr int firstMailRefusal = 400;
-constexpr int firstFinalMailRefusal = 500;
-constexpr int mailLoginRequired = 530;
 
 struct CFactLabel {
     const char* property;
@@ -90,24 +86,6 @@ String getHintForCurl(int64 code) {
     }
 }
 
-String getHintForMail(int64 code, int reply) {
-    if (code == CURLE_USE_SSL_FAILED) {
-        return "The server offers no STARTTLS there. Try --security ssl or, on a safe way only, --security "
-               "unencrypted.";
-    }
-    if (code == CURLE_LOGIN_DENIED) {
-        return "Check VEXIL_MAIL_USER and VEXIL_MAIL_PASSWORD, or the file of --credentials.";
-    }
-    if (reply == mailLoginRequired) {
-        return "The server wants a login: set VEXIL_MAIL_USER and VEXIL_MAIL_PASSWORD. It may take one on an "
-               "encrypted connection only, see --security.";
-    }
-    if (reply >= firstMailRefusal && reply < firstFinalMailRefusal) {
-        return "The server refuses this for now. Try again later.";
-    }
-    return String();
-}
-
 String getHintForFTPTransfer(int64 code) {
     switch (code) {
     case CURLE_USE_SSL_FAILED:
@@ -139,7 +117,8 @@ String getHintForSystem(int64 code) {
 }  // namespace
 
 CErrorReport::CErrorReport(const std::exception& error)
-    : m_error(error), m_known(dynamic_cast<const CError*>(&error)) {
+    : m_error(error), m_known(dynamic_cast<const CError*>(&error)),
+      m_mail(dynamic_cast<const CMailError*>(&error)) {
     if (m_known) {
         m_facts = m_known->getProps();
         m_status = getHTTPStatusCodeFromError(*m_known);
@@ -177,7 +156,9 @@ String CErrorReport::withoutLogins(const std::exception& error, const String& me
 
 String CErrorReport::getText() const {
     String text = printable(getMessage());
-    if (m_known && !m_known->getDomain().isEmpty() && m_known->getCode() != -1) {
+    // The response code says the same as the code of an error of the domain "http".
+    const bool isTold = m_known && m_known->getDomain() == "http" && m_facts.has("responseCode");
+    if (m_known && !m_known->getDomain().isEmpty() && m_known->getCode() != -1 && !isTold) {
         text += makeFactLine(m_known->getDomain() == "curl" ? String("libcurl code")
                                                             : m_known->getDomain() + " code",
                              String::fromInt(m_known->getCode()));
@@ -262,13 +243,16 @@ bool CErrorReport::isConnectionRefused() const {
 }
 
 bool CErrorReport::isLoginRefused() const {
+    if (m_mail) {
+        return m_mail->isLoginRefused();
+    }
     if (isConnectionRefused()) {
         return false;
     }
     return m_status == 401 || isProxyLoginMissing() || m_s3Code == "InvalidAccessKeyId" ||
            m_s3Code == "SignatureDoesNotMatch" || m_s3Code == "RequestTimeTooSkewed" ||
            (m_known && m_known->getDomain() == "curl" && m_known->getCode() == CURLE_LOGIN_DENIED) ||
-           getMailReply() == mailLoginRequired || m_ftpReply == ftpNotLoggedIn;
+           m_ftpReply == ftpNotLoggedIn;
 }
 
 String CErrorReport::getHintForFTP() const {
@@ -294,8 +278,11 @@ String CErrorReport::getHintForRefusedConnection() {
            "programs that use it.";
 }
 
-int CErrorReport::getMailReply() const {
-    return CCURLError::getResponseCodeDomain(m_facts) == "smtp" ? CCURLError::getResponseCode(m_facts) : -1;
+String CErrorReport::getHintForMail() const {
+    // A refusal says it all; libcurl's code would tell of a broken connection.
+    const bool isRefused = m_facts.has("responseCode");
+    return isRefused || !m_mail->getAdvice().isEmpty() ? m_mail->getAdvice()
+                                                       : getHintForCurl(m_mail->getCode());
 }
 
 String CErrorReport::getHint() const {
@@ -317,10 +304,8 @@ String CErrorReport::getHint() const {
     if (m_s3Code == "PermanentRedirect" || m_s3Code == "TemporaryRedirect") {
         return "The bucket is at home elsewhere: name its region's server with --endpoint.";
     }
-    if (const int reply = getMailReply(); reply > 0) {
-        const String hint = getHintForMail(m_known->getCode(), reply);
-        // A reply of refusal says it all; libcurl's code would tell of a broken connection.
-        return hint.isEmpty() && reply < firstMailRefusal ? getHintForCurl(m_known->getCode()) : hint;
+    if (m_mail) {
+        return getHintForMail();
     }
     if (m_ftpReply > 0 || isConnectionRefused()) {
         return getHintForFTP();

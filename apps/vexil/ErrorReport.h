@@ -11,6 +11,8 @@ class CNetRequest;
 
 namespace vexil::app {
 
+class CMailError;
+
 /// Tells a person what went wrong: the message, every fact that the error object has, and what can be done
 /// about it.
 class CErrorReport {
@@ -45,10 +47,11 @@ private:
     bool isProxyLoginMissing() const;
     bool isMissing() const;
     bool isRedirect() const;
-    int getMailReply() const;
+    String getHintForMail() const;
 
     const std::exception& m_error;
-    const CError* m_known;  // the same, where it is one of the library's
+    const CError* m_known;     // the same, where it is one of the library's
+    const CMailError* m_mail;  // the same, if it is about a mail; otherwise null
     CProps m_facts;
     int m_status = -1;
     int m_ftpReply = -1;

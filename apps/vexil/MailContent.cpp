@@ -3,6 +3,7 @@
 #include "apps/vexil/Console.h"
 #include "apps/vexil/FileInStream.h"
 #include "apps/vexil/Interrupt.h"
+#include "apps/vexil/Platform.h"
 #include "apps/vexil/Text.h"
 
 #include <algorithm>
@@ -10,6 +11,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <string_view>
 
 namespace vexil::app {
@@ -18,10 +20,52 @@ namespace {
 
 constexpr int blockSize = 65536;
 
-// A file that is opened is read to the end that it had then.
-P<TBuffer<unsigned char>> readFile(const std::filesystem::path& path) {
+using FileHandle = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+using Bytes = TBuffer<unsigned char>;
+
+/// Everything up to the end of a stream whose size is not known.
+P<Bytes> readToEnd(std::FILE* stream, const String& name) {
+    P<Bytes> content = new Bytes;
+    std::array<unsigned char, blockSize> block;
+    // Not a stream of C++: to that a failed read is the end, and an interrupt does not end it.
+    for (std::size_t count = blockSize; count == blockSize;) {
+        errno = 0;
+        count = std::fread(block.data(), 1, blockSize, stream);
+        const int systemError = errno;
+        CInterrupt::throwIfRequested();
+        if (std::ferror(stream) != 0) {
+            throw CError("Cannot read " + name + ": " + describeSystemError(systemError), "system",
+                         systemError);
+        }
+        content->append(block.data(), static_cast<int>(count));
+    }
+    return content;
+}
+
+bool isPipe(const std::filesystem::path& path) {
+    const std::filesystem::file_status status = std::filesystem::status(path);
+    return std::filesystem::is_fifo(status) || std::filesystem::is_character_file(status);
+}
+
+P<Bytes> readPipe(const std::filesystem::path& path) {
+    const String name = "'" + describe(path) + "'";
+    errno = 0;
+    const FileHandle file(openForReading(path), &std::fclose);
+    const int systemError = errno;
+    CInterrupt::throwIfRequested();
+    if (!file) {
+        throw CError("Cannot open " + name + ": " + describeSystemError(systemError), "system", systemError);
+    }
+    return readToEnd(file.get(), name);
+}
+
+// A regular file is read to the end that it had when it was opened.
+P<Bytes> readFile(const std::filesystem::path& path) {
+    if (isPipe(path)) {
+        return readPipe(path);
+    }
     const P<CFileInStream> file = new CFileInStream(path);
-    P<TBuffer<unsigned char>> content = new TBuffer<unsigned char>;
+    P<Bytes> content = new Bytes;
     std::array<unsigned char, blockSize> block;
     while (const int count = file->read(block.data(), blockSize)) {
         content->append(block.data(), count);
@@ -29,29 +73,8 @@ P<TBuffer<unsigned char>> readFile(const std::filesystem::path& path) {
     return content;
 }
 
-std::string readStandardInput() {
-    std::string content;
-    std::array<char, blockSize> block;
-    // Not std::cin: to that a failed read is the end of the input.
-    for (std::size_t count = blockSize; count == blockSize;) {
-        errno = 0;
-        count = std::fread(block.data(), 1, blockSize, stdin);
-        const int systemError = errno;
-        CInterrupt::throwIfRequested();
-        if (std::ferror(stdin) != 0) {
-            throw CError("Cannot read standard input: " + describeSystemError(systemError), "system",
-                         systemError);
-        }
-        content.append(block.data(), count);
-    }
-    return content;
-}
-
 std::string readText(const std::string& file) {
-    if (file == "-") {
-        return readStandardInput();
-    }
-    const P<TBuffer<unsigned char>> content = readFile(toPath(file));
+    const P<Bytes> content = file == "-" ? readToEnd(stdin, "standard input") : readFile(toPath(file));
     return {reinterpret_cast<const char*>(content->getData()), static_cast<std::size_t>(content->getUsed())};
 }
 

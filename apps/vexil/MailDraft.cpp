@@ -30,6 +30,13 @@ void checkAddress(const String& address) {
     }
 }
 
+/// Only the domain is the same in upper and lower case (RFC 5321, 2.4).
+bool isSameMailbox(const String& first, const String& second) {
+    const std::size_t at = first.findLast(L'@');
+    return at == second.findLast(L'@') && first.substr(0, at) == second.substr(0, at) &&
+           first.substr(at).toLower() == second.substr(at).toLower();
+}
+
 // One a line: a line of mail has at most 998 characters (RFC 5322, 2.1.1).
 String join(const TArray<String>& addresses) {
     String list;
@@ -59,7 +66,10 @@ void CMailDraft::setFrom(const String& name, const String& address) {
 
 void CMailDraft::addBcc(const String& address) {
     checkAddress(address);
-    m_recipients.push_back(address);
+    const auto isSame = [&address](const String& known) { return isSameMailbox(known, address); };
+    if (std::none_of(m_recipients.begin(), m_recipients.end(), isSame)) {
+        m_recipients.push_back(address);
+    }
 }
 
 void CMailDraft::addRecipient(TArray<String>& field, const String& address) {

@@ -26,7 +26,7 @@ public:
     void addAttachment(const P<CMimeMessage>& part) { m_attachments.push_back(part); }
 
     const String& getSender() const noexcept { return m_sender; }
-    /// All of them, in the order in which they were added.
+    /// All of them, in the order in which they were added. One that was added twice is there once.
     const TArray<String>& getRecipients() const noexcept { return m_recipients; }
 
     /// The message, dated now, with an identification of its own: the text alone, or all parts in one.

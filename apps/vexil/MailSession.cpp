@@ -2,6 +2,7 @@
 
 #include "apps/vexil/Context.h"
 #include "apps/vexil/Credentials.h"
+#include "apps/vexil/Interrupt.h"
 #include "apps/vexil/MailDraft.h"
 #include "apps/vexil/MailRefusal.h"
 #include "apps/vexil/MailServerOptions.h"
@@ -12,6 +13,7 @@ namespace vexil::app {
 namespace {
 
 constexpr int loginAcceptedCode = 235;
+constexpr const char* noLogin = "The server offers no login on this connection.";
 
 }  // namespace
 
@@ -28,27 +30,37 @@ void CMailSession::send(const CMailDraft& draft) {
     const P<CMimeMessage> message = draft.makeMessage();
     perform(draft.getRecipients(),
             [&] { m_client.sendMail(draft.getSender(), draft.getRecipients(), *message); });
+    if (isLoginSkipped()) {
+        m_context.getConsole().message(Verbosity::Warning,
+                                       String("vexil: warning: ") + noLogin + " It has taken the mail.");
+    }
 }
 
 void CMailSession::test() {
     perform({}, [this] { m_client.testConnection(); });
+    if (isLoginSkipped()) {
+        throw CError(noLogin);
+    }
 }
 
 void CMailSession::perform(const TArray<String>& recipients, const std::function<void()>& operation) {
     try {
         operation();
     } catch (const CCURLError& error) {
-        throw makeMailError(error, m_client.getRequest(), recipients);
-    }
-    if (!m_params.getLoginName().isEmpty() && !isLoggedIn()) {
-        m_context.getConsole().message(
-            Verbosity::Warning,
-            "vexil: warning: the server offers no login on this connection; went on without");
+        const bool mayHaveBeenSent = m_client.mayHaveBeenSent();
+        if (mayHaveBeenSent && CInterrupt::isRequested()) {
+            m_context.getConsole().message(Verbosity::Error, "vexil: the server may have taken the mail");
+        }
+        throw makeMailError(error, m_client.getRequest().getReplies(), recipients, mayHaveBeenSent);
     }
 }
 
 bool CMailSession::isLoggedIn() const {
-    return !getReply(m_client.getRequest(), loginAcceptedCode).isEmpty();
+    return !getReply(m_client.getRequest().getReplies(), loginAcceptedCode).isEmpty();
+}
+
+bool CMailSession::isLoginSkipped() const {
+    return !m_params.getLoginName().isEmpty() && !isLoggedIn();
 }
 
 String CMailSession::describe() const {

@@ -12,8 +12,8 @@ class CMailServerOptions;
 
 /// The talk of one command with a mail server.
 ///
-/// Failures are thrown as CErrors of the domain "curl" that have, beside all else, the server's own words of refusal
-/// and the recipient that was refused.
+/// Failures of transfers are thrown as CMailErrors of the domain "curl" that have, beside all else, the server's own words
+/// of refusal and the recipient that was refused.
 class CMailSession {
 public:
     /// Nothing is sent yet. The context must outlive it.
@@ -23,6 +23,7 @@ public:
 
     void send(const CMailDraft& draft);
     /// Connects, secures the connection and logs in.
+    /// \throws CError for a login if the server offers none, too
     void test();
 
     /// The server and how the last operation, which has succeeded, was secured, in one line.
@@ -33,6 +34,8 @@ private:
     CMailSession(CContext& context, const CSMTPParams& params);
     void perform(const TArray<String>& recipients, const std::function<void()>& operation);
     bool isLoggedIn() const;
+    /// Whether there is a login, which the server does not offer to take.
+    bool isLoginSkipped() const;
 
     CContext& m_context;
     CSMTPParams m_params;

@@ -4,6 +4,7 @@
 
 #include "vexil/BaseTypes.h"
 
+#include <cstdio>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -68,6 +69,10 @@ int64 getProcessID();
 bool isProcessRunning(int64 id);
 /// This computer and this user, the same in every run.
 std::string describeOwner();
+
+/// Opens a file or pipe to read bytes from. A pipe waits for one who writes to it, unless a signal comes.
+/// \return null for a failure, with `errno` set
+std::FILE* openForReading(const std::filesystem::path& file);
 
 /// Whether the system keeps the certificates that it trusts in a store that libcurl reads on request alone
 /// (CURLSSLOPT_NATIVE_CA), and in no file that it finds by itself.

@@ -143,6 +143,11 @@ std::string describeOwner() {
     return std::string(host) + "\n" + std::to_string(geteuid());
 }
 
+std::FILE* openForReading(const std::filesystem::path& file) {
+    const int descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+    return descriptor < 0 ? nullptr : fdopen(descriptor, "rb");
+}
+
 bool hasCertificateStore() {
     return false;
 }

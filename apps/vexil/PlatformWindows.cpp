@@ -199,6 +199,10 @@ std::string describeOwner() {
            getEnvironmentVariable("USERNAME").value_or("");
 }
 
+std::FILE* openForReading(const std::filesystem::path& file) {
+    return _wfopen(file.c_str(), L"rb");
+}
+
 bool hasCertificateStore() {
     return true;
 }

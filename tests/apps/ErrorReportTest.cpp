@@ -25,10 +25,6 @@ CCURLError makeStatusError(int status) {
                       "http://u:p@h/x", "PUT");
 }
 
-CCURLError makeMailError(CURLcode code, int reply) {
-    return CCURLError(code, "", "smtp", reply, "reply", "", "smtp://h:25", "");
-}
-
 std::string textOf(const std::exception& error) {
     return CErrorReport(error).getText().toUTF8();
 }
@@ -51,9 +47,12 @@ TEST(ErrorReportTest, EveryFactOfATransferErrorIsTold) {
 
 TEST(ErrorReportTest, EveryFactOfAnS3ErrorIsTold) {
     const std::string text = textOf(makeS3Error("NoSuchKey", 404));
-    EXPECT_THAT(text, HasSubstr("Amazon S3 error: Text(NoSuchKey)\n  http code:       404\n"
+    EXPECT_THAT(text, HasSubstr("Amazon S3 error: Text(NoSuchKey)\n"
                                 "  S3 code:         NoSuchKey\n  S3 resource:     /b/k\n"
                                 "  S3 request id:   id-1\n  response code:   404\n  what you can do: "));
+    // An error without properties has its code alone.
+    EXPECT_EQ(textOf(CError("Message", "http", 404)), "Message\n  http code:       404\n  what you can do: "
+                                                      "Check the name for typing errors.");
 }
 
 TEST(ErrorReportTest, FactsWithoutALabelOfTheirOwnAndCausesAreToldToo) {
@@ -119,22 +118,6 @@ TEST(ErrorReportTest, AWrongClockIsToldFromRefusedKeys) {
             EXPECT_THAT(textOf(error), Not(HasSubstr("clock"))) << code;
         }
     }
-}
-
-TEST(ErrorReportTest, MailServersRefuseLoginsWithCodesOfTheirOwn) {
-    EXPECT_EQ(codeOf(makeMailError(CURLE_LOGIN_DENIED, 535)), ExitCode::RefusedLogin);
-    EXPECT_THAT(textOf(makeMailError(CURLE_LOGIN_DENIED, 535)), HasSubstr("VEXIL_MAIL_PASSWORD"));
-    EXPECT_EQ(codeOf(makeMailError(CURLE_SEND_ERROR, 530)), ExitCode::RefusedLogin);
-    EXPECT_THAT(textOf(makeMailError(CURLE_SEND_ERROR, 530)), HasSubstr("wants a login"));
-    EXPECT_EQ(codeOf(makeMailError(CURLE_SEND_ERROR, 550)), ExitCode::Failed);
-}
-
-TEST(ErrorReportTest, ARefusedMailIsNotCalledABrokenConnection) {
-    EXPECT_THAT(textOf(makeMailError(CURLE_SEND_ERROR, 550)), Not(HasSubstr("what you can do")));
-    EXPECT_THAT(textOf(makeMailError(CURLE_SEND_ERROR, 499)), HasSubstr("Try again later."));
-    EXPECT_THAT(textOf(makeMailError(CURLE_SEND_ERROR, 500)), Not(HasSubstr("Try again")));
-    EXPECT_THAT(textOf(makeMailError(CURLE_RECV_ERROR, 250)), HasSubstr("The connection broke."));
-    EXPECT_THAT(textOf(makeMailError(CURLE_USE_SSL_FAILED, 250)), HasSubstr("STARTTLS"));
 }
 
 TEST(ErrorReportTest, NoPartOfALoginInAURLIsShown) {

@@ -72,6 +72,16 @@ TEST(MailDraftTest, EachKindOfRecipientIsTheServersAndNotAllAreNamed) {
     EXPECT_EQ(headers.count("Bcc"), 0U);
 }
 
+TEST(MailDraftTest, ARecipientThatIsNamedTwiceIsOneRecipient) {
+    CMailDraft draft = makeDraft();
+    draft.addCc("jo@EXAMPLE.com");
+    draft.addBcc("jo@example.com");
+    // To a server this may be another mailbox.
+    draft.addBcc("Jo@example.com");
+    EXPECT_EQ(draft.getRecipients(), (TArray<String>{"jo@example.com", "Jo@example.com"}));
+    EXPECT_EQ(draft.makeMessage()->getHeaders()["Cc"], "jo@EXAMPLE.com");
+}
+
 TEST(MailDraftTest, EachMessageHasAnIdentificationOfItsOwnAlsoAtTheSameTime) {
     const auto makeRandomPart = [] {
         const String id = makeDraft().makeMessage()->getHeaders()["Message-ID"];

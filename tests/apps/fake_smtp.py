@@ -18,6 +18,7 @@ class FakeSMTP:
         self.mangles = lambda number: False  # whether the n-th reply gets bytes that are no UTF-8
         self.count = 0
         self.mails = []  # what came between DATA and "."
+        self.ends_within_message = False  # whether a connection ends after the first line of a mail
         fake = self
 
         class Session(socketserver.StreamRequestHandler):
@@ -32,6 +33,8 @@ class FakeSMTP:
                     text = line.decode().rstrip("\r\n")
                     if in_data and text != ".":
                         mail += text + "\n"
+                        if fake.ends_within_message:
+                            return
                         continue
                     if in_data:
                         fake.mails.append(mail)
@@ -53,7 +56,7 @@ class FakeSMTP:
         self.server = socketserver.ThreadingTCPServer(("127.0.0.1", 0), Session)
         self.server.daemon_threads = True
         self.address = "127.0.0.1:%d" % self.server.server_address[1]
-        threading.Thread(target=self.server.serve_forever, daemon=True).start()
+        threading.Thread(target=self.server.serve_forever, args=(0.01,), daemon=True).start()
 
     def reply_to(self, verb):
         wanted = self.replies.get(verb)

@@ -7,6 +7,7 @@ import email.utils
 import json
 import os
 import pathlib
+import signal
 import socket
 import time
 import unittest
@@ -181,10 +182,10 @@ class ServerTest(MailTest):
     def test_a_login_that_the_server_does_not_offer_is_told(self):
         self.log_in()
         plain = ["--security", "unencrypted", "--server", os.environ["VEXIL_SMTP_PLAIN_ENDPOINT"]]
-        result = self.mail("test", *plain)
-        self.assertIn("the server offers no login", result.err)
-        self.assertIn("no login", result.out)
-        self.assertIn("the server offers no login", self.send(*TO, *plain).err)
+        result = self.mail("test", *plain, code=1)
+        self.assertIn("The server offers no login", result.err)
+        self.assertEqual(result.out, "")
+        self.assertIn("The server offers no login", self.send(*TO, *plain).err)
         self.assertEqual(len(self.arrived()), 1)
 
     def test_a_refused_recipient_is_named_and_nobody_gets_the_mail(self):
@@ -295,6 +296,128 @@ class OddServerTest(MailTest):
         _, place = self.start_server(**{".": ["554 5.7.1 looks like spam"]})
         result = self.mail("send", *place, *FROM, *TO, code=1)
         self.assertIn("server message:  554 5.7.1 looks like spam", result.err)
+
+    def test_a_mail_that_breaks_after_its_end_may_have_been_taken(self):
+        for reply in (None, "251 perhaps"):
+            server, place = self.start_server(**{".": [reply]})
+            result = self.mail("send", *place, *FROM, *TO, code=1)
+            self.assertIn("The server may have taken the mail.", result.err)
+            self.assertIn("before you send it again", result.err)
+            self.assertNotIn("Try again", result.err)
+            self.assertNotIn("354", result.err)
+            self.assertEqual(len(server.mails), 1)
+
+    def test_a_mail_that_breaks_within_may_be_sent_again(self):
+        self.write("large", bytes(20_000_000))
+        server, place = self.start_server()
+        server.ends_within_message = True
+        result = self.mail("send", *place, *FROM, *TO, "--attach", "large", code=1)
+        self.assertIn("The connection broke. Try again.", result.err)
+        self.assertNotIn("may have taken", result.err)
+
+    def test_an_interrupt_after_the_end_of_a_mail_tells_that_it_may_have_been_taken(self):
+        with socket.create_server(("127.0.0.1", 0)) as listener:
+            listener.settimeout(TIME_LIMIT)
+            place = ["--security", "unencrypted", "--server", "127.0.0.1:%d" % listener.getsockname()[1]]
+            process = self.start("mail", "send", *place, *FROM, *TO)
+            with listener.accept()[0] as connection, connection.makefile("rwb", buffering=0) as lines:
+                lines.write(b"220 h\r\n")
+                for reply in (b"250 h\r\n", b"250 ok\r\n", b"250 ok\r\n", b"354 go on\r\n"):
+                    lines.readline()
+                    lines.write(reply)
+                while lines.readline() != b".\r\n":
+                    pass
+                result = self.interrupt(process)
+            self.assertEqual(result.code, 130, result)
+            self.assertIn("the server may have taken the mail", result.err)
+
+    def test_a_reply_that_is_not_the_failure_is_not_shown(self):
+        for replies in (dict(MAIL=["250 all is well"], RCPT=[None]), dict(EHLO=[None])):
+            _, place = self.start_server(greeting=["220 all is well"], **replies)
+            result = self.mail("send", *place, *FROM, *TO, code=1)
+            self.assertNotIn("all is well", result.err)
+            self.assertNotIn("response code", result.err)
+
+    def test_what_is_refused_is_told(self):
+        for replies, texts in ((dict(MAIL=["552 5.3.4 at most 1 MB"]), ("because of its size", "552 5.3.4 at most 1 MB")),
+                               ({".": ["552 5.3.4 at most 1 MB"]}, ("because of its size", "552 5.3.4 at most 1 MB")),
+                               ({".": ["554 5.7.1 spam"]}, ("refuses the content", "554 5.7.1 spam")),
+                               (dict(MAIL=["530 5.7.0 Must issue a STARTTLS command first"]),
+                                ("demands an encrypted connection", "--security starttls")),
+                               (dict(DATA=["554 no"]), ("refuses the mail.", "554 no")),
+                               (dict(greeting=["554 go away"]), ("refuses the connection", "554 go away"))):
+            with self.subTest(replies):
+                _, place = self.start_server(**replies)
+                result = self.mail("send", *place, *FROM, *TO, code=1)
+                for text in texts:
+                    self.assertIn(text, result.err)
+
+    def test_only_a_refused_password_is_called_one(self):
+        self.log_in()
+        plain = "250-fake\r\n250 AUTH PLAIN"
+        for ehlo, reply, text in ((plain, "454 4.7.0 no database", "Try again later"),
+                                  (plain, "538 5.7.11 encryption required", "demands an encrypted connection"),
+                                  ("250-fake\r\n250 AUTH GSSAPI", "", "no common way to log in")):
+            with self.subTest(reply):
+                _, place = self.start_server(EHLO=[ehlo], AUTH=["334 "], **{"AHRLC3RLCGBZZWNYZXQ=": [reply]})
+                result = self.mail("test", *place, code=1)
+                self.assertIn(text, result.err)
+                self.assertNotIn("VEXIL_MAIL_PASSWORD", result.err)
+                self.assertNotIn("AUTH GSSAPI", result.err)
+
+    def test_a_temporary_refusal_of_starttls_is_no_advice_to_go_without(self):
+        server, _ = self.start_server(EHLO=["250-fake\r\n250 STARTTLS"], STARTTLS=["454 4.7.0 no certificate now"])
+        result = self.mail("test", "--server", server.address, code=1)
+        self.assertIn("454 4.7.0 no certificate now", result.err)
+        self.assertIn("Try again later", result.err)
+        self.assertNotIn("unencrypted", result.err)
+
+    def test_a_recipient_that_is_named_twice_gets_the_mail_once(self):
+        server, place = self.start_server()
+        self.mail("send", *place, *FROM, *TO, *TO, "--cc", "jo@Example.com", "--bcc", "x@example.com")
+        self.assertEqual([line for line in server.commands if line.startswith("RCPT")],
+                         ["RCPT TO:<jo@example.com>", "RCPT TO:<x@example.com>"])
+
+    @not_on_windows("pipes with a path")
+    def test_text_and_files_may_come_through_pipes(self):
+        server, place = self.start_server()
+        for name in ("text", "data"):
+            os.mkfifo(self.folder / name)
+        process = self.start("mail", "send", *place, *FROM, *TO, "--text", "text", "--attach", "data")
+        self.write("text", "Grüße\n".encode())
+        self.write("data", b"\x00\xff" * 50000)
+        result = self.finish(process)
+        self.assertEqual(result.code, 0, result)
+        mail = email.message_from_string(server.mails[0], policy=email.policy.default)
+        text, attachment = mail.iter_parts()
+        self.assertEqual(text.get_content(), "Grüße\r\n")
+        self.assertEqual(attachment.get_filename(), "data")
+        self.assertEqual(attachment.get_content(), b"\x00\xff" * 50000)
+
+    @not_on_windows("pipes with a path")
+    def test_an_interrupt_ends_the_wait_for_a_pipe(self):
+        _, place = self.start_server()
+        os.mkfifo(self.folder / "text")
+        for opens in (False, True):
+            process = self.start("mail", "send", *place, *FROM, *TO, "--text", "text")
+            if opens:
+                with open(self.folder / "text", "wb"):
+                    result = self.interrupt(process)
+            else:
+                self.wait_until_asleep(process)
+                result = self.interrupt(process)
+            self.assertEqual(result.code, 130, result)
+
+    def wait_until_asleep(self, process):
+        """Until it waits for the pipe: it catches SIGINT, and sleeps."""
+        deadline = time.monotonic() + TIME_LIMIT
+        while True:
+            status = dict(line.split(":\t") for line in
+                          pathlib.Path(f"/proc/{process.pid}/status").read_text().splitlines())
+            if int(status["SigCgt"], 16) & 1 << signal.SIGINT - 1 and status["State"].startswith("S"):
+                return
+            self.assertLess(time.monotonic(), deadline)
+            time.sleep(0.01)
 
     def test_what_the_server_says_of_a_mail_is_there_for_those_who_ask(self):
         _, place = self.start_server(**{".": ["250 queued as 42"] * 2})

@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -363,6 +364,48 @@ TEST(SMTPClientWire, ARefusedMessageIsTheServersError) {
         EXPECT_EQ(client.getRequest().getResponseText(554), "554 5.7.1 spam");
         peer.setReply(command, *command == '.' ? "250 ok\r\n" : "354 go on\r\n");
         send(client);
+    }
+}
+
+TEST(SMTPClientWire, AMailWithoutAFinalReplyMayHaveBeenSent) {
+    const std::string reply = "250 taken\r\n";
+    SMTPPeer whole;
+    whole.setReply(".", reply);
+    CSMTPClient success(paramsOf(whole));
+    send(success);
+    EXPECT_FALSE(success.mayHaveBeenSent());
+    const std::size_t total = whole.replyBytes(0);
+    for (std::size_t cut = 0; cut < total; ++cut) {
+        SMTPPeer peer;
+        peer.setReply(".", reply);
+        peer.cutAfter(cut);
+        CSMTPClient client(paramsOf(peer));
+        ASSERT_TRUE(thrownBy<CCURLError>([&] { send(client); })) << cut;
+        EXPECT_EQ(client.mayHaveBeenSent(), cut >= total - reply.size()) << cut;
+        try {
+            client.testConnection();
+        } catch (const CCURLError&) {
+            // Replies that are cut early end a test, too.
+        }
+        EXPECT_FALSE(client.mayHaveBeenSent()) << "it is about the last operation";
+    }
+}
+
+TEST(SMTPClientWire, ARefusedMailWasNotSentAndAnUnclearReplyMayBeOneOfSuccess) {
+    for (const auto& [command, reply, mayHaveBeenSent] : {std::tuple{"MAIL", "550 no\r\n", false},
+                                                          {"DATA", "554 no\r\n", false},
+                                                          {".", "554 no\r\n", false},
+                                                          {".", "451 later\r\n", false},
+                                                          {".", "421 closing\r\n", false},
+                                                          {".", "251 taken\r\n", true}}) {
+        SMTPPeer peer;
+        peer.setReply(command, reply);
+        CSMTPClient client(paramsOf(peer));
+        ASSERT_TRUE(thrownBy<CCURLError>([&] { send(client); })) << reply;
+        EXPECT_EQ(client.mayHaveBeenSent(), mayHaveBeenSent) << command << " " << reply;
+        peer.setReply(command, std::string(command) == "DATA" ? "354 go on\r\n" : "250 ok\r\n");
+        send(client);
+        EXPECT_FALSE(client.mayHaveBeenSent());
     }
 }
 

@@ -1175,6 +1175,7 @@ void name_vexil_CSMTPClient() {
     name(static_cast<void (Class::*)(const String&, const TArray<String>&, const CMimeMessage&)>(
         &Class::sendMail));
     name(static_cast<void (Class::*)()>(&Class::testConnection));
+    name(static_cast<bool (Class::*)() const noexcept>(&Class::mayHaveBeenSent));
     name(static_cast<const CNetRequest& (Class::*)() const noexcept>(&Class::getRequest));
     name(static_cast<void (Class::*)(CCancelToken*)>(&Class::setCancelToken));
     name(static_cast<void (*)(CNetRequest&, const CSMTPParams&, const String&, const TArray<String>&,

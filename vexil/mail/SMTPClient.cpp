@@ -13,6 +13,10 @@ namespace vexil {
 
 namespace {
 
+// Replies of mail servers (RFC 5321, 4.2.1).
+constexpr int dataCode = 354;
+constexpr int firstRefusalCode = 400;
+
 void check(const String& text, const char* place, const char* what) {
     if (hasLineEnd(text)) {
         throw CInvalidArgError(place, String(what) + " must not contain CR, LF or NUL");
@@ -164,16 +168,40 @@ void CSMTPClient::sendMail(const String& from, const TArray<String>& recipients,
 }
 
 void CSMTPClient::performMail(const String& from, const TArray<String>& recipients, zet::IInStream* message) {
+    m_mayHaveBeenSent = false;
     initRequestForSendMail(m_request, from, recipients, message);
     m_mayBeConnected = true;
-    doPerform();
+    try {
+        doPerform();
+    } catch (...) {
+        m_mayHaveBeenSent = message->getPosition() == message->getSize() && isReplyMissing();
+        throw;
+    }
     if (m_isConnectionOutdated) {
         m_request.setOptionInt(CURLOPT_FRESH_CONNECT, 0);
         m_isConnectionOutdated = false;
     }
 }
 
+/// Whether the server has asked for the message, and has not refused it afterwards.
+bool CSMTPClient::isReplyMissing() const {
+    try {
+        bool isAskedFor = false;
+        for (const CNetReply& reply : m_request.getReplies()) {
+            if (isAskedFor) {
+                return reply.getCode() < firstRefusalCode;
+            }
+            isAskedFor = reply.getCode() == dataCode;
+        }
+        return isAskedFor;
+    } catch (const std::exception&) {
+        // Not known, because memory is short: the mail may have been sent.
+        return true;
+    }
+}
+
 void CSMTPClient::testConnection() {
+    m_mayHaveBeenSent = false;
     resetOptions(m_request);
     m_request.setOptionInt(CURLOPT_CONNECT_ONLY, 1);
     // Else each test leaves its connection open, which no other operation can use.

@@ -22,7 +22,7 @@ namespace vexil {
 /// further command. Everything else is CNetRequest::perform()'s: a CCURLError with the server's reply code
 /// (RFC 5321, 4.2). One refused recipient refuses the whole mail, with code 55; the refusal's text is
 /// `getResponseText(error.getResponseCode())` of the request, since the last reply is that to QUIT. When the
-/// connection breaks behind the last byte of a mail, the server may have taken it all the same.
+/// connection breaks after the last byte of a mail, the server may have taken it all the same: see mayHaveBeenSent().
 ///
 /// A login is skipped silently where the server offers none.
 ///
@@ -66,6 +66,10 @@ public:
     void sendMail(const String& from, const TArray<String>& recipients, const CMimeMessage& message);
     /// Connects, with TLS and login as for a mail, and hangs up.
     void testConnection();
+    /// Whether the last sendMail() has failed although the server may have taken the mail: all of the message was handed
+    /// to libcurl, and the server's reply to it did not come, or is not clear (2xx, but not 250). To send such a mail again
+    /// may send it twice. False after a success, a refusal, and a failure in the middle of the message.
+    bool mayHaveBeenSent() const noexcept { return m_mayHaveBeenSent; }
     /// For the replies of the last operation.
     const CNetRequest& getRequest() const noexcept { return m_request; }
 
@@ -95,6 +99,7 @@ protected:
 private:
     void initRequest();
     void performMail(const String& from, const TArray<String>& recipients, zet::IInStream* message);
+    bool isReplyMissing() const;
     void replaceConnection();
 
     const CSMTPParams m_params;
@@ -103,6 +108,7 @@ private:
     P<INetRequestSetup> m_requestSetup;
     bool m_mayBeConnected = false;
     bool m_isConnectionOutdated = false;
+    bool m_mayHaveBeenSent = false;
     CNetRequest m_request;
 };
 

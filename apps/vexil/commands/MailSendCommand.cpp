@@ -29,23 +29,26 @@ void CMailSendCommand::define(CCommandSyntax& syntax) {
         .options("--bcc", "ADDRESS", m_bcc,
                  "One who gets a copy of which the others do not learn; may be repeated")
         .option("--subject", "TEXT", m_subject, "The subject line")
-        .fileOption("--text", m_textFile, "The text in UTF-8; - for standard input (default: no text)")
-        .options("--attach", "FILE", m_attachments, "A file to send along; may be repeated");
+        .fileOption("--text", m_textFile,
+                    "The text in UTF-8; - for standard input (default: no text). May be a pipe")
+        .options("--attach", "FILE", m_attachments, "A file or pipe to send along; may be repeated");
     m_server.define(syntax);
     syntax.footer(R"(Examples:
-  vexil mail send --server mail.example.com --from backup@example.com --to jo@example.com \
-      --subject 'Backup done' --text report.txt --attach files.txt
-  df -h | vexil mail send --from backup@example.com --to jo@example.com --subject Disks --text -
+  vexil mail send --server mail.example.com --from backup@example.com \
+      --to jo@example.com --subject 'Backup done' --text report.txt --attach files.txt
+  df -h | vexil mail send --from backup@example.com --to jo@example.com --text -
 
-A server that refuses one recipient gets no mail for the others either.)");
+A server that refuses one recipient gets no mail for the others either. If the connection fails when the whole mail
+was sent, the server may have taken it: the message says so, and the exit code is 1. A recipient that is named twice
+gets the mail once.)");
 }
 
 ExitCode CMailSendCommand::run(CContext& context) {
     const CMailDraft draft = makeDraft(context);
     CMailSession session(context, m_server);
     session.send(draft);
-    context.getConsole().message(Verbosity::Info,
-                                 "sent: " + printable(getReply(session.getRequest(), acceptedCode)));
+    context.getConsole().message(
+        Verbosity::Info, "sent: " + printable(getReply(session.getRequest().getReplies(), acceptedCode)));
     return ExitCode::Done;
 }
 

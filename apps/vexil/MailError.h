@@ -1,0 +1,27 @@
+#pragma once
+
+#include "vexil/BaseTypes.h"
+
+namespace vexil::app {
+
+/// A mail that was not sent, or a test of a mail server that failed, with what can be done about it.
+class CMailError : public CError {
+public:
+    /// \param error           the message, libcurl's code and the facts
+    /// \param advice          a sentence, "" for none
+    /// \param isLoginRefused  whether the server does not accept the credentials, or wants some
+    CMailError(const CError& error, const String& advice, bool isLoginRefused)
+        : CError(error), m_advice(advice), m_isLoginRefused(isLoginRefused) {}
+
+    const String& getAdvice() const noexcept { return m_advice; }
+    bool isLoginRefused() const noexcept { return m_isLoginRefused; }
+
+    P<CError> clone() const override;
+    [[noreturn]] void throwClone() const override;
+
+private:
+    String m_advice;
+    bool m_isLoginRefused;
+};
+
+}  // namespace vexil::app
