@@ -19,6 +19,7 @@ namespace {
 
 // Within a header field these separate or group addresses (RFC 5322, 3.2.3).
 constexpr std::wstring_view specials = L"(),:;[\\]";
+constexpr std::size_t maxAddressLength = 254;  // RFC 5321, 4.5.3.1.3, without "<" and ">"
 
 void checkAddress(const String& address) {
     const auto isASCII = [](wchar_t c) { return static_cast<std::uint32_t>(c) < 128; };
@@ -27,6 +28,10 @@ void checkAddress(const String& address) {
         address.view().find_first_of(specials) != std::wstring_view::npos) {
         throw CInvalidArgError("CMailDraft", "'" + printable(address) +
                                                  "' is no mail address; one looks like jo@example.com");
+    }
+    if (address.length() > maxAddressLength) {
+        throw CInvalidArgError("CMailDraft",
+                               "the mail address '" + printable(address) + "' has more than 254 characters");
     }
 }
 
@@ -62,6 +67,13 @@ void CMailDraft::setFrom(const String& name, const String& address) {
     checkAddress(address);
     m_from = makeAddress(name, address);
     m_sender = address;
+}
+
+void CMailDraft::setSubject(const String& subject) {
+    if (subject.view().find_first_of(std::wstring_view(L"\r\n\0", 3)) != std::wstring_view::npos) {
+        throw CInvalidArgError("CMailDraft", "the subject must not contain line ends or NUL characters");
+    }
+    m_subject = CMimeMessage::toHeaderText(subject);
 }
 
 void CMailDraft::addBcc(const String& address) {

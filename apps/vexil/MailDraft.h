@@ -20,7 +20,7 @@ public:
     void addCc(const String& address) { addRecipient(m_cc, address); }
     void addBcc(const String& address);
     /// @}
-    void setSubject(const String& subject) { m_subject = subject; }
+    void setSubject(const String& subject);
     void setText(const String& text) { m_text = text; }
     /// \param part  as CMimeMessage::createAttachment() makes it
     void addAttachment(const P<CMimeMessage>& part) { m_attachments.push_back(part); }
@@ -42,7 +42,7 @@ private:
     TArray<String> m_to;
     TArray<String> m_cc;
     TArray<String> m_recipients;
-    String m_subject;
+    String m_subject;  // as it goes into the header
     std::optional<String> m_text;
     TArray<P<CMimeMessage>> m_attachments;
 };

@@ -82,6 +82,38 @@ TEST(MailDraftTest, ARecipientThatIsNamedTwiceIsOneRecipient) {
     EXPECT_EQ(draft.makeMessage()->getHeaders()["Cc"], "jo@EXAMPLE.com");
 }
 
+TEST(MailDraftTest, NoLineOfTheHeaderIsTooLong) {
+    const std::string longText(2000, 'a');
+    CMailDraft draft;
+    draft.setFrom(String::fromUTF8(longText), "backup@example.com");
+    for (int i = 0; i < 200; ++i) {
+        draft.addTo("jo" + String::fromInt(i) + "@example.com");
+    }
+    draft.setSubject(String::fromUTF8(longText));
+    const std::string stored = store(*draft.makeMessage());
+    for (std::size_t begin = 0; begin < stored.size();) {
+        const std::size_t end = std::min(stored.find("\r\n", begin), stored.size());
+        EXPECT_LE(end - begin, 998u) << "RFC 5322, 2.1.1";
+        begin = end + 2;
+    }
+    EXPECT_NE(stored.find("Subject: =?utf-8?q?aaa"), std::string::npos);
+    EXPECT_THROW(draft.addTo(String::fromUTF8(longText) + "@example.com"), CInvalidArgError);
+}
+
+TEST(MailDraftTest, ASubjectThatLooksEncodedArrivesAsItIs) {
+    CMailDraft draft = makeDraft();
+    draft.setSubject("=?utf-8?q?Done?=");
+    EXPECT_EQ(draft.makeMessage()->getHeaders()["Subject"], CMimeMessage::toEncodedWord("=?utf-8?q?Done?="));
+    draft.setSubject("Done");
+    EXPECT_EQ(draft.makeMessage()->getHeaders()["Subject"], "Done");
+}
+
+TEST(MailDraftTest, ASubjectIsOneLine) {
+    CMailDraft draft;
+    EXPECT_THROW(draft.setSubject("a\r\nBcc: b"), CInvalidArgError);
+    EXPECT_THROW(draft.setSubject("ä\nb"), CInvalidArgError);
+}
+
 TEST(MailDraftTest, EachMessageHasAnIdentificationOfItsOwnAlsoAtTheSameTime) {
     const auto makeRandomPart = [] {
         const String id = makeDraft().makeMessage()->getHeaders()["Message-ID"];

@@ -5,6 +5,7 @@
 #include "tests/support/PrintText.h"
 #include "tests/support/WhatOf.h"
 #include "vexil/mail/MailAddress.h"
+#include "vexil/mail/MimeMessage.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -84,6 +85,26 @@ TEST(MailAddressTest, QuotesANameThatNeedsIt) {
 
 TEST(MailAddressTest, EncodesTheNameOnly) {
     EXPECT_EQ(address("Jürgen", "jo@example.com"), "=?utf-8?q?J=C3=BCrgen?= <jo@example.com>");
+}
+
+TEST(MailAddressTest, EncodesANameThatLooksEncoded) {
+    EXPECT_EQ(address("=?utf-8?q?x?=", "j@x"), "=?utf-8?q?=3D=3Futf=2D8=3Fq=3Fx=3F=3D?= <j@x>");
+    EXPECT_EQ(address("=?", "j@x"), "\"=?\" <j@x>");
+}
+
+TEST(MailAddressTest, FoldsALongAddress) {
+    EXPECT_EQ(address(std::string(60, 'a').c_str(), "jo@x.example.com"),
+              std::string(60, 'a') + "\r\n <jo@x.example.com>");
+    for (const std::string& name : {std::string(2000, 'a'), std::string(2000, '"'), std::string(500, '.')}) {
+        const std::string text = address(name.c_str(), "jo@example.com");
+        EXPECT_EQ(text, vexil::CMimeMessage::toEncodedWord(String::fromUTF8(name)).toUTF8() +
+                            (text.ends_with("\r\n <jo@example.com>") ? "\r\n" : "") + " <jo@example.com>");
+        for (std::size_t begin = 0; begin < text.size();) {
+            const std::size_t end = std::min(text.find("\r\n", begin), text.size());
+            EXPECT_LE(end - begin, 78u);
+            begin = end + 2;
+        }
+    }
 }
 
 TEST(MailAddressTest, RefusesWhatIsNone) {

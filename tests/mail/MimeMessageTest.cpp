@@ -146,6 +146,62 @@ TEST(MimeMessageTest, AFieldCannotBeginAnotherOne) {
     EXPECT_THAT(whatOf([&] { stored(withNUL); }), StartsWith("CMimeMessage::storeHeader"));
 }
 
+TEST(MimeMessageTest, AFieldNeedsANameWithoutSpaces) {
+    for (const char* const name : {"", " ", " A", "A ", "A b", "\tA", "A\x0B", "\x7F"}) {
+        CMimeMessage message("");
+        message.getHeaders()[name] = "x";
+        zet::CBufferStream stream;
+        const std::string error =
+            std::string("header field name must not ") +
+            (*name ? "contain spaces or control characters: '" + std::string(name) + "'" : "be empty");
+        EXPECT_EQ(whatOf([&] { message.storeHeader(stream); }), "CMimeMessage::storeHeader: " + error);
+        EXPECT_EQ(stream.getSize(), 0) << "nothing is written before";
+        CNetRequest request;
+        EXPECT_EQ(whatOf([&] { message.fillRequest(request); }), "CMimeMessage::fillRequest: " + error);
+        EXPECT_FALSE(request.getCustomHTTPHeaders());
+        CNetHeaders headers;
+        EXPECT_EQ(whatOf([&] { message.updateNetHeaders(headers); }),
+                  "CMimeMessage::updateNetHeaders: " + error);
+        EXPECT_EQ(headers.getSList(), nullptr);
+    }
+}
+
+TEST(MimeMessageTest, AFieldNeedsAValueWithoutNUL) {
+    CMimeMessage message("");
+    message.getHeaders()["Subject"] = String(std::wstring(L"a\0b", 3));
+    EXPECT_EQ(whatOf([&] { stored(message); }),
+              "CMimeMessage::storeHeader: header field must not contain NUL: 'Subject'");
+    CNetRequest request;
+    EXPECT_EQ(whatOf([&] { message.fillRequest(request); }),
+              "CMimeMessage::fillRequest: header field must not contain NUL: 'Subject'");
+}
+
+TEST(MimeMessageTest, AFieldCannotBeginAHeaderOfARequest) {
+    for (const char* const value :
+         {"a\r\nX-Evil: b", "a\nb", "a\rb", "a\r\n", "ä\r\nX-Evil: b", "a\r\n\r\n b"}) {
+        CMimeMessage message("");
+        message.getHeaders()["X-Name"] = value;
+        CNetRequest request;
+        EXPECT_EQ(whatOf([&] { message.fillRequest(request); }),
+                  "CMimeMessage::fillRequest: header field must not contain line ends: 'X-Name'");
+        EXPECT_FALSE(request.getCustomHTTPHeaders());
+    }
+    CMimeMessage message("");
+    message.getHeaders()["A:b"] = "c";
+    CNetRequest request;
+    EXPECT_THAT(
+        whatOf([&] { message.fillRequest(request); }),
+        StartsWith("CMimeMessage::fillRequest: header field name must not contain CR, LF, NUL or ':'"));
+}
+
+TEST(MimeMessageTest, AFoldedFieldIsOneLineOfARequest) {
+    CMimeMessage message("");
+    message.getHeaders()["A"] = "x;\r\n y;\r\n\tz";
+    CNetHeaders headers;
+    message.updateNetHeaders(headers);
+    EXPECT_STREQ(headers.getSList()->data, "A: x; y; z");
+}
+
 TEST(MimeMessageTest, AFieldMayBeFolded) {
     CMimeMessage message("");
     message.getHeaders()["A"] = "x\r\n y\r\n\tz";
@@ -268,6 +324,24 @@ TEST(MimeMessageTest, AddsToTheHeadersThatARequestHas) {
     TMap<String, String> headers;
     own->fillMap(headers);
     EXPECT_EQ(headers.size(), 3u);
+}
+
+TEST(HeaderTextTest, IsEncodedOnlyIfItHasToBe) {
+    for (const String& text :
+         {String(""), String("Hello, you"), String("a=b?"), String("?= =?"), repeated("a", 900)}) {
+        EXPECT_EQ(CMimeMessage::toHeaderText(text), text);
+    }
+    EXPECT_EQ(CMimeMessage::toHeaderText("Grüße"), "=?utf-8?q?Gr=C3=BC=C3=9Fe?=");
+    EXPECT_EQ(CMimeMessage::toHeaderText("=?utf-8?q?x?="), "=?utf-8?q?=3D=3Futf=2D8=3Fq=3Fx=3F=3D?=");
+    EXPECT_EQ(CMimeMessage::toHeaderText("a =?b c?="), CMimeMessage::toEncodedWord("a =?b c?="));
+    const String longText = repeated("word ", 400);
+    EXPECT_EQ(CMimeMessage::toHeaderText(longText), CMimeMessage::toEncodedWord(longText));
+    EXPECT_EQ(CMimeMessage::toHeaderText(repeated("a", 901)),
+              CMimeMessage::toEncodedWord(repeated("a", 901)));
+    for (const wchar_t c : {L'\r', L'\n', L'\0'}) {
+        EXPECT_EQ(whatOf([&] { CMimeMessage::toHeaderText(std::wstring(L"a") + c); }),
+                  "CMimeMessage::toHeaderText: text must not contain CR, LF or NUL");
+    }
 }
 
 // ---- text and attachments --------------------------------------------------------------------------------

@@ -488,6 +488,29 @@ TEST_F(SMTPClientOptions, AddressesCannotBeginACommand) {
     }
 }
 
+TEST_F(SMTPClientOptions, AddressesCannotAddParameters) {
+    CSMTPClient client(paramsOf());
+    recorded();
+    const std::string place = "CSMTPClient::initRequestForSendMail: ";
+    for (const char* const address :
+         {"a@x> SIZE=1", "a@x>SIZE=1", "a@x SIZE=1", "<a@x> SIZE=1", "a@x>,<b@x", "Jo <a@x>", " a@x", "a@x ",
+          "a\tb@x", "a\x7F@x", "\"a\"b> \"@x", "\"a@x", "\"a\\\"> b@x", "<<a@x>>", "<"}) {
+        const std::string error = std::string(" is not an address: '") + address + "'";
+        EXPECT_EQ(whatOf([&] { client.sendMail(address, recipients, bufferOf("m")); }),
+                  place + "sender" + error);
+        EXPECT_EQ(whatOf([&] {
+                      client.sendMail("a@x", {"b@x", address}, bufferOf("m"));
+                  }),
+                  place + "recipient" + error);
+    }
+    EXPECT_EQ(whatOf([&] { client.sendMail("a@x", {""}, bufferOf("m")); }), place + "recipient is empty");
+    EXPECT_THAT(recorded(), IsEmpty()) << "before the first option";
+    for (const char* const address :
+         {"a@x", "<a@x>", "\"a> b\"@x", "<\"a\\\"> b\"@x>", "postmaster", "ä@x"}) {
+        EXPECT_EQ(whatOf([&] { client.sendMail(address, {address}, bufferOf("m")); }), "no error") << address;
+    }
+}
+
 TEST_F(SMTPClientOptions, ServerAndLoginCannotBeginACommand) {
     CNetRequest request;
     recorded();

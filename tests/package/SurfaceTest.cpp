@@ -1146,6 +1146,7 @@ void name_vexil_CMimeMessage() {
     name(static_cast<P<CMimeMessage> (*)(const String&, const String&, const TBuffer<unsigned char>*)>(
         &Class::createAttachment));
     name(static_cast<String (*)(const String&)>(&Class::toEncodedWord));
+    name(static_cast<String (*)(const String&)>(&Class::toHeaderText));
     name(static_cast<String (*)(const String&)>(&Class::toQuotedString));
 }
 

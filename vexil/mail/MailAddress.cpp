@@ -4,16 +4,12 @@
 #include "vexil/net/LineEnd.h"
 
 #include <algorithm>
-#include <cstdint>
 
 namespace vexil {
 
 namespace {
 
-bool isASCII(const String& text) {
-    return std::all_of(text.view().begin(), text.view().end(),
-                       [](wchar_t c) { return static_cast<std::uint32_t>(c) < 128; });
-}
+constexpr std::size_t maxLine = 76;
 
 bool canStandUnquoted(wchar_t c) {
     return (c >= L'0' && c <= L'9') || (c >= L'A' && c <= L'Z') || (c >= L'a' && c <= L'z') || c == L'-' ||
@@ -24,6 +20,15 @@ bool canStandUnquoted(wchar_t c) {
 bool isPlainPhrase(const String& name) {
     return !name.startsWith(" ") && !name.endsWith(" ") && name.find("  ") == String::npos &&
            std::all_of(name.view().begin(), name.view().end(), canStandUnquoted);
+}
+
+/// A display name as words, in quotes or encoded. Within quotes an encoded word is none, but many readers decode it.
+String makePhrase(const String& name) {
+    if (CMimeMessage::toHeaderText(name) != name) {
+        return CMimeMessage::toEncodedWord(name);
+    }
+    const String phrase = isPlainPhrase(name) ? name : CMimeMessage::toQuotedString(name);
+    return phrase.length() > maxLine ? CMimeMessage::toEncodedWord(name) : phrase;
 }
 
 void checkAddress(const String& address) {
@@ -43,13 +48,11 @@ String makeAddress(const String& displayName, const String& address) {
     if (displayName.isEmpty()) {
         return address;
     }
-    String phrase = displayName;
-    if (!isASCII(displayName)) {
-        phrase = CMimeMessage::toEncodedWord(displayName);
-    } else if (!isPlainPhrase(displayName)) {
-        phrase = CMimeMessage::toQuotedString(displayName);
-    }
-    return phrase + " <" + address + ">";
+    const String phrase = makePhrase(displayName);
+    const std::size_t fold = phrase.findLast(L'\n');
+    const std::size_t lastLine = phrase.length() - (fold == String::npos ? 0 : fold + 1);
+    const bool fits = lastLine + address.length() + 3 <= maxLine;
+    return phrase + (fits ? " <" : "\r\n <") + address + ">";
 }
 
 }  // namespace vexil

@@ -22,6 +22,8 @@ constexpr std::size_t maxChunkLength = maxWordLength - wordBegin.size() - wordEn
 constexpr std::size_t chunkReserve = 18;
 constexpr std::size_t maxTextLine = 76;
 constexpr std::size_t maxNameBytes = 255;
+// With the field's name less than the 998 characters that a line may have (RFC 5322, 2.1.1).
+constexpr std::size_t maxPlainHeaderText = 900;
 
 bool isASCII(const String& text) {
     return std::all_of(text.view().begin(), text.view().end(),
@@ -85,18 +87,45 @@ bool isFoldedWell(std::wstring_view field) {
     return true;
 }
 
-void checkFieldName(const String& name) {
+bool isSpaceOrControl(wchar_t c) {
+    return c <= L' ' || c == 127;
+}
+
+void checkFieldName(const String& name, const char* place) {
+    if (name.isEmpty()) {
+        throw CInvalidArgError(place, "header field name must not be empty");
+    }
     if (hasLineEnd(name) || name.find(L':') != String::npos) {
-        throw CInvalidArgError("CMimeMessage::storeHeader",
+        throw CInvalidArgError(place,
                                "header field name must not contain CR, LF, NUL or ':': '" + name + "'");
+    }
+    if (std::any_of(name.view().begin(), name.view().end(), isSpaceOrControl)) {
+        throw CInvalidArgError(place, "header field name must not contain spaces or control characters: '" +
+                                          name + "'");
     }
 }
 
-void checkField(const String& name, const String& field) {
+void checkField(const String& name, const String& field, const char* place) {
     if (!isFoldedWell(field.view())) {
-        throw CInvalidArgError("CMimeMessage::storeHeader",
-                               "header field must not contain line ends: '" + name + "'");
+        throw CInvalidArgError(place, "header field must not contain line ends: '" + name + "'");
     }
+    if (field.find(L'\0') != String::npos) {
+        throw CInvalidArgError(place, "header field must not contain NUL: '" + name + "'");
+    }
+}
+
+/// HTTP has no folded headers any more (RFC 9112, 5.2).
+String unfold(const String& value) {
+    String line = value;
+    line.replaceAll("\r\n\t", " ");
+    line.replaceAll("\r\n", "");
+    return line;
+}
+
+/// Whether a reader would take a part of a text for an encoded word.
+bool looksEncoded(const String& text) {
+    const std::size_t begin = text.find("=?");
+    return begin != String::npos && text.find("?=", begin + 2) != String::npos;
 }
 
 void write(zet::IOutStream& out, const std::string& bytes) {
@@ -221,6 +250,14 @@ String CMimeMessage::toEncodedWord(const String& text) {
     return String::fromLatin1(words.finish());
 }
 
+String CMimeMessage::toHeaderText(const String& text) {
+    if (hasLineEnd(text)) {
+        throw CInvalidArgError("CMimeMessage::toHeaderText", "text must not contain CR, LF or NUL");
+    }
+    const bool isWrittenAsItIs = isASCII(text) && text.length() <= maxPlainHeaderText && !looksEncoded(text);
+    return isWrittenAsItIs ? text : toEncodedWord(text);
+}
+
 String CMimeMessage::toQuotedString(const String& text) {
     String quoted = text;
     quoted.replaceAll("\\", "\\\\");
@@ -235,12 +272,13 @@ void CMimeMessage::store(zet::IOutStream& out) const {
 }
 
 void CMimeMessage::storeHeader(zet::IOutStream& out) const {
+    static constexpr char place[] = "CMimeMessage::storeHeader";
     // Whole, before the first byte is written.
     std::string header;
     for (const auto& [name, value] : m_headers) {
-        checkFieldName(name);
+        checkFieldName(name, place);
         const String field = makeHeaderField(name, value);
-        checkField(name, field);
+        checkField(name, field, place);
         header += field.toLatin1() + "\r\n";
     }
     write(out, header + "\r\n");
@@ -252,13 +290,22 @@ void CMimeMessage::storeBody(zet::IOutStream& out) const {
     }
 }
 
-void CMimeMessage::updateNetHeaders(CNetHeaders& headers) {
+void CMimeMessage::checkNetHeaders(const char* place) const {
     for (const auto& [name, value] : m_headers) {
-        headers.add(name, value);
+        checkFieldName(name, place);
+        checkField(name, value, place);
+    }
+}
+
+void CMimeMessage::updateNetHeaders(CNetHeaders& headers) {
+    checkNetHeaders("CMimeMessage::updateNetHeaders");
+    for (const auto& [name, value] : m_headers) {
+        headers.add(name, unfold(value));
     }
 }
 
 void CMimeMessage::fillRequest(CNetRequest& request) {
+    checkNetHeaders("CMimeMessage::fillRequest");
     P<CNetHeaders> headers = request.getCustomHTTPHeaders();
     if (!headers) {
         headers = new CNetHeaders;

@@ -58,8 +58,9 @@ public:
     /// Writes header and body.
     virtual void store(zet::IOutStream& out) const;
     /// Writes the header with the empty line behind it.
-    /// \throws CInvalidArgError, before anything is written, for a name with CR, LF, NUL or ":", and for a field with
-    ///         a CR or LF that does not fold it (CR LF and a blank or tab): each would begin another field
+    /// \throws CInvalidArgError, before anything is written, for a name that is "" or has a space, a control character
+    ///         or ":", and for a field with a NUL or with a CR or LF that does not fold it (CR LF and a space or tab): each
+    ///         would begin another field or end the header
     virtual void storeHeader(zet::IOutStream& out) const;
     /// Writes the body.
     virtual void storeBody(zet::IOutStream& out) const;
@@ -67,14 +68,21 @@ public:
     /// A text as encoded words (RFC 2047, "Q" in UTF-8) of at most 75 characters, with a CR LF and a blank between
     /// them. Letters and digits stay, everything else is encoded. "" for "".
     static String toEncodedWord(const String& text);
+    /// A text for a field such as "Subject", which a reader of the mail sees as it is here: in encoded words if it has
+    /// characters beyond ASCII, more than 900 characters or the look of an encoded word ("=?...?="). Unlike fields in
+    /// general, which are written as they are if they are ASCII. Any thread.
+    /// \throws CInvalidArgError for a text with CR, LF or NUL
+    static String toHeaderText(const String& text);
     /// A text in double quotes, with a backslash before each backslash, double quote and CR.
     static String toQuotedString(const String& text);
 
-    /// Adds the header fields, not encoded, to the headers of an HTTP request.
+    /// Adds the header fields, not encoded and each in one line, to the headers of an HTTP request.
+    /// \throws CInvalidArgError as storeHeader() does, before any is added
     void updateNetHeaders(CNetHeaders& headers);
     /// Makes the message the body of a request: its fields are added to the request's header list, which is made
     /// where there is none, and the body, without the header, is set as its send data with their size. Use it behind
     /// CNetRequest::setHTTPMethod().
+    /// \throws CInvalidArgError as storeHeader() does, before the request is changed
     void fillRequest(CNetRequest& request);
 
 protected:
@@ -82,6 +90,8 @@ protected:
     static String makeHeaderField(const String& name, const String& value);
 
 private:
+    void checkNetHeaders(const char* place) const;
+
     TMap<String, String> m_headers;
     PC<TBuffer<unsigned char>> m_body;
 };

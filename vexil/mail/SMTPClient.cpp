@@ -8,6 +8,7 @@
 #include <exception>
 #include <new>
 #include <string>
+#include <string_view>
 
 namespace vexil {
 
@@ -20,6 +21,30 @@ constexpr int firstRefusalCode = 400;
 void check(const String& text, const char* place, const char* what) {
     if (hasLineEnd(text)) {
         throw CInvalidArgError(place, String(what) + " must not contain CR, LF or NUL");
+    }
+}
+
+/// Whether libcurl, which puts it between "<" and ">" unless it has them, would make one address of it and nothing more.
+bool isOneAddress(std::wstring_view address) {
+    address.remove_prefix(address.starts_with(L'<') ? 1 : 0);
+    address.remove_suffix(address.ends_with(L'>') ? 1 : 0);
+    bool isQuoted = false;
+    for (std::size_t i = 0; i < address.size(); ++i) {
+        const wchar_t c = address[i];
+        const bool isControl = c < L' ' || c == 127;
+        if (isControl || (!isQuoted && (c == L' ' || c == L'<' || c == L'>'))) {
+            return false;
+        }
+        isQuoted = isQuoted != (c == L'"');
+        i += isQuoted && c == L'\\' ? 1 : 0;
+    }
+    return !isQuoted;
+}
+
+void checkAddress(const String& address, const char* place, const char* what) {
+    check(address, place, what);
+    if (!isOneAddress(address.view()) || address == "<") {
+        throw CInvalidArgError(place, String(what) + " is not an address: '" + address + "'");
     }
 }
 
@@ -122,10 +147,13 @@ void CSMTPClient::initRequestForSendMail(CNetRequest& request, const String& fro
     static constexpr char place[] = "CSMTPClient::initRequestForSendMail";
     // The request may have the only reference to it, from the last time.
     const P<zet::IInStream> held = message;
-    check(from, place, "sender");
+    checkAddress(from, place, "sender");
     const P<CNetStringList> list = new CNetStringList;
     for (const String& recipient : recipients) {
-        check(recipient, place, "recipient");
+        if (recipient.isEmpty()) {
+            throw CInvalidArgError(place, "recipient is empty");
+        }
+        checkAddress(recipient, place, "recipient");
         list->add(recipient);
     }
     if (!message) {

@@ -19,7 +19,8 @@ namespace vexil {
 /// Thread safety: one thread at a time; the static members may be used anywhere. Neither copied nor moved.
 ///
 /// Errors: a CInvalidArgError for a host, login, sender or recipient that holds CR, LF or NUL, which would begin a
-/// further command. Everything else is CNetRequest::perform()'s: a CCURLError with the server's reply code
+/// further command; for a recipient that is ""; and for a sender or recipient with a space, "<" or ">" outside of quotes
+/// ("a@x> SIZE=1"), which would add parameters to the command, unless it stands between "<" and ">" as a whole. Everything else is CNetRequest::perform()'s: a CCURLError with the server's reply code
 /// (RFC 5321, 4.2). One refused recipient refuses the whole mail, with code 55; the refusal's text is
 /// `getResponseText(error.getResponseCode())` of the request, since the last reply is that to QUIT. When the
 /// connection breaks after the last byte of a mail, the server may have taken it all the same: see mayHaveBeenSent().
