@@ -425,6 +425,34 @@ TEST_F(Upgrades, ARequestKeepsItsOwnConnectionsIfToldSo) {
     }
 }
 
+TEST_F(Upgrades, ARequestKeepsItsOwnTLSSessionsIfToldSo) {
+    CAsyncNetRequestManager manager;
+    Transfers transfers(Runner::OneManager, smtp, peer);
+    const P<CNetRequest> first = new CNetRequest;
+    const P<CNetRequest> second = new CNetRequest;
+    const auto hasResumed = [&](const P<CNetRequest>& request, bool keepsOwn, bool isFresh) {
+        const std::size_t connection = peer.connectionCount();
+        request->reset();
+        transfers.prepare(*request, [&](CNetRequest& prepared, Files& files) {
+            upgraded(prepared, files);
+            // Sessions of newer versions are for one use.
+            prepared.setMaxTLSVersion(vexil::TLSVersion1_2);
+            prepared.setKeepsOwnConnections(keepsOwn);
+            prepared.setOptionInt(CURLOPT_FRESH_CONNECT, isFresh);
+        });
+        manager.addRequest(request);
+        driveToEnd(manager);
+        request->checkAsyncResult();
+        EXPECT_EQ(peer.connectionCount(), connection + 1);
+        return peer.hasResumed(connection);
+    };
+    EXPECT_FALSE(hasResumed(first, true, false));
+    EXPECT_FALSE(hasResumed(second, true, false)) << "that is the first one's";
+    EXPECT_FALSE(hasResumed(first, true, true)) << "that is of another connection";
+    hasResumed(first, false, true);
+    EXPECT_TRUE(hasResumed(first, false, true)) << "this server does not resume at all";
+}
+
 TEST_F(Upgrades, ARequestOutlivesWhatDroveIt) {
     Transfers transfers(Runner::OneRequest, smtp, peer);
     CNetRequest& request = transfers.request();

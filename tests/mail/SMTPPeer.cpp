@@ -86,6 +86,7 @@ struct SMTPPeer::Core {
         std::size_t budget = unlimited;
         std::size_t replyBytes = 0;
         std::vector<std::string> dialogue;
+        bool hasResumed = false;
         bool hasEnded = false;
         std::thread thread;
     };
@@ -225,6 +226,10 @@ struct SMTPPeer::Core {
         std::error_code error;
         connection.tls->handshake(asio::ssl::stream_base::server, error);
         record(connection, error ? "(no TLS)" : "(TLS)");
+        {
+            const std::lock_guard lock(mutex);
+            connection.hasResumed = SSL_session_reused(connection.tls->native_handle()) == 1;
+        }
         if (error) {
             throw End();
         }
@@ -345,6 +350,11 @@ std::vector<std::string> SMTPPeer::dialogue(std::size_t connection) const {
 std::size_t SMTPPeer::connectionCount() const {
     const std::lock_guard lock(m_core->mutex);
     return m_core->connections.size();
+}
+
+bool SMTPPeer::hasResumed(std::size_t connection) const {
+    const std::lock_guard lock(m_core->mutex);
+    return connection < m_core->connections.size() && m_core->connections[connection].hasResumed;
 }
 
 std::size_t SMTPPeer::replyBytes(std::size_t connection) const {

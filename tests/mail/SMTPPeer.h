@@ -49,6 +49,8 @@ public:
     /// came.
     std::vector<std::string> dialogue(std::size_t connection) const;
     std::size_t connectionCount() const;
+    /// Whether the TLS of a connection goes on with the session of an earlier one.
+    bool hasResumed(std::size_t connection) const;
     /// The bytes of all replies of a connection.
     std::size_t replyBytes(std::size_t connection) const;
     /// Waits until all connections have ended. False after a minute.

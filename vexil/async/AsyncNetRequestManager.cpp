@@ -79,7 +79,7 @@ IAsyncNetRequestManager::~IAsyncNetRequestManager() = default;
 CAsyncNetRequestManager::CAsyncNetRequestManager() : CAsyncNetRequestManager(makeWakeUp()) {}
 
 CAsyncNetRequestManager::CAsyncNetRequestManager(const P<zet::CWakeUp>& wakeUp)
-    : m_pools(new CConnectionPools), m_wakeUp(wakeUp), m_cancelWaker(new CCancelWaker(wakeUp)) {
+    : m_pools(new CConnectionPools(false)), m_wakeUp(wakeUp), m_cancelWaker(new CCancelWaker(wakeUp)) {
     m_multi.reset(curl_multi_init());
     if (!m_multi) {
         throw CError("Error creating curl multi handle.");

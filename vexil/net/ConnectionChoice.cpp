@@ -49,7 +49,11 @@ CURLcode CConnectionChoice::choose(CURL* handle, bool hasReplies) {
         return setPool(handle, nullptr);
     }
     if (usesOwn() && !m_ownPools) {
-        m_ownPools = new CConnectionPools;
+        m_ownPools = new CConnectionPools(true);
+    }
+    if (m_keepsOwn && m_wantsFreshConnect) {
+        // With its connections go its TLS sessions: the data connections of FTP resume the newest one only then.
+        m_ownPools->drop(key);
     }
     return setPool(handle, (usesOwn() ? m_ownPools : m_driversPools)->getPool(key));
 }

@@ -10,16 +10,21 @@ constexpr std::size_t maxPools = 16;
 
 }  // namespace
 
-CConnectionPool::CConnectionPool() : m_handle(curl_share_init()) {
-    if (!m_handle ||
-        curl_share_setopt(m_handle.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_CONNECT) != CURLSHE_OK) {
-        throw CError("Error creating curl share handle.");
+CConnectionPool::CConnectionPool(bool keepsSessions) : m_handle(curl_share_init()) {
+    const auto share = [this](curl_lock_data data) {
+        if (!m_handle || curl_share_setopt(m_handle.get(), CURLSHOPT_SHARE, data) != CURLSHE_OK) {
+            throw CError("Error creating curl share handle.");
+        }
+    };
+    share(CURL_LOCK_DATA_CONNECT);
+    if (keepsSessions) {
+        share(CURL_LOCK_DATA_SSL_SESSION);
     }
 }
 
 CConnectionPool::~CConnectionPool() = default;
 
-CConnectionPools::CConnectionPools() = default;
+CConnectionPools::CConnectionPools(bool keepSessions) noexcept : m_keepSessions(keepSessions) {}
 
 CConnectionPools::~CConnectionPools() = default;
 
@@ -27,7 +32,7 @@ P<CConnectionPool> CConnectionPools::getPool(const std::string& demand) {
     const auto found = std::find_if(m_pools.begin(), m_pools.end(),
                                     [&demand](const auto& entry) { return entry.first == demand; });
     if (found == m_pools.end()) {
-        const P<CConnectionPool> pool = new CConnectionPool;
+        const P<CConnectionPool> pool = new CConnectionPool(m_keepSessions);
         m_pools.emplace_front(demand, pool);
         if (m_pools.size() > maxPools) {
             m_pools.pop_back();
@@ -36,6 +41,10 @@ P<CConnectionPool> CConnectionPools::getPool(const std::string& demand) {
         m_pools.splice(m_pools.begin(), m_pools, found);
     }
     return m_pools.front().second;
+}
+
+void CConnectionPools::drop(const std::string& demand) noexcept {
+    m_pools.remove_if([&demand](const auto& entry) { return entry.first == demand; });
 }
 
 }  // namespace vexil

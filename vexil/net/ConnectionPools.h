@@ -13,8 +13,9 @@ namespace vexil {
 /// handle uses it.
 class CConnectionPool : public virtual CBase {
 public:
+    /// \param keepsSessions  whether TLS sessions, too, are kept apart from others
     /// \throws CError "Error creating curl share handle."
-    CConnectionPool();
+    explicit CConnectionPool(bool keepsSessions);
     CConnectionPool(const CConnectionPool&) = delete;
     CConnectionPool& operator=(const CConnectionPool&) = delete;
     ~CConnectionPool() override;
@@ -29,17 +30,22 @@ private:
 /// The pools of what drives transfers: of one request, or of all requests on one multi handle. One thread at a time.
 class CConnectionPools : public virtual CBase {
 public:
-    CConnectionPools();
+    /// \param keepSessions  as for CConnectionPool; without, libcurl keeps sessions by request before version 8.12, and
+    ///                       by multi handle from then on
+    explicit CConnectionPools(bool keepSessions) noexcept;
     ~CConnectionPools() override;
 
     /// The pool for a demand, perhaps a new one. Of more than a few the one that was not asked for longest is dropped.
     P<CConnectionPool> getPool(const std::string& demand);
+    /// Lets the pool for a demand go: getPool() will make a new one.
+    void drop(const std::string& demand) noexcept;
 
     /// How often connections were given up, which nothing may use again. Goes into the demands.
     int getGeneration() const noexcept { return m_generation; }
     void beginGeneration() noexcept { ++m_generation; }
 
 private:
+    const bool m_keepSessions;
     int m_generation = 0;
     std::list<std::pair<std::string, P<CConnectionPool>>> m_pools;  // the last that was asked for first
 };

@@ -241,9 +241,9 @@ public:
     /// takes makes the handshake fail: Debian's takes TLS 1.2 and newer.
     /// \throws CInvalidArgError for another number
     void setMaxTLSVersion(TLSVersion version);
-    /// Whether kept connections that this request has opened are used again by this request only. Default false: by all
-    /// requests on its manager. libcurl keeps TLS sessions by request. An FTP server that demands that data connections
-    /// resume the session of the control connection (ProFTPD, vsftpd) refuses those of another request.
+    /// Whether only this request uses the connections that it opens, and their TLS sessions. Default false: all requests
+    /// on its manager do. An FTP server that demands that data connections resume the session of the control connection
+    /// (ProFTPD, vsftpd) refuses the session of another one. With CURLOPT_FRESH_CONNECT none of them is used again.
     void setKeepsOwnConnections(bool keepsOwn) noexcept;
 
     // ---- what to send ------------------------------------------------------------------------------------
