@@ -4,8 +4,11 @@
 # Usage: scripts/debian-root.sh SUITE COMMAND [ARGUMENT...]    SUITE is a release's name, such as trixie
 #
 # The root is made once, with debootstrap, and kept in ${XDG_CACHE_HOME:-~/.cache}/vexil/debian-SUITE, with all that
-# was installed and compiled in it. Delete that folder to have a new one. The packages come from where this machine has
-# its own; VEXIL_DEBIAN_MIRROR in the environment names another mirror.
+# is installed in it. Delete that folder to have a new one. The packages come from where this machine has its own;
+# VEXIL_DEBIAN_MIRROR in the environment names another mirror. What ccache keeps is beside it, in ccache-SUITE.
+#
+# A root has its name only when it is complete. Several commands may run in it at once, and the first ones wait
+# together until it is made.
 #
 # The command sees no process of the machine, has a folder /tmp of its own, and gets of the environment CI, TERM, the
 # proxies and all that begins with VEXIL_. What it starts ends with it.
@@ -20,6 +23,7 @@ shift
 project=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.." && pwd)
 cache=${XDG_CACHE_HOME:-$HOME/.cache}/vexil
 root=$cache/debian-$suite
+compiled=$cache/ccache-$suite
 
 fail() {
     printf 'debian-root.sh: %s\n' "$*" >&2
@@ -37,6 +41,13 @@ copy_apt_settings() {
         >"$1/etc/apt/apt.conf.d/50machine" || true
 }
 
+bootstrap() {
+    rm -rf --one-file-system -- "$root.new"
+    # A file system of its own for its mounts: they go with it, however it ends.
+    unshare --mount --propagation private \
+        debootstrap --force-check-gpg --variant=minbase "$suite" "$root.new" "$1" 9>&-
+}
+
 make_root() {
     local mirror log=$cache/debian-$suite.log
     "$project/scripts/packages.sh" root
@@ -47,10 +58,8 @@ make_root() {
     fi
     [[ -n $mirror ]] || fail "found no Debian archive among the machine's sources: set VEXIL_DEBIAN_MIRROR"
     printf 'Making a root of Debian %s in %s\n' "$suite" "$root" >&2
-    rm -rf --one-file-system -- "$root.new"
-    # A file system of its own for its mounts: they go with it, however it ends.
-    unshare --mount --propagation private debootstrap --force-check-gpg --variant=minbase "$suite" "$root.new" "$mirror" \
-        >"$log" 2>&1 </dev/null || {
+    # The network may fail for a moment.
+    bootstrap "$mirror" >"$log" 2>&1 </dev/null || bootstrap "$mirror" >"$log" 2>&1 </dev/null || {
         tail -n 20 "$log" >&2
         fail "could not make the root"
     }
@@ -69,6 +78,10 @@ enter_root() {
     mount --rbind /dev "$root/dev"
     mount -t tmpfs -o mode=1777 tmpfs "$root/tmp"
     mount -t tmpfs -o mode=755 tmpfs "$root/run"
+    # Locks count between the commands that run in the root.
+    mkdir -p -- "$root/run/lock" "$root/var/cache/vexil-lock" "$root/root/.cache/ccache" "$compiled"
+    mount --bind "$root/var/cache/vexil-lock" "$root/run/lock"
+    mount --bind "$compiled" "$root/root/.cache/ccache"
     mkdir -p -- "$root$project"
     mount --bind "$project" "$root$project"
     for name in hosts resolv.conf; do
@@ -83,7 +96,8 @@ enter_root() {
 if [[ $suite == --enter ]]; then
     # As this script calls itself.
     root=$1
-    shift
+    compiled=$2
+    shift 2
     enter_root "$@"
 fi
 
@@ -96,7 +110,7 @@ exec 9>&-
 touch "$root/etc/hosts" "$root/etc/resolv.conf"
 
 # In the background, as only so a signal is heeded before the command ends.
-unshare --mount --propagation private --pid --fork --kill-child "${BASH_SOURCE[0]}" --enter "$root" "$@" <&0 &
+unshare --mount --propagation private --pid --fork --kill-child "${BASH_SOURCE[0]}" --enter "$root" "$compiled" "$@" <&0 &
 inside=$!
 end_inside() {
     kill -KILL "$inside" 2>/dev/null || true

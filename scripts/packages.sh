@@ -151,6 +151,8 @@ install_or_update_first() {
     if have_lists && install_missing; then
         return
     fi
+    # Whatever a killed installation left undone.
+    DEBIAN_FRONTEND=noninteractive dpkg --force-confold --configure -a
     update_lists && install_missing
 }
 
