@@ -1,5 +1,6 @@
 #include "apps/vexil/AnswerCheck.h"
 
+#include "vexil/net/ErrorClassification.h"
 #include "vexil/s3/S3Client.h"
 #include "zet/ParseNumber.h"
 
@@ -7,10 +8,10 @@ namespace vexil::app {
 
 void checkAnswerIsComplete(const CNetRequest& request) {
     if (request.hasDroppedHeaderLine()) {
-        throw CError("A header line of the response could not be read.");
+        throw makeTransientError("A header line of the response could not be read.");
     }
     if (!request.isResponseComplete()) {
-        throw CError("The connection ended within the headers of the answer.");
+        throw makeTransientError("The connection ended within the headers of the answer.");
     }
 }
 

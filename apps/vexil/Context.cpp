@@ -1,16 +1,22 @@
 #include "apps/vexil/Context.h"
 
 #include "apps/vexil/Credentials.h"
+#include "apps/vexil/ErrorReport.h"
 #include "apps/vexil/Platform.h"
 #include "apps/vexil/Text.h"
 #include "vexil/net/URLRedaction.h"
+
+#include <cmath>
+#include <cstdlib>
 
 namespace vexil::app {
 
 namespace {
 
-constexpr int defaultS3Retries = 50;
-constexpr int defaultFTPRetries = 5;
+// A longer pause is told to everybody who sees no progress otherwise.
+constexpr CPatience::Milliseconds longPause(5000);
+// For tests, which must not wait for minutes.
+constexpr const char* pauseFactorVariable = "VEXIL_TEST_PAUSE_FACTOR";
 
 CFTPClient::ConnectType toConnectType(FTPSecurity security) {
     switch (security) {
@@ -56,11 +62,12 @@ CNetRequest& CContext::prepareHTTPRequest(const std::string& url) {
     return request;
 }
 
-CCountingS3Client& CContext::getClient() {
+CPatientS3Client& CContext::getClient() {
     if (!m_client) {
         const CCredentials credentials = loadCredentials(CCredentials::s3);
-        const P<CCountingS3Client> client =
-            new CCountingS3Client(credentials.getName(), credentials.getSecret(), true);
+        auto& policy = static_cast<CS3TransferPolicy&>(getS3Policy());
+        const P<CPatientS3Client> client =
+            new CPatientS3Client(credentials.getName(), credentials.getSecret(), true, policy);
         if (const String endpoint = getEndpoint(); !endpoint.isEmpty()) {
             try {
                 client->setBaseURL(endpoint);
@@ -69,7 +76,6 @@ CCountingS3Client& CContext::getClient() {
                                                              "' cannot be used: " + error.getMessage());
             }
         }
-        client->setRetryLimit(m_options.retries.value_or(defaultS3Retries));
         client->setRequestSetup(&getSetup());
         m_client = client;
     }
@@ -78,9 +84,35 @@ CCountingS3Client& CContext::getClient() {
 
 ITransferPolicy& CContext::getS3Policy() {
     if (!m_s3Policy) {
-        m_s3Policy = std::make_unique<CS3TransferPolicy>(getClient());
+        m_s3Policy = std::make_unique<CS3TransferPolicy>(*getPatience());
     }
     return *m_s3Policy;
+}
+
+const std::shared_ptr<CPatience>& CContext::getPatience() {
+    if (!m_patience) {
+        m_patience = std::make_shared<CPatience>(makePatienceSettings());
+    }
+    return m_patience;
+}
+
+CPatience::Settings CContext::makePatienceSettings() {
+    CPatience::Settings settings;
+    settings.maxRetries = m_options.retries;
+    if (m_options.patienceSeconds) {
+        settings.limit = CPatience::Milliseconds(std::llround(*m_options.patienceSeconds * 1000));
+        settings.firstLimit = settings.limit;
+    }
+    if (const auto factor = getEnvironmentVariable(pauseFactorVariable)) {
+        settings.pauseFactor = std::strtod(factor->c_str(), nullptr);
+    }
+    settings.onPause = [&console = m_console](const CError& error, int tries, CPatience::Milliseconds pause) {
+        console.message(pause < longPause ? Verbosity::Info : Verbosity::Warning,
+                        "vexil: " + CErrorReport(error).getLine() + " (try " + String::fromInt(tries) +
+                            "); trying again in " +
+                            formatSeconds(std::chrono::duration<double>(pause).count()));
+    };
+    return settings;
 }
 
 CFTPSession& CContext::getFTP() {
@@ -91,8 +123,7 @@ CFTPSession& CContext::getFTP() {
                           toConnectType(m_options.ftpSecurity));
         client.setPathEncoding(CFTPClient::PathPercentEncode);
         client.setMaxTLSVersion(m_options.ftpMaxTLS == FTPMaxTLS::TLS13 ? TLSVersion1_3 : TLSVersion1_2);
-        m_ftp = std::make_unique<CFTPSession>(client, getSetup(), getRequest(),
-                                              m_options.retries.value_or(defaultFTPRetries));
+        m_ftp = std::make_unique<CFTPSession>(client, getSetup(), getRequest(), getPatience());
     }
     return *m_ftp;
 }

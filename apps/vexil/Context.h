@@ -1,10 +1,11 @@
 #pragma once
 
 #include "apps/vexil/Console.h"
-#include "apps/vexil/CountingS3Client.h"
 #include "apps/vexil/FTPSession.h"
 #include "apps/vexil/FileProgress.h"
 #include "apps/vexil/Options.h"
+#include "apps/vexil/Patience.h"
+#include "apps/vexil/PatientS3Client.h"
 #include "apps/vexil/RequestSetup.h"
 #include "apps/vexil/S3TransferPolicy.h"
 #include "apps/vexil/TransferMonitor.h"
@@ -36,11 +37,10 @@ public:
     /// The request with URL and options set.
     CNetRequest& prepareHTTPRequest(const std::string& url);
     /// \throws CInvalidArgError for credentials that are missing and an endpoint that is none
-    CCountingS3Client& getClient();
+    CPatientS3Client& getClient();
     /// Whether the content of objects is compared with their ETag.
     bool verifiesETags() const noexcept { return m_options.verifyETag; }
-    /// How getClient() wants transfers to be treated.
-    /// \throws the same
+    /// How transfers to and from S3 are to be treated.
     ITransferPolicy& getS3Policy();
     /// \throws CInvalidArgError for credentials that are missing and a server that is none
     CFTPSession& getFTP();
@@ -56,6 +56,8 @@ public:
     P<CNetRequest> getFailedRequest() const { return m_failedRequest ? m_failedRequest : m_request; }
 
 private:
+    const std::shared_ptr<CPatience>& getPatience();
+    CPatience::Settings makePatienceSettings();
     CCredentials loadCredentials(const CCredentialNames& names);
     String getEndpoint() const;
     String getFTPServer() const;
@@ -66,8 +68,9 @@ private:
     P<CRequestSetup> m_setup;
     P<CNetRequest> m_request;
     P<CNetRequest> m_failedRequest;
-    P<CCountingS3Client> m_client;
+    std::shared_ptr<CPatience> m_patience;
     std::unique_ptr<CS3TransferPolicy> m_s3Policy;
+    P<CPatientS3Client> m_client;
     std::unique_ptr<CFTPSession> m_ftp;
 };
 

@@ -13,17 +13,7 @@ namespace vexil::app {
 
 namespace {
 
-constexpr std::chrono::milliseconds maxStep(50);
 constexpr int removalMilliseconds = 10000;
-
-void pause(std::chrono::milliseconds time) {
-    const auto end = std::chrono::steady_clock::now() + time;
-    for (auto now = end - time; now < end; now = std::chrono::steady_clock::now()) {
-        // No signal handler may wake a thread.
-        CInterrupt::throwIfRequested();
-        std::this_thread::sleep_for(std::min<std::chrono::steady_clock::duration>(maxStep, end - now));
-    }
-}
 
 TArray<String> select(const TArray<String>& paths, const TArray<bool>& areWanted) {
     TArray<String> selection;
@@ -54,8 +44,8 @@ private:
 }  // namespace
 
 CFTPSession::CFTPSession(const CFTPClient& client, INetRequestSetup& setup, CNetRequest& request,
-                         int maxRetries)
-    : m_client(client), m_request(request), m_policy(maxRetries) {
+                         const std::shared_ptr<CPatience>& patience)
+    : m_client(client), m_request(request), m_policy(patience) {
     m_policy.setOwnRequest(request);
     m_client.setRequestSetup(new CFTPRequestSetup(setup, m_policy));
 }
@@ -70,7 +60,8 @@ void CFTPSession::perform(const String& path, const Preparation& prepare, bool i
 }
 
 void CFTPSession::performPlainly(const Preparation& prepare, bool isListing, const Judgement& judge) {
-    for (int tries = 1;; ++tries) {
+    CPatience::Failures failures;
+    for (;;) {
         CInterrupt::throwIfRequested();
         prepare(m_client, m_request);
         try {
@@ -81,11 +72,11 @@ void CFTPSession::performPlainly(const Preparation& prepare, bool isListing, con
             return;
         } catch (const CError& error) {
             const P<CError> cause = judge ? judge(error) : nullptr;
-            const auto time = m_policy.decideRetry(cause ? *cause : error, tries);
+            const auto time = m_policy.decideRetry(m_request, cause ? *cause : error, failures);
             if (!time) {
                 (cause ? *cause : error).throwClone();
             }
-            pause(*time);
+            CPatience::wait(*time);
         }
     }
 }

@@ -19,7 +19,8 @@ public:
     /// The request must outlive it.
     /// \param client  knows the server; paths are percent-encoded
     /// \param setup   is called for each request
-    CFTPSession(const CFTPClient& client, INetRequestSetup& setup, CNetRequest& request, int maxRetries);
+    CFTPSession(const CFTPClient& client, INetRequestSetup& setup, CNetRequest& request,
+                const std::shared_ptr<CPatience>& patience);
     CFTPSession(const CFTPSession&) = delete;
     CFTPSession& operator=(const CFTPSession&) = delete;
 

@@ -2,15 +2,13 @@
 
 #include "apps/vexil/FTPReplies.h"
 #include "apps/vexil/RefusedConnectionError.h"
+#include "vexil/net/ErrorClassification.h"
 
 #include <algorithm>
 
 namespace vexil::app {
 
 namespace {
-
-constexpr std::chrono::milliseconds firstPause(200);
-constexpr std::chrono::milliseconds maxPause(10000);
 
 constexpr int maxWaitMilliseconds = 10;
 
@@ -91,6 +89,7 @@ void CFTPTransferPolicy::checkResult(CNetRequest& request) {
         throwWithReply(error, request);
     }
     m_hasLoggedIn = true;
+    m_patience->onSuccess();
 }
 
 void CFTPTransferPolicy::setUp(CNetRequest& request) {
@@ -128,17 +127,17 @@ void CFTPTransferPolicy::throwWithReply(const CCURLError& error, CNetRequest& re
     throw described;
 }
 
-std::optional<std::chrono::milliseconds> CFTPTransferPolicy::decideRetry(const CError& error, int tries) {
+std::optional<std::chrono::milliseconds>
+CFTPTransferPolicy::decideRetry(CNetRequest& request, const CError& error, CPatience::Failures& failures) {
     const auto* const transferError = dynamic_cast<const CCURLError*>(&error);
-    if (tries > m_maxRetries || !transferError || !(error.getDomain() == "curl") ||
-        error.getCode() == CURLE_ABORTED_BY_CALLBACK ||
+    if (!transferError || !(error.getDomain() == "curl") || error.getCode() == CURLE_ABORTED_BY_CALLBACK ||
         (!mayPass(error.getCode()) && !dynamic_cast<const CRefusedConnectionError*>(&error) &&
          !mayPassByReply(transferError->getResponseCode()) &&
-         !isRefusedDataConnection(error.getCode(), transferError->getResponseCode()))) {
+         !isRefusedDataConnection(error.getCode(), transferError->getResponseCode()) &&
+         !isTransientError(error))) {
         return std::nullopt;
     }
-    ++m_retryCount;
-    return std::min(maxPause, firstPause * (1 << std::min(tries - 1, 10)));
+    return decidePause(request, error, failures);
 }
 
 bool CFTPTransferPolicy::isRefusedConnection(CNetRequest& request, const CError& error) const {

@@ -5,28 +5,34 @@
 #include "vexil/net/CURLError.h"
 
 #include <map>
+#include <memory>
 
 namespace vexil::app {
 
 /// Treats transfers over FTP: what may pass (a connection that breaks or does not come about, a server that is busy) is
-/// tried again after pauses of 0.2 s, 0.4 s and so on, prepared anew.
+/// tried again as the patience allows, prepared again.
 class CFTPTransferPolicy : public ITransferPolicy {
 public:
-    /// \param maxRetries  how often a transfer is tried again
-    explicit CFTPTransferPolicy(int maxRetries)
-        : m_maxRetries(maxRetries), m_manager(new CAsyncNetRequestManager) {}
+    explicit CFTPTransferPolicy(const std::shared_ptr<CPatience>& patience = std::make_shared<CPatience>())
+        : m_patience(patience), m_manager(new CAsyncNetRequestManager) {}
 
     void checkResult(CNetRequest& request) override;
-    std::optional<std::chrono::milliseconds> decideRetry(const CError& error, int tries) override;
-    bool mayTryAgain(int tries) const override { return tries <= m_maxRetries; }
-    bool preparesFurtherTries() const override { return true; }
+    std::optional<std::chrono::milliseconds> decideRetry(CNetRequest& request, const CError& error,
+                                                         CPatience::Failures& failures) override;
+    std::optional<std::chrono::milliseconds> decidePause(CNetRequest& request, const CError& error,
+                                                         CPatience::Failures& failures) override {
+        return m_patience->decidePause(error, failures, hasMovedBytes(request, error));
+    }
+    bool mayTryAgain(const CPatience::Failures& failures) const override {
+        return m_patience->mayTryAgain(failures);
+    }
     /// A login that is refused, by a reply or by the end of the connection. True only when one has succeeded before: then
     /// it is not name and password that the server does not like.
     bool isRefusedConnection(CNetRequest& request, const CError& error) const override;
     P<CNetRequest> getOwnRequest() const override { return m_ownRequest; }
     /// Over the connection that perform() keeps, if it is the same request.
     void performHere(CNetRequest& request) override;
-    int64 getRetryCount() const override { return m_retryCount; }
+    int64 getRetryCount() const override { return m_patience->getRetryCount(); }
 
     /// The request that perform() is called with; a reference is kept.
     void setOwnRequest(CNetRequest& request) { m_ownRequest = &request; }
@@ -42,8 +48,7 @@ public:
     [[noreturn]] static void throwWithReply(const CCURLError& error, CNetRequest& request);
 
 private:
-    const int m_maxRetries;
-    int64 m_retryCount = 0;
+    const std::shared_ptr<CPatience> m_patience;
     bool m_hasLoggedIn = false;
     P<CNetRequest> m_ownRequest;
     // Whose data connection was refused in the last transfer. They are kept: another request could get the address.

@@ -129,18 +129,40 @@ bool CObjectDownload::canBeginAnew(CNetRequest& request, const CError& error) {
     if (isContinuation && getHTTPStatusCodeFromError(error) == statusPreconditionFailed) {
         throwReplaced();
     }
-    const int64 written = getWrittenBytes();
-    if (!canContinue(request, error, written)) {
+    if (CInterrupt::isRequested() || !isBrokenOnTheWay(error, request.getResponseCode())) {
         return false;
+    }
+    if (getWrittenBytes() == 0) {
+        m_eTag.clear();
+    } else if (m_eTag.isEmpty() && !isStrong(getAnswerHeader(request, "etag"))) {
+        restartOrThrow(error);
+        return true;
+    } else {
+        m_eTag = m_eTag.isEmpty() ? getAnswerHeader(request, "etag") : m_eTag;
     }
     // Not every service heeds the condition.
     if (isContinuation) {
         checkContinuation(request);
     }
-    m_context.getConsole().message(
-        Verbosity::Info, "vexil: '" + printable(m_key) + "' broke off after " + formatBytes(written) + " (" +
-                             printable(error.getMessage()) + "); going on from there.");
+    ++m_continuations;
+    m_context.getConsole().message(Verbosity::Info, "vexil: '" + printable(m_key) + "' broke off after " +
+                                                        formatBytes(getWrittenBytes()) + " (" +
+                                                        printable(error.getMessage()) +
+                                                        "); going on from there.");
     return true;
+}
+
+// Nobody could tell whether the rest would be of the same object.
+void CObjectDownload::restartOrThrow(const CError& error) {
+    try {
+        m_out->restart();
+    } catch (const CError&) {
+        // A pipe has passed the bytes on.
+        error.throwClone();
+    }
+    m_context.getConsole().message(Verbosity::Info, "vexil: '" + printable(m_key) + "' broke off (" +
+                                                        printable(error.getMessage()) +
+                                                        ") and has no strong ETag; fetching it again.");
 }
 
 bool CObjectDownload::isContinued(const CNetRequest& request) const {
@@ -188,23 +210,6 @@ void CObjectDownload::checkContinuation(const CNetRequest& request) {
 
 void CObjectDownload::throwReplaced() const {
     throw CError("The object '" + printable(m_key) + "' was replaced by another one while it was read.");
-}
-
-bool CObjectDownload::canContinue(CNetRequest& request, const CError& error, int64 written) {
-    if (CInterrupt::isRequested() || m_continuations >= maxContinuations ||
-        !isBrokenOnTheWay(error, request.getResponseCode())) {
-        return false;
-    }
-    if (written == 0) {
-        m_eTag.clear();
-    } else if (m_eTag.isEmpty()) {
-        m_eTag = getAnswerHeader(request, "etag");
-        if (!isStrong(m_eTag)) {
-            return false;
-        }
-    }
-    ++m_continuations;
-    return true;
 }
 
 }  // namespace vexil::app

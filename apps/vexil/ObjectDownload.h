@@ -7,12 +7,13 @@
 
 namespace vexil::app {
 
-/// Downloads one object into a stream. A transfer that breaks goes on behind the last byte written, at most
-/// 5 times, and only while the object is the same (by its ETag). Content that is not what the ETag stands for is
+class CContext;
+
+/// Downloads one object into a stream. A transfer that breaks goes on after the last byte written while
+/// the object is the same (by its ETag); without a strong ETag it begins with the first byte. Content that is not what the ETag stands for is
 /// fetched again from the beginning, until the same comes twice, at most twice.
 class CObjectDownload : public IDownload {
 public:
-    static constexpr int maxContinuations = 5;
     static constexpr int maxRestarts = 2;
 
     /// The context must outlive it.
@@ -41,7 +42,7 @@ public:
 
 private:
     int64 getWrittenBytes() const;
-    bool canContinue(CNetRequest& request, const CError& error, int64 written);
+    void restartOrThrow(const CError& error);
     bool isContinued(const CNetRequest& request) const;
     bool areLeftBytesUseless(CNetRequest& request, const CError& error) const;
     void checkContinuation(const CNetRequest& request);

@@ -3,26 +3,12 @@
 #include "apps/vexil/AnswerCheck.h"
 #include "apps/vexil/Context.h"
 #include "apps/vexil/Interrupt.h"
-#include "vexil/net/CURLError.h"
 
 namespace vexil::app {
 
 namespace {
 
-constexpr int maxFurtherUploads = 5;
 constexpr int maxWrongContents = 2;
-constexpr int statusContinue = 100;
-
-/// Whether the client would have tried again, had no interim answer stood before the failure.
-bool isBrokenBehindContinue(const CError& error) {
-    const auto* const transferError = dynamic_cast<const CCURLError*>(&error);
-    if (!transferError || transferError->getDomain() != "curl" ||
-        transferError->getResponseCode() != statusContinue) {
-        return false;
-    }
-    const CCURLError withoutAnswer(static_cast<CURLcode>(error.getCode()), "", "", 0, "", "", "", "");
-    return CS3Client::shouldRetryRequest(withoutAnswer);
-}
 
 }  // namespace
 
@@ -47,19 +33,12 @@ void CObjectUpload::checkAnswer(CNetRequest& request) {
     }
 }
 
-bool CObjectUpload::isToBeginAnew(const CError& error) {
-    if (m_hasWrongContent) {
-        m_hasWrongContent = false;
-        return m_wrongContents++ < maxWrongContents;
-    }
-    return m_furtherUploads++ < maxFurtherUploads && isBrokenBehindContinue(error);
-}
-
 bool CObjectUpload::canBeginAnew(CNetRequest&, const CError& error) {
     CInterrupt::throwIfRequested();
-    if (!isToBeginAnew(error)) {
+    if (!m_hasWrongContent || m_wrongContents++ >= maxWrongContents) {
         return false;
     }
+    m_hasWrongContent = false;
     m_context.getConsole().message(Verbosity::Info, "vexil: the upload failed (" + error.getMessage() +
                                                         "); beginning it again.");
     return true;

@@ -36,7 +36,8 @@ struct COptions {
     std::optional<std::string> proxy;  ///< see CProxyChoice; none for what libcurl reads in the environment
     bool redirectToHTTP = false;       ///< follow redirects from https to http
     double timeoutSeconds = 0;         ///< of one whole request; 0 for none
-    std::optional<int> retries;        ///< none for the default of each kind of server
+    std::optional<int> retries;        ///< of one operation; none for as many as the patience allows
+    std::optional<double> patienceSeconds;  ///< see CPatience; none for its defaults
     Verbosity verbosity = Verbosity::Warning;
     std::string verboseLog;       ///< file for all messages on the wire; "" for none
     std::string credentialsFile;  ///< "" for the environment's credentials

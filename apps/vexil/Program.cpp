@@ -266,8 +266,16 @@ void CProgram::addOptions(CLI::App& app) {
            "End a request that takes longer (default: no limit, but one that stands still for 60 s ends)")
         ->type_name("SECONDS")
         ->check(numberFrom(0.001, maxTimeoutSeconds, "a number"));
+    app.add_option(
+           "--patience", m_options.patienceSeconds,
+           "For how long an S3 request or FTP transfer that fails for now is tried again, without any "
+           "progress (default: 900; 10 before the server has answered once). The pauses grow to 30 s; "
+           "0 tries nothing again")
+        ->type_name("SECONDS")
+        ->check(numberFrom(0.0, maxTimeoutSeconds, "a number"));
     app.add_option("--retries", m_options.retries,
-                   "How often an S3 request (default: 50) or an FTP transfer (default: 5) is tried again")
+                   "How often one S3 request or FTP transfer is tried again, at most (default: as --patience "
+                   "allows)")
         ->type_name("N")
         ->check(numberFrom(0, maxRetries, "a whole number"));
     app.add_option("--credentials", m_options.credentialsFile,

@@ -1,10 +1,11 @@
 #include "apps/vexil/S3TransferPolicy.h"
 
+#include "vexil/net/ErrorClassification.h"
+#include "vexil/s3/S3Client.h"
+
 namespace vexil::app {
 
 namespace {
-
-constexpr std::chrono::milliseconds retryDelay(100);
 
 void checkStatus(CNetRequest& request) {
     request.checkAsyncResult();
@@ -24,10 +25,21 @@ void CS3TransferPolicy::checkResult(CNetRequest& request) {
         CS3Client::tryThrowBetterError(error, *request.getDefaultReceiveBuffer());
         throw;
     }
+    m_patience.onSuccess();
 }
 
-std::optional<std::chrono::milliseconds> CS3TransferPolicy::decideRetry(const CError& error, int tries) {
-    return m_client.decideRetry(error, tries) ? std::optional(retryDelay) : std::nullopt;
+std::optional<std::chrono::milliseconds>
+CS3TransferPolicy::decideRetry(CNetRequest& request, const CError& error, CPatience::Failures& failures) {
+    // The next try is signed with the time that it is then. A clock that is wrong stays so.
+    const bool isClockWrong =
+        error.getProps().lookup("s3-code") == "RequestTimeTooSkewed" && failures.count > 0;
+    return isTransientError(error) && !isClockWrong ? decidePause(request, error, failures) : std::nullopt;
+}
+
+std::optional<std::chrono::milliseconds>
+CS3TransferPolicy::decidePause(CNetRequest& request, const CError& error, CPatience::Failures& failures) {
+    return m_patience.decidePause(error, failures, hasMovedBytes(request, error),
+                                  CPatience::findRetryAfter(request));
 }
 
 }  // namespace vexil::app

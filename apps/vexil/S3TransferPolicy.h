@@ -1,26 +1,31 @@
 #pragma once
 
-#include "apps/vexil/CountingS3Client.h"
 #include "apps/vexil/TransferPolicy.h"
 
 namespace vexil::app {
 
-/// Treats transfers as CS3Client::performRequest() does: tried again as they stand, after 100 ms, and as often as the
-/// client allows.
+/// Treats transfers of S3: what may pass (isTransientError()) is tried again as the patience allows, prepared and signed
+/// again.
 class CS3TransferPolicy : public ITransferPolicy {
 public:
-    /// The client must outlive it.
-    explicit CS3TransferPolicy(CCountingS3Client& client) : m_client(client) {}
+    /// The patience must outlive it.
+    explicit CS3TransferPolicy(CPatience& patience) : m_patience(patience) {}
 
     void checkResult(CNetRequest& request) override;
-    std::optional<std::chrono::milliseconds> decideRetry(const CError& error, int tries) override;
-    bool mayTryAgain(int tries) const override { return tries <= m_client.getRetryLimit(); }
-    bool preparesFurtherTries() const override { return false; }
+    std::optional<std::chrono::milliseconds> decideRetry(CNetRequest& request, const CError& error,
+                                                         CPatience::Failures& failures) override;
+    std::optional<std::chrono::milliseconds> decidePause(CNetRequest& request, const CError& error,
+                                                         CPatience::Failures& failures) override;
+    bool mayTryAgain(const CPatience::Failures& failures) const override {
+        return m_patience.mayTryAgain(failures);
+    }
     bool isRefusedConnection(CNetRequest&, const CError&) const override { return false; }
-    int64 getRetryCount() const override { return m_client.getRetryCount(); }
+    /// To be called for a success that checkResult() does not see.
+    void onSuccess() { m_patience.onSuccess(); }
+    int64 getRetryCount() const override { return m_patience.getRetryCount(); }
 
 private:
-    CCountingS3Client& m_client;
+    CPatience& m_patience;
 };
 
 }  // namespace vexil::app

@@ -4,6 +4,8 @@
 
 namespace vexil::app {
 
+class CContext;
+
 class ITransferPolicy;
 
 /// Runs one transfer with all the tries that the policy wants, and shows how it goes on.

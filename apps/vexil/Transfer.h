@@ -4,10 +4,8 @@
 
 namespace vexil::app {
 
-class CContext;
-
 /// What is to be transferred: how a request is prepared for it, what its answer must be like, and when it is begun
-/// anew. Who runs it is another's concern: performTransfer() at once, CTransferQueue beside others.
+/// anew. Who runs it is another's concern: runSingleTransfer() at once, CTransferQueue beside others.
 ///
 /// Called on one thread. Only the request's source and sink are used by the thread that drives it.
 class ITransfer {
@@ -31,10 +29,6 @@ public:
     /// \throws CError that tells better than the given one what has failed
     virtual bool canFallBack(CNetRequest& request, const CError& error);
 };
-
-/// Runs a transfer of one request to or from S3 on the calling thread, with the context's client and request.
-/// \throws what has ended it
-void performTransfer(CContext& context, ITransfer& transfer);
 
 /// Lets a request go of source and sink, so that files are not kept open by it.
 void releaseStreams(CNetRequest& request);

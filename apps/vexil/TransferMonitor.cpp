@@ -16,6 +16,7 @@ CTransferMonitor& CTransferMonitor::of(CNetRequest& request) {
 }
 
 void CTransferMonitor::watch(CNetRequest& request) {
+    of(request).m_bytes = 0;
     request.setTransferProgress(&of(request));
 }
 

@@ -32,6 +32,8 @@ public:
         m_bytes = 0;
         m_total = 0;
     }
+    /// Bytes of the last transfer, sent and received.
+    int64 getBytes() const noexcept { return m_bytes; }
     /// Reports the bytes of the transfer that runs.
     void report();
 

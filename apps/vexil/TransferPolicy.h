@@ -1,5 +1,6 @@
 #pragma once
 
+#include "apps/vexil/Patience.h"
 #include "vexil/net/NetRequest.h"
 
 #include <chrono>
@@ -15,14 +16,14 @@ public:
 
     /// Throws what has failed in a transfer that has ended.
     virtual void checkResult(CNetRequest& request) = 0;
-    /// After which pause a failed transfer is tried again, which counts then; none where it is not.
-    /// \param tries  how often it was tried so far, from 1
-    virtual std::optional<std::chrono::milliseconds> decideRetry(const CError& error, int tries) = 0;
+    /// After which pause a transfer is tried again that has failed for now, which counts then; nothing if it is not.
+    virtual std::optional<std::chrono::milliseconds> decideRetry(CNetRequest& request, const CError& error,
+                                                                 CPatience::Failures& failures) = 0;
+    /// The same for a transfer that wants to be begun again, whatever has failed.
+    virtual std::optional<std::chrono::milliseconds> decidePause(CNetRequest& request, const CError& error,
+                                                                 CPatience::Failures& failures) = 0;
     /// Whether a transfer may be tried again at all, as far as its number of tries goes.
-    /// \param tries  as above
-    virtual bool mayTryAgain(int tries) const = 0;
-    /// Whether ITransfer::prepare() comes before a further try. Else the request is sent again as it stands.
-    virtual bool preparesFurtherTries() const = 0;
+    virtual bool mayTryAgain(const CPatience::Failures& failures) const = 0;
     /// Whether a transfer has failed because the server refuses a further connection beside those that it has. Such a
     /// transfer then waits for the end of another one.
     virtual bool isRefusedConnection(CNetRequest& request, const CError& error) const = 0;
@@ -35,6 +36,10 @@ public:
 
     /// How often something was tried again.
     virtual int64 getRetryCount() const = 0;
+
+protected:
+    /// Whether the last transfer has moved bytes of a file, and not only a refusal.
+    static bool hasMovedBytes(CNetRequest& request, const CError& error);
 };
 
 }  // namespace vexil::app

@@ -45,7 +45,7 @@ public:
 
     const P<CNetRequest> request;
     std::unique_ptr<ITransferJob> job;  // null while the slot is free
-    int tries = 0;
+    CPatience::Failures failures;
     std::optional<Clock::time_point> nextTry;  // set in the pause between two tries
     bool isUnderWay = false;                   // from handing it over until its end is looked at
 };
@@ -79,7 +79,7 @@ void CTransferQueue::tellGivenUp() noexcept {
 }
 
 void CTransferQueue::start(std::unique_ptr<ITransferJob> job) {
-    m_waitingJobs.push_back({std::move(job)});
+    m_waitingJobs.push_back({std::move(job), {}});
     beginWaitingJobs();
     while (getUnfinishedCount() >= m_count) {
         waitForEnds();
@@ -124,7 +124,7 @@ void CTransferQueue::beginWaitingJobs() {
     while (!m_waitingJobs.empty() && m_running < m_count) {
         CSlot& slot = takeSlot();
         slot.job = std::move(m_waitingJobs.front().job);
-        slot.tries = m_waitingJobs.front().tries;
+        slot.failures = m_waitingJobs.front().failures;
         m_waitingJobs.pop_front();
         begin(slot);
     }
@@ -170,7 +170,7 @@ void CTransferQueue::handOverDueSlots() {
     for (const auto& slot : m_slots) {
         if (slot->nextTry && *slot->nextTry <= now) {
             slot->nextTry.reset();
-            if (!m_policy.preparesFurtherTries() || prepare(*slot)) {
+            if (prepare(*slot)) {
                 handOver(*slot);
             }
         }
@@ -208,12 +208,26 @@ void CTransferQueue::handleEnd(CSlot& slot) {
 }
 
 void CTransferQueue::handleFailedTry(CSlot& slot, const CError& error) {
-    if (const auto pause = m_policy.decideRetry(error, slot.tries)) {
-        ++slot.tries;
+    std::optional<std::chrono::milliseconds> pause;
+    try {
+        pause = decidePause(slot, error);
+    } catch (...) {
+        fail(slot, *zet::currentExceptionToError());
+        return;
+    }
+    if (pause) {
         slot.nextTry = Clock::now() + *pause;
     } else {
-        beginAnewOrFail(slot, error);
+        fallBackOrFail(slot, error);
     }
+}
+
+// The job first: it may go on with what it has, which the next try must know.
+std::optional<std::chrono::milliseconds> CTransferQueue::decidePause(CSlot& slot, const CError& error) {
+    const bool beginsAgain =
+        m_policy.mayTryAgain(slot.failures) && slot.job->canBeginAnew(*slot.request, error);
+    return beginsAgain ? m_policy.decidePause(*slot.request, error, slot.failures)
+                       : m_policy.decideRetry(*slot.request, error, slot.failures);
 }
 
 bool CTransferQueue::isBeyondConnections(const CSlot& slot, const CError& error) const {
@@ -222,7 +236,7 @@ bool CTransferQueue::isBeyondConnections(const CSlot& slot, const CError& error)
 
 // The connections that there are stay with their requests: the job waits for one of these.
 void CTransferQueue::giveUpSlot(CSlot& slot) {
-    m_waitingJobs.push_front({std::move(slot.job), slot.tries});
+    m_waitingJobs.push_front({std::move(slot.job), slot.failures});
     --m_running;
     m_slots.erase(std::find_if(m_slots.begin(), m_slots.end(),
                                [&slot](const auto& other) { return other.get() == &slot; }));
@@ -237,7 +251,7 @@ bool CTransferQueue::canGoOnOverOne(const CSlot& slot, const CError& error) cons
 }
 
 void CTransferQueue::goOnOverOne(CSlot& slot) {
-    m_waitingJobs.push_front({std::move(slot.job), slot.tries});
+    m_waitingJobs.push_front({std::move(slot.job), slot.failures});
     m_onlyRequest = m_policy.getOwnRequest();
     m_running = 0;
     m_count = 1;
@@ -249,27 +263,19 @@ void CTransferQueue::goOnOverOne(CSlot& slot) {
         Verbosity::Info, "vexil: the server takes no further connection; going on over one connection.");
 }
 
-void CTransferQueue::beginAnewOrFail(CSlot& slot, const CError& error) {
-    bool isBegunAnew = false;
+void CTransferQueue::fallBackOrFail(CSlot& slot, const CError& error) {
+    bool fallsBack = false;
     try {
-        isBegunAnew = beginsAnew(slot, error);
+        fallsBack = slot.job->canFallBack(*slot.request, error);
     } catch (...) {
         fail(slot, *zet::currentExceptionToError());
         return;
     }
-    if (isBegunAnew) {
+    if (fallsBack) {
         begin(slot);
     } else {
         fail(slot, error);
     }
-}
-
-bool CTransferQueue::beginsAnew(CSlot& slot, const CError& error) {
-    if (m_policy.mayTryAgain(slot.tries) && slot.job->canBeginAnew(*slot.request, error)) {
-        ++slot.tries;
-        return true;
-    }
-    return slot.job->canFallBack(*slot.request, error);
 }
 
 void CTransferQueue::fail(CSlot& slot, const CError& error) {

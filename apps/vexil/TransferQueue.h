@@ -47,7 +47,7 @@ private:
     class CSlot;
     struct CWaitingJob {
         std::unique_ptr<ITransferJob> job;
-        int tries = 1;  // the one that is to come included
+        CPatience::Failures failures;
     };
 
     CSlot& takeSlot();
@@ -66,8 +66,8 @@ private:
     void goOnOverOne(CSlot& slot);
     void startWorker();
     TArray<P<CNetRequest>> takeFinished();
-    void beginAnewOrFail(CSlot& slot, const CError& error);
-    bool beginsAnew(CSlot& slot, const CError& error);
+    std::optional<std::chrono::milliseconds> decidePause(CSlot& slot, const CError& error);
+    void fallBackOrFail(CSlot& slot, const CError& error);
     void fail(CSlot& slot, const CError& error);
     int getUnfinishedCount() const noexcept;
     void waitForEnds();

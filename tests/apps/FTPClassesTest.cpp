@@ -97,32 +97,27 @@ TEST(FTPEntryLineTest, HasColumns) {
 }
 
 TEST(FTPTransferPolicyTest, TriesAgainWhatMayPass) {
-    CFTPTransferPolicy policy(20);
-    for (const CURLcode code : {CURLE_COULDNT_CONNECT, CURLE_PARTIAL_FILE, CURLE_OPERATION_TIMEDOUT,
-                                CURLE_GOT_NOTHING, CURLE_SEND_ERROR, CURLE_RECV_ERROR}) {
-        EXPECT_TRUE(policy.decideRetry(refusal(0, code), 1)) << code;
+    CFTPTransferPolicy policy;
+    const P<CNetRequest> request = new CNetRequest;
+    const auto isTriedAgain = [&](const CError& error) {
+        CPatience::Failures failures;
+        return policy.decideRetry(*request, error, failures).has_value();
+    };
+    for (const CURLcode code :
+         {CURLE_COULDNT_CONNECT, CURLE_COULDNT_RESOLVE_HOST, CURLE_PARTIAL_FILE, CURLE_OPERATION_TIMEDOUT,
+          CURLE_GOT_NOTHING, CURLE_SEND_ERROR, CURLE_RECV_ERROR}) {
+        EXPECT_TRUE(isTriedAgain(refusal(0, code))) << code;
     }
     for (const int reply : {421, 425, 426, 450, 451}) {
-        EXPECT_TRUE(policy.decideRetry(refusal(reply), 1)) << reply;
+        EXPECT_TRUE(isTriedAgain(refusal(reply))) << reply;
     }
-    EXPECT_EQ(policy.getRetryCount(), 11);
+    EXPECT_EQ(policy.getRetryCount(), 12);
     for (const int reply : {452, 500, 530, 550, 553}) {
-        EXPECT_FALSE(policy.decideRetry(refusal(reply), 1)) << reply;
+        EXPECT_FALSE(isTriedAgain(refusal(reply))) << reply;
     }
-    EXPECT_FALSE(policy.decideRetry(refusal(421, CURLE_ABORTED_BY_CALLBACK), 1))
-        << "the user has interrupted";
-    EXPECT_FALSE(policy.decideRetry(CError("disk full"), 1));
-    EXPECT_EQ(policy.getRetryCount(), 11);
-}
-
-TEST(FTPTransferPolicyTest, PausesGetLongerUpToTenSeconds) {
-    CFTPTransferPolicy policy(100);
-    EXPECT_EQ(policy.decideRetry(refusal(421), 1), 200ms);
-    EXPECT_EQ(policy.decideRetry(refusal(421), 2), 400ms);
-    EXPECT_EQ(policy.decideRetry(refusal(421), 6), 6400ms);
-    EXPECT_EQ(policy.decideRetry(refusal(421), 7), 10000ms);
-    EXPECT_EQ(policy.decideRetry(refusal(421), 100), 10000ms);
-    EXPECT_FALSE(policy.decideRetry(refusal(421), 101)) << "as often as it may";
+    EXPECT_FALSE(isTriedAgain(refusal(421, CURLE_ABORTED_BY_CALLBACK))) << "the user has interrupted";
+    EXPECT_FALSE(isTriedAgain(CError("disk full")));
+    EXPECT_EQ(policy.getRetryCount(), 12);
 }
 
 }  // namespace

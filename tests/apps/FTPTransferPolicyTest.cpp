@@ -64,7 +64,7 @@ protected:
 
     FTPPeer m_peer;
     const P<CNetRequest> m_request = new CNetRequest;
-    CFTPTransferPolicy m_policy{5};
+    CFTPTransferPolicy m_policy;
 };
 
 /// How a server may say no at a login.
@@ -91,7 +91,7 @@ TEST_F(FTPTransferPolicyTest, ARefusedLoginBehindOneThatHasWorkedIsARefusedConne
         FTPPeer peer;
         peer.play(joined({login, firstTransfer, {quitOrNothing}}));
         peer.play(refusal.dialogue);
-        CFTPTransferPolicy policy(5);
+        CFTPTransferPolicy policy;
         m_request->setURL("ftp://" + String::fromUTF8(peer.host()) + "/a");
         policy.perform(*m_request);
         // As where another request has the connection.

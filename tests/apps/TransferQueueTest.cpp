@@ -11,6 +11,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <csignal>
@@ -51,6 +52,7 @@ protected:
         vexil_test::setEnvironment("VEXIL_S3_SECRET_KEY", "secret");
         m_options.endpoint = m_peer.url("");
         m_options.retries = 3;
+        vexil_test::setEnvironment("VEXIL_TEST_PAUSE_FACTOR", "0.01");
     }
     void TearDown() override { CInterrupt::clear(); }
 
@@ -124,9 +126,15 @@ private:
 class CTooFewConnectionsPolicy : public ITransferPolicy {
 public:
     void checkResult(CNetRequest& request) override { request.checkAsyncResult(); }
-    std::optional<std::chrono::milliseconds> decideRetry(const CError&, int) override { return std::nullopt; }
-    bool mayTryAgain(int) const override { return true; }
-    bool preparesFurtherTries() const override { return true; }
+    std::optional<std::chrono::milliseconds> decideRetry(CNetRequest&, const CError&,
+                                                         CPatience::Failures&) override {
+        return std::nullopt;
+    }
+    std::optional<std::chrono::milliseconds> decidePause(CNetRequest&, const CError&,
+                                                         CPatience::Failures&) override {
+        return std::nullopt;
+    }
+    bool mayTryAgain(const CPatience::Failures&) const override { return true; }
     bool isRefusedConnection(CNetRequest& request, const CError&) const override {
         return request.getResponseCode() == 503;
     }
@@ -220,7 +228,7 @@ TEST_F(TransferQueueTest, StartReturnsWhenAFurtherJobCouldBegin) {
     EXPECT_THAT(m_peer.failures(), IsEmpty());
 }
 
-TEST_F(TransferQueueTest, AFailedTransferIsTriedAgainAsItStandsWhileOthersGoOn) {
+TEST_F(TransferQueueTest, AFailedTransferIsTriedAgainWhileOthersGoOn) {
     // Twice, and until the others are served: where they never are, the tries come to their end.
     int failures = 2;
     int others = 0;
@@ -232,7 +240,7 @@ TEST_F(TransferQueueTest, AFailedTransferIsTriedAgainAsItStandsWhileOthersGoOn) 
         }
         return failures-- > 0 || others < 2 ? slowDown : good;
     });
-    const LogCapture log;
+    m_console.setVerbosity(Verbosity::Info);
     CTransferQueue queue(getContext(), getContext().getS3Policy(), 2);
     queue.start(std::make_unique<CTestJob>(getContext(), "slow", m_events));
     for (const char* const key : {"1", "2"}) {
@@ -241,22 +249,15 @@ TEST_F(TransferQueueTest, AFailedTransferIsTriedAgainAsItStandsWhileOthersGoOn) 
     queue.finish();
     EXPECT_THAT(m_events, UnorderedElementsAre("1 succeeds", "1 ends", "2 succeeds", "2 ends",
                                                "slow succeeds", "slow ends"));
-    std::vector<std::string> heads;
-    for (const RecordedRequest& request : m_peer.requests()) {
-        if (request.requestLine() == "GET /b/slow HTTP/1.1") {
-            heads.push_back(request.head);
-        }
-    }
-    ASSERT_GE(heads.size(), 3u);
-    EXPECT_THAT(heads, Each(heads[0]));
-    const std::size_t retries = heads.size() - 1;
-    EXPECT_EQ(getContext().getClient().getRetryCount(), static_cast<int64>(retries));
-    const std::vector<std::string> lines = log.lines();
-    ASSERT_EQ(lines.size(), 2 * retries);
-    for (std::size_t i = 0; i < retries; ++i) {
-        EXPECT_THAT(lines[2 * i], HasSubstr("W: Received slowdown response from S3"));
-        EXPECT_EQ(lines[2 * i + 1], "I: Received SlowDown response from S3 (try " + std::to_string(i + 1) +
-                                        "). Waiting 100ms and retrying.");
+    const std::vector<RecordedRequest> requests = m_peer.requests();
+    const auto tries = std::count_if(requests.begin(), requests.end(), [](const auto& request) {
+        return request.requestLine() == "GET /b/slow HTTP/1.1";
+    });
+    ASSERT_GE(tries, 3);
+    EXPECT_EQ(getContext().getS3Policy().getRetryCount(), tries - 1);
+    for (int i = 1; i < tries; ++i) {
+        EXPECT_THAT(m_output.str(), HasSubstr("vexil: Amazon S3 error: Not so fast(SlowDown) (try " +
+                                              std::to_string(i) + "); trying again in 0.0 s\n"));
     }
 }
 
@@ -304,13 +305,11 @@ TEST_F(TransferQueueTest, TheLastConnectionIsNotGivenUp) {
 
 TEST_F(TransferQueueTest, ThereAreNoMoreTriesThanTheClientAllows) {
     m_peer.setDefaultReply(slowDown);
-    const LogCapture log;
     CTransferQueue queue(getContext(), getContext().getS3Policy(), 1);
     queue.start(std::make_unique<CTestJob>(getContext(), "1", m_events));
     EXPECT_THAT(m_events, ElementsAre("1 fails: Amazon S3 error: Not so fast(SlowDown)", "1 ends"));
     EXPECT_EQ(m_peer.requests().size(), 4u);
-    EXPECT_EQ(getContext().getClient().getRetryCount(), 3);
-    EXPECT_THAT(log.lines().back(), HasSubstr("(try 4). Too many retries. Giving up!"));
+    EXPECT_EQ(getContext().getS3Policy().getRetryCount(), 3);
 }
 
 // Else a transfer of several requests, each of which works in the end, may go on for ever.
@@ -326,7 +325,7 @@ TEST_F(TransferQueueTest, TriesAreCountedForTheWholeJob) {
     EXPECT_THAT(m_events, ElementsAre("1 fails: Amazon S3 error: Not so fast(SlowDown)", "1 ends"));
     EXPECT_EQ(m_peer.requests().size(), 7u)
         << "three retries, three requests that have worked, and the first one";
-    EXPECT_EQ(getContext().getClient().getRetryCount(), 3);
+    EXPECT_EQ(getContext().getS3Policy().getRetryCount(), 3);
 }
 
 TEST_F(TransferQueueTest, ATransferThatIsBegunAnewUsesATry) {
@@ -354,20 +353,38 @@ TEST_F(TransferQueueTest, AnotherWayIsNoFurtherTry) {
     EXPECT_EQ(m_peer.requests().size(), 2u);
 }
 
-// Neither of the two ways of doing transfers may forget what a broken one has used up.
-TEST_F(TransferQueueTest, ASingleTransferHasNoMoreTriesThanTheClientAllows) {
+// Other operations, such as listings, are performed by the client itself.
+TEST_F(TransferQueueTest, TheClientHasTheSamePatience) {
     int requests = 0;
-    m_peer.setDefaultReply([&requests](const RecordedRequest&) {
-        return ++requests % 2 == 1 ? slowDown : "HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n";
+    const std::string listing = "<ListBucketResult><IsTruncated>false</IsTruncated></ListBucketResult>";
+    const std::vector<std::string> failures = {
+        slowDown,
+        "HTTP/1.1 429 Too Many Requests\r\nRetry-After: 1\r\nContent-Length: 0\r\n\r\n",
+        "HTTP/1.1 502 Bad Gateway\r\nContent-Length: 0\r\n\r\n",
+    };
+    m_peer.setDefaultReply([&](const RecordedRequest&) {
+        const auto number = static_cast<std::size_t>(requests++);
+        return number < failures.size()
+                   ? failures[number]
+                   : "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(listing.size()) + "\r\n\r\n" +
+                         listing;
     });
-    const LogCapture log;
-    CTestJob job(getContext(), "1", m_events);
-    job.furtherTransfers = 99;
-    EXPECT_THAT(whatOf([&] { performTransfer(getContext(), job); }), HasSubstr("404"));
+    getContext().getClient().listObjects(getContext().getRequest(), "b", "", "", "", -1);
     EXPECT_EQ(m_peer.requests().size(), 4u);
+    EXPECT_EQ(getContext().getS3Policy().getRetryCount(), 3);
+    for (const RecordedRequest& request : m_peer.requests()) {
+        EXPECT_EQ(request.head.find("Authorization: AWS access:"), request.head.rfind("Authorization: "));
+        EXPECT_EQ(request.head.find("Date: "), request.head.rfind("Date: "));
+    }
+    // Each operation has all tries again, and no more.
     m_peer.setDefaultReply(slowDown);
-    EXPECT_THAT(whatOf([&] { performTransfer(getContext(), job); }), HasSubstr("Not so fast"));
-    EXPECT_EQ(m_peer.requests().size(), 8u) << "the next transfer has all tries again";
+    for (int i = 1; i <= 2; ++i) {
+        EXPECT_THAT(whatOf([&] {
+                        getContext().getClient().listObjects(getContext().getRequest(), "b", "", "", "", -1);
+                    }),
+                    HasSubstr("Not so fast"));
+        EXPECT_EQ(m_peer.requests().size(), 4u + 4u * static_cast<unsigned>(i));
+    }
 }
 
 TEST_F(TransferQueueTest, ATransferThatCanBeBegunAnewIsPreparedOnceMore) {

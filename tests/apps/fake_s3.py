@@ -13,7 +13,8 @@ class Fault:
     """What happens to the answers for one key, each time the next one; None for nothing."""
 
     def __init__(self, cut=None, status=None, code="", then=None, hold=False, cut_head=False,
-                 no_body=False, flip=None, page=None, location=None):
+                 no_body=False, flip=None, page=None, location=None, retry_after=None):
+        self.retry_after = retry_after  # that header, with `status`
         self.page = page  # the body of the response with `status`, in place of the error document
         self.location = location  # where that leads
         self.flip = flip  # in this byte of the object one bit is another than that which the ETag stands for, or that which came
@@ -59,9 +60,27 @@ class FakeS3:
         class Handler(_Handler):
             server_object = fake
 
-        self.server = _Server(("127.0.0.1", 0), Handler)
-        threading.Thread(target=self.server.serve_forever, args=(0.02,), daemon=True).start()
+        self.handler = Handler
+        self.is_down = False  # while it is, connections end without a response
+        self.listen(0)
         self.endpoint = f"http://127.0.0.1:{self.server.server_address[1]}"
+
+    def listen(self, port):
+        self.server = _Server(("127.0.0.1", port), self.handler)
+        threading.Thread(target=self.server.serve_forever, args=(0.02,), daemon=True).start()
+
+    def go_away(self, seconds):
+        """Takes no connections for a while, and ends those that there are when they send a request."""
+        port = self.server.server_address[1]
+        self.is_down = True
+        self.server.shutdown()
+        self.server.server_close()
+
+        def come_back():
+            self.is_down = False
+            self.listen(port)
+
+        threading.Timer(seconds, come_back).start()
 
     def close(self):
         self.end.set()
@@ -136,6 +155,7 @@ def flip_bit(body, position):
 
 class _Server(http.server.ThreadingHTTPServer):
     daemon_threads = True
+    allow_reuse_address = True
     request_queue_size = 1000  # so that no connection waits for its SYN to be repeated
 
 
@@ -159,6 +179,8 @@ class _Handler(http.server.BaseHTTPRequestHandler):
 
     def begin(self):
         self.fake = self.server_object
+        if self.fake.is_down:
+            raise OSError("out of service")
         path = urllib.parse.urlsplit(self.path).path
         self.key = urllib.parse.unquote(path.removeprefix("/bucket").removeprefix("/"), errors="surrogateescape")
         self.fake.requests.append((self.command, self.key, dict(self.headers)))
@@ -187,13 +209,15 @@ class _Handler(http.server.BaseHTTPRequestHandler):
         elif fault.status and fault.page is not None:
             self.answer(fault.status, fault.page, [("Location", fault.location)] if fault.location else [])
         elif fault.status:
-            self.answer_error(fault.status, fault.code)
+            self.answer_error(fault.status, fault.code,
+                              [("Retry-After", fault.retry_after)] if fault.retry_after else [])
         else:
             return False
         return True
 
-    def answer_error(self, status, code):
-        self.answer(status, f"<Error><Code>{code}</Code><Message>No.</Message></Error>".encode() if code else b"")
+    def answer_error(self, status, code, headers=()):
+        body = f"<Error><Code>{code}</Code><Message>No.</Message></Error>".encode() if code else b""
+        self.answer(status, body, headers)
 
     def break_off(self):
         self.close_connection = True
@@ -234,7 +258,9 @@ class _Handler(http.server.BaseHTTPRequestHandler):
             if self.fake.refuses_encoding and "encoding-type" in query:
                 self.answer_error(400, "InvalidArgument")
             else:
-                self.answer(200, self.fake.listing(query))
+                self.answer(200, self.fake.listing(query), sent=fault.cut)
+            if fault.cut is not None:
+                self.break_off()
         elif self.key not in self.fake.objects:
             self.answer_error(404, "NoSuchKey")
         else:

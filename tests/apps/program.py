@@ -50,6 +50,8 @@ class ProgramTest(unittest.TestCase):
         self.addCleanup(shutil.rmtree, self.folder, ignore_errors=True)
         self.environment = {**os.environ, "VEXIL_S3_ACCESS_KEY": "access", "VEXIL_S3_SECRET_KEY": SECRET}
         self.environment.pop("VEXIL_S3_ENDPOINT", None)
+        # Pauses of 2 ms to 0.3 s.
+        self.environment["VEXIL_TEST_PAUSE_FACTOR"] = "0.01"
 
     def start(self, *arguments, before=None, program=PROGRAM, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
               stderr=subprocess.PIPE):

@@ -282,7 +282,9 @@ public:
     /// up to the maximum of retries. Each is logged. The request is not signed anew, its Date stays.
     /// \return the number of the try that succeeded, from 1
     /// \throws the last failure: a CS3Error where the answer holds one, else what perform() has thrown
-    int performRequest(CNetRequest& request);
+    ///
+    /// A derived class may try again in another way: every operation performs its requests by it.
+    virtual int performRequest(CNetRequest& request);
 
     /// Throws a CS3Error with status 0 when the body of a successful answer to a copy holds an error.
     /// \param body  must not be null

@@ -5,7 +5,7 @@
 #include "apps/vexil/LeftParts.h"
 #include "apps/vexil/ObjectDownload.h"
 #include "apps/vexil/PartFile.h"
-#include "apps/vexil/Progress.h"
+#include "apps/vexil/SingleTransfer.h"
 #include "apps/vexil/StandardOutStream.h"
 #include "apps/vexil/Text.h"
 
@@ -21,13 +21,11 @@ void CS3GetCommand::define(CCommandSyntax& syntax) {
   vexil s3 get photos 2024/holiday.jpg holiday.jpg
   vexil s3 get backups list.txt | less
 
-A download that breaks goes on where it broke, at most five times. The file gets its name when it is
+A download that breaks goes on where it broke. The file gets its name when it is
 complete; nothing is left of one that fails.)");
 }
 
 ExitCode CS3GetCommand::run(CContext& context) {
-    CProgress progress(context.getConsole());
-    const CProgressScope scope(context, progress);
     // Before the file is made: keys that are missing shall not cost one that is there.
     context.getClient();
     if (m_file.empty() || m_file == "-") {
@@ -43,7 +41,7 @@ ExitCode CS3GetCommand::run(CContext& context) {
 
 void CS3GetCommand::download(CContext& context, const P<zet::IOutStream>& out) const {
     CObjectDownload objectDownload(context, String::fromUTF8(m_bucket), String::fromUTF8(m_key), out);
-    performTransfer(context, objectDownload);
+    runSingleTransfer(context, context.getS3Policy(), objectDownload);
 }
 
 }  // namespace vexil::app

@@ -4,7 +4,7 @@
 #include "apps/vexil/Context.h"
 #include "apps/vexil/FileInStream.h"
 #include "apps/vexil/ObjectUpload.h"
-#include "apps/vexil/Progress.h"
+#include "apps/vexil/SingleTransfer.h"
 #include "apps/vexil/Text.h"
 
 namespace vexil::app {
@@ -22,11 +22,9 @@ void CS3PutCommand::define(CCommandSyntax& syntax) {
 
 ExitCode CS3PutCommand::run(CContext& context) {
     const P<CFileInStream> file = new CFileInStream(toPath(m_file));
-    CProgress progress(context.getConsole());
-    const CProgressScope scope(context, progress);
     CObjectUpload upload(context, file, String::fromUTF8(m_bucket), String::fromUTF8(m_key),
                          String::fromUTF8(m_contentType));
-    performTransfer(context, upload);
+    runSingleTransfer(context, context.getS3Policy(), upload);
     file->checkUnchanged();
     return ExitCode::Done;
 }

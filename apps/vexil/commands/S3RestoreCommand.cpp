@@ -21,7 +21,7 @@ void CS3RestoreCommand::define(CCommandSyntax& syntax) {
   vexil s3 restore backups everything
 
 Files of the same names are replaced, each when its new content is complete; others stay. A download
-that breaks goes on where it broke, at most five times; one of a killed program, too, if the object is
+that breaks goes on where it broke; one of a killed program, too, if the object is
 the same. An object that cannot become a file (because
 its name would lead out of the folder, or it is both a file and a folder, of which the newer is restored)
 is named, the rest is restored, and the exit code is 1. If nothing is there to restore, it is 3.)");
