@@ -430,6 +430,23 @@ TEST(RedactURL, HidesTheLoginOfURLsOfAnyForm) {
     }
 }
 
+TEST(RedactURL, HidesTheValuesOfSecretQueryArguments) {
+    EXPECT_EQ(redactURL("http://u:p@h/?a=b&X-Amz-Signature=a b'&c=d#token=e"),
+              "http://***@h/?a=b&X-Amz-Signature=***&c=d#token=***");
+    EXPECT_EQ(redactURL("http://h/?max-keys=1&sig="), "http://h/?max-keys=1&sig=");
+    const TextCase cases[] = {
+        {"from http://h/?token=a&b=c to http://h/?key=d or ?sig=e",
+         "from http://h/?token=***&b=c to http://h/?key=*** or ?sig=***"},
+        {"(URL: 'http://h/?a=b&password=it's' mine')", "(URL: 'http://h/?a=b&password=***')"},
+        {"http://h/?sig=a (URL: 'http://u:p@h/?sig=b') and ?sig=c",
+         "http://h/?sig=*** (URL: 'http://***@h/?sig=***') and ?sig=***"},
+    };
+    for (const TextCase& c : cases) {
+        EXPECT_EQ(redactURLs(String::fromUTF8(c.bytes)).toUTF8(), c.shown);
+        EXPECT_EQ(redactURLs(redactURLs(String::fromUTF8(c.bytes))).toUTF8(), c.shown);
+    }
+}
+
 TEST(RedactURL, HidesTheLoginsOfAllURLsInAText) {
     const TextCase cases[] = {
         {"from http://u:p@h/x to 'v:q@i/y', and http:w:r@j", "from http://***@h/x to '***@i/y', and ***@j"},

@@ -12,17 +12,32 @@ namespace {
 constexpr char hiddenText[] = "***";
 constexpr auto npos = std::string_view::npos;
 
-/// What the library's own messages quote; the URL may hold quotes itself.
-TextRanges findCredentialsInQuotedURL(std::string_view text) {
+TextRanges findSecretsInURL(std::string_view url) {
+    TextRanges ranges = findPossibleCredentialsOfURL(url);
+    appendRanges(ranges, findSecretArgumentsOfURL(url));
+    return ranges;
+}
+
+/// What the library's own messages quote last, which may hold quotes itself; empty, at the end, if there is none.
+TextRange findQuotedURL(std::string_view text) {
     static constexpr std::string_view before = "URL: '";
     const std::size_t found = text.rfind(before);
-    TextRanges ranges;
-    if (found != npos) {
-        const std::size_t begin = found + before.size();
-        const std::size_t quote = text.rfind('\'');
-        const std::size_t end = quote < begin ? text.size() : quote;
-        appendRanges(ranges, findPossibleCredentialsOfURL(text.substr(begin, end - begin)), begin);
+    if (found == npos) {
+        return {text.size(), text.size()};
     }
+    const std::size_t begin = found + before.size();
+    const std::size_t quote = text.rfind('\'');
+    return {begin, quote < begin ? text.size() : quote};
+}
+
+TextRanges findSecretsInText(std::string_view text) {
+    TextRanges ranges = findURLCredentials(text);
+    appendRanges(ranges, findCredentialsInWords(text, findPossibleCredentialsOfURL));
+    const TextRange quoted = findQuotedURL(text);
+    appendRanges(ranges, findSecretArguments(text.substr(0, quoted.begin)));
+    appendRanges(ranges, findSecretsInURL(text.substr(quoted.begin, quoted.end - quoted.begin)),
+                 quoted.begin);
+    appendRanges(ranges, findSecretArguments(text.substr(quoted.end)), quoted.end);
     return ranges;
 }
 
@@ -34,15 +49,12 @@ String strip(const std::string& text, const TextRanges& ranges) {
 
 String redactURL(const String& url) {
     const std::string text = url.toUTF8();
-    return strip(text, findPossibleCredentialsOfURL(text));
+    return strip(text, findSecretsInURL(text));
 }
 
 String redactURLs(const String& text) {
     const std::string bytes = text.toUTF8();
-    TextRanges ranges = findURLCredentials(bytes);
-    appendRanges(ranges, findCredentialsInWords(bytes, findPossibleCredentialsOfURL));
-    appendRanges(ranges, findCredentialsInQuotedURL(bytes));
-    return strip(bytes, ranges);
+    return strip(bytes, findSecretsInText(bytes));
 }
 
 }  // namespace vexil
