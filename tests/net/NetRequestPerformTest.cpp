@@ -522,6 +522,45 @@ TEST_F(NetRequestPerform, ASourceThatAbortsEndsTheTransferWithLibcurlsCode) {
     EXPECT_EQ(performError().getCode(), CURLE_ABORTED_BY_CALLBACK);
 }
 
+TEST_F(NetRequestPerform, ABodyBeyondTheLimitOfTheBufferIsAnError) {
+    peer.setDefaultReply(reply("200 OK", "12345"));
+    request->setReceiveBufferLimits(5, 0);
+    request->perform();
+    EXPECT_EQ(bodyOf(*request), "12345");
+    request->setReceiveBufferLimits(4, -1);
+    const auto error = thrownBy<CError>([&] { request->perform(); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getMessage(), "The body of the response is longer than 4 bytes.");
+    EXPECT_EQ(error->getDomain(), "");
+    request->reset();
+    prepare("/a");
+    request->perform();
+    EXPECT_EQ(bodyOf(*request), "12345");
+}
+
+TEST_F(NetRequestPerform, AnErrorBodyBeyondTheLimitOfTheBufferIsCut) {
+    peer.setDefaultReply(reply("404 Not Found", "12345", "Content-Type: text/plain\r\n"));
+    request->setReceiveBufferLimits(0, 3);
+    for (int transfer = 0; transfer < 2; ++transfer) {
+        const CCURLError error = performError();
+        EXPECT_EQ(error.getCode(), CURLE_HTTP_RETURNED_ERROR);
+        EXPECT_EQ(error.getResponseCode(), 404);
+        EXPECT_EQ(error.getServerMessage(), "123");
+        EXPECT_EQ(bodyOf(*request), "123");
+    }
+    request->setReceiveBufferLimits(0, 5);
+    EXPECT_EQ(performError().getServerMessage(), "12345");
+}
+
+TEST_F(NetRequestPerform, TheLimitOfTheBufferIsNoneForASinkOfTheCallers) {
+    peer.setDefaultReply(reply("200 OK", "12345"));
+    request->setReceiveBufferLimits(0, 0);
+    const P<zet::CBufferStream> stream = new zet::CBufferStream;
+    request->setReceiveDataStream(stream);
+    request->perform();
+    EXPECT_EQ(stream->getPosition(), 5);
+}
+
 TEST_F(NetRequestPerform, ALargeBodyPassesWholeThroughSourceAndSink) {
     const std::string body = ScriptedPeer::pattern(0, 3 * 1024 * 1024 + 7);
     sendBody("PUT", body);

@@ -325,6 +325,7 @@ void name_vexil_CNetRequest() {
     name(static_cast<bool (Class::*)() const noexcept>(&Class::usesDefaultReceiveBuffer));
     name(static_cast<PC<TBuffer<unsigned char>> (Class::*)() const>(&Class::getDefaultReceiveBuffer));
     name(static_cast<P<Class::IDataSink> (Class::*)() const>(&Class::getDefaultReceiveSink));
+    name(static_cast<void (Class::*)(int64, int64)>(&Class::setReceiveBufferLimits));
     name(static_cast<void (Class::*)(int64, int64)>(&Class::setRange));
     name(static_cast<void (Class::*)(CServerInfo*)>(&Class::setServerInfoToUpdate));
     name(static_cast<void (Class::*)(Class::IDoneListener*)>(&Class::setDoneListener));

@@ -252,6 +252,60 @@ TEST_F(S3ObjectEnumTest, SaysThatAPageEndedWithinItsHeaders) {
     EXPECT_THAT(walk(objects), ElementsAre("a"));
 }
 
+TEST_F(S3ObjectEnumTest, EndsWithAnErrorWhereAPageComesAgain) {
+    answer({page(true, {"a", "b"}), page(true, {"a", "b"}), page(true, {"a", "b"})});
+    CS3ObjectEnum objects(&client, &request, "b", "", "", -1);
+    EXPECT_TRUE(objects.next());
+    EXPECT_TRUE(objects.next());
+    for (int tries = 0; tries < 2; ++tries) {
+        EXPECT_EQ(plainErrorOf([&] { objects.next(); }),
+                  "The listing goes in a circle: it came to the key 'b' again.");
+        EXPECT_FALSE(objects.getCurrObject());
+    }
+}
+
+TEST_F(S3ObjectEnumTest, EndsWithAnErrorWherePagesComeInACircle) {
+    for (const bool isEncoded : {false, true}) {
+        int pages = 0;
+        peer.setDefaultReply([&pages](const RecordedRequest&) {
+            const int number = pages++;
+            return page(true,
+                        {number < 4 ? "begin" + std::to_string(number) : "k" + std::to_string(number % 5)});
+        });
+        CNetRequest own;
+        CS3ObjectEnum objects(&client, &own, "b", "", "", -1);
+        objects.setEncodedKeys(isEncoded);
+        int count = 0;
+        const auto error = thrownBy<CError>([&] {
+            for (; count < 100 && objects.next(); ++count) {
+            }
+        });
+        ASSERT_TRUE(error);
+        EXPECT_THAT(error->getMessage().toUTF8(), testing::StartsWith("The listing goes in a circle: "));
+        EXPECT_LT(count, 30);
+    }
+}
+
+TEST_F(S3ObjectEnumTest, FindsNoCircleInManyPages) {
+    int pages = 0;
+    peer.setDefaultReply([&pages](const RecordedRequest&) {
+        ++pages;
+        // Every third one fails, and is asked for again.
+        return pages % 3 == 0 ? reply("403 Forbidden", errorDocument("AccessDenied"))
+                              : page(pages < 100, {"k" + std::to_string(1000 + pages)});
+    });
+    CS3ObjectEnum objects(&client, &request, "b", "", "", -1);
+    int count = 0;
+    for (bool goesOn = true; goesOn;) {
+        try {
+            goesOn = objects.next();
+            count += goesOn ? 1 : 0;
+        } catch (const CS3Error&) {
+        }
+    }
+    EXPECT_EQ(count, 67);
+}
+
 TEST_F(S3ObjectEnumTest, KeepsObjectsThatAreHeld) {
     answer({page(true, {"a"}), page(false, {"b"})});
     const P<CS3Client> counted = new TestClient(peer.url(""));

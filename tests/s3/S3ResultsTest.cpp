@@ -468,10 +468,122 @@ TEST(S3Xml, CountsLevelsAndNotTags) {
     EXPECT_EQ(response.getCode(), "c");
 }
 
+TEST(S3Xml, IsReadWhateverItsEncoding) {
+    std::string listing = "<ListBucketResult>";
+    for (int i = 0; i < 400; ++i) {
+        listing += "<Contents><Key>k" + std::to_string(1000 + i) + "</Key><Size>1</Size></Contents>";
+    }
+    listing += "</ListBucketResult>";
+    for (const bool isBig : {false, true}) {
+        for (const bool hasMark : {false, true}) {
+            std::string document = !hasMark ? "" : isBig ? "\xFE\xFF" : "\xFF\xFE";
+            for (const char character : listing) {
+                document += isBig ? std::string{'\0', character} : std::string{character, '\0'};
+            }
+            EXPECT_EQ(parse<CS3ListObjectsResult>(document).getObjects().size(), 400u) << isBig << hasMark;
+            EXPECT_EQ(parseEncoded(document)->getObjects().size(), 400u) << isBig << hasMark;
+        }
+    }
+    const auto euro = parse<CS3ErrorResponse>(
+        "<?xml version='1.0' encoding='windows-1252'?><Error><Message>\x80</Message></Error>");
+    EXPECT_EQ(euro.getMessage(), String::fromUTF8("\xE2\x82\xAC"));
+}
+
+TEST(S3Xml, CountsNoTagsInCDATAAndComments) {
+    std::string page;
+    for (int i = 0; i < 3000; ++i) {
+        page += "<br>";
+    }
+    const auto response = parse<CS3ErrorResponse>("<Error><!-- " + page + " --><Message><![CDATA[" + page +
+                                                  "]]></Message><Code>c</Code><?x " + page + "?></Error>");
+    EXPECT_EQ(response.getMessage(), String::fromUTF8(page));
+    EXPECT_EQ(response.getCode(), "c");
+}
+
+TEST(S3Xml, HasTheTextsOfThePlainDocument) {
+    const auto messageOf = [](const std::string& content) {
+        return parse<CS3ErrorResponse>("<!DOCTYPE Error [<!ENTITY e 'entity'>]><Error a='b'><Message c='d'>" +
+                                       content + "</Message></Error>")
+            .getMessage()
+            .toUTF8();
+    };
+    EXPECT_EQ(messageOf("a &lt;&amp;&gt;&#65;&quot;\r\n\xC3\xBC&#13;]] &#x1F600;"),
+              "a <&>A\"\n\xC3\xBC\r]] \xF0\x9F\x98\x80");
+    EXPECT_EQ(messageOf("a<!-- b -->c"), "a");
+    EXPECT_EQ(messageOf("a<![CDATA[b]]>c"), "a");
+    EXPECT_EQ(messageOf("<![CDATA[<&>]]]]>"), "<&>]]");
+    EXPECT_EQ(messageOf("a&e;b"), "ab");
+    EXPECT_EQ(messageOf("\n&#32;a b"), "a b");
+    EXPECT_EQ(messageOf("  a"), "  a");
+    EXPECT_EQ(messageOf("&#32; &#97;b"), "ab");
+}
+
+TEST(S3Xml, RefusesATextThatIsTooLong) {
+    const std::string longest(65536, 'x');
+    EXPECT_EQ(parse<CS3ErrorResponse>("<Error><Message>" + longest + "</Message></Error>").getMessage(),
+              String::fromUTF8(longest));
+    const std::string prefix = "Error parsing Amazon S3 error response: ";
+    const std::string tooLong = prefix + "a text is longer than 65536 bytes.";
+    EXPECT_EQ(parseError<CS3ErrorResponse>("<Error><Message>" + longest + "x</Message></Error>"), tooLong);
+    EXPECT_EQ(parseError<CS3ErrorResponse>("<Error><Message>" + longest + "<!-- -->x</Message></Error>"),
+              tooLong);
+    EXPECT_EQ(
+        parseError<CS3ErrorResponse>("<Error><Message>" + std::string(900'000, '\n') + "</Message></Error>"),
+        tooLong);
+}
+
+TEST(S3Xml, RefusesTextsThatWouldTakeVeryLong) {
+    std::string document = "<Error>";
+    for (int i = 0; i < 14; ++i) {
+        document += "<Message>x" + std::string(65535, '\n') + "</Message>";
+    }
+    EXPECT_EQ(parseError<CS3ErrorResponse>(document + "</Error>"),
+              "Error parsing Amazon S3 error response: invalid XML.");
+}
+
+TEST(S3Xml, RefusesADocumentThatIsTooLong) {
+    const auto padded = [](const std::string& begin, const std::string& end, std::size_t size) {
+        return begin + std::string(size - begin.size() - end.size(), ' ') + end;
+    };
+    const std::size_t errorBytes = 1 << 20;
+    EXPECT_EQ(
+        parse<CS3ErrorResponse>(padded("<Error><Code>c</Code><!-- ", " --></Error>", errorBytes)).getCode(),
+        "c");
+    EXPECT_EQ(parseError<CS3ErrorResponse>(padded("<Error><!-- ", " --></Error>", errorBytes + 1)),
+              "Error parsing Amazon S3 error response: the document is longer than 1048576 bytes.");
+    EXPECT_EQ(parseError<CS3CopyObjectResult>(padded("<Error><!-- ", " --></Error>", errorBytes + 1)),
+              "Error parsing Amazon S3 'copy object' result: the document is longer than 1048576 bytes.");
+    const std::size_t listingBytes = 64 << 20;
+    const std::string listing =
+        padded("<ListBucketResult><!-- ", " --></ListBucketResult>", listingBytes + 1);
+    const std::string tooLong =
+        "Error parsing Amazon S3 'list objects' result: the document is longer than 67108864 bytes.";
+    EXPECT_EQ(parseError<CS3ListObjectsResult>(listing), tooLong);
+    EXPECT_EQ(plainErrorOf([&] { parseEncoded(listing); }), tooLong);
+}
+
+TEST(S3Xml, RefusesTooManyElements) {
+    std::string listing = "<ListBucketResult>";
+    for (int i = 0; i < 1'000'000; ++i) {
+        listing += "<a/>";
+    }
+    EXPECT_EQ(parseError<CS3ListObjectsResult>(listing + "</ListBucketResult>"),
+              "Error parsing Amazon S3 'list objects' result: invalid XML.");
+}
+
+TEST(S3ListObjectsResult, TakesCDATALiterally) {
+    const auto page = parseEncoded("<ListBucketResult>" + contents("<![CDATA[a&#1;<b>]]>") + contents("c") +
+                                   "</ListBucketResult>");
+    EXPECT_THAT(keysOf(*page), ElementsAre("a&#1;<b>", "c"));
+    EXPECT_EQ(parseEncoded("<ListBucketResult>" + contents("<![CDATA[a\rb]]>") + "</ListBucketResult>")
+                  ->getLastKeyBytes(),
+              "a\rb");
+}
+
 TEST(S3Xml, TakesTagsThatAreNoneForInvalid) {
     for (const std::string& document :
          {std::string("<>"), std::string("<"), std::string("</"), std::string(">"), std::string("<a/"),
-          std::string(4'000'000, '<') + ">"}) {
+          std::string(1'000'000, '<') + ">"}) {
         EXPECT_EQ(plainErrorOf([&] { CS3ErrorResponse(document.data(), static_cast<int>(document.size())); }),
                   "Error parsing Amazon S3 error response: invalid XML.");
     }

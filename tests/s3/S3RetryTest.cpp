@@ -1,5 +1,6 @@
 // Which failures are tried again, how often, and what the log says about it.
 #include "tests/s3/S3WireTest.h"
+#include "vexil/async/AsyncNetRequestManager.h"
 
 #include <stdexcept>
 
@@ -353,6 +354,75 @@ TEST_F(S3RetryTest, ARefusalWithStatus503MayPass) {
     EXPECT_TRUE(vexil::isTransientError(*error));
     EXPECT_TRUE(vexil::isOutageError(*error));
     EXPECT_FALSE(vexil::isNetworkOrServiceDownError(*error));
+}
+
+// ---- responses without an end ----------------------------------------------------------------------------
+
+TEST_F(S3RetryTest, AnErrorDocumentWithoutAnEndIsCut) {
+    for (const char* status : {"503 Slow Down", "403 Forbidden"}) {
+        peer.onConnection()
+            .clientMayLeave()
+            .expectRequest()
+            .reply(std::string("HTTP/1.1 ") + status + "\r\n\r\n")
+            .sendPattern(1 << 30);
+        client.setMaxRetries(0);
+        CNetRequest own;
+        client.prepareGetObjectRequest(own, "b", "k", 0, -1);
+        const auto error = thrownBy<CCURLError>([&] { client.performRequest(own); });
+        ASSERT_TRUE(error);
+        EXPECT_EQ(error->getCode(), CURLE_HTTP_RETURNED_ERROR);
+        EXPECT_EQ(error->getResponseCode(), std::stoi(status));
+        EXPECT_EQ(error->getHTTPStatusLine(), String::fromUTF8(std::string("HTTP/1.1 ") + status));
+        EXPECT_EQ(own.getDefaultReceiveBuffer()->getUsed(), 1 << 20);
+    }
+}
+
+TEST_F(S3RetryTest, AnErrorDocumentWithoutAnEndIsCutWhereAStreamIsGivenOrAManagerDrives) {
+    for (int i = 0; i < 2; ++i) {
+        peer.onConnection()
+            .clientMayLeave()
+            .expectRequest()
+            .reply("HTTP/1.1 403 Forbidden\r\n\r\n")
+            .sendPattern(1 << 30);
+    }
+    const P<zet::CBufferStream> stream = new zet::CBufferStream;
+    EXPECT_EQ(
+        thrownBy<CCURLError>([&] { client.getObject(request, "b", "k", 0, -1, stream); })->getResponseCode(),
+        403);
+    const P<CNetRequest> driven = new CNetRequest;
+    client.preparePutObjectRequest(*driven, "b", "k", "hello", 5, "");
+    vexil::CAsyncNetRequestManager manager;
+    manager.addRequest(driven);
+    while (manager.getRequestCount() > 0) {
+        manager.waitForEvents(1000);
+        manager.handleEvents(nullptr);
+    }
+    const auto error = thrownBy<CCURLError>([&] { driven->checkAsyncResult(); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getCode(), CURLE_HTTP_RETURNED_ERROR);
+    EXPECT_EQ(error->getResponseCode(), 403);
+    EXPECT_EQ(driven->getDefaultReceiveBuffer()->getUsed(), 1 << 20);
+}
+
+TEST_F(S3RetryTest, AListingWithoutAnEndIsRefused) {
+    peer.onConnection()
+        .clientMayLeave()
+        .expectRequest()
+        .reply("HTTP/1.1 200 OK\r\n\r\n")
+        .sendPattern(1 << 30);
+    EXPECT_EQ(plainErrorOf([&] { client.listObjects(request, "b", "", "", "", -1); }),
+              "The body of the response is longer than 67108864 bytes.");
+    EXPECT_THAT(client.waits, IsEmpty());
+}
+
+TEST_F(S3RetryTest, AnObjectMayBeLongerThanAListing) {
+    constexpr int size = (64 << 20) + 1;
+    peer.onConnection()
+        .expectRequest()
+        .reply("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(size) + "\r\n\r\n")
+        .sendPattern(size);
+    client.getObject(request, "b", "k", 0, -1);
+    EXPECT_EQ(request.getDefaultReceiveBuffer()->getUsed(), size);
 }
 
 TEST_F(S3RetryTest, PutSendsItsBodyAgain) {

@@ -65,6 +65,7 @@ void CNetRequest::reset() {
     m_progress = nullptr;
     m_isCancellable = false;
     m_isWatched = false;
+    setReceiveBufferLimits(-1, -1);
     m_tlsVersions = 0;
     setDefaultReceiveDataStream();
     setServerInfoToUpdate(nullptr);
@@ -96,6 +97,7 @@ void CNetRequest::reset() {
 void CNetRequest::resetForPerform() {
     m_isCancelled = false;
     m_isUnsent = false;
+    m_isBodyCut = false;
     if (m_customHTTPHeaders) {
         setOptionPtr(CURLOPT_HTTPHEADER, m_customHTTPHeaders->getSList());
     }

@@ -299,6 +299,14 @@ public:
     /// The sink that fills the request's own buffer, for a sink that passes some blocks on to it.
     P<IDataSink> getDefaultReceiveSink() const { return m_defaultReceiveSink; }
 
+    /// How many bytes of a response body the request's own buffer takes. -1, the default, for no limit but its 2 GiB. Lasts
+    /// until reset().
+    /// \param success  of a response with a status of 200 to 299, and of protocols other than HTTP. A longer body is a
+    ///                 CError that names the limit
+    /// \param failure  of a response with another status. A longer body is cut there, and the transfer ends as it does
+    ///                 for that status
+    void setReceiveBufferLimits(int64 success, int64 failure);
+
     /// Byte range (CURLOPT_RANGE) from `start`, `length` bytes or, with -1, to the end. Default none.
     /// The numbers are not checked: a length of 0 asks for a range that ends before it starts.
     void setRange(int64 start, int64 length);
@@ -670,6 +678,9 @@ private:
     int readSource(void* buffer, int maxLength);
     int cutToSendDataSize(int length) noexcept;
     void parseResponseStatus();
+    bool isBufferBeyondLimit();
+    /// Whether a result only tells that an error document was cut: the status counts then.
+    bool isCut(CURLcode result) const noexcept { return m_isBodyCut && result == CURLE_WRITE_ERROR; }
     void handleHeaderLine(std::string_view bytes);
     void beginResponse() noexcept;
     bool isUpload() const noexcept;
@@ -689,6 +700,9 @@ private:
     P<zet::CBufferStream> m_defaultReceiveStream;
     P<IDataSink> m_defaultReceiveSink;
     P<IDataSink> m_receiveSink;
+    int64 m_maxSuccessBytes = -1;
+    int64 m_maxFailureBytes = -1;
+    bool m_isBodyCut = false;                           // at m_maxFailureBytes
     IRestartableDataSink* m_restartableSink = nullptr;  // m_receiveSink, where it is one
     P<IDataSource> m_sendSource;
     P<IBase> m_sendKeepAlive;

@@ -75,10 +75,10 @@ void CNetRequest::endAsync(CURLcode result) {
 }
 
 void CNetRequest::storeAsyncResult(CURLcode result) {
-    m_asyncResult = result;
+    m_asyncResult = isCut(result) ? CURLE_OK : result;
     m_asyncErrorMessage.clear();
     restoreReuse();
-    if (result == CURLE_OK && m_url.startsWith("http") && !isSuccessStatus(getResponseCode())) {
+    if (m_asyncResult == CURLE_OK && m_url.startsWith("http") && !isSuccessStatus(getResponseCode())) {
         m_asyncResult = CURLE_HTTP_RETURNED_ERROR;
     }
     if (m_asyncResult != CURLE_OK) {

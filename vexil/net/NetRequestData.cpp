@@ -93,15 +93,37 @@ std::size_t CNetRequest::writeHandler(const char* data, std::size_t size, std::s
     if (!sink) {
         return length;
     }
+    // Any count but the offered one makes libcurl stop.
+    const std::size_t stop = length == 0 ? 1 : 0;
     const auto write = [&] {
         if (m_lastParsedStatus == -1 && m_isHTTP) {
             parseResponseStatus();
         }
         sink->write(data, static_cast<int>(length), m_lastParsedStatus, getResponseHeaderMap());
-        return length;
+        return isBufferBeyondLimit() ? stop : length;
     };
-    // Any count but the offered one makes libcurl stop.
-    return guarded(write, std::size_t{length == 0 ? 1u : 0u});
+    return guarded(write, stop);
+}
+
+bool CNetRequest::isBufferBeyondLimit() {
+    const auto isBeyond = [used = m_defaultReceiveBuffer->getUsed()](int64 limit) {
+        return limit >= 0 && used > limit;
+    };
+    if (!isBeyond(m_maxSuccessBytes) && !isBeyond(m_maxFailureBytes)) {
+        return false;
+    }
+    if (!m_isHTTP || isSuccessStatus(getResponseCode())) {
+        if (isBeyond(m_maxSuccessBytes)) {
+            throw CError("The body of the response is longer than " + String::fromInt(m_maxSuccessBytes) +
+                         " bytes.");
+        }
+        return false;
+    }
+    m_isBodyCut = isBeyond(m_maxFailureBytes);
+    if (m_isBodyCut) {
+        m_defaultReceiveBuffer->setUsed(static_cast<int>(m_maxFailureBytes));
+    }
+    return m_isBodyCut;
 }
 
 void CNetRequest::parseResponseStatus() {

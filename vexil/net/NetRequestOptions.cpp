@@ -430,6 +430,11 @@ void CNetRequest::setCancellable(bool cancellable) {
     setProgressOptions();
 }
 
+void CNetRequest::setReceiveBufferLimits(int64 success, int64 failure) {
+    m_maxSuccessBytes = success;
+    m_maxFailureBytes = failure;
+}
+
 void CNetRequest::setCancelToken(CCancelToken* token) {
     m_cancelToken = token;
     setProgressOptions();

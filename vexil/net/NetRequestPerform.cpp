@@ -90,7 +90,7 @@ void CNetRequest::checkTransferResult(CURLcode result) {
     if (const P<CError> error = getPendingCallbackError()) {
         error->throwClone();
     }
-    if (result != CURLE_OK) {
+    if (result != CURLE_OK && !isCut(result)) {
         throwError(result, getResponseCodeDomain(), getResponseCode(), getErrorDetail(result));
     }
     if (m_isHTTP) {

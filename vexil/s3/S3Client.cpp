@@ -6,6 +6,7 @@
 #include "vexil/net/LineEnd.h"
 #include "vexil/net/RequestSetupCall.h"
 #include "vexil/s3/S3BaseURL.h"
+#include "vexil/s3/S3XmlReduction.h"
 #include "zet/Thread.h"
 #include "zet/TimeFields.h"
 
@@ -57,6 +58,7 @@ P<CNetHeaders> CS3Client::beginPrepareRequest(CNetRequest& request, const String
     request.setKeepPostOnRedirect(true);
     request.setVerbose(m_printDebugInfo);
     request.setSSLVerifyPeer(m_sslVerifyPeer);
+    request.setReceiveBufferLimits(-1, maxErrorDocumentBytes);
     P<CNetHeaders> headers = new CNetHeaders;
     headers->add("Date",
                  zet::CTimeFields(getCurrentTime(), zet::CTimeFields::FieldTypeUTC).toInternetTimestamp());

@@ -7,6 +7,7 @@
 #include "vexil/s3/S3CopyObjectResult.h"
 #include "vexil/s3/S3Error.h"
 #include "vexil/s3/S3ObjectStreams.h"
+#include "vexil/s3/S3XmlReduction.h"
 #include "zet/MemoryInStream.h"
 #include "zet/ParseNumber.h"
 
@@ -353,6 +354,7 @@ void CS3Client::prepareCopyObjectRequest(CNetRequest& request, const String& buc
     headers->add("x-amz-copy-source",
                  "/" + request.urlEscape(bucket) + "/" + request.urlEscape(existingObject));
     request.setSendDataSize(0);
+    request.setReceiveBufferLimits(maxErrorDocumentBytes, maxErrorDocumentBytes);
     finishPrepareRequest(request);
 }
 
@@ -400,6 +402,7 @@ void CS3Client::prepareList(const char* place, CNetRequest& request, const Strin
     append(wanted.isEncoded, "encoding-type", "url");
     beginPrepareRequest(request, m_baseURL + request.urlEscape(bucket) + query);
     setPathAsIs(request, isDotSegment(bucket));
+    request.setReceiveBufferLimits(maxListingBytes, maxErrorDocumentBytes);
     finishPrepareRequest(request);
 }
 

@@ -1,6 +1,7 @@
 #include "vexil/s3/S3CopyObjectResult.h"
 
 #include "vexil/s3/S3XmlDocument.h"
+#include "vexil/s3/S3XmlReduction.h"
 
 namespace vexil {
 
@@ -18,7 +19,8 @@ CS3CopyObjectResult::CS3CopyObjectResult(const TBuffer<unsigned char>* body)
 CS3CopyObjectResult::~CS3CopyObjectResult() = default;
 
 void CS3CopyObjectResult::construct(const char* data, int length) {
-    const CS3XmlDocument document(data, length, "Error parsing Amazon S3 'copy object' result: ");
+    const CS3XmlDocument document(data, length, maxErrorDocumentBytes,
+                                  "Error parsing Amazon S3 'copy object' result: ");
     construct(document.getRoot());
 }
 

@@ -1,6 +1,7 @@
 #include "vexil/s3/S3ErrorResponse.h"
 
 #include "vexil/s3/S3XmlDocument.h"
+#include "vexil/s3/S3XmlReduction.h"
 
 namespace vexil {
 
@@ -13,7 +14,8 @@ CS3ErrorResponse::CS3ErrorResponse(wxXmlNode* root) {
 }
 
 CS3ErrorResponse::CS3ErrorResponse(const char* data, int length) {
-    const CS3XmlDocument document(data, length, "Error parsing Amazon S3 error response: ");
+    const CS3XmlDocument document(data, length, maxErrorDocumentBytes,
+                                  "Error parsing Amazon S3 error response: ");
     construct(document.getRoot());
 }
 

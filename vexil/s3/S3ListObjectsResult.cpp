@@ -2,6 +2,7 @@
 
 #include "vexil/s3/S3ListingText.h"
 #include "vexil/s3/S3XmlDocument.h"
+#include "vexil/s3/S3XmlReduction.h"
 
 #include <string>
 #include <utility>
@@ -71,20 +72,24 @@ CS3ListObjectsResult::CS3ListObjectsResult(const TBuffer<unsigned char>* body)
 CS3ListObjectsResult::~CS3ListObjectsResult() = default;
 
 P<CS3ListObjectsResult> CS3ListObjectsResult::fromEncoded(const TBuffer<unsigned char>* body) {
+    if (body->getUsed() > maxListingBytes) {
+        throw CError(String(errorPrefix) + "the document is longer than " + String::fromInt(maxListingBytes) +
+                     " bytes.");
+    }
     const std::string text = makeWellFormed(
         {reinterpret_cast<const char*>(body->getData()), static_cast<std::size_t>(body->getUsed())});
     if (!std::in_range<int>(text.size())) {
         throw CError(String(errorPrefix) + "invalid XML.");
     }
-    const CS3XmlDocument document(text.data(), static_cast<int>(text.size()), errorPrefix,
-                                  S3XmlWhiteSpace::Kept);
+    const auto length = static_cast<int>(text.size());
+    const CS3XmlDocument document(text.data(), length, length, errorPrefix, S3XmlWhiteSpace::Kept);
     P<CS3ListObjectsResult> page(new CS3ListObjectsResult);
     page->constructEncoded(document.getRoot());
     return page;
 }
 
 void CS3ListObjectsResult::construct(const char* data, int length) {
-    const CS3XmlDocument document(data, length, errorPrefix);
+    const CS3XmlDocument document(data, length, maxListingBytes, errorPrefix);
     construct(document.getRoot());
 }
 

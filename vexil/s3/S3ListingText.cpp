@@ -116,8 +116,11 @@ std::optional<CReference> readReference(std::string_view text) {
 }
 
 bool declaresOtherEncoding(std::string_view document) {
+    using namespace std::string_view_literals;
     if (!document.starts_with("<?xml")) {
-        return document.starts_with("\xFE\xFF") || document.starts_with("\xFF\xFE");
+        // UTF-16, with a mark of the order of bytes or without.
+        return document.starts_with("\xFE\xFF") || document.starts_with("\xFF\xFE") ||
+               document.starts_with("<\0"sv) || document.starts_with("\0<"sv);
     }
     std::string declaration(document.substr(0, document.find("?>")));
     std::transform(declaration.begin(), declaration.end(), declaration.begin(),
@@ -181,12 +184,17 @@ std::string makeWellFormed(std::string_view document) {
     }
     out.reserve(document.size());
     bool isInName = false;
+    bool isInCDATA = false;
     while (!document.empty()) {
-        if (document[0] == '<') {
+        if (isInCDATA) {
+            isInCDATA = !document.starts_with("]]>");
+        } else if (document.starts_with("<![CDATA[")) {
+            isInCDATA = true;
+        } else if (document[0] == '<') {
             isInName = document.starts_with("<Key>") || document.starts_with("<Prefix>");
         }
         std::size_t length = 1;
-        if (const auto reference = readReference(document)) {
+        if (const auto reference = isInCDATA ? std::nullopt : readReference(document)) {
             length = reference->length;
             if (isXMLCharacter(reference->character) && encodeUTF8(reference->character) != mark) {
                 out += document.substr(0, length);

@@ -4,6 +4,7 @@
 #include "vexil/s3/S3Error.h"
 #include "vexil/s3/S3ListingText.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace vexil {
@@ -60,13 +61,36 @@ bool CS3ObjectEnum::nextPage() {
             }
             m_markerBytes = m_page->getLastKeyBytes();
         }
-        m_page = loadPage();
+        const P<CS3ListObjectsResult> page = loadPage();
+        noticeCircle(*page);
+        m_page = page;
         m_index = 0;
         // Of a page with keys that cannot be read there may be no object.
     } while (m_page->getObjects().empty() && canGoOn());
     // An empty page ends it even if it claims that more follows: there is no key to go on from.
     m_isEnded = m_page->getObjects().empty();
     return !m_isEnded;
+}
+
+// Brent's way to find a circle: a key to compare with, which moves on after 1, 2, 4, 8... pages.
+void CS3ObjectEnum::noticeCircle(const CS3ListObjectsResult& page) {
+    if (!page.isTruncated()) {
+        return;
+    }
+    std::string key = page.getLastKeyBytes();
+    if (key.empty() && !page.getObjects().empty()) {
+        key = page.getObjects().back()->getKey().toUTF8();
+    }
+    if (!key.empty() && key == m_comparedKey) {
+        throw CError("The listing goes in a circle: it came to the key '" + String::fromUTF8Lossy(key) +
+                     "' again.");
+    }
+    if (m_pagesSinceCompared == m_pagesToCompare) {
+        m_comparedKey = std::move(key);
+        m_pagesToCompare = std::max<int64>(1, 2 * m_pagesToCompare);
+        m_pagesSinceCompared = 0;
+    }
+    ++m_pagesSinceCompared;
 }
 
 bool CS3ObjectEnum::canGoOn() const {

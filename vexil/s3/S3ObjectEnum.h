@@ -52,7 +52,8 @@ public:
     void setEncodedKeys(bool areEncoded) { m_hasEncodedKeys = areEncoded; }
 
     /// Moves to the next object, the first one at first; false when there is none, and from then on.
-    /// \throws what CS3Client::listObjects throws; calling again then asks for the same page again. The same for a
+    /// \throws what CS3Client::listObjects throws; a CError for a listing that comes to the last key of an earlier page again,
+    ///         which would have no end; calling again then asks for the same page again. The same for a
     ///         page that setVerifyKeys() does not let pass: a CError that names the key
     bool next();
     /// The current object; null before the first next(), at the end, and after a next() that has thrown.
@@ -67,6 +68,7 @@ protected:
 
 private:
     bool canGoOn() const;
+    void noticeCircle(const CS3ListObjectsResult& page);
     P<CS3ListObjectsResult> loadPage();
     P<CS3ListObjectsResult> listEncoded();
     void verifyPage(const CS3ListObjectsResult& page) const;
@@ -85,6 +87,9 @@ private:
     bool m_isEncodingRefused = false;
     std::string m_markerBytes;  // of the last key, readable or not, where keys are encoded
     TArray<String> m_unreadableKeys;
+    std::string m_comparedKey;
+    int64 m_pagesToCompare = 0;
+    int64 m_pagesSinceCompared = 0;
 };
 
 }  // namespace vexil

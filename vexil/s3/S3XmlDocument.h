@@ -18,8 +18,10 @@ enum class S3XmlWhiteSpace { Dropped, Kept };
 /// An XML document read from memory.
 class CS3XmlDocument {
 public:
-    /// \throws CError with the prefix and "invalid XML." or "no root element."
-    CS3XmlDocument(const char* data, int length, const char* errorPrefix,
+    /// \param maxLength  the longest document, in bytes
+    /// \throws CError with the prefix and "invalid XML.", "no root element.", or what is too long: the document, or a text
+    ///         (maxXmlTextBytes)
+    CS3XmlDocument(const char* data, int length, int maxLength, const char* errorPrefix,
                    S3XmlWhiteSpace whiteSpace = S3XmlWhiteSpace::Dropped);
     ~CS3XmlDocument();
     CS3XmlDocument(const CS3XmlDocument&) = delete;
