@@ -520,7 +520,17 @@ TEST_F(NetRequestVerboseWire, CountsALargeDownloadThatIsNotShown) {
     m_request->setReceiveDataSink(nullptr);
     m_request->setURL(String::fromUTF8(m_peer.url()));
     m_request->perform();
-    EXPECT_THAT(log(), Contains("receive type=data bytes=10000000|~stripped~"));
+    // Newer versions of libcurl say something after the first block.
+    const std::string start = "receive type=data bytes=";
+    const std::string end = "|~stripped~";
+    int size = 0;
+    for (const std::string& entry : log()) {
+        if (entry.starts_with(start)) {
+            EXPECT_TRUE(entry.ends_with(end)) << entry;
+            size += std::stoi(entry.substr(start.size()));
+        }
+    }
+    EXPECT_EQ(size, 10000000);
     EXPECT_THAT(log(), Contains(HasSubstr("left intact")));
 }
 
