@@ -42,6 +42,7 @@ public:
 
     /// How often connections were given up, which nothing may use again. Goes into the demands.
     int getGeneration() const noexcept { return m_generation; }
+    /// Gives up all connections made so far: from now on demands are others.
     void beginGeneration() noexcept { ++m_generation; }
 
 private:
