@@ -1,5 +1,6 @@
 #include "apps/vexil/ErrorReport.h"
 
+#include "apps/vexil/FTPReplies.h"
 #include "apps/vexil/MailError.h"
 #include "apps/vexil/MissingError.h"
 #include "apps/vexil/Platform.h"
@@ -92,6 +93,9 @@ String getHintForFTPTransfer(int64 code) {
         return "The server offers no TLS on this port. Try --tls implicit, usually on port 990. With --tls "
                "none "
                "others on the way can read the password and all files.";
+    case CURLE_SSL_CONNECT_ERROR:
+        return "The server has ended the connection for data before it was encrypted: it may refuse this "
+               "file.";
     case CURLE_UPLOAD_FAILED:
         return "Check that the directory is there (put makes it with --parents), and that this user may "
                "write to it.";
@@ -263,12 +267,18 @@ String CErrorReport::getHintForFTP() const {
         return "Check VEXIL_FTP_USER and VEXIL_FTP_PASSWORD, or the file of --credentials.";
     }
     const bool isTLSRefused = m_known->getDomain() == "curl" && m_known->getCode() == CURLE_USE_SSL_FAILED;
-    if ((m_ftpReply == 500 || m_ftpReply == 502) && !isTLSRefused) {
+    if (m_ftpReply == 452 || m_ftpReply == 552) {
+        return "There is no room left on the server, or this user may not use more. Make room there.";
+    }
+    if ((m_ftpReply == 500 || m_ftpReply == 502) && m_known->getDomain() == "curl" && !isTLSRefused) {
         return "The server does not know the command. Without MLST and MLSD (RFC 3659) only get, put, "
                "backup, mkdir, rm, rmdir and mv can work with it.";
     }
     if (isMissing()) {
         return "See what is there with: vexil ftp ls DIRECTORY";
+    }
+    if (m_known->getCode() == CURLE_SSL_CONNECT_ERROR && !isBrokenDataHandshake(*m_known)) {
+        return String();
     }
     return m_known->getDomain() == "curl" ? getHintForFTPTransfer(m_known->getCode()) : String();
 }

@@ -87,6 +87,10 @@ bool CFTPDownload::canFallBack(CNetRequest& request, const CError& error) {
         throw CError("The server refuses this for '" + m_path + "'", "ftp", refusal->getResponseCode(),
                      error.getProps());
     }
+    if (isMisreadRefusal(error)) {
+        throwRefusal("The server refuses this for '" + m_path + "'", error);
+    }
+    throwIfOnlyThisBreaks(m_context.getFTP().getPolicy(), error);
     return false;
 }
 

@@ -11,6 +11,8 @@ namespace {
 constexpr int replyFileStatus = 213;
 constexpr int replyGoodbye = 221;
 constexpr int replyFileActionDone = 250;
+constexpr int replyAuthAccepted = 234;
+constexpr int replyPathMade = 257;
 constexpr int firstRefusal = 400;
 constexpr int firstFinalRefusal = 500;
 constexpr int replyBadArgument = 501;
@@ -105,6 +107,22 @@ std::optional<int64> findSize(const CNetReply& reply) {
     return size < 0 ? std::nullopt : std::optional(size);
 }
 
+std::optional<String> findMadePath(const CNetReply& reply) {
+    const String text = reply.getText();
+    if (reply.getCode() != replyPathMade || !text.startsWith("\"")) {
+        return std::nullopt;
+    }
+    String path;
+    for (std::size_t i = 1; i < text.length(); ++i) {
+        // A quote within the path is doubled; after the last character is a NUL.
+        if (text[i] == L'"' && text[++i] != L'"') {
+            return path;
+        }
+        path += text[i];
+    }
+    return std::nullopt;
+}
+
 TArray<CNetReply> findRefusals(const CNetRequest& request) {
     TArray<CNetReply> refusals;
     for (const CNetReply& reply : request.getReplies()) {
@@ -123,6 +141,25 @@ CCURLError makeRefusal(const CNetRequest& request, const CNetReply& reply) {
 bool isRefusedFile(const CError& error) {
     const int code = getReplyCode(error);
     return code == replyFileUnavailable || code == replyNameNotAllowed || code == replyBadArgument;
+}
+
+bool isMisreadRefusal(const CError& error) {
+    return error.getDomain() == "curl" && error.getCode() == CURLE_FTP_WEIRD_PASV_REPLY &&
+           getReplyCode(error) >= firstRefusal;
+}
+
+bool isBrokenDataHandshake(const CError& error) {
+    const int code = getReplyCode(error);
+    return error.getDomain() == "curl" && error.getCode() == CURLE_SSL_CONNECT_ERROR && code > 0 &&
+           code != replyAuthAccepted;
+}
+
+bool isUnknownCommand(const CError& error) {
+    return isUnknownCommand(getReplyCode(error));
+}
+
+void throwRefusal(const String& message, const CError& error) {
+    throw CError(message, "ftp", getReplyCode(error), error.getProps());
 }
 
 bool isSameFile(const CFTPDirEntry& first, const CFTPDirEntry& second) {

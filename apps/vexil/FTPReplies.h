@@ -38,6 +38,9 @@ TArray<CFTPDirEntry> findInfos(const CNetRequest& request);
 /// What a reply to SIZE tells, in bytes; none for any other reply.
 std::optional<int64> findSize(const CNetReply& reply);
 
+/// The path that a reply to MKD names; none if it names none (RFC 959, appendix II).
+std::optional<String> findMadePath(const CNetReply& reply);
+
 /// All refusals (replies of 400 and more) among the replies of the last transfer, in their order.
 TArray<CNetReply> findRefusals(const CNetRequest& request);
 
@@ -47,6 +50,19 @@ CCURLError makeRefusal(const CNetRequest& request, const CNetReply& reply);
 /// Whether the server has refused to do something with a file or directory (replies 550, 553, 501), be it missing or
 /// forbidden.
 bool isRefusedFile(const CError& error);
+
+/// Whether the server has refused a transfer, which libcurl took for a reply to PASV: over TLS it gives the data connection
+/// up first if the server closes that.
+bool isMisreadRefusal(const CError& error);
+/// Whether a connection for data has ended before it was encrypted. That of the control connection comes first of all, or
+/// after the reply to AUTH.
+bool isBrokenDataHandshake(const CError& error);
+/// Whether the server does not know the command (see isUnknownCommand()).
+bool isUnknownCommand(const CError& error);
+/// Throws a refusal that libcurl tells in other words.
+/// \param message  what has failed
+/// \param error    a failed transfer
+[[noreturn]] void throwRefusal(const String& message, const CError& error);
 
 /// Whether two tell of the same unchanged file: size and time are the same, and the time is known.
 bool isSameFile(const CFTPDirEntry& first, const CFTPDirEntry& second);

@@ -14,6 +14,7 @@ namespace vexil::app {
 namespace {
 
 constexpr int removalMilliseconds = 10000;
+constexpr int replyLoggedIn = 230;
 
 TArray<String> select(const TArray<String>& paths, const TArray<bool>& areWanted) {
     TArray<String> selection;
@@ -34,6 +35,10 @@ public:
     void setUp(CNetRequest& request) override {
         m_setup->setUp(request);
         m_policy.setUp(request);
+        if (request.getURL().startsWith("ftps://")) {
+            // Otherwise files go in plain if the server refuses to encrypt them.
+            request.setFTPUseSSL(CURLUSESSL_ALL);
+        }
     }
 
 private:
@@ -99,11 +104,12 @@ void CFTPSession::explainRefusal(const CError& error, const String& path) {
         performPlainly([&path](CFTPClient& client, CNetRequest& request) {
             client.prepareVerifyExistsRequest(request, path);
         });
+        m_hasMLSTWorked = true;
     } catch (const CError& answer) {
         if (!isRefusedFile(answer)) {
             return;
         }
-        isMissing = true;
+        isMissing = !findListed(path);
     }
     if (isMissing) {
         throw CMissingError("There is no '" + path + "' on the server", "ftp", refusal.getResponseCode(),
@@ -121,20 +127,59 @@ P<CFTPListDirResult> CFTPSession::listDir(const String& path) {
     return new CFTPListDirResult(CFTPListDirResult::parseLeniently(*m_request.getDefaultReceiveBuffer()));
 }
 
+// Some servers refuse MLST for everything, also for what they list.
+std::optional<CFTPDirEntry> CFTPSession::findListed(const String& path) {
+    if (m_hasMLSTWorked) {
+        return std::nullopt;
+    }
+    const String directory = getServerDirectory(path);
+    try {
+        performPlainly(
+            [&directory](CFTPClient& client, CNetRequest& request) {
+                client.prepareListDirRequest(request, directory);
+            },
+            true);
+    } catch (const CError&) {
+        CInterrupt::throwIfRequested();
+        return std::nullopt;
+    }
+    const auto listing = CFTPListDirResult::parseLeniently(*m_request.getDefaultReceiveBuffer());
+    for (const P<CFTPDirEntry>& entry : listing.getEntries()) {
+        if (entry->getName() == getServerName(path)) {
+            return *entry;
+        }
+    }
+    return std::nullopt;
+}
+
 CFTPDirEntry CFTPSession::getInfo(const String& path) {
-    perform(path, [&path](CFTPClient& client, CNetRequest& request) {
-        client.prepareGetInfoRequest(request, path);
-    });
+    try {
+        performPlainly([&path](CFTPClient& client, CNetRequest& request) {
+            client.prepareGetInfoRequest(request, path);
+        });
+    } catch (const CError& error) {
+        const auto* const refusal = dynamic_cast<const CCURLError*>(&error);
+        if (!refusal || !isRefusedFile(error)) {
+            throw;
+        }
+        if (const auto entry = findListed(path)) {
+            return *entry;
+        }
+        throw CMissingError("There is no '" + path + "' on the server", "ftp", refusal->getResponseCode(),
+                            error.getProps());
+    }
     const TArray<CFTPDirEntry> infos = findInfos(m_request);
     if (infos.empty()) {
         throw CError("The server's answer about '" + path + "' tells nothing.");
     }
+    m_hasMLSTWorked = true;
     return infos.back();
 }
 
 String CFTPSession::findUniqueID(const String& path) {
     performTolerantly("MLST " + path);
     const TArray<CFTPDirEntry> infos = findInfos(m_request);
+    m_hasMLSTWorked = m_hasMLSTWorked || !infos.empty();
     return infos.empty() ? String() : infos.back().getUniqueID();
 }
 
@@ -162,10 +207,14 @@ void CFTPSession::makeDirs(const String& path) {
             makeDirs(path);
             return;
         }
-        if (isRefusedFile(error)) {
-            throwDirFailure(path);
+        if (!isRefusedFile(error)) {
+            throw;
         }
-        throw;
+        const P<CError> failure = makeDirFailure(path);
+        if (!m_knowsMLST || !isDirectory(path)) {
+            failure->throwClone();
+        }
+        return;
     }
     if (!m_knowsMLST) {
         return;
@@ -187,14 +236,51 @@ P<CError> CFTPSession::findTransientRefusal() const {
     return nullptr;
 }
 
-void CFTPSession::throwDirFailure(const String& path) const {
+void CFTPSession::makeDir(const String& path) {
+    perform(path, [&path](CFTPClient& client, CNetRequest& request) {
+        client.prepareCreateDirRequest(request, path, false);
+    });
+    checkMadeNames({path});
+}
+
+// The reply to PWD has the same code; it follows the login.
+void CFTPSession::checkMadeNames(const TArray<String>& directories) const {
+    bool isAfterLogin = false;
+    for (const CNetReply& reply : m_request.getReplies()) {
+        const auto made = findMadePath(reply);
+        const auto hasName = [&made](const String& path) {
+            return getServerName(path) == getServerName(*made);
+        };
+        if (made && !isAfterLogin && std::none_of(directories.begin(), directories.end(), hasName)) {
+            throwRefusal("The server has made the directory under another name: '" + *made + "'",
+                         makeRefusal(m_request, reply));
+        }
+        isAfterLogin = reply.getCode() == replyLoggedIn || (isAfterLogin && !made);
+    }
+}
+
+bool CFTPSession::isDirectory(const String& path) {
+    performTolerantly("CWD " + path);
+    return isDone();
+}
+
+bool CFTPSession::isDone() const {
+    return getReplyFromEnd(m_request, 1).getCode() / 100 == 2;
+}
+
+P<CError> CFTPSession::makeDirFailure(const String& path) const {
+    try {
+        checkMadeNames(getDirsDownTo(path));
+    } catch (const CError& error) {
+        return error.clone();
+    }
     const TArray<CNetReply> refusals = findRefusals(m_request);
     // The last one is the reply to the question whether the directory is there.
     CProps props;
     if (refusals.size() > 1) {
         props.add("serverMessage", describeReply(refusals[refusals.size() - 2]));
     }
-    throw CError("The directory '" + path + "' cannot be made", "ftp", -1, props);
+    return CError("The directory '" + path + "' cannot be made", "ftp", -1, props).clone();
 }
 
 bool CFTPSession::replaceByDir(const String& path, const String& oldFile) {
@@ -226,7 +312,7 @@ void CFTPSession::removeDir(const String& path) {
 bool CFTPSession::removeUnseen(const String& path) {
     for (const char* command : {"RMD ", "DELE "}) {
         performTolerantly(command + path);
-        if (m_request.getResponseCode() / 100 == 2) {
+        if (isDone()) {
             return true;
         }
     }

@@ -4,6 +4,7 @@
 #include "vexil/ftp/FTPClient.h"
 
 #include <functional>
+#include <optional>
 
 namespace vexil::app {
 
@@ -34,10 +35,13 @@ public:
 
     /// Lists a directory leniently, see CFTPListDirResult::parseLeniently().
     P<CFTPListDirResult> listDir(const String& path);
-    /// What the server tells of one entry (MLST).
+    /// What the server tells of one entry (MLST; otherwise the listing of its directory).
     CFTPDirEntry getInfo(const String& path);
     /// What tells this entry from all others, see CFTPDirEntry::getUniqueID(); "" if the server does not tell it.
     String findUniqueID(const String& path);
+    /// Makes a directory.
+    /// \throws CError also when the server has made it under another name
+    void makeDir(const String& path);
     /// Makes a directory, and those above it, where they are not there yet.
     void makeDirs(const String& path);
     /// Makes a directory in the place of a file, which is moved away and then deleted.
@@ -76,12 +80,17 @@ private:
     /// Runs commands, and tells for each of the paths whether a file is there then.
     TArray<bool> performCleanUp(const CNetStringList& commands, const TArray<String>& paths);
     P<CError> findTransientRefusal() const;
-    void throwDirFailure(const String& path) const;
+    P<CError> makeDirFailure(const String& path) const;
+    void checkMadeNames(const TArray<String>& directories) const;
+    bool isDirectory(const String& path);
+    bool isDone() const;
+    std::optional<CFTPDirEntry> findListed(const String& path);
 
     CFTPClient m_client;
     CNetRequest& m_request;
     CFTPTransferPolicy m_policy;
     bool m_knowsMLST = true;
+    bool m_hasMLSTWorked = false;  // for any path
 };
 
 }  // namespace vexil::app

@@ -17,6 +17,7 @@ constexpr int replyGoodbye = 221;
 constexpr int replyNoDataConnection = 425;
 constexpr int replyAuthAccepted = 234;
 constexpr int replyDataConnectionNotSafe = 522;
+constexpr int replyTransferDone = 226;
 constexpr int replyPassive = 227;
 constexpr int replyExtendedPassive = 229;
 constexpr int replyLoggedIn = 230;
@@ -35,7 +36,12 @@ bool mayPass(int64 curlCode) {
     }
 }
 
-// RFC 959, 4.2.1: these "transient negative" replies; 452, a full disk, will not pass so soon.
+/// Whether a disk is full, or a quota used up: that does not pass so soon (RFC 959, 4.2.1).
+bool isFull(int reply) {
+    return reply == 452 || reply == 552;
+}
+
+// RFC 959, 4.2.1: these "transient negative" replies.
 bool mayPassByReply(int reply) {
     return reply == replyServiceNotAvailable || reply == replyNoDataConnection || reply == 426 ||
            reply == 450 || reply == 451;
@@ -46,6 +52,12 @@ bool mayPassByReply(int reply) {
 bool isRefusedDataConnection(int64 curlCode, int reply) {
     return reply == replyNoDataConnection || reply == replyDataConnectionNotSafe ||
            (curlCode == CURLE_SSL_CONNECT_ERROR && reply > 0 && reply != replyAuthAccepted);
+}
+
+/// Whether a TLS handshake for data has failed after the server has begun the transfer: libcurl then tries PASV, and takes
+/// the server's word for a reply to that.
+bool isMisreadHandshake(int64 curlCode, int reply) {
+    return curlCode == CURLE_FTP_WEIRD_PASV_REPLY && reply >= 100 && reply <= 199;
 }
 
 /// The code of the reply that has ended a transfer. libcurl's is that of its goodbye, or none, where it has closed
@@ -79,7 +91,8 @@ void CFTPTransferPolicy::checkResult(CNetRequest& request) {
     try {
         request.checkAsyncResult();
     } catch (const CCURLError& error) {
-        if (isRefusedDataConnection(error.getCode(), findDecisiveCode(error, request))) {
+        const int code = findDecisiveCode(error, request);
+        if (isRefusedDataConnection(error.getCode(), code) || isMisreadHandshake(error.getCode(), code)) {
             m_refusedRequests[&request] = &request;
         }
         if (isRefusedConnection(request, error)) {
@@ -90,12 +103,19 @@ void CFTPTransferPolicy::checkResult(CNetRequest& request) {
     }
     m_hasLoggedIn = true;
     m_patience->onSuccess();
+    m_hasTransferred = m_hasTransferred || hasReply(request, replyTransferDone);
 }
 
 void CFTPTransferPolicy::setUp(CNetRequest& request) {
     // With another request's control connection there would be no TLS session for the data connection to resume.
     request.setKeepsOwnConnections(true);
-    if (m_refusedRequests.erase(&request) > 0) {
+    if (m_refusedRequests.erase(&request) == 0) {
+        return;
+    }
+    if (m_ownRequest == &request) {
+        // Closes the old one, which counts for a server that takes few.
+        m_manager = new CAsyncNetRequestManager;
+    } else {
         request.setOptionInt(CURLOPT_FRESH_CONNECT, 1);
     }
 }
@@ -119,8 +139,14 @@ void CFTPTransferPolicy::throwWithReply(const CCURLError& error, CNetRequest& re
     if (!(error.getDomain() == "curl") || code < 1) {
         error.throwClone();
     }
-    const CCURLError described(static_cast<CURLcode>(error.getCode()), request.getErrorMessage(), "ftp", code,
-                               describeReply(request, code), "", error.getURL(), "");
+    const bool isMisread = isMisreadHandshake(error.getCode(), code);
+    const CCURLError described(isMisread ? CURLE_SSL_CONNECT_ERROR : static_cast<CURLcode>(error.getCode()),
+                               isMisread ? String("on the connection for data") : request.getErrorMessage(),
+                               "ftp", code, describeReply(request, code), "", error.getURL(), "");
+    // AUTH comes before the login, PROT after it.
+    if (error.getCode() == CURLE_USE_SSL_FAILED && hasReply(request, replyLoggedIn)) {
+        throwRefusal("The server encrypts the login, but refuses to encrypt files and listings", described);
+    }
     if (dynamic_cast<const CRefusedConnectionError*>(&error)) {
         throw CRefusedConnectionError(described);
     }
@@ -130,6 +156,9 @@ void CFTPTransferPolicy::throwWithReply(const CCURLError& error, CNetRequest& re
 std::optional<std::chrono::milliseconds>
 CFTPTransferPolicy::decideRetry(CNetRequest& request, const CError& error, CPatience::Failures& failures) {
     const auto* const transferError = dynamic_cast<const CCURLError*>(&error);
+    if (transferError && isFull(transferError->getResponseCode())) {
+        return std::nullopt;
+    }
     if (!transferError || !(error.getDomain() == "curl") || error.getCode() == CURLE_ABORTED_BY_CALLBACK ||
         (!mayPass(error.getCode()) && !dynamic_cast<const CRefusedConnectionError*>(&error) &&
          !mayPassByReply(transferError->getResponseCode()) &&
@@ -150,6 +179,14 @@ bool CFTPTransferPolicy::isRefusedConnection(CNetRequest& request, const CError&
     return error.getCode() == CURLE_LOGIN_DENIED ||
            ((transferError->getResponseCode() == replyServiceNotAvailable || isSilence(error.getCode())) &&
             wasRefusedAtLogin(request));
+}
+
+void throwIfOnlyThisBreaks(const CFTPTransferPolicy& policy, const CError& error) {
+    if (policy.hasTransferred() && isBrokenDataHandshake(error)) {
+        throw CError(
+            "The server has ended the connection for data before it was encrypted: it may refuse this file",
+            "ftp");
+    }
 }
 
 }  // namespace vexil::app

@@ -32,6 +32,8 @@ public:
     P<CNetRequest> getOwnRequest() const override { return m_ownRequest; }
     /// Over the connection that perform() keeps, if it is the same request.
     void performHere(CNetRequest& request) override;
+    /// Whether a transfer over a data connection has succeeded.
+    bool hasTransferred() const noexcept { return m_hasTransferred; }
     int64 getRetryCount() const override { return m_patience->getRetryCount(); }
 
     /// The request that perform() is called with; a reference is kept.
@@ -50,10 +52,15 @@ public:
 private:
     const std::shared_ptr<CPatience> m_patience;
     bool m_hasLoggedIn = false;
+    bool m_hasTransferred = false;
     P<CNetRequest> m_ownRequest;
     // Whose data connection was refused in the last transfer. They are kept: another request could get the address.
     std::map<const CNetRequest*, P<CNetRequest>> m_refusedRequests;
     P<CAsyncNetRequestManager> m_manager;  // keeps the connection of what perform() runs
 };
+
+/// Throws a CError for a data connection that ends before it is encrypted, if others did not: some servers refuse a transfer
+/// so, and libcurl does not read their reply.
+void throwIfOnlyThisBreaks(const CFTPTransferPolicy& policy, const CError& error);
 
 }  // namespace vexil::app

@@ -13,7 +13,13 @@ namespace vexil::app {
 
 namespace {
 
+constexpr int probeSeconds = 10;
+
+constexpr int replyConnectionOpen = 125;
+constexpr int replyTransferBegins = 150;
 constexpr int replyTransferDone = 226;
+constexpr int replyPassive = 227;
+constexpr int replyExtendedPassive = 229;
 constexpr int replyFileActionDone = 250;
 constexpr int replyPending = 350;
 constexpr int replyFileUnavailable = 550;
@@ -27,6 +33,19 @@ void throwIfTransient(CNetRequest& request, const CNetReply& reply) {
 
 bool isSuccess(int code) {
     return code >= 200 && code <= 299;
+}
+
+/// Whether a transfer that was under way broke while there was more to send.
+bool isBrokenOff(CNetRequest& request) {
+    if (!hasReply(request, replyTransferBegins) && !hasReply(request, replyConnectionOpen)) {
+        return false;
+    }
+    try {
+        request.checkAsyncResult();
+    } catch (const CCURLError& error) {
+        return error.getCode() == CURLE_SEND_ERROR;
+    }
+    return false;
 }
 
 // Some servers do not rename onto a file that is there.
@@ -44,14 +63,13 @@ bool mayBeInTheWay(const CNetRequest& request, const CError& error) {
 CFTPUpload::CFTPUpload(CContext& context, CRemoteParts& parts, const P<CFileInStream>& file,
                        const String& path, bool createMissingDirs)
     : m_context(context), m_parts(parts), m_file(file), m_path(path), m_part(makePartPath(path)),
-      m_oldFile(m_part + "-old"), m_createMissingDirs(createMissingDirs) {}
+      m_probe(makePartPath(path)), m_oldFile(m_part + "-old"), m_createMissingDirs(createMissingDirs) {}
 
 // ---- requests --------------------------------------------------------------------------------------------
 
 void CFTPUpload::prepare(CNetRequest& request) {
-    // A step that broke may have been done, or not.
-    if (m_isUnderWay && (m_isStored || hasStored(request))) {
-        m_step = Step::Check;
+    if (m_isUnderWay) {
+        considerFailure(request);
     }
     m_isUnderWay = true;
     switch (m_step) {
@@ -64,6 +82,12 @@ void CFTPUpload::prepare(CNetRequest& request) {
     case Step::Store:
         prepareStore(request);
         break;
+    case Step::Probe:
+        prepareProbe(request);
+        break;
+    case Step::Verify:
+        prepareCommands(request, {"*TYPE I", "*SIZE " + m_path});
+        break;
     case Step::Check:
         // Some servers tell sizes in this mode only.
         prepareCommands(request, {"*TYPE I", "*SIZE " + m_part, "*MLST " + m_path});
@@ -71,6 +95,29 @@ void CFTPUpload::prepare(CNetRequest& request) {
     default:
         prepareMove(request);
         break;
+    }
+}
+
+// A step that broke may have been done, or not.
+void CFTPUpload::considerFailure(CNetRequest& request) {
+    if (m_step == Step::Probe) {
+        throwIfNoRoom(request);
+        m_step = Step::Store;
+    } else if (m_isStored || hasStored(request)) {
+        m_step = Step::Check;
+    } else if (m_step == Step::Store) {
+        notePart(request);
+        if (isBrokenOff(request)) {
+            m_step = Step::Probe;
+        }
+    }
+}
+
+// What was never begun is not left. The command follows only when a data connection was offered.
+void CFTPUpload::notePart(const CNetRequest& request) {
+    m_hasBegun = m_hasBegun || hasReply(request, replyPassive) || hasReply(request, replyExtendedPassive);
+    if (!m_hasBegun) {
+        m_parts.remove(m_part);
     }
 }
 
@@ -98,6 +145,18 @@ void CFTPUpload::prepareStore(CNetRequest& request) {
                                                         m_createMissingDirs);
     const P<CNetStringList> commands = new CNetStringList;
     commands->add("*SIZE " + m_part);
+    request.setFTPCustomPostCommands(commands);
+}
+
+// libcurl does not read why a server has closed the data connection while there was more to send. Of so small a file all
+// is sent by then, and the reply is read.
+void CFTPUpload::prepareProbe(CNetRequest& request) {
+    static constexpr char content[16384] = {};
+    m_parts.add(m_probe);
+    m_context.getFTP().getClient().prepareUploadRequest(request, m_probe, content, sizeof content, false);
+    request.setOptionInt(CURLOPT_SERVER_RESPONSE_TIMEOUT, probeSeconds);
+    const P<CNetStringList> commands = new CNetStringList;
+    commands->add("*DELE " + m_probe);
     request.setFTPCustomPostCommands(commands);
 }
 
@@ -130,6 +189,12 @@ void CFTPUpload::checkAnswer(CNetRequest& request) {
     case Step::Store:
         m_step = checkStored(request);
         break;
+    case Step::Probe:
+        m_step = checkProbed(request);
+        break;
+    case Step::Verify:
+        m_step = checkVerified(request);
+        break;
     case Step::Check:
         m_step = decideFurtherStep(request);
         break;
@@ -158,7 +223,7 @@ CFTPUpload::Step CFTPUpload::checkEnter(CNetRequest& request) const {
 
 CFTPUpload::Step CFTPUpload::checkStored(CNetRequest& request) {
     const CNetReply reply = getReplyFromEnd(request, 1);
-    m_isStored = true;
+    m_isStored = m_hasBegun = true;
     throwIfTransient(request, reply);
     const auto size = findSize(reply);
     m_isCut = size && *size != m_file->getSize();
@@ -168,6 +233,25 @@ CFTPUpload::Step CFTPUpload::checkStored(CNetRequest& request) {
                      formatCount(m_file->getSize()) + ".");
     }
     return Step::Move;
+}
+
+CFTPUpload::Step CFTPUpload::checkProbed(const CNetRequest& request) {
+    if (isSuccess(getReplyFromEnd(request, 1).getCode())) {
+        m_parts.remove(m_probe);
+    }
+    if (m_sendError) {
+        m_sendError->throwClone();
+    }
+    return Step::Store;
+}
+
+CFTPUpload::Step CFTPUpload::checkVerified(CNetRequest& request) const {
+    const CNetReply reply = getReplyFromEnd(request, 1);
+    throwIfTransient(request, reply);
+    if (findSize(reply) != m_file->getSize()) {
+        throw CError("The server has stored the file, but not under its name.");
+    }
+    return Step::Done;
 }
 
 CFTPUpload::Step CFTPUpload::decideFurtherStep(CNetRequest& request) {
@@ -211,6 +295,9 @@ CFTPUpload::Step CFTPUpload::checkMoved(CNetRequest& request) {
     throwIfTransient(request, info);
     m_parts.remove(m_part);
     keepNoReplaced(m_hasReplaced && isSuccess(getReplyFromEnd(request, 2).getCode()));
+    if (!isSuccess(info.getCode()) && !isUnknownCommand(info.getCode())) {
+        return Step::Verify;
+    }
     checkName(info);
     const auto found = findInfo(info);
     if (found && found->getSize() != m_file->getSize()) {
@@ -235,9 +322,6 @@ void CFTPUpload::checkName(const CNetReply& info) const {
     if (found && !(getServerName("/" + found->getName()) == getServerName(m_path))) {
         throw CError("The server has stored the file under another name: '" + found->getName() + "'.");
     }
-    if (!found && !isSuccess(info.getCode()) && !isUnknownCommand(info.getCode())) {
-        throw CError("The server has stored the file, but not under its name.");
-    }
 }
 
 void CFTPUpload::checkIsNoDirectory(const CNetReply& info) const {
@@ -251,6 +335,23 @@ void CFTPUpload::throwIsDirectory() const {
     throw CError("On the server '" + m_path + "' is a directory, which no file replaces", "ftp");
 }
 
+void CFTPUpload::throwIfNoRoom(const CNetRequest& request) const {
+    const TArray<CNetReply> refusals = findRefusals(request);
+    if (!refusals.empty()) {
+        throwRefusal("The server takes no more of the file: its disk, or the quota of this user, may be full",
+                     makeRefusal(request, refusals.back()));
+    }
+}
+
+void CFTPUpload::throwIfRenamingIsUnknown(const CNetRequest& request, const CError& error) const {
+    if ((m_step == Step::Move || m_step == Step::Replace) && !hasReply(request, replyPending) &&
+        isUnknownCommand(error)) {
+        throwRefusal(
+            "The server cannot rename files, and a file is not stored under its name before it is complete",
+            error);
+    }
+}
+
 // ---- failures --------------------------------------------------------------------------------------------
 
 bool CFTPUpload::canBeginAnew(CNetRequest&, const CError&) {
@@ -261,6 +362,25 @@ bool CFTPUpload::canBeginAnew(CNetRequest&, const CError&) {
 
 bool CFTPUpload::canFallBack(CNetRequest& request, const CError& error) {
     CInterrupt::throwIfRequested();
+    throwIfRenamingIsUnknown(request, error);
+    if (m_step == Step::Probe) {
+        throwIfNoRoom(request);
+        (m_sendError ? *m_sendError : error).throwClone();
+    }
+    if (m_step == Step::Store) {
+        notePart(request);
+        if (isMisreadRefusal(error)) {
+            throwRefusal("The server refuses to store the file", error);
+        }
+        throwIfOnlyThisBreaks(m_context.getFTP().getPolicy(), error);
+        if (!m_sendError && isBrokenOff(request)) {
+            m_sendError = error.clone();
+            m_step = Step::Probe;
+            // What prepare() considers is done.
+            m_isUnderWay = false;
+            return true;
+        }
+    }
     if (m_step == Step::Replace && m_moveError && !hasReply(request, replyPending)) {
         m_moveError->throwClone();
     }

@@ -3,6 +3,7 @@
 import fnmatch
 import socket
 import socketserver
+import struct
 import threading
 
 TIME = "20240131235959"
@@ -27,12 +28,14 @@ class Fault:
     lose       an upload ends after so many bytes, and the server believes that this was all
     reply      the answer instead of the command's; with a code of 421 the connection ends, too
     silent     the connection ends instead of an answer, behind the work
+    ends       the connection ends behind the answer
     then       called before the command is handled
     gate       an event that is waited for before anything is sent or received
     """
 
-    def __init__(self, cut=None, lose=None, reply=None, silent=False, then=None, gate=None):
+    def __init__(self, cut=None, lose=None, reply=None, silent=False, then=None, gate=None, ends=False):
         self.cut, self.lose, self.reply, self.silent, self.then, self.gate = cut, lose, reply, silent, then, gate
+        self.ends = ends
 
 
 class FakeFTP:
@@ -51,6 +54,9 @@ class FakeFTP:
         self.refusal = "421 Too many connections."  # with 530 at the login; "" for the end without a reply
         self.replaces = True         # whether a file can be renamed onto another one
         self.unknown = ()            # commands that it does not know
+        self.room = None             # how many bytes all files may have
+        self.room_reply = "452 No room."
+        self.tls = None              # an ssl.SSLContext, for connections that are encrypted by AUTH
         self.logins = 0
         self.connections = 0
         self.most_connections = 0
@@ -126,7 +132,7 @@ class Session:
                 return
             self.refused = refused
             self.reply("220 fake")
-            for line in self.lines:
+            while line := self.lines.readline():
                 self.handle(*line.decode().rstrip("\r\n").partition(" ")[::2])
         except (End, OSError):
             pass
@@ -140,10 +146,11 @@ class Session:
                 self.control.shutdown(socket.SHUT_RDWR)
             except OSError:
                 pass
+            self.control.close()
 
     def handle(self, command, path):
         server = self.server
-        if command in ("USER", "PASS", "PWD", "CWD", "TYPE", "EPSV", "REST", "QUIT", "FEAT", "SYST", "OPTS"):
+        if command in ("AUTH", "USER", "PASS", "PWD", "CWD", "TYPE", "EPSV", "PASV", "REST", "QUIT", "FEAT", "SYST", "OPTS"):
             return getattr(self, "on_" + command.lower(), lambda _: self.reply("500 Unknown."))(path)
         if command not in ("PBSZ", "PROT"):
             path = self.absolute(path)
@@ -167,8 +174,21 @@ class Session:
         if fault.silent:
             self.reply = lambda text: None
         getattr(self, "on_" + command.lower())(path, fault)
-        if fault.silent:
+        if fault.silent or fault.ends:
             raise End
+
+    def on_auth(self, _):
+        if not self.server.tls:
+            return self.reply("500 Unknown.")
+        self.reply("234 Begin.")
+        self.control = self.server.tls.wrap_socket(self.control, server_side=True)
+        self.lines = self.control.makefile("rb")
+
+    def on_pbsz(self, *_):
+        self.reply("200 Good.")
+
+    def on_prot(self, *_):
+        self.reply("200 Good.")
 
     def on_user(self, _):
         self.reply("331 Password?")
@@ -286,9 +306,20 @@ class Session:
         self.reply("150 Send.")
         body = bytearray()
         limit = fault.cut if fault.cut is not None else fault.lose
+        room = self.server.room
+        if room is not None:
+            room -= sum(len(content) for name, content in self.server.files.items() if name != path)
         with self.data() as data:
+            if self.server.tls:
+                # It knows none for data.
+                return data.sendall(b"plain")
             while block := data.recv(65536):
                 body += block
+                if room is not None and len(body) > room:
+                    self.server.files[path] = bytes(body[:room])
+                    data.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
+                    data.close()
+                    return self.reply(self.server.room_reply)
                 if fault.cut is not None and len(body) >= fault.cut:
                     break
             # While the other side cannot know of the end: what it stores next must not be overwritten.

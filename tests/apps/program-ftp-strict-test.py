@@ -86,6 +86,27 @@ class CommandTest(StrictServerTest):
             self.ftp("rmtree", self.place)
             self.assertFalse(self.stored.exists())
 
+    # ProFTPD closes the connection for data, of which libcurl then tells instead.
+    def test_a_refused_transfer_is_told_in_the_words_of_the_server(self):
+        self.write("file", b"body")
+        for server in (PROFTPD_STRICT, PROFTPD):
+            self.use(server)
+            result = self.ftp("put", "file", f"{self.place}/missing/file", code=1)
+            self.assertIn("The server refuses to store the file", result.err)
+            self.assertRegex(result.err, "server message:  550 .*No such file or directory")
+            self.assertNotIn("PASV", result.err)
+            self.assertNotIn("may be left", result.err)
+            self.ftp("put", "file", f"{self.place}/file", "--parents")
+            (self.stored / "file").chmod(0)
+            result = self.ftp("get", f"{self.place}/file", code=1)
+            # Here libcurl reads no reply at all.
+            self.assertIn("it may refuse this file", result.err)
+            self.ftp("put", "file", f"{self.place}/good")
+            result = self.ftp("restore", self.place, f"r{server[1]}", "--retries", "1", code=1)
+            self.assertIn(f"NOT restored: {self.place}/file: ", result.err)
+            self.assertEqual(self.files_in(f"r{server[1]}"), {"good": b"body"})
+            self.ftp("rmtree", self.place)
+
     def test_links_that_are_shown_as_directories_are_deleted_and_not_followed(self):
         self.use(PROFTPD_STRICT)
         self.write("file", b"kept")

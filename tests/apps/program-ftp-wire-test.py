@@ -2,12 +2,19 @@
 """The program against an FTP server that fails in every way that a test can think of."""
 
 import os
+import pathlib
+import shutil
+import ssl
+import subprocess
+import tempfile
 import threading
 import time
 import unittest
 
 from fake_ftp import TIME, FakeFTP, Fault
 from program import ENDINGS, ProgramTest
+
+MAKE_CERTIFICATES = pathlib.Path(__file__).resolve().parents[1] / "servers" / "certificates.sh"
 
 BODY = bytes(i * 7 % 251 for i in range(100000))
 
@@ -195,8 +202,8 @@ class UploadTest(FakeServerTest):
         self.server.files["/a"] = b"old"
         self.part = "/.a.vexil-part-*"
 
-    def put(self, **options):
-        return self.ftp("put", "file", "/a", "--retries", "5", **options)
+    def put(self, retries="5", **options):
+        return self.ftp("put", "file", "/a", "--retries", retries, **options)
 
     def test_a_broken_upload_begins_again(self):
         self.server.faults[f"STOR {self.part}"] = [Fault(cut=30000), Fault(lose=50000), Fault(cut=0)]
@@ -312,6 +319,172 @@ class UploadTest(FakeServerTest):
         gate.set()
         self.assertEqual(result.code, 130, result)
         self.assertEqual(self.server.files["/a"], b"old")
+
+
+    def test_a_full_disk_is_told_in_the_words_of_the_server(self):
+        self.write("file", bytes(30000000))
+        for reply in ("452 No space left.", "552 Too much.", "451 Error during write."):
+            for retries in ("0", "5"):
+                self.server.room, self.server.room_reply, self.server.commands = 1000000, reply, []
+                result = self.put(code=1, retries=retries)
+                self.assertIn(f"server message:  {reply}", result.err)
+                self.assertIn("may be full", result.err)
+                self.assertNotIn("Try again", result.err)
+                self.assertEqual(len(self.server.came("STOR")), 2)
+                self.assertEqual(self.server.files, {"/a": b"old"})
+
+    def test_an_upload_that_breaks_where_there_is_room_is_tried_again(self):
+        self.write("file", bytes(30000000))
+        self.server.room = 1000000
+
+        def make_room():
+            self.server.room = None
+
+        # The small file that shows whether there is room finds some.
+        self.server.faults["STOR *"] = [Fault(), Fault(then=make_room)]
+        self.put()
+        self.assertEqual(self.server.files, {"/a": bytes(30000000)})
+        self.assertEqual(len(self.server.came("STOR")), 3)
+        self.server.room = 1000000
+        self.server.faults["STOR *"] = [Fault(), Fault(then=make_room)]
+        self.assertIn("libcurl code:    55", self.put(code=1, retries="0").err)
+        self.assertEqual(self.server.files, {"/a": bytes(30000000)})
+
+    def test_a_server_that_cannot_rename_is_told_of(self):
+        for reply in ("500 Unknown.", "502 Not here."):
+            self.server.faults["RNFR *"] = [Fault(reply=reply)] * 9
+            for arguments in (["put", "file", "/a"], ["mv", "/a", "/b"]):
+                result = self.ftp(*arguments, code=1)
+                self.assertIn("cannot rename files", result.err)
+                self.assertIn(f"server message:  {reply}", result.err)
+                self.assertNotIn("MLST", result.err)
+                self.assertEqual(self.server.files, {"/a": b"old"})
+
+    def test_what_was_not_begun_is_not_called_left(self):
+        for arguments in (["put", "file", "/b"], ["put", "file", "/x/b", "--parents"]):
+            # The login works, and then no more.
+            self.server.max_connections = 1
+            self.server.faults["MLST *b"] = [Fault(then=lambda: setattr(self.server, "max_connections", 0), ends=True)]
+            result = self.ftp(*arguments, "--retries", "1", code=1)
+            self.assertNotIn("may be left", result.err)
+
+
+class MLSTRefusedTest(FakeServerTest):
+    """A server that refuses MLST for everything, and lists by MLSD."""
+
+    def setUp(self):
+        super().setUp()
+        self.server.dirs |= {"/x", "/x/d"}
+        self.server.files.update({"/x/good": b"good", "/x/d/b": BODY})
+        self.server.faults["MLST *"] = [Fault(reply="550 Not for you.")] * 999
+        self.write("file", BODY)
+
+    def test_uploads_are_found_under_their_names(self):
+        self.ftp("put", "file", "/x/a")
+        self.ftp("put", "file", "/new/er/a", "--parents")
+        self.assertEqual(self.server.files["/x/a"], BODY)
+        self.assertEqual(self.server.files["/new/er/a"], BODY)
+        self.server.faults["RNTO /x/c"] = [Fault(then=lambda: None, reply="250 Moved, but not really.")]
+        self.assertIn("not under its name", self.ftp("put", "file", "/x/c", code=1).err)
+
+    def test_backup_and_restore(self):
+        self.write("f/a", BODY)
+        self.write("f/d/b", b"b")
+        self.ftp("backup", "f", "/b")
+        self.ftp("restore", "/b", "r")
+        self.assertEqual(self.files_in("r"), self.files_in("f"))
+
+    def test_what_is_there_is_told_of_and_what_is_not_is_missing(self):
+        self.assertIn("good", self.ftp("stat", "/x/good").out)
+        self.assertIn("There is no '/x/no'", self.ftp("stat", "/x/no", code=3).err)
+        self.server.faults["DELE /x/good"] = [Fault(reply="550 No.")]
+        self.assertIn("The server refuses this for '/x/good'", self.ftp("rm", "/x/good", code=1).err)
+        self.assertIn("There is no '/x/no'", self.ftp("rm", "/x/no", code=3).err)
+
+    def test_a_tree_is_removed(self):
+        self.ftp("rmtree", "/x")
+        self.assertEqual((self.server.files, self.server.dirs), ({}, {"/"}))
+
+
+class TLSTest(FakeServerTest):
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        cls.certificates = pathlib.Path(tempfile.mkdtemp(prefix="vexil-certificates-"))
+        cls.addClassCleanup(shutil.rmtree, cls.certificates)
+        subprocess.run([MAKE_CERTIFICATES, cls.certificates], check=True, stdin=subprocess.DEVNULL, timeout=120)
+        cls.tls = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+        cls.tls.load_cert_chain(cls.certificates / "cert.pem", cls.certificates / "key.pem")
+
+    def setUp(self):
+        super().setUp()
+        self.server.tls = self.tls
+        self.server.files["/a"] = b"old"
+        self.write("file", BODY)
+
+    def ftp_tls(self, security, *arguments):
+        return self.run_program("--ca-bundle", self.certificates / "ca.pem", "ftp", "--tls", security, "--retries", "1",
+                                *arguments, code=1)
+
+    def encrypt_from_the_first_byte(self):
+        accept = self.server.tcp.get_request
+
+        def accept_tls():
+            connection, address = accept()
+            return self.tls.wrap_socket(connection, server_side=True), address
+
+        self.server.tcp.get_request = accept_tls
+
+    def test_a_server_that_encrypts_the_login_only_is_told_of_and_gets_nothing(self):
+        for security in ("explicit", "implicit"):
+            if security == "implicit":
+                self.encrypt_from_the_first_byte()
+            for reply in ("536 Not this level.", "534 Not here.", "504 What?"):
+                for arguments in (["ls"], ["get", "/a"], ["put", "file", "/b"], ["backup", ".", "/b"]):
+                    self.server.faults["PROT P"] = [Fault(reply=reply)] * 9
+                    result = self.ftp_tls(security, *arguments)
+                    self.assertIn("refuses to encrypt files and listings", result.err)
+                    self.assertIn(reply, result.err)
+                    self.assertNotIn("--tls", result.err)
+                    self.assertNotIn("may be left", result.err)
+        self.assertEqual(self.server.came("STOR") + self.server.came("RETR") + self.server.came("MLSD"), [])
+
+    def test_a_server_without_tls_is_told_of(self):
+        self.server.tls = None
+        self.assertIn("The server offers no TLS on this port", self.ftp_tls("explicit", "ls").err)
+
+    def test_a_failed_handshake_leaves_no_part(self):
+        class Broken:
+            def wrap_socket(self, connection, **_):
+                raise OSError
+
+        self.server.tls = Broken()
+        result = self.ftp_tls("explicit", "put", "file", "/b")
+        self.assertIn("libcurl code:    35", result.err)
+        self.assertNotIn("may be left", result.err)
+        self.assertNotIn("--tls", result.err)
+
+    def test_a_failed_handshake_for_data_is_tried_again_over_a_new_connection(self):
+        # This server speaks no TLS for data.
+        result = self.ftp_tls("explicit", "put", "file", "/b")
+        self.assertIn("libcurl code:    35", result.err)
+        self.assertEqual(self.server.logins - 1, 2)
+        self.assertEqual(self.server.files, {"/a": b"old"})
+
+
+class MadeNameTest(FakeServerTest):
+    def test_a_directory_that_gets_another_name_is_told_of(self):
+        for reply, name in (('257 "/Ab" made.', "/Ab"), ('257 "/a ""b"" c" made.', '/a "b" c'), ('257 "Ab"', "Ab")):
+            for arguments in (["mkdir", "/ab"], ["mkdir", "/ab", "--parents"]):
+                self.server.faults["MKD /ab"] = [Fault(reply=reply)]
+                result = self.ftp(*arguments, code=1)
+                self.assertIn(f"made the directory under another name: '{name}'", result.err)
+                self.assertIn(f"server message:  {reply}", result.err)
+
+    def test_what_names_no_other_path_is_taken(self):
+        for number, reply in enumerate(("257 Made.", '257 "/d/ab/{}" made.', '257 "{}"', "250 Done.", '257 "open')):
+            self.server.faults[f"MKD /ab{number}"] = [Fault(reply=reply.format(f"ab{number}"))]
+            self.ftp("mkdir", f"/ab{number}")
 
 
 class BackupTest(FakeServerTest):

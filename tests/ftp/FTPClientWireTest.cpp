@@ -651,6 +651,20 @@ TEST_F(FTPClientWire, AGuardedDeletionRemovesLinksThatAreListedAsDirectories) {
     expectEnd();
 }
 
+// libcurl's code may be that of the goodbye of a connection that it closes meanwhile.
+TEST_F(FTPClientWire, ToAGuardedDeletionAGoodbyeIsNoRemoval) {
+    client.setDeletionGuard(true);
+    peer.play(login + FTPDialogue{epsv,
+                                  ascii,
+                                  sends("MLSD d", "type=dir; link\r\n"),
+                                  {"RMD /d/link", {"221 Bye"}},
+                                  done("DELE /d/link"),
+                                  done("RMD /d"),
+                                  quit});
+    client.deleteDirWithAllContents(*request, "/d");
+    expectEnd();
+}
+
 TEST_F(FTPClientWire, AGuardedDeletionStopsAtADirectoryThatLeadsBack) {
     client.setDeletionGuard(true);
     const struct {

@@ -16,6 +16,7 @@ namespace vexil {
 namespace {
 
 constexpr int maxLevels = 1000;
+constexpr int replyGoodbye = 221;
 constexpr int replyFileBusy = 450;
 
 /// The rest of a stream as a file's content: positions count from where the stream stood. A request that is performed
@@ -51,6 +52,13 @@ void setCommands(CNetRequest& request, std::initializer_list<String> commands) {
         list->add(command);
     }
     request.setFTPCustomPreCommands(list);
+}
+
+/// Whether the server has done the last command. A goodbye is the reply to another connection's end.
+bool isDone(const CNetRequest& request) {
+    TArray<CNetReply> replies = request.getReplies();
+    std::erase_if(replies, [](const CNetReply& reply) { return reply.getCode() == replyGoodbye; });
+    return !replies.empty() && replies.back().getCode() / 100 == 2;
 }
 
 void setEmptyUpload(CNetRequest& request) {
@@ -422,7 +430,7 @@ bool CFTPClient::removeUnseen(CNetRequest& request, const String& path) {
     for (const char* command : {"*RMD ", "*DELE "}) {
         prepareCommand("CFTPClient::deleteDirWithAllContents", request, command, path);
         request.perform();
-        if (request.getResponseCode() / 100 == 2) {
+        if (isDone(request)) {
             return true;
         }
     }

@@ -20,9 +20,7 @@ ExitCode CFTPMkdirCommand::run(CContext& context) {
     if (m_makesParents) {
         context.getFTP().makeDirs(path);
     } else {
-        context.getFTP().perform(path, [&path](CFTPClient& client, CNetRequest& request) {
-            client.prepareCreateDirRequest(request, path, false);
-        });
+        context.getFTP().makeDir(path);
     }
     return ExitCode::Done;
 }

@@ -3,6 +3,7 @@
 #include "apps/vexil/CommandSyntax.h"
 #include "apps/vexil/Context.h"
 #include "apps/vexil/FTPPath.h"
+#include "apps/vexil/FTPReplies.h"
 
 namespace vexil::app {
 
@@ -17,9 +18,16 @@ void CFTPMvCommand::define(CCommandSyntax& syntax) {
 ExitCode CFTPMvCommand::run(CContext& context) {
     const String from = makeServerPath(m_from);
     const String to = makeServerPath(m_to);
-    context.getFTP().perform(from, [&from, &to](CFTPClient& client, CNetRequest& request) {
-        client.prepareMoveFileRequest(request, from, to, false);
-    });
+    try {
+        context.getFTP().perform(from, [&from, &to](CFTPClient& client, CNetRequest& request) {
+            client.prepareMoveFileRequest(request, from, to, false);
+        });
+    } catch (const CCURLError& error) {
+        if (isUnknownCommand(error)) {
+            throwRefusal("The server cannot rename files", error);
+        }
+        throw;
+    }
     return ExitCode::Done;
 }
 
