@@ -120,6 +120,12 @@ TEST(MailRefusalTest, WhatIsRefusedFollowsFromTheCommand) {
     EXPECT_THAT(refuseContent("554 5.7.1 spam").getText(),
                 AllOf(HasSubstr("The server refuses the content of the mail."), HasSubstr("554 5.7.1 spam")));
     EXPECT_THAT(refuseContent("552 5.3.4 too big").getText(), HasSubstr("because of its size."));
+    // With and without the enhanced code.
+    for (const CFailure& failure :
+         {refuse("MAIL failed: 552", "552 too big"), refuseContent("552 too big"),
+          refuseContent("554 5.3.4 too big"), refuse("MAIL failed: 554", "554 5.3.4 too big")}) {
+        EXPECT_THAT(failure.getText(), HasSubstr("because of its size."));
+    }
     EXPECT_THAT(refuseContent("451 later").getText(), HasSubstr("Try again later."));
     EXPECT_THAT(refuse("MAIL failed: 421", "421 bye").getText(),
                 AllOf(HasSubstr("The server ends the connection."), HasSubstr("Try again later.")));
