@@ -20,6 +20,7 @@ def parts_of(names):
     return [name for name in names if ".vexil-part-" in name]
 
 
+@not_on_windows("a process of Wine outlives the one that is killed")
 class RestoreTest(FakeServerTest):
     def setUp(self):
         super().setUp()
@@ -115,7 +116,6 @@ class RestoreTest(FakeServerTest):
         self.assertEqual(self.ranges(), [None])
         self.assertEqual(self.files_in("r"), {"a": BODY})
 
-    @not_on_windows("links")
     def test_no_link_is_followed(self):
         part = self.kill_restore()
         victim = self.write("victim", b"precious")
@@ -179,6 +179,7 @@ class BackupTest(FakeServerTest):
         self.assertEqual(sorted(self.server.objects), ["a", "b", "c"])
 
 
+@not_on_windows("a process of Wine outlives the one that is killed")
 class FTPTest(ProgramTest):
     def setUp(self):
         super().setUp()
