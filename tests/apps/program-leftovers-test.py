@@ -84,8 +84,9 @@ class RestoreTest(FakeServerTest):
         self.assertEqual(self.files_in("r"), {"c": b"c"})
 
     def test_an_object_that_is_replaced_after_the_listing_is_fetched_as_a_whole(self):
-        for heeds_condition, heeds_range in ((True, True), (False, True), (False, False)):
-            with self.subTest(heeds_condition=heeds_condition, heeds_range=heeds_range):
+        for heeds_condition, heeds_range, retries in ((True, True, 0), (False, True, 0), (False, False, 0),
+                                                      (True, True, 5), (False, True, 5), (False, False, 5)):
+            with self.subTest(heeds_condition=heeds_condition, heeds_range=heeds_range, retries=retries):
                 self.server.heeds_condition, self.server.heeds_range = heeds_condition, heeds_range
                 self.server.objects["a"] = BODY
                 self.kill_restore()
@@ -94,7 +95,7 @@ class RestoreTest(FakeServerTest):
                     self.server.objects["a"] = BODY[::-1]
 
                 self.server.faults["a"] = [Fault(then=replace)]
-                self.restore("--retries", "0")
+                self.restore("--retries", retries)
                 self.assertEqual(self.ranges(), ["bytes=30000-", None])
                 self.assertEqual(self.files_in("r"), {"a": BODY[::-1]})
                 (self.folder / "r/a").unlink()
