@@ -12,6 +12,7 @@ namespace {
 
 constexpr int maxWaitMilliseconds = 10;
 
+constexpr int maxHandshakeTries = 5;
 constexpr int replyServiceNotAvailable = 421;
 constexpr int replyGoodbye = 221;
 constexpr int replyNoDataConnection = 425;
@@ -157,6 +158,10 @@ std::optional<std::chrono::milliseconds>
 CFTPTransferPolicy::decideRetry(CNetRequest& request, const CError& error, CPatience::Failures& failures) {
     const auto* const transferError = dynamic_cast<const CCURLError*>(&error);
     if (transferError && isFull(transferError->getResponseCode())) {
+        return std::nullopt;
+    }
+    // With a new connection for each try, it is the file that the server refuses so.
+    if (isBrokenDataHandshake(error) && failures.count >= maxHandshakeTries) {
         return std::nullopt;
     }
     if (!transferError || !(error.getDomain() == "curl") || error.getCode() == CURLE_ABORTED_BY_CALLBACK ||

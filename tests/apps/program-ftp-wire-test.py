@@ -465,11 +465,16 @@ class TLSTest(FakeServerTest):
         self.assertNotIn("--tls", result.err)
 
     def test_a_failed_handshake_for_data_is_tried_again_over_a_new_connection(self):
-        # This server speaks no TLS for data.
+        # This server speaks no TLS for data. The last login is for the tidying up.
         result = self.ftp_tls("explicit", "put", "file", "/b")
         self.assertIn("libcurl code:    35", result.err)
         self.assertEqual(self.server.logins - 1, 2)
         self.assertEqual(self.server.files, {"/a": b"old"})
+
+    def test_a_handshake_for_data_that_fails_over_each_new_connection_is_given_up(self):
+        result = self.run_program("--ca-bundle", self.certificates / "ca.pem", "ftp", "put", "file", "/b", code=1)
+        self.assertIn("it may refuse this file", result.err)
+        self.assertEqual(self.server.logins - 1, 6)
 
 
 class MadeNameTest(FakeServerTest):
