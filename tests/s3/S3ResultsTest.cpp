@@ -590,11 +590,19 @@ TEST(S3Xml, TakesTagsThatAreNoneForInvalid) {
 }
 
 TEST(S3Xml, IsReadOnSeveralThreads) {
-    const std::string document = "<Error><Code>c</Code></Error>";
-    const auto parse = [&document] {
+    const std::string plain = "<Error><Code>c</Code></Error>";
+    const auto parse = [&plain] {
         for (int count = 0; count < 100; ++count) {
-            const CS3ErrorResponse response(document.data(), static_cast<int>(document.size()));
-            EXPECT_EQ(response.getCode(), "c");
+            for (const std::string& document :
+                 {plain, "<?xml version='1.0' encoding='koi8-r'?>" + plain, plain + "<"}) {
+                try {
+                    const CS3ErrorResponse response(document.data(), static_cast<int>(document.size()));
+                    EXPECT_EQ(response.getCode(), "c");
+                } catch (const CError& error) {
+                    EXPECT_EQ(error.getMessage(), "Error parsing Amazon S3 error response: invalid XML.");
+                    EXPECT_TRUE(document.ends_with("<"));
+                }
+            }
         }
     };
     std::thread other(parse);

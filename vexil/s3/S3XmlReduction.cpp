@@ -1,5 +1,7 @@
 #include "vexil/s3/S3XmlReduction.h"
 
+#include "zet/Mutex.h"
+
 #include <wx/strconv.h>
 #include <wx/string.h>
 
@@ -129,6 +131,9 @@ private:
     /// An encoding of single bytes that wxWidgets knows, which is what wxXmlDocument takes.
     static int onUnknownEncoding(void*, const XML_Char* name, XML_Encoding* info) noexcept {
         try {
+            // wxWidgets prepares the first conversion of this kind in static objects.
+            static zet::CMutex mutex;
+            const zet::CMutexLock lock(mutex);
             const wxCSConv converter(wxString::FromUTF8(name));
             char byte[2] = {};
             info->map[0] = 0;
