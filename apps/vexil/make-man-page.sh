@@ -12,7 +12,7 @@ page=${2:?usage: make-man-page.sh PROGRAM PAGE}
 
 # The names under the heading "Subcommands:" of a help text.
 commands_of() {
-    "$program" "$@" --help | sed -n '/^Subcommands:/,/^$/{s/^  \([a-z0-9][a-z0-9]*\) .*/\1/p}'
+    "$program" "$@" --help | sed -n '/^Subcommands:/,/^$\|^[^ ]/{s/^  \([a-z0-9][a-z0-9]*\) .*/\1/p}'
 }
 
 # Text to be shown as it stands.
