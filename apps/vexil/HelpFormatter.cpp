@@ -75,7 +75,9 @@ std::string CHelpFormatter::make_footer(const CLI::App* app) const {
                (hasGroupOptions ? " and 'vexil " + group->get_name() + " --help'" : std::string()) +
                " may stand after the command.\n";
     }
-    return wrapParagraphs(app->get_footer() + "\n" + hint, m_columns);
+    // Before version 2.4 CLI11 writes the empty line itself.
+    constexpr bool isEmptyLineMissing = CLI11_VERSION_MAJOR * 1000 + CLI11_VERSION_MINOR >= 2004;
+    return (isEmptyLineMissing ? "\n" : "") + wrapParagraphs(app->get_footer() + "\n" + hint, m_columns);
 }
 
 std::string CHelpFormatter::makeEntry(const std::string& name, const std::string& description) const {
