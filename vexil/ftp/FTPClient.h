@@ -51,7 +51,9 @@ namespace vexil {
 /// \endcode
 class VEXIL_API CFTPClient : public virtual CBase {
 public:
-    /// Security of the connections. Any other value is taken for ConnectPlain.
+    /// Security of the connections. Any other value is taken for ConnectPlain. With ConnectImplicitTLS files and listings
+    /// go in plain if the server refuses to encrypt them (PROT): a set-up hook that calls setFTPUseSSL(CURLUSESSL_ALL)
+    /// makes this an error.
     enum ConnectType : int {
         ConnectPlain = 0,        ///< none: the password is readable on the way
         ConnectExplicitTLS = 1,  ///< port 21, upgraded; fails where the server refuses it (CURLUSESSL_ALL)
