@@ -1,6 +1,7 @@
 // The law of the pauses, with a clock and random numbers of the test's own.
 #include "apps/vexil/Patience.h"
 
+#include "apps/vexil/Interrupt.h"
 #include "tests/support/ScriptedPeer.h"
 #include "vexil/net/CURLError.h"
 #include "vexil/net/NetRequest.h"
@@ -9,7 +10,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace vexil::app {
@@ -180,6 +183,19 @@ TEST_F(PatienceTest, EachPauseIsTold) {
     patience.decidePause(busy, failures);
     patience.decidePause(refused, failures);
     EXPECT_THAT(told, testing::ElementsAre("22 1 200", "7 2 400"));
+}
+
+TEST(PatienceWaitTest, EndsWithinAnInstantOfAnInterrupt) {
+    const auto begin = CPatience::Clock::now();
+    std::thread interrupter([] {
+        std::this_thread::sleep_for(100ms);
+        CInterrupt::request(SIGINT);
+    });
+    EXPECT_THROW(CPatience::wait(60s), CError);
+    interrupter.join();
+    CInterrupt::clear();
+    // Far more than a loaded machine needs, far less than the pause.
+    EXPECT_LT(CPatience::Clock::now() - begin, 20s);
 }
 
 TEST(RetryAfterTest, IsANumberOfSecondsOrADate) {
