@@ -597,9 +597,9 @@ TEST_F(FTPClientOptions, EncodedPathsAreTextOfURLsFromTheRoot) {
     }
 }
 
-TEST_F(FTPClientOptions, AnEncodedPathMayEndWithASlash) {
+TEST_F(FTPClientOptions, AnEncodedPathMayEndWithASlashUnlessItIsThatOfADownload) {
     const CFTPClient client = encodingClient();
-    EXPECT_EQ(urlOf(operations[0], client, "/a b/"), "URL='ftp://h//a%20b/'");
+    EXPECT_THROW(urlOf(operations[0], client, "/a b/"), vexil::CInvalidArgError) << "a download";
     EXPECT_EQ(urlOf(operations[11], client, "/a b/"), "URL='ftp://h//a%20b/'") << "a listing";
     EXPECT_EQ(urlOf(operations[11], client, "/"), "URL='ftp://h//'") << "the root's listing";
     EXPECT_EQ(urlOf(operations[15], client, "/a b/"), "URL='ftp://h//a%20b/'") << "a creation with parents";

@@ -2,6 +2,7 @@
 #include "tests/mail/MailTestSupport.h"
 #include "tests/mail/SMTPPeer.h"
 #include "tests/net/NetRequestTestSupport.h"
+#include "tests/support/ScriptedPeer.h"
 #include "tests/support/WhatOf.h"
 #include "vexil/mail/MimeMessage.h"
 #include "vexil/mail/SMTPClient.h"
@@ -24,6 +25,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using vexil_test::bufferOf;
 using vexil_test::LogCapture;
+using vexil_test::ScriptedPeer;
 using vexil_test::sharedBufferOf;
 using vexil_test::SMTPPeer;
 using vexil_test::thrownBy;
@@ -407,6 +409,24 @@ TEST(SMTPClientWire, ARefusedMailWasNotSentAndAnUnclearReplyMayBeOneOfSuccess) {
         send(client);
         EXPECT_FALSE(client.mayHaveBeenSent());
     }
+}
+
+TEST(SMTPClientWire, AfterAGoodbyeTheNextMailHasAConnectionOfItsOwn) {
+    ScriptedPeer peer;
+    for (const char* const verdict : {"421 closing\r\n", "250 taken\r\n"}) {
+        auto script = peer.onConnection().clientMayLeave().reply("220 peer\r\n");
+        for (int command = 0; command < 4; ++command) {
+            script.expectLine().reply("250 ok\r\n");
+        }
+        script.expectLine("DATA").reply("354 go on\r\n");
+        script.expectExactly("Subject: s\r\n\r\ntext\r\n.\r\n").reply(verdict);
+        // A server that is slow to close leaves the client the time to take the connection for the next mail.
+        script.waitForClose();
+    }
+    CSMTPClient client(CSMTPParams("127.0.0.1", peer.port(), CSMTPParams::ConnectUnencrypted, "", "secret"));
+    ASSERT_TRUE(thrownBy<CCURLError>([&] { send(client); }));
+    send(client);
+    EXPECT_EQ(peer.connectionCount(), 2u);
 }
 
 TEST(SMTPClientWire, AWrongPasswordIsALoginThatWasDenied) {

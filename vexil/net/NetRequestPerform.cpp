@@ -237,8 +237,9 @@ String CNetRequest::getResponseText(int code) const {
 void CNetRequest::endUnsafeConnection() noexcept {
     // Some servers say 226 when a data connection is closed, although no transfer has begun on it. The next command on
     // the control connection would take that for its own reply: a file that is still there would count as deleted.
+    // A server that has said 421 is about to close the connection, which would break the transfer that takes it.
     // CURLOPT_FORBID_REUSE would say QUIT, and the reply to that would become this transfer's response code.
-    if (!m_replies->hasUnusedDataConnection()) {
+    if (!m_replies->isConnectionUnsafe()) {
         return;
     }
     m_connections->leaveConnections();

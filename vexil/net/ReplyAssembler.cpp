@@ -98,10 +98,13 @@ void CReplyAssembler::addLine(std::string_view line) noexcept {
 void CReplyAssembler::noteCode(int code) noexcept {
     constexpr int passiveMode = 227;          // RFC 959, 4.2
     constexpr int extendedPassiveMode = 229;  // RFC 2428, 3
+    constexpr int serviceNotAvailable = 421;  // RFC 959, 4.2; RFC 5321, 3.8
     if (code == passiveMode || code == extendedPassiveMode) {
         m_hasUnusedDataConnection = true;
     } else if (code >= 100 && code < 200) {
         m_hasUnusedDataConnection = false;
+    } else if (code == serviceNotAvailable) {
+        m_isClosing = true;
     }
 }
 
@@ -121,7 +124,7 @@ void CReplyAssembler::reset() noexcept {
     m_replies.clear();
     m_beginning.clear();
     m_isLineLost = false;
-    m_hasUnusedDataConnection = false;
+    m_isClosing = m_hasUnusedDataConnection = false;
 }
 
 TArray<CNetReply> CReplyAssembler::getReplies() const {

@@ -22,8 +22,9 @@ public:
     /// The replies so far, in their order. One whose last line has not come is left out.
     /// \throws CError when memory was too short to keep a line
     TArray<CNetReply> getReplies() const;
-    /// Whether a data connection was opened in passive mode and no transfer has begun on it.
-    bool hasUnusedDataConnection() const noexcept { return m_hasUnusedDataConnection; }
+    /// Whether no other transfer may use the connection: the server has said that it closes it, or a data connection was
+    /// opened in passive mode and no transfer has begun on it.
+    bool isConnectionUnsafe() const noexcept { return m_isClosing || m_hasUnusedDataConnection; }
 
 private:
     void keepLine(std::string_view line);
@@ -32,6 +33,7 @@ private:
     std::vector<std::string> m_replies;
     std::string m_beginning;  // of a reply whose end has not come
     bool m_isLineLost = false;
+    bool m_isClosing = false;
     bool m_hasUnusedDataConnection = false;
 };
 
