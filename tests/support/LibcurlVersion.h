@@ -21,4 +21,9 @@ inline bool doLongFTPUploadsFail() {
     return curl_version_info(CURLVERSION_NOW)->version_num < 0x080700;
 }
 
+/// Whether TLS sessions belong to what drives the requests. Before version 8.12 each request has its own.
+inline bool doRequestsShareTLSSessions() {
+    return curl_version_info(CURLVERSION_NOW)->version_num >= 0x080c00;
+}
+
 }  // namespace vexil_test

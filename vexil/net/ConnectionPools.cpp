@@ -8,6 +8,12 @@ namespace {
 
 constexpr std::size_t maxPools = 16;
 
+// Before, it keeps them by request, and loses the memory of those of a request that begins to share its own.
+bool doesLibcurlMixSessions() {
+    constexpr unsigned int firstVersion = 0x080c00;  // 8.12.0
+    return curl_version_info(CURLVERSION_NOW)->version_num >= firstVersion;
+}
+
 }  // namespace
 
 CConnectionPool::CConnectionPool(bool keepsSessions) : m_handle(curl_share_init()) {
@@ -17,7 +23,7 @@ CConnectionPool::CConnectionPool(bool keepsSessions) : m_handle(curl_share_init(
         }
     };
     share(CURL_LOCK_DATA_CONNECT);
-    if (keepsSessions) {
+    if (keepsSessions && doesLibcurlMixSessions()) {
         share(CURL_LOCK_DATA_SSL_SESSION);
     }
 }

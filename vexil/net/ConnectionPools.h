@@ -13,7 +13,8 @@ namespace vexil {
 /// handle uses it.
 class CConnectionPool : public virtual CBase {
 public:
-    /// \param keepsSessions  whether TLS sessions, too, are kept apart from others
+    /// \param keepsSessions  whether TLS sessions, too, are kept apart from those of other requests. Before version 8.12
+    ///                        libcurl does that by itself
     /// \throws CError "Error creating curl share handle."
     explicit CConnectionPool(bool keepsSessions);
     CConnectionPool(const CConnectionPool&) = delete;
@@ -30,8 +31,7 @@ private:
 /// The pools of what drives transfers: of one request, or of all requests on one multi handle. One thread at a time.
 class CConnectionPools : public virtual CBase {
 public:
-    /// \param keepSessions  as for CConnectionPool; without, libcurl keeps sessions by request before version 8.12, and
-    ///                       by multi handle from then on
+    /// \param keepSessions  as for CConnectionPool; without, libcurl keeps sessions by multi handle from version 8.12 on
     explicit CConnectionPools(bool keepSessions) noexcept;
     ~CConnectionPools() override;
 

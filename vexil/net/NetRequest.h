@@ -243,7 +243,7 @@ public:
     void setMaxTLSVersion(TLSVersion version);
     /// Whether only this request uses the connections that it opens, and their TLS sessions. Default false: all requests
     /// on its manager do. An FTP server that demands that data connections resume the session of the control connection
-    /// (ProFTPD, vsftpd) refuses the session of another one. With CURLOPT_FRESH_CONNECT none of them is used again.
+    /// (ProFTPD, vsftpd) refuses the session of another one. With CURLOPT_FRESH_CONNECT none of these is used again.
     void setKeepsOwnConnections(bool keepsOwn) noexcept;
 
     // ---- what to send ------------------------------------------------------------------------------------
