@@ -97,6 +97,9 @@ void CRedirectFollower::check(CNetRequest& request, const String& target) const 
         refuse(CURLE_UNSUPPORTED_PROTOCOL,
                "a redirect from https to http is followed with --redirect-to-http only");
     }
+    if (m_setup.isTimeOver(getElapsed())) {
+        refuse(CURLE_OPERATION_TIMEDOUT, "the time limit has passed");
+    }
     if (m_followed >= CRequestSetup::maxRedirects) {
         refuse(CURLE_TOO_MANY_REDIRECTS,
                String::fromInt(m_followed) + " redirects were followed, which is the limit");
@@ -109,7 +112,11 @@ void CRedirectFollower::go(CNetRequest& request, const String& target) {
         request.setHTTPMethod("GET");
     }
     request.setURL(target);
-    m_setup.setUpNextURL(request, std::chrono::steady_clock::now() - m_start);
+    m_setup.setUpNextURL(request, getElapsed());
+}
+
+std::chrono::steady_clock::duration CRedirectFollower::getElapsed() const {
+    return std::chrono::steady_clock::now() - m_start;
 }
 
 }  // namespace vexil::app

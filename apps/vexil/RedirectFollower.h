@@ -16,7 +16,8 @@ public:
     explicit CRedirectFollower(const CRequestSetup& setup);
 
     /// \throws what CNetRequest::perform() throws
-    /// \throws CCURLError CURLE_UNSUPPORTED_PROTOCOL or CURLE_TOO_MANY_REDIRECTS for a redirect that is not followed
+    /// \throws CCURLError CURLE_UNSUPPORTED_PROTOCOL, CURLE_TOO_MANY_REDIRECTS or CURLE_OPERATION_TIMEDOUT for a redirect
+    ///         that is not followed
     void perform(CNetRequest& request);
 
 private:
@@ -24,6 +25,7 @@ private:
     static String findTarget(CNetRequest& request);
     void check(CNetRequest& request, const String& target) const;
     void go(CNetRequest& request, const String& target);
+    std::chrono::steady_clock::duration getElapsed() const;
 
     const CRequestSetup& m_setup;
     const std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();

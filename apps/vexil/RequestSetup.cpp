@@ -59,6 +59,11 @@ void CRequestSetup::setUpNextURL(CNetRequest& request, std::chrono::steady_clock
     setTimeouts(request, elapsed);
 }
 
+bool CRequestSetup::isTimeOver(std::chrono::steady_clock::duration elapsed) const noexcept {
+    return m_options.timeoutSeconds > 0 &&
+           std::chrono::duration<double>(elapsed).count() >= m_options.timeoutSeconds;
+}
+
 // For redirects that libcurl follows. It judges each by the list alone, not by where it comes from.
 void CRequestSetup::setRedirects(CNetRequest& request) const {
     const bool staysEncrypted = !m_options.redirectToHTTP && !request.getURL().startsWithNoCase("http:");

@@ -31,6 +31,8 @@ public:
     /// Sets what depends on the URL, after a request that was set up got another one.
     /// \param elapsed  what is gone of the time of the whole
     void setUpNextURL(CNetRequest& request, std::chrono::steady_clock::duration elapsed) const;
+    /// True if the time limit of the whole has passed. libcurl alone would allow each further URL a millisecond.
+    bool isTimeOver(std::chrono::steady_clock::duration elapsed) const noexcept;
     /// Whether a redirect may lead from https to http.
     bool mayLeaveEncryption() const noexcept { return m_options.redirectToHTTP; }
     /// Tells what went over the wire in the last transfer of a request that another thread has driven and whose done

@@ -3,6 +3,7 @@
 import base64
 import http.server
 import threading
+import time
 
 
 class Request:
@@ -21,6 +22,7 @@ class FakeHTTP:
     def __init__(self, context=None):
         self.responses = {}  # path: bytes of the whole response
         self.requests = []
+        self.delay = 0  # seconds before each response
         fake = self
 
         class Handler(_Handler):
@@ -73,6 +75,7 @@ class _Handler(http.server.BaseHTTPRequestHandler):
         body = self.rfile.read(int(self.headers.get("Content-Length", 0)))
         fake.requests.append(Request(self.command, self.path, self.headers, body))
         self.close_connection = True
+        time.sleep(fake.delay)
         self.wfile.write(fake.responses.get(self.path, b"HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n"))
         self.wfile.flush()
 
