@@ -1,5 +1,6 @@
 #include "zet/ParseNumber.h"
 
+#include "zet/ASCII.h"
 #include "zet/Error.h"
 
 #include <charconv>
@@ -22,7 +23,7 @@ std::optional<int64> parse(std::wstring_view text) noexcept {
     constexpr int64 smallest = std::numeric_limits<int64>::min();
     int64 value = 0;
     for (const wchar_t c : text) {
-        const int digit = c >= L'0' && c <= L'9' ? static_cast<int>(c - L'0') : -1;
+        const int digit = isDigit(c) ? static_cast<int>(c - L'0') : -1;
         if (digit < 0 || value < smallest / 10 || value * 10 < smallest + digit) {
             return std::nullopt;
         }

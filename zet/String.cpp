@@ -1,5 +1,6 @@
 #include "zet/String.h"
 
+#include "zet/ASCII.h"
 #include "zet/Error.h"
 
 #include <algorithm>
@@ -20,14 +21,6 @@ constexpr std::uint32_t lastCodePoint = 0x10FFFF;
 
 constexpr bool isSurrogate(std::uint32_t c) noexcept {
     return c >= 0xD800 && c <= 0xDFFF;
-}
-
-constexpr wchar_t asciiLower(wchar_t c) noexcept {
-    return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c - L'A' + L'a') : c;
-}
-
-constexpr bool isASCII(wchar_t c) noexcept {
-    return static_cast<std::uint32_t>(c) < 0x80;
 }
 
 constexpr wchar_t toWide(char c) noexcept {
@@ -87,7 +80,7 @@ std::size_t countLeadingASCII(std::string_view bytes) noexcept {
             break;
         }
     }
-    while (i < bytes.size() && static_cast<unsigned char>(bytes[i]) < 0x80) {
+    while (i < bytes.size() && isASCII(bytes[i])) {
         ++i;
     }
     return i;
@@ -192,7 +185,7 @@ void String::assignUTF8(std::string_view bytes) {
 }
 
 std::string String::toUTF8() const {
-    const auto ascii = std::find_if_not(m_text.begin(), m_text.end(), isASCII);
+    const auto ascii = std::find_if_not(m_text.begin(), m_text.end(), isASCII<wchar_t>);
     std::string out;
     out.reserve(m_text.size());
     out.resize(static_cast<std::size_t>(ascii - m_text.begin()));
@@ -235,13 +228,7 @@ bool String::startsWith(const char* ascii) const noexcept {
 }
 
 bool String::startsWithNoCase(const char* ascii) const noexcept {
-    std::size_t i = 0;
-    for (; ascii[i]; ++i) {
-        if (i == m_text.size() || asciiLower(m_text[i]) != asciiLower(toWide(ascii[i]))) {
-            return false;
-        }
-    }
-    return true;
+    return zet::startsWithNoCase(m_text, ascii);
 }
 
 bool String::endsWith(const char* ascii) const noexcept {
@@ -252,7 +239,7 @@ bool String::endsWith(const char* ascii) const noexcept {
 }
 
 bool String::equalsNoCase(const char* ascii) const noexcept {
-    return m_text.size() == std::strlen(ascii) && startsWithNoCase(ascii);
+    return zet::equalsNoCase(m_text, ascii);
 }
 
 int String::compare(const char* ascii) const noexcept {
@@ -281,7 +268,7 @@ String String::trimmed() const {
 }
 
 void String::makeLower() noexcept {
-    std::transform(m_text.begin(), m_text.end(), m_text.begin(), asciiLower);
+    std::transform(m_text.begin(), m_text.end(), m_text.begin(), zet::toLower<wchar_t>);
 }
 
 void String::trim() {

@@ -1,18 +1,19 @@
 #include "zet/URI.h"
 
+#include "zet/ASCII.h"
+
 #include <string_view>
 
 namespace zet {
 
 namespace {
 
-constexpr bool isUnreserved(unsigned char c) noexcept {
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
-           std::string_view("-._~").find(static_cast<char>(c)) != std::string_view::npos;
+constexpr bool isUnreserved(char c) noexcept {
+    return isAlphanumeric(c) || std::string_view("-._~").find(c) != std::string_view::npos;
 }
 
-bool isKept(unsigned char c, const String& keptCharacters) noexcept {
-    return isUnreserved(c) || (c < 0x80 && keptCharacters.find(static_cast<wchar_t>(c)) != String::npos);
+bool isKept(char c, const String& keptCharacters) noexcept {
+    return isUnreserved(c) || (isASCII(c) && keptCharacters.find(static_cast<wchar_t>(c)) != String::npos);
 }
 
 }  // namespace
@@ -21,10 +22,10 @@ String CURI::escape(const String& text, bool useUpperCase, const String& keptCha
     const char* digits = useUpperCase ? "0123456789ABCDEF" : "0123456789abcdef";
     std::string escaped;
     for (const char byte : text.toUTF8()) {
-        const auto c = static_cast<unsigned char>(byte);
-        if (isKept(c, keptCharacters)) {
+        if (isKept(byte, keptCharacters)) {
             escaped += byte;
         } else {
+            const auto c = static_cast<unsigned char>(byte);
             escaped += '%';
             escaped += digits[c >> 4];
             escaped += digits[c & 0xF];

@@ -51,6 +51,7 @@
 #include "vexil/s3/S3ListObjectsElement.h"
 #include "vexil/s3/S3ListObjectsResult.h"
 #include "vexil/s3/S3ObjectEnum.h"
+#include "zet/ASCII.h"
 #include "zet/Base.h"
 #include "zet/Buffer.h"
 #include "zet/BufferStream.h"
@@ -72,6 +73,7 @@
 #include "zet/Props.h"
 #include "zet/ResourceManager.h"
 #include "zet/SafeGlobal.h"
+#include "zet/ScopeExit.h"
 #include "zet/Signal.h"
 #include "zet/String.h"
 #include "zet/Thread.h"
@@ -915,6 +917,37 @@ void name_zet_CXMLElement() {
     name(static_cast<void (Class::*)(CXMLElement*)>(&Class::addChild));
 }
 
+void name_zet_TScopeExit() {
+    using Class = zet::TScopeExit<void (*)()>;
+    using namespace zet;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<void (*)()>());
+    }
+    name(static_cast<void (Class::*)() noexcept>(&Class::dismiss));
+}
+
+template <class Char>
+void name_zet_ASCII() {
+    using namespace zet;
+    name(static_cast<bool (*)(Char) noexcept>(&isASCII<Char>));
+    name(static_cast<bool (*)(Char) noexcept>(&isControl<Char>));
+    name(static_cast<bool (*)(Char) noexcept>(&isDigit<Char>));
+    name(static_cast<bool (*)(Char) noexcept>(&isHexDigit<Char>));
+    name(static_cast<bool (*)(Char) noexcept>(&isAlpha<Char>));
+    name(static_cast<bool (*)(Char) noexcept>(&isAlphanumeric<Char>));
+    name(static_cast<Char (*)(Char) noexcept>(&toLower<Char>));
+    using View = std::basic_string_view<Char>;
+    name(static_cast<bool (*)(View, View) noexcept>(&equalsNoCase));
+    name(static_cast<bool (*)(View, View) noexcept>(&startsWithNoCase));
+}
+
+void name_zet_ASCII_wide() {
+    using namespace zet;
+    name(static_cast<bool (*)(wchar_t) noexcept>(&isUnicodeControl<wchar_t>));
+    name(static_cast<bool (*)(std::wstring_view, std::string_view) noexcept>(&equalsNoCase));
+    name(static_cast<bool (*)(std::wstring_view, std::string_view) noexcept>(&startsWithNoCase));
+}
+
 void name_zet_IBase() {
     using Class = zet::IBase;
     using namespace zet;
@@ -1417,6 +1450,10 @@ TEST(SurfaceTest, NamesEverythingPublic) {
     name_zet_CTimeSpan();
     name_zet_CURI();
     name_zet_CXMLElement();
+    name_zet_TScopeExit();
+    name_zet_ASCII<char>();
+    name_zet_ASCII<wchar_t>();
+    name_zet_ASCII_wide();
     name_zet_IBase();
     name_zet_IInStream();
     name_zet_ILogSink();
