@@ -1,6 +1,6 @@
 // The streams that downloads write to.
-#include "apps/vexil/FileOutStream.h"
-#include "apps/vexil/MD5OutStream.h"
+#include "apps/vexil/files/FileOutStream.h"
+#include "apps/vexil/files/MD5OutStream.h"
 #include "tests/support/WhatOf.h"
 #include "zet/BufferStream.h"
 

@@ -1,4 +1,4 @@
-#include "apps/vexil/ErrorReport.h"
+#include "apps/vexil/console/ErrorReport.h"
 
 #include "vexil/net/CURLError.h"
 #include "vexil/s3/S3Error.h"

@@ -1,5 +1,5 @@
 // When a refusal of an FTP server means that it takes no further connection.
-#include "apps/vexil/FTPTransferPolicy.h"
+#include "apps/vexil/ftp/FTPTransferPolicy.h"
 
 #include "tests/ftp/FTPPeer.h"
 

@@ -1,9 +1,9 @@
 // Reading fails in the middle of a file. Defines the system's read() for the whole program, for the C++ library too.
-#include "apps/vexil/Console.h"
-#include "apps/vexil/Credentials.h"
-#include "apps/vexil/FileComparer.h"
-#include "apps/vexil/FileInStream.h"
-#include "apps/vexil/MailContent.h"
+#include "apps/vexil/console/Console.h"
+#include "apps/vexil/files/FileInStream.h"
+#include "apps/vexil/mail/MailContent.h"
+#include "apps/vexil/mirror/FileComparer.h"
+#include "apps/vexil/session/Credentials.h"
 #include "tests/support/WhatOf.h"
 
 #include <gtest/gtest.h>

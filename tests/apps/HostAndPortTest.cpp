@@ -1,4 +1,4 @@
-#include "apps/vexil/HostAndPort.h"
+#include "apps/vexil/base/HostAndPort.h"
 
 #include "tests/support/PrintText.h"
 

@@ -1,4 +1,4 @@
-#include "apps/vexil/Interrupt.h"
+#include "apps/vexil/platform/Interrupt.h"
 
 #include <gtest/gtest.h>
 

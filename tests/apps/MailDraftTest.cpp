@@ -1,4 +1,4 @@
-#include "apps/vexil/MailDraft.h"
+#include "apps/vexil/mail/MailDraft.h"
 
 #include "tests/support/PrintText.h"
 #include "vexil/mail/MultiPartMimeMessage.h"

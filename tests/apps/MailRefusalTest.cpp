@@ -1,6 +1,6 @@
-#include "apps/vexil/MailRefusal.h"
+#include "apps/vexil/mail/MailRefusal.h"
 
-#include "apps/vexil/ErrorReport.h"
+#include "apps/vexil/console/ErrorReport.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

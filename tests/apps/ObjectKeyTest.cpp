@@ -1,6 +1,6 @@
-#include "apps/vexil/ObjectKey.h"
+#include "apps/vexil/s3/ObjectKey.h"
 
-#include "apps/vexil/Text.h"
+#include "apps/vexil/base/Text.h"
 #include "tests/apps/BrokenName.h"
 
 #include <gmock/gmock.h>

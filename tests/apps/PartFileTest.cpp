@@ -1,8 +1,8 @@
-#include "apps/vexil/PartFile.h"
+#include "apps/vexil/files/PartFile.h"
 
-#include "apps/vexil/NativeFile.h"
-#include "apps/vexil/PartName.h"
-#include "apps/vexil/Text.h"
+#include "apps/vexil/base/Text.h"
+#include "apps/vexil/files/PartName.h"
+#include "apps/vexil/platform/NativeFile.h"
 #include "tests/support/WhatOf.h"
 
 #include <gmock/gmock.h>

@@ -1,7 +1,7 @@
 // The law of the pauses, with a clock and random numbers of the test's own.
-#include "apps/vexil/Patience.h"
+#include "apps/vexil/transfer/Patience.h"
 
-#include "apps/vexil/Interrupt.h"
+#include "apps/vexil/platform/Interrupt.h"
 #include "tests/support/ScriptedPeer.h"
 #include "vexil/net/CURLError.h"
 #include "vexil/net/NetRequest.h"

@@ -1,8 +1,8 @@
 // What every command of the program has told libcurl when a transfer begins. This program defines libcurl's functions
 // itself: nothing is sent.
-#include "apps/vexil/Console.h"
-#include "apps/vexil/Context.h"
-#include "apps/vexil/Program.h"
+#include "apps/vexil/console/Console.h"
+#include "apps/vexil/program/Program.h"
+#include "apps/vexil/session/Context.h"
 #include "tests/support/Environment.h"
 #include "tests/support/OptionRecorder.h"
 

@@ -1,6 +1,6 @@
-#include "apps/vexil/Progress.h"
+#include "apps/vexil/console/Progress.h"
 
-#include "apps/vexil/Console.h"
+#include "apps/vexil/console/Console.h"
 
 #include <gtest/gtest.h>
 

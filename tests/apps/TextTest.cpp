@@ -1,4 +1,4 @@
-#include "apps/vexil/Text.h"
+#include "apps/vexil/base/Text.h"
 
 #include "tests/apps/BrokenName.h"
 #include "tests/support/PrintText.h"

@@ -1,7 +1,7 @@
-#include "apps/vexil/TransferQueue.h"
+#include "apps/vexil/transfer/TransferQueue.h"
 
-#include "apps/vexil/Context.h"
-#include "apps/vexil/Interrupt.h"
+#include "apps/vexil/platform/Interrupt.h"
+#include "apps/vexil/session/Context.h"
 #include "tests/support/Environment.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/ScriptedPeer.h"

@@ -1,4 +1,4 @@
-#include "apps/vexil/VerboseLogFile.h"
+#include "apps/vexil/session/VerboseLogFile.h"
 
 #include "tests/support/WhatOf.h"
 

@@ -1,4 +1,4 @@
-#include "apps/vexil/XMLText.h"
+#include "apps/vexil/base/XMLText.h"
 
 #include <gtest/gtest.h>
 

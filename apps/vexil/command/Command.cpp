@@ -1,0 +1,7 @@
+#include "apps/vexil/command/Command.h"
+
+namespace vexil::app {
+
+CCommand::~CCommand() = default;
+
+}  // namespace vexil::app

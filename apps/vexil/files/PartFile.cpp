@@ -1,0 +1,92 @@
+#include "apps/vexil/files/PartFile.h"
+
+#include "apps/vexil/base/Text.h"
+#include "apps/vexil/files/PartName.h"
+
+#include <cerrno>
+#include <system_error>
+
+namespace vexil::app {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// A name has 255 units at most on all usual file systems: bytes on Linux, UTF-16 on Windows.
+constexpr std::size_t maxNameLength = 255;
+constexpr int maxNames = 100;
+
+[[noreturn]] void throwCannotCreate(const fs::path& target, int systemError) {
+    throw CError("Cannot create the file '" + describe(target) + "': " + describeSystemError(systemError),
+                 "system", systemError);
+}
+
+}  // namespace
+
+CPartFile::CPartFile(const fs::path& target, FileAccess access, const String& content)
+    : m_target(target), m_file(std::make_shared<CNativeFile>()) {
+    std::error_code failure;
+    const fs::file_status status = fs::status(target, failure);
+    if (fs::is_directory(status)) {
+        throw CError("Cannot create the file '" + describe(target) + "': a folder has this name", "system");
+    }
+    // The other name is shorter. Windows says nothing of a name that is too long before one is to be made.
+    if (failure == std::errc::filename_too_long || target.filename().native().size() > maxNameLength) {
+        throwCannotCreate(target, ENAMETOOLONG);
+    }
+    if (fs::exists(status) && !fs::is_regular_file(status)) {
+        m_stream = new CFileOutStream(target, target);
+        return;
+    }
+    create(access, content);
+}
+
+void CPartFile::create(FileAccess access, const String& content) {
+    const auto makePath = [this](const String& digits) {
+        return m_target.parent_path() / makePartName(m_target, digits);
+    };
+    fs::path part = makePath(content.isEmpty() ? makeRandomDigits() : makeDigitsFor(content));
+    if (!content.isEmpty() && takeOver(part)) {
+        return;
+    }
+    int failure = m_file->create(part, access);
+    for (int i = 1; failure == EEXIST && i < maxNames; ++i) {
+        part = makePath(makeRandomDigits());
+        failure = m_file->create(part, access);
+    }
+    if (failure) {
+        throwCannotCreate(m_target, failure);
+    }
+    m_part = part;
+    m_stream = new CFileOutStream(m_file, 0, m_target);
+}
+
+bool CPartFile::takeOver(const fs::path& part) {
+    int64 size = 0;
+    if (m_file->openLeft(part) != 0 || m_file->getSize(size) != 0) {
+        return false;
+    }
+    m_part = part;
+    m_stream = new CFileOutStream(m_file, size, m_target);
+    return true;
+}
+
+CPartFile::~CPartFile() {
+    if (!m_part.empty()) {
+        // The error that matters is on its way already.
+        m_file->removeAndClose(m_part);
+    }
+}
+
+void CPartFile::commit() {
+    if (m_part.empty()) {
+        m_stream->close();
+        return;
+    }
+    if (const int failure = m_file->renameAndClose(m_part, m_target)) {
+        throwCannotCreate(m_target, failure);
+    }
+    m_part.clear();
+}
+
+}  // namespace vexil::app

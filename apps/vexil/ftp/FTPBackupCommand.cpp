@@ -1,0 +1,39 @@
+#include "apps/vexil/ftp/FTPBackupCommand.h"
+
+#include "apps/vexil/base/Text.h"
+#include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/ftp/FTPBackupStore.h"
+#include "apps/vexil/ftp/FTPPath.h"
+#include "apps/vexil/mirror/Backup.h"
+#include "apps/vexil/session/Context.h"
+
+namespace vexil::app {
+
+void CFTPBackupCommand::define(CCommandSyntax& syntax) {
+    syntax.command("backup", "Store all files of a folder below a directory of the server")
+        .argument("FOLDER", m_folder, "Folder to back up, with all below it")
+        .argument("DIRECTORY", m_directory, "Directory on the server, which is made if need be")
+        .options("--exclude", "PATH", m_excluded,
+                 "A file or folder to leave out, relative to FOLDER; may be repeated")
+        .number("--jobs", "N", m_jobs, 1, CTransferQueue::maxCount,
+                "How many files are stored at once, at most (default: 8)")
+        .footer(R"(Examples:
+  vexil ftp backup ~/Documents /backups/documents
+  vexil ftp backup project /backups/project --exclude build --exclude .cache
+
+Files of the same names are replaced, each when the new one is complete, and so is a file that is a folder now;
+others stay. A file does not replace a directory: it is named, and the exit code is 1. Links and special files
+are named and skipped; empty folders, modes and times are not kept. A file that cannot be read, or is changed
+meanwhile, or whose name the server refuses or changes, is named, the rest is stored, and the exit code is 1.
+Each file under way has a connection of its own, and there is one more; where the server takes fewer, fewer
+are under way.)");
+}
+
+ExitCode CFTPBackupCommand::run(CContext& context) {
+    const CFolderWalker walker(toPath(m_folder), m_excluded);
+    context.getFTP();
+    CFTPBackupStore store(context, makeServerPath(m_directory));
+    return CBackup(context, store).run(walker, m_jobs);
+}
+
+}  // namespace vexil::app

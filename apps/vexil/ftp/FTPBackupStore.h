@@ -1,0 +1,35 @@
+#pragma once
+
+#include "apps/vexil/ftp/RemoteParts.h"
+#include "apps/vexil/mirror/BackupStore.h"
+
+#include <map>
+
+namespace vexil::app {
+
+/// Keeps a backup as files below a directory of an FTP server. A file below it that has become a folder is replaced, which
+/// is told; a directory is never replaced by a file.
+class CFTPBackupStore : public IBackupStore {
+public:
+    /// The context must outlive it.
+    CFTPBackupStore(CContext& context, const String& directory);
+
+    ITransferPolicy& getPolicy() override;
+    /// Makes the directory.
+    void begin() override;
+    std::unique_ptr<ITransfer> makeUpload(const P<CFileInStream>& file, const std::filesystem::path& folder,
+                                          const std::filesystem::path& relativePath) override;
+
+private:
+    void makeDirsOf(const String& path);
+    void makeDirs(const String& path);
+    bool replaceFileOnTheWay(const String& path);
+    bool isFile(const String& path);
+
+    CContext& m_context;
+    String m_directory;
+    std::map<String, P<CError>> m_directories;  // that were made; with an error, could not be made
+    CRemoteParts m_parts;
+};
+
+}  // namespace vexil::app

@@ -1,0 +1,54 @@
+#include "apps/vexil/ftp/FTPGetCommand.h"
+
+#include "apps/vexil/base/Text.h"
+#include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/console/StandardOutStream.h"
+#include "apps/vexil/files/LeftParts.h"
+#include "apps/vexil/files/PartFile.h"
+#include "apps/vexil/ftp/FTPDownload.h"
+#include "apps/vexil/ftp/FTPPath.h"
+#include "apps/vexil/session/Context.h"
+#include "apps/vexil/transfer/SingleTransfer.h"
+
+namespace vexil::app {
+
+void CFTPGetCommand::define(CCommandSyntax& syntax) {
+    syntax.command("get", "Fetch a file")
+        .argument("PATH", m_path, "File on the server")
+        .optionalArgument("FILE", m_file,
+                          "Where to put it; a file of this name is replaced (default: standard output)")
+        .footer(R"(Examples:
+  vexil ftp get /photos/holiday.jpg holiday.jpg
+  vexil ftp get /backups/list.txt | less
+
+A download that breaks goes on where it broke, as long as the server tells that the file is the same. The
+file gets its name when it is complete; nothing is left of one that fails.)");
+}
+
+ExitCode CFTPGetCommand::run(CContext& context) {
+    const String path = makeServerPath(m_path);
+    if (m_path.ends_with('/')) {
+        throw CInvalidArgError("CFTPGetCommand",
+                               "the path '" + printable(String::fromUTF8(m_path)) +
+                                   "' means a directory. 'vexil ftp restore' fetches all files "
+                                   "of one");
+    }
+    // Before the file is made: a login that is missing must not cost one that is there.
+    context.getFTP();
+    if (m_file.empty() || m_file == "-") {
+        download(context, path, new CStandardOutStream(context.getConsole()));
+    } else {
+        CLeftParts::clearOf(context.getConsole(), toPath(m_file));
+        CPartFile file(toPath(m_file));
+        download(context, path, file.getStream());
+        file.commit();
+    }
+    return ExitCode::Done;
+}
+
+void CFTPGetCommand::download(CContext& context, const String& path, const P<zet::IOutStream>& out) {
+    CFTPDownload transfer(context, path, out);
+    runSingleTransfer(context, context.getFTP().getPolicy(), transfer);
+}
+
+}  // namespace vexil::app

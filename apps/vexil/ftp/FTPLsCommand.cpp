@@ -1,0 +1,39 @@
+#include "apps/vexil/ftp/FTPLsCommand.h"
+
+#include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/ftp/FTPEntryLine.h"
+#include "apps/vexil/ftp/FTPPath.h"
+#include "apps/vexil/ftp/FTPUnreadableEntry.h"
+#include "apps/vexil/session/Context.h"
+
+namespace vexil::app {
+
+void CFTPLsCommand::define(CCommandSyntax& syntax) {
+    syntax.command("ls", "List a directory: type, size, time of change (UTC), name")
+        .optionalArgument("DIRECTORY", m_path, "Directory on the server (default: /)")
+        .footer(R"(Examples:
+  vexil ftp ls
+  vexil ftp ls /backups/documents
+
+An entry whose name cannot be read, because it is not UTF-8 or holds the end of a line, is named on standard
+error, and the exit code is 1.)");
+}
+
+ExitCode CFTPLsCommand::run(CContext& context) {
+    const String path = makeServerPath(m_path);
+    const P<CFTPListDirResult> listing = context.getFTP().listDir(path);
+    for (const P<CFTPDirEntry>& entry : listing->getEntries()) {
+        // The directory itself, and its parent.
+        if (!(entry->getName() == ".") && !(entry->getName() == "..")) {
+            context.getConsole().print(makeEntryLine(*entry));
+        }
+    }
+    for (const std::string& line : listing->getUnreadableLines()) {
+        const FTPUnreadableEntry entry(line);
+        context.getConsole().message(Verbosity::Error, "NOT listed: " + joinServerPath(path, entry.name) +
+                                                           ": " + entry.problem);
+    }
+    return listing->getUnreadableLines().empty() ? ExitCode::Done : ExitCode::Failed;
+}
+
+}  // namespace vexil::app

@@ -1,0 +1,34 @@
+#include "apps/vexil/ftp/FTPMvCommand.h"
+
+#include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/ftp/FTPPath.h"
+#include "apps/vexil/ftp/FTPReplies.h"
+#include "apps/vexil/session/Context.h"
+
+namespace vexil::app {
+
+void CFTPMvCommand::define(CCommandSyntax& syntax) {
+    syntax.command("mv", "Move or rename a file or directory, on the server")
+        .argument("FROM", m_from, "What to move")
+        .argument("TO", m_to, "Its new path; whether a file of this name is replaced is up to the server")
+        .footer(R"(Example:
+  vexil ftp mv /photos/holiday.jpg /photos/2024/holiday.jpg)");
+}
+
+ExitCode CFTPMvCommand::run(CContext& context) {
+    const String from = makeServerPath(m_from);
+    const String to = makeServerPath(m_to);
+    try {
+        context.getFTP().perform(from, [&from, &to](CFTPClient& client, CNetRequest& request) {
+            client.prepareMoveFileRequest(request, from, to, false);
+        });
+    } catch (const CCURLError& error) {
+        if (isUnknownCommand(error)) {
+            throwRefusal("The server cannot rename files", error);
+        }
+        throw;
+    }
+    return ExitCode::Done;
+}
+
+}  // namespace vexil::app

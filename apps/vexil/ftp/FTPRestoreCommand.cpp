@@ -1,0 +1,33 @@
+#include "apps/vexil/ftp/FTPRestoreCommand.h"
+
+#include "apps/vexil/base/Text.h"
+#include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/ftp/FTPPath.h"
+#include "apps/vexil/ftp/FTPRestoreSource.h"
+#include "apps/vexil/mirror/Restore.h"
+#include "apps/vexil/session/Context.h"
+
+namespace vexil::app {
+
+void CFTPRestoreCommand::define(CCommandSyntax& syntax) {
+    syntax.command("restore", "Fetch all files below a directory of the server")
+        .argument("DIRECTORY", m_directory, "Directory on the server")
+        .argument("FOLDER", m_folder, "Folder to restore to, which is made if need be")
+        .number("--jobs", "N", m_jobs, 1, CTransferQueue::maxCount,
+                "How many files are fetched at once, at most (default: 8)")
+        .footer(R"(Example:
+  vexil ftp restore /backups/documents restored
+
+Files of the same names are replaced, each when its new content is complete; others stay. A download that
+breaks goes on where it broke, as long as the server tells that the file is the same. A file that cannot be
+stored (because its name would lead out of the folder, or cannot be one here) is named, the rest is restored,
+and the exit code is 1. If nothing is there to restore, it is 3. Links are named and skipped, but for those that the server shows as what they lead to.)");
+}
+
+ExitCode CFTPRestoreCommand::run(CContext& context) {
+    context.getFTP();
+    CFTPRestoreSource source(context, makeServerPath(m_directory));
+    return CRestore(context, source, toPath(m_folder)).run(m_jobs);
+}
+
+}  // namespace vexil::app

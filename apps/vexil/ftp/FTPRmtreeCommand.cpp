@@ -1,0 +1,24 @@
+#include "apps/vexil/ftp/FTPRmtreeCommand.h"
+
+#include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/ftp/FTPPath.h"
+#include "apps/vexil/ftp/FTPTreeRemoval.h"
+#include "apps/vexil/session/Context.h"
+
+namespace vexil::app {
+
+void CFTPRmtreeCommand::define(CCommandSyntax& syntax) {
+    syntax.command("rmtree", "Delete a directory with all below it")
+        .argument("DIRECTORY", m_path, "Directory on the server")
+        .footer(R"(Example:
+  vexil ftp rmtree /backups/documents
+
+There is no question before, and no way back. What cannot be deleted is named, the rest is deleted, and the exit
+code is 1. A link is deleted, and what it leads to is kept. The root (/) is refused.)");
+}
+
+ExitCode CFTPRmtreeCommand::run(CContext& context) {
+    return CFTPTreeRemoval(context).run(makeServerPath(m_path));
+}
+
+}  // namespace vexil::app

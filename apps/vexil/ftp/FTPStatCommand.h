@@ -1,0 +1,19 @@
+#pragma once
+
+#include "apps/vexil/command/Command.h"
+
+#include <string>
+
+namespace vexil::app {
+
+/// `vexil ftp stat`: what the server tells of one entry.
+class CFTPStatCommand : public CCommand {
+public:
+    void define(CCommandSyntax& syntax) override;
+    ExitCode run(CContext& context) override;
+
+private:
+    std::string m_path;
+};
+
+}  // namespace vexil::app

@@ -1,0 +1,197 @@
+#include "apps/vexil/ftp/FTPTransferPolicy.h"
+
+#include "apps/vexil/ftp/FTPReplies.h"
+#include "apps/vexil/ftp/RefusedConnectionError.h"
+#include "vexil/net/ErrorClassification.h"
+
+#include <algorithm>
+
+namespace vexil::app {
+
+namespace {
+
+constexpr int maxWaitMilliseconds = 10;
+
+constexpr int maxHandshakeTries = 5;
+constexpr int replyServiceNotAvailable = 421;
+constexpr int replyGoodbye = 221;
+constexpr int replyNoDataConnection = 425;
+constexpr int replyAuthAccepted = 234;
+constexpr int replyDataConnectionNotSafe = 522;
+constexpr int replyTransferDone = 226;
+constexpr int replyPassive = 227;
+constexpr int replyExtendedPassive = 229;
+constexpr int replyLoggedIn = 230;
+
+bool mayPass(int64 curlCode) {
+    switch (curlCode) {
+    case CURLE_COULDNT_CONNECT:
+    case CURLE_PARTIAL_FILE:
+    case CURLE_OPERATION_TIMEDOUT:
+    case CURLE_GOT_NOTHING:
+    case CURLE_SEND_ERROR:
+    case CURLE_RECV_ERROR:
+        return true;
+    default:
+        return false;
+    }
+}
+
+/// Whether a disk is full, or a quota used up: that does not pass so soon (RFC 959, 4.2.1).
+bool isFull(int reply) {
+    return reply == 452 || reply == 552;
+}
+
+// RFC 959, 4.2.1: these "transient negative" replies.
+bool mayPassByReply(int reply) {
+    return reply == replyServiceNotAvailable || reply == replyNoDataConnection || reply == 426 ||
+           reply == 450 || reply == 451;
+}
+
+/// Whether the server takes no data connection, or the TLS handshake on it has failed. That of the control connection
+/// comes first of all, or in response to AUTH.
+bool isRefusedDataConnection(int64 curlCode, int reply) {
+    return reply == replyNoDataConnection || reply == replyDataConnectionNotSafe ||
+           (curlCode == CURLE_SSL_CONNECT_ERROR && reply > 0 && reply != replyAuthAccepted);
+}
+
+/// Whether a TLS handshake for data has failed after the server has begun the transfer: libcurl then tries PASV, and takes
+/// the server's word for a reply to that.
+bool isMisreadHandshake(int64 curlCode, int reply) {
+    return curlCode == CURLE_FTP_WEIRD_PASV_REPLY && reply >= 100 && reply <= 199;
+}
+
+/// The code of the reply that has ended a transfer. libcurl's is that of its goodbye, or none, where it has closed
+/// another connection at the end of the transfer.
+int findDecisiveCode(const CCURLError& error, const CNetRequest& request) {
+    const int code = error.getResponseCode();
+    if ((code > 0 && code != replyGoodbye) || mayPass(error.getCode())) {
+        return code;
+    }
+    const TArray<CNetReply> refusals = findRefusals(request);
+    return refusals.empty() ? code : refusals.back().getCode();
+}
+
+/// Whether a refused transfer had a connection of its own, which did not come to its login. A kept connection may end
+/// with the same reply, when it was idle for too long.
+bool wasRefusedAtLogin(CNetRequest& request) {
+    const bool hasDataConnection = hasReply(request, replyPassive) || hasReply(request, replyExtendedPassive);
+    return request.getInfoLong(CURLINFO_NUM_CONNECTS) > 0 && !hasReply(request, replyLoggedIn) &&
+           !hasDataConnection;
+}
+
+/// Whether a connection has ended, or the server says nothing.
+bool isSilence(int64 curlCode) {
+    return curlCode == CURLE_GOT_NOTHING || curlCode == CURLE_SEND_ERROR || curlCode == CURLE_RECV_ERROR ||
+           curlCode == CURLE_SSL_CONNECT_ERROR || curlCode == CURLE_OPERATION_TIMEDOUT;
+}
+
+}  // namespace
+
+void CFTPTransferPolicy::checkResult(CNetRequest& request) {
+    try {
+        request.checkAsyncResult();
+    } catch (const CCURLError& error) {
+        const int code = findDecisiveCode(error, request);
+        if (isRefusedDataConnection(error.getCode(), code) || isMisreadHandshake(error.getCode(), code)) {
+            m_refusedRequests[&request] = &request;
+        }
+        if (isRefusedConnection(request, error)) {
+            throwWithReply(CRefusedConnectionError(error), request);
+        }
+        m_hasLoggedIn = m_hasLoggedIn || hasReply(request, replyLoggedIn);
+        throwWithReply(error, request);
+    }
+    m_hasLoggedIn = true;
+    m_patience->onSuccess();
+    m_hasTransferred = m_hasTransferred || hasReply(request, replyTransferDone);
+}
+
+void CFTPTransferPolicy::setUp(CNetRequest& request) {
+    // With another request's control connection there would be no TLS session for the data connection to resume.
+    request.setKeepsOwnConnections(true);
+    if (m_refusedRequests.erase(&request) == 0) {
+        return;
+    }
+    if (m_ownRequest == &request) {
+        // Closes the old one, which counts for a server that takes few.
+        m_manager = new CAsyncNetRequestManager;
+    } else {
+        request.setOptionInt(CURLOPT_FRESH_CONNECT, 1);
+    }
+}
+
+void CFTPTransferPolicy::perform(CNetRequest& request) {
+    performHere(request);
+    checkResult(request);
+}
+
+void CFTPTransferPolicy::performHere(CNetRequest& request) {
+    request.resetForPerform();
+    m_manager->addRequest(&request);
+    while (m_manager->getRequestCount() > 0) {
+        m_manager->waitForEvents(maxWaitMilliseconds);
+        m_manager->handleEvents(nullptr);
+    }
+}
+
+void CFTPTransferPolicy::throwWithReply(const CCURLError& error, CNetRequest& request) {
+    const int code = findDecisiveCode(error, request);
+    if (!(error.getDomain() == "curl") || code < 1) {
+        error.throwClone();
+    }
+    const bool isMisread = isMisreadHandshake(error.getCode(), code);
+    const CCURLError described(isMisread ? CURLE_SSL_CONNECT_ERROR : static_cast<CURLcode>(error.getCode()),
+                               isMisread ? String("on the connection for data") : request.getErrorMessage(),
+                               "ftp", code, describeReply(request, code), "", error.getURL(), "");
+    // AUTH comes before the login, PROT after it.
+    if (error.getCode() == CURLE_USE_SSL_FAILED && hasReply(request, replyLoggedIn)) {
+        throwRefusal("The server encrypts the login, but refuses to encrypt files and listings", described);
+    }
+    if (dynamic_cast<const CRefusedConnectionError*>(&error)) {
+        throw CRefusedConnectionError(described);
+    }
+    throw described;
+}
+
+std::optional<std::chrono::milliseconds>
+CFTPTransferPolicy::decideRetry(CNetRequest& request, const CError& error, CPatience::Failures& failures) {
+    const auto* const transferError = dynamic_cast<const CCURLError*>(&error);
+    if (transferError && isFull(transferError->getResponseCode())) {
+        return std::nullopt;
+    }
+    // With a new connection for each try, it is the file that the server refuses so.
+    if (isBrokenDataHandshake(error) && failures.count >= maxHandshakeTries) {
+        return std::nullopt;
+    }
+    if (!transferError || !(error.getDomain() == "curl") || error.getCode() == CURLE_ABORTED_BY_CALLBACK ||
+        (!mayPass(error.getCode()) && !dynamic_cast<const CRefusedConnectionError*>(&error) &&
+         !mayPassByReply(transferError->getResponseCode()) &&
+         !isRefusedDataConnection(error.getCode(), transferError->getResponseCode()) &&
+         !isTransientError(error))) {
+        return std::nullopt;
+    }
+    return decidePause(request, error, failures);
+}
+
+bool CFTPTransferPolicy::isRefusedConnection(CNetRequest& request, const CError& error) const {
+    const auto* const transferError = dynamic_cast<const CCURLError*>(&error);
+    if (!m_hasLoggedIn || !transferError) {
+        return false;
+    }
+    // A connection that has served transfers may serve another request next, which finds it taken then: what a request
+    // did before tells nothing.
+    return error.getCode() == CURLE_LOGIN_DENIED ||
+           ((transferError->getResponseCode() == replyServiceNotAvailable || isSilence(error.getCode())) &&
+            wasRefusedAtLogin(request));
+}
+
+void throwIfOnlyThisBreaks(const CFTPTransferPolicy& policy, const CError& error) {
+    if (policy.hasTransferred() && isBrokenDataHandshake(error)) {
+        throw CError(
+            "The server has ended the connection for data before it was encrypted: it may refuse this file",
+            "ftp");
+    }
+}
+
+}  // namespace vexil::app

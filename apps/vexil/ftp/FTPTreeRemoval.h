@@ -1,0 +1,42 @@
+#pragma once
+
+#include "apps/vexil/base/ExitCode.h"
+#include "vexil/ftp/FTPListDirResult.h"
+
+#include <functional>
+#include <vector>
+
+namespace vexil::app {
+
+class CContext;
+
+/// Deletes a directory of an FTP server with all below it. What cannot be deleted is named and does not keep the rest.
+/// A link is deleted and not followed, also if the server shows it as a directory.
+class CFTPTreeRemoval {
+public:
+    /// The context must outlive it.
+    explicit CFTPTreeRemoval(CContext& context) : m_context(context) {}
+
+    /// \throws CInvalidArgError for the root, before anything is sent
+    /// \throws CError for a path that is missing or not a directory
+    ExitCode run(const String& path);
+
+private:
+    struct CDirectory {
+        String path;
+        String uniqueID;
+    };
+
+    bool removeDir(const String& path, const String& uniqueID);
+    bool removeContent(const String& path, const CFTPListDirResult& listing);
+    bool removeEntry(const String& directory, const CFTPDirEntry& entry);
+    bool attempt(const String& path, const std::function<bool()>& remove);
+    void checkWalk(const String& uniqueID) const;
+    void reportFailure(const String& path, const String& reason);
+
+    CContext& m_context;
+    std::vector<CDirectory> m_open;  // from the first one down to where the walk is
+    int64 m_failures = 0;
+};
+
+}  // namespace vexil::app

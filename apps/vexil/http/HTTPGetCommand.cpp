@@ -1,0 +1,59 @@
+#include "apps/vexil/http/HTTPGetCommand.h"
+
+#include "apps/vexil/base/Text.h"
+#include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/console/Progress.h"
+#include "apps/vexil/console/StandardOutStream.h"
+#include "apps/vexil/files/LeftParts.h"
+#include "apps/vexil/files/PartFile.h"
+#include "apps/vexil/http/HTTPBodySink.h"
+#include "apps/vexil/http/RedirectFollower.h"
+#include "apps/vexil/session/Context.h"
+#include "apps/vexil/transfer/AnswerCheck.h"
+
+namespace vexil::app {
+
+namespace {
+
+void download(CContext& context, CNetRequest& request, zet::IOutStream& out) {
+    CProgress progress(context.getConsole());
+    const CProgressScope scope(context, progress);
+    request.setReceiveDataSink(new CHTTPBodySink(&out, request.getDefaultReceiveSink()));
+    const int64 start = out.getPosition();
+    CRedirectFollower(context.getSetup()).perform(request);
+    checkAnswerIsComplete(request);
+    // Otherwise the headers are those of a redirect to another protocol.
+    if (request.getResponseCodeDomain() == "http") {
+        checkAnswerLength(request, out.getPosition() - start);
+    }
+}
+
+}  // namespace
+
+void CHTTPGetCommand::define(CCommandSyntax& syntax) {
+    syntax.command("get", "Download a URL")
+        .argument("URL", m_url, "What to download")
+        .optionalArgument("FILE", m_file,
+                          "Where to put it; a file of this name is replaced (default: standard output)")
+        .footer(R"(Examples:
+  vexil http get https://example.com/list.txt list.txt
+  vexil http get https://example.com/list.txt | less
+
+The file gets its name when the download is complete; nothing is left of one that fails.)");
+}
+
+ExitCode CHTTPGetCommand::run(CContext& context) {
+    CNetRequest& request = context.prepareHTTPRequest(m_url);
+    if (m_file.empty() || m_file == "-") {
+        const P<zet::IOutStream> out = new CStandardOutStream(context.getConsole());
+        download(context, request, *out);
+    } else {
+        CLeftParts::clearOf(context.getConsole(), toPath(m_file));
+        CPartFile file(toPath(m_file));
+        download(context, request, *file.getStream());
+        file.commit();
+    }
+    return ExitCode::Done;
+}
+
+}  // namespace vexil::app

@@ -1,0 +1,36 @@
+#include "apps/vexil/http/HTTPPutCommand.h"
+
+#include "apps/vexil/base/Text.h"
+#include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/console/Progress.h"
+#include "apps/vexil/files/FileInStream.h"
+#include "apps/vexil/http/RedirectFollower.h"
+#include "apps/vexil/session/Context.h"
+#include "apps/vexil/transfer/AnswerCheck.h"
+
+namespace vexil::app {
+
+void CHTTPPutCommand::define(CCommandSyntax& syntax) {
+    syntax.command("put", "Upload a file to a URL (HTTP PUT)")
+        .argument("FILE", m_file, "What to upload")
+        .argument("URL", m_url, "Where to put it")
+        .footer(R"(Example:
+  vexil http put list.txt https://example.com/dav/list.txt)");
+}
+
+ExitCode CHTTPPutCommand::run(CContext& context) {
+    const P<CFileInStream> file = new CFileInStream(toPath(m_file));
+    CNetRequest& request = context.prepareHTTPRequest(m_url);
+    request.setUpload(true);
+    request.setSendDataStream(file);
+    request.setSendDataSize(file->getSize());
+    CProgress progress(context.getConsole());
+    const CProgressScope scope(context, progress);
+    CRedirectFollower(context.getSetup()).perform(request);
+    checkAnswerIsComplete(request);
+    file->checkUnchanged();
+    context.getConsole().message(Verbosity::Info, printable(request.getHTTPStatusLine()));
+    return ExitCode::Done;
+}
+
+}  // namespace vexil::app

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "apps/vexil/session/RequestSetup.h"
+#include "vexil/net/NetRequest.h"
+
+#include <chrono>
+
+namespace vexil::app {
+
+/// Performs an HTTP request and follows its redirects one by one, because the rules for proxies are asked for each URL:
+/// to http and https only, from https to https only unless the options allow more, at most
+/// CRequestSetup::maxRedirects times.
+class CRedirectFollower {
+public:
+    /// Must be outlived by the set-up.
+    explicit CRedirectFollower(const CRequestSetup& setup);
+
+    /// \throws what CNetRequest::perform() throws
+    /// \throws CCURLError CURLE_UNSUPPORTED_PROTOCOL, CURLE_TOO_MANY_REDIRECTS or CURLE_OPERATION_TIMEDOUT for a redirect
+    ///         that is not followed
+    void perform(CNetRequest& request);
+
+private:
+    /// Where the last response leads to; "" where it leads nowhere.
+    static String findTarget(CNetRequest& request);
+    void check(CNetRequest& request, const String& target) const;
+    void go(CNetRequest& request, const String& target);
+    std::chrono::steady_clock::duration getElapsed() const;
+
+    const CRequestSetup& m_setup;
+    const std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
+    int m_followed = 0;
+};
+
+}  // namespace vexil::app

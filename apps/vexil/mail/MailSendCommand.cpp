@@ -1,0 +1,81 @@
+#include "apps/vexil/mail/MailSendCommand.h"
+
+#include "apps/vexil/base/Text.h"
+#include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/mail/MailContent.h"
+#include "apps/vexil/mail/MailDraft.h"
+#include "apps/vexil/mail/MailRefusal.h"
+#include "apps/vexil/mail/MailSession.h"
+#include "apps/vexil/session/Context.h"
+
+namespace vexil::app {
+
+namespace {
+
+constexpr int acceptedCode = 250;
+
+String toText(const std::string& argument) {
+    return String::fromUTF8Lossy(argument);
+}
+
+}  // namespace
+
+void CMailSendCommand::define(CCommandSyntax& syntax) {
+    syntax.command("send", "Send a mail")
+        .option("--from", "ADDRESS", m_from, "The sender, as jo@example.com")
+        .option("--name", "NAME", m_name, "The sender's name")
+        .options("--to", "ADDRESS", m_to, "A recipient; may be repeated")
+        .options("--cc", "ADDRESS", m_cc, "One who gets a copy; may be repeated")
+        .options("--bcc", "ADDRESS", m_bcc,
+                 "One who gets a copy of which the others do not learn; may be repeated")
+        .option("--subject", "TEXT", m_subject, "The subject line")
+        .fileOption("--text", m_textFile,
+                    "The text in UTF-8; - for standard input (default: no text). May be a pipe")
+        .options("--attach", "FILE", m_attachments, "A file or pipe to send along; may be repeated");
+    m_server.define(syntax);
+    syntax.footer(R"(Examples:
+  vexil mail send --server mail.example.com --from backup@example.com \
+      --to jo@example.com --subject 'Backup done' --text report.txt --attach files.txt
+  df -h | vexil mail send --from backup@example.com --to jo@example.com --text -
+
+A server that refuses one recipient gets no mail for the others either. If the connection fails when the whole mail
+was sent, the server may have taken it: the message says so, and the exit code is 1. A recipient that is named twice
+gets the mail once.)");
+}
+
+ExitCode CMailSendCommand::run(CContext& context) {
+    const CMailDraft draft = makeDraft(context);
+    CMailSession session(context, m_server);
+    session.send(draft);
+    context.getConsole().message(
+        Verbosity::Info, "sent: " + printable(getReply(session.getRequest().getReplies(), acceptedCode)));
+    return ExitCode::Done;
+}
+
+CMailDraft CMailSendCommand::makeDraft(CContext& context) const {
+    CMailDraft draft;
+    draft.setFrom(toText(m_name), toText(m_from));
+    for (const std::string& address : m_to) {
+        draft.addTo(toText(address));
+    }
+    for (const std::string& address : m_cc) {
+        draft.addCc(toText(address));
+    }
+    for (const std::string& address : m_bcc) {
+        draft.addBcc(toText(address));
+    }
+    if (draft.getRecipients().empty()) {
+        throw CInvalidArgError("CMailSendCommand",
+                               "there is no recipient: name one with --to, --cc or --bcc");
+    }
+    draft.setSubject(toText(m_subject));
+    if (!m_textFile.empty()) {
+        draft.setText(readMailText(m_textFile, context.getConsole()));
+    }
+    for (const std::string& file : m_attachments) {
+        draft.addAttachment(makeMailAttachment(toPath(file)));
+    }
+    return draft;
+}
+
+}  // namespace vexil::app

@@ -1,0 +1,76 @@
+#include "apps/vexil/mail/MailSession.h"
+
+#include "apps/vexil/base/Text.h"
+#include "apps/vexil/mail/MailDraft.h"
+#include "apps/vexil/mail/MailRefusal.h"
+#include "apps/vexil/mail/MailServerOptions.h"
+#include "apps/vexil/platform/Interrupt.h"
+#include "apps/vexil/session/Context.h"
+#include "apps/vexil/session/Credentials.h"
+
+namespace vexil::app {
+
+namespace {
+
+constexpr int loginAcceptedCode = 235;
+constexpr const char* noLogin = "The server offers no login on this connection.";
+
+}  // namespace
+
+CMailSession::CMailSession(CContext& context, const CMailServerOptions& server)
+    : CMailSession(context, server.makeParams(context.loadMailLogin())) {}
+
+CMailSession::CMailSession(CContext& context, const CSMTPParams& params)
+    : m_context(context), m_params(params), m_client(params) {
+    // It also has the certificate checked.
+    m_client.setRequestSetup(&context.getSetup());
+}
+
+void CMailSession::send(const CMailDraft& draft) {
+    const P<CMimeMessage> message = draft.makeMessage();
+    perform(draft.getRecipients(),
+            [&] { m_client.sendMail(draft.getSender(), draft.getRecipients(), *message); });
+    if (isLoginSkipped()) {
+        m_context.getConsole().message(Verbosity::Warning,
+                                       String("vexil: warning: ") + noLogin + " It has taken the mail.");
+    }
+}
+
+void CMailSession::test() {
+    perform({}, [this] { m_client.testConnection(); });
+    if (isLoginSkipped()) {
+        throw CError(noLogin);
+    }
+}
+
+void CMailSession::perform(const TArray<String>& recipients, const std::function<void()>& operation) {
+    try {
+        operation();
+    } catch (const CCURLError& error) {
+        const bool mayHaveBeenSent = m_client.mayHaveBeenSent();
+        if (mayHaveBeenSent && CInterrupt::isRequested()) {
+            m_context.getConsole().message(Verbosity::Error, "vexil: the server may have taken the mail");
+        }
+        throw makeMailError(error, m_client.getRequest().getReplies(), recipients, mayHaveBeenSent);
+    }
+}
+
+bool CMailSession::isLoggedIn() const {
+    return !getReply(m_client.getRequest().getReplies(), loginAcceptedCode).isEmpty();
+}
+
+bool CMailSession::isLoginSkipped() const {
+    return !m_params.getLoginName().isEmpty() && !isLoggedIn();
+}
+
+String CMailSession::describe() const {
+    String text = printable(m_params.getHost()) + ":" + String::fromInt(m_params.getPort()) + ": ";
+    text += CSMTPParams::connectTypeToString(m_params.getConnectType());
+    if (m_params.getConnectType() != CSMTPParams::ConnectUnencrypted) {
+        text +=
+            m_context.getSetup().checksCertificates() ? ", certificate checked" : ", certificate not checked";
+    }
+    return text + (isLoggedIn() ? ", logged in as " + printable(m_params.getLoginName()) : ", no login");
+}
+
+}  // namespace vexil::app

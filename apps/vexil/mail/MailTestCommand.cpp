@@ -1,0 +1,23 @@
+#include "apps/vexil/mail/MailTestCommand.h"
+
+#include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/mail/MailSession.h"
+#include "apps/vexil/session/Context.h"
+
+namespace vexil::app {
+
+void CMailTestCommand::define(CCommandSyntax& syntax) {
+    syntax.command("test", "Connect to a mail server and log in");
+    m_server.define(syntax);
+    syntax.footer(R"(Example:
+  vexil mail test --server mail.example.com --security ssl)");
+}
+
+ExitCode CMailTestCommand::run(CContext& context) {
+    CMailSession session(context, m_server);
+    session.test();
+    context.getConsole().print(session.describe());
+    return ExitCode::Done;
+}
+
+}  // namespace vexil::app

@@ -1,0 +1,150 @@
+#include "apps/vexil/mirror/Backup.h"
+
+#include "apps/vexil/base/Text.h"
+#include "apps/vexil/console/ErrorReport.h"
+#include "apps/vexil/console/FileProgress.h"
+#include "apps/vexil/files/FileInStream.h"
+#include "apps/vexil/platform/Interrupt.h"
+#include "apps/vexil/session/Context.h"
+#include "apps/vexil/session/TransferMonitor.h"
+#include "apps/vexil/transfer/TransferQueue.h"
+
+#include <memory>
+
+namespace vexil::app {
+
+CBackup::CBackup(CContext& context, IBackupStore& store)
+    : m_context(context), m_store(store), m_progress(context.getConsole()) {}
+
+/// One file on its way.
+class CBackup::CFileJob : public ITransferJob {
+public:
+    CFileJob(CBackup& backup, const std::filesystem::path& relativePath)
+        : m_backup(backup), m_relativePath(relativePath),
+          m_fileProgress(backup.m_progress, describe(relativePath)) {}
+
+    void prepare(CNetRequest& request) override {
+        if (!m_upload) {
+            open();
+        }
+        CTransferMonitor::of(request).setFile(&m_fileProgress);
+        m_upload->prepare(request);
+    }
+
+    void checkAnswer(CNetRequest& request) override { m_upload->checkAnswer(request); }
+
+    bool isComplete() const override { return m_upload->isComplete(); }
+
+    bool canBeginAnew(CNetRequest& request, const CError& error) override {
+        return m_upload->canBeginAnew(request, error);
+    }
+
+    bool canFallBack(CNetRequest& request, const CError& error) override {
+        return m_upload->canFallBack(request, error);
+    }
+
+    void onSuccess() override {
+        // Its checksum was right, but a program that writes in several places may have been half done.
+        if (m_file->hasChanged()) {
+            m_isStored = true;
+            throw CError(
+                "the file was changed while it was backed up: what is stored may be neither its old nor its "
+                "new content");
+        }
+        m_fileProgress.complete(m_file->getSize());
+    }
+
+    void onFailure(const CError& error) override {
+        CInterrupt::throwIfRequested();
+        const CErrorReport report(error);
+        const bool isChanged = m_upload && !m_isStored && m_file->hasChanged();
+        if (report.isHopeless() || (report.isAccessDenied() && !isChanged)) {
+            error.throwClone();
+        }
+        m_backup.onProblem(m_relativePath,
+                           isChanged
+                               ? String("the file was changed while it was backed up, and is not stored")
+                               : report.getLine());
+    }
+
+private:
+    void open() {
+        m_file = new CFileInStream(m_backup.m_folder / m_relativePath);
+        m_upload = m_backup.m_store.makeUpload(m_file, m_backup.m_folder, m_relativePath);
+    }
+
+    CBackup& m_backup;
+    std::filesystem::path m_relativePath;
+    CFileProgress m_fileProgress;
+    P<CFileInStream> m_file;
+    std::unique_ptr<ITransfer> m_upload;  // set with m_file, when the first transfer is prepared
+    bool m_isStored = false;
+};
+
+ExitCode CBackup::run(const CFolderWalker& walker, int jobs) {
+    try {
+        store(walker, jobs);
+    } catch (const std::exception&) {
+        printReport();
+        throw;
+    }
+    printReport();
+    return m_failures == 0 ? ExitCode::Done : ExitCode::Failed;
+}
+
+void CBackup::store(const CFolderWalker& walker, int jobs) {
+    m_folder = walker.getFolder();
+    m_store.begin();
+    CTransferQueue queue(m_context, m_store.getPolicy(), jobs);
+    m_queue = &queue;
+    walker.walk(*this);
+    queue.finish();
+    m_store.finish(walker, m_failures == 0,
+                   [this](const String& name, const String& reason) { onConflict(name, reason); });
+}
+
+void CBackup::onConflict(const String& name, const String& reason) {
+    ++m_failures;
+    m_context.getConsole().message(Verbosity::Error, "NOT consistent: " + printable(name) + ": " + reason);
+}
+
+void CBackup::onFile(const std::filesystem::path& relativePath) {
+    m_queue->start(std::make_unique<CFileJob>(*this, relativePath));
+}
+
+void CBackup::onSkipped(const std::filesystem::path& relativePath, const char* what) {
+    ++m_skipped;
+    m_context.getConsole().message(Verbosity::Warning, "skipped " + describe(relativePath) + ": " + what);
+}
+
+void CBackup::onPart(const std::filesystem::path& relativePath) {
+    m_context.getConsole().message(Verbosity::Warning,
+                                   "skipped " + describe(relativePath) +
+                                       ": a part of a file, of a program that runs or was killed");
+}
+
+void CBackup::onEmptyFolder(const std::filesystem::path&) {
+    ++m_emptyFolders;
+}
+
+void CBackup::onProblem(const std::filesystem::path& relativePath, const String& reason) {
+    ++m_failures;
+    m_context.getConsole().message(Verbosity::Error,
+                                   "NOT backed up: " + describe(relativePath) + ": " + reason);
+}
+
+void CBackup::printReport() {
+    CConsole& console = m_context.getConsole();
+    const double seconds = m_progress.getSeconds();
+    console.print("backed up: " + formatNumberOf(m_progress.getFileCount(), "file") + ", " +
+                  formatBytes(m_progress.getByteCount()) + " in " + formatSeconds(seconds) + " (" +
+                  formatRate(m_progress.getByteCount(), seconds) + "), " +
+                  formatNumberOf(m_store.getPolicy().getRetryCount(), "retry"));
+    console.print("not kept: " + formatCount(m_skipped) + " links and special files, " +
+                  formatNumberOf(m_emptyFolders, "empty folder") + ", modes and times of all files");
+    if (m_failures > 0) {
+        console.print("FAILED: " + formatNumberOf(m_failures, "entry") + ", named above");
+    }
+}
+
+}  // namespace vexil::app

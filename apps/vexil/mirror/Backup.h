@@ -1,0 +1,48 @@
+#pragma once
+
+#include "apps/vexil/base/ExitCode.h"
+#include "apps/vexil/console/Progress.h"
+#include "apps/vexil/files/FolderWalker.h"
+#include "apps/vexil/mirror/BackupStore.h"
+#include "vexil/BaseTypes.h"
+
+namespace vexil::app {
+
+class CContext;
+class CTransferQueue;
+
+/// Stores the regular files of a folder, each under its path. What cannot be read or stored is reported and does not
+/// hinder the rest; a server that will refuse everything ends it.
+class CBackup : private IFolderVisitor {
+public:
+    /// Context and store must outlive it.
+    CBackup(CContext& context, IBackupStore& store);
+
+    /// Does it, and prints what was done, also where it throws.
+    /// \param jobs  how many files are stored at once, at most
+    ExitCode run(const CFolderWalker& walker, int jobs);
+
+private:
+    class CFileJob;
+
+    void onFile(const std::filesystem::path& relativePath) override;
+    void onSkipped(const std::filesystem::path& relativePath, const char* what) override;
+    void onPart(const std::filesystem::path& relativePath) override;
+    void onEmptyFolder(const std::filesystem::path& relativePath) override;
+    void onProblem(const std::filesystem::path& relativePath, const String& reason) override;
+
+    void store(const CFolderWalker& walker, int jobs);
+    void onConflict(const String& name, const String& reason);
+    void printReport();
+
+    CContext& m_context;
+    IBackupStore& m_store;
+    std::filesystem::path m_folder;
+    CProgress m_progress;
+    CTransferQueue* m_queue = nullptr;  // while run() runs
+    int64 m_skipped = 0;
+    int64 m_emptyFolders = 0;
+    int64 m_failures = 0;
+};
+
+}  // namespace vexil::app

@@ -1,0 +1,36 @@
+#include "apps/vexil/mirror/CompareCommand.h"
+
+#include "apps/vexil/base/Text.h"
+#include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/console/Progress.h"
+#include "apps/vexil/mirror/FolderComparison.h"
+#include "apps/vexil/session/Context.h"
+
+namespace vexil::app {
+
+void CCompareCommand::define(CCommandSyntax& syntax) {
+    syntax.command("compare", "Compare the files of two folders, byte for byte")
+        .argument("FOLDER", m_first, "One folder")
+        .argument("OTHER", m_second, "The other folder")
+        .options("--exclude", "PATH", m_excluded, "A file or folder to leave out in both; may be repeated")
+        .footer(R"(Example:
+  vexil compare ~/Documents restored
+
+Each difference is printed. Links, special files and empty folders do not count. The exit code is 0 when
+all regular files are the same and 1 otherwise.)");
+}
+
+ExitCode CCompareCommand::run(CContext& context) {
+    const CFolderWalker first(toPath(m_first), m_excluded);
+    const CFolderWalker second(toPath(m_second), m_excluded);
+    CProgress progress(context.getConsole());
+    CFolderComparison comparison(context.getConsole(), progress, first, second);
+    comparison.run();
+    const int64 differences = comparison.getDifferenceCount();
+    context.getConsole().print("compared: " + formatNumberOf(progress.getFileCount(), "file") + ", " +
+                               formatBytes(progress.getByteCount()) + ", " +
+                               formatNumberOf(differences, "difference"));
+    return differences == 0 ? ExitCode::Done : ExitCode::Failed;
+}
+
+}  // namespace vexil::app

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "apps/vexil/files/FolderWalker.h"
+#include "apps/vexil/mirror/FileComparer.h"
+
+namespace vexil::app {
+
+class CConsole;
+class CProgress;
+
+/// Compares the regular files of two folders, each way: a file that only one of them has is a difference.
+/// Links, special files and empty folders do not count. Differences go to the console as they are found.
+class CFolderComparison {
+public:
+    /// Console and progress must outlive it.
+    CFolderComparison(CConsole& console, CProgress& progress, const CFolderWalker& first,
+                      const CFolderWalker& second);
+
+    void run();
+
+    /// Differences, and what could not be compared.
+    int64 getDifferenceCount() const noexcept { return m_differences; }
+
+private:
+    class CFirstVisitor;
+    class CSecondVisitor;
+
+    void compare(const std::filesystem::path& relativePath);
+    void report(const std::filesystem::path& relativePath, const String& what);
+
+    CConsole& m_console;
+    CProgress& m_progress;
+    const CFolderWalker& m_first;
+    const CFolderWalker& m_second;
+    CFileComparer m_comparer;
+    int64 m_differences = 0;
+};
+
+}  // namespace vexil::app

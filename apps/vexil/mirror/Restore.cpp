@@ -1,0 +1,206 @@
+#include "apps/vexil/mirror/Restore.h"
+
+#include "apps/vexil/base/Text.h"
+#include "apps/vexil/console/ErrorReport.h"
+#include "apps/vexil/console/FileProgress.h"
+#include "apps/vexil/files/PartFile.h"
+#include "apps/vexil/platform/Interrupt.h"
+#include "apps/vexil/platform/Platform.h"
+#include "apps/vexil/session/Context.h"
+#include "apps/vexil/session/TransferMonitor.h"
+#include "apps/vexil/transfer/TransferQueue.h"
+
+#include <system_error>
+#include <utility>
+
+namespace vexil::app {
+
+namespace fs = std::filesystem;
+
+/// One file on its way.
+class CRestore::CFileJob : public ITransferJob {
+public:
+    CFileJob(CRestore& restore, std::unique_ptr<IStoredFile> file)
+        : m_restore(restore), m_stored(std::move(file)), m_name(m_stored->getRelativeName().toLower()),
+          m_fileProgress(restore.m_progress, printable(m_stored->getName())) {}
+
+    ~CFileJob() override {
+        if (m_download) {
+            m_restore.m_namesUnderWay.erase(m_name);
+        }
+    }
+
+    /// What it will be called below the folder, for comparisons: some file systems take upper and lower case for the
+    /// same.
+    const String& getName() const noexcept { return m_name; }
+
+    void prepare(CNetRequest& request) override {
+        if (!m_download) {
+            open();
+        }
+        m_download->prepare(request);
+        CTransferMonitor::of(request).setFile(&m_fileProgress, m_file->getStream()->getPosition());
+    }
+
+    void checkAnswer(CNetRequest& request) override { m_download->checkAnswer(request); }
+
+    bool isComplete() const override { return m_download->isComplete(); }
+
+    bool canBeginAnew(CNetRequest& request, const CError& error) override {
+        return m_download->canBeginAnew(request, error);
+    }
+
+    bool canFallBack(CNetRequest& request, const CError& error) override {
+        return m_download->canFallBack(request, error);
+    }
+
+    void onSuccess() override {
+        m_restore.m_continuations += m_download->getContinuationCount();
+        const int64 listedSize = m_stored->getSize();
+        if (const int64 size = m_file->getStream()->getSize(); size != listedSize) {
+            throw CError("it has " + formatNumberOf(size, "byte") + ", but the listing says " +
+                         formatCount(listedSize));
+        }
+        m_file->commit();
+        m_fileProgress.complete(listedSize);
+    }
+
+    void onFailure(const CError& error) override {
+        CInterrupt::throwIfRequested();
+        if (CErrorReport(error).isHopeless()) {
+            error.throwClone();
+        }
+        m_restore.reportFailure(m_stored->getName(), error);
+    }
+
+private:
+    void open() {
+        const fs::path relativePath = m_stored->getRelativePath();
+        m_restore.makeFolders(relativePath.parent_path());
+        const fs::path path = m_restore.m_folder / relativePath;
+        const String content = m_stored->getContent();
+        m_restore.m_leftParts.lookInto(path.parent_path());
+        m_restore.m_leftParts.clear(path, content);
+        m_file = std::make_unique<CPartFile>(path, FileAccess::Usual, content);
+        m_restore.m_namesUnderWay.insert(m_name);
+        m_download = m_stored->makeDownload(m_file->getStream());
+    }
+
+    CRestore& m_restore;
+    std::unique_ptr<IStoredFile> m_stored;
+    String m_name;
+    CFileProgress m_fileProgress;
+    std::unique_ptr<CPartFile> m_file;
+    std::unique_ptr<IDownload> m_download;  // set with m_file, when the first transfer is prepared
+};
+
+CRestore::CRestore(CContext& context, IRestoreSource& source, const fs::path& folder)
+    : m_context(context), m_source(source), m_folder(folder), m_progress(context.getConsole()),
+      m_leftParts(context.getConsole()) {}
+
+ExitCode CRestore::run(int jobs) {
+    try {
+        restoreAll(jobs);
+    } catch (const std::exception&) {
+        printReport();
+        throw;
+    }
+    printReport();
+    if (m_progress.getFileCount() + m_failures == 0) {
+        m_context.getConsole().message(Verbosity::Warning,
+                                       String("vexil: warning: there was nothing to restore; ") +
+                                           m_source.getQuestionWhereEmpty());
+        return ExitCode::NotFound;
+    }
+    return m_failures == 0 ? ExitCode::Done : ExitCode::Failed;
+}
+
+void CRestore::restoreAll(int jobs) {
+    std::error_code failure;
+    fs::create_directories(m_folder, failure);
+    if (!fs::is_directory(m_folder)) {
+        throw CError("Cannot make the folder '" + describe(m_folder) +
+                         "': " + String::fromUTF8Lossy(failure.message()),
+                     "system", failure.value());
+    }
+    CTransferQueue queue(m_context, m_source.getPolicy(), jobs);
+    while (std::unique_ptr<IStoredFile> file = findNext(queue)) {
+        CInterrupt::throwIfRequested();
+        restore(queue, std::move(file));
+    }
+    queue.finish();
+    m_leftParts.clearAll();
+}
+
+std::unique_ptr<IStoredFile> CRestore::findNext(CTransferQueue& queue) {
+    try {
+        return m_source.findNext();
+    } catch (const std::exception&) {
+        // What was listed before shall not suffer from it.
+        queue.finish();
+        throw;
+    }
+}
+
+void CRestore::restore(CTransferQueue& queue, std::unique_ptr<IStoredFile> file) {
+    auto job = std::make_unique<CFileJob>(*this, std::move(file));
+    if (isInTheWayOf(job->getName())) {
+        queue.finish();
+    }
+    queue.start(std::move(job));
+}
+
+// One after the other, two files of one name replace each other, and what wants to be a folder finds the file.
+bool CRestore::isInTheWayOf(const String& name) const {
+    for (std::size_t end = 0; end != String::npos;) {
+        end = name.find(L'/', end + 1);
+        if (m_namesUnderWay.contains(name.substr(0, end))) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// Step by step: a link on the way, made by whoever, could lead out of the folder.
+void CRestore::makeFolders(const fs::path& relativePath) {
+    fs::path folder = m_folder;
+    for (const fs::path& name : relativePath) {
+        folder /= name;
+        std::error_code failure;
+        const fs::file_status status = getEntryStatus(folder, failure);
+        if (fs::is_directory(status)) {
+            continue;
+        }
+        if (fs::exists(status)) {
+            throw CError("Cannot make the folder '" + describe(folder) + "': there is " +
+                             (fs::is_symlink(status) ? "a link" : "a file") + " of this name",
+                         "system");
+        }
+        if (!fs::create_directory(folder, failure)) {
+            throw CError("Cannot make the folder '" + describe(folder) +
+                             "': " + String::fromUTF8Lossy(failure.message()),
+                         "system", failure.value());
+        }
+    }
+}
+
+void CRestore::reportFailure(const String& name, const CError& error) {
+    ++m_failures;
+    m_context.getConsole().message(Verbosity::Error,
+                                   "NOT restored: " + printable(name) + ": " + CErrorReport(error).getLine());
+}
+
+void CRestore::printReport() {
+    CConsole& console = m_context.getConsole();
+    const double seconds = m_progress.getSeconds();
+    console.print("restored: " + formatNumberOf(m_progress.getFileCount(), "file") + ", " +
+                  formatBytes(m_progress.getByteCount()) + " in " + formatSeconds(seconds) + " (" +
+                  formatRate(m_progress.getByteCount(), seconds) + "), " +
+                  formatNumberOf(m_source.getPolicy().getRetryCount(), "retry") + ", " +
+                  formatNumberOf(m_continuations, "continued download"));
+    if (m_failures > 0) {
+        console.print("FAILED: " + formatNumberOf(m_failures, m_source.getNoun()) + ", named above");
+    }
+}
+
+}  // namespace vexil::app

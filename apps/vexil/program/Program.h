@@ -1,0 +1,50 @@
+#pragma once
+
+#include "apps/vexil/base/Options.h"
+
+#include <exception>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+namespace vexil {
+class CNetRequest;
+}
+
+namespace vexil::app {
+
+class CCommand;
+class CConsole;
+class CVerboseLogFile;
+
+/// The program: its command line, and the way from every failure to a message and an exit code.
+class CProgram {
+public:
+    CProgram();
+    ~CProgram();
+    CProgram(const CProgram&) = delete;
+    CProgram& operator=(const CProgram&) = delete;
+
+    /// \return the exit code
+    int run(int argc, char** argv);
+
+private:
+    static int showHelp(CConsole& console, const std::string& text);
+    int runCommand(CConsole& console);
+    int runCommand(CConsole& console, CVerboseLogFile* verboseLog);
+    static int reportFailure(CConsole& console, const CNetRequest* request, const std::exception& error);
+    void addOptions(CLI::App& app);
+    void addCommands(CLI::App& app);
+    void addFTPCommands(CLI::App& app);
+    void addCommand(CLI::App& group, std::unique_ptr<CCommand> command);
+
+    COptions m_options;
+    std::vector<std::unique_ptr<CCommand>> m_commands;
+    CCommand* m_chosen = nullptr;
+};
+
+}  // namespace vexil::app

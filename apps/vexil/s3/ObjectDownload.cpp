@@ -1,0 +1,215 @@
+#include "apps/vexil/s3/ObjectDownload.h"
+
+#include "apps/vexil/base/Text.h"
+#include "apps/vexil/platform/Interrupt.h"
+#include "apps/vexil/session/Context.h"
+#include "apps/vexil/session/TransferMonitor.h"
+#include "apps/vexil/transfer/AnswerCheck.h"
+#include "vexil/net/CURLError.h"
+#include "vexil/net/ErrorClassification.h"
+
+namespace vexil::app {
+
+namespace {
+
+constexpr int statusPreconditionFailed = 412;
+constexpr int statusRangeNotSatisfiable = 416;
+
+// Only a strong ETag promises the same bytes (RFC 9110, 8.8.1).
+bool isStrong(const String& eTag) {
+    return !eTag.isEmpty() && !eTag.startsWith("W/");
+}
+
+bool isSuccess(int status) {
+    return status >= 200 && status <= 299;
+}
+
+// Behind a successful status only the way of the bytes can have failed: in the network, not here.
+bool isBrokenOnTheWay(const CError& error, int status) {
+    const bool isOurs = error.getDomain() == "system" || dynamic_cast<const CInvalidArgError*>(&error);
+    const bool isLibcurls = error.getDomain() == "curl";
+    const bool isStopped = isLibcurls && (error.getCode() == CURLE_ABORTED_BY_CALLBACK ||
+                                          error.getCode() == CURLE_OUT_OF_MEMORY);
+    return isSuccess(status) && !isOurs && !isStopped;
+}
+
+}  // namespace
+
+CObjectDownload::CObjectDownload(CContext& context, const String& bucket, const String& key,
+                                 const P<zet::IOutStream>& out)
+    : m_context(context), m_bucket(bucket), m_key(key), m_out(new CMD5OutStream(out)),
+      m_start(out->getPosition()) {}
+
+int64 CObjectDownload::getWrittenBytes() const {
+    return m_out->getPosition() - m_start;
+}
+
+void CObjectDownload::goOn(CFileOutStream& left, int64 size, const String& eTag) {
+    left.keep(size, [this](const void* data, int length) {
+        CInterrupt::throwIfRequested();
+        m_out->count(data, length);
+    });
+    m_eTag = eTag;
+    m_left = &left;
+    ++m_continuations;
+    m_context.getConsole().message(Verbosity::Info, "vexil: '" + printable(m_key) + "' goes on after " +
+                                                        formatBytes(size) +
+                                                        " that an earlier program has left.");
+}
+
+void CObjectDownload::prepare(CNetRequest& request) {
+    m_offset = getWrittenBytes();
+    m_out->mark();
+    CTransferMonitor::of(request).setOffset(m_offset);
+    const CRequiredETag condition(m_context.getSetup(), m_offset > 0 ? m_eTag : String());
+    m_context.getClient().prepareGetObjectRequest(request, m_bucket, m_key, m_offset, -1, m_out);
+}
+
+void CObjectDownload::checkAnswer(CNetRequest& request) {
+    checkAnswerIsComplete(request);
+    // Bytes behind a status that was not understood, which libcurl calls a success.
+    if (request.getDefaultReceiveBuffer()->getUsed() > 0) {
+        throw CError("The answer's status line '" + request.getHTTPStatusLine() + "' does not tell success.");
+    }
+    checkAnswerLength(request, getWrittenBytes() - m_offset);
+    if (m_offset > 0) {
+        checkContinuation(request);
+    }
+    checkContent(request);
+}
+
+void CObjectDownload::checkContent(CNetRequest& request) {
+    // Bytes of a transfer before this one that stand after its end.
+    const bool isTooLong = m_out->getSize() - m_start > getWrittenBytes();
+    const String contentMD5 = m_out->getContentMD5();
+    m_hasWrongContent = true;
+    if (isTooLong) {
+        m_restarts = maxRestarts;
+        throw CError("The object '" + printable(m_key) + "' became shorter while it was read.");
+    }
+    if (m_context.verifiesETags()) {
+        try {
+            checkContentMD5(request, contentMD5);
+        } catch (const CError&) {
+            m_restarts = contentMD5 == m_wrongMD5 ? maxRestarts : m_restarts;
+            m_wrongMD5 = contentMD5;
+            throw;
+        }
+    }
+    m_hasWrongContent = false;
+}
+
+bool CObjectDownload::tryToRestart() {
+    m_hasWrongContent = false;
+    if (m_restarts >= maxRestarts || CInterrupt::isRequested()) {
+        return false;
+    }
+    try {
+        m_out->restart();
+    } catch (const CError&) {
+        // A pipe has passed the bytes on: what is wrong with them is the error to show.
+        return false;
+    }
+    ++m_restarts;
+    m_eTag.clear();
+    m_context.getConsole().message(Verbosity::Info, "vexil: '" + printable(m_key) +
+                                                        "' came with other content than its ETag stands for; "
+                                                        "fetching it again.");
+    return true;
+}
+
+bool CObjectDownload::canBeginAnew(CNetRequest& request, const CError& error) {
+    if (areLeftBytesUseless(request, error)) {
+        return false;
+    }
+    if (m_hasWrongContent) {
+        return tryToRestart();
+    }
+    const bool isContinuation = m_offset > 0;
+    if (isContinuation && getHTTPStatusCodeFromError(error) == statusPreconditionFailed) {
+        throwReplaced();
+    }
+    if (CInterrupt::isRequested() || !isBrokenOnTheWay(error, request.getResponseCode())) {
+        return false;
+    }
+    if (getWrittenBytes() == 0) {
+        m_eTag.clear();
+    } else if (m_eTag.isEmpty() && !isStrong(getAnswerHeader(request, "etag"))) {
+        restartOrThrow(error);
+        return true;
+    } else {
+        m_eTag = m_eTag.isEmpty() ? getAnswerHeader(request, "etag") : m_eTag;
+    }
+    // Not every service heeds the condition.
+    if (isContinuation) {
+        checkContinuation(request);
+    }
+    ++m_continuations;
+    m_context.getConsole().message(Verbosity::Info, "vexil: '" + printable(m_key) + "' broke off after " +
+                                                        formatBytes(getWrittenBytes()) + " (" +
+                                                        printable(error.getMessage()) +
+                                                        "); going on from there.");
+    return true;
+}
+
+// Nobody could tell whether the rest would be of the same object.
+void CObjectDownload::restartOrThrow(const CError& error) {
+    try {
+        m_out->restart();
+    } catch (const CError&) {
+        // A pipe has passed the bytes on.
+        error.throwClone();
+    }
+    m_context.getConsole().message(Verbosity::Info, "vexil: '" + printable(m_key) + "' broke off (" +
+                                                        printable(error.getMessage()) +
+                                                        ") and has no strong ETag; fetching it again.");
+}
+
+bool CObjectDownload::isContinued(const CNetRequest& request) const {
+    const String wanted = "bytes " + String::fromInt(m_offset) + "-";
+    return getAnswerHeader(request, "etag") == m_eTag &&
+           getAnswerHeader(request, "content-range").startsWith(wanted);
+}
+
+bool CObjectDownload::areLeftBytesUseless(CNetRequest& request, const CError& error) const {
+    if (!m_left || m_hasWrongContent) {
+        return m_left.get() != nullptr;
+    }
+    const int status = getHTTPStatusCodeFromError(error);
+    return !m_isLeftConfirmed && (status == statusPreconditionFailed || status == statusRangeNotSatisfiable ||
+                                  (isSuccess(request.getResponseCode()) && !isContinued(request)));
+}
+
+bool CObjectDownload::canFallBack(CNetRequest& request, const CError& error) {
+    if (!areLeftBytesUseless(request, error) || CInterrupt::isRequested()) {
+        return false;
+    }
+    m_left->keep(0, nullptr);
+    m_out->restart();
+    m_left = nullptr;
+    m_hasWrongContent = false;
+    m_eTag.clear();
+    --m_continuations;
+    m_context.getConsole().message(Verbosity::Info, "vexil: what an earlier program has left of '" +
+                                                        printable(m_key) +
+                                                        "' is of no use; fetching all of it.");
+    return true;
+}
+
+void CObjectDownload::checkContinuation(const CNetRequest& request) {
+    if (getAnswerHeader(request, "etag") != m_eTag) {
+        throwReplaced();
+    }
+    if (!isContinued(request)) {
+        throw CError("The server went on with other bytes of the object '" + printable(m_key) +
+                     "' than those that were missing (Content-Range: '" +
+                     printable(getAnswerHeader(request, "content-range")) + "').");
+    }
+    m_isLeftConfirmed = true;
+}
+
+void CObjectDownload::throwReplaced() const {
+    throw CError("The object '" + printable(m_key) + "' was replaced by another one while it was read.");
+}
+
+}  // namespace vexil::app

@@ -1,0 +1,29 @@
+#include "apps/vexil/s3/ObjectListing.h"
+
+#include "apps/vexil/base/Text.h"
+#include "apps/vexil/platform/Interrupt.h"
+#include "apps/vexil/session/Context.h"
+
+namespace vexil::app {
+
+CObjectListing::CObjectListing(CContext& context, const String& bucket, const String& prefix)
+    : m_console(context.getConsole()),
+      m_objects(&context.getClient(), &context.getRequest(), bucket, prefix, "", -1) {
+    m_objects.setVerifyKeys(true);
+    m_objects.setEncodedKeys(true);
+}
+
+P<CS3ListObjectsElement> CObjectListing::findNext() {
+    CInterrupt::throwIfRequested();
+    return m_objects.next() ? m_objects.getCurrObject() : nullptr;
+}
+
+int64 CObjectListing::reportUnreadableKeys(const char* what) {
+    const TArray<String> names = takeUnreadableKeys();
+    for (const String& name : names) {
+        m_console.message(Verbosity::Error, String(what) + ": " + printable(name) + ": " + unreadableReason);
+    }
+    return static_cast<int64>(names.size());
+}
+
+}  // namespace vexil::app

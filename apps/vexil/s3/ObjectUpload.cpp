@@ -1,0 +1,47 @@
+#include "apps/vexil/s3/ObjectUpload.h"
+
+#include "apps/vexil/platform/Interrupt.h"
+#include "apps/vexil/session/Context.h"
+#include "apps/vexil/transfer/AnswerCheck.h"
+
+namespace vexil::app {
+
+namespace {
+
+constexpr int maxWrongContents = 2;
+
+}  // namespace
+
+CObjectUpload::CObjectUpload(CContext& context, const P<CFileInStream>& file, const String& bucket,
+                             const String& key, const String& contentType)
+    : m_context(context), m_file(file), m_bucket(bucket), m_key(key), m_contentType(contentType) {}
+
+void CObjectUpload::prepare(CNetRequest& request) {
+    m_file->seek(0);
+    m_context.getClient().preparePutObjectRequest(request, m_bucket, m_key, m_file, m_file->getSize(),
+                                                  m_contentType);
+}
+
+void CObjectUpload::checkAnswer(CNetRequest& request) {
+    checkAnswerIsComplete(request);
+    if (m_context.verifiesETags()) {
+        TMap<String, String> sent;
+        request.getCustomHTTPHeaders()->fillMap(sent);
+        m_hasWrongContent = true;
+        checkContentMD5(request, sent["content-md5"]);
+        m_hasWrongContent = false;
+    }
+}
+
+bool CObjectUpload::canBeginAnew(CNetRequest&, const CError& error) {
+    CInterrupt::throwIfRequested();
+    if (!m_hasWrongContent || m_wrongContents++ >= maxWrongContents) {
+        return false;
+    }
+    m_hasWrongContent = false;
+    m_context.getConsole().message(Verbosity::Info, "vexil: the upload failed (" + error.getMessage() +
+                                                        "); beginning it again.");
+    return true;
+}
+
+}  // namespace vexil::app

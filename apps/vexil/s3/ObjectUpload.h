@@ -1,0 +1,33 @@
+#pragma once
+
+#include "apps/vexil/files/FileInStream.h"
+#include "apps/vexil/transfer/Transfer.h"
+#include "vexil/BaseTypes.h"
+
+namespace vexil::app {
+
+class CContext;
+
+/// Stores a whole file as an object. An upload is begun again, at most twice, if the ETag says that the server has stored
+/// something else.
+class CObjectUpload : public ITransfer {
+public:
+    /// The context must outlive it.
+    CObjectUpload(CContext& context, const P<CFileInStream>& file, const String& bucket, const String& key,
+                  const String& contentType);
+
+    void prepare(CNetRequest& request) override;
+    void checkAnswer(CNetRequest& request) override;
+    bool canBeginAnew(CNetRequest& request, const CError& error) override;
+
+private:
+    CContext& m_context;
+    P<CFileInStream> m_file;
+    String m_bucket;
+    String m_key;
+    String m_contentType;
+    bool m_hasWrongContent = false;
+    int m_wrongContents = 0;
+};
+
+}  // namespace vexil::app

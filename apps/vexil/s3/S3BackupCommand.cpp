@@ -1,0 +1,40 @@
+#include "apps/vexil/s3/S3BackupCommand.h"
+
+#include "apps/vexil/base/Text.h"
+#include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/mirror/Backup.h"
+#include "apps/vexil/s3/S3BackupStore.h"
+#include "apps/vexil/session/Context.h"
+
+namespace vexil::app {
+
+void CS3BackupCommand::define(CCommandSyntax& syntax) {
+    syntax.command("backup", "Store all files of a folder as objects")
+        .argument("FOLDER", m_folder, "Folder to back up, with all below it")
+        .argument("BUCKET", m_bucket, "Bucket to store them in")
+        .optionalArgument("PREFIX", m_prefix, "Folder within the bucket (default: none)")
+        .options("--exclude", "PATH", m_excluded,
+                 "A file or folder to leave out, relative to FOLDER; may be repeated")
+        .number("--jobs", "N", m_jobs, 1, CTransferQueue::maxCount,
+                "How many files are stored at once, at most (default: 8)")
+        .footer(R"(Examples:
+  vexil s3 backup ~/Documents backups documents/
+  vexil s3 backup project backups --exclude build --exclude .cache
+
+Each regular file becomes an object named PREFIX/path, of at most 5 GiB. Links and special files are named and
+skipped; empty folders, modes and times are not kept. A file that cannot be read, or is changed
+meanwhile, is named, the rest is stored, and the exit code is 1.
+
+At the end the bucket is listed below PREFIX. The old object of a file that has become a folder is deleted when
+all files are stored. Objects that are left from a folder that has become a file stay; they are named, and the
+exit code is 1. Keys that may not list the bucket get a warning.)");
+}
+
+ExitCode CS3BackupCommand::run(CContext& context) {
+    const CFolderWalker walker(toPath(m_folder), m_excluded);
+    context.getClient();
+    CS3BackupStore store(context, String::fromUTF8(m_bucket), String::fromUTF8(m_prefix));
+    return CBackup(context, store).run(walker, m_jobs);
+}
+
+}  // namespace vexil::app

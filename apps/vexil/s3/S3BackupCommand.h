@@ -1,0 +1,25 @@
+#pragma once
+
+#include "apps/vexil/command/Command.h"
+#include "apps/vexil/transfer/TransferQueue.h"
+
+#include <string>
+#include <vector>
+
+namespace vexil::app {
+
+/// `vexil s3 backup`: a folder to objects.
+class CS3BackupCommand : public CCommand {
+public:
+    void define(CCommandSyntax& syntax) override;
+    ExitCode run(CContext& context) override;
+
+private:
+    std::string m_folder;
+    std::string m_bucket;
+    std::string m_prefix;
+    std::vector<std::string> m_excluded;
+    int m_jobs = CTransferQueue::defaultCount;
+};
+
+}  // namespace vexil::app

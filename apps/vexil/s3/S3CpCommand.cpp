@@ -1,0 +1,23 @@
+#include "apps/vexil/s3/S3CpCommand.h"
+
+#include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/session/Context.h"
+
+namespace vexil::app {
+
+void CS3CpCommand::define(CCommandSyntax& syntax) {
+    syntax.command("cp", "Copy an object within its bucket, on the server")
+        .argument("BUCKET", m_bucket, "Bucket that holds it")
+        .argument("FROM", m_from, "Name of the object")
+        .argument("TO", m_to, "Name of the copy; an object of this name is replaced")
+        .footer(R"(Example:
+  vexil s3 cp photos holiday.jpg 2024/holiday.jpg)");
+}
+
+ExitCode CS3CpCommand::run(CContext& context) {
+    context.getClient().copyObject(context.getRequest(), String::fromUTF8(m_bucket), String::fromUTF8(m_from),
+                                   String::fromUTF8(m_to));
+    return ExitCode::Done;
+}
+
+}  // namespace vexil::app

@@ -1,0 +1,47 @@
+#include "apps/vexil/s3/S3GetCommand.h"
+
+#include "apps/vexil/base/Text.h"
+#include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/console/StandardOutStream.h"
+#include "apps/vexil/files/LeftParts.h"
+#include "apps/vexil/files/PartFile.h"
+#include "apps/vexil/s3/ObjectDownload.h"
+#include "apps/vexil/session/Context.h"
+#include "apps/vexil/transfer/SingleTransfer.h"
+
+namespace vexil::app {
+
+void CS3GetCommand::define(CCommandSyntax& syntax) {
+    syntax.command("get", "Fetch an object")
+        .argument("BUCKET", m_bucket, "Bucket that holds it")
+        .argument("KEY", m_key, "Name of the object")
+        .optionalArgument("FILE", m_file,
+                          "Where to put it; a file of this name is replaced (default: standard output)")
+        .footer(R"(Examples:
+  vexil s3 get photos 2024/holiday.jpg holiday.jpg
+  vexil s3 get backups list.txt | less
+
+A download that breaks goes on where it broke. The file gets its name when it is
+complete; nothing is left of one that fails.)");
+}
+
+ExitCode CS3GetCommand::run(CContext& context) {
+    // Before the file is made: keys that are missing shall not cost one that is there.
+    context.getClient();
+    if (m_file.empty() || m_file == "-") {
+        download(context, new CStandardOutStream(context.getConsole()));
+    } else {
+        CLeftParts::clearOf(context.getConsole(), toPath(m_file));
+        CPartFile file(toPath(m_file));
+        download(context, file.getStream());
+        file.commit();
+    }
+    return ExitCode::Done;
+}
+
+void CS3GetCommand::download(CContext& context, const P<zet::IOutStream>& out) const {
+    CObjectDownload objectDownload(context, String::fromUTF8(m_bucket), String::fromUTF8(m_key), out);
+    runSingleTransfer(context, context.getS3Policy(), objectDownload);
+}
+
+}  // namespace vexil::app

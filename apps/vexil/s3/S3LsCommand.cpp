@@ -1,0 +1,43 @@
+#include "apps/vexil/s3/S3LsCommand.h"
+
+#include "apps/vexil/base/Text.h"
+#include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/s3/ObjectListing.h"
+#include "apps/vexil/session/Context.h"
+
+namespace vexil::app {
+
+namespace {
+
+constexpr std::size_t sizeColumns = 12;
+
+String padLeft(const String& text) {
+    const std::size_t missing = text.length() < sizeColumns ? sizeColumns - text.length() : 0;
+    return String(std::wstring(missing, L' ')) + text;
+}
+
+}  // namespace
+
+void CS3LsCommand::define(CCommandSyntax& syntax) {
+    syntax.command("ls", "List the objects of a bucket: size, time of change, name")
+        .argument("BUCKET", m_bucket, "Bucket to list")
+        .optionalArgument("PREFIX", m_prefix, "Only names that begin like this (default: all)")
+        .footer(R"(Examples:
+  vexil s3 ls photos
+  vexil s3 ls photos 2024/)");
+}
+
+ExitCode CS3LsCommand::run(CContext& context) {
+    CConsole& console = context.getConsole();
+    CObjectListing objects(context, String::fromUTF8(m_bucket), String::fromUTF8(m_prefix));
+    int64 unreadable = 0;
+    while (const P<CS3ListObjectsElement> element = objects.findNext()) {
+        unreadable += objects.reportUnreadableKeys("NOT listed");
+        console.print(padLeft(String::fromInt(element->getSize())) + "  " +
+                      printable(element->getLastModified()) + "  " + printable(element->getKey()));
+    }
+    unreadable += objects.reportUnreadableKeys("NOT listed");
+    return unreadable == 0 ? ExitCode::Done : ExitCode::Failed;
+}
+
+}  // namespace vexil::app

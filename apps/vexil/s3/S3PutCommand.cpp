@@ -1,0 +1,32 @@
+#include "apps/vexil/s3/S3PutCommand.h"
+
+#include "apps/vexil/base/Text.h"
+#include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/files/FileInStream.h"
+#include "apps/vexil/s3/ObjectUpload.h"
+#include "apps/vexil/session/Context.h"
+#include "apps/vexil/transfer/SingleTransfer.h"
+
+namespace vexil::app {
+
+void CS3PutCommand::define(CCommandSyntax& syntax) {
+    syntax.command("put", "Store a file as an object")
+        .argument("FILE", m_file, "What to store, at most 5 GiB")
+        .argument("BUCKET", m_bucket, "Bucket to store it in")
+        .argument("KEY", m_key, "Name of the object; one of this name is replaced")
+        .option("--content-type", "TYPE", m_contentType,
+                "MIME type to keep with it (default: application/octet-stream)")
+        .footer(R"(Example:
+  vexil s3 put holiday.jpg photos 2024/holiday.jpg --content-type image/jpeg)");
+}
+
+ExitCode CS3PutCommand::run(CContext& context) {
+    const P<CFileInStream> file = new CFileInStream(toPath(m_file));
+    CObjectUpload upload(context, file, String::fromUTF8(m_bucket), String::fromUTF8(m_key),
+                         String::fromUTF8(m_contentType));
+    runSingleTransfer(context, context.getS3Policy(), upload);
+    file->checkUnchanged();
+    return ExitCode::Done;
+}
+
+}  // namespace vexil::app

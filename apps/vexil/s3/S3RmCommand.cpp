@@ -1,0 +1,84 @@
+#include "apps/vexil/s3/S3RmCommand.h"
+
+#include "apps/vexil/base/MissingError.h"
+#include "apps/vexil/base/Text.h"
+#include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/console/ErrorReport.h"
+#include "apps/vexil/s3/ObjectListing.h"
+#include "apps/vexil/session/Context.h"
+#include "apps/vexil/transfer/AnswerCheck.h"
+
+namespace vexil::app {
+
+namespace {
+
+/// Whether an object exists, or these keys may not know: the response to a deletion does not tell.
+bool mayExist(CContext& context, const String& bucket, const String& key) {
+    try {
+        context.getClient().getObjectHeaders(context.getRequest(), bucket, key);
+        checkAnswerIsComplete(context.getRequest());
+        return true;
+    } catch (const CError& error) {
+        const CErrorReport report(error);
+        if (report.getExitCode() != ExitCode::NotFound && !report.isAccessDenied()) {
+            throw;
+        }
+        return report.isAccessDenied();
+    }
+}
+
+}  // namespace
+
+void CS3RmCommand::define(CCommandSyntax& syntax) {
+    syntax.command("rm", "Delete an object, or all objects below a prefix")
+        .argument("BUCKET", m_bucket, "Bucket that holds it")
+        .argument("KEY", m_key, "Name of the object; with --recursive the beginning of all names to delete")
+        .flag("-r,--recursive", m_isRecursive, "Delete every object whose name begins with KEY")
+        .footer(R"(Examples:
+  vexil s3 rm photos 2024/holiday.jpg
+  vexil s3 rm --recursive photos 2024/
+  vexil s3 rm --recursive photos ""        (the whole bucket)
+
+There is no question before, and no way back. If nothing is there to delete, the exit code is 3. An object whose
+key cannot be read from the listing is named and stays, and the exit code is 1.)");
+}
+
+ExitCode CS3RmCommand::run(CContext& context) {
+    if (m_isRecursive) {
+        return removeAll(context);
+    }
+    const String bucket = String::fromUTF8(m_bucket);
+    const String key = String::fromUTF8(m_key);
+    const bool isThere = mayExist(context, bucket, key);
+    // In any case, since an object may be stored in between; and the response tells of a bucket that does not exist.
+    context.getClient().deleteObject(context.getRequest(), bucket, key);
+    checkAnswerIsComplete(context.getRequest());
+    if (!isThere) {
+        throw CMissingError("There is no object '" + printable(key) + "' in the bucket '" +
+                            printable(bucket) + "'.");
+    }
+    return ExitCode::Done;
+}
+
+ExitCode CS3RmCommand::removeAll(CContext& context) const {
+    const String bucket = String::fromUTF8(m_bucket);
+    CObjectListing objects(context, bucket, String::fromUTF8(m_key));
+    int64 count = 0;
+    int64 unreadable = 0;
+    while (const P<CS3ListObjectsElement> element = objects.findNext()) {
+        unreadable += objects.reportUnreadableKeys("NOT deleted");
+        context.getClient().deleteObject(context.getRequest(), bucket, element->getKey());
+        checkAnswerIsComplete(context.getRequest());
+        ++count;
+    }
+    unreadable += objects.reportUnreadableKeys("NOT deleted");
+    context.getConsole().print("deleted: " + formatNumberOf(count, "object"));
+    if (count + unreadable == 0) {
+        context.getConsole().message(Verbosity::Warning,
+                                     "vexil: warning: there was nothing to delete; is the prefix right?");
+        return ExitCode::NotFound;
+    }
+    return unreadable == 0 ? ExitCode::Done : ExitCode::Failed;
+}
+
+}  // namespace vexil::app

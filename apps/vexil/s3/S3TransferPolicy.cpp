@@ -1,0 +1,45 @@
+#include "apps/vexil/s3/S3TransferPolicy.h"
+
+#include "vexil/net/ErrorClassification.h"
+#include "vexil/s3/S3Client.h"
+
+namespace vexil::app {
+
+namespace {
+
+void checkStatus(CNetRequest& request) {
+    request.checkAsyncResult();
+    // The status of a URL that begins with "HTTP://" is left to the caller.
+    const int status = request.getResponseCode();
+    if (request.getResponseCodeDomain() == "http" && (status < 200 || status > 299)) {
+        request.throwError(CURLE_HTTP_RETURNED_ERROR, "http", status, "");
+    }
+}
+
+}  // namespace
+
+void CS3TransferPolicy::checkResult(CNetRequest& request) {
+    try {
+        checkStatus(request);
+    } catch (std::exception& error) {
+        CS3Client::tryThrowBetterError(error, *request.getDefaultReceiveBuffer());
+        throw;
+    }
+    m_patience.onSuccess();
+}
+
+std::optional<std::chrono::milliseconds>
+CS3TransferPolicy::decideRetry(CNetRequest& request, const CError& error, CPatience::Failures& failures) {
+    // The next try is signed with the time that it is then. A clock that is wrong stays so.
+    const bool isClockWrong =
+        error.getProps().lookup("s3-code") == "RequestTimeTooSkewed" && failures.count > 0;
+    return isTransientError(error) && !isClockWrong ? decidePause(request, error, failures) : std::nullopt;
+}
+
+std::optional<std::chrono::milliseconds>
+CS3TransferPolicy::decidePause(CNetRequest& request, const CError& error, CPatience::Failures& failures) {
+    return m_patience.decidePause(error, failures, hasMovedBytes(request, error),
+                                  CPatience::findRetryAfter(request));
+}
+
+}  // namespace vexil::app

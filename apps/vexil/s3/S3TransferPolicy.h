@@ -1,0 +1,31 @@
+#pragma once
+
+#include "apps/vexil/transfer/TransferPolicy.h"
+
+namespace vexil::app {
+
+/// Treats transfers of S3: what may pass (isTransientError()) is tried again as the patience allows, prepared and signed
+/// again.
+class CS3TransferPolicy : public ITransferPolicy {
+public:
+    /// The patience must outlive it.
+    explicit CS3TransferPolicy(CPatience& patience) : m_patience(patience) {}
+
+    void checkResult(CNetRequest& request) override;
+    std::optional<std::chrono::milliseconds> decideRetry(CNetRequest& request, const CError& error,
+                                                         CPatience::Failures& failures) override;
+    std::optional<std::chrono::milliseconds> decidePause(CNetRequest& request, const CError& error,
+                                                         CPatience::Failures& failures) override;
+    bool mayTryAgain(const CPatience::Failures& failures) const override {
+        return m_patience.mayTryAgain(failures);
+    }
+    bool isRefusedConnection(CNetRequest&, const CError&) const override { return false; }
+    /// To be called for a success that checkResult() does not see.
+    void onSuccess() { m_patience.onSuccess(); }
+    int64 getRetryCount() const override { return m_patience.getRetryCount(); }
+
+private:
+    CPatience& m_patience;
+};
+
+}  // namespace vexil::app

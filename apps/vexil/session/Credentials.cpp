@@ -1,0 +1,93 @@
+#include "apps/vexil/session/Credentials.h"
+
+#include "apps/vexil/base/Text.h"
+#include "apps/vexil/platform/Platform.h"
+
+#include <cerrno>
+#include <fstream>
+#include <string>
+
+namespace vexil::app {
+
+namespace {
+
+[[noreturn]] void refuse(const String& message) {
+    throw CInvalidArgError("CCredentials", message);
+}
+
+// The bytes stay out of the message: they are a secret, if perhaps a damaged one.
+String decode(const std::string& bytes, const String& where) {
+    try {
+        return String::fromUTF8(bytes);
+    } catch (const CError&) {
+        refuse(where + " is not UTF-8 text");
+    }
+}
+
+String fromVariable(const char* name, const CCredentialNames& names) {
+    const auto value = getEnvironmentVariable(name);
+    if (!value || value->empty()) {
+        refuse(String("the credentials are missing: set ") + names.nameVariable + " and " +
+               names.secretVariable + ", or name a file with --credentials (" + name + " is not set)");
+    }
+    return decode(*value, String("the value of ") + name);
+}
+
+}  // namespace
+
+const CCredentialNames CCredentials::s3 = {"VEXIL_S3_ACCESS_KEY", "VEXIL_S3_SECRET_KEY", "access_key",
+                                           "secret_key"};
+const CCredentialNames CCredentials::ftp = {"VEXIL_FTP_USER", "VEXIL_FTP_PASSWORD", "user", "password"};
+const CCredentialNames CCredentials::mail = {"VEXIL_MAIL_USER", "VEXIL_MAIL_PASSWORD", "user", "password"};
+
+CCredentials::CCredentials(const String& name, const String& secret) : m_name(name), m_secret(secret) {}
+
+bool CCredentials::areInEnvironment(const CCredentialNames& names) {
+    const auto isSet = [](const char* name) { return !getEnvironmentVariable(name).value_or("").empty(); };
+    return isSet(names.nameVariable) || isSet(names.secretVariable);
+}
+
+CCredentials CCredentials::fromEnvironment(const CCredentialNames& names) {
+    return {fromVariable(names.nameVariable, names), fromVariable(names.secretVariable, names)};
+}
+
+CCredentials CCredentials::fromFile(const std::filesystem::path& file, const CCredentialNames& names) {
+    errno = 0;
+    std::ifstream stream(file, std::ios::binary);
+    if (!stream) {
+        refuse("cannot open the credentials file '" + describe(file) + "': " + describeSystemError(errno));
+    }
+    return fromStream(stream, "'" + describe(file) + "'", names);
+}
+
+CCredentials CCredentials::fromStream(std::istream& stream, const String& streamName,
+                                      const CCredentialNames& names) {
+    String name;
+    String secret;
+    std::string bytes;
+    errno = 0;
+    for (int number = 1; std::getline(stream, bytes); ++number) {
+        const String where = "line " + String::fromInt(number) + " of the credentials file " + streamName;
+        const String line = decode(bytes, where).trimmed();
+        if (line.isEmpty() || line.startsWith("#")) {
+            continue;
+        }
+        const std::size_t equals = line.find(L'=');
+        const String key = line.substr(0, equals).trimmed();
+        if (equals == String::npos || (!(key == names.nameKey) && !(key == names.secretKey))) {
+            refuse(where + " begins neither with '" + names.nameKey + "=' nor with '" + names.secretKey +
+                   "='");
+        }
+        (key == names.nameKey ? name : secret) = line.substr(equals + 1).trimmed();
+    }
+    if (stream.bad()) {
+        refuse("cannot read the credentials file " + streamName + ": " + describeSystemError(errno));
+    }
+    if (name.isEmpty() || secret.isEmpty()) {
+        refuse("the credentials file " + streamName + " has no " +
+               (name.isEmpty() ? names.nameKey : names.secretKey));
+    }
+    return {name, secret};
+}
+
+}  // namespace vexil::app

@@ -1,0 +1,94 @@
+#include "apps/vexil/session/RequestSetup.h"
+
+#include "apps/vexil/console/Console.h"
+#include "apps/vexil/session/TransferMonitor.h"
+
+#include <cmath>
+
+namespace vexil::app {
+
+namespace {
+
+constexpr int defaultConnectMilliseconds = 30000;
+constexpr int maxRecordedBytes = 65536;
+
+}  // namespace
+
+CRequestSetup::CRequestSetup(const COptions& options, CConsole& console, CVerboseLogFile* verboseLog)
+    : m_options(options), m_certificates(options) {
+    if (m_options.proxy) {
+        m_proxy.emplace(*m_options.proxy);
+    }
+    if (verboseLog || console.shows(Verbosity::Debug)) {
+        m_wireLog = new CWireLog(console, verboseLog);
+    }
+}
+
+void CRequestSetup::setUp(CNetRequest& request) {
+    m_certificates.setUp(request);
+    setRedirects(request);
+    setProxy(request);
+    setTimeouts(request, {});
+    CTransferMonitor::watch(request);
+    if (m_wireLog) {
+        request.setVerbose(true);
+        request.setVerboseRecordLimit(maxRecordedBytes);
+        request.setDoneListener(m_wireLog);
+    }
+    if (!m_requiredETag.isEmpty()) {
+        if (const P<CNetHeaders> headers = request.getCustomHTTPHeaders()) {
+            headers->add("If-Match", m_requiredETag);
+        }
+    }
+}
+
+void CRequestSetup::tellWire(CNetRequest& request) const {
+    if (m_wireLog) {
+        m_wireLog->onDone(&request, nullptr);
+    }
+}
+
+void CRequestSetup::tellGivenUp(CNetRequest& request) const {
+    if (m_wireLog) {
+        m_wireLog->onGivenUp(request);
+    }
+}
+
+void CRequestSetup::setUpNextURL(CNetRequest& request, std::chrono::steady_clock::duration elapsed) const {
+    setProxy(request);
+    setTimeouts(request, elapsed);
+}
+
+bool CRequestSetup::isTimeOver(std::chrono::steady_clock::duration elapsed) const noexcept {
+    return m_options.timeoutSeconds > 0 &&
+           std::chrono::duration<double>(elapsed).count() >= m_options.timeoutSeconds;
+}
+
+// For redirects that libcurl follows. It judges each by the list alone, not by where it comes from.
+void CRequestSetup::setRedirects(CNetRequest& request) const {
+    const bool staysEncrypted = !m_options.redirectToHTTP && !request.getURL().startsWithNoCase("http:");
+    request.setRedirectProtocols(staysEncrypted ? "https" : "http,https");
+    request.setMaxRedirects(maxRedirects);
+    if (m_proxy && m_proxy->dependsOnURL()) {
+        // libcurl would reach the next host by the proxy of the first one.
+        request.setFollowRedirects(false);
+    }
+}
+
+void CRequestSetup::setProxy(CNetRequest& request) const {
+    if (m_proxy) {
+        m_proxy->setUp(request);
+    }
+}
+
+void CRequestSetup::setTimeouts(CNetRequest& request, std::chrono::steady_clock::duration elapsed) const {
+    if (m_options.timeoutSeconds > 0) {
+        const double seconds = m_options.timeoutSeconds - std::chrono::duration<double>(elapsed).count();
+        const auto milliseconds = std::max(1LL, std::llround(seconds * 1000));
+        request.setFullRequestTimeout(zet::CTimeSpan::fromMilliseconds(milliseconds));
+        request.setConnectTimeout(
+            zet::CTimeSpan::fromMilliseconds(std::min<int64>(milliseconds, defaultConnectMilliseconds)));
+    }
+}
+
+}  // namespace vexil::app

@@ -1,0 +1,41 @@
+#include "apps/vexil/transfer/AnswerCheck.h"
+
+#include "vexil/net/ErrorClassification.h"
+#include "vexil/s3/S3Client.h"
+#include "zet/ParseNumber.h"
+
+namespace vexil::app {
+
+void checkAnswerIsComplete(const CNetRequest& request) {
+    if (request.hasDroppedHeaderLine()) {
+        throw makeTransientError("A header line of the response could not be read.");
+    }
+    if (!request.isResponseComplete()) {
+        throw makeTransientError("The connection ended within the headers of the answer.");
+    }
+}
+
+void checkAnswerLength(const CNetRequest& request, int64 receivedBytes) {
+    const String announced = getAnswerHeader(request, "content-length");
+    if (!announced.isEmpty() && zet::parseInt64(announced, false) != receivedBytes) {
+        throw CError("Received " + String::fromInt(receivedBytes) + " of the " + announced +
+                     " bytes that the answer announced.");
+    }
+}
+
+void checkContentMD5(const CNetRequest& request, const String& contentMD5) {
+    const String expected = CS3Client::getContentMD5(request.getResponseHeaderMap());
+    if (!expected.isEmpty() && !(expected == contentMD5)) {
+        throw CError("the content is not what the ETag " + getAnswerHeader(request, "etag") +
+                     " stands for: it was changed on the way or in the store (if the ETags of this server "
+                     "only look like an MD5: --no-verify-etag)");
+    }
+}
+
+String getAnswerHeader(const CNetRequest& request, const char* name) {
+    const auto& headers = request.getResponseHeaderMap();
+    const auto found = headers.find(name);
+    return found == headers.end() ? String() : found->second;
+}
+
+}  // namespace vexil::app

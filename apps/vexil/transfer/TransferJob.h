@@ -1,0 +1,16 @@
+#pragma once
+
+#include "apps/vexil/transfer/Transfer.h"
+
+namespace vexil::app {
+
+/// A transfer for CTransferQueue, which calls one of its ends unless it is given up.
+class ITransferJob : public ITransfer {
+public:
+    /// Called when the transfer is done. What it throws is given to onFailure().
+    virtual void onSuccess() = 0;
+    /// Called when it has failed for good. What it throws ends the queue and all other jobs.
+    virtual void onFailure(const CError& error) = 0;
+};
+
+}  // namespace vexil::app

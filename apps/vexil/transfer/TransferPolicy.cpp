@@ -1,0 +1,22 @@
+#include "apps/vexil/transfer/TransferPolicy.h"
+
+#include "apps/vexil/session/TransferMonitor.h"
+#include "vexil/net/CURLError.h"
+
+namespace vexil::app {
+
+namespace {
+
+constexpr int firstRefusal = 400;
+
+}  // namespace
+
+ITransferPolicy::~ITransferPolicy() = default;
+
+bool ITransferPolicy::hasMovedBytes(CNetRequest& request, const CError& error) {
+    const bool isRefused =
+        error.getDomain() == "http" || CCURLError::getResponseCode(error.getProps()) >= firstRefusal;
+    return !isRefused && CTransferMonitor::of(request).getBytes() > 0;
+}
+
+}  // namespace vexil::app

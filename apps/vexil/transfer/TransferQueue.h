@@ -1,0 +1,91 @@
+#pragma once
+
+#include "apps/vexil/transfer/TransferJob.h"
+#include "apps/vexil/transfer/TransferPolicy.h"
+#include "apps/vexil/transfer/TransferThread.h"
+
+#include <deque>
+#include <memory>
+#include <vector>
+
+namespace vexil::app {
+
+class CContext;
+
+/// Runs transfers beside each other: a worker thread moves their bytes, and the thread that uses the queue
+/// prepares requests and calls jobs, within start() and finish().
+///
+/// A transfer that fails is tried again as the policy wants it; in the pause before, the others go on. Tries are counted
+/// for the whole job, however many requests it has. In all waits an interrupt is heeded.
+///
+/// Where the server refuses a further connection, fewer transfers run at once from then on, but one at least. If it takes
+/// no connection for transfers at all beside the one for the policy's own operations, they go over that one.
+///
+/// One thread. When start() or finish() has thrown, the queue is to be destroyed, which gives up all that runs.
+class CTransferQueue {
+public:
+    static constexpr int defaultCount = 8;
+    /// With up to four descriptors each they stay below what initializePlatform() asks the system for.
+    static constexpr int maxCount = 400;
+
+    /// Context and policy must outlive it.
+    /// \param count  how many transfers run at once, at most
+    CTransferQueue(CContext& context, ITransferPolicy& policy, int count);
+    /// Gives up what still runs. The jobs are destroyed when their transfers have been ended.
+    ~CTransferQueue();
+    CTransferQueue(const CTransferQueue&) = delete;
+    CTransferQueue& operator=(const CTransferQueue&) = delete;
+
+    /// Begins a job and returns when a further one could begin: with a count of 1, when this one is done.
+    /// \throws what ITransferJob::onFailure() has thrown, "Interrupted." (CInterrupt), what has ended the worker
+    void start(std::unique_ptr<ITransferJob> job);
+    /// Returns when all jobs are done. Further ones may follow.
+    /// \throws the same
+    void finish();
+
+private:
+    class CSlot;
+    struct CWaitingJob {
+        std::unique_ptr<ITransferJob> job;
+        CPatience::Failures failures;
+    };
+
+    CSlot& takeSlot();
+    void releaseSlot(CSlot& slot);
+    CSlot& findSlot(const CNetRequest* request) const;
+    void beginWaitingJobs();
+    void begin(CSlot& slot);
+    bool prepare(CSlot& slot);
+    void handOver(CSlot& slot);
+    void handOverDueSlots();
+    void handleEnd(CSlot& slot);
+    void handleFailedTry(CSlot& slot, const CError& error);
+    bool isBeyondConnections(const CSlot& slot, const CError& error) const;
+    void giveUpSlot(CSlot& slot);
+    bool canGoOnOverOne(const CSlot& slot, const CError& error) const;
+    void goOnOverOne(CSlot& slot);
+    void startWorker();
+    TArray<P<CNetRequest>> takeFinished();
+    std::optional<std::chrono::milliseconds> decidePause(CSlot& slot, const CError& error);
+    void fallBackOrFail(CSlot& slot, const CError& error);
+    void fail(CSlot& slot, const CError& error);
+    int getUnfinishedCount() const noexcept;
+    void waitForEnds();
+    void showProgress() const;
+    void tellGivenUp() noexcept;
+    int getWaitTime() const;
+    void checkWorker() const;
+
+    CContext& m_context;
+    ITransferPolicy& m_policy;
+    int m_count;
+    std::deque<CWaitingJob> m_waitingJobs;
+    std::vector<std::unique_ptr<CSlot>> m_slots;
+    std::vector<CSlot*> m_freeSlots;
+    int m_running = 0;
+    P<CTransferThread> m_worker;
+    P<CNetRequest> m_onlyRequest;           // null while the worker performs the transfers
+    TArray<P<CNetRequest>> m_finishedHere;  // what was performed on this thread
+};
+
+}  // namespace vexil::app

@@ -1,0 +1,46 @@
+#include "apps/vexil/transfer/TransferThread.h"
+
+#include "vexil/async/AsyncNetRequestManager.h"
+#include "zet/Log.h"
+
+#include <utility>
+
+namespace vexil::app {
+
+namespace {
+
+// More than there ever are: an FTP connection that is closed would leave its goodbye among the replies of a transfer.
+constexpr int maxConnections = 100000;
+
+}  // namespace
+
+CTransferThread::CTransferThread() : CAsyncNetRequestThread(nullptr) {}
+
+CTransferThread::~CTransferThread() {
+    // The worker uses what is declared here.
+    try {
+        stop(true);
+    } catch (const std::exception& error) {
+        zet::onExceptionInDestructorIgnored("vexil::app::CTransferThread", &error);
+    }
+}
+
+TArray<P<CNetRequest>> CTransferThread::takeFinished(int milliseconds) {
+    m_hasFinished.wait(milliseconds);
+    const std::scoped_lock lock(m_mutex);
+    m_hasFinished.reset();
+    return std::exchange(m_finished, {});
+}
+
+void CTransferThread::handleManagerEvents(CAsyncNetRequestManager& manager) {
+    manager.setMaxConnections(maxConnections);
+    TArray<P<CNetRequest>> finished;
+    if (manager.handleEvents(&finished) == 0) {
+        return;
+    }
+    const std::scoped_lock lock(m_mutex);
+    m_finished.insert(m_finished.end(), finished.begin(), finished.end());
+    m_hasFinished.set();
+}
+
+}  // namespace vexil::app
