@@ -23,7 +23,7 @@ WORDS = (
     (r"shall", "must; will; do not"),
     (r"whoever", "a caller who, code that"),
     (r"answers?", "response (HTTP, S3), reply (FTP, SMTP); responds, replies"),
-    (r"(?:is|are|was|were)\s+none", "does not exist, there is no, is missing, is not one"),
+    (r"(?<!there\s)(?:is|are|was|were)\s+none", "does not exist, there is no, is missing, is not one"),
     (r"but\s+for", "unless, except"),
     (r"in\s+hand", "owns, keeps a reference to"),
 )
