@@ -247,7 +247,7 @@ TEST_F(S3ObjectEnumTest, SaysThatAPageEndedWithinItsHeaders) {
     objects.setEncodedKeys(true);
     const auto error = thrownBy<CError>([&] { objects.next(); });
     ASSERT_TRUE(error);
-    EXPECT_EQ(error->getMessage(), "The connection ended within the headers of the answer.");
+    EXPECT_EQ(error->getMessage(), "The connection ended within the headers of the response.");
     EXPECT_TRUE(vexil::isTransientError(*error));
     EXPECT_THAT(walk(objects), ElementsAre("a"));
 }

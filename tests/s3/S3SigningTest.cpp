@@ -395,10 +395,10 @@ INSTANTIATE_TEST_SUITE_P(
                     BadURL{"http://host:port", "base URL contains an invalid port"},
                     BadURL{"http://host:65536", "base URL contains an invalid port"},
                     BadURL{"http://host:-1", "base URL contains an invalid port"},
-                    BadURL{"http://ho st", "base URL must not contain blanks or control characters"},
+                    BadURL{"http://ho st", "base URL must not contain spaces or control characters"},
                     BadURL{" http://host", "base URL must begin with http:// or https://"},
-                    BadURL{"http://host ", "base URL must not contain blanks or control characters"},
-                    BadURL{"http://host\r\nX: y", "base URL must not contain blanks or control characters"},
+                    BadURL{"http://host ", "base URL must not contain spaces or control characters"},
+                    BadURL{"http://host\r\nX: y", "base URL must not contain spaces or control characters"},
                     BadURL{"http://[::1", "base URL is malformed"}));
 
 // ---- set-up hook -----------------------------------------------------------------------------------------

@@ -167,7 +167,7 @@ TEST_F(S3PutStream, RefusesMoreBytesThanWereAskedFor) {
     };
     Liar stream;
     EXPECT_EQ(plainErrorOf([&] { client.putObject(request, "b", "k", &stream, 5, ""); }),
-              "The stream returned 6 bytes where 0 to 5 were asked for.");
+              "The stream returned 6 bytes where 0 to 5 were requested.");
 }
 
 // ---- get -------------------------------------------------------------------------------------------------
@@ -196,7 +196,7 @@ TEST_F(S3GetStream, RefusesTheWholeObjectInsteadOfARange) {
     peer.onConnection().expectRequest().reply(reply("200 OK", "hello")).clientMayLeave();
     Stream stream;
     EXPECT_EQ(plainErrorOf([&] { client.getObject(request, "b", "k", 1, -1, &stream); }),
-              "The server answered the request for a part of the object with status 200 instead of 206.");
+              "The server responded to the request for a part of the object with status 200 instead of 206.");
     EXPECT_EQ(stream.bytes, "");
 }
 
@@ -226,7 +226,7 @@ TEST_F(S3GetStream, RefusesAnotherRange) {
             CNetRequest own;
             Stream stream;
             EXPECT_EQ(plainErrorOf([&] { client.getObject(own, "b", "k", 1, 3, &stream); }),
-                      "The server answered the request for bytes from 1 to 3 of the object with " + text +
+                      "The server responded to the request for bytes from 1 to 3 of the object with " + text +
                           ".");
             EXPECT_EQ(stream.bytes, "");
         }
@@ -240,7 +240,7 @@ TEST_F(S3GetStream, RefusesARangeThatEndsEarlyWhereAllWasAskedFor) {
         .clientMayLeave();
     Stream stream;
     EXPECT_EQ(plainErrorOf([&] { client.getObject(request, "b", "k", 1, -1, &stream); }),
-              "The server answered the request for bytes from 1 on of the object with 'bytes 1-3/5'.");
+              "The server responded to the request for bytes from 1 on of the object with 'bytes 1-3/5'.");
 }
 
 TEST_F(S3GetStream, RefusesARangeOfAnotherLengthThanItsBody) {
@@ -257,7 +257,7 @@ TEST_F(S3GetStream, RefusesAPartInsteadOfTheWholeObject) {
         .clientMayLeave();
     Stream stream;
     EXPECT_EQ(plainErrorOf([&] { client.getObject(request, "b", "k", 0, -1, &stream); }),
-              "The server answered the request for the whole object with a part of it.");
+              "The server responded to the request for the whole object with a part of it.");
     EXPECT_EQ(stream.bytes, "");
 }
 
@@ -265,14 +265,14 @@ TEST_F(S3GetStream, RefusesAnAnnouncedBodyThatDoesNotComeAtAll) {
     answer({"HTTP/1.1 204 No Content\r\nContent-Length: 5\r\n\r\n"});
     Stream stream;
     EXPECT_EQ(transientErrorOf([&] { client.getObject(request, "b", "k", 0, -1, &stream); }),
-              "Received 0 of the 5 bytes that the answer announced.");
+              "Received 0 of the 5 bytes that the response announced.");
 }
 
 TEST_F(S3GetStream, RefusesAnEmptyAnswerThatIsNoRange) {
     answer({reply("200 OK", "")});
     Stream stream;
     EXPECT_EQ(plainErrorOf([&] { client.getObject(request, "b", "k", 5, -1, &stream); }),
-              "The server answered the request for a part of the object with status 200 instead of 206.");
+              "The server responded to the request for a part of the object with status 200 instead of 206.");
 }
 
 TEST_F(S3GetStream, RefusesABodyBehindAStatusLineThatCannotBeRead) {
@@ -280,7 +280,7 @@ TEST_F(S3GetStream, RefusesABodyBehindAStatusLineThatCannotBeRead) {
     answer({"HTTP/1.1 200 Gr\xFC\xDF\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nhello\r\n0\r\n\r\n"});
     Stream stream;
     EXPECT_EQ(plainErrorOf([&] { client.getObject(request, "b", "k", 0, -1, &stream); }),
-              "The answer's status line '' does not tell success.");
+              "The status line '' is not a success.");
     EXPECT_EQ(stream.bytes, "");
 }
 
@@ -371,7 +371,7 @@ TEST_F(S3GetStream, DemandsTheWholeHeaderBlock) {
             ADD_FAILURE() << "success after " << length << " bytes";
         } catch (const CCURLError&) {
         } catch (const CError& error) {
-            EXPECT_EQ(error.getMessage(), "The connection ended within the headers of the answer.");
+            EXPECT_EQ(error.getMessage(), "The connection ended within the headers of the response.");
             ++incomplete;
         }
         EXPECT_EQ(stream.bytes, "");
@@ -408,7 +408,7 @@ TEST_F(S3GetStream, DemandsTheAnnouncedLength) {
             "9\r\n\r\n5\r\nhello\r\n0\r\n\r\n"});
     Stream stream;
     EXPECT_EQ(transientErrorOf([&] { client.getObject(request, "b", "k", 0, -1, &stream); }),
-              "Received 5 of the 9 bytes that the answer announced.");
+              "Received 5 of the 9 bytes that the response announced.");
 }
 
 TEST_F(S3GetStream, LetsGoOfTheStreamAtTheEnd) {

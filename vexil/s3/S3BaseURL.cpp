@@ -24,7 +24,7 @@ std::string getPart(CURLU* url, CURLUPart part) {
     return CurlString(text).get();
 }
 
-bool holdsControlOrBlank(const String& text) {
+bool hasControlOrSpace(const String& text) {
     for (const wchar_t c : text.view()) {
         if (c <= L' ' || c == L'\x7f') {
             return true;
@@ -39,17 +39,17 @@ const char* findBaseURLFault(const String& url) {
     if (!url.startsWithNoCase("http://") && !url.startsWithNoCase("https://")) {
         return "base URL must begin with http:// or https://";
     }
-    if (holdsControlOrBlank(url)) {
-        return "base URL must not contain blanks or control characters";
+    if (hasControlOrSpace(url)) {
+        return "base URL must not contain spaces or control characters";
     }
-    // Looked for in the text: an empty query or fragment leaves no trace in the parts.
+    // Search the text: libcurl's parts do not show an empty query or fragment.
     if (url.find(L'?') != String::npos) {
         return "base URL must not contain a query";
     }
     if (url.find(L'#') != String::npos) {
         return "base URL must not contain a fragment";
     }
-    // libcurl forgives a third slash, as in the URL of a file.
+    // libcurl accepts a third slash, as in file URLs.
     if (url[url.find("://") + 3] == L'/') {
         return "base URL must contain a host";
     }

@@ -4,7 +4,7 @@
 
 namespace vexil {
 
-/// What is wrong with a base URL (scheme http or https, host, maybe a port and a "/"), null when nothing is.
+/// Describes what is wrong with a base URL; null if it is valid: scheme http or https, host, optional port, optional "/".
 const char* findBaseURLFault(const String& url);
 
 }  // namespace vexil

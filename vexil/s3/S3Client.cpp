@@ -16,7 +16,7 @@ namespace vexil {
 
 namespace {
 
-// Whoever binds a reference to the constant takes it from the DLL on Windows, so it has to be in there.
+// Forces the constant into the DLL: on Windows, code that binds a reference to it imports it from there.
 [[gnu::used]] const int64* const neededConstant = &CS3Client::maxPutSize;
 
 constexpr char defaultHost[] = "s3.amazonaws.com";
@@ -100,7 +100,7 @@ String CS3Client::getStringToSign(CNetRequest* request) {
     if (const P<CNetHeaders> list = request->getCustomHTTPHeaders()) {
         list->fillMap(headers);
     }
-    // A date among the x-amz- headers takes the place of this line.
+    // An x-amz-date header replaces the Date header; this line then stays empty.
     const bool hasAMZDate = headers.contains("x-amz-date");
     return request->getHTTPMethod() + "\n" +                                     //
            getHeaderFromMap(headers, "content-md5") + "\n" +                     //

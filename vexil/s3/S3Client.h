@@ -24,25 +24,24 @@ namespace vexil {
 class CS3ObjectSink;
 struct CS3ObjectRange;
 
-/// Client for the REST interface of Amazon S3 and of services that speak it, with signature version 2.
+/// Client for the REST interface of Amazon S3 and compatible services, with signature version 2.
 ///
-/// Each operation comes twice: `prepare...Request` only configures a request of the caller's, the operation
-/// itself prepares and performs it, and tries again after failures that may pass (performRequest()). Both
-/// begin with CNetRequest::reset(): whatever else a request shall have is set after a preparation or, for the
-/// operations, in the hook of setRequestSetup(). Bodies of answers go to the request's default receive buffer
-/// unless a stream is given.
+/// Each operation has two forms. `prepare...Request` only configures the caller's request. The operation itself
+/// prepares and performs it, and tries again after temporary failures (performRequest()). Both begin with
+/// CNetRequest::reset(): make your own settings after a preparation or, for the operations, in the hook of
+/// setRequestSetup(). Response bodies go to the request's default receive buffer unless a stream is given.
 ///
 /// Thread safety: one thread at a time, because signature and digest are computed in the client's own
-/// buffers. Copies share nothing but the hook and may be used on different threads. The static members may be
-/// used anywhere.
+/// buffers. Copies share only the hook and may be used on different threads. The static members may be
+/// called from any thread.
 ///
-/// Lifetime: a request keeps a reference to the stream that a preparation gives it until it is reset, and lets
-/// go of it at the end of an operation. Memory to be put must stay as it is until the transfer has ended.
+/// Lifetime: after a preparation the request keeps a reference to the stream until it is reset. An operation
+/// releases the stream when it ends. Memory to be put must not change until the transfer has ended.
 ///
-/// Errors: CInvalidArgError for an empty bucket or object name, thrown before the request is touched, with
-/// the `prepare` member as its place. CS3Error for a refusal that the service explains. CCURLError for other
-/// failed transfers and statuses. A connection that ends within the headers of an answer is a success, but to
-/// the getObject with a stream: ask CNetRequest::isResponseComplete() where that matters.
+/// Errors: CInvalidArgError for an empty bucket or object name, thrown before the request is changed, with
+/// the `prepare` member as its function name. CS3Error for a refusal that the service explains. CCURLError for
+/// other failed transfers and statuses. A connection that ends within the response headers counts as a success,
+/// except for the getObject with a stream: check CNetRequest::isResponseComplete() if that matters.
 ///
 /// \code
 /// CNetRequest request;
@@ -53,12 +52,12 @@ struct CS3ObjectRange;
 /// \endcode
 class VEXIL_API CS3Client : public virtual CBase {
 public:
-    /// The largest object that a service takes in one PUT: 5 GiB.
+    /// The largest object that a service accepts in one PUT: 5 GiB.
     static constexpr int64 maxPutSize = 5LL * 1024 * 1024 * 1024;
 
     // ---- life and settings -------------------------------------------------------------------------------
 
-    /// \param secure  https rather than http to s3.amazonaws.com; see setBaseURL() for other services
+    /// \param secure  true: https to s3.amazonaws.com; false: http. See setBaseURL() for other services
     CS3Client(const String& accessKeyId, const String& secretKey, bool secure);
     CS3Client(const CS3Client&) = default;
     CS3Client(CS3Client&&) = default;
@@ -66,29 +65,28 @@ public:
     CS3Client& operator=(CS3Client&&) = default;
     ~CS3Client() override;
 
-    /// The service to talk to: scheme (http or https), host, and a port if it is not the scheme's own, such
-    /// as "http://127.0.0.1:9000". A "/" may follow, nothing else.
-    /// \throws CInvalidArgError with what is wrong; the old URL stays
+    /// Sets the service's URL: scheme (http or https), host, optional port, optional "/", such as
+    /// "http://127.0.0.1:9000".
+    /// \throws CInvalidArgError for any other URL; the old URL stays
     void setBaseURL(const String& url);
-    /// Always ends with "/".
+    /// The service's URL; always ends with "/".
     String getBaseURL() const { return m_baseURL; }
 
-    /// How often an operation is tried again after its first failure. Default 50; 0 and less for never.
+    /// Sets how often an operation is tried again after its first failure. Default 50; 0 and less: never.
     void setMaxRetries(int count) { m_maxRetries = count; }
     /// Records the verbose log of every prepared request (CNetRequest::setVerbose). Default false.
     void setPrintDebugInfo(bool print) { m_printDebugInfo = print; }
     /// Whether the server's certificate is checked (CNetRequest::setSSLVerifyPeer). Default true.
     void setSSLVerifyPeer(bool verify) { m_sslVerifyPeer = verify; }
-    /// Whether the content of objects is compared with their ETag, as far as it is an MD5 (getContentMD5()): by
-    /// putObject() after the response, and by the getObject() with a stream for a whole object, which computes the MD5
-    /// while it writes. What differs is a CError. The bare `prepare...` members and getObject() into the request's
-    /// buffer compare nothing. Default false: some services that encrypt send 32 hexadecimal digits that are no MD5.
+    /// Compares the content of objects with their ETag if it is an MD5 (getContentMD5()). putObject() compares
+    /// after the response. The getObject() with a stream compares a whole object; it computes the MD5 while it
+    /// writes. A difference is a CError. The `prepare...` members and getObject() into the request's buffer do not
+    /// compare. Default false: some services that encrypt send 32 hexadecimal digits that are not an MD5.
     void setVerifyETag(bool verify) { m_verifiesETag = verify; }
-    /// A hook that is called in every preparation, after its common settings and before those of the
-    /// operation; a reference is kept. Headers that it adds to the request's list are signed. Null, the
-    /// default, for none.
+    /// Sets a hook that every preparation calls, after the common settings and before those of the operation; a
+    /// reference is kept. Headers that it adds to the request's list are signed. Null, the default, for no hook.
     ///
-    /// A preparation throws a CInvalidArgError with the place "CS3Client::setRequestSetup" when the hook has
+    /// A preparation throws a CInvalidArgError with the function name "CS3Client::setRequestSetup" if the hook has
     /// replaced URL, method, header list or receive data sink.
     void setRequestSetup(INetRequestSetup* setup) { m_requestSetup = setup; }
 
@@ -96,9 +94,8 @@ public:
 
     /// @{
 
-    /// Stores bytes from memory under a name and replaces what was there. Content-MD5 lets the service check
-    /// them.
-    /// \param data         null only where `size` is 0; stays as it is until the transfer ends
+    /// Stores bytes from memory as an object and replaces an existing one. Content-MD5 lets the service check them.
+    /// \param data         null only if `size` is 0; must not change until the transfer ends
     /// \param size         bytes, at least 0
     /// \param contentType  MIME type to keep with the object, "" for the service's default
     void preparePutObjectRequest(CNetRequest& request, const String& bucket, const String& object,
@@ -110,7 +107,7 @@ public:
     /// @{
 
     /// The same for sizes of other types.
-    /// \throws CInvalidArgError for a size beyond the 2147483647 bytes that a put from memory takes
+    /// \throws CInvalidArgError for a size above 2147483647 bytes, the limit of a put from memory
     template <std::integral Size>
     void preparePutObjectRequest(CNetRequest& request, const String& bucket, const String& object,
                                  const void* data, Size size, const String& contentType) {
@@ -140,7 +137,7 @@ public:
 
     /// @{
 
-    /// An object is no content: give the address of its bytes, or a buffer by `*buffer`.
+    /// Not allowed: a pointer to a counted object is not content. Pass the address of its bytes, or `*buffer`.
     template <zet::ObjectPointer Data, class Size>
     requires(!std::convertible_to<const Data&, zet::IInStream*>) void preparePutObjectRequest(
         CNetRequest& request, const String& bucket, const String& object, const Data& data, Size size,
@@ -153,13 +150,13 @@ public:
 
     /// @{
 
-    /// Stores `size` bytes of a stream from where it stands on, without holding them in memory.
+    /// Stores `size` bytes of a stream, beginning at its current position, without keeping them in memory.
     ///
-    /// The stream is read twice: by the preparation for Content-MD5, then for the transfer, and once more for
-    /// each further try. It must be able to seek and must not change meanwhile.
+    /// The stream is read twice: by the preparation for Content-MD5, then for the transfer; and once more for
+    /// each further try. It must be able to seek and must not change until the transfer ends.
     /// \param data  not null
-    /// \param size  0 to maxPutSize. Bytes behind them are left alone
-    /// \throws CError, by the preparation, when the stream ends early
+    /// \param size  0 to maxPutSize. Bytes after them are not used
+    /// \throws CError, by the preparation, if the stream ends early
     void preparePutObjectRequest(CNetRequest& request, const String& bucket, const String& object,
                                  zet::IInStream* data, int64 size, const String& contentType);
     void putObject(CNetRequest& request, const String& bucket, const String& object, zet::IInStream* data,
@@ -168,7 +165,7 @@ public:
 
     /// @{
 
-    /// The same for sizes of other types, which would fit a put from memory as well.
+    /// The same for sizes of other types; without these, the overloads for memory would fit as well.
     template <std::integral Size>
     void preparePutObjectRequest(CNetRequest& request, const String& bucket, const String& object,
                                  zet::IInStream* data, Size size, const String& contentType) {
@@ -186,7 +183,7 @@ public:
 
     /// Reads an object, or a range of it (RFC 9110, 14).
     /// \param offset  first byte, from 0
-    /// \param length  bytes; -1 for all from `offset` on. 0 fetches the headers only (HEAD)
+    /// \param length  bytes; -1: up to the end. 0 fetches the headers only (HEAD)
     void prepareGetObjectRequest(CNetRequest& request, const String& bucket, const String& object,
                                  int64 offset, int64 length);
     void getObject(CNetRequest& request, const String& bucket, const String& object, int64 offset,
@@ -195,45 +192,46 @@ public:
 
     /// @{
 
-    /// Reads an object, or a range of it, into a stream, from where the stream stands on.
+    /// Reads an object, or a range of it, into a stream, beginning at the stream's current position.
     ///
-    /// Each further try begins there again (the stream must be able to seek then). Only the body of a
-    /// successful answer reaches the stream; the explanation of a refusal goes to the request's default
-    /// receive buffer. When a transfer breaks, the stream may have got the beginning of the body.
+    /// Each further try begins at that position again, for which the stream must be able to seek. Only the body of
+    /// a successful response reaches the stream; the body of a refusal goes to the request's default receive
+    /// buffer. After a failed transfer the stream may contain the beginning of the body.
     /// \param data  not null
-    /// \throws CInvalidArgError for a null stream and a range below 0
-    /// \throws CError when the response to a range is not that range (a status other than 206, another Content-Range or
-    ///         none), and when the response to the whole object is a part (206); by getObject also when the response
-    ///         ended within its headers, its body has not the announced length, or setVerifyETag() found other content
+    /// \throws CInvalidArgError for a null stream and for a negative or too large range
+    /// \throws CError if a range was requested and the response is not that range (a status other than 206, a different
+    ///         or missing Content-Range), or if the whole object was requested and the response is a part (206). By
+    ///         getObject also if the response ended within its headers, the body does not have the announced length, or
+    ///         setVerifyETag() found different content
     void prepareGetObjectRequest(CNetRequest& request, const String& bucket, const String& object,
                                  int64 offset, int64 length, zet::IOutStream* data);
     void getObject(CNetRequest& request, const String& bucket, const String& object, int64 offset,
                    int64 length, zet::IOutStream* data);
     /// @}
 
-    /// Asks for an object's headers (HEAD).
+    /// Requests an object's headers (HEAD).
     void prepareGetObjectHeadersRequest(CNetRequest& request, const String& bucket, const String& object);
-    /// \return the response headers by lower-case name; the request's own, until its next transfer
+    /// \return the response headers by lower-case name; a reference into the request, valid until its next transfer
     const TMap<String, String>& getObjectHeaders(CNetRequest& request, const String& bucket,
                                                  const String& object);
-    /// Bytes of an object, -1 when there is no such object.
+    /// The size of an object in bytes; -1 if it does not exist.
     /// \throws CError "Error: Content-Length header was expected but not included in response."
     int64 getObjectSize(CNetRequest& request, const String& bucket, const String& object);
-    /// Whether there is such an object. Every failure but the status 404 is thrown.
+    /// True if the object exists, false for the status 404. Every other failure is thrown.
     bool objectExists(CNetRequest& request, const String& bucket, const String& object);
 
-    /// Copies an object within its bucket, on the service's side.
+    /// Copies an object within its bucket; the service copies, nothing is downloaded.
     void prepareCopyObjectRequest(CNetRequest& request, const String& bucket, const String& existingObject,
                                   const String& newObject);
-    /// Tries once only: a service that is slow to answer may be copying nevertheless.
-    /// \throws CS3Error with status 0 for an error inside a successful answer
+    /// Tries only once: a service that is slow to respond may still be copying.
+    /// \throws CS3Error with status 0 for an error inside a successful response
     /// \throws CCURLError for a failing status
     void copyObject(CNetRequest& request, const String& bucket, const String& existingObject,
                     const String& newObject);
 
     /// @{
 
-    /// Deletes an object. Services call the deletion of a missing object a success.
+    /// Deletes an object. For services, deleting a missing object is a success.
     void prepareDeleteObjectRequest(CNetRequest& request, const String& bucket, const String& object);
     void deleteObject(CNetRequest& request, const String& bucket, const String& object);
     /// @}
@@ -242,11 +240,11 @@ public:
 
     /// @{
 
-    /// Lists objects in ascending order of their keys, one page. CS3ObjectEnum walks over all pages.
+    /// Lists one page of objects in ascending order of their keys. CS3ObjectEnum walks over all pages.
     /// \param prefix     only keys that begin with it; "" for all
-    /// \param delimiter  folds keys that hold it behind the prefix into common prefixes; "" for none
-    /// \param marker     begin behind this key; "" for the first one
-    /// \param maxKeys    objects and common prefixes a page; -1 for the service's default
+    /// \param delimiter  groups keys that contain it after the prefix into common prefixes; "" for no groups
+    /// \param marker     begin after this key; "" for the first key
+    /// \param maxKeys    objects and common prefixes per page; -1 for the service's default
     void prepareListObjectsRequest(CNetRequest& request, const String& bucket, const String& prefix,
                                    const String& delimiter, const String& marker, int maxKeys);
     P<CS3ListObjectsResult> listObjects(CNetRequest& request, const String& bucket, const String& prefix,
@@ -255,9 +253,9 @@ public:
 
     /// @{
 
-    /// The same with `encoding-type=url`: the service percent-encodes the names, so that all of them come as they are, with
-    /// white space at the front, control characters and carriage returns, which XML changes or cannot hold. A service that
-    /// does not know it sends them as they stand; see CS3ListObjectsResult::fromEncoded().
+    /// The same with `encoding-type=url`: the service percent-encodes the names, so that none is changed on the way.
+    /// XML alone changes or cannot represent leading white space, control characters and carriage returns. A service
+    /// that does not support the argument sends plain names; see CS3ListObjectsResult::fromEncoded().
     void prepareListEncodedObjectsRequest(CNetRequest& request, const String& bucket, const String& prefix,
                                           const String& delimiter, const String& marker, int maxKeys);
     P<CS3ListObjectsResult> listEncodedObjects(CNetRequest& request, const String& bucket,
@@ -265,88 +263,89 @@ public:
                                                const String& marker, int maxKeys);
     /// @}
 
-    /// The MD5 of an object's content, in base64 as the header Content-MD5 has it, from the headers of the response to a
-    /// put, a get or a head. "" when the ETag is no MD5: not 32 hexadecimal digits (objects of several parts
-    /// have a "-" in it), weak ("W/"), or of an object that is encrypted with a key of the customer or of a key service
-    /// (x-amz-server-side-encryption other than AES256).
-    /// \param responseHeaders  by lower-case name, as CNetRequest::getResponseHeaderMap() has them
+    /// The MD5 of an object's content in base64, as in the header Content-MD5, from the headers of the response to a
+    /// put, a get or a head. "" if the ETag is not an MD5: it does not have 32 hexadecimal digits (objects of several
+    /// parts have a "-" in it), is weak ("W/"), or the object is encrypted with a key of the customer or of a key
+    /// service (x-amz-server-side-encryption other than AES256).
+    /// \param responseHeaders  by lower-case name, as CNetRequest::getResponseHeaderMap() returns them
     static String getContentMD5(const TMap<String, String>& responseHeaders);
 
-    /// The URL of an object. Both names are escaped whole: a "/" within a key becomes "%2F".
-    /// \param request  serves for its urlEscape() only
+    /// The URL of an object. Both names are escaped completely: a "/" in a key becomes "%2F".
+    /// \param request  used only for its urlEscape()
     String getObjectURL(CNetRequest& request, const String& bucket, const String& object) const;
 
     // ---- tries -------------------------------------------------------------------------------------------
 
-    /// Performs a prepared request, again after each failure that shouldRetryRequest() allows, 100 ms later,
-    /// up to the maximum of retries. Each is logged. The request is not signed anew, its Date stays.
+    /// Performs a prepared request. After each failure that shouldRetryRequest() allows it waits 100 ms and tries
+    /// again, up to the maximum of retries. Each retry is logged. The request is not signed again; its Date stays.
     /// \return the number of the try that succeeded, from 1
-    /// \throws the last failure: a CS3Error where the answer holds one, else what perform() has thrown
+    /// \throws the last failure: a CS3Error if the response contains one, otherwise the error of perform()
     ///
-    /// A derived class may try again in another way: every operation performs its requests by it.
+    /// A derived class may override it to retry in another way: every operation except copyObject() calls it.
     virtual int performRequest(CNetRequest& request);
 
-    /// Throws a CS3Error with status 0 when the body of a successful answer to a copy holds an error.
+    /// Throws a CS3Error with status 0 if the body of a successful response to a copy contains an error.
     /// \param body  must not be null
     void checkCopyObjectResult(const TBuffer<unsigned char>* body);
 
-    /// Whether another try may succeed. An S3 code decides alone (InternalError, SlowDown, IncompleteBody,
-    /// InvalidDigest, OperationAborted, RequestTimeTooSkewed), then the HTTP status (500, 503, 400, 409),
-    /// then the CURLcode (7, 28, 52, 55, 56). So a body that breaks behind the status 200 is not tried again.
+    /// True if another try may succeed. If there is an S3 code, it alone decides (InternalError, SlowDown,
+    /// IncompleteBody, InvalidDigest, OperationAborted, RequestTimeTooSkewed); otherwise the HTTP status (500, 503,
+    /// 400, 409), if there is one; otherwise the CURLcode (7, 28, 52, 55, 56). So a transfer that fails in the body
+    /// after the status 200 is not tried again.
     static bool shouldRetryRequest(const std::exception& error);
-    /// Whether the service asks for fewer requests: S3 code SlowDown or, without an S3 code, status 503.
+    /// True if the service asks for fewer requests: S3 code SlowDown or, without an S3 code, status 503.
     static bool shouldSlowDown(const std::exception& error);
-    /// Whether object or bucket are missing: status 404, or S3 code NoSuchKey or NoSuchBucket.
+    /// True if the object or bucket does not exist: status 404, or S3 code NoSuchKey or NoSuchBucket.
     static bool isNotFoundError(const std::exception& error);
-    /// The S3 code and the HTTP status in decimal that an error carries, each "" for none.
+    /// Gets the S3 code and the HTTP status (decimal) of an error; each is "" if the error has none.
     static void extractErrorCodes(const std::exception& error, String& s3Code, String& httpCode);
-    /// Throws the CS3Error that the body of a failed answer holds, with its status. Returns when `error` is
-    /// no CCURLError with a response code or the body is empty; also, with the body in the log as an element
-    /// "S3ResponseData", when it is no S3 error document.
+    /// Throws the CS3Error that the body of a failed response contains, with the status of `error`. Returns if
+    /// `error` is not a CCURLError with a response code or if the body is empty. If the body is not an S3 error
+    /// document, logs it as an element "S3ResponseData" and returns.
     static void tryThrowBetterError(std::exception& error, const TBuffer<unsigned char>& body);
 
     // ---- signature ---------------------------------------------------------------------------------------
 
-    /// Adds the Authorization header for everything that is set on the request. Call it last: what changes
-    /// afterwards is not covered. For requests of the caller's own making; the preparations do it themselves.
-    /// \throws CError "Invalid Amazon S3 query URL: '...'." when the URL has no path
+    /// Adds the Authorization header for everything that is set on the request. Call it last: later changes are
+    /// not signed. Use it for requests that you set up yourself; the preparations call it.
+    /// \throws CError "Invalid Amazon S3 query URL: '...'." if the URL has no path
     void signRequest(CNetRequest* request);
     /// Base64 of the HMAC-SHA1 over getStringToSign() with the secret key.
     String getSignature(CNetRequest* request);
-    /// What is signed: method, Content-MD5, Content-Type and Date, a line each, then the headers that begin
-    /// with "x-amz-", then the resource. The date line stays empty beside an x-amz-date header.
+    /// The text that is signed: method, Content-MD5, Content-Type and Date, one line each, then the headers that begin
+    /// with "x-amz-", then the resource. The date line is empty if there is an x-amz-date header.
     static String getStringToSign(CNetRequest* request);
     /// A line "name:value" for each header whose lower-case name begins with "x-amz-", in ascending order.
     static String getCanonicalizedAMZHeaders(const TMap<String, String>& headers);
-    /// The part of a URL that is signed: its path as it stands and a query without "=" and "&", such as
-    /// "?acl".
+    /// The part of a URL that is signed: its path unchanged, and its query only if that contains neither "=" nor "&",
+    /// such as "?acl".
     static String getCanonicalizedResource(const String& url);
-    /// Replaces each line feed, with all white space behind it, by one blank. White space before it stays, a
-    /// carriage return included.
+    /// Replaces each line feed and the white space after it with one space. White space before it stays, also a
+    /// carriage return.
     static void makeSingleLineHeaderValue(String& value);
 
 protected:
-    /// Common beginning of every preparation: resets the request and sets URL, redirects, verbose log, check
-    /// of the certificate and a list with the Date header, then calls the hook.
-    /// \return the list, already installed, for further headers
+    /// First step of every preparation: resets the request, sets URL, redirects, verbose log, certificate check and
+    /// a list with the Date header, then calls the hook.
+    /// \return the list, already installed on the request, for further headers
     P<CNetHeaders> beginPrepareRequest(CNetRequest& request, const String& url);
-    /// Common end of every preparation: signs.
+    /// Last step of every preparation: signs.
     void finishPrepareRequest(CNetRequest& request);
 
-    /// The value under this very name, "" when there is none.
+    /// The value with exactly this name; "" if there is none.
     static String getHeaderFromMap(const TMap<String, String>& headers, const String& name);
 
-    /// The time for the Date header, which services compare with their own. Default: the system's clock.
+    /// The time for the Date header, which services compare with their own time. Default: the system clock.
     virtual zet::CTime getCurrentTime() const;
-    /// What happens between two tries. Default: the thread sleeps.
+    /// Called between two tries. Default: the thread sleeps.
     virtual void waitBeforeRetry(int milliseconds);
-    /// Whether performRequest() tries again after this failure, which it logs in either case that another try could
-    /// succeed. For who performs prepared requests in another way.
-    /// \param tries  how often it was tried so far, from 1
+    /// True if performRequest() should try again after this failure. Logs the failure if another try could succeed,
+    /// also when the retries are used up. For code that performs prepared requests in another way.
+    /// \param tries  number of tries so far, from 1
     bool logAndDecideRetry(const CError& error, int tries) const;
 
 private:
-    // Copies get a digest of their own: two of them on different threads must not compute in the same one.
+    // Copies get their own digest: two copies on different threads must not share one.
     class VEXIL_API COwnDigest {
     public:
         COwnDigest();
@@ -360,9 +359,9 @@ private:
         P<sigil::IDigest> m_digest;
     };
 
-    // It continues a listing after a key that is no text.
+    // It continues a listing after a key that is not valid text.
     friend class CS3ObjectEnum;
-    /// What a listing is asked for, but for its bucket.
+    /// Arguments of a listing, except the bucket.
     struct CListQuery {
         const String& prefix;
         const String& delimiter;

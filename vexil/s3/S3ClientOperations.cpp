@@ -50,7 +50,7 @@ bool isDotSegment(const String& name) {
 String makeRange(int64 offset, int64 length) {
     String range = "bytes=" + String::fromInt(offset) + "-";
     if (length != -1) {
-        // Unsigned, where nonsense wraps around instead of being undefined.
+        // Unsigned: overflow wraps around instead of being undefined behaviour.
         const auto last =
             static_cast<unsigned long long>(offset) + static_cast<unsigned long long>(length) - 1;
         range += String::fromInt(static_cast<int64>(last));
@@ -58,7 +58,7 @@ String makeRange(int64 offset, int64 length) {
     return range;
 }
 
-/// A range that makes sense, so that it can be told whether the answer fits it.
+/// Accepts only ranges that a response can be compared with.
 void checkRange(const char* place, int64 offset, int64 length) {
     if (offset < 0) {
         throw CInvalidArgError(place, "offset must not be negative");
@@ -85,7 +85,7 @@ void checkReceivedLength(const TMap<String, String>& headers, int64 receivedByte
     const int64 announcedBytes = zet::parseInt64(found->second, false);
     if (announcedBytes != receivedBytes) {
         throw makeTransientError("Received " + String::fromInt(receivedBytes) + " of the " +
-                                 String::fromInt(announcedBytes) + " bytes that the answer announced.");
+                                 String::fromInt(announcedBytes) + " bytes that the response announced.");
     }
 }
 
@@ -93,13 +93,13 @@ void checkResponseIsComplete(const CNetRequest& request) {
     if (request.hasDroppedHeaderLine()) {
         throw makeTransientError("A header line of the response could not be read.");
     }
-    // libcurl takes a connection that ends within the headers for the end of a response without a body.
+    // For libcurl, a connection that ends within the headers is the end of a response without a body.
     if (!request.isResponseComplete()) {
-        throw makeTransientError("The connection ended within the headers of the answer.");
+        throw makeTransientError("The connection ended within the headers of the response.");
     }
 }
 
-/// Lets a request go of its streams at the end of an operation: they may be objects on the caller's stack.
+/// Releases a request's streams at the end of an operation: they may be objects on the caller's stack.
 class CStreamRelease {
 public:
     explicit CStreamRelease(CNetRequest& request) : m_request(request) {}
@@ -114,8 +114,8 @@ private:
     CNetRequest& m_request;
 };
 
-/// "." and ".." are names like others to the service, but steps in a hierarchy to libcurl, which would
-/// address the bucket, or another one, instead.
+/// For the service "." and ".." are ordinary names. libcurl would resolve them and address the bucket itself or another
+/// one.
 void setPathAsIs(CNetRequest& request, bool isNeeded) {
     if (isNeeded) {
         request.setOptionInt(CURLOPT_PATH_AS_IS, 1);
@@ -288,10 +288,10 @@ void CS3Client::getObject(CNetRequest& request, const String& bucket, const Stri
     performRequest(request);
     checkResponseIsComplete(request);
     if (sink->getRefusedBytes() > 0) {
-        throw CError("The answer's status line '" + request.getHTTPStatusLine() + "' does not tell success.");
+        throw CError("The status line '" + request.getHTTPStatusLine() + "' is not a success.");
     }
     if (length != 0) {
-        // For an answer without a body, of which the sink is not told.
+        // For a response without a body: the sink was not called.
         sink->checkWholeRange(request.getResponseCode(), request.getResponseHeaderMap());
         checkReceivedLength(request.getResponseHeaderMap(), sink->getWrittenBytes());
     }

@@ -40,7 +40,7 @@ String describeFailure(const CError& error) {
     return "Got error during S3 request: " + error.getMessage();
 }
 
-/// What the service has said up to there does not matter then.
+/// True if the caller cancelled the transfer; the response received before that does not matter.
 bool isCancelled(const CNetRequest& request, const std::exception& error) {
     const auto* const transferError = dynamic_cast<const CCURLError*>(&error);
     return request.isCancellable() && transferError && transferError->getDomain() == "curl" &&

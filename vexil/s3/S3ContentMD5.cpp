@@ -26,7 +26,7 @@ int getHexDigit(wchar_t character) {
     return letter >= L'a' && letter <= L'f' && character < 0x80 ? letter - L'a' + 10 : -1;
 }
 
-/// The bytes of 32 hexadecimal digits. Not every service puts quotes around them.
+/// The bytes of 32 hexadecimal digits, with or without quotes: not every service sends quotes.
 std::optional<std::array<unsigned char, md5Bytes>> parseMD5(const String& eTag) {
     const bool isQuoted = eTag.length() >= 2 && eTag.startsWith("\"") && eTag.endsWith("\"");
     const String digits = isQuoted ? eTag.substr(1, eTag.length() - 2) : eTag;
@@ -45,7 +45,7 @@ std::optional<std::array<unsigned char, md5Bytes>> parseMD5(const String& eTag) 
     return bytes;
 }
 
-/// Whether the service says that it has made the ETag of something else than the content.
+/// True if the encryption headers show that the ETag is not computed from the plain content.
 bool isEncryptedWithOwnKey(const TMap<String, String>& headers) {
     const String algorithm = getHeader(headers, "x-amz-server-side-encryption");
     return (!algorithm.isEmpty() && !(algorithm == "AES256")) ||

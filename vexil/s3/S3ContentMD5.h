@@ -7,10 +7,10 @@
 
 namespace vexil {
 
-/// Ends a computation; in base64, as the header Content-MD5 has it.
+/// Finishes the computation; returns the MD5 in base64, as in the header Content-MD5.
 String finishContentMD5(sigil::IDigest& digest);
 
-/// \throws CError when headers of a response have an MD5 as their ETag and it is another one
+/// \throws CError if the ETag of the response is an MD5 and differs from `contentMD5`
 void verifyContentMD5(const TMap<String, String>& responseHeaders, const String& contentMD5);
 
 }  // namespace vexil

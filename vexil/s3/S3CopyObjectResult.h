@@ -8,16 +8,16 @@ class wxXmlNode;
 
 namespace vexil {
 
-/// An S3 service's answer to a copy, which may be an error although its HTTP status is 200: the service
-/// begins to answer before it has copied.
+/// An S3 service's response to a copy. It may be an error although its HTTP status is 200, because the service
+/// starts to respond before it has copied.
 ///
-/// A plain value: built once, then only read, from any thread. Failures to parse are CErrors that begin with
+/// A plain value: built once, then only read, from any thread. Parse failures are CErrors that begin with
 /// "Error parsing Amazon S3 'copy object' result: ".
 class VEXIL_API CS3CopyObjectResult : public virtual CBase {
 public:
     /// Reads the root element.
     explicit CS3CopyObjectResult(wxXmlNode* root);
-    /// Parses a document of so many bytes, UTF-8 unless it declares another encoding.
+    /// Parses a document of `length` bytes, UTF-8 unless it declares another encoding.
     CS3CopyObjectResult(const char* data, int length);
     /// The same with the bytes of a buffer, such as CNetRequest::getDefaultReceiveBuffer().
     /// \param body  must not be null
@@ -28,9 +28,9 @@ public:
     CS3CopyObjectResult& operator=(CS3CopyObjectResult&&) = default;
     ~CS3CopyObjectResult() override;
 
-    /// Whether the service says that it has not copied.
+    /// True if the service reports that the copy failed.
     bool hadError() const { return m_errorResponse != nullptr; }
-    /// Null where the copy succeeded.
+    /// Null if the copy succeeded.
     P<CS3ErrorResponse> getErrorResponse() const { return m_errorResponse; }
     /// Time of the copy as the service writes it (ISO 8601); "" after an error.
     String getLastModified() const { return m_lastModified; }

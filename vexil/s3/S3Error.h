@@ -6,29 +6,28 @@
 
 namespace vexil {
 
-/// A request that an S3 service refused with an `Error` document.
+/// The error of a request that an S3 service refused with an `Error` document.
 ///
 /// The domain is "http" and getCode() the HTTP status. The properties are "s3-resource", "s3-requestID",
-/// "s3-code" and, for a status above 0, "responseCode" (decimal), in this order. A refused copy, which
-/// services answer with status 200, has the status 0.
+/// "s3-code" and, for a status above 0, "responseCode" (decimal), in this order. A failed copy inside a response
+/// with status 200 has the status 0.
 ///
 /// A plain value; clone() and throwClone() carry it to another thread with its type.
 class VEXIL_API CS3Error : public CError {
 public:
-    /// \param httpStatus  status of the answer; below 1 for none
+    /// \param httpStatus  status of the response; below 1 for no status
     CS3Error(const CS3ErrorResponse& response, int httpStatus);
     CS3Error(const CS3Error&) = default;
     CS3Error& operator=(const CS3Error&) = default;
     ~CS3Error() override;
 
-    /// "Amazon S3 error: ", the message, and the code in parentheses, without a blank before them.
+    /// "Amazon S3 error: ", the message, and the code in parentheses, without a space before the parentheses.
     static String makeErrorText(const CS3ErrorResponse& response);
 
     /// The service's name for the failure: "AccessDenied".
     String getS3Code() const { return m_s3Code; }
 
-    /// The error of a missing object, with status 404, for callers who know that it is missing without
-    /// asking.
+    /// The error of a missing object, with status 404, for callers who already know that it is missing.
     static P<CS3Error> createObjectNotFoundError(const String& resource);
 
     P<CError> clone() const override;

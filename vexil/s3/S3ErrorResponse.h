@@ -7,18 +7,18 @@ class wxXmlNode;
 
 namespace vexil {
 
-/// An S3 service's answer to a request that it refused: the `Error` document.
+/// An S3 service's response to a request that it refused: the `Error` document.
 ///
-/// A plain value: built once, then only read, from any thread. Texts are as the service sent them, "" where
+/// A plain value: built once, then only read, from any thread. Texts are as the service sent them, "" if
 /// their element is missing.
 class VEXIL_API CS3ErrorResponse : public virtual CBase {
 public:
-    /// Of texts that are known already; see the members of their names.
+    /// Makes a response from given texts; see the getters of the same names.
     CS3ErrorResponse(const String& code, const String& message, const String& resource,
                      const String& requestId);
     /// \throws CError "Error parsing Amazon S3 error result: root element is not 'Error'."
     explicit CS3ErrorResponse(wxXmlNode* root);
-    /// Parses a document of so many bytes, UTF-8 unless it declares another encoding.
+    /// Parses a document of `length` bytes, UTF-8 unless it declares another encoding.
     /// \throws CError also "Error parsing Amazon S3 error response: invalid XML."
     CS3ErrorResponse(const char* data, int length);
     CS3ErrorResponse(const CS3ErrorResponse&) = default;
@@ -31,13 +31,13 @@ public:
     String getCode() const { return m_code; }
     /// The service's explanation, for people.
     String getMessage() const { return m_message; }
-    /// What the request was about: "/bucket/key".
+    /// The object or bucket of the request: "/bucket/key".
     String getResource() const { return m_resource; }
-    /// The service's number of the request, to quote to its support.
+    /// The service's ID of the request; its support asks for it.
     String getRequestID() const { return m_requestId; }
 
-    /// What a service answers for a missing object, with the request id "#dummy#" by which it can be told
-    /// from a real answer.
+    /// The response of a service for a missing object, with the request ID "#dummy#", which distinguishes it
+    /// from a real response.
     static P<CS3ErrorResponse> createObjectNotFoundResponse(const String& resource);
 
 protected:

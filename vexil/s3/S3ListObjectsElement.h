@@ -12,7 +12,7 @@ class VEXIL_API CS3ListObjectsElement : public virtual CBase {
 public:
     /// Reads a `Contents` element.
     /// \throws CError "Invalid Amazon S3 list objects element: 'Key' field not defined." without a key
-    /// \throws CError of parseInt64 for a size that is no number
+    /// \throws CError of parseInt64 for a size that is not a number
     explicit CS3ListObjectsElement(const wxXmlNode* contentsNode);
     CS3ListObjectsElement(const CS3ListObjectsElement&) = default;
     CS3ListObjectsElement(CS3ListObjectsElement&&) = default;
@@ -22,11 +22,11 @@ public:
 
     /// Name of the object; never "".
     const String& getKey() const noexcept { return m_key; }
-    /// Time of the last change as the service writes it (ISO 8601); "" when it sent none.
+    /// Time of the last change as the service writes it (ISO 8601); "" if it sent none.
     const String& getLastModified() const noexcept { return m_lastModified; }
-    /// ETag, quotes included; "" when the service sent none.
+    /// ETag, quotes included; "" if the service sent none.
     const String& getETag() const noexcept { return m_eTag; }
-    /// Bytes; 0 when the service sent no size.
+    /// Size in bytes; 0 if the service sent no size.
     int64 getSize() const noexcept { return m_size; }
 
 private:

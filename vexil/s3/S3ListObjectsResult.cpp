@@ -27,10 +27,10 @@ void checkRoot(const wxXmlNode* root) {
     }
 }
 
-/// Follows the names of a listing in their order.
+/// Checks that the names of a listing ascend and have the prefix.
 class CNameOrder {
 public:
-    /// \param what  what a name stands for
+    /// \param what  kind of name, for messages: "key"
     CNameOrder(const char* what, const String& prefix, const String& last)
         : m_what(what), m_prefix(prefix), m_last(last), m_lastBytes(last.toUTF8()) {}
 
@@ -40,7 +40,7 @@ public:
                          "', which does not begin with '" + m_prefix + "'.");
         }
         std::string bytes = name.toUTF8();
-        // On Windows, the order of the characters is another one.
+        // Compare bytes: on Windows, the order of wchar_t texts differs.
         if (bytes <= m_lastBytes) {
             throw CError(String("The listing has the ") + m_what + " '" + name + "' after '" + m_last +
                          "', although its names must ascend.");
@@ -110,7 +110,7 @@ void CS3ListObjectsResult::construct(wxXmlNode* root) {
 
 void CS3ListObjectsResult::constructEncoded(wxXmlNode* root) {
     checkRoot(root);
-    // It may stand after the names.
+    // First pass: EncodingType may come after the names.
     forEachXmlChild(root, [this](const String& name, wxXmlNode* child) {
         if (name == "EncodingType") {
             m_hasEncodedNames = getXmlText(child).toLower() == "url";
@@ -163,7 +163,7 @@ void CS3ListObjectsResult::verifyKeys(const String& prefix, const String& delimi
     for (const P<CS3ListObjectsElement>& object : m_objects) {
         keys.verify(object->getKey());
     }
-    // A marker within a common prefix lets what follows it come again.
+    // If the marker lies inside a common prefix, the service lists that prefix again.
     const bool isWithin = !m_commonPrefixes.empty() && marker.startsWith(m_commonPrefixes.front()) &&
                           !(marker == m_commonPrefixes.front());
     CNameOrder folders("common prefix", prefix, isWithin ? String() : marker);

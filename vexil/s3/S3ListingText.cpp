@@ -7,8 +7,8 @@ namespace vexil {
 
 namespace {
 
-// A character that XML can hold and no name needs (Unicode calls it a noncharacter). Two hexadecimal digits of a byte follow
-// it. It stands for itself in this way, too.
+// A character that XML allows and no name needs (U+FDD0, a Unicode noncharacter). It marks an escaped byte: two
+// hexadecimal digits follow. The mark itself is escaped in the same way.
 constexpr std::string_view mark = "\xEF\xB7\x90";
 constexpr char hexDigits[] = "0123456789ABCDEF";
 constexpr char32_t maxCharacter = 0x10FFFF;
@@ -54,7 +54,7 @@ bool isContinuation(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
 }
 
-/// How many bytes the UTF-8 character at the beginning has; 0 when there is none that XML can hold.
+/// Bytes of the UTF-8 character at the beginning; 0 if it is not UTF-8 or XML does not allow it.
 std::size_t measureCharacter(std::string_view text) {
     const auto first = static_cast<unsigned char>(text[0]);
     if (first < 0x80) {
@@ -90,7 +90,7 @@ std::string encodeUTF8(char32_t character) {
     return {static_cast<char>(0xF0 | character >> 18), tail(12), tail(6), tail(0)};
 }
 
-/// A character reference: how long it is, and what it stands for.
+/// A character reference such as "&#65;": its length in bytes and its character.
 struct CReference {
     std::size_t length;
     char32_t character;
@@ -118,7 +118,7 @@ std::optional<CReference> readReference(std::string_view text) {
 bool declaresOtherEncoding(std::string_view document) {
     using namespace std::string_view_literals;
     if (!document.starts_with("<?xml")) {
-        // UTF-16, with a mark of the order of bytes or without.
+        // UTF-16, with or without a byte order mark.
         return document.starts_with("\xFE\xFF") || document.starts_with("\xFF\xFE") ||
                document.starts_with("<\0"sv) || document.starts_with("\0<"sv);
     }
@@ -129,7 +129,7 @@ bool declaresOtherEncoding(std::string_view document) {
            declaration.find("utf-8") == std::string::npos;
 }
 
-/// The bytes of a text with marks; whether it has any.
+/// Replaces each mark and its digits with the byte. True if there was a mark.
 bool removeMarks(std::string& text) {
     bool hasMarks = false;
     std::string bytes;
@@ -146,7 +146,7 @@ bool removeMarks(std::string& text) {
     return hasMarks;
 }
 
-/// False where a "%" has not two hexadecimal digits after it, which stays as it is then.
+/// Decodes a percent-encoded name. A "%" without two hexadecimal digits after it stays; the result is then false.
 bool decodeURL(std::string& text) {
     bool isValid = true;
     std::string bytes;

@@ -1,5 +1,5 @@
 /// \file
-/// Names in listings that XML, or a text, cannot hold.
+/// Names in listings that XML, or a text, cannot represent.
 #pragma once
 
 #include "vexil/BaseTypes.h"
@@ -9,21 +9,21 @@
 
 namespace vexil {
 
-/// The name of an object or a folder as a listing has it.
+/// The name of an object or a folder in a listing.
 struct CS3ListedName {
-    std::string bytes;  ///< as the service keeps it, as far as that can be told
-    String text;        ///< the same; with replacements, for people, where it is not readable
-    bool isReadable;    ///< whether the text is the name for certain
+    std::string bytes;  ///< the name as the service stores it, as far as this is known
+    String text;        ///< the name as text; if it is not readable, with replacement characters for people
+    bool isReadable;    ///< true if the text is certainly the name
 };
 
-/// A document without what XML 1.0 cannot hold: control characters, U+FFFE, bytes that are not UTF-8, also as character
-/// references; within names also carriage returns, which a parser changes. readListedName() finds the places. A document
-/// that declares another encoding than UTF-8 stays as it is.
+/// Escapes what XML 1.0 does not allow: control characters, U+FFFE, bytes that are not UTF-8, also as character
+/// references; in names also carriage returns, which a parser changes. readListedName() reverses this. A document that
+/// declares an encoding other than UTF-8 is not changed.
 std::string makeWellFormed(std::string_view document);
 
-/// Reads a name from a document that makeWellFormed() was applied to.
-/// \param text          of the element
-/// \param isURLEncoded  whether the service says that it has percent-encoded the names
+/// Reads a name from a document that makeWellFormed() returned.
+/// \param text          text of the element
+/// \param isURLEncoded  true if the service says that it has percent-encoded the names
 CS3ListedName readListedName(const String& text, bool isURLEncoded);
 
 /// Percent-encodes bytes for a query.

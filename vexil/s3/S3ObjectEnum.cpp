@@ -17,7 +17,7 @@ int countObjects(const CS3ListObjectsResult& page) {
     return static_cast<int>(page.getObjects().size());
 }
 
-/// Whether the service may have refused an argument that it does not know.
+/// True if the service may have refused an argument that it does not support.
 bool isArgumentRefused(const CError& error) {
     const auto* const refusal = dynamic_cast<const CS3Error*>(&error);
     const String code = refusal ? refusal->getS3Code() : String();
@@ -41,7 +41,7 @@ bool CS3ObjectEnum::next() {
     if (!m_page) {
         return nextPage();
     }
-    // Once behind the page it stays there, however often loading the following one fails.
+    // After the last object the index stays, even if loading the next page fails several times.
     if (m_index < countObjects(*m_page)) {
         ++m_index;
     }
@@ -65,14 +65,14 @@ bool CS3ObjectEnum::nextPage() {
         noticeCircle(*page);
         m_page = page;
         m_index = 0;
-        // Of a page with keys that cannot be read there may be no object.
+        // A page whose keys are all unreadable has no objects, but more may follow.
     } while (m_page->getObjects().empty() && canGoOn());
-    // An empty page ends it even if it claims that more follows: there is no key to go on from.
+    // An empty page ends the walk even if it claims that more follows: there is no key to continue from.
     m_isEnded = m_page->getObjects().empty();
     return !m_isEnded;
 }
 
-// Brent's way to find a circle: a key to compare with, which moves on after 1, 2, 4, 8... pages.
+// Brent's cycle detection: compare each page with a remembered key, which is replaced after 1, 2, 4, 8... pages.
 void CS3ObjectEnum::noticeCircle(const CS3ListObjectsResult& page) {
     if (!page.isTruncated()) {
         return;

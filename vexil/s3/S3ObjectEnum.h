@@ -11,11 +11,11 @@
 
 namespace vexil {
 
-/// Walks over all objects of a bucket whose keys begin with a prefix, in ascending order, and fetches the
-/// listing page by page.
+/// Walks over all objects of a bucket whose keys begin with a prefix, in ascending order. Fetches the listing page by
+/// page.
 ///
-/// One thread at a time, which drives client and request. Copies go on from the same place, each for itself,
-/// over the same client and request.
+/// One thread at a time, which also uses the client and the request. A copy continues from the same object on its own,
+/// with the same client and request.
 ///
 /// \code
 /// CS3ObjectEnum objects(client, request, "bucket", "photos/", "", -1);
@@ -25,12 +25,12 @@ namespace vexil {
 /// \endcode
 class VEXIL_API CS3ObjectEnum : public virtual CBase {
 public:
-    /// Asks the service for nothing yet.
+    /// Sends nothing yet.
     /// \param client    not null; a reference is kept
-    /// \param request   not null; a reference is kept. Used for every page: its state is the enumeration's
+    /// \param request   not null; a reference is kept. Used for every page: do not use it for anything else meanwhile
     /// \param prefix    "" for all objects
-    /// \param marker    begin behind this key; "" for the first one
-    /// \param pageSize  objects a page, at most what the service allows (usually 1000); -1 for its default
+    /// \param marker    begin after this key; "" for the first key
+    /// \param pageSize  objects per page, at most what the service allows (usually 1000); -1 for its default
     CS3ObjectEnum(CS3Client* client, CNetRequest* request, const String& bucket, const String& prefix,
                   const String& marker, int pageSize);
     CS3ObjectEnum(const CS3ObjectEnum&) = default;
@@ -39,31 +39,31 @@ public:
     CS3ObjectEnum& operator=(CS3ObjectEnum&&) = default;
     ~CS3ObjectEnum() override;
 
-    /// Whether each page is checked with CS3ListObjectsResult::verifyKeys() before any of its objects is current, so
-    /// that a service that ignores the prefix, lists in a circle or changes keys cannot lead to the wrong objects. An
-    /// empty page that claims that more follows, which otherwise ends the enumeration, is an error then, too. Default
-    /// false. Switch it on before keys are used to delete or to write.
+    /// Checks each page with CS3ListObjectsResult::verifyKeys() before any of its objects becomes current. A service
+    /// that ignores the prefix, lists in a circle or changes keys then cannot lead to the wrong objects. An empty page
+    /// that claims that more follows is then an error, too; otherwise it ends the enumeration. Default false. Switch it
+    /// on if keys are used to delete or to write.
     void setVerifyKeys(bool verify) { m_verifiesKeys = verify; }
 
-    /// Whether pages are asked for with `encoding-type=url` and read with CS3ListObjectsResult::fromEncoded(), so that every
-    /// key comes as it is, and one that cannot be read does not end the enumeration: it is left out and named by
-    /// takeUnreadableKeys(). A service that refuses the argument is asked without it. Default false. Set it before the
-    /// first next().
+    /// Requests pages with `encoding-type=url` and reads them with CS3ListObjectsResult::fromEncoded(). No key is then
+    /// changed on the way, and a key that cannot be read does not end the enumeration: it is skipped and named by
+    /// takeUnreadableKeys(). If the service refuses the argument, the page is requested without it. Default false. Set
+    /// it before the first next().
     void setEncodedKeys(bool areEncoded) { m_hasEncodedKeys = areEncoded; }
 
-    /// Moves to the next object, the first one at first; false when there is none, and from then on.
-    /// \throws what CS3Client::listObjects throws; a CError for a listing that comes to the last key of an earlier page again,
-    ///         which would have no end; calling again then asks for the same page again. The same for a
-    ///         page that setVerifyKeys() does not let pass: a CError that names the key
+    /// Moves to the next object; the first call moves to the first one. False at the end, and from then on.
+    /// \throws the errors of CS3Client::listObjects; a CError for an endless listing, which comes to the last key of an
+    ///         earlier page again; a CError that names the key for a page that setVerifyKeys() refuses. The next call
+    ///         requests the same page again
     bool next();
-    /// The current object; null before the first next(), at the end, and after a next() that has thrown.
+    /// The current object; null before the first next(), at the end, and after next() has thrown.
     P<CS3ListObjectsElement> getCurrObject() const;
 
-    /// The keys that were left out since the last call, for people. Ask after each next(), also the last one.
+    /// The keys that were skipped since the last call, as text for people. Call it after each next(), also the last.
     TArray<String> takeUnreadableKeys();
 
 protected:
-    /// Loads the page behind the current one. False when there is none.
+    /// Loads the next page. False if there is none.
     bool nextPage();
 
 private:
@@ -85,7 +85,7 @@ private:
     bool m_verifiesKeys = false;
     bool m_hasEncodedKeys = false;
     bool m_isEncodingRefused = false;
-    std::string m_markerBytes;  // of the last key, readable or not, where keys are encoded
+    std::string m_markerBytes;  // bytes of the last key, readable or not; only with encoded keys
     TArray<String> m_unreadableKeys;
     std::string m_comparedKey;
     int64 m_pagesToCompare = 0;

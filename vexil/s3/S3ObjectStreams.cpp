@@ -16,7 +16,7 @@ P<CHTTPContentRange> findContentRange(const TMap<String, String>& headers) {
     return found == headers.end() ? nullptr : CHTTPContentRange::parse(found->second);
 }
 
-/// An object that ends within the range cuts it.
+/// A range that reaches beyond the end of the object ends with the object.
 bool fits(const CHTTPContentRange& answered, const CS3ObjectRange& wanted) {
     const int64 total = answered.getEntireContentSize();
     const int64 wantedLast = wanted.length == -1 ? -1 : wanted.offset + wanted.length - 1;
@@ -50,7 +50,7 @@ int CS3ObjectSource::read(void* buffer, int maxLength, const TMap<String, String
     const int length = m_stream->read(buffer, wanted);
     if (length < 0 || length > wanted) {
         throw CError("The stream returned " + String::fromInt(length) + " bytes where 0 to " +
-                     String::fromInt(wanted) + " were asked for.");
+                     String::fromInt(wanted) + " were requested.");
     }
     if (length == 0) {
         throw CError("The stream ends after " + String::fromInt(m_position) + " of the " +
@@ -85,7 +85,7 @@ void CS3ObjectSink::write(const void* data, int length, int httpStatus,
     if (m_writtenBytes == 0) {
         checkRange(httpStatus, responseHeaders);
     }
-    // Counted first: a write that fails may have moved the stream.
+    // Count before writing: a failed write may have moved the stream.
     m_writtenBytes += length;
     m_stream->write(data, length);
     if (m_digest) {
@@ -97,19 +97,19 @@ void CS3ObjectSink::checkRange(int httpStatus, const TMap<String, String>& respo
     const bool isPart = httpStatus == statusPartialContent;
     if (m_range.isWhole()) {
         if (isPart) {
-            throw CError("The server answered the request for the whole object with a part of it.");
+            throw CError("The server responded to the request for the whole object with a part of it.");
         }
         return;
     }
     if (!isPart) {
-        throw CError("The server answered the request for a part of the object with status " +
+        throw CError("The server responded to the request for a part of the object with status " +
                      String::fromInt(httpStatus) + " instead of " + String::fromInt(statusPartialContent) +
                      ".");
     }
     const P<CHTTPContentRange> answered = findContentRange(responseHeaders);
     if (!answered || !fits(*answered, m_range)) {
         throw CError(
-            "The server answered the request for " + describe(m_range) + " of the object with " +
+            "The server responded to the request for " + describe(m_range) + " of the object with " +
             (answered ? "'" + responseHeaders.at("content-range") + "'" : String("no Content-Range")) + ".");
     }
 }
@@ -132,7 +132,7 @@ void CS3ObjectSink::restart() {
     if (m_digest) {
         m_digest->reset();
     }
-    // A stream that has got nothing need not be able to seek.
+    // A stream that has received nothing need not be able to seek.
     if (m_writtenBytes > 0) {
         m_stream->seek(m_start);
         m_writtenBytes = 0;

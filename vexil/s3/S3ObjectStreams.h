@@ -1,5 +1,5 @@
 /// \file
-/// How bodies of objects pass between streams and requests, so that a repeated transfer does no harm.
+/// Connects streams to requests for the bodies of objects, so that a transfer can be repeated.
 #pragma once
 
 #include "sigil/Digest.h"
@@ -13,19 +13,19 @@ namespace vexil {
 /// A part of an object, or the whole of it.
 struct CS3ObjectRange {
     int64 offset;  ///< first byte, from 0
-    int64 length;  ///< bytes; -1 for all from `offset` on
+    int64 length;  ///< bytes; -1: up to the end
 
     bool isWhole() const noexcept { return offset == 0 && length == -1; }
 };
 
-/// A piece of a stream as the source of a body: `size` bytes from where the stream stood. Positions count
-/// from there.
+/// Part of a stream as the source of a body: `size` bytes, beginning at the stream's position at construction. Positions
+/// count from there.
 class CS3ObjectSource : public virtual CBase, public CNetRequest::IDataSource {
 public:
     CS3ObjectSource(zet::IInStream* stream, int64 size);
     ~CS3ObjectSource() override;
 
-    /// \throws CError when the stream has less than `size` bytes
+    /// \throws CError if the stream has fewer than `size` bytes
     int read(void* buffer, int maxLength, const TMap<String, String>& responseHeaders) override;
     int64 getSize() override { return m_size; }
     void seek(int64 position) override;
@@ -38,15 +38,15 @@ private:
     int64 m_position = 0;
 };
 
-/// A sink over a stream that takes only what belongs to the object.
+/// A sink that writes the content of an object to a stream.
 ///
-/// Bodies of other than successful answers go to a second sink. A restarted transfer begins where the stream
-/// stood at first.
+/// Bodies of unsuccessful responses go to a second sink. A restarted transfer begins again at the stream's position at
+/// construction.
 class CS3ObjectSink : public virtual CBase, public CNetRequest::IRestartableDataSink {
 public:
-    /// \param errorSink  for bodies of other responses
-    /// \param range      what was asked for: a response with anything else is an error
-    /// \param digest     computes a hash of what is written; null for none
+    /// \param errorSink  for bodies of unsuccessful responses
+    /// \param range      the requested range: a response with another range is an error
+    /// \param digest     computes a hash of the written bytes; null for no hash
     CS3ObjectSink(zet::IOutStream* stream, CNetRequest::IDataSink* errorSink, const CS3ObjectRange& range,
                   const P<sigil::IDigest>& digest);
     ~CS3ObjectSink() override;
@@ -55,14 +55,14 @@ public:
                const TMap<String, String>& responseHeaders) override;
     void restart() override;
 
-    /// Throws a CError when a response of success is not about the range that was asked for.
+    /// Throws a CError if a successful response does not have the requested range.
     void checkRange(int httpStatus, const TMap<String, String>& responseHeaders) const;
-    /// The same for a response that has ended: also when it had not as many bytes as its range.
+    /// The same for a response that has ended: also throws if it does not have as many bytes as its range.
     void checkWholeRange(int httpStatus, const TMap<String, String>& responseHeaders) const;
 
     /// Bytes that the last transfer has written to the stream.
     int64 getWrittenBytes() const noexcept { return m_writtenBytes; }
-    /// Bytes that the last transfer has given to the other sink, because no status of success stood before them.
+    /// Bytes that the last transfer has given to the other sink, because the status was not a success.
     int64 getRefusedBytes() const noexcept { return m_refusedBytes; }
 
 private:

@@ -31,8 +31,8 @@ CS3XmlDocument::CS3XmlDocument(const char* data, int length, int maxLength, cons
     }
     const int flags = whiteSpace == S3XmlWhiteSpace::Kept ? wxXMLDOC_KEEP_WHITESPACE_NODES : 0;
     wxMemoryInputStream stream(reduced.data(), reduced.size());
-    // It says nothing about a document that is valid. What it says otherwise only a global switch would silence.
-    // A wide text: the conversion of another leaks where memory runs out in it.
+    // It prints nothing about a valid document; its other messages can only be silenced globally.
+    // The encoding is a wide text because converting a narrow one leaks if memory runs out.
     if (!m_document->Load(stream, L"UTF-8", flags)) {
         throw CError(String(errorPrefix) + "invalid XML.");
     }

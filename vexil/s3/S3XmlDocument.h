@@ -1,5 +1,5 @@
 /// \file
-/// The only place that knows wxWidgets' XML classes.
+/// The only code that uses wxWidgets' XML classes.
 #pragma once
 
 #include "vexil/BaseTypes.h"
@@ -12,15 +12,15 @@ class wxXmlNode;
 
 namespace vexil {
 
-/// What becomes of texts of white space alone.
+/// What happens to texts that are only white space.
 enum class S3XmlWhiteSpace { Dropped, Kept };
 
 /// An XML document read from memory.
 class CS3XmlDocument {
 public:
     /// \param maxLength  the longest document, in bytes
-    /// \throws CError with the prefix and "invalid XML.", "no root element.", or what is too long: the document, or a text
-    ///         (maxXmlTextBytes)
+    /// \throws CError with the prefix and "invalid XML.", "no root element.", or a message that the document or a text
+    ///         (maxXmlTextBytes) is too long
     CS3XmlDocument(const char* data, int length, int maxLength, const char* errorPrefix,
                    S3XmlWhiteSpace whiteSpace = S3XmlWhiteSpace::Dropped);
     ~CS3XmlDocument();
@@ -37,7 +37,7 @@ private:
 
 String getXmlName(const wxXmlNode* node);
 
-/// The first piece of text directly inside the element, as the parser left it; "" when there is none.
+/// The first piece of text directly inside the element, as the parser split it; "" if there is none.
 String getXmlText(const wxXmlNode* node);
 
 /// All pieces of text directly inside the element.

@@ -23,11 +23,11 @@ static_assert(maxXmlTextBytes == 65536);
 
 // The responses of the service have four levels.
 constexpr int maxDepth = 1000;
-// A page of a listing has a thousand objects of about ten elements. Each becomes some hundred bytes in memory.
+// A page of a listing has a thousand objects of about ten elements. Each takes a few hundred bytes of memory.
 constexpr int maxElements = 1'000'000;
-// Of all texts together, bytes times pieces: about half a second.
+// Limit of bytes times pieces, summed over all texts: about half a second of work.
 constexpr unsigned long long maxWork = 1ULL << 30;
-// wxXmlDocument reads so many bytes at once, which ends a piece, too.
+// wxXmlDocument reads this many bytes at once; each read also ends a piece of text.
 constexpr std::size_t pieceBytes = 1024;
 
 struct ParserFree {
@@ -36,7 +36,7 @@ struct ParserFree {
 
 using Parser = std::unique_ptr<std::remove_pointer_t<XML_Parser>, ParserFree>;
 
-/// The bytes of the UTF-8 character that begins with this byte.
+/// Length in bytes of the UTF-8 character that begins with this byte.
 std::size_t getCharacterLength(unsigned char first) {
     return first < 0x80 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
 }
@@ -50,7 +50,7 @@ char32_t decodeCharacter(std::string_view text) {
     return character;
 }
 
-/// What expat calls while it parses. Nothing may be thrown through it: it is plain C.
+/// The handlers that expat calls. They must not throw, because expat is C.
 class CReduction {
 public:
     CReduction() : m_parser(XML_ParserCreate(nullptr)) {
@@ -63,7 +63,7 @@ public:
         XML_SetCdataSectionHandler(m_parser.get(), onCDATAStart, onCDATAEnd);
         XML_SetCommentHandler(m_parser.get(), onComment);
         XML_SetProcessingInstructionHandler(m_parser.get(), onInstruction);
-        // As in wxXmlDocument: with it, entities that the document declares are left out instead of being expanded.
+        // As in wxXmlDocument: with a default handler, expat drops the document's own entities and does not expand them.
         XML_SetDefaultHandler(m_parser.get(), [](void*, const XML_Char*, int) {});
         XML_SetUnknownEncodingHandler(m_parser.get(), onUnknownEncoding, nullptr);
     }
@@ -73,7 +73,7 @@ public:
             error = invalid;
             return {};
         }
-        // In one piece: expat looks at the beginning of a long name or comment again for each further piece.
+        // All at once: with several pieces, expat scans the beginning of a long name or comment again for each piece.
         const auto status = XML_Parse(m_parser.get(), document.data(), static_cast<int>(document.size()), 1);
         if (m_exception) {
             std::rethrow_exception(m_exception);
@@ -128,10 +128,10 @@ private:
         run(self, [](CReduction& reduction) { reduction.divideText(); });
     }
 
-    /// An encoding of single bytes that wxWidgets knows, which is what wxXmlDocument takes.
+    /// Supports the single-byte encodings that wxWidgets knows, as wxXmlDocument does.
     static int onUnknownEncoding(void*, const XML_Char* name, XML_Encoding* info) noexcept {
         try {
-            // wxWidgets prepares the first conversion of this kind in static objects.
+            // wxWidgets initialises static objects in the first conversion of each kind.
             static zet::CMutex mutex;
             const zet::CMutexLock lock(mutex);
             const wxCSConv converter(wxString::FromUTF8(name));
@@ -184,7 +184,7 @@ private:
             m_out.append(piece);
         } else if (piece != "\n" &&
                    piece.size() == getCharacterLength(static_cast<unsigned char>(piece[0]))) {
-            // What was a piece must be one again: wxXmlDocument may leave out those that are white space.
+            // Write it so that it stays a separate piece: wxXmlDocument may drop pieces of white space.
             m_out.append("&#")
                 .append(std::to_string(static_cast<unsigned long>(decodeCharacter(piece))))
                 .append(";");
@@ -215,7 +215,7 @@ private:
         m_out.append("]]>");
     }
 
-    /// A comment or an instruction, after which another text begins.
+    /// A comment or a processing instruction separates two texts.
     void divideText() {
         endText();
         if (m_depth > 0) {

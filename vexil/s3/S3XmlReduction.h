@@ -13,14 +13,14 @@ inline constexpr int maxListingBytes = 64 << 20;
 /// The longest text within one element, in UTF-8.
 inline constexpr std::size_t maxXmlTextBytes = 64 * 1024;
 
-/// An XML document reduced to what is read of it: in UTF-8, the elements without their attributes, and the texts, where
-/// nothing in them, nor their number, can keep wxXmlDocument busy for long. The tree of the reduced document has the same
-/// elements and texts.
+/// Reduces an XML document to the parts that are read: elements without attributes, and texts, in UTF-8. Limits depth,
+/// number of elements and length of texts, so that wxXmlDocument parses the result quickly. Elements and texts stay the
+/// same.
 ///
-/// wxXmlDocument copies all of a text for each further piece of it, such as the end of a line, takes its tree down
-/// recursively, and prints what it does not understand.
-/// \param error  becomes what is wrong: a sentence without its beginning, "invalid XML." for most; unchanged otherwise
-/// \return "" when something is wrong
+/// wxXmlDocument copies the whole text again for each further piece of it, such as a line end, destroys its tree
+/// recursively, and prints messages about documents that it does not understand.
+/// \param error  set on failure to the end of a message, usually "invalid XML."; unchanged on success
+/// \return "" on failure
 std::string reduceXml(std::string_view document, const char*& error);
 
 }  // namespace vexil
