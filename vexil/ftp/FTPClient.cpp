@@ -19,8 +19,8 @@ constexpr int maxLevels = 1000;
 constexpr int replyGoodbye = 221;
 constexpr int replyFileBusy = 450;
 
-/// The rest of a stream as a file's content: positions count from where the stream stood. A request that is performed
-/// rewinds its source to 0.
+/// The rest of a stream as a file's content. Positions count from the stream's position at construction, because a
+/// request rewinds its source to 0 when it is performed.
 class CRestSource : public virtual CBase, public CNetRequest::IDataSource {
 public:
     explicit CRestSource(zet::IInStream* stream) : m_stream(stream), m_start(stream->getPosition()) {}
@@ -54,7 +54,7 @@ void setCommands(CNetRequest& request, std::initializer_list<String> commands) {
     request.setFTPCustomPreCommands(list);
 }
 
-/// Whether the server has done the last command. A goodbye is the reply to another connection's end.
+/// True if the server has carried out the last command. A 221 is ignored: it belongs to another connection that ended.
 bool isDone(const CNetRequest& request) {
     TArray<CNetReply> replies = request.getReplies();
     std::erase_if(replies, [](const CNetReply& reply) { return reply.getCode() == replyGoodbye; });
@@ -75,14 +75,14 @@ bool isHexDigit(wchar_t c) {
     return (c >= L'0' && c <= L'9') || (c >= L'a' && c <= L'f') || (c >= L'A' && c <= L'F');
 }
 
-/// Whether a name means another one, or none, where it is URL text.
+/// True if a name changes its meaning, or is invalid, as URL text.
 bool isChangedByURL(const String& name) {
     if (name.view().find_first_of(L" \t#?") != std::wstring_view::npos ||
         name.find(";type=") != String::npos) {
         return true;
     }
     for (std::size_t i = name.find(L'%'); i != String::npos; i = name.find(L'%', i + 1)) {
-        // Behind the end is a NUL.
+        // Reading past the end gives a NUL.
         if (isHexDigit(name[i + 1]) && isHexDigit(name[i + 2])) {
             return true;
         }
@@ -144,7 +144,7 @@ void CFTPClient::checkPath(const char* place, const String& path) const {
 }
 
 String CFTPClient::toURLPath(const String& path) const {
-    // The first "/" only ends the host (RFC 1738, 3.2.2): the path from the root needs one of its own.
+    // The first "/" only ends the host (RFC 1738, 3.2.2): an absolute path needs a second one.
     return m_pathEncoding == PathPercentEncode ? "/" + zet::CURI::escape(path, true, "/") : path;
 }
 
@@ -171,11 +171,11 @@ void CFTPClient::beginPrepareRequest(CNetRequest& request, const String& path, b
         request.setFTPFileMethod(CURLFTPMETHOD_NOCWD);
         break;
     default:
-        break;  // libcurl's own
+        break;  // keep libcurl's default
     }
     request.setFTPCreateMissingDirs(createMissingDirs ? CURLFTP_CREATE_DIR_RETRY : CURLFTP_CREATE_DIR_NONE);
     if (m_pathEncoding == PathPercentEncode) {
-        // Commands are not normalised either.
+        // Keep "." and ".." in URLs, as in commands.
         request.setOptionInt(CURLOPT_PATH_AS_IS, 1);
     }
     request.setOptionInt(CURLOPT_HTTPPROXYTUNNEL, 1);
@@ -197,13 +197,13 @@ void CFTPClient::prepareDownloadRequest(CNetRequest& request, const String& path
     static constexpr char place[] = "CFTPClient::prepareDownloadRequest";
     checkPath(place, path);
     if (m_pathEncoding == PathPercentEncode && path.endsWith("/")) {
-        // libcurl would list the directory and give the listing for the content of a file.
+        // libcurl would return the listing of the directory as the content of a file.
         throw CInvalidArgError(place, "path must not end with '/': it means a directory");
     }
     beginPrepareRequest(request, toURLPath(path), false);
     if (length < 1 && length != -1) {
-        // libcurl opens the data connection, sends no command and keeps the control connection. Some servers say 226
-        // when the data connection closes: the next operation would take that for the reply to its first command.
+        // libcurl opens the data connection, sends no command and keeps the control connection. Some servers send 226
+        // when the data connection closes. The next operation would read it as the reply to its first command.
         request.setOptionInt(CURLOPT_FORBID_REUSE, 1);
     }
     if (offset != 0 || length != -1) {
@@ -278,7 +278,7 @@ void CFTPClient::prepareMoveFileRequest(CNetRequest& request, const String& from
         prepareMove(request, from, to);
         return;
     }
-    // libcurl creates directories for uploads only; this one appends nothing to the file that has just arrived.
+    // libcurl creates directories only for uploads. This upload appends nothing to the file that was just moved.
     beginPrepareRequest(request, toURLPath(to), true);
     setCommands(request, {"RNFR " + from, "RNTO " + to});
     setEmptyUpload(request);
@@ -293,7 +293,7 @@ void CFTPClient::prepareMoveDirRequest(CNetRequest& request, const String& from,
         prepareMove(request, from, to);
         return;
     }
-    // A directory cannot be uploaded, but a file in it can.
+    // A directory cannot be uploaded, so upload a file into it.
     const String dummyPath = makeDummyPath(to);
     beginPrepareRequest(request, toURLPath(dummyPath), true);
     setCommands(request, {"RNFR " + from, "RNTO " + to});
@@ -307,7 +307,7 @@ void CFTPClient::prepareMoveDirRequest(CNetRequest& request, const String& from,
 
 void CFTPClient::prepareListDirRequest(CNetRequest& request, const String& path) {
     checkPath("CFTPClient::prepareListDirRequest", path);
-    // By its end libcurl knows a directory.
+    // A "/" at the end tells libcurl that it is a directory.
     beginPrepareRequest(request, toURLPath(path.endsWith("/") ? path : path + "/"), false);
     request.setFTPListOverrideCommand("MLSD");
 }
@@ -318,7 +318,8 @@ P<CFTPListDirResult> CFTPClient::listDir(CNetRequest& request, const String& pat
     return new CFTPListDirResult(*request.getDefaultReceiveBuffer());
 }
 
-// libcurl's code is that of the last reply, which is to a goodbye if another connection was closed meanwhile.
+// Searches all replies: libcurl's response code is that of the last reply, which may belong to the QUIT of another
+// connection that was closed meanwhile.
 void CFTPClient::checkListed(CNetRequest& request) {
     const TArray<CNetReply> replies = request.getReplies();
     const bool isBusy = std::any_of(replies.begin(), replies.end(),
@@ -365,7 +366,7 @@ void CFTPClient::removeDir(CNetRequest& request, const String& path) {
 struct CFTPClient::CDeletion {
     CNetRequest& request;
     const bool isGuarded;
-    std::set<String> open;  // unique identifiers of the directories that the walk is in
+    std::set<String> open;  // unique identifiers of the current directory and of those that contain it
 
     void enter(const String& path, const CFTPDirEntry& directory) {
         const String uniqueID = directory.getUniqueID();
@@ -378,7 +379,7 @@ struct CFTPClient::CDeletion {
 
 void CFTPClient::deleteDirWithAllContents(CNetRequest& request, const String& path) {
     static constexpr char place[] = "CFTPClient::deleteDirWithAllContents";
-    // It would mean the root. An encoded path is checked when it is listed.
+    // An empty path would mean the root. An encoded path is checked when it is listed.
     if (path.isEmpty() && m_pathEncoding == PathVerbatim) {
         throw CInvalidArgError(place, "path must not be empty");
     }
@@ -409,7 +410,7 @@ void CFTPClient::deleteDir(CDeletion& deletion, const String& path, int level) {
 
 void CFTPClient::deleteEntry(CDeletion& deletion, const String& directory, const CFTPDirEntry& entry,
                              int level) {
-    // The directory itself and its parent are of neither type.
+    // Skip the directory itself and its parent, whose types are different.
     if (entry.getType() != zet::IFileInfoBase::TypeFile &&
         entry.getType() != zet::IFileInfoBase::TypeDirectory) {
         return;
@@ -425,7 +426,7 @@ void CFTPClient::deleteEntry(CDeletion& deletion, const String& directory, const
     }
 }
 
-// Neither command follows a link. After the "*" libcurl goes on if the server refuses it (CURLOPT_PREQUOTE).
+// Neither command follows a link. With "*", libcurl ignores a refusal of the command (CURLOPT_PREQUOTE).
 bool CFTPClient::removeUnseen(CNetRequest& request, const String& path) {
     for (const char* command : {"*RMD ", "*DELE "}) {
         prepareCommand("CFTPClient::deleteDirWithAllContents", request, command, path);
@@ -437,7 +438,7 @@ bool CFTPClient::removeUnseen(CNetRequest& request, const String& path) {
     return false;
 }
 
-// A server, or who has a file there, could else lead the walk to other places.
+// Otherwise a server, or anyone who can create files on it, could make the walk delete something else.
 void CFTPClient::checkName(const String& directory, const CFTPDirEntry& entry) const {
     const String name = entry.getName();
     const bool isMisleading =

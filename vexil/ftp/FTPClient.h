@@ -12,33 +12,33 @@
 
 namespace vexil {
 
-/// Client for the files of an FTP server (RFC 959, RFC 3659), in plain, or over TLS (RFC 4217).
+/// Client for the files of an FTP server (RFC 959, RFC 3659), unencrypted or over TLS (RFC 4217).
 ///
-/// Each `prepare...Request` only configures a request of the caller's; the other operations prepare and perform it.
-/// Both begin with CNetRequest::reset(): whatever else a request shall have is set after a preparation or in the
-/// hook of setRequestSetup(). The client has no connection of its own: the request keeps it for the next operation.
+/// Each `prepare...Request` only configures the caller's request; the other operations prepare and perform it. Both
+/// begin with CNetRequest::reset(): make your own settings after a preparation or in the hook of setRequestSetup().
+/// The client has no connection of its own: the request keeps its connection for the next operation.
 ///
-/// Paths are server paths that begin with "/". By default they are pasted into URLs and commands as they are: in URLs
-/// (download, upload, listing, creation with parents, moves that create directories) they then count from the login
-/// directory and are URL text, in which "%", "#", "?", ";type=" and blanks have their own meaning; in commands they
-/// are absolute and plain. With setPathEncoding(PathPercentEncode) one plain path means the same file everywhere.
+/// Paths are server paths that begin with "/". By default they are pasted unchanged into URLs and commands. In URLs
+/// (download, upload, listing, creation with parents, moves that create directories) they are then relative to the
+/// login directory and are URL text, in which "%", "#", "?", ";type=" and spaces have a special meaning. In commands
+/// they are absolute and plain. With setPathEncoding(PathPercentEncode) a plain path means the same file everywhere.
 ///
-/// Thread safety: may be shared between threads while no setter is called; a request may not. Copies share the
-/// hook only.
+/// Thread safety: a client may be shared between threads while no setter is called; a request may not. Copies share
+/// only the hook.
 ///
-/// Lifetime: a request keeps a reference to the stream that a preparation gives it until it is reset. Memory to be
-/// uploaded must stay as it is until the transfer has ended.
+/// Lifetime: after a preparation the request keeps a reference to the stream until it is reset. Memory to be uploaded
+/// must not change until the transfer has ended.
 ///
-/// Errors: CInvalidArgError, before the request is touched and with the preparing member as its place, for a path,
-/// host, user name or password that holds CR, LF or NUL, which would begin a further command. Everything else is
-/// CNetRequest::perform()'s: a CCURLError with the server's reply code (RFC 959, 4.2). The connection may break after
-/// the server has done what it was told and before it says so: behind an error nothing is known about the last step.
+/// Errors: CInvalidArgError for a path, host, user name or password with CR, LF or NUL, which would begin another
+/// command; thrown before the request is changed, with the preparing member as its function name. All other errors are
+/// those of CNetRequest::perform(): a CCURLError with the server's reply code (RFC 959, 4.2). The connection may fail
+/// after the server has carried out a command and before it replies: after an error the last step may be done or not.
 ///
 /// A failed command also ends the connection; the next operation logs in again.
 ///
-/// Uploads over TLS 1.3: libcurl 7.88 closes the data connection without reading what a server has sent on it, and a
-/// server that sends session tickets sees a reset then. One that has not read everything yet and takes the reset for
-/// the end of the file confirms a file that is cut (pyftpdlib does). Compare the size afterwards (MLST), or call
+/// Uploads over TLS 1.3: libcurl 7.88 closes the data connection without reading what the server has sent on it. A
+/// server that sends session tickets then sees a reset. If it has not read everything yet and takes the reset for the
+/// end of the file, it confirms a truncated file (pyftpdlib does). Compare the size afterwards (MLST), or call
 /// setMaxTLSVersion(TLSVersion1_2).
 ///
 /// \code
@@ -51,32 +51,33 @@ namespace vexil {
 /// \endcode
 class VEXIL_API CFTPClient : public virtual CBase {
 public:
-    /// Security of the connections. Any other value is taken for ConnectPlain. With ConnectImplicitTLS files and listings
-    /// go in plain if the server refuses to encrypt them (PROT): a set-up hook that calls setFTPUseSSL(CURLUSESSL_ALL)
-    /// makes this an error.
+    /// Security of the connections. Any other value means ConnectPlain. With ConnectImplicitTLS files and listings are
+    /// sent unencrypted if the server refuses to encrypt them (PROT): a set-up hook that calls
+    /// setFTPUseSSL(CURLUSESSL_ALL) makes this an error.
     enum ConnectType : int {
-        ConnectPlain = 0,        ///< none: the password is readable on the way
-        ConnectExplicitTLS = 1,  ///< port 21, upgraded; fails where the server refuses it (CURLUSESSL_ALL)
+        ConnectPlain = 0,  ///< no encryption: everyone on the way can read the password
+        ConnectExplicitTLS =
+            1,  ///< port 21, upgraded; fails if the server refuses the upgrade (CURLUSESSL_ALL)
         ConnectImplicitTLS = 2,  ///< "ftps://": TLS from the first byte, port 990
     };
 
     /// How libcurl reaches a directory (CURLOPT_FTP_FILEMETHOD).
     enum CWDType : int {
         CWDInvalid = -1,  ///< no override
-        CWDSteps = 0,     ///< a CWD for each part of the path; the only one that can create directories
+        CWDSteps = 0,     ///< one CWD for each part of the path; the only method that can create directories
         CWDDirect = 1,    ///< one CWD to the directory
         CWDNone = 2,      ///< no CWD, the whole path in the command
     };
 
-    /// What paths are.
+    /// How paths are interpreted.
     enum PathEncoding : int {
-        PathVerbatim = 0,       ///< URL text where they stand in a URL, plain in commands
+        PathVerbatim = 0,       ///< URL text in URLs, plain in commands
         PathPercentEncode = 1,  ///< plain and absolute everywhere
     };
 
     // ---- life and settings -------------------------------------------------------------------------------
 
-    /// \param host  name or address, perhaps with ":" and a port; pasted into URLs as it is
+    /// \param host  name or address, optionally with ":" and a port; pasted into URLs unchanged
     CFTPClient(const String& host, const String& userName, const String& password, ConnectType connectType);
     CFTPClient(const CFTPClient&) = default;
     CFTPClient(CFTPClient&&) = default;
@@ -88,57 +89,58 @@ public:
     /// \throws CError "Unknown CWDType: ..." for another number
     static String cwdTypeToString(CWDType type);
 
-    /// Reaches directories this way in all later requests; CWDInvalid, the default, for CWDSteps where missing
-    /// directories are created and CWDNone elsewhere. Others than CWDSteps create no directory: the operation
-    /// then fails, on some servers silently.
+    /// Sets how all later requests reach directories. CWDInvalid, the default: CWDSteps if missing directories are
+    /// created, otherwise CWDNone. Methods other than CWDSteps create no directory: the operation then fails, on some
+    /// servers silently.
     void setOverrideCWDType(CWDType type) { m_overrideCWDType = type; }
-    /// Default PathVerbatim. With PathPercentEncode a path that does not begin with "/" is a CInvalidArgError,
-    /// names may hold everything but "/", CR, LF and NUL (and in URLs no other control character: libcurl's
-    /// code 3), and "." and ".." go to the server as they are.
+    /// Sets how paths are interpreted. Default PathVerbatim. With PathPercentEncode a path that does not begin with "/"
+    /// is a CInvalidArgError. Names may then contain every character except "/", CR, LF and NUL (in URLs no other
+    /// control character either: libcurl's code 3), and "." and ".." are sent to the server unchanged.
     void setPathEncoding(PathEncoding encoding) { m_pathEncoding = encoding; }
-    /// The newest version of TLS for all later requests (CNetRequest::setMaxTLSVersion()). Default TLSVersionDefault.
-    /// A server that demands that data connections resume the session of the control connection (ProFTPD does by
-    /// default) refuses most transfers of a kept connection over TLS 1.3, because of how libcurl 7.88 keeps sessions;
-    /// over TLS 1.2 it takes all.
+    /// Sets the newest version of TLS for all later requests (CNetRequest::setMaxTLSVersion()). Default
+    /// TLSVersionDefault. Some servers demand that data connections resume the session of the control connection
+    /// (ProFTPD does by default). Over TLS 1.3 such a server refuses most transfers of a kept connection, because of the
+    /// way libcurl 7.88 stores sessions; over TLS 1.2 it accepts all.
     void setMaxTLSVersion(TLSVersion version) { m_maxTLSVersion = version; }
-    /// A hook that is called at the end of every preparation's common beginning; a reference is kept. Null, the
-    /// default, for none. It may undo CURLOPT_HTTPPROXYTUNNEL, which is set because an HTTP proxy without a
-    /// tunnel answers for the server.
+    /// Sets a hook that every preparation calls after its common settings; a reference is kept. Null, the default, for
+    /// no hook. The hook may undo CURLOPT_HTTPPROXYTUNNEL, which is set because without a tunnel an HTTP proxy responds
+    /// in place of the server.
     ///
-    /// A preparation throws a CInvalidArgError with the place "CFTPClient::setRequestSetup" when the hook has
+    /// A preparation throws a CInvalidArgError with the function name "CFTPClient::setRequestSetup" if the hook has
     /// replaced URL, method, header list or receive data sink.
     void setRequestSetup(INetRequestSetup* setup) { m_requestSetup = setup; }
 
-    /// Whether a path leads to the root of the server when "." and ".." are followed: "/", "//", "/.", "/a/..", "".
+    /// True if a path leads to the root of the server when "." and ".." are resolved: "/", "//", "/.", "/a/..", "".
     static bool isRootPath(const String& path);
-    /// Whether deleteDirWithAllContents() takes care to delete no more than the directory. Default false. With true:
-    /// - A path that leads to the root, see isRootPath(), is a CInvalidArgError, before anything is sent.
-    /// - Each directory below is first removed without a look into it (RMD, then DELE): this removes a link that the
-    ///   server lists as a directory, and an empty directory. It is listed only when both are refused.
-    /// - A directory that is one of those it lies in, by the fact "unique", stops the walk with a CError that names it.
+    /// Makes sure that deleteDirWithAllContents() deletes only what is in the directory. Default false. With true:
+    /// - A path that leads to the root (isRootPath()) is a CInvalidArgError, before anything is sent.
+    /// - Each subdirectory is first removed without listing it (RMD, then DELE). This removes an empty directory and a
+    ///   link that the server lists as a directory. The subdirectory is listed only if both commands are refused.
+    /// - A directory that is, by the fact "unique", one of those that contain it stops the walk with a CError that
+    ///   names it.
     /// - A directory that the server does not list because it is busy stops the walk, see checkListed(). Without the
     ///   guard it counts as empty, and the server is told to remove it.
     void setDeletionGuard(bool isGuarded) { m_isDeletionGuarded = isGuarded; }
 
     // ---- files -------------------------------------------------------------------------------------------
 
-    /// Reads a file, or a range of it (RETR, behind REST; CURLOPT_RANGE).
+    /// Reads a file, or a range of it (REST, then RETR; CURLOPT_RANGE).
     /// \param offset  first byte, from 0
-    /// \param length  bytes; -1 for all from `offset` on. The numbers are not checked: with 0 nothing is asked for.
-    ///                A range with an end closes the connection behind it. One whose end lies past that of the file
-    ///                is the rest of it; libcurl 8.14 then fails with CURLE_PARTIAL_FILE, behind the last byte
-    /// \throws CInvalidArgError with PathPercentEncode for a path that ends with "/". With PathVerbatim such a path gives
-    ///         the directory's listing (LIST) for a content
+    /// \param length  bytes; -1: up to the end. The numbers are not checked. With 0 nothing is requested. After a range
+    ///                with an end the connection is closed. If the range reaches beyond the end of the file, the rest
+    ///                of the file is read; libcurl 8.14 then fails with CURLE_PARTIAL_FILE after the last byte
+    /// \throws CInvalidArgError with PathPercentEncode for a path that ends with "/". With PathVerbatim such a path
+    ///         returns the directory's listing (LIST) as content
     void prepareDownloadRequest(CNetRequest& request, const String& path, int64 offset, int64 length);
 
     /// @{
 
-    /// Stores a file and replaces what was there (STOR). What was there may be gone from the beginning of the transfer
-    /// on; one that breaks leaves the beginning of the file. Directories that were created stay.
-    /// \param data               stays as it is until the transfer ends; null only where `size` is 0
-    /// \param size               bytes; a stream must hold exactly so many from its position on, or the transfer fails
-    ///                           with code 18 and leaves a file
-    /// \param createMissingDirs  create the directories that the path names and that are not there (MKD)
+    /// Stores a file and replaces an existing one (STOR). The old file may be lost as soon as the transfer starts; an
+    /// interrupted transfer leaves a truncated file. Directories that were created stay.
+    /// \param data               must not change until the transfer ends; null only if `size` is 0
+    /// \param size               bytes; a stream must have exactly this many from its position on, otherwise the
+    ///                           transfer fails with code 18 and leaves a file
+    /// \param createMissingDirs  create the missing directories of the path (MKD)
     void prepareUploadRequest(CNetRequest& request, const String& path, const void* data, int size,
                               bool createMissingDirs);
     void prepareUploadRequest(CNetRequest& request, const String& path, zet::IInStream* data, int64 size,
@@ -148,7 +150,7 @@ public:
     /// @{
 
     /// The same for sizes of other types.
-    /// \throws CInvalidArgError for a size beyond the 2147483647 bytes that an upload from memory takes
+    /// \throws CInvalidArgError for a size above 2147483647 bytes, the limit of an upload from memory
     template <std::integral Size>
     void prepareUploadRequest(CNetRequest& request, const String& path, const void* data, Size size,
                               bool createMissingDirs) {
@@ -167,7 +169,7 @@ public:
                               bool createMissingDirs) {
         prepareUploadRequest(request, path, data.getData(), data.getUsed(), createMissingDirs);
     }
-    /// An object is no content: give the address of its bytes, or a buffer by `*buffer`.
+    /// Not allowed: a pointer to a counted object is not content. Pass the address of its bytes, or `*buffer`.
     template <zet::ObjectPointer Data, class Size>
     requires(!std::convertible_to<const Data&, zet::IInStream*>) void prepareUploadRequest(
         CNetRequest& request, const String& path, const Data& data, Size size,
@@ -182,14 +184,14 @@ public:
 
     /// @{
 
-    /// Moves or renames (RNFR, RNTO). Between the two commands nothing has moved; after a break behind the second
-    /// it may have.
+    /// Moves or renames (RNFR, RNTO). Between the two commands nothing has moved yet. If the connection fails after the
+    /// second command, the move may be done or not.
     ///
-    /// With `createMissingDirs` the directories of the target are created first and stay, whatever follows. Then a
-    /// data connection is opened, and only behind it the two commands are sent. A moved file is then appended
-    /// nothing to (APPE), which some servers refuse after they have moved it: code 25. Into a moved directory a
-    /// file "__dummy" with a number is stored and deleted again, for which the server must let a directory be
-    /// renamed onto the one that was just created; a break behind the move may leave that file.
+    /// With `createMissingDirs` the target's directories are created first; they stay in any case. Then a data
+    /// connection is opened, and after it the two commands are sent. For a file, libcurl then opens the moved file for
+    /// appending without data (APPE), which some servers refuse although the move succeeded: code 25. For a directory,
+    /// a file "__dummy" with a number is stored in it and deleted again. For this the server must allow renaming a
+    /// directory onto the one that was just created; a failure after the move may leave that file.
     void prepareMoveFileRequest(CNetRequest& request, const String& from, const String& to,
                                 bool createMissingDirs);
     void prepareMoveDirRequest(CNetRequest& request, const String& from, const String& to,
@@ -200,28 +202,29 @@ public:
 
     /// @{
 
-    /// Lists a directory (MLSD), into the request's receive buffer, with lines that end in LF. A listing tells no
-    /// length: where the data connection breaks and the server still says that all was sent, entries are missing.
-    /// The reply 450 (busy, by RFC 959) is an empty listing to libcurl: see checkListed().
+    /// Lists a directory (MLSD) into the request's receive buffer; lines end in LF. A listing has no length: if the data
+    /// connection breaks and the server still reports success, entries are silently missing. For libcurl the reply 450
+    /// (busy, RFC 959) is an empty listing: see checkListed().
     void prepareListDirRequest(CNetRequest& request, const String& path);
     P<CFTPListDirResult> listDir(CNetRequest& request, const String& path);
     /// @}
-    /// Call it after a listing, also after listDir(), when a directory that is busy must not pass for an empty one.
-    /// \throws CCURLError CURLE_FTP_COULDNT_RETR_FILE with the reply code 450 if the server has refused the request's last
-    ///         listing so
+    /// Makes sure that an empty listing does not come from a busy directory. Call it after a listing, also after
+    /// listDir().
+    /// \throws CCURLError CURLE_FTP_COULDNT_RETR_FILE with the reply code 450 if the server has refused the request's
+    ///         last listing with that reply
     static void checkListed(CNetRequest& request);
 
-    /// Asks for one entry (MLST): CFTPGetInfoResult reads the answer out of CNetRequest::getResponseInfo().
+    /// Requests one entry (MLST): CFTPGetInfoResult reads the reply from CNetRequest::getResponseInfo().
     void prepareGetInfoRequest(CNetRequest& request, const String& path);
-    /// The same, to learn whether there is such an entry: a missing one is code 21 with the reply code 550.
+    /// The same, to find out whether an entry exists: a missing one is code 21 with the reply code 550.
     void prepareVerifyExistsRequest(CNetRequest& request, const String& path);
 
     /// @{
 
-    /// Makes a directory.
-    /// \param createParents  create those above it as well, with a success where all are there already. What the
-    ///                       directory holds is then listed into the request's receive buffer (LIST). What was
-    ///                       created before a failure stays. False: MKD
+    /// Creates a directory.
+    /// \param createParents  true: create missing parents as well; succeeds if all exist already. The content of the
+    ///                       directory is then listed into the request's receive buffer (LIST). After a failure, the
+    ///                       directories created so far stay. False: MKD
     void prepareCreateDirRequest(CNetRequest& request, const String& path, bool createParents);
     void createDir(CNetRequest& request, const String& path, bool createParents);
     /// @}
@@ -233,21 +236,21 @@ public:
     void removeDir(CNetRequest& request, const String& path);
     /// @}
 
-    /// Deletes a directory with all below it: of each directory first what it holds, in the order of its listing, then
-    /// itself. The first failure ends it; what was deleted stays deleted. Entries of unknown type (links) are passed
-    /// over, so that the directory that holds them cannot be removed. A link that the server lists as a directory is
-    /// followed, out of the directory, too: see setDeletionGuard().
+    /// Deletes a directory with all its contents: first the entries in the order of the listing, then the directory
+    /// itself. It stops at the first failure; what was deleted stays deleted. Entries of unknown type (links) are
+    /// skipped, so the directory that contains them cannot be removed. A link that the server lists as a directory is
+    /// followed, even out of the directory: see setDeletionGuard().
     /// \throws CInvalidArgError for an empty path, before anything is sent; with the guard also for the root
     /// \throws CError "Invalid name in FTP directory '...': '...'", before the entry is touched, for a name that is
-    ///         empty, "." or "..", or holds "/", CR, LF or NUL. With PathVerbatim also for a directory's name that is
-    ///         not the same in a URL: one with a blank, TAB, "#", "?", "%" and two hexadecimal digits, ";type="
+    ///         empty, "." or "..", or contains "/", CR, LF or NUL. With PathVerbatim also for a directory name that has
+    ///         another meaning in a URL: with a space, TAB, "#", "?", "%" and two hexadecimal digits, ";type="
     /// \throws CError for more than 1000 levels
     void deleteDirWithAllContents(CNetRequest& request, const String& path);
 
 protected:
-    /// The common beginning of all preparations: resets the request and sets URL, login, TLS, how directories are
-    /// reached, and the hook's options.
-    /// \param path  goes behind the host as URL text; "" for the server itself
+    /// First step of all preparations: resets the request, sets URL, login, TLS and the method to reach directories, then
+    /// calls the hook.
+    /// \param path  URL text, pasted after the host; "" for the server itself
     void beginPrepareRequest(CNetRequest& request, const String& path, bool createMissingDirs);
 
 private:

@@ -20,18 +20,18 @@ int numberAt(const String& value, std::size_t position, std::size_t digits) {
 }  // namespace
 
 CFTPDirEntry::CFTPDirEntry(const String& factLine) {
-    const std::size_t blank = factLine.find(L' ');
-    if (blank == String::npos) {
+    const std::size_t space = factLine.find(L' ');
+    if (space == String::npos) {
         throwInvalidEntry(factLine);
     }
-    std::wstring_view facts = factLine.view().substr(0, blank);
-    // Each fact ends with ";": behind the last one is none. All other empty ones are wrong.
+    std::wstring_view facts = factLine.view().substr(0, space);
+    // Each fact ends with ";", so nothing follows the last ";". An empty fact anywhere else is an error.
     while (!facts.empty()) {
         const std::size_t end = facts.find(L';');
         readFact(factLine, facts.substr(0, end));
         facts.remove_prefix(end == facts.npos ? facts.size() : end + 1);
     }
-    m_name = factLine.substr(blank + 1);
+    m_name = factLine.substr(space + 1);
 }
 
 CFTPDirEntry::~CFTPDirEntry() = default;

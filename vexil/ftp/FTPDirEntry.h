@@ -18,11 +18,12 @@ class VEXIL_API CFTPDirEntry : public virtual CBase {
 public:
     /// No name, no time, type unknown, size 0.
     CFTPDirEntry() = default;
-    /// Reads a fact line: "key=value;" once or more, a blank, the name. Keys and values in any case; of facts that
-    /// repeat, the last counts. Facts other than "type", "size", "modify" and "unique" are ignored; a type other than "file" and
-    /// "dir" (the directory itself, its parent, a link) leaves the type unknown; a size that is no number is 0.
-    /// \throws CError "Invalid FTP dir entry: '...'" for a line without a blank and a fact without "="; as
-    ///         parseTimeValue() does
+    /// Reads a fact line: "key=value;" once or more, a space, the name. Upper and lower case of keys and values do not
+    /// matter; the last of repeated facts counts. Facts other than "type", "size", "modify" and "unique" are ignored. A
+    /// type other than "file" and "dir" (the directory itself, its parent, a link) leaves the type unknown. A size that
+    /// is not a number is 0.
+    /// \throws CError "Invalid FTP dir entry: '...'" for a line without a space and for a fact without "="; the error of
+    ///         parseTimeValue()
     explicit CFTPDirEntry(const String& factLine);
     CFTPDirEntry(const CFTPDirEntry&) = default;
     CFTPDirEntry(CFTPDirEntry&&) = default;
@@ -32,14 +33,14 @@ public:
 
     /// @{
 
-    /// The name as the server sent it, with the blanks at its ends. In an answer to MLST often the whole path.
+    /// The name as the server sent it, including spaces at its ends. In a reply to MLST often the whole path.
     String getName() const { return m_name; }
     void setName(const String& name) { m_name = name; }
     /// @}
 
     /// @{
 
-    /// Time of the last change; not set when the server told none, or a date that is none.
+    /// Time of the last change; not set if the server sent none or an invalid date.
     zet::CTime getModifiedTime() const { return m_modifiedTime; }
     void setModifiedTime(const zet::CTime& time) { m_modifiedTime = time; }
     /// @}
@@ -53,23 +54,24 @@ public:
 
     /// @{
 
-    /// Bytes; 0 when the server told none.
+    /// Size in bytes; 0 if the server sent none.
     int64 getSize() const { return m_size; }
     void setSize(int64 size) { m_size = size; }
     /// @}
 
     /// @{
 
-    /// What tells this file or directory from all others of the server, whatever it is called (the fact "unique", RFC
-    /// 3659, 7.5.2), with its upper and lower case. Two entries with the same one are the same; a link that the server
-    /// shows as what it leads to has the one of that. Empty if the server did not tell it.
+    /// Identifies a file or directory on the server independently of its name (the fact "unique", RFC 3659, 7.5.2);
+    /// upper and lower case matter. Two entries with the same ID are the same file or directory. A link that the server
+    /// shows as its target has the target's ID. Empty if the server did not send it.
     String getUniqueID() const { return m_uniqueID; }
     void setUniqueID(const String& uniqueID) { m_uniqueID = uniqueID; }
     /// @}
 
-    /// Reads a time value of RFC 3659 (2.3): "20200131235959", perhaps with a fraction ".25"; always UTC. Not set for a
-    /// date outside the calendar. Digits that are none count as 0.
-    /// \throws CError "Invalid FTP time value: '...'" for fewer than 14 characters and anything but "." behind them
+    /// Reads a time value of RFC 3659 (2.3): "20200131235959", optionally with a fraction ".25"; always UTC. The result
+    /// is not set for a date outside the calendar. Characters that are not digits count as 0.
+    /// \throws CError "Invalid FTP time value: '...'" for fewer than 14 characters, or if they are not followed by "."
+    ///         or the end
     static zet::CTime parseTimeValue(const String& value);
 
 private:

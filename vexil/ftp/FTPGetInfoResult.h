@@ -7,7 +7,7 @@
 
 namespace vexil {
 
-/// What an FTP server tells about one entry (MLST, RFC 3659, 7). A value; copies share the entry.
+/// Information of an FTP server about one entry (MLST, RFC 3659, 7). A value; copies share the entry.
 ///
 /// \code
 /// client.prepareGetInfoRequest(request, "/docs/report.pdf");
@@ -17,11 +17,11 @@ namespace vexil {
 /// \endcode
 class VEXIL_API CFTPGetInfoResult : public virtual CBase {
 public:
-    /// Takes the last line that follows one with "250-" for the entry. That is wrong only behind a server that
-    /// greets or changes directories with several lines of that code and then does not answer MLST.
+    /// Reads the entry from the last line that follows a line with "250-". This is wrong only if the server's greeting
+    /// or CWD reply is a multi-line 250 reply and there is no reply to MLST.
     /// \param replyLines  CNetRequest::getResponseInfo() of the transfer
     /// \throws CError "Invalid response to FTP MLST request (no info line found)." with all lines as its property
-    ///         "response"; as CFTPDirEntry does
+    ///         "response"; the errors of CFTPDirEntry
     explicit CFTPGetInfoResult(const CNetStringList& replyLines);
     CFTPGetInfoResult(const CFTPGetInfoResult&) = default;
     CFTPGetInfoResult(CFTPGetInfoResult&&) = default;
@@ -29,7 +29,7 @@ public:
     CFTPGetInfoResult& operator=(CFTPGetInfoResult&&) = default;
     ~CFTPGetInfoResult() override;
 
-    /// The entry, whose name is often the whole path. Never null.
+    /// The entry; its name is often the whole path. Never null.
     PC<CFTPDirEntry> getInfo() const { return m_info; }
 
 private:

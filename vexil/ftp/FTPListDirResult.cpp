@@ -10,13 +10,13 @@ std::string_view bytesOf(const TBuffer<unsigned char>& listing) {
     return {reinterpret_cast<const char*>(listing.getData()), static_cast<std::size_t>(listing.getUsed())};
 }
 
-/// Each server tells at least the type, so that a line begins with a fact.
+/// Every server sends at least the type, so an entry begins with a fact.
 bool beginsWithFact(std::string_view line) {
     const std::size_t space = line.find(' ');
     return space != line.npos && line.substr(0, std::min(space, line.find(';'))).find('=') != line.npos;
 }
 
-/// One text for each entry. A line without a fact is the rest of a name that holds the end of a line.
+/// One text for each entry. A line without a fact is the rest of a name that contains a line end.
 TArray<std::string> splitIntoEntries(std::string_view listing) {
     TArray<std::string> entries;
     while (!listing.empty()) {

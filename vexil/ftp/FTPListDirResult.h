@@ -12,12 +12,12 @@ namespace vexil {
 /// A directory's entries as an FTP server lists them (MLSD, RFC 3659, 7). A value; copies share the entries.
 class VEXIL_API CFTPListDirResult : public virtual CBase {
 public:
-    /// Reads a listing, one entry a line; lines end with CR, LF or both, empty ones count for nothing.
+    /// Reads a listing, one entry per line. Lines end with CR, LF or both; empty lines are ignored.
     /// \param listing  UTF-8
-    /// \throws CError for bytes that are not UTF-8, and of the first line that is no entry
+    /// \throws CError for bytes that are not UTF-8, and for the first line that is not an entry
     explicit CFTPListDirResult(const TBuffer<unsigned char>& listing);
-    /// Reads a listing as the constructor does, but goes on after what it cannot read: one bad name does not hide the
-    /// others. The rest is in getUnreadableLines().
+    /// Reads a listing as the constructor does, but continues after lines that it cannot read: one bad name does not
+    /// hide the other entries. The unreadable lines are in getUnreadableLines().
     static CFTPListDirResult parseLeniently(const TBuffer<unsigned char>& listing);
     CFTPListDirResult(const CFTPListDirResult&) = default;
     CFTPListDirResult(CFTPListDirResult&&) = default;
@@ -25,12 +25,12 @@ public:
     CFTPListDirResult& operator=(CFTPListDirResult&&) = default;
     ~CFTPListDirResult() override;
 
-    /// In the order of the listing. The directory itself ("."), its parent and links are among them on servers that
-    /// list them, with an unknown type.
+    /// The entries in the order of the listing. If the server lists the directory itself ("."), its parent or links, they
+    /// are included, with an unknown type.
     const TArray<P<CFTPDirEntry>>& getEntries() const noexcept { return m_entries; }
-    /// What parseLeniently() could not read, in the order of the listing: the bytes of each line, without its end. A line
-    /// without a fact belongs to the one before it, whose name then holds the end of a line: both come as one here, with
-    /// LF between them. Always empty after the constructor.
+    /// The lines that parseLeniently() could not read, in the order of the listing, as bytes without the line end. A
+    /// line without a fact belongs to the line before it, whose name then contains a line end: both are one element here,
+    /// with LF between them. Always empty after the constructor.
     const TArray<std::string>& getUnreadableLines() const noexcept { return m_unreadableLines; }
 
 private:

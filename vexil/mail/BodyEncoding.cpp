@@ -20,7 +20,7 @@ P<TBuffer<unsigned char>> toBuffer(const std::string& text) {
     return buffer;
 }
 
-/// Writes lines of quoted-printable text, broken where they would get too long.
+/// Writes quoted-printable text and breaks lines that would get too long.
 class CQuotedPrintableWriter {
 public:
     void lineEnd() {
@@ -38,7 +38,7 @@ public:
 
 private:
     void add(std::string_view text) {
-        // The "=" that joins a line to the next one needs a place too.
+        // Leave room for the "=" that joins a line to the next one.
         if (m_lineLength + text.size() > maxLineLength - 1) {
             m_text += '=';
             lineEnd();

@@ -16,13 +16,14 @@ bool canStandUnquoted(wchar_t c) {
            c == L' ';
 }
 
-/// Words of RFC 5322 that stand for themselves.
+/// True if a name can be written as plain words (RFC 5322).
 bool isPlainPhrase(const String& name) {
     return !name.startsWith(" ") && !name.endsWith(" ") && name.find("  ") == String::npos &&
            std::all_of(name.view().begin(), name.view().end(), canStandUnquoted);
 }
 
-/// A display name as words, in quotes or encoded. Within quotes an encoded word is none, but many readers decode it.
+/// A display name as plain words, in quotes or encoded. In quotes an encoded word is plain text, but many readers decode
+/// it.
 String makePhrase(const String& name) {
     if (CMimeMessage::toHeaderText(name) != name) {
         return CMimeMessage::toEncodedWord(name);

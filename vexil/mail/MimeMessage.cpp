@@ -18,11 +18,11 @@ constexpr std::string_view wordBegin = "=?utf-8?q?";
 constexpr std::string_view wordEnd = "?=";
 constexpr std::size_t maxWordLength = 75;
 constexpr std::size_t maxChunkLength = maxWordLength - wordBegin.size() - wordEnd.size();
-// Of one more character with all its bytes, and some.
+// Enough for one more character with all its bytes (12), and some spare.
 constexpr std::size_t chunkReserve = 18;
 constexpr std::size_t maxTextLine = 76;
 constexpr std::size_t maxNameBytes = 255;
-// With the field's name less than the 998 characters that a line may have (RFC 5322, 2.1.1).
+// Together with the field's name below 998 characters, the limit of a line (RFC 5322, 2.1.1).
 constexpr std::size_t maxPlainHeaderText = 900;
 
 bool isASCII(const String& text) {
@@ -38,7 +38,7 @@ bool continuesCharacter(char byte) noexcept {
     return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
 }
 
-/// Collects encoded words.
+/// Builds a text of encoded words.
 class CEncodedWords {
 public:
     void add(char byte) {
@@ -76,7 +76,7 @@ private:
     std::string m_chunk;
 };
 
-/// Whether a field's CRs and LFs only fold it.
+/// True if each CR and LF of a field is part of a fold.
 bool isFoldedWell(std::wstring_view field) {
     for (std::size_t i = 0; (i = field.find_first_of(L"\r\n", i)) != field.npos; i += 3) {
         const std::wstring_view fold = field.substr(i, 3);
@@ -114,7 +114,7 @@ void checkField(const String& name, const String& field, const char* place) {
     }
 }
 
-/// HTTP has no folded headers any more (RFC 9112, 5.2).
+/// HTTP does not allow folded headers (RFC 9112, 5.2).
 String unfold(const String& value) {
     String line = value;
     line.replaceAll("\r\n\t", " ");
@@ -122,7 +122,7 @@ String unfold(const String& value) {
     return line;
 }
 
-/// Whether a reader would take a part of a text for an encoded word.
+/// True if a mail reader would decode a part of a text as an encoded word.
 bool looksEncoded(const String& text) {
     const std::size_t begin = text.find("=?");
     return begin != String::npos && text.find("?=", begin + 2) != String::npos;
@@ -132,7 +132,7 @@ void write(zet::IOutStream& out, const std::string& bytes) {
     out.write(bytes.data(), static_cast<int>(bytes.size()));
 }
 
-/// A text with all its line ends as CR LF.
+/// A text as UTF-8 with all line ends as CR LF.
 std::string withInternetLineEnds(const String& text) {
     const std::string utf8 = text.toUTF8();
     std::string result;
@@ -148,7 +148,7 @@ std::string withInternetLineEnds(const String& text) {
     return result;
 }
 
-/// Whether a text needs no transfer encoding: ASCII without control characters in short lines.
+/// True if a text needs no transfer encoding: ASCII without control characters in short lines.
 bool isPlainBody(std::string_view text) {
     std::size_t lineLength = 0;
     for (const char c : text) {
@@ -178,7 +178,7 @@ String makeDisposition(const String& name) {
         plain.begin(), plain.end(), [](wchar_t c) { return static_cast<std::uint32_t>(c) > U'~'; }, L'_');
     String disposition = "attachment";
     if (!isASCII(name)) {
-        // First: some readers take the first of two names.
+        // This one first: some readers use the first of two names.
         disposition += ";\r\n filename*=utf-8''" + zet::CURI::escape(name);
     }
     return disposition + ";\r\n filename=" + CMimeMessage::toQuotedString(String(plain));
@@ -273,7 +273,7 @@ void CMimeMessage::store(zet::IOutStream& out) const {
 
 void CMimeMessage::storeHeader(zet::IOutStream& out) const {
     static constexpr char place[] = "CMimeMessage::storeHeader";
-    // Whole, before the first byte is written.
+    // Build the whole header before writing the first byte.
     std::string header;
     for (const auto& [name, value] : m_headers) {
         checkFieldName(name, place);

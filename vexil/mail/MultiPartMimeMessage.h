@@ -4,7 +4,7 @@
 
 namespace vexil {
 
-/// A message whose body is a row of other messages (RFC 2046, 5.1), framed by a boundary that is made at random.
+/// A message whose body consists of other messages (RFC 2046, 5.1), separated by a random boundary.
 ///
 /// A value; copies share the parts and have the same boundary. One thread at a time.
 ///
@@ -17,7 +17,7 @@ namespace vexil {
 /// \endcode
 class VEXIL_API CMultiPartMimeMessage : public CMimeMessage {
 public:
-    /// \param subtype  what the parts are to each other: "mixed", "alternative", "related"
+    /// \param subtype  relation of the parts: "mixed", "alternative", "related"
     explicit CMultiPartMimeMessage(const String& subtype = "mixed");
     CMultiPartMimeMessage(const CMultiPartMimeMessage&) = default;
     CMultiPartMimeMessage(CMultiPartMimeMessage&&) = default;
@@ -25,12 +25,12 @@ public:
     CMultiPartMimeMessage& operator=(CMultiPartMimeMessage&&) = default;
     ~CMultiPartMimeMessage() override;
 
-    /// Appends a part, of which a reference is kept: it is written as it is then. Null is ignored.
+    /// Appends a part; a reference is kept, and later changes of the part are written, too. Null is ignored.
     void addPart(const CMimeMessage* part);
     /// The text between the parts: at least 10 lower-case hexadecimal digits.
     String getBoundary() const { return m_boundary; }
 
-    /// The body is made of the parts.
+    /// Not allowed, because the body consists of the parts.
     /// \throws CError always, "CMultiPartMimeMessage::setBody should not be used."
     void setBody(const TBuffer<unsigned char>* body, const String& transferEncoding) override;
     /// Writes the parts, each with its header, between boundaries.

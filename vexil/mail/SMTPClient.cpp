@@ -24,7 +24,7 @@ void check(const String& text, const char* place, const char* what) {
     }
 }
 
-/// Whether libcurl, which puts it between "<" and ">" unless it has them, would make one address of it and nothing more.
+/// True if libcurl makes exactly one address of a text, and nothing more. libcurl adds "<" and ">" if they are missing.
 bool isOneAddress(std::wstring_view address) {
     address.remove_prefix(address.starts_with(L'<') ? 1 : 0);
     address.remove_suffix(address.ends_with(L'>') ? 1 : 0);
@@ -50,7 +50,7 @@ void checkAddress(const String& address, const char* place, const char* what) {
 
 void setVerification(CNetRequest& request, bool verify) {
     request.setSSLVerifyPeer(verify);
-    // Alone the other one would still compare the name with that in a certificate that nobody vouches for.
+    // Without the peer check, a check of the host name has no value: the certificate is not trusted.
     request.setOptionInt(CURLOPT_SSL_VERIFYHOST, verify ? 2 : 0);
 }
 
@@ -84,7 +84,7 @@ void CSMTPClient::replaceConnection() {
     if (!m_mayBeConnected) {
         return;
     }
-    // The request tells connections apart by what it is told itself. A hook may also use its libcurl handle. Of two
+    // The request distinguishes connections by its own settings only, but a hook may also use its libcurl handle. Of two
     // connections libcurl keeps the newer one.
     m_request.setOptionInt(CURLOPT_MAXCONNECTS, 1);
     m_request.setOptionInt(CURLOPT_FRESH_CONNECT, 1);
@@ -96,7 +96,7 @@ void CSMTPClient::setRequestSetup(INetRequestSetup* setup) {
     try {
         initRequest();
     } catch (...) {
-        // Else the next mail would go where the refused hook wanted it.
+        // Otherwise the next mail would use the settings of the refused hook.
         m_requestSetup = nullptr;
         initRequest();
         throw;
@@ -145,7 +145,7 @@ void CSMTPClient::resetOptions(CNetRequest& request) {
 void CSMTPClient::initRequestForSendMail(CNetRequest& request, const String& from,
                                          const TArray<String>& recipients, zet::IInStream* message) {
     static constexpr char place[] = "CSMTPClient::initRequestForSendMail";
-    // The request may have the only reference to it, from the last time.
+    // The request may have the only reference to it, from the previous mail.
     const P<zet::IInStream> held = message;
     checkAddress(from, place, "sender");
     const P<CNetStringList> list = new CNetStringList;
@@ -211,7 +211,7 @@ void CSMTPClient::performMail(const String& from, const TArray<String>& recipien
     }
 }
 
-/// Whether the server has asked for the message, and has not refused it afterwards.
+/// True if the server has asked for the message and has not refused it afterwards.
 bool CSMTPClient::isReplyMissing() const {
     try {
         bool isAskedFor = false;
@@ -223,7 +223,7 @@ bool CSMTPClient::isReplyMissing() const {
         }
         return isAskedFor;
     } catch (const std::exception&) {
-        // Not known, because memory is short: the mail may have been sent.
+        // Unknown, because memory ran out: the mail may have been sent.
         return true;
     }
 }
@@ -232,7 +232,7 @@ void CSMTPClient::testConnection() {
     m_mayHaveBeenSent = false;
     resetOptions(m_request);
     m_request.setOptionInt(CURLOPT_CONNECT_ONLY, 1);
-    // Else each test leaves its connection open, which no other operation can use.
+    // Otherwise each test leaves a connection open that no other operation can use.
     m_request.setOptionInt(CURLOPT_FORBID_REUSE, 1);
     m_request.setUpload(false);
     doPerform();
@@ -248,7 +248,8 @@ void CSMTPClient::doPerform() {
     try {
         resetOptions(m_request);
     } catch (const std::bad_alloc&) {
-        // Who takes a mail that is sent for a failure sends it twice. The next operation begins with the same.
+        // Ignored: a caller who sees a failure sends the mail again, although it was sent. The next operation begins with
+        // the same reset.
     }
 }
 
@@ -261,7 +262,7 @@ void CSMTPClient::takeOptionsBack() noexcept {
             zet::logWarning(error, "The options of a failed mail could not be taken back.");
         }
     } catch (...) {
-        // Not even the text of the warning could be made.
+        // No memory even for the text of the warning.
     }
 }
 

@@ -13,19 +13,20 @@ namespace vexil {
 
 /// Sends mail through a server (RFC 5321), over a connection that is kept from one mail to the next.
 ///
-/// By default the server's certificate is not checked: the connection is encrypted, but to whom is not known. See
+/// By default the server's certificate is not checked: the connection is encrypted, but the server may be anyone. See
 /// setVerifyCertificate().
 ///
-/// Thread safety: one thread at a time; the static members may be used anywhere. Neither copied nor moved.
+/// Thread safety: one thread at a time; the static members may be called from any thread. Cannot be copied or moved.
 ///
-/// Errors: a CInvalidArgError for a host, login, sender or recipient that holds CR, LF or NUL, which would begin a
-/// further command; for a recipient that is ""; and for a sender or recipient with a space, "<" or ">" outside of quotes
-/// ("a@x> SIZE=1"), which would add parameters to the command, unless it stands between "<" and ">" as a whole. Everything else is CNetRequest::perform()'s: a CCURLError with the server's reply code
-/// (RFC 5321, 4.2). One refused recipient refuses the whole mail, with code 55; the refusal's text is
-/// `getResponseText(error.getResponseCode())` of the request, since the last reply is that to QUIT. When the
-/// connection breaks after the last byte of a mail, the server may have taken it all the same: see mayHaveBeenSent().
+/// Errors: a CInvalidArgError for a host, login, sender or recipient with CR, LF or NUL, which would begin another
+/// command; for a recipient that is ""; and for a sender or recipient with a space, "<" or ">" outside of quotes
+/// ("a@x> SIZE=1"), which would add parameters to the command. The whole address may be between "<" and ">". All other
+/// errors are those of CNetRequest::perform(): a CCURLError with the server's reply code (RFC 5321, 4.2). If one
+/// recipient is refused, the whole mail fails, with code 55. The text of the refusal is
+/// `getResponseText(error.getResponseCode())` of the request, because the last reply is that to QUIT. If the
+/// connection fails after the last byte of a mail, the server may have accepted it: see mayHaveBeenSent().
 ///
-/// A login is skipped silently where the server offers none.
+/// The login is skipped silently if the server does not offer one.
 ///
 /// \code
 /// CSMTPClient client(CSMTPParams("mail.example.com", 587, CSMTPParams::ConnectStartTLS, "user", "secret"));
@@ -40,48 +41,48 @@ public:
     CSMTPClient& operator=(const CSMTPClient&) = delete;
     ~CSMTPClient() override;
 
-    /// Whether the server's certificate and its name are checked (CURLOPT_SSL_VERIFYPEER,
-    /// CURLOPT_SSL_VERIFYHOST). Default false. The next mail then takes a new connection.
+    /// Checks the server's certificate and its host name (CURLOPT_SSL_VERIFYPEER, CURLOPT_SSL_VERIFYHOST). Default
+    /// false. The next mail uses a new connection.
     void setVerifyCertificate(bool verify);
-    /// The certificates to check against, in PEM form (CNetRequest::setRootCertBundlePath). Default libcurl's own.
-    /// The next mail then takes a new connection.
+    /// Sets the trusted certificates, in PEM form (CNetRequest::setRootCertBundlePath). Default: those of libcurl. The
+    /// next mail uses a new connection.
     void setRootCertBundlePath(const TPathImpl<CWindowsPathTraits>& path);
-    /// A hook for further options; a reference is kept. The request is initialised anew and the hook called at
-    /// once, and never again. Null, the default, for none. The next mail then takes a new connection.
-    /// \throws CInvalidArgError with the place "CSMTPClient::setRequestSetup" when it has replaced URL, method,
-    ///         header list or receive data sink; the client then has no hook, as after any error of the hook
+    /// Sets a hook for further options; a reference is kept. The request is initialised again and the hook is called
+    /// once, immediately. Null, the default, for no hook. The next mail uses a new connection.
+    /// \throws CInvalidArgError with the function name "CSMTPClient::setRequestSetup" if the hook has replaced URL,
+    ///         method, header list or receive data sink; the client then has no hook, as after any error of the hook
     void setRequestSetup(INetRequestSetup* setup);
 
-    /// CNetRequest::setCancelToken() of the client's own request: once it is cancelled, every mail and test of this client
-    /// ends, or does not begin. Null, the default, for none.
+    /// Calls CNetRequest::setCancelToken() of the client's own request: once the token is cancelled, every mail and test
+    /// of this client ends or does not begin. Null, the default, for no token.
     void setCancelToken(CCancelToken* token) { m_request.setCancelToken(token); }
 
-    /// Sends a message. To an empty list of recipients nothing is sent, which is logged as a warning and is a
-    /// success.
-    /// \param from     the sender's address, "" for none (bounces)
+    /// Sends a message. If the list of recipients is empty, nothing is sent; this is a success and is logged as a
+    /// warning.
+    /// \param from     the sender's address, "" for no sender (bounces)
     /// \param message  header and body with line ends of CR LF, as CMimeMessage::store() writes them
     void sendMail(const String& from, const TArray<String>& recipients,
                   const TBuffer<unsigned char>& message);
     /// Sends a message.
-    /// \throws CInvalidArgError for an empty list of recipients, too
+    /// \throws CInvalidArgError also for an empty list of recipients
     void sendMail(const String& from, const TArray<String>& recipients, const CMimeMessage& message);
-    /// Connects, with TLS and login as for a mail, and hangs up.
+    /// Connects, with TLS and login as for a mail, and disconnects.
     void testConnection();
-    /// Whether the last sendMail() has failed although the server may have taken the mail: all of the message was handed
-    /// to libcurl, and the server's reply to it did not come, or is not clear (2xx, but not 250). To send such a mail again
-    /// may send it twice. False after a success, a refusal, and a failure in the middle of the message.
+    /// True if the last sendMail() has failed although the server may have accepted the mail: the whole message was
+    /// given to libcurl, and the server's reply to it is missing or unclear (2xx, but not 250). Sending such a mail
+    /// again may deliver it twice. False after a success, a refusal, and a failure in the middle of the message.
     bool mayHaveBeenSent() const noexcept { return m_mayHaveBeenSent; }
-    /// For the replies of the last operation.
+    /// The client's own request, with the replies of the last operation.
     const CNetRequest& getRequest() const noexcept { return m_request; }
 
-    /// Prepares a request of the caller's for a message, to be performed as one likes. It is reset before.
+    /// Resets and prepares the caller's request for a message. The caller performs it.
     /// \param message  not null; read to its end. A reference is kept until the request is reset
     static void makeSendMailRequest(CNetRequest& request, const CSMTPParams& params, const String& from,
                                     const TArray<String>& recipients, zet::IInStream* message);
 
-    /// The value of a "Date" header (RFC 5322, 3.3): "Tue, 3 Mar 2020 07:05:09 +0100"; "+0000" where no time zone is
-    /// known.
-    /// \throws CError for fields that are no date
+    /// The value of a "Date" header (RFC 5322, 3.3): "Tue, 3 Mar 2020 07:05:09 +0100"; with "+0000" if the time zone is
+    /// unknown.
+    /// \throws CError for an invalid date
     static String getDateHeaderString(const zet::CTimeFields& fields);
 
 protected:
@@ -90,11 +91,11 @@ protected:
     /// Sets sender, recipients and message, of which the request keeps references.
     static void initRequestForSendMail(CNetRequest& request, const String& from,
                                        const TArray<String>& recipients, zet::IInStream* message);
-    /// Takes away what belongs to one mail or test.
+    /// Removes the options of one mail or test.
     static void resetOptions(CNetRequest& request);
-    /// Performs the request and takes away what belonged to it, whether it has failed or not.
+    /// Performs the request and removes its options, also after a failure.
     void doPerform();
-    /// resetOptions() after a failure, which a failure of its own must not hide.
+    /// Calls resetOptions() after a failure. Only logs an error of its own, so that the first error is reported.
     void takeOptionsBack() noexcept;
 
 private:

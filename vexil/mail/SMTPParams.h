@@ -5,22 +5,23 @@
 
 namespace vexil {
 
-/// Where a mail server is and how to log in. A value.
+/// Address of a mail server, and login. A value.
 class VEXIL_API CSMTPParams : public virtual CBase {
 public:
     /// Security of the connection.
     enum ConnectType : int {
-        ConnectUnencrypted = 0,  ///< none: password and mail are readable on the way; usually port 25
+        ConnectUnencrypted = 0,  ///< everyone on the way can read password and mail; usually port 25
         ConnectSSL = 1,          ///< TLS from the first byte ("smtps://"), usually port 465
-        ConnectStartTLS = 2,  ///< upgraded (RFC 3207), usually port 587; fails where the server offers none
+        ConnectStartTLS =
+            2,  ///< upgraded (RFC 3207), usually port 587; fails if the server does not offer it
     };
 
     /// No host, port 0, not encrypted, no login.
     CSMTPParams() = default;
     /// \param host           name or address
-    /// \param port           always a part of the URL, also when it is 0
+    /// \param port           always a part of the URL, even 0
     /// \param loginName      "" for no login
-    /// \param loginPassword  counts with a login name only
+    /// \param loginPassword  used only with a login name
     CSMTPParams(const String& host, int port, ConnectType connectType, const String& loginName,
                 const String& loginPassword);
     CSMTPParams(const CSMTPParams&) = default;
@@ -31,7 +32,7 @@ public:
 
     /// @{
 
-    /// What the constructor was given.
+    /// The values given to the constructor.
     String getHost() const { return m_host; }
     int getPort() const { return m_port; }
     ConnectType getConnectType() const { return m_connectType; }
