@@ -17,10 +17,10 @@ namespace {
 
 constexpr int maxWait = 1000;               // milliseconds
 constexpr int maxWaitWithoutSockets = 100;  // milliseconds
-// A token may be cancelled in a signal handler, which can wake nobody.
+// A token may be cancelled in a signal handler, which cannot wake a thread.
 constexpr int maxWaitWithTokens = 100;  // milliseconds
-// So many find room in select()'s sets, which hold the descriptors below FD_SETSIZE or, on Windows, 64 sockets.
-// A request has up to two.
+// Largest number of requests that is safe with select(), whose sets hold descriptors below FD_SETSIZE or, on Windows,
+// 64 sockets. A request has up to two.
 constexpr int maxSelectRequests = FD_SETSIZE >= 1024 ? 400 : 32;
 
 void check(CURLMcode code) {
@@ -29,14 +29,14 @@ void check(CURLMcode code) {
     }
 }
 
-/// Makes room for one more, in steps that grow with the list.
+/// Makes room for one more element; grows geometrically.
 void reserveOneMore(TArray<P<CNetRequest>>& list) {
     if (list.size() == list.capacity()) {
         list.reserve(std::max<std::size_t>(4, 2 * list.size()));
     }
 }
 
-/// Does all of its work, and keeps the first error for the end.
+/// Runs all the work and keeps the first error for the end.
 class CErrorKeeper {
 public:
     template <class Work>
@@ -59,7 +59,7 @@ private:
     std::exception_ptr m_error;
 };
 
-/// Ends the wait for events when a request is cancelled.
+/// Ends the wait for events if a request is cancelled.
 class CCancelWaker : public virtual CBase, public CNetRequest::ICancelWaker {
 public:
     explicit CCancelWaker(const P<zet::CWakeUp>& wakeUp) : m_wakeUp(wakeUp) {}
@@ -74,8 +74,8 @@ private:
 
 IAsyncNetRequestManager::~IAsyncNetRequestManager() = default;
 
-// By a function: where a class with virtual bases delegates its construction, g++ 12 does not free the memory of a
-// `new` among the arguments whose constructor throws.
+// makeWakeUp() is a function because of a defect of g++ 12: in a delegating constructor of a class with virtual bases,
+// the memory of a `new` among the arguments leaks if its constructor throws.
 CAsyncNetRequestManager::CAsyncNetRequestManager() : CAsyncNetRequestManager(makeWakeUp()) {}
 
 CAsyncNetRequestManager::CAsyncNetRequestManager(const P<zet::CWakeUp>& wakeUp)
@@ -87,7 +87,7 @@ CAsyncNetRequestManager::CAsyncNetRequestManager(const P<zet::CWakeUp>& wakeUp)
 }
 
 P<zet::CWakeUp> CAsyncNetRequestManager::makeWakeUp() {
-    // First: on Windows there are no sockets before libcurl has started them.
+    // First: on Windows sockets are not available until libcurl has started them.
     CGlobalInit::get();
     return new zet::CWakeUp;
 }
@@ -114,10 +114,10 @@ void CAsyncNetRequestManager::addRequest(CNetRequest* request) {
     if (!request) {
         throw CInvalidArgError("CAsyncNetRequestManager::addRequest", "request must not be null");
     }
-    // Held first: there may be no memory for the list.
+    // Take a reference first: there may be no memory for the list.
     const P<CNetRequest> held = request;
     refuseRunning(request);
-    // A cancel() meant for a worker that never took the request over is none for this transfer.
+    // Forget an earlier cancel(), such as one for a worker that never picked up the request.
     request->announceAsync();
     start(request);
 }
@@ -129,7 +129,7 @@ void CAsyncNetRequestManager::addAnnouncedRequest(CNetRequest* request) {
 
 void CAsyncNetRequestManager::refuseRunning(const CNetRequest* request) const {
     if (find(request) >= 0) {
-        // libcurl would refuse it as well, but by then the running transfer would have lost its data.
+        // libcurl would refuse it as well, but only after the running transfer has lost its data.
         check(CURLM_ADDED_ALREADY);
     }
 }
@@ -138,7 +138,7 @@ void CAsyncNetRequestManager::start(CNetRequest* request) {
     request->setConnectionPools(m_pools);
     try {
         request->setAsyncInfo(false, CURLE_OK);
-        // Listed first: memory may run out for the list, but not for taking it back.
+        // Add it to the list first: that may run out of memory, removing it again cannot.
         m_requests.emplace_back(request);
         const CURLMcode code = curl_multi_add_handle(m_multi.get(), request->getHandle());
         if (code != CURLM_OK) {
@@ -149,13 +149,13 @@ void CAsyncNetRequestManager::start(CNetRequest* request) {
         request->setConnectionPools(nullptr);
         throw;
     }
-    // Also where cancelling is off: it may be switched on while the transfer waits to begin.
+    // Even if cancelling is off: it may be switched on while the transfer waits to begin.
     request->setCancelWaker(m_cancelWaker);
     m_hasTokens = m_hasTokens || request->m_cancelToken;
 }
 
 bool CAsyncNetRequestManager::removeRequest(CNetRequest* request) {
-    // A restart that waits counts as running: it must not begin again after this. Its reference goes last.
+    // A waiting restart counts as running and is cancelled as well. Its reference is dropped last.
     P<CNetRequest> restart;
     const auto place = std::find(m_restarts.begin(), m_restarts.end(), request);
     if (place != m_restarts.end()) {
@@ -171,7 +171,7 @@ bool CAsyncNetRequestManager::removeRequest(CNetRequest* request) {
 }
 
 void CAsyncNetRequestManager::removeRequest(int index) {
-    // Goes last: with it may go an owner who adds other requests.
+    // Dropped last: this may destroy an owner that adds other requests.
     const P<CNetRequest> request = m_requests[static_cast<std::size_t>(index)];
     check(curl_multi_remove_handle(m_multi.get(), request->getHandle()));
     request->setCancelWaker(nullptr);
@@ -181,7 +181,7 @@ void CAsyncNetRequestManager::removeRequest(int index) {
 }
 
 void CAsyncNetRequestManager::removeAllRequests() {
-    // Not at its place: with a request may go an owner who restarts others.
+    // Take the list out first: dropping a request may destroy an owner that restarts others.
     const TArray<P<CNetRequest>> restarts = std::exchange(m_restarts, {});
     while (!m_requests.empty()) {
         removeRequest(getRequestCount() - 1);
@@ -215,7 +215,7 @@ int CAsyncNetRequestManager::handleEvents(TArray<P<CNetRequest>>* finished) {
         check(code);
     }
     m_performAgain = code == CURLM_CALL_MULTI_PERFORM;
-    // While all of them run, nothing has ended.
+    // If all requests are still running, none has ended.
     return running == getRequestCount() ? 0 : handleFinishedRequests(finished);
 }
 
@@ -229,7 +229,7 @@ int CAsyncNetRequestManager::handleFinishedRequests(TArray<P<CNetRequest>>* fini
             continue;
         }
         errors.run([&] {
-            // The message goes with the handle.
+            // Copy the result: the message is invalid once the handle is removed.
             const CURLcode result = message->data.result;
             const P<CNetRequest> request = m_requests[static_cast<std::size_t>(index)];
             request->endUnsafeConnection();
@@ -249,7 +249,7 @@ void CAsyncNetRequestManager::finish(const P<CNetRequest>& request, CURLcode res
     CErrorKeeper errors;
     bool hasRoom = false;
     if (finished) {
-        // First: where memory runs out for the list, the one who waits for the request is told nevertheless.
+        // Reserve first: the request must be notified even if there is no memory for the list.
         errors.run([&] {
             reserveOneMore(*finished);
             hasRoom = true;
@@ -257,7 +257,7 @@ void CAsyncNetRequestManager::finish(const P<CNetRequest>& request, CURLcode res
     }
     errors.run([&] { request->setAsyncInfo(true, result); });
     if (hasRoom) {
-        // A listener may have used the room.
+        // A listener may have used the reserved space.
         errors.run([&] { finished->push_back(request); });
     }
     errors.rethrow();
@@ -287,7 +287,7 @@ void CAsyncNetRequestManager::waitBySelect(int timeoutMs) {
     FD_ZERO(&read);
     FD_ZERO(&write);
     FD_ZERO(&error);
-    // First: on Windows a set that is full takes no more.
+    // First: on Windows a full set accepts no more sockets.
     FD_SET(wakeUp, &read);
     int highest = 0;
     check(curl_multi_fdset(m_multi.get(), &read, &write, &error, &highest));
@@ -301,16 +301,16 @@ void CAsyncNetRequestManager::waitBySelect(int timeoutMs) {
         m_wakeUp->clear();
     }
     if (ready == 0 && wait > 0 && !m_requests.empty()) {
-        // Perhaps something came, for a socket that has no place in a set: a new one, or that of a kept connection.
+        // There may be an event on a socket that does not fit into a set: a new one, or that of a kept connection.
         m_isBeyondSelect = !m_wakeUp->canSelectNewDescriptors() || hasReadySocket();
     }
 }
 
-// select() knows no descriptors from FD_SETSIZE on, and libcurl leaves them out silently.
+// select() does not support descriptors from FD_SETSIZE on, and libcurl silently leaves them out.
 void CAsyncNetRequestManager::waitByPoll(int timeoutMs) {
     const int wait = getWaitTime(timeoutMs);
     const int firstWait = std::min(wait, maxWaitWithoutSockets);
-    // Whether there are sockets takes a look at every transfer, so it is asked only where it makes a difference.
+    // hasSockets() looks at every transfer, so it is called only if it makes a difference.
     if (!poll(firstWait) && wait > firstWait && hasSockets()) {
         poll(wait - firstWait);
     }

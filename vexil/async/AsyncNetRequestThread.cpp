@@ -21,7 +21,7 @@ std::size_t sizeOf(const Queue& queue, zet::CMutex& mutex) {
     return queue.size();
 }
 
-/// Carries out the oldest so many removals, the newest of them first. Each may add further ones, and take some away.
+/// Carries out the oldest `count` removals, the newest of them first. Each may add and remove further ones.
 template <class Queue>
 void carryOutOldest(Queue& queue, zet::CMutex& mutex, std::size_t count, CAsyncNetRequestManager& manager) {
     const zet::CMutexLock lock(mutex);
@@ -34,7 +34,7 @@ void carryOutOldest(Queue& queue, zet::CMutex& mutex, std::size_t count, CAsyncN
     }
 }
 
-/// Points to an object while it lives.
+/// Sets a pointer for the lifetime of this object.
 template <class Object>
 class CPointerInScope {
 public:
@@ -51,13 +51,14 @@ private:
 
 CAsyncNetRequestThread::IProgressHandler::~IProgressHandler() = default;
 
-/// A removal on its way to the worker, and the answer on its way back.
+/// An order to remove a request, and its result.
 class CAsyncNetRequestThread::CRemoveRequest : public virtual CBase {
 public:
     /// \param request  null for all
     explicit CRemoveRequest(CNetRequest* request) : m_request(request) {}
 
-    /// On the worker. The request is let go before whoever waits is told, who may then destroy it.
+    /// Called on the worker. The reference is dropped before the waiting thread is woken, which may then destroy the
+    /// request.
     void carryOut(CAsyncNetRequestManager& manager) {
         if (const P<CNetRequest> request = std::move(m_request)) {
             m_result = manager.removeRequest(request);
@@ -68,9 +69,9 @@ public:
         m_done.set();
     }
 
-    /// Waits at most so many milliseconds. Tells whether it is carried out.
+    /// Waits for a limited time. True if it is carried out.
     bool wait(int milliseconds) { return m_done.wait(milliseconds); }
-    /// Once it is carried out.
+    /// Valid once it is carried out.
     bool getResult() const noexcept { return m_result; }
 
 private:
@@ -99,9 +100,9 @@ void CAsyncNetRequestThread::addRequest(CNetRequest* request) {
     if (!request) {
         throw CInvalidArgError("CAsyncNetRequestThread::addRequest", "request must not be null");
     }
-    // Held first: there may be no memory for the list.
+    // Take a reference first: there may be no memory for the list.
     const P<CNetRequest> held = request;
-    // From here on: who waits for it shall not meet the end of its last transfer.
+    // Reset the done signal now, so that a waiter does not see the end of the previous transfer.
     request->announceAsync();
     {
         const zet::CMutexLock lock(m_addMutex);
@@ -125,7 +126,7 @@ P<CAsyncNetRequestThread::CRemoveRequest> CAsyncNetRequestThread::orderRemoval(C
     return order;
 }
 
-/// Waits until it is carried out or the worker does not run. Tells whether it is carried out.
+/// Waits until the order is carried out or the worker is not running. True if it is carried out.
 bool CAsyncNetRequestThread::waitForRemoval(CRemoveRequest& order) {
     while (isAlive()) {
         if (order.wait(removalSlice)) {
@@ -168,7 +169,7 @@ void CAsyncNetRequestThread::restartRequest(CNetRequest* request) {
     if (!isOnWorker()) {
         const P<CRemoveRequest> order = orderRemoval(request);
         if (!waitForRemoval(*order)) {
-            // It would take the request off when the worker starts.
+            // Otherwise it would remove the request when the worker starts.
             withdrawRemoval(order);
         }
     }
@@ -188,8 +189,8 @@ void CAsyncNetRequestThread::runImpl() {
     CAsyncNetRequestManager manager(m_wakeUp);
     const CPointerInScope<CAsyncNetRequestManager> managerInScope(m_manager, manager);
     while (checkContinue()) {
-        // Counted first: a removal that comes behind the first step may be of a request that came there, too. It waits
-        // for the next pass, which takes the request over before.
+        // Count the removals first. One that is ordered later may be for a request that was added later, too. It waits
+        // for the next pass, which picks up the request first.
         const auto removals = sizeOf(m_removeQueue, m_removeMutex);
         processRestarts(manager);
         processAddRequests(manager);
@@ -229,7 +230,7 @@ void CAsyncNetRequestThread::processAddRequests(CAsyncNetRequestManager& manager
         const auto index = m_addQueue.size() - 1;
         const P<CNetRequest> request = m_addQueue[index];
         manager.addAnnouncedRequest(request);
-        // Dropped only now; a source that is rewound may have added another one behind it.
+        // Erase only after success, and by index: rewinding a source may have added another request after this one.
         m_addQueue.erase(m_addQueue.begin() + static_cast<std::ptrdiff_t>(index));
     }
 }

@@ -15,24 +15,24 @@ namespace vexil {
 
 class CAsyncNetRequestManager;
 
-/// A worker thread that runs many requests at once, handed to it from any thread.
+/// A worker thread that runs many requests at once. Any thread may add requests.
 ///
-/// A pass of the worker carries out the restarts, takes over the requests that were added, carries out the removals,
-/// waits for events, at most 100 ms, tells the requests that have ended, and calls the progress handler. Adding, removing,
-/// restarting and stopping end the wait. The owner of a request waits on the request itself.
+/// In each pass the worker carries out the restarts, picks up the requests that were added, carries out the removals,
+/// waits for events (at most 100 ms), notifies the requests that have ended, and calls the progress handler. Adding,
+/// removing, restarting and stopping end the wait. The owner of a request waits on the request itself.
 ///
-/// Thread safety: everything public may be called from any thread, start() and stop() included.
+/// Thread safety: all public members may be called from any thread, including start() and stop().
 ///
-/// Lifetime: the owner keeps its reference until the worker has stopped; the destructor stops it and waits. It
-/// must not run on the worker: no listener, handler, source or sink may hold the last reference. A request on the
-/// stack, or inside another object, is removed before it goes, even when it has ended. Requests that still run
-/// when the worker stops are taken off and told nothing; those that it had not yet taken over stay in its list.
-/// What waits when the worker has ended, removals too, is referenced until this object goes: requests on the
-/// stack have to outlive it then. A derived class that overrides a hook calls `stop(true)` in its own destructor.
+/// Lifetime: the owner keeps its reference until the worker has stopped; the destructor stops it and waits. The
+/// destructor must not run on the worker: no listener, handler, source or sink may have the last reference. Remove a
+/// request on the stack, or inside another object, before it is destroyed, even if it has ended. Requests that still
+/// run when the worker stops are removed without notification; requests not yet picked up stay queued. Once the worker
+/// has ended, queued requests and removals are referenced until this object is destroyed: requests on the stack must
+/// then outlive it. A derived class that overrides a hook must call `stop(true)` in its own destructor.
 ///
-/// Errors: a failed hand-over (libcurl refuses the request, runs it already, or its source cannot be rewound), and
-/// what a done listener, the progress handler or an overridden hook throws, ends the worker: isAlive() is
-/// false then, getError() tells why, and no further request is told anything. It can not be started again.
+/// Errors: the worker ends if it cannot start a request (libcurl refuses it, it already runs, or its source cannot be
+/// rewound), and if a done listener, the progress handler or an overridden hook throws. isAlive() is then false,
+/// getError() returns the error, and no further request is notified. The worker cannot be started again.
 ///
 /// \code
 /// P<CAsyncNetRequestThread> thread = new CAsyncNetRequestThread(nullptr);
@@ -40,73 +40,73 @@ class CAsyncNetRequestManager;
 /// thread->addRequest(request);
 /// while (!request->waitAsyncDone(1000)) {
 ///     if (!thread->isAlive()) {
-///         throw CError("The worker has ended.");  // thread->getError() tells why
+///         throw CError("The worker has ended.");  // thread->getError() has the reason
 ///     }
 /// }
 /// request->checkAsyncResult();
 /// \endcode
 class VEXIL_API CAsyncNetRequestThread : public zet::CThread, public virtual IAsyncNetRequestManager {
 public:
-    /// Called by the worker at the end of each pass, with no lock held: at least about ten times a second, and
-    /// more often while data comes and goes.
+    /// Called by the worker at the end of each pass, without a lock: about ten times a second, and more often while
+    /// data is transferred.
     class VEXIL_API IProgressHandler : public virtual IBase {
     public:
-        /// Called on the worker. What it throws ends the worker.
+        /// Called on the worker. An exception ends the worker.
         virtual void onProgress() = 0;
 
     protected:
         ~IProgressHandler() override;
     };
 
-    /// Makes the worker, named "vexil.asyncNetRequest"; start() starts it.
+    /// Creates the worker, named "vexil.asyncNetRequest"; start() starts it.
     /// \param handler  a reference is kept; may be null
-    /// \throws CError of domain "system" when the system has no more descriptors
+    /// \throws CError of domain "system" if the system has no more descriptors
     explicit CAsyncNetRequestThread(IProgressHandler* handler);
     ~CAsyncNetRequestThread() override;
 
-    /// Hands over a request, of which a reference is kept, and returns at once. The worker starts its transfer in
-    /// its next pass; of several requests that wait for it, the newest first. Before start(), and after the
-    /// worker's end, requests only wait. The request's done signal is off from here on.
+    /// Queues a request and returns at once; a reference is kept. The worker starts the transfer in its next pass, the
+    /// newest queued request first. Before start(), and after the worker has ended, requests only wait. From the call
+    /// on, the request's done signal is off.
     ///
-    /// A request that runs is refused, and the refusal ends the worker. That is so for one whose removal was ordered
-    /// on the worker just before, too, as additions are taken over before removals are carried out:
-    /// `removeRequest(r); addRequest(r)` in a listener or handler ends the worker. There restartRequest() is safe.
+    /// Adding a running request ends the worker. This also applies to a request whose removal was just ordered on the
+    /// worker, because additions are processed before removals: `removeRequest(r); addRequest(r)` in a listener or
+    /// handler ends the worker. Use restartRequest() there.
     /// \throws CInvalidArgError for null
     void addRequest(CNetRequest* request) override;
-    /// Gives up a transfer and returns when it is off the worker, which then holds no reference any more: within
-    /// a pass. A request that was added but not taken over yet is taken over first.
+    /// Stops a transfer and returns when the worker has removed the request and dropped its reference, within one pass.
+    /// A request that was added but not picked up yet is picked up first.
     ///
-    /// On the worker itself (in a listener, a handler) it does not wait: the removal follows in the next pass. Until
-    /// then the request must not be added again; restartRequest() does both.
-    /// \param request  null for all that run
-    /// \return whether the request was running (true for null); false on the worker, and when the worker does not
-    ///         run: the removal then waits for it
+    /// On the worker itself (in a listener or handler) it does not wait: the removal follows in the next pass. Until
+    /// then do not add the request again; restartRequest() does both.
+    /// \param request  null for all running requests
+    /// \return true if the request was running (always for null); false on the worker, and if the worker does not run:
+    ///         the removal is then queued
     bool removeRequest(CNetRequest* request) override;
-    /// Gives up all transfers, as removeRequest() does. Requests that are added meanwhile stay.
+    /// Stops all transfers, as removeRequest() does. Requests that are added meanwhile stay.
     void removeAllRequests();
-    /// Gives up the request's transfer, if it runs, and begins it from the start, with the settings that it has then.
-    /// A request that does not run is added; one that waits to be taken over goes on waiting.
+    /// Stops the request's transfer, if it runs, and starts it from the beginning with its current settings. A request
+    /// that does not run is added; one that waits to be picked up continues to wait.
     ///
-    /// On any thread, the worker included: in a listener, a handler, a source or a sink. On the worker it returns at
-    /// once, and the next pass carries it out, before additions and removals: a removal that is ordered in the same
-    /// pass takes the request off again, whichever call came first. On other threads it waits as removeRequest()
-    /// does. From its return on the done signal is off, an earlier cancel() is forgotten, and neither the signal nor
-    /// the listener tells of the transfer that was given up.
+    /// Any thread, including the worker: in a listener, a handler, a source or a sink. On the worker it returns at
+    /// once. The next pass carries it out, before additions and removals: a removal that is ordered in the same pass
+    /// removes the request again, whichever call came first. On other threads it waits as removeRequest() does. After
+    /// it returns, the done signal is off, an earlier cancel() is forgotten, and neither the signal nor the listener
+    /// reports the transfer that was stopped.
     /// \throws CInvalidArgError for null
     void restartRequest(CNetRequest* request);
 
 protected:
-    /// The worker's body.
+    /// The function of the worker thread.
     void runImpl() override;
-    /// Called on the worker when it stops in order, before what still runs is taken off. Here it does nothing.
+    /// Called on the worker when it stops normally, before the running requests are removed. By default does nothing.
     virtual void onThreadExit();
-    /// Called on the worker once a pass. Here it calls `manager.handleEvents(nullptr)`; override it to collect the
+    /// Called on the worker once per pass. By default calls `manager.handleEvents(nullptr)`; override it to collect the
     /// requests that have ended.
     virtual void handleManagerEvents(CAsyncNetRequestManager& manager);
     /// Ends the worker's wait.
     void onStopRequested() override;
 
-    /// Carries out the removals that wait, the newest first, on the worker.
+    /// Carries out the queued removals, the newest first. Call it on the worker.
     void processRemoveRequests(CAsyncNetRequestManager& manager);
 
 private:
@@ -126,7 +126,7 @@ private:
     TArray<P<CRemoveRequest>> m_removeQueue;  // guarded by m_removeMutex
     const P<IProgressHandler> m_progressHandler;
     const P<zet::CWakeUp> m_wakeUp;
-    CAsyncNetRequestManager* m_manager = nullptr;  // only on the worker
+    CAsyncNetRequestManager* m_manager = nullptr;  // used only on the worker
 };
 
 }  // namespace vexil

@@ -6,8 +6,8 @@ namespace vexil {
 
 namespace {
 
-/// A proxy's URL without the characters that separate proxies in a list: they can only stand in its user name or
-/// password, where they mean the same when encoded.
+/// Percent-encodes the characters that separate proxies in a list. They can occur only in the user name or password,
+/// where the encoded form has the same meaning.
 String withoutSeparators(String proxy) {
     proxy.replaceAll(";", "%3B");
     proxy.replaceAll(",", "%2C");

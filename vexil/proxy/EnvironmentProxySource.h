@@ -8,14 +8,14 @@
 
 namespace vexil {
 
-/// The proxies that the environment names: http_proxy, https_proxy and ftp_proxy, all_proxy for those of the three
-/// that name none, and no_proxy for the hosts that need none. Each in lower or, where that is not set, not even empty,
-/// in upper case, but for HTTP_PROXY: a web server sets it from a header that anybody can send.
+/// Reads the proxies from environment variables: http_proxy, https_proxy and ftp_proxy, with all_proxy for those of the
+/// three that are not set or empty, and no_proxy for the hosts that need no proxy. If the lower-case name is not set at
+/// all, the upper-case name is used, except HTTP_PROXY: a web server sets it from a header that anyone can send.
 ///
-/// A no_proxy of "*" means no proxies at all. Any thread, as long as nobody changes the environment.
+/// A no_proxy of "*" means no proxies at all. Any thread, as long as nothing changes the environment.
 class CEnvironmentProxySource : public virtual CBase, public IUserProxySource {
 public:
-    /// The value of a variable, nothing where it is not set.
+    /// Returns the value of a variable; nullopt if it is not set.
     using Lookup = std::function<std::optional<std::string>(const char* name)>;
 
     explicit CEnvironmentProxySource(Lookup lookup);

@@ -29,11 +29,11 @@ bool isNumber(const String& text) {
                                           [](wchar_t c) { return c >= L'0' && c <= L'9'; });
 }
 
-/// The host of a URL, of which the scheme and ":" are cut off, as it stands.
+/// The host of a URL without its scheme and ":", unchanged.
 String findHost(std::wstring_view rest) {
     rest.remove_prefix(std::min(rest.find_first_not_of(L'/'), rest.size()));
     for (const wchar_t end : {L'/', L'?', L'#'}) {
-        // Only the first kind that there is: a "?" before a "/" stays.
+        // Cut once: if there is a "/", a "?" or "#" before it stays.
         if (const std::size_t position = rest.find(end); position != rest.npos) {
             rest = rest.substr(0, position);
             break;
@@ -196,7 +196,7 @@ P<CProxySettings> CProxySettings::createAndInitFromUserSettings() {
     return settings;
 }
 
-// The memory goes with the process: other objects with static lifetime may still ask for a proxy.
+// Not freed: other objects with static lifetime may still request a proxy while the process ends.
 void CProxySettings::disposeUserSettings() {}
 
 }  // namespace vexil

@@ -9,9 +9,9 @@ namespace vexil {
 
 class IUserProxySource;
 
-/// Which proxy to use for which URL, and which hosts are reached directly.
+/// Maps URLs to proxies, and knows the hosts that are reached directly.
 ///
-/// Hosts are compared by their whole name; there are no wildcards, and markers such as "<local>" are names like others.
+/// Hosts are compared by their whole name. There are no wildcards, and markers such as "<local>" are ordinary names.
 ///
 /// Any thread.
 ///
@@ -21,68 +21,69 @@ class IUserProxySource;
 /// \endcode
 class VEXIL_API CProxySettings : public virtual CBase {
 public:
-    /// No proxies: everything is reached directly.
+    /// No proxies: all hosts are reached directly.
     CProxySettings() = default;
     CProxySettings(const CProxySettings&) = delete;
     CProxySettings& operator=(const CProxySettings&) = delete;
     ~CProxySettings() override;
 
-    /// The settings of the current user, read once a process. Later changes of them are not seen until somebody calls
-    /// initFromUserSettings() on it.
-    /// \throws CError "Construction of static object has failed.", for good, after a failure
+    /// The settings of the current user, read once per process. To see later changes, call initFromUserSettings() on the
+    /// returned object.
+    /// \throws CError "Construction of static object has failed." on every call after the first one has failed
     static P<CProxySettings> getUserSettings();
 
-    /// Forgets all proxies and hosts, the default proxy included.
+    /// Removes all proxies and hosts, including the default proxy.
     void clear();
 
-    /// Sets the proxy of a URL scheme, in any case.
-    /// \param proxy  host and port, or a URL; "" for none
+    /// Sets the proxy of a URL scheme (upper or lower case).
+    /// \param proxy  host and port, or a URL; "" for no proxy
     void setProxyForURLScheme(const String& scheme, const String& proxy);
-    /// The proxy of a URL scheme, in any case, as it was set; "" for none.
+    /// The proxy of a URL scheme (upper or lower case) as it was set; "" if there is none.
     String getProxyForURLScheme(const String& scheme);
     /// Appends the schemes that have a proxy, in lower case and in order.
     void getProxyURLSchemes(TArray<String>& schemes) const;
-    /// The proxy for a URL; "" for a direct connection: when its scheme has none, its host is to be reached directly, or
-    /// it has no scheme; but see setDefaultProxy() and setDenyUnknown(). The host is taken as it stands, a user name
-    /// before it included.
-    /// \throws CError "There is no rule for the proxy of the URL '...'" where that is wanted
+    /// The proxy for a URL. "" means a direct connection: the scheme has no proxy, the host is reached directly, or the
+    /// URL has no scheme; but see setDefaultProxy() and setDenyUnknown(). A user name before the host counts as part of
+    /// the host.
+    /// \throws CError "There is no rule for the proxy of the URL '...'", see setDenyUnknown()
     String getProxyForURL(const String& url);
 
-    /// The proxy for URLs that have no scheme, or one without a proxy. Default "": such URLs are reached directly.
-    /// \param proxy  host and port, or a URL; "" for none
+    /// Sets the proxy for URLs without a scheme and for schemes without a proxy. Default "": such URLs are reached
+    /// directly.
+    /// \param proxy  host and port, or a URL; "" for no proxy
     void setDefaultProxy(const String& proxy);
-    /// Whether getProxyForURL() throws for URLs that no rule tells of: those that have no scheme, or one without a
-    /// proxy, and whose host is not to be reached directly, as long as there is no default proxy. Default false.
+    /// Makes getProxyForURL() throw for URLs without a rule: they have no scheme or a scheme without a proxy, their host
+    /// is not reached directly, and there is no default proxy. Default false.
     void setDenyUnknown(bool deny);
 
     /// @{
 
-    /// Adds or removes a host that is reached directly, in any case.
+    /// Adds or removes a host that is reached directly (upper or lower case).
     void addDirectConnectHost(const String& host);
     void removeDirectConnectHost(const String& host);
     /// @}
 
-    /// Whether a host is reached directly.
+    /// True if a host is reached directly.
     bool isDirectConnectHost(const String& host) const;
     /// Appends the hosts that are reached directly, in lower case and in order.
     void getDirectConnectHosts(TArray<String>& hosts) const;
 
-    /// Adds proxies from a list, separated by ";", ",", blanks or tabs: "http=p1:80;https=p2:443", a proxy without a
+    /// Adds proxies from a list, separated by ";", ",", spaces or tabs: "http=p1:80;https=p2:443", a proxy without a
     /// scheme ("proxy:3128", "proxy") for http, https and ftp, or a URL ("http://proxy:3128/") for its own scheme.
     /// "scheme=" removes the proxy of that scheme. Never fails.
     void addProxiesFromString(const String& text);
     /// Adds hosts that are reached directly from a list with the same separators. Never fails.
     void addDirectConnectHostsFromString(const String& text);
 
-    /// Replaces everything by the current user's settings (IUserProxySource::createForSystem()).
+    /// Replaces all settings with those of the current user (IUserProxySource::createForSystem()).
     void initFromUserSettings();
-    /// Replaces everything by the settings of a source.
+    /// Replaces all settings with those of a source.
     void initFromSource(IUserProxySource& source);
 
 protected:
     /// @{
 
-    /// State, factory and disposer of the user's settings.
+    /// Guard, factory and disposer of the user's settings.
     static zet::CSafeGlobalGuard& userSettingsGuard();
     static P<CProxySettings> createAndInitFromUserSettings();
     static void disposeUserSettings();

@@ -5,14 +5,14 @@
 
 namespace vexil {
 
-/// Where the proxy settings of the current user come from.
+/// Source of the current user's proxy settings.
 class VEXIL_API IUserProxySource : public virtual IBase {
 public:
-    /// Reads the settings as texts in the forms that CProxySettings::addProxiesFromString() and
-    /// CProxySettings::addDirectConnectHostsFromString() read; "" for none. What cannot be read is left out.
+    /// Reads the settings as texts for CProxySettings::addProxiesFromString() and
+    /// CProxySettings::addDirectConnectHostsFromString(); "" for none. Settings that cannot be read are left out.
     virtual void read(String& proxies, String& directConnectHosts) = 0;
 
-    /// The system's own: on Windows what WinHTTP tells, elsewhere the environment.
+    /// The source for this system: WinHTTP on Windows, the environment elsewhere.
     static P<IUserProxySource> createForSystem();
 
 protected:

@@ -4,7 +4,7 @@ namespace vexil {
 
 namespace {
 
-/// A text that WinHTTP has allocated, or none.
+/// Owns a text that WinHTTP has allocated; may be null.
 class CSystemText {
 public:
     CSystemText(LPWSTR text, decltype(&GlobalFree) free) : m_text(text), m_free(free) {}
