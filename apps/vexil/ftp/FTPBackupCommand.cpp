@@ -1,13 +1,30 @@
-#include "apps/vexil/ftp/FTPBackupCommand.h"
-
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/ftp/Commands.h"
 #include "apps/vexil/ftp/FTPBackupStore.h"
 #include "apps/vexil/ftp/FTPPath.h"
 #include "apps/vexil/mirror/Backup.h"
 #include "apps/vexil/session/Context.h"
+#include "apps/vexil/transfer/TransferQueue.h"
+
+#include <string>
+#include <vector>
 
 namespace vexil::app {
+
+namespace {
+
+class CFTPBackupCommand : public CCommand {
+public:
+    void define(CCommandSyntax& syntax) override;
+    ExitCode run(CContext& context) override;
+
+private:
+    std::string m_folder;
+    std::string m_directory;
+    std::vector<std::string> m_excluded;
+    int m_jobs = CTransferQueue::defaultCount;
+};
 
 void CFTPBackupCommand::define(CCommandSyntax& syntax) {
     syntax.command("backup", "Store all files of a folder below a directory of the server")
@@ -34,6 +51,12 @@ ExitCode CFTPBackupCommand::run(CContext& context) {
     context.getFTP();
     CFTPBackupStore store(context, makeServerPath(m_directory));
     return CBackup(context, store).run(walker, m_jobs);
+}
+
+}  // namespace
+
+std::unique_ptr<CCommand> makeFTPBackup() {
+    return std::make_unique<CFTPBackupCommand>();
 }
 
 }  // namespace vexil::app

@@ -1,16 +1,33 @@
-#include "apps/vexil/ftp/FTPGetCommand.h"
-
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/console/StandardOutStream.h"
 #include "apps/vexil/files/LeftParts.h"
 #include "apps/vexil/files/PartFile.h"
+#include "apps/vexil/ftp/Commands.h"
 #include "apps/vexil/ftp/FTPDownload.h"
 #include "apps/vexil/ftp/FTPPath.h"
 #include "apps/vexil/session/Context.h"
 #include "apps/vexil/transfer/SingleTransfer.h"
+#include "vexil/BaseTypes.h"
+#include "zet/OutStream.h"
+
+#include <string>
 
 namespace vexil::app {
+
+namespace {
+
+class CFTPGetCommand : public CCommand {
+public:
+    void define(CCommandSyntax& syntax) override;
+    ExitCode run(CContext& context) override;
+
+private:
+    static void download(CContext& context, const String& path, const P<zet::IOutStream>& out);
+
+    std::string m_path;
+    std::string m_file;
+};
 
 void CFTPGetCommand::define(CCommandSyntax& syntax) {
     syntax.command("get", "Fetch a file")
@@ -49,6 +66,12 @@ ExitCode CFTPGetCommand::run(CContext& context) {
 void CFTPGetCommand::download(CContext& context, const String& path, const P<zet::IOutStream>& out) {
     CFTPDownload transfer(context, path, out);
     runSingleTransfer(context, context.getFTP().getPolicy(), transfer);
+}
+
+}  // namespace
+
+std::unique_ptr<CCommand> makeFTPGet() {
+    return std::make_unique<CFTPGetCommand>();
 }
 
 }  // namespace vexil::app

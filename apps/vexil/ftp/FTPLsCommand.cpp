@@ -1,12 +1,24 @@
-#include "apps/vexil/ftp/FTPLsCommand.h"
-
 #include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/ftp/Commands.h"
 #include "apps/vexil/ftp/FTPEntryLine.h"
 #include "apps/vexil/ftp/FTPPath.h"
 #include "apps/vexil/ftp/FTPUnreadableEntry.h"
 #include "apps/vexil/session/Context.h"
 
+#include <string>
+
 namespace vexil::app {
+
+namespace {
+
+class CFTPLsCommand : public CCommand {
+public:
+    void define(CCommandSyntax& syntax) override;
+    ExitCode run(CContext& context) override;
+
+private:
+    std::string m_path = "/";
+};
 
 void CFTPLsCommand::define(CCommandSyntax& syntax) {
     syntax.command("ls", "List a directory: type, size, time of change (UTC), name")
@@ -34,6 +46,12 @@ ExitCode CFTPLsCommand::run(CContext& context) {
                                                            ": " + entry.problem);
     }
     return listing->getUnreadableLines().empty() ? ExitCode::Done : ExitCode::Failed;
+}
+
+}  // namespace
+
+std::unique_ptr<CCommand> makeFTPLs() {
+    return std::make_unique<CFTPLsCommand>();
 }
 
 }  // namespace vexil::app

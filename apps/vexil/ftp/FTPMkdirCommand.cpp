@@ -1,10 +1,23 @@
-#include "apps/vexil/ftp/FTPMkdirCommand.h"
-
 #include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/ftp/Commands.h"
 #include "apps/vexil/ftp/FTPPath.h"
 #include "apps/vexil/session/Context.h"
 
+#include <string>
+
 namespace vexil::app {
+
+namespace {
+
+class CFTPMkdirCommand : public CCommand {
+public:
+    void define(CCommandSyntax& syntax) override;
+    ExitCode run(CContext& context) override;
+
+private:
+    std::string m_path;
+    bool m_makesParents = false;
+};
 
 void CFTPMkdirCommand::define(CCommandSyntax& syntax) {
     syntax.command("mkdir", "Make a directory")
@@ -23,6 +36,12 @@ ExitCode CFTPMkdirCommand::run(CContext& context) {
         context.getFTP().makeDir(path);
     }
     return ExitCode::Done;
+}
+
+}  // namespace
+
+std::unique_ptr<CCommand> makeFTPMkdir() {
+    return std::make_unique<CFTPMkdirCommand>();
 }
 
 }  // namespace vexil::app

@@ -1,11 +1,24 @@
-#include "apps/vexil/ftp/FTPMvCommand.h"
-
 #include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/ftp/Commands.h"
 #include "apps/vexil/ftp/FTPPath.h"
 #include "apps/vexil/ftp/FTPReplies.h"
 #include "apps/vexil/session/Context.h"
 
+#include <string>
+
 namespace vexil::app {
+
+namespace {
+
+class CFTPMvCommand : public CCommand {
+public:
+    void define(CCommandSyntax& syntax) override;
+    ExitCode run(CContext& context) override;
+
+private:
+    std::string m_from;
+    std::string m_to;
+};
 
 void CFTPMvCommand::define(CCommandSyntax& syntax) {
     syntax.command("mv", "Move or rename a file or directory, on the server")
@@ -29,6 +42,12 @@ ExitCode CFTPMvCommand::run(CContext& context) {
         throw;
     }
     return ExitCode::Done;
+}
+
+}  // namespace
+
+std::unique_ptr<CCommand> makeFTPMv() {
+    return std::make_unique<CFTPMvCommand>();
 }
 
 }  // namespace vexil::app

@@ -1,14 +1,28 @@
-#include "apps/vexil/ftp/FTPPutCommand.h"
-
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/files/FileInStream.h"
+#include "apps/vexil/ftp/Commands.h"
 #include "apps/vexil/ftp/FTPPath.h"
 #include "apps/vexil/ftp/FTPUpload.h"
 #include "apps/vexil/session/Context.h"
 #include "apps/vexil/transfer/SingleTransfer.h"
 
+#include <string>
+
 namespace vexil::app {
+
+namespace {
+
+class CFTPPutCommand : public CCommand {
+public:
+    void define(CCommandSyntax& syntax) override;
+    ExitCode run(CContext& context) override;
+
+private:
+    std::string m_file;
+    std::string m_path;
+    bool m_makesParents = false;
+};
 
 void CFTPPutCommand::define(CCommandSyntax& syntax) {
     syntax.command("put", "Store a file")
@@ -37,6 +51,12 @@ ExitCode CFTPPutCommand::run(CContext& context) {
     runSingleTransfer(context, context.getFTP().getPolicy(), upload);
     file->checkUnchanged();
     return ExitCode::Done;
+}
+
+}  // namespace
+
+std::unique_ptr<CCommand> makeFTPPut() {
+    return std::make_unique<CFTPPutCommand>();
 }
 
 }  // namespace vexil::app

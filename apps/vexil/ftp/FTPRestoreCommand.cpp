@@ -1,13 +1,28 @@
-#include "apps/vexil/ftp/FTPRestoreCommand.h"
-
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/ftp/Commands.h"
 #include "apps/vexil/ftp/FTPPath.h"
 #include "apps/vexil/ftp/FTPRestoreSource.h"
 #include "apps/vexil/mirror/Restore.h"
 #include "apps/vexil/session/Context.h"
+#include "apps/vexil/transfer/TransferQueue.h"
+
+#include <string>
 
 namespace vexil::app {
+
+namespace {
+
+class CFTPRestoreCommand : public CCommand {
+public:
+    void define(CCommandSyntax& syntax) override;
+    ExitCode run(CContext& context) override;
+
+private:
+    std::string m_directory;
+    std::string m_folder;
+    int m_jobs = CTransferQueue::defaultCount;
+};
 
 void CFTPRestoreCommand::define(CCommandSyntax& syntax) {
     syntax.command("restore", "Fetch all files below a directory of the server")
@@ -28,6 +43,12 @@ ExitCode CFTPRestoreCommand::run(CContext& context) {
     context.getFTP();
     CFTPRestoreSource source(context, makeServerPath(m_directory));
     return CRestore(context, source, toPath(m_folder)).run(m_jobs);
+}
+
+}  // namespace
+
+std::unique_ptr<CCommand> makeFTPRestore() {
+    return std::make_unique<CFTPRestoreCommand>();
 }
 
 }  // namespace vexil::app

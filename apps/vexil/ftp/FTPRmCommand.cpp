@@ -1,10 +1,22 @@
-#include "apps/vexil/ftp/FTPRmCommand.h"
-
 #include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/ftp/Commands.h"
 #include "apps/vexil/ftp/FTPPath.h"
 #include "apps/vexil/session/Context.h"
 
+#include <string>
+
 namespace vexil::app {
+
+namespace {
+
+class CFTPRmCommand : public CCommand {
+public:
+    void define(CCommandSyntax& syntax) override;
+    ExitCode run(CContext& context) override;
+
+private:
+    std::string m_path;
+};
 
 void CFTPRmCommand::define(CCommandSyntax& syntax) {
     syntax.command("rm", "Delete a file").argument("PATH", m_path, "File on the server").footer(R"(Example:
@@ -17,6 +29,12 @@ ExitCode CFTPRmCommand::run(CContext& context) {
         client.prepareDeleteFileRequest(request, path);
     });
     return ExitCode::Done;
+}
+
+}  // namespace
+
+std::unique_ptr<CCommand> makeFTPRm() {
+    return std::make_unique<CFTPRmCommand>();
 }
 
 }  // namespace vexil::app

@@ -1,10 +1,22 @@
-#include "apps/vexil/ftp/FTPRmdirCommand.h"
-
 #include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/ftp/Commands.h"
 #include "apps/vexil/ftp/FTPPath.h"
 #include "apps/vexil/session/Context.h"
 
+#include <string>
+
 namespace vexil::app {
+
+namespace {
+
+class CFTPRmdirCommand : public CCommand {
+public:
+    void define(CCommandSyntax& syntax) override;
+    ExitCode run(CContext& context) override;
+
+private:
+    std::string m_path;
+};
 
 void CFTPRmdirCommand::define(CCommandSyntax& syntax) {
     syntax.command("rmdir", "Delete an empty directory")
@@ -19,6 +31,12 @@ ExitCode CFTPRmdirCommand::run(CContext& context) {
         client.prepareRemoveDirRequest(request, path);
     });
     return ExitCode::Done;
+}
+
+}  // namespace
+
+std::unique_ptr<CCommand> makeFTPRmdir() {
+    return std::make_unique<CFTPRmdirCommand>();
 }
 
 }  // namespace vexil::app

@@ -1,11 +1,23 @@
-#include "apps/vexil/ftp/FTPRmtreeCommand.h"
-
 #include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/ftp/Commands.h"
 #include "apps/vexil/ftp/FTPPath.h"
 #include "apps/vexil/ftp/FTPTreeRemoval.h"
 #include "apps/vexil/session/Context.h"
 
+#include <string>
+
 namespace vexil::app {
+
+namespace {
+
+class CFTPRmtreeCommand : public CCommand {
+public:
+    void define(CCommandSyntax& syntax) override;
+    ExitCode run(CContext& context) override;
+
+private:
+    std::string m_path;
+};
 
 void CFTPRmtreeCommand::define(CCommandSyntax& syntax) {
     syntax.command("rmtree", "Delete a directory with all below it")
@@ -19,6 +31,12 @@ code is 1. A link is deleted, and what it leads to is kept. The root (/) is refu
 
 ExitCode CFTPRmtreeCommand::run(CContext& context) {
     return CFTPTreeRemoval(context).run(makeServerPath(m_path));
+}
+
+}  // namespace
+
+std::unique_ptr<CCommand> makeFTPRmtree() {
+    return std::make_unique<CFTPRmtreeCommand>();
 }
 
 }  // namespace vexil::app

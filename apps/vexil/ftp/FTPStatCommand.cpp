@@ -1,11 +1,23 @@
-#include "apps/vexil/ftp/FTPStatCommand.h"
-
 #include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/ftp/Commands.h"
 #include "apps/vexil/ftp/FTPEntryLine.h"
 #include "apps/vexil/ftp/FTPPath.h"
 #include "apps/vexil/session/Context.h"
 
+#include <string>
+
 namespace vexil::app {
+
+namespace {
+
+class CFTPStatCommand : public CCommand {
+public:
+    void define(CCommandSyntax& syntax) override;
+    ExitCode run(CContext& context) override;
+
+private:
+    std::string m_path;
+};
 
 void CFTPStatCommand::define(CCommandSyntax& syntax) {
     syntax.command("stat", "Show one file or directory: type, size, time of change (UTC), name")
@@ -17,6 +29,12 @@ void CFTPStatCommand::define(CCommandSyntax& syntax) {
 ExitCode CFTPStatCommand::run(CContext& context) {
     context.getConsole().print(makeEntryLine(context.getFTP().getInfo(makeServerPath(m_path))));
     return ExitCode::Done;
+}
+
+}  // namespace
+
+std::unique_ptr<CCommand> makeFTPStat() {
+    return std::make_unique<CFTPStatCommand>();
 }
 
 }  // namespace vexil::app

@@ -1,15 +1,16 @@
-#include "apps/vexil/http/HTTPGetCommand.h"
-
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/console/Progress.h"
 #include "apps/vexil/console/StandardOutStream.h"
 #include "apps/vexil/files/LeftParts.h"
 #include "apps/vexil/files/PartFile.h"
+#include "apps/vexil/http/Commands.h"
 #include "apps/vexil/http/HTTPBodySink.h"
 #include "apps/vexil/http/RedirectFollower.h"
 #include "apps/vexil/session/Context.h"
 #include "apps/vexil/transfer/AnswerCheck.h"
+
+#include <string>
 
 namespace vexil::app {
 
@@ -28,7 +29,15 @@ void download(CContext& context, CNetRequest& request, zet::IOutStream& out) {
     }
 }
 
-}  // namespace
+class CHTTPGetCommand : public CCommand {
+public:
+    void define(CCommandSyntax& syntax) override;
+    ExitCode run(CContext& context) override;
+
+private:
+    std::string m_url;
+    std::string m_file;
+};
 
 void CHTTPGetCommand::define(CCommandSyntax& syntax) {
     syntax.command("get", "Download a URL")
@@ -54,6 +63,12 @@ ExitCode CHTTPGetCommand::run(CContext& context) {
         file.commit();
     }
     return ExitCode::Done;
+}
+
+}  // namespace
+
+std::unique_ptr<CCommand> makeHTTPGet() {
+    return std::make_unique<CHTTPGetCommand>();
 }
 
 }  // namespace vexil::app

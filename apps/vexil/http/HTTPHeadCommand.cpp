@@ -1,12 +1,24 @@
-#include "apps/vexil/http/HTTPHeadCommand.h"
-
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/console/HeaderList.h"
+#include "apps/vexil/http/Commands.h"
 #include "apps/vexil/http/RedirectFollower.h"
 #include "apps/vexil/session/Context.h"
 #include "apps/vexil/transfer/AnswerCheck.h"
 
+#include <string>
+
 namespace vexil::app {
+
+namespace {
+
+class CHTTPHeadCommand : public CCommand {
+public:
+    void define(CCommandSyntax& syntax) override;
+    ExitCode run(CContext& context) override;
+
+private:
+    std::string m_url;
+};
 
 void CHTTPHeadCommand::define(CCommandSyntax& syntax) {
     syntax.command("head", "Show the status line and the headers of a URL")
@@ -22,6 +34,12 @@ ExitCode CHTTPHeadCommand::run(CContext& context) {
     checkAnswerIsComplete(request);
     printHeaders(context.getConsole(), request);
     return ExitCode::Done;
+}
+
+}  // namespace
+
+std::unique_ptr<CCommand> makeHTTPHead() {
+    return std::make_unique<CHTTPHeadCommand>();
 }
 
 }  // namespace vexil::app

@@ -1,14 +1,27 @@
-#include "apps/vexil/http/HTTPPutCommand.h"
-
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/console/Progress.h"
 #include "apps/vexil/files/FileInStream.h"
+#include "apps/vexil/http/Commands.h"
 #include "apps/vexil/http/RedirectFollower.h"
 #include "apps/vexil/session/Context.h"
 #include "apps/vexil/transfer/AnswerCheck.h"
 
+#include <string>
+
 namespace vexil::app {
+
+namespace {
+
+class CHTTPPutCommand : public CCommand {
+public:
+    void define(CCommandSyntax& syntax) override;
+    ExitCode run(CContext& context) override;
+
+private:
+    std::string m_file;
+    std::string m_url;
+};
 
 void CHTTPPutCommand::define(CCommandSyntax& syntax) {
     syntax.command("put", "Upload a file to a URL (HTTP PUT)")
@@ -31,6 +44,12 @@ ExitCode CHTTPPutCommand::run(CContext& context) {
     file->checkUnchanged();
     context.getConsole().message(Verbosity::Info, printable(request.getHTTPStatusLine()));
     return ExitCode::Done;
+}
+
+}  // namespace
+
+std::unique_ptr<CCommand> makeHTTPPut() {
+    return std::make_unique<CHTTPPutCommand>();
 }
 
 }  // namespace vexil::app

@@ -1,12 +1,15 @@
-#include "apps/vexil/mail/MailSendCommand.h"
-
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/mail/Commands.h"
 #include "apps/vexil/mail/MailContent.h"
 #include "apps/vexil/mail/MailDraft.h"
 #include "apps/vexil/mail/MailRefusal.h"
+#include "apps/vexil/mail/MailServerOptions.h"
 #include "apps/vexil/mail/MailSession.h"
 #include "apps/vexil/session/Context.h"
+
+#include <string>
+#include <vector>
 
 namespace vexil::app {
 
@@ -18,7 +21,24 @@ String toText(const std::string& argument) {
     return String::fromUTF8Lossy(argument);
 }
 
-}  // namespace
+class CMailSendCommand : public CCommand {
+public:
+    void define(CCommandSyntax& syntax) override;
+    ExitCode run(CContext& context) override;
+
+private:
+    CMailDraft makeDraft(CContext& context) const;
+
+    CMailServerOptions m_server;
+    std::string m_from;
+    std::string m_name;
+    std::vector<std::string> m_to;
+    std::vector<std::string> m_cc;
+    std::vector<std::string> m_bcc;
+    std::string m_subject;
+    std::string m_textFile;
+    std::vector<std::string> m_attachments;
+};
 
 void CMailSendCommand::define(CCommandSyntax& syntax) {
     syntax.command("send", "Send a mail")
@@ -76,6 +96,12 @@ CMailDraft CMailSendCommand::makeDraft(CContext& context) const {
         draft.addAttachment(makeMailAttachment(toPath(file)));
     }
     return draft;
+}
+
+}  // namespace
+
+std::unique_ptr<CCommand> makeMailSend() {
+    return std::make_unique<CMailSendCommand>();
 }
 
 }  // namespace vexil::app

@@ -1,12 +1,27 @@
-#include "apps/vexil/mirror/CompareCommand.h"
-
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/console/Progress.h"
+#include "apps/vexil/mirror/Commands.h"
 #include "apps/vexil/mirror/FolderComparison.h"
 #include "apps/vexil/session/Context.h"
 
+#include <string>
+#include <vector>
+
 namespace vexil::app {
+
+namespace {
+
+class CCompareCommand : public CCommand {
+public:
+    void define(CCommandSyntax& syntax) override;
+    ExitCode run(CContext& context) override;
+
+private:
+    std::string m_first;
+    std::string m_second;
+    std::vector<std::string> m_excluded;
+};
 
 void CCompareCommand::define(CCommandSyntax& syntax) {
     syntax.command("compare", "Compare the files of two folders, byte for byte")
@@ -31,6 +46,12 @@ ExitCode CCompareCommand::run(CContext& context) {
                                formatBytes(progress.getByteCount()) + ", " +
                                formatNumberOf(differences, "difference"));
     return differences == 0 ? ExitCode::Done : ExitCode::Failed;
+}
+
+}  // namespace
+
+std::unique_ptr<CCommand> makeCompare() {
+    return std::make_unique<CCompareCommand>();
 }
 
 }  // namespace vexil::app

@@ -9,35 +9,14 @@
 #include "apps/vexil/console/ConsoleLogSink.h"
 #include "apps/vexil/console/ErrorReport.h"
 #include "apps/vexil/console/ErrorStreamBuffer.h"
-#include "apps/vexil/ftp/FTPBackupCommand.h"
-#include "apps/vexil/ftp/FTPGetCommand.h"
-#include "apps/vexil/ftp/FTPLsCommand.h"
-#include "apps/vexil/ftp/FTPMkdirCommand.h"
-#include "apps/vexil/ftp/FTPMvCommand.h"
-#include "apps/vexil/ftp/FTPPutCommand.h"
-#include "apps/vexil/ftp/FTPRestoreCommand.h"
-#include "apps/vexil/ftp/FTPRmCommand.h"
-#include "apps/vexil/ftp/FTPRmdirCommand.h"
-#include "apps/vexil/ftp/FTPRmtreeCommand.h"
-#include "apps/vexil/ftp/FTPStatCommand.h"
-#include "apps/vexil/http/HTTPGetCommand.h"
-#include "apps/vexil/http/HTTPHeadCommand.h"
-#include "apps/vexil/http/HTTPPutCommand.h"
-#include "apps/vexil/mail/MailSendCommand.h"
-#include "apps/vexil/mail/MailTestCommand.h"
-#include "apps/vexil/mirror/CompareCommand.h"
+#include "apps/vexil/ftp/Commands.h"
+#include "apps/vexil/http/Commands.h"
+#include "apps/vexil/mail/Commands.h"
+#include "apps/vexil/mirror/Commands.h"
 #include "apps/vexil/platform/Interrupt.h"
 #include "apps/vexil/platform/Platform.h"
 #include "apps/vexil/program/HelpFormatter.h"
-#include "apps/vexil/s3/S3BackupCommand.h"
-#include "apps/vexil/s3/S3CpCommand.h"
-#include "apps/vexil/s3/S3GetCommand.h"
-#include "apps/vexil/s3/S3HeadCommand.h"
-#include "apps/vexil/s3/S3LsCommand.h"
-#include "apps/vexil/s3/S3MbCommand.h"
-#include "apps/vexil/s3/S3PutCommand.h"
-#include "apps/vexil/s3/S3RestoreCommand.h"
-#include "apps/vexil/s3/S3RmCommand.h"
+#include "apps/vexil/s3/Commands.h"
 #include "apps/vexil/session/Context.h"
 #include "apps/vexil/session/ProxyChoice.h"
 #include "apps/vexil/session/VerboseLogFile.h"
@@ -302,9 +281,9 @@ void CProgram::addCommands(CLI::App& app) {
     CLI::App* http = app.add_subcommand("http", "Get, put and look at single files by their URL");
     http->require_subcommand(1);
     http->footer("Example:\n  vexil http head https://example.com/");
-    addCommand(*http, std::make_unique<CHTTPGetCommand>());
-    addCommand(*http, std::make_unique<CHTTPHeadCommand>());
-    addCommand(*http, std::make_unique<CHTTPPutCommand>());
+    addCommand(*http, makeHTTPGet());
+    addCommand(*http, makeHTTPHead());
+    addCommand(*http, makeHTTPPut());
 
     CLI::App* s3 =
         app.add_subcommand("s3", "Work with the objects of an S3 server, and back up folders to it");
@@ -316,15 +295,15 @@ void CProgram::addCommands(CLI::App& app) {
                  "Compare the content of objects with their ETag where it is an MD5 (default); "
                  "--no-verify-etag is for "
                  "servers with other ETags that look like an MD5");
-    addCommand(*s3, std::make_unique<CS3PutCommand>());
-    addCommand(*s3, std::make_unique<CS3GetCommand>());
-    addCommand(*s3, std::make_unique<CS3HeadCommand>());
-    addCommand(*s3, std::make_unique<CS3LsCommand>());
-    addCommand(*s3, std::make_unique<CS3CpCommand>());
-    addCommand(*s3, std::make_unique<CS3RmCommand>());
-    addCommand(*s3, std::make_unique<CS3MbCommand>());
-    addCommand(*s3, std::make_unique<CS3BackupCommand>());
-    addCommand(*s3, std::make_unique<CS3RestoreCommand>());
+    addCommand(*s3, makeS3Put());
+    addCommand(*s3, makeS3Get());
+    addCommand(*s3, makeS3Head());
+    addCommand(*s3, makeS3Ls());
+    addCommand(*s3, makeS3Cp());
+    addCommand(*s3, makeS3Rm());
+    addCommand(*s3, makeS3Mb());
+    addCommand(*s3, makeS3Backup());
+    addCommand(*s3, makeS3Restore());
 
     addFTPCommands(app);
     CLI::App* mail = app.add_subcommand("mail", "Send mail, and test mail servers");
@@ -332,10 +311,10 @@ void CProgram::addCommands(CLI::App& app) {
     mail->footer("The login comes from VEXIL_MAIL_USER and VEXIL_MAIL_PASSWORD, or from the file of "
                  "--credentials; without them there is none.\n\n"
                  "Example:\n  vexil mail test --server mail.example.com");
-    addCommand(*mail, std::make_unique<CMailSendCommand>());
-    addCommand(*mail, std::make_unique<CMailTestCommand>());
+    addCommand(*mail, makeMailSend());
+    addCommand(*mail, makeMailTest());
 
-    addCommand(app, std::make_unique<CCompareCommand>());
+    addCommand(app, makeCompare());
 }
 
 void CProgram::addFTPCommands(CLI::App& app) {
@@ -365,17 +344,17 @@ void CProgram::addFTPCommands(CLI::App& app) {
         "Paths on the server begin with '/'. The login comes from VEXIL_FTP_USER and VEXIL_FTP_PASSWORD, or "
         "from the file of --credentials.\n\n"
         "Example:\n  vexil ftp ls /photos --server ftp.example.com");
-    addCommand(*ftp, std::make_unique<CFTPLsCommand>());
-    addCommand(*ftp, std::make_unique<CFTPStatCommand>());
-    addCommand(*ftp, std::make_unique<CFTPGetCommand>());
-    addCommand(*ftp, std::make_unique<CFTPPutCommand>());
-    addCommand(*ftp, std::make_unique<CFTPMkdirCommand>());
-    addCommand(*ftp, std::make_unique<CFTPRmCommand>());
-    addCommand(*ftp, std::make_unique<CFTPRmdirCommand>());
-    addCommand(*ftp, std::make_unique<CFTPRmtreeCommand>());
-    addCommand(*ftp, std::make_unique<CFTPMvCommand>());
-    addCommand(*ftp, std::make_unique<CFTPBackupCommand>());
-    addCommand(*ftp, std::make_unique<CFTPRestoreCommand>());
+    addCommand(*ftp, makeFTPLs());
+    addCommand(*ftp, makeFTPStat());
+    addCommand(*ftp, makeFTPGet());
+    addCommand(*ftp, makeFTPPut());
+    addCommand(*ftp, makeFTPMkdir());
+    addCommand(*ftp, makeFTPRm());
+    addCommand(*ftp, makeFTPRmdir());
+    addCommand(*ftp, makeFTPRmtree());
+    addCommand(*ftp, makeFTPMv());
+    addCommand(*ftp, makeFTPBackup());
+    addCommand(*ftp, makeFTPRestore());
 }
 
 void CProgram::addCommand(CLI::App& group, std::unique_ptr<CCommand> command) {

@@ -1,12 +1,30 @@
-#include "apps/vexil/s3/S3BackupCommand.h"
-
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/mirror/Backup.h"
+#include "apps/vexil/s3/Commands.h"
 #include "apps/vexil/s3/S3BackupStore.h"
 #include "apps/vexil/session/Context.h"
+#include "apps/vexil/transfer/TransferQueue.h"
+
+#include <string>
+#include <vector>
 
 namespace vexil::app {
+
+namespace {
+
+class CS3BackupCommand : public CCommand {
+public:
+    void define(CCommandSyntax& syntax) override;
+    ExitCode run(CContext& context) override;
+
+private:
+    std::string m_folder;
+    std::string m_bucket;
+    std::string m_prefix;
+    std::vector<std::string> m_excluded;
+    int m_jobs = CTransferQueue::defaultCount;
+};
 
 void CS3BackupCommand::define(CCommandSyntax& syntax) {
     syntax.command("backup", "Store all files of a folder as objects")
@@ -35,6 +53,12 @@ ExitCode CS3BackupCommand::run(CContext& context) {
     context.getClient();
     CS3BackupStore store(context, String::fromUTF8(m_bucket), String::fromUTF8(m_prefix));
     return CBackup(context, store).run(walker, m_jobs);
+}
+
+}  // namespace
+
+std::unique_ptr<CCommand> makeS3Backup() {
+    return std::make_unique<CS3BackupCommand>();
 }
 
 }  // namespace vexil::app

@@ -1,9 +1,23 @@
-#include "apps/vexil/s3/S3CpCommand.h"
-
 #include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/s3/Commands.h"
 #include "apps/vexil/session/Context.h"
 
+#include <string>
+
 namespace vexil::app {
+
+namespace {
+
+class CS3CpCommand : public CCommand {
+public:
+    void define(CCommandSyntax& syntax) override;
+    ExitCode run(CContext& context) override;
+
+private:
+    std::string m_bucket;
+    std::string m_from;
+    std::string m_to;
+};
 
 void CS3CpCommand::define(CCommandSyntax& syntax) {
     syntax.command("cp", "Copy an object within its bucket, on the server")
@@ -18,6 +32,12 @@ ExitCode CS3CpCommand::run(CContext& context) {
     context.getClient().copyObject(context.getRequest(), String::fromUTF8(m_bucket), String::fromUTF8(m_from),
                                    String::fromUTF8(m_to));
     return ExitCode::Done;
+}
+
+}  // namespace
+
+std::unique_ptr<CCommand> makeS3Cp() {
+    return std::make_unique<CS3CpCommand>();
 }
 
 }  // namespace vexil::app

@@ -1,15 +1,33 @@
-#include "apps/vexil/s3/S3GetCommand.h"
-
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/console/StandardOutStream.h"
 #include "apps/vexil/files/LeftParts.h"
 #include "apps/vexil/files/PartFile.h"
+#include "apps/vexil/s3/Commands.h"
 #include "apps/vexil/s3/ObjectDownload.h"
 #include "apps/vexil/session/Context.h"
 #include "apps/vexil/transfer/SingleTransfer.h"
+#include "vexil/BaseTypes.h"
+#include "zet/OutStream.h"
+
+#include <string>
 
 namespace vexil::app {
+
+namespace {
+
+class CS3GetCommand : public CCommand {
+public:
+    void define(CCommandSyntax& syntax) override;
+    ExitCode run(CContext& context) override;
+
+private:
+    void download(CContext& context, const P<zet::IOutStream>& out) const;
+
+    std::string m_bucket;
+    std::string m_key;
+    std::string m_file;
+};
 
 void CS3GetCommand::define(CCommandSyntax& syntax) {
     syntax.command("get", "Fetch an object")
@@ -42,6 +60,12 @@ ExitCode CS3GetCommand::run(CContext& context) {
 void CS3GetCommand::download(CContext& context, const P<zet::IOutStream>& out) const {
     CObjectDownload objectDownload(context, String::fromUTF8(m_bucket), String::fromUTF8(m_key), out);
     runSingleTransfer(context, context.getS3Policy(), objectDownload);
+}
+
+}  // namespace
+
+std::unique_ptr<CCommand> makeS3Get() {
+    return std::make_unique<CS3GetCommand>();
 }
 
 }  // namespace vexil::app

@@ -1,11 +1,24 @@
-#include "apps/vexil/s3/S3HeadCommand.h"
-
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/console/HeaderList.h"
+#include "apps/vexil/s3/Commands.h"
 #include "apps/vexil/session/Context.h"
 #include "apps/vexil/transfer/AnswerCheck.h"
 
+#include <string>
+
 namespace vexil::app {
+
+namespace {
+
+class CS3HeadCommand : public CCommand {
+public:
+    void define(CCommandSyntax& syntax) override;
+    ExitCode run(CContext& context) override;
+
+private:
+    std::string m_bucket;
+    std::string m_key;
+};
 
 void CS3HeadCommand::define(CCommandSyntax& syntax) {
     syntax.command("head", "Show the headers of an object: size, time, ETag, type")
@@ -21,6 +34,12 @@ ExitCode CS3HeadCommand::run(CContext& context) {
     checkAnswerIsComplete(context.getRequest());
     printHeaders(context.getConsole(), context.getRequest());
     return ExitCode::Done;
+}
+
+}  // namespace
+
+std::unique_ptr<CCommand> makeS3Head() {
+    return std::make_unique<CS3HeadCommand>();
 }
 
 }  // namespace vexil::app

@@ -1,9 +1,10 @@
-#include "apps/vexil/s3/S3LsCommand.h"
-
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/s3/Commands.h"
 #include "apps/vexil/s3/ObjectListing.h"
 #include "apps/vexil/session/Context.h"
+
+#include <string>
 
 namespace vexil::app {
 
@@ -16,7 +17,15 @@ String padLeft(const String& text) {
     return String(std::wstring(missing, L' ')) + text;
 }
 
-}  // namespace
+class CS3LsCommand : public CCommand {
+public:
+    void define(CCommandSyntax& syntax) override;
+    ExitCode run(CContext& context) override;
+
+private:
+    std::string m_bucket;
+    std::string m_prefix;
+};
 
 void CS3LsCommand::define(CCommandSyntax& syntax) {
     syntax.command("ls", "List the objects of a bucket: size, time of change, name")
@@ -38,6 +47,12 @@ ExitCode CS3LsCommand::run(CContext& context) {
     }
     unreadable += objects.reportUnreadableKeys("NOT listed");
     return unreadable == 0 ? ExitCode::Done : ExitCode::Failed;
+}
+
+}  // namespace
+
+std::unique_ptr<CCommand> makeS3Ls() {
+    return std::make_unique<CS3LsCommand>();
 }
 
 }  // namespace vexil::app

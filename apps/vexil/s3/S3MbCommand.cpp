@@ -1,11 +1,23 @@
-#include "apps/vexil/s3/S3MbCommand.h"
-
 #include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/s3/Commands.h"
 #include "apps/vexil/session/Context.h"
 #include "apps/vexil/transfer/AnswerCheck.h"
 #include "zet/TimeFields.h"
 
+#include <string>
+
 namespace vexil::app {
+
+namespace {
+
+class CS3MbCommand : public CCommand {
+public:
+    void define(CCommandSyntax& syntax) override;
+    ExitCode run(CContext& context) override;
+
+private:
+    std::string m_bucket;
+};
 
 void CS3MbCommand::define(CCommandSyntax& syntax) {
     syntax.command("mb", "Make a bucket")
@@ -31,6 +43,12 @@ ExitCode CS3MbCommand::run(CContext& context) {
     client.performRequest(request);
     checkAnswerIsComplete(request);
     return ExitCode::Done;
+}
+
+}  // namespace
+
+std::unique_ptr<CCommand> makeS3Mb() {
+    return std::make_unique<CS3MbCommand>();
 }
 
 }  // namespace vexil::app

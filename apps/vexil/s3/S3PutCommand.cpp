@@ -1,13 +1,28 @@
-#include "apps/vexil/s3/S3PutCommand.h"
-
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/files/FileInStream.h"
+#include "apps/vexil/s3/Commands.h"
 #include "apps/vexil/s3/ObjectUpload.h"
 #include "apps/vexil/session/Context.h"
 #include "apps/vexil/transfer/SingleTransfer.h"
 
+#include <string>
+
 namespace vexil::app {
+
+namespace {
+
+class CS3PutCommand : public CCommand {
+public:
+    void define(CCommandSyntax& syntax) override;
+    ExitCode run(CContext& context) override;
+
+private:
+    std::string m_file;
+    std::string m_bucket;
+    std::string m_key;
+    std::string m_contentType = "application/octet-stream";
+};
 
 void CS3PutCommand::define(CCommandSyntax& syntax) {
     syntax.command("put", "Store a file as an object")
@@ -27,6 +42,12 @@ ExitCode CS3PutCommand::run(CContext& context) {
     runSingleTransfer(context, context.getS3Policy(), upload);
     file->checkUnchanged();
     return ExitCode::Done;
+}
+
+}  // namespace
+
+std::unique_ptr<CCommand> makeS3Put() {
+    return std::make_unique<CS3PutCommand>();
 }
 
 }  // namespace vexil::app

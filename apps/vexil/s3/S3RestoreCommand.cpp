@@ -1,12 +1,28 @@
-#include "apps/vexil/s3/S3RestoreCommand.h"
-
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/mirror/Restore.h"
+#include "apps/vexil/s3/Commands.h"
 #include "apps/vexil/s3/S3RestoreSource.h"
 #include "apps/vexil/session/Context.h"
+#include "apps/vexil/transfer/TransferQueue.h"
+
+#include <string>
+#include <vector>
 
 namespace vexil::app {
+
+namespace {
+
+class CS3RestoreCommand : public CCommand {
+public:
+    void define(CCommandSyntax& syntax) override;
+    ExitCode run(CContext& context) override;
+
+private:
+    std::string m_bucket;
+    std::vector<std::string> m_prefixAndFolder;
+    int m_jobs = CTransferQueue::defaultCount;
+};
 
 void CS3RestoreCommand::define(CCommandSyntax& syntax) {
     syntax.command("restore", "Make files of all objects below a prefix")
@@ -31,6 +47,12 @@ ExitCode CS3RestoreCommand::run(CContext& context) {
     const std::string prefix = m_prefixAndFolder.size() > 1 ? m_prefixAndFolder.front() : "";
     CS3RestoreSource source(context, String::fromUTF8(m_bucket), String::fromUTF8(prefix));
     return CRestore(context, source, toPath(m_prefixAndFolder.back())).run(m_jobs);
+}
+
+}  // namespace
+
+std::unique_ptr<CCommand> makeS3Restore() {
+    return std::make_unique<CS3RestoreCommand>();
 }
 
 }  // namespace vexil::app

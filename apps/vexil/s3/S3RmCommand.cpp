@@ -1,12 +1,13 @@
-#include "apps/vexil/s3/S3RmCommand.h"
-
 #include "apps/vexil/base/MissingError.h"
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/console/ErrorReport.h"
+#include "apps/vexil/s3/Commands.h"
 #include "apps/vexil/s3/ObjectListing.h"
 #include "apps/vexil/session/Context.h"
 #include "apps/vexil/transfer/AnswerCheck.h"
+
+#include <string>
 
 namespace vexil::app {
 
@@ -27,7 +28,18 @@ bool mayExist(CContext& context, const String& bucket, const String& key) {
     }
 }
 
-}  // namespace
+class CS3RmCommand : public CCommand {
+public:
+    void define(CCommandSyntax& syntax) override;
+    ExitCode run(CContext& context) override;
+
+private:
+    ExitCode removeAll(CContext& context) const;
+
+    std::string m_bucket;
+    std::string m_key;
+    bool m_isRecursive = false;
+};
 
 void CS3RmCommand::define(CCommandSyntax& syntax) {
     syntax.command("rm", "Delete an object, or all objects below a prefix")
@@ -79,6 +91,12 @@ ExitCode CS3RmCommand::removeAll(CContext& context) const {
         return ExitCode::NotFound;
     }
     return unreadable == 0 ? ExitCode::Done : ExitCode::Failed;
+}
+
+}  // namespace
+
+std::unique_ptr<CCommand> makeS3Rm() {
+    return std::make_unique<CS3RmCommand>();
 }
 
 }  // namespace vexil::app

@@ -1,0 +1,16 @@
+#pragma once
+
+#include "apps/vexil/command/Command.h"
+
+#include <memory>
+
+namespace vexil::app {
+
+/// `vexil http get`: a URL to a file or to standard output.
+std::unique_ptr<CCommand> makeHTTPGet();
+/// `vexil http head`: the headers of a URL.
+std::unique_ptr<CCommand> makeHTTPHead();
+/// `vexil http put`: a file to a URL.
+std::unique_ptr<CCommand> makeHTTPPut();
+
+}  // namespace vexil::app

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "apps/vexil/command/Command.h"
+
+#include <memory>
+
+namespace vexil::app {
+
+/// `vexil compare`: two folders, byte for byte.
+std::unique_ptr<CCommand> makeCompare();
+
+}  // namespace vexil::app
