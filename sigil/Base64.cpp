@@ -14,14 +14,14 @@ namespace {
 constexpr std::size_t lineLength = 76;
 
 std::string encode(const unsigned char* data, std::size_t length) {
-    // In pieces, because OpenSSL counts the characters of one call in an `int`; of three bytes each, because
-    // padding may stand at the very end only.
+    // OpenSSL counts the characters of one call in an `int`, so the data is encoded in pieces. Their length is a
+    // multiple of three bytes, because padding is only allowed at the end of the text.
     constexpr std::size_t pieceLength = 3 << 20;
     std::string text;
     for (std::size_t done = 0; done < length; done += pieceLength) {
         const int count = static_cast<int>(std::min(length - done, pieceLength));
         const std::size_t old = text.size();
-        text.resize(old + (static_cast<std::size_t>(count) + 2) / 3 * 4 + 1);  // a NUL follows
+        text.resize(old + (static_cast<std::size_t>(count) + 2) / 3 * 4 + 1);  // OpenSSL adds a NUL
         const int written =
             EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()) + old, data + done, count);
         text.resize(old + static_cast<std::size_t>(written));

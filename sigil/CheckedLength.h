@@ -6,7 +6,8 @@
 
 namespace sigil {
 
-/// The length as OpenSSL counts it, where a negative one would become enormous.
+/// The length in the unsigned type of OpenSSL.
+/// \throws zet::CInvalidArgError for a negative length, which would become very large
 inline std::size_t checkedLength(const char* place, int length) {
     if (length < 0) {
         throw zet::CInvalidArgError(place, "length is negative");

@@ -18,7 +18,7 @@ struct CEvpDeleter {
 
 class CEvpDigest : public virtual zet::CBase, public IDigest {
 public:
-    // "-fips": content checks may use MD5 even where the process prefers FIPS algorithms.
+    // "-fips": content checks may use MD5 even if the process prefers FIPS algorithms.
     explicit CEvpDigest(const char* name)
         : m_name(name), m_digest(EVP_MD_fetch(nullptr, name, "-fips")), m_context(EVP_MD_CTX_new()) {
         if (!m_digest || !m_context) {

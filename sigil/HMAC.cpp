@@ -12,7 +12,7 @@ void calcHMAC_SHA1(zet::TBuffer<unsigned char>& out, const void* data, int lengt
                    int keyLength) {
     const std::size_t checkedSize = checkedLength("calcHMAC_SHA1", length);
     checkedLength("calcHMAC_SHA1", keyLength);
-    // To OpenSSL a null key means "the one from before".
+    // OpenSSL takes a null key to mean "reuse the previous key".
     const void* keyBytes = key ? key : "";
     const auto* bytes = static_cast<const unsigned char*>(data ? data : "");
     unsigned char hash[EVP_MAX_MD_SIZE];
@@ -20,7 +20,7 @@ void calcHMAC_SHA1(zet::TBuffer<unsigned char>& out, const void* data, int lengt
     if (!HMAC(EVP_sha1(), keyBytes, keyLength, bytes, checkedSize, hash, &hashLength)) {
         throw zet::CError("HMAC-SHA1 cannot be computed.");
     }
-    // Only now: the data or the key may lie in `out`.
+    // Do not change `out` earlier: the data or the key may be in it.
     out.setUsed(0);
     out.append(hash, static_cast<int>(hashLength));
 }

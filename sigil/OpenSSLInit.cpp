@@ -7,7 +7,7 @@
 namespace sigil {
 
 void COpenSSLInit::ensureInitialized() {
-    // OpenSSL counts for itself: later calls do nothing.
+    // Later calls do nothing.
     if (OPENSSL_init_ssl(0, nullptr) != 1) {
         throw zet::CError("OpenSSL cannot be initialised.");
     }

@@ -8,15 +8,15 @@ namespace zet {
 
 namespace {
 
-/// Blocks that operator new handed out and whose complete object has not begun its construction yet.
+/// Blocks that operator new has returned and in which no object is constructed yet.
 ///
-/// More than one is open while constructor arguments are themselves built with `new`. The virtual base IBase
-/// is constructed before every other part of an object, so the first IBase inside an open block belongs to
-/// the complete object, and members of it that are counted too come later and find the block closed.
+/// Several blocks are open if the arguments of a constructor are built with `new`, too. The virtual base IBase is
+/// constructed before every other part of an object. So the first IBase inside an open block belongs to the complete
+/// object. Counted members of this object are constructed later and find the block closed.
 class COpenBlocks {
 public:
     void open(void* memory, std::size_t size) noexcept {
-        // Beyond this depth an object is taken for one that nobody deletes: a leak, never a double delete.
+        // An object beyond this depth is never deleted: a leak is better than a double delete.
         if (m_count < capacity) {
             m_blocks[m_count++] = {static_cast<const char*>(memory), size};
         }
@@ -63,7 +63,7 @@ void* IBase::operator new(std::size_t size) {
 }
 
 void IBase::operator delete(void* memory) noexcept {
-    // Still open when the arguments of the constructor threw.
+    // The block is still open if an argument of the constructor threw.
     t_openBlocks.closeAround(memory);
     ::operator delete(memory);
 }

@@ -46,7 +46,7 @@ void CBufferStream::write(const void* data, int length) {
         return;
     }
     if (m_position > m_writableBuffer->getUsed()) {
-        // Bytes that nobody wrote would lie between the end and the position.
+        // Otherwise there would be bytes without a value between the end and the position.
         throw CError("The position is outside the stream.");
     }
     if (length > std::numeric_limits<int>::max() - m_position) {

@@ -19,16 +19,16 @@ void CError::throwClone() const {
 
 namespace {
 
-/// Made beforehand: where there is no memory for an error, this one is told.
+/// Allocated in advance: reported when there is no memory for a new error.
 const P<CError>& outOfMemoryError() {
-    // Never destroyed: objects with static lifetime may fail while the process ends.
+    // Never destroyed: objects with static lifetime may fail at the end of the process.
     static const P<CError>& error = *new P<CError>(new CError("Out of memory."));
     return error;
 }
 
 [[maybe_unused]] const bool outOfMemoryErrorIsMade = (outOfMemoryError(), true);
 
-/// A clone, or the parts that each CError has if the error's own clone() fails.
+/// A clone. If the error's own clone() fails: a plain CError with the same parts.
 P<CError> cloneOrCopy(const CError& error) {
     try {
         if (P<CError> clone = error.clone()) {
@@ -37,7 +37,7 @@ P<CError> cloneOrCopy(const CError& error) {
     } catch (const std::bad_alloc&) {
         return outOfMemoryError();
     } catch (...) {
-        // The error counts, not that of its clone().
+        // Report the original error, not that of its clone().
     }
     return new CError(error);
 }

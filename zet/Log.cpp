@@ -12,7 +12,7 @@ struct CSinkSlot {
 };
 
 CSinkSlot& sinkSlot() {
-    // Never destroyed: objects with static lifetime may log while the process ends.
+    // Never destroyed: objects with static lifetime may log at the end of the process.
     static CSinkSlot& slot = *new CSinkSlot;
     return slot;
 }
@@ -24,7 +24,7 @@ void send(LogLevel level, const String& text, const String& detail, const std::e
             sink->log({level, text, detail, error, element});
         }
     } catch (...) {
-        // There is nowhere left to tell it.
+        // There is no other place to report it.
     }
 }
 
@@ -74,7 +74,7 @@ void onExceptionInDestructorIgnored(const char* className, const std::exception*
         const String text = String("Exception in the destructor of ") + className + " (ignored).";
         send(LogLevel::Warning, text, String(), error, nullptr);
     } catch (...) {
-        // Out of memory while telling it.
+        // There is no memory for the text.
     }
 }
 

@@ -10,7 +10,7 @@ uint64 makeSeed() {
     std::random_device device;
     const uint64 high = device();
     const auto ticks = std::chrono::steady_clock::now().time_since_epoch().count();
-    // The clock as well: a device that is none would begin each process alike.
+    // Mix in the clock: a deterministic random_device would give every process the same sequence.
     return (high << 32 | device()) ^ static_cast<uint64>(ticks);
 }
 
@@ -21,7 +21,7 @@ CMTRand::CMTRand(uint64 seed) : m_engine(seed) {}
 CMTRand::~CMTRand() = default;
 
 CMTRand* CMTRand::getGlobal() {
-    // Never destroyed: objects with static lifetime may use it while the process ends.
+    // Never destroyed: objects with static lifetime may use it at the end of the process.
     static CMTRand* const generator = new CMTRand(makeSeed());
     return generator;
 }

@@ -19,7 +19,7 @@ std::optional<int64> parse(std::wstring_view text) noexcept {
     if (text.empty()) {
         return std::nullopt;
     }
-    // Counted downwards: the smallest number has no positive counterpart.
+    // The value is built as a negative number, because the smallest number has no positive counterpart.
     constexpr int64 smallest = std::numeric_limits<int64>::min();
     int64 value = 0;
     for (const wchar_t c : text) {
@@ -58,7 +58,7 @@ double parseSimpleDouble(const String& text, double defaultValue) {
         }
     }
     if (digits.find_first_not_of("0123456789.-") != std::string::npos) {
-        // Else "inf" and "nan" would pass.
+        // Otherwise "inf" and "nan" would be accepted.
         return defaultValue;
     }
     double value = 0;

@@ -1,7 +1,7 @@
 #include "zet/PosixSelect.h"
 
 #include <winsock2.h>
-// winsock2.h goes before it.
+// Must follow winsock2.h.
 #include <windows.h>
 
 namespace zet {
@@ -19,7 +19,7 @@ bool isEmpty(const void* set) noexcept {
 
 int CPosixSelect::selectSockets(int count, void* read, void* write, void* error, int milliseconds) noexcept {
     if (isEmpty(read) && isEmpty(write) && isEmpty(error)) {
-        // For select() a mistake here, and not a wait.
+        // select() on Windows fails without sockets, instead of waiting.
         Sleep(milliseconds < 0 ? INFINITE : static_cast<DWORD>(milliseconds));
         return 0;
     }
@@ -30,7 +30,7 @@ int CPosixSelect::selectSockets(int count, void* read, void* write, void* error,
 }
 
 bool CPosixSelect::canSelect(std::intptr_t) noexcept {
-    // A set is a list of sockets here, whatever their numbers.
+    // A set on Windows is a list of sockets of any number.
     return true;
 }
 

@@ -12,7 +12,7 @@ namespace {
 
 using Path = CResourceManager::Path;
 
-// By UTF-8: on Linux the library's conversion of wide characters knows those of the process's locale only.
+// Converts through UTF-8: on Linux std::filesystem converts wide characters by the locale of the process.
 std::filesystem::path toFileSystemPath(const Path& path) {
     const std::string bytes = path.getText().toUTF8();
     return std::filesystem::path(std::u8string(bytes.begin(), bytes.end()));
@@ -32,7 +32,7 @@ bool isFile(const std::filesystem::path& path) {
 
 CResourceManager::CResourceManager() {
     const Path library = getModuleFolder();
-    // Nothing is ever looked for below the working folder.
+    // A relative path would make the search depend on the working folder.
     if (library.isAbsolute()) {
         m_folders.push_back(library.join(ZET_RESOURCE_FOLDER_FROM_LIBRARY));
         m_folders.push_back(library.join("resources"));
@@ -42,7 +42,7 @@ CResourceManager::CResourceManager() {
 CResourceManager::~CResourceManager() = default;
 
 P<CResourceManager> CResourceManager::get() {
-    // Never destroyed: objects with static lifetime may look for resources while the process ends.
+    // Never destroyed: objects with static lifetime may look for resources at the end of the process.
     static const P<CResourceManager>& instance = *new P<CResourceManager>(new CResourceManager);
     return instance;
 }

@@ -7,7 +7,7 @@ namespace zet {
 CSignal::~CSignal() = default;
 
 void CSignal::set() {
-    // Notified under the lock: the waiter may destroy the signal as soon as it sees it set.
+    // Notify while the lock is held: a waiter may destroy the signal as soon as it sees that it is set.
     const std::lock_guard lock(m_mutex);
     m_isSet = true;
     m_changed.notify_all();

@@ -13,7 +13,7 @@ namespace zet {
 
 namespace {
 
-// Whoever binds a reference to the constant takes it from the DLL on Windows, so it has to be in there.
+// Forces the constant into the DLL: code that binds a reference to it imports it from there.
 [[gnu::used]] const std::size_t* const neededConstant = &String::npos;
 
 constexpr std::uint32_t replacementCharacter = 0xFFFD;
@@ -39,7 +39,7 @@ void appendCodePoint(std::wstring& out, std::uint32_t c) {
     out += static_cast<wchar_t>(c);
 }
 
-/// Length of the valid multi-byte sequence that starts at `p`, 0 if there is none; `c` is its code point.
+/// Length of the valid multi-byte sequence that starts at `p`; `c` becomes its code point. 0 if there is no valid one.
 int decodeSequence(const unsigned char* p, const unsigned char* end, std::uint32_t& c) noexcept {
     int length;
     std::uint32_t smallest;
@@ -86,7 +86,8 @@ std::size_t countLeadingASCII(std::string_view bytes) noexcept {
     return i;
 }
 
-/// Appends the decoded bytes. A byte that fits nowhere ends the work (false) unless `lossy`.
+/// Replaces `out` by the decoded bytes. Returns false at the first byte that belongs to no valid sequence, unless
+/// `lossy`.
 bool decodeUTF8(std::string_view bytes, std::wstring& out, bool lossy) {
     const std::size_t ascii = countLeadingASCII(bytes);
     out.resize(ascii);
@@ -105,7 +106,7 @@ bool decodeUTF8(std::string_view bytes, std::wstring& out, bool lossy) {
     return true;
 }
 
-/// The code point at `index`, which moves behind it.
+/// Returns the code point at `index` and moves `index` to the next one.
 std::uint32_t nextCodePoint(std::wstring_view text, std::size_t& index) noexcept {
     using Unit = std::conditional_t<sizeof(wchar_t) == 2, std::uint16_t, std::uint32_t>;
     const std::uint32_t c = static_cast<Unit>(text[index++]);
@@ -289,7 +290,7 @@ void String::replaceAll(const String& from, const String& to) {
     if (position == npos) {
         return;
     }
-    // Built anew in one pass: replacing in place would move the rest once for each occurrence.
+    // A new text is built in one pass: replacing in place would move the rest once for each occurrence.
     std::wstring result;
     std::size_t done = 0;
     for (; position != npos; position = m_text.find(from.m_text, done)) {

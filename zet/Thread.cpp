@@ -25,7 +25,7 @@ CThread::~CThread() {
         return;
     }
     if (m_thread.get_id() == getCurrentID()) {
-        // Joining itself it would wait for ever, and a thread that is neither joined nor detached ends the process.
+        // A thread that joins itself waits for ever. A thread that is neither joined nor detached ends the process.
         m_thread.detach();
     } else {
         m_thread.join();
@@ -45,7 +45,7 @@ void CThread::start() {
         throw CError("Error starting the thread '" + m_name + "': " + String::fromUTF8Lossy(error.what()),
                      "system", error.code().value());
     } catch (...) {
-        // No memory for it: nobody may wait for the end of a thread that does not exist.
+        // Out of memory. stop() must not wait for the end of a thread that does not exist.
         m_state = State::NotStarted;
         throw;
     }
@@ -58,7 +58,7 @@ void CThread::stop(bool wait) {
     if (!wait || getCurrentID() == getID()) {
         return;
     }
-    // In slices: a start that fails at this moment ends nothing.
+    // In slices: if start() fails at this moment, nothing sets the signal.
     while (isAlive() && !m_ended.wait(stopSlice)) {
     }
 }
@@ -106,7 +106,7 @@ void CThread::keepError() noexcept {
     try {
         logError(*error, "An error has ended a thread.", m_name);
     } catch (...) {
-        // Memory has run out, for the text too.
+        // There is no memory for the text.
     }
 }
 

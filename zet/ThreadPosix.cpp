@@ -26,7 +26,7 @@ void CThread::nameCurrentThread(const String& name) noexcept {
         }
         pthread_setname_np(pthread_self(), utf8.c_str());
     } catch (const std::exception&) {
-        // A thread works as well without a name.
+        // A thread without a name works, too.
     }
 }
 

@@ -2,7 +2,7 @@
 
 #include <windows.h>
 
-// Of Windows 10 and later; the headers of MinGW do not have it yet.
+// In Windows 10 and later. The headers of MinGW do not declare it yet.
 extern "C" __declspec(dllimport) HRESULT WINAPI SetThreadDescription(HANDLE thread, PCWSTR description);
 
 namespace zet {
@@ -11,7 +11,7 @@ void CThread::nameCurrentThread(const String& name) noexcept {
     try {
         SetThreadDescription(GetCurrentThread(), name.c_str());
     } catch (const std::exception&) {
-        // A thread works as well without a name.
+        // A thread without a name works, too.
     }
 }
 

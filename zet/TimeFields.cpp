@@ -83,7 +83,7 @@ void CTimeFields::setTime(int hour, int minute, int second) noexcept {
 
 void CTimeFields::setFractSecond(double fraction) noexcept {
     constexpr int microsecondsPerSecond = 1000000;
-    // What is not a number is not greater than 0 either.
+    // NaN also fails this comparison and becomes 0.
     const double inRange = fraction > 0 ? std::min(fraction, 1.0) : 0.0;
     m_microsecond =
         std::min(static_cast<int>(std::lround(inRange * microsecondsPerSecond)), microsecondsPerSecond - 1);

@@ -26,14 +26,14 @@ CWakeUp::~CWakeUp() {
 bool CWakeUp::canSelectNewDescriptors() const noexcept {
     const int next = dup(static_cast<int>(m_descriptor));
     if (next < 0) {
-        return true;  // there will be no new ones
+        return true;  // no new descriptor can be opened
     }
     close(next);
     return CPosixSelect::canSelect(next);
 }
 
 void CWakeUp::makeReadable() noexcept {
-    // Cannot fail: the counter is 0 or 1.
+    // Cannot fail, because the counter is 0 or 1.
     eventfd_write(static_cast<int>(m_descriptor), 1);
 }
 

@@ -15,7 +15,7 @@ namespace {
                  "system", code);
 }
 
-/// A datagram socket that is connected to itself: select() on Windows waits for sockets only.
+/// Connects a datagram socket to itself. select() on Windows waits for sockets only.
 bool connectToItself(SOCKET socket) noexcept {
     sockaddr_in address{};
     address.sin_family = AF_INET;

@@ -10,7 +10,7 @@
 
 namespace {
 
-// All pointers convert to `const void*`, but what they point to is not always content.
+// All pointers convert to `const void*`, but some point to objects instead of bytes.
 template <class Data>
 concept CanEncode = requires(Data data) {
     sigil::base64Encode(data, 1, true, false);
@@ -24,7 +24,7 @@ std::string encoded(std::string_view data, bool withPadding = true, bool withLin
         .toUTF8();
 }
 
-/// The same by the letter of RFC 4648, three bytes at a time.
+/// The same encoding written directly from RFC 4648, three bytes at a time.
 std::string encodedPlainly(std::string_view data) {
     const char* digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     std::string text;
@@ -61,7 +61,7 @@ TEST(Base64Test, EncodesTheVectorsOfTheStandard) {
     EXPECT_EQ(encoded("foobar"), "Zm9vYmFy");
 }
 
-TEST(Base64Test, LeavesThePaddingOut) {
+TEST(Base64Test, CanOmitThePadding) {
     EXPECT_EQ(encoded("", false), "");
     EXPECT_EQ(encoded("f", false), "Zg");
     EXPECT_EQ(encoded("fo", false), "Zm8");
@@ -69,7 +69,7 @@ TEST(Base64Test, LeavesThePaddingOut) {
 }
 
 TEST(Base64Test, UsesTheWholeAlphabet) {
-    // Sixty-four groups of six bits, counted up.
+    // The 64 groups of six bits in ascending order.
     std::string data;
     for (unsigned first = 0; first < 64; first += 4) {
         const unsigned group = first << 18 | (first + 1) << 12 | (first + 2) << 6 | (first + 3);
@@ -97,7 +97,7 @@ TEST(Base64Test, RefusesANegativeLength) {
     EXPECT_THROW(sigil::base64Encode("abc", -1, true, false), zet::CInvalidArgError);
 }
 
-TEST(Base64Test, BreaksLinesBehind76CharactersAndNotAtTheEnd) {
+TEST(Base64Test, BreaksLinesAfter76CharactersButNotAtTheEnd) {
     const std::string line(76, 'A');
     const auto broken = [](std::size_t byteCount, bool withPadding = true) {
         return encoded(std::string(byteCount, '\0'), withPadding, true);
@@ -115,9 +115,9 @@ TEST(Base64Test, WritesOneLineWithoutLineBreaks) {
     EXPECT_EQ(encoded(std::string(117, '\0')), std::string(156, 'A'));
 }
 
-TEST(Base64Test, EncodesMuchAsOneText) {
-    // Beyond the size of the pieces that the work is done in, twice. Blocks of whole groups of three bytes
-    // encode each for itself.
+TEST(Base64Test, EncodesLargeDataAsOneText) {
+    // More than twice the size of the pieces that are encoded at once. Each block has whole groups of three bytes, so
+    // it can be encoded alone.
     const std::string block = someBytes(300);
     const std::string encodedBlock = encodedPlainly(block);
     std::string data;

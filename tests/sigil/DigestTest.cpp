@@ -56,7 +56,7 @@ const CVector vectors[]{
      "57edf4a22be3c955ac49da2e2107b67a"},
 };
 
-// All pointers convert to `const void*`, but what they point to is not always content.
+// All pointers convert to `const void*`, but some point to objects instead of bytes.
 template <class Data>
 concept CanUpdate = requires(IDigest& digest, Data data) {
     digest.update(data, 1);
@@ -84,7 +84,7 @@ TEST(DigestTest, ComputesPieceByPiece) {
     }
 }
 
-TEST(DigestTest, BeginsAnewAfterAReset) {
+TEST(DigestTest, BeginsAgainAfterAReset) {
     const P<IDigest> digest = makeMD5();
     update(*digest, "what is forgotten");
     digest->reset();
@@ -98,7 +98,7 @@ TEST(DigestTest, BeginsAnewAfterAReset) {
     EXPECT_EQ(finish(*digest), "0cc175b9c0f1b6a831c399e269772661");
 }
 
-TEST(DigestTest, ACloneGoesOnByItself) {
+TEST(DigestTest, ACloneContinuesIndependently) {
     const P<IDigest> digest = makeMD5();
     update(*digest, "mess");
     const P<IDigest> clone = digest->clone();
@@ -142,7 +142,7 @@ TEST(DigestTest, RefusesToGoOnWithoutAReset) {
     EXPECT_EQ(finish(*digest), "0cc175b9c0f1b6a831c399e269772661");
 }
 
-TEST(DigestTest, MakesDigestsThatKnowNothingOfEachOther) {
+TEST(DigestTest, MakesIndependentDigests) {
     const CDigestType_MD5 type;
     const P<IDigest> first = type.createDigest();
     const P<IDigest> second = type.createDigest();

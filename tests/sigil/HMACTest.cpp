@@ -11,7 +11,7 @@ namespace {
 
 using Buffer = zet::TBuffer<unsigned char>;
 
-// All pointers convert to `const void*`, but what they point to is not always content.
+// All pointers convert to `const void*`, but some point to objects instead of bytes.
 template <class Data, class Key>
 concept CanCalc = requires(Buffer& out, Data data, Key key) {
     sigil::calcHMAC_SHA1(out, data, 1, key, 1);

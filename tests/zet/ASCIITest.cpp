@@ -60,7 +60,7 @@ TYPED_TEST(ASCIITest, LowersOnlyLettersOfASCII) {
 }
 
 TEST(ASCIIWideTest, HasNoPropertiesBeyondASCII) {
-    // The low byte of each is an ASCII character of the property; negative where wchar_t is signed.
+    // Their low bytes are ASCII characters. The last two are negative numbers if wchar_t is signed.
     const std::wstring characters{static_cast<wchar_t>(0x0130), static_cast<wchar_t>(0x4E41),
                                   static_cast<wchar_t>(0xFF10), static_cast<wchar_t>(0x0101),
                                   static_cast<wchar_t>(-1),     static_cast<wchar_t>(-200)};
@@ -77,7 +77,7 @@ TEST(ASCIIWideTest, KnowsControlCharactersOfUnicode) {
     }
 }
 
-// Numbers are no characters: isDigit(5) would be false.
+// A number is refused: isDigit(5) would be false.
 template <class T>
 concept CanBeDigit = requires(T c) {
     zet::isDigit(c);

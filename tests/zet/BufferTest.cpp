@@ -42,7 +42,7 @@ TEST(BufferTest, StartsWithAGivenSize) {
     EXPECT_EQ(Buffer(0).getUsed(), 0);
 }
 
-TEST(BufferTest, AppendsBehindWhatIsThere) {
+TEST(BufferTest, AppendsAfterTheUsedElements) {
     Buffer buffer = bufferOf("abc");
     buffer.append(reinterpret_cast<const unsigned char*>("def"), 2);
     EXPECT_EQ(textOf(buffer), "abcde");
@@ -71,10 +71,10 @@ TEST(BufferTest, GrowsByDoublingSoThatAppendingIsCheap) {
     buffer.setUsed(21);
     EXPECT_EQ(buffer.getCapacity(), 40);
     buffer.setUsed(100);
-    EXPECT_EQ(buffer.getCapacity(), 100) << "what is asked for, where that is more than the double";
+    EXPECT_EQ(buffer.getCapacity(), 100) << "the requested size, if it is more than twice the old one";
 }
 
-TEST(BufferTest, ReservesWithoutUsing) {
+TEST(BufferTest, ReservesWithoutChangingTheUsedSize) {
     Buffer buffer = bufferOf("abc");
     buffer.reserve(100);
     EXPECT_EQ(buffer.getCapacity(), 100);

@@ -53,7 +53,7 @@ TEST(ErrorTest, HasAMessageAndNothingElseByDefault) {
     EXPECT_EQ(error.getInnerError(), nullptr);
 }
 
-TEST(ErrorTest, KeepsAllItIsGiven) {
+TEST(ErrorTest, KeepsAllConstructorArguments) {
     const P<CError> inner = new CError("inside");
     const CError error("m", "http", 5000000000, someProps(), inner);
     EXPECT_EQ(error.getMessage(), "m");
@@ -80,7 +80,7 @@ TEST(ErrorTest, IsCaughtAsEachOfItsBases) {
     EXPECT_FALSE(throwsAs<CInvalidArgError>(work));
 }
 
-TEST(ErrorTest, ClonesAllItHolds) {
+TEST(ErrorTest, ClonesAllItsParts) {
     const P<CError> inner = new CError("inside");
     const CError error("m", "curl", 7, someProps(), inner);
     const P<CError> clone = error.clone();
@@ -120,7 +120,7 @@ TEST(ErrorTest, CarriesAnErrorToAnotherThread) {
     EXPECT_THROW(kept->throwClone(), CInvalidArgError);
 }
 
-TEST(InvalidArgErrorTest, TellsPlaceAndMessageApart) {
+TEST(InvalidArgErrorTest, HasThePlaceApartFromTheMessage) {
     const CInvalidArgError error("CThing::setName", "name is empty", someProps());
     EXPECT_EQ(error.getPlace(), "CThing::setName");
     EXPECT_EQ(error.getMessage(), "name is empty");
@@ -173,16 +173,16 @@ TEST(CurrentExceptionToErrorTest, TakesTheTextOfOtherExceptions) {
     EXPECT_TRUE(error->getProps().isEmpty());
 }
 
-TEST(CurrentExceptionToErrorTest, TakesATextThatIsNotUTF8) {
+TEST(CurrentExceptionToErrorTest, AcceptsATextThatIsNotUTF8) {
     EXPECT_EQ(converted([] { throw std::runtime_error("a\xFFz"); })->getMessage(), String(L"a\uFFFDz"));
 }
 
-TEST(CurrentExceptionToErrorTest, NamesWhatIsNoException) {
+TEST(CurrentExceptionToErrorTest, CallsOtherThrownTypesUnknown) {
     EXPECT_EQ(converted([] { throw 5; })->getMessage(), "Unknown exception.");
     EXPECT_EQ(converted([] { throw "text"; })->getMessage(), "Unknown exception.");
 }
 
-TEST(CurrentExceptionToErrorTest, TellsThatMemoryHasRunOut) {
+TEST(CurrentExceptionToErrorTest, ReportsThatMemoryHasRunOut) {
     const P<CError> error = converted([] { throw std::bad_alloc(); });
     ASSERT_NE(error, nullptr);
     EXPECT_EQ(error->getMessage(), "Out of memory.");
@@ -205,7 +205,7 @@ private:
     std::function<P<CError>()> m_makeClone;
 };
 
-TEST(CurrentExceptionToErrorTest, TellsOfAnErrorThatCannotBeClonedWhatItKnows) {
+TEST(CurrentExceptionToErrorTest, KeepsThePartsOfAnErrorThatCannotBeCloned) {
     const std::function<P<CError>()> makers[] = {
         [] { return nullptr; }, []() -> P<CError> { throw CError("other"); }, []() -> P<CError> { throw 5; }};
     for (const auto& makeClone : makers) {

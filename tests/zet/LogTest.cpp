@@ -60,7 +60,7 @@ TEST(LogDefaultTest, IsSilent) {
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
-TEST_F(LogTest, TellsTextAndLevel) {
+TEST_F(LogTest, PassesTextAndLevelToTheSink) {
     zet::logInfo("an info");
     zet::logWarning("a warning");
     zet::logError("an error");
@@ -76,7 +76,7 @@ TEST_F(LogTest, TellsTextAndLevel) {
     }
 }
 
-TEST_F(LogTest, TellsAWarningWithItsError) {
+TEST_F(LogTest, PassesAWarningWithItsErrorToTheSink) {
     const std::runtime_error error("cause");
     zet::logWarning(error, "text", "detail");
     EXPECT_EQ(m_sink->only().level, LogLevel::Warning);
@@ -86,7 +86,7 @@ TEST_F(LogTest, TellsAWarningWithItsError) {
     EXPECT_EQ(m_sink->errorTexts[0], "cause");
 }
 
-TEST_F(LogTest, TellsAnErrorWithItsError) {
+TEST_F(LogTest, PassesAnErrorWithItsErrorToTheSink) {
     const zet::CError error("cause");
     zet::logError(error, "text");
     EXPECT_EQ(m_sink->only().level, LogLevel::Error);
@@ -96,7 +96,7 @@ TEST_F(LogTest, TellsAnErrorWithItsError) {
     EXPECT_EQ(m_sink->only().element, nullptr);
 }
 
-TEST_F(LogTest, TellsAnErrorWithAnElement) {
+TEST_F(LogTest, PassesAnErrorWithAnElementToTheSink) {
     const zet::CXMLElement element("S3ResponseData");
     zet::logError(element, "text", "detail");
     EXPECT_EQ(m_sink->only().level, LogLevel::Error);
@@ -107,7 +107,7 @@ TEST_F(LogTest, TellsAnErrorWithAnElement) {
     EXPECT_EQ(m_sink->elementNames[0], "S3ResponseData");
 }
 
-TEST_F(LogTest, TellsAnIgnoredExceptionOfADestructor) {
+TEST_F(LogTest, ReportsAnIgnoredExceptionOfADestructor) {
     const std::runtime_error error("cause");
     zet::onExceptionInDestructorIgnored("zet::CThing", &error);
     EXPECT_EQ(m_sink->only().level, LogLevel::Warning);
@@ -115,11 +115,12 @@ TEST_F(LogTest, TellsAnIgnoredExceptionOfADestructor) {
     EXPECT_EQ(m_sink->only().error, &error);
 }
 
-TEST_F(LogTest, TellsAnIgnoredForeignExceptionOfADestructor) {
+TEST_F(LogTest, ReportsAnIgnoredExceptionOfAnotherType) {
     zet::onExceptionInDestructorIgnored("zet::CThing", nullptr);
     EXPECT_EQ(m_sink->only().text, "Exception in the destructor of zet::CThing (ignored).");
     EXPECT_EQ(m_sink->only().error, nullptr);
-    EXPECT_NO_FATAL_FAILURE(zet::onExceptionInDestructorIgnored("\xFF", nullptr)) << "a name that is no text";
+    EXPECT_NO_FATAL_FAILURE(zet::onExceptionInDestructorIgnored("\xFF", nullptr))
+        << "a name that is not UTF-8";
 }
 
 TEST_F(LogTest, ReplacesTheSink) {
@@ -139,7 +140,7 @@ class CSinkWithFlag : public virtual zet::CBase, public zet::ILogSink {
 public:
     explicit CSinkWithFlag(bool& isDestroyed) : m_isDestroyed(isDestroyed) {}
     ~CSinkWithFlag() override {
-        // The slot is free for use while the old sink goes.
+        // The slot can be used while the old sink is destroyed.
         zet::getLogSink();
         std::thread([] { zet::getLogSink(); }).join();
         m_isDestroyed = true;
@@ -185,7 +186,7 @@ class CLoggingSink : public virtual zet::CBase, public zet::ILogSink {
 public:
     void log(const CLogMessage& message) override {
         ++calls;
-        // With no lock held: logging, replacing the sink and other threads' logging all go on.
+        // No lock is held: the sink can log and be replaced, and other threads can log.
         if (message.text == "outer") {
             zet::logInfo("inner");
             std::thread([] { zet::logInfo("inner"); }).join();

@@ -10,8 +10,8 @@ namespace {
 
 using zet::CMTRand;
 
-TEST(MTRandTest, IsTheTwisterThatEverybodyKnows) {
-    // The 10,000th number of the default seed, as the C++ standard has it (rand.predef).
+TEST(MTRandTest, IsTheGeneratorOfTheStandard) {
+    // The 10,000th number of the default seed, from the C++ standard (rand.predef).
     CMTRand generator(5489);
     for (int i = 1; i < 10000; ++i) {
         generator.rand64();
@@ -34,7 +34,7 @@ TEST(MTRandTest, ThereIsOneForTheProcess) {
     EXPECT_EQ(&CMTRand::getGlobalInstanceMutex(), &CMTRand::getGlobalInstanceMutex());
 }
 
-TEST(MTRandTest, ManyThreadsDrawFromTheGlobalOneUnderItsLock) {
+TEST(MTRandTest, ManyThreadsUseTheGlobalOneUnderItsLock) {
     constexpr int threadCount = 4;
     constexpr int numbersOfEach = 1000;
     std::set<zet::uint64> numbers;
@@ -51,7 +51,8 @@ TEST(MTRandTest, ManyThreadsDrawFromTheGlobalOneUnderItsLock) {
     for (std::thread& thread : threads) {
         thread.join();
     }
-    EXPECT_EQ(numbers.size(), static_cast<std::size_t>(threadCount * numbersOfEach)) << "no number twice";
+    EXPECT_EQ(numbers.size(), static_cast<std::size_t>(threadCount * numbersOfEach))
+        << "no number comes twice";
 }
 
 }  // namespace

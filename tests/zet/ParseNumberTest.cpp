@@ -109,14 +109,14 @@ TEST(ParseNumberTest, SkipsWhiteSpaceAtBothEndsWhenAllowed) {
     for (const char* text : paddedNumbers) {
         EXPECT_EQ(parseInt64(text, true), 5);
         EXPECT_EQ(messageOf(text, false), "Invalid number: '" + std::string(text) + "'");
-        EXPECT_EQ(parseInt64(text, int64(99)), 99) << "the form with a default skips none";
+        EXPECT_EQ(parseInt64(text, int64(99)), 99) << "the form with a default skips no white space";
     }
     EXPECT_EQ(messageOf(" ", true), "Invalid number: ' '");
     EXPECT_EQ(messageOf(" 1 2 ", true), "Invalid number: ' 1 2 '");
     EXPECT_EQ(messageOf(" - 1", true), "Invalid number: ' - 1'");
 }
 
-TEST(ParseNumberTest, KnowsNoDigitsAndNoWhiteSpaceBeyondASCII) {
+TEST(ParseNumberTest, AcceptsOnlyDigitsAndWhiteSpaceOfASCII) {
     EXPECT_NE(messageOf(L"\u0665", false), "no error") << "Arabic digit";
     EXPECT_NE(messageOf(L"\uFF15", false), "no error") << "full-width digit";
     EXPECT_NE(messageOf(L"\u00A05", true), "no error") << "no-break space";
@@ -144,7 +144,7 @@ TEST(ParseNumberTest, TakesANumberAsTheDefaultAndOnlyABoolAsTheFlag) {
     EXPECT_THROW(parseInt64("bad", true), zet::CError);
 }
 
-TEST(ParseNumberTest, TellsNothingButTheText) {
+TEST(ParseNumberTest, NamesOnlyTheTextInItsError) {
     try {
         parseInt64("x", false);
         FAIL();

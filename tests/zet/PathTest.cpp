@@ -56,7 +56,7 @@ TEST(PathTest, KnowsAbsolutePaths) {
     EXPECT_FALSE(Path().isAbsolute());
 }
 
-TEST(PathTest, TakesBothSeparators) {
+TEST(PathTest, AcceptsBothSeparators) {
     EXPECT_EQ(Traits::getSeparator(), L'\\');
     EXPECT_TRUE(Traits::isSeparator(L'/'));
     EXPECT_TRUE(Traits::isSeparator(L'\\'));
@@ -73,7 +73,7 @@ TEST(PathTest, KnowsAbsolutePaths) {
     EXPECT_FALSE(Path().isAbsolute());
 }
 
-TEST(PathTest, TakesTheSlashAlone) {
+TEST(PathTest, AcceptsOnlyTheSlash) {
     EXPECT_EQ(Traits::getSeparator(), L'/');
     EXPECT_TRUE(Traits::isSeparator(L'/'));
     EXPECT_FALSE(Traits::isSeparator(L'\\'));
@@ -81,13 +81,13 @@ TEST(PathTest, TakesTheSlashAlone) {
 }
 #endif
 
-/// Two folders with files in them, known to the resource manager during a test.
+/// Two folders with files, which the resource manager searches during a test.
 class ResourceManagerTest : public testing::Test {
 protected:
     void SetUp() override {
         m_root = std::filesystem::temp_directory_path() /
                  ("vexil-resources-" + std::to_string(std::random_device()()));
-        // Characters of two, three and four bytes: one unit of UTF-16, one, and two.
+        // Characters of two, three and four bytes in UTF-8: one, one and two units in UTF-16.
         m_root += u8"-ä€\U0001F600";
         write("first/vexil/both.txt");
         write("first/vexil/one.txt");
@@ -116,7 +116,7 @@ protected:
     std::filesystem::path m_root;
 };
 
-TEST_F(ResourceManagerTest, IsThereOnce) {
+TEST_F(ResourceManagerTest, ExistsOnce) {
     EXPECT_NE(CResourceManager::get(), nullptr);
     EXPECT_EQ(CResourceManager::get().get(), m_manager.get());
 }
@@ -137,7 +137,7 @@ TEST_F(ResourceManagerTest, LooksIntoTheLatestFolderFirst) {
     m_manager->addResourceFolder(path("second"));
     EXPECT_EQ(m_manager->findResource("vexil/both.txt"), path("second/vexil/both.txt"));
     EXPECT_EQ(m_manager->findResource("vexil/one.txt"), path("first/vexil/one.txt"))
-        << "and then into the others";
+        << "then in the other folders";
 }
 
 TEST_F(ResourceManagerTest, ForgetsAFolder) {
@@ -150,7 +150,7 @@ TEST_F(ResourceManagerTest, ForgetsAFolder) {
     EXPECT_TRUE(m_manager->findResource("vexil/both.txt").isEmpty());
 }
 
-TEST_F(ResourceManagerTest, FindsFilesAlone) {
+TEST_F(ResourceManagerTest, FindsOnlyFiles) {
     m_manager->addResourceFolder(path("second"));
     EXPECT_TRUE(m_manager->findResource("vexil/folder").isEmpty()) << "a folder";
     EXPECT_TRUE(m_manager->findResource("vexil/absent.txt").isEmpty());

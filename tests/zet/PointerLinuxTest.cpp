@@ -1,4 +1,4 @@
-// What a debug build notices of objects that go too early.
+// A debug build aborts if an object is destroyed too early.
 #include "zet/Pointer.h"
 
 #include <gtest/gtest.h>

@@ -65,7 +65,7 @@ TEST_F(PointerTest, NeverDeletesAMemberOfAHeapObject) {
     EXPECT_EQ(t_living, 1);
 }
 
-TEST_F(PointerTest, TellsApartObjectsMadeWithinAConstructorCall) {
+TEST_F(PointerTest, DeletesObjectsThatAreMadeInAConstructorCall) {
     {
         const P<CHolder> holder = new CHolder(new CDerived);
         EXPECT_EQ(t_living, 2);
@@ -76,7 +76,7 @@ TEST_F(PointerTest, TellsApartObjectsMadeWithinAConstructorCall) {
 TEST_F(PointerTest, SurvivesAConstructorThatThrows) {
     EXPECT_THROW(P<CCounted>(new CThrowing(new CCounted)), std::runtime_error);
     EXPECT_EQ(t_living, 0);
-    // The memory of the failed object may serve an object that is no heap object of its own.
+    // The memory of the failed object may be used for the next one.
     { const P<CCounted> next = new CCounted; }
     EXPECT_EQ(t_living, 0);
 }
@@ -91,7 +91,7 @@ TEST_F(PointerTest, NeverDeletesAThrownObject) {
     EXPECT_EQ(t_living, 0);
 }
 
-TEST_F(PointerTest, NeverDeletesAnObjectOfAUniquePlacement) {
+TEST_F(PointerTest, NeverDeletesAnObjectOfMakeShared) {
     const auto shared = std::make_shared<CCounted>();
     { const P<CCounted> pointer = shared.get(); }
     EXPECT_EQ(t_living, 1);

@@ -20,7 +20,7 @@ using Socket = curl_socket_t;
 
 constexpr fd_set* none = nullptr;
 
-/// Milliseconds that some work takes.
+/// Runs some work and returns how many milliseconds it takes.
 template <class Work>
 double timeOf(const Work& work) {
     const auto start = std::chrono::steady_clock::now();
@@ -42,13 +42,13 @@ protected:
     int count() { return static_cast<int>(std::max(mine(), theirs())) + 1; }
 
     void sendFromTheirs() { asio::write(m_theirs, asio::buffer("x", 1)); }
-    /// Until what was sent has come; it stays unread.
+    /// Waits until the sent data has arrived. The data stays unread.
     void waitForByte() { m_mine.wait(tcp::socket::wait_read); }
     void receive() {
         char byte;
         asio::read(m_mine, asio::buffer(&byte, 1));
     }
-    /// Closes one of the sockets, and tells what it was called.
+    /// Closes one of the sockets and returns its old descriptor.
     Socket closeMine() {
         const Socket closed = mine();
         m_mine.close();
@@ -85,7 +85,7 @@ TEST_F(PosixSelectTest, LeavesTheReadySocketsInTheSets) {
     EXPECT_FALSE(FD_ISSET(theirs(), &error));
 }
 
-TEST_F(PosixSelectTest, NeedsNoSets) {
+TEST_F(PosixSelectTest, WorksWithoutSets) {
     fd_set write = setOf({mine()});
     EXPECT_EQ(CPosixSelect::select(count(), none, &write, none, 60000), 1);
     fd_set read = setOf({mine()});
@@ -135,7 +135,7 @@ TEST_F(PosixSelectTest, WaitsForEverWhenTheTimeIsNegative) {
     }
 }
 
-TEST_F(PosixSelectTest, TellsAFailure) {
+TEST_F(PosixSelectTest, ReportsAFailure) {
     const int highest = count();
     fd_set read = setOf({closeMine()});
     EXPECT_EQ(CPosixSelect::select(highest, &read, none, none, 0), -1);

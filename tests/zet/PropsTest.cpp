@@ -59,7 +59,7 @@ TEST(PropsTest, AddsOnCondition) {
     EXPECT_EQ(described(props), "a=2;");
 }
 
-TEST(PropsTest, TellsAnAbsentValueFromAnEmptyOne) {
+TEST(PropsTest, DistinguishesAnAbsentValueFromAnEmptyOne) {
     CProps props;
     props.add("empty", "");
     EXPECT_EQ(props.lookup("empty"), "");
@@ -87,7 +87,7 @@ TEST(PropsTest, IsAValue) {
     EXPECT_EQ(described(copy), "a=2;b=3;");
 }
 
-TEST(PropsTest, AddsWhatItHoldsItself) {
+TEST(PropsTest, AddsItsOwnEntries) {
     CProps props;
     props.add("a", "value");
     for (int i = 0; i < 20; ++i) {

@@ -39,7 +39,7 @@ P<CInstance> createAndFail() {
 
 void disposeNothing() {}
 
-/// Guard and holder of one instance. Each test has its own, as failure is final.
+/// Guard and holder of one instance. Each test has its own, because a failure is final.
 struct CGlobal {
     explicit CGlobal(P<CInstance> (*createInstance)()) : holder(guard, createInstance, &disposeNothing) {}
 
@@ -77,7 +77,7 @@ TEST_F(SafeGlobalTest, ConstructsOnFirstUseAndOnce) {
     EXPECT_EQ(g_creations, 1);
 }
 
-TEST_F(SafeGlobalTest, FailsForGood) {
+TEST_F(SafeGlobalTest, NeverTriesAgainAfterAFailure) {
     CGlobal global(&createAndFail);
     EXPECT_EQ(global.messageOfGet(), "original failure");
     EXPECT_EQ(global.guard.getState(), CSafeGlobalGuard::ConstructionFailed);
@@ -92,7 +92,7 @@ TEST_F(SafeGlobalTest, KeepsForeignExceptionsForTheFirstCaller) {
     EXPECT_EQ(global.messageOfGet(), finalMessage);
 }
 
-/// Calls get() on several threads at once and gives their messages, sorted.
+/// Calls get() on several threads at once and returns the sorted messages of their errors.
 std::vector<std::string> messagesOfConcurrentGets(CGlobal& global) {
     constexpr int threadCount = 8;
     std::vector<std::string> messages(threadCount);
@@ -120,7 +120,7 @@ TEST_F(SafeGlobalTest, ConstructsOnceForManyThreads) {
     }
 }
 
-TEST_F(SafeGlobalTest, TellsTheFailureItselfToOneOfManyThreads) {
+TEST_F(SafeGlobalTest, GivesTheOriginalErrorToOneOfManyThreads) {
     for (int round = 0; round < 50; ++round) {
         g_creations = 0;
         CGlobal global(&createAndFail);
@@ -150,7 +150,7 @@ TEST_F(SafeGlobalTest, LetsOthersWaitForTheConstruction) {
     std::thread constructing([&] { first = global.holder.get(); });
     isConstructing.wait();
     EXPECT_EQ(global.guard.getState(), CSafeGlobalGuard::Constructing);
-    EXPECT_FALSE(global.guard.claimConstruction()) << "another thread constructs";
+    EXPECT_FALSE(global.guard.claimConstruction()) << "another thread is constructing";
     std::thread waiting([&] { second = global.holder.get(); });
     mayContinue.countDown();
     constructing.join();

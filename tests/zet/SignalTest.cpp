@@ -67,7 +67,7 @@ TEST(SignalTest, MayBeDestroyedByTheWaiterAtOnce) {
     }
 }
 
-TEST(SignalTest, IsNoValue) {
+TEST(SignalTest, CannotBeCopied) {
     EXPECT_FALSE(std::is_copy_constructible_v<CSignal>);
     EXPECT_FALSE(std::is_copy_assignable_v<CSignal>);
 }
@@ -101,7 +101,7 @@ TEST(MutexTest, ACopyIsALockOfItsOwn) {
     const CMutexLock lock(mutex);
     CMutex copy(mutex);
     other = mutex;
-    // Neither would return were it locked by this thread.
+    // Neither call would return if this thread had the lock.
     std::thread([&] { const CMutexLock own(copy); }).join();
     std::thread([&] { const CMutexLock own(other); }).join();
 }
@@ -112,7 +112,7 @@ TEST(ThreadTest, SleepsForNoTimeAtOnce) {
     zet::CThread::sleep(std::numeric_limits<int>::min());
 }
 
-TEST(ThreadTest, GivesWay) {
+TEST(ThreadTest, YieldsToOtherThreads) {
     std::atomic<bool> isReady = false;
     std::thread other([&] { isReady = true; });
     for (int i = 0; !isReady; ++i) {

@@ -17,7 +17,7 @@ using zet::CStreamRange;
 using zet::int64;
 using zet::P;
 
-/// A stream over "abcdefgh" that stands before "d".
+/// A stream over "abcdefgh" whose next byte is "d".
 P<CMemoryInStream> streamAtD() {
     const P<CMemoryInStream> stream = new CMemoryInStream("abcdefgh", 8);
     stream->seek(3);
@@ -88,7 +88,7 @@ TEST(StreamRangeTest, RefusesAStreamThatEndsWithinThePart) {
     EXPECT_EQ(whatOf([&] { readFrom(part, 100); }), "The stream ends after 5 of 6 bytes.");
 }
 
-/// Returns what it is told from read(), and knows no size.
+/// Returns a fixed number from read(). Its size is unknown.
 class CStrangeStream : public virtual zet::CBase, public zet::IInStream {
 public:
     explicit CStrangeStream(int result) : m_result(result) {}

@@ -35,11 +35,11 @@ std::string readFrom(zet::IInStream& stream, int maxLength) {
     std::string text(100, '~');
     const int length = stream.read(text.data(), maxLength);
     EXPECT_EQ(text.substr(static_cast<std::size_t>(length)).find_first_not_of('~'), std::string::npos)
-        << "wrote more than it told";
+        << "more bytes were written than read() returned";
     return text.substr(0, static_cast<std::size_t>(length));
 }
 
-/// What reading has in common, over the text "abcdef".
+/// Checks how a stream over the text "abcdef" is read.
 void expectToReadLikeAStream(zet::IInStream& stream) {
     EXPECT_EQ(stream.getSize(), 6);
     EXPECT_EQ(stream.getPosition(), 0);
@@ -64,7 +64,7 @@ void expectToReadLikeAStream(zet::IInStream& stream) {
     }
 }
 
-// All pointers convert to `const void*`, but what they point to is not always content.
+// All pointers convert to `const void*`, but some point to objects instead of bytes.
 
 template <class Data>
 concept CanRead = requires(Data data) {
@@ -136,7 +136,7 @@ TEST(BufferStreamTest, KeepsItsBuffer) {
     EXPECT_EQ(readFrom(stream, 3), "abc");
 }
 
-TEST(BufferStreamTest, WritesOverWhatIsThereAndLengthens) {
+TEST(BufferStreamTest, OverwritesAndLengthensTheBuffer) {
     const P<Buffer> buffer = bufferOf("abcdef");
     CBufferStream stream(buffer);
     stream.write("XY", 2);
@@ -185,7 +185,7 @@ TEST(BufferStreamTest, RefusesMoreThanABufferHolds) {
     EXPECT_EQ(stream.getPosition(), 3);
 }
 
-TEST(BufferStreamTest, LeavesNoGapWhereItsBufferWasShortened) {
+TEST(BufferStreamTest, LeavesNoGapAfterItsBufferWasShortened) {
     const P<Buffer> buffer = bufferOf("abcdef");
     CBufferStream stream(buffer);
     stream.seek(6);

@@ -17,7 +17,7 @@ namespace {
 
 using zet::String;
 
-/// What `String` holds for one character: two units where wchar_t has two bytes and the character needs them.
+/// The units of one character in a `String`: two if wchar_t has two bytes and the character needs two.
 std::wstring wide(char32_t c) {
     if (sizeof(wchar_t) == 2 && c > 0xFFFF) {
         const char32_t rest = c - 0x10000;
@@ -50,7 +50,7 @@ struct CCharacter {
     std::string_view bytes;
 };
 
-/// Both ends of every range that RFC 3629 knows.
+/// Both ends of every range in RFC 3629.
 const std::vector<CCharacter> boundaryCharacters{
     {0x0, "\0"sv},
     {0x1, "\x01"sv},
@@ -76,9 +76,9 @@ const std::vector<CCharacter> boundaryCharacters{
     {0x10FFFF, "\xF4\x8F\xBF\xBF"sv},
 };
 
-/// None of these bytes belongs to a valid sequence.
+/// Texts in which no byte belongs to a valid sequence.
 const std::vector<std::string_view> invalidBytes{
-    // Continuations that continue nothing.
+    // Continuation bytes without a first byte.
     "\x80"sv,
     "\xBF"sv,
     "\x80\xBF"sv,
@@ -90,7 +90,7 @@ const std::vector<std::string_view> invalidBytes{
     "\xE0\x9F\xBF"sv,
     "\xF0\x80\x80\x80"sv,
     "\xF0\x8F\xBF\xBF"sv,
-    // Surrogates, also as the pair that would make one character.
+    // Surrogates, alone and as a pair.
     "\xED\xA0\x80"sv,
     "\xED\xAF\xBF"sv,
     "\xED\xB0\x80"sv,
@@ -100,12 +100,12 @@ const std::vector<std::string_view> invalidBytes{
     "\xF4\x90\x80\x80"sv,
     "\xF5\x80\x80\x80"sv,
     "\xF7\xBF\xBF\xBF"sv,
-    // Forms of five and six bytes, and bytes that UTF-8 never has.
+    // Sequences of five and six bytes, and bytes that never occur in UTF-8.
     "\xF8\x88\x80\x80\x80"sv,
     "\xFC\x84\x80\x80\x80\x80"sv,
     "\xFE"sv,
     "\xFF"sv,
-    // Cut sequences.
+    // Incomplete sequences.
     "\xC2"sv,
     "\xDF"sv,
     "\xE0"sv,
@@ -125,7 +125,7 @@ TEST(StringTest, DecodesAndEncodesEveryBoundaryCharacter) {
     }
 }
 
-TEST(StringTest, DecodesAndEncodesEveryCharacterThereIs) {
+TEST(StringTest, DecodesAndEncodesEveryCharacter) {
     std::wstring characters;
     for (char32_t c = 0; c <= 0x10FFFF; ++c) {
         if (c < 0xD800 || c > 0xDFFF) {
@@ -154,7 +154,7 @@ TEST(StringTest, RefusesWhatIsNotUTF8) {
     }
 }
 
-TEST(StringTest, RefusesBadBytesWhereverTheyStand) {
+TEST(StringTest, RefusesInvalidBytesAtEveryPosition) {
     for (const std::string_view bytes : invalidBytes) {
         for (std::size_t before = 0; before < 20; ++before) {
             const std::string text = std::string(before, 'a') + std::string(bytes) + "zz";
@@ -183,7 +183,7 @@ TEST(StringTest, IsEmptyAfterAFailedAssignment) {
     EXPECT_TRUE(text.isEmpty());
 }
 
-TEST(StringTest, AssigningReplacesTheTextBefore) {
+TEST(StringTest, AssigningReplacesTheOldText) {
     String text("a text that is longer");
     text.assignUTF8("\xC3\xA4z");
     EXPECT_EQ(text.view(), L"\u00E4z");
@@ -191,7 +191,7 @@ TEST(StringTest, AssigningReplacesTheTextBefore) {
     EXPECT_EQ(text.view(), L"plain");
 }
 
-TEST(StringTest, LossyDecodingPutsOneReplacementForEachBadByte) {
+TEST(StringTest, LossyDecodingReplacesEachInvalidByte) {
     EXPECT_EQ(String::fromUTF8Lossy("a\xFFz").view(), L"a\uFFFDz");
     EXPECT_EQ(String::fromUTF8Lossy("\xE2\x82").view(), L"\uFFFD\uFFFD");
     EXPECT_EQ(String::fromUTF8Lossy("\xE2\x82z").view(), L"\uFFFD\uFFFDz");
@@ -216,12 +216,12 @@ TEST(StringTest, EncodesUnpairedSurrogatesAsReplacements) {
                                                              "a");
     EXPECT_EQ(encoded({static_cast<wchar_t>(0xDE00), static_cast<wchar_t>(0xD83D)}),
               "\xEF\xBF\xBD\xEF\xBF\xBD");
-    // The pair is one character in UTF-16 and two stray halves in UTF-32.
+    // The pair is one character in UTF-16 and two unpaired surrogates in UTF-32.
     EXPECT_EQ(encoded({static_cast<wchar_t>(0xD83D), static_cast<wchar_t>(0xDE00)}),
               sizeof(wchar_t) == 2 ? "\xF0\x9F\x98\x80" : "\xEF\xBF\xBD\xEF\xBF\xBD");
 }
 
-TEST(StringTest, EncodesNumbersThatAreNoCharacterAsReplacements) {
+TEST(StringTest, EncodesInvalidCodePointsAsReplacements) {
     if (sizeof(wchar_t) > 2) {
         for (const std::uint32_t value : {0x110000u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu}) {
             const String text(std::wstring{static_cast<wchar_t>(value)});
@@ -244,7 +244,7 @@ TEST(StringTest, CarriesEveryByteThroughLatin1) {
     EXPECT_EQ(text.toLatin1(), bytes);
 }
 
-TEST(StringTest, PutsAQuestionMarkForWhatLatin1HasNot) {
+TEST(StringTest, ReplacesCharactersOutsideLatin1ByAQuestionMark) {
     EXPECT_EQ(String(L"a\u00FFz").toLatin1(), "a\xFFz");
     EXPECT_EQ(String(L"a\u0100z\u20AC").toLatin1(), "a?z?");
     EXPECT_EQ(String(wide(0x1F600)).toLatin1(), "?") << "one character, one question mark";
@@ -265,7 +265,7 @@ TEST(StringTest, KeepsNulCharacters) {
     EXPECT_EQ(text.trimmed(), text);
 }
 
-TEST(StringTest, TakesNullAndNothingAsTheEmptyText) {
+TEST(StringTest, TakesNullForTheEmptyText) {
     EXPECT_TRUE(String().isEmpty());
     EXPECT_TRUE(String(static_cast<const char*>(nullptr)).isEmpty());
     EXPECT_TRUE(String(static_cast<const wchar_t*>(nullptr)).isEmpty());
@@ -286,7 +286,7 @@ TEST(StringTest, DecodesACharPointerStrictly) {
     EXPECT_THROW(String("\xE2\x82"), zet::CError);
     String text("a");
     EXPECT_THROW(text += "\xFF", zet::CError);
-    EXPECT_EQ(text, "a") << "nothing is appended when a part is bad";
+    EXPECT_EQ(text, "a") << "nothing is appended if a part is invalid";
     text += "\xC3\xA4";
     EXPECT_EQ(text.view(), L"a\u00E4");
 }
@@ -339,7 +339,7 @@ TEST(StringTest, FindsPlainASCIILikeAnyOtherText) {
     EXPECT_EQ(String(L"\u20AC=5").find("=5"), 1u);
 }
 
-TEST(StringTest, TellsHowTextsStartAndEnd) {
+TEST(StringTest, ComparesTheStartAndTheEnd) {
     const String text("http://x");
     EXPECT_TRUE(text.startsWith("http://"));
     EXPECT_TRUE(text.startsWith("http://x"));
@@ -360,19 +360,19 @@ TEST(StringTest, TellsHowTextsStartAndEnd) {
     EXPECT_FALSE(text.endsWith(" http://x"));
 }
 
-TEST(StringTest, ComparesWithoutCaseForASCIIAlone) {
+TEST(StringTest, ComparesWithoutCaseOnlyForASCII) {
     EXPECT_TRUE(String("AbZ@[`{").equalsNoCase("aBz@[`{"));
-    EXPECT_FALSE(String("@").equalsNoCase("`")) << "beside the letters";
+    EXPECT_FALSE(String("@").equalsNoCase("`")) << "next to the letters in ASCII";
     EXPECT_FALSE(String("[").equalsNoCase("{"));
     EXPECT_FALSE(String("abc").equalsNoCase("ab"));
     EXPECT_FALSE(String("ab").equalsNoCase("abc"));
     EXPECT_TRUE(String().equalsNoCase(""));
     EXPECT_FALSE(String(L"\u0130").equalsNoCase("i"));
-    EXPECT_FALSE(String(L"\u212A").equalsNoCase("k")) << "the Kelvin sign is no k";
+    EXPECT_FALSE(String(L"\u212A").equalsNoCase("k")) << "the Kelvin sign is not a k";
     EXPECT_FALSE(String(L"\u0141").equalsNoCase("A")) << "units are not cut to bytes";
 }
 
-TEST(StringTest, LowersASCIIAlone) {
+TEST(StringTest, LowersOnlyASCII) {
     const String text(L"AZ@[\u00C4\u0130\u0391az");
     EXPECT_EQ(text.toLower().view(), L"az@[\u00C4\u0130\u0391az");
     EXPECT_EQ(text.view(), L"AZ@[\u00C4\u0130\u0391az");
@@ -381,7 +381,7 @@ TEST(StringTest, LowersASCIIAlone) {
     EXPECT_EQ(changed, text.toLower());
 }
 
-TEST(StringTest, TrimsTheWhiteSpaceOfASCIIAlone) {
+TEST(StringTest, TrimsOnlyWhiteSpaceOfASCII) {
     for (wchar_t c = 0; c < 0x3100; ++c) {
         const bool isWhite = c == L' ' || c == L'\t' || c == L'\n' || c == L'\v' || c == L'\f' || c == L'\r';
         EXPECT_EQ(zet::isWhiteSpace(c), isWhite) << static_cast<int>(c);
@@ -432,7 +432,7 @@ String withAllReplaced(const char* text, const char* from, const char* to) {
 TEST(StringTest, ReplacesEveryOccurrenceFromTheLeft) {
     EXPECT_EQ(withAllReplaced("a%20b%20", "%20", "+"), "a+b+");
     EXPECT_EQ(withAllReplaced("aaaaa", "aa", "b"), "bba");
-    EXPECT_EQ(withAllReplaced("aaa", "a", "aa"), "aaaaaa") << "what was put in is not looked at";
+    EXPECT_EQ(withAllReplaced("aaa", "a", "aa"), "aaaaaa") << "the inserted text is not searched";
     EXPECT_EQ(withAllReplaced("aab", "ab", "b"), "ab");
     EXPECT_EQ(withAllReplaced("abc", "abc", ""), "");
     EXPECT_EQ(withAllReplaced("abc", "x", "y"), "abc");
@@ -490,7 +490,7 @@ TEST(StringTest, OrdersUnitByUnit) {
     EXPECT_LT(String::fromUTF8("a\0a"sv), String::fromUTF8("a\0b"sv));
 }
 
-TEST(StringTest, ComparesWithPlainASCIILikeWithAnyOtherText) {
+TEST(StringTest, ComparesWithASCIILikeWithAnyOtherText) {
     for (const std::string_view left :
          {""sv, "a"sv, "ab"sv, "b"sv, "A"sv, "abc"sv, "a\0"sv, "\0"sv, "\xC3\xA4"sv}) {
         for (const char* right : {"", "a", "ab", "b", "A", "abc"}) {

@@ -1,4 +1,4 @@
-// What the system sees of a thread, and what it may refuse.
+// The name of a thread in the system, and threads that the system refuses.
 #include "tests/support/Deadline.h"
 #include "tests/support/FailingAllocations.h"
 #include "zet/Thread.h"
@@ -38,7 +38,7 @@ protected:
     void runImpl() override { seen = systemName(); }
 };
 
-/// What the system calls a thread of this name.
+/// The name that the system shows for a thread with this name.
 std::string systemNameOf(const String& name) {
     NamedThread thread(name);
     thread.start();
@@ -53,10 +53,10 @@ TEST(ThreadNameTest, IsSeenByTheSystem) {
     EXPECT_EQ(systemNameOf(String::fromUTF8("f\xc3\xbcnf")), "f\xc3\xbcnf");
 }
 
-TEST(ThreadNameTest, IsCutToFifteenBytesAtACharacterBorder) {
+TEST(ThreadNameTest, IsCutToFifteenBytesBetweenCharacters) {
     EXPECT_EQ(systemNameOf("vexil.asyncNetRequest"), "vexil.asyncNetR");
     EXPECT_EQ(systemNameOf("1234567890123456"), "123456789012345");
-    // The 15th byte ends a character, lies within one, begins one.
+    // The 15th byte is the last byte of a character, in the middle of one, the first byte of one.
     EXPECT_EQ(systemNameOf(String::fromUTF8("1234567890123\xc3\xbcz")), "1234567890123\xc3\xbc");
     EXPECT_EQ(systemNameOf(String::fromUTF8("12345678901234\xc3\xbcz")), "12345678901234");
     EXPECT_EQ(systemNameOf(String::fromUTF8("123456789012\xe2\x82\xac!")), "123456789012\xe2\x82\xac");
@@ -64,17 +64,17 @@ TEST(ThreadNameTest, IsCutToFifteenBytesAtACharacterBorder) {
     EXPECT_EQ(systemNameOf(String::fromUTF8("123456789012\xf0\x9f\x98\x80")), "123456789012");
 }
 
-TEST(ThreadNameTest, IsTheSystemsOwnWithoutOne) {
+TEST(ThreadNameTest, IsTheOneOfTheSystemByDefault) {
     EXPECT_EQ(systemNameOf(""), systemName());
 }
 
-TEST(ThreadNameTest, LeavesTheStartingThreadAlone) {
+TEST(ThreadNameTest, DoesNotRenameTheStartingThread) {
     const std::string before = systemName();
     systemNameOf("backup");
     EXPECT_EQ(systemName(), before);
 }
 
-/// The system gives no thread while this exists: none has room for such a stack.
+/// The system creates no thread while this object exists, because there is no room for such a stack.
 class NoThreads {
 public:
     NoThreads() {
@@ -96,7 +96,7 @@ private:
     pthread_attr_t m_before;
 };
 
-TEST(ThreadStartTest, TellsThatTheSystemHasNoMoreThreads) {
+TEST(ThreadStartTest, ReportsThatTheSystemHasNoMoreThreads) {
     const vexil_test::Deadline deadline("a thread that cannot be started is not waited for");
     NamedThread thread("backup");
     {
@@ -114,10 +114,10 @@ TEST(ThreadStartTest, TellsThatTheSystemHasNoMoreThreads) {
     }
     thread.start();
     thread.stop(true);
-    EXPECT_EQ(thread.seen, "backup") << "a start that failed may be tried again";
+    EXPECT_EQ(thread.seen, "backup") << "a failed start can be repeated";
 }
 
-/// Starts the thread while the n-th allocation fails. Tells whether one did.
+/// Starts the thread while the n-th allocation fails. Returns true if one has failed.
 bool startWithout(CThread& thread, long n, Shortage shortage) {
     const FailingAllocations failing(n, shortage);
     try {
@@ -128,20 +128,20 @@ bool startWithout(CThread& thread, long n, Shortage shortage) {
     return failing.haveFailed();
 }
 
-TEST(ThreadStartTest, TellsThatMemoryHasRunOut) {
+TEST(ThreadStartTest, ReportsThatMemoryHasRunOut) {
     for (const Shortage shortage : {Shortage::One, Shortage::FromHere}) {
         int failures = 0;
         for (long n = 1; n <= 20; ++n) {
             auto* const thread = new NamedThread("backup");
             const bool hasFailed = startWithout(*thread, n, shortage);
             if (hasFailed) {
-                // Not deleted then: that would wait for ever for the end of a thread that does not exist.
-                ASSERT_FALSE(thread->isAlive()) << "a start that failed counts as one";
+                // Not deleted then: the destructor would wait for ever for a thread that does not exist.
+                ASSERT_FALSE(thread->isAlive()) << "a failed start is taken for a start";
                 ++failures;
                 thread->start();
             }
             thread->stop(true);
-            EXPECT_EQ(thread->seen, "backup") << "a start that failed may be tried again";
+            EXPECT_EQ(thread->seen, "backup") << "a failed start can be repeated";
             delete thread;
         }
         EXPECT_GT(failures, 0);
@@ -149,7 +149,7 @@ TEST(ThreadStartTest, TellsThatMemoryHasRunOut) {
     }
 }
 
-/// Ends by an error while there is no memory at all.
+/// Ends with an error while there is no memory at all.
 class StarvedThread : public CThread {
 public:
     ~StarvedThread() override { stop(true); }

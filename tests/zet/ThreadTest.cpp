@@ -1,4 +1,4 @@
-// A thread's life: start, stop, end, and what has ended it.
+// How a thread starts, stops and ends, and which error has ended it.
 #include "zet/Thread.h"
 
 #include "tests/support/LogCapture.h"
@@ -29,9 +29,9 @@ using zet::CThread;
 using zet::P;
 using zet::String;
 
-constexpr int longTime = 60000;  // milliseconds: for what must come, whatever else the machine does
+constexpr int longTime = 60000;  // milliseconds; bound for events that must happen, even on a busy machine
 
-/// An error of a type that the library does not know.
+/// An error of a type that is not the library's own.
 class OwnError : public CError {
 public:
     explicit OwnError(const String& message) : CError(message, "own", 7) {}
@@ -52,21 +52,21 @@ P<CThread> makeThread(std::function<void(CThread&)> body, bool logErrors = true)
     return new CThread(new Runnable(std::move(body)), logErrors);
 }
 
-/// The end of the body, for which stop() would ask.
+/// Waits for the end of the body without stop(), which would ask for it.
 void waitForEnd(const CThread& thread) {
     while (thread.isAlive()) {
         zet::threadYield(true);
     }
 }
 
-/// A body that goes on until it is asked to stop.
+/// A body that runs until it is asked to stop.
 void goOn(CThread& thread) {
     while (thread.checkContinue()) {
         zet::threadYield(true);
     }
 }
 
-TEST(ThreadTest, RunsWhatItIsGivenOnAThreadOfItsOwn) {
+TEST(ThreadTest, RunsARunnableOnItsOwnThread) {
     CThread* given = nullptr;
     CThread::ID id;
     const P<CThread> thread = makeThread([&](CThread& own) {
@@ -81,7 +81,7 @@ TEST(ThreadTest, RunsWhatItIsGivenOnAThreadOfItsOwn) {
     EXPECT_EQ(thread->getID(), id);
 }
 
-TEST(ThreadTest, HasNoneOfTheIDsBeforeItsStart) {
+TEST(ThreadTest, HasNoIDBeforeItsStart) {
     const P<CThread> thread = makeThread(goOn);
     EXPECT_EQ(thread->getID(), CThread::ID());
     EXPECT_NE(thread->getID(), CThread::getCurrentID());
@@ -150,14 +150,14 @@ TEST(ThreadTest, StartsOnce) {
     thread->setThreadName("backup");
     thread->start();
     EXPECT_EQ(whatOf([&] { thread->start(); }), "The thread 'backup' was started before.");
-    EXPECT_TRUE(thread->isAlive()) << "the first start goes on";
+    EXPECT_TRUE(thread->isAlive()) << "the first start is not affected";
     mayEnd.set();
     waitForEnd(*thread);
     EXPECT_EQ(whatOf([&] { thread->start(); }), "The thread 'backup' was started before.");
     EXPECT_EQ(runs, 1);
 }
 
-TEST(ThreadTest, StopsWhenItIsAsked) {
+TEST(ThreadTest, StopsOnRequest) {
     const P<CThread> thread = makeThread(goOn);
     EXPECT_TRUE(thread->checkContinue());
     thread->start();
@@ -251,7 +251,7 @@ TEST(ThreadTest, TheDestructorStopsItAndWaits) {
     EXPECT_TRUE(hasEnded);
 }
 
-TEST(ThreadTest, LivesUnstartedAsWell) {
+TEST(ThreadTest, NeedNotBeStarted) {
     std::atomic<bool> hasRun = false;
     makeThread([&](CThread&) { hasRun = true; });
     EXPECT_FALSE(hasRun);
@@ -294,7 +294,7 @@ TEST(ThreadTest, ADerivedClassDecidesWhetherTheBodyGoesOn) {
     EXPECT_EQ(rounds, 4);
 }
 
-TEST(ThreadTest, TellsADerivedClassOfAStopThatItCanSee) {
+TEST(ThreadTest, NotifiesADerivedClassAfterTheStopIsVisible) {
     class Waiting : public CThread {
     public:
         ~Waiting() override { stop(true); }
@@ -328,7 +328,7 @@ TEST(ThreadTest, HasTheNameThatItWasGiven) {
 /// A thread whose body throws.
 class ThreadErrorTest : public testing::Test {
 protected:
-    /// Runs a body to its end.
+    /// Runs a body until its end.
     void run(std::function<void(CThread&)> body, bool logErrors = true) {
         thread = makeThread(std::move(body), logErrors);
         thread->start();
@@ -373,7 +373,7 @@ TEST_F(ThreadErrorTest, KeepsLackOfMemory) {
     EXPECT_THAT(log.lines(), ElementsAre("E: An error has ended a thread. [Out of memory.]"));
 }
 
-TEST_F(ThreadErrorTest, LogsNothingWhereItIsNotAskedTo) {
+TEST_F(ThreadErrorTest, LogsNothingIfLoggingIsOff) {
     run([](CThread&) { throw OwnError("disk full"); }, false);
     ASSERT_NE(thread->getError().get(), nullptr);
     EXPECT_EQ(thread->getError()->getMessage(), "disk full");
@@ -399,7 +399,7 @@ TEST_F(ThreadErrorTest, HasNoErrorWhileItRuns) {
     ASSERT_NE(thread->getError().get(), nullptr) << "known as soon as the thread is no longer alive";
 }
 
-TEST_F(ThreadErrorTest, WakesWhoeverWaitsForTheEnd) {
+TEST_F(ThreadErrorTest, WakesAWaiterForTheEnd) {
     CSignal mayEnd;
     CSignal isStopped;
     thread = makeThread([&](CThread&) {
@@ -431,7 +431,7 @@ TEST_F(ThreadErrorTest, NamesTheThreadInTheLog) {
     EXPECT_THAT(details->seen, ElementsAre(String("backup")));
 }
 
-TEST_F(ThreadErrorTest, EndsThatThreadAlone) {
+TEST_F(ThreadErrorTest, EndsOnlyThatThread) {
     CSignal mayEnd;
     const P<CThread> other = makeThread([&](CThread&) { mayEnd.wait(-1); });
     other->start();
@@ -440,7 +440,7 @@ TEST_F(ThreadErrorTest, EndsThatThreadAlone) {
     mayEnd.set();
 }
 
-TEST(ThreadSleepTest, SleepsAtLeastAsLongAsItIsTold) {
+TEST(ThreadSleepTest, SleepsAtLeastForTheGivenTime) {
     const auto begin = std::chrono::steady_clock::now();
     CThread::sleep(30);
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(30));

@@ -1,11 +1,11 @@
-// What Windows sees of a thread.
+// The name of a thread in Windows.
 #include "zet/Thread.h"
 
 #include <gtest/gtest.h>
 
 #include <windows.h>
 
-// Of Windows 10 and later; the headers of MinGW do not have it yet.
+// In Windows 10 and later. The headers of MinGW do not declare it yet.
 extern "C" __declspec(dllimport) HRESULT WINAPI GetThreadDescription(HANDLE thread, PWSTR* description);
 
 namespace {
@@ -33,7 +33,7 @@ protected:
     void runImpl() override { seen = systemName(); }
 };
 
-/// What the system calls a thread of this name.
+/// The name that the system shows for a thread with this name.
 String systemNameOf(const String& name) {
     NamedThread thread(name);
     thread.start();
@@ -48,11 +48,11 @@ TEST(ThreadNameTest, IsSeenByTheSystemAsAWhole) {
     }
 }
 
-TEST(ThreadNameTest, IsTheSystemsOwnWithoutOne) {
+TEST(ThreadNameTest, IsTheOneOfTheSystemByDefault) {
     EXPECT_EQ(systemNameOf(""), systemName());
 }
 
-TEST(ThreadNameTest, LeavesTheStartingThreadAlone) {
+TEST(ThreadNameTest, DoesNotRenameTheStartingThread) {
     const String before = systemName();
     systemNameOf("backup");
     EXPECT_EQ(systemName(), before);

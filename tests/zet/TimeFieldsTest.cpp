@@ -1,4 +1,4 @@
-// Times that are put together out of their fields.
+// Times that are composed from their fields.
 #include "zet/TimeFields.h"
 
 #include "tests/support/WhatOf.h"
@@ -57,7 +57,7 @@ TEST(TimeFieldsTest, ALeapSecondIsTheNextMinutesFirst) {
     EXPECT_EQ(fieldsOf(2016, 12, 31, 23, 59, 60).toTime(), CTime::fromCTime(1483228800));
 }
 
-TEST(TimeFieldsTest, WhatIsNoDateIsNoTime) {
+TEST(TimeFieldsTest, GiveNoTimeForAnInvalidDate) {
     const int noDates[][3] = {{2021, 2, 29}, {1900, 2, 29}, {2020, 4, 31}, {2020, 0, 1},  {2020, 13, 1},
                               {2020, 1, 0},  {2020, 1, 32}, {-1, 1, 1},    {10000, 1, 1}, {2020, -5, -5}};
     for (const auto& [year, month, day] : noDates) {
@@ -68,7 +68,7 @@ TEST(TimeFieldsTest, WhatIsNoDateIsNoTime) {
     EXPECT_TRUE(fieldsOf(2000, 2, 29).toTime().isSet());
 }
 
-TEST(TimeFieldsTest, WhatIsNoClockTimeIsNoTime) {
+TEST(TimeFieldsTest, GiveNoTimeForAnInvalidClockTime) {
     const int noTimes[][3] = {{24, 0, 0}, {0, 60, 0}, {0, 0, 61}, {-1, 0, 0}, {0, -1, 0}, {0, 0, -1}};
     for (const auto& [hour, minute, second] : noTimes) {
         EXPECT_FALSE(fieldsOf(2020, 1, 1, hour, minute, second).toTime().isSet())
@@ -86,7 +86,7 @@ TEST(TimeFieldsTest, AFractionIsCutToItsSecond) {
     EXPECT_EQ(microsecondsOf(0.25), 250000);
     EXPECT_EQ(microsecondsOf(0.000001), 1);
     EXPECT_EQ(microsecondsOf(0.290001), 290001);
-    EXPECT_EQ(microsecondsOf(0.9999999), 999999) << "and not the next second";
+    EXPECT_EQ(microsecondsOf(0.9999999), 999999) << "not the next second";
     EXPECT_EQ(microsecondsOf(1), 999999);
     EXPECT_EQ(microsecondsOf(1e300), 999999);
     EXPECT_EQ(microsecondsOf(-0.5), 0);
@@ -100,7 +100,7 @@ TEST(TimeFieldsTest, ANewClockTimeHasNoFraction) {
     EXPECT_EQ(fields.getMicrosecond(), 0);
 }
 
-TEST(TimeFieldsTest, ATimeZoneIsAsMuchBeforeUTC) {
+TEST(TimeFieldsTest, ATimeZoneIsAheadOfUTC) {
     CTimeFields fields = fieldsOf(2020, 3, 3, 7, 5, 9);
     fields.setTimeZone(60);
     EXPECT_EQ(fields.toTime(), fieldsOf(2020, 3, 3, 6, 5, 9).toTime());
@@ -108,7 +108,7 @@ TEST(TimeFieldsTest, ATimeZoneIsAsMuchBeforeUTC) {
     EXPECT_EQ(fields.toTime(), fieldsOf(2020, 3, 3, 16, 35, 9).toTime());
 }
 
-TEST(TimeFieldsTest, TimeZonesHaveMailsForm) {
+TEST(TimeFieldsTest, WriteTimeZonesAsMailDoes) {
     EXPECT_EQ(zoneOf(0), "+0000");
     EXPECT_EQ(zoneOf(60), "+0100");
     EXPECT_EQ(zoneOf(-30), "-0030");
@@ -118,7 +118,7 @@ TEST(TimeFieldsTest, TimeZonesHaveMailsForm) {
     EXPECT_EQ(CTimeFields(CTime::fromCTime(0)).getInternetTimeZoneString("none"), "+0000");
 }
 
-TEST(TimeFieldsTest, ATimeZoneOfAHundredHoursIsNone) {
+TEST(TimeFieldsTest, RefuseATimeZoneOfAHundredHours) {
     EXPECT_EQ(whatOf([] { zoneOf(6000); }), "Invalid date/time fields.");
     EXPECT_EQ(whatOf([] { zoneOf(-6000); }), "Invalid date/time fields.");
     EXPECT_EQ(whatOf([] { zoneOf(std::numeric_limits<int>::min()); }), "Invalid date/time fields.");

@@ -64,7 +64,7 @@ TEST(TimeSpanTest, SaturatesAndStaysSet) {
     EXPECT_EQ(CTimeSpan::fromSeconds(smallest).getMicroseconds(), -largest);
     EXPECT_EQ(CTimeSpan::fromMilliseconds(smallest).getMicroseconds(), -largest);
     EXPECT_TRUE(CTimeSpan::fromSeconds(smallest).isSet());
-    // The last count that fits, and the first that does not.
+    // The last count that fits, and the first one that does not.
     EXPECT_EQ(CTimeSpan::fromSeconds(9223372036854).getMicroseconds(), 9223372036854000000);
     EXPECT_EQ(CTimeSpan::fromSeconds(9223372036855).getMicroseconds(), largest);
     EXPECT_EQ(CTimeSpan::fromSeconds(-9223372036854).getMicroseconds(), -9223372036854000000);
@@ -178,7 +178,7 @@ TEST(TimeFieldsTest, RefusesATimeThatIsNotSet) {
     EXPECT_EQ(messageOf(CTime()), "Time is not set.");
 }
 
-TEST(TimeFieldsTest, HasRoomForTheYears0To9999) {
+TEST(TimeFieldsTest, AcceptsTheYears0To9999) {
     const CTime begin = CTime::fromCTime(-62167219200);
     const CTime end = CTime::fromCTime(253402300800);
     EXPECT_EQ(CTimeFields(begin).toISODateTime(0), "0000-01-01T00:00:00Z");

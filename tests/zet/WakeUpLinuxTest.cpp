@@ -1,4 +1,4 @@
-// What the system sees of a wake-up descriptor.
+// How the system treats a wake-up descriptor.
 #include "zet/WakeUp.h"
 
 #include <gtest/gtest.h>
@@ -21,12 +21,12 @@ TEST(WakeUpDescriptorTest, IsNotInheritedByOtherPrograms) {
     EXPECT_EQ(fcntl(static_cast<int>(wakeUp.getDescriptor()), F_GETFD), FD_CLOEXEC);
 }
 
-TEST(WakeUpDescriptorTest, BlocksNobodyWhoClearsIt) {
+TEST(WakeUpDescriptorTest, DoesNotBlockAThreadThatClearsIt) {
     const CWakeUp wakeUp;
     EXPECT_NE(fcntl(static_cast<int>(wakeUp.getDescriptor()), F_GETFL) & O_NONBLOCK, 0);
 }
 
-TEST(WakeUpDescriptorTest, IsTheOnlyOneAndGoesWithItsObject) {
+TEST(WakeUpDescriptorTest, IsTheOnlyOneAndIsClosedWithItsObject) {
     const int before = countDescriptors();
     {
         CWakeUp wakeUp;

@@ -20,7 +20,7 @@ constexpr int longTime = 60000;  // milliseconds
 
 class WakeUpTest : public testing::Test {
 protected:
-    /// Whether the descriptor is readable within some milliseconds; negative: waits for ever.
+    /// True if the descriptor becomes readable within some milliseconds. A negative time waits for ever.
     static bool isReadable(const CWakeUp& wakeUp, int milliseconds) {
         const auto descriptor = static_cast<curl_socket_t>(wakeUp.getDescriptor());
         fd_set read;
@@ -32,7 +32,7 @@ protected:
                FD_ISSET(descriptor, &read);
     }
 
-    asio::io_context context;  // Windows has no sockets before somebody asks for them
+    asio::io_context context;  // initialises sockets on Windows
     CWakeUp wakeUp;
 };
 

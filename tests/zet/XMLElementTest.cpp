@@ -29,11 +29,11 @@ TEST(XMLElementTest, KeepsAttributesInOrder) {
     const auto& entries = element.getAttributes().getEntries();
     ASSERT_EQ(entries.size(), 2u);
     EXPECT_EQ(entries[0].first, "z");
-    EXPECT_EQ(entries[0].second, "3") << "a second value replaces the first in its place";
+    EXPECT_EQ(entries[0].second, "3") << "the second value replaces the first and keeps its position";
     EXPECT_EQ(entries[1].first, "a");
 }
 
-TEST(XMLElementTest, HoldsTextsThatNoFileCan) {
+TEST(XMLElementTest, AcceptsTextsThatAreInvalidInXML) {
     CXMLElement element("name");
     const String text = String::fromUTF8("a\0\x01\xEF\xBF\xBF<&"sv);
     element.setText(text);
