@@ -5,7 +5,7 @@ if(VEXIL_DOXYGEN)
   list(TRANSFORM VEXIL_PRIVATE_HEADER_PATTERNS PREPEND "*/")
   list(JOIN VEXIL_PRIVATE_HEADER_PATTERNS " " VEXIL_PRIVATE_HEADER_PATTERNS)
   configure_file("${PROJECT_SOURCE_DIR}/docs/Doxyfile.in" "${PROJECT_BINARY_DIR}/docs/Doxyfile" @ONLY)
-  # Pages of what is gone must not stay.
+  # Remove pages of headers that no longer exist.
   add_custom_target(docs
     COMMAND "${CMAKE_COMMAND}" -E rm -rf "${PROJECT_BINARY_DIR}/docs/html"
     COMMAND "${VEXIL_DOXYGEN}" "${PROJECT_BINARY_DIR}/docs/Doxyfile"

@@ -1,4 +1,4 @@
-# What `cmake --install` puts where, the CMake package (find_package(vexil) gives vexil::vexil) and the
+# Rules for `cmake --install`, the CMake package (find_package(vexil) gives vexil::vexil) and the
 # pkg-config file.
 include(CMakePackageConfigHelpers)
 
@@ -7,7 +7,7 @@ install(TARGETS vexil EXPORT vexil-targets
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 
-# Headers keep their place below the include folder. Those of the inside stay behind.
+# Headers keep their paths below the include folder. Private headers are not installed.
 list(TRANSFORM VEXIL_PRIVATE_HEADERS PREPEND "/" OUTPUT_VARIABLE private_patterns)
 list(TRANSFORM private_patterns REPLACE "\\." "\\\\.")
 list(TRANSFORM private_patterns APPEND "$")
@@ -27,7 +27,7 @@ write_basic_package_version_file("${PROJECT_BINARY_DIR}/vexil-config-version.cma
 install(FILES "${PROJECT_BINARY_DIR}/vexil-config.cmake" "${PROJECT_BINARY_DIR}/vexil-config-version.cmake"
   DESTINATION ${package_folder})
 
-# From where the file is, so that an installed folder can be moved.
+# Paths relative to the file, so that an installed folder can be moved.
 set(pkgconfig_folder ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}" OR IS_ABSOLUTE "${CMAKE_INSTALL_INCLUDEDIR}")
   set(VEXIL_PKGCONFIG_PREFIX "${CMAKE_INSTALL_PREFIX}")

@@ -7,8 +7,8 @@ if(NOT EXISTS "${VEXIL_CA_BUNDLE}" OR IS_DIRECTORY "${VEXIL_CA_BUNDLE}")
                       "Install the package ca-certificates, or name another file of root certificates (PEM).")
 endif()
 
-# The library looks for its resources from where it lies, so that in the build tree it must lie as deep as in
-# the installation ("lib", or "lib/x86_64-linux-gnu" below /usr).
+# The library finds its resources relative to its own file. In the build tree it must therefore be as deep as in the
+# installation ("lib", or "lib/x86_64-linux-gnu" below /usr).
 set_target_properties(vexil PROPERTIES
   LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/${CMAKE_INSTALL_LIBDIR}")
 configure_file("${VEXIL_CA_BUNDLE}" "${PROJECT_BINARY_DIR}/${CMAKE_INSTALL_DATADIR}/vexil/ca-bundle.crt" COPYONLY)

@@ -1,4 +1,4 @@
-# What every target of ours is built with.
+# Settings of all our targets.
 
 # vexil_target_defaults(TARGET): language, warnings, sanitizers, include root.
 function(vexil_target_defaults target)

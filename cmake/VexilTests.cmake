@@ -1,8 +1,8 @@
 # vexil_add_test(NAME name SOURCES file... [LIBS target...] [LABELS label...] [SERVERS server...])
 #
 # One test program, one CTest test of the same name. Labels: unit (no network), wire (scripted peer on
-# loopback), server (real servers, which with-servers.sh starts and ends), package, linux (relies on how
-# Linux binds symbols, or on its own calls). Those with servers or for Linux are not built for other systems.
+# loopback), server (real servers, which with-servers.sh starts and stops), package, linux (depends on how Linux
+# binds symbols, or on its system calls), threads. Tests with servers or for Linux are not built for other systems.
 # Servers: s3, nginx, ftp, pureftpd, proftpd, vsftpd, tinyproxy, smtp, exim.
 add_custom_target(threads-tests)
 
@@ -17,7 +17,7 @@ function(vexil_add_test)
   if("threads" IN_LIST ARG_LABELS)
     add_dependencies(threads-tests ${ARG_NAME})
   endif()
-  # Nothing in a test is fast for its own sake, and optimising GoogleTest's macros takes most of a build's time.
+  # Tests need not be fast, and optimising GoogleTest's macros takes most of the build time.
   target_compile_options(${ARG_NAME} PRIVATE -O0)
   target_link_libraries(${ARG_NAME} PRIVATE ${ARG_LIBS} GTest::gmock GTest::gtest_main)
   set_target_properties(${ARG_NAME} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/tests")

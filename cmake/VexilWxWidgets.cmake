@@ -1,4 +1,4 @@
-# wxWidgets' base and xml libraries as the target vexil_wx. Only the library's own code sees them.
+# wxWidgets' base and xml libraries as the target vexil_wx. Only the code of the library uses them.
 find_package(wxWidgets 3.1 REQUIRED COMPONENTS xml base)
 add_library(vexil_wx INTERFACE)
 target_include_directories(vexil_wx SYSTEM INTERFACE ${wxWidgets_INCLUDE_DIRS})

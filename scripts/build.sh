@@ -3,14 +3,14 @@
 #
 # Usage: [VEXIL_BUILD_TARGET=TARGET] scripts/build.sh BUILD_DIR [CMAKE_ARGUMENT...]
 #
-# The configuration is shown only where it fails, the build by Ninja's one line.
+# Shows the output of the configuration only if it fails.
 set -euo pipefail
 
 build_dir=$(realpath -m -- "${1:?usage: build.sh BUILD_DIR [CMAKE_ARGUMENT...]}")
 shift
 cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.."
 
-# What one checkout has compiled serves every other one on this machine.
+# Share compiled objects between all checkouts on this machine.
 export CCACHE_BASEDIR=${CCACHE_BASEDIR:-$PWD} CCACHE_NOHASHDIR=${CCACHE_NOHASHDIR:-1}
 
 mkdir -p -- "$build_dir"

@@ -1,17 +1,17 @@
 #!/usr/bin/env bash
-# Runs a command in a bare root of another Debian release: this checkout is in it, at the same place.
+# Runs a command in a minimal root folder of another Debian release, which contains this checkout at the same path.
 #
 # Usage: scripts/debian-root.sh SUITE COMMAND [ARGUMENT...]    SUITE is a release's name, such as trixie
 #
-# The root is made once, with debootstrap, and kept in ${XDG_CACHE_HOME:-~/.cache}/vexil/debian-SUITE, with all that
-# is installed in it. Delete that folder to have a new one. The packages come from where this machine has its own;
-# VEXIL_DEBIAN_MIRROR in the environment names another mirror. What ccache keeps is beside it, in ccache-SUITE.
+# The root is made once, with debootstrap, and kept in ${XDG_CACHE_HOME:-~/.cache}/vexil/debian-SUITE, with all packages
+# that are installed in it. Delete that folder to get a new root. The packages come from the mirror of this machine;
+# VEXIL_DEBIAN_MIRROR in the environment names another one. The cache of ccache is next to it, in ccache-SUITE.
 #
-# A root has its name only when it is complete. Several commands may run in it at once, and the first ones wait
-# together until it is made.
+# A root gets its name only when it is complete. Several commands may run in it at once; the first ones wait until it is
+# made.
 #
-# The command sees no process of the machine, has a folder /tmp of its own, and gets of the environment CI, TERM, the
-# proxies and all that begins with VEXIL_. What it starts ends with it.
+# The command sees no process of the machine and has its own folder /tmp. Of the environment it gets CI, TERM, the
+# proxies and all variables that begin with VEXIL_. Processes that it starts end with it.
 #
 # Exit code: that of the command. Needs root.
 set -euo pipefail
@@ -30,12 +30,12 @@ fail() {
     exit 1
 }
 
-# The archive's address is known only from lists that have been fetched.
+# Only fetched package lists contain the address of the archive.
 find_mirror() {
     apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' 'Origin: Debian' 'Label: Debian' | head -n 1
 }
 
-# How the machine reaches the archive, and what it asks of its files.
+# The machine's settings for reaching the archive and checking its files.
 copy_apt_settings() {
     apt-config dump | grep -E '^Acquire::(https?|Retries|Check-[A-Za-z-]*)\b.* "[^"]+";$' \
         >"$1/etc/apt/apt.conf.d/50machine" || true
@@ -43,7 +43,7 @@ copy_apt_settings() {
 
 bootstrap() {
     rm -rf --one-file-system -- "$root.new"
-    # A file system of its own for its mounts: they go with it, however it ends.
+    # A separate mount name space: the mounts disappear with debootstrap, also if it is killed.
     unshare --mount --propagation private \
         debootstrap --force-check-gpg --variant=minbase "$suite" "$root.new" "$1" 9>&-
 }
@@ -58,27 +58,27 @@ make_root() {
     fi
     [[ -n $mirror ]] || fail "found no Debian archive among the machine's sources: set VEXIL_DEBIAN_MIRROR"
     printf 'Making a root of Debian %s in %s\n' "$suite" "$root" >&2
-    # The network may fail for a moment.
+    # Try twice: the network may fail for a moment.
     bootstrap "$mirror" >"$log" 2>&1 </dev/null || bootstrap "$mirror" >"$log" 2>&1 </dev/null || {
         tail -n 20 "$log" >&2
         fail "could not make the root"
     }
     copy_apt_settings "$root.new"
-    # What would be lost with the power can be made again.
+    # After a power failure the root can be made again.
     printf 'force-unsafe-io\n' >"$root.new/etc/dpkg/dpkg.cfg.d/50unsafe-io"
     printf 'DPkg::Post-Invoke { "rm -f /var/cache/apt/archives/*.deb"; };\n' \
         >"$root.new/etc/apt/apt.conf.d/50no-archives"
     mv -- "$root.new" "$root"
 }
 
-# As the first process of its own name spaces for mounts and processes, which end with it.
+# Runs as the first process of its own mount and process name spaces, which end with it.
 enter_root() {
     local name
     mount -t proc proc "$root/proc"
     mount --rbind /dev "$root/dev"
     mount -t tmpfs -o mode=1777 tmpfs "$root/tmp"
     mount -t tmpfs -o mode=755 tmpfs "$root/run"
-    # Locks count between the commands that run in the root.
+    # The commands that run in the root share their locks.
     mkdir -p -- "$root/run/lock" "$root/var/cache/vexil-lock" "$root/root/.cache/ccache" "$compiled"
     mount --bind "$root/var/cache/vexil-lock" "$root/run/lock"
     mount --bind "$compiled" "$root/root/.cache/ccache"
@@ -94,7 +94,7 @@ enter_root() {
 }
 
 if [[ $suite == --enter ]]; then
-    # As this script calls itself.
+    # The script has called itself with these arguments.
     root=$1
     compiled=$2
     shift 2
@@ -109,7 +109,7 @@ flock 9
 exec 9>&-
 touch "$root/etc/hosts" "$root/etc/resolv.conf"
 
-# In the background, as only so a signal is heeded before the command ends.
+# In the background, because the shell otherwise handles a signal only after the command has ended.
 unshare --mount --propagation private --pid --fork --kill-child "${BASH_SOURCE[0]}" --enter "$root" "$compiled" "$@" <&0 &
 inside=$!
 end_inside() {

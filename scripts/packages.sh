@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that the project needs and that are missing. Prints nothing where none is.
+# Installs missing Debian packages of the project. Prints nothing if all are installed.
 #
 # Usage: scripts/packages.sh GROUP...
-#   build   compiler, build tools and the libraries that vexil stands on
-#   test    build, and what the tests use: test framework, real servers, documentation tools
+#   build   compiler, build tools and the libraries that vexil needs
+#   test    build, and test framework, real servers, documentation tools
 #   run     build, and the private S3, FTP and mail servers
-#   bench   build, and what bench/measure.sh measures with
-#   root    what scripts/debian-root.sh makes a root of another Debian release with
-#   windows build, and what ./test-windows builds and runs programs for Windows with
+#   bench   build, and the tools of bench/measure.sh
+#   root    the tools of scripts/debian-root.sh
+#   windows build, and the compiler and the emulator of ./test-windows
 #
 # Needs root or sudo only if something is missing.
 set -euo pipefail
@@ -20,33 +20,33 @@ readonly build_packages=(
 )
 # The private S3, FTP and mail servers.
 readonly run_packages=(ceph-mon ceph-osd ceph-common radosgw pure-ftpd python3-aiosmtpd openssl python3)
-# Debian's FTP servers exclude each other: these are unpacked beside the installed one, and need these libraries.
+# Debian's FTP servers conflict with each other: these are unpacked next to the installed one, and need these libraries.
 readonly unpacked_packages=(proftpd-core proftpd-mod-crypto vsftpd)
 unpacked_libraries=(
     libacl1 libcap2 libidn2-0 libncursesw6 libpam0g libpcre2-posix3 libsodium23 libwrap0
 )
-# Names of libraries change with their interfaces.
+# Package names of libraries contain the version of the interface.
 if [[ $release == bookworm ]]; then
     unpacked_libraries+=(libhiredis0.14 libmemcached11 libmemcachedutil2)
 else
     unpacked_libraries+=(libhiredis1.1.0 libmemcached11t64 libmemcachedutil2t64)
 fi
 readonly unpacked_libraries
-# With those, what the tests of the program talk to.
+# The servers of the program's tests.
 readonly program_test_packages=("${run_packages[@]}" nginx python3-pyftpdlib python3-openssl)
 test_packages=(
     "${program_test_packages[@]}" "${unpacked_libraries[@]}" tinyproxy-bin exim4-daemon-light
     libgtest-dev libgmock-dev googletest libasio-dev doxygen g++-mingw-w64-x86-64-posix
 )
-# Other versions lay the sources out differently, and Debian 13 does not have this one.
+# Other versions format the sources differently, and Debian 13 does not have this version.
 if [[ $release == bookworm || $release == noble ]]; then
     test_packages+=(clang-format-14)
 fi
 readonly test_packages
 readonly root_packages=(debootstrap debian-archive-keyring util-linux)
 readonly bench_packages=(valgrind strace libasio-dev nginx openssl python3)
-# Without the preloader Wine's loader may have its heap at 0x7ffe0000, where Windows keeps data for all programs: Wine
-# then ends with code 1, once in some thousand starts.
+# Without the preloader the heap of Wine's loader may be at 0x7ffe0000, where Windows keeps data for all programs: Wine
+# then ends with code 1, about once in a thousand starts.
 readonly windows_packages=(
     "${program_test_packages[@]}"
     g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine64 wine64-preloader
@@ -78,15 +78,15 @@ packages_of_groups() {
     done | sort -u
 }
 
-# One call of dpkg-query for all names: this runs at the start of each build.
+# One call of dpkg-query for all names, because this runs at the start of each build.
 missing_of() {
     local installed
-    # It also fails for names it has never heard of, which are then simply not among the installed ones.
+    # dpkg-query also fails for unknown names, which are then missing in its output.
     installed=$(dpkg-query -W -f='${db:Status-Abbrev} ${Package}\n' "$@" 2>/dev/null || true)
     comm -23 <(printf '%s\n' "$@" | sort -u) <(sed -n 's/^.i *//p' <<<"$installed" | sort -u)
 }
 
-# Of those to unpack. This is fast, too.
+# The packages that are not yet unpacked. This is fast, too.
 to_unpack_of() {
     local group
     for group in "$@"; do
@@ -104,18 +104,18 @@ There is no sudo here. Run this as root:
     fi
     if ! sudo -n true 2>/dev/null && ! { : </dev/tty; } 2>/dev/null; then
         fail "missing packages: $all
-sudo wants a password and there is no terminal to ask for it. Run this as root:
+sudo needs a password and there is no terminal to ask for it. Run this as root:
     $command"
     fi
-    # sudo drops the proxy settings, without which the packages may be out of reach.
+    # sudo drops the proxy settings, which may be needed to reach the packages.
     local -a proxies
     mapfile -t proxies < <(env | grep -iE '^(https?|ftp|no|all)_proxy=' || true)
     exec sudo env "${proxies[@]}" bash "${BASH_SOURCE[0]}" "$@"
 }
 
-# Servers are started by the tests that use them, on ports of their own, never by the installation.
+# The tests start their servers, on their own ports. The installation must not start any.
 forbid_daemons() {
-    # With the mark it is what a killed installation left behind.
+    # A file with our mark was left by a killed installation.
     if [[ -e $policy_file ]] && ! grep -qF "$policy_mark" "$policy_file"; then
         return
     fi
@@ -131,8 +131,8 @@ clean_up() {
     rm -f "$log"
 }
 
-# Debian's FTP servers exclude each other, and so do its mail servers: one that the machine has already is not removed
-# for ours.
+# Debian's FTP servers conflict with each other, and so do its mail servers: do not remove a server that the machine
+# already has.
 install_missing() {
     DEBIAN_FRONTEND=noninteractive NEEDRESTART_SUSPEND=1 \
         apt-get -o DPkg::Lock::Timeout=600 -o Dpkg::Options::=--force-confold \
@@ -151,7 +151,7 @@ install_or_update_first() {
     if have_lists && install_missing; then
         return
     fi
-    # Whatever a killed installation left undone.
+    # Finish a killed installation.
     DEBIAN_FRONTEND=noninteractive dpkg --force-confold --configure -a
     update_lists && install_missing
 }
@@ -165,7 +165,7 @@ mapfile -t to_unpack < <(to_unpack_of "$@")
 [[ ${#missing[@]} -gt 0 || ${#to_unpack[@]} -gt 0 ]] || exit 0
 [[ $(id -u) == 0 ]] || continue_as_root "$@"
 
-# Two at once, ./run beside ./test: the second one waits and then finds its packages there.
+# If two run at once, for example ./run and ./test, the second one waits and then finds its packages installed.
 mkdir -p -- "${lock_file%/*}"
 exec 9>"$lock_file"
 flock 9

@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# Unpacks Debian packages that exclude an installed one, such as a second FTP server: their files stand in a folder of
-# their own and are run from there. Called by packages.sh, which installs the libraries that they need.
+# Unpacks Debian packages that conflict with an installed one, such as a second FTP server. Their files are in a separate
+# folder and are run from there. Called by packages.sh, which installs the libraries that they need.
 #
-# Usage: scripts/unpack-packages.sh PACKAGE...            unpacks them unless all are there; needs root
-#        scripts/unpack-packages.sh --missing PACKAGE...  prints those that are not there, one a line
-#        scripts/unpack-packages.sh --print PACKAGE       prints the folder of one, there or not
+# Usage: scripts/unpack-packages.sh PACKAGE...            unpacks them unless all are unpacked; needs root
+#        scripts/unpack-packages.sh --missing PACKAGE...  prints those that are not unpacked, one per line
+#        scripts/unpack-packages.sh --print PACKAGE       prints the folder of a package, unpacked or not
 set -euo pipefail
 
 readonly folder=/usr/local/lib/vexil-servers
@@ -14,7 +14,7 @@ fail() {
     exit 1
 }
 
-# A folder has its name only when it is complete.
+# A folder gets its name only when it is complete.
 print_missing() {
     local package
     for package in "$@"; do
@@ -26,7 +26,7 @@ download() {
     (cd -- "$work/packages" && apt-get -o DPkg::Lock::Timeout=600 download -q "$@")
 }
 
-# The lists may be missing, or name versions that are gone.
+# The package lists may be missing, or name versions that no longer exist.
 download_or_update_first() {
     download "$@" || { apt-get -o DPkg::Lock::Timeout=600 update -q && download "$@"; }
 }
@@ -38,7 +38,7 @@ unpack_one() {
     mv -- "$work/$1" "$folder/$1"
 }
 
-# All of them, also those that are there: they must be of the same version.
+# Unpacks all of them, also those that exist, so that all have the same version.
 unpack() {
     mkdir -p -- "$folder"
     work=$(mktemp -d "$folder/.unpacking.XXXXXX")

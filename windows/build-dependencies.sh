@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# Builds, for Windows x86-64, the libraries that vexil and its tests stand on, from Debian's own source packages.
+# Builds the libraries that vexil and its tests need, for Windows x86-64, from Debian's source packages.
 #
 # Usage: windows/build-dependencies.sh FOLDER
 #
-# Each library is built once and stamped; a stamp that fits is not built again. FOLDER can be kept, but not moved:
-# wx-config and the files of pkg-config know its path. DLLs stand in FOLDER/bin, those of the compiler, too.
+# Each library is built once and gets a stamp; with a matching stamp it is not built again. FOLDER can be kept, but not
+# moved: wx-config and the files of pkg-config contain its path. All DLLs are in FOLDER/bin, also those of the compiler.
 # Needs the package groups `build` and `windows` of scripts/packages.sh.
 set -euo pipefail
 
@@ -13,12 +13,12 @@ deps=$(realpath -m -- "${1:?usage: build-dependencies.sh FOLDER}")
 readonly here deps work=$deps/work host=x86_64-w64-mingw32 suite=bookworm
 jobs=$(nproc)
 
-# The flags are these and no others, and nothing is found where this machine keeps its own libraries.
+# No flags of the environment, and no libraries of this machine.
 unset CC CXX CPP LD AR CFLAGS CXXFLAGS CPPFLAGS LDFLAGS CMAKE_PREFIX_PATH PKG_CONFIG_PATH CROSS_COMPILE
 
 # --- Sources ---
 
-# Debian's entries for sources, whether or not this machine has them, in a state of their own.
+# Calls apt-get with Debian's source packages enabled, and with its own state.
 apt_of_sources() {
     apt-get -o Dir::Etc::sourcelist=/dev/null -o Dir::Etc::sourceparts="$work/apt/sources.d" \
         -o Dir::State::lists="$work/apt/lists" -o Dir::Cache="$work/apt/cache" -o APT::Sandbox::User="$(id -un)" "$@"
@@ -62,9 +62,8 @@ with_cmake() {
     cmake --install "$work/build/$1"
 }
 
-# The configuration file would be looked for on drive Z, which is the root of the Linux machine under Wine: its folder
-# must be one that is nowhere. What OpenSSL installs by itself has static libraries, too, for which everything is
-# compiled a second time.
+# OpenSSL would look for its configuration file on drive Z, which is the root of the Linux machine under Wine: give it a
+# folder that does not exist. OpenSSL's own installation also compiles everything a second time for static libraries.
 build_openssl() {
     fetch openssl
     mkdir -p "$work/build/openssl"
@@ -79,7 +78,7 @@ build_openssl() {
     cp libcrypto.dll.a libssl.dll.a "$deps/lib/"
 }
 
-# Debian's patches ask for XML_DTD == 1, where CMake's template defines it as nothing.
+# Debian's patches compare XML_DTD with 1, but CMake's template defines it without a value.
 build_expat() {
     fetch expat
     sed -i -E 's/^(#cmakedefine XML_(DTD|NS|GE))[ \t]*$/\1 1/' "$source/expat/expat_config.h.cmake"
@@ -87,9 +86,9 @@ build_expat() {
         -DEXPAT_BUILD_TESTS=OFF -DEXPAT_BUILD_DOCS=OFF
 }
 
-# A DLL of its own: an application that uses libcurl beside vexil must share it, as it does on Linux. Left to itself
-# it would trust the certificates in /etc/ssl/certs, where this machine has them: on Windows anybody may make that
-# folder on drive C.
+# A separate DLL: an application that also uses libcurl itself must share it, as it does on Linux. By default it would
+# trust the certificates in /etc/ssl/certs, where this machine has them: on Windows any user may make that folder on
+# drive C.
 build_curl() {
     fetch curl
     local protocol
@@ -104,7 +103,7 @@ build_curl() {
         -DCURL_CA_BUNDLE=none -DCURL_CA_PATH=none "${without[@]}"
 }
 
-# Debian's source package has PCRE, but neither expat nor zlib.
+# Debian's source package contains PCRE, but neither expat nor zlib.
 build_wx() {
     fetch wxwidgets3.2
     mkdir -p "$work/build/wx"
@@ -123,7 +122,7 @@ build_googletest() {
     with_cmake googletest /usr/src/googletest -DBUILD_SHARED_LIBS=OFF -DCMAKE_CXX_STANDARD=20
 }
 
-# Libraries that are headers alone are this machine's own.
+# Header-only libraries are copied from this machine.
 build_headers() {
     mkdir -p "$deps/include" "$deps/share/cmake"
     cp -r /usr/include/asio /usr/include/asio.hpp /usr/include/CLI "$deps/include/"
@@ -141,14 +140,14 @@ build_runtime() {
 
 # --- What is missing ---
 
-# What a recipe's outcome depends on; a fetched package's version is the suite's.
+# A checksum of everything that the result of a recipe depends on. The suite stands for the versions of its packages.
 stamp_of() {
     {
         declare -f "build_$1" fetch
-        # Of the recipes above, those that use it depend on the toolchain file.
+        # Only recipes that use with_cmake depend on the toolchain file.
         if declare -f "build_$1" | grep -q with_cmake; then
             declare -f with_cmake
-            cat "$here/toolchain.cmake"
+            grep -v '^#' "$here/toolchain.cmake"
         fi
         "$host-g++-posix" -dumpfullversion
         printf '%s\n' "$deps" "$suite"
@@ -161,7 +160,7 @@ build_if_missing() {
     [[ $(cat "$deps/stamps/$1" 2>/dev/null) != "$stamp" ]] || return 0
     printf 'Building for Windows: %s\n' "$1" >&2
     rm -rf "$work/build/$1"
-    # In a condition, `set -e` would not hold inside.
+    # Not as a condition: `set -e` would have no effect inside.
     set +e
     (
         set -e
@@ -180,7 +179,7 @@ build_if_missing() {
 }
 
 mkdir -p "$deps/stamps" "$work/log"
-# Two at once: the second one waits and finds the work done.
+# If two run at once, the second one waits and finds the work done.
 exec 9>"$deps/lock"
 flock 9
 for name in openssl expat curl wx googletest headers runtime; do

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Makes the folder that Wine keeps its registry and its drive C in. Does nothing where it is made already.
+# Makes the folder for Wine's registry and its drive C. Does nothing if the folder is complete.
 #
 # Usage: windows/make-wine-prefix.sh FOLDER
 set -euo pipefail
@@ -13,7 +13,7 @@ readonly stamp=$WINEPREFIX/ready
 log=$WINEPREFIX/make.log
 rm -rf -- "$WINEPREFIX"
 mkdir -p -- "$WINEPREFIX"
-# By default it says that it is Windows 7.
+# By default Wine reports Windows 7.
 if ! { timeout 300 "$here/run-under-wine.sh" wineboot -i && timeout 100 "$here/run-under-wine.sh" winecfg -v win10 &&
     /usr/lib/wine/wineserver -w; } >"$log" 2>&1 </dev/null; then
     cat -- "$log" >&2

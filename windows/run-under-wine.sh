@@ -3,14 +3,14 @@
 #
 # Usage: WINEPREFIX=FOLDER windows/run-under-wine.sh PROGRAM.exe [ARGUMENT...]
 #
-# WINEPREFIX is a folder that make-wine-prefix.sh has made. WINEPATH names more folders of DLLs.
+# WINEPREFIX is a folder that make-wine-prefix.sh has made. WINEPATH names more folders with DLLs.
 set -euo pipefail
 
 : "${WINEPREFIX:?name the folder that make-wine-prefix.sh has made}"
 export WINEDEBUG=${WINEDEBUG:--all,err+module,err+seh,err+virtual}
-# No window that offers to install something, no entries in a menu.
+# No windows that offer to install something, no menu entries.
 export WINEDLLOVERRIDES='mscoree,mshtml,winemenubuilder.exe='
-# Wine takes arguments and file names in the encoding of the locale.
+# Wine reads arguments and file names in the encoding of the locale.
 export LC_ALL=C.UTF-8
 unset DISPLAY WAYLAND_DISPLAY
 
