@@ -1,5 +1,5 @@
 /// \file
-/// What the two programs have in common, so that they differ in nothing but the code they measure.
+/// Shared by the two programs, so that they differ only in the code that they measure.
 #pragma once
 
 #include <chrono>
@@ -23,15 +23,15 @@ constexpr std::string_view smallBody =
     "one hundred bytes that nobody reads, one hundred bytes that nobody reads, "
     "one hundred bytes, no more...";
 
-/// How many requests are performed before those that are measured, while the idle ones find their connections.
+/// How many requests run before the measured ones, so that the idle transfers get their connections.
 constexpr int warmUpRequests = 10;
 
-/// The address at the same server that is never answered.
+/// An address of the same server to which it never responds.
 inline std::string neverAnswered(const std::string& url) {
     return url.substr(0, url.rfind('/')) + "/never";
 }
 
-/// Does a workload `count` times: requests, or MiB of one body.
+/// Runs a workload with this many requests, or MiB of one body.
 using Workload = std::function<void(const std::string& url, int count)>;
 
 inline void require(bool condition, const char* what) {
@@ -40,13 +40,13 @@ inline void require(bool condition, const char* what) {
     }
 }
 
-/// Bytes of the heap that are in use.
+/// Heap bytes in use.
 inline std::size_t heapInUse() {
     const struct mallinfo2 info = mallinfo2();
     return info.uordblks + info.hblkhd;
 }
 
-/// Not getrusage(): its peak begins with that of the process that started this one.
+/// Not getrusage(): its peak includes the process that started this one.
 inline int peakKibibytes() {
     std::ifstream status("/proc/self/status");
     const std::string name = "VmHWM:";
@@ -58,7 +58,7 @@ inline int peakKibibytes() {
     throw std::runtime_error("/proc/self/status has no VmHWM");
 }
 
-/// Runs the workload that the arguments name and prints "NAME=VALUE" for what this process can know itself.
+/// Runs the workload that the arguments name and prints "NAME=VALUE" for each figure that this process can measure.
 inline int run(int argc, char** argv, const std::map<std::string, Workload>& workloads) {
     const auto workload = argc == 4 ? workloads.find(argv[1]) : workloads.end();
     if (workload == workloads.end()) {

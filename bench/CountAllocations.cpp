@@ -1,4 +1,4 @@
-// To preload into a program: counts what it takes from the heap and says so on standard error at its end.
+// For preloading into a program: counts its heap allocations and prints the count on standard error at its end.
 
 #include <atomic>
 #include <cstddef>
@@ -6,7 +6,7 @@
 
 extern "C" {
 
-// glibc's own, under the names that remain when malloc is replaced.
+// glibc's functions, by the names that remain if malloc is replaced.
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
 void* __libc_realloc(void* memory, std::size_t size);

@@ -1,9 +1,8 @@
-// A web server that answers every request with the same small reply, a few milliseconds late, and those for
-// /never not at all: their connections stay open until the client closes them.
+// A web server that sends the same small response to every request, a few milliseconds late. It never responds to
+// requests for /never: their connections stay open until the client closes them.
 //
-// A server that answers at once is sometimes faster than the client's first look for the answer, and the
-// number of looks, and with it of instructions, differs from run to run. Behind this one a client always
-// waits exactly once for each answer.
+// A server that responds at once is sometimes faster than the client's first poll, and the number of polls, and so of
+// instructions, differs from run to run. With this server a client always waits exactly once for each response.
 //
 // Prints its port and serves until its standard input ends.
 
@@ -24,7 +23,7 @@ using asio::ip::tcp;
 
 constexpr std::chrono::milliseconds delay{3};
 
-// What nginx sends for a small file.
+// The response of nginx to a request for a small file.
 constexpr std::string_view reply = "HTTP/1.1 200 OK\r\n"
                                    "Server: nginx/1.22.1\r\n"
                                    "Date: Tue, 27 Mar 2007 19:36:42 GMT\r\n"
@@ -82,7 +81,7 @@ awaitable<void> serve(tcp::socket socket) {
 awaitable<void> listen(tcp::acceptor& acceptor) {
     for (;;) {
         tcp::socket socket = co_await acceptor.async_accept(use_awaitable);
-        // A client that leaves ends its coroutine with an exception, which nobody needs to hear of.
+        // If a client closes its connection, its coroutine ends with an exception that needs no report.
         asio::co_spawn(acceptor.get_executor(), serve(std::move(socket)), [](const std::exception_ptr&) {});
     }
 }

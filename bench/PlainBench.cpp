@@ -1,4 +1,4 @@
-// The workloads as a careful program writes them straight on libcurl.
+// The workloads as a careful program writes them directly on libcurl.
 
 #include "bench/BenchMain.h"
 
@@ -17,8 +17,8 @@ namespace {
 
 using bench::require;
 
-/// Map of header names in lower case and list of reply lines, as cheap as a program can have them: wide
-/// text, but of ASCII alone and in one pass.
+/// Map of header names in lower case and list of reply lines, as cheap as possible: wide text, but ASCII only and in
+/// one pass.
 class ReplyHeaders {
 public:
     void clear() {
@@ -57,7 +57,7 @@ private:
     std::wstring m_name;
 };
 
-/// Grows like the buffer it is compared with: doubling, by realloc, not cleared.
+/// Grows like the library's buffer, with which it is compared: it doubles, by realloc, and is not cleared.
 class Buffer {
 public:
     ~Buffer() { std::free(m_data); }
@@ -113,7 +113,7 @@ std::size_t readMemory(char* buffer, std::size_t size, std::size_t count, void* 
     return length;
 }
 
-/// Bytes whose values do not matter: what is measured is their way, not their making.
+/// Produces bytes without setting their values, because only the transfer is measured.
 std::size_t readGenerated(char*, std::size_t size, std::size_t count, void* bytesLeft) {
     std::int64_t& left = *static_cast<std::int64_t*>(bytesLeft);
     const auto length =
@@ -122,7 +122,7 @@ std::size_t readGenerated(char*, std::size_t size, std::size_t count, void* byte
     return length;
 }
 
-/// An easy handle with what a program that cares sets on it: the same options that vexil sets.
+/// An easy handle with the options that a careful program sets: the same as vexil.
 class Client {
 public:
     explicit Client(bool keepHeaders = false) : m_keepHeaders(keepHeaders) { setDefaults(); }
@@ -142,7 +142,7 @@ public:
         finish(curl_easy_perform(m_handle.get()));
     }
 
-    /// Before a transfer: nothing is left of the last one.
+    /// Clears the results of the last transfer.
     void prepare() {
         m_headers.clear();
         m_body.clear();
@@ -204,7 +204,7 @@ public:
     void add(CURL* handle) { check(curl_multi_add_handle(m_multi.get(), handle)); }
     void remove(CURL* handle) { check(curl_multi_remove_handle(m_multi.get(), handle)); }
 
-    /// Waits for the end of a transfer and takes it off.
+    /// Waits for the end of a transfer and removes it.
     std::pair<CURL*, CURLcode> waitForEnd() {
         for (;;) {
             check(curl_multi_poll(m_multi.get(), nullptr, 0, 1000, nullptr));
@@ -251,7 +251,7 @@ public:
         check(curl_multi_setopt(multi(), CURLMOPT_TIMERDATA, this));
     }
     ~EpollLoop() {
-        // Afterwards libcurl closes its connections, and would tell.
+        // Afterwards libcurl closes its connections, and would call back.
         curl_multi_setopt(multi(), CURLMOPT_SOCKETFUNCTION, nullptr);
         close(m_epoll);
     }
@@ -324,7 +324,7 @@ private:
     Clock::time_point m_due;
 };
 
-/// Small requests one after the other while others wait for answers that never come.
+/// Small requests one after the other while others wait for responses that never come.
 template <class Loop>
 void getBesideIdle(int idleTransfers, const std::string& url, int count) {
     Loop loop;
@@ -417,7 +417,7 @@ void measureHeap(const std::string& url, int count) {
     clients.reserve(static_cast<std::size_t>(count));
     Client first;
     first.set(CURLOPT_URL, url.c_str());
-    first.perform();  // what libcurl keeps for all handles together
+    first.perform();  // allocates the memory that libcurl shares between all handles
     const std::size_t before = bench::heapInUse();
     for (int i = 0; i < count; ++i) {
         clients.push_back(std::make_unique<Client>(true));

@@ -28,7 +28,7 @@ private:
     int64 m_total = 0;
 };
 
-/// Bytes whose values do not matter: what is measured is their way, not their making.
+/// Produces bytes without setting their values, because only the transfer is measured.
 class GeneratingSource : public virtual CBase, public CNetRequest::IDataSource {
 public:
     explicit GeneratingSource(int64 size) : m_size(size) {}
@@ -62,7 +62,7 @@ void getByThread(const std::string& url, int count) {
     request->setURL(String::fromUTF8(url));
     thread->start();
     for (int i = 0; i < count; ++i) {
-        // Until the worker takes it over, it would still be the last transfer that is done.
+        // Otherwise the done signal would be that of the previous transfer until the worker takes the request over.
         request->setAsyncInfo(false, CURLE_OK);
         thread->addRequest(request);
         require(request->waitAsyncDone(60000), "the request does not end");
@@ -70,7 +70,7 @@ void getByThread(const std::string& url, int count) {
     }
 }
 
-/// The same one after the other while others wait for answers that never come.
+/// The same one after the other while others wait for responses that never come.
 void getBesideIdle(int idleTransfers, const std::string& url, int count) {
     vexil::CAsyncNetRequestManager manager;
     for (int i = 0; i < idleTransfers; ++i) {
@@ -150,7 +150,7 @@ void measureHeap(const std::string& url, int count) {
     requests.reserve(static_cast<std::size_t>(count));
     CNetRequest first;
     first.setURL(address);
-    first.perform();  // what libcurl keeps for all handles together
+    first.perform();  // allocates the memory that libcurl shares between all handles
     const std::size_t before = bench::heapInUse();
     for (int i = 0; i < count; ++i) {
         requests.push_back(new CNetRequest);

@@ -1,4 +1,4 @@
-"""Runs the two benchmark programs beside the servers and prints tables; called by measure.sh."""
+"""Runs the two benchmark programs with their servers and prints tables; called by measure.sh."""
 
 import argparse
 import contextlib
@@ -85,7 +85,7 @@ class Bench:
 
 
 def slope(measure, program, workload, url, count, repeats=1):
-    """What one more costs: the start of the program and the first connection fall out."""
+    """The cost of one more request, without the start of the program and the first connection."""
     once, twice = (statistics.median(measure(program, workload, url, n) for _ in range(repeats))
                    for n in (count, 2 * count))
     return (twice - once) / count
@@ -120,7 +120,7 @@ def small_counts(bench):
 
 
 def many_transfers(bench):
-    """One request after the other, while all other transfers wait for answers that never come."""
+    """One request after the other, while all other transfers wait for responses that never come."""
     rows = []
     for transfers, count in MANY_TRANSFERS.items():
         plain, ours, epoll = (slope(bench.instructions, program, f"{workload}-{transfers}", bench.small_url(), count)
@@ -158,7 +158,7 @@ def heap(bench):
 
 
 def median_seconds(bench, runs, url, count):
-    """Of each run, a program and its workload; all of them in each round."""
+    """The times of each run, a program with its workload; each round runs all of them."""
     seconds = [[] for _ in runs]
     for _ in range(ROUNDS):
         for (program, workload), values in zip(runs, seconds):
@@ -194,7 +194,7 @@ def thread_clock(bench):
 
 
 def raise_descriptor_limit():
-    """A connection takes a descriptor in the program and one in the server."""
+    """A connection needs a descriptor in the program and one in the server."""
     hard = resource.getrlimit(resource.RLIMIT_NOFILE)[1]
     needed = max(MANY_TRANSFERS) + 100
     if hard != resource.RLIM_INFINITY and hard < needed:

@@ -1,12 +1,11 @@
 #!/usr/bin/env bash
-# Does the same work through plain libcurl and through vexil and prints what each costs, as Markdown.
+# Does the same work through plain libcurl and through vexil and prints the cost of each, as Markdown.
 #
 # Usage: bench/measure.sh [--build DIR] [--quick]
 #   --build DIR   where to build; default: build/bench
-#   --quick       no wall clock: counts alone, which do not mind what else the machine does
+#   --quick       no wall clock: only counts, which do not depend on the other load of the machine
 #
-# Installs what is missing, builds, and starts a private web server. Takes about ten minutes, less with
-# --quick.
+# Installs missing packages, builds, and starts a private web server. Takes about ten minutes, less with --quick.
 set -euo pipefail
 
 cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.."

@@ -1,4 +1,4 @@
-"""An FTP server for tests that fails as it is told. It serves a dictionary, in plain, to any user."""
+"""An FTP server for tests that fails on demand. It serves a dictionary, by default without TLS, to any user."""
 
 import fnmatch
 import socket
@@ -22,15 +22,15 @@ def mangle(reply):
 
 
 class Fault:
-    """What goes wrong with one command that names a path.
+    """A fault of one command that names a path.
 
-    cut        a transfer ends, with its control connection, after so many bytes of data
-    lose       an upload ends after so many bytes, and the server believes that this was all
-    reply      the answer instead of the command's; with a code of 421 the connection ends, too
-    silent     the connection ends instead of an answer, behind the work
-    ends       the connection ends behind the answer
+    cut        a transfer ends, with its control connection, after this many bytes of data
+    lose       an upload ends after this many bytes, and the server takes them for the whole file
+    reply      the reply instead of the usual one; with the code 421 the connection also ends
+    silent     the connection ends without a reply, after the work is done
+    ends       the connection ends after the reply
     then       called before the command is handled
-    gate       an event that is waited for before anything is sent or received
+    gate       an event to wait for before anything is sent or received
     """
 
     def __init__(self, cut=None, lose=None, reply=None, silent=False, then=None, gate=None, ends=False):
@@ -43,13 +43,13 @@ class FakeFTP:
         self.files = {}
         self.dirs = {"/"}
         self.times = {}
-        self.listing = {}            # instead of a directory's own: lines, of text or bytes
-        self.links = {}              # by path: the directory that it shows instead of itself
+        self.listing = {}            # instead of a directory's own listing: lines, of text or bytes
+        self.links = {}              # by path: the directory that a link leads to
         self.tells_unique = True     # whether the facts have "unique"
         self.faults = {}             # by "COMMAND path", which may have "*": a list of faults, used one by one
-        self.mangles = lambda number: False  # whether the n-th reply gets bytes that are no UTF-8
+        self.mangles = lambda number: False  # whether the n-th reply gets bytes that are not UTF-8
         self.replies = 0
-        self.commands = []           # all that came, but for logins and the like
+        self.commands = []           # all commands, except logins and the like
         self.max_connections = 1000
         self.refusal = "421 Too many connections."  # with 530 at the login; "" for the end without a reply
         self.replaces = True         # whether a file can be renamed onto another one
@@ -141,7 +141,7 @@ class Session:
                 server.connections -= not refused
             if self.passive:
                 self.passive.close()
-            # Also what this process has not read yet must not keep the other side waiting.
+            # Otherwise unread data of this process would keep the other side waiting.
             try:
                 self.control.shutdown(socket.SHUT_RDWR)
             except OSError:
@@ -311,7 +311,7 @@ class Session:
             room -= sum(len(content) for name, content in self.server.files.items() if name != path)
         with self.data() as data:
             if self.server.tls:
-                # It knows none for data.
+                # This server has no TLS for data.
                 return data.sendall(b"plain")
             while block := data.recv(65536):
                 body += block
@@ -322,7 +322,7 @@ class Session:
                     return self.reply(self.server.room_reply)
                 if fault.cut is not None and len(body) >= fault.cut:
                     break
-            # While the other side cannot know of the end: what it stores next must not be overwritten.
+            # Before the client can know of the end: its next upload must not be overwritten.
             self.server.files[path] = bytes(body if limit is None else body[:limit])
         if fault.cut is not None:
             raise End

@@ -1,4 +1,4 @@
-"""An HTTP server that answers each path as a test has said, to the byte."""
+"""An HTTP server that sends for each path exactly the bytes that a test has set."""
 
 import base64
 import http.server

@@ -1,4 +1,4 @@
-"""An HTTP proxy in a few lines, which forwards, tunnels, and knows what it was asked for."""
+"""A small HTTP proxy, which forwards, tunnels, and records its requests."""
 
 import base64
 import http.client
@@ -10,11 +10,11 @@ import urllib.parse
 
 
 class FakeProxy:
-    """Where `login` is set ("user:password"), it refuses whoever does not have it."""
+    """If `login` is set ("user:password"), it refuses clients without it."""
 
     def __init__(self, login=None):
         self.requests = []  # "GET http://host:port/path", "CONNECT host:port"
-        self.logins = []  # "user:password", None for none
+        self.logins = []  # "user:password", None without a login
         self.wanted = login
         fake = self
 

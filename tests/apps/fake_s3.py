@@ -1,4 +1,4 @@
-"""An S3 server of one bucket that can be told to fail. It does not look at signatures."""
+"""An S3 server with one bucket that can be told to fail. It does not check signatures."""
 
 import hashlib
 import http.server
@@ -10,47 +10,47 @@ from xml.sax.saxutils import escape
 
 
 class Fault:
-    """What happens to the answers for one key, each time the next one; None for nothing."""
+    """A fault of one response for a key. A key has a list of them, used one by one; None for no fault."""
 
     def __init__(self, cut=None, status=None, code="", then=None, hold=False, cut_head=False,
                  no_body=False, flip=None, page=None, location=None, retry_after=None):
-        self.retry_after = retry_after  # that header, with `status`
-        self.page = page  # the body of the response with `status`, in place of the error document
-        self.location = location  # where that leads
-        self.flip = flip  # in this byte of the object one bit is another than that which the ETag stands for, or that which came
+        self.retry_after = retry_after  # the value of Retry-After, with `status`
+        self.page = page  # the body of the response with `status`, instead of the error document
+        self.location = location  # the Location of a redirect
+        self.flip = flip  # the position of a byte of which one bit changes: in the sent object against its ETag, or in the stored one
         self.cut_head = cut_head  # the response ends within its headers
-        self.no_body = no_body  # status 204, which has none, with the length of the object
-        self.cut = cut  # so many bytes of the body, sent or received, then the end of the connection
+        self.no_body = no_body  # status 204, which has no body, with the length of the object
+        self.cut = cut  # the connection ends after this many bytes of the body, sent or received
         self.status = status  # this status with an error document, instead of the object
         self.code = code  # the S3 code in it
-        self.then = then  # called before the answer
+        self.then = then  # called before the response
         self.hold = hold  # stops after `cut` bytes until the test ends
 
 
 class FakeS3:
     def __init__(self):
         self.objects = {}
-        self.modified = {}  # when objects were stored, where it is not the usual time
-        self.listed_sizes = {}  # where the listing shall lie
+        self.modified = {}  # when objects were stored, if not at the usual time
+        self.listed_sizes = {}  # wrong sizes for the listing
         self.lists_etags = False
         self.listed_names = {}  # other names under which the listing shows keys
-        self.encodes = False  # names in listings, where it is asked for
+        self.encodes = False  # names in listings, if the client asks for it
         self.refuses_encoding = False
-        self.escapes = str  # what else becomes of names in listings
+        self.escapes = str  # another change of names in listings
         self.ignores_prefix = False
         self.ignores_marker = False
-        self.page_size = None  # of the listing
+        self.page_size = None  # keys per page of the listing
         self.connections = 0
         self.requests = []  # (method, key, headers)
         self.faults = {}
         self.sends_etag = True
         self.etags = {}  # other ETags than the MD5
-        self.extra_headers = []  # of responses about objects
+        self.extra_headers = []  # for responses about objects
         self.heeds_condition = True
         self.heeds_range = True
-        self.range_error = 0  # bytes by which a range is answered too far behind
-        self.gate = None  # an event that transfers of objects wait for
-        self.at_once = 0  # transfers of objects that run
+        self.range_error = 0  # how many bytes too late the content of a range begins
+        self.gate = None  # an event for which transfers of objects wait
+        self.at_once = 0  # running transfers of objects
         self.most_at_once = 0
         self.changed = threading.Condition()  # notified when at_once changes; guards it
         self.held = threading.Event()
@@ -70,7 +70,7 @@ class FakeS3:
         threading.Thread(target=self.server.serve_forever, args=(0.02,), daemon=True).start()
 
     def go_away(self, seconds):
-        """Takes no connections for a while, and ends those that there are when they send a request."""
+        """Accepts no connections for a while, and ends existing ones when they send a request."""
         port = self.server.server_address[1]
         self.is_down = True
         self.server.shutdown()
@@ -96,7 +96,7 @@ class FakeS3:
             self.changed.notify_all()
 
     def wait_for_transfers(self, count):
-        """Whether so many transfers of objects run at once, now or before long."""
+        """Whether this many transfers of objects run at once, now or soon."""
         with self.changed:
             return self.changed.wait_for(lambda: self.at_once == count, 60)
 
@@ -114,7 +114,7 @@ class FakeS3:
         return (faults.pop(0) if faults else None) or Fault()
 
     def listing(self, query):
-        """A page for the arguments of a request."""
+        """The page of the listing for the arguments of a request."""
         def argument(name):
             return query.get(name, [""])[0]
 
@@ -131,7 +131,7 @@ class FakeS3:
 
         entries = "".join(self.listed(key, write) for key in page)
         encoding = "<EncodingType>url</EncodingType>" if is_encoded else ""
-        # The arguments come back as they are, also from some servers that encode the keys.
+        # The arguments come back without encoding, also from some servers that encode the keys.
         return (f"<ListBucketResult><Prefix>{self.escapes(escape(prefix))}</Prefix>"
                 f"<Marker>{self.escapes(escape(marker))}</Marker>{encoding}"
                 f"<IsTruncated>{is_truncated}</IsTruncated>{entries}</ListBucketResult>").encode(
@@ -149,14 +149,14 @@ def bytes_of(key):
 
 
 def flip_bit(body, position):
-    """The body with one other bit; as it is for no position."""
+    """The body with one bit changed; unchanged without a position."""
     return body if position is None else body[:position] + bytes([body[position] ^ 1]) + body[position + 1:]
 
 
 class _Server(http.server.ThreadingHTTPServer):
     daemon_threads = True
     allow_reuse_address = True
-    request_queue_size = 1000  # so that no connection waits for its SYN to be repeated
+    request_queue_size = 1000  # otherwise a connection could wait until its SYN is repeated
 
 
 class _Handler(http.server.BaseHTTPRequestHandler):
@@ -200,7 +200,7 @@ class _Handler(http.server.BaseHTTPRequestHandler):
         self.wfile.flush()
 
     def answer_fault(self, fault):
-        """The response that a fault puts in the place of the usual one; whether there is one."""
+        """Sends the response of a fault instead of the usual one. Returns whether it did."""
         if fault.cut_head:
             self.leave()
             self.wfile.write(b'HTTP/1.1 200 OK\r\nETag: "a')
@@ -245,7 +245,7 @@ class _Handler(http.server.BaseHTTPRequestHandler):
             self.leave()
 
     def leave(self):
-        """To be called before the client can know of the end and begin another transfer."""
+        """Must be called before the client can know of the end and begin another transfer."""
         if self.is_counted:
             self.is_counted = False
             self.fake.count(-1)

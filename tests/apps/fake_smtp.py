@@ -1,11 +1,11 @@
-"""A mail server in a few lines, which answers with what a test wants."""
+"""A small mail server, which sends the replies that a test sets."""
 
 import socketserver
 import threading
 
 
 class FakeSMTP:
-    """Answers each command by its first word; what stands in `replies` comes instead, one after another.
+    """Replies to each command by its first word. Replies in `replies` replace the usual ones, one after another.
 
     "greeting" is the first line. With None the connection ends.
     """
@@ -15,9 +15,9 @@ class FakeSMTP:
     def __init__(self, **replies):
         self.replies = {verb: list(texts) for verb, texts in replies.items()}
         self.commands = []
-        self.mangles = lambda number: False  # whether the n-th reply gets bytes that are no UTF-8
+        self.mangles = lambda number: False  # whether the n-th reply gets bytes that are not UTF-8
         self.count = 0
-        self.mails = []  # what came between DATA and "."
+        self.mails = []  # the data between DATA and "."
         self.ends_within_message = False  # whether a connection ends after the first line of a mail
         fake = self
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Whom the program trusts: servers of every kind over TLS, with certificates of an authority made for the test."""
+"""Which servers the program trusts: all kinds over TLS, with certificates of an authority made for the test."""
 
 import hashlib
 import os
@@ -24,12 +24,12 @@ UNTRUSTED = "libcurl code:    60"
 
 
 class NativeAuthority:
-    """A certificate among those that Windows trusts for this user, while the block lasts."""
+    """Adds a certificate to those that Windows trusts for this user, for the time of the block."""
 
     def __init__(self, file):
         certificate = ssl.PEM_cert_to_DER_cert(file.read_text())
         self.key = ROOTS + "\\" + hashlib.sha1(certificate).hexdigest().upper()
-        # One property, the certificate itself: its number, 1, its length, its bytes.
+        # One property, the certificate: its number, 1, its length, its bytes.
         self.value = struct.pack("<III", 32, 1, len(certificate)) + certificate
 
     def __enter__(self):
@@ -86,7 +86,7 @@ class CertificatesTest(ProgramTest):
         server.get_request = accept_tls
 
     def run_each(self, *options, **program):
-        """All commands at once, as starting one takes the longest under Wine."""
+        """Runs all commands at once, because under Wine the start takes longest."""
         processes = [self.start("--retries", 0, *options, *command, **program) for command in self.commands]
         return list(zip(self.commands, [self.finish(process) for process in processes]))
 
@@ -120,7 +120,7 @@ class CertificatesTest(ProgramTest):
         self.each_is_refused()
 
     def test_the_name_of_the_host_counts(self):
-        # libcurl takes names below localhost for this computer. The certificate knows localhost and 127.0.0.1 alone.
+        # For libcurl, names below localhost are this computer. The certificate is only for localhost and 127.0.0.1.
         self.commands = [[argument.replace("127.0.0.1", "other.localhost") for argument in command]
                          for command in self.commands]
         self.each_is_refused("--ca-bundle", self.authority)
@@ -132,7 +132,7 @@ class CertificatesTest(ProgramTest):
 
     @unittest.skipIf(IS_WINDOWS, "so many starts of the program take too long there")
     def test_no_command_takes_the_certificate_of_another_host(self):
-        # libcurl takes every name that ends like this for the own computer.
+        # For libcurl, every name that ends like this is this computer.
         self.write("f/a", b"secret content")
         options = {"ftp": self.commands[2][3:], "mail": self.commands[3][2:]}
         commands = [["http", "get", self.endpoint + "/x", "o"], ["http", "head", self.endpoint + "/x"],
@@ -187,7 +187,7 @@ class CertificatesTest(ProgramTest):
         bundle = installed / "share" / "vexil" / "ca-bundle.crt"
         bundle.parent.mkdir(parents=True)
         program = installed / "bin" / pathlib.Path(PROGRAM).name
-        # Without the file, plain connections work on.
+        # Without the file, connections without TLS still work.
         self.each_is_refused(program=program)
         self.run_program(*self.plain, program=program)
         shutil.copy(self.authority, bundle)

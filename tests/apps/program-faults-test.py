@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The same faults in each FTP and mail command that they can happen to: a rule that holds in one holds in its twins."""
+"""The same faults in each FTP and mail command in which they can occur: a rule of one command is true for its twins."""
 
 import os
 import resource
@@ -29,11 +29,11 @@ class FTPTest(ProgramTest):
 
 
 class Download:
-    """A fault of a server with the file "/d/a", and what comes of it.
+    """A fault of a server with the file "/d/a", and its result.
 
     prepare   sets the server up
-    content   what arrives; none for an error, after which the old file is there still
-    only      the one target for which that is so; an error for the others
+    content   the content that arrives; None for an error, after which the old file still exists
+    only      the one target with that content; the others get an error
     """
 
     def __init__(self, prepare, content=None, only=None):
@@ -45,7 +45,7 @@ def faults(command, *values):
 
 
 def change(content, time=NEW_TIME, tells_time=True):
-    """The first transfer breaks, and before the second one the file is replaced."""
+    """The first transfer fails, and before the second one the file is replaced."""
     def prepare(server):
         server.unknown = () if tells_time else ("MLST",)
 
@@ -75,8 +75,8 @@ DOWNLOADS = {
     "longer at the second try": Download(change(LONGER)),
     "shorter at the second try, without times": Download(change(SHORTER, tells_time=False)),
     "longer at the second try, without times": Download(change(LONGER, tells_time=False), LONGER,
-                                                        # What is written cannot be taken back, and the listing
-                                                        # has told another size.
+                                                        # Written bytes cannot be taken back, and the listing
+                                                        # has another size.
                                                         only="file"),
     "fewer bytes than announced": Download(
         faults("MLST /d/a", *[Fault(reply="250-x\r\n type=file;size=200000; /d/a\r\n250 y")] * 5)),
@@ -144,7 +144,7 @@ UPLOADS = {
 
 
 class NamelessFaults(FakeFTP):
-    """Takes the faults of a command whatever its path is: those of parts are not known beforehand."""
+    """Uses the faults of a command for any path: the paths of parts are not known in advance."""
 
     def take_fault(self, key):
         command, _, path = key.partition(" ")
@@ -196,7 +196,7 @@ class UploadTest(FTPTest):
                 os.truncate(path, size)
                 server = self.make_server()
                 server.faults = {"STOR": [Fault(then=lambda: os.truncate(path, 1000))]}
-                # This server makes a file only when its data has ended, which may be after the order to delete it.
+                # This server makes a file only at the end of its data, which may be after the command to delete it.
                 self.check(server, self.upload(server, kind), False, is_left=None)
 
 
@@ -224,7 +224,7 @@ class MailTest(ProgramTest):
                     if command == ["test"] and step not in ("greeting", "EHLO"):
                         continue
                     with self.subTest(step, reply=reply, command=command):
-                        # Those who do not know EHLO are greeted in the old way.
+                        # Servers that do not know EHLO get the older HELO.
                         server, result = self.mail(command, {step: [reply], "HELO": [reply]})
                         self.assertEqual(result.code, 1, result)
                         self.assertIn("vexil: error: ", result.err)

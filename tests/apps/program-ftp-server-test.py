@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The program against real FTP servers: pyftpdlib and Pure-FTPd, in plain and under TLS."""
+"""The program against real FTP servers: pyftpdlib and Pure-FTPd, without and with TLS."""
 
 import os
 import pathlib
@@ -8,7 +8,7 @@ import unittest
 from program import IS_WINDOWS, ProgramTest, not_on_windows
 
 PYTHON, PURE = "VEXIL_FTP", "VEXIL_PUREFTPD"
-# Kind, variable of the address, what --tls says.
+# Kind, variable of the address, value of --tls.
 PLAIN = (PYTHON, "VEXIL_FTP_ENDPOINT", "none")
 EXPLICIT = (PYTHON, "VEXIL_FTP_ENDPOINT", "explicit")
 IMPLICIT = (PYTHON, "VEXIL_FTPS_ENDPOINT", "implicit")
@@ -16,7 +16,7 @@ HOME = (PYTHON, "VEXIL_FTP_HOME_ENDPOINT", "none")
 OLD = (PYTHON, "VEXIL_FTP_OLD_ENDPOINT", "none")
 PURE_PLAIN = (PURE, "VEXIL_PUREFTPD_ENDPOINT", "none")
 PURE_EXPLICIT = (PURE, "VEXIL_PUREFTPD_ENDPOINT", "explicit")
-# Starts of the program and transfers take long under Wine, and what differs between servers does not depend on the
+# Starts of the program and transfers take long under Wine, and the differences between servers do not depend on the
 # system.
 SERVERS = [IMPLICIT, PURE_EXPLICIT] if IS_WINDOWS else [PLAIN, EXPLICIT, IMPLICIT, HOME, PURE_PLAIN, PURE_EXPLICIT]
 # Names that mean something else in a URL, in a command or to a shell.
@@ -99,7 +99,7 @@ class CommandTest(FTPServerTest):
     def test_a_wrong_password_is_refused(self):
         self.write("f/a")
         self.environment["VEXIL_FTP_PASSWORD"] = "wrong"
-        # Pure-FTPd takes seconds for each refusal.
+        # Pure-FTPd needs seconds for each refusal.
         for server in [IMPLICIT] if IS_WINDOWS else SERVERS:
             self.use(server)
             for arguments in (["ls"], ["get", "/x"], ["put", "f/a", "/x"], ["backup", "f", "/x"],
@@ -167,7 +167,7 @@ class BackupTest(FTPServerTest):
             self.write(f"f/{name}", b"" if name == "empty" else os.urandom(len(name) * 1000))
         for number in range(60):
             self.write(f"f/many {number % 7}/{number}", str(number).encode())
-        # Wine shows what the link leads to.
+        # Wine shows the target of the link.
         if not IS_WINDOWS:
             (self.folder / "f/link").symlink_to("a")
         (self.folder / "f/void").mkdir()
@@ -192,7 +192,7 @@ class BackupTest(FTPServerTest):
         for name in NAMES + POSIX_NAMES * (not IS_WINDOWS):
             self.write(f"f/{name}", name.encode())
             self.write(f"f/dir {name[:100]}/{name}", name.encode() * 2)
-        # The listing of a directory, and here are many, may take a second under Wine.
+        # The listing of a directory may take a second under Wine, and there are many.
         for place in self.on_each([PURE_EXPLICIT] if IS_WINDOWS else SERVERS):
             self.ftp("backup", "f", place)
             target = f"r{self.tls}{self.environment['VEXIL_FTP_SERVER'][-5:]}"
@@ -260,7 +260,7 @@ class BackupTest(FTPServerTest):
             processes = [self.start("ftp", "put", "--tls", "none", f"file{number}", f"{place}/pair{pair}")
                          for pair in range(pairs) for number in range(2)]
             for process in processes:
-                # One that finds the other's file under the name says so.
+                # A command that finds the other's file under the name reports it.
                 self.assertIn(self.finish(process).code, (0, 1))
             folder = self.root / place[1:]
             for pair in range(pairs):
@@ -293,7 +293,7 @@ class BackupTest(FTPServerTest):
 
 @not_on_windows("the server's folder is one of POSIX")
 class HostileFolderTest(FTPServerTest):
-    """What others can have put into a folder on the server."""
+    """Entries that others may have put into a folder on the server."""
 
     def make(self, name, content=b"x"):
         path = pathlib.Path(os.fsdecode(os.fsencode(self.root / self.place[1:]) + b"/" + os.fsencode(name)))

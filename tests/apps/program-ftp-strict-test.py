@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""The program against the FTP servers that ask most of a client: ProFTPD, and vsftpd, which knows no MLSD and MLST. Each
-runs twice; once it demands that data connections resume the TLS session of their control connection."""
+"""The program against the most demanding FTP servers: ProFTPD, and vsftpd, which has no MLSD and MLST. Each runs twice;
+one of the two demands that data connections resume the TLS session of their control connection."""
 
 import os
 import pathlib
@@ -86,7 +86,7 @@ class CommandTest(StrictServerTest):
             self.ftp("rmtree", self.place)
             self.assertFalse(self.stored.exists())
 
-    # ProFTPD closes the connection for data, of which libcurl then tells instead.
+    # ProFTPD closes the connection for data, and libcurl reports that instead.
     def test_a_refused_transfer_is_told_in_the_words_of_the_server(self):
         self.write("file", b"body")
         for server in (PROFTPD_STRICT, PROFTPD):

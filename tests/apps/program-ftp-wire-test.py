@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The program against an FTP server that fails in every way that a test can think of."""
+"""The program against an FTP server that fails in every known way."""
 
 import os
 import pathlib
@@ -18,7 +18,7 @@ MAKE_CERTIFICATES = pathlib.Path(__file__).resolve().parents[1] / "servers" / "c
 
 BODY = bytes(i * 7 % 251 for i in range(100000))
 
-# A listing with names that are not UTF-8, or hold the end of a line.
+# A listing with names that are not UTF-8, or contain a line end.
 UNREADABLE = ["type=file;size=4; good", b"type=file;size=3; no-utf8-\xff", b"type=file;size=3; line\nend", "type=dir; d",
               b"type=dir; cr\rx y", b"type=file;size=1;\xfe=1; facts"]
 UNREADABLE_NAMES = [r"no-utf8-\xFF", r"line\x0Aend", r"cr\x0Ax y", "facts"]
@@ -340,7 +340,7 @@ class UploadTest(FakeServerTest):
         def make_room():
             self.server.room = None
 
-        # The small file that shows whether there is room finds some.
+        # There is room for the small file that tests for room.
         self.server.faults["STOR *"] = [Fault(), Fault(then=make_room)]
         self.put()
         self.assertEqual(self.server.files, {"/a": bytes(30000000)})
@@ -362,7 +362,7 @@ class UploadTest(FakeServerTest):
 
     def test_what_was_not_begun_is_not_called_left(self):
         for arguments in (["put", "file", "/b"], ["put", "file", "/x/b", "--parents"]):
-            # The login works, and then no more.
+            # The login works once, and then fails.
             self.server.max_connections = 1
             self.server.faults["MLST *b"] = [Fault(then=lambda: setattr(self.server, "max_connections", 0), ends=True)]
             result = self.ftp(*arguments, "--retries", "1", code=1)
@@ -370,7 +370,7 @@ class UploadTest(FakeServerTest):
 
 
 class MLSTRefusedTest(FakeServerTest):
-    """A server that refuses MLST for everything, and lists by MLSD."""
+    """A server that refuses MLST for every path, and lists by MLSD."""
 
     def setUp(self):
         super().setUp()
@@ -465,7 +465,7 @@ class TLSTest(FakeServerTest):
         self.assertNotIn("--tls", result.err)
 
     def test_a_failed_handshake_for_data_is_tried_again_over_a_new_connection(self):
-        # This server speaks no TLS for data. The last login is for the tidying up.
+        # This server has no TLS for data. The last login is for the clean-up.
         result = self.ftp_tls("explicit", "put", "file", "/b")
         self.assertIn("libcurl code:    35", result.err)
         self.assertEqual(self.server.logins - 1, 2)
@@ -515,7 +515,7 @@ class BackupTest(FakeServerTest):
         self.ftp("restore", "/x/y", "r")
         self.assertEqual(self.files_in("r"), self.files_in("f"))
 
-    # What libcurl closes beside a transfer would leave the reply to its goodbye among the transfer's replies.
+    # If libcurl closes another connection during a transfer, the reply to its goodbye is among the transfer's replies.
     def test_connections_are_kept_to_the_end(self):
         self.make_files(60)
         self.ftp("backup", "f", "/x")
@@ -545,7 +545,7 @@ class BackupTest(FakeServerTest):
             self.server.all_connections = 0
             result = self.ftp("restore", "/x", f"r{refusal[:1]}")
             self.assertEqual(self.files_in(f"r{refusal[:1]}"), self.files_in("f"))
-            # The one at the beginning, those for eight transfers at once, and those after the one that broke.
+            # The first connection, those of eight transfers at once, and those after the failed one.
             self.assertLessEqual(self.server.all_connections, 12)
 
     def test_a_login_that_is_refused_after_it_has_worked_is_waited_for(self):
@@ -619,10 +619,10 @@ class BackupTest(FakeServerTest):
 
 
 class RefusalTest(FakeServerTest):
-    """Refusals that may pass, of each step of an upload."""
+    """Temporary refusals of each step of an upload."""
 
-    # For each step: what is refused, how often the command is let through before, how often the file is sent where it
-    # is refused for ever, and whether it is stored then.
+    # For each step: the refused command, how often it succeeds before, how often the file is sent if the refusals never
+    # end, and whether the file is stored then.
     STEPS = {"look": ("MLST {}/file", 0, 0, False), "make": ("MKD {}", 0, 0, False),
              "store": ("STOR {}/.file.vexil-part-*", 0, 2, False), "size": ("SIZE {}/.file.vexil-part-*", 0, 1, False),
              "from": ("RNFR {}/.file.vexil-part-*", 0, 1, False), "to": ("RNTO {}/file", 0, 1, False),
@@ -662,7 +662,7 @@ class RefusalTest(FakeServerTest):
                     self.assertRegex(result.err, f"may be left on the server: '/x/{name}/.file.vexil-part-.*-old'")
         self.assertIn("backed up: 5 files,", result.out)
 
-    # The connection ends with it: so does a backup.
+    # The connection ends with the reply, and so does a backup.
     def test_the_end_of_the_service_is_waited_out_or_told(self):
         self.write("file", BODY)
         for step, (_, _, uploads, is_stored) in self.STEPS.items():
@@ -700,7 +700,7 @@ class RefusalTest(FakeServerTest):
 
 
 class ChangedKindTest(FakeServerTest):
-    """Files that have become folders, and the other way round."""
+    """Files that have become folders, and folders that have become files."""
 
     def back_up(self, folder, **options):
         return self.ftp("backup", folder, "/b/x", **options)
@@ -751,7 +751,7 @@ class ChangedKindTest(FakeServerTest):
 
 
 class ReplyBytesTest(FakeServerTest):
-    """Replies that are no UTF-8 mean the same as others."""
+    """Replies that are not UTF-8 mean the same as others."""
 
     def setUp(self):
         super().setUp()
@@ -770,7 +770,7 @@ class ReplyBytesTest(FakeServerTest):
         return result.code, said, result.raw_out.partition(b" in ")[0], sorted(stored), sorted(server.dirs)
 
     def compare(self, arguments, each=False, **faults):
-        """Runs a command against a server as it should be, and against ones with odd replies: all or each."""
+        """Runs a command against a normal server, and against servers with odd replies: all of them, or one."""
         faults = {key.replace("_", " "): replies for key, replies in faults.items()}
         expected = self.outcome(arguments, faults, lambda number: False)
         self.assertEqual(self.outcome(arguments, faults, lambda number: True), expected, arguments)
@@ -804,7 +804,7 @@ class InterruptTest(FakeServerTest):
     def test_an_interrupt_ends_the_pause_between_two_tries(self):
         self.server.faults["MLSD /"] = [Fault(reply="450 Busy.")] * 99
         process = self.start("--retries", "50", "ftp", "--tls", "none", "ls")
-        # The pause after the fifth one takes 3.2 s.
+        # The pause after the fifth try takes 3.2 s.
         self.wait_until(lambda: len(self.server.came("MLSD")) == 5)
         begin = time.monotonic()
         self.assertEqual(self.interrupt(process).code, 130)
@@ -835,7 +835,7 @@ class InterruptTest(FakeServerTest):
         begin = time.monotonic()
         result = self.interrupt(process)
         self.assertEqual(result.code, 130)
-        # It has 10 s. Without a limit libcurl waits for 60 s.
+        # The limit is 10 s. Without it libcurl waits for 60 s.
         self.assertLess(time.monotonic() - begin, 40)
         self.assertIn("left on the server", result.err)
 

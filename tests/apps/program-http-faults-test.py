@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Each fault of a server with each HTTP and S3 command that could take it for a success: a rule that one command keeps is
-kept by its twins."""
+"""Each fault of a server with each HTTP and S3 command that could take it for a success: a rule of one command is true
+for its twins."""
 
 import resource
 import unittest
@@ -36,7 +36,7 @@ class FaultTableTest(FakeServerTest):
         self.write("in/a", BODY)
 
     def begin(self, faults):
-        """The same start for each command, with an old file in the place of the new one."""
+        """The same start for each command, with an old file under the name of the new one."""
         self.server.objects = {"a": BODY}
         self.server.modified = {}
         self.server.faults = {"a": list(faults)}

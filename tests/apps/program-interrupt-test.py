@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The program when it is asked to end: what must be gone then, and how soon it ends."""
+"""The program when it is asked to end: which files must be deleted, and how soon it ends."""
 
 import signal
 import socket
@@ -12,14 +12,14 @@ from fake_s3 import FakeS3
 from program import TIME_LIMIT, ProgramTest, not_on_windows
 
 BODY = bytes(i * 7 % 251 for i in range(100000))
-# How long the program may take where it has nothing to tidy up, on a busy machine.
+# How long the program may take if it has nothing to clean up, on a busy machine.
 SOON = 10
-# It waits so long for a server that does not react while it tidies up.
+# How long the program waits for a server that does not react during the clean-up.
 TIDYING = 10
 
 
 class HeldFTP(FakeFTP):
-    """Stops in the middle of uploads, and on demand in deletions."""
+    """A server that stops in the middle of uploads, and on demand in deletions."""
 
     def __init__(self):
         super().__init__()
@@ -30,7 +30,7 @@ class HeldFTP(FakeFTP):
     def take_fault(self, key):
         command, _, path = key.partition(" ")
         if command == "STOR" and self.holds(path):
-            # As a server does that writes what comes.
+            # Like a server that writes the data as it arrives.
             return Fault(then=lambda: self.files.update({path: b"half"}), gate=self.gate)
         if command == "DELE" and self.holds_deletions:
             return Fault(gate=self.gate)
@@ -42,7 +42,7 @@ class HeldFTP(FakeFTP):
 
 
 class SilentServer:
-    """Takes connections, and never says anything."""
+    """Accepts connections, and never sends anything."""
 
     def __init__(self):
         self.socket = socket.create_server(("127.0.0.1", 0))
@@ -67,7 +67,7 @@ class SilentServer:
 
 class InterruptTest(ProgramTest):
     def end(self, process, within, number=signal.SIGINT):
-        """Asks the program to end, and returns how it did."""
+        """Asks the program to end, and returns its result."""
         start = time.monotonic()
         result = self.interrupt(process, number)
         self.assertLess(time.monotonic() - start, within, result)
@@ -133,7 +133,7 @@ class FTPTest(InterruptTest):
             self.server.waiting = 0
             process = self.put()
             process.send_signal(number)
-            # The upload, and the deletion of what is there of it.
+            # The upload, and the deletion of its part.
             self.assertTrue(self.server.wait_for_gates(2))
             result = self.end(process, TIDYING / 2, number)
             self.assertEqual(result.code, -number, result)
@@ -169,7 +169,7 @@ class HangupTest(InterruptTest):
 @not_on_windows("takes too long there")
 class SilentTest(InterruptTest):
     def commands(self, address):
-        """By whether something is tidied up on the server."""
+        """Depends on whether something must be cleaned up on the server."""
         s3 = ["--endpoint", f"http://{address}", "s3"]
         ftp = ["ftp", "--tls", "none", "--server", address]
         mail = ["mail", "--server", address, "--security", "unencrypted"]

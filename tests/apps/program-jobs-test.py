@@ -41,7 +41,7 @@ class AtOnceTest(JobsTest):
         self.close_gate()
         process = self.start_command(command, *arguments)
         self.assertTrue(self.server.wait_for_transfers(count))
-        # Time for one that should not come.
+        # Time for a request that must not come.
         time.sleep(0.3)
         self.server.gate.set()
         result = self.finish(process)
@@ -87,7 +87,7 @@ class AtOnceTest(JobsTest):
 
     def test_connections_are_kept(self):
         self.make_files(30)
-        # Of more, libcurl may close some while few transfers run. The listing at the end has one of its own.
+        # With more jobs, libcurl may close connections while few transfers run. The listing at the end has its own.
         self.run_command("backup", "--jobs", "2")
         self.assertLessEqual(self.server.connections, 3)
 
@@ -124,7 +124,7 @@ class RetryTest(JobsTest):
 
     def test_a_pause_holds_nobody_up(self):
         self.make_files(20)
-        # A machine with other work may be slow for a while; who is held up stores one file a pause every time.
+        # A busy machine may be slow for a while; with the error, one file is stored per pause in every round.
         for _ in range(5):
             self.server.requests.clear()
             self.server.faults["00"] = [SLOW_DOWN] * 20
@@ -133,7 +133,7 @@ class RetryTest(JobsTest):
             self.assertGreater(time.monotonic() - began, 2)
             if (tries_before_the_others := self.server.puts().index("19") - 18) < 12:
                 break
-        # All the others have gone by while the first one waited.
+        # All the others were stored while the first one waited.
         self.assertLess(tries_before_the_others, 12)
         self.assertEqual(self.server.puts()[-1], "00")
 
@@ -288,7 +288,7 @@ class InterruptTest(JobsTest):
         result = self.interrupt(process, number)
         self.assertEqual(result.code, 128 + number, result)
         self.assertIn("vexil: interrupted", result.err)
-        # Far less is the rule.
+        # Usually it is far less.
         self.assertLess(time.monotonic() - began, 60)
         return result
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""What killed programs leave, here and on servers, and what later runs do with it."""
+"""Files that killed programs leave, here and on servers, and what later runs do with them."""
 
 import os
 import re
@@ -28,7 +28,7 @@ class RestoreTest(FakeServerTest):
         self.server.lists_etags = True
 
     def kill_restore(self, *arguments, at=30000):
-        """Leaves a part with so many bytes."""
+        """Leaves a part with this many bytes."""
         self.server.faults["a"] = [Fault(cut=at, hold=True)]
         self.server.held.clear()
         process = self.start("s3", "restore", *arguments, "bucket", "r")
@@ -192,11 +192,11 @@ class FTPTest(ProgramTest):
         return self.run_program("--log-level", "info", "ftp", "--tls", "none", *arguments, code=code)
 
     def kill_backup(self, pattern):
-        """Kills a backup as it sends the command."""
+        """Kills a backup when it sends the command."""
         process = self.start("ftp", "--tls", "none", "backup", "f", "/x", "--jobs", "1")
         self.server.faults[pattern] = [FTPFault(then=process.kill)]
         process.communicate()
-        # Whatever the server has begun to do is done.
+        # Wait until the server has finished its command.
         deadline = time.monotonic() + 60
         while self.server.connections:
             self.assertLess(time.monotonic(), deadline)
@@ -232,7 +232,7 @@ class FTPTest(ProgramTest):
         self.server.dirs.add("/x")
         self.server.files["/x/a"] = b"old"
         self.write("f/a", BODY)
-        # The old file has been moved away, and the new one has not got its name.
+        # The old file was moved away, and the new one does not have its name yet.
         self.kill_backup("RNFR /x/a")
         self.server.faults.clear()
         old = [name for name in self.server.files if name.endswith("-old")]

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Mail from the command line: through a real mail server, and to one that says odd things."""
+"""Mail from the command line: through a real mail server, and to one with odd replies."""
 
 import email
 import email.policy
@@ -238,7 +238,7 @@ class OddServerTest(MailTest):
         self.assertIn("refuses the recipient g@h.i.", result.err)
         self.assertIn("server message:  550 no such user, not here, bye\n", result.err)
 
-    # Whatever the bytes of a reply are, its code counts.
+    # The code of a reply decides, even if its text is not UTF-8.
     def test_replies_that_are_no_utf8_mean_the_same_as_others(self):
         self.log_in()
         plain = "250-fake\r\n250 AUTH PLAIN"
@@ -264,7 +264,7 @@ class OddServerTest(MailTest):
                     self.assertEqual(self.outcome(arguments, replies, lambda number: number == wanted)[0], expected, wanted)
 
     def outcome(self, arguments, replies, mangles):
-        """The output of the program, without words of the server that are not UTF-8, and the count of replies."""
+        """The output of the program, without texts of the server that are not UTF-8, and the number of replies."""
         server, place = self.start_server(**{verb: [text] if isinstance(text, str) else list(text)
                                              for verb, text in replies.items()})
         server.mangles = mangles
@@ -409,7 +409,7 @@ class OddServerTest(MailTest):
             self.assertEqual(result.code, 130, result)
 
     def wait_until_asleep(self, process):
-        """Until it waits for the pipe: it catches SIGINT, and sleeps."""
+        """Waits until the program reads the pipe: it catches SIGINT, and sleeps."""
         deadline = time.monotonic() + TIME_LIMIT
         while True:
             status = dict(line.split(":\t") for line in

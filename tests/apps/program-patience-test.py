@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""What fails for now is tried again, by every command, through an outage, and not for ever."""
+"""Every command tries temporary failures again, through an outage, but not for ever."""
 
 import threading
 import time
@@ -15,7 +15,7 @@ BODY = bytes(i * 7 % 251 for i in range(100000))
 
 @not_on_windows("so many starts of the program take too long there")
 class EachCommandTest(FakeServerTest):
-    """Each failure that may pass, with each command."""
+    """Each temporary failure, with each command."""
 
     FAILURES = {
         "429": Fault(status=429), "502": Fault(status=502), "504": Fault(status=504),
@@ -57,11 +57,11 @@ class EachCommandTest(FakeServerTest):
         (self.folder / "r").mkdir()
         for name, (arguments, key, check) in commands.items():
             for failure, fault in self.FAILURES.items():
-                # The response to HEAD has no body, and so no S3 code.
+                # The response to HEAD has no body, and therefore no S3 code.
                 if name == "head" and fault.code:
                     continue
                 with self.subTest(name, failure=failure):
-                    # Before it deletes an object it asks whether there is one.
+                    # Before the program deletes an object, it asks whether the object exists.
                     self.check(arguments, key, [None, fault] if name == "rm" else [fault], check)
 
     def test_a_listing_that_breaks_within_its_body_passes(self):
@@ -94,7 +94,7 @@ class EachCommandTest(FakeServerTest):
                 self.server.faults[key] = [Fault(status=status, retry_after="100")]
                 began = time.monotonic()
                 result = self.run_program("--log-level", "info", *arguments)
-                # At a hundredth.
+                # Pauses are multiplied by 0.01.
                 self.assertGreater(time.monotonic() - began, 1)
                 self.assertIn("trying again in 1.0 s", result.err)
 
@@ -127,7 +127,7 @@ class OutageTest(FakeServerTest):
         result = self.run_program("--patience", "2", "s3", "restore", "--jobs", "2", "bucket", "r", code=1)
         elapsed = time.monotonic() - began
         self.assertGreater(elapsed, 2)
-        # Each file does not wait again.
+        # No file waits again.
         self.assertLess(elapsed, 20)
         self.assertEqual(result.err.count("NOT restored: "), self.COUNT)
 

@@ -12,7 +12,7 @@ from program import IS_WINDOWS, FakeServerTest, not_on_windows
 BODY = bytes(i * 7 % 251 for i in range(100000))
 PASSWORD = "proxy-secret"
 LOGIN = f"jo:{PASSWORD}"
-# The ways to have the proxies of the environment. On Windows the system's are those of the registry.
+# The options that use the proxies of the environment. On Windows those of the system are in the registry.
 BY_ENVIRONMENT = ((),) if IS_WINDOWS else ((), ("--proxy", "system"))
 
 
@@ -54,7 +54,7 @@ class GivenProxyTest(ProxyTest):
         self.run_program("--proxy", self.proxy.url, "s3", "restore", "bucket", "r")
         self.assertEqual(self.files_in("r"), {"a": BODY, "b": b"b"})
         endpoint = f"{self.server.endpoint}/bucket"
-        # The backup lists what is stored, too.
+        # The backup also lists the stored objects.
         self.assertEqual(sorted(line.split("?")[0] for line in self.proxy.requests),
                          [f"GET {endpoint}"] * 2 + [f"GET {endpoint}/a", f"GET {endpoint}/b", f"PUT {endpoint}/b"])
         self.assertEqual(self.proxy.logins, [None] * 5)
@@ -63,7 +63,7 @@ class GivenProxyTest(ProxyTest):
         server = self.start_ftp()
         self.run_program("ftp", "--tls", "none", "get", "/a", "f", "--proxy", self.proxy.url)
         self.assertEqual(self.read("f"), BODY)
-        # One for the commands, one for the data.
+        # One connection for the commands, one for the data.
         self.assertEqual({line.split(":")[0] for line in self.proxy.requests}, {"CONNECT 127.0.0.1"})
         self.assertEqual(self.proxy.requests[0], f"CONNECT {server.address}")
         self.assertEqual(len(self.proxy.requests), 2)
@@ -141,7 +141,7 @@ class SystemProxyTest(ProxyTest):
         self.assertEqual(self.proxy.requests[0], f"CONNECT {server.address}")
 
     def test_hosts_of_no_proxy_are_reached_without(self):
-        # libcurl by itself takes this list for one name.
+        # libcurl itself takes this list for one name.
         self.environment.update(http_proxy=self.proxy.url, no_proxy="other;127.0.0.1")
         self.get("--proxy", "system")
         self.assertEqual(self.proxy.requests, [])

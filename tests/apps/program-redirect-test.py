@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Where redirects lead the HTTP commands, and what stands in messages of the URLs."""
+"""Where redirects lead the HTTP commands, and how messages show the URLs."""
 
 import pathlib
 import shutil
@@ -148,7 +148,7 @@ class RedirectTest(HTTPTest):
 
     def test_the_time_limit_is_that_of_the_whole(self):
         self.http.redirect("/a", "/a")
-        # Not one of the twenty redirects alone takes so long.
+        # No single redirect of the twenty takes this long.
         self.http.delay = 0.1
         result = self.get(self.http.url + "/a", "--timeout", "0.5", code=1)
         self.assertIn("libcurl code:    28\n", result.err)
@@ -156,7 +156,7 @@ class RedirectTest(HTTPTest):
     def test_no_redirect_is_followed_after_the_time_limit(self):
         self.http.redirect("/a", "/a")
         for _ in range(10):
-            # libcurl may take a request that is over within a millisecond for one in time.
+            # libcurl may count a request that ends within a millisecond as in time.
             result = self.get(self.http.url + "/a", "--timeout", "0.001", code=1)
             self.assertIn("libcurl code:    28\n", result.err)
 
@@ -177,13 +177,13 @@ class ProxyRuleTest(HTTPTest):
         https.redirect("/a", self.http.url + "/b")
         self.http.redirect("/a", self.http.url.replace("127.0.0.1", "localhost") + "/b")
         self.http.answer("/b", BODY)
-        # The first URL has no proxy, the second one has.
+        # The first URL has no proxy, the second one has one.
         self.environment.update(http_proxy=proxy.url)
         self.get(https.url + "/a", "--proxy", "system", "--redirect-to-http")
         self.assertEqual(proxy.requests, [f"GET {self.http.url}/b"])
         self.assertEqual(self.read("f"), BODY)
         proxy.requests.clear()
-        # libcurl alone would take the proxy for both.
+        # libcurl itself would use the proxy for both.
         self.environment.update(no_proxy="other;localhost")
         self.get(self.http.url + "/a", "--proxy", "system")
         self.assertEqual(proxy.requests, [f"GET {self.http.url}/a"])

@@ -23,11 +23,11 @@ class S3Test(ProgramTest):
         self.addCleanup(self.empty_bucket)
 
     def empty_bucket(self):
-        # 3: it is empty already.
+        # 3: the bucket is already empty.
         self.assertIn(self.run_program("s3", "rm", "--recursive", BUCKET, "", code=None).code, (0, 3))
 
     def server_objects(self):
-        """What the bucket holds, by its keys, asked without the program."""
+        """The objects of the bucket, by their keys, read without the program."""
         server = SignedS3()
         self.addCleanup(server.close)
         return server.objects(BUCKET)

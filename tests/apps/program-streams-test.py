@@ -136,7 +136,7 @@ class FullTest(StreamsTest):
 
 @not_on_windows("streams of POSIX")
 class UnreadableTest(StreamsTest):
-    """Sources whose bytes do not all come."""
+    """Sources that do not deliver all their bytes."""
 
     def refuse(self, *arguments, reason, code=1, **options):
         result = self.run_program(*arguments, code=code, **options)
@@ -157,13 +157,13 @@ class UnreadableTest(StreamsTest):
             self.send_input(descriptor, f"Cannot read standard input: {reason}")
 
     def test_an_input_that_fails_half_way_is_no_shorter_mail(self):
-        # This end of a terminal fails after the bytes of the other one, when that is closed.
+        # If the other end of the terminal is closed, this end fails after the other end's bytes.
         terminal, other_end = pty.openpty()
         self.addCleanup(os.close, terminal)
         tty.setraw(other_end)
         os.write(other_end, b"beginning of the text\n")
         process = self.start(*SEND, "--security", "unencrypted", "--text", "-", stdin=terminal)
-        # Only when the bytes are read: the other end's buffer may be lost with it.
+        # Close only after the bytes are read: otherwise the buffer of the other end may be lost.
         deadline = time.monotonic() + TIME_LIMIT
         while select.select([terminal], [], [], 0)[0]:
             self.assertLess(time.monotonic(), deadline)
@@ -179,7 +179,7 @@ class UnreadableTest(StreamsTest):
         self.assertEqual(len(self.smtp.mails), 1)
 
     def test_a_file_that_does_not_tell_its_size_is_no_empty_file(self):
-        # One of which no end can be found, and one that says that it is empty.
+        # One file has no known end, and one reports that it is empty.
         for file in ("/proc/version", "/proc/self/cmdline"):
             for arguments in (["http", "put", file, self.url + "b"], ["s3", "put", file, "bucket", "b"],
                               ["ftp", "--tls", "none", "put", file, "/d/b"], [*SEND, "--text", file],
@@ -206,7 +206,7 @@ class UnreadableTest(StreamsTest):
                 self.s3.faults["ab"] = [S3Fault(then=shrink)]
                 self.ftp.faults["STOR *"] = [FTPFault(then=shrink)]
                 self.refuse(*arguments, reason="The file 'f' became shorter while it was read")
-        # This server makes a file only when its data has ended, which may be after the order to delete it.
+        # This server makes a file only at the end of its data, which may be after the command to delete it.
         stored = [path for path in self.ftp.files if ".vexil-part" not in path]
         self.assertEqual((list(self.s3.objects), stored), (["a"], ["/d/a"]))
 

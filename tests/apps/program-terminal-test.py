@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The program at a terminal: the line that shows progress, and Ctrl-C."""
+"""The program at a terminal: the progress line, and Ctrl-C."""
 
 import fcntl
 import os
@@ -20,13 +20,13 @@ CTRL_C = b"\x03"
 
 
 class Screen:
-    """What a terminal of so many columns shows."""
+    """The text that a terminal with this many columns shows."""
 
     def __init__(self, columns):
         self.columns = columns
         self.lines = [""]
         self.column = 0
-        self.drawn = []  # each line as it was before it was written over
+        self.drawn = []  # each line before it was overwritten
         self.has_wrapped = False
 
     def feed(self, text):
@@ -53,7 +53,7 @@ class Screen:
 @not_on_windows("what comes to this terminal is drawn by Wine, a character at a time with the cursor moved between")
 class TerminalTest(FakeServerTest):
     def start_at_terminal(self, *arguments, columns=80):
-        """With standard error at a terminal of its own, whose Ctrl-C it gets."""
+        """Runs with standard error at its own terminal, whose Ctrl-C reaches the program."""
         self.terminal, other_end = pty.openpty()
         self.addCleanup(os.close, self.terminal)
         fcntl.ioctl(other_end, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
@@ -68,7 +68,7 @@ class TerminalTest(FakeServerTest):
         return process
 
     def read_terminal(self, deadline):
-        """Whether something came; the other end is closed when the program has ended."""
+        """Whether data came; the other end is closed after the program has ended."""
         self.assertLess(time.monotonic(), deadline, self.screen.drawn)
         if not select.select([self.terminal], [], [], 1)[0]:
             return True
@@ -91,7 +91,7 @@ class TerminalTest(FakeServerTest):
         return self.finish(process).code
 
     def shown_at_the_end(self):
-        """A terminal sends the signal before it shows "^C", which may therefore come behind the program's message."""
+        """A terminal sends the signal before it shows "^C", which may therefore come after the program's message."""
         return [line.rstrip().removesuffix("^C").rstrip() for line in self.screen.lines]
 
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The file of --verbose-log: what is in it, what is not, and when it is there."""
+"""The file of --verbose-log: what it contains, what it does not contain, and when it exists."""
 
 import base64
 import os
@@ -24,7 +24,7 @@ class VerboseLogTest(FakeServerTest):
         return self.run_program("--verbose-log", "log.xml", *arguments, **options)
 
     def elements(self):
-        """The transfers in the log, which is complete and for its owner only."""
+        """The transfers in the log, after checks that it is complete and readable for its owner only."""
         if not IS_WINDOWS:
             self.assertEqual((self.folder / "log.xml").stat().st_mode & 0o777, 0o600)
         self.assertEqual([path.name for path in self.folder.glob(".*")], [])
@@ -38,7 +38,7 @@ class VerboseLogTest(FakeServerTest):
         return ["\n".join(message.text or "" for message in element) for element in self.elements()]
 
     def check_secret(self, secret, *logins):
-        """Neither as it is, nor in a login, is it in the log."""
+        """Checks that the text is not in the log, neither as it is nor as part of a login."""
         log = self.read("log.xml")
         encoded = [base64.b64encode(text.encode()) for text in (secret, *logins)]
         for text in (secret.encode(), *(text.rstrip(b"=") for text in encoded)):
@@ -75,7 +75,7 @@ class ContentTest(VerboseLogTest):
         element, = self.elements()
         bodies = [message for message in element if message.get("type") == "data"]
         shown = sum(int(message.get("bytes")) for message in bodies if message.tag == direction)
-        # Not all is held in memory until the end.
+        # The log is not kept in memory until the end.
         self.assertEqual(shown + int(element.get("bytesLeftOut", 0)), size)
         self.assertLess(shown, 200000)
         self.assertLessEqual({message.text for message in bodies}, {"~stripped~", "~stripped~..."})
@@ -84,11 +84,11 @@ class ContentTest(VerboseLogTest):
     def test_s3_has_one_element_for_each_try(self):
         for name in range(20):
             self.write(f"folder/{name}", BODY)
-        # So much that libcurl asks first: it tries a short body again by itself, where a kept connection has broken.
+        # So much that libcurl asks first: if a kept connection has failed, it sends a short body again itself.
         self.write("folder/7", BODY * 11)
         self.server.faults["7"] = [Fault(status=503, code="SlowDown"), Fault(cut=1000)]
         self.log("s3", "backup", "folder", "bucket", "--jobs", "5")
-        # The backup lists what is stored, too.
+        # The backup also lists the stored objects.
         self.assertEqual(len(self.elements()), 23)
         puts = [re.search("PUT /bucket/([0-9]+)", text) for text in self.texts()]
         self.assertEqual(sorted(put[1] for put in puts if put),
@@ -161,7 +161,7 @@ class ContentTest(VerboseLogTest):
             self.assertLess(logged - plain, 50 * 1024, arguments)
 
     def memory(self, *arguments):
-        """The most that the program had, in kB."""
+        """The peak memory of the program, in kB."""
         with open(self.folder / "out", "wb") as out:
             process = self.start(*arguments, stdout=out)
             process.stderr.read()
@@ -189,7 +189,7 @@ class OddBytesTest(VerboseLogTest):
     def test_what_xml_cannot_hold_is_replaced(self):
         odd = bytes(number for number in range(1, 256) if number not in (10, 13))
         url = self.serve(b"HTTP/1.1 200 OK\r\nX-Odd: [" + odd + b"]\r\nContent-Length: 256\r\n\r\n" + bytes(range(256)))
-        # The program takes no response of which it cannot read a header. Its log shows that header all the same.
+        # The program refuses a response with a header that it cannot read. Its log still shows that header.
         self.log("http", "get", url, "f", code=1)
         text, = self.texts()
         replaced = "".join(chr(number) if number == 9 or number >= 32 else "\ufffd" for number in odd)

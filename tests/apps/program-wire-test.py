@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The program against a server that fails in every way that a test can think of."""
+"""The program against a server that fails in every known way."""
 
 import os
 import pathlib
@@ -33,7 +33,7 @@ class UsageTest(ProgramTest):
             self.assertLessEqual(max(map(len, text.splitlines())), 80, text)
             self.assertEqual(self.run_program("help", *command).out, text)
 
-    # The exit codes are two columns, of which the second one is wrapped; an example is one line, or ends in a backslash.
+    # The exit codes are in two columns, and the second one is wrapped. An example is one line, or ends in a backslash.
     def test_help_fits_the_width(self):
         for columns in (48, 57, 72, 100):
             self.environment["COLUMNS"] = str(columns)
@@ -105,7 +105,7 @@ class UsageTest(ProgramTest):
         self.environment["VEXIL_S3_ENDPOINT"] = ""
         for arguments in (["ls", "b"], ["rm", "b", "k"], ["backup", ".", "b"], ["mb", "b"]):
             self.assertIn("VEXIL_S3_ENDPOINT is set to an empty value", self.run_program("s3", *arguments, code=2).err)
-        # One that is named counts.
+        # An option that is given has priority.
         self.run_program("--endpoint", "http://127.0.0.1:1", "--retries", "0", "s3", "ls", "b", code=1)
 
     def test_wrong_arguments_are_wrong_usage(self):
@@ -320,7 +320,7 @@ class DownloadTest(FakeServerTest):
         self.restore()
         self.assertEqual([headers.get("Range") for headers in self.server.gets("a")], [None] * 2)
         self.assertEqual(self.files_in("r"), {"a": BODY})
-        # What went to a pipe cannot be taken back.
+        # Bytes that were written to a pipe cannot be taken back.
         self.server.faults["a"] = [Fault(cut=30000)]
         self.assertEqual(self.run_program("s3", "get", "bucket", "a", code=1).raw_out, BODY[:30000])
 
@@ -362,7 +362,7 @@ class DownloadTest(FakeServerTest):
 
 
 class ContentTest(FakeServerTest):
-    """Objects whose content is not what their ETag stands for."""
+    """Objects with other content than their ETag says."""
 
     commands = (["restore", "bucket", "r"], ["get", "bucket", "a", "r/a"], ["get", "bucket", "a"])
 
@@ -473,7 +473,7 @@ class ContentTest(FakeServerTest):
             self.server.requests.clear()
             self.server.faults["a"] = [Fault(cut=30000)]
             self.write("r/a", b"old")
-            # What went to a pipe cannot be taken back.
+            # Bytes that were written to a pipe cannot be taken back.
             is_pipe = arguments == ["get", "bucket", "a"]
             result = self.run_program("s3", *arguments, code=1 if is_pipe else 0)
             self.assertEqual([headers.get("Range") for headers in self.server.gets("a")], [None] * (1 if is_pipe else 2))
@@ -489,7 +489,7 @@ class UploadTest(FakeServerTest):
         self.assertEqual(len(self.server.requests), 3)
 
     def test_an_upload_that_breaks_again_and_again_fails(self):
-        # libcurl asks before it sends so much, whatever its version.
+        # Every version of libcurl asks before it sends this much.
         self.write("f", BODY * 11)
         self.server.faults["a"] = [Fault(cut=1000)] * 7
         self.assertIn("response code: http 100", self.run_program("--retries", "5", "s3", "put", "f", "bucket", "a",
@@ -520,7 +520,7 @@ class KeyTest(FakeServerTest):
         self.assertIn(f"FAILED: {len(hostile)} objects", result.out)
 
     def restore_times(self, expected, lost, **modified):
-        """Restores what is both a file and a folder with these times of change."""
+        """Restores a name that is both a file and a folder, with these times of change."""
         self.server.modified = {key: f"2024-01-0{time}Z" for key, time in modified.items()}
         result = self.run_program("s3", "restore", "bucket", "r", code=1)
         for key in lost:
@@ -618,7 +618,7 @@ class DiskTest(FakeServerTest):
     @not_on_windows("a device")
     def test_a_full_device_is_an_error(self):
         self.server.objects = {"a": BODY}
-        # By a link, so that a program that puts a file in the device's place hits the link only.
+        # By a link, so that a program that replaces the device by a file only replaces the link.
         (self.folder / "full").symlink_to("/dev/full")
         result = self.run_program("s3", "get", "bucket", "a", "full", code=1)
         self.assertIn("Cannot write the file 'full': No space left on device", result.err)
@@ -742,7 +742,7 @@ class BackupTest(FakeServerTest):
     def test_an_entry_that_cannot_be_examined_is_named_and_the_rest_is_stored(self):
         self.write("f/listed/a")
         self.write("f/z")
-        # Its names can be read, but nothing about what they stand for.
+        # The names can be read, but nothing about the files.
         (self.folder / "f/listed").chmod(0o444)
         self.addCleanup((self.folder / "f/listed").chmod, 0o755)
         result = self.backup(code=1, **self.unprivileged_program())
@@ -836,7 +836,7 @@ class BackupTest(FakeServerTest):
         self.assertIn("NOT backed up: a: the file was changed", self.backup(code=1).err)
 
     def make_folder_of_a_file(self):
-        """A backup of the file "x", then what stood under its name becomes a folder."""
+        """A backup of the file "x", which then becomes a folder."""
         self.write("f/x", b"old")
         self.write("f/x!", b"!")
         self.backup("p")
@@ -964,12 +964,12 @@ class DeleteTest(FakeServerTest):
 
 
 def refer(name):
-    """Control characters as the references that XML 1.0 does not allow."""
+    """Writes control characters as references, which XML 1.0 does not allow."""
     return re.sub("[\x00-\x08\x0b-\x1f]", lambda match: f"&#x{ord(match[0]):x};", name)
 
 
 class OddKeyTest(FakeServerTest):
-    """Keys that XML changes or cannot hold."""
+    """Keys that XML changes or cannot contain."""
 
     odd = [" x", "\tx", "\n", "\r", "a\rb", "c\x01", "d\x1fe", "\ufffe", "e+ %25f", " &g"]
 
@@ -1029,10 +1029,10 @@ class OddKeyTest(FakeServerTest):
 
 
 class ListingTest(FakeServerTest):
-    """Listings that name what was not asked for, or lead in a circle."""
+    """Listings with unrequested keys, or that repeat themselves."""
 
     def refused(self, text):
-        """All that walks over a bucket ends with an error that holds the text, and changes nothing."""
+        """Every command that walks over a bucket ends with an error that contains the text, and changes nothing."""
         objects = dict(self.server.objects)
         for arguments in (["rm", "-r", "bucket", "p/"], ["restore", "bucket", "p/", "r"], ["ls", "bucket", "p/"]):
             result = self.run_program("s3", *arguments, code=1)

@@ -1,4 +1,4 @@
-"""Runs the program for a test and looks at what it leaves."""
+"""Runs the program for a test and examines the files that it leaves."""
 
 import os
 import pathlib
@@ -11,7 +11,7 @@ import unittest
 from fake_s3 import FakeS3
 
 PROGRAM = os.environ["VEXIL_PROGRAM"]
-# What runs a program of another system; none for one of this system.
+# The command that runs a program of another system; empty for this system.
 LAUNCHER = os.environ.get("VEXIL_PROGRAM_LAUNCHER", "").split()
 IS_WINDOWS = bool(LAUNCHER)
 SECRET = "very/secret+key"
@@ -23,7 +23,7 @@ ENDINGS = ((signal.SIGINT, 130),) if IS_WINDOWS else ((signal.SIGINT, 130), (sig
 
 
 def not_on_windows(reason):
-    """For a test whose means, or whose subject, are those of POSIX."""
+    """For a test that uses, or examines, features of POSIX."""
     return unittest.skipIf(IS_WINDOWS, reason)
 
 
@@ -50,7 +50,7 @@ class ProgramTest(unittest.TestCase):
         self.addCleanup(shutil.rmtree, self.folder, ignore_errors=True)
         self.environment = {**os.environ, "VEXIL_S3_ACCESS_KEY": "access", "VEXIL_S3_SECRET_KEY": SECRET}
         self.environment.pop("VEXIL_S3_ENDPOINT", None)
-        # Pauses of 2 ms to 0.3 s.
+        # Makes pauses 2 ms to 0.3 s long.
         self.environment["VEXIL_TEST_PAUSE_FACTOR"] = "0.01"
 
     def start(self, *arguments, before=None, program=PROGRAM, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
@@ -78,7 +78,7 @@ class ProgramTest(unittest.TestCase):
         return self.finish(process)
 
     def unprivileged_program(self):
-        """A copy that every user may run, and what makes a process another user's."""
+        """A copy of the program that every user may run, and the arguments that run a process as another user."""
         if os.getuid() != 0:
             return {}
         copy = self.folder / "program"
@@ -106,7 +106,7 @@ class ProgramTest(unittest.TestCase):
         return (self.folder / name).read_bytes()
 
     def files_in(self, name):
-        """All that is below a folder but folders, by its relative path: content, None for what is no regular file."""
+        """The content of all files below a folder, by their relative paths; None for an entry that is not a regular file."""
         top = self.folder / name
         return {str(path.relative_to(top)): path.read_bytes() if path.is_file() and not path.is_symlink() else None
                 for path in sorted(top.rglob("*")) if path.is_symlink() or not path.is_dir()}

@@ -1,9 +1,9 @@
 #!/usr/bin/python3
-"""Checks that what the documents quote from the examples stands there, line by line.
+"""Checks that the quotations from the examples in the documents are correct, line by line.
 
 Usage: quotes-test.py PROJECT_DIR
 
-A quotation is a fenced block behind a line "<!-- from FILE -->".
+A quotation is a fenced block after a line "<!-- from FILE -->".
 """
 import pathlib
 import re

@@ -3,9 +3,9 @@
 #
 # Usage: exports-test.sh LIBRARY [--update]
 #
-# Functions, data, virtual tables and type information of our own namespaces count; copies of inline functions
-# and templates do not, as the compiler decides about them. A DLL is compared with the same list, which is made from
-# the library for Linux; it must export nothing else.
+# Compared are functions, data, virtual tables and type information of our own namespaces, without copies of inline
+# functions and templates, because the compiler decides about them. A DLL is compared with the same list, which is made
+# from the library for Linux. It must export nothing else.
 set -euo pipefail
 
 library=${1:?usage: exports-test.sh LIBRARY [--update]}
@@ -19,7 +19,7 @@ exports() {
         LC_ALL=C sort -u
 }
 
-# All of them, but tables and thunks for bases, and the constants of classes, which are inline on Linux.
+# All exports, except tables and thunks for bases, and the constants of classes, which are inline on Linux.
 exports_of_dll() {
     x86_64-w64-mingw32-objdump --private-headers "$library" |
         sed -nE '/^\[Ordinal\/Name Pointer\] Table/,/^$/ s/^[[:space:]]+\[ *[0-9]+\] //p' |
@@ -29,12 +29,12 @@ exports_of_dll() {
         LC_ALL=C sort -u
 }
 
-# A DLL needs no names of types, and a class within another one leaves it only with a mark of its own.
+# A DLL needs no type names, and a nested class is exported only if it has its own export macro.
 expected_of_dll() {
     grep -vE '^typeinfo name for |^(VTT|vtable|typeinfo) for vexil::CAsyncNetRequestThread::CRemoveRequest$' "$list"
 }
 
-# What is `long` on one system is `long long` on the other, in the same place: sizes, and what libcurl calls back with.
+# Some types are `long` on one system and `long long` on the other: sizes, and arguments of libcurl's callbacks.
 without_long() {
     sed -E 's/\blong( long)?\b/long long/g' | LC_ALL=C sort -u
 }

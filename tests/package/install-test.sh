@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs the library into a folder of its own, then builds and runs a stranger's program against it, once by
+# Installs the library into a separate folder, then builds and runs a program outside this tree against it, once by
 # the CMake package and, for Linux, once by pkg-config.
 #
 # Usage: install-test.sh BUILD_DIR CXX [DEPENDENCIES]
@@ -20,7 +20,7 @@ launcher=()
 suffix=
 if [[ -n $dependencies ]]; then
     windows=$here/../../windows
-    # The root of this machine is Wine's drive Z.
+    # Wine's drive Z is the root of this machine.
     root=/Z:$work
     launcher=("$windows/run-under-wine.sh")
     cmake_arguments=(-DCMAKE_TOOLCHAIN_FILE="$windows/toolchain.cmake" -DVEXIL_WINDOWS_DEPS="$dependencies"
@@ -34,12 +34,12 @@ fail() {
     exit 1
 }
 
-# run PROGRAM ARGUMENT: what it prints, with a path of this machine's form.
+# run PROGRAM ARGUMENT: prints its output, with paths in the form of this machine.
 run() {
     "${launcher[@]}" "$@" | sed -E 's/\r$//; s/^Z://; /^\\/ y:\\:/:'
 }
 
-# check PROGRAM: it downloads, tells a failure by its type, and finds the certificates of this installation.
+# check PROGRAM: it downloads, recognises a failure by its type, and finds the certificates of this installation.
 check() {
     local output
     printf 'twelve bytes' >"$work/body"
@@ -58,7 +58,7 @@ if find "$prefix/include" -name '*.h' -print0 | xargs -0 grep -l '<wx/'; then
     fail 'a public header needs wxWidgets'
 fi
 
-# Each option of the manual page is alone on its line, with its value's name in capital letters.
+# Each option of the manual page is on its own line, with the name of its value in capital letters.
 if page=$(find "$prefix" -name vexil.1 | grep .); then
     grep -q '^\\fB\\-\\-verify\\fR' "$page" || fail 'the manual page lacks an option'
     if awk 'previous == ".TP" && /^\\fB\\-.*\\fR [^\\]*[a-z]/ { print; found = 1 } { previous = $0 } END { exit !found }' "$page"; then
@@ -71,15 +71,15 @@ cmake -S "$here/stranger" -B "$work/build" -G Ninja "${cmake_arguments[@]}" >"$w
 cmake --build "$work/build" >"$work/cmake.log" 2>&1 || fail "the build failed: $(cat "$work/cmake.log")"
 check "$work/build/stranger$suffix"
 
-# That libcurl lies beside it is taken for granted on Linux alone.
+# Only on Linux libcurl is expected next to it.
 [[ -z $dependencies ]] || exit 0
 
-# The configured prefix was another one; and an installed folder may be moved.
+# The configured prefix was different, and an installed folder may be moved.
 mv "$prefix" "$work/moved"
 prefix=$work/moved
 pkg_config_folder=$(dirname "$(find "$prefix" -name vexil.pc)")
 flags=$(PKG_CONFIG_PATH=$pkg_config_folder pkg-config --cflags --libs vexil)
-# shellcheck disable=SC2086  # one word a flag
+# shellcheck disable=SC2086  # one word per flag
 "$compiler" -std=c++20 "$here/stranger/main.cpp" $flags -Wl,-rpath,"$(dirname "$pkg_config_folder")" \
     -o "$work/by-pkg-config"
 check "$work/by-pkg-config$suffix"

@@ -3,14 +3,15 @@
 names begin with "guest-", whatever their passwords.
 
 Usage: aiosmtpd-server.py MAILS CERTIFICATES FIRST_PORT
-  MAILS          folder for what arrives: 00001.eml has the message to the byte, without the stuffed dots, and
-                 00001.json the envelope and how the session was secured; both are there before the client is told
+  MAILS          folder for the mails: 00001.eml contains the exact message, without the stuffed dots, and
+                 00001.json the envelope and how the session was secured; both are written before the client gets
+                 the reply
   CERTIFICATES   folder with cert.pem and key.pem
-  FIRST_PORT     plain and STARTTLS; behind it
+  FIRST_PORT     plain and STARTTLS; the next ones are:
            + 1   TLS from the first byte
            + 2   a server that offers neither STARTTLS nor a login
 
-Recipients that begin with "refused" are refused, as is a sender that does; logins are PLAIN and LOGIN.
+Recipients and senders that begin with "refused" are refused; logins are PLAIN and LOGIN.
 """
 import asyncio
 import itertools

@@ -19,7 +19,7 @@ here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
 # shellcheck source=tests/servers/common.sh
 source "$here/common.sh"
 
-# Another Python in front of the system's does not see the modules of Debian's packages.
+# Another Python that is first in PATH does not find the modules of Debian's packages.
 readonly python=/usr/bin/python3
 
 end_all() {

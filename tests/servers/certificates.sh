@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Makes throw-away certificates for servers on this machine; nothing of them is ever committed.
+# Makes temporary certificates for servers on this machine; they are never committed.
 #
 # Usage: tests/servers/certificates.sh DIR
-#   DIR/ca.pem                   the authority that a client is to trust
+#   DIR/ca.pem                   the authority that a client must trust
 #   DIR/cert.pem, DIR/key.pem    a server certificate for localhost and 127.0.0.1, signed by it
 #   DIR/wrong-ca.pem             an authority that has signed nothing
 set -euo pipefail
@@ -27,7 +27,7 @@ make_server_certificate() {
 }
 
 make_all() {
-    # A check between commands by hand: where a caller tests the status, the shell goes on after a failure.
+    # Checked by hand after each command: if a caller tests the status, `set -e` has no effect here.
     make_authority ca 'vexil test authority' &&
         make_server_certificate &&
         make_authority wrong-ca 'vexil unrelated authority'

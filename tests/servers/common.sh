@@ -1,11 +1,11 @@
 # shellcheck shell=bash
-# What the server scripts of this folder share; sourced, never run. The caller sets `daemons`, the folder that
-# holds one file with the process id of each daemon, `logs`, the folder with what each of them printed, and
-# `workdir`, the folder that holds both.
+# Functions of the server scripts of this folder; sourced, never run. The caller sets `daemons`, the folder with one
+# file for each daemon that contains its process id, `logs`, the folder with the output of each daemon, and `workdir`,
+# the folder of both.
 
 : "${daemons:?}" "${logs:?}" "${workdir:?}"
 
-# How long a server may take to start: far longer than it does, because the machine may have other work.
+# How long a server may take to start: far longer than usual, because the machine may be busy.
 # shellcheck disable=SC2034 # for the scripts that source this one
 readonly start_seconds=180
 
@@ -14,9 +14,9 @@ fail() {
     exit 1
 }
 
-# Prints the first of COUNT neighbouring ports that nobody listens on. They lie below the range from which the
-# system takes ports for outgoing connections. Between this look and the server's bind another process may take
-# one of them: the caller then tries again.
+# Prints the first of COUNT adjacent free ports. They are below the range from which the system takes ports for
+# outgoing connections. Between this check and the server's bind another process may take one of them: the caller then
+# tries again.
 find_ports() {
     python3 - "$1" <<'PYTHON'
 import random, socket, sys
@@ -49,13 +49,13 @@ interruptible() {
     return "$status"
 }
 
-# start_daemon NAME COMMAND...: in its own session, so that a Ctrl-C at the terminal leaves the end to us.
+# start_daemon NAME COMMAND...: in its own session, so that only this script reacts to a Ctrl-C at the terminal.
 start_daemon() {
     starting=$1
     shift
     setsid "$@" >"$logs/$starting.out" 2>&1 </dev/null &
     write_daemon_file "$starting" "$!"
-    # Otherwise the shell reports on standard error that it was killed.
+    # Otherwise the shell reports on standard error that the process was killed.
     disown "$!"
     starting=
 }
@@ -64,12 +64,12 @@ write_daemon_file() {
     printf '%s %s\n' "$2" "$(start_time_of "$2")" >"$daemons/$1.pid"
 }
 
-# Prints when process $1 began, in ticks since the system did; fails for one that has ended, also where nobody has
-# waited for it yet. A number and a time name one process for ever: the system gives the number alone to others later.
+# Prints when process $1 started, in ticks since the start of the system. Fails if it has ended, also if it is a zombie.
+# The process id and this time identify one process for ever: the system uses the id alone again later.
 start_time_of() {
     local status
     read -r status 2>/dev/null <"/proc/$1/stat" || return 1
-    # The name before the last parenthesis may itself hold blanks.
+    # The name before the last parenthesis may contain spaces.
     local -a fields
     read -ra fields <<<"${status##*) }"
     [[ ${fields[0]} != Z && ${fields[0]} != X ]] && printf '%s\n' "${fields[19]}"
@@ -81,7 +81,7 @@ is_alive() {
     [[ -n $began && $(start_time_of "$pid") == "$began" ]]
 }
 
-# end_daemon NAME SIGNAL: returns when it is gone; what does not obey within four seconds is killed.
+# end_daemon NAME SIGNAL: returns when the daemon has ended; after four seconds it is killed.
 end_daemon() {
     local name=$1 signal=$2 pid attempt
     for ((attempt = 0; attempt < 3000; attempt++)); do
@@ -98,7 +98,7 @@ end_daemon() {
     rm -f -- "$daemons/$name.pid"
 }
 
-# end_daemon_group NAME SIGNAL: also for what it has started and does not end itself.
+# end_daemon_group NAME SIGNAL: also for child processes that the daemon does not end itself.
 end_daemon_group() {
     local pid
     is_alive "$1" || return 0
@@ -107,7 +107,7 @@ end_daemon_group() {
     kill -s KILL -- "-$pid" 2>/dev/null || true
 }
 
-# wait_for NAME SECONDS COMMAND...: until COMMAND succeeds; fails when the daemon has ended or the time is over.
+# wait_for NAME SECONDS COMMAND...: until COMMAND succeeds; fails if the daemon has ended or the time is over.
 wait_for() {
     local name=$1 deadline=$((SECONDS + $2))
     shift 2
@@ -119,7 +119,7 @@ wait_for() {
     is_alive "$name"
 }
 
-# listens_on NAME PORT: asks for the owner of the socket, because somebody else may have taken the port.
+# listens_on NAME PORT: checks the owner of the socket, because another process may have taken the port.
 listens_on() {
     local pid socket
     read -r pid _ <"$daemons/$1.pid"
@@ -130,7 +130,7 @@ listens_on() {
 on_exit() {
     local status=$?
     trap '' HUP INT TERM
-    # A signal may come between the birth of a daemon and the note of its number.
+    # A signal may come between the start of a daemon and the record of its process id.
     if [[ -n $starting && -n ${!:-} ]]; then
         write_daemon_file "$starting" "$!"
     fi
@@ -142,7 +142,7 @@ on_exit() {
     exit "$status"
 }
 
-# Whatever ends a start early also ends what it started.
+# If the start ends early, all daemons that it has started are stopped.
 end_all_on_exit() {
     running=
     starting=
@@ -163,8 +163,8 @@ require_programs() {
     done
 }
 
-# start_or_fail NAME TEXT: start_all and write_env of the caller; again, on other ports, where the logs say by TEXT
-# that another process was faster at a port.
+# start_or_fail NAME TEXT: calls start_all and write_env of the caller; again, on other ports, if TEXT in the logs shows
+# that another process has taken a port.
 start_or_fail() {
     local attempt
     ! is_alive "$1" || fail "$1 runs in $workdir already: stop it first"

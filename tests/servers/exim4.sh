@@ -6,7 +6,7 @@
 #
 # WORKDIR/env sets VEXIL_EXIM_ENDPOINT (host:port; plain and STARTTLS), VEXIL_EXIM_TLS_ENDPOINT (implicit TLS),
 # VEXIL_EXIM_PLAIN_ENDPOINT (offers neither TLS nor a login), VEXIL_EXIM_CA, VEXIL_EXIM_WRONG_CA (paths of PEM files) and
-# VEXIL_EXIM_MAILS (the folder for what arrives, one file a mail, shortly after the client was told that it was taken).
+# VEXIL_EXIM_MAILS (the folder for the mails, one file per mail, written shortly after the reply to the client).
 # The user is tester, the password secret; recipients and senders that begin with "refused" are refused. Any number of
 # servers run side by side, each with a WORKDIR of its own. No root needed.
 set -euo pipefail
@@ -22,12 +22,12 @@ source "$here/common.sh"
 
 export PATH=$PATH:/usr/sbin:/sbin
 
-# It delivers nothing as root, so where root starts it, it is another user from its first instruction on.
+# It delivers nothing as root. If root starts it, it is started as another user.
 user=$(id -un)
 [[ $(id -u) != 0 ]] || user=nobody
 group=$(id -gn "$user")
 
-# Its deliveries run as processes of their own, which end by themselves; not behind our back.
+# Its deliveries would run as separate processes, of which this script knows nothing.
 end_all() {
     end_daemon_group exim TERM
     rm -f -- "$workdir/env"
@@ -37,7 +37,7 @@ make_files() {
     rm -rf -- "$workdir"/{daemons,log,spool,maildir,certificates,exim}
     mkdir -p -- "$workdir"/{daemons,log,spool,certificates} "$workdir"/maildir/{cur,new,tmp} || return
     "$here/certificates.sh" "$workdir/certificates" || return
-    # A copy has no set-user-ID bit, by which it would become root again for each delivery.
+    # A copy has no set-user-ID bit. With that bit it would become root again for each delivery.
     install -m 755 "$(command -v exim4)" "$workdir/exim" || return
     [[ $(id -u) != 0 ]] ||
         chown -R "$user:$group" "$workdir"/{log,spool,maildir,certificates} || return
@@ -118,7 +118,7 @@ listens_on_all() {
     done
 }
 
-# In the foreground, as a server that does not look through its queue.
+# In the foreground, as a server that does not process its queue.
 start_all() {
     make_files || return
     first_port=$(find_ports 3) || return
@@ -143,7 +143,7 @@ write_env() {
 
 start() {
     require_programs exim4 openssl python3 setpriv
-    # Its configuration gives these a meaning of their own.
+    # These characters have a special meaning in its configuration.
     [[ $workdir != *[[:space:]:\$\"\\%]* ]] || fail "Exim cannot work in a folder of this name: $workdir"
     start_or_fail exim 'address already in use'
 }

@@ -6,19 +6,18 @@
 #
 # WORKDIR/env sets VEXIL_HTTP_ENDPOINT, VEXIL_HTTPS_ENDPOINT, VEXIL_CA, VEXIL_WRONG_CA (paths of PEM files),
 # VEXIL_HTTP_ROOT (the folder that is served), VEXIL_HTTP_USERS (the file with the users of /auth/, to which a test may
-# add some) and, where VEXIL_S3_ENDPOINT was set at the start,
-# VEXIL_S3_TLS_ENDPOINT. No root needed.
+# add some) and, if VEXIL_S3_ENDPOINT was set at the start, VEXIL_S3_TLS_ENDPOINT. No root needed.
 #
-#   /static/                a.txt, large.bin (1 MiB) and whatever a test puts there; ranges, ETag
+#   /static/                a.txt, large.bin (1 MiB) and files that a test puts there; ranges, ETag
 #   /dav/PATH               PUT, DELETE, MKCOL, COPY, MOVE and GET; folders are made as needed
 #   /redirect/CODE          301 302 303 307 308 to /static/a.txt
 #   /redirect-dav/CODE/PATH the same to /dav/PATH
 #   /loop                   a redirect to itself
-#   /auth/                  basic authentication, tester and secret; holds a.txt
+#   /auth/                  basic authentication, tester and secret; contains a.txt
 #   /status/CODE            204 400 401 403 404 409 429 500 502 503 with a short body
 #   /echo/                  the request as the server saw it: method, target, protocol, some headers
-#   /slow/                  as /static/, 20 kB a second
-#   /gzip/                  as /static/, compressed where the client asks for it
+#   /slow/                  like /static/, 20 kB per second
+#   /gzip/                  like /static/, compressed if the client asks for it
 set -euo pipefail
 
 usage='usage: nginx.sh start|stop WORKDIR'
@@ -47,7 +46,7 @@ make_files() {
     head -c 1048576 /dev/urandom >"$workdir/www/static/large.bin"
 }
 
-# nginx knows no variable as the status of a return.
+# nginx accepts no variable as the status of a return.
 redirect_locations() {
     local code
     for code in 301 302 303 307 308; do
@@ -65,7 +64,7 @@ status_locations() {
     done
 }
 
-# Everything reaches the S3 server as the client has sent it, above all the raw target and Host, which are signed.
+# Everything reaches the S3 server unchanged, above all the raw target and Host, which are signed.
 s3_server() {
     [[ -n ${VEXIL_S3_ENDPOINT:-} ]] || return 0
     cat <<CONF
@@ -87,7 +86,7 @@ CONF
 }
 
 write_config() {
-    # Started by root the workers would become another user, who cannot enter the folder.
+    # If root started it, the workers would become another user, who cannot enter the folder.
     local user=
     [[ $(id -u) != 0 ]] || user='user root;'
     cat >"$workdir/nginx.conf" <<CONF
@@ -107,7 +106,7 @@ http {
   uwsgi_temp_path $workdir/tmp/uwsgi;
   scgi_temp_path $workdir/tmp/scgi;
   client_max_body_size 0;
-  # a slash more or less is another object
+  # one slash more or less would be another object
   merge_slashes off;
   keepalive_timeout 65;
   keepalive_requests 1000000;
@@ -142,7 +141,7 @@ $(s3_server)
 CONF
 }
 
-# It writes this file after it has taken all its ports.
+# nginx writes this file after it has bound all its ports.
 is_ready() {
     [[ -s $workdir/daemons/nginx.ready ]]
 }
@@ -176,7 +175,7 @@ write_env() {
 
 start() {
     require_programs nginx openssl python3
-    # Its configuration has no way to write a path with these.
+    # Its configuration cannot contain a path with these characters.
     [[ $workdir != *[[:space:]\;\{\}\"\'\$\\]* ]] || fail "nginx cannot work in a folder of this name: $workdir"
     start_or_fail nginx 'address already in use'
 }

@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
 # Private FTP servers on free ports of 127.0.0.1: ProFTPD, plain and with explicit TLS. One of them demands that each
 # data connection resumes the TLS session of its control connection, which is this server's default, and shows links as
-# what they lead to; the other does neither.
+# their targets; the other does neither.
 #
 # Usage: tests/servers/proftpd.sh start WORKDIR    prints nothing, writes WORKDIR/env
 #        tests/servers/proftpd.sh stop WORKDIR     ends them; files and logs stay in WORKDIR
 #
 # WORKDIR/env sets VEXIL_PROFTPD_ENDPOINT (host:port), VEXIL_PROFTPD_STRICT_ENDPOINT (the one that demands TLS and
 # resumed sessions), VEXIL_PROFTPD_CA, VEXIL_PROFTPD_WRONG_CA (paths of PEM files) and VEXIL_PROFTPD_ROOT (the folder
-# that both serve, which to the client is "/"). The user is tester, the password secret. Any number of servers run side
+# that both serve, which is "/" for the client). The user is tester, the password secret. Any number of servers run side
 # by side, each with a WORKDIR of its own. Needs root: the server changes its root at each login.
 set -euo pipefail
 
@@ -54,9 +54,9 @@ make_users() {
     )
 }
 
-# make_config FILE LINES: as a program for one connection (inetd.py). The server's own daemon sleeps for 0.4 s after each
-# one. Without the switch of DelayEngine each login would wait. In Debian 13 some modules are files that were within the
-# program before; that of the delays is not loaded.
+# make_config FILE LINES: for a program that serves one connection (inetd.py). The server's own daemon sleeps for 0.4 s
+# after each connection. Without the DelayEngine line each login would wait. In Debian 13 some modules are separate files;
+# the module of the delays is not loaded.
 make_config() {
     local name
     for name in ls xfer; do
@@ -104,7 +104,7 @@ $2
 CONF
 }
 
-# A server that does not know a directive ends with each connection, without a word to the client.
+# If the server does not know a directive, it ends each connection without a message to the client.
 check_configs() {
     local config
     for config in normal strict; do

@@ -5,7 +5,7 @@
 #        tests/servers/pure-ftpd.sh stop WORKDIR     ends it; files and logs stay in WORKDIR
 #
 # WORKDIR/env sets VEXIL_PUREFTPD_ENDPOINT (host:port), VEXIL_PUREFTPD_CA, VEXIL_PUREFTPD_WRONG_CA (paths of PEM files)
-# and VEXIL_PUREFTPD_ROOT (the folder that is served, which to the client is "/"). Its user is tester, the password
+# and VEXIL_PUREFTPD_ROOT (the served folder, which is "/" for the client). Its user is tester, the password
 # secret. Any number of servers run side by side, each with a WORKDIR of its own. Needs root: the server changes root
 # and user at each login.
 set -euo pipefail
@@ -21,7 +21,7 @@ source "$here/common.sh"
 
 export PATH=$PATH:/usr/sbin:/sbin
 
-# nobody and nogroup: it refuses the user 0.
+# nobody and nogroup: the server refuses the user 0.
 readonly owner=65534
 
 end_all() {
@@ -37,7 +37,7 @@ make_files() {
     make_users
 }
 
-# Hashed here: the hash of pure-pw itself takes two seconds a login. "/./" ends the part that becomes "/".
+# Hashed here: the hash of pure-pw itself takes two seconds per login. "/./" ends the part that becomes "/".
 make_users() {
     local hash
     hash=$(openssl passwd -1 secret) || return
@@ -75,7 +75,7 @@ write_env() {
 start() {
     require_programs pure-ftpd pure-pw openssl python3
     [[ $(id -u) == 0 ]] || fail "pure-ftpd needs root"
-    # Its users and options have no way to write a path with these.
+    # Its users and options cannot contain a path with these characters.
     [[ $workdir != *[:,]* ]] || fail "pure-ftpd cannot work in a folder of this name: $workdir"
     start_or_fail pure-ftpd 'address already in use'
 }

@@ -3,12 +3,12 @@
 names begin with "guest-", whatever their passwords.
 
 Usage: pyftpdlib-server.py ROOT CERTIFICATES FIRST_PORT
-  ROOT           folder that is served, "/" to the client; it holds home/tester
+  ROOT           the served folder, "/" for the client; it contains home/tester
   CERTIFICATES   folder with cert.pem and key.pem
-  FIRST_PORT     plain and explicit TLS; behind it
+  FIRST_PORT     plain and explicit TLS; the next ones are:
            + 1   implicit TLS
            + 2   plain; the user begins in /home/tester instead of "/"
-           + 3   plain; a server of the time before RFC 3659 and 4217, without MLSD, MLST and TLS
+           + 3   plain; a server from before RFC 3659 and 4217, without MLSD, MLST and TLS
 """
 import os
 import sys
@@ -27,8 +27,8 @@ class Users(DummyAuthorizer):
 
 
 class DataConnection(TLS_DTPHandler):
-    """Begins TLS before the transfer command has come, as clients do that begin it at once: by itself the library
-    takes what they send for data nobody has asked for, and closes the connection."""
+    """Begins TLS before the transfer command has come, because some clients begin it at once. By default the library
+    takes their bytes for unexpected data and closes the connection."""
 
     def readable(self):
         return self._ssl_accepting or super().readable()
@@ -37,7 +37,7 @@ class DataConnection(TLS_DTPHandler):
 class Explicit(TLS_FTPHandler):
     dtp_handler = DataConnection
     auth_failed_timeout = 0
-    # It cannot be used under TLS; so all take the same way.
+    # sendfile() cannot be used under TLS; this way all servers work alike.
     use_sendfile = False
 
 

@@ -7,7 +7,7 @@
 # WORKDIR/env sets VEXIL_FTP_ENDPOINT (host:port; plain and explicit TLS), VEXIL_FTPS_ENDPOINT (implicit TLS),
 # VEXIL_FTP_HOME_ENDPOINT (plain; a login begins in /home/tester), VEXIL_FTP_OLD_ENDPOINT (plain; knows neither MLSD
 # and MLST nor TLS), VEXIL_FTP_CA, VEXIL_FTP_WRONG_CA (paths of PEM files) and VEXIL_FTP_ROOT (the folder that all of them serve,
-# which to the client is "/"). The user is tester, the password secret. Any number of servers run side by side, each
+# which is "/" for the client). The user is tester, the password secret. Any number of servers run side by side, each
 # with a WORKDIR of its own. No root needed.
 set -euo pipefail
 
@@ -20,7 +20,7 @@ here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
 # shellcheck source=tests/servers/common.sh
 source "$here/common.sh"
 
-# Another Python in front of the system's does not see the modules of Debian's packages.
+# Another Python that is first in PATH does not find the modules of Debian's packages.
 readonly python=/usr/bin/python3
 
 end_all() {

@@ -2,7 +2,7 @@
 # A private S3 server: one Ceph monitor, one object store in memory and one gateway, all on free ports of 127.0.0.1.
 #
 # Usage: tests/servers/radosgw.sh start WORKDIR    prints nothing, writes WORKDIR/env
-#        tests/servers/radosgw.sh stop WORKDIR     ends all and drops the data; logs stay in WORKDIR/log
+#        tests/servers/radosgw.sh stop WORKDIR     stops all and deletes the data; logs stay in WORKDIR/log
 #
 # WORKDIR/env sets VEXIL_S3_ENDPOINT, VEXIL_S3_ACCESS_KEY and VEXIL_S3_SECRET_KEY; the keys are new for each start.
 # Any number of servers run side by side, each with a WORKDIR of its own. No root needed. The server has no bucket.
@@ -23,7 +23,7 @@ export PATH=$PATH:/usr/sbin:/sbin
 readonly osd_ports=32
 readonly store_bytes=$((8 << 30))
 
-# Nothing is worth a tidy end: the data is dropped anyway, and the store would first write all of it to the disk.
+# No orderly end: the data is deleted anyway, and the store would first write all of it to the disk.
 end_all() {
     local name
     for name in gateway osd monitor; do
@@ -48,7 +48,7 @@ ms bind ipv4 = true
 ms bind ipv6 = false
 ms bind port min = $((monitor_port + 1))
 ms bind port max = $((monitor_port + osd_ports))
-# a taken port is answered by a start on other ports, not by waiting for it
+# if a port is taken, the script starts again on other ports and does not wait for it
 ms bind retry count = 1
 # one trusted user on loopback: no keyrings
 auth cluster required = none
@@ -59,7 +59,7 @@ run dir = $workdir
 crash dir = $logs
 log file = $logs/\$name.log
 log to stderr = false
-# the path of a socket is limited to 107 bytes, the path of WORKDIR is not
+# the path of a socket has at most 107 bytes, that of WORKDIR may have more
 admin socket =
 pid file =
 osd pool default size = 1
@@ -71,7 +71,7 @@ osd crush chooseleaf type = 0
 mon allow pool size one = true
 mon warn on pool no redundancy = false
 mon max pg per osd = 1000
-# each pool made on first use would otherwise take a second
+# otherwise each pool that is made on first use takes a second
 paxos propose interval = 0.05
 paxos min wait = 0.01
 # a developer's disk may be nearly full
@@ -88,12 +88,12 @@ osd objectstore = memstore
 memstore device bytes = $store_bytes
 osd max object name len = 2048
 osd class dir = $class_dir
-# the store would tell its place before it knows the cluster, and now and then die of "wrong fsid"
+# the store would report its location before it knows the cluster, and sometimes end with "wrong fsid"
 osd crush update on start = false
 osd class update on start = false
 [client.rgw.a]
 rgw data = $workdir/gateway
-# a client that stands still for a minute is one of a machine with other work
+# on a busy machine a client may stop for a minute
 rgw frontends = beast endpoint=127.0.0.1:$gateway_port tcp_nodelay=1 request_timeout_ms=0
 rgw thread pool size = 32
 rgw enable usage log = false
@@ -103,13 +103,13 @@ rgw enable quota threads = false
 rgw run sync thread = false
 rgw dynamic resharding = false
 rgw override bucket index max shards = 1
-# the memory of deleted objects comes back within a minute, not after two hours
+# the memory of deleted objects is freed within a minute, not after two hours
 rgw gc obj min wait = 20
 rgw gc processor period = 10
 CONF
 }
 
-# Runs one step of the start with its output in a log.
+# Runs one step of the start and writes its output to a log.
 step() {
     local name=$1
     shift
@@ -134,12 +134,12 @@ start_monitor() {
         --addv a "[v1:127.0.0.1:$monitor_port]" "$workdir/monmap" || return
     step monitor-mkfs ceph-mon -c "$config" --mkfs -i a --monmap "$workdir/monmap" || return
     start_daemon monitor ceph-mon -c "$config" -f -i a
-    # The port first: the question to a monitor that has none takes half a minute to fail.
+    # Check the port first: a request to a monitor that does not listen takes half a minute to fail.
     {
         wait_for monitor "$start_seconds" listens_on monitor "$monitor_port" &&
             wait_for monitor "$start_seconds" is_our_monitor
     } || {
-        problem='the monitor does not answer' culprit=monitor
+        problem='the monitor does not respond' culprit=monitor
         return 1
     }
 }
@@ -163,13 +163,13 @@ start_gateway() {
         problem='the gateway does not listen' culprit=gateway
         return 1
     }
-    # Every user of the machine can read the arguments of a program, but the keys open nothing except this server.
+    # Every user of the machine can read the arguments of a program, but the keys are only for this server.
     step user-create radosgw-admin -c "$config" -n client.rgw.a user create --uid=tester --display-name=tester \
         --access-key="$VEXIL_S3_ACCESS_KEY" --secret="$VEXIL_S3_SECRET_KEY" || return
     step warm-up python3 -B "$here/s3-warm-up.py"
 }
 
-# Ceph 18 of Debian looks for it relative to the current folder.
+# Ceph 18 of Debian looks for this file relative to the current folder.
 find_class_dir() {
     dirname -- "$(dpkg-query -L ceph-base | grep -m 1 '/rados-classes/libcls_rgw\.so')"
 }
@@ -236,7 +236,7 @@ start() {
             return
         fi
         end_all
-        # Once more whatever it was: a monitor that has just begun now and then refuses its first commands.
+        # Try once more after any failure: a monitor that has just started sometimes refuses its first commands.
         ((attempt == 1)) || was_port_taken || break
     done
     show_logs_of "$culprit"

@@ -1,7 +1,7 @@
 """Makes and deletes one bucket with one object, so that the server has made its storage pools.
 
-The first bucket and the first object would otherwise take a second each, in the middle of a test.
-It also proves that the server behind the port is ours: only that one knows the keys.
+Otherwise the first bucket and the first object take a second each, in the middle of a test.
+It also proves that the server at the port is ours: no other server knows the keys.
 """
 import os
 

@@ -1,4 +1,4 @@
-"""Signed requests to the private S3 server, by Python alone: what they see does not depend on the code under test."""
+"""Signed requests to the private S3 server, in Python: their results do not depend on the code under test."""
 
 import base64
 import email.utils
@@ -23,7 +23,7 @@ class SignedS3:
         self.connection.close()
 
     def request(self, method, path, expected_status=200, query=""):
-        """Path and query are encoded already; the body of the answer."""
+        """Path and query must be encoded. Returns the body of the response."""
         date = email.utils.formatdate(usegmt=True)
         text = "%s\n\n\n%s\n%s" % (method, date, path)
         signature = base64.b64encode(hmac.new(self.secret_key.encode(), text.encode(), hashlib.sha1).digest()).decode()

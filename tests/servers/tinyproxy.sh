@@ -26,7 +26,7 @@ end_all() {
     rm -f -- "$workdir/env"
 }
 
-# write_config NAME PORT LOG. Without a ConnectPort all ports may be tunnelled to.
+# write_config NAME PORT LOG. Without a ConnectPort it opens tunnels to all ports.
 write_config() {
     cat >"$workdir/$1.conf" <<CONF
 Port $2

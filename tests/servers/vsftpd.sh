@@ -8,7 +8,7 @@
 #
 # WORKDIR/env sets VEXIL_VSFTPD_ENDPOINT (host:port), VEXIL_VSFTPD_STRICT_ENDPOINT (the one that demands TLS and resumed
 # sessions), VEXIL_VSFTPD_CA, VEXIL_VSFTPD_WRONG_CA (paths of PEM files) and VEXIL_VSFTPD_ROOT (the folder that both serve,
-# which to the client is "/"). The user is anonymous, with any password; only /pub can be written to. Any number of
+# which is "/" for the client). The user is anonymous, with any password; only /pub can be written to. Any number of
 # servers run side by side, each with a WORKDIR of its own. Needs root: the server changes root and user at each login.
 set -euo pipefail
 
@@ -24,7 +24,7 @@ source "$here/common.sh"
 server=$("$here/../../scripts/unpack-packages.sh" --print vsftpd)/usr/sbin/vsftpd
 readonly server
 
-# Its home directory must exist, as nobody's does not.
+# Its home directory must exist; that of nobody does not.
 readonly owner=daemon
 
 end_all() {
@@ -33,7 +33,7 @@ end_all() {
     rm -f -- "$workdir/env"
 }
 
-# It refuses a root directory that the user can write to.
+# vsftpd refuses a root directory that the user can write to.
 make_files() {
     rm -rf -- "$workdir"/{daemons,log,root,certificates,empty}
     mkdir -p -- "$workdir"/{daemons,log,root/pub,certificates,empty} || return
@@ -42,7 +42,7 @@ make_files() {
     "$here/certificates.sh" "$workdir/certificates"
 }
 
-# make_config FILE PORT YES|NO: with the demand or without it.
+# make_config FILE PORT YES|NO: whether sessions must be resumed.
 make_config() {
     cat >"$1" <<CONF
 listen=YES

@@ -1,15 +1,15 @@
 #!/usr/bin/env bash
-# Runs a command beside private servers and ends them afterwards, whatever happens.
+# Runs a command with private servers and stops them afterwards, also after a failure.
 #
 # Usage: tests/servers/with-servers.sh [s3] [nginx] [ftp] [pureftpd] [proftpd] [vsftpd] [tinyproxy] [smtp] [exim] -- COMMAND...
 #
 # COMMAND finds the addresses and keys in its environment: see radosgw.sh for s3, nginx.sh for nginx, which with s3
 # also puts TLS in front of the S3 server, pyftpdlib.sh for ftp, pure-ftpd.sh, proftpd.sh, vsftpd.sh, tinyproxy.sh,
-# aiosmtpd.sh for smtp and exim4.sh. The exit status is that of COMMAND; 125 where a server did not start. COMMAND reads nothing from standard
-# input, and no proxy settings reach it: the servers are on this machine.
+# aiosmtpd.sh for smtp and exim4.sh. The exit status is that of COMMAND; 125 if a server did not
+# start. COMMAND gets no standard input and no proxy settings: the servers are on this machine.
 # shellcheck disable=SC2317 # the functions that only a trap calls
 set -euo pipefail
-# Jobs get process groups of their own. Without that bash makes them ignore Ctrl-C, and so whatever they start.
+# Jobs get their own process groups. Otherwise bash makes them and their children ignore Ctrl-C.
 set -m
 
 here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
@@ -33,8 +33,8 @@ end_servers() {
     rm -rf -- "$dir"
 }
 
-# A test runner whose time is over kills this script and all its descendants, and no trap runs. The guard is nobody's
-# descendant; it reads from a pipe that only this script holds open, so it wakes when the script is gone.
+# After a time-out a test runner kills this script and all its descendants, and no trap runs. The guard is not a
+# descendant. It reads from a pipe that only this script keeps open, so it wakes when the script has ended.
 start_guard() {
     exec {alive}> >(setsid "$here/with-servers.sh" --guard "$dir" <&0 >/dev/null 2>&1 &)
 }
@@ -46,7 +46,7 @@ if [[ ${1:-} == --guard ]]; then
     exit
 fi
 
-# Waits for a job so that a signal's trap runs at once.
+# Waits for a job in a way that runs a signal's trap at once.
 run_job() {
     "$@" </dev/null {alive}>&- &
     job=$!
@@ -56,10 +56,10 @@ run_job() {
     return "$status"
 }
 
-# The whole group of the job: what the command has started would otherwise outlive its servers.
+# Ends the whole group of the job: otherwise child processes of the command would outlive its servers.
 end_job() {
     local attempt
-    # Its death is wanted: no report of it on standard error.
+    # The end is wanted: no report on standard error.
     disown "$job"
     kill -TERM -- "-$job" 2>/dev/null || true
     for ((attempt = 0; attempt < 100; attempt++)); do
