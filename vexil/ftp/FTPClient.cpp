@@ -2,6 +2,7 @@
 
 #include "vexil/net/LineEnd.h"
 #include "vexil/net/RequestSetupCall.h"
+#include "vexil/net/UploadArguments.h"
 #include "zet/MTRand.h"
 #include "zet/MemoryInStream.h"
 #include "zet/URI.h"
@@ -221,12 +222,7 @@ void CFTPClient::prepareUpload(const char* place, CNetRequest& request, const St
 void CFTPClient::prepareUploadRequest(CNetRequest& request, const String& path, const void* data, int size,
                                       bool createMissingDirs) {
     static constexpr char place[] = "CFTPClient::prepareUploadRequest";
-    if (size < 0) {
-        throw CInvalidArgError(place, "size must not be negative");
-    }
-    if (!data && size > 0) {
-        throw CInvalidArgError(place, "data must not be null");
-    }
+    checkUploadMemory(place, data, size);
     prepareUpload(place, request, path, createMissingDirs);
     request.setSendDataStream(new zet::CMemoryInStream(data, size));
     request.setSendDataSize(size);
@@ -236,12 +232,7 @@ void CFTPClient::prepareUploadRequest(CNetRequest& request, const String& path, 
                                       int64 size, bool createMissingDirs) {
     static constexpr char place[] = "CFTPClient::prepareUploadRequest";
     const P<zet::IInStream> held = data;
-    if (!data) {
-        throw CInvalidArgError(place, "data stream must not be null");
-    }
-    if (size < 0) {
-        throw CInvalidArgError(place, "size must not be negative");
-    }
+    checkUploadStream(place, data, size);
     const P<CRestSource> source = new CRestSource(data);
     prepareUpload(place, request, path, createMissingDirs);
     request.setSendDataSource(source);

@@ -1,16 +1,13 @@
 #include "vexil/s3/S3Client.h"
 
-#include "sigil/Base64.h"
 #include "sigil/Digest.h"
-#include "sigil/HMAC.h"
 #include "vexil/net/LineEnd.h"
 #include "vexil/net/RequestSetupCall.h"
 #include "vexil/s3/S3BaseURL.h"
+#include "vexil/s3/S3HeaderMap.h"
+#include "vexil/s3/S3SignerV2.h"
 #include "vexil/s3/S3XmlReduction.h"
 #include "zet/Thread.h"
-#include "zet/TimeFields.h"
-
-#include <algorithm>
 
 namespace vexil {
 
@@ -20,7 +17,16 @@ namespace {
 [[gnu::used]] const int64* const neededConstant = &CS3Client::maxPutSize;
 
 constexpr char defaultHost[] = "s3.amazonaws.com";
-constexpr char amzPrefix[] = "x-amz-";
+constexpr CS3SignerV2 signer;
+
+/// Reads the headers from the request's list, because the hook and the caller may have added some.
+CS3RequestToSign describe(const CNetRequest& request) {
+    CS3RequestToSign parts{request.getHTTPMethod(), request.getURL(), {}};
+    if (const P<CNetHeaders> list = request.getCustomHTTPHeaders()) {
+        list->fillMap(parts.headers);
+    }
+    return parts;
+}
 
 }  // namespace
 
@@ -60,8 +66,8 @@ P<CNetHeaders> CS3Client::beginPrepareRequest(CNetRequest& request, const String
     request.setSSLVerifyPeer(m_sslVerifyPeer);
     request.setReceiveBufferLimits(-1, maxErrorDocumentBytes);
     P<CNetHeaders> headers = new CNetHeaders;
-    headers->add("Date",
-                 zet::CTimeFields(getCurrentTime(), zet::CTimeFields::FieldTypeUTC).toInternetTimestamp());
+    const auto [name, value] = signer.makeTimeHeader(getCurrentTime());
+    headers->add(name, value);
     request.setCustomHTTPHeaders(headers);
     callRequestSetup(m_requestSetup, request, "CS3Client::setRequestSetup");
     return headers;
@@ -82,76 +88,36 @@ void CS3Client::signRequest(CNetRequest* request) {
     if (isNew) {
         headers = new CNetHeaders;
     }
-    headers->add("Authorization", "AWS " + m_accessKeyId + ":" + getSignature(request));
+    for (const auto& [name, value] : signer.sign(describe(*request), {m_accessKeyId, m_secretKeyUTF8})) {
+        headers->add(name, value);
+    }
     if (isNew) {
         request->setCustomHTTPHeaders(headers);
     }
 }
 
 String CS3Client::getSignature(CNetRequest* request) {
-    const std::string text = getStringToSign(request).toUTF8();
-    sigil::calcHMAC_SHA1(m_signature, text.data(), static_cast<int>(text.size()), m_secretKeyUTF8.data(),
-                         static_cast<int>(m_secretKeyUTF8.size()));
-    return sigil::base64Encode(m_signature.getData(), m_signature.getUsed(), true, false);
+    return CS3SignerV2::makeSignature(describe(*request), m_secretKeyUTF8);
 }
 
 String CS3Client::getStringToSign(CNetRequest* request) {
-    TMap<String, String> headers;
-    if (const P<CNetHeaders> list = request->getCustomHTTPHeaders()) {
-        list->fillMap(headers);
-    }
-    // An x-amz-date header replaces the Date header; this line then stays empty.
-    const bool hasAMZDate = headers.contains("x-amz-date");
-    return request->getHTTPMethod() + "\n" +                                     //
-           getHeaderFromMap(headers, "content-md5") + "\n" +                     //
-           getHeaderFromMap(headers, "content-type") + "\n" +                    //
-           (hasAMZDate ? String() : getHeaderFromMap(headers, "date")) + "\n" +  //
-           getCanonicalizedAMZHeaders(headers) + getCanonicalizedResource(request->getURL());
+    return CS3SignerV2::makeStringToSign(describe(*request));
 }
 
 String CS3Client::getCanonicalizedAMZHeaders(const TMap<String, String>& headers) {
-    TArray<String> names;
-    for (const auto& [name, value] : headers) {
-        if (name.startsWith(amzPrefix)) {
-            names.push_back(name);
-        }
-    }
-    std::sort(names.begin(), names.end());
-    String lines;
-    for (const String& name : names) {
-        String value = getHeaderFromMap(headers, name);
-        makeSingleLineHeaderValue(value);
-        lines += name + ":" + value + "\n";
-    }
-    return lines;
+    return CS3SignerV2::canonicalizeAMZHeaders(headers);
 }
 
 String CS3Client::getCanonicalizedResource(const String& url) {
-    constexpr char separator[] = "://";
-    const std::size_t schemeEnd = url.find(separator);
-    const std::size_t start =
-        schemeEnd == String::npos ? String::npos : url.find(L'/', schemeEnd + sizeof separator - 1);
-    if (start == String::npos) {
-        throw CError("Invalid Amazon S3 query URL: '" + url + "'.");
-    }
-    const String resource = url.substr(start);
-    const std::size_t query = resource.find(L'?');
-    const bool isPlain = query == String::npos || (resource.find(L'=', query) == String::npos &&
-                                                   resource.find(L'&', query) == String::npos);
-    return isPlain ? resource : resource.substr(0, query);
+    return CS3SignerV2::canonicalizeResource(url);
 }
 
 void CS3Client::makeSingleLineHeaderValue(String& value) {
-    for (std::size_t lineFeed; (lineFeed = value.find(L'\n')) != String::npos;) {
-        String tail = value.substr(lineFeed);
-        tail.trimLeft();
-        value = value.substr(0, lineFeed) + " " + tail;
-    }
+    CS3SignerV2::makeSingleLine(value);
 }
 
 String CS3Client::getHeaderFromMap(const TMap<String, String>& headers, const String& name) {
-    const auto found = headers.find(name);
-    return found == headers.end() ? String() : found->second;
+    return findHeader(headers, name);
 }
 
 }  // namespace vexil

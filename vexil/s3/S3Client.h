@@ -31,8 +31,8 @@ struct CS3ObjectRange;
 /// CNetRequest::reset(): make your own settings after a preparation or, for the operations, in the hook of
 /// setRequestSetup(). Response bodies go to the request's default receive buffer unless a stream is given.
 ///
-/// Thread safety: one thread at a time, because signature and digest are computed in the client's own
-/// buffers. Copies share only the hook and may be used on different threads. The static members may be
+/// Thread safety: one thread at a time, because the digest of a put is computed in the client's own
+/// object. Copies share only the hook and may be used on different threads. The static members may be
 /// called from any thread.
 ///
 /// Lifetime: after a preparation the request keeps a reference to the stream until it is reset. An operation
@@ -394,7 +394,6 @@ private:
     bool m_printDebugInfo = false;
     bool m_sslVerifyPeer = true;
     bool m_verifiesETag = false;
-    TBuffer<unsigned char> m_signature;
     P<INetRequestSetup> m_requestSetup;
 };
 

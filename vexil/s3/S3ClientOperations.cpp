@@ -2,6 +2,7 @@
 #include "vexil/net/CURLError.h"
 #include "vexil/net/ErrorClassification.h"
 #include "vexil/net/LineEnd.h"
+#include "vexil/net/UploadArguments.h"
 #include "vexil/s3/S3Client.h"
 #include "vexil/s3/S3ContentMD5.h"
 #include "vexil/s3/S3CopyObjectResult.h"
@@ -141,12 +142,7 @@ void CS3Client::preparePutObjectRequest(CNetRequest& request, const String& buck
                                         const void* data, int size, const String& contentType) {
     static constexpr char place[] = "CS3Client::preparePutObjectRequest";
     checkNames(place, bucket, object);
-    if (size < 0) {
-        throw CInvalidArgError(place, "size must not be negative");
-    }
-    if (!data && size > 0) {
-        throw CInvalidArgError(place, "data must not be null");
-    }
+    checkUploadMemory(place, data, size);
     checkContentType(place, contentType);
     beginPreparePut(request, bucket, object, calcContentMD5(data, size), contentType);
     request.setSendDataStream(new zet::CMemoryInStream(data, size));
@@ -166,12 +162,7 @@ void CS3Client::preparePutObjectRequest(CNetRequest& request, const String& buck
     static constexpr char place[] = "CS3Client::preparePutObjectRequest";
     const P<zet::IInStream> held = data;
     checkNames(place, bucket, object);
-    if (!data) {
-        throw CInvalidArgError(place, "data stream must not be null");
-    }
-    if (size < 0) {
-        throw CInvalidArgError(place, "size must not be negative");
-    }
+    checkUploadStream(place, data, size);
     if (size > maxPutSize) {
         throw CInvalidArgError(place, "size must not exceed " + String::fromInt(maxPutSize) +
                                           " bytes, the limit of a single put");

@@ -3,6 +3,7 @@
 #include "sigil/Base64.h"
 #include "vexil/net/ErrorClassification.h"
 #include "vexil/s3/S3Client.h"
+#include "vexil/s3/S3HeaderMap.h"
 
 #include <array>
 #include <optional>
@@ -12,11 +13,6 @@ namespace vexil {
 namespace {
 
 constexpr std::size_t md5Bytes = 16;
-
-String getHeader(const TMap<String, String>& headers, const char* name) {
-    const auto found = headers.find(name);
-    return found == headers.end() ? String() : found->second;
-}
 
 int getHexDigit(wchar_t character) {
     if (character >= L'0' && character <= L'9') {
@@ -47,7 +43,7 @@ std::optional<std::array<unsigned char, md5Bytes>> parseMD5(const String& eTag) 
 
 /// True if the encryption headers show that the ETag is not computed from the plain content.
 bool isEncryptedWithOwnKey(const TMap<String, String>& headers) {
-    const String algorithm = getHeader(headers, "x-amz-server-side-encryption");
+    const String algorithm = findHeader(headers, "x-amz-server-side-encryption");
     return (!algorithm.isEmpty() && !(algorithm == "AES256")) ||
            headers.contains("x-amz-server-side-encryption-customer-algorithm");
 }
@@ -55,7 +51,7 @@ bool isEncryptedWithOwnKey(const TMap<String, String>& headers) {
 }  // namespace
 
 String CS3Client::getContentMD5(const TMap<String, String>& responseHeaders) {
-    const auto bytes = parseMD5(getHeader(responseHeaders, "etag"));
+    const auto bytes = parseMD5(findHeader(responseHeaders, "etag"));
     return bytes && !isEncryptedWithOwnKey(responseHeaders)
                ? sigil::base64Encode(bytes->data(), static_cast<int>(bytes->size()), true, false)
                : String();
@@ -71,7 +67,7 @@ void verifyContentMD5(const TMap<String, String>& responseHeaders, const String&
     const String expected = CS3Client::getContentMD5(responseHeaders);
     if (!expected.isEmpty() && !(expected == contentMD5)) {
         throw makeTransientError("The content has the MD5 " + contentMD5 + ", but the ETag " +
-                                 getHeader(responseHeaders, "etag") + " of the object stands for " +
+                                 findHeader(responseHeaders, "etag") + " of the object stands for " +
                                  expected + ".");
     }
 }

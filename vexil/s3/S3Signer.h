@@ -1,0 +1,47 @@
+/// \file
+/// The interface between the S3 client and the versions of the signature.
+#pragma once
+
+#include "vexil/BaseTypes.h"
+#include "zet/Time.h"
+
+#include <string>
+#include <utility>
+
+namespace vexil {
+
+/// Name and value of a header.
+using CS3Header = std::pair<String, String>;
+
+/// The parts of a request that are signed.
+struct CS3RequestToSign {
+    String method;                 ///< HTTP method
+    String url;                    ///< with its query, escaped as it is sent
+    TMap<String, String> headers;  ///< by lower-case name; the hash of the body is one of them
+};
+
+/// The keys of an account. References: valid during a call.
+struct CS3SigningKeys {
+    const String& accessKeyId;
+    const std::string& secretKey;  ///< UTF-8
+};
+
+/// One version of the signature. An implementation owns what only its version needs, such as a region.
+///
+/// A signature depends only on the arguments. To sign a further try, make a new time header and sign the unsigned
+/// request again.
+///
+/// Any thread.
+class IS3Signer {
+public:
+    /// The header that tells the service the time of the request. It is added before the request is signed.
+    virtual CS3Header makeTimeHeader(const zet::CTime& time) const = 0;
+    /// Makes the headers to add to the request, in this order, after all others.
+    virtual TArray<CS3Header> sign(const CS3RequestToSign& request, const CS3SigningKeys& keys) const = 0;
+
+protected:
+    // Not virtual: signers are constants and are never deleted through the interface.
+    ~IS3Signer() = default;
+};
+
+}  // namespace vexil

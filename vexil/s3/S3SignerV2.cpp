@@ -1,0 +1,85 @@
+#include "vexil/s3/S3SignerV2.h"
+
+#include "sigil/Base64.h"
+#include "sigil/HMAC.h"
+#include "vexil/s3/S3HeaderMap.h"
+#include "zet/TimeFields.h"
+
+#include <algorithm>
+
+namespace vexil {
+
+namespace {
+
+constexpr char amzPrefix[] = "x-amz-";
+
+}  // namespace
+
+CS3Header CS3SignerV2::makeTimeHeader(const zet::CTime& time) const {
+    return {"Date", zet::CTimeFields(time, zet::CTimeFields::FieldTypeUTC).toInternetTimestamp()};
+}
+
+TArray<CS3Header> CS3SignerV2::sign(const CS3RequestToSign& request, const CS3SigningKeys& keys) const {
+    return {{"Authorization", "AWS " + keys.accessKeyId + ":" + makeSignature(request, keys.secretKey)}};
+}
+
+String CS3SignerV2::makeSignature(const CS3RequestToSign& request, const std::string& secretKey) {
+    const std::string text = makeStringToSign(request).toUTF8();
+    TBuffer<unsigned char> hash;
+    sigil::calcHMAC_SHA1(hash, text.data(), static_cast<int>(text.size()), secretKey.data(),
+                         static_cast<int>(secretKey.size()));
+    return sigil::base64Encode(hash.getData(), hash.getUsed(), true, false);
+}
+
+String CS3SignerV2::makeStringToSign(const CS3RequestToSign& request) {
+    const TMap<String, String>& headers = request.headers;
+    // An x-amz-date header replaces the Date header; this line then stays empty.
+    const bool hasAMZDate = headers.contains("x-amz-date");
+    return request.method + "\n" +                                         //
+           findHeader(headers, "content-md5") + "\n" +                     //
+           findHeader(headers, "content-type") + "\n" +                    //
+           (hasAMZDate ? String() : findHeader(headers, "date")) + "\n" +  //
+           canonicalizeAMZHeaders(headers) + canonicalizeResource(request.url);
+}
+
+String CS3SignerV2::canonicalizeAMZHeaders(const TMap<String, String>& headers) {
+    TArray<String> names;
+    for (const auto& [name, value] : headers) {
+        if (name.startsWith(amzPrefix)) {
+            names.push_back(name);
+        }
+    }
+    std::sort(names.begin(), names.end());
+    String lines;
+    for (const String& name : names) {
+        String value = findHeader(headers, name);
+        makeSingleLine(value);
+        lines += name + ":" + value + "\n";
+    }
+    return lines;
+}
+
+String CS3SignerV2::canonicalizeResource(const String& url) {
+    constexpr char separator[] = "://";
+    const std::size_t schemeEnd = url.find(separator);
+    const std::size_t start =
+        schemeEnd == String::npos ? String::npos : url.find(L'/', schemeEnd + sizeof separator - 1);
+    if (start == String::npos) {
+        throw CError("Invalid Amazon S3 query URL: '" + url + "'.");
+    }
+    const String resource = url.substr(start);
+    const std::size_t query = resource.find(L'?');
+    const bool isPlain = query == String::npos || (resource.find(L'=', query) == String::npos &&
+                                                   resource.find(L'&', query) == String::npos);
+    return isPlain ? resource : resource.substr(0, query);
+}
+
+void CS3SignerV2::makeSingleLine(String& headerValue) {
+    for (std::size_t lineFeed; (lineFeed = headerValue.find(L'\n')) != String::npos;) {
+        String tail = headerValue.substr(lineFeed);
+        tail.trimLeft();
+        headerValue = headerValue.substr(0, lineFeed) + " " + tail;
+    }
+}
+
+}  // namespace vexil

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "vexil/s3/S3Signer.h"
+
+namespace vexil {
+
+/// Signature version 2: HMAC-SHA1 over method, some headers and the resource, in the header Authorization.
+class CS3SignerV2 final : public IS3Signer {
+public:
+    CS3Header makeTimeHeader(const zet::CTime& time) const override;
+    /// \throws CError "Invalid Amazon S3 query URL: '...'." if the URL has no path
+    TArray<CS3Header> sign(const CS3RequestToSign& request, const CS3SigningKeys& keys) const override;
+
+    /// @{
+
+    /// The steps of sign(); see the members of CS3Client with similar names.
+    static String makeSignature(const CS3RequestToSign& request, const std::string& secretKey);
+    static String makeStringToSign(const CS3RequestToSign& request);
+    static String canonicalizeAMZHeaders(const TMap<String, String>& headers);
+    static String canonicalizeResource(const String& url);
+    static void makeSingleLine(String& headerValue);
+    /// @}
+};
+
+}  // namespace vexil
