@@ -134,7 +134,7 @@ TEST_F(S3PutStream, MustNotEndBeforeItsSize) {
     request.setURL("http://untouched/");
     Stream stream("before hell", 7);
     EXPECT_EQ(plainErrorOf([&] { client.putObject(request, "b", "k", &stream, 5, ""); }),
-              "The stream ends after 4 of the 5 bytes of the object.");
+              "The stream ends after 4 of 5 bytes.");
     EXPECT_EQ(request.getURL(), "http://untouched/");
     EXPECT_EQ(peer.connectionCount(), 0u);
 }
@@ -144,8 +144,7 @@ TEST_F(S3PutStream, MustNotShrinkMeanwhile) {
     const P<Stream> stream = new Stream("hello");
     client.preparePutObjectRequest(request, "b", "k", stream, 5, "");
     stream->bytes = "hel";
-    EXPECT_EQ(plainErrorOf([&] { client.performRequest(request); }),
-              "The stream ends after 3 of the 5 bytes of the object.");
+    EXPECT_EQ(plainErrorOf([&] { client.performRequest(request); }), "The stream ends after 3 of 5 bytes.");
 }
 
 TEST_F(S3PutStream, ThrowsWhatTheStreamThrows) {
@@ -167,7 +166,7 @@ TEST_F(S3PutStream, RefusesMoreBytesThanWereAskedFor) {
     };
     Liar stream;
     EXPECT_EQ(plainErrorOf([&] { client.putObject(request, "b", "k", &stream, 5, ""); }),
-              "The stream returned 6 bytes where 0 to 5 were requested.");
+              "The stream returned 6 bytes where 0 to 5 were asked for.");
 }
 
 // ---- get -------------------------------------------------------------------------------------------------

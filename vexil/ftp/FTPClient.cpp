@@ -3,8 +3,10 @@
 #include "vexil/net/LineEnd.h"
 #include "vexil/net/RequestSetupCall.h"
 #include "vexil/net/UploadArguments.h"
+#include "zet/ASCII.h"
 #include "zet/MTRand.h"
 #include "zet/MemoryInStream.h"
+#include "zet/StreamRange.h"
 #include "zet/URI.h"
 
 #include <algorithm>
@@ -19,27 +21,6 @@ namespace {
 constexpr int maxLevels = 1000;
 constexpr int replyGoodbye = 221;
 constexpr int replyFileBusy = 450;
-
-/// The rest of a stream as a file's content. Positions count from the stream's position at construction, because a
-/// request rewinds its source to 0 when it is performed.
-class CRestSource : public virtual CBase, public CNetRequest::IDataSource {
-public:
-    explicit CRestSource(zet::IInStream* stream) : m_stream(stream), m_start(stream->getPosition()) {}
-
-    int read(void* buffer, int maxLength, const TMap<String, String>&) override {
-        return m_stream->read(buffer, maxLength);
-    }
-    int64 getSize() override {
-        const int64 size = m_stream->getSize();
-        return size < 0 ? size : size - m_start;
-    }
-    void seek(int64 position) override { m_stream->seek(m_start + position); }
-    int64 getPosition() override { return m_stream->getPosition() - m_start; }
-
-private:
-    const P<zet::IInStream> m_stream;
-    const int64 m_start;
-};
 
 void check(bool isWrong, const char* place, const char* what) {
     if (isWrong) {
@@ -72,10 +53,6 @@ String makeDummyPath(const String& directory) {
     return directory + "/__dummy" + String(std::to_wstring(zet::CMTRand::getGlobal()->rand64()));
 }
 
-bool isHexDigit(wchar_t c) {
-    return (c >= L'0' && c <= L'9') || (c >= L'a' && c <= L'f') || (c >= L'A' && c <= L'F');
-}
-
 /// True if a name changes its meaning, or is invalid, as URL text.
 bool isChangedByURL(const String& name) {
     if (name.view().find_first_of(L" \t#?") != std::wstring_view::npos ||
@@ -84,7 +61,7 @@ bool isChangedByURL(const String& name) {
     }
     for (std::size_t i = name.find(L'%'); i != String::npos; i = name.find(L'%', i + 1)) {
         // Reading past the end gives a NUL.
-        if (isHexDigit(name[i + 1]) && isHexDigit(name[i + 2])) {
+        if (zet::isHexDigit(name[i + 1]) && zet::isHexDigit(name[i + 2])) {
             return true;
         }
     }
@@ -233,9 +210,9 @@ void CFTPClient::prepareUploadRequest(CNetRequest& request, const String& path, 
     static constexpr char place[] = "CFTPClient::prepareUploadRequest";
     const P<zet::IInStream> held = data;
     checkUploadStream(place, data, size);
-    const P<CRestSource> source = new CRestSource(data);
+    const P<zet::CStreamRange> rest = new zet::CStreamRange(data);
     prepareUpload(place, request, path, createMissingDirs);
-    request.setSendDataSource(source);
+    request.setSendDataStream(rest);
     request.setSendDataSize(size);
 }
 

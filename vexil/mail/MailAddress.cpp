@@ -2,6 +2,7 @@
 
 #include "vexil/mail/MimeMessage.h"
 #include "vexil/net/LineEnd.h"
+#include "zet/ASCII.h"
 
 #include <algorithm>
 
@@ -12,8 +13,7 @@ namespace {
 constexpr std::size_t maxLine = 76;
 
 bool canStandUnquoted(wchar_t c) {
-    return (c >= L'0' && c <= L'9') || (c >= L'A' && c <= L'Z') || (c >= L'a' && c <= L'z') || c == L'-' ||
-           c == L' ';
+    return zet::isAlphanumeric(c) || c == L'-' || c == L' ';
 }
 
 /// True if a name can be written as plain words (RFC 5322).

@@ -2,6 +2,7 @@
 
 #include "vexil/mail/BodyEncoding.h"
 #include "vexil/net/LineEnd.h"
+#include "zet/ASCII.h"
 #include "zet/BufferStream.h"
 #include "zet/URI.h"
 
@@ -26,12 +27,7 @@ constexpr std::size_t maxNameBytes = 255;
 constexpr std::size_t maxPlainHeaderText = 900;
 
 bool isASCII(const String& text) {
-    return std::all_of(text.view().begin(), text.view().end(),
-                       [](wchar_t c) { return static_cast<std::uint32_t>(c) < 128; });
-}
-
-bool isLetterOrDigit(char c) noexcept {
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9');
+    return std::all_of(text.view().begin(), text.view().end(), zet::isASCII<wchar_t>);
 }
 
 bool continuesCharacter(char byte) noexcept {
@@ -43,7 +39,7 @@ class CEncodedWords {
 public:
     void add(char byte) {
         static constexpr char digits[] = "0123456789ABCDEF";
-        if (isLetterOrDigit(byte)) {
+        if (zet::isAlphanumeric(byte)) {
             m_chunk += byte;
             return;
         }
@@ -88,7 +84,7 @@ bool isFoldedWell(std::wstring_view field) {
 }
 
 bool isSpaceOrControl(wchar_t c) {
-    return c <= L' ' || c == 127;
+    return c == L' ' || zet::isControl(c);
 }
 
 void checkFieldName(const String& name, const char* place) {
@@ -164,9 +160,8 @@ bool isPlainBody(std::string_view text) {
 }
 
 void checkFileName(const String& name) {
-    const auto isControl = [](wchar_t c) { return c < L' ' || c == 127; };
     if (name.isEmpty() || name.toUTF8().size() > maxNameBytes ||
-        std::any_of(name.view().begin(), name.view().end(), isControl)) {
+        std::any_of(name.view().begin(), name.view().end(), zet::isControl<wchar_t>)) {
         throw CInvalidArgError("CMimeMessage::createAttachment",
                                "name must have 1 to 255 bytes and no control characters");
     }

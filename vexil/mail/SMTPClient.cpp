@@ -2,6 +2,7 @@
 
 #include "vexil/net/LineEnd.h"
 #include "vexil/net/RequestSetupCall.h"
+#include "zet/ASCII.h"
 #include "zet/BufferStream.h"
 #include "zet/Log.h"
 
@@ -31,8 +32,7 @@ bool isOneAddress(std::wstring_view address) {
     bool isQuoted = false;
     for (std::size_t i = 0; i < address.size(); ++i) {
         const wchar_t c = address[i];
-        const bool isControl = c < L' ' || c == 127;
-        if (isControl || (!isQuoted && (c == L' ' || c == L'<' || c == L'>'))) {
+        if (zet::isControl(c) || (!isQuoted && (c == L' ' || c == L'<' || c == L'>'))) {
             return false;
         }
         isQuoted = isQuoted != (c == L'"');

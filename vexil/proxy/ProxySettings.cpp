@@ -2,6 +2,7 @@
 
 #include "vexil/net/URLRedaction.h"
 #include "vexil/proxy/UserProxySource.h"
+#include "zet/ASCII.h"
 
 #include <algorithm>
 #include <string_view>
@@ -25,8 +26,7 @@ void split(const String& list, Take take) {
 }
 
 bool isNumber(const String& text) {
-    return !text.isEmpty() && std::all_of(text.view().begin(), text.view().end(),
-                                          [](wchar_t c) { return c >= L'0' && c <= L'9'; });
+    return !text.isEmpty() && std::all_of(text.view().begin(), text.view().end(), zet::isDigit<wchar_t>);
 }
 
 /// The host of a URL without its scheme and ":", unchanged.

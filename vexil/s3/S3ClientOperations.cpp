@@ -11,6 +11,7 @@
 #include "vexil/s3/S3XmlReduction.h"
 #include "zet/MemoryInStream.h"
 #include "zet/ParseNumber.h"
+#include "zet/StreamRange.h"
 
 #include <limits>
 #include <memory>
@@ -168,7 +169,8 @@ void CS3Client::preparePutObjectRequest(CNetRequest& request, const String& buck
                                           " bytes, the limit of a single put");
     }
     checkContentType(place, contentType);
-    const P<CS3ObjectSource> source = new CS3ObjectSource(data, size);
+    const P<CNetRequest::CStreamDataSource> source =
+        new CNetRequest::CStreamDataSource(new zet::CStreamRange(data, size));
     const String contentMD5 = calcContentMD5(*source);
     beginPreparePut(request, bucket, object, contentMD5, contentType);
     request.setSendDataSource(source);

@@ -4,6 +4,7 @@
 #include "vexil/net/ErrorClassification.h"
 #include "vexil/s3/S3Client.h"
 #include "vexil/s3/S3HeaderMap.h"
+#include "vexil/s3/S3HexDigit.h"
 
 #include <array>
 #include <optional>
@@ -14,14 +15,6 @@ namespace {
 
 constexpr std::size_t md5Bytes = 16;
 
-int getHexDigit(wchar_t character) {
-    if (character >= L'0' && character <= L'9') {
-        return character - L'0';
-    }
-    const int letter = character | 0x20;
-    return letter >= L'a' && letter <= L'f' && character < 0x80 ? letter - L'a' + 10 : -1;
-}
-
 /// The bytes of 32 hexadecimal digits, with or without quotes: not every service sends quotes.
 std::optional<std::array<unsigned char, md5Bytes>> parseMD5(const String& eTag) {
     const bool isQuoted = eTag.length() >= 2 && eTag.startsWith("\"") && eTag.endsWith("\"");
@@ -31,8 +24,8 @@ std::optional<std::array<unsigned char, md5Bytes>> parseMD5(const String& eTag) 
     }
     std::array<unsigned char, md5Bytes> bytes{};
     for (std::size_t i = 0; i < md5Bytes; ++i) {
-        const int high = getHexDigit(digits[2 * i]);
-        const int low = getHexDigit(digits[2 * i + 1]);
+        const int high = getHexDigitValue(digits[2 * i]);
+        const int low = getHexDigitValue(digits[2 * i + 1]);
         if (high < 0 || low < 0) {
             return std::nullopt;
         }

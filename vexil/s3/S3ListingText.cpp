@@ -1,5 +1,8 @@
 #include "vexil/s3/S3ListingText.h"
 
+#include "vexil/s3/S3HexDigit.h"
+#include "zet/ASCII.h"
+
 #include <algorithm>
 #include <optional>
 
@@ -19,21 +22,13 @@ bool isXMLCharacter(char32_t character) {
            (character > 0xFFFF && character <= maxCharacter);
 }
 
-int getHexDigit(char character) {
-    if (character >= '0' && character <= '9') {
-        return character - '0';
-    }
-    const int letter = character | 0x20;
-    return letter >= 'a' && letter <= 'f' ? letter - 'a' + 10 : -1;
-}
-
 /// The byte that two hexadecimal digits stand for.
 std::optional<char> readHexByte(std::string_view text) {
     if (text.size() < 2) {
         return std::nullopt;
     }
-    const int high = getHexDigit(text[0]);
-    const int low = getHexDigit(text[1]);
+    const int high = getHexDigitValue(text[0]);
+    const int low = getHexDigitValue(text[1]);
     return high < 0 || low < 0 ? std::nullopt : std::optional(static_cast<char>(high * 16 + low));
 }
 
@@ -105,7 +100,7 @@ std::optional<CReference> readReference(std::string_view text) {
     char32_t character = 0;
     std::size_t end = start;
     for (; end < text.size() && text[end] != ';'; ++end) {
-        const int digit = getHexDigit(text[end]);
+        const int digit = getHexDigitValue(text[end]);
         if (digit < 0 || (!isHex && digit > 9)) {
             return std::nullopt;
         }
@@ -123,8 +118,7 @@ bool declaresOtherEncoding(std::string_view document) {
                document.starts_with("<\0"sv) || document.starts_with("\0<"sv);
     }
     std::string declaration(document.substr(0, document.find("?>")));
-    std::transform(declaration.begin(), declaration.end(), declaration.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c; });
+    std::transform(declaration.begin(), declaration.end(), declaration.begin(), zet::toLower<char>);
     return declaration.find("encoding") != std::string::npos &&
            declaration.find("utf-8") == std::string::npos;
 }
@@ -227,9 +221,8 @@ CS3ListedName readListedName(const String& text, bool isURLEncoded) {
 String escapeBytes(std::string_view bytes) {
     std::string text;
     for (const char byte : bytes) {
-        const bool isPlain = (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') ||
-                             (byte >= '0' && byte <= '9') || byte == '-' || byte == '.' || byte == '_' ||
-                             byte == '~';
+        const bool isPlain =
+            zet::isAlphanumeric(byte) || byte == '-' || byte == '.' || byte == '_' || byte == '~';
         if (isPlain) {
             text += byte;
         } else {

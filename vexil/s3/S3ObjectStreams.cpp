@@ -3,8 +3,6 @@
 #include "vexil/net/ErrorClassification.h"
 #include "vexil/net/HTTPContentRange.h"
 
-#include <algorithm>
-
 namespace vexil {
 
 namespace {
@@ -36,37 +34,6 @@ String describe(const CS3ObjectRange& range) {
 }
 
 }  // namespace
-
-CS3ObjectSource::CS3ObjectSource(zet::IInStream* stream, int64 size)
-    : m_stream(stream), m_start(stream->getPosition()), m_size(size) {}
-
-CS3ObjectSource::~CS3ObjectSource() = default;
-
-int CS3ObjectSource::read(void* buffer, int maxLength, const TMap<String, String>&) {
-    const int wanted = static_cast<int>(std::min<int64>(maxLength, m_size - m_position));
-    if (wanted <= 0) {
-        return 0;
-    }
-    const int length = m_stream->read(buffer, wanted);
-    if (length < 0 || length > wanted) {
-        throw CError("The stream returned " + String::fromInt(length) + " bytes where 0 to " +
-                     String::fromInt(wanted) + " were requested.");
-    }
-    if (length == 0) {
-        throw CError("The stream ends after " + String::fromInt(m_position) + " of the " +
-                     String::fromInt(m_size) + " bytes of the object.");
-    }
-    m_position += length;
-    return length;
-}
-
-void CS3ObjectSource::seek(int64 position) {
-    if (position < 0 || position > m_size) {
-        throw CError("The position is outside the object.");
-    }
-    m_stream->seek(m_start + position);
-    m_position = position;
-}
 
 CS3ObjectSink::CS3ObjectSink(zet::IOutStream* stream, CNetRequest::IDataSink* errorSink,
                              const CS3ObjectRange& range, const P<sigil::IDigest>& digest)

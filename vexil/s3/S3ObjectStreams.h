@@ -1,11 +1,10 @@
 /// \file
-/// Connects streams to requests for the bodies of objects, so that a transfer can be repeated.
+/// Writes the bodies of objects to streams, so that a transfer can be repeated.
 #pragma once
 
 #include "sigil/Digest.h"
 #include "vexil/BaseTypes.h"
 #include "vexil/net/NetRequest.h"
-#include "zet/InStream.h"
 #include "zet/OutStream.h"
 
 namespace vexil {
@@ -16,26 +15,6 @@ struct CS3ObjectRange {
     int64 length;  ///< bytes; -1: up to the end
 
     bool isWhole() const noexcept { return offset == 0 && length == -1; }
-};
-
-/// Part of a stream as the source of a body: `size` bytes, beginning at the stream's position at construction. Positions
-/// count from there.
-class CS3ObjectSource : public virtual CBase, public CNetRequest::IDataSource {
-public:
-    CS3ObjectSource(zet::IInStream* stream, int64 size);
-    ~CS3ObjectSource() override;
-
-    /// \throws CError if the stream has fewer than `size` bytes
-    int read(void* buffer, int maxLength, const TMap<String, String>& responseHeaders) override;
-    int64 getSize() override { return m_size; }
-    void seek(int64 position) override;
-    int64 getPosition() override { return m_position; }
-
-private:
-    P<zet::IInStream> m_stream;
-    int64 m_start;
-    int64 m_size;
-    int64 m_position = 0;
 };
 
 /// A sink that writes the content of an object to a stream.
