@@ -2,12 +2,12 @@
 
 namespace vexil::app {
 
-/// What the program tells its caller. One that a signal has ended gives 128 and the signal's number instead.
+/// The exit codes of the program. After a signal the code is 128 plus the number of the signal instead.
 enum class ExitCode {
     Done = 0,
     Failed = 1,        ///< a transfer or a comparison
-    Usage = 2,         ///< arguments, settings or credentials that cannot be worked with
-    NotFound = 3,      ///< what was asked for is not there
+    Usage = 2,         ///< wrong arguments, settings or credentials
+    NotFound = 3,      ///< the requested item does not exist
     RefusedLogin = 4,  ///< the server does not accept the credentials
 };
 

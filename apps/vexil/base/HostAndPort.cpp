@@ -18,7 +18,7 @@ bool isDigit(wchar_t c) {
     return c >= L'0' && c <= L'9';
 }
 
-// Letters beyond ASCII are for libcurl to judge. What could end the host within a URL is not among these.
+// libcurl judges letters beyond ASCII. Characters that could end the host within a URL are refused.
 bool belongsToName(wchar_t c) {
     return isDigit(c) || (c >= L'a' && c <= L'z') || (c >= L'A' && c <= L'Z') || c == L'-' || c == L'.' ||
            c == L'_' || static_cast<std::uint32_t>(c) >= 160;

@@ -4,7 +4,7 @@
 
 namespace vexil::app {
 
-/// What was asked for is not on the server.
+/// The requested item does not exist on the server.
 class CMissingError : public CError {
 public:
     using CError::CError;

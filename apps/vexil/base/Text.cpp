@@ -30,7 +30,8 @@ String formatTime(int64 seconds) {
     return String::fromInt(seconds / 3600) + " h " + formatTwoPlaces(seconds % 3600 / 60) + " min";
 }
 
-// What is no text is replaced: names are any bytes on Linux, and may have halves of characters on Windows.
+// Replaces everything that is not text: names may be any bytes on Linux, and may contain half characters on
+// Windows.
 String decode(const std::filesystem::path& path) {
     if constexpr (sizeof(std::filesystem::path::value_type) == 1) {
         return String::fromUTF8Lossy(path.generic_string());
@@ -43,10 +44,10 @@ bool isControl(wchar_t character) {
     return character < 0x20 || (character >= 0x7F && character < 0xA0);
 }
 
-// Scripts of wide characters begin there (Unicode Standard Annex 11).
+// Scripts of wide characters begin here (Unicode Standard Annex 11).
 constexpr wchar_t firstWideCharacter = 0x1100;
 
-// Where characters are 16 bits wide, this is the first half of one.
+// If characters are 16 bits wide, this is the first half of one.
 bool isHighSurrogate(wchar_t character) {
     return character >= 0xD800 && character <= 0xDBFF;
 }
@@ -63,7 +64,7 @@ std::filesystem::path toPath(const String& text) {
 
 String toText(const std::filesystem::path& path) {
     String text = decode(path);
-    // What is no text does not lead back.
+    // Replaced characters cannot be converted back.
     if (toPath(text) != path) {
         throw CError("its name is not UTF-8 text");
     }
@@ -76,14 +77,14 @@ String describe(const std::filesystem::path& path) {
 
 namespace {
 
-/// Bytes of the UTF-8 character that a text begins with; 0 if it begins with none.
+/// Number of bytes of the UTF-8 character at the beginning of a text; 0 if the text does not begin with one.
 std::size_t getCharacterLength(std::string_view bytes) {
     for (std::size_t length = 1; length <= std::min<std::size_t>(4, bytes.size()); ++length) {
         try {
             String::fromUTF8(bytes.substr(0, length));
             return length;
         } catch (const CError&) {
-            // Perhaps it is longer.
+            // The character may be longer.
         }
     }
     return 0;
@@ -137,7 +138,7 @@ String withoutProxyLogin(const String& message) {
     if (quote == String::npos) {
         return message;
     }
-    // The login may hold quotes, too.
+    // The login may contain quotes, too.
     const std::size_t begin = quote + 1;
     const std::size_t last = message.findLast(L'\'');
     const std::size_t end = last > quote ? last : message.length();
@@ -170,7 +171,7 @@ String formatBytes(int64 bytes) {
     }
     double value = static_cast<double>(bytes) / 1000;
     std::size_t unit = 0;
-    // 999,950 would be rounded to "1000.0 kB".
+    // Otherwise 999,950 would be rounded to "1000.0 kB".
     while (value >= 999.95 && unit + 1 < units.size()) {
         value /= 1000;
         ++unit;

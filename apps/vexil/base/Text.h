@@ -1,5 +1,5 @@
 /// \file
-/// Between texts, paths and numbers for people.
+/// Conversions between texts, paths, and numbers for display.
 #pragma once
 
 #include "vexil/BaseTypes.h"
@@ -10,37 +10,38 @@
 
 namespace vexil::app {
 
-/// The path that an argument names: UTF-8, on Linux any bytes.
+/// The path in an argument: UTF-8, on Linux any bytes.
 std::filesystem::path toPath(const std::string& argument);
 std::filesystem::path toPath(const String& text);
 
 /// A path as text, with "/".
-/// \throws CError "its name is not UTF-8 text" for one that no text leads to
+/// \throws CError "its name is not UTF-8 text" if no text stands for the path
 String toText(const std::filesystem::path& path);
 
-/// A path for people: with "/", what is no text replaced, control characters escaped.
+/// A path for display: with "/", with bytes that are not text replaced, and control characters escaped.
 String describe(const std::filesystem::path& path);
 
-/// A text from elsewhere for people: control characters, with which a terminal could be led astray, become
-/// "\x1B" and the like.
+/// A text from outside for display: control characters, which could disturb a terminal, become "\x1B" and so
+/// on.
 String printable(const String& text);
 
-/// The same for bytes: each one that is not part of UTF-8 text becomes "\xE4" and the like, too.
+/// The same for bytes: each byte that is not part of UTF-8 text also becomes "\xE4" and so on.
 String printableBytes(std::string_view bytes);
 
-/// A URL, or "user:password@host", for people: what stands before the "@" becomes "***".
+/// A URL, or "user:password@host", for display: the part before the "@" becomes "***".
 String withoutLogin(const String& url);
 
-/// A message of libcurl for people: where it repeats a proxy, that is without its login.
+/// A message of libcurl for display: a proxy in it is shown without its login.
 String withoutProxyLogin(const String& message);
 
-/// As much of a text as a terminal shows in so many columns. Characters that may take two are taken to do so.
+/// The beginning of a text that a terminal shows in this many columns. Characters that may be two columns
+/// wide count as two.
 String cutToColumns(const String& text, int columns);
 
 /// The text of an `errno` value.
 String describeSystemError(int code);
 
-/// "0 bytes", "999 bytes", "1.0 kB", "48.1 MB": decimal units, one digit behind the full stop.
+/// "0 bytes", "999 bytes", "1.0 kB", "48.1 MB": decimal units, one digit after the point.
 String formatBytes(int64 bytes);
 /// "4,404,019".
 String formatCount(int64 count);
@@ -48,7 +49,7 @@ String formatCount(int64 count);
 String formatSeconds(double seconds);
 /// "3 s", "2 min 05 s", "3 h 07 min": whole seconds, rounded up.
 String formatWholeSeconds(double seconds);
-/// "12.3 MB/s"; "-" for no time at all.
+/// "12.3 MB/s"; "-" if the time is 0.
 String formatRate(int64 bytes, double seconds);
 /// "1 file", "3 files", "2 retries": English plural unless the count is 1.
 String formatNumberOf(int64 count, const char* noun);

@@ -21,7 +21,7 @@ bool isLowSurrogate(std::wstring_view text, std::size_t index) {
     return index < text.size() && text[index] >= 0xDC00 && text[index] <= 0xDFFF;
 }
 
-// Where characters are 16 bits wide, two of these are one character.
+// If characters are 16 bits wide, a pair of these is one character.
 bool isHalfOfPair(std::wstring_view text, std::size_t index) {
     if constexpr (sizeof(wchar_t) > 2) {
         return false;
@@ -46,7 +46,7 @@ wxString toWxString(const String& text) {
     return wxString(withXMLCharactersOnly(text).c_str());
 }
 
-// A node's constructor puts it before its siblings, which the end of a list of thousands would make slow.
+// The constructor of a node puts it before its siblings, but appending to a list of thousands would be slow.
 std::unique_ptr<wxXmlNode> makeNode(const zet::CXMLElement& element) {
     auto node = std::make_unique<wxXmlNode>(wxXML_ELEMENT_NODE, toWxString(element.getName()));
     for (const auto& [name, value] : element.getAttributes().getEntries()) {

@@ -11,8 +11,8 @@ namespace vexil::app {
 namespace {
 
 constexpr int usualColumns = 80;
-// The last column stays free, because some terminals go to the next line there. So does room for the "^C" of whoever
-// interrupts.
+// The last column stays free, because some terminals go to the next line there. Also leave room for the "^C"
+// of an interrupt.
 constexpr int freeColumns = 3;
 
 }  // namespace

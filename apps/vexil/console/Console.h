@@ -10,14 +10,14 @@
 
 namespace vexil::app {
 
-/// Standard output, where results go, and standard error, where everything else goes: messages, and the line
-/// that shows progress. Any thread.
+/// Standard output for results, and standard error for everything else: messages and the progress line. Any
+/// thread.
 class CConsole {
 public:
-    /// How many columns a terminal has at the moment; 0 for unknown.
+    /// The current number of columns of a terminal; 0 if unknown.
     using Columns = std::function<int()>;
 
-    /// \param isTerminal  whether `errors` is one, on which a line can be written over
+    /// \param isTerminal  whether `errors` is a terminal, on which a line can be overwritten
     CConsole(
         std::ostream& output, std::ostream& errors, bool isTerminal, Columns columns = [] { return 0; });
     CConsole(const CConsole&) = delete;
@@ -27,30 +27,30 @@ public:
     bool shows(Verbosity level) const noexcept { return level <= m_verbosity; }
     bool isTerminal() const noexcept { return m_isTerminal; }
 
-    /// A line on standard output.
+    /// Prints a line on standard output.
     void print(const String& line);
-    /// Bytes on standard output, which are gone to the system when this returns.
+    /// Writes bytes to standard output. When this returns, the system has them.
     void printBytes(const void* data, int length);
-    /// Throws a CError that says that standard output cannot be written to.
+    /// Throws a CError which says that standard output cannot be written to.
     /// \param systemError  the reason, an `errno` value
     [[noreturn]] static void failOutput(int systemError);
-    /// \throws CError if something did not get to standard output, with the reason of the first failure
+    /// \throws CError if something did not reach standard output, with the reason of the first failure
     void checkOutput();
 
-    /// A line on standard error, if this level is shown.
+    /// Prints a line on standard error, if this level is shown.
     void message(Verbosity level, const String& line);
 
-    /// Replaces the line that shows progress, on a terminal only; "" takes it away. What is too long is cut.
+    /// Replaces the progress line, on a terminal only; "" removes it. A long text is cut.
     void showProgressLine(const String& line);
-    /// How many columns that line may have.
+    /// The number of columns for that line.
     int getProgressColumns() const;
 
 private:
     void noteOutputFailure() noexcept;
     int getColumns() const;
-    /// What takes the line that shows progress away; "" where there is none.
+    /// The text that removes the progress line; "" if there is none.
     std::string takeEraser();
-    /// In one piece: the "^C" that a terminal shows when somebody interrupts must not come between.
+    /// Writes in one piece: the "^C" that a terminal shows for an interrupt must not come between.
     void writeToErrors(const std::string& text);
 
     std::mutex m_mutex;
@@ -60,7 +60,7 @@ private:
     const Columns m_columns;
     Verbosity m_verbosity = Verbosity::Warning;
     bool m_hasProgressLine = false;
-    int m_outputFailure = 0;  // the `errno` value of the first one
+    int m_outputFailure = 0;  // the `errno` value of the first failure
 };
 
 }  // namespace vexil::app

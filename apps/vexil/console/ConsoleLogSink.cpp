@@ -31,7 +31,7 @@ void CConsoleLogSink::log(const zet::CLogMessage& message) {
         line += " " + message.detail;
     }
     if (message.error) {
-        // Some texts have it in them already.
+        // Some texts contain it already.
         const String reason = String::fromUTF8Lossy(message.error->what());
         line += line.find(reason) == String::npos ? " [" + reason + "]" : String();
     }

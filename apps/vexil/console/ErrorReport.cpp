@@ -28,7 +28,7 @@ struct CFactLabel {
     const char* label;
 };
 
-// In this order; what has no label here comes behind them under its own name.
+// In this order. Properties without a label come after them under their own names.
 constexpr CFactLabel labels[] = {
     {"recipient", "recipient"},
     {"s3-code", "S3 code"},
@@ -154,13 +154,13 @@ String CErrorReport::withoutLogins(const std::exception& error, const String& me
     String text = withoutProxyLogin(message);
     const String url = m_facts.lookup("url");
     text.replaceAll(url, redactURL(url));
-    // The program's own messages name files and objects, in which a ":" and an "@" mean nothing.
+    // The program's own messages contain names of files and objects, in which ":" and "@" have no meaning.
     return dynamic_cast<const CCURLError*>(&error) ? redactURLs(text) : text;
 }
 
 String CErrorReport::getText() const {
     String text = printable(getMessage());
-    // The response code says the same as the code of an error of the domain "http".
+    // For an error of the domain "http" the response code is the same as the code.
     const bool isTold = m_known && m_known->getDomain() == "http" && m_facts.has("responseCode");
     if (m_known && !m_known->getDomain().isEmpty() && m_known->getCode() != -1 && !isTold) {
         text += makeFactLine(m_known->getDomain() == "curl" ? String("libcurl code")
@@ -227,7 +227,7 @@ bool CErrorReport::isAccessDenied() const {
     return m_status == 403 || m_s3Code == "AccessDenied";
 }
 
-// One that is asked for a tunnel answers so before there is any answer of the server's.
+// A proxy refuses a tunnel before the server has answered anything.
 bool CErrorReport::isProxyLoginMissing() const {
     const bool isTunnelRefused = m_known && m_known->getDomain() == "curl" &&
                                  m_known->getCode() == CURLE_RECV_ERROR &&
@@ -236,7 +236,7 @@ bool CErrorReport::isProxyLoginMissing() const {
            (isTunnelRefused && m_known->getMessage().find(" 407") != String::npos);
 }
 
-// Whether a login has worked before is what counts. At the first one there is only what the server says.
+// It matters whether a login has worked before. At the first login there is only the text of the server.
 bool CErrorReport::isConnectionRefused() const {
     if (dynamic_cast<const CRefusedConnectionError*>(&m_error) || m_ftpReply == ftpServiceNotAvailable) {
         return true;
@@ -289,7 +289,7 @@ String CErrorReport::getHintForRefusedConnection() {
 }
 
 String CErrorReport::getHintForMail() const {
-    // A refusal says it all; libcurl's code would tell of a broken connection.
+    // A refusal is enough; libcurl's code would point to a lost connection.
     const bool isRefused = m_facts.has("responseCode");
     return isRefused || !m_mail->getAdvice().isEmpty() ? m_mail->getAdvice()
                                                        : getHintForCurl(m_mail->getCode());

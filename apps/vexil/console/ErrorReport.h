@@ -13,27 +13,27 @@ namespace vexil::app {
 
 class CMailError;
 
-/// Tells a person what went wrong: the message, every fact that the error object has, and what can be done
+/// Explains a failure to the user: the message, every fact of the error object, and what the user can do
 /// about it.
 class CErrorReport {
 public:
     /// The error must outlive the report.
     explicit CErrorReport(const std::exception& error);
 
-    /// Adds what an error does not know that comes from an answer's body: the request's URL, method and
+    /// Adds facts that an error about the body of a response does not have: the request's URL, method and
     /// status line.
     void addRequest(const CNetRequest& request);
 
-    /// Lines, without a line end behind the last one.
+    /// Several lines, without a line end after the last one.
     String getText() const;
-    /// Message and S3 code, status or the reply of an FTP server in one line.
+    /// In one line: the message, and the S3 code, the status or the FTP reply.
     String getLine() const;
     ExitCode getExitCode() const;
 
-    /// Whether every further request will fail in the same way: nothing answers, the credentials are not
-    /// accepted, or there is no such bucket.
+    /// Whether every further request will fail in the same way: no server responds, the credentials are
+    /// refused, or the bucket does not exist.
     bool isHopeless() const;
-    /// Whether the server says that this is not allowed to the owner of these keys.
+    /// Whether the server refuses this to the owner of the keys.
     bool isAccessDenied() const;
 
 private:
@@ -50,7 +50,7 @@ private:
     String getHintForMail() const;
 
     const std::exception& m_error;
-    const CError* m_known;     // the same, where it is one of the library's
+    const CError* m_known;     // the same error, if it is one of the library's; otherwise null
     const CMailError* m_mail;  // the same, if it is about a mail; otherwise null
     CProps m_facts;
     int m_status = -1;

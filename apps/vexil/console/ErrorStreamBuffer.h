@@ -4,8 +4,8 @@
 
 namespace vexil::app {
 
-/// Standard error, unbuffered. A write that has to wait for whoever reads it fails once the program is interrupted: it
-/// would hold up the end of the program.
+/// Standard error, unbuffered. A write that waits for a slow reader fails after an interrupt: otherwise it
+/// would delay the end of the program.
 class CErrorStreamBuffer : public std::streambuf {
 protected:
     int_type overflow(int_type character) override;

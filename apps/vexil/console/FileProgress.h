@@ -4,7 +4,7 @@
 
 namespace vexil::app {
 
-/// One file's share in the progress: under way as long as this lives.
+/// The progress of one file, which is in transfer as long as this object lives.
 class CFileProgress {
 public:
     /// The progress must outlive it.
@@ -14,9 +14,9 @@ public:
     CFileProgress(const CFileProgress&) = delete;
     CFileProgress& operator=(const CFileProgress&) = delete;
 
-    /// How much of the file has been moved, of how much in all; 0 for unknown. Any thread.
+    /// Transferred bytes, and the total; 0 if unknown. Any thread.
     void update(int64 bytes, int64 total) { m_progress.update(m_file, bytes, total); }
-    /// The file is done and counts, with so many bytes. To be called once, as the last thing.
+    /// The file is complete, with this many bytes. Must be called once, as the last function.
     void complete(int64 bytes) { m_progress.endFile(m_file, bytes); }
 
 private:

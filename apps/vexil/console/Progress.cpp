@@ -16,10 +16,10 @@ constexpr std::chrono::milliseconds timeBetweenUpdates(100);
 
 constexpr int minBarColumns = 10;
 constexpr int maxBarColumns = 40;
-constexpr int barFrameColumns = 4;    // the brackets, and blanks behind it
-constexpr int usualTextColumns = 57;  // so that the bar does not change its length all the time
+constexpr int barFrameColumns = 4;    // the brackets and the spaces after them
+constexpr int usualTextColumns = 57;  // so that the length of the bar does not change all the time
 
-// A file may grow while it is moved.
+// A file may grow during its transfer.
 double getShare(int64 bytes, int64 total) {
     return std::clamp(static_cast<double>(bytes) / static_cast<double>(total), 0.0, 1.0);
 }
@@ -67,7 +67,7 @@ int CProgress::beginFile(const String& name) {
 void CProgress::update(int file, int64 bytes, int64 total) {
     const std::scoped_lock lock(m_mutex);
     if (const auto found = m_filesUnderWay.find(file); found != m_filesUnderWay.end()) {
-        // Less than before when a transfer has begun again.
+        // It is less than before after a transfer has begun again.
         m_bytesUnderWay += bytes - std::exchange(found->second.bytes, bytes);
         found->second.total = total;
         show();
@@ -160,7 +160,7 @@ String CProgress::makeBarLine(const CFileUnderWay& file) const {
     return static_cast<int>(line.length()) <= columns ? line : percent + time;
 }
 
-// The one that has taken longest.
+// The file in transfer for the longest time.
 String CProgress::describeFiles(bool showsShare) const {
     if (m_filesUnderWay.empty() || m_filesUnderWay.begin()->second.name.isEmpty()) {
         return String();

@@ -11,11 +11,11 @@ namespace vexil::app {
 
 class CConsole;
 
-/// Counts what is transferred and shows it while it runs: on a terminal in one line that is written over, elsewhere in a
-/// plain line now and then. Any number of files may be under way at once.
+/// Counts transferred data and shows it: on a terminal in one line that is overwritten, otherwise sometimes
+/// in a plain line. Any number of files may be in transfer at once.
 ///
-/// The terminal's line has a bar and the time left for a file without a name, as of a command that moves one file only,
-/// and the share that is done of a file that has one, once their sizes are known. Any thread.
+/// For a file without a name, as in a command that moves one file only, the line on a terminal has a bar and
+/// the time left. For a file with a name it has the finished share. Both need known sizes. Any thread.
 class CProgress {
 public:
     using Clock = std::function<std::chrono::steady_clock::time_point()>;
@@ -26,20 +26,20 @@ public:
     CProgress(const CProgress&) = delete;
     CProgress& operator=(const CProgress&) = delete;
 
-    /// A file is under way from now on.
-    /// \return its number for the other calls, which do nothing when the file is no more under way
+    /// A file begins.
+    /// \return its number for the other calls, which have no effect after the end of the file
     int beginFile(const String& name);
-    /// How much of a file has been transferred so far, in bytes.
-    /// \param total  of the whole file; 0 for unknown
+    /// The number of bytes of a file that are transferred so far.
+    /// \param total  of the whole file; 0 if unknown
     void update(int file, int64 bytes, int64 total = 0);
     /// A file is complete.
     void endFile(int file, int64 bytes);
-    /// A file has failed: it does not count.
+    /// A file has failed; it is not counted.
     void dropFile(int file);
 
     int64 getFileCount() const;
     int64 getByteCount() const;
-    /// Since construction.
+    /// Seconds since construction.
     double getSeconds() const;
 
 private:
@@ -59,7 +59,7 @@ private:
     CConsole& m_console;
     Clock m_clock;
     std::chrono::steady_clock::time_point m_start;
-    mutable std::mutex m_mutex;  // guards all below
+    mutable std::mutex m_mutex;  // guards all members below
     std::chrono::steady_clock::time_point m_nextShow;
     std::map<int, CFileUnderWay> m_filesUnderWay;
     int m_nextFile = 0;

@@ -7,11 +7,11 @@ namespace vexil::app {
 
 class CConsole;
 
-/// Writes to standard output, which cannot take back what it was given: seeking goes to the current position
-/// only. The console must outlive it.
+/// Writes to standard output, which cannot take back bytes: it can only seek to the current position. The
+/// console must outlive it.
 class CStandardOutStream : public virtual CBase, public zet::IOutStream {
 public:
-    /// \throws CError if standard output is closed: before anything is transferred
+    /// \throws CError before any transfer, if standard output is closed
     explicit CStandardOutStream(CConsole& console);
     ~CStandardOutStream() override;
 

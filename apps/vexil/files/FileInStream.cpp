@@ -17,18 +17,18 @@ CFileInStream::CFileInStream(const fs::path& path) : m_path(path) {
     if (!fs::exists(status)) {
         throw CInvalidArgError("CFileInStream", "there is no file '" + describe(path) + "'");
     }
-    // Opening a pipe would wait for somebody who writes to it.
+    // Opening a pipe would wait for a writer.
     if (!fs::is_regular_file(status)) {
         throw CInvalidArgError("CFileInStream", "'" + describe(path) + "' is not a regular file");
     }
-    // Asked for first: a file that takes this one's place from here on is noticed.
+    // Read the size first: then a file that replaces this one afterwards is noticed.
     m_time = getFileTime(path);
     m_file.pubsetbuf(nullptr, 0);
     errno = 0;
     if (!m_file.open(path, std::ios::in | std::ios::binary)) {
         fail("Cannot open", errno);
     }
-    // Of the file that is open: another one may have its name by now.
+    // Of the open file: another file may have its name now.
     m_size = m_file.pubseekoff(0, std::ios::end, std::ios::in);
     char byte = 0;
     if (m_size < 0 || (m_size == 0 && readBytes(&byte, 1) > 0)) {

@@ -10,13 +10,13 @@
 
 namespace vexil::app {
 
-/// Reads a regular file, as it is when it is opened: what is appended later is not read, and a file that has
-/// become shorter is an error. So is one that holds more than its size, as many do in /proc: it would pass for an empty
-/// file. One thread at a time.
+/// Reads a regular file with the size that it has when it is opened. Bytes that are appended later are not
+/// read. A file that becomes shorter is an error. So is a file that contains more than its size, as many in
+/// /proc do: it would be read as an empty file. One thread at a time.
 class CFileInStream : public virtual CBase, public zet::IInStream {
 public:
-    /// \throws CInvalidArgError when there is no such file or it is not a regular one, CError when it cannot
-    ///         be read or the system does not tell its size
+    /// \throws CInvalidArgError if the file does not exist or is not a regular file, CError if it cannot be
+    ///         read or the system does not report its size
     explicit CFileInStream(const std::filesystem::path& path);
     ~CFileInStream() override;
 
@@ -25,9 +25,9 @@ public:
     void seek(int64 position) override;
     int64 getPosition() override { return m_position; }
 
-    /// Whether size or time of change are others now than when it was opened.
+    /// Whether size or time of change are different from those at opening.
     bool hasChanged() const;
-    /// For after a file was stored.
+    /// For a check after a file was stored.
     /// \throws CError if it has changed
     void checkUnchanged() const;
 

@@ -10,14 +10,14 @@
 
 namespace vexil::app {
 
-/// Writes a file, from its beginning. Every write has gone to the system when it returns. Errors have the
-/// domain "system" and the `errno` value as their code. One thread at a time.
+/// Writes a file from its beginning. When a write returns, the system has the data. Errors have the domain
+/// "system" and the `errno` value as their code. One thread at a time.
 class CFileOutStream : public virtual CBase, public zet::IOutStream {
 public:
-    /// Makes the file, or empties the one that is there.
-    /// \param name  the file's name for the errors, where it is not that of `path`
+    /// Creates the file, or empties an existing one.
+    /// \param name  the name of the file for errors, if it is not that of `path`
     CFileOutStream(const std::filesystem::path& path, const std::filesystem::path& name);
-    /// Writes to a file that is open at its beginning, and has this size.
+    /// Writes to a file that is open at its beginning and has this size.
     CFileOutStream(const std::shared_ptr<CNativeFile>& file, int64 size, const std::filesystem::path& name);
     ~CFileOutStream() override;
 
@@ -29,7 +29,7 @@ public:
     /// Some systems report a full disk only here.
     void close();
 
-    /// Takes over the first bytes of what is in the file: reads them, forgets what comes after them, and stands there.
+    /// Reuses the first bytes of the file: reads them, drops the rest, and continues after them.
     /// \param onBlock  called with each block, in order; may throw
     void keep(int64 size, const std::function<void(const void* data, int length)>& onBlock);
 

@@ -34,7 +34,7 @@ const char* nameType(fs::file_type type) {
     }
 }
 
-// "./a/" and "a" mean the same entry.
+// "./a/" and "a" are the same entry.
 fs::path normalize(const std::string& path) {
     const fs::path normal = toPath(path).lexically_normal();
     return normal.has_filename() ? normal : normal.parent_path();

@@ -7,35 +7,35 @@
 
 namespace vexil::app {
 
-/// Who learns what a walk through a folder finds. All paths are relative to that folder.
+/// Receives the entries of a walk through a folder. All paths are relative to that folder.
 class IFolderVisitor {
 public:
     virtual ~IFolderVisitor();
 
     virtual void onFile(const std::filesystem::path& relativePath) = 0;
-    /// Something that is neither file nor folder.
+    /// An entry that is neither file nor folder.
     /// \param what  "a link" and the like
     virtual void onSkipped(const std::filesystem::path& relativePath, const char* what) = 0;
     /// A part (PartName.h) of a file.
     virtual void onPart(const std::filesystem::path& relativePath) = 0;
     virtual void onEmptyFolder(const std::filesystem::path& relativePath) = 0;
-    /// An entry that cannot be looked at; the walk goes on behind it.
+    /// An entry that cannot be examined; the walk continues with the next one.
     virtual void onProblem(const std::filesystem::path& relativePath, const String& reason) = 0;
 };
 
-/// Walks through a folder and all below it, in the order of the names. Links are not followed.
+/// Walks through a folder and everything below it, in the order of the names. Does not follow links.
 class CFolderWalker {
 public:
     /// \param excluded  paths relative to the folder, of files and folders to leave out
-    /// \throws CInvalidArgError when there is no such folder
+    /// \throws CInvalidArgError if the folder does not exist
     CFolderWalker(const std::filesystem::path& folder, const std::vector<std::string>& excluded);
 
     const std::filesystem::path& getFolder() const noexcept { return m_folder; }
 
     void walk(IFolderVisitor& visitor) const;
 
-    /// What a walk finds under a path: a regular file, a directory, or neither, which is also that of what is left out, is
-    /// not there, or stands below a link.
+    /// The type that a walk finds for a path: a regular file, a directory, or neither. "Neither" also stands
+    /// for an entry that is excluded, does not exist, or is below a link.
     std::filesystem::file_type findType(const std::filesystem::path& relativePath) const;
 
 private:

@@ -19,7 +19,7 @@ void CLeftParts::lookInto(const fs::path& folder) {
     if (!isNew) {
         return;
     }
-    // One that cannot be read can be written, perhaps.
+    // A file that cannot be read may still be writable.
     std::error_code ignored;
     for (const fs::path& name : listFolder(folder.empty() ? fs::path(".") : folder, ignored)) {
         if (arePartsOfOneFile(name, name)) {

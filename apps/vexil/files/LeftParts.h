@@ -10,22 +10,23 @@ namespace vexil::app {
 
 class CConsole;
 
-/// The parts (PartName.h) that programs which were killed have left in local folders. Those that a running program uses, or
-/// that another user has made, stay, and so does what ends in "-old".
+/// The parts (PartName.h) that killed programs have left in local folders. Parts that a running program uses
+/// or that another user has made stay, and so do names that end in "-old".
 class CLeftParts {
 public:
     /// The console must outlive it.
     explicit CLeftParts(CConsole& console) : m_console(console) {}
 
-    /// Notes the parts in a folder, at its first call for the folder. For before parts are made there.
+    /// Records the parts in a folder, at the first call for that folder. Must be called before parts are made
+    /// there.
     void lookInto(const std::filesystem::path& folder);
-    /// Deletes those of one file in a folder that was looked into, and tells it.
-    /// \param content  what a part must be for, as in CPartFile, to stay; "" for none
+    /// Deletes the parts of one file in a recorded folder, and reports it.
+    /// \param content  a part for this content stays, see CPartFile; "" for none
     void clear(const std::filesystem::path& target, const String& content);
-    /// Deletes all in the folders that were looked into, and tells it.
+    /// Deletes all parts in the recorded folders, and reports it.
     void clearAll();
 
-    /// Deletes the parts of one file that is fetched alone, as clear() does.
+    /// Deletes the parts of a file that is fetched alone, like clear().
     static void clearOf(CConsole& console, const std::filesystem::path& target);
 
 private:

@@ -20,7 +20,7 @@ void CMD5OutStream::seek(int64 position) {
     if (isBack && position != m_markPosition) {
         throw CError("The download cannot go back to a place from which its checksum is not known.");
     }
-    // Also to where it stands: a write that failed may have moved the file.
+    // Also to the current position: a failed write may have moved the file.
     m_out->seek(position);
     if (isBack) {
         m_digest = m_markDigest->clone();

@@ -6,8 +6,8 @@
 
 namespace vexil::app {
 
-/// Passes all on to another stream and computes the MD5 of it, from where that stream stands on. It can go back to one
-/// place: where mark() was called last.
+/// Passes everything on to another stream and computes the MD5 of it, from the current position of that
+/// stream on. It can return to one position: that of the last mark().
 class CMD5OutStream : public virtual CBase, public zet::IOutStream {
 public:
     /// \param out  not null
@@ -16,19 +16,20 @@ public:
 
     void write(const void* data, int length) override;
     int64 getSize() override { return m_out->getSize(); }
-    /// \throws CError for another position than the current and the marked one; what the stream throws
+    /// \throws CError for a position that is neither the current nor the marked one; exceptions of the stream
     void seek(int64 position) override;
     int64 getPosition() override { return m_out->getPosition(); }
 
-    /// Counts bytes that the stream has already, at its beginning. For before anything is written.
+    /// Adds bytes that the stream already contains, at its beginning. Must be called before anything is
+    /// written.
     void count(const void* data, int length) { m_digest->update(data, length); }
     /// Marks the current position.
     void mark();
-    /// Goes back to the beginning.
-    /// \throws what the stream throws; nothing has changed then
+    /// Returns to the beginning.
+    /// \throws exceptions of the stream; nothing has changed then
     void restart();
 
-    /// The MD5 of what stands before the current position, in base64.
+    /// The MD5 of the data before the current position, in base64.
     String getContentMD5() const;
 
 private:

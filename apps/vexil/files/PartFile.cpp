@@ -12,7 +12,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// A name has 255 units at most on all usual file systems: bytes on Linux, UTF-16 on Windows.
+// On all usual file systems a name has at most 255 units: bytes on Linux, UTF-16 on Windows.
 constexpr std::size_t maxNameLength = 255;
 constexpr int maxNames = 100;
 
@@ -30,7 +30,7 @@ CPartFile::CPartFile(const fs::path& target, FileAccess access, const String& co
     if (fs::is_directory(status)) {
         throw CError("Cannot create the file '" + describe(target) + "': a folder has this name", "system");
     }
-    // The other name is shorter. Windows says nothing of a name that is too long before one is to be made.
+    // The name of the part is shorter. Windows reports a name that is too long only when a file is created.
     if (failure == std::errc::filename_too_long || target.filename().native().size() > maxNameLength) {
         throwCannotCreate(target, ENAMETOOLONG);
     }
@@ -73,7 +73,7 @@ bool CPartFile::takeOver(const fs::path& part) {
 
 CPartFile::~CPartFile() {
     if (!m_part.empty()) {
-        // The error that matters is on its way already.
+        // The error that matters is already being thrown.
         m_file->removeAndClose(m_part);
     }
 }

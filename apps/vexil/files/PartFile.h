@@ -8,17 +8,17 @@
 
 namespace vexil::app {
 
-/// A file that comes into being whole or not at all: it is written under another name in the same folder (PartName.h) and
-/// gets its own name, in place of what had it, when it is complete. Without commit() nothing is left of it, except when
-/// the program is killed.
+/// A file that appears complete or not at all. It is written under another name in the same folder
+/// (PartName.h). When it is complete, it gets its own name and replaces a file of that name. Without commit()
+/// nothing is left of it, unless the program is killed.
 ///
-/// What is there and is no file (a device such as /dev/stdout, a pipe) is written directly.
+/// An existing target that is not a file (a device such as /dev/stdout, a pipe) is written directly.
 class CPartFile {
 public:
-    /// \param content  says what the file will hold, for example its ETag. A part for the same content that a program has
-    ///                 left, and that no other one uses, is taken over; its bytes are in the stream, which stands at the
-    ///                 beginning. "" for a part of its own.
-    /// \throws CError when the file cannot be made or a folder has its name
+    /// \param content  identifies the content of the file, for example its ETag. A part for the same content
+    ///         that a killed program has left, and that no program uses, is reused: its bytes are in the
+    ///         stream, which is at the beginning. "" for a part of its own.
+    /// \throws CError if the file cannot be made or a folder has its name
     explicit CPartFile(const std::filesystem::path& target, FileAccess access = FileAccess::Usual,
                        const String& content = String());
     ~CPartFile();
@@ -33,7 +33,7 @@ private:
     void create(FileAccess access, const String& content);
 
     std::filesystem::path m_target;
-    std::filesystem::path m_part;  // empty where the target is written directly
+    std::filesystem::path m_part;  // empty if the target is written directly
     std::shared_ptr<CNativeFile> m_file;
     P<CFileOutStream> m_stream;
 };

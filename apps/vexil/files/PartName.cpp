@@ -13,15 +13,15 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// In bytes on Windows, too: the part may stand on a server or a network drive, where they count. There are never more
-// units of UTF-16 than bytes of UTF-8.
+// In bytes also on Windows: the part may be on a server or a network drive that counts bytes. There are never
+// more UTF-16 units than bytes of UTF-8.
 constexpr std::size_t maxStemBytes = 200;
 constexpr std::string_view partEnding = ".vexil-part-";
 constexpr std::string_view oldEnding = "-old";
 constexpr std::size_t digitCount = 16;
 constexpr char hexDigits[] = "0123456789abcdef";
 
-/// Where the parts of a name stand.
+/// The parts of a name.
 struct Layout {
     std::size_t stemLength;
     bool isOld;
@@ -73,7 +73,7 @@ std::optional<Layout> findLayoutOf(const fs::path& name) {
 fs::path makePartName(const fs::path& target, const String& digits) {
     std::u8string stem = target.filename().u8string();
     if (stem.size() > maxStemBytes) {
-        // Not in the middle of a character: some file systems take none of that.
+        // Do not cut within a character: some file systems refuse that.
         std::size_t end = maxStemBytes;
         while (end > 0 && (stem[end] & 0xC0) == 0x80) {
             --end;
@@ -119,7 +119,7 @@ std::optional<PartName> findPartName(const String& name) {
     }
     const String stem = name.substr(1, layout->stemLength);
     const String digits = name.substr(1 + layout->stemLength + partEnding.size(), digitCount);
-    // A name of at most four bytes less than the limit was not cut: no character is longer.
+    // A name that is at most four bytes shorter than the limit was not cut: no character is longer.
     const bool isWhole = stem.toUTF8().size() + 4 <= maxStemBytes;
     return PartName{isWhole ? stem : String(), digits.toLower(), layout->isOld};
 }

@@ -18,7 +18,7 @@ bool isIgnored(int number) {
 void watch(int number) {
     struct sigaction action = {};
     action.sa_handler = noteSignal;
-    // No SA_RESTART: a write to a terminal or pipe that takes nothing shall end. The second signal kills.
+    // No SA_RESTART: a write to a blocked terminal or pipe must end. The second signal ends the process.
     action.sa_flags = static_cast<int>(SA_RESETHAND);
     sigemptyset(&action.sa_mask);
     sigaction(number, &action, nullptr);
@@ -29,7 +29,7 @@ void watch(int number) {
 void CInterrupt::install() {
     watch(SIGINT);
     watch(SIGTERM);
-    // nohup has it ignored, and so it stays.
+    // nohup ignores this signal, and it stays ignored.
     if (!isIgnored(SIGHUP)) {
         watch(SIGHUP);
     }

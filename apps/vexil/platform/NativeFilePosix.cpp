@@ -19,12 +19,12 @@ int toError(int result) {
     return result < 0 ? errno : 0;
 }
 
-/// Fails if another process has it. A file system that knows no locks gives none.
+/// Fails if another process has locked the file. A file system without locks fails, too.
 int lock(int descriptor) {
     return toError(flock(descriptor, LOCK_EX | LOCK_NB));
 }
 
-/// Whether the name still leads to the file: another process may have deleted it before it was locked.
+/// Whether the name still leads to the file: another process may have deleted the file before it was locked.
 bool isCalled(int descriptor, const std::filesystem::path& path) {
     struct stat file = {};
     struct stat named = {};
@@ -32,7 +32,7 @@ bool isCalled(int descriptor, const std::filesystem::path& path) {
            file.st_ino == named.st_ino;
 }
 
-/// Whether it is one that create() may have made: by another name it could be a file of somebody else.
+/// Whether create() may have made the file. A file with a second name could belong to somebody else.
 bool isOwnFile(int descriptor) {
     struct stat file = {};
     return fstat(descriptor, &file) == 0 && S_ISREG(file.st_mode) && file.st_nlink == 1 &&
@@ -58,7 +58,7 @@ int CNativeFile::create(const std::filesystem::path& path, FileAccess access) {
     if (m_descriptor < 0) {
         return errno;
     }
-    // Who looks for parts may have been faster.
+    // Another program that looks for parts may have been faster.
     if (lock(m_descriptor) == EWOULDBLOCK || !isCalled(m_descriptor, path)) {
         close();
         return EEXIST;
@@ -68,7 +68,7 @@ int CNativeFile::create(const std::filesystem::path& path, FileAccess access) {
 
 int CNativeFile::openLeft(const std::filesystem::path& path) {
     close();
-    // A pipe would wait.
+    // Without O_NONBLOCK, opening a pipe would wait.
     m_descriptor = ::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
     if (m_descriptor < 0) {
         return errno;
@@ -126,7 +126,8 @@ int CNativeFile::close() {
 }
 
 int CNativeFile::renameAndClose(const std::filesystem::path& path, const std::filesystem::path& target) {
-    // Closing a copy reports what closing the file would. The file stays locked until it has its name.
+    // Closing a copy reports the same errors as closing the file. The file stays locked until it has its
+    // name.
     const int copy = fcntl(m_descriptor, F_DUPFD_CLOEXEC, 0);
     int failure = copy < 0 ? errno : toError(::close(copy));
     if (!failure) {

@@ -7,7 +7,7 @@
 #include <sys/stat.h>
 #include <utility>
 #include <windows.h>
-// windows.h goes before it.
+// windows.h must be included before it.
 #include <algorithm>
 #include <system_error>
 
@@ -38,7 +38,7 @@ int CNativeFile::open(const std::filesystem::path& path) {
     return app::open(path, _O_WRONLY | _O_CREAT | _O_TRUNC, _SH_DENYNO, m_descriptor);
 }
 
-// While it is open, others may read it, but neither write nor delete it.
+// While the file is open, others may read it, but neither write nor delete it.
 int CNativeFile::create(const std::filesystem::path& path, FileAccess) {
     close();
     return app::open(path, _O_RDWR | _O_CREAT | _O_EXCL, _SH_DENYWR, m_descriptor);
@@ -92,7 +92,7 @@ int CNativeFile::close() {
     return isOpen() && _close(std::exchange(m_descriptor, -1)) < 0 ? errno : 0;
 }
 
-// Windows renames and deletes no file that is open.
+// Windows cannot rename or delete an open file.
 int CNativeFile::renameAndClose(const std::filesystem::path& path, const std::filesystem::path& target) {
     if (const int failure = close()) {
         return failure;

@@ -22,7 +22,7 @@ namespace {
 constexpr rlim_t wantedDescriptors = 4096;
 constexpr int pollMilliseconds = 100;
 
-// A transfer has up to four descriptors: its file, its connection, and two while a name is looked up.
+// A transfer has up to four descriptors: its file, its connection, and two while a host name is resolved.
 void raiseDescriptorLimit() {
     rlimit limit;
     if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < wantedDescriptors) {
@@ -42,7 +42,7 @@ void openClosedStreams() {
         if (fcntl(stream, F_GETFD) >= 0 || errno != EBADF) {
             continue;
         }
-        // In the direction that nobody uses, so that every use fails as it does with a closed descriptor. open() takes
+        // Open it in the unused direction, so that every use fails, as with a closed descriptor. open() uses
         // the lowest free number, which is this one.
         if (open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY) != stream) {
             _exit(static_cast<int>(ExitCode::Failed));
@@ -90,7 +90,8 @@ std::size_t writeStandardError(const char* data, std::size_t size) noexcept {
         if (ready == 0 || (ready < 0 && errno == EINTR)) {
             continue;
         }
-        // A pipe that is ready takes so many at once. Of more it may take a part, and block for the rest.
+        // A pipe that is ready accepts this many bytes at once. Of a larger block it may accept a part and
+        // then wait.
         const ssize_t count =
             write(STDERR_FILENO, data + written, std::min<std::size_t>(size - written, PIPE_BUF));
         if (count < 0 && errno != EINTR && errno != EAGAIN) {
@@ -138,7 +139,7 @@ bool isProcessRunning(int64 id) {
 
 std::string describeOwner() {
     char host[HOST_NAME_MAX + 1] = {};
-    // A name that is too long is cut, perhaps without a zero.
+    // A name that is too long is cut, possibly without a final NUL.
     gethostname(host, sizeof host - 1);
     return std::string(host) + "\n" + std::to_string(geteuid());
 }
@@ -153,7 +154,7 @@ bool hasCertificateStore() {
 }
 
 String findNameProblem(const String&) {
-    // "/" separates the names of a key, so none holds it, and NUL cannot stand in a listing.
+    // "/" separates the names of a key, so no name contains it, and a listing cannot contain NUL.
     return String();
 }
 

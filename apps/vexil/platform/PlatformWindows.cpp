@@ -4,7 +4,7 @@
 #include <fcntl.h>
 #include <io.h>
 #include <windows.h>
-// windows.h goes before it.
+// windows.h must be included before it.
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -29,7 +29,7 @@ struct CSearchCloser {
 };
 using Search = std::unique_ptr<HANDLE, CSearchCloser>;
 
-// In words of the C++ library, as for other files, not in the language of the system.
+// In the words of the C++ library, as for other files, not in the language of the system.
 std::error_code getLastFailure() {
     const std::error_code failure(static_cast<int>(GetLastError()), std::system_category());
     const std::error_condition condition = failure.default_error_condition();
@@ -38,7 +38,7 @@ std::error_code getLastFailure() {
                : failure;
 }
 
-// With the prefix, which only whole paths can have, a path may be longer than 260 units.
+// With this prefix, which only absolute paths can have, a path may be longer than 260 units.
 std::wstring makeUnlimited(const fs::path& path) {
     std::wstring whole(GetFullPathNameW(path.c_str(), 0, nullptr, nullptr), L'\0');
     whole.resize(GetFullPathNameW(path.c_str(), static_cast<DWORD>(whole.size()), whole.data(), nullptr));
@@ -54,7 +54,7 @@ Search find(const std::wstring& pattern, WIN32_FIND_DATAW& found, std::error_cod
     return Search(failure ? nullptr : search);
 }
 
-// Files that a cloud keeps are not what they seem either, but they stand for nothing else.
+// Files that are stored in a cloud are reparse points, too, but not links.
 bool isLink(const WIN32_FIND_DATAW& entry) {
     return (entry.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 &&
            IsReparseTagNameSurrogate(entry.dwReserved0);
@@ -68,7 +68,7 @@ void openClosedStreams() {
             continue;
         }
         wasOutputOpen = wasOutputOpen && stream != stdout;
-        // In the direction that nobody uses, so that every use fails as it does with a closed stream.
+        // Open it in the unused direction, so that every use fails, as with a closed stream.
         if (!std::freopen("NUL", stream == stdin ? "wb" : "rb", stream)) {
             std::_Exit(static_cast<int>(ExitCode::Failed));
         }
@@ -126,7 +126,7 @@ std::vector<fs::path> listFolder(const fs::path& folder, std::error_code& failur
     WIN32_FIND_DATAW entry = {};
     const Search search = find(pattern, entry, failure);
     if (!search) {
-        // The top of a drive has no entry for itself, and may have no other one.
+        // The root of a drive has no entry for itself, and may contain no other one.
         if (GetLastError() == ERROR_FILE_NOT_FOUND) {
             failure.clear();
         }
@@ -152,11 +152,11 @@ fs::file_status getEntryStatus(const fs::path& path, std::error_code& failure) {
                                                                                : fs::file_type::none);
     }
     failure.clear();
-    // Only a search tells what kind of reparse point it is, but it finds no root of a drive.
+    // Only a search shows the type of a reparse point, but a search does not find the root of a drive.
     if ((attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
         WIN32_FIND_DATAW entry = {};
         if (!find(whole, entry, failure)) {
-            // It may be a link, which nobody shall follow.
+            // It may be a link, which must not be followed.
             return fs::file_status(fs::file_type::none);
         }
         if (isLink(entry)) {
