@@ -31,13 +31,13 @@ enum class FTPMaxTLS {
 struct COptions {
     std::string endpoint;  ///< "" for the environment's or the library's default
     bool verify = true;
-    std::string caBundle;              ///< "" for the default, see CTrustedCertificates
-    bool nativeCA = false;             ///< trust the certificates that the operating system trusts
+    std::string caBundle;   ///< "" for the default, see CTrustedCertificates
+    bool nativeCA = false;  ///< trust the certificates that the operating system trusts
     /// see CProxyChoice; nullopt for the proxies that libcurl reads from the environment
     std::optional<std::string> proxy;
-    bool redirectToHTTP = false;       ///< follow redirects from https to http
-    double timeoutSeconds = 0;         ///< of one whole request; 0 for no limit
-    std::optional<int> retries;        ///< of one operation; nullopt for as many as the patience allows
+    bool redirectToHTTP = false;            ///< follow redirects from https to http
+    double timeoutSeconds = 0;              ///< of one whole request; 0 for no limit
+    std::optional<int> retries;             ///< of one operation; nullopt for as many as the patience allows
     std::optional<double> patienceSeconds;  ///< see CPatience; nullopt for its defaults
     Verbosity verbosity = Verbosity::Warning;
     std::string verboseLog;       ///< file for all messages on the wire; "" for no log

@@ -14,10 +14,11 @@ public:
     CCommand(const CCommand&) = delete;
     CCommand& operator=(const CCommand&) = delete;
 
-    /// Says what the command is called and what it takes. Parsing the command line then fills this object.
+    /// Describes the name, arguments and options of the command. Parsing the command line then fills this
+    /// object.
     virtual void define(CCommandSyntax& syntax) = 0;
 
-    /// Does the work. What it throws is reported by the caller.
+    /// Runs the command. The caller reports what it throws.
     virtual ExitCode run(CContext& context) = 0;
 
 protected:

@@ -9,38 +9,39 @@ class App;
 
 namespace vexil::app {
 
-/// What a command takes from the command line, and its help. Values are written into the given variables when
-/// the line is parsed; they must outlive it.
+/// The arguments and options of a command, and its help. Values are written into the given variables when the
+/// command line is parsed; the variables must outlive it.
 class CCommandSyntax {
 public:
-    /// \param group  gets the command
+    /// \param group  the group to which the command is added
     explicit CCommandSyntax(CLI::App& group) : m_group(group) {}
 
-    /// To be called first.
+    /// Must be called first.
     CCommandSyntax& command(const char* name, const char* summary);
-    /// The next argument in the line. It must be given.
+    /// The next argument of the command line. It is required.
     CCommandSyntax& argument(const char* name, std::string& value, const char* help);
-    /// One that may be missing, which leaves the value as it is.
+    /// An optional argument; if it is missing, the value does not change.
     CCommandSyntax& optionalArgument(const char* name, std::string& value, const char* help);
-    /// So many further arguments.
-    /// \param name     for error messages: one word, as CLI11 demands from version 2.4 on
+    /// This many further arguments.
+    /// \param name     for error messages: one word, because CLI11 2.4 and newer demand it
     /// \param shownAs  for the help
     CCommandSyntax& arguments(const char* name, const char* shownAs, std::vector<std::string>& values,
                               int minimum, int maximum, const char* help);
     CCommandSyntax& option(const char* name, const char* valueName, std::string& value, const char* help);
-    /// One whose value is a file's name, not "": as from a script in which a variable is not set.
+    /// An option that takes a file name. "" is refused, because it usually comes from an unset shell
+    /// variable.
     CCommandSyntax& fileOption(const char* name, std::string& value, const char* help);
-    /// One that may be given any number of times.
+    /// An option that may be repeated.
     CCommandSyntax& options(const char* name, const char* valueName, std::vector<std::string>& values,
                             const char* help);
     /// A number from `minimum` to `maximum`.
     CCommandSyntax& number(const char* name, const char* valueName, int& value, int minimum, int maximum,
                            const char* help);
     CCommandSyntax& flag(const char* name, bool& value, const char* help);
-    /// Text behind all other help: examples, and what else there is to know.
+    /// Text after all other help: examples and notes.
     CCommandSyntax& footer(const char* text);
 
-    /// The command as it was added to the group.
+    /// The command that was added to the group.
     CLI::App& getApp() const noexcept { return *m_app; }
 
 private:

@@ -1,5 +1,5 @@
 /// \file
-/// Checks of the values of options. Each error says what may be given.
+/// Checks of option values. Each error names the allowed values.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -11,13 +11,13 @@
 
 namespace vexil::app {
 
-/// Refuses "", as from a script in which a variable is not set.
+/// Refuses "", which usually comes from an unset shell variable.
 inline CLI::Validator notEmpty() {
     return CLI::Validator(
         [](const std::string& value) { return value.empty() ? "the value is empty" : std::string(); }, "");
 }
 
-/// One of these names, which becomes its value.
+/// Accepts one of these names and converts it to its value.
 template <typename T>
 CLI::Validator oneOf(std::vector<std::pair<std::string, T>> choices) {
     return CLI::Validator(
@@ -35,7 +35,7 @@ CLI::Validator oneOf(std::vector<std::pair<std::string, T>> choices) {
         "");
 }
 
-/// A number in a range; T is the type that it is parsed as.
+/// Accepts a number in a range, parsed as T.
 template <typename T>
 CLI::Validator numberFrom(T minimum, T maximum, const char* noun) {
     return CLI::Validator(

@@ -7,12 +7,12 @@ namespace vexil::app {
 
 namespace {
 
-// Longer words are not compared: the time grows with the square of the length.
+// Longer words are not compared, because the time grows with the square of the length.
 constexpr std::size_t maxLength = 40;
 constexpr std::size_t minPrefixLength = 2;
 constexpr std::size_t lettersPerMistake = 3;
 
-/// How many letters must be changed, added, left out or swapped with their neighbour to come from one to the other.
+/// The number of letters to change, add, leave out or swap with a neighbour to make one word from the other.
 std::size_t getDistance(const std::string& first, const std::string& second) {
     std::vector<std::vector<std::size_t>> rows(first.size() + 1, std::vector<std::size_t>(second.size() + 1));
     for (std::size_t i = 0; i <= first.size(); ++i) {
@@ -50,7 +50,7 @@ std::vector<std::string> findSimilarNames(const std::string& word, const std::ve
         const bool isBeginning = letters.size() >= minPrefixLength && known.starts_with(letters);
         const std::size_t distance =
             isBeginning ? std::min<std::size_t>(1, getDistance(letters, known)) : getDistance(letters, known);
-        // A name of which nothing is left is not similar.
+        // A name is not similar if every letter differs.
         if (distance > best || distance >= std::max(letters.size(), known.size())) {
             continue;
         }

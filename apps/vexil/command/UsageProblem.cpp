@@ -21,7 +21,7 @@ std::string join(const std::vector<std::string>& words, const char* last) {
     return text;
 }
 
-/// As it is typed: "vexil s3 ls".
+/// The command as it is typed: "vexil s3 ls".
 std::string getFullName(const CLI::App& app) {
     const CLI::App* const parent = app.get_parent();
     return (parent ? getFullName(*parent) + " " : std::string()) + app.get_name();
@@ -55,7 +55,7 @@ CUsageProblem::CUsageProblem(const CLI::App& program, const CLI::ParseError& err
     }
 }
 
-/// The last command that exists before the unknown word.
+/// The last existing command before the unknown word.
 const CLI::App* CUsageProblem::findParent(const std::vector<std::string>& arguments) const {
     const CLI::App* parent = &m_program;
     for (const std::string& argument : arguments) {
@@ -109,7 +109,7 @@ std::string CUsageProblem::describeUnknownOption() const {
            makeQuestion(findSimilarNames(name, findOptions()));
 }
 
-/// What may have been meant: a command of the same group, or the same one of another group.
+/// Suggestions: commands of the same group, or a command of this name in another group.
 std::vector<std::string> CUsageProblem::findCommands() const {
     std::vector<std::string> names = {"help"};
     std::vector<std::string> elsewhere;
@@ -132,7 +132,7 @@ std::vector<std::string> CUsageProblem::findCommands() const {
     return similar;
 }
 
-/// The names of all options that the command takes, those of its groups included.
+/// The names of all options of the command, also those of its groups.
 std::vector<std::string> CUsageProblem::findOptions() const {
     std::vector<std::string> names;
     for (const CLI::App* app = m_command; app; app = app->get_parent()) {

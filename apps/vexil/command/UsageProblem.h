@@ -10,17 +10,17 @@ class ParseError;
 
 namespace vexil::app {
 
-/// What is wrong with a command line that could not be parsed, for people: a word that is not known is named, with the
-/// known one that it resembles.
+/// Explains a command line that could not be parsed. Names an unknown word and the known words that resemble
+/// it.
 class CUsageProblem {
 public:
     /// Program and error must outlive it.
     CUsageProblem(const CLI::App& program, const CLI::ParseError& error,
                   const std::vector<std::string>& arguments);
 
-    /// Whether a command is named that does not exist.
+    /// Whether the command line names a command that does not exist.
     bool isUnknownCommand() const;
-    /// Lines, without a line end at the end of the last one.
+    /// Several lines, without a line end after the last one.
     std::string getText() const;
 
 private:
@@ -33,9 +33,9 @@ private:
 
     const CLI::App& m_program;
     const CLI::ParseError& m_error;
-    const CLI::App* m_command;           // the last one in the line that exists, or the program
-    const CLI::App* m_parent = nullptr;  // the same, of those before the unknown word
-    std::string m_unknown;               // the first word that has no meaning; "" if each has one
+    const CLI::App* m_command;           // the last existing command in the line, or the program
+    const CLI::App* m_parent = nullptr;  // the same, among those before the unknown word
+    std::string m_unknown;               // the first unknown word; "" if all are known
 };
 
 }  // namespace vexil::app

@@ -6,11 +6,11 @@
 
 namespace vexil::app {
 
-/// `vexil http get`: a URL to a file or to standard output.
+/// `vexil http get`: downloads a URL to a file or to standard output.
 std::unique_ptr<CCommand> makeHTTPGet();
-/// `vexil http head`: the headers of a URL.
+/// `vexil http head`: shows the headers of a URL.
 std::unique_ptr<CCommand> makeHTTPHead();
-/// `vexil http put`: a file to a URL.
+/// `vexil http put`: uploads a file to a URL.
 std::unique_ptr<CCommand> makeHTTPPut();
 
 }  // namespace vexil::app

@@ -5,8 +5,8 @@
 
 namespace vexil::app {
 
-/// Lets the body of a successful answer into a stream and any other body into another sink, so that an error
-/// page ends up in the error and not in the file.
+/// Writes the body of a successful response to one stream and every other body to another sink, so that an
+/// error page becomes part of the error and not of the file.
 class CHTTPBodySink : public virtual CBase, public CNetRequest::IDataSink {
 public:
     CHTTPBodySink(zet::IOutStream* stream, CNetRequest::IDataSink* errorSink);

@@ -23,7 +23,7 @@ void download(CContext& context, CNetRequest& request, zet::IOutStream& out) {
     const int64 start = out.getPosition();
     CRedirectFollower(context.getSetup()).perform(request);
     checkAnswerIsComplete(request);
-    // Otherwise the headers are those of a redirect to another protocol.
+    // For other protocols the headers would be those of a redirect.
     if (request.getResponseCodeDomain() == "http") {
         checkAnswerLength(request, out.getPosition() - start);
     }

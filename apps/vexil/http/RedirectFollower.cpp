@@ -18,7 +18,7 @@ constexpr std::array redirectStatuses = {301, 302, statusSeeOther, 307, 308};
 struct Parts {
     String scheme;
     String login;
-    String host;  ///< with its port, unless that is the default one
+    String host;  ///< with its port, unless that is the default port
 
     explicit Parts(const String& url) {
         const std::size_t colon = url.find("://");
@@ -43,7 +43,8 @@ struct Parts {
     }
 };
 
-/// A redirect within an origin keeps the login (as in RFC 9110, 15.4), also where the server names the whole URL.
+/// A redirect within an origin keeps the login (as in RFC 9110, 15.4), also if the server sends the whole
+/// URL.
 String withLoginOf(const String& target, const String& source) {
     const Parts from(source);
     const Parts to(target);
@@ -70,7 +71,7 @@ void CRedirectFollower::perform(CNetRequest& request) {
                 throw;
             }
         }
-        // What is cut may be the URL, or the end of a list of headers that says more.
+        // The cut part may be the URL, or the end of a list of headers that contains more.
         checkAnswerIsComplete(request);
         const String target = withLoginOf(findTarget(request), request.getURL());
         check(request, target);

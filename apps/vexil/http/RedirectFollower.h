@@ -7,21 +7,21 @@
 
 namespace vexil::app {
 
-/// Performs an HTTP request and follows its redirects one by one, because the rules for proxies are asked for each URL:
-/// to http and https only, from https to https only unless the options allow more, at most
+/// Performs an HTTP request and follows its redirects one by one, because the rules for proxies apply to each
+/// URL. Follows to http and https only, from https to https only unless the options allow more, at most
 /// CRequestSetup::maxRedirects times.
 class CRedirectFollower {
 public:
-    /// Must be outlived by the set-up.
+    /// The set-up must outlive it.
     explicit CRedirectFollower(const CRequestSetup& setup);
 
-    /// \throws what CNetRequest::perform() throws
+    /// \throws errors of CNetRequest::perform()
     /// \throws CCURLError CURLE_UNSUPPORTED_PROTOCOL, CURLE_TOO_MANY_REDIRECTS or CURLE_OPERATION_TIMEDOUT for a redirect
     ///         that is not followed
     void perform(CNetRequest& request);
 
 private:
-    /// Where the last response leads to; "" where it leads nowhere.
+    /// The URL to which the last response redirects; "" if it does not redirect.
     static String findTarget(CNetRequest& request);
     void check(CNetRequest& request, const String& target) const;
     void go(CNetRequest& request, const String& target);

@@ -23,11 +23,11 @@ constexpr int blockSize = 65536;
 using FileHandle = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 using Bytes = TBuffer<unsigned char>;
 
-/// Everything up to the end of a stream whose size is not known.
+/// Reads everything to the end of a stream of unknown size.
 P<Bytes> readToEnd(std::FILE* stream, const String& name) {
     P<Bytes> content = new Bytes;
     std::array<unsigned char, blockSize> block;
-    // Not a stream of C++: to that a failed read is the end, and an interrupt does not end it.
+    // Not with a C++ stream, which takes a failed read for the end, and which an interrupt does not stop.
     for (std::size_t count = blockSize; count == blockSize;) {
         errno = 0;
         count = std::fread(block.data(), 1, blockSize, stream);

@@ -17,7 +17,7 @@ namespace vexil::app {
 
 namespace {
 
-// Within a header field these separate or group addresses (RFC 5322, 3.2.3).
+// Within a header field these characters separate or group addresses (RFC 5322, 3.2.3).
 constexpr std::wstring_view specials = L"(),:;[\\]";
 constexpr std::size_t maxAddressLength = 254;  // RFC 5321, 4.5.3.1.3, without "<" and ">"
 
@@ -35,14 +35,14 @@ void checkAddress(const String& address) {
     }
 }
 
-/// Only the domain is the same in upper and lower case (RFC 5321, 2.4).
+/// Only the domain ignores letter case (RFC 5321, 2.4).
 bool isSameMailbox(const String& first, const String& second) {
     const std::size_t at = first.findLast(L'@');
     return at == second.findLast(L'@') && first.substr(0, at) == second.substr(0, at) &&
            first.substr(at).toLower() == second.substr(at).toLower();
 }
 
-// One a line: a line of mail has at most 998 characters (RFC 5322, 2.1.1).
+// One per line: a line of mail has at most 998 characters (RFC 5322, 2.1.1).
 String join(const TArray<String>& addresses) {
     String list;
     for (const String& address : addresses) {

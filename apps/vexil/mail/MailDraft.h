@@ -7,15 +7,15 @@
 
 namespace vexil::app {
 
-/// A mail as the user describes it, from which the message is made.
+/// A mail as the user describes it. The message is made from it.
 class CMailDraft {
 public:
     /// \param name     of the sender, "" for none
-    /// \throws CInvalidArgError for an address that cannot be one, as all members do
+    /// \throws CInvalidArgError for an invalid address, like all members
     void setFrom(const String& name, const String& address);
     /// @{
 
-    /// Adds a recipient: one who is named to all, one who gets a copy, and one whom only the server learns of.
+    /// Adds a recipient: named in To, named in Cc, or known to the server only.
     void addTo(const String& address) { addRecipient(m_to, address); }
     void addCc(const String& address) { addRecipient(m_cc, address); }
     void addBcc(const String& address);
@@ -26,10 +26,10 @@ public:
     void addAttachment(const P<CMimeMessage>& part) { m_attachments.push_back(part); }
 
     const String& getSender() const noexcept { return m_sender; }
-    /// All of them, in the order in which they were added. One that was added twice is there once.
+    /// All recipients, in the order in which they were added, without duplicates.
     const TArray<String>& getRecipients() const noexcept { return m_recipients; }
 
-    /// The message, dated now, with an identification of its own: the text alone, or all parts in one.
+    /// The message with the current date and a new Message-ID: the text alone, or all parts in one.
     P<CMimeMessage> makeMessage() const;
 
 private:
@@ -42,7 +42,7 @@ private:
     TArray<String> m_to;
     TArray<String> m_cc;
     TArray<String> m_recipients;
-    String m_subject;  // as it goes into the header
+    String m_subject;  // as it is in the header
     std::optional<String> m_text;
     TArray<P<CMimeMessage>> m_attachments;
 };

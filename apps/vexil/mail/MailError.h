@@ -4,12 +4,12 @@
 
 namespace vexil::app {
 
-/// A mail that was not sent, or a test of a mail server that failed, with what can be done about it.
+/// A mail that was not sent, or a failed test of a mail server, with advice for the user.
 class CMailError : public CError {
 public:
     /// \param error           the message, libcurl's code and the facts
     /// \param advice          a sentence, "" for none
-    /// \param isLoginRefused  whether the server does not accept the credentials, or wants some
+    /// \param isLoginRefused  whether the server refuses the credentials, or demands a login
     CMailError(const CError& error, const String& advice, bool isLoginRefused)
         : CError(error), m_advice(advice), m_isLoginRefused(isLoginRefused) {}
 

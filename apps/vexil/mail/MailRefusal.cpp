@@ -33,7 +33,7 @@ enum class Refused {
     Content,  ///< the message itself
 };
 
-/// Replies of the last transfer up to the refusal.
+/// The replies of the last transfer up to the refusal.
 class CReplyCounts {
 public:
     CReplyCounts(const TArray<CNetReply>& replies, int refusalCode) {
@@ -46,8 +46,8 @@ public:
         }
     }
 
-    /// Recipients that the server has accepted. What else it accepts with such a code is one greeting of ours for each
-    /// "ready" of its own, which comes at the beginning and after STARTTLS, and the sender.
+    /// The number of recipients that the server has accepted. Other replies with this code accept the sender,
+    /// and one EHLO for each "ready" of the server: at the beginning and after STARTTLS.
     int getAcceptedRecipients() const { return m_accepted - m_ready - 1; }
 
 private:
@@ -55,7 +55,7 @@ private:
     int m_accepted = 0;
 };
 
-/// What is to be told of a failed mail.
+/// The texts about a failed mail.
 class CMailFailure {
 public:
     CMailFailure(const CCURLError& error, const TArray<CNetReply>& replies, const TArray<String>& recipients,
@@ -73,7 +73,7 @@ public:
     }
 
 private:
-    // libcurl names the command that was refused in its detail.
+    // libcurl's detail names the refused command.
     bool says(const char* text) const { return m_error.getMessage().find(text) != String::npos; }
 
     Refused findRefused() const {
@@ -95,7 +95,7 @@ private:
         }
     }
 
-    // What a server asks in the middle of a login, or offers before it, is no reply to the login.
+    // A question of the server during a login, or its offer before it, is not the reply to the login.
     bool isReplyTold() const {
         return m_code >= firstRefusalCode || (m_refused != Refused::Nothing && m_refused != Refused::Login);
     }
@@ -109,7 +109,8 @@ private:
                (m_code == loginRequiredCode && m_refusal.toLower().find("tls") != String::npos);
     }
     bool isLoginMissing() const { return m_code == loginRequiredCode && !isEncryptionMissing(); }
-    // The server offers only ways to log in that libcurl does not know, or refuses the way and not the credentials.
+    // The server offers only login methods that libcurl does not know, or refuses the method and not the
+    // credentials.
     bool isLoginOfAnotherKind() const {
         return m_refused == Refused::Login && !isTemporary() && !isEncryptionMissing() &&
                (m_code <= lastSyntaxCode || m_code == loginTooWeakCode);
@@ -168,7 +169,7 @@ private:
         return withoutReply();
     }
 
-    /// libcurl's message, without a reply that has nothing to do with the failure.
+    /// libcurl's message, without a reply that is not related to the failure.
     String withoutReply() const {
         String message = m_error.getMessage();
         message.replaceAll(" (response code: " + m_error.getResponseCodeDomain() + " " +
@@ -221,7 +222,7 @@ private:
                           name == "serverMessage" && !m_refusal.isEmpty() ? m_refusal : value.trimmed());
             }
         }
-        // None of the lines may have been readable to the library.
+        // The library may have been unable to decode all lines.
         props.addCond(!props.has("serverMessage") && !m_refusal.isEmpty(), "serverMessage", m_refusal);
         return props;
     }
@@ -238,8 +239,8 @@ private:
     const TArray<String>& m_recipients;
     const bool m_mayHaveBeenSent;
     const Refused m_refused;
-    const int m_code;        // of the reply that is the failure; -1 if none is
-    const String m_refusal;  // the same in words, its code in front
+    const int m_code;        // of the reply that is the failure; -1 if there is no such reply
+    const String m_refusal;  // the text of that reply, after its code
 };
 
 }  // namespace

@@ -13,7 +13,7 @@ namespace {
 constexpr const char* serverVariable = "VEXIL_MAIL_SERVER";
 constexpr const char* place = "CMailServerOptions";
 
-// Where mail servers listen for each kind of security (RFC 5321, 6409, 8314).
+// The ports of mail servers for each kind of security (RFC 5321, 6409, 8314).
 int getDefaultPort(CSMTPParams::ConnectType security) {
     switch (security) {
     case CSMTPParams::ConnectUnencrypted:

@@ -9,13 +9,13 @@ namespace vexil::app {
 class CCommandSyntax;
 class CCredentials;
 
-/// The mail server that a command talks to, as options or the environment name it.
+/// The mail server of a command, from its options or the environment.
 class CMailServerOptions {
 public:
     /// Adds the options to a command.
     void define(CCommandSyntax& syntax);
 
-    /// \throws CInvalidArgError where no server is named, or one that is none
+    /// \throws CInvalidArgError if no server is named, or the name is invalid
     CSMTPParams makeParams(const CCredentials& login) const;
 
 private:

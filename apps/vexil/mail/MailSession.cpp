@@ -22,7 +22,7 @@ CMailSession::CMailSession(CContext& context, const CMailServerOptions& server)
 
 CMailSession::CMailSession(CContext& context, const CSMTPParams& params)
     : m_context(context), m_params(params), m_client(params) {
-    // It also has the certificate checked.
+    // This also makes libcurl check the certificate.
     m_client.setRequestSetup(&context.getSetup());
 }
 

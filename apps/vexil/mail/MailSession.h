@@ -10,23 +10,23 @@ class CContext;
 class CMailDraft;
 class CMailServerOptions;
 
-/// The talk of one command with a mail server.
+/// The session of one command with a mail server.
 ///
-/// Failures of transfers are thrown as CMailErrors of the domain "curl" that have, beside all else, the server's own words
-/// of refusal and the recipient that was refused.
+/// A failed transfer is thrown as a CMailError of the domain "curl". It also contains the server's refusal
+/// and the refused recipient.
 class CMailSession {
 public:
-    /// Nothing is sent yet. The context must outlive it.
+    /// Sends nothing yet. The context must outlive it.
     CMailSession(CContext& context, const CMailServerOptions& server);
     CMailSession(const CMailSession&) = delete;
     CMailSession& operator=(const CMailSession&) = delete;
 
     void send(const CMailDraft& draft);
     /// Connects, secures the connection and logs in.
-    /// \throws CError for a login if the server offers none, too
+    /// \throws CError also if a login is set and the server offers none
     void test();
 
-    /// The server and how the last operation, which has succeeded, was secured, in one line.
+    /// In one line: the server, and how the last successful operation was secured.
     String describe() const;
     const CNetRequest& getRequest() const noexcept { return m_client.getRequest(); }
 
@@ -34,7 +34,7 @@ private:
     CMailSession(CContext& context, const CSMTPParams& params);
     void perform(const TArray<String>& recipients, const std::function<void()>& operation);
     bool isLoggedIn() const;
-    /// Whether there is a login, which the server does not offer to take.
+    /// Whether a login is set that the server does not offer to accept.
     bool isLoginSkipped() const;
 
     CContext& m_context;

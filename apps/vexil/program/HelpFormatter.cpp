@@ -8,16 +8,16 @@ namespace vexil::app {
 
 namespace {
 
-// Where descriptions begin. If lines are short, they stand below the names.
+// The column where descriptions begin. With short lines they are below the names.
 constexpr std::size_t nameColumns = 24;
 constexpr std::size_t narrowNameColumns = 8;
 constexpr std::size_t minWideColumns = 64;
 
-// Longer lines are hard to read; in shorter ones there is no room.
+// Longer lines are hard to read; shorter ones have no room.
 constexpr std::size_t maxColumns = 100;
 constexpr std::size_t minColumns = 48;
 
-// A flag that switches off is named "--no-verify{false}".
+// CLI11 calls a negated flag "--no-verify{false}".
 std::string withoutBraces(std::string name) {
     for (std::size_t start; (start = name.find('{')) != std::string::npos;) {
         name.erase(start, name.find('}', start) - start + 1);
@@ -75,14 +75,14 @@ std::string CHelpFormatter::make_footer(const CLI::App* app) const {
                (hasGroupOptions ? " and 'vexil " + group->get_name() + " --help'" : std::string()) +
                " may stand after the command.\n";
     }
-    // Before version 2.4 CLI11 writes the empty line itself.
+    // CLI11 before version 2.4 writes the empty line itself.
     constexpr bool isEmptyLineMissing = CLI11_VERSION_MAJOR * 1000 + CLI11_VERSION_MINOR >= 2004;
     return (isEmptyLineMissing ? "\n" : "") + wrapParagraphs(app->get_footer() + "\n" + hint, m_columns);
 }
 
 std::string CHelpFormatter::makeEntry(const std::string& name, const std::string& description) const {
     std::string text = "  " + name;
-    // Two spaces, as what makes the manual page of this text expects between name and description.
+    // Two spaces, because the maker of the manual page expects them between name and description.
     if (text.size() + 2 > m_nameColumns) {
         text += '\n';
         text.append(m_nameColumns, ' ');

@@ -6,10 +6,10 @@
 
 namespace vexil::app {
 
-/// Lays help texts out for people: no types, no ranges, lines that fit the terminal. Only examples keep their lines.
+/// Lays out help texts: no types, no ranges, and lines that fit the terminal. Only examples keep their lines.
 class CHelpFormatter : public CLI::Formatter {
 public:
-    /// \param columns  how many columns a line may have; taken as 48 to 100
+    /// \param columns  the columns of a line; limited to 48 to 100
     explicit CHelpFormatter(int columns);
 
     std::string make_description(const CLI::App* app) const override;

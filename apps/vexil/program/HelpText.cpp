@@ -19,7 +19,8 @@ bool isParagraph(std::size_t indent) {
     return indent == 0 || indent >= minDescriptionIndent;
 }
 
-/// Where the meaning begins in a line such as "  NAME  MEANING"; 0 if there is only one column.
+/// The column where the description begins in a line such as "  NAME  MEANING"; 0 if there is only one
+/// column.
 std::size_t findSecondColumn(const std::string& line) {
     const std::size_t gap = line.find("  ", getIndent(line));
     const std::size_t start = gap == std::string::npos ? gap : line.find_first_not_of(' ', gap);

@@ -72,7 +72,7 @@ Exit codes:
 
 'vexil help http', 'vexil help s3 backup' and so on tell more about each command.)";
 
-// Where the width of the terminal is not known.
+// Used if the width of the terminal is unknown.
 constexpr int defaultColumns = 80;
 constexpr int64 maxColumns = 10000;
 
@@ -95,7 +95,7 @@ void translateHelpCommand(std::vector<std::string>& arguments) {
     }
 }
 
-/// Whatever the user has typed: no login in a URL is shown, and nothing leads the terminal astray.
+/// The user's input for display: without logins of URLs and without control characters.
 std::string toPrintableLines(const std::string& text) {
     std::string lines;
     std::istringstream stream(text);
@@ -130,11 +130,11 @@ int CProgram::run(int argc, char** argv) {
     CConsole console(std::cout, errors, isTerminal(StandardStream::Error),
                      [] { return getTerminalColumns(StandardStream::Error); });
     try {
-        // It takes them from the end.
+        // CLI11 takes the arguments from the end.
         app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
     } catch (const CLI::ParseError& error) {
         const CUsageProblem problem(app, error, arguments);
-        // Help and version are "errors" of code 0.
+        // CLI11 reports help and version as errors with the code 0.
         std::ostringstream help;
         std::ostringstream usage;
         if (app.exit(error, help, usage) == 0 && !problem.isUnknownCommand()) {
@@ -210,7 +210,7 @@ void CProgram::addOptions(CLI::App& app) {
     // Paths on FTP servers begin with "/", which CLI11 would take for options on Windows.
     app.allow_windows_style_options(false);
     app.footer(footer);
-    // Options of the program may stand after the command, too.
+    // Options of the program are also allowed after the command.
     app.fallthrough();
     app.require_subcommand(1);
     app.set_help_flag("-h,--help", "Print this help and exit");

@@ -21,7 +21,7 @@ class CCommand;
 class CConsole;
 class CVerboseLogFile;
 
-/// The program: its command line, and the way from every failure to a message and an exit code.
+/// The program: its command line, and a message and an exit code for every failure.
 class CProgram {
 public:
     CProgram();
