@@ -6,27 +6,27 @@
 
 namespace vexil::app {
 
-/// `vexil ftp ls`: the entries of a directory.
+/// `vexil ftp ls`: lists a directory.
 std::unique_ptr<CCommand> makeFTPLs();
-/// `vexil ftp stat`: what the server tells of one entry.
+/// `vexil ftp stat`: shows the facts of one entry.
 std::unique_ptr<CCommand> makeFTPStat();
-/// `vexil ftp get`: a file of the server to a file or to standard output.
+/// `vexil ftp get`: downloads a file to a file or to standard output.
 std::unique_ptr<CCommand> makeFTPGet();
-/// `vexil ftp put`: a file to the server.
+/// `vexil ftp put`: stores a file on the server.
 std::unique_ptr<CCommand> makeFTPPut();
-/// `vexil ftp mkdir`: a new directory.
+/// `vexil ftp mkdir`: makes a directory.
 std::unique_ptr<CCommand> makeFTPMkdir();
-/// `vexil ftp rm`: one file, deleted.
+/// `vexil ftp rm`: deletes one file.
 std::unique_ptr<CCommand> makeFTPRm();
-/// `vexil ftp rmdir`: one empty directory, deleted.
+/// `vexil ftp rmdir`: deletes one empty directory.
 std::unique_ptr<CCommand> makeFTPRmdir();
-/// `vexil ftp rmtree`: a directory with all below it, deleted.
+/// `vexil ftp rmtree`: deletes a directory with everything below it.
 std::unique_ptr<CCommand> makeFTPRmtree();
-/// `vexil ftp mv`: an entry under another name.
+/// `vexil ftp mv`: renames an entry.
 std::unique_ptr<CCommand> makeFTPMv();
-/// `vexil ftp backup`: a folder to the files below a directory.
+/// `vexil ftp backup`: stores a folder below a directory.
 std::unique_ptr<CCommand> makeFTPBackup();
-/// `vexil ftp restore`: files below a directory to a folder.
+/// `vexil ftp restore`: downloads the files below a directory into a folder.
 std::unique_ptr<CCommand> makeFTPRestore();
 
 }  // namespace vexil::app

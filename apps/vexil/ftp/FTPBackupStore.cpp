@@ -38,7 +38,7 @@ std::unique_ptr<ITransfer> CFTPBackupStore::makeUpload(const P<CFileInStream>& f
     return std::make_unique<CFTPUpload>(m_context, m_parts, file, path, false);
 }
 
-// Here and not by each upload: two at once would make the same one.
+// Here and not in each upload: two uploads at once would make the same directory.
 void CFTPBackupStore::makeDirsOf(const String& path) {
     const auto found = m_directories.find(path);
     if (found == m_directories.end()) {

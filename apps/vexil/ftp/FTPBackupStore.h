@@ -7,8 +7,8 @@
 
 namespace vexil::app {
 
-/// Keeps a backup as files below a directory of an FTP server. A file below it that has become a folder is replaced, which
-/// is told; a directory is never replaced by a file.
+/// Stores a backup as files below a directory of an FTP server. If a file on the server has become a folder
+/// here, the directory replaces it, and this is reported. A file never replaces a directory.
 class CFTPBackupStore : public IBackupStore {
 public:
     /// The context must outlive it.
@@ -28,7 +28,8 @@ private:
 
     CContext& m_context;
     String m_directory;
-    std::map<String, P<CError>> m_directories;  // that were made; with an error, could not be made
+    // directories that were made; with an error: could not be made
+    std::map<String, P<CError>> m_directories;
     CRemoteParts m_parts;
 };
 

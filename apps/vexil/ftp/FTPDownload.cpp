@@ -10,7 +10,7 @@ namespace vexil::app {
 
 namespace {
 
-// By the "*" libcurl goes on where the server does not know the command (CURLOPT_PREQUOTE).
+// With the "*" libcurl continues if the server does not know the command (CURLOPT_PREQUOTE).
 P<CNetStringList> makeInfoCommand(const String& path) {
     const P<CNetStringList> commands = new CNetStringList;
     commands->add("*MLST " + path);
@@ -38,7 +38,7 @@ void CFTPDownload::prepare(CNetRequest& request) {
     request.setReceiveDataStream(m_out.get());
     request.setFTPCustomPreCommands(makeInfoCommand(m_path));
     if (offset > 0) {
-        // What was changed while the rest was read.
+        // The file was changed while the rest was read.
         request.setFTPCustomPostCommands(makeInfoCommand(m_path));
     }
 }
@@ -74,7 +74,7 @@ void CFTPDownload::checkAnswer(CNetRequest& request) {
     if (m_out->getSize() - m_start > written) {
         throw CError("The file '" + m_path + "' became shorter while it was read.");
     }
-    // Where the server does not tell it so, libcurl has asked with SIZE and compared.
+    // If the server does not report it in this way, libcurl has sent SIZE and compared.
     if (m_info && m_info->getSize() != written) {
         throw CError("Received " + String::fromInt(written) + " of the " +
                      String::fromInt(m_info->getSize()) + " bytes that the server told of.");

@@ -9,20 +9,21 @@ namespace vexil::app {
 
 class CContext;
 
-/// Downloads a file of an FTP server into a stream. One that breaks goes on behind the last byte written, where the
-/// server tells the file's time (MLST) and neither that nor the size has changed; else it begins again.
+/// Downloads a file of an FTP server into a stream. An interrupted download continues after the last written
+/// byte if the server reports the file's time (MLST), and neither time nor size has changed; otherwise it
+/// begins again.
 class CFTPDownload : public IDownload {
 public:
     /// The context must outlive it.
-    /// \param out  where the bytes go, from where it stands on; able to go back there
+    /// \param out  receives the bytes from its current position on; must be able to seek back there
     CFTPDownload(CContext& context, const String& path, const P<zet::IOutStream>& out);
 
-    /// \throws CError when another file has taken the file's place
+    /// \throws CError if another file has replaced this one
     void prepare(CNetRequest& request) override;
-    /// \throws CError when bytes are missing
+    /// \throws CError if bytes are missing
     void checkAnswer(CNetRequest& request) override;
     bool canBeginAnew(CNetRequest&, const CError&) override { return false; }
-    /// \throws CError when the server refuses a file that is there
+    /// \throws CError if the server refuses an existing file
     bool canFallBack(CNetRequest& request, const CError& error) override;
 
     int getContinuationCount() const noexcept override { return m_continuations; }
@@ -35,7 +36,7 @@ private:
     CContext& m_context;
     String m_path;
     P<zet::IOutStream> m_out;
-    const int64 m_start;  // of the file, in the stream
+    const int64 m_start;  // position of the file's first byte in the stream
     std::optional<CFTPDirEntry> m_info;
     bool m_isUnderWay = false;
     int m_continuations = 0;

@@ -4,8 +4,8 @@
 
 namespace vexil::app {
 
-/// An entry in a line for people: type ("file", "dir", "-" for others), size in bytes ("-" for what is no file), time
-/// of the last change in UTC ("-" for unknown), name.
+/// One line for an entry: type ("file", "dir", "-" for others), size in bytes ("-" if it is not a file), time
+/// of the last change in UTC ("-" if unknown), name.
 String makeEntryLine(const CFTPDirEntry& entry);
 
 }  // namespace vexil::app

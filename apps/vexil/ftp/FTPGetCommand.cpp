@@ -50,7 +50,7 @@ ExitCode CFTPGetCommand::run(CContext& context) {
                                    "' means a directory. 'vexil ftp restore' fetches all files "
                                    "of one");
     }
-    // Before the file is made: a login that is missing must not cost one that is there.
+    // Check the login first, so that a missing login does not destroy an existing file.
     context.getFTP();
     if (m_file.empty() || m_file == "-") {
         download(context, path, new CStandardOutStream(context.getConsole()));

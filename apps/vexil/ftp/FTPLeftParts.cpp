@@ -12,7 +12,7 @@ namespace vexil::app {
 
 namespace {
 
-// Links that a server follows may lead in a circle.
+// Links that a server follows may form a circle.
 constexpr int maxLevels = 100;
 
 }  // namespace

@@ -9,15 +9,16 @@ namespace vexil::app {
 
 class CContext;
 
-/// Deletes the parts that earlier runs of this user on this computer have left on an FTP server when they were killed
-/// (ServerPartMark.h), and tells it. A file that was to be replaced gets its name back if nothing has it, otherwise it is
-/// deleted, too. To be used before uploads begin.
+/// Deletes the parts that killed runs of this user on this computer have left on an FTP server
+/// (ServerPartMark.h), and reports it. A file that was to be replaced gets its name back if the name is free;
+/// otherwise it is deleted, too. Must be used before uploads begin.
 class CFTPLeftParts {
 public:
     /// The context must outlive it.
     explicit CFTPLeftParts(CContext& context) : m_context(context) {}
 
-    /// Looks through a directory and all below it. What cannot be listed is told, and hinders nothing.
+    /// Searches a directory and everything below it. A directory that cannot be listed is reported, and the
+    /// search continues.
     /// \throws "Interrupted." (CInterrupt)
     void clear(const String& directory);
 
@@ -29,7 +30,7 @@ private:
     void tell(const String& text) const;
 
     CContext& m_context;
-    std::set<String> m_seen;  // unique IDs of directories, where the server tells them
+    std::set<String> m_seen;  // unique IDs of directories, if the server sends them
 };
 
 }  // namespace vexil::app

@@ -35,7 +35,7 @@ ExitCode CFTPLsCommand::run(CContext& context) {
     const String path = makeServerPath(m_path);
     const P<CFTPListDirResult> listing = context.getFTP().listDir(path);
     for (const P<CFTPDirEntry>& entry : listing->getEntries()) {
-        // The directory itself, and its parent.
+        // Entries for the directory itself and for its parent.
         if (!(entry->getName() == ".") && !(entry->getName() == "..")) {
             context.getConsole().print(makeEntryLine(*entry));
         }

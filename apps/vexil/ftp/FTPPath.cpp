@@ -12,7 +12,7 @@ namespace vexil::app {
 
 namespace {
 
-// The path of a transfer goes through a URL, out of which libcurl takes no such character, encoded or not.
+// The path of a transfer is part of a URL, in which libcurl accepts no such character, encoded or not.
 bool isControl(wchar_t character) {
     return character < 0x20 || character == 0x7F;
 }

@@ -1,5 +1,5 @@
 /// \file
-/// Paths on an FTP server: they begin with "/", and names stand between "/".
+/// Paths on an FTP server: they begin with "/", and "/" separates the names.
 #pragma once
 
 #include "vexil/BaseTypes.h"
@@ -8,33 +8,33 @@
 
 namespace vexil::app {
 
-/// A path as an argument gives it, without "/" at its end; "/" for the root.
-/// \throws CInvalidArgError for one that does not begin with "/"
+/// The path in an argument, without "/" at its end; "/" for the root.
+/// \throws CInvalidArgError if it does not begin with "/"
 String makeServerPath(const std::string& argument);
 
-/// A name within a directory, or a relative path with "/".
+/// The path of a name within a directory; the name may be a relative path with "/".
 String joinServerPath(const String& directory, const String& name);
-/// What holds an entry; "/" for an entry of the root.
+/// The directory that contains an entry; "/" for an entry of the root.
 String getServerDirectory(const String& path);
 /// The last part of a path.
 String getServerName(const String& path);
 
-/// All directories that lead to a path, the path itself as the last one; none for "/".
+/// All directories on the way to a path, with the path itself at the end; empty for "/".
 TArray<String> getDirsDownTo(const String& path);
 
-/// The relative path of a file, for the server: with "/", in text.
-/// \throws CError when the name cannot be transferred
+/// The relative path of a file in the form of the server: text with "/".
+/// \throws CError if the name cannot be transferred
 String makeServerName(const std::filesystem::path& relativePath);
 
-/// Whether the name of an entry of a listing would lead out of the directory that was listed, or to itself.
+/// Whether the name of an entry would lead out of the listed directory, or to the directory itself.
 bool leadsElsewhere(const String& name);
 
-/// A path in the same directory for the time while a file is not complete, a different one at each call: see
-/// PartName.h. Its digits are those of makeServerPartDigits().
+/// A path in the same directory for an incomplete file, a different one at each call: see PartName.h. Its
+/// digits are those of makeServerPartDigits().
 String makePartPath(const String& path);
 
-/// Why an entry of a listing cannot be stored under its name in a local folder, as the end of a sentence; "" when it
-/// can.
+/// Why an entry of a listing cannot be stored under its name in a local folder, as the end of a sentence; ""
+/// if it can.
 String findEntryNameProblem(const String& name);
 
 }  // namespace vexil::app

@@ -24,7 +24,7 @@ int getReplyCode(const CError& error) {
     return transferError ? transferError->getResponseCode() : 0;
 }
 
-/// The second line of a reply, which for MLST is the one with the facts; "" when it has one only.
+/// The second line of a reply, which contains the facts in a reply to MLST; "" if there is only one line.
 String getSecondLine(const String& text) {
     const std::size_t begin = std::min(text.find(L'\n'), text.length() - 1) + 1;
     const std::size_t end = std::min(text.find(L'\n', begin), text.length());
@@ -84,7 +84,7 @@ std::optional<CFTPDirEntry> findInfo(const CNetReply& reply) {
     try {
         return CFTPDirEntry(line);
     } catch (const CError&) {
-        // Some other reply of several lines.
+        // Another reply of several lines.
         return std::nullopt;
     }
 }
@@ -114,7 +114,7 @@ std::optional<String> findMadePath(const CNetReply& reply) {
     }
     String path;
     for (std::size_t i = 1; i < text.length(); ++i) {
-        // A quote within the path is doubled; after the last character is a NUL.
+        // A quote within the path is doubled; a NUL follows the last character.
         if (text[i] == L'"' && text[++i] != L'"') {
             return path;
         }

@@ -1,6 +1,6 @@
 /// \file
-/// What the replies of an FTP server say, beyond success and failure. All of it is read from the replies' codes: no reply
-/// is missing because of its bytes.
+/// What the replies of an FTP server mean, beyond success and failure. The codes decide, so replies with
+/// bytes that are not UTF-8 are never missing.
 #pragma once
 
 #include "vexil/ftp/FTPDirEntry.h"
@@ -14,14 +14,14 @@ namespace vexil::app {
 
 /// Whether there was a reply of this code in the last transfer.
 bool hasReply(const CNetRequest& request, int code);
-/// The last reply of this code in the last transfer as one line, its code in front; "" when there was none.
+/// The last reply of this code in the last transfer as one line, after its code; "" if there was none.
 String describeReply(const CNetRequest& request, int code);
-/// A reply as one line, its code in front.
+/// A reply as one line, after its code.
 String describeReply(const CNetReply& reply);
-/// One of the last replies of the last transfer. Goodbyes (221) do not count: libcurl may have closed another connection
-/// meanwhile.
-/// \param position  1 for the last one, 2 for the one before it
-/// \throws CError when there were not so many
+/// One of the last replies of the last transfer. Goodbyes (221) are ignored: libcurl may have closed another
+/// connection during the transfer.
+/// \param position  1 for the last reply, 2 for the one before it
+/// \throws CError if there were fewer replies
 CNetReply getReplyFromEnd(const CNetRequest& request, int position);
 
 /// Whether a code means "not now" (RFC 959, 4.2: 400 to 499).
@@ -29,42 +29,42 @@ bool isTransient(int code);
 /// Whether a code means that the server does not know the command (500 and 502), or not this use of it (504).
 bool isUnknownCommand(int code);
 
-/// What a reply to MLST tells; none for a refusal, and for a reply that cannot be read.
+/// The facts in a reply to MLST; nullopt for a refusal, and for a reply that cannot be read.
 std::optional<CFTPDirEntry> findInfo(const CNetReply& reply);
-/// What the replies to MLST among the replies of the last transfer tell, in their order. Those that cannot be read are
+/// The facts in the replies to MLST of the last transfer, in their order. Replies that cannot be read are
 /// left out.
 TArray<CFTPDirEntry> findInfos(const CNetRequest& request);
 
-/// What a reply to SIZE tells, in bytes; none for any other reply.
+/// The size in a reply to SIZE, in bytes; nullopt for any other reply.
 std::optional<int64> findSize(const CNetReply& reply);
 
-/// The path that a reply to MKD names; none if it names none (RFC 959, appendix II).
+/// The path in a reply to MKD; nullopt if it contains none (RFC 959, appendix II).
 std::optional<String> findMadePath(const CNetReply& reply);
 
-/// All refusals (replies of 400 and more) among the replies of the last transfer, in their order.
+/// All refusals (replies of 400 and more) of the last transfer, in their order.
 TArray<CNetReply> findRefusals(const CNetRequest& request);
 
-/// A refusal after which libcurl went on, as the error that it would have been.
+/// A refusal after which libcurl continued, as an error.
 CCURLError makeRefusal(const CNetRequest& request, const CNetReply& reply);
 
-/// Whether the server has refused to do something with a file or directory (replies 550, 553, 501), be it missing or
-/// forbidden.
+/// Whether the server has refused to do something with a file or directory (replies 550, 553, 501), because
+/// it is missing or forbidden.
 bool isRefusedFile(const CError& error);
 
-/// Whether the server has refused a transfer, which libcurl took for a reply to PASV: over TLS it gives the data connection
-/// up first if the server closes that.
+/// Whether the server has refused a transfer and libcurl took the refusal for a reply to PASV: over TLS, if
+/// the server closes the data connection, libcurl gives it up first.
 bool isMisreadRefusal(const CError& error);
-/// Whether a connection for data has ended before it was encrypted. That of the control connection comes first of all, or
-/// after the reply to AUTH.
+/// Whether a data connection has ended before it was encrypted. The handshake of the control connection comes
+/// first of all, or after the reply to AUTH.
 bool isBrokenDataHandshake(const CError& error);
 /// Whether the server does not know the command (see isUnknownCommand()).
 bool isUnknownCommand(const CError& error);
-/// Throws a refusal that libcurl tells in other words.
+/// Throws a refusal that libcurl reports with other words.
 /// \param message  what has failed
 /// \param error    a failed transfer
 [[noreturn]] void throwRefusal(const String& message, const CError& error);
 
-/// Whether two tell of the same unchanged file: size and time are the same, and the time is known.
+/// Whether both describe the same unchanged file: size and time are equal, and the time is known.
 bool isSameFile(const CFTPDirEntry& first, const CFTPDirEntry& second);
 
 }  // namespace vexil::app

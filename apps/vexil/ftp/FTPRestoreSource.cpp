@@ -13,7 +13,7 @@ namespace vexil::app {
 
 namespace {
 
-// Links that a server follows may lead in a circle.
+// Links that a server follows may form a circle.
 constexpr std::size_t maxLevels = 1000;
 
 }  // namespace
@@ -42,7 +42,7 @@ private:
     String m_path;
     String m_relativeName;
     int64 m_size;
-    P<CError> m_problem;  // null for a file that can be had
+    P<CError> m_problem;  // null for a file that can be fetched
 };
 
 CFTPRestoreSource::CFTPRestoreSource(CContext& context, const String& directory)
@@ -74,7 +74,7 @@ std::unique_ptr<IStoredFile> CFTPRestoreSource::findNext() {
 std::unique_ptr<IStoredFile> CFTPRestoreSource::visitNext(CDirectory& directory) {
     const std::size_t number = directory.next++;
     const TArray<P<CFTPDirEntry>>& entries = directory.listing->getEntries();
-    // Copies: a directory that is entered moves all of them.
+    // Copies, because entering a directory moves all of them.
     const String parent = directory.relativeName;
     if (number < entries.size()) {
         const P<CFTPDirEntry> entry = entries[number];
@@ -102,7 +102,7 @@ std::unique_ptr<IStoredFile> CFTPRestoreSource::visit(const String& parent, cons
     const String relativeName = parent.isEmpty() ? name : joinServerPath(parent, name);
     const String path = getPath(relativeName);
     if (entry.getType() == zet::IFileInfoBase::TypeUnknown) {
-        // The directory itself and its parent are such entries, too.
+        // The directory itself and its parent are also such entries.
         if (!(name == ".") && !(name == "..") && name.find(L'/') == String::npos) {
             m_context.getConsole().message(Verbosity::Warning,
                                            "skipped " + printable(path) + ": neither a file nor a directory");

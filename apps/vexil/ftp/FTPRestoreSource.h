@@ -9,15 +9,16 @@ namespace vexil::app {
 
 class CContext;
 
-/// The files below a directory of an FTP server, in the order of its listings. Links and the like are named and
-/// skipped, and so are directories that lead back to one that they lie in.
+/// The files below a directory of an FTP server, in the order of its listings. Links and the like are named
+/// and skipped, and so are directories that contain themselves.
 class CFTPRestoreSource : public IRestoreSource {
 public:
     /// The context must outlive it.
     CFTPRestoreSource(CContext& context, const String& directory);
 
     ITransferPolicy& getPolicy() override;
-    /// A directory that cannot be listed comes as a file that cannot be had; but for the first one, which is thrown.
+    /// A directory that cannot be listed is returned as a file that cannot be fetched. The error of the first
+    /// directory is thrown.
     std::unique_ptr<IStoredFile> findNext() override;
     const char* getNoun() const override { return "file"; }
     const char* getQuestionWhereEmpty() const override { return "is the directory right?"; }
@@ -25,7 +26,7 @@ public:
 private:
     class CFile;
     struct CDirectory {
-        String relativeName;  // "" for the first one
+        String relativeName;  // "" for the first directory
         String uniqueID;
         P<CFTPListDirResult> listing;
         std::size_t next = 0;
@@ -41,7 +42,7 @@ private:
     CContext& m_context;
     String m_directory;
     bool m_hasBegun = false;
-    std::vector<CDirectory> m_open;  // from the first one down to where the walk is
+    std::vector<CDirectory> m_open;  // from the first directory down to the current one
 };
 
 }  // namespace vexil::app

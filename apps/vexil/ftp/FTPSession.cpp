@@ -26,7 +26,7 @@ TArray<String> select(const TArray<String>& paths, const TArray<bool>& areWanted
     return selection;
 }
 
-/// Sets what the policy wants beside the other options.
+/// Sets what the policy needs in addition to the other options.
 class CFTPRequestSetup : public virtual CBase, public INetRequestSetup {
 public:
     CFTPRequestSetup(INetRequestSetup& setup, CFTPTransferPolicy& policy)
@@ -36,7 +36,7 @@ public:
         m_setup->setUp(request);
         m_policy.setUp(request);
         if (request.getURL().startsWith("ftps://")) {
-            // Otherwise files go in plain if the server refuses to encrypt them.
+            // Otherwise files are sent without encryption if the server refuses it.
             request.setFTPUseSSL(CURLUSESSL_ALL);
         }
     }
@@ -127,7 +127,7 @@ P<CFTPListDirResult> CFTPSession::listDir(const String& path) {
     return new CFTPListDirResult(CFTPListDirResult::parseLeniently(*m_request.getDefaultReceiveBuffer()));
 }
 
-// Some servers refuse MLST for everything, also for what they list.
+// Some servers refuse MLST for everything, also for entries that they list.
 std::optional<CFTPDirEntry> CFTPSession::findListed(const String& path) {
     if (m_hasMLSTWorked) {
         return std::nullopt;
@@ -183,8 +183,8 @@ String CFTPSession::findUniqueID(const String& path) {
     return infos.empty() ? String() : infos.back().getUniqueID();
 }
 
-// One that is there already is refused, and that would end the connection, did the command not begin with "*": by that
-// libcurl goes on behind a refusal (CURLOPT_PREQUOTE). What counts is what the server tells at last.
+// The server refuses an existing directory, which would end the connection. With the "*" libcurl continues
+// after a refusal (CURLOPT_PREQUOTE). The last replies decide.
 void CFTPSession::makeDirs(const String& path) {
     const Preparation prepare = [this, &path](CFTPClient& client, CNetRequest& request) {
         client.prepareGetInfoRequest(request, path);
@@ -192,7 +192,7 @@ void CFTPSession::makeDirs(const String& path) {
         for (const String& directory : getDirsDownTo(path)) {
             commands->add("*MKD " + directory);
         }
-        // Only into a directory the server changes.
+        // A server changes only into a directory.
         commands->add((m_knowsMLST ? "MLST " : "CWD ") + path);
         request.setFTPCustomPreCommands(commands);
     };
@@ -226,7 +226,7 @@ void CFTPSession::makeDirs(const String& path) {
     }
 }
 
-/// A directory that is not there, because it could not be made just now.
+/// A directory that does not exist, because it could not be made before.
 P<CError> CFTPSession::findTransientRefusal() const {
     for (const CNetReply& refusal : findRefusals(m_request)) {
         if (isTransient(refusal.getCode())) {
@@ -243,7 +243,7 @@ void CFTPSession::makeDir(const String& path) {
     checkMadeNames({path});
 }
 
-// The reply to PWD has the same code; it follows the login.
+// The reply to PWD has the same code; it comes after the login.
 void CFTPSession::checkMadeNames(const TArray<String>& directories) const {
     bool isAfterLogin = false;
     for (const CNetReply& reply : m_request.getReplies()) {
@@ -275,7 +275,7 @@ P<CError> CFTPSession::makeDirFailure(const String& path) const {
         return error.clone();
     }
     const TArray<CNetReply> refusals = findRefusals(m_request);
-    // The last one is the reply to the question whether the directory is there.
+    // The last reply shows whether the directory exists.
     CProps props;
     if (refusals.size() > 1) {
         props.add("serverMessage", describeReply(refusals[refusals.size() - 2]));
@@ -319,7 +319,7 @@ bool CFTPSession::removeUnseen(const String& path) {
     return false;
 }
 
-// After the "*" libcurl goes on if the server refuses it (CURLOPT_PREQUOTE).
+// With the "*" libcurl continues if the server refuses it (CURLOPT_PREQUOTE).
 void CFTPSession::performTolerantly(const String& command) {
     performPlainly([&command](CFTPClient& client, CNetRequest& request) {
         client.prepareVerifyExistsRequest(request, "/");
@@ -332,7 +332,7 @@ void CFTPSession::performTolerantly(const String& command) {
 TArray<bool> CFTPSession::performCleanUp(const CNetStringList& commands, const TArray<String>& paths) {
     m_client.prepareGetInfoRequest(m_request, "/");
     const P<CNetStringList> all = new CNetStringList(commands);
-    // Some servers tell sizes in this mode only.
+    // Some servers report sizes only in this mode.
     all->add("*TYPE I");
     for (const String& path : paths) {
         all->add("*SIZE " + path);

@@ -37,32 +37,32 @@ bool mayPass(int64 curlCode) {
     }
 }
 
-/// Whether a disk is full, or a quota used up: that does not pass so soon (RFC 959, 4.2.1).
+/// Whether a disk or quota is full, which does not end soon (RFC 959, 4.2.1).
 bool isFull(int reply) {
     return reply == 452 || reply == 552;
 }
 
-// RFC 959, 4.2.1: these "transient negative" replies.
+// The "transient negative" replies of RFC 959, 4.2.1.
 bool mayPassByReply(int reply) {
     return reply == replyServiceNotAvailable || reply == replyNoDataConnection || reply == 426 ||
            reply == 450 || reply == 451;
 }
 
-/// Whether the server takes no data connection, or the TLS handshake on it has failed. That of the control connection
-/// comes first of all, or in response to AUTH.
+/// Whether the server accepts no data connection, or the TLS handshake on it has failed. The handshake of the
+/// control connection comes first of all, or in response to AUTH.
 bool isRefusedDataConnection(int64 curlCode, int reply) {
     return reply == replyNoDataConnection || reply == replyDataConnectionNotSafe ||
            (curlCode == CURLE_SSL_CONNECT_ERROR && reply > 0 && reply != replyAuthAccepted);
 }
 
-/// Whether a TLS handshake for data has failed after the server has begun the transfer: libcurl then tries PASV, and takes
-/// the server's word for a reply to that.
+/// Whether a TLS handshake for data has failed after the server has begun the transfer: libcurl then sends
+/// PASV, and takes the server's next text for the reply to it.
 bool isMisreadHandshake(int64 curlCode, int reply) {
     return curlCode == CURLE_FTP_WEIRD_PASV_REPLY && reply >= 100 && reply <= 199;
 }
 
-/// The code of the reply that has ended a transfer. libcurl's is that of its goodbye, or none, where it has closed
-/// another connection at the end of the transfer.
+/// The code of the reply that has ended a transfer. libcurl's own code is that of its goodbye, or missing, if
+/// it has closed another connection at the end of the transfer.
 int findDecisiveCode(const CCURLError& error, const CNetRequest& request) {
     const int code = error.getResponseCode();
     if ((code > 0 && code != replyGoodbye) || mayPass(error.getCode())) {
@@ -72,15 +72,15 @@ int findDecisiveCode(const CCURLError& error, const CNetRequest& request) {
     return refusals.empty() ? code : refusals.back().getCode();
 }
 
-/// Whether a refused transfer had a connection of its own, which did not come to its login. A kept connection may end
-/// with the same reply, when it was idle for too long.
+/// Whether a refused transfer had its own new connection, which did not reach the login. A kept connection
+/// that was idle for too long may end with the same reply.
 bool wasRefusedAtLogin(CNetRequest& request) {
     const bool hasDataConnection = hasReply(request, replyPassive) || hasReply(request, replyExtendedPassive);
     return request.getInfoLong(CURLINFO_NUM_CONNECTS) > 0 && !hasReply(request, replyLoggedIn) &&
            !hasDataConnection;
 }
 
-/// Whether a connection has ended, or the server says nothing.
+/// Whether a connection has ended, or the server does not reply.
 bool isSilence(int64 curlCode) {
     return curlCode == CURLE_GOT_NOTHING || curlCode == CURLE_SEND_ERROR || curlCode == CURLE_RECV_ERROR ||
            curlCode == CURLE_SSL_CONNECT_ERROR || curlCode == CURLE_OPERATION_TIMEDOUT;
@@ -108,13 +108,14 @@ void CFTPTransferPolicy::checkResult(CNetRequest& request) {
 }
 
 void CFTPTransferPolicy::setUp(CNetRequest& request) {
-    // With another request's control connection there would be no TLS session for the data connection to resume.
+    // On another request's control connection there would be no TLS session for the data connection to
+    // resume.
     request.setKeepsOwnConnections(true);
     if (m_refusedRequests.erase(&request) == 0) {
         return;
     }
     if (m_ownRequest == &request) {
-        // Closes the old one, which counts for a server that takes few.
+        // This closes the old connection, which matters if the server accepts few.
         m_manager = new CAsyncNetRequestManager;
     } else {
         request.setOptionInt(CURLOPT_FRESH_CONNECT, 1);
@@ -160,7 +161,7 @@ CFTPTransferPolicy::decideRetry(CNetRequest& request, const CError& error, CPati
     if (transferError && isFull(transferError->getResponseCode())) {
         return std::nullopt;
     }
-    // With a new connection for each try, it is the file that the server refuses so.
+    // Each try has a new connection, so the server refuses this file.
     if (isBrokenDataHandshake(error) && failures.count >= maxHandshakeTries) {
         return std::nullopt;
     }
@@ -179,8 +180,7 @@ bool CFTPTransferPolicy::isRefusedConnection(CNetRequest& request, const CError&
     if (!m_hasLoggedIn || !transferError) {
         return false;
     }
-    // A connection that has served transfers may serve another request next, which finds it taken then: what a request
-    // did before tells nothing.
+    // A request may find its earlier connection in use by another request, so its own history proves nothing.
     return error.getCode() == CURLE_LOGIN_DENIED ||
            ((transferError->getResponseCode() == replyServiceNotAvailable || isSilence(error.getCode())) &&
             wasRefusedAtLogin(request));

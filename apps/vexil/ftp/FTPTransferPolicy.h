@@ -9,8 +9,8 @@
 
 namespace vexil::app {
 
-/// Treats transfers over FTP: what may pass (a connection that breaks or does not come about, a server that is busy) is
-/// tried again as the patience allows, prepared again.
+/// The policy of FTP transfers: temporary failures (a connection that fails or cannot be made, a busy server)
+/// are tried again as the patience allows, prepared again.
 class CFTPTransferPolicy : public ITransferPolicy {
 public:
     explicit CFTPTransferPolicy(const std::shared_ptr<CPatience>& patience = std::make_shared<CPatience>())
@@ -26,27 +26,27 @@ public:
     bool mayTryAgain(const CPatience::Failures& failures) const override {
         return m_patience->mayTryAgain(failures);
     }
-    /// A login that is refused, by a reply or by the end of the connection. True only when one has succeeded before: then
-    /// it is not name and password that the server does not like.
+    /// A refused login, by a reply or by the end of the connection. True only if a login has succeeded
+    /// before: then name and password are not the reason.
     bool isRefusedConnection(CNetRequest& request, const CError& error) const override;
     P<CNetRequest> getOwnRequest() const override { return m_ownRequest; }
-    /// Over the connection that perform() keeps, if it is the same request.
+    /// Uses the connection that perform() keeps, if it is the same request.
     void performHere(CNetRequest& request) override;
     /// Whether a transfer over a data connection has succeeded.
     bool hasTransferred() const noexcept { return m_hasTransferred; }
     int64 getRetryCount() const override { return m_patience->getRetryCount(); }
 
-    /// The request that perform() is called with; a reference is kept.
+    /// The request of the last perform(); keeps a reference to it.
     void setOwnRequest(CNetRequest& request) { m_ownRequest = &request; }
 
-    /// Call it when a request is prepared. The request then keeps connections of its own. After a data connection was
-    /// refused, or its TLS handshake failed, its next transfer uses a new connection: libcurl no longer offers a session
-    /// to resume on the old one.
+    /// Must be called for each prepared request. The request then keeps its own connections. After a data
+    /// connection was refused, or its TLS handshake failed, the next transfer uses a new connection: libcurl
+    /// no longer offers a session to resume on the old one.
     void setUp(CNetRequest& request);
 
-    /// Performs a request that is prepared. A failure becomes what checkResult() throws.
+    /// Performs a prepared request. Throws a failure as checkResult() does.
     void perform(CNetRequest& request);
-    /// Throws a failure of the request's with what the server has said.
+    /// Throws a failure of the request with the server's reply.
     [[noreturn]] static void throwWithReply(const CCURLError& error, CNetRequest& request);
 
 private:
@@ -54,13 +54,14 @@ private:
     bool m_hasLoggedIn = false;
     bool m_hasTransferred = false;
     P<CNetRequest> m_ownRequest;
-    // Whose data connection was refused in the last transfer. They are kept: another request could get the address.
+    // Requests whose data connection was refused in the last transfer. References are kept, because a new
+    // request could get the same address.
     std::map<const CNetRequest*, P<CNetRequest>> m_refusedRequests;
-    P<CAsyncNetRequestManager> m_manager;  // keeps the connection of what perform() runs
+    P<CAsyncNetRequestManager> m_manager;  // keeps the connection of perform()
 };
 
-/// Throws a CError for a data connection that ends before it is encrypted, if others did not: some servers refuse a transfer
-/// so, and libcurl does not read their reply.
+/// Throws a CError for a data connection that ends before it is encrypted, if others did not: some servers
+/// refuse a transfer in this way, and libcurl does not read their reply.
 void throwIfOnlyThisBreaks(const CFTPTransferPolicy& policy, const CError& error);
 
 }  // namespace vexil::app

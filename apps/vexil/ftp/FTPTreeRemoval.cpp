@@ -12,10 +12,10 @@ namespace vexil::app {
 
 namespace {
 
-// Links that a server follows may lead in a circle.
+// Links that a server follows may form a circle.
 constexpr std::size_t maxLevels = 1000;
 
-/// Whether an entry is not one of the directory: it is the directory itself, or its parent.
+/// Whether an entry is the directory itself or its parent.
 bool isDirItself(const CFTPDirEntry& entry) {
     const String name = entry.getName();
     return entry.getType() == zet::IFileInfoBase::TypeUnknown &&

@@ -10,8 +10,9 @@ namespace vexil::app {
 
 class CContext;
 
-/// Deletes a directory of an FTP server with all below it. What cannot be deleted is named and does not keep the rest.
-/// A link is deleted and not followed, also if the server shows it as a directory.
+/// Deletes a directory of an FTP server with everything below it. Names entries that cannot be deleted and
+/// continues with the others. Deletes links and does not follow them, also if the server shows them as
+/// directories.
 class CFTPTreeRemoval {
 public:
     /// The context must outlive it.

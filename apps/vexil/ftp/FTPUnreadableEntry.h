@@ -6,13 +6,13 @@
 
 namespace vexil::app {
 
-/// An entry of an FTP directory that the server lists in a way that no command can name it: its name is not UTF-8, or
-/// holds the end of a line.
+/// An entry of an FTP directory that no command can name, because its name in the listing is not UTF-8 or
+/// contains a line end.
 struct FTPUnreadableEntry {
     /// \param line  one of CFTPListDirResult::getUnreadableLines()
     explicit FTPUnreadableEntry(const std::string& line);
 
-    String name;     ///< for people: what cannot be shown is escaped
+    String name;     ///< for display: bytes that cannot be shown are escaped
     String problem;  ///< why it cannot be read, as the end of a sentence
 };
 

@@ -35,7 +35,7 @@ bool isSuccess(int code) {
     return code >= 200 && code <= 299;
 }
 
-/// Whether a transfer that was under way broke while there was more to send.
+/// Whether a running transfer failed before all data was sent.
 bool isBrokenOff(CNetRequest& request) {
     if (!hasReply(request, replyTransferBegins) && !hasReply(request, replyConnectionOpen)) {
         return false;
@@ -48,7 +48,7 @@ bool isBrokenOff(CNetRequest& request) {
     return false;
 }
 
-// Some servers do not rename onto a file that is there.
+// Some servers do not rename onto an existing file.
 bool mayBeInTheWay(const CNetRequest& request, const CError& error) {
     const auto* const transferError = dynamic_cast<const CCURLError*>(&error);
     if (!transferError || !hasReply(request, replyPending)) {
@@ -89,7 +89,7 @@ void CFTPUpload::prepare(CNetRequest& request) {
         prepareCommands(request, {"*TYPE I", "*SIZE " + m_path});
         break;
     case Step::Check:
-        // Some servers tell sizes in this mode only.
+        // Some servers report sizes only in this mode.
         prepareCommands(request, {"*TYPE I", "*SIZE " + m_part, "*MLST " + m_path});
         break;
     default:
@@ -98,7 +98,7 @@ void CFTPUpload::prepare(CNetRequest& request) {
     }
 }
 
-// A step that broke may have been done, or not.
+// A failed step may have been done, or not.
 void CFTPUpload::considerFailure(CNetRequest& request) {
     if (m_step == Step::Probe) {
         throwIfNoRoom(request);
@@ -113,7 +113,7 @@ void CFTPUpload::considerFailure(CNetRequest& request) {
     }
 }
 
-// What was never begun is not left. The command follows only when a data connection was offered.
+// A part that was never begun cannot be left. The command is sent only after a data connection was offered.
 void CFTPUpload::notePart(const CNetRequest& request) {
     m_hasBegun = m_hasBegun || hasReply(request, replyPassive) || hasReply(request, replyExtendedPassive);
     if (!m_hasBegun) {
@@ -121,13 +121,13 @@ void CFTPUpload::notePart(const CNetRequest& request) {
     }
 }
 
-// The connection may end with the reply to SIZE. Where these are the replies of another transfer, no file is found.
+// The connection may end with the reply to SIZE. If the replies belong to another transfer, no file is found.
 bool CFTPUpload::hasStored(const CNetRequest& request) const {
     return m_step == Step::Store &&
            (hasReply(request, replyTransferDone) || hasReply(request, replyFileActionDone));
 }
 
-// By the "*" libcurl goes on after a refusal (CURLOPT_PREQUOTE): what counts is the reply.
+// With the "*" libcurl continues after a refusal (CURLOPT_PREQUOTE); the reply decides.
 void CFTPUpload::prepareCommands(CNetRequest& request, std::initializer_list<String> commands) {
     m_context.getFTP().getClient().prepareGetInfoRequest(request, m_path);
     const P<CNetStringList> list = new CNetStringList;
@@ -148,8 +148,8 @@ void CFTPUpload::prepareStore(CNetRequest& request) {
     request.setFTPCustomPostCommands(commands);
 }
 
-// libcurl does not read why a server has closed the data connection while there was more to send. Of so small a file all
-// is sent by then, and the reply is read.
+// libcurl does not read why a server has closed the data connection before all data was sent. A file this
+// small is already sent completely, and the reply is read.
 void CFTPUpload::prepareProbe(CNetRequest& request) {
     static constexpr char content[16384] = {};
     m_parts.add(m_probe);
@@ -283,7 +283,7 @@ CFTPUpload::Step CFTPUpload::decideMove(const CNetReply& info) const {
     if (isSuccess(info.getCode()) || isUnknownCommand(info.getCode())) {
         return Step::Replace;
     }
-    // There is nothing, or what was there has been moved away already.
+    // The file does not exist, or was already moved away.
     if (!m_hasReplaced) {
         m_moveError->throwClone();
     }
@@ -356,7 +356,7 @@ void CFTPUpload::throwIfRenamingIsUnknown(const CNetRequest& request, const CErr
 
 bool CFTPUpload::canBeginAnew(CNetRequest&, const CError&) {
     CInterrupt::throwIfRequested();
-    // Whoever ended the data connection early has left the server in the belief that this was all.
+    // The data connection ended early, and the server took what it had for the whole file.
     return std::exchange(m_isCut, false);
 }
 
@@ -376,7 +376,7 @@ bool CFTPUpload::canFallBack(CNetRequest& request, const CError& error) {
         if (!m_sendError && isBrokenOff(request)) {
             m_sendError = error.clone();
             m_step = Step::Probe;
-            // What prepare() considers is done.
+            // The step is done, and prepare() chooses the next one.
             m_isUnderWay = false;
             return true;
         }

@@ -11,20 +11,20 @@ namespace vexil::app {
 
 class CContext;
 
-/// Stores a file on an FTP server so that a broken upload never takes the place of a good file: it is stored under
-/// another name in the same directory, a random one (CPartFile), and moved when the server tells the right size (SIZE).
+/// Stores a file on an FTP server so that a failed upload never replaces a good file: it is stored under a
+/// random name in the same directory (CPartFile), and moved when the server reports the right size (SIZE).
 ///
-/// A move that fails is tried again as a move, as long as the server has the whole file under the other name. A
+/// A failed move is tried again as a move, as long as the server has the whole file under the other name. A
 /// directory is never replaced.
 class CFTPUpload : public ITransfer {
 public:
     /// Context and parts must outlive it.
-    /// \param createMissingDirs  also make the directories that the path names
+    /// \param createMissingDirs  also make missing directories of the path
     CFTPUpload(CContext& context, CRemoteParts& parts, const P<CFileInStream>& file, const String& path,
                bool createMissingDirs);
 
     void prepare(CNetRequest& request) override;
-    /// \throws CError when the server has stored other than was sent, and when a directory has the file's name
+    /// \throws CError if the server has stored something else, and if a directory has the name of the file
     void checkAnswer(CNetRequest& request) override;
     bool isComplete() const override { return m_step == Step::Done; }
     bool canBeginAnew(CNetRequest& request, const CError& error) override;
@@ -32,14 +32,14 @@ public:
 
 private:
     enum class Step {
-        Look,     // what has the file's name
-        Enter,    // whether that is a directory, where the server does not know MLST
-        Store,    // under the other name
-        Probe,    // whether the server has room for a small file, after it has broken a transfer off
-        Check,    // what became of a step that has failed, or of which nothing is known
-        Move,     // to the file's name
-        Verify,   // whether the file has its name, where MLST does not tell
-        Replace,  // the same where the server does not rename onto a file: that file is moved away first
+        Look,     // what has the name of the file
+        Enter,    // whether that is a directory, if the server does not know MLST
+        Store,    // the file, under the other name
+        Probe,    // whether the server has room for a small file, after it has interrupted a transfer
+        Check,    // the result of a step that has failed or is unknown
+        Move,     // to the name of the file
+        Verify,   // whether the file has its name, if MLST does not show it
+        Replace,  // the same if the server does not rename onto a file: that file is moved away first
         Done
     };
 
@@ -71,17 +71,17 @@ private:
     String m_path;
     String m_part;
     String m_probe;    // a small file that shows whether there is room
-    String m_oldFile;  // what the file that is replaced is called meanwhile
+    String m_oldFile;  // the temporary name of the replaced file
     bool m_createMissingDirs;
     Step m_step = Step::Look;
     bool m_isUnderWay = false;
     bool m_hasBegun = false;  // the server may have made the part
     bool m_isStored = false;  // the server has confirmed Step::Store
-    bool m_isCut = false;     // but has less, or more, than was sent
+    bool m_isCut = false;     // but with less, or more, than was sent
     bool m_isMoveTried = false;
-    bool m_hasReplaced = false;  // Step::Replace was begun
-    P<CError> m_sendError;       // of Step::Store, when no further try is left
-    P<CError> m_moveError;       // of Step::Move, where a file of this name may be the reason
+    bool m_hasReplaced = false;  // Step::Replace has begun
+    P<CError> m_sendError;       // of Step::Store, if no more tries are left
+    P<CError> m_moveError;       // of Step::Move, if a file of this name may be the reason
 };
 
 }  // namespace vexil::app

@@ -4,8 +4,8 @@
 
 namespace vexil::app {
 
-/// A server takes no further connection, although a login has worked before: it is not the credentials that it does not
-/// like.
+/// A server refuses a further connection, although a login has succeeded before: the credentials are not the
+/// reason.
 class CRefusedConnectionError : public CCURLError {
 public:
     explicit CRefusedConnectionError(const CCURLError& error) : CCURLError(error) {}

@@ -9,10 +9,11 @@ namespace vexil::app {
 
 class CContext;
 
-/// The files on an FTP server that uploads have begun and not moved to their names yet. They are deleted when this is
-/// destroyed, as far as that can be done; what cannot is told. By then no upload may run any more.
+/// The files on an FTP server that uploads have begun and not yet moved to their names. The destructor
+/// deletes them as far as possible, and reports the others. No upload may run then.
 ///
-/// Also the files that uploads have moved away to replace them: they get their names back if nothing has them.
+/// Also the files that uploads have moved away to replace them: they get their names back if the names are
+/// free.
 class CRemoteParts {
 public:
     /// The context must outlive it.
@@ -25,7 +26,7 @@ public:
     void remove(const String& path) { m_paths.erase(path); }
 
     /// A file that may have been moved away, until removeReplaced().
-    /// \param path  what it was called
+    /// \param path  its original name
     void addReplaced(const String& oldFile, const String& path) { m_replaced[oldFile] = path; }
     void removeReplaced(const String& oldFile) { m_replaced.erase(oldFile); }
 
@@ -36,7 +37,7 @@ private:
 
     CContext& m_context;
     std::set<String> m_paths;
-    std::map<String, String> m_replaced;  // what each was called, by what it is called now
+    std::map<String, String> m_replaced;  // original names, by current names
 };
 
 }  // namespace vexil::app

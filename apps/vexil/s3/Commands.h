@@ -6,23 +6,23 @@
 
 namespace vexil::app {
 
-/// `vexil s3 put`: a file to an object.
+/// `vexil s3 put`: stores a file as an object.
 std::unique_ptr<CCommand> makeS3Put();
-/// `vexil s3 get`: an object to a file or to standard output.
+/// `vexil s3 get`: downloads an object to a file or to standard output.
 std::unique_ptr<CCommand> makeS3Get();
-/// `vexil s3 head`: the headers of an object.
+/// `vexil s3 head`: shows the headers of an object.
 std::unique_ptr<CCommand> makeS3Head();
-/// `vexil s3 ls`: the objects of a bucket.
+/// `vexil s3 ls`: lists the objects of a bucket.
 std::unique_ptr<CCommand> makeS3Ls();
-/// `vexil s3 cp`: a copy of an object, on the server's side.
+/// `vexil s3 cp`: copies an object on the server.
 std::unique_ptr<CCommand> makeS3Cp();
-/// `vexil s3 rm`: one object, or all below a prefix, deleted.
+/// `vexil s3 rm`: deletes one object, or all below a prefix.
 std::unique_ptr<CCommand> makeS3Rm();
-/// `vexil s3 mb`: a new bucket.
+/// `vexil s3 mb`: makes a bucket.
 std::unique_ptr<CCommand> makeS3Mb();
-/// `vexil s3 backup`: a folder to objects.
+/// `vexil s3 backup`: stores a folder as objects.
 std::unique_ptr<CCommand> makeS3Backup();
-/// `vexil s3 restore`: objects to a folder.
+/// `vexil s3 restore`: downloads objects into a folder.
 std::unique_ptr<CCommand> makeS3Restore();
 
 }  // namespace vexil::app

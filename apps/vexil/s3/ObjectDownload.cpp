@@ -15,7 +15,7 @@ namespace {
 constexpr int statusPreconditionFailed = 412;
 constexpr int statusRangeNotSatisfiable = 416;
 
-// Only a strong ETag promises the same bytes (RFC 9110, 8.8.1).
+// Only a strong ETag guarantees the same bytes (RFC 9110, 8.8.1).
 bool isStrong(const String& eTag) {
     return !eTag.isEmpty() && !eTag.startsWith("W/");
 }
@@ -24,7 +24,7 @@ bool isSuccess(int status) {
     return status >= 200 && status <= 299;
 }
 
-// Behind a successful status only the way of the bytes can have failed: in the network, not here.
+// After a successful status only the network can have failed, not this program.
 bool isBrokenOnTheWay(const CError& error, int status) {
     const bool isOurs = error.getDomain() == "system" || dynamic_cast<const CInvalidArgError*>(&error);
     const bool isLibcurls = error.getDomain() == "curl";
@@ -67,7 +67,7 @@ void CObjectDownload::prepare(CNetRequest& request) {
 
 void CObjectDownload::checkAnswer(CNetRequest& request) {
     checkAnswerIsComplete(request);
-    // Bytes behind a status that was not understood, which libcurl calls a success.
+    // Bytes after a status line that could not be parsed, which libcurl calls a success.
     if (request.getDefaultReceiveBuffer()->getUsed() > 0) {
         throw CError("The answer's status line '" + request.getHTTPStatusLine() + "' does not tell success.");
     }
@@ -79,7 +79,7 @@ void CObjectDownload::checkAnswer(CNetRequest& request) {
 }
 
 void CObjectDownload::checkContent(CNetRequest& request) {
-    // Bytes of a transfer before this one that stand after its end.
+    // Bytes of an earlier transfer that are after the end of this one.
     const bool isTooLong = m_out->getSize() - m_start > getWrittenBytes();
     const String contentMD5 = m_out->getContentMD5();
     m_hasWrongContent = true;
@@ -107,7 +107,7 @@ bool CObjectDownload::tryToRestart() {
     try {
         m_out->restart();
     } catch (const CError&) {
-        // A pipe has passed the bytes on: what is wrong with them is the error to show.
+        // The bytes are already in a pipe: report that they are wrong.
         return false;
     }
     ++m_restarts;
@@ -140,7 +140,7 @@ bool CObjectDownload::canBeginAnew(CNetRequest& request, const CError& error) {
     } else {
         m_eTag = m_eTag.isEmpty() ? getAnswerHeader(request, "etag") : m_eTag;
     }
-    // Not every service heeds the condition.
+    // Some services ignore the condition.
     if (isContinuation) {
         checkContinuation(request);
     }
@@ -152,12 +152,12 @@ bool CObjectDownload::canBeginAnew(CNetRequest& request, const CError& error) {
     return true;
 }
 
-// Nobody could tell whether the rest would be of the same object.
+// Without a strong ETag the rest could belong to another object.
 void CObjectDownload::restartOrThrow(const CError& error) {
     try {
         m_out->restart();
     } catch (const CError&) {
-        // A pipe has passed the bytes on.
+        // The bytes are already in a pipe.
         error.throwClone();
     }
     m_context.getConsole().message(Verbosity::Info, "vexil: '" + printable(m_key) + "' broke off (" +

@@ -7,8 +7,8 @@ namespace vexil::app {
 
 namespace {
 
-/// For comparisons within one listing, whose times have the form of ISO 8601 in UTC. Without the "Z", a time with a
-/// fraction of a second is greater than the same without.
+/// For comparisons within one listing, whose times are ISO 8601 in UTC. Without the "Z", a time with a
+/// fraction of a second is greater than the same time without.
 String getTime(const CS3ListObjectsElement& object) {
     const String& time = object.getLastModified();
     return time.endsWith("Z") ? time.substr(0, time.length() - 1) : time;

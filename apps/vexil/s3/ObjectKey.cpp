@@ -10,10 +10,10 @@ namespace vexil::app {
 
 namespace {
 
-// The service's own limit, in bytes of UTF-8.
+// The limit of the service, in bytes of UTF-8.
 constexpr std::size_t maxKeyBytes = 1024;
 
-// Listings are XML 1.0, which has no place for other characters, and whose readers make another one of a carriage return.
+// Listings are XML 1.0, which does not allow other characters, and XML readers replace a carriage return.
 bool isXMLCharacter(wchar_t character) {
     return zet::isWhiteSpace(character) ? character != L'\v' && character != L'\f' && character != L'\r'
                                         : character >= 0x20 && character != 0xFFFE && character != 0xFFFF;

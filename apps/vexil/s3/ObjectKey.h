@@ -1,5 +1,5 @@
 /// \file
-/// Between the paths of files below a folder and the keys of objects.
+/// Conversions between paths of files below a folder and keys of objects.
 #pragma once
 
 #include "vexil/BaseTypes.h"
@@ -8,20 +8,21 @@
 
 namespace vexil::app {
 
-/// A prefix as that of a folder: empty, or with "/" at its end.
+/// A prefix in the form of a folder: empty, or with "/" at its end.
 String makeFolderPrefix(const String& prefix);
 
 /// The key of a file: prefix and path, with "/" on every system.
-/// \param relativePath  below the folder that is backed up
-/// \throws CError when no key can be made
+/// \param relativePath  path below the folder of the backup
+/// \throws CError if the path cannot become a key
 String makeObjectKey(const String& prefix, const std::filesystem::path& relativePath);
 
-/// Why a key does not come back as it was from a listing that is not encoded; "" for one that does.
+/// Why a listing without encoding does not return this key unchanged; "" if it does.
 String findListingProblem(const String& key);
 
-/// The way back: where the object belongs, below the folder to restore to.
+/// The reverse: the path of the object below the folder of the restore.
 /// \param key  begins with the prefix
-/// \throws CError naming the key when the path would lead out of the folder, or cannot be a file's
+/// \throws CError that names the key if the path would lead out of the folder, or cannot be the path of a
+///         file
 std::filesystem::path makeRelativePath(const String& prefix, const String& key);
 
 }  // namespace vexil::app

@@ -8,23 +8,23 @@ namespace vexil::app {
 class CConsole;
 class CContext;
 
-/// The objects of a bucket whose keys begin with a prefix, for commands that delete or write by these keys: nothing of
-/// a page is seen before all of it was checked (CS3ObjectEnum::setVerifyKeys). Keys come as they are where the server can
-/// encode them (CS3ObjectEnum::setEncodedKeys).
+/// The objects of a bucket whose keys begin with a prefix, for commands that delete or write by these keys:
+/// each page is checked completely before it is used (CS3ObjectEnum::setVerifyKeys). Keys come unchanged if
+/// the server can encode them (CS3ObjectEnum::setEncodedKeys).
 class CObjectListing {
 public:
-    /// Asks the server for nothing yet. The context must outlive it.
+    /// Sends no request yet. The context must outlive it.
     CObjectListing(CContext& context, const String& bucket, const String& prefix);
 
     /// The next object; null after the last one.
-    /// \throws "Interrupted." (CInterrupt), what CS3ObjectEnum::next() throws
+    /// \throws "Interrupted." (CInterrupt), errors of CS3ObjectEnum::next()
     P<CS3ListObjectsElement> findNext();
-    /// Names, for people, of objects that were left out since the last call because their keys cannot be read. To be called
-    /// after each findNext(), also the last one.
+    /// Names, for display, of objects that were left out since the last call because their keys cannot be
+    /// read. Must be called after each findNext(), also after the last one.
     TArray<String> takeUnreadableKeys() { return m_objects.takeUnreadableKeys(); }
-    /// The same, each told as an error of what is not done with it.
-    /// \param what  "NOT deleted"
-    /// \return how many
+    /// Reports the same objects as errors.
+    /// \param what  the action that is not done, for example "NOT deleted"
+    /// \return their number
     int64 reportUnreadableKeys(const char* what);
 
     static constexpr const char* unreadableReason =

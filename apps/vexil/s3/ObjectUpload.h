@@ -8,8 +8,8 @@ namespace vexil::app {
 
 class CContext;
 
-/// Stores a whole file as an object. An upload is begun again, at most twice, if the ETag says that the server has stored
-/// something else.
+/// Stores a whole file as an object. If the ETag shows that the server has stored something else, the upload
+/// begins again, at most twice.
 class CObjectUpload : public ITransfer {
 public:
     /// The context must outlive it.

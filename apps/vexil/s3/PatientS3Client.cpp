@@ -38,7 +38,7 @@ void CPatientS3Client::performOnce(CNetRequest& request) {
     m_policy.onSuccess();
 }
 
-// The Date is signed, and a service refuses one that is 15 minutes old.
+// The Date is signed, and services refuse one that is 15 minutes old.
 void CPatientS3Client::signAgain(CNetRequest& request) {
     const P<CNetHeaders> headers = new CNetHeaders;
     for (const P<CNetHeaders::CIterator> old = request.getCustomHTTPHeaders()->createIterator();

@@ -5,7 +5,7 @@
 
 namespace vexil::app {
 
-/// An S3 client that tries again what may pass as the program wants it, instead of every 100 ms.
+/// An S3 client that tries temporary failures again by the rules of the program, instead of every 100 ms.
 class CPatientS3Client : public CS3Client {
 public:
     /// \param policy  must outlive it
@@ -14,7 +14,7 @@ public:
         : CS3Client(accessKeyID, secretKey, useHTTPS), m_policy(policy) {}
     ~CPatientS3Client() override;
 
-    /// Also tries again after a response that ended within its headers. Each further try is signed again.
+    /// Also tries again after a response that ended within its headers. Each try is signed again.
     int performRequest(CNetRequest& request) override;
 
 private:

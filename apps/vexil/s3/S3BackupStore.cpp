@@ -15,7 +15,7 @@ namespace {
 
 constexpr const char* contentType = "application/octet-stream";
 
-/// The path of an object below the folder; none for one that no backup has made.
+/// The path of an object below the folder; nullopt for an object that no backup has made.
 std::optional<std::filesystem::path> findRelativePath(const String& prefix, const String& key) {
     try {
         return makeRelativePath(prefix, key);
@@ -41,7 +41,7 @@ std::unique_ptr<ITransfer> CS3BackupStore::makeUpload(const P<CFileInStream>& fi
     return std::make_unique<CObjectUpload>(m_context, file, m_bucket, key, contentType);
 }
 
-/// A restore finds an object by the listing only.
+/// A restore finds objects only by the listing.
 void CS3BackupStore::checkListing(const String& key) {
     const String problem = findListingProblem(key);
     if (!problem.isEmpty() && !areListingsEncoded()) {
@@ -76,7 +76,7 @@ void CS3BackupStore::finish(const CFolderWalker& walker, bool isComplete, const 
             }
         }
     } catch (const CError& error) {
-        // Some keys may only write.
+        // Some keys are only allowed to write.
         if (!CErrorReport(error).isAccessDenied()) {
             throw;
         }

@@ -9,19 +9,19 @@ namespace vexil::app {
 
 class CContext;
 
-/// Keeps a backup as objects below a prefix.
+/// Stores a backup as objects below a prefix.
 class CS3BackupStore : public IBackupStore {
 public:
     /// The context must outlive it.
-    /// \param prefix  goes before the path of each file; a "/" is put between them
+    /// \param prefix  comes before the path of each file, with a "/" between them
     CS3BackupStore(CContext& context, const String& bucket, const String& prefix);
 
     ITransferPolicy& getPolicy() override;
     void begin() override {}
     std::unique_ptr<ITransfer> makeUpload(const P<CFileInStream>& file, const std::filesystem::path& folder,
                                           const std::filesystem::path& relativePath) override;
-    /// Deletes the old object of what has become a folder, when all of the folder is stored. Tells of objects that are
-    /// left from a folder that has become a file: there may be many, and others may need them.
+    /// If a file has become a folder, deletes its old object after the whole folder is stored. If a folder
+    /// has become a file, reports the objects that are left: there may be many, and others may need them.
     void finish(const CFolderWalker& walker, bool isComplete, const Report& report) override;
 
 private:
@@ -34,7 +34,7 @@ private:
     CContext& m_context;
     String m_bucket;
     String m_prefix;
-    std::optional<bool> m_areListingsEncoded;  // set when it was asked for
+    std::optional<bool> m_areListingsEncoded;  // set after the server was asked
 };
 
 }  // namespace vexil::app

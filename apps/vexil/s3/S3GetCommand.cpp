@@ -44,7 +44,7 @@ complete; nothing is left of one that fails.)");
 }
 
 ExitCode CS3GetCommand::run(CContext& context) {
-    // Before the file is made: keys that are missing shall not cost one that is there.
+    // Check the keys first, so that a missing key does not destroy an existing file.
     context.getClient();
     if (m_file.empty() || m_file == "-") {
         download(context, new CStandardOutStream(context.getConsole()));

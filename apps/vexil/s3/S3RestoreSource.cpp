@@ -12,7 +12,7 @@ namespace vexil::app {
 
 namespace {
 
-// Consoles of services make such objects so that a folder can be seen while it is empty.
+// Web consoles of services make such objects to show an empty folder.
 bool isFolderMarker(const CS3ListObjectsElement& element) {
     return element.getSize() == 0 && element.getKey().endsWith("/");
 }
@@ -27,7 +27,7 @@ String getLastName(const String& key) {
 class CS3RestoreSource::CObject : public IStoredFile {
 public:
     /// The source must outlive it.
-    /// \param problem  why it cannot become a file; "" for one that may
+    /// \param problem  why it cannot become a file; "" if it can
     CObject(const CS3RestoreSource& source, const CS3ListObjectsElement& element, const String& problem)
         : m_source(source), m_key(element.getKey()), m_size(element.getSize()), m_eTag(element.getETag()),
           m_problem(problem) {}
@@ -41,7 +41,7 @@ public:
         return makeRelativePath(m_source.m_prefix, m_key);
     }
     int64 getSize() const override { return m_size; }
-    // Without an MD5 nobody could tell whether what was left has become something else since.
+    // Without an MD5 nobody can tell whether the part was changed since.
     String getContent() const override {
         const bool isProvable =
             m_source.m_context.verifiesETags() && !CS3Client::getContentMD5({{"etag", m_eTag}}).isEmpty();
@@ -51,7 +51,7 @@ public:
         auto download =
             std::make_unique<CObjectDownload>(m_source.m_context, m_source.m_bucket, m_key, out.get());
         if (out->getSize() > 0) {
-            // At least one byte is asked for, so that the server can tell that the object is the same.
+            // Request at least one byte, so that the server can confirm that the object is the same.
             download->goOn(*out, std::min(out->getSize(), m_size - 1), m_eTag);
         }
         return download;
@@ -65,7 +65,7 @@ private:
     String m_problem;
 };
 
-/// An object that cannot be fetched, to be named.
+/// An object that cannot be fetched and must be reported.
 class CS3RestoreSource::CUnreadableObject : public IStoredFile {
 public:
     explicit CUnreadableObject(const String& name) : m_name(name) {}
@@ -111,7 +111,7 @@ void CS3RestoreSource::read() {
     try {
         element = m_objects.findNext();
     } catch (const std::exception&) {
-        // What was listed before comes first.
+        // First the objects that were listed before the error.
         m_listingError = std::current_exception();
     }
     for (const String& name : m_objects.takeUnreadableKeys()) {
@@ -131,7 +131,7 @@ void CS3RestoreSource::read() {
     }
 }
 
-/// Whether its key can be the path of a file.
+/// Whether the key can be the path of a file.
 bool CS3RestoreSource::isFile(const CS3ListObjectsElement& element) const {
     try {
         makeRelativePath(m_prefix, element.getKey());

@@ -11,8 +11,8 @@ namespace vexil::app {
 
 class CContext;
 
-/// The objects below a prefix. Of an object and those that only a folder of its name could hold, what is newer becomes
-/// files; the rest has a problem that names it.
+/// The objects below a prefix. If an object and objects below a folder of its name exist, the newer ones
+/// become files; the others have a problem that names them.
 class CS3RestoreSource : public IRestoreSource {
 public:
     /// The context must outlive it.
@@ -39,7 +39,7 @@ private:
     CObjectGroups m_groups;
     std::deque<std::unique_ptr<IStoredFile>> m_ready;
     bool m_hasEnded = false;
-    std::exception_ptr m_listingError;  // thrown after what was listed before
+    std::exception_ptr m_listingError;  // thrown after the objects that were listed before it
 };
 
 }  // namespace vexil::app

@@ -13,7 +13,8 @@ namespace vexil::app {
 
 namespace {
 
-/// Whether an object exists, or these keys may not know: the response to a deletion does not tell.
+/// Whether an object exists, or these keys are not allowed to know: the response to a deletion does not say
+/// it.
 bool mayExist(CContext& context, const String& bucket, const String& key) {
     try {
         context.getClient().getObjectHeaders(context.getRequest(), bucket, key);
@@ -62,7 +63,8 @@ ExitCode CS3RmCommand::run(CContext& context) {
     const String bucket = String::fromUTF8(m_bucket);
     const String key = String::fromUTF8(m_key);
     const bool isThere = mayExist(context, bucket, key);
-    // In any case, since an object may be stored in between; and the response tells of a bucket that does not exist.
+    // In any case, because the object may be stored in between. The response also reports a bucket that does
+    // not exist.
     context.getClient().deleteObject(context.getRequest(), bucket, key);
     checkAnswerIsComplete(context.getRequest());
     if (!isThere) {

@@ -30,7 +30,7 @@ void CS3TransferPolicy::checkResult(CNetRequest& request) {
 
 std::optional<std::chrono::milliseconds>
 CS3TransferPolicy::decideRetry(CNetRequest& request, const CError& error, CPatience::Failures& failures) {
-    // The next try is signed with the time that it is then. A clock that is wrong stays so.
+    // The next try is signed with the time of that moment. A wrong clock stays wrong.
     const bool isClockWrong =
         error.getProps().lookup("s3-code") == "RequestTimeTooSkewed" && failures.count > 0;
     return isTransientError(error) && !isClockWrong ? decidePause(request, error, failures) : std::nullopt;

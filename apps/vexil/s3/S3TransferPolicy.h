@@ -4,8 +4,8 @@
 
 namespace vexil::app {
 
-/// Treats transfers of S3: what may pass (isTransientError()) is tried again as the patience allows, prepared and signed
-/// again.
+/// The policy of S3 transfers: temporary failures (isTransientError()) are tried again as the patience
+/// allows, prepared and signed again.
 class CS3TransferPolicy : public ITransferPolicy {
 public:
     /// The patience must outlive it.
@@ -20,7 +20,7 @@ public:
         return m_patience.mayTryAgain(failures);
     }
     bool isRefusedConnection(CNetRequest&, const CError&) const override { return false; }
-    /// To be called for a success that checkResult() does not see.
+    /// Must be called for a success that checkResult() does not see.
     void onSuccess() { m_patience.onSuccess(); }
     int64 getRetryCount() const override { return m_patience.getRetryCount(); }
 
