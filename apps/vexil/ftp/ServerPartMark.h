@@ -1,6 +1,6 @@
 /// \file
-/// By the digits in the name of a part on a server (PartName.h), a later run knows those of its own kind: six stand for the
-/// computer and the user, six for the process, and four are random.
+/// The digits in the name of a part on a server (PartName.h) show a later run which parts it may delete: six
+/// digits identify the computer and the user, six the process, and four are random.
 #pragma once
 
 #include "vexil/BaseTypes.h"
@@ -10,8 +10,8 @@ namespace vexil::app {
 /// Digits for a part of this process, different ones at each call.
 String makeServerPartDigits();
 
-/// Whether a part was made by this user on this computer, in a process that no longer runs. Also of parts with the number of
-/// this process: an earlier one may have had it.
+/// Whether a part was made by this user on this computer, in a process that has ended. True also for the ID
+/// of this process: an earlier process may have had it.
 bool isLeftServerPart(const String& digits);
 
 }  // namespace vexil::app

@@ -16,7 +16,7 @@ namespace vexil::app {
 CBackup::CBackup(CContext& context, IBackupStore& store)
     : m_context(context), m_store(store), m_progress(context.getConsole()) {}
 
-/// One file on its way.
+/// One file in transfer.
 class CBackup::CFileJob : public ITransferJob {
 public:
     CFileJob(CBackup& backup, const std::filesystem::path& relativePath)
@@ -44,7 +44,7 @@ public:
     }
 
     void onSuccess() override {
-        // Its checksum was right, but a program that writes in several places may have been half done.
+        // The checksum matched, but another program may have been in the middle of rewriting the file.
         if (m_file->hasChanged()) {
             m_isStored = true;
             throw CError(

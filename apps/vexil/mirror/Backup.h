@@ -11,14 +11,14 @@ namespace vexil::app {
 class CContext;
 class CTransferQueue;
 
-/// Stores the regular files of a folder, each under its path. What cannot be read or stored is reported and does not
-/// hinder the rest; a server that will refuse everything ends it.
+/// Stores the regular files of a folder, each under its path. Reports files that cannot be read or stored,
+/// and continues with the others. Ends if the server will refuse everything.
 class CBackup : private IFolderVisitor {
 public:
     /// Context and store must outlive it.
     CBackup(CContext& context, IBackupStore& store);
 
-    /// Does it, and prints what was done, also where it throws.
+    /// Runs the backup, and prints a summary, also before it throws.
     /// \param jobs  how many files are stored at once, at most
     ExitCode run(const CFolderWalker& walker, int jobs);
 

@@ -12,28 +12,29 @@ namespace vexil::app {
 
 class CFolderWalker;
 
-/// Where a backup is kept.
+/// The place that stores a backup.
 class IBackupStore {
 public:
     using Report = std::function<void(const String& name, const String& reason)>;
 
     virtual ~IBackupStore();
 
-    /// How transfers to it are to be treated.
+    /// The policy for transfers to it.
     virtual ITransferPolicy& getPolicy() = 0;
     /// Called before the first file.
-    /// \throws what makes it unusable
+    /// \throws errors that make the store unusable
     virtual void begin() = 0;
-    /// What stores a file.
-    /// \throws CError when it cannot be stored under its path
+    /// Makes the upload of a file.
+    /// \throws CError if the file cannot be stored under its path
     virtual std::unique_ptr<ITransfer> makeUpload(const P<CFileInStream>& file,
                                                   const std::filesystem::path& folder,
                                                   const std::filesystem::path& relativePath) = 0;
-    /// Called after the last file, when nothing is under way any more: puts right what was stored before, under names
-    /// that are now of another kind, and tells what it cannot put right. Default: nothing.
-    /// \param walker      knows what was backed up
+    /// Called after the last file, when no transfer runs. Corrects entries that earlier backups have stored
+    /// under names that now have another type, and reports entries that it cannot correct. Does nothing by
+    /// default.
+    /// \param walker      knows the files of the backup
     /// \param isComplete  whether all files were stored
-    /// \param report      takes the name of an entry and what a restore of it would suffer from
+    /// \param report      receives the name of an entry, and the problem that it causes in a restore
     virtual void finish(const CFolderWalker& walker, bool isComplete, const Report& report);
 };
 

@@ -6,7 +6,7 @@
 
 namespace vexil::app {
 
-/// `vexil compare`: two folders, byte for byte.
+/// `vexil compare`: compares two folders, byte for byte.
 std::unique_ptr<CCommand> makeCompare();
 
 }  // namespace vexil::app

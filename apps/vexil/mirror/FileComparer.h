@@ -12,8 +12,8 @@ class CFileComparer {
 public:
     CFileComparer();
 
-    /// The first difference of two regular files, "" when they are the same.
-    /// \throws CError when one of them cannot be read
+    /// The first difference of two regular files, "" if they are equal.
+    /// \throws CError if one of them cannot be read
     String findDifference(const std::filesystem::path& first, const std::filesystem::path& second);
 
 private:

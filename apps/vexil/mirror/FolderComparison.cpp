@@ -21,7 +21,7 @@ bool hasFile(const CFolderWalker& walker, const fs::path& relativePath) {
 
 }  // namespace
 
-/// Compares every file of the first folder with that of the second.
+/// Compares every file of the first folder with the file in the second one.
 class CFolderComparison::CFirstVisitor : public IFolderVisitor {
 public:
     explicit CFirstVisitor(CFolderComparison& comparison) : m_comparison(comparison) {}
@@ -38,7 +38,7 @@ private:
     CFolderComparison& m_comparison;
 };
 
-/// Finds what the first folder lacks.
+/// Finds files that are missing in the first folder.
 class CFolderComparison::CSecondVisitor : public IFolderVisitor {
 public:
     explicit CSecondVisitor(CFolderComparison& comparison) : m_comparison(comparison) {}

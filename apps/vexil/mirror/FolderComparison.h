@@ -8,8 +8,8 @@ namespace vexil::app {
 class CConsole;
 class CProgress;
 
-/// Compares the regular files of two folders, each way: a file that only one of them has is a difference.
-/// Links, special files and empty folders do not count. Differences go to the console as they are found.
+/// Compares the regular files of two folders in both directions: a file that only one of them has is a
+/// difference. Links, special files and empty folders are ignored. Differences are printed at once.
 class CFolderComparison {
 public:
     /// Console and progress must outlive it.
@@ -18,7 +18,7 @@ public:
 
     void run();
 
-    /// Differences, and what could not be compared.
+    /// The number of differences, and of files that could not be compared.
     int64 getDifferenceCount() const noexcept { return m_differences; }
 
 private:

@@ -17,7 +17,7 @@ namespace vexil::app {
 
 namespace fs = std::filesystem;
 
-/// One file on its way.
+/// One file in transfer.
 class CRestore::CFileJob : public ITransferJob {
 public:
     CFileJob(CRestore& restore, std::unique_ptr<IStoredFile> file)
@@ -30,8 +30,7 @@ public:
         }
     }
 
-    /// What it will be called below the folder, for comparisons: some file systems take upper and lower case for the
-    /// same.
+    /// Its name below the folder in a form for comparisons: some file systems ignore letter case.
     const String& getName() const noexcept { return m_name; }
 
     void prepare(CNetRequest& request) override {
@@ -136,7 +135,7 @@ std::unique_ptr<IStoredFile> CRestore::findNext(CTransferQueue& queue) {
     try {
         return m_source.findNext();
     } catch (const std::exception&) {
-        // What was listed before shall not suffer from it.
+        // Files that were listed before the error must still be restored.
         queue.finish();
         throw;
     }
@@ -150,7 +149,7 @@ void CRestore::restore(CTransferQueue& queue, std::unique_ptr<IStoredFile> file)
     queue.start(std::move(job));
 }
 
-// One after the other, two files of one name replace each other, and what wants to be a folder finds the file.
+// Two files of one name would replace each other, and a folder cannot be made if a file has its name.
 bool CRestore::isInTheWayOf(const String& name) const {
     for (std::size_t end = 0; end != String::npos;) {
         end = name.find(L'/', end + 1);
@@ -161,7 +160,7 @@ bool CRestore::isInTheWayOf(const String& name) const {
     return false;
 }
 
-// Step by step: a link on the way, made by whoever, could lead out of the folder.
+// One directory at a time: a link on the way could lead out of the folder.
 void CRestore::makeFolders(const fs::path& relativePath) {
     fs::path folder = m_folder;
     for (const fs::path& name : relativePath) {

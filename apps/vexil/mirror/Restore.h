@@ -15,16 +15,16 @@ namespace vexil::app {
 class CContext;
 class CTransferQueue;
 
-/// Makes files of all that was stored. Each gets its name when it is complete, in place of a file that
-/// has it. What cannot be stored is reported and does not hinder the rest; a server that will refuse
-/// everything ends it.
+/// Downloads all stored files. Each gets its name when it is complete, and replaces a file of that name.
+/// Reports files that cannot be written, and continues with the others. Ends if the server will refuse
+/// everything.
 class CRestore {
 public:
     /// Context and source must outlive it.
-    /// \param folder  made when it is not there
+    /// \param folder  created if it does not exist
     CRestore(CContext& context, IRestoreSource& source, const std::filesystem::path& folder);
 
-    /// Does it, and prints what was done, also where it throws.
+    /// Runs the restore, and prints a summary, also before it throws.
     /// \param jobs  how many files are fetched at once, at most
     ExitCode run(int jobs);
 

@@ -9,38 +9,39 @@
 
 namespace vexil::app {
 
-/// One file as a server keeps it.
+/// One stored file on a server.
 class IStoredFile {
 public:
     virtual ~IStoredFile();
 
-    /// Its name on the server, for people.
+    /// Its name on the server, for display.
     virtual String getName() const = 0;
-    /// What it is called below the folder to restore to, with "/" on every system.
+    /// Its path below the folder of the restore, with "/" on every system.
     virtual String getRelativeName() const = 0;
     /// The same as a path.
-    /// \throws CError when it would lead out of the folder, or cannot be a file's, or there is no file to be had
+    /// \throws CError if it would lead out of the folder, or cannot be the path of a file, or the file cannot
+    ///         be fetched
     virtual std::filesystem::path getRelativePath() const = 0;
-    /// In bytes, as it was listed.
+    /// In bytes, from the listing.
     virtual int64 getSize() const = 0;
-    /// Says which content it has, for CPartFile; "" if nobody could prove that later. "" by default.
+    /// Identifies the content, for CPartFile; "", the default, if the content could not be verified later.
     virtual String getContent() const;
-    /// \param out  empty, or with what an earlier program has left of this content. Stands at its beginning
+    /// \param out  empty, or with bytes of this content that an earlier program has left. At its beginning
     virtual std::unique_ptr<IDownload> makeDownload(const P<CFileOutStream>& out) const = 0;
 };
 
-/// Where a backup was kept.
+/// The place where a backup is stored.
 class IRestoreSource {
 public:
     virtual ~IRestoreSource();
 
-    /// How transfers from it are to be treated.
+    /// The policy for transfers from it.
     virtual ITransferPolicy& getPolicy() = 0;
-    /// The next file; null behind the last one.
+    /// The next file; null after the last one.
     virtual std::unique_ptr<IStoredFile> findNext() = 0;
-    /// What one file is called there.
+    /// The word for one stored file.
     virtual const char* getNoun() const = 0;
-    /// What to ask a user who has found nothing.
+    /// A question for a user whose restore finds nothing.
     virtual const char* getQuestionWhereEmpty() const = 0;
 };
 

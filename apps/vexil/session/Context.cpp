@@ -13,7 +13,7 @@ namespace vexil::app {
 
 namespace {
 
-// A longer pause is told to everybody who sees no progress otherwise.
+// A longer pause is reported if the user sees no other progress.
 constexpr CPatience::Milliseconds longPause(5000);
 // For tests, which must not wait for minutes.
 constexpr const char* pauseFactorVariable = "VEXIL_TEST_PAUSE_FACTOR";
@@ -29,7 +29,7 @@ CFTPClient::ConnectType toConnectType(FTPSecurity security) {
     }
 }
 
-// Else libcurl guesses a scheme, and the rules for proxies know none.
+// Otherwise libcurl guesses a scheme, and the rules for proxies do not apply.
 String withScheme(const String& url) {
     const std::size_t end =
         url.view().find_first_not_of(L"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+-.");
@@ -152,7 +152,8 @@ String CContext::getEndpoint() const {
         return String::fromUTF8(m_options.endpoint);
     }
     const auto endpoint = getEnvironmentVariable("VEXIL_S3_ENDPOINT");
-    // As from a script that lost the value: without one, the data would go to Amazon.
+    // An empty value usually comes from a script that lost it: without an endpoint the data would go to
+    // Amazon.
     if (endpoint && endpoint->empty()) {
         throw CInvalidArgError("CContext",
                                "VEXIL_S3_ENDPOINT is set to an empty value. Unset it to use Amazon's server");
@@ -168,7 +169,7 @@ String CContext::getFTPServer() const {
         throw CInvalidArgError(
             "CContext", "there is no FTP server: name it with --server HOST[:PORT] or in VEXIL_FTP_SERVER");
     }
-    // It is pasted into URLs.
+    // It becomes part of URLs.
     if (server.view().find_first_of(L"/@?#% \t") != std::wstring_view::npos) {
         throw CInvalidArgError("CContext", "the FTP server '" + printable(redactURL(server)) +
                                                "' is no HOST or HOST:PORT");

@@ -18,8 +18,8 @@ namespace vexil::app {
 class CCredentials;
 struct CCredentialNames;
 
-/// What a command works with: console, options, one request, the S3 client and the FTP session. Made on first use, so
-/// that a command that needs no keys asks for none.
+/// Everything that a command works with: console, options, one request, the S3 client and the FTP session.
+/// Made at their first use, so that a command without keys does not ask for them.
 class CContext {
 public:
     /// Console and log must outlive it.
@@ -31,28 +31,28 @@ public:
     CConsole& getConsole() noexcept { return m_console; }
 
     CRequestSetup& getSetup();
-    /// The request of all operations but those of a CTransferQueue; an HTTP command prepares it itself with
-    /// prepareHTTPRequest().
+    /// The request of all operations except those of a CTransferQueue; an HTTP command prepares it itself
+    /// with prepareHTTPRequest().
     CNetRequest& getRequest();
     /// The request with URL and options set.
     CNetRequest& prepareHTTPRequest(const std::string& url);
-    /// \throws CInvalidArgError for credentials that are missing and an endpoint that is none
+    /// \throws CInvalidArgError for missing credentials and an invalid endpoint
     CPatientS3Client& getClient();
     /// Whether the content of objects is compared with their ETag.
     bool verifiesETags() const noexcept { return m_options.verifyETag; }
-    /// How transfers to and from S3 are to be treated.
+    /// The policy for transfers to and from S3.
     ITransferPolicy& getS3Policy();
-    /// \throws CInvalidArgError for credentials that are missing and a server that is none
+    /// \throws CInvalidArgError for missing credentials and an invalid server
     CFTPSession& getFTP();
 
-    /// The login for a mail server; both parts are "" where neither the environment nor a file has one, as many servers
-    /// want none.
-    /// \throws CInvalidArgError for one that is not whole
+    /// The login for a mail server; both parts are "" if neither the environment nor a file has one, because
+    /// many servers need none.
+    /// \throws CInvalidArgError for an incomplete one
     CCredentials loadMailLogin();
 
     /// Notes another request than getRequest() as the one whose failure ends the command.
     void setFailedRequest(const P<CNetRequest>& request) { m_failedRequest = request; }
-    /// The request that an error which ends the command is about, as far as it is about one; may be null.
+    /// The request whose error ends the command; null if the error is not about a request.
     P<CNetRequest> getFailedRequest() const { return m_failedRequest ? m_failedRequest : m_request; }
 
 private:
@@ -74,7 +74,7 @@ private:
     std::unique_ptr<CFTPSession> m_ftp;
 };
 
-/// Lets the bytes of the context's request be shown while it lives.
+/// Shows the bytes of the context's request as long as it lives.
 class CProgressScope {
 public:
     CProgressScope(CContext& context, CProgress& progress)

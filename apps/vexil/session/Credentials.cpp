@@ -15,7 +15,7 @@ namespace {
     throw CInvalidArgError("CCredentials", message);
 }
 
-// The bytes stay out of the message: they are a secret, if perhaps a damaged one.
+// The bytes are not in the message: they are a secret, perhaps a damaged one.
 String decode(const std::string& bytes, const String& where) {
     try {
         return String::fromUTF8(bytes);

@@ -7,7 +7,7 @@
 
 namespace vexil::app {
 
-/// How the two parts of an account's credentials are called where they come from.
+/// The names of the two parts of a login in its sources.
 struct CCredentialNames {
     const char* nameVariable;  ///< in the environment
     const char* secretVariable;
@@ -15,8 +15,8 @@ struct CCredentialNames {
     const char* secretKey;
 };
 
-/// Name and secret of an account on a server. They come from the environment or from a file, never from the arguments,
-/// which every user of the machine can read; no message shows them.
+/// Name and secret of an account on a server. They come from the environment or from a file, never from the
+/// arguments, which every user of the machine can read. No message shows them.
 class CCredentials {
 public:
     /// VEXIL_S3_ACCESS_KEY and VEXIL_S3_SECRET_KEY, or "access_key=..." and "secret_key=...".
@@ -28,12 +28,12 @@ public:
 
     CCredentials(const String& name, const String& secret);
 
-    /// Whether at least one of the variables is set, and not empty.
+    /// Whether at least one of the variables is set and not empty.
     static bool areInEnvironment(const CCredentialNames& names);
-    /// \throws CInvalidArgError when one of the variables is missing
+    /// \throws CInvalidArgError if one of the variables is missing
     static CCredentials fromEnvironment(const CCredentialNames& names);
-    /// Lines "KEY=VALUE" in any order; empty lines and those that begin with "#" do not count.
-    /// \throws CInvalidArgError naming the file and the line
+    /// Lines "KEY=VALUE" in any order; empty lines and lines that begin with "#" are ignored.
+    /// \throws CInvalidArgError that names the file and the line
     static CCredentials fromFile(const std::filesystem::path& file, const CCredentialNames& names);
     /// The same from a stream; `streamName` is for the errors.
     static CCredentials fromStream(std::istream& stream, const String& streamName,

@@ -13,7 +13,7 @@ bool isControl(wchar_t character) {
     return character < 0x20 || (character >= 0x7F && character < 0xA0);
 }
 
-// Unicode's property White_Space.
+// The Unicode property White_Space.
 bool isWhiteSpace(wchar_t character) {
     return std::wstring_view(L" \t\n\v\f\r\x85\xA0\x1680\x2028\x2029\x202F\x205F\x3000").find(character) !=
                std::wstring_view::npos ||
@@ -38,7 +38,8 @@ void CProxyChoice::setUp(CNetRequest& request) const {
         request.setProxy(m_value == "none" ? String() : m_value);
     }
     if (request.getResponseCodeDomain() == "ftp") {
-        // An HTTP proxy that is not asked for a tunnel gets the password, and any answer of it counts as success.
+        // An HTTP proxy without a tunnel would get the password, and every response of it would count as
+        // success.
         request.setOptionInt(CURLOPT_HTTPPROXYTUNNEL, 1);
     }
 }

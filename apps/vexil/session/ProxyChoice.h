@@ -6,20 +6,20 @@
 
 namespace vexil::app {
 
-/// What `--proxy` names: "system" for what the user's settings say, "none" for no proxy at all, else a proxy: a URL or
+/// The value of `--proxy`: "system" for the user's settings, "none" for no proxy, otherwise a proxy: a URL or
 /// "host:port".
 class CProxyChoice {
 public:
-    /// \param value  one that has no problem, in UTF-8
+    /// \param value  a value without a problem, in UTF-8
     explicit CProxyChoice(const std::string& value) : m_value(String::fromUTF8(value)) {}
 
-    /// Whether one URL may have another proxy than another.
+    /// Whether different URLs may have different proxies.
     bool dependsOnURL() const { return m_value == "system"; }
 
-    /// Sets the proxy of a request that has its URL.
+    /// Sets the proxy of a request whose URL is set.
     void setUp(CNetRequest& request) const;
 
-    /// Why a value cannot be used, with the value but for a login in it; "" when it can.
+    /// Why a value cannot be used, with the value but without its login; "" if it can be used.
     static std::string findProblem(const std::string& value);
 
 private:

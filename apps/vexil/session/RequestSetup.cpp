@@ -64,13 +64,13 @@ bool CRequestSetup::isTimeOver(std::chrono::steady_clock::duration elapsed) cons
            std::chrono::duration<double>(elapsed).count() >= m_options.timeoutSeconds;
 }
 
-// For redirects that libcurl follows. It judges each by the list alone, not by where it comes from.
+// For redirects that libcurl follows. It checks only this list for each URL, not the URL before it.
 void CRequestSetup::setRedirects(CNetRequest& request) const {
     const bool staysEncrypted = !m_options.redirectToHTTP && !request.getURL().startsWithNoCase("http:");
     request.setRedirectProtocols(staysEncrypted ? "https" : "http,https");
     request.setMaxRedirects(maxRedirects);
     if (m_proxy && m_proxy->dependsOnURL()) {
-        // libcurl would reach the next host by the proxy of the first one.
+        // libcurl would use the proxy of the first host for the next one.
         request.setFollowRedirects(false);
     }
 }

@@ -15,33 +15,34 @@ namespace vexil::app {
 class CConsole;
 class CVerboseLogFile;
 
-/// Sets the program's options on every request: certificates, redirects, proxy, time-outs, the watch over its bytes and
-/// the logs.
+/// Sets the program's options on every request: certificates, redirects, proxy, time-outs, the progress of
+/// its bytes and the logs.
 class CRequestSetup : public virtual CBase, public INetRequestSetup {
 public:
-    /// So many redirects are followed in a row.
+    /// The maximum of redirects in a row.
     static constexpr int maxRedirects = 20;
 
     /// Console and log must outlive it.
     /// \param verboseLog  null for none
-    /// \throws CInvalidArgError for certificates that cannot be trusted, see CTrustedCertificates
+    /// \throws CInvalidArgError for certificates that cannot be used, see CTrustedCertificates
     CRequestSetup(const COptions& options, CConsole& console, CVerboseLogFile* verboseLog);
 
     void setUp(CNetRequest& request) override;
-    /// Sets what depends on the URL, after a request that was set up got another one.
-    /// \param elapsed  what is gone of the time of the whole
+    /// Sets the options that depend on the URL, after a configured request got another URL.
+    /// \param elapsed  the part of the time limit that has passed
     void setUpNextURL(CNetRequest& request, std::chrono::steady_clock::duration elapsed) const;
-    /// True if the time limit of the whole has passed. libcurl alone would allow each further URL a millisecond.
+    /// Whether the time limit of the whole operation has passed. libcurl itself would allow each next URL a
+    /// millisecond.
     bool isTimeOver(std::chrono::steady_clock::duration elapsed) const noexcept;
     /// Whether a redirect may lead from https to http.
     bool mayLeaveEncryption() const noexcept { return m_options.redirectToHTTP; }
-    /// Tells what went over the wire in the last transfer of a request that another thread has driven and whose done
-    /// listener was taken off, if it is to be told.
+    /// Logs the messages on the wire of the last transfer of a request, if they are to be shown. For a
+    /// request that another thread has driven and whose done listener was removed.
     void tellWire(CNetRequest& request) const;
-    /// The same for the verbose log alone, where the transfer was given up.
+    /// The same for the verbose log alone, after the transfer was given up.
     void tellGivenUp(CNetRequest& request) const;
 
-    /// Whether a server must prove who it is.
+    /// Whether a server must prove its identity.
     bool checksCertificates() const noexcept { return m_certificates.areChecked(); }
 
 private:
@@ -58,8 +59,8 @@ private:
     String m_requiredETag;
 };
 
-/// While it lives, requests ask for an object only if it has this ETag (RFC 9110, 13.1.1); "" for no such
-/// condition.
+/// As long as it lives, requests ask for an object only if it has this ETag (RFC 9110, 13.1.1); "" for no
+/// such condition.
 class CRequiredETag {
 public:
     CRequiredETag(CRequestSetup& setup, const String& eTag) : m_setup(setup) { setup.m_requiredETag = eTag; }

@@ -40,7 +40,7 @@ void CTransferMonitor::onProgress(int64 downloaded, int64 downloadTotal, int64 u
     try {
         report();
     } catch (const std::exception& error) {
-        // No transfer fails because its progress cannot be shown.
+        // A transfer must not fail because its progress cannot be shown.
         zet::logWarning(error, "The progress of a transfer could not be shown.");
     }
 }

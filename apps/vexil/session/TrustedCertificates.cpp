@@ -32,7 +32,7 @@ void checkNativeCA(const COptions& options) {
         throw CInvalidArgError(place,
                                "--native-ca checks certificates, --no-verify does not: give one of them");
     }
-    // libcurl would ignore it, in silence.
+    // libcurl would ignore it without an error.
     if (!hasCertificateStore()) {
         throw CInvalidArgError(
             place, "--native-ca is for Windows only: elsewhere the system's certificates are trusted "
@@ -40,7 +40,7 @@ void checkNativeCA(const COptions& options) {
     }
 }
 
-// Transfers without TLS do without it, and with TLS libcurl says what is missing.
+// Transfers without TLS do not need it, and with TLS libcurl reports what is missing.
 std::optional<TPathImpl<CWindowsPathTraits>> findInstalledBundle() {
     try {
         return getRootCertBundlePath();
@@ -66,7 +66,7 @@ CTrustedCertificates::CTrustedCertificates(const COptions& options)
 
 void CTrustedCertificates::setUp(CNetRequest& request) const {
     request.setSSLVerifyPeer(m_areChecked);
-    // Who does not care who has signed the certificate does not care for the name in it either.
+    // --no-verify turns off the host name check as well.
     request.setOptionInt(CURLOPT_SSL_VERIFYHOST, m_areChecked ? 2 : 0);
     if (m_bundle) {
         request.setRootCertBundlePath(*m_bundle);

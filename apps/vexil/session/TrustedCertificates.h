@@ -9,24 +9,25 @@ namespace vexil::app {
 
 struct COptions;
 
-/// By which certificates a server is checked, if at all: those of a file, those of the operating system, or the default.
-/// That is libcurl's own where libcurl finds the system's certificates by itself, as on Linux, and elsewhere the bundle
-/// among the library's resources. A proxy that is spoken to over TLS is checked by the system's or the default alone.
+/// The certificates by which a server is checked, if at all: those of a file, those of the operating system,
+/// or the default. The default is libcurl's own if libcurl finds the system's certificates itself, as on
+/// Linux, otherwise the bundle among the library's resources. A proxy over TLS is checked only by the
+/// system's certificates or the default.
 class CTrustedCertificates {
 public:
-    /// \throws CInvalidArgError for options that contradict each other, certificates of the system where they cannot be
-    ///     asked for, and a file that cannot be read
+    /// \throws CInvalidArgError for contradicting options, certificates of a system that has no certificate
+    ///         store, and a file that cannot be read
     explicit CTrustedCertificates(const COptions& options);
 
     void setUp(CNetRequest& request) const;
 
-    /// Whether a server must prove who it is.
+    /// Whether a server must prove its identity.
     bool areChecked() const noexcept { return m_areChecked; }
 
 private:
     bool m_areChecked;
     bool m_areNative;
-    // None for libcurl's own.
+    // nullopt for libcurl's own.
     std::optional<TPathImpl<CWindowsPathTraits>> m_bundle;
     std::optional<TPathImpl<CWindowsPathTraits>> m_proxyBundle;
 };

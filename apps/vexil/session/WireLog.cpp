@@ -20,7 +20,7 @@ void CWireLog::onDone(CNetRequest* request, CError*) {
         }
         write(*request);
     } catch (const std::exception& error) {
-        // No transfer fails because it cannot be shown, and a worker that runs many does not end.
+        // A transfer must not fail because it cannot be shown, and must not end a worker with many transfers.
         zet::logWarning(error, "What went over the wire could not be shown.");
     }
 }
@@ -49,7 +49,7 @@ void CWireLog::show(CNetRequest& request) {
 
 void CWireLog::write(CNetRequest& request) {
     if (m_file) {
-        // A form or a document in a body may hold a password.
+        // A form or a document in a body may contain a password.
         request.setVerboseSettings(VerboseLogNone, VerboseLogNone);
         const P<zet::CXMLElement> output = request.getRedactedVerboseOutput(maxTextLength);
         request.setVerboseSettings(VerboseLogAutomatic, VerboseLogNone);

@@ -8,8 +8,8 @@ namespace vexil::app {
 class CConsole;
 class CVerboseLogFile;
 
-/// Tells what went over the wire, without credentials, after each transfer: on the console where that shows messages of
-/// this level, and in the verbose log. One thread.
+/// Shows the messages on the wire after each transfer, without credentials: on the console if it shows this
+/// level, and in the verbose log. One thread.
 class CWireLog : public virtual CBase, public CNetRequest::IDoneListener {
 public:
     /// Console and file must outlive it.
@@ -17,8 +17,8 @@ public:
     CWireLog(CConsole& console, CVerboseLogFile* file) : m_console(console), m_file(file) {}
 
     void onDone(CNetRequest* request, CError* error) override;
-    /// Tells the verbose log alone, for a transfer that was given up: whoever does not read the console must not hold up
-    /// the program's end.
+    /// Writes only to the verbose log, for a transfer that was given up: a slow reader of the console must
+    /// not delay the end of the program.
     void onGivenUp(CNetRequest& request);
 
 private:

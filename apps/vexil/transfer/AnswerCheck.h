@@ -1,5 +1,5 @@
 /// \file
-/// What a success must be that libcurl does not demand.
+/// Checks of successful responses that libcurl does not make.
 #pragma once
 
 #include "vexil/BaseTypes.h"
@@ -7,17 +7,18 @@
 
 namespace vexil::app {
 
-/// Throws a CError when the last answer ended within its headers, which libcurl calls a success.
+/// Throws a CError if the last response ended within its headers, which libcurl calls a success.
 void checkAnswerIsComplete(const CNetRequest& request);
 
-/// Throws a CError when the last answer's body had another length than its headers announced.
+/// Throws a CError if the length of the last response's body is not the announced one.
 void checkAnswerLength(const CNetRequest& request, int64 receivedBytes);
 
-/// Throws a CError when the last response has an MD5 as its ETag (CS3Client::getContentMD5) and it is not this one.
+/// Throws a CError if the last response has an MD5 as its ETag (CS3Client::getContentMD5) and it is a
+/// different one.
 /// \param contentMD5  in base64
 void checkContentMD5(const CNetRequest& request, const String& contentMD5);
 
-/// A header of the last answer by its lower-case name; "" when there is none.
+/// A header of the last response by its lower-case name; "" if it is missing.
 String getAnswerHeader(const CNetRequest& request, const char* name);
 
 }  // namespace vexil::app

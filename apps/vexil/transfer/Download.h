@@ -5,10 +5,10 @@
 
 namespace vexil::app {
 
-/// A transfer that brings one stored file, or object, into a stream.
+/// A transfer of one stored file, or object, into a stream.
 class IDownload : public ITransfer {
 public:
-    /// How often it has gone on where it broke, so far.
+    /// How often it has continued after an interruption so far.
     virtual int getContinuationCount() const noexcept = 0;
 };
 

@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::chrono::milliseconds maxStep(50);
 constexpr int64 maxRetryAfterSeconds = 24 * 60 * 60;
-// The pauses reach their limit before.
+// Longer pauses are limited anyway.
 constexpr int maxDoublings = 10;
 constexpr int64 microsecondsASecond = 1000000;
 
@@ -103,7 +103,7 @@ void CPatience::onSuccess() {
 void CPatience::wait(Milliseconds pause) {
     const auto end = Clock::now() + pause;
     for (auto now = end - pause; now < end; now = Clock::now()) {
-        // No signal handler may wake a thread.
+        // A signal handler cannot wake a thread.
         CInterrupt::throwIfRequested();
         std::this_thread::sleep_for(std::min<Clock::duration>(maxStep, end - now));
     }

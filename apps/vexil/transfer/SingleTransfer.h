@@ -8,8 +8,8 @@ class CContext;
 
 class ITransferPolicy;
 
-/// Runs one transfer with all the tries that the policy wants, and shows how it goes on.
-/// \throws what has ended it
+/// Runs one transfer with all tries that the policy allows, and shows its progress.
+/// \throws the error that has ended it
 void runSingleTransfer(CContext& context, ITransferPolicy& policy, ITransfer& transfer);
 
 }  // namespace vexil::app

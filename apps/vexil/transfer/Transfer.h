@@ -4,33 +4,35 @@
 
 namespace vexil::app {
 
-/// What is to be transferred: how a request is prepared for it, what its answer must be like, and when it is begun
-/// anew. Who runs it is another's concern: runSingleTransfer() at once, CTransferQueue beside others.
+/// One transfer: it prepares a request, checks its response, and decides when to begin again.
+/// runSingleTransfer() runs it at once, CTransferQueue runs it with others.
 ///
-/// Called on one thread. Only the request's source and sink are used by the thread that drives it.
+/// Its functions are called on one thread. Only the request's source and sink are used by the thread that
+/// drives it.
 class ITransfer {
 public:
     virtual ~ITransfer();
 
-    /// Configures the request, at first and whenever it is begun anew.
+    /// Configures the request, at first and before each new try.
     virtual void prepare(CNetRequest& request) = 0;
-    /// Called when the server has told success.
-    /// \throws CError when the answer proves that it is none
+    /// Called after the server has reported success.
+    /// \throws CError if the response shows that it is not a success
     virtual void checkAnswer(CNetRequest& request) = 0;
-    /// Called behind checkAnswer(). False where a further request belongs to the transfer, for which prepare() is called
-    /// then.
+    /// Called after checkAnswer(). False if the transfer needs another request; prepare() is then called
+    /// again.
     virtual bool isComplete() const { return true; }
-    /// Whether a transfer that has failed, beyond what the client tries again, or whose answer has, shall be
-    /// prepared and run once more. That counts as a further try; it is asked only while one is left.
-    /// \throws CError that tells better than the given one why not
+    /// Called when the transfer or the check of its response has failed for good. True: prepare and run it
+    /// again, which counts as a try. Only called while tries are left.
+    /// \throws CError with a better reason than the given one
     virtual bool canBeginAnew(CNetRequest& request, const CError& error) = 0;
-    /// Whether a transfer that is not tried again goes on in another way, for which prepare() is called then. That is no
-    /// further try: the transfer itself sees to it that it ends. False by default.
-    /// \throws CError that tells better than the given one what has failed
+    /// Called when the transfer is not tried again. True: it continues in another way, and prepare() is
+    /// called. This does not count as a try: the transfer itself must make sure that it ends. False by
+    /// default.
+    /// \throws CError with a better reason than the given one
     virtual bool canFallBack(CNetRequest& request, const CError& error);
 };
 
-/// Lets a request go of source and sink, so that files are not kept open by it.
+/// Removes source and sink from a request, so that it does not keep files open.
 void releaseStreams(CNetRequest& request);
 
 }  // namespace vexil::app

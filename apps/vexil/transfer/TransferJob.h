@@ -4,12 +4,12 @@
 
 namespace vexil::app {
 
-/// A transfer for CTransferQueue, which calls one of its ends unless it is given up.
+/// A transfer for CTransferQueue, which calls one of the two functions at its end, unless it is given up.
 class ITransferJob : public ITransfer {
 public:
-    /// Called when the transfer is done. What it throws is given to onFailure().
+    /// Called when the transfer is done. An exception is passed to onFailure().
     virtual void onSuccess() = 0;
-    /// Called when it has failed for good. What it throws ends the queue and all other jobs.
+    /// Called when it has failed for good. An exception ends the queue and all other jobs.
     virtual void onFailure(const CError& error) = 0;
 };
 

@@ -8,33 +8,33 @@
 
 namespace vexil::app {
 
-/// How a kind of server is treated by CTransferQueue: what its answers mean, and when a transfer that has failed is
+/// How CTransferQueue treats a kind of server: it judges responses, and decides when a failed transfer is
 /// tried again. One thread.
 class ITransferPolicy {
 public:
     virtual ~ITransferPolicy();
 
-    /// Throws what has failed in a transfer that has ended.
+    /// Throws the error of a transfer that has ended.
     virtual void checkResult(CNetRequest& request) = 0;
-    /// After which pause a transfer is tried again that has failed for now, which counts then; nothing if it is not.
+    /// Delay before the next try after a temporary failure, which is then counted; nullopt to give up.
     virtual std::optional<std::chrono::milliseconds> decideRetry(CNetRequest& request, const CError& error,
                                                                  CPatience::Failures& failures) = 0;
-    /// The same for a transfer that wants to be begun again, whatever has failed.
+    /// The same for a transfer that wants to begin again after any failure.
     virtual std::optional<std::chrono::milliseconds> decidePause(CNetRequest& request, const CError& error,
                                                                  CPatience::Failures& failures) = 0;
-    /// Whether a transfer may be tried again at all, as far as its number of tries goes.
+    /// Whether the number of tries allows one more.
     virtual bool mayTryAgain(const CPatience::Failures& failures) const = 0;
-    /// Whether a transfer has failed because the server refuses a further connection beside those that it has. Such a
-    /// transfer then waits for the end of another one.
+    /// Whether a transfer has failed because the server refuses one more connection. The transfer then waits
+    /// for the end of another one.
     virtual bool isRefusedConnection(CNetRequest& request, const CError& error) const = 0;
 
-    /// The request for single operations, which performHere() performs over a connection of its own; null, the default, if
-    /// there is none.
+    /// The request for single operations, which performHere() performs over its own connection; null, the
+    /// default, if there is none.
     virtual P<CNetRequest> getOwnRequest() const { return nullptr; }
-    /// Performs that request, or another one, on this thread. What comes of it is for checkResult().
+    /// Performs that request, or another one, on this thread. checkResult() then judges the result.
     virtual void performHere(CNetRequest&) {}
 
-    /// How often something was tried again.
+    /// The number of retries so far.
     virtual int64 getRetryCount() const = 0;
 
 protected:

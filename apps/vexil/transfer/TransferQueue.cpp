@@ -17,10 +17,10 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// No signal handler may wake a thread, and a worker that dies does not.
+// Upper bound of a wait: neither a signal handler nor a dying worker can wake this thread.
 constexpr std::chrono::milliseconds maxWait(100);
 
-/// What has failed in a transfer; null for nothing.
+/// The error of a transfer; null for none.
 P<CError> findTransferError(ITransferPolicy& policy, CNetRequest& request) {
     try {
         policy.checkResult(request);
@@ -30,7 +30,7 @@ P<CError> findTransferError(ITransferPolicy& policy, CNetRequest& request) {
     }
 }
 
-/// Lets a request, whose transfer has ended, go of what belongs to its job.
+/// Removes the parts of a job from its request after the transfer has ended.
 void detach(CNetRequest& request) {
     releaseStreams(request);
     CTransferMonitor::of(request).setFile(nullptr);
@@ -38,7 +38,7 @@ void detach(CNetRequest& request) {
 
 }  // namespace
 
-/// A request, and the job that has it.
+/// A request and its job.
 class CTransferQueue::CSlot {
 public:
     explicit CSlot(const P<CNetRequest>& toPerform) : request(toPerform) {}
@@ -47,7 +47,7 @@ public:
     std::unique_ptr<ITransferJob> job;  // null while the slot is free
     CPatience::Failures failures;
     std::optional<Clock::time_point> nextTry;  // set in the pause between two tries
-    bool isUnderWay = false;                   // from handing it over until its end is looked at
+    bool isUnderWay = false;                   // from handing it over until its end is handled
 };
 
 CTransferQueue::CTransferQueue(CContext& context, ITransferPolicy& policy, int count)
@@ -61,7 +61,7 @@ void CTransferQueue::startWorker() {
 }
 
 CTransferQueue::~CTransferQueue() {
-    // First: it reads and writes the files of the jobs.
+    // First member, because it reads and writes the files of the jobs.
     m_worker = nullptr;
     tellGivenUp();
 }
@@ -148,9 +148,9 @@ bool CTransferQueue::prepare(CSlot& slot) {
 
 void CTransferQueue::handOver(CSlot& slot) {
     try {
-        // The worker shows nothing: whoever does not read it would hold up all transfers.
+        // The worker prints nothing: a blocked terminal or pipe would stop all transfers.
         slot.request->setDoneListener(nullptr);
-        // The worker does it, too, but a source or sink that cannot go back would end the worker.
+        // The worker rewinds as well, but a source or sink that cannot go back would end the worker.
         slot.request->resetForPerform();
         slot.isUnderWay = true;
         if (m_onlyRequest) {
@@ -222,7 +222,7 @@ void CTransferQueue::handleFailedTry(CSlot& slot, const CError& error) {
     }
 }
 
-// The job first: it may go on with what it has, which the next try must know.
+// Ask the job first: it may continue with the bytes that it has, and the next try must know that.
 std::optional<std::chrono::milliseconds> CTransferQueue::decidePause(CSlot& slot, const CError& error) {
     const bool beginsAgain =
         m_policy.mayTryAgain(slot.failures) && slot.job->canBeginAnew(*slot.request, error);
@@ -234,7 +234,7 @@ bool CTransferQueue::isBeyondConnections(const CSlot& slot, const CError& error)
     return m_slots.size() > 1 && m_policy.isRefusedConnection(*slot.request, error);
 }
 
-// The connections that there are stay with their requests: the job waits for one of these.
+// Existing connections stay with their requests: the job waits for one of them.
 void CTransferQueue::giveUpSlot(CSlot& slot) {
     m_waitingJobs.push_front({std::move(slot.job), slot.failures});
     --m_running;
@@ -257,7 +257,7 @@ void CTransferQueue::goOnOverOne(CSlot& slot) {
     m_count = 1;
     m_freeSlots.clear();
     m_slots.clear();
-    // It may keep connections that count.
+    // It may keep connections that the server counts.
     startWorker();
     m_context.getConsole().message(
         Verbosity::Info, "vexil: the server takes no further connection; going on over one connection.");
@@ -292,7 +292,7 @@ void CTransferQueue::fail(CSlot& slot, const CError& error) {
 void CTransferQueue::waitForEnds() {
     handOverDueSlots();
     const TArray<P<CNetRequest>> finished = takeFinished();
-    // Before they are looked at: an interrupt lets transfers fail.
+    // Before the results are examined, because an interrupt makes transfers fail.
     CInterrupt::throwIfRequested();
     for (const P<CNetRequest>& request : finished) {
         CSlot& slot = findSlot(request);

@@ -12,34 +12,36 @@ namespace vexil::app {
 
 class CContext;
 
-/// Runs transfers beside each other: a worker thread moves their bytes, and the thread that uses the queue
+/// Runs transfers at the same time: a worker thread moves their bytes. The thread that uses the queue
 /// prepares requests and calls jobs, within start() and finish().
 ///
-/// A transfer that fails is tried again as the policy wants it; in the pause before, the others go on. Tries are counted
-/// for the whole job, however many requests it has. In all waits an interrupt is heeded.
+/// A failed transfer is tried again by the policy; the others continue during its pause. Tries are counted
+/// for the whole job, however many requests it has. An interrupt ends every wait.
 ///
-/// Where the server refuses a further connection, fewer transfers run at once from then on, but one at least. If it takes
-/// no connection for transfers at all beside the one for the policy's own operations, they go over that one.
+/// If the server refuses one more connection, fewer transfers run at once from then on, but at least one. If
+/// it accepts no connection for transfers besides that of the policy's own operations, they use that one.
 ///
-/// One thread. When start() or finish() has thrown, the queue is to be destroyed, which gives up all that runs.
+/// One thread. After start() or finish() has thrown, the queue must be destroyed, which gives up all running
+/// transfers.
 class CTransferQueue {
 public:
     static constexpr int defaultCount = 8;
-    /// With up to four descriptors each they stay below what initializePlatform() asks the system for.
+    /// With up to four descriptors each they stay below the limit that initializePlatform() requests.
     static constexpr int maxCount = 400;
 
     /// Context and policy must outlive it.
     /// \param count  how many transfers run at once, at most
     CTransferQueue(CContext& context, ITransferPolicy& policy, int count);
-    /// Gives up what still runs. The jobs are destroyed when their transfers have been ended.
+    /// Gives up running transfers. The jobs are destroyed after their transfers have ended.
     ~CTransferQueue();
     CTransferQueue(const CTransferQueue&) = delete;
     CTransferQueue& operator=(const CTransferQueue&) = delete;
 
-    /// Begins a job and returns when a further one could begin: with a count of 1, when this one is done.
-    /// \throws what ITransferJob::onFailure() has thrown, "Interrupted." (CInterrupt), what has ended the worker
+    /// Begins a job, and returns when another one could begin: with a count of 1, when this one is done.
+    /// \throws exceptions of ITransferJob::onFailure(), "Interrupted." (CInterrupt), the error that has ended
+    ///         the worker
     void start(std::unique_ptr<ITransferJob> job);
-    /// Returns when all jobs are done. Further ones may follow.
+    /// Returns when all jobs are done. More jobs may follow.
     /// \throws the same
     void finish();
 
@@ -85,7 +87,7 @@ private:
     int m_running = 0;
     P<CTransferThread> m_worker;
     P<CNetRequest> m_onlyRequest;           // null while the worker performs the transfers
-    TArray<P<CNetRequest>> m_finishedHere;  // what was performed on this thread
+    TArray<P<CNetRequest>> m_finishedHere;  // requests that were performed on this thread
 };
 
 }  // namespace vexil::app

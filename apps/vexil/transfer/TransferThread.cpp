@@ -9,7 +9,8 @@ namespace vexil::app {
 
 namespace {
 
-// More than there ever are: an FTP connection that is closed would leave its goodbye among the replies of a transfer.
+// More than are ever used: if libcurl closed an FTP connection, its goodbye would be among the replies of a
+// transfer.
 constexpr int maxConnections = 100000;
 
 }  // namespace
@@ -17,7 +18,7 @@ constexpr int maxConnections = 100000;
 CTransferThread::CTransferThread() : CAsyncNetRequestThread(nullptr) {}
 
 CTransferThread::~CTransferThread() {
-    // The worker uses what is declared here.
+    // The worker uses the members that are declared here.
     try {
         stop(true);
     } catch (const std::exception& error) {

@@ -7,14 +7,14 @@
 
 namespace vexil::app {
 
-/// A worker that keeps the requests that have ended until somebody takes them.
+/// A worker that keeps ended requests until they are fetched.
 class CTransferThread : public CAsyncNetRequestThread {
 public:
     CTransferThread();
     ~CTransferThread() override;
 
-    /// The requests that have ended since the last call, in the order of their ends. While there are none, waits
-    /// for the first of them, at most so many milliseconds.
+    /// The requests that have ended since the last call, in the order of their ends. If there are none, waits
+    /// for the first one, at most this many milliseconds.
     TArray<P<CNetRequest>> takeFinished(int milliseconds);
 
 protected:
