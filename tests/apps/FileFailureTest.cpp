@@ -1,6 +1,7 @@
 // Reading fails in the middle of a file. Defines the system's read() for the whole program, for the C++ library too.
 #include "apps/vexil/console/Console.h"
 #include "apps/vexil/files/FileInStream.h"
+#include "apps/vexil/ftp/FTPAccess.h"
 #include "apps/vexil/mail/MailContent.h"
 #include "apps/vexil/mirror/FileComparer.h"
 #include "apps/vexil/session/Credentials.h"
@@ -116,9 +117,10 @@ TEST_F(FileFailureTest, FilesThatCannotBeComparedAreNotEqual) {
 TEST_F(FileFailureTest, CredentialsThatCannotBeReadToTheirEndAreRefused) {
     const std::string comment = "#" + std::string(20000, 'x') + "\n";
     const fs::path path = write("keys", "user=u\npassword=p\n" + comment);
-    EXPECT_EQ(CCredentials::fromFile(path, CCredentials::ftp).getSecret(), "p");
+    EXPECT_EQ(CCredentials::fromFile(path, CFTPAccess::credentialNames).getSecret(), "p");
     for (const int number : {0, 1, 2}) {
-        const std::string what = failRead(number, [&] { CCredentials::fromFile(path, CCredentials::ftp); });
+        const std::string what =
+            failRead(number, [&] { CCredentials::fromFile(path, CFTPAccess::credentialNames); });
         EXPECT_NE(what.find("cannot read the credentials file"), std::string::npos) << number << ": " << what;
         EXPECT_NE(what.find(ioError), std::string::npos) << number << ": " << what;
     }

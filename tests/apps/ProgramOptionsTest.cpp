@@ -1,8 +1,9 @@
 // What every command of the program has told libcurl when a transfer begins. This program defines libcurl's functions
 // itself: nothing is sent.
 #include "apps/vexil/console/Console.h"
+#include "apps/vexil/ftp/FTPAccess.h"
 #include "apps/vexil/program/Program.h"
-#include "apps/vexil/session/Context.h"
+#include "apps/vexil/session/Session.h"
 #include "tests/support/Environment.h"
 #include "tests/support/OptionRecorder.h"
 
@@ -226,10 +227,11 @@ TEST_F(ProgramOptionsTest, TidyingUpEndsSoonAndIsNotCancelled) {
         options.retries = 0;
         std::ostringstream ignored;
         CConsole console(ignored, ignored, false);
-        CContext context(options, console);
+        CSession session(options, console);
+        CFTPAccess access(session);
         vexil_test::events.clear();
         vexil_test::isRecording = true;
-        EXPECT_THROW(context.getFTP().removeFiles({"/d/part"}), CError);
+        EXPECT_THROW(access.getFTP().removeFiles({"/d/part"}), CError);
         vexil_test::isRecording = false;
         EXPECT_THAT(replay(), ElementsAre(IsSupersetOf(
                                   OptionValues{{"PREQUOTE", "[*DELE /d/part|*TYPE I|*SIZE /d/part]"},

@@ -1,7 +1,7 @@
 #include "apps/vexil/transfer/TransferQueue.h"
 
 #include "apps/vexil/platform/Interrupt.h"
-#include "apps/vexil/session/Context.h"
+#include "apps/vexil/s3/S3Access.h"
 #include "tests/support/Environment.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/ScriptedPeer.h"
@@ -56,11 +56,18 @@ protected:
     }
     void TearDown() override { CInterrupt::clear(); }
 
-    CContext& getContext() {
-        if (!m_context) {
-            m_context = std::make_unique<CContext>(m_options, m_console);
+    CSession& getSession() {
+        if (!m_session) {
+            m_session = std::make_unique<CSession>(m_options, m_console);
         }
-        return *m_context;
+        return *m_session;
+    }
+
+    CS3Access& getAccess() {
+        if (!m_access) {
+            m_access = std::make_unique<CS3Access>(getSession());
+        }
+        return *m_access;
     }
 
     std::vector<std::string> getPaths() const {
@@ -75,19 +82,20 @@ protected:
     COptions m_options;
     std::ostringstream m_output;
     CConsole m_console{m_output, m_output, false};
-    std::unique_ptr<CContext> m_context;
+    std::unique_ptr<CSession> m_session;
+    std::unique_ptr<CS3Access> m_access;
     std::vector<std::string> m_events;
 };
 
 /// Fetches an object and notes what is told of it.
 class CTestJob : public ITransferJob {
 public:
-    CTestJob(CContext& context, const std::string& key, std::vector<std::string>& events)
-        : m_context(context), m_key(key), m_events(events) {}
+    CTestJob(CS3Access& access, const std::string& key, std::vector<std::string>& events)
+        : m_access(access), m_key(key), m_events(events) {}
     ~CTestJob() override { m_events.push_back(m_key + " ends"); }
 
     void prepare(CNetRequest& request) override {
-        m_context.getClient().prepareGetObjectRequest(request, "b", String::fromUTF8(m_key), 0, -1);
+        m_access.getClient().prepareGetObjectRequest(request, "b", String::fromUTF8(m_key), 0, -1);
         if (onPrepare) {
             onPrepare(request);
         }
@@ -117,7 +125,7 @@ public:
     bool isHopeless = false;
 
 private:
-    CContext& m_context;
+    CS3Access& m_access;
     std::string m_key;
     std::vector<std::string>& m_events;
 };
@@ -194,9 +202,9 @@ private:
 
 TEST_F(TransferQueueTest, WithACountOfOneAJobIsDoneWhenStartReturns) {
     m_peer.setDefaultReply(good);
-    CTransferQueue queue(getContext(), getContext().getS3Policy(), 1);
+    CTransferQueue queue(getSession(), getAccess().getPolicy(), 1);
     for (const char* const key : {"1", "2", "3"}) {
-        queue.start(std::make_unique<CTestJob>(getContext(), key, m_events));
+        queue.start(std::make_unique<CTestJob>(getAccess(), key, m_events));
         m_events.push_back("started");
     }
     queue.finish();
@@ -209,16 +217,16 @@ TEST_F(TransferQueueTest, StartReturnsWhenAFurtherJobCouldBegin) {
     for (int i = 0; i < 3; ++i) {
         m_peer.onConnection().expectRequest().pause().reply(good).thenDefault();
     }
-    CTransferQueue queue(getContext(), getContext().getS3Policy(), 3);
-    queue.start(std::make_unique<CTestJob>(getContext(), "1", m_events));
-    queue.start(std::make_unique<CTestJob>(getContext(), "2", m_events));
+    CTransferQueue queue(getSession(), getAccess().getPolicy(), 3);
+    queue.start(std::make_unique<CTestJob>(getAccess(), "1", m_events));
+    queue.start(std::make_unique<CTestJob>(getAccess(), "2", m_events));
     EXPECT_TRUE(m_peer.waitUntilPaused(2));
     EXPECT_THAT(m_events, IsEmpty());
     std::thread releaser([this] {
         EXPECT_TRUE(m_peer.waitUntilPaused(3));
         m_peer.release();
     });
-    queue.start(std::make_unique<CTestJob>(getContext(), "3", m_events));
+    queue.start(std::make_unique<CTestJob>(getAccess(), "3", m_events));
     releaser.join();
     EXPECT_EQ(m_events.size(), 2u);
     m_peer.release({}, 2);
@@ -241,10 +249,10 @@ TEST_F(TransferQueueTest, AFailedTransferIsTriedAgainWhileOthersGoOn) {
         return failures-- > 0 || others < 2 ? slowDown : good;
     });
     m_console.setVerbosity(Verbosity::Info);
-    CTransferQueue queue(getContext(), getContext().getS3Policy(), 2);
-    queue.start(std::make_unique<CTestJob>(getContext(), "slow", m_events));
+    CTransferQueue queue(getSession(), getAccess().getPolicy(), 2);
+    queue.start(std::make_unique<CTestJob>(getAccess(), "slow", m_events));
     for (const char* const key : {"1", "2"}) {
-        queue.start(std::make_unique<CTestJob>(getContext(), key, m_events));
+        queue.start(std::make_unique<CTestJob>(getAccess(), key, m_events));
     }
     queue.finish();
     EXPECT_THAT(m_events, UnorderedElementsAre("1 succeeds", "1 ends", "2 succeeds", "2 ends",
@@ -254,7 +262,7 @@ TEST_F(TransferQueueTest, AFailedTransferIsTriedAgainWhileOthersGoOn) {
         return request.requestLine() == "GET /b/slow HTTP/1.1";
     });
     ASSERT_GE(tries, 3);
-    EXPECT_EQ(getContext().getS3Policy().getRetryCount(), tries - 1);
+    EXPECT_EQ(getAccess().getPolicy().getRetryCount(), tries - 1);
     for (int i = 1; i < tries; ++i) {
         EXPECT_THAT(m_output.str(), HasSubstr("vexil: Amazon S3 error: Not so fast(SlowDown) (try " +
                                               std::to_string(i) + "); trying again in 0.0 s\n"));
@@ -266,18 +274,18 @@ TEST_F(TransferQueueTest, AJobWhoseRequestIsRefusedAConnectionWaitsEvenWhereTheR
     m_peer.setDefaultReply(good);
     CTooFewConnectionsPolicy policy;
     m_console.setVerbosity(Verbosity::Info);
-    CTransferQueue queue(getContext(), policy, 2);
+    CTransferQueue queue(getSession(), policy, 2);
     // start() looks for ends only when both requests are under way.
-    queue.start(std::make_unique<CTestJob>(getContext(), "1", m_events));
-    queue.start(std::make_unique<CTestJob>(getContext(), "2", m_events));
+    queue.start(std::make_unique<CTestJob>(getAccess(), "1", m_events));
+    queue.start(std::make_unique<CTestJob>(getAccess(), "2", m_events));
     queue.finish();
     int refusals = 1;
     m_peer.setDefaultReply([&refusals](const RecordedRequest& request) {
         return request.requestLine().find("/b/3") != std::string::npos && refusals-- > 0 ? slowDown : good;
     });
     m_events.clear();
-    queue.start(std::make_unique<CTestJob>(getContext(), "3", m_events));
-    queue.start(std::make_unique<CTestJob>(getContext(), "4", m_events));
+    queue.start(std::make_unique<CTestJob>(getAccess(), "3", m_events));
+    queue.start(std::make_unique<CTestJob>(getAccess(), "4", m_events));
     queue.finish();
     EXPECT_THAT(m_events, UnorderedElementsAre("3 succeeds", "3 ends", "4 succeeds", "4 ends"));
     EXPECT_THAT(m_output.str(), HasSubstr("going on with 1 transfer at once."));
@@ -291,10 +299,10 @@ TEST_F(TransferQueueTest, TheLastConnectionIsNotGivenUp) {
         // Without a connection a queue would wait for ever.
         const CDeadline deadline;
         CTooFewConnectionsPolicy policy;
-        CTransferQueue queue(getContext(), policy, count);
+        CTransferQueue queue(getSession(), policy, count);
         m_events.clear();
         for (const char* const key : {"1", "2", "good"}) {
-            queue.start(std::make_unique<CTestJob>(getContext(), key, m_events));
+            queue.start(std::make_unique<CTestJob>(getAccess(), key, m_events));
         }
         queue.finish();
         EXPECT_THAT(m_events, IsSupersetOf({StartsWith("1 fails: "), StartsWith("2 fails: "),
@@ -305,11 +313,11 @@ TEST_F(TransferQueueTest, TheLastConnectionIsNotGivenUp) {
 
 TEST_F(TransferQueueTest, ThereAreNoMoreTriesThanTheClientAllows) {
     m_peer.setDefaultReply(slowDown);
-    CTransferQueue queue(getContext(), getContext().getS3Policy(), 1);
-    queue.start(std::make_unique<CTestJob>(getContext(), "1", m_events));
+    CTransferQueue queue(getSession(), getAccess().getPolicy(), 1);
+    queue.start(std::make_unique<CTestJob>(getAccess(), "1", m_events));
     EXPECT_THAT(m_events, ElementsAre("1 fails: Amazon S3 error: Not so fast(SlowDown)", "1 ends"));
     EXPECT_EQ(m_peer.requests().size(), 4u);
-    EXPECT_EQ(getContext().getS3Policy().getRetryCount(), 3);
+    EXPECT_EQ(getAccess().getPolicy().getRetryCount(), 3);
 }
 
 // Else a transfer of several requests, each of which works in the end, may go on for ever.
@@ -318,20 +326,20 @@ TEST_F(TransferQueueTest, TriesAreCountedForTheWholeJob) {
     m_peer.setDefaultReply(
         [&requests](const RecordedRequest&) { return ++requests % 2 == 1 ? slowDown : good; });
     const LogCapture log;
-    CTransferQueue queue(getContext(), getContext().getS3Policy(), 1);
-    auto job = std::make_unique<CTestJob>(getContext(), "1", m_events);
+    CTransferQueue queue(getSession(), getAccess().getPolicy(), 1);
+    auto job = std::make_unique<CTestJob>(getAccess(), "1", m_events);
     job->furtherRequests = 99;
     queue.start(std::move(job));
     EXPECT_THAT(m_events, ElementsAre("1 fails: Amazon S3 error: Not so fast(SlowDown)", "1 ends"));
     EXPECT_EQ(m_peer.requests().size(), 7u)
         << "three retries, three requests that have worked, and the first one";
-    EXPECT_EQ(getContext().getS3Policy().getRetryCount(), 3);
+    EXPECT_EQ(getAccess().getPolicy().getRetryCount(), 3);
 }
 
 TEST_F(TransferQueueTest, ATransferThatIsBegunAnewUsesATry) {
     m_peer.setDefaultReply("HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n");
-    CTransferQueue queue(getContext(), getContext().getS3Policy(), 1);
-    auto job = std::make_unique<CTestJob>(getContext(), "1", m_events);
+    CTransferQueue queue(getSession(), getAccess().getPolicy(), 1);
+    auto job = std::make_unique<CTestJob>(getAccess(), "1", m_events);
     job->furtherTransfers = 99;
     queue.start(std::move(job));
     EXPECT_THAT(m_events, ElementsAre(HasSubstr("1 fails: "), "1 ends"));
@@ -344,8 +352,8 @@ TEST_F(TransferQueueTest, AnotherWayIsNoFurtherTry) {
     m_peer.setDefaultReply([&requests](const RecordedRequest&) {
         return ++requests == 1 ? "HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n" : good;
     });
-    CTransferQueue queue(getContext(), getContext().getS3Policy(), 1);
-    auto job = std::make_unique<CTestJob>(getContext(), "1", m_events);
+    CTransferQueue queue(getSession(), getAccess().getPolicy(), 1);
+    auto job = std::make_unique<CTestJob>(getAccess(), "1", m_events);
     job->furtherTransfers = 1;
     job->otherWays = 1;
     queue.start(std::move(job));
@@ -369,9 +377,9 @@ TEST_F(TransferQueueTest, TheClientHasTheSamePatience) {
                    : "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(listing.size()) + "\r\n\r\n" +
                          listing;
     });
-    getContext().getClient().listObjects(getContext().getRequest(), "b", "", "", "", -1);
+    getAccess().getClient().listObjects(getAccess().getRequest(), "b", "", "", "", -1);
     EXPECT_EQ(m_peer.requests().size(), 4u);
-    EXPECT_EQ(getContext().getS3Policy().getRetryCount(), 3);
+    EXPECT_EQ(getAccess().getPolicy().getRetryCount(), 3);
     for (const RecordedRequest& request : m_peer.requests()) {
         EXPECT_EQ(request.head.find("Authorization: AWS access:"), request.head.rfind("Authorization: "));
         EXPECT_EQ(request.head.find("Date: "), request.head.rfind("Date: "));
@@ -380,7 +388,7 @@ TEST_F(TransferQueueTest, TheClientHasTheSamePatience) {
     m_peer.setDefaultReply(slowDown);
     for (int i = 1; i <= 2; ++i) {
         EXPECT_THAT(whatOf([&] {
-                        getContext().getClient().listObjects(getContext().getRequest(), "b", "", "", "", -1);
+                        getAccess().getClient().listObjects(getAccess().getRequest(), "b", "", "", "", -1);
                     }),
                     HasSubstr("Not so fast"));
         EXPECT_EQ(m_peer.requests().size(), 4u + 4u * static_cast<unsigned>(i));
@@ -389,8 +397,8 @@ TEST_F(TransferQueueTest, TheClientHasTheSamePatience) {
 
 TEST_F(TransferQueueTest, ATransferThatCanBeBegunAnewIsPreparedOnceMore) {
     m_peer.setDefaultReply("HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n");
-    CTransferQueue queue(getContext(), getContext().getS3Policy(), 1);
-    auto job = std::make_unique<CTestJob>(getContext(), "1", m_events);
+    CTransferQueue queue(getSession(), getAccess().getPolicy(), 1);
+    auto job = std::make_unique<CTestJob>(getAccess(), "1", m_events);
     job->furtherTransfers = 2;
     job->onPrepare = [this](CNetRequest&) { m_events.emplace_back("1 is prepared"); };
     queue.start(std::move(job));
@@ -400,8 +408,8 @@ TEST_F(TransferQueueTest, ATransferThatCanBeBegunAnewIsPreparedOnceMore) {
 
 TEST_F(TransferQueueTest, ABadAnswerIsAFailureThatTheClientDoesNotTryAgain) {
     m_peer.setDefaultReply(good);
-    CTransferQueue queue(getContext(), getContext().getS3Policy(), 1);
-    auto job = std::make_unique<CTestJob>(getContext(), "1", m_events);
+    CTransferQueue queue(getSession(), getAccess().getPolicy(), 1);
+    auto job = std::make_unique<CTestJob>(getAccess(), "1", m_events);
     job->furtherTransfers = 1;
     job->onAnswer = [](CNetRequest&) { throw CError("That is no answer."); };
     queue.start(std::move(job));
@@ -412,29 +420,29 @@ TEST_F(TransferQueueTest, ABadAnswerIsAFailureThatTheClientDoesNotTryAgain) {
 TEST_F(TransferQueueTest, TheStatusCountsHoweverTheSchemeIsWritten) {
     m_options.endpoint.replace(0, 4, "HTTP");
     m_peer.setDefaultReply("HTTP/1.1 403 Forbidden\r\nContent-Length: 0\r\n\r\n");
-    CTransferQueue queue(getContext(), getContext().getS3Policy(), 1);
-    queue.start(std::make_unique<CTestJob>(getContext(), "1", m_events));
+    CTransferQueue queue(getSession(), getAccess().getPolicy(), 1);
+    queue.start(std::make_unique<CTestJob>(getAccess(), "1", m_events));
     EXPECT_THAT(m_events, ElementsAre(HasSubstr("403"), "1 ends"));
 }
 
 TEST_F(TransferQueueTest, AJobThatCannotBePreparedFailsAlone) {
     m_peer.setDefaultReply(good);
-    CTransferQueue queue(getContext(), getContext().getS3Policy(), 2);
-    auto job = std::make_unique<CTestJob>(getContext(), "1", m_events);
+    CTransferQueue queue(getSession(), getAccess().getPolicy(), 2);
+    auto job = std::make_unique<CTestJob>(getAccess(), "1", m_events);
     job->onPrepare = [](CNetRequest&) { throw std::runtime_error("out of order"); };
     queue.start(std::move(job));
-    queue.start(std::make_unique<CTestJob>(getContext(), "2", m_events));
+    queue.start(std::make_unique<CTestJob>(getAccess(), "2", m_events));
     queue.finish();
     EXPECT_THAT(m_events, ElementsAre("1 fails: out of order", "1 ends", "2 succeeds", "2 ends"));
 }
 
 TEST_F(TransferQueueTest, ASourceThatCannotBeRewoundFailsItsJobAlone) {
     m_peer.setDefaultReply(good);
-    CTransferQueue queue(getContext(), getContext().getS3Policy(), 2);
-    auto job = std::make_unique<CTestJob>(getContext(), "1", m_events);
+    CTransferQueue queue(getSession(), getAccess().getPolicy(), 2);
+    auto job = std::make_unique<CTestJob>(getAccess(), "1", m_events);
     job->onPrepare = [](CNetRequest& request) { request.setSendDataSource(new COneWaySource); };
     queue.start(std::move(job));
-    queue.start(std::make_unique<CTestJob>(getContext(), "2", m_events));
+    queue.start(std::make_unique<CTestJob>(getAccess(), "2", m_events));
     queue.finish();
     EXPECT_THAT(m_events, ElementsAre("1 fails: There is no way back.", "1 ends", "2 succeeds", "2 ends"));
 }
@@ -444,16 +452,16 @@ TEST_F(TransferQueueTest, AFailureThatAJobPassesOnEndsAll) {
     m_peer.onConnection().expectRequest().pause("bad").reply(
         "HTTP/1.1 403 Forbidden\r\nContent-Length: 0\r\n\r\n");
     {
-        CTransferQueue queue(getContext(), getContext().getS3Policy(), 3);
-        queue.start(std::make_unique<CTestJob>(getContext(), "held", m_events));
+        CTransferQueue queue(getSession(), getAccess().getPolicy(), 3);
+        queue.start(std::make_unique<CTestJob>(getAccess(), "held", m_events));
         ASSERT_TRUE(m_peer.waitForRequests(1));
-        auto job = std::make_unique<CTestJob>(getContext(), "bad", m_events);
+        auto job = std::make_unique<CTestJob>(getAccess(), "bad", m_events);
         job->isHopeless = true;
         queue.start(std::move(job));
         m_peer.release("bad");
         EXPECT_THAT(whatOf([&queue] { queue.finish(); }), HasSubstr("403"));
         EXPECT_THAT(m_events, ElementsAre(HasSubstr("bad fails: ")));
-        EXPECT_EQ(getContext().getFailedRequest()->getURL(), String::fromUTF8(m_peer.url("/b/bad")));
+        EXPECT_EQ(getSession().getFailedRequest()->getURL(), String::fromUTF8(m_peer.url("/b/bad")));
     }
     EXPECT_THAT(m_events, ElementsAre(HasSubstr("bad fails: "), "held ends", "bad ends"));
     EXPECT_TRUE(m_peer.waitUntilIdle());
@@ -462,8 +470,8 @@ TEST_F(TransferQueueTest, AFailureThatAJobPassesOnEndsAll) {
 TEST_F(TransferQueueTest, TheErrorThatHasEndedTheWorkerIsThrown) {
     m_peer.setDefaultReply(good);
     const LogCapture log;
-    CTransferQueue queue(getContext(), getContext().getS3Policy(), 2);
-    auto job = std::make_unique<CTestJob>(getContext(), "1", m_events);
+    CTransferQueue queue(getSession(), getAccess().getPolicy(), 2);
+    auto job = std::make_unique<CTestJob>(getAccess(), "1", m_events);
     job->onPrepare = [](CNetRequest& request) { request.setReceiveDataSink(new CIllSink); };
     queue.start(std::move(job));
     EXPECT_EQ(whatOf([&queue] { queue.finish(); }), "The sink is ill.");
@@ -473,12 +481,12 @@ TEST_F(TransferQueueTest, TheErrorThatHasEndedTheWorkerIsThrown) {
 TEST_F(TransferQueueTest, AnInterruptEndsTheWait) {
     m_peer.onConnection().expectRequest().waitForClose();
     {
-        CTransferQueue queue(getContext(), getContext().getS3Policy(), 1);
+        CTransferQueue queue(getSession(), getAccess().getPolicy(), 1);
         std::thread user([this] {
             EXPECT_TRUE(m_peer.waitForRequests(1));
             CInterrupt::request(SIGINT);
         });
-        EXPECT_EQ(whatOf([&] { queue.start(std::make_unique<CTestJob>(getContext(), "1", m_events)); }),
+        EXPECT_EQ(whatOf([&] { queue.start(std::make_unique<CTestJob>(getAccess(), "1", m_events)); }),
                   "Interrupted.");
         user.join();
         EXPECT_THAT(m_events, IsEmpty());
@@ -489,8 +497,8 @@ TEST_F(TransferQueueTest, AnInterruptEndsTheWait) {
 TEST_F(TransferQueueTest, WhatStillRunsIsGivenUpWithTheQueue) {
     m_peer.onConnection().expectRequest().waitForClose();
     {
-        CTransferQueue queue(getContext(), getContext().getS3Policy(), 2);
-        queue.start(std::make_unique<CTestJob>(getContext(), "1", m_events));
+        CTransferQueue queue(getSession(), getAccess().getPolicy(), 2);
+        queue.start(std::make_unique<CTestJob>(getAccess(), "1", m_events));
         ASSERT_TRUE(m_peer.waitForRequests(1));
     }
     EXPECT_THAT(m_events, ElementsAre("1 ends"));
@@ -499,9 +507,9 @@ TEST_F(TransferQueueTest, WhatStillRunsIsGivenUpWithTheQueue) {
 
 TEST_F(TransferQueueTest, ARequestLetsGoOfItsStreamsWhenItsJobEnds) {
     m_peer.setDefaultReply(good);
-    CTransferQueue queue(getContext(), getContext().getS3Policy(), 1);
+    CTransferQueue queue(getSession(), getAccess().getPolicy(), 1);
     P<CNetRequest> kept;
-    auto job = std::make_unique<CTestJob>(getContext(), "1", m_events);
+    auto job = std::make_unique<CTestJob>(getAccess(), "1", m_events);
     job->onPrepare = [&kept](CNetRequest& request) {
         kept = &request;
         request.setReceiveDataSink(nullptr);

@@ -5,7 +5,7 @@
 namespace vexil::app {
 
 class CCommandSyntax;
-class CContext;
+class CSession;
 
 /// One command of the program.
 class CCommand {
@@ -19,7 +19,7 @@ public:
     virtual void define(CCommandSyntax& syntax) = 0;
 
     /// Runs the command. The caller reports what it throws.
-    virtual ExitCode run(CContext& context) = 0;
+    virtual ExitCode run(CSession& session) = 0;
 
 protected:
     CCommand() = default;

@@ -1,10 +1,10 @@
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/ftp/Commands.h"
+#include "apps/vexil/ftp/FTPAccess.h"
 #include "apps/vexil/ftp/FTPBackupStore.h"
 #include "apps/vexil/ftp/FTPPath.h"
 #include "apps/vexil/mirror/Backup.h"
-#include "apps/vexil/session/Context.h"
 #include "apps/vexil/transfer/TransferQueue.h"
 
 #include <string>
@@ -17,7 +17,7 @@ namespace {
 class CFTPBackupCommand : public CCommand {
 public:
     void define(CCommandSyntax& syntax) override;
-    ExitCode run(CContext& context) override;
+    ExitCode run(CSession& session) override;
 
 private:
     std::string m_folder;
@@ -46,11 +46,11 @@ Each file under way has a connection of its own, and there is one more; where th
 are under way.)");
 }
 
-ExitCode CFTPBackupCommand::run(CContext& context) {
+ExitCode CFTPBackupCommand::run(CSession& session) {
     const CFolderWalker walker(toPath(m_folder), m_excluded);
-    context.getFTP();
-    CFTPBackupStore store(context, makeServerPath(m_directory));
-    return CBackup(context, store).run(walker, m_jobs);
+    CFTPAccess access(session);
+    CFTPBackupStore store(access, makeServerPath(m_directory));
+    return CBackup(session, store).run(walker, m_jobs);
 }
 
 }  // namespace

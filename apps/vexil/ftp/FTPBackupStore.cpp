@@ -2,32 +2,32 @@
 
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/console/ErrorReport.h"
+#include "apps/vexil/ftp/FTPAccess.h"
 #include "apps/vexil/ftp/FTPLeftParts.h"
 #include "apps/vexil/ftp/FTPPath.h"
 #include "apps/vexil/ftp/FTPUpload.h"
 #include "apps/vexil/platform/Interrupt.h"
-#include "apps/vexil/session/Context.h"
 
 namespace vexil::app {
 
-CFTPBackupStore::CFTPBackupStore(CContext& context, const String& directory)
-    : m_context(context), m_directory(directory), m_parts(context) {}
+CFTPBackupStore::CFTPBackupStore(CFTPAccess& access, const String& directory)
+    : m_access(access), m_directory(directory), m_parts(access) {}
 
 ITransferPolicy& CFTPBackupStore::getPolicy() {
-    return m_context.getFTP().getPolicy();
+    return m_access.getFTP().getPolicy();
 }
 
 void CFTPBackupStore::begin() {
-    m_context.getFTP().makeDirs(m_directory);
+    m_access.getFTP().makeDirs(m_directory);
     m_directories[m_directory] = nullptr;
-    if (!m_context.getFTP().knowsMLST()) {
-        m_context.getConsole().message(
+    if (!m_access.getFTP().knowsMLST()) {
+        m_access.getConsole().message(
             Verbosity::Warning,
             "vexil: warning: the server knows neither MLSD nor MLST (RFC 3659). It can keep the backup, but "
             "'vexil ftp restore' cannot fetch it; 'vexil ftp get' fetches single files.");
         return;
     }
-    CFTPLeftParts(m_context).clear(m_directory);
+    CFTPLeftParts(m_access).clear(m_directory);
 }
 
 std::unique_ptr<ITransfer> CFTPBackupStore::makeUpload(const P<CFileInStream>& file,
@@ -35,7 +35,7 @@ std::unique_ptr<ITransfer> CFTPBackupStore::makeUpload(const P<CFileInStream>& f
                                                        const std::filesystem::path& relativePath) {
     const String path = joinServerPath(m_directory, makeServerName(relativePath));
     makeDirsOf(getServerDirectory(path));
-    return std::make_unique<CFTPUpload>(m_context, m_parts, file, path, false);
+    return std::make_unique<CFTPUpload>(m_access, m_parts, file, path, false);
 }
 
 // Here and not in each upload: two uploads at once would make the same directory.
@@ -56,12 +56,12 @@ void CFTPBackupStore::makeDirsOf(const String& path) {
 
 void CFTPBackupStore::makeDirs(const String& path) {
     try {
-        m_context.getFTP().makeDirs(path);
+        m_access.getFTP().makeDirs(path);
     } catch (const CError&) {
         if (!replaceFileOnTheWay(path)) {
             throw;
         }
-        m_context.getFTP().makeDirs(path);
+        m_access.getFTP().makeDirs(path);
     }
 }
 
@@ -72,13 +72,13 @@ bool CFTPBackupStore::replaceFileOnTheWay(const String& path) {
         }
         const String oldFile = makePartPath(directory) + "-old";
         m_parts.addReplaced(oldFile, directory);
-        const bool isDeleted = m_context.getFTP().replaceByDir(directory, oldFile);
+        const bool isDeleted = m_access.getFTP().replaceByDir(directory, oldFile);
         m_parts.removeReplaced(oldFile);
         if (!isDeleted) {
             m_parts.add(oldFile);
         }
-        m_context.getConsole().message(Verbosity::Warning, "replaced: the file '" + printable(directory) +
-                                                               "' on the server, which is a folder now");
+        m_access.getConsole().message(Verbosity::Warning, "replaced: the file '" + printable(directory) +
+                                                              "' on the server, which is a folder now");
         return true;
     }
     return false;
@@ -86,7 +86,7 @@ bool CFTPBackupStore::replaceFileOnTheWay(const String& path) {
 
 bool CFTPBackupStore::isFile(const String& path) {
     try {
-        return m_context.getFTP().getInfo(path).getType() == zet::IFileInfoBase::TypeFile;
+        return m_access.getFTP().getInfo(path).getType() == zet::IFileInfoBase::TypeFile;
     } catch (const CError&) {
         CInterrupt::throwIfRequested();
         return false;

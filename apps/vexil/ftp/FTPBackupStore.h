@@ -11,8 +11,8 @@ namespace vexil::app {
 /// here, the directory replaces it, and this is reported. A file never replaces a directory.
 class CFTPBackupStore : public IBackupStore {
 public:
-    /// The context must outlive it.
-    CFTPBackupStore(CContext& context, const String& directory);
+    /// The access must outlive it.
+    CFTPBackupStore(CFTPAccess& access, const String& directory);
 
     ITransferPolicy& getPolicy() override;
     /// Makes the directory.
@@ -26,7 +26,7 @@ private:
     bool replaceFileOnTheWay(const String& path);
     bool isFile(const String& path);
 
-    CContext& m_context;
+    CFTPAccess& m_access;
     String m_directory;
     // directories that were made; with an error: could not be made
     std::map<String, P<CError>> m_directories;

@@ -1,8 +1,8 @@
 #include "apps/vexil/ftp/FTPDownload.h"
 
 #include "apps/vexil/base/Text.h"
+#include "apps/vexil/ftp/FTPAccess.h"
 #include "apps/vexil/ftp/FTPReplies.h"
-#include "apps/vexil/session/Context.h"
 #include "apps/vexil/session/TransferMonitor.h"
 #include "vexil/net/CURLError.h"
 
@@ -19,8 +19,8 @@ P<CNetStringList> makeInfoCommand(const String& path) {
 
 }  // namespace
 
-CFTPDownload::CFTPDownload(CContext& context, const String& path, const P<zet::IOutStream>& out)
-    : m_context(context), m_path(path), m_out(out), m_start(out->getPosition()) {}
+CFTPDownload::CFTPDownload(CFTPAccess& access, const String& path, const P<zet::IOutStream>& out)
+    : m_access(access), m_path(path), m_out(out), m_start(out->getPosition()) {}
 
 int64 CFTPDownload::getWrittenBytes() const {
     return m_out->getPosition() - m_start;
@@ -34,7 +34,7 @@ void CFTPDownload::prepare(CNetRequest& request) {
     m_isUnderWay = true;
     const int64 offset = getWrittenBytes();
     CTransferMonitor::of(request).setOffset(offset);
-    m_context.getFTP().getClient().prepareDownloadRequest(request, m_path, offset, -1);
+    m_access.getFTP().getClient().prepareDownloadRequest(request, m_path, offset, -1);
     request.setReceiveDataStream(m_out.get());
     request.setFTPCustomPreCommands(makeInfoCommand(m_path));
     if (offset > 0) {
@@ -54,8 +54,8 @@ void CFTPDownload::goOn() {
         return;
     }
     ++m_continuations;
-    m_context.getConsole().message(Verbosity::Info, "vexil: '" + printable(m_path) + "' broke off after " +
-                                                        formatBytes(written) + "; going on from there.");
+    m_access.getConsole().message(Verbosity::Info, "vexil: '" + printable(m_path) + "' broke off after " +
+                                                       formatBytes(written) + "; going on from there.");
 }
 
 void CFTPDownload::takeInfos(const CNetRequest& request) {
@@ -90,7 +90,7 @@ bool CFTPDownload::canFallBack(CNetRequest& request, const CError& error) {
     if (isMisreadRefusal(error)) {
         throwRefusal("The server refuses this for '" + m_path + "'", error);
     }
-    throwIfOnlyThisBreaks(m_context.getFTP().getPolicy(), error);
+    throwIfOnlyThisBreaks(m_access.getFTP().getPolicy(), error);
     return false;
 }
 

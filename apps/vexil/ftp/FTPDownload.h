@@ -7,16 +7,16 @@
 
 namespace vexil::app {
 
-class CContext;
+class CFTPAccess;
 
 /// Downloads a file of an FTP server into a stream. An interrupted download continues after the last written
 /// byte if the server reports the file's time (MLST), and neither time nor size has changed; otherwise it
 /// begins again.
 class CFTPDownload : public IDownload {
 public:
-    /// The context must outlive it.
+    /// The access must outlive it.
     /// \param out  receives the bytes from its current position on; must be able to seek back there
-    CFTPDownload(CContext& context, const String& path, const P<zet::IOutStream>& out);
+    CFTPDownload(CFTPAccess& access, const String& path, const P<zet::IOutStream>& out);
 
     /// \throws CError if another file has replaced this one
     void prepare(CNetRequest& request) override;
@@ -33,7 +33,7 @@ private:
     void goOn();
     void takeInfos(const CNetRequest& request);
 
-    CContext& m_context;
+    CFTPAccess& m_access;
     String m_path;
     P<zet::IOutStream> m_out;
     const int64 m_start;  // position of the file's first byte in the stream

@@ -4,9 +4,9 @@
 #include "apps/vexil/files/LeftParts.h"
 #include "apps/vexil/files/PartFile.h"
 #include "apps/vexil/ftp/Commands.h"
+#include "apps/vexil/ftp/FTPAccess.h"
 #include "apps/vexil/ftp/FTPDownload.h"
 #include "apps/vexil/ftp/FTPPath.h"
-#include "apps/vexil/session/Context.h"
 #include "apps/vexil/transfer/SingleTransfer.h"
 #include "vexil/BaseTypes.h"
 #include "zet/OutStream.h"
@@ -20,10 +20,10 @@ namespace {
 class CFTPGetCommand : public CCommand {
 public:
     void define(CCommandSyntax& syntax) override;
-    ExitCode run(CContext& context) override;
+    ExitCode run(CSession& session) override;
 
 private:
-    static void download(CContext& context, const String& path, const P<zet::IOutStream>& out);
+    static void download(CFTPAccess& access, const String& path, const P<zet::IOutStream>& out);
 
     std::string m_path;
     std::string m_file;
@@ -42,7 +42,7 @@ A download that breaks goes on where it broke, as long as the server tells that 
 file gets its name when it is complete; nothing is left of one that fails.)");
 }
 
-ExitCode CFTPGetCommand::run(CContext& context) {
+ExitCode CFTPGetCommand::run(CSession& session) {
     const String path = makeServerPath(m_path);
     if (m_path.ends_with('/')) {
         throw CInvalidArgError("CFTPGetCommand",
@@ -51,21 +51,21 @@ ExitCode CFTPGetCommand::run(CContext& context) {
                                    "of one");
     }
     // Check the login first, so that a missing login does not destroy an existing file.
-    context.getFTP();
+    CFTPAccess access(session);
     if (m_file.empty() || m_file == "-") {
-        download(context, path, new CStandardOutStream(context.getConsole()));
+        download(access, path, new CStandardOutStream(session.getConsole()));
     } else {
-        CLeftParts::clearOf(context.getConsole(), toPath(m_file));
+        CLeftParts::clearOf(session.getConsole(), toPath(m_file));
         CPartFile file(toPath(m_file));
-        download(context, path, file.getStream());
+        download(access, path, file.getStream());
         file.commit();
     }
     return ExitCode::Done;
 }
 
-void CFTPGetCommand::download(CContext& context, const String& path, const P<zet::IOutStream>& out) {
-    CFTPDownload transfer(context, path, out);
-    runSingleTransfer(context, context.getFTP().getPolicy(), transfer);
+void CFTPGetCommand::download(CFTPAccess& access, const String& path, const P<zet::IOutStream>& out) {
+    CFTPDownload transfer(access, path, out);
+    runSingleTransfer(access.getSession(), access.getFTP().getPolicy(), transfer);
 }
 
 }  // namespace

@@ -3,10 +3,10 @@
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/console/ErrorReport.h"
 #include "apps/vexil/files/PartName.h"
+#include "apps/vexil/ftp/FTPAccess.h"
 #include "apps/vexil/ftp/FTPPath.h"
 #include "apps/vexil/ftp/ServerPartMark.h"
 #include "apps/vexil/platform/Interrupt.h"
-#include "apps/vexil/session/Context.h"
 
 namespace vexil::app {
 
@@ -27,7 +27,7 @@ void CFTPLeftParts::clearBelow(const String& directory, const String& uniqueID, 
     }
     P<CFTPListDirResult> listing;
     try {
-        listing = m_context.getFTP().listDir(directory);
+        listing = m_access.getFTP().listDir(directory);
         clearIn(directory, *listing);
     } catch (const CError& error) {
         CInterrupt::throwIfRequested();
@@ -75,7 +75,7 @@ void CFTPLeftParts::remove(const TArray<String>& paths) {
     if (paths.empty()) {
         return;
     }
-    const TArray<String> kept = m_context.getFTP().removeFiles(paths);
+    const TArray<String> kept = m_access.getFTP().removeFiles(paths);
     const std::set<String> stay(kept.begin(), kept.end());
     for (const String& path : paths) {
         tell(stay.contains(path)
@@ -86,7 +86,7 @@ void CFTPLeftParts::remove(const TArray<String>& paths) {
 }
 
 void CFTPLeftParts::restore(const String& part, const String& path) {
-    const bool isRestored = m_context.getFTP().restoreNames({{part, path}}).empty();
+    const bool isRestored = m_access.getFTP().restoreNames({{part, path}}).empty();
     tell(isRestored ? "'" + printable(path) +
                           "' on the server has its name again, which an earlier run had taken away"
                     : "vexil: warning: '" + printable(part) + "' on the server cannot get its name '" +
@@ -94,7 +94,7 @@ void CFTPLeftParts::restore(const String& part, const String& path) {
 }
 
 void CFTPLeftParts::tell(const String& text) const {
-    m_context.getConsole().message(Verbosity::Warning, text);
+    m_access.getConsole().message(Verbosity::Warning, text);
 }
 
 }  // namespace vexil::app

@@ -7,15 +7,15 @@
 
 namespace vexil::app {
 
-class CContext;
+class CFTPAccess;
 
 /// Deletes the parts that killed runs of this user on this computer have left on an FTP server
 /// (ServerPartMark.h), and reports it. A file that was to be replaced gets its name back if the name is free;
 /// otherwise it is deleted, too. Must be used before uploads begin.
 class CFTPLeftParts {
 public:
-    /// The context must outlive it.
-    explicit CFTPLeftParts(CContext& context) : m_context(context) {}
+    /// The access must outlive it.
+    explicit CFTPLeftParts(CFTPAccess& access) : m_access(access) {}
 
     /// Searches a directory and everything below it. A directory that cannot be listed is reported, and the
     /// search continues.
@@ -29,7 +29,7 @@ private:
     void restore(const String& part, const String& path);
     void tell(const String& text) const;
 
-    CContext& m_context;
+    CFTPAccess& m_access;
     std::set<String> m_seen;  // unique IDs of directories, if the server sends them
 };
 

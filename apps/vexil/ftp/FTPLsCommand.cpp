@@ -1,9 +1,9 @@
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/ftp/Commands.h"
+#include "apps/vexil/ftp/FTPAccess.h"
 #include "apps/vexil/ftp/FTPEntryLine.h"
 #include "apps/vexil/ftp/FTPPath.h"
 #include "apps/vexil/ftp/FTPUnreadableEntry.h"
-#include "apps/vexil/session/Context.h"
 
 #include <string>
 
@@ -14,7 +14,7 @@ namespace {
 class CFTPLsCommand : public CCommand {
 public:
     void define(CCommandSyntax& syntax) override;
-    ExitCode run(CContext& context) override;
+    ExitCode run(CSession& session) override;
 
 private:
     std::string m_path = "/";
@@ -31,18 +31,18 @@ An entry whose name cannot be read, because it is not UTF-8 or holds the end of 
 error, and the exit code is 1.)");
 }
 
-ExitCode CFTPLsCommand::run(CContext& context) {
+ExitCode CFTPLsCommand::run(CSession& session) {
     const String path = makeServerPath(m_path);
-    const P<CFTPListDirResult> listing = context.getFTP().listDir(path);
+    const P<CFTPListDirResult> listing = CFTPAccess(session).getFTP().listDir(path);
     for (const P<CFTPDirEntry>& entry : listing->getEntries()) {
         // Entries for the directory itself and for its parent.
         if (!(entry->getName() == ".") && !(entry->getName() == "..")) {
-            context.getConsole().print(makeEntryLine(*entry));
+            session.getConsole().print(makeEntryLine(*entry));
         }
     }
     for (const std::string& line : listing->getUnreadableLines()) {
         const FTPUnreadableEntry entry(line);
-        context.getConsole().message(Verbosity::Error, "NOT listed: " + joinServerPath(path, entry.name) +
+        session.getConsole().message(Verbosity::Error, "NOT listed: " + joinServerPath(path, entry.name) +
                                                            ": " + entry.problem);
     }
     return listing->getUnreadableLines().empty() ? ExitCode::Done : ExitCode::Failed;

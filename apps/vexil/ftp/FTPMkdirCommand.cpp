@@ -1,7 +1,7 @@
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/ftp/Commands.h"
+#include "apps/vexil/ftp/FTPAccess.h"
 #include "apps/vexil/ftp/FTPPath.h"
-#include "apps/vexil/session/Context.h"
 
 #include <string>
 
@@ -12,7 +12,7 @@ namespace {
 class CFTPMkdirCommand : public CCommand {
 public:
     void define(CCommandSyntax& syntax) override;
-    ExitCode run(CContext& context) override;
+    ExitCode run(CSession& session) override;
 
 private:
     std::string m_path;
@@ -28,12 +28,13 @@ void CFTPMkdirCommand::define(CCommandSyntax& syntax) {
   vexil ftp mkdir --parents /backups/documents)");
 }
 
-ExitCode CFTPMkdirCommand::run(CContext& context) {
+ExitCode CFTPMkdirCommand::run(CSession& session) {
     const String path = makeServerPath(m_path);
+    CFTPAccess access(session);
     if (m_makesParents) {
-        context.getFTP().makeDirs(path);
+        access.getFTP().makeDirs(path);
     } else {
-        context.getFTP().makeDir(path);
+        access.getFTP().makeDir(path);
     }
     return ExitCode::Done;
 }

@@ -1,8 +1,8 @@
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/ftp/Commands.h"
+#include "apps/vexil/ftp/FTPAccess.h"
 #include "apps/vexil/ftp/FTPPath.h"
 #include "apps/vexil/ftp/FTPReplies.h"
-#include "apps/vexil/session/Context.h"
 
 #include <string>
 
@@ -13,7 +13,7 @@ namespace {
 class CFTPMvCommand : public CCommand {
 public:
     void define(CCommandSyntax& syntax) override;
-    ExitCode run(CContext& context) override;
+    ExitCode run(CSession& session) override;
 
 private:
     std::string m_from;
@@ -28,11 +28,11 @@ void CFTPMvCommand::define(CCommandSyntax& syntax) {
   vexil ftp mv /photos/holiday.jpg /photos/2024/holiday.jpg)");
 }
 
-ExitCode CFTPMvCommand::run(CContext& context) {
+ExitCode CFTPMvCommand::run(CSession& session) {
     const String from = makeServerPath(m_from);
     const String to = makeServerPath(m_to);
     try {
-        context.getFTP().perform(from, [&from, &to](CFTPClient& client, CNetRequest& request) {
+        CFTPAccess(session).getFTP().perform(from, [&from, &to](CFTPClient& client, CNetRequest& request) {
             client.prepareMoveFileRequest(request, from, to, false);
         });
     } catch (const CCURLError& error) {

@@ -2,9 +2,9 @@
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/files/FileInStream.h"
 #include "apps/vexil/ftp/Commands.h"
+#include "apps/vexil/ftp/FTPAccess.h"
 #include "apps/vexil/ftp/FTPPath.h"
 #include "apps/vexil/ftp/FTPUpload.h"
-#include "apps/vexil/session/Context.h"
 #include "apps/vexil/transfer/SingleTransfer.h"
 
 #include <string>
@@ -16,7 +16,7 @@ namespace {
 class CFTPPutCommand : public CCommand {
 public:
     void define(CCommandSyntax& syntax) override;
-    ExitCode run(CContext& context) override;
+    ExitCode run(CSession& session) override;
 
 private:
     std::string m_file;
@@ -40,15 +40,16 @@ The file is stored as .NAME.vexil-part-RANDOM first, and gets its name, in place
 server tells the right size. A directory is not replaced.)");
 }
 
-ExitCode CFTPPutCommand::run(CContext& context) {
+ExitCode CFTPPutCommand::run(CSession& session) {
     const P<CFileInStream> file = new CFileInStream(toPath(m_file));
     String path = makeServerPath(m_path);
     if (m_path.ends_with('/')) {
         path = joinServerPath(path, makeServerName(toPath(m_file).filename()));
     }
-    CRemoteParts parts(context);
-    CFTPUpload upload(context, parts, file, path, m_makesParents);
-    runSingleTransfer(context, context.getFTP().getPolicy(), upload);
+    CFTPAccess access(session);
+    CRemoteParts parts(access);
+    CFTPUpload upload(access, parts, file, path, m_makesParents);
+    runSingleTransfer(session, access.getFTP().getPolicy(), upload);
     file->checkUnchanged();
     return ExitCode::Done;
 }

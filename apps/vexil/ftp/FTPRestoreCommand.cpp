@@ -1,10 +1,10 @@
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/ftp/Commands.h"
+#include "apps/vexil/ftp/FTPAccess.h"
 #include "apps/vexil/ftp/FTPPath.h"
 #include "apps/vexil/ftp/FTPRestoreSource.h"
 #include "apps/vexil/mirror/Restore.h"
-#include "apps/vexil/session/Context.h"
 #include "apps/vexil/transfer/TransferQueue.h"
 
 #include <string>
@@ -16,7 +16,7 @@ namespace {
 class CFTPRestoreCommand : public CCommand {
 public:
     void define(CCommandSyntax& syntax) override;
-    ExitCode run(CContext& context) override;
+    ExitCode run(CSession& session) override;
 
 private:
     std::string m_directory;
@@ -39,10 +39,10 @@ stored (because its name would lead out of the folder, or cannot be one here) is
 and the exit code is 1. If nothing is there to restore, it is 3. Links are named and skipped, but for those that the server shows as what they lead to.)");
 }
 
-ExitCode CFTPRestoreCommand::run(CContext& context) {
-    context.getFTP();
-    CFTPRestoreSource source(context, makeServerPath(m_directory));
-    return CRestore(context, source, toPath(m_folder)).run(m_jobs);
+ExitCode CFTPRestoreCommand::run(CSession& session) {
+    CFTPAccess access(session);
+    CFTPRestoreSource source(access, makeServerPath(m_directory));
+    return CRestore(session, source, toPath(m_folder)).run(m_jobs);
 }
 
 }  // namespace

@@ -3,11 +3,11 @@
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/console/ErrorReport.h"
 #include "apps/vexil/files/PartName.h"
+#include "apps/vexil/ftp/FTPAccess.h"
 #include "apps/vexil/ftp/FTPDownload.h"
 #include "apps/vexil/ftp/FTPPath.h"
 #include "apps/vexil/ftp/FTPUnreadableEntry.h"
 #include "apps/vexil/platform/Interrupt.h"
-#include "apps/vexil/session/Context.h"
 
 namespace vexil::app {
 
@@ -20,9 +20,9 @@ constexpr std::size_t maxLevels = 1000;
 
 class CFTPRestoreSource::CFile : public IStoredFile {
 public:
-    CFile(CContext& context, const String& path, const String& relativeName, int64 size,
+    CFile(CFTPAccess& access, const String& path, const String& relativeName, int64 size,
           const P<CError>& problem)
-        : m_context(context), m_path(path), m_relativeName(relativeName), m_size(size), m_problem(problem) {}
+        : m_access(access), m_path(path), m_relativeName(relativeName), m_size(size), m_problem(problem) {}
 
     String getName() const override { return m_path; }
     String getRelativeName() const override { return m_relativeName; }
@@ -34,28 +34,28 @@ public:
     }
     int64 getSize() const override { return m_size; }
     std::unique_ptr<IDownload> makeDownload(const P<CFileOutStream>& out) const override {
-        return std::make_unique<CFTPDownload>(m_context, m_path, out.get());
+        return std::make_unique<CFTPDownload>(m_access, m_path, out.get());
     }
 
 private:
-    CContext& m_context;
+    CFTPAccess& m_access;
     String m_path;
     String m_relativeName;
     int64 m_size;
     P<CError> m_problem;  // null for a file that can be fetched
 };
 
-CFTPRestoreSource::CFTPRestoreSource(CContext& context, const String& directory)
-    : m_context(context), m_directory(directory) {}
+CFTPRestoreSource::CFTPRestoreSource(CFTPAccess& access, const String& directory)
+    : m_access(access), m_directory(directory) {}
 
 ITransferPolicy& CFTPRestoreSource::getPolicy() {
-    return m_context.getFTP().getPolicy();
+    return m_access.getFTP().getPolicy();
 }
 
 std::unique_ptr<IStoredFile> CFTPRestoreSource::findNext() {
     if (!m_hasBegun) {
         m_hasBegun = true;
-        enter("", m_context.getFTP().findUniqueID(m_directory));
+        enter("", m_access.getFTP().findUniqueID(m_directory));
     }
     while (!m_open.empty()) {
         CDirectory& directory = m_open.back();
@@ -82,7 +82,7 @@ std::unique_ptr<IStoredFile> CFTPRestoreSource::visitNext(CDirectory& directory)
     }
     const FTPUnreadableEntry entry(directory.listing->getUnreadableLines()[number - entries.size()]);
     const String relativeName = parent.isEmpty() ? entry.name : joinServerPath(parent, entry.name);
-    return std::make_unique<CFile>(m_context, getPath(relativeName), relativeName, 0,
+    return std::make_unique<CFile>(m_access, getPath(relativeName), relativeName, 0,
                                    CError(entry.problem).clone());
 }
 
@@ -94,7 +94,7 @@ void CFTPRestoreSource::enter(const String& relativeName, const String& uniqueID
     if (m_open.size() >= maxLevels) {
         throw CError("it lies more than " + formatCount(maxLevels) + " levels deep");
     }
-    m_open.push_back({relativeName, uniqueID, m_context.getFTP().listDir(getPath(relativeName))});
+    m_open.push_back({relativeName, uniqueID, m_access.getFTP().listDir(getPath(relativeName))});
 }
 
 std::unique_ptr<IStoredFile> CFTPRestoreSource::visit(const String& parent, const CFTPDirEntry& entry) {
@@ -104,30 +104,30 @@ std::unique_ptr<IStoredFile> CFTPRestoreSource::visit(const String& parent, cons
     if (entry.getType() == zet::IFileInfoBase::TypeUnknown) {
         // The directory itself and its parent are also such entries.
         if (!(name == ".") && !(name == "..") && name.find(L'/') == String::npos) {
-            m_context.getConsole().message(Verbosity::Warning,
-                                           "skipped " + printable(path) + ": neither a file nor a directory");
+            m_access.getConsole().message(Verbosity::Warning,
+                                          "skipped " + printable(path) + ": neither a file nor a directory");
         }
         return nullptr;
     }
     if (const String problem = findEntryNameProblem(name); !problem.isEmpty()) {
-        return std::make_unique<CFile>(m_context, path, relativeName, entry.getSize(),
+        return std::make_unique<CFile>(m_access, path, relativeName, entry.getSize(),
                                        CError("'" + printable(name) + "' as a name " + problem).clone());
     }
     if (entry.getType() != zet::IFileInfoBase::TypeDirectory && findPartName(name)) {
-        return std::make_unique<CFile>(m_context, path, relativeName, entry.getSize(),
+        return std::make_unique<CFile>(m_access, path, relativeName, entry.getSize(),
                                        CError(leftPartReason).clone());
     }
     if (entry.getType() == zet::IFileInfoBase::TypeDirectory) {
         return leadsBack(relativeName, entry.getUniqueID()) ? nullptr
                                                             : tryToEnter(relativeName, entry.getUniqueID());
     }
-    return std::make_unique<CFile>(m_context, path, relativeName, entry.getSize(), nullptr);
+    return std::make_unique<CFile>(m_access, path, relativeName, entry.getSize(), nullptr);
 }
 
 bool CFTPRestoreSource::leadsBack(const String& relativeName, const String& uniqueID) const {
     for (const CDirectory& directory : m_open) {
         if (!uniqueID.isEmpty() && directory.uniqueID == uniqueID) {
-            m_context.getConsole().message(
+            m_access.getConsole().message(
                 Verbosity::Warning, "skipped " + printable(getPath(relativeName)) + ": it leads back to '" +
                                         printable(getPath(directory.relativeName)) + "'");
             return true;
@@ -146,7 +146,7 @@ std::unique_ptr<IStoredFile> CFTPRestoreSource::tryToEnter(const String& relativ
         if (CErrorReport(error).isHopeless()) {
             throw;
         }
-        return std::make_unique<CFile>(m_context, getPath(relativeName), relativeName, 0, error.clone());
+        return std::make_unique<CFile>(m_access, getPath(relativeName), relativeName, 0, error.clone());
     }
 }
 

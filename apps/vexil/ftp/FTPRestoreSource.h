@@ -7,14 +7,14 @@
 
 namespace vexil::app {
 
-class CContext;
+class CFTPAccess;
 
 /// The files below a directory of an FTP server, in the order of its listings. Links and the like are named
 /// and skipped, and so are directories that contain themselves.
 class CFTPRestoreSource : public IRestoreSource {
 public:
-    /// The context must outlive it.
-    CFTPRestoreSource(CContext& context, const String& directory);
+    /// The access must outlive it.
+    CFTPRestoreSource(CFTPAccess& access, const String& directory);
 
     ITransferPolicy& getPolicy() override;
     /// A directory that cannot be listed is returned as a file that cannot be fetched. The error of the first
@@ -39,7 +39,7 @@ private:
     String getPath(const String& relativeName) const;
     bool leadsBack(const String& relativeName, const String& uniqueID) const;
 
-    CContext& m_context;
+    CFTPAccess& m_access;
     String m_directory;
     bool m_hasBegun = false;
     std::vector<CDirectory> m_open;  // from the first directory down to the current one

@@ -1,7 +1,7 @@
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/ftp/Commands.h"
+#include "apps/vexil/ftp/FTPAccess.h"
 #include "apps/vexil/ftp/FTPPath.h"
-#include "apps/vexil/session/Context.h"
 
 #include <string>
 
@@ -12,7 +12,7 @@ namespace {
 class CFTPRmdirCommand : public CCommand {
 public:
     void define(CCommandSyntax& syntax) override;
-    ExitCode run(CContext& context) override;
+    ExitCode run(CSession& session) override;
 
 private:
     std::string m_path;
@@ -25,9 +25,9 @@ void CFTPRmdirCommand::define(CCommandSyntax& syntax) {
   vexil ftp rmdir /photos/2024)");
 }
 
-ExitCode CFTPRmdirCommand::run(CContext& context) {
+ExitCode CFTPRmdirCommand::run(CSession& session) {
     const String path = makeServerPath(m_path);
-    context.getFTP().perform(path, [&path](CFTPClient& client, CNetRequest& request) {
+    CFTPAccess(session).getFTP().perform(path, [&path](CFTPClient& client, CNetRequest& request) {
         client.prepareRemoveDirRequest(request, path);
     });
     return ExitCode::Done;

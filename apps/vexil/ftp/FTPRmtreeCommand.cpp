@@ -1,8 +1,8 @@
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/ftp/Commands.h"
+#include "apps/vexil/ftp/FTPAccess.h"
 #include "apps/vexil/ftp/FTPPath.h"
 #include "apps/vexil/ftp/FTPTreeRemoval.h"
-#include "apps/vexil/session/Context.h"
 
 #include <string>
 
@@ -13,7 +13,7 @@ namespace {
 class CFTPRmtreeCommand : public CCommand {
 public:
     void define(CCommandSyntax& syntax) override;
-    ExitCode run(CContext& context) override;
+    ExitCode run(CSession& session) override;
 
 private:
     std::string m_path;
@@ -29,8 +29,10 @@ There is no question before, and no way back. What cannot be deleted is named, t
 code is 1. A link is deleted, and what it leads to is kept. The root (/) is refused.)");
 }
 
-ExitCode CFTPRmtreeCommand::run(CContext& context) {
-    return CFTPTreeRemoval(context).run(makeServerPath(m_path));
+ExitCode CFTPRmtreeCommand::run(CSession& session) {
+    const String path = makeServerPath(m_path);
+    CFTPAccess access(session);
+    return CFTPTreeRemoval(access).run(path);
 }
 
 }  // namespace

@@ -1,8 +1,8 @@
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/ftp/Commands.h"
+#include "apps/vexil/ftp/FTPAccess.h"
 #include "apps/vexil/ftp/FTPEntryLine.h"
 #include "apps/vexil/ftp/FTPPath.h"
-#include "apps/vexil/session/Context.h"
 
 #include <string>
 
@@ -13,7 +13,7 @@ namespace {
 class CFTPStatCommand : public CCommand {
 public:
     void define(CCommandSyntax& syntax) override;
-    ExitCode run(CContext& context) override;
+    ExitCode run(CSession& session) override;
 
 private:
     std::string m_path;
@@ -26,8 +26,9 @@ void CFTPStatCommand::define(CCommandSyntax& syntax) {
   vexil ftp stat /backups/list.txt)");
 }
 
-ExitCode CFTPStatCommand::run(CContext& context) {
-    context.getConsole().print(makeEntryLine(context.getFTP().getInfo(makeServerPath(m_path))));
+ExitCode CFTPStatCommand::run(CSession& session) {
+    const String path = makeServerPath(m_path);
+    session.getConsole().print(makeEntryLine(CFTPAccess(session).getFTP().getInfo(path)));
     return ExitCode::Done;
 }
 

@@ -3,10 +3,10 @@
 #include "apps/vexil/base/MissingError.h"
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/console/ErrorReport.h"
+#include "apps/vexil/ftp/FTPAccess.h"
 #include "apps/vexil/ftp/FTPPath.h"
 #include "apps/vexil/ftp/FTPUnreadableEntry.h"
 #include "apps/vexil/platform/Interrupt.h"
-#include "apps/vexil/session/Context.h"
 
 namespace vexil::app {
 
@@ -29,7 +29,7 @@ ExitCode CFTPTreeRemoval::run(const String& path) {
         throw CInvalidArgError("CFTPTreeRemoval", "the path '" + printable(path) +
                                                       "' means the whole server. Name a directory on it");
     }
-    const CFTPDirEntry entry = m_context.getFTP().getInfo(path);
+    const CFTPDirEntry entry = m_access.getFTP().getInfo(path);
     if (entry.getType() != zet::IFileInfoBase::TypeDirectory) {
         throw CError("'" + printable(path) + "' is not a directory", "ftp");
     }
@@ -37,22 +37,22 @@ ExitCode CFTPTreeRemoval::run(const String& path) {
     if (m_failures == 0) {
         return ExitCode::Done;
     }
-    m_context.getConsole().print("FAILED: " + formatNumberOf(m_failures, "entry") + ", named above");
+    m_access.getConsole().print("FAILED: " + formatNumberOf(m_failures, "entry") + ", named above");
     return ExitCode::Failed;
 }
 
 bool CFTPTreeRemoval::removeDir(const String& path, const String& uniqueID) {
     return attempt(path, [&] {
-        if (m_context.getFTP().removeUnseen(path)) {
+        if (m_access.getFTP().removeUnseen(path)) {
             return true;
         }
         checkWalk(uniqueID);
-        const P<CFTPListDirResult> listing = m_context.getFTP().listDir(path);
+        const P<CFTPListDirResult> listing = m_access.getFTP().listDir(path);
         m_open.push_back({path, uniqueID});
         const bool isEmpty = removeContent(path, *listing);
         m_open.pop_back();
         if (isEmpty) {
-            m_context.getFTP().removeDir(path);
+            m_access.getFTP().removeDir(path);
         }
         return isEmpty;
     });
@@ -82,19 +82,19 @@ bool CFTPTreeRemoval::removeEntry(const String& directory, const CFTPDirEntry& e
         return removeDir(path, entry.getUniqueID());
     }
     return attempt(path, [&] {
-        m_context.getFTP().removeFile(path);
+        m_access.getFTP().removeFile(path);
         return true;
     });
 }
 
 bool CFTPTreeRemoval::attempt(const String& path, const std::function<bool()>& remove) {
-    const int64 retries = m_context.getFTP().getPolicy().getRetryCount();
+    const int64 retries = m_access.getFTP().getPolicy().getRetryCount();
     try {
         return remove();
     } catch (const CError& error) {
         CInterrupt::throwIfRequested();
         if (dynamic_cast<const CMissingError*>(&error) &&
-            m_context.getFTP().getPolicy().getRetryCount() > retries) {
+            m_access.getFTP().getPolicy().getRetryCount() > retries) {
             // An earlier try has removed it, and the reply was lost.
             return true;
         }
@@ -120,7 +120,7 @@ void CFTPTreeRemoval::checkWalk(const String& uniqueID) const {
 
 void CFTPTreeRemoval::reportFailure(const String& path, const String& reason) {
     ++m_failures;
-    m_context.getConsole().message(Verbosity::Error, "NOT deleted: " + printable(path) + ": " + reason);
+    m_access.getConsole().message(Verbosity::Error, "NOT deleted: " + printable(path) + ": " + reason);
 }
 
 }  // namespace vexil::app

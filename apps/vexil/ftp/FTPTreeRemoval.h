@@ -8,15 +8,15 @@
 
 namespace vexil::app {
 
-class CContext;
+class CFTPAccess;
 
 /// Deletes a directory of an FTP server with everything below it. Names entries that cannot be deleted and
 /// continues with the others. Deletes links and does not follow them, also if the server shows them as
 /// directories.
 class CFTPTreeRemoval {
 public:
-    /// The context must outlive it.
-    explicit CFTPTreeRemoval(CContext& context) : m_context(context) {}
+    /// The access must outlive it.
+    explicit CFTPTreeRemoval(CFTPAccess& access) : m_access(access) {}
 
     /// \throws CInvalidArgError for the root, before anything is sent
     /// \throws CError for a path that is missing or not a directory
@@ -35,7 +35,7 @@ private:
     void checkWalk(const String& uniqueID) const;
     void reportFailure(const String& path, const String& reason);
 
-    CContext& m_context;
+    CFTPAccess& m_access;
     std::vector<CDirectory> m_open;  // from the first one down to where the walk is
     int64 m_failures = 0;
 };

@@ -1,10 +1,10 @@
 #include "apps/vexil/ftp/FTPUpload.h"
 
 #include "apps/vexil/base/Text.h"
+#include "apps/vexil/ftp/FTPAccess.h"
 #include "apps/vexil/ftp/FTPPath.h"
 #include "apps/vexil/ftp/FTPReplies.h"
 #include "apps/vexil/platform/Interrupt.h"
-#include "apps/vexil/session/Context.h"
 #include "vexil/net/CURLError.h"
 
 #include <utility>
@@ -60,9 +60,9 @@ bool mayBeInTheWay(const CNetRequest& request, const CError& error) {
 
 }  // namespace
 
-CFTPUpload::CFTPUpload(CContext& context, CRemoteParts& parts, const P<CFileInStream>& file,
+CFTPUpload::CFTPUpload(CFTPAccess& access, CRemoteParts& parts, const P<CFileInStream>& file,
                        const String& path, bool createMissingDirs)
-    : m_context(context), m_parts(parts), m_file(file), m_path(path), m_part(makePartPath(path)),
+    : m_access(access), m_parts(parts), m_file(file), m_path(path), m_part(makePartPath(path)),
       m_probe(makePartPath(path)), m_oldFile(m_part + "-old"), m_createMissingDirs(createMissingDirs) {}
 
 // ---- requests --------------------------------------------------------------------------------------------
@@ -129,7 +129,7 @@ bool CFTPUpload::hasStored(const CNetRequest& request) const {
 
 // With the "*" libcurl continues after a refusal (CURLOPT_PREQUOTE); the reply decides.
 void CFTPUpload::prepareCommands(CNetRequest& request, std::initializer_list<String> commands) {
-    m_context.getFTP().getClient().prepareGetInfoRequest(request, m_path);
+    m_access.getFTP().getClient().prepareGetInfoRequest(request, m_path);
     const P<CNetStringList> list = new CNetStringList;
     for (const String& command : commands) {
         list->add(command);
@@ -141,8 +141,8 @@ void CFTPUpload::prepareStore(CNetRequest& request) {
     m_parts.add(m_part);
     m_isStored = false;
     m_file->seek(0);
-    m_context.getFTP().getClient().prepareUploadRequest(request, m_part, m_file.get(), m_file->getSize(),
-                                                        m_createMissingDirs);
+    m_access.getFTP().getClient().prepareUploadRequest(request, m_part, m_file.get(), m_file->getSize(),
+                                                       m_createMissingDirs);
     const P<CNetStringList> commands = new CNetStringList;
     commands->add("*SIZE " + m_part);
     request.setFTPCustomPostCommands(commands);
@@ -153,7 +153,7 @@ void CFTPUpload::prepareStore(CNetRequest& request) {
 void CFTPUpload::prepareProbe(CNetRequest& request) {
     static constexpr char content[16384] = {};
     m_parts.add(m_probe);
-    m_context.getFTP().getClient().prepareUploadRequest(request, m_probe, content, sizeof content, false);
+    m_access.getFTP().getClient().prepareUploadRequest(request, m_probe, content, sizeof content, false);
     request.setOptionInt(CURLOPT_SERVER_RESPONSE_TIMEOUT, probeSeconds);
     const P<CNetStringList> commands = new CNetStringList;
     commands->add("*DELE " + m_probe);
@@ -372,7 +372,7 @@ bool CFTPUpload::canFallBack(CNetRequest& request, const CError& error) {
         if (isMisreadRefusal(error)) {
             throwRefusal("The server refuses to store the file", error);
         }
-        throwIfOnlyThisBreaks(m_context.getFTP().getPolicy(), error);
+        throwIfOnlyThisBreaks(m_access.getFTP().getPolicy(), error);
         if (!m_sendError && isBrokenOff(request)) {
             m_sendError = error.clone();
             m_step = Step::Probe;

@@ -9,7 +9,7 @@
 
 namespace vexil::app {
 
-class CContext;
+class CFTPAccess;
 
 /// Stores a file on an FTP server so that a failed upload never replaces a good file: it is stored under a
 /// random name in the same directory (CPartFile), and moved when the server reports the right size (SIZE).
@@ -18,9 +18,9 @@ class CContext;
 /// directory is never replaced.
 class CFTPUpload : public ITransfer {
 public:
-    /// Context and parts must outlive it.
+    /// Access and parts must outlive it.
     /// \param createMissingDirs  also make missing directories of the path
-    CFTPUpload(CContext& context, CRemoteParts& parts, const P<CFileInStream>& file, const String& path,
+    CFTPUpload(CFTPAccess& access, CRemoteParts& parts, const P<CFileInStream>& file, const String& path,
                bool createMissingDirs);
 
     void prepare(CNetRequest& request) override;
@@ -65,7 +65,7 @@ private:
     void throwIfNoRoom(const CNetRequest& request) const;
     void throwIfRenamingIsUnknown(const CNetRequest& request, const CError& error) const;
 
-    CContext& m_context;
+    CFTPAccess& m_access;
     CRemoteParts& m_parts;
     P<CFileInStream> m_file;
     String m_path;

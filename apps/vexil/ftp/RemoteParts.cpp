@@ -1,7 +1,7 @@
 #include "apps/vexil/ftp/RemoteParts.h"
 
 #include "apps/vexil/base/Text.h"
-#include "apps/vexil/session/Context.h"
+#include "apps/vexil/ftp/FTPAccess.h"
 #include "zet/Log.h"
 
 namespace vexil::app {
@@ -34,7 +34,7 @@ void CRemoteParts::restoreReplaced() const {
         files.push_back({oldFile, path});
     }
     try {
-        for (const String& oldFile : m_context.getFTP().restoreNames(files)) {
+        for (const String& oldFile : m_access.getFTP().restoreNames(files)) {
             tell(replacedFile, oldFile, "it was called '" + m_replaced.at(oldFile) + "'");
         }
     } catch (const CError& error) {
@@ -50,7 +50,7 @@ void CRemoteParts::removeParts() const {
     }
     const TArray<String> paths(m_paths.begin(), m_paths.end());
     try {
-        for (const String& path : m_context.getFTP().removeFiles(paths)) {
+        for (const String& path : m_access.getFTP().removeFiles(paths)) {
             tell(begunUpload, path, "the server has not deleted it");
         }
     } catch (const CError& error) {
@@ -61,9 +61,9 @@ void CRemoteParts::removeParts() const {
 }
 
 void CRemoteParts::tell(const char* what, const String& path, const String& reason) const {
-    m_context.getConsole().message(Verbosity::Warning, String("vexil: ") + what +
-                                                           " may be left on the server: '" + printable(path) +
-                                                           "' (" + printable(reason) + ")");
+    m_access.getConsole().message(Verbosity::Warning, String("vexil: ") + what +
+                                                          " may be left on the server: '" + printable(path) +
+                                                          "' (" + printable(reason) + ")");
 }
 
 }  // namespace vexil::app

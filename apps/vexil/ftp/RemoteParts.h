@@ -7,7 +7,7 @@
 
 namespace vexil::app {
 
-class CContext;
+class CFTPAccess;
 
 /// The files on an FTP server that uploads have begun and not yet moved to their names. The destructor
 /// deletes them as far as possible, and reports the others. No upload may run then.
@@ -16,8 +16,8 @@ class CContext;
 /// free.
 class CRemoteParts {
 public:
-    /// The context must outlive it.
-    explicit CRemoteParts(CContext& context) : m_context(context) {}
+    /// The access must outlive it.
+    explicit CRemoteParts(CFTPAccess& access) : m_access(access) {}
     ~CRemoteParts();
     CRemoteParts(const CRemoteParts&) = delete;
     CRemoteParts& operator=(const CRemoteParts&) = delete;
@@ -35,7 +35,7 @@ private:
     void removeParts() const;
     void tell(const char* what, const String& path, const String& reason) const;
 
-    CContext& m_context;
+    CFTPAccess& m_access;
     std::set<String> m_paths;
     std::map<String, String> m_replaced;  // original names, by current names
 };

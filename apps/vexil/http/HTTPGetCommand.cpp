@@ -6,8 +6,9 @@
 #include "apps/vexil/files/PartFile.h"
 #include "apps/vexil/http/Commands.h"
 #include "apps/vexil/http/HTTPBodySink.h"
+#include "apps/vexil/http/HTTPRequest.h"
 #include "apps/vexil/http/RedirectFollower.h"
-#include "apps/vexil/session/Context.h"
+#include "apps/vexil/session/Session.h"
 #include "apps/vexil/transfer/AnswerCheck.h"
 
 #include <string>
@@ -16,12 +17,12 @@ namespace vexil::app {
 
 namespace {
 
-void download(CContext& context, CNetRequest& request, zet::IOutStream& out) {
-    CProgress progress(context.getConsole());
-    const CProgressScope scope(context, progress);
+void download(CSession& session, CNetRequest& request, zet::IOutStream& out) {
+    CProgress progress(session.getConsole());
+    const CProgressScope scope(session, progress);
     request.setReceiveDataSink(new CHTTPBodySink(&out, request.getDefaultReceiveSink()));
     const int64 start = out.getPosition();
-    CRedirectFollower(context.getSetup()).perform(request);
+    CRedirectFollower(session.getSetup()).perform(request);
     checkAnswerIsComplete(request);
     // For other protocols the headers would be those of a redirect.
     if (request.getResponseCodeDomain() == "http") {
@@ -32,7 +33,7 @@ void download(CContext& context, CNetRequest& request, zet::IOutStream& out) {
 class CHTTPGetCommand : public CCommand {
 public:
     void define(CCommandSyntax& syntax) override;
-    ExitCode run(CContext& context) override;
+    ExitCode run(CSession& session) override;
 
 private:
     std::string m_url;
@@ -51,15 +52,15 @@ void CHTTPGetCommand::define(CCommandSyntax& syntax) {
 The file gets its name when the download is complete; nothing is left of one that fails.)");
 }
 
-ExitCode CHTTPGetCommand::run(CContext& context) {
-    CNetRequest& request = context.prepareHTTPRequest(m_url);
+ExitCode CHTTPGetCommand::run(CSession& session) {
+    CNetRequest& request = prepareHTTPRequest(session, m_url);
     if (m_file.empty() || m_file == "-") {
-        const P<zet::IOutStream> out = new CStandardOutStream(context.getConsole());
-        download(context, request, *out);
+        const P<zet::IOutStream> out = new CStandardOutStream(session.getConsole());
+        download(session, request, *out);
     } else {
-        CLeftParts::clearOf(context.getConsole(), toPath(m_file));
+        CLeftParts::clearOf(session.getConsole(), toPath(m_file));
         CPartFile file(toPath(m_file));
-        download(context, request, *file.getStream());
+        download(session, request, *file.getStream());
         file.commit();
     }
     return ExitCode::Done;

@@ -1,8 +1,9 @@
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/console/HeaderList.h"
 #include "apps/vexil/http/Commands.h"
+#include "apps/vexil/http/HTTPRequest.h"
 #include "apps/vexil/http/RedirectFollower.h"
-#include "apps/vexil/session/Context.h"
+#include "apps/vexil/session/Session.h"
 #include "apps/vexil/transfer/AnswerCheck.h"
 
 #include <string>
@@ -14,7 +15,7 @@ namespace {
 class CHTTPHeadCommand : public CCommand {
 public:
     void define(CCommandSyntax& syntax) override;
-    ExitCode run(CContext& context) override;
+    ExitCode run(CSession& session) override;
 
 private:
     std::string m_url;
@@ -27,12 +28,12 @@ void CHTTPHeadCommand::define(CCommandSyntax& syntax) {
   vexil http head https://example.com/)");
 }
 
-ExitCode CHTTPHeadCommand::run(CContext& context) {
-    CNetRequest& request = context.prepareHTTPRequest(m_url);
+ExitCode CHTTPHeadCommand::run(CSession& session) {
+    CNetRequest& request = prepareHTTPRequest(session, m_url);
     request.setHTTPMethod("HEAD");
-    CRedirectFollower(context.getSetup()).perform(request);
+    CRedirectFollower(session.getSetup()).perform(request);
     checkAnswerIsComplete(request);
-    printHeaders(context.getConsole(), request);
+    printHeaders(session.getConsole(), request);
     return ExitCode::Done;
 }
 

@@ -3,8 +3,9 @@
 #include "apps/vexil/console/Progress.h"
 #include "apps/vexil/files/FileInStream.h"
 #include "apps/vexil/http/Commands.h"
+#include "apps/vexil/http/HTTPRequest.h"
 #include "apps/vexil/http/RedirectFollower.h"
-#include "apps/vexil/session/Context.h"
+#include "apps/vexil/session/Session.h"
 #include "apps/vexil/transfer/AnswerCheck.h"
 
 #include <string>
@@ -16,7 +17,7 @@ namespace {
 class CHTTPPutCommand : public CCommand {
 public:
     void define(CCommandSyntax& syntax) override;
-    ExitCode run(CContext& context) override;
+    ExitCode run(CSession& session) override;
 
 private:
     std::string m_file;
@@ -31,18 +32,18 @@ void CHTTPPutCommand::define(CCommandSyntax& syntax) {
   vexil http put list.txt https://example.com/dav/list.txt)");
 }
 
-ExitCode CHTTPPutCommand::run(CContext& context) {
+ExitCode CHTTPPutCommand::run(CSession& session) {
     const P<CFileInStream> file = new CFileInStream(toPath(m_file));
-    CNetRequest& request = context.prepareHTTPRequest(m_url);
+    CNetRequest& request = prepareHTTPRequest(session, m_url);
     request.setUpload(true);
     request.setSendDataStream(file);
     request.setSendDataSize(file->getSize());
-    CProgress progress(context.getConsole());
-    const CProgressScope scope(context, progress);
-    CRedirectFollower(context.getSetup()).perform(request);
+    CProgress progress(session.getConsole());
+    const CProgressScope scope(session, progress);
+    CRedirectFollower(session.getSetup()).perform(request);
     checkAnswerIsComplete(request);
     file->checkUnchanged();
-    context.getConsole().message(Verbosity::Info, printable(request.getHTTPStatusLine()));
+    session.getConsole().message(Verbosity::Info, printable(request.getHTTPStatusLine()));
     return ExitCode::Done;
 }
 

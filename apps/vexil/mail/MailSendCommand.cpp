@@ -6,7 +6,7 @@
 #include "apps/vexil/mail/MailRefusal.h"
 #include "apps/vexil/mail/MailServerOptions.h"
 #include "apps/vexil/mail/MailSession.h"
-#include "apps/vexil/session/Context.h"
+#include "apps/vexil/session/Session.h"
 
 #include <string>
 #include <vector>
@@ -24,10 +24,10 @@ String toText(const std::string& argument) {
 class CMailSendCommand : public CCommand {
 public:
     void define(CCommandSyntax& syntax) override;
-    ExitCode run(CContext& context) override;
+    ExitCode run(CSession& session) override;
 
 private:
-    CMailDraft makeDraft(CContext& context) const;
+    CMailDraft makeDraft(CSession& session) const;
 
     CMailServerOptions m_server;
     std::string m_from;
@@ -63,16 +63,16 @@ was sent, the server may have taken it: the message says so, and the exit code i
 gets the mail once.)");
 }
 
-ExitCode CMailSendCommand::run(CContext& context) {
-    const CMailDraft draft = makeDraft(context);
-    CMailSession session(context, m_server);
-    session.send(draft);
-    context.getConsole().message(
-        Verbosity::Info, "sent: " + printable(getReply(session.getRequest().getReplies(), acceptedCode)));
+ExitCode CMailSendCommand::run(CSession& session) {
+    const CMailDraft draft = makeDraft(session);
+    CMailSession mail(session, m_server);
+    mail.send(draft);
+    session.getConsole().message(
+        Verbosity::Info, "sent: " + printable(getReply(mail.getRequest().getReplies(), acceptedCode)));
     return ExitCode::Done;
 }
 
-CMailDraft CMailSendCommand::makeDraft(CContext& context) const {
+CMailDraft CMailSendCommand::makeDraft(CSession& session) const {
     CMailDraft draft;
     draft.setFrom(toText(m_name), toText(m_from));
     for (const std::string& address : m_to) {
@@ -90,7 +90,7 @@ CMailDraft CMailSendCommand::makeDraft(CContext& context) const {
     }
     draft.setSubject(toText(m_subject));
     if (!m_textFile.empty()) {
-        draft.setText(readMailText(m_textFile, context.getConsole()));
+        draft.setText(readMailText(m_textFile, session.getConsole()));
     }
     for (const std::string& file : m_attachments) {
         draft.addAttachment(makeMailAttachment(toPath(file)));

@@ -3,8 +3,8 @@
 #include "apps/vexil/base/HostAndPort.h"
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/command/CommandSyntax.h"
-#include "apps/vexil/platform/Platform.h"
 #include "apps/vexil/session/Credentials.h"
+#include "apps/vexil/session/Setting.h"
 
 namespace vexil::app {
 
@@ -47,8 +47,7 @@ CSMTPParams CMailServerOptions::makeParams(const CCredentials& login) const {
 }
 
 String CMailServerOptions::getServer() const {
-    const std::string server =
-        m_server.empty() ? getEnvironmentVariable(serverVariable).value_or("") : m_server;
+    const std::string server = findSetting(m_server, serverVariable).value_or("");
     if (server.empty()) {
         throw CInvalidArgError(place,
                                String("no mail server is named: give --server or set ") + serverVariable);

@@ -5,25 +5,33 @@
 #include "apps/vexil/mail/MailRefusal.h"
 #include "apps/vexil/mail/MailServerOptions.h"
 #include "apps/vexil/platform/Interrupt.h"
-#include "apps/vexil/session/Context.h"
 #include "apps/vexil/session/Credentials.h"
+#include "apps/vexil/session/Session.h"
 
 namespace vexil::app {
 
 namespace {
 
+constexpr CCredentialNames credentialNames = {"VEXIL_MAIL_USER", "VEXIL_MAIL_PASSWORD", "user", "password"};
+
 constexpr int loginAcceptedCode = 235;
 constexpr const char* noLogin = "The server offers no login on this connection.";
 
+// Many servers want no login.
+CCredentials loadLogin(CSession& session) {
+    return session.hasCredentials(credentialNames) ? session.loadCredentials(credentialNames)
+                                                   : CCredentials(String(), String());
+}
+
 }  // namespace
 
-CMailSession::CMailSession(CContext& context, const CMailServerOptions& server)
-    : CMailSession(context, server.makeParams(context.loadMailLogin())) {}
+CMailSession::CMailSession(CSession& session, const CMailServerOptions& server)
+    : CMailSession(session, server.makeParams(loadLogin(session))) {}
 
-CMailSession::CMailSession(CContext& context, const CSMTPParams& params)
-    : m_context(context), m_params(params), m_client(params) {
+CMailSession::CMailSession(CSession& session, const CSMTPParams& params)
+    : m_session(session), m_params(params), m_client(params) {
     // This also makes libcurl check the certificate.
-    m_client.setRequestSetup(&context.getSetup());
+    m_client.setRequestSetup(&session.getSetup());
 }
 
 void CMailSession::send(const CMailDraft& draft) {
@@ -31,7 +39,7 @@ void CMailSession::send(const CMailDraft& draft) {
     perform(draft.getRecipients(),
             [&] { m_client.sendMail(draft.getSender(), draft.getRecipients(), *message); });
     if (isLoginSkipped()) {
-        m_context.getConsole().message(Verbosity::Warning,
+        m_session.getConsole().message(Verbosity::Warning,
                                        String("vexil: warning: ") + noLogin + " It has taken the mail.");
     }
 }
@@ -49,7 +57,7 @@ void CMailSession::perform(const TArray<String>& recipients, const std::function
     } catch (const CCURLError& error) {
         const bool mayHaveBeenSent = m_client.mayHaveBeenSent();
         if (mayHaveBeenSent && CInterrupt::isRequested()) {
-            m_context.getConsole().message(Verbosity::Error, "vexil: the server may have taken the mail");
+            m_session.getConsole().message(Verbosity::Error, "vexil: the server may have taken the mail");
         }
         throw makeMailError(error, m_client.getRequest().getReplies(), recipients, mayHaveBeenSent);
     }
@@ -68,7 +76,7 @@ String CMailSession::describe() const {
     text += CSMTPParams::connectTypeToString(m_params.getConnectType());
     if (m_params.getConnectType() != CSMTPParams::ConnectUnencrypted) {
         text +=
-            m_context.getSetup().checksCertificates() ? ", certificate checked" : ", certificate not checked";
+            m_session.getSetup().checksCertificates() ? ", certificate checked" : ", certificate not checked";
     }
     return text + (isLoggedIn() ? ", logged in as " + printable(m_params.getLoginName()) : ", no login");
 }

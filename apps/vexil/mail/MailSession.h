@@ -6,7 +6,7 @@
 
 namespace vexil::app {
 
-class CContext;
+class CSession;
 class CMailDraft;
 class CMailServerOptions;
 
@@ -16,8 +16,8 @@ class CMailServerOptions;
 /// and the refused recipient.
 class CMailSession {
 public:
-    /// Sends nothing yet. The context must outlive it.
-    CMailSession(CContext& context, const CMailServerOptions& server);
+    /// Sends nothing yet. The session must outlive it.
+    CMailSession(CSession& session, const CMailServerOptions& server);
     CMailSession(const CMailSession&) = delete;
     CMailSession& operator=(const CMailSession&) = delete;
 
@@ -31,13 +31,13 @@ public:
     const CNetRequest& getRequest() const noexcept { return m_client.getRequest(); }
 
 private:
-    CMailSession(CContext& context, const CSMTPParams& params);
+    CMailSession(CSession& session, const CSMTPParams& params);
     void perform(const TArray<String>& recipients, const std::function<void()>& operation);
     bool isLoggedIn() const;
     /// Whether a login is set that the server does not offer to accept.
     bool isLoginSkipped() const;
 
-    CContext& m_context;
+    CSession& m_session;
     CSMTPParams m_params;
     CSMTPClient m_client;
 };

@@ -2,7 +2,7 @@
 #include "apps/vexil/mail/Commands.h"
 #include "apps/vexil/mail/MailServerOptions.h"
 #include "apps/vexil/mail/MailSession.h"
-#include "apps/vexil/session/Context.h"
+#include "apps/vexil/session/Session.h"
 
 namespace vexil::app {
 
@@ -11,7 +11,7 @@ namespace {
 class CMailTestCommand : public CCommand {
 public:
     void define(CCommandSyntax& syntax) override;
-    ExitCode run(CContext& context) override;
+    ExitCode run(CSession& session) override;
 
 private:
     CMailServerOptions m_server;
@@ -24,10 +24,10 @@ void CMailTestCommand::define(CCommandSyntax& syntax) {
   vexil mail test --server mail.example.com --security ssl)");
 }
 
-ExitCode CMailTestCommand::run(CContext& context) {
-    CMailSession session(context, m_server);
-    session.test();
-    context.getConsole().print(session.describe());
+ExitCode CMailTestCommand::run(CSession& session) {
+    CMailSession mail(session, m_server);
+    mail.test();
+    session.getConsole().print(mail.describe());
     return ExitCode::Done;
 }
 

@@ -5,7 +5,7 @@
 #include "apps/vexil/console/FileProgress.h"
 #include "apps/vexil/files/FileInStream.h"
 #include "apps/vexil/platform/Interrupt.h"
-#include "apps/vexil/session/Context.h"
+#include "apps/vexil/session/Session.h"
 #include "apps/vexil/session/TransferMonitor.h"
 #include "apps/vexil/transfer/TransferQueue.h"
 
@@ -13,8 +13,8 @@
 
 namespace vexil::app {
 
-CBackup::CBackup(CContext& context, IBackupStore& store)
-    : m_context(context), m_store(store), m_progress(context.getConsole()) {}
+CBackup::CBackup(CSession& session, IBackupStore& store)
+    : m_session(session), m_store(store), m_progress(session.getConsole()) {}
 
 /// One file in transfer.
 class CBackup::CFileJob : public ITransferJob {
@@ -95,7 +95,7 @@ ExitCode CBackup::run(const CFolderWalker& walker, int jobs) {
 void CBackup::store(const CFolderWalker& walker, int jobs) {
     m_folder = walker.getFolder();
     m_store.begin();
-    CTransferQueue queue(m_context, m_store.getPolicy(), jobs);
+    CTransferQueue queue(m_session, m_store.getPolicy(), jobs);
     m_queue = &queue;
     walker.walk(*this);
     queue.finish();
@@ -105,7 +105,7 @@ void CBackup::store(const CFolderWalker& walker, int jobs) {
 
 void CBackup::onConflict(const String& name, const String& reason) {
     ++m_failures;
-    m_context.getConsole().message(Verbosity::Error, "NOT consistent: " + printable(name) + ": " + reason);
+    m_session.getConsole().message(Verbosity::Error, "NOT consistent: " + printable(name) + ": " + reason);
 }
 
 void CBackup::onFile(const std::filesystem::path& relativePath) {
@@ -114,11 +114,11 @@ void CBackup::onFile(const std::filesystem::path& relativePath) {
 
 void CBackup::onSkipped(const std::filesystem::path& relativePath, const char* what) {
     ++m_skipped;
-    m_context.getConsole().message(Verbosity::Warning, "skipped " + describe(relativePath) + ": " + what);
+    m_session.getConsole().message(Verbosity::Warning, "skipped " + describe(relativePath) + ": " + what);
 }
 
 void CBackup::onPart(const std::filesystem::path& relativePath) {
-    m_context.getConsole().message(Verbosity::Warning,
+    m_session.getConsole().message(Verbosity::Warning,
                                    "skipped " + describe(relativePath) +
                                        ": a part of a file, of a program that runs or was killed");
 }
@@ -129,12 +129,12 @@ void CBackup::onEmptyFolder(const std::filesystem::path&) {
 
 void CBackup::onProblem(const std::filesystem::path& relativePath, const String& reason) {
     ++m_failures;
-    m_context.getConsole().message(Verbosity::Error,
+    m_session.getConsole().message(Verbosity::Error,
                                    "NOT backed up: " + describe(relativePath) + ": " + reason);
 }
 
 void CBackup::printReport() {
-    CConsole& console = m_context.getConsole();
+    CConsole& console = m_session.getConsole();
     const double seconds = m_progress.getSeconds();
     console.print("backed up: " + formatNumberOf(m_progress.getFileCount(), "file") + ", " +
                   formatBytes(m_progress.getByteCount()) + " in " + formatSeconds(seconds) + " (" +

@@ -8,15 +8,15 @@
 
 namespace vexil::app {
 
-class CContext;
+class CSession;
 class CTransferQueue;
 
 /// Stores the regular files of a folder, each under its path. Reports files that cannot be read or stored,
 /// and continues with the others. Ends if the server will refuse everything.
 class CBackup : private IFolderVisitor {
 public:
-    /// Context and store must outlive it.
-    CBackup(CContext& context, IBackupStore& store);
+    /// Session and store must outlive it.
+    CBackup(CSession& session, IBackupStore& store);
 
     /// Runs the backup, and prints a summary, also before it throws.
     /// \param jobs  how many files are stored at once, at most
@@ -35,7 +35,7 @@ private:
     void onConflict(const String& name, const String& reason);
     void printReport();
 
-    CContext& m_context;
+    CSession& m_session;
     IBackupStore& m_store;
     std::filesystem::path m_folder;
     CProgress m_progress;

@@ -3,7 +3,7 @@
 #include "apps/vexil/console/Progress.h"
 #include "apps/vexil/mirror/Commands.h"
 #include "apps/vexil/mirror/FolderComparison.h"
-#include "apps/vexil/session/Context.h"
+#include "apps/vexil/session/Session.h"
 
 #include <string>
 #include <vector>
@@ -15,7 +15,7 @@ namespace {
 class CCompareCommand : public CCommand {
 public:
     void define(CCommandSyntax& syntax) override;
-    ExitCode run(CContext& context) override;
+    ExitCode run(CSession& session) override;
 
 private:
     std::string m_first;
@@ -35,14 +35,14 @@ Each difference is printed. Links, special files and empty folders do not count.
 all regular files are the same and 1 otherwise.)");
 }
 
-ExitCode CCompareCommand::run(CContext& context) {
+ExitCode CCompareCommand::run(CSession& session) {
     const CFolderWalker first(toPath(m_first), m_excluded);
     const CFolderWalker second(toPath(m_second), m_excluded);
-    CProgress progress(context.getConsole());
-    CFolderComparison comparison(context.getConsole(), progress, first, second);
+    CProgress progress(session.getConsole());
+    CFolderComparison comparison(session.getConsole(), progress, first, second);
     comparison.run();
     const int64 differences = comparison.getDifferenceCount();
-    context.getConsole().print("compared: " + formatNumberOf(progress.getFileCount(), "file") + ", " +
+    session.getConsole().print("compared: " + formatNumberOf(progress.getFileCount(), "file") + ", " +
                                formatBytes(progress.getByteCount()) + ", " +
                                formatNumberOf(differences, "difference"));
     return differences == 0 ? ExitCode::Done : ExitCode::Failed;

@@ -6,7 +6,7 @@
 #include "apps/vexil/files/PartFile.h"
 #include "apps/vexil/platform/Interrupt.h"
 #include "apps/vexil/platform/Platform.h"
-#include "apps/vexil/session/Context.h"
+#include "apps/vexil/session/Session.h"
 #include "apps/vexil/session/TransferMonitor.h"
 #include "apps/vexil/transfer/TransferQueue.h"
 
@@ -93,9 +93,9 @@ private:
     std::unique_ptr<IDownload> m_download;  // set with m_file, when the first transfer is prepared
 };
 
-CRestore::CRestore(CContext& context, IRestoreSource& source, const fs::path& folder)
-    : m_context(context), m_source(source), m_folder(folder), m_progress(context.getConsole()),
-      m_leftParts(context.getConsole()) {}
+CRestore::CRestore(CSession& session, IRestoreSource& source, const fs::path& folder)
+    : m_session(session), m_source(source), m_folder(folder), m_progress(session.getConsole()),
+      m_leftParts(session.getConsole()) {}
 
 ExitCode CRestore::run(int jobs) {
     try {
@@ -106,7 +106,7 @@ ExitCode CRestore::run(int jobs) {
     }
     printReport();
     if (m_progress.getFileCount() + m_failures == 0) {
-        m_context.getConsole().message(Verbosity::Warning,
+        m_session.getConsole().message(Verbosity::Warning,
                                        String("vexil: warning: there was nothing to restore; ") +
                                            m_source.getQuestionWhereEmpty());
         return ExitCode::NotFound;
@@ -122,7 +122,7 @@ void CRestore::restoreAll(int jobs) {
                          "': " + String::fromUTF8Lossy(failure.message()),
                      "system", failure.value());
     }
-    CTransferQueue queue(m_context, m_source.getPolicy(), jobs);
+    CTransferQueue queue(m_session, m_source.getPolicy(), jobs);
     while (std::unique_ptr<IStoredFile> file = findNext(queue)) {
         CInterrupt::throwIfRequested();
         restore(queue, std::move(file));
@@ -185,12 +185,12 @@ void CRestore::makeFolders(const fs::path& relativePath) {
 
 void CRestore::reportFailure(const String& name, const CError& error) {
     ++m_failures;
-    m_context.getConsole().message(Verbosity::Error,
+    m_session.getConsole().message(Verbosity::Error,
                                    "NOT restored: " + printable(name) + ": " + CErrorReport(error).getLine());
 }
 
 void CRestore::printReport() {
-    CConsole& console = m_context.getConsole();
+    CConsole& console = m_session.getConsole();
     const double seconds = m_progress.getSeconds();
     console.print("restored: " + formatNumberOf(m_progress.getFileCount(), "file") + ", " +
                   formatBytes(m_progress.getByteCount()) + " in " + formatSeconds(seconds) + " (" +

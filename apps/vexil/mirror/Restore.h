@@ -12,7 +12,7 @@
 
 namespace vexil::app {
 
-class CContext;
+class CSession;
 class CTransferQueue;
 
 /// Downloads all stored files. Each gets its name when it is complete, and replaces a file of that name.
@@ -20,9 +20,9 @@ class CTransferQueue;
 /// everything.
 class CRestore {
 public:
-    /// Context and source must outlive it.
+    /// Session and source must outlive it.
     /// \param folder  created if it does not exist
-    CRestore(CContext& context, IRestoreSource& source, const std::filesystem::path& folder);
+    CRestore(CSession& session, IRestoreSource& source, const std::filesystem::path& folder);
 
     /// Runs the restore, and prints a summary, also before it throws.
     /// \param jobs  how many files are fetched at once, at most
@@ -39,7 +39,7 @@ private:
     void makeFolders(const std::filesystem::path& relativePath);
     void reportFailure(const String& name, const CError& error);
 
-    CContext& m_context;
+    CSession& m_session;
     IRestoreSource& m_source;
     std::filesystem::path m_folder;
     CProgress m_progress;

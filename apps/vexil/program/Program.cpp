@@ -17,8 +17,8 @@
 #include "apps/vexil/platform/Platform.h"
 #include "apps/vexil/program/HelpFormatter.h"
 #include "apps/vexil/s3/Commands.h"
-#include "apps/vexil/session/Context.h"
 #include "apps/vexil/session/ProxyChoice.h"
+#include "apps/vexil/session/Session.h"
 #include "apps/vexil/session/VerboseLogFile.h"
 #include "vexil/Version.h"
 #include "vexil/net/URLRedaction.h"
@@ -182,9 +182,9 @@ int CProgram::runCommand(CConsole& console) {
 }
 
 int CProgram::runCommand(CConsole& console, CVerboseLogFile* verboseLog) {
-    CContext context(m_options, console, verboseLog);
+    CSession session(m_options, console, verboseLog);
     try {
-        const ExitCode code = m_chosen->run(context);
+        const ExitCode code = m_chosen->run(session);
         console.checkOutput();
         return exitCodeOf(code);
     } catch (const std::exception& error) {
@@ -192,7 +192,7 @@ int CProgram::runCommand(CConsole& console, CVerboseLogFile* verboseLog) {
             console.message(Verbosity::Error, "vexil: interrupted");
             return CInterrupt::getExitCode();
         }
-        return reportFailure(console, context.getFailedRequest().get(), error);
+        return reportFailure(console, session.getFailedRequest().get(), error);
     }
 }
 

@@ -2,7 +2,7 @@
 
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/platform/Interrupt.h"
-#include "apps/vexil/session/Context.h"
+#include "apps/vexil/s3/S3Access.h"
 #include "apps/vexil/session/TransferMonitor.h"
 #include "apps/vexil/transfer/AnswerCheck.h"
 #include "vexil/net/CURLError.h"
@@ -35,9 +35,9 @@ bool isBrokenOnTheWay(const CError& error, int status) {
 
 }  // namespace
 
-CObjectDownload::CObjectDownload(CContext& context, const String& bucket, const String& key,
+CObjectDownload::CObjectDownload(CS3Access& access, const String& bucket, const String& key,
                                  const P<zet::IOutStream>& out)
-    : m_context(context), m_bucket(bucket), m_key(key), m_out(new CMD5OutStream(out)),
+    : m_access(access), m_bucket(bucket), m_key(key), m_out(new CMD5OutStream(out)),
       m_start(out->getPosition()) {}
 
 int64 CObjectDownload::getWrittenBytes() const {
@@ -52,17 +52,17 @@ void CObjectDownload::goOn(CFileOutStream& left, int64 size, const String& eTag)
     m_eTag = eTag;
     m_left = &left;
     ++m_continuations;
-    m_context.getConsole().message(Verbosity::Info, "vexil: '" + printable(m_key) + "' goes on after " +
-                                                        formatBytes(size) +
-                                                        " that an earlier program has left.");
+    m_access.getConsole().message(Verbosity::Info, "vexil: '" + printable(m_key) + "' goes on after " +
+                                                       formatBytes(size) +
+                                                       " that an earlier program has left.");
 }
 
 void CObjectDownload::prepare(CNetRequest& request) {
     m_offset = getWrittenBytes();
     m_out->mark();
     CTransferMonitor::of(request).setOffset(m_offset);
-    const CRequiredETag condition(m_context.getSetup(), m_offset > 0 ? m_eTag : String());
-    m_context.getClient().prepareGetObjectRequest(request, m_bucket, m_key, m_offset, -1, m_out);
+    const CRequiredETag condition(m_access.getSession().getSetup(), m_offset > 0 ? m_eTag : String());
+    m_access.getClient().prepareGetObjectRequest(request, m_bucket, m_key, m_offset, -1, m_out);
 }
 
 void CObjectDownload::checkAnswer(CNetRequest& request) {
@@ -87,7 +87,7 @@ void CObjectDownload::checkContent(CNetRequest& request) {
         m_restarts = maxRestarts;
         throw CError("The object '" + printable(m_key) + "' became shorter while it was read.");
     }
-    if (m_context.verifiesETags()) {
+    if (m_access.verifiesETags()) {
         try {
             checkContentMD5(request, contentMD5);
         } catch (const CError&) {
@@ -112,9 +112,9 @@ bool CObjectDownload::tryToRestart() {
     }
     ++m_restarts;
     m_eTag.clear();
-    m_context.getConsole().message(Verbosity::Info, "vexil: '" + printable(m_key) +
-                                                        "' came with other content than its ETag stands for; "
-                                                        "fetching it again.");
+    m_access.getConsole().message(Verbosity::Info, "vexil: '" + printable(m_key) +
+                                                       "' came with other content than its ETag stands for; "
+                                                       "fetching it again.");
     return true;
 }
 
@@ -145,10 +145,10 @@ bool CObjectDownload::canBeginAnew(CNetRequest& request, const CError& error) {
         checkContinuation(request);
     }
     ++m_continuations;
-    m_context.getConsole().message(Verbosity::Info, "vexil: '" + printable(m_key) + "' broke off after " +
-                                                        formatBytes(getWrittenBytes()) + " (" +
-                                                        printable(error.getMessage()) +
-                                                        "); going on from there.");
+    m_access.getConsole().message(Verbosity::Info, "vexil: '" + printable(m_key) + "' broke off after " +
+                                                       formatBytes(getWrittenBytes()) + " (" +
+                                                       printable(error.getMessage()) +
+                                                       "); going on from there.");
     return true;
 }
 
@@ -160,9 +160,9 @@ void CObjectDownload::restartOrThrow(const CError& error) {
         // The bytes are already in a pipe.
         error.throwClone();
     }
-    m_context.getConsole().message(Verbosity::Info, "vexil: '" + printable(m_key) + "' broke off (" +
-                                                        printable(error.getMessage()) +
-                                                        ") and has no strong ETag; fetching it again.");
+    m_access.getConsole().message(Verbosity::Info, "vexil: '" + printable(m_key) + "' broke off (" +
+                                                       printable(error.getMessage()) +
+                                                       ") and has no strong ETag; fetching it again.");
 }
 
 bool CObjectDownload::isContinued(const CNetRequest& request) const {
@@ -190,9 +190,9 @@ bool CObjectDownload::canFallBack(CNetRequest& request, const CError& error) {
     m_hasWrongContent = false;
     m_eTag.clear();
     --m_continuations;
-    m_context.getConsole().message(Verbosity::Info, "vexil: what an earlier program has left of '" +
-                                                        printable(m_key) +
-                                                        "' is of no use; fetching all of it.");
+    m_access.getConsole().message(Verbosity::Info, "vexil: what an earlier program has left of '" +
+                                                       printable(m_key) +
+                                                       "' is of no use; fetching all of it.");
     return true;
 }
 

@@ -7,7 +7,7 @@
 
 namespace vexil::app {
 
-class CContext;
+class CS3Access;
 
 /// Downloads one object into a stream. An interrupted transfer continues after the last written byte if the
 /// object still has the same strong ETag; without a strong ETag it begins with the first byte. If the content
@@ -17,10 +17,10 @@ class CObjectDownload : public IDownload {
 public:
     static constexpr int maxRestarts = 2;
 
-    /// The context must outlive it.
+    /// The access must outlive it.
     /// \param out  receives the bytes from its current position on; must be able to seek back to each
     ///         position where a transfer has begun
-    CObjectDownload(CContext& context, const String& bucket, const String& key,
+    CObjectDownload(CS3Access& access, const String& bucket, const String& key,
                     const P<zet::IOutStream>& out);
 
     /// Continues after bytes that an earlier program has left. The next transfer begins after them if the
@@ -50,7 +50,7 @@ private:
     bool tryToRestart();
     [[noreturn]] void throwReplaced() const;
 
-    CContext& m_context;
+    CS3Access& m_access;
     String m_bucket;
     String m_key;
     P<CMD5OutStream> m_out;

@@ -2,13 +2,13 @@
 
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/platform/Interrupt.h"
-#include "apps/vexil/session/Context.h"
+#include "apps/vexil/s3/S3Access.h"
 
 namespace vexil::app {
 
-CObjectListing::CObjectListing(CContext& context, const String& bucket, const String& prefix)
-    : m_console(context.getConsole()),
-      m_objects(&context.getClient(), &context.getRequest(), bucket, prefix, "", -1) {
+CObjectListing::CObjectListing(CS3Access& access, const String& bucket, const String& prefix)
+    : m_console(access.getConsole()),
+      m_objects(&access.getClient(), &access.getRequest(), bucket, prefix, "", -1) {
     m_objects.setVerifyKeys(true);
     m_objects.setEncodedKeys(true);
 }

@@ -6,15 +6,15 @@
 namespace vexil::app {
 
 class CConsole;
-class CContext;
+class CS3Access;
 
 /// The objects of a bucket whose keys begin with a prefix, for commands that delete or write by these keys:
 /// each page is checked completely before it is used (CS3ObjectEnum::setVerifyKeys). Keys come unchanged if
 /// the server can encode them (CS3ObjectEnum::setEncodedKeys).
 class CObjectListing {
 public:
-    /// Sends no request yet. The context must outlive it.
-    CObjectListing(CContext& context, const String& bucket, const String& prefix);
+    /// Sends no request yet. The access must outlive it.
+    CObjectListing(CS3Access& access, const String& bucket, const String& prefix);
 
     /// The next object; null after the last one.
     /// \throws "Interrupted." (CInterrupt), errors of CS3ObjectEnum::next()

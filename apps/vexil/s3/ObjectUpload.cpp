@@ -1,7 +1,7 @@
 #include "apps/vexil/s3/ObjectUpload.h"
 
 #include "apps/vexil/platform/Interrupt.h"
-#include "apps/vexil/session/Context.h"
+#include "apps/vexil/s3/S3Access.h"
 #include "apps/vexil/transfer/AnswerCheck.h"
 
 namespace vexil::app {
@@ -12,19 +12,19 @@ constexpr int maxWrongContents = 2;
 
 }  // namespace
 
-CObjectUpload::CObjectUpload(CContext& context, const P<CFileInStream>& file, const String& bucket,
+CObjectUpload::CObjectUpload(CS3Access& access, const P<CFileInStream>& file, const String& bucket,
                              const String& key, const String& contentType)
-    : m_context(context), m_file(file), m_bucket(bucket), m_key(key), m_contentType(contentType) {}
+    : m_access(access), m_file(file), m_bucket(bucket), m_key(key), m_contentType(contentType) {}
 
 void CObjectUpload::prepare(CNetRequest& request) {
     m_file->seek(0);
-    m_context.getClient().preparePutObjectRequest(request, m_bucket, m_key, m_file, m_file->getSize(),
-                                                  m_contentType);
+    m_access.getClient().preparePutObjectRequest(request, m_bucket, m_key, m_file, m_file->getSize(),
+                                                 m_contentType);
 }
 
 void CObjectUpload::checkAnswer(CNetRequest& request) {
     checkAnswerIsComplete(request);
-    if (m_context.verifiesETags()) {
+    if (m_access.verifiesETags()) {
         TMap<String, String> sent;
         request.getCustomHTTPHeaders()->fillMap(sent);
         m_hasWrongContent = true;
@@ -39,8 +39,8 @@ bool CObjectUpload::canBeginAnew(CNetRequest&, const CError& error) {
         return false;
     }
     m_hasWrongContent = false;
-    m_context.getConsole().message(Verbosity::Info, "vexil: the upload failed (" + error.getMessage() +
-                                                        "); beginning it again.");
+    m_access.getConsole().message(Verbosity::Info, "vexil: the upload failed (" + error.getMessage() +
+                                                       "); beginning it again.");
     return true;
 }
 

@@ -6,14 +6,14 @@
 
 namespace vexil::app {
 
-class CContext;
+class CS3Access;
 
 /// Stores a whole file as an object. If the ETag shows that the server has stored something else, the upload
 /// begins again, at most twice.
 class CObjectUpload : public ITransfer {
 public:
-    /// The context must outlive it.
-    CObjectUpload(CContext& context, const P<CFileInStream>& file, const String& bucket, const String& key,
+    /// The access must outlive it.
+    CObjectUpload(CS3Access& access, const P<CFileInStream>& file, const String& bucket, const String& key,
                   const String& contentType);
 
     void prepare(CNetRequest& request) override;
@@ -21,7 +21,7 @@ public:
     bool canBeginAnew(CNetRequest& request, const CError& error) override;
 
 private:
-    CContext& m_context;
+    CS3Access& m_access;
     P<CFileInStream> m_file;
     String m_bucket;
     String m_key;

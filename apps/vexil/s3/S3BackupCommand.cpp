@@ -2,8 +2,8 @@
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/mirror/Backup.h"
 #include "apps/vexil/s3/Commands.h"
+#include "apps/vexil/s3/S3Access.h"
 #include "apps/vexil/s3/S3BackupStore.h"
-#include "apps/vexil/session/Context.h"
 #include "apps/vexil/transfer/TransferQueue.h"
 
 #include <string>
@@ -16,7 +16,7 @@ namespace {
 class CS3BackupCommand : public CCommand {
 public:
     void define(CCommandSyntax& syntax) override;
-    ExitCode run(CContext& context) override;
+    ExitCode run(CSession& session) override;
 
 private:
     std::string m_folder;
@@ -48,11 +48,11 @@ all files are stored. Objects that are left from a folder that has become a file
 exit code is 1. Keys that may not list the bucket get a warning.)");
 }
 
-ExitCode CS3BackupCommand::run(CContext& context) {
+ExitCode CS3BackupCommand::run(CSession& session) {
     const CFolderWalker walker(toPath(m_folder), m_excluded);
-    context.getClient();
-    CS3BackupStore store(context, String::fromUTF8(m_bucket), String::fromUTF8(m_prefix));
-    return CBackup(context, store).run(walker, m_jobs);
+    CS3Access access(session);
+    CS3BackupStore store(access, String::fromUTF8(m_bucket), String::fromUTF8(m_prefix));
+    return CBackup(session, store).run(walker, m_jobs);
 }
 
 }  // namespace

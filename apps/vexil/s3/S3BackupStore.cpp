@@ -6,7 +6,7 @@
 #include "apps/vexil/s3/ObjectKey.h"
 #include "apps/vexil/s3/ObjectListing.h"
 #include "apps/vexil/s3/ObjectUpload.h"
-#include "apps/vexil/session/Context.h"
+#include "apps/vexil/s3/S3Access.h"
 #include "apps/vexil/transfer/AnswerCheck.h"
 
 namespace vexil::app {
@@ -26,11 +26,11 @@ std::optional<std::filesystem::path> findRelativePath(const String& prefix, cons
 
 }  // namespace
 
-CS3BackupStore::CS3BackupStore(CContext& context, const String& bucket, const String& prefix)
-    : m_context(context), m_bucket(bucket), m_prefix(makeFolderPrefix(prefix)) {}
+CS3BackupStore::CS3BackupStore(CS3Access& access, const String& bucket, const String& prefix)
+    : m_access(access), m_bucket(bucket), m_prefix(makeFolderPrefix(prefix)) {}
 
 ITransferPolicy& CS3BackupStore::getPolicy() {
-    return m_context.getS3Policy();
+    return m_access.getPolicy();
 }
 
 std::unique_ptr<ITransfer> CS3BackupStore::makeUpload(const P<CFileInStream>& file,
@@ -38,7 +38,7 @@ std::unique_ptr<ITransfer> CS3BackupStore::makeUpload(const P<CFileInStream>& fi
                                                       const std::filesystem::path& relativePath) {
     const String key = makeObjectKey(m_prefix, relativePath);
     checkListing(key);
-    return std::make_unique<CObjectUpload>(m_context, file, m_bucket, key, contentType);
+    return std::make_unique<CObjectUpload>(m_access, file, m_bucket, key, contentType);
 }
 
 /// A restore finds objects only by the listing.
@@ -53,8 +53,8 @@ bool CS3BackupStore::areListingsEncoded() {
     if (!m_areListingsEncoded) {
         try {
             m_areListingsEncoded =
-                m_context.getClient()
-                    .listEncodedObjects(m_context.getRequest(), m_bucket, m_prefix, "", "", 1)
+                m_access.getClient()
+                    .listEncodedObjects(m_access.getRequest(), m_bucket, m_prefix, "", "", 1)
                     ->hasEncodedNames();
         } catch (const CError& error) {
             if (CErrorReport(error).isHopeless()) {
@@ -68,7 +68,7 @@ bool CS3BackupStore::areListingsEncoded() {
 
 void CS3BackupStore::finish(const CFolderWalker& walker, bool isComplete, const Report& report) {
     CObjectGroups groups([&](const CObjectGroup& group) { handleGroup(walker, isComplete, report, group); });
-    CObjectListing objects(m_context, m_bucket, m_prefix);
+    CObjectListing objects(m_access, m_bucket, m_prefix);
     try {
         while (const P<CS3ListObjectsElement> object = objects.findNext()) {
             if (findRelativePath(m_prefix, object->getKey())) {
@@ -80,7 +80,7 @@ void CS3BackupStore::finish(const CFolderWalker& walker, bool isComplete, const 
         if (!CErrorReport(error).isAccessDenied()) {
             throw;
         }
-        m_context.getConsole().message(
+        m_access.getConsole().message(
             Verbosity::Warning,
             "vexil: warning: the bucket cannot be listed, so old objects of files that have become "
             "folders, and of folders that have become files, are not looked for");
@@ -113,8 +113,8 @@ void CS3BackupStore::handleGroup(const CFolderWalker& walker, bool isComplete, c
 
 void CS3BackupStore::deleteOutdated(const String& key, const Report& report) {
     try {
-        m_context.getClient().deleteObject(m_context.getRequest(), m_bucket, key);
-        checkAnswerIsComplete(m_context.getRequest());
+        m_access.getClient().deleteObject(m_access.getRequest(), m_bucket, key);
+        checkAnswerIsComplete(m_access.getRequest());
     } catch (const CError& error) {
         const CErrorReport failure(error);
         if (failure.isHopeless()) {
@@ -124,8 +124,8 @@ void CS3BackupStore::deleteOutdated(const String& key, const Report& report) {
                         failure.getLine());
         return;
     }
-    m_context.getConsole().message(Verbosity::Warning, "deleted the old object " + printable(key) +
-                                                           ": the file has become a folder");
+    m_access.getConsole().message(Verbosity::Warning, "deleted the old object " + printable(key) +
+                                                          ": the file has become a folder");
 }
 
 }  // namespace vexil::app

@@ -7,14 +7,14 @@
 
 namespace vexil::app {
 
-class CContext;
+class CS3Access;
 
 /// Stores a backup as objects below a prefix.
 class CS3BackupStore : public IBackupStore {
 public:
-    /// The context must outlive it.
+    /// The access must outlive it.
     /// \param prefix  comes before the path of each file, with a "/" between them
-    CS3BackupStore(CContext& context, const String& bucket, const String& prefix);
+    CS3BackupStore(CS3Access& access, const String& bucket, const String& prefix);
 
     ITransferPolicy& getPolicy() override;
     void begin() override {}
@@ -31,7 +31,7 @@ private:
     bool areListingsEncoded();
     void deleteOutdated(const String& key, const Report& report);
 
-    CContext& m_context;
+    CS3Access& m_access;
     String m_bucket;
     String m_prefix;
     std::optional<bool> m_areListingsEncoded;  // set after the server was asked

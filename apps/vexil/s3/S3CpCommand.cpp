@@ -1,6 +1,6 @@
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/s3/Commands.h"
-#include "apps/vexil/session/Context.h"
+#include "apps/vexil/s3/S3Access.h"
 
 #include <string>
 
@@ -11,7 +11,7 @@ namespace {
 class CS3CpCommand : public CCommand {
 public:
     void define(CCommandSyntax& syntax) override;
-    ExitCode run(CContext& context) override;
+    ExitCode run(CSession& session) override;
 
 private:
     std::string m_bucket;
@@ -28,9 +28,10 @@ void CS3CpCommand::define(CCommandSyntax& syntax) {
   vexil s3 cp photos holiday.jpg 2024/holiday.jpg)");
 }
 
-ExitCode CS3CpCommand::run(CContext& context) {
-    context.getClient().copyObject(context.getRequest(), String::fromUTF8(m_bucket), String::fromUTF8(m_from),
-                                   String::fromUTF8(m_to));
+ExitCode CS3CpCommand::run(CSession& session) {
+    CS3Access access(session);
+    access.getClient().copyObject(access.getRequest(), String::fromUTF8(m_bucket), String::fromUTF8(m_from),
+                                  String::fromUTF8(m_to));
     return ExitCode::Done;
 }
 

@@ -5,7 +5,7 @@
 #include "apps/vexil/files/PartFile.h"
 #include "apps/vexil/s3/Commands.h"
 #include "apps/vexil/s3/ObjectDownload.h"
-#include "apps/vexil/session/Context.h"
+#include "apps/vexil/s3/S3Access.h"
 #include "apps/vexil/transfer/SingleTransfer.h"
 #include "vexil/BaseTypes.h"
 #include "zet/OutStream.h"
@@ -19,10 +19,10 @@ namespace {
 class CS3GetCommand : public CCommand {
 public:
     void define(CCommandSyntax& syntax) override;
-    ExitCode run(CContext& context) override;
+    ExitCode run(CSession& session) override;
 
 private:
-    void download(CContext& context, const P<zet::IOutStream>& out) const;
+    void download(CS3Access& access, const P<zet::IOutStream>& out) const;
 
     std::string m_bucket;
     std::string m_key;
@@ -43,23 +43,23 @@ A download that breaks goes on where it broke. The file gets its name when it is
 complete; nothing is left of one that fails.)");
 }
 
-ExitCode CS3GetCommand::run(CContext& context) {
+ExitCode CS3GetCommand::run(CSession& session) {
     // Check the keys first, so that a missing key does not destroy an existing file.
-    context.getClient();
+    CS3Access access(session);
     if (m_file.empty() || m_file == "-") {
-        download(context, new CStandardOutStream(context.getConsole()));
+        download(access, new CStandardOutStream(session.getConsole()));
     } else {
-        CLeftParts::clearOf(context.getConsole(), toPath(m_file));
+        CLeftParts::clearOf(session.getConsole(), toPath(m_file));
         CPartFile file(toPath(m_file));
-        download(context, file.getStream());
+        download(access, file.getStream());
         file.commit();
     }
     return ExitCode::Done;
 }
 
-void CS3GetCommand::download(CContext& context, const P<zet::IOutStream>& out) const {
-    CObjectDownload objectDownload(context, String::fromUTF8(m_bucket), String::fromUTF8(m_key), out);
-    runSingleTransfer(context, context.getS3Policy(), objectDownload);
+void CS3GetCommand::download(CS3Access& access, const P<zet::IOutStream>& out) const {
+    CObjectDownload objectDownload(access, String::fromUTF8(m_bucket), String::fromUTF8(m_key), out);
+    runSingleTransfer(access.getSession(), access.getPolicy(), objectDownload);
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/console/HeaderList.h"
 #include "apps/vexil/s3/Commands.h"
-#include "apps/vexil/session/Context.h"
+#include "apps/vexil/s3/S3Access.h"
 #include "apps/vexil/transfer/AnswerCheck.h"
 
 #include <string>
@@ -13,7 +13,7 @@ namespace {
 class CS3HeadCommand : public CCommand {
 public:
     void define(CCommandSyntax& syntax) override;
-    ExitCode run(CContext& context) override;
+    ExitCode run(CSession& session) override;
 
 private:
     std::string m_bucket;
@@ -28,11 +28,12 @@ void CS3HeadCommand::define(CCommandSyntax& syntax) {
   vexil s3 head photos 2024/holiday.jpg)");
 }
 
-ExitCode CS3HeadCommand::run(CContext& context) {
-    context.getClient().getObjectHeaders(context.getRequest(), String::fromUTF8(m_bucket),
-                                         String::fromUTF8(m_key));
-    checkAnswerIsComplete(context.getRequest());
-    printHeaders(context.getConsole(), context.getRequest());
+ExitCode CS3HeadCommand::run(CSession& session) {
+    CS3Access access(session);
+    access.getClient().getObjectHeaders(access.getRequest(), String::fromUTF8(m_bucket),
+                                        String::fromUTF8(m_key));
+    checkAnswerIsComplete(access.getRequest());
+    printHeaders(session.getConsole(), access.getRequest());
     return ExitCode::Done;
 }
 

@@ -2,7 +2,7 @@
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/s3/Commands.h"
 #include "apps/vexil/s3/ObjectListing.h"
-#include "apps/vexil/session/Context.h"
+#include "apps/vexil/s3/S3Access.h"
 
 #include <string>
 
@@ -20,7 +20,7 @@ String padLeft(const String& text) {
 class CS3LsCommand : public CCommand {
 public:
     void define(CCommandSyntax& syntax) override;
-    ExitCode run(CContext& context) override;
+    ExitCode run(CSession& session) override;
 
 private:
     std::string m_bucket;
@@ -36,9 +36,10 @@ void CS3LsCommand::define(CCommandSyntax& syntax) {
   vexil s3 ls photos 2024/)");
 }
 
-ExitCode CS3LsCommand::run(CContext& context) {
-    CConsole& console = context.getConsole();
-    CObjectListing objects(context, String::fromUTF8(m_bucket), String::fromUTF8(m_prefix));
+ExitCode CS3LsCommand::run(CSession& session) {
+    CConsole& console = session.getConsole();
+    CS3Access access(session);
+    CObjectListing objects(access, String::fromUTF8(m_bucket), String::fromUTF8(m_prefix));
     int64 unreadable = 0;
     while (const P<CS3ListObjectsElement> element = objects.findNext()) {
         unreadable += objects.reportUnreadableKeys("NOT listed");

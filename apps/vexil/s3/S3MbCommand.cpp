@@ -1,6 +1,6 @@
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/s3/Commands.h"
-#include "apps/vexil/session/Context.h"
+#include "apps/vexil/s3/S3Access.h"
 #include "apps/vexil/transfer/AnswerCheck.h"
 #include "zet/TimeFields.h"
 
@@ -13,7 +13,7 @@ namespace {
 class CS3MbCommand : public CCommand {
 public:
     void define(CCommandSyntax& syntax) override;
-    ExitCode run(CContext& context) override;
+    ExitCode run(CSession& session) override;
 
 private:
     std::string m_bucket;
@@ -26,19 +26,20 @@ void CS3MbCommand::define(CCommandSyntax& syntax) {
   vexil s3 mb photos)");
 }
 
-ExitCode CS3MbCommand::run(CContext& context) {
+ExitCode CS3MbCommand::run(CSession& session) {
     if (m_bucket.empty()) {
         throw CInvalidArgError("vexil s3 mb", "bucket name must not be empty");
     }
-    CS3Client& client = context.getClient();
-    CNetRequest& request = context.getRequest();
+    CS3Access access(session);
+    CS3Client& client = access.getClient();
+    CNetRequest& request = session.getRequest();
     request.setURL(client.getBaseURL() + request.urlEscape(String::fromUTF8(m_bucket)));
     request.setHTTPMethod("PUT");
     request.setSendDataSize(0);
     const P<CNetHeaders> headers = new CNetHeaders;
     headers->add("Date", zet::CTimeFields(zet::CTime::now()).toInternetTimestamp());
     request.setCustomHTTPHeaders(headers);
-    context.getSetup().setUp(request);
+    session.getSetup().setUp(request);
     client.signRequest(&request);
     client.performRequest(request);
     checkAnswerIsComplete(request);

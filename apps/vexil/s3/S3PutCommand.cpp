@@ -3,7 +3,7 @@
 #include "apps/vexil/files/FileInStream.h"
 #include "apps/vexil/s3/Commands.h"
 #include "apps/vexil/s3/ObjectUpload.h"
-#include "apps/vexil/session/Context.h"
+#include "apps/vexil/s3/S3Access.h"
 #include "apps/vexil/transfer/SingleTransfer.h"
 
 #include <string>
@@ -15,7 +15,7 @@ namespace {
 class CS3PutCommand : public CCommand {
 public:
     void define(CCommandSyntax& syntax) override;
-    ExitCode run(CContext& context) override;
+    ExitCode run(CSession& session) override;
 
 private:
     std::string m_file;
@@ -35,11 +35,12 @@ void CS3PutCommand::define(CCommandSyntax& syntax) {
   vexil s3 put holiday.jpg photos 2024/holiday.jpg --content-type image/jpeg)");
 }
 
-ExitCode CS3PutCommand::run(CContext& context) {
+ExitCode CS3PutCommand::run(CSession& session) {
     const P<CFileInStream> file = new CFileInStream(toPath(m_file));
-    CObjectUpload upload(context, file, String::fromUTF8(m_bucket), String::fromUTF8(m_key),
+    CS3Access access(session);
+    CObjectUpload upload(access, file, String::fromUTF8(m_bucket), String::fromUTF8(m_key),
                          String::fromUTF8(m_contentType));
-    runSingleTransfer(context, context.getS3Policy(), upload);
+    runSingleTransfer(session, access.getPolicy(), upload);
     file->checkUnchanged();
     return ExitCode::Done;
 }

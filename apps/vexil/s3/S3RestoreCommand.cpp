@@ -2,8 +2,8 @@
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/mirror/Restore.h"
 #include "apps/vexil/s3/Commands.h"
+#include "apps/vexil/s3/S3Access.h"
 #include "apps/vexil/s3/S3RestoreSource.h"
-#include "apps/vexil/session/Context.h"
 #include "apps/vexil/transfer/TransferQueue.h"
 
 #include <string>
@@ -16,7 +16,7 @@ namespace {
 class CS3RestoreCommand : public CCommand {
 public:
     void define(CCommandSyntax& syntax) override;
-    ExitCode run(CContext& context) override;
+    ExitCode run(CSession& session) override;
 
 private:
     std::string m_bucket;
@@ -43,10 +43,11 @@ its name would lead out of the folder, or it is both a file and a folder, of whi
 is named, the rest is restored, and the exit code is 1. If nothing is there to restore, it is 3.)");
 }
 
-ExitCode CS3RestoreCommand::run(CContext& context) {
+ExitCode CS3RestoreCommand::run(CSession& session) {
     const std::string prefix = m_prefixAndFolder.size() > 1 ? m_prefixAndFolder.front() : "";
-    CS3RestoreSource source(context, String::fromUTF8(m_bucket), String::fromUTF8(prefix));
-    return CRestore(context, source, toPath(m_prefixAndFolder.back())).run(m_jobs);
+    CS3Access access(session);
+    CS3RestoreSource source(access, String::fromUTF8(m_bucket), String::fromUTF8(prefix));
+    return CRestore(session, source, toPath(m_prefixAndFolder.back())).run(m_jobs);
 }
 
 }  // namespace

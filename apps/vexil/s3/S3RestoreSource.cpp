@@ -4,7 +4,7 @@
 #include "apps/vexil/files/PartName.h"
 #include "apps/vexil/s3/ObjectDownload.h"
 #include "apps/vexil/s3/ObjectKey.h"
-#include "apps/vexil/session/Context.h"
+#include "apps/vexil/s3/S3Access.h"
 
 #include <algorithm>
 
@@ -44,12 +44,12 @@ public:
     // Without an MD5 nobody can tell whether the part was changed since.
     String getContent() const override {
         const bool isProvable =
-            m_source.m_context.verifiesETags() && !CS3Client::getContentMD5({{"etag", m_eTag}}).isEmpty();
+            m_source.m_access.verifiesETags() && !CS3Client::getContentMD5({{"etag", m_eTag}}).isEmpty();
         return isProvable ? m_eTag + " " + String::fromInt(m_size) : String();
     }
     std::unique_ptr<IDownload> makeDownload(const P<CFileOutStream>& out) const override {
         auto download =
-            std::make_unique<CObjectDownload>(m_source.m_context, m_source.m_bucket, m_key, out.get());
+            std::make_unique<CObjectDownload>(m_source.m_access, m_source.m_bucket, m_key, out.get());
         if (out->getSize() > 0) {
             // Request at least one byte, so that the server can confirm that the object is the same.
             download->goOn(*out, std::min(out->getSize(), m_size - 1), m_eTag);
@@ -82,13 +82,13 @@ private:
     String m_name;
 };
 
-CS3RestoreSource::CS3RestoreSource(CContext& context, const String& bucket, const String& prefix)
-    : m_context(context), m_bucket(bucket), m_prefix(makeFolderPrefix(prefix)),
-      m_objects(context, m_bucket, m_prefix),
+CS3RestoreSource::CS3RestoreSource(CS3Access& access, const String& bucket, const String& prefix)
+    : m_access(access), m_bucket(bucket), m_prefix(makeFolderPrefix(prefix)),
+      m_objects(access, m_bucket, m_prefix),
       m_groups([this](const CObjectGroup& group) { handleGroup(group); }) {}
 
 ITransferPolicy& CS3RestoreSource::getPolicy() {
-    return m_context.getS3Policy();
+    return m_access.getPolicy();
 }
 
 std::unique_ptr<IStoredFile> CS3RestoreSource::findNext() {

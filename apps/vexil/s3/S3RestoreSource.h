@@ -9,14 +9,14 @@
 
 namespace vexil::app {
 
-class CContext;
+class CS3Access;
 
 /// The objects below a prefix. If an object and objects below a folder of its name exist, the newer ones
 /// become files; the others have a problem that names them.
 class CS3RestoreSource : public IRestoreSource {
 public:
-    /// The context must outlive it.
-    CS3RestoreSource(CContext& context, const String& bucket, const String& prefix);
+    /// The access must outlive it.
+    CS3RestoreSource(CS3Access& access, const String& bucket, const String& prefix);
 
     ITransferPolicy& getPolicy() override;
     std::unique_ptr<IStoredFile> findNext() override;
@@ -32,7 +32,7 @@ private:
     void handleGroup(const CObjectGroup& group);
     void give(const P<CS3ListObjectsElement>& element, const String& problem);
 
-    CContext& m_context;
+    CS3Access& m_access;
     String m_bucket;
     String m_prefix;
     CObjectListing m_objects;

@@ -4,7 +4,7 @@
 #include "apps/vexil/console/ErrorReport.h"
 #include "apps/vexil/s3/Commands.h"
 #include "apps/vexil/s3/ObjectListing.h"
-#include "apps/vexil/session/Context.h"
+#include "apps/vexil/s3/S3Access.h"
 #include "apps/vexil/transfer/AnswerCheck.h"
 
 #include <string>
@@ -15,10 +15,10 @@ namespace {
 
 /// Whether an object exists, or these keys are not allowed to know: the response to a deletion does not say
 /// it.
-bool mayExist(CContext& context, const String& bucket, const String& key) {
+bool mayExist(CS3Access& access, const String& bucket, const String& key) {
     try {
-        context.getClient().getObjectHeaders(context.getRequest(), bucket, key);
-        checkAnswerIsComplete(context.getRequest());
+        access.getClient().getObjectHeaders(access.getRequest(), bucket, key);
+        checkAnswerIsComplete(access.getRequest());
         return true;
     } catch (const CError& error) {
         const CErrorReport report(error);
@@ -32,10 +32,10 @@ bool mayExist(CContext& context, const String& bucket, const String& key) {
 class CS3RmCommand : public CCommand {
 public:
     void define(CCommandSyntax& syntax) override;
-    ExitCode run(CContext& context) override;
+    ExitCode run(CSession& session) override;
 
 private:
-    ExitCode removeAll(CContext& context) const;
+    ExitCode removeAll(CS3Access& access) const;
 
     std::string m_bucket;
     std::string m_key;
@@ -56,17 +56,18 @@ There is no question before, and no way back. If nothing is there to delete, the
 key cannot be read from the listing is named and stays, and the exit code is 1.)");
 }
 
-ExitCode CS3RmCommand::run(CContext& context) {
+ExitCode CS3RmCommand::run(CSession& session) {
+    CS3Access access(session);
     if (m_isRecursive) {
-        return removeAll(context);
+        return removeAll(access);
     }
     const String bucket = String::fromUTF8(m_bucket);
     const String key = String::fromUTF8(m_key);
-    const bool isThere = mayExist(context, bucket, key);
+    const bool isThere = mayExist(access, bucket, key);
     // In any case, because the object may be stored in between. The response also reports a bucket that does
     // not exist.
-    context.getClient().deleteObject(context.getRequest(), bucket, key);
-    checkAnswerIsComplete(context.getRequest());
+    access.getClient().deleteObject(access.getRequest(), bucket, key);
+    checkAnswerIsComplete(access.getRequest());
     if (!isThere) {
         throw CMissingError("There is no object '" + printable(key) + "' in the bucket '" +
                             printable(bucket) + "'.");
@@ -74,22 +75,22 @@ ExitCode CS3RmCommand::run(CContext& context) {
     return ExitCode::Done;
 }
 
-ExitCode CS3RmCommand::removeAll(CContext& context) const {
+ExitCode CS3RmCommand::removeAll(CS3Access& access) const {
     const String bucket = String::fromUTF8(m_bucket);
-    CObjectListing objects(context, bucket, String::fromUTF8(m_key));
+    CObjectListing objects(access, bucket, String::fromUTF8(m_key));
     int64 count = 0;
     int64 unreadable = 0;
     while (const P<CS3ListObjectsElement> element = objects.findNext()) {
         unreadable += objects.reportUnreadableKeys("NOT deleted");
-        context.getClient().deleteObject(context.getRequest(), bucket, element->getKey());
-        checkAnswerIsComplete(context.getRequest());
+        access.getClient().deleteObject(access.getRequest(), bucket, element->getKey());
+        checkAnswerIsComplete(access.getRequest());
         ++count;
     }
     unreadable += objects.reportUnreadableKeys("NOT deleted");
-    context.getConsole().print("deleted: " + formatNumberOf(count, "object"));
+    access.getConsole().print("deleted: " + formatNumberOf(count, "object"));
     if (count + unreadable == 0) {
-        context.getConsole().message(Verbosity::Warning,
-                                     "vexil: warning: there was nothing to delete; is the prefix right?");
+        access.getConsole().message(Verbosity::Warning,
+                                    "vexil: warning: there was nothing to delete; is the prefix right?");
         return ExitCode::NotFound;
     }
     return unreadable == 0 ? ExitCode::Done : ExitCode::Failed;

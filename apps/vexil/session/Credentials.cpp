@@ -35,11 +35,6 @@ String fromVariable(const char* name, const CCredentialNames& names) {
 
 }  // namespace
 
-const CCredentialNames CCredentials::s3 = {"VEXIL_S3_ACCESS_KEY", "VEXIL_S3_SECRET_KEY", "access_key",
-                                           "secret_key"};
-const CCredentialNames CCredentials::ftp = {"VEXIL_FTP_USER", "VEXIL_FTP_PASSWORD", "user", "password"};
-const CCredentialNames CCredentials::mail = {"VEXIL_MAIL_USER", "VEXIL_MAIL_PASSWORD", "user", "password"};
-
 CCredentials::CCredentials(const String& name, const String& secret) : m_name(name), m_secret(secret) {}
 
 bool CCredentials::areInEnvironment(const CCredentialNames& names) {

@@ -19,13 +19,6 @@ struct CCredentialNames {
 /// arguments, which every user of the machine can read. No message shows them.
 class CCredentials {
 public:
-    /// VEXIL_S3_ACCESS_KEY and VEXIL_S3_SECRET_KEY, or "access_key=..." and "secret_key=...".
-    static const CCredentialNames s3;
-    /// VEXIL_FTP_USER and VEXIL_FTP_PASSWORD, or "user=..." and "password=...".
-    static const CCredentialNames ftp;
-    /// VEXIL_MAIL_USER and VEXIL_MAIL_PASSWORD, or "user=..." and "password=...".
-    static const CCredentialNames mail;
-
     CCredentials(const String& name, const String& secret);
 
     /// Whether at least one of the variables is set and not empty.

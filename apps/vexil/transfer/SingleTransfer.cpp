@@ -1,6 +1,6 @@
 #include "apps/vexil/transfer/SingleTransfer.h"
 
-#include "apps/vexil/session/Context.h"
+#include "apps/vexil/session/Session.h"
 #include "apps/vexil/transfer/TransferQueue.h"
 
 #include <memory>
@@ -37,9 +37,9 @@ private:
 
 }  // namespace
 
-void runSingleTransfer(CContext& context, ITransferPolicy& policy, ITransfer& transfer) {
-    CProgress progress(context.getConsole());
-    CTransferQueue queue(context, policy, 1);
+void runSingleTransfer(CSession& session, ITransferPolicy& policy, ITransfer& transfer) {
+    CProgress progress(session.getConsole());
+    CTransferQueue queue(session, policy, 1);
     queue.start(std::make_unique<CSingleJob>(transfer, progress));
     queue.finish();
 }

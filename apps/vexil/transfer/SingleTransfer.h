@@ -4,12 +4,12 @@
 
 namespace vexil::app {
 
-class CContext;
+class CSession;
 
 class ITransferPolicy;
 
 /// Runs one transfer with all tries that the policy allows, and shows its progress.
 /// \throws the error that has ended it
-void runSingleTransfer(CContext& context, ITransferPolicy& policy, ITransfer& transfer);
+void runSingleTransfer(CSession& session, ITransferPolicy& policy, ITransfer& transfer);
 
 }  // namespace vexil::app

@@ -2,7 +2,7 @@
 
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/platform/Interrupt.h"
-#include "apps/vexil/session/Context.h"
+#include "apps/vexil/session/Session.h"
 #include "apps/vexil/session/TransferMonitor.h"
 #include "zet/Log.h"
 
@@ -50,8 +50,8 @@ public:
     bool isUnderWay = false;                   // from handing it over until its end is handled
 };
 
-CTransferQueue::CTransferQueue(CContext& context, ITransferPolicy& policy, int count)
-    : m_context(context), m_policy(policy), m_count(count) {
+CTransferQueue::CTransferQueue(CSession& session, ITransferPolicy& policy, int count)
+    : m_session(session), m_policy(policy), m_count(count) {
     startWorker();
 }
 
@@ -70,7 +70,7 @@ void CTransferQueue::tellGivenUp() noexcept {
     try {
         for (const auto& slot : m_slots) {
             if (slot->isUnderWay) {
-                m_context.getSetup().tellGivenUp(*slot->request);
+                m_session.getSetup().tellGivenUp(*slot->request);
             }
         }
     } catch (const std::exception& error) {
@@ -241,7 +241,7 @@ void CTransferQueue::giveUpSlot(CSlot& slot) {
     m_slots.erase(std::find_if(m_slots.begin(), m_slots.end(),
                                [&slot](const auto& other) { return other.get() == &slot; }));
     m_count = static_cast<int>(m_slots.size());
-    m_context.getConsole().message(Verbosity::Info,
+    m_session.getConsole().message(Verbosity::Info,
                                    "vexil: the server takes no further connection; going on with " +
                                        formatNumberOf(m_count, "transfer") + " at once.");
 }
@@ -259,7 +259,7 @@ void CTransferQueue::goOnOverOne(CSlot& slot) {
     m_slots.clear();
     // It may keep connections that the server counts.
     startWorker();
-    m_context.getConsole().message(
+    m_session.getConsole().message(
         Verbosity::Info, "vexil: the server takes no further connection; going on over one connection.");
 }
 
@@ -283,7 +283,7 @@ void CTransferQueue::fail(CSlot& slot, const CError& error) {
     try {
         slot.job->onFailure(error);
     } catch (...) {
-        m_context.setFailedRequest(slot.request);
+        m_session.setFailedRequest(slot.request);
         throw;
     }
     releaseSlot(slot);
@@ -297,7 +297,7 @@ void CTransferQueue::waitForEnds() {
     for (const P<CNetRequest>& request : finished) {
         CSlot& slot = findSlot(request);
         slot.isUnderWay = false;
-        m_context.getSetup().tellWire(*request);
+        m_session.getSetup().tellWire(*request);
         handleEnd(slot);
     }
     showProgress();

@@ -10,7 +10,7 @@
 
 namespace vexil::app {
 
-class CContext;
+class CSession;
 
 /// Runs transfers at the same time: a worker thread moves their bytes. The thread that uses the queue
 /// prepares requests and calls jobs, within start() and finish().
@@ -29,9 +29,9 @@ public:
     /// With up to four descriptors each they stay below the limit that initializePlatform() requests.
     static constexpr int maxCount = 400;
 
-    /// Context and policy must outlive it.
+    /// Session and policy must outlive it.
     /// \param count  how many transfers run at once, at most
-    CTransferQueue(CContext& context, ITransferPolicy& policy, int count);
+    CTransferQueue(CSession& session, ITransferPolicy& policy, int count);
     /// Gives up running transfers. The jobs are destroyed after their transfers have ended.
     ~CTransferQueue();
     CTransferQueue(const CTransferQueue&) = delete;
@@ -78,7 +78,7 @@ private:
     int getWaitTime() const;
     void checkWorker() const;
 
-    CContext& m_context;
+    CSession& m_session;
     ITransferPolicy& m_policy;
     int m_count;
     std::deque<CWaitingJob> m_waitingJobs;

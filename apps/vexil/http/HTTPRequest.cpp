@@ -1,0 +1,25 @@
+#include "apps/vexil/http/HTTPRequest.h"
+
+#include "apps/vexil/session/Session.h"
+
+namespace vexil::app {
+
+namespace {
+
+// Otherwise libcurl guesses a scheme, and the rules for proxies do not apply.
+String withScheme(const String& url) {
+    const std::size_t end =
+        url.view().find_first_not_of(L"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+-.");
+    return end != String::npos && end > 0 && url.substr(end, 2) == ":/" ? url : "http://" + url;
+}
+
+}  // namespace
+
+CNetRequest& prepareHTTPRequest(CSession& session, const std::string& url) {
+    CNetRequest& request = session.getRequest();
+    request.setURL(withScheme(String::fromUTF8(url)));
+    session.getSetup().setUp(request);
+    return request;
+}
+
+}  // namespace vexil::app

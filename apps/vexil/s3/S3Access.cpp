@@ -1,0 +1,48 @@
+#include "apps/vexil/s3/S3Access.h"
+
+#include "apps/vexil/base/Text.h"
+#include "apps/vexil/session/Credentials.h"
+#include "apps/vexil/session/Setting.h"
+#include "apps/vexil/transfer/PatienceSettings.h"
+#include "vexil/net/URLRedaction.h"
+
+namespace vexil::app {
+
+namespace {
+
+String findEndpoint(const COptions& options) {
+    const auto endpoint = findSetting(options.endpoint, "VEXIL_S3_ENDPOINT");
+    // An empty value usually comes from a script that lost it: without an endpoint the data would go to
+    // Amazon.
+    if (endpoint && endpoint->empty()) {
+        throw CInvalidArgError("CS3Access",
+                               "VEXIL_S3_ENDPOINT is set to an empty value. Unset it to use Amazon's server");
+    }
+    return String::fromUTF8(endpoint.value_or(""));
+}
+
+void setEndpoint(CS3Client& client, const String& endpoint) {
+    try {
+        client.setBaseURL(endpoint);
+    } catch (const CInvalidArgError& error) {
+        throw CInvalidArgError(error.getPlace(), "the endpoint '" + printable(redactURL(endpoint)) +
+                                                     "' cannot be used: " + error.getMessage());
+    }
+}
+
+}  // namespace
+
+const CCredentialNames CS3Access::credentialNames = {"VEXIL_S3_ACCESS_KEY", "VEXIL_S3_SECRET_KEY",
+                                                     "access_key", "secret_key"};
+
+CS3Access::CS3Access(CSession& session)
+    : m_session(session), m_patience(makePatienceSettings(session)), m_policy(m_patience) {
+    const CCredentials credentials = session.loadCredentials(credentialNames);
+    m_client = new CPatientS3Client(credentials.getName(), credentials.getSecret(), true, m_policy);
+    if (const String endpoint = findEndpoint(session.getOptions()); !endpoint.isEmpty()) {
+        setEndpoint(*m_client, endpoint);
+    }
+    m_client->setRequestSetup(&session.getSetup());
+}
+
+}  // namespace vexil::app

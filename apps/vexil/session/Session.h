@@ -1,0 +1,67 @@
+#pragma once
+
+#include "apps/vexil/base/Options.h"
+#include "apps/vexil/console/Console.h"
+#include "apps/vexil/console/FileProgress.h"
+#include "apps/vexil/session/RequestSetup.h"
+#include "apps/vexil/session/TransferMonitor.h"
+#include "vexil/net/NetRequest.h"
+
+namespace vexil::app {
+
+class CCredentials;
+struct CCredentialNames;
+
+/// The run of one command: console, options, and one request with its set-up. Both are made on first use.
+class CSession {
+public:
+    /// Console and log must outlive it.
+    /// \param verboseLog  null for none
+    CSession(const COptions& options, CConsole& console, CVerboseLogFile* verboseLog = nullptr);
+    CSession(const CSession&) = delete;
+    CSession& operator=(const CSession&) = delete;
+
+    const COptions& getOptions() const noexcept { return m_options; }
+    CConsole& getConsole() noexcept { return m_console; }
+
+    /// \throws CInvalidArgError for certificates that cannot be trusted
+    CRequestSetup& getSetup();
+    /// The request of all operations except those of a CTransferQueue.
+    CNetRequest& getRequest();
+
+    /// True if the environment or a file has credentials of these names, perhaps not all of them.
+    bool hasCredentials(const CCredentialNames& names) const;
+    /// \throws CInvalidArgError if a part of the credentials is missing, or if their file cannot be read
+    CCredentials loadCredentials(const CCredentialNames& names);
+
+    /// Notes another request than getRequest() as the one whose failure ends the command.
+    void setFailedRequest(const P<CNetRequest>& request) { m_failedRequest = request; }
+    /// The request of the error that ends the command, if the error is about a request; may be null.
+    P<CNetRequest> getFailedRequest() const { return m_failedRequest ? m_failedRequest : m_request; }
+
+private:
+    COptions m_options;
+    CConsole& m_console;
+    CVerboseLogFile* m_verboseLog;
+    P<CRequestSetup> m_setup;
+    P<CNetRequest> m_request;
+    P<CNetRequest> m_failedRequest;
+};
+
+/// Shows the bytes of the session's request as long as it lives.
+class CProgressScope {
+public:
+    CProgressScope(CSession& session, CProgress& progress)
+        : m_file(progress, ""), m_monitor(&CTransferMonitor::of(session.getRequest())) {
+        m_monitor->setFile(&m_file);
+    }
+    ~CProgressScope() { m_monitor->setFile(nullptr); }
+    CProgressScope(const CProgressScope&) = delete;
+    CProgressScope& operator=(const CProgressScope&) = delete;
+
+private:
+    CFileProgress m_file;
+    P<CTransferMonitor> m_monitor;
+};
+
+}  // namespace vexil::app
