@@ -18,9 +18,8 @@ int main(int count, char** arguments) {
         client->setBaseURL(std::getenv("VEXIL_S3_ENDPOINT"));
         const vexil::P<vexil::CNetRequest> request = new vexil::CNetRequest;
         vexil::CS3ObjectEnum objects(client, request, arguments[1], count == 3 ? arguments[2] : "", "", -1);
-        while (objects.next()) {
-            const vexil::P<vexil::CS3ListObjectsElement> object = objects.getCurrObject();
-            std::cout << object->getSize() << ' ' << object->getKey().toUTF8() << '\n';
+        for (const vexil::CS3ListObjectsElement& object : objects) {
+            std::cout << object.getSize() << ' ' << object.getKey().toUTF8() << '\n';
         }
     } catch (const vexil::CError& error) {
         std::cerr << "list: " << error.what() << '\n';

@@ -14,11 +14,11 @@ int main(int count, char** arguments) {
     }
     const std::string text = arguments[3];
     try {
-        vexil::CS3Client client(std::getenv("VEXIL_S3_ACCESS_KEY"), std::getenv("VEXIL_S3_SECRET_KEY"), true);
+        vexil::CS3Client client({.accessKeyId = std::getenv("VEXIL_S3_ACCESS_KEY"),
+                                 .secretKey = std::getenv("VEXIL_S3_SECRET_KEY")});
         client.setBaseURL(std::getenv("VEXIL_S3_ENDPOINT"));
         vexil::CNetRequest request;
-        client.putObject(request, arguments[1], arguments[2], text.data(), static_cast<int>(text.size()),
-                         "text/plain");
+        client.putObject(request, arguments[1], arguments[2], text, "text/plain");
     } catch (const vexil::CError& error) {
         std::cerr << "upload: " << error.what() << '\n';
         return 1;

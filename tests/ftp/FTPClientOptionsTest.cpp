@@ -383,6 +383,22 @@ TEST_F(FTPClientOptions, TheNewestVersionOfTLSIsSetBeforeTheHook) {
     }
 }
 
+TEST_F(FTPClientOptions, TheCheckOfTheCertificateCanBeSwitchedOff) {
+    CFTPClient client("h", "u", "p", CFTPClient::ConnectExplicitTLS);
+    const Texts checked = optionsOf(operations[0], client);
+    EXPECT_THAT(checked, testing::Not(testing::Contains(testing::StartsWith("SSL_VERIFY"))));
+    client.setVerifyCertificate(false);
+    for (const Operation& operation : operations) {
+        const Texts options = optionsOf(operation, client);
+        EXPECT_THAT(options, testing::IsSupersetOf({"SSL_VERIFYPEER=0L", "SSL_VERIFYHOST=0L"}))
+            << operation.member;
+    }
+    const CFTPClient copy = client;
+    EXPECT_EQ(optionsOf(operations[0], copy), optionsOf(operations[0], client));
+    client.setVerifyCertificate(true);
+    EXPECT_EQ(optionsOf(operations[0], client), checked);
+}
+
 TEST_F(FTPClientOptions, TheOverrideIsTakenAwayAgain) {
     CFTPClient client("h", "u", "p", plain);
     client.setOverrideCWDType(CFTPClient::CWDDirect);

@@ -27,6 +27,10 @@
 #include "vexil/net/CancelToken.h"
 #include "vexil/net/CurlHandles.h"
 #include "vexil/net/ErrorClassification.h"
+#include "vexil/net/FunctionDoneListener.h"
+#include "vexil/net/FunctionProgress.h"
+#include "vexil/net/FunctionRequestSetup.h"
+#include "vexil/net/FunctionSink.h"
 #include "vexil/net/GlobalInit.h"
 #include "vexil/net/HTTPContentRange.h"
 #include "vexil/net/HTTPServerHeader.h"
@@ -46,6 +50,7 @@
 #include "vexil/proxy/UserProxySource.h"
 #include "vexil/s3/S3Client.h"
 #include "vexil/s3/S3CopyObjectResult.h"
+#include "vexil/s3/S3Credentials.h"
 #include "vexil/s3/S3Error.h"
 #include "vexil/s3/S3ErrorResponse.h"
 #include "vexil/s3/S3ListObjectsElement.h"
@@ -86,6 +91,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <iterator>
+#include <span>
+#include <string_view>
 #include <utility>
 
 // The templates, with all their members.
@@ -540,7 +549,21 @@ void name_vexil_CS3Client() {
     name(static_cast<void (Class::*)(int)>(&Class::setMaxRetries));
     name(static_cast<void (Class::*)(bool)>(&Class::setPrintDebugInfo));
     name(static_cast<void (Class::*)(bool)>(&Class::setSSLVerifyPeer));
+    name(static_cast<void (Class::*)(bool)>(&Class::setVerifyCertificate));
     name(static_cast<void (Class::*)(bool)>(&Class::setVerifyETag));
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const CS3Credentials>(), any<bool>());
+    }
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, std::string_view,
+                                     const String&)>(&Class::preparePutObjectRequest));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, std::span<const std::byte>,
+                                     const String&)>(&Class::preparePutObjectRequest));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, std::string_view,
+                                     const String&)>(&Class::putObject));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, std::span<const std::byte>,
+                                     const String&)>(&Class::putObject));
+    static_assert(S3TemporaryBytes<std::string> && !S3TemporaryBytes<std::string&>);
+    name(static_cast<void (Class::*)(CNetRequest&) const>(&Class::checkResponse));
     name(static_cast<String (*)(const TMap<String, String>&)>(&Class::getContentMD5));
     name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, const String&, const String&,
                                      int)>(&Class::prepareListEncodedObjectsRequest));
@@ -608,6 +631,12 @@ void name_vexil_CS3Error() {
     if (t_construct) {
         [[maybe_unused]] const Class object(any<const CS3Error>());
     }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const CS3ErrorResponse>(), any<int>(), any<const String>(),
+                                            any<const String>());
+    }
+    name(static_cast<const String& (Class::*)() const noexcept>(&Class::getURL));
+    name(static_cast<const String& (Class::*)() const noexcept>(&Class::getHTTPMethod));
     name(static_cast<String (Class::*)() const>(&Class::getS3Code));
     name(static_cast<P<CError> (Class::*)() const>(&Class::clone));
     name(static_cast<void (Class::*)() const>(&Class::throwClone));
@@ -707,6 +736,38 @@ void name_vexil_CS3ObjectEnum() {
     name(static_cast<TArray<String> (Class::*)()>(&Class::takeUnreadableKeys));
     name(static_cast<bool (Class::*)()>(&Class::next));
     name(static_cast<P<CS3ListObjectsElement> (Class::*)() const>(&Class::getCurrObject));
+    name(static_cast<Class::CIterator (Class::*)()>(&Class::begin));
+    name(static_cast<std::default_sentinel_t (Class::*)() const noexcept>(&Class::end));
+}
+
+void name_vexil_CS3ObjectEnum_CIterator() {
+    using Class = vexil::CS3ObjectEnum::CIterator;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object;
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<CS3ObjectEnum*>());
+    }
+    name(static_cast<const CS3ListObjectsElement& (Class::*)() const noexcept>(&Class::operator*));
+    name(static_cast<const CS3ListObjectsElement* (Class::*)() const noexcept>(&Class::operator->));
+    name(static_cast<const P<CS3ListObjectsElement>& (Class::*)() const noexcept>(&Class::getObject));
+    name(static_cast<Class& (Class::*)()>(&Class::operator++));
+    name(static_cast<void (Class::*)(int)>(&Class::operator++));
+    name(static_cast<bool (Class::*)(std::default_sentinel_t) const noexcept>(&Class::operator==));
+}
+
+void name_vexil_function_adapters() {
+    using namespace vexil;
+    using Bytes = std::span<const std::byte>;
+    name(static_cast<P<CNetRequest::IDataSink> (*)(void (*)(Bytes))>(&makeSink<void (*)(Bytes)>));
+    name(static_cast<P<CNetRequest::IDataSink> (*)(void (*)(Bytes, int))>(&makeSink<void (*)(Bytes, int)>));
+    using Done = void (*)(CNetRequest*, CError*);
+    name(static_cast<P<CNetRequest::IDoneListener> (*)(Done)>(&makeDoneListener<Done>));
+    using Progress = void (*)(int64, int64, int64, int64);
+    name(static_cast<P<CNetRequest::ITransferProgress> (*)(Progress)>(&makeProgress<Progress>));
+    using Setup = void (*)(CNetRequest&);
+    name(static_cast<P<INetRequestSetup> (*)(Setup)>(&makeRequestSetup<Setup>));
 }
 
 void name_vexil_CServerInfo() {
@@ -1095,6 +1156,7 @@ void name_vexil_CFTPClient() {
     }
     name(static_cast<void (Class::*)(Class::CWDType)>(&Class::setOverrideCWDType));
     name(static_cast<void (Class::*)(Class::PathEncoding)>(&Class::setPathEncoding));
+    name(static_cast<void (Class::*)(bool)>(&Class::setVerifyCertificate));
     name(static_cast<void (Class::*)(TLSVersion)>(&Class::setMaxTLSVersion));
     name(static_cast<void (Class::*)(bool)>(&Class::setDeletionGuard));
     name(static_cast<void (Class::*)(INetRequestSetup*)>(&Class::setRequestSetup));
@@ -1432,6 +1494,8 @@ TEST(SurfaceTest, NamesEverythingPublic) {
     name_vexil_CS3ListObjectsElement();
     name_vexil_CS3ListObjectsResult();
     name_vexil_CS3ObjectEnum();
+    name_vexil_CS3ObjectEnum_CIterator();
+    name_vexil_function_adapters();
     name_vexil_CServerInfo();
     name_vexil_INetRequestSetup();
     name_zet_CBufferStream();

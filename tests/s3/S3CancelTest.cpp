@@ -92,7 +92,7 @@ TEST_F(S3Cancel, EndsAnUploadThatWaitsForTheService) {
 TEST_F(S3Cancel, EndsAnExistenceTest) {
     peer.onConnection().clientMayLeave().expectRequest().waitForClose();
     expectCancelled(errorOfCancelled(
-        request, [&] { client.objectExists(request, "b", "k"); },
+        request, [&] { return client.objectExists(request, "b", "k"); },
         [&] { EXPECT_TRUE(peer.waitForRequests(1)); }));
     expectOneTry();
 }
@@ -145,7 +145,7 @@ TEST_F(S3Cancel, BetweenTwoTriesIsNotLostByAToken) {
     EXPECT_EQ(cancelling.waits.size(), 1u);
     EXPECT_EQ(peer.requests().size(), 1u);
     // Nor is any further operation begun.
-    expectCancelled(thrownBy<CCURLError>([&] { cancelling.objectExists(request, "b", "k"); }));
+    expectCancelled(thrownBy<CCURLError>([&] { return cancelling.objectExists(request, "b", "k"); }));
     EXPECT_EQ(peer.requests().size(), 1u);
 }
 

@@ -1,10 +1,14 @@
 // The operations: names, preparations, and the exact bytes on the wire.
 #include "tests/s3/S3WireTest.h"
+#include "vexil/async/AsyncNetRequestManager.h"
 #include "zet/BufferStream.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <span>
+#include <string_view>
 #include <utility>
 
 namespace {
@@ -64,9 +68,9 @@ TEST_F(S3Names, MustNotBeEmptyForTheHeaders) {
     const std::string place = "CS3Client::prepareGetObjectHeadersRequest: ";
     EXPECT_EQ(argErrorOf([&] { client.getObjectHeaders(request, "", "k"); }),
               place + "bucket name must not be empty");
-    EXPECT_EQ(argErrorOf([&] { client.getObjectSize(request, "b", ""); }),
+    EXPECT_EQ(argErrorOf([&] { return client.getObjectSize(request, "b", ""); }),
               place + "object name must not be empty");
-    EXPECT_EQ(argErrorOf([&] { client.objectExists(request, "", ""); }),
+    EXPECT_EQ(argErrorOf([&] { return client.objectExists(request, "", ""); }),
               place + "bucket name must not be empty");
 }
 
@@ -89,7 +93,7 @@ TEST_F(S3Names, MustNotBeEmptyForACopy) {
 }
 
 TEST_F(S3Names, MustNotBeEmptyForAList) {
-    EXPECT_EQ(argErrorOf([&] { client.listObjects(request, "", "p", "", "", -1); }),
+    EXPECT_EQ(argErrorOf([&] { return client.listObjects(request, "", "p", "", "", -1); }),
               "CS3Client::prepareListObjectsRequest: bucket name must not be empty");
 }
 
@@ -256,6 +260,74 @@ TEST_F(S3WireTest, PutOfABufferSendsItsBytes) {
     EXPECT_EQ(peer.requests().at(0).body, "Hello");
 }
 
+TEST_F(S3WireTest, PutTakesTextsAndSpansOfBytes) {
+    const std::vector<std::byte> bytes = {std::byte('H'), std::byte(0), std::byte('o')};
+    const std::string text = "Hello";
+    answer(std::vector<std::string>(5, reply("200 OK", "")));
+    client.putObject(request, "b", "k", "Hello", "text/plain");
+    client.putObject(request, "b", "k", text);
+    client.putObject(request, "b", "k", std::string_view("Hello there", 5), "text/plain");
+    client.putObject(request, "b", "k", bytes, "text/plain");
+    client.preparePutObjectRequest(request, "b", "k", std::span(bytes));
+    request.perform();
+    const auto requests = peer.requests();
+    ASSERT_EQ(requests.size(), 5u);
+    EXPECT_THAT(requests[0].head, testing::HasSubstr("\r\nContent-MD5: " + md5Of("Hello") + "\r\n"));
+    EXPECT_THAT(requests[0].head, testing::HasSubstr("\r\nContent-Type: text/plain\r\n"));
+    EXPECT_THAT(requests[1].head, testing::Not(testing::HasSubstr("Content-Type")));
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(requests[static_cast<std::size_t>(i)].body, "Hello");
+    }
+    EXPECT_EQ(requests[3].body, std::string("H\0o", 3));
+    EXPECT_EQ(requests[4].body, std::string("H\0o", 3));
+}
+
+TEST_F(S3WireTest, PutFromMemoryHasALimitAlsoForSpans) {
+    // Nothing is read: the size is checked first.
+    static const std::byte one{};
+    const std::string refused =
+        "CS3Client::preparePutObjectRequest: size must be 0 to 2147483647 bytes; put more from a "
+        "stream";
+    EXPECT_EQ(argErrorOf([&] {
+                  client.putObject(request, "b", "k", std::span<const std::byte>(&one, std::size_t{1} << 31),
+                                   "");
+              }),
+              refused);
+    EXPECT_EQ(argErrorOf([&] {
+                  client.preparePutObjectRequest(
+                      request, "b", "k",
+                      std::string_view(reinterpret_cast<const char*>(&one), std::size_t{1} << 31), "");
+              }),
+              refused);
+}
+
+template <class... Arguments>
+concept CanPutWith = requires(CNetRequest& request, TestClient& client, Arguments... arguments) {
+    client.putObject(request, "b", "k", arguments...);
+};
+template <class... Arguments>
+concept CanPrepareWith = requires(CNetRequest& request, TestClient& client, Arguments... arguments) {
+    client.preparePutObjectRequest(request, "b", "k", arguments...);
+};
+
+static_assert(CanPutWith<const char*, const char*> && CanPrepareWith<const char*, const char*>);
+static_assert(CanPutWith<std::string_view> && CanPrepareWith<std::string>);
+static_assert(CanPutWith<std::span<std::byte>, String> && CanPrepareWith<std::span<std::byte>>);
+static_assert(CanPutWith<std::array<std::byte, 2>, const char*>);
+// The request would read the text after its end.
+template <class Data>
+concept CanPrepareTemporary = requires(CNetRequest& request, TestClient& client, Data&& data) {
+    client.preparePutObjectRequest(request, "b", "k", std::forward<Data>(data));
+};
+static_assert(CanPrepareTemporary<std::string&> && CanPrepareTemporary<std::string_view>);
+static_assert(CanPrepareTemporary<std::span<const std::byte>> &&
+              CanPrepareTemporary<std::vector<std::byte>&>);
+static_assert(!CanPrepareTemporary<std::string> && !CanPrepareTemporary<std::vector<std::byte>>);
+// A size belongs to an address and stands before the content type.
+static_assert(!CanPutWith<const char*, int> && !CanPrepareWith<const char*, std::size_t>);
+static_assert(!CanPutWith<const void*, int> && !CanPrepareWith<const unsigned char*, int64>);
+static_assert(!CanPutWith<std::nullptr_t> && !CanPrepareWith<std::nullptr_t, const char*>);
+
 // What `data` may be, and what it may not: all pointers convert to `const void*`.
 
 template <class Data, class Size = int>
@@ -368,7 +440,7 @@ TEST_F(S3WireTest, ListSendsTheseBytes) {
 
 TEST_F(S3WireTest, BareListSendsTheseBytes) {
     answer({reply("200 OK", list0)});
-    client.listObjects(request, "b", "", "", "", -1);
+    static_cast<void>(client.listObjects(request, "b", "", "", "", -1));
     EXPECT_EQ(onlyHead(), head("GET /b", {dateLine, authorizationOf("GET\n\n\n" + fixedDate + "\n/b")}));
 }
 
@@ -393,7 +465,7 @@ TEST_F(S3WireTest, NamesOfDotsAreSentAsTheyAre) {
         const String object = String::fromUTF8(name);
         expectLine("PUT /b/" + name, [&] { client.putObject(request, "b", object, "a", 1, ""); });
         expectLine("GET /b/" + name, [&] { client.getObject(request, "b", object, 0, -1); });
-        expectLine("HEAD /b/" + name, [&] { client.objectExists(request, "b", object); });
+        expectLine("HEAD /b/" + name, [&] { return client.objectExists(request, "b", object); });
         expectLine("DELETE /b/" + name, [&] { client.deleteObject(request, "b", object); });
         expectLine("PUT /b/" + name,
                    [&] { EXPECT_THROW(client.copyObject(request, "b", "k", object), CError); });
@@ -409,7 +481,7 @@ TEST_F(S3WireTest, OneRequestServesAnySequenceOfOperations) {
             "HTTP/1.1 204 No Content\r\n\r\n", reply("200 OK", "x")});
     client.putObject(request, "b", "k", "hello", 5, "text/plain");
     client.getObject(request, "b", "k", 0, -1);
-    client.listObjects(request, "b", "p", "", "", -1);
+    static_cast<void>(client.listObjects(request, "b", "p", "", "", -1));
     client.deleteObject(request, "b", "k");
     client.getObject(request, "b", "l", 0, -1);
     const auto requests = peer.requests();
@@ -427,7 +499,7 @@ TEST_F(S3WireTest, SizeIsTheContentLength) {
 
 TEST_F(S3WireTest, SizeNeedsAContentLength) {
     answer({"HTTP/1.1 200 OK\r\nETag: e\r\n\r\n"});
-    EXPECT_EQ(plainErrorOf([&] { client.getObjectSize(request, "b", "k"); }),
+    EXPECT_EQ(plainErrorOf([&] { return client.getObjectSize(request, "b", "k"); }),
               "Error: Content-Length header was expected but not included in response.");
 }
 
@@ -449,12 +521,89 @@ TEST_F(S3WireTest, ObjectExistsWithoutALength) {
 TEST_F(S3WireTest, OtherFailuresSayNothingAboutExistence) {
     const std::string refused = "HTTP/1.1 403 Forbidden\r\nContent-Length: 0\r\n\r\n";
     answer({refused, refused});
-    auto error = thrownBy<CCURLError>([&] { client.objectExists(request, "b", "k"); });
+    auto error = thrownBy<CCURLError>([&] { return client.objectExists(request, "b", "k"); });
     ASSERT_TRUE(error);
     EXPECT_EQ(error->getResponseCode(), 403);
-    error = thrownBy<CCURLError>([&] { client.getObjectSize(request, "b", "k"); });
+    error = thrownBy<CCURLError>([&] { return client.getObjectSize(request, "b", "k"); });
     ASSERT_TRUE(error);
     EXPECT_EQ(error->getResponseCode(), 403);
+}
+
+// ---- responses of requests performed elsewhere ------------------------------------------------------------
+
+/// Performs a prepared request as an asynchronous manager does: without an exception.
+void run(CNetRequest& request) {
+    vexil::CAsyncNetRequestManager manager;
+    manager.addRequest(&request);
+    while (manager.getRequestCount() > 0) {
+        manager.waitForEvents(-1);
+        manager.handleEvents(nullptr);
+    }
+}
+
+class S3CheckResponse : public S3WireTest {
+protected:
+    void runPut(const std::string& response, const std::string& body = "Hello") {
+        answer({response});
+        client.preparePutObjectRequest(*counted, "b", "k", body);
+        run(*counted);
+    }
+
+    const P<CNetRequest> counted = new CNetRequest;
+};
+
+TEST_F(S3CheckResponse, AcceptsASuccess) {
+    runPut(reply("200 OK", "", "ETag: \"00000000000000000000000000000000\"\r\n"));
+    client.checkResponse(*counted);
+}
+
+TEST_F(S3CheckResponse, ThrowsTheErrorOfTheService) {
+    runPut(reply("403 Forbidden", errorDocument("AccessDenied")));
+    const auto error = thrownBy<CS3Error>([&] { client.checkResponse(*counted); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getS3Code(), "AccessDenied");
+    EXPECT_EQ(error->getCode(), 403);
+    EXPECT_EQ(error->getURL(), String::fromUTF8(peer.url("/b/k")));
+    EXPECT_EQ(error->getHTTPMethod(), "PUT");
+}
+
+TEST_F(S3CheckResponse, ThrowsTheErrorOfTheTransferWithoutADocument) {
+    runPut(reply("404 Not Found", ""));
+    const auto error = thrownBy<CCURLError>([&] { client.checkResponse(*counted); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getResponseCode(), 404);
+}
+
+TEST_F(S3CheckResponse, RefusesAConnectionThatEndsWithinTheHeaders) {
+    peer.onConnection().expectRequest().reply("HTTP/1.1 200 OK\r\nContent-Le").close();
+    client.prepareGetObjectHeadersRequest(*counted, "b", "k");
+    run(*counted);
+    EXPECT_EQ(transientErrorOf([&] { client.checkResponse(*counted); }),
+              "The connection ended within the headers of the response.");
+}
+
+TEST_F(S3CheckResponse, ComparesTheETagOfAPutOnDemand) {
+    client.setVerifyETag(true);
+    runPut(reply("200 OK", "", "ETag: \"8b1a9953c4611296a827abf8c47804d7\"\r\n"));
+    client.checkResponse(*counted);
+    runPut(reply("200 OK", "", "ETag: \"00000000000000000000000000000000\"\r\n"));
+    EXPECT_THAT(transientErrorOf([&] { client.checkResponse(*counted); }),
+                testing::StartsWith("The content has the MD5 ixqZU8RhEpaoJ6v4xHgE1w==, but the ETag "));
+}
+
+TEST_F(S3CheckResponse, ReadsTheErrorInsideASuccessfulCopy) {
+    answer({reply("200 OK", errorDocument("InternalError"))});
+    client.prepareCopyObjectRequest(*counted, "b", "k", "n");
+    run(*counted);
+    const auto error = thrownBy<CS3Error>([&] { client.checkResponse(*counted); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getCode(), 0);
+    EXPECT_EQ(error->getHTTPMethod(), "PUT");
+}
+
+TEST_F(S3CheckResponse, RefusesARequestThatWasNotPerformed) {
+    client.prepareGetObjectHeadersRequest(*counted, "b", "k");
+    EXPECT_TRUE(thrownBy<CError>([&] { client.checkResponse(*counted); }));
 }
 
 // ---- copy ------------------------------------------------------------------------------------------------
@@ -486,7 +635,7 @@ TEST_F(S3WireTest, CopyNeedsAnAnswerThatCanBeRead) {
 
 TEST_F(S3WireTest, ListNeedsAnAnswerThatCanBeRead) {
     answer({reply("200 OK", errorDocument("AccessDenied"))});
-    EXPECT_EQ(plainErrorOf([&] { client.listObjects(request, "b", "", "", "", -1); }),
+    EXPECT_EQ(plainErrorOf([&] { return client.listObjects(request, "b", "", "", "", -1); }),
               "Error parsing Amazon S3 'list objects' result: root element is not ListBucketResult.");
 }
 

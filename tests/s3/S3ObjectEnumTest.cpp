@@ -3,6 +3,7 @@
 
 #include "tests/s3/S3WireTest.h"
 
+#include <ranges>
 #include <utility>
 
 namespace {
@@ -55,6 +56,42 @@ TEST_F(S3ObjectEnumTest, EndsAtOnceInAnEmptyBucket) {
     EXPECT_FALSE(objects.next());
     EXPECT_FALSE(objects.getCurrObject());
     EXPECT_THAT(targets(), ElementsAre("GET /b HTTP/1.1"));
+}
+
+static_assert(std::ranges::input_range<CS3ObjectEnum>);
+static_assert(!std::ranges::forward_range<CS3ObjectEnum>);
+
+TEST_F(S3ObjectEnumTest, IsARange) {
+    answer({page(true, {"a", "b"}), page(false, {"c"})});
+    CS3ObjectEnum objects(&client, &request, "b", "", "", -1);
+    std::vector<std::string> keys;
+    for (const vexil::CS3ListObjectsElement& object : objects) {
+        keys.push_back(object.getKey().toUTF8());
+    }
+    EXPECT_THAT(keys, ElementsAre("a", "b", "c"));
+    EXPECT_TRUE(objects.begin() == objects.end());
+}
+
+TEST_F(S3ObjectEnumTest, ALoopGoesOnWhereTheLastOneStopped) {
+    answer({page(true, {"a", "b"}), page(false, {"c"})});
+    CS3ObjectEnum objects(&client, &request, "b", "", "", -1);
+    for (const auto& object : objects) {
+        EXPECT_EQ(object.getKey(), "a");
+        break;
+    }
+    EXPECT_THAT(walk(objects), ElementsAre("b", "c"));
+}
+
+TEST_F(S3ObjectEnumTest, ALoopThrowsTheErrorOfItsPage) {
+    answer({page(true, {"a"}), reply("404 Not Found", errorDocument("NoSuchBucket"))});
+    CS3ObjectEnum objects(&client, &request, "b", "", "", -1);
+    const P<vexil::CS3ListObjectsElement> first = objects.begin().getObject();
+    EXPECT_EQ(first->getKey(), "a");
+    EXPECT_TRUE(thrownBy<CS3Error>([&] {
+        for ([[maybe_unused]] const auto& object : objects) {
+            ADD_FAILURE();
+        }
+    }));
 }
 
 TEST_F(S3ObjectEnumTest, AsksForNoPageBehindTheLast) {
@@ -231,7 +268,7 @@ TEST_F(S3ObjectEnumTest, AsksWithoutTheArgumentWhereItIsRefused) {
 
 TEST_F(S3ObjectEnumTest, ListsEncodedWithAllArguments) {
     answer({page(false, {"a"})});
-    client.listEncodedObjects(request, "b b", "p/", "/", "m m", 100);
+    static_cast<void>(client.listEncodedObjects(request, "b b", "p/", "/", "m m", 100));
     EXPECT_THAT(
         targets(),
         ElementsAre("GET /b%20b?prefix=p%2F&marker=m%20m&max-keys=100&delimiter=%2F&encoding-type=url "

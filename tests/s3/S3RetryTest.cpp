@@ -410,7 +410,7 @@ TEST_F(S3RetryTest, AListingWithoutAnEndIsRefused) {
         .expectRequest()
         .reply("HTTP/1.1 200 OK\r\n\r\n")
         .sendPattern(1 << 30);
-    EXPECT_EQ(plainErrorOf([&] { client.listObjects(request, "b", "", "", "", -1); }),
+    EXPECT_EQ(plainErrorOf([&] { return client.listObjects(request, "b", "", "", "", -1); }),
               "The body of the response is longer than 67108864 bytes.");
     EXPECT_THAT(client.waits, IsEmpty());
 }

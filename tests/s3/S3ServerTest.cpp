@@ -225,8 +225,9 @@ TEST_F(S3ServerTest, MissingBucketAndObjectAreNotFound) {
     };
     expectNotFound(thrownBy<CS3Error>([&] { client.getObject(request, "no-such-bucket", "k", 0, -1); }),
                    "NoSuchBucket");
-    expectNotFound(thrownBy<CS3Error>([&] { client.listObjects(request, "no-such-bucket", "", "", "", -1); }),
-                   "NoSuchBucket");
+    expectNotFound(
+        thrownBy<CS3Error>([&] { return client.listObjects(request, "no-such-bucket", "", "", "", -1); }),
+        "NoSuchBucket");
     expectNotFound(thrownBy<CS3Error>([&] { client.putObject(request, "no-such-bucket", "k", "a", 1, ""); }),
                    "NoSuchBucket");
     expectNotFound(thrownBy<CS3Error>([&] { client.getObject(request, bucket, "missing", 0, -1); }),

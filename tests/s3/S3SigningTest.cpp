@@ -295,6 +295,24 @@ TEST(S3Client, TalksToTheGlobalEndpointByDefault) {
     EXPECT_EQ(CS3Client("a", "b", false).getBaseURL(), "http://s3.amazonaws.com/");
 }
 
+TEST(S3Client, TakesItsKeysByName) {
+    const vexil::CS3Credentials credentials{.accessKeyId = String::fromUTF8(accessKey),
+                                            .secretKey = String::fromUTF8(secretKey)};
+    EXPECT_EQ(CS3Client(credentials).getBaseURL(), "https://s3.amazonaws.com/");
+    EXPECT_EQ(CS3Client(credentials, false).getBaseURL(), "http://s3.amazonaws.com/");
+    Prepared get("http://host/b/k");
+    CS3Client(credentials).signRequest(&get.request);
+    EXPECT_THAT(headersOf(get.request), ElementsAre(authorizationOf("GET\n\n\n\n/b/k")));
+}
+
+// A text for `secure` would be "true", whatever it says.
+static_assert(std::is_constructible_v<CS3Client, const char*, const char*, bool>);
+static_assert(std::is_constructible_v<CS3Client, String, String, int>);
+static_assert(!std::is_constructible_v<CS3Client, const char*, const char*, const char*>);
+static_assert(!std::is_constructible_v<CS3Client, const char (&)[2], const char (&)[2], const char (&)[2]>);
+static_assert(!std::is_constructible_v<CS3Client, vexil::CS3Credentials, const char*>);
+static_assert(!std::is_convertible_v<vexil::CS3Credentials, CS3Client>);
+
 TEST(S3Client, CopiesAndMovesItsSettings) {
     TestClient original("http://host:1");
     original.setPrintDebugInfo(true);

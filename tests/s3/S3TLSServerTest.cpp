@@ -94,4 +94,34 @@ TEST_F(S3TLSServerTest, TrustsAnyServerOnDemand) {
     expectRoundTrip();
 }
 
+/// Trusts the authority, and lets another name stand for this machine.
+class OtherName : public virtual vexil::CBase, public vexil::INetRequestSetup {
+public:
+    explicit OtherName(const std::string& address)
+        : m_addresses(curl_slist_append(nullptr, address.c_str())) {}
+    ~OtherName() override { curl_slist_free_all(m_addresses); }
+
+    void setUp(CNetRequest& request) override {
+        request.setRootCertBundlePath(environment("VEXIL_CA"));
+        request.setOptionPtr(CURLOPT_RESOLVE, m_addresses);
+    }
+
+private:
+    curl_slist* const m_addresses;
+};
+
+TEST_F(S3TLSServerTest, ChecksTheHostNameUnlessTheCertificateIsNotChecked) {
+    makeBucket();
+    const std::string endpoint = environment("VEXIL_S3_TLS_ENDPOINT").toUTF8();
+    const std::string port = endpoint.substr(endpoint.rfind(':'));
+    client.setBaseURL(String::fromUTF8("https://other.example" + port));
+    client.setRequestSetup(new OtherName("other.example" + port + ":127.0.0.1"));
+    client.setSSLVerifyPeer(false);
+    EXPECT_TRUE(thrownBy<CCURLError>([&] { client.getObject(request, bucket, "k", 0, -1); }));
+    client.setVerifyCertificate(false);
+    expectRoundTrip();
+    client.setVerifyCertificate(true);
+    EXPECT_TRUE(thrownBy<CCURLError>([&] { client.getObject(request, bucket, "k", 0, -1); }));
+}
+
 }  // namespace

@@ -137,6 +137,10 @@ void CFTPClient::beginPrepareRequest(CNetRequest& request, const String& path, b
     if (m_maxTLSVersion != TLSVersionDefault) {
         request.setMaxTLSVersion(m_maxTLSVersion);
     }
+    if (!m_verifiesCertificate) {
+        request.setSSLVerifyPeer(false);
+        request.setOptionInt(CURLOPT_SSL_VERIFYHOST, 0);
+    }
     const CWDType byNeed = createMissingDirs ? CWDSteps : CWDNone;
     switch (m_overrideCWDType == CWDInvalid ? byNeed : m_overrideCWDType) {
     case CWDSteps:

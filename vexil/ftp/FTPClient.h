@@ -102,6 +102,9 @@ public:
     /// (ProFTPD does by default). Over TLS 1.3 such a server refuses most transfers of a kept connection, because of the
     /// way libcurl 7.88 stores sessions; over TLS 1.2 it accepts all.
     void setMaxTLSVersion(TLSVersion version) { m_maxTLSVersion = version; }
+    /// Checks the server's certificate and its host name in all later requests (CURLOPT_SSL_VERIFYPEER,
+    /// CURLOPT_SSL_VERIFYHOST). Default true.
+    void setVerifyCertificate(bool verify) { m_verifiesCertificate = verify; }
     /// Sets a hook that every preparation calls after its common settings; a reference is kept. Null, the default, for
     /// no hook. The hook may undo CURLOPT_HTTPPROXYTUNNEL, which is set because without a tunnel an HTTP proxy responds
     /// in place of the server.
@@ -275,6 +278,7 @@ private:
     PathEncoding m_pathEncoding = PathVerbatim;
     TLSVersion m_maxTLSVersion = TLSVersionDefault;
     bool m_isDeletionGuarded = false;
+    bool m_verifiesCertificate = true;
     P<INetRequestSetup> m_requestSetup;
 };
 

@@ -64,6 +64,9 @@ P<CNetHeaders> CS3Client::beginPrepareRequest(CNetRequest& request, const String
     request.setKeepPostOnRedirect(true);
     request.setVerbose(m_printDebugInfo);
     request.setSSLVerifyPeer(m_sslVerifyPeer);
+    if (!m_verifiesHostName) {
+        request.setOptionInt(CURLOPT_SSL_VERIFYHOST, 0);
+    }
     request.setReceiveBufferLimits(-1, maxErrorDocumentBytes);
     P<CNetHeaders> headers = new CNetHeaders;
     const auto [name, value] = signer.makeTimeHeader(getCurrentTime());

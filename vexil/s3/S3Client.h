@@ -5,14 +5,20 @@
 #include "vexil/net/NetHeaders.h"
 #include "vexil/net/NetRequest.h"
 #include "vexil/net/NetRequestSetup.h"
+#include "vexil/s3/S3Credentials.h"
 #include "vexil/s3/S3ListObjectsResult.h"
 #include "zet/InStream.h"
 #include "zet/OutStream.h"
 #include "zet/Time.h"
 
 #include <concepts>
+#include <cstddef>
 #include <exception>
+#include <ranges>
+#include <span>
 #include <string>
+#include <string_view>
+#include <type_traits>
 #include <utility>
 
 namespace sigil {
@@ -23,6 +29,12 @@ namespace vexil {
 
 class CS3ObjectSink;
 struct CS3ObjectRange;
+
+/// A temporary object that owns text or bytes.
+template <class Data>
+concept S3TemporaryBytes =
+    !std::is_reference_v<Data> && !std::ranges::borrowed_range<Data> &&
+    (std::convertible_to<Data, std::string_view> || std::convertible_to<Data, std::span<const std::byte>>);
 
 /// Client for the REST interface of Amazon S3 and compatible services, with signature version 2.
 ///
@@ -45,8 +57,8 @@ struct CS3ObjectRange;
 ///
 /// \code
 /// CNetRequest request;
-/// CS3Client client("ACCESSKEY", "SECRET", true);
-/// client.putObject(request, "bucket", "greeting", "Hello", 5, "text/plain");
+/// CS3Client client({.accessKeyId = "ACCESSKEY", .secretKey = "SECRET"});
+/// client.putObject(request, "bucket", "greeting", "Hello", "text/plain");
 /// client.getObject(request, "bucket", "greeting", 0, -1);
 /// PC<TBuffer<unsigned char>> body = request.getDefaultReceiveBuffer();
 /// \endcode
@@ -59,6 +71,18 @@ public:
 
     /// \param secure  true: https to s3.amazonaws.com; false: http. See setBaseURL() for other services
     CS3Client(const String& accessKeyId, const String& secretKey, bool secure);
+    /// \param secure  true: https to s3.amazonaws.com; false: http. See setBaseURL() for other services
+    explicit CS3Client(const CS3Credentials& credentials, bool secure = true)
+        : CS3Client(credentials.accessKeyId, credentials.secretKey, secure) {}
+    /// @{
+
+    /// Not allowed: a text for `secure` would always mean true.
+    template <class Object>
+    CS3Client(const String& accessKeyId, const String& secretKey, const Object* secure) = delete;
+    template <class Object>
+    CS3Client(const CS3Credentials& credentials, const Object* secure) = delete;
+    /// @}
+
     CS3Client(const CS3Client&) = default;
     CS3Client(CS3Client&&) = default;
     CS3Client& operator=(const CS3Client&) = default;
@@ -78,6 +102,12 @@ public:
     void setPrintDebugInfo(bool print) { m_printDebugInfo = print; }
     /// Whether the server's certificate is checked (CNetRequest::setSSLVerifyPeer). Default true.
     void setSSLVerifyPeer(bool verify) { m_sslVerifyPeer = verify; }
+    /// Checks the server's certificate and its host name (CURLOPT_SSL_VERIFYPEER, CURLOPT_SSL_VERIFYHOST). Default
+    /// true. It replaces the value of setSSLVerifyPeer(), which leaves the check of the host name on.
+    void setVerifyCertificate(bool verify) {
+        m_sslVerifyPeer = verify;
+        m_verifiesHostName = verify;
+    }
     /// Compares the content of objects with their ETag if it is an MD5 (getContentMD5()). putObject() compares
     /// after the response. The getObject() with a stream compares a whole object; it computes the MD5 while it
     /// writes. A difference is a CError. The `prepare...` members and getObject() into the request's buffer do not
@@ -133,6 +163,47 @@ public:
                    const TBuffer<unsigned char>& data, const String& contentType) {
         putObject(request, bucket, object, data.getData(), data.getUsed(), contentType);
     }
+    /// @}
+
+    /// @{
+
+    /// The same for a text and for a span of bytes.
+    /// \throws CInvalidArgError for more than 2147483647 bytes
+    void preparePutObjectRequest(CNetRequest& request, const String& bucket, const String& object,
+                                 std::string_view text, const String& contentType = "") {
+        preparePutObjectRequest(request, bucket, object, text.data(), text.size(), contentType);
+    }
+    void preparePutObjectRequest(CNetRequest& request, const String& bucket, const String& object,
+                                 std::span<const std::byte> data, const String& contentType = "") {
+        preparePutObjectRequest(request, bucket, object, data.data(), data.size(), contentType);
+    }
+    void putObject(CNetRequest& request, const String& bucket, const String& object, std::string_view text,
+                   const String& contentType = "") {
+        putObject(request, bucket, object, text.data(), text.size(), contentType);
+    }
+    void putObject(CNetRequest& request, const String& bucket, const String& object,
+                   std::span<const std::byte> data, const String& contentType = "") {
+        putObject(request, bucket, object, data.data(), data.size(), contentType);
+    }
+    /// @}
+
+    /// @{
+
+    /// Not allowed: null is not a text, a size needs a content type after it, and a prepared request must not refer to
+    /// a temporary object.
+    void preparePutObjectRequest(CNetRequest& request, const String& bucket, const String& object,
+                                 std::nullptr_t data, const String& contentType = "") = delete;
+    void putObject(CNetRequest& request, const String& bucket, const String& object, std::nullptr_t data,
+                   const String& contentType = "") = delete;
+    template <class Data, std::integral Size>
+    void preparePutObjectRequest(CNetRequest& request, const String& bucket, const String& object,
+                                 const Data& data, Size size) = delete;
+    template <class Data, std::integral Size>
+    void putObject(CNetRequest& request, const String& bucket, const String& object, const Data& data,
+                   Size size) = delete;
+    template <S3TemporaryBytes Data>
+    void preparePutObjectRequest(CNetRequest& request, const String& bucket, const String& object,
+                                 Data&& data, const String& contentType = "") = delete;
     /// @}
 
     /// @{
@@ -216,9 +287,9 @@ public:
                                                  const String& object);
     /// The size of an object in bytes; -1 if it does not exist.
     /// \throws CError "Error: Content-Length header was expected but not included in response."
-    int64 getObjectSize(CNetRequest& request, const String& bucket, const String& object);
+    [[nodiscard]] int64 getObjectSize(CNetRequest& request, const String& bucket, const String& object);
     /// True if the object exists, false for the status 404. Every other failure is thrown.
-    bool objectExists(CNetRequest& request, const String& bucket, const String& object);
+    [[nodiscard]] bool objectExists(CNetRequest& request, const String& bucket, const String& object);
 
     /// Copies an object within its bucket; the service copies, nothing is downloaded.
     void prepareCopyObjectRequest(CNetRequest& request, const String& bucket, const String& existingObject,
@@ -247,8 +318,9 @@ public:
     /// \param maxKeys    objects and common prefixes per page; -1 for the service's default
     void prepareListObjectsRequest(CNetRequest& request, const String& bucket, const String& prefix,
                                    const String& delimiter, const String& marker, int maxKeys);
-    P<CS3ListObjectsResult> listObjects(CNetRequest& request, const String& bucket, const String& prefix,
-                                        const String& delimiter, const String& marker, int maxKeys);
+    [[nodiscard]] P<CS3ListObjectsResult> listObjects(CNetRequest& request, const String& bucket,
+                                                      const String& prefix, const String& delimiter,
+                                                      const String& marker, int maxKeys);
     /// @}
 
     /// @{
@@ -258,9 +330,9 @@ public:
     /// that does not support the argument sends plain names; see CS3ListObjectsResult::fromEncoded().
     void prepareListEncodedObjectsRequest(CNetRequest& request, const String& bucket, const String& prefix,
                                           const String& delimiter, const String& marker, int maxKeys);
-    P<CS3ListObjectsResult> listEncodedObjects(CNetRequest& request, const String& bucket,
-                                               const String& prefix, const String& delimiter,
-                                               const String& marker, int maxKeys);
+    [[nodiscard]] P<CS3ListObjectsResult> listEncodedObjects(CNetRequest& request, const String& bucket,
+                                                             const String& prefix, const String& delimiter,
+                                                             const String& marker, int maxKeys);
     /// @}
 
     /// The MD5 of an object's content in base64, as in the header Content-MD5, from the headers of the response to a
@@ -268,11 +340,11 @@ public:
     /// parts have a "-" in it), is weak ("W/"), or the object is encrypted with a key of the customer or of a key
     /// service (x-amz-server-side-encryption other than AES256).
     /// \param responseHeaders  by lower-case name, as CNetRequest::getResponseHeaderMap() returns them
-    static String getContentMD5(const TMap<String, String>& responseHeaders);
+    [[nodiscard]] static String getContentMD5(const TMap<String, String>& responseHeaders);
 
     /// The URL of an object. Both names are escaped completely: a "/" in a key becomes "%2F".
     /// \param request  used only for its urlEscape()
-    String getObjectURL(CNetRequest& request, const String& bucket, const String& object) const;
+    [[nodiscard]] String getObjectURL(CNetRequest& request, const String& bucket, const String& object) const;
 
     // ---- tries -------------------------------------------------------------------------------------------
 
@@ -284,6 +356,14 @@ public:
     /// A derived class may override it to retry in another way: every operation except copyObject() calls it.
     virtual int performRequest(CNetRequest& request);
 
+    /// Checks a request that a preparation of this client has set up and that was performed elsewhere, such as by an
+    /// asynchronous manager. Call it when the transfer has ended. It makes the checks of the operations, but does not try
+    /// again, and does not compare the body with its length or ETag, which setVerifyETag() does for a put only.
+    /// \throws the errors of performRequest(); a CError if the response ended within its headers, if its status is not a
+    ///         success, or if setVerifyETag() found another content after a put; the CS3Error of checkCopyObjectResult()
+    ///         after a copy
+    void checkResponse(CNetRequest& request) const;
+
     /// Throws a CS3Error with status 0 if the body of a successful response to a copy contains an error.
     /// \param body  must not be null
     void checkCopyObjectResult(const TBuffer<unsigned char>* body);
@@ -292,11 +372,11 @@ public:
     /// IncompleteBody, InvalidDigest, OperationAborted, RequestTimeTooSkewed); otherwise the HTTP status (500, 503,
     /// 400, 409), if there is one; otherwise the CURLcode (7, 28, 52, 55, 56). So a transfer that fails in the body
     /// after the status 200 is not tried again.
-    static bool shouldRetryRequest(const std::exception& error);
+    [[nodiscard]] static bool shouldRetryRequest(const std::exception& error);
     /// True if the service asks for fewer requests: S3 code SlowDown or, without an S3 code, status 503.
-    static bool shouldSlowDown(const std::exception& error);
+    [[nodiscard]] static bool shouldSlowDown(const std::exception& error);
     /// True if the object or bucket does not exist: status 404, or S3 code NoSuchKey or NoSuchBucket.
-    static bool isNotFoundError(const std::exception& error);
+    [[nodiscard]] static bool isNotFoundError(const std::exception& error);
     /// Gets the S3 code and the HTTP status (decimal) of an error; each is "" if the error has none.
     static void extractErrorCodes(const std::exception& error, String& s3Code, String& httpCode);
     /// Throws the CS3Error that the body of a failed response contains, with the status of `error`. Returns if
@@ -342,7 +422,7 @@ protected:
     /// True if performRequest() should try again after this failure. Logs the failure if another try could succeed,
     /// also when the retries are used up. For code that performs prepared requests in another way.
     /// \param tries  number of tries so far, from 1
-    bool logAndDecideRetry(const CError& error, int tries) const;
+    [[nodiscard]] bool logAndDecideRetry(const CError& error, int tries) const;
 
 private:
     // Copies get their own digest: two copies on different threads must not share one.
@@ -393,6 +473,7 @@ private:
     int m_maxRetries = 50;
     bool m_printDebugInfo = false;
     bool m_sslVerifyPeer = true;
+    bool m_verifiesHostName = true;
     bool m_verifiesETag = false;
     P<INetRequestSetup> m_requestSetup;
 };

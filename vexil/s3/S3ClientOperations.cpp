@@ -8,6 +8,7 @@
 #include "vexil/s3/S3CopyObjectResult.h"
 #include "vexil/s3/S3Error.h"
 #include "vexil/s3/S3ObjectStreams.h"
+#include "vexil/s3/S3ResponseCheck.h"
 #include "vexil/s3/S3XmlReduction.h"
 #include "zet/MemoryInStream.h"
 #include "zet/ParseNumber.h"
@@ -88,16 +89,6 @@ void checkReceivedLength(const TMap<String, String>& headers, int64 receivedByte
     if (announcedBytes != receivedBytes) {
         throw makeTransientError("Received " + String::fromInt(receivedBytes) + " of the " +
                                  String::fromInt(announcedBytes) + " bytes that the response announced.");
-    }
-}
-
-void checkResponseIsComplete(const CNetRequest& request) {
-    if (request.hasDroppedHeaderLine()) {
-        throw makeTransientError("A header line of the response could not be read.");
-    }
-    // For libcurl, a connection that ends within the headers is the end of a response without a body.
-    if (!request.isResponseComplete()) {
-        throw makeTransientError("The connection ended within the headers of the response.");
     }
 }
 
@@ -355,7 +346,7 @@ void CS3Client::copyObject(CNetRequest& request, const String& bucket, const Str
                            const String& newObject) {
     prepareCopyObjectRequest(request, bucket, existingObject, newObject);
     request.perform();
-    checkCopyObjectResult(request.getDefaultReceiveBuffer());
+    throwCopyError(request);
 }
 
 void CS3Client::checkCopyObjectResult(const TBuffer<unsigned char>* body) {

@@ -1,6 +1,9 @@
 #include "vexil/net/CURLError.h"
 #include "vexil/s3/S3Client.h"
+#include "vexil/s3/S3ContentMD5.h"
 #include "vexil/s3/S3Error.h"
+#include "vexil/s3/S3HeaderMap.h"
+#include "vexil/s3/S3ResponseCheck.h"
 #include "zet/Log.h"
 
 #include <algorithm>
@@ -94,6 +97,31 @@ int CS3Client::performRequest(CNetRequest& request) {
     }
 }
 
+void CS3Client::checkResponse(CNetRequest& request) const {
+    try {
+        request.checkAsyncResult();
+    } catch (std::exception& error) {
+        if (!isCancelled(request, error)) {
+            tryThrowBetterError(error, *request.getDefaultReceiveBuffer());
+        }
+        throw;
+    }
+    checkResponseIsComplete(request);
+    if (const int status = request.getResponseCode(); status < 200 || status > 299) {
+        throw CError("The status line '" + request.getHTTPStatusLine() + "' is not a success.");
+    }
+    TMap<String, String> sent;
+    if (const P<CNetHeaders> headers = request.getCustomHTTPHeaders()) {
+        headers->fillMap(sent);
+    }
+    if (sent.contains("x-amz-copy-source")) {
+        throwCopyError(request);
+    }
+    if (m_verifiesETag && sent.contains("content-md5")) {
+        verifyContentMD5(request.getResponseHeaderMap(), findHeader(sent, "content-md5"));
+    }
+}
+
 bool CS3Client::logAndDecideRetry(const CError& error, int tries) const {
     if (!shouldRetryRequest(error)) {
         return false;
@@ -152,7 +180,8 @@ void CS3Client::tryThrowBetterError(std::exception& error, const TBuffer<unsigne
         return;
     }
     if (const P<CS3ErrorResponse> response = parseErrorResponse(body)) {
-        throw CS3Error(*response, transferError->getResponseCode());
+        throw CS3Error(*response, transferError->getResponseCode(), transferError->getURL(),
+                       transferError->getHTTPMethod());
     }
     logUnknownBody(body);
 }

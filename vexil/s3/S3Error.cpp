@@ -16,8 +16,12 @@ CProps makeProps(const CS3ErrorResponse& response, int httpStatus) {
 }  // namespace
 
 CS3Error::CS3Error(const CS3ErrorResponse& response, int httpStatus)
+    : CS3Error(response, httpStatus, String(), String()) {}
+
+CS3Error::CS3Error(const CS3ErrorResponse& response, int httpStatus, const String& url,
+                   const String& httpMethod)
     : CError(makeErrorText(response), "http", httpStatus, makeProps(response, httpStatus)),
-      m_s3Code(response.getCode()) {}
+      m_s3Code(response.getCode()), m_url(url), m_httpMethod(httpMethod) {}
 
 CS3Error::~CS3Error() = default;
 

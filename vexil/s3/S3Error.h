@@ -17,6 +17,9 @@ class VEXIL_API CS3Error : public CError {
 public:
     /// \param httpStatus  status of the response; below 1 for no status
     CS3Error(const CS3ErrorResponse& response, int httpStatus);
+    /// \param url         URL of the request
+    /// \param httpMethod  method of the request
+    CS3Error(const CS3ErrorResponse& response, int httpStatus, const String& url, const String& httpMethod);
     CS3Error(const CS3Error&) = default;
     CS3Error& operator=(const CS3Error&) = default;
     ~CS3Error() override;
@@ -26,6 +29,10 @@ public:
 
     /// The service's name for the failure: "AccessDenied".
     String getS3Code() const { return m_s3Code; }
+    /// URL of the request as it was set; "" if unknown.
+    const String& getURL() const noexcept { return m_url; }
+    /// HTTP method of the request as it was set; "" for the default or if unknown.
+    const String& getHTTPMethod() const noexcept { return m_httpMethod; }
 
     /// The error of a missing object, with status 404, for callers who already know that it is missing.
     static P<CS3Error> createObjectNotFoundError(const String& resource);
@@ -35,6 +42,8 @@ public:
 
 private:
     String m_s3Code;
+    String m_url;
+    String m_httpMethod;
 };
 
 }  // namespace vexil

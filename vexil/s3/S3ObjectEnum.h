@@ -7,6 +7,8 @@
 #include "vexil/s3/S3ListObjectsElement.h"
 #include "vexil/s3/S3ListObjectsResult.h"
 
+#include <cstddef>
+#include <iterator>
 #include <string>
 
 namespace vexil {
@@ -19,8 +21,8 @@ namespace vexil {
 ///
 /// \code
 /// CS3ObjectEnum objects(client, request, "bucket", "photos/", "", -1);
-/// while (objects.next()) {
-///     std::wcout << objects.getCurrObject()->getKey().c_str() << L'\n';
+/// for (const CS3ListObjectsElement& object : objects) {
+///     std::wcout << object.getKey().c_str() << L'\n';
 /// }
 /// \endcode
 class VEXIL_API CS3ObjectEnum : public virtual CBase {
@@ -59,6 +61,16 @@ public:
     /// The current object; null before the first next(), at the end, and after next() has thrown.
     P<CS3ListObjectsElement> getCurrObject() const;
 
+    class CIterator;
+
+    /// @{
+
+    /// The enumeration as an input range, for range-based for loops. begin() calls next(), so a second loop continues
+    /// after the object at which the first one stopped. Errors are those of next().
+    CIterator begin();
+    std::default_sentinel_t end() const noexcept { return {}; }
+    /// @}
+
     /// The keys that were skipped since the last call, as text for people. Call it after each next(), also the last.
     TArray<String> takeUnreadableKeys();
 
@@ -91,5 +103,55 @@ private:
     int64 m_pagesToCompare = 0;
     int64 m_pagesSinceCompared = 0;
 };
+
+/// An input iterator over the objects of a CS3ObjectEnum. It moves the enumeration, which must outlive it.
+class CS3ObjectEnum::CIterator {
+public:
+    /// @{
+
+    /// The types of an input iterator.
+    using value_type = CS3ListObjectsElement;
+    using difference_type = std::ptrdiff_t;
+    using iterator_concept = std::input_iterator_tag;
+    /// @}
+
+    /// An iterator at the end.
+    CIterator() = default;
+    /// An iterator at the current object.
+    /// \param objects  not null
+    explicit CIterator(CS3ObjectEnum* objects) : m_objects(objects), m_object(objects->getCurrObject()) {}
+
+    /// @{
+
+    /// The current object; valid until the iterator is moved.
+    const CS3ListObjectsElement& operator*() const noexcept { return *m_object; }
+    const CS3ListObjectsElement* operator->() const noexcept { return m_object.get(); }
+    /// @}
+
+    /// The current object as a reference that may be kept; null at the end.
+    const P<CS3ListObjectsElement>& getObject() const noexcept { return m_object; }
+
+    /// @{
+
+    /// Calls next() of the enumeration, with its errors.
+    CIterator& operator++() {
+        m_object = m_objects->next() ? m_objects->getCurrObject() : nullptr;
+        return *this;
+    }
+    void operator++(int) { ++*this; }
+    /// @}
+
+    /// True at the end.
+    bool operator==(std::default_sentinel_t) const noexcept { return !m_object; }
+
+private:
+    CS3ObjectEnum* m_objects = nullptr;
+    P<CS3ListObjectsElement> m_object;
+};
+
+inline CS3ObjectEnum::CIterator CS3ObjectEnum::begin() {
+    CIterator first(this);
+    return ++first;
+}
 
 }  // namespace vexil
