@@ -56,7 +56,7 @@ TEST(MD5OutStreamTest, GoesBackToTheMark) {
     stream.seek(18);
     EXPECT_EQ(stream.getContentMD5(), helloWorldMD5);
     EXPECT_EQ(whatOf([&stream] { stream.seek(8); }),
-              "The download cannot go back to a place from which its checksum is not known.");
+              "The download cannot return to a position without a known checksum.");
     EXPECT_EQ(stream.getPosition(), 18);
 }
 

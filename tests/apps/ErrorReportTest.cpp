@@ -167,13 +167,13 @@ TEST(ErrorReportTest, AProxyThatWantsALoginIsTold) {
     const CCURLError refusedTunnel(CURLE_RECV_ERROR, "CONNECT tunnel failed, response 407", "http", 0, "", "",
                                    "", "");
     for (const CCURLError& error : {makeStatusError(407), refusedTunnel}) {
-        EXPECT_THAT(textOf(error), HasSubstr("The proxy wants a login"));
+        EXPECT_THAT(textOf(error), HasSubstr("The proxy requires a login"));
         EXPECT_EQ(codeOf(error), ExitCode::RefusedLogin);
         EXPECT_TRUE(CErrorReport(error).isHopeless());
     }
     const CCURLError brokenConnection(CURLE_RECV_ERROR, "CONNECT tunnel failed, response 502", "http", 0, "",
                                       "", "", "");
-    EXPECT_THAT(textOf(brokenConnection), Not(HasSubstr("wants a login")));
+    EXPECT_THAT(textOf(brokenConnection), Not(HasSubstr("requires a login")));
     EXPECT_EQ(codeOf(brokenConnection), ExitCode::Failed);
 }
 

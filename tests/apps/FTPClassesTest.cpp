@@ -59,7 +59,7 @@ TEST(FTPPathTest, NoNameOfAListingLeadsOutOfTheFolder) {
         EXPECT_EQ(findEntryNameProblem(name), "could lead out of the folder") << name;
     }
 #ifdef _WIN32
-    EXPECT_EQ(findEntryNameProblem("..."), "ends in a full stop or a blank, which Windows drops");
+    EXPECT_EQ(findEntryNameProblem("..."), "ends in a full stop or a space, which Windows drops");
 #else
     EXPECT_EQ(findEntryNameProblem("..."), "");
 #endif

@@ -69,7 +69,7 @@ TEST(HostAndPortTest, ShowsWhatItRefuses) {
         CHostAndPort::parse("a\x1B:25");
         FAIL();
     } catch (const CInvalidArgError& error) {
-        EXPECT_NE(error.getMessage().find("'a\\x1B:25' is no server"), String::npos) << error.what();
+        EXPECT_NE(error.getMessage().find("'a\\x1B:25' is not a server"), String::npos) << error.what();
     }
 }
 

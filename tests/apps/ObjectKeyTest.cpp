@@ -77,7 +77,7 @@ TEST(ObjectKeyTest, NamesThatAListingCannotHoldHaveAProblem) {
 
 TEST(ObjectKeyTest, AKeyHas1024BytesAtMost) {
     EXPECT_EQ(keyErrorOf("pre/", std::string(1020, 'a')), "");
-    EXPECT_EQ(keyErrorOf("pre/", std::string(1021, 'a')), "its key has 1,025 bytes, and 1,024 are the limit");
+    EXPECT_EQ(keyErrorOf("pre/", std::string(1021, 'a')), "its key has 1,025 bytes, and 1,024 are allowed");
     EXPECT_NE(keyErrorOf("", std::string(1023, 'a') + "\xC3\xBC"), "");
 }
 

@@ -288,7 +288,7 @@ TEST_F(TransferQueueTest, AJobWhoseRequestIsRefusedAConnectionWaitsEvenWhereTheR
     queue.start(std::make_unique<CTestJob>(getAccess(), "4", m_events));
     queue.finish();
     EXPECT_THAT(m_events, UnorderedElementsAre("3 succeeds", "3 ends", "4 succeeds", "4 ends"));
-    EXPECT_THAT(m_output.str(), HasSubstr("going on with 1 transfer at once."));
+    EXPECT_THAT(m_output.str(), HasSubstr("continuing with 1 transfer at once."));
 }
 
 TEST_F(TransferQueueTest, TheLastConnectionIsNotGivenUp) {

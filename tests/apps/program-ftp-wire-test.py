@@ -67,8 +67,8 @@ class UsageTest(FakeServerTest):
                                 (["put", "file", "a/"], "'a/'"), (["backup", "nofolder", "/x"], "'nofolder'"),
                                 (["ls", "--tls", "some"], "--tls"), (["ls", "--server", "ftp://h/"], "'ftp://h/'"),
                                 (["ls", "--server", ""], "--server"), (["ls", "--tls-max", "1.1"], "--tls-max"),
-                                (["ls", "--server", "u:hidden@127.0.0.1"], "is no HOST"),
-                                (["ls", "--server", "me@127.0.0.1"], "is no HOST"), (["ls", "--jobs", "2"], "--jobs"),
+                                (["ls", "--server", "u:hidden@127.0.0.1"], "is not HOST"),
+                                (["ls", "--server", "me@127.0.0.1"], "is not HOST"), (["ls", "--jobs", "2"], "--jobs"),
                                 (["backup", "--jobs", "0", ".", "/x"], "--jobs"), (["rm", "/a\nb"], "CR, LF")):
             result = self.ftp(*arguments, code=2)
             self.assertIn(text, result.err)
@@ -113,8 +113,8 @@ class DownloadTest(FakeServerTest):
             self.server.faults["RETR /a"] = [Fault(cut=30000), Fault(cut=50000)]
             result = self.ftp("get", "/a", *target)
             self.assertEqual(self.read("file") if target else result.raw_out, BODY)
-            self.assertIn("broke off after 30.0 kB", result.err)
-            self.assertIn("broke off after 80.0 kB", result.err)
+            self.assertIn("was interrupted after 30.0 kB", result.err)
+            self.assertIn("was interrupted after 80.0 kB", result.err)
 
     def test_a_download_is_tried_again_as_often_as_it_may(self):
         self.server.faults["RETR /a"] = [Fault(cut=10)] * 6
@@ -149,7 +149,7 @@ class DownloadTest(FakeServerTest):
             self.server.faults["RETR /a"] = [Fault(cut=30000)]
             result = self.ftp("get", "/a", "file")
             self.assertEqual(self.read("file"), BODY)
-            self.assertNotIn("going on", result.err)
+            self.assertNotIn("continuing", result.err)
 
     def test_the_size_is_compared(self):
         self.server.faults["MLST /a"] = [Fault(reply="250-x\r\n type=file;size=99999; /a\r\n250 y")]
@@ -528,7 +528,7 @@ class BackupTest(FakeServerTest):
                 self.server.refusal, self.server.max_connections = refusal, limit
                 result = self.ftp("backup", "f", "/x")
                 self.assertIn("backed up: 30 files,", result.out)
-                self.assertIn(f"going on with {limit - 1} transfer", result.err)
+                self.assertIn(f"continuing with {limit - 1} transfer", result.err)
                 self.ftp("restore", "/x", f"r{limit}{refusal[:1]}")
                 self.assertEqual(self.files_in(f"r{limit}{refusal[:1]}"), self.files_in("f"))
 
@@ -541,7 +541,7 @@ class BackupTest(FakeServerTest):
             self.server.faults["RETR /x/1/01"] = [Fault(cut=5)]
             result = self.ftp("backup", "f", "/x")
             self.assertIn("backed up: 10 files,", result.out)
-            self.assertIn("going on over one connection", result.err)
+            self.assertIn("continuing over one connection", result.err)
             self.server.all_connections = 0
             result = self.ftp("restore", "/x", f"r{refusal[:1]}")
             self.assertEqual(self.files_in(f"r{refusal[:1]}"), self.files_in("f"))
@@ -575,14 +575,14 @@ class BackupTest(FakeServerTest):
                 self.server.max_connections = 1
                 self.server.faults = {"STOR *": [Fault(cut=5, then=occupy)], "MLSD /": [Fault(reply="421 Idle.", then=occupy)]}
                 result = self.ftp(*arguments, "--retries", "1", code=1)
-                self.assertIn("takes no further connection", result.err)
+                self.assertIn("accepts no further connection", result.err)
                 self.assertNotIn("PASSWORD", result.err)
                 self.assertNotIn("too slow", result.err)
         self.server.max_connections = 0
         for refusal in ("530 Sorry, the maximum number of clients is connected.", "530 Too many users.", "421 Too many."):
             self.server.refusal = refusal
             result = self.ftp("ls", "--retries", "0", code=None)
-            self.assertIn("takes no further connection", result.err)
+            self.assertIn("accepts no further connection", result.err)
             self.assertNotIn("too slow", result.err)
 
     def test_a_server_that_refuses_everything_ends_it(self):

@@ -58,7 +58,7 @@ class RestoreTest(FakeServerTest):
         self.assertEqual(self.files_in("r"), {"a": BODY})
         self.assertEqual(self.ranges(), ["bytes=30000-"])
         self.assertEqual(self.server.gets("a")[0]["If-Match"], self.server.etag("a"))
-        self.assertIn("'a' goes on after 30.0 kB that an earlier program has left", result.err)
+        self.assertIn("'a' continues after 30.0 kB that an earlier program has left", result.err)
         self.assertIn("1 continued download", result.out)
 
     def test_a_part_that_is_whole_needs_its_last_byte_only(self):

@@ -195,10 +195,10 @@ class LoginTest(ProxyTest):
             self.assertEqual(self.proxy.logins, [LOGIN])
 
     def test_a_missing_login_is_explained(self):
-        self.assertIn("The proxy wants a login", self.get("--proxy", self.proxy.url, code=4).err)
+        self.assertIn("The proxy requires a login", self.get("--proxy", self.proxy.url, code=4).err)
         self.start_ftp()
         result = self.run_program("--proxy", self.proxy.url, "ftp", "--tls", "none", "get", "/a", code=4)
-        self.assertIn("The proxy wants a login", result.err)
+        self.assertIn("The proxy requires a login", result.err)
 
     def test_failures_do_not_show_the_login(self):
         for proxy in (f"nonsense://{LOGIN}@127.0.0.1:1", f"http://{LOGIN}@127.0.0.1:99999", f"http://{LOGIN}@[h",

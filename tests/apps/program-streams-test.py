@@ -185,7 +185,7 @@ class UnreadableTest(StreamsTest):
                               ["ftp", "--tls", "none", "put", file, "/d/b"], [*SEND, "--text", file],
                               [*SEND, "--attach", file]):
                 with self.subTest(arguments):
-                    self.refuse(*arguments, reason=f"Cannot read the file '{file}': the system does not tell its size")
+                    self.refuse(*arguments, reason=f"Cannot read the file '{file}': the system does not report its size")
         self.assertEqual((list(self.s3.objects), list(self.ftp.files)), (["a"], ["/d/a"]))
 
     def test_credentials_that_cannot_be_read_are_named(self):

@@ -70,7 +70,7 @@ class UsageTest(ProgramTest):
                            ("--no-verfy s3 ls b", "has no option '--no-verfy'. Did you mean '--no-verify'?"),
                            ("s3 ls b --no-verify-etga", "Did you mean '--no-verify-etag'?"),
                            ("http get --quux u", "'vexil http get' has no option '--quux'\n"),
-                           ("s3 ls b p q", "'vexil s3 ls' takes no further argument: 'q'"),
+                           ("s3 ls b p q", "'vexil s3 ls' accepts no further argument: 'q'"),
                            ("s3", "a command is missing after 'vexil s3': put, get, head, ls, cp, rm, mb, backup or restore"),
                            ("", "a command is missing after 'vexil': http, s3, ftp, mail or compare")):
             result = self.run_program(*line.split(), code=2)
@@ -93,7 +93,7 @@ class UsageTest(ProgramTest):
         for line, text in (("s3 ls b --log-level loud", "--log-level: 'loud' is not one of quiet, error, warning, info, debug"),
                            ("ftp ls / --tls some", "--tls: 'some' is not one of none, explicit, implicit"),
                            ("ftp ls / --tls-max 1.1", "--tls-max: '1.1' is not one of 1.2, 1.3"),
-                           ("mail test --security SSL --server x", "--security is starttls, ssl or unencrypted, not 'SSL'"),
+                           ("mail test --security SSL --server x", "--security must be starttls, ssl or unencrypted, not 'SSL'"),
                            ("s3 ls b --retries -1", "--retries: '-1' is not a whole number from 0 to 1000000"),
                            ("s3 ls b --retries 1.5", "--retries: '1.5' is not a whole number from 0 to 1000000"),
                            ("s3 ls b --timeout nan", "--timeout: 'nan' is not a number from 0.001 to 1000000"),
@@ -154,7 +154,7 @@ class UsageTest(ProgramTest):
     @not_on_windows("a script for Linux")
     def test_the_run_script_refuses_wrong_arguments(self):
         for arguments, text in ((["--endpoint", "http://x"], "go together"), (["--nonsense"], "'--nonsense'"),
-                                (["/no/such/folder"], "'/no/such/folder'"), (["a", "b"], "one folder at most")):
+                                (["/no/such/folder"], "'/no/such/folder'"), (["a", "b"], "only one folder")):
             result = subprocess.run([PROJECT / "run", *arguments], capture_output=True, text=True, timeout=60)
             self.assertEqual(result.returncode, 2, result)
             self.assertIn(text, result.stderr)

@@ -55,9 +55,10 @@ CHostAndPort CHostAndPort::parse(const String& text) {
         result.port = isValid ? static_cast<int>(port) : 0;
     }
     if (!isValid) {
-        throw CInvalidArgError("CHostAndPort::parse", "'" + printable(redactURL(text)) +
-                                                          "' is no server: write HOST or HOST:PORT, such as "
-                                                          "mail.example.com:587 or [::1]:25");
+        throw CInvalidArgError("CHostAndPort::parse",
+                               "'" + printable(redactURL(text)) +
+                                   "' is not a server: write HOST or HOST:PORT, such as "
+                                   "mail.example.com:587 or [::1]:25");
     }
     return result;
 }

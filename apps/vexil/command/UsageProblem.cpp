@@ -86,7 +86,7 @@ std::string CUsageProblem::getSentence() const {
         return describeUnknownOption();
     }
     if (!m_unknown.empty()) {
-        return inQuotes(getFullName(*m_command)) + " takes no further argument: " + inQuotes(m_unknown);
+        return inQuotes(getFullName(*m_command)) + " accepts no further argument: " + inQuotes(m_unknown);
     }
     std::vector<std::string> names;
     for (const CLI::App* command : getCommandsOf(*m_command)) {

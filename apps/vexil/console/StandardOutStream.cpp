@@ -23,7 +23,7 @@ void CStandardOutStream::write(const void* data, int length) {
 void CStandardOutStream::seek(int64 position) {
     if (position != m_position) {
         throw CError(
-            "Standard output has bytes of a broken transfer already, and the transfer has to begin again.",
+            "Standard output already contains bytes of an interrupted transfer, which has to begin again.",
             "system");
     }
 }

@@ -32,7 +32,7 @@ CFileInStream::CFileInStream(const fs::path& path) : m_path(path) {
     m_size = m_file.pubseekoff(0, std::ios::end, std::ios::in);
     char byte = 0;
     if (m_size < 0 || (m_size == 0 && readBytes(&byte, 1) > 0)) {
-        throw CError("Cannot read the file '" + describe(path) + "': the system does not tell its size.",
+        throw CError("Cannot read the file '" + describe(path) + "': the system does not report its size.",
                      "system");
     }
     seek(0);
@@ -81,11 +81,10 @@ bool CFileInStream::hasChanged() const {
 
 void CFileInStream::checkUnchanged() const {
     if (hasChanged()) {
-        throw CError(
-            "The file '" + describe(m_path) +
-                "' was changed while it was stored: what is stored may be neither its old nor its new "
-                "content.",
-            "system");
+        throw CError("The file '" + describe(m_path) +
+                         "' was changed while it was stored: "
+                         "the stored content may be neither the old nor the new one.",
+                     "system");
     }
 }
 

@@ -30,7 +30,7 @@ const char* nameType(fs::file_type type) {
     case fs::file_type::socket:
         return "a socket";
     default:
-        return "no regular file";
+        return "not a regular file";
     }
 }
 
@@ -52,7 +52,7 @@ CFolderWalker::CFolderWalker(const fs::path& folder, const std::vector<std::stri
         throw CInvalidArgError("CFolderWalker", fs::exists(status)
                                                     ? "'" + describe(folder) + "' is not a folder"
                                                 : failure && status.type() != fs::file_type::not_found
-                                                    ? "cannot look at the folder '" + describe(folder) +
+                                                    ? "cannot examine the folder '" + describe(folder) +
                                                           "': " + describeFailure(failure)
                                                     : "there is no folder '" + describe(folder) + "'");
     }

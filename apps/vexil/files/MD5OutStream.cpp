@@ -18,7 +18,7 @@ void CMD5OutStream::write(const void* data, int length) {
 void CMD5OutStream::seek(int64 position) {
     const bool isBack = position != m_out->getPosition();
     if (isBack && position != m_markPosition) {
-        throw CError("The download cannot go back to a place from which its checksum is not known.");
+        throw CError("The download cannot return to a position without a known checksum.");
     }
     // Also to the current position: a failed write may have moved the file.
     m_out->seek(position);

@@ -24,13 +24,13 @@ CFTPClient::ConnectType toConnectType(FTPSecurity security) {
 String findServer(const COptions& options) {
     const String server = String::fromUTF8(findSetting(options.ftpServer, "VEXIL_FTP_SERVER").value_or(""));
     if (server.isEmpty()) {
-        throw CInvalidArgError(
-            "CFTPAccess", "there is no FTP server: name it with --server HOST[:PORT] or in VEXIL_FTP_SERVER");
+        throw CInvalidArgError("CFTPAccess",
+                               "there is no FTP server: give --server HOST[:PORT] or set VEXIL_FTP_SERVER");
     }
     // It becomes part of URLs.
     if (server.view().find_first_of(L"/@?#% \t") != std::wstring_view::npos) {
         throw CInvalidArgError("CFTPAccess", "the FTP server '" + printable(redactURL(server)) +
-                                                 "' is no HOST or HOST:PORT");
+                                                 "' is not HOST or HOST:PORT");
     }
     return server;
 }

@@ -28,8 +28,8 @@ private:
 
 void CFTPBackupCommand::define(CCommandSyntax& syntax) {
     syntax.command("backup", "Store all files of a folder below a directory of the server")
-        .argument("FOLDER", m_folder, "Folder to back up, with all below it")
-        .argument("DIRECTORY", m_directory, "Directory on the server, which is made if need be")
+        .argument("FOLDER", m_folder, "Folder to back up, with everything below it")
+        .argument("DIRECTORY", m_directory, "Directory on the server, which is created if it does not exist")
         .options("--exclude", "PATH", m_excluded,
                  "A file or folder to leave out, relative to FOLDER; may be repeated")
         .number("--jobs", "N", m_jobs, 1, CTransferQueue::maxCount,
@@ -38,12 +38,12 @@ void CFTPBackupCommand::define(CCommandSyntax& syntax) {
   vexil ftp backup ~/Documents /backups/documents
   vexil ftp backup project /backups/project --exclude build --exclude .cache
 
-Files of the same names are replaced, each when the new one is complete, and so is a file that is a folder now;
-others stay. A file does not replace a directory: it is named, and the exit code is 1. Links and special files
-are named and skipped; empty folders, modes and times are not kept. A file that cannot be read, or is changed
-meanwhile, or whose name the server refuses or changes, is named, the rest is stored, and the exit code is 1.
-Each file under way has a connection of its own, and there is one more; where the server takes fewer, fewer
-are under way.)");
+Files of the same names are replaced, each when the new one is complete; others stay. A folder replaces a
+file of its name. A file does not replace a directory: it is listed, and the exit code is 1. Links and
+special files are listed and skipped; empty folders, modes and times are not kept. Files that cannot be
+read, that change during the backup, or whose names the server refuses or changes are listed; the rest is
+stored and the exit code is 1. Each file in transfer has its own connection, and there is one more. If the
+server accepts fewer, fewer files are in transfer at once.)");
 }
 
 ExitCode CFTPBackupCommand::run(CSession& session) {

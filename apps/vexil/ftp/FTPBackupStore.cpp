@@ -23,7 +23,7 @@ void CFTPBackupStore::begin() {
     if (!m_access.getFTP().knowsMLST()) {
         m_access.getConsole().message(
             Verbosity::Warning,
-            "vexil: warning: the server knows neither MLSD nor MLST (RFC 3659). It can keep the backup, but "
+            "vexil: warning: the server knows neither MLSD nor MLST (RFC 3659). It can store the backup, but "
             "'vexil ftp restore' cannot fetch it; 'vexil ftp get' fetches single files.");
         return;
     }

@@ -54,8 +54,9 @@ void CFTPDownload::goOn() {
         return;
     }
     ++m_continuations;
-    m_access.getConsole().message(Verbosity::Info, "vexil: '" + printable(m_path) + "' broke off after " +
-                                                       formatBytes(written) + "; going on from there.");
+    m_access.getConsole().message(Verbosity::Info, "vexil: '" + printable(m_path) +
+                                                       "' was interrupted after " + formatBytes(written) +
+                                                       "; continuing from there.");
 }
 
 void CFTPDownload::takeInfos(const CNetRequest& request) {
@@ -77,7 +78,7 @@ void CFTPDownload::checkAnswer(CNetRequest& request) {
     // If the server does not report it in this way, libcurl has sent SIZE and compared.
     if (m_info && m_info->getSize() != written) {
         throw CError("Received " + String::fromInt(written) + " of the " +
-                     String::fromInt(m_info->getSize()) + " bytes that the server told of.");
+                     String::fromInt(m_info->getSize()) + " bytes that the server reported.");
     }
 }
 

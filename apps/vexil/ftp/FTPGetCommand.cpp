@@ -30,16 +30,16 @@ private:
 };
 
 void CFTPGetCommand::define(CCommandSyntax& syntax) {
-    syntax.command("get", "Fetch a file")
+    syntax.command("get", "Download a file")
         .argument("PATH", m_path, "File on the server")
         .optionalArgument("FILE", m_file,
-                          "Where to put it; a file of this name is replaced (default: standard output)")
+                          "The file to write; an existing file is replaced (default: standard output)")
         .footer(R"(Examples:
   vexil ftp get /photos/holiday.jpg holiday.jpg
   vexil ftp get /backups/list.txt | less
 
-A download that breaks goes on where it broke, as long as the server tells that the file is the same. The
-file gets its name when it is complete; nothing is left of one that fails.)");
+An interrupted download continues where it stopped, as long as the server reports the same file. The file gets
+its name when it is complete. A failed download leaves no file.)");
 }
 
 ExitCode CFTPGetCommand::run(CSession& session) {
@@ -47,8 +47,7 @@ ExitCode CFTPGetCommand::run(CSession& session) {
     if (m_path.ends_with('/')) {
         throw CInvalidArgError("CFTPGetCommand",
                                "the path '" + printable(String::fromUTF8(m_path)) +
-                                   "' means a directory. 'vexil ftp restore' fetches all files "
-                                   "of one");
+                                   "' means a directory. Use 'vexil ftp restore' for all its files");
     }
     // Check the login first, so that a missing login does not destroy an existing file.
     CFTPAccess access(session);

@@ -87,10 +87,10 @@ void CFTPLeftParts::remove(const TArray<String>& paths) {
 
 void CFTPLeftParts::restore(const String& part, const String& path) {
     const bool isRestored = m_access.getFTP().restoreNames({{part, path}}).empty();
-    tell(isRestored ? "'" + printable(path) +
-                          "' on the server has its name again, which an earlier run had taken away"
-                    : "vexil: warning: '" + printable(part) + "' on the server cannot get its name '" +
-                          printable(path) + "' back");
+    tell(isRestored
+             ? "'" + printable(path) + "' on the server has its name again, which an earlier run had changed"
+             : "vexil: warning: '" + printable(part) + "' on the server cannot get its name '" +
+                   printable(path) + "' back");
 }
 
 void CFTPLeftParts::tell(const String& text) const {

@@ -27,7 +27,7 @@ void CFTPLsCommand::define(CCommandSyntax& syntax) {
   vexil ftp ls
   vexil ftp ls /backups/documents
 
-An entry whose name cannot be read, because it is not UTF-8 or holds the end of a line, is named on standard
+An entry whose name cannot be read, because it is not UTF-8 or contains a line end, is listed on standard
 error, and the exit code is 1.)");
 }
 

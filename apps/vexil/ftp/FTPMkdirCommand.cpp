@@ -23,7 +23,7 @@ void CFTPMkdirCommand::define(CCommandSyntax& syntax) {
     syntax.command("mkdir", "Make a directory")
         .argument("DIRECTORY", m_path, "Directory on the server")
         .flag("-p,--parents", m_makesParents,
-              "Make those above it as well; one that is there already is no error")
+              "Also make missing directories above it; an existing directory is not an error")
         .footer(R"(Example:
   vexil ftp mkdir --parents /backups/documents)");
 }

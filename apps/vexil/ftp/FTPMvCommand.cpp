@@ -22,8 +22,8 @@ private:
 
 void CFTPMvCommand::define(CCommandSyntax& syntax) {
     syntax.command("mv", "Move or rename a file or directory, on the server")
-        .argument("FROM", m_from, "What to move")
-        .argument("TO", m_to, "Its new path; whether a file of this name is replaced is up to the server")
+        .argument("FROM", m_from, "The file or directory to move")
+        .argument("TO", m_to, "Its new path; the server decides whether an existing file is replaced")
         .footer(R"(Example:
   vexil ftp mv /photos/holiday.jpg /photos/2024/holiday.jpg)");
 }

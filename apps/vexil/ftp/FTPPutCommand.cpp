@@ -26,18 +26,17 @@ private:
 
 void CFTPPutCommand::define(CCommandSyntax& syntax) {
     syntax.command("put", "Store a file")
-        .argument("FILE", m_file, "What to store")
-        .argument(
-            "PATH", m_path,
-            "Its place on the server, a file of this name is replaced; with '/' at its end, the directory to "
-            "put it into under its own name")
-        .flag("-p,--parents", m_makesParents, "Make the directories that are missing")
+        .argument("FILE", m_file, "The file to store")
+        .argument("PATH", m_path,
+                  "Its path on the server; an existing file is replaced. "
+                  "With '/' at its end: the directory for it, where it keeps its name")
+        .flag("-p,--parents", m_makesParents, "Make missing directories")
         .footer(R"(Examples:
   vexil ftp put holiday.jpg /photos/2024/holiday.jpg --parents
   vexil ftp put holiday.jpg /photos/
 
-The file is stored as .NAME.vexil-part-RANDOM first, and gets its name, in place of a file that has it, when the
-server tells the right size. A directory is not replaced.)");
+The file is first stored as .NAME.vexil-part-RANDOM. It gets its name when the server reports the right
+size, and replaces a file of that name. A directory is not replaced.)");
 }
 
 ExitCode CFTPPutCommand::run(CSession& session) {

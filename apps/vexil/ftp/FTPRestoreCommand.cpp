@@ -25,18 +25,19 @@ private:
 };
 
 void CFTPRestoreCommand::define(CCommandSyntax& syntax) {
-    syntax.command("restore", "Fetch all files below a directory of the server")
+    syntax.command("restore", "Download all files below a directory into a folder")
         .argument("DIRECTORY", m_directory, "Directory on the server")
-        .argument("FOLDER", m_folder, "Folder to restore to, which is made if need be")
+        .argument("FOLDER", m_folder, "Folder to restore to, which is created if it does not exist")
         .number("--jobs", "N", m_jobs, 1, CTransferQueue::maxCount,
                 "How many files are fetched at once, at most (default: 8)")
         .footer(R"(Example:
   vexil ftp restore /backups/documents restored
 
-Files of the same names are replaced, each when its new content is complete; others stay. A download that
-breaks goes on where it broke, as long as the server tells that the file is the same. A file that cannot be
-stored (because its name would lead out of the folder, or cannot be one here) is named, the rest is restored,
-and the exit code is 1. If nothing is there to restore, it is 3. Links are named and skipped, but for those that the server shows as what they lead to.)");
+Files of the same names are replaced, each when its new content is complete; others stay. An interrupted
+download continues where it stopped, as long as the server reports the same file. Files that cannot be
+stored (because the name would lead out of the folder, or is not allowed here) are listed; the rest is
+restored and the exit code is 1. If there is nothing to restore, it is 3. Links are listed and skipped,
+unless the server shows them as their targets.)");
 }
 
 ExitCode CFTPRestoreCommand::run(CSession& session) {

@@ -20,13 +20,13 @@ private:
 };
 
 void CFTPRmtreeCommand::define(CCommandSyntax& syntax) {
-    syntax.command("rmtree", "Delete a directory with all below it")
+    syntax.command("rmtree", "Delete a directory with everything below it")
         .argument("DIRECTORY", m_path, "Directory on the server")
         .footer(R"(Example:
   vexil ftp rmtree /backups/documents
 
-There is no question before, and no way back. What cannot be deleted is named, the rest is deleted, and the exit
-code is 1. A link is deleted, and what it leads to is kept. The root (/) is refused.)");
+The command does not ask, and deleted files are lost. Entries that cannot be deleted are listed; the rest is
+deleted and the exit code is 1. A link is deleted, but not its target. The root (/) is refused.)");
 }
 
 ExitCode CFTPRmtreeCommand::run(CSession& session) {

@@ -170,7 +170,7 @@ CFTPDirEntry CFTPSession::getInfo(const String& path) {
     }
     const TArray<CFTPDirEntry> infos = findInfos(m_request);
     if (infos.empty()) {
-        throw CError("The server's answer about '" + path + "' tells nothing.");
+        throw CError("The server's reply about '" + path + "' contains no entry.");
     }
     m_hasMLSTWorked = true;
     return infos.back();
@@ -221,7 +221,7 @@ void CFTPSession::makeDirs(const String& path) {
     }
     const TArray<CFTPDirEntry> infos = findInfos(m_request);
     if (infos.empty() || infos.back().getType() != zet::IFileInfoBase::TypeDirectory) {
-        throw CError("There is no directory '" + path + "' on the server, but something else of this name.",
+        throw CError("There is no directory '" + path + "' on the server, but another entry of this name.",
                      "ftp");
     }
 }

@@ -21,7 +21,7 @@ private:
 
 void CFTPStatCommand::define(CCommandSyntax& syntax) {
     syntax.command("stat", "Show one file or directory: type, size, time of change (UTC), name")
-        .argument("PATH", m_path, "What to look at on the server")
+        .argument("PATH", m_path, "The file or directory on the server")
         .footer(R"(Example:
   vexil ftp stat /backups/list.txt)");
 }

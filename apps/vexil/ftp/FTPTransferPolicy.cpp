@@ -143,7 +143,7 @@ void CFTPTransferPolicy::throwWithReply(const CCURLError& error, CNetRequest& re
     }
     const bool isMisread = isMisreadHandshake(error.getCode(), code);
     const CCURLError described(isMisread ? CURLE_SSL_CONNECT_ERROR : static_cast<CURLcode>(error.getCode()),
-                               isMisread ? String("on the connection for data") : request.getErrorMessage(),
+                               isMisread ? String("on the data connection") : request.getErrorMessage(),
                                "ftp", code, describeReply(request, code), "", error.getURL(), "");
     // AUTH comes before the login, PROT after it.
     if (error.getCode() == CURLE_USE_SSL_FAILED && hasReply(request, replyLoggedIn)) {
@@ -189,7 +189,7 @@ bool CFTPTransferPolicy::isRefusedConnection(CNetRequest& request, const CError&
 void throwIfOnlyThisBreaks(const CFTPTransferPolicy& policy, const CError& error) {
     if (policy.hasTransferred() && isBrokenDataHandshake(error)) {
         throw CError(
-            "The server has ended the connection for data before it was encrypted: it may refuse this file",
+            "The server has ended the data connection before it was encrypted: it may refuse this file",
             "ftp");
     }
 }

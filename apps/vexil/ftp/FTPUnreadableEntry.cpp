@@ -21,11 +21,11 @@ FTPUnreadableEntry::FTPUnreadableEntry(const std::string& line) {
     const std::string nameBytes = line.substr(line.find(' ') + 1);
     name = printableBytes(nameBytes);
     if (nameBytes.find('\n') != std::string::npos) {
-        problem = "its name holds the end of a line";
+        problem = "its name contains a line end";
     } else if (!isUTF8(nameBytes)) {
         problem = "its name is not UTF-8 text";
     } else {
-        problem = "what the server tells of it cannot be read";
+        problem = "its facts cannot be read";
     }
 }
 

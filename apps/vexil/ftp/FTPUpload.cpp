@@ -338,8 +338,9 @@ void CFTPUpload::throwIsDirectory() const {
 void CFTPUpload::throwIfNoRoom(const CNetRequest& request) const {
     const TArray<CNetReply> refusals = findRefusals(request);
     if (!refusals.empty()) {
-        throwRefusal("The server takes no more of the file: its disk, or the quota of this user, may be full",
-                     makeRefusal(request, refusals.back()));
+        throwRefusal(
+            "The server accepts no more of the file: its disk, or the quota of this user, may be full",
+            makeRefusal(request, refusals.back()));
     }
 }
 

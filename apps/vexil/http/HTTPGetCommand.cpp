@@ -42,14 +42,14 @@ private:
 
 void CHTTPGetCommand::define(CCommandSyntax& syntax) {
     syntax.command("get", "Download a URL")
-        .argument("URL", m_url, "What to download")
+        .argument("URL", m_url, "The URL to download")
         .optionalArgument("FILE", m_file,
-                          "Where to put it; a file of this name is replaced (default: standard output)")
+                          "The file to write; an existing file is replaced (default: standard output)")
         .footer(R"(Examples:
   vexil http get https://example.com/list.txt list.txt
   vexil http get https://example.com/list.txt | less
 
-The file gets its name when the download is complete; nothing is left of one that fails.)");
+The file gets its name when the download is complete. A failed download leaves no file.)");
 }
 
 ExitCode CHTTPGetCommand::run(CSession& session) {

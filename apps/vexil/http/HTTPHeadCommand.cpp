@@ -23,7 +23,7 @@ private:
 
 void CHTTPHeadCommand::define(CCommandSyntax& syntax) {
     syntax.command("head", "Show the status line and the headers of a URL")
-        .argument("URL", m_url, "What to ask for")
+        .argument("URL", m_url, "The URL to ask for")
         .footer(R"(Example:
   vexil http head https://example.com/)");
 }

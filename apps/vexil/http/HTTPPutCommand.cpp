@@ -26,8 +26,8 @@ private:
 
 void CHTTPPutCommand::define(CCommandSyntax& syntax) {
     syntax.command("put", "Upload a file to a URL (HTTP PUT)")
-        .argument("FILE", m_file, "What to upload")
-        .argument("URL", m_url, "Where to put it")
+        .argument("FILE", m_file, "The file to upload")
+        .argument("URL", m_url, "The URL to upload to")
         .footer(R"(Example:
   vexil http put list.txt https://example.com/dav/list.txt)");
 }

@@ -96,7 +96,7 @@ void CRedirectFollower::check(CNetRequest& request, const String& target) const 
     }
     if (scheme == "http" && !m_setup.mayLeaveEncryption() && request.getURL().startsWithNoCase("https:")) {
         refuse(CURLE_UNSUPPORTED_PROTOCOL,
-               "a redirect from https to http is followed with --redirect-to-http only");
+               "a redirect from https to http is only followed with --redirect-to-http");
     }
     if (m_setup.isTimeOver(getElapsed())) {
         refuse(CURLE_OPERATION_TIMEDOUT, "the time limit has passed");

@@ -96,7 +96,7 @@ String readMailText(const std::string& file, CConsole& console) {
         return String::fromUTF8(bytes);
     } catch (const CError&) {
         console.message(Verbosity::Warning,
-                        "vexil: warning: the text is not UTF-8; what could not be read is replaced");
+                        "vexil: warning: the text is not UTF-8; unreadable bytes are replaced");
         return String::fromUTF8Lossy(bytes);
     }
 }

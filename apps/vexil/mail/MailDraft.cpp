@@ -26,8 +26,8 @@ void checkAddress(const String& address) {
     if (!isValidEmailAddress(address) ||
         !std::all_of(address.view().begin(), address.view().end(), isASCII) ||
         address.view().find_first_of(specials) != std::wstring_view::npos) {
-        throw CInvalidArgError("CMailDraft", "'" + printable(address) +
-                                                 "' is no mail address; one looks like jo@example.com");
+        throw CInvalidArgError("CMailDraft",
+                               "'" + printable(address) + "' is not a mail address, such as jo@example.com");
     }
     if (address.length() > maxAddressLength) {
         throw CInvalidArgError("CMailDraft",

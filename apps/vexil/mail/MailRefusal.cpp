@@ -122,8 +122,8 @@ private:
 
     String getMessage() const {
         if (m_mayHaveBeenSent) {
-            return "The whole mail was sent, but the server's reply to it did not come or is not clear (" +
-                   withoutReply() + "). The server may have taken the mail.";
+            return "The whole mail was sent, but the server's reply did not come or is unclear (" +
+                   withoutReply() + "). The server may have accepted the mail.";
         }
         if (isTooLarge()) {
             return "The server refuses the mail because of its size.";
@@ -148,11 +148,11 @@ private:
             return "The server refuses to encrypt the connection.";
         case Refused::Login:
             return isTemporary()            ? "The server cannot check the login."
-                   : isLoginOfAnotherKind() ? "The server and this program know no common way to log in."
+                   : isLoginOfAnotherKind() ? "The server offers no way to log in that this program knows."
                                             : "The server refuses the login.";
         case Refused::Sender:
             return m_code == serverTroubleCode || m_code == serverFullCode
-                       ? "The server takes no mail for now."
+                       ? "The server accepts no mail for now."
                        : "The server refuses the sender.";
         case Refused::Recipient: {
             const String recipient = findRefusedRecipient();
@@ -180,29 +180,27 @@ private:
 
     String getAdvice() const {
         if (m_mayHaveBeenSent) {
-            return "Find out whether it has arrived before you send it again.";
+            return "Check whether it has arrived before you send it again.";
         }
         if (isTooLarge()) {
-            return "Send less, or in several mails.";
+            return "Send less, or several mails.";
         }
         if (m_refused != Refused::Nothing && isEncryptionMissing()) {
             return "Try --security starttls, usually on port 587, or --security ssl, usually on port 465.";
         }
         if (isLoginMissing()) {
-            return "Name a login: set VEXIL_MAIL_USER and VEXIL_MAIL_PASSWORD. The server may take a login "
-                   "on an encrypted "
-                   "connection only, see --security.";
+            return "Give a login: set VEXIL_MAIL_USER and VEXIL_MAIL_PASSWORD. "
+                   "The server may accept a login only on an encrypted connection, see --security.";
         }
         if (isTemporary()) {
             return tryLater;
         }
         if (m_error.getCode() == CURLE_USE_SSL_FAILED) {
-            return "The server offers no STARTTLS there. Try --security ssl or, on a safe way only, "
-                   "--security "
-                   "unencrypted.";
+            return "The server offers no STARTTLS there. "
+                   "Try --security ssl or, only in a trusted network, --security unencrypted.";
         }
         if (isLoginOfAnotherKind()) {
-            return "Ask who runs the server for one that takes a user name and a password.";
+            return "Ask the operator of the server for a login with a user name and a password.";
         }
         return isLoginRefused()
                    ? "Check VEXIL_MAIL_USER and VEXIL_MAIL_PASSWORD, or the file of --credentials."

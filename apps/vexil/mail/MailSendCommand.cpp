@@ -42,25 +42,25 @@ private:
 
 void CMailSendCommand::define(CCommandSyntax& syntax) {
     syntax.command("send", "Send a mail")
-        .option("--from", "ADDRESS", m_from, "The sender, as jo@example.com")
+        .option("--from", "ADDRESS", m_from, "The sender, such as jo@example.com")
         .option("--name", "NAME", m_name, "The sender's name")
         .options("--to", "ADDRESS", m_to, "A recipient; may be repeated")
-        .options("--cc", "ADDRESS", m_cc, "One who gets a copy; may be repeated")
+        .options("--cc", "ADDRESS", m_cc, "A recipient of a copy; may be repeated")
         .options("--bcc", "ADDRESS", m_bcc,
-                 "One who gets a copy of which the others do not learn; may be repeated")
+                 "A recipient of a copy whom the others do not see; may be repeated")
         .option("--subject", "TEXT", m_subject, "The subject line")
         .fileOption("--text", m_textFile,
                     "The text in UTF-8; - for standard input (default: no text). May be a pipe")
-        .options("--attach", "FILE", m_attachments, "A file or pipe to send along; may be repeated");
+        .options("--attach", "FILE", m_attachments, "A file or pipe to attach; may be repeated");
     m_server.define(syntax);
     syntax.footer(R"(Examples:
   vexil mail send --server mail.example.com --from backup@example.com \
       --to jo@example.com --subject 'Backup done' --text report.txt --attach files.txt
   df -h | vexil mail send --from backup@example.com --to jo@example.com --text -
 
-A server that refuses one recipient gets no mail for the others either. If the connection fails when the whole mail
-was sent, the server may have taken it: the message says so, and the exit code is 1. A recipient that is named twice
-gets the mail once.)");
+If the server refuses one recipient, nobody gets the mail. If the connection fails after the whole mail was
+sent, the server may have accepted it: the message says so, and the exit code is 1. A recipient that is
+named twice gets the mail once.)");
 }
 
 ExitCode CMailSendCommand::run(CSession& session) {
@@ -86,7 +86,7 @@ CMailDraft CMailSendCommand::makeDraft(CSession& session) const {
     }
     if (draft.getRecipients().empty()) {
         throw CInvalidArgError("CMailSendCommand",
-                               "there is no recipient: name one with --to, --cc or --bcc");
+                               "there is no recipient: give one with --to, --cc or --bcc");
     }
     draft.setSubject(toText(m_subject));
     if (!m_textFile.empty()) {

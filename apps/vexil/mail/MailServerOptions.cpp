@@ -32,11 +32,12 @@ void CMailServerOptions::define(CCommandSyntax& syntax) {
     syntax
         .option(
             "--server", "HOST[:PORT]", m_server,
-            "The mail server (default: the environment's VEXIL_MAIL_SERVER; without a port 587, 465 or 25 "
-            "by --security)")
-        .option("--security", "KIND", m_security,
-                "starttls (default), ssl (TLS from the first byte) or unencrypted, with which password and "
-                "mail are readable on the way");
+            "The mail server (default: the environment's VEXIL_MAIL_SERVER; without a port 587, 465 or 25, "
+            "depending on --security)")
+        .option(
+            "--security", "KIND", m_security,
+            "starttls (default), ssl (TLS from the first byte) or unencrypted: then others on the network "
+            "can read the password and the mail");
 }
 
 CSMTPParams CMailServerOptions::makeParams(const CCredentials& login) const {
@@ -50,7 +51,7 @@ String CMailServerOptions::getServer() const {
     const std::string server = findSetting(m_server, serverVariable).value_or("");
     if (server.empty()) {
         throw CInvalidArgError(place,
-                               String("no mail server is named: give --server or set ") + serverVariable);
+                               String("there is no mail server: give --server or set ") + serverVariable);
     }
     return String::fromUTF8Lossy(server);
 }
@@ -60,8 +61,8 @@ CSMTPParams::ConnectType CMailServerOptions::getSecurity() const {
     try {
         return CSMTPParams::connectTypeToInt(name);
     } catch (const CInvalidArgError&) {
-        throw CInvalidArgError(place,
-                               "--security is starttls, ssl or unencrypted, not '" + printable(name) + "'");
+        throw CInvalidArgError(place, "--security must be starttls, ssl or unencrypted, not '" +
+                                          printable(name) + "'");
     }
 }
 

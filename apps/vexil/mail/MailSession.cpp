@@ -40,7 +40,7 @@ void CMailSession::send(const CMailDraft& draft) {
             [&] { m_client.sendMail(draft.getSender(), draft.getRecipients(), *message); });
     if (isLoginSkipped()) {
         m_session.getConsole().message(Verbosity::Warning,
-                                       String("vexil: warning: ") + noLogin + " It has taken the mail.");
+                                       String("vexil: warning: ") + noLogin + " It has accepted the mail.");
     }
 }
 
@@ -57,7 +57,7 @@ void CMailSession::perform(const TArray<String>& recipients, const std::function
     } catch (const CCURLError& error) {
         const bool mayHaveBeenSent = m_client.mayHaveBeenSent();
         if (mayHaveBeenSent && CInterrupt::isRequested()) {
-            m_session.getConsole().message(Verbosity::Error, "vexil: the server may have taken the mail");
+            m_session.getConsole().message(Verbosity::Error, "vexil: the server may have accepted the mail");
         }
         throw makeMailError(error, m_client.getRequest().getReplies(), recipients, mayHaveBeenSent);
     }

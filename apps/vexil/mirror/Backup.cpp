@@ -47,9 +47,8 @@ public:
         // The checksum matched, but another program may have been in the middle of rewriting the file.
         if (m_file->hasChanged()) {
             m_isStored = true;
-            throw CError(
-                "the file was changed while it was backed up: what is stored may be neither its old nor its "
-                "new content");
+            throw CError("the file was changed while it was backed up: "
+                         "the stored content may be neither the old nor the new one");
         }
         m_fileProgress.complete(m_file->getSize());
     }

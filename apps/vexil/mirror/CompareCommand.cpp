@@ -27,12 +27,12 @@ void CCompareCommand::define(CCommandSyntax& syntax) {
     syntax.command("compare", "Compare the files of two folders, byte for byte")
         .argument("FOLDER", m_first, "One folder")
         .argument("OTHER", m_second, "The other folder")
-        .options("--exclude", "PATH", m_excluded, "A file or folder to leave out in both; may be repeated")
+        .options("--exclude", "PATH", m_excluded, "A file or folder to ignore in both; may be repeated")
         .footer(R"(Example:
   vexil compare ~/Documents restored
 
-Each difference is printed. Links, special files and empty folders do not count. The exit code is 0 when
-all regular files are the same and 1 otherwise.)");
+Each difference is printed. Links, special files and empty folders are ignored. The exit code is 0 if all
+regular files are equal and 1 otherwise.)");
 }
 
 ExitCode CCompareCommand::run(CSession& session) {

@@ -215,10 +215,10 @@ String findNameProblem(const String& name) {
 
     const std::wstring_view text = name.view();
     if (text.find_first_of(L"<>:\"/\\|?*") != std::wstring_view::npos) {
-        return "has a character that Windows does not allow in a name";
+        return "contains a character that Windows does not allow in a name";
     }
     if (text.ends_with(L'.') || text.ends_with(L' ')) {
-        return "ends in a full stop or a blank, which Windows drops";
+        return "ends in a full stop or a space, which Windows drops";
     }
     const String stem = name.substr(0, name.find(L'.')).toLower();
     if (std::find(devices.begin(), devices.end(), stem.view()) != devices.end()) {

@@ -73,7 +73,7 @@ std::string CHelpFormatter::make_footer(const CLI::App* app) const {
         const bool hasGroupOptions = group->get_parent() && group->get_options().size() > 1;
         hint = "\nThe options of 'vexil --help'" +
                (hasGroupOptions ? " and 'vexil " + group->get_name() + " --help'" : std::string()) +
-               " may stand after the command.\n";
+               " are also allowed after the command.\n";
     }
     // CLI11 before version 2.4 writes the empty line itself.
     constexpr bool isEmptyLineMissing = CLI11_VERSION_MAJOR * 1000 + CLI11_VERSION_MINOR >= 2004;

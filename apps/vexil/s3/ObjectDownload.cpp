@@ -52,7 +52,7 @@ void CObjectDownload::goOn(CFileOutStream& left, int64 size, const String& eTag)
     m_eTag = eTag;
     m_left = &left;
     ++m_continuations;
-    m_access.getConsole().message(Verbosity::Info, "vexil: '" + printable(m_key) + "' goes on after " +
+    m_access.getConsole().message(Verbosity::Info, "vexil: '" + printable(m_key) + "' continues after " +
                                                        formatBytes(size) +
                                                        " that an earlier program has left.");
 }
@@ -69,7 +69,7 @@ void CObjectDownload::checkAnswer(CNetRequest& request) {
     checkAnswerIsComplete(request);
     // Bytes after a status line that could not be parsed, which libcurl calls a success.
     if (request.getDefaultReceiveBuffer()->getUsed() > 0) {
-        throw CError("The answer's status line '" + request.getHTTPStatusLine() + "' does not tell success.");
+        throw CError("The status line '" + request.getHTTPStatusLine() + "' is not a success.");
     }
     checkAnswerLength(request, getWrittenBytes() - m_offset);
     if (m_offset > 0) {
@@ -112,9 +112,9 @@ bool CObjectDownload::tryToRestart() {
     }
     ++m_restarts;
     m_eTag.clear();
-    m_access.getConsole().message(Verbosity::Info, "vexil: '" + printable(m_key) +
-                                                       "' came with other content than its ETag stands for; "
-                                                       "fetching it again.");
+    m_access.getConsole().message(Verbosity::Info,
+                                  "vexil: '" + printable(m_key) +
+                                      "' came with other content than its ETag says; fetching it again.");
     return true;
 }
 
@@ -145,10 +145,10 @@ bool CObjectDownload::canBeginAnew(CNetRequest& request, const CError& error) {
         checkContinuation(request);
     }
     ++m_continuations;
-    m_access.getConsole().message(Verbosity::Info, "vexil: '" + printable(m_key) + "' broke off after " +
-                                                       formatBytes(getWrittenBytes()) + " (" +
-                                                       printable(error.getMessage()) +
-                                                       "); going on from there.");
+    m_access.getConsole().message(Verbosity::Info,
+                                  "vexil: '" + printable(m_key) + "' was interrupted after " +
+                                      formatBytes(getWrittenBytes()) + " (" + printable(error.getMessage()) +
+                                      "); continuing from there.");
     return true;
 }
 
@@ -160,7 +160,7 @@ void CObjectDownload::restartOrThrow(const CError& error) {
         // The bytes are already in a pipe.
         error.throwClone();
     }
-    m_access.getConsole().message(Verbosity::Info, "vexil: '" + printable(m_key) + "' broke off (" +
+    m_access.getConsole().message(Verbosity::Info, "vexil: '" + printable(m_key) + "' was interrupted (" +
                                                        printable(error.getMessage()) +
                                                        ") and has no strong ETag; fetching it again.");
 }
@@ -190,9 +190,9 @@ bool CObjectDownload::canFallBack(CNetRequest& request, const CError& error) {
     m_hasWrongContent = false;
     m_eTag.clear();
     --m_continuations;
-    m_access.getConsole().message(Verbosity::Info, "vexil: what an earlier program has left of '" +
-                                                       printable(m_key) +
-                                                       "' is of no use; fetching all of it.");
+    m_access.getConsole().message(
+        Verbosity::Info, "vexil: the part of '" + printable(m_key) +
+                             "' that an earlier program has left cannot be used; fetching all of it.");
     return true;
 }
 
@@ -201,8 +201,8 @@ void CObjectDownload::checkContinuation(const CNetRequest& request) {
         throwReplaced();
     }
     if (!isContinued(request)) {
-        throw CError("The server went on with other bytes of the object '" + printable(m_key) +
-                     "' than those that were missing (Content-Range: '" +
+        throw CError("The server continued the object '" + printable(m_key) +
+                     "' with other bytes than the missing ones (Content-Range: '" +
                      printable(getAnswerHeader(request, "content-range")) + "').");
     }
     m_isLeftConfirmed = true;

@@ -44,19 +44,18 @@ String makeObjectKey(const String& prefix, const std::filesystem::path& relative
     String key = prefix + toText(relativePath);
     if (const std::size_t bytes = key.toUTF8().size(); bytes > maxKeyBytes) {
         throw CError("its key has " + formatNumberOf(static_cast<int64>(bytes), "byte") + ", and " +
-                     formatCount(maxKeyBytes) + " are the limit");
+                     formatCount(maxKeyBytes) + " are allowed");
     }
     return key;
 }
 
 String findListingProblem(const String& key) {
     if (!std::all_of(key.view().begin(), key.view().end(), isXMLCharacter)) {
-        return "its name has a control character, which the listings of this server cannot hold";
+        return "its name has a control character, which the listings of this server cannot contain";
     }
     if (zet::isWhiteSpace(key[0])) {
-        return "its name begins with a space or a line end, which the listings of this server may lose; with "
-               "a PREFIX it "
-               "could be stored";
+        return "its name begins with a space or a line end, which the listings of this server may lose; "
+               "with a PREFIX it could be stored";
     }
     return String();
 }

@@ -40,7 +40,7 @@ bool CObjectUpload::canBeginAnew(CNetRequest&, const CError& error) {
     }
     m_hasWrongContent = false;
     m_access.getConsole().message(Verbosity::Info, "vexil: the upload failed (" + error.getMessage() +
-                                                       "); beginning it again.");
+                                                       "); starting it again.");
     return true;
 }
 

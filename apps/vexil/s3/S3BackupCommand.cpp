@@ -28,8 +28,8 @@ private:
 
 void CS3BackupCommand::define(CCommandSyntax& syntax) {
     syntax.command("backup", "Store all files of a folder as objects")
-        .argument("FOLDER", m_folder, "Folder to back up, with all below it")
-        .argument("BUCKET", m_bucket, "Bucket to store them in")
+        .argument("FOLDER", m_folder, "Folder to back up, with everything below it")
+        .argument("BUCKET", m_bucket, "Bucket for the objects")
         .optionalArgument("PREFIX", m_prefix, "Folder within the bucket (default: none)")
         .options("--exclude", "PATH", m_excluded,
                  "A file or folder to leave out, relative to FOLDER; may be repeated")
@@ -39,13 +39,13 @@ void CS3BackupCommand::define(CCommandSyntax& syntax) {
   vexil s3 backup ~/Documents backups documents/
   vexil s3 backup project backups --exclude build --exclude .cache
 
-Each regular file becomes an object named PREFIX/path, of at most 5 GiB. Links and special files are named and
-skipped; empty folders, modes and times are not kept. A file that cannot be read, or is changed
-meanwhile, is named, the rest is stored, and the exit code is 1.
+Each regular file becomes an object named PREFIX/path, of at most 5 GiB. Links and special files are listed
+and skipped; empty folders, modes and times are not kept. Files that cannot be read or that change during
+the backup are listed; the rest is stored and the exit code is 1.
 
-At the end the bucket is listed below PREFIX. The old object of a file that has become a folder is deleted when
-all files are stored. Objects that are left from a folder that has become a file stay; they are named, and the
-exit code is 1. Keys that may not list the bucket get a warning.)");
+At the end the bucket is listed below PREFIX. If a file has become a folder, its old object is deleted after
+all files are stored. If a folder has become a file, its old objects stay; they are listed, and the exit
+code is 1. If the keys are not allowed to list the bucket, there is a warning.)");
 }
 
 ExitCode CS3BackupCommand::run(CSession& session) {

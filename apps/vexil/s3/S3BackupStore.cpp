@@ -82,8 +82,8 @@ void CS3BackupStore::finish(const CFolderWalker& walker, bool isComplete, const 
         }
         m_access.getConsole().message(
             Verbosity::Warning,
-            "vexil: warning: the bucket cannot be listed, so old objects of files that have become "
-            "folders, and of folders that have become files, are not looked for");
+            "vexil: warning: the bucket cannot be listed, so this backup does not search for old objects of "
+            "files that have become folders, and of folders that have become files");
         return;
     }
     groups.finish();
@@ -101,8 +101,8 @@ void CS3BackupStore::handleGroup(const CFolderWalker& walker, bool isComplete, c
     } else {
         report(key, "there are " + formatNumberOf(static_cast<int64>(group.below.size()), "object") +
                         " below '" + printable(key) +
-                        "/' as well, and a restore can make only a file or a folder of it: what is "
-                        "newer. Delete what is outdated with 'vexil s3 rm'");
+                        "/' as well, and a restore makes only the newer of the two: the file or the folder. "
+                        "Delete outdated objects with 'vexil s3 rm'");
     }
     CObjectGroups groups([&](const CObjectGroup& inner) { handleGroup(walker, isComplete, report, inner); });
     for (const P<CS3ListObjectsElement>& object : group.below) {

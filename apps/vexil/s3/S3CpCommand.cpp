@@ -21,9 +21,9 @@ private:
 
 void CS3CpCommand::define(CCommandSyntax& syntax) {
     syntax.command("cp", "Copy an object within its bucket, on the server")
-        .argument("BUCKET", m_bucket, "Bucket that holds it")
+        .argument("BUCKET", m_bucket, "Bucket of the object")
         .argument("FROM", m_from, "Name of the object")
-        .argument("TO", m_to, "Name of the copy; an object of this name is replaced")
+        .argument("TO", m_to, "Name of the copy; an existing object is replaced")
         .footer(R"(Example:
   vexil s3 cp photos holiday.jpg 2024/holiday.jpg)");
 }

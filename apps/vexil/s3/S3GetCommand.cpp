@@ -30,17 +30,17 @@ private:
 };
 
 void CS3GetCommand::define(CCommandSyntax& syntax) {
-    syntax.command("get", "Fetch an object")
-        .argument("BUCKET", m_bucket, "Bucket that holds it")
+    syntax.command("get", "Download an object")
+        .argument("BUCKET", m_bucket, "Bucket of the object")
         .argument("KEY", m_key, "Name of the object")
         .optionalArgument("FILE", m_file,
-                          "Where to put it; a file of this name is replaced (default: standard output)")
+                          "The file to write; an existing file is replaced (default: standard output)")
         .footer(R"(Examples:
   vexil s3 get photos 2024/holiday.jpg holiday.jpg
   vexil s3 get backups list.txt | less
 
-A download that breaks goes on where it broke. The file gets its name when it is
-complete; nothing is left of one that fails.)");
+An interrupted download continues where it stopped. The file gets its name when it is complete. A failed
+download leaves no file.)");
 }
 
 ExitCode CS3GetCommand::run(CSession& session) {

@@ -22,7 +22,7 @@ private:
 
 void CS3HeadCommand::define(CCommandSyntax& syntax) {
     syntax.command("head", "Show the headers of an object: size, time, ETag, type")
-        .argument("BUCKET", m_bucket, "Bucket that holds it")
+        .argument("BUCKET", m_bucket, "Bucket of the object")
         .argument("KEY", m_key, "Name of the object")
         .footer(R"(Example:
   vexil s3 head photos 2024/holiday.jpg)");

@@ -30,7 +30,7 @@ private:
 void CS3LsCommand::define(CCommandSyntax& syntax) {
     syntax.command("ls", "List the objects of a bucket: size, time of change, name")
         .argument("BUCKET", m_bucket, "Bucket to list")
-        .optionalArgument("PREFIX", m_prefix, "Only names that begin like this (default: all)")
+        .optionalArgument("PREFIX", m_prefix, "Only names that begin with this text (default: all)")
         .footer(R"(Examples:
   vexil s3 ls photos
   vexil s3 ls photos 2024/)");

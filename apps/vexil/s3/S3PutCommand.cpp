@@ -26,11 +26,11 @@ private:
 
 void CS3PutCommand::define(CCommandSyntax& syntax) {
     syntax.command("put", "Store a file as an object")
-        .argument("FILE", m_file, "What to store, at most 5 GiB")
-        .argument("BUCKET", m_bucket, "Bucket to store it in")
-        .argument("KEY", m_key, "Name of the object; one of this name is replaced")
+        .argument("FILE", m_file, "The file to store, at most 5 GiB")
+        .argument("BUCKET", m_bucket, "Bucket of the object")
+        .argument("KEY", m_key, "Name of the object; an existing object is replaced")
         .option("--content-type", "TYPE", m_contentType,
-                "MIME type to keep with it (default: application/octet-stream)")
+                "MIME type of the object (default: application/octet-stream)")
         .footer(R"(Example:
   vexil s3 put holiday.jpg photos 2024/holiday.jpg --content-type image/jpeg)");
 }

@@ -25,22 +25,22 @@ private:
 };
 
 void CS3RestoreCommand::define(CCommandSyntax& syntax) {
-    syntax.command("restore", "Make files of all objects below a prefix")
-        .argument("BUCKET", m_bucket, "Bucket that holds them")
+    syntax.command("restore", "Download all objects below a prefix into a folder")
+        .argument("BUCKET", m_bucket, "Bucket of the objects")
         .arguments("FOLDER", "[PREFIX] FOLDER", m_prefixAndFolder, 1, 2,
                    "Folder within the bucket (default: all of it), and the folder to restore to, which is "
-                   "made if need be")
+                   "created if it does not exist")
         .number("--jobs", "N", m_jobs, 1, CTransferQueue::maxCount,
                 "How many objects are fetched at once, at most (default: 8)")
         .footer(R"(Examples:
   vexil s3 restore backups documents/ restored
   vexil s3 restore backups everything
 
-Files of the same names are replaced, each when its new content is complete; others stay. A download
-that breaks goes on where it broke; one of a killed program, too, if the object is
-the same. An object that cannot become a file (because
-its name would lead out of the folder, or it is both a file and a folder, of which the newer is restored)
-is named, the rest is restored, and the exit code is 1. If nothing is there to restore, it is 3.)");
+Files of the same names are replaced, each when its new content is complete; others stay. An interrupted
+download continues where it stopped, also after the program was killed, if the object is the same. Objects
+that cannot become files are listed, for example if the name would lead out of the folder, or if there is a
+newer folder of that name. The rest is restored, and the exit code is 1. If there is nothing to restore, it
+is 3.)");
 }
 
 ExitCode CS3RestoreCommand::run(CSession& session) {

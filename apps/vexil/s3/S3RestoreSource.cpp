@@ -147,12 +147,12 @@ void CS3RestoreSource::handleGroup(const CObjectGroup& group) {
         give(group.object, "");
         for (const P<CS3ListObjectsElement>& element : group.below) {
             give(element,
-                 "the object " + name + " is newer, and only one of them can be there: a file or a folder");
+                 "the object " + name + " is newer, and only one of them can exist: a file or a folder");
         }
         return;
     }
     give(group.object,
-         "the objects below " + name + " are newer, and only one of them can be there: a file or a folder");
+         "the objects below " + name + " are newer, and only one of them can exist: a file or a folder");
     CObjectGroups groups([this](const CObjectGroup& inner) { handleGroup(inner); });
     for (const P<CS3ListObjectsElement>& element : group.below) {
         groups.add(element);

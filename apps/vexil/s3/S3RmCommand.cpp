@@ -44,7 +44,7 @@ private:
 
 void CS3RmCommand::define(CCommandSyntax& syntax) {
     syntax.command("rm", "Delete an object, or all objects below a prefix")
-        .argument("BUCKET", m_bucket, "Bucket that holds it")
+        .argument("BUCKET", m_bucket, "Bucket of the object")
         .argument("KEY", m_key, "Name of the object; with --recursive the beginning of all names to delete")
         .flag("-r,--recursive", m_isRecursive, "Delete every object whose name begins with KEY")
         .footer(R"(Examples:
@@ -52,8 +52,8 @@ void CS3RmCommand::define(CCommandSyntax& syntax) {
   vexil s3 rm --recursive photos 2024/
   vexil s3 rm --recursive photos ""        (the whole bucket)
 
-There is no question before, and no way back. If nothing is there to delete, the exit code is 3. An object whose
-key cannot be read from the listing is named and stays, and the exit code is 1.)");
+The command does not ask, and deleted objects are lost. If there is nothing to delete, the exit code is 3.
+Objects whose keys cannot be read from the listing are listed and stay, and the exit code is 1.)");
 }
 
 ExitCode CS3RmCommand::run(CSession& session) {

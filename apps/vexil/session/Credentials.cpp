@@ -28,7 +28,7 @@ String fromVariable(const char* name, const CCredentialNames& names) {
     const auto value = getEnvironmentVariable(name);
     if (!value || value->empty()) {
         refuse(String("the credentials are missing: set ") + names.nameVariable + " and " +
-               names.secretVariable + ", or name a file with --credentials (" + name + " is not set)");
+               names.secretVariable + ", or give a file with --credentials (" + name + " is not set)");
     }
     return decode(*value, String("the value of ") + name);
 }

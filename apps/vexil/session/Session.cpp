@@ -34,7 +34,7 @@ CCredentials CSession::loadCredentials(const CCredentialNames& names) {
     const std::filesystem::path file = toPath(m_options.credentialsFile);
     if (isReadableByOthers(file)) {
         m_console.message(Verbosity::Warning, "vexil: warning: other users can read the credentials file '" +
-                                                  describe(file) + "'. Forbid it: chmod 600");
+                                                  describe(file) + "'. Correct this with: chmod 600");
     }
     return CCredentials::fromFile(file, names);
 }

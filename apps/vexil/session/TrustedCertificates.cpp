@@ -25,18 +25,17 @@ void checkReadable(const std::string& caBundle) {
 
 void checkNativeCA(const COptions& options) {
     if (!options.caBundle.empty()) {
-        throw CInvalidArgError(place,
-                               "--native-ca and --ca-bundle name different certificates: give one of them");
+        throw CInvalidArgError(
+            place, "--native-ca and --ca-bundle select different certificates: give only one of them");
     }
     if (!options.verify) {
-        throw CInvalidArgError(place,
-                               "--native-ca checks certificates, --no-verify does not: give one of them");
+        throw CInvalidArgError(
+            place, "--native-ca checks certificates, --no-verify does not: give only one of them");
     }
     // libcurl would ignore it without an error.
     if (!hasCertificateStore()) {
-        throw CInvalidArgError(
-            place, "--native-ca is for Windows only: elsewhere the system's certificates are trusted "
-                   "by default");
+        throw CInvalidArgError(place, "--native-ca is for Windows only: on other systems "
+                                      "the system's certificates are trusted by default");
     }
 }
 

@@ -21,7 +21,7 @@ void CWireLog::onDone(CNetRequest* request, CError*) {
         write(*request);
     } catch (const std::exception& error) {
         // A transfer must not fail because it cannot be shown, and must not end a worker with many transfers.
-        zet::logWarning(error, "What went over the wire could not be shown.");
+        zet::logWarning(error, "The messages on the wire could not be shown.");
     }
 }
 

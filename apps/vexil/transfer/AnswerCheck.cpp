@@ -11,7 +11,7 @@ void checkAnswerIsComplete(const CNetRequest& request) {
         throw makeTransientError("A header line of the response could not be read.");
     }
     if (!request.isResponseComplete()) {
-        throw makeTransientError("The connection ended within the headers of the answer.");
+        throw makeTransientError("The connection ended within the headers of the response.");
     }
 }
 
@@ -19,7 +19,7 @@ void checkAnswerLength(const CNetRequest& request, int64 receivedBytes) {
     const String announced = getAnswerHeader(request, "content-length");
     if (!announced.isEmpty() && zet::parseInt64(announced, false) != receivedBytes) {
         throw CError("Received " + String::fromInt(receivedBytes) + " of the " + announced +
-                     " bytes that the answer announced.");
+                     " bytes that the response announced.");
     }
 }
 
@@ -27,8 +27,8 @@ void checkContentMD5(const CNetRequest& request, const String& contentMD5) {
     const String expected = CS3Client::getContentMD5(request.getResponseHeaderMap());
     if (!expected.isEmpty() && !(expected == contentMD5)) {
         throw CError("the content is not what the ETag " + getAnswerHeader(request, "etag") +
-                     " stands for: it was changed on the way or in the store (if the ETags of this server "
-                     "only look like an MD5: --no-verify-etag)");
+                     " stands for: it was changed on the way or in the store "
+                     "(if the ETags of this server only look like an MD5: --no-verify-etag)");
     }
 }
 

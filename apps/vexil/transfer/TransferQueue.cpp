@@ -242,7 +242,7 @@ void CTransferQueue::giveUpSlot(CSlot& slot) {
                                [&slot](const auto& other) { return other.get() == &slot; }));
     m_count = static_cast<int>(m_slots.size());
     m_session.getConsole().message(Verbosity::Info,
-                                   "vexil: the server takes no further connection; going on with " +
+                                   "vexil: the server accepts no further connection; continuing with " +
                                        formatNumberOf(m_count, "transfer") + " at once.");
 }
 
@@ -260,7 +260,7 @@ void CTransferQueue::goOnOverOne(CSlot& slot) {
     // It may keep connections that the server counts.
     startWorker();
     m_session.getConsole().message(
-        Verbosity::Info, "vexil: the server takes no further connection; going on over one connection.");
+        Verbosity::Info, "vexil: the server accepts no further connection; continuing over one connection.");
 }
 
 void CTransferQueue::fallBackOrFail(CSlot& slot, const CError& error) {
