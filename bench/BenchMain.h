@@ -58,7 +58,8 @@ inline int peakKibibytes() {
     throw std::runtime_error("/proc/self/status has no VmHWM");
 }
 
-/// Runs the workload that the arguments name and prints "NAME=VALUE" for each figure that this process can measure.
+/// Runs the workload that the arguments name and prints "NAME=VALUE" for each figure that this process can
+/// measure.
 inline int run(int argc, char** argv, const std::map<std::string, Workload>& workloads) {
     const auto workload = argc == 4 ? workloads.find(argv[1]) : workloads.end();
     if (workload == workloads.end()) {

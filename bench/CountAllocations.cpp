@@ -1,4 +1,5 @@
-// For preloading into a program: counts its heap allocations and prints the count on standard error at its end.
+// For preloading into a program: counts its heap allocations and prints the count on standard error at its
+// end.
 
 #include <atomic>
 #include <cstddef>

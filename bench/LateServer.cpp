@@ -1,8 +1,9 @@
-// A web server that sends the same small response to every request, a few milliseconds late. It never responds to
-// requests for /never: their connections stay open until the client closes them.
+// A web server that sends the same small response to every request, a few milliseconds late. It never
+// responds to requests for /never: their connections stay open until the client closes them.
 //
-// A server that responds at once is sometimes faster than the client's first poll, and the number of polls, and so of
-// instructions, differs from run to run. With this server a client always waits exactly once for each response.
+// A server that responds at once is sometimes faster than the client's first poll, and the number of polls,
+// and so of instructions, differs from run to run. With this server a client always waits exactly once for
+// each response.
 //
 // Prints its port and serves until its standard input ends.
 

@@ -17,8 +17,8 @@ namespace {
 
 using bench::require;
 
-/// Map of header names in lower case and list of reply lines, as cheap as possible: wide text, but ASCII only and in
-/// one pass.
+/// Map of header names in lower case and list of reply lines, as cheap as possible: wide text, but ASCII only
+/// and in one pass.
 class ReplyHeaders {
 public:
     void clear() {

@@ -62,7 +62,8 @@ void getByThread(const std::string& url, int count) {
     request->setURL(String::fromUTF8(url));
     thread->start();
     for (int i = 0; i < count; ++i) {
-        // Otherwise the done signal would be that of the previous transfer until the worker takes the request over.
+        // Otherwise the done signal would be that of the previous transfer until the worker takes the request
+        // over.
         request->setAsyncInfo(false, CURLE_OK);
         thread->addRequest(request);
         require(request->waitAsyncDone(60000), "the request does not end");

@@ -1,4 +1,4 @@
-// Gives each file of a corpus to a fuzzer's function once, and each cut of it, without libFuzzer.
+// Passes each file of a corpus to a fuzzer's function, whole and cut at each position, without libFuzzer.
 #include "fuzz/FuzzInput.h"
 
 #include <exception>

@@ -1,4 +1,4 @@
-// The reply lines of one transfer, each with its line end as libcurl hands it over.
+// The reply lines of one transfer, each with its line end as libcurl passes it on.
 #include "fuzz/FuzzInput.h"
 #include "vexil/ftp/FTPGetInfoResult.h"
 
@@ -13,7 +13,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
             const std::string_view bytes = rest.substr(0, std::min(rest.find('\n'), rest.size() - 1) + 1);
             rest.remove_prefix(bytes.size());
             const String line = String::fromUTF8(bytes);
-            // Such a line never gets into a list.
+            // Such a line is never added to a list.
             if (line.find(L'\0') == String::npos) {
                 lines.add(line);
             }

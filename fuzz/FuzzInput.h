@@ -1,5 +1,5 @@
 /// \file
-/// What the fuzzers share.
+/// Shared by the fuzzers.
 #pragma once
 
 #include "vexil/BaseTypes.h"
@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <string_view>
 
-/// What libFuzzer calls; each fuzzer defines it.
+/// Called by libFuzzer; each fuzzer defines it.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace vexil_fuzz {
@@ -18,15 +18,15 @@ inline std::string_view textOf(const std::uint8_t* data, std::size_t size) {
     return {reinterpret_cast<const char*>(data), size};
 }
 
-/// Ends the program when something that must hold does not.
+/// Ends the program if a condition that must be true is false.
 inline void require(bool holds) {
     if (!holds) {
         std::abort();
     }
 }
 
-/// Calls a parser, which may refuse its input with an error that begins with "Invalid ". Any other error ends the
-/// program.
+/// Calls a parser, which may refuse its input with an error that begins with "Invalid ". Any other error ends
+/// the program.
 template <class Parse>
 void parseOrRefuse(Parse parse) {
     try {

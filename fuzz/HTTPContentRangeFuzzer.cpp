@@ -6,7 +6,7 @@ namespace {
 
 using namespace vexil;
 
-/// The header that says the same as a range.
+/// The header that describes a range.
 String headerOf(const CHTTPContentRange& range) {
     const String part = range.getFirst() == -1
                             ? String("*")

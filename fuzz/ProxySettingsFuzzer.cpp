@@ -14,7 +14,7 @@ String takeLine(std::string_view& rest) {
     return String::fromUTF8Lossy(line);
 }
 
-/// Whether a text may be all or the end of a piece of a list.
+/// Whether a text may be a complete element of a list, or its end.
 bool isPiece(const String& text) {
     return !text.isEmpty() && text == text.trimmed() &&
            text.view().find_first_of(L";, \t") == std::wstring_view::npos;
@@ -32,7 +32,7 @@ TArray<String> hostsOf(const CProxySettings& settings) {
     return hosts;
 }
 
-/// The list that says the same as settings.
+/// The list that describes settings.
 String proxiesOf(CProxySettings& settings) {
     String list;
     for (const String& scheme : schemesOf(settings)) {

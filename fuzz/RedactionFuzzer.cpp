@@ -1,4 +1,4 @@
-// What libcurl tells of a transfer: with a login that is the input, or the input itself as messages.
+// The debug data of a transfer: with the input as the login, or with the input itself as messages.
 #include "fuzz/FuzzInput.h"
 #include "tests/net/RedactionExchange.h"
 
@@ -28,7 +28,7 @@ std::string dumpRedacted(LogRequest& request, unsigned int maxLength) {
     return vexil_test::dump(*request.getRedactedVerboseOutput(maxLength));
 }
 
-/// Takes numbers off the front of the input; the largest one behind its end, which divides least.
+/// Takes numbers from the front of the input; the largest one is past its end and divides it least.
 class Numbers {
 public:
     explicit Numbers(std::string_view bytes) : m_bytes(bytes) {}
@@ -45,13 +45,13 @@ private:
     std::size_t m_position = 0;
 };
 
-/// White space at the ends and what a cut shows of it say nothing.
+/// White space at the ends, and the visible part of it at a cut, contain no secret.
 std::string withoutSpace(std::string text) {
     std::erase_if(text, [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; });
     return text;
 }
 
-/// Whether a text is another one with parts of it left out.
+/// Whether a text is another text with parts left out.
 bool isPartOf(const std::string& text, const std::string& otherText) {
     auto at = otherText.begin();
     for (const char c : text) {
@@ -64,7 +64,7 @@ bool isPartOf(const std::string& text, const std::string& otherText) {
     return true;
 }
 
-/// The login may hide more than another one does where it looks like a header or a URL, but shows no more.
+/// If a login looks like a header or a URL, more may be hidden than for another login, but no more is shown.
 void checkLogin(std::string_view divisions, const std::string& user, const std::string& password) {
     static const P<LogRequest> request = makeRequest();
     static const P<LogRequest> otherRequest = makeRequest();
@@ -87,7 +87,7 @@ void checkLogin(std::string_view divisions, const std::string& user, const std::
     vexil_fuzz::require(isPartOf(text, otherText));
 }
 
-/// What the log shows of a message, without what stands for credentials.
+/// The text that the log shows for a message, without the marks for hidden credentials.
 std::string showRest(const zet::CXMLElement& element) {
     static constexpr std::string_view stripped = "~stripped~";
     std::string text = withoutSpace(element.getText().toUTF8());
@@ -97,8 +97,8 @@ std::string showRest(const zet::CXMLElement& element) {
     return text;
 }
 
-/// A message for each part of the input behind a byte below 8, which tells the kind: whatever is hidden of headers and
-/// remarks, the rest is what was there, in its order.
+/// A message for each part of the input after a byte below 8, which is its kind. Without the hidden parts of
+/// headers and libcurl messages, the rest is unchanged and in its order.
 void checkMessages(std::string_view script) {
     static const P<LogRequest> request = makeRequest();
     request->resetForPerform();

@@ -20,10 +20,10 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     try {
         const zet::CTime time = parseTimestamp(text);
         vexil_fuzz::require(time.isSet());
-        // libcurl knows of years beyond those that a time can tell.
+        // libcurl accepts years that are outside the range of a time.
         const bool isLatest = time.getMicroseconds() == std::numeric_limits<int64>::max();
         vexil_fuzz::require(isLatest || time.getMicroseconds() % second == 0);
-        // What both know of is written as HTTP has it and read again.
+        // A date that both accept is written as in HTTP and read again.
         if (time.getMicroseconds() >= firstOf1583 && time.getMicroseconds() < firstOf10000) {
             vexil_fuzz::require(parseTimestamp(zet::CTimeFields(time).toInternetTimestamp()) == time);
         }

@@ -1,4 +1,4 @@
-// A query, and what it is made of.
+// A query and its arguments.
 #include "fuzz/FuzzInput.h"
 #include "vexil/net/URLEncoding.h"
 

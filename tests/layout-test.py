@@ -9,6 +9,8 @@ Usage: layout-test.py SOURCE_FOLDER
 - POSIX and Windows headers are for ...Posix and ...Windows files.
 - Each source file of the libraries, and each test, stands in a CMakeLists.txt.
 - No include of ours leads nowhere.
+- A line with a comment has at most 110 columns.
+- A string literal of the product is not broken within a word, nor into pieces of a few words.
 """
 import re
 import sys
@@ -31,6 +33,11 @@ SYSTEM_HEADER = re.compile(
     r"(unistd|dlfcn|pthread|fcntl|netdb|poll|dirent|pwd|grp|termios|strings|syslog|glob|sched|ifaddrs|direct|io"
     r"|windows|winsock2?|ws2tcpip|winhttp|process|shlobj)\.h|(sys|arpa|netinet|net)/.*\.h")
 INCLUDE = re.compile(r'^[ \t]*#[ \t]*include[ \t]*(?:"([^"]+)"|<([^>]+)>)', re.MULTILINE)
+MAX_COLUMNS = 110
+COMMENT_FOLDERS = ("apps", "bench", "examples", "fuzz")
+MIN_PIECE = 40  # characters of a piece of a literal between two others
+LITERAL_AT_END = re.compile(r'"((?:\\.|[^"\\])*)"$')
+LITERAL_AT_BEGINNING = re.compile(r'\s*"((?:\\.|[^"\\])*)"')
 COMMENT_OR_TEXT = re.compile(r'//[^\n]*|/\*.*?\*/|"(?:\\.|[^"\\\n])*"|\'(?:\\.|[^\'\\\n])+\'', re.DOTALL)
 
 
@@ -109,6 +116,32 @@ def check_includes(root, private):
                 yield f'{path}: a public header may not include the private "{header}"'
 
 
+def check_comments(root):
+    for file, path in source_files(root, *COMMENT_FOLDERS):
+        for number, line in enumerate(file.read_text(encoding="utf-8").split("\n"), 1):
+            if "//" in line and len(line) > MAX_COLUMNS:
+                yield f"{path}:{number}: the line has {len(line)} columns, at most {MAX_COLUMNS} are wanted"
+
+
+def check_pieces(path, number, line, next_line):
+    """A literal at the end of a line, and its continuation in the next line."""
+    piece = LITERAL_AT_END.search(line)
+    rest = LITERAL_AT_BEGINNING.match(next_line)
+    if not piece or not rest or line.lstrip().startswith("//"):
+        return
+    if re.search(r"\w$", piece[1]) and re.match(r"\w", rest[1]) and not re.search(r"\\[nrtx]\w*$", piece[1]):
+        yield f'{path}:{number}: a literal is broken within a word: "{piece[1][-20:]}"'
+    if line.lstrip().startswith('"') and len(piece[1]) < MIN_PIECE and re.search(r"[\w,;] $", piece[1]):
+        yield f'{path}:{number}: a literal is broken into short pieces: "{piece[1]}"'
+
+
+def check_literals(root):
+    for file, path in source_files(root, *LIBRARIES, *PROGRAMS):
+        lines = file.read_text(encoding="utf-8").split("\n")
+        for number, (line, next_line) in enumerate(zip(lines, lines[1:]), 1):
+            yield from check_pieces(path, number, line, next_line)
+
+
 def listed_files(root):
     """Files that a CMakeLists.txt names, with a variable for the platform standing for both."""
     listed = set()
@@ -134,7 +167,7 @@ def main():
     private = private_headers(root)
     if not private or not any(source_files(root, *LIBRARIES)):
         sys.exit(f"layout-test.py: {root} is not the source tree")
-    failures = [*check_includes(root, private), *check_lists(root)]
+    failures = [*check_includes(root, private), *check_comments(root), *check_literals(root), *check_lists(root)]
     print("\n".join(failures) or "the layout holds")
     sys.exit(1 if failures else 0)
 

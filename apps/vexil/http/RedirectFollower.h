@@ -16,8 +16,8 @@ public:
     explicit CRedirectFollower(const CRequestSetup& setup);
 
     /// \throws errors of CNetRequest::perform()
-    /// \throws CCURLError CURLE_UNSUPPORTED_PROTOCOL, CURLE_TOO_MANY_REDIRECTS or CURLE_OPERATION_TIMEDOUT for a redirect
-    ///         that is not followed
+    /// \throws CCURLError CURLE_UNSUPPORTED_PROTOCOL, CURLE_TOO_MANY_REDIRECTS or CURLE_OPERATION_TIMEDOUT
+    ///         for a redirect that is not followed
     void perform(CNetRequest& request);
 
 private:
