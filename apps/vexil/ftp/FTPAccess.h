@@ -7,7 +7,8 @@ namespace vexil::app {
 
 struct CCredentialNames;
 
-/// An FTP server as the commands use it: the operations on it, and the session that they belong to. One thread.
+/// An FTP server as the commands use it: the operations on it, and the session that they belong to. One
+/// thread.
 class CFTPAccess {
 public:
     /// VEXIL_FTP_USER and VEXIL_FTP_PASSWORD, or "user=..." and "password=...".

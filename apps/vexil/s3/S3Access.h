@@ -8,7 +8,8 @@ namespace vexil::app {
 
 struct CCredentialNames;
 
-/// An S3 server as the commands use it: the client with endpoint and keys, and the policy for transfers. One thread.
+/// An S3 server as the commands use it: the client with endpoint and keys, and the policy for transfers. One
+/// thread.
 class CS3Access {
 public:
     /// VEXIL_S3_ACCESS_KEY and VEXIL_S3_SECRET_KEY, or "access_key=..." and "secret_key=...".
