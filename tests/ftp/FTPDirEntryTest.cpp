@@ -340,7 +340,7 @@ TEST(FTPListDirResultTest, LenientlyReadsWhateverIsReadStrictly) {
     EXPECT_EQ(lenient.getEntries()[1]->getType(), IFileInfoBase::TypeDirectory);
 }
 
-// ---- single answers --------------------------------------------------------------------------------------
+// ---- single replies --------------------------------------------------------------------------------------
 
 TEST(FTPGetInfoResultTest, TakesTheLineBehindTheBeginning) {
     const CFTPGetInfoResult result(listOf({"250-Listing x\r\n", " type=file;size=3; x\r\n", "250 End\r\n"}));

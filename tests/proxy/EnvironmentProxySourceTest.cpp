@@ -28,7 +28,7 @@ P<CEnvironmentProxySource> sourceOf(const Variables& variables) {
     });
 }
 
-/// What the source makes of an environment: "PROXIES | HOSTS".
+/// The result of the source for an environment: "PROXIES | HOSTS".
 std::string textsOf(const Variables& variables) {
     String proxies = "old";
     String hosts = "old";
@@ -36,7 +36,7 @@ std::string textsOf(const Variables& variables) {
     return (proxies + " | " + hosts).toUTF8();
 }
 
-/// What the settings make of an environment: "scheme=proxy", and the hosts behind them.
+/// The settings for an environment: "scheme=proxy", then the hosts.
 std::vector<std::string> settingsOf(const Variables& variables) {
     CProxySettings settings;
     settings.initFromSource(*sourceOf(variables));
@@ -134,7 +134,7 @@ TEST(EnvironmentProxySource, BytesThatAreNoUTF8AreReplaced) {
 }
 
 TEST(EnvironmentProxySource, HostsAreKeptWithoutProxies) {
-    // The settings do not take them then.
+    // The settings then do not use them.
     EXPECT_EQ(textsOf({{"no_proxy", "a,b"}}), " | a,b");
     EXPECT_THAT(settingsOf({{"no_proxy", "a,b"}}), IsEmpty());
 }

@@ -1,4 +1,4 @@
-// Which option a request gets for the user's proxies. Linux: the function of OptionRecorder.h wins over libcurl's.
+// Which option a request sets for the user's proxies. Linux: the function in OptionRecorder.h replaces libcurl's.
 #include "tests/net/NetRequestTestSupport.h"
 #include "tests/proxy/ProxyEnvironment.h"
 #include "tests/support/OptionRecorder.h"
@@ -77,7 +77,7 @@ TEST_F(NetRequestProxyOption, AFailureOfTheOptionIsToldAndItsValueIsLeft) {
     proxy.onConnection().expectHead().reply("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok");
     request->perform();
     EXPECT_EQ(bodyOf(*request), "ok");
-    // Ends the connection, which the script waits for.
+    // Ends the connection; the script waits for this.
     request = nullptr;
     EXPECT_TRUE(proxy.waitUntilIdle());
     EXPECT_THAT(proxy.failures(), IsEmpty());

@@ -1,4 +1,4 @@
-// What requests do with the user's proxies, to the byte.
+// Requests with the user's proxies, byte for byte.
 #include "sigil/Base64.h"
 #include "tests/net/NetRequestTestSupport.h"
 #include "tests/proxy/ProxyEnvironment.h"
@@ -21,18 +21,18 @@ using vexil::IUserProxySource;
 
 const char* const reply = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
 
-/// What libcurl sends to a proxy that is to forward.
+/// The request that libcurl sends to a forwarding proxy.
 std::string forwardHead(const std::string& url, const std::string& host, const std::string& login = {}) {
     return "GET " + url + " HTTP/1.1\r\nHost: " + host + "\r\n" + login +
            "Accept: */*\r\nProxy-Connection: Keep-Alive\r\n\r\n";
 }
 
-/// What libcurl sends to a server.
+/// The request that libcurl sends to a server.
 std::string directHead(const std::string& target, const std::string& host) {
     return "GET " + target + " HTTP/1.1\r\nHost: " + host + "\r\nAccept: */*\r\n\r\n";
 }
 
-/// What libcurl sends to a proxy that is to tunnel.
+/// The request that libcurl sends to a tunnelling proxy.
 std::string tunnelHead(const std::string& host, const std::string& login = {}) {
     return "CONNECT " + host + " HTTP/1.1\r\nHost: " + host + "\r\n" + login +
            "Proxy-Connection: Keep-Alive\r\n\r\n";
@@ -50,7 +50,7 @@ protected:
         setUser({});
     }
     ~NetRequestProxy() override {
-        // Ends the connections, which scripts may wait for.
+        // Ends the connections; scripts may wait for this.
         request = nullptr;
         clearProxyVariables();
         for (const ScriptedPeer* peer : {&proxy, &server}) {
@@ -61,7 +61,7 @@ protected:
 
     static std::string hostOf(const ScriptedPeer& peer) { return "127.0.0.1:" + std::to_string(peer.port()); }
 
-    /// The user has these settings: variables as on Linux, but whose values libcurl itself does not see.
+    /// The user's settings: variables as on Linux, but libcurl itself does not see their values.
     void setUser(const std::map<std::string, std::string>& variables) {
         const P<IUserProxySource> source = new CEnvironmentProxySource([&](const char* name) {
             const auto found = variables.find(name);
@@ -128,13 +128,13 @@ TEST_F(NetRequestProxy, AHostThatIsReachedDirectlyGetsThePathAlone) {
 }
 
 TEST_F(NetRequestProxy, LibcurlsOwnLookIntoTheEnvironmentIsOff) {
-    // Set behind the settings' back: they say "directly".
+    // Set without the settings, which say "directly".
     setVariable("http_proxy", hostOf(proxy));
     setVariable("all_proxy", hostOf(proxy));
     proxy.onConnection().expectHead().reply(reply).close();
     server.onConnection().expectHead().reply(reply).close();
 
-    // Without the call libcurl takes the proxy from there.
+    // Without the call libcurl takes the proxy from the environment.
     request->setURL(server.url("/first").c_str());
     expectAnswer();
     EXPECT_THAT(headsOf(proxy), ElementsAre(forwardHead(server.url("/first"), hostOf(server))));
@@ -155,7 +155,7 @@ TEST_F(NetRequestProxy, LibcurlsOwnProxyGivesWayToTheUsers) {
 }
 
 TEST_F(NetRequestProxy, LibcurlItselfHeedsNoProxyToo) {
-    // It also knows networks there, and domains, as the settings do not.
+    // There it also supports networks and domains, unlike the settings.
     settings->addProxiesFromString("http=" + String::fromUTF8(hostOf(proxy)));
     setVariable("no_proxy", "127.0.0.0/8");
     server.onConnection().expectHead().reply(reply);
@@ -199,7 +199,7 @@ TEST_F(NetRequestProxy, ALoginInTheProxysURLIsDecodedAndSent) {
         {"te%73ter:s%3Ae%40c%2Fr%25et", "tester:s:e@c/r%et"},
         {"tester:p%C3%A4ss", "tester:p\xc3\xa4ss"},
         {"tester:a%3Bb%2Cc%20d%3De", "tester:a;b,c d=e"},
-        // As a user may write it: what separates proxies is encoded on the way.
+        // As a user may write it: the characters that separate proxies are encoded.
         {"tester:a;b,c=d", "tester:a;b,c=d"},
     };
     for (const auto& [written, meant] : cases) {

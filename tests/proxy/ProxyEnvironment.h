@@ -1,5 +1,5 @@
 /// \file
-/// The variables of the environment that tell of proxies.
+/// The environment variables for proxies.
 #pragma once
 
 #include "tests/support/Environment.h"
@@ -12,7 +12,7 @@ inline void setVariable(const char* name, const std::string& value) {
     setEnvironment(name, value.c_str());
 }
 
-/// Takes away whatever the one who runs the tests has set.
+/// Removes the variables of the user who runs the tests.
 inline void clearProxyVariables() {
     for (const char* name : {"http_proxy", "https_proxy", "ftp_proxy", "all_proxy", "no_proxy", "HTTP_PROXY",
                              "HTTPS_PROXY", "FTP_PROXY", "ALL_PROXY", "NO_PROXY"}) {

@@ -1,4 +1,4 @@
-// The user's proxies in earnest: tinyproxy, with and without a login, before web, FTP and mail servers.
+// The user's proxies with real servers: tinyproxy, with and without a login, in front of web, FTP and mail servers.
 #include "tests/ftp/FTPServerTestSupport.h"
 #include "tests/proxy/ProxyEnvironment.h"
 #include "vexil/mail/SMTPClient.h"
@@ -14,11 +14,11 @@ using testing::Not;
 using testing::StartsWith;
 using vexil::CProxySettings;
 
-/// One of the proxies, and what the user may have set for it.
+/// One of the proxies, and the settings of the user for it.
 struct Proxy {
     const char* name;
-    const char* variables;  ///< how their names begin
-    const char* login;      ///< in its URL
+    const char* variables;  ///< prefix of the names
+    const char* login;      ///< login in its URL
 
     std::string host() const { return environment(variables + std::string("_ENDPOINT")); }
     std::string url() const { return "http://" + std::string(login) + host(); }
@@ -40,7 +40,7 @@ constexpr Proxy encodedLoginProxy{"EncodedLogin", "VEXIL_LOGIN_PROXY", "t%65ster
 constexpr Proxy forgottenLoginProxy{"ForgottenLogin", "VEXIL_LOGIN_PROXY", ""};
 constexpr Proxy wrongLoginProxy{"WrongLogin", "VEXIL_LOGIN_PROXY", "tester:wrong@"};
 
-/// The user has set a proxy for everything.
+/// The user has set a proxy for all URLs.
 class ProxyUser {
 public:
     explicit ProxyUser(const Proxy& proxy) : m_proxy(proxy) {
@@ -52,7 +52,7 @@ public:
     ProxyUser(const ProxyUser&) = delete;
     ProxyUser& operator=(const ProxyUser&) = delete;
 
-    /// What the proxy has written since.
+    /// The lines that the proxy has logged since then.
     std::string log() const { return m_proxy.log().substr(m_logStart); }
 
     const P<CProxySettings> settings = CProxySettings::getUserSettings();
@@ -157,7 +157,7 @@ TEST_P(ProxyServer, IsPassedByForHostsThatNeedNone) {
 
 class ProxyServerRefusal : public ProxyServer {
 protected:
-    /// What this proxy says to a login that is missing, or wrong.
+    /// The response of this proxy to a missing or wrong login.
     std::string statusLine() const {
         return GetParam().login[0] ? "HTTP/1.0 401 Unauthorized"
                                    : "HTTP/1.0 407 Proxy Authentication Required";
@@ -209,7 +209,7 @@ TEST_P(ProxyServerRefusal, OfFTPIsAFailedTransfer) {
 class ProxyServerFTP : public FTPDirectoryTest {
 protected:
     ProxyServerFTP() : FTPDirectoryTest(GetParam()) {
-        // No variable of the environment is for this scheme.
+        // There is no environment variable for this scheme.
         user.settings->setProxyForURLScheme("ftps", user.settings->getProxyForURLScheme("ftp"));
         client.setRequestSetup(new FunctionSetup([this](CNetRequest& prepared) {
             trust(prepared, access, access.bundle());
@@ -233,7 +233,7 @@ TEST_P(ProxyServerFTP, TunnelsControlAndData) {
     const std::string log = user.log();
     const std::string control = "CONNECT " + access.host().toUTF8() + " ";
     EXPECT_THAT(log, AllOf(HasSubstr(control), Not(HasSubstr("ftp://"))));
-    // Data connections go there too.
+    // Data connections use the proxy, too.
     std::size_t tunnels = 0;
     for (std::size_t found = log.find("CONNECT 127.0.0.1:"); found != std::string::npos;
          found = log.find("CONNECT 127.0.0.1:", found + 1)) {

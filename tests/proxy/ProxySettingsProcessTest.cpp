@@ -1,5 +1,5 @@
-// Linux: the definitions of the library's functions in this program win over the library's own. Each test of the user's
-// settings runs in a process of its own, because they are made once a process.
+// Linux: functions of the library that this program defines replace the library's own. Each test of the user's
+// settings runs in its own process, because they are made once per process.
 #include "tests/proxy/ProxyEnvironment.h"
 #include "tests/support/PrintText.h"
 #include "vexil/net/NetRequest.h"
@@ -38,13 +38,13 @@ using Guard = zet::CSafeGlobalGuard;
 
 /// How often the system's source was made.
 std::atomic<int> g_sources = 0;
-/// Called when it is made; set before the first call.
+/// Called when the source is made; set before the first call.
 std::function<void()> g_duringConstruction;
 
 /// Called for each piece of a list that this thread adds.
 thread_local std::function<void()> t_duringPiece;
 
-/// Called when the library itself asks on this thread whether a host is reached directly.
+/// Called if the library itself asks on this thread whether a host is reached directly.
 thread_local std::function<void()> t_duringQuestion;
 
 const char* const creator = "_ZN5vexil16IUserProxySource15createForSystemEv";
@@ -91,7 +91,7 @@ void requireText(const String& text, const std::string& expected) {
     require(text.toUTF8() == expected, "'" + text.toUTF8() + "' instead of '" + expected + "'");
 }
 
-/// What a class derived from the settings can reach.
+/// Makes protected members accessible.
 class OpenSettings : public CProxySettings {
 public:
     using CProxySettings::createAndInitFromUserSettings;
@@ -103,7 +103,7 @@ Guard::State state() {
     return OpenSettings::userSettingsGuard().getState();
 }
 
-/// The message of the error, which must be a CError that carries nothing else; "" for none.
+/// The message of the error, which must be a CError without other data; "" for no error.
 std::string errorOf(const std::function<void()>& function) {
     try {
         function();
@@ -123,7 +123,7 @@ void requireError(const std::function<void()>& function, const std::string& mess
     require(error == message, "error: '" + error + "'");
 }
 
-/// Runs on so many threads, which begin together.
+/// Runs on several threads, which begin together.
 void onThreads(int count, const std::function<void()>& work) {
     std::latch start(count);
     std::vector<std::thread> threads;
@@ -138,7 +138,7 @@ void onThreads(int count, const std::function<void()>& work) {
     }
 }
 
-/// Runs the rest of the test in a new process without proxies, which must end by itself with exit code 0, after all
+/// Runs the rest of the test in a new process without proxies. It must end normally with exit code 0, after all
 /// handlers that run at the end of a process.
 #define EXPECT_IN_FRESH_PROCESS(function)                                                                    \
     GTEST_FLAG_SET(death_test_style, "threadsafe");                                                          \
@@ -178,7 +178,7 @@ TEST(ProxySettingsProcessTest, ThreadsMakeThemOnce) {
         static std::atomic<int> asking = 0;
         static std::atomic<CProxySettings*> instance = nullptr;
         setVariable("http_proxy", "p:1");
-        // Made only once all the others are on their way, too.
+        // Made only after all others have started, too.
         g_duringConstruction = [] {
             require(state() == Guard::Constructing, "state");
             while (asking < threadCount) {
@@ -272,7 +272,7 @@ TEST(ProxySettingsProcessTest, AFailureIsFinal) {
         g_duringConstruction = [] { throw CError("no settings today"); };
         requireError([] { CProxySettings::getUserSettings(); }, "no settings today");
         require(state() == Guard::ConstructionFailed, "state");
-        // It would work now, and must not be tried.
+        // It would work now, but must not be tried.
         g_duringConstruction = nullptr;
         for (int i = 0; i < 3; ++i) {
             requireError([] { CProxySettings::getUserSettings(); }, laterError);
@@ -321,8 +321,8 @@ TEST(ProxySettingsProcessTest, StayUsableWhenTheyAreDisposedOf) {
     });
 }
 
-/// What another thread finds out, which begins when `work` calls what it is given. Where `work` keeps it out, it does so
-/// when that is done.
+/// The value that another thread reads. That thread begins when `work` calls its argument. If `work` keeps the lock, it
+/// reads after `work`.
 std::string foundDuring(const std::function<std::string()>& find,
                         const std::function<void(const std::function<void()>& middle)>& work) {
     std::promise<void> middle;
@@ -336,7 +336,7 @@ std::string foundDuring(const std::function<std::string()>& find,
     work([&] {
         if (++calls == 1) {
             middle.set_value();
-            // Always over for what is right; long enough to see what is not.
+            // Long enough to notice a wrong read; a right one does not wait.
             found.wait_for(std::chrono::milliseconds(200));
         }
     });
@@ -348,7 +348,7 @@ std::string foundDuring(const std::function<std::string()>& find,
     return found.get();
 }
 
-/// The numbers of proxies and hosts that another thread finds.
+/// The numbers of proxies and hosts that another thread reads.
 std::string countedDuring(CProxySettings& settings,
                           const std::function<void(const std::function<void()>& middle)>& work) {
     const auto count = [&] {
@@ -361,7 +361,7 @@ std::string countedDuring(CProxySettings& settings,
     return foundDuring(count, work);
 }
 
-/// Calls `work`, and `middle` with the third piece of its list.
+/// Calls `work`, and `middle` at the third piece of its list.
 void callAtThirdPiece(const std::function<void()>& middle, const std::function<void()>& work) {
     int pieces = 0;
     t_duringPiece = [&] {
@@ -445,7 +445,7 @@ TEST(ProxySettingsProcessTest, TheUsersReplaceEverythingAtOnce) {
     clearProxyVariables();
 }
 
-/// Works while the process ends, after everything that was registered later.
+/// Runs while the process ends, after everything that was registered later.
 class CLateUser {
 public:
     ~CLateUser() {

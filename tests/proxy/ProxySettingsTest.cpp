@@ -27,7 +27,7 @@ static_assert(!std::is_copy_constructible_v<CProxySettings> && !std::is_copy_ass
 
 class ProxySettings : public testing::Test {
 protected:
-    /// All proxies, as "scheme=proxy", in the order in which they are told.
+    /// All proxies, as "scheme=proxy", in the order in which they are listed.
     std::vector<std::string> proxies() {
         TArray<String> schemes;
         settings.getProxyURLSchemes(schemes);
@@ -48,7 +48,7 @@ protected:
         return all;
     }
 
-    /// What a list alone sets.
+    /// The settings that come from a list alone.
     std::vector<std::string> proxiesOf(const String& list) {
         settings.clear();
         settings.addProxiesFromString(list);
@@ -61,8 +61,8 @@ protected:
         return hosts();
     }
 
-    /// The host that a URL of scheme "x" is taken to have: the only one of the candidates which, reached directly, takes
-    /// the proxy away.
+    /// The host that is found in a URL of scheme "x": the only one of the candidates that, if it is reached directly,
+    /// removes the proxy.
     std::string hostIn(const String& url, const std::vector<std::string>& candidates) {
         std::string found;
         for (const std::string& candidate : candidates) {
@@ -328,7 +328,7 @@ TEST_F(ProxySettings, AURLIsTheProxyOfItsOwnScheme) {
 }
 
 TEST_F(ProxySettings, OnlyTheDigitsOfASCIIMakeAPort) {
-    // Superscript, Arabic-Indic, fullwidth, and the neighbours of the ten.
+    // Superscript, Arabic-Indic and full-width digits, and the characters next to the ten digits.
     for (const char* port : {"\u00b2", "\u0663", "1\u0663", "\uff11", "1\uff12", "/1", "1/", "1:", "8o"}) {
         const std::string piece = std::string("proxy:") + port;
         EXPECT_THAT(proxiesOf(piece.c_str()), ElementsAre("proxy=" + piece));
@@ -405,14 +405,14 @@ TEST_F(ProxySettings, TheHostOfAURL) {
         {"x://host#a", {"host", "host#a"}, "[host]"},
         {"x://host:1", {"host", "host:1"}, "[host]"},
         {"x://host:1/a:b", {"host", "host:1/a", "host:1"}, "[host]"},
-        // Slashes before the host, however many.
+        // Any number of slashes before the host.
         {"x:host/a", {"host"}, "[host]"},
         {"x:/host/a", {"host"}, "[host]"},
         {"x://///host/a", {"host", ""}, "[host]"},
         {"x:", {"", "x"}, "[]"},
         {"x://", {"", "/"}, "[]"},
         {"x:///?a", {"", "?a"}, "[]"},
-        // The first "/" ends it wherever it is, then the first "?", then the first "#".
+        // The first "/" ends the host wherever it is, otherwise the first "?", otherwise the first "#".
         {"x://host?a/b", {"host", "host?a", "host?a/b"}, "[host?a]"},
         {"x://host#a/b", {"host", "host#a", "host#a/b"}, "[host#a]"},
         {"x://host#a?b", {"host", "host#a", "host#a?b"}, "[host#a]"},
@@ -420,21 +420,21 @@ TEST_F(ProxySettings, TheHostOfAURL) {
         {"x://host?a?b", {"host", "host?a"}, "[host]"},
         {"x://host#a#b", {"host", "host#a"}, "[host]"},
         {"x://host/a?b#c", {"host", "host/a"}, "[host]"},
-        // The last colon cuts, whether a port follows or not.
+        // The host ends at the last colon, with or without a port after it.
         {"x://host:1:2/", {"host", "host:1", "host:1:2"}, "[host:1]"},
         {"x://host:/", {"host", "host:"}, "[host]"},
         {"x://:1/", {"", ":1"}, "[]"},
         {"x://host?a:b", {"host", "host?a"}, "[host]"},
         {"x://host?a:b/c", {"host", "host?a"}, "[host?a]"},
-        // A login stays.
+        // A login is not removed.
         {"x://user@host/", {"host", "user@host"}, "[user@host]"},
         {"x://user:word@host:1/", {"host", "user", "user:word@host"}, "[user:word@host]"},
         {"x://user:word@host/", {"host", "user", "user:word@host"}, "[user]"},
-        // IPv6 as it comes out.
+        // IPv6 addresses are not supported; this is the result.
         {"x://[::1]:80/", {"::1", "[::1]", "[::1]:80"}, "[[::1]]"},
         {"x://[::1]/", {"::1", "[:", "[::1]"}, "[[:]"},
         {"x://[fe80::1]/", {"fe80::1", "[fe80:", "[fe80::1]"}, "[[fe80:]"},
-        // Nothing is cleaned or decoded.
+        // Nothing is normalised or decoded.
         {"x:// host /", {"host", " host "}, "[ host ]"},
         {"x://h%6Fst/", {"host", "h%6fst"}, "[h%6fst]"},
         {"x://host./", {"host", "host."}, "[host.]"},

@@ -19,7 +19,7 @@ using vexil_test::Latch;
 
 constexpr int rounds = 300;
 
-/// Each on a thread of its own, `rounds` times, beginning together.
+/// Runs each on its own thread, `rounds` times; all begin together.
 void runTogether(const std::vector<std::function<void(int round)>>& works) {
     Latch start(static_cast<int>(works.size()));
     std::vector<std::thread> threads;
@@ -105,7 +105,7 @@ TEST(ProxySettingsThreads, AnOperationIsSeenWholeOrNotAtAll) {
 }
 
 TEST(ProxySettingsThreads, AListIsAddedWholeOrNotAtAll) {
-    // So long that others come while it is added.
+    // Long enough that other threads run while it is added.
     constexpr int length = 200;
     String setting;
     String removing;

@@ -1,5 +1,5 @@
-// The settings of the user and of the machine as they stand in the registry, read by the system's own functions. Only
-// under Wine, whose registry is that of these tests alone.
+// The settings of the user and of the machine in the registry, read by the system's own functions. Only under Wine, whose
+// registry belongs to these tests alone.
 #include "tests/support/PrintText.h"
 #include "vexil/proxy/ProxySettings.h"
 
@@ -37,7 +37,7 @@ bool isWine() {
     return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
 }
 
-/// A value as WinHTTP keeps it: numbers, and texts with their lengths before them.
+/// A value as WinHTTP stores it: numbers, and texts after their lengths.
 class Value {
 public:
     Value& add(DWORD number) {
@@ -89,7 +89,7 @@ protected:
         Value().add(0x18).add(0).add(access).add(proxies).add(bypass).write(HKEY_LOCAL_MACHINE, machineValue);
     }
 
-    /// "scheme=proxy" for each, and then the hosts that are reached directly.
+    /// "scheme=proxy" for each, then the hosts that are reached directly.
     static std::vector<std::string> read() {
         CProxySettings settings;
         settings.setProxyForURLScheme("old", "old:1");

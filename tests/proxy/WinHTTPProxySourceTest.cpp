@@ -1,4 +1,4 @@
-// What the library makes of what Windows answers. Elsewhere its file is built with headers of the tests.
+// How the library reads the results of Windows. On other systems its file is built with headers of the tests.
 #include "tests/support/PrintText.h"
 #include "vexil/proxy/ProxySettings.h"
 #include "vexil/proxy/WinHTTPProxySourceWindows.h"
@@ -20,7 +20,7 @@ using vexil::CWinHTTPProxySource;
 using vexil::P;
 using vexil::String;
 
-/// What the system answers; null for a text that it does not have.
+/// The results of the system; null for a text that it does not have.
 struct Answers {
     bool hasUserConfig = true;
     BOOL isDetecting = 0;
@@ -35,7 +35,7 @@ struct Answers {
 
 Answers g_answers;
 std::vector<std::string> g_calls;
-/// What the system has handed out and did not get back.
+/// Memory that the system has handed out and not got back.
 std::map<void*, std::wstring> g_texts;
 int g_wrongReturns = 0;
 
@@ -180,7 +180,7 @@ TEST_F(WinHTTPProxySource, NullsOfTheSystemAreEmptyTexts) {
 }
 
 #ifndef _WIN32
-// Windows' own are asked in UserProxySettingsWindowsTest.
+// The functions of Windows itself are tested in UserProxySettingsWindowsTest.
 TEST_F(WinHTTPProxySource, AsksTheSystemItself) {
     g_answers.defaultProxy = L" p:1 ";
     String proxies;

@@ -1,4 +1,4 @@
-// A cancelled operation of the S3 client: the transfer's error comes through as it is, and nothing is tried again.
+// Cancelled operations of the S3 client: the error of the transfer is thrown unchanged, and nothing is tried again.
 #include "tests/net/CancelTestSupport.h"
 #include "tests/support/ScriptedPeer.h"
 #include "vexil/s3/S3Client.h"
@@ -42,13 +42,13 @@ protected:
         EXPECT_THAT(peer.failures(), IsEmpty());
     }
 
-    /// Nothing was tried again, and nothing was said about it.
+    /// Nothing was tried again or logged.
     void expectOneTry() const {
         EXPECT_EQ(peer.requests().size(), 1u);
         EXPECT_THAT(client.waits, IsEmpty());
         EXPECT_THAT(log.lines(), IsEmpty());
     }
-    /// An answer that begins with `body` and does not end.
+    /// A response that begins with `body` and does not end.
     void beginAnswer(const std::string& status, const std::string& body) {
         peer.onConnection()
             .clientMayLeave()
@@ -56,7 +56,7 @@ protected:
             .reply("HTTP/1.1 " + status + "\r\nContent-Length: 100000\r\n\r\n" + body)
             .waitForClose();
     }
-    /// The error of a download that is cancelled when so many bytes of the answer have come.
+    /// The error of a download that is cancelled after this many bytes of the response.
     std::optional<CCURLError> cancelDownloadAt(std::size_t downloaded) {
         progress->then = [this, downloaded](const ProgressNumbers& seen) {
             if (seen.downloaded == static_cast<int64>(downloaded)) {
@@ -144,7 +144,7 @@ TEST_F(S3Cancel, BetweenTwoTriesIsNotLostByAToken) {
     expectCancelled(thrownBy<CCURLError>([&] { cancelling.getObject(request, "b", "k", 0, -1); }));
     EXPECT_EQ(cancelling.waits.size(), 1u);
     EXPECT_EQ(peer.requests().size(), 1u);
-    // Nor is any further operation begun.
+    // No further operation begins either.
     expectCancelled(thrownBy<CCURLError>([&] { return cancelling.objectExists(request, "b", "k"); }));
     EXPECT_EQ(peer.requests().size(), 1u);
 }

@@ -328,7 +328,7 @@ static_assert(!CanPutWith<const char*, int> && !CanPrepareWith<const char*, std:
 static_assert(!CanPutWith<const void*, int> && !CanPrepareWith<const unsigned char*, int64>);
 static_assert(!CanPutWith<std::nullptr_t> && !CanPrepareWith<std::nullptr_t, const char*>);
 
-// What `data` may be, and what it may not: all pointers convert to `const void*`.
+// Allowed and refused types of `data`: all pointers convert to `const void*`.
 
 template <class Data, class Size = int>
 concept CanPut = requires(CNetRequest& request, TestClient& client, Data data, Size size) {
@@ -469,7 +469,7 @@ TEST_F(S3WireTest, NamesOfDotsAreSentAsTheyAre) {
         expectLine("DELETE /b/" + name, [&] { client.deleteObject(request, "b", object); });
         expectLine("PUT /b/" + name,
                    [&] { EXPECT_THROW(client.copyObject(request, "b", "k", object), CError); });
-        // As a bucket it must not lead anywhere else either.
+        // As a bucket name it must not lead anywhere else either.
         expectLine("DELETE /" + name + "/k", [&] { client.deleteObject(request, object, "k"); });
         expectLine("GET /" + name,
                    [&] { EXPECT_THROW(client.listObjects(request, object, "", "", "", -1), CError); });

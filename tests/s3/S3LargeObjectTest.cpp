@@ -1,4 +1,4 @@
-// An object of 1 GiB passes through the library without being held in memory.
+// An object of 1 GiB passes through the library without being kept in memory.
 #include "tests/s3/S3TestSupport.h"
 #include "tests/support/GeneratedStream.h"
 #include "tests/support/PeakMemory.h"
@@ -34,7 +34,7 @@ TEST(S3LargeObject, StreamsInBoundedMemory) {
     request.setCustomHTTPHeaders(headers);
     client.signRequest(&request);
     request.perform();
-    // Libraries and buffers of one small transfer are there already.
+    // Load libraries and allocate buffers with one small transfer first.
     client.putObject(request, "large", "small", "x", 1, "");
     client.getObject(request, "large", "small", 0, -1);
     const int before = peakResidentSize();

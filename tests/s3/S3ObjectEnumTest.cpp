@@ -169,7 +169,7 @@ TEST_F(S3ObjectEnumTest, ChecksAPageBeforeItsFirstObject) {
          "The listing has the key 'p/n' after 'p/o', although its names must ascend."},
         {page(false, {"p/m"}), "The listing has the key 'p/m' after 'p/m', although its names must ascend."},
         {page(false, {"p/a"}), "The listing has the key 'p/a' after 'p/m', although its names must ascend."},
-        // By UTF-16 units, these would be in order.
+        // Compared by UTF-16 units, these would be in order.
         {page(false, {"p/\U0001F600", "p/\uFFFD"}),
          "The listing has the key 'p/\uFFFD' after 'p/\U0001F600', although its names must ascend."},
         {page(false, {"p/n"}, "<CommonPrefixes><Prefix>p/o/</Prefix></CommonPrefixes>"),
@@ -327,7 +327,7 @@ TEST_F(S3ObjectEnumTest, FindsNoCircleInManyPages) {
     int pages = 0;
     peer.setDefaultReply([&pages](const RecordedRequest&) {
         ++pages;
-        // Every third one fails, and is asked for again.
+        // Every third page fails and is requested again.
         return pages % 3 == 0 ? reply("403 Forbidden", errorDocument("AccessDenied"))
                               : page(pages < 100, {"k" + std::to_string(1000 + pages)});
     });

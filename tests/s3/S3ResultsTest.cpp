@@ -1,4 +1,4 @@
-// The documents that a service answers with, and the error made of one.
+// The documents of the service's responses, and the error made from one.
 #include "tests/s3/S3TestSupport.h"
 #include "vexil/net/ErrorClassification.h"
 #include "vexil/s3/S3CopyObjectResult.h"
@@ -120,7 +120,7 @@ TEST(S3Documents, PrintNothingWhenTheyAreBroken) {
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
-/// Cut anywhere, a document is an error and no half result.
+/// A document that is cut anywhere is an error; it never gives half a result.
 template <class Result>
 void expectEveryCutToFail(const std::string& document) {
     parse<Result>(document);
@@ -378,7 +378,7 @@ TEST(S3ListObjectsResult, ChecksCommonPrefixes) {
     const std::string folders = "<CommonPrefixes><Prefix>p/a/</Prefix></"
                                 "CommonPrefixes><CommonPrefixes><Prefix>p/b/</Prefix></CommonPrefixes>";
     const auto page = parse<CS3ListObjectsResult>("<ListBucketResult>" + folders + "</ListBucketResult>");
-    // A marker within the first one, before it, and none.
+    // A marker inside the first one, one before it, and no marker.
     for (const char* marker : {"p/a/x", "p/Z", ""}) {
         EXPECT_NO_THROW(page.verifyKeys("p/", "/", marker)) << marker;
     }

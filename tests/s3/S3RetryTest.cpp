@@ -1,4 +1,4 @@
-// Which failures are tried again, how often, and what the log says about it.
+// Which failures are tried again, how often, and what is logged.
 #include "tests/s3/S3WireTest.h"
 #include "vexil/async/AsyncNetRequestManager.h"
 
@@ -64,7 +64,7 @@ TEST(S3Retry, IsDecidedByTheStatusWithoutAnS3Code) {
         const bool isRetried = status == 500 || status == 503 || status == 400 || status == 409;
         EXPECT_EQ(CS3Client::shouldRetryRequest(statusError(status)), isRetried) << status;
     }
-    // A body that broke behind the status 200.
+    // The transfer failed in the body, after the status 200.
     EXPECT_FALSE(
         CS3Client::shouldRetryRequest(CCURLError(CURLE_RECV_ERROR, "", "http", 200, "", "", "", "")));
 }
@@ -435,7 +435,7 @@ TEST_F(S3RetryTest, PutSendsItsBodyAgain) {
     EXPECT_EQ(requests[0].head, requests[1].head);
 }
 
-/// A sink that fails in a way of its own.
+/// A sink that throws an error of its own type.
 class OwnError : public CError {
 public:
     OwnError() : CError("own") {}
@@ -456,7 +456,7 @@ TEST_F(S3RetryTest, ErrorsOfOtherTypesAreThrownAsTheyAre) {
     EXPECT_THAT(client.waits, IsEmpty());
 }
 
-/// A client whose clock goes on by a second each time it is asked.
+/// A client whose clock advances by a second each time it is read.
 class CClientWithARunningClock : public TestClient {
 public:
     using TestClient::TestClient;

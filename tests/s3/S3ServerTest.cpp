@@ -35,7 +35,7 @@ CS3Client makeClient() {
     return makeClient(environment("VEXIL_S3_SECRET_KEY"));
 }
 
-/// A bucket of its own for each test.
+/// Each test has its own bucket.
 class S3ServerTest : public testing::Test {
 protected:
     S3ServerTest() : client(makeClient()) {

@@ -1,4 +1,4 @@
-// The client's own life, the signature and what a preparation leaves on a request. Nothing is sent.
+// Construction and settings of the client, the signature, and the effects of a preparation on a request. Nothing is sent.
 #include "tests/s3/S3TestSupport.h"
 
 #include <algorithm>
@@ -12,7 +12,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-/// A request of the caller's own making.
+/// A request that the test sets up itself.
 struct Prepared {
     explicit Prepared(const std::string& url) : headers(new CNetHeaders) {
         request.setURL(String::fromUTF8(url));

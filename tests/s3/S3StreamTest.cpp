@@ -1,4 +1,4 @@
-// Objects that pass between streams and the service, through retries and error answers.
+// Transfers of objects from and to streams, with retries and error responses.
 #include "tests/s3/S3WireTest.h"
 #include "zet/BufferStream.h"
 
@@ -14,7 +14,7 @@ using testing::IsEmpty;
 
 const std::string internalError = reply("500 Internal Server Error", errorDocument("InternalError"));
 
-/// A stream that records how it is moved, and may break.
+/// A stream that records its movements and can fail.
 class Stream : public virtual vexil::CBase, public zet::IInStream, public zet::IOutStream {
 public:
     explicit Stream(std::string text = {}, int64 start = 0) : bytes(std::move(text)), position(start) {}
@@ -402,7 +402,7 @@ TEST_F(S3GetStream, DemandsThatEachHeaderLineCanBeRead) {
 }
 
 TEST_F(S3GetStream, DemandsTheAnnouncedLength) {
-    // The second length is what a broken gateway left; libcurl goes by the framing.
+    // The second length is the one left by a broken gateway; libcurl uses the framing.
     answer({"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\nContent-Length: "
             "9\r\n\r\n5\r\nhello\r\n0\r\n\r\n"});
     Stream stream;

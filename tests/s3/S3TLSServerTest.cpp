@@ -13,7 +13,7 @@ String environment(const char* name) {
     return value ? String::fromUTF8(value) : String();
 }
 
-/// A certificate authority to trust, and maybe a version of HTTP to ask for.
+/// Trusts a certificate authority, and can request a version of HTTP.
 class Trust : public virtual vexil::CBase, public vexil::INetRequestSetup {
 public:
     explicit Trust(String bundle, int httpVersion = CURL_HTTP_VERSION_1_1)
@@ -94,7 +94,7 @@ TEST_F(S3TLSServerTest, TrustsAnyServerOnDemand) {
     expectRoundTrip();
 }
 
-/// Trusts the authority, and lets another name stand for this machine.
+/// Trusts the authority, and resolves another name to this machine.
 class OtherName : public virtual vexil::CBase, public vexil::INetRequestSetup {
 public:
     explicit OtherName(const std::string& address)

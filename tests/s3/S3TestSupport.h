@@ -1,5 +1,5 @@
 /// \file
-/// What the tests of the S3 client share.
+/// Shared by the tests of the S3 client.
 #pragma once
 
 #include "tests/support/Inspect.h"
@@ -50,7 +50,7 @@ inline std::string base64(std::string_view bytes) {
     return text;
 }
 
-/// The signature as the service computes it, without the code that is tested.
+/// The signature as the service computes it, independent of the tested code.
 inline std::string signatureOf(std::string_view stringToSign, const std::string& secret = secretKey) {
     unsigned char hash[EVP_MAX_MD_SIZE];
     unsigned int length = 0;
@@ -70,7 +70,7 @@ inline std::string md5Of(std::string_view bytes) {
     return base64({reinterpret_cast<const char*>(hash), length});
 }
 
-/// A client whose clock stands still and which records its waits instead of sleeping.
+/// A client with a fixed time that records its waits and does not sleep.
 class TestClient : public CS3Client {
 public:
     explicit TestClient(const std::string& baseURL = "http://host", const std::string& access = accessKey,
@@ -90,7 +90,7 @@ protected:
     void waitBeforeRetry(int milliseconds) override { waits.push_back(milliseconds); }
 };
 
-/// What `call` throws as exactly an `Error`; anything else, or nothing, is a failure of the test.
+/// The error that `call` throws, which must be exactly an `Error`. Any other outcome fails the test.
 template <class Error, class Call>
 std::optional<Error> thrownBy(Call call) {
     try {
@@ -105,7 +105,7 @@ std::optional<Error> thrownBy(Call call) {
     return std::nullopt;
 }
 
-/// The message of a CError that says of itself that it may pass.
+/// The message of a CError that is marked as transient.
 template <class Call>
 std::string transientErrorOf(Call call) {
     const auto error = thrownBy<CError>(call);
@@ -131,7 +131,7 @@ std::string plainErrorOf(Call call) {
     return error->getMessage().toUTF8();
 }
 
-/// Place and message of a CInvalidArgError, joined by ": ".
+/// Function name and message of a CInvalidArgError, joined by ": ".
 template <class Call>
 std::string argErrorOf(Call call) {
     const auto error = thrownBy<CInvalidArgError>(call);
@@ -149,7 +149,7 @@ inline std::vector<std::string> headersOf(const CNetRequest& request) {
     return lines;
 }
 
-/// An answer of the service.
+/// A response of the service.
 inline std::string reply(const std::string& status, const std::string& body,
                          const std::string& headers = "") {
     return "HTTP/1.1 " + status + "\r\n" + headers + "Content-Length: " + std::to_string(body.size()) +

@@ -1,5 +1,5 @@
 /// \file
-/// What the tests of the S3 client on the wire share.
+/// Shared by the tests of the S3 client with a scripted peer.
 #pragma once
 
 #include "tests/s3/S3TestSupport.h"
@@ -11,7 +11,7 @@
 
 namespace vexil_test {
 
-/// A client that talks to a scripted peer. Everything must have gone by the script at the end.
+/// A client and a scripted peer. At the end everything must have followed the script.
 class S3WireTest : public testing::Test {
 protected:
     S3WireTest() : client(peer.url("")) {}
@@ -22,7 +22,7 @@ protected:
         EXPECT_EQ(peer.unplayedScripts(), 0u);
     }
 
-    /// One connection that answers a request with each of these, one after the other.
+    /// One connection that sends these responses, one per request.
     void answer(const std::vector<std::string>& replies) {
         auto script = peer.onConnection();
         for (const std::string& text : replies) {
@@ -30,7 +30,7 @@ protected:
         }
     }
 
-    /// The head of a request as it must be on the wire: the headers that libcurl sends by itself first.
+    /// The head of a request as it must be on the wire, with the headers that libcurl sends first.
     std::string head(const std::string& requestLine, const std::vector<std::string>& headers) const {
         std::string text = requestLine + " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(peer.port()) +
                            "\r\nAccept: */*\r\n";
@@ -40,7 +40,7 @@ protected:
         return text + "\r\n";
     }
 
-    /// Of a PUT of few bytes, with what libcurl adds.
+    /// The head of a PUT of few bytes, with the headers that libcurl adds.
     std::string putHead(const std::string& requestLine, std::vector<std::string> headers) const {
         if (doSmallPutsAskFirst()) {
             headers.push_back("Expect: 100-continue");

@@ -1,6 +1,6 @@
 /// \file
-/// Counts what the calling thread allocates. Defines `operator new` for the whole program, in the library under test too:
-/// to be included by one source of a program only.
+/// Counts allocations of the calling thread. Defines `operator new` for the whole program, including the library under
+/// test: include it in only one source of a program.
 #pragma once
 
 #include <cstddef>
@@ -9,16 +9,16 @@
 
 namespace vexil_test {
 
-/// How many allocations this thread has made.
+/// The number of allocations that this thread has made.
 inline thread_local int t_allocations = 0;
 
-/// `malloc`, counted.
+/// `malloc` with counting.
 inline void* countedMalloc(std::size_t size) {
     ++t_allocations;
     return std::malloc(size);
 }
 
-/// How many allocations `work` makes on this thread.
+/// The number of allocations that `work` makes on this thread.
 template <class Work>
 int allocationsOf(const Work& work) {
     const int before = t_allocations;

@@ -9,12 +9,12 @@
 
 namespace vexil_test {
 
-/// Ends the program, and says which rule seems to be broken, when a scope takes too long: for rules whose breach shows
-/// only as a wait that never ends.
+/// Ends the program with the name of a rule if a scope takes too long. For rules whose violation shows only as a wait
+/// that never ends.
 class Deadline {
 public:
-    /// \param rule   what is to hold, such as "set() wakes all who wait"
-    /// \param limit  far beyond what the slowest machine takes, and below the limit of a whole test program
+    /// \param rule   the tested rule, such as "set() wakes all who wait"
+    /// \param limit  far above the time of the slowest machine, below the limit of a whole test program
     explicit Deadline(const char* rule, std::chrono::seconds limit = std::chrono::seconds(120))
         : m_thread([this, rule, limit] { watch(rule, limit); }) {}
     ~Deadline() {

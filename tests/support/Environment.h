@@ -4,7 +4,7 @@
 
 namespace vexil_test {
 
-/// Sets a variable of this process's environment, for what reads it from now on.
+/// Sets an environment variable of this process.
 inline void setEnvironment(const char* name, const char* value) {
 #ifdef _WIN32
     _putenv_s(name, value);
@@ -13,7 +13,7 @@ inline void setEnvironment(const char* name, const char* value) {
 #endif
 }
 
-/// Takes a variable away.
+/// Removes a variable.
 inline void clearEnvironment(const char* name) {
 #ifdef _WIN32
     _putenv_s(name, "");

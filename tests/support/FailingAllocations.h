@@ -1,6 +1,6 @@
 /// \file
-/// Lets memory run out. Defines `operator new` for the whole program, in the library under test too: to be included by
-/// one source of a program only.
+/// Makes allocations fail. Defines `operator new` for the whole program, including the library under test: include it in
+/// only one source of a program.
 #pragma once
 
 #include <atomic>
@@ -12,11 +12,11 @@ namespace vexil_test {
 
 /// Which allocations fail.
 enum class Shortage {
-    One,       ///< a single one
-    FromHere,  ///< that one and all that follow
+    One,       ///< only one
+    FromHere,  ///< this one and all that follow
 };
 
-/// The n-th allocation, counted over the threads that take part, fails while this object lives. One at a time.
+/// Makes the n-th allocation, counted over the participating threads, fail during its lifetime. One object at a time.
 class FailingAllocations {
 public:
     /// \param n  counts from 1
@@ -33,15 +33,15 @@ public:
     FailingAllocations(const FailingAllocations&) = delete;
     FailingAllocations& operator=(const FailingAllocations&) = delete;
 
-    /// Counts the allocations of the calling thread, too, up to its end. The thread that makes the object takes part
-    /// while it lives.
+    /// Lets the calling thread participate until it ends. The thread that makes the object participates during the
+    /// object's lifetime.
     static void takePart() { t_takesPart = true; }
-    /// Lets the calling thread have its memory, or no longer. For code of others that does not survive the lack of it.
+    /// Excludes the calling thread, or includes it again. For code of others that does not survive a lack of memory.
     static void spare(bool isSpared) { t_isSpared = isSpared; }
-    /// Whether an allocation has failed.
+    /// True if an allocation has failed.
     bool haveFailed() const { return s_left <= 0; }
 
-    /// How many blocks the threads that take part hold, of those that they have allocated while they did.
+    /// Number of blocks that the participating threads have allocated meanwhile and not freed.
     static long heldBlocks() { return s_heldBlocks; }
 
     static void* allocate(std::size_t size) {

@@ -11,7 +11,7 @@
 
 namespace vexil_test {
 
-/// Generates bytes when it is read, and compares with them what is written: any amount, none of it held.
+/// Generates bytes when it is read, and compares written bytes with them. Any amount; nothing is stored.
 class GeneratedStream : public virtual zet::CBase, public zet::IInStream, public zet::IOutStream {
 public:
     explicit GeneratedStream(zet::int64 size) : m_size(size) {}
@@ -38,9 +38,9 @@ public:
     zet::int64 getPosition() override { return m_position; }
 
 private:
-    static constexpr int period = 65521;  // a prime, so that exchanged blocks are noticed
+    static constexpr int period = 65521;  // a prime, so that swapped blocks are noticed
 
-    /// Two periods, so that any piece is there in one.
+    /// Two periods, so that every piece is contiguous.
     static const std::string& pattern() {
         static const std::string bytes = [] {
             std::string made(2 * period, '\0');

@@ -1,5 +1,5 @@
 /// \file
-/// What the programs share that write generated texts for a reader in another language.
+/// Shared by the programs that write generated texts for a reader in another language.
 #pragma once
 
 #include <string>
@@ -7,7 +7,7 @@
 
 namespace vexil_test {
 
-/// A blank and the bytes in hexadecimal digits.
+/// A space and the bytes in hexadecimal digits.
 inline std::string hex(std::string_view bytes) {
     static constexpr char digits[] = "0123456789abcdef";
     std::string text = " ";

@@ -1,5 +1,5 @@
 /// \file
-/// Errors and answers as texts that a test compares.
+/// Errors and responses as texts for comparisons.
 #pragma once
 
 #include "vexil/net/NetRequest.h"

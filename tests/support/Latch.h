@@ -5,8 +5,8 @@
 
 namespace vexil_test {
 
-/// Opens for good when it has been counted down to 0. std::latch, but for systems without a futex, Windows among them,
-/// where GCC 12's looks at the count before it takes the lock, and so can miss the last countDown().
+/// Opens for good when it has been counted down to 0. A std::latch for systems without a futex, such as Windows: there
+/// that of GCC 12 reads the count before it takes the lock, and can miss the last countDown().
 class Latch {
 public:
     explicit Latch(int count) : m_count(count) {}
@@ -14,7 +14,7 @@ public:
     void countDown() {
         const std::lock_guard lock(m_mutex);
         if (--m_count == 0) {
-            // With the lock held: who has waited may destroy the latch.
+            // With the lock: a waiter may destroy the latch.
             m_isOpen.notify_all();
         }
     }

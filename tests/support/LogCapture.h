@@ -10,7 +10,7 @@
 
 namespace vexil_test {
 
-/// Collects the log while it lives.
+/// Collects the log during its lifetime.
 class LogCapture {
 public:
     LogCapture() : m_previous(zet::getLogSink()), m_sink(new Sink) { zet::setLogSink(m_sink); }

@@ -1,6 +1,6 @@
 /// \file
-/// Records every option that libcurl is given, in order, with its C type and value, and lets some fail. For one source
-/// of a program of its own: it defines libcurl's function itself and passes the calls on, so the program exports its
+/// Records every option that libcurl is given, in order, with its C type and value, and can make some fail. Use it in one
+/// source of a separate program: it defines libcurl's function, passes the calls on, and the program exports its
 /// symbols.
 #pragma once
 
@@ -51,7 +51,7 @@ inline std::string listText(const curl_slist* list) {
     return text + "]";
 }
 
-/// The value of an option as the type of that option has it.
+/// The value of an option, with the type of that option.
 inline std::string valueText(const curl_easyoption& option, void* pointer) {
     if (!pointer) {
         return "null";

@@ -5,7 +5,7 @@
 
 namespace vexil_test {
 
-/// Peak resident size of this process in KiB; -1 where the system does not tell it (Linux does).
+/// Peak resident size of this process in KiB; -1 if the system does not report it (Linux does).
 inline int peakResidentSize() {
     std::ifstream status("/proc/self/status");
     for (std::string name; status >> name;) {

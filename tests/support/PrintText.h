@@ -1,5 +1,5 @@
 /// \file
-/// Lets GoogleTest show texts as texts.
+/// Makes GoogleTest print texts readably.
 #pragma once
 
 #include "zet/String.h"

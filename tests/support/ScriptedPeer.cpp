@@ -61,7 +61,7 @@ std::string_view trim(std::string_view text) {
     return text.substr(first, text.find_last_not_of(" \t") - first + 1);
 }
 
-/// The lines of a head without their ends, up to the blank line.
+/// The lines of a head without their ends, up to the empty line.
 std::vector<std::string> headLines(std::string_view head) {
     std::vector<std::string> lines;
     while (!head.empty()) {
@@ -100,7 +100,7 @@ Number parseNumber(std::string_view text, int base, const char* what) {
     return value;
 }
 
-/// Text for a failure: printable, and not endless.
+/// Text for a failure message: printable and of limited length.
 std::string inQuotes(std::string_view bytes) {
     constexpr std::size_t limit = 200;
     constexpr std::string_view digits = "0123456789abcdef";
@@ -174,7 +174,7 @@ struct ConnectionScript::Core {
     std::set<std::shared_ptr<Session>> sessions;
     std::vector<std::shared_ptr<RecordedRequest>> requests;
     std::vector<std::string> failures;
-    std::map<std::size_t, std::string> excess;  ///< What stands behind the end of a script, by connection.
+    std::map<std::size_t, std::string> excess;  ///< The bytes after the end of a script, by connection.
     std::map<std::string, Gate> gates;
     ScriptedPeer::DefaultReply defaultReply;
     std::size_t completedRequests = 0;
@@ -192,7 +192,7 @@ struct ConnectionScript::Core {
 
     template <class Condition>
     bool waitFor(std::chrono::milliseconds limit, Condition condition) const {
-        // The system clock, because ThreadSanitizer of GCC 12 does not know the wait of the steady clock.
+        // The system clock, because ThreadSanitizer of GCC 12 does not support the wait with the steady clock.
         std::unique_lock lock(mutex);
         return changed.wait_until(lock, std::chrono::system_clock::now() + limit, condition);
     }
@@ -229,19 +229,19 @@ struct ConnectionScript::Session : std::enable_shared_from_this<Session> {
     void closeSocket();
     void reset();
 
-    /// Reads to and with the delimiter, and not a byte further.
+    /// Reads up to and including the delimiter, and no byte more.
     asio::awaitable<std::string> readUntil(std::string_view delimiter);
     /// The same for a line that frames the body of a request.
     asio::awaitable<std::string> readFraming();
     asio::awaitable<void> readBody(std::uint64_t count);
-    /// 0 at the end of the stream or after a reset, which `error` tells then.
+    /// 0 at the end of the stream and after a reset; `error` then has the reason.
     asio::awaitable<std::size_t> receive(std::size_t limit, tcp::socket::message_flags flags,
                                          std::error_code& error);
     asio::awaitable<std::size_t> receiveSome(std::size_t limit, tcp::socket::message_flags flags);
     asio::awaitable<void> write(std::string_view bytes);
     std::string peekNow();
     bool hasArrivals();
-    /// Peeks as an idle connection.
+    /// Peeks while the connection is idle.
     asio::awaitable<std::size_t> listen(std::error_code& error);
 
     void take(std::size_t count);
@@ -323,7 +323,7 @@ void ConnectionScript::Core::begin(tcp::socket socket) {
     asio::co_spawn(context, Session::live(session), asio::detached);
 }
 
-/// Makes busy what has something to do, although its thread was not told yet.
+/// Marks connections with work as busy, before their thread is notified.
 void ConnectionScript::Core::noticeArrivals() {
     for (;;) {
         std::error_code error;
@@ -435,9 +435,9 @@ asio::awaitable<void> ConnectionScript::Session::playScript() {
     }
 }
 
-/// Returns when there may be a further step, or with a closed socket.
+/// Returns if there may be a further step, or with a closed socket.
 asio::awaitable<void> ConnectionScript::Session::awaitMoreSteps() {
-    // What has already come is found before the connection counts as idle, so that a test sees it.
+    // Bytes that have already come are found before the connection counts as idle, so that a test sees them.
     std::string beyond = peekNow();
     isWatching = true;
     bool hasMore = false;
@@ -509,7 +509,7 @@ asio::awaitable<void> ConnectionScript::Session::serveDefault() {
     }
 }
 
-/// Returns when a further request begins, or with a closed socket.
+/// Returns if a further request begins, or with a closed socket.
 asio::awaitable<void> ConnectionScript::Session::awaitRequest() {
     if (!peekNow().empty())
         co_return;
@@ -665,7 +665,7 @@ asio::awaitable<std::size_t> ConnectionScript::Session::receive(std::size_t limi
                                                                 std::error_code& error) {
     checkStopping();
     if (hasEnded) {
-        // asio would wait for news of a stream whose end it has already told.
+        // asio would wait again for a stream whose end it has already reported.
         error = asio::error::eof;
         co_return 0;
     }
@@ -676,7 +676,7 @@ asio::awaitable<std::size_t> ConnectionScript::Session::receive(std::size_t limi
     co_return error ? 0 : count;
 }
 
-/// What can be read without waiting, left in the socket.
+/// The bytes that can be read without waiting; they stay in the socket.
 std::string ConnectionScript::Session::peekNow() {
     std::error_code error;
     const std::size_t count =
@@ -984,8 +984,8 @@ ScriptedPeer::~ScriptedPeer() {
         std::lock_guard lock(m_core->mutex);
         m_core->stopping = true;
     }
-    // Every operation ends with its socket, every session with the next look at `stopping`, and then run()
-    // does.
+    // Every operation ends when its socket is closed, every session at its next check of `stopping`, and then run()
+    // ends.
     asio::post(m_core->context, [core = m_core.get()] { core->abortAll(); });
     m_core->thread.join();
 }
@@ -1116,7 +1116,7 @@ bool ScriptedPeer::waitUntilIdle(std::chrono::milliseconds limit) const {
 }
 
 std::uint16_t ScriptedPeer::closedPort() {
-    // Bound, but not listening: connections are refused, and no other process can get the port meanwhile.
+    // Bound, but not listening: connections are refused, and no other process can take the port.
     static asio::io_context context;
     static const tcp::acceptor reserved = [] {
         const tcp::endpoint endpoint(asio::ip::address_v4::loopback(), 0);

@@ -36,7 +36,7 @@ const std::string continueReply = "HTTP/1.1 100 Continue\r\n\r\n";
 
 enum class End { None, Fin, Reset, Other };
 
-/// What a client got until the stream ended.
+/// All bytes that a client got until the stream ended.
 struct Got {
     std::string bytes;
     End end = End::None;
@@ -72,7 +72,7 @@ public:
         }
     }
 
-    /// Sends until the connection breaks or everything is sent.
+    /// Sends until the connection fails or everything is sent.
     std::error_code trySend(std::size_t count) {
         const std::string block(64 * 1024, 'x');
         std::error_code error;
@@ -407,7 +407,7 @@ TEST(ScriptedPeer, CutsByResetBehindEveryByte) {
 #ifdef _WIN32
         // Windows discards received bytes with RST.
         ASSERT_EQ(okReply.substr(0, count).substr(0, got.bytes.size()), got.bytes);
-        // Wine may tell of it as of an end.
+        // Wine may report it as an end.
         ASSERT_THAT(got.end, testing::AnyOf(End::Reset, End::Fin));
 #else
         ASSERT_EQ(got.bytes, okReply.substr(0, count));

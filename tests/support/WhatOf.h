@@ -5,7 +5,7 @@
 
 namespace vexil_test {
 
-/// The text of what `work` throws.
+/// The text of the error that `work` throws.
 template <class Work>
 std::string whatOf(const Work& work) {
     try {

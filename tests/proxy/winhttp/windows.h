@@ -1,5 +1,5 @@
 /// \file
-/// As much of the system's header as the library's file needs, so that what it does runs where there is no Windows.
+/// The part of the system's header that the library's file needs, so that it can be tested without Windows.
 #pragma once
 
 #define WINAPI

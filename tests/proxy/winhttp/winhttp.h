@@ -1,5 +1,5 @@
 /// \file
-/// As much of the system's header as the library's file needs, see windows.h beside it.
+/// The part of the system's header that the library's file needs; see windows.h.
 #pragma once
 
 #include <windows.h>
