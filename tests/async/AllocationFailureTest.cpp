@@ -1,5 +1,6 @@
-// Memory runs out at each place in turn: the n-th allocation fails, once, or with all that follow. Whatever the library
-// makes of it is an error or a success that is one; nothing crashes, hangs or leaks, and who waits is told.
+// Memory runs out at each place in turn: the n-th allocation fails, alone or with all that follow. The result
+// of the library is an error or a real success; nothing crashes, hangs or leaks, and every waiter is
+// notified.
 #include "tests/async/AsyncTestSupport.h"
 #include "tests/ftp/FTPPeer.h"
 #include "tests/support/FailingAllocations.h"
@@ -21,8 +22,8 @@
 #include <optional>
 #include <unistd.h>
 
-/// Stands before wxXmlDocument::Load(), which leaks where memory runs out in it: the parser is plain C, and the exception
-/// passes through.
+/// Replaces wxXmlDocument::Load(), which leaks if memory runs out in it: the parser is C, and the exception
+/// passes through it.
 extern "C" bool loadXml(void* document, void* stream, const void* encoding,
                         int flags) asm("_ZN13wxXmlDocument4LoadER13wxInputStreamRK8wxStringi");
 
@@ -47,7 +48,7 @@ constexpr long manyAllocations = 20000;
 
 char t_try[200] = "";
 
-/// Says which try hangs.
+/// Names the try that hangs.
 extern "C" void onAlarm(int) {
     static constexpr char text[] = "This try does not come to its end: ";
     [[maybe_unused]] auto written = write(STDERR_FILENO, text, sizeof text - 1);
@@ -55,7 +56,7 @@ extern "C" void onAlarm(int) {
     std::_Exit(1);
 }
 
-/// What a done listener was told. Allocates nothing.
+/// The calls of a done listener. Allocates nothing.
 class CTold : public virtual CBase, public CNetRequest::IDoneListener {
 public:
     void onDone(CNetRequest*, CError* error) override {
@@ -67,7 +68,7 @@ public:
     std::atomic<bool> hasError = false;
 };
 
-/// Whether the bytes of a buffer are these.
+/// True if a buffer has these bytes.
 bool holds(const TBuffer<unsigned char>& buffer, std::string_view bytes) {
     return static_cast<std::size_t>(buffer.getUsed()) == bytes.size() &&
            std::memcmp(buffer.getData(), bytes.data(), bytes.size()) == 0;
@@ -108,17 +109,17 @@ protected:
     AllocationFailure() {
         std::signal(SIGALRM, &onAlarm);
         m_peer.setDefaultReply(&answerTo);
-        zet::getLogSink();  // makes its place, which stays
+        zet::getLogSink();  // makes the sink, which stays
     }
     ~AllocationFailure() override { alarm(0); }
 
     String url(const char* path) const { return String::fromUTF8(m_peer.url(path)); }
 
-    /// Tries `attempt`, which tells whether what it got is right, while each of its allocations fails in turn. `check`
-    /// looks at each try after its end, when memory is back.
+    /// Runs `attempt`, which returns true if its result is right, while each of its allocations fails in
+    /// turn. `check` checks each try after its end, when memory is available again.
     template <class Attempt, class Check>
     void sweep(const Attempt& attempt, const Check& check) {
-        // Once for what is made on first use only.
+        // Once for everything that is made on first use.
         ASSERT_EQ(tryOnce(attempt, manyAllocations, Shortage::One), End::Success);
         check(End::Success);
         m_peer.clearRecords();
@@ -261,7 +262,7 @@ TEST_F(AllocationFailure, OfAStatusThatIsAnError) {
             try {
                 request.perform();
             } catch (const CCURLError& error) {
-                // That it is one is right here.
+                // An error is right here.
                 return error.getResponseCode() == 404 && request.getRedactedVerboseOutput(100) &&
                        request.getVerboseOutput(100);
             }
@@ -420,7 +421,7 @@ TEST_F(AllocationFailure, OfAMail) {
             return true;
         },
         [&](End end) {
-            // The connection is closed: what came is all.
+            // The connection is closed: all bytes have come.
             const bool isWhole = server->connectionCount() > 0 && server->waitUntilIdle() &&
                                  server->received(0).find("\r\n.\r\n") != std::string::npos;
             EXPECT_EQ(isWhole, end == End::Success) << "who sends a mail again that was taken sends it twice";
@@ -487,7 +488,7 @@ TEST_F(AllocationFailure, OfAnFTPListing) {
 
 // ---- many at once ----------------------------------------------------------------------------------------
 
-/// What is told of a request that succeeds, of one that fails by its status, and of one that nobody answers.
+/// Notifications of a request that succeeds, of one that fails by its status, and of one without a response.
 class AllocationFailureOfMany : public AllocationFailure {
 protected:
     static constexpr std::size_t count = 3;
@@ -499,7 +500,7 @@ protected:
         request->setDoneListener(&told->at(index));
         return request;
     }
-    /// Whether the listener and who asks the request are told the same, and no failure passes for a success.
+    /// True if the listener and the request report the same, and no failure looks like a success.
     bool isRight(std::size_t index, CNetRequest& request) {
         bool hasFailed = false;
         try {
@@ -542,7 +543,7 @@ TEST_F(AllocationFailureOfMany, OnAManager) {
             return areRight;
         },
         [&](End end) {
-            // An addition that fails takes the manager down, and with it those that run.
+            // A failed addition destroys the manager with its running requests.
             const bool areAllAdded = isAdded[count - 1];
             for (std::size_t i = 0; i < count && areAllAdded; ++i) {
                 EXPECT_EQ(told->at(i).count, 1) << "the listener of request " << i << " is not told";
@@ -554,7 +555,7 @@ TEST_F(AllocationFailureOfMany, OnAManager) {
         });
 }
 
-/// A worker that takes part in the shortage.
+/// A worker whose allocations fail, too.
 class CStarvingWorker : public CAsyncNetRequestThread {
 public:
     CStarvingWorker() : CAsyncNetRequestThread(nullptr) {}
@@ -572,7 +573,8 @@ TEST_F(AllocationFailureOfMany, OnAWorker) {
         [&] {
             const P<CStarvingWorker> worker = new CStarvingWorker;
             worker->start();
-            // One after the other: a worker ends by a request that it cannot take over, and then others are not told.
+            // One after the other: a worker ends if it cannot pick up a request, and others are then not
+            // notified.
             for (std::size_t i = 0; i < count; ++i) {
                 const P<CNetRequest> request = makeRequest(i);
                 worker->addRequest(request);
@@ -592,7 +594,7 @@ TEST_F(AllocationFailureOfMany, OnAWorker) {
             return true;
         },
         [&](End) {
-            // Whom the server has seen was taken over.
+            // Requests that the server has seen were picked up.
             const std::size_t seen = m_peer.requests().size();
             for (std::size_t i = 0; i < seen; ++i) {
                 EXPECT_EQ(told->at(i).count, 1) << "the listener of request " << i << " is not told";

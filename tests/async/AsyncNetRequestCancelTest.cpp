@@ -1,4 +1,4 @@
-// Transfers that are cancelled in each state, under whatever drives them, and what a cancel() counts for.
+// Transfers that are cancelled in each state, with each driver, and the transfers that a cancel() applies to.
 #include "tests/async/AsyncNetRequestThreadTestSupport.h"
 #include "tests/async/SilentServer.h"
 #include "tests/async/TransferDriver.h"
@@ -21,10 +21,10 @@ using testing::SizeIs;
 using testing::StartsWith;
 using vexil::TArray;
 
-/// More requests than select() is asked for, which is fewer on Windows.
+/// More requests than are safe with select(); on Windows this is a smaller number.
 constexpr int veryMany = FD_SETSIZE >= 1024 ? 500 : 40;
 
-/// Waits for a state of a transfer; a failure after a long time, not a test that never ends.
+/// Waits for a state of a transfer; fails after a long time, so that the test always ends.
 void waitFor(zet::CSignal& signal) {
     EXPECT_TRUE(signal.wait(longTime));
 }
@@ -39,7 +39,7 @@ P<CNetRequest> makeCancellable(const std::string& url) {
     return request;
 }
 
-/// The error that a request has ended with.
+/// The error of a request that has ended.
 std::optional<CCURLError> resultOf(CNetRequest& request) {
     EXPECT_TRUE(request.waitAsyncDone(longTime));
     return thrownBy<CCURLError>([&] { request.checkAsyncResult(); });
@@ -69,7 +69,7 @@ protected:
 };
 INSTANTIATE_TEST_SUITE_P(UnderEach, CancelStates, testing::ValuesIn(allDrivers), nameOfDriver);
 
-/// A server whose queue is full: connections are not refused, but do not come about either.
+/// A server with a full queue: connections are not refused, but are not established either.
 class FullServer {
 public:
     FullServer() : m_acceptor(m_context, {asio::ip::address_v4::loopback(), 0}) {
@@ -157,7 +157,7 @@ TEST_P(CancelStates, InTheMiddleOfAnUpload) {
     source->onRead = [&](void* buffer, int length) {
         std::memset(buffer, 'x', static_cast<std::size_t>(length));
         sent += length;
-        // Under Wine not much more has a place in sockets that nobody reads.
+        // Under Wine, sockets without a reader take not much more.
         if (sent > 100000) {
             begun.set();
         }
@@ -177,7 +177,7 @@ TEST_P(CancelStates, WithoutASocketToWaitFor) {
         .reply("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(size) + "\r\n\r\n")
         .sendPattern(size)
         .waitForClose();
-    // libcurl reads nothing until the average is that low, in hours.
+    // libcurl reads nothing until the average is that low, after hours.
     request->setOptionInt64(CURLOPT_MAX_RECV_SPEED_LARGE, 1);
     request->setReceiveDataSink(nullptr);
     request->setTransferProgress(progress);
@@ -247,7 +247,7 @@ TEST_P(CancelStates, ACancelOfTheTransferBeforeIsForgotten) {
 
 // ---- a manager -------------------------------------------------------------------------------------------
 
-/// Drives a manager on a thread of its own.
+/// Drives a manager on its own thread.
 class DrivenManager {
 public:
     explicit DrivenManager(const TArray<P<CNetRequest>>& requests) : m_requests(requests) {
@@ -278,7 +278,7 @@ public:
             }
         });
     }
-    /// Waits for the beginning of a wait that comes.
+    /// Waits for the beginning of the next wait.
     void waitForPass() {
         std::unique_lock lock(m_mutex);
         const int target = m_passes + 1;
@@ -295,8 +295,8 @@ private:
     int m_passes = 0;
 };
 
-/// The time that ten of so many waiting transfers take to end, cancelled one after the other. The manager's wait lasts
-/// about a second where nobody ends it.
+/// The time until ten of these waiting transfers end, cancelled one after the other. Without a wake-up the
+/// manager waits for about a second.
 Clock::duration timeOfTenCancels(int count, const std::function<P<CNetRequest>()>& makeRequest,
                                  bool isEnabledLate = false) {
     TArray<P<CNetRequest>> requests;
@@ -315,7 +315,7 @@ Clock::duration timeOfTenCancels(int count, const std::function<P<CNetRequest>()
     }
     Clock::duration time{};
     for (int i = 0; i < 10; ++i) {
-        // The manager has just begun its next wait, since the last one has ended.
+        // The manager has just begun its next wait, because the last one has ended.
         CNetRequest& request = *requests[static_cast<std::size_t>(i * count / 10)];
         const auto begin = Clock::now();
         request.cancel();
@@ -348,7 +348,7 @@ TEST_F(CancelUnderAManager, ItsWaitIsEnded) {
 }
 
 TEST_F(CancelUnderAManager, ItsWaitIsEndedWhereVeryManyWait) {
-    // More than select() is asked for.
+    // More than are safe with select().
     expectOnceLessThan(milliseconds(3000),
                        [this] { return timeOfTenCancels(veryMany, [this] { return makeSilent(); }); });
 }
@@ -431,7 +431,7 @@ TEST_F(CancelUnderAManager, AListenerMayBeginTheNextTransfer) {
     EXPECT_EQ(bodyOf(*request), "ok");
 }
 
-// Windows has no such list. Below Wine there is one, of what Wine itself has open.
+// Windows has no such list. With Wine there is one, of the descriptors that Wine itself has open.
 #ifndef _WIN32
 std::ptrdiff_t countDescriptors() {
     const std::filesystem::directory_iterator begin("/proc/self/fd");
@@ -483,7 +483,7 @@ protected:
 
 TEST_F(CancelUnderAWorker, ItsWaitIsEnded) {
     thread->start();
-    // A pass each would be 2 s.
+    // One pass each would be 2 s.
     expectOnceLessThan(milliseconds(1000), [this] {
         Clock::duration time{};
         for (int i = 0; i < 20; ++i) {
@@ -673,7 +673,7 @@ TEST_F(CancelUnderAWorker, HandingOverARunningRequestEndsTheWorkerAndNothingElse
     request->setTransferProgress(progress);
     thread->addRequest(request);
     gate->waitForPasses(3);
-    // Else the cancel may end the transfer before it is handed over again, which then is no error.
+    // Otherwise the cancel may end the transfer before it is handed over again, which is then not an error.
     gate->hold();
     thread->addRequest(request);
     gate->letGo();
@@ -775,7 +775,7 @@ TEST(CancelToken, EndsAllRequestsThatHaveItAndNoOthers) {
         token->cancel();
     });
     TArray<P<CNetRequest>> finished;
-    // Nobody wakes it: it must look by itself within a wait of this length.
+    // No thread wakes it: it must check by itself within a wait of this length.
     while (finished.size() < 2) {
         manager.waitForEvents(60000);
         manager.handleEvents(&finished);

@@ -1,4 +1,4 @@
-// Every call that the manager makes of libcurl's multi interface, and what it makes of each answer.
+// All calls of the manager to libcurl's multi interface, and how it handles each result.
 #include "tests/async/AsyncTestSupport.h"
 #include "tests/async/MultiCalls.h"
 
@@ -11,12 +11,12 @@
 
 namespace {
 
-/// Lets the next allocation of this thread fail.
+/// Makes the next allocation of this thread fail.
 thread_local bool t_isMemoryOut = false;
 
 }  // namespace
 
-// These stand in for the ones of the C++ library in the library under test, too.
+// These replace those of the C++ library, also in the library under test.
 void* operator new(std::size_t size) {
     void* const memory = std::exchange(t_isMemoryOut, false) ? nullptr : std::malloc(size);
     if (!memory) {
@@ -41,7 +41,7 @@ using testing::IsEmpty;
 using vexil::CAsyncNetRequestManager;
 using vexil::TArray;
 
-/// What a process does first of all: a manager without a request.
+/// The first action of a process: a manager without a request.
 const std::vector<std::string> firstCalls = [] {
     { const OpenManager manager; }
     return std::exchange(multiCalls().names, {});
@@ -80,7 +80,7 @@ protected:
         multiCalls().names.clear();
     }
 
-    /// What was called since the last question.
+    /// The calls since the last check.
     static std::vector<std::string> called() { return std::exchange(multiCalls().names, {}); }
 
     static void performAnswers(CURLMcode code, int running) {
@@ -90,7 +90,7 @@ protected:
         };
     }
 
-    /// Lets libcurl tell these.
+    /// Makes libcurl report these messages.
     void tell(std::vector<CURLMsg> messages) {
         toTell = std::move(messages);
         multiCalls().onInfoRead = [this, next = std::size_t(0)]() mutable {

@@ -42,7 +42,7 @@ protected:
         return vexil_test::makeRequest(peer.url(path));
     }
 
-    /// Adds a request for a connection that stands behind the first bytes of its answer.
+    /// Adds a request whose connection has sent the first bytes of its response.
     P<OpenRequest> addPaused(const std::string& begin, const std::string& rest) {
         peer.onConnection().expectRequest().reply(begin).pause().reply(rest).clientMayLeave();
         const P<OpenRequest> request = makeRequest();
@@ -131,7 +131,7 @@ TEST_F(AsyncNetRequestManager, RemovesTheRequestThatIsMeantAndKeepsTheOrderOfThe
     EXPECT_EQ(manager->getRequestCount(), 0);
 }
 
-/// Adds so many requests when the last reference to it goes.
+/// Adds this many requests when the last reference to it is dropped.
 class AddingOwner : public virtual vexil::CBase {
 public:
     AddingOwner(OpenManager& manager, int count) : m_manager(manager), m_count(count) {}
@@ -717,7 +717,7 @@ TEST_F(AsyncNetRequestManagerResult, NoMoreConnectionsAreKeptThanWanted) {
             request->checkAsyncResult();
         }
         const std::size_t connections = peer.connectionCount() - before;
-        // Which of two that were used in the same millisecond is closed, nobody can say.
+        // Of two that were used in the same millisecond, either may be closed.
         EXPECT_TRUE(limit == 2 ? connections == 2 : connections > 2) << limit << ": " << connections;
     }
 }
@@ -751,7 +751,7 @@ TEST_F(AsyncNetRequestManagerResult, EachOfManyHasItsOwn) {
 
 // ---- waiting
 
-constexpr double muchTooLong = 30000;  // milliseconds, for a machine that has other work
+constexpr double muchTooLong = 30000;  // milliseconds, for a busy machine
 
 TEST_F(AsyncNetRequestManager, WaitsATenthOfASecondWhileThereIsNoSocket) {
     const double waited = millisecondsOf([&] { manager->waitForEvents(-1); });

@@ -1,5 +1,5 @@
-// How long the manager waits, for what, and by which call: select() up to 400 requests, curl_multi_poll() above
-// and where select() does not know the descriptors.
+// How long the manager waits, for what, and with which call: select() for up to 400 requests,
+// curl_multi_poll() for more and for descriptors that select() does not support.
 #include "tests/async/AsyncTestSupport.h"
 #include "tests/async/MultiCalls.h"
 #include "tests/support/ScriptedPeer.h"
@@ -31,7 +31,7 @@ using vexil::TArray;
 constexpr int mostForSelect = 400;
 constexpr rlim_t descriptorsNeeded = 4096;
 
-/// Lets the process have more descriptors than select() knows.
+/// Lets the process open more descriptors than select() supports.
 class HigherLimit {
 public:
     HigherLimit() {
@@ -52,7 +52,7 @@ private:
     bool m_isEnough = false;
 };
 
-/// Takes all descriptors that select() knows, and some more.
+/// Opens all descriptors that select() supports, and some more.
 class TakenDescriptors {
 public:
     TakenDescriptors() {
@@ -106,7 +106,7 @@ protected:
 
     static std::vector<std::string> called() { return std::exchange(multiCalls().names, {}); }
 
-    /// What libcurl has to wait for.
+    /// The sockets and times that libcurl waits for.
     void setLibcurlsNeeds(long timer, int highestSocket) {
         multiCalls().onTimeout = [=](long* milliseconds) {
             *milliseconds = timer;
@@ -148,8 +148,8 @@ protected:
         };
     }
 
-    /// How long a wait is with these needs of libcurl. A poll may be in two parts, the second of which libcurl
-    /// gets when the first has brought nothing.
+    /// The length of a wait for these needs of libcurl. A poll may have two parts; libcurl gets the second if
+    /// the first has returned no event.
     int waitOf(long timer, int highestSocket, int milliseconds) {
         setLibcurlsNeeds(timer, highestSocket);
         waits.clear();
@@ -248,7 +248,7 @@ protected:
             }
             return CURLM_OK;
         };
-        // Tells which descriptor ends a wait.
+        // Makes a descriptor that ends a wait.
         manager.waitForEvents(0);
         called();
     }
@@ -490,7 +490,7 @@ protected:
         peer = std::make_unique<ScriptedPeer>();
     }
 
-    /// Runs requests that are all at the server before the first one is answered.
+    /// Runs requests that all reach the server before the first response.
     void run(vexil::CAsyncNetRequestManager& manager, int count) {
         TArray<P<OpenRequest>> requests;
         for (int i = 0; i < count; ++i) {
@@ -543,7 +543,7 @@ TEST_F(AsyncNetRequestManagerScale, FindsOutThatOnlyItsOwnDescriptorIsLow) {
         EXPECT_THAT(multiCalls().names, Contains("select")) << "at first";
         EXPECT_THAT(multiCalls().names, Contains("poll")) << "when nothing was heard of the sockets";
     }
-    // Another one, so that none of these connections is taken; but it is kept.
+    // Another one, so that none of these connections is used; but it is kept.
     peer = std::make_unique<ScriptedPeer>();
     multiCalls().names.clear();
     run(manager, 20);
@@ -557,7 +557,7 @@ TEST_F(AsyncNetRequestManagerScale, FindsOutThatAKeptConnectionIsHigh) {
     for (int i = 0; i < 5; ++i) {
         script.expectRequest().pause().reply(answerOf("HTTP/1.1 200 OK", "kept"));
     }
-    // What it waits for comes while it waits.
+    // The event that it waits for comes during the wait.
     const auto runOne = [&](int timeoutMs) {
         const P<OpenRequest> request = makeRequest(peer->url());
         manager.addRequest(request);
@@ -578,7 +578,7 @@ TEST_F(AsyncNetRequestManagerScale, FindsOutThatAKeptConnectionIsHigh) {
         runOne(0);
         EXPECT_THAT(multiCalls().names, Not(Contains("poll"))) << "it has not waited";
     }
-    // Descriptors are low again, but for that of the connection: select() waits in vain for it, once.
+    // Descriptors are low again, except that of the connection: select() waits for it in vain, once.
     runOne(-1);
     EXPECT_THAT(multiCalls().names, Contains("select"));
     for (int i = 0; i < 3; ++i) {

@@ -1,4 +1,4 @@
-// What the system gives to a worker comes back, and what it refuses does no harm.
+// A worker gives all resources back to the system, and survives their refusal.
 #include "tests/async/AsyncNetRequestThreadTestSupport.h"
 #include "tests/async/SilentServer.h"
 
@@ -19,7 +19,7 @@ thread_local std::function<void()> t_beforeWake;
 
 }  // namespace
 
-/// Stands before the system's own, for the library too.
+/// Replaces the system's own, for the library, too.
 extern "C" int eventfd_write(int descriptor, eventfd_t value) {
     if (t_beforeWake) {
         t_beforeWake();
@@ -27,19 +27,19 @@ extern "C" int eventfd_write(int descriptor, eventfd_t value) {
     return write(descriptor, &value, sizeof value) == sizeof value ? 0 : -1;
 }
 
-// ThreadSanitizer has to see each lock itself.
+// ThreadSanitizer must see each lock itself.
 #ifndef __SANITIZE_THREAD__
 namespace {
 
 /// The next lock of this thread fails.
 thread_local bool t_failsNextLock = false;
-/// Called before each lock of this thread, but for those that it takes itself.
+/// Called before each lock of this thread, except those that it takes itself.
 thread_local std::function<void()> t_beforeLock;
 thread_local bool t_isBeforeLock = false;
 
 }  // namespace
 
-/// Stands before the system's own, for the library too.
+/// Replaces the system's own, for the library, too.
 extern "C" int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
     using Lock = int (*)(pthread_mutex_t*);
     static std::atomic<Lock> next{nullptr};
@@ -75,7 +75,7 @@ int countThreads() {
     return static_cast<int>(std::distance(begin, std::filesystem::directory_iterator()));
 }
 
-/// Bytes of the heap that are in use.
+/// Used bytes of the heap.
 std::int64_t heapSize() {
     const auto info = mallinfo2();
     return static_cast<std::int64_t>(info.uordblks + info.hblkhd);
@@ -88,7 +88,7 @@ protected:
         peer.setDefaultReply(okReply);
     }
 
-    /// Runs so many requests, several at once.
+    /// Runs this many requests, several at once.
     void runMany(CAsyncNetRequestThread& worker, int count) {
         std::vector<P<CNetRequest>> slots(16);
         for (int i = 0; i < count; ++i) {
@@ -118,7 +118,7 @@ protected:
             zet::threadYield(true);
         }
     }
-    /// The peer closes its ends some time after ours are closed.
+    /// The peer closes its ends some time after ours.
     static void expectDescriptors(int count) {
         waitUntil([count] { return countDescriptors() == count; });
         EXPECT_EQ(countDescriptors(), count);
@@ -127,7 +127,7 @@ protected:
         waitUntil([limit] { return countDescriptors() < limit; });
         EXPECT_LT(countDescriptors(), limit);
     }
-    /// The system lists a thread for a moment after others have seen it end.
+    /// The system lists a thread for a moment after others have seen its end.
     static void expectThreads(int count) {
         waitUntil([count] { return countThreads() == count; });
         EXPECT_EQ(countThreads(), count);
@@ -143,8 +143,8 @@ TEST_F(AsyncNetRequestThreadLinuxTest, GivesBackMemoryAndDescriptors) {
     worker->start();
     runMany(*worker, 10000);
     expectThreads(threadsBefore + 1);  // the worker, and no other
-    // Connections come and go with buffers of their own, also the peer's; 100 bytes left of each request would be
-    // 1,000,000 in every series.
+    // Connections use varying buffers of their own, also those of the peer; 100 bytes leaked by each request
+    // would be 1,000,000 in every series.
     std::int64_t growth = 1000000;
     for (int series = 0; series < 5 && growth >= 1000000; ++series) {
         const std::int64_t before = heapSize();
@@ -176,7 +176,7 @@ TEST_F(AsyncNetRequestThreadLinuxTest, GivesBackWhatRemovalsLeave) {
         EXPECT_EQ(alive, 0);
         peer.clearRecords();
     }
-    // Of a hundred connections none is left; the worker has its own few.
+    // None of the hundred connections is left; the worker has its own few.
     expectFewerDescriptors(before + 40);
     worker = nullptr;
     expectDescriptors(before);
@@ -202,7 +202,7 @@ TEST_F(AsyncNetRequestThreadLinuxTest, ARemovalOfTheLastPassIsReportedAsDone) {
     };
     thread->start();
     const P<CNetRequest> request = startEndless();
-    // Who removes it stands between the order and the question whether the worker is there, until it is not.
+    // The remover is between its order and its check of the worker until the worker has ended.
     t_beforeWake = [&] { waitUntil([this] { return !thread->isAlive(); }); };
     EXPECT_TRUE(thread->removeRequest(request));
     EXPECT_FALSE(thread->isAlive()) << "the worker should have ended before the answer was asked for";
@@ -223,7 +223,7 @@ TEST_F(AsyncNetRequestThreadLinuxTest, TheSystemShowsAsMuchOfTheNameAsFits) {
 }
 
 #ifndef __SANITIZE_THREAD__
-/// Holds whoever gives up the last reference.
+/// Holds the thread that drops the last reference.
 class SlowToGo : public virtual vexil::CBase {
 public:
     SlowToGo(zet::CSignal& isGoing, zet::CSignal& mayGo) : m_isGoing(isGoing), m_mayGo(mayGo) {}
@@ -237,14 +237,14 @@ private:
     zet::CSignal& m_mayGo;
 };
 
-/// Adds a request and removes it again, on a thread of its own.
+/// Adds a request and removes it again, on its own thread.
 class AddAndRemove {
 public:
     AddAndRemove(CAsyncNetRequestThread& worker, const P<CNetRequest>& request)
         : m_thread([this, &worker, request] { run(worker, request); }) {
         EXPECT_TRUE(m_isOrdered.wait(longTime));
     }
-    /// Whether the removal has found the request.
+    /// True if the removal has found the request.
     bool hasFound() {
         m_thread.join();
         return m_hasFound;
@@ -253,7 +253,7 @@ public:
 private:
     void run(CAsyncNetRequestThread& worker, const P<CNetRequest>& request) {
         worker.addRequest(request);
-        // The first lock is that of the queue, the second one that of its wait.
+        // The first lock is that of the queue, the second is that of its wait.
         t_beforeLock = [this, locks = 0]() mutable {
             if (++locks == 2) {
                 m_isOrdered.set();
@@ -308,7 +308,7 @@ TEST_F(AsyncNetRequestThreadLinuxTest, TheDestructorThrowsNothing) {
     EXPECT_TRUE(peer.waitForRequests(1, std::chrono::milliseconds(longTime)));
     worker->stop(false);
     EXPECT_TRUE(isGoing.wait(longTime));
-    // All that is left of the worker is to take its requests off; the destructor cannot wait for that.
+    // The worker only has to remove its requests; the destructor cannot wait for that.
     std::atomic<bool> isOver = false;
     std::thread releasing([&] {
         while (!isOver && log.lines().empty()) {

@@ -1,4 +1,4 @@
-// Many threads at one worker, and many workers.
+// Many threads with one worker, and many workers.
 #include "tests/async/AsyncNetRequestThreadTestSupport.h"
 #include "tests/async/SilentServer.h"
 
@@ -13,7 +13,7 @@ class AsyncNetRequestThreadLoadTest : public AsyncNetRequestThreadTest {
 protected:
     AsyncNetRequestThreadLoadTest() { peer.setDefaultReply(okReply); }
 
-    /// A request that is counted while it lives.
+    /// A request that is counted while it exists.
     P<CNetRequest> makeCounted(bool ends) {
         P<CNetRequest> request = makeRequest();
         if (!ends) {
@@ -27,7 +27,7 @@ protected:
     std::atomic<int> alive = 0;
 };
 
-/// Hands requests from those who add to those who remove.
+/// Passes requests from the adding threads to the removing threads.
 class Pool {
 public:
     void put(const P<CNetRequest>& request) {
@@ -41,7 +41,7 @@ public:
         m_isClosed = true;
         m_changed.notify_all();
     }
-    /// Null when it is closed and empty.
+    /// Null if it is closed and empty.
     P<CNetRequest> take() {
         std::unique_lock lock(m_mutex);
         m_changed.wait(lock, [this] { return m_isClosed || !m_requests.empty(); });
@@ -69,7 +69,7 @@ TEST_F(AsyncNetRequestThreadLoadTest, EachRequestIsEitherDoneOrRemoved) {
     Pool pool;
     const auto remove = [&] {
         while (const P<CNetRequest> request = pool.take()) {
-            // Nobody else takes it off: what could not be removed has ended.
+            // No other thread removes it: if it could not be removed, it has ended.
             const bool wasRemoved = thread->removeRequest(request);
             EXPECT_NE(wasRemoved, request->isAsyncDone());
             ++(wasRemoved ? removed : done);

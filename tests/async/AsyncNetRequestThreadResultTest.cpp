@@ -1,4 +1,4 @@
-// What the owner of a request learns of its end.
+// The results that the owner of a request gets.
 #include "tests/async/AsyncNetRequestThreadTestSupport.h"
 
 namespace {
@@ -22,11 +22,11 @@ protected:
     ~AsyncNetRequestThreadResultTest() override {
         EXPECT_TRUE(thread->isAlive()) << "a request that fails is no matter of the worker's";
         EXPECT_THAT(log.lines(), IsEmpty());
-        // The listener may still be at work.
+        // The listener may still be running.
         thread->stop(true);
     }
 
-    /// Runs the request until it is done and its listener is told.
+    /// Runs the request until it is done and its listener was called.
     void runToTheEnd() {
         EXPECT_FALSE(request->isAsyncDone());
         run(request);
@@ -37,7 +37,7 @@ protected:
         EXPECT_EQ(listener->requestSeen, request.get());
     }
 
-    /// What checkAsyncResult() throws and the listener was told, which are to be the same.
+    /// The error of checkAsyncResult() and that of the listener, which must be the same.
     template <class Error>
     std::optional<Error> resultError() {
         const auto error = thrownBy<Error>([this] { request->checkAsyncResult(); });

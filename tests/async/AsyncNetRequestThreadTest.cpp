@@ -1,4 +1,4 @@
-// The worker: its passes, what is handed over and taken back, and what ends it.
+// The worker: its passes, adding and removing requests, and the reasons for its end.
 #include "vexil/async/AsyncNetRequestThread.h"
 
 #include "tests/async/AsyncNetRequestThreadTestSupport.h"
@@ -449,7 +449,7 @@ TEST_F(AsyncNetRequestThreadTest, RemovesTheNewestOrderFirst) {
     thread->removeAllRequests();
     thread->start();
     EXPECT_TRUE(record.waitFor(5));
-    // The last order takes all of them off, in the manager's order; two are still held by an older order each.
+    // The last order removes all of them, in the manager's order; an older order each still references two.
     EXPECT_THAT(record.texts(), ElementsAre("a", "b", "c", "e", "d"));
     EXPECT_EQ(peer.connectionCount(), 0u);
 }
@@ -579,7 +579,7 @@ TEST_F(AsyncNetRequestThreadTest, ADoneListenerMayRestartItsRequest) {
 }
 
 TEST_F(AsyncNetRequestThreadTest, NothingIsToldOfWhatEndsInThePassOfItsRestart) {
-    // Both end in their first step, in the same pass. The listener of either one restarts the other.
+    // Both end in their first step, in the same pass. The listener of each restarts the other.
     const P<CNetRequest> first = makeRequest();
     const P<CNetRequest> second = makeRequest();
     first->setURL("nosuch://host/");
@@ -904,7 +904,7 @@ TEST_F(AsyncNetRequestThreadTest, StopsWithTransfersRunning) {
     EXPECT_FALSE(second->isAsyncDone());
     EXPECT_EQ(listener->count, 0);
     EXPECT_THAT(log.lines(), IsEmpty());
-    // They are their owner's again.
+    // They belong to their owner again.
     peer.setDefaultReply(okReply);
     first->perform();
     second->perform();

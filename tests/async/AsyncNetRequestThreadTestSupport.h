@@ -1,5 +1,6 @@
 /// \file
-/// What the tests of CAsyncNetRequestThread share: a worker that can be held, references that are counted.
+/// Shared by the tests of CAsyncNetRequestThread: a worker that can be stopped at a pass, and counted
+/// references.
 #pragma once
 
 #include "tests/net/NetRequestTestSupport.h"
@@ -23,7 +24,7 @@ namespace vexil_test {
 using vexil::CAsyncNetRequestManager;
 using vexil::CAsyncNetRequestThread;
 
-/// Milliseconds for what must come, whatever else the machine does.
+/// Milliseconds for events that must come, even on a busy machine.
 constexpr int longTime = 60000;
 
 inline const std::string okReply = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
@@ -41,7 +42,7 @@ public:
         const std::lock_guard lock(m_mutex);
         return m_texts;
     }
-    /// Whether there are that many within a long time.
+    /// True if there are that many within a long time.
     bool waitFor(std::size_t count) const {
         std::unique_lock lock(m_mutex);
         return m_changed.wait_for(lock, std::chrono::milliseconds(longTime),
@@ -54,7 +55,7 @@ private:
     std::vector<std::string> m_texts;
 };
 
-/// Writes its name when the last reference to it goes.
+/// Writes its name when the last reference to it is dropped.
 class LastWords : public virtual vexil::CBase {
 public:
     LastWords(Record& record, std::string name) : m_record(record), m_name(std::move(name)) {}
@@ -65,7 +66,7 @@ private:
     const std::string m_name;
 };
 
-/// Counts how many of its kind are alive, on whatever thread they come and go.
+/// Counts the existing objects of its kind, on any thread.
 class CountedAcrossThreads : public virtual vexil::CBase {
 public:
     explicit CountedAcrossThreads(std::atomic<int>& alive) : m_alive(alive) { ++m_alive; }
@@ -75,7 +76,7 @@ private:
     std::atomic<int>& m_alive;
 };
 
-/// A sink that tells when its request is handed over to libcurl, which is when it begins again.
+/// A sink that records when its request is handed to libcurl: it restarts then.
 class HandOverSink : public virtual vexil::CBase, public CNetRequest::IRestartableDataSink {
 public:
     explicit HandOverSink(std::function<void()> onHandOver) : m_onHandOver(std::move(onHandOver)) {}
@@ -108,7 +109,7 @@ public:
         }
     }
 
-    /// From its return on the worker stands in onProgress().
+    /// After it returns the worker is in onProgress().
     void hold() {
         std::unique_lock lock(m_mutex);
         m_isShut = true;
@@ -120,12 +121,12 @@ public:
         m_isShut = false;
         m_changed.notify_all();
     }
-    /// Called once on the worker, at the end of this pass, where it is held, or of the next.
+    /// Called once on the worker, at the end of this pass if it is held, otherwise of the next.
     void callOnWorker(std::function<void()> call) {
         const std::lock_guard lock(m_mutex);
         m_next = std::move(call);
     }
-    /// Waits for so many further ends of passes.
+    /// Waits for this many further ends of passes.
     void waitForPasses(int count) {
         std::unique_lock lock(m_mutex);
         const int target = m_passes + count;
@@ -200,19 +201,19 @@ protected:
         request.setProxy("");
         request.setURL(String::fromUTF8(peer.url(path)));
     }
-    /// One whose hand-over is recorded.
+    /// A request whose hand-over is recorded.
     P<CNetRequest> makeRecorded(const std::string& name) {
         const P<CNetRequest> request = makeRequest("/" + name);
         request->setReceiveDataSink(new HandOverSink([this, name] { record.add(name); }));
         return request;
     }
-    /// One whose hand-over fails.
+    /// A request whose hand-over fails.
     P<CNetRequest> makePoison() const {
         const P<CNetRequest> request = makeRequest("/poison");
         request->setReceiveDataSink(new HandOverSink([] { throw OwnError("cannot begin again"); }));
         return request;
     }
-    /// One whose last reference is recorded when it goes.
+    /// A request that records when its last reference is dropped.
     P<CNetRequest> makeMortal(const std::string& name) {
         const P<CNetRequest> request = makeRequest("/" + name);
         request->addDependencyObject(new LastWords(record, name));

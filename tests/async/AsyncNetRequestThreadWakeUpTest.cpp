@@ -1,4 +1,5 @@
-// A worker that waits is woken, and only then. Time is asked for where it is what is promised, and generously.
+// A waiting worker is woken, and only when there is work. Times are measured if they are promised, with
+// generous limits.
 #include "tests/async/AsyncNetRequestThreadTestSupport.h"
 #include "tests/async/SilentServer.h"
 
@@ -18,15 +19,15 @@ protected:
         thread->start();
     }
 
-    /// The worker waits 100 ms a pass when nothing happens; a spinning one needs no time at all. Two of the
-    /// passes may be short, because something happened before.
+    /// The worker waits 100 ms per pass if nothing happens; a spinning one needs no time at all. Two of the
+    /// passes may be short, because of earlier events.
     void expectIdle() {
         const auto begin = Clock::now();
         gate->waitForPasses(10);
         EXPECT_GE(Clock::now() - begin, milliseconds(700));
     }
 
-    /// The time of twenty GETs, each of which finds the worker at the beginning of a wait.
+    /// The time of twenty GETs, each of which comes at the beginning of a wait of the worker.
     Clock::duration timeOfRequests() {
         Clock::duration time{};
         for (int i = 0; i < 20; ++i) {
@@ -41,8 +42,8 @@ protected:
     /// Without a wake-up each waits for the end of a pass.
     static constexpr milliseconds timeWithoutWakeUp{2000};
 
-    /// Measures until it is less than `limit`: a machine that has other work is slow for a while, a worker that nobody
-    /// wakes is slow every time.
+    /// Measures until the time is less than `limit`: a busy machine is slow for a while, a worker without a
+    /// wake-up is slow every time.
     template <class Measure>
     static void expectOnceLessThan(const milliseconds limit, const Measure& measure) {
         Clock::duration time{};
@@ -76,7 +77,7 @@ TEST_F(AsyncNetRequestThreadWakeUpTest, ARequestIsTakenOverAtOnceWhileOthersWait
 }
 
 TEST_F(AsyncNetRequestThreadWakeUpTest, AWorkerDoesNotSpinWhileVeryManyWait) {
-    // More than select() is asked for, which is fewer on Windows.
+    // More than are safe with select(); on Windows this is a smaller number.
     constexpr int count = FD_SETSIZE >= 1024 ? 450 : 40;
     const SilentServer silent;
     TList<P<CNetRequest>> waiting;
@@ -86,7 +87,7 @@ TEST_F(AsyncNetRequestThreadWakeUpTest, AWorkerDoesNotSpinWhileVeryManyWait) {
         thread->addRequest(waiting.back());
     }
     gate->waitForPasses(10);
-    // libcurl looks at each transfer now and then, and more often while it begins; a spinning worker would
+    // libcurl checks each transfer now and then, and more often at its beginning; a spinning worker would
     // never take so long for so few passes.
     Clock::duration time{};
     for (int i = 0; i < 50 && time < milliseconds(500); ++i) {
@@ -100,7 +101,7 @@ TEST_F(AsyncNetRequestThreadWakeUpTest, AWorkerDoesNotSpinWhileVeryManyWait) {
 TEST_F(AsyncNetRequestThreadWakeUpTest, ARemovalIsCarriedOutAtOnce) {
     const P<CNetRequest> unknown = makeRequest();
     gate->waitForPasses(2);
-    // A pass each would be 5 s.
+    // One pass each would be 5 s.
     expectOnceLessThan(milliseconds(2500), [&] {
         const auto begin = Clock::now();
         for (int i = 0; i < 50; ++i) {
@@ -111,7 +112,7 @@ TEST_F(AsyncNetRequestThreadWakeUpTest, ARemovalIsCarriedOutAtOnce) {
 }
 
 TEST_F(AsyncNetRequestThreadWakeUpTest, AStopIsSeenAtOnce) {
-    // A pass each would be 2 s.
+    // One pass each would be 2 s.
     expectOnceLessThan(milliseconds(1000), [] {
         Clock::duration time{};
         for (int i = 0; i < 20; ++i) {
@@ -196,7 +197,7 @@ TEST_F(AsyncNetRequestThreadWakeUpTest, LosesNoWakeUp) {
         second.join();
         return slow.load();
     };
-    // A wake-up that is lost costs a pass. A busy machine may take as long, but not all the time.
+    // A lost wake-up costs one pass. A busy machine may take as long, but not every time.
     int slow = countSlow();
     for (int series = 1; series < 5 && slow >= rounds / 10; ++series) {
         slow = countSlow();

@@ -1,4 +1,5 @@
-// Many transfers at once through the worker thread, against a real S3 server: every byte arrives where it belongs.
+// Many transfers at once through the worker thread, against a real S3 server: every byte arrives where it
+// belongs.
 #include "tests/s3/S3TestSupport.h"
 #include "vexil/async/AsyncNetRequestManager.h"
 #include "vexil/async/AsyncNetRequestThread.h"
@@ -46,7 +47,7 @@ std::string contentOf(int number) {
     return pattern.substr(place * shift, sizes[place % sizes.size()]);
 }
 
-/// Where two contents differ, "" where they don't: nobody wants to read megabytes.
+/// The first difference of two contents, "" if there is none: megabytes are not readable.
 std::string differenceOf(const std::string& content, const std::string& wanted) {
     if (content.size() != wanted.size()) {
         return std::to_string(content.size()) + " bytes instead of " + std::to_string(wanted.size());
@@ -63,13 +64,13 @@ std::string contentOf(const CBufferStream& stream) {
     return {reinterpret_cast<const char*>(buffer->getData()), static_cast<std::size_t>(buffer->getUsed())};
 }
 
-/// A worker that knows how many transfers it had at once.
+/// A worker that counts how many transfers it had at once.
 class CountingThread : public CAsyncNetRequestThread {
 public:
     CountingThread() : CAsyncNetRequestThread(nullptr) {}
     ~CountingThread() override { stop(true); }
 
-    /// When the transfers are over.
+    /// Valid after the transfers.
     int getMostRequests() const { return m_mostRequests; }
 
 protected:
@@ -82,7 +83,7 @@ private:
     int m_mostRequests = 0;
 };
 
-/// A bucket of its own for each test.
+/// Each test has its own bucket.
 class AsyncS3ServerTest : public testing::Test {
 protected:
     AsyncS3ServerTest()
@@ -117,10 +118,10 @@ protected:
         return request;
     }
 
-    /// Runs all of them at once, and checks that it has been so.
+    /// Runs all of them at once, and checks that they ran at once.
     static void run(const std::vector<P<CNetRequest>>& requests) {
         const P<CountingThread> thread = new CountingThread;
-        // Before the start: the first pass takes over all of them.
+        // Before the start: the first pass picks up all of them.
         for (const P<CNetRequest>& request : requests) {
             thread->addRequest(request);
         }

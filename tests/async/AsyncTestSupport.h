@@ -1,5 +1,5 @@
 /// \file
-/// What the tests of the asynchronous managers share.
+/// Shared by the tests of the asynchronous managers.
 #pragma once
 
 #include "tests/net/NetRequestTestSupport.h"
@@ -13,7 +13,7 @@ namespace vexil_test {
 /// Its transfer ends in its first step, with CURLE_UNSUPPORTED_PROTOCOL.
 inline constexpr const char* endsAtOnce = "nosuch://host/";
 
-/// A whole answer, after which the connection is kept.
+/// A complete response, after which the connection is kept.
 inline std::string answerOf(const std::string& statusLine, const std::string& body) {
     return statusLine + "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
 }
@@ -25,7 +25,7 @@ inline P<OpenRequest> makeRequest(const std::string& url) {
     return request;
 }
 
-/// A manager of which all can be called.
+/// A manager with all members accessible.
 class OpenManager : public vexil::CAsyncNetRequestManager {
 public:
     using CAsyncNetRequestManager::handleFinishedRequests;
@@ -49,7 +49,7 @@ inline int driveToEnd(vexil::CAsyncNetRequestManager& manager,
     return count;
 }
 
-/// The same until `isReached()`, for a state that takes no wait for its own.
+/// The same until `isReached()`, for a state that must not be waited for.
 template <class Condition>
 bool driveUntil(vexil::CAsyncNetRequestManager& manager, Condition isReached) {
     const auto limit = std::chrono::steady_clock::now() + std::chrono::minutes(2);

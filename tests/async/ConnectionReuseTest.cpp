@@ -1,4 +1,4 @@
-// Which kept connection a transfer takes: one that was made for what the transfer demands, never a lesser one.
+// Which kept connection a transfer uses: one that meets its demands, never a weaker one.
 #include "tests/async/AsyncTestSupport.h"
 #include "tests/mail/SMTPPeer.h"
 #include "tests/support/LibcurlVersion.h"
@@ -25,12 +25,12 @@ using vexil::CSMTPParams;
 using vexil::TBuffer;
 using Security = SMTPPeer::Security;
 
-/// How a protocol comes to its TLS.
+/// How a protocol begins TLS.
 struct Protocol {
     std::string name;
     std::string scheme;
     Security security;
-    bool isUpgraded;  ///< from a connection in plain
+    bool isUpgraded;  ///< from an unencrypted connection
 };
 
 [[maybe_unused]] void PrintTo(const Protocol& protocol, std::ostream* out) {
@@ -43,10 +43,10 @@ const Protocol protocols[] = {
     {"HTTPS", "https", Security::Implicit, false},
 };
 
-/// What transfers of one test run on.
+/// The driver of the transfers of one test.
 enum class Runner { OneRequest, OneManager, OneWorker };
 
-/// Files and blobs that options point to.
+/// Files and blobs for options.
 class Files {
 public:
     explicit Files(const SMTPPeer& peer)
@@ -84,12 +84,12 @@ CURLcode changeContext(CURL*, void* context, void*) {
     return CURLE_OK;
 }
 
-/// What a transfer wants of its connection.
+/// The demands of a transfer on its connection.
 struct Demand {
     std::string name;
     std::function<void(CNetRequest&, Files&)> apply;
     bool isMet = true;          ///< by the peer
-    bool isForUpgrade = false;  ///< means nothing where TLS is there from the first byte
+    bool isForUpgrade = false;  ///< has no effect with TLS from the first byte
 };
 
 void checkNothing(CNetRequest& request) {
@@ -97,7 +97,7 @@ void checkNothing(CNetRequest& request) {
     request.setOptionInt(CURLOPT_SSL_VERIFYHOST, 0);
 }
 
-/// Two demands of one entry differ in nothing but what its name says.
+/// Two demands of one entry differ only in what the name says.
 std::vector<Demand> demands() {
     using R = CNetRequest;
     const auto unchecked = [](auto work) {
@@ -166,7 +166,7 @@ std::vector<Demand> demands() {
     };
 }
 
-/// Transfers that may share connections, because all of them run on the same request, manager or worker.
+/// Transfers that may share connections, because all run on the same request, manager or worker.
 class Transfers {
 public:
     Transfers(Runner runner, const Protocol& protocol, SMTPPeer& peer)
@@ -240,7 +240,7 @@ private:
     P<CNetRequest> m_request = new CNetRequest;
 };
 
-/// Speaks the protocol as far as a transfer needs it.
+/// Plays the protocol as far as a transfer needs it.
 void teach(SMTPPeer& peer, const Protocol& protocol) {
     if (protocol.scheme.starts_with("ftp")) {
         peer.setReply("AUTH", "234 go ahead\r\n");
@@ -436,7 +436,7 @@ TEST_F(Upgrades, ARequestKeepsItsOwnTLSSessionsIfToldSo) {
         request->reset();
         transfers.prepare(*request, [&](CNetRequest& prepared, Files& files) {
             upgraded(prepared, files);
-            // Sessions of newer versions are for one use.
+            // Sessions of newer versions can be used once.
             prepared.setMaxTLSVersion(vexil::TLSVersion1_2);
             prepared.setKeepsOwnConnections(keepsOwn);
             prepared.setOptionInt(CURLOPT_FRESH_CONNECT, isFresh);

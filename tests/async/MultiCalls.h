@@ -1,6 +1,6 @@
 /// \file
-/// Linux: a program that has MultiCalls.cpp and exports its symbols defines libcurl's multi interface, and
-/// select(), itself. It sees every call of the library, and may answer it.
+/// Linux: a program that has MultiCalls.cpp and exports its symbols defines libcurl's multi interface and
+/// select() itself. It sees every call of the library, and may replace it.
 #pragma once
 
 #include <curl/curl.h>
@@ -22,7 +22,7 @@ struct MultiCalls {
 
     /// @{
 
-    /// What answers a call; an empty one leaves it to the original.
+    /// Replaces a call; an empty one leaves it to the original.
     std::function<CURLM*()> onInit;
     std::function<CURLMcode(CURL*)> onAdd;
     std::function<CURLMcode(CURL*)> onRemove;

@@ -7,7 +7,7 @@
 
 namespace vexil_test {
 
-/// Takes every connection and never says a word. Clients may come and go as they like: nobody looks.
+/// Accepts every connection and never sends a byte. Clients may come and leave at any time.
 class SilentServer {
 public:
     SilentServer() : m_acceptor(m_context, {asio::ip::address_v4::loopback(), 0}) { m_acceptor.listen(4096); }
@@ -18,7 +18,7 @@ public:
 
 private:
     asio::io_context m_context;
-    // Connections that nobody accepts are the system's to keep.
+    // The system keeps connections that are not accepted.
     asio::ip::tcp::acceptor m_acceptor;
 };
 

@@ -1,5 +1,5 @@
 /// \file
-/// Transfers that are run in each way there is.
+/// Runs transfers with each driver.
 #pragma once
 
 #include "tests/async/AsyncTestSupport.h"
@@ -9,7 +9,7 @@
 
 namespace vexil_test {
 
-/// What drives a transfer.
+/// The kinds of drivers.
 enum class Driver { Perform, Manager, Worker };
 
 constexpr Driver allDrivers[] = {Driver::Perform, Driver::Manager, Driver::Worker};

@@ -1,4 +1,4 @@
-// FTP transfers that are cancelled where they wait, under whatever drives them.
+// FTP transfers that are cancelled in each waiting state, with each driver.
 #include "tests/async/TransferDriver.h"
 #include "tests/ftp/FTPServerTestSupport.h"
 #include "tests/net/CancelTestSupport.h"
@@ -24,7 +24,7 @@ protected:
         }
     }
 
-    /// The beginning of a control connection, to and with the login.
+    /// The beginning of a control connection, including the login.
     ConnectionScript playLogin() {
         ConnectionScript script = control.onConnection();
         script.clientMayLeave().reply("220 Ready\r\n");
@@ -33,7 +33,7 @@ protected:
         }
         return script;
     }
-    /// A passive data connection and the type behind it.
+    /// A passive data connection, then the type.
     ConnectionScript playPassive() {
         ConnectionScript script = playLogin();
         script.expectLine("EPSV")
@@ -43,7 +43,7 @@ protected:
         return script;
     }
 
-    /// Cancels the transfer that was prepared when it waits behind a state, and judges its error.
+    /// Cancels the prepared transfer when it waits after a state, and checks its error.
     void cancelWhereItWaits(const std::function<bool()>& waitForState) {
         request->setTransferProgress(progress);
         const auto error = errorOfCancelled(
@@ -59,11 +59,11 @@ protected:
         EXPECT_EQ(control.connectionCount(), 1u);
     }
 
-    /// The same when the peer has read these commands.
+    /// The same after the peer has read these commands.
     void cancelBehind(const std::string& commands) {
         cancelWhereItWaits([&] { return control.waitForReceived(0, commands.size()); });
     }
-    /// The same when so much was told.
+    /// The same after this many bytes.
     void cancelWhenTold(const std::function<bool(const ProgressNumbers&)>& isSo) {
         zet::CSignal isTold;
         progress->then = [&](const ProgressNumbers& seen) {
@@ -105,7 +105,7 @@ TEST_P(FTPCancel, WhileACommandIsNotAnswered) {
 
 TEST_P(FTPCancel, LaterTransfersShareAConnectionAgain) {
     playLogin().expectLine("DELE /f").waitForClose();
-    // Of the use before: a preparation resets the request.
+    // From the previous use: a preparation resets the request.
     request->setOptionInt(CURLOPT_FORBID_REUSE, 1);
     client.prepareDeleteFileRequest(*request, "/f");
     cancelBehind("USER u\r\nPASS p\r\nPWD\r\nDELE /f\r\n");
@@ -156,7 +156,7 @@ TEST_P(FTPCancel, InTheMiddleOfADownload) {
 }
 
 TEST_P(FTPCancel, BehindTheDataOfADownload) {
-    // libcurl waits by itself here, and says goodbye; for an answer to that it would wait for two minutes.
+    // libcurl waits here by itself, and sends QUIT; for a reply to that it would wait for two minutes.
     playPassive()
         .expectLine("SIZE f")
         .reply("213 1000\r\n")
@@ -173,7 +173,7 @@ TEST_P(FTPCancel, BehindTheDataOfADownload) {
 TEST_P(FTPCancel, InTheMiddleOfAnUpload) {
     playPassive().expectLine("STOR f").reply("150 Send it\r\n").waitForClose();
     data.onConnection().clientMayLeave().pause("never").readUntilClose();
-    // More than the buffers of a connection that nobody reads take.
+    // More than the buffers of a connection without a reader can take.
     const std::string body(64 * 1024 * 1024, 'x');
     client.prepareUploadRequest(*request, "/f", body.data(), static_cast<int>(body.size()), false);
     data.setRecordLimit(0);

@@ -1,5 +1,5 @@
-// What the FTP client asks of libcurl. This program defines some of libcurl's functions itself: it records the options
-// and plays the transfers.
+// The options that the FTP client gives to libcurl. This program defines some of libcurl's functions: it
+// records the options and plays the transfers.
 #include "tests/ftp/FTPServerTestSupport.h"
 #include "zet/BufferStream.h"
 #include "zet/MTRand.h"
@@ -18,7 +18,7 @@
 
 namespace {
 
-/// Calls of libcurl since a test has last looked, and what is in effect on the handle.
+/// Calls of libcurl since the last check of a test, and the current settings of the handle.
 struct Recorder {
     std::vector<std::string> calls;
     std::map<CURLoption, void*> pointers;
@@ -29,7 +29,7 @@ struct Recorder {
         return found == pointers.end() ? "" : static_cast<const char*>(found->second);
     }
 
-    /// Hands over bytes as libcurl does.
+    /// Delivers bytes as libcurl does.
     void deliver(const std::string& bytes) {
         using Callback = std::size_t(char*, std::size_t, std::size_t, void*);
         auto* const write = reinterpret_cast<Callback*>(pointers.at(CURLOPT_WRITEFUNCTION));
@@ -124,7 +124,7 @@ using Texts = std::vector<std::string>;
 constexpr auto plain = CFTPClient::ConnectPlain;
 const String fromPath = "/c d";
 
-/// A preparation of "/a/b", and what it sets behind the common beginning.
+/// A preparation of "/a/b", and the options that it sets after the common ones.
 struct Operation {
     std::string member;
     std::function<void(CFTPClient&, CNetRequest&, const String& path)> prepare;
@@ -237,7 +237,7 @@ const std::vector<Operation> convenienceOperations = {
     {"prepareListDirRequest", [](auto& c, auto& r, auto& p) { c.deleteDirWithAllContents(r, p); }, ""},
 };
 
-/// Those that take the path that is moved; "/to" is the other one.
+/// Those that take the path of the moved file or directory; "/to" is the other path.
 const std::vector<Operation> fromOperations = {
     {"prepareMoveFileRequest",
      [](auto& c, auto& r, auto& p) { c.prepareMoveFileRequest(r, p, "/to", false); }, ""},
@@ -265,7 +265,8 @@ protected:
     }
     ~FTPClientOptions() override { recorder.perform = nullptr; }
 
-    /// What a preparation sets behind the reset of the request and its defaults. The numbers of dummy names are "N".
+    /// The options that a preparation sets after the reset of the request and its defaults. Numbers of dummy
+    /// names are "N".
     Texts optionsOf(const std::function<void()>& prepare) {
         recorder.calls.clear();
         prepare();
@@ -291,7 +292,7 @@ protected:
         return options.empty() ? "" : options[0];
     }
 
-    /// What() of the CInvalidArgError of a call that leaves the request as it is.
+    /// what() of the CInvalidArgError of a call that does not change the request.
     std::string refusalOf(const std::function<void()>& call) {
         recorder.calls.clear();
         const auto error = thrownBy<CInvalidArgError>(call);
@@ -307,7 +308,7 @@ std::string fileMethodOf(int type) {
     return type == 0 ? "FTP_FILEMETHOD=1L" : type == 1 ? "FTP_FILEMETHOD=3L" : "FTP_FILEMETHOD=2L";
 }
 
-/// The whole of an operation's options as the contract has them.
+/// All options of an operation, as the contract requires.
 Texts expectedOf(const Operation& operation, int connectType, int overrideType, bool isEncoded) {
     const std::string root = isEncoded && !operation.urlPath.empty() ? "/" : "";
     Texts expected = {std::string("URL='") + (connectType == 2 ? "ftps" : "ftp") + "://h:990" + root +
@@ -512,7 +513,7 @@ TEST_F(FTPClientOptions, TheValuesOfTheTypesAreFixed) {
 
 // ---- refused texts ---------------------------------------------------------------------------------------
 
-/// The characters that would begin another command, within, before and behind others.
+/// The characters that would begin another command, inside, before and after others.
 const std::vector<String> lineEnds = {
     "/a\rb", "/a\nDELE /x", "/a\r\n", "\r", "/\n", std::wstring(L"/a\0b", 4), std::wstring(L"\0", 1)};
 
@@ -661,7 +662,7 @@ TEST_F(FTPClientOptions, AVerbatimPathMayBeginWithAnything) {
 
 // ---- uploads ---------------------------------------------------------------------------------------------
 
-/// What a request would send.
+/// The bytes that a request would send.
 std::string sentBy(OpenRequest& request) {
     std::string sent;
     char block[16];
@@ -727,7 +728,7 @@ TEST_F(FTPClientOptions, AnUploadOfABufferSendsItsBytes) {
     EXPECT_EQ(sentBy(open), "Hello");
 }
 
-// What `data` may be, and what it may not: all pointers convert to `const void*`.
+// Allowed and refused types of `data`: all pointers convert to `const void*`.
 
 template <class Data, class Size = int>
 concept CanUpload = requires(CNetRequest& request, CFTPClient& client, Data data, Size size) {
@@ -803,7 +804,7 @@ TEST_F(FTPClientOptions, ADummyIsNamedByTheNextNumberOfTheGlobalGenerator) {
     CFTPClient client("h", "u", "p", plain);
     for (int i = 0; i < 20; ++i) {
         recorder.calls.clear();
-        // No other thread draws here.
+        // No other thread uses the generator here.
         zet::CMTRand copy(*zet::CMTRand::getGlobal());
         client.prepareMoveDirRequest(request, "/from", "/to", true);
         const std::string dummy = "__dummy" + std::to_string(copy.rand64());
@@ -953,7 +954,7 @@ TEST_F(FTPClientOptions, AHookMayReplaceItself) {
 
 // ---- the recursive delete --------------------------------------------------------------------------------
 
-/// Plays a server: listings by URL path, everything else succeeds and is recorded.
+/// Plays a server: listings by URL path; everything else succeeds and is recorded.
 class FTPClientDelete : public FTPClientOptions {
 protected:
     FTPClientDelete() {

@@ -1,4 +1,4 @@
-// What the FTP client says on the wire, line by line, and what becomes of each operation when a connection breaks.
+// The commands of the FTP client, line by line, and the result of each operation when a connection fails.
 #include "tests/ftp/FTPPeer.h"
 #include "tests/ftp/FTPServerTestSupport.h"
 #include "tests/support/LibcurlVersion.h"
@@ -21,7 +21,7 @@ constexpr const char* listing = "type=cdir; .\r\ntype=pdir; ..\r\ntype=file;size
 // ---- pieces of dialogues ---------------------------------------------------------------------------------
 
 const FTPExchange quit{"QUIT", {"221 Bye"}};
-/// libcurl says goodbye on some errors only.
+/// libcurl sends QUIT only after some errors.
 const FTPExchange quitOrNothing{"QUIT", {"221 Bye"}, Data::None, "", true};
 const FTPExchange epsv{"EPSV", {"229 Extended passive (|||DATA_PORT|)"}};
 const FTPExchange binary{"TYPE I", {"200 Binary"}};
@@ -73,7 +73,7 @@ FTPDialogue walk(Type type) {
     }
 }
 
-/// The same where "e" is missing and is created.
+/// The same if "e" is missing and is created.
 const FTPDialogue creatingWalk = {done("CWD d"), refused("CWD e"), made("e"), done("CWD e")};
 
 std::string nameOf(Type type, const std::string& name) {
@@ -90,7 +90,7 @@ std::string nextDummy() {
     return "__dummy" + std::to_string(copy.rand64());
 }
 
-/// An operation on "/d/e/f" and what it says behind the login.
+/// An operation on "/d/e/f" and its commands after the login.
 struct Operation {
     std::string name;
     std::function<void(CFTPClient&, CNetRequest&)> run;
@@ -106,7 +106,7 @@ Operation commands(const std::string& name, std::function<void(CFTPClient&, CNet
     return {name, std::move(run), [dialogue](Type) { return dialogue; }};
 }
 
-/// Performs what was prepared.
+/// Performs the prepared request.
 template <class Prepare>
 std::function<void(CFTPClient&, CNetRequest&)> performed(Prepare prepare) {
     return [prepare](CFTPClient& client, CNetRequest& request) {
@@ -190,7 +190,7 @@ const Operation& operationOf(const std::string& name) {
                          [&](const Operation& operation) { return operation.name == name; });
 }
 
-/// How directories are reached where nothing is forced.
+/// How directories are reached without an override.
 Type usualTypeOf(const Operation& operation) {
     return operation.dialogue(CFTPClient::CWDSteps)[0].command == "CWD d" &&
                    operation.dialogue(CFTPClient::CWDNone)[0].command == "CWD d"
@@ -198,14 +198,14 @@ Type usualTypeOf(const Operation& operation) {
                : CFTPClient::CWDNone;
 }
 
-/// The dialogue of an operation on a connection of its own, without what ends it.
+/// The dialogue of an operation on its own connection, without the end of the connection.
 FTPDialogue wholeOf(const Operation& operation) {
     return login + operation.dialogue(usualTypeOf(operation));
 }
 
 // ---- fixture ---------------------------------------------------------------------------------------------
 
-/// No proxy of the user's, and an end to everything: libcurl would wait for minutes.
+/// Without proxies of the user, and with time limits: libcurl would wait for minutes.
 P<vexil::INetRequestSetup> limits() {
     return new FunctionSetup([](CNetRequest& request) {
         request.setProxy("");
@@ -225,14 +225,14 @@ protected:
     FTPClientWire() : client(clientOf(peer)), request(new CNetRequest) {}
     ~FTPClientWire() override { EXPECT_THAT(peer.failures(), IsEmpty()); }
 
-    /// Closes the connection, and expects that everything went by the script.
+    /// Closes the connection, and expects that everything followed the script.
     void expectEnd() {
         request = nullptr;
         EXPECT_TRUE(peer.waitUntilIdle());
         EXPECT_THAT(peer.failures(), IsEmpty());
     }
     void run(const Operation& operation) { operation.run(client, *request); }
-    /// "CODE REPLY" of the error of an operation that meets this dialogue behind its login.
+    /// "CODE REPLY" of the error of an operation with this dialogue after its login.
     std::string failureWith(const Operation& operation, const FTPDialogue& dialogue) {
         peer.play(login + dialogue + FTPDialogue{quitOrNothing});
         const std::string failure = failureOf([&] { run(operation); });
@@ -294,7 +294,7 @@ TEST_F(FTPClientWire, CommandsNameThePathWhateverIsForced) {
 }
 
 TEST_F(FTPClientWire, WhatCreatesDirectoriesGoesAnotherWayWhereItIsForced) {
-    // The peer has all directories: others than CWDSteps could not create them.
+    // All directories exist on the peer, because only CWDSteps could create them.
     const auto expectDialogue = [this](const Operation& operation, const FTPDialogue& dialogue) {
         peer.play(login + dialogue + FTPDialogue{quit});
         run(operation);
@@ -330,7 +330,8 @@ TEST_F(FTPClientWire, ACreationThatIsForcedAnotherWayFails) {
 TEST_F(FTPClientWire, EncodedPathsCountFromTheRootAndNotFromTheLoginDirectory) {
     client.setPathEncoding(CFTPClient::PathPercentEncode);
     const FTPDialogue elsewhere = {login[0], login[1], login[2], {"PWD", {"257 \"/home/tester\""}}};
-    // On a kept connection libcurl may go back to where it began, which means nothing to absolute paths.
+    // On a kept connection libcurl may return to the start directory, which does not matter for absolute
+    // paths.
     peer.play(elsewhere + FTPDialogue{epsv, ascii, sends("MLSD /d #%41;type=d/e", listing),
                                       done("CWD /home/tester"), done("DELE /d ?/x"), epsv, binary,
                                       receives("STOR /d ?/x"), done("CWD /"), done("CWD #"), epsv,
@@ -472,7 +473,7 @@ TEST_F(FTPClientWire, ARangeWithAnEndBreaksItsTransferOffAndTheConnection) {
 }
 
 TEST_F(FTPClientWire, ARangeOfNothingAsksForNothingAndEndsTheConnection) {
-    // A server may still say 226 for the data connection, which the next operation must not hear.
+    // A server may still send 226 for the data connection; the next operation must not receive it.
     for (const int64 length : {0, -2}) {
         peer.play(login + FTPDialogue{epsv, quit});
         peer.play(login + FTPDialogue{done("DELE /x"), quit});
@@ -651,7 +652,7 @@ TEST_F(FTPClientWire, AGuardedDeletionRemovesLinksThatAreListedAsDirectories) {
     expectEnd();
 }
 
-// libcurl's code may be that of the goodbye of a connection that it closes meanwhile.
+// libcurl's code may be that of the QUIT of another connection that it closes meanwhile.
 TEST_F(FTPClientWire, ToAGuardedDeletionAGoodbyeIsNoRemoval) {
     client.setDeletionGuard(true);
     peer.play(login + FTPDialogue{epsv,
@@ -691,7 +692,7 @@ TEST_F(FTPClientWire, AGuardedDeletionStopsAtADirectoryThatIsBusy) {
     peer.play(login + busy + FTPDialogue{quitOrNothing});
     EXPECT_EQ(failureOf([&] { client.deleteDirWithAllContents(*request, "/d"); }), "19 450");
     expectEnd();
-    // By the contract it is an empty listing.
+    // The contract says: an empty listing.
     client.setDeletionGuard(false);
     request = new CNetRequest;
     peer.play(login + busy + FTPDialogue{quitOrNothing});
@@ -701,7 +702,7 @@ TEST_F(FTPClientWire, AGuardedDeletionStopsAtADirectoryThatIsBusy) {
 }
 
 TEST_F(FTPClientWire, AListingThatIsRefusedAsBusyIsToldFromAnEmptyOne) {
-    // A data connection that was not used ends its control connection.
+    // An unused data connection ends its control connection.
     peer.play(login + FTPDialogue{epsv, ascii, {"MLSD d", {"450 Busy"}}, quitOrNothing});
     peer.play(login + FTPDialogue{epsv, ascii, sends("MLSD d", ""), quit});
     client.listDir(*request, "/d");
@@ -711,7 +712,7 @@ TEST_F(FTPClientWire, AListingThatIsRefusedAsBusyIsToldFromAnEmptyOne) {
     expectEnd();
 }
 
-// A whole second was lost in most of them.
+// Most of them lost a whole second.
 TEST_F(FTPClientWire, ListingsOverAKeptConnectionDoNotWaitForNothing) {
     constexpr int count = 20;
     FTPDialogue dialogue = login + FTPDialogue{epsv, ascii, sends("MLSD d", listing)};
@@ -873,7 +874,7 @@ TEST_F(FTPClientWire, AnUnusedDataConnectionEndsItsControlConnection) {
              FTPDialogue{refused("EPSV"), {"PASV", {"227 Passive (DATA_ADDRESS)"}}, refused("TYPE I")},
          }) {
         SCOPED_TRACE(dialogue.back().command);
-        // What is said late comes before the reply to the next command.
+        // A late reply comes before the reply to the next command.
         const FTPExchange late{"DELE /b", {"226 Transfer complete", "550 No such file"}, {}, {}, true};
         peer.play(login + dialogue + FTPDialogue{late});
         peer.play(login + FTPDialogue{refused("DELE /b"), quitOrNothing});
@@ -900,7 +901,7 @@ class FTPClientCut : public testing::TestWithParam<Operation> {
 protected:
     using Place = FTPCut::Place;
 
-    /// What becomes of the operation: "done", or the code of its error.
+    /// The result of the operation: "done", or the code of its error.
     std::string outcomeOf(const FTPDialogue& dialogue, const FTPCut& cut) {
         FTPPeer peer;
         CFTPClient client = clientOf(peer);
@@ -918,7 +919,7 @@ protected:
         }
         EXPECT_TRUE(peer.waitUntilTold());
         for (const std::string& failure : peer.failures()) {
-            // A recursive delete logs in again when its connection is gone between two steps.
+            // A recursive deletion logs in again if its connection ends between two steps.
             EXPECT_THAT(failure, testing::HasSubstr("unexpected connection"));
             EXPECT_EQ(GetParam().name, "DeleteAll");
         }
@@ -930,7 +931,7 @@ protected:
         for (const Place place : places) {
             for (const auto way : {FTPCut::Way::Close, FTPCut::Way::Reset}) {
                 if (place == Place::WithinReply && way == FTPCut::Way::Reset) {
-                    continue;  // which may take the beginning of the reply with it
+                    continue;  // the cut may also remove the beginning of the reply
                 }
                 for (std::size_t i = 0; i < count; ++i) {
                     SCOPED_TRACE("place " + std::to_string(static_cast<int>(place)) + ", way " +

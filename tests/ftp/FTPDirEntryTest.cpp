@@ -1,4 +1,4 @@
-// Entries, listings and single answers of FTP servers (RFC 3659).
+// Entries, listings and single replies of FTP servers (RFC 3659).
 #include "vexil/ftp/FTPDirEntry.h"
 
 #include "tests/support/WhatOf.h"

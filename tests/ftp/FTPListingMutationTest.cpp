@@ -1,4 +1,4 @@
-// Long listings, and what servers send with random damage: each is read, or refused with a clean error.
+// Long listings, and listings with random damage: each is read, or refused with a proper error.
 #include "vexil/ftp/FTPGetInfoResult.h"
 #include "vexil/ftp/FTPListDirResult.h"
 
@@ -100,7 +100,7 @@ private:
     std::mt19937 m_random;
 };
 
-/// Whether the text was read. Every error is a plain CError that begins with "Invalid ".
+/// True if the text was read. Every error is a plain CError that begins with "Invalid ".
 template <class Read>
 bool isRead(Read read, const std::string& text) {
     try {
@@ -116,7 +116,7 @@ bool isRead(Read read, const std::string& text) {
     return false;
 }
 
-/// Counts how many damaged texts are read, so that neither way is missing.
+/// Counts how many damaged texts are read, so that neither result is missing.
 template <class Read>
 void readDamaged(Read read) {
     Mutator mutator(20261121);

@@ -27,7 +27,7 @@ void end(ConnectionScript& script, FTPCut::Way way) {
 
 }  // namespace
 
-/// The peers wake one another, and one of them goes first.
+/// The peers wake each other, and one of them is destroyed first.
 struct FTPPeer::Link {
     std::mutex mutex;
     ScriptedPeer* control = nullptr;
@@ -60,7 +60,7 @@ struct FTPPeer::Player {
     const FTPCut cut;
     ConnectionScript control;
     std::optional<ConnectionScript> data;
-    std::optional<FTPCut::Place> dataCut;  ///< of the data connection that is open
+    std::optional<FTPCut::Place> dataCut;  ///< of the open data connection
     std::size_t transferOfPeer = 0;
     std::size_t opened = 0;
     std::size_t reply = 0;

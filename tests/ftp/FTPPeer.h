@@ -9,39 +9,40 @@
 
 namespace vexil_test {
 
-/// What a client says to an FTP server, and what the server answers.
+/// A command of a client to an FTP server, and the server's replies.
 struct FTPExchange {
     /// What happens on the data connection between the first reply and the last one.
     enum class Data {
         None,
         Send,     ///< the peer sends `bytes` and closes
-        Receive,  ///< the peer reads until the client closes; `bytes` tell where the middle is
+        Receive,  ///< the peer reads until the client closes; the size of `bytes` defines the middle
     };
 
     std::string command;  ///< Without its line end; "" for a greeting.
     std::vector<std::string>
         replies;  ///< Without their last line ends. "DATA_PORT" and "DATA_ADDRESS" in them
-                  ///< are the passive port and its form for PASV, and open it.
+                  ///< stand for the passive port and its form for PASV, and open it.
     Data data = Data::None;
     std::string bytes = {};
-    bool isOptional = false;  ///< The client may leave instead.
+    bool isOptional = false;  ///< The client may leave and not send it.
 };
 
 using FTPDialogue = std::vector<FTPExchange>;
 
-/// Where a connection breaks.
+/// Where a connection is cut.
 struct FTPCut {
     enum class Place { Nowhere, BeforeReply, WithinReply, BehindReply, DataRefused, BeforeData, WithinData };
     enum class Way { Close, Reset };
 
     Place place = Place::Nowhere;
     Way way = Way::Close;
-    /// Which reply of the dialogue, or which data connection, from 0.
+    /// Index of the reply in the dialogue, or of the data connection, from 0.
     std::size_t index = 0;
 };
 
-/// An FTP server on 127.0.0.1 that plays dialogues and compares each command line with the script. Data connections
-/// are passive. Limits and time rules are ScriptedPeer's, of which it has one for each kind of connection.
+/// An FTP server on 127.0.0.1 that plays dialogues and compares each command line with the script. Data
+/// connections are passive. Limits and time rules are those of ScriptedPeer; there is one for each kind of
+/// connection.
 class FTPPeer {
 public:
     FTPPeer();
@@ -52,13 +53,13 @@ public:
     /// "127.0.0.1:PORT".
     std::string host() const;
 
-    /// Plays the next control connection. A dialogue that is not cut must come to its end: the connection then closes,
-    /// and a client that leaves earlier or says more is a failure. A client whose data connection is refused behind
-    /// EPSV is expected to try PASV, which is refused as well. Behind a data connection that was cut the transfer is
-    /// answered with 426. What the client says behind that is not compared.
+    /// Plays the next control connection. A dialogue that is not cut must come to its end. The connection
+    /// then closes, and a client that leaves earlier or sends more is a failure. If its data connection is
+    /// refused after EPSV, a client is expected to try PASV, which is refused as well. After a cut data
+    /// connection the reply to the transfer is 426. Commands after that are not compared.
     void play(const FTPDialogue& dialogue, const FTPCut& cut = {});
 
-    /// What the n-th data connection has received.
+    /// The bytes that the n-th data connection has received.
     std::string received(std::size_t transfer) const { return m_data->received(transfer); }
     std::size_t controlConnectionCount() const { return m_control->connectionCount(); }
     std::size_t dataConnectionCount() const { return m_data->connectionCount(); }

@@ -1,4 +1,4 @@
-// Who gets into real FTP servers and how: logins, TLS, an old server, a proxy.
+// Access to real FTP servers: logins, TLS, an old server, a proxy.
 #include "tests/ftp/FTPServerTestSupport.h"
 #include "tests/net/VerboseLog.h"
 
@@ -54,7 +54,7 @@ INSTANTIATE_TEST_SUITE_P(, FTPServerTLS,
                          testing::Values(pureFTPdExplicitTLS, pyftpdlibExplicitTLS, pyftpdlibImplicitTLS),
                          nameOf);
 
-/// Lets a name of the tests stand for this machine.
+/// Resolves another name to this machine.
 class OtherName : public virtual vexil::CBase, public vexil::INetRequestSetup {
 public:
     OtherName(const FTPAccess& access, const std::string& name)
@@ -76,7 +76,7 @@ private:
     curl_slist* const m_address;
 };
 
-/// The client under another name of the server, for which there is a certificate or not.
+/// The client with another name of the server, for which there may be no certificate.
 CFTPClient makeClientFor(const FTPAccess& access, const std::string& name) {
     const std::string host = access.host().toUTF8();
     CFTPClient client(text(name + host.substr(host.find(':'))), "tester", "secret", access.connectType);
@@ -193,7 +193,7 @@ TEST_F(FTPOldServer, IsNotLoggedInToWithoutTLS) {
 
 // ---- proxy -----------------------------------------------------------------------------------------------
 
-/// The HTTP proxy, by which all operations go.
+/// The HTTP proxy that all operations use.
 class FTPThroughAnHTTPProxy : public FTPDirectoryTest {
 protected:
     FTPThroughAnHTTPProxy() : FTPDirectoryTest(GetParam()) {
@@ -231,10 +231,11 @@ TEST_P(FTPThroughAnHTTPProxy, OperationsReachTheServer) {
     EXPECT_THAT(log, Not(HasSubstr("ftp://")));
 }
 
-/// What the client spares its callers: the proxy takes the request for one of its own, and answers for the server.
+/// Why the client sets the tunnel: without it the proxy treats the request as HTTP and responds in place of
+/// the server.
 class FTPThroughAnHTTPProxyWithoutATunnel : public FTPThroughAnHTTPProxy {};
 
-// Under ftps:// libcurl asks for the tunnel in any case.
+// With ftps:// libcurl requests the tunnel in any case.
 INSTANTIATE_TEST_SUITE_P(, FTPThroughAnHTTPProxyWithoutATunnel,
                          testing::Values(pureFTPdPlain, pureFTPdExplicitTLS, pyftpdlibPlain,
                                          pyftpdlibExplicitTLS),
@@ -247,7 +248,7 @@ TEST_P(FTPThroughAnHTTPProxyWithoutATunnel, SuccessIsFalse) {
         prepared.setOptionInt(CURLOPT_HTTPPROXYTUNNEL, 0);
     }));
     CNetRequest own;
-    // Nothing to send: the proxy may refuse more by a reset, which is an error.
+    // Nothing to send: the proxy may refuse further bytes with a reset, which is an error.
     client.prepareUploadRequest(own, path("lost"), "", 0, false);
     own.perform();
     client.deleteFile(own, path("kept"));

@@ -15,7 +15,7 @@ class FTPServerAsync : public FTPDirectoryTest {
 protected:
     FTPServerAsync() : FTPDirectoryTest(GetParam()) { client.setPathEncoding(CFTPClient::PathPercentEncode); }
 
-    /// The content of a file, of another size and other bytes than those of all others.
+    /// The content of a file; size and bytes differ from those of all others.
     static std::string bodyFor(int number) {
         return makeBytes(static_cast<std::size_t>(100000 + 7777 * number), static_cast<unsigned int>(number));
     }

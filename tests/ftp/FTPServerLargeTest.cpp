@@ -1,4 +1,4 @@
-// A file of 1 GiB passes through the library without being held in memory, and large directories are listed.
+// A file of 1 GiB passes through the library without being kept in memory, and large directories are listed.
 #include "tests/ftp/FTPServerTestSupport.h"
 #include "tests/support/GeneratedStream.h"
 #include "tests/support/PeakMemory.h"
@@ -20,7 +20,7 @@ protected:
 INSTANTIATE_TEST_SUITE_P(, FTPServerLarge, testing::Values(pureFTPdPlain, pyftpdlibPlain), nameOf);
 
 TEST_P(FTPServerLarge, FileStreamsInBoundedMemory) {
-    // Libraries and buffers of one small transfer are there already.
+    // Load libraries and allocate buffers with one small transfer first.
     upload(path("small"), "x");
     download(path("small"));
     const int before = peakResidentSize();
@@ -37,7 +37,7 @@ TEST_P(FTPServerLarge, FileStreamsInBoundedMemory) {
     request.perform();
     EXPECT_EQ(stream->getPosition(), fileSize);
 
-    // As a broken download goes on.
+    // As an interrupted download continues.
     stream->seek(fileSize - 1000);
     client.prepareDownloadRequest(request, path("large"), fileSize - 1000, -1);
     request.setReceiveDataStream(stream);

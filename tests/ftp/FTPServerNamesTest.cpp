@@ -1,4 +1,4 @@
-// Names that are no URL text pass through all operations and come back as they were.
+// Names that are not URL text pass through all operations and come back unchanged.
 #include "tests/ftp/FTPServerTestSupport.h"
 
 #include <map>
@@ -21,14 +21,14 @@ std::string repeat(const std::string& piece, std::size_t count) {
     return repeated;
 }
 
-const std::string chinese = "\xE6\xBC\xA2\xE5\xAD\x97";  // two of them
+const std::string chinese = "\xE6\xBC\xA2\xE5\xAD\x97";  // two characters
 const std::string emoji = "\xF0\x9F\x98\x80";
 const std::string umlauts = "\xC3\xA4\xC3\xB6\xC3\xBC\xC3\x9F\xC3\x84";
 
-/// 200 names, none of which holds "/" or a control character, which cannot stand in a URL.
+/// 200 names. None contains "/" or a control character, which are not possible in a URL.
 std::vector<std::string> makeNames() {
     std::vector<std::string> names = {
-        // blanks
+        // spaces
         " ", " lead", "  two lead", "trail ", "two trail  ", " both ", "a  b", "a b c",
         // URL text
         "%41", "%", "%%", "%2F", "%2f%2e", "%00", "%0D%0A", "%zz", "100%", "a%20b", "report #3 100%.pdf", "#",
@@ -56,7 +56,7 @@ std::vector<std::string> makeNames() {
         "a",
         "\xE3\x80\x80"
         "a",
-        // long ones
+        // long names
         repeat("x", 200), repeat(chinese, 33) + "xx", repeat(emoji, 50), repeat("%41#", 50),
         repeat(" ", 198) + "xy", repeat("\xC3\xA4", 100)};
     for (char c = ' '; c <= '~'; ++c) {
@@ -67,7 +67,7 @@ std::vector<std::string> makeNames() {
     return names;
 }
 
-/// What only one of two sorted lists holds: a failure then shows a few names instead of all.
+/// The elements that only one of two sorted lists has: a failure then shows a few names and not all.
 std::vector<std::string> differences(const std::vector<std::string>& some,
                                      const std::vector<std::string>& others) {
     std::vector<std::string> found;
@@ -76,22 +76,22 @@ std::vector<std::string> differences(const std::vector<std::string>& some,
     return found;
 }
 
-/// What becomes of a name that a server does not take as it is.
+/// The result for a name that a server does not accept unchanged.
 struct Refusal {
-    std::string failure;   ///< of the upload; "" where it is stored
-    std::string storedAs;  ///< the name that it is stored under; "" where it is not
+    std::string failure;   ///< of the upload; "" if it is stored
+    std::string storedAs;  ///< the name under which it is stored; "" if it is not
 };
 
 using Refusals = std::map<std::string, Refusal>;
 
-/// The names that Pure-FTPd refuses or changes in a path; pyftpdlib takes all.
+/// The names that Pure-FTPd refuses or changes in a path; pyftpdlib accepts all.
 const Refusals pureFTPdRefusals = {
     {"x\\y", {"25 553", ""}},   {"\\", {"25 553", ""}},     {"C:\\a", {"25 553", ""}},
     {" ", {"", "_"}},           {"trail ", {"", "trail_"}}, {"two trail  ", {"", "two trail__"}},
     {" both ", {"", " both_"}}, {"- ", {"", "-_"}},
 };
 
-/// Those that it changes besides where a name stands alone in a command, as it does behind CWD.
+/// The names that it also changes if a name is alone in a command, as after CWD.
 const Refusals pureFTPdRefusalsOfNamesAlone = {
     {" lead", {"", "_lead"}},
     {"  two lead", {"", "__two lead"}},
@@ -103,7 +103,7 @@ class FTPServerNames : public FTPDirectoryTest {
 protected:
     FTPServerNames() : FTPDirectoryTest(GetParam()) { client.setPathEncoding(CFTPClient::PathPercentEncode); }
 
-    /// Stores a file of each name in "from". Gives the bodies by the names that they are stored under.
+    /// Stores a file of each name in "from". Returns the bodies by the names under which they are stored.
     std::map<std::string, std::string> uploadAll(const std::vector<std::string>& names,
                                                  const Refusals& refusals, bool createMissingDirs) {
         std::map<std::string, std::string> bodies;
@@ -205,7 +205,7 @@ TEST_P(FTPServerNames, OfDirectoriesComeBackAsTheyWere) {
     }
 }
 
-/// libcurl refuses them in URLs; commands carry them.
+/// libcurl refuses them in URLs; commands can contain them.
 TEST_P(FTPServerNames, WithControlCharactersGoThroughCommandsAlone) {
     writeOnDisk("a", "hello");
     for (const std::string name : {"x\ty", "x\x01y", "x\x1By"}) {
@@ -225,7 +225,7 @@ TEST_P(FTPServerNames, WithControlCharactersGoThroughCommandsAlone) {
 
 const FTPAccess homeServer{"Home", "VEXIL_FTP", "VEXIL_FTP_HOME_ENDPOINT", CFTPClient::ConnectPlain};
 
-/// A server that puts who logs in into /home/tester.
+/// A server whose logins begin in /home/tester.
 class FTPServerWithALoginDirectory : public FTPDirectoryTest {
 protected:
     FTPServerWithALoginDirectory() : FTPDirectoryTest(homeServer) {}

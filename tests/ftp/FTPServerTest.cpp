@@ -50,7 +50,7 @@ TEST_P(FTPServerTest, FilePassesThroughStreams) {
     source->seek(50000);
     client.prepareUploadRequest(request, path("a"), source, 150000, false);
     for (int time = 0; time < 2; ++time) {
-        // Performed again it begins where it first did.
+        // Performed again, it begins at the first position again.
         request.perform();
         EXPECT_TRUE(isSame(readFile(onDisk("a")), body.substr(50000)));
     }
@@ -81,7 +81,7 @@ TEST_P(FTPServerTest, ARangeThatEndsPastTheFileIsTheRestOrAnError) {
     try {
         request.perform();
     } catch (const CCURLError& error) {
-        // So from some version 8 of libcurl on.
+        // From some version 8 of libcurl on.
         EXPECT_EQ(error.getCode(), CURLE_PARTIAL_FILE);
     }
     EXPECT_EQ(bodyOf(request), body.substr(990));
@@ -288,7 +288,8 @@ TEST_P(FTPServerTest, DirectoryIsMovedToDirectoriesThatAreMissing) {
     makeOnDisk("from/sub");
     writeOnDisk("from/sub/a", "1");
     if (access.isPureFTPd()) {
-        // It moves the directory, and then refuses the file by which libcurl was brought to create the others.
+        // The server moves the directory and then refuses the file that makes libcurl create the other
+        // directories.
         EXPECT_EQ(failureOf([&] { moveDir(path("from"), path("x/y/to"), true); }), "25 553");
     } else {
         moveDir(path("from"), path("x/y/to"), true);

@@ -1,5 +1,5 @@
 /// \file
-/// What the tests against real FTP servers share: how the servers are reached, and what lies on their disks.
+/// Shared by the tests with real FTP servers: access to the servers, and the files on their disks.
 #pragma once
 
 #include "tests/net/NetRequestTestSupport.h"
@@ -32,10 +32,10 @@ inline std::string environment(const std::string& name) {
     return value ? value : "";
 }
 
-/// A server and the way to it.
+/// A server and the way to reach it.
 struct FTPAccess {
     std::string name;
-    std::string server;  ///< how the names of its variables begin
+    std::string server;  ///< prefix of its variables
     std::string endpoint;
     CFTPClient::ConnectType connectType;
 
@@ -43,7 +43,7 @@ struct FTPAccess {
     String host() const { return text(environment(endpoint)); }
     String bundle() const { return text(environment(server + "_CA")); }
     String wrongBundle() const { return text(environment(server + "_WRONG_CA")); }
-    /// Where the files of the server lie.
+    /// The folder with the server's files.
     std::filesystem::path root() const { return environment(server + "_ROOT"); }
 };
 
@@ -67,7 +67,7 @@ inline std::string nameOf(const testing::TestParamInfo<FTPAccess>& info) {
     return info.param.name;
 }
 
-/// Sets whatever a test wants on each request.
+/// A hook that calls a function of the test.
 class FunctionSetup : public virtual vexil::CBase, public vexil::INetRequestSetup {
 public:
     explicit FunctionSetup(std::function<void(CNetRequest&)> setUp) : m_setUp(std::move(setUp)) {}
@@ -77,17 +77,18 @@ private:
     const std::function<void(CNetRequest&)> m_setUp;
 };
 
-/// What a request needs for the server's TLS.
+/// The settings of a request for the server's TLS.
 inline void trust(CNetRequest& request, const FTPAccess& access, const String& bundle) {
     request.setRootCertBundlePath(bundle);
     if (!access.isPureFTPd()) {
-        // Under TLS 1.3 libcurl ends an upload with a reset, because it has not read the session tickets that came
-        // meanwhile. pyftpdlib takes that for the end of the file, although it has not read all of it, and says 226.
+        // With TLS 1.3 libcurl ends an upload with a reset, because it has not read the session tickets that
+        // came meanwhile. pyftpdlib takes that for the end of the file, although it has not read all of it,
+        // and sends 226.
         request.setOptionInt(CURLOPT_SSLVERSION, CURL_SSLVERSION_MAX_TLSv1_2);
     }
 }
 
-/// The hook that does so.
+/// The hook with these settings.
 inline P<vexil::INetRequestSetup> trust(const FTPAccess& access, const String& bundle) {
     return new FunctionSetup([=](CNetRequest& request) { trust(request, access, bundle); });
 }
@@ -106,7 +107,7 @@ std::string failureOf(Call call) {
                  : "(none)";
 }
 
-/// Bytes of all values, which no conversion of text leaves as they are.
+/// Bytes of all values; any conversion of text would change them.
 inline std::string makeBytes(std::size_t count, unsigned int seed = 1) {
     std::string bytes(count, '\0');
     for (char& byte : bytes) {
@@ -116,7 +117,7 @@ inline std::string makeBytes(std::size_t count, unsigned int seed = 1) {
     return bytes;
 }
 
-/// Whether two contents are the same, without showing thousands of bytes where they are not.
+/// Compares two contents without printing thousands of bytes.
 inline testing::AssertionResult isSame(const std::string& bytes, const std::string& expected) {
     if (bytes == expected) {
         return testing::AssertionSuccess();
@@ -132,7 +133,7 @@ inline std::string readFile(const std::filesystem::path& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-/// A directory of its own on the server for each test, which goes with it.
+/// Each test has its own directory on the server, which is deleted after it.
 class FTPDirectoryTest : public testing::TestWithParam<FTPAccess> {
 protected:
     explicit FTPDirectoryTest(const FTPAccess& ftpAccess) : access(ftpAccess), client(makeClient(ftpAccess)) {
@@ -152,7 +153,7 @@ protected:
     bool isThere(const std::string& name) const {
         return std::filesystem::exists(std::filesystem::symlink_status(onDisk(name)));
     }
-    /// The names in a directory as they lie on the disk, sorted.
+    /// The names in a directory on the disk, sorted.
     std::vector<std::string> namesOnDisk(const std::string& name = "") const {
         std::vector<std::string> names;
         for (const auto& entry : std::filesystem::directory_iterator(onDisk(name))) {
@@ -161,7 +162,7 @@ protected:
         std::sort(names.begin(), names.end());
         return names;
     }
-    /// Makes what the server's user may change, without the client.
+    /// Makes a file or directory that the server's user may change, without the client.
     void makeOnDisk(const std::string& name) const {
         std::filesystem::create_directory(onDisk(name));
         std::filesystem::permissions(onDisk(name), std::filesystem::perms::all);

@@ -1,4 +1,4 @@
-// Bytes in the forms in which mail carries them, and addresses.
+// Transfer encodings of bodies, and addresses.
 #include "vexil/mail/BodyEncoding.h"
 
 #include "tests/mail/MailTestSupport.h"

@@ -1,10 +1,10 @@
-// Writes generated messages, always the same ones, for a reader of its own: of each its bytes and what it must find
-// in them. A line has a word and values in hexadecimal:
+// Writes generated messages, always the same ones, for an independent reader: the bytes of each and what it
+// must find in them. A line has a word and values in hexadecimal:
 //
 //   message BYTES
 //   field NAME VALUE              a field without a structure
 //   addresses NAME (NAME ADDRESS)...
-//   multipart SUBTYPE             its parts follow, to "end"
+// its parts follow, up to "end"
 //   text VALUE                    with line ends of CR LF
 //   attachment NAME TYPE BYTES
 //   end
@@ -47,7 +47,7 @@ private:
     bool isLucky() { return below(2) == 0; }
 
     unsigned int anyCharacter() {
-        // Each plane as often as the other, and ASCII as often as the rest.
+        // Each plane equally often, and ASCII as often as the rest.
         switch (below(4)) {
         case 0:
         case 1:
@@ -70,7 +70,7 @@ private:
         return text;
     }
 
-    /// Printable ASCII with single blanks between words and without the beginning of an encoded word.
+    /// Printable ASCII with single spaces between words and without the beginning of an encoded word.
     std::string asciiText(unsigned int maxLength) {
         std::string text(1, static_cast<char>('!' + below('~' - '!')));
         for (unsigned int length = below(maxLength); length > 0; --length) {
@@ -138,7 +138,7 @@ private:
         std::string expected;
         for (unsigned int lines = below(6); lines > 0; --lines) {
             static const char* const lineEnds[] = {"\r\n", "\n", "\r"};
-            // A CR and a LF behind it would be one line end.
+            // Together with an LF after it, a CR would be one line end.
             const char* const lineEnd = lineEnds[below(text.ends_with('\r') ? 1 : 3)];
             std::string line = below(3) == 0 ? "" : isLucky() ? asciiText(150) : anyText(100);
             if (below(8) == 0) {

@@ -1,5 +1,5 @@
 /// \file
-/// What the tests of mail share.
+/// Shared by the tests of mail.
 #pragma once
 
 #include "vexil/BaseTypes.h"
@@ -19,7 +19,7 @@ inline vexil::TBuffer<unsigned char> bufferOf(std::string_view text) {
     return buffer;
 }
 
-/// For streams and messages, which keep a reference.
+/// Makes counted copies: streams and messages keep a reference.
 inline vexil::P<vexil::TBuffer<unsigned char>> sharedBufferOf(std::string_view text) {
     return new vexil::TBuffer<unsigned char>(bufferOf(text));
 }
@@ -28,7 +28,7 @@ inline std::string textOf(const vexil::TBuffer<unsigned char>& buffer) {
     return {reinterpret_cast<const char*>(buffer.getData()), static_cast<std::size_t>(buffer.getUsed())};
 }
 
-/// Sets whatever a test wants on a request.
+/// A hook that calls a function of the test.
 class FunctionSetup : public virtual vexil::CBase, public vexil::INetRequestSetup {
 public:
     explicit FunctionSetup(std::function<void(vexil::CNetRequest&)> work) : m_work(std::move(work)) {}

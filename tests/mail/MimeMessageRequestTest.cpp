@@ -15,7 +15,7 @@ using vexil_test::RecordedRequest;
 using vexil_test::ScriptedPeer;
 using vexil_test::sharedBufferOf;
 
-/// What a server gets of it.
+/// The request that a server gets.
 RecordedRequest send(CMimeMessage& message, const char* method) {
     ScriptedPeer peer;
     peer.onConnection().expectRequest().reply("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");

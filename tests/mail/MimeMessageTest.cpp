@@ -1,4 +1,4 @@
-// Messages as they are written: header fields, encoded words, bodies, parts.
+// Messages in their written form: header fields, encoded words, bodies, parts.
 #include "vexil/mail/MimeMessage.h"
 
 #include "tests/support/Inspect.h"
@@ -23,12 +23,12 @@ using testing::HasSubstr;
 using testing::StartsWith;
 using vexil_test::whatOf;
 
-// Not GoogleTest's: on Windows its patterns know no sets of characters.
+// Not GoogleTest's: on Windows its patterns do not support sets of characters.
 MATCHER_P(MatchesPattern, pattern, "") {
     return std::regex_match(arg, std::regex(pattern));
 }
 
-/// Opens what derived classes may use.
+/// Makes protected members accessible.
 class COpenMessage : public CMimeMessage {
 public:
     using CMimeMessage::CMimeMessage;

@@ -1,4 +1,4 @@
-// Mails that are cancelled where the server keeps them waiting, under whatever drives them.
+// Mails that are cancelled while the server lets them wait, with each driver.
 #include "tests/async/TransferDriver.h"
 #include "tests/mail/MailTestSupport.h"
 #include "tests/net/CancelTestSupport.h"
@@ -16,21 +16,21 @@ using vexil::CSMTPParams;
 
 const std::string message = "Subject: s\r\n\r\ntext\r\n";
 const std::string envelope = "MAIL FROM:<a@x>\r\nRCPT TO:<b@x>\r\nDATA\r\n" + message + ".\r\n";
-/// What stands before that, but for a name of any length.
+/// The bytes before that, except a name of variable length.
 const std::string ehlo = "EHLO \r\n";
 
 CSMTPParams paramsOf(const ScriptedPeer& peer) {
     return CSMTPParams("127.0.0.1", peer.port(), CSMTPParams::ConnectUnencrypted, "", "");
 }
 
-/// The beginning of a connection, to and with the reply to EHLO.
+/// The beginning of a connection, including the reply to EHLO.
 ConnectionScript playGreeting(ScriptedPeer& peer) {
     ConnectionScript script = peer.onConnection();
     script.clientMayLeave().reply("220 Ready\r\n").expectLine().reply("250 mail\r\n");
     return script;
 }
 
-/// The same to where the message comes.
+/// The same up to the message.
 ConnectionScript playEnvelope(ScriptedPeer& peer) {
     ConnectionScript script = playGreeting(peer);
     script.expectLine("MAIL FROM:<a@x>").reply("250 ok\r\n").expectLine("RCPT TO:<b@x>").reply("250 ok\r\n");
@@ -46,7 +46,7 @@ protected:
         EXPECT_THAT(peer.failures(), IsEmpty());
     }
 
-    /// Cancels the mail when the peer has read so many bytes, and judges the error.
+    /// Cancels the mail when the peer has read this many bytes, and checks the error.
     void cancelBehind(std::size_t count) {
         CSMTPClient::makeSendMailRequest(*request, paramsOf(peer), "a@x", {"b@x"},
                                          new zet::CBufferStream(sharedBufferOf(message)));
@@ -85,7 +85,7 @@ TEST_P(SMTPCancel, WhileARecipientIsNotAnswered) {
 }
 
 TEST_P(SMTPCancel, WhileTheMessageIsNotTaken) {
-    // libcurl waits by itself here, and says goodbye; for an answer to that it would wait for two minutes.
+    // libcurl waits here by itself, and sends QUIT; for a reply to that it would wait for two minutes.
     playEnvelope(peer).expectExactly(message + ".\r\n").expectLine("QUIT").reply("221 bye\r\n").close();
     cancelBehind(ehlo.size() + envelope.size());
 }

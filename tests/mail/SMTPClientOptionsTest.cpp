@@ -1,5 +1,5 @@
-// What the mail client tells libcurl, option by option, and the header of its dates. This program defines libcurl's
-// functions itself: nothing is sent.
+// The options that the mail client gives to libcurl, one by one, and its Date header. This program defines
+// libcurl's functions: nothing is sent.
 #include "tests/mail/MailTestSupport.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/OptionRecorder.h"
@@ -27,7 +27,7 @@ using vexil_test::isRecording;
 using vexil_test::optionsUntilFailure;
 using vexil_test::record;
 
-/// What takes the place of a transfer.
+/// Replaces the transfer.
 std::function<CURLcode()> onPerform;
 
 }  // namespace
@@ -61,7 +61,7 @@ using vexil_test::sharedBufferOf;
 using vexil_test::whatOf;
 using Texts = std::vector<std::string>;
 
-/// Opens what derived classes may use.
+/// Makes protected members accessible.
 class COpenClient : public CSMTPClient {
 public:
     using CSMTPClient::CSMTPClient;
@@ -103,7 +103,7 @@ protected:
         optionsUntilFailure = -1;
     }
 
-    /// What was recorded since the last call, without what a request does when it is made or reset.
+    /// The options recorded since the last call, without those of making and resetting a request.
     static Texts recorded() {
         Texts texts;
         for (const auto& event : events) {
@@ -125,7 +125,7 @@ protected:
         }
     }
 
-    /// All that libcurl would read as the message.
+    /// The whole message as libcurl would read it.
     static std::string readAll() {
         std::string all;
         char block[100];
@@ -314,7 +314,7 @@ TEST_F(SMTPClientOptions, AMailsOptionsAreSetBeforeAndTakenBackBehindIt) {
         };
         client.sendMail("a@x", recipients, bufferOf("message"));
         EXPECT_EQ(read, "message");
-        // The connections that STARTTLS secures are kept apart.
+        // Connections that STARTTLS secures are kept separately.
         const Texts transfer =
             type == CSMTPParams::ConnectStartTLS ? Texts{"SHARE=pointer", "perform"} : Texts{"perform"};
         EXPECT_THAT(recorded(), ElementsAreArray(join({idle, armed, transfer, idle})));
@@ -662,7 +662,7 @@ TEST_F(SMTPDate, DoesNotDependOnTheLocale) {
     const std::string previous = std::setlocale(LC_ALL, nullptr);
     const std::locale grouping(std::locale(std::locale::classic(), new Grouping), new WideGrouping);
     const std::locale previousGlobal = std::locale::global(grouping);
-    // What of these the machine has.
+    // Those of the zones that this machine has.
     std::setlocale(LC_ALL, "C.UTF-8");
     std::setlocale(LC_ALL, "de_DE.UTF-8");
     EXPECT_EQ(dateOf(fieldsOf(2020, 3, 31)), "Tue, 31 Mar 2020 07:05:09 +0000");

@@ -1,4 +1,5 @@
-// What the mail client says to a server, to the line, and what it makes of each answer and each broken connection.
+// The commands of the mail client to a server, line by line, and its result for each reply and each lost
+// connection.
 #include "tests/mail/MailTestSupport.h"
 #include "tests/mail/SMTPPeer.h"
 #include "tests/net/NetRequestTestSupport.h"
@@ -148,7 +149,7 @@ TEST(SMTPClientWire, ARequestOfTheCallersSendsAMail) {
                 ElementsAre("EHLO *", "MAIL FROM:<a@x>", "RCPT TO:<b@x>", "DATA", "m\r\n.\r\n"));
 }
 
-/// A stream that tells when it goes.
+/// A stream that records its destruction.
 class WatchedStream : public zet::CBufferStream {
 public:
     WatchedStream(const TBuffer<unsigned char>* bytes, bool& isThere)
@@ -214,7 +215,7 @@ TEST(SMTPClientWire, ATestLogsInAndHangsUp) {
         client.testConnection();
         EXPECT_TRUE(peer.waitUntilEnded()) << "the connection is left open";
         Texts said = peer.dialogue(0);
-        // Whether it says goodbye is of no interest.
+        // It does not matter if it sends QUIT.
         std::erase(said, "QUIT");
         return said;
     };
@@ -278,7 +279,7 @@ TEST(SMTPClientWire, LongLinesStay) {
 }
 
 TEST(SMTPClientWire, DotsAreStuffedWhereverABlockEnds) {
-    // Lines of 61 bytes, a prime: dots stand at every place of libcurl's blocks.
+    // Lines of 61 bytes, a prime: dots are at every position of libcurl's blocks.
     std::string message;
     std::string stuffed;
     for (int i = 0; i < 4000; ++i) {
@@ -341,7 +342,7 @@ TEST(SMTPClientWire, ARefusedAddressIsTheServersError) {
         EXPECT_EQ(error->getResponseCodeDomain(), "smtp");
         EXPECT_EQ(error->getResponseCode(), 550);
         EXPECT_EQ(client.getRequest().getResponseText(550), "550-5.1.1 no\n550 5.1.1 such user");
-        // Whether libcurl says goodbye within the transfer depends on its version.
+        // Depending on its version, libcurl sends QUIT during the transfer or after it.
         const String goodbye = client.getRequest().getResponseText(221);
         EXPECT_THAT(goodbye.toUTF8(), testing::AnyOf("", "221 bye"));
         EXPECT_THAT(error->getServerMessage().toUTF8(),
@@ -387,7 +388,7 @@ TEST(SMTPClientWire, AMailWithoutAFinalReplyMayHaveBeenSent) {
         try {
             client.testConnection();
         } catch (const CCURLError&) {
-            // Replies that are cut early end a test, too.
+            // Replies that are cut early also end a test.
         }
         EXPECT_FALSE(client.mayHaveBeenSent()) << "it is about the last operation";
     }
@@ -420,7 +421,7 @@ TEST(SMTPClientWire, AfterAGoodbyeTheNextMailHasAConnectionOfItsOwn) {
         }
         script.expectLine("DATA").reply("354 go on\r\n");
         script.expectExactly("Subject: s\r\n\r\ntext\r\n.\r\n").reply(verdict);
-        // A server that is slow to close leaves the client the time to take the connection for the next mail.
+        // If a server closes slowly, the client has time to use the connection for the next mail.
         script.waitForClose();
     }
     CSMTPClient client(CSMTPParams("127.0.0.1", peer.port(), CSMTPParams::ConnectUnencrypted, "", "secret"));
@@ -478,7 +479,7 @@ TEST(SMTPClientWire, ARefusedSTARTTLSIsAnError) {
 TEST(SMTPClientWire, AServerThatIsClosingIsAnError) {
     for (const char* command : {"", "EHLO", "MAIL", "RCPT", "DATA", "."}) {
         SMTPPeer peer;
-        // A server without EHLO is asked with HELO, which it has no answer to either.
+        // Without a reply to EHLO the client tries HELO, which gets no reply either.
         peer.setReply(command, "421 4.3.2 closing\r\n");
         CSMTPClient client(paramsOf(peer));
         const auto error = thrownBy<CCURLError>([&] { send(client); });

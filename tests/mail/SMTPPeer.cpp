@@ -45,7 +45,7 @@ struct Release {
 using Key = std::unique_ptr<EVP_PKEY, Release<EVP_PKEY, EVP_PKEY_free>>;
 using Certificate = std::unique_ptr<X509, Release<X509, X509_free>>;
 
-/// A certificate for localhost, signed by itself.
+/// A self-signed certificate for localhost.
 void giveCertificate(SSL_CTX* context) {
     const Key key(valid(EVP_EC_gen("P-256")));
     const Certificate certificate(valid(X509_new()));
@@ -71,7 +71,7 @@ std::string pemOf(const std::function<int(BIO*)>& write) {
     return {bytes, static_cast<std::size_t>(size)};
 }
 
-/// Ends a connection: the client has left, or the peer is to cut it.
+/// Ends a connection: the client has left, or the peer cuts it.
 struct End {};
 
 }  // namespace
@@ -235,7 +235,7 @@ struct SMTPPeer::Core {
         }
     }
 
-    /// Sends the reply that a test has set for the command, else `usual`.
+    /// Sends the reply that a test has set for the command, otherwise `usual`.
     std::string reply(Connection& connection, const std::string& command, const std::string& usual) {
         std::string text = usual;
         std::size_t allowed = 0;
@@ -261,7 +261,7 @@ struct SMTPPeer::Core {
         return text;
     }
 
-    /// The bytes to and with `end`; what stands behind it stays.
+    /// The bytes up to and including `end`; later bytes stay.
     std::string readTo(Connection& connection, const std::string& end) {
         std::size_t found = connection.input.find(end);
         while (found == std::string::npos) {
@@ -275,7 +275,7 @@ struct SMTPPeer::Core {
         return text;
     }
 
-    /// A message, which a line with a dot alone ends: it may be the first one.
+    /// A message, up to a line with a single dot, which may be the first line.
     std::string readMessage(Connection& connection) {
         while (connection.input.size() < 3) {
             receive(connection);
@@ -364,7 +364,7 @@ std::size_t SMTPPeer::replyBytes(std::size_t connection) const {
 
 bool SMTPPeer::waitUntilEnded() const {
     std::unique_lock lock(m_core->mutex);
-    // The system clock, because ThreadSanitizer of GCC 12 does not know the wait of the steady clock.
+    // The system clock, because ThreadSanitizer of GCC 12 does not support the wait with the steady clock.
     return m_core->changed.wait_until(lock, std::chrono::system_clock::now() + std::chrono::seconds(60), [&] {
         return std::all_of(m_core->connections.begin(), m_core->connections.end(),
                            [](const auto& connection) { return connection.hasEnded; });

@@ -1,4 +1,4 @@
-// Mails to real servers: aiosmtpd, which keeps each to the byte, and Exim with its other TLS library.
+// Mails to real servers: aiosmtpd, which keeps each byte for byte, and Exim with its other TLS library.
 #include "tests/mail/MailTestSupport.h"
 #include "tests/net/NetRequestTestSupport.h"
 #include "vexil/mail/MultiPartMimeMessage.h"
@@ -52,16 +52,16 @@ std::string withoutCRs(std::string text) {
     return text;
 }
 
-/// What has arrived.
+/// A mail that has arrived.
 struct Mail {
-    std::string envelope;  ///< "a@x to b@x, c@x", "over TLS" and "with login" where it was so
-    std::string bytes;     ///< as the server keeps them
+    std::string envelope;  ///< "a@x to b@x, c@x", and "over TLS" and "with login" if true
+    std::string bytes;     ///< as the server stores them
 };
 
-/// One of the servers and a way to it.
+/// One of the servers and a way to reach it.
 struct Server {
     const char* name;
-    const char* variables;  ///< how their names begin
+    const char* variables;  ///< prefix of their names
     const char* endpoint;
     CSMTPParams::ConnectType type;
 
@@ -83,7 +83,7 @@ struct Server {
         }
     }
 
-    /// The files of the mails that have come.
+    /// The files of the mails that have arrived.
     std::vector<std::filesystem::path> mailFiles() const {
         std::vector<std::filesystem::path> files;
         for (const auto& file : std::filesystem::directory_iterator(mails())) {
@@ -94,7 +94,7 @@ struct Server {
         return files;
     }
 
-    /// Waits for mails, since Exim delivers them behind the scenes, and takes the only one.
+    /// Waits for mails, because Exim delivers them after its reply, and takes the only one.
     Mail takeMail() const {
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
         while (mailFiles().empty() && std::chrono::steady_clock::now() < deadline) {
@@ -112,7 +112,7 @@ struct Server {
         return {readFile(file.replace_extension(".json")), bytes};
     }
 
-    /// From our first header on; what stands before it is the server's.
+    /// From our first header on; the server has written the lines before it.
     static Mail readEximMail(const std::filesystem::path& file) {
         const std::string bytes = readFile(file);
         const std::size_t own = bytes.find("A-First:");
@@ -129,7 +129,7 @@ struct Server {
             EXPECT_THAT(mail.envelope,
                         StartsWith("Return-path: <a@example.com>\nEnvelope-to: b@example.com,\n "
                                    "c@example.com\nReceived: from "));
-            // As RFC 3848 names the ways: "s" for TLS, "a" for a login.
+            // RFC 3848 names the ways: "s" for TLS, "a" for a login.
             const std::string way =
                 std::string("with esmtp") + (hasTLS() ? "s" : "") + (login.empty() ? "" : "a") + " ";
             EXPECT_THAT(mail.envelope, HasSubstr(way));
@@ -177,7 +177,7 @@ class SMTPServer : public testing::TestWithParam<std::tuple<Server, const char*>
 protected:
     SMTPServer() { server.forgetMails(); }
 
-    /// A client that logs in by one way only.
+    /// A client with only one login method.
     void prepare(CSMTPClient& client) const {
         client.setVerifyCertificate(true);
         client.setRootCertBundlePath(server.bundle());
@@ -231,7 +231,7 @@ TEST_P(SMTPServer, TakesAHeaderWithoutABody) {
 TEST_P(SMTPServer, TakesLinesOfEveryLengthThatIsAllowed) {
     CSMTPClient client(server.params(loginName()));
     prepare(client);
-    // RFC 5321, 4.5.3.1.6: 1000 bytes with CR LF, and not a stuffed dot.
+    // RFC 5321, 4.5.3.1.6: 1000 bytes with CR LF, without a stuffed dot.
     const std::string longest(998, 'x');
     const std::string message =
         "A-First: 1\r\n\r\n" + longest + "\r\n." + longest.substr(1) + "\r\n" + longest + "\r\n";
@@ -253,7 +253,7 @@ TEST_P(SMTPServer, RefusesAMailForOneRecipient) {
               "55 550");
     EXPECT_THAT(client.getRequest().getResponseText(550).toUTF8(), EndsWith("this sender is refused"));
     send(client);
-    server.expectMail(shortMessage, login);  // which is the only one
+    server.expectMail(shortMessage, login);  // the only one
 }
 
 TEST_P(SMTPServer, IsTestedWithoutAMail) {

@@ -22,7 +22,7 @@ def decode_word(payload):
 
 
 def read_addresses(raw, name):
-    """By the package's older functions: the newer ones keep the blanks between the encoded words of a display name,
+    """By the package's older functions: the newer ones keep the spaces between the encoded words of a display name,
     which RFC 2047, 6.2, wants ignored."""
     field = email.message_from_bytes(raw)[name]
     for display_name, address in email.utils.getaddresses([field]):

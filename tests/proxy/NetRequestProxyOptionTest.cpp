@@ -1,4 +1,5 @@
-// Which option a request sets for the user's proxies. Linux: the function in OptionRecorder.h replaces libcurl's.
+// Which option a request sets for the user's proxies. Linux: the function in OptionRecorder.h replaces
+// libcurl's.
 #include "tests/net/NetRequestTestSupport.h"
 #include "tests/proxy/ProxyEnvironment.h"
 #include "tests/support/OptionRecorder.h"

@@ -1,4 +1,5 @@
-// The user's proxies with real servers: tinyproxy, with and without a login, in front of web, FTP and mail servers.
+// The user's proxies with real servers: tinyproxy, with and without a login, in front of web, FTP and mail
+// servers.
 #include "tests/ftp/FTPServerTestSupport.h"
 #include "tests/proxy/ProxyEnvironment.h"
 #include "vexil/mail/SMTPClient.h"

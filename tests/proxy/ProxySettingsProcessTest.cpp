@@ -1,5 +1,5 @@
-// Linux: functions of the library that this program defines replace the library's own. Each test of the user's
-// settings runs in its own process, because they are made once per process.
+// Linux: functions of the library that this program defines replace the library's own. Each test of the
+// user's settings runs in its own process, because they are made once per process.
 #include "tests/proxy/ProxyEnvironment.h"
 #include "tests/support/PrintText.h"
 #include "vexil/net/NetRequest.h"
@@ -138,8 +138,8 @@ void onThreads(int count, const std::function<void()>& work) {
     }
 }
 
-/// Runs the rest of the test in a new process without proxies. It must end normally with exit code 0, after all
-/// handlers that run at the end of a process.
+/// Runs the rest of the test in a new process without proxies. It must end normally with exit code 0, after
+/// all handlers that run at the end of a process.
 #define EXPECT_IN_FRESH_PROCESS(function)                                                                    \
     GTEST_FLAG_SET(death_test_style, "threadsafe");                                                          \
     EXPECT_EXIT(                                                                                             \
@@ -321,8 +321,8 @@ TEST(ProxySettingsProcessTest, StayUsableWhenTheyAreDisposedOf) {
     });
 }
 
-/// The value that another thread reads. That thread begins when `work` calls its argument. If `work` keeps the lock, it
-/// reads after `work`.
+/// The value that another thread reads. That thread begins when `work` calls its argument. If `work` keeps
+/// the lock, it reads after `work`.
 std::string foundDuring(const std::function<std::string()>& find,
                         const std::function<void(const std::function<void()>& middle)>& work) {
     std::promise<void> middle;

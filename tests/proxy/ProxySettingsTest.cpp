@@ -61,8 +61,8 @@ protected:
         return hosts();
     }
 
-    /// The host that is found in a URL of scheme "x": the only one of the candidates that, if it is reached directly,
-    /// removes the proxy.
+    /// The host that is found in a URL of scheme "x": the only one of the candidates that, if it is reached
+    /// directly, removes the proxy.
     std::string hostIn(const String& url, const std::vector<std::string>& candidates) {
         std::string found;
         for (const std::string& candidate : candidates) {

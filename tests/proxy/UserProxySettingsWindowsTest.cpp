@@ -1,5 +1,5 @@
-// The settings of the user and of the machine in the registry, read by the system's own functions. Only under Wine, whose
-// registry belongs to these tests alone.
+// The settings of the user and of the machine in the registry, read by the system's own functions. Only under
+// Wine, whose registry belongs to these tests alone.
 #include "tests/support/PrintText.h"
 #include "vexil/proxy/ProxySettings.h"
 

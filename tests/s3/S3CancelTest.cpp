@@ -1,4 +1,5 @@
-// Cancelled operations of the S3 client: the error of the transfer is thrown unchanged, and nothing is tried again.
+// Cancelled operations of the S3 client: the error of the transfer is thrown unchanged, and nothing is tried
+// again.
 #include "tests/net/CancelTestSupport.h"
 #include "tests/support/ScriptedPeer.h"
 #include "vexil/s3/S3Client.h"

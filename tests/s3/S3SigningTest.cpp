@@ -1,4 +1,5 @@
-// Construction and settings of the client, the signature, and the effects of a preparation on a request. Nothing is sent.
+// Construction and settings of the client, the signature, and the effects of a preparation on a request.
+// Nothing is sent.
 #include "tests/s3/S3TestSupport.h"
 
 #include <algorithm>

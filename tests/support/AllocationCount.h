@@ -1,6 +1,6 @@
 /// \file
-/// Counts allocations of the calling thread. Defines `operator new` for the whole program, including the library under
-/// test: include it in only one source of a program.
+/// Counts allocations of the calling thread. Defines `operator new` for the whole program, including the
+/// library under test: include it in only one source of a program.
 #pragma once
 
 #include <cstddef>

@@ -9,8 +9,8 @@
 
 namespace vexil_test {
 
-/// Ends the program with the name of a rule if a scope takes too long. For rules whose violation shows only as a wait
-/// that never ends.
+/// Ends the program with the name of a rule if a scope takes too long. For rules whose violation shows only
+/// as a wait that never ends.
 class Deadline {
 public:
     /// \param rule   the tested rule, such as "set() wakes all who wait"

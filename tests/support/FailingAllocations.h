@@ -1,6 +1,6 @@
 /// \file
-/// Makes allocations fail. Defines `operator new` for the whole program, including the library under test: include it in
-/// only one source of a program.
+/// Makes allocations fail. Defines `operator new` for the whole program, including the library under test:
+/// include it in only one source of a program.
 #pragma once
 
 #include <atomic>
@@ -16,7 +16,8 @@ enum class Shortage {
     FromHere,  ///< this one and all that follow
 };
 
-/// Makes the n-th allocation, counted over the participating threads, fail during its lifetime. One object at a time.
+/// Makes the n-th allocation, counted over the participating threads, fail during its lifetime. One object at
+/// a time.
 class FailingAllocations {
 public:
     /// \param n  counts from 1
@@ -33,10 +34,11 @@ public:
     FailingAllocations(const FailingAllocations&) = delete;
     FailingAllocations& operator=(const FailingAllocations&) = delete;
 
-    /// Lets the calling thread participate until it ends. The thread that makes the object participates during the
-    /// object's lifetime.
+    /// Lets the calling thread participate until it ends. The thread that makes the object participates
+    /// during the object's lifetime.
     static void takePart() { t_takesPart = true; }
-    /// Excludes the calling thread, or includes it again. For code of others that does not survive a lack of memory.
+    /// Excludes the calling thread, or includes it again. For code of others that does not survive a lack of
+    /// memory.
     static void spare(bool isSpared) { t_isSpared = isSpared; }
     /// True if an allocation has failed.
     bool haveFailed() const { return s_left <= 0; }

@@ -5,8 +5,8 @@
 
 namespace vexil_test {
 
-/// Opens for good when it has been counted down to 0. A std::latch for systems without a futex, such as Windows: there
-/// that of GCC 12 reads the count before it takes the lock, and can miss the last countDown().
+/// Opens for good when it has been counted down to 0. A std::latch for systems without a futex, such as
+/// Windows: there that of GCC 12 reads the count before it takes the lock, and can miss the last countDown().
 class Latch {
 public:
     explicit Latch(int count) : m_count(count) {}

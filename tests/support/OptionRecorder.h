@@ -1,7 +1,7 @@
 /// \file
-/// Records every option that libcurl is given, in order, with its C type and value, and can make some fail. Use it in one
-/// source of a separate program: it defines libcurl's function, passes the calls on, and the program exports its
-/// symbols.
+/// Records every option that libcurl is given, in order, with its C type and value, and can make some fail.
+/// Use it in one source of a separate program: it defines libcurl's function, passes the calls on, and the
+/// program exports its symbols.
 #pragma once
 
 #include <curl/curl.h>

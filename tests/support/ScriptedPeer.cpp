@@ -192,7 +192,8 @@ struct ConnectionScript::Core {
 
     template <class Condition>
     bool waitFor(std::chrono::milliseconds limit, Condition condition) const {
-        // The system clock, because ThreadSanitizer of GCC 12 does not support the wait with the steady clock.
+        // The system clock, because ThreadSanitizer of GCC 12 does not support the wait with the steady
+        // clock.
         std::unique_lock lock(mutex);
         return changed.wait_until(lock, std::chrono::system_clock::now() + limit, condition);
     }
@@ -984,8 +985,8 @@ ScriptedPeer::~ScriptedPeer() {
         std::lock_guard lock(m_core->mutex);
         m_core->stopping = true;
     }
-    // Every operation ends when its socket is closed, every session at its next check of `stopping`, and then run()
-    // ends.
+    // Every operation ends when its socket is closed, every session at its next check of `stopping`, and then
+    // run() ends.
     asio::post(m_core->context, [core = m_core.get()] { core->abortAll(); });
     m_core->thread.join();
 }

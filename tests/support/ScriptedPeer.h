@@ -13,8 +13,8 @@
 
 namespace vexil_test {
 
-/// One HTTP request as it came over the wire. Bytes that a script reads after a head belong to the request of that
-/// head.
+/// One HTTP request as it came over the wire. Bytes that a script reads after a head belong to the request of
+/// that head.
 struct RecordedRequest {
     std::string head;  ///< Request line and header lines with the empty line that ends them.
     std::string body;  ///< The body, without chunked framing if the peer read it with `expectRequest()`.
@@ -33,11 +33,11 @@ struct RecordedRequest {
 
 /// The behaviour of a peer on one connection: steps, played in the order in which they were added.
 ///
-/// A light handle; copies refer to the same script. Steps may be added while the connection is played. A script
-/// without further steps leaves the connection open until the client closes it; bytes that the client sends after
-/// the end of the script are a failure. A client that leaves in the middle of a step is a failure, too; see
-/// `clientMayLeave()`. Steps read exactly their own bytes and leave the rest in the socket. Adding a step after
-/// `close()`, `closeAbruptly()`, `reset()` or `thenDefault()` throws `std::logic_error`.
+/// A light handle; copies refer to the same script. Steps may be added while the connection is played. A
+/// script without further steps leaves the connection open until the client closes it; bytes that the client
+/// sends after the end of the script are a failure. A client that leaves in the middle of a step is a
+/// failure, too; see `clientMayLeave()`. Steps read exactly their own bytes and leave the rest in the socket.
+/// Adding a step after `close()`, `closeAbruptly()`, `reset()` or `thenDefault()` throws `std::logic_error`.
 class ConnectionScript {
 public:
     /// Sets if the peer responds to "Expect: 100-continue" before it reads a body.
@@ -75,12 +75,12 @@ public:
     /// Sends `count` bytes, which `generator` writes block by block. Called on the peer's thread.
     ConnectionScript& sendGenerated(std::uint64_t count, Generator generator);
 
-    /// Waits for `ScriptedPeer::release()` of this gate. The client may leave meanwhile; the next step notices
-    /// that.
+    /// Waits for `ScriptedPeer::release()` of this gate. The client may leave meanwhile; the next step
+    /// notices that.
     ConnectionScript& pause(std::string gate = {});
 
-    /// Sends FIN after all sent bytes and discards what the client still sends until it closes as well. The client
-    /// reliably gets every sent byte and then the end of the stream, even if it is still sending.
+    /// Sends FIN after all sent bytes and discards what the client still sends until it closes as well. The
+    /// client reliably gets every sent byte and then the end of the stream, even if it is still sending.
     ConnectionScript& close();
     /// Closes like a process that ends: the system sends FIN, or RST if there are unread bytes.
     ConnectionScript& closeAbruptly();
@@ -139,8 +139,8 @@ public:
     /// Begins the script of the next connection without one.
     ConnectionScript onConnection();
     /// Connections without a script get this reply for every request. The connection is kept until the client
-    /// closes it, or the request or the reply has "Connection: close". Without a default such connections are closed
-    /// at once, counted, and are a failure.
+    /// closes it, or the request or the reply has "Connection: close". Without a default such connections are
+    /// closed at once, counted, and are a failure.
     void setDefaultReply(std::string reply);
     /// The same with a reply made from the request. An empty function removes the default.
     void setDefaultReply(DefaultReply reply);
@@ -178,8 +178,8 @@ public:
                          std::chrono::milliseconds limit = waitLimit) const;
     /// This many connections wait at a gate.
     bool waitUntilPaused(std::size_t count = 1, std::chrono::milliseconds limit = waitLimit) const;
-    /// All scripts have been played to their ends, and no connection is in the middle of a step or of a default
-    /// request. Everything that clients on this machine did before the call is taken into account.
+    /// All scripts have been played to their ends, and no connection is in the middle of a step or of a
+    /// default request. Everything that clients on this machine did before the call is taken into account.
     bool waitUntilIdle(std::chrono::milliseconds limit = waitLimit) const;
 
     /// A port of 127.0.0.1 without a listener; it stays reserved until the process ends.

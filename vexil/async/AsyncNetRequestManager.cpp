@@ -19,8 +19,8 @@ constexpr int maxWait = 1000;               // milliseconds
 constexpr int maxWaitWithoutSockets = 100;  // milliseconds
 // A token may be cancelled in a signal handler, which cannot wake a thread.
 constexpr int maxWaitWithTokens = 100;  // milliseconds
-// Largest number of requests that is safe with select(), whose sets hold descriptors below FD_SETSIZE or, on Windows,
-// 64 sockets. A request has up to two.
+// Largest number of requests that is safe with select(), whose sets hold descriptors below FD_SETSIZE or, on
+// Windows, 64 sockets. A request has up to two.
 constexpr int maxSelectRequests = FD_SETSIZE >= 1024 ? 400 : 32;
 
 void check(CURLMcode code) {
@@ -74,8 +74,8 @@ private:
 
 IAsyncNetRequestManager::~IAsyncNetRequestManager() = default;
 
-// makeWakeUp() is a function because of a defect of g++ 12: in a delegating constructor of a class with virtual bases,
-// the memory of a `new` among the arguments leaks if its constructor throws.
+// makeWakeUp() is a function because of a defect of g++ 12: in a delegating constructor of a class with
+// virtual bases, the memory of a `new` among the arguments leaks if its constructor throws.
 CAsyncNetRequestManager::CAsyncNetRequestManager() : CAsyncNetRequestManager(makeWakeUp()) {}
 
 CAsyncNetRequestManager::CAsyncNetRequestManager(const P<zet::CWakeUp>& wakeUp)
@@ -301,7 +301,8 @@ void CAsyncNetRequestManager::waitBySelect(int timeoutMs) {
         m_wakeUp->clear();
     }
     if (ready == 0 && wait > 0 && !m_requests.empty()) {
-        // There may be an event on a socket that does not fit into a set: a new one, or that of a kept connection.
+        // There may be an event on a socket that does not fit into a set: a new one, or that of a kept
+        // connection.
         m_isBeyondSelect = !m_wakeUp->canSelectNewDescriptors() || hasReadySocket();
     }
 }

@@ -57,8 +57,8 @@ public:
     /// \param request  null for all
     explicit CRemoveRequest(CNetRequest* request) : m_request(request) {}
 
-    /// Called on the worker. The reference is dropped before the waiting thread is woken, which may then destroy the
-    /// request.
+    /// Called on the worker. The reference is dropped before the waiting thread is woken, which may then
+    /// destroy the request.
     void carryOut(CAsyncNetRequestManager& manager) {
         if (const P<CNetRequest> request = std::move(m_request)) {
             m_result = manager.removeRequest(request);
@@ -189,8 +189,8 @@ void CAsyncNetRequestThread::runImpl() {
     CAsyncNetRequestManager manager(m_wakeUp);
     const CPointerInScope<CAsyncNetRequestManager> managerInScope(m_manager, manager);
     while (checkContinue()) {
-        // Count the removals first. One that is ordered later may be for a request that was added later, too. It waits
-        // for the next pass, which picks up the request first.
+        // Count the removals first. One that is ordered later may be for a request that was added later, too.
+        // It waits for the next pass, which picks up the request first.
         const auto removals = sizeOf(m_removeQueue, m_removeMutex);
         processRestarts(manager);
         processAddRequests(manager);
@@ -230,7 +230,8 @@ void CAsyncNetRequestThread::processAddRequests(CAsyncNetRequestManager& manager
         const auto index = m_addQueue.size() - 1;
         const P<CNetRequest> request = m_addQueue[index];
         manager.addAnnouncedRequest(request);
-        // Erase only after success, and by index: rewinding a source may have added another request after this one.
+        // Erase only after success, and by index: rewinding a source may have added another request after
+        // this one.
         m_addQueue.erase(m_addQueue.begin() + static_cast<std::ptrdiff_t>(index));
     }
 }

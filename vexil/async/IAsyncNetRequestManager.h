@@ -11,10 +11,11 @@ class CNetRequest;
 /// (CAsyncNetRequestThread).
 class VEXIL_API IAsyncNetRequestManager : public virtual IBase {
 public:
-    /// Starts the transfer of a request. A reference is kept until the transfer has ended or is removed. The request is
-    /// notified of the end: see CNetRequest::waitAsyncDone() and CNetRequest::checkAsyncResult().
+    /// Starts the transfer of a request. A reference is kept until the transfer has ended or is removed. The
+    /// request is notified of the end: see CNetRequest::waitAsyncDone() and CNetRequest::checkAsyncResult().
     ///
-    /// Until the end of the transfer the manager uses the request: others may call only its asynchronous members.
+    /// Until the end of the transfer the manager uses the request: others may call only its asynchronous
+    /// members.
     /// \param request  configured and not running anywhere; null is a CInvalidArgError
     virtual void addRequest(CNetRequest* request) = 0;
     /// Stops a transfer. The request is not notified; its state does not change, and it may be added again.

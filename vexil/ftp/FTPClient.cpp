@@ -36,7 +36,8 @@ void setCommands(CNetRequest& request, std::initializer_list<String> commands) {
     request.setFTPCustomPreCommands(list);
 }
 
-/// True if the server has carried out the last command. A 221 is ignored: it belongs to another connection that ended.
+/// True if the server has carried out the last command. A 221 is ignored: it belongs to another connection
+/// that ended.
 bool isDone(const CNetRequest& request) {
     TArray<CNetReply> replies = request.getReplies();
     std::erase_if(replies, [](const CNetReply& reply) { return reply.getCode() == replyGoodbye; });
@@ -184,8 +185,9 @@ void CFTPClient::prepareDownloadRequest(CNetRequest& request, const String& path
     }
     beginPrepareRequest(request, toURLPath(path), false);
     if (length < 1 && length != -1) {
-        // libcurl opens the data connection, sends no command and keeps the control connection. Some servers send 226
-        // when the data connection closes. The next operation would read it as the reply to its first command.
+        // libcurl opens the data connection, sends no command and keeps the control connection. Some servers
+        // send 226 when the data connection closes. The next operation would read it as the reply to its
+        // first command.
         request.setOptionInt(CURLOPT_FORBID_REUSE, 1);
     }
     if (offset != 0 || length != -1) {
@@ -250,7 +252,8 @@ void CFTPClient::prepareMoveFileRequest(CNetRequest& request, const String& from
         prepareMove(request, from, to);
         return;
     }
-    // libcurl creates directories only for uploads. This upload appends nothing to the file that was just moved.
+    // libcurl creates directories only for uploads. This upload appends nothing to the file that was just
+    // moved.
     beginPrepareRequest(request, toURLPath(to), true);
     setCommands(request, {"RNFR " + from, "RNTO " + to});
     setEmptyUpload(request);
@@ -290,8 +293,8 @@ P<CFTPListDirResult> CFTPClient::listDir(CNetRequest& request, const String& pat
     return new CFTPListDirResult(*request.getDefaultReceiveBuffer());
 }
 
-// Searches all replies: libcurl's response code is that of the last reply, which may belong to the QUIT of another
-// connection that was closed meanwhile.
+// Searches all replies: libcurl's response code is that of the last reply, which may belong to the QUIT of
+// another connection that was closed meanwhile.
 void CFTPClient::checkListed(CNetRequest& request) {
     const TArray<CNetReply> replies = request.getReplies();
     const bool isBusy = std::any_of(replies.begin(), replies.end(),

@@ -9,7 +9,8 @@
 
 namespace vexil {
 
-/// One entry of a machine-readable FTP listing (RFC 3659, 7): name, type, size and time of the last change. A value.
+/// One entry of a machine-readable FTP listing (RFC 3659, 7): name, type, size and time of the last change. A
+/// value.
 ///
 /// \code
 /// const CFTPDirEntry entry("type=file;size=1024;modify=20200131235959; report.pdf");
@@ -18,12 +19,12 @@ class VEXIL_API CFTPDirEntry : public virtual CBase {
 public:
     /// No name, no time, type unknown, size 0.
     CFTPDirEntry() = default;
-    /// Reads a fact line: "key=value;" once or more, a space, the name. Upper and lower case of keys and values do not
-    /// matter; the last of repeated facts counts. Facts other than "type", "size", "modify" and "unique" are ignored. A
-    /// type other than "file" and "dir" (the directory itself, its parent, a link) leaves the type unknown. A size that
-    /// is not a number is 0.
-    /// \throws CError "Invalid FTP dir entry: '...'" for a line without a space and for a fact without "="; the error of
-    ///         parseTimeValue()
+    /// Reads a fact line: "key=value;" once or more, a space, the name. Upper and lower case of keys and
+    /// values do not matter; the last of repeated facts counts. Facts other than "type", "size", "modify" and
+    /// "unique" are ignored. A type other than "file" and "dir" (the directory itself, its parent, a link)
+    /// leaves the type unknown. A size that is not a number is 0.
+    /// \throws CError "Invalid FTP dir entry: '...'" for a line without a space and for a fact without "=";
+    ///         the error of parseTimeValue()
     explicit CFTPDirEntry(const String& factLine);
     CFTPDirEntry(const CFTPDirEntry&) = default;
     CFTPDirEntry(CFTPDirEntry&&) = default;
@@ -61,17 +62,17 @@ public:
 
     /// @{
 
-    /// Identifies a file or directory on the server independently of its name (the fact "unique", RFC 3659, 7.5.2);
-    /// upper and lower case matter. Two entries with the same ID are the same file or directory. A link that the server
-    /// shows as its target has the target's ID. Empty if the server did not send it.
+    /// Identifies a file or directory on the server independently of its name (the fact "unique", RFC 3659,
+    /// 7.5.2); upper and lower case matter. Two entries with the same ID are the same file or directory. A
+    /// link that the server shows as its target has the target's ID. Empty if the server did not send it.
     String getUniqueID() const { return m_uniqueID; }
     void setUniqueID(const String& uniqueID) { m_uniqueID = uniqueID; }
     /// @}
 
-    /// Reads a time value of RFC 3659 (2.3): "20200131235959", optionally with a fraction ".25"; always UTC. The result
-    /// is not set for a date outside the calendar. Characters that are not digits count as 0.
-    /// \throws CError "Invalid FTP time value: '...'" for fewer than 14 characters, or if they are not followed by "."
-    ///         or the end
+    /// Reads a time value of RFC 3659 (2.3): "20200131235959", optionally with a fraction ".25"; always UTC.
+    /// The result is not set for a date outside the calendar. Characters that are not digits count as 0.
+    /// \throws CError "Invalid FTP time value: '...'" for fewer than 14 characters, or if they are not
+    ///         followed by "." or the end
     static zet::CTime parseTimeValue(const String& value);
 
 private:

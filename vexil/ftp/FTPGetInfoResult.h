@@ -17,11 +17,11 @@ namespace vexil {
 /// \endcode
 class VEXIL_API CFTPGetInfoResult : public virtual CBase {
 public:
-    /// Reads the entry from the last line that follows a line with "250-". This is wrong only if the server's greeting
-    /// or CWD reply is a multi-line 250 reply and there is no reply to MLST.
+    /// Reads the entry from the last line that follows a line with "250-". This is wrong only if the server's
+    /// greeting or CWD reply is a multi-line 250 reply and there is no reply to MLST.
     /// \param replyLines  CNetRequest::getResponseInfo() of the transfer
-    /// \throws CError "Invalid response to FTP MLST request (no info line found)." with all lines as its property
-    ///         "response"; the errors of CFTPDirEntry
+    /// \throws CError "Invalid response to FTP MLST request (no info line found)." with all lines as its
+    ///         property "response"; the errors of CFTPDirEntry
     explicit CFTPGetInfoResult(const CNetStringList& replyLines);
     CFTPGetInfoResult(const CFTPGetInfoResult&) = default;
     CFTPGetInfoResult(CFTPGetInfoResult&&) = default;

@@ -16,8 +16,8 @@ public:
     /// \param listing  UTF-8
     /// \throws CError for bytes that are not UTF-8, and for the first line that is not an entry
     explicit CFTPListDirResult(const TBuffer<unsigned char>& listing);
-    /// Reads a listing as the constructor does, but continues after lines that it cannot read: one bad name does not
-    /// hide the other entries. The unreadable lines are in getUnreadableLines().
+    /// Reads a listing as the constructor does, but continues after lines that it cannot read: one bad name
+    /// does not hide the other entries. The unreadable lines are in getUnreadableLines().
     static CFTPListDirResult parseLeniently(const TBuffer<unsigned char>& listing);
     CFTPListDirResult(const CFTPListDirResult&) = default;
     CFTPListDirResult(CFTPListDirResult&&) = default;
@@ -25,12 +25,12 @@ public:
     CFTPListDirResult& operator=(CFTPListDirResult&&) = default;
     ~CFTPListDirResult() override;
 
-    /// The entries in the order of the listing. If the server lists the directory itself ("."), its parent or links, they
-    /// are included, with an unknown type.
+    /// The entries in the order of the listing. If the server lists the directory itself ("."), its parent or
+    /// links, they are included, with an unknown type.
     const TArray<P<CFTPDirEntry>>& getEntries() const noexcept { return m_entries; }
-    /// The lines that parseLeniently() could not read, in the order of the listing, as bytes without the line end. A
-    /// line without a fact belongs to the line before it, whose name then contains a line end: both are one element here,
-    /// with LF between them. Always empty after the constructor.
+    /// The lines that parseLeniently() could not read, in the order of the listing, as bytes without the line
+    /// end. A line without a fact belongs to the line before it, whose name then contains a line end: both
+    /// are one element here, with LF between them. Always empty after the constructor.
     const TArray<std::string>& getUnreadableLines() const noexcept { return m_unreadableLines; }
 
 private:

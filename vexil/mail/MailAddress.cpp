@@ -22,8 +22,8 @@ bool isPlainPhrase(const String& name) {
            std::all_of(name.view().begin(), name.view().end(), canStandUnquoted);
 }
 
-/// A display name as plain words, in quotes or encoded. In quotes an encoded word is plain text, but many readers decode
-/// it.
+/// A display name as plain words, in quotes or encoded. In quotes an encoded word is plain text, but many
+/// readers decode it.
 String makePhrase(const String& name) {
     if (CMimeMessage::toHeaderText(name) != name) {
         return CMimeMessage::toEncodedWord(name);

@@ -25,7 +25,8 @@ void check(const String& text, const char* place, const char* what) {
     }
 }
 
-/// True if libcurl makes exactly one address of a text, and nothing more. libcurl adds "<" and ">" if they are missing.
+/// True if libcurl makes exactly one address of a text, and nothing more. libcurl adds "<" and ">" if they
+/// are missing.
 bool isOneAddress(std::wstring_view address) {
     address.remove_prefix(address.starts_with(L'<') ? 1 : 0);
     address.remove_suffix(address.ends_with(L'>') ? 1 : 0);
@@ -84,8 +85,8 @@ void CSMTPClient::replaceConnection() {
     if (!m_mayBeConnected) {
         return;
     }
-    // The request distinguishes connections by its own settings only, but a hook may also use its libcurl handle. Of two
-    // connections libcurl keeps the newer one.
+    // The request distinguishes connections by its own settings only, but a hook may also use its libcurl
+    // handle. Of two connections libcurl keeps the newer one.
     m_request.setOptionInt(CURLOPT_MAXCONNECTS, 1);
     m_request.setOptionInt(CURLOPT_FRESH_CONNECT, 1);
     m_isConnectionOutdated = true;
@@ -248,8 +249,8 @@ void CSMTPClient::doPerform() {
     try {
         resetOptions(m_request);
     } catch (const std::bad_alloc&) {
-        // Ignored: a caller who sees a failure sends the mail again, although it was sent. The next operation begins with
-        // the same reset.
+        // Ignored: a caller who sees a failure sends the mail again, although it was sent. The next operation
+        // begins with the same reset.
     }
 }
 

@@ -20,8 +20,8 @@ private:
     Function m_function;
 };
 
-/// Makes a listener for CNetRequest::setDoneListener() that calls a function at the end of each transfer, on the thread
-/// that drives it.
+/// Makes a listener for CNetRequest::setDoneListener() that calls a function at the end of each transfer, on
+/// the thread that drives it.
 ///
 /// \code
 /// request->setDoneListener(makeDoneListener([](CNetRequest*, CError* error) { report(error); }));

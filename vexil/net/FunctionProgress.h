@@ -22,14 +22,14 @@ private:
     Function m_function;
 };
 
-/// Makes an object for CNetRequest::setTransferProgress() that calls a function, at most 20 times a second, on the thread
-/// that drives the transfer. An exception ends the transfer.
+/// Makes an object for CNetRequest::setTransferProgress() that calls a function, at most 20 times a second,
+/// on the thread that drives the transfer. An exception ends the transfer.
 ///
 /// \code
 /// request->setTransferProgress(makeProgress([](int64 done, int64 total, int64, int64) { show(done, total); }));
 /// \endcode
-/// \param function  takes the arguments of CNetRequest::ITransferProgress::onProgress(): bytes downloaded, their total,
-///                  bytes uploaded, their total; a total is 0 while it is unknown
+/// \param function  takes the arguments of CNetRequest::ITransferProgress::onProgress(): bytes downloaded,
+///                  their total, bytes uploaded, their total; a total is 0 while it is unknown
 /// \return never null
 template <std::invocable<int64, int64, int64, int64> Function>
 [[nodiscard]] P<CNetRequest::ITransferProgress> makeProgress(Function function) {

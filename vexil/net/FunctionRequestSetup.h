@@ -21,8 +21,8 @@ private:
     Function m_function;
 };
 
-/// Makes a hook for the setRequestSetup() members of the clients that calls a function in each preparation. See
-/// INetRequestSetup for what it may set.
+/// Makes a hook for the setRequestSetup() members of the clients that calls a function in each preparation.
+/// See INetRequestSetup for what it may set.
 ///
 /// \code
 /// client.setRequestSetup(makeRequestSetup([](CNetRequest& request) { request.setProxy("proxy:3128"); }));

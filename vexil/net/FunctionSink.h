@@ -29,9 +29,10 @@ private:
     Function m_function;
 };
 
-/// Makes a sink for CNetRequest::setReceiveDataSink() that calls a function for each block of the body. The bytes are
-/// valid during the call. The function gets the body of every try, also that of an error response. It is called on the
-/// thread that drives the transfer; an exception ends the transfer and is thrown by CNetRequest::perform().
+/// Makes a sink for CNetRequest::setReceiveDataSink() that calls a function for each block of the body. The
+/// bytes are valid during the call. The function gets the body of every try, also that of an error response.
+/// It is called on the thread that drives the transfer; an exception ends the transfer and is thrown by
+/// CNetRequest::perform().
 ///
 /// \code
 /// request->setReceiveDataSink(makeSink([&](std::span<const std::byte> data) { size += data.size(); }));

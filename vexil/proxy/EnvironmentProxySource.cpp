@@ -6,8 +6,8 @@ namespace vexil {
 
 namespace {
 
-/// Percent-encodes the characters that separate proxies in a list. They can occur only in the user name or password,
-/// where the encoded form has the same meaning.
+/// Percent-encodes the characters that separate proxies in a list. They can occur only in the user name or
+/// password, where the encoded form has the same meaning.
 String withoutSeparators(String proxy) {
     proxy.replaceAll(";", "%3B");
     proxy.replaceAll(",", "%2C");

@@ -11,7 +11,8 @@ class IUserProxySource;
 
 /// Maps URLs to proxies, and knows the hosts that are reached directly.
 ///
-/// Hosts are compared by their whole name. There are no wildcards, and markers such as "<local>" are ordinary names.
+/// Hosts are compared by their whole name. There are no wildcards, and markers such as "<local>" are ordinary
+/// names.
 ///
 /// Any thread.
 ///
@@ -27,9 +28,10 @@ public:
     CProxySettings& operator=(const CProxySettings&) = delete;
     ~CProxySettings() override;
 
-    /// The settings of the current user, read once per process. To see later changes, call initFromUserSettings() on the
-    /// returned object.
-    /// \throws CError "Construction of static object has failed." on every call after the first one has failed
+    /// The settings of the current user, read once per process. To see later changes, call
+    /// initFromUserSettings() on the returned object.
+    /// \throws CError "Construction of static object has failed." on every call after the first one has
+    ///         failed
     static P<CProxySettings> getUserSettings();
 
     /// Removes all proxies and hosts, including the default proxy.
@@ -42,18 +44,18 @@ public:
     String getProxyForURLScheme(const String& scheme);
     /// Appends the schemes that have a proxy, in lower case and in order.
     void getProxyURLSchemes(TArray<String>& schemes) const;
-    /// The proxy for a URL. "" means a direct connection: the scheme has no proxy, the host is reached directly, or the
-    /// URL has no scheme; but see setDefaultProxy() and setDenyUnknown(). A user name before the host counts as part of
-    /// the host.
+    /// The proxy for a URL. "" means a direct connection: the scheme has no proxy, the host is reached
+    /// directly, or the URL has no scheme; but see setDefaultProxy() and setDenyUnknown(). A user name before
+    /// the host counts as part of the host.
     /// \throws CError "There is no rule for the proxy of the URL '...'", see setDenyUnknown()
     String getProxyForURL(const String& url);
 
-    /// Sets the proxy for URLs without a scheme and for schemes without a proxy. Default "": such URLs are reached
-    /// directly.
+    /// Sets the proxy for URLs without a scheme and for schemes without a proxy. Default "": such URLs are
+    /// reached directly.
     /// \param proxy  host and port, or a URL; "" for no proxy
     void setDefaultProxy(const String& proxy);
-    /// Makes getProxyForURL() throw for URLs without a rule: they have no scheme or a scheme without a proxy, their host
-    /// is not reached directly, and there is no default proxy. Default false.
+    /// Makes getProxyForURL() throw for URLs without a rule: they have no scheme or a scheme without a proxy,
+    /// their host is not reached directly, and there is no default proxy. Default false.
     void setDenyUnknown(bool deny);
 
     /// @{
@@ -68,9 +70,9 @@ public:
     /// Appends the hosts that are reached directly, in lower case and in order.
     void getDirectConnectHosts(TArray<String>& hosts) const;
 
-    /// Adds proxies from a list, separated by ";", ",", spaces or tabs: "http=p1:80;https=p2:443", a proxy without a
-    /// scheme ("proxy:3128", "proxy") for http, https and ftp, or a URL ("http://proxy:3128/") for its own scheme.
-    /// "scheme=" removes the proxy of that scheme. Never fails.
+    /// Adds proxies from a list, separated by ";", ",", spaces or tabs: "http=p1:80;https=p2:443", a proxy
+    /// without a scheme ("proxy:3128", "proxy") for http, https and ftp, or a URL ("http://proxy:3128/") for
+    /// its own scheme. "scheme=" removes the proxy of that scheme. Never fails.
     void addProxiesFromString(const String& text);
     /// Adds hosts that are reached directly from a list with the same separators. Never fails.
     void addDirectConnectHostsFromString(const String& text);

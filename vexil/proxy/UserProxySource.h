@@ -9,7 +9,8 @@ namespace vexil {
 class VEXIL_API IUserProxySource : public virtual IBase {
 public:
     /// Reads the settings as texts for CProxySettings::addProxiesFromString() and
-    /// CProxySettings::addDirectConnectHostsFromString(); "" for none. Settings that cannot be read are left out.
+    /// CProxySettings::addDirectConnectHostsFromString(); "" for none. Settings that cannot be read are left
+    /// out.
     virtual void read(String& proxies, String& directConnectHosts) = 0;
 
     /// The source for this system: WinHTTP on Windows, the environment elsewhere.

@@ -7,8 +7,8 @@
 
 namespace vexil {
 
-/// Reads the proxies that the user has set in Windows or, if there are none, those that are set for WinHTTP. Proxy
-/// configuration scripts and their automatic detection are ignored. Any thread.
+/// Reads the proxies that the user has set in Windows or, if there are none, those that are set for WinHTTP.
+/// Proxy configuration scripts and their automatic detection are ignored. Any thread.
 class CWinHTTPProxySource : public virtual CBase, public IUserProxySource {
 public:
     /// The system's functions, for tests to replace.

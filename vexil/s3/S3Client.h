@@ -38,10 +38,10 @@ concept S3TemporaryBytes =
 
 /// Client for the REST interface of Amazon S3 and compatible services, with signature version 2.
 ///
-/// Each operation has two forms. `prepare...Request` only configures the caller's request. The operation itself
-/// prepares and performs it, and tries again after temporary failures (performRequest()). Both begin with
-/// CNetRequest::reset(): make your own settings after a preparation or, for the operations, in the hook of
-/// setRequestSetup(). Response bodies go to the request's default receive buffer unless a stream is given.
+/// Each operation has two forms. `prepare...Request` only configures the caller's request. The operation
+/// itself prepares and performs it, and tries again after temporary failures (performRequest()). Both begin
+/// with CNetRequest::reset(): make your own settings after a preparation or, for the operations, in the hook
+/// of setRequestSetup(). Response bodies go to the request's default receive buffer unless a stream is given.
 ///
 /// Thread safety: one thread at a time, because the digest of a put is computed in the client's own
 /// object. Copies share only the hook and may be used on different threads. The static members may be
@@ -51,9 +51,9 @@ concept S3TemporaryBytes =
 /// releases the stream when it ends. Memory to be put must not change until the transfer has ended.
 ///
 /// Errors: CInvalidArgError for an empty bucket or object name, thrown before the request is changed, with
-/// the `prepare` member as its function name. CS3Error for a refusal that the service explains. CCURLError for
-/// other failed transfers and statuses. A connection that ends within the response headers counts as a success,
-/// except for the getObject with a stream: check CNetRequest::isResponseComplete() if that matters.
+/// the `prepare` member as its function name. CS3Error for a refusal that the service explains. CCURLError
+/// for other failed transfers and statuses. A connection that ends within the response headers counts as a
+/// success, except for the getObject with a stream: check CNetRequest::isResponseComplete() if that matters.
 ///
 /// \code
 /// CNetRequest request;
@@ -102,29 +102,32 @@ public:
     void setPrintDebugInfo(bool print) { m_printDebugInfo = print; }
     /// Whether the server's certificate is checked (CNetRequest::setSSLVerifyPeer). Default true.
     void setSSLVerifyPeer(bool verify) { m_sslVerifyPeer = verify; }
-    /// Checks the server's certificate and its host name (CURLOPT_SSL_VERIFYPEER, CURLOPT_SSL_VERIFYHOST). Default
-    /// true. It replaces the value of setSSLVerifyPeer(), which leaves the check of the host name on.
+    /// Checks the server's certificate and its host name (CURLOPT_SSL_VERIFYPEER, CURLOPT_SSL_VERIFYHOST).
+    /// Default true. It replaces the value of setSSLVerifyPeer(), which leaves the check of the host name on.
     void setVerifyCertificate(bool verify) {
         m_sslVerifyPeer = verify;
         m_verifiesHostName = verify;
     }
-    /// Compares the content of objects with their ETag if it is an MD5 (getContentMD5()). putObject() compares
-    /// after the response. The getObject() with a stream compares a whole object; it computes the MD5 while it
-    /// writes. A difference is a CError. The `prepare...` members and getObject() into the request's buffer do not
-    /// compare. Default false: some services that encrypt send 32 hexadecimal digits that are not an MD5.
+    /// Compares the content of objects with their ETag if it is an MD5 (getContentMD5()). putObject()
+    /// compares after the response. The getObject() with a stream compares a whole object; it computes the
+    /// MD5 while it writes. A difference is a CError. The `prepare...` members and getObject() into the
+    /// request's buffer do not compare. Default false: some services that encrypt send 32 hexadecimal digits
+    /// that are not an MD5.
     void setVerifyETag(bool verify) { m_verifiesETag = verify; }
-    /// Sets a hook that every preparation calls, after the common settings and before those of the operation; a
-    /// reference is kept. Headers that it adds to the request's list are signed. Null, the default, for no hook.
+    /// Sets a hook that every preparation calls, after the common settings and before those of the operation;
+    /// a reference is kept. Headers that it adds to the request's list are signed. Null, the default, for no
+    /// hook.
     ///
-    /// A preparation throws a CInvalidArgError with the function name "CS3Client::setRequestSetup" if the hook has
-    /// replaced URL, method, header list or receive data sink.
+    /// A preparation throws a CInvalidArgError with the function name "CS3Client::setRequestSetup" if the
+    /// hook has replaced URL, method, header list or receive data sink.
     void setRequestSetup(INetRequestSetup* setup) { m_requestSetup = setup; }
 
     // ---- objects -----------------------------------------------------------------------------------------
 
     /// @{
 
-    /// Stores bytes from memory as an object and replaces an existing one. Content-MD5 lets the service check them.
+    /// Stores bytes from memory as an object and replaces an existing one. Content-MD5 lets the service check
+    /// them.
     /// \param data         null only if `size` is 0; must not change until the transfer ends
     /// \param size         bytes, at least 0
     /// \param contentType  MIME type to keep with the object, "" for the service's default
@@ -189,8 +192,8 @@ public:
 
     /// @{
 
-    /// Not allowed: null is not a text, a size needs a content type after it, and a prepared request must not refer to
-    /// a temporary object.
+    /// Not allowed: null is not a text, a size needs a content type after it, and a prepared request must not
+    /// refer to a temporary object.
     void preparePutObjectRequest(CNetRequest& request, const String& bucket, const String& object,
                                  std::nullptr_t data, const String& contentType = "") = delete;
     void putObject(CNetRequest& request, const String& bucket, const String& object, std::nullptr_t data,
@@ -208,7 +211,8 @@ public:
 
     /// @{
 
-    /// Not allowed: a pointer to a counted object is not content. Pass the address of its bytes, or `*buffer`.
+    /// Not allowed: a pointer to a counted object is not content. Pass the address of its bytes, or
+    /// `*buffer`.
     template <zet::ObjectPointer Data, class Size>
     requires(!std::convertible_to<const Data&, zet::IInStream*>) void preparePutObjectRequest(
         CNetRequest& request, const String& bucket, const String& object, const Data& data, Size size,
@@ -265,15 +269,15 @@ public:
 
     /// Reads an object, or a range of it, into a stream, beginning at the stream's current position.
     ///
-    /// Each further try begins at that position again, for which the stream must be able to seek. Only the body of
-    /// a successful response reaches the stream; the body of a refusal goes to the request's default receive
-    /// buffer. After a failed transfer the stream may contain the beginning of the body.
+    /// Each further try begins at that position again, for which the stream must be able to seek. Only the
+    /// body of a successful response reaches the stream; the body of a refusal goes to the request's default
+    /// receive buffer. After a failed transfer the stream may contain the beginning of the body.
     /// \param data  not null
     /// \throws CInvalidArgError for a null stream and for a negative or too large range
-    /// \throws CError if a range was requested and the response is not that range (a status other than 206, a different
-    ///         or missing Content-Range), or if the whole object was requested and the response is a part (206). By
-    ///         getObject also if the response ended within its headers, the body does not have the announced length, or
-    ///         setVerifyETag() found different content
+    /// \throws CError if a range was requested and the response is not that range (a status other than 206, a
+    ///         different or missing Content-Range), or if the whole object was requested and the response is
+    ///         a part (206). By getObject also if the response ended within its headers, the body does not
+    ///         have the announced length, or setVerifyETag() found different content
     void prepareGetObjectRequest(CNetRequest& request, const String& bucket, const String& object,
                                  int64 offset, int64 length, zet::IOutStream* data);
     void getObject(CNetRequest& request, const String& bucket, const String& object, int64 offset,
@@ -282,7 +286,8 @@ public:
 
     /// Requests an object's headers (HEAD).
     void prepareGetObjectHeadersRequest(CNetRequest& request, const String& bucket, const String& object);
-    /// \return the response headers by lower-case name; a reference into the request, valid until its next transfer
+    /// \return the response headers by lower-case name; a reference into the request, valid until its next
+    ///         transfer
     const TMap<String, String>& getObjectHeaders(CNetRequest& request, const String& bucket,
                                                  const String& object);
     /// The size of an object in bytes; -1 if it does not exist.
@@ -325,9 +330,10 @@ public:
 
     /// @{
 
-    /// The same with `encoding-type=url`: the service percent-encodes the names, so that none is changed on the way.
-    /// XML alone changes or cannot represent leading white space, control characters and carriage returns. A service
-    /// that does not support the argument sends plain names; see CS3ListObjectsResult::fromEncoded().
+    /// The same with `encoding-type=url`: the service percent-encodes the names, so that none is changed on
+    /// the way. XML alone changes or cannot represent leading white space, control characters and carriage
+    /// returns. A service that does not support the argument sends plain names; see
+    /// CS3ListObjectsResult::fromEncoded().
     void prepareListEncodedObjectsRequest(CNetRequest& request, const String& bucket, const String& prefix,
                                           const String& delimiter, const String& marker, int maxKeys);
     [[nodiscard]] P<CS3ListObjectsResult> listEncodedObjects(CNetRequest& request, const String& bucket,
@@ -335,10 +341,10 @@ public:
                                                              const String& marker, int maxKeys);
     /// @}
 
-    /// The MD5 of an object's content in base64, as in the header Content-MD5, from the headers of the response to a
-    /// put, a get or a head. "" if the ETag is not an MD5: it does not have 32 hexadecimal digits (objects of several
-    /// parts have a "-" in it), is weak ("W/"), or the object is encrypted with a key of the customer or of a key
-    /// service (x-amz-server-side-encryption other than AES256).
+    /// The MD5 of an object's content in base64, as in the header Content-MD5, from the headers of the
+    /// response to a put, a get or a head. "" if the ETag is not an MD5: it does not have 32 hexadecimal
+    /// digits (objects of several parts have a "-" in it), is weak ("W/"), or the object is encrypted with a
+    /// key of the customer or of a key service (x-amz-server-side-encryption other than AES256).
     /// \param responseHeaders  by lower-case name, as CNetRequest::getResponseHeaderMap() returns them
     [[nodiscard]] static String getContentMD5(const TMap<String, String>& responseHeaders);
 
@@ -348,20 +354,22 @@ public:
 
     // ---- tries -------------------------------------------------------------------------------------------
 
-    /// Performs a prepared request. After each failure that shouldRetryRequest() allows it waits 100 ms and tries
-    /// again, up to the maximum of retries. Each retry is logged. The request is not signed again; its Date stays.
+    /// Performs a prepared request. After each failure that shouldRetryRequest() allows it waits 100 ms and
+    /// tries again, up to the maximum of retries. Each retry is logged. The request is not signed again; its
+    /// Date stays.
     /// \return the number of the try that succeeded, from 1
     /// \throws the last failure: a CS3Error if the response contains one, otherwise the error of perform()
     ///
     /// A derived class may override it to retry in another way: every operation except copyObject() calls it.
     virtual int performRequest(CNetRequest& request);
 
-    /// Checks a request that a preparation of this client has set up and that was performed elsewhere, such as by an
-    /// asynchronous manager. Call it when the transfer has ended. It makes the checks of the operations, but does not try
-    /// again, and does not compare the body with its length or ETag, which setVerifyETag() does for a put only.
-    /// \throws the errors of performRequest(); a CError if the response ended within its headers, if its status is not a
-    ///         success, or if setVerifyETag() found another content after a put; the CS3Error of checkCopyObjectResult()
-    ///         after a copy
+    /// Checks a request that a preparation of this client has set up and that was performed elsewhere, such
+    /// as by an asynchronous manager. Call it when the transfer has ended. It makes the checks of the
+    /// operations, but does not try again, and does not compare the body with its length or ETag, which
+    /// setVerifyETag() does for a put only.
+    /// \throws the errors of performRequest(); a CError if the response ended within its headers, if its
+    ///         status is not a success, or if setVerifyETag() found another content after a put; the CS3Error
+    ///         of checkCopyObjectResult() after a copy
     void checkResponse(CNetRequest& request) const;
 
     /// Throws a CS3Error with status 0 if the body of a successful response to a copy contains an error.
@@ -369,9 +377,9 @@ public:
     void checkCopyObjectResult(const TBuffer<unsigned char>* body);
 
     /// True if another try may succeed. If there is an S3 code, it alone decides (InternalError, SlowDown,
-    /// IncompleteBody, InvalidDigest, OperationAborted, RequestTimeTooSkewed); otherwise the HTTP status (500, 503,
-    /// 400, 409), if there is one; otherwise the CURLcode (7, 28, 52, 55, 56). So a transfer that fails in the body
-    /// after the status 200 is not tried again.
+    /// IncompleteBody, InvalidDigest, OperationAborted, RequestTimeTooSkewed); otherwise the HTTP status
+    /// (500, 503, 400, 409), if there is one; otherwise the CURLcode (7, 28, 52, 55, 56). So a transfer that
+    /// fails in the body after the status 200 is not tried again.
     [[nodiscard]] static bool shouldRetryRequest(const std::exception& error);
     /// True if the service asks for fewer requests: S3 code SlowDown or, without an S3 code, status 503.
     [[nodiscard]] static bool shouldSlowDown(const std::exception& error);
@@ -379,34 +387,34 @@ public:
     [[nodiscard]] static bool isNotFoundError(const std::exception& error);
     /// Gets the S3 code and the HTTP status (decimal) of an error; each is "" if the error has none.
     static void extractErrorCodes(const std::exception& error, String& s3Code, String& httpCode);
-    /// Throws the CS3Error that the body of a failed response contains, with the status of `error`. Returns if
-    /// `error` is not a CCURLError with a response code or if the body is empty. If the body is not an S3 error
-    /// document, logs it as an element "S3ResponseData" and returns.
+    /// Throws the CS3Error that the body of a failed response contains, with the status of `error`. Returns
+    /// if `error` is not a CCURLError with a response code or if the body is empty. If the body is not an S3
+    /// error document, logs it as an element "S3ResponseData" and returns.
     static void tryThrowBetterError(std::exception& error, const TBuffer<unsigned char>& body);
 
     // ---- signature ---------------------------------------------------------------------------------------
 
-    /// Adds the Authorization header for everything that is set on the request. Call it last: later changes are
-    /// not signed. Use it for requests that you set up yourself; the preparations call it.
+    /// Adds the Authorization header for everything that is set on the request. Call it last: later changes
+    /// are not signed. Use it for requests that you set up yourself; the preparations call it.
     /// \throws CError "Invalid Amazon S3 query URL: '...'." if the URL has no path
     void signRequest(CNetRequest* request);
     /// Base64 of the HMAC-SHA1 over getStringToSign() with the secret key.
     String getSignature(CNetRequest* request);
-    /// The text that is signed: method, Content-MD5, Content-Type and Date, one line each, then the headers that begin
-    /// with "x-amz-", then the resource. The date line is empty if there is an x-amz-date header.
+    /// The text that is signed: method, Content-MD5, Content-Type and Date, one line each, then the headers
+    /// that begin with "x-amz-", then the resource. The date line is empty if there is an x-amz-date header.
     static String getStringToSign(CNetRequest* request);
     /// A line "name:value" for each header whose lower-case name begins with "x-amz-", in ascending order.
     static String getCanonicalizedAMZHeaders(const TMap<String, String>& headers);
-    /// The part of a URL that is signed: its path unchanged, and its query only if that contains neither "=" nor "&",
-    /// such as "?acl".
+    /// The part of a URL that is signed: its path unchanged, and its query only if that contains neither "="
+    /// nor "&", such as "?acl".
     static String getCanonicalizedResource(const String& url);
-    /// Replaces each line feed and the white space after it with one space. White space before it stays, also a
-    /// carriage return.
+    /// Replaces each line feed and the white space after it with one space. White space before it stays, also
+    /// a carriage return.
     static void makeSingleLineHeaderValue(String& value);
 
 protected:
-    /// First step of every preparation: resets the request, sets URL, redirects, verbose log, certificate check and
-    /// a list with the Date header, then calls the hook.
+    /// First step of every preparation: resets the request, sets URL, redirects, verbose log, certificate
+    /// check and a list with the Date header, then calls the hook.
     /// \return the list, already installed on the request, for further headers
     P<CNetHeaders> beginPrepareRequest(CNetRequest& request, const String& url);
     /// Last step of every preparation: signs.
@@ -419,8 +427,8 @@ protected:
     virtual zet::CTime getCurrentTime() const;
     /// Called between two tries. Default: the thread sleeps.
     virtual void waitBeforeRetry(int milliseconds);
-    /// True if performRequest() should try again after this failure. Logs the failure if another try could succeed,
-    /// also when the retries are used up. For code that performs prepared requests in another way.
+    /// True if performRequest() should try again after this failure. Logs the failure if another try could
+    /// succeed, also when the retries are used up. For code that performs prepared requests in another way.
     /// \param tries  number of tries so far, from 1
     [[nodiscard]] bool logAndDecideRetry(const CError& error, int tries) const;
 

@@ -107,8 +107,8 @@ private:
     CNetRequest& m_request;
 };
 
-/// For the service "." and ".." are ordinary names. libcurl would resolve them and address the bucket itself or another
-/// one.
+/// For the service "." and ".." are ordinary names. libcurl would resolve them and address the bucket itself
+/// or another one.
 void setPathAsIs(CNetRequest& request, bool isNeeded) {
     if (isNeeded) {
         request.setOptionInt(CURLOPT_PATH_AS_IS, 1);

@@ -8,8 +8,8 @@ class wxXmlNode;
 
 namespace vexil {
 
-/// An S3 service's response to a copy. It may be an error although its HTTP status is 200, because the service
-/// starts to respond before it has copied.
+/// An S3 service's response to a copy. It may be an error although its HTTP status is 200, because the
+/// service starts to respond before it has copied.
 ///
 /// A plain value: built once, then only read, from any thread. Parse failures are CErrors that begin with
 /// "Error parsing Amazon S3 'copy object' result: ".

@@ -9,8 +9,8 @@ namespace vexil {
 /// The error of a request that an S3 service refused with an `Error` document.
 ///
 /// The domain is "http" and getCode() the HTTP status. The properties are "s3-resource", "s3-requestID",
-/// "s3-code" and, for a status above 0, "responseCode" (decimal), in this order. A failed copy inside a response
-/// with status 200 has the status 0.
+/// "s3-code" and, for a status above 0, "responseCode" (decimal), in this order. A failed copy inside a
+/// response with status 200 has the status 0.
 ///
 /// A plain value; clone() and throwClone() carry it to another thread with its type.
 class VEXIL_API CS3Error : public CError {

@@ -12,8 +12,8 @@ namespace vexil {
 
 /// One page of a bucket listing, in the order of the service (ascending keys).
 ///
-/// A plain value: built once, then only read, from any thread. Parse failures are CErrors: a page that cannot be
-/// read completely gives no objects.
+/// A plain value: built once, then only read, from any thread. Parse failures are CErrors: a page that cannot
+/// be read completely gives no objects.
 class VEXIL_API CS3ListObjectsResult : public virtual CBase {
 public:
     /// Reads the root element.
@@ -23,9 +23,9 @@ public:
     /// The same with the bytes of a buffer, such as CNetRequest::getDefaultReceiveBuffer().
     /// \param body  must not be null
     explicit CS3ListObjectsResult(const TBuffer<unsigned char>* body);
-    /// Reads the response to a listing with `encoding-type=url` (CS3Client::listEncodedObjects). If the service says
-    /// that it has encoded the names, they are decoded; otherwise they are kept unchanged, white space included. A
-    /// name that cannot be read is skipped: see getUnreadableNames().
+    /// Reads the response to a listing with `encoding-type=url` (CS3Client::listEncodedObjects). If the
+    /// service says that it has encoded the names, they are decoded; otherwise they are kept unchanged, white
+    /// space included. A name that cannot be read is skipped: see getUnreadableNames().
     /// \param body  must not be null
     /// \return never null
     static P<CS3ListObjectsResult> fromEncoded(const TBuffer<unsigned char>* body);
@@ -39,27 +39,28 @@ public:
     bool isTruncated() const noexcept { return m_isTruncated; }
     /// The objects of this page; none is null.
     const TArray<P<CS3ListObjectsElement>>& getObjects() const noexcept { return m_objects; }
-    /// The "folders" of the listing: for keys that contain the delimiter after the prefix, the beginning of the key up
-    /// to and including the delimiter.
+    /// The "folders" of the listing: for keys that contain the delimiter after the prefix, the beginning of
+    /// the key up to and including the delimiter.
     const TArray<String>& getCommonPrefixes() const noexcept { return m_commonPrefixes; }
-    /// The marker of the next page, in listings with a delimiter. Without a delimiter services send none, and this is
-    /// "": continue after the last key of the page, as CS3ObjectEnum does.
+    /// The marker of the next page, in listings with a delimiter. Without a delimiter services send none, and
+    /// this is "": continue after the last key of the page, as CS3ObjectEnum does.
     String getDelimiteredNextMarker() const { return m_nextMarker; }
 
-    /// True if the service has encoded the names, so that none was changed on the way. False for a page of a listing
-    /// without `encoding-type=url`, and from a service that does not support that.
+    /// True if the service has encoded the names, so that none was changed on the way. False for a page of a
+    /// listing without `encoding-type=url`, and from a service that does not support that.
     bool hasEncodedNames() const noexcept { return m_hasEncodedNames; }
-    /// For a page read by fromEncoded(): keys and common prefixes whose names are not certain, as text for people. They
-    /// are not UTF-8, or contain characters that XML cannot represent, such as control characters, and the service has
-    /// not encoded them.
+    /// For a page read by fromEncoded(): keys and common prefixes whose names are not certain, as text for
+    /// people. They are not UTF-8, or contain characters that XML cannot represent, such as control
+    /// characters, and the service has not encoded them.
     const TArray<String>& getUnreadableNames() const noexcept { return m_unreadableNames; }
-    /// For a page read by fromEncoded(): the bytes of the last key, readable or not; "" for a page without objects.
+    /// For a page read by fromEncoded(): the bytes of the last key, readable or not; "" for a page without
+    /// objects.
     const std::string& getLastKeyBytes() const noexcept { return m_lastKeyBytes; }
 
-    /// Checks that the page matches the request: every key and every common prefix begins with `prefix` and is greater
-    /// than the one before it, and the first one is greater than `marker`. Keys are compared by their UTF-8 bytes.
-    /// A page that does not match is from a service that ignores arguments, or its keys were changed on the way. Do not
-    /// delete or overwrite the objects that it names.
+    /// Checks that the page matches the request: every key and every common prefix begins with `prefix` and
+    /// is greater than the one before it, and the first one is greater than `marker`. Keys are compared by
+    /// their UTF-8 bytes. A page that does not match is from a service that ignores arguments, or its keys
+    /// were changed on the way. Do not delete or overwrite the objects that it names.
     ///
     /// Pass the arguments of the listing.
     /// \throws CError that names the first key that breaks a rule

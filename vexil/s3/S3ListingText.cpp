@@ -10,8 +10,8 @@ namespace vexil {
 
 namespace {
 
-// A character that XML allows and no name needs (U+FDD0, a Unicode noncharacter). It marks an escaped byte: two
-// hexadecimal digits follow. The mark itself is escaped in the same way.
+// A character that XML allows and no name needs (U+FDD0, a Unicode noncharacter). It marks an escaped byte:
+// two hexadecimal digits follow. The mark itself is escaped in the same way.
 constexpr std::string_view mark = "\xEF\xB7\x90";
 constexpr char hexDigits[] = "0123456789ABCDEF";
 constexpr char32_t maxCharacter = 0x10FFFF;
@@ -140,7 +140,8 @@ bool removeMarks(std::string& text) {
     return hasMarks;
 }
 
-/// Decodes a percent-encoded name. A "%" without two hexadecimal digits after it stays; the result is then false.
+/// Decodes a percent-encoded name. A "%" without two hexadecimal digits after it stays; the result is then
+/// false.
 bool decodeURL(std::string& text) {
     bool isValid = true;
     std::string bytes;

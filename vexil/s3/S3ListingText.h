@@ -16,9 +16,9 @@ struct CS3ListedName {
     bool isReadable;    ///< true if the text is certainly the name
 };
 
-/// Escapes what XML 1.0 does not allow: control characters, U+FFFE, bytes that are not UTF-8, also as character
-/// references; in names also carriage returns, which a parser changes. readListedName() reverses this. A document that
-/// declares an encoding other than UTF-8 is not changed.
+/// Escapes what XML 1.0 does not allow: control characters, U+FFFE, bytes that are not UTF-8, also as
+/// character references; in names also carriage returns, which a parser changes. readListedName() reverses
+/// this. A document that declares an encoding other than UTF-8 is not changed.
 std::string makeWellFormed(std::string_view document);
 
 /// Reads a name from a document that makeWellFormed() returned.

@@ -72,7 +72,8 @@ bool CS3ObjectEnum::nextPage() {
     return !m_isEnded;
 }
 
-// Brent's cycle detection: compare each page with a remembered key, which is replaced after 1, 2, 4, 8... pages.
+// Brent's cycle detection: compare each page with a remembered key, which is replaced after 1, 2, 4, 8...
+// pages.
 void CS3ObjectEnum::noticeCircle(const CS3ListObjectsResult& page) {
     if (!page.isTruncated()) {
         return;

@@ -13,11 +13,11 @@
 
 namespace vexil {
 
-/// Walks over all objects of a bucket whose keys begin with a prefix, in ascending order. Fetches the listing page by
-/// page.
+/// Walks over all objects of a bucket whose keys begin with a prefix, in ascending order. Fetches the listing
+/// page by page.
 ///
-/// One thread at a time, which also uses the client and the request. A copy continues from the same object on its own,
-/// with the same client and request.
+/// One thread at a time, which also uses the client and the request. A copy continues from the same object on
+/// its own, with the same client and request.
 ///
 /// \code
 /// CS3ObjectEnum objects(client, request, "bucket", "photos/", "", -1);
@@ -29,7 +29,8 @@ class VEXIL_API CS3ObjectEnum : public virtual CBase {
 public:
     /// Sends nothing yet.
     /// \param client    not null; a reference is kept
-    /// \param request   not null; a reference is kept. Used for every page: do not use it for anything else meanwhile
+    /// \param request   not null; a reference is kept. Used for every page: do not use it for anything else
+    ///                  meanwhile
     /// \param prefix    "" for all objects
     /// \param marker    begin after this key; "" for the first key
     /// \param pageSize  objects per page, at most what the service allows (usually 1000); -1 for its default
@@ -41,22 +42,22 @@ public:
     CS3ObjectEnum& operator=(CS3ObjectEnum&&) = default;
     ~CS3ObjectEnum() override;
 
-    /// Checks each page with CS3ListObjectsResult::verifyKeys() before any of its objects becomes current. A service
-    /// that ignores the prefix, lists in a circle or changes keys then cannot lead to the wrong objects. An empty page
-    /// that claims that more follows is then an error, too; otherwise it ends the enumeration. Default false. Switch it
-    /// on if keys are used to delete or to write.
+    /// Checks each page with CS3ListObjectsResult::verifyKeys() before any of its objects becomes current. A
+    /// service that ignores the prefix, lists in a circle or changes keys then cannot lead to the wrong
+    /// objects. An empty page that claims that more follows is then an error, too; otherwise it ends the
+    /// enumeration. Default false. Switch it on if keys are used to delete or to write.
     void setVerifyKeys(bool verify) { m_verifiesKeys = verify; }
 
-    /// Requests pages with `encoding-type=url` and reads them with CS3ListObjectsResult::fromEncoded(). No key is then
-    /// changed on the way, and a key that cannot be read does not end the enumeration: it is skipped and named by
-    /// takeUnreadableKeys(). If the service refuses the argument, the page is requested without it. Default false. Set
-    /// it before the first next().
+    /// Requests pages with `encoding-type=url` and reads them with CS3ListObjectsResult::fromEncoded(). No
+    /// key is then changed on the way, and a key that cannot be read does not end the enumeration: it is
+    /// skipped and named by takeUnreadableKeys(). If the service refuses the argument, the page is requested
+    /// without it. Default false. Set it before the first next().
     void setEncodedKeys(bool areEncoded) { m_hasEncodedKeys = areEncoded; }
 
     /// Moves to the next object; the first call moves to the first one. False at the end, and from then on.
-    /// \throws the errors of CS3Client::listObjects; a CError for an endless listing, which comes to the last key of an
-    ///         earlier page again; a CError that names the key for a page that setVerifyKeys() refuses. The next call
-    ///         requests the same page again
+    /// \throws the errors of CS3Client::listObjects; a CError for an endless listing, which comes to the last
+    ///         key of an earlier page again; a CError that names the key for a page that setVerifyKeys()
+    ///         refuses. The next call requests the same page again
     bool next();
     /// The current object; null before the first next(), at the end, and after next() has thrown.
     P<CS3ListObjectsElement> getCurrObject() const;
@@ -65,13 +66,14 @@ public:
 
     /// @{
 
-    /// The enumeration as an input range, for range-based for loops. begin() calls next(), so a second loop continues
-    /// after the object at which the first one stopped. Errors are those of next().
+    /// The enumeration as an input range, for range-based for loops. begin() calls next(), so a second loop
+    /// continues after the object at which the first one stopped. Errors are those of next().
     CIterator begin();
     std::default_sentinel_t end() const noexcept { return {}; }
     /// @}
 
-    /// The keys that were skipped since the last call, as text for people. Call it after each next(), also the last.
+    /// The keys that were skipped since the last call, as text for people. Call it after each next(), also
+    /// the last.
     TArray<String> takeUnreadableKeys();
 
 protected:

@@ -15,16 +15,16 @@ P<CHTTPContentRange> findContentRange(const TMap<String, String>& headers) {
 }
 
 /// A range that reaches beyond the end of the object ends with the object.
-bool fits(const CHTTPContentRange& answered, const CS3ObjectRange& wanted) {
-    const int64 total = answered.getEntireContentSize();
+bool fits(const CHTTPContentRange& received, const CS3ObjectRange& wanted) {
+    const int64 total = received.getEntireContentSize();
     const int64 wantedLast = wanted.length == -1 ? -1 : wanted.offset + wanted.length - 1;
-    const bool endsWithObject = total == -1 || answered.getLast() == total - 1;
+    const bool endsWithObject = total == -1 || received.getLast() == total - 1;
     const bool isEndRight = wantedLast == -1
                                 ? endsWithObject
-                                : answered.getLast() == wantedLast ||
-                                      (answered.getLast() < wantedLast && endsWithObject && total != -1);
-    return answered.getUnit() == "bytes" && answered.getFirst() == wanted.offset &&
-           answered.getLast() >= answered.getFirst() && isEndRight;
+                                : received.getLast() == wantedLast ||
+                                      (received.getLast() < wantedLast && endsWithObject && total != -1);
+    return received.getUnit() == "bytes" && received.getFirst() == wanted.offset &&
+           received.getLast() >= received.getFirst() && isEndRight;
 }
 
 String describe(const CS3ObjectRange& range) {
@@ -73,11 +73,11 @@ void CS3ObjectSink::checkRange(int httpStatus, const TMap<String, String>& respo
                      String::fromInt(httpStatus) + " instead of " + String::fromInt(statusPartialContent) +
                      ".");
     }
-    const P<CHTTPContentRange> answered = findContentRange(responseHeaders);
-    if (!answered || !fits(*answered, m_range)) {
+    const P<CHTTPContentRange> received = findContentRange(responseHeaders);
+    if (!received || !fits(*received, m_range)) {
         throw CError(
             "The server responded to the request for " + describe(m_range) + " of the object with " +
-            (answered ? "'" + responseHeaders.at("content-range") + "'" : String("no Content-Range")) + ".");
+            (received ? "'" + responseHeaders.at("content-range") + "'" : String("no Content-Range")) + ".");
     }
 }
 
@@ -86,8 +86,8 @@ void CS3ObjectSink::checkWholeRange(int httpStatus, const TMap<String, String>& 
     if (m_range.isWhole()) {
         return;
     }
-    const P<CHTTPContentRange> answered = findContentRange(responseHeaders);
-    const int64 announcedBytes = answered->getLast() - answered->getFirst() + 1;
+    const P<CHTTPContentRange> received = findContentRange(responseHeaders);
+    const int64 announcedBytes = received->getLast() - received->getFirst() + 1;
     if (m_writtenBytes != announcedBytes) {
         throw makeTransientError("Received " + String::fromInt(m_writtenBytes) + " of the " +
                                  String::fromInt(announcedBytes) + " bytes of the range.");

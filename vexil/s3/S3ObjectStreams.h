@@ -19,8 +19,8 @@ struct CS3ObjectRange {
 
 /// A sink that writes the content of an object to a stream.
 ///
-/// Bodies of unsuccessful responses go to a second sink. A restarted transfer begins again at the stream's position at
-/// construction.
+/// Bodies of unsuccessful responses go to a second sink. A restarted transfer begins again at the stream's
+/// position at construction.
 class CS3ObjectSink : public virtual CBase, public CNetRequest::IRestartableDataSink {
 public:
     /// \param errorSink  for bodies of unsuccessful responses

@@ -28,8 +28,8 @@ struct CS3SigningKeys {
 
 /// One version of the signature. An implementation owns what only its version needs, such as a region.
 ///
-/// A signature depends only on the arguments. To sign a further try, make a new time header and sign the unsigned
-/// request again.
+/// A signature depends only on the arguments. To sign a further try, make a new time header and sign the
+/// unsigned request again.
 ///
 /// Any thread.
 class IS3Signer {

@@ -19,8 +19,8 @@ enum class S3XmlWhiteSpace { Dropped, Kept };
 class CS3XmlDocument {
 public:
     /// \param maxLength  the longest document, in bytes
-    /// \throws CError with the prefix and "invalid XML.", "no root element.", or a message that the document or a text
-    ///         (maxXmlTextBytes) is too long
+    /// \throws CError with the prefix and "invalid XML.", "no root element.", or a message that the document
+    ///         or a text (maxXmlTextBytes) is too long
     CS3XmlDocument(const char* data, int length, int maxLength, const char* errorPrefix,
                    S3XmlWhiteSpace whiteSpace = S3XmlWhiteSpace::Dropped);
     ~CS3XmlDocument();

@@ -63,7 +63,8 @@ public:
         XML_SetCdataSectionHandler(m_parser.get(), onCDATAStart, onCDATAEnd);
         XML_SetCommentHandler(m_parser.get(), onComment);
         XML_SetProcessingInstructionHandler(m_parser.get(), onInstruction);
-        // As in wxXmlDocument: with a default handler, expat drops the document's own entities and does not expand them.
+        // As in wxXmlDocument: with a default handler, expat drops the document's own entities and does not
+        // expand them.
         XML_SetDefaultHandler(m_parser.get(), [](void*, const XML_Char*, int) {});
         XML_SetUnknownEncodingHandler(m_parser.get(), onUnknownEncoding, nullptr);
     }
@@ -73,7 +74,8 @@ public:
             error = invalid;
             return {};
         }
-        // All at once: with several pieces, expat scans the beginning of a long name or comment again for each piece.
+        // All at once: with several pieces, expat scans the beginning of a long name or comment again for
+        // each piece.
         const auto status = XML_Parse(m_parser.get(), document.data(), static_cast<int>(document.size()), 1);
         if (m_exception) {
             std::rethrow_exception(m_exception);
