@@ -1,4 +1,5 @@
-// Reading fails in the middle of a file. Defines the system's read() for the whole program, for the C++ library too.
+// Reading fails in the middle of a file. Defines the system's read() for the whole program, for the C++
+// library too.
 #include "apps/vexil/console/Console.h"
 #include "apps/vexil/files/FileInStream.h"
 #include "apps/vexil/ftp/FTPAccess.h"

@@ -1,5 +1,5 @@
-// What every command of the program has told libcurl when a transfer begins. This program defines libcurl's functions
-// itself: nothing is sent.
+// What every command of the program has told libcurl when a transfer begins. This program defines libcurl's
+// functions itself: nothing is sent.
 #include "apps/vexil/console/Console.h"
 #include "apps/vexil/ftp/FTPAccess.h"
 #include "apps/vexil/program/Program.h"

@@ -111,7 +111,8 @@ void name(Name value) {
     t_named += value != nullptr ? 1 : 0;
 }
 
-/// A constructor that can be called is one that links: it is called for a condition that the compiler cannot see.
+/// A constructor that can be called is one that links: it is called for a condition that the compiler cannot
+/// see.
 volatile bool t_construct = false;
 
 template <class T>

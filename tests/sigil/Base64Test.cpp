@@ -116,8 +116,8 @@ TEST(Base64Test, WritesOneLineWithoutLineBreaks) {
 }
 
 TEST(Base64Test, EncodesLargeDataAsOneText) {
-    // More than twice the size of the pieces that are encoded at once. Each block has whole groups of three bytes, so
-    // it can be encoded alone.
+    // More than twice the size of the pieces that are encoded at once. Each block has whole groups of three
+    // bytes, so it can be encoded alone.
     const std::string block = someBytes(300);
     const std::string encodedBlock = encodedPlainly(block);
     std::string data;
