@@ -4,8 +4,8 @@
 
 namespace vexil_test {
 
-/// A name of a file, "a" and something that belongs to no text: a byte that UTF-8 never has, or half a
-/// character of UTF-16. Systems have such files.
+/// A file name that is not text: "a" and a byte that UTF-8 never contains, or half a character of UTF-16.
+/// Systems accept such names.
 inline std::filesystem::path makeBrokenName() {
     using Unit = std::filesystem::path::value_type;
     return std::filesystem::path::string_type{'a', static_cast<Unit>(sizeof(Unit) == 1 ? 0xFF : 0xD800)};

@@ -50,7 +50,7 @@ TEST(ErrorReportTest, EveryFactOfAnS3ErrorIsTold) {
     EXPECT_THAT(text, HasSubstr("Amazon S3 error: Text(NoSuchKey)\n"
                                 "  S3 code:         NoSuchKey\n  S3 resource:     /b/k\n"
                                 "  S3 request id:   id-1\n  response code:   404\n  what you can do: "));
-    // An error without properties has its code alone.
+    // An error without properties has only its code.
     EXPECT_EQ(textOf(CError("Message", "http", 404)), "Message\n  http code:       404\n  what you can do: "
                                                       "Check the name for typing errors.");
 }
@@ -101,7 +101,7 @@ TEST(ErrorReportTest, AdviceFitsTheError) {
 }
 
 TEST(ErrorReportTest, AWrongClockIsToldFromRefusedKeys) {
-    // With each status: a service may send the document with another one, or with none at all.
+    // With every status: a service may send the document with another status, or without one.
     for (const int status : {0, 400, 403}) {
         const CS3Error error = makeS3Error("RequestTimeTooSkewed", status);
         EXPECT_EQ(codeOf(error), ExitCode::RefusedLogin) << status;

@@ -1,4 +1,4 @@
-// What the program's FTP commands are made of: paths, replies, lines of a listing, further tries.
+// The parts of the program's FTP commands: paths, replies, lines of a listing, further tries.
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/ftp/FTPEntryLine.h"
 #include "apps/vexil/ftp/FTPPath.h"

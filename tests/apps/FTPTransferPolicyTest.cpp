@@ -1,4 +1,4 @@
-// When a refusal of an FTP server means that it takes no further connection.
+// Tests when a refusal of an FTP server means that it accepts no further connection.
 #include "apps/vexil/ftp/FTPTransferPolicy.h"
 
 #include "tests/ftp/FTPPeer.h"
@@ -47,7 +47,7 @@ protected:
         m_request->setURL("ftp://" + String::fromUTF8(m_peer.host()) + "/a");
         m_policy.perform(*m_request);
     }
-    /// Performs one that must fail. Tells whether the server takes no further connection.
+    /// Performs a request that must fail. Returns whether the server accepts no further connection.
     bool isRefused() {
         try {
             transfer();
@@ -67,7 +67,7 @@ protected:
     CFTPTransferPolicy m_policy;
 };
 
-/// How a server may say no at a login.
+/// The ways in which a server may refuse a login.
 struct Refusal {
     const char* description;
     FTPDialogue dialogue;
@@ -94,7 +94,7 @@ TEST_F(FTPTransferPolicyTest, ARefusedLoginBehindOneThatHasWorkedIsARefusedConne
         CFTPTransferPolicy policy;
         m_request->setURL("ftp://" + String::fromUTF8(peer.host()) + "/a");
         policy.perform(*m_request);
-        // As where another request has the connection.
+        // As if another request used the connection.
         m_request->setOptionInt(CURLOPT_FRESH_CONNECT, 1);
         try {
             policy.perform(*m_request);

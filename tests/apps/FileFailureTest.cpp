@@ -21,7 +21,7 @@
 namespace {
 
 constexpr const char* ioError = "Input/output error";
-int readsUntilFailure = -1;  // 0: the next one fails, and all after it
+int readsUntilFailure = -1;  // 0: the next read fails, and all later ones
 
 }  // namespace
 
@@ -114,7 +114,7 @@ TEST_F(FileFailureTest, FilesThatCannotBeComparedAreNotEqual) {
     }
 }
 
-// A line that is read in part would be a shorter password.
+// A partly read line would be a shorter password.
 TEST_F(FileFailureTest, CredentialsThatCannotBeReadToTheirEndAreRefused) {
     const std::string comment = "#" + std::string(20000, 'x') + "\n";
     const fs::path path = write("keys", "user=u\npassword=p\n" + comment);

@@ -76,7 +76,7 @@ TEST(MailDraftTest, ARecipientThatIsNamedTwiceIsOneRecipient) {
     CMailDraft draft = makeDraft();
     draft.addCc("jo@EXAMPLE.com");
     draft.addBcc("jo@example.com");
-    // To a server this may be another mailbox.
+    // For a server this may be another mailbox.
     draft.addBcc("Jo@example.com");
     EXPECT_EQ(draft.getRecipients(), (TArray<String>{"jo@example.com", "Jo@example.com"}));
     EXPECT_EQ(draft.makeMessage()->getHeaders()["Cc"], "jo@EXAMPLE.com");

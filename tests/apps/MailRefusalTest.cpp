@@ -16,8 +16,7 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 
-/// A failed mail: libcurl's code and detail, and the replies of the server, the last of which is that of the
-/// code.
+/// A failed mail: libcurl's code and detail, and the replies of the server. The last reply has that code.
 struct CFailure {
     CURLcode code = CURLE_SEND_ERROR;
     const char* detail = "";

@@ -25,7 +25,7 @@ protected:
     PartFileTest() { fs::create_directories(folder); }
     ~PartFileTest() override { fs::remove_all(folder); }
 
-    /// The name of the part while a file of a name is written.
+    /// The name of the part while a file of this name is written.
     std::string partNameOf(const std::string& name) const {
         const CPartFile file(folder / name);
         return fs::directory_iterator(folder)->path().filename().string();
@@ -60,7 +60,7 @@ TEST_F(PartFileTest, APartOfTheSameContentIsTakenOver) {
         EXPECT_EQ(kept, "012");
         EXPECT_EQ(file.getStream()->getSize(), 3);
         file.getStream()->write("abc", 3);
-        // Nobody else takes it meanwhile.
+        // No other process takes the name in between.
         const CPartFile other(folder / "a", FileAccess::Usual, "content 5");
         EXPECT_EQ(other.getStream()->getSize(), 0);
         CNativeFile left;
@@ -140,7 +140,7 @@ std::string repeated(const std::string& text, int count) {
 TEST_F(PartFileTest, ALongNameIsCutTo200BytesOfUTF8) {
     EXPECT_EQ(makeName(std::string(200, 'a')), "." + std::string(200, 'a') + ".vexil-part");
     EXPECT_EQ(makeName(std::string(201, 'a')), "." + std::string(200, 'a') + ".vexil-part");
-    // As many characters, but units of UTF-16 are not what counts.
+    // The same number of characters, but UTF-16 units are not counted.
     EXPECT_EQ(makeName(repeated("\xE2\x82\xAC", 66)), "." + repeated("\xE2\x82\xAC", 66) + ".vexil-part");
     EXPECT_EQ(makeName(repeated("\xE2\x82\xAC", 85)), "." + repeated("\xE2\x82\xAC", 66) + ".vexil-part");
 }
@@ -167,11 +167,11 @@ TEST_F(PartFileTest, AFileMayHaveTheLongestName) {
         file.commit();
         EXPECT_TRUE(fs::is_regular_file(target)) << name;
     }
-    // They are three, and nothing else is there.
+    // There are three parts, and nothing else exists.
     EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), 3);
 }
 
-// Its part could be written, and the whole transfer would be for nothing.
+// The part could be written, but the transfer would be useless.
 TEST_F(PartFileTest, ANameThatIsTooLongIsRefusedBeforeAnythingIsWritten) {
     const std::string name(256, 'a');
     EXPECT_THAT(vexil_test::whatOf([&] { CPartFile(folder / name); }),

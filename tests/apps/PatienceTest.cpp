@@ -1,4 +1,4 @@
-// The law of the pauses, with a clock and random numbers of the test's own.
+// The rule of the pauses, with the test's own clock and random numbers.
 #include "apps/vexil/transfer/Patience.h"
 
 #include "apps/vexil/platform/Interrupt.h"
@@ -32,7 +32,7 @@ protected:
         m_settings.getRandom = [this] { return m_random; };
         return CPatience(m_settings);
     }
-    /// Fails until the patience is at its end. Returns the pauses.
+    /// Fails until the patience ends. Returns the pauses.
     std::vector<Milliseconds> failUntilEnd(CPatience& patience, CPatience::Failures& failures,
                                            const CError& error, Milliseconds tryTime = 0ms) {
         std::vector<Milliseconds> pauses;
@@ -95,7 +95,7 @@ TEST_F(PatienceTest, WhatNeverAnsweredIsGivenUpAfter10Seconds) {
     CPatience::Failures failures;
     failUntilEnd(patience, failures, refused);
     EXPECT_EQ(m_now - m_begin, 10s);
-    // A server that has answered is down only for now.
+    // A server that has responded before is down only for a while.
     CPatience other = make();
     other.onSuccess();
     m_begin = m_now;
@@ -104,7 +104,7 @@ TEST_F(PatienceTest, WhatNeverAnsweredIsGivenUpAfter10Seconds) {
     EXPECT_EQ(m_now - m_begin, 15min);
 }
 
-// Otherwise each of a million files would wait for so long.
+// Otherwise each of a million files would wait this long.
 TEST_F(PatienceTest, AnotherOperationDoesNotWaitForThatLongAgain) {
     CPatience patience = make();
     CPatience::Failures first;

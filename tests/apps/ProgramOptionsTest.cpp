@@ -1,5 +1,5 @@
-// What every command of the program has told libcurl when a transfer begins. This program defines libcurl's
-// functions itself: nothing is sent.
+// The options that every command of the program has given to libcurl at the start of a transfer. This program
+// defines libcurl's functions itself: nothing is sent.
 #include "apps/vexil/console/Console.h"
 #include "apps/vexil/ftp/FTPAccess.h"
 #include "apps/vexil/program/Program.h"
@@ -27,7 +27,7 @@ CURLcode curl_easy_perform(CURL* handle) {
     return CURLE_COULDNT_CONNECT;
 }
 
-// The port that each command is given refuses the connection.
+// The port of every command refuses the connection.
 CURLMcode curl_multi_add_handle(CURLM* multi, CURL* handle) {
     static auto* const real = vexil_test::nextFunction<CURLMcode(CURLM*, CURL*)>("curl_multi_add_handle");
     vexil_test::record("transfer", nullptr, handle);
@@ -60,7 +60,7 @@ using testing::Pair;
 using namespace vexil;
 using namespace vexil::app;
 using Texts = std::vector<std::string>;
-/// By its name, the value of each option that is set.
+/// The value of each option that is set, by its name.
 using OptionValues = std::map<std::string, std::string>;
 
 namespace fs = std::filesystem;
@@ -127,7 +127,7 @@ protected:
         return all;
     }
 
-    /// Runs a command, and returns what stood in each handle when it began a transfer.
+    /// Runs a command, and returns the options of each handle at the start of a transfer.
     static std::vector<OptionValues> run(const Texts& options, const Texts& command) {
         Texts arguments = {"vexil", "--retries", "0", "--log-level", "quiet"};
         arguments.insert(arguments.end(), command.begin(), command.end());
@@ -136,7 +136,7 @@ protected:
         for (std::string& argument : arguments) {
             texts.push_back(argument.data());
         }
-        // What a backup says at its end.
+        // The message of a backup at its end.
         const std::ostringstream ignored;
         std::streambuf* const output = std::cout.rdbuf(ignored.rdbuf());
         vexil_test::events.clear();
@@ -164,7 +164,7 @@ protected:
         return transfers;
     }
 
-    /// Expects a command's transfers, at least one, to have these options and to lack the others.
+    /// Checks that a command's transfers, at least one, have these options and not the others.
     static void expectOptions(const std::vector<Texts>& commands, const Texts& options,
                               const OptionValues& wanted, const Texts& unwanted = {}) {
         for (const Texts& command : commands) {
@@ -219,7 +219,7 @@ TEST_F(ProgramOptionsTest, ATimeoutShortensTheTimeToConnectAndNeverLengthensIt) 
     }
 }
 
-// The program waits for it after Ctrl-C, and with nothing to show.
+// The program waits for it after Ctrl-C, without any output.
 TEST_F(ProgramOptionsTest, TidyingUpEndsSoonAndIsNotCancelled) {
     for (const double seconds : {0.0, 60.0}) {
         COptions options;
@@ -253,7 +253,7 @@ TEST_F(ProgramOptionsTest, NoRedirectLeadsOutOfHTTPS) {
     expectOptions(s3Commands(), {"--redirect-to-http"}, {{"REDIR_PROTOCOLS_STR", "'http,https'"}});
     expectOptions(s3Commands(), {"--endpoint", "http://127.0.0.1:1"},
                   {{"REDIR_PROTOCOLS_STR", "'http,https'"}, {"MAXREDIRS", "20L"}});
-    // libcurl would not ask the rules for the next URL.
+    // libcurl would not apply the rules to the next URL.
     expectOptions(s3Commands(), {"--proxy", "system"}, {{"FOLLOWLOCATION", "0L"}});
 }
 

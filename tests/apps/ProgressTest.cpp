@@ -26,7 +26,7 @@ protected:
     std::ostringstream m_errors;
 };
 
-/// The pieces in which something is written.
+/// The pieces of the written output.
 class PiecesBuffer : public std::streambuf {
 public:
     std::vector<std::string> pieces;
@@ -42,7 +42,7 @@ protected:
     }
 };
 
-/// What a line of a terminal shows in the end, and how far the cursor came.
+/// The text that a line of a terminal shows at the end, and the largest column of the cursor.
 struct TerminalLine {
     explicit TerminalLine(const std::string& written) {
         std::size_t column = 0;
@@ -227,7 +227,7 @@ TEST_F(ProgressTest, FilesThatAreUnderWayAtOnceAreSummed) {
     progress.update(second, 3000);
     progress.endFile(first, 150);
     pass(10000);
-    // As when its transfer has begun again.
+    // As after a transfer has begun again.
     progress.update(second, 50);
     pass(10000);
     progress.dropFile(second);

@@ -87,7 +87,7 @@ protected:
     std::vector<std::string> m_events;
 };
 
-/// Fetches an object and notes what is told of it.
+/// Fetches an object and records the calls of the queue.
 class CTestJob : public ITransferJob {
 public:
     CTestJob(CS3Access& access, const std::string& key, std::vector<std::string>& events)
@@ -130,7 +130,7 @@ private:
     std::vector<std::string>& m_events;
 };
 
-/// Takes each 503 for a refused connection, and tries nothing again.
+/// Treats each 503 as a refused connection, and tries nothing again.
 class CTooFewConnectionsPolicy : public ITransferPolicy {
 public:
     void checkResult(CNetRequest& request) override { request.checkAsyncResult(); }
@@ -184,7 +184,7 @@ public:
     int64 getPosition() override { return 1; }
 };
 
-/// Fails on the worker, which begins it again after the queue has done so.
+/// Fails on the worker, which begins it again after the queue has done the same.
 class CIllSink : public virtual CBase, public CNetRequest::IRestartableDataSink {
 public:
     void write(const void*, int, int, const TMap<String, String>&) override {}
@@ -237,7 +237,7 @@ TEST_F(TransferQueueTest, StartReturnsWhenAFurtherJobCouldBegin) {
 }
 
 TEST_F(TransferQueueTest, AFailedTransferIsTriedAgainWhileOthersGoOn) {
-    // Twice, and until the others are served: where they never are, the tries come to their end.
+    // Twice, and until the others are served: if they never are, the tries come to their end.
     int failures = 2;
     int others = 0;
     m_options.retries = 600;
@@ -269,13 +269,13 @@ TEST_F(TransferQueueTest, AFailedTransferIsTriedAgainWhileOthersGoOn) {
     }
 }
 
-// One connection may serve both requests at first, and be too few for them later.
+// One connection may serve both requests at first, but not enough later.
 TEST_F(TransferQueueTest, AJobWhoseRequestIsRefusedAConnectionWaitsEvenWhereTheRequestHasWorked) {
     m_peer.setDefaultReply(good);
     CTooFewConnectionsPolicy policy;
     m_console.setVerbosity(Verbosity::Info);
     CTransferQueue queue(getSession(), policy, 2);
-    // start() looks for ends only when both requests are under way.
+    // start() looks for ended transfers only if both requests are in transfer.
     queue.start(std::make_unique<CTestJob>(getAccess(), "1", m_events));
     queue.start(std::make_unique<CTestJob>(getAccess(), "2", m_events));
     queue.finish();
@@ -320,7 +320,7 @@ TEST_F(TransferQueueTest, ThereAreNoMoreTriesThanTheClientAllows) {
     EXPECT_EQ(getAccess().getPolicy().getRetryCount(), 3);
 }
 
-// Else a transfer of several requests, each of which works in the end, may go on for ever.
+// Otherwise a transfer of several requests, each of which succeeds in the end, may go on for ever.
 TEST_F(TransferQueueTest, TriesAreCountedForTheWholeJob) {
     int requests = 0;
     m_peer.setDefaultReply(
@@ -361,7 +361,7 @@ TEST_F(TransferQueueTest, AnotherWayIsNoFurtherTry) {
     EXPECT_EQ(m_peer.requests().size(), 2u);
 }
 
-// Other operations, such as listings, are performed by the client itself.
+// The client itself performs other operations, such as listings.
 TEST_F(TransferQueueTest, TheClientHasTheSamePatience) {
     int requests = 0;
     const std::string listing = "<ListBucketResult><IsTruncated>false</IsTruncated></ListBucketResult>";
@@ -384,7 +384,7 @@ TEST_F(TransferQueueTest, TheClientHasTheSamePatience) {
         EXPECT_EQ(request.head.find("Authorization: AWS access:"), request.head.rfind("Authorization: "));
         EXPECT_EQ(request.head.find("Date: "), request.head.rfind("Date: "));
     }
-    // Each operation has all tries again, and no more.
+    // Each operation has the full number of tries, and no more.
     m_peer.setDefaultReply(slowDown);
     for (int i = 1; i <= 2; ++i) {
         EXPECT_THAT(whatOf([&] {

@@ -16,7 +16,7 @@ using namespace vexil;
 using vexil::app::CVerboseLogFile;
 namespace fs = std::filesystem;
 
-/// While it lives, files cannot become longer.
+/// As long as it lives, files cannot become longer.
 class FileSizeLimit {
 public:
     explicit FileSizeLimit(rlim_t bytes) {

@@ -1,7 +1,7 @@
 // Names every public class, member and free function of the library, so that each must compile and link.
-// A name that goes, or whose signature changes, is a change that users notice: change it here on purpose.
+// If a name disappears or its signature changes, users notice it: change it here on purpose.
 //
-// Nothing of it is run but the one test: taking the address of a member demands its symbol.
+// Only the one test is run: taking the address of a member already requires its symbol.
 #include "sigil/Base64.h"
 #include "sigil/Digest.h"
 #include "sigil/Export.h"
@@ -97,7 +97,7 @@
 #include <string_view>
 #include <utility>
 
-// The templates, with all their members.
+// The templates with all their members.
 template class zet::P<vexil::CNetRequest>;
 template class zet::TBuffer<unsigned char>;
 template class zet::TPathImpl<zet::CWindowsPathTraits>;
@@ -111,8 +111,8 @@ void name(Name value) {
     t_named += value != nullptr ? 1 : 0;
 }
 
-/// A constructor that can be called is one that links: it is called for a condition that the compiler cannot
-/// see.
+/// A constructor that can be called must link: it is called under a condition that the compiler cannot
+/// predict.
 volatile bool t_construct = false;
 
 template <class T>
