@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# Checks that the sources are laid out as .clang-format says. Only clang-format 14 judges: other versions lay some of
-# them out differently.
+# Checks that the sources have the format of .clang-format. Only clang-format 14 is used: other versions format some of
+# them differently.
 #
 # Usage: format-test.sh PROJECT_DIR
 #
-# Exit code: 77 without clang-format 14, with which nothing is checked.
+# Exit code: 77 without clang-format 14; nothing is checked then.
 set -euo pipefail
 
 cd -- "${1:?usage: format-test.sh PROJECT_DIR}"

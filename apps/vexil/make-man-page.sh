@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Makes the man page from what the program says of itself.
+# Makes the man page from the help texts of the program.
 #
 # Usage: make-man-page.sh PROGRAM PAGE
 set -euo pipefail
@@ -15,7 +15,7 @@ commands_of() {
     "$program" "$@" --help | sed -n '/^Subcommands:/,/^$\|^[^ ]/{s/^  \([a-z0-9][a-z0-9]*\) .*/\1/p}'
 }
 
-# Text to be shown as it stands.
+# Text that must be shown unchanged.
 verbatim() {
     printf '.nf\n'
     sed -e 's/\\/\\e/g' -e "s/^[.']/\\\\\\&&/" -e 's/-/\\-/g'
@@ -33,7 +33,7 @@ describe_all() {
     printf '[COMMANDS]\n'
     for group in $(commands_of); do
         mapfile -t commands < <(commands_of "$group")
-        # Of a group itself only what is more than its commands: options of its own.
+        # A group itself is described only if it has its own options.
         [[ ${#commands[@]} -gt 0 && $("$program" "$group" --help) != *$'\n  --'* ]] || describe "$group"
         for command in "${commands[@]}"; do
             describe "$group" "$command"

@@ -1,4 +1,4 @@
-"""Reads generated messages with Python's email package, which must find in them what was put there.
+"""Reads generated messages with Python's email package, which must find the original values.
 
 Usage: mime-reader-test.py [LAUNCHER] PROGRAM    (see GeneratedMessages.cpp for what it writes)
 """
@@ -22,8 +22,8 @@ def decode_word(payload):
 
 
 def read_addresses(raw, name):
-    """By the package's older functions: the newer ones keep the spaces between the encoded words of a display name,
-    which RFC 2047, 6.2, wants ignored."""
+    """Uses the older functions of the package: the newer ones keep the spaces between the encoded words of a display
+    name, which must be ignored by RFC 2047, 6.2."""
     field = email.message_from_bytes(raw)[name]
     for display_name, address in email.utils.getaddresses([field]):
         yield str(email.header.make_header(email.header.decode_header(display_name))), address
