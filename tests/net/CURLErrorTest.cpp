@@ -164,7 +164,7 @@ TEST(CURLErrorTest, MultiErrorKeepsAllArguments) {
 
 TEST(CURLErrorTest, CodesOfBothFamiliesAreKeptAsNumbers) {
     EXPECT_EQ(CCURLError(CURLE_OK, "", "", 0, "", "", "", "").getCode(), 0);
-    // The largest value that the type can hold; libcurl has no such code.
+    // The largest value of the type; libcurl has no such code.
     EXPECT_EQ(CCURLError(static_cast<CURLcode>(127), "", "", 0, "", "", "", "").getCode(), 127);
     EXPECT_EQ(CCURLError(CURLM_UNRECOVERABLE_POLL, "", "", 0, "", "", "", "").getCode(), 12);
 }

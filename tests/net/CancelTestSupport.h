@@ -1,5 +1,5 @@
 /// \file
-/// What the tests of progress and cancelling share.
+/// Shared by the tests of progress and cancelling.
 #pragma once
 
 #include "tests/net/NetRequestTestSupport.h"
@@ -17,7 +17,7 @@ namespace vexil_test {
 
 using Clock = std::chrono::steady_clock;
 
-/// The message of a cancelled transfer to which nothing was answered.
+/// The message of a cancelled transfer without a response.
 inline constexpr const char* cancelledMessage =
     "Operation was aborted by an application callback: transfer cancelled";
 
@@ -34,7 +34,7 @@ inline void PrintTo(const ProgressNumbers& numbers, std::ostream* out) {
          << " of " << numbers.uploadTotal << "}";
 }
 
-/// Records what it is told; `then` runs within each call.
+/// Records its calls; `then` runs inside each call.
 class TestProgress : public virtual vexil::CBase, public CNetRequest::ITransferProgress {
 public:
     explicit TestProgress(std::function<void(const ProgressNumbers&)> call = {}) : then(std::move(call)) {}
@@ -47,7 +47,7 @@ public:
         }
     }
 
-    /// For another thread: waits for three calls, behind which a transfer that cannot go on has come to its wait.
+    /// For another thread: waits for three calls. A transfer that cannot continue then waits.
     void waitUntilItWaits() {
         for (int i = 0; i < 3; ++i) {
             EXPECT_TRUE(m_called.wait(60000));
@@ -62,7 +62,7 @@ private:
     zet::CSignal m_called;
 };
 
-/// The error of a transfer that another thread cancels when `waitForState` has returned. How long that takes is noted
+/// The error of a transfer that another thread cancels when `waitForState` has returned. The time that it takes is recorded
 /// as the property "milliseconds" of the test.
 template <class Run, class WaitForState>
 std::optional<CCURLError> errorOfCancelled(CNetRequest& request, Run run, WaitForState waitForState) {
@@ -77,12 +77,12 @@ std::optional<CCURLError> errorOfCancelled(CNetRequest& request, Run run, WaitFo
     canceller.join();
     const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(endedAt - cancelledAt);
     testing::Test::RecordProperty("milliseconds", std::to_string(took.count()));
-    // What is promised is far less. The servers of these tests wait for ever.
+    // The documented time is much shorter. The servers of these tests wait without a limit.
     EXPECT_LT(took, std::chrono::seconds(60));
     return error;
 }
 
-/// Measures until it is less than `limit`: a machine that has other work is slow for a while, what nobody wakes is slow
+/// Measures until the time is below `limit`: a busy machine is slow for a while, but a transfer that is not woken is slow
 /// every time.
 template <class Measure>
 void expectOnceLessThan(const std::chrono::milliseconds limit, const Measure& measure) {

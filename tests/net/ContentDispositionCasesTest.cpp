@@ -1,5 +1,5 @@
-// Headers as RFC 6266 shows them or allows for: what it makes of each, and what is read here. Where the two differ, the
-// reason stands beside.
+// Headers that RFC 6266 shows or allows: their meaning there, and what is read here. If the two differ, a comment gives the
+// reason.
 #include "tests/support/PrintText.h"
 #include "vexil/net/HeaderValues.h"
 
@@ -27,7 +27,7 @@ struct Reading {
     bool operator==(const Reading&) const = default;
 };
 
-/// What the RFC calls an error.
+/// An error by the RFC.
 const Reading invalid{"(invalid)", {}};
 
 void PrintTo(const Reading& reading, std::ostream* out) {
@@ -42,7 +42,7 @@ struct Case {
     Reading here = {};
 };
 
-// The RFC's reading of an extended value ("name*") is its text, percent-decoded from the charset it names.
+// The RFC reads an extended value ("name*") as its text, percent-decoded from its charset.
 const Case cases[] = {
     {"4.2: the type alone", "attachment", {"attachment", {}}},
     {"4.2: the other type", "inline", {"inline", {}}},
@@ -53,7 +53,7 @@ const Case cases[] = {
      {"attachment", {{"filename", "example.html"}}},
      quotedOnly,
      {"attachment", {}}},
-    {"5: a quoted name and a blank behind the equals sign",
+    {"5: a quoted name and a space after the equals sign",
      R"(INLINE; FILENAME= "an example.html")",
      {"inline", {{"filename", "an example.html"}}}},
     {"5: an extended value",
@@ -110,7 +110,7 @@ const Case cases[] = {
      {"attachment", {{"filename", "a"}, {"foo", "bar"}}},
      quotedOnly,
      {"attachment", {}}},
-    {"4.4: one of one's own as a token, behind",
+    {"4.4: an own one as a token, at the end",
      R"(attachment; filename="a"; foo=bar)",
      {"attachment", {{"filename", "a"}, {"foo", "bar"}}},
      quotedOnly,
@@ -143,7 +143,7 @@ const Case cases[] = {
     {"4.1: a parameter without a value", "attachment; filename", invalid, neverFails, {"attachment", {}}},
     {"4.1: an empty value", "attachment; filename=", invalid, neverFails, {"attachment", {}}},
     {"4.1: no closing quote", R"(attachment; filename="a)", invalid, neverFails, {"attachment", {}}},
-    {"4.1: text behind a quoted value",
+    {"4.1: text after a quoted value",
      R"(attachment; filename="a"b; c="d")",
      invalid,
      neverFails,

@@ -102,7 +102,7 @@ TEST(ErrorClassificationTest, OnlyErrorsOfDomainCurlMeanNetworkDown) {
     EXPECT_FALSE(vexil::isNetworkOrServiceDownError(CError("m", "http", 503, makeProps("http", "503"))));
     EXPECT_FALSE(vexil::isNetworkOrServiceDownError(CError("m", "CURL", 6)));
     EXPECT_FALSE(vexil::isNetworkOrServiceDownError(multiError(6, "", 0)));
-    // By the domain, not by the class.
+    // The domain decides, not the class.
     EXPECT_TRUE(vexil::isNetworkOrServiceDownError(CError("m", "curl", 6)));
     EXPECT_TRUE(vexil::isNetworkOrServiceDownError(CError("m", "curl", 9, makeProps("ftp", "421"))));
 }

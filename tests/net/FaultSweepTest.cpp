@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
-// A connection may end behind any byte. Whatever libcurl makes of it, a caller who asks for
-// isResponseComplete() never takes a part for the whole, and the next transfer knows nothing of it.
+// A connection may end after any byte. Whatever libcurl then reports, a caller who checks isResponseComplete() never takes
+// a part for the whole, and the next transfer is not affected.
 
 namespace {
 
@@ -26,7 +26,7 @@ using vexil_test::ScriptedPeer;
 
 enum class Cut { Fin, Reset };
 
-/// What a transfer came to.
+/// The result of a transfer.
 struct Outcome {
     enum Kind { Failed, Incomplete, Complete } kind = Complete;
     int code = CURLE_OK;
@@ -80,7 +80,7 @@ protected:
     /// libcurl's codes for a connection that ends early.
     static bool isTransportFailure(const Outcome& outcome) {
         if (outcome.code == CURLE_HTTP_RETURNED_ERROR) {
-            // To libcurl that was the answer: its status is no success.
+            // For libcurl that was the response: its status is not a success.
             return outcome.status == 100;
         }
         static const std::set<int> codes = {
@@ -106,7 +106,7 @@ protected:
         ++m_count[outcome.kind];
     }
 
-    /// The same request again against a server that answers well.
+    /// The same request again, with a complete response.
     void checkNext() {
         m_peer.onConnection().expectRequest().reply(secondAnswer).close();
         const Outcome outcome = perform();
@@ -123,21 +123,21 @@ protected:
         EXPECT_EQ(body, m_request->getHTTPMethod() == "PUT" ? sentBody : "");
     }
 
-    /// Cuts the answer behind each of its bytes, from none to all but the last.
+    /// Cuts the response after each number of its bytes, from none to all except the last.
     void sweepAnswer(const std::string& answer, int status, const std::string& body,
                      ConnectionScript (*play)(ConnectionScript)) {
         for (std::size_t count = 0; count < answer.size(); ++count) {
-            SCOPED_TRACE("behind " + std::to_string(count) + " bytes of the answer");
+            SCOPED_TRACE("after " + std::to_string(count) + " bytes of the response");
             cut(play(m_peer.onConnection().clientMayLeave()).replyCut(answer, count));
             checkCut(perform(), status, body);
             ASSERT_NO_FATAL_FAILURE(checkNext());
         }
     }
 
-    /// Cuts the connection when each count of the request's bytes has come, from none to all but the last.
+    /// Cuts the connection after each number of the request's bytes, from none to all except the last.
     void sweepRequest(std::size_t headSize, std::size_t size) {
         for (std::size_t count = 0; count < size; ++count) {
-            SCOPED_TRACE("behind " + std::to_string(count) + " bytes of the request");
+            SCOPED_TRACE("after " + std::to_string(count) + " bytes of the request");
             ConnectionScript script =
                 m_peer.onConnection().clientMayLeave().expectBytes(std::min(count, headSize));
             if (count >= headSize) {
@@ -151,7 +151,7 @@ protected:
         }
     }
 
-    /// How the request looks that will be cut.
+    /// The bytes of the request that will be cut.
     std::size_t getHeadSize() {
         m_peer.onConnection().expectRequest().reply(secondAnswer).close();
         EXPECT_EQ(perform().kind, Outcome::Complete);
@@ -170,7 +170,7 @@ INSTANTIATE_TEST_SUITE_P(Ends, FaultSweep, testing::Values(Cut::Fin, Cut::Reset)
 TEST_P(FaultSweep, AnswerOfAGet) {
     prepareGet();
     sweepAnswer(getAnswer, 200, receivedBody, [](ConnectionScript script) { return script.expectHead(); });
-    // Nothing shorter than the whole is complete.
+    // Only the whole is complete.
     EXPECT_EQ(m_count[Outcome::Complete], 0u);
     EXPECT_GT(m_count[Outcome::Failed], receivedBody.size());
 }
@@ -181,7 +181,7 @@ TEST_P(FaultSweep, AnswerOfAGetOnAReusedConnection) {
                            receivedBody);
     prepareGet();
     for (std::size_t count = 0; count < getAnswer.size(); ++count) {
-        SCOPED_TRACE("behind " + std::to_string(count) + " bytes of the second answer");
+        SCOPED_TRACE("after " + std::to_string(count) + " bytes of the second response");
         cut(m_peer.onConnection().clientMayLeave().expectHead().reply(getAnswer).expectHead().replyCut(
             getAnswer, count));
         const Outcome first = perform();
@@ -189,8 +189,8 @@ TEST_P(FaultSweep, AnswerOfAGetOnAReusedConnection) {
         EXPECT_EQ(first.body, receivedBody);
         const std::size_t connections = m_peer.connectionCount();
         const Outcome second = perform();
-        // Where nothing of an answer has come, a kept connection is taken for one that had ended before, and
-        // libcurl tries once more on a new one.
+        // If no byte of a response has come, libcurl assumes that the kept connection had ended before, and tries again
+        // on a new one.
         const bool triedAgain = m_peer.connectionCount() > connections;
         EXPECT_EQ(second.kind == Outcome::Complete, triedAgain);
         EXPECT_LE(triedAgain, count < statusLineSize);
@@ -221,7 +221,7 @@ TEST_P(FaultSweep, InterimAnswerOfAPut) {
     EXPECT_EQ(m_count[Outcome::Complete], 0u);
 }
 
-/// A response that may stand before the final one.
+/// A response that may come before the final one.
 struct EarlierResponse {
     enum Next { SameExchange, NewConnection, Tunnel };
 
@@ -244,7 +244,7 @@ const std::vector<EarlierResponse>& earlierResponses() {
     return all;
 }
 
-/// Keeps the body, and what its last block was given with.
+/// Keeps the body, and the arguments of its last block.
 class LastBlockSink : public virtual vexil::CBase, public CNetRequest::IDataSink {
 public:
     void write(const void* data, int length, int httpStatus,
@@ -286,7 +286,7 @@ protected:
         EXPECT_EQ(m_sink->etag, "\"1\"");
     }
 
-    /// Cuts a final response after so many bytes.
+    /// Cuts a final response after a number of bytes.
     void cutAfter(std::size_t count, const std::string& answer, const EarlierResponse& earlier) {
         m_sink->body.clear();
         cut(play(earlier).replyCut(answer, count));
@@ -313,7 +313,7 @@ INSTANTIATE_TEST_SUITE_P(Ends, FaultSweepAfterAnotherResponse, testing::Values(C
                          [](const auto& param) { return param.param == Cut::Fin ? "Fin" : "Reset"; });
 
 TEST_P(FaultSweepAfterAnotherResponse, AnswerOfAGet) {
-    // After a reset all bytes may have come or not.
+    // After a reset, bytes may be missing.
     const std::size_t end = GetParam() == Cut::Fin ? 1 : 0;
     for (const EarlierResponse& earlier : earlierResponses()) {
         for (const std::string reason : {"OK", "D\xc3\xa9j\xc3\xa0", "D\xe9j\xe0", ""}) {

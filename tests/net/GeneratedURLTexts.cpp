@@ -1,11 +1,11 @@
-// Writes generated texts, always the same ones, and what the library makes of them in URLs and forms, for another
-// implementation to compare. A line has a word and values in hexadecimal, which are UTF-8 but for halves of surrogate
-// pairs, written like other characters:
+// Writes generated texts, always the same ones, and their forms in URLs and forms by this library, so that another
+// implementation can compare them. A line has a word and values in hexadecimal. The values are UTF-8, except that halves of
+// surrogate pairs are written like other characters:
 //
 //   text TEXT ESCAPED ESCAPED-PLUS FORM-LOWER FORM-UPPER UNESCAPED UNESCAPED-PLUS
-//   params (NAME VALUE)...                      in no order; of names that repeat the last one counts
-//   encoded QUERY FORM-LOWER FORM-UPPER PROPS-LOWER PROPS-UPPER     what becomes of the line before
-//   query QUERY (NAME VALUE)...                 a query, and what it holds
+//   params (NAME VALUE)...                      in no order; if a name repeats, the last one counts
+//   encoded QUERY FORM-LOWER FORM-UPPER PROPS-LOWER PROPS-UPPER     the encoded line before
+//   query QUERY (NAME VALUE)...                 a query and its content
 #include "tests/support/GeneratedText.h"
 #include "vexil/net/URLEncoding.h"
 
@@ -24,13 +24,13 @@ using vexil_test::hex;
 constexpr int inputCount = 1000;
 constexpr unsigned int seed = 20201122;
 
-/// A text, and its bytes as they are written.
+/// A text, and its bytes in the output.
 struct GeneratedText {
     String text;
     std::string bytes;
 
     void add(unsigned int character) {
-        // Where characters have two bytes, two halves in a row would be a pair.
+        // If characters have two bytes, two halves in a row would be a pair.
         if (sizeof(wchar_t) == 2 && character >= 0xDC00 && character < 0xE000) {
             character -= 0x400;
         }
@@ -100,7 +100,7 @@ public:
     }
 
 private:
-    // The library's distributions differ between systems.
+    // The distributions of the standard library differ between systems.
     unsigned int below(unsigned int limit) { return static_cast<unsigned int>(m_engine()) % limit; }
     template <std::size_t size>
     const char* oneOf(const char* const (&texts)[size]) {
@@ -115,7 +115,7 @@ private:
         return text;
     }
 
-    /// Often one that was there before, if in another guise.
+    /// Often an earlier one, in another form.
     GeneratedText anyName() {
         GeneratedText name;
         if (below(2) == 0) {
@@ -172,7 +172,7 @@ private:
         }
     }
 
-    /// Each plane as often as the other, and halves of surrogate pairs more often than by chance.
+    /// Each plane with the same probability, and halves of surrogate pairs more often than by chance.
     unsigned int anyCharacter() {
         if (below(16) == 0) {
             return 0xD800 + below(0x800);
@@ -186,7 +186,7 @@ private:
         text.add(escaped);
     }
 
-    /// What an escaping function may have written.
+    /// Possible output of an escaping function.
     void addEscaped(GeneratedText& text) {
         GeneratedText plain;
         addCharacters(plain, [this] { return below(2) == 0 ? below(0x80) : anyCharacter(); });
@@ -197,7 +197,7 @@ private:
 
     void addBadBytes(GeneratedText& text) {
         if (below(2) == 0) {
-            // Too long, half a surrogate pair, too large, cut, and what follows without a beginning.
+            // Too long, half a surrogate pair, too large, cut, and a continuation without a beginning.
             return text.add(oneOf({"%c0%80", "%e0%80%af", "%ED%A0%80", "%ed%bf%BF", "%f4%90%80%80",
                                    "%f0%9f%98", "%e2%82", "%c3", "%80", "%bf%bf", "%F8%88%80%80%80", "%fe%ff",
                                    "%e2%82A", "%e2\xC3\xA9%82", "%f0%9f+%80"}));

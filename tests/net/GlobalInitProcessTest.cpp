@@ -1,5 +1,5 @@
 // Linux: the definitions of libcurl's and OpenSSL's functions in this program win over the libraries' own. Each
-// test runs in a process of its own.
+// test runs in its own process.
 #include "vexil/net/CURLError.h"
 #include "vexil/net/ErrorClassification.h"
 #include "vexil/net/GlobalInit.h"
@@ -37,7 +37,7 @@ using Guard = zet::CSafeGlobalGuard;
 
 constexpr int exitCodeOfCleanup = 99;
 
-// The shims may be called before this program's own statics exist, and when they are gone.
+// The shims may be called before this program's statics exist, and after their destruction.
 std::mutex& callsMutex() {
     static auto* const mutex = new std::mutex;
     return *mutex;
@@ -58,7 +58,7 @@ std::vector<std::string> recordedCalls() {
     return calls();
 }
 
-/// What the shims do beside counting; set before the first call.
+/// What the shims do in addition to counting; set before the first call.
 bool g_isLibcurlFailing = false;
 bool g_isOpenSSLFailing = false;
 std::function<void()> g_duringLibcurlsStart;
@@ -68,7 +68,7 @@ Function original(const char* name) {
     return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
 }
 
-/// libcurl itself starts OpenSSL once more: only what comes before it counts.
+/// libcurl itself starts OpenSSL again: only earlier calls count.
 thread_local bool t_isInLibcurlsStart = false;
 
 }  // namespace
@@ -88,7 +88,7 @@ CURLcode curl_global_init(long flags) {
 }
 
 void curl_global_cleanup() {
-    // Also when it is called from an exit handler.
+    // Even if it is called from an exit handler.
     std::_Exit(exitCodeOfCleanup);
 }
 
@@ -118,7 +118,7 @@ extern "C" int OPENSSL_init_ssl(uint64_t options, const OPENSSL_INIT_SETTINGS* s
 }
 
 extern "C" int OPENSSL_init_crypto(uint64_t options, const OPENSSL_INIT_SETTINGS* settings) {
-    // OpenSSL calls it again from many of its functions: told apart only before the TLS layer is started.
+    // OpenSSL calls it again from many of its functions. The calls can be distinguished only before the TLS layer starts.
     if (recordedCalls().empty()) {
         record("OPENSSL_init_crypto");
     }
@@ -146,7 +146,7 @@ void requireCalls(const std::vector<std::string>& expected) {
     require(recordedCalls() == expected, text);
 }
 
-/// The message of the error, which must carry nothing else; "" for none.
+/// The message of the error, which must have no other content; "" if there is none.
 std::string errorOf(const std::function<void()>& function) {
     try {
         function();
@@ -166,8 +166,7 @@ void requireError(const std::function<void()>& function, const std::string& mess
     require(error == message, "error: '" + error + "'");
 }
 
-/// Runs the rest of the test in a new process, which must end by itself with exit code 0, after all handlers
-/// that run at the end of a process.
+/// Runs the rest of the test in a new process. It must end by itself with exit code 0, after all exit handlers.
 #define EXPECT_IN_FRESH_PROCESS(function)                                                                    \
     GTEST_FLAG_SET(death_test_style, "threadsafe");                                                          \
     EXPECT_EXIT(                                                                                             \
@@ -271,7 +270,7 @@ TEST(GlobalInitProcessTest, AFailedStartIsFinal) {
         g_isLibcurlFailing = true;
         requireError([] { CGlobalInit::get(); }, firstError);
         require(CGlobalInit::globalInstanceGuard().getState() == Guard::ConstructionFailed, "state");
-        // It would work now, and must not be tried.
+        // It would succeed now, and must not be tried.
         g_isLibcurlFailing = false;
         for (int i = 0; i < 3; ++i) {
             requireError([] { CGlobalInit::get(); }, laterError);
@@ -309,7 +308,7 @@ TEST(GlobalInitProcessTest, OneOfManyCallersGetsTheReason) {
         static std::atomic<int> reasons = 0;
         constexpr int threadCount = 16;
         g_isLibcurlFailing = true;
-        // Fails only once all the others are on their way, too.
+        // Fails only after all the others have started.
         g_duringLibcurlsStart = [] {
             while (asking < threadCount) {
                 std::this_thread::yield();
@@ -337,7 +336,7 @@ TEST(GlobalInitProcessTest, LibcurlStaysStartedWhenTheProcessEnds) {
     EXPECT_IN_FRESH_PROCESS([] { CGlobalInit::get(); });
 }
 
-/// Works while the process ends, after everything that was registered later.
+/// Runs while the process ends, after everything that was registered later.
 class CLateUser {
 public:
     ~CLateUser() {

@@ -82,7 +82,7 @@ TEST(HTTPContentRangeTest, ReadsTheExamplesOfRFC9110) {
 }
 
 TEST(HTTPContentRangeTest, ReadsWholeNumbersOnlyWhateverTheUnit) {
-    // RFC 9110, 14.6, makes up a unit that counts in fractions; a range here has whole positions.
+    // RFC 9110, 14.6, invents a unit with fractions. A range here has whole positions.
     for (const char* header : {"exampleunit 1.2-4.3/25", "exampleunit 11.2-14.3/25"}) {
         EXPECT_EQ(errorOf(header), std::string("Invalid HTTP Content-Range header: ") + header);
     }
@@ -167,7 +167,7 @@ TEST(HTTPContentRangeTest, ANULIsACharacterLikeOthers) {
 TEST(HTTPContentRangeTest, WhiteSpaceAroundTheValueDoesNotCount) {
     expectRange(" \t bytes 0-4/5 \r\n", "bytes", 0, 4, 5);
     expectRange("\v\f\r\nbytes */5\v\f", "bytes", -1, -1, 5);
-    // Without its blanks around it the value has no blank, so no unit.
+    // Without the spaces around it the value contains no space, and therefore no unit.
     EXPECT_EQ(errorOf(" 0-4/5 "), "Invalid HTTP Content-Range header: 0-4/5");
 }
 
@@ -228,7 +228,7 @@ TEST(HTTPContentRangeTest, EveryCutIsARangeOrACleanError) {
     for (const std::string whole : {"bytes 10-4999/12345", "bytes */12345", "a-/b +1--2/-3"}) {
         for (std::size_t length = 0; length <= whole.size(); ++length) {
             const std::string cut = whole.substr(0, length);
-            // Behind the last slash, and a sign, each further digit makes another size.
+            // After the last slash and a sign, each more digit makes another size.
             const bool isWhole = length > whole.rfind('/') + 1 && !cut.ends_with('-');
             EXPECT_EQ(errorOf(cut.c_str()), isWhole ? "no error"
                                                     : "Invalid HTTP Content-Range header: " +

@@ -55,7 +55,7 @@ TEST(HTTPServerHeaderTest, LooksComponentsUpExactly) {
     EXPECT_EQ(header.getComponentVersion("nginx"), "1.22");
     EXPECT_EQ(header.getComponentVersion("mod"), "");
     EXPECT_EQ(header.getComponentVersion("Nginx"), "");
-    // Asking adds nothing.
+    // A question adds nothing.
     EXPECT_EQ(header.getComponentVersionMap().size(), 2U);
 }
 

@@ -28,7 +28,7 @@ void feed(CHeaderAssembler& assembler, std::initializer_list<const char*> lines)
     }
 }
 
-/// The error that a line ends in must leave the assembler as it was.
+/// A line that is an error must not change the assembler.
 template <class Error>
 void expectRefused(CHeaderAssembler& assembler, const String& line, const char* message) {
     const Map before = assembler.getHeaderMap();
@@ -68,10 +68,10 @@ struct Case {
 TEST(HeaderAssemblerTest, FoldsLinesIntoTheMap) {
     const Case cases[] = {
         {"one header", {"Content-Type: text/html\r\n"}, {{"content-type", "text/html"}}},
-        {"no blank behind the colon", {"A:b\r\n"}, {{"a", "b"}}},
+        {"no space after the colon", {"A:b\r\n"}, {{"a", "b"}}},
         {"blanks around name and value", {"A \t: \t b c \t\r\n"}, {{"a", "b c"}}},
         {"no line end", {"A: b"}, {{"a", "b"}}},
-        {"a bare line feed behind the header", {"A: b\n"}, {{"a", "b"}}},
+        {"a bare line feed after the header", {"A: b\n"}, {{"a", "b"}}},
         {"empty value", {"A:\r\n"}, {{"a", ""}}},
         {"colons in the value", {"Date: 12:30:00\r\n"}, {{"date", "12:30:00"}}},
         {"white space inside the name", {"A B: c\r\n"}, {{"a b", "c"}}},
@@ -86,13 +86,13 @@ TEST(HeaderAssemblerTest, FoldsLinesIntoTheMap) {
         {"empty first value is replaced", {"V:\r\n", "V: a\r\n"}, {{"v", "a"}}},
         {"empty second value leaves a comma", {"V: a\r\n", "V:\r\n"}, {{"v", "a,"}}},
         {"empty values only", {"V:\r\n", "V:\r\n"}, {{"v", ""}}},
-        {"continued behind a blank",
+        {"continued after a space",
          {"X-Long: part one\r\n", " part two\r\n"},
          {{"x-long", "part one part two"}}},
-        {"continued behind a tab",
+        {"continued after a tab",
          {"X-Long: part one\r\n", "\tpart two\r\n"},
          {{"x-long", "part one part two"}}},
-        {"continued behind much", {"X: a\r\n", " \t  b  c \t \r\n"}, {{"x", "a b  c"}}},
+        {"continued after much white space", {"X: a\r\n", " \t  b  c \t \r\n"}, {{"x", "a b  c"}}},
         {"continued twice", {"X: a\r\n", " b\r\n", " c\r\n"}, {{"x", "a b c"}}},
         {"continued empty value", {"X:\r\n", " b\r\n"}, {{"x", " b"}}},
         {"continued with a colon", {"X: a\r\n", " B: c\r\n"}, {{"x", "a B: c"}}},
@@ -103,7 +103,7 @@ TEST(HeaderAssemblerTest, FoldsLinesIntoTheMap) {
          {"X: a\r\n", "Y: b\r\n", "X: c\r\n", " d\r\n"},
          {{"x", "a,c d"}, {"y", "b"}}},
         {"a bare line feed continues with nothing", {"X: a\r\n", "\n"}, {{"x", "a "}}},
-        {"a blank line with a blank continues with nothing", {"X: a\r\n", " \r\n"}, {{"x", "a "}}},
+        {"an empty line with a space continues with nothing", {"X: a\r\n", " \r\n"}, {{"x", "a "}}},
         {"other line ends continue with nothing", {"X: a\r\n", "\r", "\n\r", "\r\n\r\n"}, {{"x", "a   "}}},
     };
     for (const Case& c : cases) {
@@ -278,7 +278,7 @@ TEST(HeaderAssemblerTest, GivesTheMapItselfAway) {
     EXPECT_EQ(constant.getHeaderMap().at("x"), "b c");
 }
 
-/// Map, last name, end mark and server record must all have come along.
+/// Map, last name, end mark and server record must all be copied.
 void expectContinues(CHeaderAssembler& assembler, CServerInfo& info) {
     feed(assembler, {" b\r\n", "\r\n"});
     EXPECT_EQ(assembler.getHeaderMap().at("x"), "a b");

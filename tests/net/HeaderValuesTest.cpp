@@ -187,7 +187,7 @@ TEST(EmailAddressTest, HasOneAtSignAndAPointBehindIt) {
 TEST(EmailAddressTest, HoldsAnyCharacterButControlsBlanksQuotesAndAngles) {
     const std::wstring forbidden = L" \"<>";
     for (wchar_t c = 0; c < 0x180; ++c) {
-        // Where it comes first, between the parts and last.
+        // At the beginning, between the parts, and at the end.
         for (const std::wstring& text :
              {std::wstring{c} + L"a@b.c", L"a@" + std::wstring{c} + L"b.c", L"a@b.c" + std::wstring{c}}) {
             const bool isAllowed = c >= 32 && c != L'@' && forbidden.find(c) == std::wstring::npos;

@@ -41,7 +41,7 @@ void expectInvalid(const char* message, Function function) {
 }
 
 TEST(NetHeadersTest, StartsLibcurl) {
-    // No test before this one in this program makes a header list.
+    // No earlier test in this program creates a header list.
     const CNetHeaders headers;
     EXPECT_EQ(vexil::CGlobalInit::globalInstanceGuard().getState(), zet::CSafeGlobalGuard::Constructed);
 }
@@ -135,7 +135,7 @@ TEST(NetHeadersTest, SplitsAtTheFirstColonAndTrims) {
         {L"A: :b", L"A", L":b"},
         {L"two words: a b", L"two words", L"a b"},
         {L"MiXeD: VaLuE", L"MiXeD", L"VaLuE"},
-        // Not white space of ASCII: a no-break space stays.
+        // A no-break space is not ASCII white space, and stays.
         {L"A: \u00a0b\u00a0", L"A", L"\u00a0b\u00a0"},
     };
     for (const SplitCase& c : cases) {

@@ -1,4 +1,4 @@
-// The hooks of whatever drives a transfer on another thread.
+// The hooks for a driver of transfers on another thread.
 #include "tests/net/NetRequestTestSupport.h"
 #include "tests/support/ScriptedPeer.h"
 
@@ -69,7 +69,7 @@ TEST_F(NetRequestAsync, AnErrorStatusIsTheErrorOfASynchronousTransfer) {
 TEST_F(NetRequestAsync, AFailureCarriesLibcurlsTextOfThatMoment) {
     peer.onConnection().expectRequest().close();
     drive();
-    // A later setter empties libcurl's buffer.
+    // A later setter clears libcurl's buffer.
     request->setOptionInt(CURLOPT_NOSIGNAL, 1);
     const CCURLError error = resultError();
     EXPECT_EQ(error.getCode(), CURLE_GOT_NOTHING);
@@ -141,7 +141,7 @@ TEST_F(NetRequestAsync, ASuccessWithAKeptErrorIsAborted) {
     request->write("x");
     request->setAsyncInfo(true, CURLE_OK);
     EXPECT_TRUE(thrownBy<OwnError>([&] { request->checkAsyncResult(); }));
-    // Without the kept error its trace in the result shows.
+    // Without the kept error the result shows the abort.
     request->resetForPerform();
     EXPECT_EQ(resultError().getCode(), CURLE_ABORTED_BY_CALLBACK);
 }
@@ -240,7 +240,7 @@ TEST_F(NetRequestAsync, AnotherThreadMayPollAndAskForTheResult) {
     peer.release();
     const auto checkUntilDone = [this] {
         while (!request->isAsyncDone()) {
-            // It may end between the two questions: then this throws.
+            // If it ends between the two calls, this throws.
             request->checkAsyncResult();
             std::this_thread::yield();
         }

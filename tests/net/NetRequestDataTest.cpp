@@ -1,4 +1,4 @@
-// The four callbacks, called as libcurl calls them, and the streams behind sources and sinks.
+// The four callbacks, called as by libcurl, and the streams of sources and sinks.
 #include "tests/net/NetRequestTestSupport.h"
 #include "zet/MemoryInStream.h"
 
@@ -30,7 +30,7 @@ protected:
         return request->readHandler(memory, size, count);
     }
 
-    /// Throws what a kept error must have come from.
+    /// Checks the error that was kept.
     void expectKept(const std::string& message) {
         const auto kept = request->keptError();
         ASSERT_TRUE(kept) << "no error was kept";
@@ -388,7 +388,7 @@ TEST_F(NetRequestData, AReplyMayBeItsCodeAlone) {
     EXPECT_EQ(request->getResponseText(550), "");
     request->header("250-\r\n");
     request->header("250 \r\n");
-    EXPECT_EQ(request->getResponseText(250), "250-\n250") << "without the blanks around it";
+    EXPECT_EQ(request->getResponseText(250), "250-\n250") << "without the spaces around it";
 }
 
 TEST_F(NetRequestData, LinesWithoutACodeAreNotPartOfAReply) {
@@ -657,16 +657,16 @@ TEST(NetRequestRestart, IsNotForASinkThatWasGivenUp) {
     EXPECT_EQ(sink->restarts, 1);
     request.reset();
     request.resetForPerform();
-    EXPECT_EQ(sink->restarts, 1) << "behind reset()";
+    EXPECT_EQ(sink->restarts, 1) << "after reset()";
     request.setReceiveDataSink(sink);
     request.setDefaultReceiveDataStream();
     request.resetForPerform();
-    EXPECT_EQ(sink->restarts, 1) << "behind setDefaultReceiveDataStream()";
+    EXPECT_EQ(sink->restarts, 1) << "after setDefaultReceiveDataStream()";
 }
 
 // ---- what goes away within its own call ---------------------------------------------------------------------
 
-/// Calls a function within each of its own, and tells whether it outlived it.
+/// Calls a function in each of its members, and records whether it still lives afterwards.
 class Leaving : public virtual vexil::CBase,
                 public CNetRequest::IRestartableDataSink,
                 public CNetRequest::IDataSource {

@@ -1,5 +1,5 @@
-// Numbers beyond 32 bits and their way through libcurl's functions of variable arguments, whose types differ between
-// systems: a long has 8 bytes on Linux and 4 on Windows.
+// Numbers of more than 32 bits in libcurl's variadic functions, whose types differ between systems: a long has 8 bytes on
+// Linux and 4 on Windows.
 #include "tests/net/CancelTestSupport.h"
 #include "tests/support/ScriptedPeer.h"
 
@@ -19,13 +19,13 @@ protected:
         request->setURL(peer.url("/a").c_str());
     }
     ~NetRequestLarge() override {
-        // Ends the connection, which a script may wait for.
+        // Ends the connection: a script may wait for that.
         request = nullptr;
         EXPECT_TRUE(peer.waitUntilIdle());
         EXPECT_THAT(peer.failures(), IsEmpty());
     }
 
-    /// A server that answers the head of a request at once and wants none of its body.
+    /// A server that responds to the head of a request at once and reads none of its body.
     void refuseBody() {
         peer.onConnection()
             .expectHead()
@@ -37,7 +37,7 @@ protected:
         request->setHTTPMethod(method);
         request->setSendDataSource(P<TestSource>(new TestSource));
         request->setSendDataSize(large);
-        // libcurl would send the body after a second without an answer.
+        // libcurl would send the body after a second without a response.
         request->setOptionInt(CURLOPT_EXPECT_100_TIMEOUT_MS, 60000);
     }
 
@@ -88,7 +88,7 @@ TEST_F(NetRequestLarge, ASizeIsToldAsAWhole) {
 }
 
 TEST_F(NetRequestLarge, ProgressHasTheWholeTotal) {
-    // The peer goes on only when the bytes that it has sent are told.
+    // The peer continues only when the bytes that it has sent are reported.
     const P<TestProgress> progress = new TestProgress([this](const ProgressNumbers& seen) {
         if (seen == ProgressNumbers{2, large, 0, 0}) {
             peer.release("told");
@@ -106,7 +106,7 @@ TEST_F(NetRequestLarge, ProgressHasTheWholeTotal) {
 TEST_F(NetRequestLarge, ANumberKeepsItsSignAndItsValue) {
     EXPECT_EQ(codeOf(CURLOPT_LOW_SPEED_LIMIT, -1), CURLE_BAD_FUNCTION_ARGUMENT);
     EXPECT_EQ(codeOf(CURLOPT_LOW_SPEED_LIMIT, std::numeric_limits<int>::max()), CURLE_OK);
-    // -1 is the length of a text that ends with NUL, all below is refused.
+    // -1 means a text that ends with NUL. Smaller numbers are refused.
     EXPECT_EQ(codeOf(CURLOPT_POSTFIELDSIZE, -2), CURLE_BAD_FUNCTION_ARGUMENT);
     EXPECT_EQ(codeOf(CURLOPT_POSTFIELDSIZE, -1), CURLE_OK);
     char text[] = "text";

@@ -1,4 +1,4 @@
-// Who keeps what until when, and what reset() leaves.
+// How long references are kept, and what reset() keeps.
 #include "tests/net/NetRequestTestSupport.h"
 #include "zet/MemoryInStream.h"
 
@@ -196,7 +196,7 @@ TEST_F(NetRequestLifetime, ResetMayBeRepeated) {
 
 // ---- what reset keeps ------------------------------------------------------------------------------------
 
-/// What the log shows of a body that was sent.
+/// The text in the log for a body that was sent.
 std::string shownOfSentData(CNetRequest& request) {
     char body[] = "sent";
     request.setVerbose(true);
@@ -235,7 +235,7 @@ TEST_F(NetRequestLifetime, ResetKeepsThatARequestIsVerbose) {
 
 // ---- what calls back while it goes -------------------------------------------------------------------------
 
-/// Calls a function when it goes.
+/// Calls a function in its destructor.
 class CallingDependency : public virtual vexil::CBase {
 public:
     explicit CallingDependency(std::function<void()> call) : m_call(std::move(call)) {}
@@ -256,7 +256,7 @@ TEST_F(NetRequestLifetime, ADependencyThatGoesMayAddOthers) {
     EXPECT_EQ(alive, 0);
 }
 
-/// A sink that can begin again, and calls a function when it goes.
+/// A sink that can restart, and calls a function in its destructor.
 class CallingSink : public virtual vexil::CBase, public CNetRequest::IRestartableDataSink {
 public:
     explicit CallingSink(std::function<void()> call) : m_call(std::move(call)) {}

@@ -1,4 +1,4 @@
-// What each method puts on the wire, also when another was set before.
+// The bytes that each method sends, also if another one was set before.
 #include "tests/net/NetRequestTestSupport.h"
 #include "tests/support/LibcurlVersion.h"
 #include "tests/support/ScriptedPeer.h"
@@ -10,7 +10,7 @@ using testing::IsEmpty;
 
 const std::string okReply = "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n";
 
-/// Sets a method and knows what it sends, given a body of "body" with its size.
+/// A method, and the bytes that it sends with the body "body" and its size.
 struct Method {
     const char* name;
     void (*set)(CNetRequest&);

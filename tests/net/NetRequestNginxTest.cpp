@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-// A real server, the same over HTTP/1.1 and, with TLS, over HTTP/2.
+// A real server, over HTTP/1.1 and, with TLS, over HTTP/2.
 
 namespace {
 
@@ -60,7 +60,7 @@ class NetRequestNginx : public testing::TestWithParam<Protocol> {
 protected:
     void SetUp() override { renew(); }
 
-    /// The request as new, on a kept connection.
+    /// Resets the request; connections are kept.
     void renew() {
         m_request->reset();
         m_request->setVerbose(true);
@@ -87,7 +87,7 @@ protected:
         m_request->setSendDataAsUTF8(String::fromUTF8(body));
     }
 
-    /// Performs; the error of a failure.
+    /// Performs the request and returns the error of a failure.
     std::optional<CCURLError> perform() {
         try {
             m_request->perform();
@@ -129,7 +129,7 @@ protected:
         return found == headers.end() ? "none" : found->second.toUTF8();
     }
 
-    /// A path that the other protocols don't use.
+    /// A path that the other protocols do not use.
     static std::string makeStorePath(const std::string& name) {
         return "/dav/" + std::to_string(static_cast<int>(GetParam())) + "/" + name;
     }
@@ -294,7 +294,7 @@ TEST_P(NetRequestNginx, LogsIn) {
     performWell();
     EXPECT_EQ(getBody(), "Hello, world!\n");
 
-    // Asks first which methods the server knows.
+    // libcurl first asks which methods the server knows.
     prepare("/auth/a.txt");
     m_request->setHTTPAuthMethods(static_cast<unsigned int>(CURLAUTH_ANY));
     m_request->setUserName("tester");
@@ -318,7 +318,7 @@ TEST_P(NetRequestNginx, ShowsNoCredentials) {
 
     EXPECT_THAT(dump(*m_request->getVerboseOutput(whole)), HasSubstr("biscuit"));
     if (GetParam() == Protocol::HTTP2) {
-        // libcurl writes each header into a message, too; what stands before it differs with its version.
+        // libcurl also writes each header into a message; the text before it depends on the version.
         EXPECT_THAT(dump(*m_request->getVerboseOutput(whole)),
                     HasSubstr("[authorization: Basic " + basic + "]"));
         EXPECT_THAT(describeChildren(*m_request->getRedactedVerboseOutput(whole)),

@@ -65,7 +65,7 @@ protected:
     P<TestSource> source;
 };
 
-// ---- answers ---------------------------------------------------------------------------------------------
+// ---- responses -------------------------------------------------------------------------------------------
 
 TEST_F(NetRequestPerform, ASuccessHasBodyHeadersStatusAndFigures) {
     peer.onConnection().expectRequest().reply(
@@ -224,7 +224,7 @@ TEST_F(NetRequestPerform, AHeaderThatIsNotUTF8IsLeftOut) {
                                          "[Invalid UTF-8 data.]"));
 }
 
-// ---- incomplete answers ----------------------------------------------------------------------------------
+// ---- incomplete responses --------------------------------------------------------------------------------
 
 TEST_F(NetRequestPerform, AnEndWithinTheHeadersIsASuccessThatIsNotComplete) {
     const std::string answer = reply("200 OK", "hello");

@@ -1,4 +1,4 @@
-// The body of a POST given as an option: whatever is set in whatever order, only its own bytes are sent.
+// The body of a POST given as an option: only its own bytes are sent, whatever is set in any order.
 #include "tests/net/NetRequestTestSupport.h"
 #include "tests/support/ScriptedPeer.h"
 
@@ -15,7 +15,7 @@ const std::string longText = "24 bytes, so many are it";
 const std::string shortText = "abc";
 const std::string sourceText = "from a source";
 
-/// What the header says of bodies, beside the request that must do it.
+/// A model of the documented rules for bodies, and the request that must follow them.
 class Model {
 public:
     void setText(const std::string& text) {
@@ -57,7 +57,7 @@ public:
         return m_method.empty() ? "GET" : m_method;
     }
 
-    /// The body of the next transfer; none when the transfer would wait for bytes that no source has.
+    /// The body of the next transfer; nullopt if the transfer would wait for bytes that no source has.
     std::optional<std::string> getBody() const {
         if (m_isPost && m_isTextBody) {
             return m_textSize < 0 ? m_text : m_text.substr(0, static_cast<std::size_t>(m_textSize));
@@ -112,7 +112,7 @@ const std::vector<Step>& steps() {
     return all;
 }
 
-/// The steps of which all short orders are tried.
+/// The steps. All short sequences of them are tried.
 constexpr std::size_t commonSteps = 8;
 
 class NetRequestPost : public testing::Test {
@@ -123,7 +123,7 @@ protected:
         request.reset();
         request.setProxy("");
         request.setURL(peer.url("/a").c_str());
-        // A body that does not come is a failure of the test, which then need not wait for long.
+        // If a body does not come, the test fails; it need not wait long for that.
         request.setFullRequestTimeout(zet::CTimeSpan::fromSeconds(20));
     }
 
@@ -279,7 +279,7 @@ TEST_F(NetRequestPost, AnEmptyTextIsAnEmptyBody) {
 }
 
 TEST_F(NetRequestPost, MemoryOfTheCallersIsReadNoFurtherThanWasAnnounced) {
-    // Not ended by a NUL: what follows must not be sent.
+    // Without a NUL at its end: the memory after it must not be sent.
     std::array<char, 8> memory = {'a', 'b', 'c', 'd', 'X', 'Y', 'Z', '\0'};
     CNetRequest request;
     prepare(request);
@@ -317,7 +317,7 @@ TEST_F(NetRequestPost, MemoryOfTheCallersCanBeCopied) {
 }
 
 TEST_F(NetRequestPost, ATextReplacedWhileItIsSentStaysUntilTheTransferHasEnded) {
-    // libcurl sends a body of this size in several pieces, and the progress is told in between.
+    // libcurl sends a body of this size in several pieces, and reports progress between them.
     const std::string big(2'000'000, 'b');
     struct Replacer : virtual vexil::CBase, CNetRequest::ITransferProgress {
         void onProgress(int64, int64, int64, int64) override {

@@ -1,5 +1,5 @@
-// What is off costs nothing: libcurl's options, its callbacks and memory of a request without progress, cancelling and
-// verbose log. This program defines functions of libcurl and of the C++ library itself, and passes the calls on.
+// A feature that is off costs nothing: options, callbacks and memory of a request without progress, cancelling and verbose
+// log. This program defines functions of libcurl and of the C++ library itself, and forwards the calls.
 #include "tests/net/CancelTestSupport.h"
 #include "tests/support/AllocationCount.h"
 #include "tests/support/OptionRecorder.h"
@@ -33,7 +33,7 @@ char* countedStrdup(const char* text) {
 }  // namespace
 
 extern "C" CURLcode curl_global_init(long flags) {
-    // libcurl's own memory is counted, too.
+    // libcurl's own memory is counted as well.
     return curl_global_init_mem(flags, &countedMalloc, &std::free, &countedRealloc, &countedStrdup,
                                 &countedCalloc);
 }
@@ -43,7 +43,7 @@ namespace {
 using namespace vexil_test;
 using testing::IsEmpty;
 
-/// How often libcurl has entered a callback.
+/// How often libcurl has called a callback.
 int debugEntries = 0;
 int progressEntries = 0;
 
@@ -97,7 +97,7 @@ protected:
         return texts;
     }
 
-    /// Stands before the request's callbacks, whatever they are.
+    /// Replaces the request's callbacks and calls them.
     void countEntries() {
         debugEntries = 0;
         progressEntries = 0;
@@ -105,7 +105,7 @@ protected:
         curl_easy_setopt(request->getHandle(), CURLOPT_XFERINFOFUNCTION, &countProgress);
     }
 
-    /// The memory that a transfer takes: the least of several, as libcurl may read an answer in pieces.
+    /// The memory that a transfer needs: the least of several, because libcurl may read a response in pieces.
     int allocationsOfATransfer() {
         isRecording = false;
         int least = std::numeric_limits<int>::max();
@@ -162,7 +162,7 @@ TEST_F(NetRequestProgressCost, ResetLeavesNothingOfTheOptions) {
     request->perform();
     EXPECT_EQ(progress->calls, 0);
     request->setCancellable(true);
-    EXPECT_EQ(recorded(), switchedOn) << "set anew";
+    EXPECT_EQ(recorded(), switchedOn) << "set again";
 }
 
 TEST_F(NetRequestProgressCost, WhatLibcurlRefusesDoesNotEnableCancelling) {

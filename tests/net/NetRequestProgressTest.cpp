@@ -1,4 +1,4 @@
-// What a progress object is told, and transfers that are cancelled under perform().
+// The reports to a progress object, and transfers that are cancelled under perform().
 #include "tests/net/CancelTestSupport.h"
 #include "tests/support/Deadline.h"
 #include "tests/support/ScriptedPeer.h"
@@ -43,7 +43,7 @@ protected:
     P<TestProgress> progress = new TestProgress;
 };
 
-/// Calls that fit into a time: one each 50 ms.
+/// The number of calls in a time: one each 50 ms.
 std::size_t mostCallsIn(Clock::duration time) {
     return static_cast<std::size_t>(time / milliseconds(50)) + 1;
 }
@@ -51,7 +51,7 @@ std::size_t mostCallsIn(Clock::duration time) {
 // ---- progress --------------------------------------------------------------------------------------------
 
 TEST_F(NetRequestProgress, ADownloadIsToldWithItsTotal) {
-    // The peer goes on only when the bytes that it has sent are told.
+    // The peer continues only when the bytes that it has sent are reported.
     peer.onConnection()
         .expectRequest()
         .reply("HTTP/1.1 200 OK\r\nContent-Length: 3000\r\n\r\n")
@@ -61,7 +61,7 @@ TEST_F(NetRequestProgress, ADownloadIsToldWithItsTotal) {
         .pause("rest")
         .sendPattern(500);
     progress->then = [this](const ProgressNumbers& seen) {
-        // Told twice, released twice: nobody comes to these gates again.
+        // A gate may be released twice: no script waits at it again.
         if (seen == ProgressNumbers{1000, 3000, 0, 0}) {
             peer.release("half");
         } else if (seen == ProgressNumbers{2500, 3000, 0, 0}) {
@@ -130,7 +130,7 @@ TEST_F(NetRequestProgress, AnUnknownUploadTotalIsZero) {
     request->setSendDataSource(new TestSource("abc"));
     bool isTold = false;
     progress->then = [&](const ProgressNumbers& seen) {
-        // libcurl counts the frames of chunks or does not, by its version.
+        // Whether libcurl counts the frames of chunks depends on its version.
         if (seen.uploaded >= 3 && !std::exchange(isTold, true)) {
             peer.release("answer");
         }
@@ -151,7 +151,7 @@ TEST_F(NetRequestProgress, ASlowTransferIsToldAtMostTwentyTimesASecond) {
         .expectRequest()
         .reply("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(size) + "\r\n\r\n")
         .sendPattern(size);
-    // So many blocks, each of which libcurl asks about.
+    // This many blocks, with a callback for each.
     int blocks = 0;
     struct SlowSink : virtual vexil::CBase, CNetRequest::IDataSink {
         explicit SlowSink(int& count) : blocks(count) {}
@@ -193,7 +193,7 @@ TEST_F(NetRequestProgress, WhatItThrowsEndsTheTransferAndIsThrown) {
     const auto error = thrownBy<OwnError>([&] { request->perform(); });
     EXPECT_EQ(messageOf(error), "enough");
     EXPECT_EQ(error->getDomain(), "own");
-    EXPECT_EQ(progress->calls.size(), 1u) << "called again behind its error";
+    EXPECT_EQ(progress->calls.size(), 1u) << "called again after its error";
     EXPECT_THAT(peer.requests(), IsEmpty()) << "it went on";
     EXPECT_EQ(listener->count, 1);
     ASSERT_TRUE(listener->errorSeen);
@@ -230,7 +230,7 @@ TEST_F(NetRequestProgress, NullSwitchesItOff) {
     const std::size_t before = progress->calls.size();
     EXPECT_GE(before, 1u);
     request->setTransferProgress(nullptr);
-    // Long enough for a call.
+    // Enough time for a call.
     const auto begin = Clock::now();
     while (Clock::now() - begin < milliseconds(200)) {
         request->perform();
@@ -238,7 +238,7 @@ TEST_F(NetRequestProgress, NullSwitchesItOff) {
     EXPECT_EQ(progress->calls.size(), before);
 }
 
-/// A progress object whose life is counted.
+/// A progress object that counts its living instances.
 class CountedProgress : public TestProgress {
 public:
     explicit CountedProgress(int& count) : m_alive(count) { ++m_alive; }
@@ -349,7 +349,7 @@ TEST_F(NetRequestProgress, ACancelWithinOnProgressEndsTheTransfer) {
     peer.setDefaultReply(okReply);
     progress->then = [this](const ProgressNumbers&) { request->cancel(); };
     expectCancelled(thrownBy<CCURLError>([&] { request->perform(); }));
-    EXPECT_EQ(progress->calls.size(), 1u) << "told nothing behind the end";
+    EXPECT_EQ(progress->calls.size(), 1u) << "not called after the end";
 }
 
 TEST_F(NetRequestProgress, ACancelBeforeATransferIsForgotten) {
@@ -436,7 +436,7 @@ TEST_F(NetRequestProgress, AnAbortOfTheSourceIsNoCancel) {
     const P<TestSource> source = new TestSource;
     request->setSendDataSource(source);
     request->setSendDataSize(3);
-    // Cancelled first, so that this is not taken for the end of the next one.
+    // Cancelled first, so that its end is not mistaken for the end of the next one.
     source->onRead = [this](void*, int) -> int {
         request->cancel();
         return CURL_READFUNC_PAUSE;
@@ -468,7 +468,7 @@ TEST_F(NetRequestProgress, WithoutEnablingACancelIsAnErrorAndChangesNothing) {
     request->setReceiveDataSink(sink);
     request->perform();
     EXPECT_EQ(sink->all(), "ok");
-    // Nothing was noted for a time when it is enabled.
+    // The refused call must have no effect after cancelling is enabled.
     sink->onWrite = [&] {
         expectRefused();
         request->setCancellable(true);

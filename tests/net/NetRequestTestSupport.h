@@ -1,5 +1,5 @@
 /// \file
-/// What the tests of CNetRequest share: scripted sources and sinks, a log that is read, errors as values.
+/// Shared by the tests of CNetRequest: scripted sources and sinks, a log to read, errors as values.
 #pragma once
 
 #include "tests/support/Inspect.h"
@@ -42,7 +42,7 @@ public:
     [[noreturn]] void throwClone() const override { throw OwnError(*this); }
 };
 
-/// What `call` throws as an `Error`; anything else, or nothing, is a failure of the test.
+/// The `Error` that `call` throws. If it throws another error or none, the test fails.
 template <class Error, class Call>
 std::optional<Error> thrownBy(Call call) {
     try {
@@ -68,7 +68,7 @@ inline std::vector<std::string> linesOf(const vexil::CNetStringList& list) {
     return lines;
 }
 
-/// Counts how many of its kind are alive.
+/// Counts its living instances.
 class Counted : public virtual vexil::CBase {
 public:
     explicit Counted(int& alive) : m_alive(alive) { ++m_alive; }
@@ -78,7 +78,7 @@ private:
     int& m_alive;
 };
 
-/// A body in memory, every operation of which is recorded and may be replaced.
+/// A body in memory. Every operation is recorded and can be replaced.
 class TestSource : public virtual vexil::CBase, public CNetRequest::IDataSource {
 public:
     explicit TestSource(std::string bytes = {}) : body(std::move(bytes)) {}
@@ -105,7 +105,7 @@ public:
     }
     int64 getPosition() override { return position; }
 
-    /// The seeks alone.
+    /// Only the seeks.
     std::vector<std::string> seeks() const {
         std::vector<std::string> found;
         for (const std::string& call : calls) {
@@ -151,7 +151,7 @@ public:
     std::function<void()> onWrite;
 };
 
-/// Records what it is told; `then` runs within the call.
+/// Records its calls; `then` runs inside the call.
 class TestListener : public virtual vexil::CBase, public CNetRequest::IDoneListener {
 public:
     void onDone(CNetRequest* request, CError* error) override {
@@ -160,7 +160,7 @@ public:
         errorSeen = error ? error->clone() : nullptr;
         addressSeen = error;
         if (then) {
-            // The listener may be gone before its function has ended.
+            // The listener may be destroyed before its function ends.
             const auto call = std::exchange(then, {});
             call();
         }

@@ -44,7 +44,7 @@ std::vector<std::string> getNames(const CXMLElement& element) {
 
 class NetRequestVerbose : public testing::Test {
 protected:
-    /// The element of one message, in a line.
+    /// The element of one message as one line.
     std::string show(curl_infotype type, std::string_view bytes, unsigned int maxLength = whole) {
         return describe(*m_request->createVerboseXmlElement(makeMessage(type, bytes), maxLength));
     }
@@ -163,7 +163,7 @@ TEST_F(NetRequestVerbose, TrimsOnlyTheRightEnd) {
     EXPECT_EQ(show(CURLINFO_TEXT, "  a  b \t\r\n"), "info|  a  b");
     EXPECT_EQ(show(CURLINFO_TEXT, " \r\n"), "info|");
     EXPECT_EQ(show(CURLINFO_HEADER_IN, "Server: x\r\n"), "receive type=header|Server: x");
-    // What has been cut ends in dots.
+    // A text that was cut ends in dots.
     EXPECT_EQ(show(CURLINFO_TEXT, "a   b", 3), "info|a  ...");
 }
 
@@ -298,7 +298,7 @@ TEST_F(NetRequestVerbose, RecordsAllWithoutALimit) {
     m_request->setVerboseSettings(vexil::VerboseLogNone, vexil::VerboseLogNone);
     m_request->log(CURLINFO_DATA_IN, "abc");
     EXPECT_THAT(log(), ElementsAre("receive type=data bytes=3|~stripped~"));
-    // What is shown is decided when the log is made.
+    // What is shown is decided when the log is created.
     m_request->setVerboseSettings(vexil::VerboseLogBoth, vexil::VerboseLogNone);
     EXPECT_THAT(log(), ElementsAre("receive type=data bytes=3|abc"));
 }
@@ -319,7 +319,7 @@ TEST_F(NetRequestVerbose, CountsOnlyWhatIsNotToBeShown) {
                                       "receive type=data bytes=3|~stripped~", "send type=data bytes=3|abc",
                                       "send type=data bytes=3|def"));
     EXPECT_EQ(m_request->getVerboseLeftOutBytes(), 0);
-    // Nothing of it is held that could be shown.
+    // Nothing is kept that could be shown.
     m_request->setVerboseSettings(vexil::VerboseLogBoth, vexil::VerboseLogBoth);
     EXPECT_THAT(log(), Contains("receive type=data bytes=16384000|..."));
     EXPECT_THAT(log(), Not(Contains(HasSubstr("x"))));
@@ -369,7 +369,7 @@ TEST_F(NetRequestVerbose, KeepsTheEndOfAHeadThatComesAsData) {
     m_request->log(CURLINFO_DATA_OUT, "\r\nbo");
     m_request->log(CURLINFO_DATA_OUT, "dy");
     m_request->log(CURLINFO_DATA_OUT, "body");
-    // The login can only be told from a host with what follows it.
+    // Only the text after it shows whether this is a login or a host.
     EXPECT_THAT(describeChildren(*m_request->getRedactedVerboseOutput(whole)),
                 ElementsAre("send type=header|PUT / HTTP/1.1\r\nReferer: http://~stripped~",
                             "send type=data bytes=25|~stripped~", "send type=data bytes=4|~stripped~",
@@ -520,7 +520,7 @@ TEST_F(NetRequestVerboseWire, CountsALargeDownloadThatIsNotShown) {
     m_request->setReceiveDataSink(nullptr);
     m_request->setURL(String::fromUTF8(m_peer.url()));
     m_request->perform();
-    // Newer versions of libcurl say something after the first block.
+    // Newer versions of libcurl report a message after the first block.
     const std::string start = "receive type=data bytes=";
     const std::string end = "|~stripped~";
     int size = 0;

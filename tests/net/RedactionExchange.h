@@ -1,6 +1,6 @@
 /// \file
-/// What libcurl reports of transfers with a login, made up for any login. For the test of the redacted log and its
-/// fuzzer; needs no GoogleTest.
+/// libcurl's messages about transfers with a login, invented for any login. For the test of the redacted log and its
+/// fuzzer; does not need GoogleTest.
 #pragma once
 
 #include "sigil/Base64.h"
@@ -20,7 +20,7 @@ inline std::string toBase64(std::string_view bytes) {
     return sigil::base64Encode(bytes.data(), static_cast<int>(bytes.size()), true, false).toUTF8();
 }
 
-/// Each byte but the unreserved ones as "%2f".
+/// Each byte except the unreserved ones as "%2f".
 inline std::string toPercentForm(std::string_view bytes) {
     static constexpr char digits[] = "0123456789abcdef";
     static constexpr std::string_view marks = "-._~";
@@ -38,7 +38,7 @@ inline std::string toPercentForm(std::string_view bytes) {
     return text;
 }
 
-/// The text with each of those characters replaced.
+/// The text with each of these characters replaced.
 inline std::string without(std::string text, std::string_view characters, char replacement = '_') {
     for (char& c : text) {
         c = characters.find(c) == std::string_view::npos ? c : replacement;
@@ -46,13 +46,13 @@ inline std::string without(std::string text, std::string_view characters, char r
     return text;
 }
 
-/// All that a transfer must not show, in the forms that the protocols ask for.
+/// The secrets of a transfer, in the forms that the protocols require.
 struct Login {
-    std::string user;          ///< of HTTP and SMTP, which send it in base64; no ":"
-    std::string password;      ///< likewise
-    std::string lineUser;      ///< in one line
-    std::string linePassword;  ///< likewise
-    std::string token;         ///< in one line, without blanks at its ends
+    std::string user;          ///< for HTTP and SMTP, which send it in base64; no ":"
+    std::string password;      ///< for HTTP and SMTP
+    std::string lineUser;      ///< without line ends
+    std::string linePassword;  ///< without line ends
+    std::string token;         ///< without line ends, and without spaces at its ends
     std::string userInfo;      ///< "user:password" of a URL
 };
 
@@ -63,7 +63,7 @@ inline std::string makeUserInfo(const std::string& user, const std::string& pass
     if (form == UserInfoForm::EscapesAll) {
         return toPercentForm(user) + ":" + toPercentForm(password);
     }
-    // As callers write it who do not escape, as far as it is a URL for libcurl.
+    // As written by callers who do not escape, if it is a URL for libcurl.
     std::string controls = "\x7F"s;
     for (char c = 0; c < ' '; ++c) {
         controls += c;
@@ -82,7 +82,7 @@ inline Login makeLogin(const std::string& user, const std::string& password, Use
     Login login;
     login.user = without(user, ":");
     login.password = password;
-    // A name with a URL in it is shown in part only.
+    // A name that contains a URL is shown only partly.
     login.lineUser = without(user, "\r\n\0/"s);
     login.linePassword = without(password, "\r\n\0"s);
     login.token = login.linePassword;
@@ -94,8 +94,8 @@ inline Login makeLogin(const std::string& user, const std::string& password, Use
     return login;
 }
 
-/// Another login that makes messages of the same lengths. Nothing of the first one is in it but the name for FTP,
-/// which is no secret.
+/// Another login that makes messages of the same lengths. It has no part of the first one except the name for FTP, which
+/// is not a secret.
 inline Login makeOtherLogin(const Login& login) {
     const auto fill = [](const std::string& text) { return std::string(text.size(), 'x'); };
     Login other{fill(login.user),         fill(login.password), login.lineUser,
@@ -116,7 +116,7 @@ struct Exchange {
 
     void send(const std::string& bytes) { messages.push_back({CURLINFO_HEADER_OUT, bytes}); }
     void receive(const std::string& bytes) { messages.push_back({CURLINFO_HEADER_IN, bytes}); }
-    /// libcurl cuts a remark behind 2047 bytes, a description of an error behind 255.
+    /// libcurl cuts a message after 2047 bytes, and the text of an error after 255.
     void remark(const std::string& text) { messages.push_back({CURLINFO_TEXT, text.substr(0, 2047) + "\n"}); }
     void error(const std::string& text) { messages.push_back({CURLINFO_TEXT, text.substr(0, 255) + "\n"}); }
 };
@@ -250,8 +250,8 @@ inline constexpr MakeExchange exchangeMakers[] = {makeHTTPExchange, makeHTTP2Exc
 
 enum class Division {
     None,
-    Pieces,    ///< what goes over the wire at random places, the later pieces of an HTTP head also as data
-    LostRest,  ///< libcurl sends a command in two parts and does not tell of the second one; HTTP as Pieces
+    Pieces,    ///< the sent bytes, divided at random places; later pieces of an HTTP head also as data
+    LostRest,  ///< libcurl sends a command in two parts and does not report the second one; HTTP as Pieces
 };
 
 using Choose = std::function<std::size_t(std::size_t count)>;
@@ -270,7 +270,7 @@ inline void appendPieces(std::vector<LogMessage>& divided, LogMessage message, b
     divided.push_back(message);
 }
 
-/// Divides alike what has messages of the same lengths. `choose` gives a number below `count`.
+/// Divides messages of the same lengths in the same way. `choose` gives a number below `count`.
 inline void divide(Exchange& exchange, Division division, const Choose& choose) {
     const bool mayLose = division == Division::LostRest && !exchange.isHTTP;
     std::vector<LogMessage> divided;

@@ -1,5 +1,4 @@
-// Nothing of random logins may be seen in the redacted log, whatever they are and however libcurl divides what it
-// reports.
+// The redacted log must show no part of random logins, for any login and any division into messages by libcurl.
 #include "tests/net/RedactionExchange.h"
 #include "tests/net/SecretParts.h"
 
@@ -33,7 +32,7 @@ constexpr unsigned int whole = std::numeric_limits<unsigned int>::max();
 constexpr int loginCount = 1000;
 constexpr unsigned int seed = 20261122;
 
-/// A transfer, and the same one with another login that has the same lengths.
+/// A transfer, and the same transfer with another login of the same lengths.
 struct Pair {
     Exchange exchange;
     Exchange other;
@@ -67,7 +66,7 @@ protected:
         return pair;
     }
 
-    /// What of a login a log must not hold; FTP shows the name.
+    /// The parts of a login that a log must not contain; FTP shows the name.
     struct Secrets {
         explicit Secrets(const Login& login) {
             withoutName.add(login.linePassword);
@@ -88,8 +87,8 @@ protected:
         vexil_test::record(*m_otherRequest, pair.other);
     }
 
-    /// Neither parts of the secrets, nor anything else that depends on them. The latter also holds for secrets that
-    /// are too short to be looked for.
+    /// The log contains no part of the secrets, and nothing else that depends on them. The latter also tests secrets that are
+    /// too short to search for.
     void expectNothing(const Login& login, const SecretParts& secrets, unsigned int length) {
         const std::string text = dump(*m_request->getRedactedVerboseOutput(length));
         const std::string otherText = dump(*m_otherRequest->getRedactedVerboseOutput(length));
@@ -98,7 +97,7 @@ protected:
             ASSERT_EQ(text, otherText)
                 << "length " << length << ", password " << testing::PrintToString(login.password);
         } else if (text != otherText) {
-            // More may be hidden than without them, but no more shown.
+            // More may be hidden than without them, but not more shown.
             ASSERT_TRUE(isPartOf(text, dump(*m_otherRequest->getRedactedVerboseOutput(whole))))
                 << "length " << length << "\n"
                 << text;
@@ -113,8 +112,8 @@ protected:
         return std::regex_search(text, found);
     }
 
-    /// Whether a log is another one with parts of it left out. White space counts for nothing, because it is trimmed
-    /// where a text has not been cut.
+    /// Whether a log is another one with parts left out. White space is ignored, because it is trimmed if a text was not
+    /// cut.
     static bool isPartOf(const std::string& text, const std::string& otherText) {
         auto at = otherText.begin();
         for (std::size_t i = 0; i < text.size(); ++i) {
@@ -208,7 +207,7 @@ TEST_F(RedactionProperty, TheRestIsShown) {
          "ACCT ~stripped~", "PWD", "257 \"/\" is the current directory"},
         {"EHLO client", "250 AUTH PLAIN LOGIN", "AUTH LOGIN ~stripped~", "334 UGFzc3dvcmQ6",
          "235 2.7.0 accepted", "MAIL FROM:<a@example.com>", "250 OK"}};
-    // A variant of each that holds all of these.
+    // A variant of each that contains all of these.
     const int variants[] = {0, 0, 1, 2, 2};
     const Login login = vexil_test::makeLogin("somebody", "a long secret", UserInfoForm::EscapesAll);
     for (std::size_t i = 0; i < std::size(exchangeMakers); ++i) {

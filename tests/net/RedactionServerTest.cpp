@@ -1,4 +1,4 @@
-// Random logins at real servers, right and wrong ones: nothing of them may be seen in the redacted log.
+// Random logins at real servers, right and wrong ones: the redacted log must show no part of them.
 #include "tests/mail/MailTestSupport.h"
 #include "tests/net/SecretParts.h"
 #include "vexil/mail/SMTPClient.h"
@@ -31,7 +31,7 @@ using vexil_test::SecretParts;
 using vexil_test::toPercentForm;
 
 constexpr unsigned int whole = std::numeric_limits<unsigned int>::max();
-constexpr int transferCount = 20;  // of a protocol; fewer of each where there are several ways
+constexpr int transferCount = 20;  // of a protocol; fewer of each if there are several kinds
 
 std::string getSetting(const char* name) {
     const char* value = std::getenv(name);
@@ -47,7 +47,7 @@ struct Login {
     std::string userInfo() const { return toPercentForm(user) + ":" + toPercentForm(password) + "@"; }
 };
 
-/// What of a login a log must not hold.
+/// The parts of a login that a log must not contain.
 SecretParts findSecrets(const Login& login, bool isUserShown) {
     SecretParts secrets;
     secrets.add(login.password);
@@ -60,7 +60,7 @@ SecretParts findSecrets(const Login& login, bool isUserShown) {
 
 class RedactionServer : public testing::Test {
 protected:
-    /// Text that is valid in UTF-8, without controls and what the protocols divide by.
+    /// Valid UTF-8 text without control characters and separators of the protocols.
     std::string makeText(std::size_t longest) {
         const std::string text = m_random.makeText(8 + m_random.choose(longest - 8));
         std::string valid = String::fromUTF8Lossy(text).toUTF8();
@@ -73,11 +73,11 @@ protected:
 
     Login makeLogin(bool isRight, std::size_t longest) {
         const std::string start = isRight ? "guest-" : "other-";
-        // Blanks at the ends of a header's value go.
+        // Spaces at the ends of a header's value are removed.
         return {start + makeText(longest), makeText(longest), "t" + makeText(longest) + "t"};
     }
 
-    /// A request as new, on a connection of its own.
+    /// A new request with its own connection.
     static P<CNetRequest> makeRequest() {
         P<CNetRequest> request = new CNetRequest;
         setUp(*request);
@@ -91,7 +91,7 @@ protected:
         request.setOptionInt(CURLOPT_SSL_VERIFYHOST, 0);
     }
 
-    /// Performs; the error's code of a failure.
+    /// Performs the request and returns the error code of a failure.
     static CURLcode perform(CNetRequest& request) {
         try {
             request.perform();
@@ -101,8 +101,8 @@ protected:
         }
     }
 
-    /// No redacted log of any length shows a secret, which the confidential one does. What is not of the login is the
-    /// same transfer's with another one.
+    /// No redacted log of any length shows a secret; the confidential one does. Everything that does not belong to the login
+    /// is in the log of the same transfer with another login as well.
     static void expectHidden(CNetRequest& request, CNetRequest& other, const SecretParts& secrets) {
         const std::string otherText = dump(*other.getRedactedVerboseOutput(whole));
         const std::string confidential = dump(*request.getVerboseOutput(whole));
@@ -375,7 +375,7 @@ TEST_P(RedactionSMTPServer, NothingOfALoginIsShown) {
         const int kind = number % 2;
         const bool isRight = number / 2 % 2 == 0;
         SCOPED_TRACE(testing::Message() << "kind " << kind << (isRight ? ", right" : ", wrong"));
-        // The server takes lines of 512 bytes.
+        // The server accepts lines of 512 bytes.
         const Login login = makeLogin(isRight, 120);
         const P<CNetRequest> request = makeTransfer(kind, login);
         const P<CNetRequest> other = makeTransfer(kind, makeLogin(isRight, 120));

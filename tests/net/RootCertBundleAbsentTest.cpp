@@ -1,4 +1,4 @@
-// Runs beside a copy of the library that no resources belong to.
+// Runs with a copy of the library that has no resources.
 #include "tests/support/PrintText.h"
 #include "vexil/net/RootCertBundle.h"
 

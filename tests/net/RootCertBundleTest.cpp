@@ -20,7 +20,7 @@ fs::path toFileSystem(const Path& path) {
     return fs::path(std::u8string(bytes.begin(), bytes.end()));
 }
 
-/// Windows adds the drive.
+/// On Windows the path begins with the drive.
 fs::path ownBundle() {
     return fs::absolute(VEXIL_TEST_CA_BUNDLE);
 }
@@ -36,7 +36,7 @@ TEST(RootCertBundleTest, IsTheOneThatTheBuildBrings) {
 
 TEST(RootCertBundleTest, IsTheApplicationsIfItBringsOne) {
     const fs::path folder = fs::path(testing::TempDir()) / "RootCertBundleTest" / u8"ä€\U0001F600";
-    // What a run that failed has left.
+    // A failed run may have left it.
     fs::remove_all(folder.parent_path());
     fs::create_directories(folder / "vexil");
     std::ofstream(folder / "vexil" / "ca-bundle.crt") << "own";
@@ -46,7 +46,7 @@ TEST(RootCertBundleTest, IsTheApplicationsIfItBringsOne) {
 
     manager->addResourceFolder(path);
     EXPECT_EQ(toFileSystem(vexil::getRootCertBundlePath()), folder / "vexil" / "ca-bundle.crt");
-    // A folder is no bundle: the next place is looked into.
+    // A folder is not a bundle: the search continues at the next place.
     fs::remove(folder / "vexil" / "ca-bundle.crt");
     fs::create_directory(folder / "vexil" / "ca-bundle.crt");
     EXPECT_EQ(toFileSystem(vexil::getRootCertBundlePath()), ownBundle());

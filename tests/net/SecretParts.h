@@ -13,17 +13,15 @@
 
 namespace vexil_test {
 
-/// Looks for secrets in a log: plain, in base64, and either of them URL-encoded up to twice, as the log does with
-/// data.
+/// Searches a log for secrets: plain, in base64, and both of them URL-encoded up to twice, as the log does with data.
 ///
-/// A part of six bytes is enough to be found. What is shorter would be found by chance, and so would a secret that
-/// looks like the protocol's own words: a part does not count that also stands in the log of the same transfer with
-/// another login.
+/// A part of six bytes counts as found. Shorter parts would be found by chance. A secret may also look like words of the
+/// protocol: a part does not count if the log of the same transfer with another login contains it as well.
 class SecretParts {
 public:
     static constexpr std::size_t partLength = 6;
 
-    /// The secret alone and in base64.
+    /// The secret itself and in base64.
     void add(const std::string& secret) {
         addParts(toBase64(secret));
         addParts(secret);
@@ -33,7 +31,7 @@ public:
         }
     }
 
-    /// What HTTP and SMTP send, too.
+    /// Also the forms that HTTP and SMTP send.
     void addLogin(const std::string& user, const std::string& password) {
         using namespace std::string_literals;
         add(user);
@@ -42,7 +40,7 @@ public:
         add("\0"s + user + "\0"s + password);
     }
 
-    /// The first part that stands in a log but not in the other one; "" for none.
+    /// The first part that is in a log but not in the other one; "" if there is none.
     std::string findIn(const std::string& log, const std::string& otherLog = {}) const {
         std::string text = log;
         for (int level = 0; level < 3; ++level) {
@@ -130,7 +128,7 @@ public:
 
     std::size_t choose(std::size_t count) { return m_random() % count; }
 
-    /// Of that length in bytes: printable ASCII; UTF-8; what has a meaning in protocols; their words; any byte.
+    /// With this length in bytes: printable ASCII; UTF-8; characters with a meaning in protocols; words of protocols; any byte.
     std::string makeText(std::size_t length) {
         const std::size_t kind = choose(5);
         std::string text = kind == 3 ? makeWords(length) : "";

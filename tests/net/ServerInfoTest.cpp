@@ -152,15 +152,14 @@ TEST(ServerInfoTest, ThreadsShareARecord) {
             assembler.handleHeaderLine("\r\n");
             EXPECT_FALSE(info->isGetBroken());
             EXPECT_FALSE(info->isPutBroken());
-            // Header and flag belong together, whoever was first.
+            // Header and flag belong together, in every order of the threads.
             EXPECT_EQ(info->areGetRangesBroken(), info->getServerHeader().startsWith("DAV/"));
         }
     });
     EXPECT_NE(info->getServerHeader(), "");
 }
 
-/// One thread writes while another asks one question, with no lock before it: ThreadSanitizer sees the race of a question
-/// that takes none itself.
+/// One thread writes while another calls one getter, without a lock: ThreadSanitizer finds a getter that takes no lock itself.
 template <class Ask>
 void askWhileItLearns(Ask ask) {
     for (int round = 0; round < 20; ++round) {

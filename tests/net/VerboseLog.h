@@ -8,7 +8,7 @@
 
 namespace vexil_test {
 
-/// A request whose verbose log is filled by hand, as libcurl would.
+/// A request whose verbose log the test fills instead of libcurl.
 class LogRequest : public vexil::CNetRequest {
 public:
     using CNetRequest::createVerboseXmlElement;
@@ -22,7 +22,7 @@ public:
     }
 };
 
-/// An element in one line, as "receive type=header|text"; the time, which differs, is left out.
+/// An element as one line, "receive type=header|text", without the time, which differs.
 inline std::string describe(const zet::CXMLElement& element) {
     std::string line = element.getName().toUTF8();
     for (const auto& [name, value] : element.getAttributes().getEntries()) {

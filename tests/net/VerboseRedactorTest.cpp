@@ -48,7 +48,7 @@ protected:
         return describeChildren(*m_request->getRedactedVerboseOutput(maxLength));
     }
 
-    /// The text of one message of its own.
+    /// The text of a single message.
     std::string show(curl_infotype type, std::string_view bytes, unsigned int maxLength = whole) {
         m_request->resetForPerform();
         m_request->log(type, bytes);
@@ -207,7 +207,7 @@ TEST_F(VerboseRedactor, ShowsBodiesAndTLSDataAsSet) {
                             "send type=ssl_data bytes=10|Cookie%3A%20a%0A"));
 }
 
-// ---- remarks ---------------------------------------------------------------------------------------------
+// ---- libcurl's messages ----------------------------------------------------------------------------------
 
 TEST_F(VerboseRedactor, ReplacesCredentialsInRemarks) {
     const TextCase cases[] = {
@@ -286,7 +286,7 @@ TEST_F(VerboseRedactor, HidesTheEndOfAMessageThatLibcurlHasCut) {
             const std::string text = c.bytes + std::string(size - c.bytes.size() - 3, '1');
             EXPECT_EQ(show(CURLINFO_TEXT, text + "111\n"), c.shown) << size;
             EXPECT_EQ(show(CURLINFO_TEXT, text + "...\n"), c.shown) << size;
-            // The last byte that it keeps may look like a line end.
+            // The last byte that libcurl keeps may look like a line end.
             EXPECT_EQ(show(CURLINFO_TEXT, text + "11\r\n"), c.shown) << size;
             EXPECT_EQ(show(CURLINFO_TEXT, text + "11\n\n"), c.shown) << size;
         }
@@ -469,12 +469,12 @@ double measure(Function function) {
     return static_cast<double>(std::clock() - start);
 }
 
-/// Whether a text of 16 times the length takes at most 32 times the processor time, in the best of three runs. With the
-/// square of the length it would be 256 times.
+/// Whether a text of 16 times the length needs at most 32 times the processor time, in the best of three runs. Quadratic
+/// time would be 256 times.
 template <class Function>
 bool isLinear(Function redact, std::size_t length) {
     double timeOfShort = 0;
-    // As often as the other text is longer, because some systems measure whole milliseconds.
+    // Repeated as often as the other text is longer, because some systems measure whole milliseconds.
     for (int run = 0; run < 16; ++run) {
         timeOfShort += redact(length);
     }
@@ -629,7 +629,8 @@ TEST_F(VerboseRedactor, ReadsAChallengeAsLibcurlDoes) {
 TEST_F(VerboseRedactor, KeepsHidingWhenALoginIsNotDecided) {
     m_request->log(CURLINFO_HEADER_OUT, "AUTH PLAIN\r\n");
     m_request->log(CURLINFO_HEADER_IN, "334 \r\n");
-    m_request->log(CURLINFO_HEADER_OUT, "c2Vj");  // libcurl does not tell of what it sends of a line later on
+    m_request->log(CURLINFO_HEADER_OUT,
+                   "c2Vj");  // libcurl does not report the rest of a line that it sends later
     m_request->log(CURLINFO_HEADER_IN, "235 Accepted\r\n");
     m_request->log(CURLINFO_HEADER_OUT, "MAIL FROM:<a@b.c>\r\n");
     m_request->log(CURLINFO_HEADER_OUT, "DATA\r\n");
@@ -643,7 +644,7 @@ TEST_F(VerboseRedactor, KeepsHidingWhenALoginIsNotDecided) {
 
 TEST_F(VerboseRedactor, ReadsACommandBehindOneThatWasToldInPart) {
     m_request->log(CURLINFO_HEADER_OUT,
-                   "USER na");  // libcurl does not tell of what it sends of a line later on
+                   "USER na");  // libcurl does not report the rest of a line that it sends later
     m_request->log(CURLINFO_HEADER_IN, "331 Password required\r\n");
     m_request->log(CURLINFO_HEADER_OUT, "PASS secret\r\n");
     m_request->log(CURLINFO_HEADER_OUT, "P");
@@ -739,7 +740,7 @@ struct Credentials {
     std::string token;
 };
 
-/// Messages with made-up credentials, and all that must then not be found.
+/// Messages with invented credentials, and the texts that must not be found.
 class Exchange {
 public:
     Exchange(LogRequest& request, std::mt19937& random) : m_request(request), m_random(random) {
@@ -820,7 +821,7 @@ public:
         m_request.log(CURLINFO_HEADER_IN, "235 ok\r\n");
     }
 
-    /// The first secret, or part of one, that stands in a text; "" for none.
+    /// The first secret, or part of one, in a text; "" if there is none.
     std::string findLeak(const std::string& text) const {
         for (const std::string& part : m_parts) {
             if (text.find(part) != std::string::npos) {
@@ -835,7 +836,7 @@ private:
 
     std::size_t choose(std::size_t count) { return m_random() % count; }
 
-    /// 8 to 24 of all printable ASCII characters but the given ones; blanks not at the ends.
+    /// 8 to 24 printable ASCII characters except the given ones; no spaces at the ends.
     std::string makeText(std::string_view excluded) {
         std::string text;
         const std::size_t length = 8 + choose(17);
@@ -856,7 +857,7 @@ private:
         if (choose(2) == 0) {
             return escape(m_credentials.user) + ":" + escape(m_credentials.password);
         }
-        // What callers write who do not escape, as far as it still is a URL.
+        // As written by callers who do not escape, if it is still a URL.
         const std::string user = makeText(":/?# ");
         const std::string password = makeText("/?# ");
         addSecret(user);
@@ -868,7 +869,7 @@ private:
 
     std::string makeBasic() const { return toBase64(m_credentials.user + ":" + m_credentials.password); }
 
-    /// As one message or as many, of which the later ones may come as data.
+    /// As one message or as several, of which the later ones may come as data.
     void logInPieces(std::string_view head) {
         const std::size_t longest = choose(2) == 0 ? head.size() : 8 + choose(40);
         curl_infotype type = CURLINFO_HEADER_OUT;
@@ -880,7 +881,7 @@ private:
         }
     }
 
-    /// Not for FTP, where the name of a user is no secret.
+    /// Not for FTP, where a user name is not a secret.
     void addUser() {
         addSecret(m_credentials.user);
         addSecret(m_credentials.user + ":" + m_credentials.password);
@@ -936,7 +937,7 @@ protected:
         return "http://" + userInfo + "@127.0.0.1:" + std::to_string(m_peer.port()) + path;
     }
 
-    /// What was sent held this header; no tree of any length holds one of the texts.
+    /// The header was sent, and no tree of any length contains one of the texts.
     void expectSentAndHidden(const std::string& header, const std::vector<std::string>& secrets) {
         EXPECT_THAT(m_peer.requests().back().head, HasSubstr(header));
         expectHidden(secrets);
@@ -1001,7 +1002,7 @@ TEST_F(VerboseRedactorWire, HidesCustomHeadersAndTheCookieEngine) {
     headers->add("x-amz-security-token", "hidden");
     headers->add("Authorization", "AWS tester:buried");
     m_request->setCustomHTTPHeaders(headers);
-    // Turns the cookie engine on, as CURLOPT_COOKIEFILE would, whose list libcurl 7.88 loses in a reset.
+    // Turns the cookie engine on, as CURLOPT_COOKIEFILE does; libcurl 7.88 loses the list of the latter in a reset.
     m_request->setOptionString(CURLOPT_COOKIELIST, "Set-Cookie: b=c; domain=example.com");
     m_request->setURL(String::fromUTF8(m_peer.url("/a")));
     m_request->perform();

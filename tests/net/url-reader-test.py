@@ -1,15 +1,15 @@
-"""Compares what the library makes of generated texts in URLs and forms with Python's urllib.
+"""Compares the library's forms of generated texts in URLs and forms with those of Python's urllib.
 
-Usage: url-reader-test.py [LAUNCHER] PROGRAM    (see GeneratedURLTexts.cpp for what it writes)
+Usage: url-reader-test.py [LAUNCHER] PROGRAM    (GeneratedURLTexts.cpp describes its output)
 
-The two differ where the library's contract wants it:
+The two differ if the library's contract requires it:
 
 - urlEscape, and the forms unless told otherwise, write hexadecimal digits in lower case: callers compare and sign such
   texts. urllib writes upper case.
-- Half a surrogate pair is U+FFFD, in what is escaped and in what is unescaped, as wherever a text becomes UTF-8. urllib
-  refuses to escape it, and leaves it when it unescapes.
-- Of escaped bytes that are not UTF-8 each becomes one U+FFFD. urllib puts one for those that begin one character.
-- An empty piece of a query is the empty name with the empty value. urllib leaves it out.
+- Half a surrogate pair becomes U+FFFD, in escaping and unescaping, as in every conversion to UTF-8. urllib refuses to
+  escape it, and keeps it in unescaping.
+- Each escaped byte that is not UTF-8 becomes one U+FFFD. urllib writes one for all bytes that begin one character.
+- An empty piece of a query is the empty name with the empty value. urllib ignores it.
 - A name without "=" or without a value is kept. urllib leaves it out, unless it is asked to keep it.
 - Of names that repeat the last one counts. urllib keeps all pairs.
 
@@ -42,7 +42,7 @@ def with_lower_case_digits(escaped):
 
 
 def in_order(names):
-    """In the order of characters, which for Windows (by a launcher) is that of their units of UTF-16."""
+    """In the order of characters; for Windows (with a launcher), of their UTF-16 units."""
     if len(PROGRAM) > 1:
         return sorted(names.items(), key=lambda item: item[0].encode("utf-16-be", "surrogatepass"))
     return sorted(names.items())
