@@ -1,7 +1,7 @@
 #include "vexil/net/CredentialFinder.h"
 
-#include "vexil/net/ASCIIText.h"
 #include "vexil/net/URLCredentialFinder.h"
+#include "zet/ASCII.h"
 
 #include <algorithm>
 #include <array>
@@ -41,9 +41,9 @@ constexpr std::array<std::string_view, 20> secretHeaders = {
 constexpr std::array<std::string_view, 5> urlHeaders = {"location", "content-location", "referer",
                                                         "destination", "origin"};
 
-/// What a header name can hold of what surrounds it in a message.
+/// Characters allowed in a header name; used to find its boundaries inside a libcurl message.
 constexpr bool isNameCharacter(char c) {
-    return isASCIIAlphanumeric(c) || c == '-' || c == '_';
+    return zet::isAlphanumeric(c) || c == '-' || c == '_';
 }
 
 std::size_t skipSpaces(std::string_view text, std::size_t position) {
@@ -61,12 +61,12 @@ TextRanges toRanges(TextRange range) {
 template <std::size_t count>
 bool isOneOf(std::string_view name, const std::array<std::string_view, count>& names) {
     return std::any_of(names.begin(), names.end(),
-                       [&](std::string_view other) { return equalsNoCase(name, other); });
+                       [&](std::string_view other) { return zet::equalsNoCase(name, other); });
 }
 
 // ---- headers ---------------------------------------------------------------------------------------------
 
-/// A header line; without a name for other lines.
+/// A header line. Other lines have no name.
 struct Header {
     std::string_view name;
     std::size_t value = 0;
@@ -98,7 +98,7 @@ TextRanges findUnusualURLs(const Header& header, std::string_view line) {
 
 // ---- libcurl's messages ----------------------------------------------------------------------------------
 
-/// The name that ends before that colon, wherever in a line.
+/// The name before a colon, anywhere in a line.
 std::string_view findNameBefore(std::string_view line, std::size_t colon) {
     const std::string_view text = trimRight(line.substr(0, colon));
     std::size_t begin = text.size();
@@ -108,7 +108,7 @@ std::string_view findNameBefore(std::string_view line, std::size_t colon) {
     return text.substr(begin);
 }
 
-/// The header of an HTTP/2 request: "h2h3 [authorization: Basic …]". A long message is cut, bracket and all.
+/// The header of an HTTP/2 request: "h2h3 [authorization: Basic …]". A long message is cut and has no bracket at its end.
 TextRanges findSecretHeaderInMessage(std::string_view line) {
     for (std::size_t colon = line.find(':'); colon != npos; colon = line.find(':', colon + 1)) {
         if (isOneOf(findNameBefore(line, colon), secretHeaders)) {
@@ -118,13 +118,14 @@ TextRanges findSecretHeaderInMessage(std::string_view line) {
     return {};
 }
 
-/// Whether libcurl may have cut it. It keeps 255 bytes of an error (CURL_ERROR_SIZE) and of anything else 2047 bytes, or
-/// 2043 and "..." from version 8 on. Some less, because the end of what it keeps may look like a line end.
+/// Whether libcurl may have cut the message. It keeps 255 bytes of an error (CURL_ERROR_SIZE) and 2047 bytes of another
+/// message; version 8 and newer keep 2043 and add "...". The limits here are some bytes lower, because the last bytes may
+/// look like a line end.
 bool mayBeCut(std::string_view message) {
     return message.size() == 254 || message.size() == 255 || message.size() >= 2040;
 }
 
-/// What follows `before`, up to the last `after`, or to the end of a message that was cut.
+/// The text after `before`, up to the last `after`, or to the end of a message that was cut.
 TextRanges findBetween(std::string_view message, std::string_view before, std::string_view after) {
     const std::size_t found = message.find(before);
     if (found == npos) {
@@ -141,7 +142,7 @@ TextRanges findCookieInMessage(std::string_view message) {
     return isCookie ? findBetween(message, "=\"", "\" for domain ") : TextRanges();
 }
 
-/// "Server auth using Basic with user 'name'", where the name may be a token that was given as one.
+/// "Server auth using Basic with user 'name'". The name may be a token.
 TextRanges findUserInMessage(std::string_view message) {
     return findBetween(message, " with user '", "'");
 }
@@ -156,8 +157,8 @@ TextRanges findProxyInMessage(std::string_view message) {
 
 constexpr std::string_view quotedURLStart = " URL: '";
 
-/// "Issue another request to this URL: 'http:user:password@host'": the URL is what a server has sent, white space and
-/// quotes included.
+/// "Issue another request to this URL: 'http:user:password@host'". The URL comes from a server and may contain white space
+/// and quotes.
 TextRanges findQuotedURLInMessage(std::string_view message) {
     const TextRanges quoted = findBetween(message, quotedURLStart, "'");
     TextRanges ranges;
@@ -170,15 +171,15 @@ TextRanges findQuotedURLInMessage(std::string_view message) {
     return ranges;
 }
 
-/// Whether the "@" after the user information may come only after the end of the text, which begins where user, host and
-/// port do.
+/// Whether the "@" after the user information may come after the end of the text. The text begins with user, host and
+/// port.
 bool mayLackAt(std::string_view text) {
     const std::size_t end = text.find_first_of("/?#");
     const std::string_view authority = text.substr(0, end);
     return end == npos || (authority.find('@') == npos && hasOddPort(authority));
 }
 
-/// All from there to the end of a message that was cut in the login of a URL.
+/// Everything from there to the end of a message that was cut inside the login of a URL.
 TextRanges findCutLogin(std::string_view message, std::size_t authority) {
     return mayLackAt(message.substr(authority)) ? toRanges({authority, message.size()}) : TextRanges();
 }
@@ -210,7 +211,7 @@ TextRanges findInMessageLine(std::string_view line) {
     return ranges;
 }
 
-/// Headers and URLs, which have no line ends in them.
+/// Headers and URLs, which contain no line ends.
 TextRanges findInMessageLines(std::string_view message) {
     TextRanges ranges;
     for (std::size_t begin = 0; begin < message.size();) {
@@ -223,7 +224,7 @@ TextRanges findInMessageLines(std::string_view message) {
 
 // ---- commands --------------------------------------------------------------------------------------------
 
-/// What servers may take between the words of a command.
+/// The characters that servers may accept between the words of a command.
 constexpr std::string_view commandSpaces = " \t\v\f\r";
 
 std::size_t skipCommandSpaces(std::string_view line, std::size_t position) {
@@ -234,19 +235,19 @@ std::size_t skipCommandSpaces(std::string_view line, std::size_t position) {
 std::size_t findArgument(std::string_view line, std::string_view command) {
     const std::size_t begin = skipCommandSpaces(line, 0);
     const std::size_t end = begin + command.size();
-    const bool isCommand = end < line.size() && startsWithNoCase(line.substr(begin), command) &&
+    const bool isCommand = end < line.size() && zet::startsWithNoCase(line.substr(begin), command) &&
                            commandSpaces.find(line[end]) != npos;
     return isCommand ? end + 1 : npos;
 }
 
-/// An HTTP method may be called as a command is: "AUTH /path HTTP/1.1".
+/// An HTTP method may have the same name as a command: "AUTH /path HTTP/1.1".
 bool isRequestLine(std::string_view line) {
     static constexpr std::string_view protocol = " HTTP/";
     const std::size_t target = std::min(line.find(' ') + 1, line.size());
     const std::string_view rest = line.substr(std::min(line.find(' ', target), line.size()));
     const std::string_view version = rest.substr(std::min(protocol.size(), rest.size()));
     return rest.starts_with(protocol) &&
-           std::all_of(version.begin(), version.end(), [](char c) { return isASCIIDigit(c) || c == '.'; });
+           std::all_of(version.begin(), version.end(), [](char c) { return zet::isDigit(c) || c == '.'; });
 }
 
 }  // namespace
@@ -281,7 +282,7 @@ std::optional<TextRange> findLoginArgument(std::string_view line) {
     const std::size_t begin = skipCommandSpaces(line, argument);
     const std::size_t end = std::min(line.find_first_of(commandSpaces, begin), line.size());
     const std::string_view mechanism = line.substr(begin, end - begin);
-    if (equalsNoCase(mechanism, "TLS") || equalsNoCase(mechanism, "SSL")) {
+    if (zet::equalsNoCase(mechanism, "TLS") || zet::equalsNoCase(mechanism, "SSL")) {
         return std::nullopt;
     }
     static constexpr std::size_t longestMechanism = 20;  // RFC 4422, 3.1

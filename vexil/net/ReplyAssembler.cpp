@@ -1,5 +1,7 @@
 #include "vexil/net/ReplyAssembler.h"
 
+#include "zet/ASCII.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -9,12 +11,9 @@ namespace {
 
 constexpr std::size_t codeLength = 3;
 
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-
 bool beginsWithCode(std::string_view line) {
-    return line.size() >= codeLength && std::all_of(line.begin(), line.begin() + codeLength, isDigit);
+    return line.size() >= codeLength &&
+           std::all_of(line.begin(), line.begin() + codeLength, zet::isDigit<char>);
 }
 
 std::string_view withoutLineEnd(std::string_view line) {
@@ -24,7 +23,7 @@ std::string_view withoutLineEnd(std::string_view line) {
     return line;
 }
 
-/// The character after the code, NUL for none.
+/// The character after the code, NUL if there is none.
 char getSeparator(std::string_view line) {
     return line.size() > codeLength ? line[codeLength] : '\0';
 }
@@ -70,7 +69,7 @@ CNetReply makeReply(const std::string& bytes) {
     const std::string_view last = lines.back();
     String text;
     for (const std::string_view line : lines) {
-        // FTP has the code in the first and the last line only, but many servers put it into each.
+        // FTP requires the code only in the first and the last line, but many servers put it into each.
         const bool hasCode = line.data() == first.data() || line.data() == last.data() ||
                              (isFirstLine(line) && parseCode(line) == parseCode(first));
         if (line.data() != first.data()) {
@@ -89,7 +88,7 @@ void CReplyAssembler::addLine(std::string_view line) noexcept {
     } catch (...) {
         m_isLineLost = true;
     }
-    // Also of a line that could not be kept.
+    // Even if the line could not be kept.
     if (isLastLine(withoutLineEnd(line))) {
         noteCode(parseCode(line));
     }

@@ -1,6 +1,6 @@
 #include "vexil/net/URLCredentialFinder.h"
 
-#include "vexil/net/ASCIIText.h"
+#include "zet/ASCII.h"
 
 #include <algorithm>
 #include <array>
@@ -13,7 +13,7 @@ namespace {
 constexpr std::size_t npos = std::string_view::npos;
 constexpr std::string_view authorityEnds = "/?#";
 
-/// Query arguments whose value is a secret: presigned URLs, OAuth (RFC 6749, 6750) and what services name their keys.
+/// Query arguments whose value is a secret: of presigned URLs, of OAuth (RFC 6749, 6750), and usual names of keys.
 constexpr std::array<std::string_view, 19> secretArguments = {"signature",
                                                               "x-amz-signature",
                                                               "x-amz-credential",
@@ -38,8 +38,8 @@ std::size_t skipSlashes(std::string_view text, std::size_t position) {
     return std::min(text.find_first_not_of('/', position), text.size());
 }
 
-/// Position of the "@" after the user information that begins at `start`; npos without one. Spaces and quotes do not end
-/// it: rather too much than a part of a password.
+/// Position of the "@" after the user information that begins at `start`; npos if there is none. Spaces and quotes do not
+/// end it: it is better to hide too much than to show part of a password.
 /// \param textsLastAt  position of the last "@" of the whole text
 std::size_t findUserInfoEnd(std::string_view text, std::size_t start, std::size_t textsLastAt) {
     const std::string_view authority = text.substr(start, text.find_first_of(authorityEnds, start) - start);
@@ -51,14 +51,14 @@ std::size_t findUserInfoEnd(std::string_view text, std::size_t start, std::size_
     return lastAt != npos && lastAt > start ? lastAt : npos;
 }
 
-/// Where the next URL's user, host and port begin.
+/// Offset of the next URL's user, host and port.
 std::size_t findAuthority(std::string_view text, std::size_t from) {
     const std::size_t found = text.find("://", from);
     return found == npos ? npos : skipSlashes(text, found + 1);
 }
 
 TextRanges findURLCredentialsFrom(std::string_view text, std::size_t authority) {
-    // Once: a search for each URL would make the time grow with the square of the length.
+    // Searched only once: a search for each URL would need quadratic time.
     const std::size_t lastAt = text.rfind('@');
     TextRanges ranges;
     while (authority != npos) {
@@ -71,10 +71,10 @@ TextRanges findURLCredentialsFrom(std::string_view text, std::size_t authority) 
     return ranges;
 }
 
-/// Where the value begins if a secret argument begins the text; npos otherwise.
+/// Offset of the value if the text begins with a secret argument; npos otherwise.
 std::size_t findSecretValue(std::string_view text) {
     for (const std::string_view name : secretArguments) {
-        if (text.size() > name.size() && text[name.size()] == '=' && startsWithNoCase(text, name)) {
+        if (text.size() > name.size() && text[name.size()] == '=' && zet::startsWithNoCase(text, name)) {
             return name.size() + 1;
         }
     }
@@ -103,7 +103,7 @@ TextRanges findArguments(std::string_view text, std::string_view valueEnds) {
 }  // namespace
 
 std::size_t findAuthorityOfURL(std::string_view url) {
-    const auto notScheme = [](char c) { return !isASCIIAlphanumeric(c) && c != '+' && c != '-' && c != '.'; };
+    const auto notScheme = [](char c) { return !zet::isAlphanumeric(c) && c != '+' && c != '-' && c != '.'; };
     const auto schemeEnd =
         static_cast<std::size_t>(std::find_if(url.begin(), url.end(), notScheme) - url.begin());
     if (url.substr(schemeEnd).starts_with(":/")) {
@@ -119,7 +119,7 @@ bool hasOddPort(std::string_view authority) {
         return false;
     }
     const std::string_view port = authority.substr(colon + 1);
-    return port.empty() || !std::all_of(port.begin(), port.end(), isASCIIDigit);
+    return port.empty() || !std::all_of(port.begin(), port.end(), zet::isDigit<char>);
 }
 
 TextRanges findURLCredentials(std::string_view line) {

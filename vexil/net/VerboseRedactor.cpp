@@ -1,6 +1,6 @@
 #include "vexil/net/VerboseRedactor.h"
 
-#include "vexil/net/ASCIIText.h"
+#include "zet/ASCII.h"
 
 #include <algorithm>
 
@@ -18,7 +18,7 @@ std::string_view withoutLineEnd(std::string_view line) {
     return line;
 }
 
-/// Position behind the line that begins there.
+/// Position after the line that begins there.
 std::size_t findLineEnd(std::string_view text, std::size_t begin) {
     const std::size_t lineFeed = text.find('\n', begin);
     return lineFeed == std::string_view::npos ? text.size() : lineFeed + 1;
@@ -28,13 +28,13 @@ TextRanges wholeLine(std::string_view line, std::size_t begin = 0) {
     return begin < line.size() ? TextRanges{{begin, line.size()}} : TextRanges();
 }
 
-/// The code of the line that ends a reply of an SMTP server, 0 for all other lines, as libcurl reads it: the code is
-/// followed by a space, or the line has five bytes with its line end, and then any of them may be a digit of the code.
+/// The code of the line that ends a reply of an SMTP server, 0 for all other lines, as libcurl reads it: a space follows the
+/// code, or the line has five bytes with its line end. In the latter case each of them may be a digit of the code.
 int readFinalCode(std::string_view lineWithEnd) {
     static constexpr std::size_t codeLength = 3;
     static constexpr std::size_t bareLineLength = 5;
     const bool isBare = lineWithEnd.size() == bareLineLength;
-    const auto notDigit = std::find_if_not(lineWithEnd.begin(), lineWithEnd.end(), isASCIIDigit);
+    const auto notDigit = std::find_if_not(lineWithEnd.begin(), lineWithEnd.end(), zet::isDigit<char>);
     const auto digits = static_cast<std::size_t>(notDigit - lineWithEnd.begin());
     const bool isFinal = isBare || (lineWithEnd.size() > codeLength && lineWithEnd[codeLength] == ' ');
     if (digits < codeLength || !isFinal) {
@@ -53,7 +53,7 @@ bool isLoginVerdict(std::string_view lineWithEnd) {
     return code == 235 || (code >= 500 && code <= 599);
 }
 
-/// The reply that asks the client to go on with its login, also where the command for it was not seen whole.
+/// The reply that asks the client to continue its login. It counts even if the command for it was not seen as a whole.
 bool isLoginChallenge(std::string_view lineWithEnd) {
     return lineWithEnd.starts_with("334") || readFinalCode(lineWithEnd) == 334;
 }
@@ -131,7 +131,7 @@ void CVerboseRedactor::finishLine(Direction& direction) {
     m_sent.isAnswered = !m_sent.line.empty();
 }
 
-/// Both are in order, so that one pass over both is enough.
+/// Both are in order: one pass over both is enough.
 void CVerboseRedactor::storeSecrets(const std::vector<Piece>& pieces, const TextRanges& secrets) {
     auto piece = pieces.begin();
     for (const TextRange& secret : secrets) {
@@ -146,7 +146,7 @@ void CVerboseRedactor::storeSecrets(const std::vector<Piece>& pieces, const Text
     }
 }
 
-/// The part of the secret that stands in this piece.
+/// The part of the secret that is in this piece.
 void CVerboseRedactor::storeSecret(const Piece& piece, TextRange secret) {
     const std::size_t begin = std::max(secret.begin, piece.inLine.begin);
     const std::size_t end = std::min(secret.end, piece.inLine.end);
@@ -154,8 +154,8 @@ void CVerboseRedactor::storeSecret(const Piece& piece, TextRange secret) {
     m_records[piece.record].secrets.push_back({inRecord, inRecord + (end - begin)});
 }
 
-/// libcurl does not tell of the rest of a command that it could send only in part. So what seems to go on in the middle
-/// of a line that was answered may begin one.
+/// If libcurl could send a command only partly, it does not report the rest. After a reply in the middle of a line, the
+/// apparent rest of that line may therefore be a new command.
 void CVerboseRedactor::readPossibleCommand() {
     Record& record = m_records.back();
     if (!m_sent.isAnswered || record.bytes.empty()) {
