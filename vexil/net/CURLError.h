@@ -9,20 +9,19 @@ namespace vexil {
 
 /// A failed call of libcurl, or an HTTP status outside 200 to 299 (code 22, CURLE_HTTP_RETURNED_ERROR).
 ///
-/// The domain is "curl" for a code of the easy interface (CURLcode) and "curlm" for one of the multi
-/// interface (CURLMcode); getCode() is that code. What the server said stands in the members and, for
-/// programs that only know CError, in the properties, in this order and each only when it is known:
-/// "responseCodeDomain" ("http", "ftp", "smtp"), "responseCode" (decimal, above 0), "serverMessage",
-/// "httpStatusLine", "url", "httpMethod".
+/// The domain is "curl" for a code of the easy interface (CURLcode) and "curlm" for one of the multi interface
+/// (CURLMcode); getCode() is that code. The members tell what the server has sent. For programs that only know CError,
+/// so do the properties, in this order and each only if it is known: "responseCodeDomain" ("http", "ftp", "smtp"),
+/// "responseCode" (decimal, above 0), "serverMessage", "httpStatusLine", "url", "httpMethod".
 ///
 /// A plain value; clone() and throwClone() carry it to another thread with its type.
 class VEXIL_API CCURLError : public CError {
 public:
     /// \param code                result of an easy-interface call
     /// \param errorDetail         libcurl's error buffer, "" for none
-    /// \param responseCodeDomain  protocol family of the response code, "" when there was no response
+    /// \param responseCodeDomain  protocol family of the response code, "" if there was no response
     /// \param responseCode        the server's last response code; below 1 for none
-    /// \param serverMessage       text of the server's answer, "" for none
+    /// \param serverMessage       text of the server's response or reply, "" for none
     /// \param httpStatusLine      last HTTP status line, without its line end, "" for none
     /// \param url                 URL of the request as it was set
     /// \param httpMethod          method as it was set, "" for the default
@@ -37,8 +36,8 @@ public:
     CCURLError& operator=(const CCURLError&) = default;
     ~CCURLError() override;
 
-    /// libcurl's text for the code, then ": " and the detail if there is one, then
-    /// " (response code: DOMAIN CODE)" if the code is at least 1.
+    /// libcurl's text for the code, then ": " and the detail if there is one, then " (response code: DOMAIN CODE)" if
+    /// the code is at least 1.
     static String makeErrorText(CURLcode code, const String& errorDetail, const String& responseCodeDomain,
                                 int responseCode);
     /// The same with " (response code: CODE)".
@@ -46,18 +45,18 @@ public:
 
     /// The server's last response code; below 1 for none.
     int getResponseCode() const noexcept { return m_responseCode; }
-    /// The "responseCode" of a property list: -1 when it has none, 0 when it is no number.
+    /// The "responseCode" of a property list: -1 if there is none, 0 if it is not a number.
     static int getResponseCode(const CProps& props);
-    /// Protocol family of the response code: "http", "ftp" or "smtp"; "" when there was no response.
+    /// Protocol family of the response code: "http", "ftp" or "smtp"; "" if there was no response.
     String getResponseCodeDomain() const { return m_responseCodeDomain; }
-    /// The "responseCodeDomain" of a property list, "" when it has none.
+    /// The "responseCodeDomain" of a property list, "" if there is none.
     static String getResponseCodeDomain(const CProps& props);
-    /// Text of the server's answer, "" for none: of an HTTP error body as
-    /// CNetRequest::getServerErrorMessageFromResponseData() makes it, of an SMTP reply the last line.
+    /// The server's text, "" for none: for HTTP that of the error body
+    /// (CNetRequest::getServerErrorMessageFromResponseData()), for SMTP the last line of the reply.
     const String& getServerMessage() const noexcept { return m_serverMessage; }
     /// Last HTTP status line, without its line end; "" for none.
     const String& getHTTPStatusLine() const noexcept { return m_httpStatusLine; }
-    /// URL of the request as it was set: credentials that were put into it are shown.
+    /// URL of the request as it was set, with the credentials that are in it.
     const String& getURL() const noexcept { return m_url; }
     /// HTTP method as it was set; "" for the default and for other protocols.
     const String& getHTTPMethod() const noexcept { return m_httpMethod; }

@@ -10,7 +10,7 @@ namespace vexil {
 
 namespace {
 
-// Nothing that could wake a sleeper may be called in a signal handler on every system.
+// A signal handler may cancel, and not every system has a way to wake a thread from there.
 constexpr int longestSleep = 50;  // milliseconds
 
 }  // namespace

@@ -7,19 +7,19 @@
 
 namespace vexil {
 
-/// A wish to stop that is never taken back, for any number of requests, tries and steps of an operation.
+/// Cancels an operation for good, with all of its requests, tries and steps.
 ///
-/// CNetRequest::cancel() ends the transfer that runs, and is forgotten when the next one starts: between two tries of a
-/// client it is lost. A token stays cancelled, so that every transfer of every request that has it
-/// (CNetRequest::setCancelToken(), CSMTPClient::setCancelToken()) ends, those that have not begun too. For other work,
-/// make another token.
+/// CNetRequest::cancel() ends the running transfer and is forgotten when the next one starts: between two tries of a
+/// client it has no effect. A token stays cancelled. It ends every transfer of every request that has it
+/// (CNetRequest::setCancelToken(), CSMTPClient::setCancelToken()), also those that have not begun. For other work,
+/// create another token.
 ///
-/// Thread safety: every member may be called from any thread at once, cancel() and isCancelled() from a signal handler
-/// too. A handler must find the token alive: keep a P to it for as long as the handler is installed.
+/// Thread safety: any thread may call every member at any time. A signal handler may call cancel() and isCancelled().
+/// Keep a P to the token while the handler is installed.
 ///
 /// \code
 /// P<CCancelToken> stop = new CCancelToken;
-/// request->setCancelToken(stop);               // lasts past the reset() of each operation
+/// request->setCancelToken(stop);               // survives the reset() of each operation
 /// client.putObject(*request, "bucket", "key", stream, size, "");
 /// // anywhere else, at any time: stop->cancel();
 /// \endcode
@@ -31,16 +31,17 @@ public:
     CCancelToken& operator=(const CCancelToken&) = delete;
     ~CCancelToken() override;
 
-    /// Cancels for good. A transfer that runs ends as after CNetRequest::cancel(), but under a manager only within 100 ms:
-    /// nothing is called and no lock is taken here.
+    /// Cancels for good. A running transfer ends as after CNetRequest::cancel(). Under a manager that takes up to 100
+    /// ms, because this function wakes no thread and takes no lock.
     void cancel() noexcept;
     /// Whether cancel() was called.
     bool isCancelled() const noexcept;
-    /// \throws CCURLError of code 42 (CURLE_ABORTED_BY_CALLBACK) with the detail "transfer cancelled" when it is cancelled
+    /// \throws CCURLError of code 42 (CURLE_ABORTED_BY_CALLBACK) with the detail "transfer cancelled" if it is
+    ///         cancelled
     void throwIfCancelled() const;
     /// Sleeps between two tries.
-    /// \param milliseconds  0 and less do not sleep
-    /// \return false, within 50 ms, when it is or becomes cancelled; true at the end of the time
+    /// \param milliseconds  0 or less does not sleep
+    /// \return true at the end of the time; false if the token is cancelled, at most 50 ms later
     bool pause(int milliseconds) const;
 
 private:

@@ -4,9 +4,9 @@ namespace vexil {
 
 namespace {
 
-/// How an option counts.
+/// The kind of an option's value.
 enum class Kind {
-    None,              ///< not at all
+    None,              ///< the option has no effect on connections
     Number,            ///< 0 is the default
     Check,             ///< not 0 is the default
     Text,              ///< null is the default
@@ -71,7 +71,7 @@ Kind kindOf(CURLoption option) noexcept {
     }
 }
 
-/// Whether libcurl compares an option that counts for connections that begin with TLS.
+/// Whether libcurl compares the option for connections that begin with TLS.
 bool isComparedWithTLS(CURLoption option) noexcept {
     switch (option) {
     case CURLOPT_LOGIN_OPTIONS:

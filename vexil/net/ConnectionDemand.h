@@ -7,13 +7,13 @@
 
 namespace vexil {
 
-/// What a request demands of its connection and libcurl 7.88 does not compare before it takes a kept one: all options
-/// of TLS where a connection begins in plain (CURLOPT_USE_SSL), and those that it compares for no protocol.
+/// The options of a connection that libcurl 7.88 does not compare before it uses a kept connection: all TLS options if
+/// a connection begins without TLS (CURLOPT_USE_SSL), and those that it compares for no protocol.
 class CConnectionDemand {
 public:
     /// @{
 
-    /// Told of each option that libcurl has taken, with its value. Takes no notice of most.
+    /// Call it for each option that libcurl has accepted, with its value. Most options have no effect.
     void note(CURLoption option, long long value) noexcept;
     void note(CURLoption option, const void* value) noexcept;
     /// @}
@@ -21,9 +21,9 @@ public:
     /// Back to libcurl's defaults (curl_easy_reset()).
     void clear() noexcept;
 
-    /// The same text for the same demand. "" where libcurl compares all that there is.
+    /// Equal texts for equal demands. "" if libcurl compares everything.
     std::string getKey() const;
-    /// Whether memory has run out for a note: the key is not complete.
+    /// Whether the key is incomplete because memory was short.
     bool isUnknown() const noexcept { return m_isUnknown; }
 
 private:
@@ -32,7 +32,7 @@ private:
     template <class MakeValue>
     void set(CURLoption option, bool isDefault, MakeValue makeValue) noexcept;
 
-    Values m_comparedWithTLS;  // by libcurl, where a connection begins with TLS
+    Values m_comparedWithTLS;  // by libcurl if a connection begins with TLS
     Values m_neverCompared;
     bool m_isUnknown = false;
 };

@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::size_t maxPools = 16;
 
-// Before, it keeps them by request, and loses the memory of those of a request that begins to share its own.
+// An older libcurl keeps them by request, and leaks those of a request that begins to share.
 bool doesLibcurlMixSessions() {
     constexpr unsigned int firstVersion = 0x080c00;  // 8.12.0
     return curl_version_info(CURLVERSION_NOW)->version_num >= firstVersion;

@@ -8,26 +8,26 @@
 
 namespace vexil {
 
-/// Gives libcurl's objects back to it.
+/// Frees libcurl's objects.
 struct CCurlDeleter {
     /// @{
 
-    /// Frees the object by the function that libcurl has for its kind. It must not be in use.
+    /// Frees the object with libcurl's function for its kind. It must not be in use.
     void operator()(CURL* handle) const noexcept { curl_easy_cleanup(handle); }
     void operator()(curl_slist* list) const noexcept { curl_slist_free_all(list); }
     void operator()(char* text) const noexcept { curl_free(text); }
     /// @}
 };
 
-/// Gives a multi handle back to libcurl, to which it is of the same type as an easy handle.
+/// Frees a multi handle, which in libcurl has the same type as an easy handle.
 struct CCurlMultiDeleter {
-    /// Frees the handle; no easy handle may be on it.
+    /// Frees the handle. It must not contain an easy handle.
     void operator()(CURLM* handle) const noexcept { curl_multi_cleanup(handle); }
 };
 
-/// Gives a share handle back to libcurl, to which it is of the same type as an easy handle.
+/// Frees a share handle, which in libcurl has the same type as an easy handle.
 struct CCurlShareDeleter {
-    /// Frees the handle, with the connections that it keeps; no easy handle may use it.
+    /// Frees the handle and its connections. No easy handle may use it.
     void operator()(CURLSH* handle) const noexcept { curl_share_cleanup(handle); }
 };
 
@@ -37,7 +37,7 @@ using CurlEasyHandle = std::unique_ptr<CURL, CCurlDeleter>;
 using CurlMultiHandle = std::unique_ptr<CURLM, CCurlMultiDeleter>;
 /// Owner of a share handle.
 using CurlShareHandle = std::unique_ptr<CURLSH, CCurlShareDeleter>;
-/// Owner of a list, from its head on.
+/// Owner of a whole list, through its first node.
 using CurlStringList = std::unique_ptr<curl_slist, CCurlDeleter>;
 /// Owner of a text that libcurl has allocated.
 using CurlString = std::unique_ptr<char, CCurlDeleter>;

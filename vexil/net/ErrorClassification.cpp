@@ -43,7 +43,7 @@ bool isLocalFailure(int64 curlCode) {
 }
 
 bool isTransientStatus(int64 status) {
-    // RFC 9110, 15; RFC 8470, 5.2; RFC 6585, 4; the last ones are those of a well-known content delivery network.
+    // RFC 9110, 15; RFC 8470, 5.2; RFC 6585, 4; 520 to 527 are those of a well-known content delivery network.
     return isOneOf(status, {408, 425, 429, 500, 502, 503, 504}) || (status >= 520 && status <= 527);
 }
 
@@ -54,8 +54,8 @@ bool isTransientS3Code(const String& code) {
                           "TooManyRequests", "TooManyRequestsException", "XAmzContentSHA256Mismatch"});
 }
 
-// RFC 959, 4.2.1 and RFC 4217, 10: of the "transient negative" replies those that pass by themselves. A full disk (452) does
-// not pass so soon.
+// RFC 959, 4.2.1 and RFC 4217, 10: the "transient negative" replies whose cause soon ends without help. A full disk (452)
+// does not.
 bool isTransientFTPReply(int reply) {
     return isOneOf(reply, {421, 425, 426, 431, 434, 450, 451});
 }
@@ -65,7 +65,7 @@ bool isTransientMailReply(int reply) {
     return reply >= 400 && reply <= 499 && reply != replyPasswordTransition;
 }
 
-/// The number of three digits at the beginning; -1 for none.
+/// The number of three digits at the beginning; -1 if there is none.
 int readStatus(std::wstring_view text) {
     int number = 0;
     for (std::size_t i = 0; i < 3; ++i) {
@@ -77,8 +77,8 @@ int readStatus(std::wstring_view text) {
     return number;
 }
 
-/// The status with which a proxy has refused a tunnel; -1 for none. The status line of an HTTP response is the proxy's as
-/// long as the server has said nothing. For other protocols libcurl tells it in its text only.
+/// The status with which a proxy has refused a tunnel; -1 if there is none. Until the server responds, the HTTP status line
+/// is the proxy's. For other protocols the status is only in libcurl's text.
 int findTunnelStatus(const CError& error) {
     if (error.getCode() != CURLE_RECV_ERROR || CCURLError::getResponseCode(error.getProps()) > 0) {
         return -1;
@@ -99,7 +99,7 @@ Verdict judge(bool isTransient) {
     return isTransient ? Verdict::Transient : Verdict::Final;
 }
 
-/// By what the server has said.
+/// By the status or reply of the server.
 Verdict judgeResponse(int64 curlCode, const CProps& props) {
     const String domain = CCURLError::getResponseCodeDomain(props);
     const int code = CCURLError::getResponseCode(props);
@@ -115,7 +115,7 @@ Verdict judgeResponse(int64 curlCode, const CProps& props) {
     if (domain == "smtp") {
         return judge(isTransientMailReply(code));
     }
-    // A transfer that broke has left the last reply, which may be to a command that need not succeed, such as SIZE.
+    // After an interrupted transfer the last reply may belong to a command that may fail, such as SIZE.
     const bool isStale = isOneOf(curlCode, {CURLE_OPERATION_TIMEDOUT, CURLE_GOT_NOTHING, CURLE_RECV_ERROR});
     return domain == "ftp" && !isStale ? judge(isTransientFTPReply(code)) : Verdict::None;
 }

@@ -6,16 +6,15 @@
 
 namespace vexil {
 
-/// Starts the TLS layer and libcurl, once a process, when the first request, header list or manager is made.
-/// Nothing happens when the library is loaded, and libcurl stays started until the process ends.
+/// Starts the TLS layer and libcurl, once a process, when the first request, header list or manager is created. Nothing
+/// happens when the library is loaded, and libcurl stays started until the process ends.
 ///
 /// Thread safety: all public members, from any thread.
 class VEXIL_API CGlobalInit : public virtual CBase {
 public:
-    /// The instance, made on first use.
-    /// \throws CError "curl global init failed" to the caller that made libcurl fail to start (CURLcode of
-    ///         curl_global_init not 0); the failure is final, and every other caller gets "Construction of
-    ///         static object has failed."
+    /// The instance, created on first use.
+    /// \throws CError "curl global init failed" for the first caller if libcurl cannot start (curl_global_init). The
+    ///         failure is final: every other caller gets "Construction of static object has failed."
     static const P<CGlobalInit>& get();
 
     /// get() without the result.
@@ -33,7 +32,7 @@ protected:
 
     /// Calls dispose() when the process ends.
     static void disposeGlobalInstance();
-    /// Does nothing: transfers of other objects with static lifetime may still run while the process ends.
+    /// Does nothing: objects with static lifetime may still run transfers while the process ends.
     void dispose();
 
 private:

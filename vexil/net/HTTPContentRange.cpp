@@ -40,7 +40,7 @@ P<CHTTPContentRange> CHTTPContentRange::parse(const String& header) {
         throwInvalid(value);
     }
     const std::wstring_view range = text.substr(blank + 1, slash - blank - 1);
-    // Looked for up to the end: a dash behind the slash leaves the range without an end.
+    // The search goes to the end of the text: with a dash after the slash the range has no end.
     const std::size_t dash = text.find(L'-', blank);
     int64 first = -1;
     int64 last = -1;

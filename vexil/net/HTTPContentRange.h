@@ -13,9 +13,9 @@ namespace vexil {
 /// \endcode
 class VEXIL_API CHTTPContentRange : public virtual CBase {
 public:
-    /// Takes the values as they are.
+    /// The values are not checked.
     CHTTPContentRange(const String& unit, int64 first, int64 last, int64 entireContentSize);
-    // Moves are copies: what was moved from keeps its values.
+    // Moves are copies: the old object keeps its values.
     CHTTPContentRange(const CHTTPContentRange&) = default;
     CHTTPContentRange& operator=(const CHTTPContentRange&) = default;
     ~CHTTPContentRange() override;
@@ -26,13 +26,13 @@ public:
     /// \throws CError "Invalid HTTP Content-Range header: ..." for anything else
     static P<CHTTPContentRange> parse(const String& header);
 
-    /// What is counted, in lower case: "bytes".
+    /// The unit in lower case: "bytes".
     String getUnit() const { return m_unit; }
-    /// Position of the first one sent, from 0; -1 when none was, because the range could not be satisfied.
+    /// Position of the first unit sent, from 0; -1 if the range could not be satisfied.
     int64 getFirst() const noexcept { return m_first; }
-    /// Position of the last one sent; -1 likewise.
+    /// Position of the last unit sent; -1 if the range could not be satisfied.
     int64 getLast() const noexcept { return m_last; }
-    /// Length of the whole; -1 when the server does not tell.
+    /// Length of the whole entity; -1 if the server does not tell.
     int64 getEntireContentSize() const noexcept { return m_entireContentSize; }
 
 private:

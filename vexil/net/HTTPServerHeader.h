@@ -5,14 +5,14 @@
 
 namespace vexil {
 
-/// Value of a Server header, taken apart into products and their versions: "nginx/1.22 mod" holds "nginx" of
-/// version "1.22" and "mod" of version "".
+/// Value of a Server header, split into products and their versions: "nginx/1.22 mod" has "nginx" with version "1.22"
+/// and "mod" with version "".
 ///
-/// Only blanks separate; comments in parentheses are words like others; of two words with the same name the
-/// last one counts. Names compare exactly. A plain value.
+/// Only spaces separate. Comments in parentheses are words like others. If a name repeats, the last one counts. Names
+/// are case-sensitive. A plain value.
 class VEXIL_API CHTTPServerHeader : public virtual CBase {
 public:
-    /// \param header  the value alone, without "Server:"; any text will do
+    /// \param header  the value without "Server:"; any text is accepted
     explicit CHTTPServerHeader(const String& header);
     CHTTPServerHeader(const CHTTPServerHeader&) = default;
     CHTTPServerHeader(CHTTPServerHeader&&) = default;
@@ -20,9 +20,9 @@ public:
     CHTTPServerHeader& operator=(CHTTPServerHeader&&) = default;
     ~CHTTPServerHeader() override;
 
-    /// Whether there is a component of this very name.
+    /// Whether there is a component with exactly this name.
     bool hasComponent(const String& name) const;
-    /// The version of a component; "" both for one without a version and for one that is not there.
+    /// The version of a component; "" if it has no version or does not exist.
     String getComponentVersion(const String& name) const;
     /// Versions by component name.
     const TMap<String, String>& getComponentVersionMap() const noexcept { return m_versions; }

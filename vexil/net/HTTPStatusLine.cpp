@@ -21,7 +21,7 @@ int parseCode(const String& text, const String& line) {
     }
 }
 
-/// The code, and what follows it. The latter lies within the line.
+/// The code and the rest of the line, which is a part of it.
 std::pair<int, std::wstring_view> splitLine(const String& line) {
     const std::wstring_view text = line.view();
     const std::size_t firstSpace = text.find(L' ');

@@ -5,12 +5,12 @@
 
 namespace vexil {
 
-/// Splits an HTTP status line (RFC 9112, 4): "HTTP/1.1 404 Not Found" gives 404 and "Not Found". The reason
-/// may be missing, as in HTTP/2. Only the blank separates.
-/// \param line  the line without its line end, which only a reason, or a blank in its place, may carry;
-///              begins with "HTTP/" in any case
-/// \param code  becomes the status code; may have been written when the call throws
-/// \param info  becomes the trimmed reason text
+/// Splits an HTTP status line (RFC 9112, 4): "HTTP/1.1 404 Not Found" gives 404 and "Not Found". The reason may be
+/// missing, as in HTTP/2. Only spaces separate.
+/// \param line  the line without its line end; begins with "HTTP/" in any case. A trailing line end is accepted only
+///              after the reason phrase or after a space
+/// \param code  receives the status code, possibly also if the function throws
+/// \param info  receives the trimmed reason text
 /// \throws CError "Invalid HTTP status line: '...'"
 VEXIL_API void parseHTTPStatusLine(const String& line, int& code, String& info);
 

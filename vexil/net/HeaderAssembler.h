@@ -6,13 +6,13 @@
 
 namespace vexil {
 
-/// Folds the header lines of a response into a map from lower-case name to trimmed value.
+/// Collects the header lines of a response in a map from lower-case name to trimmed value.
 ///
-/// A repeated header is joined with "," and no blank (an empty first value is replaced instead); a
-/// continuation line is joined with one blank (RFC 9112, 5.2). The line "\r\n" ends the block, after which
-/// the attached server record learns from the map, and further lines (trailers) are ignored until reset().
+/// A repeated header is joined with "," without a space (an empty first value is replaced instead). A continuation line
+/// is joined with one space (RFC 9112, 5.2). The line "\r\n" ends the block: the attached server record then learns
+/// from the map, and further lines (trailers) are ignored until reset().
 ///
-/// One thread at a time. A plain value, but that copies share the server record.
+/// One thread at a time. A plain value, except that copies share the server record.
 class VEXIL_API CHeaderAssembler : public virtual CBase {
 public:
     CHeaderAssembler();
@@ -22,10 +22,10 @@ public:
     CHeaderAssembler& operator=(CHeaderAssembler&&) = default;
     ~CHeaderAssembler() override;
 
-    /// Takes one line as received, line end included; not the status line.
-    /// \throws CError "Error parsing HTTP header: first line starts with whitespace." for a continuation line
-    ///         without a header before it, CInvalidArgError of CNetHeaders::splitEntry for a line without a
-    ///         name or a colon; the map is unchanged then
+    /// Adds one line as received, with its line end; not the status line.
+    /// \throws CError "Error parsing HTTP header: first line starts with whitespace." for a continuation line without a
+    ///         header before it, CInvalidArgError of CNetHeaders::splitEntry for a line without a name or a colon. The
+    ///         map is then unchanged
     void handleHeaderLine(const String& line);
 
     /// Begins a new block: empties the map. The server record stays attached.
@@ -36,8 +36,8 @@ public:
 
     /// @{
 
-    /// The headers of the block so far, by lower-case name. The map is the assembler's own and is filled on;
-    /// reset() empties it.
+    /// The headers of the block so far, by lower-case name. The assembler owns the map: further lines fill it, reset()
+    /// empties it.
     TMap<String, String>& getHeaderMap() noexcept { return m_headers; }
     const TMap<String, String>& getHeaderMap() const noexcept { return m_headers; }
     /// @}
@@ -51,7 +51,7 @@ private:
     void continueHeader(std::wstring_view line);
 
     TMap<String, String> m_headers;
-    // The block before this one: replies of one server have the same names, so its memory is used again.
+    // The previous block: responses of one server have the same names, so its memory is used again.
     TMap<String, String> m_previousHeaders;
     String m_lastName;
     bool m_isComplete = false;

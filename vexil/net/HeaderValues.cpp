@@ -9,7 +9,7 @@ namespace vexil {
 
 namespace {
 
-/// Takes one parameter off the front. False where no further one can be read.
+/// Removes one parameter from the front. False if no further one can be read.
 bool takeParameter(String& rest, TMap<String, String>& params) {
     const std::size_t equals = rest.find(L'=');
     if (equals == String::npos) {
@@ -45,7 +45,7 @@ String parseContentDispositionHeader(const String& value, TMap<String, String>& 
 }
 
 zet::CTime parseTimestamp(const String& text) {
-    // libcurl would read the part before a NUL.
+    // libcurl would read only the part before a NUL.
     const bool hasNUL = text.find(L'\0') != String::npos;
     const int64 seconds = hasNUL ? -1 : int64{curl_getdate(text.toUTF8().c_str(), nullptr)};
     if (seconds == -1 || seconds == std::numeric_limits<int64>::max()) {

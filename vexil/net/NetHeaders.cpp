@@ -33,7 +33,7 @@ void CNetHeaders::fillMap(TMap<String, String>& map) const {
 
 void CNetHeaders::splitEntry(const String& entry, String& name, String& value) {
     const auto [nameView, valueView] = splitEntry(entry.view());
-    // Made before either is assigned: `name` or `value` may be `entry` itself.
+    // Both copies are made before an assignment: `name` or `value` may be `entry` itself.
     String nameText(nameView);
     String valueText(valueView);
     name = std::move(nameText);

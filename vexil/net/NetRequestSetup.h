@@ -7,13 +7,11 @@ namespace vexil {
 
 class CNetRequest;
 
-/// What a caller of a client's convenience operations wants set on every request: CA bundle, proxy,
-/// time-outs, verbose log, done listener.
+/// A hook that sets options on every request of a client: CA bundle, proxy, time-outs, verbose log, done listener.
 ///
-/// The client calls it as the last step of the common beginning of each preparation, on the caller's thread.
-/// It may not set URL, method, header list, source, sink or range: those belong to the operation, and a
-/// replaced URL, method, header list or sink is a CInvalidArgError. What it throws ends the operation before
-/// anything is sent.
+/// The client calls it on the caller's thread, at the end of the part of the preparation that all operations share. Do
+/// not set URL, method, header list, source, sink or range: the operation sets them. A replaced URL, method, header
+/// list or sink is a CInvalidArgError. An exception from the hook ends the operation before anything is sent.
 ///
 /// \code
 /// class CSetup : public virtual CBase, public INetRequestSetup {
@@ -23,7 +21,8 @@ class CNetRequest;
 /// \endcode
 class VEXIL_API INetRequestSetup : public virtual IBase {
 public:
-    /// Sets what the caller wants. `request` is the client's caller's own, just reset and prepared.
+    /// Sets the options.
+    /// \param request  the request that the client was called with, reset and prepared
     virtual void setUp(CNetRequest& request) = 0;
 
 protected:

@@ -32,7 +32,7 @@ void CNetStringList::addUTF8(std::string_view entry) {
     if (entry.find('\0') != std::string_view::npos) {
         throw CInvalidArgError("CNetStringList::add", "entry contains a NUL character");
     }
-    // libcurl wants a NUL behind the text, which it copies. For most lines the stack has room for both.
+    // libcurl copies the text and needs a NUL after it. For most lines the stack has room for both.
     char onStack[256];
     if (entry.size() < sizeof onStack) {
         *std::copy(entry.begin(), entry.end(), onStack) = '\0';
@@ -43,7 +43,7 @@ void CNetStringList::addUTF8(std::string_view entry) {
 }
 
 void CNetStringList::append(const char* entry) {
-    // Appended behind the last node: from the head libcurl would walk over the whole list.
+    // Appended to the last node: from the first one libcurl would walk over the whole list.
     curl_slist* list = curl_slist_append(m_tail, entry);
     if (!list) {
         throw std::bad_alloc();

@@ -9,20 +9,20 @@
 
 namespace vexil {
 
-/// The body given as CURLOPT_POSTFIELDS, and how many of its bytes libcurl may be told of.
+/// The body given as CURLOPT_POSTFIELDS, and the size of it that is safe for libcurl.
 ///
-/// libcurl reads as many bytes from the address as the size says that was set last, or up to a NUL for -1, and its own
-/// copy (CURLOPT_COPYPOSTFIELDS) has no NUL. So a size that was meant for another body makes it send what follows in
-/// memory. In a running transfer it combines the size of the old body with the address of a new one: the address is
-/// therefore handed over before a transfer only. One thread at a time.
+/// libcurl reads from the address the number of bytes that was set last, or up to a NUL for -1; its own copy
+/// (CURLOPT_COPYPOSTFIELDS) has no NUL. A size that belongs to another body makes it send the memory after this one. In
+/// a running transfer it combines the size of the old body with the address of the new one: the address is therefore
+/// handed over only before a transfer. One thread at a time.
 class CPostBody : public virtual CBase {
 public:
-    /// Keeps a text as the body. The one before stays in memory until onHandedOver().
-    /// \param isSizeForSource  the size of the data to be sent belongs to a source, not to this text
+    /// Keeps a text as the body. The previous one stays in memory until onHandedOver().
+    /// \param isSizeForSource  whether the size of the data to send belongs to a source, not to this text
     void setText(std::string text, bool isSizeForSource);
     /// Makes the caller's memory the body; null for no body.
     void setMemory(const void* memory) noexcept;
-    /// A source is the body from now on.
+    /// A source replaces the body.
     void setSource() noexcept;
 
     /// Whether the body is a text that this object keeps.
@@ -31,24 +31,24 @@ public:
     const void* getData() const noexcept { return m_data; }
     /// Whether a source has replaced the body.
     bool isReplaced() const noexcept { return m_isReplaced; }
-    /// Whether libcurl does not know yet.
+    /// Whether libcurl still has the old body.
     bool isChanged() const noexcept { return m_isChanged; }
-    /// libcurl has the address, and no transfer runs: texts that were replaced are freed.
+    /// Call it when libcurl has the address and no transfer runs: frees the texts that were replaced.
     void onHandedOver();
 
-    /// What the caller sets as CURLOPT_POSTFIELDSIZE: also the length of memory that is no text.
+    /// The caller's CURLOPT_POSTFIELDSIZE: for memory that is not a text also its length.
     void setOwnSize(int64 size) noexcept;
     int64 getOwnSize() const noexcept { return m_ownSize; }
-    /// The size that is wanted from now on, -1 for the whole body.
+    /// The size to send, -1 for the whole body.
     void setWantedSize(int64 size) noexcept { m_wantedSize = size; }
-    /// The same for the size of the data to be sent when the method becomes POST: it may be meant for a source.
+    /// The same for the size of the data to send when the method becomes POST, which may belong to a source.
     void setWantedDataSize(int64 size) noexcept { m_wantedSize = m_isSizeForSource ? -1 : size; }
-    /// The size of the data to be sent has been set again.
+    /// The size of the data to send has been set again.
     void onDataSizeSet() noexcept { m_isSizeForSource = false; }
-    /// The size for libcurl: the wanted one, but never more than the body has. -1 when the length is not known.
+    /// The size for libcurl: the wanted one, but never more than the body has. -1 if the length is unknown.
     int64 getSize() const noexcept;
 
-    /// Learns from an option which method libcurl will use.
+    /// Notes from an option which method libcurl will use.
     void onOptionSet(CURLoption option, bool isOn) noexcept;
     /// Whether libcurl will send a POST.
     bool isPost() const noexcept { return m_isPost; }
@@ -61,7 +61,7 @@ private:
 
     Kind m_kind = Kind::None;
     const void* m_data = nullptr;
-    std::list<std::string> m_texts;  // the last one counts
+    std::list<std::string> m_texts;  // the last one is the body
     int64 m_wantedSize = -1;
     int64 m_ownSize = -1;
     bool m_isReplaced = false;

@@ -5,9 +5,9 @@
 
 namespace vexil {
 
-/// Calls the set-up hook of a client, if there is one, for a request whose receive data go to its own buffer.
-/// \param place  what the error names: the client's setter of the hook
-/// \throws CInvalidArgError when the hook has replaced URL, method, header list or receive data sink
+/// Calls the set-up hook of a client, if there is one, for a request that receives into its own buffer.
+/// \param place  function name for the error: the client's setter of the hook
+/// \throws CInvalidArgError if the hook has replaced URL, method, header list or sink
 void callRequestSetup(const P<INetRequestSetup>& setup, CNetRequest& request, const char* place);
 
 }  // namespace vexil

@@ -7,7 +7,7 @@
 
 namespace vexil {
 
-/// What stands in place of a credential.
+/// Replaces a credential.
 inline constexpr char strippedText[] = "~stripped~";
 
 /// A part of a text: from its first byte to the one after its last.
@@ -18,14 +18,15 @@ struct TextRange {
 
 using TextRanges = std::vector<TextRange>;
 
-/// Appends ranges of a part of a text that begins at `offset`.
+/// Appends ranges that were found in a part of a text.
+/// \param offset  where the part begins
 void appendRanges(TextRanges& ranges, const TextRanges& found, std::size_t offset = 0);
 
-/// Ranges in any order, which may overlap, made ordered and apart.
+/// Sorts ranges and merges those that overlap.
 TextRanges mergeRanges(TextRanges ranges);
 
 /// The text with each range replaced.
-/// \param ranges  in order and apart
+/// \param ranges  in order, without overlaps
 std::string stripRanges(std::string_view text, const TextRanges& ranges,
                         std::string_view replacement = strippedText);
 

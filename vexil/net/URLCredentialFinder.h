@@ -7,32 +7,32 @@
 
 namespace vexil {
 
-// Where the secrets of URLs stand in one line, given without its line end. The ranges are in order, apart and not empty.
+// Find the secrets of URLs in one line without its line end. The ranges are in order, do not overlap, and are not empty.
 
-/// "user:password" of every URL with "://" in a text, which may be more than one and something beside.
+/// "user:password" of every URL in a text, which may contain several URLs and other words. A URL is found by its "://".
 TextRanges findURLCredentials(std::string_view line);
-/// The same for a text that is one URL, also one without a scheme, as libcurl takes it.
+/// The same for a text that is one URL, with or without a scheme, as libcurl reads it.
 TextRanges findCredentialsOfURL(std::string_view url);
-/// The same, and if there is a ":" for a port or a password and an "@" anywhere after it, all before the last "@".
+/// The same, and if a ":" (of a port or a password) is followed by an "@" anywhere, everything before the last "@".
 TextRanges findPossibleCredentialsOfURL(std::string_view url);
 /// The same for a text that begins like a URL without slashes: "http:user:password@host".
 TextRanges findCredentialsWithoutSlashes(std::string_view url);
 
 using FindInURL = TextRanges (*)(std::string_view url);
-/// What `find` finds in the words of a text that have a ":" before an "@". White space and quotes end a word.
+/// The results of `find` for the words of a text that have a ":" before an "@". White space and quotes end a word.
 TextRanges findCredentialsInWords(std::string_view text, FindInURL find);
 
-/// Values of the query arguments that are secrets ("X-Amz-Signature", "token", "password" and the like) of all URLs in a
-/// text. White space ends a value.
+/// Values of secret query arguments ("X-Amz-Signature", "token", "password" and the like) of all URLs in a text. White
+/// space ends a value.
 TextRanges findSecretArguments(std::string_view text);
-/// The same for a text that is one URL, where a value may hold white space.
+/// The same for a text that is one URL. A value may contain white space.
 TextRanges findSecretArgumentsOfURL(std::string_view url);
 
-/// Where user, host and port begin in a text that is one URL; npos if it has no slashes before them. One slash is enough
-/// for libcurl.
+/// Offset of user, host and port in a text that is one URL; npos if there is no slash before them. libcurl accepts one
+/// slash.
 std::size_t findAuthorityOfURL(std::string_view url);
-/// Whether the text after the first ":" of "host:port" is not a port: then "host:" may be "user:" of a password with a
-/// "/", "?" or "#" that should have been escaped.
+/// True if the text after the first colon is not a port number. `host:` may then be `user:` before a password with an
+/// unescaped "/", "?" or "#".
 bool hasOddPort(std::string_view authority);
 
 }  // namespace vexil

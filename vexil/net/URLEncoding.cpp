@@ -25,7 +25,7 @@ int valueOf(char hexDigit) noexcept {
     return notADigit;
 }
 
-/// The byte that "%" and two digits at the beginning of a text stand for.
+/// Decodes "%" and two digits at the beginning of a text.
 int decodeByte(std::string_view text) noexcept {
     if (text.size() < 3 || text[0] != '%') {
         return notADigit;

@@ -1,5 +1,5 @@
 /// \file
-/// URLs for messages and logs, without the secrets that may stand in them. Any thread.
+/// URLs for messages and logs, without their secrets. Any thread.
 #pragma once
 
 #include "vexil/BaseTypes.h"
@@ -7,16 +7,16 @@
 
 namespace vexil {
 
-/// A URL with "***" in place of the login in it ("http://***@host/x"), also one that has no scheme or is not well
-/// formed ("user:password@host", "http:/user:password@host", a password with "/", "?" or "#"). Where a port and a
-/// password cannot be told apart, rather too much is replaced: all up to the last "@". So are the values of the query
-/// arguments that CNetRequest::getRedactedVerboseOutput() names, up to the next "&". Takes time in proportion to the
-/// length.
+/// A URL with "***" instead of its login ("http://***@host/x"), even if it has no scheme or is malformed
+/// ("user:password@host", "http:/user:password@host", a password with "/", "?" or "#"). If a port and a password cannot
+/// be told apart, everything up to the last "@" is replaced: it is better to hide too much. The values of the query
+/// arguments that CNetRequest::getRedactedVerboseOutput() replaces are replaced as well, up to the next "&". The time
+/// is proportional to the length.
 VEXIL_API String redactURL(const String& url);
 
-/// A text with "***" in place of the logins of all URLs in it: after "://", in words that have a ":" before an "@", and
-/// in what stands in the last "URL: '...'". So are the values of their query arguments that are secrets, up to the next "&"
-/// or white space. An e-mail address stays. Takes time in proportion to the length.
+/// A text with "***" instead of the logins of all its URLs: after "://", in words that have a ":" before an "@", and
+/// inside the last "URL: '...'". The values of secret query arguments are replaced as well, up to the next "&" or white
+/// space. An e-mail address stays. The time is proportional to the length.
 VEXIL_API String redactURLs(const String& text);
 
 }  // namespace vexil

@@ -7,7 +7,7 @@ namespace vexil {
 
 namespace {
 
-constexpr int64 bytesOfMessage = 100;  // beside its text: a TLS record may have but five
+constexpr int64 bytesOfMessage = 100;  // in addition to its text: a TLS record may have only five
 
 bool isData(curl_infotype type) {
     return type == CURLINFO_DATA_IN || type == CURLINFO_DATA_OUT;
@@ -33,7 +33,7 @@ void CVerboseRecord::add(curl_infotype type, std::string_view bytes, bool isShow
     if (m_limit < 0) {
         keep(type, bytes);
     } else if (isFull(m_usedByRest)) {
-        // What follows may not be understood without what is missing: no secret may be shown for that.
+        // Without the missing part the rest may be misread, and a secret in it be shown.
         leaveOut(type, bytes);
     } else if (readHead(type, bytes) || !(isData(type) || isTLSData(type))) {
         m_counted = {};
@@ -70,11 +70,11 @@ void CVerboseRecord::count(curl_infotype type, std::string_view bytes) {
 }
 
 void CVerboseRecord::leaveOut(curl_infotype type, std::string_view bytes) noexcept {
-    // TLS data is the same once more.
+    // TLS data repeats the other data.
     m_leftOut += isTLSData(type) ? 0 : static_cast<int64>(bytes.size());
 }
 
-/// Whether it is a part of a request head: libcurl reports as data what of a head it could not send at once.
+/// Whether this is part of a request head. If libcurl cannot send a head at once, it reports the rest as data.
 bool CVerboseRecord::readHead(curl_infotype type, std::string_view bytes) {
     const bool goesOn = m_isInRequestHead || !m_sentLine.empty();
     const bool isHead = type == CURLINFO_HEADER_OUT || (type == CURLINFO_DATA_OUT && goesOn);

@@ -9,7 +9,7 @@
 
 namespace vexil {
 
-/// What libcurl has reported of one transfer, up to a limit: see CNetRequest::setVerboseRecordLimit(). One thread at a
+/// libcurl's messages about one transfer, up to a limit: see CNetRequest::setVerboseRecordLimit(). One thread at a
 /// time.
 class CVerboseRecord {
 public:
@@ -17,7 +17,7 @@ public:
 
     /// \param bytes  -1 for none
     void setLimit(int64 bytes) noexcept { m_limit = bytes; }
-    /// Begins again; the limit stays.
+    /// Empties the record; the limit stays.
     void clear() noexcept;
     /// \param isShown  whether the message's text is to be shown
     void add(curl_infotype type, std::string_view bytes, bool isShown);
@@ -41,8 +41,8 @@ private:
     int64 m_leftOut = 0;
     int64 m_usedByData = 0;  // of the limit
     int64 m_usedByRest = 0;
-    std::array<Message*, kinds> m_counted{};  // the messages that go on counting
-    std::string m_sentLine;                   // one that has not ended
+    std::array<Message*, kinds> m_counted{};  // the messages that only count
+    std::string m_sentLine;                   // one whose end has not come
     bool m_isInRequestHead = false;
 };
 

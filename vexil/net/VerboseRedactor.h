@@ -11,11 +11,11 @@
 
 namespace vexil {
 
-/// Shows what libcurl reported of a transfer without the credentials in it.
+/// Shows libcurl's messages about a transfer without the credentials in them.
 ///
-/// Lines are read as they went over the wire, however libcurl has divided them into messages, because only a
-/// whole line tells what is secret in it. Bodies are not looked into, but for what of a request head libcurl
-/// reports as data after it could send the head only in part.
+/// Lines are read as they were sent, even if libcurl has divided them into several messages, because only a whole line
+/// shows what is secret in it. Bodies are not scanned, with one exception: if a request head was sent only partly,
+/// libcurl reports its rest as body data, and that is scanned.
 ///
 /// The messages must outlive the object.
 class CVerboseRedactor {
@@ -24,7 +24,8 @@ public:
 
     explicit CVerboseRedactor(const TList<Message>& messages);
 
-    /// The bytes of the message of that number, credentials replaced.
+    /// The bytes of a message, with credentials replaced.
+    /// \param message  its number, from 0
     std::string getText(std::size_t message) const;
 
 private:
@@ -38,13 +39,13 @@ private:
         std::size_t position;
         TextRange inLine;
     };
-    /// One direction and its line in the making.
+    /// One direction and its current line.
     struct Direction {
         std::string line;
         std::vector<Piece> pieces;
         bool beganInLogin = false;
         bool isInSecretHeader = false;
-        bool isAnswered = false;  // a whole line of the other direction has come in the middle
+        bool isAnswered = false;  // a whole line of the other direction came in between
     };
 
     void readMessage(curl_infotype type);
@@ -64,8 +65,8 @@ private:
     std::vector<Record> m_records;
     Direction m_sent;
     Direction m_received;
-    bool m_isInLogin = false;        // from SMTP AUTH to the server's verdict
-    bool m_isInRequestHead = false;  // from an HTTP request line to the blank line
+    bool m_isInLogin = false;        // from SMTP AUTH to the reply that ends the login
+    bool m_isInRequestHead = false;  // from an HTTP request line to the empty line
 };
 
 }  // namespace vexil
