@@ -41,9 +41,11 @@
 #include "vexil/net/NetReply.h"
 #include "vexil/net/NetRequest.h"
 #include "vexil/net/NetRequestSetup.h"
+#include "vexil/net/NetRequestTypes.h"
 #include "vexil/net/NetStringList.h"
 #include "vexil/net/RootCertBundle.h"
 #include "vexil/net/ServerInfo.h"
+#include "vexil/net/TransferData.h"
 #include "vexil/net/URLEncoding.h"
 #include "vexil/net/URLRedaction.h"
 #include "vexil/proxy/ProxySettings.h"
@@ -345,7 +347,6 @@ void name_vexil_CNetRequest() {
     name(static_cast<void (Class::*)(bool)>(&Class::setKeepPostOnRedirect));
     name(static_cast<void (Class::*)(int, const zet::CTimeSpan&)>(&Class::setLowSpeedLimit));
     name(static_cast<void (Class::*)(int)>(&Class::setFTPUseSSL));
-    name(static_cast<void (Class::*)(int)>(&Class::setFTPFileMethod));
     name(static_cast<void (Class::*)(int)>(&Class::setFTPCreateMissingDirs));
     name(static_cast<void (Class::*)(const String&)>(&Class::setFTPListOverrideCommand));
     name(static_cast<void (Class::*)()>(&Class::perform));

@@ -151,7 +151,7 @@ void CAsyncNetRequestManager::start(CNetRequest* request) {
     }
     // Even if cancelling is off: it may be switched on while the transfer waits to begin.
     request->setCancelWaker(m_cancelWaker);
-    m_hasTokens = m_hasTokens || request->m_cancelToken;
+    m_hasTokens = m_hasTokens || request->getCancelToken();
 }
 
 bool CAsyncNetRequestManager::removeRequest(CNetRequest* request) {

@@ -1,5 +1,7 @@
 #include "vexil/net/ConnectionChoice.h"
 
+#include "vexil/net/CurlEasy.h"
+
 namespace vexil {
 
 void CConnectionChoice::note(CURLoption option, long long value) noexcept {
@@ -26,12 +28,12 @@ void CConnectionChoice::noteReset() noexcept {
     m_forbidsReuse = m_wantsFreshConnect = m_keepsOwn = m_isIsolated = false;
 }
 
-void CConnectionChoice::setPools(CURL* handle, const P<CConnectionPools>& pools) noexcept {
+void CConnectionChoice::setPools(CCurlEasy& curl, const P<CConnectionPools>& pools) noexcept {
     m_driversPools = pools;
-    setPool(handle, nullptr);
+    setPool(curl, nullptr);
 }
 
-CURLcode CConnectionChoice::choose(CURL* handle, bool hasReplies) {
+CURLcode CConnectionChoice::choose(CCurlEasy& curl, bool hasReplies) {
     std::string key = m_demand.getKey();
     if (key.empty() && m_keepsOwn && !m_hasCallersShare) {
         key = "own";
@@ -41,21 +43,21 @@ CURLcode CConnectionChoice::choose(CURL* handle, bool hasReplies) {
         key += "\n" + std::to_string(generation);
     }
     const bool isIsolated = m_demand.isUnknown() || (m_hasCallersShare && !key.empty());
-    const CURLcode result = setIsolated(handle, isIsolated);
+    const CURLcode result = setIsolated(curl, isIsolated);
     if (result != CURLE_OK) {
         return result;
     }
     if (key.empty() || isIsolated) {
-        return setPool(handle, nullptr);
+        return setPool(curl, nullptr);
     }
     if (usesOwn() && !m_ownPools) {
         m_ownPools = new CConnectionPools(true);
     }
     if (m_keepsOwn && m_wantsFreshConnect) {
-        // With its connections go its TLS sessions: the data connections of FTP resume the newest one only then.
+        // TLS sessions are dropped with the connections: FTP data connections then resume the newest session.
         m_ownPools->drop(key);
     }
-    return setPool(handle, (usesOwn() ? m_ownPools : m_driversPools)->getPool(key));
+    return setPool(curl, (usesOwn() ? m_ownPools : m_driversPools)->getPool(key));
 }
 
 void CConnectionChoice::leaveConnections() noexcept {
@@ -66,32 +68,32 @@ void CConnectionChoice::leaveConnections() noexcept {
     }
 }
 
-CURLcode CConnectionChoice::setIsolated(CURL* handle, bool isIsolated) noexcept {
+CURLcode CConnectionChoice::setIsolated(CCurlEasy& curl, bool isIsolated) noexcept {
     if (!isIsolated && !m_isIsolated) {
         return CURLE_OK;
     }
-    // Also while it is so already: the caller may have set one of them meanwhile.
+    // Every time: the caller may have set one of them since.
     m_isIsolated = isIsolated;
     const CURLcode result =
-        curl_easy_setopt(handle, CURLOPT_FRESH_CONNECT, isIsolated || m_wantsFreshConnect ? 1L : 0L);
-    restoreReuse(handle);
+        curl.trySetOption(CURLOPT_FRESH_CONNECT, isIsolated || m_wantsFreshConnect ? 1L : 0L);
+    restoreReuse(curl);
     return result;
 }
 
-CURLcode CConnectionChoice::setPool(CURL* handle, const P<CConnectionPool>& pool) noexcept {
+CURLcode CConnectionChoice::setPool(CCurlEasy& curl, const P<CConnectionPool>& pool) noexcept {
     if (pool == m_pool) {
         return CURLE_OK;
     }
-    // The old pool goes when libcurl has the new one.
-    const CURLcode result = curl_easy_setopt(handle, CURLOPT_SHARE, pool ? pool->getHandle() : nullptr);
+    // Releases the old pool only now, because libcurl no longer uses it.
+    const CURLcode result = curl.trySetOption(CURLOPT_SHARE, pool ? pool->getHandle() : nullptr);
     if (result == CURLE_OK) {
         m_pool = pool;
     }
     return result;
 }
 
-void CConnectionChoice::restoreReuse(CURL* handle) const noexcept {
-    curl_easy_setopt(handle, CURLOPT_FORBID_REUSE, m_forbidsReuse || m_isIsolated ? 1L : 0L);
+void CConnectionChoice::restoreReuse(CCurlEasy& curl) const noexcept {
+    curl.trySetOption(CURLOPT_FORBID_REUSE, m_forbidsReuse || m_isIsolated ? 1L : 0L);
 }
 
 }  // namespace vexil

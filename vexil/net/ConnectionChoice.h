@@ -6,16 +6,18 @@
 
 namespace vexil {
 
-/// Sees to it that a request's transfers use kept connections only if these were made for the same demand.
+class CCurlEasy;
+
+/// Makes the transfers of a request use only those kept connections that were made for the same demand.
 ///
-/// libcurl compares too little for connections that STARTTLS or AUTH TLS has upgraded, or is to upgrade. So transfers
-/// that demand such an upgrade use connections of a pool of its own for each demand. Where the caller shares
-/// connections himself (CURLOPT_SHARE), they use no kept connection and leave none.
+/// libcurl compares too little for connections that are upgraded by STARTTLS or AUTH TLS. Transfers that demand such an
+/// upgrade therefore use the connections of a pool, one for each demand. If the caller shares connections
+/// (CURLOPT_SHARE), they use no kept connection and keep none.
 class CConnectionChoice {
 public:
     /// @{
 
-    /// Told of each option that libcurl has taken from the caller, with its value.
+    /// Call it for each option of the caller that libcurl has accepted, with its value.
     void note(CURLoption option, long long value) noexcept;
     void note(CURLoption option, const void* value) noexcept;
     template <class Result, class... Arguments>
@@ -24,38 +26,38 @@ public:
     }
     /// @}
 
-    /// Told of curl_easy_reset(), which keeps what is shared.
+    /// Call it after curl_easy_reset(), which does not change what is shared.
     void noteReset() noexcept;
 
-    /// The pools of what drives the request from now on; null for the request's own. Detaches it from the last pool.
-    void setPools(CURL* handle, const P<CConnectionPools>& pools) noexcept;
-    /// Whether the request uses no connections but its own, whatever drives it. Until a reset.
+    /// The pools of the request's driver; null for the request's own. Detaches the handle from the last pool.
+    void setPools(CCurlEasy& curl, const P<CConnectionPools>& pools) noexcept;
+    /// Whether the request uses only its own connections under every driver. Until a reset.
     void setKeepsOwn(bool keepsOwn) noexcept { m_keepsOwn = keepsOwn; }
-    /// Before each transfer.
-    /// \param hasReplies  whether the server speaks in replies to commands: FTP and mail
-    /// \return what libcurl says
-    CURLcode choose(CURL* handle, bool hasReplies);
-    /// After a transfer whose connection must not be used again: no transfer that has replies takes a connection from
-    /// before, of those that the request and others with the same driver have made.
+    /// Call it before each transfer.
+    /// \param hasReplies  whether the server sends replies to commands: FTP and mail
+    /// \return libcurl's result
+    CURLcode choose(CCurlEasy& curl, bool hasReplies);
+    /// Call it after a transfer whose connection must not be used again. From then on no transfer that has replies uses
+    /// an older connection of this request, or of other requests with the same driver.
     void leaveConnections() noexcept;
-    /// After something else has set CURLOPT_FORBID_REUSE.
-    void restoreReuse(CURL* handle) const noexcept;
+    /// Call it after other code has set CURLOPT_FORBID_REUSE.
+    void restoreReuse(CCurlEasy& curl) const noexcept;
 
 private:
-    CURLcode setIsolated(CURL* handle, bool isIsolated) noexcept;
+    CURLcode setIsolated(CCurlEasy& curl, bool isIsolated) noexcept;
     bool usesOwn() const noexcept { return m_keepsOwn || !m_driversPools; }
-    CURLcode setPool(CURL* handle, const P<CConnectionPool>& pool) noexcept;
+    CURLcode setPool(CCurlEasy& curl, const P<CConnectionPool>& pool) noexcept;
 
     CConnectionDemand m_demand;
-    bool m_forbidsReuse = false;       // CURLOPT_FORBID_REUSE, as the caller has set it
-    bool m_wantsFreshConnect = false;  // CURLOPT_FRESH_CONNECT, likewise
+    bool m_forbidsReuse = false;       // the caller's CURLOPT_FORBID_REUSE
+    bool m_wantsFreshConnect = false;  // the caller's CURLOPT_FRESH_CONNECT
     bool m_keepsOwn = false;
     bool m_hasCallersShare = false;
     bool m_isIsolated = false;
-    int m_ownGeneration = 0;  // as CConnectionPools::getGeneration(), also while there are no own pools
+    int m_ownGeneration = 0;  // like CConnectionPools::getGeneration(), before own pools exist
     P<CConnectionPools> m_ownPools;
     P<CConnectionPools> m_driversPools;
-    P<CConnectionPool> m_pool;  // on the handle
+    P<CConnectionPool> m_pool;  // that the handle uses
 };
 
 }  // namespace vexil

@@ -1,12 +1,7 @@
 #include "vexil/net/NetRequest.h"
 
-#include "vexil/net/ConnectionChoice.h"
-#include "vexil/net/GlobalInit.h"
+#include "vexil/net/NetRequestParts.h"
 #include "vexil/net/NetRequestSetup.h"
-#include "vexil/net/PostBody.h"
-#include "vexil/net/ReplyAssembler.h"
-#include "vexil/net/VerboseRecord.h"
-#include "zet/Log.h"
 
 #include <utility>
 
@@ -14,80 +9,40 @@ namespace vexil {
 
 INetRequestSetup::~INetRequestSetup() = default;
 
-CNetRequest::IDataSource::~IDataSource() = default;
-
-CNetRequest::IDataSink::~IDataSink() = default;
-
-CNetRequest::IRestartableDataSink::~IRestartableDataSink() = default;
-
-CNetRequest::IDoneListener::~IDoneListener() = default;
-
-CNetRequest::ITransferProgress::~ITransferProgress() = default;
-
-CNetRequest::ICancelWaker::~ICancelWaker() = default;
-
 CNetRequest::CNetRequest()
-    : m_errorBuffer(CURL_ERROR_SIZE), m_connections(std::make_unique<CConnectionChoice>()),
-      m_replies(std::make_unique<CReplyAssembler>()), m_verboseRecord(std::make_unique<CVerboseRecord>()) {
-    CGlobalInit::get();
-    clearErrorBuffer();
-    m_responseInfo = new CNetStringList;
-    m_asyncDoneSignal = new zet::CSignal;
-    m_defaultReceiveBuffer = new TBuffer<unsigned char>;
-    m_defaultReceiveStream = new zet::CBufferStream(m_defaultReceiveBuffer);
-    m_defaultReceiveSink = new CStreamDataSink(m_defaultReceiveStream);
-    m_receiveSink = m_defaultReceiveSink;
-    m_handle.reset(curl_easy_init());
-    if (!m_handle) {
-        throw CError("Error creating curl easy handle.");
-    }
+    : m_parts(std::make_unique<CNetRequestParts>()), m_handle(m_parts->curl.getHandle()) {
     setDefaultOptions();
 }
 
 CNetRequest::~CNetRequest() {
-    try {
-        // Closing connections may call back (FTP says goodbye): nothing of this object is to be called then.
-        if (m_handle) {
-            curl_easy_reset(m_handle.get());
-        }
-        m_handle.reset();
-    } catch (const std::exception& error) {
-        zet::onExceptionInDestructorIgnored("vexil::CNetRequest", &error);
-    } catch (...) {
-        zet::onExceptionInDestructorIgnored("vexil::CNetRequest", nullptr);
-    }
+    // First: its options point to other members.
+    m_parts->curl.close();
 }
 
 void CNetRequest::reset() {
-    m_sendKeepAlive = nullptr;
-    m_sendSource = nullptr;
-    m_doneListener = nullptr;
-    m_progress = nullptr;
-    m_isCancellable = false;
-    m_isWatched = false;
+    CNetRequestParts& parts = *m_parts;
+    parts.requestBody.dropSource();
+    parts.doneListener = nullptr;
+    parts.watch.reset();
     setReceiveBufferLimits(-1, -1);
-    m_tlsVersions = 0;
     setDefaultReceiveDataStream();
     setServerInfoToUpdate(nullptr);
-    // Before method and upload are cleared: an automatic verbose setting is decided by the last use.
+    // Before method and upload are cleared: the last use decides an automatic verbose setting.
     beginAsync(CURLE_OK);
-    m_url.clear();
-    m_isHTTP = false;
-    clearErrorBuffer();
-    curl_easy_reset(m_handle.get());
-    m_connections->noteReset();
-    m_postBody = nullptr;
-    m_httpMethod.clear();
-    m_upload = false;
-    m_sendDataSize = -1;
-    m_customHTTPHeaders = nullptr;
-    m_ftpPreCommands = {};
-    m_ftpPostCommands = {};
-    m_mailRecipients = {};
+    parts.isHTTP = false;
+    parts.curl.reset();
+    parts.connections.noteReset();
+    parts.requestBody.reset();
+    parts.httpMethod.clear();
+    parts.upload = false;
+    parts.customHTTPHeaders = nullptr;
+    parts.ftpPreCommands = {};
+    parts.ftpPostCommands = {};
+    parts.mailRecipients = {};
     {
-        // What goes may add others.
+        // An object that is released may add others.
         TList<P<IBase>> old;
-        old.swap(m_dependencies);
+        old.swap(parts.dependencies);
     }
     resetForPerform();
     setDefaultOptions();
@@ -95,66 +50,69 @@ void CNetRequest::reset() {
 }
 
 void CNetRequest::resetForPerform() {
-    m_isCancelled = false;
-    m_isUnsent = false;
-    m_isBodyCut = false;
-    if (m_customHTTPHeaders) {
-        setOptionPtr(CURLOPT_HTTPHEADER, m_customHTTPHeaders->getSList());
+    CNetRequestParts& parts = *m_parts;
+    parts.watch.begin();
+    parts.responseBody.forgetCut();
+    if (parts.customHTTPHeaders) {
+        parts.curl.setPointer(CURLOPT_HTTPHEADER, parts.customHTTPHeaders->getSList());
     }
-    setChangedListOption(CURLOPT_PREQUOTE, m_ftpPreCommands);
-    setChangedListOption(CURLOPT_POSTQUOTE, m_ftpPostCommands);
-    setChangedListOption(CURLOPT_MAIL_RCPT, m_mailRecipients);
-    handOverPostBody();
-    m_headerAssembler.reset();
-    m_httpStatusLine.clear();
-    m_statusLine = StatusLine::None;
-    m_hasDroppedHeaderLine = false;
-    m_lastParsedStatus = -1;
-    if (m_verboseData == VerboseLogAutomatic) {
-        m_verboseData = isUpload() ? VerboseLogReceived : VerboseLogBoth;
-    }
-    m_verboseRecord->clear();
-    {
-        const zet::CMutexLock lock(m_asyncMutex);
-        m_pendingCallbackError = nullptr;
-        m_isAnnounced = false;
-    }
-    m_responseInfo = new CNetStringList;
-    m_replies->reset();
-    m_defaultReceiveStream->seek(0);
-    m_defaultReceiveBuffer->setUsed(0);
-    // Both may take themselves off the request.
-    if (m_restartableSink) {
-        const P<IDataSink> sink = m_receiveSink;
-        m_restartableSink->restart();
-    }
-    m_sendPosition = 0;
-    const P<IDataSource> source = m_sendSource;
-    if (source && source->getPosition() != 0) {
-        source->seek(0);
-    }
-}
-
-void CNetRequest::setConnectionPools(const P<CConnectionPools>& pools) noexcept {
-    m_connections->setPools(m_handle.get(), pools);
-}
-
-void CNetRequest::setKeepsOwnConnections(bool keepsOwn) noexcept {
-    m_connections->setKeepsOwn(keepsOwn);
-}
-
-void CNetRequest::chooseConnections() {
-    checkOptionResult(m_connections->choose(m_handle.get(), !m_isHTTP));
+    parts.setChangedList(CURLOPT_PREQUOTE, parts.ftpPreCommands);
+    parts.setChangedList(CURLOPT_POSTQUOTE, parts.ftpPostCommands);
+    parts.setChangedList(CURLOPT_MAIL_RCPT, parts.mailRecipients);
+    parts.requestBody.handOverPostBody(parts.isPost());
+    parts.verboseLog.begin(parts.isUpload());
+    parts.async.forgetTransfer();
+    parts.responseHead.clear();
+    parts.responseBody.begin();
+    parts.requestBody.rewind();
 }
 
 void CNetRequest::addDependencyObject(IBase* object) {
-    // Held first: there may be no memory for the list.
+    // Kept first: there may be no memory for the list.
     P<IBase> dependency = object;
-    m_dependencies.push_back(std::move(dependency));
+    m_parts->dependencies.push_back(std::move(dependency));
 }
 
-bool CNetRequest::isUpload() const noexcept {
-    return m_upload || m_httpMethod == "PUT";
+void CNetRequest::setUserData(IBase* data) {
+    m_parts->userData = data;
+}
+
+P<IBase> CNetRequest::getUserData() const {
+    return m_parts->userData;
+}
+
+// ---- connections -----------------------------------------------------------------------------------------
+
+/// The connections of the driver; null for the request's own.
+void CNetRequest::setConnectionPools(const P<CConnectionPools>& pools) noexcept {
+    m_parts->connections.setPools(m_parts->curl, pools);
+}
+
+void CNetRequest::setKeepsOwnConnections(bool keepsOwn) noexcept {
+    m_parts->connections.setKeepsOwn(keepsOwn);
+}
+
+void CNetRequestParts::restoreReuse() noexcept {
+    if (watch.isCancelled() && !isHTTP) {
+        connections.restoreReuse(curl);
+    }
+}
+
+// ---- lists -----------------------------------------------------------------------------------------------
+
+void CNetRequestParts::setList(CURLoption option, ListOption& slot, CNetStringList* list) {
+    // Kept even if libcurl refuses it: only this call may refer to it.
+    const P<CNetStringList> next = list;
+    const P<CNetStringList> old = slot.list;
+    curl_slist* const head = list ? list->getSList() : nullptr;
+    curl.setPointer(option, head);
+    slot = {next, head};
+}
+
+void CNetRequestParts::setChangedList(CURLoption option, ListOption& slot) {
+    if (slot.list && slot.list->getSList() != slot.head) {
+        setList(option, slot, slot.list);
+    }
 }
 
 }  // namespace vexil

@@ -1,36 +1,18 @@
-#include "vexil/net/NetRequest.h"
+#include "vexil/net/NetRequestParts.h"
+#include "zet/ScopeExit.h"
 
 #include <new>
-#include <utility>
 
 namespace vexil {
 
-namespace {
-
-/// Sets a signal at the end of a scope, whatever happens in it.
-class CSignalAtExit {
-public:
-    explicit CSignalAtExit(const P<zet::CSignal>& signal) : m_signal(signal) {}
-    CSignalAtExit(const CSignalAtExit&) = delete;
-    CSignalAtExit& operator=(const CSignalAtExit&) = delete;
-    ~CSignalAtExit() { m_signal->set(); }
-
-private:
-    const P<zet::CSignal> m_signal;
-};
-
-}  // namespace
-
 void CNetRequest::announceAsync() {
-    const zet::CMutexLock lock(m_asyncMutex);
-    m_asyncDoneSignal->reset();
-    forgetCancel();
-    m_isAnnounced = true;
+    const zet::CMutexLock lock(m_parts->async.getMutex());
+    m_parts->async.announce();
+    m_parts->watch.forgetRequest();
 }
 
 void CNetRequest::setCancelWaker(ICancelWaker* waker) {
-    const zet::CMutexLock lock(m_asyncMutex);
-    m_cancelWaker = waker;
+    m_parts->async.setWaker(waker);
 }
 
 void CNetRequest::setAsyncInfo(bool done, CURLcode result) {
@@ -39,32 +21,32 @@ void CNetRequest::setAsyncInfo(bool done, CURLcode result) {
         return;
     }
     beginAsync(result);
-    chooseConnections();
+    m_parts->chooseConnections();
 }
 
 void CNetRequest::beginAsync(CURLcode result) {
-    const zet::CMutexLock lock(m_asyncMutex);
-    // First: when the source cannot be rewound, nobody shall take the last transfer's end for that of this one.
-    m_asyncDoneSignal->reset();
-    if (!std::exchange(m_isAnnounced, false)) {
-        forgetCancel();
+    CAsyncState& async = m_parts->async;
+    const zet::CMutexLock lock(async.getMutex());
+    // First: if the source cannot be rewound, the end of the last transfer must not pass for the end of this one.
+    if (!async.begin()) {
+        m_parts->watch.forgetRequest();
     }
     resetForPerform();
     // As perform() does: libcurl's multi interface leaves the text of the last failure there.
-    clearErrorBuffer();
-    m_asyncResult = result;
-    m_asyncErrorMessage.clear();
+    m_parts->curl.clearErrorMessage();
+    async.setResult(result);
 }
 
 void CNetRequest::endAsync(CURLcode result) {
     P<IDoneListener> listener;
     P<CError> error;
     {
-        const zet::CMutexLock lock(m_asyncMutex);
-        // Set when all is known, as the last thing under the lock.
-        const CSignalAtExit signalAtExit(m_asyncDoneSignal);
+        CAsyncState& async = m_parts->async;
+        const zet::CMutexLock lock(async.getMutex());
+        // Set when all is known, as the last step under the lock.
+        const zet::TScopeExit setDone([&signal = *async.getDoneSignal()] { signal.set(); });
         storeAsyncResult(result);
-        listener = m_doneListener;
+        listener = m_parts->doneListener;
         if (listener) {
             error = getAsyncError();
         }
@@ -75,24 +57,19 @@ void CNetRequest::endAsync(CURLcode result) {
 }
 
 void CNetRequest::storeAsyncResult(CURLcode result) {
-    m_asyncResult = isCut(result) ? CURLE_OK : result;
-    m_asyncErrorMessage.clear();
-    restoreReuse();
-    if (m_asyncResult == CURLE_OK && m_url.startsWith("http") && !isSuccessStatus(getResponseCode())) {
-        m_asyncResult = CURLE_HTTP_RETURNED_ERROR;
+    CAsyncState& async = m_parts->async;
+    async.setResult(m_parts->isFailure(result) ? result : CURLE_OK);
+    m_parts->restoreReuse();
+    if (async.getResult() == CURLE_OK && m_parts->curl.getURL().startsWith("http") &&
+        !isSuccessStatus(getResponseCode())) {
+        async.setResult(CURLE_HTTP_RETURNED_ERROR);
     }
-    if (m_asyncResult != CURLE_OK) {
-        keepErrorDetail();
+    if (async.getResult() == CURLE_OK) {
+        async.setResult(async.getCallbackError() ? CURLE_ABORTED_BY_CALLBACK : CURLE_OK);
         return;
     }
-    if (m_pendingCallbackError) {
-        m_asyncResult = CURLE_ABORTED_BY_CALLBACK;
-    }
-}
-
-void CNetRequest::keepErrorDetail() {
     try {
-        m_asyncErrorMessage = getErrorDetail(m_asyncResult);
+        async.setMessage(m_parts->getErrorDetail(async.getResult()));
     } catch (const std::bad_alloc&) {
         // The failure counts without its text.
     }
@@ -103,31 +80,36 @@ P<CError> CNetRequest::getAsyncError() {
         throwAsyncError();
         return nullptr;
     } catch (...) {
-        // Also where memory runs out for the description: the listener has to hear of the end.
+        // Also if there is no memory for the error: the listener must be told about the end.
         return zet::currentExceptionToError();
     }
 }
 
 void CNetRequest::throwAsyncError() {
-    if (m_pendingCallbackError) {
-        m_pendingCallbackError->throwClone();
+    const CAsyncState& async = m_parts->async;
+    if (const P<CError> error = async.getCallbackError()) {
+        error->throwClone();
     }
-    if (m_asyncResult != CURLE_OK) {
-        throwError(m_asyncResult, getResponseCodeDomain(), getResponseCode(), m_asyncErrorMessage);
+    if (async.getResult() != CURLE_OK) {
+        throwError(async.getResult(), getResponseCodeDomain(), getResponseCode(), async.getMessage());
     }
 }
 
 bool CNetRequest::isAsyncDone() const {
-    return m_asyncDoneSignal->isSet();
+    return m_parts->async.getDoneSignal()->isSet();
 }
 
 bool CNetRequest::waitAsyncDone(int timeoutMilliseconds) {
-    return m_asyncDoneSignal->wait(timeoutMilliseconds);
+    return m_parts->async.getDoneSignal()->wait(timeoutMilliseconds);
+}
+
+P<zet::CSignal> CNetRequest::getAsyncDoneSignal() const {
+    return m_parts->async.getDoneSignal();
 }
 
 void CNetRequest::checkAsyncResult() {
-    const zet::CMutexLock lock(m_asyncMutex);
-    if (m_asyncDoneSignal->isSet()) {
+    const zet::CMutexLock lock(m_parts->async.getMutex());
+    if (isAsyncDone()) {
         throwAsyncError();
     }
 }

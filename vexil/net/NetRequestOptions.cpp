@@ -1,8 +1,5 @@
-#include "vexil/net/ConnectionChoice.h"
 #include "vexil/net/LineEnd.h"
-#include "vexil/net/NetRequest.h"
-#include "vexil/net/NetRequestOption.h"
-#include "vexil/net/PostBody.h"
+#include "vexil/net/NetRequestParts.h"
 
 #include <algorithm>
 #include <limits>
@@ -19,7 +16,12 @@ bool hasScheme(const String& url, const char* scheme) {
     return url.startsWithNoCase(scheme);
 }
 
-/// Whole seconds, rounded up; 0 for a span that is not set.
+/// 0 for a span that is not set.
+int wholeMilliseconds(const zet::CTimeSpan& span) {
+    return span.isSet() ? static_cast<int>(span.getMilliseconds()) : 0;
+}
+
+/// Rounded up; 0 for a span that is not set.
 int secondsRoundedUp(const zet::CTimeSpan& span) {
     constexpr int64 second = 1000000;
     if (!span.isSet()) {
@@ -50,177 +52,121 @@ int getMaxPart(TLSVersion version) {
 }
 
 /// libcurl would take the part before a NUL: another URL, another password.
-void refuseNUL(const String& value, const char* place) {
+void refuseNUL(const String& value, const char* function) {
     if (value.find(L'\0') != String::npos) {
-        throw CInvalidArgError(place, "value contains a NUL character");
+        throw CInvalidArgError(function, "value contains a NUL character");
     }
 }
 
 /// libcurl sends a method or command as it is, and its next line as a header or a command.
-void refuseLineEnd(const String& value, const char* place) {
-    refuseNUL(value, place);
+void refuseLineEnd(const String& value, const char* function) {
+    refuseNUL(value, function);
     if (hasLineEnd(value)) {
-        throw CInvalidArgError(place, "value contains a CR or LF character");
+        throw CInvalidArgError(function, "value contains a CR or LF character");
     }
-}
-
-/// Whether libcurl reads a value of this kind for an option: its numbers are made of the kind (CURLOPTTYPE_LONG and so
-/// on, 10,000 numbers each).
-bool isOfKind(CURLoption option, int kind) {
-    constexpr int numbersOfAKind = 10000;
-    return option / numbersOfAKind == kind / numbersOfAKind;
-}
-
-/// Lists, callback data and other objects are of the same kind as strings: only libcurl's table tells them apart. What is
-/// not in the table is for libcurl to refuse.
-bool isString(CURLoption option) {
-    if (!isOfKind(option, CURLOPTTYPE_STRINGPOINT)) {
-        return false;
-    }
-    const curl_easyoption* const known = curl_easy_option_by_id(option);
-    return !known || known->type == CURLOT_STRING;
-}
-
-const char* nameOfType(curl_easytype type) {
-    switch (type) {
-    case CURLOT_LONG:
-    case CURLOT_VALUES:
-        return "a number of 32 bits";
-    case CURLOT_OFF_T:
-        return "a number of 64 bits";
-    case CURLOT_STRING:
-        return "a string";
-    case CURLOT_SLIST:
-        return "a list";
-    case CURLOT_FUNCTION:
-        return "a function";
-    default:
-        return "a pointer";
-    }
-}
-
-/// "" for an option that libcurl does not know.
-String describeType(CURLoption option) {
-    const curl_easyoption* const known = curl_easy_option_by_id(option);
-    return known ? String("CURLOPT_") + known->name + " takes " + nameOfType(known->type) : String();
 }
 
 }  // namespace
 
-void CNetRequest::checkOptionResult(CURLcode result) {
-    if (result != CURLE_OK) {
-        throwError(result, "", -1, "");
-    }
-}
-
-void CNetRequest::checkOptionType(CURLoption option, bool isRightType) {
-    if (isRightType) {
-        return;
-    }
-    clearErrorBuffer();
-    throwError(CURLE_UNKNOWN_OPTION, "", -1, describeType(option));
-}
-
 void CNetRequest::setOptionInt(CURLoption option, int value) {
     if (option == CURLOPT_POSTFIELDSIZE) {
-        setPostSize(option, value);
+        m_parts->requestBody.setPostSize(option, value);
         return;
     }
-    checkOptionType(option, isOfKind(option, CURLOPTTYPE_LONG));
-    setOption(option, static_cast<long>(value));
-    if (option == CURLOPT_SSLVERSION) {
-        m_tlsVersions = value;
-    }
-    if (m_postBody) {
-        m_postBody->onOptionSet(option, value != 0);
-    }
+    m_parts->curl.setInt(option, value);
+    m_parts->connections.note(option, int64{value});
+    m_parts->requestBody.onOptionSet(option, value != 0);
 }
 
 void CNetRequest::setOptionInt64(CURLoption option, int64 value) {
     if (option == CURLOPT_POSTFIELDSIZE_LARGE) {
-        setPostSize(option, value);
+        m_parts->requestBody.setPostSize(option, value);
         return;
     }
-    checkOptionType(option, isOfKind(option, CURLOPTTYPE_OFF_T));
-    setOption(option, static_cast<curl_off_t>(value));
+    m_parts->curl.setInt64(option, value);
+    m_parts->connections.note(option, value);
 }
 
 void CNetRequest::setOptionPtr(CURLoption option, void* value) {
     switch (option) {
     case CURLOPT_POSTFIELDS:
-        setPostMemory(value);
+        m_parts->requestBody.setPostMemory(value, m_parts->isPost());
         break;
     case CURLOPT_COPYPOSTFIELDS:
-        copyPostMemory(static_cast<const char*>(value));
+        m_parts->requestBody.copyPostMemory(static_cast<const char*>(value), m_parts->isPost());
         break;
     default:
-        checkOptionType(option, isOfKind(option, CURLOPTTYPE_OBJECTPOINT) ||
-                                    isOfKind(option, CURLOPTTYPE_FUNCTIONPOINT) ||
-                                    isOfKind(option, CURLOPTTYPE_BLOB));
-        setOption(option, value);
-        if (m_postBody) {
-            m_postBody->onOptionSet(option, value != nullptr);
-        }
+        m_parts->curl.setPointer(option, value);
+        m_parts->connections.note(option, value);
+        m_parts->requestBody.onOptionSet(option, value != nullptr);
         break;
     }
 }
 
 void CNetRequest::setOptionString(CURLoption option, const String& value) {
-    static constexpr char place[] = "CNetRequest::setOptionString";
+    static constexpr char function[] = "CNetRequest::setOptionString";
     if (option == CURLOPT_POSTFIELDS || option == CURLOPT_COPYPOSTFIELDS) {
-        refuseNUL(value, place);
-        setPostText(value.toUTF8());
+        refuseNUL(value, function);
+        m_parts->requestBody.setPostText(value.toUTF8());
         return;
     }
-    checkOptionType(option, isString(option));
-    setTextOption(option, value, place);
+    m_parts->curl.checkIsText(option);
+    m_parts->setText(option, value, function);
 }
 
-void CNetRequest::setTextOption(CURLoption option, const String& value, const char* place) {
-    refuseNUL(value, place);
-    setOption(option, value.toUTF8().c_str());
+void CNetRequestParts::setText(CURLoption option, const String& value, const char* function) {
+    refuseNUL(value, function);
+    const std::string utf8 = value.toUTF8();
+    curl.setOption(option, utf8.c_str());
+    connections.note(option, static_cast<const void*>(utf8.c_str()));
 }
 
 void CNetRequest::setDefaultOptions() {
-    setOption(CURLOPT_ERRORBUFFER, m_errorBuffer.getData());
-    clearErrorBuffer();
-    setOption(CURLOPT_WRITEFUNCTION, &writeCallback);
-    setOption(CURLOPT_WRITEDATA, static_cast<void*>(this));
-    setOption(CURLOPT_READFUNCTION, &readCallback);
-    setOption(CURLOPT_READDATA, static_cast<void*>(this));
-    setOption(CURLOPT_SEEKFUNCTION, &seekCallback);
-    setOption(CURLOPT_SEEKDATA, static_cast<void*>(this));
-    setOption(CURLOPT_HEADERFUNCTION, &headerCallback);
-    setOption(CURLOPT_HEADERDATA, static_cast<void*>(this));
+    CCurlEasy& curl = m_parts->curl;
+    void* const self = this;
+    curl.setErrorBuffer();
+    curl.setOption(CURLOPT_WRITEFUNCTION, &CNetRequestCallbacks::write);
+    curl.setOption(CURLOPT_WRITEDATA, self);
+    curl.setOption(CURLOPT_READFUNCTION, &CNetRequestCallbacks::read);
+    curl.setOption(CURLOPT_READDATA, self);
+    curl.setOption(CURLOPT_SEEKFUNCTION, &CNetRequestCallbacks::seek);
+    curl.setOption(CURLOPT_SEEKDATA, self);
+    curl.setOption(CURLOPT_HEADERFUNCTION, &CNetRequestCallbacks::header);
+    curl.setOption(CURLOPT_HEADERDATA, self);
     setOptionInt(CURLOPT_FOLLOWLOCATION, 1);
     setOptionInt(CURLOPT_NOSIGNAL, 1);
     setConnectTimeout(defaultConnectTimeout);
     setLowSpeedLimit(defaultLowSpeedLimit, defaultLowSpeedTime);
-    setOption(CURLOPT_DEBUGFUNCTION, &_curlDebugFunctionCallback);
-    setOption(CURLOPT_DEBUGDATA, static_cast<void*>(this));
+    curl.setOption(CURLOPT_DEBUGFUNCTION, &_curlDebugFunctionCallback);
+    curl.setOption(CURLOPT_DEBUGDATA, self);
 }
 
 void CNetRequest::setURL(const String& url) {
-    static constexpr char place[] = "CNetRequest::setURL";
-    refuseNUL(url, place);
-    m_url = url;
-    m_isHTTP = hasScheme(url, "http:") || hasScheme(url, "https:");
-    setTextOption(CURLOPT_URL, url, place);
+    static constexpr char function[] = "CNetRequest::setURL";
+    refuseNUL(url, function);
+    m_parts->curl.setURL(url);
+    m_parts->isHTTP = hasScheme(url, "http:") || hasScheme(url, "https:");
+    m_parts->setText(CURLOPT_URL, url, function);
+}
+
+String CNetRequest::getURL() const {
+    return m_parts->curl.getURL();
 }
 
 String CNetRequest::getResponseCodeDomain() const {
-    if (m_isHTTP) {
+    if (m_parts->isHTTP) {
         return "http";
     }
-    if (hasScheme(m_url, "ftp:") || hasScheme(m_url, "ftps:") || hasScheme(m_url, "sftp:")) {
+    const String& url = m_parts->curl.getURL();
+    if (hasScheme(url, "ftp:") || hasScheme(url, "ftps:") || hasScheme(url, "sftp:")) {
         return "ftp";
     }
-    return hasScheme(m_url, "smtp:") || hasScheme(m_url, "smtps:") ? "smtp" : "";
+    return hasScheme(url, "smtp:") || hasScheme(url, "smtps:") ? "smtp" : "";
 }
 
 void CNetRequest::setHTTPMethod(const String& method) {
-    static constexpr char place[] = "CNetRequest::setHTTPMethod";
-    refuseLineEnd(method, place);
+    static constexpr char function[] = "CNetRequest::setHTTPMethod";
+    refuseLineEnd(method, function);
     const bool isGet = method == "GET";
     const bool isPut = method == "PUT";
     const bool isPost = method == "POST";
@@ -241,52 +187,45 @@ void CNetRequest::setHTTPMethod(const String& method) {
     }
     if (!isPost) {
         setOptionInt(CURLOPT_POST, 0);
-        setPostDataSize(0);
+        m_parts->requestBody.setPostDataSize(0);
     }
 
     if (isPut) {
         setUpload(true);
     } else if (isPost) {
         setOptionInt(CURLOPT_POST, 1);
-        setPostDataSize(m_sendDataSize);
+        m_parts->requestBody.setPostDataSize(m_parts->requestBody.getSize());
     } else if (isGet) {
         setOptionInt(CURLOPT_HTTPGET, 1);
     } else if (isHead) {
         setOptionInt(CURLOPT_NOBODY, 1);
     } else if (isCustom) {
-        setTextOption(CURLOPT_CUSTOMREQUEST, method, place);
+        m_parts->setText(CURLOPT_CUSTOMREQUEST, method, function);
     }
-    m_httpMethod = method;
+    m_parts->httpMethod = method;
 }
 
 String CNetRequest::getHTTPMethod() const {
-    if (!m_httpMethod.isEmpty()) {
-        return m_httpMethod;
+    if (!m_parts->httpMethod.isEmpty()) {
+        return m_parts->httpMethod;
     }
-    return m_upload ? "PUT" : "GET";
+    return m_parts->upload ? "PUT" : "GET";
 }
 
 void CNetRequest::setUpload(bool upload) {
     setOptionInt(CURLOPT_UPLOAD, upload ? 1 : 0);
-    m_upload = upload;
-}
-
-void CNetRequest::setSendDataSize(int64 size) {
-    setOptionInt64(CURLOPT_INFILESIZE_LARGE, size);
-    if (m_postBody) {
-        m_postBody->onDataSizeSet();
-    }
-    if (m_httpMethod == "POST") {
-        setPostDataSize(size);
-    }
-    m_sendDataSize = size;
+    m_parts->upload = upload;
 }
 
 void CNetRequest::setCustomHTTPHeaders(CNetHeaders* headers) {
     // libcurl points into the old list until it has taken the new one.
-    const P<CNetHeaders> old = m_customHTTPHeaders;
-    m_customHTTPHeaders = headers;
+    const P<CNetHeaders> old = m_parts->customHTTPHeaders;
+    m_parts->customHTTPHeaders = headers;
     setOptionPtr(CURLOPT_HTTPHEADER, headers ? headers->getSList() : nullptr);
+}
+
+P<CNetHeaders> CNetRequest::getCustomHTTPHeaders() const {
+    return m_parts->customHTTPHeaders;
 }
 
 void CNetRequest::setFollowRedirects(bool follow) {
@@ -294,7 +233,7 @@ void CNetRequest::setFollowRedirects(bool follow) {
 }
 
 void CNetRequest::setRedirectProtocols(const String& protocols) {
-    setTextOption(CURLOPT_REDIR_PROTOCOLS_STR, protocols, "CNetRequest::setRedirectProtocols");
+    m_parts->setText(CURLOPT_REDIR_PROTOCOLS_STR, protocols, "CNetRequest::setRedirectProtocols");
 }
 
 void CNetRequest::setMaxRedirects(int count) {
@@ -307,31 +246,27 @@ void CNetRequest::setKeepPostOnRedirect(bool keep) {
 
 void CNetRequest::setHTTPAuthMethods(unsigned int methods) {
     // libcurl takes the mask as a `long`, which has 32 bits on Windows.
-    setOption(CURLOPT_HTTPAUTH, static_cast<long>(methods));
+    m_parts->curl.setOption(CURLOPT_HTTPAUTH, static_cast<long>(methods));
 }
 
 void CNetRequest::setUserName(const String& name) {
-    setTextOption(CURLOPT_USERNAME, name, "CNetRequest::setUserName");
+    m_parts->setText(CURLOPT_USERNAME, name, "CNetRequest::setUserName");
 }
 
 void CNetRequest::setUserPassword(const String& password) {
-    setTextOption(CURLOPT_PASSWORD, password, "CNetRequest::setUserPassword");
+    m_parts->setText(CURLOPT_PASSWORD, password, "CNetRequest::setUserPassword");
 }
 
 void CNetRequest::setProxy(const String& proxy) {
-    setTextOption(CURLOPT_PROXY, proxy, "CNetRequest::setProxy");
-}
-
-void CNetRequest::setMillisecondsOption(CURLoption option, const zet::CTimeSpan& span) {
-    setOptionInt(option, span.isSet() ? static_cast<int>(span.getMilliseconds()) : 0);
+    m_parts->setText(CURLOPT_PROXY, proxy, "CNetRequest::setProxy");
 }
 
 void CNetRequest::setConnectTimeout(const zet::CTimeSpan& timeout) {
-    setMillisecondsOption(CURLOPT_CONNECTTIMEOUT_MS, timeout);
+    setOptionInt(CURLOPT_CONNECTTIMEOUT_MS, wholeMilliseconds(timeout));
 }
 
 void CNetRequest::setFullRequestTimeout(const zet::CTimeSpan& timeout) {
-    setMillisecondsOption(CURLOPT_TIMEOUT_MS, timeout);
+    setOptionInt(CURLOPT_TIMEOUT_MS, wholeMilliseconds(timeout));
 }
 
 void CNetRequest::setLowSpeedLimit(int bytesPerSecond, const zet::CTimeSpan& time) {
@@ -344,12 +279,12 @@ void CNetRequest::setSSLVerifyPeer(bool verify) {
 }
 
 void CNetRequest::setRootCertBundlePath(const TPathImpl<CWindowsPathTraits>& path) {
-    setTextOption(CURLOPT_CAINFO, path.getText(), "CNetRequest::setRootCertBundlePath");
+    m_parts->setText(CURLOPT_CAINFO, path.getText(), "CNetRequest::setRootCertBundlePath");
 }
 
 void CNetRequest::setMaxTLSVersion(TLSVersion version) {
     constexpr int minPart = 0xFFFF;
-    setOptionInt(CURLOPT_SSLVERSION, (m_tlsVersions & minPart) | getMaxPart(version));
+    setOptionInt(CURLOPT_SSLVERSION, (m_parts->curl.getTLSVersions() & minPart) | getMaxPart(version));
 }
 
 void CNetRequest::setRange(int64 start, int64 length) {
@@ -357,7 +292,7 @@ void CNetRequest::setRange(int64 start, int64 length) {
     if (length != -1) {
         range += String::fromInt(start + (length - 1));
     }
-    setTextOption(CURLOPT_RANGE, range, "CNetRequest::setRange");
+    m_parts->setText(CURLOPT_RANGE, range, "CNetRequest::setRange");
 }
 
 void CNetRequest::setFTPUseSSL(int level) {
@@ -373,82 +308,77 @@ void CNetRequest::setFTPCreateMissingDirs(int mode) {
 }
 
 void CNetRequest::setFTPListOverrideCommand(const String& command) {
-    static constexpr char place[] = "CNetRequest::setFTPListOverrideCommand";
+    static constexpr char function[] = "CNetRequest::setFTPListOverrideCommand";
     if (command.isEmpty()) {
         setOptionPtr(CURLOPT_CUSTOMREQUEST, nullptr);
     } else {
-        refuseLineEnd(command, place);
-        setTextOption(CURLOPT_CUSTOMREQUEST, command, place);
-    }
-}
-
-void CNetRequest::setStringListOption(CURLoption option, ListOption& slot, CNetStringList* list) {
-    // Held also where libcurl refuses it: it may be an object that only this call refers to.
-    const P<CNetStringList> next = list;
-    const P<CNetStringList> old = slot.list;
-    curl_slist* const head = list ? list->getSList() : nullptr;
-    setOptionPtr(option, head);
-    slot = {next, head};
-}
-
-void CNetRequest::setChangedListOption(CURLoption option, ListOption& slot) {
-    // It may have got its first entry since, or others in new memory; all else libcurl sees by itself.
-    if (slot.list && slot.list->getSList() != slot.head) {
-        setStringListOption(option, slot, slot.list);
+        refuseLineEnd(command, function);
+        m_parts->setText(CURLOPT_CUSTOMREQUEST, command, function);
     }
 }
 
 void CNetRequest::setFTPCustomPreCommands(CNetStringList* commands) {
-    setStringListOption(CURLOPT_PREQUOTE, m_ftpPreCommands, commands);
+    m_parts->setList(CURLOPT_PREQUOTE, m_parts->ftpPreCommands, commands);
 }
 
 void CNetRequest::setFTPCustomPostCommands(CNetStringList* commands) {
-    setStringListOption(CURLOPT_POSTQUOTE, m_ftpPostCommands, commands);
+    m_parts->setList(CURLOPT_POSTQUOTE, m_parts->ftpPostCommands, commands);
 }
 
 void CNetRequest::setMailRecipients(CNetStringList* recipients) {
-    setStringListOption(CURLOPT_MAIL_RCPT, m_mailRecipients, recipients);
+    m_parts->setList(CURLOPT_MAIL_RCPT, m_parts->mailRecipients, recipients);
 }
 
 void CNetRequest::setVerbose(bool on) {
-    m_verbose = on;
+    m_parts->verboseLog.setOn(on);
     setOptionInt(CURLOPT_VERBOSE, on ? 1 : 0);
 }
 
 void CNetRequest::setVerboseSettings(VerboseLogData data, VerboseLogData sslData) {
-    m_verboseData = data;
-    m_verboseSSLData = sslData;
+    m_parts->verboseLog.setShown(data, sslData);
+}
+
+void CNetRequest::setVerboseRecordLimit(int64 bytes) {
+    if (bytes < -1) {
+        throw CInvalidArgError("CNetRequest::setVerboseRecordLimit",
+                               "limit is below -1: " + String::fromInt(bytes));
+    }
+    m_parts->verboseLog.setLimit(bytes);
+}
+
+void CNetRequest::setDoneListener(IDoneListener* listener) {
+    m_parts->doneListener = listener;
 }
 
 void CNetRequest::setTransferProgress(ITransferProgress* progress) {
-    m_progress = progress;
+    m_parts->watch.setProgress(progress);
     setProgressOptions();
 }
 
 void CNetRequest::setCancellable(bool cancellable) {
-    m_isCancellable = cancellable;
+    m_parts->watch.setCancellable(cancellable);
     setProgressOptions();
-}
-
-void CNetRequest::setReceiveBufferLimits(int64 success, int64 failure) {
-    m_maxSuccessBytes = success;
-    m_maxFailureBytes = failure;
 }
 
 void CNetRequest::setCancelToken(CCancelToken* token) {
-    m_cancelToken = token;
+    m_parts->watch.setToken(token);
     setProgressOptions();
 }
 
+P<CCancelToken> CNetRequest::getCancelToken() const {
+    return m_parts->watch.getToken();
+}
+
 void CNetRequest::setProgressOptions() {
-    const bool isWatched = m_isCancellable || m_progress || m_cancelToken;
-    if (isWatched == m_isWatched) {
+    const bool isOn = m_parts->watch.isWanted();
+    if (isOn == m_parts->watch.isOn()) {
         return;
     }
-    setOption(CURLOPT_XFERINFOFUNCTION, isWatched ? &CNetRequest::progressCallback : nullptr);
-    setOption(CURLOPT_XFERINFODATA, isWatched ? static_cast<void*>(this) : nullptr);
-    setOption(CURLOPT_NOPROGRESS, isWatched ? 0L : 1L);
-    m_isWatched = isWatched;
+    CCurlEasy& curl = m_parts->curl;
+    curl.setOption(CURLOPT_XFERINFOFUNCTION, isOn ? &CNetRequestCallbacks::progress : nullptr);
+    curl.setOption(CURLOPT_XFERINFODATA, isOn ? static_cast<void*>(this) : nullptr);
+    curl.setOption(CURLOPT_NOPROGRESS, isOn ? 0L : 1L);
+    m_parts->watch.setOn(isOn);
 }
 
 }  // namespace vexil

@@ -4,7 +4,7 @@
 namespace vexil {
 
 void CNetRequest::setProxyForCurrentURLFromUserSettings() {
-    setProxy(CProxySettings::getUserSettings()->getProxyForURL(m_url));
+    setProxy(CProxySettings::getUserSettings()->getProxyForURL(getURL()));
 }
 
 }  // namespace vexil

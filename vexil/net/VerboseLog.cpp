@@ -1,13 +1,11 @@
+#include "vexil/net/VerboseLog.h"
+
 #include "vexil/net/CredentialFinder.h"
-#include "vexil/net/NetRequest.h"
-#include "vexil/net/VerboseRecord.h"
 #include "vexil/net/VerboseRedactor.h"
 #include "zet/TimeFields.h"
 #include "zet/URI.h"
 
 #include <string>
-#include <string_view>
-#include <utility>
 
 namespace vexil {
 
@@ -43,8 +41,8 @@ Appearance getAppearance(curl_infotype type, unsigned int data, unsigned int ssl
     }
 }
 
-/// Replaces the value of the first Authorization header up to its line end. Where none follows, the last
-/// character stays; callers rely on it.
+/// Replaces the value of the first Authorization header up to the end of its line. Without a line end the last
+/// character stays: callers rely on it.
 void stripAuthorization(String& text) {
     static constexpr char name[] = "Authorization: ";
     const std::size_t found = text.find(name);
@@ -73,7 +71,7 @@ P<zet::CXMLElement> createRoot(const String& httpMethod, const String& url, int6
     return new zet::CXMLElement("NetRequest", attributes);
 }
 
-/// The element of a message but for its text.
+/// The element of a message, still without its text.
 P<zet::CXMLElement> createElement(const CNetRequest::CVerboseLogMessage& message,
                                   const Appearance& appearance) {
     P<zet::CXMLElement> element = new zet::CXMLElement(appearance.element);
@@ -87,8 +85,8 @@ P<zet::CXMLElement> createElement(const CNetRequest::CVerboseLogMessage& message
     return element;
 }
 
-/// What is shown of a message's bytes.
-/// \param leftOut  bytes that follow, but were not recorded
+/// The text that shows a message's bytes.
+/// \param leftOut  how many more bytes the message had that were not recorded
 String makeText(std::string_view bytes, int64 leftOut, const Appearance& appearance, unsigned int maxLength) {
     const std::string_view shown = bytes.substr(0, maxLength);
     String text = appearance.showText ? String::fromLatin1(shown) : String(strippedText);
@@ -106,53 +104,33 @@ String makeText(std::string_view bytes, int64 leftOut, const Appearance& appeara
 
 }  // namespace
 
-int CNetRequest::_curlDebugFunctionCallback(void* handle, curl_infotype type, char* data, std::size_t size,
-                                            void* request) noexcept {
-    if (request) {
-        try {
-            static_cast<CNetRequest*>(request)->onLogDebugMessage(handle, type, data, size);
-        } catch (...) {
-            // The log must not end a transfer: a message that cannot be recorded is missing from it.
-        }
-    }
-    return 0;
+void CVerboseLog::setShown(VerboseLogData data, VerboseLogData sslData) noexcept {
+    m_data = data;
+    m_sslData = sslData;
 }
 
-void CNetRequest::onLogDebugMessage(void* handle, curl_infotype type, char* data, std::size_t size) {
-    if (handle != m_handle.get() || !m_verbose) {
-        return;
+void CVerboseLog::begin(bool isUpload) noexcept {
+    if (m_data == VerboseLogAutomatic) {
+        m_data = isUpload ? VerboseLogReceived : VerboseLogBoth;
     }
-    m_verboseRecord->add(type, {data, size}, getAppearance(type, m_verboseData, m_verboseSSLData).showText);
+    m_record.clear();
 }
 
-void CNetRequest::setVerboseRecordLimit(int64 bytes) {
-    if (bytes < -1) {
-        throw CInvalidArgError("CNetRequest::setVerboseRecordLimit",
-                               "limit is below -1: " + String::fromInt(bytes));
-    }
-    m_verboseRecord->setLimit(bytes);
+void CVerboseLog::add(curl_infotype type, std::string_view bytes) {
+    m_record.add(type, bytes, getAppearance(type, m_data, m_sslData).showText);
 }
 
-int64 CNetRequest::getVerboseLeftOutBytes() const noexcept {
-    return m_verboseRecord->getLeftOutBytes();
-}
-
-P<zet::CXMLElement> CNetRequest::getVerboseOutput(unsigned int maxTextLength) {
-    if (!m_verbose) {
-        return nullptr;
-    }
-    P<zet::CXMLElement> root = createRoot(getHTTPMethod(), m_url, getVerboseLeftOutBytes());
-    for (const CVerboseLogMessage& message : m_verboseRecord->getMessages()) {
-        if (const P<zet::CXMLElement> element = createVerboseXmlElement(message, maxTextLength)) {
-            root->addChild(element);
-        }
+P<zet::CXMLElement> CVerboseLog::makeTree(const String& httpMethod, const String& url,
+                                          unsigned int maxTextLength) const {
+    P<zet::CXMLElement> root = createRoot(httpMethod, url, getLeftOutBytes());
+    for (const Message& message : m_record.getMessages()) {
+        root->addChild(makeElement(message, maxTextLength));
     }
     return root;
 }
 
-P<zet::CXMLElement> CNetRequest::createVerboseXmlElement(const CVerboseLogMessage& message,
-                                                         unsigned int maxTextLength) {
-    const Appearance appearance = getAppearance(message.type, m_verboseData, m_verboseSSLData);
+P<zet::CXMLElement> CVerboseLog::makeElement(const Message& message, unsigned int maxTextLength) const {
+    const Appearance appearance = getAppearance(message.type, m_data, m_sslData);
     P<zet::CXMLElement> element = createElement(message, appearance);
     String text = makeText(getBytes(message.data), message.leftOut, appearance, maxTextLength);
     if (appearance.isHeader) {
@@ -162,17 +140,15 @@ P<zet::CXMLElement> CNetRequest::createVerboseXmlElement(const CVerboseLogMessag
     return element;
 }
 
-P<zet::CXMLElement> CNetRequest::getRedactedVerboseOutput(unsigned int maxTextLength) {
-    if (!m_verbose) {
-        return nullptr;
-    }
-    const std::string url = m_url.toUTF8();
+P<zet::CXMLElement> CVerboseLog::makeRedactedTree(const String& httpMethod, const String& url,
+                                                  unsigned int maxTextLength) const {
+    const std::string utf8 = url.toUTF8();
     P<zet::CXMLElement> root = createRoot(
-        getHTTPMethod(), String::fromUTF8(stripRanges(url, findSecretsOfURL(url))), getVerboseLeftOutBytes());
-    const CVerboseRedactor redactor(m_verboseRecord->getMessages());
+        httpMethod, String::fromUTF8(stripRanges(utf8, findSecretsOfURL(utf8))), getLeftOutBytes());
+    const CVerboseRedactor redactor(m_record.getMessages());
     std::size_t index = 0;
-    for (const CVerboseLogMessage& message : m_verboseRecord->getMessages()) {
-        const Appearance appearance = getAppearance(message.type, m_verboseData, m_verboseSSLData);
+    for (const Message& message : m_record.getMessages()) {
+        const Appearance appearance = getAppearance(message.type, m_data, m_sslData);
         const P<zet::CXMLElement> element = createElement(message, appearance);
         element->setText(makeText(redactor.getText(index++), message.leftOut, appearance, maxTextLength));
         root->addChild(element);
