@@ -1,4 +1,4 @@
-// Errors made without a transfer: the texts taken from answers, and everything that a CCURLError carries.
+// Errors without a transfer: the texts taken from responses, and the content of a CCURLError.
 #include "tests/net/NetRequestTestSupport.h"
 
 namespace {
@@ -17,7 +17,7 @@ std::string messageOfHTML(std::string_view body) {
     return messageOfBody(body, {{"content-type", "text/html"}});
 }
 
-/// A step shown by one body.
+/// A step, with a body that shows it.
 struct HTMLStep {
     const char* name;
     const char* body;
@@ -189,7 +189,7 @@ TEST_F(NetRequestError, MailWithoutAReplyHasNoServerMessage) {
     EXPECT_EQ(thrown(CURLE_SEND_ERROR, "smtp", 550, "x").getServerMessage(), "");
 }
 
-/// What libcurl says of a URL that it cannot use.
+/// libcurl's message about a URL that it cannot use.
 std::string libcurlsDetail(const char* url) {
     char detail[CURL_ERROR_SIZE] = "";
     CURL* const handle = curl_easy_init();
@@ -200,7 +200,7 @@ std::string libcurlsDetail(const char* url) {
     return detail;
 }
 
-/// Lets libcurl fill its error buffer by a transfer that fails without a connection.
+/// Makes libcurl fill its error buffer by a transfer that fails without a connection.
 void performWithLibcurl(CNetRequest& request) {
     EXPECT_NE(curl_easy_perform(request.getHandle()), CURLE_OK);
 }
@@ -217,7 +217,7 @@ TEST_F(NetRequestError, WithoutADetailLibcurlsTextIsTaken) {
 }
 
 TEST_F(NetRequestError, AnErrorBufferThatIsNotUTF8IsLoggedAndEmpty) {
-    // libcurl quotes a proxy that it cannot read, byte for byte.
+    // libcurl quotes an invalid proxy byte for byte.
     request->setURL("http://h/");
     ASSERT_EQ(curl_easy_setopt(request->getHandle(), CURLOPT_PROXY, "x\xff://"), CURLE_OK);
     performWithLibcurl(*request);
@@ -286,6 +286,9 @@ TEST_F(NetRequestError, AFigureOfAnotherTypeIsRefused) {
     EXPECT_EQ(code([&] { request->getInfoLong(CURLINFO_EFFECTIVE_URL); }), CURLE_UNKNOWN_OPTION);
     EXPECT_EQ(code([&] { request->getInfoDouble(CURLINFO_RESPONSE_CODE); }), CURLE_UNKNOWN_OPTION);
     EXPECT_EQ(code([&] { request->getInfoDouble(CURLINFO_SIZE_DOWNLOAD_T); }), CURLE_UNKNOWN_OPTION);
+    EXPECT_EQ(code([&] { request->getInfoInt64(CURLINFO_TOTAL_TIME); }), CURLE_UNKNOWN_OPTION);
+    EXPECT_EQ(code([&] { request->getInfoInt64(CURLINFO_RESPONSE_CODE); }), CURLE_UNKNOWN_OPTION);
+    EXPECT_EQ(request->getInfoInt64(CURLINFO_SIZE_DOWNLOAD_T), 0);
 }
 
 TEST_F(NetRequestError, AnOptionOfAnotherTypeIsRefusedByItsName) {

@@ -1,5 +1,5 @@
-// Every call of libcurl that configures a request, in order, with its C type and value. This program defines
-// the functions itself, records the calls and passes them on.
+// Every call of libcurl that configures a request, in order, with its C type and value. This program defines the functions
+// itself, records the calls and forwards them.
 #include "tests/net/NetRequestTestSupport.h"
 #include "tests/support/OptionRecorder.h"
 
@@ -18,7 +18,7 @@ bool escapeFails = false;
 bool getInfoFails = false;
 bool listFails = false;
 
-/// Lists that live, and how many of them lived when an option was last recorded.
+/// The number of living lists, now and when an option was last recorded.
 int livingLists = 0;
 int livingListsAtOption = 0;
 
@@ -120,7 +120,7 @@ protected:
         events.clear();
     }
 
-    /// What was recorded since the last call, the request's address by name.
+    /// The records since the last call, with a name instead of the request's address.
     std::vector<std::string> recorded() {
         std::vector<std::string> texts;
         for (vexil_test::RecordedOption& event : events) {
@@ -207,6 +207,7 @@ TEST_F(NetRequestOptions, AFailingFigureIsAnErrorWithoutAResponse) {
     check([&] { request->getUploadSize(); });
     check([&] { request->getAvgDownloadSpeed(); });
     check([&] { request->getAvgUploadSpeed(); });
+    check([&] { request->getInfoInt64(CURLINFO_SIZE_DOWNLOAD_T); });
 }
 
 // ---- the setters -----------------------------------------------------------------------------------------
@@ -306,6 +307,29 @@ std::vector<Setter> setters() {
         {"UseSSL", [](R& r) { r.setFTPUseSSL(CURLUSESSL_ALL); }, {"USE_SSL=3L"}},
         {"FileMethod", [](R& r) { r.setFTPFileMethod(CURLFTPMETHOD_SINGLECWD); }, {"FTP_FILEMETHOD=3L"}},
         {"CreateDirs", [](R& r) { r.setFTPCreateMissingDirs(2); }, {"FTP_CREATE_MISSING_DIRS=2L"}},
+        {"NeverTLS", [](R& r) { r.setFTPUseSSL(vexil::TLSUpgrade::Never); }, {"USE_SSL=0L"}},
+        {"OfferedTLS", [](R& r) { r.setFTPUseSSL(vexil::TLSUpgrade::IfOffered); }, {"USE_SSL=1L"}},
+        {"ControlTLS", [](R& r) { r.setFTPUseSSL(vexil::TLSUpgrade::ControlConnection); }, {"USE_SSL=2L"}},
+        {"RequiredTLS", [](R& r) { r.setFTPUseSSL(vexil::TLSUpgrade::Required); }, {"USE_SSL=3L"}},
+        {"DefaultCWD",
+         [](R& r) { r.setFTPFileMethod(vexil::FTPFileMethod::Default); },
+         {"FTP_FILEMETHOD=0L"}},
+        {"MultipleCWD",
+         [](R& r) { r.setFTPFileMethod(vexil::FTPFileMethod::MultipleCWD); },
+         {"FTP_FILEMETHOD=1L"}},
+        {"NoCWD", [](R& r) { r.setFTPFileMethod(vexil::FTPFileMethod::NoCWD); }, {"FTP_FILEMETHOD=2L"}},
+        {"SingleCWD",
+         [](R& r) { r.setFTPFileMethod(vexil::FTPFileMethod::SingleCWD); },
+         {"FTP_FILEMETHOD=3L"}},
+        {"FailWithoutDirs",
+         [](R& r) { r.setFTPCreateMissingDirs(vexil::FTPMissingDirs::Fail); },
+         {"FTP_CREATE_MISSING_DIRS=0L"}},
+        {"CreateMissingDirs",
+         [](R& r) { r.setFTPCreateMissingDirs(vexil::FTPMissingDirs::Create); },
+         {"FTP_CREATE_MISSING_DIRS=1L"}},
+        {"CreateDirsAndRetry",
+         [](R& r) { r.setFTPCreateMissingDirs(vexil::FTPMissingDirs::CreateAndRetry); },
+         {"FTP_CREATE_MISSING_DIRS=2L"}},
         {"ListCommand", [](R& r) { r.setFTPListOverrideCommand("MLSD"); }, {"CUSTOMREQUEST='MLSD'"}},
         {"NoListCommand", [](R& r) { r.setFTPListOverrideCommand(""); }, {"CUSTOMREQUEST=null"}},
         {"Pre", [=](R& r) { r.setFTPCustomPreCommands(commands); }, {"PREQUOTE=[NOOP|SYST]"}},
@@ -473,7 +497,7 @@ TEST_F(NetRequestOptions, AnErrorOfANewTransferIsThrown) {
 
 // ---- options of another type -----------------------------------------------------------------------------
 
-/// Which setters take an option of this type.
+/// Which setters accept an option of this type.
 struct Takers {
     bool isInt, isInt64, isPtr, isString;
 };
@@ -497,7 +521,7 @@ Takers takersOf(const curl_easyoption& option) {
 
 TEST_F(NetRequestOptions, EachOptionIsTakenByTheSettersOfItsTypeAlone) {
     makeRequest();
-    // Nothing reaches libcurl: an option that passes the check fails.
+    // Nothing reaches libcurl: an accepted option would fail.
     const auto isTaken = [&](const char* name, auto set) {
         optionsUntilFailure = 0;
         const auto error = thrownBy<CCURLError>([&] { set(); });
@@ -595,7 +619,7 @@ TEST_F(NetRequestOptions, EachTransferGetsTheListsAsTheyAreThen) {
     recipients->add("a@x");
     request->resetForPerform();
     EXPECT_THAT(recorded(), ElementsAre("PREQUOTE=[NOOP]", "POSTQUOTE=[SYST]", "MAIL_RCPT=[a@x]"));
-    // The nodes that libcurl has are gone then.
+    // Then the nodes that libcurl knows no longer exist.
     CNetStringList other;
     other.add("HELP");
     *before = other;

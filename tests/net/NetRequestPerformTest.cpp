@@ -1,4 +1,4 @@
-// Whole transfers with a scripted peer: answers of every kind, and what the request makes of them.
+// Whole transfers with a scripted peer: responses of every kind, and their results.
 #include "tests/net/NetRequestTestSupport.h"
 #include "tests/support/ScriptedPeer.h"
 
@@ -21,7 +21,7 @@ class NetRequestPerform : public testing::Test {
 protected:
     NetRequestPerform() { prepare("/a"); }
     ~NetRequestPerform() override {
-        // Ends the connection, which a script may wait for.
+        // Ends the connection: a script may wait for that.
         request = nullptr;
         EXPECT_TRUE(peer.waitUntilIdle());
         EXPECT_THAT(peer.failures(), IsEmpty());
@@ -39,7 +39,7 @@ protected:
         request->setSendDataSize(static_cast<int64>(body.size()));
     }
 
-    /// Not every version of libcurl asks before it sends a short body.
+    /// Not every version of libcurl sends "Expect: 100-continue" before a short body.
     void askBeforeBody() {
         const P<vexil::CNetHeaders> headers = new vexil::CNetHeaders;
         headers->add("Expect", "100-continue");
@@ -86,6 +86,12 @@ TEST_F(NetRequestPerform, ASuccessHasBodyHeadersStatusAndFigures) {
     EXPECT_EQ(request->getUploadedBytes(), 0);
     EXPECT_GT(request->getAvgDownloadSpeed(), 0);
     EXPECT_EQ(request->getAvgUploadSpeed(), 0);
+    EXPECT_EQ(request->getDownloadedByteCount(), 5);
+    EXPECT_EQ(request->getDownloadContentLength(), 5);
+    EXPECT_EQ(request->getUploadedByteCount(), 0);
+    EXPECT_EQ(request->getDownloadBytesPerSecond(), static_cast<int64>(request->getAvgDownloadSpeed()));
+    EXPECT_GT(request->getDownloadBytesPerSecond(), 0);
+    EXPECT_EQ(request->getUploadBytesPerSecond(), 0);
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
@@ -97,6 +103,37 @@ TEST_F(NetRequestPerform, AnUploadHasItsFigures) {
     EXPECT_EQ(request->getUploadSize(), 5);
     EXPECT_GT(request->getAvgUploadSpeed(), 0);
     EXPECT_EQ(request->getDownloadedBytes(), 0);
+    EXPECT_EQ(request->getUploadedByteCount(), 5);
+    EXPECT_EQ(request->getUploadContentLength(), 5);
+    EXPECT_EQ(request->getUploadBytesPerSecond(), static_cast<int64>(request->getAvgUploadSpeed()));
+    EXPECT_GT(request->getUploadBytesPerSecond(), 0);
+    EXPECT_EQ(request->getDownloadedByteCount(), 0);
+}
+
+TEST_F(NetRequestPerform, ABodyOfUnknownLengthHasTheAnnouncedSizeMinusOne) {
+    peer.onConnection().expectRequest().reply("HTTP/1.1 200 OK\r\nConnection: close\r\n\r\nabc").close();
+    request->perform();
+    EXPECT_EQ(request->getDownloadContentLength(), -1);
+    EXPECT_EQ(request->getDownloadedByteCount(), 3);
+}
+
+TEST_F(NetRequestPerform, TheReceivedBytesAreThoseOfTheOwnBuffer) {
+    EXPECT_TRUE(request->getReceivedBytes().empty());
+    EXPECT_EQ(request->getReceivedText(), "");
+    const std::string body("a\0\xFF"
+                           "b",
+                           4);
+    peer.setDefaultReply([&](const RecordedRequest&) { return reply("200 OK", body); });
+    request->perform();
+    EXPECT_EQ(request->getReceivedText(), body);
+    const std::span<const std::byte> bytes = request->getReceivedBytes();
+    ASSERT_EQ(bytes.size(), 4u);
+    EXPECT_EQ(bytes[2], std::byte{0xFF});
+    EXPECT_EQ(static_cast<const void*>(bytes.data()), request->getDefaultReceiveBuffer()->getData());
+    request->setReceiveDataSink(nullptr);
+    request->perform();
+    EXPECT_EQ(request->getReceivedText(), "");
+    EXPECT_TRUE(request->getReceivedBytes().empty());
 }
 
 TEST_F(NetRequestPerform, StatusesFrom200To299Pass) {
@@ -297,7 +334,7 @@ TEST_F(NetRequestPerform, AnEarlyRefusalWhileSendingIsTheAnswer) {
 TEST_F(NetRequestPerform, ARefusalInsteadOfContinueSendsNoBody) {
     sendBody("PUT", "abc");
     askBeforeBody();
-    // libcurl would send the body after a second without an answer.
+    // libcurl would send the body after a second without a response.
     request->setOptionInt(CURLOPT_EXPECT_100_TIMEOUT_MS, 60000);
     peer.onConnection()
         .expectHead()

@@ -300,6 +300,18 @@ void name_vexil_CNetRequest() {
     name(static_cast<double (Class::*)()>(&Class::getAvgUploadSpeed));
     name(static_cast<int (Class::*)(CURLINFO)>(&Class::getInfoLong));
     name(static_cast<double (Class::*)(CURLINFO)>(&Class::getInfoDouble));
+    name(static_cast<int64 (Class::*)(CURLINFO) const>(&Class::getInfoInt64));
+    name(static_cast<int64 (Class::*)() const>(&Class::getDownloadedByteCount));
+    name(static_cast<int64 (Class::*)() const>(&Class::getUploadedByteCount));
+    name(static_cast<int64 (Class::*)() const>(&Class::getDownloadContentLength));
+    name(static_cast<int64 (Class::*)() const>(&Class::getUploadContentLength));
+    name(static_cast<int64 (Class::*)() const>(&Class::getDownloadBytesPerSecond));
+    name(static_cast<int64 (Class::*)() const>(&Class::getUploadBytesPerSecond));
+    name(static_cast<std::span<const std::byte> (Class::*)() const noexcept>(&Class::getReceivedBytes));
+    name(static_cast<std::string_view (Class::*)() const noexcept>(&Class::getReceivedText));
+    name(static_cast<void (Class::*)(TLSUpgrade)>(&Class::setFTPUseSSL));
+    name(static_cast<void (Class::*)(FTPFileMethod)>(&Class::setFTPFileMethod));
+    name(static_cast<void (Class::*)(FTPMissingDirs)>(&Class::setFTPCreateMissingDirs));
     if (t_construct) {
         [[maybe_unused]] const Class object{};
     }
@@ -347,6 +359,7 @@ void name_vexil_CNetRequest() {
     name(static_cast<void (Class::*)(bool)>(&Class::setKeepPostOnRedirect));
     name(static_cast<void (Class::*)(int, const zet::CTimeSpan&)>(&Class::setLowSpeedLimit));
     name(static_cast<void (Class::*)(int)>(&Class::setFTPUseSSL));
+    name(static_cast<void (Class::*)(int)>(&Class::setFTPFileMethod));
     name(static_cast<void (Class::*)(int)>(&Class::setFTPCreateMissingDirs));
     name(static_cast<void (Class::*)(const String&)>(&Class::setFTPListOverrideCommand));
     name(static_cast<void (Class::*)()>(&Class::perform));

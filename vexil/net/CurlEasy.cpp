@@ -123,6 +123,10 @@ int CCurlEasy::getLong(CURLINFO info) const {
     return static_cast<int>(getInfo<long>(info, CURLINFO_LONG));
 }
 
+int64 CCurlEasy::getInt64(CURLINFO info) const {
+    return getInfo<curl_off_t>(info, CURLINFO_OFF_T);
+}
+
 double CCurlEasy::getDouble(CURLINFO info) const {
     return getInfo<double>(info, CURLINFO_DOUBLE);
 }

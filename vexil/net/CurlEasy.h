@@ -58,6 +58,7 @@ public:
 
     /// A figure of this type. One of another type is a CCURLError of code 48 (CURLE_UNKNOWN_OPTION).
     int getLong(CURLINFO info) const;
+    int64 getInt64(CURLINFO info) const;
     double getDouble(CURLINFO info) const;
     String getText(CURLINFO info) const;
     /// @}

@@ -17,6 +17,8 @@
 
 #include <cstddef>
 #include <memory>
+#include <span>
+#include <string_view>
 
 namespace vexil {
 
@@ -46,7 +48,7 @@ struct CNetRequestParts;
 /// P<CNetRequest> request = new CNetRequest;
 /// request->setURL("https://example.com/a");
 /// request->perform();
-/// std::cout << request->getResponseCode();
+/// std::cout << request->getReceivedText();
 /// \endcode
 class VEXIL_API CNetRequest : public virtual CBase {
 public:
@@ -163,6 +165,13 @@ public:
     [[nodiscard]] PC<TBuffer<unsigned char>> getDefaultReceiveBuffer() const;
     /// The sink that fills the request's own buffer, for a sink that passes some blocks on to it.
     [[nodiscard]] P<IDataSink> getDefaultReceiveSink() const;
+    /// @{
+
+    /// The content of the request's own buffer; empty if the body went elsewhere. The text is not decoded. Valid until
+    /// the next transfer, reset(), or the end of the request.
+    [[nodiscard]] std::span<const std::byte> getReceivedBytes() const noexcept;
+    [[nodiscard]] std::string_view getReceivedText() const noexcept;
+    /// @}
     /// How many bytes the request's own buffer takes. Default -1 and -1: no limit below 2 GiB.
     /// \param success  for a status of 200 to 299, and for protocols other than HTTP. A longer body is a CError
     /// \param failure  for any other status. A longer body is cut, and the transfer fails with that status
@@ -209,16 +218,19 @@ public:
     /// @{
 
     /// CURLOPT_USE_SSL, for FTP and SMTP; the number is one of CURLUSESSL_. Default TLSUpgrade::Never.
+    void setFTPUseSSL(TLSUpgrade upgrade);
     void setFTPUseSSL(int level);
     /// @}
     /// @{
 
     /// CURLOPT_FTP_FILEMETHOD; the number is one of CURLFTPMETHOD_. Default FTPFileMethod::Default.
+    void setFTPFileMethod(FTPFileMethod method);
     void setFTPFileMethod(int method);
     /// @}
     /// @{
 
     /// CURLOPT_FTP_CREATE_MISSING_DIRS; the number is one of CURLFTP_CREATE_DIR_. Default FTPMissingDirs::Fail.
+    void setFTPCreateMissingDirs(FTPMissingDirs mode);
     void setFTPCreateMissingDirs(int mode);
     /// @}
     /// CURLOPT_CUSTOMREQUEST: the command of a listing; "" for libcurl's own.
@@ -295,26 +307,33 @@ public:
     /// @{
 
     /// Bytes of body that the last transfer has moved (CURLINFO_SIZE_DOWNLOAD_T, CURLINFO_SIZE_UPLOAD_T).
+    [[nodiscard]] int64 getDownloadedByteCount() const;
+    [[nodiscard]] int64 getUploadedByteCount() const;
     double getDownloadedBytes();
     double getUploadedBytes();
     /// @}
     /// @{
 
     /// Announced size of the body, -1 if unknown (CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, CURLINFO_CONTENT_LENGTH_UPLOAD_T).
+    [[nodiscard]] int64 getDownloadContentLength() const;
+    [[nodiscard]] int64 getUploadContentLength() const;
     double getDownloadSize();
     double getUploadSize();
     /// @}
     /// @{
 
     /// Average speed of the last transfer (CURLINFO_SPEED_DOWNLOAD_T, CURLINFO_SPEED_UPLOAD_T).
+    [[nodiscard]] int64 getDownloadBytesPerSecond() const;
+    [[nodiscard]] int64 getUploadBytesPerSecond() const;
     double getAvgDownloadSpeed();
     double getAvgUploadSpeed();
     /// @}
     /// @{
 
-    /// Any figure of libcurl, by the type in libcurl's documentation: `long`, `double`. One of another
+    /// Any figure of libcurl, by the type in libcurl's documentation: `long`, `curl_off_t`, `double`. One of another
     /// type is a CCURLError of code 48 (CURLE_UNKNOWN_OPTION).
     int getInfoLong(CURLINFO info);
+    int64 getInfoInt64(CURLINFO info) const;
     double getInfoDouble(CURLINFO info);
     /// @}
 

@@ -152,6 +152,16 @@ P<CNetRequest::IDataSink> CNetRequest::getDefaultReceiveSink() const {
     return m_parts->responseBody.getDefaultSink();
 }
 
+std::span<const std::byte> CNetRequest::getReceivedBytes() const noexcept {
+    const TBuffer<unsigned char>& buffer = *m_parts->responseBody.getBuffer();
+    return std::as_bytes(std::span(buffer.getData(), static_cast<std::size_t>(buffer.getUsed())));
+}
+
+std::string_view CNetRequest::getReceivedText() const noexcept {
+    const std::span<const std::byte> bytes = getReceivedBytes();
+    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
 void CNetRequest::setReceiveBufferLimits(int64 success, int64 failure) {
     m_parts->responseBody.setLimits(success, failure);
 }

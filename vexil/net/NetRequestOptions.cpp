@@ -299,12 +299,24 @@ void CNetRequest::setFTPUseSSL(int level) {
     setOptionInt(CURLOPT_USE_SSL, level);
 }
 
+void CNetRequest::setFTPUseSSL(TLSUpgrade upgrade) {
+    setFTPUseSSL(static_cast<int>(upgrade));
+}
+
 void CNetRequest::setFTPFileMethod(int method) {
     setOptionInt(CURLOPT_FTP_FILEMETHOD, method);
 }
 
+void CNetRequest::setFTPFileMethod(FTPFileMethod method) {
+    setFTPFileMethod(static_cast<int>(method));
+}
+
 void CNetRequest::setFTPCreateMissingDirs(int mode) {
     setOptionInt(CURLOPT_FTP_CREATE_MISSING_DIRS, mode);
+}
+
+void CNetRequest::setFTPCreateMissingDirs(FTPMissingDirs mode) {
+    setFTPCreateMissingDirs(static_cast<int>(mode));
 }
 
 void CNetRequest::setFTPListOverrideCommand(const String& command) {

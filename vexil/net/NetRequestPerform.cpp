@@ -131,8 +131,36 @@ int CNetRequest::getInfoLong(CURLINFO info) {
     return m_parts->curl.getLong(info);
 }
 
+int64 CNetRequest::getInfoInt64(CURLINFO info) const {
+    return m_parts->curl.getInt64(info);
+}
+
 double CNetRequest::getInfoDouble(CURLINFO info) {
     return m_parts->curl.getDouble(info);
+}
+
+int64 CNetRequest::getDownloadedByteCount() const {
+    return getInfoInt64(CURLINFO_SIZE_DOWNLOAD_T);
+}
+
+int64 CNetRequest::getUploadedByteCount() const {
+    return getInfoInt64(CURLINFO_SIZE_UPLOAD_T);
+}
+
+int64 CNetRequest::getDownloadContentLength() const {
+    return getInfoInt64(CURLINFO_CONTENT_LENGTH_DOWNLOAD_T);
+}
+
+int64 CNetRequest::getUploadContentLength() const {
+    return getInfoInt64(CURLINFO_CONTENT_LENGTH_UPLOAD_T);
+}
+
+int64 CNetRequest::getDownloadBytesPerSecond() const {
+    return getInfoInt64(CURLINFO_SPEED_DOWNLOAD_T);
+}
+
+int64 CNetRequest::getUploadBytesPerSecond() const {
+    return getInfoInt64(CURLINFO_SPEED_UPLOAD_T);
 }
 
 double CNetRequest::getDownloadedBytes() {

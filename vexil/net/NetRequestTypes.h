@@ -26,4 +26,29 @@ enum TLSVersion : int {
     TLSVersion1_3 = 13,
 };
 
+/// Whether a connection that begins without TLS switches to it: AUTH TLS of FTP (RFC 4217), STARTTLS of SMTP (RFC
+/// 3207).
+enum class TLSUpgrade : int {
+    Never = CURLUSESSL_NONE,
+    IfOffered = CURLUSESSL_TRY,              ///< continues without TLS if the server refuses
+    ControlConnection = CURLUSESSL_CONTROL,  ///< FTP: fails without TLS, but data may travel without it
+    Required = CURLUSESSL_ALL,               ///< fails without TLS
+};
+
+/// How an FTP transfer goes to the directory of its file.
+enum class FTPFileMethod : int {
+    Default = CURLFTPMETHOD_DEFAULT,       ///< libcurl's: MultipleCWD
+    MultipleCWD = CURLFTPMETHOD_MULTICWD,  ///< one CWD for each directory of the path (RFC 1738)
+    NoCWD = CURLFTPMETHOD_NOCWD,           ///< no CWD: commands take the whole path
+    SingleCWD = CURLFTPMETHOD_SINGLECWD,   ///< one CWD with the path of the directory
+};
+
+/// What an FTP transfer does if a directory of its path does not exist.
+enum class FTPMissingDirs : int {
+    Fail = CURLFTP_CREATE_DIR_NONE,
+    Create = CURLFTP_CREATE_DIR,  ///< MKD, then CWD
+    CreateAndRetry =
+        CURLFTP_CREATE_DIR_RETRY,  ///< CWD once more even if MKD fails: another client may have made it
+};
+
 }  // namespace vexil
