@@ -377,7 +377,7 @@ TEST_F(TransferQueueTest, TheClientHasTheSamePatience) {
                    : "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(listing.size()) + "\r\n\r\n" +
                          listing;
     });
-    getAccess().getClient().listObjects(getAccess().getRequest(), "b", "", "", "", -1);
+    EXPECT_TRUE(getAccess().getClient().listObjects(getAccess().getRequest(), "b", "", "", "", -1));
     EXPECT_EQ(m_peer.requests().size(), 4u);
     EXPECT_EQ(getAccess().getPolicy().getRetryCount(), 3);
     for (const RecordedRequest& request : m_peer.requests()) {
@@ -388,7 +388,8 @@ TEST_F(TransferQueueTest, TheClientHasTheSamePatience) {
     m_peer.setDefaultReply(slowDown);
     for (int i = 1; i <= 2; ++i) {
         EXPECT_THAT(whatOf([&] {
-                        getAccess().getClient().listObjects(getAccess().getRequest(), "b", "", "", "", -1);
+                        static_cast<void>(getAccess().getClient().listObjects(getAccess().getRequest(), "b",
+                                                                              "", "", "", -1));
                     }),
                     HasSubstr("Not so fast"));
         EXPECT_EQ(m_peer.requests().size(), 4u + 4u * static_cast<unsigned>(i));
