@@ -1,19 +1,19 @@
-"""Compares the library's forms of generated texts in URLs and forms with those of Python's urllib.
+"""Compares the library's results for generated texts in URLs and forms with Python's urllib.
 
-Usage: url-reader-test.py [LAUNCHER] PROGRAM    (GeneratedURLTexts.cpp describes its output)
+Usage: url-reader-test.py [LAUNCHER] PROGRAM    (GeneratedURLTexts.cpp describes the output of PROGRAM)
 
-The two differ if the library's contract requires it:
+The two differ where the contract of the library demands it:
 
-- urlEscape, and the forms unless told otherwise, write hexadecimal digits in lower case: callers compare and sign such
+- urlEscape writes hexadecimal digits in lower case, and so do forms by default, because callers compare and sign such
   texts. urllib writes upper case.
-- Half a surrogate pair becomes U+FFFD, in escaping and unescaping, as in every conversion to UTF-8. urllib refuses to
-  escape it, and keeps it in unescaping.
-- Each escaped byte that is not UTF-8 becomes one U+FFFD. urllib writes one for all bytes that begin one character.
-- An empty piece of a query is the empty name with the empty value. urllib ignores it.
-- A name without "=" or without a value is kept. urllib leaves it out, unless it is asked to keep it.
-- Of names that repeat the last one counts. urllib keeps all pairs.
+- Half a surrogate pair becomes U+FFFD, in escaped and unescaped texts, as in every conversion to UTF-8. urllib refuses
+  to escape it, and keeps it when it unescapes.
+- Of escaped bytes that are not UTF-8 each becomes one U+FFFD. urllib writes one for all bytes that begin one character.
+- An empty piece of a query is the empty name with the empty value. urllib leaves it out.
+- A name without "=" or without a value is kept. urllib leaves it out, unless it is told to keep it.
+- If a name repeats, the last value is used. urllib keeps all pairs.
 
-Each of these has to show in the texts, lest the list grows old.
+Each of these differences must occur in the texts, so that the list stays correct.
 """
 import codecs
 import collections
@@ -114,7 +114,7 @@ class URLReader(unittest.TestCase):
     def test_encode_params(self):
         for given, encoded in zip(self.inputs("params"), self.inputs("encoded")):
             with self.subTest(params=ascii(given)):
-                # The names are in the order of their characters, before any is replaced.
+                # The names are sorted by their characters before any of these is replaced.
                 params = [(without_surrogates(name), without_surrogates(value))
                           for name, value in in_order(dict(pairs_of(given)))]
                 query, form_lower, form_upper, props_lower, props_upper = encoded
