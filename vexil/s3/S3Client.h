@@ -100,7 +100,8 @@ public:
     void setMaxRetries(int count) { m_maxRetries = count; }
     /// Records the verbose log of every prepared request (CNetRequest::setVerbose). Default false.
     void setPrintDebugInfo(bool print) { m_printDebugInfo = print; }
-    /// Whether the server's certificate is checked (CNetRequest::setSSLVerifyPeer). Default true.
+    /// Checks the server's certificate (CNetRequest::setSSLVerifyPeer). Default true. The host name is
+    /// checked in any case: see setVerifyCertificate().
     void setSSLVerifyPeer(bool verify) { m_sslVerifyPeer = verify; }
     /// Checks the server's certificate and its host name (CURLOPT_SSL_VERIFYPEER, CURLOPT_SSL_VERIFYHOST).
     /// Default true. It replaces the value of setSSLVerifyPeer(), which leaves the check of the host name on.
@@ -365,8 +366,7 @@ public:
 
     /// Checks a request that a preparation of this client has set up and that was performed elsewhere, such
     /// as by an asynchronous manager. Call it when the transfer has ended. It makes the checks of the
-    /// operations, but does not try again, and does not compare the body with its length or ETag, which
-    /// setVerifyETag() does for a put only.
+    /// operations, but does not try again, and does not compare a received body with its length or ETag.
     /// \throws the errors of performRequest(); a CError if the response ended within its headers, if its
     ///         status is not a success, or if setVerifyETag() found another content after a put; the CS3Error
     ///         of checkCopyObjectResult() after a copy
