@@ -1,5 +1,6 @@
 #include "apps/vexil/console/ErrorReport.h"
 
+#include "apps/vexil/program/Diagnosis.h"
 #include "vexil/net/CURLError.h"
 #include "vexil/s3/S3Error.h"
 
@@ -26,11 +27,11 @@ CCURLError makeStatusError(int status) {
 }
 
 std::string textOf(const std::exception& error) {
-    return CErrorReport(error).getText().toUTF8();
+    return CErrorReport(error, diagnose(error).hint).getText().toUTF8();
 }
 
 ExitCode codeOf(const std::exception& error) {
-    return CErrorReport(error).getExitCode();
+    return diagnose(error).getExitCode();
 }
 
 }  // namespace
@@ -81,15 +82,14 @@ TEST(ErrorReportTest, ExitCodesFollowTheKindOfError) {
 }
 
 TEST(ErrorReportTest, OnlyWhatWillFailEachTimeIsHopeless) {
-    EXPECT_TRUE(CErrorReport(makeS3Error("NoSuchBucket", 404)).isHopeless());
-    EXPECT_TRUE(CErrorReport(makeS3Error("SignatureDoesNotMatch", 403)).isHopeless());
-    EXPECT_TRUE(CErrorReport(makeStatusError(401)).isHopeless());
-    EXPECT_TRUE(CErrorReport(makeStatusError(503)).isHopeless());
-    EXPECT_TRUE(
-        CErrorReport(CCURLError(CURLE_COULDNT_CONNECT, "", "", 0, "", "", "http://h/", "")).isHopeless());
-    EXPECT_FALSE(CErrorReport(makeS3Error("NoSuchKey", 404)).isHopeless());
-    EXPECT_FALSE(CErrorReport(makeS3Error("AccessDenied", 403)).isHopeless());
-    EXPECT_FALSE(CErrorReport(CError("x", "system", ENOSPC)).isHopeless());
+    EXPECT_TRUE(diagnose(makeS3Error("NoSuchBucket", 404)).isHopeless());
+    EXPECT_TRUE(diagnose(makeS3Error("SignatureDoesNotMatch", 403)).isHopeless());
+    EXPECT_TRUE(diagnose(makeStatusError(401)).isHopeless());
+    EXPECT_TRUE(diagnose(makeStatusError(503)).isHopeless());
+    EXPECT_TRUE(diagnose(CCURLError(CURLE_COULDNT_CONNECT, "", "", 0, "", "", "http://h/", "")).isHopeless());
+    EXPECT_FALSE(diagnose(makeS3Error("NoSuchKey", 404)).isHopeless());
+    EXPECT_FALSE(diagnose(makeS3Error("AccessDenied", 403)).isHopeless());
+    EXPECT_FALSE(diagnose(CError("x", "system", ENOSPC)).isHopeless());
 }
 
 TEST(ErrorReportTest, AdviceFitsTheError) {
@@ -105,7 +105,7 @@ TEST(ErrorReportTest, AWrongClockIsToldFromRefusedKeys) {
     for (const int status : {0, 400, 403}) {
         const CS3Error error = makeS3Error("RequestTimeTooSkewed", status);
         EXPECT_EQ(codeOf(error), ExitCode::RefusedLogin) << status;
-        EXPECT_TRUE(CErrorReport(error).isHopeless()) << status;
+        EXPECT_TRUE(diagnose(error).isHopeless()) << status;
         EXPECT_THAT(textOf(error), HasSubstr("Set this computer's clock")) << status;
         EXPECT_THAT(textOf(error), Not(HasSubstr("VEXIL_S3_"))) << status;
     }
@@ -113,7 +113,7 @@ TEST(ErrorReportTest, AWrongClockIsToldFromRefusedKeys) {
         for (const int status : {0, 400, 403}) {
             const CS3Error error = makeS3Error(code, status);
             EXPECT_EQ(codeOf(error), ExitCode::RefusedLogin) << code;
-            EXPECT_TRUE(CErrorReport(error).isHopeless()) << code;
+            EXPECT_TRUE(diagnose(error).isHopeless()) << code;
             EXPECT_THAT(textOf(error), HasSubstr("Check VEXIL_S3_ACCESS_KEY")) << code;
             EXPECT_THAT(textOf(error), Not(HasSubstr("clock"))) << code;
         }
@@ -169,7 +169,7 @@ TEST(ErrorReportTest, AProxyThatWantsALoginIsTold) {
     for (const CCURLError& error : {makeStatusError(407), refusedTunnel}) {
         EXPECT_THAT(textOf(error), HasSubstr("The proxy requires a login"));
         EXPECT_EQ(codeOf(error), ExitCode::RefusedLogin);
-        EXPECT_TRUE(CErrorReport(error).isHopeless());
+        EXPECT_TRUE(diagnose(error).isHopeless());
     }
     const CCURLError brokenConnection(CURLE_RECV_ERROR, "CONNECT tunnel failed, response 502", "http", 0, "",
                                       "", "", "");

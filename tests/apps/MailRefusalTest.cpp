@@ -1,6 +1,7 @@
 #include "apps/vexil/mail/MailRefusal.h"
 
 #include "apps/vexil/console/ErrorReport.h"
+#include "apps/vexil/program/Diagnosis.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -33,8 +34,11 @@ struct CFailure {
                                "smtp://h:25", "");
         return makeMailError(error, all, {"jo@example.com"}, mayHaveBeenSent);
     }
-    std::string getText() const { return CErrorReport(makeError()).getText().toUTF8(); }
-    ExitCode getExitCode() const { return CErrorReport(makeError()).getExitCode(); }
+    std::string getText() const {
+        const CMailError error = makeError();
+        return CErrorReport(error, diagnose(error).hint).getText().toUTF8();
+    }
+    ExitCode getExitCode() const { return diagnose(makeError()).getExitCode(); }
 };
 
 CFailure refuseLogin(const char* reply) {

@@ -4,6 +4,7 @@
 #include "apps/vexil/console/ErrorReport.h"
 #include "apps/vexil/files/PartName.h"
 #include "apps/vexil/ftp/FTPAccess.h"
+#include "apps/vexil/ftp/FTPDiagnosis.h"
 #include "apps/vexil/ftp/FTPPath.h"
 #include "apps/vexil/ftp/ServerPartMark.h"
 #include "apps/vexil/platform/Interrupt.h"
@@ -31,12 +32,11 @@ void CFTPLeftParts::clearBelow(const String& directory, const String& uniqueID, 
         clearIn(directory, *listing);
     } catch (const CError& error) {
         CInterrupt::throwIfRequested();
-        const CErrorReport report(error);
-        if (report.isHopeless()) {
+        if (diagnoseFTP(error).isHopeless()) {
             throw;
         }
         tell("vexil: warning: '" + printable(directory) +
-             "' cannot be searched for parts that an earlier run has left: " + report.getLine());
+             "' cannot be searched for parts that an earlier run has left: " + CErrorReport(error).getLine());
         return;
     }
     for (const P<CFTPDirEntry>& entry : listing->getEntries()) {

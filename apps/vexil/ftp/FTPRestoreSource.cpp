@@ -1,9 +1,9 @@
 #include "apps/vexil/ftp/FTPRestoreSource.h"
 
 #include "apps/vexil/base/Text.h"
-#include "apps/vexil/console/ErrorReport.h"
 #include "apps/vexil/files/PartName.h"
 #include "apps/vexil/ftp/FTPAccess.h"
+#include "apps/vexil/ftp/FTPDiagnosis.h"
 #include "apps/vexil/ftp/FTPDownload.h"
 #include "apps/vexil/ftp/FTPPath.h"
 #include "apps/vexil/ftp/FTPUnreadableEntry.h"
@@ -143,7 +143,7 @@ std::unique_ptr<IStoredFile> CFTPRestoreSource::tryToEnter(const String& relativ
         return nullptr;
     } catch (const CError& error) {
         CInterrupt::throwIfRequested();
-        if (CErrorReport(error).isHopeless()) {
+        if (diagnoseFTP(error).isHopeless()) {
             throw;
         }
         return std::make_unique<CFile>(m_access, getPath(relativeName), relativeName, 0, error.clone());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "apps/vexil/ftp/FTPDiagnosis.h"
 #include "apps/vexil/transfer/TransferPolicy.h"
 #include "vexil/async/AsyncNetRequestManager.h"
 #include "vexil/net/CURLError.h"
@@ -29,6 +30,7 @@ public:
     /// A refused login, by a reply or by the end of the connection. True only if a login has succeeded
     /// before: then name and password are not the reason.
     bool isRefusedConnection(CNetRequest& request, const CError& error) const override;
+    CErrorDiagnosis diagnose(const CError& error) const override { return diagnoseFTP(error); }
     P<CNetRequest> getOwnRequest() const override { return m_ownRequest; }
     /// Uses the connection that perform() keeps, if it is the same request.
     void performHere(CNetRequest& request) override;

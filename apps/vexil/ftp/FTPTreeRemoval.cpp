@@ -4,6 +4,7 @@
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/console/ErrorReport.h"
 #include "apps/vexil/ftp/FTPAccess.h"
+#include "apps/vexil/ftp/FTPDiagnosis.h"
 #include "apps/vexil/ftp/FTPPath.h"
 #include "apps/vexil/ftp/FTPUnreadableEntry.h"
 #include "apps/vexil/platform/Interrupt.h"
@@ -98,11 +99,10 @@ bool CFTPTreeRemoval::attempt(const String& path, const std::function<bool()>& r
             // An earlier try has removed it, and the reply was lost.
             return true;
         }
-        const CErrorReport report(error);
-        if (report.isHopeless()) {
+        if (diagnoseFTP(error).isHopeless()) {
             throw;
         }
-        reportFailure(path, report.getLine());
+        reportFailure(path, CErrorReport(error).getLine());
         return false;
     }
 }

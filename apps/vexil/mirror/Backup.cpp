@@ -55,15 +55,15 @@ public:
 
     void onFailure(const CError& error) override {
         CInterrupt::throwIfRequested();
-        const CErrorReport report(error);
+        const CErrorDiagnosis diagnosis = m_backup.m_store.getPolicy().diagnose(error);
         const bool isChanged = m_upload && !m_isStored && m_file->hasChanged();
-        if (report.isHopeless() || (report.isAccessDenied() && !isChanged)) {
+        if (diagnosis.isHopeless() || (diagnosis.isAccessDenied() && !isChanged)) {
             error.throwClone();
         }
         m_backup.onProblem(m_relativePath,
                            isChanged
                                ? String("the file was changed while it was backed up, and is not stored")
-                               : report.getLine());
+                               : CErrorReport(error).getLine());
     }
 
 private:

@@ -66,7 +66,7 @@ public:
 
     void onFailure(const CError& error) override {
         CInterrupt::throwIfRequested();
-        if (CErrorReport(error).isHopeless()) {
+        if (m_restore.m_source.getPolicy().diagnose(error).isHopeless()) {
             error.throwClone();
         }
         m_restore.reportFailure(m_stored->getName(), error);

@@ -15,6 +15,7 @@
 #include "apps/vexil/mirror/Commands.h"
 #include "apps/vexil/platform/Interrupt.h"
 #include "apps/vexil/platform/Platform.h"
+#include "apps/vexil/program/Diagnosis.h"
 #include "apps/vexil/program/HelpFormatter.h"
 #include "apps/vexil/s3/Commands.h"
 #include "apps/vexil/session/ProxyChoice.h"
@@ -197,12 +198,13 @@ int CProgram::runCommand(CConsole& console, CVerboseLogFile* verboseLog) {
 }
 
 int CProgram::reportFailure(CConsole& console, const CNetRequest* request, const std::exception& error) {
-    CErrorReport report(error);
+    const CErrorDiagnosis diagnosis = diagnose(error);
+    CErrorReport report(error, diagnosis.hint);
     if (request) {
         report.addRequest(*request);
     }
     console.message(Verbosity::Error, "vexil: error: " + report.getText());
-    return exitCodeOf(report.getExitCode());
+    return exitCodeOf(diagnosis.getExitCode());
 }
 
 void CProgram::addOptions(CLI::App& app) {

@@ -7,6 +7,7 @@
 #include "apps/vexil/s3/ObjectListing.h"
 #include "apps/vexil/s3/ObjectUpload.h"
 #include "apps/vexil/s3/S3Access.h"
+#include "apps/vexil/s3/S3Diagnosis.h"
 #include "apps/vexil/transfer/AnswerCheck.h"
 
 namespace vexil::app {
@@ -57,7 +58,7 @@ bool CS3BackupStore::areListingsEncoded() {
                     .listEncodedObjects(m_access.getRequest(), m_bucket, m_prefix, "", "", 1)
                     ->hasEncodedNames();
         } catch (const CError& error) {
-            if (CErrorReport(error).isHopeless()) {
+            if (diagnoseS3(error).isHopeless()) {
                 throw;
             }
             m_areListingsEncoded = false;
@@ -77,7 +78,7 @@ void CS3BackupStore::finish(const CFolderWalker& walker, bool isComplete, const 
         }
     } catch (const CError& error) {
         // Some keys are only allowed to write.
-        if (!CErrorReport(error).isAccessDenied()) {
+        if (!diagnoseS3(error).isAccessDenied()) {
             throw;
         }
         m_access.getConsole().message(
@@ -116,12 +117,11 @@ void CS3BackupStore::deleteOutdated(const String& key, const Report& report) {
         m_access.getClient().deleteObject(m_access.getRequest(), m_bucket, key);
         checkAnswerIsComplete(m_access.getRequest());
     } catch (const CError& error) {
-        const CErrorReport failure(error);
-        if (failure.isHopeless()) {
+        if (diagnoseS3(error).isHopeless()) {
             throw;
         }
         report(key, "this is the old object of a file that has become a folder, and it cannot be deleted: " +
-                        failure.getLine());
+                        CErrorReport(error).getLine());
         return;
     }
     m_access.getConsole().message(Verbosity::Warning, "deleted the old object " + printable(key) +

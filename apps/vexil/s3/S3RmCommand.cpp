@@ -1,10 +1,10 @@
 #include "apps/vexil/base/MissingError.h"
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/command/CommandSyntax.h"
-#include "apps/vexil/console/ErrorReport.h"
 #include "apps/vexil/s3/Commands.h"
 #include "apps/vexil/s3/ObjectListing.h"
 #include "apps/vexil/s3/S3Access.h"
+#include "apps/vexil/s3/S3Diagnosis.h"
 #include "apps/vexil/transfer/AnswerCheck.h"
 
 #include <string>
@@ -21,11 +21,11 @@ bool mayExist(CS3Access& access, const String& bucket, const String& key) {
         checkAnswerIsComplete(access.getRequest());
         return true;
     } catch (const CError& error) {
-        const CErrorReport report(error);
-        if (report.getExitCode() != ExitCode::NotFound && !report.isAccessDenied()) {
+        const CErrorDiagnosis diagnosis = diagnoseS3(error);
+        if (!diagnosis.isMissing() && !diagnosis.isAccessDenied()) {
             throw;
         }
-        return report.isAccessDenied();
+        return diagnosis.isAccessDenied();
     }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "apps/vexil/s3/S3Diagnosis.h"
 #include "apps/vexil/transfer/TransferPolicy.h"
 
 namespace vexil::app {
@@ -20,6 +21,7 @@ public:
         return m_patience.mayTryAgain(failures);
     }
     bool isRefusedConnection(CNetRequest&, const CError&) const override { return false; }
+    CErrorDiagnosis diagnose(const CError& error) const override { return diagnoseS3(error); }
     /// Must be called for a success that checkResult() does not see.
     void onSuccess() { m_patience.onSuccess(); }
     int64 getRetryCount() const override { return m_patience.getRetryCount(); }

@@ -1,5 +1,6 @@
 #include "apps/vexil/transfer/TransferPolicy.h"
 
+#include "apps/vexil/session/TransferDiagnosis.h"
 #include "apps/vexil/session/TransferMonitor.h"
 #include "vexil/net/CURLError.h"
 
@@ -12,6 +13,10 @@ constexpr int firstRefusal = 400;
 }  // namespace
 
 ITransferPolicy::~ITransferPolicy() = default;
+
+CErrorDiagnosis ITransferPolicy::diagnose(const CError& error) const {
+    return diagnoseTransfer(error);
+}
 
 bool ITransferPolicy::hasMovedBytes(CNetRequest& request, const CError& error) {
     const bool isRefused =

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "apps/vexil/base/ErrorDiagnosis.h"
 #include "apps/vexil/transfer/Patience.h"
 #include "vexil/net/NetRequest.h"
 
@@ -27,6 +28,9 @@ public:
     /// Whether a transfer has failed because the server refuses one more connection. The transfer then waits
     /// for the end of another one.
     virtual bool isRefusedConnection(CNetRequest& request, const CError& error) const = 0;
+
+    /// What an error means for further transfers. By default, what diagnoseTransfer() says.
+    virtual CErrorDiagnosis diagnose(const CError& error) const;
 
     /// The request for single operations, which performHere() performs over its own connection; null, the
     /// default, if there is none.

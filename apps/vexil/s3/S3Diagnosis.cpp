@@ -1,0 +1,70 @@
+#include "apps/vexil/s3/S3Diagnosis.h"
+
+#include "apps/vexil/session/TransferDiagnosis.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace vexil::app {
+
+namespace {
+
+constexpr const char* checkKeys =
+    "Check VEXIL_S3_ACCESS_KEY and VEXIL_S3_SECRET_KEY, or the file of --credentials.";
+constexpr const char* nameRegion =
+    "The bucket is in another region: give that region's server with --endpoint.";
+
+struct CKnownCode {
+    const char* code;
+    ErrorKind kind;  // Other: as the status says
+    const char* hint;
+};
+
+constexpr CKnownCode knownCodes[] = {
+    {"RequestTimeTooSkewed", ErrorKind::LoginRefused,
+     "Set this computer's clock: it differs too much from the server's."},
+    {"NoSuchBucket", ErrorKind::MissingStore, "Check the bucket's name, or make it with: vexil s3 mb BUCKET"},
+    {"NoSuchKey", ErrorKind::Missing, "List the bucket with: vexil s3 ls BUCKET"},
+    {"InvalidAccessKeyId", ErrorKind::LoginRefused, checkKeys},
+    {"SignatureDoesNotMatch", ErrorKind::LoginRefused, checkKeys},
+    {"AccessDenied", ErrorKind::AccessDenied,
+     "The owner of these keys is not allowed to do that. "
+     "Check the keys, and the rights on the bucket."},
+    {"PermanentRedirect", ErrorKind::Other, nameRegion},
+    {"TemporaryRedirect", ErrorKind::Other, nameRegion},
+};
+
+/// The status may tell more than the code, or the other way round.
+ErrorKind combine(ErrorKind byCode, const CErrorDiagnosis& byStatus) {
+    switch (byCode) {
+    case ErrorKind::Other:
+        return byStatus.kind;
+    case ErrorKind::Missing:
+        return byStatus.isHopeless() ? ErrorKind::MissingStore : byCode;
+    case ErrorKind::LoginRefused:
+        return byStatus.isAccessDenied() ? ErrorKind::LoginForbidden : byCode;
+    case ErrorKind::AccessDenied:
+        return byStatus.isHopeless() ? ErrorKind::LoginForbidden : byCode;
+    default:
+        return byCode;
+    }
+}
+
+}  // namespace
+
+std::optional<CErrorDiagnosis> findS3Diagnosis(const CError& error) {
+    const String code = error.getProps().lookup("s3-code");
+    const auto* const known = std::find_if(std::begin(knownCodes), std::end(knownCodes),
+                                           [&code](const CKnownCode& other) { return code == other.code; });
+    if (known == std::end(knownCodes)) {
+        return std::nullopt;
+    }
+    return CErrorDiagnosis{combine(known->kind, diagnoseTransfer(error)), known->hint};
+}
+
+CErrorDiagnosis diagnoseS3(const CError& error) {
+    const auto diagnosis = findS3Diagnosis(error);
+    return diagnosis ? *diagnosis : diagnoseTransfer(error);
+}
+
+}  // namespace vexil::app
