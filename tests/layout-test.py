@@ -3,11 +3,12 @@
 
 Usage: layout-test.py SOURCE_FOLDER
 
-- A room includes only itself and the rooms below it. Programs and examples include public headers only.
+- A room includes only itself and the rooms below it, in the libraries and in the program. Programs and examples
+  include public headers of the libraries only.
 - Public headers include nothing of wxWidgets or OpenSSL, and have no `long` in them, which has another size
   elsewhere (`long long` has not).
 - POSIX and Windows headers are for ...Posix and ...Windows files.
-- Each source file of the libraries, and each test, stands in a CMakeLists.txt.
+- Each source file of the libraries and of the program, and each test, stands in a CMakeLists.txt.
 - No include of ours leads nowhere.
 - A line with a comment has at most 110 columns.
 - A string literal of the product is not broken within a word, nor into pieces of a few words.
@@ -27,6 +28,23 @@ ROOMS_BELOW = {
     "vexil/ftp": ("zet", "sigil", "vexil", "vexil/net"),
     "vexil/mail": ("zet", "sigil", "vexil", "vexil/net"),
 }
+# The rooms of the program, which may also include all public headers of the libraries.
+PROGRAM_ROOMS_BELOW = {
+    "base": (),
+    "platform": ("base",),
+    "command": ("base",),
+    "console": ("base", "platform"),
+    "files": ("base", "platform", "console"),
+    "session": ("base", "platform", "console", "files"),
+    "transfer": ("base", "platform", "console", "session"),
+    "mirror": ("base", "platform", "command", "console", "files", "session", "transfer"),
+    "http": ("base", "command", "console", "files", "session", "transfer"),
+    "mail": ("base", "platform", "command", "console", "files", "session"),
+    "s3": ("base", "platform", "command", "console", "files", "session", "transfer", "mirror"),
+    "ftp": ("base", "platform", "command", "console", "files", "session", "transfer", "mirror"),
+    "program": ("base", "platform", "command", "console", "session", "mirror", "http", "mail", "s3", "ftp"),
+}
+PROGRAM = "apps/vexil"
 LIBRARIES = ("zet", "sigil", "vexil")
 PROGRAMS = ("apps", "examples")
 SYSTEM_HEADER = re.compile(
@@ -80,6 +98,26 @@ def check_program(path, own_includes, private):
             yield f'{path}: a program may not include "{header}"'
 
 
+def check_program_room(path, own_includes):
+    room = room_of(path).removeprefix(f"{PROGRAM}/")
+    if room not in PROGRAM_ROOMS_BELOW:
+        yield f"{path}: no room of the program is called {room}"
+        return
+    for header in own_includes:
+        target = room_of(header).removeprefix(f"{PROGRAM}/")
+        if header.startswith(f"{PROGRAM}/") and target != room and target not in PROGRAM_ROOMS_BELOW[room]:
+            yield f'{path}: {room} may not include "{header}"'
+
+
+def check_order(table):
+    """Rooms stand in their order, so that no room can be below itself."""
+    rooms = list(table)
+    for number, room in enumerate(rooms):
+        for below in table[room]:
+            if below not in rooms[:number]:
+                yield f"layout-test.py: {room} may include {below}, which does not stand above it in the table"
+
+
 def check_public_header(path, code, system_includes):
     for header in system_includes:
         if header.startswith(("wx/", "openssl/")):
@@ -106,6 +144,8 @@ def check_includes(root, private):
         system_includes = [system for _, system in INCLUDE.findall(code) if system]
         is_library = path.startswith(tuple(f"{library}/" for library in LIBRARIES))
         yield from (check_room(path, own_includes) if is_library else check_program(path, own_includes, private))
+        if path.startswith(f"{PROGRAM}/"):
+            yield from check_program_room(path, own_includes)
         yield from check_system_headers(path, system_includes)
         if is_library and path.endswith(".h") and file.name not in private:
             yield from check_public_header(path, code, system_includes)
@@ -145,7 +185,7 @@ def check_literals(root):
 def listed_files(root):
     """Files that a CMakeLists.txt names, with a variable for the platform standing for both."""
     listed = set()
-    for folder in (*LIBRARIES, "tests"):
+    for folder in (*LIBRARIES, PROGRAM, "tests"):
         for cmake in (root / folder).rglob("CMakeLists.txt"):
             text = re.sub(r"#[^\n]*", "", cmake.read_text())
             for name in re.findall(r"[\w./${}-]+\.cpp\b", text):
@@ -156,7 +196,7 @@ def listed_files(root):
 
 def check_lists(root):
     listed = listed_files(root)
-    for file, path in source_files(root, *LIBRARIES, "tests"):
+    for file, path in source_files(root, *LIBRARIES, PROGRAM, "tests"):
         must_be_listed = path.endswith(".cpp") if not path.startswith("tests/") else path.endswith("Test.cpp")
         if must_be_listed and file.resolve() not in listed:
             yield f"{path}: stands in no CMakeLists.txt"
@@ -167,7 +207,8 @@ def main():
     private = private_headers(root)
     if not private or not any(source_files(root, *LIBRARIES)):
         sys.exit(f"layout-test.py: {root} is not the source tree")
-    failures = [*check_includes(root, private), *check_comments(root), *check_literals(root), *check_lists(root)]
+    failures = [*check_order(ROOMS_BELOW), *check_order(PROGRAM_ROOMS_BELOW), *check_includes(root, private),
+                *check_comments(root), *check_literals(root), *check_lists(root)]
     print("\n".join(failures) or "the layout holds")
     sys.exit(1 if failures else 0)
 
