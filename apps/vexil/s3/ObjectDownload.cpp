@@ -61,8 +61,11 @@ void CObjectDownload::prepare(CNetRequest& request) {
     m_offset = getWrittenBytes();
     m_out->mark();
     CTransferMonitor::of(request).setOffset(m_offset);
-    const CRequiredETag condition(m_access.getSession().getSetup(), m_offset > 0 ? m_eTag : String());
     m_access.getClient().prepareGetObjectRequest(request, m_bucket, m_key, m_offset, -1, m_out);
+    if (m_offset > 0 && !m_eTag.isEmpty()) {
+        // RFC 9110, 13.1.1. The signature does not cover this header.
+        request.getCustomHTTPHeaders()->add("If-Match", m_eTag);
+    }
 }
 
 void CObjectDownload::checkAnswer(CNetRequest& request) {

@@ -35,11 +35,6 @@ void CRequestSetup::setUp(CNetRequest& request) {
         request.setVerboseRecordLimit(maxRecordedBytes);
         request.setDoneListener(m_wireLog);
     }
-    if (!m_requiredETag.isEmpty()) {
-        if (const P<CNetHeaders> headers = request.getCustomHTTPHeaders()) {
-            headers->add("If-Match", m_requiredETag);
-        }
-    }
 }
 
 void CRequestSetup::tellWire(CNetRequest& request) const {

@@ -46,8 +46,6 @@ public:
     bool checksCertificates() const noexcept { return m_certificates.areChecked(); }
 
 private:
-    friend class CRequiredETag;
-
     void setRedirects(CNetRequest& request) const;
     void setProxy(CNetRequest& request) const;
     void setTimeouts(CNetRequest& request, std::chrono::steady_clock::duration elapsed) const;
@@ -56,20 +54,6 @@ private:
     CTrustedCertificates m_certificates;
     std::optional<CProxyChoice> m_proxy;
     P<CWireLog> m_wireLog;
-    String m_requiredETag;
-};
-
-/// As long as it lives, requests ask for an object only if it has this ETag (RFC 9110, 13.1.1); "" for no
-/// such condition.
-class CRequiredETag {
-public:
-    CRequiredETag(CRequestSetup& setup, const String& eTag) : m_setup(setup) { setup.m_requiredETag = eTag; }
-    ~CRequiredETag() { m_setup.m_requiredETag.clear(); }
-    CRequiredETag(const CRequiredETag&) = delete;
-    CRequiredETag& operator=(const CRequiredETag&) = delete;
-
-private:
-    CRequestSetup& m_setup;
 };
 
 }  // namespace vexil::app
