@@ -88,10 +88,11 @@ protected:
 };
 
 /// Fetches an object and records the calls of the queue.
-class CTestJob : public ITransferJob {
+class CTestJob : public ITransferJob, private ITransfer {
 public:
     CTestJob(CS3Access& access, const std::string& key, std::vector<std::string>& events)
         : m_access(access), m_key(key), m_events(events) {}
+    ITransfer& getTransfer() override { return *this; }
     ~CTestJob() override { m_events.push_back(m_key + " ends"); }
 
     void prepare(CNetRequest& request) override {

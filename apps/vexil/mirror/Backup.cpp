@@ -6,7 +6,6 @@
 #include "apps/vexil/files/FileInStream.h"
 #include "apps/vexil/platform/Interrupt.h"
 #include "apps/vexil/session/Session.h"
-#include "apps/vexil/session/TransferMonitor.h"
 #include "apps/vexil/transfer/TransferQueue.h"
 
 #include <memory>
@@ -23,25 +22,13 @@ public:
         : m_backup(backup), m_relativePath(relativePath),
           m_fileProgress(backup.m_progress, describe(relativePath)) {}
 
-    void prepare(CNetRequest& request) override {
+    ITransfer& getTransfer() override {
         if (!m_upload) {
             open();
         }
-        CTransferMonitor::of(request).setFile(&m_fileProgress);
-        m_upload->prepare(request);
+        return *m_upload;
     }
-
-    void checkAnswer(CNetRequest& request) override { m_upload->checkAnswer(request); }
-
-    bool isComplete() const override { return m_upload->isComplete(); }
-
-    bool canBeginAnew(CNetRequest& request, const CError& error) override {
-        return m_upload->canBeginAnew(request, error);
-    }
-
-    bool canFallBack(CNetRequest& request, const CError& error) override {
-        return m_upload->canFallBack(request, error);
-    }
+    CFileProgress* getProgress() override { return &m_fileProgress; }
 
     void onSuccess() override {
         // The checksum matched, but another program may have been in the middle of rewriting the file.

@@ -7,7 +7,6 @@
 #include "apps/vexil/platform/Interrupt.h"
 #include "apps/vexil/platform/Platform.h"
 #include "apps/vexil/session/Session.h"
-#include "apps/vexil/session/TransferMonitor.h"
 #include "apps/vexil/transfer/TransferQueue.h"
 
 #include <system_error>
@@ -33,25 +32,13 @@ public:
     /// Its name below the folder in a form for comparisons: some file systems ignore letter case.
     const String& getName() const noexcept { return m_name; }
 
-    void prepare(CNetRequest& request) override {
+    ITransfer& getTransfer() override {
         if (!m_download) {
             open();
         }
-        m_download->prepare(request);
-        CTransferMonitor::of(request).setFile(&m_fileProgress, m_file->getStream()->getPosition());
+        return *m_download;
     }
-
-    void checkAnswer(CNetRequest& request) override { m_download->checkAnswer(request); }
-
-    bool isComplete() const override { return m_download->isComplete(); }
-
-    bool canBeginAnew(CNetRequest& request, const CError& error) override {
-        return m_download->canBeginAnew(request, error);
-    }
-
-    bool canFallBack(CNetRequest& request, const CError& error) override {
-        return m_download->canFallBack(request, error);
-    }
+    CFileProgress* getProgress() override { return &m_fileProgress; }
 
     void onSuccess() override {
         m_restore.m_continuations += m_download->getContinuationCount();

@@ -1,5 +1,6 @@
 #include "apps/vexil/transfer/SingleTransfer.h"
 
+#include "apps/vexil/console/FileProgress.h"
 #include "apps/vexil/session/Session.h"
 #include "apps/vexil/transfer/TransferQueue.h"
 
@@ -15,18 +16,8 @@ public:
     CSingleJob(ITransfer& transfer, CProgress& progress)
         : m_transfer(transfer), m_fileProgress(progress, "") {}
 
-    void prepare(CNetRequest& request) override {
-        CTransferMonitor::of(request).setFile(&m_fileProgress);
-        m_transfer.prepare(request);
-    }
-    void checkAnswer(CNetRequest& request) override { m_transfer.checkAnswer(request); }
-    bool isComplete() const override { return m_transfer.isComplete(); }
-    bool canBeginAnew(CNetRequest& request, const CError& error) override {
-        return m_transfer.canBeginAnew(request, error);
-    }
-    bool canFallBack(CNetRequest& request, const CError& error) override {
-        return m_transfer.canFallBack(request, error);
-    }
+    ITransfer& getTransfer() override { return m_transfer; }
+    CFileProgress* getProgress() override { return &m_fileProgress; }
     void onSuccess() override {}
     void onFailure(const CError& error) override { error.throwClone(); }
 

@@ -138,7 +138,9 @@ void CTransferQueue::begin(CSlot& slot) {
 
 bool CTransferQueue::prepare(CSlot& slot) {
     try {
-        slot.job->prepare(*slot.request);
+        ITransfer& transfer = slot.job->getTransfer();
+        CTransferMonitor::of(*slot.request).setFile(slot.job->getProgress());
+        transfer.prepare(*slot.request);
     } catch (...) {
         fail(slot, *zet::currentExceptionToError());
         return false;
@@ -189,12 +191,12 @@ void CTransferQueue::handleEnd(CSlot& slot) {
         return;
     }
     try {
-        slot.job->checkAnswer(*slot.request);
+        slot.job->getTransfer().checkAnswer(*slot.request);
     } catch (...) {
         handleFailedTry(slot, *zet::currentExceptionToError());
         return;
     }
-    if (!slot.job->isComplete()) {
+    if (!slot.job->getTransfer().isComplete()) {
         begin(slot);
         return;
     }
@@ -225,7 +227,7 @@ void CTransferQueue::handleFailedTry(CSlot& slot, const CError& error) {
 // Ask the job first: it may continue with the bytes that it has, and the next try must know that.
 std::optional<std::chrono::milliseconds> CTransferQueue::decidePause(CSlot& slot, const CError& error) {
     const bool beginsAgain =
-        m_policy.mayTryAgain(slot.failures) && slot.job->canBeginAnew(*slot.request, error);
+        m_policy.mayTryAgain(slot.failures) && slot.job->getTransfer().canBeginAnew(*slot.request, error);
     return beginsAgain ? m_policy.decidePause(*slot.request, error, slot.failures)
                        : m_policy.decideRetry(*slot.request, error, slot.failures);
 }
@@ -266,7 +268,7 @@ void CTransferQueue::goOnOverOne(CSlot& slot) {
 void CTransferQueue::fallBackOrFail(CSlot& slot, const CError& error) {
     bool fallsBack = false;
     try {
-        fallsBack = slot.job->canFallBack(*slot.request, error);
+        fallsBack = slot.job->getTransfer().canFallBack(*slot.request, error);
     } catch (...) {
         fail(slot, *zet::currentExceptionToError());
         return;
