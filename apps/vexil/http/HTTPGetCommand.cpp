@@ -1,13 +1,11 @@
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/command/CommandSyntax.h"
-#include "apps/vexil/console/Progress.h"
 #include "apps/vexil/console/StandardOutStream.h"
 #include "apps/vexil/files/LeftParts.h"
 #include "apps/vexil/files/PartFile.h"
 #include "apps/vexil/http/Commands.h"
 #include "apps/vexil/http/HTTPBodySink.h"
 #include "apps/vexil/http/HTTPRequest.h"
-#include "apps/vexil/http/RedirectFollower.h"
 #include "apps/vexil/session/Session.h"
 #include "apps/vexil/transfer/AnswerCheck.h"
 
@@ -18,11 +16,9 @@ namespace vexil::app {
 namespace {
 
 void download(CSession& session, CNetRequest& request, zet::IOutStream& out) {
-    CProgress progress(session.getConsole());
-    const CProgressScope scope(session, progress);
     request.setReceiveDataSink(new CHTTPBodySink(&out, request.getDefaultReceiveSink()));
     const int64 start = out.getPosition();
-    CRedirectFollower(session.getSetup()).perform(request);
+    performWithProgress(session, request);
     checkAnswerIsComplete(request);
     // For other protocols the headers would be those of a redirect.
     if (request.getResponseCodeDomain() == "http") {

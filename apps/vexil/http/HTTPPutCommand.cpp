@@ -1,10 +1,8 @@
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/command/CommandSyntax.h"
-#include "apps/vexil/console/Progress.h"
 #include "apps/vexil/files/FileInStream.h"
 #include "apps/vexil/http/Commands.h"
 #include "apps/vexil/http/HTTPRequest.h"
-#include "apps/vexil/http/RedirectFollower.h"
 #include "apps/vexil/session/Session.h"
 #include "apps/vexil/transfer/AnswerCheck.h"
 
@@ -38,9 +36,7 @@ ExitCode CHTTPPutCommand::run(CSession& session) {
     request.setUpload(true);
     request.setSendDataStream(file);
     request.setSendDataSize(file->getSize());
-    CProgress progress(session.getConsole());
-    const CProgressScope scope(session, progress);
-    CRedirectFollower(session.getSetup()).perform(request);
+    performWithProgress(session, request);
     checkAnswerIsComplete(request);
     file->checkUnchanged();
     session.getConsole().message(Verbosity::Info, printable(request.getHTTPStatusLine()));

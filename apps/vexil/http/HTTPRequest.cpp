@@ -1,6 +1,10 @@
 #include "apps/vexil/http/HTTPRequest.h"
 
+#include "apps/vexil/console/FileProgress.h"
+#include "apps/vexil/http/RedirectFollower.h"
 #include "apps/vexil/session/Session.h"
+#include "apps/vexil/session/TransferMonitor.h"
+#include "zet/ScopeExit.h"
 
 namespace vexil::app {
 
@@ -20,6 +24,15 @@ CNetRequest& prepareHTTPRequest(CSession& session, const std::string& url) {
     request.setURL(withScheme(String::fromUTF8(url)));
     session.getSetup().setUp(request);
     return request;
+}
+
+void performWithProgress(CSession& session, CNetRequest& request) {
+    CProgress progress(session.getConsole());
+    CFileProgress file(progress, "");
+    CTransferMonitor& monitor = CTransferMonitor::of(request);
+    monitor.setFile(&file);
+    const zet::TScopeExit forget([&monitor] { monitor.setFile(nullptr); });
+    CRedirectFollower(session.getSetup()).perform(request);
 }
 
 }  // namespace vexil::app

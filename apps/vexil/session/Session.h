@@ -2,9 +2,7 @@
 
 #include "apps/vexil/base/Options.h"
 #include "apps/vexil/console/Console.h"
-#include "apps/vexil/console/FileProgress.h"
 #include "apps/vexil/session/RequestSetup.h"
-#include "apps/vexil/session/TransferMonitor.h"
 #include "vexil/net/NetRequest.h"
 
 namespace vexil::app {
@@ -46,22 +44,6 @@ private:
     P<CRequestSetup> m_setup;
     P<CNetRequest> m_request;
     P<CNetRequest> m_failedRequest;
-};
-
-/// Shows the bytes of the session's request as long as it lives.
-class CProgressScope {
-public:
-    CProgressScope(CSession& session, CProgress& progress)
-        : m_file(progress, ""), m_monitor(&CTransferMonitor::of(session.getRequest())) {
-        m_monitor->setFile(&m_file);
-    }
-    ~CProgressScope() { m_monitor->setFile(nullptr); }
-    CProgressScope(const CProgressScope&) = delete;
-    CProgressScope& operator=(const CProgressScope&) = delete;
-
-private:
-    CFileProgress m_file;
-    P<CTransferMonitor> m_monitor;
 };
 
 }  // namespace vexil::app
