@@ -62,8 +62,8 @@ private:
     zet::CSignal m_called;
 };
 
-/// The error of a transfer that another thread cancels when `waitForState` has returned. The time that it takes is recorded
-/// as the property "milliseconds" of the test.
+/// The error of a transfer that another thread cancels when `waitForState` has returned. The time that it
+/// takes is recorded as the property "milliseconds" of the test.
 template <class Run, class WaitForState>
 std::optional<CCURLError> errorOfCancelled(CNetRequest& request, Run run, WaitForState waitForState) {
     Clock::time_point cancelledAt;
@@ -82,8 +82,8 @@ std::optional<CCURLError> errorOfCancelled(CNetRequest& request, Run run, WaitFo
     return error;
 }
 
-/// Measures until the time is below `limit`: a busy machine is slow for a while, but a transfer that is not woken is slow
-/// every time.
+/// Measures until the time is below `limit`: a busy machine is slow for a while, but a transfer that is not
+/// woken is slow every time.
 template <class Measure>
 void expectOnceLessThan(const std::chrono::milliseconds limit, const Measure& measure) {
     std::chrono::milliseconds time{};

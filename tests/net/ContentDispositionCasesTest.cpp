@@ -1,5 +1,5 @@
-// Headers that RFC 6266 shows or allows: their meaning there, and what is read here. If the two differ, a comment gives the
-// reason.
+// Headers that RFC 6266 shows or allows: their meaning there, and what is read here. If the two differ, a
+// comment gives the reason.
 #include "tests/support/PrintText.h"
 #include "vexil/net/HeaderValues.h"
 

@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
-// A connection may end after any byte. Whatever libcurl then reports, a caller who checks isResponseComplete() never takes
-// a part for the whole, and the next transfer is not affected.
+// A connection may end after any byte. Whatever libcurl then reports, a caller who checks
+// isResponseComplete() never takes a part for the whole, and the next transfer is not affected.
 
 namespace {
 
@@ -189,8 +189,8 @@ TEST_P(FaultSweep, AnswerOfAGetOnAReusedConnection) {
         EXPECT_EQ(first.body, receivedBody);
         const std::size_t connections = m_peer.connectionCount();
         const Outcome second = perform();
-        // If no byte of a response has come, libcurl assumes that the kept connection had ended before, and tries again
-        // on a new one.
+        // If no byte of a response has come, libcurl assumes that the kept connection had ended before, and
+        // tries again on a new one.
         const bool triedAgain = m_peer.connectionCount() > connections;
         EXPECT_EQ(second.kind == Outcome::Complete, triedAgain);
         EXPECT_LE(triedAgain, count < statusLineSize);

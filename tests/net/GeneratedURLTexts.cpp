@@ -1,6 +1,6 @@
-// Writes generated texts, always the same ones, and their forms in URLs and forms by this library, so that another
-// implementation can compare them. A line has a word and values in hexadecimal. The values are UTF-8, except that halves of
-// surrogate pairs are written like other characters:
+// Writes generated texts, always the same ones, and their forms in URLs and forms by this library, so that
+// another implementation can compare them. A line has a word and values in hexadecimal. The values are UTF-8,
+// except that halves of surrogate pairs are written like other characters:
 //
 //   text TEXT ESCAPED ESCAPED-PLUS FORM-LOWER FORM-UPPER UNESCAPED UNESCAPED-PLUS
 //   params (NAME VALUE)...                      in no order; if a name repeats, the last one counts

@@ -1,5 +1,5 @@
-// Linux: the definitions of libcurl's and OpenSSL's functions in this program win over the libraries' own. Each
-// test runs in its own process.
+// Linux: the definitions of libcurl's and OpenSSL's functions in this program win over the libraries' own.
+// Each test runs in its own process.
 #include "vexil/net/CURLError.h"
 #include "vexil/net/ErrorClassification.h"
 #include "vexil/net/GlobalInit.h"
@@ -118,7 +118,8 @@ extern "C" int OPENSSL_init_ssl(uint64_t options, const OPENSSL_INIT_SETTINGS* s
 }
 
 extern "C" int OPENSSL_init_crypto(uint64_t options, const OPENSSL_INIT_SETTINGS* settings) {
-    // OpenSSL calls it again from many of its functions. The calls can be distinguished only before the TLS layer starts.
+    // OpenSSL calls it again from many of its functions. The calls can be distinguished only before the TLS
+    // layer starts.
     if (recordedCalls().empty()) {
         record("OPENSSL_init_crypto");
     }
@@ -166,7 +167,8 @@ void requireError(const std::function<void()>& function, const std::string& mess
     require(error == message, "error: '" + error + "'");
 }
 
-/// Runs the rest of the test in a new process. It must end by itself with exit code 0, after all exit handlers.
+/// Runs the rest of the test in a new process. It must end by itself with exit code 0, after all exit
+/// handlers.
 #define EXPECT_IN_FRESH_PROCESS(function)                                                                    \
     GTEST_FLAG_SET(death_test_style, "threadsafe");                                                          \
     EXPECT_EXIT(                                                                                             \

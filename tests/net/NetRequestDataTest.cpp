@@ -664,7 +664,8 @@ TEST(NetRequestRestart, IsNotForASinkThatWasGivenUp) {
     EXPECT_EQ(sink->restarts, 1) << "after setDefaultReceiveDataStream()";
 }
 
-// ---- what goes away within its own call ---------------------------------------------------------------------
+// ---- what goes away within its own call
+// ---------------------------------------------------------------------
 
 /// Calls a function in each of its members, and records whether it still lives afterwards.
 class Leaving : public virtual vexil::CBase,

@@ -1,5 +1,5 @@
-// Numbers of more than 32 bits in libcurl's variadic functions, whose types differ between systems: a long has 8 bytes on
-// Linux and 4 on Windows.
+// Numbers of more than 32 bits in libcurl's variadic functions, whose types differ between systems: a long
+// has 8 bytes on Linux and 4 on Windows.
 #include "tests/net/CancelTestSupport.h"
 #include "tests/support/ScriptedPeer.h"
 

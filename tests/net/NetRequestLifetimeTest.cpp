@@ -233,7 +233,8 @@ TEST_F(NetRequestLifetime, ResetKeepsThatARequestIsVerbose) {
     EXPECT_TRUE(request->isVerboseEnabled());
 }
 
-// ---- what calls back while it goes -------------------------------------------------------------------------
+// ---- what calls back while it goes
+// -------------------------------------------------------------------------
 
 /// Calls a function in its destructor.
 class CallingDependency : public virtual vexil::CBase {

@@ -1,5 +1,5 @@
-// Every call of libcurl that configures a request, in order, with its C type and value. This program defines the functions
-// itself, records the calls and forwards them.
+// Every call of libcurl that configures a request, in order, with its C type and value. This program defines
+// the functions itself, records the calls and forwards them.
 #include "tests/net/NetRequestTestSupport.h"
 #include "tests/support/OptionRecorder.h"
 

@@ -1,5 +1,6 @@
-// A feature that is off costs nothing: options, callbacks and memory of a request without progress, cancelling and verbose
-// log. This program defines functions of libcurl and of the C++ library itself, and forwards the calls.
+// A feature that is off costs nothing: options, callbacks and memory of a request without progress,
+// cancelling and verbose log. This program defines functions of libcurl and of the C++ library itself, and
+// forwards the calls.
 #include "tests/net/CancelTestSupport.h"
 #include "tests/support/AllocationCount.h"
 #include "tests/support/OptionRecorder.h"

@@ -1,6 +1,6 @@
 /// \file
-/// libcurl's messages about transfers with a login, invented for any login. For the test of the redacted log and its
-/// fuzzer; does not need GoogleTest.
+/// libcurl's messages about transfers with a login, invented for any login. For the test of the redacted log
+/// and its fuzzer; does not need GoogleTest.
 #pragma once
 
 #include "sigil/Base64.h"
@@ -94,8 +94,8 @@ inline Login makeLogin(const std::string& user, const std::string& password, Use
     return login;
 }
 
-/// Another login that makes messages of the same lengths. It has no part of the first one except the name for FTP, which
-/// is not a secret.
+/// Another login that makes messages of the same lengths. It has no part of the first one except the name for
+/// FTP, which is not a secret.
 inline Login makeOtherLogin(const Login& login) {
     const auto fill = [](const std::string& text) { return std::string(text.size(), 'x'); };
     Login other{fill(login.user),         fill(login.password), login.lineUser,

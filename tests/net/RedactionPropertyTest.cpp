@@ -1,4 +1,5 @@
-// The redacted log must show no part of random logins, for any login and any division into messages by libcurl.
+// The redacted log must show no part of random logins, for any login and any division into messages by
+// libcurl.
 #include "tests/net/RedactionExchange.h"
 #include "tests/net/SecretParts.h"
 
@@ -87,8 +88,8 @@ protected:
         vexil_test::record(*m_otherRequest, pair.other);
     }
 
-    /// The log contains no part of the secrets, and nothing else that depends on them. The latter also tests secrets that are
-    /// too short to search for.
+    /// The log contains no part of the secrets, and nothing else that depends on them. The latter also tests
+    /// secrets that are too short to search for.
     void expectNothing(const Login& login, const SecretParts& secrets, unsigned int length) {
         const std::string text = dump(*m_request->getRedactedVerboseOutput(length));
         const std::string otherText = dump(*m_otherRequest->getRedactedVerboseOutput(length));
@@ -112,8 +113,8 @@ protected:
         return std::regex_search(text, found);
     }
 
-    /// Whether a log is another one with parts left out. White space is ignored, because it is trimmed if a text was not
-    /// cut.
+    /// Whether a log is another one with parts left out. White space is ignored, because it is trimmed if a
+    /// text was not cut.
     static bool isPartOf(const std::string& text, const std::string& otherText) {
         auto at = otherText.begin();
         for (std::size_t i = 0; i < text.size(); ++i) {

@@ -101,8 +101,8 @@ protected:
         }
     }
 
-    /// No redacted log of any length shows a secret; the confidential one does. Everything that does not belong to the login
-    /// is in the log of the same transfer with another login as well.
+    /// No redacted log of any length shows a secret; the confidential one does. Everything that does not
+    /// belong to the login is in the log of the same transfer with another login as well.
     static void expectHidden(CNetRequest& request, CNetRequest& other, const SecretParts& secrets) {
         const std::string otherText = dump(*other.getRedactedVerboseOutput(whole));
         const std::string confidential = dump(*request.getVerboseOutput(whole));

@@ -13,10 +13,12 @@
 
 namespace vexil_test {
 
-/// Searches a log for secrets: plain, in base64, and both of them URL-encoded up to twice, as the log does with data.
+/// Searches a log for secrets: plain, in base64, and both of them URL-encoded up to twice, as the log does
+/// with data.
 ///
-/// A part of six bytes counts as found. Shorter parts would be found by chance. A secret may also look like words of the
-/// protocol: a part does not count if the log of the same transfer with another login contains it as well.
+/// A part of six bytes counts as found. Shorter parts would be found by chance. A secret may also look like
+/// words of the protocol: a part does not count if the log of the same transfer with another login contains
+/// it as well.
 class SecretParts {
 public:
     static constexpr std::size_t partLength = 6;
@@ -128,7 +130,8 @@ public:
 
     std::size_t choose(std::size_t count) { return m_random() % count; }
 
-    /// With this length in bytes: printable ASCII; UTF-8; characters with a meaning in protocols; words of protocols; any byte.
+    /// With this length in bytes: printable ASCII; UTF-8; characters with a meaning in protocols; words of
+    /// protocols; any byte.
     std::string makeText(std::size_t length) {
         const std::size_t kind = choose(5);
         std::string text = kind == 3 ? makeWords(length) : "";

@@ -159,7 +159,8 @@ TEST(ServerInfoTest, ThreadsShareARecord) {
     EXPECT_NE(info->getServerHeader(), "");
 }
 
-/// One thread writes while another calls one getter, without a lock: ThreadSanitizer finds a getter that takes no lock itself.
+/// One thread writes while another calls one getter, without a lock: ThreadSanitizer finds a getter that
+/// takes no lock itself.
 template <class Ask>
 void askWhileItLearns(Ask ask) {
     for (int round = 0; round < 20; ++round) {

@@ -280,7 +280,8 @@ TEST_F(VerboseRedactor, HidesTheEndOfAMessageThatLibcurlHasCut) {
         {"Server auth using Basic with user 'a'", "Server auth using Basic with user '~stripped~"},
         {"Added cookie a=\"b\" for domain ", "Added cookie a=\"~stripped~"},
     };
-    // libcurl 7.88 keeps 2047 bytes of a message, libcurl 8 keeps 2043 and "...", and both keep 255 of an error.
+    // libcurl 7.88 keeps 2047 bytes of a message, libcurl 8 keeps 2043 and "...", and both keep 255 of an
+    // error.
     for (const TextCase& c : cases) {
         for (const std::size_t size : {255u, 2046u, 2047u, 2050u}) {
             const std::string text = c.bytes + std::string(size - c.bytes.size() - 3, '1');
@@ -469,8 +470,8 @@ double measure(Function function) {
     return static_cast<double>(std::clock() - start);
 }
 
-/// Whether a text of 16 times the length needs at most 32 times the processor time, in the best of three runs. Quadratic
-/// time would be 256 times.
+/// Whether a text of 16 times the length needs at most 32 times the processor time, in the best of three
+/// runs. Quadratic time would be 256 times.
 template <class Function>
 bool isLinear(Function redact, std::size_t length) {
     double timeOfShort = 0;
@@ -1002,7 +1003,8 @@ TEST_F(VerboseRedactorWire, HidesCustomHeadersAndTheCookieEngine) {
     headers->add("x-amz-security-token", "hidden");
     headers->add("Authorization", "AWS tester:buried");
     m_request->setCustomHTTPHeaders(headers);
-    // Turns the cookie engine on, as CURLOPT_COOKIEFILE does; libcurl 7.88 loses the list of the latter in a reset.
+    // Turns the cookie engine on, as CURLOPT_COOKIEFILE does; libcurl 7.88 loses the list of the latter in a
+    // reset.
     m_request->setOptionString(CURLOPT_COOKIELIST, "Set-Cookie: b=c; domain=example.com");
     m_request->setURL(String::fromUTF8(m_peer.url("/a")));
     m_request->perform();

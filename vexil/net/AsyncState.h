@@ -9,8 +9,8 @@
 
 namespace vexil {
 
-/// What the owner's thread and the thread that drives the transfer both use: the result of an asynchronous transfer,
-/// the error of a callback, and the waker.
+/// What the owner's thread and the thread that drives the transfer both use: the result of an asynchronous
+/// transfer, the error of a callback, and the waker.
 ///
 /// Thread safety: any thread. Functions that say so need a lock of getMutex(), the others lock it themselves.
 class CAsyncState {

@@ -9,10 +9,11 @@ namespace vexil {
 
 /// A failed call of libcurl, or an HTTP status outside 200 to 299 (code 22, CURLE_HTTP_RETURNED_ERROR).
 ///
-/// The domain is "curl" for a code of the easy interface (CURLcode) and "curlm" for one of the multi interface
-/// (CURLMcode); getCode() is that code. The members tell what the server has sent. For programs that only know CError,
-/// so do the properties, in this order and each only if it is known: "responseCodeDomain" ("http", "ftp", "smtp"),
-/// "responseCode" (decimal, above 0), "serverMessage", "httpStatusLine", "url", "httpMethod".
+/// The domain is "curl" for a code of the easy interface (CURLcode) and "curlm" for one of the multi
+/// interface (CURLMcode); getCode() is that code. The members tell what the server has sent. For programs
+/// that only know CError, so do the properties, in this order and each only if it is known:
+/// "responseCodeDomain" ("http", "ftp", "smtp"), "responseCode" (decimal, above 0), "serverMessage",
+/// "httpStatusLine", "url", "httpMethod".
 ///
 /// A plain value; clone() and throwClone() carry it to another thread with its type.
 class VEXIL_API CCURLError : public CError {
@@ -36,8 +37,8 @@ public:
     CCURLError& operator=(const CCURLError&) = default;
     ~CCURLError() override;
 
-    /// libcurl's text for the code, then ": " and the detail if there is one, then " (response code: DOMAIN CODE)" if
-    /// the code is at least 1.
+    /// libcurl's text for the code, then ": " and the detail if there is one, then " (response code: DOMAIN
+    /// CODE)" if the code is at least 1.
     static String makeErrorText(CURLcode code, const String& errorDetail, const String& responseCodeDomain,
                                 int responseCode);
     /// The same with " (response code: CODE)".

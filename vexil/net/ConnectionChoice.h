@@ -10,9 +10,9 @@ class CCurlEasy;
 
 /// Makes the transfers of a request use only those kept connections that were made for the same demand.
 ///
-/// libcurl compares too little for connections that are upgraded by STARTTLS or AUTH TLS. Transfers that demand such an
-/// upgrade therefore use the connections of a pool, one for each demand. If the caller shares connections
-/// (CURLOPT_SHARE), they use no kept connection and keep none.
+/// libcurl compares too little for connections that are upgraded by STARTTLS or AUTH TLS. Transfers that
+/// demand such an upgrade therefore use the connections of a pool, one for each demand. If the caller shares
+/// connections (CURLOPT_SHARE), they use no kept connection and keep none.
 class CConnectionChoice {
 public:
     /// @{
@@ -37,8 +37,8 @@ public:
     /// \param hasReplies  whether the server sends replies to commands: FTP and mail
     /// \return libcurl's result
     CURLcode choose(CCurlEasy& curl, bool hasReplies);
-    /// Call it after a transfer whose connection must not be used again. From then on no transfer that has replies uses
-    /// an older connection of this request, or of other requests with the same driver.
+    /// Call it after a transfer whose connection must not be used again. From then on no transfer that has
+    /// replies uses an older connection of this request, or of other requests with the same driver.
     void leaveConnections() noexcept;
     /// Call it after other code has set CURLOPT_FORBID_REUSE.
     void restoreReuse(CCurlEasy& curl) const noexcept;

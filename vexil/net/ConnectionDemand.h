@@ -7,8 +7,8 @@
 
 namespace vexil {
 
-/// The options of a connection that libcurl 7.88 does not compare before it uses a kept connection: all TLS options if
-/// a connection begins without TLS (CURLOPT_USE_SSL), and those that it compares for no protocol.
+/// The options of a connection that libcurl 7.88 does not compare before it uses a kept connection: all TLS
+/// options if a connection begins without TLS (CURLOPT_USE_SSL), and those that it compares for no protocol.
 class CConnectionDemand {
 public:
     /// @{

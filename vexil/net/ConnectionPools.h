@@ -9,12 +9,12 @@
 
 namespace vexil {
 
-/// Connections that libcurl keeps apart from others (CURLOPT_SHARE). One thread at a time. Must live while a handle
-/// uses it.
+/// Connections that libcurl keeps apart from others (CURLOPT_SHARE). One thread at a time. Must live while a
+/// handle uses it.
 class CConnectionPool : public virtual CBase {
 public:
-    /// \param keepsSessions  whether TLS sessions are kept apart from those of other requests as well. libcurl before
-    ///                       version 8.12 always does that
+    /// \param keepsSessions  whether TLS sessions are kept apart from those of other requests as well.
+    ///                       libcurl before version 8.12 always does that
     /// \throws CError "Error creating curl share handle."
     explicit CConnectionPool(bool keepsSessions);
     CConnectionPool(const CConnectionPool&) = delete;
@@ -28,15 +28,17 @@ private:
     CurlShareHandle m_handle;
 };
 
-/// The pools of a driver of transfers: of one request, or of all requests on one multi handle. One thread at a time.
+/// The pools of a driver of transfers: of one request, or of all requests on one multi handle. One thread at
+/// a time.
 class CConnectionPools : public virtual CBase {
 public:
-    /// \param keepSessions  as for CConnectionPool. If false, libcurl 8.12 and newer keeps sessions by multi handle
+    /// \param keepSessions  as for CConnectionPool. If false, libcurl 8.12 and newer keeps sessions by multi
+    ///                      handle
     explicit CConnectionPools(bool keepSessions) noexcept;
     ~CConnectionPools() override;
 
-    /// The pool for a demand, a new one if necessary. If there are more than a few, the one that was not used for the
-    /// longest time is dropped.
+    /// The pool for a demand, a new one if necessary. If there are more than a few, the one that was not used
+    /// for the longest time is dropped.
     P<CConnectionPool> getPool(const std::string& demand);
     /// Drops the pool for a demand: getPool() will create a new one.
     void drop(const std::string& demand) noexcept;

@@ -108,7 +108,8 @@ std::string_view findNameBefore(std::string_view line, std::size_t colon) {
     return text.substr(begin);
 }
 
-/// The header of an HTTP/2 request: "h2h3 [authorization: Basic …]". A long message is cut and has no bracket at its end.
+/// The header of an HTTP/2 request: "h2h3 [authorization: Basic …]". A long message is cut and has no bracket
+/// at its end.
 TextRanges findSecretHeaderInMessage(std::string_view line) {
     for (std::size_t colon = line.find(':'); colon != npos; colon = line.find(':', colon + 1)) {
         if (isOneOf(findNameBefore(line, colon), secretHeaders)) {
@@ -118,9 +119,9 @@ TextRanges findSecretHeaderInMessage(std::string_view line) {
     return {};
 }
 
-/// Whether libcurl may have cut the message. It keeps 255 bytes of an error (CURL_ERROR_SIZE) and 2047 bytes of another
-/// message; version 8 and newer keep 2043 and add "...". The limits here are some bytes lower, because the last bytes may
-/// look like a line end.
+/// Whether libcurl may have cut the message. It keeps 255 bytes of an error (CURL_ERROR_SIZE) and 2047 bytes
+/// of another message; version 8 and newer keep 2043 and add "...". The limits here are some bytes lower,
+/// because the last bytes may look like a line end.
 bool mayBeCut(std::string_view message) {
     return message.size() == 254 || message.size() == 255 || message.size() >= 2040;
 }
@@ -157,8 +158,8 @@ TextRanges findProxyInMessage(std::string_view message) {
 
 constexpr std::string_view quotedURLStart = " URL: '";
 
-/// "Issue another request to this URL: 'http:user:password@host'". The URL comes from a server and may contain white space
-/// and quotes.
+/// "Issue another request to this URL: 'http:user:password@host'". The URL comes from a server and may
+/// contain white space and quotes.
 TextRanges findQuotedURLInMessage(std::string_view message) {
     const TextRanges quoted = findBetween(message, quotedURLStart, "'");
     TextRanges ranges;
@@ -171,8 +172,8 @@ TextRanges findQuotedURLInMessage(std::string_view message) {
     return ranges;
 }
 
-/// Whether the "@" after the user information may come after the end of the text. The text begins with user, host and
-/// port.
+/// Whether the "@" after the user information may come after the end of the text. The text begins with user,
+/// host and port.
 bool mayLackAt(std::string_view text) {
     const std::size_t end = text.find_first_of("/?#");
     const std::string_view authority = text.substr(0, end);

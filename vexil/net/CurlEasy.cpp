@@ -16,8 +16,8 @@ bool hasType(CURLoption option, int type) {
     return option / numbersOfAType == type / numbersOfAType;
 }
 
-/// Lists, callback data and other objects have the same numbers as strings. Only libcurl's table tells them apart. An
-/// option that is not in the table counts as a string: libcurl refuses it.
+/// Lists, callback data and other objects have the same numbers as strings. Only libcurl's table tells them
+/// apart. An option that is not in the table counts as a string: libcurl refuses it.
 bool isString(CURLoption option) {
     if (!hasType(option, CURLOPTTYPE_STRINGPOINT)) {
         return false;

@@ -7,7 +7,8 @@
 
 namespace vexil {
 
-/// The libcurl easy handle of a request: its options and figures, each checked by its type. One thread at a time.
+/// The libcurl easy handle of a request: its options and figures, each checked by its type. One thread at a
+/// time.
 ///
 /// Errors: what libcurl refuses is a CCURLError with no response domain, the response code -1 and the URL.
 class CCurlEasy {
@@ -18,7 +19,8 @@ public:
     CCurlEasy(const CCurlEasy&) = delete;
     CCurlEasy& operator=(const CCurlEasy&) = delete;
     ~CCurlEasy() = default;
-    /// Ends the handle and closes its connections. libcurl makes no callbacks meanwhile. Only destruction may follow.
+    /// Ends the handle and closes its connections. libcurl makes no callbacks meanwhile. Only destruction may
+    /// follow.
     void close() noexcept;
 
     CURL* getHandle() const noexcept { return m_handle.get(); }
@@ -30,7 +32,8 @@ public:
 
     /// @{
 
-    /// Sets an option of this type. An option of another type is a CCURLError of code 48 (CURLE_UNKNOWN_OPTION).
+    /// Sets an option of this type. An option of another type is a CCURLError of code 48
+    /// (CURLE_UNKNOWN_OPTION).
     void setInt(CURLoption option, int value);
     void setInt64(CURLoption option, int64 value);
     void setPointer(CURLoption option, void* value);

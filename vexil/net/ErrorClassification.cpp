@@ -43,7 +43,8 @@ bool isLocalFailure(int64 curlCode) {
 }
 
 bool isTransientStatus(int64 status) {
-    // RFC 9110, 15; RFC 8470, 5.2; RFC 6585, 4; 520 to 527 are those of a well-known content delivery network.
+    // RFC 9110, 15; RFC 8470, 5.2; RFC 6585, 4; 520 to 527 are those of a well-known content delivery
+    // network.
     return isOneOf(status, {408, 425, 429, 500, 502, 503, 504}) || (status >= 520 && status <= 527);
 }
 
@@ -54,8 +55,8 @@ bool isTransientS3Code(const String& code) {
                           "TooManyRequests", "TooManyRequestsException", "XAmzContentSHA256Mismatch"});
 }
 
-// RFC 959, 4.2.1 and RFC 4217, 10: the "transient negative" replies whose cause soon ends without help. A full disk (452)
-// does not.
+// RFC 959, 4.2.1 and RFC 4217, 10: the "transient negative" replies whose cause soon ends without help. A
+// full disk (452) does not.
 bool isTransientFTPReply(int reply) {
     return isOneOf(reply, {421, 425, 426, 431, 434, 450, 451});
 }
@@ -77,8 +78,8 @@ int readStatus(std::wstring_view text) {
     return number;
 }
 
-/// The status with which a proxy has refused a tunnel; -1 if there is none. Until the server responds, the HTTP status line
-/// is the proxy's. For other protocols the status is only in libcurl's text.
+/// The status with which a proxy has refused a tunnel; -1 if there is none. Until the server responds, the
+/// HTTP status line is the proxy's. For other protocols the status is only in libcurl's text.
 int findTunnelStatus(const CError& error) {
     if (error.getCode() != CURLE_RECV_ERROR || CCURLError::getResponseCode(error.getProps()) > 0) {
         return -1;

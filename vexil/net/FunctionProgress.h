@@ -26,7 +26,8 @@ private:
 /// on the thread that drives the transfer. An exception ends the transfer.
 ///
 /// \code
-/// request->setTransferProgress(makeProgress([](int64 done, int64 total, int64, int64) { show(done, total); }));
+/// request->setTransferProgress(
+///     makeProgress([](int64 done, int64 total, int64, int64) { show(done, total); }));
 /// \endcode
 /// \param function  takes the arguments of CNetRequest::ITransferProgress::onProgress(): bytes downloaded,
 ///                  their total, bytes uploaded, their total; a total is 0 while it is unknown

@@ -16,7 +16,8 @@ CGlobalInit::CGlobalInit() {
 CGlobalInit::~CGlobalInit() = default;
 
 const P<CGlobalInit>& CGlobalInit::get() {
-    // Never deleted: objects with static lifetime may still run transfers after any other static object is destroyed.
+    // Never deleted: objects with static lifetime may still run transfers after any other static object is
+    // destroyed.
     static auto* const holder =
         new zet::TSafeGlobal<CGlobalInit>(globalInstanceGuard(), &create, &disposeGlobalInstance);
     return holder->get();

@@ -5,7 +5,8 @@
 
 namespace vexil {
 
-/// The value of a response's "Content-Range" header (RFC 9110, 14.4): which part of an entity was sent. A value.
+/// The value of a response's "Content-Range" header (RFC 9110, 14.4): which part of an entity was sent. A
+/// value.
 ///
 /// \code
 /// const auto range = CHTTPContentRange::parse(request.getResponseHeaderMap().at("content-range"));
@@ -20,8 +21,8 @@ public:
     CHTTPContentRange& operator=(const CHTTPContentRange&) = default;
     ~CHTTPContentRange() override;
 
-    /// Reads a header value: "bytes 0-499/1234", "bytes 0-499/*" or "bytes */1234". The numbers are not compared with
-    /// each other.
+    /// Reads a header value: "bytes 0-499/1234", "bytes 0-499/*" or "bytes */1234". The numbers are not
+    /// compared with each other.
     /// \return never null
     /// \throws CError "Invalid HTTP Content-Range header: ..." for anything else
     static P<CHTTPContentRange> parse(const String& header);

@@ -5,11 +5,11 @@
 
 namespace vexil {
 
-/// Value of a Server header, split into products and their versions: "nginx/1.22 mod" has "nginx" with version "1.22"
-/// and "mod" with version "".
+/// Value of a Server header, split into products and their versions: "nginx/1.22 mod" has "nginx" with
+/// version "1.22" and "mod" with version "".
 ///
-/// Only spaces separate. Comments in parentheses are words like others. If a name repeats, the last one counts. Names
-/// are case-sensitive. A plain value.
+/// Only spaces separate. Comments in parentheses are words like others. If a name repeats, the last one
+/// counts. Names are case-sensitive. A plain value.
 class VEXIL_API CHTTPServerHeader : public virtual CBase {
 public:
     /// \param header  the value without "Server:"; any text is accepted

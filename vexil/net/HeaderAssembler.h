@@ -8,9 +8,9 @@ namespace vexil {
 
 /// Collects the header lines of a response in a map from lower-case name to trimmed value.
 ///
-/// A repeated header is joined with "," without a space (an empty first value is replaced instead). A continuation line
-/// is joined with one space (RFC 9112, 5.2). The line "\r\n" ends the block: the attached server record then learns
-/// from the map, and further lines (trailers) are ignored until reset().
+/// A repeated header is joined with "," without a space (an empty first value is replaced instead). A
+/// continuation line is joined with one space (RFC 9112, 5.2). The line "\r\n" ends the block: the attached
+/// server record then learns from the map, and further lines (trailers) are ignored until reset().
 ///
 /// One thread at a time. A plain value, except that copies share the server record.
 class VEXIL_API CHeaderAssembler : public virtual CBase {
@@ -23,9 +23,9 @@ public:
     ~CHeaderAssembler() override;
 
     /// Adds one line as received, with its line end; not the status line.
-    /// \throws CError "Error parsing HTTP header: first line starts with whitespace." for a continuation line without a
-    ///         header before it, CInvalidArgError of CNetHeaders::splitEntry for a line without a name or a colon. The
-    ///         map is then unchanged
+    /// \throws CError "Error parsing HTTP header: first line starts with whitespace." for a continuation line
+    ///         without a header before it, CInvalidArgError of CNetHeaders::splitEntry for a line without a
+    ///         name or a colon. The map is then unchanged
     void handleHeaderLine(const String& line);
 
     /// Begins a new block: empties the map. The server record stays attached.
@@ -36,8 +36,8 @@ public:
 
     /// @{
 
-    /// The headers of the block so far, by lower-case name. The assembler owns the map: further lines fill it, reset()
-    /// empties it.
+    /// The headers of the block so far, by lower-case name. The assembler owns the map: further lines fill
+    /// it, reset() empties it.
     TMap<String, String>& getHeaderMap() noexcept { return m_headers; }
     const TMap<String, String>& getHeaderMap() const noexcept { return m_headers; }
     /// @}

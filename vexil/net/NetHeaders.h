@@ -9,7 +9,8 @@
 
 namespace vexil {
 
-/// List of request headers, each a line "name: value", for CNetRequest::setCustomHTTPHeaders (CURLOPT_HTTPHEADER).
+/// List of request headers, each a line "name: value", for CNetRequest::setCustomHTTPHeaders
+/// (CURLOPT_HTTPHEADER).
 ///
 /// One thread at a time. Do not change it while a transfer runs. Copies are deep.
 ///
@@ -28,8 +29,8 @@ public:
     CNetHeaders& operator=(const CNetHeaders&) = default;
     ~CNetHeaders() override;
 
-    /// Appends a header. White space at both ends of name and value is removed. They are not checked, and an earlier
-    /// header with the same name stays.
+    /// Appends a header. White space at both ends of name and value is removed. They are not checked, and an
+    /// earlier header with the same name stays.
     void add(const String& name, const String& value);
 
     /// The head of the list for libcurl; see CNetStringList::getSList.
@@ -38,8 +39,8 @@ public:
     /// An iterator before the first header. It must not be used after the list is destroyed.
     P<CIterator> createIterator() const;
 
-    /// Adds the headers to a map by lower-case name. If the map already has the name, the value is appended with a ","
-    /// and no space.
+    /// Adds the headers to a map by lower-case name. If the map already has the name, the value is appended
+    /// with a "," and no space.
     /// \throws CInvalidArgError of splitEntry at the first malformed line. The map has the lines before it
     void fillMap(TMap<String, String>& map) const;
 
@@ -61,8 +62,8 @@ public:
     explicit CIterator(const P<CNetStringList::CIterator>& lines);
     ~CIterator() override;
 
-    /// Moves to the next header, after creation or reset() to the first one. False after the last one; name and value
-    /// are then "".
+    /// Moves to the next header, after creation or reset() to the first one. False after the last one; name
+    /// and value are then "".
     /// \throws CInvalidArgError of splitEntry for a malformed line
     bool next();
     /// Back to before the first header.

@@ -25,24 +25,25 @@ namespace vexil {
 class CConnectionPools;
 struct CNetRequestParts;
 
-/// One transfer after another over one libcurl easy handle: set it up, perform() it or hand it to an asynchronous
-/// manager, then ask for the results. Settings stay until reset(); each setter names its libcurl option. docs/limits.md
-/// tells where libcurl and servers may surprise.
+/// One transfer after another over one libcurl easy handle: set it up, perform() it or hand it to an
+/// asynchronous manager, then ask for the results. Settings stay until reset(); each setter names its libcurl
+/// option. docs/limits.md tells where libcurl and servers may surprise.
 ///
-/// Thread safety: one thread at a time, except the asynchronous hooks, which the owner's thread and the thread that
-/// drives the transfer may use at the same time. Distinct requests are independent.
+/// Thread safety: one thread at a time, except the asynchronous hooks, which the owner's thread and the
+/// thread that drives the transfer may use at the same time. Distinct requests are independent.
 ///
-/// Lifetime: the request keeps a reference to each object that it is given, until another one replaces it or reset() is
-/// called. The request is neither copied nor moved: libcurl holds its address.
+/// Lifetime: the request keeps a reference to each object that it is given, until another one replaces it or
+/// reset() is called. The request is neither copied nor moved: libcurl holds its address.
 ///
-/// Errors: every failure is thrown. A failed transfer, and an HTTP status outside 200 to 299, is a CCURLError. An error
-/// of a source, sink or stream is thrown unchanged. A setter throws a CCURLError if libcurl refuses the value, and a
-/// CInvalidArgError for a text that contains NUL.
+/// Errors: every failure is thrown. A failed transfer, and an HTTP status outside 200 to 299, is a
+/// CCURLError. An error of a source, sink or stream is thrown unchanged. A setter throws a CCURLError if
+/// libcurl refuses the value, and a CInvalidArgError for a text that contains NUL.
 ///
-/// Connections are kept and reused, also by other requests on the same manager, if server, login and TLS settings are
-/// the same. libcurl compares these for connections that begin with TLS. For those that begin without TLS and then
-/// demand it (setFTPUseSSL()) the request does it: each combination of TLS options has its own connections, except for
-/// options that are set on getHandle(). With a CURLOPT_SHARE of the caller such a transfer uses a new connection only.
+/// Connections are kept and reused, also by other requests on the same manager, if server, login and TLS
+/// settings are the same. libcurl compares these for connections that begin with TLS. For those that begin
+/// without TLS and then demand it (setFTPUseSSL()) the request does it: each combination of TLS options has
+/// its own connections, except for options that are set on getHandle(). With a CURLOPT_SHARE of the caller
+/// such a transfer uses a new connection only.
 ///
 /// \code
 /// P<CNetRequest> request = new CNetRequest;
@@ -72,11 +73,11 @@ public:
     CNetRequest& operator=(const CNetRequest&) = delete;
     ~CNetRequest() override;
 
-    /// Back to the state after construction. Kept are open connections, DNS and TLS sessions, the user data, the cancel
-    /// token and the verbose settings, but nothing is recorded until setVerbose() is called again.
+    /// Back to the state after construction. Kept are open connections, DNS and TLS sessions, the user data,
+    /// the cancel token and the verbose settings, but nothing is recorded until setVerbose() is called again.
     void reset();
-    /// Sets the defaults of this library: follow redirects, no signals, 30 s to connect, abort below 1 byte/s for 60 s,
-    /// no limit for the whole transfer. The constructor and reset() call it.
+    /// Sets the defaults of this library: follow redirects, no signals, 30 s to connect, abort below 1 byte/s
+    /// for 60 s, no limit for the whole transfer. The constructor and reset() call it.
     void setDefaultOptions();
     /// Forgets the results of the last transfer and rewinds the source. Called before each transfer.
     void resetForPerform();
@@ -96,7 +97,8 @@ public:
     void setURL(const String& url);
     /// The text of setURL().
     [[nodiscard]] String getURL() const;
-    /// CURLOPT_PROXY: host and port, or a URL. "" connects directly. Without a call libcurl reads the environment.
+    /// CURLOPT_PROXY: host and port, or a URL. "" connects directly. Without a call libcurl reads the
+    /// environment.
     void setProxy(const String& proxy);
     /// setProxy() with the proxy that CProxySettings::getUserSettings() has for the current URL.
     void setProxyForCurrentURLFromUserSettings();
@@ -112,39 +114,45 @@ public:
     void setSSLVerifyPeer(bool verify);
     /// CURLOPT_CAINFO: a file of PEM certificates. Default libcurl's own (on Linux the system's bundle).
     void setRootCertBundlePath(const TPathImpl<CWindowsPathTraits>& path);
-    /// The newest TLS version that may be used: the upper half of CURLOPT_SSLVERSION, whose lower half setOptionInt()
-    /// sets. Default TLSVersionDefault. The handshake fails if the TLS library requires a newer one (Debian's: 1.2).
+    /// The newest TLS version that may be used: the upper half of CURLOPT_SSLVERSION, whose lower half
+    /// setOptionInt() sets. Default TLSVersionDefault. The handshake fails if the TLS library requires a
+    /// newer one (Debian's: 1.2).
     /// \throws CInvalidArgError for another number
     void setMaxTLSVersion(TLSVersion version);
-    /// Whether the connections and TLS sessions of this request serve no other request. Default false: requests on one
-    /// manager share them. Needed if an FTP server (ProFTPD, vsftpd) demands that data connections resume the TLS
-    /// session of the control connection. With CURLOPT_FRESH_CONNECT none of them is used again.
+    /// Whether the connections and TLS sessions of this request serve no other request. Default false:
+    /// requests on one manager share them. Needed if an FTP server (ProFTPD, vsftpd) demands that data
+    /// connections resume the TLS session of the control connection. With CURLOPT_FRESH_CONNECT none of them
+    /// is used again.
     void setKeepsOwnConnections(bool keepsOwn) noexcept;
 
     // ---- what to send ------------------------------------------------------------------------------------
 
-    /// "GET", "PUT", "POST" and "HEAD" set libcurl's switch for the method, "" its default; any other text is sent
-    /// without a body (CURLOPT_CUSTOMREQUEST). The switches of other methods go off: setUpload() as well, except for PUT.
+    /// "GET", "PUT", "POST" and "HEAD" set libcurl's switch for the method, "" its default; any other text is
+    /// sent without a body (CURLOPT_CUSTOMREQUEST). The switches of other methods go off: setUpload() as
+    /// well, except for PUT.
     /// \throws CInvalidArgError for a method with CR, LF or NUL, which would begin a header
     void setHTTPMethod(const String& method);
     /// The text of setHTTPMethod(); if it is "", "PUT" for an upload and "GET" otherwise.
     [[nodiscard]] String getHTTPMethod() const;
     /// CURLOPT_UPLOAD: sends the source as the body of a PUT, or stores it as a file over FTP. Default false.
     void setUpload(bool upload);
-    /// CURLOPT_HTTPHEADER. Default none. Headers that are added to the list before the transfer are sent as well.
+    /// CURLOPT_HTTPHEADER. Default none. Headers that are added to the list before the transfer are sent as
+    /// well.
     void setCustomHTTPHeaders(CNetHeaders* headers);
     /// The list of setCustomHTTPHeaders(), or null.
     [[nodiscard]] P<CNetHeaders> getCustomHTTPHeaders() const;
 
-    /// Bytes of the body (CURLOPT_INFILESIZE_LARGE, for a POST also CURLOPT_POSTFIELDSIZE_LARGE). Default -1, unknown:
-    /// the body is sent in chunks, which S3 servers refuse. If the source has fewer bytes, the transfer stalls; if it
-    /// has more, the rest is not sent. For CURLOPT_POSTFIELDS a smaller size cuts, a larger one has no effect.
+    /// Bytes of the body (CURLOPT_INFILESIZE_LARGE, for a POST also CURLOPT_POSTFIELDSIZE_LARGE). Default -1,
+    /// unknown: the body is sent in chunks, which S3 servers refuse. If the source has fewer bytes, the
+    /// transfer stalls; if it has more, the rest is not sent. For CURLOPT_POSTFIELDS a smaller size cuts, a
+    /// larger one has no effect.
     void setSendDataSize(int64 size);
     /// The body's source; null for none. Call setSendDataSize() as well.
     void setSendDataSource(IDataSource* source);
     /// A stream as the body's source; null for none. Call setSendDataSize() as well.
     void setSendDataStream(zet::IInStream* stream);
-    /// The bytes of a buffer as the body, with their size. The buffer must not change until the transfer ends.
+    /// The bytes of a buffer as the body, with their size. The buffer must not change until the transfer
+    /// ends.
     /// \throws CInvalidArgError for null
     void setSendDataBuffer(const TBuffer<unsigned char>* buffer);
     /// The UTF-8 form of a text as the body, with its size.
@@ -167,17 +175,18 @@ public:
     [[nodiscard]] P<IDataSink> getDefaultReceiveSink() const;
     /// @{
 
-    /// The content of the request's own buffer; empty if the body went elsewhere. The text is not decoded. Valid until
-    /// the next transfer, reset(), or the end of the request.
+    /// The content of the request's own buffer; empty if the body went elsewhere. The text is not decoded.
+    /// Valid until the next transfer, reset(), or the end of the request.
     [[nodiscard]] std::span<const std::byte> getReceivedBytes() const noexcept;
     [[nodiscard]] std::string_view getReceivedText() const noexcept;
     /// @}
     /// How many bytes the request's own buffer takes. Default -1 and -1: no limit below 2 GiB.
-    /// \param success  for a status of 200 to 299, and for protocols other than HTTP. A longer body is a CError
+    /// \param success  for a status of 200 to 299, and for protocols other than HTTP. A longer body is a
+    ///                 CError
     /// \param failure  for any other status. A longer body is cut, and the transfer fails with that status
     void setReceiveBufferLimits(int64 success, int64 failure);
-    /// CURLOPT_RANGE: `length` bytes from `start`; a length of -1 reads to the end. Default none. The numbers are not
-    /// checked: a length of 0 makes a range that ends before it starts.
+    /// CURLOPT_RANGE: `length` bytes from `start`; a length of -1 reads to the end. Default none. The numbers
+    /// are not checked: a length of 0 makes a range that ends before it starts.
     void setRange(int64 start, int64 length);
 
     /// A record that learns from the response headers. Default null.
@@ -186,10 +195,12 @@ public:
     void setDoneListener(IDoneListener* listener);
     /// Is told about progress (CURLOPT_XFERINFOFUNCTION, CURLOPT_NOPROGRESS). Default null.
     void setTransferProgress(ITransferProgress* progress);
-    /// Allows cancel() (CURLOPT_XFERINFOFUNCTION, CURLOPT_NOPROGRESS), as a progress object or a token does. Default false.
+    /// Allows cancel() (CURLOPT_XFERINFOFUNCTION, CURLOPT_NOPROGRESS), as a progress object or a token does.
+    /// Default false.
     void setCancellable(bool cancellable);
-    /// Once the token is cancelled, every transfer of this request fails as after cancel(): perform() sends nothing, a
-    /// manager may begin to connect. Survives reset(), so that it covers all steps and tries of a client. Default null.
+    /// Once the token is cancelled, every transfer of this request fails as after cancel(): perform() sends
+    /// nothing, a manager may begin to connect. Survives reset(), so that it covers all steps and tries of a
+    /// client. Default null.
     void setCancelToken(CCancelToken* token);
     /// The token of setCancelToken(), or null.
     [[nodiscard]] P<CCancelToken> getCancelToken() const;
@@ -198,22 +209,24 @@ public:
 
     /// CURLOPT_FOLLOWLOCATION. Default true.
     void setFollowRedirects(bool follow);
-    /// CURLOPT_REDIR_PROTOCOLS_STR: the schemes that a redirect may lead to ("http,https"); another ends the transfer with
-    /// code 1 (CURLE_UNSUPPORTED_PROTOCOL). Default "http,https,ftp,ftps". libcurl refuses "" and unknown names.
+    /// CURLOPT_REDIR_PROTOCOLS_STR: the schemes that a redirect may lead to ("http,https"); another ends the
+    /// transfer with code 1 (CURLE_UNSUPPORTED_PROTOCOL). Default "http,https,ftp,ftps". libcurl refuses ""
+    /// and unknown names.
     void setRedirectProtocols(const String& protocols);
-    /// CURLOPT_MAXREDIRS: one redirect more ends a transfer with code 47 (CURLE_TOO_MANY_REDIRECTS). Default -1, no limit.
+    /// CURLOPT_MAXREDIRS: one redirect more ends a transfer with code 47 (CURLE_TOO_MANY_REDIRECTS). Default
+    /// -1, no limit.
     void setMaxRedirects(int count);
     /// CURLOPT_POSTREDIR: repeat a POST as a POST after 301, 302 and 303. Default false.
     void setKeepPostOnRedirect(bool keep);
     /// @{
 
-    /// CURLOPT_CONNECTTIMEOUT_MS and CURLOPT_TIMEOUT_MS, in whole milliseconds, rounded toward zero. A span that is not
-    /// set is 0: no limit of ours. From 2^31 ms on the value wraps. Default 30 s and none.
+    /// CURLOPT_CONNECTTIMEOUT_MS and CURLOPT_TIMEOUT_MS, in whole milliseconds, rounded toward zero. A span
+    /// that is not set is 0: no limit of ours. From 2^31 ms on the value wraps. Default 30 s and none.
     void setConnectTimeout(const zet::CTimeSpan& timeout);
     void setFullRequestTimeout(const zet::CTimeSpan& timeout);
     /// @}
-    /// CURLOPT_LOW_SPEED_LIMIT and CURLOPT_LOW_SPEED_TIME: abort if the speed is lower for this time, also while the
-    /// server works. Seconds, rounded up, at most 2147483647. Default 1 byte/s for 60 s.
+    /// CURLOPT_LOW_SPEED_LIMIT and CURLOPT_LOW_SPEED_TIME: abort if the speed is lower for this time, also
+    /// while the server works. Seconds, rounded up, at most 2147483647. Default 1 byte/s for 60 s.
     void setLowSpeedLimit(int bytesPerSecond, const zet::CTimeSpan& time);
     /// @{
 
@@ -229,7 +242,8 @@ public:
     /// @}
     /// @{
 
-    /// CURLOPT_FTP_CREATE_MISSING_DIRS; the number is one of CURLFTP_CREATE_DIR_. Default FTPMissingDirs::Fail.
+    /// CURLOPT_FTP_CREATE_MISSING_DIRS; the number is one of CURLFTP_CREATE_DIR_. Default
+    /// FTPMissingDirs::Fail.
     void setFTPCreateMissingDirs(FTPMissingDirs mode);
     void setFTPCreateMissingDirs(int mode);
     /// @}
@@ -238,19 +252,22 @@ public:
     void setFTPListOverrideCommand(const String& command);
     /// @{
 
-    /// CURLOPT_PREQUOTE, CURLOPT_POSTQUOTE: commands before and after a transfer, as listed when it begins. Default null.
+    /// CURLOPT_PREQUOTE, CURLOPT_POSTQUOTE: commands before and after a transfer, as listed when it begins.
+    /// Default null.
     void setFTPCustomPreCommands(CNetStringList* commands);
     void setFTPCustomPostCommands(CNetStringList* commands);
     /// @}
-    /// CURLOPT_MAIL_RCPT: the recipients of a mail. Default null. A transfer uses what is in the list when it begins.
+    /// CURLOPT_MAIL_RCPT: the recipients of a mail. Default null. A transfer uses what is in the list when it
+    /// begins.
     void setMailRecipients(CNetStringList* recipients);
     /// @{
 
-    /// Any libcurl option, by the type in libcurl's documentation: `long`, `curl_off_t`, pointer (functions, lists,
-    /// blobs, and strings that libcurl copies), and string (copied as UTF-8). An option of another type, or one that
-    /// this libcurl does not know, is a CCURLError of code 48 (CURLE_UNKNOWN_OPTION). If this class has a setter, use
-    /// that. CURLOPT_POSTFIELDS and CURLOPT_COPYPOSTFIELDS make the request a POST: docs/requests.md tells how, and
-    /// which size counts. setSendDataAsUTF8() with setHTTPMethod("POST") is simpler.
+    /// Any libcurl option, by the type in libcurl's documentation: `long`, `curl_off_t`, pointer (functions,
+    /// lists, blobs, and strings that libcurl copies), and string (copied as UTF-8). An option of another
+    /// type, or one that this libcurl does not know, is a CCURLError of code 48 (CURLE_UNKNOWN_OPTION). If
+    /// this class has a setter, use that. CURLOPT_POSTFIELDS and CURLOPT_COPYPOSTFIELDS make the request a
+    /// POST: docs/requests.md tells how, and which size counts. setSendDataAsUTF8() with
+    /// setHTTPMethod("POST") is simpler.
     void setOptionInt(CURLoption option, int value);
     void setOptionInt64(CURLoption option, int64 value);
     void setOptionPtr(CURLoption option, void* value);
@@ -259,16 +276,18 @@ public:
 
     // ---- perform -----------------------------------------------------------------------------------------
 
-    /// Runs the transfer to its end. Before an error is thrown the done listener is told, which may reset or release the
-    /// request. If the connection ends inside the header block, libcurl reports success: see isResponseComplete().
+    /// Runs the transfer to its end. Before an error is thrown the done listener is told, which may reset or
+    /// release the request. If the connection ends inside the header block, libcurl reports success: see
+    /// isResponseComplete().
     /// \throws CError      of a source, sink or stream, before any other error
     /// \throws CCURLError  libcurl's result, or code 22 for an HTTP status outside 200 to 299
     void perform();
-    /// Cancels the running transfer; any thread. Takes effect at once under a manager and within 1.2 s under perform().
-    /// Exceptions: a name lookup is not interrupted, and waiting for the last reply of an FTP transfer or a mail takes
-    /// up to about 2 s. The transfer fails with code 42 (CURLE_ABORTED_BY_CALLBACK) and the detail "transfer
-    /// cancelled", unless it has ended already. A call before a transfer, or between two tries of a client, is
-    /// forgotten when the next one starts (with a worker thread: when it is handed over); setCancelToken() lasts.
+    /// Cancels the running transfer; any thread. Takes effect at once under a manager and within 1.2 s under
+    /// perform(). Exceptions: a name lookup is not interrupted, and waiting for the last reply of an FTP
+    /// transfer or a mail takes up to about 2 s. The transfer fails with code 42 (CURLE_ABORTED_BY_CALLBACK)
+    /// and the detail "transfer cancelled", unless it has ended already. A call before a transfer, or between
+    /// two tries of a client, is forgotten when the next one starts (with a worker thread: when it is handed
+    /// over); setCancelToken() lasts.
     /// \throws CError if cancelling is not enabled: see setCancellable()
     void cancel();
 
@@ -280,28 +299,30 @@ public:
     [[nodiscard]] String getResponseCodeDomain() const;
     /// Last HTTP status line, trimmed. After a refused CONNECT it is the proxy's.
     [[nodiscard]] String getHTTPStatusLine() const;
-    /// The absolute URL to which the last response redirects; "" if it does not, or if it was followed. May contain a
-    /// login. libcurl uses one proxy for all redirects that it follows: if the proxy depends on the URL, call
-    /// setFollowRedirects(false) and continue with this URL.
+    /// The absolute URL to which the last response redirects; "" if it does not, or if it was followed. May
+    /// contain a login. libcurl uses one proxy for all redirects that it follows: if the proxy depends on the
+    /// URL, call setFollowRedirects(false) and continue with this URL.
     String getRedirectURL();
     /// Headers of the last response by lower-case name. Repeated headers are joined with ",".
     [[nodiscard]] const TMap<String, String>& getResponseHeaderMap() const noexcept;
-    /// All header or reply lines of the last transfer, unchanged, also of interim responses, except unreadable lines.
+    /// All header or reply lines of the last transfer, unchanged, also of interim responses, except
+    /// unreadable lines.
     [[nodiscard]] const CNetStringList& getResponseInfo() const;
-    /// The last reply of the last transfer with this code (FTP, SMTP), unchanged but without line ends. If it has more
-    /// lines, those with the code are joined with LF. "" if there is none.
+    /// The last reply of the last transfer with this code (FTP, SMTP), unchanged but without line ends. If it
+    /// has more lines, those with the code are joined with LF. "" if there is none.
     /// \param code  three digits, for example CCURLError::getResponseCode()
     [[nodiscard]] String getResponseText(int code) const;
-    /// All replies of the last transfer (FTP, SMTP) in order, with those to the login; none for other protocols. A
-    /// reply whose end has not come is left out. Base decisions on these: getResponseInfo() and getResponseText() lack
-    /// lines that are not UTF-8.
+    /// All replies of the last transfer (FTP, SMTP) in order, with those to the login; none for other
+    /// protocols. A reply whose end has not come is left out. Base decisions on these: getResponseInfo() and
+    /// getResponseText() lack lines that are not UTF-8.
     /// \throws CError if there was no memory to keep a reply
     [[nodiscard]] TArray<CNetReply> getReplies() const;
-    /// Whether the last HTTP response had its whole header block, to the empty line, and none of it was dropped
-    /// (hasDroppedHeaderLine()). perform() does not check it. Always true for other protocols.
+    /// Whether the last HTTP response had its whole header block, to the empty line, and none of it was
+    /// dropped (hasDroppedHeaderLine()). perform() does not check it. Always true for other protocols.
     [[nodiscard]] bool isResponseComplete() const noexcept;
-    /// Whether a header line of the last HTTP response was ignored, with a warning, because it is not UTF-8 or memory
-    /// was short. An unreadable status line does not count: its code is known (getResponseCode()), and a sink gets 0.
+    /// Whether a header line of the last HTTP response was ignored, with a warning, because it is not UTF-8
+    /// or memory was short. An unreadable status line does not count: its code is known (getResponseCode()),
+    /// and a sink gets 0.
     [[nodiscard]] bool hasDroppedHeaderLine() const noexcept;
 
     /// @{
@@ -314,7 +335,8 @@ public:
     /// @}
     /// @{
 
-    /// Announced size of the body, -1 if unknown (CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, CURLINFO_CONTENT_LENGTH_UPLOAD_T).
+    /// Announced size of the body, -1 if unknown (CURLINFO_CONTENT_LENGTH_DOWNLOAD_T,
+    /// CURLINFO_CONTENT_LENGTH_UPLOAD_T).
     [[nodiscard]] int64 getDownloadContentLength() const;
     [[nodiscard]] int64 getUploadContentLength() const;
     double getDownloadSize();
@@ -330,8 +352,8 @@ public:
     /// @}
     /// @{
 
-    /// Any figure of libcurl, by the type in libcurl's documentation: `long`, `curl_off_t`, `double`. One of another
-    /// type is a CCURLError of code 48 (CURLE_UNKNOWN_OPTION).
+    /// Any figure of libcurl, by the type in libcurl's documentation: `long`, `curl_off_t`, `double`. One of
+    /// another type is a CCURLError of code 48 (CURLE_UNKNOWN_OPTION).
     int getInfoLong(CURLINFO info);
     int64 getInfoInt64(CURLINFO info) const;
     double getInfoDouble(CURLINFO info);
@@ -339,7 +361,8 @@ public:
 
     /// libcurl's text about the last failure; "" if it gave none.
     [[nodiscard]] String getErrorMessage() const;
-    /// The text of an error body for people: at most its first 4096 bytes, without HTML tags; "" if it is not UTF-8.
+    /// The text of an error body for people: at most its first 4096 bytes, without HTML tags; "" if it is not
+    /// UTF-8.
     /// \param headers  the response headers, by lower-case name
     static String getServerErrorMessageFromResponseData(const unsigned char* data, int length,
                                                         const TMap<String, String>& headers);
@@ -353,27 +376,27 @@ public:
 
     // ---- asynchronous hooks (any thread) -----------------------------------------------------------------
 
-    /// For a driver, when a transfer is handed over that will begin later (setAsyncInfo()): takes the done signal off
-    /// and forgets an earlier cancel(). A cancel() from now on counts.
+    /// For a driver, when a transfer is handed over that will begin later (setAsyncInfo()): takes the done
+    /// signal off and forgets an earlier cancel(). A cancel() from now on counts.
     void announceAsync();
     /// For a driver: cancel() calls this object. Default null.
     void setCancelWaker(ICancelWaker* waker);
     /// Whether cancel() can be used.
     [[nodiscard]] bool isCancellable() const noexcept;
-    /// For a driver, which keeps the request alive meanwhile: false before a transfer begins; true, with libcurl's
-    /// result, after it has ended. The latter sets the done signal as the last step under the request's lock, and then
-    /// tells the done listener without the lock.
+    /// For a driver, which keeps the request alive meanwhile: false before a transfer begins; true, with
+    /// libcurl's result, after it has ended. The latter sets the done signal as the last step under the
+    /// request's lock, and then tells the done listener without the lock.
     void setAsyncInfo(bool done, CURLcode result);
     /// Whether the transfer has ended. False if the request was never driven asynchronously.
     [[nodiscard]] bool isAsyncDone() const;
     /// Waits for the end of the transfer, and returns whether it has come.
     /// \param timeoutMilliseconds  negative to wait without a limit
     [[nodiscard]] bool waitAsyncDone(int timeoutMilliseconds);
-    /// The signal that is set at the end of the transfer. Never null, and the same for the life of the request. Keep a
-    /// reference if the request may be released first.
+    /// The signal that is set at the end of the transfer. Never null, and the same for the life of the
+    /// request. Keep a reference if the request may be released first.
     [[nodiscard]] P<zet::CSignal> getAsyncDoneSignal() const;
-    /// Throws the error that perform() would have thrown; nothing while the transfer runs. The HTTP status counts only
-    /// for a URL that begins with "http" in lower case.
+    /// Throws the error that perform() would have thrown; nothing while the transfer runs. The HTTP status
+    /// counts only for a URL that begins with "http" in lower case.
     void checkAsyncResult();
 
     // ---- verbose log -------------------------------------------------------------------------------------
@@ -382,25 +405,30 @@ public:
     void setVerbose(bool on);
     /// The value of setVerbose().
     [[nodiscard]] bool isVerboseEnabled() const noexcept;
-    /// Which body data and TLS data is shown as text. Default VerboseLogAutomatic, VerboseLogNone. Survives reset().
+    /// Which body data and TLS data is shown as text. Default VerboseLogAutomatic, VerboseLogNone. Survives
+    /// reset().
     void setVerboseSettings(VerboseLogData data, VerboseLogData sslData);
-    /// How many bytes of a transfer are recorded. Default -1, all: every byte of every body stays in memory until the
-    /// next transfer, even if it is not shown. Survives reset(). docs/requests.md tells what counts for a limit.
+    /// How many bytes of a transfer are recorded. Default -1, all: every byte of every body stays in memory
+    /// until the next transfer, even if it is not shown. Survives reset(). docs/requests.md tells what counts
+    /// for a limit.
     /// \throws CInvalidArgError for a number below -1
     void setVerboseRecordLimit(int64 bytes);
-    /// Bytes that a limit has left out of the last transfer's record, without TLS data: "bytesLeftOut" in the logs.
+    /// Bytes that a limit has left out of the last transfer's record, without TLS data: "bytesLeftOut" in the
+    /// logs.
     [[nodiscard]] int64 getVerboseLeftOutBytes() const noexcept;
 
     /// The last transfer as a tree: "NetRequest" with a child for each message; null if verbose is off.
     ///
-    /// Confidential: only the value of the first "Authorization: " in a header block is replaced. The tree contains
-    /// passwords of FTP and SMTP, cookies, and credentials of HTTP/2. To show a log, use getRedactedVerboseOutput().
+    /// Confidential: only the value of the first "Authorization: " in a header block is replaced. The tree
+    /// contains passwords of FTP and SMTP, cookies, and credentials of HTTP/2. To show a log, use
+    /// getRedactedVerboseOutput().
     /// \param maxTextLength  bytes of a message to show; "..." follows if it is cut
     P<zet::CXMLElement> getVerboseOutput(unsigned int maxTextLength);
-    /// getVerboseOutput() for a log to show: each whole credential is replaced by "~stripped~", before texts are cut.
-    /// That is logins, tokens, signatures, cookies and keys in headers, URLs and commands, and where libcurl's messages
-    /// repeat them; docs/requests.md lists them. FTP user names and other query arguments are shown, and bodies and TLS
-    /// data if setVerboseSettings() allows it, with any password in them. The time is proportional to the record's size.
+    /// getVerboseOutput() for a log to show: each whole credential is replaced by "~stripped~", before texts
+    /// are cut. That is logins, tokens, signatures, cookies and keys in headers, URLs and commands, and where
+    /// libcurl's messages repeat them; docs/requests.md lists them. FTP user names and other query arguments
+    /// are shown, and bodies and TLS data if setVerboseSettings() allows it, with any password in them. The
+    /// time is proportional to the record's size.
     P<zet::CXMLElement> getRedactedVerboseOutput(unsigned int maxTextLength);
 
     /// libcurl's debug callback (CURLOPT_DEBUGFUNCTION). `request` may be null. Always returns 0.
@@ -412,9 +440,10 @@ public:
 protected:
     /// @{
 
-    /// libcurl's callbacks (CURLOPT_WRITEFUNCTION, CURLOPT_READFUNCTION, CURLOPT_SEEKFUNCTION, CURLOPT_HEADERFUNCTION,
-    /// CURLOPT_XFERINFOFUNCTION) with libcurl's arguments and results. An exception of a source, sink or progress
-    /// object is kept for perform() and ends the transfer; that of a header line is logged and ignored.
+    /// libcurl's callbacks (CURLOPT_WRITEFUNCTION, CURLOPT_READFUNCTION, CURLOPT_SEEKFUNCTION,
+    /// CURLOPT_HEADERFUNCTION, CURLOPT_XFERINFOFUNCTION) with libcurl's arguments and results. An exception
+    /// of a source, sink or progress object is kept for perform() and ends the transfer; that of a header
+    /// line is logged and ignored.
     std::size_t writeHandler(const char* data, std::size_t size, std::size_t count) noexcept;
     std::size_t readHandler(char* buffer, std::size_t size, std::size_t count) noexcept;
     int seekHandler(curl_off_t offset, int origin) noexcept;

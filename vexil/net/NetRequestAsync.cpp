@@ -27,7 +27,8 @@ void CNetRequest::setAsyncInfo(bool done, CURLcode result) {
 void CNetRequest::beginAsync(CURLcode result) {
     CAsyncState& async = m_parts->async;
     const zet::CMutexLock lock(async.getMutex());
-    // First: if the source cannot be rewound, the end of the last transfer must not pass for the end of this one.
+    // First: if the source cannot be rewound, the end of the last transfer must not pass for the end of this
+    // one.
     if (!async.begin()) {
         m_parts->watch.forgetRequest();
     }

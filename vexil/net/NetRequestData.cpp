@@ -46,8 +46,8 @@ std::size_t CNetRequestCallbacks::header(char* data, std::size_t size, std::size
     CNetRequest& self = *static_cast<CNetRequest*>(request);
     const std::size_t length = self.headerHandler(data, size * count);
     if (!self.m_parts->isHTTP && isDataPort({data, length})) {
-        // If the reply comes at once, libcurl 7.88 has not yet begun to connect at the end of its step. It then has
-        // neither a socket nor a timer to wait for, and waits for its longest time (1 s).
+        // If the reply comes at once, libcurl 7.88 has not yet begun to connect at the end of its step. It
+        // then has neither a socket nor a timer to wait for, and waits for its longest time (1 s).
         self.m_parts->curl.requestNextStep();
     }
     return length;
@@ -89,8 +89,8 @@ int CNetRequest::progressHandler(int64 downloadTotal, int64 downloaded, int64 up
     }
     const bool isCancelled = parts.watch.checkCancelled();
     if (isCancelled && !parts.isHTTP) {
-        // libcurl keeps a connection that it leaves while it waits for the reply to a file or a mail. The next transfer
-        // would take that reply for its own. restoreReuse() ends this.
+        // libcurl keeps a connection that it leaves while it waits for the reply to a file or a mail. The
+        // next transfer would take that reply for its own. restoreReuse() ends this.
         parts.curl.trySetOption(CURLOPT_FORBID_REUSE, 1L);
     }
     return isCancelled ? 1 : 0;

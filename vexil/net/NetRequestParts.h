@@ -39,7 +39,8 @@ struct CNetRequestParts {
     bool isUpload() const { return upload || httpMethod == "PUT"; }
     /// Which kept connections the next transfer may use.
     void chooseConnections() { curl.check(connections.choose(curl, !isHTTP)); }
-    /// Whether a transfer with this result has failed, apart from its status. One whose error document was cut has not.
+    /// Whether a transfer with this result has failed, apart from its status. One whose error document was
+    /// cut has not.
     bool isFailure(CURLcode result) const noexcept {
         return result != CURLE_OK && !(responseBody.isCut() && result == CURLE_WRITE_ERROR);
     }

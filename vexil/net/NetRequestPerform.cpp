@@ -63,19 +63,20 @@ bool CNetRequest::isCancellable() const noexcept {
     return m_parts->watch.isOn();
 }
 
-/// After a transfer, before another one can use its connection: ends a connection on which a reply may come that no
-/// command has asked for.
+/// After a transfer, before another one can use its connection: ends a connection on which a reply may come
+/// that no command has asked for.
 void CNetRequest::endUnsafeConnection() noexcept {
-    // Some servers send 226 when a data connection is closed, although no transfer has begun on it. The next command on
-    // the control connection would take that for its own reply: a file that still exists would count as deleted.
-    // A server that has sent 421 closes the connection soon, and the transfer that uses it would fail.
-    // CURLOPT_FORBID_REUSE would send QUIT, and the reply to that would become this transfer's response code.
+    // Some servers send 226 when a data connection is closed, although no transfer has begun on it. The next
+    // command on the control connection would take that for its own reply: a file that still exists would
+    // count as deleted. A server that has sent 421 closes the connection soon, and the transfer that uses it
+    // would fail. CURLOPT_FORBID_REUSE would send QUIT, and the reply to that would become this transfer's
+    // response code.
     if (!m_parts->responseHead.getReplies().isConnectionUnsafe()) {
         return;
     }
     m_parts->connections.leaveConnections();
-    // Otherwise a server that allows only few connections would still count it. Shutting it down is not enough: libcurl
-    // 7.88 uses a connection that was reset.
+    // Otherwise a server that allows only few connections would still count it. Shutting it down is not
+    // enough: libcurl 7.88 uses a connection that was reset.
     const curl_socket_t socket = m_parts->curl.getActiveSocket();
     if (socket != CURL_SOCKET_BAD) {
         shutDownSocket(socket);

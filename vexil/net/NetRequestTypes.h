@@ -26,8 +26,8 @@ enum TLSVersion : int {
     TLSVersion1_3 = 13,
 };
 
-/// Whether a connection that begins without TLS switches to it: AUTH TLS of FTP (RFC 4217), STARTTLS of SMTP (RFC
-/// 3207).
+/// Whether a connection that begins without TLS switches to it: AUTH TLS of FTP (RFC 4217), STARTTLS of SMTP
+/// (RFC 3207).
 enum class TLSUpgrade : int {
     Never = CURLUSESSL_NONE,
     IfOffered = CURLUSESSL_TRY,              ///< continues without TLS if the server refuses

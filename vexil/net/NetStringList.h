@@ -8,8 +8,8 @@
 
 namespace vexil {
 
-/// List of text lines for libcurl (curl_slist): request headers, FTP commands, mail recipients, protocol replies.
-/// Entries are UTF-8, in insertion order, and may repeat.
+/// List of text lines for libcurl (curl_slist): request headers, FTP commands, mail recipients, protocol
+/// replies. Entries are UTF-8, in insertion order, and may repeat.
 ///
 /// Do not change the list of a request while a transfer runs. One thread at a time. Copies are deep.
 class VEXIL_API CNetStringList : public virtual CBase {
@@ -27,8 +27,8 @@ public:
     /// Appends the bytes of an entry that are known to be UTF-8.
     void addUTF8(std::string_view entry);
 
-    /// The first node for libcurl, null if the list is empty. The list owns it. Valid until the list is changed or
-    /// destroyed.
+    /// The first node for libcurl, null if the list is empty. The list owns it. Valid until the list is
+    /// changed or destroyed.
     curl_slist* getSList() noexcept { return m_head.get(); }
 
     /// An iterator before the first entry. It must not be used after the list is destroyed.
@@ -48,8 +48,8 @@ public:
     explicit CIterator(const curl_slist* head);
     ~CIterator() override;
 
-    /// Moves to the next entry, after creation or reset() to the first one. False after the last one; the current entry
-    /// is then "".
+    /// Moves to the next entry, after creation or reset() to the first one. False after the last one; the
+    /// current entry is then "".
     /// \throws CError if an entry is not UTF-8
     bool next();
     /// Back to before the first entry.

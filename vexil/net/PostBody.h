@@ -12,9 +12,9 @@ namespace vexil {
 /// The body given as CURLOPT_POSTFIELDS, and the size of it that is safe for libcurl.
 ///
 /// libcurl reads from the address the number of bytes that was set last, or up to a NUL for -1; its own copy
-/// (CURLOPT_COPYPOSTFIELDS) has no NUL. A size that belongs to another body makes it send the memory after this one. In
-/// a running transfer it combines the size of the old body with the address of the new one: the address is therefore
-/// handed over only before a transfer. One thread at a time.
+/// (CURLOPT_COPYPOSTFIELDS) has no NUL. A size that belongs to another body makes it send the memory after
+/// this one. In a running transfer it combines the size of the old body with the address of the new one: the
+/// address is therefore handed over only before a transfer. One thread at a time.
 class CPostBody : public virtual CBase {
 public:
     /// Keeps a text as the body. The previous one stays in memory until onHandedOver().

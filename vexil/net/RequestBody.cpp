@@ -64,8 +64,8 @@ int CRequestBody::read(void* buffer, int maxLength, const TMap<String, String>& 
 }
 
 int CRequestBody::cutToSize(int length) noexcept {
-    // libcurl sends all that it gets, even beyond the announced Content-Length: the server would take the rest for the
-    // next request.
+    // libcurl sends all that it gets, even beyond the announced Content-Length: the server would take the
+    // rest for the next request.
     if (m_size < 0) {
         return length;
     }

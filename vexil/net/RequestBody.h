@@ -22,7 +22,8 @@ public:
     /// Also for a POST (`isPost`) the size of its body.
     void setSize(int64 size, bool isPost);
     int64 getSize() const noexcept { return m_size; }
-    /// Forgets the size and the body given as an option. Call it after curl_easy_reset(): libcurl points to that body.
+    /// Forgets the size and the body given as an option. Call it after curl_easy_reset(): libcurl points to
+    /// that body.
     void reset();
 
     /// Rewinds the source.

@@ -6,7 +6,8 @@
 
 namespace vexil {
 
-/// Where the response body goes: the caller's sink, or the request's own buffer with its limits. One thread at a time.
+/// Where the response body goes: the caller's sink, or the request's own buffer with its limits. One thread
+/// at a time.
 class CResponseBody {
 public:
     CResponseBody();

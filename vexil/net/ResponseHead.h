@@ -9,8 +9,8 @@
 
 namespace vexil {
 
-/// What a server says beside the body: the headers and the status line of the last HTTP response, the replies of an FTP
-/// or mail server, and all lines of a transfer. One thread at a time.
+/// What a server says beside the body: the headers and the status line of the last HTTP response, the replies
+/// of an FTP or mail server, and all lines of a transfer. One thread at a time.
 class CResponseHead {
 public:
     CResponseHead();

@@ -8,8 +8,8 @@ namespace vexil {
 
 /// The quirks of a server, learned from the first response with a Server header.
 ///
-/// Attach it to requests with CNetRequest::setServerInfoToUpdate. Requests on several threads may share it: each
-/// operation is atomic. A copy has its own lock.
+/// Attach it to requests with CNetRequest::setServerInfoToUpdate. Requests on several threads may share it:
+/// each operation is atomic. A copy has its own lock.
 class VEXIL_API CServerInfo : public virtual CBase {
 public:
     CServerInfo();
@@ -21,13 +21,14 @@ public:
     bool isGetBroken() const;
     /// Always false: no server is known whose PUT is broken.
     bool isPutBroken() const;
-    /// Whether the server's response to a GET with a range is wrong. True for servers with the components "DAV" and
-    /// "Python", both with a version.
+    /// Whether the server's response to a GET with a range is wrong. True for servers with the components
+    /// "DAV" and "Python", both with a version.
     bool areGetRangesBroken() const;
     /// The Server header of that response; "" before it.
     String getServerHeader() const;
 
-    /// Learns from the headers of a response, by lower-case name. Does nothing if a Server header is already known.
+    /// Learns from the headers of a response, by lower-case name. Does nothing if a Server header is already
+    /// known.
     void updateFromHeaders(const TMap<String, String>& headers);
 
 private:

@@ -8,8 +8,8 @@
 
 namespace vexil {
 
-/// Who is told how a request's transfers progress, and what cancels them. One thread at a time, except requestCancel()
-/// and isOn().
+/// Who is told how a request's transfers progress, and what cancels them. One thread at a time, except
+/// requestCancel() and isOn().
 class CTransferWatch {
 public:
     void setProgress(CNetRequest::ITransferProgress* progress) { m_progress = progress; }

@@ -13,7 +13,8 @@ namespace {
 constexpr std::size_t npos = std::string_view::npos;
 constexpr std::string_view authorityEnds = "/?#";
 
-/// Query arguments whose value is a secret: of presigned URLs, of OAuth (RFC 6749, 6750), and usual names of keys.
+/// Query arguments whose value is a secret: of presigned URLs, of OAuth (RFC 6749, 6750), and usual names of
+/// keys.
 constexpr std::array<std::string_view, 19> secretArguments = {"signature",
                                                               "x-amz-signature",
                                                               "x-amz-credential",
@@ -38,8 +39,8 @@ std::size_t skipSlashes(std::string_view text, std::size_t position) {
     return std::min(text.find_first_not_of('/', position), text.size());
 }
 
-/// Position of the "@" after the user information that begins at `start`; npos if there is none. Spaces and quotes do not
-/// end it: it is better to hide too much than to show part of a password.
+/// Position of the "@" after the user information that begins at `start`; npos if there is none. Spaces and
+/// quotes do not end it: it is better to hide too much than to show part of a password.
 /// \param textsLastAt  position of the last "@" of the whole text
 std::size_t findUserInfoEnd(std::string_view text, std::size_t start, std::size_t textsLastAt) {
     const std::string_view authority = text.substr(start, text.find_first_of(authorityEnds, start) - start);

@@ -18,7 +18,8 @@ TextRanges findSecretsInURL(std::string_view url) {
     return ranges;
 }
 
-/// The last quoted text in a message of this library, which may contain quotes; empty, at the end, if there is none.
+/// The last quoted text in a message of this library, which may contain quotes; empty, at the end, if there
+/// is none.
 TextRange findQuotedURL(std::string_view text) {
     static constexpr std::string_view before = "URL: '";
     const std::size_t found = text.rfind(before);

@@ -41,8 +41,8 @@ Appearance getAppearance(curl_infotype type, unsigned int data, unsigned int ssl
     }
 }
 
-/// Replaces the value of the first Authorization header up to the end of its line. Without a line end the last
-/// character stays: callers rely on it.
+/// Replaces the value of the first Authorization header up to the end of its line. Without a line end the
+/// last character stays: callers rely on it.
 void stripAuthorization(String& text) {
     static constexpr char name[] = "Authorization: ";
     const std::size_t found = text.find(name);

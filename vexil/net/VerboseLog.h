@@ -7,7 +7,8 @@
 
 namespace vexil {
 
-/// The verbose log of a request: what is recorded of a transfer, and the trees that show it. One thread at a time.
+/// The verbose log of a request: what is recorded of a transfer, and the trees that show it. One thread at a
+/// time.
 class CVerboseLog {
 public:
     using Message = CNetRequest::CVerboseLogMessage;

@@ -74,7 +74,8 @@ void CVerboseRecord::leaveOut(curl_infotype type, std::string_view bytes) noexce
     m_leftOut += isTLSData(type) ? 0 : static_cast<int64>(bytes.size());
 }
 
-/// Whether this is part of a request head. If libcurl cannot send a head at once, it reports the rest as data.
+/// Whether this is part of a request head. If libcurl cannot send a head at once, it reports the rest as
+/// data.
 bool CVerboseRecord::readHead(curl_infotype type, std::string_view bytes) {
     const bool goesOn = m_isInRequestHead || !m_sentLine.empty();
     const bool isHead = type == CURLINFO_HEADER_OUT || (type == CURLINFO_DATA_OUT && goesOn);

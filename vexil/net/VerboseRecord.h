@@ -9,8 +9,8 @@
 
 namespace vexil {
 
-/// libcurl's messages about one transfer, up to a limit: see CNetRequest::setVerboseRecordLimit(). One thread at a
-/// time.
+/// libcurl's messages about one transfer, up to a limit: see CNetRequest::setVerboseRecordLimit(). One thread
+/// at a time.
 class CVerboseRecord {
 public:
     using Message = CNetRequest::CVerboseLogMessage;

@@ -28,8 +28,9 @@ TextRanges wholeLine(std::string_view line, std::size_t begin = 0) {
     return begin < line.size() ? TextRanges{{begin, line.size()}} : TextRanges();
 }
 
-/// The code of the line that ends a reply of an SMTP server, 0 for all other lines, as libcurl reads it: a space follows the
-/// code, or the line has five bytes with its line end. In the latter case each of them may be a digit of the code.
+/// The code of the line that ends a reply of an SMTP server, 0 for all other lines, as libcurl reads it: a
+/// space follows the code, or the line has five bytes with its line end. In the latter case each of them may
+/// be a digit of the code.
 int readFinalCode(std::string_view lineWithEnd) {
     static constexpr std::size_t codeLength = 3;
     static constexpr std::size_t bareLineLength = 5;
@@ -53,7 +54,8 @@ bool isLoginVerdict(std::string_view lineWithEnd) {
     return code == 235 || (code >= 500 && code <= 599);
 }
 
-/// The reply that asks the client to continue its login. It counts even if the command for it was not seen as a whole.
+/// The reply that asks the client to continue its login. It counts even if the command for it was not seen as
+/// a whole.
 bool isLoginChallenge(std::string_view lineWithEnd) {
     return lineWithEnd.starts_with("334") || readFinalCode(lineWithEnd) == 334;
 }
@@ -154,8 +156,8 @@ void CVerboseRedactor::storeSecret(const Piece& piece, TextRange secret) {
     m_records[piece.record].secrets.push_back({inRecord, inRecord + (end - begin)});
 }
 
-/// If libcurl could send a command only partly, it does not report the rest. After a reply in the middle of a line, the
-/// apparent rest of that line may therefore be a new command.
+/// If libcurl could send a command only partly, it does not report the rest. After a reply in the middle of a
+/// line, the apparent rest of that line may therefore be a new command.
 void CVerboseRedactor::readPossibleCommand() {
     Record& record = m_records.back();
     if (!m_sent.isAnswered || record.bytes.empty()) {

@@ -13,9 +13,9 @@ namespace vexil {
 
 /// Shows libcurl's messages about a transfer without the credentials in them.
 ///
-/// Lines are read as they were sent, even if libcurl has divided them into several messages, because only a whole line
-/// shows what is secret in it. Bodies are not scanned, with one exception: if a request head was sent only partly,
-/// libcurl reports its rest as body data, and that is scanned.
+/// Lines are read as they were sent, even if libcurl has divided them into several messages, because only a
+/// whole line shows what is secret in it. Bodies are not scanned, with one exception: if a request head was
+/// sent only partly, libcurl reports its rest as body data, and that is scanned.
 ///
 /// The messages must outlive the object.
 class CVerboseRedactor {
