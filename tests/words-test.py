@@ -23,7 +23,7 @@ WORDS = (
     (r"shall", "must; will; do not"),
     (r"whoever", "a caller who, code that"),
     (r"answers?", "response (HTTP, S3), reply (FTP, SMTP); responds, replies"),
-    (r"(?<!there\s)(?:is|are|was|were)\s+none", "does not exist, there is no, is missing, is not one"),
+    (r"(?:is|are|was|were)\s+none", "does not exist, there is no, is missing, is not one"),
     (r"but\s+for", "unless, except"),
     (r"in\s+hand", "owns, keeps a reference to"),
 )
@@ -94,6 +94,9 @@ def findings(text):
     """The words found: the offset, the word, what to write."""
     without_names = re.sub(r"`[^`\n]+`", lambda name: hide_code(name.group()), text)
     for found in PATTERN.finditer(without_names):
+        before = without_names[max(0, found.start() - 200):found.start()]
+        if found.group().lower().endswith("none") and re.search(r"\bthere\s+$", before, re.IGNORECASE):
+            continue  # "there is none" is usual
         yield found.start(), " ".join(found.group().split()), WORDS[found.lastindex - 1][1]
 
 
