@@ -8,7 +8,7 @@
 /// Cryptography, over OpenSSL.
 namespace sigil {
 
-/// A hash computed piece by piece. Failures are thrown as zet::CError. One thread at a time.
+/// A hash that is computed piece by piece. Failures are thrown as zet::CError. One thread at a time.
 ///
 /// \code
 /// const zet::P<IDigest> digest = CDigestType_MD5().createDigest();
@@ -19,19 +19,18 @@ namespace sigil {
 /// \endcode
 class SIGIL_API IDigest : public virtual zet::IBase {
 public:
-    /// Begins anew. Also a new object begins anew.
+    /// Begins again. A new object need not be reset.
     virtual void reset() = 0;
-    /// Adds `length` bytes. `data` may be null where `length` is 0; a negative length is a
-    /// zet::CInvalidArgError.
+    /// Adds `length` bytes. `data` may be null if `length` is 0. A negative length is a zet::CInvalidArgError.
     virtual void update(const void* data, int length) = 0;
-    /// An object is no content: give the address of its bytes.
+    /// Pointers to objects are refused: pass a pointer to bytes.
     template <zet::ObjectPointer Data, class Length>
     void update(const Data& data, Length length) = delete;
-    /// Puts the hash of everything since the beginning into `out`. Only reset() may follow: anything else is
-    /// a zet::CError.
+    /// Replaces `out` by the hash of all bytes since the beginning. After this only reset() and clone() are
+    /// allowed; update() and finish() are a zet::CError.
     virtual void finish(zet::TBuffer<unsigned char>& out) = 0;
-    /// A new computation that goes on from here, independent of this one; never null.
-    virtual zet::P<IDigest> clone() const = 0;
+    /// A new, independent computation in the same state; never null.
+    [[nodiscard]] virtual zet::P<IDigest> clone() const = 0;
 
 protected:
     ~IDigest() override;
@@ -40,19 +39,19 @@ protected:
 /// A kind of hash. Any thread.
 class SIGIL_API IDigestType : public virtual zet::IBase {
 public:
-    /// A new computation, independent of others; never null.
-    virtual zet::P<IDigest> createDigest() const = 0;
+    /// A new, independent computation; never null.
+    [[nodiscard]] virtual zet::P<IDigest> createDigest() const = 0;
 
 protected:
     ~IDigestType() override;
 };
 
-/// MD5 (RFC 1321): 16 bytes. A check against accidents, not against attackers.
+/// MD5 (RFC 1321): 16 bytes. It detects accidental changes; it is no protection against attackers.
 class SIGIL_API CDigestType_MD5 : public virtual zet::CBase, public IDigestType {
 public:
     ~CDigestType_MD5() override;
-    /// Throws a zet::CError where OpenSSL offers no MD5, as in a process restricted to FIPS algorithms.
-    zet::P<IDigest> createDigest() const override;
+    /// \throws zet::CError if OpenSSL offers no MD5
+    [[nodiscard]] zet::P<IDigest> createDigest() const override;
 };
 
 }  // namespace sigil

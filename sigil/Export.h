@@ -1,6 +1,6 @@
 /// \file
-/// SIGIL_API marks what leaves the shared library that sigil is built into. Everything else stays hidden, on
-/// Linux too, so that a forgotten mark shows before the first Windows build.
+/// SIGIL_API marks what the shared library exports from sigil. Everything else is hidden, on Linux too, so that a missing
+/// mark is found before the next Windows build.
 #pragma once
 
 #if defined(_WIN32)
@@ -10,6 +10,6 @@
 #define SIGIL_API __declspec(dllimport)
 #endif
 #else
-/// Put before a class or function that users of the library may name.
+/// Stands before each class and function that users of the library may use.
 #define SIGIL_API __attribute__((visibility("default")))
 #endif

@@ -7,8 +7,8 @@ namespace sigil {
 /// Start of the crypto library.
 class SIGIL_API COpenSSLInit {
 public:
-    /// Initialises OpenSSL's TLS and crypto parts, once a process. Any thread.
-    /// Throws a CError when OpenSSL refuses.
+    /// Initialises OpenSSL's TLS and crypto parts, once in a process. Any thread.
+    /// Throws a CError if OpenSSL refuses.
     static void ensureInitialized();
 };
 

@@ -23,6 +23,7 @@ using zet::CProps;
 using zet::CWindowsPathTraits;
 using zet::IBase;
 using zet::int64;
+using zet::make;
 using zet::P;
 using zet::PC;
 using zet::String;

@@ -1,6 +1,7 @@
 #include "zet/Base.h"
 
 #include <cassert>
+#include <exception>
 #include <functional>
 #include <new>
 
@@ -68,12 +69,37 @@ void IBase::operator delete(void* memory) noexcept {
     ::operator delete(memory);
 }
 
-IBase::IBase() noexcept : m_isHeapObject(t_openBlocks.closeAround(this)) {}
+#ifndef NDEBUG
+
+namespace {
+
+unsigned char countExceptions() noexcept {
+    return static_cast<unsigned char>(std::uncaught_exceptions());
+}
+
+}  // namespace
+
+IBase::IBase() noexcept
+    : m_isHeapObject(t_openBlocks.closeAround(this)), m_exceptionsAtConstruction(countExceptions()) {}
 
 IBase::~IBase() {
-    assert(m_references == 0 &&
+    const int references = m_references;
+    const bool isDeletedByP = references == deletedByP;
+    assert((isDeletedByP || references == 0) &&
            "an object is destroyed while a P refers to it, which will use it or delete it once more");
+    // Another exception in flight than at the construction: the constructor has probably thrown.
+    assert((isDeletedByP || !m_isHeapObject || countExceptions() != m_exceptionsAtConstruction) &&
+           "an object made by new is destroyed otherwise than by its last P, such as by delete or "
+           "std::unique_ptr");
 }
+
+#else
+
+IBase::IBase() noexcept : m_isHeapObject(t_openBlocks.closeAround(this)) {}
+
+IBase::~IBase() = default;
+
+#endif
 
 CBase::~CBase() = default;
 

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <limits>
 #include <new>
+#include <span>
 #include <type_traits>
 #include <utility>
 
@@ -14,26 +15,26 @@ namespace zet {
 
 /// Throws the CError "A buffer cannot hold more than 2147483647 elements."
 [[noreturn]] ZET_API void throwBufferTooLarge();
-/// Throws the CInvalidArgError "size is negative", of which `member` of TBuffer is the place.
+/// Throws the CInvalidArgError "size is negative" for a member of TBuffer.
 [[noreturn]] ZET_API void throwNegativeBufferSize(const char* member);
 
-/// Growable array of plain elements with a used size: where the bytes of a body land, once.
+/// Growable array of plain elements with a used size, such as the bytes of a body.
 ///
-/// Grows by doubling and does not clear what it grows. Counted, but just as much a value: copies are deep.
-/// Sizes are counts of elements, at most 2147483647; more is a CError, less than 0 a CInvalidArgError. After
-/// an error the buffer is as before. One thread at a time.
+/// Grows by doubling. New elements are not cleared. It is counted, but also a value: copies are deep. Sizes are counts of
+/// elements, at most 2147483647: more is a CError, less than 0 a CInvalidArgError. The buffer is unchanged after an
+/// error. One thread at a time.
 template <class T>
 class TBuffer : public virtual CBase {
     static_assert(std::is_trivially_copyable_v<T>, "elements are moved as bytes");
 
 public:
-    /// Empty, without memory of its own yet.
+    /// Empty, without memory.
     TBuffer() noexcept = default;
-    /// So many elements of undefined content.
+    /// \param used  number of elements, of undefined content
     explicit TBuffer(int used) { setUsed(used); }
     TBuffer(const TBuffer& other) : IBase(other), CBase(other) { append(other.m_data, other.m_used); }
     TBuffer(TBuffer&& other) noexcept { swap(other); }
-    /// Copies the elements, or takes them over from a buffer that is moved.
+    /// Copies the elements, or takes them from a buffer that is moved.
     TBuffer& operator=(TBuffer other) noexcept {
         swap(other);
         return *this;
@@ -42,18 +43,31 @@ public:
 
     /// @{
 
-    /// The elements: getUsed() of them count. Null before anything was reserved; valid until the buffer
-    /// grows, is assigned to or swapped, or ends.
-    T* getData() noexcept { return m_data; }
-    const T* getData() const noexcept { return m_data; }
+    /// The elements, of which getUsed() are in use. Null before memory was reserved. Valid until the buffer grows, is
+    /// assigned to, swapped or destroyed.
+    [[nodiscard]] T* getData() noexcept { return m_data; }
+    [[nodiscard]] const T* getData() const noexcept { return m_data; }
     /// @}
 
-    /// Elements in use.
-    int getUsed() const noexcept { return m_used; }
-    /// Elements that there is memory for, at least getUsed().
-    int getCapacity() const noexcept { return m_capacity; }
+    /// @{
 
-    /// Shrinks or grows the used size; the memory stays. The content of what is grown is not defined.
+    /// The used elements, for loops and for functions that take a range. Valid as long as getData().
+    [[nodiscard]] std::span<T> span() noexcept { return {m_data, static_cast<std::size_t>(m_used)}; }
+    [[nodiscard]] std::span<const T> span() const noexcept {
+        return {m_data, static_cast<std::size_t>(m_used)};
+    }
+    [[nodiscard]] T* begin() noexcept { return m_data; }
+    [[nodiscard]] const T* begin() const noexcept { return m_data; }
+    [[nodiscard]] T* end() noexcept { return m_data + m_used; }
+    [[nodiscard]] const T* end() const noexcept { return m_data + m_used; }
+    /// @}
+
+    /// Number of elements in use.
+    [[nodiscard]] int getUsed() const noexcept { return m_used; }
+    /// Number of elements for which there is memory, at least getUsed().
+    [[nodiscard]] int getCapacity() const noexcept { return m_capacity; }
+
+    /// Shrinks or grows the used size; keeps the memory. The content of new elements is undefined.
     void setUsed(int used) {
         if (used < 0) {
             throwNegativeBufferSize("setUsed");
@@ -62,8 +76,8 @@ public:
         m_used = used;
     }
 
-    /// Copies `count` elements behind the used ones. `data` may be null where `count` is 0; it must not point
-    /// into this buffer, which may move.
+    /// Copies `count` elements after the used ones. `data` may be null if `count` is 0. It must not point into this
+    /// buffer, which may move.
     void append(const T* data, int count) {
         if (count < 0) {
             throwNegativeBufferSize("append");
@@ -79,14 +93,14 @@ public:
         }
     }
 
-    /// Makes room for at least so many elements; never shrinks.
+    /// Reserves memory for at least `capacity` elements. Never shrinks.
     void reserve(int capacity) {
         if (capacity > m_capacity) {
             grow(capacity);
         }
     }
 
-    /// Exchanges elements and memory; the reference counts stay.
+    /// Exchanges elements and memory. The reference counts stay.
     void swap(TBuffer& other) noexcept {
         std::swap(m_data, other.m_data);
         std::swap(m_used, other.m_used);
@@ -98,7 +112,7 @@ private:
         const int doubled = m_capacity > std::numeric_limits<int>::max() / 2 ? std::numeric_limits<int>::max()
                                                                              : m_capacity * 2;
         const int wanted = doubled > capacity ? doubled : capacity;
-        // realloc moves big blocks by remapping pages: a body of a gigabyte is never there twice.
+        // realloc moves large blocks by remapping pages, so a body of a gigabyte is never in memory twice.
         // NOLINTNEXTLINE(clang-analyzer-optin.portability.UnixAPI): `wanted` is above `m_capacity`, so above 0.
         void* memory = std::realloc(m_data, static_cast<std::size_t>(wanted) * sizeof(T));
         if (!memory) {

@@ -12,15 +12,14 @@
 
 namespace zet {
 
-/// The error type: every failure is one of these, thrown by value and caught by reference as its own type,
-/// `CError`, `std::exception`, `CBase` or `IBase`.
+/// The error type: every failure is a CError or derives from it. It is thrown by value and caught by reference as its own
+/// type, `CError`, `std::exception`, `CBase` or `IBase`.
 ///
-/// To keep an error beyond its handler, or to carry it to another thread, clone() it and throwClone() it
-/// later: both keep the dynamic type, and every class that derives from this one overrides both. Within a
-/// handler, `throw;` does.
+/// To keep an error after its handler, or to pass it to another thread, use clone() and later throwClone(). Both keep the
+/// dynamic type; every derived class overrides both. Within a handler use `throw;`.
 ///
-/// Thread safety: a plain value. Distinct errors may be used from several threads, and one that nobody
-/// changes may be read from many.
+/// Thread safety: a plain value. Several threads may use different errors, and may read the same one while nobody
+/// changes it.
 ///
 /// \code
 /// try {
@@ -32,11 +31,11 @@ namespace zet {
 /// \endcode
 class ZET_API CError : public std::exception, public virtual CBase {
 public:
-    /// \param message  what happened, a whole sentence or less, without secrets
-    /// \param domain   whose numbers `code` is from ("curl", "http", ...); "" for none
+    /// \param message  what happened, at most a sentence, without secrets
+    /// \param domain   what defines the numbers of `code`: "curl", "http", ...; "" for none
     /// \param code     number of the error within its domain; -1 for none
     /// \param props    facts by name, for programs
-    /// \param inner    the error behind this one, or null; a reference is kept
+    /// \param inner    the error that caused this one, or null; a reference is kept
     explicit CError(const String& message, const String& domain = String(), int64 code = -1,
                     const CProps& props = CProps(), const P<CError>& inner = nullptr);
     CError(const CError&) = default;
@@ -45,24 +44,24 @@ public:
 
     /// @{
 
-    /// What the constructor was given. The inner error is null for none.
-    const String& getMessage() const noexcept { return m_message; }
-    const String& getDomain() const noexcept { return m_domain; }
-    int64 getCode() const noexcept { return m_code; }
-    const CProps& getProps() const noexcept { return m_props; }
-    const P<CError>& getInnerError() const noexcept { return m_inner; }
+    /// The arguments of the constructor. The inner error is null if there is none.
+    [[nodiscard]] const String& getMessage() const noexcept { return m_message; }
+    [[nodiscard]] const String& getDomain() const noexcept { return m_domain; }
+    [[nodiscard]] int64 getCode() const noexcept { return m_code; }
+    [[nodiscard]] const CProps& getProps() const noexcept { return m_props; }
+    [[nodiscard]] const P<CError>& getInnerError() const noexcept { return m_inner; }
     /// @}
 
-    /// The message as UTF-8, to which a class that derives from this one may add; lives as long as the error.
-    const char* what() const noexcept override { return m_what.c_str(); }
+    /// The message as UTF-8; a derived class may add to it. Valid as long as the error.
+    [[nodiscard]] const char* what() const noexcept override { return m_what.c_str(); }
 
     /// A copy on the heap, of the same dynamic type.
-    virtual P<CError> clone() const;
+    [[nodiscard]] virtual P<CError> clone() const;
     /// Throws a copy by value, as the dynamic type.
     [[noreturn]] virtual void throwClone() const;
 
 protected:
-    /// Makes what() another text.
+    /// Replaces the text of what().
     void setWhat(const String& text) { m_what = text.toUTF8(); }
 
 private:
@@ -74,11 +73,13 @@ private:
     std::string m_what;
 };
 
-/// The exception that is being handled, as an error to keep: a CError as a clone of itself (a plain CError with its
-/// message, domain, code, properties and inner error if clone() throws or gives null), a
-/// `std::bad_alloc` as the CError "Out of memory.", another `std::exception` as a CError with its text (bytes
-/// that are not UTF-8 replaced), anything else as the CError "Unknown exception.".
-/// To be called within a catch block. Never null, not even when memory has run out.
-ZET_API P<CError> currentExceptionToError() noexcept;
+/// Converts the exception that is being handled to an error to keep. Call it within a catch block.
+///
+/// A CError becomes a clone, or a plain CError with the same message, domain, code, properties and inner error if clone()
+/// throws or returns null. A `std::bad_alloc` becomes the CError "Out of memory.". Another `std::exception` becomes a
+/// CError with its text, in which bytes that are not UTF-8 are replaced. Everything else becomes the CError
+/// "Unknown exception.".
+/// \return never null, even if there is no memory
+[[nodiscard]] ZET_API P<CError> currentExceptionToError() noexcept;
 
 }  // namespace zet

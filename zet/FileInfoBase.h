@@ -4,12 +4,12 @@
 
 namespace zet {
 
-/// What entries of file systems have in common.
+/// Base of the entries of file systems.
 class ZET_API IFileInfoBase : public virtual IBase {
 public:
     /// Kind of an entry.
     enum Type : int {
-        TypeUnknown = 0,    ///< something else, or not known
+        TypeUnknown = 0,    ///< another kind, or unknown
         TypeFile = 1,       ///< a regular file
         TypeDirectory = 2,  ///< a directory
     };

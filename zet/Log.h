@@ -10,23 +10,24 @@
 
 namespace zet {
 
-/// How much a message matters.
+/// How important a message is.
 enum class LogLevel {
-    Info,     ///< for those who follow what happens
-    Warning,  ///< something failed and was dealt with or ignored
-    Error,    ///< something failed that should not
+    Info,     ///< about the normal course
+    Warning,  ///< a failure that was handled or ignored
+    Error,    ///< a failure that should not happen
 };
 
 /// One message of the log.
 struct CLogMessage {
-    LogLevel level = LogLevel::Info;        ///< how much it matters
-    String text;                            ///< what happened
-    String detail;                          ///< more about it, often ""
-    const std::exception* error = nullptr;  ///< the error it is about, or null; valid during the call only
-    const CXMLElement* element = nullptr;   ///< data that belongs to it, or null; likewise
+    LogLevel level = LogLevel::Info;  ///< how important it is
+    String text;                      ///< what happened
+    String detail;                    ///< more about it; often ""
+    const std::exception* error =
+        nullptr;                           ///< the error that it reports, or null; valid only during the call
+    const CXMLElement* element = nullptr;  ///< further data, or null; valid only during the call
 };
 
-/// Where the messages of the library go.
+/// Receives the messages of the library.
 ///
 /// \code
 /// class CSink : public virtual CBase, public ILogSink {
@@ -36,25 +37,24 @@ struct CLogMessage {
 /// \endcode
 class ZET_API ILogSink : public virtual IBase {
 public:
-    /// Called on the thread that logs, by several threads at once, with no lock held. What it throws is
-    /// ignored.
+    /// Called on the thread that logs, by several threads at once, while no lock is held. Exceptions are ignored.
     virtual void log(const CLogMessage& message) = 0;
 
 protected:
     ~ILogSink() override;
 };
 
-/// Replaces the process-wide sink, of which a reference is kept. Null, the default, drops every message. Any
-/// thread; a message that is on its way may still reach the old sink.
+/// Replaces the process-wide sink and keeps a reference to the new one. Null, the default, drops every message. Any
+/// thread. A message that another thread is logging may still reach the old sink.
 ZET_API void setLogSink(ILogSink* sink);
 /// The process-wide sink, or null. Any thread.
-ZET_API P<ILogSink> getLogSink();
+[[nodiscard]] ZET_API P<ILogSink> getLogSink();
 
 /// \name Logging
 /// @{
 
-/// Gives a message of the level in its name to the sink, on the calling thread. Any thread; never throws.
-/// Texts are to hold no secrets; bodies of server answers go into an element.
+/// Passes a message to the sink, on the calling thread. The name tells the level. Any thread; never throws. Texts must
+/// not contain secrets. The body of a response belongs in an element.
 ZET_API void logInfo(const String& text) noexcept;
 ZET_API void logWarning(const String& text) noexcept;
 ZET_API void logWarning(const std::exception& error, const String& text,
@@ -66,9 +66,9 @@ ZET_API void logError(const CXMLElement& element, const String& text,
                       const String& detail = String()) noexcept;
 /// @}
 
-/// What a destructor does with an exception inside it, as it cannot throw: a warning in the log.
+/// Logs a warning about an exception within a destructor, which must not throw.
 /// \param className  qualified name of the class, "vexil::CNetRequest"
-/// \param error      the exception, null for one that is no std::exception
+/// \param error      the exception; null if it is not a std::exception
 ZET_API void onExceptionInDestructorIgnored(const char* className, const std::exception* error) noexcept;
 
 }  // namespace zet

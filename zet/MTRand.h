@@ -9,10 +9,10 @@
 
 namespace zet {
 
-/// Mersenne twister, a generator of pseudo-random numbers for names and boundaries. Not for secrets: who has seen
-/// some of its numbers knows the rest.
+/// Mersenne twister, a generator of pseudo-random numbers for names and boundaries. Do not use it for secrets: the next
+/// numbers can be calculated from the earlier ones.
 ///
-/// Thread safety: one thread at a time; the global one under its lock.
+/// Thread safety: one thread at a time. Hold the lock of the global one while you use it.
 ///
 /// \code
 /// const CMutexLock lock(CMTRand::getGlobalInstanceMutex());
@@ -20,15 +20,14 @@ namespace zet {
 /// \endcode
 class ZET_API CMTRand : public virtual CBase {
 public:
-    /// Begins the same sequence for the same seed.
+    /// The same seed gives the same sequence.
     explicit CMTRand(uint64 seed);
     ~CMTRand() override;
 
-    /// The process-wide generator, which begins differently in each process. Never null; lives until the process
-    /// ends.
-    static CMTRand* getGlobal();
+    /// The process-wide generator, with another sequence in each process. Never null; lives until the process ends.
+    [[nodiscard]] static CMTRand* getGlobal();
     /// The lock to hold while the process-wide generator is used.
-    static CMutex& getGlobalInstanceMutex();
+    [[nodiscard]] static CMutex& getGlobalInstanceMutex();
 
     /// The next number; all 64-bit numbers are equally likely.
     uint64 rand64() { return m_engine(); }

@@ -4,7 +4,7 @@
 
 namespace zet {
 
-/// Absolute path of the folder in which this library's file lies; empty when the system cannot tell.
+/// Absolute path of the folder that contains this library's file; empty if the system does not know it.
 TPathImpl<CWindowsPathTraits> getModuleFolder();
 
 }  // namespace zet

@@ -4,15 +4,15 @@
 
 namespace zet {
 
-/// Recursive lock. Copying and assigning an object that holds one leaves each with its own lock. Any thread.
+/// Recursive lock. A copy is a separate lock; assigning changes nothing. Any thread.
 class CMutex {
 public:
-    /// Free.
+    /// Not locked.
     CMutex() = default;
     CMutex(const CMutex&) : CMutex() {}
     CMutex& operator=(const CMutex&) noexcept { return *this; }
 
-    /// Waits until no other thread holds the lock, and takes it; once more where this thread has it already.
+    /// Waits until no other thread has the lock, and takes it. A thread may take it several times.
     void lock() { m_mutex.lock(); }
     /// Undoes one lock(), on the same thread.
     void unlock() { m_mutex.unlock(); }
@@ -21,7 +21,7 @@ private:
     std::recursive_mutex m_mutex;
 };
 
-/// Holds a lock for a scope.
+/// Takes a lock for a scope.
 class [[nodiscard]] CMutexLock {
 public:
     /// Takes the lock, which must outlive this object.

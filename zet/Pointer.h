@@ -2,27 +2,32 @@
 
 #include "zet/Base.h"
 
+#include <compare>
+#include <concepts>
 #include <cstddef>
+#include <memory>
 #include <type_traits>
 #include <utility>
 
 namespace zet {
 
-/// Whether a pointer to a U is a pointer to a T as well.
+/// True if a pointer to a U is also a pointer to a T.
 template <class U, class T>
 concept PointsTo = std::is_convertible_v<U*, T*>;
 
 /// Intrusive counting pointer to an object that derives from IBase.
 ///
-/// Converts to and from a plain pointer without ceremony, because setters take plain pointers and keep a
-/// `P<>`. The base is looked up once, when the pointer is made: copying and destroying a `P<T>` works where
-/// T is only declared, and costs one atomic operation.
+/// Converts to and from a plain pointer implicitly, because setters take plain pointers and keep a `P<>`. What would
+/// misuse the plain pointer does not compile: `delete p`, `p + 1`, `p[1]`, `std::unique_ptr<T>(p)`.
 ///
-/// Thread safety: distinct pointers to one object may be used from several threads; one pointer may not.
+/// The base is looked up once, when the pointer is made. So copying and destroying a `P<T>` works if T is only declared,
+/// and costs one atomic operation.
+///
+/// Thread safety: several threads may use different pointers to one object, but not the same pointer.
 ///
 /// \code
-/// P<CNetRequest> request = new CNetRequest;    // deleted with the last P to it
-/// request->setReceiveDataStream(stream);       // takes a plain pointer and keeps a P
+/// P<CNetRequest> request = make<CNetRequest>();  // deleted with the last P to it
+/// request->setReceiveDataStream(stream);         // takes a plain pointer and keeps a P
 /// P<IBase> base = request;
 /// P<CNetRequest> again = base.dynamicCast<CNetRequest>();
 /// \endcode
@@ -57,7 +62,7 @@ public:
         }
     }
 
-    /// Refers to the other's object; the reference to its own is given up after that.
+    /// Refers to the other's object; then drops the reference to its old one.
     P& operator=(P other) noexcept {
         swap(other);
         return *this;
@@ -65,16 +70,20 @@ public:
 
     /// @{
 
-    /// The object, or null; its count stays. Following a null pointer is undefined.
-    T* get() const noexcept { return m_object; }
+    /// The object, or null; its count stays. Using the object of a null pointer is undefined.
+    [[nodiscard]] T* get() const noexcept { return m_object; }
     operator T*() const noexcept { return m_object; }
     T* operator->() const noexcept { return m_object; }
     std::add_lvalue_reference_t<T> operator*() const noexcept { return *m_object; }
     /// @}
 
-    /// The same object as a U, or null when it is none. The way back from `P<IBase>`.
+    /// An array is never counted, so there is no other element.
+    template <std::convertible_to<std::ptrdiff_t> Index>
+    void operator[](Index) const = delete;
+
+    /// The same object as a U, or null if it is not a U. The way back from `P<IBase>`.
     template <class U>
-    P<U> dynamicCast() const noexcept {
+    [[nodiscard]] P<U> dynamicCast() const noexcept {
         return P<U>(dynamic_cast<U*>(m_object));
     }
 
@@ -87,6 +96,12 @@ public:
 private:
     template <class U>
     friend class P;
+
+    // With a second conversion to a pointer, `delete` does not know which to use. Everything else prefers the public
+    // conversion, because this one is `volatile`.
+    operator const volatile T*() const volatile = delete;
+    // Makes `std::unique_ptr<T>(p)` ambiguous.
+    operator std::unique_ptr<T>() const = delete;
 
     void addRef() const noexcept {
         if (m_base) {
@@ -102,9 +117,53 @@ private:
 template <class T>
 using PC = P<const T>;
 
+/// Makes an object with `new` and returns the first reference to it.
+template <class T, class... Arguments>
+[[nodiscard]] P<T> make(Arguments&&... arguments) {
+    return new T(std::forward<Arguments>(arguments)...);
+}
+
 /// @{
 
-/// Whether T is a pointer to an object of a class, a union or to a pointer, or an array of these.
+/// Compares the addresses of the objects.
+template <class T, class U>
+bool operator==(const P<T>& left, const P<U>& right) noexcept {
+    return left.get() == right.get();
+}
+template <class T, class U>
+bool operator==(const P<T>& left, U* right) noexcept {
+    return left.get() == right;
+}
+template <class T>
+bool operator==(const P<T>& left, std::nullptr_t) noexcept {
+    return left.get() == nullptr;
+}
+template <class T, class U>
+std::strong_ordering operator<=>(const P<T>& left, const P<U>& right) noexcept {
+    return std::compare_three_way()(left.get(), right.get());
+}
+template <class T, class U>
+std::strong_ordering operator<=>(const P<T>& left, U* right) noexcept {
+    return std::compare_three_way()(left.get(), right);
+}
+/// @}
+
+/// @{
+
+/// An array is never counted, so there is no next object and no distance.
+template <class T, std::convertible_to<std::ptrdiff_t> Distance>
+void operator+(const P<T>&, Distance) = delete;
+template <class T, std::convertible_to<std::ptrdiff_t> Distance>
+void operator+(Distance, const P<T>&) = delete;
+template <class T, std::convertible_to<std::ptrdiff_t> Distance>
+void operator-(const P<T>&, Distance) = delete;
+template <class T, class U>
+void operator-(const P<T>&, const P<U>&) = delete;
+/// @}
+
+/// @{
+
+/// True if T is a pointer to an object of a class, to a union or to a pointer, or an array of these.
 template <class T>
 inline constexpr bool isObjectPointer = false;
 template <class T>
@@ -115,8 +174,8 @@ template <class T>
 inline constexpr bool isObjectPointer<P<T>> = true;
 /// @}
 
-/// A pointer to what holds addresses rather than content. All convert to `const void*`; functions that take bytes
-/// refuse them, as otherwise the addresses would be stored or sent. For plain structures of bytes there is
+/// A pointer to an object that contains addresses. All these pointers convert to `const void*`, but functions that take
+/// bytes refuse them: otherwise the addresses would be stored or sent. For plain structures of bytes use
 /// `static_cast<const void*>`.
 template <class T>
 concept ObjectPointer = isObjectPointer<std::remove_cv_t<T>>;

@@ -9,11 +9,10 @@
 
 namespace zet {
 
-/// Finds the files that a program brings with it. Any thread.
+/// Finds the files that are installed with a program. Any thread.
 ///
-/// Looked into, in this order: the folders that the application added, the latest first; the data folder of
-/// the installation, which is found from where the library itself lies; a folder "resources" beside the
-/// library.
+/// Searches in this order: the folders that the application has added, the latest first; the data folder of the
+/// installation, relative to the library's own file; a folder "resources" beside the library.
 class ZET_API CResourceManager : public virtual CBase {
 public:
     /// A path of the running system.
@@ -22,16 +21,16 @@ public:
     ~CResourceManager() override;
 
     /// The process-wide instance.
-    static P<CResourceManager> get();
+    [[nodiscard]] static P<CResourceManager> get();
 
     /// \param relativePath  folder and file below a resource folder
-    /// \return the absolute path of the file, or an empty one when no folder holds it
-    Path findResource(const Path& relativePath) const;
+    /// \return the absolute path of the file; empty if no folder contains it
+    [[nodiscard]] Path findResource(const Path& relativePath) const;
 
-    /// Looks into `folder` before all others from now on. It must be absolute, a CInvalidArgError otherwise,
-    /// and need not exist.
+    /// Adds a folder, which is searched before all others. It need not exist.
+    /// \throws CInvalidArgError if the path is not absolute
     void addResourceFolder(const Path& folder);
-    /// Looks into `folder` no longer, however often it was added. It is compared as written.
+    /// Removes a folder, even if it was added several times. The texts of the paths are compared.
     void removeResourceFolder(const Path& folder);
 
 private:

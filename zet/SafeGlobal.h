@@ -9,25 +9,25 @@
 
 namespace zet {
 
-/// State of one process-wide instance: not constructed, being constructed, constructed, failed. The last two
-/// are final. Any thread.
+/// State of one process-wide instance. Any thread.
 class ZET_API CSafeGlobalGuard {
 public:
-    /// How far the instance is.
+    /// Progress of the construction.
     enum State {
-        NotConstructed,      ///< nobody has asked for it yet
-        Constructing,        ///< a thread is making it
-        Constructed,         ///< it is there; final
+        NotConstructed,      ///< the instance was not used yet
+        Constructing,        ///< a thread is constructing it
+        Constructed,         ///< it exists; final
         ConstructionFailed,  ///< its construction threw; final
     };
 
     /// The state at this moment.
-    State getState() const noexcept { return m_state.load(std::memory_order_acquire); }
+    [[nodiscard]] State getState() const noexcept { return m_state.load(std::memory_order_acquire); }
 
-    /// Makes the caller the one that constructs, if nobody is or was.
-    /// Throws a CError when the constructing thread itself comes again: it would wait for itself.
-    bool claimConstruction();
-    /// Ends what claimConstruction() has begun, by the thread that got `true` from it.
+    /// Begins the construction, if no thread has begun it before. Returns true if the caller must construct the instance
+    /// and then call finishConstruction().
+    /// Throws a CError if the constructing thread calls it recursively, which would deadlock.
+    [[nodiscard]] bool claimConstruction();
+    /// Ends the construction. Called by the thread for which claimConstruction() returned true.
     void finishConstruction(bool succeeded) noexcept;
 
 private:
@@ -35,10 +35,10 @@ private:
     std::atomic<std::thread::id> m_constructingThread{};
 };
 
-/// Has a function called when the process ends. Any thread.
+/// Registers functions for the end of the process. Any thread.
 class ZET_API CSafeGlobalDisposer {
 public:
-    /// Registers a function with `std::atexit`: the last one registered is called first. It must not throw.
+    /// Registers a function with `std::atexit`: the last registered one is called first. It must not throw.
     /// Throws a CError "A disposer cannot be registered."
     static void registerDisposer(void (*dispose)());
 };
@@ -46,20 +46,20 @@ public:
 /// Throws the CError "Construction of static object has failed."
 [[noreturn]] ZET_API void throwStaticConstructionFailed();
 
-/// Holder of one process-wide instance that is made on first use, once, even where that fails: a plain
-/// function-local static would try again after an exception, and a library that could not be started would
-/// be started a second time half-way. Any thread.
+/// Owns one process-wide instance, which is constructed on first use. The construction is never repeated, even after a
+/// failure: a function-local static would try again after an exception, and so initialise a library twice. Any thread.
 template <class T>
 class TSafeGlobal {
 public:
     /// \param guard    state of the instance; must outlive the holder
-    /// \param create   makes the instance; called once at most
-    /// \param dispose  called when the process ends, if `create` has succeeded
+    /// \param create   makes the instance; called at most once
+    /// \param dispose  called at the end of the process, if `create` has succeeded
     TSafeGlobal(CSafeGlobalGuard& guard, P<T> (*create)(), void (*dispose)())
         : m_guard(guard), m_create(create), m_dispose(dispose) {}
 
-    /// The instance. The caller that constructs it gets the error of a failing construction; all others, at
-    /// the same time or later, get "Construction of static object has failed."
+    /// The instance.
+    /// \throws the error of the construction, if it fails in this call
+    /// \throws CError "Construction of static object has failed.", if it fails or has failed in another call
     const P<T>& get() {
         while (m_guard.getState() != CSafeGlobalGuard::Constructed) {
             if (m_guard.getState() == CSafeGlobalGuard::ConstructionFailed) {

@@ -8,7 +8,7 @@
 
 namespace zet {
 
-/// Manual-reset event: once set, every wait returns at once until it is reset. Any thread, any time.
+/// Manual-reset event: while it is set, every wait returns at once. Any thread, any time.
 class ZET_API CSignal : public virtual CBase {
 public:
     /// Not set.
@@ -17,14 +17,15 @@ public:
     CSignal& operator=(const CSignal&) = delete;
     ~CSignal() override;
 
-    /// Sets the signal and wakes everybody who waits. Does nothing when it is set.
+    /// Sets the signal and wakes all waiting threads. No effect if it is set.
     void set();
-    /// From now on wait() waits.
+    /// Makes the signal not set: wait() waits again.
     void reset();
-    /// Whether the signal is set at this moment.
-    bool isSet() const;
-    /// Waits until the signal is set, at most so many milliseconds (0: only looks; negative: for ever).
-    /// Tells whether it is set.
+    /// True if the signal is set at this moment.
+    [[nodiscard]] bool isSet() const;
+    /// Waits until the signal is set.
+    /// \param milliseconds  the longest wait; 0 does not wait, a negative number waits for ever
+    /// \return true if the signal is set
     bool wait(int milliseconds);
 
 private:

@@ -5,9 +5,8 @@
 
 namespace zet {
 
-/// A part of a stream as a stream of its own: from the position at which the stream stands, to its end or of a given
-/// size. Positions count from there. Keeps a reference to the stream, which nobody else may move meanwhile. One thread
-/// at a time.
+/// A part of a stream as a separate stream: from the current position, to the end or of a given size. Positions count
+/// from there. Keeps a reference to the stream. Do not use the stream itself meanwhile. One thread at a time.
 class CStreamRange : public virtual CBase, public IInStream {
 public:
     /// \param stream  not null
@@ -16,7 +15,7 @@ public:
     ~CStreamRange() override;
 
     /// \throws CError if the stream has fewer bytes than the given size, or returns a length that was not asked for
-    int read(void* buffer, int maxLength) override;
+    [[nodiscard]] int read(void* buffer, int maxLength) override;
     int64 getSize() override;
     /// \throws CError "The position is outside the stream." for a position below 0 or beyond the given size
     void seek(int64 position) override;

@@ -27,17 +27,29 @@ constexpr wchar_t toWide(char c) noexcept {
     return static_cast<wchar_t>(static_cast<unsigned char>(c));
 }
 
-void appendCodePoint(std::wstring& out, std::uint32_t c) {
-    if constexpr (sizeof(wchar_t) == 2) {
-        if (c > 0xFFFF) {
-            c -= 0x10000;
-            out += static_cast<wchar_t>(0xD800 + (c >> 10));
-            out += static_cast<wchar_t>(0xDC00 + (c & 0x3FF));
-            return;
+/// The units of one character.
+class CUnits {
+public:
+    explicit CUnits(std::uint32_t c) noexcept {
+        if constexpr (sizeof(wchar_t) == 2) {
+            if (c > 0xFFFF) {
+                c -= 0x10000;
+                m_units[0] = static_cast<wchar_t>(0xD800 + (c >> 10));
+                m_units[1] = static_cast<wchar_t>(0xDC00 + (c & 0x3FF));
+                m_count = 2;
+                return;
+            }
         }
+        m_units[0] = static_cast<wchar_t>(c);
     }
-    out += static_cast<wchar_t>(c);
-}
+
+    const wchar_t* begin() const noexcept { return m_units; }
+    const wchar_t* end() const noexcept { return m_units + m_count; }
+
+private:
+    wchar_t m_units[2]{};
+    int m_count = 1;
+};
 
 /// Length of the valid multi-byte sequence that starts at `p`; `c` becomes its code point. 0 if there is no valid one.
 int decodeSequence(const unsigned char* p, const unsigned char* end, std::uint32_t& c) noexcept {
@@ -100,7 +112,8 @@ bool decodeUTF8(std::string_view bytes, std::wstring& out, bool lossy) {
         if (length == 0 && !lossy) {
             return false;
         }
-        appendCodePoint(out, length == 0 ? replacementCharacter : c);
+        const CUnits units(length == 0 ? replacementCharacter : c);
+        out.append(units.begin(), units.end());
         p += std::max(length, 1);
     }
     return true;
@@ -149,6 +162,10 @@ String::String(const char* utf8) {
     if (utf8) {
         assignUTF8(utf8);
     }
+}
+
+String::String(std::string_view utf8) {
+    assignUTF8(utf8);
 }
 
 String::String(const wchar_t* text) : m_text(text ? text : L"") {}
@@ -243,15 +260,29 @@ bool String::equalsNoCase(const char* ascii) const noexcept {
     return zet::equalsNoCase(m_text, ascii);
 }
 
-int String::compare(const char* ascii) const noexcept {
-    for (const wchar_t c : m_text) {
-        const wchar_t other = toWide(*ascii);
-        if (c != other || *ascii == '\0') {
-            return c < other ? -1 : 1;
+int String::compare(const char* utf8) const noexcept {
+    return compare(std::string_view(utf8 ? utf8 : ""));
+}
+
+int String::compare(std::string_view utf8) const noexcept {
+    const auto* p = reinterpret_cast<const unsigned char*>(utf8.data());
+    const auto* const end = p + utf8.size();
+    std::size_t i = 0;
+    while (p != end) {
+        std::uint32_t c = *p;
+        const int length = c < 0x80 ? 1 : decodeSequence(p, end, c);
+        if (length == 0) {
+            return -1;
         }
-        ++ascii;
+        p += length;
+        for (const wchar_t unit : CUnits(c)) {
+            if (i == m_text.size() || m_text[i] != unit) {
+                return i < m_text.size() && m_text[i] > unit ? 1 : -1;
+            }
+            ++i;
+        }
     }
-    return *ascii == '\0' ? 0 : -1;
+    return i == m_text.size() ? 0 : 1;
 }
 
 String String::substr(std::size_t position, std::size_t count) const {

@@ -15,78 +15,76 @@ namespace zet {
 
 class CThread;
 
-/// What a CThread can be given to run.
+/// Code that a CThread runs.
 class ZET_API IRunnable : public virtual IBase {
 public:
-    /// Called once, on the new thread. Returns when it is done or when checkContinue() of the thread is false.
+    /// Called once, on the new thread. Returns when it is done, or when checkContinue() of the thread returns false.
     virtual void run(CThread& thread) = 0;
 
 protected:
     ~IRunnable() override;
 };
 
-/// A thread of the system that runs once: either the IRunnable that it is given, or what a derived class makes
-/// of runImpl().
+/// A thread of the system that runs once. Its body is an IRunnable, or runImpl() of a derived class.
 ///
-/// Stopping is a wish: what runs asks checkContinue() now and then and returns when it is false.
+/// stop() is only a request: the body calls checkContinue() now and then, and returns when that is false.
 ///
-/// Thread safety: all members may be called from any thread, but for setThreadName(), which belongs before
+/// Thread safety: all members may be called from any thread, except setThreadName(), which must be called before
 /// start().
 ///
-/// Lifetime: the destructor asks the thread to stop and waits for its end. A derived class that overrides
-/// runImpl() or onStopRequested() calls `stop(true)` in its own destructor, while those members still exist.
-/// The last reference must not be given up on the thread itself.
+/// Lifetime: the destructor requests a stop and waits for the end of the body. A derived class that overrides runImpl()
+/// or onStopRequested() must call `stop(true)` in its own destructor, while those members still exist. The last
+/// reference must not be dropped on the thread itself.
 ///
-/// Errors: what escapes from the thread's body ends the thread and nothing else; see getError().
+/// Errors: an exception that leaves the body ends only this thread; see getError().
 class ZET_API CThread : public virtual CBase {
 public:
     /// Identifies a running thread within the process.
     using ID = std::thread::id;
 
-    /// \param runnable   what to run, of which a reference is kept; null for a derived class with a runImpl()
-    ///                   of its own
-    /// \param logErrors  whether an exception that ends the thread goes to the log as an error
+    /// \param runnable   the body, to which a reference is kept; null if a derived class overrides runImpl()
+    /// \param logErrors  log an exception that ends the thread, as an error
     explicit CThread(IRunnable* runnable = nullptr, bool logErrors = true);
     CThread(const CThread&) = delete;
     CThread& operator=(const CThread&) = delete;
     ~CThread() override;
 
-    /// The name that debuggers and system tools show, from start() on. They may cut it: Linux after 15 bytes of
-    /// UTF-8. Default "" for the system's own.
+    /// The name of the thread in debuggers and system tools, from start() on. Linux shows the first 15 bytes of UTF-8.
+    /// Default: "", which leaves the name to the system.
     void setThreadName(const String& name) { m_name = name; }
     /// The whole name, as it was set.
-    String getThreadName() const { return m_name; }
+    [[nodiscard]] String getThreadName() const { return m_name; }
 
     /// Starts the thread.
-    /// \throws CError when it was started before, and, with domain "system", when the system has no more threads
-    /// \throws std::bad_alloc when there is no memory; like a refusal of the system, that may be tried again
+    /// \throws CError if it was started before; with domain "system" if the system has no more threads
+    /// \throws std::bad_alloc if there is no memory. After this, and after a refusal of the system, start() may be
+    ///                        called again
     void start();
-    /// Asks the thread to stop.
-    /// \param wait  return when its body has ended. Returns at once when the thread does not run, or is the
-    ///              calling one
+    /// Requests the thread to stop.
+    /// \param wait  wait for the end of the body. Does not wait if the thread does not run or is the calling one
     void stop(bool wait);
-    /// Whether the thread was started and its body has not ended: true from start() on.
-    bool isAlive() const noexcept { return m_state == State::Alive; }
-    /// What has ended the body by an exception; null while it runs and after an orderly end.
-    P<CError> getError() const;
+    /// True from start() to the end of the body.
+    [[nodiscard]] bool isAlive() const noexcept { return m_state == State::Alive; }
+    /// The exception that has ended the body. Null while it runs, and if it has returned.
+    [[nodiscard]] P<CError> getError() const;
 
-    /// The thread's own ID, from start() on; equal to that of no thread before. When the thread has ended, the
-    /// system may give it to another one.
-    ID getID() const noexcept { return m_id; }
+    /// The thread's ID once start() has been called; before that, equal to no thread's ID. After the end of the thread,
+    /// the system may use it for another thread.
+    [[nodiscard]] ID getID() const noexcept { return m_id; }
     /// The ID of the calling thread.
-    static ID getCurrentID() noexcept { return std::this_thread::get_id(); }
+    [[nodiscard]] static ID getCurrentID() noexcept { return std::this_thread::get_id(); }
 
-    /// Whether the thread's body shall go on: true until stop() is called.
-    virtual bool checkContinue();
+    /// False if the body must return: true until stop() is called.
+    [[nodiscard]] virtual bool checkContinue();
 
-    /// Does nothing for so many milliseconds; 0 and less return at once.
+    /// Waits for some milliseconds. Returns at once for 0 and less.
     static void sleep(int milliseconds);
 
 protected:
-    /// The thread's body: here, that of the IRunnable.
+    /// The thread's body. By default: runs the IRunnable.
     virtual void runImpl();
-    /// Called by stop(), on the thread that calls it, after checkContinue() has become false: for a body that
-    /// waits and has to be woken. Here it does nothing.
+    /// Called by stop(), on the thread of its caller, after checkContinue() has become false. A derived class overrides
+    /// it to wake a body that waits. By default: no effect.
     virtual void onStopRequested();
 
 private:
@@ -109,7 +107,7 @@ private:
     std::thread m_thread;  // guarded by m_mutex
 };
 
-/// Gives way to other threads in a loop that waits for one of them.
+/// Lets other threads run, in a loop that waits for one of them.
 /// \param isLongWait  the wait may be long: sleep for a millisecond instead of spinning
 ZET_API void threadYield(bool isLongWait);
 

@@ -16,16 +16,16 @@ public:
     constexpr CTime() noexcept = default;
 
     /// The system's wall clock.
-    static CTime now() noexcept;
-    /// Seconds since 1970, as `time_t` counts them. Beyond +-292,000 years the nearest time that can be told.
-    static CTime fromCTime(int64 seconds) noexcept;
+    [[nodiscard]] static CTime now() noexcept;
+    /// Seconds since 1970, as in `time_t`. Beyond about 292,000 years before or after 1970: the nearest possible time.
+    [[nodiscard]] static CTime fromCTime(int64 seconds) noexcept;
     /// Microseconds since 1970. The smallest count means "not set".
-    static constexpr CTime fromMicroseconds(int64 count) noexcept { return CTime(count); }
+    [[nodiscard]] static constexpr CTime fromMicroseconds(int64 count) noexcept { return CTime(count); }
 
-    /// Whether this is a time.
-    constexpr bool isSet() const noexcept { return m_microseconds != notSet; }
-    /// Microseconds since 1970; the smallest count when not set.
-    constexpr int64 getMicroseconds() const noexcept { return m_microseconds; }
+    /// True if this is a time.
+    [[nodiscard]] constexpr bool isSet() const noexcept { return m_microseconds != notSet; }
+    /// Microseconds since 1970; the smallest count if not set.
+    [[nodiscard]] constexpr int64 getMicroseconds() const noexcept { return m_microseconds; }
 
     /// Earlier times are less.
     friend constexpr auto operator<=>(const CTime&, const CTime&) noexcept = default;

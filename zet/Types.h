@@ -1,13 +1,13 @@
 #pragma once
 
-/// The base library: text, buffers, counted pointers, errors, time, streams, paths, resources, the log. It
-/// knows nothing of networks.
+/// The base library: text, buffers, counted pointers, errors, time, streams, paths, resources, the log. It does not
+/// depend on networks.
 namespace zet {
 
-/// Signed 64-bit integer. `long long` rather than `std::int64_t`, which is `long` on some systems and so
-/// would make overloads and format strings differ between them.
+/// Signed 64-bit integer. It is not `std::int64_t`, which is `long` on some systems and `long long` on others, so that
+/// overloads and format strings would differ.
 using int64 = long long;
-/// Unsigned 64-bit integer, likewise.
+/// Unsigned 64-bit integer.
 using uint64 = unsigned long long;
 
 }  // namespace zet

@@ -7,34 +7,34 @@
 
 namespace zet {
 
-/// A descriptor that any thread can make readable, to end another thread's wait for sockets.
+/// A descriptor that any thread can make readable, to wake another thread that waits for sockets.
 class CWakeUp : public virtual CBase {
 public:
-    /// \throws CError of domain "system" when the system gives no descriptor
+    /// \throws CError of domain "system" if the system has no descriptor
     CWakeUp();
     CWakeUp(const CWakeUp&) = delete;
     CWakeUp& operator=(const CWakeUp&) = delete;
     ~CWakeUp() override;
 
-    /// Makes the descriptor readable. Any thread; does nothing while it is readable already.
+    /// Makes the descriptor readable. Any thread; no effect if it is readable.
     void wake() noexcept {
         if (!m_isAwake.exchange(true)) {
             makeReadable();
         }
     }
-    /// Makes the descriptor unreadable again. For the one thread that waits, when it has found it readable.
-    /// Whatever was done before the wake() that this undoes can be seen by that thread afterwards.
+    /// Makes the descriptor unreadable again. Called by the one thread that waits, after the descriptor became readable.
+    /// The thread then sees everything that was done before wake().
     void clear() noexcept {
         makeUnreadable();
-        // After that: a wake() in between has nothing to write.
+        // Not before: the effect of a wake() in between would be removed, and later calls of wake() would do nothing.
         m_isAwake = false;
     }
 
-    /// To wait for; stays this object's.
+    /// The descriptor to wait for. This object owns it.
     std::intptr_t getDescriptor() const noexcept { return m_descriptor; }
 
-    /// Whether CPosixSelect can wait for descriptors that are opened from now on, which get the lowest free numbers.
-    bool canSelectNewDescriptors() const noexcept;
+    /// True if CPosixSelect can wait for the next descriptors that are opened. They get the lowest free numbers.
+    [[nodiscard]] bool canSelectNewDescriptors() const noexcept;
 
 private:
     // In the file of the platform.

@@ -9,8 +9,8 @@
 
 namespace zet {
 
-/// Element of a tree: name, attributes in order, text, child elements in order. The texts may hold any
-/// character, also those that an XML file cannot. One thread at a time; copies share their children.
+/// Element of a tree: name, attributes in order, text, child elements in order. The texts may contain every character,
+/// even those that are invalid in XML. One thread at a time. Copies share their children.
 class ZET_API CXMLElement : public virtual CBase {
 public:
     /// An element without text and children.
@@ -18,19 +18,19 @@ public:
     ~CXMLElement() override;
 
     /// Name of the element.
-    const String& getName() const noexcept { return m_name; }
+    [[nodiscard]] const String& getName() const noexcept { return m_name; }
     /// Attributes in the order in which they were added.
-    const CProps& getAttributes() const noexcept { return m_attributes; }
+    [[nodiscard]] const CProps& getAttributes() const noexcept { return m_attributes; }
     /// Text of the element itself; "" for none.
-    const String& getText() const noexcept { return m_text; }
-    /// Child elements in order; none is null.
-    const TArray<P<CXMLElement>>& getChildren() const noexcept { return m_children; }
+    [[nodiscard]] const String& getText() const noexcept { return m_text; }
+    /// Child elements in order; never null.
+    [[nodiscard]] const TArray<P<CXMLElement>>& getChildren() const noexcept { return m_children; }
 
     /// Adds an attribute, or replaces the value of the one with this name.
     void addAttribute(const String& name, const String& value) { m_attributes.add(name, value); }
     /// Replaces the text.
     void setText(const String& text) { m_text = text; }
-    /// Appends a child, of which a reference is kept. It must be neither null nor an element above this one.
+    /// Appends a child and keeps a reference to it. The child must not be null, this element or an element above it.
     void addChild(CXMLElement* child) { m_children.push_back(child); }
 
 private:

@@ -93,9 +93,12 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstddef>
 #include <iterator>
+#include <ostream>
 #include <span>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -970,6 +973,9 @@ void name_zet_CTimeSpan() {
     name(static_cast<int64 (Class::*)() const noexcept>(&Class::getMicroseconds));
     name(static_cast<int64 (Class::*)() const noexcept>(&Class::getMilliseconds));
     name(static_cast<CTimeSpan (*)(int64) noexcept>(&Class::fromMicroseconds));
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<std::chrono::milliseconds>());
+    }
 }
 
 void name_zet_CURI() {
@@ -991,6 +997,19 @@ void name_zet_CXMLElement() {
     name(static_cast<void (Class::*)(const String&, const String&)>(&Class::addAttribute));
     name(static_cast<void (Class::*)(const String&)>(&Class::setText));
     name(static_cast<void (Class::*)(CXMLElement*)>(&Class::addChild));
+}
+
+void name_zet_P() {
+    using Class = zet::P<vexil::CNetRequest>;
+    using namespace zet;
+    name(static_cast<Class (*)()>(&make<vexil::CNetRequest>));
+    if (t_construct) {
+        t_named += any<Class>() == any<P<IBase>>() ? 1 : 0;
+        t_named += any<Class>() == any<IBase*>() ? 1 : 0;
+        t_named += any<Class>() == nullptr ? 1 : 0;
+        t_named += any<Class>() < any<P<IBase>>() ? 1 : 0;
+        t_named += any<Class>() < any<IBase*>() ? 1 : 0;
+    }
 }
 
 void name_zet_TScopeExit() {
@@ -1090,6 +1109,21 @@ void name_zet_String() {
     if (t_construct) {
         [[maybe_unused]] const Class object(any<std::wstring_view>());
     }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const std::string>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<std::string_view>());
+    }
+    if (t_construct) {
+        t_named += any<String>() == any<const std::string>() ? 1 : 0;
+        t_named += any<String>() < any<const std::string>() ? 1 : 0;
+        t_named += any<String>() == any<std::string_view>() ? 1 : 0;
+        t_named += any<String>() < any<std::string_view>() ? 1 : 0;
+        t_named += any<std::ostream>() << any<String>() ? 1 : 0;
+        t_named += std::hash<String>()(any<String>()) != 0 ? 1 : 0;
+    }
+    name(static_cast<std::string (Class::*)() const>(&Class::operator std::string));
     name(static_cast<void (Class::*)(std::string_view)>(&Class::assignUTF8));
     name(static_cast<std::string (Class::*)() const>(&Class::toUTF8));
     name(static_cast<std::string (Class::*)() const>(&Class::toLatin1));
@@ -1529,6 +1563,7 @@ TEST(SurfaceTest, NamesEverythingPublic) {
     name_zet_CTimeSpan();
     name_zet_CURI();
     name_zet_CXMLElement();
+    name_zet_P();
     name_zet_TScopeExit();
     name_zet_ASCII<char>();
     name_zet_ASCII<wchar_t>();

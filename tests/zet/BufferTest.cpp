@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <span>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -48,6 +50,29 @@ TEST(BufferTest, AppendsAfterTheUsedElements) {
     EXPECT_EQ(textOf(buffer), "abcde");
     buffer.append(nullptr, 0);
     EXPECT_EQ(textOf(buffer), "abcde");
+}
+
+TEST(BufferTest, GivesItsUsedElementsAsARange) {
+    Buffer buffer = bufferOf("abc");
+    buffer.reserve(100);
+    std::string text;
+    for (const unsigned char byte : std::as_const(buffer)) {
+        text += static_cast<char>(byte);
+    }
+    EXPECT_EQ(text, "abc");
+    for (unsigned char& byte : buffer) {
+        ++byte;
+    }
+    EXPECT_EQ(textOf(buffer), "bcd");
+    buffer.span()[1] = 'x';
+    const std::span<const unsigned char> span = std::as_const(buffer).span();
+    EXPECT_EQ(span.data(), buffer.getData());
+    EXPECT_EQ(span.size(), 3u);
+    EXPECT_EQ(span[1], 'x');
+    EXPECT_EQ(std::span(buffer).size(), 3u);
+    const Buffer empty;
+    EXPECT_EQ(empty.begin(), empty.end());
+    EXPECT_TRUE(empty.span().empty());
 }
 
 TEST(BufferTest, KeepsItsContentWhenItGrows) {
@@ -144,7 +169,8 @@ TEST(BufferTest, RefusesNegativeSizes) {
     Buffer buffer = bufferOf("abc");
     EXPECT_EQ(whatOf([&] { buffer.setUsed(-1); }), "TBuffer::setUsed: size is negative");
     EXPECT_EQ(whatOf([&] { buffer.append(buffer.getData(), -1); }), "TBuffer::append: size is negative");
-    EXPECT_EQ(whatOf([] { Buffer(std::numeric_limits<int>::min()); }), "TBuffer::setUsed: size is negative");
+    EXPECT_EQ(whatOf([] { const Buffer negative(std::numeric_limits<int>::min()); }),
+              "TBuffer::setUsed: size is negative");
     EXPECT_EQ(textOf(buffer), "abc");
 }
 

@@ -141,8 +141,8 @@ public:
     explicit CSinkWithFlag(bool& isDestroyed) : m_isDestroyed(isDestroyed) {}
     ~CSinkWithFlag() override {
         // The slot can be used while the old sink is destroyed.
-        zet::getLogSink();
-        std::thread([] { zet::getLogSink(); }).join();
+        static_cast<void>(zet::getLogSink());
+        std::thread([] { static_cast<void>(zet::getLogSink()); }).join();
         m_isDestroyed = true;
     }
     void log(const CLogMessage&) override {}

@@ -1,4 +1,4 @@
-// A debug build aborts if an object is destroyed too early.
+// A debug build aborts if an object is destroyed too early, or otherwise than by its last P.
 #include "zet/Pointer.h"
 
 #include <gtest/gtest.h>
@@ -46,6 +46,73 @@ TEST(PointerDeathTest, AnObjectOnTheStackThatGoesFirst) {
             pointer = const_cast<CCounted*>(&object);
         },
         message);
+}
+
+const char* const otherwise = "destroyed otherwise than by its last P";
+
+TEST(PointerDeathTest, AnObjectThatDeleteDestroys) {
+    EXPECT_DEATH(delete new CCounted, otherwise);
+}
+
+TEST(PointerDeathTest, AnObjectThatAUniquePtrDestroys) {
+    EXPECT_DEATH(std::make_unique<CCounted>(), otherwise);
+}
+
+TEST(PointerDeathTest, AnObjectThatDeleteDestroysAfterAPHasReleasedIt) {
+    EXPECT_DEATH(
+        {
+            auto* const object = new CCounted;
+            object->addRef();
+            { const P<CCounted> pointer = object; }
+            delete object;
+        },
+        message);
+}
+
+/// Keeps a pointer to itself at its destruction.
+class CEscaping : public virtual zet::CBase {
+public:
+    explicit CEscaping(P<CEscaping>& kept) : m_kept(kept) {}
+    ~CEscaping() override { m_kept = this; }
+
+private:
+    P<CEscaping>& m_kept;
+};
+
+TEST(PointerDeathTest, AnObjectWhoseDestructorLeavesAPointerToIt) {
+    EXPECT_DEATH(
+        {
+            P<CEscaping> kept;
+            const P<CEscaping> pointer = new CEscaping(kept);
+        },
+        message);
+}
+
+class CFailing : public CCounted {
+public:
+    CFailing() { throw 1; }
+};
+
+/// Makes an object in its destructor, the constructor of which fails.
+class CTrying {
+public:
+    ~CTrying() { EXPECT_THROW(delete new CFailing, int); }
+};
+
+TEST(PointerDestructionTest, AFailedConstructorIsNoMistake) {
+    EXPECT_THROW(delete new CFailing, int);
+    const auto failTwice = [] {
+        const CTrying trying;
+        throw 2;
+    };
+    EXPECT_THROW(failTwice(), int);
+}
+
+TEST(PointerDestructionTest, ObjectsWithoutNewMayEndAnyhow) {
+    const CCounted onTheStack;
+    const auto shared = std::make_shared<CCounted>();
+    const std::unique_ptr<CCounted[]> array(new CCounted[2]);
+    EXPECT_NE(array, nullptr);
 }
 
 }  // namespace

@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <memory>
 #include <stdexcept>
+#include <type_traits>
+#include <vector>
 
 namespace {
 
@@ -117,6 +120,111 @@ TEST_F(PointerTest, ConvertsToBasesAndToConst) {
     EXPECT_EQ(root.dynamicCast<CDerived>().get(), derived.get());
     EXPECT_EQ(root.dynamicCast<CHolder>(), nullptr);
 }
+
+TEST_F(PointerTest, MakesAnObject) {
+    {
+        const P<CHolder> holder = zet::make<CHolder>(zet::make<CCounted>());
+        EXPECT_EQ(t_living, 2);
+    }
+    EXPECT_EQ(t_living, 0);
+}
+
+/// Refers to itself in its destructor.
+class CSelfReferring : public CCounted {
+public:
+    ~CSelfReferring() override { const P<CCounted> self = this; }
+};
+
+TEST_F(PointerTest, DeletesAnObjectOnceThatRefersToItselfInItsDestructor) {
+    { const P<CCounted> pointer = new CSelfReferring; }
+    EXPECT_EQ(t_living, 0);
+}
+
+TEST_F(PointerTest, ComparesAddresses) {
+    const P<CDerived> first = new CDerived;
+    const P<CDerived> second = new CDerived;
+    const P<CCounted> base = first;
+    const PC<CCounted> constant = first;
+    const P<CCounted> null;
+    EXPECT_TRUE(first == base && base == constant && first == first.get() && base.get() == first);
+    EXPECT_TRUE(first != second && first != second.get() && first != null && first != nullptr);
+    EXPECT_TRUE(null == nullptr && nullptr == null && !null && base);
+    EXPECT_EQ(first < second, first.get() < second.get());
+    EXPECT_EQ(first < second.get(), first.get() < second.get());
+    EXPECT_NE(first < second, second < first);
+    std::map<P<CCounted>, int> numbers{{first, 1}, {second, 2}};
+    EXPECT_EQ(numbers.at(base), 1);
+}
+
+// What is passed as a plain pointer must be the best fit, as for a plain pointer.
+
+char overload(CCounted*) {
+    return 'c';
+}
+char overload(const CCounted*) {
+    return 'k';
+}
+[[maybe_unused]] char overload(const void*) {
+    return 'v';
+}
+[[maybe_unused]] char overload(bool) {
+    return 'b';
+}
+
+TEST_F(PointerTest, IsPassedAsAPlainPointer) {
+    P<CDerived> derived = new CDerived;
+    const P<CDerived> same = derived;
+    const PC<CDerived> constant = derived;
+    EXPECT_EQ(overload(derived), 'c');
+    EXPECT_EQ(overload(same), 'c');
+    EXPECT_EQ(overload(constant), 'k');
+    EXPECT_EQ(overload(zet::make<CDerived>()), 'c');
+    CCounted* const object = same;
+    EXPECT_EQ(object, same.get());
+    const void* const address = same;
+    EXPECT_EQ(address, dynamic_cast<void*>(object));
+    const bool isSet = same;
+    EXPECT_TRUE(isSet);
+}
+
+// Only a P may delete the object, and an array is never counted. RefusedCode.cpp has `delete`, which g++ 12 refuses
+// everywhere instead of making the concept false.
+
+template <class T>
+concept CanAdd = requires(T pointer) {
+    pointer + 1;
+};
+template <class T>
+concept CanAddTo = requires(T pointer) {
+    1 + pointer;
+};
+template <class T>
+concept CanSubtract = requires(T pointer) {
+    pointer - 1;
+};
+template <class T>
+concept HasDistance = requires(T pointer) {
+    pointer - pointer;
+};
+template <class T>
+concept CanIndex = requires(T pointer) {
+    pointer[1];
+};
+template <class T>
+concept CanIncrement = requires(T pointer) {
+    ++pointer;
+};
+
+static_assert(!CanAdd<P<CCounted>> && !CanAdd<const PC<CCounted>> && CanAdd<CCounted*>);
+static_assert(!CanAddTo<P<CCounted>> && CanAddTo<CCounted*>);
+static_assert(!CanSubtract<P<CCounted>> && CanSubtract<CCounted*>);
+static_assert(!HasDistance<P<CCounted>> && HasDistance<CCounted*>);
+static_assert(!CanIndex<P<CCounted>> && !CanIndex<const PC<CCounted>> && CanIndex<CCounted*>);
+static_assert(!CanIncrement<P<CCounted>> && CanIncrement<CCounted*>);
+static_assert(!std::is_constructible_v<std::unique_ptr<CCounted>, P<CCounted>>);
+static_assert(!std::is_constructible_v<std::unique_ptr<const CCounted>, const PC<CCounted>&>);
+static_assert(std::is_constructible_v<std::unique_ptr<CCounted>, CCounted*>);
+static_assert(!std::is_constructible_v<std::shared_ptr<CCounted>, P<CCounted>>);
 
 class CDeclaredOnly;
 

@@ -171,7 +171,7 @@ TEST_F(SafeGlobalTest, RefusesToWaitForItself) {
 TEST_F(SafeGlobalTest, ClaimsAConstructionOnce) {
     CSafeGlobalGuard guard;
     EXPECT_TRUE(guard.claimConstruction());
-    EXPECT_THROW(guard.claimConstruction(), zet::CError);
+    EXPECT_THROW(static_cast<void>(guard.claimConstruction()), zet::CError);
     guard.finishConstruction(true);
     EXPECT_FALSE(guard.claimConstruction());
     EXPECT_EQ(guard.getState(), CSafeGlobalGuard::Constructed);

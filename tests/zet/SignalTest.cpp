@@ -8,7 +8,7 @@
 
 #include <atomic>
 #include <limits>
-#include <memory>
+#include <optional>
 #include <thread>
 #include <type_traits>
 
@@ -59,8 +59,8 @@ TEST(SignalTest, WakesEveryWaiter) {
 
 TEST(SignalTest, MayBeDestroyedByTheWaiterAtOnce) {
     for (int round = 0; round < 200; ++round) {
-        auto signal = std::make_unique<CSignal>();
-        std::thread setter([raw = signal.get()] { raw->set(); });
+        std::optional<CSignal> signal(std::in_place);
+        std::thread setter([raw = &*signal] { raw->set(); });
         signal->wait(-1);
         signal.reset();
         setter.join();

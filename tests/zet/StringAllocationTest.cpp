@@ -37,6 +37,18 @@ TEST(StringAllocationTest, ComparingWithPlainASCIIAllocatesNothing) {
     EXPECT_TRUE(isRight);
 }
 
+TEST(StringAllocationTest, ComparingWithUTF8AllocatesNothing) {
+    const std::string umlauts = std::string(longASCII) + "\xC3\xA4";
+    const String text(umlauts);
+    bool isRight = true;
+    EXPECT_EQ(allocationsOf([&] {
+                  isRight = text == umlauts && text == std::string_view(umlauts) && text == umlauts.c_str() &&
+                            text >= umlauts;
+              }),
+              0);
+    EXPECT_TRUE(isRight);
+}
+
 TEST(StringAllocationTest, SearchingForPlainASCIIAllocatesNothing) {
     const String text(longASCII);
     std::size_t found = String::npos;

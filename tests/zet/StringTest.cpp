@@ -1,12 +1,16 @@
 #include "zet/String.h"
 
+#include "tests/support/WhatOf.h"
 #include "zet/Error.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <iomanip>
 #include <limits>
+#include <sstream>
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -14,6 +18,8 @@ using namespace std::string_literals;
 using namespace std::string_view_literals;
 
 namespace {
+
+using vexil_test::whatOf;
 
 using zet::String;
 
@@ -28,7 +34,7 @@ std::wstring wide(char32_t c) {
 
 std::string messageOf(std::string_view bytes) {
     try {
-        String::fromUTF8(bytes);
+        static_cast<void>(String::fromUTF8(bytes));
     } catch (const zet::CError& error) {
         return error.what();
     }
@@ -291,6 +297,32 @@ TEST(StringTest, DecodesACharPointerStrictly) {
     EXPECT_EQ(text.view(), L"a\u00E4");
 }
 
+TEST(StringTest, IsMadeOfNarrowTexts) {
+    const std::string umlaut = "\xC3\xA4";
+    EXPECT_EQ(String(umlaut), L"\u00E4");
+    EXPECT_EQ(String(std::string_view(umlaut)), L"\u00E4");
+    const String implicitly = umlaut;
+    EXPECT_EQ(implicitly, L"\u00E4");
+    EXPECT_EQ(String("a\0b"sv).length(), 3u);
+    EXPECT_TRUE(String(std::string_view()).isEmpty());
+    String assigned;
+    assigned = umlaut;
+    EXPECT_EQ(assigned, L"\u00E4");
+}
+
+TEST(StringTest, DecodesNarrowTextsStrictly) {
+    EXPECT_EQ(whatOf([] { String text("\xFF"s); }), "Invalid UTF-8 data.");
+    EXPECT_EQ(whatOf([] { String text("\xC3"sv); }), "Invalid UTF-8 data.");
+    String text = "a";
+    EXPECT_EQ(whatOf([&] { text += "\xFF"s; }), "Invalid UTF-8 data.");
+    EXPECT_EQ(text, "a");
+}
+
+TEST(StringTest, ConvertsToANarrowTextOnRequest) {
+    EXPECT_EQ(std::string(String(L"\u00E4")), "\xC3\xA4");
+    static_assert(!std::is_convertible_v<String, std::string>);
+}
+
 TEST(StringTest, WritesNumbersInDecimal) {
     EXPECT_EQ(String::fromInt(0), "0");
     EXPECT_EQ(String::fromInt(-1), "-1");
@@ -478,6 +510,33 @@ TEST(StringTest, JoinsTexts) {
     EXPECT_EQ(right, "y");
 }
 
+TEST(StringTest, JoinsNarrowTexts) {
+    const String text("a");
+    const std::string umlaut = "\xC3\xA4";
+    EXPECT_EQ(text + umlaut, L"a\u00E4");
+    EXPECT_EQ(umlaut + text, L"\u00E4a");
+    EXPECT_EQ(text + std::string_view(umlaut), L"a\u00E4");
+    EXPECT_EQ(std::string_view(umlaut) + text, L"\u00E4a");
+    EXPECT_EQ(String("b") + umlaut + "c", L"b\u00E4c");
+    String sum = text;
+    sum += umlaut;
+    sum += std::string_view("b");
+    sum += 'c';
+    EXPECT_EQ(sum, L"a\u00E4bc");
+}
+
+// A number is not a character, and a null pointer is not a text.
+template <class T>
+concept CanBeAppended = requires(String text, T value) {
+    text += value;
+};
+static_assert(CanBeAppended<wchar_t> && CanBeAppended<char> && CanBeAppended<const char*>);
+static_assert(CanBeAppended<std::string> && CanBeAppended<std::string_view>);
+static_assert(!CanBeAppended<int> && !CanBeAppended<zet::int64> && !CanBeAppended<bool> &&
+              !CanBeAppended<double>);
+static_assert(!CanBeAppended<unsigned char> && !CanBeAppended<char32_t>);
+static_assert(!std::is_constructible_v<String, std::nullptr_t> && !std::is_constructible_v<String, int>);
+
 TEST(StringTest, OrdersUnitByUnit) {
     EXPECT_LT(String("A"), String("a"));
     EXPECT_LT(String("Z"), String("a"));
@@ -500,6 +559,71 @@ TEST(StringTest, ComparesWithASCIILikeWithAnyOtherText) {
         }
     }
 }
+
+TEST(StringTest, ComparesWithUTF8LikeWithAnyOtherText) {
+    const std::vector<std::string> texts{"",
+                                         "a",
+                                         "ab",
+                                         "b",
+                                         "\xC3\xA4",
+                                         "\xC3\xA4"
+                                         "b",
+                                         "a\xC3\xA4",
+                                         "\xEF\xBF\xBF",
+                                         "\xF0\x9F\x98\x80",
+                                         "\xF0\x9F\x98\x81",
+                                         std::string("a\0b", 3)};
+    for (const std::string& left : texts) {
+        for (const std::string& right : texts) {
+            const String text(left);
+            const bool isEqual = left == right;
+            const auto order = text <=> String(right);
+            EXPECT_EQ(text == right, isEqual) << described(left) << " " << described(right);
+            EXPECT_EQ(right == text, isEqual) << described(left) << " " << described(right);
+            EXPECT_EQ(text == std::string_view(right), isEqual) << described(left) << " " << described(right);
+            EXPECT_EQ(text <=> right, order) << described(left) << " " << described(right);
+            EXPECT_EQ(text <=> std::string_view(right), order) << described(left) << " " << described(right);
+            EXPECT_EQ(text != right, !isEqual) << described(left) << " " << described(right);
+            if (right.find('\0') == std::string::npos) {
+                EXPECT_EQ(text == right.c_str(), isEqual) << described(left) << " " << described(right);
+                EXPECT_EQ(text <=> right.c_str(), order) << described(left) << " " << described(right);
+            }
+        }
+    }
+    EXPECT_EQ(String(), static_cast<const char*>(nullptr));
+}
+
+TEST(StringTest, EqualsNoInvalidUTF8) {
+    for (const std::string_view invalid : {"\xFF"sv, "a\xFF"sv, "\xC3"sv}) {
+        for (const std::wstring_view text : {L""sv, L"a"sv, L"\u00FF"sv, L"\uFFFD"sv, L"\u00C3"sv}) {
+            EXPECT_NE(String(text), invalid) << described(invalid);
+            EXPECT_NE(String(text), std::string(invalid)) << described(invalid);
+        }
+    }
+    EXPECT_LT(String(L"\uFFFF"), "\xFF"sv);
+    EXPECT_GT(String(L"b"), "a\xFF"sv);
+}
+
+TEST(StringTest, IsWrittenAsUTF8) {
+    std::ostringstream out;
+    out << String(L"\u00E4") << std::setw(4) << String("b");
+    EXPECT_EQ(out.str(), "\xC3\xA4   b");
+}
+
+TEST(StringTest, CanBeTheKeyOfAnUnorderedMap) {
+    std::unordered_map<String, int> numbers;
+    numbers["a"] = 1;
+    numbers[L"\u00E4"] = 2;
+    EXPECT_EQ(numbers.at("\xC3\xA4"), 2);
+    EXPECT_EQ(numbers.count("b"), 0u);
+    EXPECT_NE(std::hash<String>()("a"), std::hash<String>()("b"));
+}
+
+#ifdef __cpp_lib_format
+TEST(StringTest, CanBeFormatted) {
+    EXPECT_EQ(std::format("{}|{:>3}", String(L"\u00E4"), String("b")), "\xC3\xA4|  b");
+}
+#endif
 
 TEST(StringTest, IsAValue) {
     String text("a text that fits in no small buffer");

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <limits>
 
 namespace {
@@ -69,6 +70,33 @@ TEST(TimeSpanTest, SaturatesAndStaysSet) {
     EXPECT_EQ(CTimeSpan::fromSeconds(9223372036855).getMicroseconds(), largest);
     EXPECT_EQ(CTimeSpan::fromSeconds(-9223372036854).getMicroseconds(), -9223372036854000000);
     EXPECT_EQ(CTimeSpan::fromSeconds(-9223372036855).getMicroseconds(), -largest);
+}
+
+TEST(TimeSpanTest, IsMadeOfDurations) {
+    using namespace std::chrono_literals;
+    const CTimeSpan implicitly = 7ms;
+    EXPECT_EQ(implicitly, CTimeSpan::fromMilliseconds(7));
+    EXPECT_EQ(CTimeSpan(7us).getMicroseconds(), 7);
+    EXPECT_EQ(CTimeSpan(-1999ns).getMicroseconds(), -1);
+    EXPECT_EQ(CTimeSpan(2h), CTimeSpan::fromSeconds(7200));
+    EXPECT_EQ(CTimeSpan(1.5s), CTimeSpan::fromMilliseconds(1500));
+    EXPECT_EQ(CTimeSpan(0s), CTimeSpan::fromSeconds(0));
+    static_assert(CTimeSpan(1s).getMicroseconds() == 1000000);
+}
+
+TEST(TimeSpanTest, IsMadeOfDurationsThatAreTooLong) {
+    using namespace std::chrono;
+    EXPECT_EQ(CTimeSpan(hours::max()).getMicroseconds(), largest);
+    EXPECT_EQ(CTimeSpan(hours::min()).getMicroseconds(), -largest);
+    EXPECT_EQ(CTimeSpan(seconds::max()).getMicroseconds(), largest);
+    EXPECT_EQ(CTimeSpan(seconds::min()).getMicroseconds(), -largest);
+    EXPECT_EQ(CTimeSpan(microseconds::max()).getMicroseconds(), largest);
+    EXPECT_EQ(CTimeSpan(microseconds::min()).getMicroseconds(), -largest);
+    EXPECT_EQ(CTimeSpan(microseconds(largest - 1)).getMicroseconds(), largest - 1);
+    EXPECT_EQ(CTimeSpan(duration<double>(1e300)).getMicroseconds(), largest);
+    EXPECT_EQ(CTimeSpan(duration<double>(-std::numeric_limits<double>::infinity())).getMicroseconds(),
+              -largest);
+    EXPECT_FALSE(CTimeSpan(duration<double>(std::numeric_limits<double>::quiet_NaN())).isSet());
 }
 
 TEST(TimeSpanTest, Orders) {
@@ -200,11 +228,12 @@ TEST(TimeFieldsTest, NamesDaysAndMonths) {
     for (int i = 0; i < 12; ++i) {
         EXPECT_EQ(CTimeFields::getEnglishMonthAbbrev(i + 1), months[i]);
     }
-    EXPECT_THROW(CTimeFields::getEnglishWeekDayAbbrev(-1), zet::CError);
-    EXPECT_THROW(CTimeFields::getEnglishWeekDayAbbrev(7), zet::CError);
-    EXPECT_THROW(CTimeFields::getEnglishMonthAbbrev(0), zet::CError);
-    EXPECT_THROW(CTimeFields::getEnglishMonthAbbrev(13), zet::CError);
-    EXPECT_THROW(CTimeFields::getEnglishMonthAbbrev(std::numeric_limits<int>::min()), zet::CError);
+    EXPECT_THROW(static_cast<void>(CTimeFields::getEnglishWeekDayAbbrev(-1)), zet::CError);
+    EXPECT_THROW(static_cast<void>(CTimeFields::getEnglishWeekDayAbbrev(7)), zet::CError);
+    EXPECT_THROW(static_cast<void>(CTimeFields::getEnglishMonthAbbrev(0)), zet::CError);
+    EXPECT_THROW(static_cast<void>(CTimeFields::getEnglishMonthAbbrev(13)), zet::CError);
+    EXPECT_THROW(static_cast<void>(CTimeFields::getEnglishMonthAbbrev(std::numeric_limits<int>::min())),
+                 zet::CError);
 }
 
 }  // namespace

@@ -81,7 +81,7 @@ namespace {
 std::size_t getCharacterLength(std::string_view bytes) {
     for (std::size_t length = 1; length <= std::min<std::size_t>(4, bytes.size()); ++length) {
         try {
-            String::fromUTF8(bytes.substr(0, length));
+            static_cast<void>(String::fromUTF8(bytes.substr(0, length)));
             return length;
         } catch (const CError&) {
             // The character may be longer.

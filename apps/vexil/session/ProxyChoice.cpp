@@ -22,7 +22,7 @@ bool isWhiteSpace(wchar_t character) {
 
 bool isUTF8(const std::string& value) {
     try {
-        String::fromUTF8(value);
+        static_cast<void>(String::fromUTF8(value));
         return true;
     } catch (const CError&) {
         return false;
