@@ -14,8 +14,8 @@ namespace {
 constexpr std::size_t lineLength = 76;
 
 std::string encode(const unsigned char* data, std::size_t length) {
-    // OpenSSL counts the characters of one call in an `int`, so the data is encoded in pieces. Their length is a
-    // multiple of three bytes, because padding is only allowed at the end of the text.
+    // OpenSSL counts the characters of one call in an `int`, so the data is encoded in pieces. Their length
+    // is a multiple of three bytes, because padding is only allowed at the end of the text.
     constexpr std::size_t pieceLength = 3 << 20;
     std::string text;
     for (std::size_t done = 0; done < length; done += pieceLength) {

@@ -21,7 +21,8 @@ class SIGIL_API IDigest : public virtual zet::IBase {
 public:
     /// Begins again. A new object need not be reset.
     virtual void reset() = 0;
-    /// Adds `length` bytes. `data` may be null if `length` is 0. A negative length is a zet::CInvalidArgError.
+    /// Adds `length` bytes. `data` may be null if `length` is 0. A negative length is a
+    /// zet::CInvalidArgError.
     virtual void update(const void* data, int length) = 0;
     /// Pointers to objects are refused: pass a pointer to bytes.
     template <zet::ObjectPointer Data, class Length>

@@ -1,6 +1,6 @@
 /// \file
-/// SIGIL_API marks what the shared library exports from sigil. Everything else is hidden, on Linux too, so that a missing
-/// mark is found before the next Windows build.
+/// SIGIL_API marks what the shared library exports from sigil. Everything else is hidden, on Linux too, so
+/// that a missing mark is found before the next Windows build.
 #pragma once
 
 #if defined(_WIN32)

@@ -52,7 +52,7 @@ SYSTEM_HEADER = re.compile(
     r"|windows|winsock2?|ws2tcpip|winhttp|process|shlobj)\.h|(sys|arpa|netinet|net)/.*\.h")
 INCLUDE = re.compile(r'^[ \t]*#[ \t]*include[ \t]*(?:"([^"]+)"|<([^>]+)>)', re.MULTILINE)
 MAX_COLUMNS = 110
-COMMENT_FOLDERS = ("apps", "bench", "examples", "fuzz", "tests", "vexil")
+COMMENT_FOLDERS = ("apps", "bench", "examples", "fuzz", "sigil", "tests", "vexil", "zet")
 MIN_PIECE = 40  # characters of a piece of a literal between two others
 LITERAL_AT_END = re.compile(r'"((?:\\.|[^"\\])*)"$')
 LITERAL_AT_BEGINNING = re.compile(r'\s*"((?:\\.|[^"\\])*)"')

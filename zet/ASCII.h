@@ -1,6 +1,6 @@
 /// \file
-/// Characters and case of ASCII, independent of the locale. Characters beyond ASCII are never digits, letters or
-/// control characters here, and have no case.
+/// Characters and case of ASCII, independent of the locale. Characters beyond ASCII are never digits, letters
+/// or control characters here, and have no case.
 #pragma once
 
 #include <algorithm>
@@ -26,8 +26,8 @@ constexpr bool isControl(Char c) noexcept {
     return static_cast<std::make_unsigned_t<Char>>(c) < 0x20 || c == 0x7F;
 }
 
-/// True for all control characters of Unicode: those of ASCII and U+0080 to U+009F. There is no form for `char`: a
-/// byte of UTF-8 in this range is a part of another character.
+/// True for all control characters of Unicode: those of ASCII and U+0080 to U+009F. There is no form for
+/// `char`: a byte of UTF-8 in this range is a part of another character.
 template <std::same_as<wchar_t> Char>
 constexpr bool isUnicodeControl(Char c) noexcept {
     return isControl(c) || (c >= 0x80 && c < 0xA0);
@@ -65,8 +65,8 @@ constexpr bool isAlphanumeric(Char c) noexcept {
 
 /// @{
 
-/// True if two texts are equal when "A" to "Z" are taken for "a" to "z". A narrow text beside a wide one must be ASCII;
-/// otherwise they are not equal.
+/// True if two texts are equal when "A" to "Z" are taken for "a" to "z". A narrow text beside a wide one must
+/// be ASCII; otherwise they are not equal.
 constexpr bool equalsNoCase(std::string_view left, std::string_view right) noexcept {
     return std::equal(left.begin(), left.end(), right.begin(), right.end(),
                       [](char a, char b) { return toLower(a) == toLower(b); });

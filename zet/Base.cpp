@@ -11,9 +11,9 @@ namespace {
 
 /// Blocks that operator new has returned and in which no object is constructed yet.
 ///
-/// Several blocks are open if the arguments of a constructor are built with `new`, too. The virtual base IBase is
-/// constructed before every other part of an object. So the first IBase inside an open block belongs to the complete
-/// object. Counted members of this object are constructed later and find the block closed.
+/// Several blocks are open if the arguments of a constructor are built with `new`, too. The virtual base
+/// IBase is constructed before every other part of an object. So the first IBase inside an open block belongs
+/// to the complete object. Counted members of this object are constructed later and find the block closed.
 class COpenBlocks {
 public:
     void open(void* memory, std::size_t size) noexcept {

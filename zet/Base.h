@@ -10,14 +10,15 @@ namespace zet {
 
 /// Root of everything that is counted: the virtual base of all interfaces and classes.
 ///
-/// The count starts at 0. `P<T>` increases it, and deletes the object when the count returns to 0. This applies only to
-/// objects made by `new` (by make() or std::make_unique, too), and only a `P<T>` may own such an object: not `delete`,
-/// not another smart pointer. Other objects are never deleted by a `P<T>`: those on the stack, inside another object, in
-/// a container, made by std::make_shared, or thrown. A `P<T>` may point to one for a while, if the object outlives it.
-/// Copying and assigning an object leaves both counts as they are.
+/// The count starts at 0. `P<T>` increases it, and deletes the object when the count returns to 0. This
+/// applies only to objects made by `new` (by make() or std::make_unique, too), and only a `P<T>` may own such
+/// an object: not `delete`, not another smart pointer. Other objects are never deleted by a `P<T>`: those on
+/// the stack, inside another object, in a container, made by std::make_shared, or thrown. A `P<T>` may point
+/// to one for a while, if the object outlives it. Copying and assigning an object leaves both counts as they
+/// are.
 ///
-/// A debug build of the library aborts with a message if an object made by `new` is destroyed otherwise than by its
-/// last `P<T>`, or if any object is destroyed while a `P<T>` points to it.
+/// A debug build of the library aborts with a message if an object made by `new` is destroyed otherwise than
+/// by its last `P<T>`, or if any object is destroyed while a `P<T>` points to it.
 ///
 /// Thread safety: the count may be changed from any thread.
 class ZET_API IBase {
@@ -50,8 +51,8 @@ private:
 
     mutable std::atomic<int> m_references{0};
     const bool m_isHeapObject;
-    // Exceptions in flight during the construction. A debug build of the library needs it; every build has it, so that
-    // the size does not depend on the build.
+    // Exceptions in flight during the construction. A debug build of the library needs it; every build has
+    // it, so that the size does not depend on the build.
     [[maybe_unused]] unsigned char m_exceptionsAtConstruction = 0;
 };
 

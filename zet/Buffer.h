@@ -20,9 +20,9 @@ namespace zet {
 
 /// Growable array of plain elements with a used size, such as the bytes of a body.
 ///
-/// Grows by doubling. New elements are not cleared. It is counted, but also a value: copies are deep. Sizes are counts of
-/// elements, at most 2147483647: more is a CError, less than 0 a CInvalidArgError. The buffer is unchanged after an
-/// error. One thread at a time.
+/// Grows by doubling. New elements are not cleared. It is counted, but also a value: copies are deep. Sizes
+/// are counts of elements, at most 2147483647: more is a CError, less than 0 a CInvalidArgError. The buffer
+/// is unchanged after an error. One thread at a time.
 template <class T>
 class TBuffer : public virtual CBase {
     static_assert(std::is_trivially_copyable_v<T>, "elements are moved as bytes");
@@ -43,8 +43,8 @@ public:
 
     /// @{
 
-    /// The elements, of which getUsed() are in use. Null before memory was reserved. Valid until the buffer grows, is
-    /// assigned to, swapped or destroyed.
+    /// The elements, of which getUsed() are in use. Null before memory was reserved. Valid until the buffer
+    /// grows, is assigned to, swapped or destroyed.
     [[nodiscard]] T* getData() noexcept { return m_data; }
     [[nodiscard]] const T* getData() const noexcept { return m_data; }
     /// @}
@@ -76,8 +76,8 @@ public:
         m_used = used;
     }
 
-    /// Copies `count` elements after the used ones. `data` may be null if `count` is 0. It must not point into this
-    /// buffer, which may move.
+    /// Copies `count` elements after the used ones. `data` may be null if `count` is 0. It must not point
+    /// into this buffer, which may move.
     void append(const T* data, int count) {
         if (count < 0) {
             throwNegativeBufferSize("append");
@@ -113,7 +113,7 @@ private:
                                                                              : m_capacity * 2;
         const int wanted = doubled > capacity ? doubled : capacity;
         // realloc moves large blocks by remapping pages, so a body of a gigabyte is never in memory twice.
-        // NOLINTNEXTLINE(clang-analyzer-optin.portability.UnixAPI): `wanted` is above `m_capacity`, so above 0.
+        // NOLINTNEXTLINE(clang-analyzer-optin.portability.UnixAPI): `wanted` > `m_capacity` >= 0
         void* memory = std::realloc(m_data, static_cast<std::size_t>(wanted) * sizeof(T));
         if (!memory) {
             throw std::bad_alloc();

@@ -7,12 +7,12 @@
 
 namespace zet {
 
-/// A stream over a buffer, with one position for reading and writing. Keeps a reference to the buffer. One thread at a
-/// time.
+/// A stream over a buffer, with one position for reading and writing. Keeps a reference to the buffer. One
+/// thread at a time.
 ///
-/// Positions are 0 to the used size; a greater one is a CError. Writing overwrites from the position on and lengthens the
-/// buffer as needed. If somebody else shortens the buffer to less than the position, reading finds the end, and writing
-/// is a CError until seek() moves back.
+/// Positions are 0 to the used size; a greater one is a CError. Writing overwrites from the position on and
+/// lengthens the buffer as needed. If somebody else shortens the buffer to less than the position, reading
+/// finds the end, and writing is a CError until seek() moves back.
 class ZET_API CBufferStream : public virtual CBase, public IInStream, public IOutStream {
 public:
     /// Over a new, empty buffer.

@@ -12,14 +12,14 @@
 
 namespace zet {
 
-/// The error type: every failure is a CError or derives from it. It is thrown by value and caught by reference as its own
-/// type, `CError`, `std::exception`, `CBase` or `IBase`.
+/// The error type: every failure is a CError or derives from it. It is thrown by value and caught by
+/// reference as its own type, `CError`, `std::exception`, `CBase` or `IBase`.
 ///
-/// To keep an error after its handler, or to pass it to another thread, use clone() and later throwClone(). Both keep the
-/// dynamic type; every derived class overrides both. Within a handler use `throw;`.
+/// To keep an error after its handler, or to pass it to another thread, use clone() and later throwClone().
+/// Both keep the dynamic type; every derived class overrides both. Within a handler use `throw;`.
 ///
-/// Thread safety: a plain value. Several threads may use different errors, and may read the same one while nobody
-/// changes it.
+/// Thread safety: a plain value. Several threads may use different errors, and may read the same one while
+/// nobody changes it.
 ///
 /// \code
 /// try {
@@ -75,10 +75,10 @@ private:
 
 /// Converts the exception that is being handled to an error to keep. Call it within a catch block.
 ///
-/// A CError becomes a clone, or a plain CError with the same message, domain, code, properties and inner error if clone()
-/// throws or returns null. A `std::bad_alloc` becomes the CError "Out of memory.". Another `std::exception` becomes a
-/// CError with its text, in which bytes that are not UTF-8 are replaced. Everything else becomes the CError
-/// "Unknown exception.".
+/// A CError becomes a clone, or a plain CError with the same message, domain, code, properties and inner
+/// error if clone() throws or returns null. A `std::bad_alloc` becomes the CError "Out of memory.". Another
+/// `std::exception` becomes a CError with its text, in which bytes that are not UTF-8 are replaced.
+/// Everything else becomes the CError "Unknown exception.".
 /// \return never null, even if there is no memory
 [[nodiscard]] ZET_API P<CError> currentExceptionToError() noexcept;
 

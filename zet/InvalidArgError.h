@@ -4,13 +4,13 @@
 
 namespace zet {
 
-/// A mistake of the caller: an invalid argument. Thrown before anything is changed or sent. It has no domain and the
-/// code -1.
+/// A mistake of the caller: an invalid argument. Thrown before anything is changed or sent. It has no domain
+/// and the code -1.
 class ZET_API CInvalidArgError : public CError {
 public:
     /// \param place    class and member that refuse the argument, joined by "::"
-    /// \param message  what is wrong, in a few lower-case words. getMessage() returns only this; what() returns the
-    ///                 place, ": " and the message
+    /// \param message  what is wrong, in a few lower-case words. getMessage() returns only this; what()
+    ///                 returns the place, ": " and the message
     CInvalidArgError(const String& place, const String& message, const CProps& props = CProps());
     CInvalidArgError(const CInvalidArgError&) = default;
     CInvalidArgError& operator=(const CInvalidArgError&) = default;

@@ -37,15 +37,16 @@ struct CLogMessage {
 /// \endcode
 class ZET_API ILogSink : public virtual IBase {
 public:
-    /// Called on the thread that logs, by several threads at once, while no lock is held. Exceptions are ignored.
+    /// Called on the thread that logs, by several threads at once, while no lock is held. Exceptions are
+    /// ignored.
     virtual void log(const CLogMessage& message) = 0;
 
 protected:
     ~ILogSink() override;
 };
 
-/// Replaces the process-wide sink and keeps a reference to the new one. Null, the default, drops every message. Any
-/// thread. A message that another thread is logging may still reach the old sink.
+/// Replaces the process-wide sink and keeps a reference to the new one. Null, the default, drops every
+/// message. Any thread. A message that another thread is logging may still reach the old sink.
 ZET_API void setLogSink(ILogSink* sink);
 /// The process-wide sink, or null. Any thread.
 [[nodiscard]] ZET_API P<ILogSink> getLogSink();
@@ -53,8 +54,8 @@ ZET_API void setLogSink(ILogSink* sink);
 /// \name Logging
 /// @{
 
-/// Passes a message to the sink, on the calling thread. The name tells the level. Any thread; never throws. Texts must
-/// not contain secrets. The body of a response belongs in an element.
+/// Passes a message to the sink, on the calling thread. The name tells the level. Any thread; never throws.
+/// Texts must not contain secrets. The body of a response belongs in an element.
 ZET_API void logInfo(const String& text) noexcept;
 ZET_API void logWarning(const String& text) noexcept;
 ZET_API void logWarning(const std::exception& error, const String& text,

@@ -9,8 +9,8 @@
 
 namespace zet {
 
-/// Mersenne twister, a generator of pseudo-random numbers for names and boundaries. Do not use it for secrets: the next
-/// numbers can be calculated from the earlier ones.
+/// Mersenne twister, a generator of pseudo-random numbers for names and boundaries. Do not use it for
+/// secrets: the next numbers can be calculated from the earlier ones.
 ///
 /// Thread safety: one thread at a time. Hold the lock of the global one while you use it.
 ///
@@ -24,7 +24,8 @@ public:
     explicit CMTRand(uint64 seed);
     ~CMTRand() override;
 
-    /// The process-wide generator, with another sequence in each process. Never null; lives until the process ends.
+    /// The process-wide generator, with another sequence in each process. Never null; lives until the process
+    /// ends.
     [[nodiscard]] static CMTRand* getGlobal();
     /// The lock to hold while the process-wide generator is used.
     [[nodiscard]] static CMutex& getGlobalInstanceMutex();

@@ -5,8 +5,8 @@
 
 namespace zet {
 
-/// A stream that reads the memory of the caller in place. The memory must stay unchanged while the stream is used.
-/// A position beyond the size is a CError. One thread at a time.
+/// A stream that reads the memory of the caller in place. The memory must stay unchanged while the stream is
+/// used. A position beyond the size is a CError. One thread at a time.
 class ZET_API CMemoryInStream : public virtual CBase, public IInStream {
 public:
     /// \param data  null is a CInvalidArgError unless the size is 0

@@ -17,11 +17,12 @@ concept PointsTo = std::is_convertible_v<U*, T*>;
 
 /// Intrusive counting pointer to an object that derives from IBase.
 ///
-/// Converts to and from a plain pointer implicitly, because setters take plain pointers and keep a `P<>`. What would
-/// misuse the plain pointer does not compile: `delete p`, `p + 1`, `p[1]`, `std::unique_ptr<T>(p)`.
+/// Converts to and from a plain pointer implicitly, because setters take plain pointers and keep a `P<>`.
+/// What would misuse the plain pointer does not compile: `delete p`, `p + 1`, `p[1]`,
+/// `std::unique_ptr<T>(p)`.
 ///
-/// The base is looked up once, when the pointer is made. So copying and destroying a `P<T>` works if T is only declared,
-/// and costs one atomic operation.
+/// The base is looked up once, when the pointer is made. So copying and destroying a `P<T>` works if T is
+/// only declared, and costs one atomic operation.
 ///
 /// Thread safety: several threads may use different pointers to one object, but not the same pointer.
 ///
@@ -97,8 +98,8 @@ private:
     template <class U>
     friend class P;
 
-    // With a second conversion to a pointer, `delete` does not know which to use. Everything else prefers the public
-    // conversion, because this one is `volatile`.
+    // With a second conversion to a pointer, `delete` does not know which to use. Everything else prefers the
+    // public conversion, because this one is `volatile`.
     operator const volatile T*() const volatile = delete;
     // Makes `std::unique_ptr<T>(p)` ambiguous.
     operator std::unique_ptr<T>() const = delete;
@@ -174,9 +175,9 @@ template <class T>
 inline constexpr bool isObjectPointer<P<T>> = true;
 /// @}
 
-/// A pointer to an object that contains addresses. All these pointers convert to `const void*`, but functions that take
-/// bytes refuse them: otherwise the addresses would be stored or sent. For plain structures of bytes use
-/// `static_cast<const void*>`.
+/// A pointer to an object that contains addresses. All these pointers convert to `const void*`, but functions
+/// that take bytes refuse them: otherwise the addresses would be stored or sent. For plain structures of
+/// bytes use `static_cast<const void*>`.
 template <class T>
 concept ObjectPointer = isObjectPointer<std::remove_cv_t<T>>;
 

@@ -12,9 +12,11 @@ namespace zet {
 /// `SocketSet` is the system's `fd_set`, which only the system's headers declare.
 class ZET_API CPosixSelect {
 public:
-    /// Waits until a socket in one of the sets is ready. Afterwards the sets contain only the sockets that are ready.
+    /// Waits until a socket in one of the sets is ready. Afterwards the sets contain only the sockets that
+    /// are ready.
     /// \param count  the highest descriptor plus 1; ignored on Windows
-    /// \param read, write, error  sockets to read from, to write to, and to check for urgent data; null for none
+    /// \param read, write, error  sockets to read from, to write to, and to check for urgent data; null for
+    ///                            none
     /// \param milliseconds  the longest wait; 0 does not wait, a negative number waits for ever
     /// \return how many sockets are ready; 0 after the time; -1 after a failure or a signal
     template <class SocketSet>

@@ -11,8 +11,8 @@ namespace zet {
 
 /// Finds the files that are installed with a program. Any thread.
 ///
-/// Searches in this order: the folders that the application has added, the latest first; the data folder of the
-/// installation, relative to the library's own file; a folder "resources" beside the library.
+/// Searches in this order: the folders that the application has added, the latest first; the data folder of
+/// the installation, relative to the library's own file; a folder "resources" beside the library.
 class ZET_API CResourceManager : public virtual CBase {
 public:
     /// A path of the running system.

@@ -23,9 +23,9 @@ public:
     /// The state at this moment.
     [[nodiscard]] State getState() const noexcept { return m_state.load(std::memory_order_acquire); }
 
-    /// Begins the construction, if no thread has begun it before. Returns true if the caller must construct the instance
-    /// and then call finishConstruction().
-    /// Throws a CError if the constructing thread calls it recursively, which would deadlock.
+    /// Begins the construction, if no thread has begun it before. Returns true if the caller must construct
+    /// the instance and then call finishConstruction(). Throws a CError if the constructing thread calls it
+    /// recursively, which would deadlock.
     [[nodiscard]] bool claimConstruction();
     /// Ends the construction. Called by the thread for which claimConstruction() returned true.
     void finishConstruction(bool succeeded) noexcept;
@@ -46,8 +46,9 @@ public:
 /// Throws the CError "Construction of static object has failed."
 [[noreturn]] ZET_API void throwStaticConstructionFailed();
 
-/// Owns one process-wide instance, which is constructed on first use. The construction is never repeated, even after a
-/// failure: a function-local static would try again after an exception, and so initialise a library twice. Any thread.
+/// Owns one process-wide instance, which is constructed on first use. The construction is never repeated,
+/// even after a failure: a function-local static would try again after an exception, and so initialise a
+/// library twice. Any thread.
 template <class T>
 class TSafeGlobal {
 public:

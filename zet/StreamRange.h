@@ -5,8 +5,9 @@
 
 namespace zet {
 
-/// A part of a stream as a separate stream: from the current position, to the end or of a given size. Positions count
-/// from there. Keeps a reference to the stream. Do not use the stream itself meanwhile. One thread at a time.
+/// A part of a stream as a separate stream: from the current position, to the end or of a given size.
+/// Positions count from there. Keeps a reference to the stream. Do not use the stream itself meanwhile. One
+/// thread at a time.
 class CStreamRange : public virtual CBase, public IInStream {
 public:
     /// \param stream  not null
@@ -14,7 +15,8 @@ public:
     explicit CStreamRange(IInStream* stream, int64 size = -1);
     ~CStreamRange() override;
 
-    /// \throws CError if the stream has fewer bytes than the given size, or returns a length that was not asked for
+    /// \throws CError if the stream has fewer bytes than the given size, or returns a length that was not
+    ///         asked for
     [[nodiscard]] int read(void* buffer, int maxLength) override;
     int64 getSize() override;
     /// \throws CError "The position is outside the stream." for a position below 0 or beyond the given size

@@ -51,7 +51,8 @@ private:
     int m_count = 1;
 };
 
-/// Length of the valid multi-byte sequence that starts at `p`; `c` becomes its code point. 0 if there is no valid one.
+/// Length of the valid multi-byte sequence that starts at `p`; `c` becomes its code point. 0 if there is no
+/// valid one.
 int decodeSequence(const unsigned char* p, const unsigned char* end, std::uint32_t& c) noexcept {
     int length;
     std::uint32_t smallest;
@@ -98,8 +99,8 @@ std::size_t countLeadingASCII(std::string_view bytes) noexcept {
     return i;
 }
 
-/// Replaces `out` by the decoded bytes. Returns false at the first byte that belongs to no valid sequence, unless
-/// `lossy`.
+/// Replaces `out` by the decoded bytes. Returns false at the first byte that belongs to no valid sequence,
+/// unless `lossy`.
 bool decodeUTF8(std::string_view bytes, std::wstring& out, bool lossy) {
     const std::size_t ascii = countLeadingASCII(bytes);
     out.resize(ascii);

@@ -20,13 +20,13 @@ namespace zet {
 
 /// Text of wide characters: UTF-32 if `wchar_t` has 4 bytes, UTF-16 if it has 2. May contain NUL.
 ///
-/// Narrow texts (`const char*`, `std::string`, `std::string_view`) are UTF-8, whatever the locale. Positions, lengths
-/// and comparisons count and compare `wchar_t` units. Case and white space (space, \\t, \\n, \\v, \\f, \\r) are those of
-/// ASCII only, because the texts compared without case here are protocol names. Comparing with a narrow text and
-/// searching for a `const char*` allocates nothing.
+/// Narrow texts (`const char*`, `std::string`, `std::string_view`) are UTF-8, whatever the locale. Positions,
+/// lengths and comparisons count and compare `wchar_t` units. Case and white space (space, \\t, \\n, \\v,
+/// \\f, \\r) are those of ASCII only, because the texts compared without case here are protocol names.
+/// Comparing with a narrow text and searching for a `const char*` allocates nothing.
 ///
-/// A plain value: several threads may use different objects. Errors: only the strict decoding of UTF-8 throws (a
-/// CError), and `std::bad_alloc` is thrown if there is no memory.
+/// A plain value: several threads may use different objects. Errors: only the strict decoding of UTF-8 throws
+/// (a CError), and `std::bad_alloc` is thrown if there is no memory.
 ///
 /// \code
 /// const String name = "Größe.txt";
@@ -60,8 +60,8 @@ public:
     explicit String(std::wstring_view text) : m_text(text) {}
 
     /// Decodes UTF-8 (RFC 3629) strictly.
-    /// \throws CError "Invalid UTF-8 data." for overlong forms, surrogates, values above U+10FFFF and incomplete
-    ///                sequences
+    /// \throws CError "Invalid UTF-8 data." for overlong forms, surrogates, values above U+10FFFF and
+    ///                incomplete sequences
     [[nodiscard]] static String fromUTF8(std::string_view bytes);
     /// Decodes UTF-8. Each byte that belongs to no valid sequence becomes one U+FFFD.
     [[nodiscard]] static String fromUTF8Lossy(std::string_view bytes);
@@ -116,8 +116,8 @@ public:
 
     /// @{
 
-    /// Compares with the beginning, the end or the whole text. `ascii` must be ASCII. "NoCase" takes 'A' to 'Z' for 'a'
-    /// to 'z'. Every text begins and ends with the empty one.
+    /// Compares with the beginning, the end or the whole text. `ascii` must be ASCII. "NoCase" takes 'A' to
+    /// 'Z' for 'a' to 'z'. Every text begins and ends with the empty one.
     [[nodiscard]] bool startsWith(const char* ascii) const noexcept;
     [[nodiscard]] bool startsWith(const String& text) const noexcept {
         return view().starts_with(text.view());
@@ -144,7 +144,8 @@ public:
     void trimRight();
     /// @}
 
-    /// Replaces every occurrence, from the left. The inserted text is not searched. An empty `from` has no effect.
+    /// Replaces every occurrence, from the left. The inserted text is not searched. An empty `from` has no
+    /// effect.
     void replaceAll(const String& from, const String& to);
     /// Replaces at most `count` units from `position` on. A position after the end means the end.
     void replace(std::size_t position, std::size_t count, const String& by);
@@ -192,8 +193,8 @@ public:
 
     /// @{
 
-    /// Compares unit by unit. A narrow text is UTF-8. One that is invalid equals no text: its first invalid byte is
-    /// greater than every unit. A null pointer is the empty text.
+    /// Compares unit by unit. A narrow text is UTF-8. One that is invalid equals no text: its first invalid
+    /// byte is greater than every unit. A null pointer is the empty text.
     friend bool operator==(const String& left, const String& right) noexcept {
         return left.m_text == right.m_text;
     }

@@ -25,7 +25,8 @@ CThread::~CThread() {
         return;
     }
     if (m_thread.get_id() == getCurrentID()) {
-        // A thread that joins itself waits for ever. A thread that is neither joined nor detached ends the process.
+        // A thread that joins itself waits for ever. A thread that is neither joined nor detached ends the
+        // process.
         m_thread.detach();
     } else {
         m_thread.join();

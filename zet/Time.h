@@ -17,7 +17,8 @@ public:
 
     /// The system's wall clock.
     [[nodiscard]] static CTime now() noexcept;
-    /// Seconds since 1970, as in `time_t`. Beyond about 292,000 years before or after 1970: the nearest possible time.
+    /// Seconds since 1970, as in `time_t`. Beyond about 292,000 years before or after 1970: the nearest
+    /// possible time.
     [[nodiscard]] static CTime fromCTime(int64 seconds) noexcept;
     /// Microseconds since 1970. The smallest count means "not set".
     [[nodiscard]] static constexpr CTime fromMicroseconds(int64 count) noexcept { return CTime(count); }

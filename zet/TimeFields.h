@@ -8,8 +8,8 @@
 
 namespace zet {
 
-/// A point in time as date and clock time (proleptic Gregorian), in UTC or in a time zone with a fixed distance from
-/// it. A plain value.
+/// A point in time as date and clock time (proleptic Gregorian), in UTC or in a time zone with a fixed
+/// distance from it. A plain value.
 ///
 /// The setters take any numbers; toTime() checks them. Texts are English and independent of the locale.
 class ZET_API CTimeFields {
@@ -28,14 +28,15 @@ public:
     void setDate(int year, int month, int day, int weekDay = -1) noexcept;
     /// Also sets the fraction of the second to 0.
     void setTime(int hour, int minute, int second) noexcept;
-    /// Sets the microseconds as a fraction of a second. Values outside 0 to 0.999999 become the nearest of the two.
+    /// Sets the microseconds as a fraction of a second. Values outside 0 to 0.999999 become the nearest of
+    /// the two.
     void setFractSecond(double fraction) noexcept;
     /// The fields are in a time zone this many minutes ahead of UTC (east of Greenwich; negative: west).
     /// \throws CError "Invalid date/time fields." for 100 hours and more
     void setTimeZone(int minutes);
 
-    /// The point in time. The fields are UTC if no time zone is set. Not set if the date or the clock time does not
-    /// exist. A second of 60 (a leap second) is the first one of the next minute.
+    /// The point in time. The fields are UTC if no time zone is set. Not set if the date or the clock time
+    /// does not exist. A second of 60 (a leap second) is the first one of the next minute.
     [[nodiscard]] CTime toTime() const noexcept;
 
     [[nodiscard]] int getYear() const noexcept { return m_year; }    ///< 0 (1 BC) to 9999

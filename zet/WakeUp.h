@@ -22,18 +22,20 @@ public:
             makeReadable();
         }
     }
-    /// Makes the descriptor unreadable again. Called by the one thread that waits, after the descriptor became readable.
-    /// The thread then sees everything that was done before wake().
+    /// Makes the descriptor unreadable again. Called by the one thread that waits, after the descriptor
+    /// became readable. The thread then sees everything that was done before wake().
     void clear() noexcept {
         makeUnreadable();
-        // Not before: the effect of a wake() in between would be removed, and later calls of wake() would do nothing.
+        // Not before: the effect of a wake() in between would be removed, and later calls of wake() would do
+        // nothing.
         m_isAwake = false;
     }
 
     /// The descriptor to wait for. This object owns it.
     std::intptr_t getDescriptor() const noexcept { return m_descriptor; }
 
-    /// True if CPosixSelect can wait for the next descriptors that are opened. They get the lowest free numbers.
+    /// True if CPosixSelect can wait for the next descriptors that are opened. They get the lowest free
+    /// numbers.
     [[nodiscard]] bool canSelectNewDescriptors() const noexcept;
 
 private:

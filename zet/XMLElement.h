@@ -9,8 +9,8 @@
 
 namespace zet {
 
-/// Element of a tree: name, attributes in order, text, child elements in order. The texts may contain every character,
-/// even those that are invalid in XML. One thread at a time. Copies share their children.
+/// Element of a tree: name, attributes in order, text, child elements in order. The texts may contain every
+/// character, even those that are invalid in XML. One thread at a time. Copies share their children.
 class ZET_API CXMLElement : public virtual CBase {
 public:
     /// An element without text and children.
@@ -30,7 +30,8 @@ public:
     void addAttribute(const String& name, const String& value) { m_attributes.add(name, value); }
     /// Replaces the text.
     void setText(const String& text) { m_text = text; }
-    /// Appends a child and keeps a reference to it. The child must not be null, this element or an element above it.
+    /// Appends a child and keeps a reference to it. The child must not be null, this element or an element
+    /// above it.
     void addChild(CXMLElement* child) { m_children.push_back(child); }
 
 private:

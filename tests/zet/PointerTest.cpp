@@ -187,8 +187,8 @@ TEST_F(PointerTest, IsPassedAsAPlainPointer) {
     EXPECT_TRUE(isSet);
 }
 
-// Only a P may delete the object, and an array is never counted. RefusedCode.cpp has `delete`, which g++ 12 refuses
-// everywhere instead of making the concept false.
+// Only a P may delete the object, and an array is never counted. RefusedCode.cpp has `delete`, which g++ 12
+// refuses everywhere instead of making the concept false.
 
 template <class T>
 concept CanAdd = requires(T pointer) {
