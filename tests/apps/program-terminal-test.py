@@ -98,8 +98,8 @@ class TerminalTest(FakeServerTest):
 class HelpTest(TerminalTest):
     def test_help_fits_the_terminal(self):
         self.environment["COLUMNS"] = "60"  # of another terminal
-        for columns, text in ((72, "There is no question before, and no way back. If nothing is there to"),
-                              (90, "There is no question before, and no way back. If nothing is there to delete, the exit code")):
+        for columns, text in ((72, "The command does not ask, and deleted objects are lost. If there is"),
+                              (90, "The command does not ask, and deleted objects are lost. If there is nothing to delete, the")):
             output, other_end = pty.openpty()
             fcntl.ioctl(other_end, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
             process = self.start("s3", "rm", "--help", stdout=other_end)
