@@ -31,8 +31,6 @@ PATTERN = re.compile("|".join(rf"\b({word})\b" for word, _ in WORDS), re.IGNOREC
 
 # The style guide and this script have to name the words.
 ALLOWED_FILES = ("docs/style.md", "tests/words-test.py")
-# Folders that are not checked yet.
-PENDING = ("sigil/", "zet/")
 FOLDERS = ("apps", "bench", "cmake", "docs", "examples", "fuzz", "scripts", "sigil", "tests", "vexil", "windows", "zet")
 PRODUCT = ("apps/", "sigil/", "vexil/", "zet/", "examples/")
 
@@ -100,10 +98,6 @@ def findings(text):
         yield found.start(), " ".join(found.group().split()), WORDS[found.lastindex - 1][1]
 
 
-def is_wanted(path, below):
-    return path.startswith(below) if below else not path.startswith(PENDING)
-
-
 def checked_files(root, below):
     names = [*root.glob("*.md"), root / "run", root / "test", root / "test-windows", root / ".ci/run",
              root / "CMakeLists.txt"]
@@ -113,7 +107,7 @@ def checked_files(root, below):
         path = file.relative_to(root).as_posix()
         is_text = file.suffix in (".h", ".cpp", ".py", ".md", ".sh", ".cmake", ".txt", ".in") or file.parent in (
             root, root / ".ci")
-        if file.is_file() and is_text and path not in ALLOWED_FILES and is_wanted(path, below):
+        if file.is_file() and is_text and path not in ALLOWED_FILES and path.startswith(below):
             yield file, path
 
 
@@ -153,7 +147,7 @@ def main(arguments):
         failures = list(check_commits(arguments[1]))
     elif not arguments or not arguments[0].startswith("-"):
         root = Path(arguments[0] if arguments else Path(__file__).parent.parent).resolve()
-        failures = list(check_files(root, tuple(arguments[1:])))
+        failures = list(check_files(root, tuple(arguments[1:]) or ("",)))
     else:
         sys.exit(__doc__)
     print("\n".join(failures) or "no word has to be replaced")
