@@ -120,6 +120,15 @@ step() {
     fi
 }
 
+# Runs a step that the monitor may refuse: one that has just started sometimes replies EPERM to commands.
+step_when_accepted() {
+    local deadline=$((SECONDS + start_seconds))
+    until step "$@"; do
+        grep -q EPERM "$logs/$1.out" && ((SECONDS < deadline)) || return
+        sleep 0.2
+    done
+}
+
 
 is_our_monitor() {
     [[ $(timeout 60 ceph -c "$config" --connect-timeout 30 fsid 2>/dev/null) == "$fsid" ]]
@@ -147,7 +156,7 @@ start_monitor() {
 start_osd() {
     local uuid
     uuid=$(cat /proc/sys/kernel/random/uuid)
-    step osd-new ceph -c "$config" osd new "$uuid" || return
+    step_when_accepted osd-new ceph -c "$config" osd new "$uuid" || return
     step osd-mkfs ceph-osd -c "$config" -i 0 --mkfs --osd-uuid "$uuid" || return
     step osd-crush ceph -c "$config" osd crush add osd.0 1.0 root=default host=local || return
     start_daemon osd ceph-osd -c "$config" -f -i 0
@@ -236,7 +245,7 @@ start() {
             return
         fi
         end_all
-        # Try once more after any failure: a monitor that has just started sometimes refuses its first commands.
+        # Try once more after any failure.
         ((attempt == 1)) || was_port_taken || break
     done
     show_logs_of "$culprit"
