@@ -8,3 +8,5 @@ s/^ *(virtual )?~[A-Za-z0-9]+\(\)( override)?( = default)?( \{.*\})?;?$//
 # Friends, and the memory of counted objects.
 s/^ *friend class .*;$//
 s/^ *static void\*? operator (new|delete)\(.*$//
+# Specializations in the namespace std: Doxygen does not find their scope.
+/^struct std::(hash|formatter)</,/^};/s/.*//
