@@ -172,7 +172,7 @@ public:
     Transfers(Runner runner, const Protocol& protocol, SMTPPeer& peer)
         : m_runner(runner), m_protocol(protocol), m_peer(peer), m_files(peer) {
         if (runner == Runner::OneManager) {
-            m_manager = std::make_unique<CAsyncNetRequestManager>();
+            m_manager = zet::make<CAsyncNetRequestManager>();
         } else if (runner == Runner::OneWorker) {
             m_worker = new CAsyncNetRequestThread(nullptr);
             m_worker->start();
@@ -235,7 +235,7 @@ private:
     const Protocol& m_protocol;
     SMTPPeer& m_peer;
     Files m_files;
-    std::unique_ptr<CAsyncNetRequestManager> m_manager;
+    zet::P<CAsyncNetRequestManager> m_manager;
     P<CAsyncNetRequestThread> m_worker;
     P<CNetRequest> m_request = new CNetRequest;
 };
