@@ -12,6 +12,7 @@ Usage: layout-test.py SOURCE_FOLDER
 - No include of ours leads nowhere.
 - A line with a comment has at most 110 columns.
 - A string literal of the product is not broken within a word, nor into pieces of a few words.
+- The name of a test suite ends with "Test".
 """
 import re
 import sys
@@ -182,6 +183,14 @@ def check_literals(root):
             yield from check_pieces(path, number, line, next_line)
 
 
+def check_suites(root):
+    macro = re.compile(r"^(?:TYPED_)?TEST(?:_F|_P)?\((\w+)", re.MULTILINE)
+    for file, path in source_files(root, "tests"):
+        for suite in macro.findall(file.read_text(encoding="utf-8")):
+            if not suite.endswith("Test"):
+                yield f"{path}: the name of the test suite {suite} does not end with \"Test\""
+
+
 def listed_files(root):
     """Files that a CMakeLists.txt names, with a variable for the platform standing for both."""
     listed = set()
@@ -208,7 +217,7 @@ def main():
     if not private or not any(source_files(root, *LIBRARIES)):
         sys.exit(f"layout-test.py: {root} is not the source tree")
     failures = [*check_order(ROOMS_BELOW), *check_order(PROGRAM_ROOMS_BELOW), *check_includes(root, private),
-                *check_comments(root), *check_literals(root), *check_lists(root)]
+                *check_comments(root), *check_literals(root), *check_suites(root), *check_lists(root)]
     print("\n".join(failures) or "the layout holds")
     sys.exit(1 if failures else 0)
 

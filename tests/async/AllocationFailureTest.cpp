@@ -101,17 +101,17 @@ std::string answerTo(const RecordedRequest& request) {
     return answerOf("HTTP/1.1 200 OK\r\nX-Header: a value of more than a few characters", body);
 }
 
-class AllocationFailure : public testing::Test {
+class AllocationFailureTest : public testing::Test {
 protected:
     /// How a try has ended.
     enum class End { Success, Failure, Wrong };
 
-    AllocationFailure() {
+    AllocationFailureTest() {
         std::signal(SIGALRM, &onAlarm);
         m_peer.setDefaultReply(&answerTo);
         static_cast<void>(zet::getLogSink());  // makes the sink, which stays
     }
-    ~AllocationFailure() override { alarm(0); }
+    ~AllocationFailureTest() override { alarm(0); }
 
     String url(const char* path) const { return String::fromUTF8(m_peer.url(path)); }
 
@@ -179,7 +179,7 @@ private:
 
 // ---- HTTP ------------------------------------------------------------------------------------------------
 
-TEST_F(AllocationFailure, OfADownload) {
+TEST_F(AllocationFailureTest, OfADownload) {
     const String address = url("/object");
     sweep([&] {
         CNetRequest request;
@@ -194,7 +194,7 @@ TEST_F(AllocationFailure, OfADownload) {
     });
 }
 
-TEST_F(AllocationFailure, OfADownloadOverAConnectionOfItsOwnKind) {
+TEST_F(AllocationFailureTest, OfADownloadOverAConnectionOfItsOwnKind) {
     const String address = url("/object");
     sweep([&] {
         CNetRequest request;
@@ -209,7 +209,7 @@ TEST_F(AllocationFailure, OfADownloadOverAConnectionOfItsOwnKind) {
     });
 }
 
-TEST_F(AllocationFailure, OfADownloadIntoAStream) {
+TEST_F(AllocationFailureTest, OfADownloadIntoAStream) {
     const String address = url("/object");
     sweep([&] {
         const P<TBuffer<unsigned char>> received = new TBuffer<unsigned char>;
@@ -222,7 +222,7 @@ TEST_F(AllocationFailure, OfADownloadIntoAStream) {
     });
 }
 
-TEST_F(AllocationFailure, OfAPost) {
+TEST_F(AllocationFailureTest, OfAPost) {
     const String address = url("/post");
     sweep(
         [&] {
@@ -248,7 +248,7 @@ TEST_F(AllocationFailure, OfAPost) {
         });
 }
 
-TEST_F(AllocationFailure, OfAStatusThatIsAnError) {
+TEST_F(AllocationFailureTest, OfAStatusThatIsAnError) {
     const String address = url("/page");
     std::optional<CTold> told;
     told.emplace();
@@ -279,7 +279,7 @@ TEST_F(AllocationFailure, OfAStatusThatIsAnError) {
 
 // ---- S3 --------------------------------------------------------------------------------------------------
 
-class AllocationFailureS3 : public AllocationFailure {
+class AllocationFailureS3Test : public AllocationFailureTest {
 protected:
     static CS3Client makeClient(const String& address) {
         CS3Client client("an access key that is long", "a secret key that is long", false);
@@ -289,7 +289,7 @@ protected:
     const String address = url("/");
 };
 
-TEST_F(AllocationFailureS3, OfAPut) {
+TEST_F(AllocationFailureS3Test, OfAPut) {
     sweep(
         [&] {
             CS3Client client = makeClient(address);
@@ -309,7 +309,7 @@ TEST_F(AllocationFailureS3, OfAPut) {
         });
 }
 
-TEST_F(AllocationFailureS3, OfAPutOfAStream) {
+TEST_F(AllocationFailureS3Test, OfAPutOfAStream) {
     sweep(
         [&] {
             CS3Client client = makeClient(address);
@@ -329,7 +329,7 @@ TEST_F(AllocationFailureS3, OfAPutOfAStream) {
         });
 }
 
-TEST_F(AllocationFailureS3, OfAGet) {
+TEST_F(AllocationFailureS3Test, OfAGet) {
     sweep([&] {
         CS3Client client = makeClient(address);
         CNetRequest request;
@@ -338,7 +338,7 @@ TEST_F(AllocationFailureS3, OfAGet) {
     });
 }
 
-TEST_F(AllocationFailureS3, OfAGetIntoAStream) {
+TEST_F(AllocationFailureS3Test, OfAGetIntoAStream) {
     sweep([&] {
         CS3Client client = makeClient(address);
         CNetRequest request;
@@ -349,7 +349,7 @@ TEST_F(AllocationFailureS3, OfAGetIntoAStream) {
     });
 }
 
-TEST_F(AllocationFailureS3, OfAnErrorOfTheService) {
+TEST_F(AllocationFailureS3Test, OfAnErrorOfTheService) {
     sweep([&] {
         CS3Client client = makeClient(address);
         CNetRequest request;
@@ -362,7 +362,7 @@ TEST_F(AllocationFailureS3, OfAnErrorOfTheService) {
     });
 }
 
-TEST_F(AllocationFailureS3, OfAListing) {
+TEST_F(AllocationFailureS3Test, OfAListing) {
     sweep([&] {
         const P<CS3Client> client = new CS3Client(makeClient(address));
         const P<CNetRequest> request = new CNetRequest;
@@ -402,7 +402,7 @@ void playMail(ScriptedPeer& peer, const std::string& message) {
         .clientMayLeave();
 }
 
-TEST_F(AllocationFailure, OfAMail) {
+TEST_F(AllocationFailureTest, OfAMail) {
     const std::string text = "Subject: the subject of this mail\r\n\r\ntext\r\n";
     std::optional<ScriptedPeer> server;
     const auto renew = [&] {
@@ -429,7 +429,7 @@ TEST_F(AllocationFailure, OfAMail) {
         });
 }
 
-TEST_F(AllocationFailure, OfAMessageWithAnAttachment) {
+TEST_F(AllocationFailureTest, OfAMessageWithAnAttachment) {
     const std::string file(1000, 'x');
     sweep([&] {
         const P<CMimeMessage> text = new CMimeMessage("text/plain; charset=utf-8");
@@ -447,7 +447,7 @@ TEST_F(AllocationFailure, OfAMessageWithAnAttachment) {
 
 // ---- FTP -------------------------------------------------------------------------------------------------
 
-TEST_F(AllocationFailure, OfAnFTPListing) {
+TEST_F(AllocationFailureTest, OfAnFTPListing) {
     const std::string entries = "type=file;size=3;modify=20260102030405; a file with a long name\r\n"
                                 "type=dir;modify=20260102030405; a directory with a long name\r\n";
     const FTPDialogue dialogue = {
@@ -489,7 +489,7 @@ TEST_F(AllocationFailure, OfAnFTPListing) {
 // ---- many at once ----------------------------------------------------------------------------------------
 
 /// Notifications of a request that succeeds, of one that fails by its status, and of one without a response.
-class AllocationFailureOfMany : public AllocationFailure {
+class AllocationFailureOfManyTest : public AllocationFailureTest {
 protected:
     static constexpr std::size_t count = 3;
 
@@ -521,7 +521,7 @@ protected:
     std::optional<std::array<CTold, count>> told{std::in_place};
 };
 
-TEST_F(AllocationFailureOfMany, OnAManager) {
+TEST_F(AllocationFailureOfManyTest, OnAManager) {
     bool isAdded[count] = {};
     sweep(
         [&] {
@@ -568,7 +568,7 @@ protected:
     }
 };
 
-TEST_F(AllocationFailureOfMany, OnAWorker) {
+TEST_F(AllocationFailureOfManyTest, OnAWorker) {
     sweep(
         [&] {
             const P<CStarvingWorker> worker = new CStarvingWorker;

@@ -47,9 +47,9 @@ std::optional<CCURLError> resultOf(CNetRequest& request) {
 
 // ---- each state, under each driver -----------------------------------------------------------------------
 
-class CancelStates : public testing::TestWithParam<Driver> {
+class CancelStatesTest : public testing::TestWithParam<Driver> {
 protected:
-    ~CancelStates() override {
+    ~CancelStatesTest() override {
         request = nullptr;
         peer.release("never");
         EXPECT_TRUE(peer.waitUntilIdle());
@@ -67,7 +67,7 @@ protected:
     P<CNetRequest> request = makeCancellable(peer.url("/a"));
     const P<TestProgress> progress = new TestProgress;
 };
-INSTANTIATE_TEST_SUITE_P(UnderEach, CancelStates, testing::ValuesIn(allDrivers), nameOfDriver);
+INSTANTIATE_TEST_SUITE_P(UnderEach, CancelStatesTest, testing::ValuesIn(allDrivers), nameOfDriver);
 
 /// A server with a full queue: connections are not refused, but are not established either.
 class FullServer {
@@ -89,7 +89,7 @@ private:
     std::vector<asio::ip::tcp::socket> m_waiting;
 };
 
-TEST_P(CancelStates, WhileConnecting) {
+TEST_P(CancelStatesTest, WhileConnecting) {
     const FullServer server;
     request->setURL(String::fromUTF8(server.url()));
     request->setTransferProgress(progress);
@@ -101,7 +101,7 @@ TEST_P(CancelStates, WhileConnecting) {
     EXPECT_EQ(error->getResponseCodeDomain(), "http");
 }
 
-TEST_P(CancelStates, WhileATLSHandshakeIsNotAnswered) {
+TEST_P(CancelStatesTest, WhileATLSHandshakeIsNotAnswered) {
     const SilentServer server;
     request->setURL(String::fromUTF8("https" + server.url().substr(4)));
     request->setHTTPMethod("PUT");
@@ -112,7 +112,7 @@ TEST_P(CancelStates, WhileATLSHandshakeIsNotAnswered) {
     EXPECT_EQ(error->getHTTPMethod(), "PUT");
 }
 
-TEST_P(CancelStates, WhileWaitingForTheResponse) {
+TEST_P(CancelStatesTest, WhileWaitingForTheResponse) {
     request->setHTTPMethod("GET");
     request->setTransferProgress(progress);
     peer.onConnection().clientMayLeave().expectRequest().waitForClose();
@@ -126,7 +126,7 @@ TEST_P(CancelStates, WhileWaitingForTheResponse) {
     EXPECT_EQ(error->getResponseCode(), 0);
 }
 
-TEST_P(CancelStates, InTheMiddleOfADownload) {
+TEST_P(CancelStatesTest, InTheMiddleOfADownload) {
     peer.onConnection()
         .clientMayLeave()
         .expectRequest()
@@ -144,7 +144,7 @@ TEST_P(CancelStates, InTheMiddleOfADownload) {
     EXPECT_EQ(error->getHTTPStatusLine(), "HTTP/1.1 200 OK");
 }
 
-TEST_P(CancelStates, InTheMiddleOfAnUpload) {
+TEST_P(CancelStatesTest, InTheMiddleOfAnUpload) {
     peer.onConnection()
         .clientMayLeave()
         .expectHead()
@@ -169,7 +169,7 @@ TEST_P(CancelStates, InTheMiddleOfAnUpload) {
     expectCancelled(cancelWhen([&] { waitFor(begun); }));
 }
 
-TEST_P(CancelStates, WithoutASocketToWaitFor) {
+TEST_P(CancelStatesTest, WithoutASocketToWaitFor) {
     constexpr std::uint64_t size = 64 * 1024 * 1024;
     peer.onConnection()
         .clientMayLeave()
@@ -185,7 +185,7 @@ TEST_P(CancelStates, WithoutASocketToWaitFor) {
     EXPECT_LT(request->getDownloadedBytes(), size);
 }
 
-TEST_P(CancelStates, FromWithinASink) {
+TEST_P(CancelStatesTest, FromWithinASink) {
     peer.onConnection()
         .clientMayLeave()
         .expectRequest()
@@ -198,7 +198,7 @@ TEST_P(CancelStates, FromWithinASink) {
     expectCancelled(thrownBy<CCURLError>([&] { drive(GetParam(), *request); }));
 }
 
-TEST_P(CancelStates, FromWithinOnProgress) {
+TEST_P(CancelStatesTest, FromWithinOnProgress) {
     peer.setDefaultReply(okReply);
     progress->then = [this](const ProgressNumbers&) { request->cancel(); };
     request->setTransferProgress(progress);
@@ -206,7 +206,7 @@ TEST_P(CancelStates, FromWithinOnProgress) {
     EXPECT_THAT(progress->calls, SizeIs(1));
 }
 
-TEST_P(CancelStates, TheRequestIsUsedAgainOnAnotherConnection) {
+TEST_P(CancelStatesTest, TheRequestIsUsedAgainOnAnotherConnection) {
     peer.onConnection().clientMayLeave().expectRequest().waitForClose();
     expectCancelled(cancelWhen([&] { EXPECT_TRUE(peer.waitForRequests(1)); }));
     peer.onConnection().expectRequest().reply(okReply);
@@ -215,7 +215,7 @@ TEST_P(CancelStates, TheRequestIsUsedAgainOnAnotherConnection) {
     EXPECT_EQ(peer.connectionCount(), 2u);
 }
 
-TEST_P(CancelStates, TheDoneListenerIsToldTheError) {
+TEST_P(CancelStatesTest, TheDoneListenerIsToldTheError) {
     peer.onConnection().clientMayLeave().expectRequest().waitForClose();
     const P<TestListener> listener = new TestListener;
     request->setDoneListener(listener);
@@ -225,7 +225,7 @@ TEST_P(CancelStates, TheDoneListenerIsToldTheError) {
     EXPECT_EQ(listener->errorSeen->getMessage(), cancelledMessage);
 }
 
-TEST_P(CancelStates, WhatAProgressObjectThrowsIsTheResult) {
+TEST_P(CancelStatesTest, WhatAProgressObjectThrowsIsTheResult) {
     peer.setDefaultReply(okReply);
     progress->then = [](const ProgressNumbers&) { throw OwnError("enough"); };
     request->setTransferProgress(progress);
@@ -236,7 +236,7 @@ TEST_P(CancelStates, WhatAProgressObjectThrowsIsTheResult) {
     EXPECT_THAT(progress->calls, SizeIs(1));
 }
 
-TEST_P(CancelStates, ACancelOfTheTransferBeforeIsForgotten) {
+TEST_P(CancelStatesTest, ACancelOfTheTransferBeforeIsForgotten) {
     peer.setDefaultReply(okReply);
     for (int i = 0; i < 3; ++i) {
         request->cancel();
@@ -326,7 +326,7 @@ Clock::duration timeOfTenCancels(int count, const std::function<P<CNetRequest>()
     return time;
 }
 
-class CancelUnderAManager : public testing::Test {
+class CancelUnderAManagerTest : public testing::Test {
 protected:
     void SetUp() override { peer.setDefaultReply(okReply); }
     void TearDown() override {
@@ -342,25 +342,25 @@ protected:
     LogCapture log;
 };
 
-TEST_F(CancelUnderAManager, ItsWaitIsEnded) {
+TEST_F(CancelUnderAManagerTest, ItsWaitIsEnded) {
     expectOnceLessThan(milliseconds(3000),
                        [this] { return timeOfTenCancels(20, [this] { return makeSilent(); }); });
 }
 
-TEST_F(CancelUnderAManager, ItsWaitIsEndedWhereVeryManyWait) {
+TEST_F(CancelUnderAManagerTest, ItsWaitIsEndedWhereVeryManyWait) {
     // More than are safe with select().
     expectOnceLessThan(milliseconds(3000),
                        [this] { return timeOfTenCancels(veryMany, [this] { return makeSilent(); }); });
 }
 
-TEST_F(CancelUnderAManager, ItsWaitIsEndedWhereCancellingWasEnabledBehindAdding) {
+TEST_F(CancelUnderAManagerTest, ItsWaitIsEndedWhereCancellingWasEnabledBehindAdding) {
     expectOnceLessThan(milliseconds(3000), [this] {
         return timeOfTenCancels(
             20, [this] { return makeSilent(); }, true);
     });
 }
 
-TEST_F(CancelUnderAManager, ACancelBehindAddingCounts) {
+TEST_F(CancelUnderAManagerTest, ACancelBehindAddingCounts) {
     CAsyncNetRequestManager manager;
     const P<CNetRequest> request = makeSilent();
     manager.addRequest(request);
@@ -369,7 +369,7 @@ TEST_F(CancelUnderAManager, ACancelBehindAddingCounts) {
     expectCancelled(resultOf(*request));
 }
 
-TEST_F(CancelUnderAManager, OthersGoOn) {
+TEST_F(CancelUnderAManagerTest, OthersGoOn) {
     constexpr int count = 20;
     peer.setDefaultReply(ScriptedPeer::DefaultReply());
     for (int i = 0; i < count; ++i) {
@@ -400,7 +400,7 @@ TEST_F(CancelUnderAManager, OthersGoOn) {
     }
 }
 
-TEST_F(CancelUnderAManager, ARemovedRequestIsNotCancelled) {
+TEST_F(CancelUnderAManagerTest, ARemovedRequestIsNotCancelled) {
     CAsyncNetRequestManager manager;
     const P<CNetRequest> request = makeSilent();
     manager.addRequest(request);
@@ -414,7 +414,7 @@ TEST_F(CancelUnderAManager, ARemovedRequestIsNotCancelled) {
     EXPECT_EQ(bodyOf(*request), "ok");
 }
 
-TEST_F(CancelUnderAManager, AListenerMayBeginTheNextTransfer) {
+TEST_F(CancelUnderAManagerTest, AListenerMayBeginTheNextTransfer) {
     CAsyncNetRequestManager manager;
     const P<CNetRequest> request = makeSilent();
     const P<TestListener> listener = new TestListener;
@@ -438,7 +438,7 @@ std::ptrdiff_t countDescriptors() {
     return std::distance(begin, std::filesystem::directory_iterator());
 }
 
-TEST_F(CancelUnderAManager, NothingOfAManagerIsKeptByItsRequests) {
+TEST_F(CancelUnderAManagerTest, NothingOfAManagerIsKeptByItsRequests) {
     if (!std::filesystem::exists("/proc/self/fd")) {
         GTEST_SKIP() << "no list of the descriptors";
     }
@@ -465,7 +465,7 @@ TEST_F(CancelUnderAManager, NothingOfAManagerIsKeptByItsRequests) {
 
 // ---- a worker --------------------------------------------------------------------------------------------
 
-class CancelUnderAWorker : public AsyncNetRequestThreadTest {
+class CancelUnderAWorkerTest : public AsyncNetRequestThreadTest {
 protected:
     P<CNetRequest> makeSilent() const { return makeCancellable(silent.url()); }
     P<CNetRequest> makeAnswered() {
@@ -481,7 +481,7 @@ protected:
     const SilentServer silent;
 };
 
-TEST_F(CancelUnderAWorker, ItsWaitIsEnded) {
+TEST_F(CancelUnderAWorkerTest, ItsWaitIsEnded) {
     thread->start();
     // One pass each would be 2 s.
     expectOnceLessThan(milliseconds(1000), [this] {
@@ -500,7 +500,7 @@ TEST_F(CancelUnderAWorker, ItsWaitIsEnded) {
     });
 }
 
-TEST_F(CancelUnderAWorker, OneOfVeryManyEnds) {
+TEST_F(CancelUnderAWorkerTest, OneOfVeryManyEnds) {
     thread->start();
     TArray<P<CNetRequest>> requests;
     for (int i = 0; i < veryMany; ++i) {
@@ -519,7 +519,7 @@ TEST_F(CancelUnderAWorker, OneOfVeryManyEnds) {
     }
 }
 
-TEST_F(CancelUnderAWorker, ACancelBehindTheHandOverCounts) {
+TEST_F(CancelUnderAWorkerTest, ACancelBehindTheHandOverCounts) {
     thread->start();
     gate->hold();
     const P<CNetRequest> request = makeSilent();
@@ -530,7 +530,7 @@ TEST_F(CancelUnderAWorker, ACancelBehindTheHandOverCounts) {
     expectCancelled(resultOf(*request));
 }
 
-TEST_F(CancelUnderAWorker, ACancelBeforeTheStartCounts) {
+TEST_F(CancelUnderAWorkerTest, ACancelBeforeTheStartCounts) {
     const P<CNetRequest> request = makeSilent();
     thread->addRequest(request);
     request->cancel();
@@ -538,7 +538,7 @@ TEST_F(CancelUnderAWorker, ACancelBeforeTheStartCounts) {
     expectCancelled(resultOf(*request));
 }
 
-TEST_F(CancelUnderAWorker, ACancelBeforeTheHandOverIsForgotten) {
+TEST_F(CancelUnderAWorkerTest, ACancelBeforeTheHandOverIsForgotten) {
     thread->start();
     gate->hold();
     const P<CNetRequest> request = makeAnswered();
@@ -548,7 +548,7 @@ TEST_F(CancelUnderAWorker, ACancelBeforeTheHandOverIsForgotten) {
     expectSuccess(request);
 }
 
-TEST_F(CancelUnderAWorker, WhatIsRemovedBeforeItIsTakenOverBeginsAnew) {
+TEST_F(CancelUnderAWorkerTest, WhatIsRemovedBeforeItIsTakenOverBeginsAnew) {
     thread->start();
     gate->hold();
     const P<CNetRequest> request = makeAnswered();
@@ -567,7 +567,7 @@ TEST_F(CancelUnderAWorker, WhatIsRemovedBeforeItIsTakenOverBeginsAnew) {
     EXPECT_EQ(bodyOf(*request), "ok");
 }
 
-TEST_F(CancelUnderAWorker, WhatADeadWorkerHasNotTakenOverBeginsAnewElsewhere) {
+TEST_F(CancelUnderAWorkerTest, WhatADeadWorkerHasNotTakenOverBeginsAnewElsewhere) {
     thread->start();
     thread->addRequest(makePoison());
     waitForEnd();
@@ -593,7 +593,7 @@ TEST_F(CancelUnderAWorker, WhatADeadWorkerHasNotTakenOverBeginsAnewElsewhere) {
     expectSuccess(request);
 }
 
-TEST_F(CancelUnderAWorker, ACancelBehindItsDeathChangesNothing) {
+TEST_F(CancelUnderAWorkerTest, ACancelBehindItsDeathChangesNothing) {
     thread->start();
     const P<CNetRequest> request = makeSilent();
     thread->addRequest(request);
@@ -608,7 +608,7 @@ TEST_F(CancelUnderAWorker, ACancelBehindItsDeathChangesNothing) {
     EXPECT_EQ(bodyOf(*request), "ok");
 }
 
-TEST_F(CancelUnderAWorker, AFailedHandOverLeavesARequestThatWorks) {
+TEST_F(CancelUnderAWorkerTest, AFailedHandOverLeavesARequestThatWorks) {
     const P<CNetRequest> request = makePoison();
     request->setCancellable(true);
     thread->addRequest(request);
@@ -625,7 +625,7 @@ TEST_F(CancelUnderAWorker, AFailedHandOverLeavesARequestThatWorks) {
     expectSuccess(request);
 }
 
-TEST_F(CancelUnderAWorker, AListenerMayBeginTheNextTransfer) {
+TEST_F(CancelUnderAWorkerTest, AListenerMayBeginTheNextTransfer) {
     peer.setDefaultReply(okReply);
     thread->start();
     const P<CNetRequest> request = makeSilent();
@@ -646,7 +646,7 @@ TEST_F(CancelUnderAWorker, AListenerMayBeginTheNextTransfer) {
     EXPECT_EQ(listener->count, 2);
 }
 
-TEST_F(CancelUnderAWorker, AListenerMayCancelTheNextTransfer) {
+TEST_F(CancelUnderAWorkerTest, AListenerMayCancelTheNextTransfer) {
     thread->start();
     const P<CNetRequest> request = makeSilent();
     const P<TestListener> listener = new TestListener;
@@ -666,7 +666,7 @@ TEST_F(CancelUnderAWorker, AListenerMayCancelTheNextTransfer) {
     EXPECT_EQ(listener->count, 2);
 }
 
-TEST_F(CancelUnderAWorker, HandingOverARunningRequestEndsTheWorkerAndNothingElse) {
+TEST_F(CancelUnderAWorkerTest, HandingOverARunningRequestEndsTheWorkerAndNothingElse) {
     thread->start();
     const P<TestProgress> progress = new TestProgress;
     const P<CNetRequest> request = makeSilent();
@@ -688,7 +688,7 @@ TEST_F(CancelUnderAWorker, HandingOverARunningRequestEndsTheWorkerAndNothingElse
     EXPECT_EQ(bodyOf(*request), "ok");
 }
 
-TEST_F(CancelUnderAWorker, ManyThreadsCancelWhatComesAndGoes) {
+TEST_F(CancelUnderAWorkerTest, ManyThreadsCancelWhatComesAndGoes) {
     constexpr int clients = 4;
     constexpr int rounds = 100;
     peer.setDefaultReply(okReply);
@@ -740,7 +740,7 @@ TEST_F(CancelUnderAWorker, ManyThreadsCancelWhatComesAndGoes) {
 
 // ---- tokens ----------------------------------------------------------------------------------------------
 
-TEST_P(CancelStates, ByATokenThatLasts) {
+TEST_P(CancelStatesTest, ByATokenThatLasts) {
     const P<vexil::CCancelToken> token = new vexil::CCancelToken;
     request->setCancellable(false);
     request->setCancelToken(token);
@@ -759,7 +759,7 @@ TEST_P(CancelStates, ByATokenThatLasts) {
     EXPECT_EQ(peer.requests().size(), 1u);
 }
 
-TEST(CancelToken, EndsAllRequestsThatHaveItAndNoOthers) {
+TEST(CancelTokenTest, EndsAllRequestsThatHaveItAndNoOthers) {
     ScriptedPeer peer;
     const P<vexil::CCancelToken> token = new vexil::CCancelToken;
     CAsyncNetRequestManager manager;

@@ -59,16 +59,16 @@ CURLMsg messageOf(CURL* handle, CURLcode result, CURLMSG kind = CURLMSG_DONE) {
     return message;
 }
 
-class AsyncNetRequestManagerCalls : public testing::Test {
+class AsyncNetRequestManagerCallsTest : public testing::Test {
 protected:
-    AsyncNetRequestManagerCalls() {
+    AsyncNetRequestManagerCallsTest() {
         for (P<OpenRequest>& request : requests) {
             request = makeRequest("http://127.0.0.1:1/");
         }
         manager.emplace();
         multiCalls() = {};
     }
-    ~AsyncNetRequestManagerCalls() override {
+    ~AsyncNetRequestManagerCallsTest() override {
         multiCalls() = {};
         manager.reset();
     }
@@ -123,11 +123,11 @@ protected:
 
 // ---- life
 
-TEST(AsyncNetRequestManagerStart, StartsLibcurlFirst) {
+TEST(AsyncNetRequestManagerStartTest, StartsLibcurlFirst) {
     EXPECT_THAT(firstCalls, ElementsAre("global_init", "init", "cleanup"));
 }
 
-TEST_F(AsyncNetRequestManagerCalls, WithoutAHandleThereIsNoManager) {
+TEST_F(AsyncNetRequestManagerCallsTest, WithoutAHandleThereIsNoManager) {
     const auto descriptors = countDescriptors();
     multiCalls().onInit = [] { return nullptr; };
     const auto error = thrownBy<CError>([] { CAsyncNetRequestManager(); });
@@ -146,7 +146,7 @@ TEST_F(AsyncNetRequestManagerCalls, WithoutAHandleThereIsNoManager) {
     EXPECT_EQ(countDescriptors(), descriptors);
 }
 
-TEST_F(AsyncNetRequestManagerCalls, WithoutADescriptorThereIsNoManager) {
+TEST_F(AsyncNetRequestManagerCallsTest, WithoutADescriptorThereIsNoManager) {
     rlimit before{};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
     const rlimit none{0, before.rlim_max};
@@ -160,7 +160,7 @@ TEST_F(AsyncNetRequestManagerCalls, WithoutADescriptorThereIsNoManager) {
     EXPECT_THAT(called(), IsEmpty());
 }
 
-TEST_F(AsyncNetRequestManagerCalls, ItsDescriptorsAreGivenBack) {
+TEST_F(AsyncNetRequestManagerCallsTest, ItsDescriptorsAreGivenBack) {
     const auto descriptors = countDescriptors();
     {
         const OpenManager another;
@@ -169,7 +169,7 @@ TEST_F(AsyncNetRequestManagerCalls, ItsDescriptorsAreGivenBack) {
     EXPECT_EQ(countDescriptors(), descriptors);
 }
 
-TEST_F(AsyncNetRequestManagerCalls, TheEndRemovesFromTheLastToTheFirstAndCleansUp) {
+TEST_F(AsyncNetRequestManagerCallsTest, TheEndRemovesFromTheLastToTheFirstAndCleansUp) {
     add(3);
     manager.reset();
     EXPECT_THAT(called(), ElementsAre("remove_handle", "remove_handle", "remove_handle", "cleanup"));
@@ -177,7 +177,7 @@ TEST_F(AsyncNetRequestManagerCalls, TheEndRemovesFromTheLastToTheFirstAndCleansU
                 ElementsAre(requests[2]->getHandle(), requests[1]->getHandle(), requests[0]->getHandle()));
 }
 
-TEST_F(AsyncNetRequestManagerCalls, AnEndThatFailsIsLoggedAndCleansUp) {
+TEST_F(AsyncNetRequestManagerCallsTest, AnEndThatFailsIsLoggedAndCleansUp) {
     const LogCapture log;
     add(3);
     multiCalls().onRemove = [this](CURL* handle) {
@@ -196,7 +196,7 @@ TEST_F(AsyncNetRequestManagerCalls, AnEndThatFailsIsLoggedAndCleansUp) {
 
 // ---- adding and removing
 
-TEST_F(AsyncNetRequestManagerCalls, ARequestIsClearedBeforeLibcurlGetsIt) {
+TEST_F(AsyncNetRequestManagerCallsTest, ARequestIsClearedBeforeLibcurlGetsIt) {
     requests[0]->setAsyncInfo(true, CURLE_OK);
     multiCalls().onAdd = [this](CURL* handle) {
         EXPECT_EQ(handle, requests[0]->getHandle());
@@ -207,7 +207,7 @@ TEST_F(AsyncNetRequestManagerCalls, ARequestIsClearedBeforeLibcurlGetsIt) {
     EXPECT_THAT(called(), ElementsAre("add_handle"));
 }
 
-TEST_F(AsyncNetRequestManagerCalls, ARefusedRequestIsNotAddedButCleared) {
+TEST_F(AsyncNetRequestManagerCallsTest, ARefusedRequestIsNotAddedButCleared) {
     const P<OpenRequest> request = makeRequest(endsAtOnce);
     manager->addRequest(request);
     ASSERT_EQ(manager->handleEvents(nullptr), 1);
@@ -225,7 +225,7 @@ TEST_F(AsyncNetRequestManagerCalls, ARefusedRequestIsNotAddedButCleared) {
     EXPECT_EQ(manager->getRequestCount(), 2);
 }
 
-TEST_F(AsyncNetRequestManagerCalls, ARunningRequestIsNotGivenToLibcurlAgain) {
+TEST_F(AsyncNetRequestManagerCallsTest, ARunningRequestIsNotGivenToLibcurlAgain) {
     add(2);
     expectMultiError(CURLM_ADDED_ALREADY, [&] { manager->addRequest(requests[0]); });
     expectMultiError(CURLM_ADDED_ALREADY, [&] { manager->addRequest(requests[1]); });
@@ -233,7 +233,7 @@ TEST_F(AsyncNetRequestManagerCalls, ARunningRequestIsNotGivenToLibcurlAgain) {
     EXPECT_EQ(manager->getRequestCount(), 2);
 }
 
-TEST_F(AsyncNetRequestManagerCalls, ARequestThatLibcurlKeepsStays) {
+TEST_F(AsyncNetRequestManagerCallsTest, ARequestThatLibcurlKeepsStays) {
     requests[1]->setAsyncInfo(true, CURLE_COULDNT_CONNECT);
     add(3);
     multiCalls().onRemove = [](CURL*) { return CURLM_BAD_EASY_HANDLE; };
@@ -247,13 +247,13 @@ TEST_F(AsyncNetRequestManagerCalls, ARequestThatLibcurlKeepsStays) {
     EXPECT_EQ(manager->getRequestCount(), 2);
 }
 
-TEST_F(AsyncNetRequestManagerCalls, AnUnknownRequestIsNotTakenFromLibcurl) {
+TEST_F(AsyncNetRequestManagerCallsTest, AnUnknownRequestIsNotTakenFromLibcurl) {
     add(1);
     EXPECT_FALSE(manager->removeRequest(requests[1]));
     EXPECT_THAT(called(), IsEmpty());
 }
 
-TEST_F(AsyncNetRequestManagerCalls, AllAreRemovedFromTheLastToTheFirst) {
+TEST_F(AsyncNetRequestManagerCallsTest, AllAreRemovedFromTheLastToTheFirst) {
     add(3);
     manager->removeAllRequests();
     EXPECT_THAT(multiCalls().removed,
@@ -264,7 +264,7 @@ TEST_F(AsyncNetRequestManagerCalls, AllAreRemovedFromTheLastToTheFirst) {
     EXPECT_THAT(called(), IsEmpty());
 }
 
-TEST_F(AsyncNetRequestManagerCalls, ARefusalEndsTheRemovalOfAll) {
+TEST_F(AsyncNetRequestManagerCallsTest, ARefusalEndsTheRemovalOfAll) {
     add(4);
     multiCalls().onRemove = [this](CURL* handle) {
         return handle == requests[1]->getHandle() ? CURLM_INTERNAL_ERROR : CURLM_OK;
@@ -282,12 +282,12 @@ TEST_F(AsyncNetRequestManagerCalls, ARefusalEndsTheRemovalOfAll) {
 
 // ---- handling events
 
-TEST_F(AsyncNetRequestManagerCalls, NoMessagesAreReadWithoutRequests) {
+TEST_F(AsyncNetRequestManagerCallsTest, NoMessagesAreReadWithoutRequests) {
     EXPECT_EQ(manager->handleEvents(&finished), 0);
     EXPECT_THAT(called(), ElementsAre("perform"));
 }
 
-TEST_F(AsyncNetRequestManagerCalls, NoMessagesAreReadWhileAllRun) {
+TEST_F(AsyncNetRequestManagerCallsTest, NoMessagesAreReadWhileAllRun) {
     add(2);
     tell({messageOf(requests[0]->getHandle(), CURLE_OK)});
     performAnswers(CURLM_OK, 2);
@@ -300,7 +300,7 @@ TEST_F(AsyncNetRequestManagerCalls, NoMessagesAreReadWhileAllRun) {
     EXPECT_THAT(finished, IsEmpty());
 }
 
-TEST_F(AsyncNetRequestManagerCalls, MessagesAreReadWhenNotAllRun) {
+TEST_F(AsyncNetRequestManagerCallsTest, MessagesAreReadWhenNotAllRun) {
     add(2);
     tell({});
     for (const int running : {0, 1, 3}) {
@@ -313,7 +313,7 @@ TEST_F(AsyncNetRequestManagerCalls, MessagesAreReadWhenNotAllRun) {
     EXPECT_EQ(manager->getRequestCount(), 2);
 }
 
-TEST_F(AsyncNetRequestManagerCalls, ThoseThatHaveEndedStandInTheOrderOfTheirMessages) {
+TEST_F(AsyncNetRequestManagerCallsTest, ThoseThatHaveEndedStandInTheOrderOfTheirMessages) {
     add(4);
     const P<CNetRequest> earlier = makeRequest(endsAtOnce);
     finished.push_back(earlier);
@@ -336,7 +336,7 @@ TEST_F(AsyncNetRequestManagerCalls, ThoseThatHaveEndedStandInTheOrderOfTheirMess
     EXPECT_EQ(manager->getRequestCount(), 2);
 }
 
-TEST_F(AsyncNetRequestManagerCalls, ARequestIsTakenOffBeforeItIsTold) {
+TEST_F(AsyncNetRequestManagerCallsTest, ARequestIsTakenOffBeforeItIsTold) {
     add(2);
     const P<TestListener> listener = new TestListener;
     requests[0]->setDoneListener(listener);
@@ -355,7 +355,7 @@ TEST_F(AsyncNetRequestManagerCalls, ARequestIsTakenOffBeforeItIsTold) {
     EXPECT_EQ(listener->count, 1);
 }
 
-TEST_F(AsyncNetRequestManagerCalls, ARequestIsToldBeforeItStandsInTheList) {
+TEST_F(AsyncNetRequestManagerCallsTest, ARequestIsToldBeforeItStandsInTheList) {
     add(2);
     for (const std::size_t index : {0u, 1u}) {
         const P<TestListener> listener = new TestListener;
@@ -371,7 +371,7 @@ TEST_F(AsyncNetRequestManagerCalls, ARequestIsToldBeforeItStandsInTheList) {
     EXPECT_THAT(finished, ElementsAre(requests[0], requests[1])) << "whatever a listener throws";
 }
 
-TEST_F(AsyncNetRequestManagerCalls, OtherMessagesAndUnknownHandlesArePassedOver) {
+TEST_F(AsyncNetRequestManagerCallsTest, OtherMessagesAndUnknownHandlesArePassedOver) {
     add(2);
     performAnswers(CURLM_OK, 0);
     tell({messageOf(requests[0]->getHandle(), CURLE_OK, CURLMSG_NONE),
@@ -387,7 +387,7 @@ TEST_F(AsyncNetRequestManagerCalls, OtherMessagesAndUnknownHandlesArePassedOver)
     EXPECT_THAT(multiCalls().removed, ElementsAre(requests[1]->getHandle()));
 }
 
-TEST_F(AsyncNetRequestManagerCalls, AFailedStepIsAnErrorAndReadsNoMessages) {
+TEST_F(AsyncNetRequestManagerCallsTest, AFailedStepIsAnErrorAndReadsNoMessages) {
     add(1);
     tell({messageOf(requests[0]->getHandle(), CURLE_OK)});
     performAnswers(CURLM_INTERNAL_ERROR, 0);
@@ -397,7 +397,7 @@ TEST_F(AsyncNetRequestManagerCalls, AFailedStepIsAnErrorAndReadsNoMessages) {
     EXPECT_FALSE(requests[0]->isAsyncDone());
 }
 
-TEST_F(AsyncNetRequestManagerCalls, ARefusalLosesNobodyElsesEnd) {
+TEST_F(AsyncNetRequestManagerCallsTest, ARefusalLosesNobodyElsesEnd) {
     add(3);
     performAnswers(CURLM_OK, 0);
     tell({messageOf(requests[0]->getHandle(), CURLE_OK), messageOf(requests[1]->getHandle(), CURLE_OK),
@@ -413,7 +413,7 @@ TEST_F(AsyncNetRequestManagerCalls, ARefusalLosesNobodyElsesEnd) {
     EXPECT_TRUE(manager->removeRequest(requests[1])) << "it stays";
 }
 
-TEST_F(AsyncNetRequestManagerCalls, ARequestIsToldAlsoWhenMemoryRunsOutForTheList) {
+TEST_F(AsyncNetRequestManagerCallsTest, ARequestIsToldAlsoWhenMemoryRunsOutForTheList) {
     add(2);
     performAnswers(CURLM_OK, 0);
     tell({messageOf(requests[0]->getHandle(), CURLE_OK), messageOf(requests[1]->getHandle(), CURLE_OK)});
@@ -430,7 +430,7 @@ TEST_F(AsyncNetRequestManagerCalls, ARequestIsToldAlsoWhenMemoryRunsOutForTheLis
 
 // ---- what libcurl wants to do at once
 
-TEST_F(AsyncNetRequestManagerCalls, AWaitEndsAtOnceWhenLibcurlWantsToBeCalledAgain) {
+TEST_F(AsyncNetRequestManagerCallsTest, AWaitEndsAtOnceWhenLibcurlWantsToBeCalledAgain) {
     add(1);
     performAnswers(CURLM_CALL_MULTI_PERFORM, 1);
     manager->handleEvents(nullptr);

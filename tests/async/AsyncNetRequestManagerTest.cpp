@@ -28,9 +28,9 @@ static_assert(std::is_base_of_v<IAsyncNetRequestManager, CAsyncNetRequestManager
 static_assert(!std::is_copy_constructible_v<CAsyncNetRequestManager>);
 static_assert(!std::is_copy_assignable_v<CAsyncNetRequestManager>);
 
-class AsyncNetRequestManager : public testing::Test {
+class AsyncNetRequestManagerTest : public testing::Test {
 protected:
-    ~AsyncNetRequestManager() override {
+    ~AsyncNetRequestManagerTest() override {
         manager.reset();
         finished.clear();
         EXPECT_TRUE(peer.waitUntilIdle());
@@ -69,7 +69,7 @@ protected:
 
 // ---- adding and removing
 
-TEST_F(AsyncNetRequestManager, RunsARequestToItsEnd) {
+TEST_F(AsyncNetRequestManagerTest, RunsARequestToItsEnd) {
     peer.onConnection().expectRequest().reply(okReply);
     const P<CNetRequest> request = makeRequest();
     manager->addRequest(request);
@@ -83,7 +83,7 @@ TEST_F(AsyncNetRequestManager, RunsARequestToItsEnd) {
     EXPECT_THAT(finished, ElementsAre(request));
 }
 
-TEST_F(AsyncNetRequestManager, SendsTheBodyThatIsSetAsAnOption) {
+TEST_F(AsyncNetRequestManagerTest, SendsTheBodyThatIsSetAsAnOption) {
     peer.setDefaultReply(okReply);
     const P<CNetRequest> request = makeRequest();
     request->setOptionString(CURLOPT_POSTFIELDS, "24 bytes, so many are it");
@@ -96,7 +96,7 @@ TEST_F(AsyncNetRequestManager, SendsTheBodyThatIsSetAsAnOption) {
     }
 }
 
-TEST_F(AsyncNetRequestManager, TakesRequestsThroughItsInterface) {
+TEST_F(AsyncNetRequestManagerTest, TakesRequestsThroughItsInterface) {
     IAsyncNetRequestManager& taker = *manager;
     const P<CNetRequest> request = makeRequest();
     taker.addRequest(request);
@@ -105,7 +105,7 @@ TEST_F(AsyncNetRequestManager, TakesRequestsThroughItsInterface) {
     EXPECT_EQ(manager->getRequestCount(), 0);
 }
 
-TEST_F(AsyncNetRequestManager, NoRequestIsABadArgument) {
+TEST_F(AsyncNetRequestManagerTest, NoRequestIsABadArgument) {
     const auto error = thrownBy<CInvalidArgError>([&] { manager->addRequest(nullptr); });
     ASSERT_TRUE(error);
     EXPECT_EQ(error->getPlace(), "CAsyncNetRequestManager::addRequest");
@@ -114,7 +114,7 @@ TEST_F(AsyncNetRequestManager, NoRequestIsABadArgument) {
     EXPECT_FALSE(manager->removeRequest(nullptr));
 }
 
-TEST_F(AsyncNetRequestManager, RemovesTheRequestThatIsMeantAndKeepsTheOrderOfTheOthers) {
+TEST_F(AsyncNetRequestManagerTest, RemovesTheRequestThatIsMeantAndKeepsTheOrderOfTheOthers) {
     TArray<P<CNetRequest>> requests;
     for (int i = 0; i < 4; ++i) {
         requests.push_back(makeRequest());
@@ -146,7 +146,7 @@ private:
     const int m_count;
 };
 
-TEST_F(AsyncNetRequestManager, AnOwnerThatGoesWithItsRequestMayAddOthers) {
+TEST_F(AsyncNetRequestManagerTest, AnOwnerThatGoesWithItsRequestMayAddOthers) {
     constexpr int added = 100;  // the list moves
     for (const int place : {0, 1, 2}) {
         SCOPED_TRACE(place);
@@ -168,7 +168,7 @@ TEST_F(AsyncNetRequestManager, AnOwnerThatGoesWithItsRequestMayAddOthers) {
     }
 }
 
-TEST_F(AsyncNetRequestManager, AnOwnerThatGoesAtTheEndOfItsRequestMayAddOthers) {
+TEST_F(AsyncNetRequestManagerTest, AnOwnerThatGoesAtTheEndOfItsRequestMayAddOthers) {
     {
         const P<CNetRequest> request = vexil_test::makeRequest(endsAtOnce);
         request->setUserData(new AddingOwner(*manager, 100));
@@ -177,7 +177,7 @@ TEST_F(AsyncNetRequestManager, AnOwnerThatGoesAtTheEndOfItsRequestMayAddOthers) 
     EXPECT_EQ(driveToEnd(*manager), 101);
 }
 
-TEST_F(AsyncNetRequestManager, ARequestIsRemovedOnce) {
+TEST_F(AsyncNetRequestManagerTest, ARequestIsRemovedOnce) {
     const P<CNetRequest> request = makeRequest();
     EXPECT_FALSE(manager->removeRequest(request)) << "never added";
     manager->addRequest(request);
@@ -185,7 +185,7 @@ TEST_F(AsyncNetRequestManager, ARequestIsRemovedOnce) {
     EXPECT_FALSE(manager->removeRequest(request));
 }
 
-TEST_F(AsyncNetRequestManager, ARequestThatHasEndedIsNotThereToRemoveAndStaysDone) {
+TEST_F(AsyncNetRequestManagerTest, ARequestThatHasEndedIsNotThereToRemoveAndStaysDone) {
     const P<CNetRequest> request = vexil_test::makeRequest(endsAtOnce);
     manager->addRequest(request);
     EXPECT_EQ(manager->handleEvents(nullptr), 1);
@@ -194,7 +194,7 @@ TEST_F(AsyncNetRequestManager, ARequestThatHasEndedIsNotThereToRemoveAndStaysDon
     EXPECT_EQ(codeOf(*request), CURLE_UNSUPPORTED_PROTOCOL);
 }
 
-TEST_F(AsyncNetRequestManager, ARemovedRequestIsNotTold) {
+TEST_F(AsyncNetRequestManagerTest, ARemovedRequestIsNotTold) {
     const P<OpenRequest> request = addPaused("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\nha", "lf");
     const P<TestListener> listener = new TestListener;
     request->setDoneListener(listener);
@@ -209,7 +209,7 @@ TEST_F(AsyncNetRequestManager, ARemovedRequestIsNotTold) {
     peer.release();
 }
 
-TEST_F(AsyncNetRequestManager, ARemovedRequestMayBePerformed) {
+TEST_F(AsyncNetRequestManagerTest, ARemovedRequestMayBePerformed) {
     const P<OpenRequest> request = addPaused("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\nha", "lf");
     EXPECT_TRUE(manager->removeRequest(request));
     peer.onConnection().expectRequest().reply(okReply);
@@ -219,7 +219,7 @@ TEST_F(AsyncNetRequestManager, ARemovedRequestMayBePerformed) {
     peer.release();
 }
 
-TEST_F(AsyncNetRequestManager, ARemovedRequestMayBeAddedAgain) {
+TEST_F(AsyncNetRequestManagerTest, ARemovedRequestMayBeAddedAgain) {
     const P<OpenRequest> request = addPaused("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\nha", "lf");
     EXPECT_TRUE(manager->removeRequest(request));
     peer.onConnection().expectRequest().reply(okReply);
@@ -232,7 +232,7 @@ TEST_F(AsyncNetRequestManager, ARemovedRequestMayBeAddedAgain) {
     peer.release();
 }
 
-TEST_F(AsyncNetRequestManager, AllAreRemovedAndNoneIsTold) {
+TEST_F(AsyncNetRequestManagerTest, AllAreRemovedAndNoneIsTold) {
     const P<OpenRequest> running = addPaused("", okReply);
     const P<CNetRequest> fresh = makeRequest();
     manager->addRequest(fresh);
@@ -246,7 +246,7 @@ TEST_F(AsyncNetRequestManager, AllAreRemovedAndNoneIsTold) {
     peer.release();
 }
 
-TEST_F(AsyncNetRequestManager, ARunningRequestIsRefusedAndRunsOnUntouched) {
+TEST_F(AsyncNetRequestManagerTest, ARunningRequestIsRefusedAndRunsOnUntouched) {
     const P<OpenRequest> request = addPaused("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\nha", "lf");
     const auto error = thrownBy<CCURLError>([&] { manager->addRequest(request); });
     ASSERT_TRUE(error);
@@ -265,7 +265,7 @@ TEST_F(AsyncNetRequestManager, ARunningRequestIsRefusedAndRunsOnUntouched) {
     EXPECT_EQ(peer.connectionCount(), 1u);
 }
 
-TEST_F(AsyncNetRequestManager, ASourceThatCannotBeginAgainIsNotAdded) {
+TEST_F(AsyncNetRequestManagerTest, ASourceThatCannotBeginAgainIsNotAdded) {
     const P<TestSource> source = new TestSource("body");
     source->position = 1;
     source->onSeek = [](int64) { throw OwnError("no way back"); };
@@ -278,7 +278,7 @@ TEST_F(AsyncNetRequestManager, ASourceThatCannotBeginAgainIsNotAdded) {
 
 // ---- references and the end of a manager
 
-TEST_F(AsyncNetRequestManager, KeepsARequestWhileItRuns) {
+TEST_F(AsyncNetRequestManagerTest, KeepsARequestWhileItRuns) {
     int alive = 0;
     const auto add = [&](const std::string& url) {
         const P<CNetRequest> request = vexil_test::makeRequest(url);
@@ -312,7 +312,7 @@ TEST_F(AsyncNetRequestManager, KeepsARequestWhileItRuns) {
     EXPECT_EQ(alive, 0);
 }
 
-TEST_F(AsyncNetRequestManager, TheEndOfAManagerTellsNobodyAndFreesItsRequests) {
+TEST_F(AsyncNetRequestManagerTest, TheEndOfAManagerTellsNobodyAndFreesItsRequests) {
     const P<OpenRequest> request = addPaused("", okReply);
     const P<TestListener> listener = new TestListener;
     request->setDoneListener(listener);
@@ -326,7 +326,7 @@ TEST_F(AsyncNetRequestManager, TheEndOfAManagerTellsNobodyAndFreesItsRequests) {
     peer.release();
 }
 
-TEST_F(AsyncNetRequestManager, ARequestOutlivesItsManagerAndGoesToAnother) {
+TEST_F(AsyncNetRequestManagerTest, ARequestOutlivesItsManagerAndGoesToAnother) {
     peer.setDefaultReply(okReply);
     const P<CNetRequest> request = makeRequest();
     manager->addRequest(request);
@@ -341,7 +341,7 @@ TEST_F(AsyncNetRequestManager, ARequestOutlivesItsManagerAndGoesToAnother) {
 
 // ---- handling events
 
-TEST_F(AsyncNetRequestManager, WithoutRequestsNothingHappens) {
+TEST_F(AsyncNetRequestManagerTest, WithoutRequestsNothingHappens) {
     finished.push_back(makeRequest());
     EXPECT_EQ(manager->handleEvents(&finished), 0);
     EXPECT_EQ(manager->handleEvents(nullptr), 0);
@@ -350,7 +350,7 @@ TEST_F(AsyncNetRequestManager, WithoutRequestsNothingHappens) {
     EXPECT_EQ(finished.size(), 1u);
 }
 
-TEST_F(AsyncNetRequestManager, RequestsThatEndTogetherAreAllTold) {
+TEST_F(AsyncNetRequestManagerTest, RequestsThatEndTogetherAreAllTold) {
     const P<CNetRequest> earlier = makeRequest();
     const P<CNetRequest> first = vexil_test::makeRequest(endsAtOnce);
     const P<CNetRequest> second = vexil_test::makeRequest(endsAtOnce);
@@ -374,7 +374,7 @@ TEST_F(AsyncNetRequestManager, RequestsThatEndTogetherAreAllTold) {
     EXPECT_THAT(finished, ElementsAre(earlier, first, second, running));
 }
 
-TEST_F(AsyncNetRequestManager, NobodyNeedsTheListOfThoseThatHaveEnded) {
+TEST_F(AsyncNetRequestManagerTest, NobodyNeedsTheListOfThoseThatHaveEnded) {
     const P<CNetRequest> first = vexil_test::makeRequest(endsAtOnce);
     const P<CNetRequest> second = vexil_test::makeRequest(endsAtOnce);
     manager->addRequest(first);
@@ -386,7 +386,7 @@ TEST_F(AsyncNetRequestManager, NobodyNeedsTheListOfThoseThatHaveEnded) {
 
 // ---- done listeners
 
-class AsyncNetRequestManagerListener : public AsyncNetRequestManager {
+class AsyncNetRequestManagerListenerTest : public AsyncNetRequestManagerTest {
 protected:
     P<OpenRequest> addListened(const std::function<void()>& then) {
         const P<OpenRequest> request = vexil_test::makeRequest(endsAtOnce);
@@ -401,7 +401,7 @@ protected:
     TArray<P<TestListener>> listeners;
 };
 
-TEST_F(AsyncNetRequestManagerListener, FindsItsRequestTakenOffAndDone) {
+TEST_F(AsyncNetRequestManagerListenerTest, FindsItsRequestTakenOffAndDone) {
     P<CNetRequest> request;
     request = addListened([&] {
         EXPECT_EQ(manager->getRequestCount(), 1);
@@ -416,7 +416,7 @@ TEST_F(AsyncNetRequestManagerListener, FindsItsRequestTakenOffAndDone) {
     EXPECT_EQ(listeners[1]->count, 1);
 }
 
-TEST_F(AsyncNetRequestManagerListener, IsToldOfSuccessAndFailure) {
+TEST_F(AsyncNetRequestManagerListenerTest, IsToldOfSuccessAndFailure) {
     peer.onConnection().expectRequest().reply(okReply).expectRequest().reply(missingReply);
     const P<TestListener> listener = new TestListener;
     const P<OpenRequest> request = makeRequest();
@@ -436,7 +436,7 @@ TEST_F(AsyncNetRequestManagerListener, IsToldOfSuccessAndFailure) {
     EXPECT_EQ(error->getServerMessage(), "gone");
 }
 
-TEST_F(AsyncNetRequestManagerListener, MayAddItsRequestAgain) {
+TEST_F(AsyncNetRequestManagerListenerTest, MayAddItsRequestAgain) {
     peer.onConnection().expectRequest().reply(okReply);
     P<CNetRequest> request;
     request = addListened([&] {
@@ -453,7 +453,7 @@ TEST_F(AsyncNetRequestManagerListener, MayAddItsRequestAgain) {
     EXPECT_EQ(listeners[0]->count, 2);
 }
 
-TEST_F(AsyncNetRequestManagerListener, MayAddAnother) {
+TEST_F(AsyncNetRequestManagerListenerTest, MayAddAnother) {
     peer.onConnection().expectRequest().reply(okReply);
     const P<CNetRequest> other = makeRequest();
     const P<CNetRequest> request = addListened([&] { manager->addRequest(other); });
@@ -463,7 +463,7 @@ TEST_F(AsyncNetRequestManagerListener, MayAddAnother) {
     EXPECT_THAT(finished, ElementsAre(request, other));
 }
 
-TEST_F(AsyncNetRequestManagerListener, MayRemoveAnotherThatHasEndedAsWell) {
+TEST_F(AsyncNetRequestManagerListenerTest, MayRemoveAnotherThatHasEndedAsWell) {
     P<CNetRequest> second;
     const P<CNetRequest> first = addListened([&] { EXPECT_TRUE(manager->removeRequest(second)); });
     second = addListened({});
@@ -476,7 +476,7 @@ TEST_F(AsyncNetRequestManagerListener, MayRemoveAnotherThatHasEndedAsWell) {
     EXPECT_EQ(manager->handleEvents(&finished), 0);
 }
 
-TEST_F(AsyncNetRequestManagerListener, MayRemoveAll) {
+TEST_F(AsyncNetRequestManagerListenerTest, MayRemoveAll) {
     const P<OpenRequest> running = addPaused("", okReply);
     const P<CNetRequest> first = addListened([&] { manager->removeAllRequests(); });
     const P<CNetRequest> second = addListened({});
@@ -488,7 +488,7 @@ TEST_F(AsyncNetRequestManagerListener, MayRemoveAll) {
     peer.release();
 }
 
-TEST_F(AsyncNetRequestManagerListener, MayReleaseTheLastReferences) {
+TEST_F(AsyncNetRequestManagerListenerTest, MayReleaseTheLastReferences) {
     int alive = 0;
     P<CNetRequest> request = addListened([&] {
         listeners.clear();
@@ -500,7 +500,7 @@ TEST_F(AsyncNetRequestManagerListener, MayReleaseTheLastReferences) {
     EXPECT_EQ(alive, 0);
 }
 
-TEST_F(AsyncNetRequestManagerListener, MayHandleTheOtherEvents) {
+TEST_F(AsyncNetRequestManagerListenerTest, MayHandleTheOtherEvents) {
     TArray<P<CNetRequest>> inner;
     const P<CNetRequest> first = addListened([&] { EXPECT_EQ(manager->handleEvents(&inner), 2); });
     const P<CNetRequest> second = addListened({});
@@ -510,7 +510,7 @@ TEST_F(AsyncNetRequestManagerListener, MayHandleTheOtherEvents) {
     EXPECT_THAT(inner, ElementsAre(second, third));
 }
 
-TEST_F(AsyncNetRequestManagerListener, ThatThrowsLosesNobodyElsesEnd) {
+TEST_F(AsyncNetRequestManagerListenerTest, ThatThrowsLosesNobodyElsesEnd) {
     const P<CNetRequest> first = addListened({});
     const P<CNetRequest> second = addListened([] { throw OwnError("the first one"); });
     const P<CNetRequest> third = addListened([] { throw std::runtime_error("another"); });
@@ -528,14 +528,14 @@ TEST_F(AsyncNetRequestManagerListener, ThatThrowsLosesNobodyElsesEnd) {
     EXPECT_EQ(finished.size(), 5u);
 }
 
-TEST_F(AsyncNetRequestManagerListener, MayThrowWhatIsNoError) {
+TEST_F(AsyncNetRequestManagerListenerTest, MayThrowWhatIsNoError) {
     addListened([] { throw 4; });
     EXPECT_THROW(manager->handleEvents(nullptr), int);
 }
 
 // ---- results
 
-class AsyncNetRequestManagerResult : public AsyncNetRequestManager {
+class AsyncNetRequestManagerResultTest : public AsyncNetRequestManagerTest {
 protected:
     /// Runs the request and returns its error.
     template <class Error = CCURLError>
@@ -549,7 +549,7 @@ protected:
     }
 };
 
-TEST_F(AsyncNetRequestManagerResult, AnErrorStatusHasTheServersWords) {
+TEST_F(AsyncNetRequestManagerResultTest, AnErrorStatusHasTheServersWords) {
     peer.onConnection().expectRequest().reply(missingReply);
     const P<OpenRequest> request = makeRequest();
     request->setHTTPMethod("GET");
@@ -565,7 +565,7 @@ TEST_F(AsyncNetRequestManagerResult, AnErrorStatusHasTheServersWords) {
     EXPECT_EQ(codeOf(*request), CURLE_HTTP_RETURNED_ERROR) << "asked again, told again";
 }
 
-TEST_F(AsyncNetRequestManagerResult, ARefusedConnectionHasLibcurlsText) {
+TEST_F(AsyncNetRequestManagerResultTest, ARefusedConnectionHasLibcurlsText) {
     const P<OpenRequest> request = makeRequest();
     const std::string port = std::to_string(ScriptedPeer::closedPort());
     const std::string url = "http://127.0.0.1:" + port + "/a";
@@ -581,7 +581,7 @@ TEST_F(AsyncNetRequestManagerResult, ARefusedConnectionHasLibcurlsText) {
     EXPECT_THAT(propsOf(*error), ElementsAre("responseCodeDomain=http", "url=" + url, "httpMethod=GET"));
 }
 
-TEST_F(AsyncNetRequestManagerResult, WhatASinkThrowsIsTheError) {
+TEST_F(AsyncNetRequestManagerResultTest, WhatASinkThrowsIsTheError) {
     peer.onConnection().expectRequest().reply(okReply).clientMayLeave();
     const P<TestSink> sink = new TestSink;
     sink->onWrite = [] { throw OwnError("disk full"); };
@@ -590,7 +590,7 @@ TEST_F(AsyncNetRequestManagerResult, WhatASinkThrowsIsTheError) {
     EXPECT_EQ(messageOf(errorOf<OwnError>(request)), "disk full");
 }
 
-TEST_F(AsyncNetRequestManagerResult, WhatASourceThrowsIsTheError) {
+TEST_F(AsyncNetRequestManagerResultTest, WhatASourceThrowsIsTheError) {
     peer.onConnection().expectHead().readUntilClose().clientMayLeave();
     const P<TestSource> source = new TestSource("body");
     source->onRead = [](void*, int) -> int { throw OwnError("file gone"); };
@@ -600,7 +600,7 @@ TEST_F(AsyncNetRequestManagerResult, WhatASourceThrowsIsTheError) {
     EXPECT_EQ(messageOf(errorOf<OwnError>(request)), "file gone");
 }
 
-TEST_F(AsyncNetRequestManagerResult, AnAbortedTransferLeavesTheOthersAlone) {
+TEST_F(AsyncNetRequestManagerResultTest, AnAbortedTransferLeavesTheOthersAlone) {
     const P<OpenRequest> other = addPaused("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\nha", "lf");
     peer.onConnection().expectRequest().reply(okReply).clientMayLeave();
     const P<TestSink> sink = new TestSink;
@@ -616,7 +616,7 @@ TEST_F(AsyncNetRequestManagerResult, AnAbortedTransferLeavesTheOthersAlone) {
     EXPECT_EQ(bodyOf(*other), "half");
 }
 
-TEST_F(AsyncNetRequestManagerResult, TheTextOfAnEarlierFailureIsGone) {
+TEST_F(AsyncNetRequestManagerResultTest, TheTextOfAnEarlierFailureIsGone) {
     peer.onConnection().expectRequest().close();
     const P<OpenRequest> request = makeRequest();
     const auto first = errorOf(request);
@@ -630,7 +630,7 @@ TEST_F(AsyncNetRequestManagerResult, TheTextOfAnEarlierFailureIsGone) {
     EXPECT_EQ(request->getErrorMessage(), "");
 }
 
-TEST_F(AsyncNetRequestManagerResult, AnEarlierErrorIsGoneWithASuccess) {
+TEST_F(AsyncNetRequestManagerResultTest, AnEarlierErrorIsGoneWithASuccess) {
     peer.onConnection().expectRequest().reply(okReply).clientMayLeave();
     peer.onConnection().expectRequest().reply(okReply);
     const P<TestSink> sink = new TestSink;
@@ -649,7 +649,7 @@ TEST_F(AsyncNetRequestManagerResult, AnEarlierErrorIsGoneWithASuccess) {
     EXPECT_THAT(sink->blocks, ElementsAre("ok", "ok"));
 }
 
-TEST_F(AsyncNetRequestManagerResult, AnotherThreadIsWokenByTheEnd) {
+TEST_F(AsyncNetRequestManagerResultTest, AnotherThreadIsWokenByTheEnd) {
     const P<OpenRequest> request = addPaused("", okReply);
     bool isDone = false;
     std::thread owner([&] { isDone = request->waitAsyncDone(-1); });
@@ -659,7 +659,7 @@ TEST_F(AsyncNetRequestManagerResult, AnotherThreadIsWokenByTheEnd) {
     EXPECT_TRUE(isDone);
 }
 
-TEST_F(AsyncNetRequestManagerResult, ARequestIsUsedManyTimes) {
+TEST_F(AsyncNetRequestManagerResultTest, ARequestIsUsedManyTimes) {
     peer.setDefaultReply([](const RecordedRequest& request) {
         const bool isMissing = request.requestLine().find("/missing") != std::string::npos;
         return isMissing ? missingReply : answerOf("HTTP/1.1 200 OK", request.body);
@@ -690,7 +690,7 @@ TEST_F(AsyncNetRequestManagerResult, ARequestIsUsedManyTimes) {
     EXPECT_EQ(peer.requests().size(), 30u);
 }
 
-TEST_F(AsyncNetRequestManagerResult, ConnectionsAreKeptForTheNextRequests) {
+TEST_F(AsyncNetRequestManagerResultTest, ConnectionsAreKeptForTheNextRequests) {
     peer.setDefaultReply(okReply);
     for (int round = 0; round < 3; ++round) {
         const P<CNetRequest> request = makeRequest();
@@ -701,7 +701,7 @@ TEST_F(AsyncNetRequestManagerResult, ConnectionsAreKeptForTheNextRequests) {
     EXPECT_EQ(peer.connectionCount(), 1u);
 }
 
-TEST_F(AsyncNetRequestManagerResult, NoMoreConnectionsAreKeptThanWanted) {
+TEST_F(AsyncNetRequestManagerResultTest, NoMoreConnectionsAreKeptThanWanted) {
     EXPECT_THROW(manager->setMaxConnections(-1), CInvalidArgError);
     peer.setDefaultReply(okReply);
     for (const int limit : {2, 1}) {
@@ -722,7 +722,7 @@ TEST_F(AsyncNetRequestManagerResult, NoMoreConnectionsAreKeptThanWanted) {
     }
 }
 
-TEST_F(AsyncNetRequestManagerResult, EachOfManyHasItsOwn) {
+TEST_F(AsyncNetRequestManagerResultTest, EachOfManyHasItsOwn) {
     constexpr int count = 60;
     peer.setDefaultReply([](const RecordedRequest& request) {
         const std::string line = request.requestLine();
@@ -753,21 +753,21 @@ TEST_F(AsyncNetRequestManagerResult, EachOfManyHasItsOwn) {
 
 constexpr double muchTooLong = 30000;  // milliseconds, for a busy machine
 
-TEST_F(AsyncNetRequestManager, WaitsATenthOfASecondWhileThereIsNoSocket) {
+TEST_F(AsyncNetRequestManagerTest, WaitsATenthOfASecondWhileThereIsNoSocket) {
     const double waited = millisecondsOf([&] { manager->waitForEvents(-1); });
     EXPECT_GE(waited, 99);
     EXPECT_LT(waited, muchTooLong);
     EXPECT_GE(millisecondsOf([&] { manager->waitForEvents(60000); }), 99);
 }
 
-TEST_F(AsyncNetRequestManager, WaitsAsLongAsItIsTold) {
+TEST_F(AsyncNetRequestManagerTest, WaitsAsLongAsItIsTold) {
     const double waited = millisecondsOf([&] { manager->waitForEvents(30); });
     EXPECT_GE(waited, 29);
     EXPECT_LT(waited, muchTooLong);
     EXPECT_LT(millisecondsOf([&] { manager->waitForEvents(0); }), muchTooLong);
 }
 
-TEST_F(AsyncNetRequestManager, WaitsForASocketNoLongerThanASecond) {
+TEST_F(AsyncNetRequestManagerTest, WaitsForASocketNoLongerThanASecond) {
     const P<OpenRequest> request = addPaused("", okReply);
     EXPECT_LT(millisecondsOf([&] { manager->waitForEvents(3600000); }), muchTooLong);
     peer.release();

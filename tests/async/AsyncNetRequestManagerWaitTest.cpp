@@ -125,7 +125,7 @@ protected:
 
 enum class By { Select, PollForManyRequests, PollForHighDescriptors };
 
-class AsyncNetRequestManagerWaitTime : public Waits, public testing::WithParamInterface<By> {
+class AsyncNetRequestManagerWaitTimeTest : public Waits, public testing::WithParamInterface<By> {
 protected:
     void SetUp() override {
         if (GetParam() == By::PollForHighDescriptors) {
@@ -169,7 +169,7 @@ protected:
     std::optional<OpenManager> manager;
 };
 
-INSTANTIATE_TEST_SUITE_P(Calls, AsyncNetRequestManagerWaitTime,
+INSTANTIATE_TEST_SUITE_P(Calls, AsyncNetRequestManagerWaitTimeTest,
                          testing::Values(By::Select, By::PollForManyRequests, By::PollForHighDescriptors),
                          [](const auto& param) {
                              return param.param == By::Select                ? "Select"
@@ -177,7 +177,7 @@ INSTANTIATE_TEST_SUITE_P(Calls, AsyncNetRequestManagerWaitTime,
                                                                              : "PollForHighDescriptors";
                          });
 
-TEST_P(AsyncNetRequestManagerWaitTime, IsASecondAtMost) {
+TEST_P(AsyncNetRequestManagerWaitTimeTest, IsASecondAtMost) {
     for (const long timer : {-1L, 1000L, 1001L, 30000L, (1L << 32) + 5, LONG_MAX}) {
         SCOPED_TRACE(timer);
         EXPECT_EQ(waitOf(timer, 7, -1), 1000);
@@ -188,7 +188,7 @@ TEST_P(AsyncNetRequestManagerWaitTime, IsASecondAtMost) {
     }
 }
 
-TEST_P(AsyncNetRequestManagerWaitTime, IsLibcurlsWhereThatIsShorter) {
+TEST_P(AsyncNetRequestManagerWaitTimeTest, IsLibcurlsWhereThatIsShorter) {
     for (const int asked : {-1, INT_MIN, 999, 5000, INT_MAX}) {
         SCOPED_TRACE(asked);
         EXPECT_EQ(waitOf(999, 0, asked), 999);
@@ -198,7 +198,7 @@ TEST_P(AsyncNetRequestManagerWaitTime, IsLibcurlsWhereThatIsShorter) {
     }
 }
 
-TEST_P(AsyncNetRequestManagerWaitTime, IsTheCallersWhereThatIsShorter) {
+TEST_P(AsyncNetRequestManagerWaitTimeTest, IsTheCallersWhereThatIsShorter) {
     for (const long timer : {-1L, 999L, 30000L}) {
         SCOPED_TRACE(timer);
         EXPECT_EQ(waitOf(timer, 7, 998), 998);
@@ -209,7 +209,7 @@ TEST_P(AsyncNetRequestManagerWaitTime, IsTheCallersWhereThatIsShorter) {
     EXPECT_EQ(waitOf(-1, 7, 1000), 1000);
 }
 
-TEST_P(AsyncNetRequestManagerWaitTime, IsATenthOfASecondAtMostWithoutSockets) {
+TEST_P(AsyncNetRequestManagerWaitTimeTest, IsATenthOfASecondAtMostWithoutSockets) {
     for (const long timer : {-1L, 101L, 30000L}) {
         SCOPED_TRACE(timer);
         EXPECT_EQ(waitOf(timer, -1, -1), 100);
@@ -225,9 +225,9 @@ TEST_P(AsyncNetRequestManagerWaitTime, IsATenthOfASecondAtMostWithoutSockets) {
 
 // ---- by select()
 
-class AsyncNetRequestManagerSelect : public Waits {
+class AsyncNetRequestManagerSelectTest : public Waits {
 protected:
-    AsyncNetRequestManagerSelect() {
+    AsyncNetRequestManagerSelectTest() {
         add(manager, 1);
         multiCalls().onFdset = [this](fd_set* read, fd_set* write, fd_set* error, int* highest) {
             EXPECT_THAT(descriptorsIn(*read).size(), 1u) << "only what ends a wait";
@@ -272,12 +272,12 @@ protected:
     OpenManager manager;
 };
 
-TEST_F(AsyncNetRequestManagerSelect, ComesAfterLibcurlsSocketsAndItsTimer) {
+TEST_F(AsyncNetRequestManagerSelectTest, ComesAfterLibcurlsSocketsAndItsTimer) {
     manager.waitForEvents(0);
     EXPECT_THAT(called(), ElementsAre("fdset", "timeout", "select"));
 }
 
-TEST_F(AsyncNetRequestManagerSelect, WaitsForLibcurlsSocketsAndTheWakeUp) {
+TEST_F(AsyncNetRequestManagerSelectTest, WaitsForLibcurlsSocketsAndTheWakeUp) {
     ASSERT_GE(wakeUp, 0);
     ASSERT_LT(wakeUp, 900);
     answerSelect(0);
@@ -292,7 +292,7 @@ TEST_F(AsyncNetRequestManagerSelect, WaitsForLibcurlsSocketsAndTheWakeUp) {
     EXPECT_THAT(errorSeen, ElementsAre(903));
 }
 
-TEST_F(AsyncNetRequestManagerSelect, CountsTheWakeUp) {
+TEST_F(AsyncNetRequestManagerSelectTest, CountsTheWakeUp) {
     answerSelect(0);
     for (const int highest : {-1, 0, wakeUp - 1, wakeUp}) {
         highestSocket = highest;
@@ -302,7 +302,7 @@ TEST_F(AsyncNetRequestManagerSelect, CountsTheWakeUp) {
     }
 }
 
-TEST_F(AsyncNetRequestManagerSelect, EndsWhenItIsWoken) {
+TEST_F(AsyncNetRequestManagerSelectTest, EndsWhenItIsWoken) {
     for (const int highest : {-1, 0}) {
         highestSocket = highest;
         ASSERT_EQ(eventfd_write(wakeUp, 1), 0);
@@ -311,7 +311,7 @@ TEST_F(AsyncNetRequestManagerSelect, EndsWhenItIsWoken) {
     }
 }
 
-TEST_F(AsyncNetRequestManagerSelect, ThatFailsIsAWaitThatHasEnded) {
+TEST_F(AsyncNetRequestManagerSelectTest, ThatFailsIsAWaitThatHasEnded) {
     ASSERT_EQ(eventfd_write(wakeUp, 1), 0);
     answerSelect(-1);
     manager.waitForEvents(-1);
@@ -322,7 +322,7 @@ TEST_F(AsyncNetRequestManagerSelect, ThatFailsIsAWaitThatHasEnded) {
     EXPECT_TRUE(isReadable(wakeUp));
 }
 
-TEST_F(AsyncNetRequestManagerSelect, IsTakenForUpTo400Requests) {
+TEST_F(AsyncNetRequestManagerSelectTest, IsTakenForUpTo400Requests) {
     add(manager, mostForSelect - manager.getRequestCount());
     ASSERT_EQ(manager.getRequestCount(), 400);
     manager.waitForEvents(0);
@@ -338,7 +338,7 @@ TEST_F(AsyncNetRequestManagerSelect, IsTakenForUpTo400Requests) {
 
 // ---- by curl_multi_poll()
 
-class AsyncNetRequestManagerPoll : public Waits {
+class AsyncNetRequestManagerPollTest : public Waits {
 protected:
     void SetUp() override {
         if (!limit.isEnough()) {
@@ -361,7 +361,7 @@ protected:
     }
 };
 
-TEST_F(AsyncNetRequestManagerPoll, IsTakenWhereSelectDoesNotKnowTheWakeUp) {
+TEST_F(AsyncNetRequestManagerPollTest, IsTakenWhereSelectDoesNotKnowTheWakeUp) {
     const TakenDescriptors taken;
     OpenManager manager;
     EXPECT_GE(wakeUpOf(manager), FD_SETSIZE);
@@ -379,7 +379,7 @@ TEST_F(AsyncNetRequestManagerPoll, IsTakenWhereSelectDoesNotKnowTheWakeUp) {
     EXPECT_THAT(called(), AllOf(Contains("poll"), Not(Contains("select"))));
 }
 
-TEST_F(AsyncNetRequestManagerPoll, EndsWithTheFirstEvent) {
+TEST_F(AsyncNetRequestManagerPollTest, EndsWithTheFirstEvent) {
     OpenManager manager;
     add(manager, mostForSelect + 1);
     setLibcurlsNeeds(-1, 7);
@@ -391,7 +391,7 @@ TEST_F(AsyncNetRequestManagerPoll, EndsWithTheFirstEvent) {
     EXPECT_THAT(called(), Contains("poll").Times(1));
 }
 
-TEST_F(AsyncNetRequestManagerPoll, EndsWhenItIsWoken) {
+TEST_F(AsyncNetRequestManagerPollTest, EndsWhenItIsWoken) {
     OpenManager manager;
     add(manager, mostForSelect + 1);
     const int wakeUp = wakeUpOf(manager);
@@ -404,7 +404,7 @@ TEST_F(AsyncNetRequestManagerPoll, EndsWhenItIsWoken) {
     EXPECT_FALSE(isReadable(wakeUp)) << "woken once";
 }
 
-TEST_F(AsyncNetRequestManagerPoll, KeepsAWakeUpThatItHasNotSeen) {
+TEST_F(AsyncNetRequestManagerPollTest, KeepsAWakeUpThatItHasNotSeen) {
     OpenManager manager;
     add(manager, mostForSelect + 1);
     const int wakeUp = wakeUpOf(manager);
@@ -419,7 +419,7 @@ TEST_F(AsyncNetRequestManagerPoll, KeepsAWakeUpThatItHasNotSeen) {
 
 // ---- failures
 
-class AsyncNetRequestManagerWaitFailure : public Waits {
+class AsyncNetRequestManagerWaitFailureTest : public Waits {
 protected:
     static void expectFailure(vexil::CAsyncNetRequestManager& manager, CURLMcode code) {
         const auto error = thrownBy<CCURLError>([&] { manager.waitForEvents(-1); });
@@ -434,7 +434,7 @@ protected:
     }
 };
 
-TEST_F(AsyncNetRequestManagerWaitFailure, OfTheSocketsIsAnError) {
+TEST_F(AsyncNetRequestManagerWaitFailureTest, OfTheSocketsIsAnError) {
     for (const int count : {0, mostForSelect + 1}) {
         OpenManager manager;
         add(manager, count);
@@ -451,7 +451,7 @@ TEST_F(AsyncNetRequestManagerWaitFailure, OfTheSocketsIsAnError) {
     }
 }
 
-TEST_F(AsyncNetRequestManagerWaitFailure, OfTheTimerIsAnError) {
+TEST_F(AsyncNetRequestManagerWaitFailureTest, OfTheTimerIsAnError) {
     for (const int count : {0, mostForSelect + 1}) {
         OpenManager manager;
         add(manager, count);
@@ -463,7 +463,7 @@ TEST_F(AsyncNetRequestManagerWaitFailure, OfTheTimerIsAnError) {
     }
 }
 
-TEST_F(AsyncNetRequestManagerWaitFailure, OfThePollIsAnError) {
+TEST_F(AsyncNetRequestManagerWaitFailureTest, OfThePollIsAnError) {
     OpenManager manager;
     add(manager, mostForSelect + 1);
     setLibcurlsNeeds(-1, 7);
@@ -481,7 +481,7 @@ TEST_F(AsyncNetRequestManagerWaitFailure, OfThePollIsAnError) {
 
 // ---- with a server
 
-class AsyncNetRequestManagerScale : public Waits {
+class AsyncNetRequestManagerScaleTest : public Waits {
 protected:
     void SetUp() override {
         if (!limit.isEnough()) {
@@ -521,13 +521,13 @@ protected:
     std::unique_ptr<ScriptedPeer> peer;
 };
 
-TEST_F(AsyncNetRequestManagerScale, RunsMoreRequestsThanSelectHasRoomFor) {
+TEST_F(AsyncNetRequestManagerScaleTest, RunsMoreRequestsThanSelectHasRoomFor) {
     OpenManager manager;
     run(manager, 450);
     EXPECT_THAT(multiCalls().names, Contains("poll"));
 }
 
-TEST_F(AsyncNetRequestManagerScale, RunsWhereAllDescriptorsAreHigh) {
+TEST_F(AsyncNetRequestManagerScaleTest, RunsWhereAllDescriptorsAreHigh) {
     const TakenDescriptors taken;
     OpenManager manager;
     run(manager, 20);
@@ -535,7 +535,7 @@ TEST_F(AsyncNetRequestManagerScale, RunsWhereAllDescriptorsAreHigh) {
     EXPECT_THAT(multiCalls().names, Not(Contains("select")));
 }
 
-TEST_F(AsyncNetRequestManagerScale, FindsOutThatOnlyItsOwnDescriptorIsLow) {
+TEST_F(AsyncNetRequestManagerScaleTest, FindsOutThatOnlyItsOwnDescriptorIsLow) {
     OpenManager manager;
     {
         const TakenDescriptors taken;
@@ -551,7 +551,7 @@ TEST_F(AsyncNetRequestManagerScale, FindsOutThatOnlyItsOwnDescriptorIsLow) {
     EXPECT_THAT(multiCalls().names, Not(Contains("select"))) << "found out once and for all";
 }
 
-TEST_F(AsyncNetRequestManagerScale, FindsOutThatAKeptConnectionIsHigh) {
+TEST_F(AsyncNetRequestManagerScaleTest, FindsOutThatAKeptConnectionIsHigh) {
     OpenManager manager;
     ConnectionScript script = peer->onConnection();
     for (int i = 0; i < 5; ++i) {

@@ -255,7 +255,7 @@ void teach(SMTPPeer& peer, const Protocol& protocol) {
     }
 }
 
-class ConnectionReuse : public testing::TestWithParam<std::tuple<Protocol, Runner>> {
+class ConnectionReuseTest : public testing::TestWithParam<std::tuple<Protocol, Runner>> {
 protected:
     const Protocol protocol = std::get<0>(GetParam());
     const Runner runner = std::get<1>(GetParam());
@@ -272,7 +272,7 @@ protected:
     }
 };
 
-TEST_P(ConnectionReuse, EachDemandHasConnectionsOfItsOwn) {
+TEST_P(ConnectionReuseTest, EachDemandHasConnectionsOfItsOwn) {
     const std::vector<Demand> all = demandsHere();
     for (const Demand& first : all) {
         for (const Demand& second : all) {
@@ -311,9 +311,9 @@ std::ptrdiff_t mailsOf(const std::vector<std::string>& said) {
     return std::count(said.begin(), said.end(), "DATA");
 }
 
-class Upgrades : public testing::Test {
+class UpgradesTest : public testing::Test {
 protected:
-    explicit Upgrades(std::vector<std::string> offers = {"STARTTLS"})
+    explicit UpgradesTest(std::vector<std::string> offers = {"STARTTLS"})
         : peer(Security::None, std::move(offers)) {}
 
     const std::function<void(CNetRequest&, Files&)> plain = [](CNetRequest&, Files&) {};
@@ -325,7 +325,7 @@ protected:
     SMTPPeer peer;
 };
 
-TEST_F(Upgrades, AMailThatDemandsEncryptionNeverGoesInPlain) {
+TEST_F(UpgradesTest, AMailThatDemandsEncryptionNeverGoesInPlain) {
     const auto prepare = [&](CNetRequest& request, CSMTPParams::ConnectType type) {
         vexil::CSMTPClient::makeSendMailRequest(request, {"localhost", peer.port(), type, "", ""}, "a@x",
                                                 {"b@x"}, new zet::CBufferStream);
@@ -352,7 +352,7 @@ TEST_F(Upgrades, AMailThatDemandsEncryptionNeverGoesInPlain) {
     }
 }
 
-TEST_F(Upgrades, AnOptionThatIsTakenBackCountsNoMore) {
+TEST_F(UpgradesTest, AnOptionThatIsTakenBackCountsNoMore) {
     Transfers transfers(Runner::OneRequest, smtp, peer);
     CNetRequest& request = transfers.request();
     ASSERT_EQ(transfers.run(upgraded), CURLE_OK);
@@ -376,7 +376,7 @@ TEST_F(Upgrades, AnOptionThatIsTakenBackCountsNoMore) {
     EXPECT_EQ(peer.connectionCount(), 4u) << "no bundle is another demand than libcurl's own";
 }
 
-TEST_F(Upgrades, DemandsRunSideBySide) {
+TEST_F(UpgradesTest, DemandsRunSideBySide) {
     constexpr int count = 8;
     CAsyncNetRequestManager manager;
     Transfers transfers(Runner::OneManager, smtp, peer);
@@ -402,7 +402,7 @@ TEST_F(Upgrades, DemandsRunSideBySide) {
     EXPECT_EQ(mails[1], 3 * count / 2);
 }
 
-TEST_F(Upgrades, ARequestKeepsItsOwnConnectionsIfToldSo) {
+TEST_F(UpgradesTest, ARequestKeepsItsOwnConnectionsIfToldSo) {
     for (const auto& demand : {plain, upgraded}) {
         for (const bool keepsOwn : {true, false}) {
             const std::size_t before = peer.connectionCount();
@@ -426,7 +426,7 @@ TEST_F(Upgrades, ARequestKeepsItsOwnConnectionsIfToldSo) {
     }
 }
 
-TEST_F(Upgrades, ARequestKeepsItsOwnTLSSessionsIfToldSo) {
+TEST_F(UpgradesTest, ARequestKeepsItsOwnTLSSessionsIfToldSo) {
     CAsyncNetRequestManager manager;
     Transfers transfers(Runner::OneManager, smtp, peer);
     const P<CNetRequest> first = new CNetRequest;
@@ -455,7 +455,7 @@ TEST_F(Upgrades, ARequestKeepsItsOwnTLSSessionsIfToldSo) {
     EXPECT_TRUE(hasResumed(first, false, true)) << "this server does not resume at all";
 }
 
-TEST_F(Upgrades, ARequestOutlivesWhatDroveIt) {
+TEST_F(UpgradesTest, ARequestOutlivesWhatDroveIt) {
     Transfers transfers(Runner::OneRequest, smtp, peer);
     CNetRequest& request = transfers.request();
     ASSERT_EQ(transfers.run(upgraded), CURLE_OK);
@@ -475,7 +475,7 @@ TEST_F(Upgrades, ARequestOutlivesWhatDroveIt) {
     EXPECT_EQ(mailsOf(peer.dialogue(0)), 2) << "and so has the request";
 }
 
-TEST_F(Upgrades, MoreDemandsThanPoolsAreMet) {
+TEST_F(UpgradesTest, MoreDemandsThanPoolsAreMet) {
     Transfers transfers(Runner::OneManager, smtp, peer);
     for (int round = 0; round < 2; ++round) {
         for (int i = 0; i < 40; ++i) {
@@ -489,7 +489,7 @@ TEST_F(Upgrades, MoreDemandsThanPoolsAreMet) {
     EXPECT_EQ(peer.connectionCount(), 80u);
 }
 
-TEST_F(Upgrades, WhatTheCallerSaysOfReuseCounts) {
+TEST_F(UpgradesTest, WhatTheCallerSaysOfReuseCounts) {
     for (const CURLoption option : {CURLOPT_FORBID_REUSE, CURLOPT_FRESH_CONNECT}) {
         const std::size_t before = peer.connectionCount();
         Transfers transfers(Runner::OneRequest, smtp, peer);
@@ -508,7 +508,7 @@ TEST_F(Upgrades, WhatTheCallerSaysOfReuseCounts) {
     }
 }
 
-TEST_F(Upgrades, ConnectionsThatTheCallerSharesAreLeftAlone) {
+TEST_F(UpgradesTest, ConnectionsThatTheCallerSharesAreLeftAlone) {
     const std::unique_ptr<CURLSH, CURLSHcode (*)(CURLSH*)> share(curl_share_init(), &curl_share_cleanup);
     curl_share_setopt(share.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_CONNECT);
     const auto sharing = [&](const auto& apply) {
@@ -556,11 +556,11 @@ std::string nameOf(const testing::TestParamInfo<std::tuple<Protocol, Runner>>& i
 
 constexpr auto allRunners = {Runner::OneRequest, Runner::OneManager, Runner::OneWorker};
 
-INSTANTIATE_TEST_SUITE_P(Upgraded, ConnectionReuse,
+INSTANTIATE_TEST_SUITE_P(Upgraded, ConnectionReuseTest,
                          testing::Combine(testing::Values(protocols[0], protocols[1]),
                                           testing::ValuesIn(allRunners)),
                          nameOf);
-INSTANTIATE_TEST_SUITE_P(Implicit, ConnectionReuse,
+INSTANTIATE_TEST_SUITE_P(Implicit, ConnectionReuseTest,
                          testing::Combine(testing::Values(protocols[2], protocols[3], protocols[4]),
                                           testing::Values(Runner::OneManager)),
                          nameOf);

@@ -13,9 +13,9 @@ namespace {
 using namespace vexil_test;
 using testing::IsEmpty;
 
-class FTPCancel : public testing::TestWithParam<Driver> {
+class FTPCancelTest : public testing::TestWithParam<Driver> {
 protected:
-    ~FTPCancel() override {
+    ~FTPCancelTest() override {
         request = nullptr;
         data.release("never");
         for (const ScriptedPeer* const peer : {&control, &data}) {
@@ -83,27 +83,27 @@ protected:
     CFTPClient client{text("127.0.0.1:" + std::to_string(control.port())), "u", "p",
                       CFTPClient::ConnectPlain};
 };
-INSTANTIATE_TEST_SUITE_P(UnderEach, FTPCancel, testing::ValuesIn(allDrivers), nameOfDriver);
+INSTANTIATE_TEST_SUITE_P(UnderEach, FTPCancelTest, testing::ValuesIn(allDrivers), nameOfDriver);
 
-TEST_P(FTPCancel, WhileTheServerDoesNotGreet) {
+TEST_P(FTPCancelTest, WhileTheServerDoesNotGreet) {
     control.onConnection().clientMayLeave().waitForClose();
     client.prepareDownloadRequest(*request, "/f", 0, -1);
     cancelWhereItWaits([this] { return control.waitForConnections(1); });
 }
 
-TEST_P(FTPCancel, WhileTheLoginIsNotAnswered) {
+TEST_P(FTPCancelTest, WhileTheLoginIsNotAnswered) {
     control.onConnection().clientMayLeave().reply("220 Ready\r\n").expectLine("USER u").waitForClose();
     client.prepareDownloadRequest(*request, "/f", 0, -1);
     cancelBehind("USER u\r\n");
 }
 
-TEST_P(FTPCancel, WhileACommandIsNotAnswered) {
+TEST_P(FTPCancelTest, WhileACommandIsNotAnswered) {
     playLogin().expectLine("DELE /f").waitForClose();
     client.prepareDeleteFileRequest(*request, "/f");
     cancelBehind("USER u\r\nPASS p\r\nPWD\r\nDELE /f\r\n");
 }
 
-TEST_P(FTPCancel, LaterTransfersShareAConnectionAgain) {
+TEST_P(FTPCancelTest, LaterTransfersShareAConnectionAgain) {
     playLogin().expectLine("DELE /f").waitForClose();
     // From the previous use: a preparation resets the request.
     request->setOptionInt(CURLOPT_FORBID_REUSE, 1);
@@ -123,7 +123,7 @@ TEST_P(FTPCancel, LaterTransfersShareAConnectionAgain) {
     EXPECT_EQ(control.connectionCount(), 2u);
 }
 
-TEST_P(FTPCancel, ACallerWhoForbidsToShareItGetsAConnectionEachTime) {
+TEST_P(FTPCancelTest, ACallerWhoForbidsToShareItGetsAConnectionEachTime) {
     playLogin().expectLine("DELE /f").waitForClose();
     client.prepareDeleteFileRequest(*request, "/f");
     request->setOptionInt(CURLOPT_FORBID_REUSE, 1);
@@ -141,7 +141,7 @@ TEST_P(FTPCancel, ACallerWhoForbidsToShareItGetsAConnectionEachTime) {
     }
 }
 
-TEST_P(FTPCancel, InTheMiddleOfADownload) {
+TEST_P(FTPCancelTest, InTheMiddleOfADownload) {
     playPassive()
         .expectLine("SIZE f")
         .reply("213 3000\r\n")
@@ -155,7 +155,7 @@ TEST_P(FTPCancel, InTheMiddleOfADownload) {
     EXPECT_EQ(request->getDefaultReceiveBuffer()->getUsed(), 1000);
 }
 
-TEST_P(FTPCancel, BehindTheDataOfADownload) {
+TEST_P(FTPCancelTest, BehindTheDataOfADownload) {
     // libcurl waits here by itself, and sends QUIT; for a reply to that it would wait for two minutes.
     playPassive()
         .expectLine("SIZE f")
@@ -170,7 +170,7 @@ TEST_P(FTPCancel, BehindTheDataOfADownload) {
     cancelWhenTold([](const ProgressNumbers& seen) { return seen.downloaded == 1000; });
 }
 
-TEST_P(FTPCancel, InTheMiddleOfAnUpload) {
+TEST_P(FTPCancelTest, InTheMiddleOfAnUpload) {
     playPassive().expectLine("STOR f").reply("150 Send it\r\n").waitForClose();
     data.onConnection().clientMayLeave().pause("never").readUntilClose();
     // More than the buffers of a connection without a reader can take.
@@ -182,7 +182,7 @@ TEST_P(FTPCancel, InTheMiddleOfAnUpload) {
     EXPECT_GT(progress->calls.back().uploaded, 0);
 }
 
-TEST(FTPCancelOperation, EndsAnOperationOfManyTransfers) {
+TEST(FTPCancelOperationTest, EndsAnOperationOfManyTransfers) {
     const Deadline deadline{"a cancelled transfer ends, and its connection is not used again"};
     ScriptedPeer control;
     ScriptedPeer data;
@@ -218,7 +218,7 @@ TEST(FTPCancelOperation, EndsAnOperationOfManyTransfers) {
     EXPECT_THAT(control.failures(), IsEmpty());
 }
 
-TEST(FTPCancelOperation, BetweenTwoStepsIsNotLostByAToken) {
+TEST(FTPCancelOperationTest, BetweenTwoStepsIsNotLostByAToken) {
     const Deadline deadline{"a cancelled operation takes no further step"};
     ScriptedPeer control;
     ConnectionScript script = control.onConnection();

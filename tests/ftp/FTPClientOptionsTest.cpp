@@ -256,14 +256,14 @@ std::vector<Operation> allOperations() {
     return all;
 }
 
-class FTPClientOptions : public testing::Test {
+class FTPClientOptionsTest : public testing::Test {
 protected:
-    FTPClientOptions() {
+    FTPClientOptionsTest() {
         recorder.calls.clear();
         request.reset();
         defaults = std::exchange(recorder.calls, {});
     }
-    ~FTPClientOptions() override { recorder.perform = nullptr; }
+    ~FTPClientOptionsTest() override { recorder.perform = nullptr; }
 
     /// The options that a preparation sets after the reset of the request and its defaults. Numbers of dummy
     /// names are "N".
@@ -333,7 +333,7 @@ Texts expectedOf(const Operation& operation, int connectType, int overrideType, 
 
 // ---- options ---------------------------------------------------------------------------------------------
 
-TEST_F(FTPClientOptions, EachOperationSetsItsOptionsWithEachConnectTypeAndEachOverride) {
+TEST_F(FTPClientOptionsTest, EachOperationSetsItsOptionsWithEachConnectTypeAndEachOverride) {
     for (const Operation& operation : operations) {
         for (const int connectType : {0, 1, 2, 3, -1, 77}) {
             for (const int overrideType : {-1, 0, 1, 2, 3, 7, -2}) {
@@ -352,7 +352,7 @@ TEST_F(FTPClientOptions, EachOperationSetsItsOptionsWithEachConnectTypeAndEachOv
     }
 }
 
-TEST_F(FTPClientOptions, AnImplicitConnectionIsASchemeAndAnExplicitOneAnOption) {
+TEST_F(FTPClientOptionsTest, AnImplicitConnectionIsASchemeAndAnExplicitOneAnOption) {
     const auto setUp = [this](CFTPClient::ConnectType type) {
         return optionsOf(operations[0], CFTPClient("h:990", "u", "p", type), "/x");
     };
@@ -364,7 +364,7 @@ TEST_F(FTPClientOptions, AnImplicitConnectionIsASchemeAndAnExplicitOneAnOption) 
                             "FTP_FILEMETHOD=2L", "FTP_CREATE_MISSING_DIRS=0L", "HTTPPROXYTUNNEL=1L"));
 }
 
-TEST_F(FTPClientOptions, TheNewestVersionOfTLSIsSetBeforeTheHook) {
+TEST_F(FTPClientOptionsTest, TheNewestVersionOfTLSIsSetBeforeTheHook) {
     for (const auto type : {CFTPClient::ConnectExplicitTLS, CFTPClient::ConnectImplicitTLS}) {
         CFTPClient client("h:990", "u", "p", type);
         client.setMaxTLSVersion(vexil::TLSVersion1_2);
@@ -384,7 +384,7 @@ TEST_F(FTPClientOptions, TheNewestVersionOfTLSIsSetBeforeTheHook) {
     }
 }
 
-TEST_F(FTPClientOptions, TheCheckOfTheCertificateCanBeSwitchedOff) {
+TEST_F(FTPClientOptionsTest, TheCheckOfTheCertificateCanBeSwitchedOff) {
     CFTPClient client("h", "u", "p", CFTPClient::ConnectExplicitTLS);
     const Texts checked = optionsOf(operations[0], client);
     EXPECT_THAT(checked, testing::Not(testing::Contains(testing::StartsWith("SSL_VERIFY"))));
@@ -400,7 +400,7 @@ TEST_F(FTPClientOptions, TheCheckOfTheCertificateCanBeSwitchedOff) {
     EXPECT_EQ(optionsOf(operations[0], client), checked);
 }
 
-TEST_F(FTPClientOptions, TheOverrideIsTakenAwayAgain) {
+TEST_F(FTPClientOptionsTest, TheOverrideIsTakenAwayAgain) {
     CFTPClient client("h", "u", "p", plain);
     client.setOverrideCWDType(CFTPClient::CWDDirect);
     EXPECT_EQ(optionsOf(operations[0], client)[3], "FTP_FILEMETHOD=3L");
@@ -408,7 +408,7 @@ TEST_F(FTPClientOptions, TheOverrideIsTakenAwayAgain) {
     EXPECT_EQ(optionsOf(operations[0], client)[3], "FTP_FILEMETHOD=2L");
 }
 
-TEST_F(FTPClientOptions, AListingEndsWithOneSlash) {
+TEST_F(FTPClientOptionsTest, AListingEndsWithOneSlash) {
     const Operation& list = operations[11];
     for (const char* path : {"/a", "/a/"}) {
         EXPECT_EQ(urlOf(list, CFTPClient("h", "u", "p", plain), path), "URL='ftp://h/a/'");
@@ -418,14 +418,14 @@ TEST_F(FTPClientOptions, AListingEndsWithOneSlash) {
     EXPECT_EQ(urlOf(list, CFTPClient("h", "u", "p", plain), "/a//"), "URL='ftp://h/a//'");
 }
 
-TEST_F(FTPClientOptions, ACreatedDirectoryWithParentsEndsWithOneSlashAndIsNamedAsGiven) {
+TEST_F(FTPClientOptionsTest, ACreatedDirectoryWithParentsEndsWithOneSlashAndIsNamedAsGiven) {
     CFTPClient client("h", "u", "p", plain);
     const Texts options = optionsOf([&] { client.prepareCreateDirRequest(request, "/a/b/", true); });
     EXPECT_EQ(options.front(), "URL='ftp://h/a/b/'");
     EXPECT_EQ(options.back(), "PREQUOTE=[MKD /a/b/]");
 }
 
-TEST_F(FTPClientOptions, ADeletedFileIsNoPartOfTheURL) {
+TEST_F(FTPClientOptionsTest, ADeletedFileIsNoPartOfTheURL) {
     CFTPClient client("host", "u", "p", plain);
     const Texts options = optionsOf([&] { client.prepareDeleteFileRequest(request, "/a/b.txt"); });
     EXPECT_EQ(options.front(), "URL='ftp://host'");
@@ -433,7 +433,7 @@ TEST_F(FTPClientOptions, ADeletedFileIsNoPartOfTheURL) {
                 ElementsAre("PREQUOTE=[DELE /a/b.txt]", "NOBODY=1L"));
 }
 
-TEST_F(FTPClientOptions, ARangeIsTextAsCounted) {
+TEST_F(FTPClientOptionsTest, ARangeIsTextAsCounted) {
     CFTPClient client("h", "u", "p", plain);
     const auto rangeOf = [&](int64 offset, int64 length) {
         const Texts options =
@@ -451,7 +451,7 @@ TEST_F(FTPClientOptions, ARangeIsTextAsCounted) {
     EXPECT_EQ(rangeOf(1, std::numeric_limits<int64>::max()), "RANGE='1-9223372036854775807'");
 }
 
-TEST_F(FTPClientOptions, TextsGoOutAsUTF8) {
+TEST_F(FTPClientOptionsTest, TextsGoOutAsUTF8) {
     CFTPClient client("h\xc3\xb6st", "\xc3\xbcser", "p\xe2\x82\xac", plain);
     const Texts options = optionsOf([&] { client.prepareDeleteFileRequest(request, "/\xf0\x9f\x98\x80"); });
     EXPECT_EQ(Texts(options.begin(), options.begin() + 3),
@@ -459,7 +459,7 @@ TEST_F(FTPClientOptions, TextsGoOutAsUTF8) {
     EXPECT_EQ(options[options.size() - 2], "PREQUOTE=[DELE /\xf0\x9f\x98\x80]");
 }
 
-TEST_F(FTPClientOptions, ACopyHasAllFieldsAndIsIndependent) {
+TEST_F(FTPClientOptionsTest, ACopyHasAllFieldsAndIsIndependent) {
     int calls = 0;
     CFTPClient client("h:990", "u", "p", CFTPClient::ConnectExplicitTLS);
     client.setOverrideCWDType(CFTPClient::CWDDirect);
@@ -483,7 +483,7 @@ TEST_F(FTPClientOptions, ACopyHasAllFieldsAndIsIndependent) {
     EXPECT_EQ(calls, 4);
 }
 
-TEST_F(FTPClientOptions, CWDTypesHaveNames) {
+TEST_F(FTPClientOptionsTest, CWDTypesHaveNames) {
     EXPECT_EQ(CFTPClient::cwdTypeToString(CFTPClient::CWDInvalid), "CWDInvalid");
     EXPECT_EQ(CFTPClient::cwdTypeToString(CFTPClient::CWDSteps), "CWDSteps");
     EXPECT_EQ(CFTPClient::cwdTypeToString(CFTPClient::CWDDirect), "CWDDirect");
@@ -500,7 +500,7 @@ TEST_F(FTPClientOptions, CWDTypesHaveNames) {
     EXPECT_EQ(errorOf(std::numeric_limits<int>::min()), "Unknown CWDType: -2147483648");
 }
 
-TEST_F(FTPClientOptions, TheValuesOfTheTypesAreFixed) {
+TEST_F(FTPClientOptionsTest, TheValuesOfTheTypesAreFixed) {
     EXPECT_EQ(CFTPClient::ConnectPlain, 0);
     EXPECT_EQ(CFTPClient::ConnectExplicitTLS, 1);
     EXPECT_EQ(CFTPClient::ConnectImplicitTLS, 2);
@@ -517,7 +517,7 @@ TEST_F(FTPClientOptions, TheValuesOfTheTypesAreFixed) {
 const std::vector<String> lineEnds = {
     "/a\rb", "/a\nDELE /x", "/a\r\n", "\r", "/\n", std::wstring(L"/a\0b", 4), std::wstring(L"\0", 1)};
 
-TEST_F(FTPClientOptions, APathWithALineEndIsRefusedByThePreparingMember) {
+TEST_F(FTPClientOptionsTest, APathWithALineEndIsRefusedByThePreparingMember) {
     for (const auto encoding : {CFTPClient::PathVerbatim, CFTPClient::PathPercentEncode}) {
         CFTPClient client("h", "u", "p", plain);
         client.setPathEncoding(encoding);
@@ -530,7 +530,7 @@ TEST_F(FTPClientOptions, APathWithALineEndIsRefusedByThePreparingMember) {
     }
 }
 
-TEST_F(FTPClientOptions, AHostUserNameOrPasswordWithALineEndIsRefusedByThePreparingMember) {
+TEST_F(FTPClientOptionsTest, AHostUserNameOrPasswordWithALineEndIsRefusedByThePreparingMember) {
     for (const String& wrong : lineEnds) {
         CFTPClient host(wrong, "u", "p", plain);
         CFTPClient user("h", wrong, "p", plain);
@@ -547,7 +547,7 @@ TEST_F(FTPClientOptions, AHostUserNameOrPasswordWithALineEndIsRefusedByThePrepar
     }
 }
 
-TEST_F(FTPClientOptions, ARefusalLeavesThePreparedRequest) {
+TEST_F(FTPClientOptionsTest, ARefusalLeavesThePreparedRequest) {
     CFTPClient client("h", "u", "p", plain);
     client.prepareDeleteFileRequest(request, "/first");
     EXPECT_TRUE(thrownBy<CInvalidArgError>([&] { client.prepareDeleteFileRequest(request, "/\n"); }));
@@ -556,7 +556,7 @@ TEST_F(FTPClientOptions, ARefusalLeavesThePreparedRequest) {
               "[DELE /first]");
 }
 
-TEST_F(FTPClientOptions, OtherControlCharactersArePassedOn) {
+TEST_F(FTPClientOptionsTest, OtherControlCharactersArePassedOn) {
     CFTPClient client("h", "u", "p", plain);
     const Texts options = optionsOf([&] { client.prepareDeleteFileRequest(request, "/\t\x01\x7f\x0b"); });
     EXPECT_EQ(options[options.size() - 2], "PREQUOTE=[DELE /\t\x01\x7f\x0b]");
@@ -578,7 +578,7 @@ std::string printableASCII() {
     return all;
 }
 
-TEST_F(FTPClientOptions, PathsArePastedVerbatimByDefault) {
+TEST_F(FTPClientOptionsTest, PathsArePastedVerbatimByDefault) {
     const CFTPClient client("h", "u", "p", plain);
     const std::string path = "x" + printableASCII() + "%41\xc3\xa4/../;type=d";
     for (const Operation& operation : operations) {
@@ -588,7 +588,7 @@ TEST_F(FTPClientOptions, PathsArePastedVerbatimByDefault) {
     }
 }
 
-TEST_F(FTPClientOptions, EncodedPathsAreTextOfURLsFromTheRoot) {
+TEST_F(FTPClientOptionsTest, EncodedPathsAreTextOfURLsFromTheRoot) {
     const std::string encodedASCII =
         "%20%21%22%23%24%25%26%27%28%29%2A%2B%2C-./0123456789%3A%3B%3C%3D%3E%3F%40"
         "ABCDEFGHIJKLMNOPQRSTUVWXYZ%5B%5C%5D%5E_%60abcdefghijklmnopqrstuvwxyz%7B%7C%7D~";
@@ -614,7 +614,7 @@ TEST_F(FTPClientOptions, EncodedPathsAreTextOfURLsFromTheRoot) {
     }
 }
 
-TEST_F(FTPClientOptions, AnEncodedPathMayEndWithASlashUnlessItIsThatOfADownload) {
+TEST_F(FTPClientOptionsTest, AnEncodedPathMayEndWithASlashUnlessItIsThatOfADownload) {
     const CFTPClient client = encodingClient();
     EXPECT_THROW(urlOf(operations[0], client, "/a b/"), vexil::CInvalidArgError) << "a download";
     EXPECT_EQ(urlOf(operations[11], client, "/a b/"), "URL='ftp://h//a%20b/'") << "a listing";
@@ -622,7 +622,7 @@ TEST_F(FTPClientOptions, AnEncodedPathMayEndWithASlashUnlessItIsThatOfADownload)
     EXPECT_EQ(urlOf(operations[15], client, "/a b/"), "URL='ftp://h//a%20b/'") << "a creation with parents";
 }
 
-TEST_F(FTPClientOptions, CommandsHaveThePathAsItIsInBothModes) {
+TEST_F(FTPClientOptionsTest, CommandsHaveThePathAsItIsInBothModes) {
     const std::string path = "/" + printableASCII() + "\xc3\xa4 %41 ;type=d";
     for (const auto encoding : {CFTPClient::PathVerbatim, CFTPClient::PathPercentEncode}) {
         CFTPClient client("h", "u", "p", plain);
@@ -643,7 +643,7 @@ TEST_F(FTPClientOptions, CommandsHaveThePathAsItIsInBothModes) {
     }
 }
 
-TEST_F(FTPClientOptions, AnEncodedPathBeginsWithASlash) {
+TEST_F(FTPClientOptionsTest, AnEncodedPathBeginsWithASlash) {
     for (const Operation& operation : allOperations()) {
         for (const char* path : {"a", "", " /a", "%2Fa"}) {
             CFTPClient client = encodingClient();
@@ -653,7 +653,7 @@ TEST_F(FTPClientOptions, AnEncodedPathBeginsWithASlash) {
     }
 }
 
-TEST_F(FTPClientOptions, AVerbatimPathMayBeginWithAnything) {
+TEST_F(FTPClientOptionsTest, AVerbatimPathMayBeginWithAnything) {
     for (const char* path : {"a", "", "%2Fa"}) {
         const Texts options = optionsOf(operations[0], CFTPClient("h", "u", "p", plain), path);
         EXPECT_EQ(options[0], std::string("URL='ftp://h") + path + "'");
@@ -675,7 +675,7 @@ std::string sentBy(OpenRequest& request) {
     return sent;
 }
 
-TEST_F(FTPClientOptions, AnUploadSendsTheMemoryInPlace) {
+TEST_F(FTPClientOptionsTest, AnUploadSendsTheMemoryInPlace) {
     OpenRequest open;
     std::string data = "some more than sixteen bytes";
     CFTPClient client("h", "u", "p", plain);
@@ -684,7 +684,7 @@ TEST_F(FTPClientOptions, AnUploadSendsTheMemoryInPlace) {
     EXPECT_EQ(sentBy(open), "Some more than sixteen bytes") << "nothing is copied";
 }
 
-TEST_F(FTPClientOptions, AnUploadKeepsItsStream) {
+TEST_F(FTPClientOptionsTest, AnUploadKeepsItsStream) {
     OpenRequest open;
     {
         const P<zet::IInStream> source = new zet::CMemoryInStream("stream", 6);
@@ -693,7 +693,7 @@ TEST_F(FTPClientOptions, AnUploadKeepsItsStream) {
     EXPECT_EQ(sentBy(open), "stream");
 }
 
-TEST_F(FTPClientOptions, AMoveThatCreatesDirectoriesSendsNothing) {
+TEST_F(FTPClientOptionsTest, AMoveThatCreatesDirectoriesSendsNothing) {
     OpenRequest open;
     CFTPClient client("h", "u", "p", plain);
     client.prepareMoveFileRequest(open, "/a", "/b", true);
@@ -702,7 +702,7 @@ TEST_F(FTPClientOptions, AMoveThatCreatesDirectoriesSendsNothing) {
     EXPECT_EQ(sentBy(open), "");
 }
 
-TEST_F(FTPClientOptions, AnUploadTakesSizesOfAllTypes) {
+TEST_F(FTPClientOptionsTest, AnUploadTakesSizesOfAllTypes) {
     CFTPClient client("h", "u", "p", plain);
     const auto sizeOf = [&](auto data, auto size) {
         return optionsOf([&] { client.prepareUploadRequest(request, "/x", data, size, false); }).back();
@@ -719,7 +719,7 @@ TEST_F(FTPClientOptions, AnUploadTakesSizesOfAllTypes) {
     EXPECT_EQ(sizeOf(&stream, int64(5000000000)), "INFILESIZE_LARGE=5000000000OFF");
 }
 
-TEST_F(FTPClientOptions, AnUploadOfABufferSendsItsBytes) {
+TEST_F(FTPClientOptionsTest, AnUploadOfABufferSendsItsBytes) {
     OpenRequest open;
     CFTPClient client("h", "u", "p", plain);
     vexil::TBuffer<unsigned char> buffer;
@@ -755,7 +755,7 @@ static_assert(!CanUpload<zet::IOutStream*, double>);
 static_assert(!CanUpload<const zet::CBufferStream*>);
 static_assert(!CanUpload<char**>);
 
-TEST_F(FTPClientOptions, TheLargestUploadFromMemoryIsTaken) {
+TEST_F(FTPClientOptionsTest, TheLargestUploadFromMemoryIsTaken) {
     CFTPClient client("h", "u", "p", plain);
     const auto largest = std::numeric_limits<int>::max();
     EXPECT_EQ(optionsOf([&] { client.prepareUploadRequest(request, "/x", memory, largest, false); }).back(),
@@ -766,7 +766,7 @@ TEST_F(FTPClientOptions, TheLargestUploadFromMemoryIsTaken) {
               "INFILESIZE_LARGE=2147483647OFF");
 }
 
-TEST_F(FTPClientOptions, AnUploadOfAWrongSizeIsRefused) {
+TEST_F(FTPClientOptionsTest, AnUploadOfAWrongSizeIsRefused) {
     CFTPClient client("h", "u", "p", plain);
     const auto refusal = [&](auto data, auto size) {
         return refusalOf([&] { client.prepareUploadRequest(request, "/x", data, size, false); });
@@ -800,7 +800,7 @@ std::string dummyOf(const Texts& calls) {
     return "(none)";
 }
 
-TEST_F(FTPClientOptions, ADummyIsNamedByTheNextNumberOfTheGlobalGenerator) {
+TEST_F(FTPClientOptionsTest, ADummyIsNamedByTheNextNumberOfTheGlobalGenerator) {
     CFTPClient client("h", "u", "p", plain);
     for (int i = 0; i < 20; ++i) {
         recorder.calls.clear();
@@ -814,7 +814,7 @@ TEST_F(FTPClientOptions, ADummyIsNamedByTheNextNumberOfTheGlobalGenerator) {
     }
 }
 
-TEST_F(FTPClientOptions, OnlyADirectoryMoveThatCreatesDirectoriesDrawsANumber) {
+TEST_F(FTPClientOptionsTest, OnlyADirectoryMoveThatCreatesDirectoriesDrawsANumber) {
     zet::CMTRand copy(*zet::CMTRand::getGlobal());
     for (const Operation& operation : operations) {
         if (operation.urlPath != "/a/b/__dummyN") {
@@ -824,7 +824,7 @@ TEST_F(FTPClientOptions, OnlyADirectoryMoveThatCreatesDirectoriesDrawsANumber) {
     EXPECT_EQ(copy.rand64(), zet::CMTRand::getGlobal()->rand64());
 }
 
-TEST_F(FTPClientOptions, EachDummyHasAnotherName) {
+TEST_F(FTPClientOptionsTest, EachDummyHasAnotherName) {
     CFTPClient client("h", "u", "p", plain);
     std::set<std::string> names;
     for (int i = 0; i < 100; ++i) {
@@ -836,7 +836,7 @@ TEST_F(FTPClientOptions, EachDummyHasAnotherName) {
     EXPECT_EQ(names.count("(none)"), 0u);
 }
 
-TEST_F(FTPClientOptions, ADummyIsDrawnUnderTheLockOfTheGenerator) {
+TEST_F(FTPClientOptionsTest, ADummyIsDrawnUnderTheLockOfTheGenerator) {
     std::promise<void> begun;
     std::future<void> done;
     {
@@ -853,7 +853,7 @@ TEST_F(FTPClientOptions, ADummyIsDrawnUnderTheLockOfTheGenerator) {
 
 // ---- the hook --------------------------------------------------------------------------------------------
 
-TEST_F(FTPClientOptions, TheHookIsCalledLastOfTheCommonBeginning) {
+TEST_F(FTPClientOptionsTest, TheHookIsCalledLastOfTheCommonBeginning) {
     CFTPClient client("h", "u", "p", plain);
     client.setRequestSetup(
         new FunctionSetup([](CNetRequest& prepared) { prepared.setOptionInt(CURLOPT_TCP_NODELAY, 0); }));
@@ -865,7 +865,7 @@ TEST_F(FTPClientOptions, TheHookIsCalledLastOfTheCommonBeginning) {
     }
 }
 
-TEST_F(FTPClientOptions, TheHookIsCalledOnceAPreparationUntilItIsTakenAway) {
+TEST_F(FTPClientOptionsTest, TheHookIsCalledOnceAPreparationUntilItIsTakenAway) {
     int calls = 0;
     CFTPClient client("h", "u", "p", plain);
     client.setRequestSetup(new FunctionSetup([&](CNetRequest& prepared) {
@@ -881,14 +881,14 @@ TEST_F(FTPClientOptions, TheHookIsCalledOnceAPreparationUntilItIsTakenAway) {
     EXPECT_EQ(calls, static_cast<int>(operations.size()));
 }
 
-TEST_F(FTPClientOptions, TheHookMayUndoTheTunnel) {
+TEST_F(FTPClientOptionsTest, TheHookMayUndoTheTunnel) {
     CFTPClient client("h", "u", "p", plain);
     client.setRequestSetup(
         new FunctionSetup([](CNetRequest& prepared) { prepared.setOptionInt(CURLOPT_HTTPPROXYTUNNEL, 0); }));
     EXPECT_EQ(optionsOf(operations[0], client).back(), "HTTPPROXYTUNNEL=0L");
 }
 
-TEST_F(FTPClientOptions, TheHookMayNotTouchWhatBelongsToTheOperation) {
+TEST_F(FTPClientOptionsTest, TheHookMayNotTouchWhatBelongsToTheOperation) {
     zet::CBufferStream sink;
     const std::vector<std::pair<std::string, std::function<void(CNetRequest&)>>> wrong = {
         {"URL", [](CNetRequest& r) { r.setURL("ftp://other"); }},
@@ -909,7 +909,7 @@ TEST_F(FTPClientOptions, TheHookMayNotTouchWhatBelongsToTheOperation) {
     }
 }
 
-TEST_F(FTPClientOptions, WhatTheHookThrowsEndsTheOperation) {
+TEST_F(FTPClientOptionsTest, WhatTheHookThrowsEndsTheOperation) {
     CFTPClient client("h", "u", "p", plain);
     client.setRequestSetup(new FunctionSetup([](CNetRequest&) { throw OwnError("no"); }));
     bool performed = false;
@@ -940,7 +940,7 @@ private:
     int& m_alive;
 };
 
-TEST_F(FTPClientOptions, AHookMayReplaceItself) {
+TEST_F(FTPClientOptionsTest, AHookMayReplaceItself) {
     int alive = 0;
     CFTPClient client("h", "u", "p", plain);
     const P<INetRequestSetup> successor =
@@ -955,9 +955,9 @@ TEST_F(FTPClientOptions, AHookMayReplaceItself) {
 // ---- the recursive delete --------------------------------------------------------------------------------
 
 /// Plays a server: listings by URL path; everything else succeeds and is recorded.
-class FTPClientDelete : public FTPClientOptions {
+class FTPClientDeleteTest : public FTPClientOptionsTest {
 protected:
-    FTPClientDelete() {
+    FTPClientDeleteTest() {
         recorder.perform = [this](Recorder& calls) {
             if (calls.pointers.count(CURLOPT_PREQUOTE) > 0) {
                 return play(listText(static_cast<const curl_slist*>(calls.pointers.at(CURLOPT_PREQUOTE))));
@@ -986,7 +986,7 @@ protected:
     std::string failing;
 };
 
-TEST_F(FTPClientDelete, GoesIntoTheDepthInTheOrderOfTheListing) {
+TEST_F(FTPClientDeleteTest, GoesIntoTheDepthInTheOrderOfTheListing) {
     listings["/d/"] = "type=file; z\r\ntype=dir; sub\r\ntype=file; a b#?%41\r\n";
     listings["/d/sub/"] = "type=dir; deep\ntype=file; x\n";
     client.deleteDirWithAllContents(request, "/d");
@@ -995,20 +995,20 @@ TEST_F(FTPClientDelete, GoesIntoTheDepthInTheOrderOfTheListing) {
                                    "[DELE /d/a b#?%41]", "[RMD /d]"));
 }
 
-TEST_F(FTPClientDelete, PassesOverTheDirectoryItselfItsParentAndUnknownTypes) {
+TEST_F(FTPClientDeleteTest, PassesOverTheDirectoryItselfItsParentAndUnknownTypes) {
     listings["/d/"] = "type=cdir; .\r\ntype=pdir; ..\r\ntype=cdir; /d\r\ntype=OS.unix=slink:; link\r\n"
                       "size=3; nothing\r\n last\r\ntype=pdir; \r\n";
     client.deleteDirWithAllContents(request, "/d");
     EXPECT_THAT(steps, ElementsAre("list /d/", "[RMD /d]"));
 }
 
-TEST_F(FTPClientDelete, JoinsWithOneMoreSlash) {
+TEST_F(FTPClientDeleteTest, JoinsWithOneMoreSlash) {
     listings["/d/"] = "type=file; f\r\ntype=dir; e\r\n";
     client.deleteDirWithAllContents(request, "/d/");
     EXPECT_THAT(steps, ElementsAre("list /d/", "[DELE /d//f]", "list /d//e/", "[RMD /d//e]", "[RMD /d/]"));
 }
 
-TEST_F(FTPClientDelete, EncodesTheURLsOnly) {
+TEST_F(FTPClientDeleteTest, EncodesTheURLsOnly) {
     client.setPathEncoding(CFTPClient::PathPercentEncode);
     listings["//d%20e/"] = "type=dir; #?%41;type=d \r\ntype=file; \xc3\xa4\r\n";
     listings["//d%20e/%23%3F%2541%3Btype%3Dd%20/"] = "type=file; a\tb\r\n";
@@ -1018,7 +1018,7 @@ TEST_F(FTPClientDelete, EncodesTheURLsOnly) {
                                    "[DELE /d e/\xc3\xa4]", "[RMD /d e]"));
 }
 
-TEST_F(FTPClientDelete, StopsAtTheFirstFailure) {
+TEST_F(FTPClientDeleteTest, StopsAtTheFirstFailure) {
     listings["/d/"] = "type=file; a\r\ntype=dir; b\r\ntype=file; c\r\n";
     listings["/d/b/"] = "type=file; x\r\n";
     const Texts all = {"list /d/",   "[DELE /d/a]", "list /d/b/", "[DELE /d/b/x]",
@@ -1032,14 +1032,14 @@ TEST_F(FTPClientDelete, StopsAtTheFirstFailure) {
     }
 }
 
-TEST_F(FTPClientDelete, StopsAtAListingThatIsNone) {
+TEST_F(FTPClientDeleteTest, StopsAtAListingThatIsNone) {
     listings["/d/"] = "type=file; a\r\nrubbish\r\n";
     EXPECT_EQ(messageOf(thrownBy<CError>([&] { client.deleteDirWithAllContents(request, "/d"); })),
               "Invalid FTP dir entry: 'rubbish'");
     EXPECT_THAT(steps, ElementsAre("list /d/"));
 }
 
-TEST_F(FTPClientDelete, StopsAtAMisleadingNameOfAFileOrDirectoryInBothModes) {
+TEST_F(FTPClientDeleteTest, StopsAtAMisleadingNameOfAFileOrDirectoryInBothModes) {
     const std::vector<std::string> names = {
         "", ".", "..", "/", "a/b", "../x", "/etc", "x/", std::string("a\0b", 3), std::string("\0", 1)};
     for (const auto encoding : {CFTPClient::PathVerbatim, CFTPClient::PathPercentEncode}) {
@@ -1064,7 +1064,7 @@ const Texts namesChangedByURLs = {
     "?x",      "a?",   "%41",      "a%2fb", "%Aa%",         "100%%ff",   ";type=d",
     "x;type=", "%25z", "a;type=i", "%00",   "é\xc3\xa9%E9", "%9Fx;type="};
 
-TEST_F(FTPClientDelete, StopsAtADirectoryWhoseNameIsAnotherInAURL) {
+TEST_F(FTPClientDeleteTest, StopsAtADirectoryWhoseNameIsAnotherInAURL) {
     for (const std::string& name : namesChangedByURLs) {
         steps.clear();
         listings["/d/"] = "type=file; first\r\ntype=dir; " + name + "\r\n";
@@ -1074,7 +1074,7 @@ TEST_F(FTPClientDelete, StopsAtADirectoryWhoseNameIsAnotherInAURL) {
     }
 }
 
-TEST_F(FTPClientDelete, DeletesFilesWhoseNamesAreOthersInAURL) {
+TEST_F(FTPClientDeleteTest, DeletesFilesWhoseNamesAreOthersInAURL) {
     for (const std::string& name : namesChangedByURLs) {
         steps.clear();
         listings["/d/"] = "type=file; " + name + "\r\n";
@@ -1083,7 +1083,7 @@ TEST_F(FTPClientDelete, DeletesFilesWhoseNamesAreOthersInAURL) {
     }
 }
 
-TEST_F(FTPClientDelete, GoesIntoEncodedDirectoriesOfAnyName) {
+TEST_F(FTPClientDeleteTest, GoesIntoEncodedDirectoriesOfAnyName) {
     client.setPathEncoding(CFTPClient::PathPercentEncode);
     for (const std::string& name : namesChangedByURLs) {
         steps.clear();
@@ -1094,7 +1094,7 @@ TEST_F(FTPClientDelete, GoesIntoEncodedDirectoriesOfAnyName) {
     }
 }
 
-TEST_F(FTPClientDelete, GoesIntoDirectoriesWhoseNamesOnlyLookLikeOthers) {
+TEST_F(FTPClientDeleteTest, GoesIntoDirectoriesWhoseNamesOnlyLookLikeOthers) {
     for (const std::string name : {"%", "a%", "%4", "%g1", "%1g", "100%x1", ";type", ";TYPE=", "type=d",
                                    "...", ".a", "a..", "-rf", "*", "\\", "\"", "\xc3\xa4", "~", "@:"}) {
         steps.clear();
@@ -1105,7 +1105,7 @@ TEST_F(FTPClientDelete, GoesIntoDirectoriesWhoseNamesOnlyLookLikeOthers) {
     }
 }
 
-TEST_F(FTPClientDelete, GoesAThousandLevelsDeep) {
+TEST_F(FTPClientDeleteTest, GoesAThousandLevelsDeep) {
     constexpr int limit = 1000;
     int levels = limit;
     listingOf = [&](const std::string& url) {
@@ -1127,14 +1127,14 @@ TEST_F(FTPClientDelete, GoesAThousandLevelsDeep) {
     EXPECT_EQ(steps.size(), static_cast<std::size_t>(limit)) << "listed, nothing removed";
 }
 
-TEST_F(FTPClientDelete, NeedsNoEntries) {
+TEST_F(FTPClientDeleteTest, NeedsNoEntries) {
     client.deleteDirWithAllContents(request, "/d");
     EXPECT_THAT(steps, ElementsAre("list /d/", "[RMD /d]"));
 }
 
 // ---- operations that perform -----------------------------------------------------------------------------
 
-TEST_F(FTPClientDelete, TheConvenienceOperationsPrepareAndPerform) {
+TEST_F(FTPClientDeleteTest, TheConvenienceOperationsPrepareAndPerform) {
     listings["/a/"] = "type=file;size=3; x\r\ntype=cdir; .\r\n";
     const P<CFTPListDirResult> listing = client.listDir(request, "/a");
     ASSERT_EQ(listing->getEntries().size(), 2u);

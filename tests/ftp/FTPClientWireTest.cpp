@@ -220,10 +220,10 @@ CFTPClient clientOf(const FTPPeer& peer) {
     return client;
 }
 
-class FTPClientWire : public testing::Test {
+class FTPClientWireTest : public testing::Test {
 protected:
-    FTPClientWire() : client(clientOf(peer)), request(new CNetRequest) {}
-    ~FTPClientWire() override { EXPECT_THAT(peer.failures(), IsEmpty()); }
+    FTPClientWireTest() : client(clientOf(peer)), request(new CNetRequest) {}
+    ~FTPClientWireTest() override { EXPECT_THAT(peer.failures(), IsEmpty()); }
 
     /// Closes the connection, and expects that everything followed the script.
     void expectEnd() {
@@ -249,9 +249,9 @@ protected:
 
 // ---- dialogues -------------------------------------------------------------------------------------------
 
-class FTPClientDialogue : public testing::TestWithParam<Operation> {};
+class FTPClientDialogueTest : public testing::TestWithParam<Operation> {};
 
-TEST_P(FTPClientDialogue, IsTheSameToTheLineOnAConnectionOfItsOwn) {
+TEST_P(FTPClientDialogueTest, IsTheSameToTheLineOnAConnectionOfItsOwn) {
     const Operation& operation = GetParam();
     FTPPeer peer;
     CFTPClient client = clientOf(peer);
@@ -265,10 +265,10 @@ TEST_P(FTPClientDialogue, IsTheSameToTheLineOnAConnectionOfItsOwn) {
     EXPECT_EQ(peer.controlConnectionCount(), 1u);
 }
 
-INSTANTIATE_TEST_SUITE_P(Operations, FTPClientDialogue, testing::ValuesIn(operations),
+INSTANTIATE_TEST_SUITE_P(Operations, FTPClientDialogueTest, testing::ValuesIn(operations),
                          [](const auto& operation) { return operation.param.name; });
 
-TEST_F(FTPClientWire, FilesAndListingsReachTheirDirectoryAsForced) {
+TEST_F(FTPClientWireTest, FilesAndListingsReachTheirDirectoryAsForced) {
     for (const char* name : {"Download", "Resume", "Upload", "List"}) {
         for (const Type type : allTypes) {
             client.setOverrideCWDType(type);
@@ -280,7 +280,7 @@ TEST_F(FTPClientWire, FilesAndListingsReachTheirDirectoryAsForced) {
     }
 }
 
-TEST_F(FTPClientWire, CommandsNameThePathWhateverIsForced) {
+TEST_F(FTPClientWireTest, CommandsNameThePathWhateverIsForced) {
     for (const char* name :
          {"MoveFile", "MoveDir", "DeleteFile", "RemoveDir", "CreateDir", "GetInfo", "VerifyExists"}) {
         for (const Type type : allTypes) {
@@ -293,7 +293,7 @@ TEST_F(FTPClientWire, CommandsNameThePathWhateverIsForced) {
     }
 }
 
-TEST_F(FTPClientWire, WhatCreatesDirectoriesGoesAnotherWayWhereItIsForced) {
+TEST_F(FTPClientWireTest, WhatCreatesDirectoriesGoesAnotherWayWhereItIsForced) {
     // All directories exist on the peer, because only CWDSteps could create them.
     const auto expectDialogue = [this](const Operation& operation, const FTPDialogue& dialogue) {
         peer.play(login + dialogue + FTPDialogue{quit});
@@ -320,14 +320,14 @@ TEST_F(FTPClientWire, WhatCreatesDirectoriesGoesAnotherWayWhereItIsForced) {
     }
 }
 
-TEST_F(FTPClientWire, ACreationThatIsForcedAnotherWayFails) {
+TEST_F(FTPClientWireTest, ACreationThatIsForcedAnotherWayFails) {
     client.setOverrideCWDType(CFTPClient::CWDDirect);
     EXPECT_EQ(failureWith(operationOf("CreateWithParents"),
                           {refused("CWD d/e"), refused("MKD d/e"), refused("CWD d/e")}),
               "9 550");
 }
 
-TEST_F(FTPClientWire, EncodedPathsCountFromTheRootAndNotFromTheLoginDirectory) {
+TEST_F(FTPClientWireTest, EncodedPathsCountFromTheRootAndNotFromTheLoginDirectory) {
     client.setPathEncoding(CFTPClient::PathPercentEncode);
     const FTPDialogue elsewhere = {login[0], login[1], login[2], {"PWD", {"257 \"/home/tester\""}}};
     // On a kept connection libcurl may return to the start directory, which does not matter for absolute
@@ -345,14 +345,14 @@ TEST_F(FTPClientWire, EncodedPathsCountFromTheRootAndNotFromTheLoginDirectory) {
     expectEnd();
 }
 
-TEST_F(FTPClientWire, DotsOfEncodedPathsAreTheServers) {
+TEST_F(FTPClientWireTest, DotsOfEncodedPathsAreTheServers) {
     client.setPathEncoding(CFTPClient::PathPercentEncode);
     peer.play(login + FTPDialogue{epsv, ascii, sends("MLSD /a/../b/.", listing), quit});
     client.listDir(*request, "/a/../b/.");
     expectEnd();
 }
 
-TEST_F(FTPClientWire, TheRootCanBeListed) {
+TEST_F(FTPClientWireTest, TheRootCanBeListed) {
     for (const auto encoding : {CFTPClient::PathVerbatim, CFTPClient::PathPercentEncode}) {
         client.setPathEncoding(encoding);
         const std::string command = encoding == CFTPClient::PathVerbatim ? "MLSD" : "MLSD /";
@@ -363,7 +363,7 @@ TEST_F(FTPClientWire, TheRootCanBeListed) {
     }
 }
 
-TEST_F(FTPClientWire, AServerWithoutTheExtendedPassiveModeIsAskedForTheOldOne) {
+TEST_F(FTPClientWireTest, AServerWithoutTheExtendedPassiveModeIsAskedForTheOldOne) {
     const FTPExchange passive{"PASV", {"227 Passive (DATA_ADDRESS)"}};
     peer.play(login + FTPDialogue{{"EPSV", {"500 What?"}}, passive, ascii, sends("MLSD d", listing), quit});
     EXPECT_EQ(client.listDir(*request, "/d")->getEntries().size(), 4u);
@@ -372,7 +372,7 @@ TEST_F(FTPClientWire, AServerWithoutTheExtendedPassiveModeIsAskedForTheOldOne) {
 
 // ---- results ---------------------------------------------------------------------------------------------
 
-TEST_F(FTPClientWire, AListingHasTheEntriesInTheirOrder) {
+TEST_F(FTPClientWireTest, AListingHasTheEntriesInTheirOrder) {
     peer.play(wholeOf(operationOf("List")) + FTPDialogue{quit});
     const P<CFTPListDirResult> result = client.listDir(*request, "/d/e");
     std::vector<std::string> entries;
@@ -384,27 +384,27 @@ TEST_F(FTPClientWire, AListingHasTheEntriesInTheirOrder) {
     expectEnd();
 }
 
-TEST_F(FTPClientWire, AListingOfNothingIsEmpty) {
+TEST_F(FTPClientWireTest, AListingOfNothingIsEmpty) {
     peer.play(login + FTPDialogue{epsv, ascii, sends("MLSD d", ""), quit});
     EXPECT_TRUE(client.listDir(*request, "/d")->getEntries().empty());
     expectEnd();
 }
 
-TEST_F(FTPClientWire, AListingThatTheServerCallsWholeIsTaken) {
+TEST_F(FTPClientWireTest, AListingThatTheServerCallsWholeIsTaken) {
     const std::string part = std::string(listing).substr(0, std::string(listing).find("size=3; x") + 9);
     peer.play(login + FTPDialogue{epsv, ascii, sends("MLSD d", part), quit});
     EXPECT_EQ(client.listDir(*request, "/d")->getEntries().size(), 3u);
     expectEnd();
 }
 
-TEST_F(FTPClientWire, AListingThatIsNoneIsAnError) {
+TEST_F(FTPClientWireTest, AListingThatIsNoneIsAnError) {
     peer.play(login + FTPDialogue{epsv, ascii, sends("MLSD d", "total 3\r\n"), quit});
     EXPECT_EQ(messageOf(thrownBy<CError>([&] { client.listDir(*request, "/d"); })),
               "Invalid FTP dir entry: 'total 3'");
     expectEnd();
 }
 
-TEST_F(FTPClientWire, InformationIsReadOnAFreshConnectionAndOnOneThatIsKept) {
+TEST_F(FTPClientWireTest, InformationIsReadOnAFreshConnectionAndOnOneThatIsKept) {
     peer.play(login +
               FTPDialogue{tells("/d/one"), tells("/d/two"), done("DELE /x"), tells("/d/three"), quit});
     const auto nameOfInfo = [this](const String& path) {
@@ -425,12 +425,12 @@ TEST_F(FTPClientWire, InformationIsReadOnAFreshConnectionAndOnOneThatIsKept) {
     EXPECT_EQ(peer.controlConnectionCount(), 1u);
 }
 
-TEST_F(FTPClientWire, WithoutSuchAnEntryThereIsNoInformation) {
+TEST_F(FTPClientWireTest, WithoutSuchAnEntryThereIsNoInformation) {
     EXPECT_EQ(failureWith(operationOf("GetInfo"), {refused("MLST /d/e/f")}), "21 550");
     EXPECT_EQ(failureWith(operationOf("VerifyExists"), {refused("MLST /d/e/f")}), "21 550");
 }
 
-TEST_F(FTPClientWire, ADownloadHasTheBytesOfTheFile) {
+TEST_F(FTPClientWireTest, ADownloadHasTheBytesOfTheFile) {
     const std::string bytes = makeBytes(300000);
     peer.play(login + FTPDialogue{epsv, binary, {"SIZE x", {"213 300000"}}, sends("RETR x", bytes), quit});
     client.prepareDownloadRequest(*request, "/x", 0, -1);
@@ -439,14 +439,14 @@ TEST_F(FTPClientWire, ADownloadHasTheBytesOfTheFile) {
     expectEnd();
 }
 
-TEST_F(FTPClientWire, ADownloadResumesBehindWhatIsThere) {
+TEST_F(FTPClientWireTest, ADownloadResumesBehindWhatIsThere) {
     peer.play(wholeOf(operationOf("Resume")) + FTPDialogue{quit});
     run(operationOf("Resume"));
     EXPECT_EQ(body(), " bytes");
     expectEnd();
 }
 
-TEST_F(FTPClientWire, ADownloadResumesBehindMoreThan4GiB) {
+TEST_F(FTPClientWireTest, ADownloadResumesBehindMoreThan4GiB) {
     peer.play(login + FTPDialogue{epsv,
                                   binary,
                                   {"SIZE x", {"213 5000000003"}},
@@ -459,7 +459,7 @@ TEST_F(FTPClientWire, ADownloadResumesBehindMoreThan4GiB) {
     expectEnd();
 }
 
-TEST_F(FTPClientWire, ARangeWithAnEndBreaksItsTransferOffAndTheConnection) {
+TEST_F(FTPClientWireTest, ARangeWithAnEndBreaksItsTransferOffAndTheConnection) {
     const FTPDialogue begin =
         login + FTPDialogue{epsv, binary, {"SIZE x", {"213 10"}}, {"REST 2", {"350 From 2"}}};
     const FTPExchange retr{"RETR x", {"150 Here it comes"}, Data::Send, "23456789"};
@@ -472,7 +472,7 @@ TEST_F(FTPClientWire, ARangeWithAnEndBreaksItsTransferOffAndTheConnection) {
     expectEnd();
 }
 
-TEST_F(FTPClientWire, ARangeOfNothingAsksForNothingAndEndsTheConnection) {
+TEST_F(FTPClientWireTest, ARangeOfNothingAsksForNothingAndEndsTheConnection) {
     // A server may still send 226 for the data connection; the next operation must not receive it.
     for (const int64 length : {0, -2}) {
         peer.play(login + FTPDialogue{epsv, quit});
@@ -486,11 +486,11 @@ TEST_F(FTPClientWire, ARangeOfNothingAsksForNothingAndEndsTheConnection) {
     }
 }
 
-TEST_F(FTPClientWire, ADownloadFromBehindTheEndFails) {
+TEST_F(FTPClientWireTest, ADownloadFromBehindTheEndFails) {
     EXPECT_EQ(failureWith(operationOf("Resume"), {epsv, binary, {"SIZE d/e/f", {"213 3"}}}), "36 213");
 }
 
-TEST_F(FTPClientWire, UploadsHaveTheBytes) {
+TEST_F(FTPClientWireTest, UploadsHaveTheBytes) {
     const std::string bytes = makeBytes(300000);
     const std::vector<std::string> bodies = {"", "x", bytes};
     peer.play(login + FTPDialogue{epsv, binary, receives("STOR f"), epsv, receives("STOR f"), epsv,
@@ -509,7 +509,7 @@ TEST_F(FTPClientWire, UploadsHaveTheBytes) {
     }
 }
 
-TEST_F(FTPClientWire, AMoveThatCreatesDirectoriesSendsNoBytes) {
+TEST_F(FTPClientWireTest, AMoveThatCreatesDirectoriesSendsNoBytes) {
     for (const char* name : {"MoveFileIntoMissing", "MoveDirIntoMissing"}) {
         peer.play(wholeOf(operationOf(name)) + FTPDialogue{quit});
         run(operationOf(name));
@@ -520,7 +520,7 @@ TEST_F(FTPClientWire, AMoveThatCreatesDirectoriesSendsNoBytes) {
     EXPECT_EQ(peer.received(1), "");
 }
 
-TEST_F(FTPClientWire, ASourceThatIsShorterThanItsSizeFails) {
+TEST_F(FTPClientWireTest, ASourceThatIsShorterThanItsSizeFails) {
     peer.play(login + FTPDialogue{epsv, binary, receives("STOR f"), quitOrNothing});
     const P<zet::IInStream> stream = new zet::CMemoryInStream("abc", 3);
     client.prepareUploadRequest(*request, "/f", stream, 5, false);
@@ -530,7 +530,7 @@ TEST_F(FTPClientWire, ASourceThatIsShorterThanItsSizeFails) {
     EXPECT_EQ(peer.received(0), "abc") << "what has come stays";
 }
 
-TEST_F(FTPClientWire, ASourceThatIsLongerThanItsSizeIsCut) {
+TEST_F(FTPClientWireTest, ASourceThatIsLongerThanItsSizeIsCut) {
     peer.play(login + FTPDialogue{epsv, binary, receives("STOR f"), quit});
     const P<zet::IInStream> stream = new zet::CMemoryInStream("abcdefgh", 8);
     client.prepareUploadRequest(*request, "/f", stream, 5, false);
@@ -543,7 +543,7 @@ TEST_F(FTPClientWire, ASourceThatIsLongerThanItsSizeIsCut) {
     EXPECT_EQ(peer.received(0).substr(0, 5), "abcde");
 }
 
-TEST_F(FTPClientWire, ADirectoryThatIsThereIsCreatedWithItsParentsAndListed) {
+TEST_F(FTPClientWireTest, ADirectoryThatIsThereIsCreatedWithItsParentsAndListed) {
     peer.play(login +
               FTPDialogue{done("CWD d"), done("CWD e"), epsv, ascii, sends("LIST", "-rw x\r\n"), quit});
     client.createDir(*request, "/d/e/", true);
@@ -556,7 +556,7 @@ TEST_F(FTPClientWire, ADirectoryThatIsThereIsCreatedWithItsParentsAndListed) {
     expectEnd();
 }
 
-TEST_F(FTPClientWire, AllMissingDirectoriesAreCreatedOneByOne) {
+TEST_F(FTPClientWireTest, AllMissingDirectoriesAreCreatedOneByOne) {
     peer.play(login + FTPDialogue{refused("CWD a"), made("a"), done("CWD a"), refused("CWD b"), made("b"),
                                   done("CWD b"), refused("CWD c"), made("c"), done("CWD c"), epsv, ascii,
                                   sends("LIST", ""), quit});
@@ -564,7 +564,7 @@ TEST_F(FTPClientWire, AllMissingDirectoriesAreCreatedOneByOne) {
     expectEnd();
 }
 
-TEST_F(FTPClientWire, ADirectoryThatAnotherHasJustCreatedIsTaken) {
+TEST_F(FTPClientWireTest, ADirectoryThatAnotherHasJustCreatedIsTaken) {
     peer.play(login + FTPDialogue{refused("CWD a"), refused("MKD a"), done("CWD a"), epsv, ascii,
                                   sends("LIST", ""), quit});
     client.createDir(*request, "/a", true);
@@ -573,7 +573,7 @@ TEST_F(FTPClientWire, ADirectoryThatAnotherHasJustCreatedIsTaken) {
 
 // ---- the recursive delete --------------------------------------------------------------------------------
 
-TEST_F(FTPClientWire, ARecursiveDeleteGoesIntoTheDepthOnOneConnection) {
+TEST_F(FTPClientWireTest, ARecursiveDeleteGoesIntoTheDepthOnOneConnection) {
     peer.play(login + FTPDialogue{epsv, ascii,
                                   sends("MLSD d", "type=cdir; .\r\ntype=dir; a\r\ntype=file; z\r\n"), epsv,
                                   sends("MLSD d/a", "type=pdir; ..\r\ntype=file; 1\r\ntype=dir; b\r\n"),
@@ -583,7 +583,7 @@ TEST_F(FTPClientWire, ARecursiveDeleteGoesIntoTheDepthOnOneConnection) {
     expectEnd();
 }
 
-TEST_F(FTPClientWire, ARecursiveDeleteReachesDirectoriesAsForced) {
+TEST_F(FTPClientWireTest, ARecursiveDeleteReachesDirectoriesAsForced) {
     client.setOverrideCWDType(CFTPClient::CWDSteps);
     const FTPExchange back = done("CWD /");
     peer.play(login + FTPDialogue{done("CWD d"), epsv, ascii, sends("MLSD", "type=dir; e\r\n"), back,
@@ -593,14 +593,14 @@ TEST_F(FTPClientWire, ARecursiveDeleteReachesDirectoriesAsForced) {
     expectEnd();
 }
 
-TEST_F(FTPClientWire, ARecursiveDeleteOfAPathWithASlashAtItsEndJoinsOneMore) {
+TEST_F(FTPClientWireTest, ARecursiveDeleteOfAPathWithASlashAtItsEndJoinsOneMore) {
     peer.play(login + FTPDialogue{epsv, ascii, sends("MLSD d", "type=file; f\r\n"), done("DELE /d//f"),
                                   done("RMD /d/"), quit});
     client.deleteDirWithAllContents(*request, "/d/");
     expectEnd();
 }
 
-TEST_F(FTPClientWire, ARecursiveDeleteStopsAtAMisleadingNameBeforeItTouchesIt) {
+TEST_F(FTPClientWireTest, ARecursiveDeleteStopsAtAMisleadingNameBeforeItTouchesIt) {
     for (const std::string name : {"..", "a/b", "", "x y"}) {
         peer.play(login + FTPDialogue{epsv, ascii,
                                       sends("MLSD d", "type=file; f\r\ntype=dir; " + name + "\r\n"),
@@ -612,7 +612,7 @@ TEST_F(FTPClientWire, ARecursiveDeleteStopsAtAMisleadingNameBeforeItTouchesIt) {
     }
 }
 
-TEST_F(FTPClientWire, AGuardedDeletionRefusesTheRootBeforeAnythingIsSent) {
+TEST_F(FTPClientWireTest, AGuardedDeletionRefusesTheRootBeforeAnythingIsSent) {
     client.setDeletionGuard(true);
     for (const char* path : {"/", "//", "/.", "/./", "/..", "/a/..", "/a/b/../..", "/a/./../", "/../a/.."}) {
         EXPECT_EQ(messageOf(thrownBy<zet::CInvalidArgError>(
@@ -623,7 +623,7 @@ TEST_F(FTPClientWire, AGuardedDeletionRefusesTheRootBeforeAnythingIsSent) {
     EXPECT_EQ(peer.controlConnectionCount(), 0u);
 }
 
-TEST_F(FTPClientWire, ARecursiveDeleteOfNothingIsRefusedBeforeAnythingIsSent) {
+TEST_F(FTPClientWireTest, ARecursiveDeleteOfNothingIsRefusedBeforeAnythingIsSent) {
     for (const bool isGuarded : {false, true}) {
         client.setDeletionGuard(isGuarded);
         EXPECT_EQ(messageOf(thrownBy<zet::CInvalidArgError>(
@@ -633,14 +633,14 @@ TEST_F(FTPClientWire, ARecursiveDeleteOfNothingIsRefusedBeforeAnythingIsSent) {
     EXPECT_EQ(peer.controlConnectionCount(), 0u);
 }
 
-TEST_F(FTPClientWire, ARecursiveDeleteWithoutTheGuardDoesNotLookAtThePath) {
+TEST_F(FTPClientWireTest, ARecursiveDeleteWithoutTheGuardDoesNotLookAtThePath) {
     peer.play(login + FTPDialogue{epsv, ascii, sends("MLSD", "type=file; f\r\n"), done("DELE //f"),
                                   refused("RMD /"), quitOrNothing});
     EXPECT_EQ(failureOf([&] { client.deleteDirWithAllContents(*request, "/"); }), "21 550");
     expectEnd();
 }
 
-TEST_F(FTPClientWire, AGuardedDeletionRemovesLinksThatAreListedAsDirectories) {
+TEST_F(FTPClientWireTest, AGuardedDeletionRemovesLinksThatAreListedAsDirectories) {
     client.setDeletionGuard(true);
     peer.play(login + FTPDialogue{epsv, ascii,
                                   sends("MLSD d", "type=dir; link\r\ntype=dir; empty\r\ntype=dir; full\r\n"),
@@ -653,7 +653,7 @@ TEST_F(FTPClientWire, AGuardedDeletionRemovesLinksThatAreListedAsDirectories) {
 }
 
 // libcurl's code may be that of the QUIT of another connection that it closes meanwhile.
-TEST_F(FTPClientWire, ToAGuardedDeletionAGoodbyeIsNoRemoval) {
+TEST_F(FTPClientWireTest, ToAGuardedDeletionAGoodbyeIsNoRemoval) {
     client.setDeletionGuard(true);
     peer.play(login + FTPDialogue{epsv,
                                   ascii,
@@ -666,7 +666,7 @@ TEST_F(FTPClientWire, ToAGuardedDeletionAGoodbyeIsNoRemoval) {
     expectEnd();
 }
 
-TEST_F(FTPClientWire, AGuardedDeletionStopsAtADirectoryThatLeadsBack) {
+TEST_F(FTPClientWireTest, AGuardedDeletionStopsAtADirectoryThatLeadsBack) {
     client.setDeletionGuard(true);
     const struct {
         const char* listingOfTop;
@@ -686,7 +686,7 @@ TEST_F(FTPClientWire, AGuardedDeletionStopsAtADirectoryThatLeadsBack) {
     }
 }
 
-TEST_F(FTPClientWire, AGuardedDeletionStopsAtADirectoryThatIsBusy) {
+TEST_F(FTPClientWireTest, AGuardedDeletionStopsAtADirectoryThatIsBusy) {
     const FTPDialogue busy = {epsv, ascii, {"MLSD d", {"450 Busy"}}};
     client.setDeletionGuard(true);
     peer.play(login + busy + FTPDialogue{quitOrNothing});
@@ -701,7 +701,7 @@ TEST_F(FTPClientWire, AGuardedDeletionStopsAtADirectoryThatIsBusy) {
     expectEnd();
 }
 
-TEST_F(FTPClientWire, AListingThatIsRefusedAsBusyIsToldFromAnEmptyOne) {
+TEST_F(FTPClientWireTest, AListingThatIsRefusedAsBusyIsToldFromAnEmptyOne) {
     // An unused data connection ends its control connection.
     peer.play(login + FTPDialogue{epsv, ascii, {"MLSD d", {"450 Busy"}}, quitOrNothing});
     peer.play(login + FTPDialogue{epsv, ascii, sends("MLSD d", ""), quit});
@@ -713,7 +713,7 @@ TEST_F(FTPClientWire, AListingThatIsRefusedAsBusyIsToldFromAnEmptyOne) {
 }
 
 // Most of them lost a whole second.
-TEST_F(FTPClientWire, ListingsOverAKeptConnectionDoNotWaitForNothing) {
+TEST_F(FTPClientWireTest, ListingsOverAKeptConnectionDoNotWaitForNothing) {
     constexpr int count = 20;
     FTPDialogue dialogue = login + FTPDialogue{epsv, ascii, sends("MLSD d", listing)};
     for (int i = 1; i < count; ++i) {
@@ -728,7 +728,7 @@ TEST_F(FTPClientWire, ListingsOverAKeptConnectionDoNotWaitForNothing) {
     expectEnd();
 }
 
-TEST_F(FTPClientWire, AnEncodedPathOfADirectoryIsNotDownloaded) {
+TEST_F(FTPClientWireTest, AnEncodedPathOfADirectoryIsNotDownloaded) {
     client.setPathEncoding(CFTPClient::PathPercentEncode);
     for (const char* path : {"/", "//", "/d/"}) {
         EXPECT_EQ(messageOf(thrownBy<zet::CInvalidArgError>(
@@ -741,13 +741,13 @@ TEST_F(FTPClientWire, AnEncodedPathOfADirectoryIsNotDownloaded) {
 
 // ---- refusals --------------------------------------------------------------------------------------------
 
-TEST_F(FTPClientWire, ABusyServerIsToldByItsGreeting) {
+TEST_F(FTPClientWireTest, ABusyServerIsToldByItsGreeting) {
     peer.play({{"", {"421 Too many"}}});
     EXPECT_EQ(failureOf([&] { client.deleteFile(*request, "/x"); }), "28 421");
     expectEnd();
 }
 
-TEST_F(FTPClientWire, ARefusedLoginIsAnError) {
+TEST_F(FTPClientWireTest, ARefusedLoginIsAnError) {
     peer.play({login[0], {"USER tester", {"530 No"}}, quitOrNothing});
     EXPECT_EQ(failureOf([&] { client.deleteFile(*request, "/x"); }), "67 530");
     peer.play({login[0], login[1], {"PASS secret", {"530 No"}}, quitOrNothing});
@@ -755,7 +755,7 @@ TEST_F(FTPClientWire, ARefusedLoginIsAnError) {
     expectEnd();
 }
 
-TEST_F(FTPClientWire, AServerThatRefusesTLSIsNotToldThePassword) {
+TEST_F(FTPClientWireTest, AServerThatRefusesTLSIsNotToldThePassword) {
     CFTPClient careful(text(peer.host()), "tester", "secret", CFTPClient::ConnectExplicitTLS);
     careful.setRequestSetup(limits());
     peer.play({login[0], {"AUTH SSL", {"500 What?"}}, {"AUTH TLS", {"500 What?"}}, quitOrNothing});
@@ -763,7 +763,7 @@ TEST_F(FTPClientWire, AServerThatRefusesTLSIsNotToldThePassword) {
     expectEnd();
 }
 
-TEST_F(FTPClientWire, AnHTTPProxyIsAskedForATunnelAndNotToldThePassword) {
+TEST_F(FTPClientWireTest, AnHTTPProxyIsAskedForATunnelAndNotToldThePassword) {
     ScriptedPeer proxy;
     CFTPClient proxied("ftp.example.com:2121", "tester", "secret", CFTPClient::ConnectPlain);
     proxied.setRequestSetup(new FunctionSetup([&](CNetRequest& prepared) {
@@ -781,7 +781,7 @@ TEST_F(FTPClientWire, AnHTTPProxyIsAskedForATunnelAndNotToldThePassword) {
     }
 }
 
-TEST_F(FTPClientWire, ARefusedDataConnectionIsAnErrorAndNothingIsTransferredOrMoved) {
+TEST_F(FTPClientWireTest, ARefusedDataConnectionIsAnErrorAndNothingIsTransferredOrMoved) {
     const int port = ScriptedPeer::closedPort();
     const FTPDialogue nowhere = {
         {"EPSV", {"229 Extended passive (|||" + std::to_string(port) + "|)"}},
@@ -797,7 +797,7 @@ TEST_F(FTPClientWire, ARefusedDataConnectionIsAnErrorAndNothingIsTransferredOrMo
     EXPECT_EQ(peer.dataConnectionCount(), 0u);
 }
 
-TEST_F(FTPClientWire, EachRefusedCommandEndsItsOperation) {
+TEST_F(FTPClientWireTest, EachRefusedCommandEndsItsOperation) {
     const FTPExchange from{"RNFR /from", {"350 And"}};
     const FTPExchange size{"SIZE d/e/f", {"213 10"}};
     const struct {
@@ -839,7 +839,7 @@ TEST_F(FTPClientWire, EachRefusedCommandEndsItsOperation) {
     }
 }
 
-TEST_F(FTPClientWire, ADummyThatIsNotDeletedIsAnError) {
+TEST_F(FTPClientWireTest, ADummyThatIsNotDeletedIsAnError) {
     const auto failureBehind = [this](const std::function<FTPDialogue(const std::string&)>& end) {
         return failureWith(operationOf("MoveDirIntoMissing"),
                            creatingWalk +
@@ -856,7 +856,7 @@ TEST_F(FTPClientWire, ADummyThatIsNotDeletedIsAnError) {
               "21 550");
 }
 
-TEST_F(FTPClientWire, BehindARefusedCommandTheNextOperationLogsInAgain) {
+TEST_F(FTPClientWireTest, BehindARefusedCommandTheNextOperationLogsInAgain) {
     EXPECT_EQ(failureWith(operationOf("DeleteFile"), {refused("DELE /d/e/f")}), "21 550");
     peer.play(login + FTPDialogue{refused("DELE /a"), quitOrNothing});
     peer.play(login + FTPDialogue{done("DELE /b"), done("DELE /c"), quit});
@@ -866,7 +866,7 @@ TEST_F(FTPClientWire, BehindARefusedCommandTheNextOperationLogsInAgain) {
     expectEnd();
 }
 
-TEST_F(FTPClientWire, AnUnusedDataConnectionEndsItsControlConnection) {
+TEST_F(FTPClientWireTest, AnUnusedDataConnectionEndsItsControlConnection) {
     // Some servers send 226 when the data connection is closed, although no transfer has begun on it.
     for (const FTPDialogue& dialogue : {
              FTPDialogue{epsv, binary, refused("SIZE f")},
@@ -885,7 +885,7 @@ TEST_F(FTPClientWire, AnUnusedDataConnectionEndsItsControlConnection) {
     expectEnd();
 }
 
-TEST_F(FTPClientWire, AUsedDataConnectionLeavesTheControlConnectionToTheNextOperation) {
+TEST_F(FTPClientWireTest, AUsedDataConnectionLeavesTheControlConnectionToTheNextOperation) {
     peer.play(
         login +
         FTPDialogue{epsv, binary, {"SIZE f", {"213 10"}}, sends("RETR f", uploaded), done("DELE /b"), quit});
@@ -897,7 +897,7 @@ TEST_F(FTPClientWire, AUsedDataConnectionLeavesTheControlConnectionToTheNextOper
 
 // ---- broken connections ----------------------------------------------------------------------------------
 
-class FTPClientCut : public testing::TestWithParam<Operation> {
+class FTPClientCutTest : public testing::TestWithParam<Operation> {
 protected:
     using Place = FTPCut::Place;
 
@@ -944,7 +944,7 @@ protected:
     }
 };
 
-TEST_P(FTPClientCut, EachBreakOfTheControlConnectionBeforeTheLastReplyIsAnError) {
+TEST_P(FTPClientCutTest, EachBreakOfTheControlConnectionBeforeTheLastReplyIsAnError) {
     const std::size_t count = replyCountOf(wholeOf(GetParam()));
     forEachCut({Place::BeforeReply, Place::WithinReply, Place::BehindReply}, count,
                [&](const FTPCut& cut, const std::string& outcome) {
@@ -960,7 +960,7 @@ TEST_P(FTPClientCut, EachBreakOfTheControlConnectionBeforeTheLastReplyIsAnError)
                });
 }
 
-TEST_P(FTPClientCut, EachBreakOfADataConnectionIsAnError) {
+TEST_P(FTPClientCutTest, EachBreakOfADataConnectionIsAnError) {
     const std::size_t count = dataConnectionCountOf(wholeOf(GetParam()));
     forEachCut({Place::DataRefused, Place::BeforeData, Place::WithinData}, count,
                [](const FTPCut& cut, const std::string& outcome) {
@@ -973,12 +973,12 @@ TEST_P(FTPClientCut, EachBreakOfADataConnectionIsAnError) {
                });
 }
 
-INSTANTIATE_TEST_SUITE_P(Operations, FTPClientCut, testing::ValuesIn(operations),
+INSTANTIATE_TEST_SUITE_P(Operations, FTPClientCutTest, testing::ValuesIn(operations),
                          [](const auto& operation) { return operation.param.name; });
 
 // ---- commands of the caller's ----------------------------------------------------------------------------
 
-TEST_F(FTPClientWire, CommandsAreThoseOfTheListWhenATransferBegins) {
+TEST_F(FTPClientWireTest, CommandsAreThoseOfTheListWhenATransferBegins) {
     peer.play(login + FTPDialogue{done("NOOP"), done("SYST"), done("NOOP"), done("HELP"), quit});
     request->setURL(text("ftp://tester:secret@" + peer.host() + "/"));
     request->setProxy("");

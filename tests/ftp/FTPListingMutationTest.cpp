@@ -134,7 +134,7 @@ bool isOneOfTheTypes(const CFTPDirEntry& entry) {
     return entry.getType() >= 0 && entry.getType() <= 2;
 }
 
-TEST(FTPListingMutation, DamagedEntriesAreReadOrRefused) {
+TEST(FTPListingMutationTest, DamagedEntriesAreReadOrRefused) {
     readDamaged([](const std::string& text) {
         const CFTPDirEntry entry(String::fromUTF8(text));
         EXPECT_TRUE(isOneOfTheTypes(entry));
@@ -142,7 +142,7 @@ TEST(FTPListingMutation, DamagedEntriesAreReadOrRefused) {
     });
 }
 
-TEST(FTPListingMutation, DamagedListingsAreReadOrRefused) {
+TEST(FTPListingMutationTest, DamagedListingsAreReadOrRefused) {
     readDamaged([](const std::string& text) {
         const CFTPListDirResult listing(bufferOf(text));
         for (const P<CFTPDirEntry>& entry : listing.getEntries()) {
@@ -152,7 +152,7 @@ TEST(FTPListingMutation, DamagedListingsAreReadOrRefused) {
     });
 }
 
-TEST(FTPListingMutation, DamagedAnswersAreReadOrRefused) {
+TEST(FTPListingMutationTest, DamagedAnswersAreReadOrRefused) {
     readDamaged([](const std::string& text) {
         CNetStringList lines;
         lines.add("250-Begin\r\n");
@@ -169,7 +169,7 @@ TEST(FTPListingMutation, DamagedAnswersAreReadOrRefused) {
     });
 }
 
-TEST(FTPListingMutation, EveryCutOfEverySampleIsReadOrRefused) {
+TEST(FTPListingMutationTest, EveryCutOfEverySampleIsReadOrRefused) {
     for (const std::string& sample : samples) {
         for (std::size_t length = 0; length <= sample.size(); ++length) {
             const std::string cut = sample.substr(0, length);
@@ -178,7 +178,7 @@ TEST(FTPListingMutation, EveryCutOfEverySampleIsReadOrRefused) {
     }
 }
 
-TEST(FTPListingMutation, ALongListingHasAllItsEntries) {
+TEST(FTPListingMutationTest, ALongListingHasAllItsEntries) {
     constexpr int count = 10000;
     std::string text;
     for (int i = 0; i < count; ++i) {
@@ -197,7 +197,7 @@ TEST(FTPListingMutation, ALongListingHasAllItsEntries) {
     }
 }
 
-TEST(FTPListingMutation, ALongNameIsKeptWhole) {
+TEST(FTPListingMutationTest, ALongNameIsKeptWhole) {
     const std::string name(1000000, 'n');
     const CFTPListDirResult listing(bufferOf("type=file; " + name + "\r\n"));
     ASSERT_EQ(listing.getEntries().size(), 1u);

@@ -13,24 +13,24 @@ using testing::Not;
 
 // ---- login -----------------------------------------------------------------------------------------------
 
-class FTPServerLogin : public FTPDirectoryTest {
+class FTPServerLoginTest : public FTPDirectoryTest {
 protected:
-    FTPServerLogin() : FTPDirectoryTest(GetParam()) {}
+    FTPServerLoginTest() : FTPDirectoryTest(GetParam()) {}
 };
 
-INSTANTIATE_TEST_SUITE_P(, FTPServerLogin,
+INSTANTIATE_TEST_SUITE_P(, FTPServerLoginTest,
                          testing::Values(pureFTPdPlain, pureFTPdExplicitTLS, pyftpdlibPlain,
                                          pyftpdlibExplicitTLS, pyftpdlibImplicitTLS),
                          nameOf);
 
-TEST_P(FTPServerLogin, WrongPasswordIsRefused) {
+TEST_P(FTPServerLoginTest, WrongPasswordIsRefused) {
     CFTPClient stranger = makeClient(access, "wrong");
     CNetRequest own;
     EXPECT_EQ(failureOf([&] { stranger.createDir(own, path("new"), false); }), "67 530");
     EXPECT_THAT(namesOnDisk(), IsEmpty());
 }
 
-TEST_P(FTPServerLogin, ConnectionIsKeptForTheNextOperation) {
+TEST_P(FTPServerLoginTest, ConnectionIsKeptForTheNextOperation) {
     upload(path("a"), "1");
     for (int round = 0; round < 3; ++round) {
         list(path(""));
@@ -45,12 +45,12 @@ TEST_P(FTPServerLogin, ConnectionIsKeptForTheNextOperation) {
 
 // ---- TLS -------------------------------------------------------------------------------------------------
 
-class FTPServerTLS : public FTPDirectoryTest {
+class FTPServerTLSTest : public FTPDirectoryTest {
 protected:
-    FTPServerTLS() : FTPDirectoryTest(GetParam()) {}
+    FTPServerTLSTest() : FTPDirectoryTest(GetParam()) {}
 };
 
-INSTANTIATE_TEST_SUITE_P(, FTPServerTLS,
+INSTANTIATE_TEST_SUITE_P(, FTPServerTLSTest,
                          testing::Values(pureFTPdExplicitTLS, pyftpdlibExplicitTLS, pyftpdlibImplicitTLS),
                          nameOf);
 
@@ -84,7 +84,7 @@ CFTPClient makeClientFor(const FTPAccess& access, const std::string& name) {
     return client;
 }
 
-TEST_P(FTPServerTLS, ControlAndDataAreProtected) {
+TEST_P(FTPServerTLSTest, ControlAndDataAreProtected) {
     client.setRequestSetup(new FunctionSetup([this](CNetRequest& prepared) {
         trust(prepared, access, access.bundle());
         prepared.setVerbose(true);
@@ -104,7 +104,7 @@ TEST_P(FTPServerTLS, ControlAndDataAreProtected) {
     EXPECT_LT(first, log.find("PASS "));
 }
 
-TEST_P(FTPServerTLS, TheNewestVersionOfTLSIsThatOfTheClient) {
+TEST_P(FTPServerTLSTest, TheNewestVersionOfTLSIsThatOfTheClient) {
     const auto versionsOf = [&](vexil::TLSVersion version) {
         CFTPClient limited(access.host(), "tester", "secret", access.connectType);
         limited.setMaxTLSVersion(version);
@@ -123,7 +123,7 @@ TEST_P(FTPServerTLS, TheNewestVersionOfTLSIsThatOfTheClient) {
     EXPECT_EQ(versionsOf(vexil::TLSVersionDefault), std::pair(false, true));
 }
 
-TEST_P(FTPServerTLS, ServerOfAnotherAuthorityIsRefused) {
+TEST_P(FTPServerTLSTest, ServerOfAnotherAuthorityIsRefused) {
     client.setRequestSetup(trust(access, access.wrongBundle()));
     CNetRequest own;
     const auto error = thrownBy<CCURLError>([&] { client.createDir(own, path("new"), false); });
@@ -132,7 +132,7 @@ TEST_P(FTPServerTLS, ServerOfAnotherAuthorityIsRefused) {
     EXPECT_THAT(namesOnDisk(), IsEmpty());
 }
 
-TEST_P(FTPServerTLS, ServerOfAnotherNameIsRefused) {
+TEST_P(FTPServerTLSTest, ServerOfAnotherNameIsRefused) {
     CNetRequest own;
     CFTPClient right = makeClientFor(access, "localhost");
     right.createDir(own, path("right"), false);
@@ -143,7 +143,7 @@ TEST_P(FTPServerTLS, ServerOfAnotherNameIsRefused) {
     EXPECT_THAT(namesOnDisk(), ElementsAre("right"));
 }
 
-TEST_P(FTPServerTLS, AnyServerIsTrustedOnDemand) {
+TEST_P(FTPServerTLSTest, AnyServerIsTrustedOnDemand) {
     client.setRequestSetup(new FunctionSetup([this](CNetRequest& prepared) {
         trust(prepared, access, access.wrongBundle());
         prepared.setSSLVerifyPeer(false);
@@ -158,12 +158,12 @@ TEST_P(FTPServerTLS, AnyServerIsTrustedOnDemand) {
 const FTPAccess oldServer{"Old", "VEXIL_FTP", "VEXIL_FTP_OLD_ENDPOINT", CFTPClient::ConnectPlain};
 
 /// A server without MLSD, MLST and TLS.
-class FTPOldServer : public FTPDirectoryTest {
+class FTPOldServerTest : public FTPDirectoryTest {
 protected:
-    FTPOldServer() : FTPDirectoryTest(oldServer) {}
+    FTPOldServerTest() : FTPDirectoryTest(oldServer) {}
 };
 
-TEST_F(FTPOldServer, KnowsNoListingsForMachines) {
+TEST_F(FTPOldServerTest, KnowsNoListingsForMachines) {
     EXPECT_EQ(failureOf([&] { list(path("")); }), "19 500");
     EXPECT_EQ(failureOf([&] { getInfo(path("")); }), "21 500");
     client.prepareVerifyExistsRequest(request, path(""));
@@ -172,7 +172,7 @@ TEST_F(FTPOldServer, KnowsNoListingsForMachines) {
     EXPECT_TRUE(isThere(""));
 }
 
-TEST_F(FTPOldServer, StoresFiles) {
+TEST_F(FTPOldServerTest, StoresFiles) {
     upload(path("x/a"), "hello", true);
     EXPECT_EQ(download(path("x/a"), 1, 3), "ell");
     moveFile(path("x/a"), path("y/b"), true);
@@ -182,7 +182,7 @@ TEST_F(FTPOldServer, StoresFiles) {
     EXPECT_THAT(namesOnDisk(), ElementsAre("x"));
 }
 
-TEST_F(FTPOldServer, IsNotLoggedInToWithoutTLS) {
+TEST_F(FTPOldServerTest, IsNotLoggedInToWithoutTLS) {
     CFTPClient careful(access.host(), "tester", "secret", CFTPClient::ConnectExplicitTLS);
     careful.setRequestSetup(new FunctionSetup([](CNetRequest& prepared) { prepared.setVerbose(true); }));
     CNetRequest own;
@@ -194,9 +194,9 @@ TEST_F(FTPOldServer, IsNotLoggedInToWithoutTLS) {
 // ---- proxy -----------------------------------------------------------------------------------------------
 
 /// The HTTP proxy that all operations use.
-class FTPThroughAnHTTPProxy : public FTPDirectoryTest {
+class FTPThroughAnHTTPProxyTest : public FTPDirectoryTest {
 protected:
-    FTPThroughAnHTTPProxy() : FTPDirectoryTest(GetParam()) {
+    FTPThroughAnHTTPProxyTest() : FTPDirectoryTest(GetParam()) {
         client.setRequestSetup(new FunctionSetup([this](CNetRequest& prepared) { useProxy(prepared); }));
     }
 
@@ -210,12 +210,12 @@ private:
     const std::size_t m_logStart = readFile(environment("VEXIL_PROXY_LOG")).size();
 };
 
-INSTANTIATE_TEST_SUITE_P(, FTPThroughAnHTTPProxy,
+INSTANTIATE_TEST_SUITE_P(, FTPThroughAnHTTPProxyTest,
                          testing::Values(pureFTPdPlain, pureFTPdExplicitTLS, pyftpdlibPlain,
                                          pyftpdlibExplicitTLS, pyftpdlibImplicitTLS),
                          nameOf);
 
-TEST_P(FTPThroughAnHTTPProxy, OperationsReachTheServer) {
+TEST_P(FTPThroughAnHTTPProxyTest, OperationsReachTheServer) {
     const std::string body = makeBytes(100000);
     upload(path("x/a"), body, true);
     EXPECT_TRUE(isSame(readFile(onDisk("x/a")), body));
@@ -233,15 +233,15 @@ TEST_P(FTPThroughAnHTTPProxy, OperationsReachTheServer) {
 
 /// Why the client sets the tunnel: without it the proxy treats the request as HTTP and responds in place of
 /// the server.
-class FTPThroughAnHTTPProxyWithoutATunnel : public FTPThroughAnHTTPProxy {};
+class FTPThroughAnHTTPProxyWithoutATunnelTest : public FTPThroughAnHTTPProxyTest {};
 
 // With ftps:// libcurl requests the tunnel in any case.
-INSTANTIATE_TEST_SUITE_P(, FTPThroughAnHTTPProxyWithoutATunnel,
+INSTANTIATE_TEST_SUITE_P(, FTPThroughAnHTTPProxyWithoutATunnelTest,
                          testing::Values(pureFTPdPlain, pureFTPdExplicitTLS, pyftpdlibPlain,
                                          pyftpdlibExplicitTLS),
                          nameOf);
 
-TEST_P(FTPThroughAnHTTPProxyWithoutATunnel, SuccessIsFalse) {
+TEST_P(FTPThroughAnHTTPProxyWithoutATunnelTest, SuccessIsFalse) {
     writeOnDisk("kept", "1");
     client.setRequestSetup(new FunctionSetup([this](CNetRequest& prepared) {
         useProxy(prepared);

@@ -11,9 +11,11 @@ using vexil::CAsyncNetRequestThread;
 constexpr int transferCount = 20;
 constexpr int longTime = 120000;  // ms
 
-class FTPServerAsync : public FTPDirectoryTest {
+class FTPServerAsyncTest : public FTPDirectoryTest {
 protected:
-    FTPServerAsync() : FTPDirectoryTest(GetParam()) { client.setPathEncoding(CFTPClient::PathPercentEncode); }
+    FTPServerAsyncTest() : FTPDirectoryTest(GetParam()) {
+        client.setPathEncoding(CFTPClient::PathPercentEncode);
+    }
 
     /// The content of a file; size and bytes differ from those of all others.
     static std::string bodyFor(int number) {
@@ -34,12 +36,12 @@ protected:
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(, FTPServerAsync,
+INSTANTIATE_TEST_SUITE_P(, FTPServerAsyncTest,
                          testing::Values(pureFTPdPlain, pureFTPdExplicitTLS, pyftpdlibPlain,
                                          pyftpdlibExplicitTLS, pyftpdlibImplicitTLS),
                          nameOf);
 
-TEST_P(FTPServerAsync, TransfersAtOnceArriveIntact) {
+TEST_P(FTPServerAsyncTest, TransfersAtOnceArriveIntact) {
     std::vector<std::string> bodies;
     std::vector<P<CNetRequest>> uploads;
     for (int number = 0; number < transferCount; ++number) {
@@ -69,7 +71,7 @@ TEST_P(FTPServerAsync, TransfersAtOnceArriveIntact) {
     EXPECT_THAT(namesOnDisk("new"), SizeIs(transferCount));
 }
 
-TEST_P(FTPServerAsync, FailuresAreToldOfEachRequest) {
+TEST_P(FTPServerAsyncTest, FailuresAreToldOfEachRequest) {
     writeOnDisk("there", "hello");
     const P<CNetRequest> good = new CNetRequest;
     client.prepareDownloadRequest(*good, path("there"), 0, -1);

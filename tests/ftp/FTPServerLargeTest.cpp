@@ -12,14 +12,14 @@ using namespace vexil_test;
 constexpr int64 fileSize = int64{1} << 30;
 constexpr int allowedGrowth = 16 * 1024;  // KiB
 
-class FTPServerLarge : public FTPDirectoryTest {
+class FTPServerLargeTest : public FTPDirectoryTest {
 protected:
-    FTPServerLarge() : FTPDirectoryTest(GetParam()) {}
+    FTPServerLargeTest() : FTPDirectoryTest(GetParam()) {}
 };
 
-INSTANTIATE_TEST_SUITE_P(, FTPServerLarge, testing::Values(pureFTPdPlain, pyftpdlibPlain), nameOf);
+INSTANTIATE_TEST_SUITE_P(, FTPServerLargeTest, testing::Values(pureFTPdPlain, pyftpdlibPlain), nameOf);
 
-TEST_P(FTPServerLarge, FileStreamsInBoundedMemory) {
+TEST_P(FTPServerLargeTest, FileStreamsInBoundedMemory) {
     // Load libraries and allocate buffers with one small transfer first.
     upload(path("small"), "x");
     download(path("small"));
@@ -50,7 +50,7 @@ TEST_P(FTPServerLarge, FileStreamsInBoundedMemory) {
     EXPECT_LT(growth, allowedGrowth);
 }
 
-TEST_P(FTPServerLarge, TenThousandEntriesAreListed) {
+TEST_P(FTPServerLargeTest, TenThousandEntriesAreListed) {
     makeOnDisk("many");
     std::vector<std::string> expected;
     for (int number = 10000; number < 20000; ++number) {

@@ -99,9 +99,11 @@ const Refusals pureFTPdRefusalsOfNamesAlone = {
     {repeat(" ", 198) + "xy", {"", repeat("_", 198) + "xy"}},
 };
 
-class FTPServerNames : public FTPDirectoryTest {
+class FTPServerNamesTest : public FTPDirectoryTest {
 protected:
-    FTPServerNames() : FTPDirectoryTest(GetParam()) { client.setPathEncoding(CFTPClient::PathPercentEncode); }
+    FTPServerNamesTest() : FTPDirectoryTest(GetParam()) {
+        client.setPathEncoding(CFTPClient::PathPercentEncode);
+    }
 
     /// Stores a file of each name in "from". Returns the bodies by the names under which they are stored.
     std::map<std::string, std::string> uploadAll(const std::vector<std::string>& names,
@@ -131,9 +133,9 @@ protected:
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(, FTPServerNames, testing::Values(pureFTPdPlain, pyftpdlibPlain), nameOf);
+INSTANTIATE_TEST_SUITE_P(, FTPServerNamesTest, testing::Values(pureFTPdPlain, pyftpdlibPlain), nameOf);
 
-TEST_P(FTPServerNames, ComeBackAsTheyWere) {
+TEST_P(FTPServerNamesTest, ComeBackAsTheyWere) {
     const std::vector<std::string> names = makeNames();
     ASSERT_THAT(std::set<std::string>(names.begin(), names.end()), SizeIs(nameCount));
     makeOnDisk("from");
@@ -169,7 +171,7 @@ TEST_P(FTPServerNames, ComeBackAsTheyWere) {
     EXPECT_THAT(namesOnDisk("to"), IsEmpty());
 }
 
-TEST_P(FTPServerNames, OfFilesInNewDirectoriesAreStored) {
+TEST_P(FTPServerNamesTest, OfFilesInNewDirectoriesAreStored) {
     Refusals refusals;
     if (access.isPureFTPd()) {
         refusals = pureFTPdRefusalsOfNamesAlone;
@@ -182,7 +184,7 @@ TEST_P(FTPServerNames, OfFilesInNewDirectoriesAreStored) {
     }
 }
 
-TEST_P(FTPServerNames, OfDirectoriesComeBackAsTheyWere) {
+TEST_P(FTPServerNamesTest, OfDirectoriesComeBackAsTheyWere) {
     for (const std::string name : {"#", "?x", "%41", ";type=d", "a b", " lead", "a;b=c; d", "250-a", "*"}) {
         SCOPED_TRACE("'" + name + "'");
         if (access.isPureFTPd() && name == " lead") {
@@ -206,7 +208,7 @@ TEST_P(FTPServerNames, OfDirectoriesComeBackAsTheyWere) {
 }
 
 /// libcurl refuses them in URLs; commands can contain them.
-TEST_P(FTPServerNames, WithControlCharactersGoThroughCommandsAlone) {
+TEST_P(FTPServerNamesTest, WithControlCharactersGoThroughCommandsAlone) {
     writeOnDisk("a", "hello");
     for (const std::string name : {"x\ty", "x\x01y", "x\x1By"}) {
         SCOPED_TRACE(testing::PrintToString(name));
@@ -226,12 +228,12 @@ TEST_P(FTPServerNames, WithControlCharactersGoThroughCommandsAlone) {
 const FTPAccess homeServer{"Home", "VEXIL_FTP", "VEXIL_FTP_HOME_ENDPOINT", CFTPClient::ConnectPlain};
 
 /// A server whose logins begin in /home/tester.
-class FTPServerWithALoginDirectory : public FTPDirectoryTest {
+class FTPServerWithALoginDirectoryTest : public FTPDirectoryTest {
 protected:
-    FTPServerWithALoginDirectory() : FTPDirectoryTest(homeServer) {}
+    FTPServerWithALoginDirectoryTest() : FTPDirectoryTest(homeServer) {}
 };
 
-TEST_F(FTPServerWithALoginDirectory, AnAbsolutePathMeansTheSameFileEverywhere) {
+TEST_F(FTPServerWithALoginDirectoryTest, AnAbsolutePathMeansTheSameFileEverywhere) {
     client.setPathEncoding(CFTPClient::PathPercentEncode);
     for (const auto type :
          {CFTPClient::CWDInvalid, CFTPClient::CWDSteps, CFTPClient::CWDDirect, CFTPClient::CWDNone}) {
@@ -256,7 +258,7 @@ TEST_F(FTPServerWithALoginDirectory, AnAbsolutePathMeansTheSameFileEverywhere) {
     EXPECT_TRUE(std::filesystem::is_empty(access.root() / "home/tester"));
 }
 
-TEST_F(FTPServerWithALoginDirectory, VerbatimPathsOfURLsCountFromIt) {
+TEST_F(FTPServerWithALoginDirectoryTest, VerbatimPathsOfURLsCountFromIt) {
     const std::filesystem::path home = access.root() / "home/tester";
     upload("/a", "hello");
     EXPECT_EQ(readFile(home / "a"), "hello");

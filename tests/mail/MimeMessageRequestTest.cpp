@@ -29,7 +29,7 @@ RecordedRequest send(CMimeMessage& message, const char* method) {
     return peer.requests().at(0);
 }
 
-TEST(MimeMessageRequest, SendsItsFieldsAndItsBody) {
+TEST(MimeMessageRequestTest, SendsItsFieldsAndItsBody) {
     for (const char* method : {"POST", "PUT"}) {
         CMimeMessage message("text/plain; charset=utf-8");
         message.setBody(sharedBufferOf("line\r\n.\r\n"), "8bit");
@@ -45,7 +45,7 @@ TEST(MimeMessageRequest, SendsItsFieldsAndItsBody) {
     }
 }
 
-TEST(MimeMessageRequest, SendsItsParts) {
+TEST(MimeMessageRequestTest, SendsItsParts) {
     CMultiPartMimeMessage form("form-data");
     const P<CMimeMessage> part = new CMimeMessage("");
     part->getHeaders()["Content-Disposition"] = "form-data; name=\"a\"";
@@ -60,7 +60,7 @@ TEST(MimeMessageRequest, SendsItsParts) {
                   boundary + "--\r\n");
 }
 
-TEST(MimeMessageRequest, MayHaveNoBody) {
+TEST(MimeMessageRequestTest, MayHaveNoBody) {
     CMimeMessage message("text/plain");
     const RecordedRequest request = send(message, "POST");
     EXPECT_EQ(request.header("Content-Length"), "0");

@@ -38,9 +38,9 @@ ConnectionScript playEnvelope(ScriptedPeer& peer) {
     return script;
 }
 
-class SMTPCancel : public testing::TestWithParam<Driver> {
+class SMTPCancelTest : public testing::TestWithParam<Driver> {
 protected:
-    ~SMTPCancel() override {
+    ~SMTPCancelTest() override {
         request = nullptr;
         EXPECT_TRUE(peer.waitUntilIdle());
         EXPECT_THAT(peer.failures(), IsEmpty());
@@ -68,14 +68,14 @@ protected:
     P<CNetRequest> request = new CNetRequest;
     const P<TestProgress> progress = new TestProgress;
 };
-INSTANTIATE_TEST_SUITE_P(UnderEach, SMTPCancel, testing::ValuesIn(allDrivers), nameOfDriver);
+INSTANTIATE_TEST_SUITE_P(UnderEach, SMTPCancelTest, testing::ValuesIn(allDrivers), nameOfDriver);
 
-TEST_P(SMTPCancel, WhileTheServerDoesNotGreet) {
+TEST_P(SMTPCancelTest, WhileTheServerDoesNotGreet) {
     peer.onConnection().clientMayLeave().waitForClose();
     cancelBehind(0);
 }
 
-TEST_P(SMTPCancel, WhileARecipientIsNotAnswered) {
+TEST_P(SMTPCancelTest, WhileARecipientIsNotAnswered) {
     playGreeting(peer)
         .expectLine("MAIL FROM:<a@x>")
         .reply("250 ok\r\n")
@@ -84,13 +84,13 @@ TEST_P(SMTPCancel, WhileARecipientIsNotAnswered) {
     cancelBehind(ehlo.size() + std::string("MAIL FROM:<a@x>\r\nRCPT TO:<b@x>\r\n").size());
 }
 
-TEST_P(SMTPCancel, WhileTheMessageIsNotTaken) {
+TEST_P(SMTPCancelTest, WhileTheMessageIsNotTaken) {
     // libcurl waits here by itself, and sends QUIT; for a reply to that it would wait for two minutes.
     playEnvelope(peer).expectExactly(message + ".\r\n").expectLine("QUIT").reply("221 bye\r\n").close();
     cancelBehind(ehlo.size() + envelope.size());
 }
 
-TEST(SMTPCancelOperation, ACancelledClientSendsTheNextMail) {
+TEST(SMTPCancelOperationTest, ACancelledClientSendsTheNextMail) {
     const Deadline deadline{"a cancelled transfer ends, and its connection is not used again"};
     ScriptedPeer peer;
     playEnvelope(peer).expectExactly(message + ".\r\n").readUntilClose();
@@ -113,7 +113,7 @@ TEST(SMTPCancelOperation, ACancelledClientSendsTheNextMail) {
     EXPECT_THAT(peer.failures(), IsEmpty());
 }
 
-TEST(SMTPCancelOperation, BetweenTwoMailsIsNotLostByAToken) {
+TEST(SMTPCancelOperationTest, BetweenTwoMailsIsNotLostByAToken) {
     const Deadline deadline{"a cancelled client sends no further mail"};
     ScriptedPeer peer;
     playEnvelope(peer)

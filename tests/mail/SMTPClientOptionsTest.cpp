@@ -89,16 +89,16 @@ CSMTPParams paramsOf(CSMTPParams::ConnectType type = CSMTPParams::ConnectUnencry
 
 const TArray<String> recipients = {"b@x", "c@x"};
 
-class SMTPClientOptions : public testing::Test {
+class SMTPClientOptionsTest : public testing::Test {
 protected:
-    SMTPClientOptions() {
+    SMTPClientOptionsTest() {
         events.clear();
         isRecording = true;
         optionsUntilFailure = -1;
         vexil_test::onRecord = [] {};
         onPerform = [] { return CURLE_OK; };
     }
-    ~SMTPClientOptions() override {
+    ~SMTPClientOptionsTest() override {
         isRecording = false;
         optionsUntilFailure = -1;
     }
@@ -142,12 +142,12 @@ protected:
     static void* readData;
 };
 
-curl_read_callback SMTPClientOptions::readFunction;
-void* SMTPClientOptions::readData;
+curl_read_callback SMTPClientOptionsTest::readFunction;
+void* SMTPClientOptionsTest::readData;
 
 // ---- the server's options --------------------------------------------------------------------------------
 
-TEST_F(SMTPClientOptions, AClientIsPreparedForItsServerAtOnce) {
+TEST_F(SMTPClientOptionsTest, AClientIsPreparedForItsServerAtOnce) {
     const auto optionsOf = [](const CSMTPParams& params) {
         const CSMTPClient client(params);
         return recorded();
@@ -168,7 +168,7 @@ TEST_F(SMTPClientOptions, AClientIsPreparedForItsServerAtOnce) {
         << "the port is always there";
 }
 
-TEST_F(SMTPClientOptions, TheServersOptionsBeginWithAReset) {
+TEST_F(SMTPClientOptionsTest, TheServersOptionsBeginWithAReset) {
     CNetRequest request;
     events.clear();
     COpenClient::doInitialRequestInit(request, paramsOf());
@@ -177,7 +177,7 @@ TEST_F(SMTPClientOptions, TheServersOptionsBeginWithAReset) {
     EXPECT_EQ(request.getURL(), "smtp://h:25");
 }
 
-TEST_F(SMTPClientOptions, ACertificateIsCheckedOnlyWhereThatIsWanted) {
+TEST_F(SMTPClientOptionsTest, ACertificateIsCheckedOnlyWhereThatIsWanted) {
     CSMTPClient client(paramsOf());
     recorded();
     client.setVerifyCertificate(true);
@@ -188,7 +188,7 @@ TEST_F(SMTPClientOptions, ACertificateIsCheckedOnlyWhereThatIsWanted) {
     EXPECT_THAT(recorded(), ElementsAre("CAINFO='ca.pem'"));
 }
 
-TEST_F(SMTPClientOptions, AMailBehindAChangeOfWhatIsCheckedTakesANewConnection) {
+TEST_F(SMTPClientOptionsTest, AMailBehindAChangeOfWhatIsCheckedTakesANewConnection) {
     CSMTPClient client(paramsOf());
     const Texts fresh = {"MAXCONNECTS=1L", "FRESH_CONNECT=1L"};
     const auto send = [&] { client.sendMail("a@x", {"b@x"}, bufferOf("m")); };
@@ -221,7 +221,7 @@ TEST_F(SMTPClientOptions, AMailBehindAChangeOfWhatIsCheckedTakesANewConnection) 
 
 // ---- the hook --------------------------------------------------------------------------------------------
 
-TEST_F(SMTPClientOptions, AHookIsCalledAtOnceAndNeverAgain) {
+TEST_F(SMTPClientOptionsTest, AHookIsCalledAtOnceAndNeverAgain) {
     CSMTPClient client(paramsOf(CSMTPParams::ConnectStartTLS, "n"));
     events.clear();
     const P<FunctionSetup> hook = new FunctionSetup([](CNetRequest& request) {
@@ -241,7 +241,7 @@ TEST_F(SMTPClientOptions, AHookIsCalledAtOnceAndNeverAgain) {
     EXPECT_EQ(hook->calls, 1);
 }
 
-TEST_F(SMTPClientOptions, AHookIsCalledBehindTheClientsOwnSettings) {
+TEST_F(SMTPClientOptionsTest, AHookIsCalledBehindTheClientsOwnSettings) {
     CSMTPClient client(paramsOf());
     client.setVerifyCertificate(true);
     client.setRootCertBundlePath(TPathImpl<CWindowsPathTraits>("ca.pem"));
@@ -261,7 +261,7 @@ TEST_F(SMTPClientOptions, AHookIsCalledBehindTheClientsOwnSettings) {
     EXPECT_THAT(recorded(), ElementsAreArray(join({{"URL='smtp://h:25'"}, unverified, {"CAINFO='ca.pem'"}})));
 }
 
-TEST_F(SMTPClientOptions, AHookMayNotReplaceWhatTheClientStandsOn) {
+TEST_F(SMTPClientOptionsTest, AHookMayNotReplaceWhatTheClientStandsOn) {
     const struct {
         const char* what;
         std::function<void(CNetRequest&)> work;
@@ -285,7 +285,7 @@ TEST_F(SMTPClientOptions, AHookMayNotReplaceWhatTheClientStandsOn) {
     }
 }
 
-TEST_F(SMTPClientOptions, AHookThatFailsIsGone) {
+TEST_F(SMTPClientOptionsTest, AHookThatFailsIsGone) {
     CSMTPClient client(paramsOf());
     client.setVerifyCertificate(true);
     EXPECT_EQ(whatOf([&] {
@@ -302,7 +302,7 @@ TEST_F(SMTPClientOptions, AHookThatFailsIsGone) {
 
 const Texts armed = {"CONNECT_ONLY=0L", "MAIL_FROM='a@x'", "UPLOAD=1L", "MAIL_RCPT=[b@x|c@x]"};
 
-TEST_F(SMTPClientOptions, AMailsOptionsAreSetBeforeAndTakenBackBehindIt) {
+TEST_F(SMTPClientOptionsTest, AMailsOptionsAreSetBeforeAndTakenBackBehindIt) {
     for (const auto type :
          {CSMTPParams::ConnectUnencrypted, CSMTPParams::ConnectSSL, CSMTPParams::ConnectStartTLS}) {
         CSMTPClient client(paramsOf(type));
@@ -322,7 +322,7 @@ TEST_F(SMTPClientOptions, AMailsOptionsAreSetBeforeAndTakenBackBehindIt) {
     }
 }
 
-TEST_F(SMTPClientOptions, AFailedMailsOptionsAreTakenBackToo) {
+TEST_F(SMTPClientOptionsTest, AFailedMailsOptionsAreTakenBackToo) {
     CSMTPClient client(paramsOf());
     recorded();
     onPerform = [] { return CURLE_SEND_ERROR; };
@@ -337,7 +337,7 @@ TEST_F(SMTPClientOptions, AFailedMailsOptionsAreTakenBackToo) {
     EXPECT_EQ(readAll(), "");
 }
 
-TEST_F(SMTPClientOptions, AMailsBytesAreCopied) {
+TEST_F(SMTPClientOptionsTest, AMailsBytesAreCopied) {
     CSMTPClient client(paramsOf());
     recorded();
     auto message = bufferOf("message");
@@ -351,7 +351,7 @@ TEST_F(SMTPClientOptions, AMailsBytesAreCopied) {
     EXPECT_EQ(read, "message");
 }
 
-TEST_F(SMTPClientOptions, AMIMEMessageIsSentAsItIsStored) {
+TEST_F(SMTPClientOptionsTest, AMIMEMessageIsSentAsItIsStored) {
     CSMTPClient client(paramsOf());
     recorded();
     std::string read;
@@ -367,7 +367,7 @@ TEST_F(SMTPClientOptions, AMIMEMessageIsSentAsItIsStored) {
     EXPECT_THAT(recorded(), ElementsAreArray(join({idle, armed, {"perform"}, idle})));
 }
 
-TEST_F(SMTPClientOptions, AMIMEMessageThatCannotBeStoredIsNotSent) {
+TEST_F(SMTPClientOptionsTest, AMIMEMessageThatCannotBeStoredIsNotSent) {
     CSMTPClient client(paramsOf());
     recorded();
     CMimeMessage message("");
@@ -377,7 +377,7 @@ TEST_F(SMTPClientOptions, AMIMEMessageThatCannotBeStoredIsNotSent) {
     EXPECT_THAT(recorded(), IsEmpty());
 }
 
-TEST_F(SMTPClientOptions, ATestConnectsOnlyAndHangsUp) {
+TEST_F(SMTPClientOptionsTest, ATestConnectsOnlyAndHangsUp) {
     for (const auto result : {CURLE_OK, CURLE_LOGIN_DENIED}) {
         CSMTPClient client(paramsOf());
         recorded();
@@ -389,7 +389,7 @@ TEST_F(SMTPClientOptions, ATestConnectsOnlyAndHangsUp) {
     }
 }
 
-TEST_F(SMTPClientOptions, ARequestOfTheCallersIsPreparedAlike) {
+TEST_F(SMTPClientOptionsTest, ARequestOfTheCallersIsPreparedAlike) {
     for (const auto type :
          {CSMTPParams::ConnectUnencrypted, CSMTPParams::ConnectSSL, CSMTPParams::ConnectStartTLS}) {
         Texts server = {type == CSMTPParams::ConnectSSL ? "URL='smtps://h:25'" : "URL='smtp://h:25'",
@@ -409,7 +409,7 @@ TEST_F(SMTPClientOptions, ARequestOfTheCallersIsPreparedAlike) {
     }
 }
 
-TEST_F(SMTPClientOptions, AMailMayHaveNoSender) {
+TEST_F(SMTPClientOptionsTest, AMailMayHaveNoSender) {
     CSMTPClient client(paramsOf());
     recorded();
     client.sendMail("", {"b@x"}, bufferOf("m"));
@@ -422,7 +422,7 @@ TEST_F(SMTPClientOptions, AMailMayHaveNoSender) {
 int linesBeforeTheFirstOption = -1;
 const LogCapture* runningLog = nullptr;
 
-TEST_F(SMTPClientOptions, AMailToNobodyIsSentWithAWarning) {
+TEST_F(SMTPClientOptionsTest, AMailToNobodyIsSentWithAWarning) {
     CSMTPClient client(paramsOf());
     recorded();
     const LogCapture log;
@@ -445,7 +445,7 @@ TEST_F(SMTPClientOptions, AMailToNobodyIsSentWithAWarning) {
     EXPECT_EQ(log.lines().size(), 2u);
 }
 
-TEST_F(SMTPClientOptions, AMIMEMessageToNobodyIsRefused) {
+TEST_F(SMTPClientOptionsTest, AMIMEMessageToNobodyIsRefused) {
     CSMTPClient client(paramsOf());
     recorded();
     const LogCapture log;
@@ -463,7 +463,7 @@ String with(wchar_t c) {
     return String(std::wstring(L"a@x") + c + L"RSET");
 }
 
-TEST_F(SMTPClientOptions, AddressesCannotBeginACommand) {
+TEST_F(SMTPClientOptionsTest, AddressesCannotBeginACommand) {
     CSMTPClient client(paramsOf());
     CNetRequest request;
     recorded();
@@ -488,7 +488,7 @@ TEST_F(SMTPClientOptions, AddressesCannotBeginACommand) {
     }
 }
 
-TEST_F(SMTPClientOptions, AddressesCannotAddParameters) {
+TEST_F(SMTPClientOptionsTest, AddressesCannotAddParameters) {
     CSMTPClient client(paramsOf());
     recorded();
     const std::string place = "CSMTPClient::initRequestForSendMail: ";
@@ -511,7 +511,7 @@ TEST_F(SMTPClientOptions, AddressesCannotAddParameters) {
     }
 }
 
-TEST_F(SMTPClientOptions, ServerAndLoginCannotBeginACommand) {
+TEST_F(SMTPClientOptionsTest, ServerAndLoginCannotBeginACommand) {
     CNetRequest request;
     recorded();
     const std::string place = "CSMTPClient::doInitialRequestInit: ";
@@ -530,7 +530,7 @@ TEST_F(SMTPClientOptions, ServerAndLoginCannotBeginACommand) {
     }
 }
 
-TEST_F(SMTPClientOptions, AMailNeedsAMessage) {
+TEST_F(SMTPClientOptionsTest, AMailNeedsAMessage) {
     CNetRequest request;
     recorded();
     EXPECT_EQ(whatOf([&] { COpenClient::initRequestForSendMail(request, "a@x", recipients, nullptr); }),
@@ -540,7 +540,7 @@ TEST_F(SMTPClientOptions, AMailNeedsAMessage) {
 
 // ---- failures and lifetimes ------------------------------------------------------------------------------
 
-TEST_F(SMTPClientOptions, AFailureToTakeOptionsBackDoesNotHideTheFirstError) {
+TEST_F(SMTPClientOptionsTest, AFailureToTakeOptionsBackDoesNotHideTheFirstError) {
     for (std::size_t i = 0; i < idle.size(); ++i) {
         CSMTPClient client(paramsOf());
         recorded();
@@ -566,7 +566,7 @@ TEST_F(SMTPClientOptions, AFailureToTakeOptionsBackDoesNotHideTheFirstError) {
     }
 }
 
-TEST_F(SMTPClientOptions, AFailureToTakeOptionsBackBehindASuccessIsAnError) {
+TEST_F(SMTPClientOptionsTest, AFailureToTakeOptionsBackBehindASuccessIsAnError) {
     CSMTPClient client(paramsOf());
     onPerform = [] {
         optionsUntilFailure = 0;
@@ -575,7 +575,7 @@ TEST_F(SMTPClientOptions, AFailureToTakeOptionsBackBehindASuccessIsAnError) {
     EXPECT_THROW(client.testConnection(), CCURLError);
 }
 
-TEST_F(SMTPClientOptions, OnlyTheLastRecipientListIsKept) {
+TEST_F(SMTPClientOptionsTest, OnlyTheLastRecipientListIsKept) {
     CSMTPClient client(paramsOf());
     isRecording = false;
     const auto message = bufferOf("m");
@@ -592,7 +592,7 @@ TEST_F(SMTPClientOptions, OnlyTheLastRecipientListIsKept) {
 
 // ---- dates -----------------------------------------------------------------------------------------------
 
-class SMTPDate : public testing::Test {
+class SMTPDateTest : public testing::Test {
 protected:
     static zet::CTimeFields fieldsOf(int year, int month, int day) {
         zet::CTimeFields fields;
@@ -605,7 +605,7 @@ protected:
     }
 };
 
-TEST_F(SMTPDate, HasItsTimeZone) {
+TEST_F(SMTPDateTest, HasItsTimeZone) {
     auto fields = fieldsOf(2020, 3, 3);
     EXPECT_EQ(dateOf(fields), "Tue, 3 Mar 2020 07:05:09 +0000") << "none is known";
     fields.setTimeZone(60);
@@ -616,7 +616,7 @@ TEST_F(SMTPDate, HasItsTimeZone) {
     EXPECT_EQ(dateOf(fields), "Tue, 3 Mar 2020 07:05:09 +0000");
 }
 
-TEST_F(SMTPDate, NamesDaysAndMonthsInEnglish) {
+TEST_F(SMTPDateTest, NamesDaysAndMonthsInEnglish) {
     const char* const days[] = {"Sun, 1", "Mon, 2", "Tue, 3", "Wed, 4", "Thu, 5", "Fri, 6", "Sat, 7"};
     for (int day = 1; day <= 7; ++day) {
         EXPECT_EQ(dateOf(fieldsOf(2020, 3, day)), days[day - 1] + std::string(" Mar 2020 07:05:09 +0000"));
@@ -629,7 +629,7 @@ TEST_F(SMTPDate, NamesDaysAndMonthsInEnglish) {
     }
 }
 
-TEST_F(SMTPDate, PadsAllButTheDay) {
+TEST_F(SMTPDateTest, PadsAllButTheDay) {
     auto fields = fieldsOf(33, 1, 1);
     fields.setTime(0, 0, 0);
     EXPECT_EQ(dateOf(fields), "Sat, 1 Jan 0033 00:00:00 +0000");
@@ -638,11 +638,11 @@ TEST_F(SMTPDate, PadsAllButTheDay) {
     EXPECT_EQ(dateOf(fields), "Fri, 31 Dec 9999 23:59:59 +0000");
 }
 
-TEST_F(SMTPDate, IsThatOfATime) {
+TEST_F(SMTPDateTest, IsThatOfATime) {
     EXPECT_EQ(dateOf(zet::CTimeFields(fieldsOf(2020, 2, 29).toTime())), "Sat, 29 Feb 2020 07:05:09 +0000");
 }
 
-TEST_F(SMTPDate, FieldsThatAreNoDateAreAnError) {
+TEST_F(SMTPDateTest, FieldsThatAreNoDateAreAnError) {
     for (const auto& fields :
          {fieldsOf(2020, 13, 1), fieldsOf(2020, 0, 1), fieldsOf(2021, 2, 29), fieldsOf(2020, 1, 0)}) {
         EXPECT_EQ(whatOf([&] { dateOf(fields); }), "Invalid date/time fields.");
@@ -658,7 +658,7 @@ struct WideGrouping : std::numpunct<wchar_t> {
     std::string do_grouping() const override { return "\1"; }
 };
 
-TEST_F(SMTPDate, DoesNotDependOnTheLocale) {
+TEST_F(SMTPDateTest, DoesNotDependOnTheLocale) {
     const std::string previous = std::setlocale(LC_ALL, nullptr);
     const std::locale grouping(std::locale(std::locale::classic(), new Grouping), new WideGrouping);
     const std::locale previousGlobal = std::locale::global(grouping);

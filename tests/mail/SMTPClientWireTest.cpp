@@ -58,14 +58,14 @@ Texts join(const std::vector<Texts>& pieces) {
 
 // ---- dialogues -------------------------------------------------------------------------------------------
 
-TEST(SMTPClientWire, SaysWhatAMailNeeds) {
+TEST(SMTPClientWireTest, SaysWhatAMailNeeds) {
     SMTPPeer peer;
     CSMTPClient client(paramsOf(peer));
     send(client);
     EXPECT_THAT(peer.dialogue(0), ElementsAreArray(join({{"EHLO *"}, mail})));
 }
 
-TEST(SMTPClientWire, LaterMailsUseTheSameConnection) {
+TEST(SMTPClientWireTest, LaterMailsUseTheSameConnection) {
     SMTPPeer peer(Security::None, {"AUTH PLAIN"});
     {
         CSMTPClient client(paramsOf(peer, CSMTPParams::ConnectUnencrypted, "tester"));
@@ -84,7 +84,7 @@ TEST(SMTPClientWire, LaterMailsUseTheSameConnection) {
                                {"MAIL FROM:<other@x>", "RCPT TO:<d@x>", "DATA", "m\r\n.\r\n", "QUIT"}})));
 }
 
-TEST(SMTPClientWire, LogsInAsTheServerWants) {
+TEST(SMTPClientWireTest, LogsInAsTheServerWants) {
     const auto dialogueWith = [](const Texts& offers) {
         SMTPPeer peer(Security::None, offers);
         CSMTPClient client(paramsOf(peer, CSMTPParams::ConnectUnencrypted, "tester"));
@@ -98,7 +98,7 @@ TEST(SMTPClientWire, LogsInAsTheServerWants) {
         << "skipped silently where no login is offered";
 }
 
-TEST(SMTPClientWire, TurnsTLSOnFirst) {
+TEST(SMTPClientWireTest, TurnsTLSOnFirst) {
     for (const char* login : {"", "tester"}) {
         SMTPPeer peer(Security::None, {"STARTTLS", "AUTH PLAIN"});
         CSMTPClient client(paramsOf(peer, CSMTPParams::ConnectStartTLS, login));
@@ -111,7 +111,7 @@ TEST(SMTPClientWire, TurnsTLSOnFirst) {
     }
 }
 
-TEST(SMTPClientWire, BeginsWithTLS) {
+TEST(SMTPClientWireTest, BeginsWithTLS) {
     for (const char* login : {"", "tester"}) {
         SMTPPeer peer(Security::Implicit, {"AUTH LOGIN"});
         CSMTPClient client(paramsOf(peer, CSMTPParams::ConnectSSL, login));
@@ -123,14 +123,14 @@ TEST(SMTPClientWire, BeginsWithTLS) {
     }
 }
 
-TEST(SMTPClientWire, WithoutEncryptionSTARTTLSIsNotUsed) {
+TEST(SMTPClientWireTest, WithoutEncryptionSTARTTLSIsNotUsed) {
     SMTPPeer peer(Security::None, {"STARTTLS"});
     CSMTPClient client(paramsOf(peer));
     send(client);
     EXPECT_THAT(peer.dialogue(0), ElementsAreArray(join({{"EHLO *"}, mail})));
 }
 
-TEST(SMTPClientWire, AMailMayHaveNoSender) {
+TEST(SMTPClientWireTest, AMailMayHaveNoSender) {
     SMTPPeer peer;
     CSMTPClient client(paramsOf(peer));
     client.sendMail("", {"<b@x>"}, bufferOf("m"));
@@ -138,7 +138,7 @@ TEST(SMTPClientWire, AMailMayHaveNoSender) {
                 ElementsAre("EHLO *", "MAIL FROM:<>", "RCPT TO:<b@x>", "DATA", "m\r\n.\r\n"));
 }
 
-TEST(SMTPClientWire, ARequestOfTheCallersSendsAMail) {
+TEST(SMTPClientWireTest, ARequestOfTheCallersSendsAMail) {
     SMTPPeer peer;
     CNetRequest request;
     const auto bytes = sharedBufferOf("m");
@@ -162,7 +162,7 @@ private:
     bool& m_isThere;
 };
 
-TEST(SMTPClientWire, AMessageThatOnlyTheRequestHoldsMayBeSentAgain) {
+TEST(SMTPClientWireTest, AMessageThatOnlyTheRequestHoldsMayBeSentAgain) {
     SMTPPeer peer;
     CNetRequest request;
     bool isThere = false;
@@ -177,7 +177,7 @@ TEST(SMTPClientWire, AMessageThatOnlyTheRequestHoldsMayBeSentAgain) {
     EXPECT_EQ(peer.dialogue(0).size(), 9u);
 }
 
-TEST(SMTPClientWire, TheRecipientsAreThoseOfTheListWhenATransferBegins) {
+TEST(SMTPClientWireTest, TheRecipientsAreThoseOfTheListWhenATransferBegins) {
     SMTPPeer peer;
     CNetRequest request;
     const auto bytes = sharedBufferOf("m");
@@ -195,7 +195,7 @@ TEST(SMTPClientWire, TheRecipientsAreThoseOfTheListWhenATransferBegins) {
                             "MAIL FROM:<a@x>", "RCPT TO:<d@x>", "DATA", "m\r\n.\r\n"));
 }
 
-TEST(SMTPClientWire, AMailToNobodyIsASuccessWithAWarning) {
+TEST(SMTPClientWireTest, AMailToNobodyIsASuccessWithAWarning) {
     SMTPPeer peer;
     CSMTPClient client(paramsOf(peer));
     const LogCapture log;
@@ -208,7 +208,7 @@ TEST(SMTPClientWire, AMailToNobodyIsASuccessWithAWarning) {
 
 // ---- tests of the connection -----------------------------------------------------------------------------
 
-TEST(SMTPClientWire, ATestLogsInAndHangsUp) {
+TEST(SMTPClientWireTest, ATestLogsInAndHangsUp) {
     const auto dialogueOf = [](Security security, CSMTPParams::ConnectType type) {
         SMTPPeer peer(security, {"STARTTLS", "AUTH PLAIN"});
         CSMTPClient client(paramsOf(peer, type, "tester"));
@@ -227,7 +227,7 @@ TEST(SMTPClientWire, ATestLogsInAndHangsUp) {
                 ElementsAreArray(join({{"(TLS)", "EHLO *"}, plainLogin})));
 }
 
-TEST(SMTPClientWire, ATestDoesNotDisturbTheConnectionOfTheMails) {
+TEST(SMTPClientWireTest, ATestDoesNotDisturbTheConnectionOfTheMails) {
     SMTPPeer peer;
     CSMTPClient client(paramsOf(peer));
     send(client);
@@ -237,7 +237,7 @@ TEST(SMTPClientWire, ATestDoesNotDisturbTheConnectionOfTheMails) {
     EXPECT_THAT(peer.dialogue(0), ElementsAreArray(join({{"EHLO *"}, mail, mail})));
 }
 
-TEST(SMTPClientWire, ATestFailsAsAMailWould) {
+TEST(SMTPClientWireTest, ATestFailsAsAMailWould) {
     SMTPPeer peer(Security::None, {"AUTH PLAIN"});
     peer.setReply("(login)", "535 5.7.8 wrong\r\n");
     CSMTPClient client(paramsOf(peer, CSMTPParams::ConnectUnencrypted, "tester"));
@@ -258,7 +258,7 @@ std::string onTheWire(std::string_view message) {
     return said.size() == mail.size() + 1 ? said.back() : "no message";
 }
 
-TEST(SMTPClientWire, StuffsLeadingDotsAndEndsTheLastLine) {
+TEST(SMTPClientWireTest, StuffsLeadingDotsAndEndsTheLastLine) {
     EXPECT_EQ(onTheWire("m"), "m\r\n.\r\n");
     EXPECT_EQ(onTheWire("m\r\n"), "m\r\n.\r\n");
     EXPECT_EQ(onTheWire("m\r\n\r\n"), "m\r\n\r\n.\r\n");
@@ -269,16 +269,16 @@ TEST(SMTPClientWire, StuffsLeadingDotsAndEndsTheLastLine) {
     EXPECT_EQ(onTheWire("a\nb\n.c"), "a\nb\n.c\r\n.\r\n") << "a bare LF is no line end";
 }
 
-TEST(SMTPClientWire, AnEmptyMessageStaysEmpty) {
+TEST(SMTPClientWireTest, AnEmptyMessageStaysEmpty) {
     EXPECT_EQ(onTheWire(""), ".\r\n");
 }
 
-TEST(SMTPClientWire, LongLinesStay) {
+TEST(SMTPClientWireTest, LongLinesStay) {
     const std::string line(200000, 'x');
     EXPECT_TRUE(onTheWire(line + "\r\n" + line) == line + "\r\n" + line + "\r\n.\r\n");
 }
 
-TEST(SMTPClientWire, DotsAreStuffedWhereverABlockEnds) {
+TEST(SMTPClientWireTest, DotsAreStuffedWhereverABlockEnds) {
     // Lines of 61 bytes, a prime: dots are at every position of libcurl's blocks.
     std::string message;
     std::string stuffed;
@@ -290,7 +290,7 @@ TEST(SMTPClientWire, DotsAreStuffedWhereverABlockEnds) {
     EXPECT_TRUE(onTheWire(message) == stuffed + ".\r\n");
 }
 
-TEST(SMTPClientWire, AMIMEMessageArrivesAsItIsStored) {
+TEST(SMTPClientWireTest, AMIMEMessageArrivesAsItIsStored) {
     CMimeMessage message("");
     message.getHeaders()["Subject"] = "Grüße";
     message.setTextBody(".a\n");
@@ -311,7 +311,7 @@ public:
     int64 getPosition() override { return 0; }
 };
 
-TEST(SMTPClientWire, AMessageThatCannotBeReadIsItsOwnError) {
+TEST(SMTPClientWireTest, AMessageThatCannotBeReadIsItsOwnError) {
     SMTPPeer peer;
     CNetRequest request;
     CSMTPClient::makeSendMailRequest(request, paramsOf(peer), "a@x", {"b@x"}, new CBrokenStream);
@@ -323,7 +323,7 @@ TEST(SMTPClientWire, AMessageThatCannotBeReadIsItsOwnError) {
 
 // ---- refusals --------------------------------------------------------------------------------------------
 
-TEST(SMTPClientWire, ARefusedAddressIsTheServersError) {
+TEST(SMTPClientWireTest, ARefusedAddressIsTheServersError) {
     const struct {
         const char* command;
         Texts said;
@@ -356,7 +356,7 @@ TEST(SMTPClientWire, ARefusedAddressIsTheServersError) {
     }
 }
 
-TEST(SMTPClientWire, ARefusedMessageIsTheServersError) {
+TEST(SMTPClientWireTest, ARefusedMessageIsTheServersError) {
     for (const char* command : {"DATA", "."}) {
         SMTPPeer peer;
         peer.setReply(command, "554 5.7.1 spam\r\n");
@@ -370,7 +370,7 @@ TEST(SMTPClientWire, ARefusedMessageIsTheServersError) {
     }
 }
 
-TEST(SMTPClientWire, AMailWithoutAFinalReplyMayHaveBeenSent) {
+TEST(SMTPClientWireTest, AMailWithoutAFinalReplyMayHaveBeenSent) {
     const std::string reply = "250 taken\r\n";
     SMTPPeer whole;
     whole.setReply(".", reply);
@@ -394,7 +394,7 @@ TEST(SMTPClientWire, AMailWithoutAFinalReplyMayHaveBeenSent) {
     }
 }
 
-TEST(SMTPClientWire, ARefusedMailWasNotSentAndAnUnclearReplyMayBeOneOfSuccess) {
+TEST(SMTPClientWireTest, ARefusedMailWasNotSentAndAnUnclearReplyMayBeOneOfSuccess) {
     for (const auto& [command, reply, mayHaveBeenSent] : {std::tuple{"MAIL", "550 no\r\n", false},
                                                           {"DATA", "554 no\r\n", false},
                                                           {".", "554 no\r\n", false},
@@ -412,7 +412,7 @@ TEST(SMTPClientWire, ARefusedMailWasNotSentAndAnUnclearReplyMayBeOneOfSuccess) {
     }
 }
 
-TEST(SMTPClientWire, AfterAGoodbyeTheNextMailHasAConnectionOfItsOwn) {
+TEST(SMTPClientWireTest, AfterAGoodbyeTheNextMailHasAConnectionOfItsOwn) {
     ScriptedPeer peer;
     for (const char* const verdict : {"421 closing\r\n", "250 taken\r\n"}) {
         auto script = peer.onConnection().clientMayLeave().reply("220 peer\r\n");
@@ -430,7 +430,7 @@ TEST(SMTPClientWire, AfterAGoodbyeTheNextMailHasAConnectionOfItsOwn) {
     EXPECT_EQ(peer.connectionCount(), 2u);
 }
 
-TEST(SMTPClientWire, AWrongPasswordIsALoginThatWasDenied) {
+TEST(SMTPClientWireTest, AWrongPasswordIsALoginThatWasDenied) {
     for (const char* mechanism : {"AUTH PLAIN", "AUTH LOGIN"}) {
         SMTPPeer peer(Security::None, {mechanism});
         peer.setReply("(login)", "535 5.7.8 wrong\r\n");
@@ -448,7 +448,7 @@ TEST(SMTPClientWire, AWrongPasswordIsALoginThatWasDenied) {
     }
 }
 
-TEST(SMTPClientWire, WithoutSTARTTLSNothingIsSaid) {
+TEST(SMTPClientWireTest, WithoutSTARTTLSNothingIsSaid) {
     SMTPPeer peer(Security::None, {"AUTH PLAIN"});
     CSMTPClient client(paramsOf(peer, CSMTPParams::ConnectStartTLS, "tester"));
     for (const bool isMail : {true, false}) {
@@ -464,7 +464,7 @@ TEST(SMTPClientWire, WithoutSTARTTLSNothingIsSaid) {
     }
 }
 
-TEST(SMTPClientWire, ARefusedSTARTTLSIsAnError) {
+TEST(SMTPClientWireTest, ARefusedSTARTTLSIsAnError) {
     SMTPPeer peer(Security::None, {"STARTTLS", "AUTH PLAIN"});
     peer.setReply("STARTTLS", "454 4.7.0 not now\r\n");
     CSMTPClient client(paramsOf(peer, CSMTPParams::ConnectStartTLS, "tester"));
@@ -476,7 +476,7 @@ TEST(SMTPClientWire, ARefusedSTARTTLSIsAnError) {
     EXPECT_THAT(said, ElementsAre("EHLO *", "STARTTLS"));
 }
 
-TEST(SMTPClientWire, AServerThatIsClosingIsAnError) {
+TEST(SMTPClientWireTest, AServerThatIsClosingIsAnError) {
     for (const char* command : {"", "EHLO", "MAIL", "RCPT", "DATA", "."}) {
         SMTPPeer peer;
         // Without a reply to EHLO the client tries HELO, which gets no reply either.
@@ -489,7 +489,7 @@ TEST(SMTPClientWire, AServerThatIsClosingIsAnError) {
     }
 }
 
-TEST(SMTPClientWire, ACertificateThatNobodyVouchesForIsRefusedWhereThatIsWanted) {
+TEST(SMTPClientWireTest, ACertificateThatNobodyVouchesForIsRefusedWhereThatIsWanted) {
     for (const auto type : {CSMTPParams::ConnectSSL, CSMTPParams::ConnectStartTLS}) {
         const bool isImplicit = type == CSMTPParams::ConnectSSL;
         SMTPPeer peer(isImplicit ? Security::Implicit : Security::None, {"STARTTLS"});
@@ -507,7 +507,7 @@ TEST(SMTPClientWire, ACertificateThatNobodyVouchesForIsRefusedWhereThatIsWanted)
     }
 }
 
-TEST(SMTPClientWire, AConnectionThatWasNotCheckedIsNotUsedWhereThatIsWanted) {
+TEST(SMTPClientWireTest, AConnectionThatWasNotCheckedIsNotUsedWhereThatIsWanted) {
     for (const auto type : {CSMTPParams::ConnectSSL, CSMTPParams::ConnectStartTLS}) {
         const bool isImplicit = type == CSMTPParams::ConnectSSL;
         SMTPPeer peer(isImplicit ? Security::Implicit : Security::None, {"STARTTLS"});
@@ -539,7 +539,7 @@ std::size_t replyBytesOfMails(int count) {
     return peer.replyBytes(0);
 }
 
-TEST(SMTPClientWire, AConnectionThatEndedMeanwhileIsReplaced) {
+TEST(SMTPClientWireTest, AConnectionThatEndedMeanwhileIsReplaced) {
     SMTPPeer peer;
     CSMTPClient client(paramsOf(peer));
     peer.cutAfter(replyBytesOfMails(1));
@@ -551,7 +551,7 @@ TEST(SMTPClientWire, AConnectionThatEndedMeanwhileIsReplaced) {
     EXPECT_THAT(peer.dialogue(1), ElementsAreArray(join({{"EHLO *"}, mail})));
 }
 
-TEST(SMTPClientWire, AConnectionThatEndsWithinALaterMailIsAnError) {
+TEST(SMTPClientWireTest, AConnectionThatEndsWithinALaterMailIsAnError) {
     const std::size_t first = replyBytesOfMails(1);
     const std::size_t both = replyBytesOfMails(2);
     ASSERT_GT(both, first);
@@ -569,7 +569,7 @@ TEST(SMTPClientWire, AConnectionThatEndsWithinALaterMailIsAnError) {
     }
 }
 
-TEST(SMTPClientWire, NobodyWhoAnswersIsAnError) {
+TEST(SMTPClientWireTest, NobodyWhoAnswersIsAnError) {
     int port = 0;
     {
         const SMTPPeer peer;
@@ -582,7 +582,7 @@ TEST(SMTPClientWire, NobodyWhoAnswersIsAnError) {
     EXPECT_LT(error->getResponseCode(), 1);
 }
 
-TEST(SMTPClientWire, AServerThatSpeaksNoTLSIsAnError) {
+TEST(SMTPClientWireTest, AServerThatSpeaksNoTLSIsAnError) {
     SMTPPeer peer;
     CSMTPClient client(paramsOf(peer, CSMTPParams::ConnectSSL));
     const auto error = thrownBy<CCURLError>([&] { send(client); });
@@ -602,9 +602,9 @@ void PrintTo(const Kind& kind, std::ostream* out) {
     *out << kind.name;
 }
 
-class SMTPCut : public testing::TestWithParam<Kind> {};
+class SMTPCutTest : public testing::TestWithParam<Kind> {};
 
-TEST_P(SMTPCut, BehindEachByteOfTheRepliesIsAnErrorAndTheNextMailArrives) {
+TEST_P(SMTPCutTest, BehindEachByteOfTheRepliesIsAnErrorAndTheNextMailArrives) {
     const Kind& kind = GetParam();
     const std::size_t bytesOfTheLastReply = std::string("250 taken\r\n").size();
     Texts whole;
@@ -641,7 +641,7 @@ TEST_P(SMTPCut, BehindEachByteOfTheRepliesIsAnErrorAndTheNextMailArrives) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    SMTPClientWire, SMTPCut,
+    SMTPClientWire, SMTPCutTest,
     testing::Values(Kind{"Plain", Security::None, CSMTPParams::ConnectUnencrypted, "", "SIZE"},
                     Kind{"PlainWithLogin", Security::None, CSMTPParams::ConnectUnencrypted, "tester",
                          "AUTH LOGIN"},

@@ -173,9 +173,9 @@ std::string failureOf(Call call) {
 
 // ---- every way with every login --------------------------------------------------------------------------
 
-class SMTPServer : public testing::TestWithParam<std::tuple<Server, const char*>> {
+class SMTPServerTest : public testing::TestWithParam<std::tuple<Server, const char*>> {
 protected:
-    SMTPServer() { server.forgetMails(); }
+    SMTPServerTest() { server.forgetMails(); }
 
     /// A client with only one login method.
     void prepare(CSMTPClient& client) const {
@@ -193,7 +193,7 @@ protected:
     const std::string login = std::get<1>(GetParam());
 };
 
-TEST_P(SMTPServer, TakesMails) {
+TEST_P(SMTPServerTest, TakesMails) {
     CSMTPClient client(server.params(loginName()));
     prepare(client);
     send(client);
@@ -203,7 +203,7 @@ TEST_P(SMTPServer, TakesMails) {
     server.expectMail(second, login);
 }
 
-TEST_P(SMTPServer, TakesAMIMEMessage) {
+TEST_P(SMTPServerTest, TakesAMIMEMessage) {
     CSMTPClient client(server.params(loginName()));
     prepare(client);
     CMultiPartMimeMessage message;
@@ -219,7 +219,7 @@ TEST_P(SMTPServer, TakesAMIMEMessage) {
     server.expectMail(vexil_test::textOf(*stored.getBuffer()), login);
 }
 
-TEST_P(SMTPServer, TakesAHeaderWithoutABody) {
+TEST_P(SMTPServerTest, TakesAHeaderWithoutABody) {
     CSMTPClient client(server.params(loginName()));
     prepare(client);
     for (const char* message : {"A-First: 1\r\n\r\n", "A-First: 1\r\n\r\n\r\n"}) {
@@ -228,7 +228,7 @@ TEST_P(SMTPServer, TakesAHeaderWithoutABody) {
     }
 }
 
-TEST_P(SMTPServer, TakesLinesOfEveryLengthThatIsAllowed) {
+TEST_P(SMTPServerTest, TakesLinesOfEveryLengthThatIsAllowed) {
     CSMTPClient client(server.params(loginName()));
     prepare(client);
     // RFC 5321, 4.5.3.1.6: 1000 bytes with CR LF, without a stuffed dot.
@@ -239,7 +239,7 @@ TEST_P(SMTPServer, TakesLinesOfEveryLengthThatIsAllowed) {
     server.expectMail(message, login);
 }
 
-TEST_P(SMTPServer, RefusesAMailForOneRecipient) {
+TEST_P(SMTPServerTest, RefusesAMailForOneRecipient) {
     CSMTPClient client(server.params(loginName()));
     prepare(client);
     EXPECT_EQ(failureOf([&] {
@@ -256,7 +256,7 @@ TEST_P(SMTPServer, RefusesAMailForOneRecipient) {
     server.expectMail(shortMessage, login);  // the only one
 }
 
-TEST_P(SMTPServer, IsTestedWithoutAMail) {
+TEST_P(SMTPServerTest, IsTestedWithoutAMail) {
     CSMTPClient client(server.params(loginName()));
     prepare(client);
     const auto descriptors = [] {
@@ -273,7 +273,7 @@ TEST_P(SMTPServer, IsTestedWithoutAMail) {
     server.expectMail(shortMessage, login);
 }
 
-INSTANTIATE_TEST_SUITE_P(All, SMTPServer,
+INSTANTIATE_TEST_SUITE_P(All, SMTPServerTest,
                          Combine(Values(pythonPlain, pythonStartTLS, pythonTLS, eximPlain, eximStartTLS,
                                         eximTLS),
                                  Values("", "PLAIN", "LOGIN")),
@@ -285,14 +285,14 @@ INSTANTIATE_TEST_SUITE_P(All, SMTPServer,
 
 // ---- every way -------------------------------------------------------------------------------------------
 
-class SMTPServerWay : public testing::TestWithParam<Server> {
+class SMTPServerWayTest : public testing::TestWithParam<Server> {
 protected:
-    SMTPServerWay() { server.forgetMails(); }
+    SMTPServerWayTest() { server.forgetMails(); }
 
     const Server server = GetParam();
 };
 
-TEST_P(SMTPServerWay, RefusesAWrongPassword) {
+TEST_P(SMTPServerWayTest, RefusesAWrongPassword) {
     CSMTPClient client(server.params("tester", "wrong"));
     EXPECT_EQ(failureOf([&] { send(client); }), "67 535");
     EXPECT_THAT(client.getRequest().getResponseText(535).toUTF8(), StartsWith("535"));
@@ -300,7 +300,7 @@ TEST_P(SMTPServerWay, RefusesAWrongPassword) {
     EXPECT_TRUE(server.mailFiles().empty());
 }
 
-TEST_P(SMTPServerWay, TakesALargeMessage) {
+TEST_P(SMTPServerWayTest, TakesALargeMessage) {
     std::string message = "A-First: 1\r\n\r\n";
     constexpr std::size_t size = 25 * 1024 * 1024;
     message.reserve(size + 100);
@@ -313,7 +313,7 @@ TEST_P(SMTPServerWay, TakesALargeMessage) {
     server.expectMail(message, "PLAIN");
 }
 
-TEST_P(SMTPServerWay, ShowsACertificateThatCanBeChecked) {
+TEST_P(SMTPServerWayTest, ShowsACertificateThatCanBeChecked) {
     if (!server.hasTLS()) {
         GTEST_SKIP() << "without TLS there is none";
     }
@@ -330,7 +330,7 @@ TEST_P(SMTPServerWay, ShowsACertificateThatCanBeChecked) {
     client.testConnection();
 }
 
-TEST_P(SMTPServerWay, HasToHaveTheNameThatWasAskedForWhereThatIsChecked) {
+TEST_P(SMTPServerWayTest, HasToHaveTheNameThatWasAskedForWhereThatIsChecked) {
     if (!server.hasTLS()) {
         GTEST_SKIP() << "without TLS there is no certificate";
     }
@@ -349,15 +349,15 @@ TEST_P(SMTPServerWay, HasToHaveTheNameThatWasAskedForWhereThatIsChecked) {
     EXPECT_TRUE(server.mailFiles().empty());
 }
 
-INSTANTIATE_TEST_SUITE_P(All, SMTPServerWay,
+INSTANTIATE_TEST_SUITE_P(All, SMTPServerWayTest,
                          Values(pythonPlain, pythonStartTLS, pythonTLS, eximPlain, eximStartTLS, eximTLS),
                          [](const auto& test) { return test.param.name; });
 
 // ---- single servers --------------------------------------------------------------------------------------
 
-class SMTPOldServer : public testing::TestWithParam<Server> {};
+class SMTPOldServerTest : public testing::TestWithParam<Server> {};
 
-TEST_P(SMTPOldServer, OffersNeitherTLSNorALogin) {
+TEST_P(SMTPOldServerTest, OffersNeitherTLSNorALogin) {
     const Server server = GetParam();
     server.forgetMails();
     const CSMTPParams encrypted("127.0.0.1", server.port(), CSMTPParams::ConnectStartTLS, "tester", "secret");
@@ -372,12 +372,12 @@ TEST_P(SMTPOldServer, OffersNeitherTLSNorALogin) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    All, SMTPOldServer,
+    All, SMTPOldServerTest,
     Values(Server{"Python", "VEXIL_SMTP", "VEXIL_SMTP_PLAIN_ENDPOINT", CSMTPParams::ConnectUnencrypted},
            Server{"Exim", "VEXIL_EXIM", "VEXIL_EXIM_PLAIN_ENDPOINT", CSMTPParams::ConnectUnencrypted}),
     [](const auto& test) { return test.param.name; });
 
-TEST(SMTPPythonServer, TakesAThousandMailsOfOneClient) {
+TEST(SMTPPythonServerTest, TakesAThousandMailsOfOneClient) {
     pythonStartTLS.forgetMails();
     CSMTPClient client(pythonStartTLS.params("tester"));
     std::set<std::string> sent;
@@ -396,14 +396,14 @@ TEST(SMTPPythonServer, TakesAThousandMailsOfOneClient) {
     pythonStartTLS.forgetMails();
 }
 
-TEST(SMTPPythonServer, TakesAnEmptyMessage) {
+TEST(SMTPPythonServerTest, TakesAnEmptyMessage) {
     pythonPlain.forgetMails();
     CSMTPClient client(pythonPlain.params(""));
     send(client, "");
     EXPECT_EQ(pythonPlain.takeMail().bytes, "");
 }
 
-TEST(SMTPPythonServer, TakesAMailWithoutASender) {
+TEST(SMTPPythonServerTest, TakesAMailWithoutASender) {
     pythonPlain.forgetMails();
     CSMTPClient client(pythonPlain.params(""));
     client.sendMail("", {"b@example.com"}, bufferOf(shortMessage));
@@ -411,7 +411,7 @@ TEST(SMTPPythonServer, TakesAMailWithoutASender) {
                 StartsWith("{\"from\": \"<>\", \"to\": [\"b@example.com\"]"));
 }
 
-TEST(SMTPPythonServer, RefusesLinesThatAreTooLong) {
+TEST(SMTPPythonServerTest, RefusesLinesThatAreTooLong) {
     pythonPlain.forgetMails();
     CSMTPClient client(pythonPlain.params(""));
     const auto error = thrownBy<vexil::CCURLError>(
@@ -423,7 +423,7 @@ TEST(SMTPPythonServer, RefusesLinesThatAreTooLong) {
     pythonPlain.expectMail(shortMessage, "");
 }
 
-TEST(SMTPEximServer, TakesLinesOfAnyLength) {
+TEST(SMTPEximServerTest, TakesLinesOfAnyLength) {
     eximPlain.forgetMails();
     CSMTPClient client(eximPlain.params(""));
     const std::string message =

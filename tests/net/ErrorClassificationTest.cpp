@@ -120,7 +120,7 @@ CCURLError tunnelError(const String& detail, const String& statusLine) {
                       "");
 }
 
-TEST(TransientError, IsABrokenTransferOfTheseCodes) {
+TEST(TransientErrorTest, IsABrokenTransferOfTheseCodes) {
     const std::set<int> transient{5, 6, 7, 10, 12, 16, 18, 28, 35, 52, 55, 56, 89, 92, 95, 96};
     for (int code = 1; code < CURL_LAST; ++code) {
         EXPECT_EQ(vexil::isTransientError(easyError(code, "", 0)), transient.contains(code)) << code;
@@ -128,7 +128,7 @@ TEST(TransientError, IsABrokenTransferOfTheseCodes) {
     }
 }
 
-TEST(TransientError, IsATransferThatBrokeAfterTheServerBeganToSpeak) {
+TEST(TransientErrorTest, IsATransferThatBrokeAfterTheServerBeganToSpeak) {
     for (const int code : {18, 28, 52, 55, 56, 92}) {
         for (const int status : {100, 200, 206, 302}) {
             EXPECT_TRUE(vexil::isTransientError(easyError(code, "http", status))) << code << " " << status;
@@ -140,7 +140,7 @@ TEST(TransientError, IsATransferThatBrokeAfterTheServerBeganToSpeak) {
     }
 }
 
-TEST(TransientError, IsDecidedByTheHTTPStatusThatRefuses) {
+TEST(TransientErrorTest, IsDecidedByTheHTTPStatusThatRefuses) {
     const std::set<int> transient{408, 425, 429, 500, 502, 503, 504, 520, 521, 522, 523, 524, 525, 526, 527};
     for (int status = 100; status < 600; ++status) {
         EXPECT_EQ(vexil::isTransientError(easyError(22, "http", status)), transient.contains(status))
@@ -153,7 +153,7 @@ TEST(TransientError, IsDecidedByTheHTTPStatusThatRefuses) {
     EXPECT_FALSE(vexil::isTransientError(easyError(22, "http", 0)));
 }
 
-TEST(TransientError, IsNoCancelledTransferAndNoLocalFailureWhateverTheServerSaid) {
+TEST(TransientErrorTest, IsNoCancelledTransferAndNoLocalFailureWhateverTheServerSaid) {
     for (const int code : {23, 26, 27, 42, 60}) {
         EXPECT_FALSE(vexil::isTransientError(easyError(code, "http", 503))) << code;
         EXPECT_FALSE(vexil::isTransientError(easyError(code, "ftp", 421))) << code;
@@ -161,7 +161,7 @@ TEST(TransientError, IsNoCancelledTransferAndNoLocalFailureWhateverTheServerSaid
     }
 }
 
-TEST(TransientError, IsDecidedByTheReplyOfAnFTPServer) {
+TEST(TransientErrorTest, IsDecidedByTheReplyOfAnFTPServer) {
     const std::set<int> transient{421, 425, 426, 431, 434, 450, 451};
     for (int reply = 400; reply < 600; ++reply) {
         for (const int code : {9, 18, 19, 21, 25, 55, 64, 67, 78}) {
@@ -178,7 +178,7 @@ TEST(TransientError, IsDecidedByTheReplyOfAnFTPServer) {
     EXPECT_FALSE(vexil::isTransientError(easyError(25, "ftp", 226)));
 }
 
-TEST(TransientError, IsDecidedByTheReplyOfAMailServer) {
+TEST(TransientErrorTest, IsDecidedByTheReplyOfAMailServer) {
     for (int reply = 400; reply < 600; ++reply) {
         for (const int code : {28, 55, 56, 64, 67}) {
             EXPECT_EQ(vexil::isTransientError(easyError(code, "smtp", reply)), reply < 500 && reply != 432)
@@ -189,13 +189,13 @@ TEST(TransientError, IsDecidedByTheReplyOfAMailServer) {
     EXPECT_TRUE(vexil::isTransientError(easyError(28, "smtp", 220)));
 }
 
-TEST(TransientError, IsNoMailThatTheServerMayHaveTaken) {
+TEST(TransientErrorTest, IsNoMailThatTheServerMayHaveTaken) {
     for (const int code : {28, 52, 55, 56}) {
         EXPECT_FALSE(vexil::isTransientError(easyError(code, "smtp", 354))) << code;
     }
 }
 
-TEST(TransientError, IsDecidedByAProxyThatRefusedATunnel) {
+TEST(TransientErrorTest, IsDecidedByAProxyThatRefusedATunnel) {
     EXPECT_TRUE(vexil::isTransientError(tunnelError("", "HTTP/1.1 502 Bad Gateway")));
     EXPECT_TRUE(vexil::isTransientError(tunnelError("", "HTTP/1.0 503")));
     EXPECT_FALSE(vexil::isTransientError(tunnelError("", "HTTP/1.1 403 Forbidden")));
@@ -208,7 +208,7 @@ TEST(TransientError, IsDecidedByAProxyThatRefusedATunnel) {
     EXPECT_FALSE(vexil::isTransientError(tunnelError("CONNECT tunnel failed, response 407", "")));
 }
 
-TEST(TransientError, IsDecidedByS3StatusOrCode) {
+TEST(TransientErrorTest, IsDecidedByS3StatusOrCode) {
     EXPECT_TRUE(vexil::isTransientError(s3Error("Unheard", 503)));
     EXPECT_TRUE(vexil::isTransientError(s3Error("TooManyRequests", 429)));
     EXPECT_TRUE(vexil::isTransientError(s3Error("InternalError", 0)));
@@ -223,7 +223,7 @@ TEST(TransientError, IsDecidedByS3StatusOrCode) {
     }
 }
 
-TEST(TransientError, IsOneThatSaysSo) {
+TEST(TransientErrorTest, IsOneThatSaysSo) {
     const CError own = vexil::makeTransientError("too short");
     EXPECT_EQ(own.getMessage(), "too short");
     EXPECT_EQ(own.getDomain(), "");
@@ -239,7 +239,7 @@ TEST(TransientError, IsOneThatSaysSo) {
     EXPECT_FALSE(vexil::isTransientError(std::bad_alloc()));
 }
 
-TEST(OutageError, IsWhatTellsThatNetworkOrServiceAreDown) {
+TEST(OutageErrorTest, IsWhatTellsThatNetworkOrServiceAreDown) {
     for (const int code : {5, 6, 7, 35}) {
         EXPECT_TRUE(vexil::isOutageError(easyError(code, "", 0))) << code;
     }

@@ -48,7 +48,7 @@ const std::string secondBody = "another body";
 const std::string secondAnswer =
     "HTTP/1.1 200 Fine\r\nX-Second: b\r\nContent-Length: 12\r\n\r\n" + secondBody;
 
-class FaultSweep : public testing::TestWithParam<Cut> {
+class FaultSweepTest : public testing::TestWithParam<Cut> {
 protected:
     void prepareGet() { m_request->setURL(String::fromUTF8(m_peer.url("/object"))); }
 
@@ -164,10 +164,10 @@ protected:
     std::map<Outcome::Kind, std::size_t> m_count;
 };
 
-INSTANTIATE_TEST_SUITE_P(Ends, FaultSweep, testing::Values(Cut::Fin, Cut::Reset),
+INSTANTIATE_TEST_SUITE_P(Ends, FaultSweepTest, testing::Values(Cut::Fin, Cut::Reset),
                          [](const auto& param) { return param.param == Cut::Fin ? "Fin" : "Reset"; });
 
-TEST_P(FaultSweep, AnswerOfAGet) {
+TEST_P(FaultSweepTest, AnswerOfAGet) {
     prepareGet();
     sweepAnswer(getAnswer, 200, receivedBody, [](ConnectionScript script) { return script.expectHead(); });
     // Only the whole is complete.
@@ -175,7 +175,7 @@ TEST_P(FaultSweep, AnswerOfAGet) {
     EXPECT_GT(m_count[Outcome::Failed], receivedBody.size());
 }
 
-TEST_P(FaultSweep, AnswerOfAGetOnAReusedConnection) {
+TEST_P(FaultSweepTest, AnswerOfAGetOnAReusedConnection) {
     const std::size_t statusLineSize = getAnswer.find('\n') + 1;
     m_peer.setDefaultReply("HTTP/1.1 200 OK\r\nConnection: close\r\nContent-Length: 26\r\n\r\n" +
                            receivedBody);
@@ -199,14 +199,14 @@ TEST_P(FaultSweep, AnswerOfAGetOnAReusedConnection) {
     }
 }
 
-TEST_P(FaultSweep, ChunkedAnswerOfAGet) {
+TEST_P(FaultSweepTest, ChunkedAnswerOfAGet) {
     prepareGet();
     sweepAnswer(chunkedAnswer, 200, receivedBody,
                 [](ConnectionScript script) { return script.expectHead(); });
     EXPECT_GT(m_count[Outcome::Failed], receivedBody.size());
 }
 
-TEST_P(FaultSweep, AnswerOfAPut) {
+TEST_P(FaultSweepTest, AnswerOfAPut) {
     preparePut();
     sweepAnswer(putAnswer, 201, "", [](ConnectionScript script) {
         return script.expectRequest(ConnectionScript::Interim::Send);
@@ -215,7 +215,7 @@ TEST_P(FaultSweep, AnswerOfAPut) {
     EXPECT_GT(m_count[Outcome::Failed], 0u);
 }
 
-TEST_P(FaultSweep, InterimAnswerOfAPut) {
+TEST_P(FaultSweepTest, InterimAnswerOfAPut) {
     preparePut();
     sweepAnswer(interim, 0, "", [](ConnectionScript script) { return script.expectHead(); });
     EXPECT_EQ(m_count[Outcome::Complete], 0u);
@@ -259,9 +259,9 @@ public:
     std::string etag;
 };
 
-class FaultSweepAfterAnotherResponse : public FaultSweep {
+class FaultSweepAfterAnotherResponseTest : public FaultSweepTest {
 protected:
-    FaultSweepAfterAnotherResponse() { m_request->setReceiveDataSink(m_sink); }
+    FaultSweepAfterAnotherResponseTest() { m_request->setReceiveDataSink(m_sink); }
 
     ConnectionScript play(const EarlierResponse& earlier) {
         prepareGet();
@@ -309,10 +309,10 @@ protected:
     P<LastBlockSink> m_sink = new LastBlockSink;
 };
 
-INSTANTIATE_TEST_SUITE_P(Ends, FaultSweepAfterAnotherResponse, testing::Values(Cut::Fin, Cut::Reset),
+INSTANTIATE_TEST_SUITE_P(Ends, FaultSweepAfterAnotherResponseTest, testing::Values(Cut::Fin, Cut::Reset),
                          [](const auto& param) { return param.param == Cut::Fin ? "Fin" : "Reset"; });
 
-TEST_P(FaultSweepAfterAnotherResponse, AnswerOfAGet) {
+TEST_P(FaultSweepAfterAnotherResponseTest, AnswerOfAGet) {
     // After a reset, bytes may be missing.
     const std::size_t end = GetParam() == Cut::Fin ? 1 : 0;
     for (const EarlierResponse& earlier : earlierResponses()) {
@@ -328,13 +328,13 @@ TEST_P(FaultSweepAfterAnotherResponse, AnswerOfAGet) {
     EXPECT_THAT(m_peer.failures(), IsEmpty());
 }
 
-TEST_P(FaultSweep, RequestOfAGet) {
+TEST_P(FaultSweepTest, RequestOfAGet) {
     prepareGet();
     const std::size_t headSize = getHeadSize();
     sweepRequest(headSize, headSize);
 }
 
-TEST_P(FaultSweep, RequestOfAPut) {
+TEST_P(FaultSweepTest, RequestOfAPut) {
     preparePut();
     const std::size_t headSize = getHeadSize();
     sweepRequest(headSize, headSize + sentBody.size());

@@ -14,9 +14,9 @@ namespace {
 using namespace vexil_test;
 using testing::ElementsAre;
 
-class FunctionAdapters : public testing::Test {
+class FunctionAdaptersTest : public testing::Test {
 protected:
-    FunctionAdapters() {
+    FunctionAdaptersTest() {
         request->setProxy("");
         request->setURL(peer.url("/a").c_str());
         peer.onConnection()
@@ -24,7 +24,7 @@ protected:
             .reply("HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nhello")
             .clientMayLeave();
     }
-    ~FunctionAdapters() override {
+    ~FunctionAdaptersTest() override {
         request = nullptr;
         EXPECT_TRUE(peer.waitUntilIdle());
         EXPECT_THAT(peer.failures(), testing::IsEmpty());
@@ -34,7 +34,7 @@ protected:
     P<vexil::CNetRequest> request = new vexil::CNetRequest;
 };
 
-TEST_F(FunctionAdapters, ASinkGetsTheBytes) {
+TEST_F(FunctionAdaptersTest, ASinkGetsTheBytes) {
     std::string body;
     request->setReceiveDataSink(vexil::makeSink([&](std::span<const std::byte> data) {
         body.append(reinterpret_cast<const char*>(data.data()), data.size());
@@ -43,7 +43,7 @@ TEST_F(FunctionAdapters, ASinkGetsTheBytes) {
     EXPECT_EQ(body, "hello");
 }
 
-TEST_F(FunctionAdapters, ASinkGetsTheStatusIfItTakesOne) {
+TEST_F(FunctionAdaptersTest, ASinkGetsTheStatusIfItTakesOne) {
     std::vector<int> statuses;
     request->setReceiveDataSink(vexil::makeSink(
         [&](std::span<const std::byte>, int httpStatus) mutable { statuses.push_back(httpStatus); }));
@@ -51,7 +51,7 @@ TEST_F(FunctionAdapters, ASinkGetsTheStatusIfItTakesOne) {
     EXPECT_THAT(statuses, ElementsAre(200));
 }
 
-TEST_F(FunctionAdapters, AnExceptionOfASinkEndsTheTransfer) {
+TEST_F(FunctionAdaptersTest, AnExceptionOfASinkEndsTheTransfer) {
     request->setReceiveDataSink(
         vexil::makeSink([](std::span<const std::byte>) { throw vexil::CError("no room"); }));
     try {
@@ -62,7 +62,7 @@ TEST_F(FunctionAdapters, AnExceptionOfASinkEndsTheTransfer) {
     }
 }
 
-TEST_F(FunctionAdapters, AListenerGetsRequestAndError) {
+TEST_F(FunctionAdaptersTest, AListenerGetsRequestAndError) {
     std::vector<std::string> calls;
     request->setDoneListener(vexil::makeDoneListener([&](vexil::CNetRequest* done, vexil::CError* error) {
         calls.emplace_back(done == request && !error ? "success" : "failure");
@@ -74,7 +74,7 @@ TEST_F(FunctionAdapters, AListenerGetsRequestAndError) {
     EXPECT_THAT(calls, ElementsAre("success", "failure"));
 }
 
-TEST_F(FunctionAdapters, ProgressGetsTheFourNumbers) {
+TEST_F(FunctionAdaptersTest, ProgressGetsTheFourNumbers) {
     int calls = 0;
     request->setTransferProgress(
         vexil::makeProgress([&](int64 downloaded, int64 downloadTotal, int64 uploaded, int64 uploadTotal) {
@@ -88,7 +88,7 @@ TEST_F(FunctionAdapters, ProgressGetsTheFourNumbers) {
     EXPECT_GT(calls, 0);
 }
 
-TEST_F(FunctionAdapters, AHookGetsTheRequest) {
+TEST_F(FunctionAdaptersTest, AHookGetsTheRequest) {
     const P<vexil::INetRequestSetup> setup =
         vexil::makeRequestSetup([](vexil::CNetRequest& prepared) { prepared.setHTTPMethod("DELETE"); });
     setup->setUp(*request);
@@ -96,7 +96,7 @@ TEST_F(FunctionAdapters, AHookGetsTheRequest) {
     EXPECT_EQ(peer.requests().at(0).requestLine(), "DELETE /a HTTP/1.1");
 }
 
-TEST_F(FunctionAdapters, AnAdapterOwnsItsFunction) {
+TEST_F(FunctionAdaptersTest, AnAdapterOwnsItsFunction) {
     const auto state = std::make_shared<int>();
     request->setReceiveDataSink(vexil::makeSink([state](std::span<const std::byte>) { ++*state; }));
     EXPECT_EQ(state.use_count(), 2);

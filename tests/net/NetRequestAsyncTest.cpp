@@ -13,13 +13,13 @@ using testing::IsEmpty;
 const std::string okReply = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
 const std::string missingReply = "HTTP/1.1 404 Not Found\r\nContent-Length: 4\r\n\r\ngone";
 
-class NetRequestAsync : public testing::Test {
+class NetRequestAsyncTest : public testing::Test {
 protected:
-    NetRequestAsync() {
+    NetRequestAsyncTest() {
         request->setProxy("");
         request->setURL(peer.url("/a").c_str());
     }
-    ~NetRequestAsync() override {
+    ~NetRequestAsyncTest() override {
         request = nullptr;
         EXPECT_TRUE(peer.waitUntilIdle());
         EXPECT_THAT(peer.failures(), IsEmpty());
@@ -42,7 +42,7 @@ protected:
     P<TestListener> listener = new TestListener;
 };
 
-TEST_F(NetRequestAsync, ASuccessIsDoneWithoutAnError) {
+TEST_F(NetRequestAsyncTest, ASuccessIsDoneWithoutAnError) {
     peer.onConnection().expectRequest().reply(okReply);
     drive();
     EXPECT_TRUE(request->isAsyncDone());
@@ -53,7 +53,7 @@ TEST_F(NetRequestAsync, ASuccessIsDoneWithoutAnError) {
     EXPECT_EQ(bodyOf(*request), "ok");
 }
 
-TEST_F(NetRequestAsync, AnErrorStatusIsTheErrorOfASynchronousTransfer) {
+TEST_F(NetRequestAsyncTest, AnErrorStatusIsTheErrorOfASynchronousTransfer) {
     request->setHTTPMethod("GET");
     peer.onConnection().expectRequest().reply(missingReply);
     drive();
@@ -66,7 +66,7 @@ TEST_F(NetRequestAsync, AnErrorStatusIsTheErrorOfASynchronousTransfer) {
     EXPECT_EQ(resultError().getCode(), 22) << "asked again, told again";
 }
 
-TEST_F(NetRequestAsync, AFailureCarriesLibcurlsTextOfThatMoment) {
+TEST_F(NetRequestAsyncTest, AFailureCarriesLibcurlsTextOfThatMoment) {
     peer.onConnection().expectRequest().close();
     drive();
     // A later setter clears libcurl's buffer.
@@ -76,7 +76,7 @@ TEST_F(NetRequestAsync, AFailureCarriesLibcurlsTextOfThatMoment) {
     EXPECT_EQ(error.getMessage(), "Server returned nothing (no headers, no data): Empty reply from server");
 }
 
-TEST_F(NetRequestAsync, ARunningTransferHasNoResult) {
+TEST_F(NetRequestAsyncTest, ARunningTransferHasNoResult) {
     peer.onConnection().expectRequest().close();
     drive();
     request->setAsyncInfo(false, CURLE_OK);
@@ -85,7 +85,7 @@ TEST_F(NetRequestAsync, ARunningTransferHasNoResult) {
     request->checkAsyncResult();
 }
 
-TEST_F(NetRequestAsync, AStartClearsWhatTheLastTransferLeft) {
+TEST_F(NetRequestAsyncTest, AStartClearsWhatTheLastTransferLeft) {
     peer.onConnection().expectRequest().reply(missingReply);
     drive();
     request->setAsyncInfo(false, CURLE_OK);
@@ -95,7 +95,7 @@ TEST_F(NetRequestAsync, AStartClearsWhatTheLastTransferLeft) {
     EXPECT_THAT(linesOf(request->getResponseInfo()), IsEmpty());
 }
 
-TEST_F(NetRequestAsync, AStartThatFailsIsNotDone) {
+TEST_F(NetRequestAsyncTest, AStartThatFailsIsNotDone) {
     const P<TestSource> source = new TestSource("abc");
     source->position = 2;
     source->onSeek = [](int64) { throw OwnError("cannot rewind"); };
@@ -106,7 +106,7 @@ TEST_F(NetRequestAsync, AStartThatFailsIsNotDone) {
     EXPECT_FALSE(request->isAsyncDone());
 }
 
-TEST_F(NetRequestAsync, OnlyAnHTTPURLInLowerCaseIsJudgedByItsStatus) {
+TEST_F(NetRequestAsyncTest, OnlyAnHTTPURLInLowerCaseIsJudgedByItsStatus) {
     peer.setDefaultReply(missingReply);
     const std::string rest = peer.url("/a").substr(4);
     request->setURL(("HTTP" + rest).c_str());
@@ -122,7 +122,7 @@ TEST_F(NetRequestAsync, OnlyAnHTTPURLInLowerCaseIsJudgedByItsStatus) {
     EXPECT_EQ(resultError().getResponseCode(), 404);
 }
 
-TEST_F(NetRequestAsync, AKeptErrorComesBeforeTheResult) {
+TEST_F(NetRequestAsyncTest, AKeptErrorComesBeforeTheResult) {
     const P<TestSink> sink = new TestSink;
     sink->onWrite = [] { throw OwnError("disk full"); };
     request->setReceiveDataSink(sink);
@@ -132,7 +132,7 @@ TEST_F(NetRequestAsync, AKeptErrorComesBeforeTheResult) {
     EXPECT_EQ(messageOf(thrownBy<OwnError>([&] { request->checkAsyncResult(); })), "disk full");
 }
 
-TEST_F(NetRequestAsync, ASuccessWithAKeptErrorIsAborted) {
+TEST_F(NetRequestAsyncTest, ASuccessWithAKeptErrorIsAborted) {
     request->setURL("");
     const P<TestSink> sink = new TestSink;
     sink->onWrite = [] { throw OwnError("disk full"); };
@@ -146,7 +146,7 @@ TEST_F(NetRequestAsync, ASuccessWithAKeptErrorIsAborted) {
     EXPECT_EQ(resultError().getCode(), CURLE_ABORTED_BY_CALLBACK);
 }
 
-TEST_F(NetRequestAsync, ListenersAreToldOfSuccessAndFailure) {
+TEST_F(NetRequestAsyncTest, ListenersAreToldOfSuccessAndFailure) {
     request->setDoneListener(listener);
     peer.onConnection().expectRequest().reply(okReply).expectRequest().reply(missingReply);
     drive();
@@ -161,7 +161,7 @@ TEST_F(NetRequestAsync, ListenersAreToldOfSuccessAndFailure) {
     EXPECT_EQ(error->getServerMessage(), "gone");
 }
 
-TEST_F(NetRequestAsync, ListenersGetAKeptErrorWithItsType) {
+TEST_F(NetRequestAsyncTest, ListenersGetAKeptErrorWithItsType) {
     request->setDoneListener(listener);
     const P<TestSink> sink = new TestSink;
     sink->onWrite = [] { throw OwnError("disk full"); };
@@ -171,13 +171,13 @@ TEST_F(NetRequestAsync, ListenersGetAKeptErrorWithItsType) {
     EXPECT_NE(listener->errorSeen.dynamicCast<OwnError>().get(), nullptr);
 }
 
-TEST_F(NetRequestAsync, ListenersAreNotToldOfAStart) {
+TEST_F(NetRequestAsyncTest, ListenersAreNotToldOfAStart) {
     request->setDoneListener(listener);
     request->setAsyncInfo(false, CURLE_OK);
     EXPECT_EQ(listener->count, 0);
 }
 
-TEST_F(NetRequestAsync, AListenerFindsTheTransferDoneAndTheLockFree) {
+TEST_F(NetRequestAsyncTest, AListenerFindsTheTransferDoneAndTheLockFree) {
     request->setDoneListener(listener);
     peer.onConnection().expectRequest().reply(missingReply);
     listener->then = [this] {
@@ -189,7 +189,7 @@ TEST_F(NetRequestAsync, AListenerFindsTheTransferDoneAndTheLockFree) {
     EXPECT_EQ(listener->count, 1);
 }
 
-TEST_F(NetRequestAsync, AListenerMayResetTheRequest) {
+TEST_F(NetRequestAsyncTest, AListenerMayResetTheRequest) {
     request->setDoneListener(listener);
     peer.onConnection().expectRequest().reply(missingReply);
     listener->then = [this] {
@@ -201,7 +201,7 @@ TEST_F(NetRequestAsync, AListenerMayResetTheRequest) {
     request->checkAsyncResult();
 }
 
-TEST_F(NetRequestAsync, AListenerMayReleaseTheRequestAndItself) {
+TEST_F(NetRequestAsyncTest, AListenerMayReleaseTheRequestAndItself) {
     request->setDoneListener(listener);
     peer.onConnection().expectRequest().reply(missingReply);
     listener->then = [this] {
@@ -212,7 +212,7 @@ TEST_F(NetRequestAsync, AListenerMayReleaseTheRequestAndItself) {
     EXPECT_EQ(request.get(), nullptr);
 }
 
-TEST_F(NetRequestAsync, AnotherThreadMayWaitAndThenUseTheRequest) {
+TEST_F(NetRequestAsyncTest, AnotherThreadMayWaitAndThenUseTheRequest) {
     peer.setDefaultReply(missingReply);
     for (int round = 0; round < 20; ++round) {
         request->setAsyncInfo(false, CURLE_OK);
@@ -226,7 +226,7 @@ TEST_F(NetRequestAsync, AnotherThreadMayWaitAndThenUseTheRequest) {
     }
 }
 
-TEST_F(NetRequestAsync, AnotherThreadMayPollAndAskForTheResult) {
+TEST_F(NetRequestAsyncTest, AnotherThreadMayPollAndAskForTheResult) {
     const P<TestSink> sink = new TestSink;
     sink->onWrite = [] { throw OwnError("disk full"); };
     request->setReceiveDataSink(sink);
@@ -250,7 +250,7 @@ TEST_F(NetRequestAsync, AnotherThreadMayPollAndAskForTheResult) {
     driver.join();
 }
 
-TEST_F(NetRequestAsync, AWaitingThreadMayGiveUpItsReference) {
+TEST_F(NetRequestAsyncTest, AWaitingThreadMayGiveUpItsReference) {
     peer.setDefaultReply(okReply);
     for (int round = 0; round < 20; ++round) {
         P<CNetRequest> held = new CNetRequest;
@@ -265,7 +265,7 @@ TEST_F(NetRequestAsync, AWaitingThreadMayGiveUpItsReference) {
     }
 }
 
-TEST(NetRequestAsyncURL, JudgesAnEncryptedURLByItsStatusToo) {
+TEST(NetRequestAsyncURLTest, JudgesAnEncryptedURLByItsStatusToo) {
     CNetRequest request;
     request.setURL("https://host/");
     request.setAsyncInfo(true, CURLE_OK);

@@ -18,9 +18,9 @@ using vexil::TBuffer;
 
 constexpr char headerWarning[] = "W: Exception during CNetRequest header parsing (ignored).";
 
-class NetRequestData : public testing::Test {
+class NetRequestDataTest : public testing::Test {
 protected:
-    NetRequestData() {
+    NetRequestDataTest() {
         request->setURL("http://h/a");
         request->setReceiveDataSink(sink);
         request->setSendDataSource(source);
@@ -46,7 +46,7 @@ protected:
 
 // ---- write -----------------------------------------------------------------------------------------------
 
-TEST_F(NetRequestData, ABlockReachesTheSinkWithStatusAndHeaders) {
+TEST_F(NetRequestDataTest, ABlockReachesTheSinkWithStatusAndHeaders) {
     request->header("HTTP/1.1 206 Partial Content\r\n");
     request->header("ETag: \"x\"\r\n");
     request->header("\r\n");
@@ -57,7 +57,7 @@ TEST_F(NetRequestData, ABlockReachesTheSinkWithStatusAndHeaders) {
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST_F(NetRequestData, WithoutASinkABlockIsAcceptedAndNothingIsParsedOrLogged) {
+TEST_F(NetRequestDataTest, WithoutASinkABlockIsAcceptedAndNothingIsParsedOrLogged) {
     request->header("HTTP/1.1 garbled\r\n");
     request->setReceiveDataSink(nullptr);
     EXPECT_EQ(request->write("abc"), 3u);
@@ -66,7 +66,7 @@ TEST_F(NetRequestData, WithoutASinkABlockIsAcceptedAndNothingIsParsedOrLogged) {
     EXPECT_FALSE(request->keptError());
 }
 
-TEST_F(NetRequestData, TheStatusIsParsedOncePerTransfer) {
+TEST_F(NetRequestDataTest, TheStatusIsParsedOncePerTransfer) {
     request->header("HTTP/1.1 200 OK\r\n");
     request->write("a");
     request->header("HTTP/1.1 404 Not Found\r\n");
@@ -78,7 +78,7 @@ TEST_F(NetRequestData, TheStatusIsParsedOncePerTransfer) {
     EXPECT_THAT(sink->statuses, ElementsAre(200, 200, 404));
 }
 
-TEST_F(NetRequestData, AGarbledStatusLineGivesStatus0AndOneLogLine) {
+TEST_F(NetRequestDataTest, AGarbledStatusLineGivesStatus0AndOneLogLine) {
     request->setHTTPMethod("POST");
     request->header("HTTP/1.1 2x0 OK\r\n");
     EXPECT_EQ(request->write("a"), 1u);
@@ -90,7 +90,7 @@ TEST_F(NetRequestData, AGarbledStatusLineGivesStatus0AndOneLogLine) {
     EXPECT_FALSE(request->keptError());
 }
 
-TEST_F(NetRequestData, ABlockWithoutAnyStatusLineHasStatus0AndTheDefaultMethodIsLoggedAsSet) {
+TEST_F(NetRequestDataTest, ABlockWithoutAnyStatusLineHasStatus0AndTheDefaultMethodIsLoggedAsSet) {
     EXPECT_EQ(request->write("a"), 1u);
     EXPECT_THAT(sink->statuses, ElementsAre(0));
     EXPECT_THAT(log.lines(),
@@ -98,7 +98,7 @@ TEST_F(NetRequestData, ABlockWithoutAnyStatusLineHasStatus0AndTheDefaultMethodIs
                             "URL: 'http://h/a') [Invalid HTTP status line: '']"));
 }
 
-TEST_F(NetRequestData, OtherProtocolsHaveStatusMinus1) {
+TEST_F(NetRequestDataTest, OtherProtocolsHaveStatusMinus1) {
     request->setURL("ftp://h/a");
     request->header("226 Done\r\n");
     EXPECT_EQ(request->write("a"), 1u);
@@ -106,7 +106,7 @@ TEST_F(NetRequestData, OtherProtocolsHaveStatusMinus1) {
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST_F(NetRequestData, ASinkThatThrowsGivesAnotherCountThanOffered) {
+TEST_F(NetRequestDataTest, ASinkThatThrowsGivesAnotherCountThanOffered) {
     request->header("HTTP/1.1 200 OK\r\n");
     sink->onWrite = [] { throw CError("disk full"); };
     EXPECT_EQ(request->write("abc"), 0u);
@@ -114,7 +114,7 @@ TEST_F(NetRequestData, ASinkThatThrowsGivesAnotherCountThanOffered) {
     expectKept("disk full");
 }
 
-TEST_F(NetRequestData, AnEmptyBlockIsASuccess) {
+TEST_F(NetRequestDataTest, AnEmptyBlockIsASuccess) {
     request->header("HTTP/1.1 200 OK\r\n");
     EXPECT_EQ(request->write(""), 0u);
     EXPECT_THAT(sink->blocks, ElementsAre(""));
@@ -123,7 +123,7 @@ TEST_F(NetRequestData, AnEmptyBlockIsASuccess) {
 
 // ---- what a callback throws ------------------------------------------------------------------------------
 
-TEST_F(NetRequestData, AKeptErrorHasItsOwnType) {
+TEST_F(NetRequestDataTest, AKeptErrorHasItsOwnType) {
     sink->onWrite = [] { throw OwnError("mine"); };
     EXPECT_EQ(request->write("a"), 0u);
     request->setAsyncInfo(true, CURLE_OK);
@@ -134,7 +134,7 @@ TEST_F(NetRequestData, AKeptErrorHasItsOwnType) {
     EXPECT_EQ(error->getCode(), 7);
 }
 
-TEST_F(NetRequestData, AForeignExceptionBecomesAnErrorWithItsText) {
+TEST_F(NetRequestDataTest, AForeignExceptionBecomesAnErrorWithItsText) {
     sink->onWrite = [] { throw std::runtime_error("gr\xc3\xbc\xc3\x9f"); };
     EXPECT_EQ(request->write("a"), 0u);
     const auto kept = request->keptError();
@@ -144,19 +144,19 @@ TEST_F(NetRequestData, AForeignExceptionBecomesAnErrorWithItsText) {
     EXPECT_EQ(kept->getCode(), -1);
 }
 
-TEST_F(NetRequestData, AnExceptionThatIsNoneOfTheStandardsBecomesAnErrorToo) {
+TEST_F(NetRequestDataTest, AnExceptionThatIsNoneOfTheStandardsBecomesAnErrorToo) {
     sink->onWrite = [] { throw 5; };
     EXPECT_EQ(request->write("a"), 0u);
     expectKept("Unknown exception.");
 }
 
-TEST_F(NetRequestData, ExhaustedMemoryBecomesAnErrorToo) {
+TEST_F(NetRequestDataTest, ExhaustedMemoryBecomesAnErrorToo) {
     sink->onWrite = [] { throw std::bad_alloc(); };
     EXPECT_EQ(request->write("a"), 0u);
     expectKept("Out of memory.");
 }
 
-TEST_F(NetRequestData, TheFirstErrorOfATransferWins) {
+TEST_F(NetRequestDataTest, TheFirstErrorOfATransferWins) {
     source->onRead = [](void*, int) -> int { throw CError("first"); };
     sink->onWrite = [] { throw CError("second"); };
     source->onSeek = [](int64) { throw CError("third"); };
@@ -166,7 +166,7 @@ TEST_F(NetRequestData, TheFirstErrorOfATransferWins) {
     expectKept("first");
 }
 
-TEST_F(NetRequestData, ANewTransferForgetsTheKeptError) {
+TEST_F(NetRequestDataTest, ANewTransferForgetsTheKeptError) {
     sink->onWrite = [] { throw CError("old"); };
     request->write("a");
     request->resetForPerform();
@@ -175,13 +175,13 @@ TEST_F(NetRequestData, ANewTransferForgetsTheKeptError) {
 
 // ---- read ------------------------------------------------------------------------------------------------
 
-TEST_F(NetRequestData, WithoutASourceTheBodyIsEmpty) {
+TEST_F(NetRequestDataTest, WithoutASourceTheBodyIsEmpty) {
     request->setSendDataSource(nullptr);
     EXPECT_EQ(read(1, 8), 0u);
     EXPECT_FALSE(request->keptError());
 }
 
-TEST_F(NetRequestData, ASourceIsAskedForSizeTimesCountWithTheHeadersSoFar) {
+TEST_F(NetRequestDataTest, ASourceIsAskedForSizeTimesCountWithTheHeadersSoFar) {
     request->header("HTTP/1.1 100 Continue\r\n");
     request->header("X-A: b\r\n");
     EXPECT_EQ(read(2, 4), 8u);
@@ -193,19 +193,19 @@ TEST_F(NetRequestData, ASourceIsAskedForSizeTimesCountWithTheHeadersSoFar) {
     EXPECT_FALSE(request->keptError());
 }
 
-TEST_F(NetRequestData, ASourceThatThrowsAbortsTheTransfer) {
+TEST_F(NetRequestDataTest, ASourceThatThrowsAbortsTheTransfer) {
     source->onRead = [](void*, int) -> int { throw CError("unreadable"); };
     EXPECT_EQ(read(1, 8), CURL_READFUNC_ABORT);
     expectKept("unreadable");
 }
 
-TEST_F(NetRequestData, ASourceThatReturnsMoreThanItWasAskedForIsAnError) {
+TEST_F(NetRequestDataTest, ASourceThatReturnsMoreThanItWasAskedForIsAnError) {
     source->onRead = [](void*, int maxLength) { return maxLength + 1; };
     EXPECT_EQ(read(1, 8), CURL_READFUNC_ABORT);
     expectKept("The data source returned 9 bytes where 0 to 8 were asked for.");
 }
 
-TEST_F(NetRequestData, ASourceThatReturnsLessThanNothingIsAnError) {
+TEST_F(NetRequestDataTest, ASourceThatReturnsLessThanNothingIsAnError) {
     source->onRead = [](void*, int) { return -1; };
     EXPECT_EQ(read(1, 8), CURL_READFUNC_ABORT);
     expectKept("The data source returned -1 bytes where 0 to 8 were asked for.");
@@ -215,7 +215,7 @@ TEST_F(NetRequestData, ASourceThatReturnsLessThanNothingIsAnError) {
     expectKept("The data source returned -2147483648 bytes where 0 to 8 were asked for.");
 }
 
-TEST_F(NetRequestData, ASourceMayAbortOrPauseByLibcurlsOwnValues) {
+TEST_F(NetRequestDataTest, ASourceMayAbortOrPauseByLibcurlsOwnValues) {
     source->onRead = [](void*, int) { return CURL_READFUNC_ABORT; };
     EXPECT_EQ(read(1, 8), CURL_READFUNC_ABORT);
     source->onRead = [](void*, int) { return CURL_READFUNC_PAUSE; };
@@ -225,7 +225,7 @@ TEST_F(NetRequestData, ASourceMayAbortOrPauseByLibcurlsOwnValues) {
 
 // ---- seek ------------------------------------------------------------------------------------------------
 
-TEST_F(NetRequestData, SeekingWorksFromAllThreeOrigins) {
+TEST_F(NetRequestDataTest, SeekingWorksFromAllThreeOrigins) {
     source->size = 10;
     EXPECT_EQ(request->seekHandler(3, SEEK_SET), CURL_SEEKFUNC_OK);
     EXPECT_EQ(request->seekHandler(4, SEEK_CUR), CURL_SEEKFUNC_OK);
@@ -236,31 +236,31 @@ TEST_F(NetRequestData, SeekingWorksFromAllThreeOrigins) {
     EXPECT_FALSE(request->keptError());
 }
 
-TEST_F(NetRequestData, SeekingPositionsHave64Bits) {
+TEST_F(NetRequestDataTest, SeekingPositionsHave64Bits) {
     EXPECT_EQ(request->seekHandler(0x123456789abLL, SEEK_SET), CURL_SEEKFUNC_OK);
     EXPECT_EQ(source->position, 0x123456789abLL);
 }
 
-TEST_F(NetRequestData, SeekingWithoutASourceFailsAndKeepsNothing) {
+TEST_F(NetRequestDataTest, SeekingWithoutASourceFailsAndKeepsNothing) {
     request->setSendDataSource(nullptr);
     EXPECT_EQ(request->seekHandler(0, SEEK_SET), CURL_SEEKFUNC_FAIL);
     EXPECT_FALSE(request->keptError());
 }
 
-TEST_F(NetRequestData, SeekingToTheEndOfAnUnknownSizeFailsAndKeepsNothing) {
+TEST_F(NetRequestDataTest, SeekingToTheEndOfAnUnknownSizeFailsAndKeepsNothing) {
     EXPECT_EQ(request->seekHandler(0, SEEK_END), CURL_SEEKFUNC_FAIL);
     EXPECT_THAT(source->seeks(), IsEmpty());
     EXPECT_FALSE(request->keptError());
 }
 
-TEST_F(NetRequestData, SeekingFromAnUnknownOriginFailsAndKeepsNothing) {
+TEST_F(NetRequestDataTest, SeekingFromAnUnknownOriginFailsAndKeepsNothing) {
     EXPECT_EQ(request->seekHandler(0, 3), CURL_SEEKFUNC_FAIL);
     EXPECT_EQ(request->seekHandler(0, -1), CURL_SEEKFUNC_FAIL);
     EXPECT_THAT(source->seeks(), IsEmpty());
     EXPECT_FALSE(request->keptError());
 }
 
-TEST_F(NetRequestData, ASourceThatThrowsWhileSeekingFailsAndKeepsItsError) {
+TEST_F(NetRequestDataTest, ASourceThatThrowsWhileSeekingFailsAndKeepsItsError) {
     source->onSeek = [](int64) { throw CError("cannot seek"); };
     EXPECT_EQ(request->seekHandler(0, SEEK_SET), CURL_SEEKFUNC_FAIL);
     expectKept("cannot seek");
@@ -268,7 +268,7 @@ TEST_F(NetRequestData, ASourceThatThrowsWhileSeekingFailsAndKeepsItsError) {
 
 // ---- header ----------------------------------------------------------------------------------------------
 
-TEST_F(NetRequestData, HeaderLinesFillStatusLineMapAndResponseInfo) {
+TEST_F(NetRequestDataTest, HeaderLinesFillStatusLineMapAndResponseInfo) {
     EXPECT_EQ(request->header("HTTP/1.1 200 OK\r\n"), 17u);
     EXPECT_EQ(request->header("Content-Type:  text/plain \r\n"), 28u);
     EXPECT_EQ(request->header("\r\n"), 2u);
@@ -280,14 +280,14 @@ TEST_F(NetRequestData, HeaderLinesFillStatusLineMapAndResponseInfo) {
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST_F(NetRequestData, TheStatusLineOfHTTP2IsTrimmed) {
+TEST_F(NetRequestDataTest, TheStatusLineOfHTTP2IsTrimmed) {
     request->header("HTTP/2 200 \r\n");
     EXPECT_EQ(request->getHTTPStatusLine(), "HTTP/2 200");
     request->write("a");
     EXPECT_THAT(sink->statuses, ElementsAre(200));
 }
 
-TEST_F(NetRequestData, ASecondStatusLineBeginsTheHeadersAnewButNotTheResponseInfo) {
+TEST_F(NetRequestDataTest, ASecondStatusLineBeginsTheHeadersAnewButNotTheResponseInfo) {
     request->header("HTTP/1.1 100 Continue\r\n");
     request->header("X-Interim: 1\r\n");
     request->header("\r\n");
@@ -301,13 +301,13 @@ TEST_F(NetRequestData, ASecondStatusLineBeginsTheHeadersAnewButNotTheResponseInf
     EXPECT_EQ(linesOf(request->getResponseInfo()).size(), 6u);
 }
 
-TEST_F(NetRequestData, HeadersBeforeTheFirstStatusLineStay) {
+TEST_F(NetRequestDataTest, HeadersBeforeTheFirstStatusLineStay) {
     request->header("X-Early: 1\r\n");
     request->header("HTTP/1.1 200 OK\r\n");
     EXPECT_EQ(request->getResponseHeaderMap().count("x-early"), 1u);
 }
 
-TEST_F(NetRequestData, ALineThatIsNotUTF8IsMissingEverywhereAndWarned) {
+TEST_F(NetRequestDataTest, ALineThatIsNotUTF8IsMissingEverywhereAndWarned) {
     request->header("HTTP/1.1 200 OK\r\n");
     EXPECT_EQ(request->header("X-Bad: \xff\r\n"), 10u);
     request->header("X-Good: \xc3\xbc\r\n");
@@ -318,7 +318,7 @@ TEST_F(NetRequestData, ALineThatIsNotUTF8IsMissingEverywhereAndWarned) {
     EXPECT_FALSE(request->keptError());
 }
 
-TEST_F(NetRequestData, ALineThatCannotBeParsedIsWarnedAndMissingInResponseInfoToo) {
+TEST_F(NetRequestDataTest, ALineThatCannotBeParsedIsWarnedAndMissingInResponseInfoToo) {
     request->header("HTTP/1.1 200 OK\r\n");
     EXPECT_EQ(request->header(" continued\r\n"), 12u);
     EXPECT_EQ(request->header("no colon\r\n"), 10u);
@@ -331,13 +331,13 @@ TEST_F(NetRequestData, ALineThatCannotBeParsedIsWarnedAndMissingInResponseInfoTo
     EXPECT_FALSE(request->keptError());
 }
 
-TEST_F(NetRequestData, AStatusLineBeginsWithCapitalLetters) {
+TEST_F(NetRequestDataTest, AStatusLineBeginsWithCapitalLetters) {
     request->header("http/1.1 200 OK\r\n");
     EXPECT_EQ(request->getHTTPStatusLine(), "");
     EXPECT_EQ(log.lines().size(), 1u);
 }
 
-TEST_F(NetRequestData, RepliesOfOtherProtocolsOnlyGoToResponseInfo) {
+TEST_F(NetRequestDataTest, RepliesOfOtherProtocolsOnlyGoToResponseInfo) {
     request->setURL("smtp://h/");
     EXPECT_EQ(request->header("220 h ESMTP\r\n"), 13u);
     EXPECT_EQ(request->header("HTTP/1.1 200 OK\r\n"), 17u);
@@ -349,7 +349,7 @@ TEST_F(NetRequestData, RepliesOfOtherProtocolsOnlyGoToResponseInfo) {
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST_F(NetRequestData, AReplyIsFoundByItsCode) {
+TEST_F(NetRequestDataTest, AReplyIsFoundByItsCode) {
     request->setURL("smtp://h/");
     EXPECT_EQ(request->getResponseText(550), "");
     for (const char* line :
@@ -367,7 +367,7 @@ TEST_F(NetRequestData, AReplyIsFoundByItsCode) {
     EXPECT_EQ(request->getResponseText(0), "");
 }
 
-TEST_F(NetRequestData, TheLastReplyWithACodeCountsHoweverLong) {
+TEST_F(NetRequestDataTest, TheLastReplyWithACodeCountsHoweverLong) {
     request->setURL("smtp://h/");
     for (const char* line : {"250 one\r\n", "250-two\r\n", "250 three\r\n", "250-four\r\n", "250 five\r\n"}) {
         request->header(line);
@@ -379,7 +379,7 @@ TEST_F(NetRequestData, TheLastReplyWithACodeCountsHoweverLong) {
     EXPECT_EQ(request->getResponseText(250), "250-seven") << "as far as it came";
 }
 
-TEST_F(NetRequestData, AReplyMayBeItsCodeAlone) {
+TEST_F(NetRequestDataTest, AReplyMayBeItsCodeAlone) {
     request->setURL("smtp://h/");
     for (const char* line : {"250 text\r\n", "250\r\n", "5501 x\r\n", "550x\r\n", "x550 x\r\n"}) {
         request->header(line);
@@ -391,7 +391,7 @@ TEST_F(NetRequestData, AReplyMayBeItsCodeAlone) {
     EXPECT_EQ(request->getResponseText(250), "250-\n250") << "without the spaces around it";
 }
 
-TEST_F(NetRequestData, LinesWithoutACodeAreNotPartOfAReply) {
+TEST_F(NetRequestDataTest, LinesWithoutACodeAreNotPartOfAReply) {
     request->setURL("ftp://h/");
     for (const char* line : {"250-Listing x\r\n", " type=file; x\r\n", "250 End\r\n"}) {
         request->header(line);
@@ -410,7 +410,7 @@ std::vector<std::string> repliesOf(const CNetRequest& request) {
     return replies;
 }
 
-TEST_F(NetRequestData, RepliesAreKeptInTheirOrder) {
+TEST_F(NetRequestDataTest, RepliesAreKeptInTheirOrder) {
     request->setURL("ftp://h/");
     EXPECT_THAT(request->getReplies(), IsEmpty());
     for (const char* line :
@@ -423,7 +423,7 @@ TEST_F(NetRequestData, RepliesAreKeptInTheirOrder) {
     EXPECT_THAT(request->getReplies(), IsEmpty());
 }
 
-TEST_F(NetRequestData, NoReplyIsMissingBecauseOfItsBytes) {
+TEST_F(NetRequestDataTest, NoReplyIsMissingBecauseOfItsBytes) {
     request->setURL("smtp://h/");
     for (const char* line : {"220 gr\xFC\xDF gott\r\n", "550-\xE9t\xE9\r\n", "550-\xC3\xA9t\xC3\xA9\r\n",
                              "550 \x80\xFF\r\n", "221 \xC3\r\n"}) {
@@ -435,7 +435,7 @@ TEST_F(NetRequestData, NoReplyIsMissingBecauseOfItsBytes) {
     EXPECT_EQ(request->getReplies()[0].getBytes(), "220 gr\xFC\xDF gott\r\n");
 }
 
-TEST_F(NetRequestData, TheCodeIsTakenOffEachLineThatHasIt) {
+TEST_F(NetRequestDataTest, TheCodeIsTakenOffEachLineThatHasIt) {
     request->setURL("smtp://h/");
     for (const char* line :
          {"550-one\r\n", "550-\r\n", "551-other\r\n", "550three\r\n", "55\r\n", "550 four\n"}) {
@@ -444,7 +444,7 @@ TEST_F(NetRequestData, TheCodeIsTakenOffEachLineThatHasIt) {
     EXPECT_THAT(repliesOf(*request), ElementsAre("550:one\n\n551-other\n550three\n55\nfour"));
 }
 
-TEST_F(NetRequestData, AReplyThatEndsWithAnotherCodeHidesNoOther) {
+TEST_F(NetRequestDataTest, AReplyThatEndsWithAnotherCodeHidesNoOther) {
     request->setURL("ftp://h/");
     for (const char* line : {"250-one\r\n", "226 two\r\n", "550 three\r\n", "250-four\r\n"}) {
         request->header(line);
@@ -453,7 +453,7 @@ TEST_F(NetRequestData, AReplyThatEndsWithAnotherCodeHidesNoOther) {
         << "the last one has not ended";
 }
 
-TEST_F(NetRequestData, WhatIsNoReplyIsLeftOut) {
+TEST_F(NetRequestDataTest, WhatIsNoReplyIsLeftOut) {
     request->setURL("ftp://h/");
     for (const char* line : {"HTTP/1.1 200 OK\r\n", "\r\n", "22 x\r\n", "5501 x\r\n", "", "220 h\r\n"}) {
         request->header(line);
@@ -465,7 +465,7 @@ TEST_F(NetRequestData, WhatIsNoReplyIsLeftOut) {
     EXPECT_THAT(request->getReplies(), IsEmpty());
 }
 
-TEST_F(NetRequestData, TheServerRecordLearnsFromAFinishedHeaderBlock) {
+TEST_F(NetRequestDataTest, TheServerRecordLearnsFromAFinishedHeaderBlock) {
     const P<CServerInfo> info = new CServerInfo;
     request->setServerInfoToUpdate(info);
     request->header("HTTP/1.1 200 OK\r\n");
@@ -475,7 +475,7 @@ TEST_F(NetRequestData, TheServerRecordLearnsFromAFinishedHeaderBlock) {
     EXPECT_EQ(info->getServerHeader(), "peer/1");
 }
 
-TEST_F(NetRequestData, AResponseIsCompleteOnceItsHeaderBlockHasEnded) {
+TEST_F(NetRequestDataTest, AResponseIsCompleteOnceItsHeaderBlockHasEnded) {
     EXPECT_FALSE(request->isResponseComplete());
     request->header("HTTP/1.1 200 OK\r\n");
     EXPECT_FALSE(request->isResponseComplete());
@@ -492,7 +492,7 @@ TEST_F(NetRequestData, AResponseIsCompleteOnceItsHeaderBlockHasEnded) {
     EXPECT_TRUE(request->isResponseComplete());
 }
 
-TEST_F(NetRequestData, AStatusLineThatIsNotUTF8BeginsAnotherResponse) {
+TEST_F(NetRequestDataTest, AStatusLineThatIsNotUTF8BeginsAnotherResponse) {
     for (const char* first :
          {"HTTP/1.1 100 Continue\r\n", "HTTP/1.1 302 Found\r\n", "HTTP/1.1 200 D\xe9j\xe0\r\n"}) {
         request->resetForPerform();
@@ -518,7 +518,7 @@ TEST_F(NetRequestData, AStatusLineThatIsNotUTF8BeginsAnotherResponse) {
                     .Times(3));
 }
 
-TEST_F(NetRequestData, ADroppedHeaderLineMakesItsResponseIncomplete) {
+TEST_F(NetRequestDataTest, ADroppedHeaderLineMakesItsResponseIncomplete) {
     request->header("HTTP/1.1 200 OK\r\n");
     request->header("X-Bad: \xff\r\n");
     EXPECT_TRUE(request->hasDroppedHeaderLine());
@@ -547,7 +547,7 @@ TEST_F(NetRequestData, ADroppedHeaderLineMakesItsResponseIncomplete) {
 
 // ---- sources and sinks -----------------------------------------------------------------------------------
 
-TEST_F(NetRequestData, AStreamSourceForwardsToItsStream) {
+TEST_F(NetRequestDataTest, AStreamSourceForwardsToItsStream) {
     const P<zet::CMemoryInStream> stream = new zet::CMemoryInStream("abcdef", 6);
     const P<CNetRequest::CStreamDataSource> adapter = new CNetRequest::CStreamDataSource(stream);
     EXPECT_EQ(adapter->getSize(), 6);
@@ -558,7 +558,7 @@ TEST_F(NetRequestData, AStreamSourceForwardsToItsStream) {
     EXPECT_EQ(stream->getPosition(), 1);
 }
 
-TEST_F(NetRequestData, AStreamSinkForwardsToItsStream) {
+TEST_F(NetRequestDataTest, AStreamSinkForwardsToItsStream) {
     const P<zet::CBufferStream> stream = new zet::CBufferStream;
     request->setReceiveDataStream(stream);
     EXPECT_FALSE(request->usesDefaultReceiveBuffer());
@@ -569,7 +569,7 @@ TEST_F(NetRequestData, AStreamSinkForwardsToItsStream) {
     EXPECT_EQ(std::memcmp(stream->getBuffer()->getData(), "abcd", 4), 0);
 }
 
-TEST_F(NetRequestData, ANullStreamMeansNoSinkAndNoSource) {
+TEST_F(NetRequestDataTest, ANullStreamMeansNoSinkAndNoSource) {
     request->setReceiveDataStream(nullptr);
     EXPECT_EQ(request->write("abc"), 3u);
     EXPECT_THAT(log.lines(), IsEmpty());
@@ -578,7 +578,7 @@ TEST_F(NetRequestData, ANullStreamMeansNoSinkAndNoSource) {
     EXPECT_EQ(request->seekHandler(0, SEEK_SET), CURL_SEEKFUNC_FAIL);
 }
 
-TEST_F(NetRequestData, TheDefaultSinkFillsTheDefaultBuffer) {
+TEST_F(NetRequestDataTest, TheDefaultSinkFillsTheDefaultBuffer) {
     EXPECT_FALSE(request->usesDefaultReceiveBuffer());
     request->setDefaultReceiveDataStream();
     EXPECT_TRUE(request->usesDefaultReceiveBuffer());
@@ -592,7 +592,7 @@ TEST_F(NetRequestData, TheDefaultSinkFillsTheDefaultBuffer) {
     EXPECT_EQ(bodyOf(*request), "x");
 }
 
-TEST_F(NetRequestData, ABufferIsSentFromItsStart) {
+TEST_F(NetRequestDataTest, ABufferIsSentFromItsStart) {
     const P<TBuffer<unsigned char>> buffer = new TBuffer<unsigned char>;
     buffer->append(reinterpret_cast<const unsigned char*>("abc"), 3);
     request->setSendDataBuffer(buffer);
@@ -603,7 +603,7 @@ TEST_F(NetRequestData, ABufferIsSentFromItsStart) {
     EXPECT_EQ(read(1, 8), 2u);
 }
 
-TEST_F(NetRequestData, ANullBufferIsRefused) {
+TEST_F(NetRequestDataTest, ANullBufferIsRefused) {
     const auto error = thrownBy<vexil::CInvalidArgError>([&] { request->setSendDataBuffer(nullptr); });
     ASSERT_TRUE(error);
     EXPECT_EQ(error->getPlace(), "CNetRequest::setSendDataBuffer");
@@ -611,14 +611,14 @@ TEST_F(NetRequestData, ANullBufferIsRefused) {
     EXPECT_EQ(read(1, 4), 4u) << "the former source is still there";
 }
 
-TEST_F(NetRequestData, ATextIsSentAsUTF8WithoutTerminator) {
+TEST_F(NetRequestDataTest, ATextIsSentAsUTF8WithoutTerminator) {
     request->setSendDataAsUTF8("gr\xc3\xbc\xc3\x9f");
     EXPECT_EQ(read(1, 64), 6u);
     EXPECT_EQ(std::string(memory, 6), "gr\xc3\xbc\xc3\x9f");
     EXPECT_EQ(read(1, 64), 0u);
 }
 
-TEST_F(NetRequestData, ANewTransferRewindsASourceThatHasMoved) {
+TEST_F(NetRequestDataTest, ANewTransferRewindsASourceThatHasMoved) {
     request->resetForPerform();
     EXPECT_THAT(source->calls, IsEmpty());
     read(1, 4);
@@ -627,7 +627,7 @@ TEST_F(NetRequestData, ANewTransferRewindsASourceThatHasMoved) {
     EXPECT_EQ(source->position, 0);
 }
 
-TEST_F(NetRequestData, ARestartableSinkIsRestartedByEveryNewTransfer) {
+TEST_F(NetRequestDataTest, ARestartableSinkIsRestartedByEveryNewTransfer) {
     struct Restartable : virtual vexil::CBase, CNetRequest::IRestartableDataSink {
         void write(const void*, int, int, const HeaderMap&) override {}
         void restart() override { ++count; }
@@ -644,7 +644,7 @@ TEST_F(NetRequestData, ARestartableSinkIsRestartedByEveryNewTransfer) {
     EXPECT_EQ(restartable->count, 2);
 }
 
-TEST(NetRequestRestart, IsNotForASinkThatWasGivenUp) {
+TEST(NetRequestRestartTest, IsNotForASinkThatWasGivenUp) {
     struct Restartable : virtual vexil::CBase, CNetRequest::IRestartableDataSink {
         void write(const void*, int, int, const HeaderMap&) override {}
         void restart() override { ++restarts; }
@@ -710,7 +710,7 @@ private:
     std::vector<std::string>& m_seen;
 };
 
-class NetRequestLeaving : public NetRequestData {
+class NetRequestLeavingTest : public NetRequestDataTest {
 protected:
     Leaving* make(const char* leavesIn, std::function<void()> onLeave) {
         auto* const object = new Leaving(alive, seen);
@@ -723,7 +723,7 @@ protected:
     std::vector<std::string> seen;
 };
 
-TEST_F(NetRequestLeaving, ASinkMayReplaceItself) {
+TEST_F(NetRequestLeavingTest, ASinkMayReplaceItself) {
     request->setReceiveDataSink(make("write", [this] { request->setReceiveDataSink(sink); }));
     EXPECT_EQ(request->write("a"), 1u);
     EXPECT_EQ(request->write("b"), 1u);
@@ -734,7 +734,7 @@ TEST_F(NetRequestLeaving, ASinkMayReplaceItself) {
     EXPECT_EQ(alive, 0) << "it goes after its call";
 }
 
-TEST_F(NetRequestLeaving, ASourceMayReplaceItself) {
+TEST_F(NetRequestLeavingTest, ASourceMayReplaceItself) {
     const auto replace = [this] { request->setSendDataSource(source); };
     request->setSendDataSource(make("read", replace));
     EXPECT_EQ(read(1, 4), 0u);

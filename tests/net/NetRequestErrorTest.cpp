@@ -24,14 +24,14 @@ struct HTMLStep {
     const char* text;
 };
 
-class ServerMessageOfHTML : public testing::TestWithParam<HTMLStep> {};
+class ServerMessageOfHTMLTest : public testing::TestWithParam<HTMLStep> {};
 
-TEST_P(ServerMessageOfHTML, IsPlainText) {
+TEST_P(ServerMessageOfHTMLTest, IsPlainText) {
     EXPECT_EQ(messageOfHTML(GetParam().body), GetParam().text);
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Steps, ServerMessageOfHTML,
+    Steps, ServerMessageOfHTMLTest,
     testing::Values(HTMLStep{"ATagBecomesABlank", "a<b>c", "a c"},
                     HTMLStep{"EachTagBecomesABlank", "a<b>c</b>d<br/>e", "a c d e"},
                     HTMLStep{"ATagMaySpanLines", "a<b\nc\n>d", "a d"},
@@ -59,7 +59,7 @@ INSTANTIATE_TEST_SUITE_P(
                              "404 Not Found\n404 Not Found\nnginx"}),
     [](const auto& step) { return std::string(step.param.name); });
 
-TEST(ServerMessage, HTMLIsToldByItsContentType) {
+TEST(ServerMessageTest, HTMLIsToldByItsContentType) {
     EXPECT_EQ(messageOfBody("a<b>c", {{"content-type", "text/html; charset=utf-8"}}), "a c");
     EXPECT_EQ(messageOfBody("a<b>c", {{"content-type", "text/plain"}}), "a<b>c");
     EXPECT_EQ(messageOfBody("a<b>c", {{"content-type", "Text/HTML"}}), "a<b>c");
@@ -67,19 +67,19 @@ TEST(ServerMessage, HTMLIsToldByItsContentType) {
     EXPECT_EQ(messageOfBody("a<b>c", {{"Content-Type", "text/html"}}), "a<b>c");
 }
 
-TEST(ServerMessage, HTMLIsToldByItsRootTagInLowerCase) {
+TEST(ServerMessageTest, HTMLIsToldByItsRootTagInLowerCase) {
     EXPECT_EQ(messageOfBody("x <html lang='en'>c"), "x c");
     EXPECT_EQ(messageOfBody("<html>c", {{"content-type", "text/plain"}}), "c");
     EXPECT_EQ(messageOfBody("<HTML>c"), "<HTML>c");
 }
 
-TEST(ServerMessage, OtherBodiesStayUntouched) {
+TEST(ServerMessageTest, OtherBodiesStayUntouched) {
     const std::string json = " {\r\n\t\"error\":  \"<b>\" }\n\n ";
     EXPECT_EQ(messageOfBody(json, {{"content-type", "application/json"}}), json);
     EXPECT_EQ(messageOfBody(json), json);
 }
 
-TEST(ServerMessage, TheFirst4096BytesCount) {
+TEST(ServerMessageTest, TheFirst4096BytesCount) {
     const std::string body(10000, 'x');
     EXPECT_EQ(messageOfBody(body), std::string(4096, 'x'));
     EXPECT_EQ(messageOfBody(body.substr(0, 4096)), std::string(4096, 'x'));
@@ -87,29 +87,29 @@ TEST(ServerMessage, TheFirst4096BytesCount) {
     EXPECT_EQ(messageOfBody(std::string(4096, 'x') + "<html>"), std::string(4096, 'x'));
 }
 
-TEST(ServerMessage, ATagThatIsCutTakesTheRest) {
+TEST(ServerMessageTest, ATagThatIsCutTakesTheRest) {
     EXPECT_EQ(messageOfHTML("a" + std::string("<b") + std::string(5000, ' ') + ">c"), "a");
 }
 
-TEST(ServerMessage, BytesThatAreNotUTF8GiveNothing) {
+TEST(ServerMessageTest, BytesThatAreNotUTF8GiveNothing) {
     EXPECT_EQ(messageOfBody("abc\xff"), "");
     EXPECT_EQ(messageOfBody("gr\xfc\xdf", {{"content-type", "text/html; charset=iso-8859-1"}}), "");
     EXPECT_EQ(messageOfBody("gr\xc3\xbc\xc3\x9f"), "gr\xc3\xbc\xc3\x9f");
 }
 
-TEST(ServerMessage, ACutWithinACharacterGivesNothing) {
+TEST(ServerMessageTest, ACutWithinACharacterGivesNothing) {
     EXPECT_EQ(messageOfBody(std::string(4095, 'x') + "\xc3\xbc"), "");
     EXPECT_EQ(messageOfBody(std::string(4094, 'x') + "\xc3\xbc" + "y"), std::string(4094, 'x') + "\xc3\xbc");
 }
 
-TEST(ServerMessage, NoDataGivesNothing) {
+TEST(ServerMessageTest, NoDataGivesNothing) {
     EXPECT_EQ(CNetRequest::getServerErrorMessageFromResponseData(nullptr, 0, {}), "");
     EXPECT_EQ(CNetRequest::getServerErrorMessageFromResponseData(nullptr, -1, {}), "");
 }
 
 // ---- throwError ------------------------------------------------------------------------------------------
 
-class NetRequestError : public testing::Test {
+class NetRequestErrorTest : public testing::Test {
 protected:
     CCURLError thrown(CURLcode code, const String& domain, int responseCode, const String& detail) {
         const auto error =
@@ -123,7 +123,7 @@ protected:
     P<OpenRequest> request = new OpenRequest;
 };
 
-TEST_F(NetRequestError, CarriesEverythingOfAnHTTPAnswer) {
+TEST_F(NetRequestErrorTest, CarriesEverythingOfAnHTTPAnswer) {
     request->setURL("http://h/a");
     request->setHTTPMethod("HEAD");
     request->header("HTTP/1.1 404 Not Found\r\n");
@@ -145,14 +145,14 @@ TEST_F(NetRequestError, CarriesEverythingOfAnHTTPAnswer) {
     EXPECT_EQ(error.getHTTPMethod(), "HEAD");
 }
 
-TEST_F(NetRequestError, ADefaultMethodIsNoProperty) {
+TEST_F(NetRequestErrorTest, ADefaultMethodIsNoProperty) {
     request->setURL("http://h/a");
     EXPECT_FALSE(thrown(CURLE_COULDNT_CONNECT, "http", 0, "").getProps().has("httpMethod"));
     request->setUpload(true);
     EXPECT_FALSE(thrown(CURLE_COULDNT_CONNECT, "http", 0, "").getProps().has("httpMethod"));
 }
 
-TEST_F(NetRequestError, OtherDomainsHaveNeitherStatusLineNorMethodNorBody) {
+TEST_F(NetRequestErrorTest, OtherDomainsHaveNeitherStatusLineNorMethodNorBody) {
     request->setURL("http://h/a");
     request->setHTTPMethod("GET");
     request->header("HTTP/1.1 404 Not Found\r\n");
@@ -166,7 +166,7 @@ TEST_F(NetRequestError, OtherDomainsHaveNeitherStatusLineNorMethodNorBody) {
     }
 }
 
-TEST_F(NetRequestError, ABodyThatWentToAnotherSinkIsNoServerMessage) {
+TEST_F(NetRequestErrorTest, ABodyThatWentToAnotherSinkIsNoServerMessage) {
     request->setURL("http://h/a");
     request->setReceiveDataSink(new TestSink);
     request->header("HTTP/1.1 404 Not Found\r\n");
@@ -174,7 +174,7 @@ TEST_F(NetRequestError, ABodyThatWentToAnotherSinkIsNoServerMessage) {
     EXPECT_EQ(thrown(CURLE_HTTP_RETURNED_ERROR, "http", 404, "").getServerMessage(), "");
 }
 
-TEST_F(NetRequestError, TheServerMessageOfMailIsTheLastReplyAsItCame) {
+TEST_F(NetRequestErrorTest, TheServerMessageOfMailIsTheLastReplyAsItCame) {
     request->setURL("smtp://h/");
     request->header("220 h\r\n");
     request->header("550 No such user\r\n");
@@ -184,7 +184,7 @@ TEST_F(NetRequestError, TheServerMessageOfMailIsTheLastReplyAsItCame) {
     EXPECT_EQ(thrown(CURLE_SEND_ERROR, "ftp", 550, "x").getServerMessage(), "");
 }
 
-TEST_F(NetRequestError, MailWithoutAReplyHasNoServerMessage) {
+TEST_F(NetRequestErrorTest, MailWithoutAReplyHasNoServerMessage) {
     request->setURL("smtp://h/");
     EXPECT_EQ(thrown(CURLE_SEND_ERROR, "smtp", 550, "x").getServerMessage(), "");
 }
@@ -205,7 +205,7 @@ void performWithLibcurl(CNetRequest& request) {
     EXPECT_NE(curl_easy_perform(request.getHandle()), CURLE_OK);
 }
 
-TEST_F(NetRequestError, WithoutADetailLibcurlsTextIsTaken) {
+TEST_F(NetRequestErrorTest, WithoutADetailLibcurlsTextIsTaken) {
     request->setURL("none://h/");
     performWithLibcurl(*request);
     const std::string detail = libcurlsDetail("none://h/");
@@ -216,7 +216,7 @@ TEST_F(NetRequestError, WithoutADetailLibcurlsTextIsTaken) {
     EXPECT_EQ(thrown(CURLE_UNSUPPORTED_PROTOCOL, "", 0, "mine").getMessage(), "Unsupported protocol: mine");
 }
 
-TEST_F(NetRequestError, AnErrorBufferThatIsNotUTF8IsLoggedAndEmpty) {
+TEST_F(NetRequestErrorTest, AnErrorBufferThatIsNotUTF8IsLoggedAndEmpty) {
     // libcurl quotes an invalid proxy byte for byte.
     request->setURL("http://h/");
     ASSERT_EQ(curl_easy_setopt(request->getHandle(), CURLOPT_PROXY, "x\xff://"), CURLE_OK);
@@ -229,7 +229,7 @@ TEST_F(NetRequestError, AnErrorBufferThatIsNotUTF8IsLoggedAndEmpty) {
                             "valid UTF8 data."));
 }
 
-TEST_F(NetRequestError, AnOptionThatLibcurlRefusesIsAnErrorWithoutAResponse) {
+TEST_F(NetRequestErrorTest, AnOptionThatLibcurlRefusesIsAnErrorWithoutAResponse) {
     request->setURL("http://h/a");
     request->header("HTTP/1.1 404 Not Found\r\n");
     fillDefaultBuffer("body");
@@ -253,7 +253,7 @@ TEST_F(NetRequestError, AnOptionThatLibcurlRefusesIsAnErrorWithoutAResponse) {
           CURLE_BAD_FUNCTION_ARGUMENT);
 }
 
-TEST_F(NetRequestError, AnOptionSetterForgetsAnOlderText) {
+TEST_F(NetRequestErrorTest, AnOptionSetterForgetsAnOlderText) {
     request->setURL("none://h/");
     performWithLibcurl(*request);
     EXPECT_NE(request->getErrorMessage(), "");
@@ -261,7 +261,7 @@ TEST_F(NetRequestError, AnOptionSetterForgetsAnOlderText) {
     EXPECT_EQ(request->getErrorMessage(), "");
 }
 
-TEST_F(NetRequestError, AFigureThatLibcurlDoesNotKnowIsAnErrorThatKeepsTheOlderText) {
+TEST_F(NetRequestErrorTest, AFigureThatLibcurlDoesNotKnowIsAnErrorThatKeepsTheOlderText) {
     request->setURL("none://h/");
     performWithLibcurl(*request);
     const String text = request->getErrorMessage();
@@ -277,7 +277,7 @@ TEST_F(NetRequestError, AFigureThatLibcurlDoesNotKnowIsAnErrorThatKeepsTheOlderT
     EXPECT_EQ(error->getMessage(), String(curl_easy_strerror(CURLE_UNKNOWN_OPTION)) + ": " + text);
 }
 
-TEST_F(NetRequestError, AFigureOfAnotherTypeIsRefused) {
+TEST_F(NetRequestErrorTest, AFigureOfAnotherTypeIsRefused) {
     const auto code = [](auto call) {
         const auto error = thrownBy<CCURLError>(call);
         return error ? error->getCode() : -1;
@@ -291,7 +291,7 @@ TEST_F(NetRequestError, AFigureOfAnotherTypeIsRefused) {
     EXPECT_EQ(request->getInfoInt64(CURLINFO_SIZE_DOWNLOAD_T), 0);
 }
 
-TEST_F(NetRequestError, AnOptionOfAnotherTypeIsRefusedByItsName) {
+TEST_F(NetRequestErrorTest, AnOptionOfAnotherTypeIsRefusedByItsName) {
     const auto check = [&](auto call, const char* detail) {
         const auto error = thrownBy<CCURLError>(call);
         ASSERT_TRUE(error);
@@ -320,7 +320,7 @@ TEST_F(NetRequestError, AnOptionOfAnotherTypeIsRefusedByItsName) {
     request->setOptionPtr(CURLOPT_USERAGENT, nullptr);
 }
 
-TEST_F(NetRequestError, ATextWithANULIsRefusedWhereLibcurlWouldCutIt) {
+TEST_F(NetRequestErrorTest, ATextWithANULIsRefusedWhereLibcurlWouldCutIt) {
     const auto error = thrownBy<vexil::CInvalidArgError>(
         [&] { request->setUserPassword(String(std::wstring(L"ab\0cd", 5))); });
     ASSERT_TRUE(error);
@@ -328,7 +328,7 @@ TEST_F(NetRequestError, ATextWithANULIsRefusedWhereLibcurlWouldCutIt) {
     EXPECT_EQ(error->getMessage(), "value contains a NUL character");
 }
 
-TEST_F(NetRequestError, ATextWithANULIsRefusedByTheNameOfTheSetter) {
+TEST_F(NetRequestErrorTest, ATextWithANULIsRefusedByTheNameOfTheSetter) {
     const String text(std::wstring(L"ab\0cd", 5));
     const std::pair<const char*, std::function<void()>> setters[] = {
         {"setURL", [&] { request->setURL(text); }},
@@ -350,7 +350,7 @@ TEST_F(NetRequestError, ATextWithANULIsRefusedByTheNameOfTheSetter) {
     }
 }
 
-TEST_F(NetRequestError, AMethodOrCommandWithALineEndIsRefused) {
+TEST_F(NetRequestErrorTest, AMethodOrCommandWithALineEndIsRefused) {
     for (const char* const text : {"GET / HTTP/1.1\r\nX-Evil: 1", "A\nB", "A\rB", "\n"}) {
         const auto methodError = thrownBy<vexil::CInvalidArgError>([&] { request->setHTTPMethod(text); });
         ASSERT_TRUE(methodError);
@@ -366,7 +366,7 @@ TEST_F(NetRequestError, AMethodOrCommandWithALineEndIsRefused) {
 
 // ---- small figures ---------------------------------------------------------------------------------------
 
-TEST_F(NetRequestError, TheDomainFollowsFromTheScheme) {
+TEST_F(NetRequestErrorTest, TheDomainFollowsFromTheScheme) {
     const std::vector<std::pair<const char*, const char*>> domains = {
         {"http://h", "http"},  {"https://h", "http"},
         {"HTTPS://h", "http"}, {"Http:x", "http"},
@@ -383,14 +383,14 @@ TEST_F(NetRequestError, TheDomainFollowsFromTheScheme) {
     }
 }
 
-TEST_F(NetRequestError, URLEscapingKeepsUnreservedCharactersOnly) {
+TEST_F(NetRequestErrorTest, URLEscapingKeepsUnreservedCharactersOnly) {
     EXPECT_EQ(request->urlEscape("AZaz09-._~"), "AZaz09-._~");
     EXPECT_EQ(request->urlEscape(" /+%&=?#*\xc3\xbc"), "%20%2F%2B%25%26%3D%3F%23%2A%C3%BC");
     EXPECT_EQ(request->urlEscape(""), "");
     EXPECT_EQ(request->urlEscape(String(std::wstring(L"a\0b", 3))), "a%00b");
 }
 
-TEST(NetRequestNUL, IsRefusedBeforeAnythingIsChanged) {
+TEST(NetRequestNULTest, IsRefusedBeforeAnythingIsChanged) {
     CNetRequest request;
     request.setURL("ftp://a/");
     request.setHTTPMethod("PUT");

@@ -12,13 +12,13 @@ using testing::IsEmpty;
 
 constexpr int64 large = 5368709120;  // 5 GiB
 
-class NetRequestLarge : public testing::Test {
+class NetRequestLargeTest : public testing::Test {
 protected:
-    NetRequestLarge() {
+    NetRequestLargeTest() {
         request->setProxy("");
         request->setURL(peer.url("/a").c_str());
     }
-    ~NetRequestLarge() override {
+    ~NetRequestLargeTest() override {
         // Ends the connection: a script may wait for that.
         request = nullptr;
         EXPECT_TRUE(peer.waitUntilIdle());
@@ -60,7 +60,7 @@ protected:
     P<OpenRequest> request = new OpenRequest;
 };
 
-TEST_F(NetRequestLarge, ABodyIsAnnouncedWithItsWholeSize) {
+TEST_F(NetRequestLargeTest, ABodyIsAnnouncedWithItsWholeSize) {
     for (const char* method : {"PUT", "POST"}) {
         refuseBody();
         announceBody(method);
@@ -70,7 +70,7 @@ TEST_F(NetRequestLarge, ABodyIsAnnouncedWithItsWholeSize) {
     }
 }
 
-TEST_F(NetRequestLarge, AnOffsetIsAskedForAsAWhole) {
+TEST_F(NetRequestLargeTest, AnOffsetIsAskedForAsAWhole) {
     request->setOptionInt64(CURLOPT_RESUME_FROM_LARGE, large);
     peer.onConnection().expectRequest().reply(
         "HTTP/1.1 206 Partial Content\r\nContent-Range: bytes 5368709120-5368709121/5368709122\r\n"
@@ -80,14 +80,14 @@ TEST_F(NetRequestLarge, AnOffsetIsAskedForAsAWhole) {
     EXPECT_EQ(bodyOf(*request), "ok");
 }
 
-TEST_F(NetRequestLarge, ASizeIsToldAsAWhole) {
+TEST_F(NetRequestLargeTest, ASizeIsToldAsAWhole) {
     request->setHTTPMethod("HEAD");
     peer.onConnection().expectRequest().reply("HTTP/1.1 200 OK\r\nContent-Length: 5368709120\r\n\r\n");
     request->perform();
     EXPECT_EQ(request->getDownloadSize(), 5368709120.0);
 }
 
-TEST_F(NetRequestLarge, ProgressHasTheWholeTotal) {
+TEST_F(NetRequestLargeTest, ProgressHasTheWholeTotal) {
     // The peer continues only when the bytes that it has sent are reported.
     const P<TestProgress> progress = new TestProgress([this](const ProgressNumbers& seen) {
         if (seen == ProgressNumbers{2, large, 0, 0}) {
@@ -103,7 +103,7 @@ TEST_F(NetRequestLarge, ProgressHasTheWholeTotal) {
     EXPECT_EQ(performCode(), CURLE_PARTIAL_FILE);
 }
 
-TEST_F(NetRequestLarge, ANumberKeepsItsSignAndItsValue) {
+TEST_F(NetRequestLargeTest, ANumberKeepsItsSignAndItsValue) {
     EXPECT_EQ(codeOf(CURLOPT_LOW_SPEED_LIMIT, -1), CURLE_BAD_FUNCTION_ARGUMENT);
     EXPECT_EQ(codeOf(CURLOPT_LOW_SPEED_LIMIT, std::numeric_limits<int>::max()), CURLE_OK);
     // -1 means a text that ends with NUL. Smaller numbers are refused.
@@ -116,7 +116,7 @@ TEST_F(NetRequestLarge, ANumberKeepsItsSignAndItsValue) {
     EXPECT_EQ(peer.requests().back().body, "text");
 }
 
-TEST_F(NetRequestLarge, FiguresAreThoseOfTheirType) {
+TEST_F(NetRequestLargeTest, FiguresAreThoseOfTheirType) {
     peer.onConnection().expectRequest().reply("HTTP/1.1 204 No Content\r\n\r\n");
     request->perform();
     EXPECT_EQ(request->getInfoLong(CURLINFO_RESPONSE_CODE), 204);

@@ -31,7 +31,7 @@ private:
     int& m_alive;
 };
 
-class NetRequestLifetime : public testing::Test {
+class NetRequestLifetimeTest : public testing::Test {
 protected:
     template <class Object, class... Arguments>
     Object* make(Arguments&&... arguments) {
@@ -58,7 +58,7 @@ protected:
     P<OpenRequest> request = new OpenRequest;
 };
 
-TEST_F(NetRequestLifetime, EverythingGivenIsKeptUntilTheRequestEnds) {
+TEST_F(NetRequestLifetimeTest, EverythingGivenIsKeptUntilTheRequestEnds) {
     fill();
     request->setUserData(new Counted(userDataAlive));
     EXPECT_EQ(alive, filled);
@@ -68,7 +68,7 @@ TEST_F(NetRequestLifetime, EverythingGivenIsKeptUntilTheRequestEnds) {
     EXPECT_EQ(userDataAlive, 0);
 }
 
-TEST_F(NetRequestLifetime, ResetReleasesEverythingButTheUserData) {
+TEST_F(NetRequestLifetimeTest, ResetReleasesEverythingButTheUserData) {
     fill();
     const P<Counted> data = new Counted(userDataAlive);
     request->setUserData(data);
@@ -79,7 +79,7 @@ TEST_F(NetRequestLifetime, ResetReleasesEverythingButTheUserData) {
     EXPECT_EQ(request->getUserData().get(), nullptr);
 }
 
-TEST_F(NetRequestLifetime, ANewValueReleasesTheOldOne) {
+TEST_F(NetRequestLifetimeTest, ANewValueReleasesTheOldOne) {
     fill();
     fill();
     EXPECT_EQ(alive, filled + 2) << "only dependencies add up";
@@ -93,7 +93,7 @@ TEST_F(NetRequestLifetime, ANewValueReleasesTheOldOne) {
     EXPECT_EQ(alive, 4);
 }
 
-TEST_F(NetRequestLifetime, TheSameValueAgainIsHarmless) {
+TEST_F(NetRequestLifetimeTest, TheSameValueAgainIsHarmless) {
     const P<CNetHeaders> headers = new CNetHeaders;
     request->setCustomHTTPHeaders(headers);
     request->setCustomHTTPHeaders(request->getCustomHTTPHeaders());
@@ -103,7 +103,7 @@ TEST_F(NetRequestLifetime, TheSameValueAgainIsHarmless) {
     EXPECT_EQ(alive, 0);
 }
 
-TEST_F(NetRequestLifetime, AStreamIsKeptWhileItIsTheSource) {
+TEST_F(NetRequestLifetimeTest, AStreamIsKeptWhileItIsTheSource) {
     request->setSendDataStream(make<zet::CMemoryInStream>("abc", 3));
     EXPECT_EQ(alive, 1);
     request->setSendDataSource(nullptr);
@@ -116,7 +116,7 @@ TEST_F(NetRequestLifetime, AStreamIsKeptWhileItIsTheSource) {
     EXPECT_EQ(alive, 0);
 }
 
-TEST_F(NetRequestLifetime, ABufferIsKeptWhileItIsSent) {
+TEST_F(NetRequestLifetimeTest, ABufferIsKeptWhileItIsSent) {
     const auto* buffer = make<TBuffer<unsigned char>>(3);
     request->setSendDataBuffer(buffer);
     EXPECT_EQ(alive, 1);
@@ -124,27 +124,27 @@ TEST_F(NetRequestLifetime, ABufferIsKeptWhileItIsSent) {
     EXPECT_EQ(alive, 0);
 }
 
-TEST_F(NetRequestLifetime, AReceivingStreamIsKeptWhileItIsTheSink) {
+TEST_F(NetRequestLifetimeTest, AReceivingStreamIsKeptWhileItIsTheSink) {
     request->setReceiveDataStream(make<zet::CBufferStream>());
     EXPECT_EQ(alive, 1);
     request->setDefaultReceiveDataStream();
     EXPECT_EQ(alive, 0);
 }
 
-TEST_F(NetRequestLifetime, ThePreviousHeadersLiveUntilLibcurlHasTheNewOnes) {
+TEST_F(NetRequestLifetimeTest, ThePreviousHeadersLiveUntilLibcurlHasTheNewOnes) {
     request->setCustomHTTPHeaders(make<CNetHeaders>());
     request->setCustomHTTPHeaders(make<CNetHeaders>());
     EXPECT_EQ(alive, 1);
 }
 
-TEST_F(NetRequestLifetime, ARequestOnTheStackIsNeverDeletedThroughAPointer) {
+TEST_F(NetRequestLifetimeTest, ARequestOnTheStackIsNeverDeletedThroughAPointer) {
     CNetRequest onStack;
     { const P<CNetRequest> temporary = &onStack; }
     onStack.setURL("http://h/");
     EXPECT_EQ(onStack.getURL(), "http://h/");
 }
 
-TEST_F(NetRequestLifetime, ResetGivesTheStateOfANewRequest) {
+TEST_F(NetRequestLifetimeTest, ResetGivesTheStateOfANewRequest) {
     fill();
     request->header("HTTP/1.1 200 OK\r\n");
     request->header("A: b\r\n");
@@ -170,7 +170,7 @@ TEST_F(NetRequestLifetime, ResetGivesTheStateOfANewRequest) {
     request->checkAsyncResult();
 }
 
-TEST_F(NetRequestLifetime, ANewRequestHasNothingReceived) {
+TEST_F(NetRequestLifetimeTest, ANewRequestHasNothingReceived) {
     EXPECT_EQ(request->getURL(), "");
     EXPECT_EQ(request->getHTTPMethod(), "GET");
     EXPECT_EQ(request->getHTTPStatusLine(), "");
@@ -187,7 +187,7 @@ TEST_F(NetRequestLifetime, ANewRequestHasNothingReceived) {
     EXPECT_NE(request->getHandle(), nullptr);
 }
 
-TEST_F(NetRequestLifetime, ResetMayBeRepeated) {
+TEST_F(NetRequestLifetimeTest, ResetMayBeRepeated) {
     fill();
     request->reset();
     request->reset();
@@ -205,7 +205,7 @@ std::string shownOfSentData(CNetRequest& request) {
     return log->getChildren().back()->getText().toUTF8();
 }
 
-TEST_F(NetRequestLifetime, ResetDecidesTheAutomaticVerboseSettingByTheLastUse) {
+TEST_F(NetRequestLifetimeTest, ResetDecidesTheAutomaticVerboseSettingByTheLastUse) {
     request->setUpload(true);
     request->reset();
     EXPECT_EQ(shownOfSentData(*request), "~stripped~");
@@ -213,21 +213,21 @@ TEST_F(NetRequestLifetime, ResetDecidesTheAutomaticVerboseSettingByTheLastUse) {
     EXPECT_EQ(shownOfSentData(*request), "~stripped~") << "decided once";
 }
 
-TEST_F(NetRequestLifetime, ResetDecidesTheAutomaticVerboseSettingByTheLastMethod) {
+TEST_F(NetRequestLifetimeTest, ResetDecidesTheAutomaticVerboseSettingByTheLastMethod) {
     request->setHTTPMethod("PUT");
     request->setUpload(false);
     request->reset();
     EXPECT_EQ(shownOfSentData(*request), "~stripped~");
 }
 
-TEST_F(NetRequestLifetime, ResetWithoutAnUploadShowsSentDataFromThenOn) {
+TEST_F(NetRequestLifetimeTest, ResetWithoutAnUploadShowsSentDataFromThenOn) {
     request->reset();
     request->setHTTPMethod("PUT");
     request->resetForPerform();
     EXPECT_EQ(shownOfSentData(*request), "sent");
 }
 
-TEST_F(NetRequestLifetime, ResetKeepsThatARequestIsVerbose) {
+TEST_F(NetRequestLifetimeTest, ResetKeepsThatARequestIsVerbose) {
     request->setVerbose(true);
     request->reset();
     EXPECT_TRUE(request->isVerboseEnabled());
@@ -246,7 +246,7 @@ private:
     std::function<void()> m_call;
 };
 
-TEST_F(NetRequestLifetime, ADependencyThatGoesMayAddOthers) {
+TEST_F(NetRequestLifetimeTest, ADependencyThatGoesMayAddOthers) {
     for (int i = 0; i < 3; ++i) {
         request->addDependencyObject(
             new CallingDependency([this] { request->addDependencyObject(new Counted(alive)); }));
@@ -273,7 +273,7 @@ private:
     bool m_isGoing = false;
 };
 
-TEST_F(NetRequestLifetime, ASinkThatGoesIsNotRestartedByWhatItCalls) {
+TEST_F(NetRequestLifetimeTest, ASinkThatGoesIsNotRestartedByWhatItCalls) {
     const auto begin = [this] { request->resetForPerform(); };
     request->setReceiveDataSink(new CallingSink(begin));
     request->setReceiveDataSink(make<TestSink>());

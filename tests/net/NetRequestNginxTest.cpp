@@ -56,7 +56,7 @@ std::string readFile(const std::string& path) {
 
 enum class Protocol { HTTP1, HTTP1OverTLS, HTTP2 };
 
-class NetRequestNginx : public testing::TestWithParam<Protocol> {
+class NetRequestNginxTest : public testing::TestWithParam<Protocol> {
 protected:
     void SetUp() override { renew(); }
 
@@ -137,7 +137,7 @@ protected:
     P<CNetRequest> m_request = new CNetRequest;
 };
 
-INSTANTIATE_TEST_SUITE_P(Over, NetRequestNginx,
+INSTANTIATE_TEST_SUITE_P(Over, NetRequestNginxTest,
                          testing::Values(Protocol::HTTP1, Protocol::HTTP1OverTLS, Protocol::HTTP2),
                          [](const auto& param) {
                              return param.param == Protocol::HTTP1          ? "HTTP1"
@@ -147,7 +147,7 @@ INSTANTIATE_TEST_SUITE_P(Over, NetRequestNginx,
 
 // ---- methods ---------------------------------------------------------------------------------------------
 
-TEST_P(NetRequestNginx, GetsAFile) {
+TEST_P(NetRequestNginxTest, GetsAFile) {
     prepare("/static/a.txt");
     performWell();
     EXPECT_EQ(getBody(), "Hello, world!\n");
@@ -160,21 +160,21 @@ TEST_P(NetRequestNginx, GetsAFile) {
     EXPECT_EQ(m_request->getDownloadSize(), 14);
 }
 
-TEST_P(NetRequestNginx, GetsALargeFile) {
+TEST_P(NetRequestNginxTest, GetsALargeFile) {
     prepare("/static/large.bin");
     performWell();
     EXPECT_TRUE(getBody() == readFile(getSetting("VEXIL_HTTP_ROOT") + "/static/large.bin"));
     EXPECT_EQ(m_request->getDownloadedBytes(), 1048576);
 }
 
-TEST_P(NetRequestNginx, AsksForTheHeadOnly) {
+TEST_P(NetRequestNginxTest, AsksForTheHeadOnly) {
     prepare("/static/a.txt", "HEAD");
     performWell();
     EXPECT_EQ(getBody(), "");
     EXPECT_EQ(getHeader("content-length"), "14");
 }
 
-TEST_P(NetRequestNginx, PutsGetsAndDeletes) {
+TEST_P(NetRequestNginxTest, PutsGetsAndDeletes) {
     std::string body;
     for (int i = 0; i < 100000; ++i) {
         body += std::to_string(i) + " ";
@@ -195,7 +195,7 @@ TEST_P(NetRequestNginx, PutsGetsAndDeletes) {
     expectHTTPError(404);
 }
 
-TEST_P(NetRequestNginx, SendsWhatWasSet) {
+TEST_P(NetRequestNginxTest, SendsWhatWasSet) {
     prepare("/echo/a%20b?c=d", "POST");
     m_request->setSendDataAsUTF8("a body");
     const P<vexil::CNetHeaders> headers = new vexil::CNetHeaders;
@@ -209,7 +209,7 @@ TEST_P(NetRequestNginx, SendsWhatWasSet) {
     EXPECT_THAT(getBody(), HasSubstr(" x=value "));
 }
 
-TEST_P(NetRequestNginx, GetsRanges) {
+TEST_P(NetRequestNginxTest, GetsRanges) {
     struct Case {
         vexil::int64 start;
         vexil::int64 length;
@@ -235,7 +235,7 @@ TEST_P(NetRequestNginx, GetsRanges) {
 
 // ---- statuses --------------------------------------------------------------------------------------------
 
-TEST_P(NetRequestNginx, TellsErrorsWithWhatTheServerSaid) {
+TEST_P(NetRequestNginxTest, TellsErrorsWithWhatTheServerSaid) {
     for (const int status : {400, 401, 403, 404, 409, 429, 500, 502, 503}) {
         SCOPED_TRACE(status);
         prepare("/status/" + std::to_string(status));
@@ -247,7 +247,7 @@ TEST_P(NetRequestNginx, TellsErrorsWithWhatTheServerSaid) {
     EXPECT_EQ(getBody(), "");
 }
 
-TEST_P(NetRequestNginx, FollowsRedirects) {
+TEST_P(NetRequestNginxTest, FollowsRedirects) {
     for (const int status : {301, 302, 303, 307, 308}) {
         SCOPED_TRACE(status);
         prepare("/redirect/" + std::to_string(status));
@@ -262,7 +262,7 @@ TEST_P(NetRequestNginx, FollowsRedirects) {
     }
 }
 
-TEST_P(NetRequestNginx, RepeatsTheBodyOfAPutBehindARedirect) {
+TEST_P(NetRequestNginxTest, RepeatsTheBodyOfAPutBehindARedirect) {
     for (const int status : {301, 302, 307, 308}) {
         SCOPED_TRACE(status);
         const std::string path = makeStorePath("redirected-" + std::to_string(status));
@@ -278,7 +278,7 @@ TEST_P(NetRequestNginx, RepeatsTheBodyOfAPutBehindARedirect) {
     }
 }
 
-TEST_P(NetRequestNginx, LogsIn) {
+TEST_P(NetRequestNginxTest, LogsIn) {
     prepare("/auth/a.txt");
     expectHTTPError(401);
     EXPECT_EQ(getHeader("www-authenticate"), "Basic realm=\"test\"");
@@ -305,7 +305,7 @@ TEST_P(NetRequestNginx, LogsIn) {
 
 // ---- verbose log -----------------------------------------------------------------------------------------
 
-TEST_P(NetRequestNginx, ShowsNoCredentials) {
+TEST_P(NetRequestNginxTest, ShowsNoCredentials) {
     const P<vexil::CNetHeaders> headers = new vexil::CNetHeaders;
     headers->add("Cookie", "a=biscuit");
     headers->add("x-amz-security-token", "temporary");
@@ -338,14 +338,14 @@ TEST_P(NetRequestNginx, ShowsNoCredentials) {
 
 // ---- TLS -------------------------------------------------------------------------------------------------
 
-class NetRequestNginxTLS : public NetRequestNginx {};
+class NetRequestNginxTLSTest : public NetRequestNginxTest {};
 
-INSTANTIATE_TEST_SUITE_P(Over, NetRequestNginxTLS, testing::Values(Protocol::HTTP1OverTLS, Protocol::HTTP2),
-                         [](const auto& param) {
+INSTANTIATE_TEST_SUITE_P(Over, NetRequestNginxTLSTest,
+                         testing::Values(Protocol::HTTP1OverTLS, Protocol::HTTP2), [](const auto& param) {
                              return param.param == Protocol::HTTP2 ? "HTTP2" : "HTTP1OverTLS";
                          });
 
-TEST_P(NetRequestNginxTLS, RefusesACertificateOfAnotherAuthority) {
+TEST_P(NetRequestNginxTLSTest, RefusesACertificateOfAnotherAuthority) {
     prepare("/static/a.txt");
     m_request->setRootCertBundlePath(getPath("VEXIL_WRONG_CA"));
     const std::optional<CCURLError> error = perform();
@@ -359,7 +359,7 @@ TEST_P(NetRequestNginxTLS, RefusesACertificateOfAnotherAuthority) {
     performWell();
 }
 
-TEST_P(NetRequestNginxTLS, RefusesACertificateThatTheSystemDoesNotKnow) {
+TEST_P(NetRequestNginxTLSTest, RefusesACertificateThatTheSystemDoesNotKnow) {
     m_request = new CNetRequest;
     m_request->setURL(String::fromUTF8(makeURL("/static/a.txt")));
     const std::optional<CCURLError> error = perform();
@@ -367,7 +367,7 @@ TEST_P(NetRequestNginxTLS, RefusesACertificateThatTheSystemDoesNotKnow) {
     EXPECT_EQ(error->getCode(), CURLE_PEER_FAILED_VERIFICATION);
 }
 
-TEST_P(NetRequestNginxTLS, TakesAnyCertificateWithoutVerification) {
+TEST_P(NetRequestNginxTLSTest, TakesAnyCertificateWithoutVerification) {
     prepare("/static/a.txt");
     m_request->setRootCertBundlePath(getPath("VEXIL_WRONG_CA"));
     m_request->setSSLVerifyPeer(false);
@@ -375,7 +375,7 @@ TEST_P(NetRequestNginxTLS, TakesAnyCertificateWithoutVerification) {
     EXPECT_EQ(getBody(), "Hello, world!\n");
 }
 
-TEST_P(NetRequestNginxTLS, FailsWithoutItsBundle) {
+TEST_P(NetRequestNginxTLSTest, FailsWithoutItsBundle) {
     prepare("/static/a.txt");
     m_request->setRootCertBundlePath(vexil::TPathImpl<vexil::CWindowsPathTraits>(String("no such file.pem")));
     const std::optional<CCURLError> error = perform();

@@ -104,13 +104,13 @@ std::vector<std::string> withDefaults(std::vector<std::string> before) {
     return before;
 }
 
-class NetRequestOptions : public testing::Test {
+class NetRequestOptionsTest : public testing::Test {
 protected:
-    NetRequestOptions() {
+    NetRequestOptionsTest() {
         events.clear();
         isRecording = true;
     }
-    ~NetRequestOptions() override {
+    ~NetRequestOptionsTest() override {
         isRecording = initFails = escapeFails = getInfoFails = false;
         optionsUntilFailure = -1;
     }
@@ -136,14 +136,14 @@ protected:
     P<OpenRequest> request;
 };
 
-TEST_F(NetRequestOptions, ANewRequestSetsTheDefaultsInTheirOrder) {
+TEST_F(NetRequestOptionsTest, ANewRequestSetsTheDefaultsInTheirOrder) {
     request = new OpenRequest;
     EXPECT_THAT(recorded(), ElementsAreArray(withDefaults({"init"})));
     request->setDefaultOptions();
     EXPECT_THAT(recorded(), ElementsAreArray(defaultOptions));
 }
 
-TEST_F(NetRequestOptions, ADefaultThatFailsIsAnErrorAndFreesTheHandle) {
+TEST_F(NetRequestOptionsTest, ADefaultThatFailsIsAnErrorAndFreesTheHandle) {
     for (std::size_t i = 0; i < defaultOptions.size(); ++i) {
         optionsUntilFailure = static_cast<int>(i);
         const auto error = thrownBy<CCURLError>([] { P<CNetRequest>(new CNetRequest); });
@@ -161,7 +161,7 @@ TEST_F(NetRequestOptions, ADefaultThatFailsIsAnErrorAndFreesTheHandle) {
     }
 }
 
-TEST_F(NetRequestOptions, WithoutAHandleThereIsNoRequest) {
+TEST_F(NetRequestOptionsTest, WithoutAHandleThereIsNoRequest) {
     initFails = true;
     const auto error = thrownBy<CError>([] { P<CNetRequest>(new CNetRequest); });
     ASSERT_TRUE(error);
@@ -172,13 +172,13 @@ TEST_F(NetRequestOptions, WithoutAHandleThereIsNoRequest) {
     EXPECT_THAT(recorded(), ElementsAre("init"));
 }
 
-TEST_F(NetRequestOptions, TheEndOfARequestResetsItsHandleFirst) {
+TEST_F(NetRequestOptionsTest, TheEndOfARequestResetsItsHandleFirst) {
     makeRequest();
     request = nullptr;
     EXPECT_THAT(recorded(), ElementsAre("reset", "cleanup"));
 }
 
-TEST_F(NetRequestOptions, AFailingEscapeIsAnError) {
+TEST_F(NetRequestOptionsTest, AFailingEscapeIsAnError) {
     makeRequest();
     escapeFails = true;
     const auto error = thrownBy<CError>([&] { request->urlEscape("a b"); });
@@ -188,7 +188,7 @@ TEST_F(NetRequestOptions, AFailingEscapeIsAnError) {
     EXPECT_EQ(error->getCode(), -1);
 }
 
-TEST_F(NetRequestOptions, AFailingFigureIsAnErrorWithoutAResponse) {
+TEST_F(NetRequestOptionsTest, AFailingFigureIsAnErrorWithoutAResponse) {
     makeRequest();
     getInfoFails = true;
     const auto check = [&](auto call) {
@@ -358,7 +358,7 @@ std::vector<Setter> setters() {
     };
 }
 
-TEST_F(NetRequestOptions, EachSetterSetsItsOptionWithItsType) {
+TEST_F(NetRequestOptionsTest, EachSetterSetsItsOptionWithItsType) {
     makeRequest();
     for (const Setter& setter : setters()) {
         setter.call(*request);
@@ -366,7 +366,7 @@ TEST_F(NetRequestOptions, EachSetterSetsItsOptionWithItsType) {
     }
 }
 
-TEST_F(NetRequestOptions, EachSetterThrowsWhenLibcurlRefuses) {
+TEST_F(NetRequestOptionsTest, EachSetterThrowsWhenLibcurlRefuses) {
     makeRequest();
     for (const Setter& setter : setters()) {
         for (int i = 0; i < static_cast<int>(setter.expected.size()); ++i) {
@@ -382,7 +382,7 @@ TEST_F(NetRequestOptions, EachSetterThrowsWhenLibcurlRefuses) {
     optionsUntilFailure = -1;
 }
 
-TEST_F(NetRequestOptions, TheNewestVersionOfTLSLeavesTheOldestOneAsItIs) {
+TEST_F(NetRequestOptionsTest, TheNewestVersionOfTLSLeavesTheOldestOneAsItIs) {
     makeRequest();
     request->setOptionInt(CURLOPT_SSLVERSION, CURL_SSLVERSION_TLSv1_2);
     request->setMaxTLSVersion(vexil::TLSVersion1_3);
@@ -394,7 +394,7 @@ TEST_F(NetRequestOptions, TheNewestVersionOfTLSLeavesTheOldestOneAsItIs) {
     EXPECT_THAT(recorded(), ElementsAre("SSLVERSION=393216L")) << "a reset forgets the oldest one";
 }
 
-TEST_F(NetRequestOptions, AVersionOfTLSThatDoesNotExistIsRefused) {
+TEST_F(NetRequestOptionsTest, AVersionOfTLSThatDoesNotExistIsRefused) {
     makeRequest();
     for (const int version : {1, 9, 14, -1}) {
         const auto error = thrownBy<vexil::CInvalidArgError>(
@@ -406,7 +406,7 @@ TEST_F(NetRequestOptions, AVersionOfTLSThatDoesNotExistIsRefused) {
     EXPECT_THAT(recorded(), IsEmpty());
 }
 
-TEST_F(NetRequestOptions, TheSizeOfAPostIsSetTwice) {
+TEST_F(NetRequestOptionsTest, TheSizeOfAPostIsSetTwice) {
     makeRequest();
     request->setHTTPMethod("POST");
     recorded();
@@ -426,7 +426,7 @@ TEST_F(NetRequestOptions, TheSizeOfAPostIsSetTwice) {
     EXPECT_THAT(recorded(), ElementsAre("INFILESIZE_LARGE=5OFF"));
 }
 
-TEST_F(NetRequestOptions, EachMethodSwitchesTheOthersOff) {
+TEST_F(NetRequestOptionsTest, EachMethodSwitchesTheOthersOff) {
     makeRequest();
     request->setSendDataSize(77);
     recorded();
@@ -453,7 +453,7 @@ TEST_F(NetRequestOptions, EachMethodSwitchesTheOthersOff) {
                                         "POST=0L", "POSTFIELDSIZE_LARGE=0OFF"));
 }
 
-TEST_F(NetRequestOptions, TheMethodIsReportedAsSetOrByTheUpload) {
+TEST_F(NetRequestOptionsTest, TheMethodIsReportedAsSetOrByTheUpload) {
     makeRequest();
     EXPECT_EQ(request->getHTTPMethod(), "GET");
     request->setUpload(true);
@@ -472,7 +472,7 @@ TEST_F(NetRequestOptions, TheMethodIsReportedAsSetOrByTheUpload) {
     EXPECT_EQ(request->getHTTPMethod(), "MKCOL");
 }
 
-TEST_F(NetRequestOptions, ANewTransferHandsOverTheHeaderListAgain) {
+TEST_F(NetRequestOptionsTest, ANewTransferHandsOverTheHeaderListAgain) {
     makeRequest();
     request->resetForPerform();
     EXPECT_THAT(recorded(), IsEmpty());
@@ -485,7 +485,7 @@ TEST_F(NetRequestOptions, ANewTransferHandsOverTheHeaderListAgain) {
     EXPECT_EQ(request->getCustomHTTPHeaders().get(), headers.get());
 }
 
-TEST_F(NetRequestOptions, AnErrorOfANewTransferIsThrown) {
+TEST_F(NetRequestOptionsTest, AnErrorOfANewTransferIsThrown) {
     makeRequest();
     request->setCustomHTTPHeaders(P<CNetHeaders>(new CNetHeaders));
     optionsUntilFailure = 0;
@@ -519,7 +519,7 @@ Takers takersOf(const curl_easyoption& option) {
     }
 }
 
-TEST_F(NetRequestOptions, EachOptionIsTakenByTheSettersOfItsTypeAlone) {
+TEST_F(NetRequestOptionsTest, EachOptionIsTakenByTheSettersOfItsTypeAlone) {
     makeRequest();
     // Nothing reaches libcurl: an accepted option would fail.
     const auto isTaken = [&](const char* name, auto set) {
@@ -560,7 +560,7 @@ TEST_F(NetRequestOptions, EachOptionIsTakenByTheSettersOfItsTypeAlone) {
 
 // ---- memory ----------------------------------------------------------------------------------------------
 
-TEST_F(NetRequestOptions, AHeaderLineForWhichThereIsNoMemoryMakesTheResponseIncomplete) {
+TEST_F(NetRequestOptionsTest, AHeaderLineForWhichThereIsNoMemoryMakesTheResponseIncomplete) {
     const LogCapture log;
     makeRequest();
     request->setURL("http://h/a");
@@ -579,13 +579,13 @@ TEST_F(NetRequestOptions, AHeaderLineForWhichThereIsNoMemoryMakesTheResponseInco
 
 // ---- reset -----------------------------------------------------------------------------------------------
 
-TEST_F(NetRequestOptions, ResetClearsTheHandleAndSetsTheDefaults) {
+TEST_F(NetRequestOptionsTest, ResetClearsTheHandleAndSetsTheDefaults) {
     makeRequest();
     request->reset();
     EXPECT_THAT(recorded(), ElementsAreArray(withDefaults({"reset"})));
 }
 
-TEST_F(NetRequestOptions, ResetHandsOverTheHeadersOnceMoreBeforeItClears) {
+TEST_F(NetRequestOptionsTest, ResetHandsOverTheHeadersOnceMoreBeforeItClears) {
     makeRequest();
     const P<CNetHeaders> headers = new CNetHeaders;
     headers->add("A", "b");
@@ -596,7 +596,7 @@ TEST_F(NetRequestOptions, ResetHandsOverTheHeadersOnceMoreBeforeItClears) {
     EXPECT_EQ(request->getCustomHTTPHeaders().get(), nullptr);
 }
 
-TEST_F(NetRequestOptions, ResetForgetsTheSizeOfTheBody) {
+TEST_F(NetRequestOptionsTest, ResetForgetsTheSizeOfTheBody) {
     makeRequest();
     request->setSendDataSize(77);
     request->reset();
@@ -605,7 +605,7 @@ TEST_F(NetRequestOptions, ResetForgetsTheSizeOfTheBody) {
     EXPECT_EQ(recorded().back(), "POSTFIELDSIZE_LARGE=-1OFF");
 }
 
-TEST_F(NetRequestOptions, EachTransferGetsTheListsAsTheyAreThen) {
+TEST_F(NetRequestOptionsTest, EachTransferGetsTheListsAsTheyAreThen) {
     makeRequest();
     const P<CNetStringList> before = new CNetStringList;
     const P<CNetStringList> behind = new CNetStringList;
@@ -641,7 +641,7 @@ void expectTheOldListToLiveUntilTheOptionIsSet(void (CNetRequest::*set)(List*)) 
     EXPECT_EQ(livingLists, 1);
 }
 
-TEST(NetRequestLists, LiveUntilLibcurlHasTheNextOne) {
+TEST(NetRequestListsTest, LiveUntilLibcurlHasTheNextOne) {
     expectTheOldListToLiveUntilTheOptionIsSet(&CNetRequest::setCustomHTTPHeaders);
     expectTheOldListToLiveUntilTheOptionIsSet(&CNetRequest::setFTPCustomPreCommands);
     expectTheOldListToLiveUntilTheOptionIsSet(&CNetRequest::setFTPCustomPostCommands);

@@ -17,10 +17,10 @@ std::string reply(std::string_view status, std::string_view body, std::string_vi
            std::string(headers) + "\r\n" + std::string(body);
 }
 
-class NetRequestPerform : public testing::Test {
+class NetRequestPerformTest : public testing::Test {
 protected:
-    NetRequestPerform() { prepare("/a"); }
-    ~NetRequestPerform() override {
+    NetRequestPerformTest() { prepare("/a"); }
+    ~NetRequestPerformTest() override {
         // Ends the connection: a script may wait for that.
         request = nullptr;
         EXPECT_TRUE(peer.waitUntilIdle());
@@ -67,7 +67,7 @@ protected:
 
 // ---- responses -------------------------------------------------------------------------------------------
 
-TEST_F(NetRequestPerform, ASuccessHasBodyHeadersStatusAndFigures) {
+TEST_F(NetRequestPerformTest, ASuccessHasBodyHeadersStatusAndFigures) {
     peer.onConnection().expectRequest().reply(
         reply("200 OK", "hello", "ETag: \"e\"\r\nX-A: 1\r\nx-a: 2\r\n"));
     request->perform();
@@ -95,7 +95,7 @@ TEST_F(NetRequestPerform, ASuccessHasBodyHeadersStatusAndFigures) {
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST_F(NetRequestPerform, AnUploadHasItsFigures) {
+TEST_F(NetRequestPerformTest, AnUploadHasItsFigures) {
     sendBody("PUT", "12345");
     peer.onConnection().expectRequest().reply(reply("200 OK", ""));
     request->perform();
@@ -110,14 +110,14 @@ TEST_F(NetRequestPerform, AnUploadHasItsFigures) {
     EXPECT_EQ(request->getDownloadedByteCount(), 0);
 }
 
-TEST_F(NetRequestPerform, ABodyOfUnknownLengthHasTheAnnouncedSizeMinusOne) {
+TEST_F(NetRequestPerformTest, ABodyOfUnknownLengthHasTheAnnouncedSizeMinusOne) {
     peer.onConnection().expectRequest().reply("HTTP/1.1 200 OK\r\nConnection: close\r\n\r\nabc").close();
     request->perform();
     EXPECT_EQ(request->getDownloadContentLength(), -1);
     EXPECT_EQ(request->getDownloadedByteCount(), 3);
 }
 
-TEST_F(NetRequestPerform, TheReceivedBytesAreThoseOfTheOwnBuffer) {
+TEST_F(NetRequestPerformTest, TheReceivedBytesAreThoseOfTheOwnBuffer) {
     EXPECT_TRUE(request->getReceivedBytes().empty());
     EXPECT_EQ(request->getReceivedText(), "");
     const std::string body("a\0\xFF"
@@ -136,7 +136,7 @@ TEST_F(NetRequestPerform, TheReceivedBytesAreThoseOfTheOwnBuffer) {
     EXPECT_TRUE(request->getReceivedBytes().empty());
 }
 
-TEST_F(NetRequestPerform, StatusesFrom200To299Pass) {
+TEST_F(NetRequestPerformTest, StatusesFrom200To299Pass) {
     peer.setDefaultReply([](const RecordedRequest& received) {
         return "HTTP/1.1 " + received.requestLine().substr(5, 3) + " X\r\nContent-Length: 0\r\n\r\n";
     });
@@ -155,7 +155,7 @@ TEST_F(NetRequestPerform, StatusesFrom200To299Pass) {
     }
 }
 
-TEST_F(NetRequestPerform, AnAnswerWithoutABodyDoesNotReachTheSink) {
+TEST_F(NetRequestPerformTest, AnAnswerWithoutABodyDoesNotReachTheSink) {
     const P<TestSink> sink = new TestSink;
     request->setReceiveDataSink(sink);
     peer.onConnection()
@@ -173,7 +173,7 @@ TEST_F(NetRequestPerform, AnAnswerWithoutABodyDoesNotReachTheSink) {
     EXPECT_THAT(sink->blocks, IsEmpty());
 }
 
-TEST_F(NetRequestPerform, WithoutASinkTheBodyIsDropped) {
+TEST_F(NetRequestPerformTest, WithoutASinkTheBodyIsDropped) {
     request->setReceiveDataSink(nullptr);
     peer.onConnection().expectRequest().reply(reply("200 OK", "hello"));
     request->perform();
@@ -181,7 +181,7 @@ TEST_F(NetRequestPerform, WithoutASinkTheBodyIsDropped) {
     EXPECT_EQ(request->getDownloadedBytes(), 5);
 }
 
-TEST_F(NetRequestPerform, AnErrorBodyOfHTMLIsTheServerMessage) {
+TEST_F(NetRequestPerformTest, AnErrorBodyOfHTMLIsTheServerMessage) {
     peer.onConnection().expectRequest().reply(reply(
         "404 Not Found", "<html>\r\n<b>404</b>\t<i>gone</i>\r\n\r\n</html>", "Content-Type: text/html\r\n"));
     const CCURLError error = performError();
@@ -191,7 +191,7 @@ TEST_F(NetRequestPerform, AnErrorBodyOfHTMLIsTheServerMessage) {
                             "httpStatusLine=HTTP/1.1 404 Not Found", "url=" + peer.url("/a")));
 }
 
-TEST_F(NetRequestPerform, AnErrorBodyOfJSONIsTheServerMessageAsItIs) {
+TEST_F(NetRequestPerformTest, AnErrorBodyOfJSONIsTheServerMessageAsItIs) {
     const std::string json = "{\r\n  \"error\":\t\"<none>\"\r\n}\r\n";
     request->setHTTPMethod("DELETE");
     peer.onConnection().expectRequest().reply(
@@ -202,14 +202,14 @@ TEST_F(NetRequestPerform, AnErrorBodyOfJSONIsTheServerMessageAsItIs) {
     EXPECT_EQ(bodyOf(*request), json);
 }
 
-TEST_F(NetRequestPerform, OfALongErrorBodyTheFirst4096BytesAreTheServerMessage) {
+TEST_F(NetRequestPerformTest, OfALongErrorBodyTheFirst4096BytesAreTheServerMessage) {
     peer.onConnection().expectRequest().reply(reply("500 Oops", std::string(10000, 'x')));
     const CCURLError error = performError();
     EXPECT_EQ(error.getServerMessage().toUTF8(), std::string(4096, 'x'));
     EXPECT_EQ(request->getDefaultReceiveBuffer()->getUsed(), 10000);
 }
 
-TEST_F(NetRequestPerform, CapitalSchemesAreHTTP) {
+TEST_F(NetRequestPerformTest, CapitalSchemesAreHTTP) {
     request->setURL(("HTTP" + peer.url("/a").substr(4)).c_str());
     peer.onConnection().expectRequest().reply(reply("404 Not Found", "x"));
     const CCURLError error = performError();
@@ -217,7 +217,7 @@ TEST_F(NetRequestPerform, CapitalSchemesAreHTTP) {
     EXPECT_EQ(error.getResponseCodeDomain(), "http");
 }
 
-TEST_F(NetRequestPerform, InterimResponsesLeaveOnlyTheirLines) {
+TEST_F(NetRequestPerformTest, InterimResponsesLeaveOnlyTheirLines) {
     peer.onConnection().expectRequest().reply("HTTP/1.1 103 Early Hints\r\nX-Early: 1\r\n\r\n" +
                                               reply("200 OK", "x", "X-Final: 2\r\n"));
     request->perform();
@@ -227,7 +227,7 @@ TEST_F(NetRequestPerform, InterimResponsesLeaveOnlyTheirLines) {
     EXPECT_THAT(linesOf(request->getResponseInfo()), Contains("X-Early: 1\r\n"));
 }
 
-TEST_F(NetRequestPerform, TheBodyIsSentWhenTheServerSaysContinue) {
+TEST_F(NetRequestPerformTest, TheBodyIsSentWhenTheServerSaysContinue) {
     sendBody("PUT", "abc");
     askBeforeBody();
     peer.onConnection()
@@ -242,7 +242,7 @@ TEST_F(NetRequestPerform, TheBodyIsSentWhenTheServerSaysContinue) {
     EXPECT_EQ(source->headersSeen.count("x-interim"), 1u);
 }
 
-TEST_F(NetRequestPerform, TrailersAreInResponseInfoAlone) {
+TEST_F(NetRequestPerformTest, TrailersAreInResponseInfoAlone) {
     peer.onConnection().expectRequest().reply("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n"
                                               "3\r\nabc\r\n0\r\nX-Trailer: t\r\n\r\n");
     request->perform();
@@ -252,7 +252,7 @@ TEST_F(NetRequestPerform, TrailersAreInResponseInfoAlone) {
     EXPECT_TRUE(request->isResponseComplete());
 }
 
-TEST_F(NetRequestPerform, AHeaderThatIsNotUTF8IsLeftOut) {
+TEST_F(NetRequestPerformTest, AHeaderThatIsNotUTF8IsLeftOut) {
     peer.onConnection().expectRequest().reply(reply("200 OK", "x", "X-Bad: \xff\r\n"));
     request->perform();
     EXPECT_EQ(request->getResponseHeaderMap().count("x-bad"), 0u);
@@ -263,7 +263,7 @@ TEST_F(NetRequestPerform, AHeaderThatIsNotUTF8IsLeftOut) {
 
 // ---- incomplete responses --------------------------------------------------------------------------------
 
-TEST_F(NetRequestPerform, AnEndWithinTheHeadersIsASuccessThatIsNotComplete) {
+TEST_F(NetRequestPerformTest, AnEndWithinTheHeadersIsASuccessThatIsNotComplete) {
     const std::string answer = reply("200 OK", "hello");
     const std::size_t cut = answer.find("Content-Length");
     peer.onConnection().expectRequest().replyCut(answer, cut).close();
@@ -273,14 +273,14 @@ TEST_F(NetRequestPerform, AnEndWithinTheHeadersIsASuccessThatIsNotComplete) {
     EXPECT_EQ(bodyOf(*request), "");
 }
 
-TEST_F(NetRequestPerform, LineFeedsAloneNeverCompleteAResponse) {
+TEST_F(NetRequestPerformTest, LineFeedsAloneNeverCompleteAResponse) {
     peer.onConnection().expectRequest().reply("HTTP/1.1 200 OK\nContent-Length: 2\n\nok");
     request->perform();
     EXPECT_EQ(bodyOf(*request), "ok");
     EXPECT_FALSE(request->isResponseComplete());
 }
 
-TEST_F(NetRequestPerform, ACutBodyIsAnErrorBehindASuccessStatus) {
+TEST_F(NetRequestPerformTest, ACutBodyIsAnErrorBehindASuccessStatus) {
     peer.onConnection()
         .expectRequest()
         .replyCut(reply("200 OK", "hello"), reply("200 OK", "hel").size())
@@ -297,7 +297,7 @@ TEST_F(NetRequestPerform, ACutBodyIsAnErrorBehindASuccessStatus) {
     EXPECT_TRUE(request->isResponseComplete());
 }
 
-TEST_F(NetRequestPerform, AnEmptyReplyIsAnErrorWithoutAResponse) {
+TEST_F(NetRequestPerformTest, AnEmptyReplyIsAnErrorWithoutAResponse) {
     peer.onConnection().expectRequest().close();
     const CCURLError error = performError();
     EXPECT_EQ(error.getCode(), CURLE_GOT_NOTHING);
@@ -306,7 +306,7 @@ TEST_F(NetRequestPerform, AnEmptyReplyIsAnErrorWithoutAResponse) {
     EXPECT_EQ(error.getMessage(), "Server returned nothing (no headers, no data): Empty reply from server");
 }
 
-TEST_F(NetRequestPerform, ARefusedConnectionIsAnErrorWithoutAResponse) {
+TEST_F(NetRequestPerformTest, ARefusedConnectionIsAnErrorWithoutAResponse) {
     peer.onConnection().expectRequest().reply(reply("200 OK", "x"));
     request->perform();
     request->setURL(("http://127.0.0.1:" + std::to_string(ScriptedPeer::closedPort()) + "/").c_str());
@@ -317,7 +317,7 @@ TEST_F(NetRequestPerform, ARefusedConnectionIsAnErrorWithoutAResponse) {
     EXPECT_EQ(error.getServerMessage(), "");
 }
 
-TEST_F(NetRequestPerform, AnEarlyRefusalWhileSendingIsTheAnswer) {
+TEST_F(NetRequestPerformTest, AnEarlyRefusalWhileSendingIsTheAnswer) {
     sendBody("PUT", std::string(8 * 1024 * 1024, 'x'));
     peer.onConnection()
         .expectHead()
@@ -331,7 +331,7 @@ TEST_F(NetRequestPerform, AnEarlyRefusalWhileSendingIsTheAnswer) {
     EXPECT_EQ(error.getServerMessage(), "no room");
 }
 
-TEST_F(NetRequestPerform, ARefusalInsteadOfContinueSendsNoBody) {
+TEST_F(NetRequestPerformTest, ARefusalInsteadOfContinueSendsNoBody) {
     sendBody("PUT", "abc");
     askBeforeBody();
     // libcurl would send the body after a second without a response.
@@ -346,7 +346,7 @@ TEST_F(NetRequestPerform, ARefusalInsteadOfContinueSendsNoBody) {
 
 // ---- redirects and logins --------------------------------------------------------------------------------
 
-class NetRequestRedirect : public NetRequestPerform {
+class NetRequestRedirectTest : public NetRequestPerformTest {
 protected:
     void redirect(const std::string& status) {
         peer.onConnection()
@@ -357,7 +357,7 @@ protected:
     }
 };
 
-TEST_F(NetRequestRedirect, ABodyIsSentAgainFromItsStart) {
+TEST_F(NetRequestRedirectTest, ABodyIsSentAgainFromItsStart) {
     for (const char* status : {"301 M", "302 F", "307 T", "308 P"}) {
         SCOPED_TRACE(status);
         peer.clearRecords();
@@ -373,14 +373,14 @@ TEST_F(NetRequestRedirect, ABodyIsSentAgainFromItsStart) {
     }
 }
 
-TEST_F(NetRequestRedirect, SeeOtherTurnsAPutIntoAGet) {
+TEST_F(NetRequestRedirectTest, SeeOtherTurnsAPutIntoAGet) {
     sendBody("PUT", "abc");
     redirect("303 See Other");
     request->perform();
     EXPECT_THAT(requestLines(), ElementsAre("PUT /a HTTP/1.1 [abc]", "GET /b HTTP/1.1 []"));
 }
 
-TEST_F(NetRequestRedirect, APostBecomesAGetUnlessItIsToBeKept) {
+TEST_F(NetRequestRedirectTest, APostBecomesAGetUnlessItIsToBeKept) {
     for (const char* status : {"301 M", "302 F", "303 S"}) {
         for (const bool keep : {false, true}) {
             SCOPED_TRACE(std::string(status) + (keep ? " kept" : ""));
@@ -407,7 +407,7 @@ TEST_F(NetRequestRedirect, APostBecomesAGetUnlessItIsToBeKept) {
     }
 }
 
-TEST_F(NetRequestRedirect, ASourceThatCannotBeRewoundEndsTheTransferWithItsError) {
+TEST_F(NetRequestRedirectTest, ASourceThatCannotBeRewoundEndsTheTransferWithItsError) {
     sendBody("PUT", "abc");
     source->onSeek = [](int64) { throw OwnError("cannot rewind"); };
     peer.onConnection().expectRequest().reply(reply("307 T", "", "Location: /b\r\n")).clientMayLeave();
@@ -415,7 +415,7 @@ TEST_F(NetRequestRedirect, ASourceThatCannotBeRewoundEndsTheTransferWithItsError
     EXPECT_EQ(messageOf(error), "cannot rewind");
 }
 
-TEST_F(NetRequestRedirect, ARedirectThatIsNotFollowedIsAnError) {
+TEST_F(NetRequestRedirectTest, ARedirectThatIsNotFollowedIsAnError) {
     request->setFollowRedirects(false);
     peer.onConnection().expectRequest().reply(reply("302 Found", "moved", "Location: /b\r\n"));
     const CCURLError error = performError();
@@ -424,7 +424,7 @@ TEST_F(NetRequestRedirect, ARedirectThatIsNotFollowedIsAnError) {
     EXPECT_EQ(error.getServerMessage(), "moved");
 }
 
-TEST_F(NetRequestRedirect, WhereARedirectLeadsIsKnownWhenItIsNotFollowed) {
+TEST_F(NetRequestRedirectTest, WhereARedirectLeadsIsKnownWhenItIsNotFollowed) {
     request->setFollowRedirects(false);
     peer.onConnection()
         .expectRequest()
@@ -438,7 +438,7 @@ TEST_F(NetRequestRedirect, WhereARedirectLeadsIsKnownWhenItIsNotFollowed) {
     EXPECT_EQ(request->getRedirectURL(), "");
 }
 
-TEST_F(NetRequestRedirect, ARedirectToAProtocolThatIsNotAllowedIsAnError) {
+TEST_F(NetRequestRedirectTest, ARedirectToAProtocolThatIsNotAllowedIsAnError) {
     request->setRedirectProtocols("http,https");
     for (const char* target : {"ftp://127.0.0.1:1/x", "file:///etc/passwd", "nosuch://h/"}) {
         request->setUpload(true);
@@ -456,7 +456,7 @@ TEST_F(NetRequestRedirect, ARedirectToAProtocolThatIsNotAllowedIsAnError) {
     request->perform();
 }
 
-TEST_F(NetRequestRedirect, TheNumberOfRedirectsIsLimited) {
+TEST_F(NetRequestRedirectTest, TheNumberOfRedirectsIsLimited) {
     const std::string moved = reply("302 Found", "", "Location: /b\r\n");
     peer.onConnection()
         .expectRequest()
@@ -472,7 +472,7 @@ TEST_F(NetRequestRedirect, TheNumberOfRedirectsIsLimited) {
     EXPECT_EQ(performError().getCode(), CURLE_TOO_MANY_REDIRECTS);
 }
 
-TEST_F(NetRequestRedirect, ALoginRoundSendsTheBodyAgain) {
+TEST_F(NetRequestRedirectTest, ALoginRoundSendsTheBodyAgain) {
     sendBody("PUT", "abc");
     request->setUserName("u");
     request->setUserPassword("p");
@@ -492,7 +492,7 @@ TEST_F(NetRequestRedirect, ALoginRoundSendsTheBodyAgain) {
     EXPECT_EQ(request->getResponseHeaderMap().count("www-authenticate"), 0u);
 }
 
-TEST_F(NetRequestRedirect, ARefusedLoginIsAnErrorWithTheBodyOfTheRefusal) {
+TEST_F(NetRequestRedirectTest, ARefusedLoginIsAnErrorWithTheBodyOfTheRefusal) {
     peer.onConnection().expectRequest().reply(
         reply("401 Unauthorized", "log in", "WWW-Authenticate: Basic realm=\"r\"\r\n"));
     const CCURLError error = performError();
@@ -502,7 +502,7 @@ TEST_F(NetRequestRedirect, ARefusedLoginIsAnErrorWithTheBodyOfTheRefusal) {
 
 // ---- callbacks within transfers --------------------------------------------------------------------------
 
-TEST_F(NetRequestPerform, ASinkThatThrowsAtItsSecondBlockEndsTheTransferWithItsError) {
+TEST_F(NetRequestPerformTest, ASinkThatThrowsAtItsSecondBlockEndsTheTransferWithItsError) {
     const P<TestSink> sink = new TestSink;
     sink->onWrite = [&sink] {
         if (sink->blocks.size() == 2) {
@@ -526,7 +526,7 @@ public:
     P<CError> clone() const override { return nullptr; }
 };
 
-TEST_F(NetRequestPerform, AnErrorOfTheSinkThatCannotBeClonedIsNotLost) {
+TEST_F(NetRequestPerformTest, AnErrorOfTheSinkThatCannotBeClonedIsNotLost) {
     const P<TestSink> sink = new TestSink;
     sink->onWrite = [] { throw ErrorWithoutAClone(); };
     request->setReceiveDataSink(sink);
@@ -534,7 +534,7 @@ TEST_F(NetRequestPerform, AnErrorOfTheSinkThatCannotBeClonedIsNotLost) {
     EXPECT_EQ(messageOf(thrownBy<CError>([&] { request->perform(); })), "disk full");
 }
 
-TEST_F(NetRequestPerform, AnErrorOfTheSinkComesBeforeTheStatus) {
+TEST_F(NetRequestPerformTest, AnErrorOfTheSinkComesBeforeTheStatus) {
     const P<TestSink> sink = new TestSink;
     sink->onWrite = [] { throw 5; };
     request->setReceiveDataSink(sink);
@@ -543,7 +543,7 @@ TEST_F(NetRequestPerform, AnErrorOfTheSinkComesBeforeTheStatus) {
     EXPECT_THAT(sink->statuses, ElementsAre(500));
 }
 
-TEST_F(NetRequestPerform, ASourceThatThrowsEndsTheTransferWithItsError) {
+TEST_F(NetRequestPerformTest, ASourceThatThrowsEndsTheTransferWithItsError) {
     sendBody("PUT", "abc");
     askBeforeBody();
     source->onRead = [](void*, int) -> int { throw OwnError("unreadable"); };
@@ -551,7 +551,7 @@ TEST_F(NetRequestPerform, ASourceThatThrowsEndsTheTransferWithItsError) {
     EXPECT_EQ(messageOf(thrownBy<OwnError>([&] { request->perform(); })), "unreadable");
 }
 
-TEST_F(NetRequestPerform, ASourceThatAbortsEndsTheTransferWithLibcurlsCode) {
+TEST_F(NetRequestPerformTest, ASourceThatAbortsEndsTheTransferWithLibcurlsCode) {
     sendBody("PUT", "abc");
     askBeforeBody();
     source->onRead = [](void*, int) { return CURL_READFUNC_ABORT; };
@@ -559,7 +559,7 @@ TEST_F(NetRequestPerform, ASourceThatAbortsEndsTheTransferWithLibcurlsCode) {
     EXPECT_EQ(performError().getCode(), CURLE_ABORTED_BY_CALLBACK);
 }
 
-TEST_F(NetRequestPerform, ABodyBeyondTheLimitOfTheBufferIsAnError) {
+TEST_F(NetRequestPerformTest, ABodyBeyondTheLimitOfTheBufferIsAnError) {
     peer.setDefaultReply(reply("200 OK", "12345"));
     request->setReceiveBufferLimits(5, 0);
     request->perform();
@@ -575,7 +575,7 @@ TEST_F(NetRequestPerform, ABodyBeyondTheLimitOfTheBufferIsAnError) {
     EXPECT_EQ(bodyOf(*request), "12345");
 }
 
-TEST_F(NetRequestPerform, AnErrorBodyBeyondTheLimitOfTheBufferIsCut) {
+TEST_F(NetRequestPerformTest, AnErrorBodyBeyondTheLimitOfTheBufferIsCut) {
     peer.setDefaultReply(reply("404 Not Found", "12345", "Content-Type: text/plain\r\n"));
     request->setReceiveBufferLimits(0, 3);
     for (int transfer = 0; transfer < 2; ++transfer) {
@@ -589,7 +589,7 @@ TEST_F(NetRequestPerform, AnErrorBodyBeyondTheLimitOfTheBufferIsCut) {
     EXPECT_EQ(performError().getServerMessage(), "12345");
 }
 
-TEST_F(NetRequestPerform, TheLimitOfTheBufferIsNoneForASinkOfTheCallers) {
+TEST_F(NetRequestPerformTest, TheLimitOfTheBufferIsNoneForASinkOfTheCallers) {
     peer.setDefaultReply(reply("200 OK", "12345"));
     request->setReceiveBufferLimits(0, 0);
     const P<zet::CBufferStream> stream = new zet::CBufferStream;
@@ -598,7 +598,7 @@ TEST_F(NetRequestPerform, TheLimitOfTheBufferIsNoneForASinkOfTheCallers) {
     EXPECT_EQ(stream->getPosition(), 5);
 }
 
-TEST_F(NetRequestPerform, ALargeBodyPassesWholeThroughSourceAndSink) {
+TEST_F(NetRequestPerformTest, ALargeBodyPassesWholeThroughSourceAndSink) {
     const std::string body = ScriptedPeer::pattern(0, 3 * 1024 * 1024 + 7);
     sendBody("PUT", body);
     const P<TestSink> sink = new TestSink;
@@ -613,7 +613,7 @@ TEST_F(NetRequestPerform, ALargeBodyPassesWholeThroughSourceAndSink) {
 
 // ---- repeated transfers ----------------------------------------------------------------------------------
 
-TEST_F(NetRequestPerform, NothingLeaksIntoTheNextTransfer) {
+TEST_F(NetRequestPerformTest, NothingLeaksIntoTheNextTransfer) {
     peer.onConnection()
         .expectRequest()
         .reply(reply("404 Not Found", "first body", "X-First: 1\r\n"))
@@ -628,7 +628,7 @@ TEST_F(NetRequestPerform, NothingLeaksIntoTheNextTransfer) {
     EXPECT_THAT(linesOf(request->getResponseInfo()), SizeIs(3));
 }
 
-TEST_F(NetRequestPerform, AKeptErrorIsForgottenByTheNextTransfer) {
+TEST_F(NetRequestPerformTest, AKeptErrorIsForgottenByTheNextTransfer) {
     const P<TestSink> sink = new TestSink;
     sink->onWrite = [] { throw CError("once"); };
     request->setReceiveDataSink(sink);
@@ -640,7 +640,7 @@ TEST_F(NetRequestPerform, AKeptErrorIsForgottenByTheNextTransfer) {
     EXPECT_EQ(sink->all(), "ab");
 }
 
-TEST_F(NetRequestPerform, ARestartableSinkBeginsAnewWithEachTransfer) {
+TEST_F(NetRequestPerformTest, ARestartableSinkBeginsAnewWithEachTransfer) {
     struct Restartable : virtual vexil::CBase, CNetRequest::IRestartableDataSink {
         void write(const void* data, int length, int, const HeaderMap&) override {
             text.append(static_cast<const char*>(data), static_cast<std::size_t>(length));
@@ -673,7 +673,7 @@ TEST_F(NetRequestPerform, ARestartableSinkBeginsAnewWithEachTransfer) {
     EXPECT_THAT(peer.requests(), SizeIs(2)) << "nothing was sent";
 }
 
-TEST_F(NetRequestPerform, ARepeatedTransferSendsTheBodyFromItsStart) {
+TEST_F(NetRequestPerformTest, ARepeatedTransferSendsTheBodyFromItsStart) {
     sendBody("PUT", "abc");
     peer.onConnection()
         .expectRequest()
@@ -688,14 +688,14 @@ TEST_F(NetRequestPerform, ARepeatedTransferSendsTheBodyFromItsStart) {
 
 // ---- listener --------------------------------------------------------------------------------------------
 
-class NetRequestListener : public NetRequestPerform {
+class NetRequestListenerTest : public NetRequestPerformTest {
 protected:
-    NetRequestListener() { request->setDoneListener(listener); }
+    NetRequestListenerTest() { request->setDoneListener(listener); }
 
     P<TestListener> listener = new TestListener;
 };
 
-TEST_F(NetRequestListener, IsToldOfASuccess) {
+TEST_F(NetRequestListenerTest, IsToldOfASuccess) {
     peer.onConnection().expectRequest().reply(reply("200 OK", ""));
     request->perform();
     EXPECT_EQ(listener->count, 1);
@@ -703,7 +703,7 @@ TEST_F(NetRequestListener, IsToldOfASuccess) {
     EXPECT_EQ(listener->errorSeen.get(), nullptr);
 }
 
-TEST_F(NetRequestListener, IsToldOfAFailureWithTheErrorThatIsThrown) {
+TEST_F(NetRequestListenerTest, IsToldOfAFailureWithTheErrorThatIsThrown) {
     peer.onConnection().expectRequest().reply(reply("404 Not Found", "gone"));
     try {
         request->perform();
@@ -716,7 +716,7 @@ TEST_F(NetRequestListener, IsToldOfAFailureWithTheErrorThatIsThrown) {
     EXPECT_NE(listener->errorSeen.dynamicCast<CCURLError>().get(), nullptr);
 }
 
-TEST_F(NetRequestListener, IsToldOfTheErrorOfASink) {
+TEST_F(NetRequestListenerTest, IsToldOfTheErrorOfASink) {
     const P<TestSink> sink = new TestSink;
     sink->onWrite = [] { throw OwnError("mine"); };
     request->setReceiveDataSink(sink);
@@ -725,7 +725,7 @@ TEST_F(NetRequestListener, IsToldOfTheErrorOfASink) {
     EXPECT_NE(listener->errorSeen.dynamicCast<OwnError>().get(), nullptr);
 }
 
-TEST_F(NetRequestListener, IsNotToldWhenNoTransferBegan) {
+TEST_F(NetRequestListenerTest, IsNotToldWhenNoTransferBegan) {
     const P<TestSource> moved = new TestSource("abc");
     moved->position = 1;
     moved->onSeek = [](int64) { throw CError("cannot rewind"); };
@@ -734,7 +734,7 @@ TEST_F(NetRequestListener, IsNotToldWhenNoTransferBegan) {
     EXPECT_EQ(listener->count, 0);
 }
 
-TEST_F(NetRequestListener, MayResetTheRequestOnFailure) {
+TEST_F(NetRequestListenerTest, MayResetTheRequestOnFailure) {
     peer.onConnection().expectRequest().reply(reply("404 Not Found", "gone"));
     listener->then = [this] {
         listener = nullptr;
@@ -746,7 +746,7 @@ TEST_F(NetRequestListener, MayResetTheRequestOnFailure) {
     EXPECT_EQ(request->getURL(), "");
 }
 
-TEST_F(NetRequestListener, MayReleaseTheRequestAndItself) {
+TEST_F(NetRequestListenerTest, MayReleaseTheRequestAndItself) {
     for (const bool succeeds : {true, false}) {
         peer.onConnection().expectRequest().reply(reply(succeeds ? "200 OK" : "404 Not Found", "x"));
         request = new OpenRequest;
@@ -767,7 +767,7 @@ TEST_F(NetRequestListener, MayReleaseTheRequestAndItself) {
     }
 }
 
-TEST_F(NetRequestListener, MayPerformAgain) {
+TEST_F(NetRequestListenerTest, MayPerformAgain) {
     peer.onConnection()
         .expectRequest()
         .reply(reply("200 OK", "1"))
@@ -779,14 +779,14 @@ TEST_F(NetRequestListener, MayPerformAgain) {
     EXPECT_EQ(bodyOf(*request), "2");
 }
 
-TEST_F(NetRequestListener, ThatThrowsIsNotToldOfItsOwnError) {
+TEST_F(NetRequestListenerTest, ThatThrowsIsNotToldOfItsOwnError) {
     peer.onConnection().expectRequest().reply(reply("200 OK", ""));
     listener->then = [] { throw OwnError("listener"); };
     EXPECT_TRUE(thrownBy<OwnError>([&] { request->perform(); }));
     EXPECT_EQ(listener->count, 1);
 }
 
-TEST_F(NetRequestPerform, CopiesTheBodyThatIsSetAsAnOption) {
+TEST_F(NetRequestPerformTest, CopiesTheBodyThatIsSetAsAnOption) {
     peer.onConnection().expectRequest().reply("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
     request->setURL(peer.url("/").c_str());
     request->setOptionString(CURLOPT_POSTFIELDS, String(std::wstring(200, L'a')));

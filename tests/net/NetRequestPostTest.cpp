@@ -115,9 +115,9 @@ const std::vector<Step>& steps() {
 /// The steps. All short sequences of them are tried.
 constexpr std::size_t commonSteps = 8;
 
-class NetRequestPost : public testing::Test {
+class NetRequestPostTest : public testing::Test {
 protected:
-    NetRequestPost() { peer.setDefaultReply(okReply); }
+    NetRequestPostTest() { peer.setDefaultReply(okReply); }
 
     void prepare(CNetRequest& request) {
         request.reset();
@@ -173,7 +173,7 @@ protected:
     ScriptedPeer peer;
 };
 
-TEST_F(NetRequestPost, TheMethodSetAfterTheTextSendsTheTextAlone) {
+TEST_F(NetRequestPostTest, TheMethodSetAfterTheTextSendsTheTextAlone) {
     CNetRequest request;
     prepare(request);
     request.setOptionString(CURLOPT_POSTFIELDS, longText.c_str());
@@ -185,7 +185,7 @@ TEST_F(NetRequestPost, TheMethodSetAfterTheTextSendsTheTextAlone) {
     EXPECT_EQ(sentBody(request), longText);
 }
 
-TEST_F(NetRequestPost, ASizeAboveTheTextSendsTheTextAlone) {
+TEST_F(NetRequestPostTest, ASizeAboveTheTextSendsTheTextAlone) {
     CNetRequest request;
     prepare(request);
     request.setSendDataSize(500);
@@ -202,7 +202,7 @@ TEST_F(NetRequestPost, ASizeAboveTheTextSendsTheTextAlone) {
     EXPECT_EQ(sentBody(request), shortText);
 }
 
-TEST_F(NetRequestPost, ASmallerSizeCutsTheText) {
+TEST_F(NetRequestPostTest, ASmallerSizeCutsTheText) {
     CNetRequest request;
     prepare(request);
     request.setHTTPMethod("POST");
@@ -215,7 +215,7 @@ TEST_F(NetRequestPost, ASmallerSizeCutsTheText) {
     EXPECT_EQ(sentBody(request), longText);
 }
 
-TEST_F(NetRequestPost, TheTextStaysOverAGet) {
+TEST_F(NetRequestPostTest, TheTextStaysOverAGet) {
     CNetRequest request;
     prepare(request);
     request.setOptionString(CURLOPT_POSTFIELDS, longText.c_str());
@@ -231,7 +231,7 @@ TEST_F(NetRequestPost, TheTextStaysOverAGet) {
     EXPECT_EQ(sentBody(request), "") << "after a reset";
 }
 
-TEST_F(NetRequestPost, TheSizeOfAnOlderSourceDoesNotCutAText) {
+TEST_F(NetRequestPostTest, TheSizeOfAnOlderSourceDoesNotCutAText) {
     CNetRequest request;
     prepare(request);
     request.setHTTPMethod("POST");
@@ -242,7 +242,7 @@ TEST_F(NetRequestPost, TheSizeOfAnOlderSourceDoesNotCutAText) {
     EXPECT_EQ(sentBody(request), longText);
 }
 
-TEST_F(NetRequestPost, ALaterSourceReplacesTheText) {
+TEST_F(NetRequestPostTest, ALaterSourceReplacesTheText) {
     const P<TestSource> source = new TestSource(sourceText);
     const P<vexil::TBuffer<unsigned char>> buffer = new vexil::TBuffer<unsigned char>;
     buffer->append(reinterpret_cast<const unsigned char*>(sourceText.data()),
@@ -268,7 +268,7 @@ TEST_F(NetRequestPost, ALaterSourceReplacesTheText) {
     EXPECT_EQ(sentBody(request), "");
 }
 
-TEST_F(NetRequestPost, AnEmptyTextIsAnEmptyBody) {
+TEST_F(NetRequestPostTest, AnEmptyTextIsAnEmptyBody) {
     CNetRequest request;
     prepare(request);
     request.setOptionString(CURLOPT_POSTFIELDS, "");
@@ -278,7 +278,7 @@ TEST_F(NetRequestPost, AnEmptyTextIsAnEmptyBody) {
     EXPECT_EQ(found.header("Content-Length"), "0");
 }
 
-TEST_F(NetRequestPost, MemoryOfTheCallersIsReadNoFurtherThanWasAnnounced) {
+TEST_F(NetRequestPostTest, MemoryOfTheCallersIsReadNoFurtherThanWasAnnounced) {
     // Without a NUL at its end: the memory after it must not be sent.
     std::array<char, 8> memory = {'a', 'b', 'c', 'd', 'X', 'Y', 'Z', '\0'};
     CNetRequest request;
@@ -300,7 +300,7 @@ TEST_F(NetRequestPost, MemoryOfTheCallersIsReadNoFurtherThanWasAnnounced) {
     EXPECT_EQ(sentBody(request), "abcdX") << "a new announcement counts";
 }
 
-TEST_F(NetRequestPost, MemoryOfTheCallersCanBeCopied) {
+TEST_F(NetRequestPostTest, MemoryOfTheCallersCanBeCopied) {
     std::array<char, 8> memory = {'a', 'b', 'c', 'd', 'X', 'Y', 'Z', '\0'};
     CNetRequest request;
     prepare(request);
@@ -316,7 +316,7 @@ TEST_F(NetRequestPost, MemoryOfTheCallersCanBeCopied) {
     EXPECT_EQ(sentBody(request), "");
 }
 
-TEST_F(NetRequestPost, ATextReplacedWhileItIsSentStaysUntilTheTransferHasEnded) {
+TEST_F(NetRequestPostTest, ATextReplacedWhileItIsSentStaysUntilTheTransferHasEnded) {
     // libcurl sends a body of this size in several pieces, and reports progress between them.
     const std::string big(2'000'000, 'b');
     struct Replacer : virtual vexil::CBase, CNetRequest::ITransferProgress {
@@ -339,7 +339,7 @@ TEST_F(NetRequestPost, ATextReplacedWhileItIsSentStaysUntilTheTransferHasEnded) 
     EXPECT_EQ(sentBody(request), "another");
 }
 
-TEST_F(NetRequestPost, NoShortOrderSendsAForeignByte) {
+TEST_F(NetRequestPostTest, NoShortOrderSendsAForeignByte) {
     CNetRequest request;
     constexpr std::size_t length = 4;
     std::vector<std::size_t> order(length, 0);
@@ -352,7 +352,7 @@ TEST_F(NetRequestPost, NoShortOrderSendsAForeignByte) {
     EXPECT_THAT(peer.failures(), IsEmpty());
 }
 
-TEST_F(NetRequestPost, NoLongOrderSendsAForeignByte) {
+TEST_F(NetRequestPostTest, NoLongOrderSendsAForeignByte) {
     std::mt19937 random(4711);
     for (int count = 0; count < 500 && !HasFailure(); ++count) {
         CNetRequest request;

@@ -65,15 +65,15 @@ public:
     int calls = 0;
 };
 
-class NetRequestProgressCost : public testing::Test {
+class NetRequestProgressCostTest : public testing::Test {
 protected:
-    NetRequestProgressCost() {
+    NetRequestProgressCostTest() {
         peer.setDefaultReply("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok");
         events.clear();
         isRecording = true;
         prepare();
     }
-    ~NetRequestProgressCost() override {
+    ~NetRequestProgressCostTest() override {
         isRecording = false;
         optionsUntilFailure = -1;
     }
@@ -125,7 +125,7 @@ const std::vector<std::string> switchedOn = {"XFERINFOFUNCTION=function", "XFERI
                                              "NOPROGRESS=0L"};
 const std::vector<std::string> switchedOff = {"XFERINFOFUNCTION=null", "XFERINFODATA=null", "NOPROGRESS=1L"};
 
-TEST_F(NetRequestProgressCost, NoOptionIsSetUnlessUsed) {
+TEST_F(NetRequestProgressCostTest, NoOptionIsSetUnlessUsed) {
     request->perform();
     request->reset();
     prepare();
@@ -136,7 +136,7 @@ TEST_F(NetRequestProgressCost, NoOptionIsSetUnlessUsed) {
     EXPECT_THAT(recorded(), IsEmpty());
 }
 
-TEST_F(NetRequestProgressCost, TheOptionsAreSetWhileEitherIsUsed) {
+TEST_F(NetRequestProgressCostTest, TheOptionsAreSetWhileEitherIsUsed) {
     request->setTransferProgress(progress);
     EXPECT_EQ(recorded(), switchedOn);
     request->setCancellable(true);
@@ -153,7 +153,7 @@ TEST_F(NetRequestProgressCost, TheOptionsAreSetWhileEitherIsUsed) {
     EXPECT_EQ(recorded(), switchedOff);
 }
 
-TEST_F(NetRequestProgressCost, ResetLeavesNothingOfTheOptions) {
+TEST_F(NetRequestProgressCostTest, ResetLeavesNothingOfTheOptions) {
     request->setTransferProgress(progress);
     request->setCancellable(true);
     recorded();
@@ -166,7 +166,7 @@ TEST_F(NetRequestProgressCost, ResetLeavesNothingOfTheOptions) {
     EXPECT_EQ(recorded(), switchedOn) << "set again";
 }
 
-TEST_F(NetRequestProgressCost, WhatLibcurlRefusesDoesNotEnableCancelling) {
+TEST_F(NetRequestProgressCostTest, WhatLibcurlRefusesDoesNotEnableCancelling) {
     for (int option = 0; option < 3; ++option) {
         optionsUntilFailure = option;
         EXPECT_EQ(thrownBy<CCURLError>([&] { request->setCancellable(true); })->getCode(),
@@ -178,7 +178,7 @@ TEST_F(NetRequestProgressCost, WhatLibcurlRefusesDoesNotEnableCancelling) {
     EXPECT_TRUE(request->isCancellable());
 }
 
-TEST_F(NetRequestProgressCost, CallbacksThatAreOffAreNeverEntered) {
+TEST_F(NetRequestProgressCostTest, CallbacksThatAreOffAreNeverEntered) {
     countEntries();
     request->perform();
     EXPECT_EQ(debugEntries, 0);
@@ -208,7 +208,7 @@ TEST_F(NetRequestProgressCost, CallbacksThatAreOffAreNeverEntered) {
     EXPECT_EQ(progressEntries, 0);
 }
 
-TEST_F(NetRequestProgressCost, NothingIsAllocatedForWhatIsOff) {
+TEST_F(NetRequestProgressCostTest, NothingIsAllocatedForWhatIsOff) {
     const int never = allocationsOfATransfer();
     EXPECT_GT(never, 0);
 

@@ -22,14 +22,14 @@ using vexil::CCancelToken;
 
 const std::string okReply = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
 
-class NetRequestProgress : public testing::Test {
+class NetRequestProgressTest : public testing::Test {
 protected:
-    NetRequestProgress() {
+    NetRequestProgressTest() {
         request->setProxy("");
         request->setURL(peer.url("/a").c_str());
         request->setTransferProgress(progress);
     }
-    ~NetRequestProgress() override {
+    ~NetRequestProgressTest() override {
         request = nullptr;
         EXPECT_TRUE(peer.waitUntilIdle());
         EXPECT_THAT(peer.failures(), IsEmpty());
@@ -50,7 +50,7 @@ std::size_t mostCallsIn(Clock::duration time) {
 
 // ---- progress --------------------------------------------------------------------------------------------
 
-TEST_F(NetRequestProgress, ADownloadIsToldWithItsTotal) {
+TEST_F(NetRequestProgressTest, ADownloadIsToldWithItsTotal) {
     // The peer continues only when the bytes that it has sent are reported.
     peer.onConnection()
         .expectRequest()
@@ -75,7 +75,7 @@ TEST_F(NetRequestProgress, ADownloadIsToldWithItsTotal) {
     }
 }
 
-TEST_F(NetRequestProgress, AnUploadIsToldWithItsTotal) {
+TEST_F(NetRequestProgressTest, AnUploadIsToldWithItsTotal) {
     peer.onConnection().expectHead().expectBytes(1000).pause("rest").expectBytes(2000).pause("answer").reply(
         okReply);
     const P<TestSource> source = new TestSource(ScriptedPeer::pattern(0, 3000));
@@ -105,7 +105,7 @@ TEST_F(NetRequestProgress, AnUploadIsToldWithItsTotal) {
     EXPECT_EQ(request->getUploadedBytes(), 3000);
 }
 
-TEST_F(NetRequestProgress, AnUnknownDownloadTotalIsZero) {
+TEST_F(NetRequestProgressTest, AnUnknownDownloadTotalIsZero) {
     peer.onConnection()
         .expectRequest()
         .reply("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n")
@@ -120,7 +120,7 @@ TEST_F(NetRequestProgress, AnUnknownDownloadTotalIsZero) {
     EXPECT_EQ(bodyOf(*request), "abcde");
 }
 
-TEST_F(NetRequestProgress, AnUnknownUploadTotalIsZero) {
+TEST_F(NetRequestProgressTest, AnUnknownUploadTotalIsZero) {
     peer.onConnection()
         .expectHead()
         .expectBytes(std::string("3\r\nabc\r\n0\r\n\r\n").size())
@@ -140,7 +140,7 @@ TEST_F(NetRequestProgress, AnUnknownUploadTotalIsZero) {
     EXPECT_THAT(progress->calls, Each(testing::Field(&ProgressNumbers::uploadTotal, 0)));
 }
 
-TEST_F(NetRequestProgress, ASlowTransferIsToldAtMostTwentyTimesASecond) {
+TEST_F(NetRequestProgressTest, ASlowTransferIsToldAtMostTwentyTimesASecond) {
 #ifdef _WIN32
     // The shortest sleep may be 16 ms.
     constexpr std::uint64_t size = 4 * 1024 * 1024;
@@ -170,7 +170,7 @@ TEST_F(NetRequestProgress, ASlowTransferIsToldAtMostTwentyTimesASecond) {
     EXPECT_GT(static_cast<std::size_t>(blocks), mostCallsIn(time)) << "libcurl did not ask more often";
 }
 
-TEST_F(NetRequestProgress, ManyQuickTransfersOfARequestAreToldAtMostTwentyTimesASecond) {
+TEST_F(NetRequestProgressTest, ManyQuickTransfersOfARequestAreToldAtMostTwentyTimesASecond) {
     peer.setDefaultReply(okReply);
     std::size_t transfers = 0;
     const auto begin = Clock::now();
@@ -185,7 +185,7 @@ TEST_F(NetRequestProgress, ManyQuickTransfersOfARequestAreToldAtMostTwentyTimesA
     EXPECT_LE(progress->calls.size(), mostCallsIn(Clock::now() - begin));
 }
 
-TEST_F(NetRequestProgress, WhatItThrowsEndsTheTransferAndIsThrown) {
+TEST_F(NetRequestProgressTest, WhatItThrowsEndsTheTransferAndIsThrown) {
     peer.setDefaultReply(okReply);
     const P<TestListener> listener = new TestListener;
     request->setDoneListener(listener);
@@ -200,13 +200,13 @@ TEST_F(NetRequestProgress, WhatItThrowsEndsTheTransferAndIsThrown) {
     EXPECT_EQ(listener->errorSeen->getMessage(), "enough");
 }
 
-TEST_F(NetRequestProgress, OtherExceptionsAreErrorsWithTheirTexts) {
+TEST_F(NetRequestProgressTest, OtherExceptionsAreErrorsWithTheirTexts) {
     peer.setDefaultReply(okReply);
     progress->then = [](const ProgressNumbers&) { throw std::runtime_error("full"); };
     EXPECT_EQ(messageOf(thrownBy<CError>([&] { request->perform(); })), "full");
 }
 
-TEST_F(NetRequestProgress, AnErrorOfItDoesNotStay) {
+TEST_F(NetRequestProgressTest, AnErrorOfItDoesNotStay) {
     peer.setDefaultReply(okReply);
     progress->then = [](const ProgressNumbers&) { throw OwnError("enough"); };
     thrownBy<OwnError>([&] { request->perform(); });
@@ -215,7 +215,7 @@ TEST_F(NetRequestProgress, AnErrorOfItDoesNotStay) {
     EXPECT_EQ(bodyOf(*request), "ok");
 }
 
-TEST_F(NetRequestProgress, ItsErrorWinsOverACancel) {
+TEST_F(NetRequestProgressTest, ItsErrorWinsOverACancel) {
     peer.setDefaultReply(okReply);
     progress->then = [this](const ProgressNumbers&) {
         request->cancel();
@@ -224,7 +224,7 @@ TEST_F(NetRequestProgress, ItsErrorWinsOverACancel) {
     EXPECT_EQ(messageOf(thrownBy<OwnError>([&] { request->perform(); })), "enough");
 }
 
-TEST_F(NetRequestProgress, NullSwitchesItOff) {
+TEST_F(NetRequestProgressTest, NullSwitchesItOff) {
     peer.setDefaultReply(okReply);
     request->perform();
     const std::size_t before = progress->calls.size();
@@ -248,7 +248,7 @@ private:
     int& m_alive;
 };
 
-TEST_F(NetRequestProgress, AReferenceIsKeptUntilItIsReplaced) {
+TEST_F(NetRequestProgressTest, AReferenceIsKeptUntilItIsReplaced) {
     int alive = 0;
     peer.setDefaultReply(okReply);
     request->setTransferProgress(new CountedProgress(alive));
@@ -258,7 +258,7 @@ TEST_F(NetRequestProgress, AReferenceIsKeptUntilItIsReplaced) {
     EXPECT_EQ(alive, 0);
 }
 
-TEST_F(NetRequestProgress, ResetLetsGoOfIt) {
+TEST_F(NetRequestProgressTest, ResetLetsGoOfIt) {
     int alive = 0;
     request->setTransferProgress(new CountedProgress(alive));
     request->reset();
@@ -271,7 +271,7 @@ TEST_F(NetRequestProgress, ResetLetsGoOfIt) {
     EXPECT_EQ(bodyOf(*request), "ok");
 }
 
-TEST_F(NetRequestProgress, ItMayTakeItselfOff) {
+TEST_F(NetRequestProgressTest, ItMayTakeItselfOff) {
     peer.onConnection()
         .expectRequest()
         .reply("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\na")
@@ -295,7 +295,7 @@ TEST_F(NetRequestProgress, ItMayTakeItselfOff) {
 
 // ---- cancelling ------------------------------------------------------------------------------------------
 
-TEST_F(NetRequestProgress, ACancelledTransferTellsWhatItWas) {
+TEST_F(NetRequestProgressTest, ACancelledTransferTellsWhatItWas) {
     request->setTransferProgress(nullptr);
     request->setCancellable(true);
     request->setHTTPMethod("GET");
@@ -313,7 +313,7 @@ TEST_F(NetRequestProgress, ACancelledTransferTellsWhatItWas) {
                 ElementsAre("responseCodeDomain=http", "url=" + peer.url("/a"), "httpMethod=GET"));
 }
 
-TEST_F(NetRequestProgress, ACancelIsNoticedWithinLibcurlsSecond) {
+TEST_F(NetRequestProgressTest, ACancelIsNoticedWithinLibcurlsSecond) {
     // It has just begun.
     expectOnceLessThan(milliseconds(2000), [this] {
         const std::size_t before = peer.requests().size();
@@ -330,7 +330,7 @@ TEST_F(NetRequestProgress, ACancelIsNoticedWithinLibcurlsSecond) {
     });
 }
 
-TEST_F(NetRequestProgress, ACancelWithinASinkEndsTheTransfer) {
+TEST_F(NetRequestProgressTest, ACancelWithinASinkEndsTheTransfer) {
     peer.onConnection()
         .clientMayLeave()
         .expectRequest()
@@ -345,21 +345,21 @@ TEST_F(NetRequestProgress, ACancelWithinASinkEndsTheTransfer) {
     EXPECT_EQ(sink->all(), "abc");
 }
 
-TEST_F(NetRequestProgress, ACancelWithinOnProgressEndsTheTransfer) {
+TEST_F(NetRequestProgressTest, ACancelWithinOnProgressEndsTheTransfer) {
     peer.setDefaultReply(okReply);
     progress->then = [this](const ProgressNumbers&) { request->cancel(); };
     expectCancelled(thrownBy<CCURLError>([&] { request->perform(); }));
     EXPECT_EQ(progress->calls.size(), 1u) << "not called after the end";
 }
 
-TEST_F(NetRequestProgress, ACancelBeforeATransferIsForgotten) {
+TEST_F(NetRequestProgressTest, ACancelBeforeATransferIsForgotten) {
     peer.setDefaultReply(okReply);
     request->cancel();
     request->perform();
     EXPECT_EQ(bodyOf(*request), "ok");
 }
 
-TEST_F(NetRequestProgress, ACancelBeforeAResetIsForgotten) {
+TEST_F(NetRequestProgressTest, ACancelBeforeAResetIsForgotten) {
     peer.setDefaultReply(okReply);
     request->announceAsync();
     request->cancel();
@@ -371,7 +371,7 @@ TEST_F(NetRequestProgress, ACancelBeforeAResetIsForgotten) {
     EXPECT_EQ(curl_easy_perform(request->getHandle()), CURLE_OK);
 }
 
-TEST_F(NetRequestProgress, ACancelAfterTheEndChangesNothing) {
+TEST_F(NetRequestProgressTest, ACancelAfterTheEndChangesNothing) {
     peer.setDefaultReply(okReply);
     const P<TestListener> listener = new TestListener;
     listener->then = [this] { request->cancel(); };
@@ -385,7 +385,7 @@ TEST_F(NetRequestProgress, ACancelAfterTheEndChangesNothing) {
     EXPECT_EQ(bodyOf(*request), "ok");
 }
 
-TEST_F(NetRequestProgress, ACancelWhileASinkBeginsAgainCounts) {
+TEST_F(NetRequestProgressTest, ACancelWhileASinkBeginsAgainCounts) {
     peer.setDefaultReply(okReply);
     struct Sink : virtual vexil::CBase, CNetRequest::IRestartableDataSink {
         explicit Sink(CNetRequest* cancelled) : request(cancelled) {}
@@ -398,7 +398,7 @@ TEST_F(NetRequestProgress, ACancelWhileASinkBeginsAgainCounts) {
     EXPECT_THAT(peer.requests(), IsEmpty());
 }
 
-TEST_F(NetRequestProgress, AnAnnouncementIsOverWithASynchronousTransfer) {
+TEST_F(NetRequestProgressTest, AnAnnouncementIsOverWithASynchronousTransfer) {
     peer.setDefaultReply(okReply);
     request->announceAsync();
     request->perform();
@@ -407,7 +407,7 @@ TEST_F(NetRequestProgress, AnAnnouncementIsOverWithASynchronousTransfer) {
     EXPECT_EQ(curl_easy_perform(request->getHandle()), CURLE_OK);
 }
 
-TEST_F(NetRequestProgress, TheConnectionOfACancelledTransferIsNotUsedAgain) {
+TEST_F(NetRequestProgressTest, TheConnectionOfACancelledTransferIsNotUsedAgain) {
     peer.onConnection()
         .expectRequest()
         .reply(okReply)
@@ -428,7 +428,7 @@ TEST_F(NetRequestProgress, TheConnectionOfACancelledTransferIsNotUsedAgain) {
     EXPECT_EQ(peer.connectionCount(), 2u);
 }
 
-TEST_F(NetRequestProgress, AnAbortOfTheSourceIsNoCancel) {
+TEST_F(NetRequestProgressTest, AnAbortOfTheSourceIsNoCancel) {
     for (int i = 0; i < 2; ++i) {
         peer.onConnection().clientMayLeave().expectHead().waitForClose();
     }
@@ -450,7 +450,7 @@ TEST_F(NetRequestProgress, AnAbortOfTheSourceIsNoCancel) {
     EXPECT_THAT(error->getMessage().toUTF8(), Not(HasSubstr("cancelled")));
 }
 
-TEST_F(NetRequestProgress, WithoutEnablingACancelIsAnErrorAndChangesNothing) {
+TEST_F(NetRequestProgressTest, WithoutEnablingACancelIsAnErrorAndChangesNothing) {
     peer.onConnection().expectRequest().reply(okReply).expectRequest().reply(okReply);
     request->setTransferProgress(nullptr);
     EXPECT_FALSE(request->isCancellable());
@@ -477,7 +477,7 @@ TEST_F(NetRequestProgress, WithoutEnablingACancelIsAnErrorAndChangesNothing) {
     EXPECT_EQ(sink->all(), "okok");
 }
 
-TEST_F(NetRequestProgress, CancellingIsEnabledByEither) {
+TEST_F(NetRequestProgressTest, CancellingIsEnabledByEither) {
     EXPECT_TRUE(request->isCancellable()) << "by its progress object";
     request->setCancellable(true);
     request->setTransferProgress(nullptr);
@@ -494,7 +494,7 @@ TEST_F(NetRequestProgress, CancellingIsEnabledByEither) {
     EXPECT_TRUE(request->isCancellable());
 }
 
-TEST_F(NetRequestProgress, CancellingLastsOverTransfers) {
+TEST_F(NetRequestProgressTest, CancellingLastsOverTransfers) {
     request->setTransferProgress(nullptr);
     request->setCancellable(true);
     const P<TestSink> sink = new TestSink;
@@ -510,7 +510,7 @@ TEST_F(NetRequestProgress, CancellingLastsOverTransfers) {
     }
 }
 
-TEST_F(NetRequestProgress, ACancelWakesWhatDrivesTheTransfer) {
+TEST_F(NetRequestProgressTest, ACancelWakesWhatDrivesTheTransfer) {
     struct Waker : virtual vexil::CBase, CNetRequest::ICancelWaker {
         void wake() noexcept override { ++calls; }
         int calls = 0;
@@ -530,9 +530,9 @@ TEST_F(NetRequestProgress, ACancelWakesWhatDrivesTheTransfer) {
 
 // ---- tokens ----------------------------------------------------------------------------------------------
 
-class NetRequestToken : public NetRequestProgress {
+class NetRequestTokenTest : public NetRequestProgressTest {
 protected:
-    NetRequestToken() {
+    NetRequestTokenTest() {
         request->setTransferProgress(nullptr);
         request->setCancelToken(token);
     }
@@ -540,7 +540,7 @@ protected:
     const P<CCancelToken> token = new CCancelToken;
 };
 
-TEST_F(NetRequestToken, LetsTransfersRunUntilItIsCancelled) {
+TEST_F(NetRequestTokenTest, LetsTransfersRunUntilItIsCancelled) {
     peer.setDefaultReply(okReply);
     EXPECT_FALSE(token->isCancelled());
     EXPECT_NO_THROW(token->throwIfCancelled());
@@ -550,7 +550,7 @@ TEST_F(NetRequestToken, LetsTransfersRunUntilItIsCancelled) {
     EXPECT_EQ(request->getCancelToken(), token);
 }
 
-TEST_F(NetRequestToken, IsNotForgottenWhenATransferStarts) {
+TEST_F(NetRequestTokenTest, IsNotForgottenWhenATransferStarts) {
     peer.setDefaultReply(okReply);
     request->perform();
     token->cancel();
@@ -564,7 +564,7 @@ TEST_F(NetRequestToken, IsNotForgottenWhenATransferStarts) {
     EXPECT_EQ(bodyOf(*request), "");
 }
 
-TEST_F(NetRequestToken, LeavesNoResponseOfTheTransferBefore) {
+TEST_F(NetRequestTokenTest, LeavesNoResponseOfTheTransferBefore) {
     peer.setDefaultReply(okReply);
     request->perform();
     EXPECT_EQ(request->getResponseCode(), 200);
@@ -579,7 +579,7 @@ TEST_F(NetRequestToken, LeavesNoResponseOfTheTransferBefore) {
     EXPECT_EQ(request->getResponseCode(), 200);
 }
 
-TEST_F(NetRequestToken, KeepsATransferFromBeginning) {
+TEST_F(NetRequestTokenTest, KeepsATransferFromBeginning) {
     token->cancel();
     request->setURL("wrong://host/");
     expectCancelled(thrownBy<CCURLError>([&] { request->perform(); }));
@@ -589,7 +589,7 @@ TEST_F(NetRequestToken, KeepsATransferFromBeginning) {
     EXPECT_EQ(peer.connectionCount(), 0u);
 }
 
-TEST_F(NetRequestToken, LastsPastAReset) {
+TEST_F(NetRequestTokenTest, LastsPastAReset) {
     request->reset();
     request->setProxy("");
     request->setURL(peer.url("/a").c_str());
@@ -602,7 +602,7 @@ TEST_F(NetRequestToken, LastsPastAReset) {
     canceller.join();
 }
 
-TEST_F(NetRequestToken, AndACancelBothEndATransfer) {
+TEST_F(NetRequestTokenTest, AndACancelBothEndATransfer) {
     peer.onConnection().clientMayLeave().expectRequest().waitForClose();
     expectCancelled(errorOfCancelled(
         *request, [&] { request->perform(); }, [&] { EXPECT_TRUE(peer.waitForRequests(1)); }));
@@ -611,7 +611,7 @@ TEST_F(NetRequestToken, AndACancelBothEndATransfer) {
 
 P<CCancelToken> tokenOfHandler;
 
-TEST_F(NetRequestToken, MayBeCancelledByASignalHandler) {
+TEST_F(NetRequestTokenTest, MayBeCancelledByASignalHandler) {
     tokenOfHandler = token;
     const auto oldHandler = std::signal(SIGTERM, [](int) { tokenOfHandler->cancel(); });
     ASSERT_NE(oldHandler, SIG_ERR);
@@ -622,7 +622,7 @@ TEST_F(NetRequestToken, MayBeCancelledByASignalHandler) {
     expectCancelled(thrownBy<CCURLError>([&] { token->throwIfCancelled(); }));
 }
 
-TEST_F(NetRequestToken, EndsAPause) {
+TEST_F(NetRequestTokenTest, EndsAPause) {
     EXPECT_TRUE(token->pause(0));
     EXPECT_TRUE(token->pause(-5));
     const auto start = Clock::now();

@@ -42,7 +42,7 @@ std::vector<std::string> getNames(const CXMLElement& element) {
     return names;
 }
 
-class NetRequestVerbose : public testing::Test {
+class NetRequestVerboseTest : public testing::Test {
 protected:
     /// The element of one message as one line.
     std::string show(curl_infotype type, std::string_view bytes, unsigned int maxLength = whole) {
@@ -66,7 +66,7 @@ protected:
 
 // ---- one element per message -----------------------------------------------------------------------------
 
-TEST_F(NetRequestVerbose, NamesElementsByKindOfMessage) {
+TEST_F(NetRequestVerboseTest, NamesElementsByKindOfMessage) {
     m_request->setVerboseSettings(vexil::VerboseLogBoth, vexil::VerboseLogBoth);
 
     EXPECT_EQ(show(CURLINFO_TEXT, "a b"), "info|a b");
@@ -79,7 +79,7 @@ TEST_F(NetRequestVerbose, NamesElementsByKindOfMessage) {
     EXPECT_EQ(show(CURLINFO_END, "a b"), "unknown type=7 bytes=3|a%20b");
 }
 
-TEST_F(NetRequestVerbose, ShowsDataByDirectionAsSet) {
+TEST_F(NetRequestVerboseTest, ShowsDataByDirectionAsSet) {
     struct Case {
         vexil::VerboseLogData setting;
         bool sent;
@@ -108,7 +108,7 @@ TEST_F(NetRequestVerbose, ShowsDataByDirectionAsSet) {
     }
 }
 
-TEST_F(NetRequestVerbose, ShowsInfoHeadersAndUnknownWhateverIsSet) {
+TEST_F(NetRequestVerboseTest, ShowsInfoHeadersAndUnknownWhateverIsSet) {
     m_request->setVerboseSettings(vexil::VerboseLogNone, vexil::VerboseLogNone);
 
     EXPECT_EQ(show(CURLINFO_TEXT, "x"), "info|x");
@@ -117,7 +117,7 @@ TEST_F(NetRequestVerbose, ShowsInfoHeadersAndUnknownWhateverIsSet) {
     EXPECT_EQ(show(CURLINFO_END, "x"), "unknown type=7 bytes=1|x");
 }
 
-TEST_F(NetRequestVerbose, OrdersAttributesAndTellsTimeInMilliseconds) {
+TEST_F(NetRequestVerboseTest, OrdersAttributesAndTellsTimeInMilliseconds) {
     const P<CXMLElement> data = m_request->createVerboseXmlElement(makeMessage(CURLINFO_DATA_IN, "x"), whole);
     EXPECT_THAT(getNames(*data), ElementsAre("type", "logTime", "bytes"));
     EXPECT_EQ(data->getAttributes().lookup("logTime").toUTF8(), "2020-03-03T07:05:09.123Z");
@@ -128,7 +128,7 @@ TEST_F(NetRequestVerbose, OrdersAttributesAndTellsTimeInMilliseconds) {
                 ElementsAre("type", "logTime"));
 }
 
-TEST_F(NetRequestVerbose, CutsBeforeItEscapes) {
+TEST_F(NetRequestVerboseTest, CutsBeforeItEscapes) {
     m_request->setVerboseSettings(vexil::VerboseLogBoth, vexil::VerboseLogNone);
 
     EXPECT_EQ(show(CURLINFO_DATA_IN, "    ", 2), "receive type=data bytes=4|%20%20...");
@@ -139,27 +139,27 @@ TEST_F(NetRequestVerbose, CutsBeforeItEscapes) {
     EXPECT_EQ(show(CURLINFO_TEXT, "", 0), "info|");
 }
 
-TEST_F(NetRequestVerbose, TellsThatHiddenDataIsLongerThanTheLimit) {
+TEST_F(NetRequestVerboseTest, TellsThatHiddenDataIsLongerThanTheLimit) {
     m_request->setVerboseSettings(vexil::VerboseLogNone, vexil::VerboseLogNone);
 
     EXPECT_EQ(show(CURLINFO_DATA_IN, "abc", 2), "receive type=data bytes=3|~stripped~...");
     EXPECT_EQ(show(CURLINFO_DATA_IN, "abc", 3), "receive type=data bytes=3|~stripped~");
 }
 
-TEST_F(NetRequestVerbose, EscapesEverythingButUnreservedInData) {
+TEST_F(NetRequestVerboseTest, EscapesEverythingButUnreservedInData) {
     m_request->setVerboseSettings(vexil::VerboseLogBoth, vexil::VerboseLogNone);
 
     EXPECT_EQ(show(CURLINFO_DATA_IN, "aZ09-._~ /+%\n"), "receive type=data bytes=13|aZ09-._~%20%2F%2B%25%0A");
     EXPECT_EQ(show(CURLINFO_DATA_IN, std::string("\0\xff", 2)), "receive type=data bytes=2|%00%C3%BF");
 }
 
-TEST_F(NetRequestVerbose, ReadsTextAsLatin1) {
+TEST_F(NetRequestVerboseTest, ReadsTextAsLatin1) {
     const std::string bytes("\x80\xe4\xff\0x", 5);
     EXPECT_EQ(m_request->createVerboseXmlElement(makeMessage(CURLINFO_TEXT, bytes), whole)->getText(),
               String(std::wstring(L"\x80\xe4\xff\0x", 5)));
 }
 
-TEST_F(NetRequestVerbose, TrimsOnlyTheRightEnd) {
+TEST_F(NetRequestVerboseTest, TrimsOnlyTheRightEnd) {
     EXPECT_EQ(show(CURLINFO_TEXT, "  a  b \t\r\n"), "info|  a  b");
     EXPECT_EQ(show(CURLINFO_TEXT, " \r\n"), "info|");
     EXPECT_EQ(show(CURLINFO_HEADER_IN, "Server: x\r\n"), "receive type=header|Server: x");
@@ -167,7 +167,7 @@ TEST_F(NetRequestVerbose, TrimsOnlyTheRightEnd) {
     EXPECT_EQ(show(CURLINFO_TEXT, "a   b", 3), "info|a  ...");
 }
 
-TEST_F(NetRequestVerbose, StripsTheValueOfTheAuthorizationHeader) {
+TEST_F(NetRequestVerboseTest, StripsTheValueOfTheAuthorizationHeader) {
     for (const curl_infotype type : {CURLINFO_HEADER_IN, CURLINFO_HEADER_OUT}) {
         const std::string start = type == CURLINFO_HEADER_IN ? "receive type=header|" : "send type=header|";
         EXPECT_EQ(show(type, "GET / HTTP/1.1\r\nAuthorization: AWS key:value\r\nAccept: */*\r\n\r\n"),
@@ -175,7 +175,7 @@ TEST_F(NetRequestVerbose, StripsTheValueOfTheAuthorizationHeader) {
     }
 }
 
-TEST_F(NetRequestVerbose, StripsBehindTheTrimSoThatALastCharacterSurvives) {
+TEST_F(NetRequestVerboseTest, StripsBehindTheTrimSoThatALastCharacterSurvives) {
     EXPECT_EQ(show(CURLINFO_HEADER_OUT, "Authorization: secret\r\n"),
               "send type=header|Authorization: ~stripped~t");
     EXPECT_EQ(show(CURLINFO_HEADER_OUT, "Authorization: secret"),
@@ -185,7 +185,7 @@ TEST_F(NetRequestVerbose, StripsBehindTheTrimSoThatALastCharacterSurvives) {
               "send type=header|Authorization: ~stripped~.");
 }
 
-TEST_F(NetRequestVerbose, StripsTheFirstAuthorizationOnlyAndOnlyInThisSpelling) {
+TEST_F(NetRequestVerboseTest, StripsTheFirstAuthorizationOnlyAndOnlyInThisSpelling) {
     EXPECT_EQ(show(CURLINFO_HEADER_OUT, "Authorization: a\nAuthorization: b\nx"),
               "send type=header|Authorization: ~stripped~\nAuthorization: b\nx");
     EXPECT_EQ(show(CURLINFO_HEADER_OUT, "Proxy-Authorization: a\nAuthorization: b\nx"),
@@ -196,7 +196,7 @@ TEST_F(NetRequestVerbose, StripsTheFirstAuthorizationOnlyAndOnlyInThisSpelling) 
     EXPECT_EQ(show(CURLINFO_HEADER_OUT, "Authorization: "), "send type=header|Authorization:");
 }
 
-TEST_F(NetRequestVerbose, StripsInHeadersOnly) {
+TEST_F(NetRequestVerboseTest, StripsInHeadersOnly) {
     m_request->setVerboseSettings(vexil::VerboseLogBoth, vexil::VerboseLogNone);
 
     EXPECT_EQ(show(CURLINFO_TEXT, "Authorization: a\nx"), "info|Authorization: a\nx");
@@ -205,7 +205,7 @@ TEST_F(NetRequestVerbose, StripsInHeadersOnly) {
 
 // ---- recording -------------------------------------------------------------------------------------------
 
-TEST_F(NetRequestVerbose, RecordsInOrderUnderARootWithMethodAndURL) {
+TEST_F(NetRequestVerboseTest, RecordsInOrderUnderARootWithMethodAndURL) {
     m_request->setURL("http://example.com/a b");
     m_request->log(CURLINFO_TEXT, "one");
     m_request->log(CURLINFO_HEADER_OUT, "two");
@@ -217,7 +217,7 @@ TEST_F(NetRequestVerbose, RecordsInOrderUnderARootWithMethodAndURL) {
     EXPECT_THAT(describeChildren(*root), ElementsAre("info|one", "send type=header|two", "info|three"));
 }
 
-TEST_F(NetRequestVerbose, NamesTheMethodAsTheRequestDoes) {
+TEST_F(NetRequestVerboseTest, NamesTheMethodAsTheRequestDoes) {
     const auto getMethod = [&] {
         return m_request->getVerboseOutput(0)->getAttributes().lookup("httpMethod").toUTF8();
     };
@@ -228,7 +228,7 @@ TEST_F(NetRequestVerbose, NamesTheMethodAsTheRequestDoes) {
     EXPECT_EQ(getMethod(), "DELETE");
 }
 
-TEST_F(NetRequestVerbose, CopiesTheBytesAndTheTime) {
+TEST_F(NetRequestVerboseTest, CopiesTheBytesAndTheTime) {
     char bytes[] = "abc";
     const zet::CTime before = zet::CTime::now();
     m_request->onLogDebugMessage(m_request->getHandle(), CURLINFO_TEXT, bytes, 3);
@@ -242,7 +242,7 @@ TEST_F(NetRequestVerbose, CopiesTheBytesAndTheTime) {
     EXPECT_LE(time, zet::CTimeFields(zet::CTime::now()).toISODateTime(3).toUTF8());
 }
 
-TEST_F(NetRequestVerbose, IgnoresOtherHandlesAndANullRequest) {
+TEST_F(NetRequestVerboseTest, IgnoresOtherHandlesAndANullRequest) {
     const P<CNetRequest> other = new CNetRequest;
     char bytes[] = "abc";
     EXPECT_EQ(
@@ -257,14 +257,14 @@ TEST_F(NetRequestVerbose, IgnoresOtherHandlesAndANullRequest) {
     EXPECT_THAT(log(), ElementsAre("info|abc"));
 }
 
-TEST_F(NetRequestVerbose, IsOffAtFirst) {
+TEST_F(NetRequestVerboseTest, IsOffAtFirst) {
     const P<CNetRequest> request = new CNetRequest;
     EXPECT_FALSE(request->isVerboseEnabled());
     EXPECT_FALSE(request->getVerboseOutput(whole));
     EXPECT_FALSE(request->getRedactedVerboseOutput(whole));
 }
 
-TEST_F(NetRequestVerbose, GivesAndRecordsNothingWhileOffButKeepsWhatItHas) {
+TEST_F(NetRequestVerboseTest, GivesAndRecordsNothingWhileOffButKeepsWhatItHas) {
     m_request->log(CURLINFO_TEXT, "kept");
     m_request->setVerbose(false);
     EXPECT_FALSE(m_request->isVerboseEnabled());
@@ -277,7 +277,7 @@ TEST_F(NetRequestVerbose, GivesAndRecordsNothingWhileOffButKeepsWhatItHas) {
     EXPECT_THAT(log(), ElementsAre("info|kept"));
 }
 
-TEST_F(NetRequestVerbose, BeginsAnewWithEachTransferAndReset) {
+TEST_F(NetRequestVerboseTest, BeginsAnewWithEachTransferAndReset) {
     m_request->log(CURLINFO_TEXT, "one");
     m_request->resetForPerform();
     EXPECT_THAT(log(), IsEmpty());
@@ -294,7 +294,7 @@ TEST_F(NetRequestVerbose, BeginsAnewWithEachTransferAndReset) {
 
 // ---- the limit -------------------------------------------------------------------------------------------
 
-TEST_F(NetRequestVerbose, RecordsAllWithoutALimit) {
+TEST_F(NetRequestVerboseTest, RecordsAllWithoutALimit) {
     m_request->setVerboseSettings(vexil::VerboseLogNone, vexil::VerboseLogNone);
     m_request->log(CURLINFO_DATA_IN, "abc");
     EXPECT_THAT(log(), ElementsAre("receive type=data bytes=3|~stripped~"));
@@ -303,7 +303,7 @@ TEST_F(NetRequestVerbose, RecordsAllWithoutALimit) {
     EXPECT_THAT(log(), ElementsAre("receive type=data bytes=3|abc"));
 }
 
-TEST_F(NetRequestVerbose, CountsOnlyWhatIsNotToBeShown) {
+TEST_F(NetRequestVerboseTest, CountsOnlyWhatIsNotToBeShown) {
     m_request->setVerboseRecordLimit(1000000);
     m_request->setVerboseSettings(vexil::VerboseLogSent, vexil::VerboseLogNone);
     for (int i = 0; i < 1000; ++i) {
@@ -325,7 +325,7 @@ TEST_F(NetRequestVerbose, CountsOnlyWhatIsNotToBeShown) {
     EXPECT_THAT(log(), Not(Contains(HasSubstr("x"))));
 }
 
-TEST_F(NetRequestVerbose, LeavesOutDataAboveTheLimit) {
+TEST_F(NetRequestVerboseTest, LeavesOutDataAboveTheLimit) {
     m_request->setVerboseRecordLimit(500);
     m_request->setVerboseSettings(vexil::VerboseLogBoth, vexil::VerboseLogBoth);
     m_request->log(CURLINFO_HEADER_OUT, "GET / HTTP/1.1\r\n\r\n");
@@ -349,7 +349,7 @@ TEST_F(NetRequestVerbose, LeavesOutDataAboveTheLimit) {
     EXPECT_THAT(log(), ElementsAre("receive type=data bytes=3|abc"));
 }
 
-TEST_F(NetRequestVerbose, EndsTheRecordWhenHeadersReachTheLimit) {
+TEST_F(NetRequestVerboseTest, EndsTheRecordWhenHeadersReachTheLimit) {
     m_request->setVerboseRecordLimit(1000);
     m_request->setVerboseSettings(vexil::VerboseLogBoth, vexil::VerboseLogBoth);
     for (int i = 0; i < 100000; ++i) {
@@ -361,7 +361,7 @@ TEST_F(NetRequestVerbose, EndsTheRecordWhenHeadersReachTheLimit) {
     EXPECT_EQ(m_request->getVerboseLeftOutBytes(), 99992 * 32 + 3 + 11);
 }
 
-TEST_F(NetRequestVerbose, KeepsTheEndOfAHeadThatComesAsData) {
+TEST_F(NetRequestVerboseTest, KeepsTheEndOfAHeadThatComesAsData) {
     m_request->setVerboseRecordLimit(1000);
     m_request->setVerboseSettings(vexil::VerboseLogReceived, vexil::VerboseLogNone);
     m_request->log(CURLINFO_HEADER_OUT, "PUT / HTTP/1.1\r\nReferer: http://user:pass");
@@ -376,7 +376,7 @@ TEST_F(NetRequestVerbose, KeepsTheEndOfAHeadThatComesAsData) {
                             "send type=data bytes=6|~stripped~"));
 }
 
-TEST_F(NetRequestVerbose, KeepsTheLimitPastReset) {
+TEST_F(NetRequestVerboseTest, KeepsTheLimitPastReset) {
     m_request->setVerboseRecordLimit(0);
     m_request->reset();
     m_request->log(CURLINFO_TEXT, "abc");
@@ -390,7 +390,7 @@ TEST_F(NetRequestVerbose, KeepsTheLimitPastReset) {
 
 // ---- the automatic setting -------------------------------------------------------------------------------
 
-TEST_F(NetRequestVerbose, DecidesForBothUnlessItUploads) {
+TEST_F(NetRequestVerboseTest, DecidesForBothUnlessItUploads) {
     m_request->resetForPerform();
     EXPECT_EQ(show(CURLINFO_DATA_OUT, "x"), "send type=data bytes=1|x");
     EXPECT_EQ(show(CURLINFO_DATA_IN, "x"), "receive type=data bytes=1|x");
@@ -398,7 +398,7 @@ TEST_F(NetRequestVerbose, DecidesForBothUnlessItUploads) {
     EXPECT_EQ(show(CURLINFO_SSL_DATA_OUT, "x"), "send type=ssl_data bytes=1|~stripped~");
 }
 
-TEST_F(NetRequestVerbose, DecidesForReceivedWhenItUploads) {
+TEST_F(NetRequestVerboseTest, DecidesForReceivedWhenItUploads) {
     const auto expectReceivedOnly = [&] {
         m_request->resetForPerform();
         EXPECT_EQ(show(CURLINFO_DATA_OUT, "x"), "send type=data bytes=1|~stripped~");
@@ -412,7 +412,7 @@ TEST_F(NetRequestVerbose, DecidesForReceivedWhenItUploads) {
     expectReceivedOnly();
 }
 
-TEST_F(NetRequestVerbose, DecidesOnce) {
+TEST_F(NetRequestVerboseTest, DecidesOnce) {
     m_request->setHTTPMethod("PUT");
     m_request->resetForPerform();
     m_request->setHTTPMethod("GET");
@@ -424,20 +424,20 @@ TEST_F(NetRequestVerbose, DecidesOnce) {
     EXPECT_EQ(show(CURLINFO_DATA_OUT, "x"), "send type=data bytes=1|x");
 }
 
-TEST_F(NetRequestVerbose, DecidesInAResetByTheMethodThatItClears) {
+TEST_F(NetRequestVerboseTest, DecidesInAResetByTheMethodThatItClears) {
     m_request->setHTTPMethod("PUT");
     m_request->reset();
     EXPECT_EQ(show(CURLINFO_DATA_OUT, "x"), "send type=data bytes=1|~stripped~");
 }
 
-TEST_F(NetRequestVerbose, DecidesForDataOnly) {
+TEST_F(NetRequestVerboseTest, DecidesForDataOnly) {
     m_request->setVerboseSettings(vexil::VerboseLogBoth, vexil::VerboseLogAutomatic);
     m_request->resetForPerform();
     EXPECT_EQ(show(CURLINFO_SSL_DATA_IN, "x"), "receive type=ssl_data bytes=1|~stripped~");
     EXPECT_EQ(show(CURLINFO_SSL_DATA_OUT, "x"), "send type=ssl_data bytes=1|~stripped~");
 }
 
-TEST_F(NetRequestVerbose, KeepsSettingsPastTransfersAndReset) {
+TEST_F(NetRequestVerboseTest, KeepsSettingsPastTransfersAndReset) {
     m_request->setVerboseSettings(vexil::VerboseLogSent, vexil::VerboseLogReceived);
     m_request->resetForPerform();
     m_request->reset();
@@ -449,7 +449,7 @@ TEST_F(NetRequestVerbose, KeepsSettingsPastTransfersAndReset) {
 
 // ---- transfers -------------------------------------------------------------------------------------------
 
-class NetRequestVerboseWire : public NetRequestVerbose {
+class NetRequestVerboseWireTest : public NetRequestVerboseTest {
 protected:
     void TearDown() override {
         EXPECT_TRUE(m_peer.waitUntilIdle());
@@ -459,7 +459,7 @@ protected:
     ScriptedPeer m_peer;
 };
 
-TEST_F(NetRequestVerboseWire, ShowsTheExchange) {
+TEST_F(NetRequestVerboseWireTest, ShowsTheExchange) {
     m_peer.onConnection().expectHead().reply("HTTP/1.1 200 OK\r\nContent-Length: 3\r\nX-A: b\r\n\r\na b");
     m_request->setURL(String::fromUTF8(m_peer.url("/x")));
     const P<vexil::CNetHeaders> headers = new vexil::CNetHeaders;
@@ -477,7 +477,7 @@ TEST_F(NetRequestVerboseWire, ShowsTheExchange) {
     EXPECT_THAT(lines, Contains(StartsWith("info|")));
 }
 
-TEST_F(NetRequestVerboseWire, ShowsTheLastTransferOnly) {
+TEST_F(NetRequestVerboseWireTest, ShowsTheLastTransferOnly) {
     m_peer.setDefaultReply("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
     m_request->setURL(String::fromUTF8(m_peer.url("/first")));
     m_request->perform();
@@ -488,7 +488,7 @@ TEST_F(NetRequestVerboseWire, ShowsTheLastTransferOnly) {
     EXPECT_THAT(log(), Contains(StartsWith("send type=header|GET /second ")));
 }
 
-TEST_F(NetRequestVerboseWire, CutsEveryBlockOfALargeDownload) {
+TEST_F(NetRequestVerboseWireTest, CutsEveryBlockOfALargeDownload) {
     const std::string head = "HTTP/1.1 200 OK\r\nContent-Length: 1048576\r\n\r\n";
     m_peer.onConnection().expectHead().reply(head).sendPattern(1048576);
     m_request->setVerboseSettings(vexil::VerboseLogBoth, vexil::VerboseLogNone);
@@ -512,7 +512,7 @@ TEST_F(NetRequestVerboseWire, CutsEveryBlockOfALargeDownload) {
     EXPECT_EQ(bytes, 1048576);
 }
 
-TEST_F(NetRequestVerboseWire, CountsALargeDownloadThatIsNotShown) {
+TEST_F(NetRequestVerboseWireTest, CountsALargeDownloadThatIsNotShown) {
     const std::string head = "HTTP/1.1 200 OK\r\nContent-Length: 10000000\r\n\r\n";
     m_peer.onConnection().expectHead().reply(head).sendPattern(10000000);
     m_request->setVerboseSettings(vexil::VerboseLogNone, vexil::VerboseLogNone);
@@ -534,7 +534,7 @@ TEST_F(NetRequestVerboseWire, CountsALargeDownloadThatIsNotShown) {
     EXPECT_THAT(log(), Contains(HasSubstr("left intact")));
 }
 
-TEST_F(NetRequestVerboseWire, HidesTheBodyOfAPutAndShowsItsAnswer) {
+TEST_F(NetRequestVerboseWireTest, HidesTheBodyOfAPutAndShowsItsAnswer) {
     m_peer.onConnection().expectRequest().reply("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\ndone");
     m_request->setURL(String::fromUTF8(m_peer.url()));
     m_request->setHTTPMethod("PUT");
@@ -546,7 +546,7 @@ TEST_F(NetRequestVerboseWire, HidesTheBodyOfAPutAndShowsItsAnswer) {
     EXPECT_THAT(log(), Not(Contains(HasSubstr("confidential"))));
 }
 
-TEST_F(NetRequestVerboseWire, NeedsSetVerboseAgainAfterReset) {
+TEST_F(NetRequestVerboseWireTest, NeedsSetVerboseAgainAfterReset) {
     m_peer.setDefaultReply("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
     m_request->reset();
     m_request->setURL(String::fromUTF8(m_peer.url()));
@@ -558,7 +558,7 @@ TEST_F(NetRequestVerboseWire, NeedsSetVerboseAgainAfterReset) {
     EXPECT_THAT(log(), Contains("receive type=header|HTTP/1.1 200 OK"));
 }
 
-TEST_F(NetRequestVerboseWire, ShowsAFailedTransfer) {
+TEST_F(NetRequestVerboseWireTest, ShowsAFailedTransfer) {
     m_request->setURL(
         String::fromUTF8("http://127.0.0.1:" + std::to_string(ScriptedPeer::closedPort()) + "/"));
     EXPECT_THROW(m_request->perform(), vexil::CCURLError);

@@ -39,9 +39,9 @@ struct Pair {
     Exchange other;
 };
 
-class RedactionProperty : public testing::Test {
+class RedactionPropertyTest : public testing::Test {
 protected:
-    RedactionProperty() {
+    RedactionPropertyTest() {
         for (LogRequest* request : {m_request.get(), m_otherRequest.get()}) {
             request->setVerboseSettings(vexil::VerboseLogBoth, vexil::VerboseLogBoth);
         }
@@ -144,7 +144,7 @@ protected:
     RandomLogins m_random{seed};
 };
 
-TEST_F(RedactionProperty, NothingOfALoginIsShown) {
+TEST_F(RedactionPropertyTest, NothingOfALoginIsShown) {
     for (int number = 0; number < loginCount; ++number) {
         const Login login = makeLogin(number);
         const Secrets secrets(login);
@@ -161,7 +161,7 @@ TEST_F(RedactionProperty, NothingOfALoginIsShown) {
     }
 }
 
-TEST_F(RedactionProperty, NoCutShowsAnything) {
+TEST_F(RedactionPropertyTest, NoCutShowsAnything) {
     for (int number = 0; number < loginCount; number += 199) {
         const Login login = makeLogin(number);
         const Secrets secrets(login);
@@ -177,7 +177,7 @@ TEST_F(RedactionProperty, NoCutShowsAnything) {
     }
 }
 
-TEST_F(RedactionProperty, TheConfidentialLogShowsWhatIsLookedFor) {
+TEST_F(RedactionPropertyTest, TheConfidentialLogShowsWhatIsLookedFor) {
     for (int number = 7; number < loginCount; number += 10) {
         const Login login = makeLogin(number);
         const Secrets secrets(login);
@@ -193,7 +193,7 @@ TEST_F(RedactionProperty, TheConfidentialLogShowsWhatIsLookedFor) {
     }
 }
 
-TEST_F(RedactionProperty, TheRestIsShown) {
+TEST_F(RedactionPropertyTest, TheRestIsShown) {
     const std::vector<std::vector<std::string>> shown = {
         {"Trying 127.0.0.1:80...", "GET /a@b HTTP/1.1\r\nHost: host\r\n", "uthorization:", "Accept: */*\r\n",
          "Cookie: ~", "X-Amz-Security-Token: ~", "HTTP/1.1 302 Found", "Server: nginx", "Set-Cookie: ~",

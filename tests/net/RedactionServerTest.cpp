@@ -126,7 +126,7 @@ protected:
 
 enum class Protocol { HTTP1, HTTP2 };
 
-class RedactionHTTPServer : public RedactionServer, public testing::WithParamInterface<Protocol> {
+class RedactionHTTPServerTest : public RedactionServer, public testing::WithParamInterface<Protocol> {
 protected:
     static std::string makeURL(const std::string& path, const std::string& userInfo = {}) {
         const bool isHTTP2 = GetParam() == Protocol::HTTP2;
@@ -201,12 +201,12 @@ protected:
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(Over, RedactionHTTPServer, testing::Values(Protocol::HTTP1, Protocol::HTTP2),
+INSTANTIATE_TEST_SUITE_P(Over, RedactionHTTPServerTest, testing::Values(Protocol::HTTP1, Protocol::HTTP2),
                          [](const auto& param) {
                              return param.param == Protocol::HTTP1 ? "HTTP1" : "HTTP2";
                          });
 
-TEST_P(RedactionHTTPServer, NothingOfALoginIsShown) {
+TEST_P(RedactionHTTPServerTest, NothingOfALoginIsShown) {
     constexpr int kindCount = 5;
     for (int number = 0; number < transferCount; ++number) {
         const int kind = number % kindCount;
@@ -229,7 +229,7 @@ TEST_P(RedactionHTTPServer, NothingOfALoginIsShown) {
     }
 }
 
-TEST_P(RedactionHTTPServer, NothingOfAProxysLoginIsShown) {
+TEST_P(RedactionHTTPServerTest, NothingOfAProxysLoginIsShown) {
     for (const std::string password : {"secret", "hidden-secret"}) {
         const P<CNetRequest> request = makeHTTPRequest(makeURL("/static/a.txt"));
         request->setProxy(
@@ -248,7 +248,7 @@ TEST_P(RedactionHTTPServer, NothingOfAProxysLoginIsShown) {
 
 enum class FTPSecurity { None, Explicit, Implicit };
 
-class RedactionFTPServer : public RedactionServer, public testing::WithParamInterface<FTPSecurity> {
+class RedactionFTPServerTest : public RedactionServer, public testing::WithParamInterface<FTPSecurity> {
 protected:
     static std::string makeURL(const std::string& userInfo) {
         const bool isImplicit = GetParam() == FTPSecurity::Implicit;
@@ -292,7 +292,7 @@ protected:
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(Under, RedactionFTPServer,
+INSTANTIATE_TEST_SUITE_P(Under, RedactionFTPServerTest,
                          testing::Values(FTPSecurity::None, FTPSecurity::Explicit, FTPSecurity::Implicit),
                          [](const auto& param) {
                              return param.param == FTPSecurity::None       ? "Plain"
@@ -300,7 +300,7 @@ INSTANTIATE_TEST_SUITE_P(Under, RedactionFTPServer,
                                                                            : "ImplicitTLS";
                          });
 
-TEST_P(RedactionFTPServer, NothingOfALoginButTheNameIsShown) {
+TEST_P(RedactionFTPServerTest, NothingOfALoginButTheNameIsShown) {
     constexpr int kindCount = 3;
     const int count = GetParam() == FTPSecurity::None ? transferCount : transferCount / 2;
     for (int number = 0; number < count; ++number) {
@@ -325,7 +325,7 @@ struct SMTPWay {
     CSMTPParams::ConnectType type;
 };
 
-class RedactionSMTPServer : public RedactionServer, public testing::WithParamInterface<SMTPWay> {
+class RedactionSMTPServerTest : public RedactionServer, public testing::WithParamInterface<SMTPWay> {
 protected:
     static P<CNetRequest> makeTransfer(int kind, const Login& login) {
         P<CNetRequest> request = makeRequest();
@@ -360,7 +360,7 @@ protected:
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(By, RedactionSMTPServer,
+INSTANTIATE_TEST_SUITE_P(By, RedactionSMTPServerTest,
                          testing::Values(SMTPWay{"PLAIN", CSMTPParams::ConnectUnencrypted},
                                          SMTPWay{"PLAIN", CSMTPParams::ConnectStartTLS},
                                          SMTPWay{"LOGIN", CSMTPParams::ConnectUnencrypted},
@@ -370,7 +370,7 @@ INSTANTIATE_TEST_SUITE_P(By, RedactionSMTPServer,
                              return param.param.mechanism + std::string(isPlain ? "" : "UnderSTARTTLS");
                          });
 
-TEST_P(RedactionSMTPServer, NothingOfALoginIsShown) {
+TEST_P(RedactionSMTPServerTest, NothingOfALoginIsShown) {
     for (int number = 0; number < transferCount / 2; ++number) {
         const int kind = number % 2;
         const bool isRight = number / 2 % 2 == 0;

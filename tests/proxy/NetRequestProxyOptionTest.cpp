@@ -13,13 +13,13 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using vexil::CProxySettings;
 
-class NetRequestProxyOption : public testing::Test {
+class NetRequestProxyOptionTest : public testing::Test {
 protected:
-    NetRequestProxyOption() {
+    NetRequestProxyOptionTest() {
         clearProxyVariables();
         settings->initFromUserSettings();
     }
-    ~NetRequestProxyOption() override {
+    ~NetRequestProxyOptionTest() override {
         isRecording = false;
         optionsUntilFailure = -1;
     }
@@ -40,7 +40,7 @@ protected:
     P<CNetRequest> request = new CNetRequest;
 };
 
-TEST_F(NetRequestProxyOption, TheAnswerIsSetAsItIs) {
+TEST_F(NetRequestProxyOptionTest, TheAnswerIsSetAsItIs) {
     settings->addProxiesFromString("http=Proxy:3128;ftp=http://u:p%20w@h:1/;smtp=socks5h://s");
     settings->addDirectConnectHost("near");
     const std::pair<const char*, const char*> cases[] = {
@@ -61,13 +61,13 @@ TEST_F(NetRequestProxyOption, TheAnswerIsSetAsItIs) {
     }
 }
 
-TEST_F(NetRequestProxyOption, WithoutAURLItIsEmpty) {
+TEST_F(NetRequestProxyOptionTest, WithoutAURLItIsEmpty) {
     settings->addProxiesFromString("http=p:1;=p:2");
     EXPECT_THAT(recordedBy([&] { request->setProxyForCurrentURLFromUserSettings(); }),
                 ElementsAre("PROXY=''"));
 }
 
-TEST_F(NetRequestProxyOption, AFailureOfTheOptionIsToldAndItsValueIsLeft) {
+TEST_F(NetRequestProxyOptionTest, AFailureOfTheOptionIsToldAndItsValueIsLeft) {
     ScriptedPeer proxy;
     settings->addProxiesFromString("http=127.0.0.1:" + String::fromInt(proxy.port()));
     request->setURL("http://files.example/a");

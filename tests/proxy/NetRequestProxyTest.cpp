@@ -43,13 +43,13 @@ std::string loginLine(const std::string& login) {
            sigil::base64Encode(login.data(), static_cast<int>(login.size()), true, false).toUTF8() + "\r\n";
 }
 
-class NetRequestProxy : public testing::Test {
+class NetRequestProxyTest : public testing::Test {
 protected:
-    NetRequestProxy() {
+    NetRequestProxyTest() {
         clearProxyVariables();
         setUser({});
     }
-    ~NetRequestProxy() override {
+    ~NetRequestProxyTest() override {
         // Ends the connections; scripts may wait for this.
         request = nullptr;
         clearProxyVariables();
@@ -96,7 +96,7 @@ protected:
 
 // ---- on the wire -----------------------------------------------------------------------------------------
 
-TEST_F(NetRequestProxy, TheUsersProxyGetsTheWholeURL) {
+TEST_F(NetRequestProxyTest, TheUsersProxyGetsTheWholeURL) {
     setUser({{"http_proxy", hostOf(proxy)}});
     proxy.onConnection().expectHead().reply(reply);
     prepare("http://files.example:8080/a%20b?c=d");
@@ -105,7 +105,7 @@ TEST_F(NetRequestProxy, TheUsersProxyGetsTheWholeURL) {
                 ElementsAre(forwardHead("http://files.example:8080/a%20b?c=d", "files.example:8080")));
 }
 
-TEST_F(NetRequestProxy, AnyFormOfAProxyWorks) {
+TEST_F(NetRequestProxyTest, AnyFormOfAProxyWorks) {
     for (const std::string& form :
          {hostOf(proxy), "http://" + hostOf(proxy), "http://" + hostOf(proxy) + "/"}) {
         setUser({{"all_proxy", form}});
@@ -118,7 +118,7 @@ TEST_F(NetRequestProxy, AnyFormOfAProxyWorks) {
     }
 }
 
-TEST_F(NetRequestProxy, AHostThatIsReachedDirectlyGetsThePathAlone) {
+TEST_F(NetRequestProxyTest, AHostThatIsReachedDirectlyGetsThePathAlone) {
     setUser({{"http_proxy", hostOf(proxy)}, {"no_proxy", "files.example,127.0.0.1"}});
     server.onConnection().expectHead().reply(reply);
     prepare(server.url("/a?b"));
@@ -127,7 +127,7 @@ TEST_F(NetRequestProxy, AHostThatIsReachedDirectlyGetsThePathAlone) {
     EXPECT_EQ(proxy.connectionCount(), 0u);
 }
 
-TEST_F(NetRequestProxy, LibcurlsOwnLookIntoTheEnvironmentIsOff) {
+TEST_F(NetRequestProxyTest, LibcurlsOwnLookIntoTheEnvironmentIsOff) {
     // Set without the settings, which say "directly".
     setVariable("http_proxy", hostOf(proxy));
     setVariable("all_proxy", hostOf(proxy));
@@ -145,7 +145,7 @@ TEST_F(NetRequestProxy, LibcurlsOwnLookIntoTheEnvironmentIsOff) {
     EXPECT_EQ(proxy.connectionCount(), 1u);
 }
 
-TEST_F(NetRequestProxy, LibcurlsOwnProxyGivesWayToTheUsers) {
+TEST_F(NetRequestProxyTest, LibcurlsOwnProxyGivesWayToTheUsers) {
     setVariable("http_proxy", hostOf(server));
     settings->addProxiesFromString("http=" + String::fromUTF8(hostOf(proxy)));
     proxy.onConnection().expectHead().reply(reply);
@@ -154,7 +154,7 @@ TEST_F(NetRequestProxy, LibcurlsOwnProxyGivesWayToTheUsers) {
     EXPECT_EQ(server.connectionCount(), 0u);
 }
 
-TEST_F(NetRequestProxy, LibcurlItselfHeedsNoProxyToo) {
+TEST_F(NetRequestProxyTest, LibcurlItselfHeedsNoProxyToo) {
     // There it also supports networks and domains, unlike the settings.
     settings->addProxiesFromString("http=" + String::fromUTF8(hostOf(proxy)));
     setVariable("no_proxy", "127.0.0.0/8");
@@ -165,7 +165,7 @@ TEST_F(NetRequestProxy, LibcurlItselfHeedsNoProxyToo) {
     EXPECT_EQ(proxy.connectionCount(), 0u);
 }
 
-TEST_F(NetRequestProxy, TheURLOfTheMomentCounts) {
+TEST_F(NetRequestProxyTest, TheURLOfTheMomentCounts) {
     setUser({{"http_proxy", hostOf(proxy)}, {"no_proxy", "127.0.0.1"}});
     server.onConnection().expectHead().reply(reply).expectHead().reply(reply);
     proxy.onConnection().expectHead().reply(reply);
@@ -180,7 +180,7 @@ TEST_F(NetRequestProxy, TheURLOfTheMomentCounts) {
                 ElementsAre(directHead("/1", hostOf(server)), directHead("/3", hostOf(server))));
 }
 
-TEST_F(NetRequestProxy, ResetForgetsTheProxy) {
+TEST_F(NetRequestProxyTest, ResetForgetsTheProxy) {
     setUser({{"http_proxy", hostOf(proxy)}});
     prepare(server.url("/"));
     request->reset();
@@ -192,7 +192,7 @@ TEST_F(NetRequestProxy, ResetForgetsTheProxy) {
 
 // ---- logins ----------------------------------------------------------------------------------------------
 
-TEST_F(NetRequestProxy, ALoginInTheProxysURLIsDecodedAndSent) {
+TEST_F(NetRequestProxyTest, ALoginInTheProxysURLIsDecodedAndSent) {
     const std::pair<const char*, const char*> cases[] = {
         {"tester:secret", "tester:secret"},
         {"tester:", "tester:"},
@@ -214,7 +214,7 @@ TEST_F(NetRequestProxy, ALoginInTheProxysURLIsDecodedAndSent) {
     }
 }
 
-TEST_F(NetRequestProxy, ALoginIsForTheProxyAlone) {
+TEST_F(NetRequestProxyTest, ALoginIsForTheProxyAlone) {
     setUser({{"http_proxy", "http://tester:secret@" + hostOf(proxy)}, {"no_proxy", "127.0.0.1"}});
     server.onConnection().expectHead().reply(reply);
     prepare(server.url("/a"));
@@ -222,7 +222,7 @@ TEST_F(NetRequestProxy, ALoginIsForTheProxyAlone) {
     EXPECT_THAT(headsOf(server), ElementsAre(directHead("/a", hostOf(server))));
 }
 
-TEST_F(NetRequestProxy, ARefusedLoginIsTheErrorOfTheAnswer) {
+TEST_F(NetRequestProxyTest, ARefusedLoginIsTheErrorOfTheAnswer) {
     setUser({{"http_proxy", "http://tester:wrong@" + hostOf(proxy)}});
     proxy.onConnection().expectHead().reply(
         "HTTP/1.1 407 Proxy Authentication Required\r\nProxy-Authenticate: Basic realm=\"p\"\r\n"
@@ -242,7 +242,7 @@ TEST_F(NetRequestProxy, ARefusedLoginIsTheErrorOfTheAnswer) {
     EXPECT_THAT(error->what(), testing::Not(HasSubstr("wrong")));
 }
 
-TEST_F(NetRequestProxy, ARefusedTunnelIsAFailedTransfer) {
+TEST_F(NetRequestProxyTest, ARefusedTunnelIsAFailedTransfer) {
     setUser({{"https_proxy", "http://tester:wrong@" + hostOf(proxy)}});
     proxy.onConnection()
         .expectHead()
@@ -259,7 +259,7 @@ TEST_F(NetRequestProxy, ARefusedTunnelIsAFailedTransfer) {
     EXPECT_THAT(headsOf(proxy), ElementsAre(tunnelHead("files.example:443", loginLine("tester:wrong"))));
 }
 
-TEST_F(NetRequestProxy, FTPGoesThroughATunnelOnDemand) {
+TEST_F(NetRequestProxyTest, FTPGoesThroughATunnelOnDemand) {
     setUser({{"ftp_proxy", "http://tester:secret@" + hostOf(proxy)}});
     proxy.onConnection()
         .expectHead()
@@ -277,7 +277,7 @@ TEST_F(NetRequestProxy, FTPGoesThroughATunnelOnDemand) {
                 ElementsAre(testing::StartsWith(tunnelHead("files.example:21", loginLine("tester:secret")))));
 }
 
-TEST_F(NetRequestProxy, AProxyThatIsNotThereIsTold) {
+TEST_F(NetRequestProxyTest, AProxyThatIsNotThereIsTold) {
     setUser({{"http_proxy", "127.0.0.1:" + std::to_string(ScriptedPeer::closedPort())}});
     prepare(server.url("/a"));
     const auto error = thrownBy<CCURLError>([&] { request->perform(); });

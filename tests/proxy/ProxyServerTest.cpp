@@ -76,7 +76,7 @@ P<vexil::TBuffer<unsigned char>> bufferOf(const std::string& bytes) {
 
 // ---- the web ---------------------------------------------------------------------------------------------
 
-class ProxyServer : public testing::TestWithParam<Proxy> {
+class ProxyServerTest : public testing::TestWithParam<Proxy> {
 protected:
     void prepare(const std::string& url, const char* method = "") {
         request.reset();
@@ -105,10 +105,10 @@ protected:
     const std::filesystem::path root = environment("VEXIL_HTTP_ROOT");
 };
 
-INSTANTIATE_TEST_SUITE_P(, ProxyServer, testing::Values(openProxy, loginProxy, encodedLoginProxy),
+INSTANTIATE_TEST_SUITE_P(, ProxyServerTest, testing::Values(openProxy, loginProxy, encodedLoginProxy),
                          nameOfProxy);
 
-TEST_P(ProxyServer, ForwardsHTTP) {
+TEST_P(ProxyServerTest, ForwardsHTTP) {
     EXPECT_EQ(get(http + "/static/a.txt"), "Hello, world!\n");
     EXPECT_THAT(header("via").toUTF8(), HasSubstr("tinyproxy"));
     EXPECT_TRUE(isSame(get(http + "/static/large.bin"), readFile(root / "static/large.bin")));
@@ -117,7 +117,7 @@ TEST_P(ProxyServer, ForwardsHTTP) {
                       HasSubstr("GET " + http + "/static/large.bin "), Not(HasSubstr("CONNECT 127"))));
 }
 
-TEST_P(ProxyServer, ForwardsUploadsAndErrors) {
+TEST_P(ProxyServerTest, ForwardsUploadsAndErrors) {
     const std::string body = makeBytes(300000);
     prepare(http + "/dav/proxied.bin", "PUT");
     request.setSendDataBuffer(bufferOf(body));
@@ -130,11 +130,11 @@ TEST_P(ProxyServer, ForwardsUploadsAndErrors) {
     EXPECT_EQ(error->getResponseCode(), 404);
 }
 
-TEST_P(ProxyServer, KeepsItsLoginToItself) {
+TEST_P(ProxyServerTest, KeepsItsLoginToItself) {
     EXPECT_THAT(get(http + "/echo/"), AllOf(StartsWith("GET /echo/ "), HasSubstr(" auth= ")));
 }
 
-TEST_P(ProxyServer, TunnelsHTTPS) {
+TEST_P(ProxyServerTest, TunnelsHTTPS) {
     EXPECT_EQ(get(https + "/static/a.txt"), "Hello, world!\n");
     EXPECT_EQ(header("via"), "none") << "the proxy sees nothing of it";
     EXPECT_EQ(request.getResponseCode(), 200);
@@ -145,7 +145,7 @@ TEST_P(ProxyServer, TunnelsHTTPS) {
                 AllOf(HasSubstr("CONNECT " + hostOf(https) + " "), Not(HasSubstr("/static/a.txt"))));
 }
 
-TEST_P(ProxyServer, IsPassedByForHostsThatNeedNone) {
+TEST_P(ProxyServerTest, IsPassedByForHostsThatNeedNone) {
     setVariable("no_proxy", "other.example, 127.0.0.1");
     user.settings->initFromUserSettings();
     EXPECT_EQ(get(http + "/static/a.txt"), "Hello, world!\n");
@@ -156,7 +156,7 @@ TEST_P(ProxyServer, IsPassedByForHostsThatNeedNone) {
 
 // ---- refused logins --------------------------------------------------------------------------------------
 
-class ProxyServerRefusal : public ProxyServer {
+class ProxyServerRefusalTest : public ProxyServerTest {
 protected:
     /// The response of this proxy to a missing or wrong login.
     std::string statusLine() const {
@@ -173,10 +173,10 @@ protected:
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(, ProxyServerRefusal, testing::Values(forgottenLoginProxy, wrongLoginProxy),
+INSTANTIATE_TEST_SUITE_P(, ProxyServerRefusalTest, testing::Values(forgottenLoginProxy, wrongLoginProxy),
                          nameOfProxy);
 
-TEST_P(ProxyServerRefusal, OfHTTPIsTheErrorOfTheAnswer) {
+TEST_P(ProxyServerRefusalTest, OfHTTPIsTheErrorOfTheAnswer) {
     const auto error = thrownBy<CCURLError>([&] { get(http + "/static/a.txt"); });
     ASSERT_TRUE(error);
     EXPECT_EQ(error->getCode(), CURLE_HTTP_RETURNED_ERROR);
@@ -186,7 +186,7 @@ TEST_P(ProxyServerRefusal, OfHTTPIsTheErrorOfTheAnswer) {
     expectNoPassword(*error);
 }
 
-TEST_P(ProxyServerRefusal, OfATunnelIsAFailedTransfer) {
+TEST_P(ProxyServerRefusalTest, OfATunnelIsAFailedTransfer) {
     const auto error = thrownBy<CCURLError>([&] { get(https + "/static/a.txt"); });
     ASSERT_TRUE(error);
     EXPECT_EQ(error->getCode(), CURLE_RECV_ERROR);
@@ -196,7 +196,7 @@ TEST_P(ProxyServerRefusal, OfATunnelIsAFailedTransfer) {
     expectNoPassword(*error);
 }
 
-TEST_P(ProxyServerRefusal, OfFTPIsAFailedTransfer) {
+TEST_P(ProxyServerRefusalTest, OfFTPIsAFailedTransfer) {
     CFTPClient client(text(environment("VEXIL_FTP_ENDPOINT")), "tester", "secret", CFTPClient::ConnectPlain);
     client.setRequestSetup(
         new FunctionSetup([](CNetRequest& prepared) { prepared.setProxyForCurrentURLFromUserSettings(); }));
@@ -207,9 +207,9 @@ TEST_P(ProxyServerRefusal, OfFTPIsAFailedTransfer) {
 
 // ---- FTP -------------------------------------------------------------------------------------------------
 
-class ProxyServerFTP : public FTPDirectoryTest {
+class ProxyServerFTPTest : public FTPDirectoryTest {
 protected:
-    ProxyServerFTP() : FTPDirectoryTest(GetParam()) {
+    ProxyServerFTPTest() : FTPDirectoryTest(GetParam()) {
         // There is no environment variable for this scheme.
         user.settings->setProxyForURLScheme("ftps", user.settings->getProxyForURLScheme("ftp"));
         client.setRequestSetup(new FunctionSetup([this](CNetRequest& prepared) {
@@ -221,10 +221,10 @@ protected:
     const ProxyUser user{loginProxy};
 };
 
-INSTANTIATE_TEST_SUITE_P(, ProxyServerFTP,
+INSTANTIATE_TEST_SUITE_P(, ProxyServerFTPTest,
                          testing::Values(pyftpdlibPlain, pyftpdlibExplicitTLS, pyftpdlibImplicitTLS), nameOf);
 
-TEST_P(ProxyServerFTP, TunnelsControlAndData) {
+TEST_P(ProxyServerFTPTest, TunnelsControlAndData) {
     const std::string body = makeBytes(100000);
     upload(path("x/a"), body, true);
     EXPECT_TRUE(isSame(readFile(onDisk("x/a")), body));
@@ -245,11 +245,11 @@ TEST_P(ProxyServerFTP, TunnelsControlAndData) {
 
 // ---- mail ------------------------------------------------------------------------------------------------
 
-using ProxyServerMail = ProxyServer;
+using ProxyServerMailTest = ProxyServerTest;
 
-INSTANTIATE_TEST_SUITE_P(, ProxyServerMail, testing::Values(openProxy, loginProxy), nameOfProxy);
+INSTANTIATE_TEST_SUITE_P(, ProxyServerMailTest, testing::Values(openProxy, loginProxy), nameOfProxy);
 
-TEST_P(ProxyServerMail, TunnelsSTARTTLS) {
+TEST_P(ProxyServerMailTest, TunnelsSTARTTLS) {
     const std::filesystem::path mails = environment("VEXIL_SMTP_MAILS");
     for (const auto& file : std::filesystem::directory_iterator(mails)) {
         std::filesystem::remove(file);

@@ -48,7 +48,7 @@ String numbered(const char* text, int number) {
     return text + String::fromInt(number % 7);
 }
 
-TEST(ProxySettingsThreads, AllOperationsAtOnce) {
+TEST(ProxySettingsThreadsTest, AllOperationsAtOnce) {
     CProxySettings settings;
     const P<Source> source = new Source;
     runTogether({
@@ -83,7 +83,7 @@ TEST(ProxySettingsThreads, AllOperationsAtOnce) {
     });
 }
 
-TEST(ProxySettingsThreads, AnOperationIsSeenWholeOrNotAtAll) {
+TEST(ProxySettingsThreadsTest, AnOperationIsSeenWholeOrNotAtAll) {
     CProxySettings settings;
     const P<Source> source = new Source;
     settings.initFromSource(*source);
@@ -104,7 +104,7 @@ TEST(ProxySettingsThreads, AnOperationIsSeenWholeOrNotAtAll) {
     runTogether({init, ask, ask, init, ask});
 }
 
-TEST(ProxySettingsThreads, AListIsAddedWholeOrNotAtAll) {
+TEST(ProxySettingsThreadsTest, AListIsAddedWholeOrNotAtAll) {
     // Long enough that other threads run while it is added.
     constexpr int length = 200;
     String setting;
@@ -131,7 +131,7 @@ TEST(ProxySettingsThreads, AListIsAddedWholeOrNotAtAll) {
     runTogether({add, count, add, count});
 }
 
-TEST(ProxySettingsThreads, TheUsersAreSharedByAll) {
+TEST(ProxySettingsThreadsTest, TheUsersAreSharedByAll) {
     const auto ask = [](int) {
         const P<CProxySettings> settings = CProxySettings::getUserSettings();
         settings->getProxyForURL("http://host/");

@@ -66,7 +66,7 @@ private:
     std::vector<BYTE> m_bytes;
 };
 
-class UserProxySettings : public testing::Test {
+class UserProxySettingsTest : public testing::Test {
 protected:
     void SetUp() override {
         if (!isWine()) {
@@ -116,11 +116,11 @@ private:
     }
 };
 
-TEST_F(UserProxySettings, AreEmptyWhereNothingIsSet) {
+TEST_F(UserProxySettingsTest, AreEmptyWhereNothingIsSet) {
     EXPECT_THAT(read(), IsEmpty());
 }
 
-TEST_F(UserProxySettings, AreTheUsersProxiesAndHosts) {
+TEST_F(UserProxySettingsTest, AreTheUsersProxiesAndHosts) {
     setUser(direct | proxy, "http=p1:80;https=p2:443", "a.example;<local>");
     setMachine(accessNamedProxy, "other:1", "b.example");
     EXPECT_THAT(read(), ElementsAre("http=p1:80", "https=p2:443", "<local>", "a.example"));
@@ -128,12 +128,12 @@ TEST_F(UserProxySettings, AreTheUsersProxiesAndHosts) {
     EXPECT_THAT(read(), ElementsAre("ftp=p:3128", "http=p:3128", "https=p:3128"));
 }
 
-TEST_F(UserProxySettings, AProxyThatIsSwitchedOffIsNone) {
+TEST_F(UserProxySettingsTest, AProxyThatIsSwitchedOffIsNone) {
     setUser(direct, "p:1", "a.example");
     EXPECT_THAT(read(), IsEmpty());
 }
 
-TEST_F(UserProxySettings, ScriptsAndDetectionAreNotHeeded) {
+TEST_F(UserProxySettingsTest, ScriptsAndDetectionAreNotHeeded) {
     setUser(direct | script, "", "", "http://127.0.0.1:1/proxy.pac");
     EXPECT_THAT(read(), IsEmpty());
     setUser(direct | detection, "", "");
@@ -142,7 +142,7 @@ TEST_F(UserProxySettings, ScriptsAndDetectionAreNotHeeded) {
     EXPECT_THAT(read(), ElementsAre("http=p:1"));
 }
 
-TEST_F(UserProxySettings, AreThoseOfTheMachineWhereTheUserHasNone) {
+TEST_F(UserProxySettingsTest, AreThoseOfTheMachineWhereTheUserHasNone) {
     setMachine(accessNamedProxy, "http=other:1", "b.example");
     EXPECT_THAT(read(), ElementsAre("http=other:1", "b.example"));
     setUser(direct, "p:1", "a.example");
@@ -151,7 +151,7 @@ TEST_F(UserProxySettings, AreThoseOfTheMachineWhereTheUserHasNone) {
     EXPECT_THAT(read(), ElementsAre("http=other:1", "b.example"));
 }
 
-TEST_F(UserProxySettings, AMachineWithoutAProxyHasNone) {
+TEST_F(UserProxySettingsTest, AMachineWithoutAProxyHasNone) {
     setMachine(accessDirect, "", "");
     EXPECT_THAT(read(), IsEmpty());
 }

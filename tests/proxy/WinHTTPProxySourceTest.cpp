@@ -90,13 +90,13 @@ CWinHTTPProxySource::CFunctions getFunctions() {
     return functions;
 }
 
-class WinHTTPProxySource : public testing::Test {
+class WinHTTPProxySourceTest : public testing::Test {
 protected:
-    WinHTTPProxySource() {
+    WinHTTPProxySourceTest() {
         g_answers = Answers();
         g_calls.clear();
     }
-    ~WinHTTPProxySource() override {
+    ~WinHTTPProxySourceTest() override {
         EXPECT_THAT(g_texts, IsEmpty()) << "texts that the system did not get back";
         EXPECT_EQ(g_wrongReturns, 0) << "texts given back that are not the system's, or twice";
     }
@@ -110,7 +110,7 @@ protected:
     }
 };
 
-TEST_F(WinHTTPProxySource, TellsWhatTheUserHasSet) {
+TEST_F(WinHTTPProxySourceTest, TellsWhatTheUserHasSet) {
     g_answers.userProxy = L"http=p1:80;https=p2:443";
     g_answers.userBypass = L"a;b <local>";
     g_answers.defaultProxy = L"other:1";
@@ -118,7 +118,7 @@ TEST_F(WinHTTPProxySource, TellsWhatTheUserHasSet) {
     EXPECT_THAT(g_calls, ElementsAre("user"));
 }
 
-TEST_F(WinHTTPProxySource, TextsAreFreedOfWhiteSpace) {
+TEST_F(WinHTTPProxySourceTest, TextsAreFreedOfWhiteSpace) {
     g_answers.userProxy = L" \tp:1\r\n";
     g_answers.userBypass = L"\n a ";
     EXPECT_EQ(read(), "p:1 | a");
@@ -128,7 +128,7 @@ TEST_F(WinHTTPProxySource, TextsAreFreedOfWhiteSpace) {
     EXPECT_EQ(read(), "p:2 | b");
 }
 
-TEST_F(WinHTTPProxySource, ScriptsAndTheirDetectionAreNotHeeded) {
+TEST_F(WinHTTPProxySourceTest, ScriptsAndTheirDetectionAreNotHeeded) {
     g_answers.isDetecting = 1;
     g_answers.scriptURL = L"http://proxy.example/proxy.pac";
     EXPECT_EQ(read(), " | ");
@@ -137,7 +137,7 @@ TEST_F(WinHTTPProxySource, ScriptsAndTheirDetectionAreNotHeeded) {
     EXPECT_EQ(read(), "p:1 | ");
 }
 
-TEST_F(WinHTTPProxySource, WithoutAProxyOfTheUsersThatOfWinHTTPCounts) {
+TEST_F(WinHTTPProxySourceTest, WithoutAProxyOfTheUsersThatOfWinHTTPCounts) {
     g_answers.defaultProxy = L"other:1";
     g_answers.defaultBypass = L"c";
     for (const wchar_t* none : {static_cast<const wchar_t*>(nullptr), L"", L" \t"}) {
@@ -149,7 +149,7 @@ TEST_F(WinHTTPProxySource, WithoutAProxyOfTheUsersThatOfWinHTTPCounts) {
     }
 }
 
-TEST_F(WinHTTPProxySource, TheAccessTypeWithoutAProxySkipsTheTexts) {
+TEST_F(WinHTTPProxySourceTest, TheAccessTypeWithoutAProxySkipsTheTexts) {
     g_answers.userBypass = L"a";
     g_answers.defaultProxy = L"other:1";
     g_answers.defaultBypass = L"c";
@@ -160,7 +160,7 @@ TEST_F(WinHTTPProxySource, TheAccessTypeWithoutAProxySkipsTheTexts) {
     EXPECT_EQ(read(), "other:1 | c");
 }
 
-TEST_F(WinHTTPProxySource, CallsThatFailAreSkipped) {
+TEST_F(WinHTTPProxySourceTest, CallsThatFailAreSkipped) {
     g_answers.hasUserConfig = false;
     g_answers.userProxy = L"p:1";
     g_answers.defaultProxy = L"other:1";
@@ -174,14 +174,14 @@ TEST_F(WinHTTPProxySource, CallsThatFailAreSkipped) {
     EXPECT_EQ(read(), " | a");
 }
 
-TEST_F(WinHTTPProxySource, NullsOfTheSystemAreEmptyTexts) {
+TEST_F(WinHTTPProxySourceTest, NullsOfTheSystemAreEmptyTexts) {
     g_answers.hasDefaultConfig = true;
     EXPECT_EQ(read(), " | ");
 }
 
 #ifndef _WIN32
 // The functions of Windows itself are tested in UserProxySettingsWindowsTest.
-TEST_F(WinHTTPProxySource, AsksTheSystemItself) {
+TEST_F(WinHTTPProxySourceTest, AsksTheSystemItself) {
     g_answers.defaultProxy = L" p:1 ";
     String proxies;
     String hosts;
@@ -190,7 +190,7 @@ TEST_F(WinHTTPProxySource, AsksTheSystemItself) {
     EXPECT_THAT(g_calls, ElementsAre("user", "default"));
 }
 
-TEST_F(WinHTTPProxySource, IsThatOfTheSystem) {
+TEST_F(WinHTTPProxySourceTest, IsThatOfTheSystem) {
     g_answers.userProxy = L"http=p:1 https://q:2/";
     g_answers.userBypass = L"Files.Example;*.example";
     CProxySettings settings;

@@ -35,10 +35,10 @@ private:
     const P<TestProgress> m_progress;
 };
 
-class S3Cancel : public testing::Test {
+class S3CancelTest : public testing::Test {
 protected:
-    S3Cancel() { client.setRequestSetup(new ProgressSetup(progress)); }
-    ~S3Cancel() override {
+    S3CancelTest() { client.setRequestSetup(new ProgressSetup(progress)); }
+    ~S3CancelTest() override {
         EXPECT_TRUE(peer.waitUntilIdle());
         EXPECT_THAT(peer.failures(), IsEmpty());
     }
@@ -74,7 +74,7 @@ protected:
     const P<TestProgress> progress = new TestProgress;
 };
 
-TEST_F(S3Cancel, EndsADownload) {
+TEST_F(S3CancelTest, EndsADownload) {
     beginAnswer("200 OK", "abc");
     const auto error = cancelDownloadAt(3);
     expectCancelled(error);
@@ -82,7 +82,7 @@ TEST_F(S3Cancel, EndsADownload) {
     expectOneTry();
 }
 
-TEST_F(S3Cancel, EndsAnUploadThatWaitsForTheService) {
+TEST_F(S3CancelTest, EndsAnUploadThatWaitsForTheService) {
     peer.onConnection().clientMayLeave().expectRequest().waitForClose();
     expectCancelled(errorOfCancelled(
         request, [&] { client.putObject(request, "b", "k", "abc", 3, "text/plain"); },
@@ -90,7 +90,7 @@ TEST_F(S3Cancel, EndsAnUploadThatWaitsForTheService) {
     expectOneTry();
 }
 
-TEST_F(S3Cancel, EndsAnExistenceTest) {
+TEST_F(S3CancelTest, EndsAnExistenceTest) {
     peer.onConnection().clientMayLeave().expectRequest().waitForClose();
     expectCancelled(errorOfCancelled(
         request, [&] { return client.objectExists(request, "b", "k"); },
@@ -98,20 +98,20 @@ TEST_F(S3Cancel, EndsAnExistenceTest) {
     expectOneTry();
 }
 
-TEST_F(S3Cancel, EndsAnAnswerThatWouldBeTriedAgain) {
+TEST_F(S3CancelTest, EndsAnAnswerThatWouldBeTriedAgain) {
     beginAnswer("503 Service Unavailable", "abc");
     expectCancelled(cancelDownloadAt(3));
     expectOneTry();
 }
 
-TEST_F(S3Cancel, WinsOverAnErrorDocument) {
+TEST_F(S3CancelTest, WinsOverAnErrorDocument) {
     const std::string document = "<Error><Code>SlowDown</Code><Message>m</Message></Error>";
     beginAnswer("503 Slow Down", document);
     expectCancelled(cancelDownloadAt(document.size()));
     expectOneTry();
 }
 
-TEST_F(S3Cancel, TheNextOperationWorks) {
+TEST_F(S3CancelTest, TheNextOperationWorks) {
     beginAnswer("200 OK", "abc");
     expectCancelled(cancelDownloadAt(3));
     progress->then = {};
@@ -137,7 +137,7 @@ private:
     const P<vexil::CCancelToken> m_token;
 };
 
-TEST_F(S3Cancel, BetweenTwoTriesIsNotLostByAToken) {
+TEST_F(S3CancelTest, BetweenTwoTriesIsNotLostByAToken) {
     const P<vexil::CCancelToken> token = new vexil::CCancelToken;
     CancellingClient cancelling(peer.url(""), token);
     request.setCancelToken(token);

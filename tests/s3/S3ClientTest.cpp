@@ -23,9 +23,9 @@ const std::string list0 = "<ListBucketResult><IsTruncated>false</IsTruncated></L
 
 // ---- names -----------------------------------------------------------------------------------------------
 
-class S3Names : public testing::Test {
+class S3NamesTest : public testing::Test {
 protected:
-    S3Names() {
+    S3NamesTest() {
         request.setURL("http://untouched/");
         request.setHTTPMethod("POST");
     }
@@ -40,7 +40,7 @@ protected:
     zet::CBufferStream stream;
 };
 
-TEST_F(S3Names, MustNotBeEmptyForAPut) {
+TEST_F(S3NamesTest, MustNotBeEmptyForAPut) {
     const std::string place = "CS3Client::preparePutObjectRequest: ";
     EXPECT_EQ(argErrorOf([&] { client.putObject(request, "", "", "a", 1, ""); }),
               place + "bucket name must not be empty");
@@ -52,7 +52,7 @@ TEST_F(S3Names, MustNotBeEmptyForAPut) {
               place + "object name must not be empty");
 }
 
-TEST_F(S3Names, MustNotBeEmptyForAGet) {
+TEST_F(S3NamesTest, MustNotBeEmptyForAGet) {
     const std::string place = "CS3Client::prepareGetObjectRequest: ";
     EXPECT_EQ(argErrorOf([&] { client.getObject(request, "", "k", 0, -1); }),
               place + "bucket name must not be empty");
@@ -64,7 +64,7 @@ TEST_F(S3Names, MustNotBeEmptyForAGet) {
               place + "object name must not be empty");
 }
 
-TEST_F(S3Names, MustNotBeEmptyForTheHeaders) {
+TEST_F(S3NamesTest, MustNotBeEmptyForTheHeaders) {
     const std::string place = "CS3Client::prepareGetObjectHeadersRequest: ";
     EXPECT_EQ(argErrorOf([&] { client.getObjectHeaders(request, "", "k"); }),
               place + "bucket name must not be empty");
@@ -74,7 +74,7 @@ TEST_F(S3Names, MustNotBeEmptyForTheHeaders) {
               place + "bucket name must not be empty");
 }
 
-TEST_F(S3Names, MustNotBeEmptyForADelete) {
+TEST_F(S3NamesTest, MustNotBeEmptyForADelete) {
     const std::string place = "CS3Client::prepareDeleteObjectRequest: ";
     EXPECT_EQ(argErrorOf([&] { client.deleteObject(request, "", "k"); }),
               place + "bucket name must not be empty");
@@ -82,7 +82,7 @@ TEST_F(S3Names, MustNotBeEmptyForADelete) {
               place + "object name must not be empty");
 }
 
-TEST_F(S3Names, MustNotBeEmptyForACopy) {
+TEST_F(S3NamesTest, MustNotBeEmptyForACopy) {
     const std::string place = "CS3Client::prepareCopyObjectRequest: ";
     EXPECT_EQ(argErrorOf([&] { client.copyObject(request, "", "", ""); }),
               place + "bucket name must not be empty");
@@ -92,12 +92,12 @@ TEST_F(S3Names, MustNotBeEmptyForACopy) {
               place + "neither the existing nor the new object name may be empty");
 }
 
-TEST_F(S3Names, MustNotBeEmptyForAList) {
+TEST_F(S3NamesTest, MustNotBeEmptyForAList) {
     EXPECT_EQ(argErrorOf([&] { return client.listObjects(request, "", "p", "", "", -1); }),
               "CS3Client::prepareListObjectsRequest: bucket name must not be empty");
 }
 
-TEST_F(S3Names, AreNotAllThatCanBeWrongWithAPut) {
+TEST_F(S3NamesTest, AreNotAllThatCanBeWrongWithAPut) {
     const std::string place = "CS3Client::preparePutObjectRequest: ";
     EXPECT_EQ(argErrorOf([&] { client.putObject(request, "b", "k", "a", -1, ""); }),
               place + "size must not be negative");
@@ -121,7 +121,7 @@ TEST_F(S3Names, AreNotAllThatCanBeWrongWithAPut) {
         place + "content type must not contain CR, LF or NUL");
 }
 
-TEST_F(S3Names, AreNotAllThatCanBeWrongWithAGetToAStream) {
+TEST_F(S3NamesTest, AreNotAllThatCanBeWrongWithAGetToAStream) {
     const std::string place = "CS3Client::prepareGetObjectRequest: ";
     constexpr int64 most = std::numeric_limits<int64>::max();
     EXPECT_EQ(argErrorOf([&] { client.getObject(request, "b", "k", 0, -1, nullptr); }),
@@ -136,7 +136,7 @@ TEST_F(S3Names, AreNotAllThatCanBeWrongWithAGetToAStream) {
 
 // ---- preparations ----------------------------------------------------------------------------------------
 
-class S3Prepare : public testing::Test {
+class S3PrepareTest : public testing::Test {
 protected:
     std::string url() { return request.getURL().toUTF8(); }
     std::string method() { return request.getHTTPMethod().toUTF8(); }
@@ -145,7 +145,7 @@ protected:
     CNetRequest request;
 };
 
-TEST_F(S3Prepare, EscapesNamesWhole) {
+TEST_F(S3PrepareTest, EscapesNamesWhole) {
     EXPECT_EQ(client.getObjectURL(request, "b", "k"), "http://host/b/k");
     EXPECT_EQ(client.getObjectURL(request, "my bucket/x", String::fromUTF8("a/b c+d%e?f#g&h=\xC3\xBC")),
               "http://host/my%20bucket%2Fx/a%2Fb%20c%2Bd%25e%3Ff%23g%26h%3D%C3%BC");
@@ -159,7 +159,7 @@ struct RangeCase {
     const char* range;
 };
 
-TEST_F(S3Prepare, AsksForARange) {
+TEST_F(S3PrepareTest, AsksForARange) {
     constexpr int64 most = std::numeric_limits<int64>::max();
     for (const RangeCase& c :
          {RangeCase{10, -1, "bytes=10-"}, RangeCase{10, 5, "bytes=10-14"}, RangeCase{0, 1, "bytes=0-0"},
@@ -172,14 +172,14 @@ TEST_F(S3Prepare, AsksForARange) {
     }
 }
 
-TEST_F(S3Prepare, AsksForTheWholeObjectWithoutARange) {
+TEST_F(S3PrepareTest, AsksForTheWholeObjectWithoutARange) {
     client.prepareGetObjectRequest(request, "b", "k", 0, -1);
     EXPECT_EQ(url(), "http://host/b/k");
     EXPECT_EQ(method(), "GET");
     EXPECT_THAT(headersOf(request), ElementsAre(dateLine, StartsWith("Authorization: ")));
 }
 
-TEST_F(S3Prepare, AsksForNothingWithHead) {
+TEST_F(S3PrepareTest, AsksForNothingWithHead) {
     for (const int64 offset : {0, 10}) {
         client.prepareGetObjectRequest(request, "b", "k", offset, 0);
         EXPECT_EQ(method(), "HEAD");
@@ -188,7 +188,7 @@ TEST_F(S3Prepare, AsksForNothingWithHead) {
     }
 }
 
-TEST_F(S3Prepare, NamesTypeAndDigestOfAPut) {
+TEST_F(S3PrepareTest, NamesTypeAndDigestOfAPut) {
     client.preparePutObjectRequest(request, "b", "k", "hello", 5, "text/plain");
     EXPECT_EQ(method(), "PUT");
     EXPECT_THAT(
@@ -200,7 +200,7 @@ TEST_F(S3Prepare, NamesTypeAndDigestOfAPut) {
                 ElementsAre(dateLine, "Content-MD5: " + emptyMD5, StartsWith("Authorization: ")));
 }
 
-TEST_F(S3Prepare, GivesAListOnlyWhatIsAskedFor) {
+TEST_F(S3PrepareTest, GivesAListOnlyWhatIsAskedFor) {
     const auto listURL = [this](const char* prefix, const char* delimiter, const char* marker, int maxKeys) {
         client.prepareListObjectsRequest(request, "b", prefix, delimiter, marker, maxKeys);
         EXPECT_EQ(method(), "GET");
@@ -217,7 +217,7 @@ TEST_F(S3Prepare, GivesAListOnlyWhatIsAskedFor) {
     EXPECT_EQ(listURL("\xC3\xBC", "", "", -1), "http://host/b?prefix=%C3%BC");
 }
 
-TEST_F(S3Prepare, NamesTheSourceOfACopy) {
+TEST_F(S3PrepareTest, NamesTheSourceOfACopy) {
     client.prepareCopyObjectRequest(request, "my b", "a/b", "c d");
     EXPECT_EQ(url(), "http://host/my%20b/c%20d");
     EXPECT_EQ(method(), "PUT");
@@ -227,7 +227,7 @@ TEST_F(S3Prepare, NamesTheSourceOfACopy) {
                                             "\nx-amz-copy-source:/my%20b/a%2Fb\n/my%20b/c%20d")));
 }
 
-TEST_F(S3Prepare, TakesAStreamWithASizeOfAnyType) {
+TEST_F(S3PrepareTest, TakesAStreamWithASizeOfAnyType) {
     const P<zet::CBufferStream> stream = new zet::CBufferStream;
     client.preparePutObjectRequest(request, "b", "k", stream, 0, "");
     client.preparePutObjectRequest(request, "b", "k", stream, 0L, "");
@@ -542,7 +542,7 @@ void run(CNetRequest& request) {
     }
 }
 
-class S3CheckResponse : public S3WireTest {
+class S3CheckResponseTest : public S3WireTest {
 protected:
     void runPut(const std::string& response, const std::string& body = "Hello") {
         answer({response});
@@ -553,12 +553,12 @@ protected:
     const P<CNetRequest> counted = new CNetRequest;
 };
 
-TEST_F(S3CheckResponse, AcceptsASuccess) {
+TEST_F(S3CheckResponseTest, AcceptsASuccess) {
     runPut(reply("200 OK", "", "ETag: \"00000000000000000000000000000000\"\r\n"));
     client.checkResponse(*counted);
 }
 
-TEST_F(S3CheckResponse, ThrowsTheErrorOfTheService) {
+TEST_F(S3CheckResponseTest, ThrowsTheErrorOfTheService) {
     runPut(reply("403 Forbidden", errorDocument("AccessDenied")));
     const auto error = thrownBy<CS3Error>([&] { client.checkResponse(*counted); });
     ASSERT_TRUE(error);
@@ -568,14 +568,14 @@ TEST_F(S3CheckResponse, ThrowsTheErrorOfTheService) {
     EXPECT_EQ(error->getHTTPMethod(), "PUT");
 }
 
-TEST_F(S3CheckResponse, ThrowsTheErrorOfTheTransferWithoutADocument) {
+TEST_F(S3CheckResponseTest, ThrowsTheErrorOfTheTransferWithoutADocument) {
     runPut(reply("404 Not Found", ""));
     const auto error = thrownBy<CCURLError>([&] { client.checkResponse(*counted); });
     ASSERT_TRUE(error);
     EXPECT_EQ(error->getResponseCode(), 404);
 }
 
-TEST_F(S3CheckResponse, RefusesAConnectionThatEndsWithinTheHeaders) {
+TEST_F(S3CheckResponseTest, RefusesAConnectionThatEndsWithinTheHeaders) {
     peer.onConnection().expectRequest().reply("HTTP/1.1 200 OK\r\nContent-Le").close();
     client.prepareGetObjectHeadersRequest(*counted, "b", "k");
     run(*counted);
@@ -583,7 +583,7 @@ TEST_F(S3CheckResponse, RefusesAConnectionThatEndsWithinTheHeaders) {
               "The connection ended within the headers of the response.");
 }
 
-TEST_F(S3CheckResponse, ComparesTheETagOfAPutOnDemand) {
+TEST_F(S3CheckResponseTest, ComparesTheETagOfAPutOnDemand) {
     client.setVerifyETag(true);
     runPut(reply("200 OK", "", "ETag: \"8b1a9953c4611296a827abf8c47804d7\"\r\n"));
     client.checkResponse(*counted);
@@ -592,7 +592,7 @@ TEST_F(S3CheckResponse, ComparesTheETagOfAPutOnDemand) {
                 testing::StartsWith("The content has the MD5 ixqZU8RhEpaoJ6v4xHgE1w==, but the ETag "));
 }
 
-TEST_F(S3CheckResponse, ReadsTheErrorInsideASuccessfulCopy) {
+TEST_F(S3CheckResponseTest, ReadsTheErrorInsideASuccessfulCopy) {
     answer({reply("200 OK", errorDocument("InternalError"))});
     client.prepareCopyObjectRequest(*counted, "b", "k", "n");
     run(*counted);
@@ -602,7 +602,7 @@ TEST_F(S3CheckResponse, ReadsTheErrorInsideASuccessfulCopy) {
     EXPECT_EQ(error->getHTTPMethod(), "PUT");
 }
 
-TEST_F(S3CheckResponse, RefusesARequestThatWasNotPerformed) {
+TEST_F(S3CheckResponseTest, RefusesARequestThatWasNotPerformed) {
     client.prepareGetObjectHeadersRequest(*counted, "b", "k");
     EXPECT_TRUE(thrownBy<CError>([&] { client.checkResponse(*counted); }));
 }
@@ -640,7 +640,7 @@ TEST_F(S3WireTest, ListNeedsAnAnswerThatCanBeRead) {
               "Error parsing Amazon S3 'list objects' result: root element is not ListBucketResult.");
 }
 
-TEST(S3Client, RefusesASizeThatAPutFromMemoryCannotTake) {
+TEST(S3ClientTest, RefusesASizeThatAPutFromMemoryCannotTake) {
     TestClient client;
     CNetRequest request;
     request.setURL("http://untouched/");

@@ -19,7 +19,7 @@ String environment(const char* name) {
     return value ? String::fromUTF8(value) : String();
 }
 
-TEST(S3LargeObject, StreamsInBoundedMemory) {
+TEST(S3LargeObjectTest, StreamsInBoundedMemory) {
     CS3Client client(environment("VEXIL_S3_ACCESS_KEY"), environment("VEXIL_S3_SECRET_KEY"), false);
     client.setBaseURL(environment("VEXIL_S3_ENDPOINT"));
     client.setMaxRetries(0);

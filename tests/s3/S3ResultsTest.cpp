@@ -30,7 +30,7 @@ std::string parseError(std::string_view text) {
 
 // ---- error response --------------------------------------------------------------------------------------
 
-TEST(S3ErrorResponse, HasItsFourTexts) {
+TEST(S3ErrorResponseTest, HasItsFourTexts) {
     const CS3ErrorResponse response("c", "m", "r", "i");
     EXPECT_EQ(response.getCode(), "c");
     EXPECT_EQ(response.getMessage(), "m");
@@ -38,7 +38,7 @@ TEST(S3ErrorResponse, HasItsFourTexts) {
     EXPECT_EQ(response.getRequestID(), "i");
 }
 
-TEST(S3ErrorResponse, IsReadFromADocument) {
+TEST(S3ErrorResponseTest, IsReadFromADocument) {
     const auto response = parse<CS3ErrorResponse>(
         "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
         "<!-- x --><Error>\n  <Code>NoSuchKey</Code>\n  text <Other>x</Other><Message>a &lt;b&gt; "
@@ -50,7 +50,7 @@ TEST(S3ErrorResponse, IsReadFromADocument) {
     EXPECT_EQ(response.getRequestID(), "4&42");
 }
 
-TEST(S3ErrorResponse, IsEmptyWhereElementsAreMissing) {
+TEST(S3ErrorResponseTest, IsEmptyWhereElementsAreMissing) {
     const auto response = parse<CS3ErrorResponse>("<Error><Code>X</Code></Error>");
     EXPECT_EQ(response.getCode(), "X");
     EXPECT_EQ(response.getMessage(), "");
@@ -60,31 +60,31 @@ TEST(S3ErrorResponse, IsEmptyWhereElementsAreMissing) {
     EXPECT_EQ(parse<CS3ErrorResponse>("<Error/>").getCode(), "");
 }
 
-TEST(S3ErrorResponse, TakesTheLaterOfTwoAndOnlyDirectChildrenOfTheVeryName) {
+TEST(S3ErrorResponseTest, TakesTheLaterOfTwoAndOnlyDirectChildrenOfTheVeryName) {
     const auto response = parse<CS3ErrorResponse>("<Error><Code>A</Code><Code>B</Code><code>C</code>"
                                                   "<In><Code>D</Code><Message>E</Message></In></Error>");
     EXPECT_EQ(response.getCode(), "B");
     EXPECT_EQ(response.getMessage(), "");
 }
 
-TEST(S3ErrorResponse, KeepsTextUntrimmed) {
+TEST(S3ErrorResponseTest, KeepsTextUntrimmed) {
     EXPECT_EQ(parse<CS3ErrorResponse>("<Error><Message> a b </Message></Error>").getMessage(), " a b ");
 }
 
-TEST(S3ErrorResponse, HonoursTheEncodingDeclaration) {
+TEST(S3ErrorResponseTest, HonoursTheEncodingDeclaration) {
     const auto response = parse<CS3ErrorResponse>(
         "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><Error><Message>\xFC</Message></Error>");
     EXPECT_EQ(response.getMessage(), String::fromUTF8("\xC3\xBC"));
 }
 
-TEST(S3ErrorResponse, NeedsAnErrorElement) {
+TEST(S3ErrorResponseTest, NeedsAnErrorElement) {
     EXPECT_EQ(parseError<CS3ErrorResponse>("<Other/>"),
               "Error parsing Amazon S3 error result: root element is not 'Error'.");
     EXPECT_EQ(parseError<CS3ErrorResponse>("<error/>"),
               "Error parsing Amazon S3 error result: root element is not 'Error'.");
 }
 
-TEST(S3ErrorResponse, IsMadeForAMissingObject) {
+TEST(S3ErrorResponseTest, IsMadeForAMissingObject) {
     const P<CS3ErrorResponse> response = CS3ErrorResponse::createObjectNotFoundResponse("/b/k");
     EXPECT_EQ(response->getCode(), "NoSuchKey");
     EXPECT_EQ(response->getMessage(), "The resource you requested does not exist");
@@ -97,7 +97,7 @@ TEST(S3ErrorResponse, IsMadeForAMissingObject) {
 const std::string_view brokenDocuments[] = {"",        " ",        "x",           "<",           "<Error>",
                                             "<a></b>", "<a/><b/>", "<a>\xFF</a>", "\xEF\xBB\xBF"};
 
-TEST(S3Documents, AreRefusedWhenTheyAreNoXML) {
+TEST(S3DocumentsTest, AreRefusedWhenTheyAreNoXML) {
     for (const auto text : brokenDocuments) {
         EXPECT_EQ(parseError<CS3ErrorResponse>(text), "Error parsing Amazon S3 error response: invalid XML.");
         EXPECT_EQ(parseError<CS3CopyObjectResult>(text),
@@ -109,7 +109,7 @@ TEST(S3Documents, AreRefusedWhenTheyAreNoXML) {
               "Error parsing Amazon S3 error response: invalid XML.");
 }
 
-TEST(S3Documents, PrintNothingWhenTheyAreBroken) {
+TEST(S3DocumentsTest, PrintNothingWhenTheyAreBroken) {
     testing::internal::CaptureStderr();
     testing::internal::CaptureStdout();
     for (const auto text : brokenDocuments) {
@@ -129,7 +129,7 @@ void expectEveryCutToFail(const std::string& document) {
     }
 }
 
-TEST(S3Documents, AreRefusedWhereverTheyAreCut) {
+TEST(S3DocumentsTest, AreRefusedWhereverTheyAreCut) {
     expectEveryCutToFail<CS3ErrorResponse>(errorDocument("NoSuchKey"));
     expectEveryCutToFail<CS3CopyObjectResult>("<CopyObjectResult><ETag>\"e\"</ETag></CopyObjectResult>");
     expectEveryCutToFail<CS3ListObjectsResult>(
@@ -139,7 +139,7 @@ TEST(S3Documents, AreRefusedWhereverTheyAreCut) {
 
 // ---- error -----------------------------------------------------------------------------------------------
 
-TEST(S3Error, CarriesTheResponse) {
+TEST(S3ErrorTest, CarriesTheResponse) {
     const CS3Error error(CS3ErrorResponse("AccessDenied", "Access Denied", "/b/k", "id"), 403);
     EXPECT_EQ(error.getMessage(), "Amazon S3 error: Access Denied(AccessDenied)");
     EXPECT_STREQ(error.what(), "Amazon S3 error: Access Denied(AccessDenied)");
@@ -153,7 +153,7 @@ TEST(S3Error, CarriesTheResponse) {
     EXPECT_EQ(vexil::getHTTPStatusCodeFromErrorParams(error.getProps()), -1);
 }
 
-TEST(S3Error, HasNoResponseCodeWithoutAStatus) {
+TEST(S3ErrorTest, HasNoResponseCodeWithoutAStatus) {
     for (const int status : {0, -1, -404}) {
         const CS3Error error(CS3ErrorResponse("C", "m", "", ""), status);
         EXPECT_EQ(error.getCode(), status);
@@ -162,7 +162,7 @@ TEST(S3Error, HasNoResponseCodeWithoutAStatus) {
     EXPECT_TRUE(CS3Error(CS3ErrorResponse("C", "m", "", ""), 1).getProps().has("responseCode"));
 }
 
-TEST(S3Error, IsMadeForAMissingObject) {
+TEST(S3ErrorTest, IsMadeForAMissingObject) {
     const P<CS3Error> error = CS3Error::createObjectNotFoundError("/b/k");
     EXPECT_EQ(error->getMessage(), "Amazon S3 error: The resource you requested does not exist(NoSuchKey)");
     EXPECT_EQ(error->getCode(), 404);
@@ -171,7 +171,7 @@ TEST(S3Error, IsMadeForAMissingObject) {
                                              "responseCode=404"));
 }
 
-TEST(S3Error, KeepsItsTypeWhenCloned) {
+TEST(S3ErrorTest, KeepsItsTypeWhenCloned) {
     const CS3Error error(CS3ErrorResponse("C", "m", "r", "i"), 500);
     const P<CError> clone = static_cast<const CError&>(error).clone();
     const auto thrown = thrownBy<CS3Error>([&] { clone->throwClone(); });
@@ -192,7 +192,7 @@ bool isCaughtAs(const CError& error) {
     return false;
 }
 
-TEST(S3Error, IsCaughtAsAnyOfItsTypes) {
+TEST(S3ErrorTest, IsCaughtAsAnyOfItsTypes) {
     const CS3Error error(CS3ErrorResponse("C", "m", "r", "i"), 500);
     EXPECT_TRUE(isCaughtAs<CS3Error>(error));
     EXPECT_TRUE(isCaughtAs<CError>(error));
@@ -204,7 +204,7 @@ TEST(S3Error, IsCaughtAsAnyOfItsTypes) {
 
 // ---- copy ------------------------------------------------------------------------------------------------
 
-TEST(S3CopyObjectResult, HasTimeAndETag) {
+TEST(S3CopyObjectResultTest, HasTimeAndETag) {
     const auto result = parse<CS3CopyObjectResult>(
         "<CopyObjectResult "
         "xmlns=\"http://s3.amazonaws.com/doc/2006-03-01/\"><LastModified>2009-10-28T22:32:00"
@@ -215,7 +215,7 @@ TEST(S3CopyObjectResult, HasTimeAndETag) {
     EXPECT_EQ(result.getETag(), "\"9b2c\"");
 }
 
-TEST(S3CopyObjectResult, MayHoldAnError) {
+TEST(S3CopyObjectResultTest, MayHoldAnError) {
     const auto result = parse<CS3CopyObjectResult>("<Error><Code>InternalError</Code><ETag>x</ETag></Error>");
     EXPECT_TRUE(result.hadError());
     EXPECT_EQ(result.getErrorResponse()->getCode(), "InternalError");
@@ -223,12 +223,12 @@ TEST(S3CopyObjectResult, MayHoldAnError) {
     EXPECT_EQ(result.getETag(), "");
 }
 
-TEST(S3CopyObjectResult, RefusesOtherDocuments) {
+TEST(S3CopyObjectResultTest, RefusesOtherDocuments) {
     EXPECT_EQ(parseError<CS3CopyObjectResult>("<ListBucketResult/>"),
               "Error parsing Amazon S3 'copy object' result: unknown root element 'ListBucketResult'.");
 }
 
-TEST(S3CopyObjectResult, IsReadFromABuffer) {
+TEST(S3CopyObjectResultTest, IsReadFromABuffer) {
     const std::string text = "<CopyObjectResult><ETag>e</ETag></CopyObjectResult>";
     vexil::TBuffer<unsigned char> body;
     body.append(reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
@@ -240,7 +240,7 @@ TEST(S3CopyObjectResult, IsReadFromABuffer) {
 
 // ---- list ------------------------------------------------------------------------------------------------
 
-TEST(S3ListObjectsResult, HoldsObjectsAndPrefixesInOrder) {
+TEST(S3ListObjectsResultTest, HoldsObjectsAndPrefixesInOrder) {
     const auto result = parse<CS3ListObjectsResult>(
         "<ListBucketResult><Name>b</Name><Prefix>no</Prefix><Marker>no</Marker><IsTruncated>true</"
         "IsTruncated>"
@@ -292,7 +292,7 @@ std::string contents(const std::string& key) {
     return "<Contents><Key>" + key + "</Key><ETag>\"e\"</ETag><Size>7</Size></Contents>";
 }
 
-TEST(S3ListObjectsResult, DecodesNames) {
+TEST(S3ListObjectsResultTest, DecodesNames) {
     const auto page =
         parseEncoded("<ListBucketResult>\n  " + contents("%20a%2Bb+c%0D%0A%01%EF%BF%BE%F0%9F%98%80/x") +
                      contents("%2525") + "<NextMarker>n%2F+%01</NextMarker>" +
@@ -309,7 +309,7 @@ TEST(S3ListObjectsResult, DecodesNames) {
     EXPECT_TRUE(page->isTruncated());
 }
 
-TEST(S3ListObjectsResult, NamesWhatCannotBeDecoded) {
+TEST(S3ListObjectsResultTest, NamesWhatCannotBeDecoded) {
     const auto page =
         parseEncoded("<ListBucketResult><EncodingType>URL</EncodingType>" + contents("a") + contents("%ff") +
                      contents("100%") + contents("%4") + contents("%GG") + contents("") + contents("\x01") +
@@ -320,7 +320,7 @@ TEST(S3ListObjectsResult, NamesWhatCannotBeDecoded) {
     EXPECT_EQ(page->getLastKeyBytes(), "\xC3");
 }
 
-TEST(S3ListObjectsResult, TakesNamesAsTheyStandWhereTheyAreNotEncoded) {
+TEST(S3ListObjectsResultTest, TakesNamesAsTheyStandWhereTheyAreNotEncoded) {
     const auto page = parseEncoded("<ListBucketResult>" + contents(" &amp;a") + contents("\n") +
                                    contents("%20+") + contents("&#13;") + contents("<![CDATA[ <]]>x") +
                                    contents("\xEF\xBF\xBD") + "</ListBucketResult>");
@@ -329,7 +329,7 @@ TEST(S3ListObjectsResult, TakesNamesAsTheyStandWhereTheyAreNotEncoded) {
     EXPECT_FALSE(page->hasEncodedNames());
 }
 
-TEST(S3ListObjectsResult, GoesOnBehindNamesThatXMLCannotHold) {
+TEST(S3ListObjectsResultTest, GoesOnBehindNamesThatXMLCannotHold) {
     const std::vector<std::pair<std::string, std::string>> cases = {
         {"a\x01", "a\x01"},
         {"a&#1;", "a\x01"},
@@ -362,7 +362,7 @@ TEST(S3ListObjectsResult, GoesOnBehindNamesThatXMLCannotHold) {
     }
 }
 
-TEST(S3ListObjectsResult, ReadsOtherEncodingsAsTheyAre) {
+TEST(S3ListObjectsResultTest, ReadsOtherEncodingsAsTheyAre) {
     const auto page = parseEncoded("<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><ListBucketResult>" +
                                    contents("\xFC") + "</ListBucketResult>");
     EXPECT_THAT(keysOf(*page), ElementsAre("\xC3\xBC"));
@@ -374,7 +374,7 @@ TEST(S3ListObjectsResult, ReadsOtherEncodingsAsTheyAre) {
               "Error parsing Amazon S3 'list objects' result: root element is not ListBucketResult.");
 }
 
-TEST(S3ListObjectsResult, ChecksCommonPrefixes) {
+TEST(S3ListObjectsResultTest, ChecksCommonPrefixes) {
     const std::string folders = "<CommonPrefixes><Prefix>p/a/</Prefix></"
                                 "CommonPrefixes><CommonPrefixes><Prefix>p/b/</Prefix></CommonPrefixes>";
     const auto page = parse<CS3ListObjectsResult>("<ListBucketResult>" + folders + "</ListBucketResult>");
@@ -396,7 +396,7 @@ TEST(S3ListObjectsResult, ChecksCommonPrefixes) {
         "The listing hides keys in the common prefix 'p/a/', although it was asked for without a delimiter.");
 }
 
-TEST(S3ListObjectsResult, MayBeEmpty) {
+TEST(S3ListObjectsResultTest, MayBeEmpty) {
     const auto result = parse<CS3ListObjectsResult>("<ListBucketResult/>");
     EXPECT_FALSE(result.isTruncated());
     EXPECT_EQ(result.getDelimiteredNextMarker(), "");
@@ -404,7 +404,7 @@ TEST(S3ListObjectsResult, MayBeEmpty) {
     EXPECT_THAT(result.getCommonPrefixes(), IsEmpty());
 }
 
-TEST(S3ListObjectsResult, ReadsIsTruncatedInAnyCase) {
+TEST(S3ListObjectsResultTest, ReadsIsTruncatedInAnyCase) {
     const auto isTruncated = [](const std::string& value) {
         return parse<CS3ListObjectsResult>("<ListBucketResult>" + value + "</ListBucketResult>")
             .isTruncated();
@@ -414,7 +414,7 @@ TEST(S3ListObjectsResult, ReadsIsTruncatedInAnyCase) {
     EXPECT_FALSE(isTruncated("<IsTruncated>true</IsTruncated><IsTruncated>false</IsTruncated>"));
 }
 
-TEST(S3ListObjectsResult, RefusesOtherValuesOfIsTruncated) {
+TEST(S3ListObjectsResultTest, RefusesOtherValuesOfIsTruncated) {
     EXPECT_EQ(parseError<CS3ListObjectsResult>("<ListBucketResult><IsTruncated>YES</IsTruncated>"
                                                "</ListBucketResult>"),
               "Bad value for 'IsTruncated' S3 list objects result element: 'yes'");
@@ -425,7 +425,7 @@ TEST(S3ListObjectsResult, RefusesOtherValuesOfIsTruncated) {
               "Bad value for 'IsTruncated' S3 list objects result element: 'true '");
 }
 
-TEST(S3ListObjectsResult, RefusesAnObjectWithoutAKey) {
+TEST(S3ListObjectsResultTest, RefusesAnObjectWithoutAKey) {
     for (const char* contents :
          {"<Contents/>", "<Contents><Key/></Contents>", "<Contents><Key> </Key></Contents>",
           "<Contents><Size>5</Size></Contents>", "<Contents><key>a</key></Contents>"}) {
@@ -435,7 +435,7 @@ TEST(S3ListObjectsResult, RefusesAnObjectWithoutAKey) {
     }
 }
 
-TEST(S3ListObjectsResult, RefusesASizeThatIsNoNumber) {
+TEST(S3ListObjectsResultTest, RefusesASizeThatIsNoNumber) {
     for (const char* size : {"x", "", " 5", "5 ", "0x5", "5.0", "9223372036854775808"}) {
         EXPECT_THROW(parse<CS3ListObjectsResult>("<ListBucketResult><Contents><Key>a</Key><Size>" +
                                                  std::string(size) + "</Size></Contents></ListBucketResult>"),
@@ -444,12 +444,12 @@ TEST(S3ListObjectsResult, RefusesASizeThatIsNoNumber) {
     }
 }
 
-TEST(S3ListObjectsResult, RefusesOtherDocuments) {
+TEST(S3ListObjectsResultTest, RefusesOtherDocuments) {
     EXPECT_EQ(parseError<CS3ListObjectsResult>("<Error/>"),
               "Error parsing Amazon S3 'list objects' result: root element is not ListBucketResult.");
 }
 
-TEST(S3Xml, RefusesADocumentThatWouldOverflowTheStack) {
+TEST(S3XmlTest, RefusesADocumentThatWouldOverflowTheStack) {
     std::string document = "<Error>";
     for (int level = 0; level < 150000; ++level) {
         document += "<a>";
@@ -458,7 +458,7 @@ TEST(S3Xml, RefusesADocumentThatWouldOverflowTheStack) {
               "Error parsing Amazon S3 error response: invalid XML.");
 }
 
-TEST(S3Xml, CountsLevelsAndNotTags) {
+TEST(S3XmlTest, CountsLevelsAndNotTags) {
     std::string document = "<Error><Code>c</Code>";
     for (int count = 0; count < 2000; ++count) {
         document += "<a/><b></b>";
@@ -468,7 +468,7 @@ TEST(S3Xml, CountsLevelsAndNotTags) {
     EXPECT_EQ(response.getCode(), "c");
 }
 
-TEST(S3Xml, IsReadWhateverItsEncoding) {
+TEST(S3XmlTest, IsReadWhateverItsEncoding) {
     std::string listing = "<ListBucketResult>";
     for (int i = 0; i < 400; ++i) {
         listing += "<Contents><Key>k" + std::to_string(1000 + i) + "</Key><Size>1</Size></Contents>";
@@ -489,7 +489,7 @@ TEST(S3Xml, IsReadWhateverItsEncoding) {
     EXPECT_EQ(euro.getMessage(), String::fromUTF8("\xE2\x82\xAC"));
 }
 
-TEST(S3Xml, CountsNoTagsInCDATAAndComments) {
+TEST(S3XmlTest, CountsNoTagsInCDATAAndComments) {
     std::string page;
     for (int i = 0; i < 3000; ++i) {
         page += "<br>";
@@ -500,7 +500,7 @@ TEST(S3Xml, CountsNoTagsInCDATAAndComments) {
     EXPECT_EQ(response.getCode(), "c");
 }
 
-TEST(S3Xml, HasTheTextsOfThePlainDocument) {
+TEST(S3XmlTest, HasTheTextsOfThePlainDocument) {
     const auto messageOf = [](const std::string& content) {
         return parse<CS3ErrorResponse>("<!DOCTYPE Error [<!ENTITY e 'entity'>]><Error a='b'><Message c='d'>" +
                                        content + "</Message></Error>")
@@ -518,7 +518,7 @@ TEST(S3Xml, HasTheTextsOfThePlainDocument) {
     EXPECT_EQ(messageOf("&#32; &#97;b"), "ab");
 }
 
-TEST(S3Xml, RefusesATextThatIsTooLong) {
+TEST(S3XmlTest, RefusesATextThatIsTooLong) {
     const std::string longest(65536, 'x');
     EXPECT_EQ(parse<CS3ErrorResponse>("<Error><Message>" + longest + "</Message></Error>").getMessage(),
               String::fromUTF8(longest));
@@ -532,7 +532,7 @@ TEST(S3Xml, RefusesATextThatIsTooLong) {
         tooLong);
 }
 
-TEST(S3Xml, RefusesTextsThatWouldTakeVeryLong) {
+TEST(S3XmlTest, RefusesTextsThatWouldTakeVeryLong) {
     std::string document = "<Error>";
     for (int i = 0; i < 14; ++i) {
         document += "<Message>x" + std::string(65535, '\n') + "</Message>";
@@ -541,7 +541,7 @@ TEST(S3Xml, RefusesTextsThatWouldTakeVeryLong) {
               "Error parsing Amazon S3 error response: invalid XML.");
 }
 
-TEST(S3Xml, RefusesADocumentThatIsTooLong) {
+TEST(S3XmlTest, RefusesADocumentThatIsTooLong) {
     const auto padded = [](const std::string& begin, const std::string& end, std::size_t size) {
         return begin + std::string(size - begin.size() - end.size(), ' ') + end;
     };
@@ -562,7 +562,7 @@ TEST(S3Xml, RefusesADocumentThatIsTooLong) {
     EXPECT_EQ(plainErrorOf([&] { parseEncoded(listing); }), tooLong);
 }
 
-TEST(S3Xml, RefusesTooManyElements) {
+TEST(S3XmlTest, RefusesTooManyElements) {
     std::string listing = "<ListBucketResult>";
     for (int i = 0; i < 1'000'000; ++i) {
         listing += "<a/>";
@@ -571,7 +571,7 @@ TEST(S3Xml, RefusesTooManyElements) {
               "Error parsing Amazon S3 'list objects' result: invalid XML.");
 }
 
-TEST(S3ListObjectsResult, TakesCDATALiterally) {
+TEST(S3ListObjectsResultTest, TakesCDATALiterally) {
     const auto page = parseEncoded("<ListBucketResult>" + contents("<![CDATA[a&#1;<b>]]>") + contents("c") +
                                    "</ListBucketResult>");
     EXPECT_THAT(keysOf(*page), ElementsAre("a&#1;<b>", "c"));
@@ -580,7 +580,7 @@ TEST(S3ListObjectsResult, TakesCDATALiterally) {
               "a\rb");
 }
 
-TEST(S3Xml, TakesTagsThatAreNoneForInvalid) {
+TEST(S3XmlTest, TakesTagsThatAreNoneForInvalid) {
     for (const std::string& document :
          {std::string("<>"), std::string("<"), std::string("</"), std::string(">"), std::string("<a/"),
           std::string(1'000'000, '<') + ">"}) {
@@ -589,7 +589,7 @@ TEST(S3Xml, TakesTagsThatAreNoneForInvalid) {
     }
 }
 
-TEST(S3Xml, IsReadOnSeveralThreads) {
+TEST(S3XmlTest, IsReadOnSeveralThreads) {
     const std::string plain = "<Error><Code>c</Code></Error>";
     const auto parse = [&plain] {
         for (int count = 0; count < 100; ++count) {

@@ -26,7 +26,7 @@ CCURLError statusError(int status) {
 
 // ---- what an error is ------------------------------------------------------------------------------------
 
-TEST(S3ErrorCodes, AreTakenFromTheError) {
+TEST(S3ErrorCodesTest, AreTakenFromTheError) {
     const auto codesOf = [](const std::exception& error) {
         String s3Code = "before";
         String httpCode = "before";
@@ -43,7 +43,7 @@ TEST(S3ErrorCodes, AreTakenFromTheError) {
     EXPECT_THAT(codesOf(std::runtime_error("x")), ElementsAre("", ""));
 }
 
-TEST(S3Retry, IsDecidedByTheS3CodeAlone) {
+TEST(S3RetryTest, IsDecidedByTheS3CodeAlone) {
     for (const char* code : {"InternalError", "SlowDown", "IncompleteBody", "InvalidDigest",
                              "OperationAborted", "RequestTimeTooSkewed"}) {
         for (const int status : {0, 200, 403, 404, 500}) {
@@ -57,7 +57,7 @@ TEST(S3Retry, IsDecidedByTheS3CodeAlone) {
     }
 }
 
-TEST(S3Retry, IsDecidedByTheStatusWithoutAnS3Code) {
+TEST(S3RetryTest, IsDecidedByTheStatusWithoutAnS3Code) {
     EXPECT_TRUE(CS3Client::shouldRetryRequest(s3Error("", 500)));
     EXPECT_FALSE(CS3Client::shouldRetryRequest(s3Error("", 404)));
     for (int status = 1; status < 600; ++status) {
@@ -69,7 +69,7 @@ TEST(S3Retry, IsDecidedByTheStatusWithoutAnS3Code) {
         CS3Client::shouldRetryRequest(CCURLError(CURLE_RECV_ERROR, "", "http", 200, "", "", "", "")));
 }
 
-TEST(S3Retry, IsDecidedByTheTransferWithoutAStatus) {
+TEST(S3RetryTest, IsDecidedByTheTransferWithoutAStatus) {
     for (int code = 1; code < CURL_LAST; ++code) {
         const bool isRetried = code == 7 || code == 28 || code == 52 || code == 55 || code == 56;
         EXPECT_EQ(CS3Client::shouldRetryRequest(transferError(static_cast<CURLcode>(code))), isRetried)
@@ -81,7 +81,7 @@ TEST(S3Retry, IsDecidedByTheTransferWithoutAStatus) {
     EXPECT_FALSE(CS3Client::shouldRetryRequest(std::runtime_error("x")));
 }
 
-TEST(S3SlowDown, IsToldByCodeThenStatus) {
+TEST(S3SlowDownTest, IsToldByCodeThenStatus) {
     EXPECT_TRUE(CS3Client::shouldSlowDown(s3Error("SlowDown", 0)));
     EXPECT_FALSE(CS3Client::shouldSlowDown(s3Error("InternalError", 503)));
     EXPECT_TRUE(CS3Client::shouldSlowDown(statusError(503)));
@@ -89,7 +89,7 @@ TEST(S3SlowDown, IsToldByCodeThenStatus) {
     EXPECT_FALSE(CS3Client::shouldSlowDown(std::runtime_error("x")));
 }
 
-TEST(S3NotFound, IsToldByStatusOrCode) {
+TEST(S3NotFoundTest, IsToldByStatusOrCode) {
     EXPECT_TRUE(CS3Client::isNotFoundError(statusError(404)));
     EXPECT_TRUE(CS3Client::isNotFoundError(s3Error("Other", 404)));
     EXPECT_TRUE(CS3Client::isNotFoundError(s3Error("NoSuchKey", 0)));
@@ -107,7 +107,7 @@ vexil::TBuffer<unsigned char> bufferOf(std::string_view text) {
     return buffer;
 }
 
-TEST(S3BetterError, IsMadeOfTheBody) {
+TEST(S3BetterErrorTest, IsMadeOfTheBody) {
     CCURLError original = statusError(403);
     const auto error = thrownBy<CS3Error>(
         [&] { CS3Client::tryThrowBetterError(original, bufferOf(errorDocument("AccessDenied"))); });
@@ -117,7 +117,7 @@ TEST(S3BetterError, IsMadeOfTheBody) {
                                              "responseCode=403"));
 }
 
-TEST(S3BetterError, NeedsAnAnswerWithABody) {
+TEST(S3BetterErrorTest, NeedsAnAnswerWithABody) {
     LogCapture log;
     const auto document = bufferOf(errorDocument("AccessDenied"));
     CCURLError noAnswer = transferError(CURLE_GOT_NOTHING);
@@ -133,7 +133,7 @@ TEST(S3BetterError, NeedsAnAnswerWithABody) {
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST(S3BetterError, LogsABodyThatIsNoDocument) {
+TEST(S3BetterErrorTest, LogsABodyThatIsNoDocument) {
     LogCapture log;
     CCURLError error = statusError(500);
     CS3Client::tryThrowBetterError(error, bufferOf("<html>\xC3\xBC"));
@@ -144,7 +144,7 @@ TEST(S3BetterError, LogsABodyThatIsNoDocument) {
                 ElementsAre(text + " <S3ResponseData><html>\xC3\xBC", text + " <S3ResponseData><Other/>"));
 }
 
-TEST(S3BetterError, LogsABodyThatIsNoText) {
+TEST(S3BetterErrorTest, LogsABodyThatIsNoText) {
     LogCapture log;
     CCURLError error = statusError(500);
     CS3Client::tryThrowBetterError(error, bufferOf("\xFF\xFE"));

@@ -55,7 +55,7 @@ public:
     std::function<void()> onWrite;
 };
 
-class S3PutStream : public S3WireTest {
+class S3PutStreamTest : public S3WireTest {
 protected:
     std::vector<std::string> sentBodies() {
         std::vector<std::string> bodies;
@@ -66,7 +66,7 @@ protected:
     }
 };
 
-TEST_F(S3PutStream, SendsTheseBytes) {
+TEST_F(S3PutStreamTest, SendsTheseBytes) {
     answer({reply("200 OK", "")});
     Stream stream("hello");
     client.putObject(request, "b", "k", &stream, 5, "text/plain");
@@ -78,7 +78,7 @@ TEST_F(S3PutStream, SendsTheseBytes) {
     EXPECT_THAT(sentBodies(), ElementsAre("hello"));
 }
 
-TEST_F(S3PutStream, BeginsWhereTheStreamStandsAndEndsBehindItsSize) {
+TEST_F(S3PutStreamTest, BeginsWhereTheStreamStandsAndEndsBehindItsSize) {
     answer({reply("200 OK", "")});
     Stream stream("before hello after", 7);
     client.putObject(request, "b", "k", &stream, 5, "");
@@ -88,13 +88,13 @@ TEST_F(S3PutStream, BeginsWhereTheStreamStandsAndEndsBehindItsSize) {
     EXPECT_EQ(stream.position, 12);
 }
 
-TEST_F(S3PutStream, PreparationLeavesTheStreamWhereItStood) {
+TEST_F(S3PutStreamTest, PreparationLeavesTheStreamWhereItStood) {
     const P<Stream> stream = new Stream("before hello", 7);
     client.preparePutObjectRequest(request, "b", "k", stream, 5, "");
     EXPECT_EQ(stream->position, 7);
 }
 
-TEST_F(S3PutStream, SendsTheSameBodyWithEachTry) {
+TEST_F(S3PutStreamTest, SendsTheSameBodyWithEachTry) {
     answer({internalError, reply("503 Slow Down", errorDocument("SlowDown")), reply("200 OK", "")});
     Stream stream("before hello", 7);
     client.putObject(request, "b", "k", &stream, 5, "");
@@ -103,7 +103,7 @@ TEST_F(S3PutStream, SendsTheSameBodyWithEachTry) {
     EXPECT_THAT(stream.seeks, ElementsAre(7, 7, 7));
 }
 
-TEST_F(S3PutStream, FollowsARedirectWithTheSameBody) {
+TEST_F(S3PutStreamTest, FollowsARedirectWithTheSameBody) {
     answer({reply("307 Temporary Redirect", "", "Location: /elsewhere\r\n"), reply("200 OK", "")});
     Stream stream("before hello", 7);
     client.putObject(request, "b", "k", &stream, 5, "");
@@ -111,7 +111,7 @@ TEST_F(S3PutStream, FollowsARedirectWithTheSameBody) {
     EXPECT_EQ(peer.requests().at(1).requestLine(), "PUT /elsewhere HTTP/1.1");
 }
 
-TEST_F(S3PutStream, SendsNothingOfAnEmptyPiece) {
+TEST_F(S3PutStreamTest, SendsNothingOfAnEmptyPiece) {
     answer({reply("200 OK", "")});
     Stream stream("before", 6);
     client.putObject(request, "b", "k", &stream, 0, "");
@@ -119,7 +119,7 @@ TEST_F(S3PutStream, SendsNothingOfAnEmptyPiece) {
     EXPECT_EQ(peer.requests().at(0).header("Content-Length"), "0");
 }
 
-TEST_F(S3PutStream, TakesAStreamInSmallPieces) {
+TEST_F(S3PutStreamTest, TakesAStreamInSmallPieces) {
     answer({reply("200 OK", "")});
     const std::string body = ScriptedPeer::pattern(0, 300000);
     Stream stream(body);
@@ -130,7 +130,7 @@ TEST_F(S3PutStream, TakesAStreamInSmallPieces) {
     EXPECT_LE(stream.largestRead, 1 << 20);
 }
 
-TEST_F(S3PutStream, MustNotEndBeforeItsSize) {
+TEST_F(S3PutStreamTest, MustNotEndBeforeItsSize) {
     request.setURL("http://untouched/");
     Stream stream("before hell", 7);
     EXPECT_EQ(plainErrorOf([&] { client.putObject(request, "b", "k", &stream, 5, ""); }),
@@ -139,7 +139,7 @@ TEST_F(S3PutStream, MustNotEndBeforeItsSize) {
     EXPECT_EQ(peer.connectionCount(), 0u);
 }
 
-TEST_F(S3PutStream, MustNotShrinkMeanwhile) {
+TEST_F(S3PutStreamTest, MustNotShrinkMeanwhile) {
     peer.onConnection().clientMayLeave().expectHead().reply("HTTP/1.1 100 Continue\r\n\r\n").readUntilClose();
     const P<Stream> stream = new Stream("hello");
     client.preparePutObjectRequest(request, "b", "k", stream, 5, "");
@@ -147,7 +147,7 @@ TEST_F(S3PutStream, MustNotShrinkMeanwhile) {
     EXPECT_EQ(plainErrorOf([&] { client.performRequest(request); }), "The stream ends after 3 of 5 bytes.");
 }
 
-TEST_F(S3PutStream, ThrowsWhatTheStreamThrows) {
+TEST_F(S3PutStreamTest, ThrowsWhatTheStreamThrows) {
     peer.onConnection().clientMayLeave().expectHead().reply("HTTP/1.1 100 Continue\r\n\r\n").readUntilClose();
     const P<Stream> stream = new Stream("hello");
     stream->onRead = [] { throw CError("cannot read"); };
@@ -159,7 +159,7 @@ TEST_F(S3PutStream, ThrowsWhatTheStreamThrows) {
     EXPECT_EQ(plainErrorOf([&] { client.performRequest(request); }), "cannot read");
 }
 
-TEST_F(S3PutStream, RefusesMoreBytesThanWereAskedFor) {
+TEST_F(S3PutStreamTest, RefusesMoreBytesThanWereAskedFor) {
     class Liar : public Stream {
     public:
         int read(void*, int maxLength) override { return maxLength + 1; }
@@ -171,9 +171,9 @@ TEST_F(S3PutStream, RefusesMoreBytesThanWereAskedFor) {
 
 // ---- get -------------------------------------------------------------------------------------------------
 
-using S3GetStream = S3WireTest;
+using S3GetStreamTest = S3WireTest;
 
-TEST_F(S3GetStream, WritesTheBodyWhereTheStreamStands) {
+TEST_F(S3GetStreamTest, WritesTheBodyWhereTheStreamStands) {
     answer({reply("200 OK", "hello")});
     Stream stream("before ", 7);
     client.getObject(request, "b", "k", 0, -1, &stream);
@@ -183,7 +183,7 @@ TEST_F(S3GetStream, WritesTheBodyWhereTheStreamStands) {
     EXPECT_THAT(stream.seeks, IsEmpty());
 }
 
-TEST_F(S3GetStream, WritesARange) {
+TEST_F(S3GetStreamTest, WritesARange) {
     answer({reply("206 Partial Content", "ell", "Content-Range: bytes 1-3/5\r\n")});
     Stream stream;
     client.getObject(request, "b", "k", 1, 3, &stream);
@@ -191,7 +191,7 @@ TEST_F(S3GetStream, WritesARange) {
     EXPECT_EQ(stream.bytes, "ell");
 }
 
-TEST_F(S3GetStream, RefusesTheWholeObjectInsteadOfARange) {
+TEST_F(S3GetStreamTest, RefusesTheWholeObjectInsteadOfARange) {
     peer.onConnection().expectRequest().reply(reply("200 OK", "hello")).clientMayLeave();
     Stream stream;
     EXPECT_EQ(plainErrorOf([&] { client.getObject(request, "b", "k", 1, -1, &stream); }),
@@ -199,7 +199,7 @@ TEST_F(S3GetStream, RefusesTheWholeObjectInsteadOfARange) {
     EXPECT_EQ(stream.bytes, "");
 }
 
-TEST_F(S3GetStream, TakesARangeThatTheEndOfTheObjectCuts) {
+TEST_F(S3GetStreamTest, TakesARangeThatTheEndOfTheObjectCuts) {
     answer({reply("206 Partial Content", "lo", "Content-Range: bytes 3-4/5\r\n"),
             reply("206 Partial Content", "lo", "Content-Range: Bytes 3-4/5\r\n"),
             reply("206 Partial Content", "lo", "Content-Range: bytes 3-4/*\r\n")});
@@ -210,7 +210,7 @@ TEST_F(S3GetStream, TakesARangeThatTheEndOfTheObjectCuts) {
     EXPECT_EQ(stream.bytes, "lololo");
 }
 
-TEST_F(S3GetStream, RefusesAnotherRange) {
+TEST_F(S3GetStreamTest, RefusesAnotherRange) {
     const std::vector<std::pair<std::string, std::string>> cases = {
         {"bytes 0-2/9", "'bytes 0-2/9'"}, {"bytes 2-4/9", "'bytes 2-4/9'"}, {"bytes 1-2/9", "'bytes 1-2/9'"},
         {"bytes 1-4/9", "'bytes 1-4/9'"}, {"bytes 1-2/*", "'bytes 1-2/*'"}, {"bytes */9", "'bytes */9'"},
@@ -232,7 +232,7 @@ TEST_F(S3GetStream, RefusesAnotherRange) {
     }
 }
 
-TEST_F(S3GetStream, RefusesARangeThatEndsEarlyWhereAllWasAskedFor) {
+TEST_F(S3GetStreamTest, RefusesARangeThatEndsEarlyWhereAllWasAskedFor) {
     peer.onConnection()
         .expectRequest()
         .reply(reply("206 Partial Content", "ell", "Content-Range: bytes 1-3/5\r\n"))
@@ -242,14 +242,14 @@ TEST_F(S3GetStream, RefusesARangeThatEndsEarlyWhereAllWasAskedFor) {
               "The server responded to the request for bytes from 1 on of the object with 'bytes 1-3/5'.");
 }
 
-TEST_F(S3GetStream, RefusesARangeOfAnotherLengthThanItsBody) {
+TEST_F(S3GetStreamTest, RefusesARangeOfAnotherLengthThanItsBody) {
     answer({reply("206 Partial Content", "el", "Content-Range: bytes 1-3/5\r\n")});
     Stream stream;
     EXPECT_EQ(transientErrorOf([&] { client.getObject(request, "b", "k", 1, 3, &stream); }),
               "Received 2 of the 3 bytes of the range.");
 }
 
-TEST_F(S3GetStream, RefusesAPartInsteadOfTheWholeObject) {
+TEST_F(S3GetStreamTest, RefusesAPartInsteadOfTheWholeObject) {
     peer.onConnection()
         .expectRequest()
         .reply(reply("206 Partial Content", "hel", "Content-Range: bytes 0-2/5\r\n"))
@@ -260,21 +260,21 @@ TEST_F(S3GetStream, RefusesAPartInsteadOfTheWholeObject) {
     EXPECT_EQ(stream.bytes, "");
 }
 
-TEST_F(S3GetStream, RefusesAnAnnouncedBodyThatDoesNotComeAtAll) {
+TEST_F(S3GetStreamTest, RefusesAnAnnouncedBodyThatDoesNotComeAtAll) {
     answer({"HTTP/1.1 204 No Content\r\nContent-Length: 5\r\n\r\n"});
     Stream stream;
     EXPECT_EQ(transientErrorOf([&] { client.getObject(request, "b", "k", 0, -1, &stream); }),
               "Received 0 of the 5 bytes that the response announced.");
 }
 
-TEST_F(S3GetStream, RefusesAnEmptyAnswerThatIsNoRange) {
+TEST_F(S3GetStreamTest, RefusesAnEmptyAnswerThatIsNoRange) {
     answer({reply("200 OK", "")});
     Stream stream;
     EXPECT_EQ(plainErrorOf([&] { client.getObject(request, "b", "k", 5, -1, &stream); }),
               "The server responded to the request for a part of the object with status 200 instead of 206.");
 }
 
-TEST_F(S3GetStream, RefusesABodyBehindAStatusLineThatCannotBeRead) {
+TEST_F(S3GetStreamTest, RefusesABodyBehindAStatusLineThatCannotBeRead) {
     LogCapture log;
     answer({"HTTP/1.1 200 Gr\xFC\xDF\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nhello\r\n0\r\n\r\n"});
     Stream stream;
@@ -283,7 +283,7 @@ TEST_F(S3GetStream, RefusesABodyBehindAStatusLineThatCannotBeRead) {
     EXPECT_EQ(stream.bytes, "");
 }
 
-TEST_F(S3GetStream, KeepsErrorAnswersOutOfTheStream) {
+TEST_F(S3GetStreamTest, KeepsErrorAnswersOutOfTheStream) {
     LogCapture log;
     answer({internalError, reply("503 Service Unavailable", "<html>"), reply("200 OK", "hello")});
     Stream stream("before ", 7);
@@ -294,7 +294,7 @@ TEST_F(S3GetStream, KeepsErrorAnswersOutOfTheStream) {
               "I: Received InternalError response from S3 (try 1). Waiting 100ms and retrying.");
 }
 
-TEST_F(S3GetStream, ThrowsTheErrorThatAnAnswerHolds) {
+TEST_F(S3GetStreamTest, ThrowsTheErrorThatAnAnswerHolds) {
     answer({reply("404 Not Found", errorDocument("NoSuchKey"))});
     Stream stream("before ", 7);
     const auto error = thrownBy<CS3Error>([&] { client.getObject(request, "b", "k", 0, -1, &stream); });
@@ -304,7 +304,7 @@ TEST_F(S3GetStream, ThrowsTheErrorThatAnAnswerHolds) {
     EXPECT_EQ(stream.bytes, "before ");
 }
 
-TEST_F(S3GetStream, BeginsAnewWithEachTry) {
+TEST_F(S3GetStreamTest, BeginsAnewWithEachTry) {
     peer.onConnection()
         .expectRequest()
         .replyCut(reply("200 OK", "hello"), reply("200 OK", "hello").size() - 2)
@@ -319,7 +319,7 @@ TEST_F(S3GetStream, BeginsAnewWithEachTry) {
     EXPECT_THAT(stream->seeks, ElementsAre(7));
 }
 
-TEST_F(S3GetStream, BeginsAnewWhenAWriteHasFailed) {
+TEST_F(S3GetStreamTest, BeginsAnewWhenAWriteHasFailed) {
     peer.onConnection().expectRequest().reply(reply("200 OK", "hello")).clientMayLeave();
     answer({reply("200 OK", "hello")});
     const P<Stream> stream = new Stream("before ", 7);
@@ -334,7 +334,7 @@ TEST_F(S3GetStream, BeginsAnewWhenAWriteHasFailed) {
     EXPECT_EQ(stream->bytes, "before hello");
 }
 
-TEST_F(S3GetStream, FetchesHeadersOnlyForALengthOfZero) {
+TEST_F(S3GetStreamTest, FetchesHeadersOnlyForALengthOfZero) {
     answer({"HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\n"});
     Stream stream;
     client.getObject(request, "b", "k", 3, 0, &stream);
@@ -343,21 +343,21 @@ TEST_F(S3GetStream, FetchesHeadersOnlyForALengthOfZero) {
     EXPECT_EQ(request.getResponseHeaderMap().at("content-length"), "5");
 }
 
-TEST_F(S3GetStream, TakesAnEmptyObject) {
+TEST_F(S3GetStreamTest, TakesAnEmptyObject) {
     answer({reply("200 OK", "")});
     Stream stream;
     client.getObject(request, "b", "k", 0, -1, &stream);
     EXPECT_EQ(stream.bytes, "");
 }
 
-TEST_F(S3GetStream, TakesABodyWithoutALength) {
+TEST_F(S3GetStreamTest, TakesABodyWithoutALength) {
     answer({"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nhello\r\n0\r\n\r\n"});
     Stream stream;
     client.getObject(request, "b", "k", 0, -1, &stream);
     EXPECT_EQ(stream.bytes, "hello");
 }
 
-TEST_F(S3GetStream, DemandsTheWholeHeaderBlock) {
+TEST_F(S3GetStreamTest, DemandsTheWholeHeaderBlock) {
     const std::string whole = reply("200 OK", "hello");
     int incomplete = 0;
     for (std::size_t length = 1; length < whole.size() - 5; ++length) {
@@ -378,7 +378,7 @@ TEST_F(S3GetStream, DemandsTheWholeHeaderBlock) {
     EXPECT_GT(incomplete, 0);
 }
 
-TEST_F(S3GetStream, DemandsTheWholeHeaderBlockAfterAnotherResponse) {
+TEST_F(S3GetStreamTest, DemandsTheWholeHeaderBlockAfterAnotherResponse) {
     const std::string whole = "HTTP/1.1 200 D\xe9j\xe0\r\nContent-Length: 5\r\n\r\n";
     for (std::size_t length = 1; length <= whole.size(); ++length) {
         CNetRequest own;
@@ -394,14 +394,14 @@ TEST_F(S3GetStream, DemandsTheWholeHeaderBlockAfterAnotherResponse) {
     }
 }
 
-TEST_F(S3GetStream, DemandsThatEachHeaderLineCanBeRead) {
+TEST_F(S3GetStreamTest, DemandsThatEachHeaderLineCanBeRead) {
     answer({"HTTP/1.1 200 OK\r\nX-Bad: \xff\r\nContent-Length: 5\r\n\r\nhello"});
     Stream stream;
     EXPECT_EQ(transientErrorOf([&] { client.getObject(request, "b", "k", 0, -1, &stream); }),
               "A header line of the response could not be read.");
 }
 
-TEST_F(S3GetStream, DemandsTheAnnouncedLength) {
+TEST_F(S3GetStreamTest, DemandsTheAnnouncedLength) {
     // The second length is the one left by a broken gateway; libcurl uses the framing.
     answer({"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\nContent-Length: "
             "9\r\n\r\n5\r\nhello\r\n0\r\n\r\n"});
@@ -410,7 +410,7 @@ TEST_F(S3GetStream, DemandsTheAnnouncedLength) {
               "Received 5 of the 9 bytes that the response announced.");
 }
 
-TEST_F(S3GetStream, LetsGoOfTheStreamAtTheEnd) {
+TEST_F(S3GetStreamTest, LetsGoOfTheStreamAtTheEnd) {
     answer(
         {reply("200 OK", "hello"), reply("404 Not Found", errorDocument("NoSuchKey")), reply("200 OK", "")});
     bool isAlive = false;
@@ -431,7 +431,7 @@ TEST_F(S3GetStream, LetsGoOfTheStreamAtTheEnd) {
     EXPECT_FALSE(isAlive);
 }
 
-TEST_F(S3GetStream, WritesToAStreamOfTheLibrary) {
+TEST_F(S3GetStreamTest, WritesToAStreamOfTheLibrary) {
     answer({reply("200 OK", "hello")});
     zet::CBufferStream stream;
     client.getObject(request, "b", "k", 0, -1, &stream);
@@ -449,7 +449,7 @@ std::string eTag(const std::string& value, const std::string& more = "") {
     return "ETag: " + value + "\r\n" + more;
 }
 
-TEST(S3ETag, IsAnMD5OnlyWhereItSaysSo) {
+TEST(S3ETagTest, IsAnMD5OnlyWhereItSaysSo) {
     const auto contentMD5 = [](const char* value, const char* encryption = nullptr,
                                bool isCustomers = false) {
         HeaderMap headers{{"etag", value}};
@@ -478,14 +478,14 @@ TEST(S3ETag, IsAnMD5OnlyWhereItSaysSo) {
     }
 }
 
-TEST_F(S3GetStream, ComparesNothingWithTheETagByDefault) {
+TEST_F(S3GetStreamTest, ComparesNothingWithTheETagByDefault) {
     answer({reply("200 OK", "hello", eTag('"' + otherMD5 + '"'))});
     Stream stream;
     client.getObject(request, "b", "k", 0, -1, &stream);
     EXPECT_EQ(stream.bytes, "hello");
 }
 
-TEST_F(S3GetStream, ComparesTheContentWithTheETag) {
+TEST_F(S3GetStreamTest, ComparesTheContentWithTheETag) {
     client.setVerifyETag(true);
     answer(
         {reply("200 OK", "hello", eTag('"' + helloMD5 + '"')),
@@ -503,7 +503,7 @@ TEST_F(S3GetStream, ComparesTheContentWithTheETag) {
     client.getObject(request, "b", "k", 1, 3, &stream);
 }
 
-TEST_F(S3GetStream, ComparesWhatTheLastTryHasWritten) {
+TEST_F(S3GetStreamTest, ComparesWhatTheLastTryHasWritten) {
     client.setVerifyETag(true);
     answer({internalError, reply("200 OK", "hello", eTag('"' + helloMD5 + '"'))});
     Stream stream;
@@ -511,7 +511,7 @@ TEST_F(S3GetStream, ComparesWhatTheLastTryHasWritten) {
     EXPECT_EQ(stream.bytes, "hello");
 }
 
-TEST_F(S3PutStream, ComparesTheETagOfTheResponse) {
+TEST_F(S3PutStreamTest, ComparesTheETagOfTheResponse) {
     const std::string wrong = reply("200 OK", "", eTag('"' + otherMD5 + '"'));
     answer(
         {wrong, wrong, reply("200 OK", "", eTag('"' + helloMD5 + '"')), wrong, wrong, reply("200 OK", "")});
@@ -525,7 +525,7 @@ TEST_F(S3PutStream, ComparesTheETagOfTheResponse) {
     client.putObject(request, "b", "k", "hello", 5, "");
 }
 
-TEST_F(S3PutStream, TakesTheLargestSizeAndNoLarger) {
+TEST_F(S3PutStreamTest, TakesTheLargestSizeAndNoLarger) {
     const P<Stream> stream = new Stream;
     stream->onRead = [] { throw CError("it is read"); };
     EXPECT_EQ(plainErrorOf([&] {

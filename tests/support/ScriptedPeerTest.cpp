@@ -100,7 +100,7 @@ void expectPlayed(const ScriptedPeer& peer) {
     EXPECT_EQ(peer.unplayedScripts(), 0u);
 }
 
-TEST(ScriptedPeer, ListensOnALoopbackPortOfItsOwn) {
+TEST(ScriptedPeerTest, ListensOnALoopbackPortOfItsOwn) {
     const ScriptedPeer peer;
     const ScriptedPeer other;
     EXPECT_NE(peer.port(), 0);
@@ -109,7 +109,7 @@ TEST(ScriptedPeer, ListensOnALoopbackPortOfItsOwn) {
     EXPECT_EQ(peer.url(), "http://127.0.0.1:" + std::to_string(peer.port()) + "/");
 }
 
-TEST(ScriptedPeer, RepliesToAHeadAndCloses) {
+TEST(ScriptedPeerTest, RepliesToAHeadAndCloses) {
     ScriptedPeer peer;
     peer.onConnection().expectHead().reply(okReply).close();
 
@@ -129,7 +129,7 @@ TEST(ScriptedPeer, RepliesToAHeadAndCloses) {
     EXPECT_EQ(peer.connectionCount(), 1u);
 }
 
-TEST(ScriptedPeer, FindsTheEndOfAHeadThatComesByteByByte) {
+TEST(ScriptedPeerTest, FindsTheEndOfAHeadThatComesByteByByte) {
     ScriptedPeer peer;
     peer.onConnection().expectHead().reply(okReply).close();
     Client client(peer);
@@ -142,7 +142,7 @@ TEST(ScriptedPeer, FindsTheEndOfAHeadThatComesByteByByte) {
     EXPECT_EQ(peer.received(0), getRequest);
 }
 
-TEST(ScriptedPeer, ReadsABodyByContentLength) {
+TEST(ScriptedPeerTest, ReadsABodyByContentLength) {
     ScriptedPeer peer;
     peer.onConnection().expectRequest().reply(okReply).close();
     const std::string head = "PUT /a HTTP/1.1\r\ncontent-length: 5\r\n\r\n";
@@ -162,7 +162,7 @@ TEST(ScriptedPeer, ReadsABodyByContentLength) {
     EXPECT_EQ(peer.receivedSize(0), head.size() + 5);
 }
 
-TEST(ScriptedPeer, ReadsAChunkedBodyWithExtensionAndTrailer) {
+TEST(ScriptedPeerTest, ReadsAChunkedBodyWithExtensionAndTrailer) {
     ScriptedPeer peer;
     peer.onConnection().expectRequest().reply(okReply).close();
     const std::string head = "PUT /a HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n";
@@ -180,7 +180,7 @@ TEST(ScriptedPeer, ReadsAChunkedBodyWithExtensionAndTrailer) {
     EXPECT_EQ(peer.received(0), head + body);
 }
 
-TEST(ScriptedPeer, FailsOnBrokenFraming) {
+TEST(ScriptedPeerTest, FailsOnBrokenFraming) {
     const std::string chunkedHead = "PUT /a HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n";
     const std::vector<std::pair<std::string, std::string>> cases{
         {chunkedHead + "zz\r\n", "bad chunk size \"zz\""},
@@ -198,7 +198,7 @@ TEST(ScriptedPeer, FailsOnBrokenFraming) {
     }
 }
 
-TEST(ScriptedPeer, AnswersExpectContinueBeforeTheBody) {
+TEST(ScriptedPeerTest, AnswersExpectContinueBeforeTheBody) {
     ScriptedPeer peer;
     peer.onConnection().expectRequest().reply(okReply).close();
     Client client(peer);
@@ -210,7 +210,7 @@ TEST(ScriptedPeer, AnswersExpectContinueBeforeTheBody) {
     EXPECT_EQ(peer.requests().at(0).body, "abc");
 }
 
-TEST(ScriptedPeer, WithholdsTheInterimAnswerWhenTold) {
+TEST(ScriptedPeerTest, WithholdsTheInterimAnswerWhenTold) {
     ScriptedPeer peer;
     peer.onConnection().expectRequest(ConnectionScript::Interim::Withhold).reply(okReply).close();
     Client client(peer);
@@ -219,7 +219,7 @@ TEST(ScriptedPeer, WithholdsTheInterimAnswerWhenTold) {
     expectPlayed(peer);
 }
 
-TEST(ScriptedPeer, SendsNoInterimAnswerUnasked) {
+TEST(ScriptedPeerTest, SendsNoInterimAnswerUnasked) {
     ScriptedPeer peer;
     peer.onConnection().expectRequest().reply(okReply).close();
     Client client(peer);
@@ -228,7 +228,7 @@ TEST(ScriptedPeer, SendsNoInterimAnswerUnasked) {
     expectPlayed(peer);
 }
 
-TEST(ScriptedPeer, PlaysSeveralRoundsOnOneConnection) {
+TEST(ScriptedPeerTest, PlaysSeveralRoundsOnOneConnection) {
     ScriptedPeer peer;
     peer.onConnection().expectRequest().reply("one").expectRequest().reply("two").waitForClose();
     Client client(peer);
@@ -246,7 +246,7 @@ TEST(ScriptedPeer, PlaysSeveralRoundsOnOneConnection) {
     EXPECT_EQ(peer.connectionCount(), 1u);
 }
 
-TEST(ScriptedPeer, SeparatesPipelinedRequests) {
+TEST(ScriptedPeerTest, SeparatesPipelinedRequests) {
     ScriptedPeer peer;
     peer.onConnection().expectRequest().expectRequest().reply(okReply).close();
     Client client(peer);
@@ -257,7 +257,7 @@ TEST(ScriptedPeer, SeparatesPipelinedRequests) {
     EXPECT_EQ(peer.requests().at(1).raw, getRequest);
 }
 
-TEST(ScriptedPeer, GivesScriptsToConnectionsInOrder) {
+TEST(ScriptedPeerTest, GivesScriptsToConnectionsInOrder) {
     ScriptedPeer peer;
     peer.onConnection().reply("first").close();
     peer.onConnection().reply("second").close();
@@ -268,7 +268,7 @@ TEST(ScriptedPeer, GivesScriptsToConnectionsInOrder) {
     EXPECT_TRUE(peer.waitForConnections(2));
 }
 
-TEST(ScriptedPeer, ServesConnectionsSideBySide) {
+TEST(ScriptedPeerTest, ServesConnectionsSideBySide) {
     ScriptedPeer peer;
     peer.onConnection().expectLine("a").reply("A").close();
     peer.onConnection().expectLine("b").reply("B").close();
@@ -282,7 +282,7 @@ TEST(ScriptedPeer, ServesConnectionsSideBySide) {
     expectPlayed(peer);
 }
 
-TEST(ScriptedPeer, TalksInLines) {
+TEST(ScriptedPeerTest, TalksInLines) {
     ScriptedPeer peer;
     peer.onConnection()
         .reply("220 hi\r\n")
@@ -300,7 +300,7 @@ TEST(ScriptedPeer, TalksInLines) {
     EXPECT_THAT(peer.requests(), IsEmpty());
 }
 
-TEST(ScriptedPeer, FailsOnAnotherLine) {
+TEST(ScriptedPeerTest, FailsOnAnotherLine) {
     ScriptedPeer peer;
     peer.onConnection().expectLine("QUIT").reply("221\r\n").close();
     Client client(peer);
@@ -312,7 +312,7 @@ TEST(ScriptedPeer, FailsOnAnotherLine) {
         ElementsAre("connection 0, step 1 (expectLine): expected the line \"QUIT\", got \"NOOP\\r\\n\""));
 }
 
-TEST(ScriptedPeer, ReadsExactlyTheBytesNamed) {
+TEST(ScriptedPeerTest, ReadsExactlyTheBytesNamed) {
     ScriptedPeer peer;
     peer.onConnection().expectBytes(3).replyWith([](const std::string& bytes) { return bytes; }).close();
     Client client(peer);
@@ -322,7 +322,7 @@ TEST(ScriptedPeer, ReadsExactlyTheBytesNamed) {
     EXPECT_EQ(peer.received(0), "abc");
 }
 
-TEST(ScriptedPeer, ComparesExactBytes) {
+TEST(ScriptedPeerTest, ComparesExactBytes) {
     ScriptedPeer peer;
     peer.onConnection().expectExactly(getRequest).reply(okReply).close();
     peer.onConnection().expectExactly("abc").reply(okReply).close();
@@ -337,7 +337,7 @@ TEST(ScriptedPeer, ComparesExactBytes) {
                 ElementsAre("connection 1, step 1 (expectExactly): expected \"abc\", got \"abd\""));
 }
 
-TEST(ScriptedPeer, CountsBytesBehindAHeadAsItsBody) {
+TEST(ScriptedPeerTest, CountsBytesBehindAHeadAsItsBody) {
     ScriptedPeer peer;
     peer.onConnection().expectHead().expectBytes(4).reset();
     Client client(peer);
@@ -348,7 +348,7 @@ TEST(ScriptedPeer, CountsBytesBehindAHeadAsItsBody) {
     EXPECT_EQ(peer.requests().at(0).raw, peer.received(0));
 }
 
-TEST(ScriptedPeer, ReadsUntilTheClientCloses) {
+TEST(ScriptedPeerTest, ReadsUntilTheClientCloses) {
     ScriptedPeer peer;
     peer.onConnection().readUntilClose().replyWith([](const std::string& all) { return all + "!"; }).close();
     Client client(peer);
@@ -360,7 +360,7 @@ TEST(ScriptedPeer, ReadsUntilTheClientCloses) {
     EXPECT_EQ(peer.received(0), "abcdef");
 }
 
-TEST(ScriptedPeer, MakesAReplyFromTheWholeRequest) {
+TEST(ScriptedPeerTest, MakesAReplyFromTheWholeRequest) {
     ScriptedPeer peer;
     peer.onConnection().expectRequest().replyWith([](const std::string& request) { return request; }).close();
     const std::string request = "PUT /a HTTP/1.1\r\nContent-Length: 2\r\n\r\nhi";
@@ -370,7 +370,7 @@ TEST(ScriptedPeer, MakesAReplyFromTheWholeRequest) {
     expectPlayed(peer);
 }
 
-TEST(ScriptedPeer, ReportsAReplyFunctionThatThrows) {
+TEST(ScriptedPeerTest, ReportsAReplyFunctionThatThrows) {
     ScriptedPeer peer;
     peer.onConnection()
         .expectHead()
@@ -383,7 +383,7 @@ TEST(ScriptedPeer, ReportsAReplyFunctionThatThrows) {
     EXPECT_THAT(peer.failures(), ElementsAre("connection 0, step 2 (replyWith): exception: oops"));
 }
 
-TEST(ScriptedPeer, CutsByFinBehindEveryByte) {
+TEST(ScriptedPeerTest, CutsByFinBehindEveryByte) {
     ScriptedPeer peer;
     for (std::size_t count = 0; count <= okReply.size(); ++count) {
         peer.onConnection().expectHead().replyCut(okReply, count).close();
@@ -397,7 +397,7 @@ TEST(ScriptedPeer, CutsByFinBehindEveryByte) {
     EXPECT_EQ(peer.requests().size(), okReply.size() + 1);
 }
 
-TEST(ScriptedPeer, CutsByResetBehindEveryByte) {
+TEST(ScriptedPeerTest, CutsByResetBehindEveryByte) {
     ScriptedPeer peer;
     for (std::size_t count = 0; count <= okReply.size(); ++count) {
         peer.onConnection().expectHead().replyCut(okReply, count).reset();
@@ -417,13 +417,13 @@ TEST(ScriptedPeer, CutsByResetBehindEveryByte) {
     expectPlayed(peer);
 }
 
-TEST(ScriptedPeer, RefusesACutBehindTheEnd) {
+TEST(ScriptedPeerTest, RefusesACutBehindTheEnd) {
     ScriptedPeer peer;
     auto script = peer.onConnection();
     EXPECT_THROW(script.replyCut("abc", 4), std::invalid_argument);
 }
 
-TEST(ScriptedPeer, DeliversAReplyByFinToAClientThatStillSends) {
+TEST(ScriptedPeerTest, DeliversAReplyByFinToAClientThatStillSends) {
     constexpr std::size_t size = 32 * 1024 * 1024;
     ScriptedPeer peer;
     peer.onConnection().expectHead().reply(okReply).close();
@@ -437,7 +437,7 @@ TEST(ScriptedPeer, DeliversAReplyByFinToAClientThatStillSends) {
     EXPECT_EQ(peer.requests().at(0).bodySize, 0u);
 }
 
-TEST(ScriptedPeer, StopsReadingAndResets) {
+TEST(ScriptedPeerTest, StopsReadingAndResets) {
     constexpr std::size_t size = 32 * 1024 * 1024;
     ScriptedPeer peer;
     peer.onConnection().expectHead().expectBytes(100).reset();
@@ -449,7 +449,7 @@ TEST(ScriptedPeer, StopsReadingAndResets) {
     EXPECT_EQ(peer.received(0), head + std::string(100, 'x'));
 }
 
-TEST(ScriptedPeer, StopsReadingAndClosesAbruptly) {
+TEST(ScriptedPeerTest, StopsReadingAndClosesAbruptly) {
     constexpr std::size_t size = 32 * 1024 * 1024;
     ScriptedPeer peer;
     peer.onConnection().expectBytes(100).closeAbruptly();
@@ -459,7 +459,7 @@ TEST(ScriptedPeer, StopsReadingAndClosesAbruptly) {
     EXPECT_EQ(peer.received(0), std::string(100, 'x'));
 }
 
-TEST(ScriptedPeer, ClosesAbruptlyByFinWhenAllIsRead) {
+TEST(ScriptedPeerTest, ClosesAbruptlyByFinWhenAllIsRead) {
     ScriptedPeer peer;
     peer.onConnection().expectHead().reply(okReply).closeAbruptly();
     Client client(peer);
@@ -470,7 +470,7 @@ TEST(ScriptedPeer, ClosesAbruptlyByFinWhenAllIsRead) {
     expectPlayed(peer);
 }
 
-TEST(ScriptedPeer, SendsAPatternOfAnySize) {
+TEST(ScriptedPeerTest, SendsAPatternOfAnySize) {
     constexpr std::size_t size = 3 * 1024 * 1024 + 17;
     ScriptedPeer peer;
     peer.onConnection().sendPattern(size).close();
@@ -481,7 +481,7 @@ TEST(ScriptedPeer, SendsAPatternOfAnySize) {
     expectPlayed(peer);
 }
 
-TEST(ScriptedPeer, SendsGeneratedBytes) {
+TEST(ScriptedPeerTest, SendsGeneratedBytes) {
     constexpr std::size_t size = 200 * 1000;
     ScriptedPeer peer;
     peer.onConnection()
@@ -498,7 +498,7 @@ TEST(ScriptedPeer, SendsGeneratedBytes) {
     expectPlayed(peer);
 }
 
-TEST(ScriptedPeer, PausesUntilReleased) {
+TEST(ScriptedPeerTest, PausesUntilReleased) {
     ScriptedPeer peer;
     peer.onConnection().expectHead().reply("a").pause().reply("b").pause().reply("c").close();
     Client client(peer);
@@ -515,7 +515,7 @@ TEST(ScriptedPeer, PausesUntilReleased) {
     expectPlayed(peer);
 }
 
-TEST(ScriptedPeer, KeepsAReleaseThatCameFirst) {
+TEST(ScriptedPeerTest, KeepsAReleaseThatCameFirst) {
     ScriptedPeer peer;
     peer.release();
     peer.onConnection().pause().reply("a").pause().reply("b").close();
@@ -528,7 +528,7 @@ TEST(ScriptedPeer, KeepsAReleaseThatCameFirst) {
     expectPlayed(peer);
 }
 
-TEST(ScriptedPeer, ReleasesGatesByNameAndCount) {
+TEST(ScriptedPeerTest, ReleasesGatesByNameAndCount) {
     ScriptedPeer peer;
     peer.onConnection().pause("x").reply("1").close();
     peer.onConnection().pause("y").reply("2").close();
@@ -549,7 +549,7 @@ TEST(ScriptedPeer, ReleasesGatesByNameAndCount) {
     expectPlayed(peer);
 }
 
-TEST(ScriptedPeer, TakesStepsWhileTheConnectionIsOpen) {
+TEST(ScriptedPeerTest, TakesStepsWhileTheConnectionIsOpen) {
     ScriptedPeer peer;
     auto script = peer.onConnection();
     script.expectLine("1").reply("one");
@@ -565,7 +565,7 @@ TEST(ScriptedPeer, TakesStepsWhileTheConnectionIsOpen) {
     expectPlayed(peer);
 }
 
-TEST(ScriptedPeer, RefusesStepsBehindTheEnd) {
+TEST(ScriptedPeerTest, RefusesStepsBehindTheEnd) {
     ScriptedPeer peer;
     auto closed = peer.onConnection().close();
     EXPECT_THROW(closed.reply("x"), std::logic_error);
@@ -577,7 +577,7 @@ TEST(ScriptedPeer, RefusesStepsBehindTheEnd) {
     EXPECT_THROW(handedOver.close(), std::logic_error);
 }
 
-TEST(ScriptedPeer, KeepsTheConnectionWhenTheScriptEnds) {
+TEST(ScriptedPeerTest, KeepsTheConnectionWhenTheScriptEnds) {
     ScriptedPeer peer;
     peer.onConnection().expectHead().reply(okReply);
     Client client(peer);
@@ -589,7 +589,7 @@ TEST(ScriptedPeer, KeepsTheConnectionWhenTheScriptEnds) {
     expectPlayed(peer);
 }
 
-TEST(ScriptedPeer, FailsOnBytesBehindTheScript) {
+TEST(ScriptedPeerTest, FailsOnBytesBehindTheScript) {
     ScriptedPeer peer;
     peer.onConnection().expectHead().reply(okReply);
     Client client(peer);
@@ -600,7 +600,7 @@ TEST(ScriptedPeer, FailsOnBytesBehindTheScript) {
                 ElementsAre("connection 0: the script has ended, but the client sent more: \"more\""));
 }
 
-TEST(ScriptedPeer, FailsWhenTheClientLeavesInTheMiddleOfAStep) {
+TEST(ScriptedPeerTest, FailsWhenTheClientLeavesInTheMiddleOfAStep) {
     ScriptedPeer peer;
     peer.onConnection().expectHead().reply(okReply).close();
     Client client(peer);
@@ -614,7 +614,7 @@ TEST(ScriptedPeer, FailsWhenTheClientLeavesInTheMiddleOfAStep) {
     EXPECT_EQ(peer.received(0), "GET ");
 }
 
-TEST(ScriptedPeer, FailsWhenTheClientResetsWhileTheReplyIsSent) {
+TEST(ScriptedPeerTest, FailsWhenTheClientResetsWhileTheReplyIsSent) {
     ScriptedPeer peer;
     peer.onConnection().sendPattern(std::uint64_t(1) << 40).close();
     Client client(peer);
@@ -625,7 +625,7 @@ TEST(ScriptedPeer, FailsWhenTheClientResetsWhileTheReplyIsSent) {
     EXPECT_THAT(peer.failures()[0], HasSubstr("step 1 (sendPattern)"));
 }
 
-TEST(ScriptedPeer, ExcusesAClientThatMayLeave) {
+TEST(ScriptedPeerTest, ExcusesAClientThatMayLeave) {
     ScriptedPeer peer;
     peer.onConnection().clientMayLeave().expectHead().reply(okReply).close();
     Client client(peer);
@@ -634,7 +634,7 @@ TEST(ScriptedPeer, ExcusesAClientThatMayLeave) {
     expectPlayed(peer);
 }
 
-TEST(ScriptedPeer, ExcusesAClientFromAStepOn) {
+TEST(ScriptedPeerTest, ExcusesAClientFromAStepOn) {
     for (const bool isEarly : {true, false}) {
         ScriptedPeer peer;
         peer.onConnection().expectLine("a").reply("b").thenClientMayLeave().expectLine("c").close();
@@ -649,7 +649,7 @@ TEST(ScriptedPeer, ExcusesAClientFromAStepOn) {
     }
 }
 
-TEST(ScriptedPeer, DoesNotExcuseAWrongLineOfAClientThatMayLeave) {
+TEST(ScriptedPeerTest, DoesNotExcuseAWrongLineOfAClientThatMayLeave) {
     ScriptedPeer peer;
     peer.onConnection().clientMayLeave().expectLine("a").close();
     Client client(peer);
@@ -659,7 +659,7 @@ TEST(ScriptedPeer, DoesNotExcuseAWrongLineOfAClientThatMayLeave) {
     EXPECT_EQ(peer.failures().size(), 1u);
 }
 
-TEST(ScriptedPeer, FailsOnABodyThatIsTooShortAndKeepsWhatCame) {
+TEST(ScriptedPeerTest, FailsOnABodyThatIsTooShortAndKeepsWhatCame) {
     ScriptedPeer peer;
     peer.onConnection().expectRequest().reply(okReply).close();
     Client client(peer);
@@ -673,7 +673,7 @@ TEST(ScriptedPeer, FailsOnABodyThatIsTooShortAndKeepsWhatCame) {
     EXPECT_FALSE(peer.waitForRequests(1, std::chrono::milliseconds(0)));
 }
 
-TEST(ScriptedPeer, WaitsForTheClientToClose) {
+TEST(ScriptedPeerTest, WaitsForTheClientToClose) {
     ScriptedPeer peer;
     peer.onConnection().waitForClose().reply("bye").close();
     Client client(peer);
@@ -684,7 +684,7 @@ TEST(ScriptedPeer, WaitsForTheClientToClose) {
     expectPlayed(peer);
 }
 
-TEST(ScriptedPeer, SeesTheEndOfTheStreamInEveryFurtherStep) {
+TEST(ScriptedPeerTest, SeesTheEndOfTheStreamInEveryFurtherStep) {
     ScriptedPeer peer;
     auto script = peer.onConnection();
     script.readUntilClose().waitForClose().reply("a");
@@ -695,7 +695,7 @@ TEST(ScriptedPeer, SeesTheEndOfTheStreamInEveryFurtherStep) {
     expectPlayed(peer);
 }
 
-TEST(ScriptedPeer, FailsOnBytesInsteadOfAClose) {
+TEST(ScriptedPeerTest, FailsOnBytesInsteadOfAClose) {
     ScriptedPeer peer;
     peer.onConnection().waitForClose();
     Client client(peer);
@@ -706,7 +706,7 @@ TEST(ScriptedPeer, FailsOnBytesInsteadOfAClose) {
                 ElementsAre("connection 0, step 1 (waitForClose): the client did not close, but sent \"x\""));
 }
 
-TEST(ScriptedPeer, ClosesAndCountsUnexpectedConnections) {
+TEST(ScriptedPeerTest, ClosesAndCountsUnexpectedConnections) {
     ScriptedPeer peer;
     Client client(peer);
     EXPECT_EQ(client.readToEnd().bytes, "");
@@ -717,7 +717,7 @@ TEST(ScriptedPeer, ClosesAndCountsUnexpectedConnections) {
     EXPECT_THAT(peer.failures(), ElementsAre("connection 0, no script: unexpected connection"));
 }
 
-TEST(ScriptedPeer, GivesEveryRequestTheDefaultReply) {
+TEST(ScriptedPeerTest, GivesEveryRequestTheDefaultReply) {
     ScriptedPeer peer;
     peer.setDefaultReply(okReply);
     Client first(peer);
@@ -741,7 +741,7 @@ TEST(ScriptedPeer, GivesEveryRequestTheDefaultReply) {
     EXPECT_EQ(peer.requests()[3].connection, 1u);
 }
 
-TEST(ScriptedPeer, MakesTheDefaultReplyFromTheRequest) {
+TEST(ScriptedPeerTest, MakesTheDefaultReplyFromTheRequest) {
     ScriptedPeer peer;
     peer.setDefaultReply([](const RecordedRequest& request) {
         return "HTTP/1.1 200 OK\r\nConnection: Close\r\n\r\n" + request.requestLine() + "|" + request.body;
@@ -752,7 +752,7 @@ TEST(ScriptedPeer, MakesTheDefaultReplyFromTheRequest) {
     expectPlayed(peer);
 }
 
-TEST(ScriptedPeer, PlaysScriptsBeforeTheDefault) {
+TEST(ScriptedPeerTest, PlaysScriptsBeforeTheDefault) {
     ScriptedPeer peer;
     peer.setDefaultReply(okReply);
     peer.onConnection().expectHead().reply("scripted").thenDefault();
@@ -767,7 +767,7 @@ TEST(ScriptedPeer, PlaysScriptsBeforeTheDefault) {
     expectPlayed(peer);
 }
 
-TEST(ScriptedPeer, FailsWhenTheClientLeavesInTheMiddleOfADefaultRequest) {
+TEST(ScriptedPeerTest, FailsWhenTheClientLeavesInTheMiddleOfADefaultRequest) {
     ScriptedPeer peer;
     peer.setDefaultReply(okReply);
     Client client(peer);
@@ -779,7 +779,7 @@ TEST(ScriptedPeer, FailsWhenTheClientLeavesInTheMiddleOfADefaultRequest) {
                 ElementsAre("connection 0, default reply: the client closed after 5 bytes of this step"));
 }
 
-TEST(ScriptedPeer, IsNotIdleBeforeItSawWhatClientsDid) {
+TEST(ScriptedPeerTest, IsNotIdleBeforeItSawWhatClientsDid) {
     for (int round = 0; round < 100; ++round) {
         ScriptedPeer peer;
         peer.setDefaultReply(okReply);
@@ -796,7 +796,7 @@ TEST(ScriptedPeer, IsNotIdleBeforeItSawWhatClientsDid) {
     }
 }
 
-TEST(ScriptedPeer, KeepsNoMoreThanTheRecordLimit) {
+TEST(ScriptedPeerTest, KeepsNoMoreThanTheRecordLimit) {
     ScriptedPeer peer;
     peer.setRecordLimit(100);
     peer.onConnection().expectRequest().reply(okReply).close();
@@ -811,7 +811,7 @@ TEST(ScriptedPeer, KeepsNoMoreThanTheRecordLimit) {
     EXPECT_EQ(peer.receivedSize(0), head.size() + 1000);
 }
 
-TEST(ScriptedPeer, ForgetsItsRecords) {
+TEST(ScriptedPeerTest, ForgetsItsRecords) {
     ScriptedPeer peer;
     peer.setDefaultReply(okReply);
     Client client(peer);
@@ -825,7 +825,7 @@ TEST(ScriptedPeer, ForgetsItsRecords) {
     EXPECT_THROW(peer.received(1), std::out_of_range);
 }
 
-TEST(ScriptedPeer, GivesUpWaitingAtItsLimit) {
+TEST(ScriptedPeerTest, GivesUpWaitingAtItsLimit) {
     ScriptedPeer peer;
     peer.onConnection().close();
     const std::chrono::milliseconds limit(1);
@@ -837,7 +837,7 @@ TEST(ScriptedPeer, GivesUpWaitingAtItsLimit) {
     EXPECT_EQ(peer.unplayedScripts(), 1u);
 }
 
-TEST(ScriptedPeer, EndsWhateverItsClientsDo) {
+TEST(ScriptedPeerTest, EndsWhateverItsClientsDo) {
     auto peer = std::make_unique<ScriptedPeer>();
     std::vector<std::unique_ptr<Client>> clients;
     const auto connect = [&] {
@@ -871,14 +871,14 @@ TEST(ScriptedPeer, EndsWhateverItsClientsDo) {
         EXPECT_NE(client->readToEnd().end, End::Other);
 }
 
-TEST(ScriptedPeer, LetsAScriptOutliveThePeer) {
+TEST(ScriptedPeerTest, LetsAScriptOutliveThePeer) {
     auto peer = std::make_unique<ScriptedPeer>();
     auto script = peer->onConnection();
     peer.reset();
     EXPECT_THROW(script.reply("x"), std::logic_error);
 }
 
-TEST(ScriptedPeer, NamesAPortWhereNothingListens) {
+TEST(ScriptedPeerTest, NamesAPortWhereNothingListens) {
     const std::uint16_t port = ScriptedPeer::closedPort();
     asio::io_context context;
     tcp::socket socket(context);
@@ -887,7 +887,7 @@ TEST(ScriptedPeer, NamesAPortWhereNothingListens) {
     EXPECT_EQ(error, asio::error::connection_refused);
 }
 
-TEST(RecordedRequest, TakesAHeadApart) {
+TEST(RecordedRequestTest, TakesAHeadApart) {
     RecordedRequest request;
     request.head = "GET /a HTTP/1.1\r\nHost: h\r\nx-A:  one two \r\nEmpty:\r\nX-a: second\r\n\r\n";
     EXPECT_EQ(request.requestLine(), "GET /a HTTP/1.1");
