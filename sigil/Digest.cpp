@@ -85,4 +85,10 @@ zet::P<IDigest> CDigestType_MD5::createDigest() const {
     return new CEvpDigest("MD5");
 }
 
+CDigestType_SHA256::~CDigestType_SHA256() = default;
+
+zet::P<IDigest> CDigestType_SHA256::createDigest() const {
+    return new CEvpDigest("SHA256");
+}
+
 }  // namespace sigil

@@ -55,4 +55,12 @@ public:
     [[nodiscard]] zet::P<IDigest> createDigest() const override;
 };
 
+/// SHA-256 (FIPS 180-4): 32 bytes.
+class SIGIL_API CDigestType_SHA256 : public virtual zet::CBase, public IDigestType {
+public:
+    ~CDigestType_SHA256() override;
+    /// \throws zet::CError if OpenSSL offers no SHA-256
+    [[nodiscard]] zet::P<IDigest> createDigest() const override;
+};
+
 }  // namespace sigil

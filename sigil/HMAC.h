@@ -16,10 +16,22 @@ namespace sigil {
 SIGIL_API void calcHMAC_SHA1(zet::TBuffer<unsigned char>& out, const void* data, int length, const void* key,
                              int keyLength);
 
+/// Keyed hash HMAC-SHA-256 (RFC 2104, FIPS 180-4). `out` becomes its 32 bytes; the other arguments and the
+/// errors are those of calcHMAC_SHA1().
+SIGIL_API void calcHMAC_SHA256(zet::TBuffer<unsigned char>& out, const void* data, int length,
+                               const void* key, int keyLength);
+
+/// @{
+
 /// Pointers to objects are refused: pass a pointer to bytes.
 template <class Data, class Key>
 requires zet::ObjectPointer<Data> || zet::ObjectPointer<Key>
 void calcHMAC_SHA1(zet::TBuffer<unsigned char>& out, const Data& data, int length, const Key& key,
                    int keyLength) = delete;
+template <class Data, class Key>
+requires zet::ObjectPointer<Data> || zet::ObjectPointer<Key>
+void calcHMAC_SHA256(zet::TBuffer<unsigned char>& out, const Data& data, int length, const Key& key,
+                     int keyLength) = delete;
+/// @}
 
 }  // namespace sigil

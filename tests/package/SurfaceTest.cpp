@@ -6,6 +6,7 @@
 #include "sigil/Digest.h"
 #include "sigil/Export.h"
 #include "sigil/HMAC.h"
+#include "sigil/Hex.h"
 #include "sigil/OpenSSLInit.h"
 #include "vexil/BaseTypes.h"
 #include "vexil/Export.h"
@@ -128,6 +129,12 @@ T& any() {
 
 void name_sigil_CDigestType_MD5() {
     using Class = sigil::CDigestType_MD5;
+    using namespace sigil;
+    name(static_cast<zet::P<IDigest> (Class::*)() const>(&Class::createDigest));
+}
+
+void name_sigil_CDigestType_SHA256() {
+    using Class = sigil::CDigestType_SHA256;
     using namespace sigil;
     name(static_cast<zet::P<IDigest> (Class::*)() const>(&Class::createDigest));
 }
@@ -1430,6 +1437,10 @@ void name_sigil() {
     name(static_cast<zet::String (*)(const void*, int, bool, bool)>(&sigil::base64Encode));
     name(static_cast<void (*)(zet::TBuffer<unsigned char>&, const void*, int, const void*, int)>(
         &sigil::calcHMAC_SHA1));
+    name(static_cast<void (*)(zet::TBuffer<unsigned char>&, const void*, int, const void*, int)>(
+        &sigil::calcHMAC_SHA256));
+    name(static_cast<zet::String (*)(const void*, int)>(&sigil::hexEncode));
+    name(static_cast<zet::String (*)(const zet::TBuffer<unsigned char>&)>(&sigil::hexEncode));
 }
 
 void name_vexil() {
@@ -1513,6 +1524,7 @@ void name_zet_CWindowsPathTraits() {
 TEST(SurfaceTest, NamesEverythingPublic) {
     name(static_cast<zet::int64 (*)(const zet::String&, bool)>(&zet::parseInt64<bool>));
     name_sigil_CDigestType_MD5();
+    name_sigil_CDigestType_SHA256();
     name_sigil_COpenSSLInit();
     name_sigil_IDigest();
     name_sigil_IDigestType();

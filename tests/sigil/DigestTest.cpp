@@ -72,6 +72,26 @@ TEST(DigestTest, ComputesMD5) {
     }
 }
 
+// FIPS 180-2, appendix B, and the empty text.
+TEST(DigestTest, ComputesSHA256) {
+    const CVector sha256Vectors[]{
+        {"", "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855"},
+        {"abc", "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad"},
+        {"abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq",
+         "248d6a61d20638b8e5c026930c3e6039a33ce45964ff2167f6ecedd419db06c1"},
+    };
+    for (const CVector& vector : sha256Vectors) {
+        const std::string_view text = vector.text;
+        const P<IDigest> digest = sigil::CDigestType_SHA256().createDigest();
+        update(*digest, text.substr(0, text.size() / 2));
+        const P<IDigest> clone = digest->clone();
+        update(*digest, text.substr(text.size() / 2));
+        update(*clone, text.substr(text.size() / 2));
+        EXPECT_EQ(finish(*digest), vector.hash) << text;
+        EXPECT_EQ(finish(*clone), vector.hash) << "a clone, " << text;
+    }
+}
+
 TEST(DigestTest, ComputesPieceByPiece) {
     for (const CVector& vector : vectors) {
         const std::string_view text = vector.text;
