@@ -1,12 +1,10 @@
 // The streams that downloads write to.
-#include "apps/vexil/files/FileOutStream.h"
 #include "apps/vexil/files/MD5OutStream.h"
 #include "tests/support/WhatOf.h"
 #include "zet/BufferStream.h"
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <string>
 
 namespace vexil::app {
@@ -72,22 +70,6 @@ TEST(MD5OutStreamTest, BeginsAgain) {
     stream.seek(7);
     stream.write("hello", 5);
     EXPECT_EQ(stream.getContentMD5(), helloMD5);
-}
-
-TEST(FileOutStreamTest, KnowsTheSizeOfWhatStandsAfterThePosition) {
-    const std::filesystem::path path =
-        std::filesystem::path(testing::TempDir()) / "vexil-file-out-stream-test";
-    {
-        const P<CFileOutStream> stream = new CFileOutStream(path, path);
-        stream->write("hello", 5);
-        stream->seek(1);
-        stream->write("a", 1);
-        EXPECT_EQ(stream->getPosition(), 2);
-        EXPECT_EQ(stream->getSize(), 5);
-        stream->close();
-    }
-    EXPECT_EQ(std::filesystem::file_size(path), 5u);
-    std::filesystem::remove(path);
 }
 
 }  // namespace vexil::app

@@ -1,7 +1,6 @@
 // Reading fails in the middle of a file. Defines the system's read() for the whole program, for the C++
 // library too.
 #include "apps/vexil/console/Console.h"
-#include "apps/vexil/files/FileInStream.h"
 #include "apps/vexil/ftp/FTPAccess.h"
 #include "apps/vexil/mail/MailContent.h"
 #include "apps/vexil/mirror/FileComparer.h"
@@ -65,29 +64,6 @@ protected:
 
     const fs::path m_folder = fs::temp_directory_path() / ("vexil-file-failure-" + std::to_string(getpid()));
 };
-
-TEST_F(FileFailureTest, AFileThatCannotBeReadToItsEndIsAnError) {
-    const fs::path path = write("f", std::string(100000, 'x'));
-    const P<CFileInStream> file = new CFileInStream(path);
-    std::string block(60000, '\0');
-    EXPECT_EQ(file->read(block.data(), 60000), 60000);
-    readsUntilFailure = 0;
-    try {
-        file->read(block.data(), 60000);
-        FAIL() << "no error";
-    } catch (const CError& error) {
-        EXPECT_EQ(error.getDomain(), "system");
-        EXPECT_EQ(error.getCode(), EIO);
-        EXPECT_NE(error.getMessage().toUTF8().find(ioError), std::string::npos);
-    }
-    EXPECT_EQ(file->getPosition(), 60000);
-}
-
-TEST_F(FileFailureTest, AnEmptyFileThatCannotBeReadIsAnError) {
-    const fs::path path = write("f", "");
-    EXPECT_NE(failRead(0, [&] { const P<CFileInStream> file = new CFileInStream(path); }).find(ioError),
-              std::string::npos);
-}
 
 TEST_F(FileFailureTest, NoPartOfATextOrAnAttachmentIsSent) {
     std::ostringstream ignored;

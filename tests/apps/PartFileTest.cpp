@@ -2,7 +2,7 @@
 
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/files/PartName.h"
-#include "apps/vexil/platform/NativeFile.h"
+#include "apps/vexil/platform/LockedFile.h"
 #include "tests/support/WhatOf.h"
 
 #include <gmock/gmock.h>
@@ -63,7 +63,7 @@ TEST_F(PartFileTest, APartOfTheSameContentIsTakenOver) {
         // No other process takes the name in between.
         const CPartFile other(folder / "a", FileAccess::Usual, "content 5");
         EXPECT_EQ(other.getStream()->getSize(), 0);
-        CNativeFile left;
+        CLockedFile left;
         EXPECT_NE(left.openLeft(part), 0);
         file.commit();
     }
@@ -75,7 +75,7 @@ TEST_F(PartFileTest, APartOfTheSameContentIsTakenOver) {
 TEST_F(PartFileTest, WhatHasTheNameOfANewFileIsKept) {
     const fs::path path = folder / "a";
     std::ofstream(path) << "precious";
-    CNativeFile file;
+    CLockedFile file;
     EXPECT_EQ(file.create(path, FileAccess::Usual), EEXIST);
     EXPECT_EQ(fs::file_size(path), 8u);
 }

@@ -64,15 +64,19 @@
 #include "zet/Buffer.h"
 #include "zet/BufferStream.h"
 #include "zet/Containers.h"
+#include "zet/DisplayText.h"
 #include "zet/Error.h"
 #include "zet/Export.h"
+#include "zet/FileInStream.h"
 #include "zet/FileInfoBase.h"
+#include "zet/FileOutStream.h"
 #include "zet/InStream.h"
 #include "zet/InvalidArgError.h"
 #include "zet/Log.h"
 #include "zet/MTRand.h"
 #include "zet/MemoryInStream.h"
 #include "zet/Mutex.h"
+#include "zet/NativeFile.h"
 #include "zet/OutStream.h"
 #include "zet/ParseNumber.h"
 #include "zet/Path.h"
@@ -96,7 +100,9 @@
 
 #include <chrono>
 #include <cstddef>
+#include <filesystem>
 #include <iterator>
+#include <memory>
 #include <ostream>
 #include <span>
 #include <string>
@@ -874,6 +880,67 @@ void name_zet_CInvalidArgError() {
     name(static_cast<void (Class::*)() const>(&Class::throwClone));
 }
 
+void name_zet_CFileInStream() {
+    using Class = zet::CFileInStream;
+    using namespace zet;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const std::filesystem::path>());
+    }
+    name(static_cast<int (Class::*)(void*, int)>(&Class::read));
+    name(static_cast<int64 (Class::*)()>(&Class::getSize));
+    name(static_cast<void (Class::*)(int64)>(&Class::seek));
+    name(static_cast<int64 (Class::*)()>(&Class::getPosition));
+    name(static_cast<bool (Class::*)() const>(&Class::hasChanged));
+    name(static_cast<void (Class::*)() const>(&Class::checkUnchanged));
+}
+
+void name_zet_CFileOutStream() {
+    struct COpenedElsewhere : zet::CFileOutStream {
+        using zet::CFileOutStream::CFileOutStream;
+        using zet::CFileOutStream::check;
+        using zet::CFileOutStream::getFile;
+        using zet::CFileOutStream::getName;
+        using zet::CFileOutStream::setPositionAndSize;
+    };
+    using Class = zet::CFileOutStream;
+    using namespace zet;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const std::filesystem::path>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const std::filesystem::path>(),
+                                            any<const std::filesystem::path>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] COpenedElsewhere object(any<const std::shared_ptr<CNativeFile>>(), any<int64>(),
+                                                 any<const std::filesystem::path>());
+        object.check("Cannot write", object.getFile().isOpen() ? 0 : 1);
+        object.setPositionAndSize(0, object.getName().empty() ? 0 : 1);
+    }
+    name(static_cast<void (Class::*)(const void*, int)>(&Class::write));
+    name(static_cast<int64 (Class::*)()>(&Class::getSize));
+    name(static_cast<void (Class::*)(int64)>(&Class::seek));
+    name(static_cast<int64 (Class::*)()>(&Class::getPosition));
+    name(static_cast<void (Class::*)()>(&Class::close));
+}
+
+void name_zet_CNativeFile() {
+    using Class = zet::CNativeFile;
+    using namespace zet;
+    if (t_construct) {
+        [[maybe_unused]] const Class object{};
+    }
+    name(static_cast<int (Class::*)(const std::filesystem::path&)>(&Class::openForReading));
+    name(static_cast<int (Class::*)(const std::filesystem::path&)>(&Class::openForWriting));
+    name(static_cast<bool (Class::*)() const noexcept>(&Class::isOpen));
+    name(static_cast<int (Class::*)(void*, std::size_t, std::size_t&)>(&Class::read));
+    name(static_cast<int (Class::*)(const void*, std::size_t)>(&Class::write));
+    name(static_cast<int (Class::*)(int64)>(&Class::seek));
+    name(static_cast<int (Class::*)(int64)>(&Class::truncate));
+    name(static_cast<int (Class::*)(int64&) const>(&Class::getSize));
+    name(static_cast<int (Class::*)()>(&Class::close));
+}
+
 void name_zet_CMemoryInStream() {
     using Class = zet::CMemoryInStream;
     using namespace zet;
@@ -1562,7 +1629,10 @@ TEST(SurfaceTest, NamesEverythingPublic) {
     name_zet_CBufferStream();
     name_zet_CError();
     name_zet_CInvalidArgError();
+    name_zet_CFileInStream();
+    name_zet_CFileOutStream();
     name_zet_CMemoryInStream();
+    name_zet_CNativeFile();
     name_zet_CMutex();
     name_zet_CMutexLock();
     name_zet_CProps();

@@ -1,9 +1,10 @@
 #include "apps/vexil/base/Text.h"
 
+#include "zet/DisplayText.h"
+
 #include <array>
 #include <charconv>
 #include <cmath>
-#include <system_error>
 
 namespace vexil::app {
 
@@ -40,10 +41,6 @@ String decode(const std::filesystem::path& path) {
     }
 }
 
-bool isControl(wchar_t character) {
-    return character < 0x20 || (character >= 0x7F && character < 0xA0);
-}
-
 // Scripts of wide characters begin here (Unicode Standard Annex 11).
 constexpr wchar_t firstWideCharacter = 0x1100;
 
@@ -72,7 +69,7 @@ String toText(const std::filesystem::path& path) {
 }
 
 String describe(const std::filesystem::path& path) {
-    return printable(decode(path));
+    return zet::toDisplayPath(path);
 }
 
 namespace {
@@ -93,18 +90,7 @@ std::size_t getCharacterLength(std::string_view bytes) {
 }  // namespace
 
 String printable(const String& text) {
-    constexpr std::wstring_view hexDigits = L"0123456789ABCDEF";
-    String result;
-    for (const wchar_t character : text.view()) {
-        if (isControl(character)) {
-            result += "\\x";
-            result += hexDigits[(static_cast<unsigned int>(character) >> 4) & 0xF];
-            result += hexDigits[static_cast<unsigned int>(character) & 0xF];
-        } else {
-            result += character;
-        }
-    }
-    return result;
+    return zet::toDisplayText(text);
 }
 
 String printableBytes(std::string_view bytes) {
@@ -161,7 +147,7 @@ String cutToColumns(const String& text, int columns) {
 }
 
 String describeSystemError(int code) {
-    return code == 0 ? String("unknown error") : String::fromUTF8Lossy(std::generic_category().message(code));
+    return zet::describeSystemError(code);
 }
 
 String formatBytes(int64 bytes) {

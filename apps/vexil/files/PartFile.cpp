@@ -24,7 +24,7 @@ constexpr int maxNames = 100;
 }  // namespace
 
 CPartFile::CPartFile(const fs::path& target, FileAccess access, const String& content)
-    : m_target(target), m_file(std::make_shared<CNativeFile>()) {
+    : m_target(target), m_file(std::make_shared<CLockedFile>()) {
     std::error_code failure;
     const fs::file_status status = fs::status(target, failure);
     if (fs::is_directory(status)) {
@@ -35,7 +35,7 @@ CPartFile::CPartFile(const fs::path& target, FileAccess access, const String& co
         throwCannotCreate(target, ENAMETOOLONG);
     }
     if (fs::exists(status) && !fs::is_regular_file(status)) {
-        m_stream = new CFileOutStream(target, target);
+        m_stream = new CPartStream(target, target);
         return;
     }
     create(access, content);
@@ -58,7 +58,7 @@ void CPartFile::create(FileAccess access, const String& content) {
         throwCannotCreate(m_target, failure);
     }
     m_part = part;
-    m_stream = new CFileOutStream(m_file, 0, m_target);
+    m_stream = new CPartStream(m_file, 0, m_target);
 }
 
 bool CPartFile::takeOver(const fs::path& part) {
@@ -67,7 +67,7 @@ bool CPartFile::takeOver(const fs::path& part) {
         return false;
     }
     m_part = part;
-    m_stream = new CFileOutStream(m_file, size, m_target);
+    m_stream = new CPartStream(m_file, size, m_target);
     return true;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "apps/vexil/files/FileOutStream.h"
+#include "apps/vexil/files/PartStream.h"
+#include "apps/vexil/platform/LockedFile.h"
 #include "vexil/BaseTypes.h"
 
 #include <filesystem>
@@ -25,7 +26,7 @@ public:
     CPartFile(const CPartFile&) = delete;
     CPartFile& operator=(const CPartFile&) = delete;
 
-    const P<CFileOutStream>& getStream() const noexcept { return m_stream; }
+    const P<CPartStream>& getStream() const noexcept { return m_stream; }
     void commit();
 
 private:
@@ -34,8 +35,8 @@ private:
 
     std::filesystem::path m_target;
     std::filesystem::path m_part;  // empty if the target is written directly
-    std::shared_ptr<CNativeFile> m_file;
-    P<CFileOutStream> m_stream;
+    std::shared_ptr<CLockedFile> m_file;
+    P<CPartStream> m_stream;
 };
 
 }  // namespace vexil::app

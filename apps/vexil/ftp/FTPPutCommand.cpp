@@ -40,7 +40,7 @@ size, and replaces a file of that name. A directory is not replaced.)");
 }
 
 ExitCode CFTPPutCommand::run(CSession& session) {
-    const P<CFileInStream> file = new CFileInStream(toPath(m_file));
+    const P<CFileInStream> file = new CInterruptibleFile(toPath(m_file));
     String path = makeServerPath(m_path);
     if (m_path.ends_with('/')) {
         path = joinServerPath(path, makeServerName(toPath(m_file).filename()));

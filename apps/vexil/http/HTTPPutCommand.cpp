@@ -31,7 +31,7 @@ void CHTTPPutCommand::define(CCommandSyntax& syntax) {
 }
 
 ExitCode CHTTPPutCommand::run(CSession& session) {
-    const P<CFileInStream> file = new CFileInStream(toPath(m_file));
+    const P<CFileInStream> file = new CInterruptibleFile(toPath(m_file));
     CNetRequest& request = prepareHTTPRequest(session, m_url);
     request.setUpload(true);
     request.setSendDataStream(file);

@@ -64,7 +64,7 @@ P<Bytes> readFile(const std::filesystem::path& path) {
     if (isPipe(path)) {
         return readPipe(path);
     }
-    const P<CFileInStream> file = new CFileInStream(path);
+    const P<CFileInStream> file = new CInterruptibleFile(path);
     P<Bytes> content = new Bytes;
     std::array<unsigned char, blockSize> block;
     while (const int count = file->read(block.data(), blockSize)) {

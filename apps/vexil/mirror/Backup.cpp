@@ -55,7 +55,7 @@ public:
 
 private:
     void open() {
-        m_file = new CFileInStream(m_backup.m_folder / m_relativePath);
+        m_file = new CInterruptibleFile(m_backup.m_folder / m_relativePath);
         m_upload = m_backup.m_store.makeUpload(m_file, m_backup.m_folder, m_relativePath);
     }
 

@@ -23,8 +23,8 @@ CFileComparer::CFileComparer() : m_firstBlock(blockSize), m_secondBlock(blockSiz
 
 String CFileComparer::findDifference(const std::filesystem::path& first,
                                      const std::filesystem::path& second) {
-    CFileInStream firstStream(first);
-    CFileInStream secondStream(second);
+    CInterruptibleFile firstStream(first);
+    CInterruptibleFile secondStream(second);
     const int64 size = firstStream.getSize();
     if (size != secondStream.getSize()) {
         return "the sizes differ: " + formatCount(size) + " and " +

@@ -53,16 +53,6 @@ std::filesystem::file_status getEntryStatus(const std::filesystem::path& path, s
 /// Whether users other than its owner may read the file. False if the system has no such rights.
 bool isReadableByOthers(const std::filesystem::path& file);
 
-/// When a file was changed, for comparison with another time of the same file. In units of the system: the
-/// year of a file may be outside the range of the C++ clocks.
-struct FileTime {
-    int64 high;
-    int64 low;
-    bool operator==(const FileTime&) const = default;
-};
-/// nullopt if the system does not report it.
-std::optional<FileTime> getFileTime(const std::filesystem::path& file);
-
 /// The ID of this process.
 int64 getProcessID();
 /// Whether a process with this ID may be running on this computer.

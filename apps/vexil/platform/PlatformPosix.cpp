@@ -121,14 +121,6 @@ bool isReadableByOthers(const std::filesystem::path& file) {
            (status.st_mode & (S_IRGRP | S_IROTH)) != 0;
 }
 
-std::optional<FileTime> getFileTime(const std::filesystem::path& file) {
-    struct stat status = {};
-    if (stat(file.c_str(), &status) != 0) {
-        return std::nullopt;
-    }
-    return FileTime{status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
-}
-
 int64 getProcessID() {
     return getpid();
 }

@@ -171,15 +171,6 @@ bool isReadableByOthers(const std::filesystem::path&) {
     return false;
 }
 
-std::optional<FileTime> getFileTime(const fs::path& file) {
-    WIN32_FILE_ATTRIBUTE_DATA data = {};
-    if (!GetFileAttributesExW(file.c_str(), GetFileExInfoStandard, &data)) {
-        return std::nullopt;
-    }
-    return FileTime{data.ftLastWriteTime.dwHighDateTime,
-                    static_cast<int64>(data.ftLastWriteTime.dwLowDateTime)};
-}
-
 int64 getProcessID() {
     return GetCurrentProcessId();
 }

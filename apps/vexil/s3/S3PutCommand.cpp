@@ -36,7 +36,7 @@ void CS3PutCommand::define(CCommandSyntax& syntax) {
 }
 
 ExitCode CS3PutCommand::run(CSession& session) {
-    const P<CFileInStream> file = new CFileInStream(toPath(m_file));
+    const P<CFileInStream> file = new CInterruptibleFile(toPath(m_file));
     CS3Access access(session);
     CObjectUpload upload(access, file, String::fromUTF8(m_bucket), String::fromUTF8(m_key),
                          String::fromUTF8(m_contentType));

@@ -1,4 +1,4 @@
-#include "apps/vexil/platform/NativeFile.h"
+#include "apps/vexil/platform/LockedFile.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -6,7 +6,6 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <utility>
 
 namespace vexil::app {
 
@@ -41,17 +40,7 @@ bool isOwnFile(int descriptor) {
 
 }  // namespace
 
-CNativeFile::~CNativeFile() {
-    close();
-}
-
-int CNativeFile::open(const std::filesystem::path& path) {
-    close();
-    m_descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, everyone);
-    return toError(m_descriptor);
-}
-
-int CNativeFile::create(const std::filesystem::path& path, FileAccess access) {
+int CLockedFile::create(const std::filesystem::path& path, FileAccess access) {
     close();
     const mode_t mode = access == FileAccess::OwnerOnly ? owner : everyone;
     m_descriptor = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
@@ -66,7 +55,7 @@ int CNativeFile::create(const std::filesystem::path& path, FileAccess access) {
     return 0;
 }
 
-int CNativeFile::openLeft(const std::filesystem::path& path) {
+int CLockedFile::openLeft(const std::filesystem::path& path) {
     close();
     // Without O_NONBLOCK, opening a pipe would wait.
     m_descriptor = ::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
@@ -83,49 +72,7 @@ int CNativeFile::openLeft(const std::filesystem::path& path) {
     return failure;
 }
 
-int CNativeFile::read(void* data, std::size_t size, std::size_t& count) {
-    ssize_t result = 0;
-    do {
-        result = ::read(m_descriptor, data, size);
-    } while (result < 0 && errno == EINTR);
-    count = result > 0 ? static_cast<std::size_t>(result) : 0;
-    return result < 0 ? errno : 0;
-}
-
-int CNativeFile::write(const void* data, std::size_t size) {
-    const char* next = static_cast<const char*>(data);
-    while (size > 0) {
-        const ssize_t count = ::write(m_descriptor, next, size);
-        if (count < 0 && errno != EINTR) {
-            return errno;
-        }
-        const auto written = static_cast<std::size_t>(count > 0 ? count : 0);
-        next += written;
-        size -= written;
-    }
-    return 0;
-}
-
-int CNativeFile::seek(int64 position) {
-    return lseek(m_descriptor, position, SEEK_SET) == position ? 0 : errno;
-}
-
-int CNativeFile::truncate(int64 size) {
-    return toError(ftruncate(m_descriptor, size));
-}
-
-int CNativeFile::getSize(int64& size) const {
-    struct stat file = {};
-    const int failure = toError(fstat(m_descriptor, &file));
-    size = file.st_size;
-    return failure;
-}
-
-int CNativeFile::close() {
-    return isOpen() ? toError(::close(std::exchange(m_descriptor, -1))) : 0;
-}
-
-int CNativeFile::renameAndClose(const std::filesystem::path& path, const std::filesystem::path& target) {
+int CLockedFile::renameAndClose(const std::filesystem::path& path, const std::filesystem::path& target) {
     // Closing a copy reports the same errors as closing the file. The file stays locked until it has its
     // name.
     const int copy = fcntl(m_descriptor, F_DUPFD_CLOEXEC, 0);
@@ -137,7 +84,7 @@ int CNativeFile::renameAndClose(const std::filesystem::path& path, const std::fi
     return failure;
 }
 
-int CNativeFile::removeAndClose(const std::filesystem::path& path) {
+int CLockedFile::removeAndClose(const std::filesystem::path& path) {
     const int failure = toError(unlink(path.c_str()));
     close();
     return failure;
