@@ -2,7 +2,7 @@
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/ftp/Commands.h"
 #include "apps/vexil/ftp/FTPAccess.h"
-#include "apps/vexil/ftp/FTPBackupStore.h"
+#include "apps/vexil/ftp/FTPStore.h"
 #include "apps/vexil/ftp/FTPPath.h"
 #include "apps/vexil/mirror/Backup.h"
 #include "apps/vexil/transfer/TransferQueue.h"
@@ -49,7 +49,7 @@ server accepts fewer, fewer files are in transfer at once.)");
 ExitCode CFTPBackupCommand::run(CSession& session) {
     const CFolderWalker walker(toPath(m_folder), m_excluded);
     CFTPAccess access(session);
-    CFTPBackupStore store(access, makeServerPath(m_directory));
+    CFTPStore store(access, makeServerPath(m_directory));
     return CBackup(session, store).run(walker, m_jobs);
 }
 

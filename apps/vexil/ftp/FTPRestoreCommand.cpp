@@ -3,7 +3,7 @@
 #include "apps/vexil/ftp/Commands.h"
 #include "apps/vexil/ftp/FTPAccess.h"
 #include "apps/vexil/ftp/FTPPath.h"
-#include "apps/vexil/ftp/FTPRestoreSource.h"
+#include "apps/vexil/ftp/FTPStore.h"
 #include "apps/vexil/mirror/Restore.h"
 #include "apps/vexil/transfer/TransferQueue.h"
 
@@ -42,8 +42,8 @@ unless the server shows them as their targets.)");
 
 ExitCode CFTPRestoreCommand::run(CSession& session) {
     CFTPAccess access(session);
-    CFTPRestoreSource source(access, makeServerPath(m_directory));
-    return CRestore(session, source, toPath(m_folder)).run(m_jobs);
+    CFTPStore store(access, makeServerPath(m_directory));
+    return CRestore(session, store, toPath(m_folder)).run(m_jobs);
 }
 
 }  // namespace

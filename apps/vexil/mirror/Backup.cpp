@@ -12,7 +12,7 @@
 
 namespace vexil::app {
 
-CBackup::CBackup(CSession& session, IBackupStore& store)
+CBackup::CBackup(CSession& session, IStore& store)
     : m_session(session), m_store(store), m_progress(session.getConsole()) {}
 
 /// One file in transfer.
@@ -56,7 +56,7 @@ public:
 private:
     void open() {
         m_file = new CInterruptibleFile(m_backup.m_folder / m_relativePath);
-        m_upload = m_backup.m_store.makeUpload(m_file, m_backup.m_folder, m_relativePath);
+        m_upload = m_backup.m_store.makeUpload(m_file, m_relativePath);
     }
 
     CBackup& m_backup;
@@ -80,13 +80,13 @@ ExitCode CBackup::run(const CFolderWalker& walker, int jobs) {
 
 void CBackup::store(const CFolderWalker& walker, int jobs) {
     m_folder = walker.getFolder();
-    m_store.begin();
+    m_store.beginUploads();
     CTransferQueue queue(m_session, m_store.getPolicy(), jobs);
     m_queue = &queue;
     walker.walk(*this);
     queue.finish();
-    m_store.finish(walker, m_failures == 0,
-                   [this](const String& name, const String& reason) { onConflict(name, reason); });
+    m_store.finishUploads(walker, m_failures == 0,
+                          [this](const String& name, const String& reason) { onConflict(name, reason); });
 }
 
 void CBackup::onConflict(const String& name, const String& reason) {

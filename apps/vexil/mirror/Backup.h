@@ -3,7 +3,7 @@
 #include "apps/vexil/base/ExitCode.h"
 #include "apps/vexil/console/Progress.h"
 #include "apps/vexil/files/FolderWalker.h"
-#include "apps/vexil/mirror/BackupStore.h"
+#include "apps/vexil/mirror/Store.h"
 #include "vexil/BaseTypes.h"
 
 namespace vexil::app {
@@ -16,7 +16,7 @@ class CTransferQueue;
 class CBackup : private IFolderVisitor {
 public:
     /// Session and store must outlive it.
-    CBackup(CSession& session, IBackupStore& store);
+    CBackup(CSession& session, IStore& store);
 
     /// Runs the backup, and prints a summary, also before it throws.
     /// \param jobs  how many files are stored at once, at most
@@ -36,7 +36,7 @@ private:
     void printReport();
 
     CSession& m_session;
-    IBackupStore& m_store;
+    IStore& m_store;
     std::filesystem::path m_folder;
     CProgress m_progress;
     CTransferQueue* m_queue = nullptr;  // while run() runs

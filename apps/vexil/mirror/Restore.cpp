@@ -53,7 +53,7 @@ public:
 
     void onFailure(const CError& error) override {
         CInterrupt::throwIfRequested();
-        if (m_restore.m_source.getPolicy().diagnose(error).isHopeless()) {
+        if (m_restore.m_store.getPolicy().diagnose(error).isHopeless()) {
             error.throwClone();
         }
         m_restore.reportFailure(m_stored->getName(), error);
@@ -80,8 +80,8 @@ private:
     std::unique_ptr<IDownload> m_download;  // set with m_file, when the first transfer is prepared
 };
 
-CRestore::CRestore(CSession& session, IRestoreSource& source, const fs::path& folder)
-    : m_session(session), m_source(source), m_folder(folder), m_progress(session.getConsole()),
+CRestore::CRestore(CSession& session, IStore& store, const fs::path& folder)
+    : m_session(session), m_store(store), m_folder(folder), m_progress(session.getConsole()),
       m_leftParts(session.getConsole()) {}
 
 ExitCode CRestore::run(int jobs) {
@@ -95,7 +95,7 @@ ExitCode CRestore::run(int jobs) {
     if (m_progress.getFileCount() + m_failures == 0) {
         m_session.getConsole().message(Verbosity::Warning,
                                        String("vexil: warning: there was nothing to restore; ") +
-                                           m_source.getQuestionWhereEmpty());
+                                           m_store.getQuestionWhereEmpty());
         return ExitCode::NotFound;
     }
     return m_failures == 0 ? ExitCode::Done : ExitCode::Failed;
@@ -109,8 +109,9 @@ void CRestore::restoreAll(int jobs) {
                          "': " + String::fromUTF8Lossy(failure.message()),
                      "system", failure.value());
     }
-    CTransferQueue queue(m_session, m_source.getPolicy(), jobs);
-    while (std::unique_ptr<IStoredFile> file = findNext(queue)) {
+    const std::unique_ptr<IStoreListing> listing = m_store.list();
+    CTransferQueue queue(m_session, m_store.getPolicy(), jobs);
+    while (std::unique_ptr<IStoredFile> file = findNext(queue, *listing)) {
         CInterrupt::throwIfRequested();
         restore(queue, std::move(file));
     }
@@ -118,9 +119,9 @@ void CRestore::restoreAll(int jobs) {
     m_leftParts.clearAll();
 }
 
-std::unique_ptr<IStoredFile> CRestore::findNext(CTransferQueue& queue) {
+std::unique_ptr<IStoredFile> CRestore::findNext(CTransferQueue& queue, IStoreListing& listing) {
     try {
-        return m_source.findNext();
+        return listing.findNext();
     } catch (const std::exception&) {
         // Files that were listed before the error must still be restored.
         queue.finish();
@@ -182,10 +183,10 @@ void CRestore::printReport() {
     console.print("restored: " + formatNumberOf(m_progress.getFileCount(), "file") + ", " +
                   formatBytes(m_progress.getByteCount()) + " in " + formatSeconds(seconds) + " (" +
                   formatRate(m_progress.getByteCount(), seconds) + "), " +
-                  formatNumberOf(m_source.getPolicy().getRetryCount(), "retry") + ", " +
+                  formatNumberOf(m_store.getPolicy().getRetryCount(), "retry") + ", " +
                   formatNumberOf(m_continuations, "continued download"));
     if (m_failures > 0) {
-        console.print("FAILED: " + formatNumberOf(m_failures, m_source.getNoun()) + ", named above");
+        console.print("FAILED: " + formatNumberOf(m_failures, m_store.getNoun()) + ", named above");
     }
 }
 

@@ -3,7 +3,7 @@
 #include "apps/vexil/base/ExitCode.h"
 #include "apps/vexil/console/Progress.h"
 #include "apps/vexil/files/LeftParts.h"
-#include "apps/vexil/mirror/RestoreSource.h"
+#include "apps/vexil/mirror/Store.h"
 #include "vexil/BaseTypes.h"
 
 #include <filesystem>
@@ -20,9 +20,9 @@ class CTransferQueue;
 /// everything.
 class CRestore {
 public:
-    /// Session and source must outlive it.
+    /// Session and store must outlive it.
     /// \param folder  created if it does not exist
-    CRestore(CSession& session, IRestoreSource& source, const std::filesystem::path& folder);
+    CRestore(CSession& session, IStore& store, const std::filesystem::path& folder);
 
     /// Runs the restore, and prints a summary, also before it throws.
     /// \param jobs  how many files are fetched at once, at most
@@ -32,7 +32,7 @@ private:
     class CFileJob;
 
     void restoreAll(int jobs);
-    std::unique_ptr<IStoredFile> findNext(CTransferQueue& queue);
+    std::unique_ptr<IStoredFile> findNext(CTransferQueue& queue, IStoreListing& listing);
     void restore(CTransferQueue& queue, std::unique_ptr<IStoredFile> file);
     void printReport();
     bool isInTheWayOf(const String& name) const;
@@ -40,7 +40,7 @@ private:
     void reportFailure(const String& name, const CError& error);
 
     CSession& m_session;
-    IRestoreSource& m_source;
+    IStore& m_store;
     std::filesystem::path m_folder;
     CProgress m_progress;
     CLeftParts m_leftParts;

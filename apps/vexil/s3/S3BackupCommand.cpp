@@ -3,7 +3,7 @@
 #include "apps/vexil/mirror/Backup.h"
 #include "apps/vexil/s3/Commands.h"
 #include "apps/vexil/s3/S3Access.h"
-#include "apps/vexil/s3/S3BackupStore.h"
+#include "apps/vexil/s3/S3Store.h"
 #include "apps/vexil/transfer/TransferQueue.h"
 
 #include <string>
@@ -51,7 +51,7 @@ code is 1. If the keys are not allowed to list the bucket, there is a warning.)"
 ExitCode CS3BackupCommand::run(CSession& session) {
     const CFolderWalker walker(toPath(m_folder), m_excluded);
     CS3Access access(session);
-    CS3BackupStore store(access, String::fromUTF8(m_bucket), String::fromUTF8(m_prefix));
+    CS3Store store(access, String::fromUTF8(m_bucket), String::fromUTF8(m_prefix));
     return CBackup(session, store).run(walker, m_jobs);
 }
 

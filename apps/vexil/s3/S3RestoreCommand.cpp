@@ -3,7 +3,7 @@
 #include "apps/vexil/mirror/Restore.h"
 #include "apps/vexil/s3/Commands.h"
 #include "apps/vexil/s3/S3Access.h"
-#include "apps/vexil/s3/S3RestoreSource.h"
+#include "apps/vexil/s3/S3Store.h"
 #include "apps/vexil/transfer/TransferQueue.h"
 
 #include <string>
@@ -46,8 +46,8 @@ is 3.)");
 ExitCode CS3RestoreCommand::run(CSession& session) {
     const std::string prefix = m_prefixAndFolder.size() > 1 ? m_prefixAndFolder.front() : "";
     CS3Access access(session);
-    CS3RestoreSource source(access, String::fromUTF8(m_bucket), String::fromUTF8(prefix));
-    return CRestore(session, source, toPath(m_prefixAndFolder.back())).run(m_jobs);
+    CS3Store store(access, String::fromUTF8(m_bucket), String::fromUTF8(prefix));
+    return CRestore(session, store, toPath(m_prefixAndFolder.back())).run(m_jobs);
 }
 
 }  // namespace

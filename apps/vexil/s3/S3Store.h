@@ -1,6 +1,6 @@
 #pragma once
 
-#include "apps/vexil/mirror/BackupStore.h"
+#include "apps/vexil/mirror/Store.h"
 #include "apps/vexil/s3/ObjectGroups.h"
 
 #include <optional>
@@ -9,27 +9,39 @@ namespace vexil::app {
 
 class CS3Access;
 
-/// Stores a backup as objects below a prefix.
-class CS3BackupStore : public IBackupStore {
+/// The objects of a bucket below a prefix, as a store of files.
+class CS3Store : public IStore {
 public:
     /// The access must outlive it.
     /// \param prefix  comes before the path of each file, with a "/" between them
-    CS3BackupStore(CS3Access& access, const String& bucket, const String& prefix);
+    CS3Store(CS3Access& access, const String& bucket, const String& prefix);
 
     ITransferPolicy& getPolicy() override;
-    void begin() override {}
-    std::unique_ptr<ITransfer> makeUpload(const P<CFileInStream>& file, const std::filesystem::path& folder,
+    /// If an object and objects below a folder of its name exist, the newer ones become files; the others
+    /// have a problem that names them.
+    std::unique_ptr<IStoreListing> list() override;
+    void beginUploads() override {}
+    std::unique_ptr<ITransfer> makeUpload(const P<CFileInStream>& file,
                                           const std::filesystem::path& relativePath) override;
     /// If a file has become a folder, deletes its old object after the whole folder is stored. If a folder
     /// has become a file, reports the objects that are left: there may be many, and others may need them.
-    void finish(const CFolderWalker& walker, bool isComplete, const Report& report) override;
+    void finishUploads(const CFolderWalker& walker, bool isComplete, const Report& report) override;
+    void remove(const String& relativeName) override;
+    const char* getNoun() const override { return "object"; }
+    const char* getQuestionWhereEmpty() const override { return "is the prefix right?"; }
 
 private:
+    class CListing;
+    class CObject;
+    class CUnreadableObject;
+
+    std::optional<std::filesystem::path> findRelativePath(const String& key) const;
     void handleGroup(const CFolderWalker& walker, bool isComplete, const Report& report,
                      const CObjectGroup& group);
     void checkListing(const String& key);
     bool areListingsEncoded();
     void deleteOutdated(const String& key, const Report& report);
+    void deleteObject(const String& key);
 
     CS3Access& m_access;
     String m_bucket;

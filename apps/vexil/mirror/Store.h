@@ -1,0 +1,95 @@
+#pragma once
+
+#include "apps/vexil/files/FileInStream.h"
+#include "apps/vexil/files/FileOutStream.h"
+#include "apps/vexil/transfer/Download.h"
+#include "apps/vexil/transfer/TransferPolicy.h"
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+
+namespace vexil::app {
+
+class CFolderWalker;
+
+/// One file of a store, with the facts that the listing has about it. The store must outlive it.
+class IStoredFile {
+public:
+    virtual ~IStoredFile() = default;
+
+    /// Its name on the server, for display.
+    virtual String getName() const = 0;
+    /// Its path within the store, with "/" on every system.
+    virtual String getRelativeName() const = 0;
+    /// The same as a path.
+    /// \throws CError if it would lead out of a folder, or cannot be the path of a file, or the file cannot
+    ///         be fetched
+    virtual std::filesystem::path getRelativePath() const = 0;
+    /// In bytes.
+    virtual int64 getSize() const = 0;
+    /// Identifies the content, for CPartFile: a download can continue after bytes of the same content. "",
+    /// the default, if the server has no checksum that could confirm it.
+    virtual String getContent() const { return String(); }
+    /// \param out  at its beginning; empty, or with bytes of this content that an earlier download has left
+    virtual std::unique_ptr<IDownload> makeDownload(const P<CFileOutStream>& out) const = 0;
+};
+
+/// The files of a store, one after another. The store must outlive it.
+class IStoreListing {
+public:
+    virtual ~IStoreListing() = default;
+
+    /// The next file; null after the last one. Each file comes once, in the order of the server. Files that
+    /// cannot be fetched come, too: their getRelativePath() throws the reason.
+    /// \throws errors of the server, after all files that were listed before them. If the folder of the store
+    ///         does not exist: nothing, or an error that the policy diagnoses as missing
+    virtual std::unique_ptr<IStoredFile> findNext() = 0;
+};
+
+/// A folder on a server that keeps files under their relative paths: a backup is stored there, and restored
+/// from there. tests/apps/StoreContractTest.cpp checks these rules for each store.
+///
+/// One thread. It can be used again after any of its functions, or a transfer, has failed.
+class IStore {
+public:
+    using Report = std::function<void(const String& name, const String& reason)>;
+
+    virtual ~IStore() = default;
+
+    /// The policy for transfers to it and from it.
+    virtual ITransferPolicy& getPolicy() = 0;
+
+    /// Lists all files, also those in folders below. Sends nothing yet, and keeps only a part of the listing
+    /// in memory.
+    virtual std::unique_ptr<IStoreListing> list() = 0;
+
+    /// Must be called before the first upload.
+    /// \throws errors that make the store unusable
+    virtual void beginUploads() = 0;
+    /// Makes the upload of a file, which replaces a file of that path when it is complete. A failed upload
+    /// leaves no part under the path of the file.
+    /// \throws CError if the file cannot be stored under its path
+    virtual std::unique_ptr<ITransfer> makeUpload(const P<CFileInStream>& file,
+                                                  const std::filesystem::path& relativePath) = 0;
+    /// Called after the last upload, when no transfer runs. Corrects entries that earlier backups have stored
+    /// under names that now have another type, and reports entries that it cannot correct. Does nothing by
+    /// default.
+    /// \param walker      knows the files of the backup
+    /// \param isComplete  whether all files were stored
+    /// \param report      receives the name of an entry, and the problem that it causes in a restore
+    virtual void finishUploads(const CFolderWalker& /*walker*/, bool /*isComplete*/,
+                               const Report& /*report*/) {}
+
+    /// Removes one file. Does nothing if it does not exist. Folders stay, also empty ones.
+    /// \param relativeName  as IStoredFile::getRelativeName() returns it
+    /// \throws CInvalidArgError if the name is not one within the store, CError if the server refuses it
+    virtual void remove(const String& relativeName) = 0;
+
+    /// The word for one stored file.
+    virtual const char* getNoun() const = 0;
+    /// A question for a user whose restore finds nothing.
+    virtual const char* getQuestionWhereEmpty() const = 0;
+};
+
+}  // namespace vexil::app

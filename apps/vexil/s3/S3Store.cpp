@@ -1,0 +1,303 @@
+#include "apps/vexil/s3/S3Store.h"
+
+#include "apps/vexil/base/Text.h"
+#include "apps/vexil/console/ErrorReport.h"
+#include "apps/vexil/files/FolderWalker.h"
+#include "apps/vexil/files/PartName.h"
+#include "apps/vexil/s3/ObjectDownload.h"
+#include "apps/vexil/s3/ObjectKey.h"
+#include "apps/vexil/s3/ObjectListing.h"
+#include "apps/vexil/s3/ObjectUpload.h"
+#include "apps/vexil/s3/S3Access.h"
+#include "apps/vexil/s3/S3Diagnosis.h"
+#include "apps/vexil/transfer/AnswerCheck.h"
+
+#include <algorithm>
+#include <deque>
+#include <exception>
+
+namespace vexil::app {
+
+namespace {
+
+constexpr const char* contentType = "application/octet-stream";
+
+// Web consoles of services make such objects to show an empty folder.
+bool isFolderMarker(const CS3ListObjectsElement& element) {
+    return element.getSize() == 0 && element.getKey().endsWith("/");
+}
+
+String getLastName(const String& key) {
+    const std::size_t slash = key.findLast(L'/');
+    return slash == String::npos ? key : key.substr(slash + 1);
+}
+
+}  // namespace
+
+class CS3Store::CObject : public IStoredFile {
+public:
+    /// The store must outlive it.
+    /// \param problem  why it cannot become a file; "" if it can
+    CObject(const CS3Store& store, const CS3ListObjectsElement& element, const String& problem)
+        : m_store(store), m_key(element.getKey()), m_size(element.getSize()), m_eTag(element.getETag()),
+          m_problem(problem) {}
+
+    String getName() const override { return m_key; }
+    String getRelativeName() const override { return m_key.substr(m_store.m_prefix.length()); }
+    std::filesystem::path getRelativePath() const override {
+        if (!m_problem.isEmpty()) {
+            throw CError(m_problem);
+        }
+        return makeRelativePath(m_store.m_prefix, m_key);
+    }
+    int64 getSize() const override { return m_size; }
+    // Without an MD5 nobody can tell whether the part was changed since.
+    String getContent() const override {
+        const bool isProvable =
+            m_store.m_access.verifiesETags() && !CS3Client::getContentMD5({{"etag", m_eTag}}).isEmpty();
+        return isProvable ? m_eTag + " " + String::fromInt(m_size) : String();
+    }
+    std::unique_ptr<IDownload> makeDownload(const P<CFileOutStream>& out) const override {
+        auto download =
+            std::make_unique<CObjectDownload>(m_store.m_access, m_store.m_bucket, m_key, out.get());
+        if (out->getSize() > 0) {
+            // Request at least one byte, so that the server can confirm that the object is the same.
+            download->goOn(*out, std::min(out->getSize(), m_size - 1), m_eTag);
+        }
+        return download;
+    }
+
+private:
+    const CS3Store& m_store;
+    String m_key;
+    int64 m_size;
+    String m_eTag;
+    String m_problem;
+};
+
+/// An object that cannot be fetched and must be reported.
+class CS3Store::CUnreadableObject : public IStoredFile {
+public:
+    explicit CUnreadableObject(const String& name) : m_name(name) {}
+
+    String getName() const override { return m_name; }
+    String getRelativeName() const override { return String(); }
+    std::filesystem::path getRelativePath() const override { throw CError(CObjectListing::unreadableReason); }
+    int64 getSize() const override { return 0; }
+    std::unique_ptr<IDownload> makeDownload(const P<CFileOutStream>&) const override {
+        throw CError(CObjectListing::unreadableReason);
+    }
+
+private:
+    String m_name;
+};
+
+class CS3Store::CListing : public IStoreListing {
+public:
+    explicit CListing(const CS3Store& store)
+        : m_store(store), m_objects(store.m_access, store.m_bucket, store.m_prefix),
+          m_groups([this](const CObjectGroup& group) { handleGroup(group); }) {}
+
+    std::unique_ptr<IStoredFile> findNext() override;
+
+private:
+    void read();
+    void handleGroup(const CObjectGroup& group);
+    void give(const P<CS3ListObjectsElement>& element, const String& problem);
+
+    const CS3Store& m_store;
+    CObjectListing m_objects;
+    CObjectGroups m_groups;
+    std::deque<std::unique_ptr<IStoredFile>> m_ready;
+    bool m_hasEnded = false;
+    std::exception_ptr m_listingError;  // thrown after the objects that were listed before it
+};
+
+std::unique_ptr<IStoredFile> CS3Store::CListing::findNext() {
+    while (m_ready.empty() && !m_hasEnded) {
+        read();
+    }
+    if (m_ready.empty()) {
+        if (m_listingError) {
+            std::rethrow_exception(m_listingError);
+        }
+        return nullptr;
+    }
+    std::unique_ptr<IStoredFile> file = std::move(m_ready.front());
+    m_ready.pop_front();
+    return file;
+}
+
+void CS3Store::CListing::read() {
+    P<CS3ListObjectsElement> element;
+    try {
+        element = m_objects.findNext();
+    } catch (const std::exception&) {
+        // First the objects that were listed before the error.
+        m_listingError = std::current_exception();
+    }
+    for (const String& name : m_objects.takeUnreadableKeys()) {
+        m_ready.push_back(std::make_unique<CUnreadableObject>(name));
+    }
+    if (!element) {
+        m_hasEnded = true;
+        m_groups.finish();
+    } else if (isFolderMarker(*element)) {
+        return;
+    } else if (findPartName(getLastName(element->getKey()))) {
+        give(element, leftPartReason);
+    } else if (m_store.findRelativePath(element->getKey())) {
+        m_groups.add(element);
+    } else {
+        give(element, "");
+    }
+}
+
+void CS3Store::CListing::handleGroup(const CObjectGroup& group) {
+    const String name = "'" + printable(group.object->getKey()) + "'";
+    if (!group.isOutdated()) {
+        give(group.object, "");
+        for (const P<CS3ListObjectsElement>& element : group.below) {
+            give(element,
+                 "the object " + name + " is newer, and only one of them can exist: a file or a folder");
+        }
+        return;
+    }
+    give(group.object,
+         "the objects below " + name + " are newer, and only one of them can exist: a file or a folder");
+    CObjectGroups groups([this](const CObjectGroup& inner) { handleGroup(inner); });
+    for (const P<CS3ListObjectsElement>& element : group.below) {
+        groups.add(element);
+    }
+    groups.finish();
+}
+
+void CS3Store::CListing::give(const P<CS3ListObjectsElement>& element, const String& problem) {
+    m_ready.push_back(std::make_unique<CObject>(m_store, *element, problem));
+}
+
+CS3Store::CS3Store(CS3Access& access, const String& bucket, const String& prefix)
+    : m_access(access), m_bucket(bucket), m_prefix(makeFolderPrefix(prefix)) {}
+
+ITransferPolicy& CS3Store::getPolicy() {
+    return m_access.getPolicy();
+}
+
+std::unique_ptr<ITransfer> CS3Store::makeUpload(const P<CFileInStream>& file,
+                                                const std::filesystem::path& relativePath) {
+    const String key = makeObjectKey(m_prefix, relativePath);
+    checkListing(key);
+    return std::make_unique<CObjectUpload>(m_access, file, m_bucket, key, contentType);
+}
+
+std::unique_ptr<IStoreListing> CS3Store::list() {
+    return std::make_unique<CListing>(*this);
+}
+
+/// A restore finds objects only by the listing.
+void CS3Store::checkListing(const String& key) {
+    const String problem = findListingProblem(key);
+    if (!problem.isEmpty() && !areListingsEncoded()) {
+        throw CError(problem);
+    }
+}
+
+bool CS3Store::areListingsEncoded() {
+    if (!m_areListingsEncoded) {
+        try {
+            m_areListingsEncoded =
+                m_access.getClient()
+                    .listEncodedObjects(m_access.getRequest(), m_bucket, m_prefix, "", "", 1)
+                    ->hasEncodedNames();
+        } catch (const CError& error) {
+            if (diagnoseS3(error).isHopeless()) {
+                throw;
+            }
+            m_areListingsEncoded = false;
+        }
+    }
+    return *m_areListingsEncoded;
+}
+
+/// The path of an object below the folder; nullopt for an object that no backup has made.
+std::optional<std::filesystem::path> CS3Store::findRelativePath(const String& key) const {
+    try {
+        return makeRelativePath(m_prefix, key);
+    } catch (const CError&) {
+        return std::nullopt;
+    }
+}
+
+void CS3Store::finishUploads(const CFolderWalker& walker, bool isComplete, const Report& report) {
+    CObjectGroups groups([&](const CObjectGroup& group) { handleGroup(walker, isComplete, report, group); });
+    CObjectListing objects(m_access, m_bucket, m_prefix);
+    try {
+        while (const P<CS3ListObjectsElement> object = objects.findNext()) {
+            if (findRelativePath(object->getKey())) {
+                groups.add(object);
+            }
+        }
+    } catch (const CError& error) {
+        // Some keys are only allowed to write.
+        if (!diagnoseS3(error).isAccessDenied()) {
+            throw;
+        }
+        m_access.getConsole().message(
+            Verbosity::Warning,
+            "vexil: warning: the bucket cannot be listed, so this backup does not search for old objects of "
+            "files that have become folders, and of folders that have become files");
+        return;
+    }
+    groups.finish();
+}
+
+void CS3Store::handleGroup(const CFolderWalker& walker, bool isComplete, const Report& report,
+                           const CObjectGroup& group) {
+    if (group.below.empty()) {
+        return;
+    }
+    const String& key = group.object->getKey();
+    const auto type = walker.findType(*findRelativePath(key));
+    if (type == std::filesystem::file_type::directory && isComplete && group.isOutdated()) {
+        deleteOutdated(key, report);
+    } else {
+        report(key, "there are " + formatNumberOf(static_cast<int64>(group.below.size()), "object") +
+                        " below '" + printable(key) +
+                        "/' as well, and a restore makes only the newer of the two: the file or the folder. "
+                        "Delete outdated objects with 'vexil s3 rm'");
+    }
+    CObjectGroups groups([&](const CObjectGroup& inner) { handleGroup(walker, isComplete, report, inner); });
+    for (const P<CS3ListObjectsElement>& object : group.below) {
+        groups.add(object);
+    }
+    groups.finish();
+}
+
+void CS3Store::deleteOutdated(const String& key, const Report& report) {
+    try {
+        deleteObject(key);
+    } catch (const CError& error) {
+        if (diagnoseS3(error).isHopeless()) {
+            throw;
+        }
+        report(key, "this is the old object of a file that has become a folder, and it cannot be deleted: " +
+                        CErrorReport(error).getLine());
+        return;
+    }
+    m_access.getConsole().message(Verbosity::Warning, "deleted the old object " + printable(key) +
+                                                          ": the file has become a folder");
+}
+
+void CS3Store::remove(const String& relativeName) {
+    if (relativeName.isEmpty()) {
+        throw CInvalidArgError("CS3Store::remove", "the name must not be empty");
+    }
+    deleteObject(m_prefix + relativeName);
+}
+
+void CS3Store::deleteObject(const String& key) {
+    m_access.getClient().deleteObject(m_access.getRequest(), m_bucket, key);
+    checkAnswerIsComplete(m_access.getRequest());
+}
+
+}  // namespace vexil::app
