@@ -306,6 +306,8 @@ class _Handler(http.server.BaseHTTPRequestHandler):
         body = self.rfile.read(length)
         if len(body) != length:
             self.close_connection = True
+        elif not self.key:
+            self.answer(200)  # the bucket exists
         elif not self.answer_fault(fault):
             self.fake.objects[self.key] = flip_bit(body, fault.flip)
             self.fake.modified[self.key] = f"2024-01-02T00:00:00.{len(self.fake.requests):06}Z"

@@ -2,8 +2,8 @@
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/ftp/Commands.h"
 #include "apps/vexil/ftp/FTPAccess.h"
-#include "apps/vexil/ftp/FTPStore.h"
 #include "apps/vexil/ftp/FTPPath.h"
+#include "apps/vexil/ftp/FTPStore.h"
 #include "apps/vexil/mirror/Backup.h"
 #include "apps/vexil/transfer/TransferQueue.h"
 

@@ -68,7 +68,8 @@ public:
     /// \throws errors that make the store unusable
     virtual void beginUploads() = 0;
     /// Makes the upload of a file, which replaces a file of that path when it is complete. A failed upload
-    /// leaves no part under the path of the file.
+    /// leaves no part of the file under that path. What it leaves under another name cannot be fetched, and
+    /// the destructor of the store removes it if the server allows it.
     /// \throws CError if the file cannot be stored under its path
     virtual std::unique_ptr<ITransfer> makeUpload(const P<CFileInStream>& file,
                                                   const std::filesystem::path& relativePath) = 0;
