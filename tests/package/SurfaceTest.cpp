@@ -59,6 +59,7 @@
 #include "vexil/s3/S3ListObjectsElement.h"
 #include "vexil/s3/S3ListObjectsResult.h"
 #include "vexil/s3/S3ObjectEnum.h"
+#include "vexil/s3/S3SigningOptions.h"
 #include "zet/ASCII.h"
 #include "zet/Base.h"
 #include "zet/Buffer.h"
@@ -601,6 +602,20 @@ void name_vexil_CS3Client() {
     name(static_cast<P<CS3ListObjectsResult> (Class::*)(CNetRequest&, const String&, const String&,
                                                         const String&, const String&, int)>(
         &Class::listEncodedObjects));
+    name(static_cast<void (Class::*)(S3SignatureVersion)>(&Class::setSignatureVersion));
+    name(static_cast<void (Class::*)(int)>(&Class::setSignatureVersion));
+    name(static_cast<S3SignatureVersion (Class::*)() const noexcept>(&Class::getSignatureVersion));
+    name(static_cast<void (Class::*)(const String&)>(&Class::setRegion));
+    name(static_cast<String (Class::*)() const>(&Class::getRegion));
+    name(static_cast<void (Class::*)(const String&)>(&Class::setSessionToken));
+    name(static_cast<void (Class::*)(bool)>(&Class::setAnonymous));
+    name(static_cast<void (Class::*)(S3AddressingStyle)>(&Class::setAddressingStyle));
+    name(static_cast<void (Class::*)(S3PayloadSigning)>(&Class::setPayloadSigning));
+    name(static_cast<String (Class::*)(const String&) const>(&Class::getBucketURL));
+    name(static_cast<String (Class::*)(const String&, const String&, const String&, const zet::CTimeSpan&)>(
+        &Class::makePresignedURL));
+    name(static_cast<void (Class::*)(CNetRequest&)>(&Class::signAgain));
+    name(static_cast<String (*)(CNetRequest*)>(&Class::getCanonicalRequest));
     name(static_cast<void (Class::*)(INetRequestSetup*)>(&Class::setRequestSetup));
     name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&)>(
         &Class::prepareGetObjectHeadersRequest));

@@ -43,7 +43,7 @@ TEST(S3ErrorCodesTest, AreTakenFromTheError) {
     EXPECT_THAT(codesOf(std::runtime_error("x")), ElementsAre("", ""));
 }
 
-TEST(S3RetryTest, IsDecidedByTheS3CodeAlone) {
+TEST(S3RetryDecisionTest, IsDecidedByTheS3CodeAlone) {
     for (const char* code : {"InternalError", "SlowDown", "IncompleteBody", "InvalidDigest",
                              "OperationAborted", "RequestTimeTooSkewed"}) {
         for (const int status : {0, 200, 403, 404, 500}) {
@@ -57,7 +57,7 @@ TEST(S3RetryTest, IsDecidedByTheS3CodeAlone) {
     }
 }
 
-TEST(S3RetryTest, IsDecidedByTheStatusWithoutAnS3Code) {
+TEST(S3RetryDecisionTest, IsDecidedByTheStatusWithoutAnS3Code) {
     EXPECT_TRUE(CS3Client::shouldRetryRequest(s3Error("", 500)));
     EXPECT_FALSE(CS3Client::shouldRetryRequest(s3Error("", 404)));
     for (int status = 1; status < 600; ++status) {
@@ -69,7 +69,7 @@ TEST(S3RetryTest, IsDecidedByTheStatusWithoutAnS3Code) {
         CS3Client::shouldRetryRequest(CCURLError(CURLE_RECV_ERROR, "", "http", 200, "", "", "", "")));
 }
 
-TEST(S3RetryTest, IsDecidedByTheTransferWithoutAStatus) {
+TEST(S3RetryDecisionTest, IsDecidedByTheTransferWithoutAStatus) {
     for (int code = 1; code < CURL_LAST; ++code) {
         const bool isRetried = code == 7 || code == 28 || code == 52 || code == 55 || code == 56;
         EXPECT_EQ(CS3Client::shouldRetryRequest(transferError(static_cast<CURLcode>(code))), isRetried)

@@ -1,11 +1,8 @@
 #include "vexil/s3/S3Client.h"
 
 #include "sigil/Digest.h"
-#include "vexil/net/LineEnd.h"
 #include "vexil/net/RequestSetupCall.h"
 #include "vexil/s3/S3BaseURL.h"
-#include "vexil/s3/S3HeaderMap.h"
-#include "vexil/s3/S3SignerV2.h"
 #include "vexil/s3/S3XmlReduction.h"
 #include "zet/Thread.h"
 
@@ -17,17 +14,6 @@ namespace {
 [[gnu::used]] const int64* const neededConstant = &CS3Client::maxPutSize;
 
 constexpr char defaultHost[] = "s3.amazonaws.com";
-constexpr CS3SignerV2 signer;
-
-/// Reads the headers from the request's list, because the hook and the caller may have added some.
-CS3RequestToSign describe(const CNetRequest& request) {
-    CS3RequestToSign parts{request.getHTTPMethod(), request.getURL(), {}};
-    if (const P<CNetHeaders> list = request.getCustomHTTPHeaders()) {
-        list->fillMap(parts.headers);
-    }
-    return parts;
-}
-
 }  // namespace
 
 // ---- life and settings -----------------------------------------------------------------------------------
@@ -45,6 +31,7 @@ void CS3Client::setBaseURL(const String& url) {
         throw CInvalidArgError("CS3Client::setBaseURL", fault);
     }
     m_baseURL = url.endsWith("/") ? url : url + "/";
+    m_isAmazon = false;
 }
 
 zet::CTime CS3Client::getCurrentTime() const {
@@ -69,58 +56,20 @@ P<CNetHeaders> CS3Client::beginPrepareRequest(CNetRequest& request, const String
     }
     request.setReceiveBufferLimits(-1, maxErrorDocumentBytes);
     P<CNetHeaders> headers = new CNetHeaders;
-    const auto [name, value] = signer.makeTimeHeader(getCurrentTime());
+    const auto [name, value] = makeTimeHeader();
     headers->add(name, value);
     request.setCustomHTTPHeaders(headers);
     callRequestSetup(m_requestSetup, request, "CS3Client::setRequestSetup");
+    if (isVersion4()) {
+        // After the hook, because neither is a matter of taste: a signature holds for one host and one path.
+        request.setFollowRedirects(false);
+        request.setOptionInt(CURLOPT_PATH_AS_IS, 1);
+    }
     return headers;
 }
 
 void CS3Client::finishPrepareRequest(CNetRequest& request) {
     signRequest(&request);
-}
-
-// ---- signature -------------------------------------------------------------------------------------------
-
-void CS3Client::signRequest(CNetRequest* request) {
-    if (hasLineEnd(m_accessKeyId)) {
-        throw CInvalidArgError("CS3Client::signRequest", "access key id must not contain CR, LF or NUL");
-    }
-    P<CNetHeaders> headers = request->getCustomHTTPHeaders();
-    const bool isNew = !headers;
-    if (isNew) {
-        headers = new CNetHeaders;
-    }
-    for (const auto& [name, value] : signer.sign(describe(*request), {m_accessKeyId, m_secretKeyUTF8})) {
-        headers->add(name, value);
-    }
-    if (isNew) {
-        request->setCustomHTTPHeaders(headers);
-    }
-}
-
-String CS3Client::getSignature(CNetRequest* request) {
-    return CS3SignerV2::makeSignature(describe(*request), m_secretKeyUTF8);
-}
-
-String CS3Client::getStringToSign(CNetRequest* request) {
-    return CS3SignerV2::makeStringToSign(describe(*request));
-}
-
-String CS3Client::getCanonicalizedAMZHeaders(const TMap<String, String>& headers) {
-    return CS3SignerV2::canonicalizeAMZHeaders(headers);
-}
-
-String CS3Client::getCanonicalizedResource(const String& url) {
-    return CS3SignerV2::canonicalizeResource(url);
-}
-
-void CS3Client::makeSingleLineHeaderValue(String& value) {
-    CS3SignerV2::makeSingleLine(value);
-}
-
-String CS3Client::getHeaderFromMap(const TMap<String, String>& headers, const String& name) {
-    return findHeader(headers, name);
 }
 
 }  // namespace vexil

@@ -7,9 +7,11 @@
 #include "vexil/net/NetRequestSetup.h"
 #include "vexil/s3/S3Credentials.h"
 #include "vexil/s3/S3ListObjectsResult.h"
+#include "vexil/s3/S3SigningOptions.h"
 #include "zet/InStream.h"
 #include "zet/OutStream.h"
 #include "zet/Time.h"
+#include "zet/TimeSpan.h"
 
 #include <concepts>
 #include <cstddef>
@@ -29,6 +31,7 @@ namespace vexil {
 
 class CS3ObjectSink;
 struct CS3ObjectRange;
+struct CS3SigningKeys;
 
 /// A temporary object that owns text or bytes.
 template <class Data>
@@ -36,7 +39,7 @@ concept S3TemporaryBytes =
     !std::is_reference_v<Data> && !std::ranges::borrowed_range<Data> &&
     (std::convertible_to<Data, std::string_view> || std::convertible_to<Data, std::span<const std::byte>>);
 
-/// Client for the REST interface of Amazon S3 and compatible services, with signature version 2.
+/// Client for the REST interface of Amazon S3 and compatible services, with signature version 2 or 4.
 ///
 /// Each operation has two forms. `prepare...Request` only configures the caller's request. The operation
 /// itself prepares and performs it, and tries again after temporary failures (performRequest()). Both begin
@@ -73,7 +76,9 @@ public:
     CS3Client(const String& accessKeyId, const String& secretKey, bool secure);
     /// \param secure  true: https to s3.amazonaws.com; false: http. See setBaseURL() for other services
     explicit CS3Client(const CS3Credentials& credentials, bool secure = true)
-        : CS3Client(credentials.accessKeyId, credentials.secretKey, secure) {}
+        : CS3Client(credentials.accessKeyId, credentials.secretKey, secure) {
+        m_sessionToken = credentials.sessionToken;
+    }
     /// @{
 
     /// Not allowed: a text for `secure` would always mean true.
@@ -95,6 +100,40 @@ public:
     void setBaseURL(const String& url);
     /// The service's URL; always ends with "/".
     String getBaseURL() const { return m_baseURL; }
+
+    /// @{
+
+    /// The version of the signature. Default S3SignatureVersion::V2. There is no change from one to the other
+    /// on refusal. docs/s3.md tells what differs.
+    /// \throws CInvalidArgError for a number other than 2 and 4
+    void setSignatureVersion(S3SignatureVersion version);
+    void setSignatureVersion(int version) { setSignatureVersion(static_cast<S3SignatureVersion>(version)); }
+    [[nodiscard]] S3SignatureVersion getSignatureVersion() const noexcept { return m_signatureVersion; }
+    /// @}
+
+    /// @{
+
+    /// The region that version 4 signs for: letters, digits, "-" and "_". Default "us-east-1", which services
+    /// without regions usually expect. Without setBaseURL() it also selects Amazon's endpoint.
+    /// \throws CInvalidArgError for any other text
+    void setRegion(const String& region);
+    [[nodiscard]] String getRegion() const { return m_region; }
+    /// @}
+
+    /// The token of temporary keys (x-amz-security-token); "", the default, for permanent keys.
+    /// \throws CInvalidArgError for a token with CR, LF or NUL
+    void setSessionToken(const String& token);
+    /// Sends requests without a signature, as for objects that everybody may read. The keys have no effect
+    /// then. Default false.
+    void setAnonymous(bool anonymous) { m_isAnonymous = anonymous; }
+
+    /// Where URLs have the name of the bucket. Default S3AddressingStyle::Automatic, which with setBaseURL()
+    /// or version 2 means the path. With VirtualHosted a preparation throws a CInvalidArgError for version 2,
+    /// and for a bucket whose name cannot be the beginning of a host name.
+    void setAddressingStyle(S3AddressingStyle style) { m_addressingStyle = style; }
+    /// What version 4 signs of the body of a put. Default S3PayloadSigning::Signed. With Unsigned the
+    /// preparation of a put throws a CInvalidArgError over http.
+    void setPayloadSigning(S3PayloadSigning signing) { m_payloadSigning = signing; }
 
     /// Sets how often an operation is tried again after its first failure. Default 50; 0 and less: never.
     void setMaxRetries(int count) { m_maxRetries = count; }
@@ -349,15 +388,27 @@ public:
     /// \param responseHeaders  by lower-case name, as CNetRequest::getResponseHeaderMap() returns them
     [[nodiscard]] static String getContentMD5(const TMap<String, String>& responseHeaders);
 
-    /// The URL of an object. Both names are escaped completely: a "/" in a key becomes "%2F".
+    /// The URL of a bucket, without "/" at the end.
+    [[nodiscard]] String getBucketURL(const String& bucket) const;
+    /// The URL of an object. Both names are escaped completely: with version 2 a "/" in a key becomes "%2F".
+    /// With version 4 it stays, because the service signs it as it is.
     /// \param request  used only for its urlEscape()
     [[nodiscard]] String getObjectURL(CNetRequest& request, const String& bucket, const String& object) const;
+
+    /// The URL of an object with a signature in its query: everybody who has it can send the request until it
+    /// expires, for example with a browser. Nothing is sent. The URL is a secret.
+    /// \param method    "GET", "PUT", "HEAD" or "DELETE"
+    /// \param validity  1 second or more; with version 4 at most 7 days. Rounded toward zero to seconds. It
+    ///                  ends earlier if the keys are temporary and expire
+    /// \throws CInvalidArgError for other arguments, and for an anonymous client
+    [[nodiscard]] String makePresignedURL(const String& method, const String& bucket, const String& object,
+                                          const zet::CTimeSpan& validity);
 
     // ---- tries -------------------------------------------------------------------------------------------
 
     /// Performs a prepared request. After each failure that shouldRetryRequest() allows it waits 100 ms and
-    /// tries again, up to the maximum of retries. Each retry is logged. The request is not signed again; its
-    /// Date stays.
+    /// tries again, up to the maximum of retries. Each retry is logged. With version 2 the request is not
+    /// signed again; its Date stays. With version 4 each try is signed again.
     /// \return the number of the try that succeeded, from 1
     /// \throws the last failure: a CS3Error if the response contains one, otherwise the error of perform()
     ///
@@ -396,12 +447,24 @@ public:
 
     /// Adds the Authorization header for everything that is set on the request. Call it last: later changes
     /// are not signed. Use it for requests that you set up yourself; the preparations call it.
-    /// \throws CError "Invalid Amazon S3 query URL: '...'." if the URL has no path
+    ///
+    /// Version 2 signs the header Date. Version 4 adds x-amz-date unless the list has it, and signs
+    /// x-amz-content-sha256, which a request with a body must have. A list that version 4 has signed already
+    /// is replaced, as by signAgain().
+    /// \throws CError "Invalid Amazon S3 query URL: '...'." if the URL has no path (version 2) or no host
     void signRequest(CNetRequest* request);
-    /// Base64 of the HMAC-SHA1 over getStringToSign() with the secret key.
+    /// Signs a request again, with the time and the keys of now: for a further try, or if it was prepared
+    /// long ago. Services refuse a request that is older than 15 minutes. Replaces the list of headers; time,
+    /// token and Authorization are new in it.
+    void signAgain(CNetRequest& request);
+    /// The text whose hash version 4 signs: method, path, query, headers, their names, and the hash of the
+    /// body; to compare with what a service reports when it refuses a signature.
+    static String getCanonicalRequest(CNetRequest* request);
+    /// Version 2: base64 of the HMAC-SHA1 over getStringToSign() with the secret key.
     String getSignature(CNetRequest* request);
-    /// The text that is signed: method, Content-MD5, Content-Type and Date, one line each, then the headers
-    /// that begin with "x-amz-", then the resource. The date line is empty if there is an x-amz-date header.
+    /// The text that version 2 signs: method, Content-MD5, Content-Type and Date, one line each, then the
+    /// headers that begin with "x-amz-", then the resource. The date line is empty if there is an x-amz-date
+    /// header.
     static String getStringToSign(CNetRequest* request);
     /// A line "name:value" for each header whose lower-case name begins with "x-amz-", in ascending order.
     static String getCanonicalizedAMZHeaders(const TMap<String, String>& headers);
@@ -414,7 +477,8 @@ public:
 
 protected:
     /// First step of every preparation: resets the request, sets URL, redirects, verbose log, certificate
-    /// check and a list with the Date header, then calls the hook.
+    /// check and a list with the header of the time (Date, x-amz-date), then calls the hook. With version 4
+    /// libcurl follows no redirect, because a signature holds for one host.
     /// \return the list, already installed on the request, for further headers
     P<CNetHeaders> beginPrepareRequest(CNetRequest& request, const String& url);
     /// Last step of every preparation: signs.
@@ -447,6 +511,12 @@ private:
         P<sigil::IDigest> m_digest;
     };
 
+    /// The hashes of a body, as its headers have them.
+    struct CBodyHashes {
+        String contentMD5;
+        String payload;  ///< x-amz-content-sha256; "" with version 2
+    };
+
     // It continues a listing after a key that is not valid text.
     friend class CS3ObjectEnum;
     /// Arguments of a listing, except the bucket.
@@ -465,13 +535,23 @@ private:
     P<CNetHeaders> beginPrepareObjectRequest(CNetRequest& request, const String& bucket,
                                              const String& object);
     void beginPreparePut(CNetRequest& request, const String& bucket, const String& object,
-                         const String& contentMD5, const String& contentType);
+                         const CBodyHashes& hashes, const String& contentType);
     P<CS3ObjectSink> prepareGetObjectToStream(CNetRequest& request, const String& bucket,
                                               const String& object, const CS3ObjectRange& range,
                                               zet::IOutStream* data, const P<sigil::IDigest>& digest);
     void performPut(CNetRequest& request);
-    String calcContentMD5(const void* data, int size);
-    String calcContentMD5(CNetRequest::IDataSource& source);
+    CBodyHashes calcBodyHashes(const void* data, int size);
+    CBodyHashes calcBodyHashes(CNetRequest::IDataSource& source);
+    P<sigil::IDigest> makePayloadDigest() const;
+    CBodyHashes finishBodyHashes(sigil::IDigest* payload);
+    void checkPayloadSigning(const char* place) const;
+    bool isVersion4() const noexcept { return m_signatureVersion == S3SignatureVersion::V4; }
+    void checkAddress(const String& bucket) const;
+    bool isVirtualHosted(const String& bucket) const;
+    String findRegion(const String& bucket) const;
+    std::pair<String, String> makeTimeHeader() const;
+    CS3SigningKeys getKeys() const;
+    String makeObjectURL(const String& bucket, const String& object) const;
 
     String m_baseURL;
     COwnDigest m_md5;
@@ -484,6 +564,13 @@ private:
     bool m_verifiesHostName = true;
     bool m_verifiesETag = false;
     P<INetRequestSetup> m_requestSetup;
+    S3SignatureVersion m_signatureVersion = S3SignatureVersion::V2;
+    S3AddressingStyle m_addressingStyle = S3AddressingStyle::Automatic;
+    S3PayloadSigning m_payloadSigning = S3PayloadSigning::Signed;
+    String m_region = "us-east-1";
+    String m_sessionToken;
+    bool m_isAnonymous = false;
+    bool m_isAmazon = true;  // no setBaseURL()
 };
 
 }  // namespace vexil

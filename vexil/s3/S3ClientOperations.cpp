@@ -1,4 +1,5 @@
 #include "sigil/Digest.h"
+#include "sigil/Hex.h"
 #include "vexil/net/CURLError.h"
 #include "vexil/net/ErrorClassification.h"
 #include "vexil/net/LineEnd.h"
@@ -117,12 +118,9 @@ void setPathAsIs(CNetRequest& request, bool isNeeded) {
 
 }  // namespace
 
-String CS3Client::getObjectURL(CNetRequest& request, const String& bucket, const String& object) const {
-    return m_baseURL + request.urlEscape(bucket) + "/" + request.urlEscape(object);
-}
-
 P<CNetHeaders> CS3Client::beginPrepareObjectRequest(CNetRequest& request, const String& bucket,
                                                     const String& object) {
+    checkAddress(bucket);
     P<CNetHeaders> headers = beginPrepareRequest(request, getObjectURL(request, bucket, object));
     setPathAsIs(request, isDotSegment(bucket) || isDotSegment(object));
     return headers;
@@ -136,7 +134,8 @@ void CS3Client::preparePutObjectRequest(CNetRequest& request, const String& buck
     checkNames(place, bucket, object);
     checkUploadMemory(place, data, size);
     checkContentType(place, contentType);
-    beginPreparePut(request, bucket, object, calcContentMD5(data, size), contentType);
+    checkPayloadSigning(place);
+    beginPreparePut(request, bucket, object, calcBodyHashes(data, size), contentType);
     request.setSendDataStream(new zet::CMemoryInStream(data, size));
     request.setSendDataSize(size);
     finishPrepareRequest(request);
@@ -160,42 +159,76 @@ void CS3Client::preparePutObjectRequest(CNetRequest& request, const String& buck
                                           " bytes, the limit of a single put");
     }
     checkContentType(place, contentType);
+    checkPayloadSigning(place);
     const P<CNetRequest::CStreamDataSource> source =
         new CNetRequest::CStreamDataSource(new zet::CStreamRange(data, size));
-    const String contentMD5 = calcContentMD5(*source);
-    beginPreparePut(request, bucket, object, contentMD5, contentType);
+    const CBodyHashes hashes = calcBodyHashes(*source);
+    beginPreparePut(request, bucket, object, hashes, contentType);
     request.setSendDataSource(source);
     request.setSendDataSize(size);
     finishPrepareRequest(request);
 }
 
 void CS3Client::beginPreparePut(CNetRequest& request, const String& bucket, const String& object,
-                                const String& contentMD5, const String& contentType) {
+                                const CBodyHashes& hashes, const String& contentType) {
     const P<CNetHeaders> headers = beginPrepareObjectRequest(request, bucket, object);
     request.setHTTPMethod("PUT");
-    headers->add("Content-MD5", contentMD5);
+    headers->add("Content-MD5", hashes.contentMD5);
     if (!contentType.isEmpty()) {
         headers->add("Content-Type", contentType);
     }
+    if (!hashes.payload.isEmpty()) {
+        headers->add("x-amz-content-sha256", hashes.payload);
+    }
 }
 
-String CS3Client::calcContentMD5(const void* data, int size) {
+void CS3Client::checkPayloadSigning(const char* place) const {
+    if (isVersion4() && m_payloadSigning == S3PayloadSigning::Unsigned &&
+        !m_baseURL.startsWithNoCase("https:")) {
+        throw CInvalidArgError(place, "an unsigned payload needs https");
+    }
+}
+
+P<sigil::IDigest> CS3Client::makePayloadDigest() const {
+    const bool isSigned = isVersion4() && m_payloadSigning == S3PayloadSigning::Signed;
+    return isSigned ? sigil::CDigestType_SHA256().createDigest() : nullptr;
+}
+
+CS3Client::CBodyHashes CS3Client::finishBodyHashes(sigil::IDigest* payload) {
+    CBodyHashes hashes{finishContentMD5(*m_md5), isVersion4() ? "UNSIGNED-PAYLOAD" : ""};
+    if (payload) {
+        TBuffer<unsigned char> hash;
+        payload->finish(hash);
+        hashes.payload = sigil::hexEncode(hash);
+    }
+    return hashes;
+}
+
+CS3Client::CBodyHashes CS3Client::calcBodyHashes(const void* data, int size) {
+    const P<sigil::IDigest> payload = makePayloadDigest();
     m_md5->reset();
     if (size > 0) {
         m_md5->update(data, size);
+        if (payload) {
+            payload->update(data, size);
+        }
     }
-    return finishContentMD5(*m_md5);
+    return finishBodyHashes(payload);
 }
 
-String CS3Client::calcContentMD5(CNetRequest::IDataSource& source) {
+CS3Client::CBodyHashes CS3Client::calcBodyHashes(CNetRequest::IDataSource& source) {
     const auto block = std::make_unique_for_overwrite<unsigned char[]>(streamBlockSize);
     const TMap<String, String> noHeaders;
+    const P<sigil::IDigest> payload = makePayloadDigest();
     m_md5->reset();
     for (int length; (length = source.read(block.get(), streamBlockSize, noHeaders)) > 0;) {
         m_md5->update(block.get(), length);
+        if (payload) {
+            payload->update(block.get(), length);
+        }
     }
     source.seek(0);
-    return finishContentMD5(*m_md5);
+    return finishBodyHashes(payload);
 }
 
 void CS3Client::performPut(CNetRequest& request) {
@@ -384,7 +417,9 @@ void CS3Client::prepareList(const char* place, CNetRequest& request, const Strin
     append(wanted.maxKeys != -1, "max-keys", String::fromInt(wanted.maxKeys));
     append(!wanted.delimiter.isEmpty(), "delimiter", request.urlEscape(wanted.delimiter));
     append(wanted.isEncoded, "encoding-type", "url");
-    beginPrepareRequest(request, m_baseURL + request.urlEscape(bucket) + query);
+    checkAddress(bucket);
+    const String slash = isVirtualHosted(bucket) ? "/" : "";
+    beginPrepareRequest(request, getBucketURL(bucket) + slash + query);
     setPathAsIs(request, isDotSegment(bucket));
     request.setReceiveBufferLimits(maxListingBytes, maxErrorDocumentBytes);
     finishPrepareRequest(request);

@@ -94,6 +94,9 @@ int CS3Client::performRequest(CNetRequest& request) {
             }
         }
         waitBeforeRetry(retryDelay);
+        if (isVersion4()) {
+            signAgain(request);
+        }
     }
 }
 

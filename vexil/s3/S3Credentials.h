@@ -12,6 +12,8 @@ namespace vexil {
 struct CS3Credentials {
     String accessKeyId;  ///< sent with each request; must not contain CR, LF or NUL
     String secretKey;    ///< never sent
+    /// The token of temporary keys, sent with each request (x-amz-security-token); "" for permanent keys.
+    String sessionToken = {};
 };
 
 }  // namespace vexil

@@ -20,10 +20,11 @@ struct CS3RequestToSign {
     TMap<String, String> headers;  ///< by lower-case name; the hash of the body is one of them
 };
 
-/// The keys of an account. References: valid during a call.
+/// The keys of an account, for one signature.
 struct CS3SigningKeys {
-    const String& accessKeyId;
-    const std::string& secretKey;  ///< UTF-8
+    String accessKeyId;
+    std::string secretKey;  ///< UTF-8
+    String sessionToken;    ///< "" for none
 };
 
 /// One version of the signature. An implementation owns what only its version needs, such as a region.
@@ -38,9 +39,14 @@ public:
     virtual CS3Header makeTimeHeader(const zet::CTime& time) const = 0;
     /// Makes the headers to add to the request, in this order, after all others.
     virtual TArray<CS3Header> sign(const CS3RequestToSign& request, const CS3SigningKeys& keys) const = 0;
+    /// Makes the query, without "?", that lets everybody send the request until it expires. The URL of the
+    /// request has no query.
+    /// \param seconds  validity, at least 1
+    virtual String presign(const CS3RequestToSign& request, const CS3SigningKeys& keys,
+                           const zet::CTime& time, int64 seconds) const = 0;
 
 protected:
-    // Not virtual: signers are constants and are never deleted through the interface.
+    // Not virtual: signers are values and are never deleted through the interface.
     ~IS3Signer() = default;
 };
 

@@ -3,6 +3,7 @@
 #include "sigil/Base64.h"
 #include "sigil/HMAC.h"
 #include "vexil/s3/S3HeaderMap.h"
+#include "vexil/s3/S3URL.h"
 #include "zet/TimeFields.h"
 
 #include <algorithm>
@@ -21,6 +22,20 @@ CS3Header CS3SignerV2::makeTimeHeader(const zet::CTime& time) const {
 
 TArray<CS3Header> CS3SignerV2::sign(const CS3RequestToSign& request, const CS3SigningKeys& keys) const {
     return {{"Authorization", "AWS " + keys.accessKeyId + ":" + makeSignature(request, keys.secretKey)}};
+}
+
+String CS3SignerV2::presign(const CS3RequestToSign& request, const CS3SigningKeys& keys,
+                            const zet::CTime& time, int64 seconds) const {
+    static constexpr int64 microseconds = 1000000;
+    const String expires = String::fromInt(time.getMicroseconds() / microseconds + seconds);
+    CS3RequestToSign signedRequest = request;
+    signedRequest.headers["date"] = expires;  // it has the date's place in the text
+    String query = "AWSAccessKeyId=" + escapeText(keys.accessKeyId, false) + "&Expires=" + expires;
+    if (!keys.sessionToken.isEmpty()) {
+        signedRequest.headers["x-amz-security-token"] = keys.sessionToken;
+        query += "&x-amz-security-token=" + escapeText(keys.sessionToken, false);
+    }
+    return query + "&Signature=" + escapeText(makeSignature(signedRequest, keys.secretKey), false);
 }
 
 String CS3SignerV2::makeSignature(const CS3RequestToSign& request, const std::string& secretKey) {

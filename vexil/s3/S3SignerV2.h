@@ -10,6 +10,8 @@ public:
     CS3Header makeTimeHeader(const zet::CTime& time) const override;
     /// \throws CError "Invalid Amazon S3 query URL: '...'." if the URL has no path
     TArray<CS3Header> sign(const CS3RequestToSign& request, const CS3SigningKeys& keys) const override;
+    String presign(const CS3RequestToSign& request, const CS3SigningKeys& keys, const zet::CTime& time,
+                   int64 seconds) const override;
 
     /// @{
 

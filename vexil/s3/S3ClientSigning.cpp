@@ -1,0 +1,236 @@
+#include "vexil/net/LineEnd.h"
+#include "vexil/s3/S3Address.h"
+#include "vexil/s3/S3Client.h"
+#include "vexil/s3/S3HeaderMap.h"
+#include "vexil/s3/S3SignerV2.h"
+#include "vexil/s3/S3SignerV4.h"
+#include "vexil/s3/S3URL.h"
+
+namespace vexil {
+
+namespace {
+
+constexpr char tokenHeader[] = "x-amz-security-token";
+
+constexpr int64 longestValidity = 7 * 24 * 60 * 60;  // seconds
+
+bool isMethod(const String& text) {
+    return text == "GET" || text == "PUT" || text == "HEAD" || text == "DELETE";
+}
+
+/// Reads the headers from the request's list, because the hook and the caller may have added some.
+CS3RequestToSign describe(const CNetRequest& request) {
+    CS3RequestToSign parts{request.getHTTPMethod(), request.getURL(), {}};
+    if (const P<CNetHeaders> list = request.getCustomHTTPHeaders()) {
+        list->fillMap(parts.headers);
+    }
+    return parts;
+}
+
+/// Calls a function with the signer of a version.
+template <class Call>
+auto callSigner(S3SignatureVersion version, const String& region, Call call) {
+    if (version == S3SignatureVersion::V4) {
+        const CS3SignerV4 signer(region);
+        return call(static_cast<const IS3Signer&>(signer));
+    }
+    const CS3SignerV2 signer;
+    return call(static_cast<const IS3Signer&>(signer));
+}
+
+}  // namespace
+
+// ---- settings --------------------------------------------------------------------------------------------
+
+void CS3Client::setSignatureVersion(S3SignatureVersion version) {
+    if (version != S3SignatureVersion::V2 && version != S3SignatureVersion::V4) {
+        throw CInvalidArgError("CS3Client::setSignatureVersion", "the signature version must be 2 or 4");
+    }
+    m_signatureVersion = version;
+}
+
+void CS3Client::setRegion(const String& region) {
+    if (!isRegionName(region)) {
+        throw CInvalidArgError("CS3Client::setRegion",
+                               "the region must have 1 to 64 letters, digits, '-' or '_'");
+    }
+    m_region = region;
+}
+
+void CS3Client::setSessionToken(const String& token) {
+    if (hasLineEnd(token)) {
+        throw CInvalidArgError("CS3Client::setSessionToken", "session token must not contain CR, LF or NUL");
+    }
+    m_sessionToken = token;
+}
+
+// ---- addresses -------------------------------------------------------------------------------------------
+
+void CS3Client::checkAddress(const String& bucket) const {
+    static constexpr char place[] = "CS3Client::setAddressingStyle";
+    if (m_addressingStyle != S3AddressingStyle::VirtualHosted) {
+        return;
+    }
+    if (!isVersion4()) {
+        throw CInvalidArgError(place, "virtual-hosted addresses need signature version 4");
+    }
+    if (!isHostName(bucket)) {
+        throw CInvalidArgError(place, "bucket name cannot be a host name: use the path style");
+    }
+}
+
+bool CS3Client::isVirtualHosted(const String& bucket) const {
+    return m_addressingStyle == S3AddressingStyle::VirtualHosted ||
+           (m_addressingStyle == S3AddressingStyle::Automatic && isVersion4() && m_isAmazon &&
+            isHostLabel(bucket));
+}
+
+String CS3Client::getBucketURL(const String& bucket) const {
+    const bool hasRegion = isVersion4() && m_isAmazon;
+    const String service = hasRegion ? makeAmazonURL(m_baseURL, findRegion(bucket)) : m_baseURL;
+    return makeBucketURL(service, bucket, isVirtualHosted(bucket));
+}
+
+String CS3Client::makeObjectURL(const String& bucket, const String& object) const {
+    return getBucketURL(bucket) + "/" + escapeText(object, isVersion4());
+}
+
+String CS3Client::getObjectURL(CNetRequest&, const String& bucket, const String& object) const {
+    return makeObjectURL(bucket, object);
+}
+
+String CS3Client::findRegion(const String&) const {
+    return m_region;
+}
+
+// ---- signature -------------------------------------------------------------------------------------------
+
+CS3Header CS3Client::makeTimeHeader() const {
+    return callSigner(m_signatureVersion, m_region,
+                      [this](const IS3Signer& signer) { return signer.makeTimeHeader(getCurrentTime()); });
+}
+
+CS3SigningKeys CS3Client::getKeys() const {
+    static constexpr char place[] = "CS3Client::signRequest";
+    if (hasLineEnd(m_accessKeyId)) {
+        throw CInvalidArgError(place, "access key id must not contain CR, LF or NUL");
+    }
+    if (hasLineEnd(m_sessionToken)) {
+        throw CInvalidArgError(place, "session token must not contain CR, LF or NUL");
+    }
+    return {m_accessKeyId, m_secretKeyUTF8, m_sessionToken};
+}
+
+void CS3Client::signRequest(CNetRequest* request) {
+    if (m_isAnonymous) {
+        return;
+    }
+    const CS3SigningKeys keys = getKeys();
+    CS3RequestToSign parts = describe(*request);
+    TArray<CS3Header> added;
+    if (isVersion4() && parts.headers.contains("authorization")) {
+        return signAgain(*request);
+    }
+    if (isVersion4() && !parts.headers.contains("x-amz-date")) {
+        added.push_back(makeTimeHeader());
+    }
+    if (isVersion4() && !parts.headers.contains("x-amz-content-sha256")) {
+        added.emplace_back("x-amz-content-sha256", CS3SignerV4::emptyPayloadHash);
+    }
+    if (!keys.sessionToken.isEmpty()) {
+        added.emplace_back(tokenHeader, keys.sessionToken);
+    }
+    for (const auto& [name, value] : added) {
+        parts.headers[name] = value;
+    }
+    for (CS3Header& header : callSigner(m_signatureVersion, m_region,
+                                        [&](const IS3Signer& signer) { return signer.sign(parts, keys); })) {
+        added.push_back(std::move(header));
+    }
+    P<CNetHeaders> headers = request->getCustomHTTPHeaders();
+    const bool isNew = !headers;
+    if (isNew) {
+        headers = new CNetHeaders;
+    }
+    for (const auto& [name, value] : added) {
+        headers->add(name, value);
+    }
+    if (isNew) {
+        request->setCustomHTTPHeaders(headers);
+    }
+}
+
+void CS3Client::signAgain(CNetRequest& request) {
+    const auto [timeName, time] = makeTimeHeader();
+    const std::string timeHeader = timeName.toUTF8();
+    const P<CNetHeaders> headers = new CNetHeaders;
+    if (const P<CNetHeaders> old = request.getCustomHTTPHeaders()) {
+        for (const P<CNetHeaders::CIterator> header = old->createIterator(); header->next();) {
+            const String& name = header->getName();
+            if (name.equalsNoCase(timeHeader.c_str())) {
+                headers->add(timeName, time);
+            } else if (!name.equalsNoCase("Authorization") && !name.equalsNoCase(tokenHeader)) {
+                headers->add(name, header->getValue());
+            }
+        }
+    }
+    request.setCustomHTTPHeaders(headers);
+    signRequest(&request);
+}
+
+String CS3Client::makePresignedURL(const String& method, const String& bucket, const String& object,
+                                   const zet::CTimeSpan& validity) {
+    static constexpr char place[] = "CS3Client::makePresignedURL";
+    static constexpr int64 millisecondsPerSecond = 1000;
+    if (bucket.isEmpty() || object.isEmpty()) {
+        throw CInvalidArgError(place, "bucket and object name must not be empty");
+    }
+    if (!isMethod(method)) {
+        throw CInvalidArgError(place, "the method must be GET, PUT, HEAD or DELETE");
+    }
+    const int64 seconds = validity.isSet() ? validity.getMilliseconds() / millisecondsPerSecond : 0;
+    if (seconds < 1 || (isVersion4() && seconds > longestValidity)) {
+        throw CInvalidArgError(place, isVersion4() ? "the validity must be 1 second to 7 days"
+                                                   : "the validity must be at least 1 second");
+    }
+    if (m_isAnonymous) {
+        throw CInvalidArgError(place, "an anonymous client has no keys to sign with");
+    }
+    checkAddress(bucket);
+    const String url = makeObjectURL(bucket, object);
+    const CS3SigningKeys keys = getKeys();
+    const String query = callSigner(m_signatureVersion, m_region, [&](const IS3Signer& signer) {
+        return signer.presign({method, url, {}}, keys, getCurrentTime(), seconds);
+    });
+    return url + "?" + query;
+}
+
+String CS3Client::getCanonicalRequest(CNetRequest* request) {
+    return CS3SignerV4::makeCanonicalRequest(describe(*request));
+}
+
+String CS3Client::getSignature(CNetRequest* request) {
+    return CS3SignerV2::makeSignature(describe(*request), m_secretKeyUTF8);
+}
+
+String CS3Client::getStringToSign(CNetRequest* request) {
+    return CS3SignerV2::makeStringToSign(describe(*request));
+}
+
+String CS3Client::getCanonicalizedAMZHeaders(const TMap<String, String>& headers) {
+    return CS3SignerV2::canonicalizeAMZHeaders(headers);
+}
+
+String CS3Client::getCanonicalizedResource(const String& url) {
+    return CS3SignerV2::canonicalizeResource(url);
+}
+
+void CS3Client::makeSingleLineHeaderValue(String& value) {
+    CS3SignerV2::makeSingleLine(value);
+}
+
+String CS3Client::getHeaderFromMap(const TMap<String, String>& headers, const String& name) {
+    return findHeader(headers, name);
+}
+
+}  // namespace vexil
