@@ -1,6 +1,6 @@
 // The parts of the program's FTP commands: paths, replies, lines of a listing, further tries.
 #include "apps/vexil/base/Text.h"
-#include "apps/vexil/ftp/FTPEntryLine.h"
+#include "apps/vexil/ftp/FTPEntryText.h"
 #include "apps/vexil/ftp/FTPPath.h"
 #include "apps/vexil/ftp/FTPReplies.h"
 #include "apps/vexil/ftp/FTPTransferPolicy.h"

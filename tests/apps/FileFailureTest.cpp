@@ -3,7 +3,7 @@
 #include "apps/vexil/console/Console.h"
 #include "apps/vexil/ftp/FTPAccess.h"
 #include "apps/vexil/mail/MailContent.h"
-#include "apps/vexil/mirror/FileComparer.h"
+#include "apps/vexil/mirror/FolderComparison.h"
 #include "apps/vexil/session/Credentials.h"
 #include "tests/support/WhatOf.h"
 

@@ -1,7 +1,6 @@
 #include "apps/vexil/ftp/FTPDiagnosis.h"
 
 #include "apps/vexil/ftp/FTPReplies.h"
-#include "apps/vexil/ftp/RefusedConnectionError.h"
 #include "apps/vexil/session/TransferDiagnosis.h"
 
 namespace vexil::app {
@@ -92,6 +91,14 @@ String findHint(const CError& error, int reply, ErrorKind kind) {
 }
 
 }  // namespace
+
+P<CError> CRefusedConnectionError::clone() const {
+    return new CRefusedConnectionError(*this);
+}
+
+void CRefusedConnectionError::throwClone() const {
+    throw CRefusedConnectionError(*this);
+}
 
 std::optional<CErrorDiagnosis> findFTPDiagnosis(const CError& error) {
     const int reply = getReply(error);

@@ -6,7 +6,7 @@
 #include "apps/vexil/ftp/FTPAccess.h"
 #include "apps/vexil/ftp/FTPDiagnosis.h"
 #include "apps/vexil/ftp/FTPPath.h"
-#include "apps/vexil/ftp/ServerPartMark.h"
+#include "apps/vexil/ftp/RemoteParts.h"
 #include "apps/vexil/platform/Interrupt.h"
 
 namespace vexil::app {

@@ -1,8 +1,6 @@
 #include "apps/vexil/ftp/FTPPath.h"
 
 #include "apps/vexil/base/Text.h"
-#include "apps/vexil/files/PartName.h"
-#include "apps/vexil/ftp/ServerPartMark.h"
 #include "apps/vexil/platform/Platform.h"
 
 #include <algorithm>
@@ -64,11 +62,6 @@ String makeServerName(const std::filesystem::path& relativePath) {
 
 bool leadsElsewhere(const String& name) {
     return name.isEmpty() || name == "." || name == ".." || name.find(L'/') != String::npos;
-}
-
-String makePartPath(const String& path) {
-    const String part = makeServerName(makePartName(toPath(getServerName(path)), makeServerPartDigits()));
-    return joinServerPath(getServerDirectory(path), part);
 }
 
 String findEntryNameProblem(const String& name) {

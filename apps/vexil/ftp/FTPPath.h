@@ -29,10 +29,6 @@ String makeServerName(const std::filesystem::path& relativePath);
 /// Whether the name of an entry would lead out of the listed directory, or to the directory itself.
 bool leadsElsewhere(const String& name);
 
-/// A path in the same directory for an incomplete file, a different one at each call: see PartName.h. Its
-/// digits are those of makeServerPartDigits().
-String makePartPath(const String& path);
-
 /// Why an entry of a listing cannot be stored under its name in a local folder, as the end of a sentence; ""
 /// if it can.
 String findEntryNameProblem(const String& name);

@@ -1,7 +1,7 @@
 #include "apps/vexil/ftp/FTPTransferPolicy.h"
 
+#include "apps/vexil/ftp/FTPDiagnosis.h"
 #include "apps/vexil/ftp/FTPReplies.h"
-#include "apps/vexil/ftp/RefusedConnectionError.h"
 #include "vexil/net/ErrorClassification.h"
 
 #include <algorithm>

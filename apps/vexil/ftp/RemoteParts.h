@@ -9,6 +9,15 @@ namespace vexil::app {
 
 class CFTPAccess;
 
+/// A path in the same directory for an incomplete file, a different one at each call: see PartName.h. Its
+/// digits show a later run which parts it may delete: six digits identify the computer and the user, six the
+/// process, and four are random.
+String makePartPath(const String& path);
+
+/// Whether a part with these digits was made by this user on this computer, in a process that has ended. True
+/// also for the ID of this process: an earlier process may have had it.
+bool isLeftServerPart(const String& digits);
+
 /// The files on an FTP server that uploads have begun and not yet moved to their names. The destructor
 /// deletes them as far as possible, and reports the others. No upload may run then.
 ///

@@ -1,6 +1,9 @@
 #pragma once
 
+#include "apps/vexil/base/ErrorDiagnosis.h"
 #include "vexil/BaseTypes.h"
+
+#include <optional>
 
 namespace vexil::app {
 
@@ -23,5 +26,8 @@ private:
     String m_advice;
     bool m_isLoginRefused;
 };
+
+/// What a CMailError means; nullopt for other errors.
+std::optional<CErrorDiagnosis> findMailDiagnosis(const CError& error);
 
 }  // namespace vexil::app

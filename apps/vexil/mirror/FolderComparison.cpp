@@ -3,9 +3,11 @@
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/console/Console.h"
 #include "apps/vexil/console/FileProgress.h"
+#include "apps/vexil/files/FileInStream.h"
 #include "apps/vexil/platform/Interrupt.h"
 #include "apps/vexil/platform/Platform.h"
 
+#include <algorithm>
 #include <system_error>
 
 namespace vexil::app {
@@ -14,12 +16,46 @@ namespace fs = std::filesystem;
 
 namespace {
 
+constexpr int blockSize = 64 * 1024;
+
+void readWhole(CFileInStream& stream, char* block, int length) {
+    for (int done = 0; done < length;) {
+        done += stream.read(block + done, length - done);
+    }
+}
+
 bool hasFile(const CFolderWalker& walker, const fs::path& relativePath) {
     std::error_code ignored;
     return fs::is_regular_file(getEntryStatus(walker.getFolder() / relativePath, ignored));
 }
 
 }  // namespace
+
+CFileComparer::CFileComparer() : m_firstBlock(blockSize), m_secondBlock(blockSize) {}
+
+String CFileComparer::findDifference(const std::filesystem::path& first,
+                                     const std::filesystem::path& second) {
+    CInterruptibleFile firstStream(first);
+    CInterruptibleFile secondStream(second);
+    const int64 size = firstStream.getSize();
+    if (size != secondStream.getSize()) {
+        return "the sizes differ: " + formatCount(size) + " and " +
+               formatNumberOf(secondStream.getSize(), "byte");
+    }
+    for (int64 position = 0; position < size;) {
+        const auto length = static_cast<int>(std::min<int64>(blockSize, size - position));
+        readWhole(firstStream, m_firstBlock.data(), length);
+        readWhole(secondStream, m_secondBlock.data(), length);
+        const auto end = m_firstBlock.begin() + length;
+        const auto [different, other] = std::mismatch(m_firstBlock.begin(), end, m_secondBlock.begin());
+        if (different != end) {
+            return "the bytes at offset " + formatCount(position + (different - m_firstBlock.begin())) +
+                   " differ";
+        }
+        position += length;
+    }
+    return String();
+}
 
 /// Compares every file of the first folder with the file in the second one.
 class CFolderComparison::CFirstVisitor : public IFolderVisitor {

@@ -1,7 +1,7 @@
 #include "apps/vexil/program/Diagnosis.h"
 
 #include "apps/vexil/ftp/FTPDiagnosis.h"
-#include "apps/vexil/mail/MailDiagnosis.h"
+#include "apps/vexil/mail/MailError.h"
 #include "apps/vexil/s3/S3Diagnosis.h"
 #include "apps/vexil/session/TransferDiagnosis.h"
 

@@ -10,7 +10,6 @@
 #include "apps/vexil/s3/ObjectUpload.h"
 #include "apps/vexil/s3/S3Access.h"
 #include "apps/vexil/s3/S3Diagnosis.h"
-#include "apps/vexil/transfer/AnswerCheck.h"
 
 #include <algorithm>
 #include <deque>
@@ -275,7 +274,7 @@ void CS3Store::handleGroup(const CFolderWalker& walker, bool isComplete, const R
 
 void CS3Store::deleteOutdated(const String& key, const Report& report) {
     try {
-        deleteObject(key);
+        m_access.deleteObject(m_bucket, key);
     } catch (const CError& error) {
         if (diagnoseS3(error).isHopeless()) {
             throw;
@@ -292,12 +291,7 @@ void CS3Store::remove(const String& relativeName) {
     if (relativeName.isEmpty()) {
         throw CInvalidArgError("CS3Store::remove", "the name must not be empty");
     }
-    deleteObject(m_prefix + relativeName);
-}
-
-void CS3Store::deleteObject(const String& key) {
-    m_access.getClient().deleteObject(m_access.getRequest(), m_bucket, key);
-    checkAnswerIsComplete(m_access.getRequest());
+    m_access.deleteObject(m_bucket, m_prefix + relativeName);
 }
 
 }  // namespace vexil::app

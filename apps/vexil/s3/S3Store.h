@@ -41,7 +41,6 @@ private:
     void checkListing(const String& key);
     bool areListingsEncoded();
     void deleteOutdated(const String& key, const Report& report);
-    void deleteObject(const String& key);
 
     CS3Access& m_access;
     String m_bucket;

@@ -1,6 +1,7 @@
 #include "apps/vexil/base/MissingError.h"
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/console/HeaderList.h"
 #include "apps/vexil/s3/Commands.h"
 #include "apps/vexil/s3/ObjectListing.h"
 #include "apps/vexil/s3/S3Access.h"
@@ -12,6 +13,66 @@
 namespace vexil::app {
 
 namespace {
+
+// ---- cp ---------------------------------------------------------------------------------------------------
+
+class CS3CpCommand : public CCommand {
+public:
+    void define(CCommandSyntax& syntax) override;
+    ExitCode run(CSession& session) override;
+
+private:
+    std::string m_bucket;
+    std::string m_from;
+    std::string m_to;
+};
+
+void CS3CpCommand::define(CCommandSyntax& syntax) {
+    syntax.command("cp", "Copy an object within its bucket, on the server")
+        .argument("BUCKET", m_bucket, "Bucket of the object")
+        .argument("FROM", m_from, "Name of the object")
+        .argument("TO", m_to, "Name of the copy; an existing object is replaced")
+        .footer(R"(Example:
+  vexil s3 cp photos holiday.jpg 2024/holiday.jpg)");
+}
+
+ExitCode CS3CpCommand::run(CSession& session) {
+    CS3Access access(session);
+    access.getClient().copyObject(access.getRequest(), String::fromUTF8(m_bucket), String::fromUTF8(m_from),
+                                  String::fromUTF8(m_to));
+    return ExitCode::Done;
+}
+
+// ---- head -------------------------------------------------------------------------------------------------
+
+class CS3HeadCommand : public CCommand {
+public:
+    void define(CCommandSyntax& syntax) override;
+    ExitCode run(CSession& session) override;
+
+private:
+    std::string m_bucket;
+    std::string m_key;
+};
+
+void CS3HeadCommand::define(CCommandSyntax& syntax) {
+    syntax.command("head", "Show the headers of an object: size, time, ETag, type")
+        .argument("BUCKET", m_bucket, "Bucket of the object")
+        .argument("KEY", m_key, "Name of the object")
+        .footer(R"(Example:
+  vexil s3 head photos 2024/holiday.jpg)");
+}
+
+ExitCode CS3HeadCommand::run(CSession& session) {
+    CS3Access access(session);
+    access.getClient().getObjectHeaders(access.getRequest(), String::fromUTF8(m_bucket),
+                                        String::fromUTF8(m_key));
+    checkAnswerIsComplete(access.getRequest());
+    printHeaders(session.getConsole(), access.getRequest());
+    return ExitCode::Done;
+}
+
+// ---- rm ---------------------------------------------------------------------------------------------------
 
 /// Whether an object exists, or these keys are not allowed to know: the response to a deletion does not say
 /// it.
@@ -66,8 +127,7 @@ ExitCode CS3RmCommand::run(CSession& session) {
     const bool isThere = mayExist(access, bucket, key);
     // In any case, because the object may be stored in between. The response also reports a bucket that does
     // not exist.
-    access.getClient().deleteObject(access.getRequest(), bucket, key);
-    checkAnswerIsComplete(access.getRequest());
+    access.deleteObject(bucket, key);
     if (!isThere) {
         throw CMissingError("There is no object '" + printable(key) + "' in the bucket '" +
                             printable(bucket) + "'.");
@@ -82,8 +142,7 @@ ExitCode CS3RmCommand::removeAll(CS3Access& access) const {
     int64 unreadable = 0;
     while (const P<CS3ListObjectsElement> element = objects.findNext()) {
         unreadable += objects.reportUnreadableKeys("NOT deleted");
-        access.getClient().deleteObject(access.getRequest(), bucket, element->getKey());
-        checkAnswerIsComplete(access.getRequest());
+        access.deleteObject(bucket, element->getKey());
         ++count;
     }
     unreadable += objects.reportUnreadableKeys("NOT deleted");
@@ -97,6 +156,14 @@ ExitCode CS3RmCommand::removeAll(CS3Access& access) const {
 }
 
 }  // namespace
+
+std::unique_ptr<CCommand> makeS3Cp() {
+    return std::make_unique<CS3CpCommand>();
+}
+
+std::unique_ptr<CCommand> makeS3Head() {
+    return std::make_unique<CS3HeadCommand>();
+}
 
 std::unique_ptr<CCommand> makeS3Rm() {
     return std::make_unique<CS3RmCommand>();

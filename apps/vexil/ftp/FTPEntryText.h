@@ -1,10 +1,15 @@
 #pragma once
 
 #include "vexil/BaseTypes.h"
+#include "vexil/ftp/FTPDirEntry.h"
 
 #include <string>
 
 namespace vexil::app {
+
+/// One line for an entry: type ("file", "dir", "-" for others), size in bytes ("-" if it is not a file), time
+/// of the last change in UTC ("-" if unknown), name.
+String makeEntryLine(const CFTPDirEntry& entry);
 
 /// An entry of an FTP directory that no command can name, because its name in the listing is not UTF-8 or
 /// contains a line end.

@@ -1,4 +1,4 @@
-#include "apps/vexil/ftp/FTPEntryLine.h"
+#include "apps/vexil/ftp/FTPEntryText.h"
 
 #include "apps/vexil/base/Text.h"
 #include "zet/TimeFields.h"
@@ -28,6 +28,15 @@ const char* nameType(zet::IFileInfoBase::Type type) {
     }
 }
 
+bool isUTF8(const std::string& bytes) {
+    try {
+        static_cast<void>(String::fromUTF8(bytes));
+        return true;
+    } catch (const CError&) {
+        return false;
+    }
+}
+
 }  // namespace
 
 String makeEntryLine(const CFTPDirEntry& entry) {
@@ -39,6 +48,18 @@ String makeEntryLine(const CFTPDirEntry& entry) {
                             : String("-");
     return type + makeBlanks(type, typeColumns) + "  " + makeBlanks(size, sizeColumns) + size + "  " + time +
            makeBlanks(time, timeColumns) + "  " + printable(entry.getName());
+}
+
+FTPUnreadableEntry::FTPUnreadableEntry(const std::string& line) {
+    const std::string nameBytes = line.substr(line.find(' ') + 1);
+    name = printableBytes(nameBytes);
+    if (nameBytes.find('\n') != std::string::npos) {
+        problem = "its name contains a line end";
+    } else if (!isUTF8(nameBytes)) {
+        problem = "its name is not UTF-8 text";
+    } else {
+        problem = "its facts cannot be read";
+    }
 }
 
 }  // namespace vexil::app
