@@ -21,6 +21,7 @@ using zet::CError;
 using zet::CInvalidArgError;
 using zet::CProps;
 using zet::CWindowsPathTraits;
+using zet::ErrorKind;
 using zet::IBase;
 using zet::int64;
 using zet::make;

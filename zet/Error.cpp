@@ -1,11 +1,17 @@
 #include "zet/Error.h"
 
+#include <limits>
+
 namespace zet {
 
 CError::CError(const String& message, const String& domain, int64 code, const CProps& props,
                const P<CError>& inner)
     : m_message(message), m_domain(domain), m_code(code), m_props(props), m_inner(inner),
-      m_what(message.toUTF8()) {}
+      m_what(message.toUTF8()) {
+    if (domain == "system" && code > 0 && code <= std::numeric_limits<int>::max()) {
+        m_kind = getKindOfSystemError(static_cast<int>(code));
+    }
+}
 
 CError::~CError() = default;
 
@@ -19,10 +25,16 @@ void CError::throwClone() const {
 
 namespace {
 
+P<CError> makeOutOfMemoryError() {
+    const P<CError> error = new CError("Out of memory.");
+    error->setKind(ErrorKind::OutOfMemory);
+    return error;
+}
+
 /// Allocated in advance: reported when there is no memory for a new error.
 const P<CError>& outOfMemoryError() {
     // Never destroyed: objects with static lifetime may fail at the end of the process.
-    static const P<CError>& error = *new P<CError>(new CError("Out of memory."));
+    static const P<CError>& error = *new P<CError>(makeOutOfMemoryError());
     return error;
 }
 

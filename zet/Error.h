@@ -1,6 +1,7 @@
 #pragma once
 
 #include "zet/Base.h"
+#include "zet/ErrorKind.h"
 #include "zet/Export.h"
 #include "zet/Pointer.h"
 #include "zet/Props.h"
@@ -52,6 +53,12 @@ public:
     [[nodiscard]] const P<CError>& getInnerError() const noexcept { return m_inner; }
     /// @}
 
+    /// What the error means for a caller. Default: for the domain "system", by the `errno` value
+    /// (getKindOfSystemError()), otherwise ErrorKind::Other. Copies and clones have the same kind.
+    [[nodiscard]] ErrorKind getKind() const noexcept { return m_kind; }
+    /// Sets the kind. For code that makes errors.
+    void setKind(ErrorKind kind) noexcept { m_kind = kind; }
+
     /// The message as UTF-8; a derived class may add to it. Valid as long as the error.
     [[nodiscard]] const char* what() const noexcept override { return m_what.c_str(); }
 
@@ -70,6 +77,7 @@ private:
     int64 m_code;
     CProps m_props;
     P<CError> m_inner;
+    ErrorKind m_kind = ErrorKind::Other;
     std::string m_what;
 };
 

@@ -4,6 +4,7 @@ namespace zet {
 
 CInvalidArgError::CInvalidArgError(const String& place, const String& message, const CProps& props)
     : CError(message, String(), -1, props), m_place(place) {
+    setKind(ErrorKind::InvalidArgument);
     setWhat(place + ": " + message);
 }
 

@@ -4,8 +4,8 @@
 
 namespace zet {
 
-/// A mistake of the caller: an invalid argument. Thrown before anything is changed or sent. It has no domain
-/// and the code -1.
+/// A mistake of the caller: an invalid argument. Thrown before anything is changed or sent. It has no domain,
+/// the code -1 and the kind ErrorKind::InvalidArgument.
 class ZET_API CInvalidArgError : public CError {
 public:
     /// \param place    class and member that refuse the argument, joined by "::"

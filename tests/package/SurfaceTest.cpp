@@ -67,6 +67,7 @@
 #include "zet/Containers.h"
 #include "zet/DisplayText.h"
 #include "zet/Error.h"
+#include "zet/ErrorKind.h"
 #include "zet/Export.h"
 #include "zet/FileInStream.h"
 #include "zet/FileInfoBase.h"
@@ -865,6 +866,8 @@ void name_zet_CError() {
     using Class = zet::CError;
     using namespace zet;
     name(static_cast<const String& (Class::*)() const noexcept>(&Class::getMessage));
+    name(static_cast<ErrorKind (Class::*)() const noexcept>(&Class::getKind));
+    name(static_cast<void (Class::*)(ErrorKind) noexcept>(&Class::setKind));
     name(static_cast<const String& (Class::*)() const noexcept>(&Class::getDomain));
     name(static_cast<int64 (Class::*)() const noexcept>(&Class::getCode));
     name(static_cast<const CProps& (Class::*)() const noexcept>(&Class::getProps));
@@ -1532,6 +1535,7 @@ void name_vexil() {
     name(static_cast<bool (*)(const std::exception&)>(&vexil::isNetworkOrServiceDownError));
     name(static_cast<bool (*)(const std::exception&)>(&vexil::isOutageError));
     name(static_cast<bool (*)(const std::exception&)>(&vexil::isTransientError));
+    name(static_cast<vexil::ErrorKind (*)(int) noexcept>(&vexil::getKindOfHTTPStatus));
     name(static_cast<CError (*)(const String&)>(&vexil::makeTransientError));
     name(static_cast<void (*)(const String&, int&, String&)>(&vexil::parseHTTPStatusLine));
     name(static_cast<int (*)(const String&)>(&vexil::getStatusCodeFromHTTPStatusLine));
@@ -1569,6 +1573,10 @@ void name_zet() {
     name(static_cast<void (*)()>(&zet::throwBufferTooLarge));
     name(static_cast<void (*)(const char*)>(&zet::throwNegativeBufferSize));
     name(static_cast<P<CError> (*)() noexcept>(&zet::currentExceptionToError));
+    name(static_cast<ErrorKind (*)(int) noexcept>(&zet::getKindOfSystemError));
+    name(static_cast<String (*)(const String&)>(&zet::toDisplayText));
+    name(static_cast<String (*)(const std::filesystem::path&)>(&zet::toDisplayPath));
+    name(static_cast<String (*)(int)>(&zet::describeSystemError));
     name(static_cast<void (*)(ILogSink*)>(&zet::setLogSink));
     name(static_cast<P<ILogSink> (*)()>(&zet::getLogSink));
     name(static_cast<void (*)(const char*, const std::exception*) noexcept>(

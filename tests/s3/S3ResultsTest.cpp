@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <map>
 #include <string>
 #include <utility>
 #include <vector>
@@ -29,6 +30,48 @@ std::string parseError(std::string_view text) {
 }
 
 // ---- error response --------------------------------------------------------------------------------------
+
+TEST(S3ErrorKindTest, ComesFromTheCodeOfTheService) {
+    using vexil::ErrorKind;
+    const std::map<ErrorKind, std::vector<const char*>> table = {
+        {ErrorKind::Timeout, {"RequestTimeout"}},
+        {ErrorKind::Unauthenticated,
+         {"ExpiredToken", "InvalidAccessKeyId", "InvalidToken", "RequestTimeTooSkewed",
+          "SignatureDoesNotMatch"}},
+        {ErrorKind::PermissionDenied, {"AccessDenied", "AccountProblem", "AllAccessDisabled"}},
+        {ErrorKind::NotFound, {"NoSuchBucket", "NoSuchKey", "NoSuchUpload", "NoSuchVersion"}},
+        {ErrorKind::Conflict,
+         {"BucketAlreadyExists", "BucketAlreadyOwnedByYou", "BucketNotEmpty", "OperationAborted",
+          "PreconditionFailed"}},
+        {ErrorKind::StorageFull, {"QuotaExceeded"}},
+        {ErrorKind::Throttled,
+         {"Busy", "SlowDown", "SlowDownRead", "SlowDownWrite", "Throttling", "ThrottlingException",
+          "TooManyRequests", "TooManyRequestsException"}},
+        {ErrorKind::Unavailable, {"ServiceUnavailable"}},
+        {ErrorKind::Server, {"InternalError"}},
+        {ErrorKind::InvalidData,
+         {"BadDigest", "IncompleteBody", "InvalidDigest", "XAmzContentSHA256Mismatch"}},
+    };
+    for (const auto& [kind, codes] : table) {
+        for (const char* code : codes) {
+            for (const int status : {0, 200, 400, 403, 404, 503}) {
+                const CS3Error error(CS3ErrorResponse(code, "m", "r", "i"), status);
+                EXPECT_EQ(error.getKind(), kind) << code << " " << status;
+                EXPECT_EQ(error.clone()->getKind(), kind) << code;
+            }
+        }
+    }
+}
+
+TEST(S3ErrorKindTest, ComesFromTheStatusIfTheCodeIsUnknown) {
+    for (int status = 0; status < 600; ++status) {
+        for (const char* code : {"", "nosuchkey", "EntityTooLarge"}) {
+            const CS3Error error(CS3ErrorResponse(code, "m", "r", "i"), status);
+            EXPECT_EQ(error.getKind(), vexil::getKindOfHTTPStatus(status)) << code << " " << status;
+        }
+    }
+    EXPECT_EQ(CS3Error::createObjectNotFoundError("r")->getKind(), vexil::ErrorKind::NotFound);
+}
 
 TEST(S3ErrorResponseTest, HasItsFourTexts) {
     const CS3ErrorResponse response("c", "m", "r", "i");

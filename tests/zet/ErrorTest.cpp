@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <functional>
+#include <map>
 #include <new>
 #include <stdexcept>
 #include <thread>
@@ -14,6 +16,7 @@ namespace {
 using zet::CError;
 using zet::CInvalidArgError;
 using zet::CProps;
+using zet::ErrorKind;
 using zet::P;
 using zet::String;
 
@@ -61,6 +64,41 @@ TEST(ErrorTest, KeepsAllConstructorArguments) {
     EXPECT_EQ(error.getCode(), 5000000000);
     EXPECT_EQ(error.getProps().lookup("url"), "http://x/");
     EXPECT_EQ(error.getInnerError().get(), inner.get());
+}
+
+TEST(ErrorTest, HasAKind) {
+    EXPECT_EQ(CError("m").getKind(), ErrorKind::Other);
+    EXPECT_EQ(CError("m", "http", 404).getKind(), ErrorKind::Other) << "the base library knows no protocol";
+    EXPECT_EQ(CInvalidArgError("place", "m").getKind(), ErrorKind::InvalidArgument);
+    EXPECT_EQ(converted([] { throw std::bad_alloc(); })->getKind(), ErrorKind::OutOfMemory);
+    EXPECT_EQ(converted([] { throw std::runtime_error("m"); })->getKind(), ErrorKind::Other);
+    CError error("m");
+    error.setKind(ErrorKind::NotFound);
+    EXPECT_EQ(error.getKind(), ErrorKind::NotFound);
+    EXPECT_EQ(error.clone()->getKind(), ErrorKind::NotFound);
+    EXPECT_EQ(CError(error).getKind(), ErrorKind::NotFound);
+    EXPECT_EQ(converted([&] { throw error; })->getKind(), ErrorKind::NotFound);
+}
+
+TEST(ErrorTest, AnErrorOfTheSystemHasTheKindOfItsNumber) {
+    const std::map<int, ErrorKind> kinds = {
+        {EINVAL, ErrorKind::InvalidArgument}, {ENAMETOOLONG, ErrorKind::InvalidArgument},
+        {ENOMEM, ErrorKind::OutOfMemory},     {ECONNRESET, ErrorKind::Network},
+        {ETIMEDOUT, ErrorKind::Timeout},      {EACCES, ErrorKind::PermissionDenied},
+        {EPERM, ErrorKind::PermissionDenied}, {EROFS, ErrorKind::PermissionDenied},
+        {ENOENT, ErrorKind::NotFound},        {ENOTDIR, ErrorKind::NotFound},
+        {EEXIST, ErrorKind::Conflict},        {ENOTEMPTY, ErrorKind::Conflict},
+        {ENOSPC, ErrorKind::StorageFull},     {EFBIG, ErrorKind::StorageFull},
+        {ECANCELED, ErrorKind::Cancelled},    {EIO, ErrorKind::Other},
+    };
+    for (const auto& [code, kind] : kinds) {
+        EXPECT_EQ(CError("m", "system", code).getKind(), kind) << code;
+        EXPECT_EQ(zet::getKindOfSystemError(code), kind) << code;
+        EXPECT_EQ(CError("m", "other", code).getKind(), ErrorKind::Other) << code;
+        EXPECT_EQ(CError("m", "system", code + (zet::int64{1} << 32)).getKind(), ErrorKind::Other) << code;
+    }
+    EXPECT_EQ(CError("m", "system").getKind(), ErrorKind::Other);
+    EXPECT_EQ(zet::getKindOfSystemError(0), ErrorKind::Other);
 }
 
 TEST(ErrorTest, GivesItsMessageAsUTF8) {

@@ -1,5 +1,6 @@
 #include "vexil/net/CURLError.h"
 
+#include "vexil/net/TransferErrorKind.h"
 #include "zet/ParseNumber.h"
 
 namespace vexil {
@@ -40,7 +41,9 @@ CCURLError::CCURLError(CURLcode code, const String& errorDetail, const String& r
     : CError(makeErrorText(code, errorDetail, responseCodeDomain, responseCode), "curl", code,
              makeProps(responseCodeDomain, responseCode, serverMessage, httpStatusLine, url, httpMethod)),
       m_responseCodeDomain(responseCodeDomain), m_responseCode(responseCode), m_serverMessage(serverMessage),
-      m_httpStatusLine(httpStatusLine), m_url(url), m_httpMethod(httpMethod) {}
+      m_httpStatusLine(httpStatusLine), m_url(url), m_httpMethod(httpMethod) {
+    setKind(findTransferErrorKind(*this));
+}
 
 CCURLError::CCURLError(CURLMcode code, const String& errorDetail, const String& responseCodeDomain,
                        int responseCode, const String& serverMessage, const String& httpStatusLine,
@@ -48,7 +51,9 @@ CCURLError::CCURLError(CURLMcode code, const String& errorDetail, const String& 
     : CError(makeErrorText(code, errorDetail, responseCode), "curlm", code,
              makeProps(responseCodeDomain, responseCode, serverMessage, httpStatusLine, url, httpMethod)),
       m_responseCodeDomain(responseCodeDomain), m_responseCode(responseCode), m_serverMessage(serverMessage),
-      m_httpStatusLine(httpStatusLine), m_url(url), m_httpMethod(httpMethod) {}
+      m_httpStatusLine(httpStatusLine), m_url(url), m_httpMethod(httpMethod) {
+    setKind(findTransferErrorKind(*this));
+}
 
 CCURLError::~CCURLError() = default;
 

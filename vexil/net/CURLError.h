@@ -15,6 +15,9 @@ namespace vexil {
 /// "responseCodeDomain" ("http", "ftp", "smtp"), "responseCode" (decimal, above 0), "serverMessage",
 /// "httpStatusLine", "url", "httpMethod".
 ///
+/// getKind() comes from the code and the response: the response decides, unless the code says more, such as
+/// for TLS, a refused login or a connection that was not made. docs/errors.md has the table.
+///
 /// A plain value; clone() and throwClone() carry it to another thread with its type.
 class VEXIL_API CCURLError : public CError {
 public:

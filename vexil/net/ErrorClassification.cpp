@@ -1,10 +1,10 @@
 #include "vexil/net/ErrorClassification.h"
 
 #include "vexil/net/CURLError.h"
+#include "vexil/net/TransferErrorKind.h"
 
 #include <algorithm>
 #include <initializer_list>
-#include <string_view>
 
 namespace vexil {
 
@@ -64,34 +64,6 @@ bool isTransientFTPReply(int reply) {
 // RFC 5321, 4.2.1. RFC 4954, 4.7.1: for 432 the user must do something.
 bool isTransientMailReply(int reply) {
     return reply >= 400 && reply <= 499 && reply != replyPasswordTransition;
-}
-
-/// The number of three digits at the beginning; -1 if there is none.
-int readStatus(std::wstring_view text) {
-    int number = 0;
-    for (std::size_t i = 0; i < 3; ++i) {
-        if (i >= text.size() || text[i] < L'0' || text[i] > L'9') {
-            return -1;
-        }
-        number = number * 10 + (text[i] - L'0');
-    }
-    return number;
-}
-
-/// The status with which a proxy has refused a tunnel; -1 if there is none. Until the server responds, the
-/// HTTP status line is the proxy's. For other protocols the status is only in libcurl's text.
-int findTunnelStatus(const CError& error) {
-    if (error.getCode() != CURLE_RECV_ERROR || CCURLError::getResponseCode(error.getProps()) > 0) {
-        return -1;
-    }
-    static constexpr std::wstring_view intro = L"CONNECT tunnel failed, response ";
-    const std::wstring_view text = error.getMessage().view();
-    if (const auto at = text.find(intro); at != text.npos) {
-        return readStatus(text.substr(at + intro.size()));
-    }
-    const String line = error.getProps().lookup("httpStatusLine");
-    const auto separator = line.find(L' ');
-    return separator == String::npos ? -1 : readStatus(line.view().substr(separator + 1));
 }
 
 enum class Verdict { Transient, Final, None };
@@ -206,7 +178,40 @@ bool isTransientError(const std::exception& error) {
 CError makeTransientError(const String& message) {
     CProps props;
     props.add(transientProperty, "true");
-    return CError(message, "", -1, props);
+    CError error(message, "", -1, props);
+    error.setKind(ErrorKind::InvalidData);
+    return error;
+}
+
+ErrorKind getKindOfHTTPStatus(int status) noexcept {
+    switch (status) {
+    case 401:
+    case 407:
+        return ErrorKind::Unauthenticated;
+    case 403:
+        return ErrorKind::PermissionDenied;
+    case 404:
+    case 410:
+        return ErrorKind::NotFound;
+    case 408:
+        return ErrorKind::Timeout;
+    case 409:
+    case 412:
+        return ErrorKind::Conflict;
+    case 429:
+        return ErrorKind::Throttled;
+    case 507:
+        return ErrorKind::StorageFull;
+    default:
+        break;
+    }
+    if (isTransientStatus(status) && status != 500) {
+        return ErrorKind::Unavailable;
+    }
+    if (status < 300 || status > 599) {
+        return ErrorKind::Other;
+    }
+    return status < 500 ? ErrorKind::Rejected : ErrorKind::Server;
 }
 
 }  // namespace vexil

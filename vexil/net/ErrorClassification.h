@@ -15,6 +15,12 @@ VEXIL_API int getHTTPStatusCodeFromError(const CError& error);
 /// The "responseCode" of a property list whose "responseCodeDomain" is "http", otherwise -1.
 VEXIL_API int getHTTPStatusCodeFromErrorParams(const CProps& props);
 
+/// The kind of an HTTP status that is a failure: 401 and 407 Unauthenticated, 403 PermissionDenied, 404
+/// and 410 NotFound, 408 Timeout, 409 and 412 Conflict, 429 Throttled, 507 StorageFull, 425, 502, 503, 504
+/// and 520 to 527 Unavailable, every other one below 500 Rejected, and below 600 Server. Other below 300 and
+/// from 600 on.
+[[nodiscard]] VEXIL_API ErrorKind getKindOfHTTPStatus(int status) noexcept;
+
 /// Whether an error of domain "curl" means that the network or the service is down: host or proxy not
 /// resolved (5, 6), connection refused (7), TLS handshake failed (35), HTTP 503, FTP 421. Time-outs and
 /// interrupted transfers do not count.
@@ -52,7 +58,8 @@ VEXIL_API bool isOutageError(const std::exception& error);
 VEXIL_API bool isTransientError(const std::exception& error);
 
 /// An error for which isTransientError() is true, for failures that libcurl does not detect: a response that
-/// is too short, or that has other content than announced.
+/// is too short, or that has other content than announced. Its kind is
+/// ErrorKind::InvalidData.
 VEXIL_API CError makeTransientError(const String& message);
 
 }  // namespace vexil

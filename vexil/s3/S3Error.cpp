@@ -1,5 +1,10 @@
 #include "vexil/s3/S3Error.h"
 
+#include "vexil/net/ErrorClassification.h"
+
+#include <algorithm>
+#include <iterator>
+
 namespace vexil {
 
 namespace {
@@ -13,6 +18,53 @@ CProps makeProps(const CS3ErrorResponse& response, int httpStatus) {
     return props;
 }
 
+struct CKnownCode {
+    const char* code;
+    ErrorKind kind;
+};
+
+constexpr CKnownCode knownCodes[] = {
+    {"AccessDenied", ErrorKind::PermissionDenied},
+    {"AccountProblem", ErrorKind::PermissionDenied},
+    {"AllAccessDisabled", ErrorKind::PermissionDenied},
+    {"BadDigest", ErrorKind::InvalidData},
+    {"BucketAlreadyExists", ErrorKind::Conflict},
+    {"BucketAlreadyOwnedByYou", ErrorKind::Conflict},
+    {"BucketNotEmpty", ErrorKind::Conflict},
+    {"Busy", ErrorKind::Throttled},
+    {"ExpiredToken", ErrorKind::Unauthenticated},
+    {"IncompleteBody", ErrorKind::InvalidData},
+    {"InternalError", ErrorKind::Server},
+    {"InvalidAccessKeyId", ErrorKind::Unauthenticated},
+    {"InvalidDigest", ErrorKind::InvalidData},
+    {"InvalidToken", ErrorKind::Unauthenticated},
+    {"NoSuchBucket", ErrorKind::NotFound},
+    {"NoSuchKey", ErrorKind::NotFound},
+    {"NoSuchUpload", ErrorKind::NotFound},
+    {"NoSuchVersion", ErrorKind::NotFound},
+    {"OperationAborted", ErrorKind::Conflict},
+    {"PreconditionFailed", ErrorKind::Conflict},
+    {"QuotaExceeded", ErrorKind::StorageFull},
+    {"RequestTimeTooSkewed", ErrorKind::Unauthenticated},
+    {"RequestTimeout", ErrorKind::Timeout},
+    {"ServiceUnavailable", ErrorKind::Unavailable},
+    {"SignatureDoesNotMatch", ErrorKind::Unauthenticated},
+    {"SlowDown", ErrorKind::Throttled},
+    {"SlowDownRead", ErrorKind::Throttled},
+    {"SlowDownWrite", ErrorKind::Throttled},
+    {"Throttling", ErrorKind::Throttled},
+    {"ThrottlingException", ErrorKind::Throttled},
+    {"TooManyRequests", ErrorKind::Throttled},
+    {"TooManyRequestsException", ErrorKind::Throttled},
+    {"XAmzContentSHA256Mismatch", ErrorKind::InvalidData},
+};
+
+ErrorKind findKind(const String& code, int httpStatus) {
+    const auto* const known = std::find_if(std::begin(knownCodes), std::end(knownCodes),
+                                           [&code](const CKnownCode& other) { return code == other.code; });
+    return known == std::end(knownCodes) ? getKindOfHTTPStatus(httpStatus) : known->kind;
+}
+
 }  // namespace
 
 CS3Error::CS3Error(const CS3ErrorResponse& response, int httpStatus)
@@ -21,7 +73,9 @@ CS3Error::CS3Error(const CS3ErrorResponse& response, int httpStatus)
 CS3Error::CS3Error(const CS3ErrorResponse& response, int httpStatus, const String& url,
                    const String& httpMethod)
     : CError(makeErrorText(response), "http", httpStatus, makeProps(response, httpStatus)),
-      m_s3Code(response.getCode()), m_url(url), m_httpMethod(httpMethod) {}
+      m_s3Code(response.getCode()), m_url(url), m_httpMethod(httpMethod) {
+    setKind(findKind(m_s3Code, httpStatus));
+}
 
 CS3Error::~CS3Error() = default;
 

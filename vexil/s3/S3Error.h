@@ -12,6 +12,8 @@ namespace vexil {
 /// "s3-code" and, for a status above 0, "responseCode" (decimal), in this order. A failed copy inside a
 /// response with status 200 has the status 0.
 ///
+/// getKind() comes from the code of the service, and for an unknown code from the status.
+///
 /// A plain value; clone() and throwClone() carry it to another thread with its type.
 class VEXIL_API CS3Error : public CError {
 public:

@@ -2,16 +2,31 @@
 
 namespace vexil::app {
 
+DiagnosisKind toDiagnosisKind(ErrorKind kind) noexcept {
+    switch (kind) {
+    case ErrorKind::InvalidArgument:
+        return DiagnosisKind::Usage;
+    case ErrorKind::NotFound:
+        return DiagnosisKind::Missing;
+    case ErrorKind::PermissionDenied:
+        return DiagnosisKind::AccessDenied;
+    case ErrorKind::Unauthenticated:
+        return DiagnosisKind::LoginRefused;
+    default:
+        return DiagnosisKind::Other;
+    }
+}
+
 ExitCode CErrorDiagnosis::getExitCode() const noexcept {
     switch (kind) {
-    case ErrorKind::Usage:
+    case DiagnosisKind::Usage:
         return ExitCode::Usage;
-    case ErrorKind::Missing:
-    case ErrorKind::MissingStore:
+    case DiagnosisKind::Missing:
+    case DiagnosisKind::MissingStore:
         return ExitCode::NotFound;
-    case ErrorKind::AccessDenied:
-    case ErrorKind::LoginRefused:
-    case ErrorKind::LoginForbidden:
+    case DiagnosisKind::AccessDenied:
+    case DiagnosisKind::LoginRefused:
+    case DiagnosisKind::LoginForbidden:
         return ExitCode::RefusedLogin;
     default:
         return ExitCode::Failed;

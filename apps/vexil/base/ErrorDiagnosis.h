@@ -6,7 +6,8 @@
 namespace vexil::app {
 
 /// What an error means for the rest of a command and for its exit code.
-enum class ErrorKind {
+/// The library's kinds that no command treats in its own way are Other here.
+enum class DiagnosisKind {
     Other,
     Usage,           ///< wrong arguments or settings
     Missing,         ///< the entry does not exist on the server
@@ -17,21 +18,26 @@ enum class ErrorKind {
     Unavailable,     ///< the server cannot be reached, or takes no further connection
 };
 
+/// The kind for a command of a kind of the library.
+DiagnosisKind toDiagnosisKind(ErrorKind kind) noexcept;
+
 /// What an error means, and what the user can do about it. Each protocol makes it for its errors.
 struct CErrorDiagnosis {
-    ErrorKind kind = ErrorKind::Other;
+    DiagnosisKind kind = DiagnosisKind::Other;
     String hint;  ///< one or more sentences; "" for none
 
     /// True if every further request will fail in the same way.
     bool isHopeless() const noexcept {
-        return kind == ErrorKind::MissingStore || kind == ErrorKind::LoginRefused ||
-               kind == ErrorKind::LoginForbidden || kind == ErrorKind::Unavailable;
+        return kind == DiagnosisKind::MissingStore || kind == DiagnosisKind::LoginRefused ||
+               kind == DiagnosisKind::LoginForbidden || kind == DiagnosisKind::Unavailable;
     }
     /// True if the server says that the owner of the login may not do this.
     bool isAccessDenied() const noexcept {
-        return kind == ErrorKind::AccessDenied || kind == ErrorKind::LoginForbidden;
+        return kind == DiagnosisKind::AccessDenied || kind == DiagnosisKind::LoginForbidden;
     }
-    bool isMissing() const noexcept { return kind == ErrorKind::Missing || kind == ErrorKind::MissingStore; }
+    bool isMissing() const noexcept {
+        return kind == DiagnosisKind::Missing || kind == DiagnosisKind::MissingStore;
+    }
     ExitCode getExitCode() const noexcept;
 };
 

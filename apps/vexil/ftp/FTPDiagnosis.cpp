@@ -29,15 +29,15 @@ bool isConnectionRefused(const CError& error, int reply) {
            (words.find("too many") != String::npos || words.find("maximum") != String::npos);
 }
 
-ErrorKind findKind(const CError& error, int reply) {
+DiagnosisKind findKind(const CError& error, int reply) {
     const CErrorDiagnosis general = diagnoseTransfer(error);
-    if (general.kind == ErrorKind::Usage || general.kind == ErrorKind::Missing) {
+    if (general.kind == DiagnosisKind::Usage || general.kind == DiagnosisKind::Missing) {
         return general.kind;
     }
     if (isConnectionRefused(error, reply)) {
-        return ErrorKind::Unavailable;
+        return DiagnosisKind::Unavailable;
     }
-    return reply == replyNotLoggedIn ? ErrorKind::LoginRefused : general.kind;
+    return reply == replyNotLoggedIn ? DiagnosisKind::LoginRefused : general.kind;
 }
 
 String getHintForTransfer(int64 code) {
@@ -69,18 +69,18 @@ String getHintByReply(const CError& error, int reply) {
     return String();
 }
 
-String findHint(const CError& error, int reply, ErrorKind kind) {
+String findHint(const CError& error, int reply, DiagnosisKind kind) {
     if (isConnectionRefused(error, reply)) {
         return "The server accepts no further connection for now. "
                "Try again later, with fewer --jobs, or end other programs that use it.";
     }
-    if (kind == ErrorKind::LoginRefused) {
+    if (kind == DiagnosisKind::LoginRefused) {
         return "Check VEXIL_FTP_USER and VEXIL_FTP_PASSWORD, or the file of --credentials.";
     }
     if (const String hint = getHintByReply(error, reply); !hint.isEmpty()) {
         return hint;
     }
-    if (kind == ErrorKind::Missing) {
+    if (kind == DiagnosisKind::Missing) {
         return "List the directory with: vexil ftp ls DIRECTORY";
     }
     if (error.getDomain() == "curl" &&
@@ -105,7 +105,7 @@ std::optional<CErrorDiagnosis> findFTPDiagnosis(const CError& error) {
     if (reply < 1 && !isConnectionRefused(error, reply)) {
         return std::nullopt;
     }
-    const ErrorKind kind = findKind(error, reply);
+    const DiagnosisKind kind = findKind(error, reply);
     return CErrorDiagnosis{kind, findHint(error, reply, kind)};
 }
 

@@ -19,7 +19,7 @@ std::optional<CErrorDiagnosis> findMailDiagnosis(const CError& error) {
     }
     // A refusal says it all; libcurl's code would tell of a broken connection.
     const bool isRefused = mail->getProps().has("responseCode");
-    return CErrorDiagnosis{mail->isLoginRefused() ? ErrorKind::LoginRefused : ErrorKind::Other,
+    return CErrorDiagnosis{mail->isLoginRefused() ? DiagnosisKind::LoginRefused : DiagnosisKind::Other,
                            isRefused || !mail->getAdvice().isEmpty() ? mail->getAdvice()
                                                                      : getHintForCurl(mail->getCode())};
 }

@@ -16,35 +16,37 @@ constexpr const char* nameRegion =
 
 struct CKnownCode {
     const char* code;
-    ErrorKind kind;  // Other: as the status says
     const char* hint;
 };
 
 constexpr CKnownCode knownCodes[] = {
-    {"RequestTimeTooSkewed", ErrorKind::LoginRefused,
-     "Set this computer's clock: it differs too much from the server's."},
-    {"NoSuchBucket", ErrorKind::MissingStore, "Check the bucket's name, or make it with: vexil s3 mb BUCKET"},
-    {"NoSuchKey", ErrorKind::Missing, "List the bucket with: vexil s3 ls BUCKET"},
-    {"InvalidAccessKeyId", ErrorKind::LoginRefused, checkKeys},
-    {"SignatureDoesNotMatch", ErrorKind::LoginRefused, checkKeys},
-    {"AccessDenied", ErrorKind::AccessDenied,
-     "The owner of these keys is not allowed to do that. "
-     "Check the keys, and the rights on the bucket."},
-    {"PermanentRedirect", ErrorKind::Other, nameRegion},
-    {"TemporaryRedirect", ErrorKind::Other, nameRegion},
+    {"RequestTimeTooSkewed", "Set this computer's clock: it differs too much from the server's."},
+    {"NoSuchBucket", "Check the bucket's name, or make it with: vexil s3 mb BUCKET"},
+    {"NoSuchKey", "List the bucket with: vexil s3 ls BUCKET"},
+    {"InvalidAccessKeyId", checkKeys},
+    {"SignatureDoesNotMatch", checkKeys},
+    {"AccessDenied", "The owner of these keys is not allowed to do that. "
+                     "Check the keys, and the rights on the bucket."},
+    {"PermanentRedirect", nameRegion},
+    {"TemporaryRedirect", nameRegion},
 };
 
+/// The kind of a known code; Other: as the status says.
+DiagnosisKind findKind(const CError& error, const String& code) {
+    return code == "NoSuchBucket" ? DiagnosisKind::MissingStore : toDiagnosisKind(error.getKind());
+}
+
 /// The status may tell more than the code, or the other way round.
-ErrorKind combine(ErrorKind byCode, const CErrorDiagnosis& byStatus) {
+DiagnosisKind combine(DiagnosisKind byCode, const CErrorDiagnosis& byStatus) {
     switch (byCode) {
-    case ErrorKind::Other:
+    case DiagnosisKind::Other:
         return byStatus.kind;
-    case ErrorKind::Missing:
-        return byStatus.isHopeless() ? ErrorKind::MissingStore : byCode;
-    case ErrorKind::LoginRefused:
-        return byStatus.isAccessDenied() ? ErrorKind::LoginForbidden : byCode;
-    case ErrorKind::AccessDenied:
-        return byStatus.isHopeless() ? ErrorKind::LoginForbidden : byCode;
+    case DiagnosisKind::Missing:
+        return byStatus.isHopeless() ? DiagnosisKind::MissingStore : byCode;
+    case DiagnosisKind::LoginRefused:
+        return byStatus.isAccessDenied() ? DiagnosisKind::LoginForbidden : byCode;
+    case DiagnosisKind::AccessDenied:
+        return byStatus.isHopeless() ? DiagnosisKind::LoginForbidden : byCode;
     default:
         return byCode;
     }
@@ -59,7 +61,7 @@ std::optional<CErrorDiagnosis> findS3Diagnosis(const CError& error) {
     if (known == std::end(knownCodes)) {
         return std::nullopt;
     }
-    return CErrorDiagnosis{combine(known->kind, diagnoseTransfer(error)), known->hint};
+    return CErrorDiagnosis{combine(findKind(error, code), diagnoseTransfer(error)), known->hint};
 }
 
 CErrorDiagnosis diagnoseS3(const CError& error) {

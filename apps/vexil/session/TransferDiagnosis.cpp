@@ -11,8 +11,6 @@ namespace vexil::app {
 
 namespace {
 
-constexpr int statusUnauthorized = 401;
-constexpr int statusForbidden = 403;
 constexpr int statusNotFound = 404;
 constexpr int statusProxyLoginMissing = 407;
 
@@ -29,8 +27,12 @@ bool isProxyLoginMissing(const CError& error, int status) {
 }
 
 bool isLoginRefused(const CError& error, int status) {
-    return status == statusUnauthorized || isProxyLoginMissing(error, status) ||
+    return getKindOfHTTPStatus(status) == ErrorKind::Unauthenticated || isProxyLoginMissing(error, status) ||
            isCurlError(error, CURLE_LOGIN_DENIED);
+}
+
+bool isForbidden(int status) {
+    return getKindOfHTTPStatus(status) == ErrorKind::PermissionDenied;
 }
 
 bool isMissing(const CError& error, int status) {
@@ -43,20 +45,21 @@ bool isRedirect(const CError& error) {
     return CCURLError::getResponseCodeDomain(error.getProps()) == "http" && code >= 300 && code <= 399;
 }
 
-ErrorKind findKind(const CError& error, int status) {
-    if (dynamic_cast<const CInvalidArgError*>(&error)) {
-        return ErrorKind::Usage;
+DiagnosisKind findKind(const CError& error, int status) {
+    // libcurl's refusals of a value, such as of a URL, have a hint of their own.
+    if (error.getDomain().isEmpty() && error.getKind() == ErrorKind::InvalidArgument) {
+        return DiagnosisKind::Usage;
     }
     if (isMissing(error, status)) {
-        return ErrorKind::Missing;
+        return DiagnosisKind::Missing;
     }
     if (isLoginRefused(error, status)) {
-        return ErrorKind::LoginRefused;
+        return DiagnosisKind::LoginRefused;
     }
-    if (status == statusForbidden) {
-        return ErrorKind::AccessDenied;
+    if (isForbidden(status)) {
+        return DiagnosisKind::AccessDenied;
     }
-    return isNetworkOrServiceDownError(error) ? ErrorKind::Unavailable : ErrorKind::Other;
+    return isNetworkOrServiceDownError(error) ? DiagnosisKind::Unavailable : DiagnosisKind::Other;
 }
 
 String getHintForSystem(int64 code) {
@@ -79,7 +82,7 @@ String findHint(const CError& error, int status) {
                "Use https_proxy or http_proxy in the environment rather than --proxy, "
                "which other users of the computer can read.";
     }
-    if (isLoginRefused(error, status) || status == statusForbidden) {
+    if (isLoginRefused(error, status) || isForbidden(status)) {
         return "The server requires other credentials for this.";
     }
     if (status == statusNotFound) {
