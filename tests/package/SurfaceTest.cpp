@@ -59,6 +59,7 @@
 #include "vexil/s3/S3ListObjectsElement.h"
 #include "vexil/s3/S3ListObjectsResult.h"
 #include "vexil/s3/S3ObjectEnum.h"
+#include "vexil/s3/S3SigningError.h"
 #include "vexil/s3/S3SigningOptions.h"
 #include "zet/ASCII.h"
 #include "zet/Base.h"
@@ -616,6 +617,8 @@ void name_vexil_CS3Client() {
     name(static_cast<String (Class::*)(const String&, const String&, const String&, const zet::CTimeSpan&)>(
         &Class::makePresignedURL));
     name(static_cast<void (Class::*)(CNetRequest&)>(&Class::signAgain));
+    name(static_cast<bool (Class::*)(CNetRequest&, const std::exception&)>(&Class::learnFromRefusal));
+    name(static_cast<void (*)(std::exception&, CNetRequest&)>(&Class::tryThrowBetterError));
     name(static_cast<String (*)(CNetRequest*)>(&Class::getCanonicalRequest));
     name(static_cast<void (Class::*)(INetRequestSetup*)>(&Class::setRequestSetup));
     name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&)>(
@@ -714,7 +717,29 @@ void name_vexil_CS3ErrorResponse() {
     name(static_cast<String (Class::*)() const>(&Class::getMessage));
     name(static_cast<String (Class::*)() const>(&Class::getResource));
     name(static_cast<String (Class::*)() const>(&Class::getRequestID));
+    name(static_cast<const String& (Class::*)() const noexcept>(&Class::getRegion));
     name(static_cast<P<CS3ErrorResponse> (*)(const String&)>(&Class::createObjectNotFoundResponse));
+}
+
+void name_vexil_CS3SigningError() {
+    using Class = vexil::CS3SigningError;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const CS3Error>(), any<S3SignatureVersion>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const CS3Error>(), any<const String>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const CS3Error>(), any<const zet::CTimeSpan>());
+    }
+    name(static_cast<Class::Cause (Class::*)() const noexcept>(&Class::getCause));
+    name(static_cast<S3SignatureVersion (Class::*)() const noexcept>(&Class::getSignatureVersion));
+    name(static_cast<const String& (Class::*)() const noexcept>(&Class::getRegion));
+    name(static_cast<const zet::CTimeSpan& (Class::*)() const noexcept>(&Class::getClockDifference));
+    name(static_cast<String (Class::*)() const>(&Class::getAdvice));
+    name(static_cast<P<CError> (Class::*)() const>(&Class::clone));
+    name(static_cast<void (Class::*)() const>(&Class::throwClone));
 }
 
 void name_vexil_CS3ListObjectsElement() {
@@ -1642,6 +1667,7 @@ TEST(SurfaceTest, NamesEverythingPublic) {
     name_vexil_CS3CopyObjectResult();
     name_vexil_CS3Error();
     name_vexil_CS3ErrorResponse();
+    name_vexil_CS3SigningError();
     name_vexil_CS3ListObjectsElement();
     name_vexil_CS3ListObjectsResult();
     name_vexil_CS3ObjectEnum();

@@ -32,6 +32,7 @@ void CS3Client::setBaseURL(const String& url) {
     }
     m_baseURL = url.endsWith("/") ? url : url + "/";
     m_isAmazon = false;
+    m_bucketRegions.clear();
 }
 
 zet::CTime CS3Client::getCurrentTime() const {

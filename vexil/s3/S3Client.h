@@ -54,9 +54,11 @@ concept S3TemporaryBytes =
 /// releases the stream when it ends. Memory to be put must not change until the transfer has ended.
 ///
 /// Errors: CInvalidArgError for an empty bucket or object name, thrown before the request is changed, with
-/// the `prepare` member as its function name. CS3Error for a refusal that the service explains. CCURLError
-/// for other failed transfers and statuses. A connection that ends within the response headers counts as a
-/// success, except for the getObject with a stream: check CNetRequest::isResponseComplete() if that matters.
+/// the `prepare` member as its function name. CS3Error for a refusal that the service explains, a
+/// CS3SigningError if it asks for another version of the signature, another region or another clock.
+/// CCURLError for other failed transfers and statuses. A connection that ends within the response headers
+/// counts as a success, except for the getObject with a stream: check CNetRequest::isResponseComplete() if
+/// that matters.
 ///
 /// \code
 /// CNetRequest request;
@@ -423,6 +425,14 @@ public:
     ///         of checkCopyObjectResult() after a copy
     void checkResponse(CNetRequest& request) const;
 
+    /// After a failed transfer of a request that version 4 has signed: reads from the response for which
+    /// region, or for which time, the service wants a signature, and signs for these from now on. The region
+    /// counts for one bucket. The clock is corrected by at most 24 hours. Both are told in the log. The
+    /// operations call it and try once more; code that performs prepared requests in another way may do so,
+    /// too.
+    /// \return whether the request can succeed if it is prepared, or signed, again
+    bool learnFromRefusal(CNetRequest& request, const std::exception& error);
+
     /// Throws a CS3Error with status 0 if the body of a successful response to a copy contains an error.
     /// \param body  must not be null
     void checkCopyObjectResult(const TBuffer<unsigned char>* body);
@@ -442,6 +452,9 @@ public:
     /// if `error` is not a CCURLError with a response code or if the body is empty. If the body is not an S3
     /// error document, logs it as an element "S3ResponseData" and returns.
     static void tryThrowBetterError(std::exception& error, const TBuffer<unsigned char>& body);
+    /// The same for the body that `request` has received. A CS3SigningError if the service asks for another
+    /// version of the signature, another region or another clock.
+    static void tryThrowBetterError(std::exception& error, CNetRequest& request);
 
     // ---- signature ---------------------------------------------------------------------------------------
 
@@ -486,6 +499,11 @@ protected:
 
     /// The value with exactly this name; "" if there is none.
     static String getHeaderFromMap(const TMap<String, String>& headers, const String& name);
+
+    /// Performs a request once. With version 4 it is signed and sent again if learnFromRefusal() has learnt
+    /// something, and after a redirect within the same host.
+    /// \throws the errors of CNetRequest::perform()
+    void performSigned(CNetRequest& request);
 
     /// The time for the Date header, which services compare with their own time. Default: the system clock.
     virtual zet::CTime getCurrentTime() const;
@@ -549,6 +567,12 @@ private:
     void checkAddress(const String& bucket) const;
     bool isVirtualHosted(const String& bucket) const;
     String findRegion(const String& bucket) const;
+    String findBucket(const String& url) const;
+    String findRegionOfURL(const String& url) const;
+    zet::CTime getSigningTime() const;
+    bool learnRegion(CNetRequest& request);
+    bool learnClock(const CNetRequest& request);
+    bool followRedirect(CNetRequest& request, const std::exception& error);
     std::pair<String, String> makeTimeHeader() const;
     CS3SigningKeys getKeys() const;
     String makeObjectURL(const String& bucket, const String& object) const;
@@ -569,6 +593,8 @@ private:
     S3PayloadSigning m_payloadSigning = S3PayloadSigning::Signed;
     String m_region = "us-east-1";
     String m_sessionToken;
+    TMap<String, String> m_bucketRegions;  // learnt from refusals
+    zet::CTimeSpan m_clockCorrection = zet::CTimeSpan::fromSeconds(0);
     bool m_isAnonymous = false;
     bool m_isAmazon = true;  // no setBaseURL()
 };

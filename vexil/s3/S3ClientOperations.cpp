@@ -378,7 +378,7 @@ void CS3Client::prepareCopyObjectRequest(CNetRequest& request, const String& buc
 void CS3Client::copyObject(CNetRequest& request, const String& bucket, const String& existingObject,
                            const String& newObject) {
     prepareCopyObjectRequest(request, bucket, existingObject, newObject);
-    request.perform();
+    performSigned(request);
     throwCopyError(request);
 }
 

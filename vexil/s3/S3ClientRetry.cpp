@@ -3,7 +3,9 @@
 #include "vexil/s3/S3ContentMD5.h"
 #include "vexil/s3/S3Error.h"
 #include "vexil/s3/S3HeaderMap.h"
+#include "vexil/s3/S3Refusal.h"
 #include "vexil/s3/S3ResponseCheck.h"
+#include "vexil/s3/S3SigningError.h"
 #include "zet/Log.h"
 
 #include <algorithm>
@@ -80,11 +82,11 @@ int CS3Client::performRequest(CNetRequest& request) {
     for (int tries = 1;; ++tries) {
         try {
             try {
-                request.perform();
+                performSigned(request);
                 return tries;
             } catch (std::exception& error) {
                 if (!isCancelled(request, error)) {
-                    tryThrowBetterError(error, *request.getDefaultReceiveBuffer());
+                    tryThrowBetterError(error, request);
                 }
                 throw;
             }
@@ -105,7 +107,7 @@ void CS3Client::checkResponse(CNetRequest& request) const {
         request.checkAsyncResult();
     } catch (std::exception& error) {
         if (!isCancelled(request, error)) {
-            tryThrowBetterError(error, *request.getDefaultReceiveBuffer());
+            tryThrowBetterError(error, request);
         }
         throw;
     }
@@ -126,7 +128,9 @@ void CS3Client::checkResponse(CNetRequest& request) const {
 }
 
 bool CS3Client::logAndDecideRetry(const CError& error, int tries) const {
-    if (!shouldRetryRequest(error)) {
+    // What could be learnt from it has been tried.
+    const bool isHopeless = isVersion4() && dynamic_cast<const CS3SigningError*>(&error);
+    if (isHopeless || !shouldRetryRequest(error)) {
         return false;
     }
     if (shouldSlowDown(error)) {
@@ -187,6 +191,15 @@ void CS3Client::tryThrowBetterError(std::exception& error, const TBuffer<unsigne
                        transferError->getHTTPMethod());
     }
     logUnknownBody(body);
+}
+
+void CS3Client::tryThrowBetterError(std::exception& error, CNetRequest& request) {
+    try {
+        tryThrowBetterError(error, *request.getDefaultReceiveBuffer());
+    } catch (const CS3Error& refusal) {
+        throwSigningError(request, refusal);
+        throw;
+    }
 }
 
 }  // namespace vexil

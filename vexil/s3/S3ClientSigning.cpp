@@ -55,6 +55,7 @@ void CS3Client::setRegion(const String& region) {
                                "the region must have 1 to 64 letters, digits, '-' or '_'");
     }
     m_region = region;
+    m_bucketRegions.clear();
 }
 
 void CS3Client::setSessionToken(const String& token) {
@@ -99,15 +100,42 @@ String CS3Client::getObjectURL(CNetRequest&, const String& bucket, const String&
     return makeObjectURL(bucket, object);
 }
 
-String CS3Client::findRegion(const String&) const {
-    return m_region;
+String CS3Client::findRegion(const String& bucket) const {
+    const auto learnt = m_bucketRegions.find(bucket);
+    return learnt == m_bucketRegions.end() ? m_region : learnt->second;
+}
+
+String CS3Client::findRegionOfURL(const String& url) const {
+    return isVersion4() ? findRegion(findBucket(url)) : String();
+}
+
+String CS3Client::findBucket(const String& url) const {
+    const CS3URL parts = CS3URL::parse(url);
+    const std::wstring_view host = parts.host.view();
+    const std::wstring serviceStart = L".s3.";
+    const std::wstring serviceEnd = L"." + std::wstring(CS3URL::parse(m_baseURL).host.view());
+    if (m_isAmazon && host.find(serviceStart) != host.npos) {
+        return String(host.substr(0, host.find(serviceStart)));
+    }
+    if (!m_isAmazon && host.ends_with(serviceEnd)) {
+        return String(host.substr(0, host.size() - serviceEnd.size()));
+    }
+    const std::string path = parts.path.toUTF8();
+    return String::fromUTF8Lossy(decodePercent(path.substr(1, path.find('/', 1) - 1)));
 }
 
 // ---- signature -------------------------------------------------------------------------------------------
 
+zet::CTime CS3Client::getSigningTime() const {
+    const zet::CTime now = getCurrentTime();
+    return isVersion4()
+               ? zet::CTime::fromMicroseconds(now.getMicroseconds() + m_clockCorrection.getMicroseconds())
+               : now;
+}
+
 CS3Header CS3Client::makeTimeHeader() const {
     return callSigner(m_signatureVersion, m_region,
-                      [this](const IS3Signer& signer) { return signer.makeTimeHeader(getCurrentTime()); });
+                      [this](const IS3Signer& signer) { return signer.makeTimeHeader(getSigningTime()); });
 }
 
 CS3SigningKeys CS3Client::getKeys() const {
@@ -143,7 +171,7 @@ void CS3Client::signRequest(CNetRequest* request) {
     for (const auto& [name, value] : added) {
         parts.headers[name] = value;
     }
-    for (CS3Header& header : callSigner(m_signatureVersion, m_region,
+    for (CS3Header& header : callSigner(m_signatureVersion, findRegionOfURL(parts.url),
                                         [&](const IS3Signer& signer) { return signer.sign(parts, keys); })) {
         added.push_back(std::move(header));
     }
@@ -199,8 +227,8 @@ String CS3Client::makePresignedURL(const String& method, const String& bucket, c
     checkAddress(bucket);
     const String url = makeObjectURL(bucket, object);
     const CS3SigningKeys keys = getKeys();
-    const String query = callSigner(m_signatureVersion, m_region, [&](const IS3Signer& signer) {
-        return signer.presign({method, url, {}}, keys, getCurrentTime(), seconds);
+    const String query = callSigner(m_signatureVersion, findRegion(bucket), [&](const IS3Signer& signer) {
+        return signer.presign({method, url, {}}, keys, getSigningTime(), seconds);
     });
     return url + "?" + query;
 }

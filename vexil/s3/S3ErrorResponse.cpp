@@ -34,6 +34,8 @@ void CS3ErrorResponse::construct(wxXmlNode* root) {
             m_resource = getXmlText(child);
         } else if (name == "RequestId") {
             m_requestId = getXmlText(child);
+        } else if (name == "Region") {
+            m_region = getXmlText(child);
         }
     });
 }

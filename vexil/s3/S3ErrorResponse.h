@@ -36,6 +36,9 @@ public:
     /// The service's ID of the request; its support asks for it.
     String getRequestID() const { return m_requestId; }
 
+    /// The region that the service names if a request was sent to, or signed for, another one; usually "".
+    const String& getRegion() const noexcept { return m_region; }
+
     /// The response of a service for a missing object, with the request ID "#dummy#", which distinguishes it
     /// from a real response.
     static P<CS3ErrorResponse> createObjectNotFoundResponse(const String& resource);
@@ -49,6 +52,7 @@ private:
     String m_message;
     String m_resource;
     String m_requestId;
+    String m_region;
 };
 
 }  // namespace vexil

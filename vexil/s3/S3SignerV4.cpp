@@ -189,6 +189,20 @@ String CS3SignerV4::presign(const CS3RequestToSign& request, const CS3SigningKey
     return url.query + "&X-Amz-Signature=" + makeSignature(canonicalRequest, timestamp, keys.secretKey);
 }
 
+zet::CTime CS3SignerV4::parseTime(const String& text) {
+    const std::string utf8 = text.toUTF8();
+    if (!isTimestamp(utf8)) {
+        return zet::CTime();
+    }
+    const auto number = [&utf8](std::size_t at, std::size_t count) {
+        return std::stoi(utf8.substr(at, count));
+    };
+    zet::CTimeFields fields;
+    fields.setDate(number(0, 4), number(4, 2), number(6, 2));
+    fields.setTime(number(9, 2), number(11, 2), number(13, 2));
+    return fields.toTime();
+}
+
 std::string CS3SignerV4::makeCanonicalRequest(const CS3RequestToSign& request) {
     const CS3URL url = CS3URL::parse(request.url);
     return joinCanonicalRequest(request.method, url, collectHeaders(request, url.host),

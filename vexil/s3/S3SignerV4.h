@@ -25,6 +25,9 @@ public:
     String presign(const CS3RequestToSign& request, const CS3SigningKeys& keys, const zet::CTime& time,
                    int64 seconds) const override;
 
+    /// The time of the form of makeTimeHeader(); not set for any other text.
+    static zet::CTime parseTime(const String& text);
+
     /// The text whose hash is signed.
     static std::string makeCanonicalRequest(const CS3RequestToSign& request);
 
