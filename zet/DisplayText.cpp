@@ -1,14 +1,12 @@
 #include "zet/DisplayText.h"
 
+#include "zet/ASCII.h"
+
 #include <system_error>
 
 namespace zet {
 
 namespace {
-
-bool isControl(wchar_t character) {
-    return character < 0x20 || (character >= 0x7F && character < 0xA0);
-}
 
 // Replaces everything that is not text: names may be any bytes on Linux, and may contain half characters on
 // Windows.
@@ -26,7 +24,7 @@ String toDisplayText(const String& text) {
     constexpr std::wstring_view hexDigits = L"0123456789ABCDEF";
     String result;
     for (const wchar_t character : text.view()) {
-        if (isControl(character)) {
+        if (isUnicodeControl(character)) {
             result += "\\x";
             result += hexDigits[(static_cast<unsigned int>(character) >> 4) & 0xF];
             result += hexDigits[static_cast<unsigned int>(character) & 0xF];

@@ -364,6 +364,47 @@ TEST_F(FTPClientOptionsTest, AnImplicitConnectionIsASchemeAndAnExplicitOneAnOpti
                             "FTP_FILEMETHOD=2L", "FTP_CREATE_MISSING_DIRS=0L", "HTTPPROXYTUNNEL=1L"));
 }
 
+TEST_F(FTPClientOptionsTest, AServerIsGivenAsAURL) {
+    const auto optionsOfURL = [this](const CFTPClient& client) {
+        return optionsOf(operations[0], client, "/a/b");
+    };
+    const auto isUpgraded = testing::Contains("USE_SSL=3L");
+    const Texts explicitTLS = optionsOfURL(CFTPClient::fromURL("ftp://h:2121/", "u", "p"));
+    EXPECT_THAT(explicitTLS[0], testing::StartsWith("URL='ftp://h:2121/"));
+    EXPECT_THAT(explicitTLS, testing::IsSupersetOf({"USERNAME='u'", "PASSWORD='p'", "USE_SSL=3L"}))
+        << "never silently without TLS";
+    const Texts implicitTLS = optionsOfURL(CFTPClient::fromURL("FTPS://h", "u", "p"));
+    EXPECT_THAT(implicitTLS[0], testing::StartsWith("URL='ftps://h/"));
+    EXPECT_THAT(implicitTLS, testing::Not(isUpgraded));
+    const Texts unencrypted =
+        optionsOfURL(CFTPClient::fromURL("ftp://[::1]", "u", "p", CFTPClient::ConnectPlain));
+    EXPECT_THAT(unencrypted[0], testing::StartsWith("URL='ftp://[::1]/"));
+    EXPECT_THAT(unencrypted, testing::Not(isUpgraded));
+    for (const char* url :
+         {"http://h", "h", "ftp://u:p@h", "ftp://h/a", "ftp://h:0", "ftp://h:65536", "ftp://"}) {
+        EXPECT_THAT(refusalOf([&] { (void)CFTPClient::fromURL(url, "u", "p"); }),
+                    testing::StartsWith("CFTPClient::fromURL: '"))
+            << url;
+    }
+    const std::string mismatch = "CFTPClient::fromURL: ftps:// means ConnectImplicitTLS, and ftp:// does not";
+    EXPECT_EQ(refusalOf([] { (void)CFTPClient::fromURL("ftps://h", "u", "p", CFTPClient::ConnectPlain); }),
+              mismatch);
+    EXPECT_EQ(
+        refusalOf([] { (void)CFTPClient::fromURL("ftp://h", "u", "p", CFTPClient::ConnectImplicitTLS); }),
+        mismatch);
+}
+
+TEST_F(FTPClientOptionsTest, AServerIsGivenAsHostAndPort) {
+    const CFTPClient client = CFTPClient::fromHost("::1", 990, "u", "p", CFTPClient::ConnectImplicitTLS);
+    const Texts options = optionsOf(operations[0], client, "/a/b");
+    EXPECT_THAT(options[0], testing::StartsWith("URL='ftps://[::1]:990/"));
+    EXPECT_THAT(options, testing::IsSupersetOf({"USERNAME='u'", "PASSWORD='p'"}));
+    EXPECT_EQ(refusalOf([] { (void)CFTPClient::fromHost("h:21", 21, "u", "p", CFTPClient::ConnectPlain); }),
+              "CFTPClient::fromHost: 'h:21': the host must be a name or an address, without a port");
+    EXPECT_EQ(refusalOf([] { (void)CFTPClient::fromHost("h", 0, "u", "p", CFTPClient::ConnectPlain); }),
+              "CFTPClient::fromHost: the port must be from 1 to 65535, not 0");
+}
+
 TEST_F(FTPClientOptionsTest, TheNewestVersionOfTLSIsSetBeforeTheHook) {
     for (const auto type : {CFTPClient::ConnectExplicitTLS, CFTPClient::ConnectImplicitTLS}) {
         CFTPClient client("h:990", "u", "p", type);

@@ -579,6 +579,7 @@ void name_vexil_CS3Client() {
         [[maybe_unused]] const Class object(std::move(any<CS3Client>()));
     }
     name(static_cast<void (Class::*)(const String&)>(&Class::setBaseURL));
+    name(static_cast<void (Class::*)(const String&, int, bool)>(&Class::setServer));
     name(static_cast<String (Class::*)() const>(&Class::getBaseURL));
     name(static_cast<void (Class::*)(int)>(&Class::setMaxRetries));
     name(static_cast<void (Class::*)(bool)>(&Class::setPrintDebugInfo));
@@ -1298,6 +1299,11 @@ void name_vexil_CAsyncNetRequestThread_IProgressHandler() {
 void name_vexil_CFTPClient() {
     using Class = vexil::CFTPClient;
     using namespace vexil;
+    name(static_cast<Class (*)(const String&, const String&, const String&)>(&Class::fromURL));
+    name(static_cast<Class (*)(const String&, const String&, const String&, Class::ConnectType)>(
+        &Class::fromURL));
+    name(static_cast<Class (*)(const String&, int, const String&, const String&, Class::ConnectType)>(
+        &Class::fromHost));
     name(static_cast<void (Class::*)(CNetRequest&, const String&, const void*, int, bool)>(
         &Class::prepareUploadRequest));
     name(static_cast<void (Class::*)(CNetRequest&, const String&, zet::IInStream*, int64, bool)>(
@@ -1449,6 +1455,11 @@ void name_vexil_CSMTPClient() {
 void name_vexil_CSMTPParams() {
     using Class = vexil::CSMTPParams;
     using namespace vexil;
+    name(static_cast<Class (*)(const String&, const String&, const String&)>(&Class::fromURL));
+    name(static_cast<Class (*)(const String&, const String&, const String&, Class::ConnectType)>(
+        &Class::fromURL));
+    name(static_cast<Class (*)(const String&, int, Class::ConnectType, const String&, const String&)>(
+        &Class::fromHost));
     name(static_cast<String (Class::*)() const>(&Class::getHost));
     name(static_cast<int (Class::*)() const>(&Class::getPort));
     name(static_cast<Class::ConnectType (Class::*)() const>(&Class::getConnectType));

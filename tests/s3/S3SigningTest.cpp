@@ -375,6 +375,21 @@ TEST(S3BaseURLTest, EndsWithASlash) {
     EXPECT_EQ(client.getObjectURL(request, "b", "k"), "http://127.0.0.1:9000/b/k");
 }
 
+TEST(S3BaseURLTest, IsMadeFromHostAndPort) {
+    TestClient client;
+    client.setServer("127.0.0.1", 9000, false);
+    EXPECT_EQ(client.getBaseURL(), "http://127.0.0.1:9000/");
+    client.setServer("s3.example.com", 443);
+    EXPECT_EQ(client.getBaseURL(), "https://s3.example.com:443/");
+    client.setServer("::1", 80, false);
+    EXPECT_EQ(client.getBaseURL(), "http://[::1]:80/");
+    EXPECT_EQ(argErrorOf([&] { client.setServer("http://host", 80); }),
+              "CS3Client::setServer: 'http://host': the host must be a name or an address, without a port");
+    EXPECT_EQ(argErrorOf([&] { client.setServer("host", 65536); }),
+              "CS3Client::setServer: the port must be from 1 to 65535, not 65536");
+    EXPECT_EQ(client.getBaseURL(), "http://[::1]:80/");
+}
+
 struct BadURL {
     const char* url;
     const char* message;

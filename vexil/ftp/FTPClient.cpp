@@ -2,6 +2,7 @@
 
 #include "vexil/net/LineEnd.h"
 #include "vexil/net/RequestSetupCall.h"
+#include "vexil/net/ServerAddress.h"
 #include "vexil/net/UploadArguments.h"
 #include "zet/ASCII.h"
 #include "zet/MTRand.h"
@@ -21,6 +22,7 @@ namespace {
 constexpr int maxLevels = 1000;
 constexpr int replyGoodbye = 221;
 constexpr int replyFileBusy = 450;
+constexpr char placeFromURL[] = "CFTPClient::fromURL";
 
 void check(bool isWrong, const char* place, const char* what) {
     if (isWrong) {
@@ -76,6 +78,28 @@ CFTPClient::CFTPClient(const String& host, const String& userName, const String&
     : m_host(host), m_userName(userName), m_password(password), m_connectType(connectType) {}
 
 CFTPClient::~CFTPClient() = default;
+
+CFTPClient CFTPClient::fromURL(const String& url, const String& userName, const String& password) {
+    const CServerAddress address = parseServerURL(placeFromURL, url, "ftp", "ftps");
+    return CFTPClient(joinHostAndPort(address), userName, password,
+                      address.scheme == "ftps" ? ConnectImplicitTLS : ConnectExplicitTLS);
+}
+
+CFTPClient CFTPClient::fromURL(const String& url, const String& userName, const String& password,
+                               ConnectType connectType) {
+    const CServerAddress address = parseServerURL(placeFromURL, url, "ftp", "ftps");
+    if ((address.scheme == "ftps") != (connectType == ConnectImplicitTLS)) {
+        throw CInvalidArgError(placeFromURL, "ftps:// means ConnectImplicitTLS, and ftp:// does not");
+    }
+    return CFTPClient(joinHostAndPort(address), userName, password, connectType);
+}
+
+CFTPClient CFTPClient::fromHost(const String& host, int port, const String& userName, const String& password,
+                                ConnectType connectType) {
+    static constexpr char place[] = "CFTPClient::fromHost";
+    const CServerAddress address{String(), checkHost(place, host), checkPort(place, port)};
+    return CFTPClient(joinHostAndPort(address), userName, password, connectType);
+}
 
 String CFTPClient::cwdTypeToString(CWDType type) {
     switch (type) {

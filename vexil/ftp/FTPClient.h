@@ -80,8 +80,26 @@ public:
 
     // ---- life and settings -------------------------------------------------------------------------------
 
-    /// \param host  name or address, optionally with ":" and a port; pasted into URLs unchanged
+    /// \param host  name or address, optionally with ":" and a port; pasted into URLs unchanged. fromURL()
+    ///              and fromHost() check it
     CFTPClient(const String& host, const String& userName, const String& password, ConnectType connectType);
+    /// @{
+
+    /// A client for the server of a URL: "ftp://" or "ftps://", a host, an optional port, an optional "/".
+    /// "ftps://" means ConnectImplicitTLS. "ftp://" means ConnectExplicitTLS, or ConnectPlain if that is
+    /// given.
+    /// \throws CInvalidArgError for any other URL, also for one with a login or a path, and for a type that
+    ///         does not fit the scheme
+    [[nodiscard]] static CFTPClient fromURL(const String& url, const String& userName,
+                                            const String& password);
+    [[nodiscard]] static CFTPClient fromURL(const String& url, const String& userName, const String& password,
+                                            ConnectType connectType);
+    /// @}
+    /// A client for a host and a port.
+    /// \param host  name or address; IPv6 with or without brackets
+    /// \throws CInvalidArgError for any other host, and for a port outside 1 to 65535
+    [[nodiscard]] static CFTPClient fromHost(const String& host, int port, const String& userName,
+                                             const String& password, ConnectType connectType);
     CFTPClient(const CFTPClient&) = default;
     CFTPClient(CFTPClient&&) = default;
     CFTPClient& operator=(const CFTPClient&) = default;

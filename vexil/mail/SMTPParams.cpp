@@ -1,8 +1,14 @@
 #include "vexil/mail/SMTPParams.h"
 
+#include "vexil/net/ServerAddress.h"
+
 namespace vexil {
 
 namespace {
+
+constexpr char placeFromURL[] = "CSMTPParams::fromURL";
+constexpr int portSMTP = 25;
+constexpr int portSMTPS = 465;
 
 constexpr struct {
     CSMTPParams::ConnectType type;
@@ -25,6 +31,29 @@ CSMTPParams::CSMTPParams(const String& host, int port, ConnectType connectType, 
       m_loginPassword(loginPassword) {}
 
 CSMTPParams::~CSMTPParams() = default;
+
+CSMTPParams CSMTPParams::fromURL(const String& url, const String& loginName, const String& loginPassword) {
+    const bool isTLS = parseServerURL(placeFromURL, url, "smtp", "smtps").scheme == "smtps";
+    return fromURL(url, loginName, loginPassword, isTLS ? ConnectSSL : ConnectStartTLS);
+}
+
+CSMTPParams CSMTPParams::fromURL(const String& url, const String& loginName, const String& loginPassword,
+                                 ConnectType connectType) {
+    const CServerAddress address = parseServerURL(placeFromURL, url, "smtp", "smtps");
+    const bool isTLS = address.scheme == "smtps";
+    if (isTLS != (connectType == ConnectSSL)) {
+        throw CInvalidArgError(placeFromURL, "smtps:// means ConnectSSL, and smtp:// does not");
+    }
+    const int defaultPort = isTLS ? portSMTPS : portSMTP;
+    return CSMTPParams(address.host, address.port > 0 ? address.port : defaultPort, connectType, loginName,
+                       loginPassword);
+}
+
+CSMTPParams CSMTPParams::fromHost(const String& host, int port, ConnectType connectType,
+                                  const String& loginName, const String& loginPassword) {
+    static constexpr char place[] = "CSMTPParams::fromHost";
+    return CSMTPParams(checkHost(place, host), checkPort(place, port), connectType, loginName, loginPassword);
+}
 
 String CSMTPParams::connectTypeToString(ConnectType type) {
     for (const auto& known : connectTypes) {

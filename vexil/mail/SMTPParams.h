@@ -18,12 +18,29 @@ public:
 
     /// No host, port 0, not encrypted, no login.
     CSMTPParams() = default;
-    /// \param host           name or address
+    /// \param host           name or address; fromURL() and fromHost() check it
     /// \param port           always a part of the URL, even 0
     /// \param loginName      "" for no login
     /// \param loginPassword  used only with a login name
     CSMTPParams(const String& host, int port, ConnectType connectType, const String& loginName,
                 const String& loginPassword);
+    /// @{
+
+    /// The server of a URL: "smtp://" or "smtps://", a host, an optional port, an optional "/". "smtps://"
+    /// means ConnectSSL, by default with port 465. "smtp://" means ConnectStartTLS, or ConnectUnencrypted if
+    /// that is given, by default with port 25; a server for users usually has port 587.
+    /// \throws CInvalidArgError for any other URL, also for one with a login or a path, and for a type that
+    ///         does not fit the scheme
+    [[nodiscard]] static CSMTPParams fromURL(const String& url, const String& loginName,
+                                             const String& loginPassword);
+    [[nodiscard]] static CSMTPParams fromURL(const String& url, const String& loginName,
+                                             const String& loginPassword, ConnectType connectType);
+    /// @}
+    /// A host and a port, checked.
+    /// \param host  name or address; IPv6 with or without brackets
+    /// \throws CInvalidArgError for any other host, and for a port outside 1 to 65535
+    [[nodiscard]] static CSMTPParams fromHost(const String& host, int port, ConnectType connectType,
+                                              const String& loginName, const String& loginPassword);
     CSMTPParams(const CSMTPParams&) = default;
     CSMTPParams(CSMTPParams&&) = default;
     CSMTPParams& operator=(const CSMTPParams&) = default;

@@ -2,6 +2,7 @@
 
 #include "sigil/Digest.h"
 #include "vexil/net/RequestSetupCall.h"
+#include "vexil/net/ServerAddress.h"
 #include "vexil/s3/S3BaseURL.h"
 #include "vexil/s3/S3XmlReduction.h"
 #include "zet/Thread.h"
@@ -33,6 +34,12 @@ void CS3Client::setBaseURL(const String& url) {
     m_baseURL = url.endsWith("/") ? url : url + "/";
     m_isAmazon = false;
     m_bucketRegions.clear();
+}
+
+void CS3Client::setServer(const String& host, int port, bool secure) {
+    static constexpr char place[] = "CS3Client::setServer";
+    const CServerAddress address{String(), checkHost(place, host), checkPort(place, port)};
+    setBaseURL((secure ? "https://" : "http://") + joinHostAndPort(address));
 }
 
 zet::CTime CS3Client::getCurrentTime() const {

@@ -100,6 +100,14 @@ public:
     /// "http://127.0.0.1:9000".
     /// \throws CInvalidArgError for any other URL; the old URL stays
     void setBaseURL(const String& url);
+    /// The same from host and port.
+    /// \param host    name or address; IPv6 with or without brackets
+    /// \param secure  true: https; false: http
+    /// \throws CInvalidArgError for any other host, and for a port outside 1 to 65535; the old URL stays
+    void setServer(const String& host, int port, bool secure = true);
+    /// Not allowed: a text for `secure` would always mean true.
+    template <class Object>
+    void setServer(const String& host, int port, const Object* secure) = delete;
     /// The service's URL; always ends with "/".
     String getBaseURL() const { return m_baseURL; }
 
