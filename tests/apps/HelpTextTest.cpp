@@ -1,6 +1,6 @@
 #include "apps/vexil/program/HelpText.h"
 
-#include "apps/vexil/command/SimilarNames.h"
+#include "apps/vexil/command/UsageProblem.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

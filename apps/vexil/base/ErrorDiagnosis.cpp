@@ -33,4 +33,12 @@ ExitCode CErrorDiagnosis::getExitCode() const noexcept {
     }
 }
 
+P<CError> CMissingError::clone() const {
+    return new CMissingError(*this);
+}
+
+void CMissingError::throwClone() const {
+    throw CMissingError(*this);
+}
+
 }  // namespace vexil::app

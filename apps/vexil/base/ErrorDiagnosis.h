@@ -41,4 +41,13 @@ struct CErrorDiagnosis {
     ExitCode getExitCode() const noexcept;
 };
 
+/// The requested item does not exist on the server.
+class CMissingError : public CError {
+public:
+    using CError::CError;
+
+    P<CError> clone() const override;
+    [[noreturn]] void throwClone() const override;
+};
+
 }  // namespace vexil::app

@@ -10,7 +10,7 @@ class CSession;
 /// One command of the program.
 class CCommand {
 public:
-    virtual ~CCommand();
+    virtual ~CCommand() = default;
     CCommand(const CCommand&) = delete;
     CCommand& operator=(const CCommand&) = delete;
 

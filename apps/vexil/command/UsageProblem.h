@@ -38,4 +38,8 @@ private:
     std::string m_unknown;               // the first unknown word; "" if all are known
 };
 
+/// Suggestions for a mistyped name: the most similar known names, in their order. Empty if none is similar. A
+/// name that begins with the whole word counts as similar.
+std::vector<std::string> findSimilarNames(const std::string& word, const std::vector<std::string>& names);
+
 }  // namespace vexil::app

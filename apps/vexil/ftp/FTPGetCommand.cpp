@@ -1,6 +1,6 @@
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/command/CommandSyntax.h"
-#include "apps/vexil/console/StandardOutStream.h"
+#include "apps/vexil/console/StandardStreams.h"
 #include "apps/vexil/files/LeftParts.h"
 #include "apps/vexil/files/PartFile.h"
 #include "apps/vexil/ftp/Commands.h"

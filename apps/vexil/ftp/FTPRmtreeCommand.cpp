@@ -1,5 +1,5 @@
+#include "apps/vexil/base/ErrorDiagnosis.h"
 #include "apps/vexil/base/ExitCode.h"
-#include "apps/vexil/base/MissingError.h"
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/console/ErrorReport.h"

@@ -1,6 +1,6 @@
 #include "apps/vexil/ftp/FTPSession.h"
 
-#include "apps/vexil/base/MissingError.h"
+#include "apps/vexil/base/ErrorDiagnosis.h"
 #include "apps/vexil/ftp/FTPPath.h"
 #include "apps/vexil/ftp/FTPReplies.h"
 #include "apps/vexil/platform/Interrupt.h"

@@ -1,6 +1,6 @@
 #include "apps/vexil/ftp/FTPStore.h"
 
-#include "apps/vexil/base/MissingError.h"
+#include "apps/vexil/base/ErrorDiagnosis.h"
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/console/ErrorReport.h"
 #include "apps/vexil/files/PartName.h"
@@ -8,9 +8,9 @@
 #include "apps/vexil/ftp/FTPDiagnosis.h"
 #include "apps/vexil/ftp/FTPDownload.h"
 #include "apps/vexil/ftp/FTPEntryText.h"
-#include "apps/vexil/ftp/FTPLeftParts.h"
 #include "apps/vexil/ftp/FTPPath.h"
 #include "apps/vexil/ftp/FTPUpload.h"
+#include "apps/vexil/ftp/RemoteParts.h"
 #include "apps/vexil/platform/Interrupt.h"
 #include "vexil/ftp/FTPListDirResult.h"
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "vexil/BaseTypes.h"
+#include "vexil/ftp/FTPListDirResult.h"
 
 #include <map>
 #include <set>
@@ -13,10 +14,6 @@ class CFTPAccess;
 /// digits show a later run which parts it may delete: six digits identify the computer and the user, six the
 /// process, and four are random.
 String makePartPath(const String& path);
-
-/// Whether a part with these digits was made by this user on this computer, in a process that has ended. True
-/// also for the ID of this process: an earlier process may have had it.
-bool isLeftServerPart(const String& digits);
 
 /// The files on an FTP server that uploads have begun and not yet moved to their names. The destructor
 /// deletes them as far as possible, and reports the others. No upload may run then.
@@ -47,6 +44,30 @@ private:
     CFTPAccess& m_access;
     std::set<String> m_paths;
     std::map<String, String> m_replaced;  // original names, by current names
+};
+
+/// Deletes the parts that killed runs of this user on this computer have left on an FTP server (see
+/// makePartPath()), and reports it. A file that was to be replaced gets its name back if the name is free;
+/// otherwise it is deleted, too. Must be used before uploads begin.
+class CFTPLeftParts {
+public:
+    /// The access must outlive it.
+    explicit CFTPLeftParts(CFTPAccess& access) : m_access(access) {}
+
+    /// Searches a directory and everything below it. A directory that cannot be listed is reported, and the
+    /// search continues.
+    /// \throws "Interrupted." (CInterrupt)
+    void clear(const String& directory);
+
+private:
+    void clearBelow(const String& directory, const String& uniqueID, int level);
+    void clearIn(const String& directory, const CFTPListDirResult& listing);
+    void remove(const TArray<String>& paths);
+    void restore(const String& part, const String& path);
+    void tell(const String& text) const;
+
+    CFTPAccess& m_access;
+    std::set<String> m_seen;  // unique IDs of directories, if the server sends them
 };
 
 }  // namespace vexil::app

@@ -1,6 +1,6 @@
 #include "apps/vexil/http/HTTPRequest.h"
 
-#include "apps/vexil/console/FileProgress.h"
+#include "apps/vexil/console/Progress.h"
 #include "apps/vexil/http/RedirectFollower.h"
 #include "apps/vexil/session/Session.h"
 #include "apps/vexil/session/TransferMonitor.h"

@@ -1,14 +1,34 @@
 #pragma once
 
 #include "vexil/mail/SMTPClient.h"
+#include "vexil/mail/SMTPParams.h"
 
 #include <functional>
+#include <string>
 
 namespace vexil::app {
 
-class CSession;
+class CCommandSyntax;
+class CCredentials;
 class CMailDraft;
-class CMailServerOptions;
+class CSession;
+
+/// The mail server of a command, from its options or the environment.
+class CMailServerOptions {
+public:
+    /// Adds the options to a command.
+    void define(CCommandSyntax& syntax);
+
+    /// \throws CInvalidArgError if no server is named, or the name is invalid
+    CSMTPParams makeParams(const CCredentials& login) const;
+
+private:
+    String getServer() const;
+    CSMTPParams::ConnectType getSecurity() const;
+
+    std::string m_server;
+    std::string m_security = "starttls";
+};
 
 /// The session of one command with a mail server.
 ///

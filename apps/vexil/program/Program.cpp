@@ -8,7 +8,7 @@
 #include "apps/vexil/command/UsageProblem.h"
 #include "apps/vexil/console/ConsoleLogSink.h"
 #include "apps/vexil/console/ErrorReport.h"
-#include "apps/vexil/console/ErrorStreamBuffer.h"
+#include "apps/vexil/console/StandardStreams.h"
 #include "apps/vexil/ftp/Commands.h"
 #include "apps/vexil/http/Commands.h"
 #include "apps/vexil/mail/Commands.h"

@@ -1,4 +1,4 @@
-#include "apps/vexil/base/MissingError.h"
+#include "apps/vexil/base/ErrorDiagnosis.h"
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/console/HeaderList.h"

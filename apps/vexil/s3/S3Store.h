@@ -1,7 +1,7 @@
 #pragma once
 
 #include "apps/vexil/mirror/Store.h"
-#include "apps/vexil/s3/ObjectGroups.h"
+#include "apps/vexil/s3/ObjectListing.h"
 
 #include <optional>
 

@@ -15,9 +15,10 @@ constexpr int maxRecordedBytes = 65536;
 }  // namespace
 
 CRequestSetup::CRequestSetup(const COptions& options, CConsole& console, CVerboseLogFile* verboseLog)
-    : m_options(options), m_certificates(options) {
-    if (m_options.proxy) {
-        m_proxy.emplace(*m_options.proxy);
+    : m_redirectsToHTTP(options.redirectToHTTP), m_timeoutSeconds(options.timeoutSeconds),
+      m_certificates(options) {
+    if (options.proxy) {
+        m_proxy.emplace(*options.proxy);
     }
     if (verboseLog || console.shows(Verbosity::Debug)) {
         m_wireLog = new CWireLog(console, verboseLog);
@@ -55,13 +56,12 @@ void CRequestSetup::setUpNextURL(CNetRequest& request, std::chrono::steady_clock
 }
 
 bool CRequestSetup::isTimeOver(std::chrono::steady_clock::duration elapsed) const noexcept {
-    return m_options.timeoutSeconds > 0 &&
-           std::chrono::duration<double>(elapsed).count() >= m_options.timeoutSeconds;
+    return m_timeoutSeconds > 0 && std::chrono::duration<double>(elapsed).count() >= m_timeoutSeconds;
 }
 
 // For redirects that libcurl follows. It checks only this list for each URL, not the URL before it.
 void CRequestSetup::setRedirects(CNetRequest& request) const {
-    const bool staysEncrypted = !m_options.redirectToHTTP && !request.getURL().startsWithNoCase("http:");
+    const bool staysEncrypted = !m_redirectsToHTTP && !request.getURL().startsWithNoCase("http:");
     request.setRedirectProtocols(staysEncrypted ? "https" : "http,https");
     request.setMaxRedirects(maxRedirects);
     if (m_proxy && m_proxy->dependsOnURL()) {
@@ -77,8 +77,8 @@ void CRequestSetup::setProxy(CNetRequest& request) const {
 }
 
 void CRequestSetup::setTimeouts(CNetRequest& request, std::chrono::steady_clock::duration elapsed) const {
-    if (m_options.timeoutSeconds > 0) {
-        const double seconds = m_options.timeoutSeconds - std::chrono::duration<double>(elapsed).count();
+    if (m_timeoutSeconds > 0) {
+        const double seconds = m_timeoutSeconds - std::chrono::duration<double>(elapsed).count();
         const auto milliseconds = std::max(1LL, std::llround(seconds * 1000));
         request.setFullRequestTimeout(zet::CTimeSpan::fromMilliseconds(milliseconds));
         request.setConnectTimeout(

@@ -35,7 +35,7 @@ public:
     /// millisecond.
     bool isTimeOver(std::chrono::steady_clock::duration elapsed) const noexcept;
     /// Whether a redirect may lead from https to http.
-    bool mayLeaveEncryption() const noexcept { return m_options.redirectToHTTP; }
+    bool mayLeaveEncryption() const noexcept { return m_redirectsToHTTP; }
     /// Logs the messages on the wire of the last transfer of a request, if they are to be shown. For a
     /// request that another thread has driven and whose done listener was removed.
     void tellWire(CNetRequest& request) const;
@@ -50,7 +50,8 @@ private:
     void setProxy(CNetRequest& request) const;
     void setTimeouts(CNetRequest& request, std::chrono::steady_clock::duration elapsed) const;
 
-    COptions m_options;
+    const bool m_redirectsToHTTP;
+    const double m_timeoutSeconds;  // 0 for no limit
     CTrustedCertificates m_certificates;
     std::optional<CProxyChoice> m_proxy;
     P<CWireLog> m_wireLog;

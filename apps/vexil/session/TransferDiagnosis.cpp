@@ -1,6 +1,6 @@
 #include "apps/vexil/session/TransferDiagnosis.h"
 
-#include "apps/vexil/base/MissingError.h"
+#include "apps/vexil/base/ErrorDiagnosis.h"
 #include "apps/vexil/platform/Platform.h"
 #include "vexil/net/CURLError.h"
 #include "vexil/net/ErrorClassification.h"

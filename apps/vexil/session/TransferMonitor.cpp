@@ -1,6 +1,6 @@
 #include "apps/vexil/session/TransferMonitor.h"
 
-#include "apps/vexil/console/FileProgress.h"
+#include "apps/vexil/console/Progress.h"
 #include "apps/vexil/platform/Interrupt.h"
 #include "zet/Log.h"
 

@@ -1,6 +1,6 @@
 #include "apps/vexil/transfer/SingleTransfer.h"
 
-#include "apps/vexil/console/FileProgress.h"
+#include "apps/vexil/console/Progress.h"
 #include "apps/vexil/session/Session.h"
 #include "apps/vexil/transfer/TransferQueue.h"
 

@@ -3,6 +3,8 @@
 #include "vexil/BaseTypes.h"
 #include "zet/OutStream.h"
 
+#include <streambuf>
+
 namespace vexil::app {
 
 class CConsole;
@@ -23,6 +25,14 @@ public:
 private:
     CConsole& m_console;
     int64 m_position = 0;
+};
+
+/// Standard error, unbuffered. A write that waits for a slow reader fails after an interrupt: otherwise it
+/// would delay the end of the program.
+class CErrorStreamBuffer : public std::streambuf {
+protected:
+    int_type overflow(int_type character) override;
+    std::streamsize xsputn(const char* data, std::streamsize size) override;
 };
 
 }  // namespace vexil::app

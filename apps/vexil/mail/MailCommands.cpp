@@ -4,7 +4,6 @@
 #include "apps/vexil/mail/MailContent.h"
 #include "apps/vexil/mail/MailDraft.h"
 #include "apps/vexil/mail/MailRefusal.h"
-#include "apps/vexil/mail/MailServerOptions.h"
 #include "apps/vexil/mail/MailSession.h"
 #include "apps/vexil/session/Session.h"
 
@@ -14,6 +13,8 @@
 namespace vexil::app {
 
 namespace {
+
+// ---- send -------------------------------------------------------------------------------------------------
 
 constexpr int acceptedCode = 250;
 
@@ -98,10 +99,39 @@ CMailDraft CMailSendCommand::makeDraft(CSession& session) const {
     return draft;
 }
 
+// ---- test -------------------------------------------------------------------------------------------------
+
+class CMailTestCommand : public CCommand {
+public:
+    void define(CCommandSyntax& syntax) override;
+    ExitCode run(CSession& session) override;
+
+private:
+    CMailServerOptions m_server;
+};
+
+void CMailTestCommand::define(CCommandSyntax& syntax) {
+    syntax.command("test", "Connect to a mail server and log in");
+    m_server.define(syntax);
+    syntax.footer(R"(Example:
+  vexil mail test --server mail.example.com --security ssl)");
+}
+
+ExitCode CMailTestCommand::run(CSession& session) {
+    CMailSession mail(session, m_server);
+    mail.test();
+    session.getConsole().print(mail.describe());
+    return ExitCode::Done;
+}
+
 }  // namespace
 
 std::unique_ptr<CCommand> makeMailSend() {
     return std::make_unique<CMailSendCommand>();
+}
+
+std::unique_ptr<CCommand> makeMailTest() {
+    return std::make_unique<CMailTestCommand>();
 }
 
 }  // namespace vexil::app

@@ -1,7 +1,0 @@
-#include "apps/vexil/command/Command.h"
-
-namespace vexil::app {
-
-CCommand::~CCommand() = default;
-
-}  // namespace vexil::app
