@@ -29,6 +29,7 @@
 #include <iterator>
 #include <map>
 #include <memory>
+#include <random>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -271,8 +272,9 @@ protected:
     }
 
     int m_retries = 0;
+    // Two processes may run the same test at the same time.
     const fs::path m_folder =
-        fs::path(testing::TempDir()) / ("vexil-store-test-" + getTestName() + "-" + GetParam().name);
+        fs::path(testing::TempDir()) / ("vexil-store-test-" + std::to_string(std::random_device()()));
     std::ostringstream m_output;
     CConsole m_console{m_output, m_output, false};
     std::unique_ptr<CSession> m_session;
