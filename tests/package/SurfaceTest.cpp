@@ -54,11 +54,16 @@
 #include "vexil/s3/S3Client.h"
 #include "vexil/s3/S3CopyObjectResult.h"
 #include "vexil/s3/S3Credentials.h"
+#include "vexil/s3/S3CredentialsProvider.h"
+#include "vexil/s3/S3EnvironmentCredentials.h"
 #include "vexil/s3/S3Error.h"
 #include "vexil/s3/S3ErrorResponse.h"
+#include "vexil/s3/S3FixedCredentials.h"
 #include "vexil/s3/S3ListObjectsElement.h"
 #include "vexil/s3/S3ListObjectsResult.h"
 #include "vexil/s3/S3ObjectEnum.h"
+#include "vexil/s3/S3ProfileCredentials.h"
+#include "vexil/s3/S3RefreshedCredentials.h"
 #include "vexil/s3/S3SigningError.h"
 #include "vexil/s3/S3SigningOptions.h"
 #include "zet/ASCII.h"
@@ -611,6 +616,7 @@ void name_vexil_CS3Client() {
     name(static_cast<void (Class::*)(const String&)>(&Class::setRegion));
     name(static_cast<String (Class::*)() const>(&Class::getRegion));
     name(static_cast<void (Class::*)(const String&)>(&Class::setSessionToken));
+    name(static_cast<void (Class::*)(IS3CredentialsProvider*)>(&Class::setCredentialsProvider));
     name(static_cast<void (Class::*)(bool)>(&Class::setAnonymous));
     name(static_cast<void (Class::*)(S3AddressingStyle)>(&Class::setAddressingStyle));
     name(static_cast<void (Class::*)(S3PayloadSigning)>(&Class::setPayloadSigning));
@@ -720,6 +726,23 @@ void name_vexil_CS3ErrorResponse() {
     name(static_cast<String (Class::*)() const>(&Class::getRequestID));
     name(static_cast<const String& (Class::*)() const noexcept>(&Class::getRegion));
     name(static_cast<P<CS3ErrorResponse> (*)(const String&)>(&Class::createObjectNotFoundResponse));
+}
+
+void name_vexil_S3Credentials() {
+    using namespace vexil;
+    name(static_cast<CS3Credentials (IS3CredentialsProvider::*)()>(&IS3CredentialsProvider::getCredentials));
+    if (t_construct) {
+        [[maybe_unused]] const CS3FixedCredentials fixed(any<const CS3Credentials>());
+        [[maybe_unused]] const CS3EnvironmentCredentials environment;
+        [[maybe_unused]] const CS3ProfileCredentials profile(any<const String>(), any<const String>());
+    }
+    name(static_cast<const String& (CS3ProfileCredentials::*)() const noexcept>(
+        &CS3ProfileCredentials::getProfile));
+    name(static_cast<const String& (CS3ProfileCredentials::*)() const noexcept>(
+        &CS3ProfileCredentials::getFile));
+    name(
+        static_cast<CS3Credentials (CS3RefreshedCredentials::*)()>(&CS3RefreshedCredentials::getCredentials));
+    [[maybe_unused]] const CS3TemporaryCredentials temporary;
 }
 
 void name_vexil_CS3SigningError() {
@@ -1678,6 +1701,7 @@ TEST(SurfaceTest, NamesEverythingPublic) {
     name_vexil_CS3CopyObjectResult();
     name_vexil_CS3Error();
     name_vexil_CS3ErrorResponse();
+    name_vexil_S3Credentials();
     name_vexil_CS3SigningError();
     name_vexil_CS3ListObjectsElement();
     name_vexil_CS3ListObjectsResult();

@@ -6,6 +6,7 @@
 #include "vexil/net/NetRequest.h"
 #include "vexil/net/NetRequestSetup.h"
 #include "vexil/s3/S3Credentials.h"
+#include "vexil/s3/S3CredentialsProvider.h"
 #include "vexil/s3/S3ListObjectsResult.h"
 #include "vexil/s3/S3SigningOptions.h"
 #include "zet/InStream.h"
@@ -47,8 +48,8 @@ concept S3TemporaryBytes =
 /// of setRequestSetup(). Response bodies go to the request's default receive buffer unless a stream is given.
 ///
 /// Thread safety: one thread at a time, because the digest of a put is computed in the client's own
-/// object. Copies share only the hook and may be used on different threads. The static members may be
-/// called from any thread.
+/// object. Copies share only the hook and the provider of keys and may be used on different threads. The
+/// static members may be called from any thread.
 ///
 /// Lifetime: after a preparation the request keeps a reference to the stream until it is reset. An operation
 /// releases the stream when it ends. Memory to be put must not change until the transfer has ended.
@@ -133,6 +134,12 @@ public:
     /// The token of temporary keys (x-amz-security-token); "", the default, for permanent keys.
     /// \throws CInvalidArgError for a token with CR, LF or NUL
     void setSessionToken(const String& token);
+    /// Where the keys of each signature come from; a reference is kept. Null, the default: the keys of the
+    /// constructor and of setSessionToken(). A copy of the client uses the same provider.
+    ///
+    /// What the provider throws passes through the preparation or operation. Keys that are empty are a
+    /// CError, keys with CR, LF or NUL a CInvalidArgError.
+    void setCredentialsProvider(IS3CredentialsProvider* provider) { m_provider = provider; }
     /// Sends requests without a signature, as for objects that everybody may read. The keys have no effect
     /// then. Default false.
     void setAnonymous(bool anonymous) { m_isAnonymous = anonymous; }
@@ -601,6 +608,7 @@ private:
     S3PayloadSigning m_payloadSigning = S3PayloadSigning::Signed;
     String m_region = "us-east-1";
     String m_sessionToken;
+    P<IS3CredentialsProvider> m_provider;
     TMap<String, String> m_bucketRegions;  // learnt from refusals
     zet::CTimeSpan m_clockCorrection = zet::CTimeSpan::fromSeconds(0);
     bool m_isAnonymous = false;

@@ -140,13 +140,22 @@ CS3Header CS3Client::makeTimeHeader() const {
 
 CS3SigningKeys CS3Client::getKeys() const {
     static constexpr char place[] = "CS3Client::signRequest";
-    if (hasLineEnd(m_accessKeyId)) {
+    CS3SigningKeys keys{m_accessKeyId, m_secretKeyUTF8, m_sessionToken};
+    // The provider may replace itself.
+    if (const P<IS3CredentialsProvider> provider = m_provider) {
+        const CS3Credentials provided = provider->getCredentials();
+        if (provided.accessKeyId.isEmpty() || provided.secretKey.isEmpty()) {
+            throw CError("The credentials provider has returned empty keys.");
+        }
+        keys = {provided.accessKeyId, provided.secretKey.toUTF8(), provided.sessionToken};
+    }
+    if (hasLineEnd(keys.accessKeyId)) {
         throw CInvalidArgError(place, "access key id must not contain CR, LF or NUL");
     }
-    if (hasLineEnd(m_sessionToken)) {
+    if (hasLineEnd(keys.sessionToken)) {
         throw CInvalidArgError(place, "session token must not contain CR, LF or NUL");
     }
-    return {m_accessKeyId, m_secretKeyUTF8, m_sessionToken};
+    return keys;
 }
 
 void CS3Client::signRequest(CNetRequest* request) {
