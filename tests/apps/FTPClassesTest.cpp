@@ -100,7 +100,7 @@ TEST(FTPTransferPolicyTest, TriesAgainWhatMayPass) {
     CFTPTransferPolicy policy;
     const P<CNetRequest> request = new CNetRequest;
     const auto isTriedAgain = [&](const CError& error) {
-        CPatience::Failures failures;
+        CRetryPolicy::Failures failures;
         return policy.decideRetry(*request, error, failures).has_value();
     };
     for (const CURLcode code :

@@ -13,7 +13,14 @@
 #include "vexil/Version.h"
 #include "vexil/async/AsyncNetRequestManager.h"
 #include "vexil/async/AsyncNetRequestThread.h"
+#include "vexil/async/FunctionTransferJob.h"
 #include "vexil/async/IAsyncNetRequestManager.h"
+#include "vexil/async/ITransfer.h"
+#include "vexil/async/ITransferJob.h"
+#include "vexil/async/ITransferObserver.h"
+#include "vexil/async/ITransferPolicy.h"
+#include "vexil/async/TransferPolicy.h"
+#include "vexil/async/TransferQueue.h"
 #include "vexil/ftp/FTPClient.h"
 #include "vexil/ftp/FTPDirEntry.h"
 #include "vexil/ftp/FTPGetInfoResult.h"
@@ -44,6 +51,7 @@
 #include "vexil/net/NetRequestSetup.h"
 #include "vexil/net/NetRequestTypes.h"
 #include "vexil/net/NetStringList.h"
+#include "vexil/net/RetryPolicy.h"
 #include "vexil/net/RootCertBundle.h"
 #include "vexil/net/ServerInfo.h"
 #include "vexil/net/TransferData.h"
@@ -109,8 +117,10 @@
 #include <chrono>
 #include <cstddef>
 #include <filesystem>
+#include <functional>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <span>
 #include <string>
@@ -1313,6 +1323,123 @@ void name_vexil_CAsyncNetRequestThread() {
     name(static_cast<void (Class::*)(CNetRequest*)>(&Class::restartRequest));
 }
 
+void name_vexil_CRetryPolicy() {
+    using Class = vexil::CRetryPolicy;
+    using namespace vexil;
+    using Failures = Class::Failures;
+    using Milliseconds = Class::Milliseconds;
+    if (t_construct) {
+        [[maybe_unused]] const Class object{};
+        [[maybe_unused]] const Class other(any<Class::Settings>());
+    }
+    using Decide = std::optional<Milliseconds> (Class::*)(const CError&, Failures&, bool, Milliseconds);
+    name(static_cast<Decide>(&Class::decidePause));
+    name(static_cast<bool (Class::*)(const Failures&) const>(&Class::mayTryAgain));
+    name(static_cast<void (Class::*)()>(&Class::onSuccess));
+    name(static_cast<int64 (Class::*)() const noexcept>(&Class::getRetryCount));
+    name(static_cast<Milliseconds (*)(const CNetRequest&)>(&Class::findRetryAfter));
+    name(static_cast<const Milliseconds*>(&Class::firstPause));
+    name(static_cast<const Milliseconds*>(&Class::maxPause));
+    name(static_cast<const Milliseconds*>(&Class::defaultLimit));
+    name(static_cast<const Milliseconds*>(&Class::defaultFirstLimit));
+    name(static_cast<const int*>(&Class::maxBrokenTransfers));
+    name(static_cast<Milliseconds Class::Settings::*>(&Class::Settings::limit));
+    name(static_cast<Milliseconds Class::Settings::*>(&Class::Settings::firstLimit));
+    name(static_cast<std::optional<int> Class::Settings::*>(&Class::Settings::maxRetries));
+    name(static_cast<double Class::Settings::*>(&Class::Settings::randomShare));
+    name(static_cast<double Class::Settings::*>(&Class::Settings::pauseFactor));
+    name(
+        static_cast<std::function<Class::Clock::time_point()> Class::Settings::*>(&Class::Settings::getTime));
+    name(static_cast<std::function<double()> Class::Settings::*>(&Class::Settings::getRandom));
+    using OnPause = std::function<void(const CError&, int, Milliseconds)>;
+    name(static_cast<OnPause Class::Settings::*>(&Class::Settings::onPause));
+    name(static_cast<int Failures::*>(&Failures::count));
+    name(static_cast<int Failures::*>(&Failures::broken));
+    name(static_cast<std::optional<Class::Clock::time_point> Failures::*>(&Failures::since));
+}
+
+void name_vexil_ITransfer() {
+    using Class = vexil::ITransfer;
+    using namespace vexil;
+    name(static_cast<void (Class::*)(CNetRequest&)>(&Class::prepare));
+    name(static_cast<void (Class::*)(CNetRequest&)>(&Class::checkResponse));
+    name(static_cast<bool (Class::*)() const>(&Class::isComplete));
+    name(static_cast<bool (Class::*)(CNetRequest&, const CError&)>(&Class::canBeginAgain));
+    name(static_cast<bool (Class::*)(CNetRequest&, const CError&)>(&Class::canFallBack));
+}
+
+void name_vexil_ITransferJob() {
+    using Class = vexil::ITransferJob;
+    using namespace vexil;
+    name(static_cast<ITransfer& (Class::*)()>(&Class::getTransfer));
+    name(static_cast<void (Class::*)(CNetRequest&)>(&Class::onAttach));
+    name(static_cast<void (Class::*)(CNetRequest&) noexcept>(&Class::onDetach));
+    name(static_cast<void (Class::*)(CNetRequest&)>(&Class::onSuccess));
+    name(static_cast<void (Class::*)(const CError&)>(&Class::onFailure));
+    using RequestFunction = std::function<void(CNetRequest&)>;
+    using Make = P<Class> (*)(RequestFunction, RequestFunction, std::function<void(const CError&)>);
+    name(static_cast<Make>(&makeTransferJob));
+}
+
+void name_vexil_ITransferPolicy() {
+    using Class = vexil::ITransferPolicy;
+    using namespace vexil;
+    using Failures = CRetryPolicy::Failures;
+    using Decide =
+        std::optional<std::chrono::milliseconds> (Class::*)(CNetRequest&, const CError&, Failures&);
+    name(static_cast<void (Class::*)(CNetRequest&)>(&Class::checkResult));
+    name(static_cast<Decide>(&Class::decideRetry));
+    name(static_cast<Decide>(&Class::decidePause));
+    name(static_cast<bool (Class::*)(const Failures&) const>(&Class::mayTryAgain));
+    name(static_cast<bool (Class::*)(CNetRequest&, const CError&) const>(&Class::isRefusedConnection));
+    name(static_cast<P<CNetRequest> (Class::*)() const>(&Class::getOwnRequest));
+    name(static_cast<void (Class::*)(CNetRequest&)>(&Class::performHere));
+}
+
+void name_vexil_CTransferPolicy() {
+    using Class = vexil::CTransferPolicy;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object{};
+        [[maybe_unused]] const Class other(any<CRetryPolicy::Settings>(), Class::Repeat::Always);
+    }
+    t_named += Class::Repeat::IfSafe != Class::Repeat::Always ? 1 : 0;
+    using Failures = CRetryPolicy::Failures;
+    using Decide =
+        std::optional<std::chrono::milliseconds> (Class::*)(CNetRequest&, const CError&, Failures&);
+    name(static_cast<void (Class::*)(CNetRequest&)>(&Class::checkResult));
+    name(static_cast<Decide>(&Class::decideRetry));
+    name(static_cast<Decide>(&Class::decidePause));
+    name(static_cast<bool (Class::*)(const Failures&) const>(&Class::mayTryAgain));
+    name(static_cast<int64 (Class::*)() const noexcept>(&Class::getRetryCount));
+}
+
+void name_vexil_ITransferObserver() {
+    using Class = vexil::ITransferObserver;
+    using namespace vexil;
+    name(static_cast<void (Class::*)()>(&Class::checkContinue));
+    name(static_cast<void (Class::*)(CNetRequest&)>(&Class::onStart));
+    name(static_cast<void (Class::*)(CNetRequest&)>(&Class::onProgress));
+    name(static_cast<void (Class::*)(CNetRequest&)>(&Class::onEnd));
+    name(static_cast<void (Class::*)(int)>(&Class::onFewerTransfers));
+    name(static_cast<void (Class::*)()>(&Class::onOneConnection));
+    name(static_cast<void (Class::*)(CNetRequest&)>(&Class::onFatalFailure));
+    name(static_cast<void (Class::*)(CNetRequest&)>(&Class::onGivenUp));
+}
+
+void name_vexil_CTransferQueue() {
+    using Class = vexil::CTransferQueue;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<ITransferPolicy*>());
+        [[maybe_unused]] const Class other(any<ITransferPolicy*>(), 1, any<ITransferObserver*>());
+    }
+    name(static_cast<void (Class::*)(CCancelToken*)>(&Class::setCancelToken));
+    name(static_cast<void (Class::*)(P<ITransferJob>)>(&Class::start));
+    name(static_cast<void (Class::*)()>(&Class::finish));
+    name(static_cast<const int*>(&Class::defaultCount));
+}
+
 void name_vexil_CAsyncNetRequestThread_IProgressHandler() {
     using Class = vexil::CAsyncNetRequestThread::IProgressHandler;
     using namespace vexil;
@@ -1742,6 +1869,13 @@ TEST(SurfaceTest, NamesEverythingPublic) {
     name_vexil_CAsyncNetRequestManager();
     name_vexil_CAsyncNetRequestThread();
     name_vexil_CAsyncNetRequestThread_IProgressHandler();
+    name_vexil_CRetryPolicy();
+    name_vexil_ITransfer();
+    name_vexil_ITransferJob();
+    name_vexil_ITransferPolicy();
+    name_vexil_CTransferPolicy();
+    name_vexil_ITransferObserver();
+    name_vexil_CTransferQueue();
     name_vexil_CFTPClient();
     name_vexil_CFTPDirEntry();
     name_vexil_CFTPGetInfoResult();

@@ -38,7 +38,7 @@ struct COptions {
     bool redirectToHTTP = false;            ///< follow redirects from https to http
     double timeoutSeconds = 0;              ///< of one whole request; 0 for no limit
     std::optional<int> retries;             ///< of one operation; nullopt for as many as the patience allows
-    std::optional<double> patienceSeconds;  ///< see CPatience; nullopt for its defaults
+    std::optional<double> patienceSeconds;  ///< see vexil::CRetryPolicy; nullopt for its defaults
     Verbosity verbosity = Verbosity::Warning;
     std::string verboseLog;       ///< file for all messages on the wire; "" for no log
     std::string credentialsFile;  ///< "" for the environment's credentials

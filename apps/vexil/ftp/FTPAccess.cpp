@@ -3,7 +3,7 @@
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/session/Credentials.h"
 #include "apps/vexil/session/Setting.h"
-#include "apps/vexil/transfer/PatienceSettings.h"
+#include "apps/vexil/transfer/RetrySettings.h"
 #include "vexil/net/URLRedaction.h"
 
 namespace vexil::app {
@@ -54,6 +54,6 @@ const CCredentialNames CFTPAccess::credentialNames = {"VEXIL_FTP_USER", "VEXIL_F
 CFTPAccess::CFTPAccess(CSession& session)
     // In braces, so that a missing server is reported before bad certificates.
     : m_session(session), m_ftp{makeClient(session), session.getSetup(), session.getRequest(),
-                                std::make_shared<CPatience>(makePatienceSettings(session))} {}
+                                std::make_shared<CRetryPolicy>(makeRetrySettings(session))} {}
 
 }  // namespace vexil::app

@@ -5,7 +5,7 @@
 #include "apps/vexil/ftp/FTPPath.h"
 #include "apps/vexil/ftp/FTPStore.h"
 #include "apps/vexil/mirror/Backup.h"
-#include "apps/vexil/transfer/TransferQueue.h"
+#include "apps/vexil/transfer/SessionQueue.h"
 
 #include <string>
 #include <vector>
@@ -23,7 +23,7 @@ private:
     std::string m_folder;
     std::string m_directory;
     std::vector<std::string> m_excluded;
-    int m_jobs = CTransferQueue::defaultCount;
+    int m_jobs = CSessionQueue::defaultCount;
 };
 
 void CFTPBackupCommand::define(CCommandSyntax& syntax) {
@@ -32,7 +32,7 @@ void CFTPBackupCommand::define(CCommandSyntax& syntax) {
         .argument("DIRECTORY", m_directory, "Directory on the server, which is created if it does not exist")
         .options("--exclude", "PATH", m_excluded,
                  "A file or folder to leave out, relative to FOLDER; may be repeated")
-        .number("--jobs", "N", m_jobs, 1, CTransferQueue::maxCount,
+        .number("--jobs", "N", m_jobs, 1, CSessionQueue::maxCount,
                 "How many files are stored at once, at most (default: 8)")
         .footer(R"(Examples:
   vexil ftp backup ~/Documents /backups/documents

@@ -68,7 +68,7 @@ void CFTPDownload::takeInfos(const CNetRequest& request) {
     }
 }
 
-void CFTPDownload::checkAnswer(CNetRequest& request) {
+void CFTPDownload::checkResponse(CNetRequest& request) {
     takeInfos(request);
     m_isUnderWay = false;
     const int64 written = getWrittenBytes();

@@ -21,8 +21,8 @@ public:
     /// \throws CError if another file has replaced this one
     void prepare(CNetRequest& request) override;
     /// \throws CError if bytes are missing
-    void checkAnswer(CNetRequest& request) override;
-    bool canBeginAnew(CNetRequest&, const CError&) override { return false; }
+    void checkResponse(CNetRequest& request) override;
+    bool canBeginAgain(CNetRequest&, const CError&) override { return false; }
     /// \throws CError if the server refuses an existing file
     bool canFallBack(CNetRequest& request, const CError& error) override;
 

@@ -5,7 +5,7 @@
 #include "apps/vexil/ftp/FTPPath.h"
 #include "apps/vexil/ftp/FTPStore.h"
 #include "apps/vexil/mirror/Restore.h"
-#include "apps/vexil/transfer/TransferQueue.h"
+#include "apps/vexil/transfer/SessionQueue.h"
 
 #include <string>
 
@@ -21,14 +21,14 @@ public:
 private:
     std::string m_directory;
     std::string m_folder;
-    int m_jobs = CTransferQueue::defaultCount;
+    int m_jobs = CSessionQueue::defaultCount;
 };
 
 void CFTPRestoreCommand::define(CCommandSyntax& syntax) {
     syntax.command("restore", "Download all files below a directory into a folder")
         .argument("DIRECTORY", m_directory, "Directory on the server")
         .argument("FOLDER", m_folder, "Folder to restore to, which is created if it does not exist")
-        .number("--jobs", "N", m_jobs, 1, CTransferQueue::maxCount,
+        .number("--jobs", "N", m_jobs, 1, CSessionQueue::maxCount,
                 "How many files are fetched at once, at most (default: 8)")
         .footer(R"(Example:
   vexil ftp restore /backups/documents restored

@@ -4,10 +4,10 @@
 #include "apps/vexil/ftp/FTPPath.h"
 #include "apps/vexil/ftp/FTPReplies.h"
 #include "apps/vexil/platform/Interrupt.h"
+#include "apps/vexil/transfer/Retry.h"
 #include "vexil/net/CURLError.h"
 
 #include <algorithm>
-#include <thread>
 
 namespace vexil::app {
 
@@ -49,7 +49,7 @@ private:
 }  // namespace
 
 CFTPSession::CFTPSession(const CFTPClient& client, INetRequestSetup& setup, CNetRequest& request,
-                         const std::shared_ptr<CPatience>& patience)
+                         const std::shared_ptr<CRetryPolicy>& patience)
     : m_client(client), m_request(request), m_policy(patience) {
     m_policy.setOwnRequest(request);
     m_client.setRequestSetup(new CFTPRequestSetup(setup, m_policy));
@@ -65,24 +65,27 @@ void CFTPSession::perform(const String& path, const Preparation& prepare, bool i
 }
 
 void CFTPSession::performPlainly(const Preparation& prepare, bool isListing, const Judgement& judge) {
-    CPatience::Failures failures;
-    for (;;) {
-        CInterrupt::throwIfRequested();
-        prepare(m_client, m_request);
-        try {
-            m_policy.perform(m_request);
-            if (isListing) {
-                checkListed();
-            }
-            return;
-        } catch (const CError& error) {
-            const P<CError> cause = judge ? judge(error) : nullptr;
-            const auto time = m_policy.decideRetry(m_request, cause ? *cause : error, failures);
-            if (!time) {
-                (cause ? *cause : error).throwClone();
-            }
-            CPatience::wait(*time);
+    runWithRetries(
+        [&] {
+            prepare(m_client, m_request);
+            performOnce(isListing, judge);
+        },
+        [this](const CError& error, CRetryPolicy::Failures& failures) {
+            return m_policy.decideRetry(m_request, error, failures);
+        });
+}
+
+void CFTPSession::performOnce(bool isListing, const Judgement& judge) {
+    try {
+        m_policy.perform(m_request);
+        if (isListing) {
+            checkListed();
         }
+    } catch (const CError& error) {
+        if (const P<CError> cause = judge ? judge(error) : nullptr) {
+            cause->throwClone();
+        }
+        throw;
     }
 }
 

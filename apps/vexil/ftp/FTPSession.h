@@ -22,7 +22,7 @@ public:
     /// \param client  for the server; paths are percent-encoded
     /// \param setup   called for each request
     CFTPSession(const CFTPClient& client, INetRequestSetup& setup, CNetRequest& request,
-                const std::shared_ptr<CPatience>& patience);
+                const std::shared_ptr<CRetryPolicy>& patience);
     CFTPSession(const CFTPSession&) = delete;
     CFTPSession& operator=(const CFTPSession&) = delete;
 
@@ -75,6 +75,7 @@ private:
     using Judgement = std::function<P<CError>(const CError& error)>;
 
     void performPlainly(const Preparation& prepare, bool isListing = false, const Judgement& judge = nullptr);
+    void performOnce(bool isListing, const Judgement& judge);
     void performTolerantly(const String& command);
     void checkListed();
     void explainRefusal(const CError& error, const String& path);

@@ -193,7 +193,7 @@ std::unique_ptr<IStoredFile> CFTPStore::CListing::tryToEnter(const String& relat
 CFTPStore::CFTPStore(CFTPAccess& access, const String& directory)
     : m_access(access), m_directory(directory), m_parts(access) {}
 
-ITransferPolicy& CFTPStore::getPolicy() {
+IServerPolicy& CFTPStore::getPolicy() {
     return m_access.getFTP().getPolicy();
 }
 

@@ -14,7 +14,7 @@ public:
     /// The access must outlive it.
     CFTPStore(CFTPAccess& access, const String& directory);
 
-    ITransferPolicy& getPolicy() override;
+    IServerPolicy& getPolicy() override;
     /// The files in the order of the server's listings. Links and the like are named and skipped, and so are
     /// directories that contain themselves. A directory that cannot be listed is returned as a file that
     /// cannot be fetched. The error of the first directory is thrown.

@@ -103,7 +103,7 @@ void CFTPTransferPolicy::checkResult(CNetRequest& request) {
         throwWithReply(error, request);
     }
     m_hasLoggedIn = true;
-    m_patience->onSuccess();
+    m_retryPolicy->onSuccess();
     m_hasTransferred = m_hasTransferred || hasReply(request, replyTransferDone);
 }
 
@@ -156,7 +156,7 @@ void CFTPTransferPolicy::throwWithReply(const CCURLError& error, CNetRequest& re
 }
 
 std::optional<std::chrono::milliseconds>
-CFTPTransferPolicy::decideRetry(CNetRequest& request, const CError& error, CPatience::Failures& failures) {
+CFTPTransferPolicy::decideRetry(CNetRequest& request, const CError& error, CRetryPolicy::Failures& failures) {
     const auto* const transferError = dynamic_cast<const CCURLError*>(&error);
     if (transferError && isFull(transferError->getResponseCode())) {
         return std::nullopt;

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "apps/vexil/ftp/FTPDiagnosis.h"
-#include "apps/vexil/transfer/TransferPolicy.h"
+#include "apps/vexil/transfer/ServerPolicy.h"
 #include "vexil/async/AsyncNetRequestManager.h"
 #include "vexil/net/CURLError.h"
 
@@ -12,20 +12,21 @@ namespace vexil::app {
 
 /// The policy of FTP transfers: temporary failures (a connection that fails or cannot be made, a busy server)
 /// are tried again as the patience allows, prepared again.
-class CFTPTransferPolicy : public ITransferPolicy {
+class CFTPTransferPolicy : public virtual CBase, public IServerPolicy {
 public:
-    explicit CFTPTransferPolicy(const std::shared_ptr<CPatience>& patience = std::make_shared<CPatience>())
-        : m_patience(patience), m_manager(new CAsyncNetRequestManager) {}
+    explicit CFTPTransferPolicy(
+        const std::shared_ptr<CRetryPolicy>& patience = std::make_shared<CRetryPolicy>())
+        : m_retryPolicy(patience), m_manager(new CAsyncNetRequestManager) {}
 
     void checkResult(CNetRequest& request) override;
     std::optional<std::chrono::milliseconds> decideRetry(CNetRequest& request, const CError& error,
-                                                         CPatience::Failures& failures) override;
+                                                         CRetryPolicy::Failures& failures) override;
     std::optional<std::chrono::milliseconds> decidePause(CNetRequest& request, const CError& error,
-                                                         CPatience::Failures& failures) override {
-        return m_patience->decidePause(error, failures, hasMovedBytes(request, error));
+                                                         CRetryPolicy::Failures& failures) override {
+        return m_retryPolicy->decidePause(error, failures, hasMovedBytes(request, error));
     }
-    bool mayTryAgain(const CPatience::Failures& failures) const override {
-        return m_patience->mayTryAgain(failures);
+    bool mayTryAgain(const CRetryPolicy::Failures& failures) const override {
+        return m_retryPolicy->mayTryAgain(failures);
     }
     /// A refused login, by a reply or by the end of the connection. True only if a login has succeeded
     /// before: then name and password are not the reason.
@@ -36,7 +37,7 @@ public:
     void performHere(CNetRequest& request) override;
     /// Whether a transfer over a data connection has succeeded.
     bool hasTransferred() const noexcept { return m_hasTransferred; }
-    int64 getRetryCount() const override { return m_patience->getRetryCount(); }
+    int64 getRetryCount() const override { return m_retryPolicy->getRetryCount(); }
 
     /// The request of the last perform(); keeps a reference to it.
     void setOwnRequest(CNetRequest& request) { m_ownRequest = &request; }
@@ -52,7 +53,7 @@ public:
     [[noreturn]] static void throwWithReply(const CCURLError& error, CNetRequest& request);
 
 private:
-    const std::shared_ptr<CPatience> m_patience;
+    const std::shared_ptr<CRetryPolicy> m_retryPolicy;
     bool m_hasLoggedIn = false;
     bool m_hasTransferred = false;
     P<CNetRequest> m_ownRequest;

@@ -178,7 +178,7 @@ void CFTPUpload::prepareMove(CNetRequest& request) {
 
 // ---- replies ---------------------------------------------------------------------------------------------
 
-void CFTPUpload::checkAnswer(CNetRequest& request) {
+void CFTPUpload::checkResponse(CNetRequest& request) {
     switch (m_step) {
     case Step::Look:
         m_step = checkLook(request);
@@ -355,7 +355,7 @@ void CFTPUpload::throwIfRenamingIsUnknown(const CNetRequest& request, const CErr
 
 // ---- failures --------------------------------------------------------------------------------------------
 
-bool CFTPUpload::canBeginAnew(CNetRequest&, const CError&) {
+bool CFTPUpload::canBeginAgain(CNetRequest&, const CError&) {
     CInterrupt::throwIfRequested();
     // The data connection ended early, and the server took what it had for the whole file.
     return std::exchange(m_isCut, false);

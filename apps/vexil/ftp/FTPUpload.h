@@ -2,7 +2,7 @@
 
 #include "apps/vexil/files/FileInStream.h"
 #include "apps/vexil/ftp/RemoteParts.h"
-#include "apps/vexil/transfer/Transfer.h"
+#include "vexil/async/ITransfer.h"
 #include "vexil/net/NetReply.h"
 
 #include <initializer_list>
@@ -25,9 +25,9 @@ public:
 
     void prepare(CNetRequest& request) override;
     /// \throws CError if the server has stored something else, and if a directory has the name of the file
-    void checkAnswer(CNetRequest& request) override;
+    void checkResponse(CNetRequest& request) override;
     bool isComplete() const override { return m_step == Step::Done; }
-    bool canBeginAnew(CNetRequest& request, const CError& error) override;
+    bool canBeginAgain(CNetRequest& request, const CError& error) override;
     bool canFallBack(CNetRequest& request, const CError& error) override;
 
 private:

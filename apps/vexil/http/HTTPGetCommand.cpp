@@ -7,7 +7,7 @@
 #include "apps/vexil/http/HTTPBodySink.h"
 #include "apps/vexil/http/HTTPRequest.h"
 #include "apps/vexil/session/Session.h"
-#include "apps/vexil/transfer/AnswerCheck.h"
+#include "apps/vexil/transfer/ResponseCheck.h"
 
 #include <string>
 
@@ -19,10 +19,10 @@ void download(CSession& session, CNetRequest& request, zet::IOutStream& out) {
     request.setReceiveDataSink(new CHTTPBodySink(&out, request.getDefaultReceiveSink()));
     const int64 start = out.getPosition();
     performWithProgress(session, request);
-    checkAnswerIsComplete(request);
+    checkResponseIsComplete(request);
     // For other protocols the headers would be those of a redirect.
     if (request.getResponseCodeDomain() == "http") {
-        checkAnswerLength(request, out.getPosition() - start);
+        checkResponseLength(request, out.getPosition() - start);
     }
 }
 

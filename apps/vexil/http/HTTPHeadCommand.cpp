@@ -4,7 +4,7 @@
 #include "apps/vexil/http/HTTPRequest.h"
 #include "apps/vexil/http/RedirectFollower.h"
 #include "apps/vexil/session/Session.h"
-#include "apps/vexil/transfer/AnswerCheck.h"
+#include "apps/vexil/transfer/ResponseCheck.h"
 
 #include <string>
 
@@ -32,7 +32,7 @@ ExitCode CHTTPHeadCommand::run(CSession& session) {
     CNetRequest& request = prepareHTTPRequest(session, m_url);
     request.setHTTPMethod("HEAD");
     CRedirectFollower(session.getSetup()).perform(request);
-    checkAnswerIsComplete(request);
+    checkResponseIsComplete(request);
     printHeaders(session.getConsole(), request);
     return ExitCode::Done;
 }

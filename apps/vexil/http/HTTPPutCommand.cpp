@@ -4,7 +4,7 @@
 #include "apps/vexil/http/Commands.h"
 #include "apps/vexil/http/HTTPRequest.h"
 #include "apps/vexil/session/Session.h"
-#include "apps/vexil/transfer/AnswerCheck.h"
+#include "apps/vexil/transfer/ResponseCheck.h"
 
 #include <string>
 
@@ -37,7 +37,7 @@ ExitCode CHTTPPutCommand::run(CSession& session) {
     request.setSendDataStream(file);
     request.setSendDataSize(file->getSize());
     performWithProgress(session, request);
-    checkAnswerIsComplete(request);
+    checkResponseIsComplete(request);
     file->checkUnchanged();
     session.getConsole().message(Verbosity::Info, printable(request.getHTTPStatusLine()));
     return ExitCode::Done;

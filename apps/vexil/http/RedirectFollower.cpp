@@ -1,6 +1,6 @@
 #include "apps/vexil/http/RedirectFollower.h"
 
-#include "apps/vexil/transfer/AnswerCheck.h"
+#include "apps/vexil/transfer/ResponseCheck.h"
 #include "vexil/net/CURLError.h"
 #include "vexil/net/URLRedaction.h"
 
@@ -72,7 +72,7 @@ void CRedirectFollower::perform(CNetRequest& request) {
             }
         }
         // The cut part may be the URL, or the end of a list of headers that contains more.
-        checkAnswerIsComplete(request);
+        checkResponseIsComplete(request);
         const String target = withLoginOf(findTarget(request), request.getURL());
         check(request, target);
         go(request, target);

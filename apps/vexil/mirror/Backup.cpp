@@ -2,11 +2,11 @@
 
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/console/ErrorReport.h"
-#include "apps/vexil/console/Progress.h"
 #include "apps/vexil/files/FileInStream.h"
 #include "apps/vexil/platform/Interrupt.h"
 #include "apps/vexil/session/Session.h"
-#include "apps/vexil/transfer/TransferQueue.h"
+#include "apps/vexil/transfer/FileJob.h"
+#include "apps/vexil/transfer/SessionQueue.h"
 
 #include <memory>
 
@@ -16,11 +16,11 @@ CBackup::CBackup(CSession& session, IStore& store)
     : m_session(session), m_store(store), m_progress(session.getConsole()) {}
 
 /// One file in transfer.
-class CBackup::CFileJob : public ITransferJob {
+class CBackup::CStoreJob final : public CFileJob {
 public:
-    CFileJob(CBackup& backup, const std::filesystem::path& relativePath)
-        : m_backup(backup), m_relativePath(relativePath),
-          m_fileProgress(backup.m_progress, describe(relativePath)) {}
+    CStoreJob(CBackup& backup, const std::filesystem::path& relativePath)
+        : CFileJob(backup.m_progress, describe(relativePath)), m_backup(backup),
+          m_relativePath(relativePath) {}
 
     ITransfer& getTransfer() override {
         if (!m_upload) {
@@ -28,16 +28,15 @@ public:
         }
         return *m_upload;
     }
-    CFileProgress* getProgress() override { return &m_fileProgress; }
 
-    void onSuccess() override {
+    void onSuccess(CNetRequest&) override {
         // The checksum matched, but another program may have been in the middle of rewriting the file.
         if (m_file->hasChanged()) {
             m_isStored = true;
             throw CError("the file was changed while it was backed up: "
                          "the stored content may be neither the old nor the new one");
         }
-        m_fileProgress.complete(m_file->getSize());
+        getProgress().complete(m_file->getSize());
     }
 
     void onFailure(const CError& error) override {
@@ -61,7 +60,6 @@ private:
 
     CBackup& m_backup;
     std::filesystem::path m_relativePath;
-    CFileProgress m_fileProgress;
     P<CFileInStream> m_file;
     std::unique_ptr<ITransfer> m_upload;  // set with m_file, when the first transfer is prepared
     bool m_isStored = false;
@@ -81,7 +79,7 @@ ExitCode CBackup::run(const CFolderWalker& walker, int jobs) {
 void CBackup::store(const CFolderWalker& walker, int jobs) {
     m_folder = walker.getFolder();
     m_store.beginUploads();
-    CTransferQueue queue(m_session, m_store.getPolicy(), jobs);
+    CSessionQueue queue(m_session, m_store.getPolicy(), jobs);
     m_queue = &queue;
     walker.walk(*this);
     queue.finish();
@@ -95,7 +93,7 @@ void CBackup::onConflict(const String& name, const String& reason) {
 }
 
 void CBackup::onFile(const std::filesystem::path& relativePath) {
-    m_queue->start(std::make_unique<CFileJob>(*this, relativePath));
+    m_queue->start(make<CStoreJob>(*this, relativePath));
 }
 
 void CBackup::onSkipped(const std::filesystem::path& relativePath, const char* what) {

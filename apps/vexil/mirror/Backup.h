@@ -9,7 +9,7 @@
 namespace vexil::app {
 
 class CSession;
-class CTransferQueue;
+class CSessionQueue;
 
 /// Stores the regular files of a folder, each under its path. Reports files that cannot be read or stored,
 /// and continues with the others. Ends if the server will refuse everything.
@@ -23,7 +23,7 @@ public:
     ExitCode run(const CFolderWalker& walker, int jobs);
 
 private:
-    class CFileJob;
+    class CStoreJob;
 
     void onFile(const std::filesystem::path& relativePath) override;
     void onSkipped(const std::filesystem::path& relativePath, const char* what) override;
@@ -39,7 +39,7 @@ private:
     IStore& m_store;
     std::filesystem::path m_folder;
     CProgress m_progress;
-    CTransferQueue* m_queue = nullptr;  // while run() runs
+    CSessionQueue* m_queue = nullptr;  // while run() runs
     int64 m_skipped = 0;
     int64 m_emptyFolders = 0;
     int64 m_failures = 0;

@@ -2,12 +2,12 @@
 
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/console/ErrorReport.h"
-#include "apps/vexil/console/Progress.h"
 #include "apps/vexil/files/PartFile.h"
 #include "apps/vexil/platform/Interrupt.h"
 #include "apps/vexil/platform/Platform.h"
 #include "apps/vexil/session/Session.h"
-#include "apps/vexil/transfer/TransferQueue.h"
+#include "apps/vexil/transfer/FileJob.h"
+#include "apps/vexil/transfer/SessionQueue.h"
 
 #include <system_error>
 #include <utility>
@@ -17,13 +17,13 @@ namespace vexil::app {
 namespace fs = std::filesystem;
 
 /// One file in transfer.
-class CRestore::CFileJob : public ITransferJob {
+class CRestore::CFetchJob final : public CFileJob {
 public:
-    CFileJob(CRestore& restore, std::unique_ptr<IStoredFile> file)
-        : m_restore(restore), m_stored(std::move(file)), m_name(m_stored->getRelativeName().toLower()),
-          m_fileProgress(restore.m_progress, printable(m_stored->getName())) {}
+    CFetchJob(CRestore& restore, std::unique_ptr<IStoredFile> file)
+        : CFileJob(restore.m_progress, printable(file->getName())), m_restore(restore),
+          m_stored(std::move(file)), m_name(m_stored->getRelativeName().toLower()) {}
 
-    ~CFileJob() override {
+    ~CFetchJob() override {
         if (m_download) {
             m_restore.m_namesUnderWay.erase(m_name);
         }
@@ -38,9 +38,8 @@ public:
         }
         return *m_download;
     }
-    CFileProgress* getProgress() override { return &m_fileProgress; }
 
-    void onSuccess() override {
+    void onSuccess(CNetRequest&) override {
         m_restore.m_continuations += m_download->getContinuationCount();
         const int64 listedSize = m_stored->getSize();
         if (const int64 size = m_file->getStream()->getSize(); size != listedSize) {
@@ -48,7 +47,7 @@ public:
                          formatCount(listedSize));
         }
         m_file->commit();
-        m_fileProgress.complete(listedSize);
+        getProgress().complete(listedSize);
     }
 
     void onFailure(const CError& error) override {
@@ -75,7 +74,6 @@ private:
     CRestore& m_restore;
     std::unique_ptr<IStoredFile> m_stored;
     String m_name;
-    CFileProgress m_fileProgress;
     std::unique_ptr<CPartFile> m_file;
     std::unique_ptr<IDownload> m_download;  // set with m_file, when the first transfer is prepared
 };
@@ -110,7 +108,7 @@ void CRestore::restoreAll(int jobs) {
                      "system", failure.value());
     }
     const std::unique_ptr<IStoreListing> listing = m_store.list();
-    CTransferQueue queue(m_session, m_store.getPolicy(), jobs);
+    CSessionQueue queue(m_session, m_store.getPolicy(), jobs);
     while (std::unique_ptr<IStoredFile> file = findNext(queue, *listing)) {
         CInterrupt::throwIfRequested();
         restore(queue, std::move(file));
@@ -119,7 +117,7 @@ void CRestore::restoreAll(int jobs) {
     m_leftParts.clearAll();
 }
 
-std::unique_ptr<IStoredFile> CRestore::findNext(CTransferQueue& queue, IStoreListing& listing) {
+std::unique_ptr<IStoredFile> CRestore::findNext(CSessionQueue& queue, IStoreListing& listing) {
     try {
         return listing.findNext();
     } catch (const std::exception&) {
@@ -129,8 +127,8 @@ std::unique_ptr<IStoredFile> CRestore::findNext(CTransferQueue& queue, IStoreLis
     }
 }
 
-void CRestore::restore(CTransferQueue& queue, std::unique_ptr<IStoredFile> file) {
-    auto job = std::make_unique<CFileJob>(*this, std::move(file));
+void CRestore::restore(CSessionQueue& queue, std::unique_ptr<IStoredFile> file) {
+    auto job = make<CFetchJob>(*this, std::move(file));
     if (isInTheWayOf(job->getName())) {
         queue.finish();
     }

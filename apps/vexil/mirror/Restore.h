@@ -13,7 +13,7 @@
 namespace vexil::app {
 
 class CSession;
-class CTransferQueue;
+class CSessionQueue;
 
 /// Downloads all stored files. Each gets its name when it is complete, and replaces a file of that name.
 /// Reports files that cannot be written, and continues with the others. Ends if the server will refuse
@@ -29,11 +29,11 @@ public:
     ExitCode run(int jobs);
 
 private:
-    class CFileJob;
+    class CFetchJob;
 
     void restoreAll(int jobs);
-    std::unique_ptr<IStoredFile> findNext(CTransferQueue& queue, IStoreListing& listing);
-    void restore(CTransferQueue& queue, std::unique_ptr<IStoredFile> file);
+    std::unique_ptr<IStoredFile> findNext(CSessionQueue& queue, IStoreListing& listing);
+    void restore(CSessionQueue& queue, std::unique_ptr<IStoredFile> file);
     void printReport();
     bool isInTheWayOf(const String& name) const;
     void makeFolders(const std::filesystem::path& relativePath);

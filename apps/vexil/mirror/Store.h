@@ -3,7 +3,7 @@
 #include "apps/vexil/files/FileInStream.h"
 #include "apps/vexil/files/FileOutStream.h"
 #include "apps/vexil/transfer/Download.h"
-#include "apps/vexil/transfer/TransferPolicy.h"
+#include "apps/vexil/transfer/ServerPolicy.h"
 
 #include <filesystem>
 #include <functional>
@@ -58,7 +58,7 @@ public:
     virtual ~IStore() = default;
 
     /// The policy for transfers to it and from it.
-    virtual ITransferPolicy& getPolicy() = 0;
+    virtual IServerPolicy& getPolicy() = 0;
 
     /// Lists all files, also those in folders below. Sends nothing yet, and keeps only a part of the listing
     /// in memory.

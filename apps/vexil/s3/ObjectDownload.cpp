@@ -4,7 +4,7 @@
 #include "apps/vexil/platform/Interrupt.h"
 #include "apps/vexil/s3/S3Access.h"
 #include "apps/vexil/session/TransferMonitor.h"
-#include "apps/vexil/transfer/AnswerCheck.h"
+#include "apps/vexil/transfer/ResponseCheck.h"
 #include "vexil/net/CURLError.h"
 #include "vexil/net/ErrorClassification.h"
 
@@ -68,13 +68,13 @@ void CObjectDownload::prepare(CNetRequest& request) {
     }
 }
 
-void CObjectDownload::checkAnswer(CNetRequest& request) {
-    checkAnswerIsComplete(request);
+void CObjectDownload::checkResponse(CNetRequest& request) {
+    checkResponseIsComplete(request);
     // Bytes after a status line that could not be parsed, which libcurl calls a success.
     if (request.getDefaultReceiveBuffer()->getUsed() > 0) {
         throw CError("The status line '" + request.getHTTPStatusLine() + "' is not a success.");
     }
-    checkAnswerLength(request, getWrittenBytes() - m_offset);
+    checkResponseLength(request, getWrittenBytes() - m_offset);
     if (m_offset > 0) {
         checkContinuation(request);
     }
@@ -121,7 +121,7 @@ bool CObjectDownload::tryToRestart() {
     return true;
 }
 
-bool CObjectDownload::canBeginAnew(CNetRequest& request, const CError& error) {
+bool CObjectDownload::canBeginAgain(CNetRequest& request, const CError& error) {
     if (areLeftBytesUseless(request, error)) {
         return false;
     }
@@ -137,11 +137,11 @@ bool CObjectDownload::canBeginAnew(CNetRequest& request, const CError& error) {
     }
     if (getWrittenBytes() == 0) {
         m_eTag.clear();
-    } else if (m_eTag.isEmpty() && !isStrong(getAnswerHeader(request, "etag"))) {
+    } else if (m_eTag.isEmpty() && !isStrong(getResponseHeader(request, "etag"))) {
         restartOrThrow(error);
         return true;
     } else {
-        m_eTag = m_eTag.isEmpty() ? getAnswerHeader(request, "etag") : m_eTag;
+        m_eTag = m_eTag.isEmpty() ? getResponseHeader(request, "etag") : m_eTag;
     }
     // Some services ignore the condition.
     if (isContinuation) {
@@ -170,8 +170,8 @@ void CObjectDownload::restartOrThrow(const CError& error) {
 
 bool CObjectDownload::isContinued(const CNetRequest& request) const {
     const String wanted = "bytes " + String::fromInt(m_offset) + "-";
-    return getAnswerHeader(request, "etag") == m_eTag &&
-           getAnswerHeader(request, "content-range").startsWith(wanted);
+    return getResponseHeader(request, "etag") == m_eTag &&
+           getResponseHeader(request, "content-range").startsWith(wanted);
 }
 
 bool CObjectDownload::areLeftBytesUseless(CNetRequest& request, const CError& error) const {
@@ -200,13 +200,13 @@ bool CObjectDownload::canFallBack(CNetRequest& request, const CError& error) {
 }
 
 void CObjectDownload::checkContinuation(const CNetRequest& request) {
-    if (getAnswerHeader(request, "etag") != m_eTag) {
+    if (getResponseHeader(request, "etag") != m_eTag) {
         throwReplaced();
     }
     if (!isContinued(request)) {
         throw CError("The server continued the object '" + printable(m_key) +
                      "' with other bytes than the missing ones (Content-Range: '" +
-                     printable(getAnswerHeader(request, "content-range")) + "').");
+                     printable(getResponseHeader(request, "content-range")) + "').");
     }
     m_isLeftConfirmed = true;
 }

@@ -31,9 +31,9 @@ public:
 
     void prepare(CNetRequest& request) override;
     /// \throws CError if bytes are missing, are not those that were requested, or do not match the ETag
-    void checkAnswer(CNetRequest& request) override;
+    void checkResponse(CNetRequest& request) override;
     /// \throws CError if another object has replaced this one
-    bool canBeginAnew(CNetRequest& request, const CError& error) override;
+    bool canBeginAgain(CNetRequest& request, const CError& error) override;
 
     /// Begins with the first byte if the bytes of an earlier program cannot be used.
     bool canFallBack(CNetRequest& request, const CError& error) override;

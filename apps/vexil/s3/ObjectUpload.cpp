@@ -2,7 +2,7 @@
 
 #include "apps/vexil/platform/Interrupt.h"
 #include "apps/vexil/s3/S3Access.h"
-#include "apps/vexil/transfer/AnswerCheck.h"
+#include "apps/vexil/transfer/ResponseCheck.h"
 
 namespace vexil::app {
 
@@ -22,8 +22,8 @@ void CObjectUpload::prepare(CNetRequest& request) {
                                                  m_contentType);
 }
 
-void CObjectUpload::checkAnswer(CNetRequest& request) {
-    checkAnswerIsComplete(request);
+void CObjectUpload::checkResponse(CNetRequest& request) {
+    checkResponseIsComplete(request);
     if (m_access.verifiesETags()) {
         TMap<String, String> sent;
         request.getCustomHTTPHeaders()->fillMap(sent);
@@ -33,7 +33,7 @@ void CObjectUpload::checkAnswer(CNetRequest& request) {
     }
 }
 
-bool CObjectUpload::canBeginAnew(CNetRequest&, const CError& error) {
+bool CObjectUpload::canBeginAgain(CNetRequest&, const CError& error) {
     CInterrupt::throwIfRequested();
     if (!m_hasWrongContent || m_wrongContents++ >= maxWrongContents) {
         return false;

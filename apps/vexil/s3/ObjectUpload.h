@@ -1,8 +1,8 @@
 #pragma once
 
 #include "apps/vexil/files/FileInStream.h"
-#include "apps/vexil/transfer/Transfer.h"
 #include "vexil/BaseTypes.h"
+#include "vexil/async/ITransfer.h"
 
 namespace vexil::app {
 
@@ -17,8 +17,8 @@ public:
                   const String& contentType);
 
     void prepare(CNetRequest& request) override;
-    void checkAnswer(CNetRequest& request) override;
-    bool canBeginAnew(CNetRequest& request, const CError& error) override;
+    void checkResponse(CNetRequest& request) override;
+    bool canBeginAgain(CNetRequest& request, const CError& error) override;
 
 private:
     CS3Access& m_access;

@@ -1,11 +1,11 @@
 #include "apps/vexil/s3/S3Access.h"
 
 #include "apps/vexil/base/Text.h"
-#include "apps/vexil/platform/Interrupt.h"
 #include "apps/vexil/session/Credentials.h"
 #include "apps/vexil/session/Setting.h"
-#include "apps/vexil/transfer/AnswerCheck.h"
-#include "apps/vexil/transfer/PatienceSettings.h"
+#include "apps/vexil/transfer/ResponseCheck.h"
+#include "apps/vexil/transfer/Retry.h"
+#include "apps/vexil/transfer/RetrySettings.h"
 #include "vexil/net/URLRedaction.h"
 #include "zet/TimeFields.h"
 
@@ -38,22 +38,18 @@ void setEndpoint(CS3Client& client, const String& endpoint) {
 CPatientS3Client::~CPatientS3Client() = default;
 
 int CPatientS3Client::performRequest(CNetRequest& request) {
-    CPatience::Failures failures;
-    for (int tries = 1;; ++tries) {
-        std::optional<std::chrono::milliseconds> pause;
-        try {
-            performOnce(request);
-            return tries;
-        } catch (const CError& error) {
-            CInterrupt::throwIfRequested();
-            pause = m_policy.decideRetry(request, error, failures);
-            if (!pause) {
-                throw;
+    bool isSigned = true;
+    return runWithRetries(
+        [&] {
+            if (!isSigned) {
+                signAgain(request);
             }
-        }
-        CPatience::wait(*pause);
-        signAgain(request);
-    }
+            isSigned = false;
+            performOnce(request);
+        },
+        [&](const CError& error, CRetryPolicy::Failures& failures) {
+            return m_policy.decideRetry(request, error, failures);
+        });
 }
 
 void CPatientS3Client::performOnce(CNetRequest& request) {
@@ -63,7 +59,7 @@ void CPatientS3Client::performOnce(CNetRequest& request) {
         tryThrowBetterError(error, *request.getDefaultReceiveBuffer());
         throw;
     }
-    checkAnswerIsComplete(request);
+    checkResponseIsComplete(request);
     m_policy.onSuccess();
 }
 
@@ -86,7 +82,7 @@ const CCredentialNames CS3Access::credentialNames = {"VEXIL_S3_ACCESS_KEY", "VEX
                                                      "access_key", "secret_key"};
 
 CS3Access::CS3Access(CSession& session)
-    : m_session(session), m_patience(makePatienceSettings(session)), m_policy(m_patience) {
+    : m_session(session), m_retryPolicy(makeRetrySettings(session)), m_policy(m_retryPolicy) {
     const CCredentials credentials = session.loadCredentials(credentialNames);
     m_client = new CPatientS3Client(credentials.getName(), credentials.getSecret(), true, m_policy);
     if (const String endpoint = findEndpoint(session.getOptions()); !endpoint.isEmpty()) {
@@ -97,7 +93,7 @@ CS3Access::CS3Access(CSession& session)
 
 void CS3Access::deleteObject(const String& bucket, const String& key) {
     m_client->deleteObject(getRequest(), bucket, key);
-    checkAnswerIsComplete(getRequest());
+    checkResponseIsComplete(getRequest());
 }
 
 }  // namespace vexil::app

@@ -42,10 +42,10 @@ public:
 
     CSession& getSession() noexcept { return m_session; }
     CConsole& getConsole() noexcept { return m_session.getConsole(); }
-    /// The request of all operations except those of a CTransferQueue.
+    /// The request of all operations except those of a CSessionQueue.
     CNetRequest& getRequest() { return m_session.getRequest(); }
     CPatientS3Client& getClient() noexcept { return *m_client; }
-    ITransferPolicy& getPolicy() noexcept { return m_policy; }
+    IServerPolicy& getPolicy() noexcept { return m_policy; }
     /// Deletes an object, which may be missing.
     void deleteObject(const String& bucket, const String& key);
     /// True if the content of objects is compared with their ETag.
@@ -53,7 +53,7 @@ public:
 
 private:
     CSession& m_session;
-    CPatience m_patience;
+    CRetryPolicy m_retryPolicy;
     CS3TransferPolicy m_policy;
     P<CPatientS3Client> m_client;
 };

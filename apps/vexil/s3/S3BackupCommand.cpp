@@ -4,7 +4,7 @@
 #include "apps/vexil/s3/Commands.h"
 #include "apps/vexil/s3/S3Access.h"
 #include "apps/vexil/s3/S3Store.h"
-#include "apps/vexil/transfer/TransferQueue.h"
+#include "apps/vexil/transfer/SessionQueue.h"
 
 #include <string>
 #include <vector>
@@ -23,7 +23,7 @@ private:
     std::string m_bucket;
     std::string m_prefix;
     std::vector<std::string> m_excluded;
-    int m_jobs = CTransferQueue::defaultCount;
+    int m_jobs = CSessionQueue::defaultCount;
 };
 
 void CS3BackupCommand::define(CCommandSyntax& syntax) {
@@ -33,7 +33,7 @@ void CS3BackupCommand::define(CCommandSyntax& syntax) {
         .optionalArgument("PREFIX", m_prefix, "Folder within the bucket (default: none)")
         .options("--exclude", "PATH", m_excluded,
                  "A file or folder to leave out, relative to FOLDER; may be repeated")
-        .number("--jobs", "N", m_jobs, 1, CTransferQueue::maxCount,
+        .number("--jobs", "N", m_jobs, 1, CSessionQueue::maxCount,
                 "How many files are stored at once, at most (default: 8)")
         .footer(R"(Examples:
   vexil s3 backup ~/Documents backups documents/

@@ -1,7 +1,7 @@
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/s3/Commands.h"
 #include "apps/vexil/s3/S3Access.h"
-#include "apps/vexil/transfer/AnswerCheck.h"
+#include "apps/vexil/transfer/ResponseCheck.h"
 #include "zet/TimeFields.h"
 
 #include <string>
@@ -42,7 +42,7 @@ ExitCode CS3MbCommand::run(CSession& session) {
     session.getSetup().setUp(request);
     client.signRequest(&request);
     client.performRequest(request);
-    checkAnswerIsComplete(request);
+    checkResponseIsComplete(request);
     return ExitCode::Done;
 }
 

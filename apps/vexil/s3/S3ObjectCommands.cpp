@@ -6,7 +6,7 @@
 #include "apps/vexil/s3/ObjectListing.h"
 #include "apps/vexil/s3/S3Access.h"
 #include "apps/vexil/s3/S3Diagnosis.h"
-#include "apps/vexil/transfer/AnswerCheck.h"
+#include "apps/vexil/transfer/ResponseCheck.h"
 
 #include <string>
 
@@ -67,7 +67,7 @@ ExitCode CS3HeadCommand::run(CSession& session) {
     CS3Access access(session);
     access.getClient().getObjectHeaders(access.getRequest(), String::fromUTF8(m_bucket),
                                         String::fromUTF8(m_key));
-    checkAnswerIsComplete(access.getRequest());
+    checkResponseIsComplete(access.getRequest());
     printHeaders(session.getConsole(), access.getRequest());
     return ExitCode::Done;
 }
@@ -79,7 +79,7 @@ ExitCode CS3HeadCommand::run(CSession& session) {
 bool mayExist(CS3Access& access, const String& bucket, const String& key) {
     try {
         access.getClient().getObjectHeaders(access.getRequest(), bucket, key);
-        checkAnswerIsComplete(access.getRequest());
+        checkResponseIsComplete(access.getRequest());
         return true;
     } catch (const CError& error) {
         const CErrorDiagnosis diagnosis = diagnoseS3(error);

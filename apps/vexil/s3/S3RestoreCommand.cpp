@@ -4,7 +4,7 @@
 #include "apps/vexil/s3/Commands.h"
 #include "apps/vexil/s3/S3Access.h"
 #include "apps/vexil/s3/S3Store.h"
-#include "apps/vexil/transfer/TransferQueue.h"
+#include "apps/vexil/transfer/SessionQueue.h"
 
 #include <string>
 #include <vector>
@@ -21,7 +21,7 @@ public:
 private:
     std::string m_bucket;
     std::vector<std::string> m_prefixAndFolder;
-    int m_jobs = CTransferQueue::defaultCount;
+    int m_jobs = CSessionQueue::defaultCount;
 };
 
 void CS3RestoreCommand::define(CCommandSyntax& syntax) {
@@ -30,7 +30,7 @@ void CS3RestoreCommand::define(CCommandSyntax& syntax) {
         .arguments("FOLDER", "[PREFIX] FOLDER", m_prefixAndFolder, 1, 2,
                    "Folder within the bucket (default: all of it), and the folder to restore to, which is "
                    "created if it does not exist")
-        .number("--jobs", "N", m_jobs, 1, CTransferQueue::maxCount,
+        .number("--jobs", "N", m_jobs, 1, CSessionQueue::maxCount,
                 "How many objects are fetched at once, at most (default: 8)")
         .footer(R"(Examples:
   vexil s3 restore backups documents/ restored

@@ -178,7 +178,7 @@ void CS3Store::CListing::give(const P<CS3ListObjectsElement>& element, const Str
 CS3Store::CS3Store(CS3Access& access, const String& bucket, const String& prefix)
     : m_access(access), m_bucket(bucket), m_prefix(makeFolderPrefix(prefix)) {}
 
-ITransferPolicy& CS3Store::getPolicy() {
+IServerPolicy& CS3Store::getPolicy() {
     return m_access.getPolicy();
 }
 

@@ -16,7 +16,7 @@ public:
     /// \param prefix  comes before the path of each file, with a "/" between them
     CS3Store(CS3Access& access, const String& bucket, const String& prefix);
 
-    ITransferPolicy& getPolicy() override;
+    IServerPolicy& getPolicy() override;
     /// If an object and objects below a folder of its name exist, the newer ones become files; the others
     /// have a problem that names them.
     std::unique_ptr<IStoreListing> list() override;

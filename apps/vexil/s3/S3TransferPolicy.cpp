@@ -25,11 +25,11 @@ void CS3TransferPolicy::checkResult(CNetRequest& request) {
         CS3Client::tryThrowBetterError(error, *request.getDefaultReceiveBuffer());
         throw;
     }
-    m_patience.onSuccess();
+    m_retryPolicy.onSuccess();
 }
 
 std::optional<std::chrono::milliseconds>
-CS3TransferPolicy::decideRetry(CNetRequest& request, const CError& error, CPatience::Failures& failures) {
+CS3TransferPolicy::decideRetry(CNetRequest& request, const CError& error, CRetryPolicy::Failures& failures) {
     // The next try is signed with the time of that moment. A wrong clock stays wrong.
     const bool isClockWrong =
         error.getProps().lookup("s3-code") == "RequestTimeTooSkewed" && failures.count > 0;
@@ -37,9 +37,9 @@ CS3TransferPolicy::decideRetry(CNetRequest& request, const CError& error, CPatie
 }
 
 std::optional<std::chrono::milliseconds>
-CS3TransferPolicy::decidePause(CNetRequest& request, const CError& error, CPatience::Failures& failures) {
-    return m_patience.decidePause(error, failures, hasMovedBytes(request, error),
-                                  CPatience::findRetryAfter(request));
+CS3TransferPolicy::decidePause(CNetRequest& request, const CError& error, CRetryPolicy::Failures& failures) {
+    return m_retryPolicy.decidePause(error, failures, hasMovedBytes(request, error),
+                                     CRetryPolicy::findRetryAfter(request));
 }
 
 }  // namespace vexil::app

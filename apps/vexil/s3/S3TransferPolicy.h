@@ -1,33 +1,34 @@
 #pragma once
 
 #include "apps/vexil/s3/S3Diagnosis.h"
-#include "apps/vexil/transfer/TransferPolicy.h"
+#include "apps/vexil/transfer/ServerPolicy.h"
+#include "vexil/net/RetryPolicy.h"
 
 namespace vexil::app {
 
-/// The policy of S3 transfers: temporary failures (isTransientError()) are tried again as the patience
-/// allows, prepared and signed again.
-class CS3TransferPolicy : public ITransferPolicy {
+/// The policy of S3 transfers: temporary failures (isTransientError()) are tried again as the retry
+/// policy allows, prepared and signed again.
+class CS3TransferPolicy : public virtual CBase, public IServerPolicy {
 public:
-    /// The patience must outlive it.
-    explicit CS3TransferPolicy(CPatience& patience) : m_patience(patience) {}
+    /// The retry policy must outlive it.
+    explicit CS3TransferPolicy(CRetryPolicy& retryPolicy) : m_retryPolicy(retryPolicy) {}
 
     void checkResult(CNetRequest& request) override;
     std::optional<std::chrono::milliseconds> decideRetry(CNetRequest& request, const CError& error,
-                                                         CPatience::Failures& failures) override;
+                                                         CRetryPolicy::Failures& failures) override;
     std::optional<std::chrono::milliseconds> decidePause(CNetRequest& request, const CError& error,
-                                                         CPatience::Failures& failures) override;
-    bool mayTryAgain(const CPatience::Failures& failures) const override {
-        return m_patience.mayTryAgain(failures);
+                                                         CRetryPolicy::Failures& failures) override;
+    bool mayTryAgain(const CRetryPolicy::Failures& failures) const override {
+        return m_retryPolicy.mayTryAgain(failures);
     }
     bool isRefusedConnection(CNetRequest&, const CError&) const override { return false; }
     CErrorDiagnosis diagnose(const CError& error) const override { return diagnoseS3(error); }
     /// Must be called for a success that checkResult() does not see.
-    void onSuccess() { m_patience.onSuccess(); }
-    int64 getRetryCount() const override { return m_patience.getRetryCount(); }
+    void onSuccess() { m_retryPolicy.onSuccess(); }
+    int64 getRetryCount() const override { return m_retryPolicy.getRetryCount(); }
 
 private:
-    CPatience& m_patience;
+    CRetryPolicy& m_retryPolicy;
 };
 
 }  // namespace vexil::app

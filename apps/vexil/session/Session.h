@@ -24,7 +24,7 @@ public:
 
     /// \throws CInvalidArgError for certificates that cannot be trusted
     CRequestSetup& getSetup();
-    /// The request of all operations except those of a CTransferQueue.
+    /// The request of all operations except those of a CSessionQueue.
     CNetRequest& getRequest();
 
     /// True if the environment or a file has credentials of these names, perhaps not all of them.

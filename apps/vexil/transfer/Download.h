@@ -1,6 +1,6 @@
 #pragma once
 
-#include "apps/vexil/transfer/Transfer.h"
+#include "vexil/async/ITransfer.h"
 #include "zet/OutStream.h"
 
 namespace vexil::app {

@@ -1,37 +1,32 @@
 #include "apps/vexil/transfer/SingleTransfer.h"
 
-#include "apps/vexil/console/Progress.h"
 #include "apps/vexil/session/Session.h"
-#include "apps/vexil/transfer/TransferQueue.h"
-
-#include <memory>
+#include "apps/vexil/transfer/FileJob.h"
+#include "apps/vexil/transfer/SessionQueue.h"
 
 namespace vexil::app {
 
 namespace {
 
 /// The only job of a queue.
-class CSingleJob : public ITransferJob {
+class CSingleJob final : public CFileJob {
 public:
-    CSingleJob(ITransfer& transfer, CProgress& progress)
-        : m_transfer(transfer), m_fileProgress(progress, "") {}
+    CSingleJob(ITransfer& transfer, CProgress& progress) : CFileJob(progress, ""), m_transfer(transfer) {}
 
     ITransfer& getTransfer() override { return m_transfer; }
-    CFileProgress* getProgress() override { return &m_fileProgress; }
-    void onSuccess() override {}
+    void onSuccess(CNetRequest&) override {}
     void onFailure(const CError& error) override { error.throwClone(); }
 
 private:
     ITransfer& m_transfer;
-    CFileProgress m_fileProgress;
 };
 
 }  // namespace
 
-void runSingleTransfer(CSession& session, ITransferPolicy& policy, ITransfer& transfer) {
+void runSingleTransfer(CSession& session, IServerPolicy& policy, ITransfer& transfer) {
     CProgress progress(session.getConsole());
-    CTransferQueue queue(session, policy, 1);
-    queue.start(std::make_unique<CSingleJob>(transfer, progress));
+    CSessionQueue queue(session, policy, 1);
+    queue.start(make<CSingleJob>(transfer, progress));
     queue.finish();
 }
 

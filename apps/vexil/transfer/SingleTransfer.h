@@ -1,15 +1,14 @@
 #pragma once
 
-#include "apps/vexil/transfer/Transfer.h"
+#include "vexil/async/ITransfer.h"
 
 namespace vexil::app {
 
 class CSession;
-
-class ITransferPolicy;
+class IServerPolicy;
 
 /// Runs one transfer with all tries that the policy allows, and shows its progress.
 /// \throws the error that has ended it
-void runSingleTransfer(CSession& session, ITransferPolicy& policy, ITransfer& transfer);
+void runSingleTransfer(CSession& session, IServerPolicy& policy, ITransfer& transfer);
 
 }  // namespace vexil::app

@@ -1,4 +1,4 @@
-#include "apps/vexil/transfer/TransferPolicy.h"
+#include "apps/vexil/transfer/ServerPolicy.h"
 
 #include "apps/vexil/session/TransferDiagnosis.h"
 #include "apps/vexil/session/TransferMonitor.h"
@@ -12,13 +12,13 @@ constexpr int firstRefusal = 400;
 
 }  // namespace
 
-ITransferPolicy::~ITransferPolicy() = default;
+IServerPolicy::~IServerPolicy() = default;
 
-CErrorDiagnosis ITransferPolicy::diagnose(const CError& error) const {
+CErrorDiagnosis IServerPolicy::diagnose(const CError& error) const {
     return diagnoseTransfer(error);
 }
 
-bool ITransferPolicy::hasMovedBytes(CNetRequest& request, const CError& error) {
+bool IServerPolicy::hasMovedBytes(CNetRequest& request, const CError& error) {
     const bool isRefused =
         error.getDomain() == "http" || CCURLError::getResponseCode(error.getProps()) >= firstRefusal;
     return !isRefused && CTransferMonitor::of(request).getBytes() > 0;

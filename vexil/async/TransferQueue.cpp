@@ -1,23 +1,18 @@
-#include "apps/vexil/transfer/TransferQueue.h"
+#include "vexil/async/TransferQueue.h"
 
-#include "apps/vexil/base/Text.h"
-#include "apps/vexil/platform/Interrupt.h"
-#include "apps/vexil/session/Session.h"
-#include "apps/vexil/session/TransferMonitor.h"
+#include "vexil/async/TransferThread.h"
 #include "zet/Log.h"
 
 #include <algorithm>
-#include <chrono>
-#include <optional>
 #include <utility>
 
-namespace vexil::app {
+namespace vexil {
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Upper bound of a wait: neither a signal handler nor a dying worker can wake this thread.
+// Upper bound of a wait: neither a cancel token nor a signal handler nor a dying worker can wake this thread.
 constexpr std::chrono::milliseconds maxWait(100);
 
 /// The error of a transfer; null for none.
@@ -30,11 +25,15 @@ P<CError> findTransferError(ITransferPolicy& policy, CNetRequest& request) {
     }
 }
 
-/// Removes the parts of a job from its request after the transfer has ended.
-void detach(CNetRequest& request) {
-    releaseStreams(request);
-    CTransferMonitor::of(request).setFile(nullptr);
+/// Takes its request from a job, so that the request does not keep files open.
+void detach(ITransferJob& job, CNetRequest& request) {
+    request.setSendDataSource(nullptr);
+    request.setDefaultReceiveDataStream();
+    job.onDetach(request);
 }
+
+/// For a queue without an observer.
+class CNoObserver final : public virtual CBase, public ITransferObserver {};
 
 }  // namespace
 
@@ -44,14 +43,22 @@ public:
     explicit CSlot(const P<CNetRequest>& toPerform) : request(toPerform) {}
 
     const P<CNetRequest> request;
-    std::unique_ptr<ITransferJob> job;  // null while the slot is free
-    CPatience::Failures failures;
+    P<ITransferJob> job;  // null while the slot is free
+    CRetryPolicy::Failures failures;
     std::optional<Clock::time_point> nextTry;  // set in the pause between two tries
     bool isUnderWay = false;                   // from handing it over until its end is handled
 };
 
-CTransferQueue::CTransferQueue(CSession& session, ITransferPolicy& policy, int count)
-    : m_session(session), m_policy(policy), m_count(count) {
+CTransferQueue::CTransferQueue(ITransferPolicy* policy, int count, ITransferObserver* observer)
+    : m_policy(policy), m_observer(observer ? P<ITransferObserver>(observer) : make<CNoObserver>()),
+      m_count(count) {
+    constexpr char function[] = "CTransferQueue::CTransferQueue";
+    if (!policy) {
+        throw CInvalidArgError(function, "policy must not be null");
+    }
+    if (count < 1) {
+        throw CInvalidArgError(function, "count must be at least 1");
+    }
     startWorker();
 }
 
@@ -70,15 +77,27 @@ void CTransferQueue::tellGivenUp() noexcept {
     try {
         for (const auto& slot : m_slots) {
             if (slot->isUnderWay) {
-                m_session.getSetup().tellGivenUp(*slot->request);
+                m_observer->onGivenUp(*slot->request);
             }
         }
     } catch (const std::exception& error) {
-        zet::onExceptionInDestructorIgnored("vexil::app::CTransferQueue", &error);
+        zet::onExceptionInDestructorIgnored("vexil::CTransferQueue", &error);
+    } catch (...) {
+        zet::onExceptionInDestructorIgnored("vexil::CTransferQueue", nullptr);
     }
 }
 
-void CTransferQueue::start(std::unique_ptr<ITransferJob> job) {
+void CTransferQueue::setCancelToken(CCancelToken* token) {
+    m_token = token;
+}
+
+void CTransferQueue::start(P<ITransferJob> job) {
+    if (!job) {
+        throw CInvalidArgError("CTransferQueue::start", "job must not be null");
+    }
+    if (m_token) {
+        m_token->throwIfCancelled();
+    }
     m_waitingJobs.push_back({std::move(job), {}});
     beginWaitingJobs();
     while (getUnfinishedCount() >= m_count) {
@@ -99,7 +118,10 @@ int CTransferQueue::getUnfinishedCount() const noexcept {
 CTransferQueue::CSlot& CTransferQueue::takeSlot() {
     if (m_freeSlots.empty()) {
         m_freeSlots.reserve(m_slots.size() + 1);
-        const P<CNetRequest> request = m_onlyRequest ? m_onlyRequest : P<CNetRequest>(new CNetRequest);
+        const P<CNetRequest> request = m_onlyRequest ? m_onlyRequest : make<CNetRequest>();
+        if (!m_onlyRequest) {
+            request->setCancelToken(m_token);
+        }
         m_freeSlots.push_back(m_slots.emplace_back(std::make_unique<CSlot>(request)).get());
     }
     CSlot& slot = *m_freeSlots.back();
@@ -109,7 +131,11 @@ CTransferQueue::CSlot& CTransferQueue::takeSlot() {
 }
 
 void CTransferQueue::releaseSlot(CSlot& slot) {
-    detach(*slot.request);
+    detach(*slot.job, *slot.request);
+    freeSlot(slot);
+}
+
+void CTransferQueue::freeSlot(CSlot& slot) {
     slot.job = nullptr;
     m_freeSlots.push_back(&slot);
     --m_running;
@@ -126,6 +152,7 @@ void CTransferQueue::beginWaitingJobs() {
         slot.job = std::move(m_waitingJobs.front().job);
         slot.failures = m_waitingJobs.front().failures;
         m_waitingJobs.pop_front();
+        slot.request->reset();
         begin(slot);
     }
 }
@@ -139,7 +166,7 @@ void CTransferQueue::begin(CSlot& slot) {
 bool CTransferQueue::prepare(CSlot& slot) {
     try {
         ITransfer& transfer = slot.job->getTransfer();
-        CTransferMonitor::of(*slot.request).setFile(slot.job->getProgress());
+        slot.job->onAttach(*slot.request);
         transfer.prepare(*slot.request);
     } catch (...) {
         fail(slot, *zet::currentExceptionToError());
@@ -149,14 +176,13 @@ bool CTransferQueue::prepare(CSlot& slot) {
 }
 
 void CTransferQueue::handOver(CSlot& slot) {
+    m_observer->onStart(*slot.request);
     try {
-        // The worker prints nothing: a blocked terminal or pipe would stop all transfers.
-        slot.request->setDoneListener(nullptr);
         // The worker rewinds as well, but a source or sink that cannot go back would end the worker.
         slot.request->resetForPerform();
         slot.isUnderWay = true;
         if (m_onlyRequest) {
-            m_policy.performHere(*slot.request);
+            m_policy->performHere(*slot.request);
             m_finishedHere.push_back(slot.request);
         } else {
             m_worker->addRequest(slot.request);
@@ -180,7 +206,7 @@ void CTransferQueue::handOverDueSlots() {
 }
 
 void CTransferQueue::handleEnd(CSlot& slot) {
-    if (const P<CError> error = findTransferError(m_policy, *slot.request)) {
+    if (const P<CError> error = findTransferError(*m_policy, *slot.request)) {
         if (isBeyondConnections(slot, *error)) {
             giveUpSlot(slot);
         } else if (canGoOnOverOne(slot, *error)) {
@@ -191,7 +217,7 @@ void CTransferQueue::handleEnd(CSlot& slot) {
         return;
     }
     try {
-        slot.job->getTransfer().checkAnswer(*slot.request);
+        slot.job->getTransfer().checkResponse(*slot.request);
     } catch (...) {
         handleFailedTry(slot, *zet::currentExceptionToError());
         return;
@@ -201,7 +227,7 @@ void CTransferQueue::handleEnd(CSlot& slot) {
         return;
     }
     try {
-        slot.job->onSuccess();
+        slot.job->onSuccess(*slot.request);
     } catch (...) {
         fail(slot, *zet::currentExceptionToError());
         return;
@@ -227,42 +253,44 @@ void CTransferQueue::handleFailedTry(CSlot& slot, const CError& error) {
 // Ask the job first: it may continue with the bytes that it has, and the next try must know that.
 std::optional<std::chrono::milliseconds> CTransferQueue::decidePause(CSlot& slot, const CError& error) {
     const bool beginsAgain =
-        m_policy.mayTryAgain(slot.failures) && slot.job->getTransfer().canBeginAnew(*slot.request, error);
-    return beginsAgain ? m_policy.decidePause(*slot.request, error, slot.failures)
-                       : m_policy.decideRetry(*slot.request, error, slot.failures);
+        m_policy->mayTryAgain(slot.failures) && slot.job->getTransfer().canBeginAgain(*slot.request, error);
+    return beginsAgain ? m_policy->decidePause(*slot.request, error, slot.failures)
+                       : m_policy->decideRetry(*slot.request, error, slot.failures);
 }
 
 bool CTransferQueue::isBeyondConnections(const CSlot& slot, const CError& error) const {
-    return m_slots.size() > 1 && m_policy.isRefusedConnection(*slot.request, error);
+    return m_slots.size() > 1 && m_policy->isRefusedConnection(*slot.request, error);
 }
 
 // Existing connections stay with their requests: the job waits for one of them.
 void CTransferQueue::giveUpSlot(CSlot& slot) {
-    m_waitingJobs.push_front({std::move(slot.job), slot.failures});
+    putBack(slot);
     --m_running;
     m_slots.erase(std::find_if(m_slots.begin(), m_slots.end(),
                                [&slot](const auto& other) { return other.get() == &slot; }));
     m_count = static_cast<int>(m_slots.size());
-    m_session.getConsole().message(Verbosity::Info,
-                                   "vexil: the server accepts no further connection; continuing with " +
-                                       formatNumberOf(m_count, "transfer") + " at once.");
+    m_observer->onFewerTransfers(m_count);
+}
+
+void CTransferQueue::putBack(CSlot& slot) {
+    slot.job->onDetach(*slot.request);
+    m_waitingJobs.push_front({std::move(slot.job), slot.failures});
 }
 
 bool CTransferQueue::canGoOnOverOne(const CSlot& slot, const CError& error) const {
-    return !m_onlyRequest && m_policy.getOwnRequest() && m_policy.isRefusedConnection(*slot.request, error);
+    return !m_onlyRequest && m_policy->getOwnRequest() && m_policy->isRefusedConnection(*slot.request, error);
 }
 
 void CTransferQueue::goOnOverOne(CSlot& slot) {
-    m_waitingJobs.push_front({std::move(slot.job), slot.failures});
-    m_onlyRequest = m_policy.getOwnRequest();
+    putBack(slot);
+    m_onlyRequest = m_policy->getOwnRequest();
     m_running = 0;
     m_count = 1;
     m_freeSlots.clear();
     m_slots.clear();
     // It may keep connections that the server counts.
     startWorker();
-    m_session.getConsole().message(
-        Verbosity::Info, "vexil: the server accepts no further connection; continuing over one connection.");
+    m_observer->onOneConnection();
 }
 
 void CTransferQueue::fallBackOrFail(CSlot& slot, const CError& error) {
@@ -281,25 +309,25 @@ void CTransferQueue::fallBackOrFail(CSlot& slot, const CError& error) {
 }
 
 void CTransferQueue::fail(CSlot& slot, const CError& error) {
-    detach(*slot.request);
+    detach(*slot.job, *slot.request);
     try {
         slot.job->onFailure(error);
     } catch (...) {
-        m_session.setFailedRequest(slot.request);
+        m_observer->onFatalFailure(*slot.request);
         throw;
     }
-    releaseSlot(slot);
+    freeSlot(slot);
 }
 
 void CTransferQueue::waitForEnds() {
     handOverDueSlots();
     const TArray<P<CNetRequest>> finished = takeFinished();
-    // Before the results are examined, because an interrupt makes transfers fail.
-    CInterrupt::throwIfRequested();
+    // Before the results are examined, because a request to stop makes transfers fail.
+    checkContinue();
     for (const P<CNetRequest>& request : finished) {
         CSlot& slot = findSlot(request);
         slot.isUnderWay = false;
-        m_session.getSetup().tellWire(*request);
+        m_observer->onEnd(*request);
         handleEnd(slot);
     }
     showProgress();
@@ -309,13 +337,20 @@ void CTransferQueue::waitForEnds() {
     beginWaitingJobs();
 }
 
+void CTransferQueue::checkContinue() const {
+    m_observer->checkContinue();
+    if (m_token) {
+        m_token->throwIfCancelled();
+    }
+}
+
 TArray<P<CNetRequest>> CTransferQueue::takeFinished() {
     return m_finishedHere.empty() ? m_worker->takeFinished(getWaitTime()) : std::exchange(m_finishedHere, {});
 }
 
 void CTransferQueue::showProgress() const {
     for (const auto& slot : m_slots) {
-        CTransferMonitor::of(*slot->request).report();
+        m_observer->onProgress(*slot->request);
     }
 }
 
@@ -340,4 +375,4 @@ void CTransferQueue::checkWorker() const {
     throw CError("The thread of the transfers has ended.");
 }
 
-}  // namespace vexil::app
+}  // namespace vexil

@@ -1,22 +1,19 @@
-#include "apps/vexil/transfer/Patience.h"
+#include "vexil/net/RetryPolicy.h"
 
-#include "apps/vexil/platform/Interrupt.h"
-#include "apps/vexil/transfer/AnswerCheck.h"
 #include "vexil/net/CURLError.h"
 #include "vexil/net/HeaderValues.h"
+#include "vexil/net/NetRequest.h"
 #include "zet/MTRand.h"
 #include "zet/ParseNumber.h"
 #include "zet/Time.h"
 
 #include <algorithm>
-#include <thread>
 #include <utility>
 
-namespace vexil::app {
+namespace vexil {
 
 namespace {
 
-constexpr std::chrono::milliseconds maxStep(50);
 constexpr int64 maxRetryAfterSeconds = 24 * 60 * 60;
 // Longer pauses are limited anyway.
 constexpr int maxDoublings = 10;
@@ -46,16 +43,26 @@ int64 parseRetryAfter(const String& value) {
 
 }  // namespace
 
-CPatience::CPatience() : CPatience(Settings()) {}
+CRetryPolicy::CRetryPolicy() : CRetryPolicy(Settings()) {}
 
-CPatience::CPatience(Settings settings) : m_settings(std::move(settings)) {
+CRetryPolicy::CRetryPolicy(Settings settings) : m_settings(std::move(settings)) {
+    constexpr char function[] = "CRetryPolicy::CRetryPolicy";
+    if (!(m_settings.randomShare >= 0 && m_settings.randomShare <= 1)) {
+        throw CInvalidArgError(function, "the random share must be from 0 to 1");
+    }
+    if (!(m_settings.pauseFactor >= 0)) {
+        throw CInvalidArgError(function, "the factor of the pauses must not be negative");
+    }
+    if (m_settings.maxRetries.value_or(0) < 0) {
+        throw CInvalidArgError(function, "the number of retries must not be negative");
+    }
     if (!m_settings.getRandom) {
         m_settings.getRandom = &getRandomNumber;
     }
 }
 
-std::optional<CPatience::Milliseconds> CPatience::decidePause(const CError& error, Failures& failures,
-                                                              bool hasMoved, Milliseconds atLeast) {
+std::optional<CRetryPolicy::Milliseconds> CRetryPolicy::decidePause(const CError& error, Failures& failures,
+                                                                    bool hasMoved, Milliseconds atLeast) {
     const auto now = m_settings.getTime();
     m_hasContact = m_hasContact || hasMoved || tellsResponse(error);
     if (hasMoved) {
@@ -81,41 +88,33 @@ std::optional<CPatience::Milliseconds> CPatience::decidePause(const CError& erro
     return pause;
 }
 
-CPatience::Milliseconds CPatience::makePause(int count) const {
+CRetryPolicy::Milliseconds CRetryPolicy::makePause(int count) const {
     const Milliseconds whole = std::min(maxPause, firstPause * (1 << std::min(count - 1, maxDoublings)));
-    return multiply(whole, (1 + m_settings.getRandom()) / 2 * m_settings.pauseFactor);
+    const double share = m_settings.randomShare;
+    return multiply(whole, (1 - share + share * m_settings.getRandom()) * m_settings.pauseFactor);
 }
 
-CPatience::Milliseconds CPatience::multiply(Milliseconds pause, double factor) const {
+CRetryPolicy::Milliseconds CRetryPolicy::multiply(Milliseconds pause, double factor) const {
     return Milliseconds(static_cast<int64>(static_cast<double>(pause.count()) * factor));
 }
 
-bool CPatience::mayTryAgain(const Failures& failures) const {
+bool CRetryPolicy::mayTryAgain(const Failures& failures) const {
     return m_settings.maxRetries ? failures.count < *m_settings.maxRetries
                                  : failures.broken <= maxBrokenTransfers;
 }
 
-void CPatience::onSuccess() {
+void CRetryPolicy::onSuccess() {
     m_since.reset();
     m_hasContact = true;
 }
 
-void CPatience::wait(Milliseconds pause) {
-    const auto end = Clock::now() + pause;
-    for (auto now = end - pause; now < end; now = Clock::now()) {
-        // A signal handler cannot wake a thread.
-        CInterrupt::throwIfRequested();
-        std::this_thread::sleep_for(std::min<Clock::duration>(maxStep, end - now));
-    }
-    CInterrupt::throwIfRequested();
-}
-
-CPatience::Milliseconds CPatience::findRetryAfter(const CNetRequest& request) {
-    const String value = getAnswerHeader(request, "retry-after");
-    if (value.isEmpty()) {
+CRetryPolicy::Milliseconds CRetryPolicy::findRetryAfter(const CNetRequest& request) {
+    const auto& headers = request.getResponseHeaderMap();
+    const auto found = headers.find("retry-after");
+    if (found == headers.end() || found->second.isEmpty()) {
         return {};
     }
-    return std::chrono::seconds(std::clamp<int64>(parseRetryAfter(value), 0, maxRetryAfterSeconds));
+    return std::chrono::seconds(std::clamp<int64>(parseRetryAfter(found->second), 0, maxRetryAfterSeconds));
 }
 
-}  // namespace vexil::app
+}  // namespace vexil

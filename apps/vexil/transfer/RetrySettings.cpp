@@ -1,4 +1,4 @@
-#include "apps/vexil/transfer/PatienceSettings.h"
+#include "apps/vexil/transfer/RetrySettings.h"
 
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/console/ErrorReport.h"
@@ -13,11 +13,11 @@ namespace vexil::app {
 namespace {
 
 // A longer pause is reported if the user sees no other progress.
-constexpr CPatience::Milliseconds longPause(5000);
+constexpr CRetryPolicy::Milliseconds longPause(5000);
 // For tests, which must not wait for minutes.
 constexpr const char* pauseFactorVariable = "VEXIL_TEST_PAUSE_FACTOR";
 
-void tellPause(CConsole& console, const CError& error, int tries, CPatience::Milliseconds pause) {
+void tellPause(CConsole& console, const CError& error, int tries, CRetryPolicy::Milliseconds pause) {
     console.message(pause < longPause ? Verbosity::Info : Verbosity::Warning,
                     "vexil: " + CErrorReport(error).getLine() + " (try " + String::fromInt(tries) +
                         "); trying again in " + formatSeconds(std::chrono::duration<double>(pause).count()));
@@ -25,19 +25,19 @@ void tellPause(CConsole& console, const CError& error, int tries, CPatience::Mil
 
 }  // namespace
 
-CPatience::Settings makePatienceSettings(CSession& session) {
+CRetryPolicy::Settings makeRetrySettings(CSession& session) {
     const COptions& options = session.getOptions();
-    CPatience::Settings settings;
+    CRetryPolicy::Settings settings;
     settings.maxRetries = options.retries;
     if (options.patienceSeconds) {
-        settings.limit = CPatience::Milliseconds(std::llround(*options.patienceSeconds * 1000));
+        settings.limit = CRetryPolicy::Milliseconds(std::llround(*options.patienceSeconds * 1000));
         settings.firstLimit = settings.limit;
     }
     if (const auto factor = getEnvironmentVariable(pauseFactorVariable)) {
         settings.pauseFactor = std::strtod(factor->c_str(), nullptr);
     }
     settings.onPause = [&console = session.getConsole()](const CError& error, int tries,
-                                                         CPatience::Milliseconds pause) {
+                                                         CRetryPolicy::Milliseconds pause) {
         tellPause(console, error, tries, pause);
     };
     return settings;

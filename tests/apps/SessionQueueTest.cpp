@@ -1,7 +1,8 @@
-#include "apps/vexil/transfer/TransferQueue.h"
+#include "apps/vexil/transfer/SessionQueue.h"
 
 #include "apps/vexil/platform/Interrupt.h"
 #include "apps/vexil/s3/S3Access.h"
+#include "apps/vexil/transfer/Retry.h"
 #include "tests/support/Environment.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/ScriptedPeer.h"
@@ -45,7 +46,7 @@ const std::string slowDown =
     "HTTP/1.1 503 Slow Down\r\nContent-Length: " + std::to_string(slowDownDocument.size()) + "\r\n\r\n" +
     slowDownDocument;
 
-class TransferQueueTest : public testing::Test {
+class SessionQueueTest : public testing::Test {
 protected:
     void SetUp() override {
         vexil_test::setEnvironment("VEXIL_S3_ACCESS_KEY", "access");
@@ -88,7 +89,7 @@ protected:
 };
 
 /// Fetches an object and records the calls of the queue.
-class CTestJob : public ITransferJob, private ITransfer {
+class CTestJob : public virtual CBase, public ITransferJob, private ITransfer {
 public:
     CTestJob(CS3Access& access, const std::string& key, std::vector<std::string>& events)
         : m_access(access), m_key(key), m_events(events) {}
@@ -101,16 +102,16 @@ public:
             onPrepare(request);
         }
     }
-    void checkAnswer(CNetRequest& request) override {
-        if (onAnswer) {
-            onAnswer(request);
+    void checkResponse(CNetRequest& request) override {
+        if (onResponse) {
+            onResponse(request);
         }
         --furtherRequests;
     }
     bool isComplete() const override { return furtherRequests < 1; }
-    bool canBeginAnew(CNetRequest&, const CError&) override { return furtherTransfers-- > 0; }
+    bool canBeginAgain(CNetRequest&, const CError&) override { return furtherTransfers-- > 0; }
     bool canFallBack(CNetRequest&, const CError&) override { return otherWays-- > 0; }
-    void onSuccess() override { m_events.push_back(m_key + " succeeds"); }
+    void onSuccess(CNetRequest&) override { m_events.push_back(m_key + " succeeds"); }
     void onFailure(const CError& error) override {
         m_events.push_back(m_key + " fails: " + error.getMessage().toUTF8());
         if (isHopeless) {
@@ -119,7 +120,7 @@ public:
     }
 
     std::function<void(CNetRequest&)> onPrepare;
-    std::function<void(CNetRequest&)> onAnswer;
+    std::function<void(CNetRequest&)> onResponse;
     int furtherRequests = 1;
     int furtherTransfers = 0;
     int otherWays = 0;
@@ -132,18 +133,18 @@ private:
 };
 
 /// Treats each 503 as a refused connection, and tries nothing again.
-class CTooFewConnectionsPolicy : public ITransferPolicy {
+class CTooFewConnectionsPolicy : public virtual CBase, public IServerPolicy {
 public:
     void checkResult(CNetRequest& request) override { request.checkAsyncResult(); }
     std::optional<std::chrono::milliseconds> decideRetry(CNetRequest&, const CError&,
-                                                         CPatience::Failures&) override {
+                                                         CRetryPolicy::Failures&) override {
         return std::nullopt;
     }
     std::optional<std::chrono::milliseconds> decidePause(CNetRequest&, const CError&,
-                                                         CPatience::Failures&) override {
+                                                         CRetryPolicy::Failures&) override {
         return std::nullopt;
     }
-    bool mayTryAgain(const CPatience::Failures&) const override { return true; }
+    bool mayTryAgain(const CRetryPolicy::Failures&) const override { return true; }
     bool isRefusedConnection(CNetRequest& request, const CError&) const override {
         return request.getResponseCode() == 503;
     }
@@ -201,11 +202,11 @@ private:
 
 }  // namespace
 
-TEST_F(TransferQueueTest, WithACountOfOneAJobIsDoneWhenStartReturns) {
+TEST_F(SessionQueueTest, WithACountOfOneAJobIsDoneWhenStartReturns) {
     m_peer.setDefaultReply(good);
-    CTransferQueue queue(getSession(), getAccess().getPolicy(), 1);
+    CSessionQueue queue(getSession(), getAccess().getPolicy(), 1);
     for (const char* const key : {"1", "2", "3"}) {
-        queue.start(std::make_unique<CTestJob>(getAccess(), key, m_events));
+        queue.start(make<CTestJob>(getAccess(), key, m_events));
         m_events.push_back("started");
     }
     queue.finish();
@@ -214,20 +215,20 @@ TEST_F(TransferQueueTest, WithACountOfOneAJobIsDoneWhenStartReturns) {
     EXPECT_EQ(m_peer.connectionCount(), 1u);
 }
 
-TEST_F(TransferQueueTest, StartReturnsWhenAFurtherJobCouldBegin) {
+TEST_F(SessionQueueTest, StartReturnsWhenAFurtherJobCouldBegin) {
     for (int i = 0; i < 3; ++i) {
         m_peer.onConnection().expectRequest().pause().reply(good).thenDefault();
     }
-    CTransferQueue queue(getSession(), getAccess().getPolicy(), 3);
-    queue.start(std::make_unique<CTestJob>(getAccess(), "1", m_events));
-    queue.start(std::make_unique<CTestJob>(getAccess(), "2", m_events));
+    CSessionQueue queue(getSession(), getAccess().getPolicy(), 3);
+    queue.start(make<CTestJob>(getAccess(), "1", m_events));
+    queue.start(make<CTestJob>(getAccess(), "2", m_events));
     EXPECT_TRUE(m_peer.waitUntilPaused(2));
     EXPECT_THAT(m_events, IsEmpty());
     std::thread releaser([this] {
         EXPECT_TRUE(m_peer.waitUntilPaused(3));
         m_peer.release();
     });
-    queue.start(std::make_unique<CTestJob>(getAccess(), "3", m_events));
+    queue.start(make<CTestJob>(getAccess(), "3", m_events));
     releaser.join();
     EXPECT_EQ(m_events.size(), 2u);
     m_peer.release({}, 2);
@@ -237,7 +238,7 @@ TEST_F(TransferQueueTest, StartReturnsWhenAFurtherJobCouldBegin) {
     EXPECT_THAT(m_peer.failures(), IsEmpty());
 }
 
-TEST_F(TransferQueueTest, AFailedTransferIsTriedAgainWhileOthersGoOn) {
+TEST_F(SessionQueueTest, AFailedTransferIsTriedAgainWhileOthersGoOn) {
     // Twice, and until the others are served: if they never are, the tries come to their end.
     int failures = 2;
     int others = 0;
@@ -250,10 +251,10 @@ TEST_F(TransferQueueTest, AFailedTransferIsTriedAgainWhileOthersGoOn) {
         return failures-- > 0 || others < 2 ? slowDown : good;
     });
     m_console.setVerbosity(Verbosity::Info);
-    CTransferQueue queue(getSession(), getAccess().getPolicy(), 2);
-    queue.start(std::make_unique<CTestJob>(getAccess(), "slow", m_events));
+    CSessionQueue queue(getSession(), getAccess().getPolicy(), 2);
+    queue.start(make<CTestJob>(getAccess(), "slow", m_events));
     for (const char* const key : {"1", "2"}) {
-        queue.start(std::make_unique<CTestJob>(getAccess(), key, m_events));
+        queue.start(make<CTestJob>(getAccess(), key, m_events));
     }
     queue.finish();
     EXPECT_THAT(m_events, UnorderedElementsAre("1 succeeds", "1 ends", "2 succeeds", "2 ends",
@@ -271,28 +272,28 @@ TEST_F(TransferQueueTest, AFailedTransferIsTriedAgainWhileOthersGoOn) {
 }
 
 // One connection may serve both requests at first, but not enough later.
-TEST_F(TransferQueueTest, AJobWhoseRequestIsRefusedAConnectionWaitsEvenWhereTheRequestHasWorked) {
+TEST_F(SessionQueueTest, AJobWhoseRequestIsRefusedAConnectionWaitsEvenWhereTheRequestHasWorked) {
     m_peer.setDefaultReply(good);
     CTooFewConnectionsPolicy policy;
     m_console.setVerbosity(Verbosity::Info);
-    CTransferQueue queue(getSession(), policy, 2);
+    CSessionQueue queue(getSession(), policy, 2);
     // start() looks for ended transfers only if both requests are in transfer.
-    queue.start(std::make_unique<CTestJob>(getAccess(), "1", m_events));
-    queue.start(std::make_unique<CTestJob>(getAccess(), "2", m_events));
+    queue.start(make<CTestJob>(getAccess(), "1", m_events));
+    queue.start(make<CTestJob>(getAccess(), "2", m_events));
     queue.finish();
     int refusals = 1;
     m_peer.setDefaultReply([&refusals](const RecordedRequest& request) {
         return request.requestLine().find("/b/3") != std::string::npos && refusals-- > 0 ? slowDown : good;
     });
     m_events.clear();
-    queue.start(std::make_unique<CTestJob>(getAccess(), "3", m_events));
-    queue.start(std::make_unique<CTestJob>(getAccess(), "4", m_events));
+    queue.start(make<CTestJob>(getAccess(), "3", m_events));
+    queue.start(make<CTestJob>(getAccess(), "4", m_events));
     queue.finish();
     EXPECT_THAT(m_events, UnorderedElementsAre("3 succeeds", "3 ends", "4 succeeds", "4 ends"));
     EXPECT_THAT(m_output.str(), HasSubstr("continuing with 1 transfer at once."));
 }
 
-TEST_F(TransferQueueTest, TheLastConnectionIsNotGivenUp) {
+TEST_F(SessionQueueTest, TheLastConnectionIsNotGivenUp) {
     m_peer.setDefaultReply([](const RecordedRequest& request) {
         return request.requestLine().find("/b/good") == std::string::npos ? slowDown : good;
     });
@@ -300,10 +301,10 @@ TEST_F(TransferQueueTest, TheLastConnectionIsNotGivenUp) {
         // Without a connection a queue would wait for ever.
         const CDeadline deadline;
         CTooFewConnectionsPolicy policy;
-        CTransferQueue queue(getSession(), policy, count);
+        CSessionQueue queue(getSession(), policy, count);
         m_events.clear();
         for (const char* const key : {"1", "2", "good"}) {
-            queue.start(std::make_unique<CTestJob>(getAccess(), key, m_events));
+            queue.start(make<CTestJob>(getAccess(), key, m_events));
         }
         queue.finish();
         EXPECT_THAT(m_events, IsSupersetOf({StartsWith("1 fails: "), StartsWith("2 fails: "),
@@ -312,23 +313,23 @@ TEST_F(TransferQueueTest, TheLastConnectionIsNotGivenUp) {
     }
 }
 
-TEST_F(TransferQueueTest, ThereAreNoMoreTriesThanTheClientAllows) {
+TEST_F(SessionQueueTest, ThereAreNoMoreTriesThanTheClientAllows) {
     m_peer.setDefaultReply(slowDown);
-    CTransferQueue queue(getSession(), getAccess().getPolicy(), 1);
-    queue.start(std::make_unique<CTestJob>(getAccess(), "1", m_events));
+    CSessionQueue queue(getSession(), getAccess().getPolicy(), 1);
+    queue.start(make<CTestJob>(getAccess(), "1", m_events));
     EXPECT_THAT(m_events, ElementsAre("1 fails: Amazon S3 error: Not so fast(SlowDown)", "1 ends"));
     EXPECT_EQ(m_peer.requests().size(), 4u);
     EXPECT_EQ(getAccess().getPolicy().getRetryCount(), 3);
 }
 
 // Otherwise a transfer of several requests, each of which succeeds in the end, may go on for ever.
-TEST_F(TransferQueueTest, TriesAreCountedForTheWholeJob) {
+TEST_F(SessionQueueTest, TriesAreCountedForTheWholeJob) {
     int requests = 0;
     m_peer.setDefaultReply(
         [&requests](const RecordedRequest&) { return ++requests % 2 == 1 ? slowDown : good; });
     const LogCapture log;
-    CTransferQueue queue(getSession(), getAccess().getPolicy(), 1);
-    auto job = std::make_unique<CTestJob>(getAccess(), "1", m_events);
+    CSessionQueue queue(getSession(), getAccess().getPolicy(), 1);
+    auto job = make<CTestJob>(getAccess(), "1", m_events);
     job->furtherRequests = 99;
     queue.start(std::move(job));
     EXPECT_THAT(m_events, ElementsAre("1 fails: Amazon S3 error: Not so fast(SlowDown)", "1 ends"));
@@ -337,24 +338,24 @@ TEST_F(TransferQueueTest, TriesAreCountedForTheWholeJob) {
     EXPECT_EQ(getAccess().getPolicy().getRetryCount(), 3);
 }
 
-TEST_F(TransferQueueTest, ATransferThatIsBegunAnewUsesATry) {
+TEST_F(SessionQueueTest, ATransferThatIsBegunAgainUsesATry) {
     m_peer.setDefaultReply("HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n");
-    CTransferQueue queue(getSession(), getAccess().getPolicy(), 1);
-    auto job = std::make_unique<CTestJob>(getAccess(), "1", m_events);
+    CSessionQueue queue(getSession(), getAccess().getPolicy(), 1);
+    auto job = make<CTestJob>(getAccess(), "1", m_events);
     job->furtherTransfers = 99;
     queue.start(std::move(job));
     EXPECT_THAT(m_events, ElementsAre(HasSubstr("1 fails: "), "1 ends"));
     EXPECT_EQ(m_peer.requests().size(), 4u);
 }
 
-TEST_F(TransferQueueTest, AnotherWayIsNoFurtherTry) {
+TEST_F(SessionQueueTest, AnotherWayIsNoFurtherTry) {
     m_options.retries = 0;
     int requests = 0;
     m_peer.setDefaultReply([&requests](const RecordedRequest&) {
         return ++requests == 1 ? "HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n" : good;
     });
-    CTransferQueue queue(getSession(), getAccess().getPolicy(), 1);
-    auto job = std::make_unique<CTestJob>(getAccess(), "1", m_events);
+    CSessionQueue queue(getSession(), getAccess().getPolicy(), 1);
+    auto job = make<CTestJob>(getAccess(), "1", m_events);
     job->furtherTransfers = 1;
     job->otherWays = 1;
     queue.start(std::move(job));
@@ -363,7 +364,7 @@ TEST_F(TransferQueueTest, AnotherWayIsNoFurtherTry) {
 }
 
 // The client itself performs other operations, such as listings.
-TEST_F(TransferQueueTest, TheClientHasTheSamePatience) {
+TEST_F(SessionQueueTest, TheClientHasTheSamePatience) {
     int requests = 0;
     const std::string listing = "<ListBucketResult><IsTruncated>false</IsTruncated></ListBucketResult>";
     const std::vector<std::string> failures = {
@@ -397,10 +398,10 @@ TEST_F(TransferQueueTest, TheClientHasTheSamePatience) {
     }
 }
 
-TEST_F(TransferQueueTest, ATransferThatCanBeBegunAnewIsPreparedOnceMore) {
+TEST_F(SessionQueueTest, ATransferThatCanBeBegunAgainIsPreparedOnceMore) {
     m_peer.setDefaultReply("HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n");
-    CTransferQueue queue(getSession(), getAccess().getPolicy(), 1);
-    auto job = std::make_unique<CTestJob>(getAccess(), "1", m_events);
+    CSessionQueue queue(getSession(), getAccess().getPolicy(), 1);
+    auto job = make<CTestJob>(getAccess(), "1", m_events);
     job->furtherTransfers = 2;
     job->onPrepare = [this](CNetRequest&) { m_events.emplace_back("1 is prepared"); };
     queue.start(std::move(job));
@@ -408,56 +409,56 @@ TEST_F(TransferQueueTest, ATransferThatCanBeBegunAnewIsPreparedOnceMore) {
                                       HasSubstr("1 fails: "), "1 ends"));
 }
 
-TEST_F(TransferQueueTest, ABadAnswerIsAFailureThatTheClientDoesNotTryAgain) {
+TEST_F(SessionQueueTest, ABadResponseIsAFailureThatTheClientDoesNotTryAgain) {
     m_peer.setDefaultReply(good);
-    CTransferQueue queue(getSession(), getAccess().getPolicy(), 1);
-    auto job = std::make_unique<CTestJob>(getAccess(), "1", m_events);
+    CSessionQueue queue(getSession(), getAccess().getPolicy(), 1);
+    auto job = make<CTestJob>(getAccess(), "1", m_events);
     job->furtherTransfers = 1;
-    job->onAnswer = [](CNetRequest&) { throw CError("That is no answer."); };
+    job->onResponse = [](CNetRequest&) { throw CError("That is no response."); };
     queue.start(std::move(job));
-    EXPECT_THAT(m_events, ElementsAre("1 fails: That is no answer.", "1 ends"));
+    EXPECT_THAT(m_events, ElementsAre("1 fails: That is no response.", "1 ends"));
     EXPECT_EQ(m_peer.requests().size(), 2u);
 }
 
-TEST_F(TransferQueueTest, TheStatusCountsHoweverTheSchemeIsWritten) {
+TEST_F(SessionQueueTest, TheStatusCountsHoweverTheSchemeIsWritten) {
     m_options.endpoint.replace(0, 4, "HTTP");
     m_peer.setDefaultReply("HTTP/1.1 403 Forbidden\r\nContent-Length: 0\r\n\r\n");
-    CTransferQueue queue(getSession(), getAccess().getPolicy(), 1);
-    queue.start(std::make_unique<CTestJob>(getAccess(), "1", m_events));
+    CSessionQueue queue(getSession(), getAccess().getPolicy(), 1);
+    queue.start(make<CTestJob>(getAccess(), "1", m_events));
     EXPECT_THAT(m_events, ElementsAre(HasSubstr("403"), "1 ends"));
 }
 
-TEST_F(TransferQueueTest, AJobThatCannotBePreparedFailsAlone) {
+TEST_F(SessionQueueTest, AJobThatCannotBePreparedFailsAlone) {
     m_peer.setDefaultReply(good);
-    CTransferQueue queue(getSession(), getAccess().getPolicy(), 2);
-    auto job = std::make_unique<CTestJob>(getAccess(), "1", m_events);
+    CSessionQueue queue(getSession(), getAccess().getPolicy(), 2);
+    auto job = make<CTestJob>(getAccess(), "1", m_events);
     job->onPrepare = [](CNetRequest&) { throw std::runtime_error("out of order"); };
     queue.start(std::move(job));
-    queue.start(std::make_unique<CTestJob>(getAccess(), "2", m_events));
+    queue.start(make<CTestJob>(getAccess(), "2", m_events));
     queue.finish();
     EXPECT_THAT(m_events, ElementsAre("1 fails: out of order", "1 ends", "2 succeeds", "2 ends"));
 }
 
-TEST_F(TransferQueueTest, ASourceThatCannotBeRewoundFailsItsJobAlone) {
+TEST_F(SessionQueueTest, ASourceThatCannotBeRewoundFailsItsJobAlone) {
     m_peer.setDefaultReply(good);
-    CTransferQueue queue(getSession(), getAccess().getPolicy(), 2);
-    auto job = std::make_unique<CTestJob>(getAccess(), "1", m_events);
+    CSessionQueue queue(getSession(), getAccess().getPolicy(), 2);
+    auto job = make<CTestJob>(getAccess(), "1", m_events);
     job->onPrepare = [](CNetRequest& request) { request.setSendDataSource(new COneWaySource); };
     queue.start(std::move(job));
-    queue.start(std::make_unique<CTestJob>(getAccess(), "2", m_events));
+    queue.start(make<CTestJob>(getAccess(), "2", m_events));
     queue.finish();
     EXPECT_THAT(m_events, ElementsAre("1 fails: There is no way back.", "1 ends", "2 succeeds", "2 ends"));
 }
 
-TEST_F(TransferQueueTest, AFailureThatAJobPassesOnEndsAll) {
+TEST_F(SessionQueueTest, AFailureThatAJobPassesOnEndsAll) {
     m_peer.onConnection().expectRequest().waitForClose();
     m_peer.onConnection().expectRequest().pause("bad").reply(
         "HTTP/1.1 403 Forbidden\r\nContent-Length: 0\r\n\r\n");
     {
-        CTransferQueue queue(getSession(), getAccess().getPolicy(), 3);
-        queue.start(std::make_unique<CTestJob>(getAccess(), "held", m_events));
+        CSessionQueue queue(getSession(), getAccess().getPolicy(), 3);
+        queue.start(make<CTestJob>(getAccess(), "held", m_events));
         ASSERT_TRUE(m_peer.waitForRequests(1));
-        auto job = std::make_unique<CTestJob>(getAccess(), "bad", m_events);
+        auto job = make<CTestJob>(getAccess(), "bad", m_events);
         job->isHopeless = true;
         queue.start(std::move(job));
         m_peer.release("bad");
@@ -469,49 +470,91 @@ TEST_F(TransferQueueTest, AFailureThatAJobPassesOnEndsAll) {
     EXPECT_TRUE(m_peer.waitUntilIdle());
 }
 
-TEST_F(TransferQueueTest, TheErrorThatHasEndedTheWorkerIsThrown) {
+TEST_F(SessionQueueTest, TheErrorThatHasEndedTheWorkerIsThrown) {
     m_peer.setDefaultReply(good);
     const LogCapture log;
-    CTransferQueue queue(getSession(), getAccess().getPolicy(), 2);
-    auto job = std::make_unique<CTestJob>(getAccess(), "1", m_events);
+    CSessionQueue queue(getSession(), getAccess().getPolicy(), 2);
+    auto job = make<CTestJob>(getAccess(), "1", m_events);
     job->onPrepare = [](CNetRequest& request) { request.setReceiveDataSink(new CIllSink); };
     queue.start(std::move(job));
     EXPECT_EQ(whatOf([&queue] { queue.finish(); }), "The sink is ill.");
     EXPECT_THAT(m_events, IsEmpty());
 }
 
-TEST_F(TransferQueueTest, AnInterruptEndsTheWait) {
+TEST_F(SessionQueueTest, AnInterruptEndsTheWait) {
     m_peer.onConnection().expectRequest().waitForClose();
     {
-        CTransferQueue queue(getSession(), getAccess().getPolicy(), 1);
+        CSessionQueue queue(getSession(), getAccess().getPolicy(), 1);
         std::thread user([this] {
             EXPECT_TRUE(m_peer.waitForRequests(1));
             CInterrupt::request(SIGINT);
         });
-        EXPECT_EQ(whatOf([&] { queue.start(std::make_unique<CTestJob>(getAccess(), "1", m_events)); }),
-                  "Interrupted.");
+        EXPECT_EQ(whatOf([&] { queue.start(make<CTestJob>(getAccess(), "1", m_events)); }), "Interrupted.");
         user.join();
         EXPECT_THAT(m_events, IsEmpty());
     }
     EXPECT_THAT(m_events, ElementsAre("1 ends"));
 }
 
-TEST_F(TransferQueueTest, WhatStillRunsIsGivenUpWithTheQueue) {
+TEST(RetryTest, AnInterruptEndsThePauseWithinAnInstant) {
+    const auto begin = std::chrono::steady_clock::now();
+    std::thread interrupter([] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        CInterrupt::request(SIGINT);
+    });
+    EXPECT_EQ(whatOf([] { waitForRetry(std::chrono::seconds(60)); }), "Interrupted.");
+    interrupter.join();
+    CInterrupt::clear();
+    // Far more than a loaded machine needs, far less than the pause.
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
+}
+
+TEST(RetryTest, RunsAgainUntilItSucceedsOrIsGivenUp) {
+    int runs = 0;
+    const auto run = [&runs] {
+        if (++runs < 3) {
+            throw CError("run " + String::fromInt(runs));
+        }
+    };
+    int maxRetries = 2;
+    const auto decide = [&maxRetries](const CError&, CRetryPolicy::Failures& failures) {
+        return failures.count++ < maxRetries ? std::optional(std::chrono::milliseconds(0)) : std::nullopt;
+    };
+    EXPECT_EQ(runWithRetries(run, decide), 3);
+    runs = 0;
+    maxRetries = 1;
+    EXPECT_EQ(whatOf([&] { runWithRetries(run, decide); }), "run 2");
+    EXPECT_EQ(runs, 2);
+}
+
+TEST(RetryTest, RunsNothingAfterAnInterrupt) {
+    CInterrupt::request(SIGINT);
+    int runs = 0;
+    EXPECT_EQ(whatOf([&runs] {
+                  runWithRetries([&runs] { ++runs; },
+                                 [](const CError&, CRetryPolicy::Failures&) { return std::nullopt; });
+              }),
+              "Interrupted.");
+    CInterrupt::clear();
+    EXPECT_EQ(runs, 0);
+}
+
+TEST_F(SessionQueueTest, WhatStillRunsIsGivenUpWithTheQueue) {
     m_peer.onConnection().expectRequest().waitForClose();
     {
-        CTransferQueue queue(getSession(), getAccess().getPolicy(), 2);
-        queue.start(std::make_unique<CTestJob>(getAccess(), "1", m_events));
+        CSessionQueue queue(getSession(), getAccess().getPolicy(), 2);
+        queue.start(make<CTestJob>(getAccess(), "1", m_events));
         ASSERT_TRUE(m_peer.waitForRequests(1));
     }
     EXPECT_THAT(m_events, ElementsAre("1 ends"));
     EXPECT_TRUE(m_peer.waitUntilIdle());
 }
 
-TEST_F(TransferQueueTest, ARequestLetsGoOfItsStreamsWhenItsJobEnds) {
+TEST_F(SessionQueueTest, ARequestLetsGoOfItsStreamsWhenItsJobEnds) {
     m_peer.setDefaultReply(good);
-    CTransferQueue queue(getSession(), getAccess().getPolicy(), 1);
+    CSessionQueue queue(getSession(), getAccess().getPolicy(), 1);
     P<CNetRequest> kept;
-    auto job = std::make_unique<CTestJob>(getAccess(), "1", m_events);
+    auto job = make<CTestJob>(getAccess(), "1", m_events);
     job->onPrepare = [&kept](CNetRequest& request) {
         kept = &request;
         request.setReceiveDataSink(nullptr);

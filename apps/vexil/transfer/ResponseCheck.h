@@ -8,10 +8,10 @@
 namespace vexil::app {
 
 /// Throws a CError if the last response ended within its headers, which libcurl calls a success.
-void checkAnswerIsComplete(const CNetRequest& request);
+void checkResponseIsComplete(const CNetRequest& request);
 
 /// Throws a CError if the length of the last response's body is not the announced one.
-void checkAnswerLength(const CNetRequest& request, int64 receivedBytes);
+void checkResponseLength(const CNetRequest& request, int64 receivedBytes);
 
 /// Throws a CError if the last response has an MD5 as its ETag (CS3Client::getContentMD5) and it is a
 /// different one.
@@ -19,6 +19,6 @@ void checkAnswerLength(const CNetRequest& request, int64 receivedBytes);
 void checkContentMD5(const CNetRequest& request, const String& contentMD5);
 
 /// A header of the last response by its lower-case name; "" if it is missing.
-String getAnswerHeader(const CNetRequest& request, const char* name);
+String getResponseHeader(const CNetRequest& request, const char* name);
 
 }  // namespace vexil::app

@@ -1,11 +1,11 @@
-#include "apps/vexil/transfer/TransferThread.h"
+#include "vexil/async/TransferThread.h"
 
 #include "vexil/async/AsyncNetRequestManager.h"
 #include "zet/Log.h"
 
 #include <utility>
 
-namespace vexil::app {
+namespace vexil {
 
 namespace {
 
@@ -22,7 +22,9 @@ CTransferThread::~CTransferThread() {
     try {
         stop(true);
     } catch (const std::exception& error) {
-        zet::onExceptionInDestructorIgnored("vexil::app::CTransferThread", &error);
+        zet::onExceptionInDestructorIgnored("vexil::CTransferThread", &error);
+    } catch (...) {
+        zet::onExceptionInDestructorIgnored("vexil::CTransferThread", nullptr);
     }
 }
 
@@ -44,4 +46,4 @@ void CTransferThread::handleManagerEvents(CAsyncNetRequestManager& manager) {
     m_hasFinished.set();
 }
 
-}  // namespace vexil::app
+}  // namespace vexil

@@ -5,7 +5,7 @@
 
 #include <mutex>
 
-namespace vexil::app {
+namespace vexil {
 
 /// A worker that keeps ended requests until they are fetched.
 class CTransferThread : public CAsyncNetRequestThread {
@@ -26,4 +26,4 @@ private:
     zet::CSignal m_hasFinished;         // changed under m_mutex
 };
 
-}  // namespace vexil::app
+}  // namespace vexil

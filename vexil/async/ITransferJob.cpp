@@ -1,0 +1,11 @@
+#include "vexil/async/ITransferJob.h"
+
+namespace vexil {
+
+ITransferJob::~ITransferJob() = default;
+
+void ITransferJob::onAttach(CNetRequest&) {}
+
+void ITransferJob::onDetach(CNetRequest&) noexcept {}
+
+}  // namespace vexil

@@ -1,0 +1,137 @@
+#pragma once
+
+#include "vexil/BaseTypes.h"
+#include "vexil/Export.h"
+#include "vexil/async/ITransferJob.h"
+#include "vexil/async/ITransferObserver.h"
+#include "vexil/async/ITransferPolicy.h"
+#include "vexil/net/CancelToken.h"
+#include "vexil/net/NetRequest.h"
+#include "vexil/net/RetryPolicy.h"
+
+#include <chrono>
+#include <deque>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace vexil {
+
+class CTransferThread;
+
+/// Runs many transfers, some at the same time, and tries temporary failures again. A worker thread moves
+/// their bytes. The thread that uses the queue prepares requests and calls jobs, within start() and finish().
+///
+/// The policy decides which failures are tried again. The other transfers continue during the pause. Tries
+/// are counted for the whole job, however many requests it has. The transfers share connections as those of
+/// one CAsyncNetRequestManager do.
+///
+/// If the server refuses one more connection (ITransferPolicy::isRefusedConnection()), fewer transfers run at
+/// once from then on, but at least one. If it accepts no connection besides that of the policy's own request
+/// (ITransferPolicy::getOwnRequest()), the transfers use that one.
+///
+/// Thread safety: one thread at a time. Sources, sinks and listeners of the requests are called on the
+/// worker. Another thread stops the queue by the cancel token.
+///
+/// Lifetime: references to the jobs, the policy, the observer and the token are kept. The requests belong to
+/// the queue. The destructor gives up the jobs that have not ended: it stops their transfers, and then drops
+/// the references to the jobs, without a call of onSuccess() or onFailure(). A job that has ended is dropped
+/// at once, with the source and sink of its request.
+///
+/// Errors: the error of a transfer, and an exception of the job's transfer or of onSuccess(), goes to
+/// ITransferJob::onFailure(). start() and finish() throw the rest: see there. After that, the queue must be
+/// destroyed.
+///
+/// \code
+/// const P<CCancelToken> stop = new CCancelToken;  // stop->cancel() on any thread
+/// CTransferQueue queue(new CTransferPolicy, 8);
+/// queue.setCancelToken(stop);
+/// for (const String& url : urls) {
+///     queue.start(makeTransferJob([url](CNetRequest& request) { request.setURL(url); },
+///                                 [url](CNetRequest& request) { store(url, request.getReceivedBytes()); },
+///                                 [url](const CError& error) { report(url, error); }));
+/// }
+/// queue.finish();
+/// \endcode
+class VEXIL_API CTransferQueue : public virtual CBase {
+public:
+    /// How many transfers run at once by default.
+    static constexpr int defaultCount = 8;
+
+    /// Starts the worker.
+    /// \param policy    not null
+    /// \param count     how many transfers run at once, at most; from 1
+    /// \param observer  null for none
+    /// \throws CInvalidArgError for no policy, or a count below 1
+    /// \throws CError of domain "system" if the system has no more threads or descriptors
+    explicit CTransferQueue(ITransferPolicy* policy, int count = defaultCount,
+                            ITransferObserver* observer = nullptr);
+    CTransferQueue(const CTransferQueue&) = delete;
+    CTransferQueue& operator=(const CTransferQueue&) = delete;
+    /// Gives up the jobs that have not ended.
+    ~CTransferQueue() override;
+
+    /// Once the token is cancelled, running transfers end, and start() and finish() throw. The token is set
+    /// on the requests of the queue, not on the policy's own one. Call it before start(). Default null.
+    void setCancelToken(CCancelToken* token);
+
+    /// Begins a job, and returns when another one could begin: with a count of 1, when this one is done.
+    /// \throws CInvalidArgError for null, which does not harm the queue
+    /// \throws CCURLError of code 42 (CURLE_ABORTED_BY_CALLBACK) if the token is cancelled
+    /// \throws exceptions of ITransferJob::onFailure() and of the observer, the error that has ended the
+    ///         worker, std::bad_alloc
+    void start(P<ITransferJob> job);
+    /// Returns when all jobs have ended. More jobs may follow.
+    /// \throws the same
+    void finish();
+
+private:
+    class CSlot;
+    struct CWaitingJob {
+        P<ITransferJob> job;
+        CRetryPolicy::Failures failures;
+    };
+
+    CSlot& takeSlot();
+    void releaseSlot(CSlot& slot);
+    void freeSlot(CSlot& slot);
+    CSlot& findSlot(const CNetRequest* request) const;
+    void beginWaitingJobs();
+    void begin(CSlot& slot);
+    bool prepare(CSlot& slot);
+    void handOver(CSlot& slot);
+    void handOverDueSlots();
+    void handleEnd(CSlot& slot);
+    void handleFailedTry(CSlot& slot, const CError& error);
+    bool isBeyondConnections(const CSlot& slot, const CError& error) const;
+    void giveUpSlot(CSlot& slot);
+    void putBack(CSlot& slot);
+    bool canGoOnOverOne(const CSlot& slot, const CError& error) const;
+    void goOnOverOne(CSlot& slot);
+    void startWorker();
+    TArray<P<CNetRequest>> takeFinished();
+    std::optional<std::chrono::milliseconds> decidePause(CSlot& slot, const CError& error);
+    void fallBackOrFail(CSlot& slot, const CError& error);
+    void fail(CSlot& slot, const CError& error);
+    int getUnfinishedCount() const noexcept;
+    void waitForEnds();
+    void checkContinue() const;
+    void showProgress() const;
+    void tellGivenUp() noexcept;
+    int getWaitTime() const;
+    void checkWorker() const;
+
+    const P<ITransferPolicy> m_policy;
+    const P<ITransferObserver> m_observer;  // never null
+    P<CCancelToken> m_token;
+    int m_count;
+    std::deque<CWaitingJob> m_waitingJobs;
+    std::vector<std::unique_ptr<CSlot>> m_slots;
+    std::vector<CSlot*> m_freeSlots;
+    int m_running = 0;
+    P<CTransferThread> m_worker;
+    P<CNetRequest> m_onlyRequest;           // null while the worker performs the transfers
+    TArray<P<CNetRequest>> m_finishedHere;  // requests that were performed on this thread
+};
+
+}  // namespace vexil
