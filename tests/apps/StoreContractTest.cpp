@@ -116,8 +116,24 @@ std::unique_ptr<IOpenStore> openS3(CSession& session, const String& folder) {
     return std::make_unique<COpenStore<CS3Access, CS3Store>>(session, String("bucket"), folder);
 }
 
-std::unique_ptr<IOpenStore> openFTP(CSession& session, const String& folder) {
-    return std::make_unique<COpenStore<CFTPAccess, CFTPStore>>(session, "/" + folder);
+/// \param bundle  the variable of the certificates; "" for no TLS
+void addFTP(std::vector<Server>& servers, const char* name, const char* variable, const std::string& bundle) {
+    const char* const endpoint = std::getenv(variable);
+    const char* const certificates = std::getenv(bundle.c_str());
+    if (!endpoint || (!bundle.empty() && !certificates)) {
+        return;
+    }
+    const auto setUp = [endpoint, certificates](COptions& options) {
+        options.ftpServer = endpoint;
+        options.ftpSecurity = certificates ? FTPSecurity::Explicit : FTPSecurity::None;
+        options.caBundle = certificates ? certificates : "";
+    };
+    // Two entries may have the same server.
+    const String root = certificates ? "/tls/" : "/";
+    const auto open = [root](CSession& session, const String& folder) {
+        return std::make_unique<COpenStore<CFTPAccess, CFTPStore>>(session, root + folder);
+    };
+    servers.push_back({name, setUp, open});
 }
 
 std::vector<Server> findServers() {
@@ -125,16 +141,9 @@ std::vector<Server> findServers() {
     if (const char* const endpoint = std::getenv("VEXIL_S3_ENDPOINT")) {
         servers.push_back({"S3", [endpoint](COptions& options) { options.endpoint = endpoint; }, openS3});
     }
-    for (const auto& [name, variable] : std::map<std::string, const char*>{
-             {"FTP", "VEXIL_FTP_ENDPOINT"}, {"FTPWithPureFTPd", "VEXIL_PUREFTPD_ENDPOINT"}}) {
-        if (const char* const endpoint = std::getenv(variable)) {
-            const auto setUp = [endpoint](COptions& options) {
-                options.ftpServer = endpoint;
-                options.ftpSecurity = FTPSecurity::None;
-            };
-            servers.push_back({name, setUp, openFTP});
-        }
-    }
+    addFTP(servers, "FTP", "VEXIL_FTP_ENDPOINT", "");
+    addFTP(servers, "FTPWithTLS", "VEXIL_FTP_ENDPOINT", "VEXIL_FTP_CA");
+    addFTP(servers, "FTPOfPureFTPd", "VEXIL_PUREFTPD_ENDPOINT", "");
     return servers;
 }
 
@@ -574,6 +583,32 @@ TEST_P(StoreFaultsTest, ALeftBeginningIsContinuedIfTheContentIsKnown) {
     EXPECT_EQ(download->getContinuationCount(), 1);
     target.commit();
     EXPECT_EQ(read(m_folder / "target"), big);
+}
+
+// A program that removes what is missing on the other side needs this.
+TEST_P(StoreFaultsTest, ABrokenListingDoesNotLookComplete) {
+    std::vector<std::string> names = {"folder/file"};
+    for (int number = 0; number < 10; ++number) {
+        names.push_back("file " + std::to_string(number));
+    }
+    IStore& store = openForUploads();
+    for (const std::string& name : names) {
+        put(store, name, "x");
+    }
+    int count = 0;
+    bool isBroken = false;
+    const std::unique_ptr<IStoreListing> listing = store.list();
+    try {
+        while (const std::unique_ptr<IStoredFile> file = listing->findNext()) {
+            ++count;
+            (void)file->getRelativePath();
+        }
+    } catch (const CError&) {
+        isBroken = true;
+    }
+    EXPECT_TRUE(isBroken) << "neither the listing nor one of its files tells it";
+    EXPECT_GT(count, 5) << "the files that were listed before come first";
+    EXPECT_THAT(getNames(store), UnorderedElementsAreArray(names)) << "another listing is complete";
 }
 
 std::string nameOf(const testing::TestParamInfo<Server>& info) {

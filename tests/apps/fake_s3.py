@@ -255,6 +255,8 @@ class _Handler(http.server.BaseHTTPRequestHandler):
             return
         if not self.key:
             query = urllib.parse.parse_qs(urllib.parse.urlsplit(self.path).query, errors="surrogateescape")
+            if self.answer_fault(self.fake.next_fault("?prefix=" + query.get("prefix", [""])[0])):
+                return
             if self.fake.refuses_encoding and "encoding-type" in query:
                 self.answer_error(400, "InvalidArgument")
             else:

@@ -28,6 +28,7 @@ def s3_faults():
         "AnInterruptedDownloadSucceedsLater/file": [None, cut()],
         "AnInterruptedDownloadContinues/file": [None, cut(), cut()],
         "ALeftBeginningIsContinuedIfTheContentIsKnown/file": [None, cut()],
+        "?prefix=ABrokenListingDoesNotLookComplete/": [None, fake_s3.Fault(status=500)],
     }
 
 
@@ -44,6 +45,7 @@ def ftp_faults():
         "STOR /AnUploadOfWhichTheServerStoresSomethingElseFails/*": [fake_ftp.Fault(lose=CUT)],
         "RETR /AnInterruptedDownloadSucceedsLater/*": [cut()],
         "RETR /AnInterruptedDownloadContinues/*": [cut(), cut()],
+        "MLSD /ABrokenListingDoesNotLookComplete/folder": [fake_ftp.Fault(reply="451 Not now.")],
     }
 
 

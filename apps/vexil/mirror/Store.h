@@ -42,6 +42,7 @@ public:
 
     /// The next file; null after the last one. Each file comes once, in the order of the server. Files that
     /// cannot be fetched come, too: their getRelativePath() throws the reason.
+    /// A part of the listing that cannot be read is such a file, or an error.
     /// \throws errors of the server, after all files that were listed before them. If the folder of the store
     ///         does not exist: nothing, or an error that the policy diagnoses as missing
     virtual std::unique_ptr<IStoredFile> findNext() = 0;
