@@ -6,6 +6,7 @@ import re
 import socket
 import threading
 import urllib.parse
+import xml.etree.ElementTree
 from xml.sax.saxutils import escape
 
 
@@ -43,6 +44,9 @@ class FakeS3:
         self.connections = 0
         self.requests = []  # (method, key, headers)
         self.faults = {}
+        self.batch_refusal = (501, "NotImplemented")  # of deletions of several objects; None to delete them
+        self.batch_response = None  # instead of the usual one
+        self.batches = []  # the keys of each deletion of several objects
         self.sends_etag = True
         self.etags = {}  # other ETags than the MD5
         self.extra_headers = []  # for responses about objects
@@ -315,6 +319,24 @@ class _Handler(http.server.BaseHTTPRequestHandler):
             self.fake.modified[self.key] = f"2024-01-02T00:00:00.{len(self.fake.requests):06}Z"
             etag = [("ETag", self.fake.etag(self.key))] if self.fake.sends_etag else []
             self.answer(200, headers=self.fake.extra_headers + etag)
+
+    def do_POST(self):
+        """The deletion of several objects. Their faults are in its response."""
+        self.begin()
+        body = self.rfile.read(int(self.headers["Content-Length"]))
+        keys = [element.text for element in xml.etree.ElementTree.fromstring(body).iter("Key")]
+        self.fake.batches.append(keys)
+        if self.fake.batch_refusal:
+            self.answer_error(*self.fake.batch_refusal)
+            return
+        errors = ""
+        for key in keys:
+            fault = self.fake.next_fault(key)
+            if fault.status:
+                errors += f"<Error><Key>{escape(key)}</Key><Code>{fault.code}</Code><Message>No.</Message></Error>"
+            else:
+                self.fake.objects.pop(key, None)
+        self.answer(200, self.fake.batch_response or f"<DeleteResult>{errors}</DeleteResult>".encode())
 
     def do_DELETE(self):
         if not self.answer_fault(self.begin()):

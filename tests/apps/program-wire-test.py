@@ -930,6 +930,66 @@ class DeleteTest(FakeServerTest):
         self.assertIn("deleted: 2 objects\n", self.run_program("s3", "rm", "--recursive", "bucket", "a").out)
         self.assertEqual(list(self.server.objects), ["b"])
 
+    def deletions(self):
+        """The keys of the requests that delete one object."""
+        return [key for method, key, _ in self.server.requests if method == "DELETE"]
+
+    def test_many_objects_are_deleted_with_few_requests(self):
+        self.server.batch_refusal = None
+        for page_size in (None, 300):
+            self.server.page_size = page_size
+            self.server.objects = {f"k{number:04}": b"" for number in range(2500)}
+            self.server.batches.clear()
+            self.assertIn("deleted: 2,500 objects\n", self.run_program("s3", "rm", "-r", "bucket", "").out)
+            self.assertEqual([len(keys) for keys in self.server.batches], [1000, 1000, 500])
+            self.assertEqual((self.server.objects, self.deletions()), ({}, []))
+
+    def test_a_server_that_refuses_batches_is_asked_once(self):
+        for refusal in ((501, ""), (501, "NotImplemented"), (405, "MethodNotAllowed"), (403, "AccessDenied"),
+                        (200, "InternalError")):
+            self.server.batch_refusal = refusal
+            self.server.objects = {f"k{number:04}": b"" for number in range(1100)}
+            self.server.batches.clear()
+            self.server.requests.clear()
+            self.assertIn("deleted: 1,100 objects\n", self.run_program("s3", "rm", "-r", "bucket", "").out)
+            self.assertEqual((len(self.server.batches), len(self.deletions())), (1, 1100), refusal)
+
+    def test_an_object_that_a_batch_does_not_delete_is_deleted_alone(self):
+        self.server.batch_refusal = None
+        self.server.objects = {"a": b"", "b": b"", "c": b""}
+        self.server.faults["b"] = [Fault(status=500, code="InternalError"), Fault(status=503, code="SlowDown")]
+        self.assertIn("deleted: 3 objects\n", self.run_program("s3", "rm", "-r", "bucket", "").out)
+        self.assertEqual((self.server.objects, self.deletions()), ({}, ["b", "b"]))
+
+    def test_an_object_that_cannot_be_deleted_is_named(self):
+        self.server.objects = {"a": b"", "b": b"", "c": b""}
+        texts = []
+        for refusal in ((501, ""), None):
+            self.server.batch_refusal = refusal
+            self.server.faults["b"] = [Fault(status=403, code="AccessDenied")] * 2
+            result = self.run_program("s3", "rm", "-r", "bucket", "", code=4)
+            texts.append((result.out, result.err))
+            self.assertIn("b", self.server.objects)
+            self.server.faults["b"] = []
+        self.assertIn("AccessDenied", texts[0][1])
+        self.assertEqual(texts[0], texts[1])
+
+    def test_an_error_for_an_unknown_object_counts_for_all(self):
+        self.server.batch_refusal = None
+        self.server.objects = {"a": b"", "b": b""}
+        self.server.batch_response = (b"<DeleteResult><Error><Key>x</Key><Code>AccessDenied</Code></Error>"
+                                      b"</DeleteResult>")
+        self.run_program("s3", "rm", "-r", "bucket", "")
+        self.assertEqual(self.deletions(), ["a", "b"])
+
+    def test_a_response_that_says_nothing_is_a_failure(self):
+        self.server.batch_refusal = None
+        for response in (b"<html/>", b"<DeleteResult>", b"<DeleteResult><Error/></DeleteResult>"):
+            self.server.objects = {"a": b"", "b": b""}
+            self.server.batch_response = response
+            result = self.run_program("s3", "rm", "-r", "bucket", "", code=1)
+            self.assertIn("Error parsing Amazon S3 'delete objects' result: ", result.err)
+
     def test_one_object_is_deleted(self):
         self.server.objects = {"a": b"", "ab": b""}
         self.run_program("s3", "rm", "bucket", "a")
@@ -987,6 +1047,12 @@ class OddKeyTest(FakeServerTest):
                 self.assertEqual(self.files_in("r"), self.server.objects)
                 shutil.rmtree(self.folder / "r")
         self.assertEqual(self.run_program("s3", "ls", "bucket").out.count("\n"), len(self.server.objects))
+
+    def test_no_other_object_is_deleted_with_others(self):
+        self.server.batch_refusal = None
+        self.test_no_other_object_is_deleted()
+        self.assertEqual(len(self.server.batches), 2)
+        self.assertFalse({"c\x01", "d\x1fe", "\ufffe"} & {key for keys in self.server.batches for key in keys})
 
     def test_no_other_object_is_deleted(self):
         self.server.encodes = True

@@ -63,6 +63,7 @@
 #include "vexil/s3/S3CopyObjectResult.h"
 #include "vexil/s3/S3Credentials.h"
 #include "vexil/s3/S3CredentialsProvider.h"
+#include "vexil/s3/S3DeleteResult.h"
 #include "vexil/s3/S3EnvironmentCredentials.h"
 #include "vexil/s3/S3Error.h"
 #include "vexil/s3/S3ErrorResponse.h"
@@ -579,6 +580,11 @@ void name_vexil_CS3Client() {
     name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&)>(
         &Class::prepareDeleteObjectRequest));
     name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&)>(&Class::deleteObject));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const TArray<String>&, S3DeleteMode)>(
+        &Class::prepareDeleteObjectsRequest));
+    name(static_cast<P<CS3DeleteResult> (Class::*)(CNetRequest&, const String&, const TArray<String>&,
+                                                   S3DeleteMode)>(&Class::deleteObjects));
+    name(static_cast<bool (*)(const String&)>(&Class::isKeyForXML));
     name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, const String&, const String&,
                                      int)>(&Class::prepareListObjectsRequest));
     name(static_cast<P<CS3ListObjectsResult> (Class::*)(CNetRequest&, const String&, const String&,
@@ -663,6 +669,28 @@ void name_vexil_CS3Client() {
     name(static_cast<String (*)(const TMap<String, String>&)>(&Class::getCanonicalizedAMZHeaders));
     name(static_cast<String (*)(const String&)>(&Class::getCanonicalizedResource));
     name(static_cast<void (*)(String&)>(&Class::makeSingleLineHeaderValue));
+}
+
+void name_vexil_CS3DeleteResult() {
+    using Class = vexil::CS3DeleteResult;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<wxXmlNode*>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const char*>(), any<int>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const TBuffer<unsigned char>*>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const CS3DeleteResult>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(std::move(any<CS3DeleteResult>()));
+    }
+    name(static_cast<const TArray<CS3DeleteError>& (Class::*)() const noexcept>(&Class::getErrors));
+    name(static_cast<const TArray<String>& (Class::*)() const noexcept>(&Class::getDeletedKeys));
 }
 
 void name_vexil_CS3CopyObjectResult() {
@@ -1826,6 +1854,7 @@ TEST(SurfaceTest, NamesEverythingPublic) {
     name_vexil_CProxySettings();
     name_vexil_CS3Client();
     name_vexil_CS3CopyObjectResult();
+    name_vexil_CS3DeleteResult();
     name_vexil_CS3Error();
     name_vexil_CS3ErrorResponse();
     name_vexil_S3Credentials();

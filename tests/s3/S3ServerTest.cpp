@@ -175,6 +175,23 @@ TEST_P(S3ServerTest, KeysMayHoldAnything) {
     EXPECT_THAT(walk("", "", -1), testing::IsEmpty());
 }
 
+TEST_P(S3ServerTest, ManyObjectsAreDeletedAtOnce) {
+    vexil::TArray<String> keys;
+    for (const char* key :
+         {"a", "a/b", " x ", "<&>\"'", "t\tn\nr\r", "100%+", ".", "\xC3\xA4", "\xF0\x9F\x98\x80"}) {
+        keys.push_back(text(key));
+        put(keys.back(), "x");
+    }
+    put("stays", "x");
+    keys.push_back("missing");
+    EXPECT_THAT(client.deleteObjects(request, bucket, keys)->getErrors(), testing::IsEmpty());
+    EXPECT_THAT(walk("", "", -1), ElementsAre("stays"));
+    const auto result = client.deleteObjects(request, bucket, {"stays"}, vexil::S3DeleteMode::Verbose);
+    EXPECT_THAT(result->getErrors(), testing::IsEmpty());
+    EXPECT_THAT(result->getDeletedKeys(), ElementsAre("stays"));
+    EXPECT_THAT(walk("", "", -1), testing::IsEmpty());
+}
+
 TEST_P(S3ServerTest, ListFoldsFolders) {
     for (const char* key : {"a", "p/1", "p/2", "p/q/3", "p/r/4", "z"}) {
         put(key, "x");

@@ -7,6 +7,7 @@
 #include "vexil/net/NetRequestSetup.h"
 #include "vexil/s3/S3Credentials.h"
 #include "vexil/s3/S3CredentialsProvider.h"
+#include "vexil/s3/S3DeleteResult.h"
 #include "vexil/s3/S3ListObjectsResult.h"
 #include "vexil/s3/S3SigningOptions.h"
 #include "zet/InStream.h"
@@ -369,6 +370,29 @@ public:
     void deleteObject(CNetRequest& request, const String& bucket, const String& object);
     /// @}
 
+    /// @{
+
+    /// Deletes up to 1,000 objects with one request. Missing objects are deleted successfully. A further try
+    /// deletes all of them again.
+    ///
+    /// A prepared request that was performed elsewhere: read the result from its default receive buffer with
+    /// CS3DeleteResult, after checkResponse().
+    /// \param keys  1 to 1,000 objects, each with isKeyForXML()
+    /// \return never null; **look at its errors**: the request succeeds although objects were not deleted
+    /// \throws CInvalidArgError for other keys
+    /// \throws CS3Error with status 0 for an error inside a successful response, CError for a response that
+    ///         cannot be read: any of the objects may have been deleted
+    void prepareDeleteObjectsRequest(CNetRequest& request, const String& bucket, const TArray<String>& keys,
+                                     S3DeleteMode mode = S3DeleteMode::Quiet);
+    [[nodiscard]] P<CS3DeleteResult> deleteObjects(CNetRequest& request, const String& bucket,
+                                                   const TArray<String>& keys,
+                                                   S3DeleteMode mode = S3DeleteMode::Quiet);
+    /// @}
+
+    /// True if deleteObjects() can delete an object: its key is not empty, and XML 1.0 can carry it. Not so
+    /// control characters except tab, line feed and carriage return, U+FFFE, U+FFFF and unpaired surrogates.
+    [[nodiscard]] static bool isKeyForXML(const String& key);
+
     // ---- listings ----------------------------------------------------------------------------------------
 
     /// @{
@@ -567,6 +591,7 @@ private:
                                           const CListQuery& query);
     P<CNetHeaders> beginPrepareObjectRequest(CNetRequest& request, const String& bucket,
                                              const String& object);
+    P<CNetHeaders> beginPrepareBucketRequest(CNetRequest& request, const String& bucket, const String& query);
     void beginPreparePut(CNetRequest& request, const String& bucket, const String& object,
                          const CBodyHashes& hashes, const String& contentType);
     P<CS3ObjectSink> prepareGetObjectToStream(CNetRequest& request, const String& bucket,

@@ -126,6 +126,16 @@ P<CNetHeaders> CS3Client::beginPrepareObjectRequest(CNetRequest& request, const 
     return headers;
 }
 
+/// \param query  "" or beginning with "?"
+P<CNetHeaders> CS3Client::beginPrepareBucketRequest(CNetRequest& request, const String& bucket,
+                                                    const String& query) {
+    checkAddress(bucket);
+    const String slash = isVirtualHosted(bucket) ? "/" : "";
+    P<CNetHeaders> headers = beginPrepareRequest(request, getBucketURL(bucket) + slash + query);
+    setPathAsIs(request, isDotSegment(bucket));
+    return headers;
+}
+
 // ---- put -------------------------------------------------------------------------------------------------
 
 void CS3Client::preparePutObjectRequest(CNetRequest& request, const String& bucket, const String& object,
@@ -417,10 +427,7 @@ void CS3Client::prepareList(const char* place, CNetRequest& request, const Strin
     append(wanted.maxKeys != -1, "max-keys", String::fromInt(wanted.maxKeys));
     append(!wanted.delimiter.isEmpty(), "delimiter", request.urlEscape(wanted.delimiter));
     append(wanted.isEncoded, "encoding-type", "url");
-    checkAddress(bucket);
-    const String slash = isVirtualHosted(bucket) ? "/" : "";
-    beginPrepareRequest(request, getBucketURL(bucket) + slash + query);
-    setPathAsIs(request, isDotSegment(bucket));
+    beginPrepareBucketRequest(request, bucket, query);
     request.setReceiveBufferLimits(maxListingBytes, maxErrorDocumentBytes);
     finishPrepareRequest(request);
 }

@@ -1,13 +1,17 @@
 #include "apps/vexil/s3/S3Access.h"
 
 #include "apps/vexil/base/Text.h"
+#include "apps/vexil/platform/Interrupt.h"
 #include "apps/vexil/session/Credentials.h"
 #include "apps/vexil/session/Setting.h"
 #include "apps/vexil/transfer/ResponseCheck.h"
 #include "apps/vexil/transfer/Retry.h"
 #include "apps/vexil/transfer/RetrySettings.h"
+#include "vexil/net/ErrorClassification.h"
 #include "vexil/net/URLRedaction.h"
 #include "zet/TimeFields.h"
+
+#include <algorithm>
 
 namespace vexil::app {
 
@@ -31,6 +35,13 @@ void setEndpoint(CS3Client& client, const String& endpoint) {
         throw CInvalidArgError(error.getPlace(), "the endpoint '" + printable(redactURL(endpoint)) +
                                                      "' cannot be used: " + error.getMessage());
     }
+}
+
+/// Whether the server has refused a request for several objects, because it does not know the operation or
+/// does not allow it. Each object may still be deleted, or the error of the object tells more.
+bool isRefusedBatch(const CError& error) {
+    const bool isInsideSuccess = error.getDomain() == "http" && error.getCode() == 0;  // was not tried again
+    return isInsideSuccess || (getHTTPStatusCodeFromError(error) >= 300 && !isTransientError(error));
 }
 
 }  // namespace
@@ -94,6 +105,46 @@ CS3Access::CS3Access(CSession& session)
 void CS3Access::deleteObject(const String& bucket, const String& key) {
     m_client->deleteObject(getRequest(), bucket, key);
     checkResponseIsComplete(getRequest());
+}
+
+void CS3Access::deleteObjects(const String& bucket, const TArray<String>& keys) {
+    TArray<String> single;
+    TArray<String> batch;
+    for (const String& key : keys) {
+        (CS3Client::isKeyForXML(key) ? batch : single).push_back(key);
+    }
+    for (const String& key : deleteBatch(bucket, batch)) {
+        single.push_back(key);
+    }
+    for (const String& key : single) {
+        CInterrupt::throwIfRequested();
+        deleteObject(bucket, key);
+    }
+}
+
+/// \return the objects that were not deleted
+TArray<String> CS3Access::deleteBatch(const String& bucket, const TArray<String>& keys) {
+    if (!m_deletesBatches || keys.size() < 2) {
+        return keys;
+    }
+    P<CS3DeleteResult> result;
+    try {
+        result = m_client->deleteObjects(getRequest(), bucket, keys);
+    } catch (const CError& error) {
+        if (!isRefusedBatch(error)) {
+            throw;
+        }
+        m_deletesBatches = false;
+        return keys;
+    }
+    TArray<String> left;
+    for (const CS3DeleteError& error : result->getErrors()) {
+        if (std::find(keys.begin(), keys.end(), error.key) == keys.end()) {
+            return keys;  // nobody knows which one it means
+        }
+        left.push_back(error.key);
+    }
+    return left;
 }
 
 }  // namespace vexil::app

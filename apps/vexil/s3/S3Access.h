@@ -33,6 +33,8 @@ class CS3Access {
 public:
     /// VEXIL_S3_ACCESS_KEY and VEXIL_S3_SECRET_KEY, or "access_key=..." and "secret_key=...".
     static const CCredentialNames credentialNames;
+    /// As many objects as a server deletes with one request.
+    static constexpr std::size_t maxKeysOfBatch = 1000;
 
     /// Sends nothing. The session must outlive it.
     /// \throws CInvalidArgError if credentials are missing, or if the endpoint cannot be used
@@ -48,14 +50,21 @@ public:
     IServerPolicy& getPolicy() noexcept { return m_policy; }
     /// Deletes an object, which may be missing.
     void deleteObject(const String& bucket, const String& key);
+    /// Deletes objects, which may be missing, with one request if the server allows it, otherwise one by one.
+    /// \param keys  at most maxKeysOfBatch
+    /// \throws the error of the first object that cannot be deleted
+    void deleteObjects(const String& bucket, const TArray<String>& keys);
     /// True if the content of objects is compared with their ETag.
     bool verifiesETags() const noexcept { return m_session.getOptions().verifyETag; }
 
 private:
+    TArray<String> deleteBatch(const String& bucket, const TArray<String>& keys);
+
     CSession& m_session;
     CRetryPolicy m_retryPolicy;
     CS3TransferPolicy m_policy;
     P<CPatientS3Client> m_client;
+    bool m_deletesBatches = true;  // until the server has refused one
 };
 
 }  // namespace vexil::app

@@ -140,11 +140,20 @@ ExitCode CS3RmCommand::removeAll(CS3Access& access) const {
     CObjectListing objects(access, bucket, String::fromUTF8(m_key));
     int64 count = 0;
     int64 unreadable = 0;
+    TArray<String> keys;
+    const auto removeKeys = [&] {
+        access.deleteObjects(bucket, keys);
+        count += static_cast<int64>(keys.size());
+        keys.clear();
+    };
     while (const P<CS3ListObjectsElement> element = objects.findNext()) {
         unreadable += objects.reportUnreadableKeys("NOT deleted");
-        access.deleteObject(bucket, element->getKey());
-        ++count;
+        keys.push_back(element->getKey());
+        if (keys.size() == CS3Access::maxKeysOfBatch) {
+            removeKeys();
+        }
     }
+    removeKeys();
     unreadable += objects.reportUnreadableKeys("NOT deleted");
     access.getConsole().print("deleted: " + formatNumberOf(count, "object"));
     if (count + unreadable == 0) {
