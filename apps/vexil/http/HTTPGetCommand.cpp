@@ -5,7 +5,7 @@
 #include "apps/vexil/files/PartFile.h"
 #include "apps/vexil/http/Commands.h"
 #include "apps/vexil/http/HTTPBodySink.h"
-#include "apps/vexil/http/HTTPRequest.h"
+#include "apps/vexil/http/HTTPTransfer.h"
 #include "apps/vexil/session/Session.h"
 #include "apps/vexil/transfer/ResponseCheck.h"
 
@@ -15,15 +15,19 @@ namespace vexil::app {
 
 namespace {
 
-void download(CSession& session, CNetRequest& request, zet::IOutStream& out) {
-    request.setReceiveDataSink(new CHTTPBodySink(&out, request.getDefaultReceiveSink()));
+void download(CSession& session, const std::string& url, zet::IOutStream& out) {
     const int64 start = out.getPosition();
-    performWithProgress(session, request);
-    checkResponseIsComplete(request);
-    // For other protocols the headers would be those of a redirect.
-    if (request.getResponseCodeDomain() == "http") {
-        checkResponseLength(request, out.getPosition() - start);
-    }
+    const auto configure = [&out](CNetRequest& request) {
+        request.setReceiveDataSink(new CHTTPBodySink(&out, request.getDefaultReceiveSink()));
+    };
+    const auto check = [&out, start](CNetRequest& request) {
+        // For other protocols the headers would be those of a redirect.
+        if (request.getResponseCodeDomain() == "http") {
+            checkResponseLength(request, out.getPosition() - start);
+        }
+    };
+    CHTTPTransfer transfer(session, url, configure, check);
+    runHTTPTransfer(session, transfer, true);
 }
 
 class CHTTPGetCommand : public CCommand {
@@ -49,14 +53,15 @@ The file gets its name when the download is complete. A failed download leaves n
 }
 
 ExitCode CHTTPGetCommand::run(CSession& session) {
-    CNetRequest& request = prepareHTTPRequest(session, m_url);
+    // First, because wrong certificates must not cost a part of a file.
+    session.getSetup();
     if (m_file.empty() || m_file == "-") {
         const P<zet::IOutStream> out = new CStandardOutStream(session.getConsole());
-        download(session, request, *out);
+        download(session, m_url, *out);
     } else {
         CLeftParts::clearOf(session.getConsole(), toPath(m_file));
         CPartFile file(toPath(m_file));
-        download(session, request, *file.getStream());
+        download(session, m_url, *file.getStream());
         file.commit();
     }
     return ExitCode::Done;

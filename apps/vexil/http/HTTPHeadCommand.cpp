@@ -1,10 +1,8 @@
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/console/HeaderList.h"
 #include "apps/vexil/http/Commands.h"
-#include "apps/vexil/http/HTTPRequest.h"
-#include "apps/vexil/http/RedirectFollower.h"
+#include "apps/vexil/http/HTTPTransfer.h"
 #include "apps/vexil/session/Session.h"
-#include "apps/vexil/transfer/ResponseCheck.h"
 
 #include <string>
 
@@ -29,11 +27,10 @@ void CHTTPHeadCommand::define(CCommandSyntax& syntax) {
 }
 
 ExitCode CHTTPHeadCommand::run(CSession& session) {
-    CNetRequest& request = prepareHTTPRequest(session, m_url);
-    request.setHTTPMethod("HEAD");
-    CRedirectFollower(session.getSetup()).perform(request);
-    checkResponseIsComplete(request);
-    printHeaders(session.getConsole(), request);
+    CHTTPTransfer transfer(
+        session, m_url, [](CNetRequest& request) { request.setHTTPMethod("HEAD"); },
+        [&session](CNetRequest& request) { printHeaders(session.getConsole(), request); });
+    runHTTPTransfer(session, transfer, false);
     return ExitCode::Done;
 }
 

@@ -2,9 +2,8 @@
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/files/FileInStream.h"
 #include "apps/vexil/http/Commands.h"
-#include "apps/vexil/http/HTTPRequest.h"
+#include "apps/vexil/http/HTTPTransfer.h"
 #include "apps/vexil/session/Session.h"
-#include "apps/vexil/transfer/ResponseCheck.h"
 
 #include <string>
 
@@ -32,14 +31,17 @@ void CHTTPPutCommand::define(CCommandSyntax& syntax) {
 
 ExitCode CHTTPPutCommand::run(CSession& session) {
     const P<CFileInStream> file = new CInterruptibleFile(toPath(m_file));
-    CNetRequest& request = prepareHTTPRequest(session, m_url);
-    request.setUpload(true);
-    request.setSendDataStream(file);
-    request.setSendDataSize(file->getSize());
-    performWithProgress(session, request);
-    checkResponseIsComplete(request);
-    file->checkUnchanged();
-    session.getConsole().message(Verbosity::Info, printable(request.getHTTPStatusLine()));
+    const auto configure = [&file](CNetRequest& request) {
+        request.setUpload(true);
+        request.setSendDataStream(file);
+        request.setSendDataSize(file->getSize());
+    };
+    const auto check = [&](CNetRequest& request) {
+        file->checkUnchanged();
+        session.getConsole().message(Verbosity::Info, printable(request.getHTTPStatusLine()));
+    };
+    CHTTPTransfer transfer(session, m_url, configure, check);
+    runHTTPTransfer(session, transfer, true);
     return ExitCode::Done;
 }
 

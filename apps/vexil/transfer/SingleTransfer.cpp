@@ -4,14 +4,19 @@
 #include "apps/vexil/transfer/FileJob.h"
 #include "apps/vexil/transfer/SessionQueue.h"
 
+#include <utility>
+
 namespace vexil::app {
 
 namespace {
 
 /// The only job of a queue.
-class CSingleJob final : public CFileJob {
+template <class Base>
+class TSingleJob final : public Base {
 public:
-    CSingleJob(ITransfer& transfer, CProgress& progress) : CFileJob(progress, ""), m_transfer(transfer) {}
+    template <class... Arguments>
+    explicit TSingleJob(ITransfer& transfer, Arguments&&... arguments)
+        : Base(std::forward<Arguments>(arguments)...), m_transfer(transfer) {}
 
     ITransfer& getTransfer() override { return m_transfer; }
     void onSuccess(CNetRequest&) override {}
@@ -21,13 +26,23 @@ private:
     ITransfer& m_transfer;
 };
 
+class CQuietJob : public virtual CBase, public ITransferJob {};
+
+void run(CSession& session, IServerPolicy& policy, P<ITransferJob> job) {
+    CSessionQueue queue(session, policy, 1);
+    queue.start(std::move(job));
+    queue.finish();
+}
+
 }  // namespace
 
 void runSingleTransfer(CSession& session, IServerPolicy& policy, ITransfer& transfer) {
     CProgress progress(session.getConsole());
-    CSessionQueue queue(session, policy, 1);
-    queue.start(make<CSingleJob>(transfer, progress));
-    queue.finish();
+    run(session, policy, make<TSingleJob<CFileJob>>(transfer, progress, String()));
+}
+
+void runQuietTransfer(CSession& session, IServerPolicy& policy, ITransfer& transfer) {
+    run(session, policy, make<TSingleJob<CQuietJob>>(transfer));
 }
 
 }  // namespace vexil::app
