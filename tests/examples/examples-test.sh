@@ -31,6 +31,24 @@ status=0
 [[ $status == 3 ]] || fail "an absent object ended with $status"
 grep -q NoSuchKey "$build_dir/examples/error.txt" || fail 'an absent object is not told as such'
 
+# Nothing stays of an object that cannot be fetched, and the others are complete.
+folder=$build_dir/examples/fetched
+rm -rf "$folder"
+mkdir "$folder"
+for i in {1..20}; do
+    "$examples/example-upload" "$bucket" "many/$i" "text $i" || fail "the object $i was not uploaded"
+done
+cd "$folder"
+expect '' "$examples/example-fetch" "$bucket" many/{1..20}
+[[ $(cat {1..20}) == "$(printf 'text %s' {1..20})" ]] || fail 'an object was not fetched as it is'
+rm -- *
+status=0
+"$examples/example-fetch" "$bucket" many/1 many/absent many/2 2>"$build_dir/examples/error.txt" || status=$?
+[[ $status == 1 ]] || fail "an absent object of three ended with $status"
+[[ $(echo *) == '1 2' ]] || fail "an absent object of three left: $(echo *)"
+grep -q 'fetch: many/absent: .*NoSuchKey' "$build_dir/examples/error.txt" || fail 'an absent object is not told as such'
+cd - >/dev/null
+
 text=$VEXIL_HTTP_ENDPOINT/static/a.txt
 large=$VEXIL_HTTP_ENDPOINT/static/large.bin
 absent=$VEXIL_HTTP_ENDPOINT/static/absent
