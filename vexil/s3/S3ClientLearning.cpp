@@ -41,6 +41,10 @@ String findCode(const CNetRequest& request) {
 }  // namespace
 
 void CS3Client::performSigned(CNetRequest& request) {
+    if (isVersion4()) {
+        // libcurl would send a session token to any host.
+        request.setFollowRedirects(false);
+    }
     for (int corrections = 0, redirects = 0;;) {
         try {
             request.perform();

@@ -51,8 +51,12 @@ Environment:
   VEXIL_S3_ACCESS_KEY, VEXIL_S3_SECRET_KEY
               The keys of the S3 account. They are never taken from the arguments, which
               other users of the computer can read.
+  VEXIL_S3_SESSION_TOKEN
+              The token of temporary keys.
   VEXIL_S3_ENDPOINT
               The S3 server, unless --endpoint is given.
+  VEXIL_S3_REGION
+              The region of the S3 server, unless --region is given.
   VEXIL_FTP_USER, VEXIL_FTP_PASSWORD
               The login for the FTP server.
   VEXIL_FTP_SERVER
@@ -288,12 +292,31 @@ void CProgram::addCommands(CLI::App& app) {
     CLI::App* s3 =
         app.add_subcommand("s3", "Work with the objects of an S3 server, and back up folders to it");
     s3->require_subcommand(1);
-    s3->footer("The keys come from VEXIL_S3_ACCESS_KEY and VEXIL_S3_SECRET_KEY, or from the file of "
-               "--credentials.\n\n"
-               "Example:\n  vexil --endpoint https://s3.example.com s3 ls photos");
+    s3->footer(
+        "The keys come from VEXIL_S3_ACCESS_KEY, VEXIL_S3_SECRET_KEY and, for temporary keys, "
+        "VEXIL_S3_SESSION_TOKEN, or from the file of --credentials, or from the --profile. Without any "
+        "of them, AWS_ACCESS_KEY_ID, AWS_SECRET_ACCESS_KEY and AWS_SESSION_TOKEN, or the profile in "
+        "AWS_PROFILE, are used.\n\n"
+        "Example:\n  vexil --endpoint https://s3.example.com s3 ls photos");
     s3->add_flag("--verify-etag,!--no-verify-etag", m_options.verifyETag,
                  "Compare the content of objects with their ETag if it is an MD5 (default); "
                  "--no-verify-etag is for servers with other ETags that look like an MD5");
+    s3->add_option(
+          "--signature", m_options.s3Signature,
+          "Version of the signature of requests: v2 (default) or v4, which Amazon's newer regions and "
+          "many other servers demand")
+        ->type_name("VERSION")
+        ->transform(oneOf<int>({{"v2", 2}, {"v4", 4}}));
+    s3->add_option("--region", m_options.s3Region,
+                   "Region that version 4 signs for, for example eu-central-1 (default: the environment's "
+                   "VEXIL_S3_REGION, otherwise AWS_REGION, otherwise us-east-1)")
+        ->type_name("REGION")
+        ->check(notEmpty());
+    s3->add_option("--profile", m_options.s3Profile,
+                   "Take the keys of this profile in the credentials file of Amazon's tools "
+                   "(AWS_SHARED_CREDENTIALS_FILE, otherwise ~/.aws/credentials)")
+        ->type_name("NAME")
+        ->check(notEmpty());
     addCommand(*s3, makeS3Put());
     addCommand(*s3, makeS3Get());
     addCommand(*s3, makeS3Head());

@@ -2,6 +2,7 @@
 
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/platform/Interrupt.h"
+#include "apps/vexil/platform/Platform.h"
 #include "apps/vexil/session/Credentials.h"
 #include "apps/vexil/session/Setting.h"
 #include "apps/vexil/transfer/ResponseCheck.h"
@@ -9,13 +10,53 @@
 #include "apps/vexil/transfer/RetrySettings.h"
 #include "vexil/net/ErrorClassification.h"
 #include "vexil/net/URLRedaction.h"
-#include "zet/TimeFields.h"
+#include "vexil/s3/S3EnvironmentCredentials.h"
+#include "vexil/s3/S3ProfileCredentials.h"
 
 #include <algorithm>
 
 namespace vexil::app {
 
 namespace {
+
+/// The value of a variable that is set and not empty.
+std::optional<std::string> findVariable(const char* name) {
+    const auto value = getEnvironmentVariable(name);
+    return value && !value->empty() ? value : std::nullopt;
+}
+
+/// An error in the credentials is wrong usage of the program, as a missing variable is.
+CS3Credentials getProvidedCredentials(IS3CredentialsProvider& provider) {
+    try {
+        return provider.getCredentials();
+    } catch (const CError& error) {
+        throw CInvalidArgError("CS3Access", error.getMessage());
+    }
+}
+
+CS3Credentials loadS3Credentials(CSession& session) {
+    const COptions& options = session.getOptions();
+    if (!options.s3Profile.empty() && !options.credentialsFile.empty()) {
+        throw CInvalidArgError("CS3Access", "--profile and --credentials exclude each other");
+    }
+    const CCredentialNames& names = CS3Access::credentialNames;
+    const bool isOurs = !options.credentialsFile.empty() || CCredentials::areInEnvironment(names);
+    if (options.s3Profile.empty() && !isOurs) {
+        if (findVariable("AWS_ACCESS_KEY_ID") || findVariable("AWS_SECRET_ACCESS_KEY")) {
+            const P<CS3EnvironmentCredentials> environment = new CS3EnvironmentCredentials;
+            return getProvidedCredentials(*environment);
+        }
+    }
+    if (!options.s3Profile.empty() || (!isOurs && findVariable("AWS_PROFILE"))) {
+        const P<CS3ProfileCredentials> profile =
+            new CS3ProfileCredentials(String::fromUTF8Lossy(options.s3Profile));
+        return getProvidedCredentials(*profile);
+    }
+    const CCredentials keys = session.loadCredentials(names);
+    const std::string token =
+        options.credentialsFile.empty() ? findVariable("VEXIL_S3_SESSION_TOKEN").value_or("") : "";
+    return {keys.getName(), keys.getSecret(), String::fromUTF8Lossy(token)};
+}
 
 String findEndpoint(const COptions& options) {
     const auto endpoint = findSetting(options.endpoint, "VEXIL_S3_ENDPOINT");
@@ -44,6 +85,32 @@ bool isRefusedBatch(const CError& error) {
     return isInsideSuccess || (getHTTPStatusCodeFromError(error) >= 300 && !isTransientError(error));
 }
 
+void setRegion(CS3Client& client, const std::string& region) {
+    try {
+        client.setRegion(String::fromUTF8Lossy(region));
+    } catch (const CInvalidArgError& error) {
+        throw CInvalidArgError(error.getPlace(), "the region '" + printable(String::fromUTF8Lossy(region)) +
+                                                     "' cannot be used: " + error.getMessage());
+    }
+}
+
+void setSignature(CS3Client& client, const COptions& options) {
+    client.setSignatureVersion(options.s3Signature);
+    if (client.getSignatureVersion() == S3SignatureVersion::V2) {
+        if (!options.s3Region.empty()) {
+            throw CInvalidArgError("CS3Access", "--region needs --signature v4: version 2 knows no regions");
+        }
+        return;
+    }
+    auto region = findSetting(options.s3Region, "VEXIL_S3_REGION");
+    if (!region) {
+        region = findVariable("AWS_REGION");
+    }
+    if (region) {
+        setRegion(client, *region);
+    }
+}
+
 }  // namespace
 
 CPatientS3Client::~CPatientS3Client() = default;
@@ -65,28 +132,13 @@ int CPatientS3Client::performRequest(CNetRequest& request) {
 
 void CPatientS3Client::performOnce(CNetRequest& request) {
     try {
-        request.perform();
+        performSigned(request);
     } catch (std::exception& error) {
-        tryThrowBetterError(error, *request.getDefaultReceiveBuffer());
+        tryThrowBetterError(error, request);
         throw;
     }
     checkResponseIsComplete(request);
     m_policy.onSuccess();
-}
-
-// The Date is signed, and services refuse one that is 15 minutes old.
-void CPatientS3Client::signAgain(CNetRequest& request) {
-    const P<CNetHeaders> headers = new CNetHeaders;
-    for (const P<CNetHeaders::CIterator> old = request.getCustomHTTPHeaders()->createIterator();
-         old->next();) {
-        if (old->getName().equalsNoCase("Date")) {
-            headers->add("Date", zet::CTimeFields(zet::CTime::now()).toInternetTimestamp());
-        } else if (!old->getName().equalsNoCase("Authorization")) {
-            headers->add(old->getName(), old->getValue());
-        }
-    }
-    request.setCustomHTTPHeaders(headers);
-    signRequest(&request);
 }
 
 const CCredentialNames CS3Access::credentialNames = {"VEXIL_S3_ACCESS_KEY", "VEXIL_S3_SECRET_KEY",
@@ -94,8 +146,11 @@ const CCredentialNames CS3Access::credentialNames = {"VEXIL_S3_ACCESS_KEY", "VEX
 
 CS3Access::CS3Access(CSession& session)
     : m_session(session), m_retryPolicy(makeRetrySettings(session)), m_policy(m_retryPolicy) {
-    const CCredentials credentials = session.loadCredentials(credentialNames);
-    m_client = new CPatientS3Client(credentials.getName(), credentials.getSecret(), true, m_policy);
+    const CS3Credentials credentials = loadS3Credentials(session);
+    m_client = new CPatientS3Client(credentials.accessKeyId, credentials.secretKey, true, m_policy);
+    m_policy.setClient(m_client.get());
+    m_client->setSessionToken(credentials.sessionToken);
+    setSignature(*m_client, session.getOptions());
     if (const String endpoint = findEndpoint(session.getOptions()); !endpoint.isEmpty()) {
         setEndpoint(*m_client, endpoint);
     }

@@ -20,7 +20,6 @@ public:
 
 private:
     void performOnce(CNetRequest& request);
-    void signAgain(CNetRequest& request);
 
     CS3TransferPolicy& m_policy;
 };
@@ -31,13 +30,14 @@ struct CCredentialNames;
 /// thread.
 class CS3Access {
 public:
-    /// VEXIL_S3_ACCESS_KEY and VEXIL_S3_SECRET_KEY, or "access_key=..." and "secret_key=...".
+    /// VEXIL_S3_ACCESS_KEY and VEXIL_S3_SECRET_KEY, or "access_key=..." and "secret_key=...". The profile of
+    /// --profile replaces them, and the variables of Amazon's tools count if none of these is given.
     static const CCredentialNames credentialNames;
     /// As many objects as a server deletes with one request.
     static constexpr std::size_t maxKeysOfBatch = 1000;
 
     /// Sends nothing. The session must outlive it.
-    /// \throws CInvalidArgError if credentials are missing, or if the endpoint cannot be used
+    /// \throws CInvalidArgError if credentials are missing, or if the endpoint or the region cannot be used
     explicit CS3Access(CSession& session);
     CS3Access(const CS3Access&) = delete;
     CS3Access& operator=(const CS3Access&) = delete;

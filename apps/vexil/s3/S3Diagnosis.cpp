@@ -1,6 +1,7 @@
 #include "apps/vexil/s3/S3Diagnosis.h"
 
 #include "apps/vexil/session/TransferDiagnosis.h"
+#include "vexil/s3/S3SigningError.h"
 
 #include <algorithm>
 #include <iterator>
@@ -52,9 +53,30 @@ DiagnosisKind combine(DiagnosisKind byCode, const CErrorDiagnosis& byStatus) {
     }
 }
 
+/// The option that the server wants; "" for none.
+String findWantedOption(const CError& error) {
+    const auto* const refusal = dynamic_cast<const CS3SigningError*>(&error);
+    if (!refusal) {
+        return String();
+    }
+    switch (refusal->getCause()) {
+    case CS3SigningError::Cause::SignatureVersion:
+        return "The server wants another signature: give --signature v" +
+               String::fromInt(static_cast<int>(refusal->getSignatureVersion())) + ".";
+    case CS3SigningError::Cause::Region:
+        return "The server wants another region: give --region " + refusal->getRegion() + ".";
+    case CS3SigningError::Cause::Clock:
+        break;
+    }
+    return String();
+}
+
 }  // namespace
 
 std::optional<CErrorDiagnosis> findS3Diagnosis(const CError& error) {
+    if (const String wanted = findWantedOption(error); !wanted.isEmpty()) {
+        return CErrorDiagnosis{DiagnosisKind::LoginRefused, wanted};
+    }
     const String code = error.getProps().lookup("s3-code");
     const auto* const known = std::find_if(std::begin(knownCodes), std::end(knownCodes),
                                            [&code](const CKnownCode& other) { return code == other.code; });

@@ -33,7 +33,7 @@ ExitCode CS3MbCommand::run(CSession& session) {
     CS3Access access(session);
     CS3Client& client = access.getClient();
     CNetRequest& request = session.getRequest();
-    request.setURL(client.getBaseURL() + request.urlEscape(String::fromUTF8(m_bucket)));
+    request.setURL(client.getBucketURL(String::fromUTF8(m_bucket)));
     request.setHTTPMethod("PUT");
     request.setSendDataSize(0);
     const P<CNetHeaders> headers = new CNetHeaders;

@@ -22,7 +22,7 @@ void CS3TransferPolicy::checkResult(CNetRequest& request) {
     try {
         checkStatus(request);
     } catch (std::exception& error) {
-        CS3Client::tryThrowBetterError(error, *request.getDefaultReceiveBuffer());
+        CS3Client::tryThrowBetterError(error, request);
         throw;
     }
     m_retryPolicy.onSuccess();
@@ -30,6 +30,11 @@ void CS3TransferPolicy::checkResult(CNetRequest& request) {
 
 std::optional<std::chrono::milliseconds>
 CS3TransferPolicy::decideRetry(CNetRequest& request, const CError& error, CRetryPolicy::Failures& failures) {
+    static constexpr int maxLearning = 2;  // a region and a clock
+    if (m_client && failures.count < maxLearning && m_client->learnFromRefusal(request, error)) {
+        ++failures.count;
+        return std::chrono::milliseconds(0);
+    }
     // The next try is signed with the time of that moment. A wrong clock stays wrong.
     const bool isClockWrong =
         error.getProps().lookup("s3-code") == "RequestTimeTooSkewed" && failures.count > 0;

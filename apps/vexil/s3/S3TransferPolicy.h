@@ -4,6 +4,10 @@
 #include "apps/vexil/transfer/ServerPolicy.h"
 #include "vexil/net/RetryPolicy.h"
 
+namespace vexil {
+class CS3Client;
+}
+
 namespace vexil::app {
 
 /// The policy of S3 transfers: temporary failures (isTransientError()) are tried again as the retry
@@ -12,6 +16,9 @@ class CS3TransferPolicy : public virtual CBase, public IServerPolicy {
 public:
     /// The retry policy must outlive it.
     explicit CS3TransferPolicy(CRetryPolicy& retryPolicy) : m_retryPolicy(retryPolicy) {}
+    /// The client that signs the transfers; it learns region and clock from refusals. It must outlive this
+    /// object. Null, the default: nothing is learnt.
+    void setClient(CS3Client* client) noexcept { m_client = client; }
 
     void checkResult(CNetRequest& request) override;
     std::optional<std::chrono::milliseconds> decideRetry(CNetRequest& request, const CError& error,
@@ -29,6 +36,7 @@ public:
 
 private:
     CRetryPolicy& m_retryPolicy;
+    CS3Client* m_client = nullptr;
 };
 
 }  // namespace vexil::app
