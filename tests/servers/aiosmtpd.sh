@@ -10,11 +10,6 @@
 # number of servers run side by side, each with a WORKDIR of its own. No root needed.
 set -euo pipefail
 
-usage='usage: aiosmtpd.sh start|stop WORKDIR'
-command=${1:?$usage}
-workdir=$(realpath -m -- "${2:?$usage}")
-daemons=$workdir/daemons
-logs=$workdir/log
 here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
 # shellcheck source=tests/servers/common.sh
 source "$here/common.sh"
@@ -67,8 +62,4 @@ start() {
     start_or_fail aiosmtpd 'address already in use'
 }
 
-case $command in
-    start) start ;;
-    stop) end_all ;;
-    *) fail "$usage" ;;
-esac
+run_command

@@ -1,9 +1,13 @@
 # shellcheck shell=bash
-# Functions of the server scripts of this folder; sourced, never run. The caller sets `daemons`, the folder with one
-# file for each daemon that contains its process id, `logs`, the folder with the output of each daemon, and `workdir`,
-# the folder of both.
+# What the server scripts of this folder have in common; sourced, never run. It reads the arguments of the script, start or
+# stop and WORKDIR, and sets `workdir`, `daemons`, the folder with one file for each daemon that contains its process id,
+# and `logs`, the folder with the output of each daemon. The script ends with run_command.
 
-: "${daemons:?}" "${logs:?}" "${workdir:?}"
+usage="usage: ${0##*/} start|stop WORKDIR"
+command=${1:?$usage}
+workdir=$(realpath -m -- "${2:?$usage}")
+daemons=$workdir/daemons
+logs=$workdir/log
 
 # How long a server may take to start: far longer than usual, because the machine may be busy.
 # shellcheck disable=SC2034 # for the scripts that source this one
@@ -181,4 +185,13 @@ start_or_fail() {
     done
     tail -n 15 "$logs"/* >&2 2>/dev/null || true
     fail "$1 did not start (attempt $attempt)"
+}
+
+# Calls start or end_all of the caller.
+run_command() {
+    case $command in
+        start) start ;;
+        stop) end_all ;;
+        *) fail "$usage" ;;
+    esac
 }

@@ -11,11 +11,6 @@
 # servers run side by side, each with a WORKDIR of its own. No root needed.
 set -euo pipefail
 
-usage='usage: exim4.sh start|stop WORKDIR'
-command=${1:?$usage}
-workdir=$(realpath -m -- "${2:?$usage}")
-daemons=$workdir/daemons
-logs=$workdir/log
 here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
 # shellcheck source=tests/servers/common.sh
 source "$here/common.sh"
@@ -148,8 +143,4 @@ start() {
     start_or_fail exim 'address already in use'
 }
 
-case $command in
-    start) start ;;
-    stop) end_all ;;
-    *) fail "$usage" ;;
-esac
+run_command

@@ -20,11 +20,6 @@
 #   /gzip/                  like /static/, compressed if the client asks for it
 set -euo pipefail
 
-usage='usage: nginx.sh start|stop WORKDIR'
-command=${1:?$usage}
-workdir=$(realpath -m -- "${2:?$usage}")
-daemons=$workdir/daemons
-logs=$workdir/log
 here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
 # shellcheck source=tests/servers/common.sh
 source "$here/common.sh"
@@ -180,8 +175,4 @@ start() {
     start_or_fail nginx 'address already in use'
 }
 
-case $command in
-    start) start ;;
-    stop) end_all ;;
-    *) fail "$usage" ;;
-esac
+run_command

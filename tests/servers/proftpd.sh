@@ -12,11 +12,6 @@
 # by side, each with a WORKDIR of its own. Needs root: the server changes its root at each login.
 set -euo pipefail
 
-usage='usage: proftpd.sh start|stop WORKDIR'
-command=${1:?$usage}
-workdir=$(realpath -m -- "${2:?$usage}")
-daemons=$workdir/daemons
-logs=$workdir/log
 here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
 # shellcheck source=tests/servers/common.sh
 source "$here/common.sh"
@@ -144,8 +139,4 @@ start() {
     start_or_fail proftpd 'address already in use'
 }
 
-case $command in
-    start) start ;;
-    stop) end_all ;;
-    *) fail "$usage" ;;
-esac
+run_command

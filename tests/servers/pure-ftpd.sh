@@ -10,11 +10,6 @@
 # and user at each login.
 set -euo pipefail
 
-usage='usage: pure-ftpd.sh start|stop WORKDIR'
-command=${1:?$usage}
-workdir=$(realpath -m -- "${2:?$usage}")
-daemons=$workdir/daemons
-logs=$workdir/log
 here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
 # shellcheck source=tests/servers/common.sh
 source "$here/common.sh"
@@ -80,8 +75,4 @@ start() {
     start_or_fail pure-ftpd 'address already in use'
 }
 
-case $command in
-    start) start ;;
-    stop) end_all ;;
-    *) fail "$usage" ;;
-esac
+run_command

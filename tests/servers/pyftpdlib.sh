@@ -11,11 +11,6 @@
 # with a WORKDIR of its own. No root needed.
 set -euo pipefail
 
-usage='usage: pyftpdlib.sh start|stop WORKDIR'
-command=${1:?$usage}
-workdir=$(realpath -m -- "${2:?$usage}")
-daemons=$workdir/daemons
-logs=$workdir/log
 here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
 # shellcheck source=tests/servers/common.sh
 source "$here/common.sh"
@@ -69,8 +64,4 @@ start() {
     start_or_fail pyftpdlib 'address already in use'
 }
 
-case $command in
-    start) start ;;
-    stop) end_all ;;
-    *) fail "$usage" ;;
-esac
+run_command

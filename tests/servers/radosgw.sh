@@ -8,16 +8,11 @@
 # Any number of servers run side by side, each with a WORKDIR of its own. No root needed. The server has no bucket.
 set -euo pipefail
 
-usage='usage: radosgw.sh start|stop WORKDIR'
-command=${1:?$usage}
-workdir=$(realpath -m -- "${2:?$usage}")
-daemons=$workdir/daemons
-logs=$workdir/log
-config=$workdir/ceph.conf
 here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
 # shellcheck source=tests/servers/common.sh
 source "$here/common.sh"
 
+config=$workdir/ceph.conf
 unset CEPH_ARGS CEPH_CONF CEPH_KEYRING
 export PATH=$PATH:/usr/sbin:/sbin
 readonly osd_ports=32
@@ -252,8 +247,4 @@ start() {
     fail "the S3 server did not start (attempt $attempt): $problem"
 }
 
-case $command in
-    start) start ;;
-    stop) end_all ;;
-    *) fail "$usage" ;;
-esac
+run_command

@@ -12,11 +12,6 @@
 # servers run side by side, each with a WORKDIR of its own. Needs root: the server changes root and user at each login.
 set -euo pipefail
 
-usage='usage: vsftpd.sh start|stop WORKDIR'
-command=${1:?$usage}
-workdir=$(realpath -m -- "${2:?$usage}")
-daemons=$workdir/daemons
-logs=$workdir/log
 here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
 # shellcheck source=tests/servers/common.sh
 source "$here/common.sh"
@@ -106,8 +101,4 @@ start() {
     start_or_fail vsftpd 'could not bind'
 }
 
-case $command in
-    start) start ;;
-    stop) end_all ;;
-    *) fail "$usage" ;;
-esac
+run_command
