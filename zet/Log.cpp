@@ -8,7 +8,7 @@ namespace {
 
 struct CSinkSlot {
     CMutex mutex;
-    P<ILogSink> sink;
+    P<ILogSink> sink ZET_GUARDED_BY(mutex);
 };
 
 CSinkSlot& sinkSlot() {

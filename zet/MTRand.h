@@ -26,7 +26,7 @@ public:
 
     /// The process-wide generator, with another sequence in each process. Never null; lives until the process
     /// ends.
-    [[nodiscard]] static CMTRand* getGlobal();
+    [[nodiscard]] static CMTRand* getGlobal() ZET_REQUIRES(getGlobalInstanceMutex());
     /// The lock to hold while the process-wide generator is used.
     [[nodiscard]] static CMutex& getGlobalInstanceMutex();
 

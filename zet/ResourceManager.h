@@ -37,7 +37,7 @@ private:
     CResourceManager();
 
     mutable CMutex m_mutex;
-    TList<Path> m_folders;
+    TList<Path> m_folders ZET_GUARDED_BY(m_mutex);
 };
 
 }  // namespace zet

@@ -2,6 +2,7 @@
 
 #include "zet/Base.h"
 #include "zet/Export.h"
+#include "zet/ThreadSafety.h"
 
 #include <condition_variable>
 #include <mutex>
@@ -29,9 +30,15 @@ public:
     bool wait(int milliseconds);
 
 private:
-    mutable std::mutex m_mutex;
+    /// The mutex of a condition variable, which cannot be recursive.
+    struct ZET_CAPABILITY("mutex") CStateMutex {
+        std::mutex mutex;
+    };
+    class CStateLock;
+
+    mutable CStateMutex m_mutex;
     std::condition_variable m_changed;
-    bool m_isSet = false;
+    bool m_isSet ZET_GUARDED_BY(m_mutex) = false;
 };
 
 }  // namespace zet

@@ -34,7 +34,7 @@ CThread::~CThread() {
 }
 
 void CThread::start() {
-    const std::lock_guard lock(m_mutex);
+    const CMutexLock lock(m_mutex);
     if (m_state != State::NotStarted) {
         throw CError("The thread '" + m_name + "' was started before.");
     }
@@ -65,7 +65,7 @@ void CThread::stop(bool wait) {
 }
 
 P<CError> CThread::getError() const {
-    const std::lock_guard lock(m_mutex);
+    const CMutexLock lock(m_mutex);
     return m_error;
 }
 
@@ -98,7 +98,7 @@ void CThread::runBody() noexcept {
 void CThread::keepError() noexcept {
     const P<CError> error = currentExceptionToError();
     {
-        const std::lock_guard lock(m_mutex);
+        const CMutexLock lock(m_mutex);
         m_error = error;
     }
     if (!m_logErrors) {

@@ -3,12 +3,12 @@
 #include "zet/Base.h"
 #include "zet/Error.h"
 #include "zet/Export.h"
+#include "zet/Mutex.h"
 #include "zet/Pointer.h"
 #include "zet/Signal.h"
 #include "zet/String.h"
 
 #include <atomic>
-#include <mutex>
 #include <thread>
 
 namespace zet {
@@ -104,9 +104,9 @@ private:
     std::atomic<bool> m_isStopRequested{false};
     std::atomic<ID> m_id{ID()};
     CSignal m_ended;
-    mutable std::mutex m_mutex;
-    P<CError> m_error;     // guarded by m_mutex
-    std::thread m_thread;  // guarded by m_mutex
+    mutable CMutex m_mutex;
+    P<CError> m_error ZET_GUARDED_BY(m_mutex);
+    std::thread m_thread ZET_GUARDED_BY(m_mutex);
 };
 
 /// Lets other threads run, in a loop that waits for one of them.

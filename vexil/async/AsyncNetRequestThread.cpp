@@ -15,25 +15,6 @@ namespace {
 constexpr int maxPassWait = 100;   // milliseconds
 constexpr int removalSlice = 250;  // milliseconds
 
-template <class Queue>
-std::size_t sizeOf(const Queue& queue, zet::CMutex& mutex) {
-    const zet::CMutexLock lock(mutex);
-    return queue.size();
-}
-
-/// Carries out the oldest `count` removals, the newest of them first. Each may add and remove further ones.
-template <class Queue>
-void carryOutOldest(Queue& queue, zet::CMutex& mutex, std::size_t count, CAsyncNetRequestManager& manager) {
-    const zet::CMutexLock lock(mutex);
-    while (count > 0 && !queue.empty()) {
-        count = std::min(count, queue.size()) - 1;
-        const auto place = queue.begin() + static_cast<std::ptrdiff_t>(count);
-        const auto order = *place;
-        queue.erase(place);
-        order->carryOut(manager);
-    }
-}
-
 /// Sets a pointer for the lifetime of this object.
 template <class Object>
 class CPointerInScope {
@@ -191,10 +172,13 @@ void CAsyncNetRequestThread::runImpl() {
     while (checkContinue()) {
         // Count the removals first. One that is ordered later may be for a request that was added later, too.
         // It waits for the next pass, which picks up the request first.
-        const auto removals = sizeOf(m_removeQueue, m_removeMutex);
+        const std::size_t removals = countRemovals();
         processRestarts(manager);
         processAddRequests(manager);
-        carryOutOldest(m_removeQueue, m_removeMutex, removals, manager);
+        {
+            const zet::CMutexLock lock(m_removeMutex);
+            carryOutOldestRemovals(removals, manager);
+        }
         manager.waitForEvents(maxPassWait);
         handleManagerEvents(manager);
         if (m_progressHandler) {
@@ -236,10 +220,26 @@ void CAsyncNetRequestThread::processAddRequests(CAsyncNetRequestManager& manager
     }
 }
 
+std::size_t CAsyncNetRequestThread::countRemovals() {
+    const zet::CMutexLock lock(m_removeMutex);
+    return m_removeQueue.size();
+}
+
+/// Carries out the oldest `count` removals, the newest of them first. Each may add and remove further ones.
+void CAsyncNetRequestThread::carryOutOldestRemovals(std::size_t count, CAsyncNetRequestManager& manager) {
+    while (count > 0 && !m_removeQueue.empty()) {
+        count = std::min(count, m_removeQueue.size()) - 1;
+        const auto place = m_removeQueue.begin() + static_cast<std::ptrdiff_t>(count);
+        const P<CRemoveRequest> order = *place;
+        m_removeQueue.erase(place);
+        order->carryOut(manager);
+    }
+}
+
 void CAsyncNetRequestThread::processRemoveRequests(CAsyncNetRequestManager& manager) {
     const zet::CMutexLock lock(m_removeMutex);
     while (!m_removeQueue.empty()) {
-        carryOutOldest(m_removeQueue, m_removeMutex, m_removeQueue.size(), manager);
+        carryOutOldestRemovals(m_removeQueue.size(), manager);
     }
 }
 

@@ -123,11 +123,14 @@ private:
     bool announceIfWaiting(CNetRequest* request);
     void processRestarts(CAsyncNetRequestManager& manager);
     void processAddRequests(CAsyncNetRequestManager& manager);
+    std::size_t countRemovals();
+    void carryOutOldestRemovals(std::size_t count, CAsyncNetRequestManager& manager)
+        ZET_REQUIRES(m_removeMutex);
 
     zet::CMutex m_addMutex;
-    TArray<P<CNetRequest>> m_addQueue;  // guarded by m_addMutex
+    TArray<P<CNetRequest>> m_addQueue ZET_GUARDED_BY(m_addMutex);
     zet::CMutex m_removeMutex;
-    TArray<P<CRemoveRequest>> m_removeQueue;  // guarded by m_removeMutex
+    TArray<P<CRemoveRequest>> m_removeQueue ZET_GUARDED_BY(m_removeMutex);
     const P<IProgressHandler> m_progressHandler;
     const P<zet::CWakeUp> m_wakeUp;
     CAsyncNetRequestManager* m_manager = nullptr;  // used only on the worker

@@ -30,7 +30,7 @@ CTransferThread::~CTransferThread() {
 
 TArray<P<CNetRequest>> CTransferThread::takeFinished(int milliseconds) {
     m_hasFinished.wait(milliseconds);
-    const std::scoped_lock lock(m_mutex);
+    const zet::CMutexLock lock(m_mutex);
     m_hasFinished.reset();
     return std::exchange(m_finished, {});
 }
@@ -41,7 +41,7 @@ void CTransferThread::handleManagerEvents(CAsyncNetRequestManager& manager) {
     if (manager.handleEvents(&finished) == 0) {
         return;
     }
-    const std::scoped_lock lock(m_mutex);
+    const zet::CMutexLock lock(m_mutex);
     m_finished.insert(m_finished.end(), finished.begin(), finished.end());
     m_hasFinished.set();
 }

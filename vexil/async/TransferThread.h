@@ -1,9 +1,8 @@
 #pragma once
 
 #include "vexil/async/AsyncNetRequestThread.h"
+#include "zet/Mutex.h"
 #include "zet/Signal.h"
-
-#include <mutex>
 
 namespace vexil {
 
@@ -21,9 +20,9 @@ protected:
     void handleManagerEvents(CAsyncNetRequestManager& manager) override;
 
 private:
-    std::mutex m_mutex;
-    TArray<P<CNetRequest>> m_finished;  // guarded by m_mutex
-    zet::CSignal m_hasFinished;         // changed under m_mutex
+    zet::CMutex m_mutex;
+    TArray<P<CNetRequest>> m_finished ZET_GUARDED_BY(m_mutex);
+    zet::CSignal m_hasFinished;  // changed under m_mutex
 };
 
 }  // namespace vexil

@@ -59,6 +59,7 @@ void CNetRequest::endAsync(CURLcode result) {
 
 void CNetRequest::storeAsyncResult(CURLcode result) {
     CAsyncState& async = m_parts->async;
+    async.assertLocked();
     async.setResult(m_parts->isFailure(result) ? result : CURLE_OK);
     m_parts->restoreReuse();
     if (async.getResult() == CURLE_OK && m_parts->curl.getURL().startsWith("http") &&
@@ -88,6 +89,7 @@ P<CError> CNetRequest::getAsyncError() {
 
 void CNetRequest::throwAsyncError() {
     const CAsyncState& async = m_parts->async;
+    async.assertLocked();
     if (const P<CError> error = async.getCallbackError()) {
         error->throwClone();
     }

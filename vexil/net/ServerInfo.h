@@ -43,7 +43,7 @@ private:
     void setFacts(const Facts& facts);
 
     mutable zet::CMutex m_mutex;
-    Facts m_facts;  // guarded by m_mutex
+    Facts m_facts ZET_GUARDED_BY(m_mutex);
 };
 
 }  // namespace vexil

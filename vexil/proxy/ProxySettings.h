@@ -95,10 +95,10 @@ private:
     void addProxy(const String& piece);
     void setProxyForFiles(const String& proxy);
 
-    TMap<String, String> m_proxies;
-    TMap<String, bool> m_directConnectHosts;
-    String m_defaultProxy;
-    bool m_deniesUnknown = false;
+    TMap<String, String> m_proxies ZET_GUARDED_BY(m_lock);
+    TMap<String, bool> m_directConnectHosts ZET_GUARDED_BY(m_lock);
+    String m_defaultProxy ZET_GUARDED_BY(m_lock);
+    bool m_deniesUnknown ZET_GUARDED_BY(m_lock) = false;
     mutable zet::CMutex m_lock;
 };
 

@@ -21,7 +21,7 @@ CConsole::CConsole(std::ostream& output, std::ostream& errors, bool isTerminal, 
     : m_output(output), m_errors(errors), m_isTerminal(isTerminal), m_columns(std::move(columns)) {}
 
 void CConsole::print(const String& line) {
-    const std::scoped_lock lock(m_mutex);
+    const zet::CMutexLock lock(m_mutex);
     writeToErrors(takeEraser());
     errno = 0;
     m_output << line.toUTF8() << '\n';
@@ -30,7 +30,7 @@ void CConsole::print(const String& line) {
 
 void CConsole::printBytes(const void* data, int length) {
     {
-        const std::scoped_lock lock(m_mutex);
+        const zet::CMutexLock lock(m_mutex);
         writeToErrors(takeEraser());
         errno = 0;
         m_output.write(static_cast<const char*>(data), length);
@@ -40,7 +40,7 @@ void CConsole::printBytes(const void* data, int length) {
 }
 
 void CConsole::checkOutput() {
-    const std::scoped_lock lock(m_mutex);
+    const zet::CMutexLock lock(m_mutex);
     errno = 0;
     m_output.flush();
     noteOutputFailure();
@@ -62,13 +62,13 @@ void CConsole::noteOutputFailure() noexcept {
 
 void CConsole::message(Verbosity level, const String& line) {
     if (shows(level)) {
-        const std::scoped_lock lock(m_mutex);
+        const zet::CMutexLock lock(m_mutex);
         writeToErrors(takeEraser() + line.toUTF8() + '\n');
     }
 }
 
 void CConsole::showProgressLine(const String& line) {
-    const std::scoped_lock lock(m_mutex);
+    const zet::CMutexLock lock(m_mutex);
     std::string text = takeEraser();
     if (m_isTerminal && !line.isEmpty()) {
         text += cutToColumns(line, getProgressColumns()).toUTF8();

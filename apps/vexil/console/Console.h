@@ -2,9 +2,9 @@
 
 #include "apps/vexil/base/Options.h"
 #include "vexil/BaseTypes.h"
+#include "zet/Mutex.h"
 
 #include <functional>
-#include <mutex>
 #include <ostream>
 #include <string>
 
@@ -46,21 +46,21 @@ public:
     int getProgressColumns() const;
 
 private:
-    void noteOutputFailure() noexcept;
+    void noteOutputFailure() noexcept ZET_REQUIRES(m_mutex);
     int getColumns() const;
     /// The text that removes the progress line; "" if there is none.
-    std::string takeEraser();
+    std::string takeEraser() ZET_REQUIRES(m_mutex);
     /// Writes in one piece: the "^C" that a terminal shows for an interrupt must not come between.
-    void writeToErrors(const std::string& text);
+    void writeToErrors(const std::string& text) ZET_REQUIRES(m_mutex);
 
-    std::mutex m_mutex;
-    std::ostream& m_output;
-    std::ostream& m_errors;
+    zet::CMutex m_mutex;
+    std::ostream& m_output ZET_GUARDED_BY(m_mutex);
+    std::ostream& m_errors ZET_GUARDED_BY(m_mutex);
     const bool m_isTerminal;
     const Columns m_columns;
     Verbosity m_verbosity = Verbosity::Warning;
-    bool m_hasProgressLine = false;
-    int m_outputFailure = 0;  // the `errno` value of the first failure
+    bool m_hasProgressLine ZET_GUARDED_BY(m_mutex) = false;
+    int m_outputFailure ZET_GUARDED_BY(m_mutex) = 0;  // the `errno` value of the first failure
 };
 
 }  // namespace vexil::app

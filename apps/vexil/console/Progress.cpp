@@ -57,7 +57,7 @@ CProgress::~CProgress() {
 }
 
 int CProgress::beginFile(const String& name) {
-    const std::scoped_lock lock(m_mutex);
+    const zet::CMutexLock lock(m_mutex);
     const int file = m_nextFile++;
     m_filesUnderWay[file].name = name;
     show();
@@ -65,7 +65,7 @@ int CProgress::beginFile(const String& name) {
 }
 
 void CProgress::update(int file, int64 bytes, int64 total) {
-    const std::scoped_lock lock(m_mutex);
+    const zet::CMutexLock lock(m_mutex);
     if (const auto found = m_filesUnderWay.find(file); found != m_filesUnderWay.end()) {
         // It is less than before after a transfer has begun again.
         m_bytesUnderWay += bytes - std::exchange(found->second.bytes, bytes);
@@ -75,7 +75,7 @@ void CProgress::update(int file, int64 bytes, int64 total) {
 }
 
 void CProgress::endFile(int file, int64 bytes) {
-    const std::scoped_lock lock(m_mutex);
+    const zet::CMutexLock lock(m_mutex);
     if (remove(file)) {
         ++m_files;
         m_bytes += bytes;
@@ -84,7 +84,7 @@ void CProgress::endFile(int file, int64 bytes) {
 }
 
 void CProgress::dropFile(int file) {
-    const std::scoped_lock lock(m_mutex);
+    const zet::CMutexLock lock(m_mutex);
     if (remove(file)) {
         show();
     }
@@ -101,12 +101,12 @@ bool CProgress::remove(int file) {
 }
 
 int64 CProgress::getFileCount() const {
-    const std::scoped_lock lock(m_mutex);
+    const zet::CMutexLock lock(m_mutex);
     return m_files;
 }
 
 int64 CProgress::getByteCount() const {
-    const std::scoped_lock lock(m_mutex);
+    const zet::CMutexLock lock(m_mutex);
     return m_bytes;
 }
 

@@ -1,11 +1,11 @@
 #pragma once
 
 #include "vexil/BaseTypes.h"
+#include "zet/Mutex.h"
 
 #include <chrono>
 #include <functional>
 #include <map>
-#include <mutex>
 
 namespace vexil::app {
 
@@ -49,23 +49,23 @@ private:
         int64 total = 0;
     };
 
-    bool remove(int file);
-    void show();
-    String makePlainLine() const;
-    String makeTerminalLine() const;
+    bool remove(int file) ZET_REQUIRES(m_mutex);
+    void show() ZET_REQUIRES(m_mutex);
+    String makePlainLine() const ZET_REQUIRES(m_mutex);
+    String makeTerminalLine() const ZET_REQUIRES(m_mutex);
     String makeBarLine(const CFileUnderWay& file) const;
-    String describeFiles(bool showsShare) const;
+    String describeFiles(bool showsShare) const ZET_REQUIRES(m_mutex);
 
     CConsole& m_console;
     Clock m_clock;
     std::chrono::steady_clock::time_point m_start;
-    mutable std::mutex m_mutex;  // guards all members below
-    std::chrono::steady_clock::time_point m_nextShow;
-    std::map<int, CFileUnderWay> m_filesUnderWay;
-    int m_nextFile = 0;
-    int64 m_files = 0;
-    int64 m_bytes = 0;
-    int64 m_bytesUnderWay = 0;
+    mutable zet::CMutex m_mutex;
+    std::chrono::steady_clock::time_point m_nextShow ZET_GUARDED_BY(m_mutex);
+    std::map<int, CFileUnderWay> m_filesUnderWay ZET_GUARDED_BY(m_mutex);
+    int m_nextFile ZET_GUARDED_BY(m_mutex) = 0;
+    int64 m_files ZET_GUARDED_BY(m_mutex) = 0;
+    int64 m_bytes ZET_GUARDED_BY(m_mutex) = 0;
+    int64 m_bytesUnderWay ZET_GUARDED_BY(m_mutex) = 0;
 };
 
 /// The progress of one file, which is in transfer as long as this object lives.
