@@ -6,6 +6,7 @@
 #   test    build, and test framework, real servers, documentation tools
 #   run     build, and the private S3, FTP and mail servers
 #   bench   build, and the tools of bench/measure.sh
+#   lint    build, and the tools of scripts/lint.sh
 #   root    the tools of scripts/debian-root.sh
 #   windows build, and the compiler and the emulator of ./test-windows
 #
@@ -43,6 +44,7 @@ if [[ $release == bookworm || $release == noble ]]; then
     test_packages+=(clang-format-14)
 fi
 readonly test_packages
+readonly lint_packages=(clang clang-tidy git python3)
 readonly root_packages=(debootstrap debian-archive-keyring util-linux)
 readonly bench_packages=(valgrind strace libasio-dev nginx openssl python3)
 # Without the preloader the heap of Wine's loader may be at 0x7ffe0000, where Windows keeps data for all programs: Wine
@@ -71,9 +73,10 @@ packages_of_groups() {
             test) printf '%s\n' "${build_packages[@]}" "${test_packages[@]}" ;;
             run) printf '%s\n' "${build_packages[@]}" "${run_packages[@]}" ;;
             bench) printf '%s\n' "${build_packages[@]}" "${bench_packages[@]}" ;;
+            lint) printf '%s\n' "${build_packages[@]}" "${lint_packages[@]}" ;;
             root) printf '%s\n' "${root_packages[@]}" ;;
             windows) printf '%s\n' "${build_packages[@]}" "${windows_packages[@]}" ;;
-            *) fail "unknown group '$group'; the groups are: build test run bench root windows" ;;
+            *) fail "unknown group '$group'; the groups are: build test run bench lint root windows" ;;
         esac
     done | sort -u
 }
@@ -156,7 +159,7 @@ install_or_update_first() {
     update_lists && install_missing
 }
 
-[[ $# -gt 0 ]] || fail "usage: packages.sh build|test|run|bench|root|windows..."
+[[ $# -gt 0 ]] || fail "usage: packages.sh build|test|run|bench|lint|root|windows..."
 command -v dpkg-query >/dev/null || fail "this script is for Debian 12, Debian 13 and their relatives: there is no dpkg here"
 names=$(packages_of_groups "$@")
 mapfile -t packages <<<"$names"

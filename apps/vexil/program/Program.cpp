@@ -221,6 +221,12 @@ void CProgram::addOptions(CLI::App& app) {
     app.require_subcommand(1);
     app.set_help_flag("-h,--help", "Print this help and exit");
     app.set_version_flag("--version", std::string("vexil ") + getVersion(), "Print the version and exit");
+    addConnectionOptions(app);
+    addTransferOptions(app);
+    addFileOptions(app);
+}
+
+void CProgram::addConnectionOptions(CLI::App& app) {
     app.add_option("--endpoint", m_options.endpoint,
                    "The S3 server, for example https://s3.example.com:9000 (default: the environment's "
                    "VEXIL_S3_ENDPOINT, otherwise Amazon's)")
@@ -245,6 +251,9 @@ void CProgram::addOptions(CLI::App& app) {
         ->check(CLI::Validator(&CProxyChoice::findProblem, ""));
     app.add_flag("--redirect-to-http", m_options.redirectToHTTP,
                  "Also follow redirects from https to http, where others on the network can read everything");
+}
+
+void CProgram::addTransferOptions(CLI::App& app) {
     app.add_option("--timeout", m_options.timeoutSeconds,
                    "End a request that takes longer (default: no limit, but 60 s without data end it)")
         ->type_name("SECONDS")
@@ -261,6 +270,9 @@ void CProgram::addOptions(CLI::App& app) {
                    "(default: as --patience allows)")
         ->type_name("N")
         ->check(numberFrom(0, maxRetries, "a whole number"));
+}
+
+void CProgram::addFileOptions(CLI::App& app) {
     app.add_option("--credentials", m_options.credentialsFile,
                    "File with the lines 'access_key=...' and 'secret_key=...' for S3, 'user=...' and "
                    "'password=...' for FTP and mail (default: the environment)")

@@ -38,6 +38,9 @@ private:
     int runCommand(CConsole& console, CVerboseLogFile* verboseLog);
     static int reportFailure(CConsole& console, const CNetRequest* request, const std::exception& error);
     void addOptions(CLI::App& app);
+    void addConnectionOptions(CLI::App& app);
+    void addTransferOptions(CLI::App& app);
+    void addFileOptions(CLI::App& app);
     void addCommands(CLI::App& app);
     void addFTPCommands(CLI::App& app);
     void addCommand(CLI::App& group, std::unique_ptr<CCommand> command);
