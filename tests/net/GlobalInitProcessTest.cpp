@@ -1,5 +1,6 @@
 // Linux: the definitions of libcurl's and OpenSSL's functions in this program win over the libraries' own.
 // Each test runs in its own process.
+#include "tests/support/Require.h"
 #include "vexil/net/CURLError.h"
 #include "vexil/net/ErrorClassification.h"
 #include "vexil/net/GlobalInit.h"
@@ -19,20 +20,20 @@
 #include <cstdlib>
 #include <dlfcn.h>
 #include <functional>
-#include <iostream>
 #include <mutex>
 #include <string>
 #include <thread>
-#include <typeinfo>
 #include <vector>
 
 namespace {
 
-using vexil::CError;
 using vexil::CGlobalInit;
 using vexil::CNetHeaders;
 using vexil::P;
 using vexil::String;
+using vexil_test::plainErrorOf;
+using vexil_test::require;
+using vexil_test::requireError;
 using Guard = zet::CSafeGlobalGuard;
 
 constexpr int exitCodeOfCleanup = 99;
@@ -132,39 +133,12 @@ namespace {
 const char* const firstError = "curl global init failed";
 const char* const laterError = "Construction of static object has failed.";
 
-void require(bool condition, const std::string& what) {
-    if (!condition) {
-        std::cerr << "failed: " << what << std::endl;
-        std::_Exit(1);
-    }
-}
-
 void requireCalls(const std::vector<std::string>& expected) {
     std::string text = "calls:";
     for (const std::string& call : recordedCalls()) {
         text += " " + call;
     }
     require(recordedCalls() == expected, text);
-}
-
-/// The message of the error, which must have no other content; "" if there is none.
-std::string errorOf(const std::function<void()>& function) {
-    try {
-        function();
-        return "";
-    } catch (const CError& error) {
-        require(typeid(error) == typeid(CError), "type");
-        require(error.getDomain().isEmpty(), "domain");
-        require(error.getCode() == -1, "code");
-        require(error.getProps().isEmpty(), "properties");
-        require(!error.getInnerError(), "inner error");
-        return error.what();
-    }
-}
-
-void requireError(const std::function<void()>& function, const std::string& message) {
-    const std::string error = errorOf(function);
-    require(error == message, "error: '" + error + "'");
 }
 
 /// Runs the rest of the test in a new process. It must end by itself with exit code 0, after all exit
@@ -320,7 +294,7 @@ TEST(GlobalInitProcessTest, OneOfManyCallersGetsTheReason) {
         for (int i = 0; i < threadCount; ++i) {
             threads.emplace_back([] {
                 ++asking;
-                const std::string error = errorOf([] { CGlobalInit::get(); });
+                const std::string error = plainErrorOf([] { CGlobalInit::get(); });
                 require(error == firstError || error == laterError, "error: '" + error + "'");
                 reasons += error == firstError ? 1 : 0;
             });

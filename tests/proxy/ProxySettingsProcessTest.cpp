@@ -2,6 +2,7 @@
 // user's settings runs in its own process, because they are made once per process.
 #include "tests/proxy/ProxyEnvironment.h"
 #include "tests/support/PrintText.h"
+#include "tests/support/Require.h"
 #include "vexil/net/NetRequest.h"
 #include "vexil/proxy/ProxySettings.h"
 #include "vexil/proxy/UserProxySource.h"
@@ -15,12 +16,10 @@
 #include <dlfcn.h>
 #include <functional>
 #include <future>
-#include <iostream>
 #include <latch>
 #include <string>
 #include <string_view>
 #include <thread>
-#include <typeinfo>
 #include <utility>
 #include <vector>
 
@@ -33,6 +32,9 @@ using vexil::IUserProxySource;
 using vexil::P;
 using vexil::String;
 using vexil_test::clearProxyVariables;
+using vexil_test::plainErrorOf;
+using vexil_test::require;
+using vexil_test::requireError;
 using vexil_test::setVariable;
 using Guard = zet::CSafeGlobalGuard;
 
@@ -80,13 +82,6 @@ namespace {
 
 const char* const laterError = "Construction of static object has failed.";
 
-void require(bool condition, const std::string& what) {
-    if (!condition) {
-        std::cerr << "failed: " << what << std::endl;
-        std::_Exit(1);
-    }
-}
-
 void requireText(const String& text, const std::string& expected) {
     require(text.toUTF8() == expected, "'" + text.toUTF8() + "' instead of '" + expected + "'");
 }
@@ -101,26 +96,6 @@ public:
 
 Guard::State state() {
     return OpenSettings::userSettingsGuard().getState();
-}
-
-/// The message of the error, which must be a CError without other data; "" for no error.
-std::string errorOf(const std::function<void()>& function) {
-    try {
-        function();
-        return "";
-    } catch (const CError& error) {
-        require(typeid(error) == typeid(CError), "type");
-        require(error.getDomain().isEmpty(), "domain");
-        require(error.getCode() == -1, "code");
-        require(error.getProps().isEmpty(), "properties");
-        require(!error.getInnerError(), "inner error");
-        return error.what();
-    }
-}
-
-void requireError(const std::function<void()>& function, const std::string& message) {
-    const std::string error = errorOf(function);
-    require(error == message, "error: '" + error + "'");
 }
 
 /// Runs on several threads, which begin together.
@@ -302,7 +277,7 @@ TEST(ProxySettingsProcessTest, OneOfManyCallersGetsTheReason) {
         };
         onThreads(threadCount, [] {
             ++asking;
-            const std::string error = errorOf([] { CProxySettings::getUserSettings(); });
+            const std::string error = plainErrorOf([] { CProxySettings::getUserSettings(); });
             require(error == "no settings today" || error == laterError, "error: '" + error + "'");
             reasons += error == laterError ? 0 : 1;
         });
