@@ -98,7 +98,7 @@ CS3ProfileCredentials::~CS3ProfileCredentials() = default;
 CS3Credentials CS3ProfileCredentials::getCredentials() {
     std::error_code failure;
     const auto fileTime = std::filesystem::last_write_time(toPath(m_file), failure);
-    const std::lock_guard lock(m_mutex);
+    const zet::CMutexLock lock(m_mutex);
     if (failure || fileTime != m_fileTime) {
         m_credentials = load();
         m_fileTime = fileTime;

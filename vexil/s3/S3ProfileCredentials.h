@@ -1,9 +1,9 @@
 #pragma once
 
 #include "vexil/s3/S3CredentialsProvider.h"
+#include "zet/Mutex.h"
 
 #include <filesystem>
-#include <mutex>
 
 namespace vexil {
 
@@ -40,9 +40,10 @@ private:
 
     const String m_profile;
     const String m_file;
-    std::mutex m_mutex;  // for the members below
-    CS3Credentials m_credentials;
-    std::filesystem::file_time_type m_fileTime = std::filesystem::file_time_type::min();
+    zet::CMutex m_mutex;
+    CS3Credentials m_credentials ZET_GUARDED_BY(m_mutex);
+    std::filesystem::file_time_type
+        m_fileTime ZET_GUARDED_BY(m_mutex) = std::filesystem::file_time_type::min();
 };
 
 }  // namespace vexil

@@ -33,7 +33,7 @@ bool CS3RefreshedCredentials::needsLoading(const zet::CTime& now) const {
 }
 
 CS3Credentials CS3RefreshedCredentials::getCredentials() {
-    const std::lock_guard lock(m_mutex);
+    const zet::CMutexLock lock(m_mutex);
     const zet::CTime now = getCurrentTime();
     if (!needsLoading(now)) {
         return m_current.credentials;

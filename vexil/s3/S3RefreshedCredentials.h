@@ -1,11 +1,11 @@
 #pragma once
 
 #include "vexil/s3/S3CredentialsProvider.h"
+#include "zet/Mutex.h"
 #include "zet/Time.h"
 #include "zet/TimeSpan.h"
 
 #include <chrono>
-#include <mutex>
 
 namespace vexil {
 
@@ -43,14 +43,14 @@ protected:
     virtual zet::CTime getCurrentTime() const;
 
 private:
-    bool needsLoading(const zet::CTime& now) const;
-    bool isValid(const zet::CTime& now) const;
+    bool needsLoading(const zet::CTime& now) const ZET_REQUIRES(m_mutex);
+    bool isValid(const zet::CTime& now) const ZET_REQUIRES(m_mutex);
 
     const zet::CTimeSpan m_margin;
-    std::mutex m_mutex;  // for the members below
-    CS3TemporaryCredentials m_current;
-    bool m_hasKeys = false;
-    zet::CTime m_nextTry;
+    zet::CMutex m_mutex;
+    CS3TemporaryCredentials m_current ZET_GUARDED_BY(m_mutex);
+    bool m_hasKeys ZET_GUARDED_BY(m_mutex) = false;
+    zet::CTime m_nextTry ZET_GUARDED_BY(m_mutex);
 };
 
 }  // namespace vexil
