@@ -22,9 +22,9 @@ String padded(int value, std::size_t digits) {
     return String(std::move(text));
 }
 
-template <std::size_t Count>
-String nameOf(int number, int first, const std::array<const char*, Count>& names) {
-    if (number < first || number - first >= static_cast<int>(Count)) {
+template <std::size_t count>
+String nameOf(int number, int first, const std::array<const char*, count>& names) {
+    if (number < first || number - first >= static_cast<int>(count)) {
         throw CError("Invalid date/time fields.");
     }
     return names[static_cast<std::size_t>(number - first)];
