@@ -12,6 +12,7 @@ Usage: layout-test.py SOURCE_FOLDER
 - No include of ours leads nowhere.
 - A line with a comment has at most 110 columns.
 - A string literal of the product is not broken within a word, nor into pieces of a few words.
+- The header of the request stays short enough to read.
 - The name of a test suite ends with "Test".
 """
 import re
@@ -54,6 +55,7 @@ SYSTEM_HEADER = re.compile(
 INCLUDE = re.compile(r'^[ \t]*#[ \t]*include[ \t]*(?:"([^"]+)"|<([^>]+)>)', re.MULTILINE)
 MAX_COLUMNS = 110
 COMMENT_FOLDERS = ("apps", "bench", "examples", "fuzz", "sigil", "tests", "vexil", "zet")
+MAX_LINES = {"vexil/net/NetRequest.h": 450}
 MIN_PIECE = 40  # characters of a piece of a literal between two others
 LITERAL_AT_END = re.compile(r'"((?:\\.|[^"\\])*)"$')
 LITERAL_AT_BEGINNING = re.compile(r'\s*"((?:\\.|[^"\\])*)"')
@@ -183,6 +185,13 @@ def check_literals(root):
             yield from check_pieces(path, number, line, next_line)
 
 
+def check_lengths(root):
+    for path, limit in MAX_LINES.items():
+        count = (root / path).read_text(encoding="utf-8").count("\n")
+        if count > limit:
+            yield f"{path}: {count} lines, at most {limit} are wanted"
+
+
 def check_suites(root):
     macro = re.compile(r"^(?:TYPED_)?TEST(?:_F|_P)?\((\w+)", re.MULTILINE)
     for file, path in source_files(root, "tests"):
@@ -217,7 +226,8 @@ def main():
     if not private or not any(source_files(root, *LIBRARIES)):
         sys.exit(f"layout-test.py: {root} is not the source tree")
     failures = [*check_order(ROOMS_BELOW), *check_order(PROGRAM_ROOMS_BELOW), *check_includes(root, private),
-                *check_comments(root), *check_literals(root), *check_suites(root), *check_lists(root)]
+                *check_comments(root), *check_literals(root), *check_lengths(root), *check_suites(root),
+                *check_lists(root)]
     print("\n".join(failures) or "the layout holds")
     sys.exit(1 if failures else 0)
 

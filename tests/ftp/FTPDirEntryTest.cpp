@@ -26,7 +26,7 @@ std::string errorOf(const String& factLine) {
 }
 
 std::string timeErrorOf(const String& value) {
-    return whatOf([&] { CFTPDirEntry::parseTimeValue(value); });
+    return whatOf([&] { (void)CFTPDirEntry::parseTimeValue(value); });
 }
 
 TBuffer<unsigned char> bufferOf(std::string_view text) {

@@ -152,16 +152,17 @@ TEST(SMTPParamsTest, ConnectTypesHaveNumbersAndNames) {
 
 TEST(SMTPParamsTest, OtherConnectTypesAreErrors) {
     for (const int type : {-1, 3, 100}) {
-        EXPECT_EQ(
-            whatOf([&] { CSMTPParams::connectTypeToString(static_cast<CSMTPParams::ConnectType>(type)); }),
-            "CSMTPParams::connectTypeToString: invalid connect type: " + std::to_string(type));
+        EXPECT_EQ(whatOf([&] {
+                      (void)CSMTPParams::connectTypeToString(static_cast<CSMTPParams::ConnectType>(type));
+                  }),
+                  "CSMTPParams::connectTypeToString: invalid connect type: " + std::to_string(type));
     }
     for (const char* text : {"SSL", "", "ssl ", "StartTLS", "tls"}) {
-        EXPECT_EQ(whatOf([&] { CSMTPParams::connectTypeToInt(text); }),
+        EXPECT_EQ(whatOf([&] { (void)CSMTPParams::connectTypeToInt(text); }),
                   std::string("CSMTPParams::connectTypeToInt: invalid connect type: ") + text);
     }
     try {
-        CSMTPParams::connectTypeToInt("SSL");
+        (void)CSMTPParams::connectTypeToInt("SSL");
         FAIL();
     } catch (const CInvalidArgError& error) {
         EXPECT_EQ(error.getPlace(), "CSMTPParams::connectTypeToInt");

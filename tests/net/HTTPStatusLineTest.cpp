@@ -75,8 +75,8 @@ void expectInvalid(const String& line) {
     int code = 0;
     String info;
     expectError([&] { vexil::parseHTTPStatusLine(line, code, info); });
-    expectError([&] { vexil::getStatusCodeFromHTTPStatusLine(line); });
-    expectError([&] { vexil::getInfoFromHTTPStatusLine(line); });
+    expectError([&] { (void)vexil::getStatusCodeFromHTTPStatusLine(line); });
+    expectError([&] { (void)vexil::getInfoFromHTTPStatusLine(line); });
 }
 
 void expectValid(const String& line, int expectedCode, const String& expectedInfo) {

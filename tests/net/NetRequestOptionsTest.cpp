@@ -181,7 +181,7 @@ TEST_F(NetRequestOptionsTest, TheEndOfARequestResetsItsHandleFirst) {
 TEST_F(NetRequestOptionsTest, AFailingEscapeIsAnError) {
     makeRequest();
     escapeFails = true;
-    const auto error = thrownBy<CError>([&] { request->urlEscape("a b"); });
+    const auto error = thrownBy<CError>([&] { (void)request->urlEscape("a b"); });
     ASSERT_TRUE(error);
     EXPECT_EQ(error->getMessage(), "Error URL-escaping a string.");
     EXPECT_EQ(error->getDomain(), "");
@@ -282,6 +282,12 @@ std::vector<Setter> setters() {
         {"LowSpeedForEver",
          [=](R& r) { r.setLowSpeedLimit(1, us(std::numeric_limits<int64>::max())); },
          {"LOW_SPEED_LIMIT=1L", "LOW_SPEED_TIME=2147483647L"}},
+        {"VerifyCertificate",
+         [](R& r) { r.setVerifyCertificate(true); },
+         {"SSL_VERIFYPEER=1L", "SSL_VERIFYHOST=2L"}},
+        {"NoVerifyCertificate",
+         [](R& r) { r.setVerifyCertificate(false); },
+         {"SSL_VERIFYPEER=0L", "SSL_VERIFYHOST=0L"}},
         {"Verify", [](R& r) { r.setSSLVerifyPeer(true); }, {"SSL_VERIFYPEER=1L"}},
         {"NoVerify", [](R& r) { r.setSSLVerifyPeer(false); }, {"SSL_VERIFYPEER=0L"}},
         {"Bundle",

@@ -364,6 +364,7 @@ void name_vexil_CNetRequest() {
     name(static_cast<void (Class::*)(const String&)>(&Class::setProxy));
     name(static_cast<void (Class::*)(unsigned int)>(&Class::setHTTPAuthMethods));
     name(static_cast<void (Class::*)(bool)>(&Class::setSSLVerifyPeer));
+    name(static_cast<void (Class::*)(bool)>(&Class::setVerifyCertificate));
     name(static_cast<void (Class::*)(TLSVersion)>(&Class::setMaxTLSVersion));
     name(static_cast<void (Class::*)(const String&)>(&Class::setRedirectProtocols));
     name(static_cast<void (Class::*)(int)>(&Class::setMaxRedirects));

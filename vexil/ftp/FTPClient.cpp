@@ -163,8 +163,7 @@ void CFTPClient::beginPrepareRequest(CNetRequest& request, const String& path, b
         request.setMaxTLSVersion(m_maxTLSVersion);
     }
     if (!m_verifiesCertificate) {
-        request.setSSLVerifyPeer(false);
-        request.setOptionInt(CURLOPT_SSL_VERIFYHOST, 0);
+        request.setVerifyCertificate(false);
     }
     const CWDType byNeed = createMissingDirs ? CWDSteps : CWDNone;
     switch (m_overrideCWDType == CWDInvalid ? byNeed : m_overrideCWDType) {

@@ -108,7 +108,7 @@ public:
 
     /// The name of a value, such as "CWDSteps".
     /// \throws CError "Unknown CWDType: ..." for another number
-    static String cwdTypeToString(CWDType type);
+    [[nodiscard]] static String cwdTypeToString(CWDType type);
 
     /// Sets how all later requests reach directories. CWDInvalid, the default: CWDSteps if missing
     /// directories are created, otherwise CWDNone. Methods other than CWDSteps create no directory: the
@@ -124,8 +124,8 @@ public:
     /// connection (ProFTPD does by default). Over TLS 1.3 such a server refuses most transfers of a kept
     /// connection, because of the way libcurl 7.88 stores sessions; over TLS 1.2 it accepts all.
     void setMaxTLSVersion(TLSVersion version) { m_maxTLSVersion = version; }
-    /// Checks the server's certificate and its host name in all later requests (CURLOPT_SSL_VERIFYPEER,
-    /// CURLOPT_SSL_VERIFYHOST). Default true.
+    /// Checks the server's certificate and its host name in all later requests
+    /// (CNetRequest::setVerifyCertificate()). Default true.
     void setVerifyCertificate(bool verify) { m_verifiesCertificate = verify; }
     /// Sets a hook that every preparation calls after its common settings; a reference is kept. Null, the
     /// default, for no hook. The hook may undo CURLOPT_HTTPPROXYTUNNEL, which is set because without a tunnel
@@ -137,7 +137,7 @@ public:
 
     /// True if a path leads to the root of the server when "." and ".." are resolved: "/", "//", "/.",
     /// "/a/..", "".
-    static bool isRootPath(const String& path);
+    [[nodiscard]] static bool isRootPath(const String& path);
     /// Makes sure that deleteDirWithAllContents() deletes only what is in the directory. Default false. With
     /// true:
     /// - A path that leads to the root (isRootPath()) is a CInvalidArgError, before anything is sent.
@@ -237,7 +237,7 @@ public:
     /// if the data connection breaks and the server still reports success, entries are silently missing. For
     /// libcurl the reply 450 (busy, RFC 959) is an empty listing: see checkListed().
     void prepareListDirRequest(CNetRequest& request, const String& path);
-    P<CFTPListDirResult> listDir(CNetRequest& request, const String& path);
+    [[nodiscard]] P<CFTPListDirResult> listDir(CNetRequest& request, const String& path);
     /// @}
     /// Makes sure that an empty listing does not come from a busy directory. Call it after a listing, also
     /// after listDir().

@@ -73,7 +73,7 @@ public:
     /// The result is not set for a date outside the calendar. Characters that are not digits count as 0.
     /// \throws CError "Invalid FTP time value: '...'" for fewer than 14 characters, or if they are not
     ///         followed by "." or the end
-    static zet::CTime parseTimeValue(const String& value);
+    [[nodiscard]] static zet::CTime parseTimeValue(const String& value);
 
 private:
     void readFact(const String& factLine, std::wstring_view piece);

@@ -18,7 +18,7 @@ public:
     explicit CFTPListDirResult(const TBuffer<unsigned char>& listing);
     /// Reads a listing as the constructor does, but continues after lines that it cannot read: one bad name
     /// does not hide the other entries. The unreadable lines are in getUnreadableLines().
-    static CFTPListDirResult parseLeniently(const TBuffer<unsigned char>& listing);
+    [[nodiscard]] static CFTPListDirResult parseLeniently(const TBuffer<unsigned char>& listing);
     CFTPListDirResult(const CFTPListDirResult&) = default;
     CFTPListDirResult(CFTPListDirResult&&) = default;
     CFTPListDirResult& operator=(const CFTPListDirResult&) = default;

@@ -13,7 +13,7 @@ namespace vexil {
 /// Use the result with CMimeMessage::setBody(body, "base64"). Any thread.
 /// \return never null
 /// \throws CError for more than about 1.5 GB, because the result does not fit into a buffer
-VEXIL_API P<TBuffer<unsigned char>> encodeBase64Body(const TBuffer<unsigned char>& bytes);
+[[nodiscard]] VEXIL_API P<TBuffer<unsigned char>> encodeBase64Body(const TBuffer<unsigned char>& bytes);
 
 /// Encodes a body as quoted-printable (RFC 2045, 6.7): lines of at most 76 characters. A CR LF stays a line
 /// end. A single CR or LF, everything that is not printable ASCII, and spaces and tabs at the end of a line
@@ -22,6 +22,7 @@ VEXIL_API P<TBuffer<unsigned char>> encodeBase64Body(const TBuffer<unsigned char
 /// Use the result with CMimeMessage::setBody(body, "quoted-printable"). Any thread.
 /// \return never null
 /// \throws CError as encodeBase64Body() does
-VEXIL_API P<TBuffer<unsigned char>> encodeQuotedPrintableBody(const TBuffer<unsigned char>& bytes);
+[[nodiscard]] VEXIL_API P<TBuffer<unsigned char>>
+encodeQuotedPrintableBody(const TBuffer<unsigned char>& bytes);
 
 }  // namespace vexil

@@ -15,6 +15,6 @@ namespace vexil {
 /// \param address  printable ASCII, such as "jo@example.com"
 /// \throws CInvalidArgError for an address that is empty or contains "<", ">", control characters or
 ///         characters that are not ASCII, and for a display name with CR, LF or NUL
-VEXIL_API String makeAddress(const String& displayName, const String& address);
+[[nodiscard]] VEXIL_API String makeAddress(const String& displayName, const String& address);
 
 }  // namespace vexil

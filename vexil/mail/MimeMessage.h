@@ -71,15 +71,15 @@ public:
 
     /// Converts a text to encoded words (RFC 2047, "Q" in UTF-8) of at most 75 characters, separated by CR LF
     /// and a space. Letters and digits stay, everything else is encoded. "" for "".
-    static String toEncodedWord(const String& text);
+    [[nodiscard]] static String toEncodedWord(const String& text);
     /// Converts a text for a field such as "Subject", so that a mail reader shows exactly this text. The
     /// result has encoded words if the text has characters that are not ASCII, has more than 900 characters
     /// or looks like an encoded word ("=?...?="). Other fields are written unchanged if they are ASCII. Any
     /// thread.
     /// \throws CInvalidArgError for a text with CR, LF or NUL
-    static String toHeaderText(const String& text);
+    [[nodiscard]] static String toHeaderText(const String& text);
     /// Puts a text in double quotes, with a backslash before each backslash, double quote and CR.
-    static String toQuotedString(const String& text);
+    [[nodiscard]] static String toQuotedString(const String& text);
 
     /// Adds the header fields, unencoded and unfolded, to the headers of an HTTP request.
     /// \throws CInvalidArgError as storeHeader() does, before any is added
@@ -92,7 +92,7 @@ public:
 
 protected:
     /// The line of a field, without its line end.
-    static String makeHeaderField(const String& name, const String& value);
+    [[nodiscard]] static String makeHeaderField(const String& name, const String& value);
 
 private:
     void checkNetHeaders(const char* place) const;

@@ -49,12 +49,6 @@ void checkAddress(const String& address, const char* place, const char* what) {
     }
 }
 
-void setVerification(CNetRequest& request, bool verify) {
-    request.setSSLVerifyPeer(verify);
-    // Without the peer check, a check of the host name has no value: the certificate is not trusted.
-    request.setOptionInt(CURLOPT_SSL_VERIFYHOST, verify ? 2 : 0);
-}
-
 String padded(int number, std::size_t digits) {
     std::string text = std::to_string(number);
     text.insert(0, text.size() < digits ? digits - text.size() : 0, '0');
@@ -70,7 +64,7 @@ CSMTPClient::CSMTPClient(const CSMTPParams& params) : m_params(params) {
 CSMTPClient::~CSMTPClient() = default;
 
 void CSMTPClient::setVerifyCertificate(bool verify) {
-    setVerification(m_request, verify);
+    m_request.setVerifyCertificate(verify);
     m_verifyCertificate = verify;
     replaceConnection();
 }
@@ -107,7 +101,7 @@ void CSMTPClient::setRequestSetup(INetRequestSetup* setup) {
 void CSMTPClient::initRequest() {
     doInitialRequestInit(m_request, m_params);
     if (m_verifyCertificate) {
-        setVerification(m_request, true);
+        m_request.setVerifyCertificate(true);
     }
     if (!m_rootCertBundle.getText().isEmpty()) {
         m_request.setRootCertBundlePath(m_rootCertBundle);
@@ -131,7 +125,7 @@ void CSMTPClient::doInitialRequestInit(CNetRequest& request, const CSMTPParams& 
     if (params.getConnectType() == CSMTPParams::ConnectStartTLS) {
         request.setOptionInt(CURLOPT_USE_SSL, CURLUSESSL_ALL);
     }
-    setVerification(request, false);
+    request.setVerifyCertificate(false);
 }
 
 void CSMTPClient::resetOptions(CNetRequest& request) {

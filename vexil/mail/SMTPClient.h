@@ -75,7 +75,7 @@ public:
     /// message was given to libcurl, and the server's reply to it is missing or unclear (2xx, but not 250).
     /// Sending such a mail again may deliver it twice. False after a success, a refusal, and a failure in the
     /// middle of the message.
-    bool mayHaveBeenSent() const noexcept { return m_mayHaveBeenSent; }
+    [[nodiscard]] bool mayHaveBeenSent() const noexcept { return m_mayHaveBeenSent; }
     /// The client's own request, with the replies of the last operation.
     const CNetRequest& getRequest() const noexcept { return m_request; }
 
@@ -87,7 +87,7 @@ public:
     /// The value of a "Date" header (RFC 5322, 3.3): "Tue, 3 Mar 2020 07:05:09 +0100"; with "+0000" if the
     /// time zone is unknown.
     /// \throws CError for an invalid date
-    static String getDateHeaderString(const zet::CTimeFields& fields);
+    [[nodiscard]] static String getDateHeaderString(const zet::CTimeFields& fields);
 
 protected:
     /// Resets a request and sets server, login and security.

@@ -50,19 +50,19 @@ public:
     /// @{
 
     /// The values given to the constructor.
-    String getHost() const { return m_host; }
-    int getPort() const { return m_port; }
-    ConnectType getConnectType() const { return m_connectType; }
-    String getLoginName() const { return m_loginName; }
-    String getLoginPassword() const { return m_loginPassword; }
+    [[nodiscard]] String getHost() const { return m_host; }
+    [[nodiscard]] int getPort() const { return m_port; }
+    [[nodiscard]] ConnectType getConnectType() const { return m_connectType; }
+    [[nodiscard]] String getLoginName() const { return m_loginName; }
+    [[nodiscard]] String getLoginPassword() const { return m_loginPassword; }
     /// @}
 
     /// @{
 
     /// "unencrypted", "ssl" or "starttls", for settings; the texts are compared exactly.
     /// \throws CInvalidArgError "invalid connect type: ..." for anything else
-    static String connectTypeToString(ConnectType type);
-    static ConnectType connectTypeToInt(const String& text);
+    [[nodiscard]] static String connectTypeToString(ConnectType type);
+    [[nodiscard]] static ConnectType connectTypeToInt(const String& text);
     /// @}
 
 private:

@@ -42,30 +42,30 @@ public:
 
     /// libcurl's text for the code, then ": " and the detail if there is one, then " (response code: DOMAIN
     /// CODE)" if the code is at least 1.
-    static String makeErrorText(CURLcode code, const String& errorDetail, const String& responseCodeDomain,
-                                int responseCode);
+    [[nodiscard]] static String makeErrorText(CURLcode code, const String& errorDetail,
+                                              const String& responseCodeDomain, int responseCode);
     /// The same with " (response code: CODE)".
-    static String makeErrorText(CURLMcode code, const String& errorDetail, int responseCode);
+    [[nodiscard]] static String makeErrorText(CURLMcode code, const String& errorDetail, int responseCode);
 
     /// The server's last response code; below 1 for none.
-    int getResponseCode() const noexcept { return m_responseCode; }
+    [[nodiscard]] int getResponseCode() const noexcept { return m_responseCode; }
     /// The "responseCode" of a property list: -1 if there is none, 0 if it is not a number.
-    static int getResponseCode(const CProps& props);
+    [[nodiscard]] static int getResponseCode(const CProps& props);
     /// Protocol family of the response code: "http", "ftp" or "smtp"; "" if there was no response.
-    String getResponseCodeDomain() const { return m_responseCodeDomain; }
+    [[nodiscard]] String getResponseCodeDomain() const { return m_responseCodeDomain; }
     /// The "responseCodeDomain" of a property list, "" if there is none.
-    static String getResponseCodeDomain(const CProps& props);
+    [[nodiscard]] static String getResponseCodeDomain(const CProps& props);
     /// The server's text, "" for none: for HTTP that of the error body
     /// (CNetRequest::getServerErrorMessageFromResponseData()), for SMTP the last line of the reply.
-    const String& getServerMessage() const noexcept { return m_serverMessage; }
+    [[nodiscard]] const String& getServerMessage() const noexcept { return m_serverMessage; }
     /// Last HTTP status line, without its line end; "" for none.
-    const String& getHTTPStatusLine() const noexcept { return m_httpStatusLine; }
+    [[nodiscard]] const String& getHTTPStatusLine() const noexcept { return m_httpStatusLine; }
     /// URL of the request as it was set, with the credentials that are in it.
-    const String& getURL() const noexcept { return m_url; }
+    [[nodiscard]] const String& getURL() const noexcept { return m_url; }
     /// HTTP method as it was set; "" for the default and for other protocols.
-    const String& getHTTPMethod() const noexcept { return m_httpMethod; }
+    [[nodiscard]] const String& getHTTPMethod() const noexcept { return m_httpMethod; }
 
-    P<CError> clone() const override;
+    [[nodiscard]] P<CError> clone() const override;
     [[noreturn]] void throwClone() const override;
 
 private:

@@ -35,7 +35,7 @@ public:
     /// up to 100 ms, because this function wakes no thread and takes no lock.
     void cancel() noexcept;
     /// Whether cancel() was called.
-    bool isCancelled() const noexcept;
+    [[nodiscard]] bool isCancelled() const noexcept;
     /// \throws CCURLError of code 42 (CURLE_ABORTED_BY_CALLBACK) with the detail "transfer cancelled" if it
     ///         is cancelled
     void throwIfCancelled() const;

@@ -10,10 +10,10 @@ namespace vexil {
 /// The HTTP status that an error reports; -1 if there is none. That is the code of an error of domain "http",
 /// otherwise the status in its properties. A transfer that failed after a successful status (domain "curl",
 /// code not 22, status below 400) is not an HTTP failure.
-VEXIL_API int getHTTPStatusCodeFromError(const CError& error);
+[[nodiscard]] VEXIL_API int getHTTPStatusCodeFromError(const CError& error);
 
 /// The "responseCode" of a property list whose "responseCodeDomain" is "http", otherwise -1.
-VEXIL_API int getHTTPStatusCodeFromErrorParams(const CProps& props);
+[[nodiscard]] VEXIL_API int getHTTPStatusCodeFromErrorParams(const CProps& props);
 
 /// The kind of an HTTP status that is a failure: 401 and 407 Unauthenticated, 403 PermissionDenied, 404
 /// and 410 NotFound, 408 Timeout, 409 and 412 Conflict, 429 Throttled, 507 StorageFull, 425, 502, 503, 504
@@ -26,12 +26,12 @@ VEXIL_API int getHTTPStatusCodeFromErrorParams(const CProps& props);
 /// interrupted transfers do not count.
 ///
 /// By its contract it ignores errors of other domains, such as a CS3Error: see isOutageError().
-VEXIL_API bool isNetworkOrServiceDownError(const std::exception& error);
+[[nodiscard]] VEXIL_API bool isNetworkOrServiceDownError(const std::exception& error);
 
 /// Whether the network or the service is down: isNetworkOrServiceDownError(), a CS3Error with status 503 or
 /// code ServiceUnavailable or SlowDown, a proxy that refused a tunnel with status 502, 503 or 504, or SMTP
 /// 421.
-VEXIL_API bool isOutageError(const std::exception& error);
+[[nodiscard]] VEXIL_API bool isOutageError(const std::exception& error);
 
 /// Whether the same operation may succeed if it is tried again later, for HTTP, S3, FTP and mail. Any thread.
 ///
@@ -55,11 +55,11 @@ VEXIL_API bool isOutageError(const std::exception& error);
 /// would send it twice.
 ///
 /// Only the error is examined. An operation that must not be done twice, such as a POST, needs more checks.
-VEXIL_API bool isTransientError(const std::exception& error);
+[[nodiscard]] VEXIL_API bool isTransientError(const std::exception& error);
 
 /// An error for which isTransientError() is true, for failures that libcurl does not detect: a response that
 /// is too short, or that has other content than announced. Its kind is
 /// ErrorKind::InvalidData.
-VEXIL_API CError makeTransientError(const String& message);
+[[nodiscard]] VEXIL_API CError makeTransientError(const String& message);
 
 }  // namespace vexil

@@ -25,7 +25,7 @@ public:
     /// compared with each other.
     /// \return never null
     /// \throws CError "Invalid HTTP Content-Range header: ..." for anything else
-    static P<CHTTPContentRange> parse(const String& header);
+    [[nodiscard]] static P<CHTTPContentRange> parse(const String& header);
 
     /// The unit in lower case: "bytes".
     String getUnit() const { return m_unit; }

@@ -21,9 +21,9 @@ public:
     ~CHTTPServerHeader() override;
 
     /// Whether there is a component with exactly this name.
-    bool hasComponent(const String& name) const;
+    [[nodiscard]] bool hasComponent(const String& name) const;
     /// The version of a component; "" if it has no version or does not exist.
-    String getComponentVersion(const String& name) const;
+    [[nodiscard]] String getComponentVersion(const String& name) const;
     /// Versions by component name.
     const TMap<String, String>& getComponentVersionMap() const noexcept { return m_versions; }
 

@@ -15,9 +15,9 @@ namespace vexil {
 VEXIL_API void parseHTTPStatusLine(const String& line, int& code, String& info);
 
 /// The status code of parseHTTPStatusLine.
-VEXIL_API int getStatusCodeFromHTTPStatusLine(const String& line);
+[[nodiscard]] VEXIL_API int getStatusCodeFromHTTPStatusLine(const String& line);
 
 /// The reason text of parseHTTPStatusLine.
-VEXIL_API String getInfoFromHTTPStatusLine(const String& line);
+[[nodiscard]] VEXIL_API String getInfoFromHTTPStatusLine(const String& line);
 
 }  // namespace vexil

@@ -18,11 +18,11 @@ VEXIL_API String parseContentDispositionHeader(const String& value, TMap<String,
 
 /// Reads a date as HTTP and mail write them (curl_getdate): "Tue, 03 Mar 2020 07:05:09 GMT". Whole seconds.
 /// \throws CError "Error parsing timestamp '...'." for anything else
-VEXIL_API zet::CTime parseTimestamp(const String& text);
+[[nodiscard]] VEXIL_API zet::CTime parseTimestamp(const String& text);
 
 /// Whether a text looks like a mail address: one "@" that is not the first character, a "." after it, no
 /// spaces, control characters, double quotes, "<" or ">". Finds typing mistakes; only a mail can show whether
 /// the address exists.
-VEXIL_API bool isValidEmailAddress(const String& address);
+[[nodiscard]] VEXIL_API bool isValidEmailAddress(const String& address);
 
 }  // namespace vexil

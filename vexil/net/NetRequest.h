@@ -27,7 +27,8 @@ struct CNetRequestParts;
 
 /// One transfer after another over one libcurl easy handle: set it up, perform() it or hand it to an
 /// asynchronous manager, then ask for the results. Settings stay until reset(); each setter names its libcurl
-/// option. docs/limits.md tells where libcurl and servers may surprise.
+/// option. docs/requests.md has the details, such as which connections are kept and used again, and
+/// docs/limits.md tells where libcurl and servers may surprise.
 ///
 /// Thread safety: one thread at a time, except the asynchronous hooks, which the owner's thread and the
 /// thread that drives the transfer may use at the same time. Distinct requests are independent.
@@ -38,12 +39,6 @@ struct CNetRequestParts;
 /// Errors: every failure is thrown. A failed transfer, and an HTTP status outside 200 to 299, is a
 /// CCURLError. An error of a source, sink or stream is thrown unchanged. A setter throws a CCURLError if
 /// libcurl refuses the value, and a CInvalidArgError for a text that contains NUL.
-///
-/// Connections are kept and reused, also by other requests on the same manager, if server, login and TLS
-/// settings are the same. libcurl compares these for connections that begin with TLS. For those that begin
-/// without TLS and then demand it (setFTPUseSSL()) the request does it: each combination of TLS options has
-/// its own connections, except for options that are set on getHandle(). With a CURLOPT_SHARE of the caller
-/// such a transfer uses a new connection only.
 ///
 /// \code
 /// P<CNetRequest> request = new CNetRequest;
@@ -110,7 +105,10 @@ public:
     /// @}
     /// CURLOPT_HTTPAUTH: a mask of CURLAUTH_ bits. Default CURLAUTH_BASIC.
     void setHTTPAuthMethods(unsigned int methods);
-    /// CURLOPT_SSL_VERIFYPEER. Default true.
+    /// Checks the server's certificate and its host name (CURLOPT_SSL_VERIFYPEER, CURLOPT_SSL_VERIFYHOST), as
+    /// in all clients. Default true.
+    void setVerifyCertificate(bool verify);
+    /// CURLOPT_SSL_VERIFYPEER alone: the host name is still compared. Default true.
     void setSSLVerifyPeer(bool verify);
     /// CURLOPT_CAINFO: a file of PEM certificates. Default libcurl's own (on Linux the system's bundle).
     void setRootCertBundlePath(const TPathImpl<CWindowsPathTraits>& path);
@@ -119,10 +117,8 @@ public:
     /// newer one (Debian's: 1.2).
     /// \throws CInvalidArgError for another number
     void setMaxTLSVersion(TLSVersion version);
-    /// Whether the connections and TLS sessions of this request serve no other request. Default false:
-    /// requests on one manager share them. Needed if an FTP server (ProFTPD, vsftpd) demands that data
-    /// connections resume the TLS session of the control connection. With CURLOPT_FRESH_CONNECT none of them
-    /// is used again.
+    /// Whether the connections and TLS sessions of this request serve no other request; some FTP servers need
+    /// that (docs/requests.md). Default false: requests on one manager share them.
     void setKeepsOwnConnections(bool keepsOwn) noexcept;
 
     // ---- what to send ------------------------------------------------------------------------------------
@@ -136,16 +132,14 @@ public:
     [[nodiscard]] String getHTTPMethod() const;
     /// CURLOPT_UPLOAD: sends the source as the body of a PUT, or stores it as a file over FTP. Default false.
     void setUpload(bool upload);
-    /// CURLOPT_HTTPHEADER. Default none. Headers that are added to the list before the transfer are sent as
-    /// well.
+    /// CURLOPT_HTTPHEADER, as listed when a transfer begins. Default none.
     void setCustomHTTPHeaders(CNetHeaders* headers);
     /// The list of setCustomHTTPHeaders(), or null.
     [[nodiscard]] P<CNetHeaders> getCustomHTTPHeaders() const;
 
     /// Bytes of the body (CURLOPT_INFILESIZE_LARGE, for a POST also CURLOPT_POSTFIELDSIZE_LARGE). Default -1,
     /// unknown: the body is sent in chunks, which S3 servers refuse. If the source has fewer bytes, the
-    /// transfer stalls; if it has more, the rest is not sent. For CURLOPT_POSTFIELDS a smaller size cuts, a
-    /// larger one has no effect.
+    /// transfer stalls; if it has more, the rest is not sent.
     void setSendDataSize(int64 size);
     /// The body's source; null for none. Call setSendDataSize() as well.
     void setSendDataSource(IDataSource* source);
@@ -198,9 +192,8 @@ public:
     /// Allows cancel() (CURLOPT_XFERINFOFUNCTION, CURLOPT_NOPROGRESS), as a progress object or a token does.
     /// Default false.
     void setCancellable(bool cancellable);
-    /// Once the token is cancelled, every transfer of this request fails as after cancel(): perform() sends
-    /// nothing, a manager may begin to connect. Survives reset(), so that it covers all steps and tries of a
-    /// client. Default null.
+    /// Once the token is cancelled, every transfer of this request fails as after cancel(). Survives reset(),
+    /// so that it covers all steps and tries of a client. Default null.
     void setCancelToken(CCancelToken* token);
     /// The token of setCancelToken(), or null.
     [[nodiscard]] P<CCancelToken> getCancelToken() const;
@@ -228,23 +221,17 @@ public:
     /// CURLOPT_LOW_SPEED_LIMIT and CURLOPT_LOW_SPEED_TIME: abort if the speed is lower for this time, also
     /// while the server works. Seconds, rounded up, at most 2147483647. Default 1 byte/s for 60 s.
     void setLowSpeedLimit(int bytesPerSecond, const zet::CTimeSpan& time);
-    /// @{
-
-    /// CURLOPT_USE_SSL, for FTP and SMTP; the number is one of CURLUSESSL_. Default TLSUpgrade::Never.
+    /// CURLOPT_USE_SSL, for FTP and SMTP. Default TLSUpgrade::Never.
     void setFTPUseSSL(TLSUpgrade upgrade);
-    void setFTPUseSSL(int level);
-    /// @}
-    /// @{
-
-    /// CURLOPT_FTP_FILEMETHOD; the number is one of CURLFTPMETHOD_. Default FTPFileMethod::Default.
+    /// CURLOPT_FTP_FILEMETHOD. Default FTPFileMethod::Default.
     void setFTPFileMethod(FTPFileMethod method);
-    void setFTPFileMethod(int method);
-    /// @}
+    /// CURLOPT_FTP_CREATE_MISSING_DIRS. Default FTPMissingDirs::Fail.
+    void setFTPCreateMissingDirs(FTPMissingDirs mode);
     /// @{
 
-    /// CURLOPT_FTP_CREATE_MISSING_DIRS; the number is one of CURLFTP_CREATE_DIR_. Default
-    /// FTPMissingDirs::Fail.
-    void setFTPCreateMissingDirs(FTPMissingDirs mode);
+    /// The same with one of libcurl's numbers: CURLUSESSL_, CURLFTPMETHOD_, CURLFTP_CREATE_DIR_.
+    void setFTPUseSSL(int level);
+    void setFTPFileMethod(int method);
     void setFTPCreateMissingDirs(int mode);
     /// @}
     /// CURLOPT_CUSTOMREQUEST: the command of a listing; "" for libcurl's own.
@@ -257,17 +244,14 @@ public:
     void setFTPCustomPreCommands(CNetStringList* commands);
     void setFTPCustomPostCommands(CNetStringList* commands);
     /// @}
-    /// CURLOPT_MAIL_RCPT: the recipients of a mail. Default null. A transfer uses what is in the list when it
-    /// begins.
+    /// CURLOPT_MAIL_RCPT: the recipients of a mail, as listed when a transfer begins. Default null.
     void setMailRecipients(CNetStringList* recipients);
     /// @{
 
     /// Any libcurl option, by the type in libcurl's documentation: `long`, `curl_off_t`, pointer (functions,
     /// lists, blobs, and strings that libcurl copies), and string (copied as UTF-8). An option of another
     /// type, or one that this libcurl does not know, is a CCURLError of code 48 (CURLE_UNKNOWN_OPTION). If
-    /// this class has a setter, use that. CURLOPT_POSTFIELDS and CURLOPT_COPYPOSTFIELDS make the request a
-    /// POST: docs/requests.md tells how, and which size counts. setSendDataAsUTF8() with
-    /// setHTTPMethod("POST") is simpler.
+    /// this class has a setter, use that. A body that is given as an option: docs/requests.md.
     void setOptionInt(CURLoption option, int value);
     void setOptionInt64(CURLoption option, int64 value);
     void setOptionPtr(CURLoption option, void* value);
@@ -282,12 +266,9 @@ public:
     /// \throws CError      of a source, sink or stream, before any other error
     /// \throws CCURLError  libcurl's result, or code 22 for an HTTP status outside 200 to 299
     void perform();
-    /// Cancels the running transfer; any thread. Takes effect at once under a manager and within 1.2 s under
-    /// perform(). Exceptions: a name lookup is not interrupted, and waiting for the last reply of an FTP
-    /// transfer or a mail takes up to about 2 s. The transfer fails with code 42 (CURLE_ABORTED_BY_CALLBACK)
-    /// and the detail "transfer cancelled", unless it has ended already. A call before a transfer, or between
-    /// two tries of a client, is forgotten when the next one starts (with a worker thread: when it is handed
-    /// over); setCancelToken() lasts.
+    /// Cancels the running transfer; any thread. docs/requests.md tells how soon. The transfer fails with
+    /// code 42 (CURLE_ABORTED_BY_CALLBACK) and the detail "transfer cancelled", unless it has ended already.
+    /// A call between two transfers is forgotten; setCancelToken() lasts.
     /// \throws CError if cancelling is not enabled: see setCancellable()
     void cancel();
 
@@ -300,29 +281,25 @@ public:
     /// Last HTTP status line, trimmed. After a refused CONNECT it is the proxy's.
     [[nodiscard]] String getHTTPStatusLine() const;
     /// The absolute URL to which the last response redirects; "" if it does not, or if it was followed. May
-    /// contain a login. libcurl uses one proxy for all redirects that it follows: if the proxy depends on the
-    /// URL, call setFollowRedirects(false) and continue with this URL.
-    String getRedirectURL();
+    /// contain a login. To choose the proxy for each URL, follow redirects with it: docs/requests.md.
+    [[nodiscard]] String getRedirectURL();
     /// Headers of the last response by lower-case name. Repeated headers are joined with ",".
     [[nodiscard]] const TMap<String, String>& getResponseHeaderMap() const noexcept;
-    /// All header or reply lines of the last transfer, unchanged, also of interim responses, except
-    /// unreadable lines.
+    /// All readable header or reply lines of the last transfer, unchanged, also of interim responses.
     [[nodiscard]] const CNetStringList& getResponseInfo() const;
     /// The last reply of the last transfer with this code (FTP, SMTP), unchanged but without line ends. If it
     /// has more lines, those with the code are joined with LF. "" if there is none.
     /// \param code  three digits, for example CCURLError::getResponseCode()
     [[nodiscard]] String getResponseText(int code) const;
-    /// All replies of the last transfer (FTP, SMTP) in order, with those to the login; none for other
-    /// protocols. A reply whose end has not come is left out. Base decisions on these: getResponseInfo() and
-    /// getResponseText() lack lines that are not UTF-8.
+    /// All complete replies of the last transfer (FTP, SMTP) in order, also to the login; none for other
+    /// protocols. Base decisions on these: only they have lines that are not UTF-8.
     /// \throws CError if there was no memory to keep a reply
     [[nodiscard]] TArray<CNetReply> getReplies() const;
     /// Whether the last HTTP response had its whole header block, to the empty line, and none of it was
     /// dropped (hasDroppedHeaderLine()). perform() does not check it. Always true for other protocols.
     [[nodiscard]] bool isResponseComplete() const noexcept;
     /// Whether a header line of the last HTTP response was ignored, with a warning, because it is not UTF-8
-    /// or memory was short. An unreadable status line does not count: its code is known (getResponseCode()),
-    /// and a sink gets 0.
+    /// or memory was short. An unreadable status line does not count: docs/requests.md.
     [[nodiscard]] bool hasDroppedHeaderLine() const noexcept;
 
     /// @{
@@ -335,8 +312,7 @@ public:
     /// @}
     /// @{
 
-    /// Announced size of the body, -1 if unknown (CURLINFO_CONTENT_LENGTH_DOWNLOAD_T,
-    /// CURLINFO_CONTENT_LENGTH_UPLOAD_T).
+    /// Announced size of the body, -1 if unknown (CURLINFO_CONTENT_LENGTH_DOWNLOAD_T and ..._UPLOAD_T).
     [[nodiscard]] int64 getDownloadContentLength() const;
     [[nodiscard]] int64 getUploadContentLength() const;
     double getDownloadSize();
@@ -364,15 +340,15 @@ public:
     /// The text of an error body for people: at most its first 4096 bytes, without HTML tags; "" if it is not
     /// UTF-8.
     /// \param headers  the response headers, by lower-case name
-    static String getServerErrorMessageFromResponseData(const unsigned char* data, int length,
-                                                        const TMap<String, String>& headers);
+    [[nodiscard]] static String getServerErrorMessageFromResponseData(const unsigned char* data, int length,
+                                                                      const TMap<String, String>& headers);
     /// Throws the CCURLError of a result of this request.
     /// \param errorDetail  "" for getErrorMessage()
     [[noreturn]] void throwError(CURLcode code, const String& responseCodeDomain, int responseCode,
                                  const String& errorDetail);
     /// Percent-encodes all except unreserved characters, with upper-case digits (curl_easy_escape).
     /// \throws CError "Error URL-escaping a string."
-    String urlEscape(const String& text);
+    [[nodiscard]] String urlEscape(const String& text);
 
     // ---- asynchronous hooks (any thread) -----------------------------------------------------------------
 
@@ -408,27 +384,22 @@ public:
     /// Which body data and TLS data is shown as text. Default VerboseLogAutomatic, VerboseLogNone. Survives
     /// reset().
     void setVerboseSettings(VerboseLogData data, VerboseLogData sslData);
-    /// How many bytes of a transfer are recorded. Default -1, all: every byte of every body stays in memory
-    /// until the next transfer, even if it is not shown. Survives reset(). docs/requests.md tells what counts
-    /// for a limit.
+    /// How many bytes of a transfer are recorded: docs/requests.md. Default -1, all: every byte of every body
+    /// stays in memory until the next transfer, even if it is not shown. Survives reset().
     /// \throws CInvalidArgError for a number below -1
     void setVerboseRecordLimit(int64 bytes);
-    /// Bytes that a limit has left out of the last transfer's record, without TLS data: "bytesLeftOut" in the
-    /// logs.
+    /// Bytes that the limit has left out, without TLS data: "bytesLeftOut" in the logs.
     [[nodiscard]] int64 getVerboseLeftOutBytes() const noexcept;
 
     /// The last transfer as a tree: "NetRequest" with a child for each message; null if verbose is off.
-    ///
     /// Confidential: only the value of the first "Authorization: " in a header block is replaced. The tree
     /// contains passwords of FTP and SMTP, cookies, and credentials of HTTP/2. To show a log, use
     /// getRedactedVerboseOutput().
     /// \param maxTextLength  bytes of a message to show; "..." follows if it is cut
     P<zet::CXMLElement> getVerboseOutput(unsigned int maxTextLength);
     /// getVerboseOutput() for a log to show: each whole credential is replaced by "~stripped~", before texts
-    /// are cut. That is logins, tokens, signatures, cookies and keys in headers, URLs and commands, and where
-    /// libcurl's messages repeat them; docs/requests.md lists them. FTP user names and other query arguments
-    /// are shown, and bodies and TLS data if setVerboseSettings() allows it, with any password in them. The
-    /// time is proportional to the record's size.
+    /// are cut; docs/requests.md lists them. Bodies and TLS data are shown if setVerboseSettings() allows it,
+    /// with any password in them. The time is proportional to the record's size.
     P<zet::CXMLElement> getRedactedVerboseOutput(unsigned int maxTextLength);
 
     /// libcurl's debug callback (CURLOPT_DEBUGFUNCTION). `request` may be null. Always returns 0.

@@ -278,6 +278,12 @@ void CNetRequest::setSSLVerifyPeer(bool verify) {
     setOptionInt(CURLOPT_SSL_VERIFYPEER, verify ? 1 : 0);
 }
 
+void CNetRequest::setVerifyCertificate(bool verify) {
+    setSSLVerifyPeer(verify);
+    // Without the peer check, a check of the host name has no value: the certificate is not trusted.
+    setOptionInt(CURLOPT_SSL_VERIFYHOST, verify ? 2 : 0);
+}
+
 void CNetRequest::setRootCertBundlePath(const TPathImpl<CWindowsPathTraits>& path) {
     m_parts->setText(CURLOPT_CAINFO, path.getText(), "CNetRequest::setRootCertBundlePath");
 }

@@ -9,6 +9,6 @@ namespace vexil {
 /// (zet::CResourceManager), for CNetRequest::setRootCertBundlePath. The library does not use it without that.
 /// Any thread.
 /// \throws CError "INTERNAL ERROR: Root certificate bundle not found in application resources."
-VEXIL_API TPathImpl<CWindowsPathTraits> getRootCertBundlePath();
+[[nodiscard]] VEXIL_API TPathImpl<CWindowsPathTraits> getRootCertBundlePath();
 
 }  // namespace vexil

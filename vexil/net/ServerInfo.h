@@ -18,14 +18,14 @@ public:
     ~CServerInfo() override;
 
     /// Always false: no server is known whose GET is broken.
-    bool isGetBroken() const;
+    [[nodiscard]] bool isGetBroken() const;
     /// Always false: no server is known whose PUT is broken.
-    bool isPutBroken() const;
+    [[nodiscard]] bool isPutBroken() const;
     /// Whether the server's response to a GET with a range is wrong. True for servers with the components
     /// "DAV" and "Python", both with a version.
-    bool areGetRangesBroken() const;
+    [[nodiscard]] bool areGetRangesBroken() const;
     /// The Server header of that response; "" before it.
-    String getServerHeader() const;
+    [[nodiscard]] String getServerHeader() const;
 
     /// Learns from the headers of a response, by lower-case name. Does nothing if a Server header is already
     /// known.
@@ -39,7 +39,7 @@ private:
         bool areGetRangesBroken = false;
     };
 
-    Facts getFacts() const;
+    [[nodiscard]] Facts getFacts() const;
     void setFacts(const Facts& facts);
 
     mutable zet::CMutex m_mutex;

@@ -12,11 +12,11 @@ namespace vexil {
 /// password cannot be told apart, everything up to the last "@" is replaced: it is better to hide too much.
 /// The values of the query arguments that CNetRequest::getRedactedVerboseOutput() replaces are replaced as
 /// well, up to the next "&". The time is proportional to the length.
-VEXIL_API String redactURL(const String& url);
+[[nodiscard]] VEXIL_API String redactURL(const String& url);
 
 /// A text with "***" instead of the logins of all its URLs: after "://", in words that have a ":" before an
 /// "@", and inside the last "URL: '...'". The values of secret query arguments are replaced as well, up to
 /// the next "&" or white space. An e-mail address stays. The time is proportional to the length.
-VEXIL_API String redactURLs(const String& text);
+[[nodiscard]] VEXIL_API String redactURLs(const String& text);
 
 }  // namespace vexil

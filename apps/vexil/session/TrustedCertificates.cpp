@@ -64,9 +64,7 @@ CTrustedCertificates::CTrustedCertificates(const COptions& options)
 }
 
 void CTrustedCertificates::setUp(CNetRequest& request) const {
-    request.setSSLVerifyPeer(m_areChecked);
-    // --no-verify turns off the host name check as well.
-    request.setOptionInt(CURLOPT_SSL_VERIFYHOST, m_areChecked ? 2 : 0);
+    request.setVerifyCertificate(m_areChecked);
     if (m_bundle) {
         request.setRootCertBundlePath(*m_bundle);
     }
