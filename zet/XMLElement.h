@@ -34,6 +34,12 @@ public:
     /// above it.
     void addChild(CXMLElement* child) { m_children.push_back(child); }
 
+    /// The element with everything below it as XML 1.0, without a declaration and without white space of its
+    /// own. A reader gets the same names, values and texts back, with all spaces and line ends.
+    /// \throws CError that names the element, for a character that XML cannot contain, such as most control
+    ///         characters, and for a name that is no XML name
+    [[nodiscard]] String toText() const;
+
 private:
     String m_name;
     CProps m_attributes;

@@ -1177,6 +1177,7 @@ void name_zet_CXMLElement() {
     name(static_cast<void (Class::*)(const String&, const String&)>(&Class::addAttribute));
     name(static_cast<void (Class::*)(const String&)>(&Class::setText));
     name(static_cast<void (Class::*)(CXMLElement*)>(&Class::addChild));
+    name(static_cast<String (Class::*)() const>(&Class::toText));
 }
 
 void name_zet_P() {
