@@ -70,6 +70,7 @@
 #include "vexil/s3/S3FixedCredentials.h"
 #include "vexil/s3/S3ListObjectsElement.h"
 #include "vexil/s3/S3ListObjectsResult.h"
+#include "vexil/s3/S3Multipart.h"
 #include "vexil/s3/S3ObjectEnum.h"
 #include "vexil/s3/S3ProfileCredentials.h"
 #include "vexil/s3/S3RefreshedCredentials.h"
@@ -586,6 +587,25 @@ void name_vexil_CS3Client() {
     name(static_cast<P<CS3DeleteResult> (Class::*)(CNetRequest&, const String&, const TArray<String>&,
                                                    S3DeleteMode)>(&Class::deleteObjects));
     name(static_cast<bool (*)(const String&)>(&Class::isKeyForXML));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, const String&)>(
+        &Class::prepareCreateMultipartUploadRequest));
+    name(static_cast<String (Class::*)(CNetRequest&, const String&, const String&, const String&)>(
+        &Class::createMultipartUpload));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, const String&, int,
+                                     zet::IInStream*, int64)>(&Class::prepareUploadPartRequest));
+    name(static_cast<String (Class::*)(CNetRequest&, const String&, const String&, const String&, int,
+                                       zet::IInStream*, int64)>(&Class::uploadPart));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, const String&,
+                                     const TArray<CS3UploadedPart>&)>(
+        &Class::prepareCompleteMultipartUploadRequest));
+    name(static_cast<String (Class::*)(CNetRequest&, const String&, const String&, const String&,
+                                       const TArray<CS3UploadedPart>&)>(&Class::completeMultipartUpload));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, const String&)>(
+        &Class::prepareAbortMultipartUploadRequest));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, const String&)>(
+        &Class::abortMultipartUpload));
+    name(static_cast<String (*)(const TBuffer<unsigned char>&)>(&Class::readUploadID));
+    name(static_cast<String (*)(const TBuffer<unsigned char>&)>(&Class::readCompletedETag));
     name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, const String&, const String&,
                                      int)>(&Class::prepareListObjectsRequest));
     name(static_cast<P<CS3ListObjectsResult> (Class::*)(CNetRequest&, const String&, const String&,

@@ -192,6 +192,42 @@ TEST_P(S3ServerTest, ManyObjectsAreDeletedAtOnce) {
     EXPECT_THAT(walk("", "", -1), testing::IsEmpty());
 }
 
+TEST_P(S3ServerTest, ObjectIsUploadedInParts) {
+    constexpr int partSize = 5 * 1024 * 1024;
+    zet::CBufferStream stream;
+    const std::string body = std::string(partSize, 'a') + "end";
+    stream.write(body.data(), static_cast<int>(body.size()));
+    stream.seek(0);
+    const String key = "folder/a b";
+    const String id = client.createMultipartUpload(request, bucket, key, "text/x-parts");
+    client.setVerifyETag(true);
+    const String first = client.uploadPart(request, bucket, key, id, 1, &stream, partSize);
+    stream.seek(partSize);
+    const String second = client.uploadPart(request, bucket, key, id, 2, &stream, 3);
+    const auto refused = thrownBy<CS3Error>([&] {
+        (void)client.completeMultipartUpload(request, bucket, key, id, {{1, first}, {2, first}});
+    });
+    ASSERT_TRUE(refused);
+    EXPECT_EQ(refused->getS3Code(), "InvalidPart");
+    client.completeMultipartUpload(request, bucket, key, id, {{1, first}, {2, second}});
+    EXPECT_THAT(client.getObjectHeaders(request, bucket, key).at("etag").toUTF8(), HasSubstr("-2"));
+    EXPECT_EQ(get(key, partSize - 2, -1), "aaend");
+    EXPECT_EQ(client.getObjectSize(request, bucket, key), static_cast<int64>(body.size()));
+    EXPECT_EQ(client.getObjectHeaders(request, bucket, key).at("content-type"), "text/x-parts");
+
+    const String other = client.createMultipartUpload(request, bucket, "other");
+    stream.seek(0);
+    client.uploadPart(request, bucket, "other", other, 1, &stream, 3);
+    client.abortMultipartUpload(request, bucket, "other", other);
+    const auto gone = thrownBy<CS3Error>([&] {
+        stream.seek(0);
+        client.uploadPart(request, bucket, "other", other, 2, &stream, 3);
+    });
+    ASSERT_TRUE(gone);
+    EXPECT_EQ(gone->getS3Code(), "NoSuchUpload");
+    EXPECT_FALSE(client.objectExists(request, bucket, "other"));
+}
+
 TEST_P(S3ServerTest, ListFoldsFolders) {
     for (const char* key : {"a", "p/1", "p/2", "p/q/3", "p/r/4", "z"}) {
         put(key, "x");

@@ -9,6 +9,7 @@
 #include "vexil/s3/S3CredentialsProvider.h"
 #include "vexil/s3/S3DeleteResult.h"
 #include "vexil/s3/S3ListObjectsResult.h"
+#include "vexil/s3/S3Multipart.h"
 #include "vexil/s3/S3SigningOptions.h"
 #include "zet/InStream.h"
 #include "zet/OutStream.h"
@@ -393,6 +394,71 @@ public:
     /// control characters except tab, line feed and carriage return, U+FFFE, U+FFFF and unpaired surrogates.
     [[nodiscard]] static bool isKeyForXML(const String& key);
 
+    // ---- objects in several parts ------------------------------------------------------------------------
+
+    /// @{
+
+    /// Begins an object that is uploaded in parts: for more than maxPutSize, or for several parts at once.
+    /// The service keeps the parts, and charges for them, until completeMultipartUpload() or
+    /// abortMultipartUpload(). A further try may leave an upload without parts.
+    /// \return the ID of the upload; never ""
+    /// \throws CError if the response contains none
+    void prepareCreateMultipartUploadRequest(CNetRequest& request, const String& bucket, const String& object,
+                                             const String& contentType = "");
+    [[nodiscard]] String createMultipartUpload(CNetRequest& request, const String& bucket,
+                                               const String& object, const String& contentType = "");
+    /// @}
+
+    /// @{
+
+    /// Stores `size` bytes of a stream as a part, which replaces an earlier one of the same number. The rules
+    /// for the stream are those of putObject() with a stream.
+    /// \param partNumber  1 to 10,000
+    /// \param size        0 to maxPutSize. Services refuse completion if a part before the last one has less
+    ///                    than 5 MiB
+    /// \return the ETag of the part, for completeMultipartUpload(); never ""
+    /// \throws CError if the response contains no ETag, or if setVerifyETag() found another content
+    void prepareUploadPartRequest(CNetRequest& request, const String& bucket, const String& object,
+                                  const String& uploadId, int partNumber, zet::IInStream* data, int64 size);
+    String uploadPart(CNetRequest& request, const String& bucket, const String& object,
+                      const String& uploadId, int partNumber, zet::IInStream* data, int64 size);
+    /// @}
+
+    /// @{
+
+    /// Makes the object of its parts. It may take minutes: the service may send white space until it is done.
+    ///
+    /// If the connection fails, the object may exist nevertheless. A further try then fails with the code
+    /// NoSuchUpload.
+    /// \param parts  1 to 10,000, in ascending order of their numbers
+    /// \return the ETag of the object; "" if the service sends none
+    /// \throws CS3Error with status 0 for an error inside a successful response: the parts still exist
+    /// \throws CError for a response without a document
+    void prepareCompleteMultipartUploadRequest(CNetRequest& request, const String& bucket,
+                                               const String& object, const String& uploadId,
+                                               const TArray<CS3UploadedPart>& parts);
+    String completeMultipartUpload(CNetRequest& request, const String& bucket, const String& object,
+                                   const String& uploadId, const TArray<CS3UploadedPart>& parts);
+    /// @}
+
+    /// @{
+
+    /// Deletes the parts of an upload. A part that is on its way may be stored afterwards: call it when all
+    /// have ended.
+    void prepareAbortMultipartUploadRequest(CNetRequest& request, const String& bucket, const String& object,
+                                            const String& uploadId);
+    void abortMultipartUpload(CNetRequest& request, const String& bucket, const String& object,
+                              const String& uploadId);
+    /// @}
+
+    /// @{
+
+    /// The result of a prepared request that was performed elsewhere: call them after checkResponse().
+    /// \throws the errors of createMultipartUpload() and completeMultipartUpload()
+    [[nodiscard]] static String readUploadID(const TBuffer<unsigned char>& body);
+    [[nodiscard]] static String readCompletedETag(const TBuffer<unsigned char>& body);
+    /// @}
+
     // ---- listings ----------------------------------------------------------------------------------------
 
     /// @{
@@ -585,12 +651,16 @@ private:
         bool isEncoded;
     };
 
+    /// Whether version 2 signs the arguments in the query that select a part of a resource.
+    enum class S3Subresources { Unsigned, Signed };
+
     static void checkMemorySize(bool isInRange);
     void prepareList(const char* place, CNetRequest& request, const String& bucket, const CListQuery& query);
     P<CS3ListObjectsResult> listLeniently(CNetRequest& request, const String& bucket,
                                           const CListQuery& query);
-    P<CNetHeaders> beginPrepareObjectRequest(CNetRequest& request, const String& bucket,
-                                             const String& object);
+    P<CNetHeaders> beginPrepareObjectRequest(CNetRequest& request, const String& bucket, const String& object,
+                                             const String& query = "");
+    void sign(CNetRequest& request, S3Subresources subresources);
     P<CNetHeaders> beginPrepareBucketRequest(CNetRequest& request, const String& bucket, const String& query);
     void beginPreparePut(CNetRequest& request, const String& bucket, const String& object,
                          const CBodyHashes& hashes, const String& contentType);
@@ -598,6 +668,7 @@ private:
                                               const String& object, const CS3ObjectRange& range,
                                               zet::IOutStream* data, const P<sigil::IDigest>& digest);
     void performPut(CNetRequest& request);
+    void setDocument(CNetRequest& request, CNetHeaders& headers, const std::string& document);
     CBodyHashes calcBodyHashes(const void* data, int size);
     CBodyHashes calcBodyHashes(CNetRequest::IDataSource& source);
     P<sigil::IDigest> makePayloadDigest() const;

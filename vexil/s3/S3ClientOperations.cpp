@@ -4,12 +4,14 @@
 #include "vexil/net/ErrorClassification.h"
 #include "vexil/net/LineEnd.h"
 #include "vexil/net/UploadArguments.h"
+#include "vexil/s3/S3Arguments.h"
 #include "vexil/s3/S3Client.h"
 #include "vexil/s3/S3ContentMD5.h"
 #include "vexil/s3/S3CopyObjectResult.h"
 #include "vexil/s3/S3Error.h"
 #include "vexil/s3/S3ObjectStreams.h"
 #include "vexil/s3/S3ResponseCheck.h"
+#include "vexil/s3/S3StreamRelease.h"
 #include "vexil/s3/S3XmlReduction.h"
 #include "zet/MemoryInStream.h"
 #include "zet/ParseNumber.h"
@@ -26,19 +28,6 @@ constexpr int statusNotFound = 404;
 // Never destroyed: objects with static lifetime may use it while the process ends.
 const String& contentLength = *new String("content-length");
 constexpr int streamBlockSize = 64 * 1024;
-
-void checkBucket(const char* place, const String& bucket) {
-    if (bucket.isEmpty()) {
-        throw CInvalidArgError(place, "bucket name must not be empty");
-    }
-}
-
-void checkNames(const char* place, const String& bucket, const String& object) {
-    checkBucket(place, bucket);
-    if (object.isEmpty()) {
-        throw CInvalidArgError(place, "object name must not be empty");
-    }
-}
 
 void checkContentType(const char* place, const String& contentType) {
     if (hasLineEnd(contentType)) {
@@ -93,21 +82,6 @@ void checkReceivedLength(const TMap<String, String>& headers, int64 receivedByte
     }
 }
 
-/// Releases a request's streams at the end of an operation: they may be objects on the caller's stack.
-class CStreamRelease {
-public:
-    explicit CStreamRelease(CNetRequest& request) : m_request(request) {}
-    ~CStreamRelease() {
-        m_request.setSendDataSource(nullptr);
-        m_request.setDefaultReceiveDataStream();
-    }
-    CStreamRelease(const CStreamRelease&) = delete;
-    CStreamRelease& operator=(const CStreamRelease&) = delete;
-
-private:
-    CNetRequest& m_request;
-};
-
 /// For the service "." and ".." are ordinary names. libcurl would resolve them and address the bucket itself
 /// or another one.
 void setPathAsIs(CNetRequest& request, bool isNeeded) {
@@ -118,10 +92,11 @@ void setPathAsIs(CNetRequest& request, bool isNeeded) {
 
 }  // namespace
 
+/// \param query  "" or beginning with "?"
 P<CNetHeaders> CS3Client::beginPrepareObjectRequest(CNetRequest& request, const String& bucket,
-                                                    const String& object) {
+                                                    const String& object, const String& query) {
     checkAddress(bucket);
-    P<CNetHeaders> headers = beginPrepareRequest(request, getObjectURL(request, bucket, object));
+    P<CNetHeaders> headers = beginPrepareRequest(request, getObjectURL(request, bucket, object) + query);
     setPathAsIs(request, isDotSegment(bucket) || isDotSegment(object));
     return headers;
 }
@@ -259,7 +234,7 @@ void CS3Client::putObject(CNetRequest& request, const String& bucket, const Stri
 void CS3Client::putObject(CNetRequest& request, const String& bucket, const String& object,
                           zet::IInStream* data, int64 size, const String& contentType) {
     preparePutObjectRequest(request, bucket, object, data, size, contentType);
-    const CStreamRelease release(request);
+    const CS3StreamRelease release(request);
     performPut(request);
 }
 
@@ -311,7 +286,7 @@ void CS3Client::getObject(CNetRequest& request, const String& bucket, const Stri
     const P<sigil::IDigest> digest =
         m_verifiesETag && range.isWhole() ? sigil::CDigestType_MD5().createDigest() : nullptr;
     const P<CS3ObjectSink> sink = prepareGetObjectToStream(request, bucket, object, range, data, digest);
-    const CStreamRelease release(request);
+    const CS3StreamRelease release(request);
     performRequest(request);
     checkResponseIsComplete(request);
     if (sink->getRefusedBytes() > 0) {

@@ -20,7 +20,7 @@ bool isMethod(const String& text) {
 
 /// Reads the headers from the request's list, because the hook and the caller may have added some.
 CS3RequestToSign describe(const CNetRequest& request) {
-    CS3RequestToSign parts{request.getHTTPMethod(), request.getURL(), {}};
+    CS3RequestToSign parts{request.getHTTPMethod(), request.getURL(), {}, false};
     if (const P<CNetHeaders> list = request.getCustomHTTPHeaders()) {
         list->fillMap(parts.headers);
     }
@@ -159,14 +159,19 @@ CS3SigningKeys CS3Client::getKeys() const {
 }
 
 void CS3Client::signRequest(CNetRequest* request) {
+    sign(*request, S3Subresources::Unsigned);
+}
+
+void CS3Client::sign(CNetRequest& request, S3Subresources subresources) {
     if (m_isAnonymous) {
         return;
     }
     const CS3SigningKeys keys = getKeys();
-    CS3RequestToSign parts = describe(*request);
+    CS3RequestToSign parts = describe(request);
+    parts.signsSubresources = subresources == S3Subresources::Signed;
     TArray<CS3Header> added;
     if (isVersion4() && parts.headers.contains("authorization")) {
-        return signAgain(*request);
+        return signAgain(request);
     }
     if (isVersion4() && !parts.headers.contains("x-amz-date")) {
         added.push_back(makeTimeHeader());
@@ -184,7 +189,7 @@ void CS3Client::signRequest(CNetRequest* request) {
                                         [&](const IS3Signer& signer) { return signer.sign(parts, keys); })) {
         added.push_back(std::move(header));
     }
-    P<CNetHeaders> headers = request->getCustomHTTPHeaders();
+    P<CNetHeaders> headers = request.getCustomHTTPHeaders();
     const bool isNew = !headers;
     if (isNew) {
         headers = new CNetHeaders;
@@ -193,7 +198,7 @@ void CS3Client::signRequest(CNetRequest* request) {
         headers->add(name, value);
     }
     if (isNew) {
-        request->setCustomHTTPHeaders(headers);
+        request.setCustomHTTPHeaders(headers);
     }
 }
 
@@ -212,7 +217,7 @@ void CS3Client::signAgain(CNetRequest& request) {
         }
     }
     request.setCustomHTTPHeaders(headers);
-    signRequest(&request);
+    sign(request, S3Subresources::Signed);
 }
 
 String CS3Client::makePresignedURL(const String& method, const String& bucket, const String& object,
@@ -237,7 +242,7 @@ String CS3Client::makePresignedURL(const String& method, const String& bucket, c
     const String url = makeObjectURL(bucket, object);
     const CS3SigningKeys keys = getKeys();
     const String query = callSigner(m_signatureVersion, findRegion(bucket), [&](const IS3Signer& signer) {
-        return signer.presign({method, url, {}}, keys, getSigningTime(), seconds);
+        return signer.presign({method, url, {}, false}, keys, getSigningTime(), seconds);
     });
     return url + "?" + query;
 }

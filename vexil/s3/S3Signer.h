@@ -15,9 +15,10 @@ using CS3Header = std::pair<String, String>;
 
 /// The parts of a request that are signed.
 struct CS3RequestToSign {
-    String method;                 ///< HTTP method
-    String url;                    ///< with its query, escaped as it is sent
-    TMap<String, String> headers;  ///< by lower-case name; the hash of the body is one of them
+    String method;                   ///< HTTP method
+    String url;                      ///< with its query, escaped as it is sent
+    TMap<String, String> headers;    ///< by lower-case name; the hash of the body is one of them
+    bool signsSubresources = false;  ///< version 2: arguments such as uploadId are signed
 };
 
 /// The keys of an account, for one signature.

@@ -7,12 +7,27 @@
 #include "zet/TimeFields.h"
 
 #include <algorithm>
+#include <optional>
+#include <string_view>
 
 namespace vexil {
 
 namespace {
 
 constexpr char amzPrefix[] = "x-amz-";
+
+/// An argument of a query as it is signed, "name" or "name=value" with the value not escaped.
+std::optional<String> findArgument(std::string_view query, std::string_view name) {
+    while (!query.empty()) {
+        const std::size_t end = std::min(query.find('&'), query.size());
+        const std::string_view argument = query.substr(0, end);
+        if (argument.substr(0, argument.find('=')) == name) {
+            return String::fromUTF8(decodePercent(argument));
+        }
+        query.remove_prefix(std::min(end + 1, query.size()));
+    }
+    return std::nullopt;
+}
 
 }  // namespace
 
@@ -54,7 +69,9 @@ String CS3SignerV2::makeStringToSign(const CS3RequestToSign& request) {
            findHeader(headers, "content-md5") + "\n" +                     //
            findHeader(headers, "content-type") + "\n" +                    //
            (hasAMZDate ? String() : findHeader(headers, "date")) + "\n" +  //
-           canonicalizeAMZHeaders(headers) + canonicalizeResource(request.url);
+           canonicalizeAMZHeaders(headers) +
+           (request.signsSubresources ? canonicalizeSubresources(request.url)
+                                      : canonicalizeResource(request.url));
 }
 
 String CS3SignerV2::canonicalizeAMZHeaders(const TMap<String, String>& headers) {
@@ -87,6 +104,23 @@ String CS3SignerV2::canonicalizeResource(const String& url) {
     const bool isPlain = query == String::npos || (resource.find(L'=', query) == String::npos &&
                                                    resource.find(L'&', query) == String::npos);
     return isPlain ? resource : resource.substr(0, query);
+}
+
+String CS3SignerV2::canonicalizeSubresources(const String& url) {
+    const String path = canonicalizeResource(url);
+    const std::size_t question = url.find(L'?');
+    if (question == String::npos || path.find(L'?') != String::npos) {
+        return path;
+    }
+    const std::string query = url.substr(question + 1).toUTF8();
+    String resource;
+    // In the order of their names.
+    for (const char* const name : {"partNumber", "uploadId", "uploads"}) {
+        if (const std::optional<String> argument = findArgument(query, name)) {
+            resource += String(resource.isEmpty() ? "?" : "&") + *argument;
+        }
+    }
+    return path + resource;
 }
 
 void CS3SignerV2::makeSingleLine(String& headerValue) {

@@ -20,6 +20,8 @@ public:
     static String makeStringToSign(const CS3RequestToSign& request);
     static String canonicalizeAMZHeaders(const TMap<String, String>& headers);
     static String canonicalizeResource(const String& url);
+    /// Path and sub-resources of a URL, also of those with a value.
+    static String canonicalizeSubresources(const String& url);
     static void makeSingleLine(String& headerValue);
     /// @}
 };

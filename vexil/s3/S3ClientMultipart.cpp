@@ -1,0 +1,229 @@
+#include "vexil/net/LineEnd.h"
+#include "vexil/net/UploadArguments.h"
+#include "vexil/s3/S3Arguments.h"
+#include "vexil/s3/S3Client.h"
+#include "vexil/s3/S3Error.h"
+#include "vexil/s3/S3HeaderMap.h"
+#include "vexil/s3/S3ResponseCheck.h"
+#include "vexil/s3/S3StreamRelease.h"
+#include "vexil/s3/S3URL.h"
+#include "vexil/s3/S3XmlDocument.h"
+#include "vexil/s3/S3XmlReduction.h"
+#include "vexil/s3/S3XmlWriter.h"
+#include "zet/StreamRange.h"
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+
+namespace vexil {
+
+namespace {
+
+constexpr int maxPartNumber = 10'000;
+
+void checkUploadID(const char* place, const String& uploadId) {
+    if (uploadId.isEmpty()) {
+        throw CInvalidArgError(place, "upload ID must not be empty");
+    }
+}
+
+void checkPartNumber(const char* place, int number) {
+    if (number < 1 || number > maxPartNumber) {
+        throw CInvalidArgError(place, "the part number " + String::fromInt(number) + " is not 1 to 10000");
+    }
+}
+
+void checkParts(const char* place, const TArray<CS3UploadedPart>& parts) {
+    if (parts.empty()) {
+        throw CInvalidArgError(place, "there must be 1 to 10000 parts");
+    }
+    int last = 0;
+    for (const CS3UploadedPart& part : parts) {
+        checkPartNumber(place, part.number);
+        if (part.number <= last) {
+            throw CInvalidArgError(place, "the part number " + String::fromInt(part.number) +
+                                              " is not greater than the one before it");
+        }
+        if (part.eTag.isEmpty() || !isXmlText(part.eTag)) {
+            throw CInvalidArgError(place, "the part " + String::fromInt(part.number) + " has no valid ETag");
+        }
+        last = part.number;
+    }
+}
+
+String makeUploadQuery(const String& uploadId) {
+    return "?uploadId=" + escapeText(uploadId, false);
+}
+
+std::string makeCompletionDocument(const TArray<CS3UploadedPart>& parts) {
+    std::string document = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<CompleteMultipartUpload>";
+    for (const CS3UploadedPart& part : parts) {
+        document += "<Part><PartNumber>" + std::to_string(part.number) + "</PartNumber><ETag>";
+        appendXmlText(document, part.eTag.toUTF8());
+        document += "</ETag></Part>";
+    }
+    return document + "</CompleteMultipartUpload>";
+}
+
+/// The text of one element of a response, "" if there is none.
+/// \param operation  for error messages
+/// \throws CS3Error with status 0 if the response is an error
+String readElement(const TBuffer<unsigned char>& body, const String& operation, const char* rootName,
+                   const char* elementName) {
+    const std::string prefix = ("Error parsing Amazon S3 '" + operation + "' result: ").toUTF8();
+    std::string_view text(reinterpret_cast<const char*>(body.getData()),
+                          static_cast<std::size_t>(body.getUsed()));
+    // A service that takes long sends white space before the document.
+    text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
+    if (text.empty()) {
+        throw CError(String(prefix) + "there is no document.");
+    }
+    const CS3XmlDocument document(text.data(), static_cast<int>(text.size()), maxErrorDocumentBytes,
+                                  prefix.c_str());
+    const String root = getXmlName(document.getRoot());
+    if (root == "Error") {
+        throw CS3Error(CS3ErrorResponse(document.getRoot()), 0);
+    }
+    if (!(root == rootName)) {
+        throw CError(String(prefix) + "unknown root element '" + root + "'.");
+    }
+    String value;
+    forEachXmlChild(document.getRoot(), [&](const String& name, wxXmlNode* child) {
+        if (name == elementName) {
+            value = getXmlWholeText(child);
+        }
+    });
+    return value;
+}
+
+}  // namespace
+
+// ---- create ----------------------------------------------------------------------------------------------
+
+void CS3Client::prepareCreateMultipartUploadRequest(CNetRequest& request, const String& bucket,
+                                                    const String& object, const String& contentType) {
+    static constexpr char place[] = "CS3Client::prepareCreateMultipartUploadRequest";
+    checkNames(place, bucket, object);
+    if (hasLineEnd(contentType)) {
+        throw CInvalidArgError(place, "content type must not contain CR, LF or NUL");
+    }
+    const P<CNetHeaders> headers = beginPrepareObjectRequest(request, bucket, object, "?uploads");
+    request.setHTTPMethod("POST");
+    // If it is empty, libcurl does not send the type of a form, which it would add to a POST.
+    headers->add("Content-Type", contentType);
+    request.setSendDataSize(0);
+    request.setReceiveBufferLimits(maxErrorDocumentBytes, maxErrorDocumentBytes);
+    finishPrepareRequest(request);
+}
+
+String CS3Client::createMultipartUpload(CNetRequest& request, const String& bucket, const String& object,
+                                        const String& contentType) {
+    prepareCreateMultipartUploadRequest(request, bucket, object, contentType);
+    performRequest(request);
+    checkResponseIsComplete(request);
+    return readUploadID(*request.getDefaultReceiveBuffer());
+}
+
+String CS3Client::readUploadID(const TBuffer<unsigned char>& body) {
+    const char* const operation = "create multipart upload";
+    const String id = readElement(body, operation, "InitiateMultipartUploadResult", "UploadId");
+    if (id.isEmpty()) {
+        throw CError(String("Error parsing Amazon S3 '") + operation + "' result: there is no upload ID.");
+    }
+    return id;
+}
+
+// ---- parts -----------------------------------------------------------------------------------------------
+
+void CS3Client::prepareUploadPartRequest(CNetRequest& request, const String& bucket, const String& object,
+                                         const String& uploadId, int partNumber, zet::IInStream* data,
+                                         int64 size) {
+    static constexpr char place[] = "CS3Client::prepareUploadPartRequest";
+    const P<zet::IInStream> held = data;
+    checkNames(place, bucket, object);
+    checkUploadID(place, uploadId);
+    checkPartNumber(place, partNumber);
+    checkUploadStream(place, data, size);
+    if (size > maxPutSize) {
+        throw CInvalidArgError(place, "size must not exceed " + String::fromInt(maxPutSize) +
+                                          " bytes, the limit of a part");
+    }
+    checkPayloadSigning(place);
+    const P<CNetRequest::CStreamDataSource> source =
+        zet::make<CNetRequest::CStreamDataSource>(zet::make<zet::CStreamRange>(data, size));
+    const CBodyHashes hashes = calcBodyHashes(*source);
+    const String query =
+        "?partNumber=" + String::fromInt(partNumber) + "&uploadId=" + escapeText(uploadId, false);
+    const P<CNetHeaders> headers = beginPrepareObjectRequest(request, bucket, object, query);
+    request.setHTTPMethod("PUT");
+    headers->add("Content-MD5", hashes.contentMD5);
+    if (!hashes.payload.isEmpty()) {
+        headers->add("x-amz-content-sha256", hashes.payload);
+    }
+    request.setSendDataSource(source);
+    request.setSendDataSize(size);
+    sign(request, S3Subresources::Signed);
+}
+
+String CS3Client::uploadPart(CNetRequest& request, const String& bucket, const String& object,
+                             const String& uploadId, int partNumber, zet::IInStream* data, int64 size) {
+    prepareUploadPartRequest(request, bucket, object, uploadId, partNumber, data, size);
+    const CS3StreamRelease release(request);
+    performPut(request);
+    checkResponseIsComplete(request);
+    const String eTag = findHeader(request.getResponseHeaderMap(), "etag");
+    if (eTag.isEmpty()) {
+        throw CError("Error: ETag header was expected but not included in response.");
+    }
+    return eTag;
+}
+
+// ---- end -------------------------------------------------------------------------------------------------
+
+void CS3Client::prepareCompleteMultipartUploadRequest(CNetRequest& request, const String& bucket,
+                                                      const String& object, const String& uploadId,
+                                                      const TArray<CS3UploadedPart>& parts) {
+    static constexpr char place[] = "CS3Client::prepareCompleteMultipartUploadRequest";
+    checkNames(place, bucket, object);
+    checkUploadID(place, uploadId);
+    checkParts(place, parts);
+    checkPayloadSigning(place);
+    const P<CNetHeaders> headers =
+        beginPrepareObjectRequest(request, bucket, object, makeUploadQuery(uploadId));
+    request.setHTTPMethod("POST");
+    setDocument(request, *headers, makeCompletionDocument(parts));
+    request.setReceiveBufferLimits(maxErrorDocumentBytes, maxErrorDocumentBytes);
+    sign(request, S3Subresources::Signed);
+}
+
+String CS3Client::completeMultipartUpload(CNetRequest& request, const String& bucket, const String& object,
+                                          const String& uploadId, const TArray<CS3UploadedPart>& parts) {
+    prepareCompleteMultipartUploadRequest(request, bucket, object, uploadId, parts);
+    performRequest(request);
+    checkResponseIsComplete(request);
+    return readCompletedETag(*request.getDefaultReceiveBuffer());
+}
+
+String CS3Client::readCompletedETag(const TBuffer<unsigned char>& body) {
+    return readElement(body, "complete multipart upload", "CompleteMultipartUploadResult", "ETag");
+}
+
+void CS3Client::prepareAbortMultipartUploadRequest(CNetRequest& request, const String& bucket,
+                                                   const String& object, const String& uploadId) {
+    static constexpr char place[] = "CS3Client::prepareAbortMultipartUploadRequest";
+    checkNames(place, bucket, object);
+    checkUploadID(place, uploadId);
+    beginPrepareObjectRequest(request, bucket, object, makeUploadQuery(uploadId));
+    request.setHTTPMethod("DELETE");
+    sign(request, S3Subresources::Signed);
+}
+
+void CS3Client::abortMultipartUpload(CNetRequest& request, const String& bucket, const String& object,
+                                     const String& uploadId) {
+    prepareAbortMultipartUploadRequest(request, bucket, object, uploadId);
+    performRequest(request);
+    checkResponseIsComplete(request);
+}
+
+}  // namespace vexil
