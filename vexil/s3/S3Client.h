@@ -378,8 +378,10 @@ public:
     ///
     /// A prepared request that was performed elsewhere: read the result from its default receive buffer with
     /// CS3DeleteResult, after checkResponse().
+    ///
+    /// The result is never null. **Look at its errors**: the request succeeds although objects were not
+    /// deleted.
     /// \param keys  1 to 1,000 objects, each with isKeyForXML()
-    /// \return never null; **look at its errors**: the request succeeds although objects were not deleted
     /// \throws CInvalidArgError for other keys
     /// \throws CS3Error with status 0 for an error inside a successful response, CError for a response that
     ///         cannot be read: any of the objects may have been deleted
@@ -400,8 +402,8 @@ public:
 
     /// Begins an object that is uploaded in parts: for more than maxPutSize, or for several parts at once.
     /// The service keeps the parts, and charges for them, until completeMultipartUpload() or
-    /// abortMultipartUpload(). A further try may leave an upload without parts.
-    /// \return the ID of the upload; never ""
+    /// abortMultipartUpload(). A further try may leave an upload without parts. The result is the ID of the
+    /// upload, never "".
     /// \throws CError if the response contains none
     void prepareCreateMultipartUploadRequest(CNetRequest& request, const String& bucket, const String& object,
                                              const String& contentType = "");
@@ -412,11 +414,11 @@ public:
     /// @{
 
     /// Stores `size` bytes of a stream as a part, which replaces an earlier one of the same number. The rules
-    /// for the stream are those of putObject() with a stream.
+    /// for the stream are those of putObject() with a stream. The result is the ETag of the part, for
+    /// completeMultipartUpload(), never "".
     /// \param partNumber  1 to 10,000
     /// \param size        0 to maxPutSize. Services refuse completion if a part before the last one has less
     ///                    than 5 MiB
-    /// \return the ETag of the part, for completeMultipartUpload(); never ""
     /// \throws CError if the response contains no ETag, or if setVerifyETag() found another content
     void prepareUploadPartRequest(CNetRequest& request, const String& bucket, const String& object,
                                   const String& uploadId, int partNumber, zet::IInStream* data, int64 size);
@@ -429,9 +431,8 @@ public:
     /// Makes the object of its parts. It may take minutes: the service may send white space until it is done.
     ///
     /// If the connection fails, the object may exist nevertheless. A further try then fails with the code
-    /// NoSuchUpload.
+    /// NoSuchUpload. The result is the ETag of the object; "" if the service sends none.
     /// \param parts  1 to 10,000, in ascending order of their numbers
-    /// \return the ETag of the object; "" if the service sends none
     /// \throws CS3Error with status 0 for an error inside a successful response: the parts still exist
     /// \throws CError for a response without a document
     void prepareCompleteMultipartUploadRequest(CNetRequest& request, const String& bucket,
