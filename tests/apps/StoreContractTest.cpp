@@ -221,14 +221,14 @@ protected:
         const std::unique_ptr<ITransfer> upload = store.makeUpload(file, toPath(name));
         runSingleTransfer(*m_session, store.getPolicy(), *upload);
     }
-    void fetch(IStore& store, const IStoredFile& file, const P<CFileOutStream>& out) {
+    void fetch(IStore& store, const IStoredFile& file, const P<CPartStream>& out) {
         const std::unique_ptr<IDownload> download = file.makeDownload(out);
         runSingleTransfer(*m_session, store.getPolicy(), *download);
         out->close();
     }
     Content fetch(IStore& store, const IStoredFile& file) {
         const fs::path path = m_folder / "target";
-        fetch(store, file, new CFileOutStream(path, path));
+        fetch(store, file, new CPartStream(path, path));
         return read(path);
     }
 
@@ -432,7 +432,7 @@ TEST_P(StoreContractTest, AFileThatWasRemovedInBetweenIsMissing) {
     const std::unique_ptr<IStoredFile> gone = find(store, "gone");
     store.remove("gone");
     const fs::path path = m_folder / "target";
-    const P<CFileOutStream> out = new CFileOutStream(path, path);
+    const P<CPartStream> out = new CPartStream(path, path);
     try {
         fetch(store, *gone, out);
         FAIL() << "it was fetched";
@@ -469,7 +469,7 @@ TEST_P(StoreContractTest, ATargetThatCannotBeWrittenIsAnError) {
     IStore& store = openForUploads();
     put(store, "file", big);
     const std::unique_ptr<IStoredFile> file = find(store, "file");
-    EXPECT_THAT(whatOf([&] { fetch(store, *file, new CFileOutStream("/dev/full", "target")); }),
+    EXPECT_THAT(whatOf([&] { fetch(store, *file, new CPartStream("/dev/full", "target")); }),
                 HasSubstr("target"));
     EXPECT_EQ(fetch(store, *file), big);
 }
@@ -574,7 +574,7 @@ TEST_P(StoreFaultsTest, ALeftBeginningIsContinuedIfTheContentIsKnown) {
         GTEST_SKIP() << "this store has no checksums";
     }
     CPartFile target(m_folder / "target");
-    const P<CFileOutStream> out = target.getStream();
+    const P<CPartStream> out = target.getStream();
     EXPECT_THROW(fetch(store, *file, out), CError);
     ASSERT_GT(out->getSize(), 0);
     out->seek(0);

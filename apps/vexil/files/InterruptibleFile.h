@@ -4,10 +4,12 @@
 
 namespace vexil::app {
 
+using zet::CFileInStream;
+
 /// A file that is read until the user interrupts the program.
-class CInterruptibleFile : public zet::CFileInStream {
+class CInterruptibleFile : public CFileInStream {
 public:
-    using zet::CFileInStream::CFileInStream;
+    using CFileInStream::CFileInStream;
 
     /// \throws also the error of CInterrupt::throwIfRequested()
     int read(void* buffer, int maxLength) override;

@@ -1,13 +1,27 @@
 #pragma once
 
-#include "apps/vexil/files/PartStream.h"
 #include "apps/vexil/platform/LockedFile.h"
 #include "vexil/BaseTypes.h"
+#include "zet/FileOutStream.h"
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 
 namespace vexil::app {
+
+/// Writes a file that may already have the first bytes of its content.
+class CPartStream : public zet::CFileOutStream {
+public:
+    using zet::CFileOutStream::CFileOutStream;
+
+    /// Reuses the first bytes of the file: reads them, drops the rest, and continues after them.
+    /// \param onBlock  called with each block, in order; may throw
+    void keep(int64 size, const std::function<void(const void* data, int length)>& onBlock);
+
+private:
+    int readBlock(char* block, int64 wanted);
+};
 
 /// A file that appears complete or not at all. It is written under another name in the same folder
 /// (PartName.h). When it is complete, it gets its own name and replaces a file of that name. Without commit()

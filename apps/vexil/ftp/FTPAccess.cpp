@@ -3,7 +3,7 @@
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/session/Credentials.h"
 #include "apps/vexil/session/Setting.h"
-#include "apps/vexil/transfer/RetrySettings.h"
+#include "apps/vexil/transfer/Retry.h"
 #include "vexil/net/URLRedaction.h"
 
 namespace vexil::app {

@@ -52,7 +52,7 @@ public:
         return toPath(m_relativeName);
     }
     int64 getSize() const override { return m_size; }
-    std::unique_ptr<IDownload> makeDownload(const P<CFileOutStream>& out) const override {
+    std::unique_ptr<IDownload> makeDownload(const P<CPartStream>& out) const override {
         return std::make_unique<CFTPDownload>(m_access, m_path, out.get());
     }
 

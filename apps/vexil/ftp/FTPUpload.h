@@ -1,6 +1,6 @@
 #pragma once
 
-#include "apps/vexil/files/FileInStream.h"
+#include "apps/vexil/files/InterruptibleFile.h"
 #include "apps/vexil/ftp/RemoteParts.h"
 #include "vexil/async/ITransfer.h"
 #include "vexil/net/NetReply.h"

@@ -4,16 +4,47 @@
 #include "apps/vexil/files/LeftParts.h"
 #include "apps/vexil/files/PartFile.h"
 #include "apps/vexil/http/Commands.h"
-#include "apps/vexil/http/HTTPBodySink.h"
 #include "apps/vexil/http/HTTPTransfer.h"
 #include "apps/vexil/session/Session.h"
 #include "apps/vexil/transfer/ResponseCheck.h"
+#include "vexil/net/NetRequest.h"
+#include "zet/OutStream.h"
 
 #include <string>
 
 namespace vexil::app {
 
 namespace {
+
+/// Writes the body of a successful response to one stream and every other body to another sink, so that an
+/// error page becomes part of the error and not of the file.
+class CHTTPBodySink : public virtual CBase, public CNetRequest::IDataSink {
+public:
+    CHTTPBodySink(zet::IOutStream* stream, CNetRequest::IDataSink* errorSink);
+    ~CHTTPBodySink() override;
+
+    void write(const void* data, int length, int httpStatus,
+               const TMap<String, String>& responseHeaders) override;
+
+private:
+    P<zet::IOutStream> m_stream;
+    P<CNetRequest::IDataSink> m_errorSink;
+};
+
+CHTTPBodySink::CHTTPBodySink(zet::IOutStream* stream, CNetRequest::IDataSink* errorSink)
+    : m_stream(stream), m_errorSink(errorSink) {}
+
+CHTTPBodySink::~CHTTPBodySink() = default;
+
+void CHTTPBodySink::write(const void* data, int length, int httpStatus,
+                          const TMap<String, String>& responseHeaders) {
+    // Other protocols than HTTP have the status -1.
+    if (httpStatus == -1 || (httpStatus >= 200 && httpStatus <= 299)) {
+        m_stream->write(data, length);
+    } else {
+        m_errorSink->write(data, length, httpStatus, responseHeaders);
+    }
+}
 
 void download(CSession& session, const std::string& url, zet::IOutStream& out) {
     const int64 start = out.getPosition();

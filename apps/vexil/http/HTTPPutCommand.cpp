@@ -1,6 +1,6 @@
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/command/CommandSyntax.h"
-#include "apps/vexil/files/FileInStream.h"
+#include "apps/vexil/files/InterruptibleFile.h"
 #include "apps/vexil/http/Commands.h"
 #include "apps/vexil/http/HTTPTransfer.h"
 #include "apps/vexil/session/Session.h"

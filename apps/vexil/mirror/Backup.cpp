@@ -2,7 +2,7 @@
 
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/console/ErrorReport.h"
-#include "apps/vexil/files/FileInStream.h"
+#include "apps/vexil/files/InterruptibleFile.h"
 #include "apps/vexil/platform/Interrupt.h"
 #include "apps/vexil/session/Session.h"
 #include "apps/vexil/transfer/FileJob.h"

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "apps/vexil/files/FileInStream.h"
-#include "apps/vexil/files/FileOutStream.h"
+#include "apps/vexil/files/InterruptibleFile.h"
+#include "apps/vexil/files/PartFile.h"
 #include "apps/vexil/transfer/Download.h"
 #include "apps/vexil/transfer/ServerPolicy.h"
 
@@ -32,7 +32,7 @@ public:
     /// the default, if the server has no checksum that could confirm it.
     virtual String getContent() const { return String(); }
     /// \param out  at its beginning; empty, or with bytes of this content that an earlier download has left
-    virtual std::unique_ptr<IDownload> makeDownload(const P<CFileOutStream>& out) const = 0;
+    virtual std::unique_ptr<IDownload> makeDownload(const P<CPartStream>& out) const = 0;
 };
 
 /// The files of a store, one after another. The store must outlive it.

@@ -44,7 +44,7 @@ int64 CObjectDownload::getWrittenBytes() const {
     return m_out->getPosition() - m_start;
 }
 
-void CObjectDownload::goOn(CFileOutStream& left, int64 size, const String& eTag) {
+void CObjectDownload::goOn(CPartStream& left, int64 size, const String& eTag) {
     left.keep(size, [this](const void* data, int length) {
         CInterrupt::throwIfRequested();
         m_out->count(data, length);

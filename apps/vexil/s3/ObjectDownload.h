@@ -1,7 +1,7 @@
 #pragma once
 
-#include "apps/vexil/files/FileOutStream.h"
 #include "apps/vexil/files/MD5OutStream.h"
+#include "apps/vexil/files/PartFile.h"
 #include "apps/vexil/transfer/Download.h"
 #include "vexil/BaseTypes.h"
 
@@ -27,7 +27,7 @@ public:
     /// object still has this ETag, otherwise with the first byte. Must be called before the first prepare().
     /// \param left  the stream that was given to the constructor
     /// \param size  the number of these bytes, less than the size of the object
-    void goOn(CFileOutStream& left, int64 size, const String& eTag);
+    void goOn(CPartStream& left, int64 size, const String& eTag);
 
     void prepare(CNetRequest& request) override;
     /// \throws CError if bytes are missing, are not those that were requested, or do not match the ETag
@@ -58,7 +58,7 @@ private:
     int64 m_offset = 0;   // where the running transfer begins, within the object
     String m_eTag;        // of the object from which the written bytes are; "" if there are none
     int m_continuations = 0;
-    P<CFileOutStream> m_left;        // contains bytes of an earlier program; null if there are none
+    P<CPartStream> m_left;           // contains bytes of an earlier program; null if there are none
     bool m_isLeftConfirmed = false;  // the server has continued after them with the same object
     bool m_hasWrongContent = false;
     String m_wrongMD5;  // of the last wrong content

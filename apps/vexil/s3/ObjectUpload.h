@@ -1,6 +1,6 @@
 #pragma once
 
-#include "apps/vexil/files/FileInStream.h"
+#include "apps/vexil/files/InterruptibleFile.h"
 #include "vexil/BaseTypes.h"
 #include "vexil/async/ITransfer.h"
 

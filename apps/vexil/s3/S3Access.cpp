@@ -7,7 +7,6 @@
 #include "apps/vexil/session/Setting.h"
 #include "apps/vexil/transfer/ResponseCheck.h"
 #include "apps/vexil/transfer/Retry.h"
-#include "apps/vexil/transfer/RetrySettings.h"
 #include "vexil/net/ErrorClassification.h"
 #include "vexil/net/URLRedaction.h"
 #include "vexil/s3/S3EnvironmentCredentials.h"

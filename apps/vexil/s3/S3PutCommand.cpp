@@ -1,6 +1,6 @@
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/command/CommandSyntax.h"
-#include "apps/vexil/files/FileInStream.h"
+#include "apps/vexil/files/InterruptibleFile.h"
 #include "apps/vexil/s3/Commands.h"
 #include "apps/vexil/s3/ObjectUpload.h"
 #include "apps/vexil/s3/S3Access.h"

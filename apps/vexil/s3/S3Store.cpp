@@ -56,7 +56,7 @@ public:
             m_store.m_access.verifiesETags() && !CS3Client::getContentMD5({{"etag", m_eTag}}).isEmpty();
         return isProvable ? m_eTag + " " + String::fromInt(m_size) : String();
     }
-    std::unique_ptr<IDownload> makeDownload(const P<CFileOutStream>& out) const override {
+    std::unique_ptr<IDownload> makeDownload(const P<CPartStream>& out) const override {
         auto download =
             std::make_unique<CObjectDownload>(m_store.m_access, m_store.m_bucket, m_key, out.get());
         if (out->getSize() > 0) {
@@ -83,7 +83,7 @@ public:
     String getRelativeName() const override { return String(); }
     std::filesystem::path getRelativePath() const override { throw CError(CObjectListing::unreadableReason); }
     int64 getSize() const override { return 0; }
-    std::unique_ptr<IDownload> makeDownload(const P<CFileOutStream>&) const override {
+    std::unique_ptr<IDownload> makeDownload(const P<CPartStream>&) const override {
         throw CError(CObjectListing::unreadableReason);
     }
 
