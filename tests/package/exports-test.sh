@@ -25,7 +25,8 @@ exports_of_dll() {
         sed -nE '/^\[Ordinal\/Name Pointer\] Table/,/^$/ s/^[[:space:]]+\[ *[0-9]+\] //p' |
         c++filt |
         grep -vE '^(construction vtable for|(non-)?virtual thunk to) (zet|sigil|vexil)::' |
-        grep -vxE 'zet::String::npos|vexil::CS3Client::maxPutSize' |
+        grep -vxE 'zet::String::npos|vexil::CS3Client::maxPutSize|vexil::CTransferQueue::defaultCount' |
+        grep -vxE 'vexil::CRetryPolicy::(firstPause|maxPause|default(First)?Limit|maxBrokenTransfers)' |
         LC_ALL=C sort -u
 }
 
@@ -34,9 +35,10 @@ expected_of_dll() {
     grep -vE '^typeinfo name for |^(VTT|vtable|typeinfo) for vexil::CAsyncNetRequestThread::CRemoveRequest$' "$list"
 }
 
-# Some types are `long` on one system and `long long` on the other: sizes, and arguments of libcurl's callbacks.
+# Some types are `long` on one system and `long long` on the other: sizes, arguments of libcurl's callbacks, and the
+# numbers in types of times ("1l").
 without_long() {
-    sed -E 's/\blong( long)?\b/long long/g' | LC_ALL=C sort -u
+    sed -E 's/\blong( long)?\b/long long/g; s/\b([0-9]+)ll?\b/\1/g' | LC_ALL=C sort -u
 }
 
 if [[ $library == *.dll ]]; then

@@ -10,6 +10,9 @@ namespace vexil {
 
 namespace {
 
+// Forces the constant into the DLL: on Windows, code that binds a reference to it imports it from there.
+[[gnu::used]] const int* const neededConstant = &CTransferQueue::defaultCount;
+
 using Clock = std::chrono::steady_clock;
 
 // Upper bound of a wait: neither a cancel token nor a signal handler nor a dying worker can wake this thread.

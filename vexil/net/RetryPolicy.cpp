@@ -14,6 +14,12 @@ namespace vexil {
 
 namespace {
 
+// Forces the constants into the DLL: on Windows, code that binds a reference to one imports it from there.
+[[gnu::used]] const CRetryPolicy::Milliseconds* const neededTimes[] = {
+    &CRetryPolicy::firstPause, &CRetryPolicy::maxPause, &CRetryPolicy::defaultLimit,
+    &CRetryPolicy::defaultFirstLimit};
+[[gnu::used]] const int* const neededCount = &CRetryPolicy::maxBrokenTransfers;
+
 constexpr int64 maxRetryAfterSeconds = 24 * 60 * 60;
 // Longer pauses are limited anyway.
 constexpr int maxDoublings = 10;
