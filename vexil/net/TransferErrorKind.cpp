@@ -29,6 +29,8 @@ int readStatus(std::wstring_view text) {
     return number;
 }
 
+// A table with one code a line.
+// NOLINTNEXTLINE(readability-function-size)
 ErrorKind findKindOfCode(int64 code) {
     switch (code) {
     case CURLE_UNSUPPORTED_PROTOCOL:
