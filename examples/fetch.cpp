@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <iostream>
 #include <memory>
+#include <set>
 #include <string>
 #include <system_error>
 
@@ -65,6 +66,18 @@ vexil::P<vexil::ITransferJob> makeFetchJob(vexil::CS3Client& client, const std::
         });
 }
 
+/// Each object needs a file of its own in this folder.
+void checkFileNames(const char* const* keys, int count) {
+    std::set<fs::path> names;
+    for (int i = 0; i < count; ++i) {
+        const fs::path name = fs::path(keys[i]).filename();
+        if (name.empty() || name == "." || name == ".." || !names.insert(name).second) {
+            throw vexil::CError(std::string(keys[i]) +
+                                ": the last part of each key must be a file name of its own");
+        }
+    }
+}
+
 }  // namespace
 
 int main(int count, char** arguments) {
@@ -74,6 +87,7 @@ int main(int count, char** arguments) {
     }
     int failures = 0;
     try {
+        checkFileNames(arguments + 2, count - 2);
         vexil::CS3Client client({.accessKeyId = std::getenv("VEXIL_S3_ACCESS_KEY"),
                                  .secretKey = std::getenv("VEXIL_S3_SECRET_KEY")});
         client.setBaseURL(std::getenv("VEXIL_S3_ENDPOINT"));

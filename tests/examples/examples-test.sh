@@ -47,6 +47,14 @@ status=0
 [[ $status == 1 ]] || fail "an absent object of three ended with $status"
 [[ $(echo *) == '1 2' ]] || fail "an absent object of three left: $(echo *)"
 grep -q 'fetch: many/absent: .*NoSuchKey' "$build_dir/examples/error.txt" || fail 'an absent object is not told as such'
+rm -- *
+for key in other/1 many/ ..; do
+    status=0
+    "$examples/example-fetch" "$bucket" many/1 "$key" 2>"$build_dir/examples/error.txt" || status=$?
+    [[ $status == 1 ]] || fail "the key $key beside many/1 ended with $status"
+    grep -q 'must be a file name of its own' "$build_dir/examples/error.txt" || fail "the key $key is not refused as such"
+    [[ $(echo *) == '*' ]] || fail "a refused key left: $(echo *)"
+done
 cd - >/dev/null
 
 text=$VEXIL_HTTP_ENDPOINT/static/a.txt
