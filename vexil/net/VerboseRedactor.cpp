@@ -119,7 +119,7 @@ void CVerboseRedactor::appendToLine(Direction& direction, TextRange inRecord) {
     if (direction.line.empty()) {
         direction.beganInLogin = m_isInLogin;
     }
-    direction.isAnswered = false;
+    direction.hasReply = false;
     const std::size_t begin = direction.line.size();
     direction.line += m_records.back().bytes.substr(inRecord.begin, inRecord.end - inRecord.begin);
     direction.pieces.push_back({m_records.size() - 1, inRecord.begin, {begin, direction.line.size()}});
@@ -130,7 +130,7 @@ void CVerboseRedactor::finishLine(Direction& direction) {
                  &direction == &m_sent ? readSentLine(direction.line) : readReceivedLine(direction.line));
     direction.line.clear();
     direction.pieces.clear();
-    m_sent.isAnswered = !m_sent.line.empty();
+    m_sent.hasReply = !m_sent.line.empty();
 }
 
 /// Both are in order: one pass over both is enough.
@@ -160,7 +160,7 @@ void CVerboseRedactor::storeSecret(const Piece& piece, TextRange secret) {
 /// line, the apparent rest of that line may therefore be a new command.
 void CVerboseRedactor::readPossibleCommand() {
     Record& record = m_records.back();
-    if (!m_sent.isAnswered || record.bytes.empty()) {
+    if (!m_sent.hasReply || record.bytes.empty()) {
         return;
     }
     const std::size_t end = withoutLineEnd(record.bytes.substr(0, findLineEnd(record.bytes, 0))).size();

@@ -45,7 +45,7 @@ private:
         std::vector<Piece> pieces;
         bool beganInLogin = false;
         bool isInSecretHeader = false;
-        bool isAnswered = false;  // a whole line of the other direction came in between
+        bool hasReply = false;  // a whole line of the other direction came in between
     };
 
     void readMessage(curl_infotype type);

@@ -108,8 +108,8 @@ void CFTPSession::explainRefusal(const CError& error, const String& path) {
             client.prepareVerifyExistsRequest(request, path);
         });
         m_hasMLSTWorked = true;
-    } catch (const CError& answer) {
-        if (!isRefusedFile(answer)) {
+    } catch (const CError& secondRefusal) {
+        if (!isRefusedFile(secondRefusal)) {
             return;
         }
         isMissing = !findListed(path);
