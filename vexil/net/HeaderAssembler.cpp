@@ -6,6 +6,12 @@
 
 namespace vexil {
 
+namespace {
+
+constexpr std::wstring_view endOfHeaders = L"\r\n";
+
+}  // namespace
+
 CHeaderAssembler::CHeaderAssembler() = default;
 
 CHeaderAssembler::~CHeaderAssembler() = default;
@@ -14,7 +20,7 @@ void CHeaderAssembler::handleHeaderLine(const String& line) {
     if (m_isComplete) {
         return;
     }
-    if (line == "\r\n") {
+    if (line.view() == endOfHeaders) {
         m_isComplete = true;
         if (m_serverInfo) {
             m_serverInfo->updateFromHeaders(m_headers);
