@@ -32,7 +32,7 @@ public:
     [[nodiscard]] virtual bool isRefusedConnection(CNetRequest& request, const CError& error) const;
 
     /// A request of the caller, whose connection the transfers use if the server accepts no other one; null,
-    /// the default, if there is none. performHere() then performs it.
+    /// the default, for no such request. performHere() performs it.
     [[nodiscard]] virtual P<CNetRequest> getOwnRequest() const;
     /// Performs that request on this thread. checkResult() then judges the result. Does nothing by default.
     virtual void performHere(CNetRequest& request);

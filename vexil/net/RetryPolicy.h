@@ -100,7 +100,7 @@ public:
     [[nodiscard]] int64 getRetryCount() const noexcept { return m_retryCount; }
 
     /// The pause that the last response demands before the next request: its header Retry-After (RFC 9110,
-    /// 10.2.3), a number of seconds or a date; at most 24 hours; 0 if there is none.
+    /// 10.2.3), a number of seconds or a date; at most 24 hours. 0 without this header.
     [[nodiscard]] static Milliseconds findRetryAfter(const CNetRequest& request);
 
 private:

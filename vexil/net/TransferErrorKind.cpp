@@ -17,7 +17,7 @@ constexpr int replyFileUnavailable = 550;
 constexpr int codeTooLarge = 100;
 constexpr int codeECHRequired = 101;
 
-/// The number of three digits at the beginning; -1 if there is none.
+/// The number in the first three characters; -1 if they are not digits.
 int readStatus(std::wstring_view text) {
     int number = 0;
     for (std::size_t i = 0; i < 3; ++i) {

@@ -9,7 +9,7 @@ namespace vexil {
 /// The kind of an error of domain "curl" or "curlm", from its code, properties and message.
 zet::ErrorKind findTransferErrorKind(const CError& error);
 
-/// The status with which a proxy has refused a tunnel; -1 if there is none.
+/// The status with which a proxy has refused a tunnel; -1 if no proxy has.
 /// \param error  of domain "curl"
 int findTunnelStatus(const CError& error);
 

@@ -28,7 +28,7 @@ int getRefusedStatus(CNetRequest& request, const std::exception& error) {
     return isOther ? 0 : request.getResponseCode();
 }
 
-/// The S3 code of the error document; "" if there is none.
+/// The S3 code of the error document; "" if the body is not one.
 String findCode(const CNetRequest& request) {
     const PC<TBuffer<unsigned char>> body = request.getDefaultReceiveBuffer();
     try {

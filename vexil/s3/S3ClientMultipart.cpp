@@ -66,7 +66,7 @@ std::string makeCompletionDocument(const TArray<CS3UploadedPart>& parts) {
     return document + "</CompleteMultipartUpload>";
 }
 
-/// The text of one element of a response, "" if there is none.
+/// The text of one element of a response; "" if the element is missing.
 /// \param operation  for error messages
 /// \throws CS3Error with status 0 if the response is an error
 String readElement(const TBuffer<unsigned char>& body, const String& operation, const char* rootName,

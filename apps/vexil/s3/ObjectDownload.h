@@ -58,7 +58,7 @@ private:
     int64 m_offset = 0;   // where the running transfer begins, within the object
     String m_eTag;        // of the object from which the written bytes are; "" if there are none
     int m_continuations = 0;
-    P<CPartStream> m_left;           // contains bytes of an earlier program; null if there are none
+    P<CPartStream> m_left;           // bytes that an earlier program has left, or null
     bool m_isLeftConfirmed = false;  // the server has continued after them with the same object
     bool m_hasWrongContent = false;
     String m_wrongMD5;  // of the last wrong content
