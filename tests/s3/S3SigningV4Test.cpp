@@ -1,10 +1,12 @@
 // Signature version 4: the published examples, the settings, and what a preparation puts into a request.
 // Nothing is sent.
 #include "tests/s3/S3TestSupport.h"
+#include "vexil/s3/S3FixedCredentials.h"
 #include "zet/BufferStream.h"
 #include "zet/MemoryInStream.h"
 
 #include <chrono>
+#include <tuple>
 #include <utility>
 
 namespace {
@@ -16,6 +18,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
+using vexil::CS3Credentials;
 using vexil::S3AddressingStyle;
 using vexil::S3PayloadSigning;
 using vexil::S3SignatureVersion;
@@ -76,6 +79,51 @@ std::string escaped(std::string text) {
         }
     }
     return text;
+}
+
+// ---- one client, many signatures -------------------------------------------------------------------------
+
+std::string signedBy(V4Client& client) {
+    CNetRequest request;
+    client.prepareGetObjectHeadersRequest(request, "bucket", "object");
+    return valueOf(request, "Authorization");
+}
+
+/// A client of the same state that has signed nothing yet.
+std::string signedByNewClient(S3SignatureVersion version, const CS3Credentials& keys, const String& region,
+                              int64 now) {
+    V4Client client;
+    client.setSignatureVersion(version);
+    client.setCredentialsProvider(new vexil::CS3FixedCredentials(keys));
+    client.setRegion(region);
+    client.now = now;
+    return signedBy(client);
+}
+
+TEST(S3SignatureV4Test, UsesTheKeysOfEachRequestAlone) {
+    for (const S3SignatureVersion version : {S3SignatureVersion::V4, S3SignatureVersion::V2}) {
+        V4Client client;
+        client.setSignatureVersion(version);
+        const int64 nextDay = client.now + 86400;
+        for (const auto& [secret, region, now] : {std::tuple{"one", "us-east-1", client.now},
+                                                  {"two", "us-east-1", client.now},
+                                                  {"two", "eu-west-1", client.now},
+                                                  {"two", "eu-west-1", nextDay},
+                                                  {"one", "us-east-1", nextDay},
+                                                  {"one", "us-east-1", client.now}}) {
+            const CS3Credentials keys{.accessKeyId = "id", .secretKey = secret};
+            client.setCredentialsProvider(new vexil::CS3FixedCredentials(keys));
+            client.setRegion(region);
+            client.now = now;
+            EXPECT_EQ(signedBy(client), signedByNewClient(version, keys, region, now)) << secret << region;
+            V4Client copy(client);
+            EXPECT_EQ(signedBy(copy), signedBy(client));
+        }
+        client.setSignatureVersion(version == S3SignatureVersion::V2 ? 4 : 2);
+        EXPECT_EQ(signedBy(client),
+                  signedByNewClient(client.getSignatureVersion(), {.accessKeyId = "id", .secretKey = "one"},
+                                    "us-east-1", client.now));
+    }
 }
 
 // ---- published examples ----------------------------------------------------------------------------------

@@ -19,6 +19,7 @@
 #include <concepts>
 #include <cstddef>
 #include <exception>
+#include <memory>
 #include <ranges>
 #include <span>
 #include <string>
@@ -34,6 +35,7 @@ namespace vexil {
 
 class CS3ObjectSink;
 struct CS3ObjectRange;
+struct CS3PreparedKey;
 struct CS3SigningKeys;
 
 /// A temporary object that owns text or bytes.
@@ -694,6 +696,7 @@ private:
     String m_accessKeyId;
     String m_secretKey;
     std::string m_secretKeyUTF8;
+    std::shared_ptr<const CS3PreparedKey> m_lastKey;  // of the last signature; copies share it
     int m_maxRetries = 50;
     bool m_printDebugInfo = false;
     bool m_sslVerifyPeer = true;

@@ -29,12 +29,12 @@ CS3RequestToSign describe(const CNetRequest& request) {
 
 /// Calls a function with the signer of a version.
 template <class Call>
-auto callSigner(S3SignatureVersion version, const String& region, Call call) {
+auto callSigner(S3SignatureVersion version, const String& region, CS3PreparedKeyPointer& lastKey, Call call) {
     if (version == S3SignatureVersion::V4) {
-        const CS3SignerV4 signer(region);
+        const CS3SignerV4 signer(region, lastKey);
         return call(static_cast<const IS3Signer&>(signer));
     }
-    const CS3SignerV2 signer;
+    const CS3SignerV2 signer(lastKey);
     return call(static_cast<const IS3Signer&>(signer));
 }
 
@@ -106,7 +106,7 @@ String CS3Client::findRegion(const String& bucket) const {
 }
 
 String CS3Client::findRegionOfURL(const String& url) const {
-    return isVersion4() ? findRegion(findBucket(url)) : String();
+    return isVersion4() && !m_bucketRegions.empty() ? findRegion(findBucket(url)) : m_region;
 }
 
 String CS3Client::findBucket(const String& url) const {
@@ -134,7 +134,8 @@ zet::CTime CS3Client::getSigningTime() const {
 }
 
 CS3Header CS3Client::makeTimeHeader() const {
-    return callSigner(m_signatureVersion, m_region,
+    CS3PreparedKeyPointer none;
+    return callSigner(m_signatureVersion, m_region, none,
                       [this](const IS3Signer& signer) { return signer.makeTimeHeader(getSigningTime()); });
 }
 
@@ -185,7 +186,7 @@ void CS3Client::sign(CNetRequest& request, S3Subresources subresources) {
     for (const auto& [name, value] : added) {
         parts.headers[name] = value;
     }
-    for (CS3Header& header : callSigner(m_signatureVersion, findRegionOfURL(parts.url),
+    for (CS3Header& header : callSigner(m_signatureVersion, findRegionOfURL(parts.url), m_lastKey,
                                         [&](const IS3Signer& signer) { return signer.sign(parts, keys); })) {
         added.push_back(std::move(header));
     }
@@ -241,9 +242,10 @@ String CS3Client::makePresignedURL(const String& method, const String& bucket, c
     checkAddress(bucket);
     const String url = makeObjectURL(bucket, object);
     const CS3SigningKeys keys = getKeys();
-    const String query = callSigner(m_signatureVersion, findRegion(bucket), [&](const IS3Signer& signer) {
-        return signer.presign({method, url, {}, false}, keys, getSigningTime(), seconds);
-    });
+    const String query =
+        callSigner(m_signatureVersion, findRegion(bucket), m_lastKey, [&](const IS3Signer& signer) {
+            return signer.presign({method, url, {}, false}, keys, getSigningTime(), seconds);
+        });
     return url + "?" + query;
 }
 
@@ -252,7 +254,7 @@ String CS3Client::getCanonicalRequest(CNetRequest* request) {
 }
 
 String CS3Client::getSignature(CNetRequest* request) {
-    return CS3SignerV2::makeSignature(describe(*request), m_secretKeyUTF8);
+    return CS3SignerV2(m_lastKey).makeSignature(describe(*request), m_secretKeyUTF8);
 }
 
 String CS3Client::getStringToSign(CNetRequest* request) {

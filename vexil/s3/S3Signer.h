@@ -33,7 +33,7 @@ struct CS3SigningKeys {
 /// A signature depends only on the arguments. To sign a further try, make a new time header and sign the
 /// unsigned request again.
 ///
-/// Any thread.
+/// One thread at a time.
 class IS3Signer {
 public:
     /// The header that tells the service the time of the request. It is added before the request is signed.

@@ -53,11 +53,11 @@ String CS3SignerV2::presign(const CS3RequestToSign& request, const CS3SigningKey
     return query + "&Signature=" + escapeText(makeSignature(signedRequest, keys.secretKey), false);
 }
 
-String CS3SignerV2::makeSignature(const CS3RequestToSign& request, const std::string& secretKey) {
+String CS3SignerV2::makeSignature(const CS3RequestToSign& request, const std::string& secretKey) const {
     const std::string text = makeStringToSign(request).toUTF8();
-    TBuffer<unsigned char> hash;
-    sigil::calcHMAC_SHA1(hash, text.data(), static_cast<int>(text.size()), secretKey.data(),
-                         static_cast<int>(secretKey.size()));
+    const TBuffer<unsigned char> hash = findPreparedKey(m_lastKey, "2/" + secretKey, [&secretKey] {
+                                            return sigil::CHMACKey("SHA1", secretKey);
+                                        }).calc(text);
     return sigil::base64Encode(hash.getData(), hash.getUsed(), true, false);
 }
 

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -31,6 +32,10 @@ constexpr std::array<std::string_view, 12> unsignedHeaders = {
 
 using Bytes = TBuffer<unsigned char>;
 using TextPair = std::pair<std::string, std::string>;
+
+std::string_view viewBytes(const Bytes& bytes) {
+    return {reinterpret_cast<const char*>(bytes.getData()), static_cast<std::size_t>(bytes.getUsed())};
+}
 
 Bytes calcHMAC(const Bytes& key, std::string_view text) {
     Bytes hash;
@@ -147,9 +152,11 @@ bool isTimestamp(const std::string& text) {
 
 /// "20130524T000000Z"
 std::string makeTimestamp(const zet::CTime& time) {
-    std::string text = zet::CTimeFields(time).toISODateTime(0).toUTF8();
-    std::erase_if(text, [](char c) { return c == '-' || c == ':'; });
-    return text;
+    const zet::CTimeFields fields(time);
+    std::array<char, 64> text;
+    std::snprintf(text.data(), text.size(), "%04d%02d%02dT%02d%02d%02dZ", fields.getYear(), fields.getMonth(),
+                  fields.getDay(), fields.getHour(), fields.getMinute(), fields.getSecond());
+    return text.data();
 }
 
 }  // namespace
@@ -215,16 +222,23 @@ std::string CS3SignerV4::makeScope(const std::string& timestamp) const {
 
 std::string CS3SignerV4::makeSignature(const std::string& canonicalRequest, const std::string& timestamp,
                                        const std::string& secretKey) const {
-    const std::string start = "AWS4" + secretKey;
-    Bytes key;
-    key.append(reinterpret_cast<const unsigned char*>(start.data()), static_cast<int>(start.size()));
-    key = calcHMAC(key, timestamp.substr(0, dateLength));
-    key = calcHMAC(key, m_region);
-    key = calcHMAC(key, "s3");
-    key = calcHMAC(key, "aws4_request");
     const std::string text = std::string(algorithm) + "\n" + timestamp + "\n" + makeScope(timestamp) + "\n" +
                              calcSHA256(canonicalRequest);
-    return sigil::hexEncode(calcHMAC(key, text)).toUTF8();
+    return sigil::hexEncode(getSigningKey(timestamp.substr(0, dateLength), secretKey).calc(text)).toUTF8();
+}
+
+const sigil::CHMACKey& CS3SignerV4::getSigningKey(const std::string& date,
+                                                  const std::string& secretKey) const {
+    return findPreparedKey(m_lastKey, "4/" + date + "/" + m_region + "/" + secretKey, [&] {
+        const std::string start = "AWS4" + secretKey;
+        Bytes key;
+        key.append(reinterpret_cast<const unsigned char*>(start.data()), static_cast<int>(start.size()));
+        key = calcHMAC(key, date);
+        key = calcHMAC(key, m_region);
+        key = calcHMAC(key, "s3");
+        key = calcHMAC(key, "aws4_request");
+        return sigil::CHMACKey("SHA256", viewBytes(key));
+    });
 }
 
 }  // namespace vexil

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "vexil/s3/S3PreparedKey.h"
 #include "vexil/s3/S3Signer.h"
 
 #include <string>
@@ -16,7 +17,10 @@ public:
     static constexpr char emptyPayloadHash[] =
         "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855";
 
-    explicit CS3SignerV4(const String& region) : m_region(region.toUTF8()) {}
+    /// \param lastKey  the key of the last signature, which is replaced if it does not fit. The reference is
+    ///                 kept
+    CS3SignerV4(const String& region, CS3PreparedKeyPointer& lastKey)
+        : m_region(region.toUTF8()), m_lastKey(lastKey) {}
 
     CS3Header makeTimeHeader(const zet::CTime& time) const override;
     /// \throws CError "Invalid Amazon S3 query URL: '...'." if the URL has no host
@@ -36,7 +40,10 @@ private:
     std::string makeSignature(const std::string& canonicalRequest, const std::string& timestamp,
                               const std::string& secretKey) const;
 
+    const sigil::CHMACKey& getSigningKey(const std::string& date, const std::string& secretKey) const;
+
     std::string m_region;
+    CS3PreparedKeyPointer& m_lastKey;
 };
 
 }  // namespace vexil
