@@ -23,6 +23,9 @@ constexpr std::string_view smallBody =
     "one hundred bytes that nobody reads, one hundred bytes that nobody reads, "
     "one hundred bytes, no more...";
 
+/// The size of the objects of the S3 workloads.
+constexpr int objectSize = 4096;
+
 /// How many requests run before the measured ones, so that the idle transfers get their connections.
 constexpr int warmUpRequests = 10;
 

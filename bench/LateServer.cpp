@@ -1,5 +1,6 @@
-// A web server that sends the same small response to every request, a few milliseconds late. It never
-// responds to requests for /never: their connections stay open until the client closes them.
+// A web server that sends the same small response to every request, a few milliseconds late; an object of
+// 4 KiB to a GET of anything in /bucket/. It never responds to requests for /never: their connections stay
+// open until the client closes them.
 //
 // A server that responds at once is sometimes faster than the client's first poll, and the number of polls,
 // and so of instructions, differs from run to run. With this server a client always waits exactly once for
@@ -36,6 +37,18 @@ constexpr std::string_view reply = "HTTP/1.1 200 OK\r\n"
                                    "Accept-Ranges: bytes\r\n"
                                    "\r\n"
                                    "Hello, world!\n";
+// The response of an S3 service, except the body.
+constexpr std::string_view objectHead =
+    "HTTP/1.1 200 OK\r\n"
+    "Content-Length: 4096\r\n"
+    "Accept-Ranges: bytes\r\n"
+    "Last-Modified: Mon, 26 Mar 2007 08:00:00 GMT\r\n"
+    "ETag: \"620f0b67a91f7f74151bc5be745b7110\"\r\n"
+    "x-amz-request-id: tx00000ff4ff1e6b4d5dc5e-0065f0c5e5-1036-default\r\n"
+    "Content-Type: binary/octet-stream\r\n"
+    "Date: Tue, 27 Mar 2007 19:36:42 GMT\r\n"
+    "Connection: Keep-Alive\r\n"
+    "\r\n";
 constexpr std::string_view goOn = "HTTP/1.1 100 Continue\r\n\r\n";
 
 std::size_t getBodyLength(std::string_view head) {
@@ -56,6 +69,7 @@ awaitable<void> sendLate(tcp::socket& socket, std::string_view bytes) {
 
 awaitable<void> serve(tcp::socket socket) {
     socket.set_option(tcp::no_delay(true));
+    const std::string object = std::string(objectHead) + std::string(4096, '\0');
     std::string received;
     for (;;) {
         const std::size_t headLength = co_await asio::async_read_until(socket, asio::dynamic_buffer(received),
@@ -75,7 +89,7 @@ awaitable<void> serve(tcp::socket socket) {
                                       asio::transfer_exactly(bodyLength - received.size()), use_awaitable);
         }
         received.erase(0, bodyLength);
-        co_await sendLate(socket, reply);
+        co_await sendLate(socket, head.starts_with("GET /bucket/") ? object : reply);
     }
 }
 

@@ -376,6 +376,44 @@ void put(const std::string& url, int count, bool keepHeaders) {
     }
 }
 
+/// Whether libcurl itself signs the requests, with version 4.
+enum class Signature { None, V4 };
+
+void setSignature(Client& client, Signature signature) {
+    if (signature == Signature::V4) {
+        client.set(CURLOPT_AWS_SIGV4, "aws:amz:us-east-1:s3");
+        client.set(CURLOPT_USERPWD, "ACCESSKEY:SECRET");
+    }
+}
+
+void getObject(const std::string& url, int count, Signature signature) {
+    Client client(true);
+    for (int i = 0; i < count; ++i) {
+        client.reset();
+        client.set(CURLOPT_URL, (url + "/bucket/object").c_str());
+        setSignature(client, signature);
+        client.perform();
+        require(client.bodySize() == bench::objectSize, "the object is too short");
+    }
+}
+
+/// Like libcurl's own upload, without the hash of the body.
+void putObject(const std::string& url, int count, Signature signature) {
+    Client client(true);
+    const std::string body(bench::objectSize, 'x');
+    for (int i = 0; i < count; ++i) {
+        MemorySource source{body};
+        client.reset();
+        client.set(CURLOPT_URL, (url + "/bucket/object").c_str());
+        client.set(CURLOPT_UPLOAD, 1L);
+        client.set(CURLOPT_READFUNCTION, &readMemory);
+        client.set(CURLOPT_READDATA, &source);
+        client.set(CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(body.size()));
+        setSignature(client, signature);
+        client.perform();
+    }
+}
+
 std::string rangeOf(int mebibytes) {
     return "0-" + std::to_string(mebibytes * bench::mebibyte - 1);
 }
@@ -447,8 +485,15 @@ int main(int argc, char** argv) {
             workload(idleTransfers, url, count);
         };
     };
+    const auto signedBy = [](auto workload, Signature signature) {
+        return [workload, signature](const std::string& url, int count) { workload(url, count, signature); };
+    };
     return bench::run(argc, argv,
                       {{"get", keeping(get)},
+                       {"s3-get", signedBy(getObject, Signature::None)},
+                       {"s3-get-v4", signedBy(getObject, Signature::V4)},
+                       {"s3-put", signedBy(putObject, Signature::None)},
+                       {"s3-put-v4", signedBy(putObject, Signature::V4)},
                        {"multi-1", beside(getBesideIdle<PollLoop>, 0)},
                        {"multi-100", beside(getBesideIdle<PollLoop>, 99)},
                        {"multi-1000", beside(getBesideIdle<PollLoop>, 999)},

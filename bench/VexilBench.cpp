@@ -4,6 +4,7 @@
 #include "vexil/async/AsyncNetRequestManager.h"
 #include "vexil/async/AsyncNetRequestThread.h"
 #include "vexil/net/NetRequest.h"
+#include "vexil/s3/S3Client.h"
 #include "zet/MemoryInStream.h"
 
 #include <algorithm>
@@ -115,6 +116,31 @@ void put(const std::string& url, int count) {
     }
 }
 
+vexil::CS3Client makeS3Client(const std::string& url, int version) {
+    vexil::CS3Client client({.accessKeyId = "ACCESSKEY", .secretKey = "SECRET"});
+    client.setBaseURL(String::fromUTF8(url));
+    client.setSignatureVersion(version);
+    return client;
+}
+
+void getObject(const std::string& url, int count, int version) {
+    CNetRequest request;
+    vexil::CS3Client client = makeS3Client(url, version);
+    for (int i = 0; i < count; ++i) {
+        client.getObject(request, "bucket", "object", 0, -1);
+        require(request.getDefaultReceiveBuffer()->getUsed() == bench::objectSize, "the object is too short");
+    }
+}
+
+void putObject(const std::string& url, int count, int version) {
+    CNetRequest request;
+    vexil::CS3Client client = makeS3Client(url, version);
+    const std::string body(bench::objectSize, 'x');
+    for (int i = 0; i < count; ++i) {
+        client.putObject(request, "bucket", "object", std::string_view(body), "");
+    }
+}
+
 void getToBuffer(const std::string& url, int mebibytes) {
     CNetRequest request;
     request.setURL(String::fromUTF8(url));
@@ -173,8 +199,15 @@ int main(int argc, char** argv) {
         return
             [idleTransfers](const std::string& url, int count) { getBesideIdle(idleTransfers, url, count); };
     };
+    const auto signedBy = [](auto workload, int version) {
+        return [workload, version](const std::string& url, int count) { workload(url, count, version); };
+    };
     return bench::run(argc, argv,
                       {{"get", get},
+                       {"s3-get-v2", signedBy(getObject, 2)},
+                       {"s3-get-v4", signedBy(getObject, 4)},
+                       {"s3-put-v2", signedBy(putObject, 2)},
+                       {"s3-put-v4", signedBy(putObject, 4)},
                        {"get-thread", getByThread},
                        {"multi-1", beside(0)},
                        {"multi-100", beside(99)},

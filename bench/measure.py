@@ -119,6 +119,17 @@ def small_counts(bench):
         table(title, ("", "plain, bare", "plain, keeping headers and lines", "vexil", "vexil to the latter"), rows)
 
 
+def s3_counts(bench):
+    """Objects of 4 KiB. libcurl can sign with version 4, without the hash of the body."""
+    rows = []
+    for operation in ("get", "put"):
+        values = [slope(bench.instructions, program, f"s3-{operation}{suffix}", bench.late, SMALL)
+                  for program, suffix in (("plain", ""), ("plain", "-v4"), ("vexil", "-v2"), ("vexil", "-v4"))]
+        rows.append((f"{operation.upper()} of 4 KiB", *map(number, values)))
+    table("Instructions an S3 request", ("", "plain, not signed", "plain, signed by libcurl (version 4)",
+                                         "vexil, version 2", "vexil, version 4"), rows)
+
+
 def many_transfers(bench):
     """One request after the other, while all other transfers wait for responses that never come."""
     rows = []
@@ -211,6 +222,7 @@ def main():
     bench = Bench(options.build)
     with bench.servers():
         small_counts(bench)
+        s3_counts(bench)
         many_transfers(bench)
         body_counts(bench)
         peaks(bench)
