@@ -59,6 +59,7 @@
 #include "vexil/net/URLRedaction.h"
 #include "vexil/proxy/ProxySettings.h"
 #include "vexil/proxy/UserProxySource.h"
+#include "vexil/s3/IS3TransferObserver.h"
 #include "vexil/s3/S3Client.h"
 #include "vexil/s3/S3CopyObjectResult.h"
 #include "vexil/s3/S3Credentials.h"
@@ -76,6 +77,7 @@
 #include "vexil/s3/S3RefreshedCredentials.h"
 #include "vexil/s3/S3SigningError.h"
 #include "vexil/s3/S3SigningOptions.h"
+#include "vexil/s3/S3TransferSettings.h"
 #include "zet/ASCII.h"
 #include "zet/Base.h"
 #include "zet/Buffer.h"
@@ -802,6 +804,23 @@ void name_vexil_S3Credentials() {
     name(
         static_cast<CS3Credentials (CS3RefreshedCredentials::*)()>(&CS3RefreshedCredentials::getCredentials));
     [[maybe_unused]] const CS3TemporaryCredentials temporary;
+}
+
+void name_vexil_S3Transfers() {
+    using namespace vexil;
+    using Observer = IS3TransferObserver;
+    name(static_cast<void (Observer::*)(int64, int64)>(&Observer::onProgress));
+    name(static_cast<void (Observer::*)(const String&)>(&Observer::onUploadBegun));
+    if (t_construct) {
+        [[maybe_unused]] const CS3TransferSettings settings{.parallelParts = any<int>(),
+                                                            .partSize = any<int64>(),
+                                                            .cancelToken = any<CCancelToken*>(),
+                                                            .observer = any<Observer*>(),
+                                                            .retryPolicy = CRetryPolicy(),
+                                                            .deadline = CRetryPolicy::Clock::now(),
+                                                            .verifiesETags = any<bool>(),
+                                                            .keepsForResume = any<bool>()};
+    }
 }
 
 void name_vexil_CS3SigningError() {
@@ -1880,6 +1899,7 @@ TEST(SurfaceTest, NamesEverythingPublic) {
     name_vexil_CS3Error();
     name_vexil_CS3ErrorResponse();
     name_vexil_S3Credentials();
+    name_vexil_S3Transfers();
     name_vexil_CS3SigningError();
     name_vexil_CS3ListObjectsElement();
     name_vexil_CS3ListObjectsResult();
