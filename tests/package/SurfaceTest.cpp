@@ -73,6 +73,7 @@
 #include "vexil/s3/S3ListObjectsResult.h"
 #include "vexil/s3/S3Multipart.h"
 #include "vexil/s3/S3ObjectEnum.h"
+#include "vexil/s3/S3PartList.h"
 #include "vexil/s3/S3ProfileCredentials.h"
 #include "vexil/s3/S3RefreshedCredentials.h"
 #include "vexil/s3/S3SigningError.h"
@@ -606,6 +607,12 @@ void name_vexil_CS3Client() {
         &Class::prepareAbortMultipartUploadRequest));
     name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, const String&)>(
         &Class::abortMultipartUpload));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, const String&, int, int)>(
+        &Class::prepareListPartsRequest));
+    name(static_cast<P<CS3PartList> (Class::*)(CNetRequest&, const String&, const String&, const String&, int,
+                                               int)>(&Class::listParts));
+    name(static_cast<TArray<CS3StoredPart> (Class::*)(CNetRequest&, const String&, const String&,
+                                                      const String&)>(&Class::listAllParts));
     name(static_cast<String (*)(const TBuffer<unsigned char>&)>(&Class::readUploadID));
     name(static_cast<String (*)(const TBuffer<unsigned char>&)>(&Class::readCompletedETag));
     name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, const String&, const String&,
@@ -692,6 +699,32 @@ void name_vexil_CS3Client() {
     name(static_cast<String (*)(const TMap<String, String>&)>(&Class::getCanonicalizedAMZHeaders));
     name(static_cast<String (*)(const String&)>(&Class::getCanonicalizedResource));
     name(static_cast<void (*)(String&)>(&Class::makeSingleLineHeaderValue));
+}
+
+template <class Class>
+void name_result() {
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<std::string_view>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const TBuffer<unsigned char>*>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const Class>());
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Class object(std::move(any<Class>()));
+    }
+}
+
+void name_vexil_CS3PartList() {
+    using Class = vexil::CS3PartList;
+    using namespace vexil;
+    name_result<Class>();
+    name(static_cast<bool (Class::*)() const noexcept>(&Class::isTruncated));
+    name(static_cast<int (Class::*)() const noexcept>(&Class::getNextPartNumberMarker));
+    name(static_cast<const TArray<CS3StoredPart>& (Class::*)() const noexcept>(&Class::getParts));
 }
 
 void name_vexil_CS3DeleteResult() {
@@ -1895,6 +1928,7 @@ TEST(SurfaceTest, NamesEverythingPublic) {
     name_vexil_CProxySettings();
     name_vexil_CS3Client();
     name_vexil_CS3CopyObjectResult();
+    name_vexil_CS3PartList();
     name_vexil_CS3DeleteResult();
     name_vexil_CS3Error();
     name_vexil_CS3ErrorResponse();

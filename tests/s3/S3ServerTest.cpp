@@ -204,6 +204,15 @@ TEST_P(S3ServerTest, ObjectIsUploadedInParts) {
     const String first = client.uploadPart(request, bucket, key, id, 1, &stream, partSize);
     stream.seek(partSize);
     const String second = client.uploadPart(request, bucket, key, id, 2, &stream, 3);
+    const auto parts = client.listAllParts(request, bucket, key, id);
+    ASSERT_EQ(parts.size(), 2u);
+    EXPECT_EQ(parts[0].number, 1);
+    EXPECT_EQ(parts[0].eTag, first);
+    EXPECT_EQ(parts[0].size, partSize);
+    EXPECT_EQ(parts[1].size, 3);
+    EXPECT_THAT(parts[1].lastModified.toUTF8(), HasSubstr("T"));
+    EXPECT_TRUE(client.listParts(request, bucket, key, id, 0, 1)->isTruncated());
+    EXPECT_EQ(client.listParts(request, bucket, key, id, 1, 1)->getParts().at(0).eTag, second);
     const auto refused = thrownBy<CS3Error>([&] {
         (void)client.completeMultipartUpload(request, bucket, key, id, {{1, first}, {2, first}});
     });

@@ -22,4 +22,14 @@ inline void checkNames(const char* place, const String& bucket, const String& ob
     }
 }
 
+/// The largest number of a part of an upload.
+inline constexpr int maxPartNumber = 10'000;
+
+/// \throws CInvalidArgError for an empty ID
+inline void checkUploadID(const char* place, const String& uploadId) {
+    if (uploadId.isEmpty()) {
+        throw CInvalidArgError(place, "upload ID must not be empty");
+    }
+}
+
 }  // namespace vexil

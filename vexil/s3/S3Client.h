@@ -10,6 +10,7 @@
 #include "vexil/s3/S3DeleteResult.h"
 #include "vexil/s3/S3ListObjectsResult.h"
 #include "vexil/s3/S3Multipart.h"
+#include "vexil/s3/S3PartList.h"
 #include "vexil/s3/S3SigningOptions.h"
 #include "zet/InStream.h"
 #include "zet/OutStream.h"
@@ -453,6 +454,26 @@ public:
     void abortMultipartUpload(CNetRequest& request, const String& bucket, const String& object,
                               const String& uploadId);
     /// @}
+
+    /// @{
+
+    /// Lists one page of the stored parts of an upload that is neither complete nor aborted. listAllParts()
+    /// reads all pages.
+    /// \param partNumberMarker  begin after this number; 0 for the first part
+    /// \param maxParts          parts per page; -1 for the service's default, usually 1,000
+    /// \throws CS3Error with the code NoSuchUpload if there is no such upload, with status 0 for an error
+    ///         inside a successful response; CError for a response that cannot be read
+    void prepareListPartsRequest(CNetRequest& request, const String& bucket, const String& object,
+                                 const String& uploadId, int partNumberMarker = 0, int maxParts = -1);
+    [[nodiscard]] P<CS3PartList> listParts(CNetRequest& request, const String& bucket, const String& object,
+                                           const String& uploadId, int partNumberMarker = 0,
+                                           int maxParts = -1);
+    /// @}
+
+    /// All stored parts of an upload, in ascending order of their numbers.
+    /// \throws the errors of listParts(); a CError if the numbers do not ascend or a page does not go on
+    [[nodiscard]] TArray<CS3StoredPart> listAllParts(CNetRequest& request, const String& bucket,
+                                                     const String& object, const String& uploadId);
 
     /// @{
 

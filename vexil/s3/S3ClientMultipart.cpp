@@ -2,31 +2,20 @@
 #include "vexil/net/UploadArguments.h"
 #include "vexil/s3/S3Arguments.h"
 #include "vexil/s3/S3Client.h"
-#include "vexil/s3/S3Error.h"
 #include "vexil/s3/S3HeaderMap.h"
 #include "vexil/s3/S3ResponseCheck.h"
+#include "vexil/s3/S3ResultDocument.h"
 #include "vexil/s3/S3StreamRelease.h"
 #include "vexil/s3/S3URL.h"
-#include "vexil/s3/S3XmlDocument.h"
 #include "vexil/s3/S3XmlReduction.h"
 #include "vexil/s3/S3XmlWriter.h"
 #include "zet/StreamRange.h"
 
-#include <algorithm>
 #include <string>
-#include <string_view>
 
 namespace vexil {
 
 namespace {
-
-constexpr int maxPartNumber = 10'000;
-
-void checkUploadID(const char* place, const String& uploadId) {
-    if (uploadId.isEmpty()) {
-        throw CInvalidArgError(place, "upload ID must not be empty");
-    }
-}
 
 void checkPartNumber(const char* place, int number) {
     if (number < 1 || number > maxPartNumber) {
@@ -69,32 +58,9 @@ std::string makeCompletionDocument(const TArray<CS3UploadedPart>& parts) {
 /// The text of one element of a response; "" if the element is missing.
 /// \param operation  for error messages
 /// \throws CS3Error with status 0 if the response is an error
-String readElement(const TBuffer<unsigned char>& body, const String& operation, const char* rootName,
+String readElement(const TBuffer<unsigned char>& body, const char* operation, const char* rootName,
                    const char* elementName) {
-    const std::string prefix = ("Error parsing Amazon S3 '" + operation + "' result: ").toUTF8();
-    std::string_view text(reinterpret_cast<const char*>(body.getData()),
-                          static_cast<std::size_t>(body.getUsed()));
-    // A service that takes long sends white space before the document.
-    text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
-    if (text.empty()) {
-        throw CError(String(prefix) + "there is no document.");
-    }
-    const CS3XmlDocument document(text.data(), static_cast<int>(text.size()), maxErrorDocumentBytes,
-                                  prefix.c_str());
-    const String root = getXmlName(document.getRoot());
-    if (root == "Error") {
-        throw CS3Error(CS3ErrorResponse(document.getRoot()), 0);
-    }
-    if (!(root == rootName)) {
-        throw CError(String(prefix) + "unknown root element '" + root + "'.");
-    }
-    String value;
-    forEachXmlChild(document.getRoot(), [&](const String& name, wxXmlNode* child) {
-        if (name == elementName) {
-            value = getXmlWholeText(child);
-        }
-    });
-    return value;
+    return CS3ResultDocument(getText(body), operation, rootName, maxErrorDocumentBytes).findText(elementName);
 }
 
 }  // namespace

@@ -16,6 +16,33 @@ namespace {
 
 constexpr char amzPrefix[] = "x-amz-";
 
+/// The arguments that select a part of a resource, or change its response, in the order of their names.
+constexpr const char* subresources[] = {"acl",
+                                        "cors",
+                                        "delete",
+                                        "lifecycle",
+                                        "location",
+                                        "logging",
+                                        "notification",
+                                        "partNumber",
+                                        "policy",
+                                        "requestPayment",
+                                        "response-cache-control",
+                                        "response-content-disposition",
+                                        "response-content-encoding",
+                                        "response-content-language",
+                                        "response-content-type",
+                                        "response-expires",
+                                        "restore",
+                                        "tagging",
+                                        "torrent",
+                                        "uploadId",
+                                        "uploads",
+                                        "versionId",
+                                        "versioning",
+                                        "versions",
+                                        "website"};
+
 /// An argument of a query as it is signed, "name" or "name=value" with the value not escaped.
 std::optional<String> findArgument(std::string_view query, std::string_view name) {
     while (!query.empty()) {
@@ -114,8 +141,7 @@ String CS3SignerV2::canonicalizeSubresources(const String& url) {
     }
     const std::string query = url.substr(question + 1).toUTF8();
     String resource;
-    // In the order of their names.
-    for (const char* const name : {"partNumber", "uploadId", "uploads"}) {
+    for (const char* const name : subresources) {
         if (const std::optional<String> argument = findArgument(query, name)) {
             resource += String(resource.isEmpty() ? "?" : "&") + *argument;
         }

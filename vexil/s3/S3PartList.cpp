@@ -1,0 +1,64 @@
+#include "vexil/s3/S3PartList.h"
+
+#include "vexil/s3/S3Arguments.h"
+#include "vexil/s3/S3ResultDocument.h"
+#include "vexil/s3/S3XmlReduction.h"
+#include "zet/ParseNumber.h"
+
+#include <utility>
+
+namespace vexil {
+
+namespace {
+
+/// -1 for a text that is not a number.
+int64 parseNumber(const wxXmlNode* node) {
+    return zet::parseInt64(getXmlWholeText(node).trimmed(), int64{-1});
+}
+
+CS3StoredPart readPart(const CS3ResultDocument& document, const wxXmlNode* node) {
+    CS3StoredPart part;
+    forEachXmlChild(node, [&](const String& name, const wxXmlNode* child) {
+        if (name == "PartNumber") {
+            const int64 number = parseNumber(child);
+            part.number = number > maxPartNumber ? 0 : static_cast<int>(number);
+        } else if (name == "ETag") {
+            part.eTag = getXmlWholeText(child);
+        } else if (name == "Size") {
+            part.size = parseNumber(child);
+        } else if (name == "LastModified") {
+            part.lastModified = getXmlWholeText(child);
+        }
+    });
+    if (part.number < 1) {
+        document.fail("a part without a number from 1 to 10000.");
+    }
+    if (part.size < -1) {
+        document.fail("the part " + String::fromInt(part.number) + " has a negative size.");
+    }
+    return part;
+}
+
+}  // namespace
+
+CS3PartList::CS3PartList(std::string_view text) {
+    const CS3ResultDocument document(text, "list parts", "ListPartsResult", maxListingBytes);
+    int64 sentMarker = 0;
+    forEachXmlChild(document.getRoot(), [&](const String& name, const wxXmlNode* child) {
+        if (name == "Part") {
+            m_parts.push_back(readPart(document, child));
+        } else if (name == "IsTruncated") {
+            m_isTruncated = document.parseBoolean(child);
+        } else if (name == "NextPartNumberMarker") {
+            sentMarker = parseNumber(child);
+        }
+    });
+    const int last = m_parts.empty() ? 0 : m_parts.back().number;
+    m_nextMarker = sentMarker >= 1 && sentMarker <= maxPartNumber ? static_cast<int>(sentMarker) : last;
+}
+
+CS3PartList::CS3PartList(const TBuffer<unsigned char>* body) : CS3PartList(getText(*body)) {}
+
+CS3PartList::~CS3PartList() = default;
+
+}  // namespace vexil

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "vexil/BaseTypes.h"
+#include "vexil/s3/S3XmlDocument.h"
+
+#include <string_view>
+
+namespace vexil {
+
+/// The bytes of a response as text.
+std::string_view getText(const TBuffer<unsigned char>& body);
+
+/// The document of a successful response: the result of an operation, or an error, because a service may
+/// begin its response before it knows the outcome.
+class CS3ResultDocument {
+public:
+    /// \param body       white space before the document is ignored: services that take long send it
+    /// \param operation  for messages: "list parts"
+    /// \param maxLength  the longest document, in bytes
+    /// \throws CS3Error with status 0 if the document is an error
+    /// \throws CError that begins with "Error parsing Amazon S3 '...' result: " for any other document
+    CS3ResultDocument(std::string_view body, const char* operation, const char* rootName, int maxLength);
+
+    /// Never null; lives as long as the document.
+    const wxXmlNode* getRoot() const noexcept { return m_document.getRoot(); }
+
+    /// The text of the last direct child with this name; "" if there is none.
+    String findText(const char* name) const;
+    /// \throws CError for anything but "true" and "false", in any case
+    bool parseBoolean(const wxXmlNode* node) const;
+    /// \throws CError that begins as those of the constructor
+    [[noreturn]] void fail(const String& message) const;
+
+private:
+    String m_errorPrefix;
+    CS3XmlDocument m_document;
+};
+
+}  // namespace vexil
