@@ -64,17 +64,20 @@
 #include "vexil/s3/S3CopyObjectResult.h"
 #include "vexil/s3/S3Credentials.h"
 #include "vexil/s3/S3CredentialsProvider.h"
+#include "vexil/s3/S3CustomerKey.h"
 #include "vexil/s3/S3DeleteResult.h"
 #include "vexil/s3/S3EnvironmentCredentials.h"
 #include "vexil/s3/S3Error.h"
 #include "vexil/s3/S3ErrorResponse.h"
 #include "vexil/s3/S3FixedCredentials.h"
+#include "vexil/s3/S3GetOptions.h"
 #include "vexil/s3/S3ListObjectsElement.h"
 #include "vexil/s3/S3ListObjectsResult.h"
 #include "vexil/s3/S3Multipart.h"
 #include "vexil/s3/S3ObjectEnum.h"
 #include "vexil/s3/S3PartList.h"
 #include "vexil/s3/S3ProfileCredentials.h"
+#include "vexil/s3/S3PutOptions.h"
 #include "vexil/s3/S3RefreshedCredentials.h"
 #include "vexil/s3/S3SigningError.h"
 #include "vexil/s3/S3SigningOptions.h"
@@ -725,6 +728,91 @@ void name_vexil_CS3PartList() {
     name(static_cast<bool (Class::*)() const noexcept>(&Class::isTruncated));
     name(static_cast<int (Class::*)() const noexcept>(&Class::getNextPartNumberMarker));
     name(static_cast<const TArray<CS3StoredPart>& (Class::*)() const noexcept>(&Class::getParts));
+}
+
+void name_vexil_S3Options() {
+    using Class = vexil::CS3Client;
+    using namespace vexil;
+    [[maybe_unused]] const CS3CustomerKey key{.bytes = ""};
+    [[maybe_unused]] const bool hasKey = key.isSet();
+    [[maybe_unused]] const CS3PutOptions put{.contentType = "",
+                                             .cacheControl = "",
+                                             .contentDisposition = "",
+                                             .contentEncoding = "",
+                                             .contentLanguage = "",
+                                             .expires = "",
+                                             .metadata = {},
+                                             .tags = {},
+                                             .storageClass = "",
+                                             .cannedACL = "",
+                                             .encryption = "",
+                                             .encryptionKeyId = "",
+                                             .customerKey = key,
+                                             .ifMatch = "",
+                                             .ifNoneMatch = "",
+                                             .lockMode = S3ObjectLockMode::None,
+                                             .lockUntil = {},
+                                             .hasLegalHold = false};
+    [[maybe_unused]] const auto modes = {S3ObjectLockMode::Governance, S3ObjectLockMode::Compliance};
+    [[maybe_unused]] const CS3GetOptions get{.versionId = "",
+                                             .ifMatch = "",
+                                             .ifNoneMatch = "",
+                                             .ifModifiedSince = {},
+                                             .ifUnmodifiedSince = {},
+                                             .customerKey = key,
+                                             .partNumber = 0,
+                                             .responseContentType = "",
+                                             .responseCacheControl = "",
+                                             .responseContentDisposition = "",
+                                             .responseContentEncoding = "",
+                                             .responseContentLanguage = "",
+                                             .responseExpires = ""};
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, const void*, int,
+                                     const CS3PutOptions&)>(&Class::preparePutObjectRequest));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, const void*, int,
+                                     const CS3PutOptions&)>(&Class::putObject));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, std::string_view,
+                                     const CS3PutOptions&)>(&Class::preparePutObjectRequest));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, std::string_view,
+                                     const CS3PutOptions&)>(&Class::putObject));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, std::span<const std::byte>,
+                                     const CS3PutOptions&)>(&Class::preparePutObjectRequest));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, std::span<const std::byte>,
+                                     const CS3PutOptions&)>(&Class::putObject));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, zet::IInStream*, int64,
+                                     const CS3PutOptions&)>(&Class::preparePutObjectRequest));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, zet::IInStream*, int64,
+                                     const CS3PutOptions&)>(&Class::putObject));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, int64, int64,
+                                     const CS3GetOptions&)>(&Class::prepareGetObjectRequest));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, int64, int64,
+                                     const CS3GetOptions&)>(&Class::getObject));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, int64, int64,
+                                     zet::IOutStream*, const CS3GetOptions&)>(
+        &Class::prepareGetObjectRequest));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, int64, int64,
+                                     zet::IOutStream*, const CS3GetOptions&)>(&Class::getObject));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, const CS3GetOptions&)>(
+        &Class::prepareGetObjectHeadersRequest));
+    name(static_cast<const TMap<String, String>& (Class::*)(CNetRequest&, const String&, const String&,
+                                                            const CS3GetOptions&)>(&Class::getObjectHeaders));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, const CS3PutOptions&)>(
+        &Class::prepareCreateMultipartUploadRequest));
+    name(static_cast<String (Class::*)(CNetRequest&, const String&, const String&, const CS3PutOptions&)>(
+        &Class::createMultipartUpload));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, const String&, int,
+                                     zet::IInStream*, int64, const CS3CustomerKey&)>(
+        &Class::prepareUploadPartRequest));
+    name(static_cast<String (Class::*)(CNetRequest&, const String&, const String&, const String&, int,
+                                       zet::IInStream*, int64, const CS3CustomerKey&)>(&Class::uploadPart));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, const String&,
+                                     const TArray<CS3UploadedPart>&, const CS3PutOptions&)>(
+        &Class::prepareCompleteMultipartUploadRequest));
+    name(static_cast<String (Class::*)(CNetRequest&, const String&, const String&, const String&,
+                                       const TArray<CS3UploadedPart>&, const CS3PutOptions&)>(
+        &Class::completeMultipartUpload));
+    name(static_cast<bool (*)(const std::exception&)>(&Class::isPreconditionFailed));
+    name(static_cast<bool (*)(const std::exception&)>(&Class::isNotModified));
 }
 
 void name_vexil_CS3DeleteResult() {
@@ -1934,6 +2022,7 @@ TEST(SurfaceTest, NamesEverythingPublic) {
     name_vexil_CS3ErrorResponse();
     name_vexil_S3Credentials();
     name_vexil_S3Transfers();
+    name_vexil_S3Options();
     name_vexil_CS3SigningError();
     name_vexil_CS3ListObjectsElement();
     name_vexil_CS3ListObjectsResult();

@@ -8,9 +8,11 @@
 #include "vexil/s3/S3Credentials.h"
 #include "vexil/s3/S3CredentialsProvider.h"
 #include "vexil/s3/S3DeleteResult.h"
+#include "vexil/s3/S3GetOptions.h"
 #include "vexil/s3/S3ListObjectsResult.h"
 #include "vexil/s3/S3Multipart.h"
 #include "vexil/s3/S3PartList.h"
+#include "vexil/s3/S3PutOptions.h"
 #include "vexil/s3/S3SigningOptions.h"
 #include "zet/InStream.h"
 #include "zet/OutStream.h"
@@ -318,6 +320,78 @@ public:
 
     /// @{
 
+    /// The same with options, which may be written in braces: `{.storageClass = "STANDARD_IA"}`. An
+    /// empty pair of braces is an empty content type.
+    /// \throws CInvalidArgError for an option that cannot be sent
+    template <std::integral Size, std::same_as<CS3PutOptions> Options = CS3PutOptions>
+    void preparePutObjectRequest(CNetRequest& request, const String& bucket, const String& object,
+                                 const void* data, Size size, const Options& options) {
+        checkMemorySize(std::in_range<int>(size));
+        preparePutMemory(request, bucket, object, data, static_cast<int>(size), options);
+    }
+    template <std::same_as<CS3PutOptions> Options = CS3PutOptions>
+    void preparePutObjectRequest(CNetRequest& request, const String& bucket, const String& object,
+                                 std::string_view text, const Options& options) {
+        preparePutObjectRequest(request, bucket, object, text.data(), text.size(), options);
+    }
+    template <std::same_as<CS3PutOptions> Options = CS3PutOptions>
+    void preparePutObjectRequest(CNetRequest& request, const String& bucket, const String& object,
+                                 std::span<const std::byte> data, const Options& options) {
+        preparePutObjectRequest(request, bucket, object, data.data(), data.size(), options);
+    }
+    template <std::integral Size, std::same_as<CS3PutOptions> Options = CS3PutOptions>
+    void preparePutObjectRequest(CNetRequest& request, const String& bucket, const String& object,
+                                 zet::IInStream* data, Size size, const Options& options) {
+        preparePutStream(request, bucket, object, data, static_cast<int64>(size), options);
+    }
+    template <std::integral Size, std::same_as<CS3PutOptions> Options = CS3PutOptions>
+    void putObject(CNetRequest& request, const String& bucket, const String& object, const void* data,
+                   Size size, const Options& options) {
+        checkMemorySize(std::in_range<int>(size));
+        putMemory(request, bucket, object, data, static_cast<int>(size), options);
+    }
+    template <std::same_as<CS3PutOptions> Options = CS3PutOptions>
+    void putObject(CNetRequest& request, const String& bucket, const String& object, std::string_view text,
+                   const Options& options) {
+        putObject(request, bucket, object, text.data(), text.size(), options);
+    }
+    template <std::same_as<CS3PutOptions> Options = CS3PutOptions>
+    void putObject(CNetRequest& request, const String& bucket, const String& object,
+                   std::span<const std::byte> data, const Options& options) {
+        putObject(request, bucket, object, data.data(), data.size(), options);
+    }
+    template <std::integral Size, std::same_as<CS3PutOptions> Options = CS3PutOptions>
+    void putObject(CNetRequest& request, const String& bucket, const String& object, zet::IInStream* data,
+                   Size size, const Options& options) {
+        putStream(request, bucket, object, data, static_cast<int64>(size), options);
+    }
+    /// @}
+
+    /// @{
+
+    /// Not allowed, as without options: null, a temporary object for a prepared request, and a pointer to a
+    /// counted object as content.
+    template <std::same_as<CS3PutOptions> Options = CS3PutOptions>
+    void preparePutObjectRequest(CNetRequest& request, const String& bucket, const String& object,
+                                 std::nullptr_t data, const Options& options) = delete;
+    template <std::same_as<CS3PutOptions> Options = CS3PutOptions>
+    void putObject(CNetRequest& request, const String& bucket, const String& object, std::nullptr_t data,
+                   const Options& options) = delete;
+    template <S3TemporaryBytes Data, std::same_as<CS3PutOptions> Options = CS3PutOptions>
+    void preparePutObjectRequest(CNetRequest& request, const String& bucket, const String& object,
+                                 Data&& data, const Options& options) = delete;
+    template <zet::ObjectPointer Data, class Size, std::same_as<CS3PutOptions> Options = CS3PutOptions>
+    requires(!std::convertible_to<const Data&, zet::IInStream*>) void preparePutObjectRequest(
+        CNetRequest& request, const String& bucket, const String& object, const Data& data, Size size,
+        const Options& options) = delete;
+    template <zet::ObjectPointer Data, class Size, std::same_as<CS3PutOptions> Options = CS3PutOptions>
+    requires(!std::convertible_to<const Data&, zet::IInStream*>) void putObject(
+        CNetRequest& request, const String& bucket, const String& object, const Data& data, Size size,
+        const Options& options) = delete;
+    /// @}
+
+    /// @{
+
     /// Reads an object, or a range of it (RFC 9110, 14).
     /// \param offset  first byte, from 0
     /// \param length  bytes; -1: up to the end. 0 fetches the headers only (HEAD)
@@ -346,12 +420,37 @@ public:
                    int64 length, zet::IOutStream* data);
     /// @}
 
+    /// @{
+
+    /// The same with options.
+    /// \throws CInvalidArgError for an option that cannot be sent
+    /// \throws CError also if a condition is not met: see isNotModified() and isPreconditionFailed()
+    void prepareGetObjectRequest(CNetRequest& request, const String& bucket, const String& object,
+                                 int64 offset, int64 length, const CS3GetOptions& options);
+    void getObject(CNetRequest& request, const String& bucket, const String& object, int64 offset,
+                   int64 length, const CS3GetOptions& options);
+    void prepareGetObjectRequest(CNetRequest& request, const String& bucket, const String& object,
+                                 int64 offset, int64 length, zet::IOutStream* data,
+                                 const CS3GetOptions& options);
+    void getObject(CNetRequest& request, const String& bucket, const String& object, int64 offset,
+                   int64 length, zet::IOutStream* data, const CS3GetOptions& options);
+    /// @}
+
     /// Requests an object's headers (HEAD).
     void prepareGetObjectHeadersRequest(CNetRequest& request, const String& bucket, const String& object);
     /// \return the response headers by lower-case name; a reference into the request, valid until its next
     ///         transfer
     const TMap<String, String>& getObjectHeaders(CNetRequest& request, const String& bucket,
                                                  const String& object);
+    /// @{
+
+    /// The same with options; their errors are those of getObject().
+    void prepareGetObjectHeadersRequest(CNetRequest& request, const String& bucket, const String& object,
+                                        const CS3GetOptions& options);
+    const TMap<String, String>& getObjectHeaders(CNetRequest& request, const String& bucket,
+                                                 const String& object, const CS3GetOptions& options);
+    /// @}
+
     /// The size of an object in bytes; -1 if it does not exist.
     /// \throws CError "Error: Content-Length header was expected but not included in response."
     [[nodiscard]] int64 getObjectSize(CNetRequest& request, const String& bucket, const String& object);
@@ -416,6 +515,23 @@ public:
 
     /// @{
 
+    /// The same with options. The conditions are not sent: give the same options to
+    /// completeMultipartUpload(). Give a customer key to each part, too.
+    /// \throws CInvalidArgError for an option that cannot be sent
+    template <std::same_as<CS3PutOptions> Options = CS3PutOptions>
+    void prepareCreateMultipartUploadRequest(CNetRequest& request, const String& bucket, const String& object,
+                                             const Options& options) {
+        prepareCreateUpload(request, bucket, object, options);
+    }
+    template <std::same_as<CS3PutOptions> Options = CS3PutOptions>
+    [[nodiscard]] String createMultipartUpload(CNetRequest& request, const String& bucket,
+                                               const String& object, const Options& options) {
+        return createUpload(request, bucket, object, options);
+    }
+    /// @}
+
+    /// @{
+
     /// Stores `size` bytes of a stream as a part, which replaces an earlier one of the same number. The rules
     /// for the stream are those of putObject() with a stream. The result is the ETag of the part, for
     /// completeMultipartUpload(), never "".
@@ -427,6 +543,18 @@ public:
                                   const String& uploadId, int partNumber, zet::IInStream* data, int64 size);
     String uploadPart(CNetRequest& request, const String& bucket, const String& object,
                       const String& uploadId, int partNumber, zet::IInStream* data, int64 size);
+    /// @}
+
+    /// @{
+
+    /// The same for an upload with a customer key.
+    /// \throws CInvalidArgError for a key that cannot be used
+    void prepareUploadPartRequest(CNetRequest& request, const String& bucket, const String& object,
+                                  const String& uploadId, int partNumber, zet::IInStream* data, int64 size,
+                                  const CS3CustomerKey& customerKey);
+    String uploadPart(CNetRequest& request, const String& bucket, const String& object,
+                      const String& uploadId, int partNumber, zet::IInStream* data, int64 size,
+                      const CS3CustomerKey& customerKey);
     /// @}
 
     /// @{
@@ -443,6 +571,19 @@ public:
                                                const TArray<CS3UploadedPart>& parts);
     String completeMultipartUpload(CNetRequest& request, const String& bucket, const String& object,
                                    const String& uploadId, const TArray<CS3UploadedPart>& parts);
+    /// @}
+
+    /// @{
+
+    /// The same with the options of the beginning. Only its conditions and the customer key are sent.
+    /// If a condition is not met, the parts still exist: see isPreconditionFailed().
+    void prepareCompleteMultipartUploadRequest(CNetRequest& request, const String& bucket,
+                                               const String& object, const String& uploadId,
+                                               const TArray<CS3UploadedPart>& parts,
+                                               const CS3PutOptions& options);
+    String completeMultipartUpload(CNetRequest& request, const String& bucket, const String& object,
+                                   const String& uploadId, const TArray<CS3UploadedPart>& parts,
+                                   const CS3PutOptions& options);
     /// @}
 
     /// @{
@@ -575,6 +716,11 @@ public:
     [[nodiscard]] static bool shouldSlowDown(const std::exception& error);
     /// True if the object or bucket does not exist: status 404, or S3 code NoSuchKey or NoSuchBucket.
     [[nodiscard]] static bool isNotFoundError(const std::exception& error);
+    /// True if the condition of a put, a get or a copy is not met: status 412, or S3 code PreconditionFailed.
+    /// For a put with `ifNoneMatch = "*"`: the object exists.
+    [[nodiscard]] static bool isPreconditionFailed(const std::exception& error);
+    /// True if a get was refused because the object has not changed: status 304, or S3 code NotModified.
+    [[nodiscard]] static bool isNotModified(const std::exception& error);
     /// Gets the S3 code and the HTTP status (decimal) of an error; each is "" if the error has none.
     static void extractErrorCodes(const std::exception& error, String& s3Code, String& httpCode);
     /// Throws the CS3Error that the body of a failed response contains, with the status of `error`. Returns
@@ -686,11 +832,24 @@ private:
                                              const String& query = "");
     void sign(CNetRequest& request, S3Subresources subresources);
     P<CNetHeaders> beginPrepareBucketRequest(CNetRequest& request, const String& bucket, const String& query);
+    void preparePutMemory(CNetRequest& request, const String& bucket, const String& object, const void* data,
+                          int size, const CS3PutOptions& options);
+    void preparePutStream(CNetRequest& request, const String& bucket, const String& object,
+                          zet::IInStream* data, int64 size, const CS3PutOptions& options);
+    void putMemory(CNetRequest& request, const String& bucket, const String& object, const void* data,
+                   int size, const CS3PutOptions& options);
+    void putStream(CNetRequest& request, const String& bucket, const String& object, zet::IInStream* data,
+                   int64 size, const CS3PutOptions& options);
+    void prepareCreateUpload(CNetRequest& request, const String& bucket, const String& object,
+                             const CS3PutOptions& options);
+    String createUpload(CNetRequest& request, const String& bucket, const String& object,
+                        const CS3PutOptions& options);
     void beginPreparePut(CNetRequest& request, const String& bucket, const String& object,
-                         const CBodyHashes& hashes, const String& contentType);
+                         const CBodyHashes& hashes, const CS3PutOptions& options);
     P<CS3ObjectSink> prepareGetObjectToStream(CNetRequest& request, const String& bucket,
                                               const String& object, const CS3ObjectRange& range,
-                                              zet::IOutStream* data, const P<sigil::IDigest>& digest);
+                                              zet::IOutStream* data, const P<sigil::IDigest>& digest,
+                                              const CS3GetOptions& options);
     void performPut(CNetRequest& request);
     void setDocument(CNetRequest& request, CNetHeaders& headers, const std::string& document);
     CBodyHashes calcBodyHashes(const void* data, int size);

@@ -1,8 +1,8 @@
-#include "vexil/net/LineEnd.h"
 #include "vexil/net/UploadArguments.h"
 #include "vexil/s3/S3Arguments.h"
 #include "vexil/s3/S3Client.h"
 #include "vexil/s3/S3HeaderMap.h"
+#include "vexil/s3/S3OptionHeaders.h"
 #include "vexil/s3/S3ResponseCheck.h"
 #include "vexil/s3/S3ResultDocument.h"
 #include "vexil/s3/S3StreamRelease.h"
@@ -69,15 +69,23 @@ String readElement(const TBuffer<unsigned char>& body, const char* operation, co
 
 void CS3Client::prepareCreateMultipartUploadRequest(CNetRequest& request, const String& bucket,
                                                     const String& object, const String& contentType) {
+    prepareCreateUpload(request, bucket, object, {.contentType = contentType});
+}
+
+void CS3Client::prepareCreateUpload(CNetRequest& request, const String& bucket, const String& object,
+                                    const CS3PutOptions& options) {
     static constexpr char place[] = "CS3Client::prepareCreateMultipartUploadRequest";
     checkNames(place, bucket, object);
-    if (hasLineEnd(contentType)) {
-        throw CInvalidArgError(place, "content type must not contain CR, LF or NUL");
-    }
+    checkPutOptions(place, options);
+    checkCustomerKey(place, options.customerKey, m_baseURL);
     const P<CNetHeaders> headers = beginPrepareObjectRequest(request, bucket, object, "?uploads");
     request.setHTTPMethod("POST");
-    // If it is empty, libcurl does not send the type of a form, which it would add to a POST.
-    headers->add("Content-Type", contentType);
+    if (options.contentType.isEmpty()) {
+        // Then libcurl does not send the type of a form, which it would add to a POST.
+        headers->add("Content-Type", "");
+    }
+    addPutHeaders(*headers, options, S3PutPart::Beginning);
+    addCustomerKey(request, *headers, options.customerKey);
     request.setSendDataSize(0);
     request.setReceiveBufferLimits(maxErrorDocumentBytes, maxErrorDocumentBytes);
     finishPrepareRequest(request);
@@ -85,7 +93,12 @@ void CS3Client::prepareCreateMultipartUploadRequest(CNetRequest& request, const 
 
 String CS3Client::createMultipartUpload(CNetRequest& request, const String& bucket, const String& object,
                                         const String& contentType) {
-    prepareCreateMultipartUploadRequest(request, bucket, object, contentType);
+    return createUpload(request, bucket, object, {.contentType = contentType});
+}
+
+String CS3Client::createUpload(CNetRequest& request, const String& bucket, const String& object,
+                               const CS3PutOptions& options) {
+    prepareCreateUpload(request, bucket, object, options);
     performRequest(request);
     checkResponseIsComplete(request);
     return readUploadID(*request.getDefaultReceiveBuffer());
@@ -105,6 +118,12 @@ String CS3Client::readUploadID(const TBuffer<unsigned char>& body) {
 void CS3Client::prepareUploadPartRequest(CNetRequest& request, const String& bucket, const String& object,
                                          const String& uploadId, int partNumber, zet::IInStream* data,
                                          int64 size) {
+    prepareUploadPartRequest(request, bucket, object, uploadId, partNumber, data, size, CS3CustomerKey());
+}
+
+void CS3Client::prepareUploadPartRequest(CNetRequest& request, const String& bucket, const String& object,
+                                         const String& uploadId, int partNumber, zet::IInStream* data,
+                                         int64 size, const CS3CustomerKey& customerKey) {
     static constexpr char place[] = "CS3Client::prepareUploadPartRequest";
     const P<zet::IInStream> held = data;
     checkNames(place, bucket, object);
@@ -115,6 +134,7 @@ void CS3Client::prepareUploadPartRequest(CNetRequest& request, const String& buc
         throw CInvalidArgError(place, "size must not exceed " + String::fromInt(maxPutSize) +
                                           " bytes, the limit of a part");
     }
+    checkCustomerKey(place, customerKey, m_baseURL);
     checkPayloadSigning(place);
     const P<CNetRequest::CStreamDataSource> source =
         zet::make<CNetRequest::CStreamDataSource>(zet::make<zet::CStreamRange>(data, size));
@@ -127,6 +147,7 @@ void CS3Client::prepareUploadPartRequest(CNetRequest& request, const String& buc
     if (!hashes.payload.isEmpty()) {
         headers->add("x-amz-content-sha256", hashes.payload);
     }
+    addCustomerKey(request, *headers, customerKey);
     request.setSendDataSource(source);
     request.setSendDataSize(size);
     sign(request, S3Subresources::Signed);
@@ -134,7 +155,13 @@ void CS3Client::prepareUploadPartRequest(CNetRequest& request, const String& buc
 
 String CS3Client::uploadPart(CNetRequest& request, const String& bucket, const String& object,
                              const String& uploadId, int partNumber, zet::IInStream* data, int64 size) {
-    prepareUploadPartRequest(request, bucket, object, uploadId, partNumber, data, size);
+    return uploadPart(request, bucket, object, uploadId, partNumber, data, size, CS3CustomerKey());
+}
+
+String CS3Client::uploadPart(CNetRequest& request, const String& bucket, const String& object,
+                             const String& uploadId, int partNumber, zet::IInStream* data, int64 size,
+                             const CS3CustomerKey& customerKey) {
+    prepareUploadPartRequest(request, bucket, object, uploadId, partNumber, data, size, customerKey);
     const CS3StreamRelease release(request);
     performPut(request);
     checkResponseIsComplete(request);
@@ -150,22 +177,39 @@ String CS3Client::uploadPart(CNetRequest& request, const String& bucket, const S
 void CS3Client::prepareCompleteMultipartUploadRequest(CNetRequest& request, const String& bucket,
                                                       const String& object, const String& uploadId,
                                                       const TArray<CS3UploadedPart>& parts) {
+    prepareCompleteMultipartUploadRequest(request, bucket, object, uploadId, parts, CS3PutOptions());
+}
+
+void CS3Client::prepareCompleteMultipartUploadRequest(CNetRequest& request, const String& bucket,
+                                                      const String& object, const String& uploadId,
+                                                      const TArray<CS3UploadedPart>& parts,
+                                                      const CS3PutOptions& options) {
     static constexpr char place[] = "CS3Client::prepareCompleteMultipartUploadRequest";
     checkNames(place, bucket, object);
     checkUploadID(place, uploadId);
     checkParts(place, parts);
+    checkPutOptions(place, options);
+    checkCustomerKey(place, options.customerKey, m_baseURL);
     checkPayloadSigning(place);
     const P<CNetHeaders> headers =
         beginPrepareObjectRequest(request, bucket, object, makeUploadQuery(uploadId));
     request.setHTTPMethod("POST");
     setDocument(request, *headers, makeCompletionDocument(parts));
+    addPutHeaders(*headers, options, S3PutPart::Completion);
+    addCustomerKey(request, *headers, options.customerKey);
     request.setReceiveBufferLimits(maxErrorDocumentBytes, maxErrorDocumentBytes);
     sign(request, S3Subresources::Signed);
 }
 
 String CS3Client::completeMultipartUpload(CNetRequest& request, const String& bucket, const String& object,
                                           const String& uploadId, const TArray<CS3UploadedPart>& parts) {
-    prepareCompleteMultipartUploadRequest(request, bucket, object, uploadId, parts);
+    return completeMultipartUpload(request, bucket, object, uploadId, parts, CS3PutOptions());
+}
+
+String CS3Client::completeMultipartUpload(CNetRequest& request, const String& bucket, const String& object,
+                                          const String& uploadId, const TArray<CS3UploadedPart>& parts,
+                                          const CS3PutOptions& options) {
+    prepareCompleteMultipartUploadRequest(request, bucket, object, uploadId, parts, options);
     performRequest(request);
     checkResponseIsComplete(request);
     return readCompletedETag(*request.getDefaultReceiveBuffer());

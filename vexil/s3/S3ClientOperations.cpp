@@ -2,7 +2,6 @@
 #include "sigil/Hex.h"
 #include "vexil/net/CURLError.h"
 #include "vexil/net/ErrorClassification.h"
-#include "vexil/net/LineEnd.h"
 #include "vexil/net/UploadArguments.h"
 #include "vexil/s3/S3Arguments.h"
 #include "vexil/s3/S3Client.h"
@@ -10,6 +9,7 @@
 #include "vexil/s3/S3CopyObjectResult.h"
 #include "vexil/s3/S3Error.h"
 #include "vexil/s3/S3ObjectStreams.h"
+#include "vexil/s3/S3OptionHeaders.h"
 #include "vexil/s3/S3ResponseCheck.h"
 #include "vexil/s3/S3StreamRelease.h"
 #include "vexil/s3/S3XmlReduction.h"
@@ -28,12 +28,6 @@ constexpr int statusNotFound = 404;
 // Never destroyed: objects with static lifetime may use it while the process ends.
 const String& contentLength = *new String("content-length");
 constexpr int streamBlockSize = 64 * 1024;
-
-void checkContentType(const char* place, const String& contentType) {
-    if (hasLineEnd(contentType)) {
-        throw CInvalidArgError(place, "content type must not contain CR, LF or NUL");
-    }
-}
 
 bool isDotSegment(const String& name) {
     return name == "." || name == "..";
@@ -115,12 +109,18 @@ P<CNetHeaders> CS3Client::beginPrepareBucketRequest(CNetRequest& request, const 
 
 void CS3Client::preparePutObjectRequest(CNetRequest& request, const String& bucket, const String& object,
                                         const void* data, int size, const String& contentType) {
+    preparePutMemory(request, bucket, object, data, size, {.contentType = contentType});
+}
+
+void CS3Client::preparePutMemory(CNetRequest& request, const String& bucket, const String& object,
+                                 const void* data, int size, const CS3PutOptions& options) {
     static constexpr char place[] = "CS3Client::preparePutObjectRequest";
     checkNames(place, bucket, object);
     checkUploadMemory(place, data, size);
-    checkContentType(place, contentType);
+    checkPutOptions(place, options);
+    checkCustomerKey(place, options.customerKey, m_baseURL);
     checkPayloadSigning(place);
-    beginPreparePut(request, bucket, object, calcBodyHashes(data, size), contentType);
+    beginPreparePut(request, bucket, object, calcBodyHashes(data, size), options);
     request.setSendDataStream(new zet::CMemoryInStream(data, size));
     request.setSendDataSize(size);
     finishPrepareRequest(request);
@@ -135,6 +135,11 @@ void CS3Client::checkMemorySize(bool isInRange) {
 
 void CS3Client::preparePutObjectRequest(CNetRequest& request, const String& bucket, const String& object,
                                         zet::IInStream* data, int64 size, const String& contentType) {
+    preparePutStream(request, bucket, object, data, size, {.contentType = contentType});
+}
+
+void CS3Client::preparePutStream(CNetRequest& request, const String& bucket, const String& object,
+                                 zet::IInStream* data, int64 size, const CS3PutOptions& options) {
     static constexpr char place[] = "CS3Client::preparePutObjectRequest";
     const P<zet::IInStream> held = data;
     checkNames(place, bucket, object);
@@ -143,25 +148,25 @@ void CS3Client::preparePutObjectRequest(CNetRequest& request, const String& buck
         throw CInvalidArgError(place, "size must not exceed " + String::fromInt(maxPutSize) +
                                           " bytes, the limit of a single put");
     }
-    checkContentType(place, contentType);
+    checkPutOptions(place, options);
+    checkCustomerKey(place, options.customerKey, m_baseURL);
     checkPayloadSigning(place);
     const P<CNetRequest::CStreamDataSource> source =
         new CNetRequest::CStreamDataSource(new zet::CStreamRange(data, size));
     const CBodyHashes hashes = calcBodyHashes(*source);
-    beginPreparePut(request, bucket, object, hashes, contentType);
+    beginPreparePut(request, bucket, object, hashes, options);
     request.setSendDataSource(source);
     request.setSendDataSize(size);
     finishPrepareRequest(request);
 }
 
 void CS3Client::beginPreparePut(CNetRequest& request, const String& bucket, const String& object,
-                                const CBodyHashes& hashes, const String& contentType) {
+                                const CBodyHashes& hashes, const CS3PutOptions& options) {
     const P<CNetHeaders> headers = beginPrepareObjectRequest(request, bucket, object);
     request.setHTTPMethod("PUT");
     headers->add("Content-MD5", hashes.contentMD5);
-    if (!contentType.isEmpty()) {
-        headers->add("Content-Type", contentType);
-    }
+    addPutHeaders(*headers, options, S3PutPart::Object);
+    addCustomerKey(request, *headers, options.customerKey);
     if (!hashes.payload.isEmpty()) {
         headers->add("x-amz-content-sha256", hashes.payload);
     }
@@ -227,13 +232,23 @@ void CS3Client::performPut(CNetRequest& request) {
 
 void CS3Client::putObject(CNetRequest& request, const String& bucket, const String& object, const void* data,
                           int size, const String& contentType) {
-    preparePutObjectRequest(request, bucket, object, data, size, contentType);
+    putMemory(request, bucket, object, data, size, {.contentType = contentType});
+}
+
+void CS3Client::putMemory(CNetRequest& request, const String& bucket, const String& object, const void* data,
+                          int size, const CS3PutOptions& options) {
+    preparePutMemory(request, bucket, object, data, size, options);
     performPut(request);
 }
 
 void CS3Client::putObject(CNetRequest& request, const String& bucket, const String& object,
                           zet::IInStream* data, int64 size, const String& contentType) {
-    preparePutObjectRequest(request, bucket, object, data, size, contentType);
+    putStream(request, bucket, object, data, size, {.contentType = contentType});
+}
+
+void CS3Client::putStream(CNetRequest& request, const String& bucket, const String& object,
+                          zet::IInStream* data, int64 size, const CS3PutOptions& options) {
+    preparePutStream(request, bucket, object, data, size, options);
     const CS3StreamRelease release(request);
     performPut(request);
 }
@@ -242,25 +257,45 @@ void CS3Client::putObject(CNetRequest& request, const String& bucket, const Stri
 
 void CS3Client::prepareGetObjectRequest(CNetRequest& request, const String& bucket, const String& object,
                                         int64 offset, int64 length) {
-    checkNames("CS3Client::prepareGetObjectRequest", bucket, object);
-    const P<CNetHeaders> headers = beginPrepareObjectRequest(request, bucket, object);
+    prepareGetObjectRequest(request, bucket, object, offset, length, CS3GetOptions());
+}
+
+void CS3Client::prepareGetObjectRequest(CNetRequest& request, const String& bucket, const String& object,
+                                        int64 offset, int64 length, const CS3GetOptions& options) {
+    static constexpr char place[] = "CS3Client::prepareGetObjectRequest";
+    checkNames(place, bucket, object);
+    checkGetOptions(place, options);
+    checkCustomerKey(place, options.customerKey, m_baseURL);
+    const bool isRange = length != 0 && !CS3ObjectRange{offset, length}.isWhole();
+    if (isRange && options.partNumber != 0) {
+        throw CInvalidArgError(place, "a part number and a range exclude each other");
+    }
+    const P<CNetHeaders> headers = beginPrepareObjectRequest(request, bucket, object, makeGetQuery(options));
     if (length == 0) {
         request.setHTTPMethod("HEAD");
-    } else if (!CS3ObjectRange{offset, length}.isWhole()) {
+    } else if (isRange) {
         headers->add("Range", makeRange(offset, length));
     }
-    finishPrepareRequest(request);
+    addGetHeaders(*headers, options);
+    addCustomerKey(request, *headers, options.customerKey);
+    sign(request, S3Subresources::Signed);
 }
 
 void CS3Client::getObject(CNetRequest& request, const String& bucket, const String& object, int64 offset,
                           int64 length) {
-    prepareGetObjectRequest(request, bucket, object, offset, length);
+    getObject(request, bucket, object, offset, length, CS3GetOptions());
+}
+
+void CS3Client::getObject(CNetRequest& request, const String& bucket, const String& object, int64 offset,
+                          int64 length, const CS3GetOptions& options) {
+    prepareGetObjectRequest(request, bucket, object, offset, length, options);
     performRequest(request);
 }
 
 P<CS3ObjectSink> CS3Client::prepareGetObjectToStream(CNetRequest& request, const String& bucket,
                                                      const String& object, const CS3ObjectRange& range,
-                                                     zet::IOutStream* data, const P<sigil::IDigest>& digest) {
+                                                     zet::IOutStream* data, const P<sigil::IDigest>& digest,
+                                                     const CS3GetOptions& options) {
     static constexpr char place[] = "CS3Client::prepareGetObjectRequest";
     const P<zet::IOutStream> held = data;
     checkNames(place, bucket, object);
@@ -268,24 +303,39 @@ P<CS3ObjectSink> CS3Client::prepareGetObjectToStream(CNetRequest& request, const
         throw CInvalidArgError(place, "data stream must not be null");
     }
     checkRange(place, range.offset, range.length);
+    if (options.partNumber != 0 && range.length != 0) {
+        throw CInvalidArgError(place, "a part number and a stream exclude each other");
+    }
     P<CS3ObjectSink> sink = new CS3ObjectSink(data, request.getDefaultReceiveSink(), range, digest);
-    prepareGetObjectRequest(request, bucket, object, range.offset, range.length);
+    prepareGetObjectRequest(request, bucket, object, range.offset, range.length, options);
     request.setReceiveDataSink(sink);
     return sink;
 }
 
 void CS3Client::prepareGetObjectRequest(CNetRequest& request, const String& bucket, const String& object,
                                         int64 offset, int64 length, zet::IOutStream* data) {
-    prepareGetObjectToStream(request, bucket, object, {offset, length}, data, nullptr);
+    prepareGetObjectRequest(request, bucket, object, offset, length, data, CS3GetOptions());
+}
+
+void CS3Client::prepareGetObjectRequest(CNetRequest& request, const String& bucket, const String& object,
+                                        int64 offset, int64 length, zet::IOutStream* data,
+                                        const CS3GetOptions& options) {
+    prepareGetObjectToStream(request, bucket, object, {offset, length}, data, nullptr, options);
 }
 
 void CS3Client::getObject(CNetRequest& request, const String& bucket, const String& object, int64 offset,
                           int64 length, zet::IOutStream* data) {
+    getObject(request, bucket, object, offset, length, data, CS3GetOptions());
+}
+
+void CS3Client::getObject(CNetRequest& request, const String& bucket, const String& object, int64 offset,
+                          int64 length, zet::IOutStream* data, const CS3GetOptions& options) {
     const P<zet::IOutStream> held = data;
     const CS3ObjectRange range{offset, length};
     const P<sigil::IDigest> digest =
         m_verifiesETag && range.isWhole() ? sigil::CDigestType_MD5().createDigest() : nullptr;
-    const P<CS3ObjectSink> sink = prepareGetObjectToStream(request, bucket, object, range, data, digest);
+    const P<CS3ObjectSink> sink =
+        prepareGetObjectToStream(request, bucket, object, range, data, digest, options);
     const CS3StreamRelease release(request);
     performRequest(request);
     checkResponseIsComplete(request);
@@ -304,15 +354,30 @@ void CS3Client::getObject(CNetRequest& request, const String& bucket, const Stri
 
 void CS3Client::prepareGetObjectHeadersRequest(CNetRequest& request, const String& bucket,
                                                const String& object) {
-    checkNames("CS3Client::prepareGetObjectHeadersRequest", bucket, object);
-    beginPrepareObjectRequest(request, bucket, object);
+    prepareGetObjectHeadersRequest(request, bucket, object, CS3GetOptions());
+}
+
+void CS3Client::prepareGetObjectHeadersRequest(CNetRequest& request, const String& bucket,
+                                               const String& object, const CS3GetOptions& options) {
+    static constexpr char place[] = "CS3Client::prepareGetObjectHeadersRequest";
+    checkNames(place, bucket, object);
+    checkGetOptions(place, options);
+    checkCustomerKey(place, options.customerKey, m_baseURL);
+    const P<CNetHeaders> headers = beginPrepareObjectRequest(request, bucket, object, makeGetQuery(options));
     request.setHTTPMethod("HEAD");
-    finishPrepareRequest(request);
+    addGetHeaders(*headers, options);
+    addCustomerKey(request, *headers, options.customerKey);
+    sign(request, S3Subresources::Signed);
 }
 
 const TMap<String, String>& CS3Client::getObjectHeaders(CNetRequest& request, const String& bucket,
                                                         const String& object) {
-    prepareGetObjectHeadersRequest(request, bucket, object);
+    return getObjectHeaders(request, bucket, object, CS3GetOptions());
+}
+
+const TMap<String, String>& CS3Client::getObjectHeaders(CNetRequest& request, const String& bucket,
+                                                        const String& object, const CS3GetOptions& options) {
+    prepareGetObjectHeadersRequest(request, bucket, object, options);
     performRequest(request);
     return request.getResponseHeaderMap();
 }

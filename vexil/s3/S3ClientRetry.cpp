@@ -181,6 +181,20 @@ bool CS3Client::isNotFoundError(const std::exception& error) {
     return httpCode == "404" || isOneOf(s3Code, {"NoSuchKey", "NoSuchBucket"});
 }
 
+bool CS3Client::isPreconditionFailed(const std::exception& error) {
+    String s3Code;
+    String httpCode;
+    extractErrorCodes(error, s3Code, httpCode);
+    return httpCode == "412" || s3Code == "PreconditionFailed";
+}
+
+bool CS3Client::isNotModified(const std::exception& error) {
+    String s3Code;
+    String httpCode;
+    extractErrorCodes(error, s3Code, httpCode);
+    return httpCode == "304" || s3Code == "NotModified";
+}
+
 void CS3Client::tryThrowBetterError(std::exception& error, const TBuffer<unsigned char>& body) {
     const auto* const transferError = dynamic_cast<const CCURLError*>(&error);
     if (!transferError || transferError->getResponseCode() < 1 || body.getUsed() == 0) {
