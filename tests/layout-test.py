@@ -26,7 +26,7 @@ ROOMS_BELOW = {
     "vexil/net": ("zet", "sigil", "vexil"),
     "vexil/proxy": ("zet", "sigil", "vexil", "vexil/net"),
     "vexil/async": ("zet", "sigil", "vexil", "vexil/net"),
-    "vexil/s3": ("zet", "sigil", "vexil", "vexil/net"),
+    "vexil/s3": ("zet", "sigil", "vexil", "vexil/net", "vexil/async"),
     "vexil/ftp": ("zet", "sigil", "vexil", "vexil/net"),
     "vexil/mail": ("zet", "sigil", "vexil", "vexil/net"),
 }

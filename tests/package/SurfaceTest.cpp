@@ -81,7 +81,9 @@
 #include "vexil/s3/S3RefreshedCredentials.h"
 #include "vexil/s3/S3SigningError.h"
 #include "vexil/s3/S3SigningOptions.h"
+#include "vexil/s3/S3TransferManager.h"
 #include "vexil/s3/S3TransferSettings.h"
+#include "vexil/s3/S3UploadResult.h"
 #include "zet/ASCII.h"
 #include "zet/Base.h"
 #include "zet/Buffer.h"
@@ -942,6 +944,23 @@ void name_vexil_S3Transfers() {
                                                             .verifiesETags = any<bool>(),
                                                             .keepsForResume = any<bool>()};
     }
+    using Class = CS3TransferManager;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const CS3Client>());
+        [[maybe_unused]] const Class other(any<const CS3Client>(), any<CS3TransferSettings>());
+        [[maybe_unused]] const CS3UploadResult result{
+            .eTag = any<String>(), .size = any<int64>(), .partCount = any<int>()};
+    }
+    using Path = std::filesystem::path;
+    name(static_cast<CS3UploadResult (Class::*)(const Path&, const String&, const String&,
+                                                const CS3PutOptions&)>(&Class::uploadFile));
+    name(static_cast<CS3UploadResult (Class::*)(zet::IInStream*, int64, const String&, const String&,
+                                                const CS3PutOptions&)>(&Class::upload));
+    name(static_cast<CS3UploadResult (Class::*)(zet::IInStream*, const String&, const String&,
+                                                const CS3PutOptions&)>(&Class::uploadStream));
+    name(static_cast<CS3UploadResult (Class::*)(const String&, const Path&, const CS3PutOptions&)>(
+        &Class::resumeUpload));
+    name(static_cast<String (Class::*)() const>(&Class::getResumeToken));
 }
 
 void name_vexil_CS3SigningError() {
