@@ -60,6 +60,8 @@
 #include "vexil/proxy/ProxySettings.h"
 #include "vexil/proxy/UserProxySource.h"
 #include "vexil/s3/IS3TransferObserver.h"
+#include "vexil/s3/S3BucketList.h"
+#include "vexil/s3/S3CircleGuard.h"
 #include "vexil/s3/S3Client.h"
 #include "vexil/s3/S3CopyObjectResult.h"
 #include "vexil/s3/S3Credentials.h"
@@ -73,6 +75,11 @@
 #include "vexil/s3/S3GetOptions.h"
 #include "vexil/s3/S3ListObjectsElement.h"
 #include "vexil/s3/S3ListObjectsResult.h"
+#include "vexil/s3/S3ListObjectsV2Result.h"
+#include "vexil/s3/S3ListVersionsResult.h"
+#include "vexil/s3/S3ListingEnum.h"
+#include "vexil/s3/S3ListingPage.h"
+#include "vexil/s3/S3ListingQuery.h"
 #include "vexil/s3/S3Multipart.h"
 #include "vexil/s3/S3ObjectEnum.h"
 #include "vexil/s3/S3PartList.h"
@@ -83,7 +90,10 @@
 #include "vexil/s3/S3SigningOptions.h"
 #include "vexil/s3/S3TransferManager.h"
 #include "vexil/s3/S3TransferSettings.h"
+#include "vexil/s3/S3UploadEnum.h"
+#include "vexil/s3/S3UploadList.h"
 #include "vexil/s3/S3UploadResult.h"
+#include "vexil/s3/S3VersionEnum.h"
 #include "zet/ASCII.h"
 #include "zet/Base.h"
 #include "zet/Buffer.h"
@@ -594,7 +604,42 @@ void name_vexil_CS3Client() {
         &Class::prepareDeleteObjectsRequest));
     name(static_cast<P<CS3DeleteResult> (Class::*)(CNetRequest&, const String&, const TArray<String>&,
                                                    S3DeleteMode)>(&Class::deleteObjects));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const TArray<CS3VersionId>&, S3DeleteMode)>(
+        &Class::prepareDeleteObjectVersionsRequest));
+    name(static_cast<P<CS3DeleteResult> (Class::*)(CNetRequest&, const String&, const TArray<CS3VersionId>&,
+                                                   S3DeleteMode)>(&Class::deleteObjectVersions));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, const String&)>(
+        &Class::prepareDeleteObjectVersionRequest));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, const String&)>(
+        &Class::deleteObjectVersion));
     name(static_cast<bool (*)(const String&)>(&Class::isKeyForXML));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const CS3ListObjectsV2Query&)>(
+        &Class::prepareListObjectsV2Request));
+    name(static_cast<P<CS3ListObjectsV2Result> (Class::*)(
+             CNetRequest&, const String&, const CS3ListObjectsV2Query&)>(&Class::listObjectsV2));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const CS3ListingQuery&)>(
+        &Class::prepareListVersionsRequest));
+    name(
+        static_cast<P<CS3ListVersionsResult> (Class::*)(CNetRequest&, const String&, const CS3ListingQuery&)>(
+            &Class::listVersions));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const CS3ListingQuery&)>(
+        &Class::prepareListUploadsRequest));
+    name(static_cast<P<CS3UploadList> (Class::*)(CNetRequest&, const String&, const CS3ListingQuery&)>(
+        &Class::listUploads));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&)>(&Class::prepareCreateBucketRequest));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&)>(&Class::createBucket));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&)>(&Class::prepareDeleteBucketRequest));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&)>(&Class::deleteBucket));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&)>(&Class::prepareListBucketsRequest));
+    name(static_cast<P<CS3BucketList> (Class::*)(CNetRequest&, const String&)>(&Class::listBuckets));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&)>(&Class::prepareGetBucketLocationRequest));
+    name(static_cast<String (Class::*)(CNetRequest&, const String&)>(&Class::getBucketLocation));
+    name(static_cast<String (*)(const TBuffer<unsigned char>&)>(&Class::readBucketLocation));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&)>(&Class::prepareHeadBucketRequest));
+    name(static_cast<bool (Class::*)(CNetRequest&, const String&)>(&Class::bucketExists));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, bool)>(
+        &Class::prepareSetBucketVersioningRequest));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, bool)>(&Class::setBucketVersioning));
     name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, const String&)>(
         &Class::prepareCreateMultipartUploadRequest));
     name(static_cast<String (Class::*)(CNetRequest&, const String&, const String&, const String&)>(
@@ -721,6 +766,59 @@ void name_result() {
     if (t_construct) {
         [[maybe_unused]] const Class object(std::move(any<Class>()));
     }
+}
+
+void name_vexil_S3Listings() {
+    using namespace vexil;
+    name_result<CS3ListObjectsV2Result>();
+    name(static_cast<const std::string& (CS3ListObjectsV2Result::*)() const noexcept>(
+        &CS3ListObjectsV2Result::getNextContinuationToken));
+    using Page = CS3ListingPage;
+    name(static_cast<std::size_t (Page::*)() const noexcept>(&Page::getCount));
+    name(static_cast<const String& (Page::*)(std::size_t) const>(&Page::getKey));
+    name(static_cast<bool (Page::*)() const noexcept>(&Page::isTruncated));
+    name(static_cast<const std::string& (Page::*)() const noexcept>(&Page::getNextKeyMarker));
+    name(static_cast<const std::string& (Page::*)() const noexcept>(&Page::getNextIdMarker));
+    name(static_cast<const TArray<String>& (Page::*)() const noexcept>(&Page::getCommonPrefixes));
+    name(static_cast<bool (Page::*)() const noexcept>(&Page::hasEncodedNames));
+    name(static_cast<const TArray<String>& (Page::*)() const noexcept>(&Page::getUnreadableNames));
+    name_result<CS3ListVersionsResult>();
+    name(static_cast<const TArray<CS3ObjectVersion>& (CS3ListVersionsResult::*)() const noexcept>(
+        &CS3ListVersionsResult::getVersions));
+    name_result<CS3UploadList>();
+    name(static_cast<const TArray<CS3PendingUpload>& (CS3UploadList::*)() const noexcept>(
+        &CS3UploadList::getUploads));
+    name(static_cast<bool (CS3CircleGuard::*)(std::string)>(&CS3CircleGuard::isRepeated));
+}
+
+template <class Enumeration, class Entry>
+void name_listing() {
+    using namespace vexil;
+    if (t_construct) {
+        Enumeration entries(any<CS3Client*>(), any<CNetRequest*>(), any<const String>(),
+                            any<const CS3ListingQuery>());
+        [[maybe_unused]] const bool isMore = entries.next();
+        [[maybe_unused]] const auto unreadable = entries.takeUnreadableKeys();
+        [[maybe_unused]] const bool isEnded = entries.begin() == entries.end();
+    }
+    if (t_construct) {
+        [[maybe_unused]] const Enumeration entries(any<const Enumeration>());
+    }
+    name(static_cast<const Entry* (Enumeration::*)() const noexcept>(&Enumeration::getCurrent));
+    using Iterator = typename Enumeration::CIterator;
+    name(static_cast<const Entry& (Iterator::*)() const noexcept>(&Iterator::operator*));
+    name(static_cast<const Entry* (Iterator::*)() const noexcept>(&Iterator::operator->));
+    name(static_cast<Iterator& (Iterator::*)()>(&Iterator::operator++));
+}
+
+void name_vexil_CS3BucketList() {
+    using Class = vexil::CS3BucketList;
+    using namespace vexil;
+    name_result<Class>();
+    name(static_cast<const TArray<CS3Bucket>& (Class::*)() const noexcept>(&Class::getBuckets));
+    name(static_cast<const String& (Class::*)() const noexcept>(&Class::getOwnerID));
+    name(static_cast<const String& (Class::*)() const noexcept>(&Class::getOwnerName));
+    name(static_cast<const String& (Class::*)() const noexcept>(&Class::getContinuationToken));
 }
 
 void name_vexil_CS3PartList() {
@@ -1052,6 +1150,7 @@ void name_vexil_CS3ObjectEnum() {
     name(static_cast<P<CS3ListObjectsElement> (Class::*)() const>(&Class::getCurrObject));
     name(static_cast<Class::CIterator (Class::*)()>(&Class::begin));
     name(static_cast<std::default_sentinel_t (Class::*)() const noexcept>(&Class::end));
+    name(static_cast<void (Class::*)(S3ListVersion)>(&Class::setListVersion));
 }
 
 void name_vexil_CS3ObjectEnum_CIterator() {
@@ -2035,7 +2134,11 @@ TEST(SurfaceTest, NamesEverythingPublic) {
     name_vexil_CProxySettings();
     name_vexil_CS3Client();
     name_vexil_CS3CopyObjectResult();
+    name_vexil_CS3BucketList();
     name_vexil_CS3PartList();
+    name_vexil_S3Listings();
+    name_listing<vexil::CS3VersionEnum, vexil::CS3ObjectVersion>();
+    name_listing<vexil::CS3UploadEnum, vexil::CS3PendingUpload>();
     name_vexil_CS3DeleteResult();
     name_vexil_CS3Error();
     name_vexil_CS3ErrorResponse();

@@ -58,6 +58,37 @@ TEST_F(S3DeleteTest, OneRequestNamesAllKeys) {
                     "Content-Length: " + std::to_string(body.size())}));
 }
 
+TEST_F(S3DeleteTest, OneRequestNamesAllVersions) {
+    answer(
+        {reply("200 OK", "<DeleteResult><Error><Key>k</Key><VersionId>v 1</VersionId><Code>c</Code></Error>"
+                         "</DeleteResult>")});
+    const auto result = client.deleteObjectVersions(request, "b", {{"k", "v 1"}, {"l", ""}});
+    ASSERT_EQ(result->getErrors().size(), 1u);
+    EXPECT_EQ(result->getErrors()[0].versionId, "v 1");
+    EXPECT_EQ(onlyBody(),
+              documentOf("<Object><Key>k</Key><VersionId>v&#32;1</VersionId></Object>" + objectOf("l")));
+}
+
+TEST_F(S3DeleteTest, OneVersionIsDeletedWithTheseBytes) {
+    answer({"HTTP/1.1 204 No Content\r\n\r\n"});
+    client.deleteObjectVersion(request, "b", "k", "v+1");
+    EXPECT_EQ(onlyHead(),
+              head("DELETE /b/k?versionId=v%2B1",
+                   {dateLine, authorizationOf("DELETE\n\n\n" + fixedDate + "\n/b/k?versionId=v+1")}));
+}
+
+TEST_F(S3DeleteTest, WrongVersionsAreRefused) {
+    EXPECT_EQ(argErrorOf([&] { client.deleteObjectVersion(request, "b", "k", ""); }),
+              "CS3Client::prepareDeleteObjectVersionRequest: version ID must not be empty");
+    const std::string versions = "CS3Client::prepareDeleteObjectVersionsRequest: ";
+    EXPECT_EQ(argErrorOf([&] { (void)client.deleteObjectVersions(request, "b", {}); }),
+              versions + "there must be 1 to 1000 keys");
+    EXPECT_EQ(argErrorOf([&] {
+                  (void)client.deleteObjectVersions(request, "b", {{"k", "\x01"}});
+              }),
+              versions + "XML cannot carry the version ID '\x01'");
+}
+
 TEST_F(S3DeleteTest, BodyIsSignedWithVersion4) {
     answer({reply("200 OK", "<DeleteResult/>")});
     client.setSignatureVersion(4);

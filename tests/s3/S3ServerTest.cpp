@@ -1,12 +1,15 @@
 // All operations against a real S3 server.
 #include "tests/s3/S3TestSupport.h"
 #include "vexil/s3/S3ObjectEnum.h"
+#include "vexil/s3/S3UploadEnum.h"
+#include "vexil/s3/S3VersionEnum.h"
 #include "zet/BufferStream.h"
 #include "zet/TimeFields.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <set>
 
 namespace {
 
@@ -14,6 +17,8 @@ using namespace vexil_test;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using vexil::CS3ObjectEnum;
+using vexil::CS3UploadEnum;
+using vexil::CS3VersionEnum;
 
 std::string environment(const char* name) {
     const char* const value = std::getenv(name);
@@ -235,6 +240,130 @@ TEST_P(S3ServerTest, ObjectIsUploadedInParts) {
     ASSERT_TRUE(gone);
     EXPECT_EQ(gone->getS3Code(), "NoSuchUpload");
     EXPECT_FALSE(client.objectExists(request, bucket, "other"));
+}
+
+TEST_P(S3ServerTest, UploadsInProgressAreListed) {
+    const std::vector<std::string> keys = {"p/ a", "p/a b", "p/a+b", "p/a+b", "p/%41", "p/\xC3\xA4", "q"};
+    std::vector<std::string> wanted;
+    for (const std::string& key : keys) {
+        const String id = client.createMultipartUpload(request, bucket, text(key));
+        if (key != "q") {
+            wanted.push_back(key + "@" + id.toUTF8());
+        }
+    }
+    for (const int pageSize : {-1, 1, 2}) {
+        std::vector<std::string> found;
+        CS3UploadEnum uploads(&client, &request, bucket, {.prefix = "p/", .maxEntries = pageSize});
+        for (const vexil::CS3PendingUpload& upload : uploads) {
+            found.push_back((upload.key + "@" + upload.uploadId).toUTF8());
+            EXPECT_THAT(upload.initiated.toUTF8(), HasSubstr("T"));
+        }
+        EXPECT_THAT(uploads.takeUnreadableKeys(), testing::IsEmpty());
+        EXPECT_THAT(found, testing::UnorderedElementsAreArray(wanted));
+    }
+    CS3UploadEnum uploads(&client, &request, bucket);
+    for (const vexil::CS3PendingUpload& upload : uploads) {
+        CNetRequest other;
+        client.abortMultipartUpload(other, bucket, upload.key, upload.uploadId);
+    }
+    EXPECT_EQ(client.listUploads(request, bucket)->getCount(), 0u);
+}
+
+TEST_P(S3ServerTest, VersionsAreListedAndDeleted) {
+    client.setBucketVersioning(request, bucket, true);
+    const std::vector<std::string> keys = {" a", "a b", "a+b", "%41", "c\x01d", "\xC3\xA4"};
+    for (const std::string& key : keys) {
+        put(text(key), "old");
+        put(text(key), "young");
+        client.deleteObject(request, bucket, text(key));
+    }
+    EXPECT_THAT(walk("", "", -1), testing::IsEmpty());
+    for (const int pageSize : {-1, 1, 2}) {
+        std::vector<std::string> found;
+        CS3VersionEnum versions(&client, &request, bucket, {.maxEntries = pageSize});
+        for (const vexil::CS3ObjectVersion& version : versions) {
+            found.push_back(version.key.toUTF8());
+            EXPECT_EQ(version.isLatest, version.isDeleteMarker);
+            EXPECT_FALSE(version.versionId.isEmpty());
+        }
+        EXPECT_EQ(found.size(), 3 * keys.size());
+        EXPECT_EQ(std::set<std::string>(found.begin(), found.end()),
+                  std::set<std::string>(keys.begin(), keys.end()));
+    }
+    // The delete marker goes: the object is there again.
+    const auto page = client.listVersions(request, bucket, {.prefix = "a b"});
+    ASSERT_EQ(page->getVersions().size(), 3u);
+    EXPECT_EQ(page->getVersions()[1].size, 5);
+    client.deleteObjectVersion(request, bucket, "a b", page->getVersions()[0].versionId);
+    EXPECT_EQ(get("a b"), "young");
+    const auto result =
+        client.deleteObjectVersions(request, bucket, {{"a b", page->getVersions()[1].versionId}});
+    EXPECT_THAT(result->getErrors(), testing::IsEmpty());
+    EXPECT_EQ(get("a b"), "old");
+}
+
+TEST_P(S3ServerTest, ListingVersion2WalksOverAllPages) {
+    std::vector<std::string> keys = {" a",
+                                     "a b",
+                                     "a+b",
+                                     "%41",
+                                     "c\x01"
+                                     "d",
+                                     "c&<>\"",
+                                     "\xC3\xA4",
+                                     "z\n",
+                                     "z\r"};
+    for (const std::string& key : keys) {
+        put(text(key), "x");
+    }
+    std::sort(keys.begin(), keys.end());
+    for (const int pageSize : {-1, 1, 2}) {
+        std::vector<std::string> found;
+        CS3ObjectEnum objects(&client, &request, bucket, "", "", pageSize);
+        objects.setListVersion(vexil::S3ListVersion::V2);
+        objects.setVerifyKeys(true);
+        for (const vexil::CS3ListObjectsElement& object : objects) {
+            found.push_back(object.getKey().toUTF8());
+        }
+        EXPECT_THAT(objects.takeUnreadableKeys(), testing::IsEmpty());
+        EXPECT_EQ(found, keys);
+    }
+    const auto page = client.listObjectsV2(request, bucket, {.delimiter = "+", .startAfter = "a b"});
+    EXPECT_THAT(page->getCommonPrefixes(), ElementsAre("a+"));
+    EXPECT_FALSE(page->isTruncated());
+}
+
+TEST_P(S3ServerTest, BucketIsMadeFoundAndDeleted) {
+    const String other = bucket + "-2";
+    EXPECT_FALSE(client.bucketExists(request, other));
+    client.createBucket(request, other);
+    EXPECT_TRUE(client.bucketExists(request, other));
+    EXPECT_FALSE(client.getBucketLocation(request, other).isEmpty());
+    const auto hasBucket = [this](const String& name) {
+        const auto list = client.listBuckets(request);
+        EXPECT_EQ(list->getOwnerName(), "tester");
+        EXPECT_EQ(list->getContinuationToken(), "");
+        return std::any_of(list->getBuckets().begin(), list->getBuckets().end(), [&name](const auto& entry) {
+            return entry.name == name && !entry.creationDate.isEmpty();
+        });
+    };
+    EXPECT_TRUE(hasBucket(other));
+    client.putObject(request, other, "k", "x", 1, "");
+    const auto error = thrownBy<CS3Error>([&] { client.deleteBucket(request, other); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getS3Code(), "BucketNotEmpty");
+    client.deleteObject(request, other, "k");
+    client.deleteBucket(request, other);
+    EXPECT_FALSE(hasBucket(other));
+    EXPECT_FALSE(client.bucketExists(request, other));
+    // The region is sent: this service has only the one that it calls "default".
+    client.setRegion("default");
+    client.createBucket(request, other);
+    client.deleteBucket(request, other);
+    client.setRegion("eu-central-1");
+    const auto refusal = thrownBy<CS3Error>([&] { client.createBucket(request, other); });
+    ASSERT_TRUE(refusal);
+    EXPECT_EQ(refusal->getS3Code(), "InvalidLocationConstraint");
 }
 
 TEST_P(S3ServerTest, ListFoldsFolders) {

@@ -5,15 +5,20 @@
 #include "vexil/net/NetHeaders.h"
 #include "vexil/net/NetRequest.h"
 #include "vexil/net/NetRequestSetup.h"
+#include "vexil/s3/S3BucketList.h"
 #include "vexil/s3/S3Credentials.h"
 #include "vexil/s3/S3CredentialsProvider.h"
 #include "vexil/s3/S3DeleteResult.h"
 #include "vexil/s3/S3GetOptions.h"
 #include "vexil/s3/S3ListObjectsResult.h"
+#include "vexil/s3/S3ListObjectsV2Result.h"
+#include "vexil/s3/S3ListVersionsResult.h"
+#include "vexil/s3/S3ListingQuery.h"
 #include "vexil/s3/S3Multipart.h"
 #include "vexil/s3/S3PartList.h"
 #include "vexil/s3/S3PutOptions.h"
 #include "vexil/s3/S3SigningOptions.h"
+#include "vexil/s3/S3UploadList.h"
 #include "zet/InStream.h"
 #include "zet/OutStream.h"
 #include "zet/Time.h"
@@ -494,6 +499,27 @@ public:
                                                    S3DeleteMode mode = S3DeleteMode::Quiet);
     /// @}
 
+    /// @{
+
+    /// The same for versions of objects. A version is gone afterwards, also if it is the latest.
+    void prepareDeleteObjectVersionsRequest(CNetRequest& request, const String& bucket,
+                                            const TArray<CS3VersionId>& versions,
+                                            S3DeleteMode mode = S3DeleteMode::Quiet);
+    [[nodiscard]] P<CS3DeleteResult> deleteObjectVersions(CNetRequest& request, const String& bucket,
+                                                          const TArray<CS3VersionId>& versions,
+                                                          S3DeleteMode mode = S3DeleteMode::Quiet);
+    /// @}
+
+    /// @{
+
+    /// Deletes one version of an object, or a delete marker: the object is then there again.
+    /// \param versionId  not ""; "null" for an object that was stored without versions
+    void prepareDeleteObjectVersionRequest(CNetRequest& request, const String& bucket, const String& object,
+                                           const String& versionId);
+    void deleteObjectVersion(CNetRequest& request, const String& bucket, const String& object,
+                             const String& versionId);
+    /// @}
+
     /// True if deleteObjects() can delete an object: its key is not empty, and XML 1.0 can carry it. Not so
     /// control characters except tab, line feed and carriage return, U+FFFE, U+FFFF and unpaired surrogates.
     [[nodiscard]] static bool isKeyForXML(const String& key);
@@ -652,6 +678,97 @@ public:
                                                              const String& prefix, const String& delimiter,
                                                              const String& marker, int maxKeys);
     /// @}
+
+    /// @{
+
+    /// Lists one page of objects with version 2 of the listing (`list-type=2`), which goes on with a token.
+    /// CS3ObjectEnum::setListVersion() walks over all pages. Services that do not know it send the first page
+    /// again and again, without a token.
+    /// \throws CS3Error with status 0 for an error inside a successful response
+    void prepareListObjectsV2Request(CNetRequest& request, const String& bucket,
+                                     const CS3ListObjectsV2Query& query = {});
+    [[nodiscard]] P<CS3ListObjectsV2Result> listObjectsV2(CNetRequest& request, const String& bucket,
+                                                          const CS3ListObjectsV2Query& query = {});
+    /// @}
+
+    /// @{
+
+    /// Lists one page of the versions of objects, delete markers included. CS3VersionEnum walks over all
+    /// pages.
+    /// \throws CInvalidArgError for an ID as marker without a key
+    /// \throws CS3Error with status 0 for an error inside a successful response
+    void prepareListVersionsRequest(CNetRequest& request, const String& bucket,
+                                    const CS3ListingQuery& query = {});
+    [[nodiscard]] P<CS3ListVersionsResult> listVersions(CNetRequest& request, const String& bucket,
+                                                        const CS3ListingQuery& query = {});
+    /// @}
+
+    /// @{
+
+    /// Lists one page of the uploads that are neither complete nor aborted. CS3UploadEnum walks over all
+    /// pages. The names are requested without `encoding-type=url`.
+    /// \throws CInvalidArgError for an ID as marker without a key
+    /// \throws CS3Error with status 0 for an error inside a successful response
+    void prepareListUploadsRequest(CNetRequest& request, const String& bucket,
+                                   const CS3ListingQuery& query = {});
+    [[nodiscard]] P<CS3UploadList> listUploads(CNetRequest& request, const String& bucket,
+                                               const CS3ListingQuery& query = {});
+    /// @}
+
+    // ---- buckets -----------------------------------------------------------------------------------------
+
+    /// @{
+
+    /// Makes a bucket in the region of setRegion(). Its name is sent (LocationConstraint) unless it is
+    /// "us-east-1", the default: Amazon refuses that name, and other services may know no regions. A further
+    /// try may find the bucket of an earlier one: BucketAlreadyOwnedByYou.
+    void prepareCreateBucketRequest(CNetRequest& request, const String& bucket);
+    void createBucket(CNetRequest& request, const String& bucket);
+    /// @}
+
+    /// @{
+
+    /// Deletes a bucket, which must be empty (BucketNotEmpty): without objects, versions and, for some
+    /// services, uploads in progress. A further try may find that it does not exist.
+    void prepareDeleteBucketRequest(CNetRequest& request, const String& bucket);
+    void deleteBucket(CNetRequest& request, const String& bucket);
+    /// @}
+
+    /// @{
+
+    /// Lists the buckets of the account.
+    /// \param continuationToken  from the page before; "" for the first page, which is usually the only one
+    void prepareListBucketsRequest(CNetRequest& request, const String& continuationToken = "");
+    [[nodiscard]] P<CS3BucketList> listBuckets(CNetRequest& request, const String& continuationToken = "");
+    /// @}
+
+    /// @{
+
+    /// The region of a bucket as the service names it. "us-east-1" if the service sends no name, "eu-west-1"
+    /// for the old name "EU". readBucketLocation() reads the response to a prepared request that was
+    /// performed elsewhere.
+    /// \throws CS3Error with status 0 for an error inside a successful response
+    void prepareGetBucketLocationRequest(CNetRequest& request, const String& bucket);
+    [[nodiscard]] String getBucketLocation(CNetRequest& request, const String& bucket);
+    [[nodiscard]] static String readBucketLocation(const TBuffer<unsigned char>& body);
+    /// @}
+
+    /// @{
+
+    /// True if the bucket exists and these keys may use it, false for the status 404. Every other failure is
+    /// thrown, also 403: the bucket exists and belongs to somebody else.
+    void prepareHeadBucketRequest(CNetRequest& request, const String& bucket);
+    [[nodiscard]] bool bucketExists(CNetRequest& request, const String& bucket);
+    /// @}
+
+    /// @{
+
+    /// Lets a bucket keep the old versions of its objects, or stops it: versions that exist stay.
+    void prepareSetBucketVersioningRequest(CNetRequest& request, const String& bucket, bool isEnabled);
+    void setBucketVersioning(CNetRequest& request, const String& bucket, bool isEnabled);
+    /// @}
+
+    // ---- content and addresses ----------------------------------------------------------------------------
 
     /// The MD5 of an object's content in base64, as in the header Content-MD5, from the headers of the
     /// response to a put, a get or a head. "" if the ETag is not an MD5: it does not have 32 hexadecimal
@@ -824,7 +941,19 @@ private:
     /// Whether version 2 signs the arguments in the query that select a part of a resource.
     enum class S3Subresources { Unsigned, Signed };
 
+    /// What differs between the listings of versions and of uploads.
+    struct CListingNames {
+        const char* subresource;
+        const char* idMarker;
+        const char* maxEntries;
+        bool isEncoded;
+    };
+
     static void checkMemorySize(bool isInRange);
+    void prepareListing(const char* place, CNetRequest& request, const String& bucket,
+                        const CListingNames& names, const CS3ListingQuery& query);
+    void prepareDeletion(const char* place, CNetRequest& request, const String& bucket,
+                         const TArray<CS3VersionId>& versions, S3DeleteMode mode);
     void prepareList(const char* place, CNetRequest& request, const String& bucket, const CListQuery& query);
     P<CS3ListObjectsResult> listLeniently(CNetRequest& request, const String& bucket,
                                           const CListQuery& query);

@@ -1,5 +1,6 @@
 #include "vexil/s3/S3Arguments.h"
 #include "vexil/s3/S3Client.h"
+#include "vexil/s3/S3Query.h"
 #include "vexil/s3/S3ResponseCheck.h"
 #include "vexil/s3/S3XmlReduction.h"
 #include "vexil/s3/S3XmlWriter.h"
@@ -13,27 +14,36 @@ namespace {
 
 constexpr std::size_t maxKeysOfDeletion = 1000;
 
-std::string makeDeleteDocument(const TArray<String>& keys, S3DeleteMode mode) {
+std::string makeDeleteDocument(const TArray<CS3VersionId>& versions, S3DeleteMode mode) {
     std::string document = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Delete>";
     document += mode == S3DeleteMode::Quiet ? "<Quiet>true</Quiet>" : "";
-    for (const String& key : keys) {
+    for (const CS3VersionId& version : versions) {
         document += "<Object><Key>";
-        appendXmlText(document, key.toUTF8());
-        document += "</Key></Object>";
+        appendXmlText(document, version.key.toUTF8());
+        document += "</Key>";
+        if (!version.versionId.isEmpty()) {
+            document += "<VersionId>";
+            appendXmlText(document, version.versionId.toUTF8());
+            document += "</VersionId>";
+        }
+        document += "</Object>";
     }
     return document + "</Delete>";
 }
 
-void checkKeys(const char* place, const TArray<String>& keys) {
-    if (keys.empty() || keys.size() > maxKeysOfDeletion) {
+void checkVersions(const char* place, const TArray<CS3VersionId>& versions) {
+    if (versions.empty() || versions.size() > maxKeysOfDeletion) {
         throw CInvalidArgError(place, "there must be 1 to 1000 keys");
     }
-    for (const String& key : keys) {
-        if (key.isEmpty()) {
+    for (const CS3VersionId& version : versions) {
+        if (version.key.isEmpty()) {
             throw CInvalidArgError(place, "object name must not be empty");
         }
-        if (!CS3Client::isKeyForXML(key)) {
-            throw CInvalidArgError(place, "XML cannot carry the object name '" + key + "'");
+        if (!CS3Client::isKeyForXML(version.key)) {
+            throw CInvalidArgError(place, "XML cannot carry the object name '" + version.key + "'");
+        }
+        if (!isXmlText(version.versionId)) {
+            throw CInvalidArgError(place, "XML cannot carry the version ID '" + version.versionId + "'");
         }
     }
 }
@@ -46,13 +56,27 @@ bool CS3Client::isKeyForXML(const String& key) {
 
 void CS3Client::prepareDeleteObjectsRequest(CNetRequest& request, const String& bucket,
                                             const TArray<String>& keys, S3DeleteMode mode) {
-    static constexpr char place[] = "CS3Client::prepareDeleteObjectsRequest";
+    TArray<CS3VersionId> versions;
+    versions.reserve(keys.size());
+    for (const String& key : keys) {
+        versions.push_back({key, String()});
+    }
+    prepareDeletion("CS3Client::prepareDeleteObjectsRequest", request, bucket, versions, mode);
+}
+
+void CS3Client::prepareDeleteObjectVersionsRequest(CNetRequest& request, const String& bucket,
+                                                   const TArray<CS3VersionId>& versions, S3DeleteMode mode) {
+    prepareDeletion("CS3Client::prepareDeleteObjectVersionsRequest", request, bucket, versions, mode);
+}
+
+void CS3Client::prepareDeletion(const char* place, CNetRequest& request, const String& bucket,
+                                const TArray<CS3VersionId>& versions, S3DeleteMode mode) {
     checkBucket(place, bucket);
-    checkKeys(place, keys);
+    checkVersions(place, versions);
     checkPayloadSigning(place);
     const P<CNetHeaders> headers = beginPrepareBucketRequest(request, bucket, "?delete");
     request.setHTTPMethod("POST");
-    setDocument(request, *headers, makeDeleteDocument(keys, mode));
+    setDocument(request, *headers, makeDeleteDocument(versions, mode));
     request.setReceiveBufferLimits(maxListingBytes, maxErrorDocumentBytes);
     finishPrepareRequest(request);
 }
@@ -71,6 +95,35 @@ void CS3Client::setDocument(CNetRequest& request, CNetHeaders& headers, const st
     body->seek(0);
     request.setSendDataStream(body);
     request.setSendDataSize(size);
+}
+
+P<CS3DeleteResult> CS3Client::deleteObjectVersions(CNetRequest& request, const String& bucket,
+                                                   const TArray<CS3VersionId>& versions, S3DeleteMode mode) {
+    prepareDeleteObjectVersionsRequest(request, bucket, versions, mode);
+    performRequest(request);
+    checkResponseIsComplete(request);
+    return zet::make<CS3DeleteResult>(request.getDefaultReceiveBuffer());
+}
+
+void CS3Client::prepareDeleteObjectVersionRequest(CNetRequest& request, const String& bucket,
+                                                  const String& object, const String& versionId) {
+    static constexpr char place[] = "CS3Client::prepareDeleteObjectVersionRequest";
+    checkNames(place, bucket, object);
+    if (versionId.isEmpty()) {
+        throw CInvalidArgError(place, "version ID must not be empty");
+    }
+    CS3Query query;
+    query.add("versionId", versionId);
+    beginPrepareObjectRequest(request, bucket, object, query.toText());
+    request.setHTTPMethod("DELETE");
+    sign(request, S3Subresources::Signed);
+}
+
+void CS3Client::deleteObjectVersion(CNetRequest& request, const String& bucket, const String& object,
+                                    const String& versionId) {
+    prepareDeleteObjectVersionRequest(request, bucket, object, versionId);
+    performRequest(request);
+    checkResponseIsComplete(request);
 }
 
 P<CS3DeleteResult> CS3Client::deleteObjects(CNetRequest& request, const String& bucket,

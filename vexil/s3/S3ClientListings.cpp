@@ -21,6 +21,86 @@ void checkParts(const CS3PartList& page, int last) {
 
 }  // namespace
 
+// ---- objects ---------------------------------------------------------------------------------------------
+
+void CS3Client::prepareListObjectsV2Request(CNetRequest& request, const String& bucket,
+                                            const CS3ListObjectsV2Query& wanted) {
+    checkBucket("CS3Client::prepareListObjectsV2Request", bucket);
+    CS3Query query;
+    query.add("list-type", "2");
+    query.addUnlessEmpty("prefix", wanted.prefix);
+    query.addUnlessEmpty("start-after", wanted.startAfter);
+    query.addUnlessEmpty("continuation-token", wanted.continuationToken);
+    query.addUnless(-1, "max-keys", wanted.maxKeys);
+    query.addUnlessEmpty("delimiter", wanted.delimiter);
+    if (wanted.hasEncodedNames) {
+        query.add("encoding-type", "url");
+    }
+    beginPrepareBucketRequest(request, bucket, query.toText());
+    request.setReceiveBufferLimits(maxListingBytes, maxErrorDocumentBytes);
+    finishPrepareRequest(request);
+}
+
+P<CS3ListObjectsV2Result> CS3Client::listObjectsV2(CNetRequest& request, const String& bucket,
+                                                   const CS3ListObjectsV2Query& query) {
+    prepareListObjectsV2Request(request, bucket, query);
+    performRequest(request);
+    checkResponseIsComplete(request);
+    return zet::make<CS3ListObjectsV2Result>(request.getDefaultReceiveBuffer());
+}
+
+// ---- versions and uploads --------------------------------------------------------------------------------
+
+void CS3Client::prepareListing(const char* place, CNetRequest& request, const String& bucket,
+                               const CListingNames& names, const CS3ListingQuery& wanted) {
+    checkBucket(place, bucket);
+    if (wanted.keyMarker.empty() && !wanted.idMarker.empty()) {
+        throw CInvalidArgError(place, "a marker of an ID needs a marker of a key");
+    }
+    CS3Query query;
+    query.addName(names.subresource);
+    query.addUnlessEmpty("prefix", wanted.prefix);
+    query.addUnlessEmpty("key-marker", wanted.keyMarker);
+    query.addUnlessEmpty(names.idMarker, wanted.idMarker);
+    query.addUnless(-1, names.maxEntries, wanted.maxEntries);
+    query.addUnlessEmpty("delimiter", wanted.delimiter);
+    if (names.isEncoded) {
+        query.add("encoding-type", "url");
+    }
+    beginPrepareBucketRequest(request, bucket, query.toText());
+    request.setReceiveBufferLimits(maxListingBytes, maxErrorDocumentBytes);
+    sign(request, S3Subresources::Signed);
+}
+
+void CS3Client::prepareListVersionsRequest(CNetRequest& request, const String& bucket,
+                                           const CS3ListingQuery& query) {
+    prepareListing("CS3Client::prepareListVersionsRequest", request, bucket,
+                   {"versions", "version-id-marker", "max-keys", true}, query);
+}
+
+P<CS3ListVersionsResult> CS3Client::listVersions(CNetRequest& request, const String& bucket,
+                                                 const CS3ListingQuery& query) {
+    prepareListVersionsRequest(request, bucket, query);
+    performRequest(request);
+    checkResponseIsComplete(request);
+    return zet::make<CS3ListVersionsResult>(request.getDefaultReceiveBuffer());
+}
+
+void CS3Client::prepareListUploadsRequest(CNetRequest& request, const String& bucket,
+                                          const CS3ListingQuery& query) {
+    // Not encoded: radosgw encodes the keys, but does not say so.
+    prepareListing("CS3Client::prepareListUploadsRequest", request, bucket,
+                   {"uploads", "upload-id-marker", "max-uploads", false}, query);
+}
+
+P<CS3UploadList> CS3Client::listUploads(CNetRequest& request, const String& bucket,
+                                        const CS3ListingQuery& query) {
+    prepareListUploadsRequest(request, bucket, query);
+    performRequest(request);
+    checkResponseIsComplete(request);
+    return zet::make<CS3UploadList>(request.getDefaultReceiveBuffer());
+}
+
 // ---- parts -----------------------------------------------------------------------------------------------
 
 void CS3Client::prepareListPartsRequest(CNetRequest& request, const String& bucket, const String& object,

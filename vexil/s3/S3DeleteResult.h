@@ -13,6 +13,12 @@ enum class S3DeleteMode {
     Verbose  ///< deleted objects, too
 };
 
+/// A version of an object that is to be deleted.
+struct CS3VersionId {
+    String key = {};        ///< the object
+    String versionId = {};  ///< "" for no version: a bucket with versions then gets a delete marker
+};
+
 /// An object that a service did not delete. Texts are as the service sent them, "" if it sent none.
 struct CS3DeleteError {
     String key;        ///< the object; never ""

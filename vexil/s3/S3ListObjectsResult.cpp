@@ -1,6 +1,8 @@
 #include "vexil/s3/S3ListObjectsResult.h"
 
+#include "vexil/s3/S3Error.h"
 #include "vexil/s3/S3ListingText.h"
+#include "vexil/s3/S3ResultDocument.h"
 #include "vexil/s3/S3XmlDocument.h"
 #include "vexil/s3/S3XmlReduction.h"
 
@@ -72,20 +74,21 @@ CS3ListObjectsResult::CS3ListObjectsResult(const TBuffer<unsigned char>* body)
 CS3ListObjectsResult::~CS3ListObjectsResult() = default;
 
 P<CS3ListObjectsResult> CS3ListObjectsResult::fromEncoded(const TBuffer<unsigned char>* body) {
-    if (body->getUsed() > maxListingBytes) {
-        throw CError(String(errorPrefix) + "the document is longer than " + String::fromInt(maxListingBytes) +
-                     " bytes.");
-    }
-    const std::string text = makeWellFormed(
-        {reinterpret_cast<const char*>(body->getData()), static_cast<std::size_t>(body->getUsed())});
-    if (!std::in_range<int>(text.size())) {
-        throw CError(String(errorPrefix) + "invalid XML.");
-    }
-    const auto length = static_cast<int>(text.size());
-    const CS3XmlDocument document(text.data(), length, length, errorPrefix, S3XmlWhiteSpace::Kept);
     P<CS3ListObjectsResult> page(new CS3ListObjectsResult);
-    page->constructEncoded(document.getRoot());
+    page->constructEncoded(getText(*body), [](const wxXmlNode*) {});
     return page;
+}
+
+void CS3ListObjectsResult::constructEncoded(std::string_view text,
+                                            const std::function<void(const wxXmlNode* root)>& readMore) {
+    const std::string wellFormed = makeListing(text, "list objects");
+    const auto length = static_cast<int>(wellFormed.size());
+    const CS3XmlDocument document(wellFormed.data(), length, length, errorPrefix, S3XmlWhiteSpace::Kept);
+    if (getXmlName(document.getRoot()) == "Error") {
+        throw CS3Error(CS3ErrorResponse(document.getRoot()), 0);
+    }
+    constructEncoded(document.getRoot());
+    readMore(document.getRoot());
 }
 
 void CS3ListObjectsResult::construct(const char* data, int length) {

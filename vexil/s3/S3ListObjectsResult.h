@@ -4,7 +4,9 @@
 #include "vexil/Export.h"
 #include "vexil/s3/S3ListObjectsElement.h"
 
+#include <functional>
 #include <string>
+#include <string_view>
 
 class wxXmlNode;
 
@@ -28,6 +30,7 @@ public:
     /// space included. A name that cannot be read is skipped: see getUnreadableNames().
     /// \param body  must not be null
     /// \return never null
+    /// \throws CS3Error with status 0 if the document is an error
     static P<CS3ListObjectsResult> fromEncoded(const TBuffer<unsigned char>* body);
     CS3ListObjectsResult(const CS3ListObjectsResult&) = default;
     CS3ListObjectsResult(CS3ListObjectsResult&&) = default;
@@ -67,6 +70,11 @@ public:
     void verifyKeys(const String& prefix, const String& delimiter, const String& marker) const;
 
 protected:
+    /// A page to be filled by constructEncoded().
+    CS3ListObjectsResult() = default;
+    /// Reads the members as fromEncoded() does, then calls a function for the root of the document.
+    void constructEncoded(std::string_view document,
+                          const std::function<void(const wxXmlNode* root)>& readMore);
     /// Reads the members from a `ListBucketResult` element.
     void construct(wxXmlNode* root);
     /// Parses the document and reads the members from its root.
@@ -75,7 +83,6 @@ protected:
     void parseCommonPrefixes(wxXmlNode* node);
 
 private:
-    CS3ListObjectsResult() = default;
     void constructEncoded(wxXmlNode* root);
     void addEncodedObject(wxXmlNode* node);
     void addEncodedCommonPrefixes(wxXmlNode* node);

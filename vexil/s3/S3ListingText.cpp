@@ -1,10 +1,13 @@
 #include "vexil/s3/S3ListingText.h"
 
 #include "vexil/s3/S3HexDigit.h"
+#include "vexil/s3/S3XmlReduction.h"
 #include "zet/ASCII.h"
 
 #include <algorithm>
+#include <iterator>
 #include <optional>
+#include <utility>
 
 namespace vexil {
 
@@ -14,6 +17,7 @@ namespace {
 // two hexadecimal digits follow. The mark itself is escaped in the same way.
 constexpr std::string_view mark = "\xEF\xB7\x90";
 constexpr char hexDigits[] = "0123456789ABCDEF";
+constexpr const char* nameTags[] = {"<Key>", "<Prefix>", "<NextContinuationToken>", "<NextKeyMarker>"};
 constexpr char32_t maxCharacter = 0x10FFFF;
 
 bool isXMLCharacter(char32_t character) {
@@ -186,7 +190,8 @@ std::string makeWellFormed(std::string_view document) {
         } else if (document.starts_with("<![CDATA[")) {
             isInCDATA = true;
         } else if (document[0] == '<') {
-            isInName = document.starts_with("<Key>") || document.starts_with("<Prefix>");
+            isInName = std::any_of(std::begin(nameTags), std::end(nameTags),
+                                   [document](const char* tag) { return document.starts_with(tag); });
         }
         std::size_t length = 1;
         if (const auto reference = isInCDATA ? std::nullopt : readReference(document)) {
@@ -208,6 +213,20 @@ std::string makeWellFormed(std::string_view document) {
         document.remove_prefix(length);
     }
     return out;
+}
+
+std::string makeListing(std::string_view document, const char* operation) {
+    const auto fail = [operation](const String& message) {
+        throw CError(String("Error parsing Amazon S3 '") + operation + "' result: " + message);
+    };
+    if (std::cmp_greater(document.size(), maxListingBytes)) {
+        fail("the document is longer than " + String::fromInt(maxListingBytes) + " bytes.");
+    }
+    std::string text = makeWellFormed(document);
+    if (!std::in_range<int>(text.size())) {
+        fail("invalid XML.");
+    }
+    return text;
 }
 
 CS3ListedName readListedName(const String& text, bool isURLEncoded) {

@@ -21,6 +21,11 @@ struct CS3ListedName {
 /// this. A document that declares an encoding other than UTF-8 is not changed.
 std::string makeWellFormed(std::string_view document);
 
+/// The text of a listing for the parser.
+/// \param operation  for messages: "list objects"
+/// \throws CError if it is longer than maxListingBytes
+std::string makeListing(std::string_view document, const char* operation);
+
 /// Reads a name from a document that makeWellFormed() returned.
 /// \param text          text of the element
 /// \param isURLEncoded  true if the service says that it has percent-encoded the names

@@ -12,6 +12,7 @@ namespace vexil {
 namespace {
 
 constexpr int statusNotImplemented = 501;
+constexpr int maxEmptyPages = 1000;
 
 int countObjects(const CS3ListObjectsResult& page) {
     return static_cast<int>(page.getObjects().size());
@@ -33,6 +34,13 @@ CS3ObjectEnum::CS3ObjectEnum(CS3Client* client, CNetRequest* request, const Stri
       m_marker(marker) {}
 
 CS3ObjectEnum::~CS3ObjectEnum() = default;
+
+void CS3ObjectEnum::setListVersion(S3ListVersion version) {
+    if (version != S3ListVersion::V1 && version != S3ListVersion::V2) {
+        throw CInvalidArgError("CS3ObjectEnum::setListVersion", "the version of the listing must be 1 or 2");
+    }
+    m_listVersion = version;
+}
 
 bool CS3ObjectEnum::next() {
     if (m_isEnded) {
@@ -63,6 +71,10 @@ bool CS3ObjectEnum::nextPage() {
         }
         const P<CS3ListObjectsResult> page = loadPage();
         noticeCircle(*page);
+        if (const auto* const pageV2 = dynamic_cast<const CS3ListObjectsV2Result*>(page.get())) {
+            checkToken(*pageV2);
+            m_token = pageV2->getNextContinuationToken();
+        }
         m_page = page;
         m_index = 0;
         // A page whose keys are all unreadable has no objects, but more may follow.
@@ -72,8 +84,6 @@ bool CS3ObjectEnum::nextPage() {
     return !m_isEnded;
 }
 
-// Brent's cycle detection: compare each page with a remembered key, which is replaced after 1, 2, 4, 8...
-// pages.
 void CS3ObjectEnum::noticeCircle(const CS3ListObjectsResult& page) {
     if (!page.isTruncated()) {
         return;
@@ -82,26 +92,39 @@ void CS3ObjectEnum::noticeCircle(const CS3ListObjectsResult& page) {
     if (key.empty() && !page.getObjects().empty()) {
         key = page.getObjects().back()->getKey().toUTF8();
     }
-    if (!key.empty() && key == m_comparedKey) {
+    if (m_keyGuard.isRepeated(key)) {
         throw CError("The listing goes in a circle: it came to the key '" + String::fromUTF8Lossy(key) +
                      "' again.");
     }
-    if (m_pagesSinceCompared == m_pagesToCompare) {
-        m_comparedKey = std::move(key);
-        m_pagesToCompare = std::max<int64>(1, 2 * m_pagesToCompare);
-        m_pagesSinceCompared = 0;
+}
+
+void CS3ObjectEnum::checkToken(const CS3ListObjectsV2Result& page) {
+    const std::string& token = page.getNextContinuationToken();
+    if (page.isTruncated() && token.empty()) {
+        throw CError("The listing claims that more follows, but has no token to go on with. The service may "
+                     "not know version 2 of the listing.");
     }
-    ++m_pagesSinceCompared;
+    if (page.isTruncated() && m_tokenGuard.isRepeated(token)) {
+        throw CError("The listing goes in a circle: it came to the same token again.");
+    }
+    m_emptyPages = page.getObjects().empty() ? m_emptyPages + 1 : 0;
+    if (m_emptyPages > maxEmptyPages) {
+        throw CError("The listing has more than " + String::fromInt(maxEmptyPages) +
+                     " pages without an object.");
+    }
 }
 
 bool CS3ObjectEnum::canGoOn() const {
-    return m_page->isTruncated() && !(m_page->getObjects().empty() && m_page->getLastKeyBytes().empty());
+    const bool hasPosition = m_listVersion == S3ListVersion::V2 || !m_page->getObjects().empty() ||
+                             !m_page->getLastKeyBytes().empty();
+    return m_page->isTruncated() && hasPosition;
 }
 
 P<CS3ListObjectsResult> CS3ObjectEnum::loadPage() {
+    const bool isEncoded = m_hasEncodedKeys || m_listVersion == S3ListVersion::V2;
     const P<CS3ListObjectsResult> page =
-        m_hasEncodedKeys ? listEncoded()
-                         : m_client->listObjects(*m_request, m_bucket, m_prefix, "", m_marker, m_pageSize);
+        isEncoded ? listEncoded()
+                  : m_client->listObjects(*m_request, m_bucket, m_prefix, "", m_marker, m_pageSize);
     if (m_verifiesKeys) {
         verifyPage(*page);
     }
@@ -111,21 +134,32 @@ P<CS3ListObjectsResult> CS3ObjectEnum::loadPage() {
 }
 
 P<CS3ListObjectsResult> CS3ObjectEnum::listEncoded() {
-    const String escapedMarker =
-        m_markerBytes.empty() ? m_request->urlEscape(m_marker) : escapeBytes(m_markerBytes);
-    const auto list = [&] {
-        return m_client->listLeniently(*m_request, m_bucket,
-                                       {m_prefix, "", escapedMarker, m_pageSize, !m_isEncodingRefused});
-    };
     try {
-        return list();
+        return listPage();
     } catch (const CError& error) {
         if (m_page || m_isEncodingRefused || !isArgumentRefused(error)) {
             throw;
         }
     }
     m_isEncodingRefused = true;
-    return list();
+    return listPage();
+}
+
+P<CS3ListObjectsResult> CS3ObjectEnum::listPage() {
+    if (m_listVersion == S3ListVersion::V2) {
+        return listPageV2();
+    }
+    const String escapedMarker =
+        m_markerBytes.empty() ? m_request->urlEscape(m_marker) : escapeBytes(m_markerBytes);
+    return m_client->listLeniently(*m_request, m_bucket,
+                                   {m_prefix, "", escapedMarker, m_pageSize, !m_isEncodingRefused});
+}
+
+P<CS3ListObjectsV2Result> CS3ObjectEnum::listPageV2() {
+    const std::string startAfter = m_token.empty() ? m_marker.toUTF8() : std::string();
+    const P<CS3ListObjectsV2Result> page = m_client->listObjectsV2(
+        *m_request, m_bucket, {m_prefix, "", startAfter, m_token, m_pageSize, !m_isEncodingRefused});
+    return page;
 }
 
 void CS3ObjectEnum::verifyPage(const CS3ListObjectsResult& page) const {
@@ -135,7 +169,8 @@ void CS3ObjectEnum::verifyPage(const CS3ListObjectsResult& page) const {
         throw CError("The listing has the key '" + String::fromUTF8Lossy(last) + "' after '" +
                      String::fromUTF8Lossy(m_markerBytes) + "', although its names must ascend.");
     }
-    if (page.isTruncated() && page.getObjects().empty() && last.empty()) {
+    if (m_listVersion == S3ListVersion::V1 && page.isTruncated() && page.getObjects().empty() &&
+        last.empty()) {
         throw CError("The listing claims that more follows, but has no key to go on from.");
     }
 }

@@ -3,15 +3,23 @@
 #include "vexil/BaseTypes.h"
 #include "vexil/Export.h"
 #include "vexil/net/NetRequest.h"
+#include "vexil/s3/S3CircleGuard.h"
 #include "vexil/s3/S3Client.h"
 #include "vexil/s3/S3ListObjectsElement.h"
 #include "vexil/s3/S3ListObjectsResult.h"
+#include "vexil/s3/S3ListObjectsV2Result.h"
 
 #include <cstddef>
 #include <iterator>
 #include <string>
 
 namespace vexil {
+
+/// The version of the listing of objects.
+enum class S3ListVersion {
+    V1 = 1,  ///< goes on after the last key of a page; every service knows it
+    V2 = 2,  ///< goes on with a token that the service makes; Amazon recommends it
+};
 
 /// Walks over all objects of a bucket whose keys begin with a prefix, in ascending order. Fetches the listing
 /// page by page.
@@ -54,10 +62,16 @@ public:
     /// without it. Default false. Set it before the first next().
     void setEncodedKeys(bool areEncoded) { m_hasEncodedKeys = areEncoded; }
 
+    /// The version of the listing. Default S3ListVersion::V1. Set it before the first next(). Version 2 reads
+    /// each page as setEncodedKeys() does, and a page without objects does not end it if more follows.
+    /// \throws CInvalidArgError for another value
+    void setListVersion(S3ListVersion version);
+
     /// Moves to the next object; the first call moves to the first one. False at the end, and from then on.
     /// \throws the errors of CS3Client::listObjects; a CError for an endless listing, which comes to the last
     ///         key of an earlier page again; a CError that names the key for a page that setVerifyKeys()
-    ///         refuses. The next call requests the same page again
+    ///         refuses. With version 2 a CError also if a token is missing or repeated, or after more than
+    ///         1,000 pages without an object. The next call requests the same page again
     bool next();
     /// The current object; null before the first next(), at the end, and after next() has thrown.
     P<CS3ListObjectsElement> getCurrObject() const;
@@ -85,6 +99,9 @@ private:
     void noticeCircle(const CS3ListObjectsResult& page);
     P<CS3ListObjectsResult> loadPage();
     P<CS3ListObjectsResult> listEncoded();
+    P<CS3ListObjectsResult> listPage();
+    P<CS3ListObjectsV2Result> listPageV2();
+    void checkToken(const CS3ListObjectsV2Result& page);
     void verifyPage(const CS3ListObjectsResult& page) const;
 
     P<CS3Client> m_client;
@@ -101,9 +118,11 @@ private:
     bool m_isEncodingRefused = false;
     std::string m_markerBytes;  // bytes of the last key, readable or not; only with encoded keys
     TArray<String> m_unreadableKeys;
-    std::string m_comparedKey;
-    int64 m_pagesToCompare = 0;
-    int64 m_pagesSinceCompared = 0;
+    CS3CircleGuard m_keyGuard;
+    S3ListVersion m_listVersion = S3ListVersion::V1;
+    std::string m_token;  // version 2: of the next page
+    CS3CircleGuard m_tokenGuard;
+    int m_emptyPages = 0;
 };
 
 /// An input iterator over the objects of a CS3ObjectEnum. It moves the enumeration, which must outlive it.

@@ -1,0 +1,24 @@
+#include "vexil/s3/S3ListObjectsV2Result.h"
+
+#include "vexil/s3/S3ListingText.h"
+#include "vexil/s3/S3ResultDocument.h"
+
+namespace vexil {
+
+CS3ListObjectsV2Result::CS3ListObjectsV2Result(std::string_view document) {
+    const auto readToken = [this](const wxXmlNode* root) {
+        forEachXmlChild(root, [this](const String& name, const wxXmlNode* child) {
+            if (name == "NextContinuationToken") {
+                m_nextToken = readListedName(getXmlWholeText(child), false).bytes;
+            }
+        });
+    };
+    constructEncoded(document, readToken);
+}
+
+CS3ListObjectsV2Result::CS3ListObjectsV2Result(const TBuffer<unsigned char>* body)
+    : CS3ListObjectsV2Result(getText(*body)) {}
+
+CS3ListObjectsV2Result::~CS3ListObjectsV2Result() = default;
+
+}  // namespace vexil
