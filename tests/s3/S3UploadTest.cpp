@@ -421,6 +421,11 @@ TEST_F(S3UploadTest, OtherObjectAfterTheCompletionIsAnError) {
     EXPECT_EQ(kindOf(), ErrorKind::InvalidData);
 }
 
+TEST_F(S3UploadTest, ETagMayComeFromTheObject) {
+    service.setLoss(onFirstTry(Operation::Complete, 0, reply("200 OK", "<CompleteMultipartUploadResult/>")));
+    expectStored(uploadFile(content));
+}
+
 TEST_F(S3UploadTest, ObjectThatMayNotBeReadIsASuccess) {
     service.setFault(always(Operation::Head, 0, "HTTP/1.1 403 Forbidden\r\nContent-Length: 0\r\n\r\n"));
     expectStored(uploadFile(content));

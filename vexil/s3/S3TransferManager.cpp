@@ -4,7 +4,6 @@
 #include "sigil/Hex.h"
 #include "vexil/net/UploadArguments.h"
 #include "vexil/s3/S3Arguments.h"
-#include "vexil/s3/S3Error.h"
 #include "vexil/s3/S3PartSize.h"
 #include "vexil/s3/S3ResumeToken.h"
 #include "vexil/s3/S3Upload.h"
@@ -322,8 +321,8 @@ CS3UploadResult CS3TransferManager::resumeUpload(const String& resumeToken, cons
     request.setCancelToken(m_settings.cancelToken);
     try {
         parts.addEqual(m_client.listAllParts(request, token.bucket, token.key, token.uploadId));
-    } catch (const CS3Error& error) {
-        if (!(error.getS3Code() == "NoSuchUpload")) {
+    } catch (const CError& error) {
+        if (!CS3Client::isNotFoundError(error)) {
             throw;
         }
         // The process may have ended after the object was made.

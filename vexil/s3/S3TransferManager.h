@@ -91,7 +91,7 @@ public:
     /// \throws CInvalidArgError if the text is not such a token
     /// \throws CError of ErrorKind::Conflict if size or time of the file are others than at the beginning of
     ///         the upload. The parts stay
-    /// \throws CS3Error with the code NoSuchUpload if the service has deleted the parts
+    /// \throws CS3Error if the service has deleted the parts: usually with the code NoSuchUpload
     CS3UploadResult resumeUpload(const String& resumeToken, const std::filesystem::path& file,
                                  const CS3PutOptions& options = {});
     /// The text to resume the last upload of a file with, if it has failed and its parts were kept; otherwise

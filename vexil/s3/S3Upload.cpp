@@ -5,7 +5,6 @@
 #include "vexil/net/CURLError.h"
 #include "vexil/net/ErrorClassification.h"
 #include "vexil/s3/S3Arguments.h"
-#include "vexil/s3/S3Error.h"
 #include "vexil/s3/S3HeaderMap.h"
 #include "vexil/s3/S3HexDigit.h"
 #include "vexil/s3/S3RequestPolicy.h"
@@ -63,12 +62,7 @@ CError makeWrongContentError(const String& text) {
     return error;
 }
 
-String getS3Code(const CError& error) {
-    const auto* const refusal = dynamic_cast<const CS3Error*>(&error);
-    return refusal ? refusal->getS3Code() : String();
-}
-
-String getContentMD5(CNetRequest& request) {
+String getSentMD5(CNetRequest& request) {
     TMap<String, String> sent;
     if (const P<CNetHeaders> headers = request.getCustomHTTPHeaders()) {
         headers->fillMap(sent);
@@ -235,7 +229,7 @@ void CS3Upload::checkETag(CNetRequest& request, int& wrongContents) const {
     if (findHeader(headers, "etag").isEmpty()) {
         throw CError("Error: ETag header was expected but not included in response.");
     }
-    const String sent = getContentMD5(request);
+    const String sent = getSentMD5(request);
     const String stored = CS3Client::getContentMD5(headers);
     if (!m_settings.verifiesETags || sent.isEmpty() || stored.isEmpty() || stored == sent) {
         return;
@@ -323,31 +317,37 @@ void CS3Upload::prepareHead(CNetRequest& request) {
     m_client.prepareGetObjectHeadersRequest(request, m_target.bucket, m_target.key, options);
 }
 
-CS3UploadResult CS3Upload::checkObject(const String& eTag) {
-    const String digits = withoutQuotes(eTag).toLower();
-    const String expected = makeExpectedETag();
-    if (m_settings.verifiesETags && !expected.isEmpty() && isMD5OfParts(digits) && !(digits == expected)) {
-        throw makeWrongContentError("The object has the ETag " + digits + ", but its parts should make " +
-                                    expected + ".");
-    }
+CS3UploadResult CS3Upload::checkObject(const String& completedETag) {
+    String eTag = completedETag;
     int64 size = -1;
     try {
         runBriefly({.prepare = [this](CNetRequest& request) { prepareHead(request); },
                     .check =
-                        [&size](CNetRequest& request) {
-                            const String text = findHeader(request.getResponseHeaderMap(), "content-length");
-                            size = zet::parseInt64(text, int64{-1});
+                        [&](CNetRequest& request) {
+                            const TMap<String, String>& headers = request.getResponseHeaderMap();
+                            size = zet::parseInt64(findHeader(headers, "content-length"), int64{-1});
+                            // Some services send it only here.
+                            eTag = eTag.isEmpty() ? findHeader(headers, "etag") : eTag;
                         }});
     } catch (const CError& error) {
         // Some keys are only allowed to write.
-        zet::logInfo("The size of the stored object cannot be checked: " + error.getMessage());
+        zet::logInfo("The stored object cannot be checked: " + error.getMessage());
     }
+    checkStoredETag(withoutQuotes(eTag).toLower());
     if (size >= 0 && size != m_storedBytes) {
         throw makeWrongContentError("The object has " + String::fromInt(size) + " bytes instead of " +
                                     String::fromInt(m_storedBytes) + ".");
     }
     showProgress();
     return makeResult(eTag);
+}
+
+void CS3Upload::checkStoredETag(const String& eTag) const {
+    const String expected = makeExpectedETag();
+    if (m_settings.verifiesETags && !expected.isEmpty() && isMD5OfParts(eTag) && !(eTag == expected)) {
+        throw makeWrongContentError("The object has the ETag " + eTag + ", but its parts should make " +
+                                    expected + ".");
+    }
 }
 
 CS3UploadResult CS3Upload::makeResult(const String& eTag) const {
@@ -375,7 +375,7 @@ void CS3Upload::deleteParts() noexcept {
                                            .check = [](CNetRequest&) {}}));
         queue.finish();
     } catch (const CError& error) {
-        if (!(getS3Code(error) == "NoSuchUpload")) {
+        if (!CS3Client::isNotFoundError(error)) {
             zet::logWarning(error, "The parts of an upload that has failed could not be deleted.");
         }
     } catch (...) {

@@ -85,7 +85,8 @@ private:
 
     void begin();
     String complete();
-    CS3UploadResult checkObject(const String& eTag);
+    CS3UploadResult checkObject(const String& completedETag);
+    void checkStoredETag(const String& eTag) const;
     void giveUp() noexcept;
     void deleteParts() noexcept;
 

@@ -1,0 +1,148 @@
+// Uploads in parts to a real S3 server.
+#include "tests/s3/S3TestSupport.h"
+#include "tests/support/GeneratedStream.h"
+#include "tests/support/PeakMemory.h"
+#include "vexil/s3/S3TransferManager.h"
+#include "zet/TimeFields.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <random>
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace vexil_test;
+using vexil::CCancelToken;
+using vexil::CS3TransferManager;
+using vexil::CS3TransferSettings;
+using vexil::CS3UploadResult;
+
+constexpr int64 mebibyte = 1 << 20;
+constexpr int64 fileSize = 64 * mebibyte;
+constexpr int allowedGrowth = 16 * 1024;  // KiB
+
+String environment(const char* name) {
+    const char* const value = std::getenv(name);
+    return value ? String::fromUTF8(value) : String();
+}
+
+/// Sets the peak back to the size of now (Linux).
+void forgetPeak() {
+    std::ofstream("/proc/self/clear_refs") << "5";
+}
+
+/// Cancels after some bytes.
+class Canceller : public virtual vexil::CBase, public vexil::IS3TransferObserver {
+public:
+    explicit Canceller(CCancelToken* token) : m_token(token) {}
+    void onProgress(int64 doneBytes, int64) override {
+        if (doneBytes > fileSize / 2) {
+            m_token->cancel();
+        }
+    }
+
+private:
+    const P<CCancelToken> m_token;
+};
+
+/// With both versions of the signature. Each test has its own bucket.
+class S3UploadServerTest : public testing::TestWithParam<int> {
+protected:
+    S3UploadServerTest()
+        : client(environment("VEXIL_S3_ACCESS_KEY"), environment("VEXIL_S3_SECRET_KEY"), false),
+          stream(new GeneratedStream(fileSize)) {
+        client.setBaseURL(environment("VEXIL_S3_ENDPOINT"));
+        client.setSignatureVersion(GetParam());
+        const testing::TestInfo* const info = testing::UnitTest::GetInstance()->current_test_info();
+        bucket = String(std::string("upload-") + info->name()).toLower();
+        bucket.replaceAll("/", "-v");
+        fs::create_directories(folder);
+    }
+    ~S3UploadServerTest() override { fs::remove_all(folder); }
+
+    void SetUp() override {
+        request.setURL(client.getBaseURL() + request.urlEscape(bucket));
+        request.setHTTPMethod("PUT");
+        request.setSendDataSize(0);
+        const P<CNetHeaders> headers = new CNetHeaders;
+        headers->add(
+            "Date",
+            zet::CTimeFields(zet::CTime::now(), zet::CTimeFields::FieldTypeUTC).toInternetTimestamp());
+        request.setCustomHTTPHeaders(headers);
+        client.signRequest(&request);
+        request.perform();
+    }
+
+    fs::path writeFile() const {
+        const fs::path path = folder / "file";
+        std::ofstream file(path, std::ios::binary);
+        char bytes[1 << 14];
+        while (const int length = stream->read(bytes, sizeof bytes)) {
+            file.write(bytes, length);
+        }
+        return path;
+    }
+    /// The object has the bytes of the stream.
+    void expectStored(const CS3UploadResult& result) {
+        EXPECT_EQ(result.size, fileSize);
+        EXPECT_EQ(result.partCount, 8);
+        EXPECT_THAT(result.eTag.toUTF8(), testing::MatchesRegex("\"?[0-9a-f]+-8\"?"));
+        stream->seek(0);
+        client.getObject(request, bucket, "k", 0, -1, stream);
+        EXPECT_EQ(stream->getPosition(), fileSize);
+    }
+
+    const fs::path folder =
+        fs::path(testing::TempDir()) / ("vexil-upload-server-" + std::to_string(std::random_device()()));
+    CS3Client client;
+    CNetRequest request;
+    String bucket;
+    P<GeneratedStream> stream;
+};
+
+TEST_P(S3UploadServerTest, FileIsStoredInPartsInBoundedMemory) {
+    const fs::path path = writeFile();
+    CS3TransferManager manager(client);
+    // Load libraries and allocate buffers first.
+    std::ofstream(folder / "small") << "small";
+    EXPECT_EQ(manager.uploadFile(folder / "small", bucket, "small").size, 5);
+    forgetPeak();
+    const int before = peakResidentSize();
+    ASSERT_GT(before, 0);
+    const CS3UploadResult result = manager.uploadFile(path, bucket, "k", {.contentType = "text/a"});
+    const int growth = peakResidentSize() - before;
+    RecordProperty("peak_growth_kib", growth);
+    std::printf("peak resident size grew by %d KiB\n", growth);
+    EXPECT_LT(growth, allowedGrowth);
+    expectStored(result);
+    EXPECT_EQ(request.getResponseHeaderMap().at("content-type"), "text/a");
+}
+
+TEST_P(S3UploadServerTest, StreamIsStoredInParts) {
+    CS3TransferManager manager(client);
+    expectStored(manager.uploadStream(stream, bucket, "k"));
+    stream->seek(0);
+    expectStored(manager.upload(stream, fileSize, bucket, "k"));
+}
+
+TEST_P(S3UploadServerTest, CancelledUploadIsResumed) {
+    const fs::path path = writeFile();
+    CS3TransferSettings settings;
+    settings.parallelParts = 2;
+    settings.cancelToken = new CCancelToken;
+    settings.observer = new Canceller(settings.cancelToken);
+    settings.keepsForResume = true;
+    CS3TransferManager manager(client, settings);
+    EXPECT_THROW((void)manager.uploadFile(path, bucket, "k"), CCURLError);
+    EXPECT_EQ(client.getObjectSize(request, bucket, "k"), -1);
+    CS3TransferManager other(client);
+    expectStored(other.resumeUpload(manager.getResumeToken(), path));
+    // Nothing is left to resume; the object is the proof that it was complete.
+    expectStored(other.resumeUpload(manager.getResumeToken(), path));
+}
+
+INSTANTIATE_TEST_SUITE_P(Version, S3UploadServerTest, testing::Values(2, 4));
+
+}  // namespace
