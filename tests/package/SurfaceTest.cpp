@@ -64,6 +64,8 @@
 #include "vexil/s3/S3CircleGuard.h"
 #include "vexil/s3/S3Client.h"
 #include "vexil/s3/S3CopyObjectResult.h"
+#include "vexil/s3/S3CopyOptions.h"
+#include "vexil/s3/S3CopySource.h"
 #include "vexil/s3/S3Credentials.h"
 #include "vexil/s3/S3CredentialsProvider.h"
 #include "vexil/s3/S3CustomerKey.h"
@@ -911,6 +913,38 @@ void name_vexil_S3Options() {
     name(static_cast<String (Class::*)(CNetRequest&, const String&, const String&, const String&,
                                        const TArray<CS3UploadedPart>&, const CS3PutOptions&)>(
         &Class::completeMultipartUpload));
+    [[maybe_unused]] const CS3CopySource source{.bucket = "",
+                                                .object = "",
+                                                .versionId = "",
+                                                .ifMatch = "",
+                                                .ifNoneMatch = "",
+                                                .ifModifiedSince = {},
+                                                .ifUnmodifiedSince = {},
+                                                .customerKey = key};
+    [[maybe_unused]] const CS3CopyOptions copy{.metadata = S3CopyDirective::Keep,
+                                               .tags = S3CopyDirective::Replace,
+                                               .target = put,
+                                               .partsAbove = 0,
+                                               .partSize = 1};
+    name(static_cast<void (Class::*)(CNetRequest&, const CS3CopySource&, const String&, const String&,
+                                     const CS3CopyOptions&)>(&Class::prepareCopyObjectRequest));
+    name(static_cast<String (Class::*)(CNetRequest&, const CS3CopySource&, const String&, const String&,
+                                       const CS3CopyOptions&)>(&Class::copyObject));
+    name(static_cast<String (Class::*)(CNetRequest&, const CS3CopySource&, const String&, const String&,
+                                       const CS3CopyOptions&)>(&Class::copyLargeObject));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, const String&, int,
+                                     const CS3CopySource&, int64, int64, const CS3CustomerKey&)>(
+        &Class::prepareUploadPartCopyRequest));
+    name(static_cast<String (Class::*)(CNetRequest&, const String&, const String&, const String&, int,
+                                       const CS3CopySource&, int64, int64, const CS3CustomerKey&)>(
+        &Class::uploadPartCopy));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, const String&)>(
+        &Class::prepareGetObjectTagsRequest));
+    name(static_cast<TMap<String, String> (Class::*)(CNetRequest&, const String&, const String&,
+                                                     const String&)>(&Class::getObjectTags));
+    name(static_cast<String (*)(const TBuffer<unsigned char>&)>(&Class::readCopiedETag));
+    name(static_cast<String (*)(const TBuffer<unsigned char>&)>(&Class::readCopiedPartETag));
+    name(static_cast<TMap<String, String> (*)(const TBuffer<unsigned char>&)>(&Class::readObjectTags));
     name(static_cast<bool (*)(const std::exception&)>(&Class::isPreconditionFailed));
     name(static_cast<bool (*)(const std::exception&)>(&Class::isNotModified));
 }

@@ -25,6 +25,13 @@ inline void checkNames(const char* place, const String& bucket, const String& ob
 /// The largest number of a part of an upload.
 inline constexpr int maxPartNumber = 10'000;
 
+/// \throws CInvalidArgError for a number that no part can have
+inline void checkPartNumber(const char* place, int number) {
+    if (number < 1 || number > maxPartNumber) {
+        throw CInvalidArgError(place, "the part number " + String::fromInt(number) + " is not 1 to 10000");
+    }
+}
+
 /// \throws CInvalidArgError for an empty ID
 inline void checkUploadID(const char* place, const String& uploadId) {
     if (uploadId.isEmpty()) {

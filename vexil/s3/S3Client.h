@@ -6,6 +6,8 @@
 #include "vexil/net/NetRequest.h"
 #include "vexil/net/NetRequestSetup.h"
 #include "vexil/s3/S3BucketList.h"
+#include "vexil/s3/S3CopyOptions.h"
+#include "vexil/s3/S3CopySource.h"
 #include "vexil/s3/S3Credentials.h"
 #include "vexil/s3/S3CredentialsProvider.h"
 #include "vexil/s3/S3DeleteResult.h"
@@ -473,6 +475,41 @@ public:
 
     /// @{
 
+    /// Copies an object of at most 5 GiB, also to another bucket and with other options. It tries again after
+    /// temporary failures. The result is the ETag of the copy; "" if the service sends none.
+    /// \throws CInvalidArgError for an option that cannot be sent
+    /// \throws CS3Error with status 0 for an error inside a successful response
+    /// \throws CError also if a condition is not met: see isPreconditionFailed()
+    void prepareCopyObjectRequest(CNetRequest& request, const CS3CopySource& source, const String& bucket,
+                                  const String& object, const CS3CopyOptions& options = {});
+    String copyObject(CNetRequest& request, const CS3CopySource& source, const String& bucket,
+                      const String& object, const CS3CopyOptions& options = {});
+    /// @}
+
+    /// Copies an object of any size. It reads the headers of the source (HEAD), then copies with one request,
+    /// or one part after the other; see CS3CopyOptions::partsAbove. A source that changes meanwhile is an
+    /// error: isPreconditionFailed(). After a failure the parts are deleted; a failure of that is logged.
+    ///
+    /// A copy in parts gets content headers, metadata and tags from the options. To keep those of the source
+    /// it reads them first. Metadata that CS3PutOptions cannot carry is then an error. Some services ignore
+    /// the tags of an upload in parts: the log then has a warning.
+    /// \return the ETag of the copy; "" if the service sends none
+    /// \throws the errors of getObjectHeaders(), copyObject() and completeMultipartUpload()
+    String copyLargeObject(CNetRequest& request, const CS3CopySource& source, const String& bucket,
+                           const String& object, const CS3CopyOptions& options = {});
+
+    /// @{
+
+    /// The tags of an object, by name.
+    /// \param versionId  "" for the newest version
+    void prepareGetObjectTagsRequest(CNetRequest& request, const String& bucket, const String& object,
+                                     const String& versionId = "");
+    [[nodiscard]] TMap<String, String> getObjectTags(CNetRequest& request, const String& bucket,
+                                                     const String& object, const String& versionId = "");
+    /// @}
+
+    /// @{
+
     /// Deletes an object. For services, deleting a missing object is a success.
     void prepareDeleteObjectRequest(CNetRequest& request, const String& bucket, const String& object);
     void deleteObject(CNetRequest& request, const String& bucket, const String& object);
@@ -644,10 +681,29 @@ public:
 
     /// @{
 
+    /// Copies a range of an object as a part, without downloading it. The result is the ETag of the part, for
+    /// completeMultipartUpload(), never "".
+    /// \param offset       first byte of the source, from 0
+    /// \param length       1 to maxPutSize bytes; -1: the whole source, with the offset 0
+    /// \param customerKey  that of the upload
+    /// \throws CS3Error with status 0 for an error inside a successful response
+    void prepareUploadPartCopyRequest(CNetRequest& request, const String& bucket, const String& object,
+                                      const String& uploadId, int partNumber, const CS3CopySource& source,
+                                      int64 offset, int64 length, const CS3CustomerKey& customerKey = {});
+    String uploadPartCopy(CNetRequest& request, const String& bucket, const String& object,
+                          const String& uploadId, int partNumber, const CS3CopySource& source, int64 offset,
+                          int64 length, const CS3CustomerKey& customerKey = {});
+    /// @}
+
+    /// @{
+
     /// The result of a prepared request that was performed elsewhere: call them after checkResponse().
-    /// \throws the errors of createMultipartUpload() and completeMultipartUpload()
+    /// \throws the errors of the operations
     [[nodiscard]] static String readUploadID(const TBuffer<unsigned char>& body);
     [[nodiscard]] static String readCompletedETag(const TBuffer<unsigned char>& body);
+    [[nodiscard]] static String readCopiedETag(const TBuffer<unsigned char>& body);
+    [[nodiscard]] static String readCopiedPartETag(const TBuffer<unsigned char>& body);
+    [[nodiscard]] static TMap<String, String> readObjectTags(const TBuffer<unsigned char>& body);
     /// @}
 
     // ---- listings ----------------------------------------------------------------------------------------
@@ -973,6 +1029,19 @@ private:
                              const CS3PutOptions& options);
     String createUpload(CNetRequest& request, const String& bucket, const String& object,
                         const CS3PutOptions& options);
+    /// An object that is made of copied parts.
+    struct CCopyTarget {
+        const String& bucket;
+        const String& object;
+        const CS3PutOptions& options;
+        int64 partSize;
+    };
+    String performCopy(CNetRequest& request, String (*readETag)(const TBuffer<unsigned char>&));
+    String copyInParts(CNetRequest& request, const CS3CopySource& source, int64 size,
+                       const CCopyTarget& target);
+    void abortAfterFailure(CNetRequest& request, const CCopyTarget& target, const String& uploadId);
+    void checkSourceIsUnchanged(CNetRequest& request, const CS3CopySource& source);
+    void warnOfLostTags(CNetRequest& request, const CCopyTarget& target);
     void beginPreparePut(CNetRequest& request, const String& bucket, const String& object,
                          const CBodyHashes& hashes, const CS3PutOptions& options);
     P<CS3ObjectSink> prepareGetObjectToStream(CNetRequest& request, const String& bucket,

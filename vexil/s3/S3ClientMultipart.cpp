@@ -17,12 +17,6 @@ namespace vexil {
 
 namespace {
 
-void checkPartNumber(const char* place, int number) {
-    if (number < 1 || number > maxPartNumber) {
-        throw CInvalidArgError(place, "the part number " + String::fromInt(number) + " is not 1 to 10000");
-    }
-}
-
 void checkParts(const char* place, const TArray<CS3UploadedPart>& parts) {
     if (parts.empty()) {
         throw CInvalidArgError(place, "there must be 1 to 10000 parts");

@@ -3,7 +3,9 @@
 #include "sigil/Base64.h"
 #include "sigil/Digest.h"
 #include "vexil/net/LineEnd.h"
+#include "vexil/s3/S3Arguments.h"
 #include "vexil/s3/S3ContentMD5.h"
+#include "vexil/s3/S3Query.h"
 #include "vexil/s3/S3URL.h"
 #include "zet/ASCII.h"
 #include "zet/TimeFields.h"
@@ -19,7 +21,6 @@ constexpr std::size_t customerKeyBytes = 32;
 constexpr std::size_t maxTags = 10;
 constexpr std::size_t maxTagName = 128;
 constexpr std::size_t maxTagValue = 256;
-constexpr int maxPartNumber = 10'000;
 
 /// The names of tokens (RFC 9110, 5.6.2).
 bool isToken(const String& name) {
@@ -264,21 +265,16 @@ void addGetHeaders(CNetHeaders& headers, const CS3GetOptions& options) {
 }
 
 String makeGetQuery(const CS3GetOptions& options) {
-    String query;
-    const auto append = [&query](const char* name, const String& value) {
-        if (!value.isEmpty()) {
-            query += (query.isEmpty() ? String("?") : String("&")) + name + "=" + escapeText(value, false);
-        }
-    };
-    append("partNumber", options.partNumber == 0 ? String() : String::fromInt(options.partNumber));
-    append("response-cache-control", options.responseCacheControl);
-    append("response-content-disposition", options.responseContentDisposition);
-    append("response-content-encoding", options.responseContentEncoding);
-    append("response-content-language", options.responseContentLanguage);
-    append("response-content-type", options.responseContentType);
-    append("response-expires", options.responseExpires);
-    append("versionId", options.versionId);
-    return query;
+    CS3Query query;
+    query.addUnless(0, "partNumber", options.partNumber);
+    query.addUnlessEmpty("response-cache-control", options.responseCacheControl);
+    query.addUnlessEmpty("response-content-disposition", options.responseContentDisposition);
+    query.addUnlessEmpty("response-content-encoding", options.responseContentEncoding);
+    query.addUnlessEmpty("response-content-language", options.responseContentLanguage);
+    query.addUnlessEmpty("response-content-type", options.responseContentType);
+    query.addUnlessEmpty("response-expires", options.responseExpires);
+    query.addUnlessEmpty("versionId", options.versionId);
+    return query.toText();
 }
 
 }  // namespace vexil

@@ -1,8 +1,10 @@
 #include "vexil/s3/S3ResponseCheck.h"
 
 #include "vexil/net/ErrorClassification.h"
+#include "vexil/s3/S3Client.h"
 #include "vexil/s3/S3CopyObjectResult.h"
 #include "vexil/s3/S3Error.h"
+#include "vexil/s3/S3URL.h"
 
 namespace vexil {
 
@@ -17,6 +19,10 @@ void checkResponseIsComplete(const CNetRequest& request) {
 }
 
 void throwCopyError(CNetRequest& request) {
+    if (CS3URL::parse(request.getURL()).query.find("uploadId=") != String::npos) {
+        (void)CS3Client::readCopiedPartETag(*request.getDefaultReceiveBuffer());
+        return;
+    }
     const CS3CopyObjectResult result(request.getDefaultReceiveBuffer());
     if (result.hadError()) {
         throw CS3Error(*result.getErrorResponse(), 0, request.getURL(), request.getHTTPMethod());
