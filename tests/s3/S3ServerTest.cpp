@@ -50,8 +50,11 @@ protected:
         client.setSignatureVersion(GetParam());
     }
 
-    void SetUp() override {
-        request.setURL(client.getBaseURL() + request.urlEscape(bucket));
+    void SetUp() override { makeBucket(bucket); }
+
+    void makeBucket(const String& name) {
+        request.reset();
+        request.setURL(client.getBaseURL() + request.urlEscape(name));
         request.setHTTPMethod("PUT");
         request.setSendDataSize(0);
         const P<CNetHeaders> headers = new CNetHeaders;
@@ -364,6 +367,113 @@ TEST_P(S3ServerTest, BucketIsMadeFoundAndDeleted) {
     const auto refusal = thrownBy<CS3Error>([&] { client.createBucket(request, other); });
     ASSERT_TRUE(refusal);
     EXPECT_EQ(refusal->getS3Code(), "InvalidLocationConstraint");
+}
+
+TEST_P(S3ServerTest, OptionsTravelWithTheObject) {
+    client.putObject(request, bucket, "k", "hello",
+                     {.contentType = "text/x-note",
+                      .cacheControl = "max-age=60",
+                      .contentDisposition = "attachment; filename=\"a  b\"",
+                      .contentEncoding = "identity",
+                      .contentLanguage = "de",
+                      .expires = "Tue, 03 Mar 2020 07:05:09 GMT",
+                      .metadata = {{"Owner", "kim  lee"}, {"mtime", "1"}},
+                      .tags = {{"a b", "c+d=e/f"}, {"x", "\xC3\xA4"}},
+                      .storageClass = "STANDARD",
+                      .cannedACL = "private"});
+    const HeaderMap headers = client.getObjectHeaders(request, bucket, "k");
+    EXPECT_EQ(headers.at("content-type"), "text/x-note");
+    EXPECT_EQ(headers.at("cache-control"), "max-age=60");
+    EXPECT_EQ(headers.at("content-disposition"), "attachment; filename=\"a  b\"");
+    EXPECT_EQ(headers.at("content-encoding"), "identity");
+    EXPECT_EQ(headers.at("content-language"), "de");
+    EXPECT_EQ(headers.at("expires"), "Tue, 03 Mar 2020 07:05:09 GMT");
+    EXPECT_EQ(headers.at("x-amz-meta-owner"), "kim  lee");
+    EXPECT_EQ(headers.at("x-amz-meta-mtime"), "1");
+    const HeaderMap tags = {{"a b", "c+d=e/f"}, {"x", "\xC3\xA4"}};
+    EXPECT_EQ(client.getObjectTags(request, bucket, "k"), tags);
+
+    client.getObject(request, bucket, "k", 0, -1, {.responseContentType = "text/x y"});
+    EXPECT_EQ(bodyOf(request), "hello");
+    EXPECT_EQ(request.getResponseHeaderMap().at("content-type"), "text/x y");
+}
+
+TEST_P(S3ServerTest, ConditionsOfAGetAreMetOrNot) {
+    put("k", "hello");
+    const String eTag = client.getObjectHeaders(request, bucket, "k").at("etag");
+    client.getObject(request, bucket, "k", 1, 2, {.ifMatch = eTag});
+    EXPECT_EQ(bodyOf(request), "el");
+    const auto expectRefusal = [&](const vexil::CS3GetOptions& options, bool isNotModified) {
+        zet::CBufferStream stream;
+        try {
+            client.getObject(request, bucket, "k", 0, -1, &stream, options);
+            ADD_FAILURE();
+        } catch (const CError& error) {
+            EXPECT_EQ(CS3Client::isNotModified(error), isNotModified);
+            EXPECT_EQ(CS3Client::isPreconditionFailed(error), !isNotModified);
+        }
+        EXPECT_EQ(stream.getSize(), 0);
+        EXPECT_TRUE(thrownBy<CCURLError>([&] { client.getObjectHeaders(request, bucket, "k", options); }));
+    };
+    expectRefusal({.ifNoneMatch = eTag}, true);
+    expectRefusal({.ifModifiedSince = zet::CTime::now()}, true);
+    expectRefusal({.ifMatch = "\"other\""}, false);
+    expectRefusal({.ifUnmodifiedSince = zet::CTime::fromCTime(0)}, false);
+}
+
+TEST_P(S3ServerTest, ExistingObjectIsNotReplacedOnDemand) {
+    client.putObject(request, bucket, "k", "first", {.ifNoneMatch = "*"});
+    const auto error =
+        thrownBy<CS3Error>([&] { client.putObject(request, bucket, "k", "second", {.ifNoneMatch = "*"}); });
+    ASSERT_TRUE(error);
+    EXPECT_TRUE(CS3Client::isPreconditionFailed(*error));
+    EXPECT_EQ(get("k"), "first");
+    const String eTag = client.getObjectHeaders(request, bucket, "k").at("etag");
+    // This server compares with the ETag without its quotes.
+    client.putObject(request, bucket, "k", "third", {.ifMatch = eTag.substr(1, eTag.length() - 2)});
+    EXPECT_EQ(get("k"), "third");
+}
+
+TEST_P(S3ServerTest, ObjectIsCopiedBetweenBuckets) {
+    const String other = bucket + "-other";
+    makeBucket(other);
+    client.putObject(request, bucket, "a k", "hello",
+                     {.contentType = "text/x-note", .metadata = {{"m", "1"}}, .tags = {{"t", "2"}}});
+    const vexil::CS3CopySource source{.bucket = bucket, .object = "a k"};
+    const String eTag = client.copyObject(request, source, other, "b/k");
+    HeaderMap headers = client.getObjectHeaders(request, other, "b/k");
+    EXPECT_THAT(headers.at("etag").toUTF8(), HasSubstr(eTag.toUTF8()));
+    EXPECT_EQ(headers.at("content-type"), "text/x-note");
+    EXPECT_EQ(headers.at("x-amz-meta-m"), "1");
+    EXPECT_EQ(client.getObjectTags(request, other, "b/k"), (HeaderMap{{"t", "2"}}));
+
+    client.copyObject(request, source, other, "b/k",
+                      {.metadata = vexil::S3CopyDirective::Replace,
+                       .target = {.contentType = "text/x-other", .metadata = {{"n", "3"}}}});
+    headers = client.getObjectHeaders(request, other, "b/k");
+    EXPECT_EQ(headers.at("content-type"), "text/x-other");
+    EXPECT_EQ(headers.at("x-amz-meta-n"), "3");
+    EXPECT_FALSE(headers.contains("x-amz-meta-m"));
+}
+
+TEST_P(S3ServerTest, LargeObjectIsCopiedInParts) {
+    constexpr int partSize = 5 * 1024 * 1024;
+    const String other = bucket + "-other";
+    makeBucket(other);
+    const std::string body = std::string(partSize, 'a') + std::string(partSize, 'b') + "end";
+    client.putObject(request, bucket, "a k", body,
+                     {.contentType = "text/x-note", .metadata = {{"m", "1"}}, .tags = {{"t", "2"}}});
+    const vexil::CS3CopySource source{.bucket = bucket, .object = "a k"};
+    const LogCapture log;
+    client.copyLargeObject(request, source, other, "b/k", {.partsAbove = partSize, .partSize = partSize});
+    client.getObject(request, other, "b/k", 0, -1);
+    EXPECT_TRUE(bodyOf(request) == body);
+    EXPECT_EQ(request.getResponseHeaderMap().at("content-type"), "text/x-note");
+    EXPECT_EQ(request.getResponseHeaderMap().at("x-amz-meta-m"), "1");
+    EXPECT_THAT(request.getResponseHeaderMap().at("etag").toUTF8(), HasSubstr("-3"));
+    // This server ignores the tags of an upload in parts.
+    EXPECT_TRUE(client.getObjectTags(request, other, "b/k").empty());
+    EXPECT_THAT(log.lines(), ElementsAre("W: The service has not stored the tags of 'b/k'."));
 }
 
 TEST_P(S3ServerTest, ListFoldsFolders) {

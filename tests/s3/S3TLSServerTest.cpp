@@ -94,6 +94,26 @@ TEST_F(S3TLSServerTest, TrustsAnyServerOnDemand) {
     expectRoundTrip();
 }
 
+TEST_F(S3TLSServerTest, KeyOfTheCustomerEncryptsTheObject) {
+    makeBucket();
+    const vexil::CS3CustomerKey key{"0123456789abcdef0123456789abcdef"};
+    const std::string body(200000, 'x');
+    for (const int version : {2, 4}) {
+        client.setSignatureVersion(version);
+        client.putObject(request, bucket, "secret", body, {.customerKey = key});
+        client.getObject(request, bucket, "secret", 0, -1, {.customerKey = key});
+        EXPECT_EQ(bodyOf(request), body);
+        EXPECT_EQ(client.getObjectHeaders(request, bucket, "secret", {.customerKey = key})
+                      .at("x-amz-server-side-encryption-customer-algorithm"),
+                  "AES256");
+        EXPECT_TRUE(thrownBy<CS3Error>([&] { client.getObject(request, bucket, "secret", 0, -1); }));
+        EXPECT_TRUE(thrownBy<CS3Error>([&] {
+            client.getObject(request, bucket, "secret", 0, -1,
+                             {.customerKey = {"x123456789abcdef0123456789abcdef"}});
+        }));
+    }
+}
+
 /// Trusts the authority, and resolves another name to this machine.
 class OtherName : public virtual vexil::CBase, public vexil::INetRequestSetup {
 public:
