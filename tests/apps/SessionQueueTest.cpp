@@ -383,8 +383,10 @@ TEST_F(SessionQueueTest, TheClientHasTheSamePatience) {
     EXPECT_EQ(m_peer.requests().size(), 4u);
     EXPECT_EQ(getAccess().getPolicy().getRetryCount(), 3);
     for (const RecordedRequest& request : m_peer.requests()) {
-        EXPECT_EQ(request.head.find("Authorization: AWS access:"), request.head.rfind("Authorization: "));
-        EXPECT_EQ(request.head.find("Date: "), request.head.rfind("Date: "));
+        EXPECT_EQ(request.head.find("Authorization: AWS4-HMAC-SHA256 Credential=access/"),
+                  request.head.rfind("Authorization: "));
+        EXPECT_THAT(request.head, HasSubstr("x-amz-date: "));
+        EXPECT_EQ(request.head.find("x-amz-date: "), request.head.rfind("x-amz-date: "));
     }
     // Each operation has the full number of tries, and no more.
     m_peer.setDefaultReply(slowDown);

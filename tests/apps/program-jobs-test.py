@@ -118,8 +118,8 @@ class RetryTest(JobsTest):
         for key in ("00", ""):
             requests = self.server.gets(key)
             self.assertGreaterEqual(len(requests), 21)
-            self.assertGreater(len({headers["Date"] for headers in requests}), 1)
-            signatures = {headers["Date"]: headers["Authorization"] for headers in requests}
+            self.assertGreater(len({headers["x-amz-date"] for headers in requests}), 1)
+            signatures = {headers["x-amz-date"]: headers["Authorization"] for headers in requests}
             self.assertEqual(len(set(signatures.values())), len(signatures))
 
     def test_a_pause_holds_nobody_up(self):
@@ -379,7 +379,8 @@ class WireLogTest(JobsTest):
         result = self.run_program("--log-level", "debug", "s3", "restore", "bucket", "r")
         for name in self.names:
             self.assertIn(f"GET /bucket/{name} HTTP/1.1", result.err)
-        self.assertNotIn("AWS access", result.err)
+        for secret in ("Credential=", "Signature="):
+            self.assertNotIn(secret, result.err)
 
 
 if __name__ == "__main__":

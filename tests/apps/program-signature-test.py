@@ -1,4 +1,4 @@
-"""The S3 commands with signature version 4, against a server that verifies each signature."""
+"""The S3 commands with signature version 4, their default, against a server that verifies each signature."""
 
 import http.client
 import os
@@ -11,6 +11,7 @@ import botocore.credentials
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "servers"))
 
+from fake_s3 import FakeS3, Fault
 from program import SECRET, FakeServerTest
 from verifying_s3 import VerifyingS3
 
@@ -25,21 +26,24 @@ class SignatureTest(FakeServerTest):
         self.addCleanup(self.front.close)
         self.environment["VEXIL_S3_ENDPOINT"] = self.front.endpoint
 
+    def redirect(self, location, status=307):
+        return Fault(status=status, code="TemporaryRedirect", page=b"", location=location)
+
     def s3(self, *arguments, code=0):
         return self.run_program("s3", *arguments, code=code)
 
     def test_all_commands(self):
         (self.folder / "file").write_bytes(b"content")
         key = "folder/a b+c%2F~ü//../.€&=?#"
-        self.s3("put", "--signature", "v4", "file", "bucket", key)
-        self.s3("get", "--signature", "v4", "bucket", key, "copy")
+        self.s3("put", "file", "bucket", key)
+        self.s3("get", "bucket", key, "copy")
         self.assertEqual((self.folder / "copy").read_bytes(), b"content")
-        self.assertIn(key, self.s3("ls", "--signature", "v4", "bucket", "folder/").out)
-        self.s3("head", "--signature", "v4", "bucket", key)
-        self.s3("rm", "--signature", "v4", "bucket", key)
+        self.assertIn(key, self.s3("ls", "bucket", "folder/").out)
+        self.s3("head", "bucket", key)
+        self.s3("rm", "bucket", key)
         for name in "abc":
-            self.s3("put", "--signature", "v4", "file", "bucket", "many/" + name)
-        self.s3("rm", "--signature", "v4", "-r", "bucket", "many/")
+            self.s3("put", "file", "bucket", "many/" + name)
+        self.s3("rm", "-r", "bucket", "many/")
         self.assertEqual(self.server.objects, {})
         self.assertEqual(self.front.refused, [])
 
@@ -49,25 +53,25 @@ class SignatureTest(FakeServerTest):
         (self.folder / "folder").mkdir()
         for i in range(20):
             (self.folder / "folder" / str(i)).write_text(str(i))
-        result = self.s3("backup", "--signature", "v4", "folder", "bucket", "backup/")
+        result = self.s3("backup", "folder", "bucket", "backup/")
         self.assertEqual(len(self.server.objects), 20)
         self.assertEqual(set(self.front.refused), {"AuthorizationHeaderMalformed", "RequestTimeTooSkewed"})
         self.assertIn("clock differs", result.err)
         self.front.refused.clear()
-        self.s3("restore", "--signature", "v4", "--region", "eu-central-1", "bucket", "backup/", "restored")
+        self.s3("restore", "--region", "eu-central-1", "bucket", "backup/", "restored")
         self.assertEqual((self.folder / "restored" / "19").read_text(), "19")
         self.assertNotIn("AuthorizationHeaderMalformed", self.front.refused)
 
     def test_region_of_the_environment(self):
         self.front.region = "eu-west-1"
         self.environment["AWS_REGION"] = "eu-west-1"
-        self.s3("ls", "--signature", "v4", "bucket")
+        self.s3("ls", "bucket")
         self.environment["AWS_REGION"] = "other"
         self.environment["VEXIL_S3_REGION"] = "eu-west-1"
-        self.s3("ls", "--signature", "v4", "bucket")
+        self.s3("ls", "bucket")
         self.assertEqual(self.front.refused, [])
         self.environment["VEXIL_S3_REGION"] = "eu/west"
-        self.assertIn("the region 'eu/west' cannot be used", self.s3("ls", "--signature", "v4", "bucket", code=2).err)
+        self.assertIn("the region 'eu/west' cannot be used", self.s3("ls", "bucket", code=2).err)
 
     def test_wanted_version_is_told(self):
         result = self.s3("ls", "--signature", "v2", "bucket", code=4)
@@ -81,41 +85,111 @@ class SignatureTest(FakeServerTest):
         self.front.token = "token/+=="
         self.environment["VEXIL_S3_SESSION_TOKEN"] = "token/+=="
         log = self.folder / "log.xml"
-        self.s3("ls", "--signature", "v4", "--verbose-log", "log.xml", "bucket")
+        self.s3("ls", "--verbose-log", "log.xml", "bucket")
         text = log.read_text()
         self.assertNotIn("token/+==", text)
         self.assertNotIn("Signature=", text)
         self.assertNotIn("Credential=", text)
         del self.environment["VEXIL_S3_SESSION_TOKEN"]
-        self.s3("ls", "--signature", "v4", "bucket", code=1)
+        self.s3("ls", "bucket", code=1)
 
     def test_keys_of_other_tools(self):
         ours = {name: self.environment.pop(name) for name in ("VEXIL_S3_ACCESS_KEY", "VEXIL_S3_SECRET_KEY")}
         self.front.token = "t"
         self.environment.update(AWS_ACCESS_KEY_ID="access", AWS_SECRET_ACCESS_KEY=SECRET, AWS_SESSION_TOKEN="t")
-        self.s3("ls", "--signature", "v4", "bucket")
+        self.s3("ls", "bucket")
         del self.environment["AWS_SECRET_ACCESS_KEY"]
-        self.assertIn("AWS_SECRET_ACCESS_KEY", self.s3("ls", "--signature", "v4", "bucket", code=2).err)
+        self.assertIn("AWS_SECRET_ACCESS_KEY", self.s3("ls", "bucket", code=2).err)
         self.front.token = ""
         self.environment.update(ours)
-        self.s3("ls", "--signature", "v4", "bucket")
+        self.s3("ls", "bucket")
 
     def test_profile(self):
         credentials = self.folder / "credentials"
         credentials.write_text("[a]\naws_access_key_id=access\naws_secret_access_key=%s\n" % SECRET)
         self.environment["AWS_SHARED_CREDENTIALS_FILE"] = str(credentials)
         self.environment["VEXIL_S3_SECRET_KEY"] = "wrong"
-        self.s3("ls", "--signature", "v4", "--profile", "a", "bucket")
+        self.s3("ls", "--profile", "a", "bucket")
         self.assertIn("has no profile 'b'", self.s3("ls", "--profile", "b", "bucket", code=2).err)
         self.assertIn("exclude each other", self.s3("ls", "--profile", "a", "--credentials", "x", "bucket", code=2).err)
         for name in ("VEXIL_S3_ACCESS_KEY", "VEXIL_S3_SECRET_KEY"):
             del self.environment[name]
         self.environment["AWS_PROFILE"] = "a"
-        self.s3("ls", "--signature", "v4", "bucket")
+        self.s3("ls", "bucket")
+
+    def test_token_of_a_file(self):
+        self.front.token = "token/+=="
+        keys = self.write("keys", b"session_token = token/+==\naccess_key=access\nsecret_key=" + SECRET.encode())
+        keys.chmod(0o600)
+        self.environment["VEXIL_S3_SESSION_TOKEN"] = "not of the file"
+        self.s3("ls", "--credentials", "keys", "bucket")
+        self.write("keys", b"access_key=access\nsecret_key=" + SECRET.encode())
+        self.s3("ls", "--credentials", "keys", "bucket", code=1)
+        self.write("keys", b"token=x\n")
+        self.assertIn("begins neither with 'access_key=' nor with 'secret_key=' nor with 'session_token='",
+                      self.s3("ls", "--credentials", "keys", "bucket", code=2).err)
+
+    def test_version_2_is_told_to_the_user_of_an_old_service(self):
+        message = b"<Error><Code>InvalidArgument</Code><Message>Unsupported Authorization Type</Message></Error>"
+        self.write("folder/a")
+        self.environment["VEXIL_S3_ENDPOINT"] = self.server.endpoint
+        for key, arguments in (("?prefix=", ("ls", "bucket")), ("a", ("put", "folder/a", "bucket", "a")),
+                               ("backup/a", ("backup", "folder", "bucket", "backup/"))):
+            self.server.faults[key] = [Fault(status=400, page=message) for _ in range(20)]
+            self.server.requests.clear()
+            self.assertIn("give --signature v2", self.s3(*arguments, code=4).err)
+            self.assertTrue(all(headers["Authorization"].startswith("AWS4-HMAC-SHA256 ")
+                                for _, _, headers in self.server.requests), "no other version is tried")
+
+    def test_queue_follows_redirects_within_the_host(self):
+        self.write("folder/file", b"content")
+        self.server.faults["backup/file"] = [self.redirect("/bucket/backup/other"), self.redirect("/bucket/backup/file")]
+        self.server.faults["backup/other"] = [self.redirect("/bucket/backup/a%20b", 308)]
+        self.server.faults["backup/a b"] = [Fault(status=503), None]
+        self.s3("backup", "--retries", "1", "folder", "bucket", "backup/")
+        self.assertEqual(self.server.objects, {"backup/a b": b"content"})
+        self.assertEqual(self.server.puts(), ["backup/file", "backup/other", "backup/a b", "backup/a b"])
+        self.server.objects["real"] = b"CONTENT"
+        self.server.faults["backup/a b"] = [self.redirect("/bucket/real")]
+        self.s3("restore", "--retries", "0", "bucket", "backup/", "restored")
+        self.assertEqual(self.files_in("restored"), {"a b": b"CONTENT"})
+        self.assertEqual(self.front.refused, [])
+
+    def test_limits_of_redirects_and_corrections(self):
+        """Neither the commands nor their queue do more than five redirects and two corrections."""
+        self.write("folder/file", b"content")
+        for arguments in (("put", "folder/file", "bucket", "k/file"), ("backup", "folder", "bucket", "k/"),
+                          ("head", "bucket", "k/file")):
+            self.server.faults["k/file"] = [self.redirect("/bucket/k/file") for _ in range(20)]
+            self.server.requests.clear()
+            self.s3(*arguments, code=None)
+            self.assertEqual(len([key for _, key, _ in self.server.requests if key == "k/file"]), 6, arguments)
+        self.server.faults.clear()
+        self.server.objects.clear()
+        for arguments in (("put", "folder/file", "bucket", "k/file"), ("ls", "bucket"),
+                          ("backup", "folder", "bucket", "k/"), ("head", "bucket", "k/file")):
+            self.front.moving_region = 0
+            self.front.refused.clear()
+            error = self.s3(*arguments, code=None).err
+            if "HEAD" not in error:  # a response without a document
+                self.assertIn("give --region region-3", error)
+            self.assertEqual(self.front.refused, 3 * ["AuthorizationHeaderMalformed"], arguments)
+        self.assertEqual(self.server.objects, {})
+
+    def test_no_redirect_to_another_host(self):
+        other = FakeS3()
+        self.addCleanup(other.close)
+        self.write("folder/file", b"content")
+        for location in (other.endpoint + "/bucket/k/file", "https" + self.front.endpoint[4:] + "/bucket/k/file"):
+            for arguments in (("put", "folder/file", "bucket", "k/file"), ("backup", "folder", "bucket", "k/")):
+                self.server.faults["k/file"] = [self.redirect(location)]
+                self.s3(*arguments, code=1)
+        self.assertEqual(other.requests, [])
+        self.assertEqual(self.server.objects, {})
 
     def test_wrong_secret(self):
         self.environment["VEXIL_S3_SECRET_KEY"] = "wrong"
-        self.s3("ls", "--signature", "v4", "bucket", code=4)
+        self.s3("ls", "bucket", code=4)
         self.assertEqual(self.front.refused, ["SignatureDoesNotMatch"])
 
 

@@ -173,7 +173,8 @@ class CredentialsTest(FakeServerTest):
     def test_a_file_gives_the_keys(self):
         result = self.use(f"# comment\r\n\r\n secret_key = {SECRET}\r\naccess_key=my access\r\n")
         self.assertEqual(result.err, "")
-        self.assertTrue(self.server.requests[0][2]["Authorization"].startswith("AWS my access:"))
+        self.assertTrue(self.server.requests[0][2]["Authorization"].startswith(
+            "AWS4-HMAC-SHA256 Credential=my access/"))
 
     @not_on_windows("file modes")
     def test_a_file_for_all_eyes_is_warned_of(self):
@@ -190,6 +191,11 @@ class CredentialsTest(FakeServerTest):
         self.write("keys", f"access_key=myaccess\nsecret_key={SECRET}\n".encode()).chmod(0o600)
         result = self.run_program("--credentials", "keys", "--log-level", "debug", "s3", "ls", "bucket")
         self.assertIn("~stripped~", result.err)
+        self.assertIn("GET /bucket", result.err)
+        for secret in (SECRET, "Credential=", "Signature="):
+            self.assertNotIn(secret, result.err + result.out)
+        result = self.run_program("--credentials", "keys", "--log-level", "debug", "s3", "ls", "--signature", "v2", "bucket")
+        self.assertTrue(self.server.requests[-1][2]["Authorization"].startswith("AWS myaccess:"))
         self.assertIn("GET /bucket", result.err)
         for secret in (SECRET, "AWS myaccess"):
             self.assertNotIn(secret, result.err + result.out)

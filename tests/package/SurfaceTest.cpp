@@ -723,6 +723,7 @@ void name_vexil_CS3Client() {
         &Class::makePresignedURL));
     name(static_cast<void (Class::*)(CNetRequest&)>(&Class::signAgain));
     name(static_cast<bool (Class::*)(CNetRequest&, const std::exception&)>(&Class::learnFromRefusal));
+    name(static_cast<bool (Class::*)(CNetRequest&, const std::exception&)>(&Class::followRedirect));
     name(static_cast<void (*)(std::exception&, CNetRequest&)>(&Class::tryThrowBetterError));
     name(static_cast<String (*)(CNetRequest*)>(&Class::getCanonicalRequest));
     name(static_cast<void (Class::*)(INetRequestSetup*)>(&Class::setRequestSetup));

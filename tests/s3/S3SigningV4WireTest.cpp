@@ -305,10 +305,49 @@ TEST_F(S3SigningV4WireTest, SignsARedirectWithinTheHostAgain) {
     EXPECT_EQ(peer.requests().at(1).body, "body");
 }
 
-TEST_F(S3SigningV4WireTest, FollowsNoEndlessRedirects) {
-    const std::string again = reply("307 Temporary Redirect", "", "Location: /b/k\r\n");
-    answer({again, again, again, again, again, again});
+const std::string redirectToItself = reply("307 Temporary Redirect", "", "Location: /b/k\r\n");
+
+TEST_F(S3SigningV4WireTest, FollowsFiveRedirects) {
+    std::vector<std::string> replies(5, redirectToItself);
+    replies.push_back(reply("200 OK", ""));
+    answer(replies);
+    EXPECT_NO_THROW(v4.deleteObject(request, "b", "k"));
+    EXPECT_EQ(heads(6).size(), 6u);
+}
+
+TEST_F(S3SigningV4WireTest, FollowsNoSixthRedirect) {
+    peer.setDefaultReply(redirectToItself);
     EXPECT_THROW(v4.deleteObject(request, "b", "k"), CCURLError);
+    EXPECT_EQ(heads(6).size(), 6u);
+    EXPECT_THAT(v4.waits, testing::IsEmpty()) << "a redirect is no reason to try again";
+}
+
+TEST_F(S3SigningV4WireTest, GivesUpAfterTwoCorrections) {
+    const auto number = std::make_shared<int>(0);
+    peer.setDefaultReply([number](const auto&) { return wrongRegion("r" + std::to_string(++*number)); });
+    EXPECT_TRUE(thrownBy<vexil::CS3SigningError>([&] { v4.deleteObject(request, "b", "k"); }));
+    const auto sent = heads(3);
+    EXPECT_THAT(sent[0], HasSubstr("/us-east-1/s3/aws4_request"));
+    EXPECT_THAT(sent[1], HasSubstr("/r1/s3/aws4_request"));
+    EXPECT_THAT(sent[2], HasSubstr("/r2/s3/aws4_request"));
+    EXPECT_THAT(v4.waits, testing::IsEmpty());
+}
+
+TEST_F(S3SigningV4WireTest, CorrectsRegionAndClockBetweenRedirects) {
+    answer({redirectToItself, wrongRegion("r1"), redirectToItself, skewed("Tue, 03 Mar 2020 09:05:09 GMT"),
+            redirectToItself, redirectToItself, redirectToItself, reply("200 OK", "")});
+    EXPECT_NO_THROW(v4.deleteObject(request, "b", "k"));
+    EXPECT_EQ(heads(8).size(), 8u);
+}
+
+TEST_F(S3SigningV4WireTest, LetsTheCallerFollowARedirectWithinTheHost) {
+    answer({reply("308 Permanent Redirect", "", "Location: /b/other\r\n")});
+    v4.prepareGetObjectRequest(request, "b", "k", 0, -1);
+    const auto error = thrownBy<CCURLError>([&] { request.perform(); });
+    ASSERT_TRUE(error);
+    EXPECT_TRUE(v4.followRedirect(request, *error));
+    EXPECT_EQ(request.getURL().toUTF8(), peer.url("/b/other"));
+    EXPECT_FALSE(client.followRedirect(request, *error)) << "libcurl follows them for version 2";
 }
 
 }  // namespace

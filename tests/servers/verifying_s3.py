@@ -36,6 +36,7 @@ class VerifyingS3:
         self.backend = urllib.parse.urlsplit(backend)
         self.access_key, self.secret_key, self.token = access_key, secret_key, token
         self.region = region
+        self.moving_region = None  # a number: each request is for the wrong region, the next one
         self.clock_offset = clock_offset  # seconds that this server's clock is ahead
         self.passed = []  # (method, path) of valid requests
         self.refused = []  # S3 codes
@@ -68,6 +69,9 @@ class VerifyingS3:
         access_key, day, region, names, signature = found.groups()
         if access_key != self.access_key:
             raise Refusal(403, "InvalidAccessKeyId", "The AWS Access Key Id you provided does not exist in our records.")
+        if self.moving_region is not None:
+            self.moving_region += 1
+            self.region = "region-%d" % self.moving_region
         if region != self.region:
             raise Refusal(400, "AuthorizationHeaderMalformed",
                           "The authorization header is malformed; the region '%s' is wrong; expecting '%s'"

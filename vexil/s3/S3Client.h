@@ -871,10 +871,16 @@ public:
     /// After a failed transfer of a request that version 4 has signed: reads from the response for which
     /// region, or for which time, the service wants a signature, and signs for these from now on. The region
     /// counts for one bucket. The clock is corrected by at most 24 hours. Both are told in the log. The
-    /// operations call it and try once more; code that performs prepared requests in another way may do so,
-    /// too.
+    /// operations call it, at most twice for one request, and try once more; code that performs prepared
+    /// requests in another way may do so, too.
     /// \return whether the request can succeed if it is prepared, or signed, again
     bool learnFromRefusal(CNetRequest& request, const std::exception& error);
+
+    /// After a redirect (301, 302, 307 or 308) of a request of version 4 to the same scheme, host and port:
+    /// sets the new URL on the request. The operations follow at most 5 redirects in this way. Code that
+    /// performs prepared requests in another way must sign the request again (signAgain()), and count.
+    /// \return whether the request has a new URL; false for version 2, for which libcurl follows redirects
+    bool followRedirect(CNetRequest& request, const std::exception& error);
 
     /// Throws a CS3Error with status 0 if the body of a successful response to a copy contains an error.
     /// \param body  must not be null
@@ -1064,7 +1070,6 @@ private:
     zet::CTime getSigningTime() const;
     bool learnRegion(CNetRequest& request);
     bool learnClock(const CNetRequest& request);
-    bool followRedirect(CNetRequest& request, const std::exception& error);
     std::pair<String, String> makeTimeHeader() const;
     CS3SigningKeys getKeys() const;
     String makeObjectURL(const String& bucket, const String& object) const;

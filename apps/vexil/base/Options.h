@@ -44,7 +44,7 @@ struct COptions {
     std::string credentialsFile;  ///< "" for the environment's credentials
 
     bool verifyETag = true;  ///< of S3 objects, if it is an MD5
-    int s3Signature = 2;     ///< version of the signature, 2 or 4
+    int s3Signature = 4;     ///< version of the signature, 2 or 4
     std::string s3Region;    ///< "" for the environment's or the library's default
     std::string s3Profile;   ///< of the shared credentials file; "" for other credentials
 

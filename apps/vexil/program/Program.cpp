@@ -273,9 +273,10 @@ void CProgram::addTransferOptions(CLI::App& app) {
 }
 
 void CProgram::addFileOptions(CLI::App& app) {
-    app.add_option("--credentials", m_options.credentialsFile,
-                   "File with the lines 'access_key=...' and 'secret_key=...' for S3, 'user=...' and "
-                   "'password=...' for FTP and mail (default: the environment)")
+    app.add_option(
+           "--credentials", m_options.credentialsFile,
+           "File with the lines 'access_key=...' and 'secret_key=...' for S3, for temporary keys also "
+           "'session_token=...', or 'user=...' and 'password=...' for FTP and mail (default: the environment)")
         ->type_name("FILE")
         ->check(notEmpty());
     app.add_option("--verbose-log", m_options.verboseLog,
@@ -315,8 +316,7 @@ void CProgram::addCommands(CLI::App& app) {
                  "--no-verify-etag is for servers with other ETags that look like an MD5");
     s3->add_option(
           "--signature", m_options.s3Signature,
-          "Version of the signature of requests: v2 (default) or v4, which Amazon's newer regions and "
-          "many other servers demand")
+          "Version of the signature of requests: v4 (default), or v2 for old servers that do not know v4")
         ->type_name("VERSION")
         ->transform(oneOf<int>({{"v2", 2}, {"v4", 4}}));
     s3->add_option("--region", m_options.s3Region,

@@ -66,6 +66,7 @@ void CObjectDownload::prepare(CNetRequest& request) {
         // RFC 9110, 13.1.1. The signature does not cover this header.
         request.getCustomHTTPHeaders()->add("If-Match", m_eTag);
     }
+    m_detour.apply(m_access.getClient(), request);
 }
 
 void CObjectDownload::checkResponse(CNetRequest& request) {
@@ -184,7 +185,13 @@ bool CObjectDownload::areLeftBytesUseless(CNetRequest& request, const CError& er
 }
 
 bool CObjectDownload::canFallBack(CNetRequest& request, const CError& error) {
-    if (!areLeftBytesUseless(request, error) || CInterrupt::isRequested()) {
+    if (CInterrupt::isRequested()) {
+        return false;
+    }
+    if (m_detour.find(m_access.getClient(), request, error)) {
+        return true;
+    }
+    if (!areLeftBytesUseless(request, error)) {
         return false;
     }
     m_left->keep(0, nullptr);

@@ -2,6 +2,7 @@
 
 #include "apps/vexil/files/MD5OutStream.h"
 #include "apps/vexil/files/PartFile.h"
+#include "apps/vexil/s3/SigningDetour.h"
 #include "apps/vexil/transfer/Download.h"
 #include "vexil/BaseTypes.h"
 
@@ -35,7 +36,8 @@ public:
     /// \throws CError if another object has replaced this one
     bool canBeginAgain(CNetRequest& request, const CError& error) override;
 
-    /// Begins with the first byte if the bytes of an earlier program cannot be used.
+    /// Follows the service to another URL, region or clock. Begins with the first byte if the bytes of an
+    /// earlier program cannot be used.
     bool canFallBack(CNetRequest& request, const CError& error) override;
 
     int getContinuationCount() const noexcept override { return m_continuations; }
@@ -63,6 +65,7 @@ private:
     bool m_hasWrongContent = false;
     String m_wrongMD5;  // of the last wrong content
     int m_restarts = 0;
+    CSigningDetour m_detour;
 };
 
 }  // namespace vexil::app

@@ -20,6 +20,7 @@ void CObjectUpload::prepare(CNetRequest& request) {
     m_file->seek(0);
     m_access.getClient().preparePutObjectRequest(request, m_bucket, m_key, m_file, m_file->getSize(),
                                                  m_contentType);
+    m_detour.apply(m_access.getClient(), request);
 }
 
 void CObjectUpload::checkResponse(CNetRequest& request) {
@@ -42,6 +43,10 @@ bool CObjectUpload::canBeginAgain(CNetRequest&, const CError& error) {
     m_access.getConsole().message(Verbosity::Info, "vexil: the upload failed (" + error.getMessage() +
                                                        "); starting it again.");
     return true;
+}
+
+bool CObjectUpload::canFallBack(CNetRequest& request, const CError& error) {
+    return m_detour.find(m_access.getClient(), request, error);
 }
 
 }  // namespace vexil::app

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "apps/vexil/files/InterruptibleFile.h"
+#include "apps/vexil/s3/SigningDetour.h"
 #include "vexil/BaseTypes.h"
 #include "vexil/async/ITransfer.h"
 
@@ -19,6 +20,8 @@ public:
     void prepare(CNetRequest& request) override;
     void checkResponse(CNetRequest& request) override;
     bool canBeginAgain(CNetRequest& request, const CError& error) override;
+    /// Follows the service to another URL, region or clock.
+    bool canFallBack(CNetRequest& request, const CError& error) override;
 
 private:
     CS3Access& m_access;
@@ -28,6 +31,7 @@ private:
     String m_contentType;
     bool m_hasWrongContent = false;
     int m_wrongContents = 0;
+    CSigningDetour m_detour;
 };
 
 }  // namespace vexil::app

@@ -52,9 +52,10 @@ CS3Credentials loadS3Credentials(CSession& session) {
         return getProvidedCredentials(*profile);
     }
     const CCredentials keys = session.loadCredentials(names);
-    const std::string token =
-        options.credentialsFile.empty() ? findVariable("VEXIL_S3_SESSION_TOKEN").value_or("") : "";
-    return {keys.getName(), keys.getSecret(), String::fromUTF8Lossy(token)};
+    const String token = options.credentialsFile.empty()
+                             ? String::fromUTF8Lossy(findVariable("VEXIL_S3_SESSION_TOKEN").value_or(""))
+                             : keys.getToken();
+    return {keys.getName(), keys.getSecret(), token};
 }
 
 String findEndpoint(const COptions& options) {
@@ -125,7 +126,7 @@ int CPatientS3Client::performRequest(CNetRequest& request) {
             performOnce(request);
         },
         [&](const CError& error, CRetryPolicy::Failures& failures) {
-            return m_policy.decideRetry(request, error, failures);
+            return m_policy.decideOperationRetry(request, error, failures);
         });
 }
 
@@ -141,15 +142,15 @@ void CPatientS3Client::performOnce(CNetRequest& request) {
 }
 
 const CCredentialNames CS3Access::credentialNames = {"VEXIL_S3_ACCESS_KEY", "VEXIL_S3_SECRET_KEY",
-                                                     "access_key", "secret_key"};
+                                                     "access_key", "secret_key", "session_token"};
 
 CS3Access::CS3Access(CSession& session)
     : m_session(session), m_retryPolicy(makeRetrySettings(session)), m_policy(m_retryPolicy) {
     const CS3Credentials credentials = loadS3Credentials(session);
     m_client = new CPatientS3Client(credentials.accessKeyId, credentials.secretKey, true, m_policy);
-    m_policy.setClient(m_client.get());
     m_client->setSessionToken(credentials.sessionToken);
     setSignature(*m_client, session.getOptions());
+    m_policy.setHasDetours(m_client->getSignatureVersion() == S3SignatureVersion::V4);
     if (const String endpoint = findEndpoint(session.getOptions()); !endpoint.isEmpty()) {
         setEndpoint(*m_client, endpoint);
     }

@@ -30,8 +30,9 @@ struct CCredentialNames;
 /// thread.
 class CS3Access {
 public:
-    /// VEXIL_S3_ACCESS_KEY and VEXIL_S3_SECRET_KEY, or "access_key=..." and "secret_key=...". The profile of
-    /// --profile replaces them, and the variables of Amazon's tools count if none of these is given.
+    /// VEXIL_S3_ACCESS_KEY and VEXIL_S3_SECRET_KEY, or "access_key=...", "secret_key=..." and, for temporary
+    /// keys, "session_token=..." in a file. The profile of --profile replaces them, and the variables of
+    /// Amazon's tools count if none of these is given.
     static const CCredentialNames credentialNames;
     /// As many objects as a server deletes with one request.
     static constexpr std::size_t maxKeysOfBatch = 1000;

@@ -12,6 +12,9 @@ namespace {
 
 constexpr const char* checkKeys =
     "Check VEXIL_S3_ACCESS_KEY and VEXIL_S3_SECRET_KEY, or the file of --credentials.";
+constexpr const char* checkSecret =
+    "Check VEXIL_S3_ACCESS_KEY and VEXIL_S3_SECRET_KEY, or the file of --credentials. An old server may need "
+    "--signature v2.";
 constexpr const char* nameRegion =
     "The bucket is in another region: give that region's server with --endpoint.";
 
@@ -25,7 +28,7 @@ constexpr CKnownCode knownCodes[] = {
     {"NoSuchBucket", "Check the bucket's name, or make it with: vexil s3 mb BUCKET"},
     {"NoSuchKey", "List the bucket with: vexil s3 ls BUCKET"},
     {"InvalidAccessKeyId", checkKeys},
-    {"SignatureDoesNotMatch", checkKeys},
+    {"SignatureDoesNotMatch", checkSecret},
     {"AccessDenied", "The owner of these keys is not allowed to do that. "
                      "Check the keys, and the rights on the bucket."},
     {"PermanentRedirect", nameRegion},

@@ -16,6 +16,10 @@ void checkStatus(CNetRequest& request) {
     }
 }
 
+bool isClockRefused(const CError& error) {
+    return error.getProps().lookup("s3-code") == "RequestTimeTooSkewed";
+}
+
 }  // namespace
 
 void CS3TransferPolicy::checkResult(CNetRequest& request) {
@@ -30,14 +34,15 @@ void CS3TransferPolicy::checkResult(CNetRequest& request) {
 
 std::optional<std::chrono::milliseconds>
 CS3TransferPolicy::decideRetry(CNetRequest& request, const CError& error, CRetryPolicy::Failures& failures) {
-    static constexpr int maxLearning = 2;  // a region and a clock
-    if (m_client && failures.count < maxLearning && m_client->learnFromRefusal(request, error)) {
-        ++failures.count;
-        return std::chrono::milliseconds(0);
-    }
+    return m_hasDetours && isClockRefused(error) ? std::nullopt
+                                                 : decideOperationRetry(request, error, failures);
+}
+
+std::optional<std::chrono::milliseconds>
+CS3TransferPolicy::decideOperationRetry(CNetRequest& request, const CError& error,
+                                        CRetryPolicy::Failures& failures) {
     // The next try is signed with the time of that moment. A wrong clock stays wrong.
-    const bool isClockWrong =
-        error.getProps().lookup("s3-code") == "RequestTimeTooSkewed" && failures.count > 0;
+    const bool isClockWrong = isClockRefused(error) && failures.count > 0;
     return isTransientError(error) && !isClockWrong ? decidePause(request, error, failures) : std::nullopt;
 }
 

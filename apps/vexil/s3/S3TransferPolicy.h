@@ -4,10 +4,6 @@
 #include "apps/vexil/transfer/ServerPolicy.h"
 #include "vexil/net/RetryPolicy.h"
 
-namespace vexil {
-class CS3Client;
-}
-
 namespace vexil::app {
 
 /// The policy of S3 transfers: temporary failures (isTransientError()) are tried again as the retry
@@ -16,13 +12,15 @@ class CS3TransferPolicy : public virtual CBase, public IServerPolicy {
 public:
     /// The retry policy must outlive it.
     explicit CS3TransferPolicy(CRetryPolicy& retryPolicy) : m_retryPolicy(retryPolicy) {}
-    /// The client that signs the transfers; it learns region and clock from refusals. It must outlive this
-    /// object. Null, the default: nothing is learnt.
-    void setClient(CS3Client* client) noexcept { m_client = client; }
+    /// Set it if the transfers have a CSigningDetour, which cares for refused clocks. Default false.
+    void setHasDetours(bool hasDetours) noexcept { m_hasDetours = hasDetours; }
 
     void checkResult(CNetRequest& request) override;
     std::optional<std::chrono::milliseconds> decideRetry(CNetRequest& request, const CError& error,
                                                          CRetryPolicy::Failures& failures) override;
+    /// The same for an operation of the client, outside a queue.
+    [[nodiscard]] std::optional<std::chrono::milliseconds>
+    decideOperationRetry(CNetRequest& request, const CError& error, CRetryPolicy::Failures& failures);
     std::optional<std::chrono::milliseconds> decidePause(CNetRequest& request, const CError& error,
                                                          CRetryPolicy::Failures& failures) override;
     bool mayTryAgain(const CRetryPolicy::Failures& failures) const override {
@@ -36,7 +34,7 @@ public:
 
 private:
     CRetryPolicy& m_retryPolicy;
-    CS3Client* m_client = nullptr;
+    bool m_hasDetours = false;
 };
 
 }  // namespace vexil::app

@@ -35,7 +35,8 @@ String fromVariable(const char* name, const CCredentialNames& names) {
 
 }  // namespace
 
-CCredentials::CCredentials(const String& name, const String& secret) : m_name(name), m_secret(secret) {}
+CCredentials::CCredentials(const String& name, const String& secret, const String& token)
+    : m_name(name), m_secret(secret), m_token(token) {}
 
 bool CCredentials::areInEnvironment(const CCredentialNames& names) {
     const auto isSet = [](const char* name) { return !getEnvironmentVariable(name).value_or("").empty(); };
@@ -57,8 +58,7 @@ CCredentials CCredentials::fromFile(const std::filesystem::path& file, const CCr
 
 CCredentials CCredentials::fromStream(std::istream& stream, const String& streamName,
                                       const CCredentialNames& names) {
-    String name;
-    String secret;
+    CCredentials found{String(), String()};
     std::string bytes;
     errno = 0;
     for (int number = 1; std::getline(stream, bytes); ++number) {
@@ -68,21 +68,32 @@ CCredentials CCredentials::fromStream(std::istream& stream, const String& stream
             continue;
         }
         const std::size_t equals = line.find(L'=');
-        const String key = line.substr(0, equals).trimmed();
-        if (equals == String::npos || (!(key == names.nameKey) && !(key == names.secretKey))) {
+        String* const part = equals == String::npos ? nullptr : found.findPart(line.substr(0, equals), names);
+        if (!part) {
             refuse(where + " begins neither with '" + names.nameKey + "=' nor with '" + names.secretKey +
-                   "='");
+                   (names.tokenKey ? String("=' nor with '") + names.tokenKey : String()) + "='");
         }
-        (key == names.nameKey ? name : secret) = line.substr(equals + 1).trimmed();
+        *part = line.substr(equals + 1).trimmed();
     }
     if (stream.bad()) {
         refuse("cannot read the credentials file " + streamName + ": " + describeSystemError(errno));
     }
-    if (name.isEmpty() || secret.isEmpty()) {
+    if (found.m_name.isEmpty() || found.m_secret.isEmpty()) {
         refuse("the credentials file " + streamName + " has no " +
-               (name.isEmpty() ? names.nameKey : names.secretKey));
+               (found.m_name.isEmpty() ? names.nameKey : names.secretKey));
     }
-    return {name, secret};
+    return found;
+}
+
+String* CCredentials::findPart(const String& key, const CCredentialNames& names) {
+    const String name = key.trimmed();
+    if (name == names.nameKey) {
+        return &m_name;
+    }
+    if (name == names.secretKey) {
+        return &m_secret;
+    }
+    return names.tokenKey && name == names.tokenKey ? &m_token : nullptr;
 }
 
 }  // namespace vexil::app

@@ -13,13 +13,14 @@ struct CCredentialNames {
     const char* secretVariable;
     const char* nameKey;  ///< in a file
     const char* secretKey;
+    const char* tokenKey = nullptr;  ///< of the token of temporary keys; null if a file cannot have one
 };
 
 /// Name and secret of an account on a server. They come from the environment or from a file, never from the
 /// arguments, which every user of the machine can read. No message shows them.
 class CCredentials {
 public:
-    CCredentials(const String& name, const String& secret);
+    CCredentials(const String& name, const String& secret, const String& token = "");
 
     /// Whether at least one of the variables is set and not empty.
     static bool areInEnvironment(const CCredentialNames& names);
@@ -36,10 +37,15 @@ public:
     const String& getName() const noexcept { return m_name; }
     /// Secret key, or password.
     const String& getSecret() const noexcept { return m_secret; }
+    /// Token of temporary keys in a file; "" for none.
+    const String& getToken() const noexcept { return m_token; }
 
 private:
+    String* findPart(const String& key, const CCredentialNames& names);
+
     String m_name;
     String m_secret;
+    String m_token;
 };
 
 }  // namespace vexil::app
