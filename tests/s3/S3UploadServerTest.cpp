@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <malloc.h>
 #include <random>
 
 namespace {
@@ -125,6 +126,20 @@ TEST_P(S3UploadServerTest, StreamIsStoredInParts) {
     expectStored(manager.uploadStream(stream, bucket, "k"));
     stream->seek(0);
     expectStored(manager.upload(stream, fileSize, bucket, "k"));
+}
+
+TEST_P(S3UploadServerTest, PartsOfAStreamAreNotKept) {
+    // Memory of parts goes back to the system at once, so that all of it is counted.
+    mallopt(M_MMAP_THRESHOLD, 1 << 20);
+    CS3TransferManager manager(client, {.parallelParts = 2});
+    EXPECT_EQ(manager.uploadStream(stream, bucket, "k").partCount, 8);
+    stream->seek(0);
+    forgetPeak();
+    const int before = peakResidentSize();
+    expectStored(manager.uploadStream(stream, bucket, "k"));
+    const int growth = peakResidentSize() - before;
+    std::printf("peak resident size grew by %d KiB\n", growth);
+    EXPECT_LT(growth, 2 * 8 * 1024 + 4 * 1024);
 }
 
 TEST_P(S3UploadServerTest, CancelledUploadIsResumed) {

@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
+#include <thread>
 
 namespace {
 
@@ -95,6 +96,33 @@ public:
 private:
     const std::string m_bytes;
     std::size_t m_position = 0;
+};
+
+/// A stream whose end only the thread that has made it may read at once. Others wait for release().
+class BlockingStream : public zet::CMemoryInStream {
+public:
+    BlockingStream(const std::string& bytes, int64 end)
+        : CMemoryInStream(bytes.data(), static_cast<int>(bytes.size())), m_end(end) {}
+
+    [[nodiscard]] int read(void* buffer, int maxLength) override {
+        if (std::this_thread::get_id() != m_maker && getPosition() >= m_end) {
+            isBlocked = true;
+            m_isReleased.wait(false);
+            isBlocked = false;
+        }
+        return CMemoryInStream::read(buffer, maxLength);
+    }
+    void release() {
+        m_isReleased = true;
+        m_isReleased.notify_all();
+    }
+
+    std::atomic<bool> isBlocked{false};
+
+private:
+    const std::thread::id m_maker = std::this_thread::get_id();
+    const int64 m_end;
+    std::atomic<bool> m_isReleased{false};
 };
 
 class S3UploadTest : public testing::Test {
@@ -478,6 +506,34 @@ TEST_F(S3UploadTest, ErrorOfTheObserverEndsTheUpload) {
         }
     };
     EXPECT_THROW((void)uploadFile(content), std::runtime_error);
+    expectNothingIsLeft();
+    mayLeave = true;
+}
+
+TEST_F(S3UploadTest, PartsAreDeletedWhenAllTransfersHaveEnded) {
+    const P<BlockingStream> stream = zet::make<BlockingStream>(content, 2 * partSize);
+    std::thread releaser;
+    observer->whenShown = [&] {
+        if (stream->isBlocked) {
+            releaser = std::thread([stream] {
+                std::this_thread::sleep_for(200ms);
+                stream->release();
+            });
+            throw std::runtime_error("enough");
+        }
+    };
+    std::atomic<bool> wasBlocked{false};
+    service.setFault([&](const Call& call) -> std::optional<std::string> {
+        if (call.operation == Operation::Abort) {
+            wasBlocked = stream->isBlocked.load();
+        }
+        return std::nullopt;
+    });
+    CS3TransferManager manager(client, settings);
+    EXPECT_THROW((void)manager.upload(stream, static_cast<int64>(content.size()), "b", "k"),
+                 std::runtime_error);
+    releaser.join();
+    EXPECT_FALSE(wasBlocked);
     expectNothingIsLeft();
     mayLeave = true;
 }

@@ -261,12 +261,12 @@ CS3UploadResult CS3TransferManager::uploadStream(zet::IInStream* data, const Str
     const int64 partSize = choosePartSize(m_settings.partSize, 0);
     CS3Upload upload(m_client, m_settings, {bucket, key, options}, -1);
     CPartReader reader(*data, upload);
-    const P<TBuffer<unsigned char>> first = reader.read(static_cast<int>(partSize));
+    P<TBuffer<unsigned char>> first = reader.read(static_cast<int>(partSize));
     if (!reader.hasMore()) {
         return upload.storeWhole(first->getUsed(), openMemory(first));
     }
     CStreamParts parts(upload, reader, partSize, m_settings.parallelParts);
-    return upload.storeInParts([&] { parts.send(first); });
+    return upload.storeInParts([&] { parts.send(std::move(first)); });
 }
 
 // ---- resumption ------------------------------------------------------------------------------------------
