@@ -1075,7 +1075,8 @@ void name_vexil_S3Transfers() {
                                                             .retryPolicy = CRetryPolicy(),
                                                             .deadline = CRetryPolicy::Clock::now(),
                                                             .verifiesETags = any<bool>(),
-                                                            .keepsForResume = any<bool>()};
+                                                            .keepsForResume = any<bool>(),
+                                                            .requestObserver = any<ITransferObserver*>()};
     }
     using Class = CS3TransferManager;
     if (t_construct) {

@@ -125,6 +125,22 @@ private:
     std::atomic<bool> m_isReleased{false};
 };
 
+/// Counts the requests, and ends them on demand.
+class RequestObserver : public virtual vexil::CBase, public vexil::ITransferObserver {
+public:
+    void checkContinue() override {
+        if (isStopped) {
+            throw std::runtime_error("enough");
+        }
+    }
+    void onStart(CNetRequest&) override { ++started; }
+    void onEnd(CNetRequest&) override { ++ended; }
+
+    std::atomic<bool> isStopped{false};
+    int started = 0;
+    int ended = 0;
+};
+
 class S3UploadTest : public testing::Test {
 protected:
     S3UploadTest() : content(ScriptedPeer::pattern(0, 2 * partSize + 100)) {
@@ -506,6 +522,43 @@ TEST_F(S3UploadTest, ErrorOfTheObserverEndsTheUpload) {
         }
     };
     EXPECT_THROW((void)uploadFile(content), std::runtime_error);
+    expectNothingIsLeft();
+    mayLeave = true;
+}
+
+TEST_F(S3UploadTest, RequestsAreObserved) {
+    const P<RequestObserver> requests = zet::make<RequestObserver>();
+    settings.requestObserver = requests;
+    expectStored(uploadFile(content));
+    EXPECT_EQ(requests->started, 6);
+    EXPECT_EQ(requests->ended, 6);
+}
+
+TEST_F(S3UploadTest, StoppedRequestsLeaveNoParts) {
+    const P<RequestObserver> requests = zet::make<RequestObserver>();
+    settings.requestObserver = requests;
+    // A program cancels each transfer from inside after a signal.
+    class Progress : public virtual vexil::CBase, public CNetRequest::ITransferProgress {
+    public:
+        explicit Progress(P<RequestObserver> observer) : m_observer(std::move(observer)) {}
+        void onProgress(int64, int64, int64, int64) override {
+            if (m_observer->isStopped) {
+                throw CError("stopped");
+            }
+        }
+
+    private:
+        const P<RequestObserver> m_observer;
+    };
+    client.setRequestSetup(vexil::makeRequestSetup(
+        [requests](CNetRequest& request) { request.setTransferProgress(zet::make<Progress>(requests)); }));
+    service.setFault([&](const Call& call) -> std::optional<std::string> {
+        if (call.operation == Operation::Part) {
+            requests->isStopped = true;
+        }
+        return std::nullopt;
+    });
+    EXPECT_ANY_THROW((void)uploadFile(content));
     expectNothingIsLeft();
     mayLeave = true;
 }

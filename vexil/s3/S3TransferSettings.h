@@ -1,6 +1,7 @@
 #pragma once
 
 #include "vexil/BaseTypes.h"
+#include "vexil/async/ITransferObserver.h"
 #include "vexil/net/CancelToken.h"
 #include "vexil/net/RetryPolicy.h"
 #include "vexil/s3/IS3TransferObserver.h"
@@ -30,6 +31,10 @@ struct CS3TransferSettings {
     /// Keeps the parts of an upload that has failed, or was cancelled, so that it can be resumed. By default
     /// they are deleted.
     bool keepsForResume = false;
+    /// Watches the requests of uploads, for a program that logs them; a reference is kept. Null for none. It
+    /// is called on the thread that called the manager. An exception ends the upload. For the request that
+    /// deletes parts its checkContinue() is not called.
+    P<ITransferObserver> requestObserver = nullptr;
 };
 
 }  // namespace vexil

@@ -96,19 +96,46 @@ private:
     const CSteps m_steps;
 };
 
-/// Shows the progress and observes the deadline.
+/// Shows the progress, observes the deadline, and calls the observer of the caller.
 class CS3Upload::CObserver : public virtual CBase, public ITransferObserver {
 public:
-    /// The upload must outlive it.
-    explicit CObserver(const CS3Upload& upload) : m_upload(upload) {}
+    /// \param upload  must outlive it
+    /// \param mayEnd  whether cancel token, deadline and observers may end the requests
+    CObserver(const CS3Upload& upload, bool mayEnd) : m_upload(upload), m_mayEnd(mayEnd) {}
 
     void checkContinue() override {
-        m_upload.checkContinue();
-        m_upload.showProgress();
+        if (m_mayEnd) {
+            m_upload.checkContinue();
+            m_upload.showProgress();
+            forward([](ITransferObserver& observer) { observer.checkContinue(); });
+        }
+    }
+    void onStart(CNetRequest& request) override {
+        forward([&](ITransferObserver& observer) { observer.onStart(request); });
+    }
+    void onProgress(CNetRequest& request) override {
+        forward([&](ITransferObserver& observer) { observer.onProgress(request); });
+    }
+    void onEnd(CNetRequest& request) override {
+        forward([&](ITransferObserver& observer) { observer.onEnd(request); });
+    }
+    void onFatalFailure(CNetRequest& request) override {
+        forward([&](ITransferObserver& observer) { observer.onFatalFailure(request); });
+    }
+    void onGivenUp(CNetRequest& request) override {
+        forward([&](ITransferObserver& observer) { observer.onGivenUp(request); });
     }
 
 private:
+    template <class Call>
+    void forward(const Call& call) {
+        if (const P<ITransferObserver> observer = m_upload.m_settings.requestObserver) {
+            call(*observer);
+        }
+    }
+
     const CS3Upload& m_upload;
+    const bool m_mayEnd;
 };
 
 CS3Upload::CS3Upload(CS3Client& client, const CS3TransferSettings& settings, CS3UploadTarget target,
@@ -364,11 +391,14 @@ void CS3Upload::giveUp() noexcept {
 
 void CS3Upload::deleteParts() noexcept {
     try {
-        CTransferQueue queue(zet::make<CS3RequestPolicy>(m_client, makeBriefPolicy()), 1);
+        CTransferQueue queue(zet::make<CS3RequestPolicy>(m_client, makeBriefPolicy()), 1,
+                             zet::make<CObserver>(*this, false));
         queue.start(zet::make<CJob>(CSteps{.prepare =
                                                [this](CNetRequest& request) {
                                                    m_client.prepareAbortMultipartUploadRequest(
                                                        request, m_target.bucket, m_target.key, m_uploadId);
+                                                   // It may cancel all requests of a program that stops.
+                                                   request.setTransferProgress(nullptr);
                                                    request.setFullRequestTimeout(
                                                        zet::CTimeSpan::fromSeconds(longestDeletion));
                                                },
@@ -388,7 +418,7 @@ void CS3Upload::deleteParts() noexcept {
 CTransferQueue& CS3Upload::getQueue() {
     if (!m_queue) {
         m_policy = zet::make<CS3RequestPolicy>(m_client, m_settings.retryPolicy);
-        m_queue = zet::make<CTransferQueue>(m_policy, m_parallelParts, zet::make<CObserver>(*this));
+        m_queue = zet::make<CTransferQueue>(m_policy, m_parallelParts, zet::make<CObserver>(*this, true));
         m_queue->setCancelToken(m_settings.cancelToken);
     }
     return *m_queue;
