@@ -52,6 +52,22 @@ class S3Test(ProgramTest):
         self.run_program("s3", "head", BUCKET, "copy", code=3)
         self.run_program("s3", "cp", BUCKET, "copy", "other", code=3)
 
+    def test_an_object_keeps_its_options_in_another_bucket(self):
+        self.write("f", b"content")
+        other = BUCKET + "-other"
+        self.run_program("s3", "mb", other)
+        self.run_program("s3", "put", "f", BUCKET, "k", "--metadata", "owner=kim", "--content-type", "text/x-test",
+                         "--storage-class", "STANDARD", "--if-absent")
+        self.assertIn("There is an object 'k'",
+                      self.run_program("s3", "put", "f", BUCKET, "k", "--if-absent", code=1).err)
+        self.run_program("s3", "cp", BUCKET, "k", "sub/l", "--to-bucket", other)
+        headers = self.run_program("s3", "head", other, "sub/l").out
+        self.assertIn("\nx-amz-meta-owner: kim\n", headers)
+        self.assertIn("\ncontent-type: text/x-test\n", headers)
+        self.assertEqual(self.run_program("s3", "get", other, "sub/l").raw_out, b"content")
+        self.run_program("s3", "cp", BUCKET, "k", "sub/l", "--to-bucket", other + "-missing", code=3)
+        self.run_program("s3", "rm", other, "sub/l")
+
     def test_a_folder_comes_back_as_it_was(self):
         names = ["a", "empty", ".hidden", "sub/ü 1+%&#=.txt", "sub/deep/..dots", "sub/~!@$^()[]{}';,", "sub/ blank",
                  "\U0001F600 日本/\U0001F4BE\U0010FFFD é", "long/" + "1234567 é/" * 40 + "x" * 200]

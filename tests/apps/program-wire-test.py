@@ -136,6 +136,18 @@ class UsageTest(ProgramTest):
                                 (["s3", "put", ".", "b", "k"], "'.' is not a regular file"),
                                 (["s3", "put", "file", "", "k"], "bucket name must not be empty"),
                                 (["s3", "put", "file", "b", ""], "object name must not be empty"),
+                                (["s3", "put", "file", "b", "k", "--metadata", "a"],
+                                 "--metadata must be NAME=VALUE, not 'a'"),
+                                (["s3", "put", "file", "b", "k", "--metadata", "a=1", "--metadata", "a=2"],
+                                 "--metadata has the name 'a' twice"),
+                                (["s3", "put", "file", "b", "k", "--metadata", "a b=1"],
+                                 "the metadata name 'a b' is not a header name"),
+                                (["s3", "put", "file", "b", "k", "--metadata", "a=ä"],
+                                 "the metadata value of 'a' must have only printable ASCII characters"),
+                                (["s3", "put", "file", "b", "k", "--storage-class", " "],
+                                 "storage class must not begin or end with white space"),
+                                (["s3", "cp", "b", "k", "l", "--to-bucket", ""], "bucket name must not be empty"),
+                                (["s3", "cp", "b", "k", ""], "object name must not be empty"),
                                 (["s3", "mb", ""], "bucket name must not be empty"),
                                 (["s3", "backup", "nofolder", "b"], "no folder 'nofolder'"),
                                 (["s3", "backup", "file", "b"], "'file' is not a folder"),
@@ -493,6 +505,31 @@ class UploadTest(FakeServerTest):
         self.run_program("s3", "put", "f", "bucket", "a")
         self.assertEqual(self.server.objects["a"], BODY * 10)
         self.assertEqual(len(self.server.requests), 3)
+
+    def test_options_are_sent_with_the_object(self):
+        self.write("f", b"content")
+        self.run_program("s3", "put", "f", "bucket", "a", "--storage-class", "COLD", "--metadata", "Owner=kim=lee",
+                         "--metadata", "mtime=1")
+        headers = self.server.requests[0][2]
+        self.assertEqual((headers["x-amz-storage-class"], headers["x-amz-meta-owner"], headers["x-amz-meta-mtime"]),
+                         ("COLD", "kim=lee", "1"))
+        self.assertNotIn("If-None-Match", headers)
+        self.run_program("s3", "put", "f", "bucket", "b", "--if-absent")
+        self.assertEqual(self.server.requests[1][2]["If-None-Match"], "*")
+
+    def test_an_object_that_exists_is_not_replaced_on_demand(self):
+        self.write("f", b"content")
+        self.server.faults["a"] = [Fault(status=412, code="PreconditionFailed")] * 2
+        self.assertIn("There is an object 'a' in the bucket 'bucket' already. It was not replaced.",
+                      self.run_program("s3", "put", "f", "bucket", "a", "--if-absent", code=1).err)
+        self.assertIn("PreconditionFailed", self.run_program("s3", "put", "f", "bucket", "a", code=1).err)
+        self.assertEqual(len(self.server.requests), 2)
+
+    def test_wrong_content_under_a_condition_is_not_sent_again(self):
+        self.write("f", b"content")
+        self.server.faults["a"] = [Fault(flip=3)]
+        self.run_program("s3", "put", "f", "bucket", "a", "--if-absent", code=1)
+        self.assertEqual(len(self.server.requests), 1)
 
     def test_an_upload_that_breaks_again_and_again_fails(self):
         # Every version of libcurl asks before it sends this much.

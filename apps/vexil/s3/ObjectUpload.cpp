@@ -13,13 +13,13 @@ constexpr int maxWrongContents = 2;
 }  // namespace
 
 CObjectUpload::CObjectUpload(CS3Access& access, const P<CFileInStream>& file, const String& bucket,
-                             const String& key, const String& contentType)
-    : m_access(access), m_file(file), m_bucket(bucket), m_key(key), m_contentType(contentType) {}
+                             const String& key, const CS3PutOptions& options)
+    : m_access(access), m_file(file), m_bucket(bucket), m_key(key), m_options(options) {}
 
 void CObjectUpload::prepare(CNetRequest& request) {
     m_file->seek(0);
     m_access.getClient().preparePutObjectRequest(request, m_bucket, m_key, m_file, m_file->getSize(),
-                                                 m_contentType);
+                                                 m_options);
     m_detour.apply(m_access.getClient(), request);
 }
 
@@ -36,7 +36,8 @@ void CObjectUpload::checkResponse(CNetRequest& request) {
 
 bool CObjectUpload::canBeginAgain(CNetRequest&, const CError& error) {
     CInterrupt::throwIfRequested();
-    if (!m_hasWrongContent || m_wrongContents++ >= maxWrongContents) {
+    const bool hasCondition = !m_options.ifMatch.isEmpty() || !m_options.ifNoneMatch.isEmpty();
+    if (!m_hasWrongContent || hasCondition || m_wrongContents++ >= maxWrongContents) {
         return false;
     }
     m_hasWrongContent = false;

@@ -4,18 +4,19 @@
 #include "apps/vexil/s3/SigningDetour.h"
 #include "vexil/BaseTypes.h"
 #include "vexil/async/ITransfer.h"
+#include "vexil/s3/S3PutOptions.h"
 
 namespace vexil::app {
 
 class CS3Access;
 
 /// Stores a whole file as an object. If the ETag shows that the server has stored something else, the upload
-/// begins again, at most twice.
+/// begins again, at most twice, unless the options have a condition: it would find the wrong object.
 class CObjectUpload : public ITransfer {
 public:
     /// The access must outlive it.
     CObjectUpload(CS3Access& access, const P<CFileInStream>& file, const String& bucket, const String& key,
-                  const String& contentType);
+                  const CS3PutOptions& options);
 
     void prepare(CNetRequest& request) override;
     void checkResponse(CNetRequest& request) override;
@@ -28,7 +29,7 @@ private:
     P<CFileInStream> m_file;
     String m_bucket;
     String m_key;
-    String m_contentType;
+    CS3PutOptions m_options;
     bool m_hasWrongContent = false;
     int m_wrongContents = 0;
     CSigningDetour m_detour;

@@ -16,6 +16,8 @@ namespace {
 
 // ---- cp ---------------------------------------------------------------------------------------------------
 
+constexpr char sameBucket[] = "/";  // not a name of a bucket
+
 class CS3CpCommand : public CCommand {
 public:
     void define(CCommandSyntax& syntax) override;
@@ -25,21 +27,34 @@ private:
     std::string m_bucket;
     std::string m_from;
     std::string m_to;
+    // "" must not mean the same bucket: it usually comes from an unset shell variable.
+    std::string m_toBucket = sameBucket;
+    std::string m_storageClass;
 };
 
 void CS3CpCommand::define(CCommandSyntax& syntax) {
-    syntax.command("cp", "Copy an object within its bucket, on the server")
+    syntax.command("cp", "Copy an object on the server, also to another bucket")
         .argument("BUCKET", m_bucket, "Bucket of the object")
         .argument("FROM", m_from, "Name of the object")
         .argument("TO", m_to, "Name of the copy; an existing object is replaced")
-        .footer(R"(Example:
-  vexil s3 cp photos holiday.jpg 2024/holiday.jpg)");
+        .option("--to-bucket", "BUCKET", m_toBucket, "Bucket of the copy (default: the same bucket)")
+        .option("--storage-class", "CLASS", m_storageClass,
+                "Storage class of the copy, such as STANDARD_IA (default: the server decides)")
+        .footer(R"(Examples:
+  vexil s3 cp photos holiday.jpg 2024/holiday.jpg
+  vexil s3 cp photos 2024/holiday.jpg 2024/holiday.jpg --to-bucket archive
+
+An object above 5 GiB is copied in parts. The copy keeps content type and metadata. If the object changes
+meanwhile, the exit code is 1.)");
 }
 
 ExitCode CS3CpCommand::run(CSession& session) {
     CS3Access access(session);
-    access.getClient().copyObject(access.getRequest(), String::fromUTF8(m_bucket), String::fromUTF8(m_from),
-                                  String::fromUTF8(m_to));
+    CS3CopyOptions options;
+    options.target.storageClass = String::fromUTF8(m_storageClass);
+    access.getClient().copyLargeObject(
+        access.getRequest(), {.bucket = String::fromUTF8(m_bucket), .object = String::fromUTF8(m_from)},
+        String::fromUTF8(m_toBucket == sameBucket ? m_bucket : m_toBucket), String::fromUTF8(m_to), options);
     return ExitCode::Done;
 }
 

@@ -7,6 +7,7 @@
 #include "apps/vexil/transfer/SingleTransfer.h"
 
 #include <string>
+#include <vector>
 
 namespace vexil::app {
 
@@ -18,11 +19,30 @@ public:
     ExitCode run(CSession& session) override;
 
 private:
+    CS3PutOptions makeOptions() const;
+
     std::string m_file;
     std::string m_bucket;
     std::string m_key;
     std::string m_contentType = "application/octet-stream";
+    std::string m_storageClass;
+    std::vector<std::string> m_metadata;
+    bool m_onlyIfAbsent = false;
 };
+
+/// Adds "NAME=VALUE".
+void addMetadata(TMap<String, String>& metadata, const std::string& entry) {
+    static constexpr char place[] = "CS3PutCommand";
+    const std::size_t equals = entry.find('=');
+    if (equals == entry.npos) {
+        throw CInvalidArgError(place, "--metadata must be NAME=VALUE, not '" +
+                                          printable(String::fromUTF8(entry)) + "'");
+    }
+    const String name = String::fromUTF8(entry.substr(0, equals));
+    if (!metadata.try_emplace(name, String::fromUTF8(entry.substr(equals + 1))).second) {
+        throw CInvalidArgError(place, "--metadata has the name '" + printable(name) + "' twice");
+    }
+}
 
 void CS3PutCommand::define(CCommandSyntax& syntax) {
     syntax.command("put", "Store a file as an object")
@@ -31,16 +51,45 @@ void CS3PutCommand::define(CCommandSyntax& syntax) {
         .argument("KEY", m_key, "Name of the object; an existing object is replaced")
         .option("--content-type", "TYPE", m_contentType,
                 "MIME type of the object (default: application/octet-stream)")
-        .footer(R"(Example:
-  vexil s3 put holiday.jpg photos 2024/holiday.jpg --content-type image/jpeg)");
+        .option("--storage-class", "CLASS", m_storageClass,
+                "Storage class of the object, such as STANDARD_IA (default: the server decides)")
+        .options("--metadata", "NAME=VALUE", m_metadata,
+                 "Store a text with the object, in ASCII; may be repeated")
+        .flag("--if-absent", m_onlyIfAbsent, "Do not replace an object: fail if there is one")
+        .footer(R"(Examples:
+  vexil s3 put holiday.jpg photos 2024/holiday.jpg --content-type image/jpeg
+  vexil s3 put a.jpg photos a.jpg --metadata camera=x1 --metadata owner=kim
+
+With --if-absent the exit code is 1 if there is an object already. Servers that do not know the condition
+replace the object, or refuse it. If an upload breaks and is tried again, the object may be its own.)");
+}
+
+CS3PutOptions CS3PutCommand::makeOptions() const {
+    CS3PutOptions options;
+    options.contentType = String::fromUTF8(m_contentType);
+    options.storageClass = String::fromUTF8(m_storageClass);
+    for (const std::string& entry : m_metadata) {
+        addMetadata(options.metadata, entry);
+    }
+    options.ifNoneMatch = m_onlyIfAbsent ? "*" : "";
+    return options;
 }
 
 ExitCode CS3PutCommand::run(CSession& session) {
     const P<CFileInStream> file = new CInterruptibleFile(toPath(m_file));
     CS3Access access(session);
-    CObjectUpload upload(access, file, String::fromUTF8(m_bucket), String::fromUTF8(m_key),
-                         String::fromUTF8(m_contentType));
-    runSingleTransfer(session, access.getPolicy(), upload);
+    const String bucket = String::fromUTF8(m_bucket);
+    const String key = String::fromUTF8(m_key);
+    CObjectUpload upload(access, file, bucket, key, makeOptions());
+    try {
+        runSingleTransfer(session, access.getPolicy(), upload);
+    } catch (const CError& error) {
+        if (m_onlyIfAbsent && CS3Client::isPreconditionFailed(error)) {
+            throw CError("There is an object '" + printable(key) + "' in the bucket '" + printable(bucket) +
+                         "' already. It was not replaced.");
+        }
+        throw;
+    }
     file->checkUnchanged();
     return ExitCode::Done;
 }

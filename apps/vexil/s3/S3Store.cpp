@@ -186,7 +186,8 @@ std::unique_ptr<ITransfer> CS3Store::makeUpload(const P<CFileInStream>& file,
                                                 const std::filesystem::path& relativePath) {
     const String key = makeObjectKey(m_prefix, relativePath);
     checkListing(key);
-    return std::make_unique<CObjectUpload>(m_access, file, m_bucket, key, contentType);
+    return std::make_unique<CObjectUpload>(m_access, file, m_bucket, key,
+                                           CS3PutOptions{.contentType = contentType});
 }
 
 std::unique_ptr<IStoreListing> CS3Store::list() {
