@@ -28,7 +28,7 @@ describe() {
 }
 
 describe_all() {
-    local group command
+    local group command nested
     local -a commands
     printf '[COMMANDS]\n'
     for group in $(commands_of); do
@@ -37,6 +37,9 @@ describe_all() {
         [[ ${#commands[@]} -gt 0 && $("$program" "$group" --help) != *$'\n  --'* ]] || describe "$group"
         for command in "${commands[@]}"; do
             describe "$group" "$command"
+            for nested in $(commands_of "$group" "$command"); do
+                describe "$group" "$command" "$nested"
+            done
         done
     done
 }

@@ -100,6 +100,11 @@ protected:
                 {"s3", "rm", "b", "k"},
                 {"s3", "rm", "--recursive", "b", "k"},
                 {"s3", "mb", "b"},
+                {"s3", "rb", "b"},
+                {"s3", "buckets"},
+                {"s3", "ls", "b", "--versions"},
+                {"s3", "uploads", "ls", "b"},
+                {"s3", "uploads", "abort", "b"},
                 {"s3", "backup", path("f"), "b"},
                 {"s3", "restore", "b", path("r")}};
     }

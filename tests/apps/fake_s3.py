@@ -43,6 +43,8 @@ class FakeS3:
         self.page_size = None  # keys per page of the listing
         self.connections = 0
         self.requests = []  # (method, key, headers)
+        self.targets = []  # (method, path with query) of each request
+        self.bodies = []  # of puts to the bucket itself
         self.faults = {}
         self.batch_refusal = (501, "NotImplemented")  # of deletions of several objects; None to delete them
         self.batch_response = None  # instead of the usual one
@@ -188,6 +190,7 @@ class _Handler(http.server.BaseHTTPRequestHandler):
         path = urllib.parse.urlsplit(self.path).path
         self.key = urllib.parse.unquote(path.removeprefix("/bucket").removeprefix("/"), errors="surrogateescape")
         self.fake.requests.append((self.command, self.key, dict(self.headers)))
+        self.fake.targets.append((self.command, self.path))
         fault = self.fake.next_fault(self.key)
         if fault.then:
             fault.then()
@@ -313,6 +316,7 @@ class _Handler(http.server.BaseHTTPRequestHandler):
         if len(body) != length:
             self.close_connection = True
         elif not self.key:
+            self.fake.bodies.append(body)
             self.answer(200)  # the bucket exists
         elif not self.answer_fault(fault):
             self.fake.objects[self.key] = flip_bit(body, fault.flip)

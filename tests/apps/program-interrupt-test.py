@@ -177,6 +177,8 @@ class SilentTest(InterruptTest):
         return [["http", "get", url, "r/a"], ["http", "head", url], ["http", "put", "f/a", url],
                 [*s3, "get", "b", "k", "r/a"], [*s3, "put", "f/a", "b", "k"], [*s3, "head", "b", "k"],
                 [*s3, "ls", "b"], [*s3, "cp", "b", "k", "l"], [*s3, "rm", "b", "k"], [*s3, "mb", "b"],
+                [*s3, "rb", "b"], [*s3, "buckets"], [*s3, "ls", "b", "--versions"], [*s3, "uploads", "ls", "b"],
+                [*s3, "uploads", "abort", "b"],
                 [*s3, "backup", "f", "b"], [*s3, "restore", "b", "r"],
                 [*ftp, "ls", "/"], [*ftp, "stat", "/a"], [*ftp, "get", "/a", "r/a"], [*ftp, "put", "f/a", "/a"],
                 [*ftp, "mkdir", "/a"], [*ftp, "rm", "/a"], [*ftp, "rmdir", "/a"], [*ftp, "mv", "/a", "/b"],

@@ -148,6 +148,31 @@ class S3Test(ProgramTest):
         self.run_program("s3", "restore", BUCKET, "r")
         self.assertEqual(self.files_in("r"), {"a": b"a", "sub/b": b"b"})
 
+    def test_buckets_uploads_versions_and_urls(self):
+        for number, version in enumerate(("v2", "v4")):
+            bucket = f"{BUCKET}-{number}"
+            self.s3 = lambda *arguments, code=0: self.run_program("s3", "--signature", version, *arguments, code=code)
+            self.s3("mb", bucket)
+            self.assertRegex(self.s3("buckets").out, rf"(?m)^\S+T\S+  {bucket}$")
+            self.write("file", b"content")
+            self.s3("put", "file", bucket, "a b+ü")
+            url = self.s3("presign", bucket, "a b+ü", "--expires", "10m").out.strip()
+            self.assertEqual(self.run_program("http", "get", url).raw_out, b"content")
+            url = self.s3("presign", bucket, "new", "--method", "PUT").out.strip()
+            self.run_program("http", "put", "file", url)
+            self.assertEqual(self.s3("get", bucket, "new").raw_out, b"content")
+            self.assertRegex(self.s3("ls", bucket, "--versions", "a").out, r"^ +7  \S+  current  null  a b\+ü\n$")
+            self.assertEqual(self.s3("uploads", "ls", bucket).out, "")
+            self.assertEqual(self.s3("uploads", "abort", bucket).out, "aborted: 0 uploads\n")
+            self.assertIn("BucketNotEmpty", self.s3("rb", bucket, code=1).err)
+            self.s3("rm", "-r", bucket, "")
+            self.s3("rb", bucket)
+            self.assertIn("NoSuchBucket", self.s3("rb", bucket, code=3).err)
+            self.assertNotIn(bucket, self.s3("buckets").out)
+        result = self.run_program("s3", "--signature", "v4", "--region", "nowhere", "mb", "nowhere", code=1)
+        self.assertIn("InvalidLocationConstraint", result.err)
+        self.assertIn("--region us-east-1", result.err)
+
     def test_the_server_refuses_wrong_keys(self):
         self.environment["VEXIL_S3_SECRET_KEY"] = "wrong"
         self.assertIn("SignatureDoesNotMatch", self.run_program("s3", "ls", BUCKET, code=4).err)

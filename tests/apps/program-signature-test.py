@@ -45,6 +45,15 @@ class SignatureTest(FakeServerTest):
             self.s3("put", "file", "bucket", "many/" + name)
         self.s3("rm", "-r", "bucket", "many/")
         self.assertEqual(self.server.objects, {})
+        self.s3("mb", "bucket")
+        self.server.faults[""] = [Fault(status=200, page=page) for page in (
+            b"<ListAllMyBucketsResult/>", b"<ListVersionsResult/>",
+            b"<ListMultipartUploadsResult><Upload><Key>a b</Key><UploadId>i+d</UploadId></Upload>"
+            b"</ListMultipartUploadsResult>")]
+        self.s3("buckets")
+        self.s3("ls", "--versions", "bucket", "p/")
+        self.s3("uploads", "abort", "bucket")
+        self.s3("rb", "bucket")
         self.assertEqual(self.front.refused, [])
 
     def test_backup_in_another_region_behind_a_wrong_clock(self):

@@ -26,7 +26,8 @@ class UsageTest(ProgramTest):
 
     def test_every_command_has_help_with_an_example(self):
         commands = [["compare"]] + [["http", name] for name in ("get", "head", "put")] + [
-            ["s3", name] for name in ("put", "get", "head", "ls", "cp", "rm", "mb", "backup", "restore")]
+            ["s3", name] for name in ("put", "get", "head", "ls", "cp", "rm", "mb", "rb", "buckets", "presign", "uploads",
+                                      "backup", "restore")] + [["s3", "uploads", name] for name in ("ls", "abort")]
         for command in commands:
             text = self.run_program(*command, "--help").out
             self.assertRegex(text, r"Examples?:\n  vexil " + " ".join(command), command)
@@ -71,7 +72,11 @@ class UsageTest(ProgramTest):
                            ("s3 ls b --no-verify-etga", "Did you mean '--no-verify-etag'?"),
                            ("http get --quux u", "'vexil http get' has no option '--quux'\n"),
                            ("s3 ls b p q", "'vexil s3 ls' accepts no further argument: 'q'"),
-                           ("s3", "a command is missing after 'vexil s3': put, get, head, ls, cp, rm, mb, backup or restore"),
+                           ("s3", "a command is missing after 'vexil s3': put, get, head, ls, cp, rm, mb, rb, buckets, presign, "
+                                 "uploads, backup or restore"),
+                           ("s3 uploads", "a command is missing after 'vexil s3 uploads': ls or abort"),
+                           ("s3 uploads lst b", "there is no command 'vexil s3 uploads lst'. "
+                                                "Did you mean 'vexil s3 uploads ls'?"),
                            ("", "a command is missing after 'vexil': http, s3, ftp, mail or compare")):
             result = self.run_program(*line.split(), code=2)
             self.assertIn(f"vexil: error: {text}" if text[0] in "a't" else text, result.err)

@@ -1,8 +1,11 @@
 #include "apps/vexil/command/CommandSyntax.h"
 
+#include "apps/vexil/base/Duration.h"
 #include "apps/vexil/command/OptionChecks.h"
 
 #include <CLI/CLI.hpp>
+
+#include <optional>
 
 namespace vexil::app {
 
@@ -50,6 +53,35 @@ CCommandSyntax& CCommandSyntax::number(const char* name, const char* valueName, 
     m_app->add_option(name, value, help)
         ->type_name(valueName)
         ->check(numberFrom(minimum, maximum, "a whole number"));
+    return *this;
+}
+
+CCommandSyntax& CCommandSyntax::duration(const char* name, int64& seconds, const char* help) {
+    const auto convert = [](std::string& value) {
+        const std::optional<int64> parsed = parseDuration(value);
+        if (!parsed) {
+            return "'" + value + "' is not a duration such as 90s, 30m, 12h or 7d";
+        }
+        value = std::to_string(*parsed);
+        return std::string();
+    };
+    m_app->add_option(name, seconds, help)->type_name("DURATION")->transform(CLI::Validator(convert, ""));
+    return *this;
+}
+
+CCommandSyntax& CCommandSyntax::choice(const char* name, const char* valueName, std::string& value,
+                                       const std::vector<std::string>& choices, const char* help) {
+    const auto check = [choices](std::string& chosen) {
+        std::string names;
+        for (const std::string& known : choices) {
+            if (known == chosen) {
+                return std::string();
+            }
+            names += (names.empty() ? "" : ", ") + known;
+        }
+        return "'" + chosen + "' is not one of " + names;
+    };
+    m_app->add_option(name, value, help)->type_name(valueName)->check(CLI::Validator(check, ""));
     return *this;
 }
 

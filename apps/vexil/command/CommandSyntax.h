@@ -1,5 +1,7 @@
 #pragma once
 
+#include "vexil/BaseTypes.h"
+
 #include <string>
 #include <vector>
 
@@ -37,6 +39,12 @@ public:
     /// A number from `minimum` to `maximum`.
     CCommandSyntax& number(const char* name, const char* valueName, int& value, int minimum, int maximum,
                            const char* help);
+    /// An option that takes a duration such as "12h" (parseDuration).
+    /// \param seconds  the default, and the value
+    CCommandSyntax& duration(const char* name, int64& seconds, const char* help);
+    /// An option that takes one of some texts.
+    CCommandSyntax& choice(const char* name, const char* valueName, std::string& value,
+                           const std::vector<std::string>& choices, const char* help);
     CCommandSyntax& flag(const char* name, bool& value, const char* help);
     /// Text after all other help: examples and notes.
     CCommandSyntax& footer(const char* text);

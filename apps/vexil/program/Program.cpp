@@ -336,6 +336,17 @@ void CProgram::addCommands(CLI::App& app) {
     addCommand(*s3, makeS3Cp());
     addCommand(*s3, makeS3Rm());
     addCommand(*s3, makeS3Mb());
+    addCommand(*s3, makeS3Rb());
+    addCommand(*s3, makeS3Buckets());
+    addCommand(*s3, makeS3Presign());
+    CLI::App* uploads = s3->add_subcommand("uploads", "List or abort uploads in progress");
+    uploads->require_subcommand(1);
+    uploads->footer(
+        "Large objects are uploaded in parts. The server keeps the parts of an interrupted upload, "
+        "and charges for them, until the upload is aborted.\n\n"
+        "Example:\n  vexil s3 uploads ls photos");
+    addCommand(*uploads, makeS3UploadsLs());
+    addCommand(*uploads, makeS3UploadsAbort());
     addCommand(*s3, makeS3Backup());
     addCommand(*s3, makeS3Restore());
 

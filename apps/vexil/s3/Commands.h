@@ -20,6 +20,16 @@ std::unique_ptr<CCommand> makeS3Cp();
 std::unique_ptr<CCommand> makeS3Rm();
 /// `vexil s3 mb`: makes a bucket.
 std::unique_ptr<CCommand> makeS3Mb();
+/// `vexil s3 rb`: removes an empty bucket.
+std::unique_ptr<CCommand> makeS3Rb();
+/// `vexil s3 buckets`: lists the buckets of the account.
+std::unique_ptr<CCommand> makeS3Buckets();
+/// `vexil s3 presign`: prints a URL with a signature.
+std::unique_ptr<CCommand> makeS3Presign();
+/// `vexil s3 uploads ls`: lists the uploads in progress.
+std::unique_ptr<CCommand> makeS3UploadsLs();
+/// `vexil s3 uploads abort`: aborts uploads in progress.
+std::unique_ptr<CCommand> makeS3UploadsAbort();
 /// `vexil s3 backup`: stores a folder as objects.
 std::unique_ptr<CCommand> makeS3Backup();
 /// `vexil s3 restore`: downloads objects into a folder.

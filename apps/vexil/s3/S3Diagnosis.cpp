@@ -27,6 +27,9 @@ constexpr CKnownCode knownCodes[] = {
     {"RequestTimeTooSkewed", "Set this computer's clock: it differs too much from the server's."},
     {"NoSuchBucket", "Check the bucket's name, or make it with: vexil s3 mb BUCKET"},
     {"NoSuchKey", "List the bucket with: vexil s3 ls BUCKET"},
+    {"BucketNotEmpty", "Delete its objects first, for example with: vexil s3 rm --recursive BUCKET \"\""},
+    {"InvalidLocationConstraint", "The server does not know the region: give another one with --region, or "
+                                  "--region us-east-1 to send none."},
     {"InvalidAccessKeyId", checkKeys},
     {"SignatureDoesNotMatch", checkSecret},
     {"AccessDenied", "The owner of these keys is not allowed to do that. "

@@ -1,8 +1,10 @@
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/platform/Interrupt.h"
 #include "apps/vexil/s3/Commands.h"
 #include "apps/vexil/s3/ObjectListing.h"
 #include "apps/vexil/s3/S3Access.h"
+#include "vexil/s3/S3VersionEnum.h"
 
 #include <string>
 
@@ -17,12 +19,22 @@ String padLeft(const String& text) {
     return String(std::wstring(missing, L' ')) + text;
 }
 
+String describeSize(const CS3ObjectVersion& version) {
+    if (version.isDeleteMarker) {
+        return "deleted";
+    }
+    return version.size < 0 ? String("-") : String::fromInt(version.size);
+}
+
 class CS3LsCommand : public CCommand {
 public:
     void define(CCommandSyntax& syntax) override;
     ExitCode run(CSession& session) override;
 
 private:
+    ExitCode listVersions(CS3Access& access) const;
+
+    bool m_showsVersions = false;
     std::string m_bucket;
     std::string m_prefix;
 };
@@ -31,14 +43,21 @@ void CS3LsCommand::define(CCommandSyntax& syntax) {
     syntax.command("ls", "List the objects of a bucket: size, time of change, name")
         .argument("BUCKET", m_bucket, "Bucket to list")
         .optionalArgument("PREFIX", m_prefix, "Only names that begin with this text (default: all)")
+        .flag("--versions", m_showsVersions,
+              "List all versions of the objects: size, time of change, current or old, ID of the version, "
+              "name. The size of a version that says that the object is deleted is 'deleted'")
         .footer(R"(Examples:
   vexil s3 ls photos
-  vexil s3 ls photos 2024/)");
+  vexil s3 ls photos 2024/
+  vexil s3 ls photos --versions)");
 }
 
 ExitCode CS3LsCommand::run(CSession& session) {
     CConsole& console = session.getConsole();
     CS3Access access(session);
+    if (m_showsVersions) {
+        return listVersions(access);
+    }
     CObjectListing objects(access, String::fromUTF8(m_bucket), String::fromUTF8(m_prefix));
     int64 unreadable = 0;
     while (const P<CS3ListObjectsElement> element = objects.findNext()) {
@@ -48,6 +67,25 @@ ExitCode CS3LsCommand::run(CSession& session) {
     }
     unreadable += objects.reportUnreadableKeys("NOT listed");
     return unreadable == 0 ? ExitCode::Done : ExitCode::Failed;
+}
+
+ExitCode CS3LsCommand::listVersions(CS3Access& access) const {
+    CConsole& console = access.getConsole();
+    CS3VersionEnum versions(&access.getClient(), &access.getRequest(), String::fromUTF8(m_bucket),
+                            {.prefix = String::fromUTF8(m_prefix)});
+    while (versions.next()) {
+        CInterrupt::throwIfRequested();
+        const CS3ObjectVersion& version = *versions.getCurrent();
+        console.print(padLeft(describeSize(version)) + "  " + printable(version.lastModified) +
+                      (version.isLatest ? "  current  " : "  old      ") + printable(version.versionId) +
+                      "  " + printable(version.key));
+    }
+    const TArray<String> unreadable = versions.takeUnreadableKeys();
+    for (const String& key : unreadable) {
+        console.message(Verbosity::Error,
+                        "NOT listed: " + printable(key) + ": " + CObjectListing::unreadableReason);
+    }
+    return unreadable.empty() ? ExitCode::Done : ExitCode::Failed;
 }
 
 }  // namespace
