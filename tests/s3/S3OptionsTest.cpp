@@ -416,6 +416,7 @@ TEST_F(S3OptionsTest, WrongCustomerKeyIsRefused) {
 
 TEST_F(S3OptionsTest, CustomerKeyDoesNotFollowARedirect) {
     ScriptedPeer other;
+    other.onConnection().expectRequest().reply(reply("200 OK", ""));
     answer({reply("307 Temporary Redirect", "", "Location: " + other.url("/b/k") + "\r\n")});
     useHTTPS();
     prepared({.customerKey = {keyBytes}});
