@@ -3,8 +3,8 @@
 #include "zet/ASCII.h"
 #include "zet/DisplayText.h"
 #include "zet/Error.h"
+#include "zet/XMLCharacters.h"
 
-#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdint>
@@ -14,35 +14,6 @@
 namespace zet {
 
 namespace {
-
-bool isHighSurrogate(std::wstring_view text, std::size_t index) {
-    return index < text.size() && text[index] >= 0xD800 && text[index] <= 0xDBFF;
-}
-
-bool isLowSurrogate(std::wstring_view text, std::size_t index) {
-    return index < text.size() && text[index] >= 0xDC00 && text[index] <= 0xDFFF;
-}
-
-// If characters are 16 bits wide, a pair of these is one character.
-bool isHalfOfPair(std::wstring_view text, std::size_t index) {
-    if constexpr (sizeof(wchar_t) > 2) {
-        return false;
-    }
-    return (isHighSurrogate(text, index) && isLowSurrogate(text, index + 1)) ||
-           (isLowSurrogate(text, index) && index > 0 && isHighSurrogate(text, index - 1));
-}
-
-// XML 1.0, 2.2.
-bool isXMLCharacter(std::wstring_view text, std::size_t index) {
-    const auto code = static_cast<std::uint32_t>(text[index]);
-    if (code < 0x20) {
-        return code == L'\t' || code == L'\n' || code == L'\r';
-    }
-    if (code >= 0xD800 && code <= 0xDFFF) {
-        return isHalfOfPair(text, index);
-    }
-    return code != 0xFFFE && code != 0xFFFF && code <= 0x10FFFF;
-}
 
 // XML 1.0, 2.3, for ASCII. Of the other characters, readers refuse a few more.
 bool belongsToName(wchar_t c, bool isFirst) {

@@ -132,6 +132,7 @@
 #include "zet/TimeSpan.h"
 #include "zet/Types.h"
 #include "zet/URI.h"
+#include "zet/XMLCharacters.h"
 #include "zet/XMLElement.h"
 
 #include <gtest/gtest.h>
@@ -2116,6 +2117,8 @@ void name_zet() {
     name(static_cast<double (*)(const String&, double)>(&zet::parseSimpleDouble));
     name(static_cast<void (*)()>(&zet::throwStaticConstructionFailed));
     name(static_cast<bool (*)(wchar_t) noexcept>(&zet::isWhiteSpace));
+    name(static_cast<bool (*)(char32_t) noexcept>(&zet::isXMLCharacter));
+    name(static_cast<bool (*)(std::wstring_view, std::size_t) noexcept>(&zet::isXMLCharacter));
     name(static_cast<std::wstring_view (*)(std::wstring_view) noexcept>(&zet::trimmed));
     name(static_cast<void (*)(bool)>(&zet::threadYield));
 }

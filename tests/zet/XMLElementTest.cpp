@@ -1,6 +1,7 @@
 #include "zet/XMLElement.h"
 
 #include "tests/support/WhatOf.h"
+#include "zet/XMLCharacters.h"
 
 #include <gtest/gtest.h>
 
@@ -15,6 +16,29 @@ namespace {
 using zet::CXMLElement;
 using zet::P;
 using zet::String;
+
+TEST(XMLCharactersTest, AreThoseOfXML) {
+    for (const char32_t character :
+         {0x9, 0xA, 0xD, 0x20, 0x7F, 0x85, 0xD7FF, 0xE000, 0xFFFD, 0x10000, 0x10FFFF}) {
+        EXPECT_TRUE(zet::isXMLCharacter(character)) << static_cast<int>(character);
+    }
+    for (const char32_t character :
+         {0x0, 0x1, 0x8, 0xB, 0xC, 0xE, 0x1F, 0xD800, 0xDFFF, 0xFFFE, 0xFFFF, 0x110000}) {
+        EXPECT_FALSE(zet::isXMLCharacter(character)) << static_cast<int>(character);
+    }
+}
+
+TEST(XMLCharactersTest, MayBePairsOfSurrogates) {
+    // If wchar_t has 32 bits, a half of a pair is never a character.
+    const bool isPairAllowed = sizeof(wchar_t) == 2;
+    const std::wstring_view text = L"a\xD83D\xDE00z\xDE00\xD83D";
+    EXPECT_TRUE(zet::isXMLCharacter(text, 0));
+    EXPECT_EQ(zet::isXMLCharacter(text, 1), isPairAllowed);
+    EXPECT_EQ(zet::isXMLCharacter(text, 2), isPairAllowed);
+    EXPECT_TRUE(zet::isXMLCharacter(text, 3));
+    EXPECT_FALSE(zet::isXMLCharacter(text, 4));
+    EXPECT_FALSE(zet::isXMLCharacter(text, 5));
+}
 
 TEST(XMLElementTest, HasANameAndNothingElseAtFirst) {
     const CXMLElement element("name");

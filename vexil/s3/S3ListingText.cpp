@@ -3,6 +3,7 @@
 #include "vexil/s3/S3HexDigit.h"
 #include "vexil/s3/S3XmlReduction.h"
 #include "zet/ASCII.h"
+#include "zet/XMLCharacters.h"
 
 #include <algorithm>
 #include <iterator>
@@ -19,12 +20,6 @@ constexpr std::string_view mark = "\xEF\xB7\x90";
 constexpr char hexDigits[] = "0123456789ABCDEF";
 constexpr const char* nameTags[] = {"<Key>", "<Prefix>", "<NextContinuationToken>", "<NextKeyMarker>"};
 constexpr char32_t maxCharacter = 0x10FFFF;
-
-bool isXMLCharacter(char32_t character) {
-    return character == '\t' || character == '\n' || character == '\r' ||
-           (character >= 0x20 && character < 0xD800) || (character > 0xDFFF && character < 0xFFFE) ||
-           (character > 0xFFFF && character <= maxCharacter);
-}
 
 /// The byte that two hexadecimal digits stand for.
 std::optional<char> readHexByte(std::string_view text) {
@@ -57,7 +52,7 @@ bool isContinuation(char byte) {
 std::size_t measureCharacter(std::string_view text) {
     const auto first = static_cast<unsigned char>(text[0]);
     if (first < 0x80) {
-        return isXMLCharacter(first) ? 1 : 0;
+        return zet::isXMLCharacter(char32_t{first}) ? 1 : 0;
     }
     const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
     if (first < 0xC2 || first > 0xF4 || text.size() < length ||
@@ -70,7 +65,7 @@ std::size_t measureCharacter(std::string_view text) {
     }
     constexpr char32_t smallest[] = {0, 0, 0x80, 0x800, 0x10000};
     const bool isMark = text.substr(0, length) == mark;
-    return character >= smallest[length] && isXMLCharacter(character) && !isMark ? length : 0;
+    return character >= smallest[length] && zet::isXMLCharacter(character) && !isMark ? length : 0;
 }
 
 std::string encodeUTF8(char32_t character) {
@@ -196,7 +191,7 @@ std::string makeWellFormed(std::string_view document) {
         std::size_t length = 1;
         if (const auto reference = isInCDATA ? std::nullopt : readReference(document)) {
             length = reference->length;
-            if (isXMLCharacter(reference->character) && encodeUTF8(reference->character) != mark) {
+            if (zet::isXMLCharacter(reference->character) && encodeUTF8(reference->character) != mark) {
                 out += document.substr(0, length);
             } else if (reference->character <= maxCharacter) {
                 appendMarked(out, encodeUTF8(reference->character));

@@ -1,17 +1,19 @@
 #include "vexil/s3/S3XmlWriter.h"
 
-#include <algorithm>
+#include "zet/XMLCharacters.h"
+
+#include <cstddef>
 
 namespace vexil {
 
 bool isXmlText(const String& text) {
-    const std::string bytes = text.toUTF8();
-    const bool hasControl = std::any_of(bytes.begin(), bytes.end(), [](char c) {
-        return static_cast<unsigned char>(c) < ' ' && c != '\t' && c != '\n' && c != '\r';
-    });
-    // toUTF8() replaces what is not a character; that would be another text.
-    return !hasControl && bytes.find("\xEF\xBF\xBE") == std::string::npos &&
-           bytes.find("\xEF\xBF\xBF") == std::string::npos && String::fromUTF8(bytes) == text;
+    const std::wstring_view characters = text.view();
+    for (std::size_t i = 0; i < characters.size(); ++i) {
+        if (!zet::isXMLCharacter(characters, i)) {
+            return false;
+        }
+    }
+    return true;
 }
 
 void appendXmlText(std::string& document, std::string_view text) {
