@@ -1,5 +1,6 @@
 """The S3 commands with signature version 4, their default, against a server that verifies each signature."""
 
+import hashlib
 import http.client
 import os
 import sys
@@ -219,7 +220,9 @@ class FrontTest(FakeServerTest):
         connection = http.client.HTTPConnection(*self.front.server.server_address, timeout=60)
         self.addCleanup(connection.close)
         connection.request("PUT", "/bucket/k", sent_body or body, {**request.headers, **dict(unsigned)})
-        return connection.getresponse().status
+        response = connection.getresponse()
+        self.document = response.read().decode()
+        return response.status
 
     def test_valid_requests_pass(self):
         self.assertEqual(self.put(headers=[("x-amz-meta-a", "1")]), 200)
@@ -227,12 +230,19 @@ class FrontTest(FakeServerTest):
 
     def test_altered_requests_do_not_pass(self):
         self.assertEqual(self.put(sent_body=b"altered"), 400)
+        self.assertIn("<S3ComputedContentSHA256>" + hashlib.sha256(b"altered").hexdigest() + "<", self.document)
         self.assertEqual(self.put(unsigned=[("x-amz-meta-a", "1")]), 403)
+        self.assertIn("<HeadersNotSigned>x-amz-meta-a<", self.document)
         self.assertEqual(self.put(headers=[("x-amz-meta-a", "1")], unsigned=[("x-amz-meta-a", "2")]), 403)
+        self.assertIn("<StringToSign>AWS4-HMAC-SHA256\n", self.document)
+        self.assertIn("<CanonicalRequest>PUT\n/bucket/k\n\n", self.document)
+        self.assertIn("\nx-amz-meta-a:2\n", self.document)
         self.front.clock_offset = -1000
         self.assertEqual(self.put(), 403)
+        self.assertIn("<MaxAllowedSkewMilliseconds>900000<", self.document)
         self.front.region = "other"
         self.assertEqual(self.put(), 400)
+        self.assertIn("<Region>other</Region>", self.document)
         self.assertEqual(self.front.refused, ["XAmzContentSHA256Mismatch", "AccessDenied", "SignatureDoesNotMatch",
                                               "RequestTimeTooSkewed", "AuthorizationHeaderMalformed"])
         self.assertEqual(self.server.objects, {})

@@ -3,7 +3,7 @@
 #
 # Usage: tests/servers/certificates.sh DIR
 #   DIR/ca.pem                   the authority that a client must trust
-#   DIR/cert.pem, DIR/key.pem    a server certificate for localhost and 127.0.0.1, signed by it
+#   DIR/cert.pem, DIR/key.pem    a server certificate for localhost, 127.0.0.1, s3.localhost and *.s3.localhost
 #   DIR/wrong-ca.pem             an authority that has signed nothing
 set -euo pipefail
 
@@ -20,7 +20,7 @@ make_authority() {
 make_server_certificate() {
     openssl req -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -subj /CN=localhost \
         -keyout key.pem -out request.pem
-    printf '%s\n' 'subjectAltName=DNS:localhost,IP:127.0.0.1' 'basicConstraints=critical,CA:FALSE' \
+    printf '%s\n' 'subjectAltName=DNS:localhost,IP:127.0.0.1,DNS:s3.localhost,DNS:*.s3.localhost' 'basicConstraints=critical,CA:FALSE' \
         'extendedKeyUsage=serverAuth' >extensions
     openssl x509 -req -in request.pem -CA ca.pem -CAkey ca-key.pem -set_serial "0x$(openssl rand -hex 15)" \
         -days 30 -extfile extensions -out cert.pem

@@ -1,14 +1,19 @@
 """A front of an S3 server that verifies version 4 of each signature with botocore before it passes a request on.
 
 It refuses with the error documents of Amazon: another version, region or clock, an altered body, a header that must be
-signed and is not, unknown keys.
+signed and is not, unknown keys. It speaks http or https, and knows buckets in the path and in the host name.
+
+A request with the bucket in its path is passed on unchanged, so that the server verifies it, too. Others are signed again.
 """
 
 import datetime
 import hashlib
 import http.client
 import http.server
+import os
 import re
+import ssl
+import subprocess
 import threading
 import time
 import urllib.parse
@@ -32,7 +37,12 @@ class Refusal(Exception):
 class VerifyingS3:
     """`backend` is the endpoint to which valid requests go. Members may be changed at any time."""
 
-    def __init__(self, backend, access_key, secret_key, region="us-east-1", token="", clock_offset=0):
+    def __init__(self, backend, access_key, secret_key, region="us-east-1", token="", clock_offset=0, domain="",
+                 certificates=""):
+        """
+        `domain`: in the host name BUCKET.DOMAIN; "" for buckets in the path only.
+        `certificates`: the folder that certificates.sh has made; "" for http.
+        """
         self.backend = urllib.parse.urlsplit(backend)
         self.access_key, self.secret_key, self.token = access_key, secret_key, token
         self.region = region
@@ -45,9 +55,17 @@ class VerifyingS3:
         class Handler(_Handler):
             server_object = front
 
+        self.domain = domain
+        self.is_encrypted = bool(certificates)
         self.server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
         self.server.daemon_threads = True
-        self.endpoint = "http://127.0.0.1:%d" % self.server.server_address[1]
+        if certificates:
+            context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+            context.load_cert_chain(certificates + "/cert.pem", certificates + "/key.pem")
+            # The handshake is up to the thread of the connection.
+            self.server.socket = context.wrap_socket(self.server.socket, server_side=True, do_handshake_on_connect=False)
+        self.endpoint = "%s://%s:%d" % ("https" if certificates else "http", domain or "127.0.0.1",
+                                        self.server.server_address[1])
         threading.Thread(target=self.server.serve_forever, args=(0.02,), daemon=True).start()
 
     def close(self):
@@ -57,7 +75,12 @@ class VerifyingS3:
     def now(self):
         return time.time() + self.clock_offset
 
-    def verify(self, method, target, headers, body):
+    def find_bucket(self, host):
+        """The bucket in a host name; "" if there is none."""
+        name = host.rsplit(":", 1)[0]
+        return name[:-len(self.domain) - 1] if self.domain and name.endswith("." + self.domain) else ""
+
+    def verify_request(self, method, target, headers, body):
         """Raises a Refusal unless the signature is valid."""
         authorization = headers.get("Authorization", "")
         if authorization.startswith("AWS "):
@@ -75,7 +98,7 @@ class VerifyingS3:
         if region != self.region:
             raise Refusal(400, "AuthorizationHeaderMalformed",
                           "The authorization header is malformed; the region '%s' is wrong; expecting '%s'"
-                          % (region, self.region), "<Region>%s</Region>" % escape(self.region),
+                          % (region, self.region), element("Region", self.region),
                           [("x-amz-bucket-region", self.region)])
         timestamp = headers.get("x-amz-date", "")
         self.verify_time(timestamp, day)
@@ -83,13 +106,17 @@ class VerifyingS3:
         must = {"host"} | {name.lower() for name in headers if name.lower().startswith("x-amz-")}
         must |= {name for name in ("content-md5", "content-type") if name in headers}
         if not must <= set(signed) or signed != sorted(signed):
-            raise Refusal(403, "AccessDenied", "There were headers present in the request which were not signed")
+            raise Refusal(403, "AccessDenied", "There were headers present in the request which were not signed",
+                          element("HeadersNotSigned", ", ".join(sorted(must - set(signed)))))
         self.verify_body(headers.get("x-amz-content-sha256"), body)
         if headers.get("x-amz-security-token", "") != self.token:
             raise Refusal(400, "InvalidToken", "The provided token is malformed or otherwise invalid.")
-        if signature != self.sign(method, target, headers, signed, timestamp):
+        canonical_request, string_to_sign, expected = self.sign(method, target, headers, signed, timestamp)
+        if signature != expected:
             raise Refusal(403, "SignatureDoesNotMatch", "The request signature we calculated does not match the "
-                                                        "signature you provided. Check your key and signing method.")
+                                                        "signature you provided. Check your key and signing method.",
+                          element("AWSAccessKeyId", access_key) + element("StringToSign", string_to_sign)
+                          + element("SignatureProvided", signature) + element("CanonicalRequest", canonical_request))
 
     def verify_time(self, timestamp, day):
         try:
@@ -98,30 +125,70 @@ class VerifyingS3:
             raise Refusal(403, "AccessDenied", "AWS authentication requires a valid Date or x-amz-date header")
         if abs(sent.timestamp() - self.now()) > LARGEST_SKEW or not timestamp.startswith(day):
             raise Refusal(403, "RequestTimeTooSkewed",
-                          "The difference between the request time and the current time is too large.")
+                          "The difference between the request time and the current time is too large.",
+                          element("RequestTime", timestamp) + element("MaxAllowedSkewMilliseconds", LARGEST_SKEW * 1000))
 
-    @staticmethod
-    def verify_body(sent_hash, body):
+    def verify_body(self, sent_hash, body):
         if sent_hash is None:
             raise Refusal(400, "InvalidRequest", "Missing required header for this request: x-amz-content-sha256")
-        # A body that is not signed needs https, which this front does not speak.
-        if sent_hash != hashlib.sha256(body).hexdigest():
+        if sent_hash.startswith("STREAMING-"):
+            raise Refusal(501, "NotImplemented", "This front does not read signed chunks.")
+        if sent_hash == "UNSIGNED-PAYLOAD" and self.is_encrypted:
+            return
+        computed = hashlib.sha256(body).hexdigest()
+        if sent_hash != computed:
             raise Refusal(400, "XAmzContentSHA256Mismatch",
-                          "The provided 'x-amz-content-sha256' header does not match what was computed.")
+                          "The provided 'x-amz-content-sha256' header does not match what was computed.",
+                          element("ClientComputedContentSHA256", sent_hash)
+                          + element("S3ComputedContentSHA256", computed))
+
+    def make_signer(self):
+        return botocore.auth.S3SigV4Auth(
+            botocore.credentials.Credentials(self.access_key, self.secret_key), "s3", self.region)
 
     def sign(self, method, target, headers, signed, timestamp):
-        path, _, query = target.partition("?")
-        # The service reads the path and writes it in its own form.
-        path = urllib.parse.quote(urllib.parse.unquote_to_bytes(path), safe="/-_.~")
-        request = botocore.awsrequest.AWSRequest(method=method, url="http://%s%s%s" % (
-            headers["Host"], path, "?" + query if query else ""))
+        """The canonical request, the text to sign and the signature that the request must have."""
+        request = botocore.awsrequest.AWSRequest(
+            method=method, url="http://%s%s" % (headers["Host"], normalize(target)))
         for name in signed:
             for value in headers.get_all(name, []):
                 request.headers.add_header(name, value.encode("latin-1").decode())
-        signer = botocore.auth.S3SigV4Auth(
-            botocore.credentials.Credentials(self.access_key, self.secret_key), "s3", self.region)
+        signer = self.make_signer()
         request.context["timestamp"] = timestamp
-        return signer.signature(signer.string_to_sign(request, signer.canonical_request(request)), request)
+        canonical_request = signer.canonical_request(request)
+        string_to_sign = signer.string_to_sign(request, canonical_request)
+        return canonical_request, string_to_sign, signer.signature(string_to_sign, request)
+
+    def make_backend_request(self, method, target, headers, body):
+        """Path and headers of the request to the server."""
+        sent = [(name, value) for name, value in headers.items() if name.lower() not in ("connection", "expect")]
+        bucket = self.find_bucket(headers["Host"])
+        if not bucket and not self.token:
+            return target, sent
+        path = normalize("/" + bucket + target if bucket else target)
+        request = botocore.awsrequest.AWSRequest(method=method, url=self.backend.geturl() + path, data=body)
+        for name, value in sent:
+            if name.lower() not in ("authorization", "host", "content-length", "x-amz-date", "x-amz-security-token",
+                                    "x-amz-content-sha256"):
+                request.headers.add_header(name, value.encode("latin-1").decode())
+        self.make_signer().add_auth(request)
+        own = [("Host", self.backend.netloc), ("Content-Length", str(len(body)))]
+        return path, own + [(name, value.encode().decode("latin-1")) for name, value in request.headers.items()]
+
+
+def normalize(target):
+    """The form in which a service writes the path that it has read."""
+    path, _, query = target.partition("?")
+    return urllib.parse.quote(urllib.parse.unquote_to_bytes(path), safe="/-_.~") + ("?" + query if query else "")
+
+
+def make_certificates(folder):
+    """For the host names localhost, s3.localhost and *.s3.localhost, signed by FOLDER/ca.pem."""
+    subprocess.run([os.path.join(os.path.dirname(os.path.abspath(__file__)), "certificates.sh"), folder], check=True)
+
+
+def element(name, value):
+    return "<%s>%s</%s>" % (name, escape(str(value)), name)
 
 
 class _Handler(http.server.BaseHTTPRequestHandler):
@@ -136,9 +203,11 @@ class _Handler(http.server.BaseHTTPRequestHandler):
 
     def handle_request(self):
         front = self.server_object
+        # The base class makes one slash of several at the beginning of the path.
+        self.path = self.requestline.split(" ")[1]
         body = self.rfile.read(int(self.headers.get("Content-Length", 0)))
         try:
-            front.verify(self.command, self.path, self.headers, body)
+            front.verify_request(self.command, self.path, self.headers, body)
         except Refusal as refusal:
             front.refused.append(refusal.code)
             return self.refuse(refusal)
@@ -149,23 +218,23 @@ class _Handler(http.server.BaseHTTPRequestHandler):
 
     def refuse(self, refusal):
         document = ("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Error><Code>%s</Code><Message>%s</Message>%s"
-                    "<RequestId>front</RequestId></Error>" % (refusal.code, escape(refusal.message), refusal.extra))
+                    "<RequestId>front</RequestId></Error>" % (refusal.code, escape(refusal.message), refusal.extra)).encode()
         self.send_response(refusal.status)
         for name, value in refusal.headers:
             self.send_header(name, value)
         self.send_header("Content-Length", str(len(document)))
         self.end_headers()
         if self.command != "HEAD":
-            self.wfile.write(document.encode())
+            self.wfile.write(document)
 
     def pass_on(self, body):
         backend = self.server_object.backend
         connection = http.client.HTTPConnection(backend.hostname, backend.port, timeout=60)
         try:
-            connection.putrequest(self.command, self.path, skip_host=True, skip_accept_encoding=True)
-            for name, value in self.headers.items():
-                if name.lower() not in ("connection", "expect"):
-                    connection.putheader(name, value)
+            path, headers = self.server_object.make_backend_request(self.command, self.path, self.headers, body)
+            connection.putrequest(self.command, path, skip_host=True, skip_accept_encoding=True)
+            for name, value in headers:
+                connection.putheader(name, value)
             connection.endheaders(body or None)
             response = connection.getresponse()
             content = response.read()

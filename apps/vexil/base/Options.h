@@ -43,10 +43,11 @@ struct COptions {
     std::string verboseLog;       ///< file for all messages on the wire; "" for no log
     std::string credentialsFile;  ///< "" for the environment's credentials
 
-    bool verifyETag = true;  ///< of S3 objects, if it is an MD5
-    int s3Signature = 4;     ///< version of the signature, 2 or 4
-    std::string s3Region;    ///< "" for the environment's or the library's default
-    std::string s3Profile;   ///< of the shared credentials file; "" for other credentials
+    bool verifyETag = true;       ///< of S3 objects, if it is an MD5
+    int s3Signature = 4;          ///< version of the signature, 2 or 4
+    std::string s3Region;         ///< "" for the environment's or the library's default
+    bool s3VirtualHosts = false;  ///< buckets are in host names
+    std::string s3Profile;        ///< of the shared credentials file; "" for other credentials
 
     std::string ftpServer;  ///< host, optionally with a port; "" for the environment's
     FTPSecurity ftpSecurity = FTPSecurity::Explicit;

@@ -324,6 +324,10 @@ void CProgram::addCommands(CLI::App& app) {
                    "VEXIL_S3_REGION, otherwise AWS_REGION, otherwise us-east-1)")
         ->type_name("REGION")
         ->check(notEmpty());
+    s3->add_flag(
+        "--virtual-hosts", m_options.s3VirtualHosts,
+        "Put the bucket into the host name of the endpoint, as in https://BUCKET.s3.example.com, instead "
+        "of the path. Amazon's endpoint does so without this option if the bucket's name allows it");
     s3->add_option("--profile", m_options.s3Profile,
                    "Take the keys of this profile in the credentials file of Amazon's tools "
                    "(AWS_SHARED_CREDENTIALS_FILE, otherwise ~/.aws/credentials)")

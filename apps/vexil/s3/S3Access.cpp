@@ -111,6 +111,14 @@ void setSignature(CS3Client& client, const COptions& options) {
     }
 }
 
+void setVirtualHosts(CS3Client& client) {
+    if (client.getSignatureVersion() == S3SignatureVersion::V2) {
+        throw CInvalidArgError("CS3Access",
+                               "--virtual-hosts needs --signature v4: version 2 knows only the path");
+    }
+    client.setAddressingStyle(S3AddressingStyle::VirtualHosted);
+}
+
 }  // namespace
 
 CPatientS3Client::~CPatientS3Client() = default;
@@ -153,6 +161,9 @@ CS3Access::CS3Access(CSession& session)
     m_policy.setHasDetours(m_client->getSignatureVersion() == S3SignatureVersion::V4);
     if (const String endpoint = findEndpoint(session.getOptions()); !endpoint.isEmpty()) {
         setEndpoint(*m_client, endpoint);
+    }
+    if (session.getOptions().s3VirtualHosts) {
+        setVirtualHosts(*m_client);
     }
     m_client->setRequestSetup(&session.getSetup());
 }
