@@ -4,9 +4,10 @@
 import os
 import pathlib
 import sys
+import time
 import unittest
 
-from program import IS_WINDOWS, ProgramTest, not_on_windows
+from program import IS_WINDOWS, TIME_LIMIT, ProgramTest, not_on_windows
 
 sys.path.append(str(pathlib.Path(__file__).parent.parent / "servers"))
 from signed_s3 import SignedS3  # noqa: E402
@@ -67,6 +68,46 @@ class S3Test(ProgramTest):
         self.assertEqual(self.run_program("s3", "get", other, "sub/l").raw_out, b"content")
         self.run_program("s3", "cp", BUCKET, "k", "sub/l", "--to-bucket", other + "-missing", code=3)
         self.run_program("s3", "rm", other, "sub/l")
+
+    def test_a_file_in_parts(self):
+        body = os.urandom(12 << 20)
+        self.write("file", body)
+        for version in ("v2", "v4"):
+            self.run_program("--verbose-log", f"log-{version}", "s3", "put", "--signature", version, "file", BUCKET,
+                             "parts", "--part-size", "5", "--jobs", "2", "--content-type", "text/x-parts")
+            log = self.read(f"log-{version}")
+            for number in b"123":
+                self.assertIn(b"partNumber=%c&" % number, log)
+            headers = self.run_program("s3", "head", BUCKET, "parts").out
+            self.assertIn("\ncontent-length: 12582912\n", headers)
+            self.assertIn("\ncontent-type: text/x-parts\n", headers)
+            self.assertRegex(headers, r'etag: "?[0-9a-f]{32}-3"?\n')
+            self.run_program("s3", "get", BUCKET, "parts", "back")
+            self.assertEqual(self.read("back"), body)
+            self.run_program("s3", "rm", BUCKET, "parts")
+        # A file that is not larger than a part is one PUT.
+        self.run_program("s3", "put", "file", BUCKET, "whole", "--part-size", "12")
+        self.assertRegex(self.run_program("s3", "head", BUCKET, "whole").out, r'etag: "?[0-9a-f]{32}"?\n')
+        self.assertIn("--part-size", self.run_program("s3", "put", "file", BUCKET, "k", "--part-size", "4", code=2).err)
+
+    @not_on_windows("a console cannot be interrupted there")
+    def test_an_interrupted_upload_leaves_no_parts(self):
+        os.truncate(self.write("file"), 1 << 30)
+        server = SignedS3()
+        self.addCleanup(server.close)
+        process = self.start("s3", "put", "file", BUCKET, "k", "--part-size", "5", "--jobs", "2")
+        # The upload takes seconds.
+        deadline = time.monotonic() + TIME_LIMIT
+        parts = b""
+        while b"<PartNumber>" not in parts:
+            self.assertLess(time.monotonic(), deadline)
+            uploads = server.request("GET", f"/{BUCKET}?uploads").decode()
+            if "<UploadId>" in uploads:
+                upload = uploads.split("<UploadId>")[1].split("<")[0]
+                parts = server.request("GET", f"/{BUCKET}/k?uploadId={upload}")
+        self.assertEqual(self.interrupt(process).code, 130)
+        self.assertNotIn(b"<UploadId>", server.request("GET", f"/{BUCKET}?uploads"))
+        self.assertEqual(self.server_objects(), {})
 
     def test_a_folder_comes_back_as_it_was(self):
         names = ["a", "empty", ".hidden", "sub/ü 1+%&#=.txt", "sub/deep/..dots", "sub/~!@$^()[]{}';,", "sub/ blank",

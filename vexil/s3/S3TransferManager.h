@@ -30,7 +30,8 @@ struct CS3ResumeToken;
 /// they are deleted when all transfers have ended. A failure of the deletion is logged, and the first error
 /// is thrown. A service that does not respond to the deletion delays the end by up to 30 seconds for each
 /// try.
-/// If the response to the very first request of an upload is lost, an upload without parts may remain.
+/// If the response to the very first request of an upload is lost, or the upload is cancelled before it has
+/// come, an upload without parts may remain.
 ///
 /// Thread safety: one thread at a time. Several managers may work at once. A worker thread of the manager
 /// reads the streams while a member runs.

@@ -36,8 +36,12 @@ private:
 
 }  // namespace
 
+P<ITransferObserver> makeSessionObserver(CSession& session) {
+    return make<CSessionObserver>(session);
+}
+
 CSessionQueue::CSessionQueue(CSession& session, IServerPolicy& policy, int count)
-    : CTransferQueue(&policy, count, make<CSessionObserver>(session)) {}
+    : CTransferQueue(&policy, count, makeSessionObserver(session)) {}
 
 CSessionQueue::~CSessionQueue() = default;
 

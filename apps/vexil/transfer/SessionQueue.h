@@ -7,6 +7,11 @@ namespace vexil::app {
 
 class CSession;
 
+/// Shows the progress, the messages and the logs of a session for a queue. An interrupt by the user ends
+/// every wait.
+/// \param session  must outlive it
+P<ITransferObserver> makeSessionObserver(CSession& session);
+
 /// The queue of a command: with the progress, the messages and the logs of its session. An interrupt by the
 /// user ends every wait.
 class CSessionQueue : public CTransferQueue {
