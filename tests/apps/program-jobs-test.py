@@ -195,7 +195,7 @@ class BrokenTest(JobsTest):
         self.make_files(1)
         self.environment["VEXIL_S3_ENDPOINT"] = self.server.endpoint.replace("http", "HTTP")
         self.server.faults["00"] = [Fault(status=405, code="")]
-        self.assertIn("405", self.run_command("backup", code=1).err)
+        self.assertRegex(self.run_command("backup", code=1).err, r"\b405\b")
         self.make_objects(1)
         self.server.faults["00"] = [Fault(status=405, code="MethodNotAllowed")]
         self.assertIn("(MethodNotAllowed)", self.run_command("restore", code=1).err)
