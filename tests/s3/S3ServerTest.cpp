@@ -309,6 +309,13 @@ TEST_P(S3ServerTest, VersionsAreListedAndDeleted) {
         client.deleteObjectVersions(request, bucket, {{"a b", page->getVersions()[1].versionId}});
     EXPECT_THAT(result->getErrors(), testing::IsEmpty());
     EXPECT_EQ(get("a b"), "old");
+    // Without its versions the bucket can go.
+    const auto all = client.listVersions(request, bucket);
+    for (const vexil::CS3ObjectVersion& version : all->getVersions()) {
+        CNetRequest other;
+        client.deleteObjectVersion(other, bucket, version.key, version.versionId);
+    }
+    client.deleteBucket(request, bucket);
 }
 
 TEST_P(S3ServerTest, ListingVersion2WalksOverAllPages) {
