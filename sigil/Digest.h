@@ -63,4 +63,12 @@ public:
     [[nodiscard]] zet::P<IDigest> createDigest() const override;
 };
 
+/// CRC32C (Castagnoli, RFC 3720): 4 bytes, the most significant first. It detects accidental changes; it is
+/// no protection against attackers.
+class SIGIL_API CDigestType_CRC32C : public virtual zet::CBase, public IDigestType {
+public:
+    ~CDigestType_CRC32C() override;
+    [[nodiscard]] zet::P<IDigest> createDigest() const override;
+};
+
 }  // namespace sigil

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <random>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -90,6 +92,86 @@ TEST(DigestTest, ComputesSHA256) {
         EXPECT_EQ(finish(*digest), vector.hash) << text;
         EXPECT_EQ(finish(*clone), vector.hash) << "a clone, " << text;
     }
+}
+
+std::string hexCRC32C(std::string_view data) {
+    const P<IDigest> digest = sigil::CDigestType_CRC32C().createDigest();
+    update(*digest, data);
+    return finish(*digest);
+}
+
+// RFC 3720, appendix B.4, which lists the bytes in the other order, and the usual check value.
+TEST(DigestTest, ComputesCRC32C) {
+    std::string rising(32, '\0');
+    for (std::size_t i = 0; i < rising.size(); ++i) {
+        rising[i] = static_cast<char>(i);
+    }
+    const std::string falling(rising.rbegin(), rising.rend());
+    const std::string_view command("\x01\xC0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\x14\0\0\0\0\0\x04\0\0\0\0\x14"
+                                   "\0\0\0\x18\x28\0\0\0\0\0\0\0\x02\0\0\0\0\0\0\0",
+                                   48);
+    EXPECT_EQ(hexCRC32C(std::string(32, '\0')), "8a9136aa");
+    EXPECT_EQ(hexCRC32C(std::string(32, '\xFF')), "62a8ab43");
+    EXPECT_EQ(hexCRC32C(rising), "46dd794e");
+    EXPECT_EQ(hexCRC32C(falling), "113fdb5c");
+    EXPECT_EQ(hexCRC32C(command), "d9963a56");
+    EXPECT_EQ(hexCRC32C("123456789"), "e3069283");
+    EXPECT_EQ(hexCRC32C(""), "00000000");
+}
+
+/// Bit by bit, as the definition has it.
+std::string referenceCRC32C(std::string_view data) {
+    std::uint32_t sum = 0xFFFFFFFF;
+    for (const char c : data) {
+        sum ^= static_cast<unsigned char>(c);
+        for (int bit = 0; bit < 8; ++bit) {
+            sum = (sum & 1) != 0 ? (sum >> 1) ^ 0x82F63B78 : sum >> 1;
+        }
+    }
+    zet::TBuffer<unsigned char> bytes;
+    for (int shift = 24; shift >= 0; shift -= 8) {
+        const auto byte = static_cast<unsigned char>(~sum >> shift);
+        bytes.append(&byte, 1);
+    }
+    return hexOf(bytes);
+}
+
+TEST(DigestTest, CRC32CEqualsItsDefinition) {
+    std::mt19937 random(3720);
+    std::string data(300'001, '\0');
+    for (char& c : data) {
+        c = static_cast<char>(random());
+    }
+    EXPECT_EQ(hexCRC32C(data), referenceCRC32C(data));
+    EXPECT_EQ(hexCRC32C(data.substr(1)), referenceCRC32C(data.substr(1))) << "another alignment";
+    const std::string_view start = std::string_view(data).substr(0, 70);
+    const std::string whole = referenceCRC32C(start);
+    for (std::size_t first = 0; first <= start.size(); ++first) {
+        for (std::size_t second = first; second <= start.size(); ++second) {
+            const P<IDigest> digest = sigil::CDigestType_CRC32C().createDigest();
+            update(*digest, start.substr(0, first));
+            update(*digest, start.substr(first, second - first));
+            update(*digest, start.substr(second));
+            ASSERT_EQ(finish(*digest), whole) << "cut at " << first << " and " << second;
+        }
+    }
+}
+
+TEST(DigestTest, CRC32CHasTheRulesOfADigest) {
+    const P<IDigest> digest = sigil::CDigestType_CRC32C().createDigest();
+    digest->update(nullptr, 0);
+    EXPECT_THROW(digest->update("a", -1), zet::CInvalidArgError);
+    update(*digest, "1234");
+    const P<IDigest> clone = digest->clone();
+    update(*digest, "x");
+    update(*clone, "56789");
+    EXPECT_EQ(finish(*clone), "e3069283");
+    EXPECT_THROW(update(*clone, "a"), zet::CError);
+    EXPECT_THROW(finish(*clone), zet::CError);
+    EXPECT_THROW(update(*clone->clone(), "a"), zet::CError);
+    digest->reset();
+    update(*digest, "123456789");
+    EXPECT_EQ(finish(*digest), "e3069283");
 }
 
 TEST(DigestTest, ComputesPieceByPiece) {
