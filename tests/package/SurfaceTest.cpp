@@ -174,6 +174,12 @@ T& any() {
     return *none;
 }
 
+void name_sigil_CDigestType_CRC32C() {
+    using Class = sigil::CDigestType_CRC32C;
+    using namespace sigil;
+    name(static_cast<zet::P<IDigest> (Class::*)() const>(&Class::createDigest));
+}
+
 void name_sigil_CDigestType_MD5() {
     using Class = sigil::CDigestType_MD5;
     using namespace sigil;
@@ -398,6 +404,7 @@ void name_vexil_CNetRequest() {
     name(static_cast<void (Class::*)(bool)>(&Class::setUpload));
     name(static_cast<void (Class::*)(CNetHeaders*)>(&Class::setCustomHTTPHeaders));
     name(static_cast<P<CNetHeaders> (Class::*)() const>(&Class::getCustomHTTPHeaders));
+    name(static_cast<P<CNetRequest::IDataSource> (Class::*)() const>(&Class::getSendDataSource));
     name(static_cast<void (Class::*)(int64)>(&Class::setSendDataSize));
     name(static_cast<void (Class::*)(Class::IDataSource*)>(&Class::setSendDataSource));
     name(static_cast<void (Class::*)(zet::IInStream*)>(&Class::setSendDataStream));
@@ -719,6 +726,7 @@ void name_vexil_CS3Client() {
     name(static_cast<void (Class::*)(bool)>(&Class::setAnonymous));
     name(static_cast<void (Class::*)(S3AddressingStyle)>(&Class::setAddressingStyle));
     name(static_cast<void (Class::*)(S3PayloadSigning)>(&Class::setPayloadSigning));
+    name(static_cast<void (Class::*)(S3UploadCheck)>(&Class::setUploadCheck));
     name(static_cast<String (Class::*)(const String&) const>(&Class::getBucketURL));
     name(static_cast<String (Class::*)(const String&, const String&, const String&, const zet::CTimeSpan&)>(
         &Class::makePresignedURL));
@@ -2146,6 +2154,7 @@ void name_zet_CWindowsPathTraits() {
 
 TEST(SurfaceTest, NamesEverythingPublic) {
     name(static_cast<zet::int64 (*)(const zet::String&, bool)>(&zet::parseInt64<bool>));
+    name_sigil_CDigestType_CRC32C();
     name_sigil_CDigestType_MD5();
     name_sigil_CDigestType_SHA256();
     name_sigil_COpenSSLInit();

@@ -113,6 +113,25 @@ TEST_P(S3ServerTest, ObjectIsStoredReadAndDeleted) {
     client.deleteObject(request, bucket, "k");
 }
 
+// Over http, version 4 sends a stream that is read once in signed chunks.
+TEST_P(S3ServerTest, StreamsThatAreReadOnceAreStored) {
+    client.setUploadCheck(vexil::S3UploadCheck::WhileSending);
+    for (const std::size_t size : {0, 1, 65535, 65536, 65537, 131072, 1000000}) {
+        SCOPED_TRACE(size);
+        std::string content(size, '\0');
+        for (std::size_t i = 0; i < size; ++i) {
+            content[i] = static_cast<char>(i * 31 + i / 251);
+        }
+        zet::CBufferStream stream;
+        stream.write(content.data(), static_cast<int>(size));
+        stream.seek(0);
+        client.putObject(request, bucket, "k", &stream, static_cast<int64>(size), "");
+        EXPECT_FALSE(CS3Client::getContentMD5(request.getResponseHeaderMap()).isEmpty());
+        EXPECT_TRUE(get("k") == content);
+        EXPECT_FALSE(request.getResponseHeaderMap().contains("content-encoding"));
+    }
+}
+
 TEST_P(S3ServerTest, ObjectIsCopied) {
     put("from here", "hello");
     client.copyObject(request, bucket, "from here", "to/there");

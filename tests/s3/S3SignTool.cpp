@@ -3,8 +3,12 @@
 // A line has fields in hexadecimal digits of their UTF-8, with tabs between them. The first ones are
 // version, time in seconds since 1970, region, access key, secret key, session token, and method. After them
 // come either the URL of a request and its headers "name:value", or an empty field, endpoint, bucket, key and
-// validity of a presigned URL. The output has a line for each: the header Authorization, or the URL.
+// validity of a presigned URL. The output has a line for each: the header Authorization, or the URL. With the
+// method "CHUNKS" endpoint, bucket, key and content follow: the output is the Authorization of a put, and its
+// body in signed chunks in hexadecimal digits.
+#include "sigil/Hex.h"
 #include "vexil/s3/S3Client.h"
+#include "zet/MemoryInStream.h"
 
 #include <chrono>
 #include <iostream>
@@ -78,12 +82,37 @@ std::string presign(const std::vector<std::string>& fields) {
     return client.makePresignedURL(fields[Method], fields[Rest + 1], fields[Rest + 2], validity).toUTF8();
 }
 
+std::string signChunks(const std::vector<std::string>& fields) {
+    const std::string& content = fields[Rest + 3];
+    const int size = static_cast<int>(content.size());
+    Client client(fields);
+    client.setBaseURL(fields[Rest]);
+    client.setPayloadSigning(vexil::S3PayloadSigning::Chunked);
+    CNetRequest request;
+    const P<zet::CMemoryInStream> stream = zet::make<zet::CMemoryInStream>(content.data(), size);
+    client.preparePutObjectRequest(request, fields[Rest + 1], fields[Rest + 2], stream, size, "");
+    vexil::TMap<String, String> headers;
+    request.getCustomHTTPHeaders()->fillMap(headers);
+    std::string body;
+    const P<CNetRequest::IDataSource> source = request.getSendDataSource();
+    std::vector<char> block(10007);
+    for (int length; (length = source->read(block.data(), static_cast<int>(block.size()), {})) > 0;) {
+        body.append(block.data(), static_cast<std::size_t>(length));
+    }
+    return headers.at("authorization").toUTF8() + "\t" +
+           sigil::hexEncode(body.data(), static_cast<int>(body.size())).toUTF8();
+}
+
 }  // namespace
 
 int main() {
     for (std::string line; std::getline(std::cin, line);) {
         const std::vector<std::string> fields = split(line);
-        std::cout << (fields[URL].empty() ? presign(fields) : sign(fields)) << '\n';
+        const bool isInChunks = fields[Method] == "CHUNKS";
+        std::cout << (isInChunks            ? signChunks(fields)
+                      : fields[URL].empty() ? presign(fields)
+                                            : sign(fields))
+                  << '\n';
     }
     return 0;
 }

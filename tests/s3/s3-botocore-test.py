@@ -1,9 +1,13 @@
 """Compares signatures with those of botocore: random requests, and presigned URLs of both versions.
 
+The verifying front of the server tests checks bodies in signed chunks, and finds each altered byte of them.
+
 Usage: s3-botocore-test.py SIGN_TOOL
 """
 
 import datetime
+import email.message
+import os
 import random
 import subprocess
 import sys
@@ -13,6 +17,9 @@ import urllib.parse
 import botocore.auth
 import botocore.awsrequest
 import botocore.credentials
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "servers"))
+import verifying_s3  # noqa: E402
 
 REQUESTS = 10_000
 PRESIGNED = 1_000
@@ -121,7 +128,43 @@ def normalized(line):
     return url._replace(query="").geturl(), sorted(urllib.parse.parse_qsl(url.query, strict_parsing=True))
 
 
+def is_refused(front, headers, timestamp, body):
+    authorization = verifying_s3.CREDENTIAL.match(headers["Authorization"])
+    scope = "%s/%s/s3/aws4_request" % authorization.group(2, 3)
+    try:
+        front.verify_chunks(headers, timestamp, scope, authorization[5], body)
+    except verifying_s3.Refusal:
+        return True
+    return False
+
+
+def check_chunks(tool):
+    account = Account()
+    front = verifying_s3.VerifyingS3.__new__(verifying_s3.VerifyingS3)  # without its server
+    front.secret_key = account.secret_key
+    timestamp = datetime.datetime.fromtimestamp(account.time, datetime.timezone.utc).strftime("%Y%m%dT%H%M%SZ")
+    contents = [bytes(random.choices(range(256), k=size)) for size in (1, 65535, 65536, 65537, 131072, 200000)]
+    tail = [field.encode().hex() for field in account.fields(4) + ["CHUNKS", "", "http://host", "bucket", "key"]]
+    lines = "".join("\t".join(tail + [content.hex()]) + "\n" for content in contents)
+    output = subprocess.run([tool], input=lines, capture_output=True, text=True, check=True).stdout.splitlines()
+    for content, line in zip(contents, output, strict=True):
+        authorization, digits = line.split("\t")
+        body = bytes.fromhex(digits)
+        headers = email.message.Message()
+        headers["Authorization"] = authorization
+        headers["x-amz-decoded-content-length"] = str(len(content))
+        if is_refused(front, headers, timestamp, body):
+            raise SystemExit("%d bytes in chunks are refused" % len(content))
+        for at in {0, len(body) - 1, *random.sample(range(len(body)), 20)}:
+            altered = body[:at] + bytes([body[at] ^ 1]) + body[at + 1:]
+            if not is_refused(front, headers, timestamp, altered):
+                raise SystemExit("an altered byte %d of %d is not found" % (at, len(body)))
+        if not is_refused(front, headers, timestamp, body[:-1]):
+            raise SystemExit("a body without its end is not found")
+
+
 def main():
+    check_chunks(sys.argv[1])
     seed = random.randrange(1 << 32)
     random.seed(seed)
     Clock.install()

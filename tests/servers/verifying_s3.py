@@ -8,6 +8,7 @@ A request with the bucket in its path is passed on unchanged, so that the server
 
 import datetime
 import hashlib
+import hmac
 import http.client
 import http.server
 import os
@@ -26,6 +27,9 @@ import botocore.credentials
 CREDENTIAL = re.compile(r"AWS4-HMAC-SHA256 Credential=([^/]+)/(\d{8})/([^/]+)/s3/aws4_request, "
                         r"SignedHeaders=([^,]+), Signature=([0-9a-f]{64})$")
 LARGEST_SKEW = 900  # seconds
+STREAMING = "STREAMING-AWS4-HMAC-SHA256-PAYLOAD"
+CHUNK_LINE = re.compile(rb"([0-9a-f]+);chunk-signature=([0-9a-f]{64})\r\n")
+SMALLEST_CHUNK = 8192  # bytes of each chunk, except the last with bytes
 
 
 class Refusal(Exception):
@@ -108,7 +112,8 @@ class VerifyingS3:
         if not must <= set(signed) or signed != sorted(signed):
             raise Refusal(403, "AccessDenied", "There were headers present in the request which were not signed",
                           element("HeadersNotSigned", ", ".join(sorted(must - set(signed)))))
-        self.verify_body(headers.get("x-amz-content-sha256"), body)
+        if headers.get("x-amz-content-sha256") != STREAMING:
+            self.verify_body(headers.get("x-amz-content-sha256"), body)
         if headers.get("x-amz-security-token", "") != self.token:
             raise Refusal(400, "InvalidToken", "The provided token is malformed or otherwise invalid.")
         canonical_request, string_to_sign, expected = self.sign(method, target, headers, signed, timestamp)
@@ -117,6 +122,34 @@ class VerifyingS3:
                                                         "signature you provided. Check your key and signing method.",
                           element("AWSAccessKeyId", access_key) + element("StringToSign", string_to_sign)
                           + element("SignatureProvided", signature) + element("CanonicalRequest", canonical_request))
+        if headers.get("x-amz-content-sha256") == STREAMING:
+            self.verify_chunks(headers, timestamp, "%s/%s/s3/aws4_request" % (day, region), signature, body)
+
+    def verify_chunks(self, headers, timestamp, scope, signature, body):
+        """Each chunk has a signature that continues the one before, and the body ends with an empty chunk."""
+        key = b"AWS4" + self.secret_key.encode()
+        for part in scope.split("/"):
+            key = hmac.new(key, part.encode(), hashlib.sha256).digest()
+        sizes = []
+        at = 0
+        while not sizes or sizes[-1] != 0:
+            line = CHUNK_LINE.match(body, at)
+            if not line:
+                raise Refusal(400, "IncompleteBody", "A chunk of the body has no valid beginning.")
+            sizes.append(int(line[1], 16))
+            data = body[line.end():line.end() + sizes[-1]]
+            at = line.end() + sizes[-1] + 2
+            if len(data) != sizes[-1] or body[at - 2:at] != b"\r\n":
+                raise Refusal(400, "IncompleteBody", "The body ends within a chunk.")
+            text = "\n".join(("AWS4-HMAC-SHA256-PAYLOAD", timestamp, scope, signature, hashlib.sha256().hexdigest(),
+                              hashlib.sha256(data).hexdigest()))
+            signature = hmac.new(key, text.encode(), hashlib.sha256).hexdigest()
+            if signature.encode() != line[2]:
+                raise Refusal(403, "SignatureDoesNotMatch", "The signature of a chunk does not match.")
+        if at != len(body) or str(sum(sizes)) != headers.get("x-amz-decoded-content-length"):
+            raise Refusal(400, "IncompleteBody", "The body has another length than its header.")
+        if any(size < SMALLEST_CHUNK for size in sizes[:-2]):
+            raise Refusal(403, "InvalidChunkSizeError", "Only the last chunk is allowed to be smaller than 8192 bytes.")
 
     def verify_time(self, timestamp, day):
         try:

@@ -198,6 +198,10 @@ void CNetRequest::setSendDataSource(IDataSource* source) {
     m_parts->requestBody.setSource(source, nullptr);
 }
 
+P<CNetRequest::IDataSource> CNetRequest::getSendDataSource() const {
+    return m_parts->requestBody.getSource();
+}
+
 void CNetRequest::setSendDataStream(zet::IInStream* stream) {
     // Kept first: only the old source or this call may refer to the stream.
     const P<IBase> keepAlive = stream;

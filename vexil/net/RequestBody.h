@@ -17,6 +17,7 @@ public:
 
     /// \param keepAlive  kept as long as the source
     void setSource(CNetRequest::IDataSource* source, IBase* keepAlive);
+    P<CNetRequest::IDataSource> getSource() const { return m_source; }
     bool hasSource() const noexcept { return m_source.get() != nullptr; }
     void dropSource();
     /// Also for a POST (`isPost`) the size of its body.

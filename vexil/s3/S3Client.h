@@ -46,6 +46,7 @@ namespace vexil {
 class CS3ObjectSink;
 struct CS3ObjectRange;
 struct CS3PreparedKey;
+struct CS3RequestToSign;
 struct CS3SigningKeys;
 
 /// A temporary object that owns text or bytes.
@@ -165,6 +166,18 @@ public:
     /// What version 4 signs of the body of a put. Default S3PayloadSigning::Signed. With Unsigned the
     /// preparation of a put throws a CInvalidArgError over http.
     void setPayloadSigning(S3PayloadSigning signing) { m_payloadSigning = signing; }
+    /// When the bytes of a stream are hashed, in putObject() and uploadPart() with a stream and their
+    /// preparations. Default S3UploadCheck::BeforeSending. Bytes from memory are always hashed before.
+    ///
+    /// With WhileSending the stream is read once. There is no Content-MD5. With version 4 and the payload
+    /// signing Signed the body is unsigned over https, and signed in chunks over http. The operation, or
+    /// checkResponse(), compares the ETag of the response with the MD5 of what was sent, if it is an MD5
+    /// (getContentMD5()), whatever setVerifyETag() says. A difference is a CError that names the object and
+    /// both values. The service has then stored wrong bytes: put the object again, or delete it. For services
+    /// that send other 32 hexadecimal digits leave it at BeforeSending.
+    ///
+    /// A stream that cannot seek is sent once: a failure after its first byte is thrown without another try.
+    void setUploadCheck(S3UploadCheck check) { m_uploadCheck = check; }
 
     /// Sets how often an operation is tried again after its first failure. Default 50; 0 and less: never.
     void setMaxRetries(int count) { m_maxRetries = count; }
@@ -985,8 +998,16 @@ private:
 
     /// The hashes of a body, as its headers have them.
     struct CBodyHashes {
-        String contentMD5;
-        String payload;  ///< x-amz-content-sha256; "" with version 2
+        String contentMD5;  ///< "" if it is computed while the body is sent
+        String payload;     ///< x-amz-content-sha256; "" with version 2
+    };
+
+    /// The body of a put from a stream.
+    struct CUploadBody {
+        P<CNetRequest::IDataSource> source;
+        int64 size;         ///< as it is sent
+        int64 decodedSize;  ///< without the framing of chunks; -1 if there is none
+        CBodyHashes hashes;
     };
 
     // It continues a listing after a key that is not valid text.
@@ -1061,6 +1082,13 @@ private:
     P<sigil::IDigest> makePayloadDigest() const;
     CBodyHashes finishBodyHashes(sigil::IDigest* payload);
     void checkPayloadSigning(const char* place) const;
+    bool isSecure() const { return m_baseURL.startsWithNoCase("https:"); }
+    bool isReadOnce() const noexcept;
+    bool isSentInChunks() const;
+    CUploadBody makeUploadBody(zet::IInStream* data, int64 size, const String& name);
+    String getSentEncoding(const CUploadBody& body, const String& contentEncoding) const;
+    void setUploadBody(CNetRequest& request, const CUploadBody& body);
+    void signChunks(CNetRequest& request, const CS3RequestToSign& parts, const String& authorization) const;
     bool isVersion4() const noexcept { return m_signatureVersion == S3SignatureVersion::V4; }
     void checkAddress(const String& bucket) const;
     bool isVirtualHosted(const String& bucket) const;
@@ -1089,6 +1117,7 @@ private:
     S3SignatureVersion m_signatureVersion = S3SignatureVersion::V2;
     S3AddressingStyle m_addressingStyle = S3AddressingStyle::Automatic;
     S3PayloadSigning m_payloadSigning = S3PayloadSigning::Signed;
+    S3UploadCheck m_uploadCheck = S3UploadCheck::BeforeSending;
     String m_region = "us-east-1";
     String m_sessionToken;
     P<IS3CredentialsProvider> m_provider;

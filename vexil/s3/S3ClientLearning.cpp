@@ -3,6 +3,7 @@
 #include "vexil/s3/S3Client.h"
 #include "vexil/s3/S3Refusal.h"
 #include "vexil/s3/S3URL.h"
+#include "vexil/s3/S3UploadSource.h"
 #include "zet/Log.h"
 
 #include <cstdlib>
@@ -55,6 +56,9 @@ void CS3Client::performSigned(CNetRequest& request) {
             } else if (redirects < maxRedirects && followRedirect(request, error)) {
                 ++redirects;
             } else {
+                throw;
+            }
+            if (!rewindUpload(request)) {
                 throw;
             }
         }

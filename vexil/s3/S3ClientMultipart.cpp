@@ -9,7 +9,6 @@
 #include "vexil/s3/S3URL.h"
 #include "vexil/s3/S3XmlReduction.h"
 #include "vexil/s3/S3XmlWriter.h"
-#include "zet/StreamRange.h"
 
 #include <string>
 
@@ -130,20 +129,17 @@ void CS3Client::prepareUploadPartRequest(CNetRequest& request, const String& buc
     }
     checkCustomerKey(place, customerKey, m_baseURL);
     checkPayloadSigning(place);
-    const P<CNetRequest::CStreamDataSource> source =
-        zet::make<CNetRequest::CStreamDataSource>(zet::make<zet::CStreamRange>(data, size));
-    const CBodyHashes hashes = calcBodyHashes(*source);
+    const CUploadBody body =
+        makeUploadBody(data, size, bucket + "/" + object + "', part '" + String::fromInt(partNumber));
     const String query =
         "?partNumber=" + String::fromInt(partNumber) + "&uploadId=" + escapeText(uploadId, false);
     const P<CNetHeaders> headers = beginPrepareObjectRequest(request, bucket, object, query);
     request.setHTTPMethod("PUT");
-    headers->add("Content-MD5", hashes.contentMD5);
-    if (!hashes.payload.isEmpty()) {
-        headers->add("x-amz-content-sha256", hashes.payload);
-    }
+    addOptional(*headers, "Content-MD5", body.hashes.contentMD5);
+    addOptional(*headers, "Content-Encoding", getSentEncoding(body, String()));
+    addOptional(*headers, "x-amz-content-sha256", body.hashes.payload);
     addCustomerKey(request, *headers, customerKey);
-    request.setSendDataSource(source);
-    request.setSendDataSize(size);
+    setUploadBody(request, body);
     sign(request, S3Subresources::Signed);
 }
 

@@ -11,7 +11,9 @@
 #include "vexil/s3/S3ObjectStreams.h"
 #include "vexil/s3/S3OptionHeaders.h"
 #include "vexil/s3/S3ResponseCheck.h"
+#include "vexil/s3/S3SignerV4.h"
 #include "vexil/s3/S3StreamRelease.h"
+#include "vexil/s3/S3UploadSource.h"
 #include "vexil/s3/S3XmlReduction.h"
 #include "zet/MemoryInStream.h"
 #include "zet/ParseNumber.h"
@@ -151,20 +153,67 @@ void CS3Client::preparePutStream(CNetRequest& request, const String& bucket, con
     checkPutOptions(place, options);
     checkCustomerKey(place, options.customerKey, m_baseURL);
     checkPayloadSigning(place);
-    const P<CNetRequest::CStreamDataSource> source =
-        new CNetRequest::CStreamDataSource(new zet::CStreamRange(data, size));
-    const CBodyHashes hashes = calcBodyHashes(*source);
-    beginPreparePut(request, bucket, object, hashes, options);
-    request.setSendDataSource(source);
-    request.setSendDataSize(size);
+    const CUploadBody body = makeUploadBody(data, size, bucket + "/" + object);
+    CS3PutOptions sentOptions = options;
+    sentOptions.contentEncoding = getSentEncoding(body, options.contentEncoding);
+    beginPreparePut(request, bucket, object, body.hashes, sentOptions);
+    setUploadBody(request, body);
     finishPrepareRequest(request);
+}
+
+bool CS3Client::isReadOnce() const noexcept {
+    return m_uploadCheck == S3UploadCheck::WhileSending ||
+           (isVersion4() && m_payloadSigning == S3PayloadSigning::Chunked);
+}
+
+bool CS3Client::isSentInChunks() const {
+    const bool needsSignature = m_payloadSigning == S3PayloadSigning::Signed && !isSecure();
+    return isReadOnce() && isVersion4() && !m_isAnonymous &&
+           (m_payloadSigning == S3PayloadSigning::Chunked || needsSignature);
+}
+
+/// \param name  of the object, for errors
+CS3Client::CUploadBody CS3Client::makeUploadBody(zet::IInStream* data, int64 size, const String& name) {
+    if (!isReadOnce()) {
+        const P<CNetRequest::CStreamDataSource> source =
+            zet::make<CNetRequest::CStreamDataSource>(zet::make<zet::CStreamRange>(data, size));
+        return {source, size, -1, calcBodyHashes(*source)};
+    }
+    // Ceph's gateway (16.2) refuses an empty body in chunks. Nothing has to be read to sign it.
+    const bool isInChunks = size > 0 && isSentInChunks();
+    const P<CS3UploadSource> source = zet::make<CS3UploadSource>(
+        data, size, name, isInChunks ? CS3UploadSource::Framing::Chunks : CS3UploadSource::Framing::Plain);
+    String payload;
+    if (isInChunks) {
+        payload = CS3ChunkSigner::payloadHash;
+    } else if (isVersion4()) {
+        payload = isSentInChunks() ? CS3SignerV4::emptyPayloadHash : "UNSIGNED-PAYLOAD";
+    }
+    return {source, source->getSize(), isInChunks ? size : -1, {String(), payload}};
+}
+
+/// Only Amazon's own endpoint gets the word: other services keep it as the encoding of the object.
+String CS3Client::getSentEncoding(const CUploadBody& body, const String& contentEncoding) const {
+    if (body.decodedSize == -1 || !m_isAmazon) {
+        return contentEncoding;
+    }
+    return contentEncoding.isEmpty() ? String("aws-chunked") : "aws-chunked," + contentEncoding;
+}
+
+void CS3Client::setUploadBody(CNetRequest& request, const CUploadBody& body) {
+    if (body.decodedSize != -1) {
+        request.getCustomHTTPHeaders()->add("x-amz-decoded-content-length",
+                                            String::fromInt(body.decodedSize));
+    }
+    request.setSendDataSource(body.source);
+    request.setSendDataSize(body.size);
 }
 
 void CS3Client::beginPreparePut(CNetRequest& request, const String& bucket, const String& object,
                                 const CBodyHashes& hashes, const CS3PutOptions& options) {
     const P<CNetHeaders> headers = beginPrepareObjectRequest(request, bucket, object);
     request.setHTTPMethod("PUT");
-    headers->add("Content-MD5", hashes.contentMD5);
+    addOptional(*headers, "Content-MD5", hashes.contentMD5);
     addPutHeaders(*headers, options, S3PutPart::Object);
     addCustomerKey(request, *headers, options.customerKey);
     if (!hashes.payload.isEmpty()) {
@@ -173,14 +222,13 @@ void CS3Client::beginPreparePut(CNetRequest& request, const String& bucket, cons
 }
 
 void CS3Client::checkPayloadSigning(const char* place) const {
-    if (isVersion4() && m_payloadSigning == S3PayloadSigning::Unsigned &&
-        !m_baseURL.startsWithNoCase("https:")) {
+    if (isVersion4() && m_payloadSigning == S3PayloadSigning::Unsigned && !isSecure()) {
         throw CInvalidArgError(place, "an unsigned payload needs https");
     }
 }
 
 P<sigil::IDigest> CS3Client::makePayloadDigest() const {
-    const bool isSigned = isVersion4() && m_payloadSigning == S3PayloadSigning::Signed;
+    const bool isSigned = isVersion4() && m_payloadSigning != S3PayloadSigning::Unsigned;
     return isSigned ? sigil::CDigestType_SHA256().createDigest() : nullptr;
 }
 
@@ -223,7 +271,10 @@ CS3Client::CBodyHashes CS3Client::calcBodyHashes(CNetRequest::IDataSource& sourc
 
 void CS3Client::performPut(CNetRequest& request) {
     performRequest(request);
-    if (m_verifiesETag) {
+    if (const P<CS3UploadSource> source = findUploadSource(request)) {
+        checkResponseIsComplete(request);
+        source->verify(request.getResponseHeaderMap());
+    } else if (m_verifiesETag) {
         TMap<String, String> sent;
         request.getCustomHTTPHeaders()->fillMap(sent);
         verifyContentMD5(request.getResponseHeaderMap(), getHeaderFromMap(sent, "content-md5"));

@@ -6,6 +6,7 @@
 #include "vexil/s3/S3Refusal.h"
 #include "vexil/s3/S3ResponseCheck.h"
 #include "vexil/s3/S3SigningError.h"
+#include "vexil/s3/S3UploadSource.h"
 #include "zet/Log.h"
 
 #include <algorithm>
@@ -91,7 +92,9 @@ int CS3Client::performRequest(CNetRequest& request) {
                 throw;
             }
         } catch (const CError& error) {
-            if (isCancelled(request, error) || !logAndDecideRetry(error, tries)) {
+            // A stream that cannot be read again decides before the log promises another try.
+            if (isCancelled(request, error) || (shouldRetryRequest(error) && !rewindUpload(request)) ||
+                !logAndDecideRetry(error, tries)) {
                 throw;
             }
         }
@@ -122,7 +125,9 @@ void CS3Client::checkResponse(CNetRequest& request) const {
     if (sent.contains("x-amz-copy-source")) {
         throwCopyError(request);
     }
-    if (m_verifiesETag && sent.contains("content-md5")) {
+    if (const P<CS3UploadSource> source = findUploadSource(request)) {
+        source->verify(request.getResponseHeaderMap());
+    } else if (m_verifiesETag && sent.contains("content-md5")) {
         verifyContentMD5(request.getResponseHeaderMap(), findHeader(sent, "content-md5"));
     }
 }

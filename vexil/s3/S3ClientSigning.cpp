@@ -5,6 +5,7 @@
 #include "vexil/s3/S3SignerV2.h"
 #include "vexil/s3/S3SignerV4.h"
 #include "vexil/s3/S3URL.h"
+#include "vexil/s3/S3UploadSource.h"
 
 namespace vexil {
 
@@ -190,6 +191,7 @@ void CS3Client::sign(CNetRequest& request, S3Subresources subresources) {
                                         [&](const IS3Signer& signer) { return signer.sign(parts, keys); })) {
         added.push_back(std::move(header));
     }
+    signChunks(request, parts, added.back().second);
     P<CNetHeaders> headers = request.getCustomHTTPHeaders();
     const bool isNew = !headers;
     if (isNew) {
@@ -201,6 +203,21 @@ void CS3Client::sign(CNetRequest& request, S3Subresources subresources) {
     if (isNew) {
         request.setCustomHTTPHeaders(headers);
     }
+}
+
+/// The chunks of the body continue the signature of the request.
+/// \param authorization  the header of a signature that has just been made
+void CS3Client::signChunks(CNetRequest& request, const CS3RequestToSign& parts,
+                           const String& authorization) const {
+    const P<CS3UploadSource> source = findUploadSource(request);
+    if (!source || !source->isInChunks() || !isVersion4()) {
+        return;
+    }
+    const std::string timestamp = findHeader(parts.headers, "x-amz-date").toUTF8();
+    const std::string text = authorization.toUTF8();
+    CS3PreparedKeyPointer key = m_lastKey;
+    const std::string scope = CS3SignerV4(findRegionOfURL(parts.url), key).makeScope(timestamp);
+    source->setSeed({key, timestamp, scope, text.substr(text.rfind('=') + 1)});
 }
 
 void CS3Client::signAgain(CNetRequest& request) {

@@ -35,8 +35,10 @@ public:
     /// The text whose hash is signed.
     static std::string makeCanonicalRequest(const CS3RequestToSign& request);
 
-private:
+    /// Day, region and service of a signature.
     std::string makeScope(const std::string& timestamp) const;
+
+private:
     std::string makeSignature(const std::string& canonicalRequest, const std::string& timestamp,
                               const std::string& secretKey) const;
 

@@ -23,6 +23,15 @@ enum class S3AddressingStyle {
 enum class S3PayloadSigning {
     Signed,    ///< its SHA-256, for which a stream is read once before it is sent
     Unsigned,  ///< nothing (UNSIGNED-PAYLOAD); only over https, where TLS protects the body
+    /// A stream in chunks of 64 KiB, each with its own signature (STREAMING-AWS4-HMAC-SHA256-PAYLOAD). It is
+    /// read once, while it is sent, without Content-MD5. Bytes from memory are signed as with Signed.
+    Chunked,
+};
+
+/// When the bytes of a stream that is put are hashed.
+enum class S3UploadCheck {
+    BeforeSending,  ///< the stream is read once for Content-MD5, with version 4 its SHA-256, and then again
+    WhileSending,   ///< it is read once; the response is compared with the MD5 of what was sent
 };
 
 }  // namespace vexil

@@ -8,6 +8,7 @@
 #include "vexil/s3/S3HeaderMap.h"
 #include "vexil/s3/S3HexDigit.h"
 #include "vexil/s3/S3RequestPolicy.h"
+#include "vexil/s3/S3UploadSource.h"
 #include "zet/Log.h"
 #include "zet/ParseNumber.h"
 
@@ -63,6 +64,9 @@ CError makeWrongContentError(const String& text) {
 }
 
 String getSentMD5(CNetRequest& request) {
+    if (const P<CS3UploadSource> source = findUploadSource(request)) {
+        return source->getContentMD5();
+    }
     TMap<String, String> sent;
     if (const P<CNetHeaders> headers = request.getCustomHTTPHeaders()) {
         headers->fillMap(sent);
