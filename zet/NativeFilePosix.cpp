@@ -67,6 +67,47 @@ int CNativeFile::seek(int64 position) {
     return lseek(m_descriptor, position, SEEK_SET) == position ? 0 : errno;
 }
 
+int CNativeFile::readAt(int64 position, void* data, std::size_t size, std::size_t& count) {
+    char* const bytes = static_cast<char*>(data);
+    count = 0;
+    while (count < size) {
+        const ssize_t result =
+            ::pread(m_descriptor, bytes + count, size - count, position + static_cast<int64>(count));
+        if (result < 0 && errno != EINTR) {
+            count = 0;
+            return errno;
+        }
+        if (result == 0) {
+            break;
+        }
+        count += static_cast<std::size_t>(result > 0 ? result : 0);
+    }
+    return 0;
+}
+
+int CNativeFile::writeAt(int64 position, const void* data, std::size_t size) {
+    const char* next = static_cast<const char*>(data);
+    while (size > 0) {
+        const ssize_t count = ::pwrite(m_descriptor, next, size, position);
+        if (count < 0 && errno != EINTR) {
+            return errno;
+        }
+        const auto written = static_cast<std::size_t>(count > 0 ? count : 0);
+        next += written;
+        position += static_cast<int64>(written);
+        size -= written;
+    }
+    return 0;
+}
+
+int CNativeFile::flush() {
+    int result = 0;
+    do {
+        result = ::fsync(m_descriptor);
+    } while (result < 0 && errno == EINTR);
+    return toError(result);
+}
+
 int CNativeFile::truncate(int64 size) {
     return toError(ftruncate(m_descriptor, size));
 }

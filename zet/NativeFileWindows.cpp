@@ -73,6 +73,31 @@ int CNativeFile::seek(int64 position) {
     return _lseeki64(m_descriptor, position, SEEK_SET) == position ? 0 : errno;
 }
 
+int CNativeFile::readAt(int64 position, void* data, std::size_t size, std::size_t& count) {
+    char* const bytes = static_cast<char*>(data);
+    count = 0;
+    int failure = seek(position);
+    std::size_t length = 1;
+    while (!failure && count < size && length > 0) {
+        failure = read(bytes + count, size - count, length);
+        count += length;
+    }
+    count = failure ? 0 : count;
+    return failure;
+}
+
+int CNativeFile::writeAt(int64 position, const void* data, std::size_t size) {
+    const int failure = seek(position);
+    return failure ? failure : write(data, size);
+}
+
+int CNativeFile::flush() {
+    if (!isOpen()) {
+        return EBADF;
+    }
+    return _commit(m_descriptor) < 0 ? errno : 0;
+}
+
 int CNativeFile::truncate(int64 size) {
     return isOpen() ? static_cast<int>(_chsize_s(m_descriptor, size)) : EBADF;
 }

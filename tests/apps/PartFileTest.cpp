@@ -2,7 +2,6 @@
 
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/files/PartName.h"
-#include "apps/vexil/platform/LockedFile.h"
 #include "tests/support/WhatOf.h"
 
 #include <gmock/gmock.h>

@@ -251,6 +251,21 @@ TEST_F(TransferQueueTest, WithACountOfOneAJobIsDoneWhenStartReturns) {
     EXPECT_EQ(m_peer.connectionCount(), 1u);
 }
 
+TEST_F(TransferQueueTest, TheEndOfOneJobCanBeWaitedFor) {
+    m_peer.onConnection().expectRequest().pause().reply(good);
+    m_peer.setDefaultReply(good);
+    CTransferQueue queue(m_policy, 3);
+    queue.finishOne();  // there is none
+    queue.start(makeJob("1"));
+    ASSERT_TRUE(m_peer.waitUntilPaused());
+    queue.start(makeJob("2"));
+    queue.finishOne();
+    EXPECT_THAT(m_events, ElementsAre("2 succeeds: good", "2 ends"));
+    m_peer.release();
+    queue.finishOne();
+    EXPECT_THAT(m_events, ElementsAre("2 succeeds: good", "2 ends", "1 succeeds: good", "1 ends"));
+}
+
 TEST_F(TransferQueueTest, NoMoreTransfersRunAtOnceThanTheCount) {
     for (int i = 0; i < 3; ++i) {
         m_peer.onConnection().expectRequest().pause().reply(good).thenDefault();

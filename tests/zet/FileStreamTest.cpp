@@ -4,6 +4,7 @@
 #include "zet/FileInStream.h"
 #include "zet/FileOutStream.h"
 #include "zet/InvalidArgError.h"
+#include "zet/LockedFile.h"
 
 #include <gtest/gtest.h>
 
@@ -23,6 +24,7 @@ using vexil_test::whatOf;
 using zet::CError;
 using zet::CFileInStream;
 using zet::CFileOutStream;
+using zet::CLockedFile;
 using zet::CNativeFile;
 using zet::make;
 using zet::P;
@@ -224,6 +226,26 @@ TEST_F(FileStreamTest, AnOpenFileCanBeGiven) {
               "CFileOutStream: file must not be null");
 }
 
+TEST_F(FileStreamTest, BytesAreWrittenAndReadAtPositions) {
+    CLockedFile file;
+    ASSERT_EQ(file.create(m_folder / "f", zet::FileAccess::Usual), 0);
+    EXPECT_EQ(file.writeAt(4, "ef", 2), 0);
+    EXPECT_EQ(file.writeAt(0, "abcd", 4), 0);
+    EXPECT_EQ(file.writeAt(1, "B", 1), 0);
+    EXPECT_EQ(file.flush(), 0);
+    EXPECT_EQ(load(m_folder / "f"), "aBcdef");
+    char bytes[8] = {};
+    std::size_t count = 0;
+    EXPECT_EQ(file.readAt(3, bytes, 2, count), 0);
+    EXPECT_EQ(std::string(bytes, count), "de");
+    EXPECT_EQ(file.readAt(3, bytes, 8, count), 0);
+    EXPECT_EQ(std::string(bytes, count), "def");
+    EXPECT_EQ(file.readAt(6, bytes, 8, count), 0);
+    EXPECT_EQ(count, 0u);
+    EXPECT_EQ(file.readAt(-1, bytes, 8, count), EINVAL);
+    EXPECT_EQ(file.writeAt(-1, bytes, 1), EINVAL);
+}
+
 TEST_F(FileStreamTest, AFileThatIsNotOpenFails) {
     CNativeFile file;
     EXPECT_FALSE(file.isOpen());
@@ -234,6 +256,9 @@ TEST_F(FileStreamTest, AFileThatIsNotOpenFails) {
     EXPECT_EQ(count, 0u);
     EXPECT_EQ(file.write(&byte, 1), EBADF);
     EXPECT_EQ(file.seek(0), EBADF);
+    EXPECT_EQ(file.readAt(0, &byte, 1, count), EBADF);
+    EXPECT_EQ(file.writeAt(0, &byte, 1), EBADF);
+    EXPECT_EQ(file.flush(), EBADF);
     EXPECT_EQ(file.truncate(0), EBADF);
     zet::int64 size = 0;
     EXPECT_EQ(file.getSize(size), EBADF);

@@ -108,6 +108,13 @@ void CTransferQueue::start(P<ITransferJob> job) {
     }
 }
 
+void CTransferQueue::finishOne() {
+    const int unfinished = getUnfinishedCount();
+    while (unfinished > 0 && getUnfinishedCount() >= unfinished) {
+        waitForEnds();
+    }
+}
+
 void CTransferQueue::finish() {
     while (getUnfinishedCount() > 0) {
         waitForEnds();

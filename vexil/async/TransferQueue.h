@@ -39,7 +39,7 @@ class CTransferThread;
 /// at once, with the source and sink of its request.
 ///
 /// Errors: the error of a transfer, and an exception of the job's transfer or of onSuccess(), goes to
-/// ITransferJob::onFailure(). start() and finish() throw the rest: see there. After that, the queue must be
+/// ITransferJob::onFailure(). start(), finishOne() and finish() throw the rest: see there. After that, the queue must be
 /// destroyed.
 ///
 /// \code
@@ -81,6 +81,10 @@ public:
     /// \throws exceptions of ITransferJob::onFailure() and of the observer, the error that has ended the
     ///         worker, std::bad_alloc
     void start(P<ITransferJob> job);
+    /// Returns when at least one more job has ended, at once if there is none. For a caller that must wait
+    /// for a job before it can begin the next one.
+    /// \throws the same
+    void finishOne();
     /// Returns when all jobs have ended. More jobs may follow.
     /// \throws the same
     void finish();

@@ -3,7 +3,6 @@
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/console/Console.h"
 #include "apps/vexil/files/PartName.h"
-#include "apps/vexil/platform/LockedFile.h"
 #include "apps/vexil/platform/Platform.h"
 
 #include <algorithm>
@@ -58,7 +57,7 @@ void CLeftParts::clearOf(CConsole& console, const fs::path& target) {
 }
 
 void CLeftParts::remove(const fs::path& part) const {
-    CLockedFile file;
+    zet::CLockedFile file;
     int failure = file.openLeft(part);
     if (failure == ENOENT) {
         return;

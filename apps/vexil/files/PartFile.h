@@ -1,14 +1,17 @@
 #pragma once
 
-#include "apps/vexil/platform/LockedFile.h"
 #include "vexil/BaseTypes.h"
 #include "zet/FileOutStream.h"
+#include "zet/LockedFile.h"
 
 #include <filesystem>
 #include <functional>
 #include <memory>
 
 namespace vexil::app {
+
+using zet::CLockedFile;
+using zet::FileAccess;
 
 /// Writes a file that may already have the first bytes of its content.
 class CPartStream : public zet::CFileOutStream {

@@ -1,4 +1,4 @@
-#include "apps/vexil/platform/LockedFile.h"
+#include "zet/LockedFile.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -7,7 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace vexil::app {
+namespace zet {
 
 namespace {
 
@@ -90,4 +90,4 @@ int CLockedFile::removeAndClose(const std::filesystem::path& path) {
     return failure;
 }
 
-}  // namespace vexil::app
+}  // namespace zet

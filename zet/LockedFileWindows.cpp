@@ -1,4 +1,4 @@
-#include "apps/vexil/platform/LockedFile.h"
+#include "zet/LockedFile.h"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -10,7 +10,7 @@
 #include <algorithm>
 #include <system_error>
 
-namespace vexil::app {
+namespace zet {
 
 namespace {
 
@@ -30,7 +30,7 @@ int toErrorNumber(const std::error_code& failure) {
 // While the file is open, others may read it, but neither write nor delete it.
 int CLockedFile::create(const std::filesystem::path& path, FileAccess) {
     close();
-    return app::open(path, _O_RDWR | _O_CREAT | _O_EXCL, _SH_DENYWR, m_descriptor);
+    return zet::open(path, _O_RDWR | _O_CREAT | _O_EXCL, _SH_DENYWR, m_descriptor);
 }
 
 int CLockedFile::openLeft(const std::filesystem::path& path) {
@@ -42,7 +42,7 @@ int CLockedFile::openLeft(const std::filesystem::path& path) {
     if ((attributes & (FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DIRECTORY)) != 0) {
         return EPERM;
     }
-    return app::open(path, _O_RDWR, _SH_DENYWR, m_descriptor);
+    return zet::open(path, _O_RDWR, _SH_DENYWR, m_descriptor);
 }
 
 // Windows cannot rename or delete an open file.
@@ -62,4 +62,4 @@ int CLockedFile::removeAndClose(const std::filesystem::path& path) {
     return toErrorNumber(failure);
 }
 
-}  // namespace vexil::app
+}  // namespace zet
