@@ -35,12 +35,12 @@ public:
     [[nodiscard]] int write(const void* data, std::size_t size);
     /// Moves to a position in bytes from the start, also beyond the end.
     [[nodiscard]] int seek(int64 position);
-    /// Reads at a position in bytes from the start, and does not use the position of read() and write(), which
-    /// is undefined afterwards. Fewer bytes than asked for only at the end of the file.
+    /// Reads at a position in bytes from the start. The position of read() and write() is undefined
+    /// afterwards. Fewer bytes than asked for only at the end of the file.
     /// \param count  set to the number of bytes read; 0 after a failure
     [[nodiscard]] int readAt(int64 position, void* data, std::size_t size, std::size_t& count);
-    /// Writes all bytes at a position in bytes from the start, also beyond the end. The position of read() and
-    /// write() is undefined afterwards. After a failure some bytes may be written.
+    /// Writes all bytes at a position in bytes from the start, also beyond the end. The position of read()
+    /// and write() is undefined afterwards. After a failure some bytes may be written.
     [[nodiscard]] int writeAt(int64 position, const void* data, std::size_t size);
     /// Returns when the disk has everything that was written. Another thread may write meanwhile.
     [[nodiscard]] int flush();

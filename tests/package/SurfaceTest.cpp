@@ -70,6 +70,7 @@
 #include "vexil/s3/S3CredentialsProvider.h"
 #include "vexil/s3/S3CustomerKey.h"
 #include "vexil/s3/S3DeleteResult.h"
+#include "vexil/s3/S3DownloadResult.h"
 #include "vexil/s3/S3EnvironmentCredentials.h"
 #include "vexil/s3/S3Error.h"
 #include "vexil/s3/S3ErrorResponse.h"
@@ -110,6 +111,7 @@
 #include "zet/FileOutStream.h"
 #include "zet/InStream.h"
 #include "zet/InvalidArgError.h"
+#include "zet/LockedFile.h"
 #include "zet/Log.h"
 #include "zet/MTRand.h"
 #include "zet/MemoryInStream.h"
@@ -1104,6 +1106,17 @@ void name_vexil_S3Transfers() {
     name(static_cast<CS3UploadResult (Class::*)(const String&, const Path&, const CS3PutOptions&)>(
         &Class::resumeUpload));
     name(static_cast<String (Class::*)() const>(&Class::getResumeToken));
+    if (t_construct) {
+        [[maybe_unused]] const CS3DownloadResult result{.eTag = any<String>(),
+                                                        .size = any<int64>(),
+                                                        .resumedBytes = any<int64>(),
+                                                        .check = S3ContentCheck::None};
+    }
+    static_assert(S3ContentCheck::MD5 != S3ContentCheck::PartMD5s);
+    name(static_cast<CS3DownloadResult (Class::*)(const String&, const String&, const Path&,
+                                                  const CS3GetOptions&)>(&Class::downloadFile));
+    name(static_cast<CS3DownloadResult (Class::*)(const String&, const String&, zet::IOutStream*,
+                                                  const CS3GetOptions&)>(&Class::download));
 }
 
 void name_vexil_CS3SigningError() {
@@ -1365,9 +1378,25 @@ void name_zet_CNativeFile() {
     name(static_cast<int (Class::*)(void*, std::size_t, std::size_t&)>(&Class::read));
     name(static_cast<int (Class::*)(const void*, std::size_t)>(&Class::write));
     name(static_cast<int (Class::*)(int64)>(&Class::seek));
+    name(static_cast<int (Class::*)(int64, void*, std::size_t, std::size_t&)>(&Class::readAt));
+    name(static_cast<int (Class::*)(int64, const void*, std::size_t)>(&Class::writeAt));
+    name(static_cast<int (Class::*)()>(&Class::flush));
     name(static_cast<int (Class::*)(int64)>(&Class::truncate));
     name(static_cast<int (Class::*)(int64&) const>(&Class::getSize));
     name(static_cast<int (Class::*)()>(&Class::close));
+}
+
+void name_zet_CLockedFile() {
+    using Class = zet::CLockedFile;
+    using Path = std::filesystem::path;
+    if (t_construct) {
+        [[maybe_unused]] const Class object{};
+    }
+    name(static_cast<int (Class::*)(const Path&, zet::FileAccess)>(&Class::create));
+    name(static_cast<int (Class::*)(const Path&)>(&Class::openLeft));
+    name(static_cast<int (Class::*)(const Path&, const Path&)>(&Class::renameAndClose));
+    name(static_cast<int (Class::*)(const Path&)>(&Class::removeAndClose));
+    static_assert(zet::FileAccess::Usual != zet::FileAccess::OwnerOnly);
 }
 
 void name_zet_CMemoryInStream() {
@@ -1789,6 +1818,7 @@ void name_vexil_CTransferQueue() {
     }
     name(static_cast<void (Class::*)(CCancelToken*)>(&Class::setCancelToken));
     name(static_cast<void (Class::*)(P<ITransferJob>)>(&Class::start));
+    name(static_cast<void (Class::*)()>(&Class::finishOne));
     name(static_cast<void (Class::*)()>(&Class::finish));
     name(static_cast<const int*>(&Class::defaultCount));
 }
@@ -2208,6 +2238,7 @@ TEST(SurfaceTest, NamesEverythingPublic) {
     name_zet_CFileOutStream();
     name_zet_CMemoryInStream();
     name_zet_CNativeFile();
+    name_zet_CLockedFile();
     name_zet_CMutex();
     name_zet_CMutexLock();
     name_zet_CProps();

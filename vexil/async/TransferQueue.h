@@ -39,8 +39,8 @@ class CTransferThread;
 /// at once, with the source and sink of its request.
 ///
 /// Errors: the error of a transfer, and an exception of the job's transfer or of onSuccess(), goes to
-/// ITransferJob::onFailure(). start(), finishOne() and finish() throw the rest: see there. After that, the queue must be
-/// destroyed.
+/// ITransferJob::onFailure(). start(), finishOne() and finish() throw the rest: see there. After that, the
+/// queue must be destroyed.
 ///
 /// \code
 /// const P<CCancelToken> stop = new CCancelToken;  // stop->cancel() on any thread

@@ -3,10 +3,13 @@
 #include "vexil/BaseTypes.h"
 #include "vexil/Export.h"
 #include "vexil/s3/S3Client.h"
+#include "vexil/s3/S3DownloadResult.h"
+#include "vexil/s3/S3GetOptions.h"
 #include "vexil/s3/S3PutOptions.h"
 #include "vexil/s3/S3TransferSettings.h"
 #include "vexil/s3/S3UploadResult.h"
 #include "zet/InStream.h"
+#include "zet/OutStream.h"
 
 #include <filesystem>
 
@@ -33,6 +36,9 @@ struct CS3ResumeToken;
 /// If the response to the very first request of an upload is lost, or the upload is cancelled before it has
 /// come, an upload without parts may remain.
 ///
+/// An object is downloaded in parts as well: a failed part is requested again from where it has ended. All
+/// parts are of the same object (If-Match with its ETag).
+///
 /// Thread safety: one thread at a time. Several managers may work at once. A worker thread of the manager
 /// reads the streams while a member runs.
 ///
@@ -44,6 +50,7 @@ struct CS3ResumeToken;
 /// CS3TransferManager manager(client, {.parallelParts = 4});
 /// manager.uploadFile("holiday.mov", "bucket", "2026/holiday.mov",
 ///                    {.contentType = "video/quicktime"});
+/// manager.downloadFile("bucket", "2026/holiday.mov", "copy.mov");
 /// \endcode
 class VEXIL_API CS3TransferManager : public virtual CBase {
 public:
@@ -98,6 +105,34 @@ public:
     /// The text to resume the last upload of a file with, if it has failed and its parts were kept; otherwise
     /// "". It contains no secrets.
     [[nodiscard]] String getResumeToken() const { return m_resumeToken; }
+
+    // ---- downloads ---------------------------------------------------------------------------------------
+
+    /// Reads an object into a file, and replaces an existing one. The file appears under its name only when
+    /// it is complete: all bytes are there, were compared with the ETag if possible, and are on the disk.
+    /// Until then it is ".NAME.vexil-part-" and 16 hexadecimal digits in the same folder, which one process
+    /// at a time can write.
+    ///
+    /// A download that fails, is cancelled or killed leaves this file if it has complete parts. A later call
+    /// with the same object and path reads only the missing parts if the object still has the same ETag;
+    /// otherwise, or if the file is damaged, it begins again. The file is deleted if the object has changed
+    /// or does not exist any more, or if its content is wrong.
+    /// \param path  a regular file, or none. The folder must exist
+    /// \throws CError of ErrorKind::Conflict if the object is replaced meanwhile, or if another process
+    ///         downloads it to this path; of ErrorKind::InvalidData if the content is not that of the ETag,
+    ///         or if the service sends other bytes than it was asked for; of domain "system" if the file
+    ///         cannot be written
+    CS3DownloadResult downloadFile(const String& bucket, const String& key, const std::filesystem::path& path,
+                                   const CS3GetOptions& options = {});
+    /// Reads an object into a stream, which gets the bytes in order, on the caller's thread, and need not be
+    /// able to seek. At most `parallelParts` parts of `partSize` bytes are in memory. It cannot be resumed.
+    ///
+    /// The content is compared with the ETag at the end: **the bytes that the stream got are right only if
+    /// this function returns.** After an error it has a beginning of the object, which may be wrong.
+    /// \param data  not null
+    /// \throws CError as downloadFile()
+    CS3DownloadResult download(const String& bucket, const String& key, zet::IOutStream* data,
+                               const CS3GetOptions& options = {});
 
 private:
     CS3UploadResult storeResumable(CS3Upload& upload, const CS3ResumeToken& token,

@@ -4,6 +4,7 @@
 #include "apps/vexil/console/Console.h"
 #include "apps/vexil/files/PartName.h"
 #include "apps/vexil/platform/Platform.h"
+#include "zet/LockedFile.h"
 
 #include <algorithm>
 #include <cerrno>
