@@ -1,6 +1,7 @@
 // The workloads as a careful program writes them directly on libcurl.
 
 #include "bench/BenchMain.h"
+#include "bench/PlainParts.h"
 
 #include <curl/curl.h>
 
@@ -510,5 +511,7 @@ int main(int argc, char** argv) {
                        {"get-buffer", getToBuffer},
                        {"get-sink", getToSink},
                        {"put-source", putFromSource},
+                       {"put-parts", putInParts},
+                       {"get-parts", getInParts},
                        {"heap", measureHeap}});
 }
