@@ -1,10 +1,12 @@
 // The workloads through the library.
 
 #include "bench/BenchMain.h"
+#include "bench/PartsFile.h"
 #include "vexil/async/AsyncNetRequestManager.h"
 #include "vexil/async/AsyncNetRequestThread.h"
 #include "vexil/net/NetRequest.h"
 #include "vexil/s3/S3Client.h"
+#include "vexil/s3/S3TransferManager.h"
 #include "zet/MemoryInStream.h"
 
 #include <algorithm>
@@ -141,6 +143,21 @@ void putObject(const std::string& url, int count, int version) {
     }
 }
 
+/// Without signatures and comparisons, because the plain program has none.
+vexil::CS3TransferManager makeTransferManager(const std::string& url) {
+    vexil::CS3Client client({.accessKeyId = "ACCESSKEY", .secretKey = "SECRET"});
+    client.setBaseURL(String::fromUTF8(url));
+    client.setAnonymous(true);
+    client.setSignatureVersion(4);
+    return vexil::CS3TransferManager(
+        client, {.parallelParts = bench::parallelParts, .partSize = bench::partSize, .verifiesETags = false});
+}
+
+void putInParts(const std::string& url, int mebibytes) {
+    const bench::PartsFile file(mebibytes * bench::mebibyte);
+    makeTransferManager(url).uploadFile(file.path(), "bucket", "object");
+}
+
 void getToBuffer(const std::string& url, int mebibytes) {
     CNetRequest request;
     request.setURL(String::fromUTF8(url));
@@ -218,5 +235,6 @@ int main(int argc, char** argv) {
                        {"get-buffer", getToBuffer},
                        {"get-sink", getToSink},
                        {"put-source", putFromSource},
+                       {"put-parts", putInParts},
                        {"heap", measureHeap}});
 }
