@@ -1,5 +1,6 @@
-// A web server for large bodies that does as little as possible: it reads what it gets and forgets it, and sends
-// zeros. It knows the requests of an S3 upload in parts and of a download in ranges, of an object of 1 GiB.
+// A web server for large bodies that does as little as possible: it reads what it gets and forgets it, and
+// sends zeros. It knows the requests of an S3 upload in parts and of a download in ranges, of an object of
+// 1 GiB.
 //
 // Prints its port and serves until its standard input ends.
 
