@@ -53,6 +53,7 @@
 #include "vexil/net/NetStringList.h"
 #include "vexil/net/RetryPolicy.h"
 #include "vexil/net/RootCertBundle.h"
+#include "vexil/net/SendSource.h"
 #include "vexil/net/ServerInfo.h"
 #include "vexil/net/TransferData.h"
 #include "vexil/net/URLEncoding.h"
@@ -406,7 +407,6 @@ void name_vexil_CNetRequest() {
     name(static_cast<void (Class::*)(bool)>(&Class::setUpload));
     name(static_cast<void (Class::*)(CNetHeaders*)>(&Class::setCustomHTTPHeaders));
     name(static_cast<P<CNetHeaders> (Class::*)() const>(&Class::getCustomHTTPHeaders));
-    name(static_cast<P<CNetRequest::IDataSource> (Class::*)() const>(&Class::getSendDataSource));
     name(static_cast<void (Class::*)(int64)>(&Class::setSendDataSize));
     name(static_cast<void (Class::*)(Class::IDataSource*)>(&Class::setSendDataSource));
     name(static_cast<void (Class::*)(zet::IInStream*)>(&Class::setSendDataStream));
@@ -2110,6 +2110,7 @@ void name_vexil() {
     name(static_cast<int (*)(const String&)>(&vexil::getStatusCodeFromHTTPStatusLine));
     name(static_cast<String (*)(const String&)>(&vexil::getInfoFromHTTPStatusLine));
     name(static_cast<TPathImpl<CWindowsPathTraits> (*)()>(&vexil::getRootCertBundlePath));
+    name(static_cast<P<CNetRequest::IDataSource> (*)(const CNetRequest&)>(&vexil::getSendDataSource));
     name(static_cast<const char* (*)() noexcept>(&vexil::getVersion));
     name(static_cast<String (*)(const String&, bool)>(&vexil::urlEscape));
     name(static_cast<String (*)(const String&, bool)>(&vexil::urlUnescape));

@@ -7,6 +7,7 @@
 // method "CHUNKS" endpoint, bucket, key and content follow: the output is the Authorization of a put, and its
 // body in signed chunks in hexadecimal digits.
 #include "sigil/Hex.h"
+#include "vexil/net/SendSource.h"
 #include "vexil/s3/S3Client.h"
 #include "zet/MemoryInStream.h"
 
@@ -94,7 +95,7 @@ std::string signChunks(const std::vector<std::string>& fields) {
     vexil::TMap<String, String> headers;
     request.getCustomHTTPHeaders()->fillMap(headers);
     std::string body;
-    const P<CNetRequest::IDataSource> source = request.getSendDataSource();
+    const P<CNetRequest::IDataSource> source = vexil::getSendDataSource(request);
     std::vector<char> block(10007);
     for (int length; (length = source->read(block.data(), static_cast<int>(block.size()), {})) > 0;) {
         body.append(block.data(), static_cast<std::size_t>(length));

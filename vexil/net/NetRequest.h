@@ -143,11 +143,10 @@ public:
     void setSendDataSize(int64 size);
     /// The body's source; null for none. Call setSendDataSize() as well.
     void setSendDataSource(IDataSource* source);
-    /// The source of the body; null if there is none. For a stream it is an object of this library.
-    [[nodiscard]] P<IDataSource> getSendDataSource() const;
     /// A stream as the body's source; null for none. Call setSendDataSize() as well.
     void setSendDataStream(zet::IInStream* stream);
-    /// The bytes of a buffer as the body, with their size. It must not change until the transfer ends.
+    /// The bytes of a buffer as the body, with their size. The buffer must not change until the transfer
+    /// ends.
     /// \throws CInvalidArgError for null
     void setSendDataBuffer(const TBuffer<unsigned char>* buffer);
     /// The UTF-8 form of a text as the body, with its size.

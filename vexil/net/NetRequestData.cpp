@@ -1,4 +1,5 @@
 #include "vexil/net/NetRequestParts.h"
+#include "vexil/net/SendSource.h"
 
 #include <limits>
 #include <string>
@@ -198,8 +199,12 @@ void CNetRequest::setSendDataSource(IDataSource* source) {
     m_parts->requestBody.setSource(source, nullptr);
 }
 
-P<CNetRequest::IDataSource> CNetRequest::getSendDataSource() const {
-    return m_parts->requestBody.getSource();
+P<CNetRequest::IDataSource> CNetRequestCallbacks::getSource(const CNetRequest& request) {
+    return request.m_parts->requestBody.getSource();
+}
+
+P<CNetRequest::IDataSource> getSendDataSource(const CNetRequest& request) {
+    return CNetRequestCallbacks::getSource(request);
 }
 
 void CNetRequest::setSendDataStream(zet::IInStream* stream) {

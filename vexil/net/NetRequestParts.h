@@ -70,7 +70,7 @@ struct CNetRequestParts {
     CAsyncState async;
 };
 
-/// What libcurl calls, with the request as the last or first argument.
+/// What libcurl calls, with the request as the last or first argument, and getSendDataSource().
 struct CNetRequestCallbacks {
     static std::size_t write(char* data, std::size_t size, std::size_t count, void* request) noexcept;
     static std::size_t read(char* buffer, std::size_t size, std::size_t count, void* request) noexcept;
@@ -78,6 +78,7 @@ struct CNetRequestCallbacks {
     static std::size_t header(char* data, std::size_t size, std::size_t count, void* request) noexcept;
     static int progress(void* request, curl_off_t downloadTotal, curl_off_t downloaded,
                         curl_off_t uploadTotal, curl_off_t uploaded) noexcept;
+    static P<CNetRequest::IDataSource> getSource(const CNetRequest& request);
 };
 
 }  // namespace vexil

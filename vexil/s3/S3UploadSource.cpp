@@ -2,6 +2,7 @@
 
 #include "sigil/Hex.h"
 #include "vexil/net/ErrorClassification.h"
+#include "vexil/net/SendSource.h"
 #include "vexil/s3/S3Client.h"
 #include "vexil/s3/S3ContentMD5.h"
 #include "vexil/s3/S3HeaderMap.h"
@@ -109,7 +110,7 @@ void CS3UploadSource::verify(const TMap<String, String>& responseHeaders) const 
 }
 
 P<CS3UploadSource> findUploadSource(const CNetRequest& request) {
-    return request.getSendDataSource().dynamicCast<CS3UploadSource>();
+    return getSendDataSource(request).dynamicCast<CS3UploadSource>();
 }
 
 bool rewindUpload(const CNetRequest& request) {
