@@ -552,7 +552,7 @@ TEST_F(S3UploadTest, StoppedRequestsLeaveNoParts) {
     };
     client.setRequestSetup(vexil::makeRequestSetup(
         [requests](CNetRequest& request) { request.setTransferProgress(zet::make<Progress>(requests)); }));
-    service.setFault([&](const Call& call) -> std::optional<std::string> {
+    service.setFault([requests](const Call& call) -> std::optional<std::string> {
         if (call.operation == Operation::Part) {
             requests->isStopped = true;
         }
