@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <ctime>
 #include <exception>
 #include <fstream>
 #include <functional>
@@ -77,7 +78,9 @@ inline int run(int argc, char** argv, const std::map<std::string, Workload>& wor
         const auto start = std::chrono::steady_clock::now();
         workload->second(argv[2], std::atoi(argv[3]));
         const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
-        std::cout << "seconds=" << elapsed.count() << "\npeak_kibibytes=" << peakKibibytes() << '\n';
+        std::cout << "seconds=" << elapsed.count()
+                  << "\ncpu_seconds=" << static_cast<double>(std::clock()) / CLOCKS_PER_SEC
+                  << "\npeak_kibibytes=" << peakKibibytes() << '\n';
         return 0;
     } catch (const std::exception& error) {
         std::cerr << argv[0] << ": " << error.what() << '\n';

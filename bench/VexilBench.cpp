@@ -149,6 +149,7 @@ vexil::CS3TransferManager makeTransferManager(const std::string& url) {
     client.setBaseURL(String::fromUTF8(url));
     client.setAnonymous(true);
     client.setSignatureVersion(4);
+    client.setUploadCheck(vexil::S3UploadCheck::WhileSending);
     return vexil::CS3TransferManager(
         client, {.parallelParts = bench::parallelParts, .partSize = bench::partSize, .verifiesETags = false});
 }
@@ -156,6 +157,14 @@ vexil::CS3TransferManager makeTransferManager(const std::string& url) {
 void putInParts(const std::string& url, int mebibytes) {
     const bench::PartsFile file(mebibytes * bench::mebibyte);
     makeTransferManager(url).uploadFile(file.path(), "bucket", "object");
+}
+
+void getInParts(const std::string& url, int mebibytes) {
+    const bench::PartsFile file(0);
+    const std::string copy = file.path() + "-copy";
+    const vexil::CS3DownloadResult result = makeTransferManager(url).downloadFile("bucket", "object", copy);
+    require(result.size == mebibytes * bench::mebibyte, "the server has another object");
+    unlink(copy.c_str());
 }
 
 void getToBuffer(const std::string& url, int mebibytes) {
@@ -236,5 +245,6 @@ int main(int argc, char** argv) {
                        {"get-sink", getToSink},
                        {"put-source", putFromSource},
                        {"put-parts", putInParts},
+                       {"get-parts", getInParts},
                        {"heap", measureHeap}});
 }

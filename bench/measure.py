@@ -36,19 +36,24 @@ class Bench:
     def __init__(self, build):
         self.programs = {name: build / "bin" / f"bench-{name}" for name in ("plain", "vexil")}
         self.counter = build / "lib" / "libbench-count-allocations.so"
-        self.late_server = build / "bin" / "bench-late-server"
+        self.build = build
         self.files = pathlib.Path(os.environ["VEXIL_HTTP_ROOT"])
         self.nginx = os.environ["VEXIL_HTTP_ENDPOINT"]
-        self.late = None
+        self.late = self.bulk = None
 
     @contextlib.contextmanager
     def servers(self):
         with open(self.files / "static" / "body", "wb") as body:
             body.truncate(FULL_BODY << 20)
-        server = subprocess.Popen([self.late_server], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
-        try:
-            self.late = f"http://127.0.0.1:{int(server.stdout.readline())}"
+        with self.server("late") as self.late, self.server("bulk") as self.bulk:
             yield
+
+    @contextlib.contextmanager
+    def server(self, name):
+        server = subprocess.Popen([self.build / "bin" / f"bench-{name}-server"], stdin=subprocess.PIPE,
+                                  stdout=subprocess.PIPE, text=True)
+        try:
+            yield f"http://127.0.0.1:{int(server.stdout.readline())}"
         finally:
             server.stdin.close()
             server.wait()
@@ -194,6 +199,19 @@ def wall_clock(bench):
     table(f"Wall clock, median of {ROUNDS} alternating rounds", ("", "plain", "vexil", "vexil to plain"), rows)
 
 
+def parts_clock(bench):
+    """An object of 1 GiB in parts of 8 MiB, 8 at once, from or to a file."""
+    rows = []
+    for workload, name in (("put-parts", "put, the MD5 included"), ("get-parts", "get")):
+        runs = [[bench.figures(program, workload, bench.bulk, FULL_BODY) for program in ("plain", "vexil")]
+                for _ in range(ROUNDS)]
+        for figure, form in (("seconds", "wall clock, s"), ("cpu_seconds", "CPU, s"), ("peak_kibibytes", "peak, KiB")):
+            plain, ours = (statistics.median(float(run[i][figure]) for run in runs) for i in (0, 1))
+            rows.append((f"{name}: {form}", number(plain), number(ours), percent(ours, plain)))
+    table(f"1 GiB in 8 parts at once, median of {ROUNDS} alternating rounds",
+          ("", "plain", "vexil", "vexil to plain"), rows)
+
+
 def thread_clock(bench):
     values = median_seconds(bench, [("vexil", "get"), ("vexil", "get-thread")], bench.nginx + "/static/a.txt",
                             CLOCKED_REQUESTS)
@@ -230,6 +248,7 @@ def main():
         if not options.quick:
             wall_clock(bench)
             thread_clock(bench)
+            parts_clock(bench)
 
 
 main()
