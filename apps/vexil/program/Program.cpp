@@ -302,6 +302,20 @@ void CProgram::addCommands(CLI::App& app) {
     addCommand(*http, makeHTTPHead());
     addCommand(*http, makeHTTPPut());
 
+    addS3Commands(app);
+    addFTPCommands(app);
+    CLI::App* mail = app.add_subcommand("mail", "Send mail, and test mail servers");
+    mail->require_subcommand(1);
+    mail->footer("The login comes from VEXIL_MAIL_USER and VEXIL_MAIL_PASSWORD, or from the file of "
+                 "--credentials; otherwise there is no login.\n\n"
+                 "Example:\n  vexil mail test --server mail.example.com");
+    addCommand(*mail, makeMailSend());
+    addCommand(*mail, makeMailTest());
+
+    addCommand(app, makeCompare());
+}
+
+void CProgram::addS3Commands(CLI::App& app) {
     CLI::App* s3 =
         app.add_subcommand("s3", "Work with the objects of an S3 server, and back up folders to it");
     s3->require_subcommand(1);
@@ -353,17 +367,6 @@ void CProgram::addCommands(CLI::App& app) {
     addCommand(*uploads, makeS3UploadsAbort());
     addCommand(*s3, makeS3Backup());
     addCommand(*s3, makeS3Restore());
-
-    addFTPCommands(app);
-    CLI::App* mail = app.add_subcommand("mail", "Send mail, and test mail servers");
-    mail->require_subcommand(1);
-    mail->footer("The login comes from VEXIL_MAIL_USER and VEXIL_MAIL_PASSWORD, or from the file of "
-                 "--credentials; otherwise there is no login.\n\n"
-                 "Example:\n  vexil mail test --server mail.example.com");
-    addCommand(*mail, makeMailSend());
-    addCommand(*mail, makeMailTest());
-
-    addCommand(app, makeCompare());
 }
 
 void CProgram::addFTPCommands(CLI::App& app) {

@@ -42,6 +42,7 @@ private:
     void addTransferOptions(CLI::App& app);
     void addFileOptions(CLI::App& app);
     void addCommands(CLI::App& app);
+    void addS3Commands(CLI::App& app);
     void addFTPCommands(CLI::App& app);
     void addCommand(CLI::App& group, std::unique_ptr<CCommand> command);
 
