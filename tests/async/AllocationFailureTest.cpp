@@ -5,6 +5,7 @@
 #include "tests/ftp/FTPPeer.h"
 #include "tests/support/FailingAllocations.h"
 #include "tests/support/ScriptedPeer.h"
+#include "tests/support/SparedXML.h"
 #include "vexil/async/AsyncNetRequestThread.h"
 #include "vexil/async/FunctionTransferJob.h"
 #include "vexil/async/TransferPolicy.h"
@@ -21,24 +22,8 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <dlfcn.h>
 #include <optional>
 #include <unistd.h>
-
-/// Replaces wxXmlDocument::Load(), which leaks if memory runs out in it: the parser is C, and the exception
-/// passes through it.
-extern "C" bool loadXml(void* document, void* stream, const void* encoding,
-                        int flags) asm("_ZN13wxXmlDocument4LoadER13wxInputStreamRK8wxStringi");
-
-bool loadXml(void* document, void* stream, const void* encoding, int flags) {
-    using Load = bool (*)(void*, void*, const void*, int);
-    static const auto next =
-        reinterpret_cast<Load>(dlsym(RTLD_NEXT, "_ZN13wxXmlDocument4LoadER13wxInputStreamRK8wxStringi"));
-    vexil_test::FailingAllocations::spare(true);
-    const bool isLoaded = next(document, stream, encoding, flags);
-    vexil_test::FailingAllocations::spare(false);
-    return isLoaded;
-}
 
 namespace {
 

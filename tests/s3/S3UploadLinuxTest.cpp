@@ -1,6 +1,7 @@
 // Uploads whose process is killed, and uploads without memory.
 #include "tests/s3/FakeS3.h"
 #include "tests/support/FailingAllocations.h"
+#include "tests/support/SparedXML.h"
 #include "vexil/s3/S3TransferManager.h"
 
 #include <chrono>
