@@ -413,10 +413,15 @@ TEST_F(S3CopyTest, MetadataThatCannotBeKeptIsAnError) {
                 HasSubstr("the metadata value of 'a' must have only printable ASCII characters"));
 }
 
+/// Ends the connection: libcurl 8.14 sometimes does so after the refusal of a PUT without a body.
+std::string refusal(const std::string& status, const std::string& code) {
+    return reply(status, errorDocument(code), "Connection: close\r\n");
+}
+
 TEST_F(S3CopyTest, FailedLargeCopyDeletesItsParts) {
     answer({headOfSource(25), reply("200 OK", created), reply("200 OK", copiedPart),
-            reply("412 Precondition Failed", errorDocument("PreconditionFailed")),
-            "HTTP/1.1 204 No Content\r\n\r\n"});
+            refusal("412 Precondition Failed", "PreconditionFailed")});
+    answer({"HTTP/1.1 204 No Content\r\n\r\n"});
     const auto error = thrownBy<CS3Error>([&] { copyLarge({.partsAbove = 0, .partSize = 10}); });
     ASSERT_TRUE(error);
     EXPECT_TRUE(CS3Client::isPreconditionFailed(*error));
@@ -432,8 +437,8 @@ TEST_F(S3CopyTest, RefusedCompletionDeletesTheParts) {
 
 TEST_F(S3CopyTest, FailureToDeleteThePartsIsLogged) {
     answer({headOfSource(5), reply("200 OK", created),
-            reply("412 Precondition Failed", errorDocument("PreconditionFailed")),
-            reply("403 Forbidden", errorDocument("AccessDenied"))});
+            refusal("412 Precondition Failed", "PreconditionFailed")});
+    answer({reply("403 Forbidden", errorDocument("AccessDenied"))});
     const LogCapture log;
     EXPECT_EQ(thrownBy<CS3Error>([&] { copyLarge({.partsAbove = 0}); })->getS3Code(), "PreconditionFailed");
     EXPECT_THAT(log.lines(),
@@ -450,10 +455,8 @@ TEST_F(S3CopyTest, SourceWithoutLengthOrETagIsNotCopied) {
 
 TEST_F(S3CopyTest, PartsGrowWithTheObject) {
     // 10,001 bytes do not fit into 10,000 parts of one byte.
-    std::vector<std::string> replies = {headOfSource(10001), reply("200 OK", created)};
-    replies.push_back(reply("403 Forbidden", errorDocument("AccessDenied")));
-    replies.emplace_back("HTTP/1.1 204 No Content\r\n\r\n");
-    answer(replies);
+    answer({headOfSource(10001), reply("200 OK", created), refusal("403 Forbidden", "AccessDenied")});
+    answer({"HTTP/1.1 204 No Content\r\n\r\n"});
     EXPECT_TRUE(thrownBy<CS3Error>([&] { copyLarge({.partsAbove = 0, .partSize = 1}); }));
     EXPECT_THAT(headAt(2), HasSubstr("\r\nx-amz-copy-source-range: bytes=0-1\r\n"));
 }
