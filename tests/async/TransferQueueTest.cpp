@@ -255,7 +255,7 @@ TEST_F(TransferQueueTest, TheEndOfOneJobCanBeWaitedFor) {
     m_peer.onConnection().expectRequest().pause().reply(good);
     m_peer.setDefaultReply(good);
     CTransferQueue queue(m_policy, 3);
-    queue.finishOne();  // there is none
+    queue.finishOne();  // no job to wait for
     queue.start(makeJob("1"));
     ASSERT_TRUE(m_peer.waitUntilPaused());
     queue.start(makeJob("2"));

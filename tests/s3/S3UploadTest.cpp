@@ -370,6 +370,10 @@ TEST_F(S3UploadTest, ETagsAreComparedOnlyIfTheyAreMeant) {
     settings.verifiesETags = false;
     service.setFault(always(Operation::Put, 0, other));
     EXPECT_EQ(uploadFile("small").eTag.toUTF8(), std::string(32, 'a'));
+    // The settings of the manager count, not those of its client.
+    client.setVerifyETag(true);
+    client.setUploadCheck(vexil::S3UploadCheck::WhileSending);
+    EXPECT_EQ(uploadFile("small").eTag.toUTF8(), std::string(32, 'a'));
 }
 
 TEST_F(S3UploadTest, FailureLeavesNoParts) {

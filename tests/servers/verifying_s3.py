@@ -80,7 +80,7 @@ class VerifyingS3:
         return time.time() + self.clock_offset
 
     def find_bucket(self, host):
-        """The bucket in a host name; "" if there is none."""
+        """The bucket in a host name; "" if the name has no bucket."""
         name = host.rsplit(":", 1)[0]
         return name[:-len(self.domain) - 1] if self.domain and name.endswith("." + self.domain) else ""
 

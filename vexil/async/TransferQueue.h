@@ -81,8 +81,8 @@ public:
     /// \throws exceptions of ITransferJob::onFailure() and of the observer, the error that has ended the
     ///         worker, std::bad_alloc
     void start(P<ITransferJob> job);
-    /// Returns when at least one more job has ended, at once if there is none. For a caller that must wait
-    /// for a job before it can begin the next one.
+    /// Returns when at least one more job has ended. Returns at once if no job is left. For a caller that
+    /// must wait for a job before it can begin the next one.
     /// \throws the same
     void finishOne();
     /// Returns when all jobs have ended. More jobs may follow.

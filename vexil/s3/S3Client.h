@@ -1006,7 +1006,7 @@ private:
     struct CUploadBody {
         P<CNetRequest::IDataSource> source;
         int64 size;         ///< as it is sent
-        int64 decodedSize;  ///< without the framing of chunks; -1 if there is none
+        int64 decodedSize;  ///< without the framing of chunks; -1 if it is not sent in chunks
         CBodyHashes hashes;
     };
 

@@ -47,7 +47,7 @@ int64 findContentLength(const TMap<String, String>& headers) {
     return zet::parseInt64(findHeader(headers, "content-length"), int64{-1});
 }
 
-/// Null if there is none that can be read.
+/// Null if the header is missing or cannot be read.
 P<CHTTPContentRange> findContentRange(const TMap<String, String>& headers) {
     try {
         return CHTTPContentRange::parse(findHeader(headers, "content-range"));

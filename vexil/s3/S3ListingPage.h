@@ -34,8 +34,8 @@ public:
     [[nodiscard]] bool isTruncated() const noexcept { return m_isTruncated; }
     /// @{
 
-    /// Key and ID of the last entry, after which the next page begins; with common prefixes those that the
-    /// service sent. "" if there are none.
+    /// Key and ID of the last entry, after which the next page begins. If the page has common prefixes, these
+    /// are the markers that the service sent. "" if the page is empty.
     [[nodiscard]] const std::string& getNextKeyMarker() const noexcept { return m_nextKey; }
     [[nodiscard]] const std::string& getNextIdMarker() const noexcept { return m_nextId; }
     /// @}

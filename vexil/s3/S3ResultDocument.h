@@ -24,7 +24,7 @@ public:
     /// Never null; lives as long as the document.
     const wxXmlNode* getRoot() const noexcept { return m_document.getRoot(); }
 
-    /// The text of the last direct child with this name; "" if there is none.
+    /// The text of the last direct child with this name; "" if no child has it.
     String findText(const char* name) const;
     /// \throws CError for anything but "true" and "false", in any case
     bool parseBoolean(const wxXmlNode* node) const;

@@ -196,7 +196,13 @@ private:
 // ---- uploads ---------------------------------------------------------------------------------------------
 
 CS3TransferManager::CS3TransferManager(const CS3Client& client, CS3TransferSettings settings)
-    : m_client(client), m_settings(std::move(settings)) {}
+    : m_client(client), m_settings(std::move(settings)) {
+    // The uploads compare the ETags themselves, if at all.
+    m_client.setVerifyETag(false);
+    if (!m_settings.verifiesETags) {
+        m_client.setUploadCheck(S3UploadCheck::BeforeSending);
+    }
+}
 
 CS3TransferManager::~CS3TransferManager() = default;
 
