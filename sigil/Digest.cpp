@@ -6,29 +6,38 @@
 #include <openssl/evp.h>
 
 #include <memory>
+#include <new>
 
 namespace sigil {
 
 namespace {
 
 struct CEvpDeleter {
-    void operator()(EVP_MD* digest) const noexcept { EVP_MD_free(digest); }
     void operator()(EVP_MD_CTX* context) const noexcept { EVP_MD_CTX_free(context); }
 };
 
+/// A search in the crypto library, which is dear. The result is kept until the process ends.
+const EVP_MD& fetchDigest(const char* name) {
+    // "-fips": content checks may use MD5 even if the process prefers FIPS algorithms.
+    const EVP_MD* const digest = EVP_MD_fetch(nullptr, name, "-fips");
+    if (!digest) {
+        throw zet::CError(zet::String("The crypto library offers no ") + name + ".");
+    }
+    return *digest;
+}
+
 class CEvpDigest : public virtual zet::CBase, public IDigest {
 public:
-    // "-fips": content checks may use MD5 even if the process prefers FIPS algorithms.
-    explicit CEvpDigest(const char* name)
-        : m_name(name), m_digest(EVP_MD_fetch(nullptr, name, "-fips")), m_context(EVP_MD_CTX_new()) {
-        if (!m_digest || !m_context) {
-            throw zet::CError(zet::String("The crypto library offers no ") + name + ".");
+    /// \param digest  lives until the process ends
+    explicit CEvpDigest(const EVP_MD& digest) : m_digest(digest), m_context(EVP_MD_CTX_new()) {
+        if (!m_context) {
+            throw std::bad_alloc();
         }
         CEvpDigest::reset();
     }
 
     void reset() override {
-        check(EVP_DigestInit_ex2(m_context.get(), m_digest.get(), nullptr));
+        check(EVP_DigestInit_ex2(m_context.get(), &m_digest, nullptr));
         m_isFinished = false;
     }
 
@@ -42,13 +51,13 @@ public:
 
     void finish(zet::TBuffer<unsigned char>& out) override {
         checkNotFinished();
-        out.setUsed(EVP_MD_get_size(m_digest.get()));
+        out.setUsed(EVP_MD_get_size(&m_digest));
         check(EVP_DigestFinal_ex(m_context.get(), out.getData(), nullptr));
         m_isFinished = true;
     }
 
     zet::P<IDigest> clone() const override {
-        zet::P<CEvpDigest> copy = new CEvpDigest(m_name);
+        zet::P<CEvpDigest> copy = new CEvpDigest(m_digest);
         check(EVP_MD_CTX_copy_ex(copy->m_context.get(), m_context.get()));
         copy->m_isFinished = m_isFinished;
         return copy;
@@ -67,8 +76,7 @@ private:
         }
     }
 
-    const char* m_name;  // a literal
-    std::unique_ptr<EVP_MD, CEvpDeleter> m_digest;
+    const EVP_MD& m_digest;
     std::unique_ptr<EVP_MD_CTX, CEvpDeleter> m_context;
     bool m_isFinished = false;
 };
@@ -82,13 +90,15 @@ IDigestType::~IDigestType() = default;
 CDigestType_MD5::~CDigestType_MD5() = default;
 
 zet::P<IDigest> CDigestType_MD5::createDigest() const {
-    return new CEvpDigest("MD5");
+    static const EVP_MD& digest = fetchDigest("MD5");
+    return new CEvpDigest(digest);
 }
 
 CDigestType_SHA256::~CDigestType_SHA256() = default;
 
 zet::P<IDigest> CDigestType_SHA256::createDigest() const {
-    return new CEvpDigest("SHA256");
+    static const EVP_MD& digest = fetchDigest("SHA256");
+    return new CEvpDigest(digest);
 }
 
 }  // namespace sigil

@@ -63,11 +63,25 @@ public:
     [[nodiscard]] zet::P<IDigest> createDigest() const override;
 };
 
-/// CRC32C (Castagnoli, RFC 3720): 4 bytes, the most significant first. It detects accidental changes; it is
-/// no protection against attackers.
+/// CRC32 (ISO 3309, as in zip files): 4 bytes, the most significant first. It detects accidental changes; it
+/// is no protection against attackers.
+class SIGIL_API CDigestType_CRC32 : public virtual zet::CBase, public IDigestType {
+public:
+    ~CDigestType_CRC32() override;
+    [[nodiscard]] zet::P<IDigest> createDigest() const override;
+};
+
+/// CRC32C (Castagnoli, RFC 3720), as CRC32.
 class SIGIL_API CDigestType_CRC32C : public virtual zet::CBase, public IDigestType {
 public:
     ~CDigestType_CRC32C() override;
+    [[nodiscard]] zet::P<IDigest> createDigest() const override;
+};
+
+/// CRC64NVME (NVM Express): 8 bytes, otherwise as CRC32.
+class SIGIL_API CDigestType_CRC64NVME : public virtual zet::CBase, public IDigestType {
+public:
+    ~CDigestType_CRC64NVME() override;
     [[nodiscard]] zet::P<IDigest> createDigest() const override;
 };
 

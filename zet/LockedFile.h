@@ -26,8 +26,8 @@ public:
     /// opens it in no process.
     [[nodiscard]] int create(const std::filesystem::path& path, FileAccess access);
     /// Opens a regular file of this user at its beginning. Fails if a process has it open by create() or
-    /// openLeft(), or if the file has another name: EWOULDBLOCK, on Windows EACCES, if it is open. Does not
-    /// follow links.
+    /// openLeft(), or if the file has another name: EWOULDBLOCK if it is open, on Windows by any program that
+    /// does not allow others to write. Does not follow links.
     [[nodiscard]] int openLeft(const std::filesystem::path& path);
 
     /// Renames an open file, replacing a file with the new name, and closes it.

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <io.h>
 #include <share.h>
+#include <stdlib.h>
 #include <sys/stat.h>
 #include <windows.h>
 // windows.h must be included before it.
@@ -19,6 +20,11 @@ constexpr int common = _O_BINARY | _O_NOINHERIT;
 int open(const std::filesystem::path& path, int flags, int sharing, int& descriptor) {
     const auto failure = _wsopen_s(&descriptor, path.c_str(), flags | common, sharing, _S_IREAD | _S_IWRITE);
     return static_cast<int>(failure);
+}
+
+/// The C library has the same number for a file that is open and for one without permission.
+bool isSharingViolation() {
+    return _doserrno == ERROR_SHARING_VIOLATION;
 }
 
 int toErrorNumber(const std::error_code& failure) {
@@ -42,7 +48,8 @@ int CLockedFile::openLeft(const std::filesystem::path& path) {
     if ((attributes & (FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DIRECTORY)) != 0) {
         return EPERM;
     }
-    return zet::open(path, _O_RDWR, _SH_DENYWR, m_descriptor);
+    const int failure = zet::open(path, _O_RDWR, _SH_DENYWR, m_descriptor);
+    return failure == EACCES && isSharingViolation() ? EWOULDBLOCK : failure;
 }
 
 // Windows cannot rename or delete an open file.

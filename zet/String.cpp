@@ -4,6 +4,7 @@
 #include "zet/Error.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cstdint>
 #include <cstring>
@@ -83,6 +84,38 @@ int decodeSequence(const unsigned char* p, const unsigned char* end, std::uint32
     return c < smallest || c > lastCodePoint || isSurrogate(c) ? 0 : length;
 }
 
+/// Converts ASCII in blocks of a fixed size, for which compilers use vector instructions.
+template <class To, class From>
+void convertASCII(const From* from, std::size_t count, To* to) noexcept {
+    std::array<From, 16> in;
+    std::array<To, in.size()> out;
+    std::size_t i = 0;
+    for (; i + in.size() <= count; i += in.size()) {
+        std::memcpy(in.data(), from + i, sizeof in);
+        std::transform(in.begin(), in.end(), out.begin(), [](From c) { return static_cast<To>(c); });
+        std::memcpy(to + i, out.data(), sizeof out);
+    }
+    std::transform(from + i, from + count, to + i, [](From c) { return static_cast<To>(c); });
+}
+
+std::size_t countLeadingASCII(std::wstring_view text) noexcept {
+    constexpr std::size_t blockSize = 8;
+    std::size_t i = 0;
+    for (; i + blockSize <= text.size(); i += blockSize) {
+        std::make_unsigned_t<wchar_t> bits = 0;
+        for (std::size_t k = 0; k < blockSize; ++k) {
+            bits |= static_cast<std::make_unsigned_t<wchar_t>>(text[i + k]);
+        }
+        if (bits > 0x7F) {
+            break;
+        }
+    }
+    while (i < text.size() && isASCII(text[i])) {
+        ++i;
+    }
+    return i;
+}
+
 std::size_t countLeadingASCII(std::string_view bytes) noexcept {
     constexpr std::uint64_t highBits = 0x8080808080808080u;
     std::size_t i = 0;
@@ -104,7 +137,7 @@ std::size_t countLeadingASCII(std::string_view bytes) noexcept {
 bool decodeUTF8(std::string_view bytes, std::wstring& out, bool lossy) {
     const std::size_t ascii = countLeadingASCII(bytes);
     out.resize(ascii);
-    std::transform(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(ascii), out.begin(), toWide);
+    convertASCII(bytes.data(), ascii, out.data());
     const auto* p = reinterpret_cast<const unsigned char*>(bytes.data()) + ascii;
     const auto* end = reinterpret_cast<const unsigned char*>(bytes.data()) + bytes.size();
     while (p != end) {
@@ -204,11 +237,10 @@ void String::assignUTF8(std::string_view bytes) {
 }
 
 std::string String::toUTF8() const {
-    const auto ascii = std::find_if_not(m_text.begin(), m_text.end(), isASCII<wchar_t>);
     std::string out;
     out.reserve(m_text.size());
-    out.resize(static_cast<std::size_t>(ascii - m_text.begin()));
-    std::transform(m_text.begin(), ascii, out.begin(), [](wchar_t c) { return static_cast<char>(c); });
+    out.resize(countLeadingASCII(std::wstring_view(m_text)));
+    convertASCII(m_text.data(), out.size(), out.data());
     for (std::size_t i = out.size(); i < m_text.size();) {
         appendUTF8(out, nextCodePoint(m_text, i));
     }

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstdlib>
+#include <string>
 
 namespace zet {
 
@@ -14,20 +15,31 @@ namespace {
 
 constexpr int maxTimeZone = 100 * 60;  // minutes
 
-String padded(int value, std::size_t digits) {
-    std::wstring text(String::fromInt(value).view());
+std::string padded(int value, std::size_t digits) {
+    std::string text = std::to_string(value);
     if (text.size() < digits) {
-        text.insert(0, digits - text.size(), L'0');
+        text.insert(0, digits - text.size(), '0');
     }
-    return String(std::move(text));
+    return text;
 }
 
 template <std::size_t count>
-String nameOf(int number, int first, const std::array<const char*, count>& names) {
+const char* nameOf(int number, int first, const std::array<const char*, count>& names) {
     if (number < first || number - first >= static_cast<int>(count)) {
         throw CError("Invalid date/time fields.");
     }
     return names[static_cast<std::size_t>(number - first)];
+}
+
+const char* nameOfWeekDay(int weekDay) {
+    static constexpr std::array names{"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+    return nameOf(weekDay, 0, names);
+}
+
+const char* nameOfMonth(int month) {
+    static constexpr std::array names{"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                      "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+    return nameOf(month, 1, names);
 }
 
 std::optional<std::chrono::sys_days> toDay(int year, int month, int day) noexcept {
@@ -124,33 +136,41 @@ String CTimeFields::getInternetTimeZoneString(const String& unknown) const {
         return unknown;
     }
     const int minutes = std::abs(*m_timeZone);
-    return (*m_timeZone < 0 ? "-" : "+") + padded(minutes / 60, 2) + padded(minutes % 60, 2);
+    return String((*m_timeZone < 0 ? "-" : "+") + padded(minutes / 60, 2) + padded(minutes % 60, 2));
 }
 
 String CTimeFields::toInternetTimestamp() const {
-    return getEnglishWeekDayAbbrev(getWeekDay()) + ", " + padded(m_day, 2) + " " +
-           getEnglishMonthAbbrev(m_month) + " " + padded(m_year, 4) + " " + padded(m_hour, 2) + ":" +
-           padded(m_minute, 2) + ":" + padded(m_second, 2) + " GMT";
+    std::string text;
+    text.reserve(sizeof "Fri, 24 May 2013 00:00:00 GMT");
+    text.append(nameOfWeekDay(getWeekDay())).append(", ").append(padded(m_day, 2));
+    text.append(" ").append(nameOfMonth(m_month)).append(" ").append(padded(m_year, 4));
+    text.append(" ").append(padded(m_hour, 2)).append(":").append(padded(m_minute, 2));
+    text.append(":").append(padded(m_second, 2)).append(" GMT");
+    return String(text);
 }
 
 String CTimeFields::toISODateTime(int precision) const {
-    String text = padded(m_year, 4) + "-" + padded(m_month, 2) + "-" + padded(m_day, 2) + "T" +
-                  padded(m_hour, 2) + ":" + padded(m_minute, 2) + ":" + padded(m_second, 2);
+    std::string text;
+    text.reserve(sizeof "2013-05-24T00:00:00.000000Z");
+    text.append(padded(m_year, 4))
+        .append("-")
+        .append(padded(m_month, 2))
+        .append("-")
+        .append(padded(m_day, 2));
+    text.append("T").append(padded(m_hour, 2)).append(":").append(padded(m_minute, 2));
+    text.append(":").append(padded(m_second, 2));
     if (precision > 0) {
         text += "." + padded(m_microsecond, 6).substr(0, static_cast<std::size_t>(std::min(precision, 6)));
     }
-    return text + "Z";
+    return String(text + "Z");
 }
 
 String CTimeFields::getEnglishWeekDayAbbrev(int weekDay) {
-    static constexpr std::array names{"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
-    return nameOf(weekDay, 0, names);
+    return nameOfWeekDay(weekDay);
 }
 
 String CTimeFields::getEnglishMonthAbbrev(int month) {
-    static constexpr std::array names{"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                      "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-    return nameOf(month, 1, names);
+    return nameOfMonth(month);
 }
 
 }  // namespace zet

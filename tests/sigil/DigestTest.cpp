@@ -119,59 +119,93 @@ TEST(DigestTest, ComputesCRC32C) {
     EXPECT_EQ(hexCRC32C(""), "00000000");
 }
 
+/// A cyclic redundancy check.
+struct CRC {
+    const char* name;
+    P<IDigest> (*make)();
+    int bits;
+    std::uint64_t polynomial;  // reversed
+    std::string ofDigits;      // the usual check value: that of "123456789"
+};
+
+const CRC crcs[] = {
+    {"CRC32", [] { return sigil::CDigestType_CRC32().createDigest(); }, 32, 0xEDB88320, "cbf43926"},
+    {"CRC32C", [] { return sigil::CDigestType_CRC32C().createDigest(); }, 32, 0x82F63B78, "e3069283"},
+    {"CRC64NVME", [] { return sigil::CDigestType_CRC64NVME().createDigest(); }, 64, 0x9A6C9329AC4BC9B5,
+     "ae8b14860a799888"},
+};
+
+std::string hexOfCRC(const CRC& crc, std::string_view data) {
+    const P<IDigest> digest = crc.make();
+    update(*digest, data);
+    return finish(*digest);
+}
+
 /// Bit by bit, as the definition has it.
-std::string referenceCRC32C(std::string_view data) {
-    std::uint32_t sum = 0xFFFFFFFF;
+std::string referenceOf(const CRC& crc, std::string_view data) {
+    std::uint64_t sum = crc.bits == 64 ? ~std::uint64_t{0} : 0xFFFFFFFF;
     for (const char c : data) {
         sum ^= static_cast<unsigned char>(c);
         for (int bit = 0; bit < 8; ++bit) {
-            sum = (sum & 1) != 0 ? (sum >> 1) ^ 0x82F63B78 : sum >> 1;
+            sum = (sum & 1) != 0 ? (sum >> 1) ^ crc.polynomial : sum >> 1;
         }
     }
     zet::TBuffer<unsigned char> bytes;
-    for (int shift = 24; shift >= 0; shift -= 8) {
+    for (int shift = crc.bits - 8; shift >= 0; shift -= 8) {
         const auto byte = static_cast<unsigned char>(~sum >> shift);
         bytes.append(&byte, 1);
     }
     return hexOf(bytes);
 }
 
-TEST(DigestTest, CRC32CEqualsItsDefinition) {
+TEST(DigestTest, CRCsHaveTheirCheckValues) {
+    for (const CRC& crc : crcs) {
+        EXPECT_EQ(hexOfCRC(crc, "123456789"), crc.ofDigits) << crc.name;
+        EXPECT_EQ(hexOfCRC(crc, ""), std::string(static_cast<std::size_t>(crc.bits / 4), '0')) << crc.name;
+    }
+}
+
+TEST(DigestTest, CRCsEqualTheirDefinitions) {
     std::mt19937 random(3720);
     std::string data(300'001, '\0');
     for (char& c : data) {
         c = static_cast<char>(random());
     }
-    EXPECT_EQ(hexCRC32C(data), referenceCRC32C(data));
-    EXPECT_EQ(hexCRC32C(data.substr(1)), referenceCRC32C(data.substr(1))) << "another alignment";
-    const std::string_view start = std::string_view(data).substr(0, 70);
-    const std::string whole = referenceCRC32C(start);
-    for (std::size_t first = 0; first <= start.size(); ++first) {
-        for (std::size_t second = first; second <= start.size(); ++second) {
-            const P<IDigest> digest = sigil::CDigestType_CRC32C().createDigest();
-            update(*digest, start.substr(0, first));
-            update(*digest, start.substr(first, second - first));
-            update(*digest, start.substr(second));
-            ASSERT_EQ(finish(*digest), whole) << "cut at " << first << " and " << second;
+    for (const CRC& crc : crcs) {
+        SCOPED_TRACE(crc.name);
+        EXPECT_EQ(hexOfCRC(crc, data), referenceOf(crc, data));
+        EXPECT_EQ(hexOfCRC(crc, data.substr(1)), referenceOf(crc, data.substr(1))) << "another alignment";
+        const std::string_view start = std::string_view(data).substr(0, 70);
+        const std::string whole = referenceOf(crc, start);
+        for (std::size_t first = 0; first <= start.size(); ++first) {
+            for (std::size_t second = first; second <= start.size(); ++second) {
+                const P<IDigest> digest = crc.make();
+                update(*digest, start.substr(0, first));
+                update(*digest, start.substr(first, second - first));
+                update(*digest, start.substr(second));
+                ASSERT_EQ(finish(*digest), whole) << "cut at " << first << " and " << second;
+            }
         }
     }
 }
 
-TEST(DigestTest, CRC32CHasTheRulesOfADigest) {
-    const P<IDigest> digest = sigil::CDigestType_CRC32C().createDigest();
-    digest->update(nullptr, 0);
-    EXPECT_THROW(digest->update("a", -1), zet::CInvalidArgError);
-    update(*digest, "1234");
-    const P<IDigest> clone = digest->clone();
-    update(*digest, "x");
-    update(*clone, "56789");
-    EXPECT_EQ(finish(*clone), "e3069283");
-    EXPECT_THROW(update(*clone, "a"), zet::CError);
-    EXPECT_THROW(finish(*clone), zet::CError);
-    EXPECT_THROW(update(*clone->clone(), "a"), zet::CError);
-    digest->reset();
-    update(*digest, "123456789");
-    EXPECT_EQ(finish(*digest), "e3069283");
+TEST(DigestTest, CRCsHaveTheRulesOfADigest) {
+    for (const CRC& crc : crcs) {
+        const P<IDigest> digest = crc.make();
+        digest->update(nullptr, 0);
+        EXPECT_THROW(digest->update("a", -1), zet::CInvalidArgError);
+        update(*digest, "1234");
+        const P<IDigest> clone = digest->clone();
+        update(*digest, "x");
+        update(*clone, "56789");
+        EXPECT_EQ(finish(*clone), crc.ofDigits);
+        EXPECT_THROW(update(*clone, "a"), zet::CError);
+        EXPECT_THROW(finish(*clone), zet::CError);
+        EXPECT_THROW(update(*clone->clone(), "a"), zet::CError);
+        digest->reset();
+        update(*digest, "123456789");
+        EXPECT_EQ(finish(*digest), crc.ofDigits);
+    }
 }
 
 TEST(DigestTest, ComputesPieceByPiece) {

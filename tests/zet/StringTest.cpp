@@ -179,6 +179,20 @@ TEST(StringTest, RefusesACutBetweenEveryTwoBytesOfASequence) {
     }
 }
 
+TEST(StringTest, DecodesAndEncodesACharacterAfterAnyNumberOfASCIICharacters) {
+    const std::string digits = "0123456789";
+    std::string ascii;
+    for (std::size_t i = 0; i < 70; ++i) {
+        const std::string bytes = ascii + "\xC3\xA4" + ascii;
+        const std::wstring wide(ascii.begin(), ascii.end());
+        EXPECT_EQ(String::fromUTF8(ascii).view(), wide) << i;
+        EXPECT_EQ(String::fromUTF8(ascii).toUTF8(), ascii) << i;
+        EXPECT_EQ(String::fromUTF8(bytes).view(), wide + L'\u00E4' + wide) << i;
+        EXPECT_EQ(String::fromUTF8(bytes).toUTF8(), bytes) << i;
+        ascii += digits[i % digits.size()];
+    }
+}
+
 TEST(StringTest, IsEmptyAfterAFailedAssignment) {
     String text("before");
     EXPECT_THROW(text.assignUTF8("good, then bad: \xFF"), zet::CError);
