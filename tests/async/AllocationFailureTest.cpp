@@ -14,6 +14,7 @@
 #include "vexil/ftp/FTPListDirResult.h"
 #include "vexil/mail/MultiPartMimeMessage.h"
 #include "vexil/mail/SMTPClient.h"
+#include "vexil/net/SharedConnections.h"
 #include "vexil/s3/S3Client.h"
 #include "vexil/s3/S3ObjectEnum.h"
 
@@ -198,6 +199,24 @@ TEST_F(AllocationFailureTest, OfADownloadOverAConnectionOfItsOwnKind) {
         request.setFTPUseSSL(CURLUSESSL_TRY);
         request.perform();
         return holds(*request.getDefaultReceiveBuffer(), body);
+    });
+}
+
+TEST_F(AllocationFailureTest, OfDownloadsThatShareAConnection) {
+    const String address = url("/object");
+    sweep([&] {
+        const P<vexil::CSharedConnections> shared = new vexil::CSharedConnections;
+        for (int i = 0; i < 2; ++i) {
+            CNetRequest request;
+            setSharedConnections(request, shared);
+            request.setProxy("");
+            request.setURL(address);
+            request.perform();
+            if (!holds(*request.getDefaultReceiveBuffer(), body)) {
+                return false;
+            }
+        }
+        return true;
     });
 }
 
@@ -462,7 +481,7 @@ TEST_F(AllocationFailureTest, OfAnFTPListing) {
             CFTPClient client(String::fromUTF8(server->host()), "tester", "secret", CFTPClient::ConnectPlain);
             const P<CNetRequest> request = new CNetRequest;
             client.prepareListDirRequest(*request, "/directory");
-            CAsyncNetRequestManager manager;
+            TestManager manager;
             manager.addRequest(request);
             while (manager.getRequestCount() > 0) {
                 manager.waitForEvents(-1);
@@ -517,7 +536,7 @@ TEST_F(AllocationFailureOfManyTest, OnAManager) {
     bool isAdded[count] = {};
     sweep(
         [&] {
-            CAsyncNetRequestManager manager;
+            TestManager manager;
             P<CNetRequest> requests[count];
             for (std::size_t i = 0; i < count; ++i) {
                 requests[i] = makeRequest(i);
@@ -548,9 +567,9 @@ TEST_F(AllocationFailureOfManyTest, OnAManager) {
 }
 
 /// A worker whose allocations fail, too.
-class CStarvingWorker : public CAsyncNetRequestThread {
+class CStarvingWorker : public TestWorker {
 public:
-    CStarvingWorker() : CAsyncNetRequestThread(nullptr) {}
+    CStarvingWorker() : TestWorker(nullptr) {}
     ~CStarvingWorker() override { stop(true); }
 
 protected:

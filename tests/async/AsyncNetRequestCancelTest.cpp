@@ -361,7 +361,7 @@ TEST_F(CancelUnderAManagerTest, ItsWaitIsEndedWhereCancellingWasEnabledBehindAdd
 }
 
 TEST_F(CancelUnderAManagerTest, ACancelBehindAddingCounts) {
-    CAsyncNetRequestManager manager;
+    TestManager manager;
     const P<CNetRequest> request = makeSilent();
     manager.addRequest(request);
     request->cancel();
@@ -375,7 +375,7 @@ TEST_F(CancelUnderAManagerTest, OthersGoOn) {
     for (int i = 0; i < count; ++i) {
         peer.onConnection().clientMayLeave().expectRequest().pause("answer").reply(okReply).waitForClose();
     }
-    CAsyncNetRequestManager manager;
+    TestManager manager;
     TArray<P<CNetRequest>> requests;
     for (int i = 0; i < count; ++i) {
         requests.push_back(makeCancellable(peer.url()));
@@ -401,7 +401,7 @@ TEST_F(CancelUnderAManagerTest, OthersGoOn) {
 }
 
 TEST_F(CancelUnderAManagerTest, ARemovedRequestIsNotCancelled) {
-    CAsyncNetRequestManager manager;
+    TestManager manager;
     const P<CNetRequest> request = makeSilent();
     manager.addRequest(request);
     request->cancel();
@@ -415,7 +415,7 @@ TEST_F(CancelUnderAManagerTest, ARemovedRequestIsNotCancelled) {
 }
 
 TEST_F(CancelUnderAManagerTest, AListenerMayBeginTheNextTransfer) {
-    CAsyncNetRequestManager manager;
+    TestManager manager;
     const P<CNetRequest> request = makeSilent();
     const P<TestListener> listener = new TestListener;
     listener->then = [&] {
@@ -448,7 +448,7 @@ TEST_F(CancelUnderAManagerTest, NothingOfAManagerIsKeptByItsRequests) {
     const P<CNetRequest> switchedOff = makeSilent();
     const auto before = countDescriptors();
     {
-        CAsyncNetRequestManager manager;
+        TestManager manager;
         for (const P<CNetRequest>& request : {ended, removed, left, switchedOff}) {
             manager.addRequest(request);
         }
@@ -575,7 +575,7 @@ TEST_F(CancelUnderAWorkerTest, WhatADeadWorkerHasNotTakenOverBeginsAnewElsewhere
     thread->addRequest(request);
     request->cancel();
     EXPECT_FALSE(request->waitAsyncDone(0));
-    CAsyncNetRequestManager manager;
+    TestManager manager;
     manager.addRequest(request);
     driveToEnd(manager);
     expectSuccess(request);
@@ -587,7 +587,7 @@ TEST_F(CancelUnderAWorkerTest, WhatADeadWorkerHasNotTakenOverBeginsAnewElsewhere
 
     thread->addRequest(request);
     request->cancel();
-    const P<CAsyncNetRequestThread> other = new CAsyncNetRequestThread(nullptr);
+    const P<CAsyncNetRequestThread> other = makeWorker();
     other->start();
     other->addRequest(request);
     expectSuccess(request);
@@ -619,7 +619,7 @@ TEST_F(CancelUnderAWorkerTest, AFailedHandOverLeavesARequestThatWorks) {
     request->setReceiveDataSink(request->getDefaultReceiveSink());
     peer.setDefaultReply(okReply);
     request->cancel();
-    CAsyncNetRequestManager manager;
+    TestManager manager;
     manager.addRequest(request);
     driveToEnd(manager);
     expectSuccess(request);
@@ -762,7 +762,7 @@ TEST_P(CancelStatesTest, ByATokenThatLasts) {
 TEST(CancelTokenTest, EndsAllRequestsThatHaveItAndNoOthers) {
     ScriptedPeer peer;
     const P<vexil::CCancelToken> token = new vexil::CCancelToken;
-    CAsyncNetRequestManager manager;
+    TestManager manager;
     std::vector<P<CNetRequest>> requests;
     for (int i = 0; i < 3; ++i) {
         peer.onConnection().clientMayLeave().expectRequest().waitForClose();

@@ -264,6 +264,35 @@ TEST_F(AsyncNetRequestManagerCallsTest, AllAreRemovedFromTheLastToTheFirst) {
     EXPECT_THAT(called(), IsEmpty());
 }
 
+TEST_F(AsyncNetRequestManagerCallsTest, ManyRemovalsKeepTheOrderOfTheOthers) {
+    constexpr unsigned int count = 300;
+    TArray<P<CNetRequest>> all;
+    for (unsigned int i = 0; i < count; ++i) {
+        all.push_back(makeRequest("http://127.0.0.1:1/"));
+        manager->addRequest(all.back());
+    }
+    const auto take = [&](unsigned int i) { all.erase(all.begin() + static_cast<std::ptrdiff_t>(i)); };
+    for (unsigned int i = 0; all.size() > 20; i += 7) {
+        const auto place = i % static_cast<unsigned int>(all.size());
+        if (i % 5 == 0) {
+            manager->removeRequest(static_cast<int>(place));
+        } else {
+            ASSERT_TRUE(manager->removeRequest(all[place]));
+        }
+        take(place);
+        ASSERT_EQ(manager->getRequestCount(), static_cast<int>(all.size()));
+    }
+    all.push_back(makeRequest("http://127.0.0.1:1/"));
+    manager->addRequest(all.back());
+    std::vector<CURL*> fromTheLast;
+    for (std::size_t i = all.size(); i-- > 0;) {
+        fromTheLast.push_back(all[i]->getHandle());
+    }
+    multiCalls().removed.clear();
+    manager->removeAllRequests();
+    EXPECT_EQ(multiCalls().removed, fromTheLast);
+}
+
 TEST_F(AsyncNetRequestManagerCallsTest, ARefusalEndsTheRemovalOfAll) {
     add(4);
     multiCalls().onRemove = [this](CURL* handle) {

@@ -722,6 +722,194 @@ TEST_F(AsyncNetRequestManagerResultTest, NoMoreConnectionsAreKeptThanWanted) {
     }
 }
 
+TEST_F(AsyncNetRequestManagerResultTest, ALimitOfConnectionsIsNotNegative) {
+    const auto messageOf = [](const auto& call) {
+        const auto error = thrownBy<CInvalidArgError>(call);
+        return error ? error->getMessage().toUTF8() : "";
+    };
+    const std::string expected = "count must not be negative: -3";
+    EXPECT_EQ(messageOf([&] { manager->setMaxConnectionsPerHost(-3); }), expected);
+    EXPECT_EQ(messageOf([&] { manager->setMaxTotalConnections(-3); }), expected);
+    const P<vexil::CAsyncNetRequestThread> worker = makeWorker();
+    EXPECT_EQ(messageOf([&] { worker->setMaxConnectionsPerHost(-3); }), expected);
+    EXPECT_EQ(messageOf([&] { worker->setMaxTotalConnections(-3); }), expected);
+    worker->start();
+    const std::string tooLate = "the limit must be set before the worker starts";
+    EXPECT_EQ(messageOf([&] { worker->setMaxConnectionsPerHost(1); }), tooLate);
+    EXPECT_EQ(messageOf([&] { worker->setMaxTotalConnections(1); }), tooLate);
+    worker->stop(true);
+}
+
+class ConnectionLimitTest : public AsyncNetRequestManagerTest {
+protected:
+    /// Adds requests which the server replies to when it is told to, to hosts in turns.
+    void addRequests(int count, const std::vector<std::string>& hosts = {"127.0.0.1"}) {
+        peer.setDefaultReply(okReply);
+        for (int i = 0; i < count; ++i) {
+            requests.push_back(makeRequestTo(hosts[static_cast<std::size_t>(i) % hosts.size()]));
+            manager->addRequest(requests.back());
+        }
+    }
+    P<OpenRequest> makeRequestTo(const std::string& host) {
+        P<OpenRequest> request = makeRequest("/");
+        request->setURL(String::fromUTF8("http://" + host + ":" + std::to_string(peer.port()) + "/"));
+        return request;
+    }
+    void pauseConnections(std::size_t count) {
+        for (std::size_t i = 0; i < count; ++i) {
+            peer.onConnection().expectRequest().pause().reply(closingReply).close();
+        }
+    }
+    /// Drives the manager until this many connections wait at the server, and some more: no other one comes.
+    void expectOpen(std::size_t count) {
+        EXPECT_TRUE(
+            driveUntil(*manager, [&] { return peer.waitUntilPaused(count, std::chrono::milliseconds(0)); }));
+        const auto quiet = std::chrono::steady_clock::now() + std::chrono::milliseconds(100);
+        driveUntil(*manager, [&] { return std::chrono::steady_clock::now() > quiet; });
+    }
+    std::size_t countDone() const {
+        return static_cast<std::size_t>(std::count_if(
+            requests.begin(), requests.end(), [](const auto& request) { return request->isAsyncDone(); }));
+    }
+    void finishAll() {
+        driveToEnd(*manager);
+        for (const P<OpenRequest>& request : requests) {
+            EXPECT_NO_THROW(request->checkAsyncResult());
+        }
+    }
+
+    static constexpr char closingReply[] =
+        "HTTP/1.1 200 OK\r\nContent-Length: 2\r\nConnection: close\r\n\r\nok";
+
+    TArray<P<OpenRequest>> requests;
+};
+
+TEST_F(ConnectionLimitTest, RequestsWaitForTheKeptConnectionsOfTheirHost) {
+    manager->setMaxConnectionsPerHost(2);
+    addRequests(20);
+    finishAll();
+    EXPECT_EQ(peer.connectionCount(), 2u);
+    EXPECT_EQ(peer.requests().size(), 20u);
+}
+
+TEST_F(ConnectionLimitTest, EachConnectionThatIsClosedMakesRoomForOne) {
+    manager->setMaxConnectionsPerHost(2);
+    pauseConnections(5);
+    addRequests(5);
+    for (std::size_t open : {2u, 3u, 4u, 5u}) {
+        expectOpen(2);
+        EXPECT_EQ(peer.connectionCount(), open);
+        peer.release();
+        // The server may get the connections of the first two in either order.
+        ASSERT_TRUE(driveUntil(*manager, [&] { return countDone() == open - 1; }));
+    }
+    peer.release();
+    finishAll();
+}
+
+TEST_F(ConnectionLimitTest, EachHostHasItsOwn) {
+    manager->setMaxConnectionsPerHost(1);
+    pauseConnections(6);
+    addRequests(6, {"127.0.0.1", "localhost"});
+    expectOpen(2);
+    EXPECT_EQ(peer.connectionCount(), 2u);
+    peer.release("", 6);
+    finishAll();
+    EXPECT_EQ(peer.connectionCount(), 6u);
+}
+
+TEST_F(ConnectionLimitTest, ALimitForAllHostsCountsThemTogether) {
+    manager->setMaxTotalConnections(1);
+    pauseConnections(3);
+    addRequests(3, {"127.0.0.1", "localhost"});
+    for (std::size_t open : {1u, 2u, 3u}) {
+        expectOpen(1);
+        EXPECT_EQ(peer.connectionCount(), open);
+        peer.release();
+        ASSERT_TRUE(driveUntil(*manager, [&] { return requests[open - 1]->isAsyncDone(); }));
+    }
+    finishAll();
+}
+
+TEST_F(ConnectionLimitTest, AKeptConnectionMakesRoomForAnotherHost) {
+    manager->setMaxTotalConnections(1);
+    for (const std::size_t connections : {1u, 2u, 3u}) {
+        addRequests(1, {connections == 2 ? "localhost" : "127.0.0.1"});
+        finishAll();
+        EXPECT_EQ(peer.connectionCount(), connections);
+    }
+}
+
+TEST_F(ConnectionLimitTest, TheWorkerHasThemToo) {
+    for (const bool isPerHost : {true, false}) {
+        const std::size_t before = peer.connectionCount();
+        peer.setDefaultReply(okReply);
+        const P<vexil::CAsyncNetRequestThread> worker = makeWorker();
+        if (isPerHost) {
+            worker->setMaxConnectionsPerHost(2);
+        } else {
+            worker->setMaxTotalConnections(2);
+        }
+        TArray<P<OpenRequest>> added;
+        for (int i = 0; i < 20; ++i) {
+            added.push_back(makeRequest("/"));
+            worker->addRequest(added.back());
+        }
+        worker->start();
+        for (const P<OpenRequest>& request : added) {
+            EXPECT_TRUE(request->waitAsyncDone(60000));
+            EXPECT_NO_THROW(request->checkAsyncResult());
+        }
+        worker->stop(true);
+        EXPECT_EQ(peer.connectionCount() - before, 2u);
+    }
+}
+
+TEST_F(ConnectionLimitTest, ZeroIsNoLimit) {
+    manager->setMaxConnectionsPerHost(1);
+    manager->setMaxTotalConnections(1);
+    manager->setMaxConnectionsPerHost(0);
+    manager->setMaxTotalConnections(0);
+    pauseConnections(4);
+    addRequests(4);
+    expectOpen(4);
+    peer.release("", 4);
+    finishAll();
+}
+
+TEST_F(ConnectionLimitTest, ARequestThatWaitsIsRemovedAtOnce) {
+    manager->setMaxConnectionsPerHost(1);
+    pauseConnections(2);
+    addRequests(3);
+    expectOpen(1);
+    EXPECT_TRUE(manager->removeRequest(requests[1]));
+    requests.erase(requests.begin() + 1);
+    peer.release("", 2);
+    finishAll();
+    EXPECT_EQ(peer.connectionCount(), 2u);
+}
+
+// libcurl 7.88 looks at none of its requests that wait before a connection is free.
+TEST_F(ConnectionLimitTest, ARequestThatWaitsInVainEndsWhenAConnectionIsFree) {
+    manager->setMaxConnectionsPerHost(1);
+    pauseConnections(2);
+    addRequests(1);
+    const P<OpenRequest> impatient = makeRequest("/");
+    impatient->setFullRequestTimeout(zet::CTimeSpan::fromMilliseconds(50));
+    const P<OpenRequest> cancelled = makeRequest("/");
+    cancelled->setCancellable(true);
+    manager->addRequest(impatient);
+    manager->addRequest(cancelled);
+    addRequests(1);
+    expectOpen(1);
+    cancelled->cancel();
+    peer.release("", 2);
+    finishAll();
+    EXPECT_EQ(codeOf(*impatient), CURLE_OPERATION_TIMEDOUT);
+    EXPECT_EQ(codeOf(*cancelled), CURLE_ABORTED_BY_CALLBACK);
+    EXPECT_EQ(peer.connectionCount(), 2u);
+}
+
 TEST_F(AsyncNetRequestManagerResultTest, EachOfManyHasItsOwn) {
     constexpr int count = 60;
     peer.setDefaultReply([](const RecordedRequest& request) {

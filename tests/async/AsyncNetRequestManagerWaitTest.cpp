@@ -1,5 +1,5 @@
-// How long the manager waits, for what, and with which call: select() for up to 400 requests,
-// curl_multi_poll() for more and for descriptors that select() does not support.
+// How long the manager waits, for what, and with which call: select() for up to 400 requests, the engine's
+// epoll for more and for descriptors that select() does not support, curl_multi_poll() without epoll.
 #include "tests/async/AsyncTestSupport.h"
 #include "tests/async/MultiCalls.h"
 #include "tests/support/ScriptedPeer.h"
@@ -95,7 +95,10 @@ bool isReadable(int descriptor) {
 class Waits : public testing::Test {
 protected:
     Waits() { multiCalls() = {}; }
-    ~Waits() override { multiCalls() = {}; }
+    ~Waits() override {
+        multiCalls() = {};
+        close(m_socket);
+    }
 
     static void add(vexil::CAsyncNetRequestManager& manager, int count) {
         for (int i = 0; i < count; ++i) {
@@ -116,26 +119,87 @@ protected:
             *highest = highestSocket;
             return CURLM_OK;
         };
+        tellEngine(highestSocket >= 0);
+    }
+
+    /// From now on the system has no epoll.
+    static void refuseEngine() {
+        multiCalls().onEpollCreate = [] {
+            errno = EMFILE;
+            return -1;
+        };
     }
 
     HigherLimit limit;
+
+private:
+    /// As libcurl does it.
+    void tellEngine(bool hasSocket) {
+        if (multiCalls().socketFunction && hasSocket != m_isEngineTold) {
+            multiCalls().socketFunction(m_request->getHandle(), m_socket,
+                                        hasSocket ? CURL_POLL_IN : CURL_POLL_REMOVE, multiCalls().socketData,
+                                        nullptr);
+            m_isEngineTold = hasSocket;
+        }
+    }
+
+    const P<OpenRequest> m_request = makeRequest("http://127.0.0.1:1/");
+    const int m_socket = eventfd(0, EFD_CLOEXEC);
+    bool m_isEngineTold = false;
 };
 
 // ---- how long
 
-enum class By { Select, PollForManyRequests, PollForHighDescriptors };
+enum class By {
+    Select,
+    EngineForManyRequests,
+    EngineForHighDescriptors,
+    PollForManyRequests,
+    PollForHighDescriptors
+};
+
+bool isForHighDescriptors(By by) {
+    return by == By::EngineForHighDescriptors || by == By::PollForHighDescriptors;
+}
+
+bool isForManyRequests(By by) {
+    return by == By::EngineForManyRequests || by == By::PollForManyRequests;
+}
+
+bool isPoll(By by) {
+    return by == By::PollForManyRequests || by == By::PollForHighDescriptors;
+}
+
+std::string callOf(By by) {
+    return by == By::Select ? "select" : isPoll(by) ? "poll" : "epoll_wait";
+}
 
 class AsyncNetRequestManagerWaitTimeTest : public Waits, public testing::WithParamInterface<By> {
 protected:
     void SetUp() override {
-        if (GetParam() == By::PollForHighDescriptors) {
+        if (isForHighDescriptors(GetParam())) {
             if (!limit.isEnough()) {
                 GTEST_SKIP() << "the system gives no more descriptors";
             }
             taken.emplace();
         }
         manager.emplace();
-        add(*manager, GetParam() == By::PollForManyRequests ? mostForSelect + 1 : 1);
+        if (isPoll(GetParam())) {
+            refuseEngine();
+        }
+        add(*manager, isForManyRequests(GetParam()) ? mostForSelect + 1 : 1);
+        const auto runAll = [this](int* running) {
+            *running = manager->getRequestCount();
+            return CURLM_OK;
+        };
+        multiCalls().onSocketAll = runAll;
+        multiCalls().onPerform = runAll;
+        // The engine's first step.
+        manager->handleEvents(nullptr);
+        multiCalls().onEpollWait = [this](int milliseconds) {
+            waits.push_back(milliseconds);
+            return 0;
+        };
         multiCalls().onSelect = [this](int, fd_set*, fd_set*, fd_set*, timeval* time) {
             waits.push_back(time ? static_cast<int>(time->tv_sec * 1000 + time->tv_usec / 1000) : -1);
             EXPECT_TRUE(time && time->tv_usec < 1000000 && time->tv_usec % 1000 == 0);
@@ -155,11 +219,11 @@ protected:
         waits.clear();
         called();
         manager->waitForEvents(milliseconds);
-        const bool isSelect = GetParam() == By::Select;
-        EXPECT_THAT(multiCalls().names, Contains(isSelect ? "select" : "poll"));
-        EXPECT_THAT(multiCalls().names, Not(Contains(isSelect ? "poll" : "select")));
+        for (const std::string call : {"select", "poll", "epoll_wait"}) {
+            EXPECT_EQ(testing::Value(multiCalls().names, Contains(call)), call == callOf(GetParam())) << call;
+        }
         EXPECT_GE(waits.size(), 1u);
-        EXPECT_LE(waits.size(), isSelect ? 1u : 2u);
+        EXPECT_LE(waits.size(), isPoll(GetParam()) ? 2u : 1u);
         EXPECT_THAT(waits, Each(Ge(0)));
         return std::accumulate(waits.begin(), waits.end(), 0);
     }
@@ -170,11 +234,13 @@ protected:
 };
 
 INSTANTIATE_TEST_SUITE_P(Calls, AsyncNetRequestManagerWaitTimeTest,
-                         testing::Values(By::Select, By::PollForManyRequests, By::PollForHighDescriptors),
+                         testing::Values(By::Select, By::EngineForManyRequests, By::EngineForHighDescriptors,
+                                         By::PollForManyRequests, By::PollForHighDescriptors),
                          [](const auto& param) {
-                             return param.param == By::Select                ? "Select"
-                                    : param.param == By::PollForManyRequests ? "PollForManyRequests"
-                                                                             : "PollForHighDescriptors";
+                             return callOf(param.param) + (isForManyRequests(param.param) ? "ForManyRequests"
+                                                           : isForHighDescriptors(param.param)
+                                                               ? "ForHighDescriptors"
+                                                               : "");
                          });
 
 TEST_P(AsyncNetRequestManagerWaitTimeTest, IsASecondAtMost) {
@@ -329,14 +395,14 @@ TEST_F(AsyncNetRequestManagerSelectTest, IsTakenForUpTo400Requests) {
     EXPECT_THAT(called(), ElementsAre("fdset", "timeout", "select"));
     add(manager, 1);
     manager.waitForEvents(0);
-    EXPECT_THAT(called(), ElementsAre("timeout", "poll"));
+    EXPECT_THAT(called(), ElementsAre("epoll_wait"));
     manager.removeRequest(0);
     called();
     manager.waitForEvents(0);
     EXPECT_THAT(called(), ElementsAre("fdset", "timeout", "select"));
 }
 
-// ---- by curl_multi_poll()
+// ---- by curl_multi_poll(), if the system has no epoll
 
 class AsyncNetRequestManagerPollTest : public Waits {
 protected:
@@ -344,6 +410,7 @@ protected:
         if (!limit.isEnough()) {
             GTEST_SKIP() << "the system gives no more descriptors";
         }
+        refuseEngine();
     }
 
     int wakeUpOf(vexil::CAsyncNetRequestManager& manager) {
@@ -437,6 +504,7 @@ protected:
 TEST_F(AsyncNetRequestManagerWaitFailureTest, OfTheSocketsIsAnError) {
     for (const int count : {0, mostForSelect + 1}) {
         OpenManager manager;
+        refuseEngine();
         add(manager, count);
         setLibcurlsNeeds(-1, -1);
         multiCalls().onPoll = [](curl_waitfd*, unsigned int, int, int* ready) {
@@ -452,19 +520,31 @@ TEST_F(AsyncNetRequestManagerWaitFailureTest, OfTheSocketsIsAnError) {
 }
 
 TEST_F(AsyncNetRequestManagerWaitFailureTest, OfTheTimerIsAnError) {
-    for (const int count : {0, mostForSelect + 1}) {
-        OpenManager manager;
-        add(manager, count);
-        multiCalls().onTimeout = [](long*) { return CURLM_BAD_FUNCTION_ARGUMENT; };
-        expectFailure(manager, CURLM_BAD_FUNCTION_ARGUMENT);
-        EXPECT_EQ(multiCalls().names.back(), "timeout");
-        multiCalls() = {};
-        manager.waitForEvents(0);
+    for (const bool hasEngine : {true, false}) {
+        for (const int count : {0, mostForSelect + 1}) {
+            OpenManager manager;
+            if (!hasEngine) {
+                refuseEngine();
+            }
+            add(manager, count);
+            multiCalls().onSocketAll = [&](int* running) {
+                *running = count;
+                return CURLM_OK;
+            };
+            multiCalls().onPerform = multiCalls().onSocketAll;
+            manager.handleEvents(nullptr);
+            multiCalls().onTimeout = [](long*) { return CURLM_BAD_FUNCTION_ARGUMENT; };
+            expectFailure(manager, CURLM_BAD_FUNCTION_ARGUMENT);
+            EXPECT_EQ(multiCalls().names.back(), "timeout");
+            multiCalls() = {};
+            manager.waitForEvents(0);
+        }
     }
 }
 
 TEST_F(AsyncNetRequestManagerWaitFailureTest, OfThePollIsAnError) {
     OpenManager manager;
+    refuseEngine();
     add(manager, mostForSelect + 1);
     setLibcurlsNeeds(-1, 7);
     int partsThatWork = 0;
@@ -524,15 +604,62 @@ protected:
 TEST_F(AsyncNetRequestManagerScaleTest, RunsMoreRequestsThanSelectHasRoomFor) {
     OpenManager manager;
     run(manager, 450);
-    EXPECT_THAT(multiCalls().names, Contains("poll"));
+    EXPECT_THAT(multiCalls().names, Contains("epoll_wait"));
 }
 
 TEST_F(AsyncNetRequestManagerScaleTest, RunsWhereAllDescriptorsAreHigh) {
     const TakenDescriptors taken;
     OpenManager manager;
     run(manager, 20);
-    EXPECT_THAT(multiCalls().names, Contains("poll"));
+    EXPECT_THAT(multiCalls().names, Contains("epoll_wait"));
     EXPECT_THAT(multiCalls().names, Not(Contains("select")));
+}
+
+TEST_F(AsyncNetRequestManagerScaleTest, RunsWithoutAnEngineToo) {
+    refuseEngine();
+    OpenManager manager;
+    run(manager, 450);
+    EXPECT_THAT(multiCalls().names, Contains("poll"));
+    EXPECT_THAT(multiCalls().names, Not(Contains("epoll_wait")));
+}
+
+TEST_F(AsyncNetRequestManagerScaleTest, ChangesBetweenSelectAndTheEngineWhileTransfersRun) {
+    OpenManager manager;
+    // The first ones go on from select() to the engine and back, twice.
+    TArray<P<OpenRequest>> staying;
+    for (int i = 0; i < 10; ++i) {
+        peer->onConnection().expectRequest().pause("last").reply(answerOf("HTTP/1.1 200 OK", "stayed"));
+        staying.push_back(makeRequest(peer->url()));
+        manager.addRequest(staying.back());
+    }
+    ASSERT_TRUE(driveUntil(manager, [&] { return peer->waitUntilPaused(10, std::chrono::milliseconds(0)); }));
+    for (int round = 0; round < 2; ++round) {
+        TArray<P<OpenRequest>> others;
+        for (int i = 0; i < mostForSelect; ++i) {
+            others.push_back(makeRequest(peer->url()));
+            peer->onConnection().clientMayLeave().expectRequest().pause("never");
+            manager.addRequest(others.back());
+        }
+        called();
+        manager.waitForEvents(0);
+        manager.handleEvents(nullptr);
+        // It looks at all of them: it was not told what has changed meanwhile.
+        EXPECT_THAT(called(), AllOf(Contains("epoll_wait"), Contains("socket_all")));
+        for (const P<OpenRequest>& other : others) {
+            EXPECT_TRUE(manager.CAsyncNetRequestManager::removeRequest(other));
+        }
+        called();
+        manager.waitForEvents(0);
+        manager.handleEvents(nullptr);
+        EXPECT_THAT(called(), AllOf(Contains("select"), Contains("perform"), Not(Contains("epoll_wait"))));
+    }
+    peer->release("never", 2 * mostForSelect);
+    peer->release("last", 10);
+    EXPECT_EQ(driveToEnd(manager), 10);
+    for (const P<OpenRequest>& request : staying) {
+        request->checkAsyncResult();
+        EXPECT_EQ(bodyOf(*request), "stayed");
+    }
 }
 
 TEST_F(AsyncNetRequestManagerScaleTest, FindsOutThatOnlyItsOwnDescriptorIsLow) {
@@ -541,13 +668,13 @@ TEST_F(AsyncNetRequestManagerScaleTest, FindsOutThatOnlyItsOwnDescriptorIsLow) {
         const TakenDescriptors taken;
         run(manager, 20);
         EXPECT_THAT(multiCalls().names, Contains("select")) << "at first";
-        EXPECT_THAT(multiCalls().names, Contains("poll")) << "when nothing was heard of the sockets";
+        EXPECT_THAT(multiCalls().names, Contains("epoll_wait")) << "when nothing was heard of the sockets";
     }
     // Another one, so that none of these connections is used; but it is kept.
     peer = std::make_unique<ScriptedPeer>();
     multiCalls().names.clear();
     run(manager, 20);
-    EXPECT_THAT(multiCalls().names, Contains("poll"));
+    EXPECT_THAT(multiCalls().names, Contains("epoll_wait"));
     EXPECT_THAT(multiCalls().names, Not(Contains("select"))) << "found out once and for all";
 }
 
@@ -576,14 +703,14 @@ TEST_F(AsyncNetRequestManagerScaleTest, FindsOutThatAKeptConnectionIsHigh) {
     {
         const TakenDescriptors taken;
         runOne(0);
-        EXPECT_THAT(multiCalls().names, Not(Contains("poll"))) << "it has not waited";
+        EXPECT_THAT(multiCalls().names, Not(Contains("epoll_wait"))) << "it has not waited";
     }
     // Descriptors are low again, except that of the connection: select() waits for it in vain, once.
     runOne(-1);
     EXPECT_THAT(multiCalls().names, Contains("select"));
     for (int i = 0; i < 3; ++i) {
         runOne(-1);
-        EXPECT_THAT(multiCalls().names, Contains("poll"));
+        EXPECT_THAT(multiCalls().names, Contains("epoll_wait"));
         EXPECT_THAT(multiCalls().names, Not(Contains("select")));
     }
     EXPECT_EQ(peer->connectionCount(), 1u);

@@ -139,7 +139,7 @@ protected:
 TEST_F(AsyncNetRequestThreadLinuxTest, GivesBackMemoryAndDescriptors) {
     const int descriptorsBefore = countDescriptors();
     const int threadsBefore = countThreads();
-    P<CAsyncNetRequestThread> worker = new CAsyncNetRequestThread(nullptr);
+    P<CAsyncNetRequestThread> worker = makeWorker();
     worker->start();
     runMany(*worker, 10000);
     expectThreads(threadsBefore + 1);  // the worker, and no other
@@ -162,7 +162,7 @@ TEST_F(AsyncNetRequestThreadLinuxTest, GivesBackMemoryAndDescriptors) {
 TEST_F(AsyncNetRequestThreadLinuxTest, GivesBackWhatRemovalsLeave) {
     peer.setDefaultReply(std::string());
     const int before = countDescriptors();
-    P<CAsyncNetRequestThread> worker = new CAsyncNetRequestThread(nullptr);
+    P<CAsyncNetRequestThread> worker = makeWorker();
     worker->start();
     for (int round = 0; round < 10; ++round) {
         for (int i = 0; i < 20; ++i) {
@@ -185,7 +185,7 @@ TEST_F(AsyncNetRequestThreadLinuxTest, GivesBackWhatRemovalsLeave) {
 TEST_F(AsyncNetRequestThreadLinuxTest, AThreadThatWasNeverStartedGivesItsDescriptorsBack) {
     const int before = countDescriptors();
     for (int i = 0; i < 100; ++i) {
-        const P<CAsyncNetRequestThread> worker = new CAsyncNetRequestThread(nullptr);
+        const P<CAsyncNetRequestThread> worker = makeWorker();
         worker->addRequest(makeRequest());
     }
     EXPECT_EQ(countDescriptors(), before);
@@ -297,7 +297,7 @@ TEST_F(AsyncNetRequestThreadLinuxTest, ARemovalFindsWhatWasAddedBeforeAtEveryPla
 TEST_F(AsyncNetRequestThreadLinuxTest, TheDestructorThrowsNothing) {
     zet::CSignal isGoing;
     zet::CSignal mayGo;
-    P<CAsyncNetRequestThread> worker = new CAsyncNetRequestThread(nullptr);
+    P<CAsyncNetRequestThread> worker = makeWorker();
     worker->start();
     addEndlessAnswer();
     {

@@ -176,7 +176,7 @@ TEST_F(AsyncNetRequestThreadLoadTest, WorkersAreIndependent) {
     std::vector<std::thread> owners;
     for (int i = 0; i < 4; ++i) {
         owners.emplace_back([this] {
-            const P<CAsyncNetRequestThread> worker = new CAsyncNetRequestThread(nullptr);
+            const P<CAsyncNetRequestThread> worker = makeWorker();
             worker->start();
             std::vector<P<CNetRequest>> requests;
             for (int k = 0; k < 50; ++k) {

@@ -37,7 +37,7 @@ TEST_F(AsyncNetRequestThreadTest, IsNamedAndWaitsForItsStart) {
 
 TEST_F(AsyncNetRequestThreadTest, NeedsNoHandler) {
     peer.setDefaultReply(okReply);
-    P<CAsyncNetRequestThread> plain = new CAsyncNetRequestThread(nullptr);
+    P<CAsyncNetRequestThread> plain = makeWorker();
     plain->start();
     const P<CNetRequest> request = makeRequest();
     plain->addRequest(request);
@@ -47,7 +47,7 @@ TEST_F(AsyncNetRequestThreadTest, NeedsNoHandler) {
 }
 
 TEST_F(AsyncNetRequestThreadTest, LivesWithoutAStart) {
-    P<CAsyncNetRequestThread> plain = new CAsyncNetRequestThread(nullptr);
+    P<CAsyncNetRequestThread> plain = makeWorker();
     plain->addRequest(makeMortal("a"));
     plain->removeRequest(makeMortal("b"));
     EXPECT_THAT(record.texts(), IsEmpty());
@@ -63,7 +63,7 @@ TEST_F(AsyncNetRequestThreadTest, KeepsItsHandlerWhileItLives) {
     private:
         const P<LastWords> m_words;
     };
-    P<CAsyncNetRequestThread> plain = new CAsyncNetRequestThread(new Mortal(record));
+    P<CAsyncNetRequestThread> plain = makeWorker(new Mortal(record));
     plain->start();
     plain->stop(true);
     EXPECT_THAT(record.texts(), IsEmpty());
@@ -341,9 +341,9 @@ TEST_F(AsyncNetRequestThreadTest, RemoveAllReturnsWhenTheyAreOff) {
 }
 
 TEST_F(AsyncNetRequestThreadTest, RemoveAllIsARemovalOfNull) {
-    class Seeing : public CAsyncNetRequestThread {
+    class Seeing : public TestWorker {
     public:
-        Seeing() : CAsyncNetRequestThread(nullptr) {}
+        Seeing() : TestWorker(nullptr) {}
         bool removeRequest(CNetRequest* request) override {
             seen.push_back(request);
             return true;
@@ -853,9 +853,9 @@ TEST_F(AsyncNetRequestThreadTest, HoldsNoLockWhileTheHandlerRuns) {
 }
 
 TEST_F(AsyncNetRequestThreadTest, AHookMayCollectTheRequestsThatHaveEnded) {
-    class Collecting : public CAsyncNetRequestThread {
+    class Collecting : public TestWorker {
     public:
-        explicit Collecting(Record& record) : CAsyncNetRequestThread(nullptr), m_record(record) {}
+        explicit Collecting(Record& record) : TestWorker(nullptr), m_record(record) {}
         ~Collecting() override { stop(true); }
 
     protected:
@@ -950,7 +950,7 @@ TEST_F(AsyncNetRequestThreadTest, TakesRequestsAfterItsEndAndLeavesThem) {
 }
 
 TEST_F(AsyncNetRequestThreadTest, TheDestructorStopsIt) {
-    P<CAsyncNetRequestThread> plain = new CAsyncNetRequestThread(nullptr);
+    P<CAsyncNetRequestThread> plain = makeWorker();
     plain->start();
     addEndlessAnswer();
     plain->addRequest(makeMortal("request"));
@@ -961,7 +961,7 @@ TEST_F(AsyncNetRequestThreadTest, TheDestructorStopsIt) {
 
 TEST_F(AsyncNetRequestThreadTest, LeavesNoRemovalAloneThatComesWithAStop) {
     for (int round = 0; round < 40; ++round) {
-        const P<CAsyncNetRequestThread> plain = new CAsyncNetRequestThread(nullptr);
+        const P<CAsyncNetRequestThread> plain = makeWorker();
         plain->start();
         const P<CNetRequest> request = makeRequest();
         std::thread remover([&] { EXPECT_FALSE(plain->removeRequest(request)); });

@@ -3,6 +3,7 @@
 /// references.
 #pragma once
 
+#include "tests/async/TestEngine.h"
 #include "tests/net/NetRequestTestSupport.h"
 #include "tests/support/Deadline.h"
 #include "tests/support/ScriptedPeer.h"
@@ -151,9 +152,9 @@ private:
 };
 
 /// A thread whose hooks are functions. Set before the start.
-class HookedThread : public CAsyncNetRequestThread {
+class HookedThread : public TestWorker {
 public:
-    explicit HookedThread(IProgressHandler* handler) : CAsyncNetRequestThread(handler) {}
+    explicit HookedThread(IProgressHandler* handler) : TestWorker(handler) {}
     ~HookedThread() override { stop(true); }
     using CAsyncNetRequestThread::processRemoveRequests;
 

@@ -2,6 +2,7 @@
 /// Shared by the tests of the asynchronous managers.
 #pragma once
 
+#include "tests/async/TestEngine.h"
 #include "tests/net/NetRequestTestSupport.h"
 #include "vexil/async/AsyncNetRequestManager.h"
 
@@ -26,7 +27,7 @@ inline P<OpenRequest> makeRequest(const std::string& url) {
 }
 
 /// A manager with all members accessible.
-class OpenManager : public vexil::CAsyncNetRequestManager {
+class OpenManager : public TestManager {
 public:
     using CAsyncNetRequestManager::handleFinishedRequests;
     using CAsyncNetRequestManager::removeRequest;

@@ -174,7 +174,7 @@ public:
         if (runner == Runner::OneManager) {
             m_manager = zet::make<CAsyncNetRequestManager>();
         } else if (runner == Runner::OneWorker) {
-            m_worker = new CAsyncNetRequestThread(nullptr);
+            m_worker = makeWorker();
             m_worker->start();
         }
     }
@@ -337,7 +337,7 @@ TEST_F(UpgradesTest, AMailThatDemandsEncryptionNeverGoesInPlain) {
     request.perform();
     prepare(request, encrypted);
     request.perform();
-    CAsyncNetRequestManager manager;
+    TestManager manager;
     for (const auto type : {CSMTPParams::ConnectUnencrypted, encrypted}) {
         const P<CNetRequest> next = new CNetRequest;
         prepare(*next, type);
@@ -378,7 +378,7 @@ TEST_F(UpgradesTest, AnOptionThatIsTakenBackCountsNoMore) {
 
 TEST_F(UpgradesTest, DemandsRunSideBySide) {
     constexpr int count = 8;
-    CAsyncNetRequestManager manager;
+    TestManager manager;
     Transfers transfers(Runner::OneManager, smtp, peer);
     for (int round = 0; round < 3; ++round) {
         std::vector<P<CNetRequest>> requests;
@@ -406,7 +406,7 @@ TEST_F(UpgradesTest, ARequestKeepsItsOwnConnectionsIfToldSo) {
     for (const auto& demand : {plain, upgraded}) {
         for (const bool keepsOwn : {true, false}) {
             const std::size_t before = peer.connectionCount();
-            CAsyncNetRequestManager manager;
+            TestManager manager;
             Transfers transfers(Runner::OneManager, smtp, peer);
             const P<CNetRequest> requests[] = {new CNetRequest, new CNetRequest};
             for (int round = 0; round < 3; ++round) {
@@ -427,7 +427,7 @@ TEST_F(UpgradesTest, ARequestKeepsItsOwnConnectionsIfToldSo) {
 }
 
 TEST_F(UpgradesTest, ARequestKeepsItsOwnTLSSessionsIfToldSo) {
-    CAsyncNetRequestManager manager;
+    TestManager manager;
     Transfers transfers(Runner::OneManager, smtp, peer);
     const P<CNetRequest> first = new CNetRequest;
     const P<CNetRequest> second = new CNetRequest;
@@ -460,13 +460,13 @@ TEST_F(UpgradesTest, ARequestOutlivesWhatDroveIt) {
     CNetRequest& request = transfers.request();
     ASSERT_EQ(transfers.run(upgraded), CURLE_OK);
     for (int i = 0; i < 2; ++i) {
-        CAsyncNetRequestManager manager;
+        TestManager manager;
         manager.addRequest(&request);
         driveToEnd(manager);
         request.checkAsyncResult();
     }
     {
-        CAsyncNetRequestManager manager;
+        TestManager manager;
         manager.addRequest(&request);
         manager.handleEvents(nullptr);
     }

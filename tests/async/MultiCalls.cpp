@@ -1,6 +1,8 @@
 #include "tests/async/MultiCalls.h"
 
+#include <cstdarg>
 #include <dlfcn.h>
+#include <unistd.h>
 
 namespace vexil_test {
 
@@ -9,6 +11,11 @@ namespace {
 template <class Function>
 Function* original(const char* name) {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+/// The servers of the tests have threads of their own.
+bool isFirstThread() {
+    return gettid() == getpid();
 }
 
 }  // namespace
@@ -20,6 +27,7 @@ MultiCalls& multiCalls() {
 
 }  // namespace vexil_test
 
+using vexil_test::isFirstThread;
 using vexil_test::multiCalls;
 using vexil_test::original;
 
@@ -98,6 +106,49 @@ int select(int count, fd_set* read, fd_set* write, fd_set* error, timeval* time)
     multiCalls().names.emplace_back("select");
     return multiCalls().onSelect ? multiCalls().onSelect(count, read, write, error, time)
                                  : real(count, read, write, error, time);
+}
+
+CURLMcode curl_multi_socket_all(CURLM* multi, int* running) {
+    static auto* const real = original<CURLMcode(CURLM*, int*)>("curl_multi_socket_all");
+    multiCalls().names.emplace_back("socket_all");
+    return multiCalls().onSocketAll ? multiCalls().onSocketAll(running) : real(multi, running);
+}
+
+// A macro of libcurl has its name.
+#undef curl_multi_setopt
+CURLMcode curl_multi_setopt(CURLM* multi, CURLMoption option, ...) {
+    static auto* const real = original<CURLMcode(CURLM*, CURLMoption, ...)>("curl_multi_setopt");
+    va_list arguments;
+    va_start(arguments, option);
+    const CURLMcode code = [&] {
+        if (option < CURLOPTTYPE_OBJECTPOINT) {
+            return real(multi, option, va_arg(arguments, long));
+        }
+        void* const value = va_arg(arguments, void*);
+        if (option == CURLMOPT_SOCKETFUNCTION) {
+            multiCalls().socketFunction = reinterpret_cast<curl_socket_callback>(value);
+        } else if (option == CURLMOPT_SOCKETDATA) {
+            multiCalls().socketData = value;
+        }
+        return real(multi, option, value);
+    }();
+    va_end(arguments);
+    return code;
+}
+
+int epoll_create1(int flags) noexcept {
+    static auto* const real = original<int(int)>("epoll_create1");
+    return isFirstThread() && multiCalls().onEpollCreate ? multiCalls().onEpollCreate() : real(flags);
+}
+
+int epoll_wait(int descriptor, epoll_event* events, int count, int milliseconds) {
+    static auto* const real = original<int(int, epoll_event*, int, int)>("epoll_wait");
+    if (!isFirstThread()) {
+        return real(descriptor, events, count, milliseconds);
+    }
+    multiCalls().names.emplace_back("epoll_wait");
+    return multiCalls().onEpollWait ? multiCalls().onEpollWait(milliseconds)
+                                    : real(descriptor, events, count, milliseconds);
 }
 
 }  // extern "C"

@@ -1,12 +1,13 @@
 /// \file
 /// Linux: a program that has MultiCalls.cpp and exports its symbols defines libcurl's multi interface and
-/// select() itself. It sees every call of the library, and may replace it.
+/// select() and epoll itself. It sees every call of the library, and may replace it.
 #pragma once
 
 #include <curl/curl.h>
 
 #include <functional>
 #include <string>
+#include <sys/epoll.h>
 #include <sys/select.h>
 #include <vector>
 
@@ -19,6 +20,9 @@ struct MultiCalls {
     /// The handles of "add_handle" and "remove_handle".
     std::vector<CURL*> added;
     std::vector<CURL*> removed;
+    /// What libcurl was told to call for its sockets, of the last manager with an engine.
+    curl_socket_callback socketFunction = nullptr;
+    void* socketData = nullptr;
 
     /// @{
 
@@ -33,6 +37,10 @@ struct MultiCalls {
     std::function<CURLMcode(curl_waitfd* extra, unsigned int extraCount, int milliseconds, int* ready)>
         onPoll;
     std::function<int(int count, fd_set* read, fd_set* write, fd_set* error, timeval* time)> onSelect;
+    std::function<CURLMcode(int* running)> onSocketAll;
+    /// Only for calls on the first thread.
+    std::function<int()> onEpollCreate;
+    std::function<int(int milliseconds)> onEpollWait;
     /// @}
 };
 

@@ -105,6 +105,80 @@ TEST_F(RetryPolicyTest, RefusesSettingsWithoutAMeaning) {
     EXPECT_TRUE(refuses({.maxRetries = -1}));
 }
 
+TEST_F(RetryPolicyTest, NoTryBeginsAtTheDeadlineOrLater) {
+    m_settings.randomShare = 0;
+    m_settings.deadline = m_now + 1401ms;
+    CRetryPolicy policy = make();
+    CRetryPolicy::Failures failures;
+    EXPECT_THAT(failUntilEnd(policy, failures, busy), testing::ElementsAre(200ms, 400ms, 800ms));
+    EXPECT_EQ(policy.getRetryCount(), 3);
+    EXPECT_EQ(failures.count, 3);
+    m_settings.deadline = m_now + 200ms;
+    CRetryPolicy other = make();
+    failures = {};
+    EXPECT_FALSE(other.decidePause(busy, failures));
+    // A pause that the server demands counts, too.
+    m_settings.deadline = m_now + 5s;
+    CRetryPolicy patient = make();
+    failures = {};
+    EXPECT_FALSE(patient.decidePause(busy, failures, false, 5s));
+    EXPECT_TRUE(patient.decidePause(busy, failures, false, 4s));
+}
+
+TEST_F(RetryPolicyTest, PoliciesShareABudget) {
+    m_settings.budget = new CRetryBudget(4, 0.1);
+    CRetryPolicy policy = make();
+    CRetryPolicy other = make();
+    CRetryPolicy copy = policy;
+    CRetryPolicy::Failures failures;
+    EXPECT_TRUE(policy.decidePause(busy, failures));
+    EXPECT_TRUE(other.decidePause(busy, failures));
+    // What is given up for another reason takes nothing.
+    EXPECT_FALSE(copy.decidePause(busy, failures, false, 24h));
+    EXPECT_EQ(m_settings.budget->getLeft(), 2);
+    EXPECT_THAT(failUntilEnd(copy, failures, busy), testing::SizeIs(2));
+    EXPECT_FALSE(policy.decidePause(busy, failures));
+    for (int i = 0; i < 9; ++i) {
+        other.onSuccess();
+    }
+    EXPECT_FALSE(policy.decidePause(busy, failures));
+    other.onSuccess();
+    EXPECT_EQ(m_settings.budget->getLeft(), 1);
+    EXPECT_TRUE(policy.decidePause(busy, failures));
+    for (int i = 0; i < 100; ++i) {
+        policy.onSuccess();
+    }
+    EXPECT_EQ(m_settings.budget->getLeft(), 4);
+}
+
+TEST_F(RetryPolicyTest, BudgetsWithoutAMeaningAreRefused) {
+    const auto refuses = [](int retries, double perSuccess) {
+        try {
+            const CRetryBudget budget(retries, perSuccess);
+            return false;
+        } catch (const CInvalidArgError&) {
+            return true;
+        }
+    };
+    EXPECT_FALSE(refuses(0, 0));
+    EXPECT_FALSE(refuses(1000000000, 1));
+    EXPECT_TRUE(refuses(-1, 0));
+    EXPECT_TRUE(refuses(1000000001, 0));
+    EXPECT_TRUE(refuses(1, -0.1));
+    EXPECT_TRUE(refuses(1, 1.1));
+    EXPECT_TRUE(refuses(1, std::nan("")));
+}
+
+TEST_F(RetryPolicyTest, BreaksAfter100AndInside200AreTemporary) {
+    const CRetryPolicy policy = make();
+    for (const int status : {100, 200}) {
+        EXPECT_TRUE(policy.isTemporary(CCURLError(CURLE_RECV_ERROR, "", "http", status, "", "", "", "")));
+    }
+    EXPECT_FALSE(policy.isTemporary(CCURLError(CURLE_HTTP_RETURNED_ERROR, "", "http", 404, "", "", "", "")));
+    m_settings.isTemporary = [](const CError&) { return false; };
+    EXPECT_FALSE(make().isTemporary(busy));
+}
+
 TEST_F(RetryPolicyTest, ItEndsAfter15MinutesWithoutProgress) {
     for (const Milliseconds tryTime : {0ms, 20000ms}) {
         m_begin = m_now;

@@ -25,11 +25,11 @@ inline void drive(Driver driver, CNetRequest& request) {
         return;
     }
     if (driver == Driver::Manager) {
-        vexil::CAsyncNetRequestManager manager;
+        TestManager manager;
         manager.addRequest(&request);
         driveToEnd(manager);
     } else {
-        const P<vexil::CAsyncNetRequestThread> worker = new vexil::CAsyncNetRequestThread(nullptr);
+        const P<vexil::CAsyncNetRequestThread> worker = makeWorker();
         worker->start();
         worker->addRequest(&request);
         EXPECT_TRUE(request.waitAsyncDone(120000));

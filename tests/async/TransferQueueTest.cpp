@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <string>
 #include <thread>
@@ -128,6 +129,17 @@ public:
         if (isIll) {
             throw CError("The observer is ill.");
         }
+    }
+
+    /// The names of the jobs in the order in which they began.
+    std::vector<std::string> getStarts() const {
+        std::vector<std::string> names;
+        for (const std::string& event : events) {
+            if (event.starts_with("start /")) {
+                names.push_back(event.substr(7));
+            }
+        }
+        return names;
     }
 
     std::vector<std::string> events;
@@ -265,6 +277,133 @@ TEST_F(TransferQueueTest, TheEndOfOneJobCanBeWaitedFor) {
     queue.finishOne();
     EXPECT_THAT(m_events, ElementsAre("2 succeeds: good", "2 ends", "1 succeeds: good", "1 ends"));
 }
+
+// ---- priorities
+
+/// A queue of one transfer at a time, whose first one waits at the server.
+class TransferQueuePriorityTest : public TransferQueueTest {
+protected:
+    void beginBusyJob() {
+        m_peer.onConnection().expectRequest().pause().reply(closing).close();
+        m_queue.add(makeJob("busy"));
+    }
+    /// The jobs in the order in which they began.
+    std::vector<std::string> finish() {
+        EXPECT_TRUE(m_peer.waitUntilPaused());
+        m_peer.setDefaultReply(good);
+        m_peer.release();
+        m_queue.finish();
+        return m_observer->getStarts();
+    }
+
+    static constexpr char closing[] = "HTTP/1.1 200 OK\r\nContent-Length: 4\r\nConnection: close\r\n\r\ngood";
+
+    const P<CTestObserver> m_observer = new CTestObserver;
+    CTransferQueue m_queue{m_policy, 1, m_observer};
+};
+
+TEST_F(TransferQueuePriorityTest, HigherOnesBeginFirstAndEqualOnesInOrder) {
+    beginBusyJob();
+    m_queue.add(makeJob("low"), -5);
+    m_queue.add(makeJob("normal"));
+    m_queue.add(makeJob("normal2"), 0);
+    m_queue.add(makeJob("high"), 7);
+    m_queue.add(makeJob("high2"), 7);
+    m_queue.add(makeJob("least"), std::numeric_limits<int>::min());
+    m_queue.add(makeJob("most"), std::numeric_limits<int>::max());
+    m_queue.add(makeJob("normal3"));
+    EXPECT_THAT(finish(),
+                ElementsAre("busy", "most", "high", "high2", "normal", "normal2", "normal3", "low", "least"));
+}
+
+TEST_F(TransferQueuePriorityTest, AddReturnsAtOnceAndStartAfterAllThatWait) {
+    beginBusyJob();
+    m_queue.add(makeJob("low"), -1);
+    m_queue.add(makeJob("high"), 1);
+    EXPECT_THAT(m_events, IsEmpty());
+    EXPECT_TRUE(m_peer.waitUntilPaused());
+    m_peer.setDefaultReply(good);
+    m_peer.release();
+    m_queue.start(makeJob("started"));
+    EXPECT_THAT(m_events,
+                ElementsAre("busy succeeds: good", "busy ends", "high succeeds: good", "high ends",
+                            "started succeeds: good", "started ends", "low succeeds: good", "low ends"));
+}
+
+TEST_F(TransferQueuePriorityTest, AnAddedJobBeginsAtOnceIfThereIsRoom) {
+    m_peer.setDefaultReply(good);
+    m_queue.add(makeJob("a"), -9);
+    EXPECT_THAT(m_observer->events, ElementsAre("start /a"));
+    m_queue.finish();
+    EXPECT_THAT(m_events, ElementsAre("a succeeds: good", "a ends"));
+}
+
+TEST_F(TransferQueuePriorityTest, AddRefusesWhatStartRefuses) {
+    const auto add = [&] { m_queue.add(nullptr, 1); };
+    EXPECT_THROW(add(), CInvalidArgError);
+    const P<CCancelToken> token = new CCancelToken;
+    m_queue.setCancelToken(token);
+    token->cancel();
+    EXPECT_THROW(m_queue.add(makeJob("a"), 1), CCURLError);
+}
+
+TEST_F(TransferQueuePriorityTest, APausedQueueKeepsTheOrder) {
+    const P<CPauseToken> pause = new CPauseToken;
+    m_queue.setPauseToken(pause);
+    pause->pause();
+    m_peer.setDefaultReply(good);
+    m_queue.add(makeJob("low"), 1);
+    m_queue.add(makeJob("high"), 2);
+    EXPECT_THAT(m_observer->events, IsEmpty());
+    pause->resume();
+    m_queue.finish();
+    EXPECT_THAT(m_events, ElementsAre("high succeeds: good", "high ends", "low succeeds: good", "low ends"));
+}
+
+TEST_F(TransferQueuePriorityTest, VeryManyJobsWait) {
+    constexpr int count = 100000;
+    constexpr int priorities = 10;
+    beginBusyJob();
+    std::vector<int> begun;
+    begun.reserve(count);
+    for (int i = 0; i < count; ++i) {
+        const P<CTestJob> job = makeJob("");
+        // It fails at once: this is about the queue.
+        job->onGetTransfer = [&begun, i] {
+            begun.push_back(i);
+            throw CError("not now");
+        };
+        m_queue.add(job, i % priorities);
+    }
+    EXPECT_THAT(begun, IsEmpty());
+    EXPECT_THAT(finish(), ElementsAre("busy"));
+    ASSERT_EQ(begun.size(), static_cast<std::size_t>(count));
+    EXPECT_TRUE(std::is_sorted(begun.begin(), begun.end(), [](int a, int b) {
+        return a % priorities != b % priorities ? a % priorities > b % priorities : a < b;
+    }));
+}
+
+TEST_F(TransferQueueTest, AJobWhoseConnectionIsRefusedIsTheNextOfItsPriority) {
+    m_peer.onConnection().expectRequest().pause().reply(good).thenDefault();
+    m_peer.onConnection().expectRequest().reply(busy);
+    m_peer.setDefaultReply(good);
+    const P<CTestObserver> observer = new CTestObserver;
+    CTransferQueue queue(new CFewConnectionsPolicy, 2, observer);
+    queue.add(makeJob("first"), 3);
+    ASSERT_TRUE(m_peer.waitUntilPaused());
+    queue.add(makeJob("refused"), 3);
+    queue.add(makeJob("equal"), 3);
+    queue.add(makeJob("higher"), 4);
+    std::thread releaser([this] {
+        EXPECT_TRUE(m_peer.waitForRequests(2));
+        m_peer.release();
+    });
+    queue.finish();
+    releaser.join();
+    EXPECT_THAT(observer->getStarts(), ElementsAre("first", "refused", "higher", "refused", "equal"));
+}
+
+// ---- how many
 
 TEST_F(TransferQueueTest, NoMoreTransfersRunAtOnceThanTheCount) {
     for (int i = 0; i < 3; ++i) {
@@ -533,6 +672,67 @@ TEST_F(TransferQueueTest, ACancelTokenEndsAPause) {
     queue.setCancelToken(stop);
     EXPECT_THAT(whatOf([&] { queue.start(makeJob("1")); }), HasSubstr("transfer cancelled"));
     EXPECT_EQ(m_peer.requests().size(), 1u);
+}
+
+/// Continues a queue some time after its pause.
+class CResumingObserver : public virtual CBase, public ITransferObserver {
+public:
+    CResumingObserver(const ScriptedPeer& peer, CPauseToken* token) : m_peer(peer), m_token(token) {}
+
+    void checkContinue() override {
+        if (m_token->isPaused() && ++calls == 4) {
+            requests = m_peer.requests().size();
+            m_token->resume();
+        }
+    }
+
+    int calls = 0;  // ten a second
+    std::size_t requests = 0;
+
+private:
+    const ScriptedPeer& m_peer;
+    const P<CPauseToken> m_token;
+};
+
+TEST_F(TransferQueueTest, APauseTokenDelaysJobsAndTries) {
+    m_peer.onConnection().expectRequest().reply(busy).thenDefault();
+    m_peer.setDefaultReply(good);
+    const P<CPauseToken> token = new CPauseToken;
+    CRetryPolicy::Settings settings = makeSettings();
+    settings.onPause = [&token](const CError&, int, std::chrono::milliseconds) { token->pause(); };
+    const P<CResumingObserver> observer = new CResumingObserver(m_peer, token);
+    CTransferQueue queue(new CTransferPolicy(settings), 2, observer);
+    queue.setPauseToken(token);
+    const auto start = std::chrono::steady_clock::now();
+    queue.start(makeJob("1"));
+    queue.finish();
+    EXPECT_EQ(observer->requests, 1u) << "no further try";
+    EXPECT_GT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(200)) << "nor a busy wait";
+
+    token->pause();
+    observer->calls = 0;
+    queue.start(makeJob("2"));
+    queue.finish();
+    EXPECT_EQ(observer->requests, 2u) << "no further job";
+    EXPECT_EQ(m_peer.requests().size(), 3u);
+    EXPECT_THAT(m_events, ElementsAre("1 succeeds: good", "1 ends", "2 succeeds: good", "2 ends"));
+}
+
+TEST_F(TransferQueueTest, AllTransfersShareARateLimit) {
+    const std::string body(40'000, 'x');
+    m_peer.setDefaultReply("HTTP/1.1 200 OK\r\nContent-Length: 40000\r\n\r\n" + body);
+    const P<CRateLimit> limit = new CRateLimit;
+    limit->setDownloadRate(400'000);
+    CTransferQueue queue(m_policy, 4);
+    queue.setRateLimit(limit);
+    const auto start = std::chrono::steady_clock::now();
+    for (const char* const name : {"1", "2", "3", "4", "5", "6"}) {
+        queue.start(makeJob(name));
+    }
+    queue.finish();
+    // Less a tenth of a second and a turn.
+    EXPECT_GT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(450));
+    EXPECT_THAT(m_events, testing::Contains("6 succeeds: " + body));
 }
 
 TEST_F(TransferQueueTest, WhatStillRunsIsGivenUpWithTheQueue) {

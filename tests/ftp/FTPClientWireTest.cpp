@@ -2,6 +2,7 @@
 #include "tests/ftp/FTPPeer.h"
 #include "tests/ftp/FTPServerTestSupport.h"
 #include "tests/support/LibcurlVersion.h"
+#include "vexil/net/SharedConnections.h"
 #include "zet/MTRand.h"
 #include "zet/MemoryInStream.h"
 
@@ -12,6 +13,7 @@ namespace {
 using namespace vexil_test;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using vexil::CSharedConnections;
 using Data = FTPExchange::Data;
 using Type = CFTPClient::CWDType;
 
@@ -882,6 +884,46 @@ TEST_F(FTPClientWireTest, AnUnusedDataConnectionEndsItsControlConnection) {
         EXPECT_THROW(request->perform(), CCURLError);
         EXPECT_EQ(failureOf([&] { client.deleteFile(*request, "/b"); }), "21 550");
     }
+    expectEnd();
+}
+
+TEST_F(FTPClientWireTest, AnUnusedDataConnectionIsNotShared) {
+    const P<CSharedConnections> shared = new CSharedConnections;
+    setSharedConnections(*request, shared);
+    const FTPExchange late{"DELE /b", {"226 Transfer complete", "550 No such file"}, {}, {}, true};
+    peer.play(login + FTPDialogue{epsv, binary, refused("SIZE f"), late});
+    peer.play(login + FTPDialogue{refused("DELE /b"), quitOrNothing});
+    client.prepareDownloadRequest(*request, "/f", 0, -1);
+    EXPECT_THROW(request->perform(), CCURLError);
+    EXPECT_EQ(shared->getIdleCount(), 0);
+    CNetRequest next;
+    setSharedConnections(next, shared);
+    EXPECT_EQ(failureOf([&] { client.deleteFile(next, "/b"); }), "21 550");
+    expectEnd();
+}
+
+TEST_F(FTPClientWireTest, RequestsShareALogin) {
+    const P<CSharedConnections> shared = new CSharedConnections;
+    peer.play(login + FTPDialogue{done("DELE /b"),
+                                  epsv,
+                                  binary,
+                                  {"SIZE f", {"213 10"}},
+                                  sends("RETR f", uploaded),
+                                  done("DELE /c"),
+                                  quit});
+    const auto withNext = [&](const auto& operation) {
+        CNetRequest next;
+        setSharedConnections(next, shared);
+        operation(next);
+    };
+    withNext([&](CNetRequest& next) { client.deleteFile(next, "/b"); });
+    withNext([&](CNetRequest& next) {
+        client.prepareDownloadRequest(next, "/f", 0, -1);
+        next.perform();
+        EXPECT_EQ(bodyOf(next), uploaded);
+    });
+    withNext([&](CNetRequest& next) { client.deleteFile(next, "/c"); });
+    shared->closeIdle();
     expectEnd();
 }
 

@@ -74,6 +74,23 @@ TEST(NetHeadersTest, AddChecksNothing) {
                                             "Umlaut-\xc3\xa4: \xe2\x82\xac"));
 }
 
+TEST(NetHeadersTest, AddsLinesOfEachLength) {
+    for (const std::size_t length : {200u, 255u, 256u, 257u, 508u, 509u, 510u, 511u, 512u, 513u, 70000u}) {
+        const std::string value(length, 'v');
+        CNetHeaders headers;
+        headers.add("N", String::fromUTF8(value));
+        headers.add("N", String::fromUTF8(value + "\xC3\xA4"));
+        EXPECT_THAT(lines(headers), ElementsAre("N: " + value, "N: " + value + "\xC3\xA4")) << length;
+    }
+}
+
+TEST(NetHeadersTest, AddRefusesNUL) {
+    CNetHeaders headers;
+    EXPECT_THROW(headers.add("N", String(std::wstring_view(L"a\0b", 3))), CInvalidArgError);
+    EXPECT_THROW(headers.add("N", String(std::wstring_view(L"\u00e4\0b", 3))), CInvalidArgError);
+    EXPECT_THAT(lines(headers), IsEmpty());
+}
+
 TEST(NetHeadersTest, IteratesInOrderAndAgainAfterReset) {
     CNetHeaders headers;
     headers.add("Name", "value");

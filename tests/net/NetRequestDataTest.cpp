@@ -280,6 +280,24 @@ TEST_F(NetRequestDataTest, HeaderLinesFillStatusLineMapAndResponseInfo) {
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
+TEST_F(NetRequestDataTest, ResponseInfoThatWasAskedForGetsTheLinesThatFollow) {
+    const auto& info = request->getResponseInfo();
+    EXPECT_THAT(linesOf(info), IsEmpty());
+    request->header("HTTP/1.1 200 OK\r\n");
+    EXPECT_THAT(linesOf(info), ElementsAre("HTTP/1.1 200 OK\r\n"));
+    request->header("X-A: b\r\n");
+    EXPECT_THAT(linesOf(info), ElementsAre("HTTP/1.1 200 OK\r\n", "X-A: b\r\n"));
+    EXPECT_EQ(&request->getResponseInfo(), &info);
+}
+
+TEST_F(NetRequestDataTest, ALineWithANULIsMissingInResponseInfoAndWarned) {
+    request->header("HTTP/1.1 200 OK\r\n");
+    request->header(std::string_view("X-A: b\0c\r\n", 10));
+    request->header("X-D: e\r\n");
+    EXPECT_THAT(linesOf(request->getResponseInfo()), ElementsAre("HTTP/1.1 200 OK\r\n", "X-D: e\r\n"));
+    EXPECT_THAT(log.lines(), ElementsAre(testing::StartsWith(headerWarning)));
+}
+
 TEST_F(NetRequestDataTest, TheStatusLineOfHTTP2IsTrimmed) {
     request->header("HTTP/2 200 \r\n");
     EXPECT_EQ(request->getHTTPStatusLine(), "HTTP/2 200");

@@ -87,7 +87,41 @@ TEST_F(NetRequestLargeTest, ASizeIsToldAsAWhole) {
     EXPECT_EQ(request->getDownloadSize(), 5368709120.0);
 }
 
+TEST_F(NetRequestLargeTest, ABodyThatNoMemoryCanHoldIsRefusedAtItsFirstByte) {
+    request->setFullRequestTimeout(zet::CTimeSpan::fromSeconds(20));  // the server sends nothing more
+    for (const char* status : {"200 OK", "500 Internal Server Error"}) {
+        peer.onConnection()
+            .expectRequest()
+            .reply("HTTP/1.1 " + std::string(status) + "\r\nContent-Length: 3221225472\r\n\r\nfirst")
+            .waitForClose();
+        const auto error = thrownBy<CError>([this] { request->perform(); });
+        ASSERT_TRUE(error.has_value()) << status;
+        EXPECT_EQ(error->getMessage(), "A buffer cannot hold more than 2147483647 elements.") << status;
+        EXPECT_EQ(bodyOf(*request), "") << status;
+    }
+}
+
+TEST_F(NetRequestLargeTest, AnAnnouncedSizeCountsOnlyForMemoryThatWouldHoldIt) {
+    // At its end by the server, such a body is incomplete; it was not refused.
+    const auto receive = [this](const std::string& status, const std::string& headers) {
+        peer.onConnection()
+            .expectRequest()
+            .reply("HTTP/1.1 " + status + "\r\n" + headers + "Content-Length: 3221225472\r\n\r\nfirst")
+            .close();
+        return performCode();
+    };
+    EXPECT_EQ(receive("200 OK", "Content-Encoding: br\r\n"), CURLE_PARTIAL_FILE);
+    request->setReceiveBufferLimits(-1, 5);
+    EXPECT_EQ(receive("500 Internal Server Error", ""), CURLE_PARTIAL_FILE);
+    request->setReceiveBufferLimits(5, -1);
+    EXPECT_EQ(receive("200 OK", ""), CURLE_PARTIAL_FILE);
+    request->setReceiveBufferLimits(-1, -1);
+    request->setReceiveDataSink(nullptr);
+    EXPECT_EQ(receive("200 OK", ""), CURLE_PARTIAL_FILE);
+}
+
 TEST_F(NetRequestLargeTest, ProgressHasTheWholeTotal) {
+    request->setReceiveDataSink(nullptr);  // memory could not hold the body
     // The peer continues only when the bytes that it has sent are reported.
     const P<TestProgress> progress = new TestProgress([this](const ProgressNumbers& seen) {
         if (seen == ProgressNumbers{2, large, 0, 0}) {

@@ -3,6 +3,9 @@
 #include "tests/net/NetRequestTestSupport.h"
 #include "tests/support/OptionRecorder.h"
 
+#include <cstdlib>
+#include <new>
+
 #undef curl_easy_getinfo
 
 namespace {
@@ -18,6 +21,9 @@ bool escapeFails = false;
 bool getInfoFails = false;
 bool listFails = false;
 
+/// Which of the next allocations of this thread fails, from 1; 0 for none.
+thread_local int t_failingAllocation = 0;
+
 /// The number of living lists, now and when an option was last recorded.
 int livingLists = 0;
 int livingListsAtOption = 0;
@@ -29,6 +35,24 @@ struct Counted : List {
 };
 
 }  // namespace
+
+// These replace those of the C++ library, also in the library under test.
+void* operator new(std::size_t size) {
+    const bool fails = t_failingAllocation > 0 && --t_failingAllocation == 0;
+    void* const memory = fails ? nullptr : std::malloc(size);
+    if (!memory) {
+        throw std::bad_alloc();
+    }
+    return memory;
+}
+
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
 
 extern "C" {
 
@@ -566,20 +590,43 @@ TEST_F(NetRequestOptionsTest, EachOptionIsTakenByTheSettersOfItsTypeAlone) {
 
 // ---- memory ----------------------------------------------------------------------------------------------
 
+const std::vector<std::string> linesOfAResponse = {"HTTP/1.1 200 OK\r\n", "X-A: b\r\n", "\r\n"};
+
 TEST_F(NetRequestOptionsTest, AHeaderLineForWhichThereIsNoMemoryMakesTheResponseIncomplete) {
+    const LogCapture log;
+    for (std::size_t failing = 0; failing < linesOfAResponse.size(); ++failing) {
+        int allocation = 1;
+        for (bool hasFailed = true; hasFailed; ++allocation) {
+            makeRequest();
+            request->setURL("http://h/a");
+            request->resetForPerform();
+            for (std::size_t i = 0; i < linesOfAResponse.size(); ++i) {
+                t_failingAllocation = i == failing ? allocation : 0;
+                EXPECT_EQ(request->header(linesOfAResponse[i]), linesOfAResponse[i].size());
+                hasFailed = i == failing ? t_failingAllocation == 0 : hasFailed;
+                t_failingAllocation = 0;
+            }
+            EXPECT_EQ(request->isResponseComplete(), !hasFailed) << failing << ", " << allocation;
+            EXPECT_EQ(request->hasDroppedHeaderLine(), hasFailed) << failing << ", " << allocation;
+        }
+        EXPECT_GT(allocation, 2) << "line " << failing << " needs memory";
+    }
+}
+
+TEST_F(NetRequestOptionsTest, AHeaderLineThatTheAskedListLacksMakesTheResponseIncomplete) {
     const LogCapture log;
     makeRequest();
     request->setURL("http://h/a");
-    const std::vector<std::string> lines = {"HTTP/1.1 200 OK\r\n", "X-A: b\r\n", "\r\n"};
-    for (std::size_t failing = 0; failing <= lines.size(); ++failing) {
+    for (std::size_t failing = 0; failing <= linesOfAResponse.size(); ++failing) {
         request->resetForPerform();
-        for (std::size_t i = 0; i < lines.size(); ++i) {
+        (void)request->getResponseInfo();
+        for (std::size_t i = 0; i < linesOfAResponse.size(); ++i) {
             listFails = i == failing;
-            EXPECT_EQ(request->header(lines[i]), lines[i].size());
+            EXPECT_EQ(request->header(linesOfAResponse[i]), linesOfAResponse[i].size());
         }
         listFails = false;
-        EXPECT_EQ(request->isResponseComplete(), failing == lines.size()) << failing;
-        EXPECT_EQ(request->hasDroppedHeaderLine(), failing != lines.size()) << failing;
+        EXPECT_EQ(request->isResponseComplete(), failing == linesOfAResponse.size()) << failing;
+        EXPECT_EQ(request->hasDroppedHeaderLine(), failing != linesOfAResponse.size()) << failing;
     }
 }
 

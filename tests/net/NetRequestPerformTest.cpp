@@ -1,6 +1,8 @@
 // Whole transfers with a scripted peer: responses of every kind, and their results.
 #include "tests/net/NetRequestTestSupport.h"
 #include "tests/support/ScriptedPeer.h"
+#include "vexil/net/TransferBuffers.h"
+#include "vexil/net/TransferTimings.h"
 
 namespace {
 
@@ -64,6 +66,163 @@ protected:
     P<OpenRequest> request = new OpenRequest;
     P<TestSource> source;
 };
+
+// ---- buffers ---------------------------------------------------------------------------------------------
+
+using vexil::CTransferBuffers;
+
+class NetRequestBuffersTest : public NetRequestPerformTest {
+protected:
+    /// The most bytes for which the source was asked at once.
+    int findSendSize() {
+        sendBody("PUT", std::string(2'000'000, 'x'));
+        peer.onConnection().expectRequest().reply(
+            "HTTP/1.1 200 OK\r\nContent-Length: 0\r\nConnection: close\r\n\r\n");
+        request->perform();
+        EXPECT_EQ(peer.requests().back().body.size(), 2'000'000U);
+        int most = 0;
+        for (const std::string& call : source->calls) {
+            most = std::max(most, call.starts_with("read ") ? std::stoi(call.substr(5)) : 0);
+        }
+        return most;
+    }
+    std::string refusalOf(const CTransferBuffers& sizes) {
+        const auto error = thrownBy<vexil::CInvalidArgError>([&] { setTransferBuffers(*request, sizes); });
+        return error ? (error->getPlace() + ": " + error->getMessage()).toUTF8() : std::string();
+    }
+};
+
+TEST_F(NetRequestBuffersTest, ASourceIsAskedForALargeBufferUntilReset) {
+    EXPECT_EQ(findSendSize(), CTransferBuffers().send);
+    setTransferBuffers(*request, {.send = 524'288});
+    EXPECT_EQ(findSendSize(), 524'288);
+    request->reset();
+    prepare("/a");
+    EXPECT_EQ(findSendSize(), CTransferBuffers().send);
+}
+
+TEST_F(NetRequestBuffersTest, ASinkGetsAllBytesInSmallBlocks) {
+    setTransferBuffers(*request, {.receive = 262'144});
+    const std::string body(3'000'000, 'y');
+    peer.onConnection().expectRequest().reply(reply("200 OK", body));
+    const P<TestSink> sink = new TestSink;
+    request->setReceiveDataSink(sink);
+    request->perform();
+    EXPECT_TRUE(sink->all() == body);
+    for (const std::string& block : sink->blocks) {
+        EXPECT_LE(block.size(), 16'384U);
+    }
+}
+
+TEST_F(NetRequestBuffersTest, SizesThatLibcurlWouldChangeAreRefused) {
+    const std::string receive = "setTransferBuffers: receive must be 1024 to 2097152";
+    const std::string send = "setTransferBuffers: send must be 16384 to 2097152";
+    EXPECT_EQ(refusalOf({.receive = 1023}), receive);
+    EXPECT_EQ(refusalOf({.receive = 2'097'153}), receive);
+    EXPECT_EQ(refusalOf({.receive = -1}), receive);
+    EXPECT_EQ(refusalOf({.send = 16'383}), send);
+    EXPECT_EQ(refusalOf({.send = 2'097'153}), send);
+    setTransferBuffers(*request, {.receive = 1024, .send = 16'384});
+    setTransferBuffers(*request, {.receive = 2'097'152, .send = 2'097'152});
+}
+
+// ---- timings ---------------------------------------------------------------------------------------------
+
+using vexil::CTransferTimings;
+constexpr CTransferTimings::Microseconds noTime{0};
+
+void expectOrderedTimes(const CTransferTimings& timings) {
+    EXPECT_GT(timings.connect, noTime);
+    EXPECT_LE(timings.nameLookup, timings.connect);
+    EXPECT_LE(timings.connect, timings.beforeTransfer);
+    EXPECT_LE(timings.beforeTransfer, timings.firstByte);
+    EXPECT_LE(timings.firstByte, timings.total);
+    EXPECT_EQ(timings.tls, noTime) << "of http";
+}
+
+void expectNothing(const CTransferTimings& timings) {
+    for (const auto time : {timings.nameLookup, timings.connect, timings.tls, timings.beforeTransfer,
+                            timings.firstByte, timings.redirects, timings.total}) {
+        EXPECT_EQ(time, noTime);
+    }
+    for (const int64 number : {timings.downloadedBytes, timings.uploadedBytes, timings.downloadBytesPerSecond,
+                               timings.uploadBytesPerSecond}) {
+        EXPECT_EQ(number, 0);
+    }
+    for (const int number :
+         {timings.remotePort, timings.localPort, timings.httpVersion, timings.newConnections}) {
+        EXPECT_EQ(number, 0);
+    }
+    EXPECT_EQ(timings.remoteAddress, "");
+    EXPECT_EQ(timings.localAddress, "");
+    EXPECT_FALSE(timings.isConnectionReused);
+}
+
+TEST_F(NetRequestPerformTest, TheTimingsTellHowATransferWent) {
+    sendBody("PUT", "12345");
+    peer.onConnection().expectRequest().reply(reply("200 OK", "abc"));
+    request->perform();
+    const CTransferTimings timings = getTimings(*request);
+    expectOrderedTimes(timings);
+    EXPECT_EQ(timings.redirects, noTime);
+    EXPECT_EQ(timings.downloadedBytes, 3);
+    EXPECT_EQ(timings.uploadedBytes, 5);
+    EXPECT_EQ(timings.downloadBytesPerSecond, request->getDownloadBytesPerSecond());
+    EXPECT_EQ(timings.uploadBytesPerSecond, request->getUploadBytesPerSecond());
+    EXPECT_EQ(timings.remoteAddress, "127.0.0.1");
+    EXPECT_EQ(peer.url("/a"), "http://127.0.0.1:" + std::to_string(timings.remotePort) + "/a");
+    EXPECT_EQ(timings.localAddress, "127.0.0.1");
+    EXPECT_GT(timings.localPort, 0);
+    EXPECT_NE(timings.localPort, timings.remotePort);
+    EXPECT_EQ(timings.httpVersion, 11);
+    EXPECT_EQ(timings.newConnections, 1);
+    EXPECT_FALSE(timings.isConnectionReused);
+}
+
+TEST_F(NetRequestPerformTest, TheTimingsOfAReusedConnectionHaveItsAddresses) {
+    peer.onConnection()
+        .expectRequest()
+        .reply(reply("200 OK", "a"))
+        .expectRequest()
+        .reply("HTTP/1.0 200 OK\r\nContent-Length: 2\r\n\r\nbb");
+    request->perform();
+    const CTransferTimings first = getTimings(*request);
+    request->perform();
+    const CTransferTimings second = getTimings(*request);
+    EXPECT_FALSE(first.isConnectionReused);
+    EXPECT_TRUE(second.isConnectionReused);
+    EXPECT_EQ(second.newConnections, 0);
+    EXPECT_EQ(second.remoteAddress, first.remoteAddress);
+    EXPECT_EQ(second.remotePort, first.remotePort);
+    EXPECT_EQ(second.localPort, first.localPort);
+    EXPECT_EQ(second.downloadedBytes, 2);
+    EXPECT_EQ(second.httpVersion, 10);
+}
+
+TEST_F(NetRequestPerformTest, TheTimingsOfAFailureBeforeTheConnectionAreNotThoseOfTheTransferBefore) {
+    peer.onConnection().expectRequest().reply(reply("200 OK", "x"));
+    request->perform();
+    request->setURL(("http://127.0.0.1:" + std::to_string(ScriptedPeer::closedPort()) + "/").c_str());
+    EXPECT_EQ(performError().getCode(), CURLE_COULDNT_CONNECT);
+    const CTransferTimings timings = getTimings(*request);
+    EXPECT_EQ(timings.connect, noTime);
+    EXPECT_EQ(timings.firstByte, noTime);
+    EXPECT_GT(timings.total, noTime);
+    EXPECT_EQ(timings.downloadedBytes, 0);
+    EXPECT_EQ(timings.httpVersion, 0);
+    EXPECT_EQ(timings.newConnections, 0) << "only connections that were made count";
+    EXPECT_EQ(timings.remoteAddress, "");
+    EXPECT_FALSE(timings.isConnectionReused);
+}
+
+TEST_F(NetRequestPerformTest, ThereAreNoTimingsBeforeATransferAndAfterReset) {
+    expectNothing(getTimings(*request));
+    peer.onConnection().expectRequest().reply(reply("200 OK", "x"));
+    request->perform();
+    EXPECT_GT(getTimings(*request).total, noTime);
+    request->reset();
+    expectNothing(getTimings(*request));
+}
 
 // ---- responses -------------------------------------------------------------------------------------------
 
@@ -371,6 +530,18 @@ TEST_F(NetRequestRedirectTest, ABodyIsSentAgainFromItsStart) {
         EXPECT_EQ(bodyOf(*request), "done") << "the body of the redirect is not delivered";
         EXPECT_EQ(request->getURL(), peer.url("/a").c_str());
     }
+}
+
+TEST_F(NetRequestRedirectTest, TheTimingsIncludeTheRedirect) {
+    redirect("302 Found");
+    request->perform();
+    const CTransferTimings timings = getTimings(*request);
+    expectOrderedTimes(timings);
+    EXPECT_GT(timings.redirects, noTime);
+    EXPECT_LT(timings.redirects, timings.total);
+    EXPECT_EQ(timings.newConnections, 1) << "one that both requests use";
+    EXPECT_FALSE(timings.isConnectionReused);
+    EXPECT_EQ(timings.downloadedBytes, 4) << "of the last body";
 }
 
 TEST_F(NetRequestRedirectTest, SeeOtherTurnsAPutIntoAGet) {

@@ -3,8 +3,9 @@
 
 Usage: with-servers.sh s3 -- with-verifying-front.py [--virtual-hosts] -- COMMAND...
 
-COMMAND finds the front in VEXIL_S3_ENDPOINT. With --virtual-hosts the front speaks TLS, takes buckets in host names only,
-and VEXIL_CA is its authority. The exit status is that of COMMAND; 1 if no request has passed the front.
+COMMAND finds the front in VEXIL_S3_ENDPOINT. VEXIL_S3_CHECKSUMS says that it knows checksums. With --virtual-hosts the front
+speaks TLS, takes buckets in host names only, and VEXIL_CA is its authority. The exit status is that of COMMAND; 1 if no
+request has passed the front.
 """
 
 import os
@@ -23,9 +24,10 @@ def make_front(**settings):
 
 
 def run(command, front, **variables):
-    environment = {**os.environ, "VEXIL_S3_ENDPOINT": front.endpoint, **variables}
+    environment = {**os.environ, "VEXIL_S3_ENDPOINT": front.endpoint, "VEXIL_S3_CHECKSUMS": "1", **variables}
     status = subprocess.run(command, env=environment, check=False).returncode
     front.close()
+    print("checksums: %s, composites: %s" % (sorted(set(front.checksums.verified)), front.checksums.composites))
     print("the front has passed %d requests and refused %s" % (len(front.passed), front.refused or "none"))
     return status if status != 0 or front.passed else 1
 

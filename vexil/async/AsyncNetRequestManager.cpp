@@ -1,14 +1,22 @@
 #include "vexil/async/AsyncNetRequestManager.h"
 
+#include "vexil/async/CancelWaker.h"
+#include "vexil/async/ConnectionLimitCheck.h"
+#include "vexil/async/EngineCheck.h"
+#include "vexil/async/RunningRequests.h"
+#include "vexil/async/SocketEngine.h"
 #include "vexil/net/CURLError.h"
 #include "vexil/net/ConnectionPools.h"
 #include "vexil/net/GlobalInit.h"
+#include "vexil/net/NetRequestParts.h"
+#include "vexil/net/RateWaiters.h"
 #include "zet/Log.h"
 #include "zet/PosixSelect.h"
 #include "zet/WakeUp.h"
 
 #include <algorithm>
 #include <exception>
+#include <limits>
 #include <utility>
 
 namespace vexil {
@@ -59,17 +67,6 @@ private:
     std::exception_ptr m_error;
 };
 
-/// Ends the wait for events if a request is cancelled.
-class CCancelWaker : public virtual CBase, public CNetRequest::ICancelWaker {
-public:
-    explicit CCancelWaker(const P<zet::CWakeUp>& wakeUp) : m_wakeUp(wakeUp) {}
-
-    void wake() noexcept override { m_wakeUp->wake(); }
-
-private:
-    const P<zet::CWakeUp> m_wakeUp;
-};
-
 }  // namespace
 
 IAsyncNetRequestManager::~IAsyncNetRequestManager() = default;
@@ -79,7 +76,8 @@ IAsyncNetRequestManager::~IAsyncNetRequestManager() = default;
 CAsyncNetRequestManager::CAsyncNetRequestManager() : CAsyncNetRequestManager(makeWakeUp()) {}
 
 CAsyncNetRequestManager::CAsyncNetRequestManager(const P<zet::CWakeUp>& wakeUp)
-    : m_pools(new CConnectionPools(false)), m_wakeUp(wakeUp), m_cancelWaker(new CCancelWaker(wakeUp)) {
+    : m_pools(new CConnectionPools(false)), m_requests(std::make_unique<CRunningRequests>()),
+      m_wakeUp(wakeUp), m_cancelWaker(new CCancelWaker(wakeUp)), m_rateWaiters(new CRateWaiters) {
     m_multi.reset(curl_multi_init());
     if (!m_multi) {
         throw CError("Error creating curl multi handle.");
@@ -95,6 +93,7 @@ P<zet::CWakeUp> CAsyncNetRequestManager::makeWakeUp() {
 CAsyncNetRequestManager::~CAsyncNetRequestManager() {
     try {
         removeAllRequests();
+        m_engine = nullptr;
         m_multi.reset();
     } catch (const std::exception& error) {
         zet::onExceptionInDestructorIgnored("vexil::CAsyncNetRequestManager", &error);
@@ -108,6 +107,39 @@ void CAsyncNetRequestManager::setMaxConnections(int count) {
         throw CInvalidArgError("CAsyncNetRequestManager::setMaxConnections", "count must not be negative");
     }
     check(curl_multi_setopt(m_multi.get(), CURLMOPT_MAXCONNECTS, static_cast<long>(count)));
+}
+
+void CAsyncNetRequestManager::setMaxConnectionsPerHost(int count) {
+    setLimit("CAsyncNetRequestManager::setMaxConnectionsPerHost", CURLMOPT_MAX_HOST_CONNECTIONS, count);
+}
+
+void CAsyncNetRequestManager::setMaxTotalConnections(int count) {
+    setLimit("CAsyncNetRequestManager::setMaxTotalConnections", CURLMOPT_MAX_TOTAL_CONNECTIONS, count);
+}
+
+void CAsyncNetRequestManager::setLimit(const char* place, CURLMoption option, int count) {
+    checkConnectionLimit(place, count);
+    check(curl_multi_setopt(m_multi.get(), option, static_cast<long>(count)));
+}
+
+void CAsyncNetRequestManager::setEngine(AsyncEngine engine) {
+    static constexpr char place[] = "CAsyncNetRequestManager::setEngine";
+    checkEngine(place, engine);
+    if (!m_requests->isEmpty()) {
+        throw CInvalidArgError(place, "the engine must not be changed while requests run");
+    }
+    if (engine == AsyncEngine::Sockets && !m_engine) {
+        m_engine = std::make_unique<CSocketEngine>(m_multi.get(), *m_wakeUp);
+    }
+    m_engineKind = engine;
+}
+
+AsyncEngine CAsyncNetRequestManager::getEngine() const noexcept {
+    return m_engineKind;
+}
+
+void CAsyncNetRequestManager::setWaitForMultiplexing(bool wait) noexcept {
+    m_waitsForMultiplexing = wait;
 }
 
 void CAsyncNetRequestManager::addRequest(CNetRequest* request) {
@@ -128,7 +160,7 @@ void CAsyncNetRequestManager::addAnnouncedRequest(CNetRequest* request) {
 }
 
 void CAsyncNetRequestManager::refuseRunning(const CNetRequest* request) const {
-    if (find(request) >= 0) {
+    if (m_requests->contains(request)) {
         // libcurl would refuse it as well, but only after the running transfer has lost its data.
         check(CURLM_ADDED_ALREADY);
     }
@@ -138,14 +170,19 @@ void CAsyncNetRequestManager::start(CNetRequest* request) {
     request->setConnectionPools(m_pools);
     try {
         request->setAsyncInfo(false, CURLE_OK);
+        CNetRequestCallbacks::beginRate(*request, *m_rateWaiters);
+        if (m_waitsForMultiplexing) {
+            curl_easy_setopt(request->getHandle(), CURLOPT_PIPEWAIT, 1L);
+        }
         // Add it to the list first: that may run out of memory, removing it again cannot.
-        m_requests.emplace_back(request);
+        m_requests->add(request);
         const CURLMcode code = curl_multi_add_handle(m_multi.get(), request->getHandle());
         if (code != CURLM_OK) {
-            m_requests.pop_back();
+            m_requests->remove(request);
             check(code);
         }
     } catch (...) {
+        CNetRequestCallbacks::endRate(*request);
         request->setConnectionPools(nullptr);
         throw;
     }
@@ -162,29 +199,39 @@ bool CAsyncNetRequestManager::removeRequest(CNetRequest* request) {
         restart = std::move(*place);
         m_restarts.erase(place);
     }
-    const int index = find(request);
-    if (index < 0) {
+    if (!request || !m_requests->contains(request)) {
         return restart.get() != nullptr;
     }
-    removeRequest(index);
+    // Dropped last: this may destroy an owner that adds other requests.
+    const P<CNetRequest> held = request;
+    stop(held);
     return true;
 }
 
 void CAsyncNetRequestManager::removeRequest(int index) {
-    // Dropped last: this may destroy an owner that adds other requests.
-    const P<CNetRequest> request = m_requests[static_cast<std::size_t>(index)];
+    const P<CNetRequest> request = m_requests->getAt(index);
+    stop(request);
+}
+
+/// \param request  one of the list. The caller drops this reference last
+void CAsyncNetRequestManager::stop(const P<CNetRequest>& request) {
     check(curl_multi_remove_handle(m_multi.get(), request->getHandle()));
+    if (m_engine) {
+        m_engine->drop(request->getHandle());
+    }
+    CNetRequestCallbacks::endRate(*request);
     request->setCancelWaker(nullptr);
     request->setConnectionPools(nullptr);
-    m_requests.erase(m_requests.begin() + index);
-    m_hasTokens = m_hasTokens && !m_requests.empty();
+    m_requests->remove(request);
+    m_hasTokens = m_hasTokens && !m_requests->isEmpty();
 }
 
 void CAsyncNetRequestManager::removeAllRequests() {
     // Take the list out first: dropping a request may destroy an owner that restarts others.
     const TArray<P<CNetRequest>> restarts = std::exchange(m_restarts, {});
-    while (!m_requests.empty()) {
-        removeRequest(getRequestCount() - 1);
+    while (!m_requests->isEmpty()) {
+        const P<CNetRequest> request = m_requests->getLast();
+        stop(request);
     }
 }
 
@@ -204,13 +251,39 @@ P<CNetRequest> CAsyncNetRequestManager::takeRestart() {
     return request;
 }
 
+int CAsyncNetRequestManager::getRequestCount() const noexcept {
+    return m_requests->getCount();
+}
+
 bool CAsyncNetRequestManager::isToBeRestarted(const CNetRequest* request) const noexcept {
     return std::find(m_restarts.begin(), m_restarts.end(), request) != m_restarts.end();
 }
 
+void CAsyncNetRequestManager::setPaused(bool isPaused) {
+    if (!isPaused && !m_isPaused) {
+        return;
+    }
+    m_isPaused = isPaused;
+    m_requests->forEach([isPaused](CNetRequest& request) {
+        if (!isPaused && CNetRequestCallbacks::continueLimited(request)) {
+            return;
+        }
+        const CURLcode result =
+            curl_easy_pause(request.getHandle(), isPaused ? CURLPAUSE_ALL : CURLPAUSE_CONT);
+        // That of a transfer without a connection.
+        if (result != CURLE_OK && result != CURLE_BAD_FUNCTION_ARGUMENT) {
+            throw CError("libcurl cannot pause or continue a transfer: " +
+                         String(curl_easy_strerror(result)));
+        }
+    });
+}
+
 int CAsyncNetRequestManager::handleEvents(TArray<P<CNetRequest>>* finished) {
+    if (!m_isPaused) {
+        m_rateWaiters->resumeDue();
+    }
     int running = 0;
-    const CURLMcode code = curl_multi_perform(m_multi.get(), &running);
+    const CURLMcode code = runTransfers(&running);
     if (code != CURLM_CALL_MULTI_PERFORM) {
         check(code);
     }
@@ -219,21 +292,47 @@ int CAsyncNetRequestManager::handleEvents(TArray<P<CNetRequest>>* finished) {
     return running == getRequestCount() ? 0 : handleFinishedRequests(finished);
 }
 
+CURLMcode CAsyncNetRequestManager::runTransfers(int* running) {
+    if (!usesEngine()) {
+        m_isByEngine = false;
+        return curl_multi_perform(m_multi.get(), running);
+    }
+    if (!std::exchange(m_isByEngine, true)) {
+        // It does not know what has changed meanwhile.
+        m_engine->requestAll();
+    }
+    noticeCancelled();
+    return m_engine->run(getRequestCount(), running);
+}
+
+/// A cancelled transfer ends in its progress callback, which libcurl calls only if it looks at the transfer.
+void CAsyncNetRequestManager::noticeCancelled() {
+    bool isCancelled = m_cancelWaker->takeCall();
+    const auto now = std::chrono::steady_clock::now();
+    if (m_hasTokens && now >= m_nextTokenCheck) {
+        m_nextTokenCheck = now + std::chrono::milliseconds(maxWaitWithTokens);
+        isCancelled = isCancelled || m_requests->hasCancelledToken();
+    }
+    if (isCancelled) {
+        m_engine->requestAll();
+    }
+}
+
 int CAsyncNetRequestManager::handleFinishedRequests(TArray<P<CNetRequest>>* finished) {
     int count = 0;
     CErrorKeeper errors;
     int messagesLeft = 0;
     while (const CURLMsg* const message = curl_multi_info_read(m_multi.get(), &messagesLeft)) {
-        const int index = message->msg == CURLMSG_DONE ? findHandle(message->easy_handle) : -1;
-        if (index < 0) {
+        const P<CNetRequest> request =
+            message->msg == CURLMSG_DONE ? m_requests->find(message->easy_handle) : nullptr;
+        if (!request) {
             continue;
         }
         errors.run([&] {
             // Copy the result: the message is invalid once the handle is removed.
             const CURLcode result = message->data.result;
-            const P<CNetRequest> request = m_requests[static_cast<std::size_t>(index)];
             request->endUnsafeConnection();
-            removeRequest(index);
+            stop(request);
             if (!isToBeRestarted(request)) {
                 ++count;
                 finish(request, result, finished);
@@ -267,7 +366,9 @@ void CAsyncNetRequestManager::waitForEvents(int timeoutMs) {
     if (m_performAgain) {
         return;
     }
-    if (usesPoll()) {
+    if (usesEngine()) {
+        waitByEngine(timeoutMs);
+    } else if (usesPoll()) {
         waitByPoll(timeoutMs);
     } else {
         waitBySelect(timeoutMs);
@@ -277,6 +378,46 @@ void CAsyncNetRequestManager::waitForEvents(int timeoutMs) {
 bool CAsyncNetRequestManager::usesPoll() const noexcept {
     return getRequestCount() > maxSelectRequests || m_isBeyondSelect ||
            !zet::CPosixSelect::canSelect(m_wakeUp->getDescriptor());
+}
+
+bool CAsyncNetRequestManager::usesEngine() {
+    return m_engineKind == AsyncEngine::Sockets || (usesPoll() && makeEngine());
+}
+
+/// \return false if the system has no descriptor or no memory for it
+bool CAsyncNetRequestManager::makeEngine() noexcept {
+    try {
+        if (!m_engine) {
+            m_engine = std::make_unique<CSocketEngine>(m_multi.get(), *m_wakeUp);
+        }
+        return true;
+    } catch (...) {
+        return false;
+    }
+}
+
+bool CAsyncNetRequestManager::waitUntilWoken() {
+    long timeout = 0;
+    check(curl_multi_timeout(m_multi.get(), &timeout));
+    if (m_performAgain || !m_requests->isEmpty() || timeout >= 0 || hasSockets()) {
+        return false;
+    }
+    constexpr int weeks = std::numeric_limits<int>::max();
+    if (usesEngine()) {
+        m_engine->wait(weeks);
+    } else if (usesPoll()) {
+        poll(weeks);
+    } else {
+        const auto wakeUp = static_cast<curl_socket_t>(m_wakeUp->getDescriptor());
+        fd_set read;
+        FD_ZERO(&read);
+        FD_SET(wakeUp, &read);
+        if (zet::CPosixSelect::select<fd_set>(static_cast<int>(wakeUp) + 1, &read, nullptr, nullptr, weeks) >
+            0) {
+            m_wakeUp->clear();
+        }
+    }
+    return true;
 }
 
 void CAsyncNetRequestManager::waitBySelect(int timeoutMs) {
@@ -300,14 +441,15 @@ void CAsyncNetRequestManager::waitBySelect(int timeoutMs) {
     if (ready > 0 && FD_ISSET(wakeUp, &read)) {
         m_wakeUp->clear();
     }
-    if (ready == 0 && wait > 0 && !m_requests.empty()) {
+    if (ready == 0 && wait > 0 && !m_requests->isEmpty()) {
         // There may be an event on a socket that does not fit into a set: a new one, or that of a kept
         // connection.
         m_isBeyondSelect = !m_wakeUp->canSelectNewDescriptors() || hasReadySocket();
     }
 }
 
-// select() does not support descriptors from FD_SETSIZE on, and libcurl silently leaves them out.
+// If there is no engine. select() does not support descriptors from FD_SETSIZE on, and libcurl silently
+// leaves them out.
 void CAsyncNetRequestManager::waitByPoll(int timeoutMs) {
     const int wait = getWaitTime(timeoutMs);
     const int firstWait = std::min(wait, maxWaitWithoutSockets);
@@ -327,6 +469,12 @@ bool CAsyncNetRequestManager::poll(int milliseconds) {
     return ready > 0;
 }
 
+void CAsyncNetRequestManager::waitByEngine(int timeoutMs) {
+    // The first step of the engine tells it the sockets.
+    const int wait = m_isByEngine || m_requests->isEmpty() ? getWaitTime(timeoutMs) : 0;
+    m_engine->wait(m_engine->hasSockets() ? wait : std::min(wait, maxWaitWithoutSockets));
+}
+
 bool CAsyncNetRequestManager::hasReadySocket() {
     int ready = 0;
     check(curl_multi_wait(m_multi.get(), nullptr, 0, 0, &ready));
@@ -336,7 +484,8 @@ bool CAsyncNetRequestManager::hasReadySocket() {
 int CAsyncNetRequestManager::getWaitTime(int timeoutMs) {
     long timeout = 0;
     check(curl_multi_timeout(m_multi.get(), &timeout));
-    const int limit = m_hasTokens ? maxWaitWithTokens : maxWait;
+    const int ownLimit = m_hasTokens ? maxWaitWithTokens : maxWait;
+    const int limit = m_isPaused ? ownLimit : m_rateWaiters->getWait(ownLimit);
     const int longest = timeout < 0 || timeout > limit ? limit : static_cast<int>(timeout);
     return timeoutMs < 0 ? longest : std::min(timeoutMs, longest);
 }
@@ -351,18 +500,6 @@ bool CAsyncNetRequestManager::hasSockets() {
     int highest = -1;
     check(curl_multi_fdset(m_multi.get(), &read, &write, &error, &highest));
     return highest >= 0;
-}
-
-int CAsyncNetRequestManager::find(const CNetRequest* request) const noexcept {
-    const auto entry = std::find(m_requests.begin(), m_requests.end(), request);
-    return entry == m_requests.end() ? -1 : static_cast<int>(entry - m_requests.begin());
-}
-
-int CAsyncNetRequestManager::findHandle(const CURL* handle) const noexcept {
-    const auto entry =
-        std::find_if(m_requests.begin(), m_requests.end(),
-                     [handle](const P<CNetRequest>& request) { return request->getHandle() == handle; });
-    return entry == m_requests.end() ? -1 : static_cast<int>(entry - m_requests.begin());
 }
 
 }  // namespace vexil

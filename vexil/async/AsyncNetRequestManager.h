@@ -2,17 +2,26 @@
 
 #include "vexil/BaseTypes.h"
 #include "vexil/Export.h"
+#include "vexil/async/AsyncEngine.h"
 #include "vexil/async/IAsyncNetRequestManager.h"
 #include "vexil/net/CurlHandles.h"
 #include "vexil/net/NetRequest.h"
 
 #include <curl/curl.h>
 
+#include <chrono>
+#include <memory>
+
 namespace zet {
 class CWakeUp;
 }
 
 namespace vexil {
+
+class CCancelWaker;
+class CRateWaiters;
+class CRunningRequests;
+class CSocketEngine;
 
 /// Runs many requests at once on the caller's thread, with one libcurl multi handle.
 ///
@@ -53,6 +62,30 @@ public:
     /// request's replies, and its code may replace the request's response code.
     /// \throws CInvalidArgError for a negative count
     void setMaxConnections(int count);
+    /// Sets how many connections to one host and port are open at once (CURLMOPT_MAX_HOST_CONNECTIONS). 0,
+    /// the default: no limit. Further requests wait in libcurl until a connection is free, in the order in
+    /// which they were added; removeRequest() removes one at once. Their time limits run from the beginning,
+    /// but libcurl 7.88 ends a request that waits, after a time limit or cancel(), only when a connection is
+    /// free. Pools that are kept apart count apart: those of requests that demand TLS of connections that
+    /// begin in plain, and of CNetRequest::setKeepsOwnConnections().
+    /// \throws CInvalidArgError for a negative count
+    void setMaxConnectionsPerHost(int count);
+    /// The same for all hosts together (CURLMOPT_MAX_TOTAL_CONNECTIONS). A connection that is kept and not in
+    /// use is closed if another host needs its place.
+    /// \throws CInvalidArgError for a negative count
+    void setMaxTotalConnections(int count);
+    /// Sets how the manager finds the transfers that can continue. Default Automatic.
+    /// \throws CInvalidArgError while requests run, and for a value that is not one of the enumeration
+    /// \throws CError of domain "system" if the system has no more descriptors
+    void setEngine(AsyncEngine engine);
+    /// The value of setEngine().
+    [[nodiscard]] AsyncEngine getEngine() const noexcept;
+    /// Sets whether an HTTP request waits for a connection to its server that is about to be made, to share
+    /// it if the server multiplexes (HTTP/2), instead of making its own (CURLOPT_PIPEWAIT). Default false:
+    /// many requests that are added together make a connection each. With a server that does not multiplex,
+    /// the requests make their own connections once the first one is made, later by that time. Counts for
+    /// requests that are added from now on, which keep the setting until CNetRequest::reset().
+    void setWaitForMultiplexing(bool wait) noexcept;
 
     /// Starts a transfer. Afterwards the request's done signal is off and the results of its previous
     /// transfer are gone, also after an error other than CURLM_ADDED_ALREADY.
@@ -67,7 +100,13 @@ public:
     void removeAllRequests();
 
     /// The number of running requests.
-    int getRequestCount() const noexcept { return static_cast<int>(m_requests.size()); }
+    int getRequestCount() const noexcept;
+
+    /// Pauses all transfers, or continues them (curl_easy_pause, CURLPAUSE_ALL): see CPauseToken. A transfer
+    /// that is not connected yet cannot be paused: call it again before each handleEvents() as long as the
+    /// pause lasts. Default not paused.
+    /// \throws CError if libcurl cannot continue a transfer, such as without memory
+    void setPaused(bool isPaused);
 
     /// Continues every transfer as far as possible without waiting, and notifies the requests that have
     /// ended.
@@ -107,31 +146,46 @@ private:
     /// since.
     /// \return that request; null if there is none
     P<CNetRequest> takeRestart();
+    void setLimit(const char* place, CURLMoption option, int count);
     void refuseRunning(const CNetRequest* request) const;
     void start(CNetRequest* request);
     bool isToBeRestarted(const CNetRequest* request) const noexcept;
     void finish(const P<CNetRequest>& request, CURLcode result, TArray<P<CNetRequest>>* finished);
-    int find(const CNetRequest* request) const noexcept;
-    int findHandle(const CURL* handle) const noexcept;
+    void stop(const P<CNetRequest>& request);
     bool usesPoll() const noexcept;
+    bool usesEngine();
+    bool makeEngine() noexcept;
+    /// For the worker thread: waits until it is woken if nothing else can happen.
+    /// \return false, without a wait, if requests run or libcurl waits for something
+    bool waitUntilWoken();
     void waitBySelect(int timeoutMs);
     void waitByPoll(int timeoutMs);
     bool poll(int milliseconds);
     bool hasReadySocket();
+    void waitByEngine(int timeoutMs);
+    CURLMcode runTransfers(int* running);
+    void noticeCancelled();
     int getWaitTime(int timeoutMs);
     bool hasSockets();
 
     const P<CConnectionPools> m_pools;
     CurlMultiHandle m_multi;
-    TArray<P<CNetRequest>> m_requests;
+    const std::unique_ptr<CRunningRequests> m_requests;
     bool m_performAgain = false;
     TArray<P<CNetRequest>> m_restarts;
     // Some sockets do not fit into select()'s sets. Never reset: connections are kept as long as the manager
     // lives.
     bool m_isBeyondSelect = false;
+    bool m_isPaused = false;
     bool m_hasTokens = false;  // at least one of its requests has had a cancel token
     const P<zet::CWakeUp> m_wakeUp;
-    const P<CNetRequest::ICancelWaker> m_cancelWaker;
+    const P<CCancelWaker> m_cancelWaker;
+    const P<CRateWaiters> m_rateWaiters;
+    AsyncEngine m_engineKind = AsyncEngine::Automatic;
+    std::unique_ptr<CSocketEngine> m_engine;  // made if it is needed, and then kept
+    bool m_isByEngine = false;                // the last step was the engine's
+    bool m_waitsForMultiplexing = false;
+    std::chrono::steady_clock::time_point m_nextTokenCheck;
 };
 
 }  // namespace vexil

@@ -1,11 +1,14 @@
 #include "vexil/async/AsyncNetRequestThread.h"
 
 #include "vexil/async/AsyncNetRequestManager.h"
+#include "vexil/async/ConnectionLimitCheck.h"
+#include "vexil/async/EngineCheck.h"
 #include "zet/Log.h"
 #include "zet/WakeUp.h"
 
 #include <algorithm>
 #include <cassert>
+#include <typeinfo>
 #include <utility>
 
 namespace vexil {
@@ -75,6 +78,41 @@ CAsyncNetRequestThread::~CAsyncNetRequestThread() {
     } catch (...) {
         zet::onExceptionInDestructorIgnored("vexil::CAsyncNetRequestThread", nullptr);
     }
+}
+
+void CAsyncNetRequestThread::setEngine(AsyncEngine engine) {
+    static constexpr char place[] = "CAsyncNetRequestThread::setEngine";
+    checkEngine(place, engine);
+    if (isAlive()) {
+        throw CInvalidArgError(place, "the engine must be set before the worker starts");
+    }
+    m_engine = engine;
+}
+
+void CAsyncNetRequestThread::setWaitForMultiplexing(bool wait) {
+    if (isAlive()) {
+        throw CInvalidArgError("CAsyncNetRequestThread::setWaitForMultiplexing",
+                               "it must be set before the worker starts");
+    }
+    m_waitsForMultiplexing = wait;
+}
+
+void CAsyncNetRequestThread::setMaxConnectionsPerHost(int count) {
+    static constexpr char place[] = "CAsyncNetRequestThread::setMaxConnectionsPerHost";
+    checkConnectionLimit(place, count);
+    if (isAlive()) {
+        throw CInvalidArgError(place, "the limit must be set before the worker starts");
+    }
+    m_maxConnectionsPerHost = count;
+}
+
+void CAsyncNetRequestThread::setMaxTotalConnections(int count) {
+    static constexpr char place[] = "CAsyncNetRequestThread::setMaxTotalConnections";
+    checkConnectionLimit(place, count);
+    if (isAlive()) {
+        throw CInvalidArgError(place, "the limit must be set before the worker starts");
+    }
+    m_maxTotalConnections = count;
 }
 
 void CAsyncNetRequestThread::addRequest(CNetRequest* request) {
@@ -168,6 +206,10 @@ bool CAsyncNetRequestThread::announceIfWaiting(CNetRequest* request) {
 
 void CAsyncNetRequestThread::runImpl() {
     CAsyncNetRequestManager manager(m_wakeUp);
+    manager.setEngine(m_engine);
+    manager.setWaitForMultiplexing(m_waitsForMultiplexing);
+    manager.setMaxConnectionsPerHost(m_maxConnectionsPerHost);
+    manager.setMaxTotalConnections(m_maxTotalConnections);
     const CPointerInScope<CAsyncNetRequestManager> managerInScope(m_manager, manager);
     while (checkContinue()) {
         // Count the removals first. One that is ordered later may be for a request that was added later, too.
@@ -179,13 +221,20 @@ void CAsyncNetRequestThread::runImpl() {
             const zet::CMutexLock lock(m_removeMutex);
             carryOutOldestRemovals(removals, manager);
         }
-        manager.waitForEvents(maxPassWait);
+        if (needsIdlePasses() || !manager.waitUntilWoken()) {
+            manager.waitForEvents(maxPassWait);
+        }
         handleManagerEvents(manager);
         if (m_progressHandler) {
             m_progressHandler->onProgress();
         }
     }
     onThreadExit();
+}
+
+/// Nobody sees the passes of an idle worker that has neither a handler nor hooks.
+bool CAsyncNetRequestThread::needsIdlePasses() const noexcept {
+    return m_progressHandler || (!m_isWithoutIdlePasses && typeid(*this) != typeid(CAsyncNetRequestThread));
 }
 
 void CAsyncNetRequestThread::onThreadExit() {}

@@ -2,6 +2,7 @@
 
 #include "vexil/BaseTypes.h"
 #include "vexil/Export.h"
+#include "vexil/async/AsyncEngine.h"
 #include "vexil/async/IAsyncNetRequestManager.h"
 #include "vexil/net/NetRequest.h"
 #include "zet/Mutex.h"
@@ -19,8 +20,8 @@ class CAsyncNetRequestManager;
 ///
 /// In each pass the worker carries out the restarts, picks up the requests that were added, carries out the
 /// removals, waits for events (at most 100 ms), notifies the requests that have ended, and calls the progress
-/// handler. Adding, removing, restarting and stopping end the wait. The owner of a request waits on the
-/// request itself.
+/// handler. Without requests and without a progress handler it waits until it is woken. Adding, removing,
+/// restarting and stopping end the wait. The owner of a request waits on the request itself.
 ///
 /// Thread safety: all public members may be called from any thread, including start() and stop().
 ///
@@ -67,6 +68,22 @@ public:
     explicit CAsyncNetRequestThread(IProgressHandler* handler);
     ~CAsyncNetRequestThread() override;
 
+    /// Sets how the worker finds the transfers that can continue. Default Automatic. Call it before start().
+    /// \throws CInvalidArgError if the worker runs, and for a value that is not one of the enumeration
+    void setEngine(AsyncEngine engine);
+    /// Calls CAsyncNetRequestManager::setWaitForMultiplexing() of the worker's manager. Default false. Call
+    /// it before start().
+    /// \throws CInvalidArgError if the worker runs
+    void setWaitForMultiplexing(bool wait);
+    /// Calls CAsyncNetRequestManager::setMaxConnectionsPerHost() of the worker's manager. Default 0, no
+    /// limit. Call it before start().
+    /// \throws CInvalidArgError if the worker runs, and for a negative count
+    void setMaxConnectionsPerHost(int count);
+    /// Calls CAsyncNetRequestManager::setMaxTotalConnections() of the worker's manager. Default 0, no limit.
+    /// Call it before start().
+    /// \throws CInvalidArgError if the worker runs, and for a negative count
+    void setMaxTotalConnections(int count);
+
     /// Queues a request and returns at once; a reference is kept. The worker starts the transfer in its next
     /// pass, the newest queued request first. Before start(), and after the worker has ended, requests only
     /// wait. From the call on, the request's done signal is off.
@@ -110,6 +127,11 @@ protected:
     /// Ends the worker's wait.
     void onStopRequested() override;
 
+    /// Sets whether the worker waits without a limit while no request runs and there is no progress handler.
+    /// Default false in derived classes, whose hooks are then called about ten times a second. Call it before
+    /// start().
+    void setWithoutIdlePasses(bool isWithout) noexcept { m_isWithoutIdlePasses = isWithout; }
+
     /// Carries out the queued removals, the newest first. Call it on the worker.
     void processRemoveRequests(CAsyncNetRequestManager& manager);
 
@@ -120,6 +142,7 @@ private:
     bool waitForRemoval(CRemoveRequest& order);
     void withdrawRemoval(const CRemoveRequest* order);
     bool isOnWorker() const;
+    bool needsIdlePasses() const noexcept;
     bool announceIfWaiting(CNetRequest* request);
     void processRestarts(CAsyncNetRequestManager& manager);
     void processAddRequests(CAsyncNetRequestManager& manager);
@@ -133,6 +156,11 @@ private:
     TArray<P<CRemoveRequest>> m_removeQueue ZET_GUARDED_BY(m_removeMutex);
     const P<IProgressHandler> m_progressHandler;
     const P<zet::CWakeUp> m_wakeUp;
+    AsyncEngine m_engine = AsyncEngine::Automatic;
+    bool m_waitsForMultiplexing = false;
+    int m_maxConnectionsPerHost = 0;
+    int m_maxTotalConnections = 0;
+    bool m_isWithoutIdlePasses = false;
     CAsyncNetRequestManager* m_manager = nullptr;  // used only on the worker
 };
 

@@ -8,4 +8,6 @@ void ITransferJob::onAttach(CNetRequest&) {}
 
 void ITransferJob::onDetach(CNetRequest&) noexcept {}
 
+void ITransferJob::onTries(const CTryLog&) {}
+
 }  // namespace vexil

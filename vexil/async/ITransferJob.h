@@ -3,6 +3,7 @@
 #include "vexil/BaseTypes.h"
 #include "vexil/Export.h"
 #include "vexil/async/ITransfer.h"
+#include "vexil/net/TryLog.h"
 
 namespace vexil {
 
@@ -27,6 +28,10 @@ public:
     virtual void onSuccess(CNetRequest& request) = 0;
     /// Called when it has failed for good. An exception ends the queue and all other jobs.
     virtual void onFailure(const CError& error) = 0;
+    /// Called before onSuccess() or onFailure() with all requests of the transfer, if the queue keeps them
+    /// (CTransferQueue::setRecordsTries()). Does nothing by default. An exception ends the
+    /// queue and all other jobs.
+    virtual void onTries(const CTryLog& tries);
 
 protected:
     ~ITransferJob() override;

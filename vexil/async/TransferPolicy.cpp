@@ -1,6 +1,5 @@
 #include "vexil/async/TransferPolicy.h"
 
-#include "vexil/net/CURLError.h"
 #include "vexil/net/ErrorClassification.h"
 
 #include <algorithm>
@@ -10,8 +9,6 @@
 namespace vexil {
 
 namespace {
-
-constexpr int firstRefusal = 400;
 
 /// Whether neither the server nor a proxy has received anything of the request.
 bool hasSentNothing(CNetRequest& request, const CError& error) {
@@ -29,13 +26,6 @@ bool hasIdempotentMethod(const CNetRequest& request) {
     return request.getResponseCodeDomain() == "http" &&
            std::any_of(methods.begin(), methods.end(),
                        [&method](const char* idempotent) { return method == idempotent; });
-}
-
-/// Whether the last transfer has moved bytes of a body, and not only a refusal.
-bool hasMovedBytes(CNetRequest& request, const CError& error) {
-    const bool isRefused =
-        error.getDomain() == "http" || CCURLError::getResponseCode(error.getProps()) >= firstRefusal;
-    return !isRefused && request.getDownloadedByteCount() + request.getUploadedByteCount() > 0;
 }
 
 }  // namespace
@@ -64,12 +54,13 @@ std::optional<std::chrono::milliseconds>
 CTransferPolicy::decideRetry(CNetRequest& request, const CError& error, CRetryPolicy::Failures& failures) {
     const bool mayRepeat =
         m_repeat == Repeat::Always || hasIdempotentMethod(request) || hasSentNothing(request, error);
-    return isTransientError(error) && mayRepeat ? decidePause(request, error, failures) : std::nullopt;
+    return m_retryPolicy.isTemporary(error) && mayRepeat ? decidePause(request, error, failures)
+                                                         : std::nullopt;
 }
 
 std::optional<std::chrono::milliseconds>
 CTransferPolicy::decidePause(CNetRequest& request, const CError& error, CRetryPolicy::Failures& failures) {
-    return m_retryPolicy.decidePause(error, failures, hasMovedBytes(request, error),
+    return m_retryPolicy.decidePause(error, failures, CRetryPolicy::hasMovedBytes(request, error),
                                      CRetryPolicy::findRetryAfter(request));
 }
 

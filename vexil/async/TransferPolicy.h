@@ -6,8 +6,8 @@
 
 namespace vexil {
 
-/// The policy of a CTransferQueue by default: it tries temporary failures (isTransientError()) again if that
-/// is safe.
+/// The policy of a CTransferQueue by default: it tries temporary failures (CRetryPolicy::isTemporary()) again
+/// if that is safe.
 ///
 /// A failure is a result that CNetRequest::checkAsyncResult() throws, an HTTP status outside 200 to 299 with
 /// any spelling of the URL, and a response that ended within its headers (CNetRequest::isResponseComplete()),

@@ -1,6 +1,7 @@
 #include "vexil/async/TransferQueue.h"
 
 #include "vexil/async/TransferThread.h"
+#include "vexil/net/TryWatch.h"
 #include "zet/Log.h"
 
 #include <algorithm>
@@ -47,7 +48,10 @@ public:
 
     const P<CNetRequest> request;
     P<ITransferJob> job;  // null while the slot is free
+    int priority = 0;
     CRetryPolicy::Failures failures;
+    std::shared_ptr<CTryWatch> watch;  // null if nobody wants to know the tries
+    bool hasToldTries = false;
     std::optional<Clock::time_point> nextTry;  // set in the pause between two tries
     bool isUnderWay = false;                   // from handing it over until its end is handled
 };
@@ -67,6 +71,7 @@ CTransferQueue::CTransferQueue(ITransferPolicy* policy, int count, ITransferObse
 
 void CTransferQueue::startWorker() {
     m_worker = new CTransferThread;
+    m_worker->setPauseToken(m_pauseToken);
     m_worker->start();
 }
 
@@ -94,18 +99,36 @@ void CTransferQueue::setCancelToken(CCancelToken* token) {
     m_token = token;
 }
 
+void CTransferQueue::setPauseToken(CPauseToken* token) {
+    m_pauseToken = token;
+    m_worker->setPauseToken(token);
+}
+
+void CTransferQueue::setRateLimit(CRateLimit* limit) {
+    m_rateLimit = limit;
+}
+
 void CTransferQueue::start(P<ITransferJob> job) {
+    enqueue("CTransferQueue::start", std::move(job), 0);
+    while (getUnfinishedCount() >= m_count) {
+        waitForEnds();
+    }
+}
+
+void CTransferQueue::add(P<ITransferJob> job, int priority) {
+    enqueue("CTransferQueue::add", std::move(job), priority);
+}
+
+void CTransferQueue::enqueue(const char* place, P<ITransferJob> job, int priority) {
     if (!job) {
-        throw CInvalidArgError("CTransferQueue::start", "job must not be null");
+        throw CInvalidArgError(place, "job must not be null");
     }
     if (m_token) {
         m_token->throwIfCancelled();
     }
-    m_waitingJobs.push_back({std::move(job), {}});
+    // After those with the same priority.
+    m_waitingJobs.emplace(priority, CWaitingJob{std::move(job), {}, makeWatch()});
     beginWaitingJobs();
-    while (getUnfinishedCount() >= m_count) {
-        waitForEnds();
-    }
 }
 
 void CTransferQueue::finishOne() {
@@ -131,6 +154,7 @@ CTransferQueue::CSlot& CTransferQueue::takeSlot() {
         const P<CNetRequest> request = m_onlyRequest ? m_onlyRequest : make<CNetRequest>();
         if (!m_onlyRequest) {
             request->setCancelToken(m_token);
+            vexil::setRateLimit(*request, m_rateLimit);
         }
         m_freeSlots.push_back(m_slots.emplace_back(std::make_unique<CSlot>(request)).get());
     }
@@ -157,11 +181,15 @@ CTransferQueue::CSlot& CTransferQueue::findSlot(const CNetRequest* request) cons
 }
 
 void CTransferQueue::beginWaitingJobs() {
-    while (!m_waitingJobs.empty() && m_running < m_count) {
+    while (!m_waitingJobs.empty() && m_running < m_count && !isPaused()) {
         CSlot& slot = takeSlot();
-        slot.job = std::move(m_waitingJobs.front().job);
-        slot.failures = m_waitingJobs.front().failures;
-        m_waitingJobs.pop_front();
+        const auto first = m_waitingJobs.begin();
+        slot.priority = first->first;
+        slot.job = std::move(first->second.job);
+        slot.failures = first->second.failures;
+        slot.watch = std::move(first->second.watch);
+        slot.hasToldTries = false;
+        m_waitingJobs.erase(first);
         slot.request->reset();
         begin(slot);
     }
@@ -187,6 +215,9 @@ bool CTransferQueue::prepare(CSlot& slot) {
 
 void CTransferQueue::handOver(CSlot& slot) {
     m_observer->onStart(*slot.request);
+    if (slot.watch) {
+        slot.watch->begin();
+    }
     try {
         // The worker rewinds as well, but a source or sink that cannot go back would end the worker.
         slot.request->resetForPerform();
@@ -204,6 +235,9 @@ void CTransferQueue::handOver(CSlot& slot) {
 }
 
 void CTransferQueue::handOverDueSlots() {
+    if (isPaused()) {
+        return;
+    }
     const auto now = Clock::now();
     for (const auto& slot : m_slots) {
         if (slot->nextTry && *slot->nextTry <= now) {
@@ -232,10 +266,14 @@ void CTransferQueue::handleEnd(CSlot& slot) {
         handleFailedTry(slot, *zet::currentExceptionToError());
         return;
     }
+    if (slot.watch) {
+        slot.watch->end(*slot.request, nullptr);
+    }
     if (!slot.job->getTransfer().isComplete()) {
         begin(slot);
         return;
     }
+    tellTries(slot);
     try {
         slot.job->onSuccess(*slot.request);
     } catch (...) {
@@ -246,6 +284,9 @@ void CTransferQueue::handleEnd(CSlot& slot) {
 }
 
 void CTransferQueue::handleFailedTry(CSlot& slot, const CError& error) {
+    if (slot.watch) {
+        slot.watch->end(*slot.request, &error);
+    }
     std::optional<std::chrono::milliseconds> pause;
     try {
         pause = decidePause(slot, error);
@@ -254,6 +295,9 @@ void CTransferQueue::handleFailedTry(CSlot& slot, const CError& error) {
         return;
     }
     if (pause) {
+        if (slot.watch) {
+            slot.watch->onRetry(*pause);
+        }
         slot.nextTry = Clock::now() + *pause;
     } else {
         fallBackOrFail(slot, error);
@@ -284,7 +328,9 @@ void CTransferQueue::giveUpSlot(CSlot& slot) {
 
 void CTransferQueue::putBack(CSlot& slot) {
     slot.job->onDetach(*slot.request);
-    m_waitingJobs.push_front({std::move(slot.job), slot.failures});
+    // Before those with the same priority.
+    m_waitingJobs.emplace_hint(m_waitingJobs.lower_bound(slot.priority), slot.priority,
+                               CWaitingJob{std::move(slot.job), slot.failures, std::move(slot.watch)});
 }
 
 bool CTransferQueue::canGoOnOverOne(const CSlot& slot, const CError& error) const {
@@ -321,12 +367,30 @@ void CTransferQueue::fallBackOrFail(CSlot& slot, const CError& error) {
 void CTransferQueue::fail(CSlot& slot, const CError& error) {
     detach(*slot.job, *slot.request);
     try {
-        slot.job->onFailure(error);
+        tellTries(slot);
+        if (slot.watch && slot.watch->recordsTries()) {
+            const P<CError> copy = error.clone();
+            slot.watch->attachTo(*copy);
+            slot.job->onFailure(*copy);
+        } else {
+            slot.job->onFailure(error);
+        }
     } catch (...) {
         m_observer->onFatalFailure(*slot.request);
         throw;
     }
     freeSlot(slot);
+}
+
+std::shared_ptr<CTryWatch> CTransferQueue::makeWatch() const {
+    return m_recordsTries || m_metrics ? std::make_shared<CTryWatch>(m_recordsTries, m_metrics) : nullptr;
+}
+
+void CTransferQueue::tellTries(CSlot& slot) {
+    if (slot.watch && slot.watch->recordsTries() && !slot.hasToldTries) {
+        slot.hasToldTries = true;
+        slot.job->onTries(slot.watch->getLog());
+    }
 }
 
 void CTransferQueue::waitForEnds() {
@@ -366,6 +430,9 @@ void CTransferQueue::showProgress() const {
 
 int CTransferQueue::getWaitTime() const {
     auto wait = maxWait;
+    if (isPaused()) {
+        return static_cast<int>(wait.count());
+    }
     const auto now = Clock::now();
     for (const auto& slot : m_slots) {
         if (slot->nextTry) {

@@ -5,12 +5,16 @@
 #include "vexil/async/ITransferJob.h"
 #include "vexil/async/ITransferObserver.h"
 #include "vexil/async/ITransferPolicy.h"
+#include "vexil/async/PauseToken.h"
 #include "vexil/net/CancelToken.h"
+#include "vexil/net/ITransferMetrics.h"
 #include "vexil/net/NetRequest.h"
+#include "vexil/net/RateLimit.h"
 #include "vexil/net/RetryPolicy.h"
 
 #include <chrono>
-#include <deque>
+#include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -18,9 +22,11 @@
 namespace vexil {
 
 class CTransferThread;
+class CTryWatch;
 
 /// Runs many transfers, some at the same time, and tries temporary failures again. A worker thread moves
-/// their bytes. The thread that uses the queue prepares requests and calls jobs, within start() and finish().
+/// their bytes. The thread that uses the queue prepares requests and calls jobs, within start(), add(),
+/// finishOne() and finish().
 ///
 /// The policy decides which failures are tried again. The other transfers continue during the pause. Tries
 /// are counted for the whole job, however many requests it has. The transfers share connections as those of
@@ -39,8 +45,8 @@ class CTransferThread;
 /// at once, with the source and sink of its request.
 ///
 /// Errors: the error of a transfer, and an exception of the job's transfer or of onSuccess(), goes to
-/// ITransferJob::onFailure(). start(), finishOne() and finish() throw the rest: see there. After that, the
-/// queue must be destroyed.
+/// ITransferJob::onFailure(). start(), add(), finishOne() and finish() throw the rest: see there. After that,
+/// the queue must be destroyed.
 ///
 /// \code
 /// const P<CCancelToken> stop = new CCancelToken;  // stop->cancel() on any thread
@@ -71,9 +77,29 @@ public:
     /// Gives up the jobs that have not ended.
     ~CTransferQueue() override;
 
-    /// Once the token is cancelled, running transfers end, and start() and finish() throw. The token is set
-    /// on the requests of the queue, not on the policy's own one. Call it before start(). Default null.
+    /// Once the token is cancelled, running transfers end, and start(), add() and finish() throw. The token
+    /// is set on the requests of the queue, not on the policy's own one. Call it before start() and add().
+    /// Default null.
     void setCancelToken(CCancelToken* token);
+
+    /// While the token is paused, running transfers rest and no other one begins; start(), finishOne() and
+    /// finish() wait. A transfer over ITransferPolicy::getOwnRequest() that runs already is not paused. Call
+    /// it before start(). Default null.
+    void setPauseToken(CPauseToken* token);
+
+    /// Keeps a record of all requests of each job, also of those that are tried again: it is given to
+    /// ITransferJob::onTries(), and attached to the error of a job that fails (CTryLog::fromError()). A job
+    /// that waits for another connection (ITransferPolicy::isRefusedConnection()) has no record of that. Call
+    /// it before start(). Default false.
+    void setRecordsTries(bool records) { m_recordsTries = records; }
+
+    /// Counts the requests in the metrics of the program; they are called on the thread that uses the queue.
+    /// A reference is kept. Call it before start(). Default null.
+    void setMetrics(ITransferMetrics* metrics) { m_metrics = metrics; }
+
+    /// All transfers of the queue share the limit, with others that use it. It is set on the requests of the
+    /// queue, not on the policy's own one. Call it before start(). Default null.
+    void setRateLimit(CRateLimit* limit);
 
     /// Begins a job, and returns when another one could begin: with a count of 1, when this one is done.
     /// \throws CInvalidArgError for null, which does not harm the queue
@@ -81,6 +107,14 @@ public:
     /// \throws exceptions of ITransferJob::onFailure() and of the observer, the error that has ended the
     ///         worker, std::bad_alloc
     void start(P<ITransferJob> job);
+    /// Adds a job, and returns at once. It begins when fewer transfers run than the count: within this call,
+    /// or later within start(), finishOne() or finish(). Of the jobs that wait, those with the highest
+    /// priority begin first, and those with the same one in the order in which they were added. Any number of
+    /// jobs can wait: each costs its memory. start() adds with the priority 0, and then waits for those, too.
+    /// A transfer over ITransferPolicy::getOwnRequest() is performed within the call.
+    /// \param priority  higher ones begin earlier; may be negative
+    /// \throws the same as start()
+    void add(P<ITransferJob> job, int priority = 0);
     /// Returns when at least one more job has ended. Returns at once if no job is left. For a caller that
     /// must wait for a job before it can begin the next one.
     /// \throws the same
@@ -94,8 +128,12 @@ private:
     struct CWaitingJob {
         P<ITransferJob> job;
         CRetryPolicy::Failures failures;
+        std::shared_ptr<CTryWatch> watch;  // null for none
     };
+    /// By priority.
+    using WaitingJobs = std::multimap<int, CWaitingJob, std::greater<>>;
 
+    void enqueue(const char* place, P<ITransferJob> job, int priority);
     CSlot& takeSlot();
     void releaseSlot(CSlot& slot);
     void freeSlot(CSlot& slot);
@@ -117,19 +155,26 @@ private:
     std::optional<std::chrono::milliseconds> decidePause(CSlot& slot, const CError& error);
     void fallBackOrFail(CSlot& slot, const CError& error);
     void fail(CSlot& slot, const CError& error);
+    std::shared_ptr<CTryWatch> makeWatch() const;
+    static void tellTries(CSlot& slot);
     int getUnfinishedCount() const noexcept;
     void waitForEnds();
     void checkContinue() const;
     void showProgress() const;
     void tellGivenUp() noexcept;
     int getWaitTime() const;
+    bool isPaused() const noexcept { return m_pauseToken && m_pauseToken->isPaused(); }
     void checkWorker() const;
 
     const P<ITransferPolicy> m_policy;
     const P<ITransferObserver> m_observer;  // never null
     P<CCancelToken> m_token;
+    P<CPauseToken> m_pauseToken;
+    bool m_recordsTries = false;
+    P<ITransferMetrics> m_metrics;
+    P<CRateLimit> m_rateLimit;
     int m_count;
-    std::deque<CWaitingJob> m_waitingJobs;
+    WaitingJobs m_waitingJobs;
     std::vector<std::unique_ptr<CSlot>> m_slots;
     std::vector<CSlot*> m_freeSlots;
     int m_running = 0;

@@ -1,6 +1,7 @@
 #include "vexil/async/TransferThread.h"
 
 #include "vexil/async/AsyncNetRequestManager.h"
+#include "vexil/async/SocketPoller.h"
 #include "zet/Log.h"
 
 #include <utility>
@@ -15,7 +16,13 @@ constexpr int maxConnections = 100000;
 
 }  // namespace
 
-CTransferThread::CTransferThread() : CAsyncNetRequestThread(nullptr) {}
+CTransferThread::CTransferThread() : CAsyncNetRequestThread(nullptr) {
+    // The token is looked at only while requests run.
+    setWithoutIdlePasses(true);
+    // Without them an FTP transfer with TLS sometimes waits for the next look at all transfers, which the
+    // engine does once a second, and a worker without it in each pass.
+    setEngine(CSocketPoller::hasArrivals() ? AsyncEngine::Sockets : AsyncEngine::Automatic);
+}
 
 CTransferThread::~CTransferThread() {
     // The worker uses the members that are declared here.
@@ -28,6 +35,16 @@ CTransferThread::~CTransferThread() {
     }
 }
 
+void CTransferThread::setPauseToken(CPauseToken* token) {
+    const zet::CMutexLock lock(m_mutex);
+    m_pauseToken = token;
+}
+
+bool CTransferThread::isPaused() {
+    const zet::CMutexLock lock(m_mutex);
+    return m_pauseToken && m_pauseToken->isPaused();
+}
+
 TArray<P<CNetRequest>> CTransferThread::takeFinished(int milliseconds) {
     m_hasFinished.wait(milliseconds);
     const zet::CMutexLock lock(m_mutex);
@@ -37,6 +54,7 @@ TArray<P<CNetRequest>> CTransferThread::takeFinished(int milliseconds) {
 
 void CTransferThread::handleManagerEvents(CAsyncNetRequestManager& manager) {
     manager.setMaxConnections(maxConnections);
+    manager.setPaused(isPaused());
     TArray<P<CNetRequest>> finished;
     if (manager.handleEvents(&finished) == 0) {
         return;

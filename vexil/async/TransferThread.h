@@ -1,6 +1,7 @@
 #pragma once
 
 #include "vexil/async/AsyncNetRequestThread.h"
+#include "vexil/async/PauseToken.h"
 #include "zet/Mutex.h"
 #include "zet/Signal.h"
 
@@ -12,6 +13,9 @@ public:
     CTransferThread();
     ~CTransferThread() override;
 
+    /// Pauses all requests while it is paused. Null for none.
+    void setPauseToken(CPauseToken* token);
+
     /// The requests that have ended since the last call, in the order of their ends. If there are none, waits
     /// for the first one, at most this many milliseconds.
     TArray<P<CNetRequest>> takeFinished(int milliseconds);
@@ -20,7 +24,10 @@ protected:
     void handleManagerEvents(CAsyncNetRequestManager& manager) override;
 
 private:
+    bool isPaused();
+
     zet::CMutex m_mutex;
+    P<CPauseToken> m_pauseToken ZET_GUARDED_BY(m_mutex);
     TArray<P<CNetRequest>> m_finished ZET_GUARDED_BY(m_mutex);
     zet::CSignal m_hasFinished;  // changed under m_mutex
 };

@@ -1,8 +1,23 @@
 #include "vexil/net/ConnectionChoice.h"
 
 #include "vexil/net/CurlEasy.h"
+#include "vexil/net/ServerCommands.h"
+
+#include <algorithm>
+#include <utility>
 
 namespace vexil {
+
+namespace {
+
+/// Leaves what comes before the path of a URL: its scheme, login, host and port.
+void cutToServer(std::string& url) {
+    const std::size_t mark = url.find("://");
+    const std::size_t end = url.find_first_of("/?#", mark == std::string::npos ? 0 : mark + 3);
+    url.resize(std::min(end, url.size()));
+}
+
+}  // namespace
 
 void CConnectionChoice::note(CURLoption option, long long value) noexcept {
     if (option == CURLOPT_FORBID_REUSE) {
@@ -18,6 +33,8 @@ void CConnectionChoice::note(CURLoption option, const void* value) noexcept {
     if (option == CURLOPT_SHARE) {
         m_hasCallersShare = value != nullptr;
         m_pool = nullptr;
+    } else if (option == CURLOPT_CUSTOMREQUEST) {
+        m_hasLastingCommand = value && isLastingCommand(static_cast<const char*>(value));
     } else {
         m_demand.note(option, value);
     }
@@ -25,7 +42,7 @@ void CConnectionChoice::note(CURLoption option, const void* value) noexcept {
 
 void CConnectionChoice::noteReset() noexcept {
     m_demand.clear();
-    m_forbidsReuse = m_wantsFreshConnect = m_keepsOwn = m_isIsolated = false;
+    m_forbidsReuse = m_wantsFreshConnect = m_keepsOwn = m_isIsolated = m_hasLastingCommand = false;
 }
 
 void CConnectionChoice::setPools(CCurlEasy& curl, const P<CConnectionPools>& pools) noexcept {
@@ -34,6 +51,7 @@ void CConnectionChoice::setPools(CCurlEasy& curl, const P<CConnectionPools>& poo
 }
 
 CURLcode CConnectionChoice::choose(CCurlEasy& curl, bool hasReplies) {
+    m_hasOwnSessions = true;
     std::string key = m_demand.getKey();
     if (key.empty() && m_keepsOwn && !m_hasCallersShare) {
         key = "own";
@@ -60,8 +78,46 @@ CURLcode CConnectionChoice::choose(CCurlEasy& curl, bool hasReplies) {
     return setPool(curl, (usesOwn() ? m_ownPools : m_driversPools)->getPool(key));
 }
 
+bool CConnectionChoice::canBorrow() const noexcept {
+    return m_shared && usesOwn() && !m_keepsOwn && !m_hasCallersShare && m_demand.isShareable();
+}
+
+CURLcode CConnectionChoice::borrow(CCurlEasy& curl) {
+    const bool sharesSessions = !m_hasOwnSessions || doesLibcurlMixSessions();
+    std::string key = curl.getURL().toUTF8();
+    cutToServer(key);
+    key += sharesSessions ? "\n" : "\n-\n";
+    key += m_demand.getFullKey();
+    m_loan = m_shared->m_idle->lend(key, sharesSessions);
+    m_lender = m_shared;
+    m_hasBorrowed = true;
+    CURLcode result = setIsolated(curl, false);
+    if (result == CURLE_OK) {
+        result = setPool(curl, m_loan.front().second);
+    }
+    if (result != CURLE_OK) {
+        giveBack(curl);
+    }
+    return result;
+}
+
+void CConnectionChoice::giveBack(CCurlEasy& curl) noexcept {
+    if (m_loan.empty()) {
+        return;
+    }
+    setPool(curl, nullptr);
+    CIdleConnections::Loan loan;
+    loan.swap(m_loan);
+    const P<CSharedConnections> lender = std::exchange(m_lender, nullptr);
+    if (!std::exchange(m_isLoanUnsafe, false)) {
+        lender->m_idle->giveBack(std::move(loan));
+    }
+}
+
 void CConnectionChoice::leaveConnections() noexcept {
-    if (usesOwn()) {
+    if (!m_loan.empty()) {
+        m_isLoanUnsafe = true;
+    } else if (usesOwn()) {
         ++m_ownGeneration;
     } else {
         m_driversPools->beginGeneration();

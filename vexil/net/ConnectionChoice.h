@@ -3,6 +3,8 @@
 #include "vexil/BaseTypes.h"
 #include "vexil/net/ConnectionDemand.h"
 #include "vexil/net/ConnectionPools.h"
+#include "vexil/net/IdleConnections.h"
+#include "vexil/net/SharedConnections.h"
 
 namespace vexil {
 
@@ -37,6 +39,19 @@ public:
     /// \param hasReplies  whether the server sends replies to commands: FTP and mail
     /// \return libcurl's result
     CURLcode choose(CCurlEasy& curl, bool hasReplies);
+    /// The connections to share; null for none. Survives a reset.
+    void setShared(const P<CSharedConnections>& shared) noexcept { m_shared = shared; }
+    /// Whether the caller has set a command that may change its connection (CURLOPT_CUSTOMREQUEST).
+    bool hasLastingCommand() const noexcept { return m_hasLastingCommand; }
+    /// Whether the handle may have connections of its own: always, unless all transfers have borrowed theirs.
+    bool mayHaveOwn() const noexcept { return m_hasOwnSessions || !m_hasBorrowed; }
+    /// Whether the next transfer can borrow shared connections.
+    bool canBorrow() const noexcept;
+    /// Call it before a transfer instead of choose().
+    /// \return libcurl's result
+    CURLcode borrow(CCurlEasy& curl);
+    /// Call it after a transfer: ends borrow(). Drops the connections after leaveConnections().
+    void giveBack(CCurlEasy& curl) noexcept;
     /// Call it after a transfer whose connection must not be used again. From then on no transfer that has
     /// replies uses an older connection of this request, or of other requests with the same driver.
     void leaveConnections() noexcept;
@@ -54,10 +69,17 @@ private:
     bool m_keepsOwn = false;
     bool m_hasCallersShare = false;
     bool m_isIsolated = false;
-    int m_ownGeneration = 0;  // like CConnectionPools::getGeneration(), before own pools exist
+    bool m_hasLastingCommand = false;
+    bool m_hasBorrowed = false;
+    bool m_isLoanUnsafe = false;
+    bool m_hasOwnSessions = false;  // libcurl may have kept TLS sessions for this request
+    int m_ownGeneration = 0;        // like CConnectionPools::getGeneration(), before own pools exist
     P<CConnectionPools> m_ownPools;
     P<CConnectionPools> m_driversPools;
-    P<CConnectionPool> m_pool;  // that the handle uses
+    P<CSharedConnections> m_shared;
+    P<CSharedConnections> m_lender;  // of the loan
+    CIdleConnections::Loan m_loan;   // empty between transfers
+    P<CConnectionPool> m_pool;       // that the handle uses
 };
 
 }  // namespace vexil

@@ -1,12 +1,17 @@
 #include "vexil/net/ConnectionDemand.h"
 
+#include <array>
+#include <cstddef>
+
 namespace vexil {
 
 namespace {
 
 /// The kind of an option's value.
 enum class Kind {
-    None,              ///< the option has no effect on connections
+    Other,             ///< the option may have an effect on connections
+    OtherText,         ///< the same, a text that is found often
+    OfTransfer,        ///< the option has no effect on connections
     Number,            ///< 0 is the default
     Check,             ///< not 0 is the default
     Text,              ///< null is the default
@@ -14,6 +19,110 @@ enum class Kind {
     Blob,
     Pointer,
 };
+
+constexpr CURLoption transferOptions[] = {CURLOPT_ACCEPT_ENCODING,
+                                          CURLOPT_APPEND,
+                                          CURLOPT_AUTOREFERER,
+                                          CURLOPT_BUFFERSIZE,
+                                          CURLOPT_CONNECTTIMEOUT,
+                                          CURLOPT_CONNECTTIMEOUT_MS,
+                                          CURLOPT_COOKIE,
+                                          CURLOPT_COOKIEFILE,
+                                          CURLOPT_COOKIEJAR,
+                                          CURLOPT_COOKIELIST,
+                                          CURLOPT_COOKIESESSION,
+                                          CURLOPT_CRLF,
+                                          CURLOPT_DEBUGDATA,
+                                          CURLOPT_DEBUGFUNCTION,
+                                          CURLOPT_DIRLISTONLY,
+                                          CURLOPT_ERRORBUFFER,
+                                          CURLOPT_EXPECT_100_TIMEOUT_MS,
+                                          CURLOPT_FAILONERROR,
+                                          CURLOPT_FILETIME,
+                                          CURLOPT_FOLLOWLOCATION,
+                                          CURLOPT_FTP_CREATE_MISSING_DIRS,
+                                          CURLOPT_FTP_FILEMETHOD,
+                                          CURLOPT_HEADER,
+                                          CURLOPT_HEADERDATA,
+                                          CURLOPT_HEADERFUNCTION,
+                                          CURLOPT_HTTPGET,
+                                          CURLOPT_HTTPHEADER,
+                                          CURLOPT_HTTP_CONTENT_DECODING,
+                                          CURLOPT_HTTP_TRANSFER_DECODING,
+                                          CURLOPT_IGNORE_CONTENT_LENGTH,
+                                          CURLOPT_INFILESIZE,
+                                          CURLOPT_INFILESIZE_LARGE,
+                                          CURLOPT_KEEP_SENDING_ON_ERROR,
+                                          CURLOPT_LOW_SPEED_LIMIT,
+                                          CURLOPT_LOW_SPEED_TIME,
+                                          CURLOPT_MAIL_FROM,
+                                          CURLOPT_MAIL_RCPT,
+                                          CURLOPT_MAXFILESIZE,
+                                          CURLOPT_MAXFILESIZE_LARGE,
+                                          CURLOPT_MAXREDIRS,
+                                          CURLOPT_MAX_RECV_SPEED_LARGE,
+                                          CURLOPT_MAX_SEND_SPEED_LARGE,
+                                          CURLOPT_NOBODY,
+                                          CURLOPT_NOPROGRESS,
+                                          CURLOPT_NOSIGNAL,
+                                          CURLOPT_PATH_AS_IS,
+                                          CURLOPT_POST,
+                                          CURLOPT_POSTREDIR,
+                                          CURLOPT_RANGE,
+                                          CURLOPT_READDATA,
+                                          CURLOPT_READFUNCTION,
+                                          CURLOPT_REDIR_PROTOCOLS_STR,
+                                          CURLOPT_REFERER,
+                                          CURLOPT_REQUEST_TARGET,
+                                          CURLOPT_RESUME_FROM,
+                                          CURLOPT_RESUME_FROM_LARGE,
+                                          CURLOPT_SEEKDATA,
+                                          CURLOPT_SEEKFUNCTION,
+                                          CURLOPT_TIMECONDITION,
+                                          CURLOPT_TIMEOUT,
+                                          CURLOPT_TIMEOUT_MS,
+                                          CURLOPT_TIMEVALUE,
+                                          CURLOPT_TIMEVALUE_LARGE,
+                                          CURLOPT_UPLOAD,
+                                          CURLOPT_UPLOAD_BUFFERSIZE,
+                                          CURLOPT_URL,
+                                          CURLOPT_USERAGENT,
+                                          CURLOPT_VERBOSE,
+                                          CURLOPT_WRITEDATA,
+                                          CURLOPT_WRITEFUNCTION,
+                                          CURLOPT_XFERINFODATA,
+                                          CURLOPT_XFERINFOFUNCTION};
+
+constexpr int optionsOfAType = CURLOPTTYPE_OBJECTPOINT;
+constexpr std::size_t highestOption = 400;
+
+/// The options of transfers, by their numbers without their types.
+constexpr auto transferOptionsByNumber = [] {
+    std::array<int, highestOption> table{};
+    for (const CURLoption option : transferOptions) {
+        table[static_cast<std::size_t>(option % optionsOfAType)] = option;
+    }
+    return table;
+}();
+
+Kind kindOfOther(CURLoption option) noexcept {
+    switch (option) {
+    case CURLOPT_PASSWORD:
+    case CURLOPT_PROXY:
+    case CURLOPT_PROXYPASSWORD:
+    case CURLOPT_PROXYUSERNAME:
+    case CURLOPT_PROXYUSERPWD:
+    case CURLOPT_USERNAME:
+    case CURLOPT_USERPWD:
+        return Kind::OtherText;
+    default:
+        break;
+    }
+    const auto number = static_cast<std::size_t>(option % optionsOfAType);
+    const bool isOfTransfer =
+        number < highestOption && number > 0 && transferOptionsByNumber[number] == static_cast<int>(option);
+    return isOfTransfer ? Kind::OfTransfer : Kind::Other;
+}
 
 Kind kindOf(CURLoption option) noexcept {
     switch (option) {
@@ -67,7 +176,7 @@ Kind kindOf(CURLoption option) noexcept {
     case CURLOPT_SSH_HOSTKEYDATA:
         return Kind::Pointer;
     default:
-        return Kind::None;
+        return kindOfOther(option);
     }
 }
 
@@ -116,8 +225,7 @@ void append(std::string& key, const Values& values) {
 }  // namespace
 
 template <class MakeValue>
-void CConnectionDemand::set(CURLoption option, bool isDefault, MakeValue makeValue) noexcept {
-    Values& values = isComparedWithTLS(option) ? m_comparedWithTLS : m_neverCompared;
+void CConnectionDemand::set(Values& values, CURLoption option, bool isDefault, MakeValue makeValue) noexcept {
     if (isDefault) {
         values.erase(option);
         return;
@@ -131,25 +239,61 @@ void CConnectionDemand::set(CURLoption option, bool isDefault, MakeValue makeVal
 
 void CConnectionDemand::note(CURLoption option, long long value) noexcept {
     const Kind kind = kindOf(option);
-    if (kind == Kind::Number) {
-        set(option, value == 0, [value] { return std::to_string(value); });
-    } else if (kind == Kind::Check) {
-        set(option, value != 0, [] { return "0"; });
+    if (kind == Kind::OfTransfer) {
+        return;
     }
+    if (kind == Kind::Check) {
+        set(m_comparedWithTLS, option, value != 0, [] { return "0"; });
+        return;
+    }
+    if (option == CURLOPT_CONNECT_ONLY) {
+        // The caller uses the connection after the transfer.
+        set(m_objects, option, value == 0, [] { return ""; });
+    }
+    const bool isNumber = kind == Kind::Number;
+    Values& values = !isNumber ? m_others : isComparedWithTLS(option) ? m_comparedWithTLS : m_neverCompared;
+    set(values, option, isNumber && value == 0, [value] { return std::to_string(value); });
 }
 
 void CConnectionDemand::note(CURLoption option, const void* value) noexcept {
     const Kind kind = kindOf(option);
-    if (kind == Kind::None || kind == Kind::Number || kind == Kind::Check) {
+    if (kind == Kind::OfTransfer) {
         return;
     }
-    set(option, !value && kind != Kind::TextWithADefault,
+    if (kind == Kind::OtherText) {
+        set(m_others, option, !value, [=] { return bytesOf(kind, value); });
+        return;
+    }
+    if (kind == Kind::Other || kind == Kind::Number || kind == Kind::Check) {
+        noteOther(option, value);
+        return;
+    }
+    if (kind == Kind::Pointer) {
+        set(m_objects, option, !value, [] { return ""; });
+    }
+    set(isComparedWithTLS(option) ? m_comparedWithTLS : m_neverCompared, option,
+        !value && kind != Kind::TextWithADefault,
         [=] { return value ? "=" + bytesOf(kind, value) : std::string(); });
+}
+
+void CConnectionDemand::noteOther(CURLoption option, const void* value) noexcept {
+    const curl_easyoption* const known = curl_easy_option_by_id(option);
+    if (known && known->type == CURLOT_STRING) {
+        set(m_others, option, false,
+            [=] { return value ? "=" + bytesOf(Kind::Text, value) : std::string(); });
+    } else if (known && known->type == CURLOT_BLOB) {
+        set(m_others, option, false,
+            [=] { return value ? "=" + bytesOf(Kind::Blob, value) : std::string(); });
+    } else {
+        set(m_objects, option, !value, [] { return ""; });
+    }
 }
 
 void CConnectionDemand::clear() noexcept {
     m_comparedWithTLS.clear();
     m_neverCompared.clear();
+    m_others.clear();
+    m_objects.clear();
     m_isUnknown = false;
 }
 
@@ -159,6 +303,14 @@ std::string CConnectionDemand::getKey() const {
         append(key, m_comparedWithTLS);
         append(key, m_neverCompared);
     }
+    return key;
+}
+
+std::string CConnectionDemand::getFullKey() const {
+    std::string key;
+    append(key, m_comparedWithTLS);
+    append(key, m_neverCompared);
+    append(key, m_others);
     return key;
 }
 

@@ -8,23 +8,35 @@ namespace {
 
 constexpr std::size_t maxPools = 16;
 
-// An older libcurl keeps them by request, and leaks those of a request that begins to share.
+}  // namespace
+
 bool doesLibcurlMixSessions() {
     constexpr unsigned int firstVersion = 0x080c00;  // 8.12.0
     return curl_version_info(CURLVERSION_NOW)->version_num >= firstVersion;
 }
 
-}  // namespace
-
-CConnectionPool::CConnectionPool(bool keepsSessions) : m_handle(curl_share_init()) {
-    const auto share = [this](curl_lock_data data) {
-        if (!m_handle || curl_share_setopt(m_handle.get(), CURLSHOPT_SHARE, data) != CURLSHE_OK) {
-            throw CError("Error creating curl share handle.");
-        }
-    };
+CConnectionPool::CConnectionPool() : m_handle(curl_share_init()) {
     share(CURL_LOCK_DATA_CONNECT);
+}
+
+CConnectionPool::CConnectionPool(bool keepsSessions) : CConnectionPool() {
     if (keepsSessions && doesLibcurlMixSessions()) {
         share(CURL_LOCK_DATA_SSL_SESSION);
+    }
+}
+
+P<CConnectionPool> CConnectionPool::makeForSharing(bool sharesSessions) {
+    const P<CConnectionPool> pool = new CConnectionPool;
+    pool->share(CURL_LOCK_DATA_DNS);
+    if (sharesSessions) {
+        pool->share(CURL_LOCK_DATA_SSL_SESSION);
+    }
+    return pool;
+}
+
+void CConnectionPool::share(curl_lock_data data) {
+    if (!m_handle || curl_share_setopt(m_handle.get(), CURLSHOPT_SHARE, data) != CURLSHE_OK) {
+        throw CError("Error creating curl share handle.");
     }
 }
 

@@ -17,6 +17,11 @@ public:
     ///                       libcurl before version 8.12 always does that
     /// \throws CError "Error creating curl share handle."
     explicit CConnectionPool(bool keepsSessions);
+    /// A pool that requests use one after the other, each for one transfer, with resolved names.
+    /// \param sharesSessions  whether they share TLS sessions as well. libcurl before version 8.12 leaks the
+    ///                        sessions of a request that had its own before
+    /// \throws CError "Error creating curl share handle."
+    static P<CConnectionPool> makeForSharing(bool sharesSessions);
     CConnectionPool(const CConnectionPool&) = delete;
     CConnectionPool& operator=(const CConnectionPool&) = delete;
     ~CConnectionPool() override;
@@ -25,8 +30,15 @@ public:
     CURLSH* getHandle() const noexcept { return m_handle.get(); }
 
 private:
+    CConnectionPool();
+    void share(curl_lock_data data);
+
     CurlShareHandle m_handle;
 };
+
+/// Whether this libcurl (8.12 and newer) shares TLS sessions without the request's help. An older one keeps
+/// them by request, and leaks those of a request that begins to share.
+bool doesLibcurlMixSessions();
 
 /// The pools of a driver of transfers: of one request, or of all requests on one multi handle. One thread at
 /// a time.

@@ -21,7 +21,8 @@ public:
     ~CCurlEasy() = default;
     /// Ends the handle and closes its connections. libcurl makes no callbacks meanwhile. Only destruction may
     /// follow.
-    void close() noexcept;
+    /// \param hasConnections  false if the handle certainly has no connection of its own
+    void close(bool hasConnections) noexcept;
 
     CURL* getHandle() const noexcept { return m_handle.get(); }
     const String& getURL() const noexcept { return m_url; }

@@ -16,6 +16,7 @@ struct CCurlDeleter {
     void operator()(CURL* handle) const noexcept { curl_easy_cleanup(handle); }
     void operator()(curl_slist* list) const noexcept { curl_slist_free_all(list); }
     void operator()(char* text) const noexcept { curl_free(text); }
+    void operator()(CURLU* url) const noexcept { curl_url_cleanup(url); }
     /// @}
 };
 
@@ -41,5 +42,7 @@ using CurlShareHandle = std::unique_ptr<CURLSH, CCurlShareDeleter>;
 using CurlStringList = std::unique_ptr<curl_slist, CCurlDeleter>;
 /// Owner of a text that libcurl has allocated.
 using CurlString = std::unique_ptr<char, CCurlDeleter>;
+/// Owner of a URL that libcurl takes apart.
+using CurlURL = std::unique_ptr<CURLU, CCurlDeleter>;
 
 }  // namespace vexil

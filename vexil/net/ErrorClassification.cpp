@@ -49,10 +49,11 @@ bool isTransientStatus(int64 status) {
 }
 
 bool isTransientS3Code(const String& code) {
-    return isOneOf(code, {"InternalError", "SlowDown", "IncompleteBody", "InvalidDigest", "OperationAborted",
-                          "RequestTimeTooSkewed", "BadDigest", "Busy", "RequestTimeout", "ServiceUnavailable",
-                          "SlowDownRead", "SlowDownWrite", "Throttling", "ThrottlingException",
-                          "TooManyRequests", "TooManyRequestsException", "XAmzContentSHA256Mismatch"});
+    return isOneOf(code,
+                   {"InternalError", "SlowDown", "IncompleteBody", "InvalidDigest", "OperationAborted",
+                    "RequestTimeTooSkewed", "BadDigest", "Busy", "RequestTimeout", "ServiceUnavailable",
+                    "SlowDownRead", "SlowDownWrite", "Throttling", "ThrottlingException", "TooManyRequests",
+                    "TooManyRequestsException", "XAmzContentChecksumMismatch", "XAmzContentSHA256Mismatch"});
 }
 
 // RFC 959, 4.2.1 and RFC 4217, 10: the "transient negative" replies whose cause soon ends without help. A

@@ -1,8 +1,41 @@
 #include "vexil/net/NetHeaders.h"
 
 #include "vexil/net/GlobalInit.h"
+#include "zet/ASCII.h"
+
+#include <array>
 
 namespace vexil {
+
+namespace {
+
+/// A line of ASCII characters in memory of the stack, as most headers are.
+class CASCIILine {
+public:
+    /// \return false if there is no room, or if the text has other characters
+    bool append(std::wstring_view text) noexcept {
+        if (text.size() > m_bytes.size() - m_size) {
+            return false;
+        }
+        // Local: the compiler cannot know that the bytes do not overlap m_size.
+        char* end = m_bytes.data() + m_size;
+        wchar_t bits = 0;
+        for (const wchar_t c : text) {
+            bits |= c;
+            *end++ = static_cast<char>(c);
+        }
+        m_size += text.size();
+        return zet::isASCII(bits);
+    }
+
+    std::string_view view() const noexcept { return {m_bytes.data(), m_size}; }
+
+private:
+    std::array<char, 512> m_bytes;
+    std::size_t m_size = 0;
+};
+
+}  // namespace
 
 CNetHeaders::CNetHeaders() {
     CGlobalInit::get();
@@ -11,9 +44,17 @@ CNetHeaders::CNetHeaders() {
 CNetHeaders::~CNetHeaders() = default;
 
 void CNetHeaders::add(const String& name, const String& value) {
-    String line = name.trimmed();
-    line += ": ";
-    line.append(zet::trimmed(value.view()));
+    static constexpr std::wstring_view separator = L": ";
+    const std::wstring_view nameView = zet::trimmed(name.view());
+    const std::wstring_view valueView = zet::trimmed(value.view());
+    CASCIILine ascii;
+    if (ascii.append(nameView) && ascii.append(separator) && ascii.append(valueView)) {
+        m_lines.addUTF8(ascii.view());
+        return;
+    }
+    String line(nameView);
+    line.append(separator);
+    line.append(valueView);
     m_lines.add(line);
 }
 
@@ -22,11 +63,14 @@ P<CNetHeaders::CIterator> CNetHeaders::createIterator() const {
 }
 
 void CNetHeaders::fillMap(TMap<String, String>& map) const {
-    for (const P<CIterator> header = createIterator(); header->next();) {
-        const auto [entry, isNew] = map.try_emplace(header->getName().toLower(), header->getValue());
+    for (const P<CNetStringList::CIterator> line = m_lines.createIterator(); line->next();) {
+        const auto [name, value] = splitEntry(line->getEntry().view());
+        String key(name);
+        key.makeLower();
+        const auto [entry, isNew] = map.try_emplace(std::move(key), value);
         if (!isNew) {
             entry->second += L',';
-            entry->second += header->getValue();
+            entry->second.append(value);
         }
     }
 }

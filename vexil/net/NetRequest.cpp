@@ -2,6 +2,7 @@
 
 #include "vexil/net/NetRequestParts.h"
 #include "vexil/net/NetRequestSetup.h"
+#include "vexil/net/ServerCommands.h"
 
 #include <utility>
 
@@ -16,7 +17,7 @@ CNetRequest::CNetRequest()
 
 CNetRequest::~CNetRequest() {
     // First: its options point to other members.
-    m_parts->curl.close();
+    m_parts->curl.close(m_parts->connections.mayHaveOwn());
 }
 
 void CNetRequest::reset() {
@@ -44,7 +45,6 @@ void CNetRequest::reset() {
         TList<P<IBase>> old;
         old.swap(parts.dependencies);
     }
-    resetForPerform();
     setDefaultOptions();
     setProgressOptions();
 }
@@ -90,6 +90,17 @@ void CNetRequest::setConnectionPools(const P<CConnectionPools>& pools) noexcept 
 
 void CNetRequest::setKeepsOwnConnections(bool keepsOwn) noexcept {
     m_parts->connections.setKeepsOwn(keepsOwn);
+}
+
+void CNetRequestParts::borrowConnections() {
+    const bool hasLastingCommand = (!isHTTP && connections.hasLastingCommand()) ||
+                                   vexil::hasLastingCommand(ftpPreCommands.head) ||
+                                   vexil::hasLastingCommand(ftpPostCommands.head);
+    if (hasLastingCommand || !connections.canBorrow()) {
+        chooseConnections();
+    } else {
+        curl.check(connections.borrow(curl));
+    }
 }
 
 void CNetRequestParts::restoreReuse() noexcept {

@@ -46,7 +46,7 @@ void CNetRequest::endAsync(CURLcode result) {
         const zet::CMutexLock lock(async.getMutex());
         // Set when all is known, as the last step under the lock.
         const zet::TScopeExit setDone([&signal = *async.getDoneSignal()] { signal.set(); });
-        storeAsyncResult(result);
+        storeAsyncResult(m_parts->getResult(result));
         listener = m_parts->doneListener;
         if (listener) {
             error = getAsyncError();

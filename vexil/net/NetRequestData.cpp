@@ -1,6 +1,7 @@
 #include "vexil/net/NetRequestParts.h"
 #include "vexil/net/SendSource.h"
 
+#include <algorithm>
 #include <limits>
 #include <string>
 
@@ -88,6 +89,9 @@ int CNetRequest::progressHandler(int64 downloadTotal, int64 downloaded, int64 up
     if (!guarded(parts.async, report, false)) {
         return 1;
     }
+    if (parts.rate && !parts.rate->wait()) {
+        parts.watch.requestCancel();
+    }
     const bool isCancelled = parts.watch.checkCancelled();
     if (isCancelled && !parts.isHTTP) {
         // libcurl keeps a connection that it leaves while it waits for the reply to a file or a mail. The
@@ -100,10 +104,16 @@ int CNetRequest::progressHandler(int64 downloadTotal, int64 downloaded, int64 up
 // ---- receive ---------------------------------------------------------------------------------------------
 
 std::size_t CNetRequest::writeHandler(const char* data, std::size_t size, std::size_t count) noexcept {
-    CNetRequestParts& parts = *m_parts;
-    const std::size_t length = size * count;
+    const auto deliver = CNetRequestCallbacks::isLimited(*this) ? &CNetRequestCallbacks::deliverLimited
+                                                                : &CNetRequestCallbacks::deliver;
+    return deliver(*this, data, size * count);
+}
+
+std::size_t CNetRequestCallbacks::deliver(CNetRequest& request, const char* data,
+                                          std::size_t length) noexcept {
+    CNetRequestParts& parts = *request.m_parts;
     // It may remove itself from the request.
-    const P<IDataSink> sink = parts.responseBody.getSink();
+    const P<CNetRequest::IDataSink> sink = parts.responseBody.getSink();
     if (!sink) {
         return length;
     }
@@ -114,12 +124,51 @@ std::size_t CNetRequest::writeHandler(const char* data, std::size_t size, std::s
         if (status == -1 && parts.isHTTP) {
             status = parts.responseHead.readStatus(parts.httpMethod, parts.curl.getURL());
         }
+        if (parts.responseBody.isAtBeginning()) {
+            parts.refuseTooLargeBody();
+        }
         sink->write(data, static_cast<int>(length), status, parts.responseHead.getHeaders());
-        const bool isCut = parts.responseBody.isBeyondALimit() &&
-                           parts.responseBody.applyLimit(!parts.isHTTP || isSuccessStatus(getResponseCode()));
+        const bool isCut =
+            parts.responseBody.isBeyondALimit() &&
+            parts.responseBody.applyLimit(!parts.isHTTP || isSuccessStatus(request.getResponseCode()));
         return isCut ? stop : length;
     };
     return guarded(parts.async, write, stop);
+}
+
+std::size_t CNetRequestCallbacks::deliverLimited(CNetRequest& request, const char* data,
+                                                 std::size_t length) noexcept {
+    CRequestRate& rate = *request.m_parts->rate;
+    if (length == 0 || rate.hasFailed()) {
+        return length == 0 ? deliver(request, data, length) : 0;
+    }
+    std::size_t taken = std::min(rate.getTakenOfBlock(), length);
+    while (taken < length) {
+        const std::size_t turn = rate.takeDownload(length - taken);
+        if (turn == 0) {
+            rate.setTakenOfBlock(taken);
+            return CURL_WRITEFUNC_PAUSE;
+        }
+        if (deliver(request, data + taken, turn) != turn) {
+            return 0;
+        }
+        taken += turn;
+    }
+    rate.setTakenOfBlock(0);
+    return length;
+}
+
+void CNetRequestParts::refuseTooLargeBody() const {
+    const int64 size = curl.getInt64(CURLINFO_CONTENT_LENGTH_DOWNLOAD_T);
+    if (size <= std::numeric_limits<int>::max()) {
+        return;
+    }
+    const bool isSuccess = !isHTTP || isSuccessStatus(static_cast<int>(curl.getLong(CURLINFO_RESPONSE_CODE)));
+    // The announced size is not that of the decoded body.
+    const bool isEncoded = responseHead.getHeaders().contains("content-encoding");
+    if (!isEncoded && responseBody.isTooLarge(size, isSuccess)) {
+        zet::throwBufferTooLarge();
+    }
 }
 
 std::size_t CNetRequest::headerHandler(const char* data, std::size_t length) noexcept {
@@ -174,15 +223,38 @@ void CNetRequest::setServerInfoToUpdate(CServerInfo* info) {
 // ---- send ------------------------------------------------------------------------------------------------
 
 std::size_t CNetRequest::readHandler(char* buffer, std::size_t size, std::size_t count) noexcept {
-    CNetRequestParts& parts = *m_parts;
-    if (!parts.requestBody.hasSource()) {
+    if (!m_parts->requestBody.hasSource()) {
         return 0;
     }
+    const auto fetch = CNetRequestCallbacks::isLimited(*this) ? &CNetRequestCallbacks::fetchLimited
+                                                              : &CNetRequestCallbacks::fetch;
+    return fetch(*this, buffer, size * count);
+}
+
+std::size_t CNetRequestCallbacks::fetch(CNetRequest& request, char* buffer, std::size_t length) noexcept {
+    CNetRequestParts& parts = *request.m_parts;
     const auto read = [&] {
         return static_cast<std::size_t>(parts.requestBody.read(
-            buffer, static_cast<int>(size * count), parts.responseHead.getHeaders(), parts.isHTTP));
+            buffer, static_cast<int>(length), parts.responseHead.getHeaders(), parts.isHTTP));
     };
     return guarded(parts.async, read, std::size_t{CURL_READFUNC_ABORT});
+}
+
+std::size_t CNetRequestCallbacks::fetchLimited(CNetRequest& request, char* buffer,
+                                               std::size_t length) noexcept {
+    CRequestRate& rate = *request.m_parts->rate;
+    rate.setSourcePaused(false);
+    if (rate.hasFailed()) {
+        return CURL_READFUNC_ABORT;
+    }
+    const std::size_t turn = rate.takeUpload(length);
+    if (turn == 0) {
+        return CURL_READFUNC_PAUSE;
+    }
+    const std::size_t fetched = fetch(request, buffer, turn);
+    rate.setSourcePaused(fetched == CURL_READFUNC_PAUSE);
+    rate.giveBackUpload(fetched <= turn ? turn - fetched : turn);
+    return fetched;
 }
 
 int CNetRequest::seekHandler(curl_off_t offset, int origin) noexcept {

@@ -8,9 +8,10 @@ namespace vexil {
 
 namespace {
 
-constexpr int defaultLowSpeedLimit = 1;  // bytes per second
-constexpr auto defaultLowSpeedTime = zet::CTimeSpan::fromSeconds(60);
-constexpr auto defaultConnectTimeout = zet::CTimeSpan::fromSeconds(30);
+// The type that libcurl takes.
+constexpr long defaultLowSpeedLimit = 1;        // bytes per second
+constexpr long defaultLowSpeedTime = 60;        // seconds
+constexpr long defaultConnectTimeout = 30'000;  // milliseconds
 
 bool hasScheme(const String& url, const char* scheme) {
     return url.startsWithNoCase(scheme);
@@ -133,10 +134,11 @@ void CNetRequest::setDefaultOptions() {
     curl.setOption(CURLOPT_SEEKDATA, self);
     curl.setOption(CURLOPT_HEADERFUNCTION, &CNetRequestCallbacks::header);
     curl.setOption(CURLOPT_HEADERDATA, self);
-    setOptionInt(CURLOPT_FOLLOWLOCATION, 1);
-    setOptionInt(CURLOPT_NOSIGNAL, 1);
-    setConnectTimeout(defaultConnectTimeout);
-    setLowSpeedLimit(defaultLowSpeedLimit, defaultLowSpeedTime);
+    curl.setOption(CURLOPT_FOLLOWLOCATION, 1L);
+    curl.setOption(CURLOPT_NOSIGNAL, 1L);
+    curl.setOption(CURLOPT_CONNECTTIMEOUT_MS, defaultConnectTimeout);
+    curl.setOption(CURLOPT_LOW_SPEED_LIMIT, defaultLowSpeedLimit);
+    curl.setOption(CURLOPT_LOW_SPEED_TIME, defaultLowSpeedTime);
     curl.setOption(CURLOPT_DEBUGFUNCTION, &_curlDebugFunctionCallback);
     curl.setOption(CURLOPT_DEBUGDATA, self);
 }
@@ -247,6 +249,7 @@ void CNetRequest::setKeepPostOnRedirect(bool keep) {
 void CNetRequest::setHTTPAuthMethods(unsigned int methods) {
     // libcurl takes the mask as a `long`, which has 32 bits on Windows.
     m_parts->curl.setOption(CURLOPT_HTTPAUTH, static_cast<long>(methods));
+    m_parts->connections.note(CURLOPT_HTTPAUTH, int64{methods});
 }
 
 void CNetRequest::setUserName(const String& name) {

@@ -8,13 +8,16 @@ namespace vexil {
 void CNetRequest::perform() {
     m_parts->watch.forgetRequest();
     resetForPerform();
-    m_parts->chooseConnections();
+    m_parts->borrowConnections();
     m_parts->curl.clearErrorMessage();
+    m_parts->beginRate(nullptr);
     // If the token is cancelled, libcurl would still look up the server's name first, which may take long.
-    const CURLcode result =
-        m_parts->watch.cancelUnsent() ? CURLE_ABORTED_BY_CALLBACK : m_parts->curl.perform();
+    const CURLcode result = m_parts->getResult(m_parts->watch.cancelUnsent() ? CURLE_ABORTED_BY_CALLBACK
+                                                                             : m_parts->curl.perform());
+    m_parts->endRate();
     m_parts->restoreReuse();
     endUnsafeConnection();
+    m_parts->connections.giveBack(m_parts->curl);
     // The listener may reset or release this request. After its call only local variables are used.
     const P<IDoneListener> listener = m_parts->doneListener;
     try {

@@ -1,5 +1,6 @@
 #include "vexil/net/ResponseBody.h"
 
+#include <limits>
 #include <utility>
 
 namespace vexil {
@@ -11,7 +12,8 @@ CResponseBody::CResponseBody()
 void CResponseBody::setSink(CNetRequest::IDataSink* sink) {
     // Released last: it may use the request.
     const P<CNetRequest::IDataSink> old = std::exchange(m_sink, sink);
-    m_restartableSink = dynamic_cast<CNetRequest::IRestartableDataSink*>(sink);
+    m_restartableSink =
+        sink == m_defaultSink.get() ? nullptr : dynamic_cast<CNetRequest::IRestartableDataSink*>(sink);
 }
 
 void CResponseBody::setLimits(int64 success, int64 failure) noexcept {
@@ -27,6 +29,11 @@ void CResponseBody::begin() {
         const P<CNetRequest::IDataSink> sink = m_sink;
         m_restartableSink->restart();
     }
+}
+
+bool CResponseBody::isTooLarge(int64 size, bool isSuccess) const noexcept {
+    const bool hasLimit = (isSuccess ? m_maxSuccessBytes : m_maxFailureBytes) >= 0;
+    return !hasLimit && size > std::numeric_limits<int>::max();
 }
 
 bool CResponseBody::isBeyondALimit() const noexcept {

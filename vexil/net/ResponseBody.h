@@ -28,6 +28,11 @@ public:
     /// Empties the buffer and restarts the sink.
     void begin();
 
+    /// Whether the next bytes are the first ones in the buffer.
+    bool isAtBeginning() const noexcept { return usesDefaultSink() && m_buffer->getUsed() == 0; }
+    /// Whether a body of so many bytes would be taken into the buffer as a whole, and it cannot hold them.
+    /// \param isSuccess  whether the response has such a status
+    bool isTooLarge(int64 size, bool isSuccess) const noexcept;
     /// Whether the buffer has more bytes than one of the limits allows.
     bool isBeyondALimit() const noexcept;
     /// Checks the limit of a response with such a status. Cuts the body at the limit for a failure.

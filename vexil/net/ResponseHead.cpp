@@ -18,15 +18,13 @@ bool isHeaderField(std::string_view bytes) {
 
 }  // namespace
 
-CResponseHead::CResponseHead() : m_lines(new CNetStringList) {}
-
 void CResponseHead::clear() {
     m_headers.reset();
     m_statusLine.clear();
     m_statusLineState = StatusLine::None;
     m_hasDroppedLine = false;
     m_lastReadStatus = -1;
-    m_lines = new CNetStringList;
+    m_lines.clear();
     m_replies.reset();
 }
 
@@ -66,7 +64,7 @@ void CResponseHead::readLine(std::string_view bytes, bool isHTTP) {
     } else if (isHTTP) {
         m_headers.handleHeaderLine(m_line);
     }
-    m_lines->addUTF8(bytes);
+    m_lines.add(bytes);
 }
 
 void CResponseHead::beginResponse() noexcept {
@@ -93,27 +91,23 @@ int CResponseHead::readStatus(const String& httpMethod, const String& url) {
 }
 
 String CResponseHead::getLastLine() const {
-    String last;
-    for (const P<CNetStringList::CIterator> line = m_lines->createIterator(); line->next();) {
-        last = line->getEntry();
-    }
-    return last;
+    return String::fromUTF8(m_lines.getLast());
 }
 
 String CResponseHead::getReplyText(int code) const {
     const String start = String::fromInt(code);
     String text;
     bool isOver = true;
-    for (const P<CNetStringList::CIterator> lines = m_lines->createIterator(); lines->next();) {
-        const String line = lines->getEntry().trimmed();
+    m_lines.forEach([&](std::string_view bytes) {
+        const String line = String::fromUTF8(bytes).trimmed();
         const wchar_t separator = line.startsWith(start) ? line[start.length()] : L'x';
         // The code alone is a whole reply. After "-" more lines follow (RFC 5321, 4.2.1).
         if (separator != L' ' && separator != L'-' && separator != L'\0') {
-            continue;
+            return;
         }
         text = isOver ? line : text + "\n" + line;
         isOver = separator != L'-';
-    }
+    });
     return text;
 }
 

@@ -2,8 +2,8 @@
 
 #include "vexil/BaseTypes.h"
 #include "vexil/net/HeaderAssembler.h"
-#include "vexil/net/NetStringList.h"
 #include "vexil/net/ReplyAssembler.h"
+#include "vexil/net/ResponseLines.h"
 
 #include <string_view>
 
@@ -13,8 +13,6 @@ namespace vexil {
 /// of an FTP or mail server, and all lines of a transfer. One thread at a time.
 class CResponseHead {
 public:
-    CResponseHead();
-
     void setServerInfoToUpdate(CServerInfo* info) { m_headers.setServerInfoToUpdate(info); }
     /// Forgets the last transfer.
     void clear();
@@ -30,7 +28,7 @@ public:
     const TMap<String, String>& getHeaders() const noexcept { return m_headers.getHeaderMap(); }
     const String& getStatusLine() const noexcept { return m_statusLine; }
     /// See CNetRequest::getResponseInfo().
-    const CNetStringList& getLines() const noexcept { return *m_lines; }
+    const CNetStringList& getLines() const { return m_lines.getList(); }
     String getLastLine() const;
     /// See CNetRequest::getResponseText().
     String getReplyText(int code) const;
@@ -52,7 +50,7 @@ private:
         StatusLine::None;  // of the last response: m_statusLine is its text if Read
     bool m_hasDroppedLine = false;
     int m_lastReadStatus = -1;
-    P<CNetStringList> m_lines;
+    CResponseLines m_lines;
     CReplyAssembler m_replies;
 };
 

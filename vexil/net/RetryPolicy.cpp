@@ -1,6 +1,7 @@
 #include "vexil/net/RetryPolicy.h"
 
 #include "vexil/net/CURLError.h"
+#include "vexil/net/ErrorClassification.h"
 #include "vexil/net/HeaderValues.h"
 #include "vexil/net/NetRequest.h"
 #include "zet/MTRand.h"
@@ -24,6 +25,7 @@ constexpr int64 maxRetryAfterSeconds = 24 * 60 * 60;
 // Longer pauses are limited anyway.
 constexpr int maxDoublings = 10;
 constexpr int64 microsecondsASecond = 1000000;
+constexpr int firstRefusal = 400;
 
 double getRandomNumber() {
     const zet::CMutexLock lock(zet::CMTRand::getGlobalInstanceMutex());
@@ -85,9 +87,15 @@ std::optional<CRetryPolicy::Milliseconds> CRetryPolicy::decidePause(const CError
     if (!mayTryAgain(failures) || rest <= Milliseconds(0) || wanted > rest) {
         return std::nullopt;
     }
+    const Milliseconds pause = std::min(std::max(makePause(failures.count + 1), wanted), rest);
+    if (m_settings.deadline && now + pause >= *m_settings.deadline) {
+        return std::nullopt;
+    }
+    if (m_settings.budget && !m_settings.budget->take()) {
+        return std::nullopt;
+    }
     ++failures.count;
     ++m_retryCount;
-    const Milliseconds pause = std::min(std::max(makePause(failures.count), wanted), rest);
     if (m_settings.onPause) {
         m_settings.onPause(error, failures.count, pause);
     }
@@ -109,7 +117,14 @@ bool CRetryPolicy::mayTryAgain(const Failures& failures) const {
                                  : failures.broken <= maxBrokenTransfers;
 }
 
+bool CRetryPolicy::isTemporary(const CError& error) const {
+    return m_settings.isTemporary ? m_settings.isTemporary(error) : isTransientError(error);
+}
+
 void CRetryPolicy::onSuccess() {
+    if (m_settings.budget) {
+        m_settings.budget->onSuccess();
+    }
     m_since.reset();
     m_hasContact = true;
 }
@@ -121,6 +136,12 @@ CRetryPolicy::Milliseconds CRetryPolicy::findRetryAfter(const CNetRequest& reque
         return {};
     }
     return std::chrono::seconds(std::clamp<int64>(parseRetryAfter(found->second), 0, maxRetryAfterSeconds));
+}
+
+bool CRetryPolicy::hasMovedBytes(const CNetRequest& request, const CError& error) {
+    const bool isRefused =
+        error.getDomain() == "http" || CCURLError::getResponseCode(error.getProps()) >= firstRefusal;
+    return !isRefused && request.getDownloadedByteCount() + request.getUploadedByteCount() > 0;
 }
 
 }  // namespace vexil

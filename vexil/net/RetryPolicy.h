@@ -2,6 +2,7 @@
 
 #include "vexil/BaseTypes.h"
 #include "vexil/Export.h"
+#include "vexil/net/RetryBudget.h"
 
 #include <chrono>
 #include <functional>
@@ -18,7 +19,7 @@ class CNetRequest;
 /// its first failure, nor of any other operation since one has failed. Use one object for all operations on a
 /// server.
 ///
-/// It does not know which errors are temporary: ask isTransientError(). It does not wait: the caller does.
+/// It does not wait: the caller does.
 ///
 /// Thread safety: one thread at a time. Copies are independent.
 ///
@@ -30,7 +31,7 @@ class CNetRequest;
 ///         retryPolicy.onSuccess();
 ///         break;
 ///     } catch (const CError& error) {
-///         if (!isTransientError(error)) {
+///         if (!retryPolicy.isTemporary(error)) {
 ///             throw;
 ///         }
 ///         const auto pause = retryPolicy.decidePause(error, failures);
@@ -70,6 +71,14 @@ public:
         std::function<double()> getRandom = nullptr;               ///< 0 to 1; a random number by default
         /// Called before each pause. `tries` counts the tries of the operation that have failed, from 1.
         std::function<void(const CError& error, int tries, Milliseconds pause)> onPause = nullptr;
+        /// No try begins at this time or later, by the clock of `getTime`; nullopt for no deadline.
+        std::optional<Clock::time_point> deadline = std::nullopt;
+        /// The retries of a group of policies together; a reference is kept, also by copies. Null for no
+        /// limit.
+        P<CRetryBudget> budget = nullptr;
+        /// Which errors are tried again. Default: isTransientError(), which knows transfers that were
+        /// interrupted, also after an interim response (100) and inside a successful response (200).
+        std::function<bool(const CError& error)> isTemporary = nullptr;
     };
 
     /// The failures of one operation so far. Make a new one for each operation.
@@ -91,6 +100,8 @@ public:
     ///         that is left, the operation gives up
     [[nodiscard]] std::optional<Milliseconds> decidePause(const CError& error, Failures& failures,
                                                           bool hasMoved = false, Milliseconds atLeast = {});
+    /// Whether an error may go away: Settings::isTemporary.
+    [[nodiscard]] bool isTemporary(const CError& error) const;
     /// Whether the limit of retries allows one more.
     [[nodiscard]] bool mayTryAgain(const Failures& failures) const;
     /// Must be called after an operation has succeeded.
@@ -102,6 +113,9 @@ public:
     /// The pause that the last response demands before the next request: its header Retry-After (RFC 9110,
     /// 10.2.3), a number of seconds or a date; at most 24 hours. 0 without this header.
     [[nodiscard]] static Milliseconds findRetryAfter(const CNetRequest& request);
+    /// Whether the last transfer has moved bytes of a body and was not refused (status 400 and more). That is
+    /// progress: see decidePause().
+    [[nodiscard]] static bool hasMovedBytes(const CNetRequest& request, const CError& error);
 
 private:
     Milliseconds makePause(int count) const;

@@ -16,11 +16,13 @@ public:
     void setCancellable(bool cancellable) noexcept { m_isCancellable = cancellable; }
     void setToken(CCancelToken* token) { m_token = token; }
     const P<CCancelToken>& getToken() const noexcept { return m_token; }
-    /// Back to the defaults; the token stays.
+    /// Whether the request has a rate limit, for which the progress callback waits.
+    void setLimited(bool isLimited) noexcept { m_isLimited = isLimited; }
+    /// Back to the defaults; token and limit stay.
     void reset();
 
     /// Whether libcurl has to call the progress callback.
-    bool isWanted() const noexcept { return m_isCancellable || m_progress || m_token; }
+    bool isWanted() const noexcept { return m_isCancellable || m_progress || m_token || m_isLimited; }
     /// @{
 
     /// Whether libcurl calls the progress callback. isOn(): any thread.
@@ -55,6 +57,7 @@ private:
     P<CCancelToken> m_token;
     std::chrono::steady_clock::time_point m_nextReport;
     bool m_isCancellable = false;
+    bool m_isLimited = false;
     std::atomic<bool> m_isOn{false};
     std::atomic<bool> m_isRequested{false};
     bool m_isCancelled = false;

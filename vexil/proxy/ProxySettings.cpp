@@ -11,6 +11,8 @@ namespace vexil {
 
 namespace {
 
+constexpr char noRule[] = "no rule";
+
 /// Calls `take` with each piece of a list that is not empty.
 template <class Take>
 void split(const String& list, Take take) {
@@ -76,23 +78,63 @@ void CProxySettings::getProxyURLSchemes(TArray<String>& schemes) const {
 }
 
 String CProxySettings::getProxyForURL(const String& url) {
+    const CProxyDecision decision = explain(url);
+    if (decision.action == ProxyAction::Deny) {
+        throw CError(decision.reason == noRule
+                         ? "There is no rule for the proxy of the URL '" + redactURL(url) + "'"
+                         : "The URL '" + redactURL(url) + "' is denied because of " + decision.reason + ".");
+    }
+    return decision.proxy;
+}
+
+CProxyDecision CProxySettings::explain(const String& url) {
     const zet::CMutexLock lock(m_lock);
+    if (m_rules) {
+        if (auto decision = m_rules->find(url)) {
+            return *decision;
+        }
+    }
     const std::size_t colon = url.find(L':');
-    String proxy = colon == String::npos ? String() : getProxyForURLScheme(url.substr(0, colon));
-    if (proxy.isEmpty()) {
-        proxy = m_defaultProxy;
-    }
+    const String scheme = colon == String::npos ? String() : url.substr(0, colon).toLower();
+    const String proxy = colon == String::npos ? String() : getProxyForURLScheme(scheme);
+    return proxy.isEmpty() ? decide(url, m_defaultProxy, "the default proxy")
+                           : decide(url, proxy, "the proxy of the scheme '" + scheme + "'");
+}
+
+/// \param proxy   "" for none
+/// \param reason  for the proxy
+CProxyDecision CProxySettings::decide(const String& url, const String& proxy, const String& reason) const {
     if (proxy.isEmpty() && !m_deniesUnknown) {
+        return {ProxyAction::Direct, String(), noRule};
+    }
+    const std::size_t colon = url.find(L':');
+    const String host = findHost(url.view().substr(colon == String::npos ? 0 : colon + 1));
+    if (isDirectConnectHost(host)) {
+        return {ProxyAction::Direct, String(), "the direct host '" + redactURL(host.toLower()) + "'"};
+    }
+    if (const String pattern = findDirectPattern(url); !pattern.isEmpty()) {
+        return {ProxyAction::Direct, String(), "the direct host '" + pattern + "'"};
+    }
+    return proxy.isEmpty() ? CProxyDecision{ProxyAction::Deny, String(), noRule}
+                           : CProxyDecision{ProxyAction::Proxy, proxy, reason};
+}
+
+/// "" if no pattern matches.
+String CProxySettings::findDirectPattern(const String& url) const {
+    if (!m_hasDirectPatterns) {
         return String();
     }
-    const std::size_t hostBegin = colon == String::npos ? 0 : colon + 1;
-    if (isDirectConnectHost(findHost(url.view().substr(hostBegin)))) {
-        return String();
+    const CProxyPattern::CTarget target = CProxyPattern::parseURL(url);
+    for (const auto& [host, isDirect] : m_directConnectHosts) {
+        try {
+            if (CProxyPattern(host).matches(target)) {
+                return host;
+            }
+        } catch (const CInvalidArgError&) {
+            // A name that no URL has.
+        }
     }
-    if (proxy.isEmpty()) {
-        throw CError("There is no rule for the proxy of the URL '" + redactURL(url) + "'");
-    }
-    return proxy;
+    return String();
 }
 
 void CProxySettings::setDefaultProxy(const String& proxy) {
@@ -103,6 +145,16 @@ void CProxySettings::setDefaultProxy(const String& proxy) {
 void CProxySettings::setDenyUnknown(bool deny) {
     const zet::CMutexLock lock(m_lock);
     m_deniesUnknown = deny;
+}
+
+void CProxySettings::setRules(CProxyRules* rules) {
+    const zet::CMutexLock lock(m_lock);
+    m_rules = rules;
+}
+
+void CProxySettings::setDirectConnectPatterns(bool arePatterns) {
+    const zet::CMutexLock lock(m_lock);
+    m_hasDirectPatterns = arePatterns;
 }
 
 void CProxySettings::addDirectConnectHost(const String& host) {

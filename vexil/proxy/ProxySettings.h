@@ -2,6 +2,7 @@
 
 #include "vexil/BaseTypes.h"
 #include "vexil/Export.h"
+#include "vexil/proxy/ProxyRules.h"
 #include "zet/Mutex.h"
 #include "zet/SafeGlobal.h"
 
@@ -11,8 +12,8 @@ class IUserProxySource;
 
 /// Maps URLs to proxies, and knows the hosts that are reached directly.
 ///
-/// Hosts are compared by their whole name. There are no wildcards, and markers such as "<local>" are ordinary
-/// names.
+/// Hosts are compared by their whole name. By default there are no wildcards, and markers such as "<local>"
+/// are ordinary names: see setDirectConnectPatterns() and setRules().
 ///
 /// Any thread.
 ///
@@ -34,7 +35,7 @@ public:
     ///         failed
     static P<CProxySettings> getUserSettings();
 
-    /// Removes all proxies and hosts, including the default proxy.
+    /// Removes all proxies and hosts, including the default proxy. Rules stay.
     void clear();
 
     /// Sets the proxy of a URL scheme (upper or lower case).
@@ -47,8 +48,21 @@ public:
     /// The proxy for a URL. "" means a direct connection: the scheme has no proxy, the host is reached
     /// directly, or the URL has no scheme; but see setDefaultProxy() and setDenyUnknown(). A user name before
     /// the host counts as part of the host.
-    /// \throws CError "There is no rule for the proxy of the URL '...'", see setDenyUnknown()
+    /// \throws CError "There is no rule for the proxy of the URL '...'", see setDenyUnknown(), and if a rule
+    ///         of setRules() denies the URL
     String getProxyForURL(const String& url);
+    /// What getProxyForURL() does for a URL, and why. A denied URL is no error.
+    ///
+    /// \code
+    /// for (;;) {  // each URL of a row of redirects may have another proxy
+    ///     const CProxyDecision decision = settings->explain(request.getURL());
+    ///     log("Proxy: " + decision.toText());
+    ///     request.setProxy(decision.proxy);
+    ///     request.perform();
+    ///     const String next = request.getRedirectURL();
+    ///     ...
+    /// \endcode
+    [[nodiscard]] CProxyDecision explain(const String& url);
 
     /// Sets the proxy for URLs without a scheme and for schemes without a proxy. Default "": such URLs are
     /// reached directly.
@@ -57,6 +71,12 @@ public:
     /// Makes getProxyForURL() throw for URLs without a rule: they have no scheme or a scheme without a proxy,
     /// their host is not reached directly, and there is no default proxy. Default false.
     void setDenyUnknown(bool deny);
+    /// Sets rules that are asked before everything else. Default null.
+    void setRules(CProxyRules* rules);
+    /// Makes each host that is reached directly also a pattern: "*.example", ".example", "<local>",
+    /// "10.0.0.0/8" and others (CProxyPattern), as in the settings of systems. An entry that is not a pattern
+    /// stays a name. Default false.
+    void setDirectConnectPatterns(bool arePatterns);
 
     /// @{
 
@@ -94,11 +114,16 @@ protected:
 private:
     void addProxy(const String& piece);
     void setProxyForFiles(const String& proxy);
+    CProxyDecision decide(const String& url, const String& proxy, const String& reason) const
+        ZET_REQUIRES(m_lock);
+    String findDirectPattern(const String& url) const ZET_REQUIRES(m_lock);
 
     TMap<String, String> m_proxies ZET_GUARDED_BY(m_lock);
     TMap<String, bool> m_directConnectHosts ZET_GUARDED_BY(m_lock);
     String m_defaultProxy ZET_GUARDED_BY(m_lock);
     bool m_deniesUnknown ZET_GUARDED_BY(m_lock) = false;
+    bool m_hasDirectPatterns ZET_GUARDED_BY(m_lock) = false;
+    P<CProxyRules> m_rules ZET_GUARDED_BY(m_lock);
     mutable zet::CMutex m_lock;
 };
 
