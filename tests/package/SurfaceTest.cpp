@@ -19,6 +19,7 @@
 #include "vexil/async/ITransferJob.h"
 #include "vexil/async/ITransferObserver.h"
 #include "vexil/async/ITransferPolicy.h"
+#include "vexil/async/PauseToken.h"
 #include "vexil/async/TransferPolicy.h"
 #include "vexil/async/TransferQueue.h"
 #include "vexil/ftp/FTPClient.h"
@@ -45,23 +46,34 @@
 #include "vexil/net/HTTPStatusLine.h"
 #include "vexil/net/HeaderAssembler.h"
 #include "vexil/net/HeaderValues.h"
+#include "vexil/net/ITransferMetrics.h"
 #include "vexil/net/NetHeaders.h"
 #include "vexil/net/NetReply.h"
 #include "vexil/net/NetRequest.h"
 #include "vexil/net/NetRequestSetup.h"
 #include "vexil/net/NetRequestTypes.h"
 #include "vexil/net/NetStringList.h"
+#include "vexil/net/RateLimit.h"
+#include "vexil/net/RetryBudget.h"
 #include "vexil/net/RetryPolicy.h"
 #include "vexil/net/RootCertBundle.h"
 #include "vexil/net/SendSource.h"
 #include "vexil/net/ServerInfo.h"
+#include "vexil/net/SharedConnections.h"
+#include "vexil/net/TransferBuffers.h"
 #include "vexil/net/TransferData.h"
+#include "vexil/net/TransferMetrics.h"
+#include "vexil/net/TransferTimings.h"
+#include "vexil/net/TryLog.h"
 #include "vexil/net/URLEncoding.h"
 #include "vexil/net/URLRedaction.h"
+#include "vexil/proxy/ProxyPattern.h"
+#include "vexil/proxy/ProxyRules.h"
 #include "vexil/proxy/ProxySettings.h"
 #include "vexil/proxy/UserProxySource.h"
 #include "vexil/s3/IS3TransferObserver.h"
 #include "vexil/s3/S3BucketList.h"
+#include "vexil/s3/S3Checksum.h"
 #include "vexil/s3/S3CircleGuard.h"
 #include "vexil/s3/S3Client.h"
 #include "vexil/s3/S3CopyObjectResult.h"
@@ -87,9 +99,11 @@
 #include "vexil/s3/S3Multipart.h"
 #include "vexil/s3/S3ObjectEnum.h"
 #include "vexil/s3/S3PartList.h"
+#include "vexil/s3/S3PartOptions.h"
 #include "vexil/s3/S3ProfileCredentials.h"
 #include "vexil/s3/S3PutOptions.h"
 #include "vexil/s3/S3RefreshedCredentials.h"
+#include "vexil/s3/S3SigningDetour.h"
 #include "vexil/s3/S3SigningError.h"
 #include "vexil/s3/S3SigningOptions.h"
 #include "vexil/s3/S3TransferManager.h"
@@ -177,8 +191,20 @@ T& any() {
     return *none;
 }
 
+void name_sigil_CDigestType_CRC32() {
+    using Class = sigil::CDigestType_CRC32;
+    using namespace sigil;
+    name(static_cast<zet::P<IDigest> (Class::*)() const>(&Class::createDigest));
+}
+
 void name_sigil_CDigestType_CRC32C() {
     using Class = sigil::CDigestType_CRC32C;
+    using namespace sigil;
+    name(static_cast<zet::P<IDigest> (Class::*)() const>(&Class::createDigest));
+}
+
+void name_sigil_CDigestType_CRC64NVME() {
+    using Class = sigil::CDigestType_CRC64NVME;
     using namespace sigil;
     name(static_cast<zet::P<IDigest> (Class::*)() const>(&Class::createDigest));
 }
@@ -246,6 +272,32 @@ void name_vexil_CCURLError() {
     name(static_cast<String (*)(const CProps&)>(&Class::getResponseCodeDomain));
 }
 
+void name_vexil_CRateLimit() {
+    using Class = vexil::CRateLimit;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object;
+        [[maybe_unused]] const Class other(any<Class::IClock*>());
+    }
+    name(static_cast<void (Class::*)(int64)>(&Class::setDownloadRate));
+    name(static_cast<void (Class::*)(int64)>(&Class::setUploadRate));
+    name(static_cast<int64 (Class::*)() const>(&Class::getDownloadRate));
+    name(static_cast<int64 (Class::*)() const>(&Class::getUploadRate));
+    name(static_cast<std::chrono::nanoseconds (Class::IClock::*)() noexcept>(&Class::IClock::getTime));
+    name(static_cast<void (Class::IClock::*)(std::chrono::nanoseconds) noexcept>(&Class::IClock::sleep));
+}
+
+void name_vexil_CPauseToken() {
+    using Class = vexil::CPauseToken;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object;
+    }
+    name(static_cast<void (Class::*)() noexcept>(&Class::pause));
+    name(static_cast<void (Class::*)() noexcept>(&Class::resume));
+    name(static_cast<bool (Class::*)() const noexcept>(&Class::isPaused));
+}
+
 void name_vexil_CCancelToken() {
     using Class = vexil::CCancelToken;
     using namespace vexil;
@@ -256,6 +308,16 @@ void name_vexil_CCancelToken() {
     name(static_cast<bool (Class::*)() const noexcept>(&Class::isCancelled));
     name(static_cast<void (Class::*)() const>(&Class::throwIfCancelled));
     name(static_cast<bool (Class::*)(int) const>(&Class::pause));
+}
+
+void name_vexil_CSharedConnections() {
+    using Class = vexil::CSharedConnections;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<int>());
+    }
+    name(static_cast<void (Class::*)() noexcept>(&Class::closeIdle));
+    name(static_cast<int (Class::*)() const>(&Class::getIdleCount));
 }
 
 void name_vexil_CNetReply() {
@@ -522,6 +584,42 @@ void name_vexil_CNetRequest_ITransferProgress() {
     name(static_cast<void (Class::*)(int64, int64, int64, int64)>(&Class::onProgress));
 }
 
+void name_vexil_CProxyPattern() {
+    using Class = vexil::CProxyPattern;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<const String>());
+    }
+    name(static_cast<Class::CTarget (*)(const String&)>(&Class::parseURL));
+    name(static_cast<bool (Class::*)(const Class::CTarget&) const>(&Class::matches));
+    name(static_cast<const String& (Class::*)() const noexcept>(&Class::getText));
+}
+
+void name_vexil_CProxyDecision() {
+    using Class = vexil::CProxyDecision;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object;
+    }
+    name(&Class::action);
+    name(&Class::proxy);
+    name(&Class::reason);
+    name(static_cast<String (Class::*)() const>(&Class::toText));
+}
+
+void name_vexil_CProxyRules() {
+    using Class = vexil::CProxyRules;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object;
+    }
+    name(static_cast<void (Class::*)(const String&, const String&)>(&Class::addProxy));
+    name(static_cast<void (Class::*)(const String&)>(&Class::addDirect));
+    name(static_cast<void (Class::*)(const String&)>(&Class::addDeny));
+    name(static_cast<void (Class::*)()>(&Class::clear));
+    name(static_cast<std::optional<CProxyDecision> (Class::*)(const String&) const>(&Class::find));
+}
+
 void name_vexil_CProxySettings() {
     using Class = vexil::CProxySettings;
     using namespace vexil;
@@ -536,6 +634,9 @@ void name_vexil_CProxySettings() {
     name(static_cast<String (Class::*)(const String&)>(&Class::getProxyForURL));
     name(static_cast<void (Class::*)(const String&)>(&Class::setDefaultProxy));
     name(static_cast<void (Class::*)(bool)>(&Class::setDenyUnknown));
+    name(static_cast<CProxyDecision (Class::*)(const String&)>(&Class::explain));
+    name(static_cast<void (Class::*)(CProxyRules*)>(&Class::setRules));
+    name(static_cast<void (Class::*)(bool)>(&Class::setDirectConnectPatterns));
     name(static_cast<void (Class::*)(const String&)>(&Class::addDirectConnectHost));
     name(static_cast<void (Class::*)(const String&)>(&Class::removeDirectConnectHost));
     name(static_cast<bool (Class::*)(const String&) const>(&Class::isDirectConnectHost));
@@ -695,6 +796,10 @@ void name_vexil_CS3Client() {
     name(static_cast<void (Class::*)(const String&, int, bool)>(&Class::setServer));
     name(static_cast<String (Class::*)() const>(&Class::getBaseURL));
     name(static_cast<void (Class::*)(int)>(&Class::setMaxRetries));
+    name(static_cast<void (Class::*)(std::optional<CRetryPolicy>)>(&Class::setRetryPolicy));
+    name(static_cast<void (Class::*)(bool)>(&Class::setRecordsTries));
+    name(static_cast<const CTryLog& (Class::*)() const noexcept>(&Class::getTries));
+    name(static_cast<void (Class::*)(ITransferMetrics*)>(&Class::setMetrics));
     name(static_cast<void (Class::*)(bool)>(&Class::setPrintDebugInfo));
     name(static_cast<void (Class::*)(bool)>(&Class::setSSLVerifyPeer));
     name(static_cast<void (Class::*)(bool)>(&Class::setVerifyCertificate));
@@ -866,8 +971,24 @@ void name_vexil_S3Options() {
                                              .ifNoneMatch = "",
                                              .lockMode = S3ObjectLockMode::None,
                                              .lockUntil = {},
-                                             .hasLegalHold = false};
+                                             .hasLegalHold = false,
+                                             .checksum = S3Checksum::None};
+    [[maybe_unused]] const CS3PartOptions partOptions{.customerKey = key, .checksum = S3Checksum::None};
+    [[maybe_unused]] const CS3UploadedPart uploaded{.number = 1, .eTag = "", .checksum = ""};
+    [[maybe_unused]] const CS3StoredPart storedPart{
+        .number = 1, .eTag = "", .size = 0, .lastModified = "", .checksumCRC32C = "", .checksumSHA256 = ""};
+    [[maybe_unused]] const auto trailers = {S3ChecksumTrailer::AmazonOnly, S3ChecksumTrailer::Always};
+    name(static_cast<void (Class::*)(S3ChecksumTrailer)>(&Class::setChecksumTrailer));
+    name(static_cast<bool (Class::*)() const noexcept>(&Class::sendsChecksumTrailers));
+    name(static_cast<String (*)(const TBuffer<unsigned char>&, S3Checksum)>(&Class::readCompletedChecksum));
+    name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, const String&, int,
+                                     zet::IInStream*, int64, const CS3PartOptions&)>(
+        &Class::prepareUploadPartRequest));
+    name(static_cast<CS3UploadedPart (Class::*)(CNetRequest&, const String&, const String&, const String&,
+                                                int, zet::IInStream*, int64, const CS3PartOptions&)>(
+        &Class::uploadPart));
     [[maybe_unused]] const auto modes = {S3ObjectLockMode::Governance, S3ObjectLockMode::Compliance};
+    [[maybe_unused]] const auto checksums = {S3Checksum::None, S3Checksum::CRC32C, S3Checksum::SHA256};
     [[maybe_unused]] const CS3GetOptions get{.versionId = "",
                                              .ifMatch = "",
                                              .ifNoneMatch = "",
@@ -880,7 +1001,8 @@ void name_vexil_S3Options() {
                                              .responseContentDisposition = "",
                                              .responseContentEncoding = "",
                                              .responseContentLanguage = "",
-                                             .responseExpires = ""};
+                                             .responseExpires = "",
+                                             .asksForChecksum = false};
     name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, const void*, int,
                                      const CS3PutOptions&)>(&Class::preparePutObjectRequest));
     name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, const void*, int,
@@ -906,6 +1028,9 @@ void name_vexil_S3Options() {
         &Class::prepareGetObjectRequest));
     name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, int64, int64,
                                      zet::IOutStream*, const CS3GetOptions&)>(&Class::getObject));
+    name(
+        static_cast<CS3DownloadResult (Class::*)(CNetRequest&, const String&, const String&, zet::IOutStream*,
+                                                 const CS3GetOptions&)>(&Class::getVerifiedObject));
     name(static_cast<void (Class::*)(CNetRequest&, const String&, const String&, const CS3GetOptions&)>(
         &Class::prepareGetObjectHeadersRequest));
     name(static_cast<const TMap<String, String>& (Class::*)(CNetRequest&, const String&, const String&,
@@ -1078,23 +1203,31 @@ void name_vexil_S3Transfers() {
     using Observer = IS3TransferObserver;
     name(static_cast<void (Observer::*)(int64, int64)>(&Observer::onProgress));
     name(static_cast<void (Observer::*)(const String&)>(&Observer::onUploadBegun));
+    name(static_cast<void (Observer::*)(const CTryLog&)>(&Observer::onTries));
     if (t_construct) {
         [[maybe_unused]] const CS3TransferSettings settings{.parallelParts = any<int>(),
                                                             .partSize = any<int64>(),
                                                             .cancelToken = any<CCancelToken*>(),
+                                                            .pauseToken = any<CPauseToken*>(),
+                                                            .rateLimit = any<CRateLimit*>(),
                                                             .observer = any<Observer*>(),
                                                             .retryPolicy = CRetryPolicy(),
                                                             .deadline = CRetryPolicy::Clock::now(),
                                                             .verifiesETags = any<bool>(),
+                                                            .verifiesChecksums = any<bool>(),
+                                                            .uploadCheck = S3UploadCheck::WhileSending,
                                                             .keepsForResume = any<bool>(),
-                                                            .requestObserver = any<ITransferObserver*>()};
+                                                            .storesPartSize = any<bool>(),
+                                                            .requestObserver = any<ITransferObserver*>(),
+                                                            .recordsTries = any<bool>(),
+                                                            .metrics = any<ITransferMetrics*>()};
     }
     using Class = CS3TransferManager;
     if (t_construct) {
         [[maybe_unused]] const Class object(any<const CS3Client>());
         [[maybe_unused]] const Class other(any<const CS3Client>(), any<CS3TransferSettings>());
         [[maybe_unused]] const CS3UploadResult result{
-            .eTag = any<String>(), .size = any<int64>(), .partCount = any<int>()};
+            .eTag = any<String>(), .size = any<int64>(), .partCount = any<int>(), .checksum = any<String>()};
     }
     using Path = std::filesystem::path;
     name(static_cast<CS3UploadResult (Class::*)(const Path&, const String&, const String&,
@@ -1105,6 +1238,7 @@ void name_vexil_S3Transfers() {
                                                 const CS3PutOptions&)>(&Class::uploadStream));
     name(static_cast<CS3UploadResult (Class::*)(const String&, const Path&, const CS3PutOptions&)>(
         &Class::resumeUpload));
+    name(static_cast<void (Class::*)(const String&)>(&Class::discardUpload));
     name(static_cast<String (Class::*)() const>(&Class::getResumeToken));
     if (t_construct) {
         [[maybe_unused]] const CS3DownloadResult result{.eTag = any<String>(),
@@ -1112,11 +1246,24 @@ void name_vexil_S3Transfers() {
                                                         .resumedBytes = any<int64>(),
                                                         .check = S3ContentCheck::None};
     }
-    static_assert(S3ContentCheck::MD5 != S3ContentCheck::PartMD5s);
+    [[maybe_unused]] const auto checks = {S3ContentCheck::None,       S3ContentCheck::MD5,
+                                          S3ContentCheck::PartMD5s,   S3ContentCheck::CRC32C,
+                                          S3ContentCheck::SHA256,     S3ContentCheck::PartCRC32Cs,
+                                          S3ContentCheck::PartSHA256s};
     name(static_cast<CS3DownloadResult (Class::*)(const String&, const String&, const Path&,
                                                   const CS3GetOptions&)>(&Class::downloadFile));
     name(static_cast<CS3DownloadResult (Class::*)(const String&, const String&, zet::IOutStream*,
                                                   const CS3GetOptions&)>(&Class::download));
+}
+
+void name_vexil_CS3SigningDetour() {
+    using Class = vexil::CS3SigningDetour;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object;
+    }
+    name(static_cast<bool (Class::*)(CS3Client&, CNetRequest&, const CError&)>(&Class::find));
+    name(static_cast<void (Class::*)(CS3Client&, CNetRequest&) const>(&Class::apply));
 }
 
 void name_vexil_CS3SigningError() {
@@ -1685,6 +1832,12 @@ void name_vexil_CAsyncNetRequestManager() {
         [[maybe_unused]] const Class object{};
     }
     name(static_cast<void (Class::*)(int)>(&Class::setMaxConnections));
+    name(static_cast<void (Class::*)(int)>(&Class::setMaxConnectionsPerHost));
+    name(static_cast<void (Class::*)(int)>(&Class::setMaxTotalConnections));
+    name(static_cast<void (Class::*)(bool)>(&Class::setPaused));
+    name(static_cast<void (Class::*)(AsyncEngine)>(&Class::setEngine));
+    name(&Class::setWaitForMultiplexing);
+    name(static_cast<AsyncEngine (Class::*)() const noexcept>(&Class::getEngine));
     name(static_cast<void (Class::*)(CNetRequest*)>(&Class::addRequest));
     name(static_cast<bool (Class::*)(CNetRequest*)>(&Class::removeRequest));
     name(static_cast<void (Class::*)()>(&Class::removeAllRequests));
@@ -1699,10 +1852,75 @@ void name_vexil_CAsyncNetRequestThread() {
     if (t_construct) {
         [[maybe_unused]] const Class object(any<Class::IProgressHandler*>());
     }
+    name(static_cast<void (Class::*)(AsyncEngine)>(&Class::setEngine));
+    name(&Class::setMaxConnectionsPerHost);
+    name(&Class::setMaxTotalConnections);
+    name(&Class::setWaitForMultiplexing);
     name(static_cast<void (Class::*)(CNetRequest*)>(&Class::addRequest));
     name(static_cast<bool (Class::*)(CNetRequest*)>(&Class::removeRequest));
     name(static_cast<void (Class::*)()>(&Class::removeAllRequests));
     name(static_cast<void (Class::*)(CNetRequest*)>(&Class::restartRequest));
+}
+
+void name_vexil_CRetryBudget() {
+    using Class = vexil::CRetryBudget;
+    if (t_construct) {
+        [[maybe_unused]] const Class object(any<int>());
+        [[maybe_unused]] const Class other(any<int>(), any<double>());
+    }
+    name(static_cast<bool (Class::*)()>(&Class::take));
+    name(static_cast<void (Class::*)()>(&Class::onSuccess));
+    name(static_cast<int (Class::*)() const>(&Class::getLeft));
+}
+
+void name_vexil_CTryLog() {
+    using Class = vexil::CTryLog;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object;
+        [[maybe_unused]] const CTryRecord record{.number = any<int>(),
+                                                 .hasFailed = any<bool>(),
+                                                 .start = zet::CTime(),
+                                                 .duration = std::chrono::microseconds(1),
+                                                 .uploadedBytes = any<int64>(),
+                                                 .downloadedBytes = any<int64>(),
+                                                 .curlCode = any<int>(),
+                                                 .status = any<int>(),
+                                                 .message = any<String>(),
+                                                 .pause = std::chrono::milliseconds(1)};
+    }
+    name(static_cast<const TArray<CTryRecord>& (Class::*)() const noexcept>(&Class::getTries));
+    name(static_cast<String (Class::*)() const>(&Class::toText));
+    name(static_cast<Class (*)(const CError&)>(&Class::fromError));
+    name(static_cast<void (Class::*)()>(&Class::begin));
+    name(static_cast<void (Class::*)(CNetRequest&, const CError*)>(&Class::end));
+    name(static_cast<void (Class::*)(std::chrono::milliseconds)>(&Class::setPause));
+    name(static_cast<std::chrono::microseconds (Class::*)() const>(&Class::getDuration));
+    name(static_cast<void (Class::*)(CError&) const>(&Class::attachTo));
+    name(static_cast<const int*>(&Class::maxTries));
+}
+
+void name_vexil_ITransferMetrics() {
+    using Class = vexil::ITransferMetrics;
+    using namespace vexil;
+    name(static_cast<void (Class::*)(int64, int64, std::chrono::microseconds) noexcept>(&Class::onRequest));
+    name(static_cast<void (Class::*)(ErrorKind) noexcept>(&Class::onError));
+    name(static_cast<void (Class::*)(std::chrono::milliseconds) noexcept>(&Class::onRetry));
+}
+
+void name_vexil_CTransferMetrics() {
+    using Class = vexil::CTransferMetrics;
+    using namespace vexil;
+    if (t_construct) {
+        [[maybe_unused]] const Class object;
+    }
+    using Count = int64 (Class::*)() const noexcept;
+    name(static_cast<Count>(&Class::getRequestCount));
+    name(static_cast<Count>(&Class::getErrorCount));
+    name(static_cast<int64 (Class::*)(ErrorKind) const noexcept>(&Class::getErrorCount));
+    name(static_cast<Count>(&Class::getRetryCount));
+    name(static_cast<Count>(&Class::getUploadedByteCount));
+    name(static_cast<Count>(&Class::getDownloadedByteCount));
 }
 
 void name_vexil_CRetryPolicy() {
@@ -1720,6 +1938,7 @@ void name_vexil_CRetryPolicy() {
     name(static_cast<void (Class::*)()>(&Class::onSuccess));
     name(static_cast<int64 (Class::*)() const noexcept>(&Class::getRetryCount));
     name(static_cast<Milliseconds (*)(const CNetRequest&)>(&Class::findRetryAfter));
+    name(static_cast<bool (*)(const CNetRequest&, const CError&)>(&Class::hasMovedBytes));
     name(static_cast<const Milliseconds*>(&Class::firstPause));
     name(static_cast<const Milliseconds*>(&Class::maxPause));
     name(static_cast<const Milliseconds*>(&Class::defaultLimit));
@@ -1735,6 +1954,11 @@ void name_vexil_CRetryPolicy() {
     name(static_cast<std::function<double()> Class::Settings::*>(&Class::Settings::getRandom));
     using OnPause = std::function<void(const CError&, int, Milliseconds)>;
     name(static_cast<OnPause Class::Settings::*>(&Class::Settings::onPause));
+    using Deadline = std::optional<Class::Clock::time_point>;
+    name(static_cast<Deadline Class::Settings::*>(&Class::Settings::deadline));
+    name(static_cast<P<CRetryBudget> Class::Settings::*>(&Class::Settings::budget));
+    name(static_cast<std::function<bool(const CError&)> Class::Settings::*>(&Class::Settings::isTemporary));
+    name(static_cast<bool (Class::*)(const CError&) const>(&Class::isTemporary));
     name(static_cast<int Failures::*>(&Failures::count));
     name(static_cast<int Failures::*>(&Failures::broken));
     name(static_cast<std::optional<Class::Clock::time_point> Failures::*>(&Failures::since));
@@ -1758,6 +1982,7 @@ void name_vexil_ITransferJob() {
     name(static_cast<void (Class::*)(CNetRequest&) noexcept>(&Class::onDetach));
     name(static_cast<void (Class::*)(CNetRequest&)>(&Class::onSuccess));
     name(static_cast<void (Class::*)(const CError&)>(&Class::onFailure));
+    name(static_cast<void (Class::*)(const CTryLog&)>(&Class::onTries));
     using RequestFunction = std::function<void(CNetRequest&)>;
     using Make = P<Class> (*)(RequestFunction, RequestFunction, std::function<void(const CError&)>);
     name(static_cast<Make>(&makeTransferJob));
@@ -1817,7 +2042,12 @@ void name_vexil_CTransferQueue() {
         [[maybe_unused]] const Class other(any<ITransferPolicy*>(), 1, any<ITransferObserver*>());
     }
     name(static_cast<void (Class::*)(CCancelToken*)>(&Class::setCancelToken));
+    name(static_cast<void (Class::*)(CPauseToken*)>(&Class::setPauseToken));
+    name(static_cast<void (Class::*)(bool)>(&Class::setRecordsTries));
+    name(static_cast<void (Class::*)(ITransferMetrics*)>(&Class::setMetrics));
+    name(static_cast<void (Class::*)(CRateLimit*)>(&Class::setRateLimit));
     name(static_cast<void (Class::*)(P<ITransferJob>)>(&Class::start));
+    name(static_cast<void (Class::*)(P<ITransferJob>, int)>(&Class::add));
     name(static_cast<void (Class::*)()>(&Class::finishOne));
     name(static_cast<void (Class::*)()>(&Class::finish));
     name(static_cast<const int*>(&Class::defaultCount));
@@ -2111,6 +2341,11 @@ void name_vexil() {
     name(static_cast<String (*)(const String&)>(&vexil::getInfoFromHTTPStatusLine));
     name(static_cast<TPathImpl<CWindowsPathTraits> (*)()>(&vexil::getRootCertBundlePath));
     name(static_cast<P<CNetRequest::IDataSource> (*)(const CNetRequest&)>(&vexil::getSendDataSource));
+    name(static_cast<CTransferTimings (*)(const CNetRequest&)>(&vexil::getTimings));
+    name(static_cast<void (*)(CNetRequest&, CSharedConnections*) noexcept>(&vexil::setSharedConnections));
+    name(static_cast<void (*)(CNetRequest&, CRateLimit*)>(&vexil::setRateLimit));
+    name(static_cast<P<CRateLimit> (*)(const CNetRequest&)>(&vexil::getRateLimit));
+    name(static_cast<void (*)(CNetRequest&, const CTransferBuffers&)>(&vexil::setTransferBuffers));
     name(static_cast<const char* (*)() noexcept>(&vexil::getVersion));
     name(static_cast<String (*)(const String&, bool)>(&vexil::urlEscape));
     name(static_cast<String (*)(const String&, bool)>(&vexil::urlUnescape));
@@ -2185,7 +2420,9 @@ void name_zet_CWindowsPathTraits() {
 
 TEST(SurfaceTest, NamesEverythingPublic) {
     name(static_cast<zet::int64 (*)(const zet::String&, bool)>(&zet::parseInt64<bool>));
+    name_sigil_CDigestType_CRC32();
     name_sigil_CDigestType_CRC32C();
+    name_sigil_CDigestType_CRC64NVME();
     name_sigil_CDigestType_MD5();
     name_sigil_CDigestType_SHA256();
     name_sigil_COpenSSLInit();
@@ -2193,6 +2430,9 @@ TEST(SurfaceTest, NamesEverythingPublic) {
     name_sigil_IDigestType();
     name_vexil_CCURLError();
     name_vexil_CCancelToken();
+    name_vexil_CPauseToken();
+    name_vexil_CSharedConnections();
+    name_vexil_CRateLimit();
     name_vexil_CNetReply();
     name_vexil_CGlobalInit();
     name_vexil_CHTTPServerHeader();
@@ -2210,6 +2450,9 @@ TEST(SurfaceTest, NamesEverythingPublic) {
     name_vexil_CNetRequest_ITransferProgress();
     name_vexil_CNetStringList();
     name_vexil_CNetStringList_CIterator();
+    name_vexil_CProxyPattern();
+    name_vexil_CProxyDecision();
+    name_vexil_CProxyRules();
     name_vexil_CProxySettings();
     name_vexil_CS3Client();
     name_vexil_CS3CopyObjectResult();
@@ -2224,6 +2467,7 @@ TEST(SurfaceTest, NamesEverythingPublic) {
     name_vexil_S3Credentials();
     name_vexil_S3Transfers();
     name_vexil_S3Options();
+    name_vexil_CS3SigningDetour();
     name_vexil_CS3SigningError();
     name_vexil_CS3ListObjectsElement();
     name_vexil_CS3ListObjectsResult();
@@ -2265,6 +2509,10 @@ TEST(SurfaceTest, NamesEverythingPublic) {
     name_vexil_CAsyncNetRequestManager();
     name_vexil_CAsyncNetRequestThread();
     name_vexil_CAsyncNetRequestThread_IProgressHandler();
+    name_vexil_CRetryBudget();
+    name_vexil_CTryLog();
+    name_vexil_ITransferMetrics();
+    name_vexil_CTransferMetrics();
     name_vexil_CRetryPolicy();
     name_vexil_ITransfer();
     name_vexil_ITransferJob();

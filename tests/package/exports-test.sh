@@ -26,7 +26,7 @@ exports_of_dll() {
         sed -nE '/^\[Ordinal\/Name Pointer\] Table/,/^$/ s/^[[:space:]]+\[ *[0-9]+\] //p' |
         c++filt |
         grep -vE '^(construction vtable for|(non-)?virtual thunk to) (zet|sigil|vexil)::' |
-        grep -vxE 'zet::String::npos|vexil::CS3Client::maxPutSize|vexil::CTransferQueue::defaultCount' |
+        grep -vxE 'zet::String::npos|vexil::CS3Client::maxPutSize|vexil::CTransferQueue::defaultCount|vexil::CTryLog::maxTries' |
         grep -vxE 'vexil::CRetryPolicy::(firstPause|maxPause|default(First)?Limit|maxBrokenTransfers)' |
         LC_ALL=C sort -u
 }

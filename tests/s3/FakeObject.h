@@ -39,7 +39,11 @@ struct ObjectCall {
     int part = 0;   ///< the number of an uploaded part
     int tries = 0;  ///< how often a request began within the same part of a download, from 1
     std::string ifMatch;
+    std::string head;  ///< request line and headers
+    bool asksForChecksum = false;
 
+    /// Path and query.
+    std::string target() const { return targetOf(head); }
     int64 index() const { return first / static_cast<int64>(partSize); }
 };
 
@@ -79,6 +83,12 @@ public:
         m_headers = headers;
     }
 
+    /// Headers of each response to a request that asks for checksums and is about the whole object.
+    void setChecksums(const std::string& headers) {
+        const std::lock_guard lock(m_mutex);
+        m_checksums = headers;
+    }
+
     std::vector<ObjectCall> calls() const {
         const std::lock_guard lock(m_mutex);
         return m_calls;
@@ -91,6 +101,14 @@ public:
         }
         std::sort(offsets.begin(), offsets.end());
         return offsets;
+    }
+    void setCalls(const std::vector<ObjectCall>& calls) {
+        const std::lock_guard lock(m_mutex);
+        m_calls = calls;
+    }
+    std::string body() const {
+        const std::lock_guard lock(m_mutex);
+        return m_body;
     }
     void forgetCalls() {
         const std::lock_guard lock(m_mutex);
@@ -106,13 +124,41 @@ public:
                std::to_string(m_body.size()) + "\r\nContent-Length: " + std::to_string(bytes.size()) +
                "\r\n\r\n" + bytes;
     }
+    /// The usual response. Also for faults.
+    std::string makeResponse(const ObjectCall& call) const {
+        const int64 size = static_cast<int64>(m_body.size());
+        if (call.method == "HEAD") {
+            const std::size_t length = call.part > 0 && !m_uploadedParts.empty()
+                                           ? m_uploadedParts.at(static_cast<std::size_t>(call.part) - 1)
+                                           : m_body.size();
+            return makeHead(call, length);
+        }
+        if (call.first == -1) {
+            return makeHead(call, m_body.size()) + m_body;
+        }
+        if (call.first >= size) {
+            return reply("416 Range Not Satisfiable", errorDocument("InvalidRange"));
+        }
+        std::string response = makePart(call.first, std::min(call.last, size - 1));
+        if (call.asksForChecksum && call.first == 0 && call.last >= size - 1) {
+            response.insert(response.find("\r\n") + 2, m_checksums);
+        }
+        return response;
+    }
+    /// For a fault: another object from the next request on.
+    void replaceNow(const std::string& body) {
+        m_body = body;
+        m_eTag = quoted(hexOf(rawMD5Of(body)));
+    }
 
 private:
     static ObjectCall read(const RecordedRequest& request) {
         ObjectCall call;
         const std::string line = request.requestLine();
+        call.head = request.head;
         call.method = line.substr(0, line.find(' '));
         call.ifMatch = request.header("if-match").value_or("");
+        call.asksForChecksum = request.header("x-amz-checksum-mode") == "ENABLED";
         if (const auto range = request.header("range")) {
             call.first = std::stoll(range->substr(6));
             call.last = std::stoll(range->substr(range->find('-') + 1));
@@ -121,6 +167,12 @@ private:
             call.part = std::stoi(line.substr(at + 11));
         }
         return call;
+    }
+
+    std::string makeHead(const ObjectCall& call, std::size_t length) const {
+        return "HTTP/1.1 200 OK\r\nETag: " + m_eTag + "\r\n" + m_headers +
+               (call.asksForChecksum && call.part == 0 ? m_checksums : "") +
+               "Content-Length: " + std::to_string(length) + "\r\n\r\n";
     }
 
     std::string handle(const RecordedRequest& request) {
@@ -145,24 +197,14 @@ private:
                        ? "HTTP/1.1 412 Precondition Failed\r\n\r\n"
                        : reply("412 Precondition Failed", errorDocument("PreconditionFailed"));
         }
-        const int64 size = static_cast<int64>(m_body.size());
-        if (call.method == "HEAD") {
-            const std::size_t length = call.part > 0 && !m_uploadedParts.empty()
-                                           ? m_uploadedParts.at(static_cast<std::size_t>(call.part) - 1)
-                                           : m_body.size();
-            return "HTTP/1.1 200 OK\r\nETag: " + m_eTag + "\r\n" + m_headers +
-                   "Content-Length: " + std::to_string(length) + "\r\n\r\n";
-        }
-        if (call.first >= size) {
-            return reply("416 Range Not Satisfiable", errorDocument("InvalidRange"));
-        }
-        return makePart(call.first, std::min(call.last, size - 1));
+        return makeResponse(call);
     }
 
     mutable std::mutex m_mutex;
     std::string m_body;
     std::string m_eTag;
     std::string m_headers;
+    std::string m_checksums;
     bool m_exists = false;
     std::vector<std::size_t> m_uploadedParts;
     Fault m_fault;

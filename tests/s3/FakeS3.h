@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tests/s3/CRC32COf.h"
 #include "tests/s3/S3TestSupport.h"
 #include "tests/support/ScriptedPeer.h"
 
@@ -29,8 +30,14 @@ inline std::string rawMD5Of(std::string_view bytes) {
     return hash;
 }
 
+/// Path and query of a request.
+inline std::string targetOf(const std::string& head) {
+    const std::size_t begin = head.find(' ') + 1;
+    return head.substr(begin, head.find(' ', begin) - begin);
+}
+
 /// An S3 service with one bucket that knows puts, uploads in parts and heads, with faults on demand. It
-/// checks each Content-MD5.
+/// checks each Content-MD5 and, on demand, each CRC32C.
 class FakeS3 {
 public:
     enum class Operation { Put, Create, Part, Complete, Abort, List, Head };
@@ -41,6 +48,10 @@ public:
         int part;   ///< its number; 0 for other operations
         int tries;  ///< how often this operation, with this part, was called, from 1
         std::size_t bodySize;
+        std::string head = "";  ///< request line and headers
+
+        /// Path and query.
+        std::string target() const { return targetOf(head); }
     };
     /// Returns a response instead of the usual one; nullopt for the usual one. Called on another thread.
     using Fault = std::function<std::optional<std::string>(const Call&)>;
@@ -62,6 +73,11 @@ public:
     void putObject(const std::string& key, const std::string& body, const std::string& eTag) {
         const std::lock_guard lock(m_mutex);
         m_objects[key] = {body, eTag};
+    }
+    /// From now on it knows x-amz-checksum-crc32c: in puts, parts, lists and completions.
+    void knowChecksums() {
+        const std::lock_guard lock(m_mutex);
+        m_knowsChecksums = true;
     }
     void forgetUploads() {
         const std::lock_guard lock(m_mutex);
@@ -158,7 +174,8 @@ private:
         const std::string target = line.substr(method.size() + 1, line.rfind(' ') - method.size() - 1);
         const std::string query = find(target, "?", '\0');
         const std::string number = find(query, "partNumber=", '&');
-        Call call{operationOf(method, query), number.empty() ? 0 : std::stoi(number), 0, request.body.size()};
+        Call call{operationOf(method, query), number.empty() ? 0 : std::stoi(number), 0, request.body.size(),
+                  request.head};
         call.tries = ++m_tries[{call.operation, call.part}];
         m_calls.push_back(call);
         if (m_fault) {
@@ -181,6 +198,10 @@ private:
         if (const auto md5 = request.header("content-md5"); md5 && *md5 != md5Of(request.body)) {
             return reply("400 Bad Request", errorDocument("BadDigest"));
         }
+        if (const auto crc = request.header("x-amz-checksum-crc32c");
+            crc && m_knowsChecksums && *crc != base64(crc32c(request.body))) {
+            return reply("400 Bad Request", errorDocument("BadDigest"));
+        }
         if (call.operation == Operation::Create) {
             const std::string made = "id" + std::to_string(++m_lastId);
             m_uploads[made];
@@ -190,7 +211,7 @@ private:
         if (call.operation == Operation::Put) {
             const std::string eTag = hexOf(rawMD5Of(request.body));
             m_objects[key] = {request.body, eTag};
-            return reply("200 OK", "", "ETag: \"" + eTag + "\"\r\n");
+            return reply("200 OK", "", "ETag: \"" + eTag + "\"\r\n" + checksumHeader(request));
         }
         if (call.operation == Operation::Head) {
             return describe(key);
@@ -202,9 +223,10 @@ private:
         switch (call.operation) {
         case Operation::Part:
             parts[call.part] = request.body;
-            return reply("200 OK", "", "ETag: \"" + hexOf(rawMD5Of(request.body)) + "\"\r\n");
+            return reply("200 OK", "",
+                         "ETag: \"" + hexOf(rawMD5Of(request.body)) + "\"\r\n" + checksumHeader(request));
         case Operation::List:
-            return list(parts);
+            return list(parts, m_knowsChecksums);
         case Operation::Abort:
             m_uploads.erase(id);
             return "HTTP/1.1 204 No Content\r\n\r\n";
@@ -222,12 +244,21 @@ private:
                "\"\r\nContent-Length: " + std::to_string(found->second.body.size()) + "\r\n\r\n";
     }
 
-    static std::string list(const Parts& parts) {
+    std::string checksumHeader(const RecordedRequest& request) const {
+        return m_knowsChecksums && request.header("x-amz-checksum-crc32c")
+                   ? "x-amz-checksum-crc32c: " + base64(crc32c(request.body)) + "\r\n"
+                   : "";
+    }
+
+    static std::string list(const Parts& parts, bool hasChecksums) {
         std::string document = "<ListPartsResult><IsTruncated>false</IsTruncated>";
         for (const auto& [number, body] : parts) {
-            document += "<Part><PartNumber>" + std::to_string(number) + "</PartNumber><ETag>\"" +
-                        hexOf(rawMD5Of(body)) + "\"</ETag><Size>" + std::to_string(body.size()) +
-                        "</Size></Part>";
+            document +=
+                "<Part><PartNumber>" + std::to_string(number) + "</PartNumber><ETag>\"" +
+                (hasChecksums ? "unknown" : hexOf(rawMD5Of(body))) + "\"</ETag><Size>" +
+                std::to_string(body.size()) + "</Size>" +
+                (hasChecksums ? "<ChecksumCRC32C>" + base64(crc32c(body)) + "</ChecksumCRC32C>" : "") +
+                "</Part>";
         }
         return reply("200 OK", document + "</ListPartsResult>");
     }
@@ -236,23 +267,33 @@ private:
                          const std::string& document) {
         Object object;
         std::string md5s;
+        std::string checksums;
         int count = 0;
         for (std::size_t at = 0; (at = document.find("<PartNumber>", at)) != std::string::npos; ++at) {
             const std::string number = find(document.substr(at), "<PartNumber>", '<');
             const std::string eTag = find(document.substr(at), "<ETag>", '<');
             const auto found = parts.find(std::stoi(number));
-            if (found == parts.end() || eTag.find(hexOf(rawMD5Of(found->second))) == std::string::npos) {
+            const std::string crc =
+                find(document.substr(at, document.find("</Part>", at) - at), "<ChecksumCRC32C>", '<');
+            const bool isKnown =
+                found != parts.end() &&
+                (eTag == "\"unknown\"" || eTag.find(hexOf(rawMD5Of(found->second))) != std::string::npos);
+            if (!isKnown || (m_knowsChecksums && crc != base64(crc32c(found->second)))) {
                 return reply("400 Bad Request", errorDocument("InvalidPart"));
             }
             object.body += found->second;
             md5s += rawMD5Of(found->second);
+            checksums += m_knowsChecksums ? crc32c(found->second) : "";
             ++count;
         }
         object.eTag = hexOf(rawMD5Of(md5s)) + "-" + std::to_string(count);
         m_objects[key] = object;
         m_uploads.erase(id);
-        return reply("200 OK", "<CompleteMultipartUploadResult><ETag>\"" + object.eTag +
-                                   "\"</ETag></CompleteMultipartUploadResult>");
+        const std::string checksum = m_knowsChecksums ? "<ChecksumCRC32C>" + base64(crc32c(checksums)) + "-" +
+                                                            std::to_string(count) + "</ChecksumCRC32C>"
+                                                      : "";
+        return reply("200 OK", "<CompleteMultipartUploadResult><ETag>\"" + object.eTag + "\"</ETag>" +
+                                   checksum + "</CompleteMultipartUploadResult>");
     }
 
     mutable std::mutex m_mutex;
@@ -263,6 +304,7 @@ private:
     std::map<std::string, Parts> m_uploads;
     std::map<std::string, Object> m_objects;
     int m_lastId = 0;
+    bool m_knowsChecksums = false;
 
 public:
     ScriptedPeer peer;  // last, because its thread uses the other members

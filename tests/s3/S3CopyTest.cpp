@@ -312,6 +312,14 @@ TEST_F(S3CopyTest, LargeObjectIsCopiedInParts) {
     EXPECT_THAT(peer.requests().at(6).body, HasSubstr("<PartNumber>3</PartNumber><ETag>\"p\"</ETag>"));
 }
 
+TEST_F(S3CopyTest, LargeCopyTellsTheSizeOfItsOwnParts) {
+    answer({headOfSource(25, "x-amz-meta-vexil-part-size: 9\r\n"), reply("200 OK", created),
+            reply("200 OK", copiedPart), reply("200 OK", copiedPart), reply("200 OK", copiedPart),
+            headOfSource(25), reply("200 OK", completed)});
+    copyLarge({.partsAbove = 24, .partSize = 10});
+    EXPECT_THAT(headAt(1), HasSubstr("\r\nx-amz-meta-vexil-part-size: 10\r\n"));
+}
+
 TEST_F(S3CopyTest, SmallObjectIsCopiedWithOneRequest) {
     answer({headOfSource(24), reply("200 OK", copied), headOfSource(0), reply("200 OK", copied)});
     EXPECT_EQ(copyLarge({.partsAbove = 24}), "\"e\"");
@@ -433,6 +441,62 @@ TEST_F(S3CopyTest, RefusedCompletionDeletesTheParts) {
             reply("200 OK", errorDocument("EntityTooSmall")), "HTTP/1.1 204 No Content\r\n\r\n"});
     EXPECT_EQ(thrownBy<CS3Error>([&] { copyLarge({.partsAbove = 0}); })->getS3Code(), "EntityTooSmall");
     EXPECT_EQ(requestLines().back(), "DELETE /b/l?uploadId=i%2Fd");
+}
+
+// ---- a completion whose response is lost -----------------------------------------------------------------
+
+const std::string md5Part =
+    "<CopyPartResult><ETag>&quot;5D41402ABC4B2A76B9719D911017C592&quot;</ETag></CopyPartResult>";
+// MD5 of the MD5 in md5Part.
+const std::string madeETag = "\"62109206880d38a4010a98e11243924a-1\"";
+const std::string noSuchUpload = reply("404 Not Found", errorDocument("NoSuchUpload"));
+
+std::string headOfTarget(const std::string& eTag) {
+    return "HTTP/1.1 200 OK\r\nETag: " + eTag + "\r\nContent-Length: 5\r\n\r\n";
+}
+
+class S3LostCompletionTest : public S3CopyTest {
+protected:
+    /// The connection ends after the completion; on the next one the upload is gone, and then follow these.
+    void loseCompletion(const std::string& part, std::vector<std::string> replies) {
+        auto first = peer.onConnection();
+        for (const std::string& text :
+             {headOfSource(5), reply("200 OK", created), reply("200 OK", part), headOfSource(5)}) {
+            first.expectRequest().reply(text);
+        }
+        first.expectRequest().replyCut("HTTP/1.1 200 OK\r\n", 10).close();
+        replies.insert(replies.begin(), noSuchUpload);
+        answer(replies);
+    }
+};
+
+TEST_F(S3LostCompletionTest, CopyThatWasMadeIsASuccess) {
+    loseCompletion(md5Part, {headOfTarget(madeETag), noSuchUpload});
+    const LogCapture log;
+    EXPECT_EQ(copyLarge({.partsAbove = 0}), String::fromUTF8(madeETag));
+    EXPECT_THAT(requestLines(),
+                ElementsAre("HEAD /a/k", "POST /b/l?uploads", "PUT /b/l?partNumber=1&uploadId=i%2Fd",
+                            "HEAD /a/k", "POST /b/l?uploadId=i%2Fd", "POST /b/l?uploadId=i%2Fd", "HEAD /b/l",
+                            "DELETE /b/l?uploadId=i%2Fd"));
+    EXPECT_THAT(log.lines(), Not(Contains(StartsWith("W: "))));
+}
+
+TEST_F(S3LostCompletionTest, AnotherObjectIsAFailure) {
+    loseCompletion(md5Part, {headOfTarget("\"62109206880d38a4010a98e11243924a-2\""), noSuchUpload});
+    EXPECT_EQ(thrownBy<CS3Error>([&] { copyLarge({.partsAbove = 0}); })->getS3Code(), "NoSuchUpload");
+}
+
+TEST_F(S3LostCompletionTest, PartsWithoutAnMD5DecideNothing) {
+    loseCompletion(copiedPart, {noSuchUpload});
+    EXPECT_EQ(thrownBy<CS3Error>([&] { copyLarge({.partsAbove = 0}); })->getS3Code(), "NoSuchUpload");
+    EXPECT_THAT(requestLines(), Not(Contains("HEAD /b/l")));
+}
+
+TEST_F(S3LostCompletionTest, ObjectThatMayNotBeReadIsAFailure) {
+    loseCompletion(md5Part, {"HTTP/1.1 403 Forbidden\r\n\r\n", noSuchUpload});
+    const LogCapture log;
+    EXPECT_EQ(thrownBy<CS3Error>([&] { copyLarge({.partsAbove = 0}); })->getS3Code(), "NoSuchUpload");
+    EXPECT_THAT(log.lines(), Contains(StartsWith("W: Whether the copy exists cannot be found out. [")));
 }
 
 TEST_F(S3CopyTest, FailureToDeleteThePartsIsLogged) {

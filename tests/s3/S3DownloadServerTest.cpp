@@ -1,16 +1,13 @@
 // Downloads in parts from a real S3 server.
-#include "tests/s3/S3TestSupport.h"
+#include "tests/s3/S3Server.h"
 #include "tests/support/GeneratedStream.h"
 #include "tests/support/PeakMemory.h"
 #include "vexil/s3/S3TransferManager.h"
 #include "zet/FileInStream.h"
-#include "zet/TimeFields.h"
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <malloc.h>
-#include <random>
 #include <vector>
 
 namespace {
@@ -25,11 +22,6 @@ using vexil::S3ContentCheck;
 constexpr int64 mebibyte = 1 << 20;
 constexpr int64 objectSize = 64 * mebibyte + 1;
 constexpr int allowedGrowth = 16 * 1024;  // KiB
-
-String environment(const char* name) {
-    const char* const value = std::getenv(name);
-    return value ? String::fromUTF8(value) : String();
-}
 
 /// Cancels after some bytes.
 class Canceller : public virtual vexil::CBase, public vexil::IS3TransferObserver {
@@ -48,33 +40,17 @@ private:
 /// With both versions of the signature. Each test has its own bucket.
 class S3DownloadServerTest : public testing::TestWithParam<int> {
 protected:
-    S3DownloadServerTest()
-        : client(environment("VEXIL_S3_ACCESS_KEY"), environment("VEXIL_S3_SECRET_KEY"), false) {
-        client.setBaseURL(environment("VEXIL_S3_ENDPOINT"));
+    S3DownloadServerTest() : client(makeServerClient()) {
         client.setSignatureVersion(GetParam());
-        const testing::TestInfo* const info = testing::UnitTest::GetInstance()->current_test_info();
-        bucket = String(std::string("download-") + info->name()).toLower();
-        bucket.replaceAll("/", "-v");
-        fs::create_directories(folder);
-    }
-    ~S3DownloadServerTest() override { fs::remove_all(folder); }
-
-    void SetUp() override {
-        request.setURL(client.getBaseURL() + request.urlEscape(bucket));
-        request.setHTTPMethod("PUT");
-        request.setSendDataSize(0);
-        const P<CNetHeaders> headers = new CNetHeaders;
-        headers->add(
-            "Date",
-            zet::CTimeFields(zet::CTime::now(), zet::CTimeFields::FieldTypeUTC).toInternetTimestamp());
-        request.setCustomHTTPHeaders(headers);
-        client.signRequest(&request);
-        request.perform();
+        bucket = makeBucketName("download-");
     }
 
-    void upload(int64 size, int64 partSize) {
+    void SetUp() override { client.createBucket(request, bucket); }
+
+    void upload(int64 size, int64 partSize, bool storesPartSize = false) {
         const P<GeneratedStream> stream = new GeneratedStream(size);
-        (void)CS3TransferManager(client, {.partSize = partSize}).upload(stream, size, bucket, "k");
+        CS3TransferManager manager(client, {.partSize = partSize, .storesPartSize = storesPartSize});
+        (void)manager.upload(stream, size, bucket, "k");
     }
     /// Throws if the file has other bytes.
     void expectFile(int64 size) const {
@@ -87,8 +63,8 @@ protected:
         }
     }
 
-    const fs::path folder =
-        fs::path(testing::TempDir()) / ("vexil-download-" + std::to_string(std::random_device()()));
+    const TestFolder testFolder{"vexil-download-server"};
+    const fs::path folder = testFolder.path;
     const fs::path path = folder / "file";
     CS3Client client;
     CNetRequest request;
@@ -138,6 +114,24 @@ TEST_P(S3DownloadServerTest, ReadsOnlyMissingPartsLater) {
     expectFile(objectSize);
 }
 
-INSTANTIATE_TEST_SUITE_P(Versions, S3DownloadServerTest, testing::Values(2, 4));
+// The gateway does not tell the sizes of parts.
+TEST_P(S3DownloadServerTest, ComparesThePartsOfTheMetadata) {
+    const int64 size = 11 * mebibyte + 1;
+    for (const bool storesPartSize : {false, true}) {
+        upload(size, 5 * mebibyte, storesPartSize);
+        const S3ContentCheck expected = storesPartSize ? S3ContentCheck::PartMD5s : S3ContentCheck::None;
+        CS3TransferManager manager(client, {.partSize = 3 * mebibyte});
+        EXPECT_EQ(manager.downloadFile(bucket, "k", path).check, expected);
+        expectFile(size);
+        EXPECT_EQ(manager.download(bucket, "k", new GeneratedStream(size)).check, expected);
+        EXPECT_EQ(client.getVerifiedObject(request, bucket, "k", new GeneratedStream(size)).check, expected);
+    }
+    upload(mebibyte, 0);
+    EXPECT_EQ(client.getVerifiedObject(request, bucket, "k", new GeneratedStream(mebibyte)).check,
+              S3ContentCheck::MD5);
+}
+
+INSTANTIATE_TEST_SUITE_P(Versions, S3DownloadServerTest, testing::Values(2, 4),
+                         testing::PrintToStringParamName());
 
 }  // namespace

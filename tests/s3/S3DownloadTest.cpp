@@ -12,6 +12,7 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <optional>
 #include <random>
 #include <thread>
 
@@ -189,6 +190,15 @@ TEST_F(S3DownloadTest, LargerObjectIsReadInParts) {
     }
 }
 
+TEST_F(S3DownloadTest, PartsShareARateLimit) {
+    settings.rateLimit = zet::make<vexil::CRateLimit>();
+    settings.rateLimit->setDownloadRate(static_cast<int64>(content.size()) * 2);
+    const auto start = std::chrono::steady_clock::now();
+    expectFile(download(), content);
+    // Less a tenth of a second and a turn.
+    EXPECT_GT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(350));
+}
+
 TEST_F(S3DownloadTest, BothVersionsAndTheirOptionsWork) {
     client.setSignatureVersion(4);
     expectFile(download({.versionId = "v1"}), content);
@@ -231,6 +241,21 @@ TEST_F(S3DownloadTest, WrongArgumentsAreRefusedBeforeAnythingIsSent) {
     EXPECT_THROW((void)manager.downloadFile("b", "k", folder / "none" / "file"), CError);
     EXPECT_THAT(object.calls(), IsEmpty());
     EXPECT_THAT(names(), IsEmpty());
+}
+
+TEST_F(S3DownloadTest, SecondDownloadToTheSameFileIsRefused) {
+    std::optional<CError> error;
+    observer->whenShown = [&] {
+        if (!error) {
+            CS3TransferManager second(client, {.partSize = partSize});
+            error = thrownBy<CError>([&] { (void)second.downloadFile("b", "k", path); });
+        }
+    };
+    expectFile(download(), content);
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getKind(), ErrorKind::Conflict);
+    EXPECT_THAT(error->getMessage().toUTF8(), StartsWith("Another process is downloading to the file '"));
+    EXPECT_EQ(object.calls().size(), 5u);
 }
 
 // ---- faults ----------------------------------------------------------------------------------------------
@@ -348,11 +373,11 @@ TEST_F(S3DownloadTest, FlippedBitIsNoticed) {
         response.back() = static_cast<char>(response.back() ^ 1);
         return call.index() == 3 ? std::optional(response) : std::nullopt;
     });
-    EXPECT_THAT(failure(ErrorKind::InvalidData, false), StartsWith("The content has the MD5 "));
+    EXPECT_THAT(failure(ErrorKind::InvalidData, false), StartsWith("The content of 'k' has the MD5 "));
     OrderedSink sink;
     CS3TransferManager manager(client, settings);
     EXPECT_THAT(transientErrorOf([&] { (void)manager.download("b", "k", &sink); }),
-                StartsWith("The content has the MD5 "));
+                StartsWith("The content of 'k' has the MD5 "));
     settings.verifiesETags = false;
     EXPECT_EQ(download().check, S3ContentCheck::None);
 }
@@ -369,7 +394,7 @@ TEST_F(S3DownloadTest, FlippedBitOfAnObjectInPartsIsNoticed) {
         response.back() = static_cast<char>(response.back() ^ 1);
         return call.index() == 3 ? std::optional(response) : std::nullopt;
     });
-    EXPECT_THAT(failure(ErrorKind::InvalidData, false), StartsWith("The content has the MD5 "));
+    EXPECT_THAT(failure(ErrorKind::InvalidData, false), StartsWith("The content of 'k' has the ETag "));
 }
 
 TEST_F(S3DownloadTest, OtherETagsAreNotCompared) {
@@ -451,7 +476,7 @@ TEST_F(S3DownloadTest, DamagedContentIsNoticed) {
         std::fstream file(partPath(), std::ios::binary | std::ios::in | std::ios::out);
         file.put('?');
     }
-    EXPECT_THAT(failure(ErrorKind::InvalidData, false), StartsWith("The content has the MD5 "));
+    EXPECT_THAT(failure(ErrorKind::InvalidData, false), StartsWith("The content of 'k' has the MD5 "));
     expectFile(download(), content);
 }
 

@@ -166,7 +166,7 @@ TEST(S3PartListDocumentTest, OtherDocumentsAreErrors) {
     EXPECT_EQ(parseErrorOf("<html/>"), begin + "unknown root element 'html'.");
     EXPECT_EQ(parseErrorOf("<ListPartsResult><IsTruncated>yes</IsTruncated></ListPartsResult>"),
               begin + "'IsTruncated' is neither true nor false, but 'yes'.");
-    for (const char* number : {"", "0", "-1", "10001", "99999999999", "one"}) {
+    for (const char* number : {"", "0", "-1", "10001", "99999999999", "-4294967295", "one"}) {
         EXPECT_EQ(parseErrorOf("<ListPartsResult><Part><PartNumber>" + std::string(number) +
                                "</PartNumber></Part></ListPartsResult>"),
                   begin + "a part without a number from 1 to 10000.")

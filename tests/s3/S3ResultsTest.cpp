@@ -621,6 +621,10 @@ TEST(S3ListObjectsResultTest, TakesCDATALiterally) {
     EXPECT_EQ(parseEncoded("<ListBucketResult>" + contents("<![CDATA[a\rb]]>") + "</ListBucketResult>")
                   ->getLastKeyBytes(),
               "a\rb");
+    const auto sections = parseEncoded("<ListBucketResult>" + contents("<![CDATA[<b>]&#1;]]>") +
+                                       contents("<![CDATA[d]]>&#1;") + "</ListBucketResult>");
+    EXPECT_THAT(keysOf(*sections), ElementsAre("<b>]&#1;"));
+    EXPECT_EQ(sections->getLastKeyBytes(), "d\1");
 }
 
 TEST(S3XmlTest, TakesTagsThatAreNoneForInvalid) {

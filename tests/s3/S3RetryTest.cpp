@@ -1,6 +1,7 @@
 // Which failures are tried again, how often, and what is logged.
 #include "tests/s3/S3WireTest.h"
 #include "vexil/async/AsyncNetRequestManager.h"
+#include "vexil/net/TransferMetrics.h"
 
 #include <stdexcept>
 
@@ -297,6 +298,133 @@ TEST_F(S3RetryTest, BrokenBodyIsNotTriedAgain) {
     const auto error = thrownBy<CCURLError>([&] { perform(); });
     ASSERT_TRUE(error);
     EXPECT_EQ(error->getCode(), CURLE_PARTIAL_FILE);
+    EXPECT_THAT(client.waits, IsEmpty());
+}
+
+TEST_F(S3RetryTest, TriesAreRecordedOnDemand) {
+    const std::string error = reply("503 Slow Down", errorDocument("SlowDown"));
+    answer({error, ok, error, error, ok});
+    EXPECT_EQ(perform(), 2);
+    EXPECT_THAT(client.getTries().getTries(), IsEmpty());
+    client.setRecordsTries(true);
+    const P<vexil::CTransferMetrics> metrics = new vexil::CTransferMetrics;
+    client.setMetrics(metrics);
+    perform();
+    const auto& tries = client.getTries().getTries();
+    ASSERT_EQ(tries.size(), 3u);
+    EXPECT_EQ(tries[1].number, 2);
+    EXPECT_EQ(tries[1].status, 503);
+    EXPECT_EQ(tries[1].curlCode, CURLE_HTTP_RETURNED_ERROR);
+    EXPECT_EQ(tries[1].message, "Amazon S3 error: message(SlowDown)");
+    EXPECT_EQ(tries[1].pause, std::chrono::milliseconds(100));
+    EXPECT_FALSE(tries[2].hasFailed);
+    EXPECT_EQ(tries[2].downloadedBytes, 5);
+    EXPECT_EQ(metrics->getRequestCount(), 3);
+    EXPECT_EQ(metrics->getRetryCount(), 2);
+    EXPECT_EQ(metrics->getErrorCount(vexil::ErrorKind::Throttled), 2);
+}
+
+TEST_F(S3RetryTest, TriesAreAttachedToTheFinalError) {
+    const std::string error = reply("500 Internal Server Error", errorDocument("InternalError"));
+    answer({error, error, error, error});
+    client.setMaxRetries(1);
+    EXPECT_THAT(
+        propsOf(*thrownBy<CS3Error>([&] { perform(); })),
+        ElementsAre("s3-resource=/b/k", "s3-requestID=id", "s3-code=InternalError", "responseCode=500"));
+    client.setRecordsTries(true);
+    const auto thrown = thrownBy<CS3Error>([&] { perform(); });
+    ASSERT_TRUE(thrown);
+    const auto tries = vexil::CTryLog::fromError(*thrown);
+    ASSERT_EQ(tries.getTries().size(), 2u);
+    EXPECT_EQ(tries.getTries()[1].status, 500);
+    EXPECT_EQ(tries.toText(), client.getTries().toText());
+    EXPECT_EQ(thrown->getS3Code(), "InternalError");
+    EXPECT_THAT(propsOf(*thrown), testing::SizeIs(5));
+}
+
+// ---- tries by a policy -----------------------------------------------------------------------------------
+
+class S3RetryPolicyTest : public S3RetryTest {
+protected:
+    S3RetryPolicyTest() {
+        client.setRetryPolicy(vexil::CRetryPolicy({.maxRetries = 3, .randomShare = 0}));
+        client.setMaxRetries(0);
+    }
+};
+
+TEST_F(S3RetryPolicyTest, PausesGrowAndOtherStatusesAreTriedAgain) {
+    answer({reply("502 Bad Gateway", "x"), reply("429 Slow", "x"),
+            reply("503 Busy", "x", "Retry-After: 2\r\n"), ok});
+    EXPECT_EQ(perform(), 4);
+    EXPECT_THAT(client.waits, ElementsAre(200, 400, 2000));
+    EXPECT_EQ(bodyOf(request), "hello");
+    EXPECT_THAT(log.lines(), testing::Contains(testing::EndsWith("(try 3). Waiting 2000ms and retrying.")));
+}
+
+TEST_F(S3RetryPolicyTest, RefusalsAreNotTriedAgainAndTriesEnd) {
+    const std::string error = reply("500 Internal Server Error", errorDocument("InternalError"));
+    answer({reply("403 Forbidden", errorDocument("AccessDenied")), error, error, error, error});
+    EXPECT_EQ(thrownBy<CS3Error>([&] { perform(); })->getS3Code(), "AccessDenied");
+    EXPECT_THAT(client.waits, IsEmpty());
+    EXPECT_EQ(thrownBy<CS3Error>([&] { perform(); })->getS3Code(), "InternalError");
+    EXPECT_THAT(client.waits, ElementsAre(200, 400, 800));
+}
+
+TEST_F(S3RetryPolicyTest, ABrokenBodyIsTriedAgainFromTheBeginning) {
+    peer.onConnection().expectRequest().replyCut(ok, ok.size() - 2).close();
+    peer.onConnection().expectRequest().reply("HTTP/1.1 200 OK\r\nContent-Le").close();
+    answer({ok});
+    const P<zet::CBufferStream> stream = new zet::CBufferStream;
+    client.getObject(request, "b", "k", 0, -1, stream);
+    EXPECT_THAT(client.waits, ElementsAre(200, 400));
+    EXPECT_EQ(stream->getBuffer()->getUsed(), 5);
+}
+
+TEST_F(S3RetryPolicyTest, AnUploadThatBrokeAfterAnInterimResponseIsSentAgain) {
+    const std::string body(4 << 20, 'x');
+    peer.onConnection().expectHead().reply("HTTP/1.1 100 Continue\r\n\r\n").expectBytes(1000).reset();
+    answer({reply("200 OK", "")});
+    client.putObject(request, "b", "k", body.data(), body.size(), "");
+    EXPECT_THAT(client.waits, ElementsAre(200));
+    ASSERT_TRUE(peer.waitForRequests(1));
+    EXPECT_EQ(peer.requests().back().body.size(), body.size());
+}
+
+/// A minute passes with each pause.
+class AgingClient : public TestClient {
+public:
+    using TestClient::TestClient;
+
+protected:
+    zet::CTime getCurrentTime() const override {
+        return zet::CTime::fromCTime(1583219109 + 60 * static_cast<int64>(waits.size()));
+    }
+};
+
+TEST_F(S3RetryPolicyTest, EachTryIsSignedAgain) {
+    AgingClient aging(peer.url(""));
+    aging.setRetryPolicy(vexil::CRetryPolicy());
+    answer({reply("500 Internal Server Error", "x"), ok});
+    aging.getObject(request, "b", "k", 0, -1);
+    const auto requests = peer.requests();
+    EXPECT_THAT(requests.at(0).head, HasSubstr("07:05:09 GMT"));
+    EXPECT_THAT(requests.at(1).head, HasSubstr("07:06:09 GMT"));
+}
+
+TEST_F(S3RetryPolicyTest, ACancelTokenEndsThePause) {
+    const P<vexil::CCancelToken> token = new vexil::CCancelToken;
+    request.setCancelToken(token);
+    client.setRetryPolicy(vexil::CRetryPolicy(
+        {.onPause = [&token](const CError&, int, vexil::CRetryPolicy::Milliseconds) { token->cancel(); }}));
+    answer({reply("500 Internal Server Error", "x")});
+    EXPECT_EQ(thrownBy<CCURLError>([&] { perform(); })->getCode(), CURLE_ABORTED_BY_CALLBACK);
+    EXPECT_THAT(client.waits, IsEmpty());
+}
+
+TEST_F(S3RetryPolicyTest, CanBeTakenBack) {
+    client.setRetryPolicy(std::nullopt);
+    answer({reply("502 Bad Gateway", "x")});
+    EXPECT_TRUE(thrownBy<CCURLError>([&] { perform(); }));
     EXPECT_THAT(client.waits, IsEmpty());
 }
 

@@ -1,5 +1,6 @@
 // All operations against a real S3 server.
-#include "tests/s3/S3TestSupport.h"
+#include "tests/s3/S3Server.h"
+
 #include "vexil/s3/S3ObjectEnum.h"
 #include "vexil/s3/S3UploadEnum.h"
 #include "vexil/s3/S3VersionEnum.h"
@@ -7,7 +8,6 @@
 #include "zet/TimeFields.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <set>
 
@@ -20,53 +20,15 @@ using vexil::CS3ObjectEnum;
 using vexil::CS3UploadEnum;
 using vexil::CS3VersionEnum;
 
-std::string environment(const char* name) {
-    const char* const value = std::getenv(name);
-    return value ? value : "";
-}
-
 String text(const std::string& utf8) {
     return String::fromUTF8(utf8);
-}
-
-bool isEncrypted() {
-    return environment("VEXIL_S3_ENDPOINT").starts_with("https:");
-}
-
-void trustServer(CNetRequest& request) {
-    if (isEncrypted()) {
-        request.setRootCertBundlePath(text(environment("VEXIL_CA")));
-    }
-}
-
-class Trust : public virtual vexil::CBase, public vexil::INetRequestSetup {
-public:
-    void setUp(CNetRequest& request) override { trustServer(request); }
-};
-
-/// with-verifying-front.py sets an endpoint with TLS and buckets in host names.
-CS3Client makeClient(const std::string& secret) {
-    CS3Client client(text(environment("VEXIL_S3_ACCESS_KEY")), text(secret), false);
-    client.setBaseURL(text(environment("VEXIL_S3_ENDPOINT")));
-    client.setMaxRetries(3);
-    if (isEncrypted()) {
-        client.setRequestSetup(new Trust);
-        client.setAddressingStyle(vexil::S3AddressingStyle::VirtualHosted);
-    }
-    return client;
-}
-
-CS3Client makeClient() {
-    return makeClient(environment("VEXIL_S3_SECRET_KEY"));
 }
 
 /// With both versions of the signature. Each test has its own bucket.
 class S3ServerTest : public testing::TestWithParam<int> {
 protected:
-    S3ServerTest() : client(makeClient()) {
-        const testing::TestInfo* const info = testing::UnitTest::GetInstance()->current_test_info();
-        bucket = text(std::string("bucket-") + info->name()).toLower();
-        bucket.replaceAll("/", "-v");
+    S3ServerTest() : client(makeServerClient()) {
+        bucket = makeBucketName("bucket-");
         client.setSignatureVersion(GetParam());
     }
 
@@ -130,6 +92,72 @@ TEST_P(S3ServerTest, StreamsThatAreReadOnceAreStored) {
         EXPECT_TRUE(get("k") == content);
         EXPECT_FALSE(request.getResponseHeaderMap().contains("content-encoding"));
     }
+}
+
+// Only the verifying front knows checksums. It returns what it has verified.
+TEST_P(S3ServerTest, PutsAreStoredWithTheirChecksums) {
+    const bool knowsChecksums = !serverSetting("VEXIL_S3_CHECKSUMS").isEmpty();
+    for (const bool isReadOnce : {false, true}) {
+        client.setUploadCheck(isReadOnce ? vexil::S3UploadCheck::WhileSending
+                                         : vexil::S3UploadCheck::BeforeSending);
+        client.setChecksumTrailer(knowsChecksums ? vexil::S3ChecksumTrailer::Always
+                                                 : vexil::S3ChecksumTrailer::AmazonOnly);
+        for (const std::string name : {"crc32c", "sha256"}) {
+            SCOPED_TRACE(name);
+            const auto checksum = name == "crc32c" ? vexil::S3Checksum::CRC32C : vexil::S3Checksum::SHA256;
+            const std::string content(100000, 'a');
+            zet::CBufferStream stream;
+            stream.write(content.data(), static_cast<int>(content.size()));
+            stream.seek(0);
+            client.putObject(request, bucket, "k", &stream, static_cast<int64>(content.size()),
+                             vexil::CS3PutOptions{.checksum = checksum});
+            EXPECT_EQ(request.getResponseHeaderMap().contains(text("x-amz-checksum-" + name)),
+                      knowsChecksums);
+            EXPECT_TRUE(get("k") == content);
+        }
+    }
+}
+
+TEST_P(S3ServerTest, AWrongChecksumIsRefused) {
+    if (serverSetting("VEXIL_S3_CHECKSUMS").isEmpty()) {
+        GTEST_SKIP() << "radosgw knows no checksums";
+    }
+    client.preparePutObjectRequest(request, bucket, "k", "hello", "");
+    request.getCustomHTTPHeaders()->add("x-amz-checksum-crc32c", "AAAAAA==");
+    client.signRequest(&request);
+    const auto error = thrownBy<CS3Error>([&] { client.performRequest(request); });
+    EXPECT_EQ(error->getS3Code(), "BadDigest");
+    EXPECT_EQ(client.getObjectSize(request, bucket, "k"), -1);
+}
+
+TEST_P(S3ServerTest, PartsAreStoredWithTheirChecksums) {
+    const bool knowsChecksums = !serverSetting("VEXIL_S3_CHECKSUMS").isEmpty();
+    client.setUploadCheck(vexil::S3UploadCheck::WhileSending);
+    client.setChecksumTrailer(knowsChecksums ? vexil::S3ChecksumTrailer::Always
+                                             : vexil::S3ChecksumTrailer::AmazonOnly);
+    const vexil::CS3PutOptions options{.checksum = vexil::S3Checksum::SHA256};
+    const String id = client.createMultipartUpload(request, bucket, "k", options);
+    vexil::TArray<vexil::CS3UploadedPart> parts;
+    std::string all;
+    for (const int number : {1, 2}) {
+        const std::string content(number == 1 ? 5 << 20 : 100, static_cast<char>('a' + number));
+        zet::CBufferStream stream;
+        stream.write(content.data(), static_cast<int>(content.size()));
+        stream.seek(0);
+        parts.push_back(client.uploadPart(request, bucket, "k", id, number, &stream,
+                                          static_cast<int64>(content.size()),
+                                          vexil::CS3PartOptions{.checksum = options.checksum}));
+        EXPECT_EQ(!parts.back().checksum.isEmpty(), knowsChecksums);
+        all += content;
+    }
+    const auto stored = client.listAllParts(request, bucket, "k", id);
+    ASSERT_EQ(stored.size(), 2u);
+    EXPECT_EQ(stored[0].checksumSHA256, parts[0].checksum);
+    (void)client.completeMultipartUpload(request, bucket, "k", id, parts, options);
+    const String composite =
+        CS3Client::readCompletedChecksum(*request.getDefaultReceiveBuffer(), options.checksum);
+    EXPECT_EQ(composite.endsWith("-2"), knowsChecksums);
+    EXPECT_TRUE(get("k") == all);
 }
 
 TEST_P(S3ServerTest, ObjectIsCopied) {
@@ -401,6 +429,36 @@ TEST_P(S3ServerTest, BucketIsMadeFoundAndDeleted) {
     EXPECT_EQ(refusal->getS3Code(), "InvalidLocationConstraint");
 }
 
+TEST_P(S3ServerTest, PresignedURLsAreValid) {
+    const std::string content = "hello";
+    for (const String& key : {String("k"), text("a b+c/%41/\xC3\xA4")}) {
+        zet::CBufferStream stream;
+        stream.write(content.data(), static_cast<int>(content.size()));
+        stream.seek(0);
+        CNetRequest plain;
+        trustServer(plain);
+        plain.setURL(client.makePresignedURL("PUT", bucket, key, std::chrono::minutes(1)));
+        plain.setHTTPMethod("PUT");
+        plain.setSendDataStream(&stream);
+        plain.setSendDataSize(stream.getSize());
+        plain.perform();
+        EXPECT_EQ(get(key), content);
+        plain.reset();
+        trustServer(plain);
+        const String url = client.makePresignedURL("GET", bucket, key, std::chrono::minutes(1));
+        plain.setURL(url);
+        plain.perform();
+        EXPECT_EQ(bodyOf(plain), content);
+        // The signature holds for one method.
+        plain.setHTTPMethod("DELETE");
+        const auto error = thrownBy<CCURLError>([&] { plain.perform(); });
+        ASSERT_TRUE(error);
+        EXPECT_EQ(error->getResponseCode(), 403);
+        EXPECT_THAT(bodyOf(plain), HasSubstr("SignatureDoesNotMatch"));
+        EXPECT_EQ(get(key), content);
+    }
+}
+
 TEST_P(S3ServerTest, OptionsTravelWithTheObject) {
     client.putObject(request, bucket, "k", "hello",
                      {.contentType = "text/x-note",
@@ -539,7 +597,7 @@ TEST_P(S3ServerTest, ManyKeysAreEnumeratedExactlyOnceInOrder) {
 }
 
 TEST_P(S3ServerTest, WrongSecretIsRefused) {
-    CS3Client stranger = makeClient("wrong");
+    CS3Client stranger = makeServerClient("wrong");
     stranger.setSignatureVersion(GetParam());
     const auto error = thrownBy<CS3Error>([&] { stranger.getObject(request, bucket, "k", 0, -1); });
     ASSERT_TRUE(error);

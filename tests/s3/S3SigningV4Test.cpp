@@ -260,6 +260,46 @@ TEST(S3CanonicalRequestTest, HasPathQueryAndHostInOneForm) {
     }
 }
 
+struct HostCase {
+    const char* authority;
+    const char* host;
+};
+
+TEST(S3CanonicalRequestTest, HasTheHostThatLibcurlSends) {
+    for (const auto& [authority, host] : std::vector<HostCase>{
+             {"h_o-s.t1", "h_o-s.t1"},
+             {"1.2.3.a:65535", "1.2.3.a:65535"},
+             {"127.0.0.1", "127.0.0.1"},
+             {"127.0.0.1:9000", "127.0.0.1:9000"},
+             {"127.0.0.1:80", "127.0.0.1"},
+             {"255.255.255.255:443", "255.255.255.255:443"},
+             {"256.0.0.1", "256.0.0.1"},
+             {"127.1", "127.0.0.1"},
+             {"1", "0.0.0.1"},
+             {"0x7f.0.0.1", "127.0.0.1"},
+             {"0127.0.0.1", "87.0.0.1"},
+             {"00.0.0.0", "0.0.0.0"},
+             {"host:0080", "host"},
+             {"host:08080", "host:8080"},
+             {"host:", "host"},
+             {"user@host:81", "host:81"},
+             {"ho%73t", "host"},
+         }) {
+        Prepared get("http://" + std::string(authority) + "/k");
+        EXPECT_THAT(get.canonicalRequest(), HasSubstr("\nhost:" + std::string(host) + "\n\nhost\n"))
+            << authority;
+    }
+}
+
+TEST(S3CanonicalRequestTest, FailsForAnAddressThatLibcurlRefuses) {
+    for (const std::string url : {"http://host:65536/k", "http://host:12a/k", "http://host:80:90/k",
+                                  "http://host/a b", "http://host/\x7F"}) {
+        Prepared get(url);
+        EXPECT_EQ(plainErrorOf([&] { CS3Client::getCanonicalRequest(&get.request); }),
+                  "Invalid Amazon S3 query URL: '" + url + "'.");
+    }
+}
+
 TEST(S3CanonicalRequestTest, HasTheUTF8BytesOfAKey) {
     Prepared get("http://host/b/Gr\xC3\xBC\xC3\x9F"
                  "e\xF0\x9F\x98\x80");

@@ -131,6 +131,22 @@ TEST_F(S3SigningV4WireTest, LearnsTheRegionOfABucketFromTheErrorDocument) {
     EXPECT_THAT(heads(5)[4], HasSubstr("/us-west-2/")) << "the caller's region counts again";
 }
 
+TEST_F(S3SigningV4WireTest, ForgetsTheRegionOfADeletedBucket) {
+    const std::string done = "HTTP/1.1 204 No Content\r\n\r\n";
+    answer({wrongRegion("eu-central-1"), refusal("409 Conflict", "BucketNotEmpty"), done, done,
+            reply("200 OK", "")});
+    v4.setMaxRetries(0);
+    EXPECT_TRUE(thrownBy<CS3Error>([&] { v4.deleteBucket(request, "b"); }));
+    v4.deleteObject(request, "b", "k");
+    v4.deleteBucket(request, "b");
+    v4.createBucket(request, "b");
+    const auto sent = heads(5);
+    EXPECT_THAT(sent[2], HasSubstr("/eu-central-1/s3/aws4_request")) << "the bucket still exists";
+    EXPECT_THAT(sent[3], HasSubstr("/eu-central-1/s3/aws4_request"));
+    EXPECT_THAT(sent[4], HasSubstr("/us-east-1/s3/aws4_request"));
+    EXPECT_EQ(peer.requests().at(4).body, "");
+}
+
 TEST_F(S3SigningV4WireTest, LearnsTheRegionFromAHeaderOfAResponseWithoutABody) {
     answer({"HTTP/1.1 400 Bad Request\r\nx-amz-bucket-region: eu-west-3\r\nContent-Length: 0\r\n\r\n",
             reply("200 OK", "")});

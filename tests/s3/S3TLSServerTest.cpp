@@ -1,5 +1,7 @@
 // The client over TLS, to a web server in front of a real S3 server.
 #include "tests/s3/S3TestSupport.h"
+#include "tests/support/GeneratedStream.h"
+#include "vexil/s3/S3TransferManager.h"
 
 #include <cstdlib>
 
@@ -98,6 +100,33 @@ TEST_F(S3TLSServerTest, KeyOfTheCustomerEncryptsTheObject) {
             client.getObject(request, bucket, "secret", 0, -1,
                              {.customerKey = {"x123456789abcdef0123456789abcdef"}});
         }));
+    }
+}
+
+/// Counts the requests whose body is not signed.
+class UnsignedBodies : public virtual vexil::CBase, public vexil::ITransferObserver {
+public:
+    void onStart(CNetRequest& request) override {
+        HeaderMap headers;
+        request.getCustomHTTPHeaders()->fillMap(headers);
+        count += headers["x-amz-content-sha256"] == "UNSIGNED-PAYLOAD" ? 1 : 0;
+    }
+
+    int count = 0;
+};
+
+TEST_F(S3TLSServerTest, LargeObjectIsStoredWithoutReadingItTwice) {
+    makeBucket();
+    constexpr int64 size = 11 << 20;
+    for (const int version : {2, 4}) {
+        client.setSignatureVersion(version);
+        const P<UnsignedBodies> observer = zet::make<UnsignedBodies>();
+        vexil::CS3TransferManager manager(client, {.partSize = 5 << 20, .requestObserver = observer});
+        const P<GeneratedStream> stream = zet::make<GeneratedStream>(size);
+        EXPECT_EQ(manager.upload(stream, size, bucket, "large").partCount, 3);
+        EXPECT_EQ(observer->count, version == 4 ? 3 : 0);
+        stream->seek(0);
+        EXPECT_EQ(manager.download(bucket, "large", stream).size, size);
     }
 }
 

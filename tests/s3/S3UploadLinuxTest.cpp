@@ -2,6 +2,7 @@
 #include "tests/s3/FakeS3.h"
 #include "tests/support/FailingAllocations.h"
 #include "tests/support/SparedXML.h"
+#include "tests/support/WorkerShortage.h"
 #include "vexil/s3/S3TransferManager.h"
 
 #include <chrono>
@@ -9,6 +10,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <random>
 #include <sys/wait.h>
@@ -129,49 +131,76 @@ TEST_F(S3UploadLinuxTest, AnotherProcessResumesAfterAKill) {
 
 // ---- no memory -------------------------------------------------------------------------------------------
 
-TEST_F(S3UploadLinuxTest, LackOfMemoryLeavesNoParts) {
-    std::ofstream(folder / "short", std::ios::binary) << content.substr(0, partSize + 1);
-    CRetryPolicy::Settings retries;
-    retries.maxRetries = 0;
-    CS3TransferSettings settings;
-    settings.partSize = partSize;
-    settings.retryPolicy = CRetryPolicy(retries);
+class S3UploadMemoryTest : public S3UploadLinuxTest {
+protected:
+    S3UploadMemoryTest() {
+        std::ofstream(folder / "short", std::ios::binary) << content.substr(0, partSize + 1);
+        CRetryPolicy::Settings retries;
+        retries.maxRetries = 0;
+        settings.partSize = partSize;
+        settings.retryPolicy = CRetryPolicy(retries);
+        settings.observer = note;
+    }
+
+    /// Lets each n-th allocation fail in turn. `check` gets whether the try has succeeded.
+    ///
+    /// Not each: a try takes some time. The steps have no common divisor with the number of allocations of a
+    /// part.
+    void sweep(Shortage shortage, long step, const std::function<void(bool isDone)>& check) {
+        int failures = 0;
+        for (long n = 1; n < manyAllocations; n += step) {
+            SCOPED_TRACE("allocation " + std::to_string(n));
+            bool isDone = false;
+            const bool haveFailed = tryOnce(n, shortage, isDone);
+            check(isDone);
+            service.forgetUploads();
+            if (HasFatalFailure()) {
+                return;
+            }
+            if (!haveFailed) {
+                ASSERT_TRUE(isDone);
+                EXPECT_GT(failures, 10);
+                return;
+            }
+            failures += isDone ? 0 : 1;
+            service.forgetCalls();
+            service.peer.clearRecords();
+        }
+        FAIL() << "there is no end of it";
+    }
+
     const P<BeginNote> note = new BeginNote;
-    settings.observer = note;
-    const LogCapture log;
-    int failures = 0;
-    // Not each: a try takes some time. The steps have no common divisor with the number of allocations of a
-    // part.
-    for (long n = 1; n < manyAllocations; n += 7) {
-        SCOPED_TRACE("allocation " + std::to_string(n));
-        const CS3Client client = makeClient(service.peer.url(""));
+
+private:
+    bool tryOnce(long n, Shortage shortage, bool& isDone) {
+        CS3Client client = makeClient(service.peer.url(""));
+        client.setRequestSetup(m_setup);
         CS3TransferManager manager(client, settings);
         note->hasBegun = false;
-        bool haveFailed = false;
-        bool isDone = false;
-        {
-            const FailingAllocations failing(n, Shortage::One);
-            try {
-                (void)manager.uploadFile(folder / "short", "b", "k");
-                isDone = true;
-            } catch (const CError&) {
-            } catch (const std::bad_alloc&) {
-            }
-            haveFailed = failing.haveFailed();
+        const FailingAllocations failing(n, shortage);
+        try {
+            (void)manager.uploadFile(folder / "short", "b", "k");
+            isDone = true;
+        } catch (const CError&) {
+        } catch (const std::bad_alloc&) {
         }
+        return failing.haveFailed();
+    }
+
+    CS3TransferSettings settings;
+    const P<vexil::INetRequestSetup> m_setup = makeShortageSetup();
+    const LogCapture m_log;
+};
+
+TEST_F(S3UploadMemoryTest, FailedAllocationLeavesNoParts) {
+    sweep(Shortage::One, 17, [this](bool) {
         // Nothing can be done if the response with the ID could not be read.
         ASSERT_LE(service.uploadCount(), note->hasBegun ? 0u : 1u);
-        service.forgetUploads();
-        if (!haveFailed) {
-            ASSERT_TRUE(isDone);
-            EXPECT_GT(failures, 50);
-            return;
-        }
-        failures += isDone ? 0 : 1;
-        service.forgetCalls();
-        service.peer.clearRecords();
-    }
-    FAIL() << "there is no end of it";
+    });
+}
+
+TEST_F(S3UploadMemoryTest, LackOfMemoryIsAnError) {
+    sweep(Shortage::FromHere, 37, [this](bool isDone) { ASSERT_FALSE(isDone && service.uploadCount() > 0); });
 }
 
 }  // namespace

@@ -1,15 +1,12 @@
 // Uploads in parts to a real S3 server.
-#include "tests/s3/S3TestSupport.h"
+#include "tests/s3/S3Server.h"
 #include "tests/support/GeneratedStream.h"
 #include "tests/support/PeakMemory.h"
 #include "vexil/s3/S3TransferManager.h"
-#include "zet/TimeFields.h"
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <malloc.h>
-#include <random>
 
 namespace {
 
@@ -23,11 +20,6 @@ using vexil::CS3UploadResult;
 constexpr int64 mebibyte = 1 << 20;
 constexpr int64 fileSize = 64 * mebibyte;
 constexpr int allowedGrowth = 16 * 1024;  // KiB
-
-String environment(const char* name) {
-    const char* const value = std::getenv(name);
-    return value ? String::fromUTF8(value) : String();
-}
 
 /// Sets the peak back to the size of now (Linux).
 void forgetPeak() {
@@ -51,30 +43,12 @@ private:
 /// With both versions of the signature. Each test has its own bucket.
 class S3UploadServerTest : public testing::TestWithParam<int> {
 protected:
-    S3UploadServerTest()
-        : client(environment("VEXIL_S3_ACCESS_KEY"), environment("VEXIL_S3_SECRET_KEY"), false),
-          stream(new GeneratedStream(fileSize)) {
-        client.setBaseURL(environment("VEXIL_S3_ENDPOINT"));
+    S3UploadServerTest() : client(makeServerClient()), stream(new GeneratedStream(fileSize)) {
         client.setSignatureVersion(GetParam());
-        const testing::TestInfo* const info = testing::UnitTest::GetInstance()->current_test_info();
-        bucket = String(std::string("upload-") + info->name()).toLower();
-        bucket.replaceAll("/", "-v");
-        fs::create_directories(folder);
+        bucket = makeBucketName("upload-");
     }
-    ~S3UploadServerTest() override { fs::remove_all(folder); }
 
-    void SetUp() override {
-        request.setURL(client.getBaseURL() + request.urlEscape(bucket));
-        request.setHTTPMethod("PUT");
-        request.setSendDataSize(0);
-        const P<CNetHeaders> headers = new CNetHeaders;
-        headers->add(
-            "Date",
-            zet::CTimeFields(zet::CTime::now(), zet::CTimeFields::FieldTypeUTC).toInternetTimestamp());
-        request.setCustomHTTPHeaders(headers);
-        client.signRequest(&request);
-        request.perform();
-    }
+    void SetUp() override { client.createBucket(request, bucket); }
 
     fs::path writeFile() const {
         const fs::path path = folder / "file";
@@ -95,8 +69,8 @@ protected:
         EXPECT_EQ(stream->getPosition(), fileSize);
     }
 
-    const fs::path folder =
-        fs::path(testing::TempDir()) / ("vexil-upload-server-" + std::to_string(std::random_device()()));
+    const TestFolder testFolder{"vexil-upload-server"};
+    const fs::path folder = testFolder.path;
     CS3Client client;
     CNetRequest request;
     String bucket;
@@ -158,6 +132,7 @@ TEST_P(S3UploadServerTest, CancelledUploadIsResumed) {
     expectStored(other.resumeUpload(manager.getResumeToken(), path));
 }
 
-INSTANTIATE_TEST_SUITE_P(Version, S3UploadServerTest, testing::Values(2, 4));
+INSTANTIATE_TEST_SUITE_P(Version, S3UploadServerTest, testing::Values(2, 4),
+                         testing::PrintToStringParamName());
 
 }  // namespace

@@ -1,6 +1,7 @@
 // Uploads of any size by CS3TransferManager.
 #include "tests/s3/FakeS3.h"
 #include "vexil/net/FunctionRequestSetup.h"
+#include "vexil/net/TransferMetrics.h"
 #include "vexil/s3/S3PartSize.h"
 #include "vexil/s3/S3TransferManager.h"
 #include "zet/BufferStream.h"
@@ -28,6 +29,8 @@ using vexil::CS3TransferManager;
 using vexil::CS3TransferSettings;
 using vexil::CS3UploadResult;
 using vexil::ErrorKind;
+using vexil::S3Checksum;
+using vexil::S3UploadCheck;
 using Call = FakeS3::Call;
 using Operation = FakeS3::Operation;
 
@@ -69,11 +72,13 @@ public:
         }
     }
     void onUploadBegun(const String& resumeToken) override { token = resumeToken; }
+    void onTries(const vexil::CTryLog& log) override { tries.push_back(log.getTries().size()); }
 
     int64 done = -1;
     int64 mostDone = -1;
     int64 total = -2;
     String token;
+    std::vector<std::size_t> tries;
     std::function<void()> whenShown;
 };
 
@@ -139,6 +144,18 @@ public:
     std::atomic<bool> isStopped{false};
     int started = 0;
     int ended = 0;
+};
+
+/// Keeps the headers of the request that is prepared first, and ends the upload.
+class PreparationObserver : public virtual vexil::CBase, public vexil::ITransferObserver {
+public:
+    void onStart(CNetRequest& request) override {
+        headers.clear();
+        request.getCustomHTTPHeaders()->fillMap(headers);
+        throw std::runtime_error("enough");
+    }
+
+    HeaderMap headers;
 };
 
 class S3UploadTest : public testing::Test {
@@ -230,6 +247,15 @@ TEST_F(S3UploadTest, LargerFileIsSentInParts) {
     EXPECT_EQ(observer->mostDone, result.size);
 }
 
+TEST_F(S3UploadTest, PartsShareARateLimit) {
+    settings.rateLimit = zet::make<vexil::CRateLimit>();
+    settings.rateLimit->setUploadRate(static_cast<int64>(content.size()) * 2);
+    const auto start = std::chrono::steady_clock::now();
+    expectStored(uploadFile(content));
+    // Less a tenth of a second and a turn.
+    EXPECT_GT(std::chrono::steady_clock::now() - start, 350ms);
+}
+
 TEST_F(S3UploadTest, OptionsGoWithTheObject) {
     CS3TransferManager manager(client, settings);
     (void)manager.uploadFile(write(content), "b", "k", {.contentType = "text/a", .storageClass = "COLD"});
@@ -238,6 +264,55 @@ TEST_F(S3UploadTest, OptionsGoWithTheObject) {
     EXPECT_EQ(requests.front().header("content-type"), "text/a");
     EXPECT_EQ(requests.front().header("x-amz-storage-class"), "COLD");
     EXPECT_EQ(requests.back().header("content-type"), "text/b");
+}
+
+TEST_F(S3UploadTest, SizeOfThePartsIsStoredOnlyOnDemandAndIfThereAreParts) {
+    const auto storedSize = [&](const auto& upload, const std::string& bytes) {
+        const std::size_t earlier = service.peer.requests().size();
+        CS3TransferManager manager(client, settings);
+        upload(manager, bytes);
+        const std::optional<std::string> size =
+            service.peer.requests().at(earlier).header("x-amz-meta-vexil-part-size");
+        return size.value_or("(none)");
+    };
+    const auto uploadOfFile = [&](CS3TransferManager& manager, const std::string& bytes) {
+        (void)manager.uploadFile(write(bytes), "b", "k", {.metadata = {{"owner", "kim"}}});
+    };
+    const auto uploadOfStream = [&](CS3TransferManager& manager, const std::string& bytes) {
+        zet::CMemoryInStream stream(bytes.data(), static_cast<int>(bytes.size()));
+        (void)manager.upload(&stream, static_cast<int64>(bytes.size()), "b", "k");
+    };
+    const auto uploadOfPipe = [&](CS3TransferManager& manager, const std::string& bytes) {
+        (void)manager.uploadStream(new Pipe(bytes), "b", "k");
+    };
+    EXPECT_EQ(storedSize(uploadOfFile, content), "(none)");
+    settings.storesPartSize = true;
+    EXPECT_EQ(storedSize(uploadOfFile, content), "5242880");
+    EXPECT_EQ(service.peer.requests().back().header("x-amz-meta-vexil-part-size"), std::nullopt);
+    EXPECT_EQ(storedSize(uploadOfStream, content), "5242880");
+    EXPECT_EQ(storedSize(uploadOfFile, "one put"), "(none)");
+    EXPECT_EQ(storedSize(uploadOfStream, "one put"), "(none)");
+    // Nobody knows whether the parts of a pipe will have to grow.
+    EXPECT_EQ(storedSize(uploadOfPipe, content), "(none)");
+}
+
+TEST_F(S3UploadTest, MetadataMustNotHaveTheNameOfTheStoredPartSize) {
+    const auto errorOf = [&](const std::string& name, const std::string& bytes) {
+        return argErrorOf([&] {
+            CS3TransferManager manager(client, settings);
+            (void)manager.uploadFile(write(bytes), "b", "k", {.metadata = {{String(name), "1"}}});
+        });
+    };
+    settings.storesPartSize = true;
+    const std::string error = "CS3TransferManager::uploadFile: the metadata must not have the name "
+                              "vexil-part-size, which storesPartSize needs";
+    EXPECT_EQ(errorOf("vexil-part-size", content), error);
+    EXPECT_EQ(errorOf("Vexil-Part-Size", "one put"), error);
+    EXPECT_EQ(service.peer.connectionCount(), 0u);
+    settings.storesPartSize = false;
+    CS3TransferManager manager(client, settings);
+    (void)manager.uploadFile(write(content), "b", "k", {.metadata = {{"vexil-part-size", "1"}}});
+    EXPECT_EQ(service.peer.requests().front().header("x-amz-meta-vexil-part-size"), "1");
 }
 
 TEST_F(S3UploadTest, NoMorePartsThanAllowedAreSentAtOnce) {
@@ -348,17 +423,60 @@ TEST_F(S3UploadTest, DemandedPauseIsKept) {
 }
 
 TEST_F(S3UploadTest, PartThatIsAlwaysStoredWronglyIsAnError) {
-    service.setFault(
-        always(Operation::Part, 2, reply("200 OK", "", "ETag: " + std::string(32, 'a') + "\r\n")));
-    try {
-        (void)uploadFile(content);
-        ADD_FAILURE() << "nothing was thrown";
-    } catch (const CError& error) {
-        EXPECT_EQ(error.getKind(), ErrorKind::InvalidData);
-        EXPECT_THAT(error.what(), HasSubstr("but the service has stored the MD5"));
+    const std::string wrong = reply("200 OK", "", "ETag: " + std::string(32, 'a') + "\r\n");
+    for (const S3UploadCheck check : {S3UploadCheck::BeforeSending, S3UploadCheck::WhileSending}) {
+        SCOPED_TRACE(static_cast<int>(check));
+        settings.uploadCheck = check;
+        service.forgetCalls();
+        // Other failures do not count.
+        service.setFault([&](const Call& call) -> std::optional<std::string> {
+            if (call.part != 2) {
+                return std::nullopt;
+            }
+            return call.tries == 2 ? refusal("503 Slow Down", "SlowDown") : wrong;
+        });
+        const auto error = thrownBy<CError>([&] { (void)uploadFile(content); });
+        EXPECT_EQ(error->getKind(), ErrorKind::InvalidData);
+        EXPECT_FALSE(vexil::isTransientError(*error));
+        EXPECT_THAT(error->what(),
+                    HasSubstr(check == S3UploadCheck::BeforeSending ? "but the service has stored the MD5"
+                                                                    : "The service has stored other bytes"));
+        EXPECT_EQ(service.countOf(Operation::Part, 2), 4);
+        expectNothingIsLeft();
     }
-    EXPECT_EQ(service.countOf(Operation::Part, 2), 3);
-    expectNothingIsLeft();
+}
+
+// Amazon demands a Content-MD5 of objects with a lock.
+TEST_F(S3UploadTest, BytesAreReadOnceOverHTTPSUnlessAnMD5MustBeSent) {
+    const P<PreparationObserver> observed = zet::make<PreparationObserver>();
+    settings.requestObserver = observed;
+    client.setSignatureVersion(4);
+    const auto sent = [&](const std::string& url, const vexil::CS3PutOptions& options = {}) {
+        client.setBaseURL(String(url));
+        CS3TransferManager manager(client, settings);
+        EXPECT_THROW((void)manager.uploadFile(write("small"), "b", "k", options), std::runtime_error);
+        return observed->headers;
+    };
+    const auto isReadOnce = [](const HeaderMap& headers) { return !headers.contains("content-md5"); };
+    EXPECT_EQ(sent("https://127.0.0.1:9").at("x-amz-content-sha256"), "UNSIGNED-PAYLOAD");
+    EXPECT_TRUE(isReadOnce(observed->headers));
+    EXPECT_FALSE(isReadOnce(sent("http://127.0.0.1:9")));
+    EXPECT_FALSE(isReadOnce(sent("https://127.0.0.1:9", {.hasLegalHold = true})));
+    EXPECT_FALSE(
+        isReadOnce(sent("https://127.0.0.1:9", {.lockMode = vexil::S3ObjectLockMode::Governance,
+                                                .lockUntil = zet::CTime::fromCTime(4'000'000'000)})));
+    EXPECT_TRUE(isReadOnce(sent("https://127.0.0.1:9"))) << "a lock counts for one object";
+    settings.uploadCheck = S3UploadCheck::BeforeSending;
+    EXPECT_FALSE(isReadOnce(sent("https://127.0.0.1:9")));
+    settings.uploadCheck = S3UploadCheck::WhileSending;
+    EXPECT_EQ(sent("http://127.0.0.1:9").at("x-amz-content-sha256"), "STREAMING-AWS4-HMAC-SHA256-PAYLOAD");
+    EXPECT_TRUE(isReadOnce(sent("https://127.0.0.1:9", {.hasLegalHold = true}))) << "as it is demanded";
+    settings.verifiesETags = false;
+    EXPECT_FALSE(isReadOnce(sent("https://127.0.0.1:9")));
+    settings.verifiesETags = true;
+    settings.uploadCheck.reset();
+    client.setUploadCheck(S3UploadCheck::WhileSending);
+    EXPECT_TRUE(isReadOnce(sent("http://127.0.0.1:9"))) << "as the client";
 }
 
 TEST_F(S3UploadTest, ETagsAreComparedOnlyIfTheyAreMeant) {
@@ -410,6 +528,26 @@ TEST_F(S3UploadTest, RetriesEnd) {
     EXPECT_EQ(error->getS3Code(), "SlowDown");
     EXPECT_EQ(service.countOf(Operation::Part, 1), 6);
     expectNothingIsLeft();
+}
+
+TEST_F(S3UploadTest, TriesAreRecordedOnDemand) {
+    const P<vexil::CTransferMetrics> metrics = new vexil::CTransferMetrics;
+    settings.recordsTries = true;
+    settings.metrics = metrics;
+    settings.parallelParts = 1;
+    service.setFault(onFirstTry(Operation::Part, 2, refusal("503 Slow Down", "SlowDown")));
+    expectStored(uploadFile(content));
+    // The begin, three parts, the end and a HEAD for the size.
+    EXPECT_THAT(observer->tries, testing::ElementsAre(1, 1, 2, 1, 1, 1));
+    EXPECT_EQ(metrics->getRequestCount(), 7);
+    EXPECT_EQ(metrics->getRetryCount(), 1);
+    EXPECT_EQ(metrics->getErrorCount(vexil::ErrorKind::Throttled), 1);
+    service.setFault(always(Operation::Part, 1, refusal("503 Slow Down", "SlowDown")));
+    const auto error = thrownBy<CS3Error>([&] { (void)uploadFile(content); });
+    const auto tries = vexil::CTryLog::fromError(*error).getTries();
+    ASSERT_EQ(tries.size(), 6u);
+    EXPECT_EQ(tries[5].status, 503);
+    EXPECT_EQ(error->getS3Code(), "SlowDown");
 }
 
 // ---- completion ------------------------------------------------------------------------------------------
@@ -748,6 +886,34 @@ TEST_F(S3ResumeTest, UploadThatIsCompleteAlreadyIsASuccess) {
     EXPECT_EQ(service.sentBytes(), 0u);
 }
 
+TEST_F(S3ResumeTest, DiscardedUploadLeavesNoParts) {
+    const String token = fail();
+    CS3TransferManager manager(client, settings);
+    manager.discardUpload(token);
+    EXPECT_EQ(service.uploadCount(), 0u);
+    // The service does not know it any more.
+    manager.discardUpload(token);
+    EXPECT_EQ(service.countOf(Operation::Abort), 2);
+    EXPECT_EQ(thrownBy<CS3Error>([&] { (void)resume(token); })->getS3Code(), "NoSuchUpload");
+}
+
+TEST_F(S3ResumeTest, TokenOfADiscardedUploadIsForgotten) {
+    const fs::path path = write(content);
+    settings.keepsForResume = true;
+    service.setFault(always(Operation::Complete, 0, refusal("403 Forbidden", "AccessDenied")));
+    CS3TransferManager manager(client, settings);
+    EXPECT_THROW((void)manager.uploadFile(path, "b", "k"), CS3Error);
+    service.setFault(always(Operation::Abort, 0, refusal("403 Forbidden", "AccessDenied")));
+    EXPECT_EQ(thrownBy<CS3Error>([&] { manager.discardUpload(manager.getResumeToken()); })->getS3Code(),
+              "AccessDenied");
+    EXPECT_EQ(manager.getResumeToken(), observer->token);
+    service.setFault(nullptr);
+    manager.discardUpload(manager.getResumeToken());
+    EXPECT_EQ(manager.getResumeToken(), "");
+    EXPECT_EQ(argErrorOf([&] { manager.discardUpload(manager.getResumeToken()); }),
+              "CS3TransferManager::discardUpload: the text is not a whole resume token of an upload");
+}
+
 TEST_F(S3ResumeTest, OtherTextsAreRefused) {
     const std::string token = fail().toUTF8();
     const std::string place = "CS3TransferManager::resumeUpload: ";
@@ -792,6 +958,94 @@ TEST_F(S3UploadTest, WrongArgumentsAreRefused) {
     EXPECT_THAT(argErrorOf([&] { (void)large.uploadStream(new Pipe(""), "b", "k"); }),
                 StartsWith("CS3TransferManager::uploadStream: partSize must not exceed 1073741824 "));
     EXPECT_EQ(service.peer.connectionCount(), 0u);
+}
+
+// ---- checksums --------------------------------------------------------------------------------------------
+
+class S3UploadChecksumTest : public S3ResumeTest {
+protected:
+    S3UploadChecksumTest() { service.knowChecksums(); }
+
+    CS3UploadResult store(const std::string& bytes) {
+        CS3TransferManager manager(client, settings);
+        return manager.uploadFile(write(bytes), "b", "k", {.checksum = S3Checksum::CRC32C});
+    }
+    std::string composite() const {
+        const std::string_view bytes = content;
+        return base64(crc32c(crc32c(bytes.substr(0, partSize)) + crc32c(bytes.substr(partSize, partSize)) +
+                             crc32c(bytes.substr(2 * partSize)))) +
+               "-3";
+    }
+    static std::string completion(const std::string& checksum) {
+        return reply("200 OK", "<CompleteMultipartUploadResult><ETag>\"e\"</ETag><ChecksumCRC32C>" +
+                                   checksum + "</ChecksumCRC32C></CompleteMultipartUploadResult>");
+    }
+};
+
+TEST_F(S3UploadChecksumTest, PartsAndObjectAreCompared) {
+    const CS3UploadResult result = store(content);
+    expectStored(result);
+    EXPECT_EQ(result.checksum.toUTF8(), composite());
+    EXPECT_THAT(service.calls().at(0).head, HasSubstr("x-amz-checksum-algorithm: CRC32C\r\n"));
+}
+
+TEST_F(S3UploadChecksumTest, SmallObjectsHaveTheirChecksum) {
+    EXPECT_EQ(store("hello").checksum.toUTF8(), base64(crc32c("hello")));
+}
+
+TEST_F(S3UploadChecksumTest, OtherBytesOfAPartAreSentAgain) {
+    service.setFault([](const Call& call) -> std::optional<std::string> {
+        const bool isMeant = call.operation == Operation::Part && call.part == 2 && call.tries <= 2;
+        return isMeant ? std::optional(
+                             reply("200 OK", "", "ETag: \"kms\"\r\nx-amz-checksum-crc32c: AAAAAA==\r\n"))
+                       : std::nullopt;
+    });
+    expectStored(store(content));
+    EXPECT_EQ(service.countOf(Operation::Part, 2), 3);
+}
+
+TEST_F(S3UploadChecksumTest, APartThatStaysWrongEndsTheUpload) {
+    service.setFault(always(Operation::Part, 2,
+                            reply("200 OK", "", "ETag: \"kms\"\r\nx-amz-checksum-crc32c: AAAAAA==\r\n")));
+    const auto error = thrownBy<CError>([&] { (void)store(content); });
+    EXPECT_EQ(error->getKind(), ErrorKind::InvalidData);
+    EXPECT_THAT(error->getMessage().toUTF8(), HasSubstr("stored is AAAAAA=="));
+    EXPECT_EQ(service.countOf(Operation::Part, 2), 3);
+    expectNothingIsLeft();
+}
+
+TEST_F(S3UploadChecksumTest, AnotherChecksumOfTheObjectIsAnError) {
+    service.setLoss(always(Operation::Complete, 0, completion("AAAAAA==-3")));
+    const auto error = thrownBy<CError>([&] { (void)store(content); });
+    EXPECT_EQ(error->getKind(), ErrorKind::InvalidData);
+    EXPECT_EQ(error->getMessage().toUTF8(),
+              "The object has the CRC32C AAAAAA==-3, but its parts should make " + composite() + ".");
+}
+
+TEST_F(S3UploadChecksumTest, ResumedUploadComparesTheChecksumsOfStoredParts) {
+    settings.keepsForResume = true;
+    settings.parallelParts = 1;
+    service.setFault(always(Operation::Part, 3, refusal("403 Forbidden", "AccessDenied")));
+    EXPECT_THROW((void)store(content), CS3Error);
+    const String token = observer->token;
+    EXPECT_THAT(token.toUTF8(), HasSubstr("checksum=CRC32C"));
+    service.setFault(nullptr);
+    service.forgetCalls();
+    service.changePart(1, std::string(partSize, 'x'));
+    const CS3UploadResult result = resume(token);
+    expectStored(result);
+    EXPECT_EQ(result.checksum.toUTF8(), composite());
+    EXPECT_EQ(service.countOf(Operation::Part, 1), 1) << "it was another one";
+    EXPECT_EQ(service.countOf(Operation::Part, 2), 0) << "its checksum is right, although its ETag is no MD5";
+}
+
+TEST_F(S3UploadChecksumTest, ServicesWithoutChecksumsGetNoneAtTheCompletion) {
+    FakeS3 plain;
+    client.setBaseURL(String(plain.peer.url("")));
+    const CS3UploadResult result = store(content);
+    EXPECT_EQ(result.checksum, "");
+    EXPECT_TRUE(plain.object("k") == content);
+    EXPECT_THAT(plain.peer.requests().at(4).body, testing::Not(HasSubstr("Checksum")));
 }
 
 }  // namespace

@@ -152,6 +152,7 @@ def check_chunks(tool):
         body = bytes.fromhex(digits)
         headers = email.message.Message()
         headers["Authorization"] = authorization
+        headers["x-amz-content-sha256"] = verifying_s3.STREAMING
         headers["x-amz-decoded-content-length"] = str(len(content))
         if is_refused(front, headers, timestamp, body):
             raise SystemExit("%d bytes in chunks are refused" % len(content))

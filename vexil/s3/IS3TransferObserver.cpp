@@ -8,4 +8,6 @@ void IS3TransferObserver::onProgress(int64, int64) {}
 
 void IS3TransferObserver::onUploadBegun(const String&) {}
 
+void IS3TransferObserver::onTries(const CTryLog&) {}
+
 }  // namespace vexil

@@ -2,6 +2,7 @@
 
 #include "vexil/BaseTypes.h"
 #include "vexil/Export.h"
+#include "vexil/net/TryLog.h"
 
 namespace vexil {
 
@@ -21,6 +22,9 @@ public:
     /// Called when an upload in parts has begun that can be resumed, before the first part is sent. Store the
     /// text if the upload is to be resumed even after the process was killed. It contains no secrets.
     virtual void onUploadBegun(const String& resumeToken);
+    /// Called when a request of the transfer has ended for good, with all of its tries:
+    /// CS3TransferSettings::recordsTries.
+    virtual void onTries(const CTryLog& tries);
 
 protected:
     ~IS3TransferObserver() override;

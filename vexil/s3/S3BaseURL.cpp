@@ -12,10 +12,6 @@ namespace vexil {
 
 namespace {
 
-struct CurlURLDeleter {
-    void operator()(CURLU* url) const noexcept { curl_url_cleanup(url); }
-};
-
 std::string getPart(CURLU* url, CURLUPart part) {
     char* text = nullptr;
     if (curl_url_get(url, part, &text, 0) != CURLUE_OK) {
@@ -54,7 +50,7 @@ const char* findBaseURLFault(const String& url) {
         return "base URL must contain a host";
     }
     CGlobalInit::get();
-    const std::unique_ptr<CURLU, CurlURLDeleter> parts(curl_url());
+    const CurlURL parts(curl_url());
     if (!parts) {
         throw std::bad_alloc();
     }

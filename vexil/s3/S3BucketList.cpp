@@ -9,15 +9,16 @@ namespace vexil {
 
 namespace {
 
-CS3Bucket readBucket(const CS3ResultDocument& document, const wxXmlNode* node) {
+CS3Bucket readBucket(const CS3ResultDocument& document, const CS3XmlElement& node) {
     CS3Bucket bucket;
-    forEachXmlChild(node, [&bucket](const String& name, const wxXmlNode* child) {
+    node.forEachChild([&bucket](const CS3XmlElement& child) {
+        const std::string_view name = child.getName();
         if (name == "Name") {
-            bucket.name = getXmlWholeText(child);
+            bucket.name = child.getWholeText();
         } else if (name == "CreationDate") {
-            bucket.creationDate = getXmlWholeText(child);
+            bucket.creationDate = child.getWholeText();
         } else if (name == "BucketRegion") {
-            bucket.region = getXmlWholeText(child);
+            bucket.region = child.getWholeText();
         }
     });
     if (bucket.name.isEmpty()) {
@@ -31,17 +32,20 @@ CS3Bucket readBucket(const CS3ResultDocument& document, const wxXmlNode* node) {
 CS3BucketList::CS3BucketList(std::string_view text) {
     const CS3ResultDocument document(text, "list buckets", "ListAllMyBucketsResult", maxListingBytes);
     m_token = document.findText("ContinuationToken");
-    forEachXmlChild(document.getRoot(), [&](const String& name, const wxXmlNode* child) {
+    document.getRoot().forEachChild([&](const CS3XmlElement& child) {
+        const std::string_view name = child.getName();
         if (name == "Owner") {
-            forEachXmlChild(child, [this](const String& part, const wxXmlNode* node) {
+            child.forEachChild([this](const CS3XmlElement& node) {
+                const std::string_view part = node.getName();
                 if (part == "ID") {
-                    m_ownerId = getXmlWholeText(node);
+                    m_ownerId = node.getWholeText();
                 } else if (part == "DisplayName") {
-                    m_ownerName = getXmlWholeText(node);
+                    m_ownerName = node.getWholeText();
                 }
             });
         } else if (name == "Buckets") {
-            forEachXmlChild(child, [&](const String& part, const wxXmlNode* node) {
+            child.forEachChild([&](const CS3XmlElement& node) {
+                const std::string_view part = node.getName();
                 if (part == "Bucket") {
                     m_buckets.push_back(readBucket(document, node));
                 }

@@ -1,7 +1,7 @@
 #include "vexil/s3/S3ChunkSigner.h"
 
 #include "sigil/Digest.h"
-#include "sigil/Hex.h"
+#include "vexil/s3/S3HexDigit.h"
 
 #include <array>
 #include <cstdio>
@@ -12,6 +12,8 @@ namespace {
 
 constexpr char emptyHash[] = "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855";
 constexpr int64 signatureDigits = 64;
+constexpr int64 lineEndSize = 2;
+constexpr char trailerSignature[] = "x-amz-trailer-signature:";
 
 std::string makeHexSize(int64 size) {
     std::array<char, 32> text;
@@ -29,7 +31,7 @@ std::string calcHash(const void* data, int size) {
     digest->update(data, size);
     TBuffer<unsigned char> hash;
     digest->finish(hash);
-    return sigil::hexEncode(hash).toUTF8();
+    return makeHexText(hash);
 }
 
 }  // namespace
@@ -39,11 +41,41 @@ int64 CS3ChunkSigner::getEncodedSize(int64 size) {
     return size / chunkSize * getChunkSize(chunkSize) + (rest > 0 ? getChunkSize(rest) : 0) + getChunkSize(0);
 }
 
+int64 CS3ChunkSigner::getUnsignedSize(int64 size, int64 trailerSize) {
+    const auto getSize = [](int64 bytes) {
+        return static_cast<int64>(makeHexSize(bytes).size()) + 2 * lineEndSize + bytes;
+    };
+    const int64 rest = size % chunkSize;
+    return size / chunkSize * getSize(chunkSize) + (rest > 0 ? getSize(rest) : 0) + getSize(0) + trailerSize +
+           lineEndSize;
+}
+
+int64 CS3ChunkSigner::getTrailerSize(int64 trailerSize) {
+    static constexpr int64 nameSize = sizeof(trailerSignature) - 1;
+    return trailerSize + lineEndSize + nameSize + signatureDigits + lineEndSize;
+}
+
+std::string CS3ChunkSigner::makeUnsignedLine(int size) {
+    return makeHexSize(size) + "\r\n";
+}
+
 std::string CS3ChunkSigner::signChunk(const void* data, int size) {
-    const std::string text = "AWS4-HMAC-SHA256-PAYLOAD\n" + m_seed.timestamp + "\n" + m_seed.scope + "\n" +
-                             m_previous + "\n" + emptyHash + "\n" + calcHash(data, size);
-    m_previous = sigil::hexEncode(m_seed.key->key.calc(text)).toUTF8();
-    return makeHexSize(size) + ";chunk-signature=" + m_previous + "\r\n";
+    return makeHexSize(size) +
+           ";chunk-signature=" + sign("PAYLOAD", std::string(emptyHash) + "\n" + calcHash(data, size)) +
+           "\r\n";
+}
+
+std::string CS3ChunkSigner::signTrailer(const std::string& line) {
+    const std::string signedLine = line + "\n";
+    return line + "\r\n" + trailerSignature +
+           sign("TRAILER", calcHash(signedLine.data(), static_cast<int>(signedLine.size()))) + "\r\n";
+}
+
+std::string CS3ChunkSigner::sign(const std::string& kind, const std::string& hashes) {
+    const std::string text = "AWS4-HMAC-SHA256-" + kind + "\n" + m_seed.timestamp + "\n" + m_seed.scope +
+                             "\n" + m_previous + "\n" + hashes;
+    m_previous = makeHexText(m_seed.key->key.calc(text));
+    return m_previous;
 }
 
 }  // namespace vexil

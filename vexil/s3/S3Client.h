@@ -2,15 +2,19 @@
 
 #include "vexil/BaseTypes.h"
 #include "vexil/Export.h"
+#include "vexil/net/ITransferMetrics.h"
 #include "vexil/net/NetHeaders.h"
 #include "vexil/net/NetRequest.h"
 #include "vexil/net/NetRequestSetup.h"
+#include "vexil/net/RetryPolicy.h"
+#include "vexil/net/TryLog.h"
 #include "vexil/s3/S3BucketList.h"
 #include "vexil/s3/S3CopyOptions.h"
 #include "vexil/s3/S3CopySource.h"
 #include "vexil/s3/S3Credentials.h"
 #include "vexil/s3/S3CredentialsProvider.h"
 #include "vexil/s3/S3DeleteResult.h"
+#include "vexil/s3/S3DownloadResult.h"
 #include "vexil/s3/S3GetOptions.h"
 #include "vexil/s3/S3ListObjectsResult.h"
 #include "vexil/s3/S3ListObjectsV2Result.h"
@@ -18,6 +22,7 @@
 #include "vexil/s3/S3ListingQuery.h"
 #include "vexil/s3/S3Multipart.h"
 #include "vexil/s3/S3PartList.h"
+#include "vexil/s3/S3PartOptions.h"
 #include "vexil/s3/S3PutOptions.h"
 #include "vexil/s3/S3SigningOptions.h"
 #include "vexil/s3/S3UploadList.h"
@@ -26,10 +31,12 @@
 #include "zet/Time.h"
 #include "zet/TimeSpan.h"
 
+#include <chrono>
 #include <concepts>
 #include <cstddef>
 #include <exception>
 #include <memory>
+#include <optional>
 #include <ranges>
 #include <span>
 #include <string>
@@ -48,6 +55,7 @@ struct CS3ObjectRange;
 struct CS3PreparedKey;
 struct CS3RequestToSign;
 struct CS3SigningKeys;
+struct CS3Verification;
 
 /// A temporary object that owns text or bytes.
 template <class Data>
@@ -178,9 +186,33 @@ public:
     ///
     /// A stream that cannot seek is sent once: a failure after its first byte is thrown without another try.
     void setUploadCheck(S3UploadCheck check) { m_uploadCheck = check; }
+    /// Which services get the checksum of CS3PutOptions in a trailer if the body is read once. Default
+    /// S3ChecksumTrailer::AmazonOnly. Has no effect with version 2 and on anonymous requests.
+    void setChecksumTrailer(S3ChecksumTrailer trailer) { m_checksumTrailer = trailer; }
+    /// True if a body that is read once carries its checksum in a trailer.
+    [[nodiscard]] bool sendsChecksumTrailers() const noexcept {
+        return isVersion4() && !m_isAnonymous &&
+               (m_isAmazon || m_checksumTrailer == S3ChecksumTrailer::Always);
+    }
 
     /// Sets how often an operation is tried again after its first failure. Default 50; 0 and less: never.
     void setMaxRetries(int count) { m_maxRetries = count; }
+    /// Tries again as a policy says, instead of by the fixed rule of performRequest() and setMaxRetries():
+    /// also transfers that broke after an interim response (100) or inside a successful response (200), and
+    /// responses that ended within their headers, with growing pauses and Retry-After. Each try is signed
+    /// again. An output stream that has received something must be able to seek. A cancel token of the
+    /// request ends a pause at once. nullopt, the default, for the fixed rule.
+    void setRetryPolicy(std::optional<CRetryPolicy> policy) { m_retryPolicy = std::move(policy); }
+    /// Keeps a record of all tries of each operation: getTries(), and the property "tries" of its error
+    /// (CTryLog::fromError()). Default false. The record is that of performRequest(), so copyObject() within
+    /// a bucket and a performRequest() of a derived class have none.
+    void setRecordsTries(bool records) { m_recordsTries = records; }
+    /// The tries of the last request of the last operation, also after a failure; without tries unless
+    /// setRecordsTries() is set.
+    [[nodiscard]] const CTryLog& getTries() const noexcept { return m_tries; }
+    /// Counts the tries of performRequest() in the metrics of the program. Null, the default, for none. A
+    /// reference is kept, also by copies of the client.
+    void setMetrics(ITransferMetrics* metrics) { m_metrics = metrics; }
     /// Records the verbose log of every prepared request (CNetRequest::setVerbose). Default false.
     void setPrintDebugInfo(bool print) { m_printDebugInfo = print; }
     /// Checks the server's certificate (CNetRequest::setSSLVerifyPeer). Default true. The host name is
@@ -456,6 +488,24 @@ public:
                    int64 length, zet::IOutStream* data, const CS3GetOptions& options);
     /// @}
 
+    /// Reads a whole object into a stream as getObject() does, and compares the bytes with the best value
+    /// that the service tells: its SHA-256, its MD5 (as the ETag), its CRC32C, or one of these of the parts
+    /// with which it was uploaded. It asks for checksums (CS3GetOptions::asksForChecksum), and does not
+    /// depend on setVerifyETag(). For large objects use CS3TransferManager::downloadFile().
+    ///
+    /// The size of the parts is that of the metadata "vexil-part-size"
+    /// (CS3TransferSettings::storesPartSize). Otherwise two HEADs ask for it, and the object is requested
+    /// again, only if its ETag is still the same. If it remains unknown, nothing is compared:
+    /// CS3DownloadResult::check tells that. **The bytes that the stream got are right only if this function
+    /// returns.**
+    /// \param data  not null
+    /// \throws CInvalidArgError also for a part number
+    /// \throws CError of ErrorKind::InvalidData if the content is another one; it names the object and both
+    ///         values
+    /// \throws CS3Error also if the object is replaced between two requests: see isPreconditionFailed()
+    CS3DownloadResult getVerifiedObject(CNetRequest& request, const String& bucket, const String& object,
+                                        zet::IOutStream* data, const CS3GetOptions& options = {});
+
     /// Requests an object's headers (HEAD).
     void prepareGetObjectHeadersRequest(CNetRequest& request, const String& bucket, const String& object);
     /// \return the response headers by lower-case name; a reference into the request, valid until its next
@@ -635,6 +685,25 @@ public:
 
     /// @{
 
+    /// The same with options, which may be written in braces: `{.checksum = S3Checksum::CRC32C}`. The result
+    /// is what completeMultipartUpload() needs. Begin the upload with the same checksum (CS3PutOptions).
+    /// \throws CInvalidArgError for an option that cannot be used
+    template <std::same_as<CS3PartOptions> Options = CS3PartOptions>
+    void prepareUploadPartRequest(CNetRequest& request, const String& bucket, const String& object,
+                                  const String& uploadId, int partNumber, zet::IInStream* data, int64 size,
+                                  const Options& options) {
+        preparePart(request, bucket, object, {uploadId, partNumber, options}, data, size);
+    }
+    template <std::same_as<CS3PartOptions> Options = CS3PartOptions>
+    CS3UploadedPart uploadPart(CNetRequest& request, const String& bucket, const String& object,
+                               const String& uploadId, int partNumber, zet::IInStream* data, int64 size,
+                               const Options& options) {
+        return storePart(request, bucket, object, {uploadId, partNumber, options}, data, size);
+    }
+    /// @}
+
+    /// @{
+
     /// Makes the object of its parts. It may take minutes: the service may send white space until it is done.
     ///
     /// If the connection fails, the object may exist nevertheless. A further try then fails with the code
@@ -651,8 +720,11 @@ public:
 
     /// @{
 
-    /// The same with the options of the beginning. Only its conditions and the customer key are sent.
-    /// If a condition is not met, the parts still exist: see isPreconditionFailed().
+    /// The same with the options of the beginning. Only its conditions and the customer key are sent, and the
+    /// checksums of the parts. If a condition is not met, the parts still exist: see isPreconditionFailed().
+    /// \throws CInvalidArgError also for a part with a checksum if the options have none
+    /// \throws CError if all parts have a checksum and the service returns another one for the object, which
+    ///         then exists
     void prepareCompleteMultipartUploadRequest(CNetRequest& request, const String& bucket,
                                                const String& object, const String& uploadId,
                                                const TArray<CS3UploadedPart>& parts,
@@ -714,6 +786,9 @@ public:
     /// \throws the errors of the operations
     [[nodiscard]] static String readUploadID(const TBuffer<unsigned char>& body);
     [[nodiscard]] static String readCompletedETag(const TBuffer<unsigned char>& body);
+    /// \return in base64, "-" and the number of the parts; "" if the service sends none of this kind
+    [[nodiscard]] static String readCompletedChecksum(const TBuffer<unsigned char>& body,
+                                                      S3Checksum checksum);
     [[nodiscard]] static String readCopiedETag(const TBuffer<unsigned char>& body);
     [[nodiscard]] static String readCopiedPartETag(const TBuffer<unsigned char>& body);
     [[nodiscard]] static TMap<String, String> readObjectTags(const TBuffer<unsigned char>& body);
@@ -798,7 +873,8 @@ public:
     /// @{
 
     /// Deletes a bucket, which must be empty (BucketNotEmpty): without objects, versions and, for some
-    /// services, uploads in progress. A further try may find that it does not exist.
+    /// services, uploads in progress. A further try may find that it does not exist. deleteBucket() forgets
+    /// the region that the client has learnt for the bucket.
     void prepareDeleteBucketRequest(CNetRequest& request, const String& bucket);
     void deleteBucket(CNetRequest& request, const String& bucket);
     /// @}
@@ -998,8 +1074,16 @@ private:
 
     /// The hashes of a body, as its headers have them.
     struct CBodyHashes {
-        String contentMD5;  ///< "" if it is computed while the body is sent
-        String payload;     ///< x-amz-content-sha256; "" with version 2
+        String contentMD5;                        ///< "" if it is computed while the body is sent
+        String payload;                           ///< x-amz-content-sha256; "" with version 2
+        std::pair<String, String> checksum = {};  ///< a header; "" for none
+    };
+
+    /// What is computed from a body beside its MD5.
+    struct CBodyDigests {
+        P<sigil::IDigest> payload;  ///< null if it is not signed
+        S3Checksum kind;
+        P<sigil::IDigest> checksum;  ///< null for none; may be `payload`
     };
 
     /// The body of a put from a stream.
@@ -1008,6 +1092,12 @@ private:
         int64 size;         ///< as it is sent
         int64 decodedSize;  ///< without the framing of chunks; -1 if it is not sent in chunks
         CBodyHashes hashes;
+    };
+
+    struct CPart {
+        const String& uploadId;
+        int number;
+        const CS3PartOptions& options;
     };
 
     // It continues a listing after a key that is not valid text.
@@ -1056,6 +1146,10 @@ private:
                              const CS3PutOptions& options);
     String createUpload(CNetRequest& request, const String& bucket, const String& object,
                         const CS3PutOptions& options);
+    void preparePart(CNetRequest& request, const String& bucket, const String& object, const CPart& part,
+                     zet::IInStream* data, int64 size);
+    CS3UploadedPart storePart(CNetRequest& request, const String& bucket, const String& object,
+                              const CPart& part, zet::IInStream* data, int64 size);
     /// An object that is made of copied parts.
     struct CCopyTarget {
         const String& bucket;
@@ -1066,6 +1160,9 @@ private:
     String performCopy(CNetRequest& request, String (*readETag)(const TBuffer<unsigned char>&));
     String copyInParts(CNetRequest& request, const CS3CopySource& source, int64 size,
                        const CCopyTarget& target);
+    String completeCopy(CNetRequest& request, const CCopyTarget& target, const String& uploadId,
+                        const TArray<CS3UploadedPart>& parts);
+    String findCopy(CNetRequest& request, const CCopyTarget& target, const TArray<CS3UploadedPart>& parts);
     void abortAfterFailure(CNetRequest& request, const CCopyTarget& target, const String& uploadId);
     void checkSourceIsUnchanged(CNetRequest& request, const CS3CopySource& source);
     void warnOfLostTags(CNetRequest& request, const CCopyTarget& target);
@@ -1075,17 +1172,23 @@ private:
                                               const String& object, const CS3ObjectRange& range,
                                               zet::IOutStream* data, const P<sigil::IDigest>& digest,
                                               const CS3GetOptions& options);
-    void performPut(CNetRequest& request);
+    void performGet(CNetRequest& request, const CS3ObjectSink& sink, int64 length);
+    bool getAndHash(CNetRequest& request, const String& bucket, const String& object, zet::IOutStream* data,
+                    const CS3GetOptions& options, CS3Verification& verification);
+    void performPut(CNetRequest& request, S3Checksum checksum);
     void setDocument(CNetRequest& request, CNetHeaders& headers, const std::string& document);
-    CBodyHashes calcBodyHashes(const void* data, int size);
-    CBodyHashes calcBodyHashes(CNetRequest::IDataSource& source);
+    CBodyHashes calcBodyHashes(const void* data, int size, S3Checksum checksum = S3Checksum::None);
+    CBodyHashes calcBodyHashes(CNetRequest::IDataSource& source, S3Checksum checksum);
     P<sigil::IDigest> makePayloadDigest() const;
-    CBodyHashes finishBodyHashes(sigil::IDigest* payload);
+    CBodyDigests makeBodyDigests(S3Checksum checksum);
+    void updateBodyDigests(const CBodyDigests& digests, const void* data, int size);
+    CBodyHashes finishBodyHashes(const CBodyDigests& digests);
     void checkPayloadSigning(const char* place) const;
     bool isSecure() const { return m_baseURL.startsWithNoCase("https:"); }
     bool isReadOnce() const noexcept;
     bool isSentInChunks() const;
-    CUploadBody makeUploadBody(zet::IInStream* data, int64 size, const String& name);
+    bool sendsChecksums() const noexcept { return !isReadOnce() || sendsChecksumTrailers(); }
+    CUploadBody makeUploadBody(zet::IInStream* data, int64 size, const String& name, S3Checksum checksum);
     String getSentEncoding(const CUploadBody& body, const String& contentEncoding) const;
     void setUploadBody(CNetRequest& request, const CUploadBody& body);
     void signChunks(CNetRequest& request, const CS3RequestToSign& parts, const String& authorization) const;
@@ -1096,6 +1199,11 @@ private:
     String findBucket(const String& url) const;
     String findRegionOfURL(const String& url) const;
     zet::CTime getSigningTime() const;
+    std::optional<std::chrono::milliseconds> decidePause(CNetRequest& request, const CError& error, int tries,
+                                                         CRetryPolicy::Failures& failures);
+    std::optional<std::chrono::milliseconds> decidePauseOfPolicy(CNetRequest& request, const CError& error,
+                                                                 CRetryPolicy::Failures& failures);
+    void pauseBeforeRetry(const CNetRequest& request, std::chrono::milliseconds pause);
     bool learnRegion(CNetRequest& request);
     bool learnClock(const CNetRequest& request);
     std::pair<String, String> makeTimeHeader() const;
@@ -1109,6 +1217,10 @@ private:
     std::string m_secretKeyUTF8;
     std::shared_ptr<const CS3PreparedKey> m_lastKey;  // of the last signature; copies share it
     int m_maxRetries = 50;
+    std::optional<CRetryPolicy> m_retryPolicy;
+    bool m_recordsTries = false;
+    CTryLog m_tries;
+    P<ITransferMetrics> m_metrics;
     bool m_printDebugInfo = false;
     bool m_sslVerifyPeer = true;
     bool m_verifiesHostName = true;
@@ -1118,6 +1230,7 @@ private:
     S3AddressingStyle m_addressingStyle = S3AddressingStyle::Automatic;
     S3PayloadSigning m_payloadSigning = S3PayloadSigning::Signed;
     S3UploadCheck m_uploadCheck = S3UploadCheck::BeforeSending;
+    S3ChecksumTrailer m_checksumTrailer = S3ChecksumTrailer::AmazonOnly;
     String m_region = "us-east-1";
     String m_sessionToken;
     P<IS3CredentialsProvider> m_provider;

@@ -71,6 +71,8 @@ void CS3Client::deleteBucket(CNetRequest& request, const String& bucket) {
     prepareDeleteBucketRequest(request, bucket);
     performRequest(request);
     checkResponseIsComplete(request);
+    // A new bucket of this name may be made in another region.
+    m_bucketRegions.erase(bucket);
 }
 
 // ---- information -----------------------------------------------------------------------------------------
@@ -109,7 +111,7 @@ String CS3Client::getBucketLocation(CNetRequest& request, const String& bucket) 
 String CS3Client::readBucketLocation(const TBuffer<unsigned char>& body) {
     const CS3ResultDocument document(getText(body), "get bucket location", "LocationConstraint",
                                      maxErrorDocumentBytes);
-    const String region = getXmlWholeText(document.getRoot()).trimmed();
+    const String region = document.getRoot().getWholeText().trimmed();
     if (region.isEmpty()) {
         return defaultS3Region;
     }

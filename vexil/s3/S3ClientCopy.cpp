@@ -1,8 +1,11 @@
+#include "vexil/net/ErrorClassification.h"
 #include "vexil/s3/S3Arguments.h"
 #include "vexil/s3/S3Client.h"
 #include "vexil/s3/S3Error.h"
 #include "vexil/s3/S3HeaderMap.h"
 #include "vexil/s3/S3OptionHeaders.h"
+#include "vexil/s3/S3PartSize.h"
+#include "vexil/s3/S3PartsETag.h"
 #include "vexil/s3/S3Query.h"
 #include "vexil/s3/S3ResponseCheck.h"
 #include "vexil/s3/S3ResultDocument.h"
@@ -90,7 +93,7 @@ void addSource(CNetRequest& request, CNetHeaders& headers, const CS3CopySource& 
 // ---- a copy in parts -------------------------------------------------------------------------------------
 
 /// Bytes of each part except the last.
-int64 choosePartSize(int64 size, int64 wanted) {
+int64 chooseCopyPartSize(int64 size, int64 wanted) {
     const int64 smallest = size / maxPartNumber + (size % maxPartNumber == 0 ? 0 : 1);
     const int64 partSize = std::max(smallest, wanted);
     if (partSize > CS3Client::maxPutSize) {
@@ -263,8 +266,13 @@ String CS3Client::copyLargeObject(CNetRequest& request, const CS3CopySource& sou
         return copyObject(request, pinned, bucket, object, options);
     }
     CS3PutOptions target = options.target;
+    target.checksum = S3Checksum::None;
     if (options.metadata == S3CopyDirective::Keep) {
         keepMetadata(target, headers);
+        // The parts of the copy are others than those of the source.
+        if (const auto told = target.metadata.find(partSizeMetadata); told != target.metadata.end()) {
+            told->second = String::fromInt(chooseCopyPartSize(size, options.partSize));
+        }
     }
     if (options.tags == S3CopyDirective::Keep && readNumber(headers, "x-amz-tagging-count") > 0) {
         target.tags = getObjectTags(request, source.bucket, source.object, source.versionId);
@@ -274,7 +282,7 @@ String CS3Client::copyLargeObject(CNetRequest& request, const CS3CopySource& sou
 
 String CS3Client::copyInParts(CNetRequest& request, const CS3CopySource& source, int64 size,
                               const CCopyTarget& target) {
-    const int64 partSize = choosePartSize(size, target.partSize);
+    const int64 partSize = chooseCopyPartSize(size, target.partSize);
     const String id = createUpload(request, target.bucket, target.object, target.options);
     String eTag;
     try {
@@ -286,13 +294,55 @@ String CS3Client::copyInParts(CNetRequest& request, const CS3CopySource& source,
                                                     offset, length, target.options.customerKey)});
         }
         checkSourceIsUnchanged(request, source);
-        eTag = completeMultipartUpload(request, target.bucket, target.object, id, parts, target.options);
+        eTag = completeCopy(request, target, id, parts);
     } catch (...) {
         abortAfterFailure(request, target, id);
         throw;
     }
     warnOfLostTags(request, target);
     return eTag;
+}
+
+String CS3Client::completeCopy(CNetRequest& request, const CCopyTarget& target, const String& uploadId,
+                               const TArray<CS3UploadedPart>& parts) {
+    try {
+        return completeMultipartUpload(request, target.bucket, target.object, uploadId, parts,
+                                       target.options);
+    } catch (const CError& error) {
+        // The response to a completion that has succeeded may be lost. A further try finds no upload.
+        const bool mayHaveSucceeded =
+            isTransientError(error) || error.getProps().lookup("s3-code") == "NoSuchUpload";
+        const String eTag = mayHaveSucceeded ? findCopy(request, target, parts) : String();
+        if (eTag.isEmpty()) {
+            throw;
+        }
+        // The object may be older, and have the same content.
+        abortAfterFailure(request, target, uploadId);
+        return eTag;
+    }
+}
+
+/// Whether the service has the object that the parts would make.
+/// \return its ETag, "" if the object is another one, or that cannot be found out
+String CS3Client::findCopy(CNetRequest& request, const CCopyTarget& target,
+                           const TArray<CS3UploadedPart>& parts) {
+    TArray<String> md5s;
+    for (const CS3UploadedPart& part : parts) {
+        md5s.push_back(withoutQuotes(part.eTag));
+    }
+    const String expected = makePartsETag(md5s);
+    if (expected.isEmpty()) {
+        return expected;
+    }
+    try {
+        const String eTag = findHeader(getObjectHeaders(request, target.bucket, target.object,
+                                                        {.customerKey = target.options.customerKey}),
+                                       "etag");
+        return withoutQuotes(eTag).toLower() == expected ? eTag : String();
+    } catch (const CError& error) {
+        zet::logWarning(error, "Whether the copy exists cannot be found out.");
+        return String();
+    }
 }
 
 void CS3Client::checkSourceIsUnchanged(CNetRequest& request, const CS3CopySource& source) {
@@ -324,6 +374,9 @@ void CS3Client::abortAfterFailure(CNetRequest& request, const CCopyTarget& targe
     try {
         abortMultipartUpload(request, target.bucket, target.object, uploadId);
     } catch (const std::exception& error) {
+        if (isNotFoundError(error)) {
+            return;
+        }
         zet::logWarning(error, "The parts of the upload '" + uploadId + "' of '" + target.object +
                                    "' could not be deleted.");
     }
@@ -358,21 +411,23 @@ TMap<String, String> CS3Client::readObjectTags(const TBuffer<unsigned char>& bod
     }
     const CS3ResultDocument document(getText(body), "get object tags", "Tagging", maxErrorDocumentBytes);
     TMap<String, String> tags;
-    const auto readTag = [&tags](const String&, const wxXmlNode* tag) {
+    const auto readTag = [&tags](const CS3XmlElement& tag) {
         String key;
         String value;
-        forEachXmlChild(tag, [&](const String& name, const wxXmlNode* child) {
+        tag.forEachChild([&](const CS3XmlElement& child) {
+            const std::string_view name = child.getName();
             if (name == "Key") {
-                key = getXmlWholeText(child);
+                key = child.getWholeText();
             } else if (name == "Value") {
-                value = getXmlWholeText(child);
+                value = child.getWholeText();
             }
         });
         tags[key] = value;
     };
-    forEachXmlChild(document.getRoot(), [&](const String& name, const wxXmlNode* child) {
+    document.getRoot().forEachChild([&](const CS3XmlElement& child) {
+        const std::string_view name = child.getName();
         if (name == "TagSet") {
-            forEachXmlChild(child, readTag);
+            child.forEachChild(readTag);
         }
     });
     return tags;

@@ -1,5 +1,7 @@
 #include "vexil/net/UploadArguments.h"
 #include "vexil/s3/S3Arguments.h"
+#include "vexil/s3/S3ChecksumCheck.h"
+#include "vexil/s3/S3ChecksumValue.h"
 #include "vexil/s3/S3Client.h"
 #include "vexil/s3/S3HeaderMap.h"
 #include "vexil/s3/S3OptionHeaders.h"
@@ -38,12 +40,34 @@ String makeUploadQuery(const String& uploadId) {
     return "?uploadId=" + escapeText(uploadId, false);
 }
 
-std::string makeCompletionDocument(const TArray<CS3UploadedPart>& parts) {
+void checkPartChecksums(const char* place, const TArray<CS3UploadedPart>& parts, S3Checksum checksum) {
+    for (const CS3UploadedPart& part : parts) {
+        const String name = "the part " + String::fromInt(part.number);
+        if (checksum == S3Checksum::None && !part.checksum.isEmpty()) {
+            throw CInvalidArgError(place, name + " has a checksum, but the options have none");
+        }
+        if (!isXmlText(part.checksum)) {
+            throw CInvalidArgError(place, name + " has no valid checksum");
+        }
+    }
+}
+
+void appendElement(std::string& document, const std::string& name, const String& text) {
+    document += "<" + name + ">";
+    appendXmlText(document, text.toUTF8());
+    document += "</" + name + ">";
+}
+
+std::string makeCompletionDocument(const TArray<CS3UploadedPart>& parts, S3Checksum checksum) {
+    const std::string checksumName = getChecksumElement(checksum).toUTF8();
     std::string document = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<CompleteMultipartUpload>";
     for (const CS3UploadedPart& part : parts) {
-        document += "<Part><PartNumber>" + std::to_string(part.number) + "</PartNumber><ETag>";
-        appendXmlText(document, part.eTag.toUTF8());
-        document += "</ETag></Part>";
+        document += "<Part><PartNumber>" + std::to_string(part.number) + "</PartNumber>";
+        appendElement(document, "ETag", part.eTag);
+        if (!part.checksum.isEmpty()) {
+            appendElement(document, checksumName, part.checksum);
+        }
+        document += "</Part>";
     }
     return document + "</CompleteMultipartUpload>";
 }
@@ -78,6 +102,11 @@ void CS3Client::prepareCreateUpload(CNetRequest& request, const String& bucket, 
         headers->add("Content-Type", "");
     }
     addPutHeaders(*headers, options, S3PutPart::Beginning);
+    if (options.checksum != S3Checksum::None && sendsChecksums()) {
+        // The service then refuses parts without a checksum.
+        headers->add("x-amz-checksum-algorithm", getChecksumName(options.checksum));
+        headers->add("x-amz-checksum-type", "COMPOSITE");
+    }
     addCustomerKey(request, *headers, options.customerKey);
     request.setSendDataSize(0);
     request.setReceiveBufferLimits(maxErrorDocumentBytes, maxErrorDocumentBytes);
@@ -117,28 +146,36 @@ void CS3Client::prepareUploadPartRequest(CNetRequest& request, const String& buc
 void CS3Client::prepareUploadPartRequest(CNetRequest& request, const String& bucket, const String& object,
                                          const String& uploadId, int partNumber, zet::IInStream* data,
                                          int64 size, const CS3CustomerKey& customerKey) {
+    preparePart(request, bucket, object, {uploadId, partNumber, {.customerKey = customerKey}}, data, size);
+}
+
+void CS3Client::preparePart(CNetRequest& request, const String& bucket, const String& object,
+                            const CPart& part, zet::IInStream* data, int64 size) {
     static constexpr char place[] = "CS3Client::prepareUploadPartRequest";
     const P<zet::IInStream> held = data;
     checkNames(place, bucket, object);
-    checkUploadID(place, uploadId);
-    checkPartNumber(place, partNumber);
+    checkUploadID(place, part.uploadId);
+    checkPartNumber(place, part.number);
     checkUploadStream(place, data, size);
     if (size > maxPutSize) {
         throw CInvalidArgError(place, "size must not exceed " + String::fromInt(maxPutSize) +
                                           " bytes, the limit of a part");
     }
-    checkCustomerKey(place, customerKey, m_baseURL);
+    checkCustomerKey(place, part.options.customerKey, m_baseURL);
+    checkChecksum(place, part.options.checksum);
     checkPayloadSigning(place);
     const CUploadBody body =
-        makeUploadBody(data, size, bucket + "/" + object + "', part '" + String::fromInt(partNumber));
+        makeUploadBody(data, size, bucket + "/" + object + "', part '" + String::fromInt(part.number),
+                       part.options.checksum);
     const String query =
-        "?partNumber=" + String::fromInt(partNumber) + "&uploadId=" + escapeText(uploadId, false);
+        "?partNumber=" + String::fromInt(part.number) + "&uploadId=" + escapeText(part.uploadId, false);
     const P<CNetHeaders> headers = beginPrepareObjectRequest(request, bucket, object, query);
     request.setHTTPMethod("PUT");
     addOptional(*headers, "Content-MD5", body.hashes.contentMD5);
     addOptional(*headers, "Content-Encoding", getSentEncoding(body, String()));
     addOptional(*headers, "x-amz-content-sha256", body.hashes.payload);
-    addCustomerKey(request, *headers, customerKey);
+    addOptional(*headers, body.hashes.checksum.first.toUTF8().c_str(), body.hashes.checksum.second);
+    addCustomerKey(request, *headers, part.options.customerKey);
     setUploadBody(request, body);
     sign(request, S3Subresources::Signed);
 }
@@ -151,15 +188,23 @@ String CS3Client::uploadPart(CNetRequest& request, const String& bucket, const S
 String CS3Client::uploadPart(CNetRequest& request, const String& bucket, const String& object,
                              const String& uploadId, int partNumber, zet::IInStream* data, int64 size,
                              const CS3CustomerKey& customerKey) {
-    prepareUploadPartRequest(request, bucket, object, uploadId, partNumber, data, size, customerKey);
+    return storePart(request, bucket, object, {uploadId, partNumber, {.customerKey = customerKey}}, data,
+                     size)
+        .eTag;
+}
+
+CS3UploadedPart CS3Client::storePart(CNetRequest& request, const String& bucket, const String& object,
+                                     const CPart& part, zet::IInStream* data, int64 size) {
+    preparePart(request, bucket, object, part, data, size);
     const CS3StreamRelease release(request);
-    performPut(request);
+    performPut(request, part.options.checksum);
     checkResponseIsComplete(request);
-    const String eTag = findHeader(request.getResponseHeaderMap(), "etag");
+    const TMap<String, String>& headers = request.getResponseHeaderMap();
+    const String eTag = findHeader(headers, "etag");
     if (eTag.isEmpty()) {
         throw CError("Error: ETag header was expected but not included in response.");
     }
-    return eTag;
+    return {part.number, eTag, findHeader(headers, getChecksumHeader(part.options.checksum))};
 }
 
 // ---- end -------------------------------------------------------------------------------------------------
@@ -179,12 +224,13 @@ void CS3Client::prepareCompleteMultipartUploadRequest(CNetRequest& request, cons
     checkUploadID(place, uploadId);
     checkParts(place, parts);
     checkPutOptions(place, options);
+    checkPartChecksums(place, parts, options.checksum);
     checkCustomerKey(place, options.customerKey, m_baseURL);
     checkPayloadSigning(place);
     const P<CNetHeaders> headers =
         beginPrepareObjectRequest(request, bucket, object, makeUploadQuery(uploadId));
     request.setHTTPMethod("POST");
-    setDocument(request, *headers, makeCompletionDocument(parts));
+    setDocument(request, *headers, makeCompletionDocument(parts, options.checksum));
     addPutHeaders(*headers, options, S3PutPart::Completion);
     addCustomerKey(request, *headers, options.customerKey);
     request.setReceiveBufferLimits(maxErrorDocumentBytes, maxErrorDocumentBytes);
@@ -202,11 +248,29 @@ String CS3Client::completeMultipartUpload(CNetRequest& request, const String& bu
     prepareCompleteMultipartUploadRequest(request, bucket, object, uploadId, parts, options);
     performRequest(request);
     checkResponseIsComplete(request);
-    return readCompletedETag(*request.getDefaultReceiveBuffer());
+    const TBuffer<unsigned char>& body = *request.getDefaultReceiveBuffer();
+    TArray<String> checksums;
+    for (const CS3UploadedPart& part : parts) {
+        checksums.push_back(part.checksum);
+    }
+    verifyChecksum(options.checksum, bucket + "/" + object,
+                   makeCompositeChecksum(options.checksum, checksums),
+                   readCompletedChecksum(body, options.checksum));
+    return readCompletedETag(body);
 }
 
 String CS3Client::readCompletedETag(const TBuffer<unsigned char>& body) {
     return readElement(body, "complete multipart upload", "CompleteMultipartUploadResult", "ETag");
+}
+
+String CS3Client::readCompletedChecksum(const TBuffer<unsigned char>& body, S3Checksum checksum) {
+    if (checksum == S3Checksum::None) {
+        return String();
+    }
+    const String found = readElement(body, "complete multipart upload", "CompleteMultipartUploadResult",
+                                     getChecksumElement(checksum).toUTF8().c_str());
+    // A checksum of the whole content has no number of parts.
+    return found.find(L'-') != String::npos ? found : String();
 }
 
 void CS3Client::prepareAbortMultipartUploadRequest(CNetRequest& request, const String& bucket,

@@ -4,6 +4,8 @@
 #include "vexil/net/ErrorClassification.h"
 #include "vexil/net/UploadArguments.h"
 #include "vexil/s3/S3Arguments.h"
+#include "vexil/s3/S3ChecksumCheck.h"
+#include "vexil/s3/S3ChecksumValue.h"
 #include "vexil/s3/S3Client.h"
 #include "vexil/s3/S3ContentMD5.h"
 #include "vexil/s3/S3CopyObjectResult.h"
@@ -78,6 +80,19 @@ void checkReceivedLength(const TMap<String, String>& headers, int64 receivedByte
     }
 }
 
+/// The value of x-amz-content-sha256.
+String getPayloadHash(const CS3UploadFormat& format, bool isSignedAsEmpty) {
+    switch (format.framing) {
+    case CS3UploadFormat::Framing::SignedChunks:
+        return format.hasTrailer ? CS3ChunkSigner::trailerPayloadHash : CS3ChunkSigner::payloadHash;
+    case CS3UploadFormat::Framing::UnsignedChunks:
+        return CS3ChunkSigner::unsignedPayloadHash;
+    case CS3UploadFormat::Framing::Plain:
+        break;
+    }
+    return isSignedAsEmpty ? CS3SignerV4::emptyPayloadHash : "UNSIGNED-PAYLOAD";
+}
+
 /// For the service "." and ".." are ordinary names. libcurl would resolve them and address the bucket itself
 /// or another one.
 void setPathAsIs(CNetRequest& request, bool isNeeded) {
@@ -122,7 +137,7 @@ void CS3Client::preparePutMemory(CNetRequest& request, const String& bucket, con
     checkPutOptions(place, options);
     checkCustomerKey(place, options.customerKey, m_baseURL);
     checkPayloadSigning(place);
-    beginPreparePut(request, bucket, object, calcBodyHashes(data, size), options);
+    beginPreparePut(request, bucket, object, calcBodyHashes(data, size, options.checksum), options);
     request.setSendDataStream(new zet::CMemoryInStream(data, size));
     request.setSendDataSize(size);
     finishPrepareRequest(request);
@@ -153,7 +168,7 @@ void CS3Client::preparePutStream(CNetRequest& request, const String& bucket, con
     checkPutOptions(place, options);
     checkCustomerKey(place, options.customerKey, m_baseURL);
     checkPayloadSigning(place);
-    const CUploadBody body = makeUploadBody(data, size, bucket + "/" + object);
+    const CUploadBody body = makeUploadBody(data, size, bucket + "/" + object, options.checksum);
     CS3PutOptions sentOptions = options;
     sentOptions.contentEncoding = getSentEncoding(body, options.contentEncoding);
     beginPreparePut(request, bucket, object, body.hashes, sentOptions);
@@ -173,23 +188,33 @@ bool CS3Client::isSentInChunks() const {
 }
 
 /// \param name  of the object, for errors
-CS3Client::CUploadBody CS3Client::makeUploadBody(zet::IInStream* data, int64 size, const String& name) {
+CS3Client::CUploadBody CS3Client::makeUploadBody(zet::IInStream* data, int64 size, const String& name,
+                                                 S3Checksum checksum) {
     if (!isReadOnce()) {
         const P<CNetRequest::CStreamDataSource> source =
             zet::make<CNetRequest::CStreamDataSource>(zet::make<zet::CStreamRange>(data, size));
-        return {source, size, -1, calcBodyHashes(*source)};
+        return {source, size, -1, calcBodyHashes(*source, checksum)};
     }
     // Ceph's gateway (16.2) refuses an empty body in chunks. Nothing has to be read to sign it.
-    const bool isInChunks = size > 0 && isSentInChunks();
-    const P<CS3UploadSource> source = zet::make<CS3UploadSource>(
-        data, size, name, isInChunks ? CS3UploadSource::Framing::Chunks : CS3UploadSource::Framing::Plain);
-    String payload;
-    if (isInChunks) {
-        payload = CS3ChunkSigner::payloadHash;
-    } else if (isVersion4()) {
-        payload = isSentInChunks() ? CS3SignerV4::emptyPayloadHash : "UNSIGNED-PAYLOAD";
+    using Framing = CS3UploadFormat::Framing;
+    CS3UploadFormat format{.checksum = checksum};
+    format.hasTrailer = checksum != S3Checksum::None && size > 0 && sendsChecksumTrailers();
+    if (size > 0 && isSentInChunks()) {
+        format.framing = Framing::SignedChunks;
+    } else if (format.hasTrailer) {
+        format.framing = Framing::UnsignedChunks;
     }
-    return {source, source->getSize(), isInChunks ? size : -1, {String(), payload}};
+    const P<CS3UploadSource> source = zet::make<CS3UploadSource>(data, size, name, format);
+    CBodyHashes hashes;
+    if (isVersion4()) {
+        hashes.payload = getPayloadHash(format, size == 0 && isSentInChunks());
+    }
+    if (format.hasTrailer) {
+        hashes.checksum = {"x-amz-trailer", getChecksumHeader(checksum)};
+    } else if (size == 0 && checksum != S3Checksum::None) {
+        hashes.checksum = {getChecksumHeader(checksum), finishChecksum(*createChecksumDigest(checksum))};
+    }
+    return {source, source->getSize(), format.framing == Framing::Plain ? -1 : size, hashes};
 }
 
 /// Only Amazon's own endpoint gets the word: other services keep it as the encoding of the object.
@@ -219,6 +244,7 @@ void CS3Client::beginPreparePut(CNetRequest& request, const String& bucket, cons
     if (!hashes.payload.isEmpty()) {
         headers->add("x-amz-content-sha256", hashes.payload);
     }
+    addOptional(*headers, hashes.checksum.first.toUTF8().c_str(), hashes.checksum.second);
 }
 
 void CS3Client::checkPayloadSigning(const char* place) const {
@@ -232,52 +258,69 @@ P<sigil::IDigest> CS3Client::makePayloadDigest() const {
     return isSigned ? sigil::CDigestType_SHA256().createDigest() : nullptr;
 }
 
-CS3Client::CBodyHashes CS3Client::finishBodyHashes(sigil::IDigest* payload) {
+CS3Client::CBodyDigests CS3Client::makeBodyDigests(S3Checksum checksum) {
+    CBodyDigests digests{makePayloadDigest(), checksum, nullptr};
+    // The service may want the same hash twice.
+    digests.checksum =
+        checksum == S3Checksum::SHA256 && digests.payload ? digests.payload : createChecksumDigest(checksum);
+    m_md5->reset();
+    return digests;
+}
+
+void CS3Client::updateBodyDigests(const CBodyDigests& digests, const void* data, int size) {
+    m_md5->update(data, size);
+    if (digests.payload) {
+        digests.payload->update(data, size);
+    }
+    if (digests.checksum && digests.checksum != digests.payload) {
+        digests.checksum->update(data, size);
+    }
+}
+
+CS3Client::CBodyHashes CS3Client::finishBodyHashes(const CBodyDigests& digests) {
     CBodyHashes hashes{finishContentMD5(*m_md5), isVersion4() ? "UNSIGNED-PAYLOAD" : ""};
-    if (payload) {
+    if (digests.checksum) {
+        hashes.checksum = {getChecksumHeader(digests.kind), finishChecksum(*digests.checksum->clone())};
+    }
+    if (digests.payload) {
         TBuffer<unsigned char> hash;
-        payload->finish(hash);
+        digests.payload->finish(hash);
         hashes.payload = sigil::hexEncode(hash);
     }
     return hashes;
 }
 
-CS3Client::CBodyHashes CS3Client::calcBodyHashes(const void* data, int size) {
-    const P<sigil::IDigest> payload = makePayloadDigest();
-    m_md5->reset();
+CS3Client::CBodyHashes CS3Client::calcBodyHashes(const void* data, int size, S3Checksum checksum) {
+    const CBodyDigests digests = makeBodyDigests(checksum);
     if (size > 0) {
-        m_md5->update(data, size);
-        if (payload) {
-            payload->update(data, size);
-        }
+        updateBodyDigests(digests, data, size);
     }
-    return finishBodyHashes(payload);
+    return finishBodyHashes(digests);
 }
 
-CS3Client::CBodyHashes CS3Client::calcBodyHashes(CNetRequest::IDataSource& source) {
+CS3Client::CBodyHashes CS3Client::calcBodyHashes(CNetRequest::IDataSource& source, S3Checksum checksum) {
     const auto block = std::make_unique_for_overwrite<unsigned char[]>(streamBlockSize);
     const TMap<String, String> noHeaders;
-    const P<sigil::IDigest> payload = makePayloadDigest();
-    m_md5->reset();
+    const CBodyDigests digests = makeBodyDigests(checksum);
     for (int length; (length = source.read(block.get(), streamBlockSize, noHeaders)) > 0;) {
-        m_md5->update(block.get(), length);
-        if (payload) {
-            payload->update(block.get(), length);
-        }
+        updateBodyDigests(digests, block.get(), length);
     }
     source.seek(0);
-    return finishBodyHashes(payload);
+    return finishBodyHashes(digests);
 }
 
-void CS3Client::performPut(CNetRequest& request) {
+void CS3Client::performPut(CNetRequest& request, S3Checksum checksum) {
     performRequest(request);
     if (const P<CS3UploadSource> source = findUploadSource(request)) {
         checkResponseIsComplete(request);
         source->verify(request.getResponseHeaderMap());
-    } else if (m_verifiesETag) {
+    } else if (m_verifiesETag || checksum != S3Checksum::None) {
         TMap<String, String> sent;
         request.getCustomHTTPHeaders()->fillMap(sent);
-        verifyContentMD5(request.getResponseHeaderMap(), getHeaderFromMap(sent, "content-md5"));
+        if (m_verifiesETag) {
+            verifyContentMD5(request.getResponseHeaderMap(), getHeaderFromMap(sent, "content-md5"));
+        }
+        verifySentChecksum(request, sent);
     }
 }
 
@@ -289,7 +332,7 @@ void CS3Client::putObject(CNetRequest& request, const String& bucket, const Stri
 void CS3Client::putMemory(CNetRequest& request, const String& bucket, const String& object, const void* data,
                           int size, const CS3PutOptions& options) {
     preparePutMemory(request, bucket, object, data, size, options);
-    performPut(request);
+    performPut(request, options.checksum);
 }
 
 void CS3Client::putObject(CNetRequest& request, const String& bucket, const String& object,
@@ -301,7 +344,7 @@ void CS3Client::putStream(CNetRequest& request, const String& bucket, const Stri
                           zet::IInStream* data, int64 size, const CS3PutOptions& options) {
     preparePutStream(request, bucket, object, data, size, options);
     const CS3StreamRelease release(request);
-    performPut(request);
+    performPut(request, options.checksum);
 }
 
 // ---- get -------------------------------------------------------------------------------------------------
@@ -388,18 +431,22 @@ void CS3Client::getObject(CNetRequest& request, const String& bucket, const Stri
     const P<CS3ObjectSink> sink =
         prepareGetObjectToStream(request, bucket, object, range, data, digest, options);
     const CS3StreamRelease release(request);
+    performGet(request, *sink, length);
+    if (digest) {
+        verifyContentMD5(request.getResponseHeaderMap(), finishContentMD5(*digest));
+    }
+}
+
+void CS3Client::performGet(CNetRequest& request, const CS3ObjectSink& sink, int64 length) {
     performRequest(request);
     checkResponseIsComplete(request);
-    if (sink->getRefusedBytes() > 0) {
+    if (sink.getRefusedBytes() > 0) {
         throw CError("The status line '" + request.getHTTPStatusLine() + "' is not a success.");
     }
     if (length != 0) {
         // For a response without a body: the sink was not called.
-        sink->checkWholeRange(request.getResponseCode(), request.getResponseHeaderMap());
-        checkReceivedLength(request.getResponseHeaderMap(), sink->getWrittenBytes());
-    }
-    if (digest) {
-        verifyContentMD5(request.getResponseHeaderMap(), finishContentMD5(*digest));
+        sink.checkWholeRange(request.getResponseCode(), request.getResponseHeaderMap());
+        checkReceivedLength(request.getResponseHeaderMap(), sink.getWrittenBytes());
     }
 }
 

@@ -1,4 +1,6 @@
 #include "vexil/net/CURLError.h"
+#include "vexil/net/TryWatch.h"
+#include "vexil/s3/S3ChecksumCheck.h"
 #include "vexil/s3/S3Client.h"
 #include "vexil/s3/S3ContentMD5.h"
 #include "vexil/s3/S3Error.h"
@@ -80,10 +82,21 @@ void logUnknownBody(const TBuffer<unsigned char>& body) {
 }  // namespace
 
 int CS3Client::performRequest(CNetRequest& request) {
+    CTryWatch watch(m_recordsTries, m_metrics);
+    m_tries = {};
+    CRetryPolicy::Failures failures;
     for (int tries = 1;; ++tries) {
+        std::optional<std::chrono::milliseconds> pause;
+        watch.begin();
         try {
             try {
                 performSigned(request);
+                if (m_retryPolicy) {
+                    checkResponseIsComplete(request);
+                    m_retryPolicy->onSuccess();
+                }
+                watch.end(request, nullptr);
+                m_tries = watch.takeLog();
                 return tries;
             } catch (std::exception& error) {
                 if (!isCancelled(request, error)) {
@@ -91,17 +104,63 @@ int CS3Client::performRequest(CNetRequest& request) {
                 }
                 throw;
             }
-        } catch (const CError& error) {
-            // A stream that cannot be read again decides before the log promises another try.
-            if (isCancelled(request, error) || (shouldRetryRequest(error) && !rewindUpload(request)) ||
-                !logAndDecideRetry(error, tries)) {
+        } catch (CError& error) {
+            watch.end(request, &error);
+            pause = decidePause(request, error, tries, failures);
+            if (!pause) {
+                watch.attachTo(error);
+                m_tries = watch.takeLog();
                 throw;
             }
         }
-        waitBeforeRetry(retryDelay);
-        if (isVersion4()) {
+        watch.onRetry(*pause);
+        pauseBeforeRetry(request, *pause);
+        if (isVersion4() || m_retryPolicy) {
             signAgain(request);
         }
+    }
+}
+
+std::optional<std::chrono::milliseconds> CS3Client::decidePause(CNetRequest& request, const CError& error,
+                                                                int tries, CRetryPolicy::Failures& failures) {
+    if (isCancelled(request, error)) {
+        return std::nullopt;
+    }
+    if (m_retryPolicy) {
+        return decidePauseOfPolicy(request, error, failures);
+    }
+    // A stream that cannot be read again decides before the log promises another try.
+    if ((shouldRetryRequest(error) && !rewindUpload(request)) || !logAndDecideRetry(error, tries)) {
+        return std::nullopt;
+    }
+    return std::chrono::milliseconds(retryDelay);
+}
+
+std::optional<std::chrono::milliseconds>
+CS3Client::decidePauseOfPolicy(CNetRequest& request, const CError& error, CRetryPolicy::Failures& failures) {
+    // With version 4 what could be learnt has been tried. With version 2 the next try has the time of its
+    // moment; a wrong clock stays wrong.
+    const bool isHopeless =
+        dynamic_cast<const CS3SigningError*>(&error) && (isVersion4() || failures.count > 0);
+    if (isHopeless || !m_retryPolicy->isTemporary(error) || !rewindUpload(request)) {
+        return std::nullopt;
+    }
+    const auto pause = m_retryPolicy->decidePause(
+        error, failures, CRetryPolicy::hasMovedBytes(request, error), CRetryPolicy::findRetryAfter(request));
+    if (pause) {
+        zet::logInfo(describeFailure(error) + " (try " + String::fromInt(failures.count) + "). Waiting " +
+                     String::fromInt(pause->count()) + "ms and retrying.");
+    }
+    return pause;
+}
+
+void CS3Client::pauseBeforeRetry(const CNetRequest& request, std::chrono::milliseconds pause) {
+    const auto milliseconds = static_cast<int>(pause.count());
+    const P<CCancelToken> token = m_retryPolicy ? request.getCancelToken() : nullptr;
+    if (!token) {
+        waitBeforeRetry(milliseconds);
+    } else if (!token->pause(milliseconds)) {
+        token->throwIfCancelled();
     }
 }
 
@@ -130,6 +189,7 @@ void CS3Client::checkResponse(CNetRequest& request) const {
     } else if (m_verifiesETag && sent.contains("content-md5")) {
         verifyContentMD5(request.getResponseHeaderMap(), findHeader(sent, "content-md5"));
     }
+    verifySentChecksum(request, sent);
 }
 
 bool CS3Client::logAndDecideRetry(const CError& error, int tries) const {

@@ -12,7 +12,12 @@ namespace vexil {
 namespace {
 
 constexpr char tokenHeader[] = "x-amz-security-token";
+// Never destroyed: objects with static lifetime may use them while the process ends.
+const String& authorizationHeader = *new String("authorization");
+const String& dateHeader = *new String("x-amz-date");
+const String& payloadHeader = *new String("x-amz-content-sha256");
 
+constexpr std::size_t mostAddedHeaders = 4;          // time, hash of the body, token, signature
 constexpr int64 longestValidity = 7 * 24 * 60 * 60;  // seconds
 
 bool isMethod(const String& text) {
@@ -172,14 +177,15 @@ void CS3Client::sign(CNetRequest& request, S3Subresources subresources) {
     CS3RequestToSign parts = describe(request);
     parts.signsSubresources = subresources == S3Subresources::Signed;
     TArray<CS3Header> added;
-    if (isVersion4() && parts.headers.contains("authorization")) {
+    added.reserve(mostAddedHeaders);
+    if (isVersion4() && parts.headers.contains(authorizationHeader)) {
         return signAgain(request);
     }
-    if (isVersion4() && !parts.headers.contains("x-amz-date")) {
+    if (isVersion4() && !parts.headers.contains(dateHeader)) {
         added.push_back(makeTimeHeader());
     }
-    if (isVersion4() && !parts.headers.contains("x-amz-content-sha256")) {
-        added.emplace_back("x-amz-content-sha256", CS3SignerV4::emptyPayloadHash);
+    if (isVersion4() && !parts.headers.contains(payloadHeader)) {
+        added.emplace_back(payloadHeader, CS3SignerV4::emptyPayloadHash);
     }
     if (!keys.sessionToken.isEmpty()) {
         added.emplace_back(tokenHeader, keys.sessionToken);
@@ -210,10 +216,10 @@ void CS3Client::sign(CNetRequest& request, S3Subresources subresources) {
 void CS3Client::signChunks(CNetRequest& request, const CS3RequestToSign& parts,
                            const String& authorization) const {
     const P<CS3UploadSource> source = findUploadSource(request);
-    if (!source || !source->isInChunks() || !isVersion4()) {
+    if (!source || !source->isSignedInChunks() || !isVersion4()) {
         return;
     }
-    const std::string timestamp = findHeader(parts.headers, "x-amz-date").toUTF8();
+    const std::string timestamp = findHeader(parts.headers, dateHeader).toUTF8();
     const std::string text = authorization.toUTF8();
     CS3PreparedKeyPointer key = m_lastKey;
     const std::string scope = CS3SignerV4(findRegionOfURL(parts.url), key).makeScope(timestamp);

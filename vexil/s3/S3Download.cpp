@@ -7,6 +7,7 @@
 #include "vexil/s3/S3HeaderMap.h"
 #include "vexil/s3/S3PartSize.h"
 #include "vexil/s3/S3RequestPolicy.h"
+#include "vexil/s3/S3UploadedParts.h"
 #include "zet/DisplayText.h"
 #include "zet/Log.h"
 #include "zet/ParseNumber.h"
@@ -80,6 +81,8 @@ struct CS3DownloadPart : public virtual CBase {
 
     bool isComplete() const noexcept { return received == length; }
     bool isToBeComplete() const noexcept { return begin == length; }
+    /// Whether the last response was not about a range.
+    bool hasHeadersOfObject() const noexcept { return length == 0 || length == size; }
 
     /// Takes the head of a successful response.
     void acceptHead(int status, const TMap<String, String>& responseHeaders);
@@ -223,26 +226,15 @@ private:
     const P<CS3DownloadPart> m_part;
 };
 
-/// Shows the progress and observes the deadline.
-class CS3Download::CObserver : public virtual CBase, public ITransferObserver {
-public:
-    /// The download must outlive it.
-    explicit CObserver(const CS3Download& download) : m_download(download) {}
-
-    void checkContinue() override {
-        m_download.checkContinue();
-        m_download.showProgress();
-    }
-
-private:
-    const CS3Download& m_download;
-};
-
 // ---- the download ----------------------------------------------------------------------------------------
 
 CS3Download::CS3Download(CS3Client& client, const CS3TransferSettings& settings,
                          const CS3DownloadSource& source, IS3DownloadTarget& target)
     : m_client(client), m_settings(settings), m_source(source), m_target(target),
+      m_control(client, settings,
+                [this] {
+                    return CS3TransferControl::CProgress{m_doneBytes, m_size};
+                }),
       m_partSize(settings.partSize == 0 ? defaultPartSize : settings.partSize) {}
 
 CS3Download::~CS3Download() = default;
@@ -265,9 +257,12 @@ CS3DownloadResult CS3Download::run() {
         throw;
     }
     m_queue = nullptr;
+    m_control.showProgress();
+    // A file that has its name is a success, so nothing may fail after that.
+    CS3DownloadResult result{
+        .eTag = m_eTag, .size = m_size, .resumedBytes = m_resumedBytes, .check = m_digest.getCheck()};
     m_target.commit(m_size);
-    showProgress();
-    return {.eTag = m_eTag, .size = m_size, .resumedBytes = m_resumedBytes, .check = m_digest.getCheck()};
+    return result;
 }
 
 /// \return false if there is nothing that belongs to the object of now
@@ -338,25 +333,60 @@ void CS3Download::takeFacts(const CS3DownloadPart& part) {
     m_eTag = part.eTag;
     m_size = part.size;
     m_isConfirmed = true;
-    m_digest = m_settings.verifiesETags ? CS3ContentDigest(part.headers) : CS3ContentDigest();
-    findUploadedParts();
+    chooseCheck(part);
 }
 
-/// The ETag of an object that was uploaded in parts is computed from them.
-void CS3Download::findUploadedParts() {
-    if (m_digest.getCheck() != S3ContentCheck::PartMD5s) {
+// An object for which the first response is enough costs no further request.
+void CS3Download::chooseCheck(const CS3DownloadPart& part) {
+    useDigest(part.headers, part.hasHeadersOfObject());
+    const bool canAsk = asksForChecksum() && isStrong(m_eTag) && !part.hasHeadersOfObject();
+    if (m_digest.getCheck() == S3ContentCheck::None && canAsk) {
+        useDigest(findChecksums(), true);
+    }
+}
+
+void CS3Download::useDigest(const TMap<String, String>& headers, bool hasChecksums) {
+    m_digest = CS3ContentDigest(
+        m_source.key, headers,
+        {.hasETag = m_settings.verifiesETags, .hasChecksums = hasChecksums && asksForChecksum()});
+    if (m_digest.needsPartSize()) {
+        choosePartSize(headers);
+    }
+}
+
+/// The metadata saves the requests for the parts. Some services do not know such requests.
+void CS3Download::choosePartSize(const TMap<String, String>& headers) {
+    const int64 told = findPartSizeInMetadata(headers);
+    if (m_digest.canHavePartSize(told, m_size)) {
+        m_digest.setPartSize(told, S3PartSizeSource::Metadata);
         return;
     }
-    const int64 count = m_digest.getPartCount();
-    if (count == 1) {
-        m_digest.setPartSize(m_size, m_size);
-        return;
-    }
-    const int64 first = findLengthOfPart(1);
-    // The parts may differ in size.
-    const bool isLastRight =
-        first > 0 && findLengthOfPart(static_cast<int>(count)) == m_size - (count - 1) * first;
-    m_digest.setPartSize(isLastRight ? first : -1, m_size);
+    m_digest.setParts(findParts(), m_size);
+}
+
+CS3UploadedParts CS3Download::findParts() {
+    return findUploadedParts([this](int number) { return findLengthOfPart(number); }, m_digest.getPartCount(),
+                             m_size);
+}
+
+/// The headers of the object, because those of a part may have a checksum of the part.
+TMap<String, String> CS3Download::findChecksums() {
+    TMap<String, String> headers;
+    CS3GetOptions options = makePinnedOptions(m_eTag);
+    options.asksForChecksum = true;
+    m_control.start(getQueue(),
+                    makeTransferJob(
+                        [&](CNetRequest& request) {
+                            m_client.prepareGetObjectHeadersRequest(request, m_source.bucket, m_source.key,
+                                                                    options);
+                        },
+                        [&](CNetRequest& request) { headers = request.getResponseHeaderMap(); },
+                        [](const CError& error) {
+                            zet::logInfo("The checksums of the object cannot be read: " + error.getMessage());
+                        }));
+    getQueue().finish();
+    // Some services ignore the condition.
+    return findHeader(headers, "etag") == m_eTag ? headers : TMap<String, String>();
 }
 
 /// The length of a part of the upload; -1 if the service does not tell it.
@@ -364,16 +394,18 @@ int64 CS3Download::findLengthOfPart(int number) {
     int64 length = -1;
     CS3GetOptions options = makePinnedOptions(m_eTag);
     options.partNumber = number;
-    getQueue().start(makeTransferJob(
-        [&](CNetRequest& request) {
-            m_client.prepareGetObjectHeadersRequest(request, m_source.bucket, m_source.key, options);
-        },
-        [&length](CNetRequest& request) { length = findContentLength(request.getResponseHeaderMap()); },
-        [](const CError& error) {
-            zet::logInfo("The parts of the upload cannot be found, so the content is not compared with the "
-                         "ETag: " +
-                         error.getMessage());
-        }));
+    m_control.start(
+        getQueue(),
+        makeTransferJob(
+            [&](CNetRequest& request) {
+                m_client.prepareGetObjectHeadersRequest(request, m_source.bucket, m_source.key, options);
+            },
+            [&length](CNetRequest& request) { length = findContentLength(request.getResponseHeaderMap()); },
+            [](const CError& error) {
+                zet::logInfo(
+                    "The parts of the upload cannot be found, so the content is not compared with them: " +
+                    error.getMessage());
+            }));
     getQueue().finish();
     return length;
 }
@@ -385,8 +417,8 @@ void CS3Download::fetchAll(const CS3PartState& left) {
         object.size = m_size;
         object.partSize = m_partSize;
         m_target.begin(object, m_digest, [this] {
-            checkContinue();
-            showProgress();
+            m_control.checkContinue();
+            m_control.showProgress();
         });
         settle();
         for (int64 number = left.done.empty() ? 1 : 0; number < getPartCount(); ++number) {
@@ -402,18 +434,39 @@ void CS3Download::fetchAll(const CS3PartState& left) {
         }
         finishAll();
     }
-    try {
-        m_digest.finish();
-    } catch (...) {
-        m_target.giveUp();
-        throw;
+    verify();
+}
+
+void CS3Download::verify() {
+    if (m_digest.finish() || canExplainDifference()) {
+        return;
     }
+    m_target.giveUp();
+    throw m_digest.makeError();
+}
+
+/// Asks the service for the parts if their size comes from the metadata, which may be wrong.
+/// \return true unless the content is wrong
+bool CS3Download::canExplainDifference() {
+    if (!m_digest.hasPartSizeOfMetadata()) {
+        return false;
+    }
+    const CS3UploadedParts parts = findParts();
+    if (!m_digest.hasWrongMetadata(parts)) {
+        return false;
+    }
+    m_digest.setParts(parts, m_size);
+    if (m_digest.getCheck() != S3ContentCheck::None && m_target.readAgain()) {
+        return m_digest.finish();
+    }
+    m_digest.giveUp();
+    return true;
 }
 
 void CS3Download::start(const P<CS3DownloadPart>& part) {
-    checkContinue();
+    m_control.checkContinue();
     ++m_running;
-    getQueue().start(make<CJob>(*this, part));
+    m_control.start(getQueue(), make<CJob>(*this, part));
 }
 
 void CS3Download::settle() {
@@ -446,6 +499,10 @@ int64 CS3Download::getPartCount() const noexcept {
     return m_size / m_partSize + (m_size % m_partSize > 0 ? 1 : 0);
 }
 
+bool CS3Download::asksForChecksum() const noexcept {
+    return m_settings.verifiesChecksums || m_source.options.asksForChecksum;
+}
+
 /// For the object that is known.
 CS3GetOptions CS3Download::makePinnedOptions(const String& eTag) const {
     CS3GetOptions options = m_source.options;
@@ -464,7 +521,9 @@ void CS3Download::prepare(CNetRequest& request, CS3DownloadPart& part) {
     }
     part.begin = part.received;
     const bool isHead = part.asksForHead || (part.size >= 0 && part.isComplete());
-    const CS3GetOptions options = part.size < 0 ? m_source.options : makePinnedOptions(part.eTag);
+    CS3GetOptions options = part.size < 0 ? m_source.options : makePinnedOptions(part.eTag);
+    // Only these responses tell about the object.
+    options.asksForChecksum = (part.size < 0 || isHead) && asksForChecksum();
     const int64 length = isHead ? 0 : part.length - part.begin;
     m_client.prepareGetObjectRequest(request, m_source.bucket, m_source.key, part.offset + part.begin, length,
                                      options);
@@ -513,27 +572,10 @@ CError CS3Download::makeChangedError() const {
 
 CTransferQueue& CS3Download::getQueue() {
     if (!m_queue) {
-        m_queue = make<CTransferQueue>(make<CS3RequestPolicy>(m_client, m_settings.retryPolicy),
-                                       m_settings.parallelParts, make<CObserver>(*this));
-        m_queue->setCancelToken(m_settings.cancelToken);
+        m_queue = m_control.makeQueue(make<CS3RequestPolicy>(m_client, m_settings.retryPolicy),
+                                      m_settings.parallelParts);
     }
     return *m_queue;
-}
-
-void CS3Download::checkContinue() const {
-    if (m_settings.cancelToken) {
-        m_settings.cancelToken->throwIfCancelled();
-    }
-    if (m_settings.deadline && CRetryPolicy::Clock::now() >= *m_settings.deadline) {
-        throw CCURLError(CURLE_OPERATION_TIMEDOUT, "the deadline of the transfer has passed", "", 0, "", "",
-                         "", "");
-    }
-}
-
-void CS3Download::showProgress() const {
-    if (m_settings.observer) {
-        m_settings.observer->onProgress(m_doneBytes, m_size);
-    }
 }
 
 }  // namespace vexil

@@ -8,7 +8,7 @@
 #include "vexil/s3/S3ContentDigest.h"
 #include "vexil/s3/S3DownloadResult.h"
 #include "vexil/s3/S3DownloadTarget.h"
-#include "vexil/s3/S3TransferSettings.h"
+#include "vexil/s3/S3TransferControl.h"
 
 #include <atomic>
 #include <functional>
@@ -41,7 +41,6 @@ public:
 
 private:
     class CJob;
-    class CObserver;
     class CSink;
 
     void fetchAll(const CS3PartState& left);
@@ -49,9 +48,14 @@ private:
     void confirm();
     void findFacts();
     void takeFacts(const CS3DownloadPart& part);
-    void findUploadedParts();
+    void chooseCheck(const CS3DownloadPart& part);
+    void useDigest(const TMap<String, String>& headers, bool hasChecksums);
+    void choosePartSize(const TMap<String, String>& headers);
+    TMap<String, String> findChecksums();
+    CS3UploadedParts findParts();
     int64 findLengthOfPart(int number);
-    void fetchRest();
+    void verify();
+    bool canExplainDifference();
     void start(const P<CS3DownloadPart>& part);
     void settle();
     void finishAll();
@@ -59,19 +63,19 @@ private:
     P<CS3DownloadPart> makePart(int64 number);
     int64 getPartCount() const noexcept;
     CS3GetOptions makePinnedOptions(const String& eTag) const;
+    bool asksForChecksum() const noexcept;
     void prepare(CNetRequest& request, CS3DownloadPart& part);
     void checkResponse(CNetRequest& request, CS3DownloadPart& part) const;
     bool canFallBack(CS3DownloadPart& part, const CError& error);
     CError makeChangedError() const;
 
     CTransferQueue& getQueue();
-    void checkContinue() const;
-    void showProgress() const;
 
     CS3Client& m_client;
     const CS3TransferSettings& m_settings;
     const CS3DownloadSource& m_source;
     IS3DownloadTarget& m_target;
+    const CS3TransferControl m_control;
     int64 m_partSize;
     String m_eTag;
     int64 m_size = -1;  // until it is known

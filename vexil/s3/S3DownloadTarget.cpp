@@ -62,6 +62,11 @@ void CS3FileTarget::readPart(int64 offset, int64 length) {
     }
 }
 
+bool CS3FileTarget::readAgain() {
+    readPart(0, m_object.size);
+    return true;
+}
+
 int64 CS3FileTarget::getLimit() const {
     return std::numeric_limits<int64>::max();
 }

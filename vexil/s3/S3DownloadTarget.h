@@ -36,6 +36,9 @@ public:
                        const std::function<void()>& checkContinue) = 0;
     /// Takes parts that are complete.
     virtual void finishParts(const std::vector<int64>& numbers) = 0;
+    /// Gives all bytes to the digest again, after all parts are complete.
+    /// \return false if it does not have them any more
+    virtual bool readAgain() = 0;
     /// The first part that must not begin yet.
     virtual int64 getLimit() const = 0;
     /// The content was checked.
@@ -55,6 +58,7 @@ public:
     void begin(const CS3PartState& object, CS3ContentDigest& digest,
                const std::function<void()>& checkContinue) override;
     void finishParts(const std::vector<int64>& numbers) override;
+    bool readAgain() override;
     int64 getLimit() const override;
     void commit(int64 size) override { m_file.commit(size); }
     void giveUp() noexcept override { m_file.giveUp(); }
@@ -81,6 +85,7 @@ public:
     void begin(const CS3PartState& object, CS3ContentDigest& digest,
                const std::function<void()>& checkContinue) override;
     void finishParts(const std::vector<int64>& numbers) override;
+    bool readAgain() override { return false; }
     int64 getLimit() const override { return m_next + m_maxParts; }
     void commit(int64) override {}
     void giveUp() noexcept override {}

@@ -56,6 +56,7 @@ constexpr CKnownCode knownCodes[] = {
     {"ThrottlingException", ErrorKind::Throttled},
     {"TooManyRequests", ErrorKind::Throttled},
     {"TooManyRequestsException", ErrorKind::Throttled},
+    {"XAmzContentChecksumMismatch", ErrorKind::InvalidData},
     {"XAmzContentSHA256Mismatch", ErrorKind::InvalidData},
 };
 

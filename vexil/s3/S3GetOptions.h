@@ -39,6 +39,11 @@ struct CS3GetOptions {
     String responseContentLanguage = {};
     String responseExpires = {};
     /// @}
+
+    /// Asks for the checksums that were stored with the object (`x-amz-checksum-mode`). The response then has
+    /// headers such as `x-amz-checksum-crc32c`, if there are checksums of the whole object. Services that do
+    /// not know it ignore it.
+    bool asksForChecksum = false;
 };
 
 }  // namespace vexil

@@ -7,6 +7,8 @@ class wxXmlNode;
 
 namespace vexil {
 
+class CS3XmlElement;
+
 /// One object of a bucket listing. A plain value: built once, then only read, from any thread.
 class VEXIL_API CS3ListObjectsElement : public virtual CBase {
 public:
@@ -32,7 +34,10 @@ public:
 private:
     friend class CS3ListObjectsResult;
     CS3ListObjectsElement() = default;
+    explicit CS3ListObjectsElement(const CS3XmlElement& contents);
     void construct(const wxXmlNode* contentsNode);
+    /// Reads all but the key.
+    void readFields(const CS3XmlElement& contents);
 
     String m_key;
     String m_lastModified;

@@ -1,11 +1,11 @@
 #include "vexil/s3/S3ListObjectsResult.h"
 
-#include "vexil/s3/S3Error.h"
 #include "vexil/s3/S3ListingText.h"
 #include "vexil/s3/S3ResultDocument.h"
-#include "vexil/s3/S3XmlDocument.h"
+#include "vexil/s3/S3XmlElements.h"
 #include "vexil/s3/S3XmlReduction.h"
 
+#include <limits>
 #include <string>
 #include <utility>
 
@@ -23,8 +23,8 @@ bool parseIsTruncated(const String& text) {
     return value == "true";
 }
 
-void checkRoot(const wxXmlNode* root) {
-    if (getXmlName(root) != "ListBucketResult") {
+void checkRoot(const CS3XmlElement& root) {
+    if (root.getName() != "ListBucketResult") {
         throw CError("Error parsing Amazon S3 'list objects' result: root element is not ListBucketResult.");
     }
 }
@@ -75,86 +75,96 @@ CS3ListObjectsResult::~CS3ListObjectsResult() = default;
 
 P<CS3ListObjectsResult> CS3ListObjectsResult::fromEncoded(const TBuffer<unsigned char>* body) {
     P<CS3ListObjectsResult> page(new CS3ListObjectsResult);
-    page->constructEncoded(getText(*body), [](const wxXmlNode*) {});
+    page->constructEncoded(getText(*body), [](const CS3XmlElement&) {});
     return page;
 }
 
 void CS3ListObjectsResult::constructEncoded(std::string_view text,
-                                            const std::function<void(const wxXmlNode* root)>& readMore) {
-    const std::string wellFormed = makeListing(text, "list objects");
-    const auto length = static_cast<int>(wellFormed.size());
-    const CS3XmlDocument document(wellFormed.data(), length, length, errorPrefix, S3XmlWhiteSpace::Kept);
-    if (getXmlName(document.getRoot()) == "Error") {
-        throw CS3Error(CS3ErrorResponse(document.getRoot()), 0);
-    }
-    constructEncoded(document.getRoot());
-    readMore(document.getRoot());
+                                            const std::function<void(const CS3XmlElement& root)>& readMore) {
+    std::string memory;
+    const std::string_view document = makeListing(text, "list objects", memory);
+    const CS3XmlElements elements(document, std::numeric_limits<int>::max(), errorPrefix,
+                                  S3XmlWhiteSpace::Kept);
+    const CS3XmlElement root = elements.getRoot();
+    throwIfXmlError(root);
+    constructEncoded(root);
+    readMore(root);
 }
 
 void CS3ListObjectsResult::construct(const char* data, int length) {
-    const CS3XmlDocument document(data, length, maxListingBytes, errorPrefix);
-    construct(document.getRoot());
+    const std::string_view document(data, length > 0 ? static_cast<std::size_t>(length) : 0);
+    construct(CS3XmlElements(document, maxListingBytes, errorPrefix, S3XmlWhiteSpace::Dropped).getRoot());
 }
 
-void CS3ListObjectsResult::construct(wxXmlNode* root) {
+void CS3ListObjectsResult::construct(const CS3XmlElement& root) {
     checkRoot(root);
-    forEachXmlChild(root, [this](const String& name, wxXmlNode* child) {
+    root.forEachChild([this](const CS3XmlElement& child) {
+        const std::string_view name = child.getName();
         if (name == "Contents") {
             m_objects.push_back(new CS3ListObjectsElement(child));
         } else if (name == "CommonPrefixes") {
             parseCommonPrefixes(child);
         } else if (name == "IsTruncated") {
-            m_isTruncated = parseIsTruncated(getXmlText(child));
+            m_isTruncated = parseIsTruncated(child.getFirstText());
         } else if (name == "NextMarker") {
-            m_nextMarker = getXmlText(child);
+            m_nextMarker = child.getFirstText();
         }
     });
 }
 
-void CS3ListObjectsResult::constructEncoded(wxXmlNode* root) {
-    checkRoot(root);
-    // First pass: EncodingType may come after the names.
-    forEachXmlChild(root, [this](const String& name, wxXmlNode* child) {
-        if (name == "EncodingType") {
-            m_hasEncodedNames = getXmlText(child).toLower() == "url";
+void CS3ListObjectsResult::parseCommonPrefixes(const CS3XmlElement& element) {
+    element.forEachChild([this](const CS3XmlElement& child) {
+        if (child.getName() == "Prefix") {
+            m_commonPrefixes.push_back(child.getFirstText());
         }
     });
-    forEachXmlChild(root, [this](const String& name, wxXmlNode* child) {
+}
+
+void CS3ListObjectsResult::constructEncoded(const CS3XmlElement& root) {
+    checkRoot(root);
+    // First pass: EncodingType may come after the names.
+    root.forEachChild([this](const CS3XmlElement& child) {
+        if (child.getName() == "EncodingType") {
+            m_hasEncodedNames = child.getFirstText().toLower() == "url";
+        }
+    });
+    root.forEachChild([this](const CS3XmlElement& child) {
+        const std::string_view name = child.getName();
         if (name == "Contents") {
             addEncodedObject(child);
         } else if (name == "CommonPrefixes") {
             addEncodedCommonPrefixes(child);
         } else if (name == "IsTruncated") {
-            m_isTruncated = parseIsTruncated(getXmlText(child));
+            m_isTruncated = parseIsTruncated(child.getFirstText());
         } else if (name == "NextMarker") {
-            m_nextMarker = readListedName(getXmlWholeText(child), m_hasEncodedNames).text;
+            m_nextMarker = readListedName(child.getBytes(), m_hasEncodedNames).text;
         }
     });
 }
 
-void CS3ListObjectsResult::addEncodedObject(wxXmlNode* node) {
-    String key;
-    forEachXmlChild(node, [&key](const String& name, wxXmlNode* child) {
-        if (name == "Key") {
-            key = getXmlWholeText(child);
+void CS3ListObjectsResult::addEncodedObject(const CS3XmlElement& element) {
+    std::string_view key;
+    element.forEachChild([&key](const CS3XmlElement& child) {
+        if (child.getName() == "Key") {
+            key = child.getBytes();
         }
     });
-    const CS3ListedName name = readListedName(key, m_hasEncodedNames);
-    m_lastKeyBytes = name.bytes;
+    CS3ListedName name = readListedName(key, m_hasEncodedNames);
+    m_lastKeyBytes = std::move(name.bytes);
     if (!name.isReadable) {
-        m_unreadableNames.push_back(name.text);
+        m_unreadableNames.push_back(std::move(name.text));
         return;
     }
-    P<CS3ListObjectsElement> element(new CS3ListObjectsElement);
-    element->construct(node);
-    element->m_key = name.text;
-    m_objects.push_back(element);
+    P<CS3ListObjectsElement> object(new CS3ListObjectsElement);
+    object->readFields(element);
+    object->m_key = std::move(name.text);
+    m_objects.push_back(std::move(object));
 }
 
-void CS3ListObjectsResult::addEncodedCommonPrefixes(wxXmlNode* node) {
-    forEachXmlChild(node, [this](const String& name, wxXmlNode* child) {
-        if (name == "Prefix") {
-            const CS3ListedName prefix = readListedName(getXmlWholeText(child), m_hasEncodedNames);
+void CS3ListObjectsResult::addEncodedCommonPrefixes(const CS3XmlElement& element) {
+    element.forEachChild([this](const CS3XmlElement& child) {
+        if (child.getName() == "Prefix") {
+            const CS3ListedName prefix = readListedName(child.getBytes(), m_hasEncodedNames);
             (prefix.isReadable ? m_commonPrefixes : m_unreadableNames).push_back(prefix.text);
         }
     });
@@ -179,12 +189,31 @@ void CS3ListObjectsResult::verifyKeys(const String& prefix, const String& delimi
     }
 }
 
+// ---- trees -----------------------------------------------------------------------------------------------
+
+void CS3ListObjectsResult::construct(wxXmlNode* root) {
+    construct(CS3XmlElements(root).getRoot());
+}
+
 void CS3ListObjectsResult::parseCommonPrefixes(wxXmlNode* node) {
-    forEachXmlChild(node, [this](const String& name, wxXmlNode* child) {
-        if (name == "Prefix") {
-            m_commonPrefixes.push_back(getXmlText(child));
-        }
-    });
+    parseCommonPrefixes(CS3XmlElements(node).getRoot());
+}
+
+void CS3ListObjectsResult::constructEncoded(std::string_view text,
+                                            const std::function<void(const wxXmlNode* root)>& readMore) {
+    constructEncoded(text, [&readMore](const CS3XmlElement& root) { callWithXmlTree(root, readMore); });
+}
+
+void CS3ListObjectsResult::constructEncoded(wxXmlNode* root) {
+    constructEncoded(CS3XmlElements(root).getRoot());
+}
+
+void CS3ListObjectsResult::addEncodedObject(wxXmlNode* node) {
+    addEncodedObject(CS3XmlElements(node).getRoot());
+}
+
+void CS3ListObjectsResult::addEncodedCommonPrefixes(wxXmlNode* node) {
+    addEncodedCommonPrefixes(CS3XmlElements(node).getRoot());
 }
 
 }  // namespace vexil

@@ -12,6 +12,8 @@ class wxXmlNode;
 
 namespace vexil {
 
+class CS3XmlElement;
+
 /// One page of a bucket listing, in the order of the service (ascending keys).
 ///
 /// A plain value: built once, then only read, from any thread. Parse failures are CErrors: a page that cannot
@@ -73,8 +75,14 @@ protected:
     /// A page to be filled by constructEncoded().
     CS3ListObjectsResult() = default;
     /// Reads the members as fromEncoded() does, then calls a function for the root of the document.
+    /// @{
+
+    void constructEncoded(std::string_view document,
+                          const std::function<void(const CS3XmlElement& root)>& readMore);
     void constructEncoded(std::string_view document,
                           const std::function<void(const wxXmlNode* root)>& readMore);
+    /// @}
+
     /// Reads the members from a `ListBucketResult` element.
     void construct(wxXmlNode* root);
     /// Parses the document and reads the members from its root.
@@ -83,6 +91,12 @@ protected:
     void parseCommonPrefixes(wxXmlNode* node);
 
 private:
+    void construct(const CS3XmlElement& root);
+    void parseCommonPrefixes(const CS3XmlElement& element);
+    void constructEncoded(const CS3XmlElement& root);
+    void addEncodedObject(const CS3XmlElement& element);
+    void addEncodedCommonPrefixes(const CS3XmlElement& element);
+    // The same for trees: exported names stay.
     void constructEncoded(wxXmlNode* root);
     void addEncodedObject(wxXmlNode* node);
     void addEncodedCommonPrefixes(wxXmlNode* node);

@@ -2,14 +2,15 @@
 
 #include "vexil/s3/S3ListingText.h"
 #include "vexil/s3/S3ResultDocument.h"
+#include "vexil/s3/S3XmlElements.h"
 
 namespace vexil {
 
 CS3ListObjectsV2Result::CS3ListObjectsV2Result(std::string_view document) {
-    const auto readToken = [this](const wxXmlNode* root) {
-        forEachXmlChild(root, [this](const String& name, const wxXmlNode* child) {
-            if (name == "NextContinuationToken") {
-                m_nextToken = readListedName(getXmlWholeText(child), false).bytes;
+    const auto readToken = [this](const CS3XmlElement& root) {
+        root.forEachChild([this](const CS3XmlElement& child) {
+            if (child.getName() == "NextContinuationToken") {
+                m_nextToken = readListedName(child.getBytes(), false).bytes;
             }
         });
     };

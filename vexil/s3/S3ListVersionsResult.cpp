@@ -10,7 +10,7 @@ namespace vexil {
 CS3ListVersionsResult::CS3ListVersionsResult(std::string_view document) {
     static constexpr CNames names{"list versions", "ListVersionsResult", "VersionId", "NextVersionIdMarker"};
     read(document, names, {"Version", "DeleteMarker"},
-         [this](const wxXmlNode* node, const String& key) { addVersion(node, key); });
+         [this](const CS3XmlElement& element, const String& key) { addVersion(element, key); });
 }
 
 CS3ListVersionsResult::CS3ListVersionsResult(const TBuffer<unsigned char>* body)
@@ -18,12 +18,13 @@ CS3ListVersionsResult::CS3ListVersionsResult(const TBuffer<unsigned char>* body)
 
 CS3ListVersionsResult::~CS3ListVersionsResult() = default;
 
-void CS3ListVersionsResult::addVersion(const wxXmlNode* node, const String& key) {
+void CS3ListVersionsResult::addVersion(const CS3XmlElement& element, const String& key) {
     CS3ObjectVersion version;
     version.key = key;
-    version.isDeleteMarker = getXmlName(node) == "DeleteMarker";
-    forEachXmlChild(node, [&version](const String& name, const wxXmlNode* child) {
-        const String text = getXmlWholeText(child);
+    version.isDeleteMarker = element.getName() == "DeleteMarker";
+    element.forEachChild([&version](const CS3XmlElement& child) {
+        const std::string_view name = child.getName();
+        const String text = child.getWholeText();
         if (name == "VersionId") {
             version.versionId = text;
         } else if (name == "IsLatest") {
@@ -39,6 +40,10 @@ void CS3ListVersionsResult::addVersion(const wxXmlNode* node, const String& key)
         }
     });
     m_versions.push_back(std::move(version));
+}
+
+void CS3ListVersionsResult::addVersion(const wxXmlNode* node, const String& key) {
+    addVersion(CS3XmlElements(node).getRoot(), key);
 }
 
 }  // namespace vexil

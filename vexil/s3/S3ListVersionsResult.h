@@ -46,7 +46,8 @@ public:
     [[nodiscard]] const String& getKey(std::size_t index) const override { return m_versions[index].key; }
 
 private:
-    void addVersion(const wxXmlNode* node, const String& key);
+    void addVersion(const CS3XmlElement& element, const String& key);
+    void addVersion(const wxXmlNode* node, const String& key);  // the exported name stays
 
     TArray<CS3ObjectVersion> m_versions;
 };

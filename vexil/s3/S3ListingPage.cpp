@@ -4,6 +4,8 @@
 #include "vexil/s3/S3ResultDocument.h"
 
 #include <algorithm>
+#include <limits>
+#include <vector>
 
 namespace vexil {
 
@@ -15,53 +17,60 @@ public:
         page.m_hasEncodedNames = document.findText("EncodingType").trimmed().toLower() == "url";
     }
 
-    void read(const TArray<String>& entries, const AddEntry& addEntry) {
-        forEachXmlChild(m_document.getRoot(), [&](const String& name, const wxXmlNode* child) {
-            if (std::find(entries.begin(), entries.end(), name) != entries.end()) {
-                readEntry(child, addEntry);
+    void read(const TArray<String>& entries, const AddElement& addElement) {
+        std::vector<std::string> entryNames;
+        for (const String& entry : entries) {
+            entryNames.push_back(entry.toUTF8());
+        }
+        m_document.getRoot().forEachChild([&](const CS3XmlElement& child) {
+            const std::string_view name = child.getName();
+            if (std::find(entryNames.begin(), entryNames.end(), name) != entryNames.end()) {
+                readEntry(child, addElement);
             } else if (name == "CommonPrefixes") {
                 readCommonPrefixes(child);
             } else if (name == "IsTruncated") {
                 m_page.m_isTruncated = m_document.parseBoolean(child);
             } else if (name == "NextKeyMarker") {
-                m_sentKey = getXmlWholeText(child);
+                m_sentKey = child.getBytes();
             } else if (name == m_names.nextId) {
-                m_sentId = readListedName(getXmlWholeText(child), false).bytes;
+                m_sentId = readListedName(child.getBytes(), false).bytes;
             }
         });
         chooseMarkers();
     }
 
 private:
-    CS3ListedName readName(const String& text) const {
+    CS3ListedName readName(std::string_view text) const {
         return readListedName(text, m_page.m_hasEncodedNames);
     }
 
-    void readEntry(const wxXmlNode* node, const AddEntry& addEntry) {
-        String text;
-        forEachXmlChild(node, [&](const String& name, const wxXmlNode* child) {
+    void readEntry(const CS3XmlElement& node, const AddElement& addElement) {
+        std::string_view text;
+        node.forEachChild([&](const CS3XmlElement& child) {
+            const std::string_view name = child.getName();
             if (name == "Key") {
-                text = getXmlWholeText(child);
+                text = child.getBytes();
             } else if (name == m_names.id) {
-                m_lastId = readListedName(getXmlWholeText(child), false).bytes;
+                m_lastId = readListedName(child.getBytes(), false).bytes;
             }
         });
-        if (text.isEmpty()) {
+        if (text.empty()) {
             m_document.fail("an entry without a key.");
         }
         const CS3ListedName key = readName(text);
         m_lastKey = key.bytes;
         if (key.isReadable) {
-            addEntry(node, key.text);
+            addElement(node, key.text);
         } else {
             m_page.m_unreadableNames.push_back(key.text);
         }
     }
 
-    void readCommonPrefixes(const wxXmlNode* node) {
-        forEachXmlChild(node, [this](const String& name, const wxXmlNode* child) {
+    void readCommonPrefixes(const CS3XmlElement& node) {
+        node.forEachChild([this](const CS3XmlElement& child) {
+            const std::string_view name = child.getName();
             if (name == "Prefix") {
-                const CS3ListedName prefix = readName(getXmlWholeText(child));
+                const CS3ListedName prefix = readName(child.getBytes());
                 m_lastPrefix = prefix.bytes;
                 (prefix.isReadable ? m_page.m_commonPrefixes : m_page.m_unreadableNames)
                     .push_back(prefix.text);
@@ -85,7 +94,7 @@ private:
     CS3ListingPage& m_page;
     const CS3ResultDocument& m_document;
     const CNames& m_names;
-    String m_sentKey;
+    std::string m_sentKey;
     std::string m_sentId;
     std::string m_lastKey;
     std::string m_lastId;
@@ -95,11 +104,18 @@ private:
 CS3ListingPage::~CS3ListingPage() = default;
 
 void CS3ListingPage::read(std::string_view text, const CNames& names, const TArray<String>& entries,
+                          const AddElement& addElement) {
+    std::string memory;
+    const CS3ResultDocument document(makeListing(text, names.operation, memory), names.operation, names.root,
+                                     std::numeric_limits<int>::max());
+    CReader(*this, document, names).read(entries, addElement);
+}
+
+void CS3ListingPage::read(std::string_view text, const CNames& names, const TArray<String>& entries,
                           const AddEntry& addEntry) {
-    const std::string wellFormed = makeListing(text, names.operation);
-    const CS3ResultDocument document(wellFormed, names.operation, names.root,
-                                     static_cast<int>(wellFormed.size()));
-    CReader(*this, document, names).read(entries, addEntry);
+    read(text, names, entries, [&addEntry](const CS3XmlElement& element, const String& key) {
+        callWithXmlTree(element, [&](const wxXmlNode* node) { addEntry(node, key); });
+    });
 }
 
 }  // namespace vexil

@@ -12,6 +12,8 @@ class wxXmlNode;
 
 namespace vexil {
 
+class CS3XmlElement;
+
 /// One page of a listing whose entries have a key and an ID: versions of objects, or uploads in progress.
 ///
 /// A plain value: built once, then only read, from any thread. Names are read as by
@@ -57,14 +59,23 @@ protected:
         const char* nextId;     ///< name of the element with the ID to go on from
     };
     /// Reads an entry with a readable key.
+    /// @{
+
+    using AddElement = std::function<void(const CS3XmlElement& element, const String& key)>;
     using AddEntry = std::function<void(const wxXmlNode* node, const String& key)>;
+    /// @}
 
     CS3ListingPage() = default;
     /// Parses a document.
     /// \param entries  names of the elements that are entries
     /// \throws CS3Error with status 0 if the document is an error; CError for another document
+    /// @{
+
+    void read(std::string_view document, const CNames& names, const TArray<String>& entries,
+              const AddElement& addElement);
     void read(std::string_view document, const CNames& names, const TArray<String>& entries,
               const AddEntry& addEntry);
+    /// @}
 
 private:
     class CReader;

@@ -6,6 +6,7 @@
 #include "zet/XMLCharacters.h"
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 #include <optional>
 #include <utility>
@@ -18,7 +19,7 @@ namespace {
 // two hexadecimal digits follow. The mark itself is escaped in the same way.
 constexpr std::string_view mark = "\xEF\xB7\x90";
 constexpr char hexDigits[] = "0123456789ABCDEF";
-constexpr const char* nameTags[] = {"<Key>", "<Prefix>", "<NextContinuationToken>", "<NextKeyMarker>"};
+constexpr std::string_view nameTags[] = {"<Key>", "<Prefix>", "<NextContinuationToken>", "<NextKeyMarker>"};
 constexpr char32_t maxCharacter = 0x10FFFF;
 
 /// The byte that two hexadecimal digits stand for.
@@ -124,6 +125,9 @@ bool declaresOtherEncoding(std::string_view document) {
 
 /// Replaces each mark and its digits with the byte. True if there was a mark.
 bool removeMarks(std::string& text) {
+    if (text.find(mark) == text.npos) {
+        return false;
+    }
     bool hasMarks = false;
     std::string bytes;
     std::string_view rest = text;
@@ -142,6 +146,9 @@ bool removeMarks(std::string& text) {
 /// Decodes a percent-encoded name. A "%" without two hexadecimal digits after it stays; the result is then
 /// false.
 bool decodeURL(std::string& text) {
+    if (std::none_of(text.begin(), text.end(), [](char byte) { return byte == '%' || byte == '+'; })) {
+        return true;
+    }
     bool isValid = true;
     std::string bytes;
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -161,7 +168,14 @@ bool decodeURL(std::string& text) {
     return isValid;
 }
 
+bool isASCII(char byte) {
+    return static_cast<unsigned char>(byte) < 0x80;
+}
+
 bool isUTF8(const std::string& bytes) {
+    if (std::all_of(bytes.begin(), bytes.end(), isASCII)) {
+        return true;
+    }
     try {
         return String::fromUTF8(bytes).toUTF8() == bytes;
     } catch (const CError&) {
@@ -169,63 +183,134 @@ bool isUTF8(const std::string& bytes) {
     }
 }
 
+/// Bytes that are copied as they are, wherever they stand. "]" may end a CDATA section.
+constexpr auto plainBytes = [] {
+    std::array<bool, 256> table{};
+    for (std::size_t byte = 0; byte < 0x80; ++byte) {
+        const bool isSpecial = byte == '<' || byte == '&' || byte == ']' || byte == '\r';
+        table[byte] = zet::isXMLCharacter(static_cast<char32_t>(byte)) && !isSpecial;
+    }
+    return table;
+}();
+
+/// Escapes what XML does not allow; see makeListing(). Copies nothing if there is nothing to escape.
+class CEscaping {
+public:
+    /// \param memory  empty
+    CEscaping(std::string_view document, std::string& memory) : m_rest(document), m_memory(memory) {
+        while (!m_rest.empty()) {
+            skip(countPlainBytes());
+            if (!m_rest.empty()) {
+                readSpecialByte();
+            }
+        }
+        if (m_isChanged) {
+            m_memory.append(m_kept);
+        }
+        m_text = m_isChanged ? std::string_view(m_memory) : document;
+    }
+
+    std::string_view getText() const { return m_text; }
+
+private:
+    std::size_t countPlainBytes() const {
+        const auto isPlain = [this](std::size_t index) {
+            return plainBytes[static_cast<unsigned char>(m_rest[index])];
+        };
+        std::size_t count = 0;
+        // Four at once: this looks at each byte of a listing.
+        while (count + 4 <= m_rest.size() &&
+               (isPlain(count) & isPlain(count + 1) & isPlain(count + 2) & isPlain(count + 3)) != 0) {
+            count += 4;
+        }
+        while (count < m_rest.size() && isPlain(count)) {
+            ++count;
+        }
+        return count;
+    }
+
+    void readSpecialByte() {
+        if (m_rest[0] == '<' || m_rest[0] == ']') {
+            noticeTag();
+            skip(1);
+            return;
+        }
+        if (const auto reference = m_isInCDATA ? std::nullopt : readReference(m_rest)) {
+            readReferenceOf(*reference);
+            return;
+        }
+        const std::size_t length = measureCharacter(m_rest);
+        if (length == 0 || (m_isInName && m_rest[0] == '\r')) {
+            replace(1, m_rest.substr(0, 1));
+        } else {
+            skip(length);
+        }
+    }
+
+    void noticeTag() {
+        if (m_isInCDATA) {
+            m_isInCDATA = !m_rest.starts_with("]]>");
+        } else if (m_rest.starts_with("<![CDATA[")) {
+            m_isInCDATA = true;
+        } else if (m_rest[0] == '<') {
+            const char first = m_rest.size() > 1 ? m_rest[1] : '\0';
+            m_isInName =
+                first != '/' && std::any_of(std::begin(nameTags), std::end(nameTags),
+                                            [this](std::string_view tag) { return m_rest.starts_with(tag); });
+        }
+    }
+
+    void readReferenceOf(const CReference& reference) {
+        if (reference.character > maxCharacter) {
+            replace(reference.length, m_rest.substr(0, reference.length));
+        } else if (zet::isXMLCharacter(reference.character) && encodeUTF8(reference.character) != mark) {
+            skip(reference.length);
+        } else {
+            replace(reference.length, encodeUTF8(reference.character));
+        }
+    }
+
+    void skip(std::size_t length) {
+        m_kept = {m_kept.data() ? m_kept.data() : m_rest.data(), m_kept.size() + length};
+        m_rest.remove_prefix(length);
+    }
+
+    void replace(std::size_t length, std::string_view bytes) {
+        m_isChanged = true;
+        m_memory.append(m_kept);
+        appendMarked(m_memory, bytes);
+        m_rest.remove_prefix(length);
+        m_kept = m_rest.substr(0, 0);
+    }
+
+    std::string_view m_rest;
+    std::string_view m_kept;  // read, but not yet copied
+    std::string_view m_text;
+    std::string& m_memory;
+    bool m_isChanged = false;
+    bool m_isInName = false;
+    bool m_isInCDATA = false;
+};
+
 }  // namespace
 
-std::string makeWellFormed(std::string_view document) {
-    std::string out;
-    if (declaresOtherEncoding(document)) {
-        return out.append(document);
-    }
-    out.reserve(document.size());
-    bool isInName = false;
-    bool isInCDATA = false;
-    while (!document.empty()) {
-        if (isInCDATA) {
-            isInCDATA = !document.starts_with("]]>");
-        } else if (document.starts_with("<![CDATA[")) {
-            isInCDATA = true;
-        } else if (document[0] == '<') {
-            isInName = std::any_of(std::begin(nameTags), std::end(nameTags),
-                                   [document](const char* tag) { return document.starts_with(tag); });
-        }
-        std::size_t length = 1;
-        if (const auto reference = isInCDATA ? std::nullopt : readReference(document)) {
-            length = reference->length;
-            if (zet::isXMLCharacter(reference->character) && encodeUTF8(reference->character) != mark) {
-                out += document.substr(0, length);
-            } else if (reference->character <= maxCharacter) {
-                appendMarked(out, encodeUTF8(reference->character));
-            } else {
-                appendMarked(out, document.substr(0, length));
-            }
-        } else if (const std::size_t size = measureCharacter(document);
-                   size == 0 || (isInName && document[0] == '\r')) {
-            appendMarked(out, document.substr(0, 1));
-        } else {
-            length = size;
-            out += document.substr(0, length);
-        }
-        document.remove_prefix(length);
-    }
-    return out;
-}
-
-std::string makeListing(std::string_view document, const char* operation) {
+std::string_view makeListing(std::string_view document, const char* operation, std::string& memory) {
     const auto fail = [operation](const String& message) {
         throw CError(String("Error parsing Amazon S3 '") + operation + "' result: " + message);
     };
     if (std::cmp_greater(document.size(), maxListingBytes)) {
         fail("the document is longer than " + String::fromInt(maxListingBytes) + " bytes.");
     }
-    std::string text = makeWellFormed(document);
+    const std::string_view text =
+        declaresOtherEncoding(document) ? document : CEscaping(document, memory).getText();
     if (!std::in_range<int>(text.size())) {
         fail("invalid XML.");
     }
     return text;
 }
 
-CS3ListedName readListedName(const String& text, bool isURLEncoded) {
-    std::string bytes = text.toUTF8();
+CS3ListedName readListedName(std::string_view text, bool isURLEncoded) {
+    std::string bytes(text);
     const bool hasMarks = removeMarks(bytes);
     const bool isDecoded = !isURLEncoded || decodeURL(bytes);
     const bool isReadable = !hasMarks && isDecoded && !bytes.empty() && isUTF8(bytes);

@@ -4,6 +4,7 @@
 #include "sigil/Digest.h"
 #include "vexil/net/LineEnd.h"
 #include "vexil/s3/S3Arguments.h"
+#include "vexil/s3/S3ChecksumValue.h"
 #include "vexil/s3/S3ContentMD5.h"
 #include "vexil/s3/S3Query.h"
 #include "vexil/s3/S3URL.h"
@@ -148,14 +149,14 @@ void checkHeaderText(const char* place, const String& field, const String& text)
     }
 }
 
-void checkTime(const char* place, const String& field, const zet::CTime& time) {
+void checkTime(const char* place, const char* field, const zet::CTime& time) {
     if (!time.isSet()) {
         return;
     }
     try {
         (void)zet::CTimeFields(time);
     } catch (const CError&) {
-        throw CInvalidArgError(place, field + " is outside the years 0 to 9999");
+        throw CInvalidArgError(place, String(field) + " is outside the years 0 to 9999");
     }
 }
 
@@ -179,6 +180,17 @@ void checkPutOptions(const char* place, const CS3PutOptions& options) {
         throw CInvalidArgError(place, "If-Match and If-None-Match exclude each other");
     }
     checkLock(place, options);
+    checkChecksum(place, options.checksum);
+}
+
+void checkChecksum(const char* place, S3Checksum checksum) {
+    const String name = getChecksumName(checksum);
+    if (checksum != S3Checksum::None && name.isEmpty()) {
+        throw CInvalidArgError(place, "the checksum is unknown");
+    }
+    if (checksum == S3Checksum::CRC32 || checksum == S3Checksum::CRC64NVME) {
+        throw CInvalidArgError(place, "the checksum " + name + " is of downloads only");
+    }
 }
 
 void checkGetOptions(const char* place, const CS3GetOptions& options) {
@@ -262,6 +274,7 @@ void addGetHeaders(CNetHeaders& headers, const CS3GetOptions& options) {
     addOptional(headers, "If-None-Match", options.ifNoneMatch);
     addOptional(headers, "If-Modified-Since", options.ifModifiedSince);
     addOptional(headers, "If-Unmodified-Since", options.ifUnmodifiedSince);
+    addOptional(headers, "x-amz-checksum-mode", options.asksForChecksum ? "ENABLED" : "");
 }
 
 String makeGetQuery(const CS3GetOptions& options) {

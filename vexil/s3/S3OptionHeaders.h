@@ -22,6 +22,8 @@ enum class S3PutPart {
 void checkPutOptions(const char* place, const CS3PutOptions& options);
 /// \throws CInvalidArgError that names the field
 void checkGetOptions(const char* place, const CS3GetOptions& options);
+/// \throws CInvalidArgError for a number that stands for no checksum
+void checkChecksum(const char* place, S3Checksum checksum);
 /// \param baseURL  the service: the key may be sent over https only
 /// \throws CInvalidArgError if the key cannot be used
 void checkCustomerKey(const char* place, const CS3CustomerKey& key, const String& baseURL);
@@ -30,8 +32,14 @@ void checkCustomerKey(const char* place, const CS3CustomerKey& key, const String
 /// \param field  its name, for the error
 /// \throws CInvalidArgError for any other text
 void checkHeaderText(const char* place, const String& field, const String& text);
+/// The same for a field that is usually empty: an empty text costs nothing.
+inline void checkHeaderText(const char* place, const char* field, const String& text) {
+    if (!text.isEmpty()) {
+        checkHeaderText(place, String(field), text);
+    }
+}
 /// \throws CInvalidArgError for a time outside the years 0 to 9999
-void checkTime(const char* place, const String& field, const zet::CTime& time);
+void checkTime(const char* place, const char* field, const zet::CTime& time);
 
 void addPutHeaders(CNetHeaders& headers, const CS3PutOptions& options, S3PutPart part);
 void addGetHeaders(CNetHeaders& headers, const CS3GetOptions& options);

@@ -12,22 +12,27 @@ namespace vexil {
 namespace {
 
 /// -1 for a text that is not a number.
-int64 parseNumber(const wxXmlNode* node) {
-    return zet::parseInt64(getXmlWholeText(node).trimmed(), int64{-1});
+int64 parseNumber(const CS3XmlElement& node) {
+    return zet::parseInt64(node.getWholeText().trimmed(), int64{-1});
 }
 
-CS3StoredPart readPart(const CS3ResultDocument& document, const wxXmlNode* node) {
+CS3StoredPart readPart(const CS3ResultDocument& document, const CS3XmlElement& node) {
     CS3StoredPart part;
-    forEachXmlChild(node, [&](const String& name, const wxXmlNode* child) {
+    node.forEachChild([&](const CS3XmlElement& child) {
+        const std::string_view name = child.getName();
         if (name == "PartNumber") {
             const int64 number = parseNumber(child);
-            part.number = number > maxPartNumber ? 0 : static_cast<int>(number);
+            part.number = number >= 1 && number <= maxPartNumber ? static_cast<int>(number) : 0;
         } else if (name == "ETag") {
-            part.eTag = getXmlWholeText(child);
+            part.eTag = child.getWholeText();
         } else if (name == "Size") {
             part.size = parseNumber(child);
         } else if (name == "LastModified") {
-            part.lastModified = getXmlWholeText(child);
+            part.lastModified = child.getWholeText();
+        } else if (name == "ChecksumCRC32C") {
+            part.checksumCRC32C = child.getWholeText();
+        } else if (name == "ChecksumSHA256") {
+            part.checksumSHA256 = child.getWholeText();
         }
     });
     if (part.number < 1) {
@@ -44,7 +49,8 @@ CS3StoredPart readPart(const CS3ResultDocument& document, const wxXmlNode* node)
 CS3PartList::CS3PartList(std::string_view text) {
     const CS3ResultDocument document(text, "list parts", "ListPartsResult", maxListingBytes);
     int64 sentMarker = 0;
-    forEachXmlChild(document.getRoot(), [&](const String& name, const wxXmlNode* child) {
+    document.getRoot().forEachChild([&](const CS3XmlElement& child) {
+        const std::string_view name = child.getName();
         if (name == "Part") {
             m_parts.push_back(readPart(document, child));
         } else if (name == "IsTruncated") {

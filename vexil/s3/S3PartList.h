@@ -9,10 +9,12 @@ namespace vexil {
 
 /// A part of an upload that a service has stored. Texts are as the service sent them, "" if it sent none.
 struct CS3StoredPart {
-    int number = 0;       ///< 1 to 10,000
-    String eTag;          ///< quotes included, as CS3Client::completeMultipartUpload() needs it
-    int64 size = -1;      ///< in bytes; -1 if the service did not send it
-    String lastModified;  ///< time of its upload (ISO 8601)
+    int number = 0;              ///< 1 to 10,000
+    String eTag;                 ///< quotes included, as CS3Client::completeMultipartUpload() needs it
+    int64 size = -1;             ///< in bytes; -1 if the service did not send it
+    String lastModified;         ///< time of its upload (ISO 8601)
+    String checksumCRC32C = {};  ///< in base64; see CS3PutOptions::checksum
+    String checksumSHA256 = {};  ///< in base64
 };
 
 /// One page of the parts of an upload (CS3Client::listParts).

@@ -30,6 +30,20 @@ int64 choosePartSize(int64 wanted, int64 objectSize) {
     return divideUp(needed, mebibyte) * mebibyte;
 }
 
+CS3PutOptions addPartSize(const char* place, const CS3PutOptions& options, int64 partSize, int64 objectSize) {
+    for (const auto& entry : options.metadata) {
+        if (entry.first.equalsNoCase(partSizeMetadata)) {
+            throw CInvalidArgError(place, "the metadata must not have the name " + String(partSizeMetadata) +
+                                              ", which storesPartSize needs");
+        }
+    }
+    CS3PutOptions result = options;
+    if (objectSize > partSize) {
+        result.metadata[partSizeMetadata] = String::fromInt(partSize);
+    }
+    return result;
+}
+
 int64 getGrowingPartSize(int64 first, int number) {
     int64 size = first;
     for (int step = (number - 1) / partsPerStep; step > 0 && size < maxMemoryPartSize; --step) {

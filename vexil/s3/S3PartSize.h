@@ -3,6 +3,7 @@
 #pragma once
 
 #include "vexil/BaseTypes.h"
+#include "vexil/s3/S3PutOptions.h"
 
 namespace vexil {
 
@@ -18,6 +19,15 @@ inline constexpr int64 maxMemoryPartSize = 1024 * mebibyte;
 /// \param wanted  0: 8 MiB
 /// \throws CError if no such parts are large enough
 int64 choosePartSize(int64 wanted, int64 objectSize);
+
+/// The metadata of an object that tells the size of its parts, in lower case.
+inline constexpr char partSizeMetadata[] = "vexil-part-size";
+
+/// The options of an object, with the size of its parts as metadata.
+/// \param place       for the error
+/// \param objectSize  an object that is not larger than a part has no parts, and gets nothing
+/// \throws CInvalidArgError if the options have metadata of this name already
+CS3PutOptions addPartSize(const char* place, const CS3PutOptions& options, int64 partSize, int64 objectSize);
 
 /// The size of a part of a stream of unknown length. It doubles after each 700 parts, up to 1 GiB, so that
 /// 10,000 parts are more than 5 TiB.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "vexil/BaseTypes.h"
+#include "vexil/s3/S3Checksum.h"
 #include "vexil/s3/S3CustomerKey.h"
 #include "zet/Time.h"
 
@@ -72,6 +73,17 @@ struct CS3PutOptions {
     zet::CTime lockUntil = {};  ///< rounded down to seconds
     /// @}
     bool hasLegalHold = false;  ///< cannot be deleted until the hold is removed
+
+    /// A checksum of the content, which is computed in the same pass as the other hashes. The service
+    /// computes it, too, and refuses other content. If it returns its checksum, it is compared: a difference
+    /// is a CError that names the object and both values. Services that do not know checksums ignore them.
+    /// Copies ignore this field.
+    ///
+    /// A body from memory, or that is read before it is sent, has the checksum in a header
+    /// (x-amz-checksum-...). A body that is read once has it in a trailer if the service may get one
+    /// (CS3Client::setChecksumTrailer()); otherwise it is only compared with the response. Each part of an
+    /// upload has its own checksum: give it to CS3Client::uploadPart(), too.
+    S3Checksum checksum = S3Checksum::None;
 };
 
 }  // namespace vexil

@@ -3,7 +3,6 @@
 #include "vexil/s3/S3Error.h"
 
 #include <algorithm>
-#include <limits>
 
 namespace vexil {
 
@@ -13,14 +12,12 @@ String makePrefix(const char* operation) {
     return String("Error parsing Amazon S3 '") + operation + "' result: ";
 }
 
-CS3XmlDocument parse(std::string_view body, const String& errorPrefix, int maxLength) {
+std::string_view trim(std::string_view body, const String& errorPrefix) {
     body.remove_prefix(std::min(body.find_first_not_of(" \t\r\n"), body.size()));
     if (body.empty()) {
         throw CError(errorPrefix + "there is no document.");
     }
-    const std::size_t length = std::min<std::size_t>(body.size(), std::numeric_limits<int>::max());
-    return CS3XmlDocument(body.data(), static_cast<int>(length), maxLength, errorPrefix.toUTF8().c_str(),
-                          S3XmlWhiteSpace::Kept);
+    return body;
 }
 
 }  // namespace
@@ -29,32 +26,37 @@ std::string_view getText(const TBuffer<unsigned char>& body) {
     return {reinterpret_cast<const char*>(body.getData()), static_cast<std::size_t>(body.getUsed())};
 }
 
+void throwIfXmlError(const CS3XmlElement& root) {
+    if (root.getName() == "Error") {
+        callWithXmlTree(root, [](wxXmlNode* tree) { throw CS3Error(CS3ErrorResponse(tree), 0); });
+    }
+}
+
 CS3ResultDocument::CS3ResultDocument(std::string_view body, const char* operation, const char* rootName,
                                      int maxLength)
-    : m_errorPrefix(makePrefix(operation)), m_document(parse(body, m_errorPrefix, maxLength)) {
-    const String root = getXmlName(getRoot());
-    if (root == "Error") {
-        throw CS3Error(CS3ErrorResponse(m_document.getRoot()), 0);
-    }
-    if (!(root == rootName)) {
-        fail("unknown root element '" + root + "'.");
+    : m_errorPrefix(makePrefix(operation)),
+      m_elements(trim(body, m_errorPrefix), maxLength, m_errorPrefix.toUTF8().c_str(),
+                 S3XmlWhiteSpace::Kept) {
+    throwIfXmlError(getRoot());
+    if (getRoot().getName() != rootName) {
+        fail("unknown root element '" + String::fromUTF8(getRoot().getName()) + "'.");
     }
 }
 
 String CS3ResultDocument::findText(const char* wanted) const {
     String text;
-    forEachXmlChild(getRoot(), [&](const String& name, const wxXmlNode* child) {
-        if (name == wanted) {
-            text = getXmlWholeText(child);
+    getRoot().forEachChild([&](const CS3XmlElement& child) {
+        if (child.getName() == wanted) {
+            text = child.getWholeText();
         }
     });
     return text;
 }
 
-bool CS3ResultDocument::parseBoolean(const wxXmlNode* node) const {
-    const String value = getXmlWholeText(node).trimmed().toLower();
+bool CS3ResultDocument::parseBoolean(const CS3XmlElement& element) const {
+    const String value = element.getWholeText().trimmed().toLower();
     if (value != "true" && value != "false") {
-        fail("'" + getXmlName(node) + "' is neither true nor false, but '" + value + "'.");
+        fail("'" + String::fromUTF8(element.getName()) + "' is neither true nor false, but '" + value + "'.");
     }
     return value == "true";
 }

@@ -1,6 +1,7 @@
 #include "vexil/s3/S3ResumeToken.h"
 
 #include "vexil/net/URLEncoding.h"
+#include "vexil/s3/S3ChecksumValue.h"
 #include "vexil/s3/S3HeaderMap.h"
 #include "vexil/s3/S3PartSize.h"
 #include "zet/ParseNumber.h"
@@ -33,6 +34,9 @@ String CS3ResumeToken::toText() const {
     fields["part-size"] = String::fromInt(partSize);
     fields["size"] = String::fromInt(size);
     fields["modified"] = String::fromInt(modified);
+    if (checksum != S3Checksum::None) {
+        fields["checksum"] = getChecksumName(checksum);
+    }
     return encodeURLParams(fields);
 }
 
@@ -50,6 +54,7 @@ CS3ResumeToken CS3ResumeToken::parse(const char* place, const String& text) {
     token.partSize = readNumber(fields, "part-size");
     token.size = readNumber(fields, "size");
     token.modified = readNumber(fields, "modified");
+    token.checksum = findChecksum(findHeader(fields, "checksum"));
     if (!isValid(token) || !(token.toText() == text.trimmed())) {
         throw CInvalidArgError(place, "the text is not a whole resume token of an upload");
     }

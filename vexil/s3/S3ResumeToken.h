@@ -1,6 +1,7 @@
 #pragma once
 
 #include "vexil/BaseTypes.h"
+#include "vexil/s3/S3Checksum.h"
 
 #include <filesystem>
 
@@ -12,8 +13,9 @@ struct CS3ResumeToken {
     String key;
     String uploadId;
     int64 partSize = 0;
-    int64 size = 0;      ///< of the file
-    int64 modified = 0;  ///< see getFileTime()
+    int64 size = 0;                          ///< of the file
+    int64 modified = 0;                      ///< see getFileTime()
+    S3Checksum checksum = S3Checksum::None;  ///< of the parts
 
     /// One line of ASCII.
     String toText() const;

@@ -15,6 +15,11 @@ namespace vexil {
 namespace {
 
 constexpr char amzPrefix[] = "x-amz-";
+// Never destroyed: objects with static lifetime may use them while the process ends.
+const String& contentMD5 = *new String("content-md5");
+const String& contentType = *new String("content-type");
+const String& date = *new String("date");
+const String& amzDate = *new String("x-amz-date");
 
 /// The arguments that select a part of a resource, or change its response, in the order of their names.
 constexpr const char* subresources[] = {"acl",
@@ -63,7 +68,13 @@ CS3Header CS3SignerV2::makeTimeHeader(const zet::CTime& time) const {
 }
 
 TArray<CS3Header> CS3SignerV2::sign(const CS3RequestToSign& request, const CS3SigningKeys& keys) const {
-    return {{"Authorization", "AWS " + keys.accessKeyId + ":" + makeSignature(request, keys.secretKey)}};
+    String text = "AWS ";
+    text.append(keys.accessKeyId.view());
+    text += L':';
+    text.append(makeSignature(request, keys.secretKey).view());
+    TArray<CS3Header> added;
+    added.emplace_back("Authorization", std::move(text));
+    return added;
 }
 
 String CS3SignerV2::presign(const CS3RequestToSign& request, const CS3SigningKeys& keys,
@@ -90,15 +101,26 @@ String CS3SignerV2::makeSignature(const CS3RequestToSign& request, const std::st
 
 String CS3SignerV2::makeStringToSign(const CS3RequestToSign& request) {
     const TMap<String, String>& headers = request.headers;
+    String text = request.method;
+    text += L'\n';
+    const auto add = [&text, &headers](const String& name) {
+        if (const auto found = headers.find(name); found != headers.end()) {
+            text += found->second;
+        }
+    };
+    add(contentMD5);
+    text += L'\n';
+    add(contentType);
+    text += L'\n';
     // An x-amz-date header replaces the Date header; this line then stays empty.
-    const bool hasAMZDate = headers.contains("x-amz-date");
-    return request.method + "\n" +                                         //
-           findHeader(headers, "content-md5") + "\n" +                     //
-           findHeader(headers, "content-type") + "\n" +                    //
-           (hasAMZDate ? String() : findHeader(headers, "date")) + "\n" +  //
-           canonicalizeAMZHeaders(headers) +
-           (request.signsSubresources ? canonicalizeSubresources(request.url)
-                                      : canonicalizeResource(request.url));
+    if (!headers.contains(amzDate)) {
+        add(date);
+    }
+    text += L'\n';
+    text += canonicalizeAMZHeaders(headers);
+    text +=
+        request.signsSubresources ? canonicalizeSubresources(request.url) : canonicalizeResource(request.url);
+    return text;
 }
 
 String CS3SignerV2::canonicalizeAMZHeaders(const TMap<String, String>& headers) {

@@ -2,15 +2,14 @@
 
 #include "sigil/Digest.h"
 #include "sigil/HMAC.h"
-#include "sigil/Hex.h"
 #include "vexil/s3/S3HeaderMap.h"
+#include "vexil/s3/S3HexDigit.h"
 #include "vexil/s3/S3URL.h"
 #include "zet/ASCII.h"
 #include "zet/TimeFields.h"
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -23,6 +22,12 @@ constexpr char algorithm[] = "AWS4-HMAC-SHA256";
 constexpr char scopeEnd[] = "/s3/aws4_request";
 constexpr char unsignedPayload[] = "UNSIGNED-PAYLOAD";
 constexpr std::size_t dateLength = 8;  // 20130524
+constexpr std::size_t usualAuthorizationSize = 512;
+constexpr std::size_t usualStringToSignSize = 256;
+// Never destroyed: objects with static lifetime may use them while the process ends.
+const String& hostHeader = *new String("host");
+const String& dateHeader = *new String("x-amz-date");
+const String& payloadHeader = *new String("x-amz-content-sha256");
 
 /// Headers that libcurl or a proxy may change on the way.
 constexpr std::array<std::string_view, 12> unsignedHeaders = {
@@ -48,23 +53,22 @@ std::string calcSHA256(std::string_view text) {
     digest->update(text.data(), static_cast<int>(text.size()));
     Bytes hash;
     digest->finish(hash);
-    return sigil::hexEncode(hash).toUTF8();
+    return makeHexText(hash);
 }
 
 /// Without white space at both ends; white space inside becomes one space.
 std::string foldSpaces(std::string_view value) {
+    const auto isSpace = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
     std::string folded;
-    bool isAfterSpace = false;
-    for (const char c : value) {
-        if (c == ' ' || (c >= '\t' && c <= '\r')) {
-            isAfterSpace = true;
-            continue;
-        }
-        if (isAfterSpace && !folded.empty()) {
+    folded.reserve(value.size());
+    while (!value.empty()) {
+        const auto end =
+            static_cast<std::size_t>(std::find_if(value.begin(), value.end(), isSpace) - value.begin());
+        if (end > 0 && !folded.empty()) {
             folded += ' ';
         }
-        isAfterSpace = false;
-        folded += c;
+        folded += value.substr(0, end);
+        value.remove_prefix(std::min(end + 1, value.size()));
     }
     return folded;
 }
@@ -80,16 +84,17 @@ void checkHost(const String& host) {
 /// The headers to sign, by name.
 std::vector<TextPair> collectHeaders(const CS3RequestToSign& request, const String& host) {
     std::vector<TextPair> headers;
+    headers.reserve(request.headers.size() + 1);
     for (const auto& [name, value] : request.headers) {
-        const std::string utf8 = name.toUTF8();
+        std::string utf8 = name.toUTF8();
         const bool isSigned = std::find(unsignedHeaders.begin(), unsignedHeaders.end(),
                                         std::string_view(utf8)) == unsignedHeaders.end();
         // libcurl does not send a header with an empty value.
         if (isSigned && !value.isEmpty()) {
-            headers.emplace_back(utf8, foldSpaces(value.toUTF8()));
+            headers.emplace_back(std::move(utf8), foldSpaces(value.toUTF8()));
         }
     }
-    if (!request.headers.contains("host")) {
+    if (!request.headers.contains(hostHeader)) {
         checkHost(host);
         headers.emplace_back("host", host.toUTF8());
     }
@@ -100,7 +105,10 @@ std::vector<TextPair> collectHeaders(const CS3RequestToSign& request, const Stri
 std::string joinNames(const std::vector<TextPair>& headers) {
     std::string names;
     for (const auto& [name, value] : headers) {
-        names += (names.empty() ? "" : ";") + name;
+        if (!names.empty()) {
+            names += ';';
+        }
+        names += name;
     }
     return names;
 }
@@ -127,20 +135,26 @@ std::string makeCanonicalQuery(std::string_view query) {
     return text;
 }
 
+/// \param names  of the headers, joined
 std::string joinCanonicalRequest(const String& method, const CS3URL& url,
-                                 const std::vector<TextPair>& headers, const std::string& payloadHash) {
-    std::string text = method.toUTF8() + "\n";
-    text += encodePercent(decodePercent(url.path.toUTF8()), true) + "\n";
-    text += makeCanonicalQuery(url.query.toUTF8()) + "\n";
+                                 const std::vector<TextPair>& headers, const std::string& names,
+                                 const std::string& payloadHash) {
+    static constexpr std::size_t usualSize = 1024;
+    std::string text;
+    text.reserve(usualSize);
+    text.append(method.toUTF8()).append("\n");
+    text.append(encodePercent(decodePercent(url.path.toUTF8()), true)).append("\n");
+    text.append(makeCanonicalQuery(url.query.toUTF8())).append("\n");
     for (const auto& [name, value] : headers) {
-        text += name + ":" + value + "\n";
+        text.append(name).append(":").append(value).append("\n");
     }
-    return text + "\n" + joinNames(headers) + "\n" + payloadHash;
+    return text.append("\n").append(names).append("\n").append(payloadHash);
 }
 
 std::string getPayloadHash(const CS3RequestToSign& request) {
-    const String hash = findHeader(request.headers, "x-amz-content-sha256");
-    return hash.isEmpty() ? CS3SignerV4::emptyPayloadHash : hash.toUTF8();
+    const auto found = request.headers.find(payloadHeader);
+    return found == request.headers.end() || found->second.isEmpty() ? CS3SignerV4::emptyPayloadHash
+                                                                     : found->second.toUTF8();
 }
 
 bool isTimestamp(const std::string& text) {
@@ -152,32 +166,35 @@ bool isTimestamp(const std::string& text) {
 
 /// "20130524T000000Z"
 std::string makeTimestamp(const zet::CTime& time) {
-    const zet::CTimeFields fields(time);
-    std::array<char, 64> text;
-    std::snprintf(text.data(), text.size(), "%04d%02d%02dT%02d%02d%02dZ", fields.getYear(), fields.getMonth(),
-                  fields.getDay(), fields.getHour(), fields.getMinute(), fields.getSecond());
-    return text.data();
+    std::string text = zet::CTimeFields(time).toISODateTime(0).toUTF8();
+    std::erase_if(text, [](char c) { return c == '-' || c == ':'; });
+    return text;
 }
 
 }  // namespace
 
 CS3Header CS3SignerV4::makeTimeHeader(const zet::CTime& time) const {
-    return {"x-amz-date", makeTimestamp(time)};
+    return {dateHeader, String(makeTimestamp(time))};
 }
 
 TArray<CS3Header> CS3SignerV4::sign(const CS3RequestToSign& request, const CS3SigningKeys& keys) const {
-    const std::string timestamp = findHeader(request.headers, "x-amz-date").toUTF8();
+    const std::string timestamp = findHeader(request.headers, dateHeader).toUTF8();
     if (!isTimestamp(timestamp)) {
         throw CInvalidArgError("CS3Client::signRequest", "x-amz-date must have the form 20130524T000000Z");
     }
     const CS3URL url = CS3URL::parse(request.url);
     const std::vector<TextPair> headers = collectHeaders(request, url.host);
+    const std::string names = joinNames(headers);
     const std::string signature =
-        makeSignature(joinCanonicalRequest(request.method, url, headers, getPayloadHash(request)), timestamp,
-                      keys.secretKey);
-    return {{"Authorization", String(algorithm) + " Credential=" + keys.accessKeyId + "/" +
-                                  makeScope(timestamp) + ", SignedHeaders=" + joinNames(headers) +
-                                  ", Signature=" + signature}};
+        makeSignature(joinCanonicalRequest(request.method, url, headers, names, getPayloadHash(request)),
+                      timestamp, keys.secretKey);
+    std::string text = algorithm;
+    text.reserve(usualAuthorizationSize);
+    text.append(" Credential=").append(keys.accessKeyId.toUTF8()).append("/").append(makeScope(timestamp));
+    text.append(", SignedHeaders=").append(names).append(", Signature=").append(signature);
+    TArray<CS3Header> added;
+    added.emplace_back("Authorization", text);
+    return added;
 }
 
 String CS3SignerV4::presign(const CS3RequestToSign& request, const CS3SigningKeys& keys,
@@ -191,8 +208,10 @@ String CS3SignerV4::presign(const CS3RequestToSign& request, const CS3SigningKey
     if (!keys.sessionToken.isEmpty()) {
         url.query += "&X-Amz-Security-Token=" + escapeText(keys.sessionToken, false);
     }
-    url.query += "&X-Amz-SignedHeaders=" + escapeText(String(joinNames(headers)), false);
-    const std::string canonicalRequest = joinCanonicalRequest(request.method, url, headers, unsignedPayload);
+    const std::string names = joinNames(headers);
+    url.query += "&X-Amz-SignedHeaders=" + escapeText(String(names), false);
+    const std::string canonicalRequest =
+        joinCanonicalRequest(request.method, url, headers, names, unsignedPayload);
     return url.query + "&X-Amz-Signature=" + makeSignature(canonicalRequest, timestamp, keys.secretKey);
 }
 
@@ -212,19 +231,23 @@ zet::CTime CS3SignerV4::parseTime(const String& text) {
 
 std::string CS3SignerV4::makeCanonicalRequest(const CS3RequestToSign& request) {
     const CS3URL url = CS3URL::parse(request.url);
-    return joinCanonicalRequest(request.method, url, collectHeaders(request, url.host),
-                                getPayloadHash(request));
+    const std::vector<TextPair> headers = collectHeaders(request, url.host);
+    return joinCanonicalRequest(request.method, url, headers, joinNames(headers), getPayloadHash(request));
 }
 
 std::string CS3SignerV4::makeScope(const std::string& timestamp) const {
-    return timestamp.substr(0, dateLength) + "/" + m_region + scopeEnd;
+    std::string scope;
+    scope.reserve(dateLength + 1 + m_region.size() + sizeof scopeEnd);
+    return scope.append(timestamp, 0, dateLength).append("/").append(m_region).append(scopeEnd);
 }
 
 std::string CS3SignerV4::makeSignature(const std::string& canonicalRequest, const std::string& timestamp,
                                        const std::string& secretKey) const {
-    const std::string text = std::string(algorithm) + "\n" + timestamp + "\n" + makeScope(timestamp) + "\n" +
-                             calcSHA256(canonicalRequest);
-    return sigil::hexEncode(getSigningKey(timestamp.substr(0, dateLength), secretKey).calc(text)).toUTF8();
+    std::string text = algorithm;
+    text.reserve(usualStringToSignSize);
+    text.append("\n").append(timestamp).append("\n").append(makeScope(timestamp));
+    text.append("\n").append(calcSHA256(canonicalRequest));
+    return makeHexText(getSigningKey(timestamp.substr(0, dateLength), secretKey).calc(text));
 }
 
 const sigil::CHMACKey& CS3SignerV4::getSigningKey(const std::string& date,

@@ -4,6 +4,7 @@
 #include "sigil/Hex.h"
 #include "vexil/net/UploadArguments.h"
 #include "vexil/s3/S3Arguments.h"
+#include "vexil/s3/S3ChecksumValue.h"
 #include "vexil/s3/S3PartSize.h"
 #include "vexil/s3/S3ResumeToken.h"
 #include "vexil/s3/S3Upload.h"
@@ -18,7 +19,6 @@ namespace vexil {
 
 namespace {
 
-constexpr int maxParallelParts = 1000;
 constexpr int readSize = 1 << 16;
 
 struct CRange {
@@ -28,14 +28,13 @@ struct CRange {
 };
 
 void checkSettings(const char* place, const CS3TransferSettings& settings) {
-    if (settings.parallelParts < 1 || settings.parallelParts > maxParallelParts) {
-        throw CInvalidArgError(place, "parallelParts must be 1 to " + String::fromInt(maxParallelParts));
-    }
-    if (settings.partSize != 0 &&
-        (settings.partSize < minUploadPartSize || settings.partSize > CS3Client::maxPutSize)) {
-        throw CInvalidArgError(place, "partSize must be 0 or " + String::fromInt(minUploadPartSize) + " to " +
-                                          String::fromInt(CS3Client::maxPutSize));
-    }
+    CS3TransferControl::check(place, settings, minUploadPartSize, CS3Client::maxPutSize);
+}
+
+/// The options of an object of known size.
+CS3PutOptions makeOptions(const char* place, const CS3TransferSettings& settings,
+                          const CS3PutOptions& options, int64 partSize, int64 objectSize) {
+    return settings.storesPartSize ? addPartSize(place, options, partSize, objectSize) : options;
 }
 
 /// The parts of an object of known size.
@@ -65,24 +64,38 @@ public:
             if (stored.size != range.size) {
                 continue;
             }
-            const String md5 = calcMD5(range);
+            CS3Upload::CContent content = calcContent(range);
+            content.eTag = stored.eTag;
+            const String storedChecksum = findStoredChecksum(stored);
             const String digits = stored.eTag.toLower();
-            if (digits == md5 || digits == "\"" + md5 + "\"") {
-                m_upload.addPart(range.number, range.size, stored.eTag, md5);
+            const bool hasMD5 = digits == content.md5 || digits == "\"" + content.md5 + "\"";
+            if (storedChecksum.isEmpty() ? hasMD5 : storedChecksum == content.checksum) {
+                content.storedChecksum = storedChecksum;
+                content.md5 = hasMD5 ? content.md5 : String();
+                m_upload.addPart(range.number, range.size, content);
             }
         }
     }
     /// Adds all parts of the file.
     void addAll() const {
         for (const CRange& range : m_ranges) {
-            const String md5 = calcMD5(range);
-            m_upload.addPart(range.number, range.size, md5, md5);
+            CS3Upload::CContent content = calcContent(range);
+            content.eTag = content.md5;
+            m_upload.addPart(range.number, range.size, content);
         }
     }
 
 private:
-    String calcMD5(const CRange& range) const {
+    String findStoredChecksum(const CS3StoredPart& stored) const {
+        const S3Checksum checksum = m_upload.getChecksum();
+        return checksum == S3Checksum::CRC32C   ? stored.checksumCRC32C
+               : checksum == S3Checksum::SHA256 ? stored.checksumSHA256
+                                                : String();
+    }
+    /// MD5 and checksum of a range.
+    CS3Upload::CContent calcContent(const CRange& range) const {
         const P<sigil::IDigest> digest = sigil::CDigestType_MD5().createDigest();
+        const P<sigil::IDigest> checksum = createChecksumDigest(m_upload.getChecksum());
         std::array<unsigned char, readSize> bytes;
         m_file.seek(range.offset);
         for (int64 left = range.size; left > 0;) {
@@ -92,11 +105,14 @@ private:
                 throw CError("The file has become shorter.");
             }
             digest->update(bytes.data(), length);
+            if (checksum) {
+                checksum->update(bytes.data(), length);
+            }
             left -= length;
         }
         TBuffer<unsigned char> hash;
         digest->finish(hash);
-        return sigil::hexEncode(hash);
+        return {String(), sigil::hexEncode(hash), checksum ? finishChecksum(*checksum) : String(), String()};
     }
 
     CS3Upload& m_upload;
@@ -201,10 +217,24 @@ CS3TransferManager::CS3TransferManager(const CS3Client& client, CS3TransferSetti
     m_client.setVerifyETag(false);
     if (!m_settings.verifiesETags) {
         m_client.setUploadCheck(S3UploadCheck::BeforeSending);
+    } else if (m_settings.uploadCheck) {
+        m_client.setUploadCheck(*m_settings.uploadCheck);
+    } else {
+        m_choosesUploadCheck = m_client.getBaseURL().startsWithNoCase("https:");
     }
 }
 
 CS3TransferManager::~CS3TransferManager() = default;
+
+void CS3TransferManager::chooseUploadCheck(const CS3PutOptions& options) {
+    if (m_choosesUploadCheck) {
+        const bool hasLock = options.lockMode != S3ObjectLockMode::None || options.hasLegalHold;
+        // Without a trailer the service could not refuse other content.
+        const bool needsHeader =
+            hasLock || (options.checksum != S3Checksum::None && !m_client.sendsChecksumTrailers());
+        m_client.setUploadCheck(needsHeader ? S3UploadCheck::BeforeSending : S3UploadCheck::WhileSending);
+    }
+}
 
 CS3UploadResult CS3TransferManager::uploadFile(const std::filesystem::path& path, const String& bucket,
                                                const String& key, const CS3PutOptions& options) {
@@ -215,7 +245,9 @@ CS3UploadResult CS3TransferManager::uploadFile(const std::filesystem::path& path
     const P<zet::CFileInStream> file = zet::make<zet::CFileInStream>(path);
     const int64 size = file->getSize();
     const int64 partSize = choosePartSize(m_settings.partSize, size);
-    CS3Upload upload(m_client, m_settings, {bucket, key, options}, size);
+    chooseUploadCheck(options);
+    CS3Upload upload(m_client, m_settings,
+                     {bucket, key, makeOptions(place, m_settings, options, partSize, size)}, size);
     if (size <= partSize) {
         const CS3UploadResult result =
             upload.storeWhole(size, [&path, size] { return openFileRange(path, 0, size); });
@@ -228,7 +260,8 @@ CS3UploadResult CS3TransferManager::uploadFile(const std::filesystem::path& path
                            .uploadId = String(),
                            .partSize = partSize,
                            .size = size,
-                           .modified = modified},
+                           .modified = modified,
+                           .checksum = options.checksum},
                           path, *file);
 }
 
@@ -241,7 +274,9 @@ CS3UploadResult CS3TransferManager::upload(zet::IInStream* data, int64 size, con
     checkSettings(place, m_settings);
     const int64 partSize = choosePartSize(m_settings.partSize, size);
     const P<CS3SharedSource> source = zet::make<CS3SharedSource>(data);
-    CS3Upload upload(m_client, m_settings, {bucket, key, options}, size);
+    chooseUploadCheck(options);
+    CS3Upload upload(m_client, m_settings,
+                     {bucket, key, makeOptions(place, m_settings, options, partSize, size)}, size);
     if (size <= partSize) {
         return upload.storeWhole(size, [&source, size] { return openSharedRange(source, 0, size); });
     }
@@ -265,6 +300,7 @@ CS3UploadResult CS3TransferManager::uploadStream(zet::IInStream* data, const Str
                                           " for a stream, whose parts are kept in memory");
     }
     const int64 partSize = choosePartSize(m_settings.partSize, 0);
+    chooseUploadCheck(options);
     CS3Upload upload(m_client, m_settings, {bucket, key, options}, -1);
     CPartReader reader(*data, upload);
     P<TBuffer<unsigned char>> first = reader.read(static_cast<int>(partSize));
@@ -310,7 +346,7 @@ CS3UploadResult CS3TransferManager::storeResumable(CS3Upload& upload, const CS3R
 }
 
 CS3UploadResult CS3TransferManager::resumeUpload(const String& resumeToken, const std::filesystem::path& path,
-                                                 const CS3PutOptions& options) {
+                                                 const CS3PutOptions& givenOptions) {
     static constexpr char place[] = "CS3TransferManager::resumeUpload";
     checkSettings(place, m_settings);
     const CS3ResumeToken token = CS3ResumeToken::parse(place, resumeToken);
@@ -321,6 +357,9 @@ CS3UploadResult CS3TransferManager::resumeUpload(const String& resumeToken, cons
         error.setKind(ErrorKind::Conflict);
         throw error;
     }
+    CS3PutOptions options = givenOptions;
+    options.checksum = token.checksum;
+    chooseUploadCheck(options);
     CS3Upload upload(m_client, m_settings, {token.bucket, token.key, options}, token.size);
     const CLocalParts parts(upload, *file, splitIntoParts(token.size, token.partSize));
     CNetRequest request;
@@ -341,6 +380,24 @@ CS3UploadResult CS3TransferManager::resumeUpload(const String& resumeToken, cons
     }
     upload.resume(token.uploadId);
     return storeResumable(upload, token, path, *file);
+}
+
+void CS3TransferManager::discardUpload(const String& resumeToken) {
+    static constexpr char place[] = "CS3TransferManager::discardUpload";
+    checkSettings(place, m_settings);
+    const CS3ResumeToken token = CS3ResumeToken::parse(place, resumeToken);
+    CNetRequest request;
+    request.setCancelToken(m_settings.cancelToken);
+    try {
+        m_client.abortMultipartUpload(request, token.bucket, token.key, token.uploadId);
+    } catch (const CError& error) {
+        if (!CS3Client::isNotFoundError(error)) {
+            throw;
+        }
+    }
+    if (m_resumeToken == resumeToken) {
+        m_resumeToken = String();
+    }
 }
 
 }  // namespace vexil

@@ -89,19 +89,26 @@ public:
                                  const CS3PutOptions& options = {});
 
     /// Resumes the upload of a file after a failure with `keepsForResume`, or after the end of the process.
-    /// Stored parts that are equal to the file (size, and MD5 as their ETag) are not sent again.
+    /// Stored parts that are equal to the file are not sent again: size, and checksum if the service lists
+    /// it, otherwise the MD5 as their ETag.
     ///
     /// If the service no longer knows the upload, but has an object with the ETag that the file would get,
     /// the upload was complete already, which is a success.
     /// \param resumeToken  of getResumeToken() or IS3TransferObserver::onUploadBegun()
     /// \param file         the same file, which may have moved
-    /// \param options      those of the beginning; only conditions and customer key are sent again
+    /// \param options      those of the beginning; only conditions and customer key are sent again. The
+    ///                     checksum is that of the token
     /// \throws CInvalidArgError if the text is not such a token
     /// \throws CError of ErrorKind::Conflict if size or time of the file are others than at the beginning of
     ///         the upload. The parts stay
     /// \throws CS3Error if the service has deleted the parts: usually with the code NoSuchUpload
     CS3UploadResult resumeUpload(const String& resumeToken, const std::filesystem::path& file,
                                  const CS3PutOptions& options = {});
+    /// Deletes the parts of an upload that is not to be resumed. An upload that the service no longer knows
+    /// is a success, and a complete object stays.
+    /// \param resumeToken  as for resumeUpload(). No upload with it may run
+    /// \throws CInvalidArgError if the text is not such a token
+    void discardUpload(const String& resumeToken);
     /// The text to resume the last upload of a file with, if it has failed and its parts were kept; otherwise
     /// "". It contains no secrets.
     [[nodiscard]] String getResumeToken() const { return m_resumeToken; }
@@ -109,9 +116,9 @@ public:
     // ---- downloads ---------------------------------------------------------------------------------------
 
     /// Reads an object into a file, and replaces an existing one. The file appears under its name only when
-    /// it is complete: all bytes are there, were compared with the ETag if possible, and are on the disk.
-    /// Until then it is ".NAME.vexil-part-" and 16 hexadecimal digits in the same folder, which one process
-    /// at a time can write.
+    /// it is complete: all bytes are there, were compared with a checksum or the ETag if possible (see
+    /// S3ContentCheck), and are on the disk. Until then it is ".NAME.vexil-part-" and 16 hexadecimal digits
+    /// in the same folder, which one process at a time can write.
     ///
     /// A download that fails, is cancelled or killed leaves this file if it has complete parts. A later call
     /// with the same object and path reads only the missing parts if the object still has the same ETag;
@@ -119,27 +126,30 @@ public:
     /// or does not exist any more, or if its content is wrong.
     /// \param path  a regular file, or none. The folder must exist
     /// \throws CError of ErrorKind::Conflict if the object is replaced meanwhile, or if another process
-    ///         downloads it to this path; of ErrorKind::InvalidData if the content is not that of the ETag,
-    ///         or if the service sends other bytes than it was asked for; of domain "system" if the file
-    ///         cannot be written
+    ///         downloads it to this path; of ErrorKind::InvalidData if the content is not what the service
+    ///         tells, or if the service sends other bytes than it was asked for; of domain "system" if the
+    ///         file cannot be written
     CS3DownloadResult downloadFile(const String& bucket, const String& key, const std::filesystem::path& path,
                                    const CS3GetOptions& options = {});
     /// Reads an object into a stream, which gets the bytes in order, on the caller's thread, and need not be
     /// able to seek. At most `parallelParts` parts of `partSize` bytes are in memory. It cannot be resumed.
     ///
-    /// The content is compared with the ETag at the end: **the bytes that the stream got are right only if
-    /// this function returns.** After an error it has a beginning of the object, which may be wrong.
+    /// The content is compared with a checksum or the ETag at the end: **the bytes that the stream got are
+    /// right only if this function returns.** After an error it has a beginning of the object, which may be
+    /// wrong.
     /// \param data  not null
     /// \throws CError as downloadFile()
     CS3DownloadResult download(const String& bucket, const String& key, zet::IOutStream* data,
                                const CS3GetOptions& options = {});
 
 private:
+    void chooseUploadCheck(const CS3PutOptions& options);
     CS3UploadResult storeResumable(CS3Upload& upload, const CS3ResumeToken& token,
                                    const std::filesystem::path& path, const zet::CFileInStream& file);
 
     CS3Client m_client;
     CS3TransferSettings m_settings;
+    bool m_choosesUploadCheck = false;
     String m_resumeToken;
 };
 

@@ -10,17 +10,6 @@ namespace vexil {
 
 namespace {
 
-constexpr int maxParallelParts = 1000;
-
-void checkSettings(const char* place, const CS3TransferSettings& settings, int64 maxPartSize) {
-    if (settings.parallelParts < 1 || settings.parallelParts > maxParallelParts) {
-        throw CInvalidArgError(place, "parallelParts must be 1 to " + String::fromInt(maxParallelParts));
-    }
-    if (settings.partSize < 0 || settings.partSize > maxPartSize) {
-        throw CInvalidArgError(place, "partSize must be 0 to " + String::fromInt(maxPartSize));
-    }
-}
-
 void checkOptions(const char* place, const CS3GetOptions& options) {
     checkGetOptions(place, options);
     if (options.partNumber != 0) {
@@ -35,7 +24,7 @@ CS3DownloadResult CS3TransferManager::downloadFile(const String& bucket, const S
                                                    const CS3GetOptions& options) {
     static constexpr char place[] = "CS3TransferManager::downloadFile";
     checkNames(place, bucket, key);
-    checkSettings(place, m_settings, CS3Client::maxPutSize);
+    CS3TransferControl::check(place, m_settings, 1, CS3Client::maxPutSize);
     checkOptions(place, options);
     if (!path.has_filename()) {
         throw CInvalidArgError(place, "path must have the name of a file");
@@ -54,7 +43,7 @@ CS3DownloadResult CS3TransferManager::download(const String& bucket, const Strin
     if (!data) {
         throw CInvalidArgError(place, "data stream must not be null");
     }
-    checkSettings(place, m_settings, maxMemoryPartSize);
+    CS3TransferControl::check(place, m_settings, 1, maxMemoryPartSize);
     checkOptions(place, options);
     CS3StreamTarget target(*data, m_settings.parallelParts);
     const CS3DownloadSource source{bucket, key, options};

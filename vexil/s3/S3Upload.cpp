@@ -1,12 +1,12 @@
 #include "vexil/s3/S3Upload.h"
 
-#include "sigil/Digest.h"
-#include "sigil/Hex.h"
 #include "vexil/net/CURLError.h"
 #include "vexil/net/ErrorClassification.h"
 #include "vexil/s3/S3Arguments.h"
+#include "vexil/s3/S3ChecksumCheck.h"
+#include "vexil/s3/S3ChecksumValue.h"
 #include "vexil/s3/S3HeaderMap.h"
-#include "vexil/s3/S3HexDigit.h"
+#include "vexil/s3/S3PartsETag.h"
 #include "vexil/s3/S3RequestPolicy.h"
 #include "vexil/s3/S3UploadSource.h"
 #include "zet/Log.h"
@@ -20,7 +20,6 @@ namespace vexil {
 namespace {
 
 constexpr int maxWrongContents = 2;
-constexpr std::size_t md5Digits = 32;
 // A service may be silent until it has made an object of its parts.
 constexpr int longestCompletion = 10 * 60;  // seconds
 constexpr int longestDeletion = 30;         // seconds
@@ -31,30 +30,6 @@ CRetryPolicy makeBriefPolicy() {
     settings.limit = std::chrono::seconds(10);
     settings.maxRetries = 3;
     return CRetryPolicy(settings);
-}
-
-String withoutQuotes(const String& eTag) {
-    const bool isQuoted = eTag.length() >= 2 && eTag.startsWith("\"") && eTag.endsWith("\"");
-    return isQuoted ? eTag.substr(1, eTag.length() - 2) : eTag;
-}
-
-bool isMD5(const String& text) {
-    const std::string digits = text.toUTF8();
-    return digits.size() == md5Digits &&
-           std::all_of(digits.begin(), digits.end(), [](char digit) { return getHexDigitValue(digit) >= 0; });
-}
-
-/// Whether an ETag can be that of an object whose parts have an MD5: 32 digits, "-", the number of parts.
-bool isMD5OfParts(const String& eTag) {
-    return eTag.length() > md5Digits && isMD5(eTag.substr(0, md5Digits)) && eTag[md5Digits] == L'-';
-}
-
-void appendBytes(TBuffer<unsigned char>& bytes, const String& hexDigits) {
-    for (std::size_t i = 0; i + 1 < hexDigits.length(); i += 2) {
-        const auto byte = static_cast<unsigned char>(getHexDigitValue(hexDigits[i]) * 16 +
-                                                     getHexDigitValue(hexDigits[i + 1]));
-        bytes.append(&byte, 1);
-    }
 }
 
 CError makeWrongContentError(const String& text) {
@@ -74,6 +49,42 @@ String getSentMD5(CNetRequest& request) {
     return findHeader(sent, "content-md5");
 }
 
+/// The checksum of what was sent; "" if it is unknown.
+String getChecksumOfContent(CNetRequest& request, S3Checksum checksum) {
+    const P<CS3UploadSource> source = findUploadSource(request);
+    return source ? source->getChecksum() : getSentChecksum(request, checksum);
+}
+
+bool hasStoredOtherChecksum(CNetRequest& request, S3Checksum checksum) {
+    const String stored = findHeader(request.getResponseHeaderMap(), getChecksumHeader(checksum));
+    return !stored.isEmpty() && stored != getChecksumOfContent(request, checksum);
+}
+
+/// Whether a try has failed because of the ETag, which checkETag() or the client has compared, or because of
+/// the checksum.
+bool hasStoredOtherContent(CNetRequest& request, const CError& error, S3Checksum checksum) {
+    const P<CS3UploadSource> source = findUploadSource(request);
+    const bool isSent = !source || source->getPosition() == source->getSize();
+    if (!isSent || !error.getDomain().isEmpty() || error.getKind() != ErrorKind::InvalidData) {
+        return false;
+    }
+    const String stored = CS3Client::getContentMD5(request.getResponseHeaderMap());
+    return (!stored.isEmpty() && !(stored == getSentMD5(request))) ||
+           hasStoredOtherChecksum(request, checksum);
+}
+
+/// Must be called in a catch block.
+void logFailedDeletion() noexcept {
+    try {
+        const P<CError> error = zet::currentExceptionToError();
+        if (!CS3Client::isNotFoundError(*error)) {
+            zet::logWarning(*error, "The parts of an upload that has failed could not be deleted.");
+        }
+    } catch (...) {
+        // There is no memory for the text.
+    }
+}
+
 }  // namespace
 
 /// What a job does.
@@ -81,6 +92,8 @@ struct CS3Upload::CSteps {
     std::function<void(CNetRequest&)> prepare;
     std::function<void(CNetRequest&)> check;  // throws to try again if the error is temporary
     std::function<void(CNetRequest&)> succeed = [](CNetRequest&) {};
+    // Called after each failure that may be tried again; throws to end the job.
+    std::function<void(CNetRequest&, const CError&)> judge = [](CNetRequest&, const CError&) {};
 };
 
 /// A request. Its failure ends the queue.
@@ -96,55 +109,21 @@ public:
 private:
     void prepare(CNetRequest& request) override { m_steps.prepare(request); }
     void checkResponse(CNetRequest& request) override { m_steps.check(request); }
+    [[nodiscard]] bool canBeginAgain(CNetRequest& request, const CError& error) override {
+        m_steps.judge(request, error);
+        return false;
+    }
 
     const CSteps m_steps;
-};
-
-/// Shows the progress, observes the deadline, and calls the observer of the caller.
-class CS3Upload::CObserver : public virtual CBase, public ITransferObserver {
-public:
-    /// \param upload  must outlive it
-    /// \param mayEnd  whether cancel token, deadline and observers may end the requests
-    CObserver(const CS3Upload& upload, bool mayEnd) : m_upload(upload), m_mayEnd(mayEnd) {}
-
-    void checkContinue() override {
-        if (m_mayEnd) {
-            m_upload.checkContinue();
-            m_upload.showProgress();
-            forward([](ITransferObserver& observer) { observer.checkContinue(); });
-        }
-    }
-    void onStart(CNetRequest& request) override {
-        forward([&](ITransferObserver& observer) { observer.onStart(request); });
-    }
-    void onProgress(CNetRequest& request) override {
-        forward([&](ITransferObserver& observer) { observer.onProgress(request); });
-    }
-    void onEnd(CNetRequest& request) override {
-        forward([&](ITransferObserver& observer) { observer.onEnd(request); });
-    }
-    void onFatalFailure(CNetRequest& request) override {
-        forward([&](ITransferObserver& observer) { observer.onFatalFailure(request); });
-    }
-    void onGivenUp(CNetRequest& request) override {
-        forward([&](ITransferObserver& observer) { observer.onGivenUp(request); });
-    }
-
-private:
-    template <class Call>
-    void forward(const Call& call) {
-        if (const P<ITransferObserver> observer = m_upload.m_settings.requestObserver) {
-            call(*observer);
-        }
-    }
-
-    const CS3Upload& m_upload;
-    const bool m_mayEnd;
 };
 
 CS3Upload::CS3Upload(CS3Client& client, const CS3TransferSettings& settings, CS3UploadTarget target,
                      int64 size)
     : m_client(client), m_settings(settings), m_target(std::move(target)), m_size(size),
+      m_control(client, settings,
+                [this] {
+                    return CS3TransferControl::CProgress{m_count->get(), m_size};
+                }),
       m_parallelParts(settings.parallelParts) {}
 
 // ---- whole objects ---------------------------------------------------------------------------------------
@@ -157,7 +136,10 @@ CS3UploadResult CS3Upload::storeWhole(int64 size, const Open& open) {
             m_client.preparePutObjectRequest(request, m_target.bucket, m_target.key, data, size,
                                              m_target.options);
         },
-        [&result](const String& eTag, const String&) { result.eTag = eTag; }));
+        [&result](const CContent& content) {
+            result.eTag = content.eTag;
+            result.checksum = content.storedChecksum;
+        }));
     return result;
 }
 
@@ -204,20 +186,22 @@ void CS3Upload::setParallelParts(int count) {
 }
 
 void CS3Upload::sendPart(int number, int64 size, const Open& open) {
-    getQueue().start(zet::make<CJob>(makeSendSteps(
-        open,
-        [this, number, size](CNetRequest& request, zet::IInStream* data) {
-            m_client.prepareUploadPartRequest(request, m_target.bucket, m_target.key, m_uploadId, number,
-                                              data, size, m_target.options.customerKey);
-        },
-        [this, number, size](const String& eTag, const String& md5) {
-            m_parts[number] = {{number, eTag}, md5};
-            m_storedBytes += size;
-        })));
+    m_control.start(getQueue(),
+                    zet::make<CJob>(makeSendSteps(
+                        open,
+                        [this, number, size](CNetRequest& request, zet::IInStream* data) {
+                            const CS3PartOptions options{m_target.options.customerKey, getChecksum()};
+                            m_client.prepareUploadPartRequest(request, m_target.bucket, m_target.key,
+                                                              m_uploadId, number, data, size, options);
+                        },
+                        [this, number, size](const CContent& content) {
+                            m_parts[number] = content;
+                            m_storedBytes += size;
+                        })));
 }
 
-void CS3Upload::addPart(int number, int64 size, const String& eTag, const String& md5) {
-    m_parts[number] = {{number, eTag}, md5};
+void CS3Upload::addPart(int number, int64 size, const CContent& content) {
+    m_parts[number] = content;
     m_storedBytes += size;
     m_count->add(size);
 }
@@ -229,9 +213,9 @@ void CS3Upload::finishParts() {
 }
 
 /// Each try opens the bytes again, so that it begins at their beginning.
-CS3Upload::CSteps
-CS3Upload::makeSendSteps(const Open& open, const std::function<void(CNetRequest&, zet::IInStream*)>& prepare,
-                         const std::function<void(const String& eTag, const String& md5)>& onStored) {
+CS3Upload::CSteps CS3Upload::makeSendSteps(const Open& open,
+                                           const std::function<void(CNetRequest&, zet::IInStream*)>& prepare,
+                                           const std::function<void(const CContent&)>& onStored) {
     struct CState {
         P<CS3CountedStream> stream;
         int wrongContents = 0;
@@ -246,16 +230,26 @@ CS3Upload::makeSendSteps(const Open& open, const std::function<void(CNetRequest&
                     prepare(request, state->stream);
                     state->stream->beginSending();
                 },
-            .check = [this, state](CNetRequest& request) { checkETag(request, state->wrongContents); },
+            .check = [this](CNetRequest& request) { checkETag(request); },
             .succeed =
-                [onStored](CNetRequest& request) {
-                    const String eTag = findHeader(request.getResponseHeaderMap(), "etag");
-                    const bool isPlain = !CS3Client::getContentMD5(request.getResponseHeaderMap()).isEmpty();
-                    onStored(eTag, isPlain ? withoutQuotes(eTag).toLower() : String());
+                [this, onStored](CNetRequest& request) {
+                    const TMap<String, String>& headers = request.getResponseHeaderMap();
+                    const String eTag = findHeader(headers, "etag");
+                    const bool isPlain = !CS3Client::getContentMD5(headers).isEmpty();
+                    onStored({eTag, isPlain ? withoutQuotes(eTag).toLower() : String(),
+                              getChecksumOfContent(request, getChecksum()),
+                              findHeader(headers, getChecksumHeader(getChecksum()))});
+                },
+            .judge =
+                [this, state](CNetRequest& request, const CError& error) {
+                    if (hasStoredOtherContent(request, error, getChecksum()) &&
+                        state->wrongContents++ == maxWrongContents) {
+                        throw makeWrongContentError(error.getMessage());
+                    }
                 }};
 }
 
-void CS3Upload::checkETag(CNetRequest& request, int& wrongContents) const {
+void CS3Upload::checkETag(CNetRequest& request) const {
     const TMap<String, String>& headers = request.getResponseHeaderMap();
     if (findHeader(headers, "etag").isEmpty()) {
         throw CError("Error: ETag header was expected but not included in response.");
@@ -265,12 +259,8 @@ void CS3Upload::checkETag(CNetRequest& request, int& wrongContents) const {
     if (!m_settings.verifiesETags || sent.isEmpty() || stored.isEmpty() || stored == sent) {
         return;
     }
-    const String text =
-        "The content has the MD5 " + sent + ", but the service has stored the MD5 " + stored + ".";
-    if (wrongContents++ < maxWrongContents) {
-        throw makeTransientError(text);
-    }
-    throw makeWrongContentError(text);
+    throw makeTransientError("The content has the MD5 " + sent + ", but the service has stored the MD5 " +
+                             stored + ".");
 }
 
 // ---- end of parts ----------------------------------------------------------------------------------------
@@ -278,25 +268,27 @@ void CS3Upload::checkETag(CNetRequest& request, int& wrongContents) const {
 String CS3Upload::complete() {
     TArray<CS3UploadedPart> parts;
     for (const auto& [number, part] : m_parts) {
-        parts.push_back(part.uploaded);
+        parts.push_back({number, part.eTag, part.storedChecksum});
     }
-    int tries = 0;
+    (void)getQueue();
+    const int64 retriesBefore = m_policy->getRetryCount();
     String eTag;
     try {
         run({.prepare =
                  [&](CNetRequest& request) {
-                     ++tries;
                      m_client.prepareCompleteMultipartUploadRequest(request, m_target.bucket, m_target.key,
                                                                     m_uploadId, parts, m_target.options);
                      request.setLowSpeedLimit(1, zet::CTimeSpan::fromSeconds(longestCompletion));
                  },
              .check =
                  [&](CNetRequest& request) {
-                     eTag = CS3Client::readCompletedETag(*request.getDefaultReceiveBuffer());
+                     const TBuffer<unsigned char>& body = *request.getDefaultReceiveBuffer();
+                     eTag = CS3Client::readCompletedETag(body);
+                     m_completedChecksum = CS3Client::readCompletedChecksum(body, getChecksum());
                  }});
     } catch (const CError& error) {
         // The response to a completion that has succeeded may be lost.
-        const bool mayHaveSucceeded = isTransientError(error) || tries > 1;
+        const bool mayHaveSucceeded = isTransientError(error) || m_policy->getRetryCount() > retriesBefore;
         eTag = mayHaveSucceeded ? findStoredETag() : String();
         if (eTag.isEmpty()) {
             throw;
@@ -307,20 +299,13 @@ String CS3Upload::complete() {
     return eTag;
 }
 
-/// As most services make it: the MD5 of the MD5s of the parts, "-", their number. "" if an MD5 is unknown.
+/// "" if the MD5 of a part is unknown.
 String CS3Upload::makeExpectedETag() const {
-    TBuffer<unsigned char> md5s;
+    TArray<String> md5s;
     for (const auto& [number, part] : m_parts) {
-        if (!isMD5(part.md5)) {
-            return String();
-        }
-        appendBytes(md5s, part.md5);
+        md5s.push_back(part.md5);
     }
-    const P<sigil::IDigest> digest = sigil::CDigestType_MD5().createDigest();
-    digest->update(md5s.getData(), md5s.getUsed());
-    TBuffer<unsigned char> hash;
-    digest->finish(hash);
-    return sigil::hexEncode(hash) + "-" + String::fromInt(static_cast<int64>(m_parts.size()));
+    return makePartsETag(md5s);
 }
 
 String CS3Upload::findStoredETag() {
@@ -365,11 +350,12 @@ CS3UploadResult CS3Upload::checkObject(const String& completedETag) {
         zet::logInfo("The stored object cannot be checked: " + error.getMessage());
     }
     checkStoredETag(withoutQuotes(eTag).toLower());
+    checkStoredChecksum();
     if (size >= 0 && size != m_storedBytes) {
         throw makeWrongContentError("The object has " + String::fromInt(size) + " bytes instead of " +
                                     String::fromInt(m_storedBytes) + ".");
     }
-    showProgress();
+    m_control.showProgress();
     return makeResult(eTag);
 }
 
@@ -381,8 +367,23 @@ void CS3Upload::checkStoredETag(const String& eTag) const {
     }
 }
 
+void CS3Upload::checkStoredChecksum() const {
+    TArray<String> checksums;
+    for (const auto& [number, part] : m_parts) {
+        checksums.push_back(part.checksum);
+    }
+    const String expected = makeCompositeChecksum(getChecksum(), checksums);
+    if (!expected.isEmpty() && !m_completedChecksum.isEmpty() && expected != m_completedChecksum) {
+        throw makeWrongContentError("The object has the " + getChecksumName(getChecksum()) + " " +
+                                    m_completedChecksum + ", but its parts should make " + expected + ".");
+    }
+}
+
 CS3UploadResult CS3Upload::makeResult(const String& eTag) const {
-    return {.eTag = eTag, .size = m_storedBytes, .partCount = static_cast<int>(m_parts.size())};
+    return {.eTag = eTag,
+            .size = m_storedBytes,
+            .partCount = static_cast<int>(m_parts.size()),
+            .checksum = m_completedChecksum};
 }
 
 void CS3Upload::giveUp() noexcept {
@@ -395,9 +396,10 @@ void CS3Upload::giveUp() noexcept {
 
 void CS3Upload::deleteParts() noexcept {
     try {
-        CTransferQueue queue(zet::make<CS3RequestPolicy>(m_client, makeBriefPolicy()), 1,
-                             zet::make<CObserver>(*this, false));
-        queue.start(zet::make<CJob>(CSteps{.prepare =
+        const P<CTransferQueue> queue =
+            m_control.makeCleaningQueue(zet::make<CS3RequestPolicy>(m_client, makeBriefPolicy()));
+        m_control.start(
+            *queue, zet::make<CJob>(CSteps{.prepare =
                                                [this](CNetRequest& request) {
                                                    m_client.prepareAbortMultipartUploadRequest(
                                                        request, m_target.bucket, m_target.key, m_uploadId);
@@ -407,13 +409,9 @@ void CS3Upload::deleteParts() noexcept {
                                                        zet::CTimeSpan::fromSeconds(longestDeletion));
                                                },
                                            .check = [](CNetRequest&) {}}));
-        queue.finish();
-    } catch (const CError& error) {
-        if (!CS3Client::isNotFoundError(error)) {
-            zet::logWarning(error, "The parts of an upload that has failed could not be deleted.");
-        }
+        queue->finish();
     } catch (...) {
-        zet::logWarning("The parts of an upload that has failed could not be deleted.");
+        logFailedDeletion();
     }
 }
 
@@ -422,16 +420,15 @@ void CS3Upload::deleteParts() noexcept {
 CTransferQueue& CS3Upload::getQueue() {
     if (!m_queue) {
         m_policy = zet::make<CS3RequestPolicy>(m_client, m_settings.retryPolicy);
-        m_queue = zet::make<CTransferQueue>(m_policy, m_parallelParts, zet::make<CObserver>(*this, true));
-        m_queue->setCancelToken(m_settings.cancelToken);
+        m_queue = m_control.makeQueue(m_policy, m_parallelParts);
     }
     return *m_queue;
 }
 
 void CS3Upload::run(const CSteps& steps) {
-    checkContinue();
+    m_control.checkContinue();
     try {
-        getQueue().start(zet::make<CJob>(steps));
+        m_control.start(getQueue(), zet::make<CJob>(steps));
         m_queue->finish();
     } catch (...) {
         m_queue = nullptr;
@@ -444,22 +441,6 @@ void CS3Upload::runBriefly(const CSteps& steps) {
     (void)getQueue();
     m_policy->setRetryPolicy(makeBriefPolicy());
     run(steps);
-}
-
-void CS3Upload::checkContinue() const {
-    if (m_settings.cancelToken) {
-        m_settings.cancelToken->throwIfCancelled();
-    }
-    if (m_settings.deadline && CRetryPolicy::Clock::now() >= *m_settings.deadline) {
-        throw CCURLError(CURLE_OPERATION_TIMEDOUT, "the deadline of the transfer has passed", "", 0, "", "",
-                         "", "");
-    }
-}
-
-void CS3Upload::showProgress() const {
-    if (m_settings.observer) {
-        m_settings.observer->onProgress(m_count->get(), m_size);
-    }
 }
 
 }  // namespace vexil

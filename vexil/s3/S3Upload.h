@@ -2,7 +2,7 @@
 
 #include "vexil/async/TransferQueue.h"
 #include "vexil/s3/S3Client.h"
-#include "vexil/s3/S3TransferSettings.h"
+#include "vexil/s3/S3TransferControl.h"
 #include "vexil/s3/S3UploadResult.h"
 #include "vexil/s3/S3UploadStreams.h"
 
@@ -12,8 +12,6 @@
 #include <utility>
 
 namespace vexil {
-
-class CS3RequestPolicy;
 
 /// The object that an upload makes.
 struct CS3UploadTarget {
@@ -54,12 +52,21 @@ public:
     /// Resumes this upload: storeInParts() begins no new one.
     void resume(const String& uploadId) { m_uploadId = uploadId; }
 
+    /// What is known of stored bytes. "" if something is unknown.
+    struct CContent {
+        String eTag;
+        String md5;             ///< in hexadecimal digits
+        String checksum;        ///< of the bytes that were sent, in base64
+        String storedChecksum;  ///< as the service has returned it
+    };
+
     bool hasPart(int number) const { return m_parts.contains(number); }
     /// Begins to send a part, and returns when another one could begin.
     void sendPart(int number, int64 size, const Open& open);
     /// A part that the service has already.
-    /// \param md5  its MD5 in hexadecimal digits; "" if it is unknown
-    void addPart(int number, int64 size, const String& eTag, const String& md5);
+    void addPart(int number, int64 size, const CContent& content);
+    /// The kind of the checksums.
+    S3Checksum getChecksum() const noexcept { return m_target.options.checksum; }
     /// Returns when all parts are sent.
     void finishParts();
 
@@ -71,22 +78,16 @@ public:
     CS3UploadResult makeResult(const String& eTag) const;
 
     /// \throws CCURLError if the upload is cancelled, or its deadline has passed
-    void checkContinue() const;
-    void showProgress() const;
+    void checkContinue() const { m_control.checkContinue(); }
 
 private:
     class CJob;
-    class CObserver;
     struct CSteps;
-    struct CPart {
-        CS3UploadedPart uploaded;
-        String md5;  // hexadecimal; "" if it is unknown
-    };
-
     void begin();
     String complete();
     CS3UploadResult checkObject(const String& completedETag);
     void checkStoredETag(const String& eTag) const;
+    void checkStoredChecksum() const;
     void giveUp() noexcept;
     void deleteParts() noexcept;
 
@@ -94,8 +95,8 @@ private:
     void runBriefly(const CSteps& steps);
     CTransferQueue& getQueue();
     CSteps makeSendSteps(const Open& open, const std::function<void(CNetRequest&, zet::IInStream*)>& prepare,
-                         const std::function<void(const String& eTag, const String& md5)>& onStored);
-    void checkETag(CNetRequest& request, int& wrongContents) const;
+                         const std::function<void(const CContent&)>& onStored);
+    void checkETag(CNetRequest& request) const;
     String makeExpectedETag() const;
     void prepareHead(CNetRequest& request);
 
@@ -103,6 +104,7 @@ private:
     const CS3TransferSettings& m_settings;
     const CS3UploadTarget m_target;
     const int64 m_size;
+    const CS3TransferControl m_control;
     int m_parallelParts;
     bool m_keepsParts = false;
     std::function<void(const String&)> m_onBegun;
@@ -110,7 +112,8 @@ private:
     P<CTransferQueue> m_queue;     // null until it is needed, and after a failure
     const P<CS3ByteCount> m_count = zet::make<CS3ByteCount>();
     String m_uploadId;
-    std::map<int, CPart> m_parts;
+    std::map<int, CContent> m_parts;
+    String m_completedChecksum;
     int64 m_storedBytes = 0;
 };
 

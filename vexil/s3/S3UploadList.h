@@ -44,7 +44,8 @@ public:
     [[nodiscard]] const String& getKey(std::size_t index) const override { return m_uploads[index].key; }
 
 private:
-    void addUpload(const wxXmlNode* node, const String& key);
+    void addUpload(const CS3XmlElement& element, const String& key);
+    void addUpload(const wxXmlNode* node, const String& key);  // the exported name stays
 
     TArray<CS3PendingUpload> m_uploads;
 };

@@ -3,6 +3,7 @@
 #include "sigil/Digest.h"
 #include "vexil/BaseTypes.h"
 #include "vexil/net/NetRequest.h"
+#include "vexil/s3/S3Checksum.h"
 #include "vexil/s3/S3ChunkSigner.h"
 
 #include <optional>
@@ -10,19 +11,29 @@
 
 namespace vexil {
 
-/// The body of a put whose stream is read once: computes the MD5, and signs the chunks, while it is sent.
+/// How the body of a put is sent whose stream is read once.
+struct CS3UploadFormat {
+    enum class Framing { Plain, SignedChunks, UnsignedChunks };
+
+    Framing framing = Framing::Plain;
+    S3Checksum checksum = S3Checksum::None;  ///< computed while the body is sent
+    bool hasTrailer = false;                 ///< with the checksum; only with chunks
+};
+
+/// The body of a put whose stream is read once: computes the MD5 and a checksum, and signs the chunks, while
+/// it is sent.
 ///
 /// It belongs to one request. A rewound source begins all computations again.
-class CS3UploadSource : public virtual CBase, public CNetRequest::IDataSource {
+class CS3UploadSource final : public virtual CBase, public CNetRequest::IDataSource {
 public:
-    enum class Framing { Plain, Chunks };
+    using Framing = CS3UploadFormat::Framing;
 
     /// \param stream  at the first byte of the body
     /// \param name    of the object, for errors
-    CS3UploadSource(zet::IInStream* stream, int64 size, const String& name, Framing framing);
+    CS3UploadSource(zet::IInStream* stream, int64 size, const String& name, const CS3UploadFormat& format);
     ~CS3UploadSource() override;
 
-    bool isInChunks() const noexcept { return m_framing == Framing::Chunks; }
+    bool isSignedInChunks() const noexcept { return m_format.framing == Framing::SignedChunks; }
     /// What the chunks are signed with from the next beginning on.
     void setSeed(const CS3ChunkSeed& seed) { m_seed = seed; }
 
@@ -36,7 +47,11 @@ public:
     /// The MD5 of the bytes, as in the header Content-MD5.
     /// \throws CError if not all bytes were sent
     String getContentMD5() const;
-    /// \throws CError if not all bytes were sent, or if the ETag of the response is an MD5 and differs
+    /// The checksum of the bytes in base64; "" for none.
+    /// \throws CError if not all bytes were sent
+    String getChecksum() const;
+    /// \throws CError if not all bytes were sent, if the ETag of the response is an MD5 and differs, or if
+    ///         the response has another checksum
     void verify(const TMap<String, String>& responseHeaders) const;
 
 private:
@@ -44,13 +59,16 @@ private:
     int readBytes(void* buffer, int maxLength);
     int readChunks(unsigned char* buffer, int maxLength);
     void makeNextChunk();
+    std::string makeTrailer();
+    void checkAllSent() const;
 
     const P<zet::IInStream> m_stream;
     const int64 m_size;
     const int64 m_sentSize;
     const String m_name;
-    const Framing m_framing;
+    const CS3UploadFormat m_format;
     const P<sigil::IDigest> m_md5;
+    const P<sigil::IDigest> m_checksum;  // null for none
     CS3ChunkSeed m_seed;
     std::optional<CS3ChunkSigner> m_signer;
     std::string m_chunk;  // with its framing

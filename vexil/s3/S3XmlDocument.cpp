@@ -1,11 +1,13 @@
 #include "vexil/s3/S3XmlDocument.h"
 
+#include "vexil/s3/S3XmlElements.h"
 #include "vexil/s3/S3XmlReduction.h"
 
 #include <wx/mstream.h>
 #include <wx/xml/xml.h>
 
 #include <string>
+#include <utility>
 
 namespace vexil {
 
@@ -15,17 +17,44 @@ String toString(const wxString& text) {
     return text.ToStdWstring();
 }
 
+std::unique_ptr<wxXmlNode> makeXmlTree(const CS3XmlElement& element) {
+    const auto toWxString = [](std::string_view text) { return wxString(String::fromUTF8(text).c_str()); };
+    auto node = std::make_unique<wxXmlNode>(wxXML_ELEMENT_NODE, toWxString(element.getName()));
+    wxXmlNode* last = nullptr;
+    const auto add = [&](std::unique_ptr<wxXmlNode> child) {
+        wxXmlNode* const added = child.release();
+        node->InsertChildAfter(added, last);
+        last = added;
+    };
+    const auto addText = [&](std::string_view text) {
+        add(std::make_unique<wxXmlNode>(wxXML_TEXT_NODE, L"text", toWxString(text)));
+    };
+    const std::size_t first = element.getFirstText().toUTF8().size();
+    const std::string_view texts = element.getBytes();
+    if (!texts.empty()) {
+        addText(texts.substr(0, first));  // may be empty
+        addText(texts.substr(first));
+    }
+    element.forEachChild([&add](const CS3XmlElement& child) { add(makeXmlTree(child)); });
+    return node;
+}
+
 }  // namespace
+
+void checkXmlLength(std::size_t length, int maxLength, const char* errorPrefix) {
+    if (std::cmp_greater(length, maxLength)) {
+        throw CError(String(errorPrefix) + "the document is longer than " + String::fromInt(maxLength) +
+                     " bytes.");
+    }
+}
 
 CS3XmlDocument::CS3XmlDocument(const char* data, int length, int maxLength, const char* errorPrefix,
                                S3XmlWhiteSpace whiteSpace)
     : m_document(std::make_unique<wxXmlDocument>()) {
-    if (length > maxLength) {
-        throw CError(String(errorPrefix) + "the document is longer than " + String::fromInt(maxLength) +
-                     " bytes.");
-    }
+    const std::size_t size = length > 0 ? static_cast<std::size_t>(length) : 0;
+    checkXmlLength(size, maxLength, errorPrefix);
     const char* error = nullptr;
-    const std::string reduced = reduceXml({data, length > 0 ? static_cast<std::size_t>(length) : 0}, error);
+    const std::string reduced = reduceXml({data, size}, error);
     if (error) {
         throw CError(String(errorPrefix) + error);
     }
@@ -69,6 +98,32 @@ void forEachXmlChild(const wxXmlNode* node,
             visit(getXmlName(child), child);
         }
     }
+}
+
+void callWithXmlTree(const CS3XmlElement& element, const std::function<void(wxXmlNode* tree)>& visit) {
+    visit(makeXmlTree(element).get());
+}
+
+// ---- tables made of trees --------------------------------------------------------------------------------
+
+CS3XmlElements::CS3XmlElements(const wxXmlNode* root) : m_whiteSpace(S3XmlWhiteSpace::Kept) {
+    constexpr int levelsBelow = 3;
+    addTree(root, levelsBelow);
+}
+
+void CS3XmlElements::addTree(const wxXmlNode* node, int levelsBelow) {
+    beginElement(getXmlName(node).toUTF8());
+    for (const wxXmlNode* child = node->GetChildren(); child; child = child->GetNext()) {
+        const wxXmlNodeType type = child->GetType();
+        if (type == wxXML_TEXT_NODE || type == wxXML_CDATA_SECTION_NODE) {
+            beginCDATA();  // each node is a text of its own
+            addText(toString(child->GetContent()).toUTF8());
+            m_isTextOpen = false;
+        } else if (type == wxXML_ELEMENT_NODE && levelsBelow > 0) {
+            addTree(child, levelsBelow - 1);
+        }
+    }
+    endElement({});
 }
 
 }  // namespace vexil

@@ -15,6 +15,9 @@ namespace vexil {
 /// What happens to texts that are only white space.
 enum class S3XmlWhiteSpace { Dropped, Kept };
 
+/// \throws CError with the prefix if a document is too long
+void checkXmlLength(std::size_t length, int maxLength, const char* errorPrefix);
+
 /// An XML document read from memory.
 class CS3XmlDocument {
 public:
@@ -42,6 +45,10 @@ String getXmlText(const wxXmlNode* node);
 
 /// All pieces of text directly inside the element.
 String getXmlWholeText(const wxXmlNode* node);
+
+class CS3XmlElement;
+/// Calls back with a tree of an element and what is inside it.
+void callWithXmlTree(const CS3XmlElement& element, const std::function<void(wxXmlNode* tree)>& visit);
 
 /// Calls back for each direct child that is an element, in document order.
 void forEachXmlChild(const wxXmlNode* node,
