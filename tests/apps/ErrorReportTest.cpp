@@ -97,6 +97,8 @@ TEST(ErrorReportTest, AdviceFitsTheError) {
     EXPECT_THAT(textOf(makeS3Error("RequestTimeTooSkewed", 403)), HasSubstr("clock"));
     EXPECT_THAT(textOf(CCURLError(CURLE_PEER_FAILED_VERIFICATION, "", "", 0, "", "", "https://h/", "")),
                 HasSubstr("--ca-bundle"));
+    EXPECT_THAT(textOf(makeS3Error("PreconditionFailed", 412)), HasSubstr("vexil s3 ls BUCKET"));
+    EXPECT_EQ(codeOf(makeS3Error("PreconditionFailed", 412)), ExitCode::Failed);
     EXPECT_THAT(textOf(CError("x")), Not(HasSubstr("what you can do")));
 }
 

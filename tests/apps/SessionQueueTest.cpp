@@ -400,6 +400,62 @@ TEST_F(SessionQueueTest, TheClientHasTheSamePatience) {
     }
 }
 
+/// A stream of 1,000,000 bytes.
+class SequentialStream : public virtual CBase, public zet::IInStream {
+public:
+    explicit SequentialStream(bool canSeek) : m_canSeek(canSeek) {}
+
+    [[nodiscard]] int read(void* buffer, int maxLength) override {
+        const auto length = static_cast<int>(std::min<int64>(maxLength, size - m_position));
+        const std::string bytes =
+            ScriptedPeer::pattern(static_cast<std::uint64_t>(m_position), static_cast<std::size_t>(length));
+        std::copy(bytes.begin(), bytes.end(), static_cast<char*>(buffer));
+        m_position += length;
+        return length;
+    }
+    int64 getSize() override { return size; }
+    void seek(int64 position) override {
+        if (!m_canSeek && position != m_position) {
+            throw CError("cannot seek");
+        }
+        m_position = position;
+    }
+    int64 getPosition() override { return m_position; }
+
+    static constexpr int64 size = 1'000'000;
+
+private:
+    const bool m_canSeek;
+    int64 m_position = 0;
+};
+
+TEST_F(SessionQueueTest, ABodyThatIsReadOnceIsSentAgainFromItsFirstByte) {
+    CS3Client& client = getAccess().getClient();
+    client.setSignatureVersion(2);
+    client.setUploadCheck(S3UploadCheck::WhileSending);
+    m_peer.setDefaultReply(good);
+    m_peer.onConnection().expectHead().expectBytes(SequentialStream::size / 2).reset();
+    client.putObject(getAccess().getRequest(), "b", "k", new SequentialStream(true), SequentialStream::size,
+                     "");
+    ASSERT_EQ(m_peer.requests().size(), 2u);
+    EXPECT_TRUE(m_peer.requests()[1].body == ScriptedPeer::pattern(0, SequentialStream::size));
+    EXPECT_EQ(getAccess().getPolicy().getRetryCount(), 1);
+}
+
+TEST_F(SessionQueueTest, ABodyThatCannotBeReadAgainIsSentOnce) {
+    CS3Client& client = getAccess().getClient();
+    client.setSignatureVersion(2);
+    client.setUploadCheck(S3UploadCheck::WhileSending);
+    m_peer.setDefaultReply(slowDown);
+    EXPECT_THAT(whatOf([&] {
+                    client.putObject(getAccess().getRequest(), "b", "k", new SequentialStream(false),
+                                     SequentialStream::size, "");
+                }),
+                HasSubstr("Not so fast"));
+    EXPECT_EQ(m_peer.requests().size(), 1u);
+    EXPECT_EQ(getAccess().getPolicy().getRetryCount(), 0);
+}
+
 TEST_F(SessionQueueTest, ATransferThatCanBeBegunAgainIsPreparedOnceMore) {
     m_peer.setDefaultReply("HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n");
     CSessionQueue queue(getSession(), getAccess().getPolicy(), 1);

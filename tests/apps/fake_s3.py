@@ -14,7 +14,8 @@ class Fault:
     """A fault of one response for a key. A key has a list of them, used one by one; None for no fault."""
 
     def __init__(self, cut=None, status=None, code="", then=None, hold=False, cut_head=False,
-                 no_body=False, flip=None, page=None, location=None, retry_after=None):
+                 no_body=False, flip=None, page=None, location=None, retry_after=None, region=None):
+        self.region = region  # the region of the bucket, told with `status` and `page`
         self.retry_after = retry_after  # the value of Retry-After, with `status`
         self.page = page  # the body of the response with `status`, instead of the error document
         self.location = location  # the Location of a redirect
@@ -29,6 +30,8 @@ class Fault:
 
 
 class FakeS3:
+    handler_class = property(lambda self: _Handler)  # it stands below
+
     def __init__(self):
         self.objects = {}
         self.modified = {}  # when objects were stored, if not at the usual time
@@ -49,6 +52,7 @@ class FakeS3:
         self.batch_refusal = (501, "NotImplemented")  # of deletions of several objects; None to delete them
         self.batch_response = None  # instead of the usual one
         self.batches = []  # the keys of each deletion of several objects
+        self.batch_faults = []  # of the requests that delete several objects, used one by one
         self.sends_etag = True
         self.etags = {}  # other ETags than the MD5
         self.extra_headers = []  # for responses about objects
@@ -63,7 +67,7 @@ class FakeS3:
         self.end = threading.Event()
         fake = self
 
-        class Handler(_Handler):
+        class Handler(self.handler_class):
             server_object = fake
 
         self.handler = Handler
@@ -126,7 +130,8 @@ class FakeS3:
 
         prefix = "" if self.ignores_prefix else argument("prefix")
         marker = "" if self.ignores_marker else argument("marker")
-        keys = [key for key in sorted(self.objects, key=bytes_of)
+        objects = dict(self.objects)  # others may be deleted meanwhile
+        keys = [key for key in sorted(objects, key=bytes_of)
                 if bytes_of(key) > bytes_of(marker) and key.startswith(prefix)]
         page = keys[:self.page_size]
         is_truncated = "true" if len(page) < len(keys) else "false"
@@ -135,7 +140,7 @@ class FakeS3:
         def write(name):
             return urllib.parse.quote_plus(name, errors="surrogateescape") if is_encoded else self.escapes(escape(name))
 
-        entries = "".join(self.listed(key, write) for key in page)
+        entries = "".join(self.listed(key, objects[key], write) for key in page)
         encoding = "<EncodingType>url</EncodingType>" if is_encoded else ""
         # The arguments come back without encoding, also from some servers that encode the keys.
         return (f"<ListBucketResult><Prefix>{self.escapes(escape(prefix))}</Prefix>"
@@ -143,11 +148,11 @@ class FakeS3:
                 f"<IsTruncated>{is_truncated}</IsTruncated>{entries}</ListBucketResult>").encode(
                     errors="surrogateescape")
 
-    def listed(self, key, write):
+    def listed(self, key, body, write):
         etag = f"<ETag>{escape(self.etag(key))}</ETag>" if self.lists_etags else ""
         return (f"<Contents><Key>{write(self.listed_names.get(key, key))}</Key>"
                 f"<LastModified>{self.modified.get(key, '2024-01-01T00:00:00.000Z')}</LastModified>{etag}"
-                f"<Size>{self.listed_sizes.get(key, len(self.objects[key]))}</Size></Contents>")
+                f"<Size>{self.listed_sizes.get(key, len(body))}</Size></Contents>")
 
 
 def bytes_of(key):
@@ -167,6 +172,7 @@ class _Server(http.server.ThreadingHTTPServer):
 
 class _Handler(http.server.BaseHTTPRequestHandler):
     protocol_version = "HTTP/1.1"
+    disable_nagle_algorithm = True  # otherwise each response could wait 40 ms for the one before
     server_object = None
     is_counted = False
 
@@ -191,10 +197,13 @@ class _Handler(http.server.BaseHTTPRequestHandler):
         self.key = urllib.parse.unquote(path.removeprefix("/bucket").removeprefix("/"), errors="surrogateescape")
         self.fake.requests.append((self.command, self.key, dict(self.headers)))
         self.fake.targets.append((self.command, self.path))
-        fault = self.fake.next_fault(self.key)
+        fault = self.fake.next_fault(self.get_fault_name())
         if fault.then:
             fault.then()
         return fault
+
+    def get_fault_name(self):
+        return self.key
 
     def answer(self, status, body=b"", headers=(), sent=None):
         self.send_response(status)
@@ -214,7 +223,8 @@ class _Handler(http.server.BaseHTTPRequestHandler):
             self.wfile.flush()
             self.break_off()
         elif fault.status and fault.page is not None:
-            self.answer(fault.status, fault.page, [("Location", fault.location)] if fault.location else [])
+            self.answer(fault.status, fault.page, ([("Location", fault.location)] if fault.location else [])
+                        + ([("x-amz-bucket-region", fault.region)] if fault.region else []))
         elif fault.status:
             self.answer_error(fault.status, fault.code,
                               [("Retry-After", fault.retry_after)] if fault.retry_after else [])
@@ -239,7 +249,7 @@ class _Handler(http.server.BaseHTTPRequestHandler):
         self.transfer(self.put, fault)
 
     def transfer(self, work, fault):
-        if not self.key:
+        if not self.key and self.command != "POST":
             work(fault)
             return
         self.is_counted = True
@@ -284,11 +294,12 @@ class _Handler(http.server.BaseHTTPRequestHandler):
             return
         body = flip_bit(body, fault.flip)
         status = 204 if fault.no_body else 200
-        if self.fake.heeds_range and (match := re.fullmatch(r"bytes=(\d+)-", self.headers.get("Range", ""))):
+        if self.fake.heeds_range and (match := re.fullmatch(r"bytes=(\d+)-(\d*)", self.headers.get("Range", ""))):
             start = int(match[1]) + self.fake.range_error
+            end = min(int(match[2]) + 1, len(body)) if match[2] else len(body)
             status = 206
-            headers.append(("Content-Range", f"bytes {start}-{len(body) - 1}/{len(body)}"))
-            body = body[start:]
+            headers.append(("Content-Range", f"bytes {start}-{end - 1}/{len(body)}"))
+            body = body[start:end]
         self.answer(status, body, headers, 0 if fault.no_body else fault.cut)
         if fault.hold:
             self.fake.held.set()
@@ -325,11 +336,23 @@ class _Handler(http.server.BaseHTTPRequestHandler):
             self.answer(200, headers=self.fake.extra_headers + etag)
 
     def do_POST(self):
-        """The deletion of several objects. Their faults are in its response."""
         self.begin()
+        faults = self.fake.batch_faults
+        self.transfer(self.delete_batch, (faults.pop(0) if faults else None) or Fault())
+
+    def delete_batch(self, fault):
+        """The deletion of several objects. Their faults are in its response."""
         body = self.rfile.read(int(self.headers["Content-Length"]))
         keys = [element.text for element in xml.etree.ElementTree.fromstring(body).iter("Key")]
         self.fake.batches.append(keys)
+        if fault.then:
+            fault.then()
+        if fault.cut is not None:
+            self.leave()
+            self.close_connection = True
+            return
+        if self.answer_fault(fault):
+            return
         if self.fake.batch_refusal:
             self.answer_error(*self.fake.batch_refusal)
             return
@@ -343,6 +366,10 @@ class _Handler(http.server.BaseHTTPRequestHandler):
         self.answer(200, self.fake.batch_response or f"<DeleteResult>{errors}</DeleteResult>".encode())
 
     def do_DELETE(self):
-        if not self.answer_fault(self.begin()):
+        fault = self.begin()
+        self.transfer(self.delete, fault)
+
+    def delete(self, fault):
+        if not self.answer_fault(fault):
             self.fake.objects.pop(self.key, None)
             self.answer(204)

@@ -88,6 +88,14 @@ class OtherClientTest(BotocoreTest):
         self.run_program("s3", "cp", BUCKET, "parts", "copy")
         self.assertTrue(self.objects() == {"parts": body, "copy": body})
 
+    def test_restore_of_an_object_of_several_parts(self):
+        bodies = {"big": os.urandom(3 * PART + 9), "small": b"1"}
+        in_parts = boto3.s3.transfer.TransferConfig(multipart_threshold=PART, multipart_chunksize=PART)
+        for name, body in bodies.items():
+            self.boto.upload_fileobj(io.BytesIO(body), BUCKET, "boto parts/" + name, Config=in_parts)
+        self.run_program("s3", "restore", BUCKET, "boto parts", "restored parts")
+        self.assertTrue(self.files_in("restored parts") == bodies)
+
     def test_backups(self):
         files = {"a": b"a", "empty": b"", "sub/ü 1+%&#=.txt": b"x" * 100000, "sub/deep/~!@$^()[]{}';,": b"y"}
         for name, body in files.items():

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Backups and restores that run many transfers at once."""
+"""Backups, restores and deletions that run many transfers at once."""
 
 import signal
 import threading
@@ -146,6 +146,177 @@ class RetryTest(JobsTest):
         self.assertIn("NOT backed up: 01: ", result.err)
         self.assertEqual(self.server.puts().count("01"), 3)
         self.assertEqual(sorted(self.server.objects), ["00", "02"])
+
+
+class DeletionTest(FakeServerTest):
+    def setUp(self):
+        super().setUp()
+        self.server.batch_refusal = None
+        self.server.page_size = 1000
+
+    def make_objects(self, count):
+        self.server.objects = {f"k{number:05}": b"" for number in range(count)}
+        self.server.requests.clear()
+        self.server.batches.clear()
+        self.server.most_at_once = 0
+
+    def start_rm(self, *arguments):
+        return self.start("--log-level", "info", "s3", "rm", "-r", *arguments, "bucket", "")
+
+    def remove(self, *arguments, code=0):
+        result = self.finish(self.start_rm(*arguments))
+        self.assertEqual(result.code, code, result)
+        return result
+
+    def count_requests(self):
+        """The numbers of listings, of batches and of single deletions."""
+        methods = [method for method, _, _ in self.server.requests]
+        return tuple(methods.count(method) for method in ("GET", "POST", "DELETE"))
+
+    def test_many_objects_are_deleted_by_batches_at_once(self):
+        self.make_objects(12000)
+        second = threading.Event()
+        # The first response waits until the second request has come.
+        self.server.batch_faults = [Fault(then=lambda: second.wait(60)), Fault(then=second.set)]
+        self.assertIn("deleted: 12,000 objects\n", self.remove().out)
+        self.assertTrue(second.is_set())
+        self.assertEqual(self.count_requests(), (12, 12, 0))
+        self.assertEqual(self.server.objects, {})
+        self.assertEqual(sorted(key for keys in self.server.batches for key in keys),
+                         [f"k{number:05}" for number in range(12000)])
+
+    def test_as_many_batches_run_at_once_as_may(self):
+        for count, arguments in ((8, []), (3, ["--jobs", "3"]), (1, ["--jobs", "1"])):
+            self.make_objects(12000)
+            self.server.gate = threading.Event()
+            process = self.start_rm(*arguments)
+            self.assertTrue(self.server.wait_for_transfers(count))
+            # Time for a request that must not come.
+            time.sleep(0.3)
+            self.assertEqual(self.count_requests(), (count, count, 0))
+            self.server.gate.set()
+            self.assertEqual(self.finish(process).code, 0)
+            self.assertEqual((self.server.most_at_once, self.server.objects), (count, {}))
+
+    def test_a_batch_that_fails_is_tried_again(self):
+        self.make_objects(5000)
+        self.server.batch_faults = [None, SLOW_DOWN, Fault(cut=0), Fault(status=500, code="InternalError"),
+                                    Fault(cut_head=True)]
+        result = self.remove()
+        self.assertIn("deleted: 5,000 objects\n", result.out)
+        # libcurl itself repeats a request whose connection ends without a response.
+        self.assertGreaterEqual(result.err.count("trying again"), 3)
+        self.assertEqual(self.count_requests(), (5, 9, 0))
+        self.assertEqual(self.server.objects, {})
+
+    def test_a_batch_that_always_fails_ends_it(self):
+        self.make_objects(3000)
+        self.server.batch_faults = [SLOW_DOWN] * 100
+        result = self.remove("--retries", "2", code=1)
+        self.assertRegex(result.err, r"Amazon S3 error: No\.\(SlowDown\)")
+        self.assertRegex(result.err, r"method: +POST\n")
+        self.assertNotIn("deleted:", result.out)
+        self.assertLessEqual(self.count_requests()[1], 9)
+        self.assertEqual(len(self.server.objects), 3000)
+
+    def test_objects_that_batches_do_not_delete_are_deleted_alone_at_once(self):
+        self.make_objects(2000)
+        temporary = [f"k{number:05}" for number in range(0, 2000, 100)]
+        for key in temporary:
+            self.server.faults[key] = [Fault(status=500, code="InternalError"), SLOW_DOWN]
+        self.server.gate = threading.Event()
+        process = self.start_rm()
+        self.assertTrue(self.server.wait_for_transfers(2))
+        self.server.gate.set()
+        self.assertEqual(self.finish(process).code, 0)
+        self.assertEqual(self.count_requests(), (2, 2, 40))
+        self.assertEqual(self.server.objects, {})
+
+    def test_a_key_that_a_batch_names_often_is_deleted_once(self):
+        self.make_objects(3)
+        error = "<Error><Key>k00001</Key><Code>InternalError</Code></Error>"
+        self.server.batch_response = f"<DeleteResult>{error * 50}</DeleteResult>".encode()
+        self.remove()
+        self.assertEqual(self.count_requests(), (1, 1, 1))
+
+    def test_a_server_without_batches_deletes_several_objects_at_once(self):
+        for refusal in ((501, "NotImplemented"), (200, "InternalError")):
+            self.server.batch_refusal = refusal
+            self.make_objects(3100)
+            second = threading.Event()
+            # The first response waits until another object is deleted.
+            self.server.faults["k00000"] = [Fault(then=lambda: second.wait(60))]
+            self.server.faults["k00001"] = [Fault(then=second.set)]
+            self.assertIn("deleted: 3,100 objects\n", self.remove().out)
+            self.assertTrue(second.is_set())
+            listings, batches, deletions = self.count_requests()
+            self.assertEqual((listings, deletions), (4, 3100))
+            self.assertLessEqual(batches, 4)
+            self.assertLessEqual(self.server.most_at_once, 8)
+            self.assertEqual(self.server.objects, {})
+
+    def test_the_first_object_that_cannot_be_deleted_is_named(self):
+        self.make_objects(2500)
+        for key in ("k00003", "k00007", "k01500"):
+            self.server.faults[key] = [Fault(status=403, code="AccessDenied")] * 2
+        result = self.remove(code=4)
+        self.assertRegex(result.err, rf"URL: +{self.server.endpoint}/bucket/k00003\n")
+        self.assertRegex(result.err, r"method: +DELETE\n")
+        self.assertNotIn("deleted:", result.out)
+        self.assertLessEqual({"k00003", "k00007", "k01500"}, set(self.server.objects))
+
+    def test_objects_that_were_listed_before_an_error_are_deleted(self):
+        self.make_objects(5000)
+        page = self.server.listing
+
+        def listing(query):
+            if query.get("marker") == ["k02999"]:
+                return b"<ListBucketResult>"
+            return page(query)
+
+        self.server.listing = listing
+        # Also those that are tried again.
+        self.server.batch_faults = [SLOW_DOWN] * 3
+        result = self.remove(code=1)
+        self.assertIn("Error parsing Amazon S3 'list objects' result: ", result.err)
+        self.assertNotIn("deleted:", result.out)
+        self.assertEqual(sorted(self.server.objects), [f"k{number:05}" for number in range(3000, 5000)])
+
+    def test_an_interrupt_ends_it(self):
+        for number, code in ENDINGS:
+            self.make_objects(3000)
+            self.server.gate = threading.Event()
+            process = self.start_rm()
+            self.assertTrue(self.server.wait_for_transfers(3))
+            result = self.interrupt(process, number)
+            self.assertEqual(result.code, code, result)
+            self.assertNotIn("deleted:", result.out)
+            self.server.gate.set()
+            self.assertTrue(self.server.wait_for_transfers(0))
+
+    def test_redirects_of_batches_are_followed(self):
+        self.make_objects(2000)
+        self.server.batch_faults = [Fault(status=307, page=b"", location="/bucket?delete")] * 2
+        self.remove()
+        self.assertEqual((self.count_requests(), self.server.objects), ((2, 4, 0), {}))
+
+    def test_a_region_is_learnt_from_a_batch(self):
+        self.make_objects(2000)
+        refusal = (b"<Error><Code>AuthorizationHeaderMalformed</Code><Message>No.</Message>"
+                   b"<Region>eu-west-9</Region></Error>")
+        self.server.batch_faults = [Fault(status=400, page=refusal)]
+        self.remove()
+        self.assertEqual((self.count_requests(), self.server.objects), ((2, 3, 0), {}))
+        headers = [sent["Authorization"] for method, _, sent in self.server.requests if method == "POST"]
+        # The other batch may have been sent before.
+        self.assertTrue(any("/eu-west-9/s3/" in header for header in headers), headers)
+
+    def test_keys_that_xml_cannot_carry_are_deleted_alone(self):
+        self.server.encodes = True
+        self.make_objects(1500)
+        self.server.objects.update({"k00500\x01": b"", "k01000\x02": b""})
+        self.assertIn("deleted: 1,502 objects\n", self.remove().out)
+        self.assertEqual((self.count_requests(), self.server.objects), ((2, 2, 2), {}))
 
 
 class BrokenTest(JobsTest):

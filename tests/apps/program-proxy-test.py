@@ -148,6 +148,19 @@ class SystemProxyTest(ProxyTest):
         self.get()
         self.assertEqual(self.proxy.requests, [f"GET {self.url}"])
 
+    def test_patterns_of_no_proxy_count(self):
+        self.environment["http_proxy"] = self.proxy.url
+        for pattern in ("127.*", "127.0.0.0/8", "other;http://127.0.0.1:*"):
+            # libcurl itself takes this list for one name.
+            self.environment["no_proxy"] = "other;" + pattern
+            result = self.get("--log-level", "debug", "--proxy", "system")
+            if ":*" in pattern:
+                self.assertEqual(self.proxy.requests, [f"GET {self.url}"], pattern)
+                self.assertIn(f"proxy for {self.url}: {self.proxy.url} (the proxy of the scheme 'http')", result.err)
+            else:
+                self.assertEqual(self.proxy.requests, [], pattern)
+                self.assertIn(f"proxy for {self.url}: direct connection (the direct host '{pattern}')", result.err)
+
     def test_mail_has_no_proxy_there(self):
         self.environment["all_proxy"] = self.proxy.url
         server = self.start_server(FakeSMTP())

@@ -111,6 +111,19 @@ class S3ListingsTest(FakeServerTest):
         self.serve(page("<ListVersionsResult><Version><Key>a&#1;</Key></Version></ListVersionsResult>"))
         self.assertIn("NOT listed: a", self.s3("ls", "bucket", "--versions", code=1).err)
 
+    def test_what_was_listed_before_an_error_is_told(self):
+        more = "<IsTruncated>true</IsTruncated>"
+        self.serve(uploads(("a&#1;", "0", ""), ("b", "1", ""), more=more), Fault(status=403, code="AccessDenied"))
+        result = self.s3("uploads", "ls", "bucket", code=4)
+        self.assertEqual(result.out, "  1  b\n")
+        self.assertIn("NOT listed: a", result.err)
+        self.serve(page(f"<ListVersionsResult>{more}<Version><Key>a&#1;</Key></Version>"
+                        "<Version><Key>b</Key><VersionId>1</VersionId></Version></ListVersionsResult>"),
+                   Fault(status=403, code="AccessDenied"))
+        result = self.s3("ls", "bucket", "--versions", code=4)
+        self.assertIn("  1  b\n", result.out)
+        self.assertIn("NOT listed: a", result.err)
+
     # ---- buckets
 
     def test_buckets_are_listed(self):
@@ -126,6 +139,13 @@ class S3ListingsTest(FakeServerTest):
         endless = page("<ListAllMyBucketsResult><ContinuationToken>t</ContinuationToken></ListAllMyBucketsResult>")
         self.serve(endless, endless)
         self.assertIn("The list of buckets goes in a circle.", self.s3("buckets", code=1).err)
+
+    def test_a_list_of_buckets_without_a_bucket_ends(self):
+        self.serve(*[page(f"<ListAllMyBucketsResult><ContinuationToken>{number}</ContinuationToken>"
+                          "</ListAllMyBucketsResult>") for number in range(1100)])
+        self.assertIn("The list of buckets has more than 1000 pages without a bucket.",
+                      self.s3("buckets", code=1).err)
+        self.assertEqual(len(self.sent()), 1001)
 
     def test_a_bucket_is_removed(self):
         self.s3("rb", "bucket")

@@ -3,6 +3,7 @@
 
 import os
 import pathlib
+import re
 import sys
 import time
 import unittest
@@ -82,21 +83,56 @@ class S3Test(ProgramTest):
             self.assertIn("\ncontent-length: 12582912\n", headers)
             self.assertIn("\ncontent-type: text/x-parts\n", headers)
             self.assertRegex(headers, r'etag: "?[0-9a-f]{32}-3"?\n')
-            self.run_program("s3", "get", BUCKET, "parts", "back")
-            self.assertEqual(self.read("back"), body)
+            for sizes in ([], ["--part-size", "4"]):
+                result = self.run_program("--log-level", "info", "s3", "get", BUCKET, "parts", "back", *sizes)
+                self.assertEqual(self.read("back"), body)
+                self.assertNotIn("cannot be compared", result.err)
             self.run_program("s3", "rm", BUCKET, "parts")
         # A file that is not larger than a part is one PUT.
         self.run_program("s3", "put", "file", BUCKET, "whole", "--part-size", "12")
         self.assertRegex(self.run_program("s3", "head", BUCKET, "whole").out, r'etag: "?[0-9a-f]{32}"?\n')
         self.assertIn("--part-size", self.run_program("s3", "put", "file", BUCKET, "k", "--part-size", "4", code=2).err)
 
-    @not_on_windows("a console cannot be interrupted there")
-    def test_an_interrupted_upload_leaves_no_parts(self):
-        os.truncate(self.write("file"), 1 << 30)
-        server = SignedS3()
+    def test_a_backup_in_parts_comes_back(self):
+        self.write("f/small", os.urandom(100000))
+        self.write("f/empty", b"")
+        for options in ([], ["--upload-check", "while"], ["--upload-check", "while", "--signature", "v2"]):
+            # The last backup replaces what another one has stored.
+            self.write("f/large", os.urandom(12 << 20))
+            for _ in range(2):
+                self.run_program("s3", "backup", "f", BUCKET, "p", "--part-size", "5", "--jobs", "3", *options)
+            headers = self.run_program("s3", "head", BUCKET, "p/large").out
+            self.assertRegex(headers, r'etag: "?[0-9a-f]{32}-3"?\n')
+            self.assertIn("\nx-amz-meta-vexil-part-size: 5242880\n", headers)
+            self.assertNotIn("x-amz-meta-vexil", self.run_program("s3", "head", BUCKET, "p/small").out)
+            for sizes in ([], ["--part-size", "3"]):
+                result = self.run_program("--log-level", "info", "s3", "restore", BUCKET, "p", "r", *sizes)
+                self.assertEqual(self.files_in("r"), self.files_in("f"))
+                self.assertNotIn("cannot be compared", result.err)
+        with open(self.folder / "f/large", "rb") as stdin:
+            self.run_program("s3", "put", "-", BUCKET, "pipe", "--part-size", "5", stdin=stdin)
+        self.assertEqual(self.server_objects()["pipe"], self.read("f/large"))
+
+    def test_a_killed_upload_is_continued(self):
+        body = os.urandom(64 << 20)
+        self.write("file", body)
+        for name in ("XDG_STATE_HOME", "LOCALAPPDATA"):
+            self.environment[name] = str(self.folder / "state")
+        command = ["s3", "put", "file", BUCKET, "k", "--part-size", "5", "--jobs", "1", "--resume"]
+        process = self.start(*command)
+        self.wait_for_a_part(SignedS3())
+        process.kill()
+        self.finish(process)
+        self.run_program("--verbose-log", "log", *command)
+        sent = set(re.findall(rb"partNumber=(\d+)", self.read("log")))
+        # The killed program has sent some of the 13 parts.
+        self.assertIn(b"13", sent)
+        self.assertLess(len(sent), 13)
+        self.assertTrue(self.server_objects() == {"k": body})
+
+    def wait_for_a_part(self, server):
+        """Waits until the only upload in progress, that of "k", has a part."""
         self.addCleanup(server.close)
-        process = self.start("s3", "put", "file", BUCKET, "k", "--part-size", "5", "--jobs", "2")
-        # The upload takes seconds.
         deadline = time.monotonic() + TIME_LIMIT
         parts = b""
         while b"<PartNumber>" not in parts:
@@ -105,6 +141,14 @@ class S3Test(ProgramTest):
             if "<UploadId>" in uploads:
                 upload = uploads.split("<UploadId>")[1].split("<")[0]
                 parts = server.request("GET", f"/{BUCKET}/k?uploadId={upload}")
+
+    @not_on_windows("a console cannot be interrupted there")
+    def test_an_interrupted_upload_leaves_no_parts(self):
+        os.truncate(self.write("file"), 1 << 30)
+        server = SignedS3()
+        process = self.start("s3", "put", "file", BUCKET, "k", "--part-size", "5", "--jobs", "2")
+        # The upload takes seconds.
+        self.wait_for_a_part(server)
         self.assertEqual(self.interrupt(process).code, 130)
         self.assertNotIn(b"<UploadId>", server.request("GET", f"/{BUCKET}?uploads"))
         self.assertEqual(self.server_objects(), {})

@@ -181,10 +181,18 @@ class SignatureTest(FakeServerTest):
             self.front.moving_region = 0
             self.front.refused.clear()
             error = self.s3(*arguments, code=None).err
-            if "HEAD" not in error:  # a response without a document
-                self.assertIn("give --region region-3", error)
+            self.assertIn("give --region region-3", error, arguments)
             self.assertEqual(self.front.refused, 3 * ["AuthorizationHeaderMalformed"], arguments)
         self.assertEqual(self.server.objects, {})
+
+    def test_no_region_without_a_reason(self):
+        """A service names the region of the bucket also when it refuses something else."""
+        self.server.faults["k"] = [Fault(status=403, page=b"", region="us-east-1"),
+                                   Fault(status=400, page=b"", region="eu west")]
+        for _ in range(2):
+            self.assertNotIn("--region", self.s3("head", "bucket", "k", code=None).err)
+        self.server.faults["k"] = [Fault(status=404, page=b"", region="eu-west")]
+        self.assertNotIn("--region", self.s3("head", "bucket", "k", code=3).err)
 
     def test_no_redirect_to_another_host(self):
         other = FakeS3()
@@ -246,6 +254,58 @@ class FrontTest(FakeServerTest):
         self.assertEqual(self.front.refused, ["XAmzContentSHA256Mismatch", "AccessDenied", "SignatureDoesNotMatch",
                                               "RequestTimeTooSkewed", "AuthorizationHeaderMalformed"])
         self.assertEqual(self.server.objects, {})
+
+    def presign(self, method, path="/bucket/a%20b", expires=600, region="us-east-1", key="access"):
+        """A URL that botocore has signed: path and query."""
+        request = botocore.awsrequest.AWSRequest(method=method, url=self.front.endpoint + path)
+        signer = botocore.auth.S3SigV4QueryAuth(botocore.credentials.Credentials(key, SECRET), "s3", region, expires)
+        signer.add_auth(request)
+        return request.url.removeprefix(self.front.endpoint)
+
+    def send(self, method, target, body=None, headers=()):
+        connection = http.client.HTTPConnection(*self.front.server.server_address, timeout=60)
+        self.addCleanup(connection.close)
+        connection.request(method, target, body, dict(headers))
+        response = connection.getresponse()
+        self.document = response.read().decode()
+        return response.status
+
+    def test_presigned_urls_pass(self):
+        self.assertEqual(self.send("PUT", self.presign("PUT"), b"content"), 200)
+        self.assertEqual(self.server.objects["a b"], b"content")
+        self.assertEqual((self.send("GET", self.presign("GET")), self.document), (200, "content"))
+        self.assertEqual(self.send("GET", self.presign("GET", "/bucket?prefix=a%20b")), 200)
+        self.assertIn("<Key>a b</Key>", self.document)
+
+    def check_refusal(self, status, code, text, method, target, headers=()):
+        self.assertEqual(self.send(method, target, headers=headers), status, self.document)
+        self.assertIn(f"<Code>{code}</Code>", self.document)
+        self.assertIn(text, self.document)
+
+    def test_altered_presigned_urls_do_not_pass(self):
+        self.server.objects = {"a b": b"content", "c": b"secret"}
+        get = self.presign("GET")
+        last = "0" if get[-1] != "0" else "1"
+        for method, target in (("PUT", get), ("GET", get.replace("a%20b", "c")), ("GET", get[:-1] + last),
+                               ("GET", get.replace("Expires=600", "Expires=601")), ("GET", get + "&versionId=1")):
+            self.check_refusal(403, "SignatureDoesNotMatch", "<CanonicalRequest>" + method, method, target)
+        self.check_refusal(403, "AccessDenied", "<HeadersNotSigned>x-amz-acl<", "GET", get, {"x-amz-acl": "private"})
+        self.check_refusal(400, "AuthorizationQueryParametersError", "requires the X-Amz-Algorithm", "GET",
+                           get.replace("X-Amz-Expires=600&", ""))
+        self.assertEqual((self.front.passed, self.server.requests), ([], []))
+
+    def test_presigned_urls_are_valid_for_their_time_region_and_keys(self):
+        for seconds, status, text in ((500, 404, "NoSuchKey"), (700, 403, "Request has expired"),
+                                      (-800, 404, "NoSuchKey"), (-1000, 403, "Request is not yet valid")):
+            self.front.clock_offset = seconds
+            self.assertEqual(self.send("GET", self.presign("GET")), status)
+            self.assertIn(text, self.document)
+        self.front.clock_offset = 0
+        self.check_refusal(400, "AuthorizationQueryParametersError", "X-Amz-Expires", "GET",
+                           self.presign("GET", expires=604801))
+        self.check_refusal(400, "AuthorizationQueryParametersError", "<Region>us-east-1</Region>", "GET",
+                           self.presign("GET", region="other"))
+        self.check_refusal(403, "InvalidAccessKeyId", "", "GET", self.presign("GET", key="other"))
 
 
 if __name__ == "__main__":

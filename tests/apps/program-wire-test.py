@@ -1,6 +1,8 @@
 #!/usr/bin/env python3
 """The program against a server that fails in every known way."""
 
+import base64
+import hashlib
 import os
 import pathlib
 import re
@@ -8,6 +10,7 @@ import resource
 import shutil
 import signal
 import subprocess
+import time
 import unittest
 
 from fake_s3 import Fault
@@ -267,6 +270,36 @@ class ErrorTest(FakeServerTest):
         self.assertEqual(self.files_in("r"), {"a": BODY})
 
 
+class RateLimitTest(FakeServerTest):
+    """A limited program needs the time of its bytes, less a tenth of a second and a turn."""
+
+    def seconds_of(self, *command):
+        start = time.monotonic()
+        self.run_program("--bwlimit", "200000", *command)
+        return time.monotonic() - start
+
+    def test_the_rate_is_that_of_all_transfers_together(self):
+        self.server.objects = {f"d/{i}": BODY for i in range(4)}
+        self.assertGreater(self.seconds_of("s3", "restore", "bucket", "d", "out"), 1.8)
+        self.assertEqual(self.files_in("out"), {str(i): BODY for i in range(4)})
+        self.assertGreater(self.seconds_of("s3", "backup", "out", "bucket", "e"), 1.8)
+        self.assertEqual({key: body for key, body in self.server.objects.items() if key.startswith("e/")},
+                         {f"e/{i}": BODY for i in range(4)})
+
+    def test_http_is_limited_in_both_directions(self):
+        self.server.objects = {"a": BODY}
+        self.assertGreater(self.seconds_of("s3", "get", "bucket", "a", "f"), 0.3)
+        self.assertGreater(self.seconds_of("s3", "put", "f", "bucket", "b"), 0.3)
+        self.assertEqual(self.server.objects["b"], BODY)
+
+    def test_a_rate_is_a_number_of_bytes(self):
+        for value in ("0", "-1", "x", "", "1T", "K", "1.5M", "+5", " 5", "1025G", "99999999999999999999"):
+            result = self.run_program("--bwlimit", value, "s3", "ls", "bucket", code=2)
+            self.assertIn(f"'{value}' is not a number of bytes from 1 to 1024G, such as 500K or 4M", result.err)
+        for value in ("90000", "300K", "500M", "1024G"):
+            self.run_program("--bwlimit", value, "s3", "ls", "bucket", "nothing")
+
+
 class DownloadTest(FakeServerTest):
     def restore(self, *arguments, code=0, **options):
         return self.run_program("s3", "restore", *arguments, "bucket", "r", code=code, **options)
@@ -519,8 +552,17 @@ class UploadTest(FakeServerTest):
         self.assertEqual((headers["x-amz-storage-class"], headers["x-amz-meta-owner"], headers["x-amz-meta-mtime"]),
                          ("COLD", "kim=lee", "1"))
         self.assertNotIn("If-None-Match", headers)
+        self.assertNotIn("x-amz-checksum-crc32c", headers)
         self.run_program("s3", "put", "f", "bucket", "b", "--if-absent")
         self.assertEqual(self.server.requests[1][2]["If-None-Match"], "*")
+
+    def test_a_checksum_is_sent_with_the_object(self):
+        self.write("f", b"123456789")
+        self.run_program("s3", "put", "f", "bucket", "a", "--checksum", "crc32c")
+        self.assertEqual(self.server.requests[0][2]["x-amz-checksum-crc32c"], "4waSgw==")
+        self.run_program("s3", "put", "f", "bucket", "a", "--checksum", "sha256")
+        self.assertEqual(self.server.requests[1][2]["x-amz-checksum-sha256"],
+                         base64.b64encode(hashlib.sha256(b"123456789").digest()).decode())
 
     def test_an_object_that_exists_is_not_replaced_on_demand(self):
         self.write("f", b"content")
@@ -989,7 +1031,7 @@ class DeleteTest(FakeServerTest):
             self.server.objects = {f"k{number:04}": b"" for number in range(2500)}
             self.server.batches.clear()
             self.assertIn("deleted: 2,500 objects\n", self.run_program("s3", "rm", "-r", "bucket", "").out)
-            self.assertEqual([len(keys) for keys in self.server.batches], [1000, 1000, 500])
+            self.assertEqual(sorted(len(keys) for keys in self.server.batches), [500, 1000, 1000])
             self.assertEqual((self.server.objects, self.deletions()), ({}, []))
 
     def test_a_server_that_refuses_batches_is_asked_once(self):
@@ -999,7 +1041,8 @@ class DeleteTest(FakeServerTest):
             self.server.objects = {f"k{number:04}": b"" for number in range(1100)}
             self.server.batches.clear()
             self.server.requests.clear()
-            self.assertIn("deleted: 1,100 objects\n", self.run_program("s3", "rm", "-r", "bucket", "").out)
+            self.assertIn("deleted: 1,100 objects\n",
+                          self.run_program("s3", "rm", "-r", "--jobs", "1", "bucket", "").out)
             self.assertEqual((len(self.server.batches), len(self.deletions())), (1, 1100), refusal)
 
     def test_an_object_that_a_batch_does_not_delete_is_deleted_alone(self):
@@ -1028,7 +1071,7 @@ class DeleteTest(FakeServerTest):
         self.server.batch_response = (b"<DeleteResult><Error><Key>x</Key><Code>AccessDenied</Code></Error>"
                                       b"</DeleteResult>")
         self.run_program("s3", "rm", "-r", "bucket", "")
-        self.assertEqual(self.deletions(), ["a", "b"])
+        self.assertEqual(sorted(self.deletions()), ["a", "b"])
 
     def test_a_response_that_says_nothing_is_a_failure(self):
         self.server.batch_refusal = None

@@ -115,8 +115,10 @@ class ProgramTest(unittest.TestCase):
 class FakeServerTest(ProgramTest):
     """The program with a fake S3 server, whose bucket is called "bucket"."""
 
+    server_class = FakeS3
+
     def setUp(self):
         super().setUp()
-        self.server = FakeS3()
+        self.server = self.server_class()
         self.addCleanup(self.server.close)
         self.environment["VEXIL_S3_ENDPOINT"] = self.server.endpoint

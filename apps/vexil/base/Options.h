@@ -37,6 +37,7 @@ struct COptions {
     std::optional<std::string> proxy;
     bool redirectToHTTP = false;            ///< follow redirects from https to http
     double timeoutSeconds = 0;              ///< of one whole request; 0 for no limit
+    long long bytesPerSecond = 0;           ///< of all transfers together, in each direction; 0 for no limit
     std::optional<int> retries;             ///< of one operation; nullopt for as many as the patience allows
     std::optional<double> patienceSeconds;  ///< see vexil::CRetryPolicy; nullopt for its defaults
     Verbosity verbosity = Verbosity::Warning;

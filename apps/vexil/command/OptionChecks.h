@@ -6,6 +6,7 @@
 
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -49,6 +50,28 @@ CLI::Validator numberFrom(T minimum, T maximum, const char* noun) {
             problem.precision(12);
             problem << "'" << value << "' is not " << noun << " from " << minimum << " to " << maximum;
             return problem.str();
+        },
+        "");
+}
+
+/// Accepts a number of bytes, at least 1, with the suffix K, M or G for 1024, 1024^2 and 1024^3 of them, and
+/// converts it to a plain number.
+inline CLI::Validator byteCount() {
+    return CLI::Validator(
+        [](std::string& value) {
+            static constexpr std::string_view suffixes = "KMG";
+            const std::size_t suffix = value.empty() ? suffixes.npos : suffixes.find(value.back());
+            const bool hasSuffix = suffix != suffixes.npos;
+            const std::string digits = value.substr(0, value.size() - (hasSuffix ? 1 : 0));
+            const long long unit = hasSuffix ? 1LL << (10 * (suffix + 1)) : 1;
+            long long number = 0;
+            const bool isNumber = digits.find_first_not_of("0123456789") == digits.npos &&
+                                  CLI::detail::lexical_cast(digits, number);
+            if (!isNumber || number < 1 || number > (1LL << 40) / unit) {
+                return "'" + value + "' is not a number of bytes from 1 to 1024G, such as 500K or 4M";
+            }
+            value = std::to_string(number * unit);
+            return std::string();
         },
         "");
 }

@@ -42,6 +42,10 @@ void CLeftParts::clear(const fs::path& target, const String& content) {
     names.erase(end, names.end());
 }
 
+void CLeftParts::keep(const fs::path& target, const String& content) {
+    std::erase(m_names[target.parent_path()], makePartName(target, makeDigitsFor(content)));
+}
+
 void CLeftParts::clearAll() {
     for (const auto& [folder, names] : m_names) {
         for (const fs::path& name : names) {
@@ -51,10 +55,10 @@ void CLeftParts::clearAll() {
     m_names.clear();
 }
 
-void CLeftParts::clearOf(CConsole& console, const fs::path& target) {
+void CLeftParts::clearOf(CConsole& console, const fs::path& target, const String& content) {
     CLeftParts parts(console);
     parts.lookInto(target.parent_path());
-    parts.clear(target, String());
+    parts.clear(target, content);
 }
 
 void CLeftParts::remove(const fs::path& part) const {

@@ -23,11 +23,13 @@ public:
     /// Deletes the parts of one file in a recorded folder, and reports it.
     /// \param content  a part for this content stays, see CPartFile; "" for none
     void clear(const std::filesystem::path& target, const String& content);
+    /// Forgets the part of one file for a content: it stays.
+    void keep(const std::filesystem::path& target, const String& content);
     /// Deletes all parts in the recorded folders, and reports it.
     void clearAll();
 
     /// Deletes the parts of a file that is fetched alone, like clear().
-    static void clearOf(CConsole& console, const std::filesystem::path& target);
+    static void clearOf(CConsole& console, const std::filesystem::path& target, const String& content = "");
 
 private:
     void remove(const std::filesystem::path& part) const;

@@ -12,6 +12,15 @@
 
 namespace vexil::app {
 
+namespace {
+
+CError makeMixedContentError() {
+    return CError("the file was changed while it was backed up: "
+                  "the stored content may be neither the old nor the new one");
+}
+
+}  // namespace
+
 CBackup::CBackup(CSession& session, IStore& store)
     : m_session(session), m_store(store), m_progress(session.getConsole()) {}
 
@@ -33,23 +42,13 @@ public:
         // The checksum matched, but another program may have been in the middle of rewriting the file.
         if (m_file->hasChanged()) {
             m_isStored = true;
-            throw CError("the file was changed while it was backed up: "
-                         "the stored content may be neither the old nor the new one");
+            throw makeMixedContentError();
         }
         getProgress().complete(m_file->getSize());
     }
 
     void onFailure(const CError& error) override {
-        CInterrupt::throwIfRequested();
-        const CErrorDiagnosis diagnosis = m_backup.m_store.getPolicy().diagnose(error);
-        const bool isChanged = m_upload && !m_isStored && m_file->hasChanged();
-        if (diagnosis.isHopeless() || (diagnosis.isAccessDenied() && !isChanged)) {
-            error.throwClone();
-        }
-        m_backup.onProblem(m_relativePath,
-                           isChanged
-                               ? String("the file was changed while it was backed up, and is not stored")
-                               : CErrorReport(error).getLine());
+        m_backup.onFailure(m_relativePath, error, m_upload && !m_isStored && m_file->hasChanged());
     }
 
 private:
@@ -79,10 +78,15 @@ ExitCode CBackup::run(const CFolderWalker& walker, int jobs) {
 void CBackup::store(const CFolderWalker& walker, int jobs) {
     m_folder = walker.getFolder();
     m_store.beginUploads();
-    CSessionQueue queue(m_session, m_store.getPolicy(), jobs);
-    m_queue = &queue;
-    walker.walk(*this);
-    queue.finish();
+    {
+        CSessionQueue queue(m_session, m_store.getPolicy(), jobs);
+        m_queue = &queue;
+        walker.walk(*this);
+        queue.finish();
+    }
+    for (const std::filesystem::path& path : m_filesInParts) {
+        storeInParts(path);
+    }
     m_store.finishUploads(walker, m_failures == 0,
                           [this](const String& name, const String& reason) { onConflict(name, reason); });
 }
@@ -93,7 +97,44 @@ void CBackup::onConflict(const String& name, const String& reason) {
 }
 
 void CBackup::onFile(const std::filesystem::path& relativePath) {
-    m_queue->start(make<CStoreJob>(*this, relativePath));
+    std::error_code failure;
+    const auto size = std::filesystem::file_size(m_folder / relativePath, failure);
+    if (!failure && m_store.isStoredInParts(static_cast<int64>(size))) {
+        m_filesInParts.push_back(relativePath);
+    } else {
+        m_queue->start(make<CStoreJob>(*this, relativePath));
+    }
+}
+
+void CBackup::storeInParts(const std::filesystem::path& relativePath) {
+    P<CFileInStream> file;
+    bool isStored = false;
+    try {
+        CInterrupt::throwIfRequested();
+        file = new CInterruptibleFile(m_folder / relativePath);
+        CFileProgress progress(m_progress, describe(relativePath));
+        m_store.storeInParts(m_folder / relativePath, relativePath, progress);
+        isStored = true;
+        if (file->hasChanged()) {
+            throw makeMixedContentError();
+        }
+    } catch (const CError& error) {
+        onFailure(relativePath, error, file && !isStored && file->hasChanged());
+        m_session.setFailedRequest(nullptr);
+    }
+}
+
+/// Reports the failure of one file, and throws the error if others would fail in the same way.
+/// \param isChanged  whether the file has changed and is not stored
+void CBackup::onFailure(const std::filesystem::path& relativePath, const CError& error, bool isChanged) {
+    CInterrupt::throwIfRequested();
+    const CErrorDiagnosis diagnosis = m_store.getPolicy().diagnose(error);
+    if (diagnosis.isHopeless() || (diagnosis.isAccessDenied() && !isChanged)) {
+        error.throwClone();
+    }
+    onProblem(relativePath, isChanged
+                                ? String("the file was changed while it was backed up, and is not stored")
+                                : CErrorReport(error).getLine());
 }
 
 void CBackup::onSkipped(const std::filesystem::path& relativePath, const char* what) {

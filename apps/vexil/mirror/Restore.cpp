@@ -50,23 +50,12 @@ public:
         getProgress().complete(listedSize);
     }
 
-    void onFailure(const CError& error) override {
-        CInterrupt::throwIfRequested();
-        if (m_restore.m_store.getPolicy().diagnose(error).isHopeless()) {
-            error.throwClone();
-        }
-        m_restore.reportFailure(m_stored->getName(), error);
-    }
+    void onFailure(const CError& error) override { m_restore.onFailure(*m_stored, error); }
 
 private:
     void open() {
-        const fs::path relativePath = m_stored->getRelativePath();
-        m_restore.makeFolders(relativePath.parent_path());
-        const fs::path path = m_restore.m_folder / relativePath;
-        const String content = m_stored->getContent();
-        m_restore.m_leftParts.lookInto(path.parent_path());
-        m_restore.m_leftParts.clear(path, content);
-        m_file = std::make_unique<CPartFile>(path, FileAccess::Usual, content);
+        const fs::path path = m_restore.preparePath(*m_stored);
+        m_file = std::make_unique<CPartFile>(path, FileAccess::Usual, m_stored->getContent());
         m_restore.m_namesUnderWay.insert(m_name);
         m_download = m_stored->makeDownload(m_file->getStream());
     }
@@ -114,6 +103,9 @@ void CRestore::restoreAll(int jobs) {
         restore(queue, std::move(file));
     }
     queue.finish();
+    for (const std::unique_ptr<IStoredFile>& file : m_filesInParts) {
+        fetchInParts(*file);
+    }
     m_leftParts.clearAll();
 }
 
@@ -128,11 +120,38 @@ std::unique_ptr<IStoredFile> CRestore::findNext(CSessionQueue& queue, IStoreList
 }
 
 void CRestore::restore(CSessionQueue& queue, std::unique_ptr<IStoredFile> file) {
+    if (file->isFetchedInParts()) {
+        m_filesInParts.push_back(std::move(file));
+        return;
+    }
     auto job = make<CFetchJob>(*this, std::move(file));
     if (isInTheWayOf(job->getName())) {
         queue.finish();
     }
     queue.start(std::move(job));
+}
+
+void CRestore::fetchInParts(const IStoredFile& file) {
+    try {
+        CInterrupt::throwIfRequested();
+        CFileProgress progress(m_progress, printable(file.getName()));
+        const fs::path path = preparePath(file);
+        m_leftParts.keep(path, file.getContent());
+        file.fetchInParts(path, progress);
+    } catch (const CError& error) {
+        onFailure(file, error);
+        m_session.setFailedRequest(nullptr);
+    }
+}
+
+/// Makes the folders of a file, and removes what killed programs have left of it.
+fs::path CRestore::preparePath(const IStoredFile& file) {
+    const fs::path relativePath = file.getRelativePath();
+    makeFolders(relativePath.parent_path());
+    const fs::path path = m_folder / relativePath;
+    m_leftParts.lookInto(path.parent_path());
+    m_leftParts.clear(path, file.getContent());
+    return path;
 }
 
 // Two files of one name would replace each other, and a folder cannot be made if a file has its name.
@@ -169,10 +188,15 @@ void CRestore::makeFolders(const fs::path& relativePath) {
     }
 }
 
-void CRestore::reportFailure(const String& name, const CError& error) {
+/// Reports the failure of one file, and throws the error if others would fail in the same way.
+void CRestore::onFailure(const IStoredFile& file, const CError& error) {
+    CInterrupt::throwIfRequested();
+    if (m_store.getPolicy().diagnose(error).isHopeless()) {
+        error.throwClone();
+    }
     ++m_failures;
-    m_session.getConsole().message(Verbosity::Error,
-                                   "NOT restored: " + printable(name) + ": " + CErrorReport(error).getLine());
+    m_session.getConsole().message(Verbosity::Error, "NOT restored: " + printable(file.getName()) + ": " +
+                                                         CErrorReport(error).getLine());
 }
 
 void CRestore::printReport() {

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <memory>
 #include <set>
+#include <vector>
 
 namespace vexil::app {
 
@@ -34,10 +35,12 @@ private:
     void restoreAll(int jobs);
     std::unique_ptr<IStoredFile> findNext(CSessionQueue& queue, IStoreListing& listing);
     void restore(CSessionQueue& queue, std::unique_ptr<IStoredFile> file);
+    void fetchInParts(const IStoredFile& file);
+    std::filesystem::path preparePath(const IStoredFile& file);
+    void onFailure(const IStoredFile& file, const CError& error);
     void printReport();
     bool isInTheWayOf(const String& name) const;
     void makeFolders(const std::filesystem::path& relativePath);
-    void reportFailure(const String& name, const CError& error);
 
     CSession& m_session;
     IStore& m_store;
@@ -45,6 +48,7 @@ private:
     CProgress m_progress;
     CLeftParts m_leftParts;
     std::set<String> m_namesUnderWay;
+    std::vector<std::unique_ptr<IStoredFile>> m_filesInParts;  // they follow after the others
     int64 m_continuations = 0;
     int64 m_failures = 0;
 };

@@ -11,6 +11,7 @@
 
 namespace vexil::app {
 
+class CFileProgress;
 class CFolderWalker;
 
 /// One file of a store, with the facts that the listing has about it. The store must outlive it.
@@ -33,6 +34,15 @@ public:
     virtual String getContent() const { return String(); }
     /// \param out  at its beginning; empty, or with bytes of this content that an earlier download has left
     virtual std::unique_ptr<IDownload> makeDownload(const P<CPartStream>& out) const = 0;
+    /// Whether it is fetched by fetchInParts(), instead of makeDownload(). False by default.
+    virtual bool isFetchedInParts() const { return false; }
+    /// Fetches the file in parts, several at once, while no other transfer runs. It gets its name when it is
+    /// complete. After a failure the next call continues.
+    /// \param file      its path on this computer
+    /// \param progress  gets the bytes, and is complete at the end
+    virtual void fetchInParts(const std::filesystem::path& /*file*/, CFileProgress& /*progress*/) const {
+        throw CError("This store has no files in parts.");
+    }
 };
 
 /// The files of a store, one after another. The store must outlive it.
@@ -74,6 +84,17 @@ public:
     /// \throws CError if the file cannot be stored under its path
     virtual std::unique_ptr<ITransfer> makeUpload(const P<CFileInStream>& file,
                                                   const std::filesystem::path& relativePath) = 0;
+    /// Whether a file of this size is stored by storeInParts(), instead of makeUpload(). False by default.
+    virtual bool isStoredInParts(int64 /*size*/) const { return false; }
+    /// Stores a file in parts, several at once, while no other upload runs. A failed upload does not replace
+    /// a file of that path.
+    /// \param file      its path on this computer
+    /// \param progress  gets the bytes, and is complete at the end
+    /// \throws the errors of the server; CError if the file cannot be read, or changes meanwhile
+    virtual void storeInParts(const std::filesystem::path& /*file*/,
+                              const std::filesystem::path& /*relativePath*/, CFileProgress& /*progress*/) {
+        throw CError("This store takes no files in parts.");
+    }
     /// Called after the last upload, when no transfer runs. Corrects entries that earlier backups have stored
     /// under names that now have another type, and reports entries that it cannot correct. Does nothing by
     /// default.

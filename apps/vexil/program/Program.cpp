@@ -258,6 +258,11 @@ void CProgram::addTransferOptions(CLI::App& app) {
                    "End a request that takes longer (default: no limit, but 60 s without data end it)")
         ->type_name("SECONDS")
         ->check(numberFrom(0.001, maxTimeoutSeconds, "a number"));
+    app.add_option("--bwlimit", m_options.bytesPerSecond,
+                   "Send and receive at most this many bytes per second, all transfers together; K, M and G "
+                   "mean 1024, 1024 K and 1024 M (default: no limit)")
+        ->type_name("RATE")
+        ->transform(byteCount());
     app.add_option(
            "--patience", m_options.patienceSeconds,
            "How long an S3 request or FTP transfer is tried again after temporary failures, without any "

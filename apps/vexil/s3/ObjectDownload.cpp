@@ -7,6 +7,9 @@
 #include "apps/vexil/transfer/ResponseCheck.h"
 #include "vexil/net/CURLError.h"
 #include "vexil/net/ErrorClassification.h"
+#include "zet/ParseNumber.h"
+
+#include <utility>
 
 namespace vexil::app {
 
@@ -35,9 +38,24 @@ bool isBrokenOnTheWay(const CError& error, int status) {
 
 }  // namespace
 
+/// May refuse an object before its first bytes.
+class CObjectDownload::COutStream : public CMD5OutStream {
+public:
+    COutStream(CObjectDownload& download, const P<zet::IOutStream>& out)
+        : CMD5OutStream(out), m_download(download) {}
+
+    void write(const void* data, int length) override {
+        m_download.checkRefusal();
+        CMD5OutStream::write(data, length);
+    }
+
+private:
+    CObjectDownload& m_download;
+};
+
 CObjectDownload::CObjectDownload(CS3Access& access, const String& bucket, const String& key,
                                  const P<zet::IOutStream>& out)
-    : m_access(access), m_bucket(bucket), m_key(key), m_out(new CMD5OutStream(out)),
+    : m_access(access), m_bucket(bucket), m_key(key), m_out(new COutStream(*this, out)),
       m_start(out->getPosition()) {}
 
 int64 CObjectDownload::getWrittenBytes() const {
@@ -57,7 +75,23 @@ void CObjectDownload::goOn(CPartStream& left, int64 size, const String& eTag) {
                                                        " that an earlier program has left.");
 }
 
+void CObjectDownload::setRefusal(std::function<bool(int64 size, const String& eTag)> isRefused) {
+    m_refusal = std::move(isRefused);
+}
+
+void CObjectDownload::checkRefusal() {
+    if (!m_refusal || getWrittenBytes() > 0) {
+        return;
+    }
+    const int64 size = zet::parseInt64(getResponseHeader(*m_request, "content-length"), int64{-1});
+    m_isRefused = m_refusal(size, getResponseHeader(*m_request, "etag"));
+    if (m_isRefused) {
+        throw CError("The object '" + printable(m_key) + "' must be read in parts.");
+    }
+}
+
 void CObjectDownload::prepare(CNetRequest& request) {
+    m_request = &request;
     m_offset = getWrittenBytes();
     m_out->mark();
     CTransferMonitor::of(request).setOffset(m_offset);
@@ -123,6 +157,9 @@ bool CObjectDownload::tryToRestart() {
 }
 
 bool CObjectDownload::canBeginAgain(CNetRequest& request, const CError& error) {
+    if (m_isRefused) {
+        return false;
+    }
     if (areLeftBytesUseless(request, error)) {
         return false;
     }
@@ -185,7 +222,7 @@ bool CObjectDownload::areLeftBytesUseless(CNetRequest& request, const CError& er
 }
 
 bool CObjectDownload::canFallBack(CNetRequest& request, const CError& error) {
-    if (CInterrupt::isRequested()) {
+    if (CInterrupt::isRequested() || m_isRefused) {
         return false;
     }
     if (m_detour.find(m_access.getClient(), request, error)) {

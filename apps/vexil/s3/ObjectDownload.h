@@ -2,9 +2,11 @@
 
 #include "apps/vexil/files/MD5OutStream.h"
 #include "apps/vexil/files/PartFile.h"
-#include "apps/vexil/s3/SigningDetour.h"
 #include "apps/vexil/transfer/Download.h"
 #include "vexil/BaseTypes.h"
+#include "vexil/s3/S3SigningDetour.h"
+
+#include <functional>
 
 namespace vexil::app {
 
@@ -30,6 +32,12 @@ public:
     /// \param size  the number of these bytes, less than the size of the object
     void goOn(CPartStream& left, int64 size, const String& eTag);
 
+    /// Refuses an object before its first byte is written. Must be called before the first prepare().
+    /// \param isRefused  decides by size and ETag; called on any thread
+    void setRefusal(std::function<bool(int64 size, const String& eTag)> isRefused);
+    /// Whether the download has failed because the object was refused. The stream is unchanged.
+    bool isRefused() const noexcept { return m_isRefused; }
+
     void prepare(CNetRequest& request) override;
     /// \throws CError if bytes are missing, are not those that were requested, or do not match the ETag
     void checkResponse(CNetRequest& request) override;
@@ -43,7 +51,10 @@ public:
     int getContinuationCount() const noexcept override { return m_continuations; }
 
 private:
+    class COutStream;
+
     int64 getWrittenBytes() const;
+    void checkRefusal();
     void restartOrThrow(const CError& error);
     bool isContinued(const CNetRequest& request) const;
     bool areLeftBytesUseless(CNetRequest& request, const CError& error) const;
@@ -55,7 +66,7 @@ private:
     CS3Access& m_access;
     String m_bucket;
     String m_key;
-    P<CMD5OutStream> m_out;
+    P<COutStream> m_out;
     const int64 m_start;  // position of the object's first byte in the stream
     int64 m_offset = 0;   // where the running transfer begins, within the object
     String m_eTag;        // of the object from which the written bytes are; "" if there are none
@@ -65,7 +76,10 @@ private:
     bool m_hasWrongContent = false;
     String m_wrongMD5;  // of the last wrong content
     int m_restarts = 0;
-    CSigningDetour m_detour;
+    const CNetRequest* m_request = nullptr;  // of the running transfer
+    std::function<bool(int64 size, const String& eTag)> m_refusal;
+    bool m_isRefused = false;
+    CS3SigningDetour m_detour;
 };
 
 }  // namespace vexil::app

@@ -26,11 +26,25 @@ void CObjectUpload::prepare(CNetRequest& request) {
 void CObjectUpload::checkResponse(CNetRequest& request) {
     checkResponseIsComplete(request);
     if (m_access.verifiesETags()) {
-        TMap<String, String> sent;
-        request.getCustomHTTPHeaders()->fillMap(sent);
         m_hasWrongContent = true;
-        checkContentMD5(request, sent["content-md5"]);
+        checkContent(request);
         m_hasWrongContent = false;
+    }
+}
+
+void CObjectUpload::checkContent(CNetRequest& request) const {
+    TMap<String, String> sent;
+    request.getCustomHTTPHeaders()->fillMap(sent);
+    if (const auto md5 = sent.find("content-md5"); md5 != sent.end()) {
+        checkContentMD5(request, md5->second);
+        return;
+    }
+    try {
+        m_access.getClient().checkResponse(request);
+    } catch (const CError& error) {
+        // Not a temporary error: this object decides how often it is tried again.
+        throw CError(error.getMessage() +
+                     " (if the ETags of this server only look like an MD5: --no-verify-etag)");
     }
 }
 

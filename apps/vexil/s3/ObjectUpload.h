@@ -1,10 +1,10 @@
 #pragma once
 
 #include "apps/vexil/files/InterruptibleFile.h"
-#include "apps/vexil/s3/SigningDetour.h"
 #include "vexil/BaseTypes.h"
 #include "vexil/async/ITransfer.h"
 #include "vexil/s3/S3PutOptions.h"
+#include "vexil/s3/S3SigningDetour.h"
 
 namespace vexil::app {
 
@@ -25,6 +25,8 @@ public:
     bool canFallBack(CNetRequest& request, const CError& error) override;
 
 private:
+    void checkContent(CNetRequest& request) const;
+
     CS3Access& m_access;
     P<CFileInStream> m_file;
     String m_bucket;
@@ -32,7 +34,7 @@ private:
     CS3PutOptions m_options;
     bool m_hasWrongContent = false;
     int m_wrongContents = 0;
-    CSigningDetour m_detour;
+    CS3SigningDetour m_detour;
 };
 
 }  // namespace vexil::app

@@ -3,16 +3,15 @@
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/platform/Interrupt.h"
 #include "apps/vexil/platform/Platform.h"
+#include "apps/vexil/s3/S3Diagnosis.h"
 #include "apps/vexil/session/Credentials.h"
 #include "apps/vexil/session/Setting.h"
 #include "apps/vexil/transfer/ResponseCheck.h"
 #include "apps/vexil/transfer/Retry.h"
-#include "vexil/net/ErrorClassification.h"
+#include "vexil/net/SendSource.h"
 #include "vexil/net/URLRedaction.h"
 #include "vexil/s3/S3EnvironmentCredentials.h"
 #include "vexil/s3/S3ProfileCredentials.h"
-
-#include <algorithm>
 
 namespace vexil::app {
 
@@ -78,13 +77,6 @@ void setEndpoint(CS3Client& client, const String& endpoint) {
     }
 }
 
-/// Whether the server has refused a request for several objects, because it does not know the operation or
-/// does not allow it. Each object may still be deleted, or the error of the object tells more.
-bool isRefusedBatch(const CError& error) {
-    const bool isInsideSuccess = error.getDomain() == "http" && error.getCode() == 0;  // was not tried again
-    return isInsideSuccess || (getHTTPStatusCodeFromError(error) >= 300 && !isTransientError(error));
-}
-
 void setRegion(CS3Client& client, const std::string& region) {
     try {
         client.setRegion(String::fromUTF8Lossy(region));
@@ -119,6 +111,19 @@ void setVirtualHosts(CS3Client& client) {
     client.setAddressingStyle(S3AddressingStyle::VirtualHosted);
 }
 
+/// Rewinds the body for another try.
+/// \return false if it cannot be read again
+bool canSendAgain(const CNetRequest& request) {
+    try {
+        if (const P<CNetRequest::IDataSource> source = getSendDataSource(request)) {
+            source->seek(0);
+        }
+        return true;
+    } catch (const CError&) {
+        return false;
+    }
+}
+
 }  // namespace
 
 CPatientS3Client::~CPatientS3Client() = default;
@@ -134,7 +139,9 @@ int CPatientS3Client::performRequest(CNetRequest& request) {
             performOnce(request);
         },
         [&](const CError& error, CRetryPolicy::Failures& failures) {
-            return m_policy.decideOperationRetry(request, error, failures);
+            // Otherwise the failure to rewind would replace the error.
+            return canSendAgain(request) ? m_policy.decideOperationRetry(request, error, failures)
+                                         : std::nullopt;
         });
 }
 
@@ -143,6 +150,9 @@ void CPatientS3Client::performOnce(CNetRequest& request) {
         performSigned(request);
     } catch (std::exception& error) {
         tryThrowBetterError(error, request);
+        if (const auto* const known = dynamic_cast<const CError*>(&error)) {
+            tryThrowRegionError(request, *known);
+        }
         throw;
     }
     checkResponseIsComplete(request);
@@ -153,7 +163,7 @@ const CCredentialNames CS3Access::credentialNames = {"VEXIL_S3_ACCESS_KEY", "VEX
                                                      "access_key", "secret_key", "session_token"};
 
 CS3Access::CS3Access(CSession& session)
-    : m_session(session), m_retryPolicy(makeRetrySettings(session)), m_policy(m_retryPolicy) {
+    : m_session(session), m_retryPolicy(makeCountedSettings()), m_policy(m_retryPolicy) {
     const CS3Credentials credentials = loadS3Credentials(session);
     m_client = new CPatientS3Client(credentials.accessKeyId, credentials.secretKey, true, m_policy);
     m_client->setSessionToken(credentials.sessionToken);
@@ -168,49 +178,19 @@ CS3Access::CS3Access(CSession& session)
     m_client->setRequestSetup(&session.getSetup());
 }
 
+CRetryPolicy::Settings CS3Access::makeCountedSettings() {
+    CRetryPolicy::Settings settings = makeRetrySettings(m_session);
+    settings.onPause = [this, tell = settings.onPause](const CError& error, int tries,
+                                                       CRetryPolicy::Milliseconds pause) {
+        m_policy.countRetry();
+        tell(error, tries, pause);
+    };
+    return settings;
+}
+
 void CS3Access::deleteObject(const String& bucket, const String& key) {
     m_client->deleteObject(getRequest(), bucket, key);
     checkResponseIsComplete(getRequest());
-}
-
-void CS3Access::deleteObjects(const String& bucket, const TArray<String>& keys) {
-    TArray<String> single;
-    TArray<String> batch;
-    for (const String& key : keys) {
-        (CS3Client::isKeyForXML(key) ? batch : single).push_back(key);
-    }
-    for (const String& key : deleteBatch(bucket, batch)) {
-        single.push_back(key);
-    }
-    for (const String& key : single) {
-        CInterrupt::throwIfRequested();
-        deleteObject(bucket, key);
-    }
-}
-
-/// \return the objects that were not deleted
-TArray<String> CS3Access::deleteBatch(const String& bucket, const TArray<String>& keys) {
-    if (!m_deletesBatches || keys.size() < 2) {
-        return keys;
-    }
-    P<CS3DeleteResult> result;
-    try {
-        result = m_client->deleteObjects(getRequest(), bucket, keys);
-    } catch (const CError& error) {
-        if (!isRefusedBatch(error)) {
-            throw;
-        }
-        m_deletesBatches = false;
-        return keys;
-    }
-    TArray<String> left;
-    for (const CS3DeleteError& error : result->getErrors()) {
-        if (std::find(keys.begin(), keys.end(), error.key) == keys.end()) {
-            return keys;  // nobody knows which one it means
-        }
-        left.push_back(error.key);
-    }
-    return left;
 }
 
 }  // namespace vexil::app

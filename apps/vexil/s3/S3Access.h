@@ -34,8 +34,6 @@ public:
     /// keys, "session_token=..." in a file. The profile of --profile replaces them, and the variables of
     /// Amazon's tools count if none of these is given.
     static const CCredentialNames credentialNames;
-    /// As many objects as a server deletes with one request.
-    static constexpr std::size_t maxKeysOfBatch = 1000;
 
     /// Sends nothing. The session must outlive it.
     /// \throws CInvalidArgError if credentials are missing, or if the endpoint or the region cannot be used
@@ -49,23 +47,20 @@ public:
     CNetRequest& getRequest() { return m_session.getRequest(); }
     CPatientS3Client& getClient() noexcept { return *m_client; }
     IServerPolicy& getPolicy() noexcept { return m_policy; }
+    /// To be copied. The retries of all copies are counted by the policy. It must outlive the copies.
+    const CRetryPolicy& getRetryPolicy() const noexcept { return m_retryPolicy; }
     /// Deletes an object, which may be missing.
     void deleteObject(const String& bucket, const String& key);
-    /// Deletes objects, which may be missing, with one request if the server allows it, otherwise one by one.
-    /// \param keys  at most maxKeysOfBatch
-    /// \throws the error of the first object that cannot be deleted
-    void deleteObjects(const String& bucket, const TArray<String>& keys);
     /// True if the content of objects is compared with their ETag.
     bool verifiesETags() const noexcept { return m_session.getOptions().verifyETag; }
 
 private:
-    TArray<String> deleteBatch(const String& bucket, const TArray<String>& keys);
+    CRetryPolicy::Settings makeCountedSettings();
 
     CSession& m_session;
     CRetryPolicy m_retryPolicy;
     CS3TransferPolicy m_policy;
     P<CPatientS3Client> m_client;
-    bool m_deletesBatches = true;  // until the server has refused one
 };
 
 }  // namespace vexil::app

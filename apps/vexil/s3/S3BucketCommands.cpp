@@ -3,13 +3,15 @@
 #include "apps/vexil/platform/Interrupt.h"
 #include "apps/vexil/s3/Commands.h"
 #include "apps/vexil/s3/S3Access.h"
+#include "vexil/s3/S3CircleGuard.h"
 
-#include <set>
 #include <string>
 
 namespace vexil::app {
 
 namespace {
+
+constexpr int maxEmptyPages = 1000;
 
 void checkBucket(const char* command, const std::string& bucket) {
     if (bucket.empty()) {
@@ -86,7 +88,8 @@ void CS3BucketsCommand::define(CCommandSyntax& syntax) {
 
 ExitCode CS3BucketsCommand::run(CSession& session) {
     CS3Access access(session);
-    std::set<std::string> tokens;
+    CS3CircleGuard guard;
+    int emptyPages = 0;
     for (String token;;) {
         CInterrupt::throwIfRequested();
         const P<CS3BucketList> list = access.getClient().listBuckets(access.getRequest(), token);
@@ -97,8 +100,13 @@ ExitCode CS3BucketsCommand::run(CSession& session) {
         if (token.isEmpty()) {
             return ExitCode::Done;
         }
-        if (!tokens.insert(token.toUTF8()).second) {
+        if (guard.isRepeated(token.toUTF8())) {
             throw CError("The list of buckets goes in a circle.");
+        }
+        emptyPages = list->getBuckets().empty() ? emptyPages + 1 : 0;
+        if (emptyPages > maxEmptyPages) {
+            throw CError("The list of buckets has more than " + String::fromInt(maxEmptyPages) +
+                         " pages without a bucket.");
         }
     }
 }

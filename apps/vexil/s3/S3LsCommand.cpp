@@ -26,6 +26,16 @@ String describeSize(const CS3ObjectVersion& version) {
     return version.size < 0 ? String("-") : String::fromInt(version.size);
 }
 
+/// \return the number of versions whose keys could not be read since the last call
+int64 reportUnreadable(CConsole& console, CS3VersionEnum& versions) {
+    const TArray<String> keys = versions.takeUnreadableKeys();
+    for (const String& key : keys) {
+        console.message(Verbosity::Error,
+                        "NOT listed: " + printable(key) + ": " + CObjectListing::unreadableReason);
+    }
+    return static_cast<int64>(keys.size());
+}
+
 class CS3LsCommand : public CCommand {
 public:
     void define(CCommandSyntax& syntax) override;
@@ -73,19 +83,17 @@ ExitCode CS3LsCommand::listVersions(CS3Access& access) const {
     CConsole& console = access.getConsole();
     CS3VersionEnum versions(&access.getClient(), &access.getRequest(), String::fromUTF8(m_bucket),
                             {.prefix = String::fromUTF8(m_prefix)});
+    int64 unreadable = 0;
     while (versions.next()) {
         CInterrupt::throwIfRequested();
+        unreadable += reportUnreadable(console, versions);
         const CS3ObjectVersion& version = *versions.getCurrent();
         console.print(padLeft(describeSize(version)) + "  " + printable(version.lastModified) +
                       (version.isLatest ? "  current  " : "  old      ") + printable(version.versionId) +
                       "  " + printable(version.key));
     }
-    const TArray<String> unreadable = versions.takeUnreadableKeys();
-    for (const String& key : unreadable) {
-        console.message(Verbosity::Error,
-                        "NOT listed: " + printable(key) + ": " + CObjectListing::unreadableReason);
-    }
-    return unreadable.empty() ? ExitCode::Done : ExitCode::Failed;
+    unreadable += reportUnreadable(console, versions);
+    return unreadable == 0 ? ExitCode::Done : ExitCode::Failed;
 }
 
 }  // namespace

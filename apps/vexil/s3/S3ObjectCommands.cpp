@@ -3,6 +3,7 @@
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/console/HeaderList.h"
 #include "apps/vexil/s3/Commands.h"
+#include "apps/vexil/s3/ObjectDeletion.h"
 #include "apps/vexil/s3/ObjectListing.h"
 #include "apps/vexil/s3/S3Access.h"
 #include "apps/vexil/s3/S3Diagnosis.h"
@@ -112,10 +113,12 @@ public:
 
 private:
     ExitCode removeAll(CS3Access& access) const;
+    static int64 removeListed(CObjectListing& objects, CObjectDeletion& deletion);
 
     std::string m_bucket;
     std::string m_key;
     bool m_isRecursive = false;
+    int m_jobs = CSessionQueue::defaultCount;
 };
 
 void CS3RmCommand::define(CCommandSyntax& syntax) {
@@ -123,6 +126,9 @@ void CS3RmCommand::define(CCommandSyntax& syntax) {
         .argument("BUCKET", m_bucket, "Bucket of the object")
         .argument("KEY", m_key, "Name of the object; with --recursive the beginning of all names to delete")
         .flag("-r,--recursive", m_isRecursive, "Delete every object whose name begins with KEY")
+        .number("--jobs", "N", m_jobs, 1, CSessionQueue::maxCount,
+                "With --recursive: how many requests delete objects at once, at most (default: 8). A request "
+                "deletes up to 1,000 objects, if the server allows it")
         .footer(R"(Examples:
   vexil s3 rm photos 2024/holiday.jpg
   vexil s3 rm --recursive photos 2024/
@@ -150,26 +156,30 @@ ExitCode CS3RmCommand::run(CSession& session) {
     return ExitCode::Done;
 }
 
+/// Deletes all objects of a listing, and reports those whose keys cannot be read.
+/// \return the number of reported ones
+int64 CS3RmCommand::removeListed(CObjectListing& objects, CObjectDeletion& deletion) {
+    int64 unreadable = 0;
+    try {
+        while (const P<CS3ListObjectsElement> element = objects.findNext()) {
+            unreadable += objects.reportUnreadableKeys("NOT deleted");
+            deletion.add(element->getKey());
+        }
+    } catch (const std::exception&) {
+        // Requests that were begun before an error of the listing must still end.
+        deletion.finishBegun();
+        throw;
+    }
+    deletion.finish();
+    return unreadable + objects.reportUnreadableKeys("NOT deleted");
+}
+
 ExitCode CS3RmCommand::removeAll(CS3Access& access) const {
     const String bucket = String::fromUTF8(m_bucket);
     CObjectListing objects(access, bucket, String::fromUTF8(m_key));
-    int64 count = 0;
-    int64 unreadable = 0;
-    TArray<String> keys;
-    const auto removeKeys = [&] {
-        access.deleteObjects(bucket, keys);
-        count += static_cast<int64>(keys.size());
-        keys.clear();
-    };
-    while (const P<CS3ListObjectsElement> element = objects.findNext()) {
-        unreadable += objects.reportUnreadableKeys("NOT deleted");
-        keys.push_back(element->getKey());
-        if (keys.size() == CS3Access::maxKeysOfBatch) {
-            removeKeys();
-        }
-    }
-    removeKeys();
-    unreadable += objects.reportUnreadableKeys("NOT deleted");
+    CObjectDeletion deletion(access, bucket, m_jobs);
+    const int64 unreadable = removeListed(objects, deletion);
+    const int64 count = deletion.getCount();
     access.getConsole().print("deleted: " + formatNumberOf(count, "object"));
     if (count + unreadable == 0) {
         access.getConsole().message(Verbosity::Warning,

@@ -8,6 +8,8 @@
 #include "apps/vexil/s3/ObjectKey.h"
 #include "apps/vexil/s3/ObjectListing.h"
 #include "apps/vexil/s3/ObjectUpload.h"
+#include "apps/vexil/s3/PartedDownload.h"
+#include "apps/vexil/s3/PartedUpload.h"
 #include "apps/vexil/s3/S3Access.h"
 #include "apps/vexil/s3/S3Diagnosis.h"
 
@@ -52,6 +54,9 @@ public:
     int64 getSize() const override { return m_size; }
     // Without an MD5 nobody can tell whether the part was changed since.
     String getContent() const override {
+        if (isFetchedInParts()) {
+            return getPartedDownload().getContent();
+        }
         const bool isProvable =
             m_store.m_access.verifiesETags() && !CS3Client::getContentMD5({{"etag", m_eTag}}).isEmpty();
         return isProvable ? m_eTag + " " + String::fromInt(m_size) : String();
@@ -65,8 +70,14 @@ public:
         }
         return download;
     }
+    bool isFetchedInParts() const override { return isReadInParts(m_store.m_download, m_size, m_eTag); }
+    void fetchInParts(const std::filesystem::path& file, CFileProgress& progress) const override {
+        downloadInParts(m_store.m_access, getPartedDownload(), file, progress);
+    }
 
 private:
+    CPartedDownload getPartedDownload() const { return {m_store.m_bucket, m_key, m_store.m_download}; }
+
     const CS3Store& m_store;
     String m_key;
     int64 m_size;
@@ -175,8 +186,13 @@ void CS3Store::CListing::give(const P<CS3ListObjectsElement>& element, const Str
     m_ready.push_back(std::make_unique<CObject>(m_store, *element, problem));
 }
 
-CS3Store::CS3Store(CS3Access& access, const String& bucket, const String& prefix)
-    : m_access(access), m_bucket(bucket), m_prefix(makeFolderPrefix(prefix)) {}
+CS3Store::CS3Store(CS3Access& access, const String& bucket, const String& prefix,
+                   const CUploadOptions& upload)
+    : m_access(access), m_bucket(bucket), m_prefix(makeFolderPrefix(prefix)), m_upload(upload) {}
+
+CS3Store::CS3Store(CS3Access& access, const String& bucket, const String& prefix,
+                   const CDownloadOptions& download)
+    : m_access(access), m_bucket(bucket), m_prefix(makeFolderPrefix(prefix)), m_download(download) {}
 
 IServerPolicy& CS3Store::getPolicy() {
     return m_access.getPolicy();
@@ -188,6 +204,24 @@ std::unique_ptr<ITransfer> CS3Store::makeUpload(const P<CFileInStream>& file,
     checkListing(key);
     return std::make_unique<CObjectUpload>(m_access, file, m_bucket, key,
                                            CS3PutOptions{.contentType = contentType});
+}
+
+void CS3Store::beginUploads() {
+    m_access.getClient().setUploadCheck(m_upload.getCheckOfObjects(m_access));
+}
+
+void CS3Store::storeInParts(const std::filesystem::path& file, const std::filesystem::path& relativePath,
+                            CFileProgress& progress) {
+    const String key = makeObjectKey(m_prefix, relativePath);
+    checkListing(key);
+    uploadInParts(m_access, file,
+                  {.bucket = m_bucket,
+                   .key = key,
+                   .options = {.contentType = contentType},
+                   .partSize = m_upload.getPartSize(),
+                   .jobs = m_upload.getJobs(),
+                   .check = m_upload.getCheckOfParts()},
+                  progress);
 }
 
 std::unique_ptr<IStoreListing> CS3Store::list() {

@@ -1,7 +1,9 @@
 #pragma once
 
 #include "apps/vexil/mirror/Store.h"
+#include "apps/vexil/s3/DownloadOptions.h"
 #include "apps/vexil/s3/ObjectListing.h"
+#include "apps/vexil/s3/UploadOptions.h"
 
 #include <optional>
 
@@ -14,15 +16,22 @@ class CS3Store : public IStore {
 public:
     /// The access must outlive it.
     /// \param prefix  comes before the path of each file, with a "/" between them
-    CS3Store(CS3Access& access, const String& bucket, const String& prefix);
+    /// \param upload  how files are stored
+    CS3Store(CS3Access& access, const String& bucket, const String& prefix,
+             const CUploadOptions& upload = {});
+    /// \param download  how objects are fetched
+    CS3Store(CS3Access& access, const String& bucket, const String& prefix, const CDownloadOptions& download);
 
     IServerPolicy& getPolicy() override;
     /// If an object and objects below a folder of its name exist, the newer ones become files; the others
     /// have a problem that names them.
     std::unique_ptr<IStoreListing> list() override;
-    void beginUploads() override {}
+    void beginUploads() override;
     std::unique_ptr<ITransfer> makeUpload(const P<CFileInStream>& file,
                                           const std::filesystem::path& relativePath) override;
+    bool isStoredInParts(int64 size) const override { return m_upload.isSentInParts(size); }
+    void storeInParts(const std::filesystem::path& file, const std::filesystem::path& relativePath,
+                      CFileProgress& progress) override;
     /// If a file has become a folder, deletes its old object after the whole folder is stored. If a folder
     /// has become a file, reports the objects that are left: there may be many, and others may need them.
     void finishUploads(const CFolderWalker& walker, bool isComplete, const Report& report) override;
@@ -45,6 +54,8 @@ private:
     CS3Access& m_access;
     String m_bucket;
     String m_prefix;
+    CUploadOptions m_upload;
+    CDownloadOptions m_download;
     std::optional<bool> m_areListingsEncoded;  // set after the server was asked
 };
 

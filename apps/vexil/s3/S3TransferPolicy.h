@@ -12,7 +12,7 @@ class CS3TransferPolicy : public virtual CBase, public IServerPolicy {
 public:
     /// The retry policy must outlive it.
     explicit CS3TransferPolicy(CRetryPolicy& retryPolicy) : m_retryPolicy(retryPolicy) {}
-    /// Set it if the transfers have a CSigningDetour, which cares for refused clocks. Default false.
+    /// Set it if the transfers have a CS3SigningDetour, which cares for refused clocks. Default false.
     void setHasDetours(bool hasDetours) noexcept { m_hasDetours = hasDetours; }
 
     void checkResult(CNetRequest& request) override;
@@ -30,11 +30,14 @@ public:
     CErrorDiagnosis diagnose(const CError& error) const override { return diagnoseS3(error); }
     /// Must be called for a success that checkResult() does not see.
     void onSuccess() { m_retryPolicy.onSuccess(); }
-    int64 getRetryCount() const override { return m_retryPolicy.getRetryCount(); }
+    /// Must be called for each retry of the retry policy and of its copies.
+    void countRetry() noexcept { ++m_retryCount; }
+    int64 getRetryCount() const override { return m_retryCount; }
 
 private:
     CRetryPolicy& m_retryPolicy;
     bool m_hasDetours = false;
+    int64 m_retryCount = 0;
 };
 
 }  // namespace vexil::app

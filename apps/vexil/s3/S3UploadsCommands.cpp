@@ -7,9 +7,10 @@
 #include "vexil/s3/S3Error.h"
 #include "vexil/s3/S3UploadEnum.h"
 
+#include <functional>
 #include <optional>
 #include <string>
-#include <utility>
+#include <vector>
 
 namespace vexil::app {
 
@@ -22,6 +23,24 @@ void printUpload(CConsole& console, const char* begin, const CS3PendingUpload& u
                   printable(upload.key));
 }
 
+/// An upload in UTF-8, because there may be very many.
+struct CKeptUpload {
+    explicit CKeptUpload(const CS3PendingUpload& upload)
+        : key(upload.key.toUTF8()), uploadId(upload.uploadId.toUTF8()), initiated(upload.initiated.toUTF8()) {
+    }
+
+    CS3PendingUpload get() const {
+        return {.key = String::fromUTF8(key),
+                .uploadId = String::fromUTF8(uploadId),
+                .initiated = String::fromUTF8(initiated),
+                .storageClass = String()};
+    }
+
+    std::string key;
+    std::string uploadId;
+    std::string initiated;
+};
+
 /// Bucket, prefix and age, as both commands take them.
 class CUploadSelection {
 public:
@@ -31,27 +50,26 @@ public:
             .duration("--older-than", m_age, "Only uploads that began at least so long ago");
     }
 
-    /// All selected uploads. Uploads of unknown age, and those whose keys cannot be read, are reported.
+    /// Calls a function with each selected upload. Uploads of unknown age, and those whose keys cannot be
+    /// read, are reported.
     /// \param what  the action that is not done, for example "NOT aborted"
-    TArray<CS3PendingUpload> find(CS3Access& access, const char* what) {
-        TArray<CS3PendingUpload> selected;
+    void find(CS3Access& access, const char* what,
+              const std::function<void(const CS3PendingUpload&)>& onFound) {
         const int64 now = zet::CTime::now().getMicroseconds();
         CS3UploadEnum uploads(&access.getClient(), &access.getRequest(), getBucket(),
                               {.prefix = String::fromUTF8(m_prefix)});
         while (uploads.next()) {
             CInterrupt::throwIfRequested();
+            reportUnreadable(access, what, uploads);
             const CS3PendingUpload& upload = *uploads.getCurrent();
             const std::optional<zet::CTime> begin = parseISOTime(upload.initiated);
             if (m_age > 0 && !begin) {
                 report(access, what, upload.key, "the server does not tell when it began");
             } else if (m_age == 0 || now - begin->getMicroseconds() >= m_age * microsecondsPerSecond) {
-                selected.push_back(upload);
+                onFound(upload);
             }
         }
-        for (const String& key : uploads.takeUnreadableKeys()) {
-            report(access, what, key, "its key cannot be read from the list");
-        }
-        return selected;
+        reportUnreadable(access, what, uploads);
     }
 
     String getBucket() const { return String::fromUTF8(m_bucket); }
@@ -59,6 +77,11 @@ public:
     ExitCode getExitCode() const noexcept { return m_isComplete ? ExitCode::Done : ExitCode::Failed; }
 
 private:
+    void reportUnreadable(CS3Access& access, const char* what, CS3UploadEnum& uploads) {
+        for (const String& key : uploads.takeUnreadableKeys()) {
+            report(access, what, key, "its key cannot be read from the list");
+        }
+    }
     void report(CS3Access& access, const char* what, const String& key, const char* reason) {
         m_isComplete = false;
         access.getConsole().message(Verbosity::Error, String(what) + ": " + printable(key) + ": " + reason);
@@ -91,9 +114,9 @@ void CS3UploadsLsCommand::define(CCommandSyntax& syntax) {
 
 ExitCode CS3UploadsLsCommand::run(CSession& session) {
     CS3Access access(session);
-    for (const CS3PendingUpload& upload : m_selection.find(access, "NOT listed")) {
+    m_selection.find(access, "NOT listed", [&session](const CS3PendingUpload& upload) {
         printUpload(session.getConsole(), "", upload);
-    }
+    });
     return m_selection.getExitCode();
 }
 
@@ -135,10 +158,14 @@ abort, the exit code is 0.)");
 
 ExitCode CS3UploadsAbortCommand::run(CSession& session) {
     CS3Access access(session);
+    // All are listed before the first is aborted: a list that cannot be trusted aborts nothing.
+    std::vector<CKeptUpload> selected;
+    m_selection.find(access, "NOT aborted",
+                     [&selected](const CS3PendingUpload& upload) { selected.emplace_back(upload); });
     int64 count = 0;
-    // All are listed before the first is aborted, because that changes the list.
-    for (const CS3PendingUpload& upload : m_selection.find(access, "NOT aborted")) {
+    for (const CKeptUpload& kept : selected) {
         CInterrupt::throwIfRequested();
+        const CS3PendingUpload upload = kept.get();
         if (abortUpload(access, m_selection.getBucket(), upload)) {
             printUpload(session.getConsole(), "aborted: ", upload);
             ++count;

@@ -1,6 +1,7 @@
 #include "apps/vexil/session/ProxyChoice.h"
 
 #include "apps/vexil/base/Text.h"
+#include "vexil/proxy/ProxySettings.h"
 
 #include <algorithm>
 #include <string_view>
@@ -30,6 +31,18 @@ bool isUTF8(const std::string& value) {
 }
 
 }  // namespace
+
+CProxyChoice::CProxyChoice(const std::string& value) : m_value(String::fromUTF8(value)) {
+    if (dependsOnURL()) {
+        // Users and systems write them so.
+        CProxySettings::getUserSettings()->setDirectConnectPatterns(true);
+    }
+}
+
+String CProxyChoice::explain(const String& url) const {
+    return dependsOnURL() ? CProxySettings::getUserSettings()->explain(url).toText()
+                          : printable(withoutLogin(m_value)) + " (--proxy)";
+}
 
 void CProxyChoice::setUp(CNetRequest& request) const {
     if (m_value == "system") {

@@ -6,6 +6,7 @@
 #include "apps/vexil/session/WireLog.h"
 #include "vexil/net/NetRequest.h"
 #include "vexil/net/NetRequestSetup.h"
+#include "vexil/net/RateLimit.h"
 
 #include <chrono>
 #include <optional>
@@ -50,10 +51,12 @@ private:
     void setProxy(CNetRequest& request) const;
     void setTimeouts(CNetRequest& request, std::chrono::steady_clock::duration elapsed) const;
 
+    CConsole& m_console;
     const bool m_redirectsToHTTP;
     const double m_timeoutSeconds;  // 0 for no limit
     CTrustedCertificates m_certificates;
     std::optional<CProxyChoice> m_proxy;
+    P<CRateLimit> m_rateLimit;  // null for none
     P<CWireLog> m_wireLog;
 };
 
