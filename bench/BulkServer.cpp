@@ -1,14 +1,12 @@
 // A web server for large bodies that does as little as possible: it reads what it gets and forgets it, and
 // sends zeros. It knows the requests of an S3 upload in parts and of a download in ranges, of an object of
-// 1 GiB.
+// 1 GiB until another one is put.
 //
-// Prints its port and serves until its standard input ends.
+// See Listener.h for its arguments and its end.
 
-#include <asio.hpp>
+#include "bench/Listener.h"
 
-#include <array>
 #include <charconv>
-#include <iostream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,9 +15,9 @@ namespace {
 
 using asio::awaitable;
 using asio::use_awaitable;
-using asio::ip::tcp;
 
-constexpr std::size_t objectSize = 1024 * 1024 * 1024;
+// Of the object: that of the last upload.
+std::size_t objectSize = 1024 * 1024 * 1024;
 constexpr std::size_t blockSize = 256 * 1024;
 
 constexpr std::string_view uploadBegun =
@@ -39,14 +37,16 @@ std::string_view findAfter(std::string_view head, std::string_view start) {
     return found == head.npos ? std::string_view() : head.substr(found + start.size());
 }
 
-awaitable<void> sendText(tcp::socket& socket, std::string_view body) {
+template <class Stream>
+awaitable<void> sendText(Stream& stream, std::string_view body) {
     const std::string response =
         "HTTP/1.1 200 OK\r\nETag: \"etag\"\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" +
         std::string(body);
-    co_await asio::async_write(socket, asio::buffer(response), use_awaitable);
+    co_await asio::async_write(stream, asio::buffer(response), use_awaitable);
 }
 
-awaitable<void> sendObject(tcp::socket& socket, std::string_view head) {
+template <class Stream>
+awaitable<void> sendObject(Stream& stream, std::string_view head) {
     std::size_t first = 0;
     std::size_t last = objectSize - 1;
     std::string response = "HTTP/1.1 200 OK\r\n";
@@ -57,66 +57,63 @@ awaitable<void> sendObject(tcp::socket& socket, std::string_view head) {
                    std::to_string(last) + "/" + std::to_string(objectSize) + "\r\n";
     }
     response += "ETag: \"etag\"\r\nContent-Length: " + std::to_string(last + 1 - first) + "\r\n\r\n";
-    co_await asio::async_write(socket, asio::buffer(response), use_awaitable);
+    co_await asio::async_write(stream, asio::buffer(response), use_awaitable);
     static const std::vector<char> zeros(blockSize);
     std::size_t left = head.starts_with("HEAD ") ? 0 : last + 1 - first;
     while (left > 0) {
-        left -= co_await asio::async_write(socket, asio::buffer(zeros, left), use_awaitable);
+        left -= co_await asio::async_write(stream, asio::buffer(zeros, left), use_awaitable);
     }
 }
 
-awaitable<void> readBody(tcp::socket& socket, std::string& received, std::size_t length) {
+void noteUpload(std::string_view head, std::size_t length) {
+    const std::string_view line = head.substr(0, head.find('\r'));
+    if (head.starts_with("POST ") && line.find("?uploads") != line.npos) {
+        objectSize = 0;
+    } else if (head.starts_with("PUT ")) {
+        const std::string_view decoded = findAfter(head, "\r\nx-amz-decoded-content-length: ");
+        const bool isPart = line.find("partNumber=") != line.npos;
+        objectSize = (isPart ? objectSize : 0) + (decoded.empty() ? length : readNumber(decoded));
+    }
+}
+
+template <class Stream>
+awaitable<void> readBody(Stream& stream, std::string& received, std::size_t length) {
     const std::size_t known = std::min(length, received.size());
     received.erase(0, known);
     std::vector<char> block(blockSize);
     for (std::size_t left = length - known; left > 0;) {
-        left -= co_await socket.async_read_some(asio::buffer(block, left), use_awaitable);
+        left -= co_await stream.async_read_some(asio::buffer(block, left), use_awaitable);
     }
 }
 
-awaitable<void> serve(tcp::socket socket) {
-    socket.set_option(tcp::no_delay(true));
+template <class Stream>
+awaitable<void> serve(Stream& stream) {
     std::string received;
     for (;;) {
-        const std::size_t headLength = co_await asio::async_read_until(socket, asio::dynamic_buffer(received),
+        const std::size_t headLength = co_await asio::async_read_until(stream, asio::dynamic_buffer(received),
                                                                        "\r\n\r\n", use_awaitable);
         const std::string head = received.substr(0, headLength);
         received.erase(0, headLength);
         if (head.find("\r\nExpect: 100-continue\r\n") != std::string::npos) {
-            co_await asio::async_write(socket, asio::buffer("HTTP/1.1 100 Continue\r\n\r\n", 25),
+            co_await asio::async_write(stream, asio::buffer("HTTP/1.1 100 Continue\r\n\r\n", 25),
                                        use_awaitable);
         }
-        co_await readBody(socket, received, readNumber(findAfter(head, "\r\nContent-Length: ")));
+        const std::size_t length = readNumber(findAfter(head, "\r\nContent-Length: "));
+        co_await readBody(stream, received, length);
+        noteUpload(head, length);
         if (head.starts_with("PUT ")) {
-            co_await sendText(socket, "");
+            co_await sendText(stream, "");
         } else if (head.starts_with("POST ")) {
             const bool isBeginning = head.find("?uploads ") != std::string::npos;
-            co_await sendText(socket, isBeginning ? uploadBegun : uploadDone);
+            co_await sendText(stream, isBeginning ? uploadBegun : uploadDone);
         } else {
-            co_await sendObject(socket, head);
+            co_await sendObject(stream, head);
         }
-    }
-}
-
-awaitable<void> listen(tcp::acceptor& acceptor) {
-    for (;;) {
-        tcp::socket socket = co_await acceptor.async_accept(use_awaitable);
-        // If a client closes its connection, its coroutine ends with an exception that needs no report.
-        asio::co_spawn(acceptor.get_executor(), serve(std::move(socket)), [](const std::exception_ptr&) {});
     }
 }
 
 }  // namespace
 
-int main() {
-    asio::io_context io;
-    tcp::acceptor acceptor(io, {asio::ip::address_v4::loopback(), 0});
-    std::cout << acceptor.local_endpoint().port() << std::endl;
-    asio::co_spawn(io, listen(acceptor), asio::detached);
-
-    asio::posix::stream_descriptor input(io, STDIN_FILENO);
-    std::array<char, 16> ignored{};
-    asio::async_read(input, asio::buffer(ignored),
-                     [&io](const asio::error_code&, std::size_t) { io.stop(); });
-    io.run();
+int main(int argc, char** argv) {
+    bench::runServer(argc, argv, [](auto& stream) { return serve(stream); });
 }

@@ -6,14 +6,12 @@
 // and so of instructions, differs from run to run. With this server a client always waits exactly once for
 // each response.
 //
-// Prints its port and serves until its standard input ends.
+// See Listener.h for its arguments and its end.
 
-#include <asio.hpp>
+#include "bench/Listener.h"
 
-#include <array>
 #include <charconv>
 #include <chrono>
-#include <iostream>
 #include <string>
 #include <string_view>
 
@@ -21,7 +19,6 @@ namespace {
 
 using asio::awaitable;
 using asio::use_awaitable;
-using asio::ip::tcp;
 
 constexpr std::chrono::milliseconds delay{3};
 
@@ -61,57 +58,41 @@ std::size_t getBodyLength(std::string_view head) {
     return length;
 }
 
-awaitable<void> sendLate(tcp::socket& socket, std::string_view bytes) {
-    asio::steady_timer timer(socket.get_executor(), delay);
+template <class Stream>
+awaitable<void> sendLate(Stream& stream, std::string_view bytes) {
+    asio::steady_timer timer(stream.get_executor(), delay);
     co_await timer.async_wait(use_awaitable);
-    co_await asio::async_write(socket, asio::buffer(bytes), use_awaitable);
+    co_await asio::async_write(stream, asio::buffer(bytes), use_awaitable);
 }
 
-awaitable<void> serve(tcp::socket socket) {
-    socket.set_option(tcp::no_delay(true));
+template <class Stream>
+awaitable<void> serve(Stream& stream) {
     const std::string object = std::string(objectHead) + std::string(4096, '\0');
     std::string received;
     for (;;) {
-        const std::size_t headLength = co_await asio::async_read_until(socket, asio::dynamic_buffer(received),
+        const std::size_t headLength = co_await asio::async_read_until(stream, asio::dynamic_buffer(received),
                                                                        "\r\n\r\n", use_awaitable);
         const std::string head = received.substr(0, headLength);
         received.erase(0, headLength);
         if (head.starts_with("GET /never ")) {
             // Returns only with an error: the client has closed the connection.
-            co_await asio::async_read(socket, asio::dynamic_buffer(received), use_awaitable);
+            co_await asio::async_read(stream, asio::dynamic_buffer(received), use_awaitable);
         }
         if (head.find("\r\nExpect: 100-continue\r\n") != std::string::npos) {
-            co_await sendLate(socket, goOn);
+            co_await sendLate(stream, goOn);
         }
         const std::size_t bodyLength = getBodyLength(head);
         if (bodyLength > received.size()) {
-            co_await asio::async_read(socket, asio::dynamic_buffer(received),
+            co_await asio::async_read(stream, asio::dynamic_buffer(received),
                                       asio::transfer_exactly(bodyLength - received.size()), use_awaitable);
         }
         received.erase(0, bodyLength);
-        co_await sendLate(socket, head.starts_with("GET /bucket/") ? object : reply);
-    }
-}
-
-awaitable<void> listen(tcp::acceptor& acceptor) {
-    for (;;) {
-        tcp::socket socket = co_await acceptor.async_accept(use_awaitable);
-        // If a client closes its connection, its coroutine ends with an exception that needs no report.
-        asio::co_spawn(acceptor.get_executor(), serve(std::move(socket)), [](const std::exception_ptr&) {});
+        co_await sendLate(stream, head.starts_with("GET /bucket/") ? object : reply);
     }
 }
 
 }  // namespace
 
-int main() {
-    asio::io_context io;
-    tcp::acceptor acceptor(io, {asio::ip::address_v4::loopback(), 0});
-    std::cout << acceptor.local_endpoint().port() << std::endl;
-    asio::co_spawn(io, listen(acceptor), asio::detached);
-
-    asio::posix::stream_descriptor input(io, STDIN_FILENO);
-    std::array<char, 16> ignored{};
-    asio::async_read(input, asio::buffer(ignored),
-                     [&io](const asio::error_code&, std::size_t) { io.stop(); });
-    io.run();
+int main(int argc, char** argv) {
+    bench::runServer(argc, argv, [](auto& stream) { return serve(stream); });
 }

@@ -2,14 +2,18 @@
 
 #include "bench/BenchMain.h"
 #include "bench/PartsFile.h"
+#include "sigil/Digest.h"
 #include "vexil/async/AsyncNetRequestManager.h"
 #include "vexil/async/AsyncNetRequestThread.h"
 #include "vexil/net/NetRequest.h"
+#include "vexil/net/SharedConnections.h"
 #include "vexil/s3/S3Client.h"
+#include "vexil/s3/S3ObjectEnum.h"
 #include "vexil/s3/S3TransferManager.h"
 #include "zet/MemoryInStream.h"
 
 #include <algorithm>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -50,6 +54,25 @@ private:
     int64 m_position = 0;
 };
 
+/// The same as a stream.
+class GeneratingStream : public virtual CBase, public zet::IInStream {
+public:
+    explicit GeneratingStream(int64 size) : m_size(size) {}
+
+    int read(void*, int maxLength) override {
+        const int length = static_cast<int>(std::min<int64>(m_size - m_position, maxLength));
+        m_position += length;
+        return length;
+    }
+    int64 getSize() override { return m_size; }
+    void seek(int64 position) override { m_position = position; }
+    int64 getPosition() override { return m_position; }
+
+private:
+    const int64 m_size;
+    int64 m_position = 0;
+};
+
 void get(const std::string& url, int count) {
     CNetRequest request;
     request.setURL(String::fromUTF8(url));
@@ -75,8 +98,9 @@ void getByThread(const std::string& url, int count) {
 }
 
 /// The same one after the other while others wait for responses that never come.
-void getBesideIdle(int idleTransfers, const std::string& url, int count) {
+void getBesideIdle(vexil::AsyncEngine engine, int idleTransfers, const std::string& url, int count) {
     vexil::CAsyncNetRequestManager manager;
+    manager.setEngine(engine);
     for (int i = 0; i < idleTransfers; ++i) {
         const P<CNetRequest> idle = new CNetRequest;
         idle->setURL(String::fromUTF8(bench::neverAnswered(url)));
@@ -108,6 +132,17 @@ void getAfterReset(const std::string& url, int count) {
     }
 }
 
+void getWithNew(const std::string& url, int count) {
+    const P<vexil::CSharedConnections> shared = new vexil::CSharedConnections;
+    const String address = String::fromUTF8(url);
+    for (int i = 0; i < count; ++i) {
+        CNetRequest request;
+        setSharedConnections(request, shared);
+        request.setURL(address);
+        request.perform();
+    }
+}
+
 void put(const std::string& url, int count) {
     CNetRequest request;
     request.setURL(String::fromUTF8(url));
@@ -122,6 +157,9 @@ vexil::CS3Client makeS3Client(const std::string& url, int version) {
     vexil::CS3Client client({.accessKeyId = "ACCESSKEY", .secretKey = "SECRET"});
     client.setBaseURL(String::fromUTF8(url));
     client.setSignatureVersion(version);
+    if (url.starts_with("https:")) {
+        client.setVerifyCertificate(false);  // the servers of the benchmarks have their own
+    }
     return client;
 }
 
@@ -140,6 +178,60 @@ void putObject(const std::string& url, int count, int version) {
     const std::string body(bench::objectSize, 'x');
     for (int i = 0; i < count; ++i) {
         client.putObject(request, "bucket", "object", std::string_view(body), "");
+    }
+}
+
+/// Pages of a listing, each of 1,000 keys.
+void listPages(const std::string& url, int count, vexil::S3ListVersion version) {
+    CNetRequest request;
+    vexil::CS3Client client = makeS3Client(url, 4);
+    for (int i = 0; i < count; ++i) {
+        const P<vexil::CS3ListObjectsResult> page =
+            version == vexil::S3ListVersion::V1
+                ? client.listObjects(request, "static", "", "", "", 1000)
+                : P<vexil::CS3ListObjectsResult>(client.listObjectsV2(request, "static", {}));
+        require(page->getObjects().size() == 1000, "the page is too short");
+    }
+}
+
+/// The same by four threads at once.
+void listPagesByThreads(const std::string& url, int count) {
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([&] { listPages(url, count / 4, vexil::S3ListVersion::V2); });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
+/// Version 4, without a hash of the body in the signature: over https only.
+void putUnsignedObject(const std::string& url, int count) {
+    CNetRequest request;
+    vexil::CS3Client client = makeS3Client(url, 4);
+    client.setPayloadSigning(vexil::S3PayloadSigning::Unsigned);
+    const std::string body(bench::objectSize, 'x');
+    for (int i = 0; i < count; ++i) {
+        client.putObject(request, "bucket", "object", std::string_view(body), "");
+    }
+}
+
+/// Read once. The body is signed in chunks over http, and not signed over https.
+void putStream(const std::string& url, int mebibytes) {
+    CNetRequest request;
+    vexil::CS3Client client = makeS3Client(url, 4);
+    client.setUploadCheck(vexil::S3UploadCheck::WhileSending);
+    const int64 size = mebibytes * bench::mebibyte;
+    client.putObject(request, "bucket", "object", zet::make<GeneratingStream>(size), size, "");
+}
+
+/// What putStream() hashes.
+void hashStream(const std::vector<P<sigil::IDigest>>& digests, int mebibytes) {
+    const std::vector<unsigned char> block(64 * 1024);
+    for (int64 left = mebibytes * bench::mebibyte; left > 0; left -= static_cast<int64>(block.size())) {
+        for (const P<sigil::IDigest>& digest : digests) {
+            digest->update(block.data(), static_cast<int>(block.size()));
+        }
     }
 }
 
@@ -221,12 +313,17 @@ void measureHeap(const std::string& url, int count) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    const auto beside = [](int idleTransfers) {
-        return
-            [idleTransfers](const std::string& url, int count) { getBesideIdle(idleTransfers, url, count); };
+    using enum vexil::AsyncEngine;
+    const auto beside = [](vexil::AsyncEngine engine, int idleTransfers) {
+        return [engine, idleTransfers](const std::string& url, int count) {
+            getBesideIdle(engine, idleTransfers, url, count);
+        };
     };
     const auto signedBy = [](auto workload, int version) {
         return [workload, version](const std::string& url, int count) { workload(url, count, version); };
+    };
+    const auto listedBy = [](vexil::S3ListVersion version) {
+        return [version](const std::string& url, int count) { listPages(url, count, version); };
     };
     return bench::run(argc, argv,
                       {{"get", get},
@@ -234,16 +331,36 @@ int main(int argc, char** argv) {
                        {"s3-get-v4", signedBy(getObject, 4)},
                        {"s3-put-v2", signedBy(putObject, 2)},
                        {"s3-put-v4", signedBy(putObject, 4)},
+                       {"s3-put-unsigned", putUnsignedObject},
+                       {"list-v1", listedBy(vexil::S3ListVersion::V1)},
+                       {"list-v2", listedBy(vexil::S3ListVersion::V2)},
+                       {"list-threads", listPagesByThreads},
                        {"get-thread", getByThread},
-                       {"multi-1", beside(0)},
-                       {"multi-100", beside(99)},
-                       {"multi-1000", beside(999)},
-                       {"multi-5000", beside(4999)},
+                       {"multi-1", beside(Automatic, 0)},
+                       {"multi-100", beside(Automatic, 99)},
+                       {"multi-1000", beside(Automatic, 999)},
+                       {"multi-5000", beside(Automatic, 4999)},
+                       {"multi-epoll-1", beside(Sockets, 0)},
+                       {"multi-epoll-100", beside(Sockets, 99)},
+                       {"multi-epoll-1000", beside(Sockets, 999)},
+                       {"multi-epoll-5000", beside(Sockets, 4999)},
                        {"reset", getAfterReset},
+                       {"new", getWithNew},
                        {"put", put},
                        {"get-buffer", getToBuffer},
                        {"get-sink", getToSink},
                        {"put-source", putFromSource},
+                       {"put-stream", putStream},
+                       {"hash-md5",
+                        [](const std::string&, int mebibytes) {
+                            hashStream({sigil::CDigestType_MD5().createDigest()}, mebibytes);
+                        }},
+                       {"hash-md5-sha256",
+                        [](const std::string&, int mebibytes) {
+                            hashStream({sigil::CDigestType_MD5().createDigest(),
+                                        sigil::CDigestType_SHA256().createDigest()},
+                                       mebibytes);
+                        }},
                        {"put-parts", putInParts},
                        {"get-parts", getInParts},
                        {"heap", measureHeap}});

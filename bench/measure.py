@@ -2,6 +2,7 @@
 
 import argparse
 import contextlib
+import functools
 import os
 import pathlib
 import re
@@ -11,11 +12,14 @@ import subprocess
 import sys
 import tempfile
 
+import programs
+
 ROUNDS = 11
 SMALL = 200  # requests; slopes are taken between this and twice as many
 BODY = 128  # MiB; the same for bodies
 REPEATS = 5  # a body's blocks are cut differently in each run
 FULL_BODY = 1024  # MiB
+LISTED_KEYS = 1000  # in a page
 CLOCKED_REQUESTS = 5000
 HEAP_REQUESTS = 100
 MANY_TRANSFERS = {1: SMALL, 100: SMALL, 1000: 60, 5000: 20}  # and requests: each goes through all transfers
@@ -24,12 +28,23 @@ SMALL_WORKLOADS = {
     "get": "GET, request reused",
     "reset": "GET, reset and four options before each",
     "put": "PUT of 100 bytes, request reused",
+    "new": "GET, a new request object each, connections shared",
 }
 BODY_WORKLOADS = {
     "get-buffer": "GET into the buffer",
     "get-sink": "GET into a counting sink",
     "put-source": "PUT from a source",
 }
+
+
+def make_certificate(folder):
+    """One file with the key and the certificate."""
+    key, certificate = folder / "key.pem", folder / "certificate.pem"
+    subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1",
+                    "-nodes", "-keyout", key, "-out", certificate, "-subj", "/CN=127.0.0.1"],
+                   check=True, capture_output=True)
+    key.write_text(key.read_text() + certificate.read_text())
+    return key
 
 
 class Bench:
@@ -39,21 +54,27 @@ class Bench:
         self.build = build
         self.files = pathlib.Path(os.environ["VEXIL_HTTP_ROOT"])
         self.nginx = os.environ["VEXIL_HTTP_ENDPOINT"]
-        self.late = self.bulk = None
+        self.late = self.bulk = self.secure_late = self.secure_bulk = None
 
     @contextlib.contextmanager
     def servers(self):
         with open(self.files / "static" / "body", "wb") as body:
             body.truncate(FULL_BODY << 20)
-        with self.server("late") as self.late, self.server("bulk") as self.bulk:
-            yield
+        (self.files / "static" / "index.html").write_text(listing_page())
+        with tempfile.TemporaryDirectory() as folder:
+            certificate = make_certificate(pathlib.Path(folder))
+            with self.server("late") as self.late, self.server("bulk") as self.bulk, \
+                    self.server("late", certificate) as self.secure_late, \
+                    self.server("bulk", certificate) as self.secure_bulk:
+                yield
 
     @contextlib.contextmanager
-    def server(self, name):
-        server = subprocess.Popen([self.build / "bin" / f"bench-{name}-server"], stdin=subprocess.PIPE,
-                                  stdout=subprocess.PIPE, text=True)
+    def server(self, name, *certificate):
+        server = subprocess.Popen([self.build / "bin" / f"bench-{name}-server", *certificate],
+                                  stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
         try:
-            yield f"http://127.0.0.1:{int(server.stdout.readline())}"
+            scheme = "https" if certificate else "http"
+            yield f"{scheme}://127.0.0.1:{int(server.stdout.readline())}"
         finally:
             server.stdin.close()
             server.wait()
@@ -135,16 +156,59 @@ def s3_counts(bench):
                                          "vexil, version 2", "vexil, version 4"), rows)
 
 
+def s3_counts_over_tls(bench):
+    """What the library costs more than the plain program is the same without TLS."""
+    count = functools.partial(slope, bench.instructions)
+    plain, ours = (count(program, workload, bench.secure_late, SMALL)
+                   for program, workload in (("plain", "s3-put"), ("vexil", "s3-put-unsigned")))
+    without_tls = count("plain", "s3-put", bench.late, SMALL)
+    table("Instructions of a PUT of 4 KiB over https, the payload not signed",
+          ("plain, not signed", "vexil, version 4", "more", "plain without TLS, and what vexil needs more"),
+          [(number(plain), number(ours), number(ours - plain), number(without_tls + ours - plain))])
+
+
+def listing_page():
+    """A page of LISTED_KEYS objects, as Amazon sends it."""
+    objects = "".join(f"<Contents><Key>photos/2026/11/23/img_{i:06}.jpg</Key>"
+                      "<LastModified>2026-11-23T09:00:00.000Z</LastModified>"
+                      f"<ETag>&quot;{i:032x}&quot;</ETag><Size>{i * 1234}</Size><StorageClass>STANDARD</StorageClass>"
+                      "</Contents>" for i in range(LISTED_KEYS))
+    return ('<?xml version="1.0" encoding="UTF-8"?>\n'
+            '<ListBucketResult xmlns="http://s3.amazonaws.com/doc/2006-03-01/"><Name>static</Name><Prefix></Prefix>'
+            f"<EncodingType>url</EncodingType><KeyCount>{LISTED_KEYS}</KeyCount><MaxKeys>{LISTED_KEYS}</MaxKeys>"
+            f"<IsTruncated>false</IsTruncated>{objects}</ListBucketResult>")
+
+
+def listing_counts(bench):
+    """The web server sends the page for the bucket "static", whatever the query."""
+    rows = [(name, number(slope(bench.instructions, "vexil", workload, bench.nginx, 4) / LISTED_KEYS))
+            for workload, name in (("list-v1", "version 1"), ("list-v2", "version 2, names encoded"))]
+    table("Instructions a key of a listing", ("", "vexil"), rows)
+
+
+def listing_clock(bench):
+    """CPU of 80 pages, by one thread and by four at once, without the start of the program."""
+    def cpu(workload, pages):
+        return statistics.median(float(bench.figures("vexil", workload, bench.nginx, pages)["cpu_seconds"])
+                                 for _ in range(ROUNDS))
+    one, four = (cpu(workload, 80) - cpu(workload, 0) for workload in ("list-v2", "list-threads"))
+    table(f"CPU of listings, median of {ROUNDS} rounds", ("20,000 keys", "80,000 keys", "the same in four threads"),
+          [(f"{cpu('list-v2', 20) - cpu('list-v2', 0):.3f} s", f"{one:.3f} s", f"{four:.3f} s, {four / one:.2f} x")])
+
+
 def many_transfers(bench):
     """One request after the other, while all other transfers wait for responses that never come."""
     rows = []
     for transfers, count in MANY_TRANSFERS.items():
-        plain, ours, epoll = (slope(bench.instructions, program, f"{workload}-{transfers}", bench.small_url(), count)
-                              for program, workload in
-                              (("plain", "multi"), ("vexil", "multi"), ("plain", "multi-epoll")))
-        rows.append((f"{transfers:,}", number(plain), number(ours), percent(ours, plain), number(epoll)))
+        row = [f"{transfers:,}"]
+        for workload in ("multi", "multi-epoll"):
+            plain, ours = (slope(bench.instructions, program, f"{workload}-{transfers}", bench.small_url(), count)
+                           for program in ("plain", "vexil"))
+            row += [number(plain), number(ours), percent(ours, plain)]
+        rows.append(row)
     table("Instructions a request, with so many transfers at once",
-          ("", "plain, curl_multi_poll", "vexil", "vexil to plain", "plain, curl_multi_socket_action and epoll"), rows)
+          ("", "plain, curl_multi_poll", "vexil", "vexil to plain",
+           "plain, curl_multi_socket_action and epoll", "vexil, AsyncEngine::Sockets", "vexil to plain"), rows)
 
 
 def body_counts(bench):
@@ -212,6 +276,32 @@ def parts_clock(bench):
           ("", "plain", "vexil", "vexil to plain"), rows)
 
 
+def stream_clock(bench):
+    """One PUT of 1 GiB, read once. The hashes that the library computes are measured alone, too."""
+    rows = []
+    for name, url, hashes in (("over https: MD5", bench.secure_bulk, "hash-md5"),
+                              ("over http in signed chunks: MD5, SHA-256", bench.bulk, "hash-md5-sha256")):
+        runs = [[float(bench.figures(program, workload, url, FULL_BODY)["cpu_seconds"])
+                 for program, workload in (("plain", "put-stream"), ("vexil", "put-stream"), ("vexil", hashes))]
+                for _ in range(ROUNDS)]
+        plain, ours, hashing = (statistics.median(run[i] for run in runs) for i in range(3))
+        rows.append((name, *(f"{value:.2f} s" for value in (plain, ours, hashing, ours - hashing)),
+                     f"{(ours - hashing) / plain:.2f} x"))
+    table(f"CPU of a PUT of 1 GiB from a stream, median of {ROUNDS} alternating rounds",
+          ("", "plain", "vexil", "its hashes alone", "vexil without them", "to plain"), rows)
+
+
+def program_costs(bench):
+    program = bench.build / "bin" / "vexil"
+    lists, deletes, seconds = programs.deletions(program, ROUNDS)
+    table(f"12,000 deletions with the program, median of {ROUNDS} rounds", ("requests", "of them to list", "CPU"),
+          [(number(lists + deletes), number(lists), f"{seconds:.2f} s")])
+    table("Peak memory of the program, 10 GiB in parts, in MiB",
+          ("from a file", "from a pipe, 4 parts of 16 MiB at once"),
+          [(f"{programs.peak_from_file(program, bench.bulk):.1f}",
+            f"{programs.peak_from_pipe(program, bench.bulk, 16, 4):.1f}")])
+
+
 def thread_clock(bench):
     values = median_seconds(bench, [("vexil", "get"), ("vexil", "get-thread")], bench.nginx + "/static/a.txt",
                             CLOCKED_REQUESTS)
@@ -241,6 +331,8 @@ def main():
     with bench.servers():
         small_counts(bench)
         s3_counts(bench)
+        s3_counts_over_tls(bench)
+        listing_counts(bench)
         many_transfers(bench)
         body_counts(bench)
         peaks(bench)
@@ -248,7 +340,10 @@ def main():
         if not options.quick:
             wall_clock(bench)
             thread_clock(bench)
+            listing_clock(bench)
             parts_clock(bench)
+            stream_clock(bench)
+            program_costs(bench)
 
 
 main()

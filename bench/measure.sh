@@ -22,6 +22,6 @@ done
 build_dir=$(realpath -m -- "$build_dir")
 
 scripts/packages.sh build bench
-scripts/build.sh "$build_dir" -DVEXIL_BUILD_BENCH=ON -DVEXIL_BUILD_APPS=OFF -DVEXIL_BUILD_EXAMPLES=OFF \
+scripts/build.sh "$build_dir" -DVEXIL_BUILD_BENCH=ON -DVEXIL_BUILD_APPS=ON -DVEXIL_BUILD_EXAMPLES=OFF \
     -DVEXIL_BUILD_TESTS=OFF >&2
 tests/servers/with-servers.sh nginx -- python3 bench/measure.py "$build_dir" "${arguments[@]}"
