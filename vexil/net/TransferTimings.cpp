@@ -3,12 +3,19 @@
 #include "vexil/net/NetRequest.h"
 #include "vexil/net/NetRequestParts.h"
 
+#include <algorithm>
+
 namespace vexil {
 
 namespace {
 
 CTransferTimings::Microseconds getTime(const CCurlEasy& curl, CURLINFO info) {
     return CTransferTimings::Microseconds(curl.getInt64(info));
+}
+
+// Newer libcurl gives -1 for a port that it does not know.
+int getPort(const CCurlEasy& curl, CURLINFO info) {
+    return std::max<int>(0, curl.getLong(info));
 }
 
 int getHTTPVersion(const CCurlEasy& curl) {
@@ -43,9 +50,9 @@ CTransferTimings getTimings(const CNetRequest& request) {
     timings.downloadBytesPerSecond = curl.getInt64(CURLINFO_SPEED_DOWNLOAD_T);
     timings.uploadBytesPerSecond = curl.getInt64(CURLINFO_SPEED_UPLOAD_T);
     timings.remoteAddress = curl.getText(CURLINFO_PRIMARY_IP);
-    timings.remotePort = curl.getLong(CURLINFO_PRIMARY_PORT);
+    timings.remotePort = getPort(curl, CURLINFO_PRIMARY_PORT);
     timings.localAddress = curl.getText(CURLINFO_LOCAL_IP);
-    timings.localPort = curl.getLong(CURLINFO_LOCAL_PORT);
+    timings.localPort = getPort(curl, CURLINFO_LOCAL_PORT);
     timings.httpVersion = getHTTPVersion(curl);
     timings.newConnections = curl.getLong(CURLINFO_NUM_CONNECTS);
     timings.isConnectionReused = timings.newConnections == 0 && !timings.remoteAddress.isEmpty();
