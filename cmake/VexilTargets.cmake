@@ -16,3 +16,10 @@ function(vexil_target_defaults target)
     target_link_options(${target} PRIVATE -fsanitize=${VEXIL_SANITIZE})
   endif()
 endfunction()
+
+# vexil_precompile(TARGET HEADER...): compiles headers once for all sources of a target, if the build is to do so.
+function(vexil_precompile target)
+  if(VEXIL_PRECOMPILE_HEADERS)
+    target_precompile_headers(${target} PRIVATE ${ARGN})
+  endif()
+endfunction()
