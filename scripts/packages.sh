@@ -17,7 +17,8 @@ release=$(sed -n 's/^VERSION_CODENAME=//p' /etc/os-release 2>/dev/null) || true
 readonly release
 readonly build_packages=(
     g++ cmake ninja-build ccache pkg-config
-    libcurl4-openssl-dev libssl-dev libexpat1-dev libwxgtk3.2-dev libcli11-dev ca-certificates help2man
+    libcurl4-openssl-dev libssl-dev libexpat1-dev libwxgtk3.2-dev libcli11-dev zlib1g-dev nlohmann-json3-dev
+    ca-certificates help2man
 )
 # The private S3, FTP and mail servers.
 readonly run_packages=(ceph-mon ceph-osd ceph-common radosgw pure-ftpd python3-aiosmtpd openssl python3)

@@ -125,7 +125,7 @@ build_googletest() {
 # Header-only libraries are copied from this machine.
 build_headers() {
     mkdir -p "$deps/include" "$deps/share/cmake"
-    cp -r /usr/include/asio /usr/include/asio.hpp /usr/include/CLI "$deps/include/"
+    cp -r /usr/include/asio /usr/include/asio.hpp /usr/include/CLI /usr/include/nlohmann "$deps/include/"
     cp -r /usr/share/cmake/CLI11 "$deps/share/cmake/"
 }
 

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "apps/vexil/index/FileTime.h"
+#include "vexil/BaseTypes.h"
+
+#include <optional>
+#include <string>
+
+namespace vexil::app {
+
+/// The kinds of entries that an index keeps.
+enum class EntryKind { File, Folder, Link };
+
+/// The user and the group of an entry, as numbers of the computer that made the backup.
+struct CEntryOwner {
+    int64 user = 0;
+    int64 group = 0;
+
+    bool operator==(const CEntryOwner&) const = default;
+};
+
+/// One entry of a backup: what a restore needs beside the content, and what tells whether the content has
+/// changed.
+struct CIndexEntry {
+    /// Relative to the folder of the backup, with "/" between the names: UTF-8, on Linux any bytes.
+    std::string path;
+    EntryKind kind = EntryKind::File;
+    int64 size = 0;                    ///< in bytes; 0 for everything but files
+    std::optional<CFileTime> time;     ///< of the last change; nullopt if it is unknown
+    std::optional<int> mode;           ///< the lowest 12 bits of the mode of POSIX; nullopt if it is unknown
+    std::optional<CEntryOwner> owner;  ///< nullopt if it is not kept
+    std::string target;                ///< of a link, as it stands in the link: any bytes
+    std::string eTag;                  ///< what the server said of the stored content; "" for nothing
+    std::string md5;                   ///< of the content, 32 lower-case hexadecimal digits; "" if unknown
+
+    bool operator==(const CIndexEntry&) const = default;
+};
+
+}  // namespace vexil::app
