@@ -459,6 +459,18 @@ protected:
     ScriptedPeer m_peer;
 };
 
+TEST_F(NetRequestVerboseWireTest, ALimitMayBeSetBeforeTheLogIsOn) {
+    const P<CNetRequest> request = new CNetRequest;
+    EXPECT_EQ(request->getVerboseLeftOutBytes(), 0);
+    request->setVerboseRecordLimit(0);
+    request->setVerbose(true);
+    request->setURL(String::fromUTF8(m_peer.url("/x")));
+    m_peer.onConnection().expectHead().reply("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc");
+    request->perform();
+    EXPECT_THAT(describeChildren(*request->getVerboseOutput(whole)), IsEmpty());
+    EXPECT_GT(request->getVerboseLeftOutBytes(), 3);
+}
+
 TEST_F(NetRequestVerboseWireTest, ShowsTheExchange) {
     m_peer.onConnection().expectHead().reply("HTTP/1.1 200 OK\r\nContent-Length: 3\r\nX-A: b\r\n\r\na b");
     m_request->setURL(String::fromUTF8(m_peer.url("/x")));

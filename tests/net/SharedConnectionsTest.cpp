@@ -195,6 +195,18 @@ TEST_F(SharedConnectionsTest, OneRequestTellsNothingToTheNext) {
     EXPECT_EQ(requests[1].headerLines().size(), 2u) << requests[1].head;
 }
 
+TEST_F(SharedConnectionsTest, TheEndOfARequestWritesNoCookies) {
+    peer.setDefaultReply("HTTP/1.1 200 OK\r\nSet-Cookie: secret=1\r\nContent-Length: 2\r\n\r\nok");
+    const std::string file = testing::TempDir() + "vexil-cookies-" + std::to_string(peer.port());
+    for (const bool isSharing : {true, false}) {
+        P<CNetRequest> request = isSharing ? make() : makeSharing(nullptr, peer.url("/"));
+        request->setOptionString(CURLOPT_COOKIEJAR, String::fromUTF8(file));
+        request->perform();
+        request = nullptr;
+        EXPECT_FALSE(std::filesystem::remove(file)) << isSharing;
+    }
+}
+
 TEST_F(SharedConnectionsTest, TheListenerFindsTheConnection) {
     const P<CNetRequest> request = make("/outer");
     const P<TestListener> listener = new TestListener;

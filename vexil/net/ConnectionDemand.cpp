@@ -1,7 +1,9 @@
 #include "vexil/net/ConnectionDemand.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
+#include <utility>
 
 namespace vexil {
 
@@ -215,23 +217,36 @@ std::string bytesOf(Kind kind, const void* value) {
     return static_cast<const char*>(value);
 }
 
-template <class Values>
-void append(std::string& key, const Values& values) {
-    for (const auto& [option, value] : values) {
-        key += std::to_string(option) + ":" + std::to_string(value.size()) + ":" + value;
-    }
+void append(std::string& key, CURLoption option, const std::string& text) {
+    key += std::to_string(option) + ":" + std::to_string(text.size()) + ":" + text;
 }
 
 }  // namespace
 
-template <class MakeValue>
-void CConnectionDemand::set(Values& values, CURLoption option, bool isDefault, MakeValue makeValue) noexcept {
+/// Of an option that libcurl compares for no protocol, or only for connections that begin with TLS.
+CConnectionDemand::Group CConnectionDemand::groupOf(CURLoption option) noexcept {
+    return isComparedWithTLS(option) ? Group::ComparedWithTLS : Group::NeverCompared;
+}
+
+template <class MakeText>
+void CConnectionDemand::set(Group group, CURLoption option, bool isDefault, MakeText makeText) noexcept {
+    auto place = m_values.begin();
+    while (place != m_values.end() && std::pair(place->group, place->option) < std::pair(group, option)) {
+        ++place;
+    }
+    const bool isKnown = place != m_values.end() && place->group == group && place->option == option;
     if (isDefault) {
-        values.erase(option);
+        if (isKnown) {
+            m_values.erase(place);
+        }
         return;
     }
     try {
-        values[option] = makeValue();
+        if (isKnown) {
+            place->text = makeText();
+        } else {
+            m_values.insert(place, {group, option, makeText()});
+        }
     } catch (...) {
         m_isUnknown = true;
     }
@@ -243,16 +258,16 @@ void CConnectionDemand::note(CURLoption option, long long value) noexcept {
         return;
     }
     if (kind == Kind::Check) {
-        set(m_comparedWithTLS, option, value != 0, [] { return "0"; });
+        set(Group::ComparedWithTLS, option, value != 0, [] { return "0"; });
         return;
     }
     if (option == CURLOPT_CONNECT_ONLY) {
         // The caller uses the connection after the transfer.
-        set(m_objects, option, value == 0, [] { return ""; });
+        set(Group::Object, option, value == 0, [] { return ""; });
     }
     const bool isNumber = kind == Kind::Number;
-    Values& values = !isNumber ? m_others : isComparedWithTLS(option) ? m_comparedWithTLS : m_neverCompared;
-    set(values, option, isNumber && value == 0, [value] { return std::to_string(value); });
+    set(isNumber ? groupOf(option) : Group::Other, option, isNumber && value == 0,
+        [value] { return std::to_string(value); });
 }
 
 void CConnectionDemand::note(CURLoption option, const void* value) noexcept {
@@ -261,7 +276,7 @@ void CConnectionDemand::note(CURLoption option, const void* value) noexcept {
         return;
     }
     if (kind == Kind::OtherText) {
-        set(m_others, option, !value, [=] { return bytesOf(kind, value); });
+        set(Group::Other, option, !value, [=] { return bytesOf(kind, value); });
         return;
     }
     if (kind == Kind::Other || kind == Kind::Number || kind == Kind::Check) {
@@ -269,48 +284,49 @@ void CConnectionDemand::note(CURLoption option, const void* value) noexcept {
         return;
     }
     if (kind == Kind::Pointer) {
-        set(m_objects, option, !value, [] { return ""; });
+        set(Group::Object, option, !value, [] { return ""; });
     }
-    set(isComparedWithTLS(option) ? m_comparedWithTLS : m_neverCompared, option,
-        !value && kind != Kind::TextWithADefault,
+    set(groupOf(option), option, !value && kind != Kind::TextWithADefault,
         [=] { return value ? "=" + bytesOf(kind, value) : std::string(); });
 }
 
 void CConnectionDemand::noteOther(CURLoption option, const void* value) noexcept {
     const curl_easyoption* const known = curl_easy_option_by_id(option);
     if (known && known->type == CURLOT_STRING) {
-        set(m_others, option, false,
+        set(Group::Other, option, false,
             [=] { return value ? "=" + bytesOf(Kind::Text, value) : std::string(); });
     } else if (known && known->type == CURLOT_BLOB) {
-        set(m_others, option, false,
+        set(Group::Other, option, false,
             [=] { return value ? "=" + bytesOf(Kind::Blob, value) : std::string(); });
     } else {
-        set(m_objects, option, !value, [] { return ""; });
+        set(Group::Object, option, !value, [] { return ""; });
     }
 }
 
 void CConnectionDemand::clear() noexcept {
-    m_comparedWithTLS.clear();
-    m_neverCompared.clear();
-    m_others.clear();
-    m_objects.clear();
+    m_values.clear();
     m_isUnknown = false;
 }
 
 std::string CConnectionDemand::getKey() const {
-    std::string key;
-    if (!m_neverCompared.empty() || m_comparedWithTLS.contains(CURLOPT_USE_SSL)) {
-        append(key, m_comparedWithTLS);
-        append(key, m_neverCompared);
-    }
-    return key;
+    const bool isNeeded = std::any_of(m_values.begin(), m_values.end(), [](const Value& value) {
+        return value.group == Group::NeverCompared ||
+               (value.group == Group::ComparedWithTLS && value.option == CURLOPT_USE_SSL);
+    });
+    return isNeeded ? getKeyUpTo(Group::NeverCompared) : std::string();
 }
 
 std::string CConnectionDemand::getFullKey() const {
+    return getKeyUpTo(Group::Other);
+}
+
+std::string CConnectionDemand::getKeyUpTo(Group last) const {
     std::string key;
-    append(key, m_comparedWithTLS);
-    append(key, m_neverCompared);
-    append(key, m_others);
+    for (const Value& value : m_values) {
+        if (value.group <= last) {
+            append(key, value.option, value.text);
+        }
+    }
     return key;
 }
 

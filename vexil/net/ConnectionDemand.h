@@ -2,8 +2,8 @@
 
 #include <curl/curl.h>
 
-#include <map>
 #include <string>
+#include <vector>
 
 namespace vexil {
 
@@ -29,21 +29,34 @@ public:
     std::string getFullKey() const;
     /// Whether getFullKey() is complete. Not if an option is a function, list or other object: another one
     /// may have the same address later. Nor with CURLOPT_CONNECT_ONLY.
-    bool isShareable() const noexcept { return m_objects.empty() && !m_isUnknown; }
+    bool isShareable() const noexcept {
+        // The objects are the last ones.
+        return (m_values.empty() || m_values.back().group != Group::Object) && !m_isUnknown;
+    }
     /// Whether the key is incomplete because memory was short.
     bool isUnknown() const noexcept { return m_isUnknown; }
 
 private:
-    using Values = std::map<CURLoption, std::string>;
+    enum class Group {
+        ComparedWithTLS,  ///< by libcurl if a connection begins with TLS
+        NeverCompared,
+        Other,   ///< all that are not known to concern only a transfer
+        Object,  ///< those that cannot be shared, with empty texts
+    };
+    struct Value {
+        Group group;
+        CURLoption option;
+        std::string text;
+    };
 
-    template <class MakeValue>
-    void set(Values& values, CURLoption option, bool isDefault, MakeValue makeValue) noexcept;
+    static Group groupOf(CURLoption option) noexcept;
+    std::string getKeyUpTo(Group last) const;
+    template <class MakeText>
+    void set(Group group, CURLoption option, bool isDefault, MakeText makeText) noexcept;
     void noteOther(CURLoption option, const void* value) noexcept;
 
-    Values m_comparedWithTLS;  // by libcurl if a connection begins with TLS
-    Values m_neverCompared;
-    Values m_others;   // all that are not known to concern only a transfer
-    Values m_objects;  // those that cannot be shared, with empty values
+    // In the order of groups and options. Not a map: there are few, and each request has these.
+    std::vector<Value> m_values;
     bool m_isUnknown = false;
 };
 

@@ -68,7 +68,9 @@ void CCurlEasy::close(bool hasConnections) noexcept {
     } else {
         // Much less work than a reset, which a new request for each transfer notices.
         trySetOption(CURLOPT_VERBOSE, 0L);
-        trySetOption(CURLOPT_COOKIEJAR, static_cast<const char*>(nullptr));
+        if (m_hasCookieJar) {
+            trySetOption(CURLOPT_COOKIEJAR, static_cast<const char*>(nullptr));
+        }
     }
     m_handle.reset();
 }

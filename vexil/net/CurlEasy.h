@@ -51,6 +51,7 @@ public:
     /// The same, but returns libcurl's result and leaves the error message as it is.
     template <class Value>
     CURLcode trySetOption(CURLoption option, Value value) noexcept {
+        m_hasCookieJar = m_hasCookieJar || option == CURLOPT_COOKIEJAR;
         return curl_easy_setopt(m_handle.get(), option, value);
     }
     /// Makes the request the owner of libcurl's error message.
@@ -92,6 +93,7 @@ private:
     CurlEasyHandle m_handle;
     String m_url;
     int m_tlsVersions = 0;
+    bool m_hasCookieJar = false;  // it was set at least once
 };
 
 }  // namespace vexil

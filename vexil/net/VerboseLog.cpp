@@ -104,6 +104,21 @@ String makeText(std::string_view bytes, int64 leftOut, const Appearance& appeara
 
 }  // namespace
 
+void CVerboseLog::setOn(bool isOn) {
+    if (isOn && !m_record) {
+        m_record = std::make_unique<CVerboseRecord>();
+        m_record->setLimit(m_limit);
+    }
+    m_isOn = isOn;
+}
+
+void CVerboseLog::setLimit(int64 bytes) noexcept {
+    m_limit = bytes;
+    if (m_record) {
+        m_record->setLimit(bytes);
+    }
+}
+
 void CVerboseLog::setShown(VerboseLogData data, VerboseLogData sslData) noexcept {
     m_data = data;
     m_sslData = sslData;
@@ -113,17 +128,19 @@ void CVerboseLog::begin(bool isUpload) noexcept {
     if (m_data == VerboseLogAutomatic) {
         m_data = isUpload ? VerboseLogReceived : VerboseLogBoth;
     }
-    m_record.clear();
+    if (m_record) {
+        m_record->clear();
+    }
 }
 
 void CVerboseLog::add(curl_infotype type, std::string_view bytes) {
-    m_record.add(type, bytes, getAppearance(type, m_data, m_sslData).showText);
+    m_record->add(type, bytes, getAppearance(type, m_data, m_sslData).showText);
 }
 
 P<zet::CXMLElement> CVerboseLog::makeTree(const String& httpMethod, const String& url,
                                           unsigned int maxTextLength) const {
     P<zet::CXMLElement> root = createRoot(httpMethod, url, getLeftOutBytes());
-    for (const Message& message : m_record.getMessages()) {
+    for (const Message& message : m_record->getMessages()) {
         root->addChild(makeElement(message, maxTextLength));
     }
     return root;
@@ -145,9 +162,9 @@ P<zet::CXMLElement> CVerboseLog::makeRedactedTree(const String& httpMethod, cons
     const std::string utf8 = url.toUTF8();
     P<zet::CXMLElement> root = createRoot(
         httpMethod, String::fromUTF8(stripRanges(utf8, findSecretsOfURL(utf8))), getLeftOutBytes());
-    const CVerboseRedactor redactor(m_record.getMessages());
+    const CVerboseRedactor redactor(m_record->getMessages());
     std::size_t index = 0;
-    for (const Message& message : m_record.getMessages()) {
+    for (const Message& message : m_record->getMessages()) {
         const Appearance appearance = getAppearance(message.type, m_data, m_sslData);
         const P<zet::CXMLElement> element = createElement(message, appearance);
         element->setText(makeText(redactor.getText(index++), message.leftOut, appearance, maxTextLength));

@@ -3,6 +3,7 @@
 #include "vexil/net/NetRequest.h"
 #include "vexil/net/VerboseRecord.h"
 
+#include <memory>
 #include <string_view>
 
 namespace vexil {
@@ -13,12 +14,12 @@ class CVerboseLog {
 public:
     using Message = CNetRequest::CVerboseLogMessage;
 
-    void setOn(bool isOn) noexcept { m_isOn = isOn; }
+    void setOn(bool isOn);
     bool isOn() const noexcept { return m_isOn; }
     void setShown(VerboseLogData data, VerboseLogData sslData) noexcept;
     /// See CNetRequest::setVerboseRecordLimit().
-    void setLimit(int64 bytes) noexcept { m_record.setLimit(bytes); }
-    int64 getLeftOutBytes() const noexcept { return m_record.getLeftOutBytes(); }
+    void setLimit(int64 bytes) noexcept;
+    int64 getLeftOutBytes() const noexcept { return m_record ? m_record->getLeftOutBytes() : 0; }
 
     /// A transfer begins: empties the log and decides VerboseLogAutomatic.
     void begin(bool isUpload) noexcept;
@@ -36,7 +37,8 @@ private:
     bool m_isOn = false;
     VerboseLogData m_sslData = VerboseLogNone;
     VerboseLogData m_data = VerboseLogAutomatic;
-    CVerboseRecord m_record;
+    int64 m_limit = -1;                        // of the record
+    std::unique_ptr<CVerboseRecord> m_record;  // null until the log is on for the first time
 };
 
 }  // namespace vexil
