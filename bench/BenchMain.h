@@ -16,18 +16,15 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <valgrind/callgrind.h>
 
 namespace bench {
 
 constexpr std::int64_t mebibyte = 1024 * 1024;
-constexpr std::string_view smallBody =
-    "one hundred bytes that nobody reads, one hundred bytes that nobody reads, "
-    "one hundred bytes, no more...";
-
 /// The size of the objects of the S3 workloads.
 constexpr int objectSize = 4096;
 
-/// How many requests run before the measured ones, so that the idle transfers get their connections.
+/// At least so many requests run before the measured ones.
 constexpr int warmUpRequests = 10;
 
 /// An address of the same server to which it never responds.
@@ -50,17 +47,32 @@ inline std::size_t heapInUse() {
     return info.uordblks + info.hblkhd;
 }
 
-/// Not getrusage(): its peak includes the process that started this one.
-inline int peakKibibytes() {
-    std::ifstream status("/proc/self/status");
-    const std::string name = "VmHWM:";
+/// A number from the status file of a process or thread.
+/// \param name  with its colon
+inline int readStatus(const std::string& path, std::string_view name) {
+    std::ifstream status(path);
     for (std::string line; std::getline(status, line);) {
         if (line.starts_with(name)) {
             return std::atoi(line.c_str() + name.size());
         }
     }
-    throw std::runtime_error("/proc/self/status has no VmHWM");
+    throw std::runtime_error(path + " has no " + std::string(name));
 }
+
+/// Not getrusage(): its peak includes the process that started this one.
+inline int peakKibibytes() {
+    return readStatus("/proc/self/status", "VmHWM:");
+}
+
+/// `valgrind --tool=callgrind --instr-atstart=no` counts only during the lifetimes of such objects. All else
+/// then runs faster.
+class Counted {
+public:
+    Counted() { CALLGRIND_START_INSTRUMENTATION; }
+    Counted(const Counted&) = delete;
+    Counted& operator=(const Counted&) = delete;
+    ~Counted() { CALLGRIND_STOP_INSTRUMENTATION; }
+};
 
 /// Runs the workload that the arguments name and prints "NAME=VALUE" for each figure that this process can
 /// measure.

@@ -328,11 +328,12 @@ private:
     Clock::time_point m_due;
 };
 
-/// Small requests one after the other while others wait for responses that never come.
+using Clients = std::vector<std::unique_ptr<Client>>;
+
+/// Requests that wait for responses that never come.
 template <class Loop>
-void getBesideIdle(int idleTransfers, const std::string& url, int count) {
-    Loop loop;
-    std::vector<std::unique_ptr<Client>> idle;
+Clients addIdle(Loop& loop, const std::string& url, int idleTransfers) {
+    Clients idle;
     for (int i = 0; i < idleTransfers; ++i) {
         idle.push_back(std::make_unique<Client>(true));
         idle.back()->set(CURLOPT_URL, bench::neverAnswered(url).c_str());
@@ -340,14 +341,45 @@ void getBesideIdle(int idleTransfers, const std::string& url, int count) {
         idle.back()->set(CURLOPT_LOW_SPEED_TIME, 0L);
         loop.add(idle.back()->handle());
     }
+    return idle;
+}
+
+template <class Loop>
+void getOne(Loop& loop, Client& client) {
+    client.prepare();
+    loop.add(client.handle());
+    const auto [ended, result] = loop.waitForEnd();
+    require(ended == client.handle(), "an idle transfer has ended");
+    client.finish(result);
+}
+
+bool isConnected(const std::unique_ptr<Client>& client) {
+    double seconds = 0;
+    curl_easy_getinfo(client->handle(), CURLINFO_PRETRANSFER_TIME, &seconds);
+    return seconds > 0;
+}
+
+/// Runs a request until all others have sent theirs.
+template <class Loop>
+void warmUp(Loop& loop, Client& client, const Clients& idle) {
+    for (int i = 0; i < bench::warmUpRequests || !std::all_of(idle.begin(), idle.end(), isConnected); ++i) {
+        getOne(loop, client);
+    }
+}
+
+/// Small requests one after the other while others wait for responses that never come.
+template <class Loop>
+void getBesideIdle(int idleTransfers, const std::string& url, int count) {
+    Loop loop;
     Client client(true);
     client.set(CURLOPT_URL, url.c_str());
-    for (int i = 0; i < bench::warmUpRequests + count; ++i) {
-        client.prepare();
-        loop.add(client.handle());
-        const auto [ended, result] = loop.waitForEnd();
-        require(ended == client.handle(), "an idle transfer has ended");
-        client.finish(result);
+    const Clients idle = addIdle(loop, url, idleTransfers);
+    warmUp(loop, client, idle);
+    {
+        const bench::Counted counted;
+        for (int i = 0; i < count; ++i) {
+            getOne(loop, client);
+        }
     }
     for (const auto& other : idle) {
         loop.remove(other->handle());
@@ -385,12 +417,13 @@ void getWithNew(const std::string& url, int count, bool keepHeaders) {
 
 void put(const std::string& url, int count, bool keepHeaders) {
     Client client(keepHeaders);
-    MemorySource source{bench::smallBody};
+    const std::string body(bench::objectSize, 'x');
+    MemorySource source{body};
     client.set(CURLOPT_URL, url.c_str());
     client.set(CURLOPT_UPLOAD, 1L);
     client.set(CURLOPT_READFUNCTION, &readMemory);
     client.set(CURLOPT_READDATA, &source);
-    client.set(CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(bench::smallBody.size()));
+    client.set(CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(body.size()));
     for (int i = 0; i < count; ++i) {
         source.position = 0;
         client.perform();
@@ -505,6 +538,21 @@ void measureHeap(const std::string& url, int count) {
               << "\nheap_connected=" << (connected - before) / clients.size() << '\n';
 }
 
+/// While the requests wait for their responses.
+void measureActiveHeap(const std::string& url, int count) {
+    PollLoop loop;
+    Client client(true);
+    client.set(CURLOPT_URL, url.c_str());
+    getOne(loop, client);
+    const std::size_t before = bench::heapInUse();
+    const Clients idle = addIdle(loop, url, count);
+    warmUp(loop, client, idle);
+    std::cout << "heap_active=" << (bench::heapInUse() - before) / idle.size() << '\n';
+    for (const auto& other : idle) {
+        loop.remove(other->handle());
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -531,12 +579,11 @@ int main(int argc, char** argv) {
                        {"s3-put-v4", signedBy(putObject, Signature::V4)},
                        {"multi-1", beside(getBesideIdle<PollLoop>, 0)},
                        {"multi-100", beside(getBesideIdle<PollLoop>, 99)},
-                       {"multi-1000", beside(getBesideIdle<PollLoop>, 999)},
-                       {"multi-5000", beside(getBesideIdle<PollLoop>, 4999)},
+                       {"multi-901", beside(getBesideIdle<PollLoop>, 900)},
                        {"multi-epoll-1", beside(getBesideIdle<EpollLoop>, 0)},
                        {"multi-epoll-100", beside(getBesideIdle<EpollLoop>, 99)},
-                       {"multi-epoll-1000", beside(getBesideIdle<EpollLoop>, 999)},
-                       {"multi-epoll-5000", beside(getBesideIdle<EpollLoop>, 4999)},
+                       {"multi-epoll-901", beside(getBesideIdle<EpollLoop>, 900)},
+                       {"multi-epoll-10001", beside(getBesideIdle<EpollLoop>, 10000)},
                        {"get-bare", bare(get)},
                        {"reset", keeping(getAfterReset)},
                        {"reset-bare", bare(getAfterReset)},
@@ -550,5 +597,6 @@ int main(int argc, char** argv) {
                        {"put-stream", putStream},
                        {"put-parts", putInParts},
                        {"get-parts", getInParts},
-                       {"heap", measureHeap}});
+                       {"heap", measureHeap},
+                       {"heap-active", measureActiveHeap}});
 }

@@ -1,10 +1,9 @@
 // The workloads through the library.
 
 #include "bench/BenchMain.h"
+#include "bench/ManyTransfers.h"
 #include "bench/PartsFile.h"
 #include "sigil/Digest.h"
-#include "vexil/async/AsyncNetRequestManager.h"
-#include "vexil/async/AsyncNetRequestThread.h"
 #include "vexil/net/NetRequest.h"
 #include "vexil/net/SharedConnections.h"
 #include "vexil/s3/S3Client.h"
@@ -13,6 +12,8 @@
 #include "zet/MemoryInStream.h"
 
 #include <algorithm>
+#include <map>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -81,44 +82,6 @@ void get(const std::string& url, int count) {
     }
 }
 
-/// The same one after the other through the worker thread.
-void getByThread(const std::string& url, int count) {
-    const P<vexil::CAsyncNetRequestThread> thread = new vexil::CAsyncNetRequestThread(nullptr);
-    const P<CNetRequest> request = new CNetRequest;
-    request->setURL(String::fromUTF8(url));
-    thread->start();
-    for (int i = 0; i < count; ++i) {
-        // Otherwise the done signal would be that of the previous transfer until the worker takes the request
-        // over.
-        request->setAsyncInfo(false, CURLE_OK);
-        thread->addRequest(request);
-        require(request->waitAsyncDone(60000), "the request does not end");
-        request->checkAsyncResult();
-    }
-}
-
-/// The same one after the other while others wait for responses that never come.
-void getBesideIdle(vexil::AsyncEngine engine, int idleTransfers, const std::string& url, int count) {
-    vexil::CAsyncNetRequestManager manager;
-    manager.setEngine(engine);
-    for (int i = 0; i < idleTransfers; ++i) {
-        const P<CNetRequest> idle = new CNetRequest;
-        idle->setURL(String::fromUTF8(bench::neverAnswered(url)));
-        idle->setLowSpeedLimit(0, zet::CTimeSpan::fromSeconds(0));
-        manager.addRequest(idle);
-    }
-    const P<CNetRequest> request = new CNetRequest;
-    request->setURL(String::fromUTF8(url));
-    for (int i = 0; i < bench::warmUpRequests + count; ++i) {
-        manager.addRequest(request);
-        do {
-            manager.waitForEvents(-1);
-        } while (manager.handleEvents(nullptr) == 0);
-        require(manager.getRequestCount() == idleTransfers, "an idle transfer has ended");
-        request->checkAsyncResult();
-    }
-}
-
 void getAfterReset(const std::string& url, int count) {
     CNetRequest request;
     const String address = String::fromUTF8(url);
@@ -147,7 +110,7 @@ void put(const std::string& url, int count) {
     CNetRequest request;
     request.setURL(String::fromUTF8(url));
     request.setHTTPMethod("PUT");
-    request.setSendDataAsUTF8(String::fromUTF8(bench::smallBody));
+    request.setSendDataAsUTF8(String::fromUTF8(std::string(bench::objectSize, 'x')));
     for (int i = 0; i < count; ++i) {
         request.perform();
     }
@@ -289,79 +252,41 @@ void putFromSource(const std::string& url, int mebibytes) {
     require(source->getPosition() == source->getSize(), "the body was not read to its end");
 }
 
-void measureHeap(const std::string& url, int count) {
-    const String address = String::fromUTF8(url);
-    std::vector<P<CNetRequest>> requests;
-    requests.reserve(static_cast<std::size_t>(count));
-    CNetRequest first;
-    first.setURL(address);
-    first.perform();  // allocates the memory that libcurl shares between all handles
-    const std::size_t before = bench::heapInUse();
-    for (int i = 0; i < count; ++i) {
-        requests.push_back(new CNetRequest);
-        requests.back()->setURL(address);
-    }
-    const std::size_t configured = bench::heapInUse();
-    for (const P<CNetRequest>& request : requests) {
-        request->perform();
-    }
-    const std::size_t connected = bench::heapInUse();
-    std::cout << "heap_configured=" << (configured - before) / requests.size()
-              << "\nheap_connected=" << (connected - before) / requests.size() << '\n';
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
-    using enum vexil::AsyncEngine;
-    const auto beside = [](vexil::AsyncEngine engine, int idleTransfers) {
-        return [engine, idleTransfers](const std::string& url, int count) {
-            getBesideIdle(engine, idleTransfers, url, count);
-        };
-    };
     const auto signedBy = [](auto workload, int version) {
         return [workload, version](const std::string& url, int count) { workload(url, count, version); };
     };
     const auto listedBy = [](vexil::S3ListVersion version) {
         return [version](const std::string& url, int count) { listPages(url, count, version); };
     };
-    return bench::run(argc, argv,
-                      {{"get", get},
-                       {"s3-get-v2", signedBy(getObject, 2)},
-                       {"s3-get-v4", signedBy(getObject, 4)},
-                       {"s3-put-v2", signedBy(putObject, 2)},
-                       {"s3-put-v4", signedBy(putObject, 4)},
-                       {"s3-put-unsigned", putUnsignedObject},
-                       {"list-v1", listedBy(vexil::S3ListVersion::V1)},
-                       {"list-v2", listedBy(vexil::S3ListVersion::V2)},
-                       {"list-threads", listPagesByThreads},
-                       {"get-thread", getByThread},
-                       {"multi-1", beside(Automatic, 0)},
-                       {"multi-100", beside(Automatic, 99)},
-                       {"multi-1000", beside(Automatic, 999)},
-                       {"multi-5000", beside(Automatic, 4999)},
-                       {"multi-epoll-1", beside(Sockets, 0)},
-                       {"multi-epoll-100", beside(Sockets, 99)},
-                       {"multi-epoll-1000", beside(Sockets, 999)},
-                       {"multi-epoll-5000", beside(Sockets, 4999)},
-                       {"reset", getAfterReset},
-                       {"new", getWithNew},
-                       {"put", put},
-                       {"get-buffer", getToBuffer},
-                       {"get-sink", getToSink},
-                       {"put-source", putFromSource},
-                       {"put-stream", putStream},
-                       {"hash-md5",
-                        [](const std::string&, int mebibytes) {
-                            hashStream({sigil::CDigestType_MD5().createDigest()}, mebibytes);
-                        }},
-                       {"hash-md5-sha256",
-                        [](const std::string&, int mebibytes) {
-                            hashStream({sigil::CDigestType_MD5().createDigest(),
-                                        sigil::CDigestType_SHA256().createDigest()},
-                                       mebibytes);
-                        }},
-                       {"put-parts", putInParts},
-                       {"get-parts", getInParts},
-                       {"heap", measureHeap}});
+    std::map<std::string, bench::Workload> workloads = bench::makeManyTransferWorkloads();
+    workloads.merge(std::map<std::string, bench::Workload>{
+        {"get", get},
+        {"s3-get-v2", signedBy(getObject, 2)},
+        {"s3-get-v4", signedBy(getObject, 4)},
+        {"s3-put-v2", signedBy(putObject, 2)},
+        {"s3-put-v4", signedBy(putObject, 4)},
+        {"s3-put-unsigned", putUnsignedObject},
+        {"list-v1", listedBy(vexil::S3ListVersion::V1)},
+        {"list-v2", listedBy(vexil::S3ListVersion::V2)},
+        {"list-threads", listPagesByThreads},
+        {"reset", getAfterReset},
+        {"new", getWithNew},
+        {"put", put},
+        {"get-buffer", getToBuffer},
+        {"get-sink", getToSink},
+        {"put-source", putFromSource},
+        {"put-stream", putStream},
+        {"hash-md5", [](const std::string&,
+                        int mebibytes) { hashStream({sigil::CDigestType_MD5().createDigest()}, mebibytes); }},
+        {"hash-md5-sha256",
+         [](const std::string&, int mebibytes) {
+             hashStream({sigil::CDigestType_MD5().createDigest(), sigil::CDigestType_SHA256().createDigest()},
+                        mebibytes);
+         }},
+        {"put-parts", putInParts},
+        {"get-parts", getInParts}});
+    return bench::run(argc, argv, workloads);
 }

@@ -12,7 +12,9 @@ import subprocess
 import sys
 import tempfile
 
+import limits
 import programs
+import tool_output
 
 ROUNDS = 11
 SMALL = 200  # requests; slopes are taken between this and twice as many
@@ -22,12 +24,18 @@ FULL_BODY = 1024  # MiB
 LISTED_KEYS = 1000  # in a page
 CLOCKED_REQUESTS = 5000
 HEAP_REQUESTS = 100
-MANY_TRANSFERS = {1: SMALL, 100: SMALL, 1000: 60, 5000: 20}  # and requests: each goes through all transfers
+IDLE_TRANSFERS = {0: SMALL, 99: SMALL, 900: 60, 10000: 40}  # and requests
+MOST_POLLED = 900  # libcurl goes through all of them for each request
+ALL_AT_ONCE = {100: 20, 2000: 2}  # transfers, and how often
+REMOVALS = 20
+LEFT_RUNNING = (10, 4000)
+IDLE_SECONDS = 5
+LISTED_PAGES = 40
 
 SMALL_WORKLOADS = {
     "get": "GET, request reused",
     "reset": "GET, reset and four options before each",
-    "put": "PUT of 100 bytes, request reused",
+    "put": "PUT of 4 KiB, request reused",
     "new": "GET, a new request object each, connections shared",
 }
 BODY_WORKLOADS = {
@@ -55,6 +63,7 @@ class Bench:
         self.files = pathlib.Path(os.environ["VEXIL_HTTP_ROOT"])
         self.nginx = os.environ["VEXIL_HTTP_ENDPOINT"]
         self.late = self.bulk = self.secure_late = self.secure_bulk = None
+        self.counts = {}  # by the names that limits.py uses
 
     @contextlib.contextmanager
     def servers(self):
@@ -100,6 +109,26 @@ class Bench:
                           ["valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null"])
         return int(re.search(r"Collected : (\d+)", output).group(1))
 
+    def counted(self, program, workload, url, count):
+        """Only what the workload itself lets callgrind count, a request."""
+        output = self.run(program, workload, url, count,
+                          ["valgrind", "--tool=callgrind", "--instr-atstart=no", "--callgrind-out-file=/dev/null"])
+        return int(re.search(r"Collected : (\d+)", output).group(1)) / count
+
+    def own_counted(self, workload, url, count):
+        """The same, without libcurl and what it calls."""
+        with tempfile.NamedTemporaryFile("r") as file:
+            self.run("vexil", workload, url, count, ["valgrind", *tool_output.CALLGRIND, "--instr-atstart=no",
+                                                     f"--callgrind-out-file={file.name}"])
+            file.seek(0)
+            return tool_output.own_instructions(file, is_ours, lambda path: "libcurl" in path) / count
+
+    def lock_waits(self, workload, url, count):
+        """How often a thread waited for a lock that the library or this program took."""
+        with tempfile.NamedTemporaryFile("r") as calls:
+            self.run("vexil", workload, url, count, ["strace", *tool_output.STRACE_OF_LOCKS, "-o", calls.name])
+            return tool_output.lock_waits(calls.read(), is_ours)
+
     def system_calls(self, program, workload, url, count):
         with tempfile.NamedTemporaryFile() as summary:
             self.run(program, workload, url, count, ["strace", "-f", "-c", "-U", "calls,name", "-o", summary.name])
@@ -115,6 +144,10 @@ def slope(measure, program, workload, url, count, repeats=1):
     once, twice = (statistics.median(measure(program, workload, url, n) for _ in range(repeats))
                    for n in (count, 2 * count))
     return (twice - once) / count
+
+
+def is_ours(path):
+    return "/libvexil." in path or path.endswith("/bench-vexil")
 
 
 def number(value):
@@ -142,6 +175,8 @@ def small_counts(bench):
             bare, plain, ours = (slope(measure, program, form, bench.small_url(), SMALL) for program, form in
                                  (("plain", workload + "-bare"), ("plain", workload), ("vexil", workload)))
             rows.append((name, number(bare), number(plain), number(ours), percent(ours, plain)))
+            kind = {bench.system_calls: ", system calls", bench.allocations: ", allocations"}.get(measure, "")
+            bench.counts |= {f"{workload}, plain{kind}": plain, f"{workload}, vexil{kind}": ours}
         table(title, ("", "plain, bare", "plain, keeping headers and lines", "vexil", "vexil to the latter"), rows)
 
 
@@ -152,6 +187,7 @@ def s3_counts(bench):
         values = [slope(bench.instructions, program, f"s3-{operation}{suffix}", bench.late, SMALL)
                   for program, suffix in (("plain", ""), ("plain", "-v4"), ("vexil", "-v2"), ("vexil", "-v4"))]
         rows.append((f"{operation.upper()} of 4 KiB", *map(number, values)))
+        bench.counts |= {f"s3-{operation}-v2": values[2], f"s3-{operation}-v4": values[3]}
     table("Instructions an S3 request", ("", "plain, not signed", "plain, signed by libcurl (version 4)",
                                          "vexil, version 2", "vexil, version 4"), rows)
 
@@ -162,6 +198,7 @@ def s3_counts_over_tls(bench):
     plain, ours = (count(program, workload, bench.secure_late, SMALL)
                    for program, workload in (("plain", "s3-put"), ("vexil", "s3-put-unsigned")))
     without_tls = count("plain", "s3-put", bench.late, SMALL)
+    bench.counts["s3-put-unsigned"] = without_tls + ours - plain
     table("Instructions of a PUT of 4 KiB over https, the payload not signed",
           ("plain, not signed", "vexil, version 4", "more", "plain without TLS, and what vexil needs more"),
           [(number(plain), number(ours), number(ours - plain), number(without_tls + ours - plain))])
@@ -181,9 +218,15 @@ def listing_page():
 
 def listing_counts(bench):
     """The web server sends the page for the bucket "static", whatever the query."""
-    rows = [(name, number(slope(bench.instructions, "vexil", workload, bench.nginx, 4) / LISTED_KEYS))
-            for workload, name in (("list-v1", "version 1"), ("list-v2", "version 2, names encoded"))]
+    rows = []
+    for workload, pages, name in (("list-v1", 4, "version 1"), ("list-v2", 4, "version 2, names encoded"),
+                                  ("list-threads", 8, "version 2, in four threads")):
+        bench.counts[workload] = slope(bench.instructions, "vexil", workload, bench.nginx, pages) / LISTED_KEYS
+        rows.append((name, number(bench.counts[workload])))
     table("Instructions a key of a listing", ("", "vexil"), rows)
+    bench.counts["lock waits"] = bench.lock_waits("list-threads", bench.nginx, LISTED_PAGES)
+    table(f"{LISTED_PAGES} pages of a listing in four threads", ("waits for locks of the library",),
+          [(number(bench.counts["lock waits"]),)])
 
 
 def listing_clock(bench):
@@ -196,19 +239,46 @@ def listing_clock(bench):
           [(f"{cpu('list-v2', 20) - cpu('list-v2', 0):.3f} s", f"{one:.3f} s", f"{four:.3f} s, {four / one:.2f} x")])
 
 
-def many_transfers(bench):
+def beside_idle(bench):
     """One request after the other, while all other transfers wait for responses that never come."""
     rows = []
-    for transfers, count in MANY_TRANSFERS.items():
-        row = [f"{transfers:,}"]
-        for workload in ("multi", "multi-epoll"):
-            plain, ours = (slope(bench.instructions, program, f"{workload}-{transfers}", bench.small_url(), count)
-                           for program in ("plain", "vexil"))
+    for idle, count in IDLE_TRANSFERS.items():
+        row = [f"{idle:,}"]
+        for workload, most in (("multi", MOST_POLLED), ("multi-epoll", max(IDLE_TRANSFERS))):
+            form = f"{workload}-{idle + 1}"
+            if idle > most:
+                row += ["", "", ""]
+                continue
+            plain, ours = (bench.counted(program, form, bench.small_url(), count) for program in ("plain", "vexil"))
+            bench.counts |= {f"{form}, plain": plain, f"{form}, vexil": ours}
             row += [number(plain), number(ours), percent(ours, plain)]
         rows.append(row)
-    table("Instructions a request, with so many transfers at once",
+    table("Instructions a request, beside so many idle transfers",
           ("", "plain, curl_multi_poll", "vexil", "vexil to plain",
            "plain, curl_multi_socket_action and epoll", "vexil, AsyncEngine::Sockets", "vexil to plain"), rows)
+
+
+def at_once(bench):
+    """What the library itself needs: without libcurl, and what that calls."""
+    rows = []
+    for transfers, count in ALL_AT_ONCE.items():
+        values = [bench.own_counted(f"{workload}-{transfers}", bench.small_url(), count) / transfers
+                  for workload in ("all", "all-epoll")]
+        bench.counts[f"own, {transfers} at once"] = values[0]
+        rows.append((f"{transfers:,}", *map(number, values)))
+    table("Own instructions a request, so many at once", ("", "vexil", "vexil, AsyncEngine::Sockets"), rows)
+    rows = []
+    for left in LEFT_RUNNING:
+        own = bench.own_counted(f"remove-{left}", bench.small_url(), REMOVALS)
+        bench.counts[f"own, removal beside {left}"] = own
+        rows.append((f"{left:,}", number(own)))
+    table("Own instructions of removeRequest() from another thread, beside so many others", ("", "vexil"), rows)
+
+
+def idle_worker(bench):
+    bench.counts["wake-ups"] = int(bench.figures("vexil", "idle-worker", bench.small_url(), IDLE_SECONDS)["wake_ups"])
+    table(f"Wake-ups of a worker without requests, in {IDLE_SECONDS} s", ("vexil",),
+          [(number(bench.counts["wake-ups"]),)])
 
 
 def body_counts(bench):
@@ -218,6 +288,10 @@ def body_counts(bench):
             plain, ours = (slope(measure, program, workload, bench.body_url(workload), BODY, REPEATS)
                            for program in ("plain", "vexil"))
             rows.append((name, number(plain), number(ours), percent(ours, plain) if plain >= 1 else ""))
+            if measure == bench.instructions:
+                bench.counts |= {f"{workload}, plain": plain, f"{workload}, vexil": ours}
+            else:
+                bench.counts[f"{workload}, allocations"] = round(ours * BODY)
         table(title, ("", "plain", "vexil", "vexil to plain"), rows)
 
 
@@ -227,13 +301,20 @@ def peaks(bench):
         plain, ours = (int(bench.figures(program, workload, bench.body_url(workload), FULL_BODY)["peak_kibibytes"])
                        for program in ("plain", "vexil"))
         rows.append((name, *(f"{value / 1024:,.1f}" for value in (plain, ours))))
+        if workload == "get-buffer":
+            bench.counts["peak above the body"] = ours * 1024 - FULL_BODY * limits.MEBIBYTE
     table("Peak resident size with a body of 1 GiB, in MiB", ("", "plain", "vexil"), rows)
 
 
 def heap(bench):
-    plain, ours = (bench.figures(program, "heap", bench.small_url(), HEAP_REQUESTS) for program in ("plain", "vexil"))
-    rows = [(name, number(int(plain[key])), number(int(ours[key]))) for key, name in
-            (("heap_configured", "configured"), ("heap_connected", "with a kept connection"))]
+    rows = []
+    for workload, figure, name in (("heap", "configured", "configured"),
+                                   ("heap", "connected", "with a kept connection"),
+                                   ("heap-active", "active", "waiting for its response")):
+        plain, ours = (int(bench.figures(program, workload, bench.small_url(), HEAP_REQUESTS)[f"heap_{figure}"])
+                       for program in ("plain", "vexil"))
+        bench.counts[f"heap, {figure}"] = ours
+        rows.append((name, number(plain), number(ours)))
     table("Heap of one request, in bytes", ("", "plain", "vexil"), rows)
 
 
@@ -291,15 +372,31 @@ def stream_clock(bench):
           ("", "plain", "vexil", "its hashes alone", "vexil without them", "to plain"), rows)
 
 
-def program_costs(bench):
+def program_counts(bench):
     program = bench.build / "bin" / "vexil"
-    lists, deletes, seconds = programs.deletions(program, ROUNDS)
-    table(f"12,000 deletions with the program, median of {ROUNDS} rounds", ("requests", "of them to list", "CPU"),
-          [(number(lists + deletes), number(lists), f"{seconds:.2f} s")])
+    lists, deletes, _ = programs.deletions(program, 1)
+    table("Requests of the program for 12,000 deletions", ("all", "of them to list"),
+          [(number(lists + deletes), number(lists))])
+    file, pipe = programs.peak_from_file(program, bench.bulk), programs.peak_from_pipe(program, bench.bulk, 16, 4)
     table("Peak memory of the program, 10 GiB in parts, in MiB",
-          ("from a file", "from a pipe, 4 parts of 16 MiB at once"),
-          [(f"{programs.peak_from_file(program, bench.bulk):.1f}",
-            f"{programs.peak_from_pipe(program, bench.bulk, 16, 4):.1f}")])
+          ("from a file", "from a pipe, 4 parts of 16 MiB at once"), [(f"{file:.1f}", f"{pipe:.1f}")])
+    bench.counts |= {"deletions": deletes, "deletions, listing": lists,
+                     "peak, from a file": file * limits.MEBIBYTE, "peak, from a pipe": pipe * limits.MEBIBYTE}
+
+
+def program_clock(bench):
+    seconds = programs.deletions(bench.build / "bin" / "vexil", ROUNDS)[2]
+    table(f"CPU of the program for 12,000 deletions, median of {ROUNDS} rounds", ("vexil",), [(f"{seconds:.2f} s",)])
+
+
+def removal_clock(bench):
+    rows = []
+    for left in LEFT_RUNNING:
+        times = [float(bench.figures("vexil", f"remove-{left}", bench.small_url(), REMOVALS)["microseconds"])
+                 for _ in range(ROUNDS)]
+        rows.append((f"{left:,}", f"{statistics.median(times):.1f} µs"))
+    table(f"Wall clock of removeRequest() from another thread, beside so many others, median of {ROUNDS} rounds",
+          ("", "vexil"), rows)
 
 
 def thread_clock(bench):
@@ -315,7 +412,7 @@ def thread_clock(bench):
 def raise_descriptor_limit():
     """A connection needs a descriptor in the program and one in the server."""
     hard = resource.getrlimit(resource.RLIMIT_NOFILE)[1]
-    needed = max(MANY_TRANSFERS) + 100
+    needed = max(IDLE_TRANSFERS) + 100
     if hard != resource.RLIM_INFINITY and hard < needed:
         sys.exit(f"The limit of open files is {hard}; {needed} are needed: ulimit -Hn {needed}")
     resource.setrlimit(resource.RLIMIT_NOFILE, (hard, hard))
@@ -329,21 +426,16 @@ def main():
     raise_descriptor_limit()
     bench = Bench(options.build)
     with bench.servers():
-        small_counts(bench)
-        s3_counts(bench)
-        s3_counts_over_tls(bench)
-        listing_counts(bench)
-        many_transfers(bench)
-        body_counts(bench)
-        peaks(bench)
-        heap(bench)
-        if not options.quick:
-            wall_clock(bench)
-            thread_clock(bench)
-            listing_clock(bench)
-            parts_clock(bench)
-            stream_clock(bench)
-            program_costs(bench)
+        for measure in COUNTS + (() if options.quick else CLOCKS):
+            measure(bench)
+    rows, are_held = limits.check(bench.counts)
+    table("Limits of counts", ("case", "counted", "limit", "aim", "measured", ""), rows)
+    return 0 if are_held else 1
 
 
-main()
+COUNTS = (small_counts, s3_counts, s3_counts_over_tls, listing_counts, beside_idle, at_once, idle_worker, body_counts,
+          peaks, heap, program_counts)
+CLOCKS = (wall_clock, thread_clock, removal_clock, listing_clock, parts_clock, stream_clock, program_clock)
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -5,7 +5,9 @@
 #   --build DIR   where to build; default: build/bench
 #   --quick       no wall clock: only counts, which do not depend on the other load of the machine
 #
-# Installs missing packages, builds, and starts a private web server. Takes about ten minutes, less with --quick.
+# The last table compares the counts with their limits (limits.py). Exit code 1 if one is missed.
+#
+# Installs missing packages, builds, and starts a private web server. Takes ten minutes with --quick, and more without.
 set -euo pipefail
 
 cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.."
