@@ -84,8 +84,8 @@ void CBackup::store(const CFolderWalker& walker, int jobs) {
         walker.walk(*this);
         queue.finish();
     }
-    for (const std::filesystem::path& path : m_filesInParts) {
-        storeInParts(path);
+    for (const std::filesystem::path& path : m_filesAlone) {
+        storeAlone(path);
     }
     m_store.finishUploads(walker, m_failures == 0,
                           [this](const String& name, const String& reason) { onConflict(name, reason); });
@@ -99,21 +99,21 @@ void CBackup::onConflict(const String& name, const String& reason) {
 void CBackup::onFile(const std::filesystem::path& relativePath) {
     std::error_code failure;
     const auto size = std::filesystem::file_size(m_folder / relativePath, failure);
-    if (!failure && m_store.isStoredInParts(static_cast<int64>(size))) {
-        m_filesInParts.push_back(relativePath);
+    if (!failure && m_store.isStoredAlone(static_cast<int64>(size))) {
+        m_filesAlone.push_back(relativePath);
     } else {
         m_queue->start(make<CStoreJob>(*this, relativePath));
     }
 }
 
-void CBackup::storeInParts(const std::filesystem::path& relativePath) {
+void CBackup::storeAlone(const std::filesystem::path& relativePath) {
     P<CFileInStream> file;
     bool isStored = false;
     try {
         CInterrupt::throwIfRequested();
         file = new CInterruptibleFile(m_folder / relativePath);
         CFileProgress progress(m_progress, describe(relativePath));
-        m_store.storeInParts(m_folder / relativePath, relativePath, progress);
+        m_store.storeAlone(m_folder / relativePath, relativePath, progress);
         isStored = true;
         if (file->hasChanged()) {
             throw makeMixedContentError();

@@ -11,7 +11,7 @@ namespace vexil::app {
 class CSession;
 class CSessionQueue;
 
-/// Stores the regular files of a folder, each under its path. Files that the store takes in parts follow
+/// Stores the regular files of a folder, each under its path. Files that the store takes alone follow
 /// after the others, one after another: each of them uses all transfers. Reports files that cannot be read
 /// or stored, and continues with the others. Ends if the server will refuse everything.
 class CBackup : private IFolderVisitor {
@@ -33,7 +33,7 @@ private:
     void onProblem(const std::filesystem::path& relativePath, const String& reason) override;
 
     void store(const CFolderWalker& walker, int jobs);
-    void storeInParts(const std::filesystem::path& relativePath);
+    void storeAlone(const std::filesystem::path& relativePath);
     void onFailure(const std::filesystem::path& relativePath, const CError& error, bool isChanged);
     void onConflict(const String& name, const String& reason);
     void printReport();
@@ -43,7 +43,7 @@ private:
     std::filesystem::path m_folder;
     CProgress m_progress;
     CSessionQueue* m_queue = nullptr;  // while the folder is walked
-    TArray<std::filesystem::path> m_filesInParts;
+    TArray<std::filesystem::path> m_filesAlone;
     int64 m_skipped = 0;
     int64 m_emptyFolders = 0;
     int64 m_failures = 0;

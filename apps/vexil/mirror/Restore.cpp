@@ -2,9 +2,9 @@
 
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/console/ErrorReport.h"
+#include "apps/vexil/files/MakeFolders.h"
 #include "apps/vexil/files/PartFile.h"
 #include "apps/vexil/platform/Interrupt.h"
-#include "apps/vexil/platform/Platform.h"
 #include "apps/vexil/session/Session.h"
 #include "apps/vexil/transfer/FileJob.h"
 #include "apps/vexil/transfer/SessionQueue.h"
@@ -103,8 +103,8 @@ void CRestore::restoreAll(int jobs) {
         restore(queue, std::move(file));
     }
     queue.finish();
-    for (const std::unique_ptr<IStoredFile>& file : m_filesInParts) {
-        fetchInParts(*file);
+    for (const std::unique_ptr<IStoredFile>& file : m_filesAlone) {
+        fetchAlone(*file);
     }
     m_leftParts.clearAll();
 }
@@ -120,8 +120,8 @@ std::unique_ptr<IStoredFile> CRestore::findNext(CSessionQueue& queue, IStoreList
 }
 
 void CRestore::restore(CSessionQueue& queue, std::unique_ptr<IStoredFile> file) {
-    if (file->isFetchedInParts()) {
-        m_filesInParts.push_back(std::move(file));
+    if (file->isFetchedAlone()) {
+        m_filesAlone.push_back(std::move(file));
         return;
     }
     auto job = make<CFetchJob>(*this, std::move(file));
@@ -131,13 +131,13 @@ void CRestore::restore(CSessionQueue& queue, std::unique_ptr<IStoredFile> file) 
     queue.start(std::move(job));
 }
 
-void CRestore::fetchInParts(const IStoredFile& file) {
+void CRestore::fetchAlone(const IStoredFile& file) {
     try {
         CInterrupt::throwIfRequested();
         CFileProgress progress(m_progress, printable(file.getName()));
         const fs::path path = preparePath(file);
         m_leftParts.keep(path, file.getContent());
-        file.fetchInParts(path, progress);
+        file.fetchAlone(path, progress);
     } catch (const CError& error) {
         onFailure(file, error);
         m_session.setFailedRequest(nullptr);
@@ -147,7 +147,7 @@ void CRestore::fetchInParts(const IStoredFile& file) {
 /// Makes the folders of a file, and removes what killed programs have left of it.
 fs::path CRestore::preparePath(const IStoredFile& file) {
     const fs::path relativePath = file.getRelativePath();
-    makeFolders(relativePath.parent_path());
+    makeFoldersBelow(m_folder, relativePath.parent_path());
     const fs::path path = m_folder / relativePath;
     m_leftParts.lookInto(path.parent_path());
     m_leftParts.clear(path, file.getContent());
@@ -163,29 +163,6 @@ bool CRestore::isInTheWayOf(const String& name) const {
         }
     }
     return false;
-}
-
-// One directory at a time: a link on the way could lead out of the folder.
-void CRestore::makeFolders(const fs::path& relativePath) {
-    fs::path folder = m_folder;
-    for (const fs::path& name : relativePath) {
-        folder /= name;
-        std::error_code failure;
-        const fs::file_status status = getEntryStatus(folder, failure);
-        if (fs::is_directory(status)) {
-            continue;
-        }
-        if (fs::exists(status)) {
-            throw CError("Cannot make the folder '" + describe(folder) + "': there is " +
-                             (fs::is_symlink(status) ? "a link" : "a file") + " of this name",
-                         "system");
-        }
-        if (!fs::create_directory(folder, failure)) {
-            throw CError("Cannot make the folder '" + describe(folder) +
-                             "': " + String::fromUTF8Lossy(failure.message()),
-                         "system", failure.value());
-        }
-    }
 }
 
 /// Reports the failure of one file, and throws the error if others would fail in the same way.

@@ -35,12 +35,11 @@ private:
     void restoreAll(int jobs);
     std::unique_ptr<IStoredFile> findNext(CSessionQueue& queue, IStoreListing& listing);
     void restore(CSessionQueue& queue, std::unique_ptr<IStoredFile> file);
-    void fetchInParts(const IStoredFile& file);
+    void fetchAlone(const IStoredFile& file);
     std::filesystem::path preparePath(const IStoredFile& file);
     void onFailure(const IStoredFile& file, const CError& error);
     void printReport();
     bool isInTheWayOf(const String& name) const;
-    void makeFolders(const std::filesystem::path& relativePath);
 
     CSession& m_session;
     IStore& m_store;
@@ -48,7 +47,7 @@ private:
     CProgress m_progress;
     CLeftParts m_leftParts;
     std::set<String> m_namesUnderWay;
-    std::vector<std::unique_ptr<IStoredFile>> m_filesInParts;  // they follow after the others
+    std::vector<std::unique_ptr<IStoredFile>> m_filesAlone;  // they follow after the others
     int64 m_continuations = 0;
     int64 m_failures = 0;
 };

@@ -32,16 +32,19 @@ public:
     /// Identifies the content, for CPartFile: a download can continue after bytes of the same content. "",
     /// the default, if the server has no checksum that could confirm it.
     virtual String getContent() const { return String(); }
+    /// For a file that is not fetched alone.
     /// \param out  at its beginning; empty, or with bytes of this content that an earlier download has left
-    virtual std::unique_ptr<IDownload> makeDownload(const P<CPartStream>& out) const = 0;
-    /// Whether it is fetched by fetchInParts(), instead of makeDownload(). False by default.
-    virtual bool isFetchedInParts() const { return false; }
-    /// Fetches the file in parts, several at once, while no other transfer runs. It gets its name when it is
-    /// complete. After a failure the next call continues.
+    virtual std::unique_ptr<IDownload> makeDownload(const P<CPartStream>& /*out*/) const {
+        throw CError("This file is fetched alone.");
+    }
+    /// Whether it is fetched by fetchAlone(), instead of makeDownload(). False by default.
+    virtual bool isFetchedAlone() const { return false; }
+    /// Fetches the file while no other transfer runs: for a large file in parts, several at once. It gets its
+    /// name when it is complete. After a failure the next call may continue.
     /// \param file      its path on this computer
     /// \param progress  gets the bytes, and is complete at the end
-    virtual void fetchInParts(const std::filesystem::path& /*file*/, CFileProgress& /*progress*/) const {
-        throw CError("This store has no files in parts.");
+    virtual void fetchAlone(const std::filesystem::path& /*file*/, CFileProgress& /*progress*/) const {
+        throw CError("This file is fetched by a transfer.");
     }
 };
 
@@ -58,8 +61,8 @@ public:
     virtual std::unique_ptr<IStoredFile> findNext() = 0;
 };
 
-/// A folder on a server that keeps files under their relative paths: a backup is stored there, and restored
-/// from there. tests/apps/StoreContractTest.cpp checks these rules for each store.
+/// A folder, usually on a server, that keeps files under their relative paths: a backup is stored there, and
+/// restored from there. tests/apps/StoreContractTest.cpp checks these rules for each store.
 ///
 /// One thread. It can be used again after any of its functions, or a transfer, has failed.
 class IStore {
@@ -78,22 +81,24 @@ public:
     /// Must be called before the first upload.
     /// \throws errors that make the store unusable
     virtual void beginUploads() = 0;
-    /// Makes the upload of a file, which replaces a file of that path when it is complete. A failed upload
-    /// leaves no part of the file under that path. What it leaves under another name cannot be fetched, and
-    /// the destructor of the store removes it if the server allows it.
+    /// Makes the upload of a file that is not stored alone. It replaces a file of that path when it is
+    /// complete. A failed upload leaves no part of the file under that path. What it leaves under another
+    /// name cannot be fetched, and the destructor of the store removes it if the server allows it.
     /// \throws CError if the file cannot be stored under its path
-    virtual std::unique_ptr<ITransfer> makeUpload(const P<CFileInStream>& file,
-                                                  const std::filesystem::path& relativePath) = 0;
-    /// Whether a file of this size is stored by storeInParts(), instead of makeUpload(). False by default.
-    virtual bool isStoredInParts(int64 /*size*/) const { return false; }
-    /// Stores a file in parts, several at once, while no other upload runs. A failed upload does not replace
-    /// a file of that path.
+    virtual std::unique_ptr<ITransfer> makeUpload(const P<CFileInStream>& /*file*/,
+                                                  const std::filesystem::path& /*relativePath*/) {
+        throw CError("This file is stored alone.");
+    }
+    /// Whether a file of this size is stored by storeAlone(), instead of makeUpload(). False by default.
+    virtual bool isStoredAlone(int64 /*size*/) const { return false; }
+    /// Stores a file while no other upload runs: a large file in parts, several at once. It replaces a file
+    /// of that path when it is complete. A failure does not.
     /// \param file      its path on this computer
     /// \param progress  gets the bytes, and is complete at the end
     /// \throws the errors of the server; CError if the file cannot be read, or changes meanwhile
-    virtual void storeInParts(const std::filesystem::path& /*file*/,
-                              const std::filesystem::path& /*relativePath*/, CFileProgress& /*progress*/) {
-        throw CError("This store takes no files in parts.");
+    virtual void storeAlone(const std::filesystem::path& /*file*/,
+                            const std::filesystem::path& /*relativePath*/, CFileProgress& /*progress*/) {
+        throw CError("This file is stored by a transfer.");
     }
     /// Called after the last upload, when no transfer runs. Corrects entries that earlier backups have stored
     /// under names that now have another type, and reports entries that it cannot correct. Does nothing by

@@ -54,7 +54,7 @@ public:
     int64 getSize() const override { return m_size; }
     // Without an MD5 nobody can tell whether the part was changed since.
     String getContent() const override {
-        if (isFetchedInParts()) {
+        if (isFetchedAlone()) {
             return getPartedDownload().getContent();
         }
         const bool isProvable =
@@ -70,8 +70,8 @@ public:
         }
         return download;
     }
-    bool isFetchedInParts() const override { return isReadInParts(m_store.m_download, m_size, m_eTag); }
-    void fetchInParts(const std::filesystem::path& file, CFileProgress& progress) const override {
+    bool isFetchedAlone() const override { return isReadInParts(m_store.m_download, m_size, m_eTag); }
+    void fetchAlone(const std::filesystem::path& file, CFileProgress& progress) const override {
         downloadInParts(m_store.m_access, getPartedDownload(), file, progress);
     }
 
@@ -210,8 +210,8 @@ void CS3Store::beginUploads() {
     m_access.getClient().setUploadCheck(m_upload.getCheckOfObjects(m_access));
 }
 
-void CS3Store::storeInParts(const std::filesystem::path& file, const std::filesystem::path& relativePath,
-                            CFileProgress& progress) {
+void CS3Store::storeAlone(const std::filesystem::path& file, const std::filesystem::path& relativePath,
+                          CFileProgress& progress) {
     const String key = makeObjectKey(m_prefix, relativePath);
     checkListing(key);
     uploadInParts(m_access, file,

@@ -29,9 +29,9 @@ public:
     void beginUploads() override;
     std::unique_ptr<ITransfer> makeUpload(const P<CFileInStream>& file,
                                           const std::filesystem::path& relativePath) override;
-    bool isStoredInParts(int64 size) const override { return m_upload.isSentInParts(size); }
-    void storeInParts(const std::filesystem::path& file, const std::filesystem::path& relativePath,
-                      CFileProgress& progress) override;
+    bool isStoredAlone(int64 size) const override { return m_upload.isSentInParts(size); }
+    void storeAlone(const std::filesystem::path& file, const std::filesystem::path& relativePath,
+                    CFileProgress& progress) override;
     /// If a file has become a folder, deletes its old object after the whole folder is stored. If a folder
     /// has become a file, reports the objects that are left: there may be many, and others may need them.
     void finishUploads(const CFolderWalker& walker, bool isComplete, const Report& report) override;
