@@ -45,7 +45,9 @@ PROGRAM_ROOMS_BELOW = {
     "mail": ("base", "platform", "command", "console", "files", "session"),
     "s3": ("base", "platform", "command", "console", "files", "session", "transfer", "mirror"),
     "ftp": ("base", "platform", "command", "console", "files", "session", "transfer", "mirror"),
-    "program": ("base", "platform", "command", "console", "session", "mirror", "http", "mail", "s3", "ftp"),
+    "backup": ("base", "platform", "command", "console", "files", "index", "session", "transfer", "mirror", "s3", "ftp"),
+    "program": (
+        "base", "platform", "command", "console", "session", "mirror", "http", "mail", "s3", "ftp", "backup"),
 }
 PROGRAM = "apps/vexil"
 LIBRARIES = ("zet", "sigil", "vexil")

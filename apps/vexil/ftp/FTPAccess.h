@@ -3,9 +3,17 @@
 #include "apps/vexil/ftp/FTPSession.h"
 #include "apps/vexil/session/Session.h"
 
+#include <optional>
+
 namespace vexil::app {
 
 struct CCredentialNames;
+
+/// The FTP server of a destination.
+struct CFTPServer {
+    String name;  ///< host, optionally with a port
+    FTPSecurity security = FTPSecurity::Explicit;
+};
 
 /// An FTP server as the commands use it: the operations on it, and the session that they belong to. One
 /// thread.
@@ -15,8 +23,9 @@ public:
     static const CCredentialNames credentialNames;
 
     /// Sends nothing. The session must outlive it.
+    /// \param server  nullopt for the one of the options, or the environment
     /// \throws CInvalidArgError if credentials are missing, or if the server is missing or not one
-    explicit CFTPAccess(CSession& session);
+    explicit CFTPAccess(CSession& session, const std::optional<CFTPServer>& server = std::nullopt);
     CFTPAccess(const CFTPAccess&) = delete;
     CFTPAccess& operator=(const CFTPAccess&) = delete;
 

@@ -1,5 +1,6 @@
 #include "apps/vexil/program/Program.h"
 
+#include "apps/vexil/backup/Commands.h"
 #include "apps/vexil/base/ExitCode.h"
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/command/Command.h"
@@ -43,9 +44,9 @@ constexpr double maxTimeoutSeconds = 1000000;
 constexpr const char* footer = R"(Examples:
   vexil http get https://example.com/list.txt list.txt
   vexil s3 ls photos
-  vexil s3 backup ~/Documents backups documents/
-  vexil s3 restore backups documents/ restored
-  vexil ftp backup ~/Documents /backups/documents
+  vexil backup ~/Documents s3://backups/documents
+  vexil restore s3://backups/documents restored
+  vexil backup ~/Documents ftp://nas.example.com/backups
 
 Environment:
   VEXIL_S3_ACCESS_KEY, VEXIL_S3_SECRET_KEY
@@ -309,6 +310,7 @@ void CProgram::addCommands(CLI::App& app) {
 
     addS3Commands(app);
     addFTPCommands(app);
+    addBackupCommands(app);
     CLI::App* mail = app.add_subcommand("mail", "Send mail, and test mail servers");
     mail->require_subcommand(1);
     mail->footer("The login comes from VEXIL_MAIL_USER and VEXIL_MAIL_PASSWORD, or from the file of "
@@ -330,28 +332,7 @@ void CProgram::addS3Commands(CLI::App& app) {
         "of them, AWS_ACCESS_KEY_ID, AWS_SECRET_ACCESS_KEY and AWS_SESSION_TOKEN, or the profile in "
         "AWS_PROFILE, are used.\n\n"
         "Example:\n  vexil --endpoint https://s3.example.com s3 ls photos");
-    s3->add_flag("--verify-etag,!--no-verify-etag", m_options.verifyETag,
-                 "Compare the content of objects with their ETag if it is an MD5 (default); "
-                 "--no-verify-etag is for servers with other ETags that look like an MD5");
-    s3->add_option(
-          "--signature", m_options.s3Signature,
-          "Version of the signature of requests: v4 (default), or v2 for old servers that do not know v4")
-        ->type_name("VERSION")
-        ->transform(oneOf<int>({{"v2", 2}, {"v4", 4}}));
-    s3->add_option("--region", m_options.s3Region,
-                   "Region that version 4 signs for, for example eu-central-1 (default: the environment's "
-                   "VEXIL_S3_REGION, otherwise AWS_REGION, otherwise us-east-1)")
-        ->type_name("REGION")
-        ->check(notEmpty());
-    s3->add_flag(
-        "--virtual-hosts", m_options.s3VirtualHosts,
-        "Put the bucket into the host name of the endpoint, as in https://BUCKET.s3.example.com, instead "
-        "of the path. Amazon's endpoint does so without this option if the bucket's name allows it");
-    s3->add_option("--profile", m_options.s3Profile,
-                   "Take the keys of this profile in the credentials file of Amazon's tools "
-                   "(AWS_SHARED_CREDENTIALS_FILE, otherwise ~/.aws/credentials)")
-        ->type_name("NAME")
-        ->check(notEmpty());
+    addS3Options(*s3);
     addCommand(*s3, makeS3Put());
     addCommand(*s3, makeS3Get());
     addCommand(*s3, makeS3Head());
@@ -383,20 +364,7 @@ void CProgram::addFTPCommands(CLI::App& app) {
            "The FTP server (default: the environment's VEXIL_FTP_SERVER; port 21, or 990 with implicit TLS)")
         ->type_name("HOST[:PORT]")
         ->check(notEmpty());
-    ftp->add_option(
-           "--tls", m_options.ftpSecurity,
-           "explicit (default): the connection is encrypted before the login; implicit: from its first byte; "
-           "none: not at all, so that others on the network can read the password and all files")
-        ->type_name("MODE")
-        ->transform(oneOf<FTPSecurity>({{"none", FTPSecurity::None},
-                                        {"explicit", FTPSecurity::Explicit},
-                                        {"implicit", FTPSecurity::Implicit}}));
-    ftp->add_option(
-           "--tls-max", m_options.ftpMaxTLS,
-           "The newest version of TLS to use: 1.2 (default) or 1.3. Over 1.3 many servers refuse data "
-           "connections, which are then tried again over new connections")
-        ->type_name("VERSION")
-        ->transform(oneOf<FTPMaxTLS>({{"1.2", FTPMaxTLS::TLS12}, {"1.3", FTPMaxTLS::TLS13}}));
+    addFTPOptions(*ftp);
     ftp->footer(
         "Paths on the server begin with '/'. The login comes from VEXIL_FTP_USER and VEXIL_FTP_PASSWORD, or "
         "from the file of --credentials.\n\n"
@@ -414,12 +382,62 @@ void CProgram::addFTPCommands(CLI::App& app) {
     addCommand(*ftp, makeFTPRestore());
 }
 
-void CProgram::addCommand(CLI::App& group, std::unique_ptr<CCommand> command) {
+void CProgram::addS3Options(CLI::App& app) {
+    app.add_flag("--verify-etag,!--no-verify-etag", m_options.verifyETag,
+                 "Compare the content of objects with their ETag if it is an MD5 (default); "
+                 "--no-verify-etag is for servers with other ETags that look like an MD5");
+    app.add_option(
+           "--signature", m_options.s3Signature,
+           "Version of the signature of requests: v4 (default), or v2 for old servers that do not know v4")
+        ->type_name("VERSION")
+        ->transform(oneOf<int>({{"v2", 2}, {"v4", 4}}));
+    app.add_option("--region", m_options.s3Region,
+                   "Region that version 4 signs for, for example eu-central-1 (default: the environment's "
+                   "VEXIL_S3_REGION, otherwise AWS_REGION, otherwise us-east-1)")
+        ->type_name("REGION")
+        ->check(notEmpty());
+    app.add_flag(
+        "--virtual-hosts", m_options.s3VirtualHosts,
+        "Put the bucket into the host name of the endpoint, as in https://BUCKET.s3.example.com, instead "
+        "of the path. Amazon's endpoint does so without this option if the bucket's name allows it");
+    app.add_option("--profile", m_options.s3Profile,
+                   "Take the keys of this profile in the credentials file of Amazon's tools "
+                   "(AWS_SHARED_CREDENTIALS_FILE, otherwise ~/.aws/credentials)")
+        ->type_name("NAME")
+        ->check(notEmpty());
+}
+
+void CProgram::addFTPOptions(CLI::App& app) {
+    app.add_option(
+           "--tls", m_options.ftpSecurity,
+           "explicit (default): the connection is encrypted before the login; implicit: from its first byte; "
+           "none: not at all, so that others on the network can read the password and all files")
+        ->type_name("MODE")
+        ->transform(oneOf<FTPSecurity>({{"none", FTPSecurity::None},
+                                        {"explicit", FTPSecurity::Explicit},
+                                        {"implicit", FTPSecurity::Implicit}}));
+    app.add_option(
+           "--tls-max", m_options.ftpMaxTLS,
+           "The newest version of TLS to use: 1.2 (default) or 1.3. Over 1.3 many servers refuse data "
+           "connections, which are then tried again over new connections")
+        ->type_name("VERSION")
+        ->transform(oneOf<FTPMaxTLS>({{"1.2", FTPMaxTLS::TLS12}, {"1.3", FTPMaxTLS::TLS13}}));
+}
+
+void CProgram::addBackupCommands(CLI::App& app) {
+    for (CLI::App* const command : {addCommand(app, makeBackup()), addCommand(app, makeRestore())}) {
+        addS3Options(*command);
+        addFTPOptions(*command);
+    }
+}
+
+CLI::App* CProgram::addCommand(CLI::App& group, std::unique_ptr<CCommand> command) {
     CCommand* const chosen = command.get();
     CCommandSyntax syntax(group);
     command->define(syntax);
     syntax.getApp().callback([this, chosen] { m_chosen = chosen; });
     m_commands.push_back(std::move(command));
+    return &syntax.getApp();
 }
 
 }  // namespace vexil::app

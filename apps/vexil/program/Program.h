@@ -44,7 +44,10 @@ private:
     void addCommands(CLI::App& app);
     void addS3Commands(CLI::App& app);
     void addFTPCommands(CLI::App& app);
-    void addCommand(CLI::App& group, std::unique_ptr<CCommand> command);
+    void addBackupCommands(CLI::App& app);
+    void addS3Options(CLI::App& app);
+    void addFTPOptions(CLI::App& app);
+    CLI::App* addCommand(CLI::App& group, std::unique_ptr<CCommand> command);
 
     COptions m_options;
     std::vector<std::unique_ptr<CCommand>> m_commands;

@@ -1,0 +1,65 @@
+#include "apps/vexil/backup/Commands.h"
+#include "apps/vexil/backup/Destination.h"
+#include "apps/vexil/backup/OpenStore.h"
+#include "apps/vexil/backup/SeparateFolders.h"
+#include "apps/vexil/base/Text.h"
+#include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/mirror/Backup.h"
+
+#include <string>
+#include <vector>
+
+namespace vexil::app {
+
+namespace {
+
+class CBackupCommand : public CCommand {
+public:
+    void define(CCommandSyntax& syntax) override;
+    ExitCode run(CSession& session) override;
+
+private:
+    std::string m_folder;
+    std::string m_destination;
+    std::vector<std::string> m_excluded;
+    CUploadOptions m_upload;
+};
+
+void CBackupCommand::define(CCommandSyntax& syntax) {
+    syntax.command("backup", "Store all files of a folder on an S3 server, an FTP server or another disk")
+        .argument("FOLDER", m_folder, "Folder to back up, with everything below it")
+        .argument("DESTINATION", m_destination,
+                  "s3://BUCKET/PREFIX, ftp://HOST/DIRECTORY, ftps://HOST/DIRECTORY or file:///FOLDER")
+        .options("--exclude", "PATH", m_excluded,
+                 "A file or folder to leave out, relative to FOLDER; may be repeated");
+    m_upload.define(syntax, "How many files, or parts of a file, are stored at once, at most (default: 8)");
+    syntax.footer(R"(Examples:
+  vexil backup ~/Documents s3://backups/documents
+  vexil backup ~/Documents ftp://nas.example.com/backups/documents
+  vexil backup ~/Documents file:///media/disk/documents
+
+Over ftp:// the connection is encrypted before the login, unless --tls none is given; over ftps:// it is
+encrypted from its first byte. A login is never part of a destination: see 'vexil help s3' and 'vexil help
+ftp'. '%', '?' and '#' in a destination are written as %25, %3F and %23.
+
+Each regular file is stored under its path. Files of the same names are replaced, each when the new one is
+complete; others stay. Links and special files are listed and skipped; empty folders, modes and times are
+not kept. Files that cannot be read or that change during the backup are listed; the rest is stored and the
+exit code is 1. --part-size and --upload-check are for S3.)");
+}
+
+ExitCode CBackupCommand::run(CSession& session) {
+    const CDestination destination = CDestination::parse(m_destination, session.getOptions().ftpSecurity);
+    const CFolderWalker walker(toPath(m_folder), m_excluded);
+    checkSeparate(destination, walker.getFolder());
+    COpenStore store(session, destination, m_upload);
+    return CBackup(session, store.get()).run(walker, m_upload.getJobs());
+}
+
+}  // namespace
+
+std::unique_ptr<CCommand> makeBackup() {
+    return std::make_unique<CBackupCommand>();
+}
+
+}  // namespace vexil::app

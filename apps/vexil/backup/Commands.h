@@ -1,0 +1,14 @@
+#pragma once
+
+#include "apps/vexil/command/Command.h"
+
+#include <memory>
+
+namespace vexil::app {
+
+/// `vexil backup`: stores a folder at a destination of any kind.
+std::unique_ptr<CCommand> makeBackup();
+/// `vexil restore`: fetches it from there.
+std::unique_ptr<CCommand> makeRestore();
+
+}  // namespace vexil::app

@@ -1,0 +1,58 @@
+#include "apps/vexil/backup/Commands.h"
+#include "apps/vexil/backup/Destination.h"
+#include "apps/vexil/backup/OpenStore.h"
+#include "apps/vexil/backup/SeparateFolders.h"
+#include "apps/vexil/base/Text.h"
+#include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/mirror/Restore.h"
+
+#include <string>
+
+namespace vexil::app {
+
+namespace {
+
+class CRestoreCommand : public CCommand {
+public:
+    void define(CCommandSyntax& syntax) override;
+    ExitCode run(CSession& session) override;
+
+private:
+    std::string m_destination;
+    std::string m_folder;
+    CDownloadOptions m_download;
+};
+
+void CRestoreCommand::define(CCommandSyntax& syntax) {
+    syntax.command("restore", "Fetch all files of a backup into a folder")
+        .argument("DESTINATION", m_destination,
+                  "s3://BUCKET/PREFIX, ftp://HOST/DIRECTORY, ftps://HOST/DIRECTORY or file:///FOLDER")
+        .argument("FOLDER", m_folder, "Folder to restore to, which is created if it does not exist");
+    m_download.define(syntax,
+                      "How many files, or parts of a file, are fetched at once, at most (default: 8)");
+    syntax.footer(R"(Examples:
+  vexil restore s3://backups/documents restored
+  vexil restore ftp://nas.example.com/backups/documents restored
+  vexil restore file:///media/disk/documents restored
+
+Destinations are written as for 'vexil backup'. Files of the same names are replaced, each when its new
+content is complete; others stay. Files that cannot be fetched or stored are listed, for example if the name
+would lead out of the folder; the rest is restored, and the exit code is 1. If there is nothing to restore,
+it is 3. --part-size is for S3.)");
+}
+
+ExitCode CRestoreCommand::run(CSession& session) {
+    const CDestination destination = CDestination::parse(m_destination, session.getOptions().ftpSecurity);
+    const std::filesystem::path folder = toPath(m_folder);
+    checkSeparate(destination, folder);
+    COpenStore store(session, destination, m_download);
+    return CRestore(session, store.get(), folder).run(m_download.getJobs());
+}
+
+}  // namespace
+
+std::unique_ptr<CCommand> makeRestore() {
+    return std::make_unique<CRestoreCommand>();
+}
+
+}  // namespace vexil::app
