@@ -662,6 +662,36 @@ TEST_F(AsyncNetRequestManagerScaleTest, ChangesBetweenSelectAndTheEngineWhileTra
     }
 }
 
+TEST_F(AsyncNetRequestManagerScaleTest, KeepsSelectIfAnEventComesAfterTheWait) {
+    OpenManager manager;
+    peer->onConnection().expectRequest().pause().reply(answerOf("HTTP/1.1 200 OK", "late"));
+    const P<OpenRequest> request = makeRequest(peer->url());
+    manager.addRequest(request);
+    ASSERT_TRUE(driveUntil(manager, [&] { return peer->waitUntilPaused(1, std::chrono::milliseconds(0)); }));
+    bool isFirst = true;
+    multiCalls().onSelect = [&](int count, fd_set* read, fd_set* write, fd_set* error, timeval* time) {
+        timespec rest{time->tv_sec, time->tv_usec * 1000};
+        if (!std::exchange(isFirst, false)) {
+            return pselect(count, read, write, error, &rest, nullptr);
+        }
+        // The response comes when this wait has ended without it.
+        peer->release();
+        EXPECT_EQ(pselect(count, read, nullptr, nullptr, nullptr, nullptr), 1);
+        for (fd_set* const set : {read, write, error}) {
+            FD_ZERO(set);
+        }
+        return 0;
+    };
+    called();
+    manager.waitForEvents(-1);
+    EXPECT_THAT(called(), ElementsAre("fdset", "timeout", "select", "fdset", "select"));
+    manager.waitForEvents(-1);
+    EXPECT_THAT(called(), ElementsAre("fdset", "timeout", "select"));
+    EXPECT_EQ(driveToEnd(manager), 1);
+    request->checkAsyncResult();
+    EXPECT_EQ(bodyOf(*request), "late");
+}
+
 TEST_F(AsyncNetRequestManagerScaleTest, FindsOutThatOnlyItsOwnDescriptorIsLow) {
     OpenManager manager;
     {

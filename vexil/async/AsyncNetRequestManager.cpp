@@ -444,7 +444,7 @@ void CAsyncNetRequestManager::waitBySelect(int timeoutMs) {
     if (ready == 0 && wait > 0 && !m_requests->isEmpty()) {
         // There may be an event on a socket that does not fit into a set: a new one, or that of a kept
         // connection.
-        m_isBeyondSelect = !m_wakeUp->canSelectNewDescriptors() || hasReadySocket();
+        m_isBeyondSelect = !m_wakeUp->canSelectNewDescriptors() || isSocketBeyondSelect();
     }
 }
 
@@ -475,10 +475,24 @@ void CAsyncNetRequestManager::waitByEngine(int timeoutMs) {
     m_engine->wait(m_engine->hasSockets() ? wait : std::min(wait, maxWaitWithoutSockets));
 }
 
-bool CAsyncNetRequestManager::hasReadySocket() {
+/// Whether a socket is ready that does not fit into the sets of select().
+bool CAsyncNetRequestManager::isSocketBeyondSelect() {
     int ready = 0;
     check(curl_multi_wait(m_multi.get(), nullptr, 0, 0, &ready));
-    return ready > 0;
+    // An event that came after the wait is seen by select(), too.
+    return ready > 0 && !hasSelectableEvent();
+}
+
+bool CAsyncNetRequestManager::hasSelectableEvent() {
+    fd_set read;
+    fd_set write;
+    fd_set error;
+    FD_ZERO(&read);
+    FD_ZERO(&write);
+    FD_ZERO(&error);
+    int highest = -1;
+    check(curl_multi_fdset(m_multi.get(), &read, &write, &error, &highest));
+    return highest >= 0 && zet::CPosixSelect::select(highest + 1, &read, &write, &error, 0) != 0;
 }
 
 int CAsyncNetRequestManager::getWaitTime(int timeoutMs) {

@@ -161,7 +161,8 @@ private:
     void waitBySelect(int timeoutMs);
     void waitByPoll(int timeoutMs);
     bool poll(int milliseconds);
-    bool hasReadySocket();
+    bool isSocketBeyondSelect();
+    bool hasSelectableEvent();
     void waitByEngine(int timeoutMs);
     CURLMcode runTransfers(int* running);
     void noticeCancelled();
