@@ -30,7 +30,7 @@ ALL_AT_ONCE = {100: 20, 2000: 2}  # transfers, and how often
 REMOVALS = 20
 LEFT_RUNNING = (10, 4000)
 IDLE_SECONDS = 5
-LISTED_PAGES = 40
+LISTED_PAGES = 400
 
 SMALL_WORKLOADS = {
     "get": "GET, request reused",
@@ -124,10 +124,10 @@ class Bench:
             return tool_output.own_instructions(file, is_ours, lambda path: "libcurl" in path) / count
 
     def lock_waits(self, workload, url, count):
-        """How often a thread waited for a lock that the library or this program took."""
+        """How often a thread waited for a lock of the library."""
         with tempfile.NamedTemporaryFile("r") as calls:
             self.run("vexil", workload, url, count, ["strace", *tool_output.STRACE_OF_LOCKS, "-o", calls.name])
-            return tool_output.lock_waits(calls.read(), is_ours)
+            return tool_output.lock_waits(calls.read(), is_library)
 
     def system_calls(self, program, workload, url, count):
         with tempfile.NamedTemporaryFile() as summary:
@@ -146,8 +146,12 @@ def slope(measure, program, workload, url, count, repeats=1):
     return (twice - once) / count
 
 
+def is_library(path):
+    return "/libvexil." in path
+
+
 def is_ours(path):
-    return "/libvexil." in path or path.endswith("/bench-vexil")
+    return is_library(path) or path.endswith("/bench-vexil")
 
 
 def number(value):

@@ -39,8 +39,8 @@ def own_instructions(lines, is_ours, is_foreign):
     return total
 
 
-def lock_waits(calls, is_ours):
-    """How often a lock was waited for that our code took. calls is the output of strace with STRACE_OF_LOCKS.
+def lock_waits(calls, is_library):
+    """How often a lock of the library was waited for. calls is the output of strace with STRACE_OF_LOCKS.
 
     What took a lock is the first in the stack that is no library of the system.
     """
@@ -48,5 +48,5 @@ def lock_waits(calls, is_ours):
     for call in re.split(r"(?m)^(?=\d+ )", calls):
         if "FUTEX_WAIT" in call.partition("\n")[0]:
             objects = re.findall(r"(?m)^ > (\S+?)\(", call)
-            count += is_ours(next((path for path in objects if not SYSTEM_LIBRARY.search(path)), ""))
+            count += is_library(next((path for path in objects if not SYSTEM_LIBRARY.search(path)), ""))
     return count

@@ -68,6 +68,13 @@ OTHER_WAIT = """\
  > /usr/lib/x86_64-linux-gnu/libcrypto.so.3(take+0x1) [0x1]
  > /build/lib/libvexil.so.0.1.0(sign+0x1) [0x1]
 """
+JOIN = """\
+100 futex(0x57, FUTEX_WAIT_BITSET|FUTEX_CLOCK_REALTIME, 101, NULL, FUTEX_BITSET_MATCH_ANY) = 0
+ > /usr/lib/x86_64-linux-gnu/libc.so.6(pthread_join+0x1) [0x1]
+ > /usr/lib/x86_64-linux-gnu/libstdc++.so.6.0.30(std::thread::join()+0x1) [0x1]
+ > /build/bin/bench-vexil((anonymous namespace)::listPages(int)+0x1) [0x1]
+ > /build/lib/libvexil.so.0.1.0(never+0x1) [0x1]
+"""
 WAKE = LIBRARY_WAIT.replace("FUTEX_WAIT", "FUTEX_WAKE")
 
 
@@ -77,9 +84,9 @@ class ToolOutputTest(unittest.TestCase):
         self.assertEqual(own, 10 + 5 + 100 + 40 + 300)
 
     def test_lock_waits(self):
-        calls = LIBRARY_WAIT + OTHER_WAIT + WAKE + LIBRARY_WAIT
-        self.assertEqual(tool_output.lock_waits(calls, measure.is_ours), 2)
-        self.assertEqual(tool_output.lock_waits(OTHER_WAIT + WAKE, measure.is_ours), 0)
+        calls = LIBRARY_WAIT + OTHER_WAIT + JOIN + WAKE + LIBRARY_WAIT
+        self.assertEqual(tool_output.lock_waits(calls, measure.is_library), 2)
+        self.assertEqual(tool_output.lock_waits(OTHER_WAIT + JOIN + WAKE, measure.is_library), 0)
 
 
 class LimitsTest(unittest.TestCase):
