@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <functional>
 #include <limits>
 #include <memory>
@@ -770,6 +771,28 @@ TEST_F(TransferQueueTest, TheObserverSeesProgress) {
     queue.finish();
     EXPECT_TRUE(observer->hasProgress);
     EXPECT_THAT(observer->events, ElementsAre("start /1", "end /1"));
+}
+
+// Otherwise the calls would grow with the square of the number of transfers.
+TEST_F(TransferQueueTest, TheObserverSeesProgressInIntervalsAndNotAtEachEnd) {
+    class CCounter : public virtual CBase, public ITransferObserver {
+    public:
+        void onProgress(CNetRequest&) override { ++calls; }
+        int64 calls = 0;
+    };
+    m_peer.setDefaultReply(good);
+    constexpr int atOnce = 20;
+    const P<CCounter> counter = new CCounter;
+    const auto start = std::chrono::steady_clock::now();
+    CTransferQueue queue(m_policy, atOnce, counter);
+    for (int number = 0; number < 500; ++number) {
+        queue.start(makeJob("1"));
+    }
+    queue.finish();
+    const auto time = std::chrono::steady_clock::now() - start;
+    EXPECT_GE(counter->calls, 1);
+    // The promise is a call for each of them in 100 ms, and half of that keeps it.
+    EXPECT_LE(counter->calls, atOnce * (time / std::chrono::milliseconds(50) + 1));
 }
 
 TEST_F(TransferQueueTest, ARequestOfAnEndedJobHasNothingOfItForTheNext) {

@@ -18,6 +18,8 @@ using Clock = std::chrono::steady_clock;
 
 // Upper bound of a wait: neither a cancel token nor a signal handler nor a dying worker can wake this thread.
 constexpr std::chrono::milliseconds maxWait(100);
+// Shorter than ITransferObserver::onProgress() promises, because a wait comes between two calls.
+constexpr std::chrono::milliseconds progressInterval(50);
 
 /// The error of a transfer; null for none.
 P<CError> findTransferError(ITransferPolicy& policy, CNetRequest& request) {
@@ -52,8 +54,8 @@ public:
     CRetryPolicy::Failures failures;
     std::shared_ptr<CTryWatch> watch;  // null if nobody wants to know the tries
     bool hasToldTries = false;
-    std::optional<Clock::time_point> nextTry;  // set in the pause between two tries
-    bool isUnderWay = false;                   // from handing it over until its end is handled
+    Clock::time_point nextTry;  // in the pause between two tries
+    bool isUnderWay = false;    // from handing it over until its end is handled
 };
 
 CTransferQueue::CTransferQueue(ITransferPolicy* policy, int count, ITransferObserver* observer)
@@ -150,18 +152,30 @@ int CTransferQueue::getUnfinishedCount() const noexcept {
 
 CTransferQueue::CSlot& CTransferQueue::takeSlot() {
     if (m_freeSlots.empty()) {
-        m_freeSlots.reserve(m_slots.size() + 1);
-        const P<CNetRequest> request = m_onlyRequest ? m_onlyRequest : make<CNetRequest>();
-        if (!m_onlyRequest) {
-            request->setCancelToken(m_token);
-            vexil::setRateLimit(*request, m_rateLimit);
-        }
-        m_freeSlots.push_back(m_slots.emplace_back(std::make_unique<CSlot>(request)).get());
+        addSlot();
     }
     CSlot& slot = *m_freeSlots.back();
     m_freeSlots.pop_back();
     ++m_running;
     return slot;
+}
+
+void CTransferQueue::addSlot() {
+    // First what may fail: no function that puts a slot into a list needs memory.
+    if (m_slots.size() == m_slots.capacity()) {
+        m_slots.reserve(2 * m_slots.size() + 1);
+    }
+    m_freeSlots.reserve(m_slots.capacity());
+    m_pausingSlots.reserve(m_slots.capacity());
+    const P<CNetRequest> request = m_onlyRequest ? m_onlyRequest : make<CNetRequest>();
+    if (!m_onlyRequest) {
+        request->setCancelToken(m_token);
+        vexil::setRateLimit(*request, m_rateLimit);
+    }
+    auto slot = std::make_unique<CSlot>(request);
+    m_slotOf[request.get()] = slot.get();
+    m_freeSlots.push_back(slot.get());
+    m_slots.push_back(std::move(slot));
 }
 
 void CTransferQueue::releaseSlot(CSlot& slot) {
@@ -173,11 +187,6 @@ void CTransferQueue::freeSlot(CSlot& slot) {
     slot.job = nullptr;
     m_freeSlots.push_back(&slot);
     --m_running;
-}
-
-CTransferQueue::CSlot& CTransferQueue::findSlot(const CNetRequest* request) const {
-    return **std::find_if(m_slots.begin(), m_slots.end(),
-                          [request](const auto& slot) { return slot->request == request; });
 }
 
 void CTransferQueue::beginWaitingJobs() {
@@ -239,12 +248,16 @@ void CTransferQueue::handOverDueSlots() {
         return;
     }
     const auto now = Clock::now();
-    for (const auto& slot : m_slots) {
-        if (slot->nextTry && *slot->nextTry <= now) {
-            slot->nextTry.reset();
-            if (prepare(*slot)) {
-                handOver(*slot);
-            }
+    // A slot may come back to the end of the list, with a later time.
+    for (std::size_t index = 0; index < m_pausingSlots.size();) {
+        CSlot& slot = *m_pausingSlots[index];
+        if (slot.nextTry > now) {
+            ++index;
+            continue;
+        }
+        m_pausingSlots.erase(m_pausingSlots.begin() + static_cast<std::ptrdiff_t>(index));
+        if (prepare(slot)) {
+            handOver(slot);
         }
     }
 }
@@ -299,6 +312,7 @@ void CTransferQueue::handleFailedTry(CSlot& slot, const CError& error) {
             slot.watch->onRetry(*pause);
         }
         slot.nextTry = Clock::now() + *pause;
+        m_pausingSlots.push_back(&slot);
     } else {
         fallBackOrFail(slot, error);
     }
@@ -320,6 +334,7 @@ bool CTransferQueue::isBeyondConnections(const CSlot& slot, const CError& error)
 void CTransferQueue::giveUpSlot(CSlot& slot) {
     putBack(slot);
     --m_running;
+    m_slotOf.erase(slot.request.get());
     m_slots.erase(std::find_if(m_slots.begin(), m_slots.end(),
                                [&slot](const auto& other) { return other.get() == &slot; }));
     m_count = static_cast<int>(m_slots.size());
@@ -343,6 +358,7 @@ void CTransferQueue::goOnOverOne(CSlot& slot) {
     m_running = 0;
     m_count = 1;
     m_freeSlots.clear();
+    m_slotOf.clear();
     m_slots.clear();
     // It may keep connections that the server counts.
     startWorker();
@@ -399,7 +415,7 @@ void CTransferQueue::waitForEnds() {
     // Before the results are examined, because a request to stop makes transfers fail.
     checkContinue();
     for (const P<CNetRequest>& request : finished) {
-        CSlot& slot = findSlot(request);
+        CSlot& slot = *m_slotOf.at(request.get());
         slot.isUnderWay = false;
         m_observer->onEnd(*request);
         handleEnd(slot);
@@ -422,7 +438,12 @@ TArray<P<CNetRequest>> CTransferQueue::takeFinished() {
     return m_finishedHere.empty() ? m_worker->takeFinished(getWaitTime()) : std::exchange(m_finishedHere, {});
 }
 
-void CTransferQueue::showProgress() const {
+void CTransferQueue::showProgress() {
+    const auto now = Clock::now();
+    if (now < m_nextProgress) {
+        return;
+    }
+    m_nextProgress = now + progressInterval;
     for (const auto& slot : m_slots) {
         m_observer->onProgress(*slot->request);
     }
@@ -434,10 +455,8 @@ int CTransferQueue::getWaitTime() const {
         return static_cast<int>(wait.count());
     }
     const auto now = Clock::now();
-    for (const auto& slot : m_slots) {
-        if (slot->nextTry) {
-            wait = std::min(wait, std::chrono::ceil<std::chrono::milliseconds>(*slot->nextTry - now));
-        }
+    for (const CSlot* const slot : m_pausingSlots) {
+        wait = std::min(wait, std::chrono::ceil<std::chrono::milliseconds>(slot->nextTry - now));
     }
     return std::max(0, static_cast<int>(wait.count()));
 }

@@ -17,6 +17,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <unordered_map>
 #include <vector>
 
 namespace vexil {
@@ -135,9 +136,9 @@ private:
 
     void enqueue(const char* place, P<ITransferJob> job, int priority);
     CSlot& takeSlot();
+    void addSlot();
     void releaseSlot(CSlot& slot);
     void freeSlot(CSlot& slot);
-    CSlot& findSlot(const CNetRequest* request) const;
     void beginWaitingJobs();
     void begin(CSlot& slot);
     bool prepare(CSlot& slot);
@@ -160,7 +161,7 @@ private:
     int getUnfinishedCount() const noexcept;
     void waitForEnds();
     void checkContinue() const;
-    void showProgress() const;
+    void showProgress();
     void tellGivenUp() noexcept;
     int getWaitTime() const;
     bool isPaused() const noexcept { return m_pauseToken && m_pauseToken->isPaused(); }
@@ -176,7 +177,10 @@ private:
     int m_count;
     WaitingJobs m_waitingJobs;
     std::vector<std::unique_ptr<CSlot>> m_slots;
+    std::unordered_map<const CNetRequest*, CSlot*> m_slotOf;
     std::vector<CSlot*> m_freeSlots;
+    std::vector<CSlot*> m_pausingSlots;  // between two tries
+    std::chrono::steady_clock::time_point m_nextProgress;
     int m_running = 0;
     P<CTransferThread> m_worker;
     P<CNetRequest> m_onlyRequest;           // null while the worker performs the transfers
