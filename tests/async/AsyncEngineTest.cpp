@@ -5,6 +5,7 @@
 #include "tests/async/SilentServer.h"
 #include "vexil/async/TransferPolicy.h"
 #include "vexil/async/TransferQueue.h"
+#include "vexil/net/RateLimit.h"
 
 #include <cerrno>
 #include <dlfcn.h>
@@ -205,6 +206,60 @@ TEST_F(AsyncEngineTest, ATransferThatWaitsIsNotLookedAt) {
     // Its own steps, and two a second: the engine's round and libcurl's check of its speed.
     EXPECT_LE(looks, 20 + 4 * (seconds + 1)) << "after " << active << " other transfers";
     manager.removeRequest(waiting);
+}
+
+/// What the manager does while transfers hold: no look at others that wait.
+class HeldTransfersTest : public AsyncEngineTest {
+protected:
+    HeldTransfersTest() {
+        peer.setDefaultReply(answerOf("HTTP/1.1 200 OK", ScriptedPeer::pattern(0, 50'000)));
+        manager.addRequest(waiting);
+        curl_easy_setopt(waiting->getHandle(), CURLOPT_XFERINFOFUNCTION, &countLook);
+        curl_easy_setopt(waiting->getHandle(), CURLOPT_XFERINFODATA, &looks);
+        curl_easy_setopt(waiting->getHandle(), CURLOPT_NOPROGRESS, 0L);
+    }
+    /// Without those of its own steps at the beginning.
+    int getLooksInTwoSeconds() {
+        driveFor(std::chrono::seconds(1));
+        looks = 0;
+        driveFor(std::chrono::seconds(2));
+        return looks;
+    }
+    void driveFor(std::chrono::milliseconds time) {
+        const auto end = std::chrono::steady_clock::now() + time;
+        driveUntil(manager, [&] { return std::chrono::steady_clock::now() > end; });
+    }
+
+    const SilentServer silent;
+    const P<OpenRequest> waiting = makeRequest(silent.url());
+    int looks = 0;
+    // A round of the engine each second, and libcurl's check of the speed.
+    static constexpr int mostLooks = 8;
+};
+
+TEST_F(HeldTransfersTest, ARateLimitNeedsNoLookAtOthers) {
+    const P<vexil::CRateLimit> limit = new vexil::CRateLimit;
+    limit->setDownloadRate(1);
+    for (int i = 0; i < 3; ++i) {
+        const P<OpenRequest> request = makeRequest(peer.url("/"));
+        vexil::setRateLimit(*request, limit);
+        manager.addRequest(request);
+    }
+    EXPECT_LE(getLooksInTwoSeconds(), mostLooks);
+    limit->setDownloadRate(0);
+    EXPECT_TRUE(driveUntil(manager, [&] { return manager.getRequestCount() == 1; }));
+}
+
+TEST_F(HeldTransfersTest, APauseOfAllNeedsNoLook) {
+    peer.setDefaultReply(answerOf("HTTP/1.1 200 OK", ScriptedPeer::pattern(0, 5'000'000)));
+    for (int i = 0; i < 3; ++i) {
+        manager.addRequest(makeRequest(peer.url("/")));
+    }
+    ASSERT_TRUE(driveUntil(manager, [&] { return peer.requests().size() == 3; }));
+    manager.setPaused(true);
+    EXPECT_LE(getLooksInTwoSeconds(), mostLooks);
+    manager.setPaused(false);
+    EXPECT_TRUE(driveUntil(manager, [&] { return manager.getRequestCount() == 1; }));
 }
 
 TEST_F(AsyncEngineTest, ATransferThatWaitsIsCancelledAtOnce) {

@@ -128,8 +128,8 @@ void CAsyncNetRequestManager::setEngine(AsyncEngine engine) {
     if (!m_requests->isEmpty()) {
         throw CInvalidArgError(place, "the engine must not be changed while requests run");
     }
-    if (engine == AsyncEngine::Sockets && !m_engine) {
-        m_engine = std::make_unique<CSocketEngine>(m_multi.get(), *m_wakeUp);
+    if (engine == AsyncEngine::Sockets) {
+        makeEngine();
     }
     m_engineKind = engine;
 }
@@ -381,19 +381,30 @@ bool CAsyncNetRequestManager::usesPoll() const noexcept {
 }
 
 bool CAsyncNetRequestManager::usesEngine() {
-    return m_engineKind == AsyncEngine::Sockets || (usesPoll() && makeEngine());
+    return m_engineKind == AsyncEngine::Sockets || (usesPoll() && tryToMakeEngine());
 }
 
 /// \return false if the system has no descriptor or no memory for it
-bool CAsyncNetRequestManager::makeEngine() noexcept {
+bool CAsyncNetRequestManager::tryToMakeEngine() noexcept {
     try {
-        if (!m_engine) {
-            m_engine = std::make_unique<CSocketEngine>(m_multi.get(), *m_wakeUp);
-        }
+        makeEngine();
         return true;
     } catch (...) {
         return false;
     }
+}
+
+void CAsyncNetRequestManager::makeEngine() {
+    if (!m_engine) {
+        m_engine = std::make_unique<CSocketEngine>(m_multi.get(), *m_wakeUp,
+                                                   [this](CURL* handle) { return isHeld(handle); });
+    }
+}
+
+/// Whether a transfer is paused until this manager continues it.
+bool CAsyncNetRequestManager::isHeld(const CURL* handle) const {
+    const P<CNetRequest> request = m_requests->find(handle);
+    return m_isPaused || (request && CNetRequestCallbacks::isHeldByRate(*request));
 }
 
 bool CAsyncNetRequestManager::waitUntilWoken() {

@@ -154,7 +154,9 @@ private:
     void stop(const P<CNetRequest>& request);
     bool usesPoll() const noexcept;
     bool usesEngine();
-    bool makeEngine() noexcept;
+    bool tryToMakeEngine() noexcept;
+    void makeEngine();
+    bool isHeld(const CURL* handle) const;
     /// For the worker thread: waits until it is woken if nothing else can happen.
     /// \return false, without a wait, if requests run or libcurl waits for something
     bool waitUntilWoken();

@@ -34,7 +34,8 @@ void check(CURLMcode code) {
 
 }  // namespace
 
-CSocketEngine::CSocketEngine(CURLM* multi, zet::CWakeUp& wakeUp) : m_multi(multi), m_wakeUp(wakeUp) {
+CSocketEngine::CSocketEngine(CURLM* multi, zet::CWakeUp& wakeUp, std::function<bool(CURL* handle)> isHeld)
+    : m_multi(multi), m_wakeUp(wakeUp), m_isHeld(std::move(isHeld)) {
     m_poller.watch(static_cast<curl_socket_t>(wakeUp.getDescriptor()), CURL_POLL_IN);
     check(curl_multi_setopt(multi, CURLMOPT_SOCKETFUNCTION, &CSocketEngine::onSocket));
     check(curl_multi_setopt(multi, CURLMOPT_SOCKETDATA, this));
@@ -78,8 +79,8 @@ void CSocketEngine::watch(CURL* handle, curl_socket_t socket, int what, bool isK
 
 void CSocketEngine::forget(CURL* handle, curl_socket_t socket) noexcept {
     --m_socketCount;
-    noteLossOf(handle);
     try {
+        noteLossOf(handle);
         if (keepForFTP(handle, socket)) {
             return;
         }
@@ -91,27 +92,29 @@ void CSocketEngine::forget(CURL* handle, curl_socket_t socket) noexcept {
 }
 
 void CSocketEngine::noteSocketOf(CURL* handle) {
-    const auto [place, isNew] = m_socketCounts.try_emplace(handle, 0);
-    m_lostCount -= !isNew && place->second == 0 ? 1 : 0;
-    ++place->second;
+    CSocketsOf& sockets = m_socketsOf[handle];
+    m_lostCount -= std::exchange(sockets.isLost, false) ? 1 : 0;
+    ++sockets.count;
 }
 
 /// With HTTP/2 another transfer may have told the socket. Then nothing is noted.
-void CSocketEngine::noteLossOf(CURL* handle) noexcept {
-    const auto place = m_socketCounts.find(handle);
-    if (place == m_socketCounts.end() || place->second == 0 || --place->second > 0) {
+void CSocketEngine::noteLossOf(CURL* handle) {
+    const auto place = m_socketsOf.find(handle);
+    if (place == m_socketsOf.end() || place->second.count == 0 || --place->second.count > 0 ||
+        m_isHeld(handle)) {
         return;
     }
+    place->second.isLost = true;
     ++m_lostCount;
     m_isNewlyLost = true;
 }
 
 void CSocketEngine::drop(CURL* handle) noexcept {
     m_newestOfFTP.erase(handle);
-    const auto place = m_socketCounts.find(handle);
-    if (place != m_socketCounts.end()) {
-        m_lostCount -= place->second == 0 ? 1 : 0;
-        m_socketCounts.erase(place);
+    const auto place = m_socketsOf.find(handle);
+    if (place != m_socketsOf.end()) {
+        m_lostCount -= place->second.isLost ? 1 : 0;
+        m_socketsOf.erase(place);
     }
 }
 

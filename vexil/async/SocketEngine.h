@@ -7,6 +7,7 @@
 #include <curl/curl.h>
 
 #include <chrono>
+#include <functional>
 #include <span>
 #include <unordered_map>
 
@@ -27,8 +28,9 @@ public:
     /// From now on the multi handle may only be driven by this object, also if transfers run already.
     /// \param multi   must outlive this object
     /// \param wakeUp  ends a wait
+    /// \param isHeld  whether somebody holds a transfer, and will continue it: it needs no socket
     /// \throws CError of domain "system" if the system has no descriptor for it
-    CSocketEngine(CURLM* multi, zet::CWakeUp& wakeUp);
+    CSocketEngine(CURLM* multi, zet::CWakeUp& wakeUp, std::function<bool(CURL* handle)> isHeld);
     CSocketEngine(const CSocketEngine&) = delete;
     CSocketEngine& operator=(const CSocketEngine&) = delete;
     /// Nothing waits for the sockets any more.
@@ -51,12 +53,18 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
+    /// What is known of a transfer that has had a socket.
+    struct CSocketsOf {
+        int count = 0;
+        bool isLost = false;  // libcurl has forgotten the last of them
+    };
+
     static int onSocket(CURL* handle, curl_socket_t socket, int what, void* engine, void* known) noexcept;
 
     void watch(CURL* handle, curl_socket_t socket, int what, bool isKnown) noexcept;
     void forget(CURL* handle, curl_socket_t socket) noexcept;
     void noteSocketOf(CURL* handle);
-    void noteLossOf(CURL* handle) noexcept;
+    void noteLossOf(CURL* handle);
     bool keepForFTP(CURL* handle, curl_socket_t socket);
     void dropCompanionsOf(curl_socket_t socket) noexcept;
     void collect(int milliseconds) noexcept;
@@ -72,10 +80,11 @@ private:
     CSocketPoller m_poller;
     std::span<const CSocketPoller::CEvent> m_events;
     int m_socketCount = 0;
-    int m_count = 0;                                // of transfers, at the last run
-    std::unordered_map<CURL*, int> m_socketCounts;  // of transfers that have had a socket
-    int m_lostCount = 0;                            // of transfers whose last socket libcurl has forgotten
-    bool m_isNewlyLost = false;                     // one of them, since the last look at all
+    int m_count = 0;  // of transfers, at the last run
+    const std::function<bool(CURL* handle)> m_isHeld;
+    std::unordered_map<CURL*, CSocketsOf> m_socketsOf;
+    int m_lostCount = 0;                                     // of transfers that are lost
+    bool m_isNewlyLost = false;                              // one of them, since the last look at all
     std::unordered_map<CURL*, curl_socket_t> m_newestOfFTP;  // the socket that was told last
     // Sockets that libcurl has forgotten, and those by which their transfers are known.
     std::unordered_map<curl_socket_t, curl_socket_t> m_companions;

@@ -128,6 +128,8 @@ struct CNetRequestCallbacks {
     /// For a manager: ends a pause of a transfer with a rate limit.
     /// \return false for another transfer, with which nothing was done
     static bool continueLimited(CNetRequest& request) noexcept;
+    /// For a manager: whether a transfer waits for its turn under a rate limit.
+    static bool isHeldByRate(const CNetRequest& request) noexcept;
 };
 
 }  // namespace vexil

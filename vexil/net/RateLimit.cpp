@@ -81,6 +81,10 @@ void CNetRequestCallbacks::endRate(CNetRequest& request) noexcept {
     request.m_parts->endRate();
 }
 
+bool CNetRequestCallbacks::isHeldByRate(const CNetRequest& request) noexcept {
+    return request.m_parts->rate && request.m_parts->rate->isHeld();
+}
+
 bool CNetRequestCallbacks::continueLimited(CNetRequest& request) noexcept {
     const bool isLimited = CNetRequestCallbacks::isLimited(request);
     if (isLimited) {

@@ -41,6 +41,8 @@ public:
     void end() noexcept;
     /// Whether the running transfer has a limit.
     bool isActive() const noexcept { return m_running.get() != nullptr; }
+    /// Whether the driver has to continue the transfer when its turn comes.
+    bool isHeld() const noexcept { return m_isListed; }
 
     /// @{
 
