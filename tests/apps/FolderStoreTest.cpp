@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -93,6 +94,27 @@ TEST_F(FolderStoreTest, AFailedCopyLeavesTheOldFileAndNoPart) {
     m_store.beginUploads();
     write("store/a", "old");
     EXPECT_THAT(whatOf([&] { store("missing", "a"); }), HasSubstr("missing"));
+    EXPECT_EQ(read("store/a"), "old");
+    EXPECT_THAT(list(), ElementsAre("a"));
+}
+
+TEST_F(FolderStoreTest, AFileThatIsRewrittenMeanwhileLeavesTheOldFileAndNoPart) {
+    m_store.beginUploads();
+    write("store/a", "old");
+    write("source", "first");
+    bool isCopying = false;
+    // The progress asks for the time after each block.
+    CProgress progress(m_console, [&] {
+        if (isCopying) {
+            write("source", "other content");
+        }
+        return std::chrono::steady_clock::now();
+    });
+    CFileProgress fileProgress(progress, "");
+    isCopying = true;
+    EXPECT_THAT(whatOf([&] { m_store.storeAlone(m_root / "source", "a", fileProgress); }),
+                HasSubstr("source' was changed while it was copied"));
+    isCopying = false;
     EXPECT_EQ(read("store/a"), "old");
     EXPECT_THAT(list(), ElementsAre("a"));
 }

@@ -37,6 +37,10 @@ void copy(const fs::path& from, const fs::path& to, CFileProgress& progress) {
         out.getStream()->write(block.data(), length);
         progress.update(out.getStream()->getPosition(), size);
     }
+    // What another program rewrites meanwhile may be neither the old nor the new content.
+    if (in->hasChanged()) {
+        throw CError("the file '" + describe(from) + "' was changed while it was copied", "system");
+    }
     out.commit();
     progress.complete(size);
 }
