@@ -72,6 +72,10 @@ TEST(DestinationTest, ALoginIsRefusedAndNotShown) {
         EXPECT_THAT(problemOf(url), HasSubstr("has a login")) << url;
         EXPECT_THAT(problemOf(url), testing::Not(HasSubstr("secret"))) << url;
     }
+    for (const char* url : {"s3://key:se/cret@bucket/x", "s3://key:se/cret@bucket", "s3://key%3Ase/cret@b"}) {
+        EXPECT_THAT(problemOf(url), HasSubstr("has a ':' in its bucket")) << url;
+    }
+    EXPECT_THAT(problemOf("s3://key:se/cret@bucket/x"), testing::Not(HasSubstr("cret")));
 }
 
 TEST(DestinationTest, TheWrongPartIsNamed) {

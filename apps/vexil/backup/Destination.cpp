@@ -88,6 +88,10 @@ CDestination makeS3(const std::string& url, const CURLParts& parts) {
     if (destination.bucket.isEmpty()) {
         fail(url, "has no bucket");
     }
+    // No bucket has a ":": it comes from keys in the URL, the secret one with a "/".
+    if (destination.bucket.find(L':') != String::npos) {
+        fail(url, "has a ':' in its bucket");
+    }
     // The "/" after the bucket belongs to neither of them.
     destination.prefix =
         parts.path.empty() ? String() : decodeText(url, std::string_view(parts.path).substr(1));
