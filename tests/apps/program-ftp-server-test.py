@@ -188,6 +188,20 @@ class BackupTest(FTPServerTest):
                             for path in (self.root / place[1:] / "x").rglob("*") if path.is_file())
             self.assertEqual(stored, sorted(name for name, body in self.files_in("f").items() if body is not None))
 
+    def test_a_url_names_the_server_the_directory_and_the_encryption(self):
+        self.write("f/sub/a", b"one")
+        for place in self.on_each():
+            address = self.environment.pop("VEXIL_FTP_SERVER")
+            scheme = "ftps" if self.tls == "implicit" else "ftp"
+            options = ["--ca-bundle", os.environ[f"{self.kind}_CA"], *["--tls", "none"] * (self.tls == "none")]
+            url = f"{scheme}://{address}{place}/my%20%23x"
+            self.run_program("backup", "f", url, *options)
+            self.assertEqual((self.root / place[1:] / "my #x/sub/a").read_bytes(), b"one")
+            target = f"r{self.tls}{address[-5:]}"
+            self.run_program("restore", url, target, *options)
+            self.assertEqual(self.files_in(target), {"sub/a": b"one"})
+            self.environment["VEXIL_FTP_SERVER"] = address
+
     def test_hostile_names_come_back(self):
         for name in NAMES + POSIX_NAMES * (not IS_WINDOWS):
             self.write(f"f/{name}", name.encode())

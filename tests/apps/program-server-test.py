@@ -93,6 +93,15 @@ class S3Test(ProgramTest):
         self.assertRegex(self.run_program("s3", "head", BUCKET, "whole").out, r'etag: "?[0-9a-f]{32}"?\n')
         self.assertIn("--part-size", self.run_program("s3", "put", "file", BUCKET, "k", "--part-size", "4", code=2).err)
 
+    def test_a_url_names_the_bucket_and_the_prefix(self):
+        files = {"a": b"one", "sub/b c": b"two"}
+        for name, content in files.items():
+            self.write(f"f/{name}", content)
+        self.run_program("backup", "f", f"s3://{BUCKET}/my%20%23p")
+        self.assertEqual(self.server_objects(), {f"my #p/{name}": content for name, content in files.items()})
+        self.run_program("restore", f"s3://{BUCKET}/my%20%23p", "r")
+        self.assertEqual(self.files_in("r"), files)
+
     def test_a_backup_in_parts_comes_back(self):
         self.write("f/small", os.urandom(100000))
         self.write("f/empty", b"")
