@@ -16,7 +16,7 @@ namespace {
 
 bool isUTF8(const std::string& bytes) {
     try {
-        String::fromUTF8(bytes);
+        static_cast<void>(String::fromUTF8(bytes));
         return true;
     } catch (const CError&) {
         return false;
