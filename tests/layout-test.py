@@ -37,7 +37,7 @@ PROGRAM_ROOMS_BELOW = {
     "command": ("base",),
     "console": ("base", "platform"),
     "files": ("base", "platform", "console"),
-    "index": (),
+    "index": ("base",),
     "session": ("base", "platform", "console", "files"),
     "transfer": ("base", "platform", "console", "session"),
     "mirror": ("base", "platform", "command", "console", "files", "index", "session", "transfer"),

@@ -1,4 +1,4 @@
-#include "apps/vexil/index/FileTime.h"
+#include "apps/vexil/base/FileTime.h"
 
 #include <gtest/gtest.h>
 

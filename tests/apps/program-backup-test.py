@@ -1,13 +1,18 @@
 #!/usr/bin/env python3
 """Backups to destinations of each kind, and their restores."""
 
+import gzip
+import json
 import os
+import stat
 import unittest
 
 from fake_ftp import FakeFTP
 from fake_s3 import FakeS3
 from program import SECRET, ProgramTest, not_on_windows
 
+INDEX = ".vexil-index.gz"
+LONG_AGO = 1_577_934_245_123_456_700  # nanoseconds; Windows counts in hundreds
 FILES = {"a": b"one", "folder/b c%#?.txt": b"two" * 1000, "folder/deep/empty": b"", "\u00e4": b"\x00\xff"}
 
 
@@ -27,8 +32,27 @@ class FolderTest(ProgramTest):
         path = (self.folder / name).as_posix()
         return "file://" + path.replace("%", "%25").replace(" ", "%20")
 
-    def stored(self):
+    def everything(self):
         return self.files_in("disk/my backup")
+
+    def stored(self):
+        return {name: content for name, content in self.everything().items() if name != INDEX}
+
+    def replace(self, name, content):
+        """Replaces a stored file; None removes it."""
+        path = self.folder / "disk/my backup" / name
+        path.unlink()
+        if content is not None:
+            path.write_bytes(content)
+
+    def lines(self):
+        return gzip.decompress(self.everything()[INDEX]).decode().splitlines()
+
+    def age(self, *names):
+        """Gives files, by default all, a time that is long past."""
+        for path in [self.folder / "home" / name for name in names] or (self.folder / "home").rglob("*"):
+            if path.is_file():
+                os.utime(path, ns=(LONG_AGO, LONG_AGO))
 
     def backup(self, *arguments, code=0):
         return self.run_program("backup", "home", self.destination, *arguments, *self.options(), code=code)
@@ -46,6 +70,121 @@ class FolderTest(ProgramTest):
         result = self.restore()
         self.assertRegex(result.out, r"^restored: 4 files, 3.0 kB in ")
         self.assertEqual(self.files_in("restored"), FILES)
+
+    def test_times_of_files_and_folders_come_back(self):
+        self.age()
+        (self.folder / "home/empty/deeper").mkdir(parents=True)
+        for name in ("folder/deep", "folder", "empty/deeper", "empty"):
+            os.utime(self.folder / "home" / name, ns=(LONG_AGO, LONG_AGO + 10**9))
+        self.backup()
+        self.restore()
+        self.assertTrue((self.folder / "restored/empty/deeper").is_dir())
+        for path in (self.folder / "home").rglob("*"):
+            copy = self.folder / "restored" / path.relative_to(self.folder / "home")
+            self.assertEqual(copy.stat().st_mtime_ns, path.stat().st_mtime_ns, path)
+
+    @not_on_windows("it has neither modes nor links")
+    def test_modes_and_links_come_back(self):
+        home = self.folder / "home"
+        modes = {"a": 0o640, "folder/b c%#?.txt": 0o4711, "folder/deep": 0o700, "folder/deep/empty": 0o400}
+        for name, mode in modes.items():
+            (home / name).chmod(mode)
+        for name, target in (("to file", "folder/b c%#?.txt"), ("folder/dangling", "/no/where"), ("to folder", "folder")):
+            (home / name).symlink_to(target)
+            os.utime(home / name, ns=(LONG_AGO, LONG_AGO), follow_symlinks=False)
+        self.backup()
+        for _ in range(2):  # the second restore finds the links of the first
+            self.restore()
+            for name, mode in modes.items():
+                self.assertEqual(stat.S_IMODE((self.folder / "restored" / name).stat().st_mode), mode, name)
+            for name in ("to file", "folder/dangling", "to folder"):
+                copy = self.folder / "restored" / name
+                self.assertEqual(os.readlink(copy), os.readlink(home / name))
+                self.assertEqual(copy.lstat().st_mtime_ns, LONG_AGO)
+
+    def test_only_what_has_changed_is_stored_again(self):
+        self.age()
+        self.backup()
+        index = self.everything()[INDEX]
+        result = self.backup()
+        self.assertRegex(result.out, "^backed up: 0 files, 0 bytes in ")
+        self.assertIn("unchanged: 4 files, 3.0 kB;", result.out)
+        self.assertEqual(self.everything()[INDEX], index)
+        self.write("home/a", b"ONE")  # of the same size
+        self.assertIn("backed up: 1 file, 3 bytes", self.backup().out)
+        self.assertEqual(self.stored(), {**FILES, "a": b"ONE"})
+
+    def test_a_change_just_after_a_change_is_found_though_size_and_time_are_the_same(self):
+        self.age()
+        path = self.write("home/a", b"new")
+        changed = path.stat().st_mtime_ns
+        self.assertIn("backed up: 4 files", self.backup().out)
+        self.assertEqual([line for line in self.lines() if "unsettled" in line],
+                         [line for line in self.lines() if '"path":"a"' in line])
+        path.write_bytes(b"NEW")
+        os.utime(path, ns=(changed, changed))
+        self.assertIn("backed up: 1 file", self.backup().out)
+        self.assertEqual(self.stored()["a"], b"NEW")
+
+    def test_what_is_missing_in_the_store_is_stored_again(self):
+        self.age()
+        self.backup()
+        self.replace("a", None)
+        self.replace("folder/b c%#?.txt", b"cut")
+        self.assertIn("backed up: 2 files", self.backup().out)
+        self.assertEqual(self.stored(), FILES)
+
+    def test_a_restore_tells_what_the_index_names_and_the_store_has_lost(self):
+        self.backup()
+        self.replace("a", None)
+        result = self.restore(code=1)
+        self.assertIn("NOT restored: a: the index names it, but it is not in the backup any more", result.err)
+        self.assertEqual(self.files_in("restored"), {name: FILES[name] for name in FILES if name != "a"})
+
+    def test_what_is_deleted_here_and_there_is_forgotten(self):
+        self.backup()
+        self.replace("a", None)
+        (self.folder / "home/a").unlink()
+        self.backup()
+        self.restore()
+        self.assertFalse([line for line in self.lines() if '"path":"a"' in line])
+
+    def test_a_damaged_index_is_reported_and_replaced(self):
+        self.age()
+        self.backup()
+        index = self.everything()[INDEX]
+        self.replace(INDEX, index[:-5])
+        result = self.restore(code=1)
+        self.assertIn("NOT restored: times, modes, links and empty folders: The index cannot be read", result.err)
+        self.assertEqual(self.files_in("restored"), FILES)
+        result = self.backup()
+        self.assertRegex(result.err, "warning: The index cannot be read, line [0-9]+: .* All files are stored again")
+        self.assertIn("backed up: 4 files", result.out)
+        self.assertEqual(self.everything()[INDEX], index)
+
+    def test_the_index_of_a_newer_version_is_not_replaced(self):
+        self.backup()
+        newer = gzip.compress(b'{"vexil_index":2}\n{"entries":0}\n')
+        self.replace(INDEX, newer)
+        self.write("home/a", b"changed")
+        self.assertIn("The index was written by a newer version of this program.", self.backup(code=1).err)
+        self.assertEqual(self.everything(), {**FILES, INDEX: newer})
+
+    def test_a_file_may_not_have_the_name_of_the_index(self):
+        self.write(f"home/{INDEX}", b"mine")
+        self.write(f"home/folder/{INDEX}", b"mine, too")
+        result = self.backup()
+        self.assertIn(f"skipped {INDEX}: the index of a backup has this name", result.err)
+        self.restore()
+        self.assertEqual(self.files_in("restored"), {**FILES, f"folder/{INDEX}": b"mine, too"})
+
+    def test_files_that_are_deleted_here_keep_their_times(self):
+        self.age()
+        self.backup()
+        (self.folder / "home/a").unlink()
+        self.backup()
+        self.restore()
+        self.assertEqual((self.folder / "restored/a").stat().st_mtime_ns, LONG_AGO)
 
     def test_files_are_replaced_and_others_stay(self):
         self.backup()
@@ -91,15 +230,87 @@ class LocalTest(FolderTest):
     def test_a_destination_that_is_a_file_is_named(self):
         self.write("disk/my backup")
         result = self.backup(code=1)
-        self.assertIn("Cannot make the folder", result.err)
+        self.assertIn("Cannot read the folder", result.err)
 
     @not_on_windows("Linux names")
     def test_names_may_be_any_bytes(self):
-        with open(os.fsencode(self.folder) + b"/home/caf\xe9", "wb") as file:
+        path = os.fsencode(self.folder) + b"/home/caf\xe9"
+        with open(path, "wb") as file:
             file.write(b"bytes")
+        os.symlink(b"\xff", path + b"-link")
+        self.age()
+        os.utime(path, ns=(LONG_AGO, LONG_AGO))
         self.backup()
+        self.assertIn("backed up: 0 files", self.backup().out)
         self.restore()
         self.assertEqual(self.files_in("restored")["caf\udce9"], b"bytes")
+        copy = os.fsencode(self.folder) + b"/restored/caf\xe9"
+        self.assertEqual(os.stat(copy).st_mtime_ns, LONG_AGO)
+        self.assertEqual(os.readlink(copy + b"-link"), b"\xff")
+
+    @not_on_windows("links")
+    def test_a_link_does_not_replace_what_is_there(self):
+        (self.folder / "home/link").symlink_to("a")
+        (self.folder / "home/other").symlink_to("a")
+        self.backup()
+        self.write("restored/link", b"mine")
+        (self.folder / "restored/other").symlink_to("elsewhere")
+        result = self.restore(code=1)
+        self.assertIn("NOT restored: link: it is a link, but a file has its name", result.err)
+        self.assertEqual(self.read("restored/link"), b"mine")
+        self.assertEqual(os.readlink(self.folder / "restored/other"), "a")
+
+    def test_nothing_of_a_hostile_index_leads_out_of_the_folder(self):
+        self.backup()
+        for path, kind in (("../x", "folder"), ("/tmp/vexil-hostile", "folder"), ("a/../../x", "link")):
+            line = f'{{"path":"{path}","type":"{kind}","target":"y"}}\n'
+            self.replace(INDEX, gzip.compress(f'{{"vexil_index":1}}\n{line}{{"entries":1}}\n'.encode()))
+            result = self.restore(code=1)
+            self.assertIn("line 2: the path is not one within the backup", result.err)
+        self.assertEqual(sorted(path.name for path in self.folder.iterdir()), ["disk", "home", "restored"])
+
+    @not_on_windows("links")
+    def test_a_link_of_the_index_is_not_followed_by_its_folders(self):
+        self.backup()
+        (self.folder / "outside").mkdir()
+        lines = [{"path": "way", "type": "link", "target": "../outside"}, {"path": "way/made", "type": "folder"}]
+        text = "".join(json.dumps(line) + "\n" for line in [{"vexil_index": 1}, *lines, {"entries": 2}])
+        self.replace(INDEX, gzip.compress(text.encode()))
+        for _ in range(2):
+            self.restore(code=1)
+        self.assertEqual(list((self.folder / "outside").iterdir()), [])
+
+    @not_on_windows("it has no modes")
+    def test_a_folder_gets_its_mode_after_the_folders_in_it(self):
+        self.backup()
+        lines = [{"path": "shut", "type": "folder", "mode": "0600"},
+                 {"path": "shut/inner", "type": "folder", "mode": "0710", "mtime": "5.0"}]
+        text = "".join(json.dumps(line) + "\n" for line in [{"vexil_index": 1}, *lines, {"entries": 2}])
+        self.replace(INDEX, gzip.compress(text.encode()))
+        options = self.unprivileged_program()
+        (self.folder / "restored").mkdir(mode=0o777)
+        (self.folder / "restored").chmod(0o777)
+        self.run_program("restore", self.destination, "restored", **options)
+        shut = self.folder / "restored/shut"
+        self.assertEqual(stat.S_IMODE(shut.stat().st_mode), 0o600)
+        shut.chmod(0o700)
+        self.assertEqual(stat.S_IMODE((shut / "inner").stat().st_mode), 0o710)
+        self.assertEqual((shut / "inner").stat().st_mtime, 5)
+
+    @not_on_windows("links")
+    def test_nothing_on_the_other_side_of_a_link_is_changed(self):
+        self.backup()
+        outside = self.folder / "outside/made"
+        outside.mkdir(parents=True)
+        before = outside.stat()
+        (self.folder / "restored").mkdir()
+        (self.folder / "restored/way").symlink_to("../outside")
+        lines = [{"path": "way/made", "type": "folder", "mtime": "5.0", "mode": "0777"}]
+        text = "".join(json.dumps(line) + "\n" for line in [{"vexil_index": 1}, *lines, {"entries": 1}])
+        self.replace(INDEX, gzip.compress(text.encode()))
+        result = self.restore(code=1)
+        self.assertIn("there is a link of this name", result.err)
+        self.assertEqual((outside.stat().st_mtime_ns, outside.stat().st_mode), (before.st_mtime_ns, before.st_mode))
 
     def test_a_wrong_destination_is_named_before_anything_is_sent(self):
         for url, problem in (("disk", "is not one of s3://BUCKET/PREFIX, ftp://HOST/DIRECTORY"),
@@ -118,8 +329,25 @@ class S3Test(FolderTest):
         self.environment["VEXIL_S3_ENDPOINT"] = self.server.endpoint
         return "s3://bucket/my%20home"
 
-    def stored(self):
+    def everything(self):
         return {key.removeprefix("my home/"): body for key, body in self.server.objects.items()}
+
+    def replace(self, name, content):
+        del self.server.objects[f"my home/{name}"]
+        if content is not None:
+            self.server.objects[f"my home/{name}"] = content
+
+    def test_an_unchanged_backup_needs_a_listing_and_the_index(self):
+        self.age()
+        self.backup()
+        self.server.requests.clear()
+        self.backup()
+        self.assertEqual(len(self.server.requests), 2)
+
+    def test_a_restore_by_the_commands_of_s3_leaves_the_index_out(self):
+        self.backup()
+        self.run_program("s3", "restore", "bucket", "my home", "restored")
+        self.assertEqual(self.files_in("restored"), FILES)
 
     def test_the_options_of_s3_are_taken(self):
         self.backup("--signature", "v2")
@@ -140,8 +368,21 @@ class FTPTest(FolderTest):
     def options(self):
         return ["--tls", "none"]
 
-    def stored(self):
+    def everything(self):
         return {path.removeprefix("/my home/"): body for path, body in self.server.files.items()}
+
+    def replace(self, name, content):
+        del self.server.files[f"/my home/{name}"]
+        if content is not None:
+            self.server.files[f"/my home/{name}"] = content
+
+    def test_a_server_that_cannot_list_gets_the_files_without_an_index(self):
+        self.server.unknown = ("MLSD", "MLST")
+        for _ in range(2):
+            result = self.backup()
+            self.assertIn("warning: the destination cannot be listed, so all files are stored, and no index", result.err)
+            self.assertIn("backed up: 4 files", result.out)
+        self.assertEqual(self.everything(), FILES)
 
     def test_a_server_without_tls_gets_no_password(self):
         result = self.run_program("backup", "home", self.destination, code=None)

@@ -5,6 +5,7 @@
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/mirror/Backup.h"
+#include "apps/vexil/mirror/StoreIndex.h"
 
 #include <string>
 #include <vector>
@@ -42,10 +43,11 @@ Over ftp:// the connection is encrypted before the login, unless --tls none is g
 encrypted from its first byte. A login is never part of a destination: see 'vexil help s3' and 'vexil help
 ftp'. '%', '?' and '#' in a destination are written as %25, %3F and %23.
 
-Each regular file is stored under its path. Files of the same names are replaced, each when the new one is
-complete; others stay. Links and special files are listed and skipped; empty folders, modes and times are
-not kept. Files that cannot be read or that change during the backup are listed; the rest is stored and the
-exit code is 1. --part-size and --upload-check are for S3.)");
+Each regular file is stored under its path, and any client can read it. A file whose size and time have not
+changed since the last backup is not stored again. Beside the files stands an index, .vexil-index.gz: it
+keeps times, modes, links and empty folders. Files of the same names are replaced, each when the new one is
+complete; others stay. Special files are listed and skipped. Files that cannot be read or that change during
+the backup are listed; the rest is stored and the exit code is 1. --part-size and --upload-check are for S3.)");
 }
 
 ExitCode CBackupCommand::run(CSession& session) {
@@ -53,7 +55,8 @@ ExitCode CBackupCommand::run(CSession& session) {
     const CFolderWalker walker(toPath(m_folder), m_excluded);
     checkSeparate(destination, walker.getFolder());
     COpenStore store(session, destination, m_upload);
-    return CBackup(session, store.get()).run(walker, m_upload.getJobs());
+    CStoreIndex index(session, store.get());
+    return CBackup(session, store.get(), &index).run(walker, m_upload.getJobs());
 }
 
 }  // namespace

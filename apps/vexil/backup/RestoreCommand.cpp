@@ -35,7 +35,8 @@ void CRestoreCommand::define(CCommandSyntax& syntax) {
   vexil restore ftp://nas.example.com/backups/documents restored
   vexil restore file:///media/disk/documents restored
 
-Destinations are written as for 'vexil backup'. Files of the same names are replaced, each when its new
+Destinations are written as for 'vexil backup'. Times, modes, links and empty folders come from the index of
+the backup; without an index only the files are restored. Files of the same names are replaced, each when its new
 content is complete; others stay. Files that cannot be fetched or stored are listed, for example if the name
 would lead out of the folder; the rest is restored, and the exit code is 1. If there is nothing to restore,
 it is 3. --part-size is for S3.)");
@@ -46,7 +47,7 @@ ExitCode CRestoreCommand::run(CSession& session) {
     const std::filesystem::path folder = toPath(m_folder);
     checkSeparate(destination, folder);
     COpenStore store(session, destination, m_download);
-    return CRestore(session, store.get(), folder).run(m_download.getJobs());
+    return CRestore(session, store.get(), folder, true).run(m_download.getJobs());
 }
 
 }  // namespace

@@ -59,6 +59,12 @@ std::filesystem::path toPath(const String& text) {
     return toPath(text.toUTF8());
 }
 
+std::string toBytes(const std::filesystem::path& path) {
+    // On Windows UTF-8, on Linux the bytes themselves.
+    const std::u8string bytes = path.generic_u8string();
+    return {bytes.begin(), bytes.end()};
+}
+
 String toText(const std::filesystem::path& path) {
     String text = decode(path);
     // Replaced characters cannot be converted back.

@@ -14,6 +14,9 @@ namespace vexil::app {
 std::filesystem::path toPath(const std::string& argument);
 std::filesystem::path toPath(const String& text);
 
+/// The reverse, with "/" between the names.
+std::string toBytes(const std::filesystem::path& path);
+
 /// A path as text, with "/".
 /// \throws CError "its name is not UTF-8 text" if no text stands for the path
 String toText(const std::filesystem::path& path);

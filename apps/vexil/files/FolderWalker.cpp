@@ -89,6 +89,7 @@ void CFolderWalker::visit(IFolderVisitor& visitor, const fs::path& relativePath)
     if (!fs::status_known(status) || !fs::exists(status)) {
         visitor.onProblem(relativePath, describeFailure(failure));
     } else if (fs::is_directory(status)) {
+        visitor.onFolder(relativePath);
         walkFolder(visitor, relativePath);
     } else if (fs::is_regular_file(status) && isPartName(relativePath.filename())) {
         visitor.onPart(relativePath);

@@ -19,6 +19,8 @@ public:
     /// A part (PartName.h) of a file.
     virtual void onPart(const std::filesystem::path& relativePath) = 0;
     virtual void onEmptyFolder(const std::filesystem::path& relativePath) = 0;
+    /// Each folder below the first one, before what is in it. Does nothing by default.
+    virtual void onFolder(const std::filesystem::path& /*relativePath*/) {}
     /// An entry that cannot be examined; the walk continues with the next one.
     virtual void onProblem(const std::filesystem::path& relativePath, const String& reason) = 0;
 };

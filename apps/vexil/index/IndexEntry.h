@@ -1,6 +1,6 @@
 #pragma once
 
-#include "apps/vexil/index/FileTime.h"
+#include "apps/vexil/base/FileTime.h"
 #include "vexil/BaseTypes.h"
 
 #include <optional>
@@ -31,7 +31,10 @@ struct CIndexEntry {
     std::optional<CEntryOwner> owner;  ///< nullopt if it is not kept
     std::string target;                ///< of a link, as it stands in the link: any bytes
     std::string eTag;                  ///< what the server said of the stored content; "" for nothing
-    std::string md5;                   ///< of the content, 32 lower-case hexadecimal digits; "" if unknown
+    /// Whether the file was changed so shortly before it was stored that size and time do not tell a further
+    /// change.
+    bool isUnsettled = false;
+    std::string md5;  ///< of the content, 32 lower-case hexadecimal digits; "" if unknown
 
     bool operator==(const CIndexEntry&) const = default;
 };

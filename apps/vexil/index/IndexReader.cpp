@@ -1,5 +1,6 @@
 #include "apps/vexil/index/IndexReader.h"
 
+#include "apps/vexil/index/IndexError.h"
 #include "apps/vexil/index/IndexFormat.h"
 
 #include <charconv>
@@ -137,6 +138,7 @@ CIndexEntry readEntry(const Line& line) {
     entry.eTag = getText(line, format::eTag);
     entry.md5 = getText(line, format::md5);
     checkMD5(entry.md5);
+    entry.isUnsettled = line.value(format::isUnsettled, false);
     if (entry.kind == EntryKind::Link &&
         (entry.target.empty() || entry.target.find('\0') != std::string::npos)) {
         throw CError("the link has no usable target");
@@ -156,7 +158,7 @@ CIndexReader::CIndexReader(zet::IInStream& in) : m_in(in) {
         fail("this is no index");
     }
     if (line.at(format::versionField).get<int64>() != format::version) {
-        throw CError("The index was written by a newer version of this program.");
+        throw CIndexVersionError();
     }
 }
 
@@ -200,7 +202,8 @@ bool CIndexReader::readLine() {
 }
 
 void CIndexReader::fail(const String& problem) const {
-    throw CError("The index cannot be read, line " + String::fromInt(m_lineNumber) + ": " + problem + ".");
+    throw CIndexError("The index cannot be read, line " + String::fromInt(m_lineNumber) + ": " + problem +
+                      ".");
 }
 
 }  // namespace vexil::app

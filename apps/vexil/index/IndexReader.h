@@ -13,11 +13,11 @@ namespace vexil::app {
 class CIndexReader {
 public:
     /// \param in  the compressed bytes, at their beginning; must outlive the reader
-    /// \throws CError if this is no index, or one of a newer format
+    /// \throws CIndexError if this is no index, CIndexVersionError for one of a newer format
     explicit CIndexReader(zet::IInStream& in);
 
     /// The next entry; nullopt after the last one.
-    /// \throws CError that names the line if the index is damaged or incomplete
+    /// \throws CIndexError that names the line if the index is damaged or incomplete
     std::optional<CIndexEntry> findNext();
 
 private:

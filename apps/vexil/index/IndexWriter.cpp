@@ -82,6 +82,9 @@ void CIndexWriter::add(const CIndexEntry& entry) {
     setIfGiven(line, format::target, entry.target);
     setIfGiven(line, format::eTag, entry.eTag);
     setIfGiven(line, format::md5, entry.md5);
+    if (entry.isUnsettled) {
+        line[format::isUnsettled] = true;
+    }
     writeLine(line.dump());
     ++m_entries;
 }

@@ -3,12 +3,14 @@
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/console/ErrorReport.h"
 #include "apps/vexil/files/InterruptibleFile.h"
+#include "apps/vexil/mirror/StoreIndex.h"
 #include "apps/vexil/platform/Interrupt.h"
 #include "apps/vexil/session/Session.h"
 #include "apps/vexil/transfer/FileJob.h"
 #include "apps/vexil/transfer/SessionQueue.h"
 
 #include <memory>
+#include <system_error>
 
 namespace vexil::app {
 
@@ -21,8 +23,8 @@ CError makeMixedContentError() {
 
 }  // namespace
 
-CBackup::CBackup(CSession& session, IStore& store)
-    : m_session(session), m_store(store), m_progress(session.getConsole()) {}
+CBackup::CBackup(CSession& session, IStore& store, CStoreIndex* index)
+    : m_session(session), m_store(store), m_progress(session.getConsole()), m_index(index) {}
 
 /// One file in transfer.
 class CBackup::CStoreJob final : public CFileJob {
@@ -45,6 +47,7 @@ public:
             throw makeMixedContentError();
         }
         getProgress().complete(m_file->getSize());
+        m_backup.noteFile(m_relativePath, m_facts);
     }
 
     void onFailure(const CError& error) override {
@@ -53,12 +56,14 @@ public:
 
 private:
     void open() {
+        m_facts = m_backup.readFacts(m_relativePath);
         m_file = new CInterruptibleFile(m_backup.m_folder / m_relativePath);
         m_upload = m_backup.m_store.makeUpload(m_file, m_relativePath);
     }
 
     CBackup& m_backup;
     std::filesystem::path m_relativePath;
+    CFileFacts m_facts;  // from before the file was opened
     P<CFileInStream> m_file;
     std::unique_ptr<ITransfer> m_upload;  // set with m_file, when the first transfer is prepared
     bool m_isStored = false;
@@ -77,6 +82,9 @@ ExitCode CBackup::run(const CFolderWalker& walker, int jobs) {
 
 void CBackup::store(const CFolderWalker& walker, int jobs) {
     m_folder = walker.getFolder();
+    if (m_index) {
+        m_index->load();
+    }
     m_store.beginUploads();
     {
         CSessionQueue queue(m_session, m_store.getPolicy(), jobs);
@@ -87,8 +95,14 @@ void CBackup::store(const CFolderWalker& walker, int jobs) {
     for (const std::filesystem::path& path : m_filesAlone) {
         storeAlone(path);
     }
-    m_store.finishUploads(walker, m_failures == 0,
-                          [this](const String& name, const String& reason) { onConflict(name, reason); });
+    // It lists the store, which an unchanged one does not need.
+    if (!m_index || m_stored > 0) {
+        m_store.finishUploads(walker, m_failures == 0,
+                              [this](const String& name, const String& reason) { onConflict(name, reason); });
+    }
+    if (m_index) {
+        m_index->save();
+    }
 }
 
 void CBackup::onConflict(const String& name, const String& reason) {
@@ -97,6 +111,13 @@ void CBackup::onConflict(const String& name, const String& reason) {
 }
 
 void CBackup::onFile(const std::filesystem::path& relativePath) {
+    if (relativePath == CStoreIndex::name) {
+        onSkipped(relativePath, "the index of a backup has this name");
+        return;
+    }
+    if (isUnchanged(relativePath)) {
+        return;
+    }
     std::error_code failure;
     const auto size = std::filesystem::file_size(m_folder / relativePath, failure);
     if (!failure && m_store.isStoredAlone(static_cast<int64>(size))) {
@@ -111,6 +132,7 @@ void CBackup::storeAlone(const std::filesystem::path& relativePath) {
     bool isStored = false;
     try {
         CInterrupt::throwIfRequested();
+        const CFileFacts facts = readFacts(relativePath);
         file = new CInterruptibleFile(m_folder / relativePath);
         CFileProgress progress(m_progress, describe(relativePath));
         m_store.storeAlone(m_folder / relativePath, relativePath, progress);
@@ -118,6 +140,7 @@ void CBackup::storeAlone(const std::filesystem::path& relativePath) {
         if (file->hasChanged()) {
             throw makeMixedContentError();
         }
+        noteFile(relativePath, facts);
     } catch (const CError& error) {
         onFailure(relativePath, error, file && !isStored && file->hasChanged());
         m_session.setFailedRequest(nullptr);
@@ -137,7 +160,56 @@ void CBackup::onFailure(const std::filesystem::path& relativePath, const CError&
                                 : CErrorReport(error).getLine());
 }
 
+bool CBackup::isUnchanged(const std::filesystem::path& relativePath) {
+    if (!m_index) {
+        return false;
+    }
+    const CFileFacts facts = readFacts(relativePath);
+    if (!m_index->isUnchanged(relativePath, facts)) {
+        return false;
+    }
+    // Its mode may have changed.
+    m_index->note(relativePath, EntryKind::File, facts);
+    ++m_unchanged;
+    m_unchangedBytes += facts.size;
+    return true;
+}
+
+/// Empty facts if they cannot be read: opening the file then tells why.
+CFileFacts CBackup::readFacts(const std::filesystem::path& relativePath) const {
+    std::error_code ignored;
+    return readFileFacts(m_folder / relativePath, ignored);
+}
+
+void CBackup::noteFile(const std::filesystem::path& relativePath, const CFileFacts& facts) {
+    ++m_stored;
+    if (m_index) {
+        m_index->note(relativePath, EntryKind::File, facts);
+    }
+}
+
+void CBackup::onFolder(const std::filesystem::path& relativePath) {
+    if (m_index) {
+        m_index->note(relativePath, EntryKind::Folder, readFacts(relativePath));
+    }
+}
+
+/// \return false if it is no link, or cannot be kept
+bool CBackup::keepLink(const std::filesystem::path& relativePath) {
+    std::error_code failure;
+    const std::filesystem::path target = std::filesystem::read_symlink(m_folder / relativePath, failure);
+    if (!m_index || failure || target.empty()) {
+        return false;
+    }
+    m_index->note(relativePath, EntryKind::Link, readFacts(relativePath), toBytes(target));
+    ++m_links;
+    return true;
+}
+
 void CBackup::onSkipped(const std::filesystem::path& relativePath, const char* what) {
+    if (keepLink(relativePath)) {
+        return;
+    }
     ++m_skipped;
     m_session.getConsole().message(Verbosity::Warning, "skipped " + describe(relativePath) + ": " + what);
 }
@@ -165,8 +237,16 @@ void CBackup::printReport() {
                   formatBytes(m_progress.getByteCount()) + " in " + formatSeconds(seconds) + " (" +
                   formatRate(m_progress.getByteCount(), seconds) + "), " +
                   formatNumberOf(m_store.getPolicy().getRetryCount(), "retry"));
-    console.print("not kept: " + formatCount(m_skipped) + " links and special files, " +
-                  formatNumberOf(m_emptyFolders, "empty folder") + ", modes and times of all files");
+    if (m_index) {
+        console.print("unchanged: " + formatNumberOf(m_unchanged, "file") + ", " +
+                      formatBytes(m_unchangedBytes) + "; kept in the index: times and modes, " +
+                      formatNumberOf(m_links, "link") + ", " +
+                      formatNumberOf(m_emptyFolders, "empty folder"));
+        console.print("not kept: " + formatNumberOf(m_skipped, "special file"));
+    } else {
+        console.print("not kept: " + formatCount(m_skipped) + " links and special files, " +
+                      formatNumberOf(m_emptyFolders, "empty folder") + ", modes and times of all files");
+    }
     if (m_failures > 0) {
         console.print("FAILED: " + formatNumberOf(m_failures, "entry") + ", named above");
     }

@@ -4,20 +4,24 @@
 #include "apps/vexil/console/Progress.h"
 #include "apps/vexil/files/FolderWalker.h"
 #include "apps/vexil/mirror/Store.h"
+#include "apps/vexil/platform/FileFacts.h"
 #include "vexil/BaseTypes.h"
 
 namespace vexil::app {
 
 class CSession;
 class CSessionQueue;
+class CStoreIndex;
 
 /// Stores the regular files of a folder, each under its path. Files that the store takes alone follow
 /// after the others, one after another: each of them uses all transfers. Reports files that cannot be read
 /// or stored, and continues with the others. Ends if the server will refuse everything.
 class CBackup : private IFolderVisitor {
 public:
-    /// Session and store must outlive it.
-    CBackup(CSession& session, IStore& store);
+    /// Session, store and index must outlive it.
+    /// \param index  of the store: then files that have not changed are not stored again, and times, modes,
+    ///               links and empty folders are kept; null for none
+    CBackup(CSession& session, IStore& store, CStoreIndex* index = nullptr);
 
     /// Runs the backup, and prints a summary, also before it throws.
     /// \param jobs  how many files are stored at once, at most
@@ -30,10 +34,15 @@ private:
     void onSkipped(const std::filesystem::path& relativePath, const char* what) override;
     void onPart(const std::filesystem::path& relativePath) override;
     void onEmptyFolder(const std::filesystem::path& relativePath) override;
+    void onFolder(const std::filesystem::path& relativePath) override;
     void onProblem(const std::filesystem::path& relativePath, const String& reason) override;
 
     void store(const CFolderWalker& walker, int jobs);
     void storeAlone(const std::filesystem::path& relativePath);
+    bool isUnchanged(const std::filesystem::path& relativePath);
+    bool keepLink(const std::filesystem::path& relativePath);
+    CFileFacts readFacts(const std::filesystem::path& relativePath) const;
+    void noteFile(const std::filesystem::path& relativePath, const CFileFacts& facts);
     void onFailure(const std::filesystem::path& relativePath, const CError& error, bool isChanged);
     void onConflict(const String& name, const String& reason);
     void printReport();
@@ -42,8 +51,13 @@ private:
     IStore& m_store;
     std::filesystem::path m_folder;
     CProgress m_progress;
+    CStoreIndex* const m_index;
     CSessionQueue* m_queue = nullptr;  // while the folder is walked
     TArray<std::filesystem::path> m_filesAlone;
+    int64 m_unchanged = 0;
+    int64 m_unchangedBytes = 0;
+    int64 m_links = 0;
+    int64 m_stored = 0;
     int64 m_skipped = 0;
     int64 m_emptyFolders = 0;
     int64 m_failures = 0;

@@ -4,6 +4,9 @@
 #include "apps/vexil/console/ErrorReport.h"
 #include "apps/vexil/files/MakeFolders.h"
 #include "apps/vexil/files/PartFile.h"
+#include "apps/vexil/index/IndexError.h"
+#include "apps/vexil/mirror/RestoredFacts.h"
+#include "apps/vexil/mirror/StoreIndex.h"
 #include "apps/vexil/platform/Interrupt.h"
 #include "apps/vexil/session/Session.h"
 #include "apps/vexil/transfer/FileJob.h"
@@ -48,6 +51,7 @@ public:
         }
         m_file->commit();
         getProgress().complete(listedSize);
+        m_restore.noteFetched(*m_stored);
     }
 
     void onFailure(const CError& error) override { m_restore.onFailure(*m_stored, error); }
@@ -67,9 +71,16 @@ private:
     std::unique_ptr<IDownload> m_download;  // set with m_file, when the first transfer is prepared
 };
 
-CRestore::CRestore(CSession& session, IStore& store, const fs::path& folder)
+CRestore::CRestore(CSession& session, IStore& store, const fs::path& folder, bool usesIndex)
     : m_session(session), m_store(store), m_folder(folder), m_progress(session.getConsole()),
-      m_leftParts(session.getConsole()) {}
+      m_leftParts(session.getConsole()) {
+    if (usesIndex) {
+        m_facts = std::make_unique<CRestoredFacts>(
+            folder, [this](const String& name, const String& reason) { onProblem(name, reason); });
+    }
+}
+
+CRestore::~CRestore() = default;
 
 ExitCode CRestore::run(int jobs) {
     try {
@@ -100,13 +111,50 @@ void CRestore::restoreAll(int jobs) {
     CSessionQueue queue(m_session, m_store.getPolicy(), jobs);
     while (std::unique_ptr<IStoredFile> file = findNext(queue, *listing)) {
         CInterrupt::throwIfRequested();
-        restore(queue, std::move(file));
+        if (!takeIndex(file)) {
+            restore(queue, std::move(file));
+        }
     }
     queue.finish();
     for (const std::unique_ptr<IStoredFile>& file : m_filesAlone) {
         fetchAlone(*file);
     }
     m_leftParts.clearAll();
+    applyIndex();
+}
+
+/// \return whether the file is the index, which is no file of the user
+bool CRestore::takeIndex(std::unique_ptr<IStoredFile>& file) {
+    if (file->getRelativeName() == CStoreIndex::name) {
+        m_indexFile = std::move(file);
+        return true;
+    }
+    if (m_facts) {
+        try {
+            m_facts->noteListed(file->getRelativePath());
+        } catch (const CError&) {
+            // The restore of the file reports it.
+            return false;
+        }
+    }
+    return false;
+}
+
+void CRestore::applyIndex() {
+    if (!m_facts || !m_indexFile) {
+        return;
+    }
+    try {
+        m_facts->apply(CStoreIndex::fetch(m_session, m_store, *m_indexFile));
+    } catch (const CIndexError& error) {
+        onProblem("times, modes, links and empty folders", error.getMessage());
+    }
+}
+
+void CRestore::noteFetched(const IStoredFile& file) {
+    if (m_facts) {
+        m_facts->noteFetched(file.getRelativePath(), file.getSize());
+    }
 }
 
 std::unique_ptr<IStoredFile> CRestore::findNext(CSessionQueue& queue, IStoreListing& listing) {
@@ -138,6 +186,7 @@ void CRestore::fetchAlone(const IStoredFile& file) {
         const fs::path path = preparePath(file);
         m_leftParts.keep(path, file.getContent());
         file.fetchAlone(path, progress);
+        noteFetched(file);
     } catch (const CError& error) {
         onFailure(file, error);
         m_session.setFailedRequest(nullptr);
@@ -171,9 +220,12 @@ void CRestore::onFailure(const IStoredFile& file, const CError& error) {
     if (m_store.getPolicy().diagnose(error).isHopeless()) {
         error.throwClone();
     }
+    onProblem(printable(file.getName()), CErrorReport(error).getLine());
+}
+
+void CRestore::onProblem(const String& name, const String& reason) {
     ++m_failures;
-    m_session.getConsole().message(Verbosity::Error, "NOT restored: " + printable(file.getName()) + ": " +
-                                                         CErrorReport(error).getLine());
+    m_session.getConsole().message(Verbosity::Error, "NOT restored: " + name + ": " + reason);
 }
 
 void CRestore::printReport() {

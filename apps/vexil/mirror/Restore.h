@@ -13,6 +13,7 @@
 
 namespace vexil::app {
 
+class CRestoredFacts;
 class CSession;
 class CSessionQueue;
 
@@ -22,8 +23,10 @@ class CSessionQueue;
 class CRestore {
 public:
     /// Session and store must outlive it.
-    /// \param folder  created if it does not exist
-    CRestore(CSession& session, IStore& store, const std::filesystem::path& folder);
+    /// \param folder     created if it does not exist
+    /// \param usesIndex  whether times, modes, links and empty folders of the store's index are restored
+    CRestore(CSession& session, IStore& store, const std::filesystem::path& folder, bool usesIndex = false);
+    ~CRestore();
 
     /// Runs the restore, and prints a summary, also before it throws.
     /// \param jobs  how many files are fetched at once, at most
@@ -37,7 +40,11 @@ private:
     void restore(CSessionQueue& queue, std::unique_ptr<IStoredFile> file);
     void fetchAlone(const IStoredFile& file);
     std::filesystem::path preparePath(const IStoredFile& file);
+    bool takeIndex(std::unique_ptr<IStoredFile>& file);
+    void applyIndex();
+    void noteFetched(const IStoredFile& file);
     void onFailure(const IStoredFile& file, const CError& error);
+    void onProblem(const String& name, const String& reason);
     void printReport();
     bool isInTheWayOf(const String& name) const;
 
@@ -48,6 +55,8 @@ private:
     CLeftParts m_leftParts;
     std::set<String> m_namesUnderWay;
     std::vector<std::unique_ptr<IStoredFile>> m_filesAlone;  // they follow after the others
+    std::unique_ptr<CRestoredFacts> m_facts;                 // null if no index is used
+    std::unique_ptr<IStoredFile> m_indexFile;                // null if the store has none
     int64 m_continuations = 0;
     int64 m_failures = 0;
 };
