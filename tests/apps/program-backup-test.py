@@ -344,10 +344,15 @@ class S3Test(FolderTest):
         self.backup()
         self.assertEqual(len(self.server.requests), 2)
 
-    def test_a_restore_by_the_commands_of_s3_leaves_the_index_out(self):
+    def test_for_the_commands_of_s3_the_index_is_a_file_like_others(self):
+        self.age()
         self.backup()
-        self.run_program("s3", "restore", "bucket", "my home", "restored")
+        self.run_program("s3", "restore", "bucket", "my home", "copy")
+        self.assertEqual(self.files_in("copy"), self.everything())
+        self.run_program("s3", "backup", "copy", "bucket", "other")
+        self.run_program("restore", "s3://bucket/other", "restored")
         self.assertEqual(self.files_in("restored"), FILES)
+        self.assertEqual((self.folder / "restored/a").stat().st_mtime_ns, LONG_AGO)
 
     def test_the_options_of_s3_are_taken(self):
         self.backup("--signature", "v2")

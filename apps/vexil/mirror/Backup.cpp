@@ -111,7 +111,7 @@ void CBackup::onConflict(const String& name, const String& reason) {
 }
 
 void CBackup::onFile(const std::filesystem::path& relativePath) {
-    if (relativePath == CStoreIndex::name) {
+    if (m_index && relativePath == CStoreIndex::name) {
         onSkipped(relativePath, "the index of a backup has this name");
         return;
     }

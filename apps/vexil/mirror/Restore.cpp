@@ -125,23 +125,24 @@ void CRestore::restoreAll(int jobs) {
 
 /// \return whether the file is the index, which is no file of the user
 bool CRestore::takeIndex(std::unique_ptr<IStoredFile>& file) {
+    if (!m_facts) {
+        return false;
+    }
     if (file->getRelativeName() == CStoreIndex::name) {
         m_indexFile = std::move(file);
         return true;
     }
-    if (m_facts) {
-        try {
-            m_facts->noteListed(file->getRelativePath());
-        } catch (const CError&) {
-            // The restore of the file reports it.
-            return false;
-        }
+    try {
+        m_facts->noteListed(file->getRelativePath());
+    } catch (const CError&) {
+        // The restore of the file reports it.
+        return false;
     }
     return false;
 }
 
 void CRestore::applyIndex() {
-    if (!m_facts || !m_indexFile) {
+    if (!m_indexFile) {
         return;
     }
     try {

@@ -17,7 +17,7 @@ class CSession;
 /// Keeps all entries in memory. One thread.
 class CStoreIndex {
 public:
-    /// Its name in the store, which no file of a backup may have.
+    /// Its name in the store, which no file of a backup with an index may have.
     static constexpr const char* name = ".vexil-index.gz";
 
     /// Session and store must outlive it.
