@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """The program against a real S3 server and a real web server."""
 
+import gzip
 import os
 import pathlib
 import re
@@ -98,7 +99,9 @@ class S3Test(ProgramTest):
         for name, content in files.items():
             self.write(f"f/{name}", content)
         self.run_program("backup", "f", f"s3://{BUCKET}/my%20%23p")
-        self.assertEqual(self.server_objects(), {f"my #p/{name}": content for name, content in files.items()})
+        objects = self.server_objects()
+        self.assertIn(b"vexil_index", gzip.decompress(objects.pop("my #p/.vexil-index.gz")))
+        self.assertEqual(objects, {f"my #p/{name}": content for name, content in files.items()})
         self.run_program("restore", f"s3://{BUCKET}/my%20%23p", "r")
         self.assertEqual(self.files_in("r"), files)
 

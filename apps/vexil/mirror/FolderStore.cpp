@@ -136,6 +136,10 @@ std::unique_ptr<IStoredFile> CFolderStore::CListing::findNext() {
 
 void CFolderStore::CListing::begin() {
     std::error_code failure;
+    const fs::file_status status = fs::status(m_folder, failure);
+    if (fs::exists(status) && !fs::is_directory(status)) {
+        throw CError("Cannot read the folder '" + describe(m_folder) + "': it is no folder", "system");
+    }
     if (!enter(fs::path(), failure)) {
         if (failure == std::errc::no_such_file_or_directory) {
             throw CMissingError("The folder '" + describe(m_folder) + "' does not exist.");
