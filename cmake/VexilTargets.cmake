@@ -17,10 +17,10 @@ function(vexil_target_defaults target)
   endif()
 endfunction()
 
-# vexil_precompile(TARGET HEADER...): compiles headers once for all sources of a target, if the build is to do so. Not for
-# Windows, where the code is optimised: g++ 12 then warns about precompiled headers of the system as if they were ours.
+# vexil_precompile(TARGET HEADER...): compiles headers once for all sources of a target, if the build is to do so. Not if it
+# optimises: g++ 12 then warns about precompiled headers of the system as if they were ours.
 function(vexil_precompile target)
-  if(VEXIL_PRECOMPILE_HEADERS AND NOT WIN32)
+  if(VEXIL_PRECOMPILE_HEADERS AND CMAKE_BUILD_TYPE STREQUAL "Debug" AND NOT VEXIL_SANITIZE)
     target_precompile_headers(${target} PRIVATE ${ARGN})
   endif()
 endfunction()
