@@ -2,26 +2,31 @@
 
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/platform/Interrupt.h"
+#include "apps/vexil/platform/Platform.h"
 
 #include <cerrno>
-#include <cstdio>
 
 namespace vexil::app {
 
 CStandardInStream::~CStandardInStream() = default;
 
 int CStandardInStream::read(void* buffer, int maxLength) {
-    CInterrupt::throwIfRequested();
-    errno = 0;
-    const std::size_t count = std::fread(buffer, 1, static_cast<std::size_t>(maxLength), stdin);
-    const int systemError = errno;
-    CInterrupt::throwIfRequested();
-    if (std::ferror(stdin) != 0) {
-        throw CError("Cannot read standard input: " + describeSystemError(systemError), "system",
-                     systemError);
+    int length = 0;
+    while (length < maxLength) {
+        const int count = readStandardInput(static_cast<char*>(buffer) + length, maxLength - length);
+        const int systemError = errno;
+        CInterrupt::throwIfRequested();
+        if (count < 0) {
+            throw CError("Cannot read standard input: " + describeSystemError(systemError), "system",
+                         systemError);
+        }
+        if (count == 0) {
+            break;
+        }
+        length += count;
     }
-    m_position += static_cast<int64>(count);
-    return static_cast<int>(count);
+    m_position += length;
+    return length;
 }
 
 void CStandardInStream::seek(int64 position) {

@@ -60,6 +60,10 @@ bool isProcessRunning(int64 id);
 /// A text for this computer and this user, the same in every run.
 std::string describeOwner();
 
+/// Reads from standard input as soon as it has bytes. An interrupt ends the wait, except on Windows.
+/// \return number of bytes; 0 at the end, or after an interrupt; -1 for a failure, with `errno` set
+int readStandardInput(void* buffer, int maxLength);
+
 /// Opens a file or pipe for reading bytes. A pipe waits for a writer, unless a signal comes.
 /// \return null for a failure, with `errno` set
 std::FILE* openForReading(const std::filesystem::path& file);

@@ -136,6 +136,23 @@ std::string describeOwner() {
     return std::string(host) + "\n" + std::to_string(geteuid());
 }
 
+int readStandardInput(void* buffer, int maxLength) {
+    // A signal may come just before a call that would block, or to another thread.
+    pollfd input = {STDIN_FILENO, POLLIN, 0};
+    while (!CInterrupt::isRequested()) {
+        const int ready = poll(&input, 1, pollMilliseconds);
+        if (ready == 0 || (ready < 0 && errno == EINTR)) {
+            continue;
+        }
+        const ssize_t count =
+            ready < 0 ? -1 : read(STDIN_FILENO, buffer, static_cast<std::size_t>(maxLength));
+        if (count >= 0 || errno != EINTR) {
+            return static_cast<int>(count);
+        }
+    }
+    return 0;
+}
+
 std::FILE* openForReading(const std::filesystem::path& file) {
     const int descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC);
     return descriptor < 0 ? nullptr : fdopen(descriptor, "rb");

@@ -190,6 +190,12 @@ std::string describeOwner() {
            getEnvironmentVariable("USERNAME").value_or("");
 }
 
+int readStandardInput(void* buffer, int maxLength) {
+    errno = 0;
+    const std::size_t count = std::fread(buffer, 1, static_cast<std::size_t>(maxLength), stdin);
+    return count == 0 && std::ferror(stdin) != 0 ? -1 : static_cast<int>(count);
+}
+
 std::FILE* openForReading(const std::filesystem::path& file) {
     return _wfopen(file.c_str(), L"rb");
 }
