@@ -46,7 +46,7 @@ public:
 
     /// @{
 
-    /// Bytes that may be moved now. If there are none, the callback must pause its direction.
+    /// How many bytes may be moved now. If it is 0, the callback must pause its direction.
     /// \param wanted  at least 1
     std::size_t takeDownload(std::size_t wanted) noexcept;
     std::size_t takeUpload(std::size_t wanted) noexcept;

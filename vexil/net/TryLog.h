@@ -46,7 +46,7 @@ public:
     [[nodiscard]] const TArray<CTryRecord>& getTries() const noexcept { return m_tries; }
     /// A line for each try; "" without tries.
     [[nodiscard]] String toText() const;
-    /// The record that attachTo() has attached; without tries if there is none.
+    /// The record that attachTo() has attached; without tries if it has attached nothing.
     [[nodiscard]] static CTryLog fromError(const CError& error);
 
     // ---- for code that tries again -----------------------------------------------------------------------

@@ -86,7 +86,7 @@ private:
 };
 
 /// The size that the metadata tells, as CS3TransferManager stores it (CS3TransferSettings::storesPartSize).
-/// \return 0 if there is none that can be read
+/// \return 0 if no value can be read
 int64 findPartSizeInMetadata(const TMap<String, String>& headers);
 
 }  // namespace vexil

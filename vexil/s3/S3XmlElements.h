@@ -84,7 +84,7 @@ public:
     }
     /// The same as text.
     [[nodiscard]] String getWholeText() const { return String::fromUTF8(getBytes()); }
-    /// The first piece of text directly inside the element; "" if there is none.
+    /// The first piece of text directly inside the element; "" if it has no text.
     [[nodiscard]] String getFirstText() const {
         return String::fromUTF8(getPart(getEntry().text, getEntry().firstLength));
     }

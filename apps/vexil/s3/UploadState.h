@@ -15,7 +15,7 @@ public:
     /// \throws CError if no variable of the environment names such a folder
     explicit CUploadState(const std::string& identity);
 
-    /// The resume token of the last upload; "" if there is none, or if it cannot be read.
+    /// The resume token of the last upload; "" if no token was kept, or if it cannot be read.
     String find() const;
     /// \throws CError if it cannot be stored
     void store(const String& resumeToken) const;
