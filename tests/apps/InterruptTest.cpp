@@ -1,8 +1,13 @@
 #include "apps/vexil/platform/Interrupt.h"
 
+#include "apps/vexil/platform/Platform.h"
+
 #include <gtest/gtest.h>
 
+#include <array>
+#include <chrono>
 #include <csignal>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -50,6 +55,33 @@ TEST(InterruptIgnoredDeathTest, WhatNohupIgnoresStaysIgnored) {
             _exit(CInterrupt::isRequested() ? 1 : 0);
         },
         testing::ExitedWithCode(0), "");
+}
+
+/// Ends the process with code 0 if the wait for a silent standard input has ended by itself.
+[[noreturn]] void readSilentInput(bool isEarlier) {
+    CInterrupt::install();
+    constexpr unsigned limit = 30;
+    alarm(limit);
+    std::array<int, 2> ends{};
+    if (pipe(ends.data()) != 0 || dup2(ends[0], STDIN_FILENO) != STDIN_FILENO) {
+        _exit(2);
+    }
+    std::thread other([isEarlier] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(isEarlier ? 0 : 100));
+        std::raise(SIGINT);
+    });
+    if (isEarlier) {
+        other.join();
+    }
+    char byte = 0;
+    const int count = vexil::app::readStandardInput(&byte, 1);
+    _exit(count == 0 && CInterrupt::isRequested() ? 0 : 1);
+}
+
+// Neither signal interrupts the call that reads: it comes before, or another thread handles it.
+TEST(StandardInputDeathTest, ASignalThatInterruptsNoCallEndsTheWait) {
+    EXPECT_EXIT(readSilentInput(true), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(readSilentInput(false), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace
