@@ -4,6 +4,7 @@
 import gzip
 import json
 import os
+import shutil
 import stat
 import time
 import unittest
@@ -341,6 +342,15 @@ class S3Test(FolderTest):
         del self.server.objects[f"my home/{name}"]
         if content is not None:
             self.server.objects[f"my home/{name}"] = content
+
+    def test_objects_that_hide_each_other_are_reported_by_each_backup(self):
+        self.age()
+        self.backup()
+        shutil.rmtree(self.folder / "home/folder")
+        self.write("home/folder", b"a file now")
+        self.age()
+        for _ in range(3):
+            self.assertIn("NOT consistent: my home/folder", self.backup(code=1).err)
 
     def test_an_unchanged_backup_needs_a_listing_and_the_index(self):
         self.age()

@@ -96,7 +96,7 @@ void CBackup::store(const CFolderWalker& walker, int jobs) {
         storeAlone(path);
     }
     // It lists the store, which an unchanged one does not need.
-    if (!m_index || m_stored > 0) {
+    if (!m_index || m_stored > 0 || !m_index->isConsistent()) {
         m_store.finishUploads(walker, m_failures == 0,
                               [this](const String& name, const String& reason) { onConflict(name, reason); });
     }

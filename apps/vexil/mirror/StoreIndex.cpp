@@ -113,7 +113,7 @@ void CStoreIndex::list() {
             m_sizes[toBytes(file->getRelativePath())] = file->getSize();
         } catch (const CError&) {
             // A file that cannot be fetched is stored again.
-            continue;
+            m_isConsistent = false;
         }
     }
 }

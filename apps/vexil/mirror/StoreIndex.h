@@ -27,6 +27,8 @@ public:
     /// it. A store that cannot be listed is reported: then there is no index, and save() does nothing.
     /// \throws the errors of the server; CError for an index of a newer version
     void load();
+    /// Whether load() has found nothing but files that can be fetched.
+    bool isConsistent() const noexcept { return m_isConsistent; }
     /// Whether the store has a file with the content of a local file, as far as size and time tell.
     bool isUnchanged(const std::filesystem::path& relativePath, const CFileFacts& facts) const;
     /// Notes what a local entry is now.
@@ -51,6 +53,7 @@ private:
     std::map<std::string, CIndexEntry> m_entries;  // by path
     std::unique_ptr<IStoredFile> m_file;           // null if the store has none
     bool m_hasChanged = false;
+    bool m_isConsistent = true;
     bool m_isUsed = true;  // false if the store cannot be listed
 };
 

@@ -13,6 +13,8 @@ namespace {
 constexpr int64 unitsOfASecond = 10'000'000;
 constexpr int nanosecondsOfAUnit = 100;
 constexpr int64 secondsFrom1601To1970 = 11'644'473'600;
+// The end of the year 9999.
+constexpr int64 mostSeconds = 253'402'300'799;
 
 struct CHandleCloser {
     using pointer = HANDLE;
@@ -60,6 +62,10 @@ void setFileFacts(const std::filesystem::path& path, const std::optional<CFileTi
                   const std::optional<int>&, std::error_code& failure) {
     failure.clear();
     if (!time) {
+        return;
+    }
+    if (time->seconds < -secondsFrom1601To1970 || time->seconds > mostSeconds) {
+        failure = std::make_error_code(std::errc::value_too_large);
         return;
     }
     const auto units = static_cast<unsigned long long>(
