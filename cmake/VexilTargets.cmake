@@ -18,7 +18,8 @@ function(vexil_target_defaults target)
 endfunction()
 
 # vexil_precompile(TARGET HEADER...): compiles headers once for all sources of a target, if the build is to do so. Not if it
-# optimises: g++ 12 then warns about precompiled headers of the system as if they were ours.
+# optimises: g++ 12 then warns about precompiled headers of the system as if they were ours. HEADER stands in angle
+# brackets: with a path of this folder ccache would find nothing for a build in another folder.
 function(vexil_precompile target)
   if(VEXIL_PRECOMPILE_HEADERS AND CMAKE_BUILD_TYPE STREQUAL "Debug" AND NOT VEXIL_SANITIZE)
     target_precompile_headers(${target} PRIVATE ${ARGN})

@@ -14,6 +14,9 @@ cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.."
 export CCACHE_BASEDIR=${CCACHE_BASEDIR:-$PWD} CCACHE_NOHASHDIR=${CCACHE_NOHASHDIR:-1}
 # ccache takes no source with precompiled headers without these.
 export CCACHE_SLOPPINESS=${CCACHE_SLOPPINESS:-pch_defines,time_macros}
+# Otherwise a header of which only comments have changed gives the old precompiled header. A source that includes that
+# header itself is then refused: g++ takes the two versions for two files, in spite of `#pragma once`.
+[[ " $* " != *" -DVEXIL_PRECOMPILE_HEADERS=ON "* ]] || export CCACHE_DEPEND=1
 
 warnings_as_errors=OFF
 [[ ${CI:-} != true ]] || warnings_as_errors=ON
