@@ -180,6 +180,8 @@ std::optional<CIndexEntry> CIndexReader::findNext() {
         return readEntry(line);
     } catch (const nlohmann::json::exception&) {
         fail("it is no line of an index");
+    } catch (const CIndexError&) {
+        throw;
     } catch (const CError& error) {
         fail(error.getMessage());
     }
