@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <random>
 #include <sstream>
 #include <string>
@@ -43,7 +44,7 @@ protected:
     void store(const std::string& source, const std::string& name) {
         CProgress progress(m_console);
         CFileProgress fileProgress(progress, "");
-        m_store.storeAlone(m_root / source, name, fileProgress);
+        m_store.storeAlone(m_root / source, name, std::nullopt, fileProgress);
     }
     /// Their relative names, or what is wrong with them.
     std::vector<std::string> list() {
@@ -112,7 +113,7 @@ TEST_F(FolderStoreTest, AFileThatIsRewrittenMeanwhileLeavesTheOldFileAndNoPart) 
     });
     CFileProgress fileProgress(progress, "");
     isCopying = true;
-    EXPECT_THAT(whatOf([&] { m_store.storeAlone(m_root / "source", "a", fileProgress); }),
+    EXPECT_THAT(whatOf([&] { m_store.storeAlone(m_root / "source", "a", std::nullopt, fileProgress); }),
                 HasSubstr("source' was changed while it was copied"));
     isCopying = false;
     EXPECT_EQ(read("store/a"), "old");

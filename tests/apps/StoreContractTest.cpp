@@ -12,6 +12,7 @@
 #include "apps/vexil/mirror/Backup.h"
 #include "apps/vexil/mirror/FolderStore.h"
 #include "apps/vexil/mirror/Restore.h"
+#include "apps/vexil/mirror/StoreIndex.h"
 #include "apps/vexil/s3/S3Access.h"
 #include "apps/vexil/s3/S3Store.h"
 #include "apps/vexil/session/Session.h"
@@ -30,6 +31,7 @@
 #include <iterator>
 #include <map>
 #include <memory>
+#include <optional>
 #include <random>
 #include <sstream>
 #include <string>
@@ -191,6 +193,10 @@ std::string makeBytes(std::size_t count) {
     return bytes;
 }
 
+fs::path pathOf(const char* name) {
+    return toPath(std::string(name));
+}
+
 const Content big = makeBytes((3 << 20) + 1);
 
 class StoreTest : public testing::TestWithParam<Server> {
@@ -248,18 +254,20 @@ protected:
         return std::string(std::istreambuf_iterator<char>(file), {});
     }
 
-    void put(IStore& store, const std::string& name, const Content& content) {
-        putFile(store, new CFileInStream(write("source", content.bytes)), name);
+    String put(IStore& store, const std::string& name, const Content& content,
+               const std::optional<CFileTime>& time = std::nullopt) {
+        return putFile(store, new CFileInStream(write("source", content.bytes)), name, time);
     }
-    void putFile(IStore& store, const P<CFileInStream>& file, const std::string& name) {
+    String putFile(IStore& store, const P<CFileInStream>& file, const std::string& name,
+                   const std::optional<CFileTime>& time = std::nullopt) {
         if (store.isStoredAlone(file->getSize())) {
             CProgress progress(m_console);
             CFileProgress fileProgress(progress, "");
-            store.storeAlone(m_folder / "source", toPath(name), fileProgress);
-            return;
+            return store.storeAlone(m_folder / "source", toPath(name), time, fileProgress);
         }
-        const std::unique_ptr<ITransfer> upload = store.makeUpload(file, toPath(name));
+        const std::unique_ptr<IUpload> upload = store.makeUpload(file, toPath(name), time);
         runSingleTransfer(*m_session, store.getPolicy(), *upload);
+        return upload->getMark();
     }
     void fetch(IStore& store, const IStoredFile& file, const P<CPartStream>& out) {
         const std::unique_ptr<IDownload> download = file.makeDownload(out);
@@ -426,6 +434,104 @@ TEST_P(StoreContractTest, AFileIsReplaced) {
         put(store, "file", content);
         EXPECT_EQ(getFiles(store), (Files{{"file", content}}));
     }
+}
+
+TEST_P(StoreContractTest, AnUploadKnowsTheMarkThatTheListingHas) {
+    IStore& store = openForUploads();
+    for (const Content& content : {Content("first"), big, Content("")}) {
+        const String mark = put(store, "file", content);
+        EXPECT_NE(mark, String());
+        EXPECT_EQ(find(store, "file")->getMark(), mark);
+    }
+}
+
+TEST_P(StoreContractTest, AFileIsReplacedOnlyIfItIsTheListedOne) {
+    IStore& store = openForUploads();
+    const fs::path first = write("first", "first");
+    const fs::path second = write("second", "2");
+    const fs::path name = pathOf("folder/file");
+    ASSERT_TRUE(store.replace(*m_session, first, name, std::nullopt));
+    EXPECT_FALSE(store.replace(*m_session, second, name, std::nullopt)) << "it exists";
+    EXPECT_FALSE(store.replace(*m_session, second, name, String("other"))) << "it is another one";
+    EXPECT_EQ(getFiles(store), (Files{{"folder/file", "first"}}));
+    EXPECT_TRUE(store.replace(*m_session, second, name, find(store, "folder/file")->getMark()));
+    EXPECT_EQ(getFiles(store), (Files{{"folder/file", "2"}}));
+    const String mark = find(store, "folder/file")->getMark();
+    store.remove("folder/file");
+    EXPECT_FALSE(store.replace(*m_session, first, name, mark)) << "it was removed";
+    EXPECT_THAT(getFiles(store), IsEmpty());
+}
+
+TEST_P(StoreContractTest, AStoredFileIsRecognisedByItsContentOrItsTime) {
+    IStore& store = openForUploads();
+    CFileFacts facts{.size = 7, .time = {1'763'899'200, 123'456'700}, .mode = {}, .readAt = 0};
+    const String mark = put(store, "file", "content", facts.time);
+    const fs::path same = write("same", "content");
+    const fs::path other = write("other", "CONTENT");
+    EXPECT_TRUE(store.hasContent(mark, pathOf("file"), same, facts));
+    const bool comparesContents = store.hasContent(mark, pathOf("file"), same, std::nullopt);
+    facts.time.seconds += 1;
+    EXPECT_EQ(store.hasContent(mark, pathOf("file"), same, facts), comparesContents) << "another time";
+    EXPECT_FALSE(store.hasContent(mark, pathOf("file"), other, facts));
+}
+
+TEST_P(StoreContractTest, TwoBackupsAtOnceLeaveATrueIndex) {
+    IStore& store = openForUploads();
+    const CFileFacts facts{.size = 1, .time = {1'500'000'000, 0}, .mode = 0644, .readAt = 1'600'000'000};
+    CFileFacts otherFacts = facts;
+    otherFacts.time.seconds += 60;
+    const auto storeAndNote = [&](CStoreIndex& index, const char* name, const char* content,
+                                  const CFileFacts& what) {
+        index.noteStored(pathOf(name), what, put(store, name, content, what.time));
+    };
+    CStoreIndex first(*m_session, store);
+    CStoreIndex second(*m_session, store);
+    first.load();
+    second.load();
+    storeAndNote(first, "mine", "a", facts);
+    storeAndNote(first, "both", "a", facts);
+    storeAndNote(second, "both", "b", otherFacts);
+    storeAndNote(second, "theirs", "b", otherFacts);
+    storeAndNote(first, "both, the other way", "b", otherFacts);
+    second.noteStored(pathOf("both, the other way"), facts, "overwritten");
+    first.note(pathOf("link"), EntryKind::Link, facts, "mine");
+    second.note(pathOf("folder"), EntryKind::Folder, facts);
+    first.save();
+    second.save();
+
+    CStoreIndex third(*m_session, store);
+    third.load();
+    const fs::path a = write("a", "a");
+    const fs::path b = write("b", "b");
+    EXPECT_TRUE(third.isUnchanged(pathOf("mine"), a, facts));
+    EXPECT_TRUE(third.isUnchanged(pathOf("theirs"), b, otherFacts));
+    for (const char* const name : {"both", "both, the other way"}) {
+        EXPECT_FALSE(third.isUnchanged(pathOf(name), a, facts)) << name;
+        EXPECT_TRUE(third.isUnchanged(pathOf(name), b, otherFacts)) << name;
+    }
+    std::vector<std::string> entries;
+    for (const CIndexEntry& entry : CStoreIndex::fetch(*m_session, store, *find(store, CStoreIndex::name))) {
+        entries.push_back(entry.path);
+    }
+    EXPECT_THAT(entries, UnorderedElementsAreArray(
+                             {"mine", "both", "theirs", "both, the other way", "link", "folder"}));
+}
+
+TEST_P(StoreContractTest, AnIndexThatWasDeletedMeanwhileIsWrittenAgain) {
+    IStore& store = openForUploads();
+    const CFileFacts facts{.size = 1, .time = {1'500'000'000, 0}, .mode = 0644, .readAt = 1'600'000'000};
+    for (const char* const path : {"first", "second"}) {
+        CStoreIndex index(*m_session, store);
+        index.load();
+        index.note(pathOf(path), EntryKind::Folder, facts);
+        if (std::string(path) == "second") {
+            store.remove(CStoreIndex::name);
+        }
+        index.save();
+    }
+    const auto entries = CStoreIndex::fetch(*m_session, store, *find(store, CStoreIndex::name));
+    ASSERT_EQ(entries.size(), 1U);
+    EXPECT_EQ(entries.front().path, "second");
 }
 
 TEST_P(StoreContractTest, ARemovedFileIsGone) {

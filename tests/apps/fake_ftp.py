@@ -43,6 +43,7 @@ class FakeFTP:
         self.files = {}
         self.dirs = {"/"}
         self.times = {}
+        self.clock = 0               # counts what was stored since 2024-02-01, if it is not 0: these are then the times
         self.listing = {}            # instead of a directory's own listing: lines, of text or bytes
         self.links = {}              # by path: the directory that a link leads to
         self.tells_unique = True     # whether the facts have "unique"
@@ -287,6 +288,13 @@ class Session:
         if self.is_there(path):
             self.reply(f"213 {len(self.server.files[self.resolve(path)])}")
 
+    def on_mfmt(self, arguments, _):
+        """The path comes after the time."""
+        value, _, path = arguments.removeprefix(self.directory).lstrip("/").partition(" ")
+        if self.is_there(path):
+            self.server.times[self.resolve(path)] = value
+            self.reply(f"213 Modify={value}; {path}")
+
     def on_retr(self, path, fault):
         path = self.resolve(path)
         if path not in self.server.files:
@@ -324,6 +332,9 @@ class Session:
                     break
             # Before the client can know of the end: its next upload must not be overwritten.
             self.server.files[path] = bytes(body if limit is None else body[:limit])
+            if self.server.clock:
+                self.server.times[path] = f"20240201{self.server.clock:06}"
+                self.server.clock += 1
         if fault.cut is not None:
             raise End
         self.reply("226 Done.")
@@ -346,6 +357,9 @@ class Session:
             kind.add(path)
         else:
             kind[path] = kind.pop(self.source)
+            self.server.times.pop(path, None)
+            if self.source in self.server.times:
+                self.server.times[path] = self.server.times.pop(self.source)
         self.source = None
         self.reply("250 Moved.")
 

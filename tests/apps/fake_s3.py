@@ -57,6 +57,7 @@ class FakeS3:
         self.etags = {}  # other ETags than the MD5
         self.extra_headers = []  # for responses about objects
         self.heeds_condition = True
+        self.misreads_condition = False  # objects with a condition are never stored
         self.heeds_range = True
         self.range_error = 0  # how many bytes too late the content of a range begins
         self.gate = None  # an event for which transfers of objects wait
@@ -312,6 +313,8 @@ class _Handler(http.server.BaseHTTPRequestHandler):
             return
         self.send_response(200 if self.key in self.fake.objects else 404)
         self.send_header("Content-Length", str(len(self.fake.objects.get(self.key, b""))))
+        if self.fake.sends_etag and self.key in self.fake.objects:
+            self.send_header("ETag", self.fake.etag(self.key))
         self.end_headers()
 
     def put(self, fault):
@@ -329,11 +332,27 @@ class _Handler(http.server.BaseHTTPRequestHandler):
         elif not self.key:
             self.fake.bodies.append(body)
             self.answer(200)  # the bucket exists
-        elif not self.answer_fault(fault):
+        elif not self.answer_fault(fault) and self.meets_condition():
             self.fake.objects[self.key] = flip_bit(body, fault.flip)
             self.fake.modified[self.key] = f"2024-01-02T00:00:00.{len(self.fake.requests):06}Z"
             etag = [("ETag", self.fake.etag(self.key))] if self.fake.sends_etag else []
             self.answer(200, headers=self.fake.extra_headers + etag)
+
+    def meets_condition(self):
+        """Whether an object may be stored; sends the refusal."""
+        wanted, unwanted = self.headers.get("If-Match"), self.headers.get("If-None-Match")
+        exists = self.key in self.fake.objects
+        if not self.fake.heeds_condition or not (wanted or unwanted):
+            return True
+        if self.fake.misreads_condition:
+            self.answer_error(412, "PreconditionFailed")
+        elif wanted and not exists:
+            self.answer_error(404, "NoSuchKey")
+        elif (unwanted == "*" and exists) or (wanted and wanted.strip('"') != self.fake.etag(self.key).strip('"')):
+            self.answer_error(412, "PreconditionFailed")
+        else:
+            return True
+        return False
 
     def do_POST(self):
         self.begin()

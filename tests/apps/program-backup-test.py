@@ -9,8 +9,8 @@ import stat
 import time
 import unittest
 
-from fake_ftp import FakeFTP
-from fake_s3 import FakeS3
+from fake_ftp import FakeFTP, Fault as FTPFault
+from fake_s3 import FakeS3, Fault
 from program import IS_WINDOWS, SECRET, ProgramTest, not_on_windows
 
 INDEX = ".vexil-index.gz"
@@ -48,6 +48,15 @@ class FolderTest(ProgramTest):
         path.unlink()
         if content is not None:
             path.write_bytes(content)
+
+    tells_contents = False  # the server has checksums
+
+    def kept_time(self, name):
+        """When a stored file was changed, as the server tells it."""
+        return (self.folder / "disk/my backup" / name).stat().st_mtime_ns
+
+    def kept_form(self, nanoseconds):
+        return nanoseconds
 
     def lines(self):
         return gzip.decompress(self.everything()[INDEX]).decode().splitlines()
@@ -164,9 +173,48 @@ class FolderTest(ProgramTest):
         self.assertIn("NOT restored: times, modes, links and empty folders: The index cannot be read", result.err)
         self.assertEqual(self.files_in("restored"), FILES)
         result = self.backup()
-        self.assertRegex(result.err, "warning: The index cannot be read, line [0-9]+: .* All files are stored again")
-        self.assertIn("backed up: 4 files", result.out)
+        self.assertRegex(result.err, r"warning: The index cannot be read, line [0-9]+: [^.:]*\. A new index is made\.")
         self.assertEqual(self.everything()[INDEX], index)
+
+    def test_without_the_index_what_is_stored_is_recognised(self):
+        self.age()
+        self.backup()
+        index = self.everything()[INDEX]
+        self.replace(INDEX, None)
+        self.write("home/a", b"ONE")
+        self.assertIn("backed up: 1 file, 3 bytes", self.backup().out)
+        self.assertEqual(self.stored(), {**FILES, "a": b"ONE"})
+        self.age("a")
+        self.write("home/a", b"one")
+        self.age("a")
+        self.backup("--checksum")
+        self.assertEqual(self.everything()[INDEX], index)
+
+    def test_what_somebody_else_has_stored_is_stored_again(self):
+        self.age()
+        self.backup()
+        self.replace("a", b"ONE")
+        self.assertIn("backed up: 1 file, 3 bytes", self.backup().out)
+        self.assertEqual(self.stored(), FILES)
+
+    def test_a_change_that_leaves_size_and_time_is_found_by_checksums(self):
+        self.age()
+        self.backup()
+        self.write("home/a", b"ONE")
+        self.age()
+        self.assertIn("backed up: 0 files", self.backup().out)
+        result = self.backup("--checksum")
+        self.assertRegex(result.out, "backed up: 1 file" if self.tells_contents else "backed up: 4 files")
+        self.assertEqual(self.stored(), {**FILES, "a": b"ONE"})
+
+    def test_the_server_keeps_times_that_prove_a_content(self):
+        self.age()
+        path = self.write("home/new", b"1")
+        future = (int(time.time()) + 3600) * 10**9
+        os.utime(path, ns=(future, future))
+        self.backup()
+        self.assertEqual(self.kept_time("a"), self.kept_form(LONG_AGO))
+        self.assertNotEqual(self.kept_time("new"), self.kept_form(future))
 
     def test_the_index_of_a_newer_version_is_not_replaced(self):
         self.backup()
@@ -343,6 +391,55 @@ class S3Test(FolderTest):
         if content is not None:
             self.server.objects[f"my home/{name}"] = content
 
+    tells_contents = True
+
+    def kept_time(self, name):
+        puts = [headers for method, key, headers in self.server.requests if (method, key) == ("PUT", f"my home/{name}")]
+        return puts[-1].get("x-amz-meta-mtime")
+
+    def kept_form(self, nanoseconds):
+        return f"{nanoseconds // 10**9}.{nanoseconds % 10**9:09}"
+
+    def back_up_another_folder_meanwhile(self):
+        """Another run comes just before the index of the next one is stored."""
+        self.write("second/a", b"two")
+        self.write("second/other", b"other")
+        for name in ("a", "other"):
+            os.utime(self.folder / "second" / name, ns=(LONG_AGO + 10**9, LONG_AGO + 10**9))
+        self.server.faults[f"my home/{INDEX}"] = [
+            Fault(then=lambda: self.run_program("backup", "second", self.destination))]
+
+    def test_two_backups_at_once_end_with_a_true_index(self):
+        self.age()
+        for _ in ("a first index", "one that exists"):
+            self.write("home/a", b"new")
+            self.age()
+            self.server.faults.clear()
+            self.back_up_another_folder_meanwhile()
+            self.backup("--checksum")
+            self.assertEqual(self.stored(), {**FILES, "a": b"two", "other": b"other"})
+            paths = sorted(json.loads(line)["path"] for line in self.lines()[1:-1])
+            self.assertEqual([path for path in paths if path not in ("folder", "folder/deep")],
+                             sorted([*FILES, "other"], key=lambda name: name.encode()))
+            self.assertIn("backed up: 1 file, 3 bytes", self.backup().out)
+            self.assertEqual(self.stored()["a"], b"new")
+
+    def test_a_server_that_knows_no_conditions_gets_the_index(self):
+        self.age()
+        self.server.faults[f"my home/{INDEX}"] = [Fault(status=501, code="NotImplemented")]
+        self.backup()
+        self.assertIn(INDEX, self.everything())
+        self.write("home/a", b"changed")
+        self.server.misreads_condition = True
+        self.backup()
+        self.assertIn('"size":7', "".join(self.lines()))
+
+    def test_a_server_that_never_takes_the_index_is_an_error(self):
+        self.server.misreads_condition = True
+        result = self.backup(code=1)
+        self.assertIn("The index is not written: other backups replace it again and again.", result.err)
+        self.assertEqual(self.stored(), FILES)
+
     def test_objects_that_hide_each_other_are_reported_by_each_backup(self):
         self.age()
         self.backup()
@@ -393,8 +490,40 @@ class FTPTest(FolderTest):
 
     def replace(self, name, content):
         del self.server.files[f"/my home/{name}"]
+        self.server.times.pop(f"/my home/{name}", None)
         if content is not None:
             self.server.files[f"/my home/{name}"] = content
+
+    def kept_time(self, name):
+        return self.server.times.get(f"/my home/{name}")
+
+    def kept_form(self, nanoseconds):
+        return time.strftime("%Y%m%d%H%M%S", time.gmtime(nanoseconds // 10**9))
+
+    def test_a_server_that_cannot_set_times_is_asked_once(self):
+        self.server.unknown = ("MFMT",)
+        self.server.clock = 1
+        self.age()
+        self.backup("--jobs", "1")
+        self.assertEqual(len(self.server.came("MFMT")), 1)
+        self.assertIn("backed up: 0 files", self.backup().out)
+        self.replace("a", b"ONE")
+        self.assertIn("backed up: 1 file", self.backup().out)
+
+    def test_two_backups_at_once_end_with_a_true_index(self):
+        self.age()
+        self.server.clock = 1
+        self.write("second/a", b"two")
+        self.write("second/other", b"other")
+        for name in ("a", "other"):
+            os.utime(self.folder / "second" / name, ns=(LONG_AGO + 10**9, LONG_AGO + 10**9))
+        self.server.faults[f"MLST /my home/{INDEX}"] = [
+            FTPFault(then=lambda: self.run_program("backup", "second", self.destination, *self.options()))]
+        self.backup()
+        self.assertEqual(self.stored(), {**FILES, "a": b"two", "other": b"other"})
+        self.assertTrue([line for line in self.lines() if '"path":"other"' in line])
+        self.assertIn("backed up: 1 file, 3 bytes", self.backup().out)
+        self.assertEqual(self.stored()["a"], b"one")
 
     def test_a_server_that_cannot_list_gets_the_files_without_an_index(self):
         self.server.unknown = ("MLSD", "MLST")

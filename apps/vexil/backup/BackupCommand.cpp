@@ -23,6 +23,7 @@ private:
     std::string m_folder;
     std::string m_destination;
     std::vector<std::string> m_excluded;
+    bool m_comparesContents = false;
     CUploadOptions m_upload;
 };
 
@@ -33,6 +34,8 @@ void CBackupCommand::define(CCommandSyntax& syntax) {
                   "s3://BUCKET/PREFIX, ftp://HOST/DIRECTORY, ftps://HOST/DIRECTORY or file:///FOLDER")
         .options("--exclude", "PATH", m_excluded,
                  "A file or folder to leave out, relative to FOLDER; may be repeated");
+    syntax.flag("--checksum", m_comparesContents,
+                "Read all files to find those that have changed, and do not trust sizes and times");
     m_upload.define(syntax, "How many files, or parts of a file, are stored at once, at most (default: 8)");
     syntax.footer(R"(Examples:
   vexil backup ~/Documents s3://backups/documents
@@ -45,7 +48,8 @@ ftp'. '%', '?' and '#' in a destination are written as %25, %3F and %23.
 
 Each regular file is stored under its path, and any client can read it. A file whose size and time have not
 changed since the last backup is not stored again. Beside the files stands an index, .vexil-index.gz: it
-keeps times, modes, links and empty folders. Files of the same names are replaced, each when the new one is
+keeps times, modes, links and empty folders. Without it, files are recognised by their MD5 or their time on
+the server. With --checksum only the MD5 counts: where there are no MD5s, all files are stored again. Files of the same names are replaced, each when the new one is
 complete; others stay. Special files are listed and skipped. Files that cannot be read or that change during
 the backup are listed; the rest is stored and the exit code is 1. --part-size and --upload-check are for S3.)");
 }
@@ -56,6 +60,7 @@ ExitCode CBackupCommand::run(CSession& session) {
     checkSeparate(destination, walker.getFolder());
     COpenStore store(session, destination, m_upload);
     CStoreIndex index(session, store.get());
+    index.setUsesTimes(!m_comparesContents);
     return CBackup(session, store.get(), &index).run(walker, m_upload.getJobs());
 }
 

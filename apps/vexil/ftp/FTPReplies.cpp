@@ -1,6 +1,7 @@
 #include "apps/vexil/ftp/FTPReplies.h"
 
 #include "zet/ParseNumber.h"
+#include "zet/TimeFields.h"
 
 #include <algorithm>
 
@@ -160,6 +161,29 @@ bool isUnknownCommand(const CError& error) {
 
 void throwRefusal(const String& message, const CError& error) {
     throw CError(message, "ftp", getReplyCode(error), error.getProps());
+}
+
+String makeFileMark(const CFTPDirEntry& entry) {
+    const zet::CTime time = entry.getModifiedTime();
+    constexpr int64 microsecondsPerSecond = 1'000'000;
+    return time.isSet() ? makeTimeValue({time.getMicroseconds() / microsecondsPerSecond, 0}) : String();
+}
+
+String makeTimeValue(const CFileTime& time) {
+    constexpr int64 firstSecond = -62'135'596'800;  // of the year 1
+    constexpr int64 endSecond = 253'402'300'800;    // of the year 9999
+    if (time.seconds < firstSecond || time.seconds >= endSecond) {
+        return String();
+    }
+    const zet::CTimeFields fields(zet::CTime::fromCTime(time.seconds));
+    int64 digits = 1;  // before the year, to keep its zeros
+    const auto add = [&digits](int64 factor, int number) { digits = digits * factor + number; };
+    add(10'000, fields.getYear());
+    for (const int number :
+         {fields.getMonth(), fields.getDay(), fields.getHour(), fields.getMinute(), fields.getSecond()}) {
+        add(100, number);
+    }
+    return String::fromInt(digits).substr(1);
 }
 
 bool isSameFile(const CFTPDirEntry& first, const CFTPDirEntry& second) {

@@ -3,6 +3,7 @@
 /// bytes that are not UTF-8 are never missing.
 #pragma once
 
+#include "apps/vexil/base/FileTime.h"
 #include "vexil/ftp/FTPDirEntry.h"
 #include "vexil/net/CURLError.h"
 #include "vexil/net/NetReply.h"
@@ -63,6 +64,13 @@ bool isUnknownCommand(const CError& error);
 /// \param message  what has failed
 /// \param error    a failed transfer
 [[noreturn]] void throwRefusal(const String& message, const CError& error);
+
+/// What tells the content of a file from another one of the same size: the time of the last change, as
+/// makeTimeValue() writes it; "" if it is unknown.
+String makeFileMark(const CFTPDirEntry& entry);
+/// A time as commands and listings have it, in whole seconds (RFC 3659, 2.3); "" for years beyond 9999 or
+/// before 1.
+String makeTimeValue(const CFileTime& time);
 
 /// Whether both describe the same unchanged file: size and time are equal, and the time is known.
 bool isSameFile(const CFTPDirEntry& first, const CFTPDirEntry& second);

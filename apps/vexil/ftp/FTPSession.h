@@ -51,6 +51,9 @@ public:
     bool replaceByDir(const String& path, const String& oldFile);
     /// False if makeDirs() has found that the server does not know MLST, and therefore not MLSD (RFC 3659).
     bool knowsMLST() const noexcept { return m_knowsMLST; }
+    /// False after noteUnknownMFMT(): the server cannot set times.
+    bool knowsMFMT() const noexcept { return m_knowsMFMT; }
+    void noteUnknownMFMT() noexcept { m_knowsMFMT = false; }
     void removeFile(const String& path);
     void removeDir(const String& path);
     /// Removes an entry that was listed as a directory without listing it: an empty directory, or a link that
@@ -92,6 +95,7 @@ private:
     CNetRequest& m_request;
     CFTPTransferPolicy m_policy;
     bool m_knowsMLST = true;
+    bool m_knowsMFMT = true;
     bool m_hasMLSTWorked = false;  // for any path
 };
 

@@ -9,9 +9,11 @@
 #include "apps/vexil/ftp/FTPDownload.h"
 #include "apps/vexil/ftp/FTPEntryText.h"
 #include "apps/vexil/ftp/FTPPath.h"
+#include "apps/vexil/ftp/FTPReplies.h"
 #include "apps/vexil/ftp/FTPUpload.h"
 #include "apps/vexil/ftp/RemoteParts.h"
 #include "apps/vexil/platform/Interrupt.h"
+#include "apps/vexil/transfer/SingleTransfer.h"
 #include "vexil/ftp/FTPListDirResult.h"
 
 #include <algorithm>
@@ -39,9 +41,10 @@ void checkIsWithin(const String& relativeName) {
 
 class CFTPStore::CFile : public IStoredFile {
 public:
-    CFile(CFTPAccess& access, const String& path, const String& relativeName, int64 size,
+    CFile(CFTPAccess& access, const String& path, const String& relativeName, const CFTPDirEntry& entry,
           const P<CError>& problem)
-        : m_access(access), m_path(path), m_relativeName(relativeName), m_size(size), m_problem(problem) {}
+        : m_access(access), m_path(path), m_relativeName(relativeName), m_size(entry.getSize()),
+          m_mark(makeFileMark(entry)), m_problem(problem) {}
 
     String getName() const override { return m_path; }
     String getRelativeName() const override { return m_relativeName; }
@@ -52,6 +55,7 @@ public:
         return toPath(m_relativeName);
     }
     int64 getSize() const override { return m_size; }
+    String getMark() const override { return m_mark; }
     std::unique_ptr<IDownload> makeDownload(const P<CPartStream>& out) const override {
         return std::make_unique<CFTPDownload>(m_access, m_path, out.get());
     }
@@ -61,6 +65,7 @@ private:
     String m_path;
     String m_relativeName;
     int64 m_size;
+    String m_mark;
     P<CError> m_problem;  // null for a file that can be fetched
 };
 
@@ -122,7 +127,7 @@ std::unique_ptr<IStoredFile> CFTPStore::CListing::visitNext(CDirectory& director
     }
     const FTPUnreadableEntry entry(directory.listing->getUnreadableLines()[number - entries.size()]);
     const String relativeName = parent.isEmpty() ? entry.name : joinServerPath(parent, entry.name);
-    return std::make_unique<CFile>(m_access, getPath(relativeName), relativeName, 0,
+    return std::make_unique<CFile>(m_access, getPath(relativeName), relativeName, CFTPDirEntry(),
                                    CError(entry.problem).clone());
 }
 
@@ -150,18 +155,17 @@ std::unique_ptr<IStoredFile> CFTPStore::CListing::visit(const String& parent, co
         return nullptr;
     }
     if (const String problem = findEntryNameProblem(name); !problem.isEmpty()) {
-        return std::make_unique<CFile>(m_access, path, relativeName, entry.getSize(),
+        return std::make_unique<CFile>(m_access, path, relativeName, entry,
                                        CError("'" + printable(name) + "' as a name " + problem).clone());
     }
     if (entry.getType() != zet::IFileInfoBase::TypeDirectory && findPartName(name)) {
-        return std::make_unique<CFile>(m_access, path, relativeName, entry.getSize(),
-                                       CError(leftPartReason).clone());
+        return std::make_unique<CFile>(m_access, path, relativeName, entry, CError(leftPartReason).clone());
     }
     if (entry.getType() == zet::IFileInfoBase::TypeDirectory) {
         return leadsBack(relativeName, entry.getUniqueID()) ? nullptr
                                                             : tryToEnter(relativeName, entry.getUniqueID());
     }
-    return std::make_unique<CFile>(m_access, path, relativeName, entry.getSize(), nullptr);
+    return std::make_unique<CFile>(m_access, path, relativeName, entry, nullptr);
 }
 
 bool CFTPStore::CListing::leadsBack(const String& relativeName, const String& uniqueID) const {
@@ -186,7 +190,8 @@ std::unique_ptr<IStoredFile> CFTPStore::CListing::tryToEnter(const String& relat
         if (diagnoseFTP(error).isHopeless()) {
             throw;
         }
-        return std::make_unique<CFile>(m_access, getPath(relativeName), relativeName, 0, error.clone());
+        return std::make_unique<CFile>(m_access, getPath(relativeName), relativeName, CFTPDirEntry(),
+                                       error.clone());
     }
 }
 
@@ -214,11 +219,34 @@ void CFTPStore::beginUploads() {
     CFTPLeftParts(m_access).clear(m_directory);
 }
 
-std::unique_ptr<ITransfer> CFTPStore::makeUpload(const P<CFileInStream>& file,
-                                                 const std::filesystem::path& relativePath) {
+std::unique_ptr<IUpload> CFTPStore::makeUpload(const P<CFileInStream>& file,
+                                               const std::filesystem::path& relativePath,
+                                               const std::optional<CFileTime>& time) {
     const String path = joinServerPath(m_directory, makeServerName(relativePath));
     makeDirsOf(getServerDirectory(path));
-    return std::make_unique<CFTPUpload>(m_access, m_parts, file, path, false);
+    return std::make_unique<CFTPUpload>(m_access, m_parts, file, path, false, time);
+}
+
+bool CFTPStore::replace(CSession& session, const std::filesystem::path& file,
+                        const std::filesystem::path& relativePath, const std::optional<String>& mark) {
+    std::optional<String> found;
+    try {
+        found = makeFileMark(
+            m_access.getFTP().getInfo(joinServerPath(m_directory, makeServerName(relativePath))));
+    } catch (const CMissingError&) {
+        session.setFailedRequest(nullptr);
+    }
+    if (found != mark) {
+        return false;
+    }
+    const auto upload = makeUpload(new CInterruptibleFile(file), relativePath, std::nullopt);
+    runQuietTransfer(session, getPolicy(), *upload);
+    return true;
+}
+
+bool CFTPStore::hasContent(const String& mark, const std::filesystem::path&, const std::filesystem::path&,
+                           const std::optional<CFileFacts>& facts) {
+    return facts && !mark.isEmpty() && makeTimeValue(facts->time) == mark;
 }
 
 // Here and not in each upload: two uploads at once would make the same directory.

@@ -21,8 +21,14 @@ public:
     std::unique_ptr<IStoreListing> list() override;
     /// Makes the directory, and deletes the parts that killed runs have left.
     void beginUploads() override;
-    std::unique_ptr<ITransfer> makeUpload(const P<CFileInStream>& file,
-                                          const std::filesystem::path& relativePath) override;
+    std::unique_ptr<IUpload> makeUpload(const P<CFileInStream>& file,
+                                        const std::filesystem::path& relativePath,
+                                        const std::optional<CFileTime>& time) override;
+    bool replace(CSession& session, const std::filesystem::path& file,
+                 const std::filesystem::path& relativePath, const std::optional<String>& mark) override;
+    /// Compares times, in whole seconds.
+    bool hasContent(const String& mark, const std::filesystem::path& relativePath,
+                    const std::filesystem::path& file, const std::optional<CFileFacts>& facts) override;
     void remove(const String& relativeName) override;
     const char* getNoun() const override { return "file"; }
     const char* getQuestionWhereEmpty() const override { return "is the directory right?"; }

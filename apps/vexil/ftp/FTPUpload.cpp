@@ -61,9 +61,10 @@ bool mayBeInTheWay(const CNetRequest& request, const CError& error) {
 }  // namespace
 
 CFTPUpload::CFTPUpload(CFTPAccess& access, CRemoteParts& parts, const P<CFileInStream>& file,
-                       const String& path, bool createMissingDirs)
+                       const String& path, bool createMissingDirs, const std::optional<CFileTime>& time)
     : m_access(access), m_parts(parts), m_file(file), m_path(path), m_part(makePartPath(path)),
-      m_probe(makePartPath(path)), m_oldFile(m_part + "-old"), m_createMissingDirs(createMissingDirs) {}
+      m_probe(makePartPath(path)), m_oldFile(m_part + "-old"), m_createMissingDirs(createMissingDirs),
+      m_time(time ? makeTimeValue(*time) : String()) {}
 
 // ---- requests --------------------------------------------------------------------------------------------
 
@@ -128,7 +129,7 @@ bool CFTPUpload::hasStored(const CNetRequest& request) const {
 }
 
 // With the "*" libcurl continues after a refusal (CURLOPT_PREQUOTE); the reply decides.
-void CFTPUpload::prepareCommands(CNetRequest& request, std::initializer_list<String> commands) {
+void CFTPUpload::prepareCommands(CNetRequest& request, const std::vector<String>& commands) {
     m_access.getFTP().getClient().prepareGetInfoRequest(request, m_path);
     const P<CNetStringList> list = new CNetStringList;
     for (const String& command : commands) {
@@ -163,17 +164,23 @@ void CFTPUpload::prepareProbe(CNetRequest& request) {
 // Nothing is deleted before the new file has the name.
 void CFTPUpload::prepareMove(CNetRequest& request) {
     m_isMoveTried = true;
+    std::vector<String> commands;
     if (m_step == Step::Replace) {
         m_hasReplaced = true;
         m_parts.addReplaced(m_oldFile, m_path);
-        prepareCommands(request, {"RNFR " + m_path, "RNTO " + m_oldFile, "RNFR " + m_part, "RNTO " + m_path,
-                                  "*DELE " + m_oldFile, "*MLST " + m_path});
-    } else if (m_hasReplaced) {
-        prepareCommands(request,
-                        {"RNFR " + m_part, "RNTO " + m_path, "*DELE " + m_oldFile, "*MLST " + m_path});
-    } else {
-        prepareCommands(request, {"RNFR " + m_part, "RNTO " + m_path, "*MLST " + m_path});
+        commands = {"RNFR " + m_path, "RNTO " + m_oldFile};
     }
+    commands.push_back("RNFR " + m_part);
+    commands.push_back("RNTO " + m_path);
+    m_setsTime = !m_time.isEmpty() && m_access.getFTP().knowsMFMT();
+    if (m_setsTime) {
+        commands.push_back("*MFMT " + m_time + " " + m_path);
+    }
+    if (m_hasReplaced) {
+        commands.push_back("*DELE " + m_oldFile);
+    }
+    commands.push_back("*MLST " + m_path);
+    prepareCommands(request, commands);
 }
 
 // ---- replies ---------------------------------------------------------------------------------------------
@@ -271,6 +278,7 @@ CFTPUpload::Step CFTPUpload::decideFurtherStep(CNetRequest& request) {
         return Step::Store;
     }
     checkName(info);
+    m_mark = makeFileMark(*found);
     m_parts.remove(m_part);
     keepNoReplaced(false);
     return Step::Done;
@@ -295,6 +303,7 @@ CFTPUpload::Step CFTPUpload::checkMoved(CNetRequest& request) {
     throwIfTransient(request, info);
     m_parts.remove(m_part);
     keepNoReplaced(m_hasReplaced && isSuccess(getReplyFromEnd(request, 2).getCode()));
+    noteTime(request);
     if (!isSuccess(info.getCode()) && !isUnknownCommand(info.getCode())) {
         return Step::Verify;
     }
@@ -304,7 +313,14 @@ CFTPUpload::Step CFTPUpload::checkMoved(CNetRequest& request) {
         throw CError("The server has " + formatNumberOf(found->getSize(), "byte") + " instead of " +
                      formatCount(m_file->getSize()) + " under the file's name.");
     }
+    m_mark = found ? makeFileMark(*found) : String();
     return Step::Done;
+}
+
+void CFTPUpload::noteTime(const CNetRequest& request) {
+    if (m_setsTime && isUnknownCommand(getReplyFromEnd(request, m_hasReplaced ? 3 : 2).getCode())) {
+        m_access.getFTP().noteUnknownMFMT();
+    }
 }
 
 void CFTPUpload::keepNoReplaced(bool isDeleted) {

@@ -1,11 +1,13 @@
 #pragma once
 
+#include "apps/vexil/base/FileTime.h"
 #include "apps/vexil/files/InterruptibleFile.h"
 #include "apps/vexil/ftp/RemoteParts.h"
-#include "vexil/async/ITransfer.h"
+#include "apps/vexil/transfer/Upload.h"
 #include "vexil/net/NetReply.h"
 
-#include <initializer_list>
+#include <optional>
+#include <vector>
 
 namespace vexil::app {
 
@@ -16,12 +18,13 @@ class CFTPAccess;
 ///
 /// A failed move is tried again as a move, as long as the server has the whole file under the other name. A
 /// directory is never replaced.
-class CFTPUpload : public ITransfer {
+class CFTPUpload : public IUpload {
 public:
     /// Access and parts must outlive it.
     /// \param createMissingDirs  also make missing directories of the path
+    /// \param time  given to the file on the server (MFMT), if the server can; nullopt for none
     CFTPUpload(CFTPAccess& access, CRemoteParts& parts, const P<CFileInStream>& file, const String& path,
-               bool createMissingDirs);
+               bool createMissingDirs, const std::optional<CFileTime>& time = std::nullopt);
 
     void prepare(CNetRequest& request) override;
     /// \throws CError if the server has stored something else, and if a directory has the name of the file
@@ -29,6 +32,8 @@ public:
     bool isComplete() const override { return m_step == Step::Done; }
     bool canBeginAgain(CNetRequest& request, const CError& error) override;
     bool canFallBack(CNetRequest& request, const CError& error) override;
+    /// The time that the server has in MLST.
+    String getMark() const override { return m_mark; }
 
 private:
     enum class Step {
@@ -46,7 +51,7 @@ private:
     void considerFailure(CNetRequest& request);
     bool hasStored(const CNetRequest& request) const;
     void notePart(const CNetRequest& request);
-    void prepareCommands(CNetRequest& request, std::initializer_list<String> commands);
+    void prepareCommands(CNetRequest& request, const std::vector<String>& commands);
     void prepareStore(CNetRequest& request);
     void prepareProbe(CNetRequest& request);
     void prepareMove(CNetRequest& request);
@@ -58,6 +63,7 @@ private:
     Step decideFurtherStep(CNetRequest& request);
     Step decideMove(const CNetReply& info) const;
     Step checkMoved(CNetRequest& request);
+    void noteTime(const CNetRequest& request);
     void keepNoReplaced(bool isDeleted);
     void checkName(const CNetReply& info) const;
     void checkIsNoDirectory(const CNetReply& info) const;
@@ -73,6 +79,8 @@ private:
     String m_probe;    // a small file that shows whether there is room
     String m_oldFile;  // the temporary name of the replaced file
     bool m_createMissingDirs;
+    String m_time;  // "" if the server is to give it its own
+    String m_mark;
     Step m_step = Step::Look;
     bool m_isUnderWay = false;
     bool m_hasBegun = false;  // the server may have made the part
@@ -80,6 +88,7 @@ private:
     bool m_isCut = false;     // but with less, or more, than was sent
     bool m_isMoveTried = false;
     bool m_hasReplaced = false;  // Step::Replace has begun
+    bool m_setsTime = false;     // in the current move
     P<CError> m_sendError;       // of Step::Store, if no more tries are left
     P<CError> m_moveError;       // of Step::Move, if a file of this name may be the reason
 };

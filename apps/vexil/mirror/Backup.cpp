@@ -47,7 +47,7 @@ public:
             throw makeMixedContentError();
         }
         getProgress().complete(m_file->getSize());
-        m_backup.noteFile(m_relativePath, m_facts);
+        m_backup.noteFile(m_relativePath, m_facts, m_upload->getMark());
     }
 
     void onFailure(const CError& error) override {
@@ -58,14 +58,14 @@ private:
     void open() {
         m_facts = m_backup.readFacts(m_relativePath);
         m_file = new CInterruptibleFile(m_backup.m_folder / m_relativePath);
-        m_upload = m_backup.m_store.makeUpload(m_file, m_relativePath);
+        m_upload = m_backup.m_store.makeUpload(m_file, m_relativePath, m_backup.findTimeToKeep(m_facts));
     }
 
     CBackup& m_backup;
     std::filesystem::path m_relativePath;
     CFileFacts m_facts;  // from before the file was opened
     P<CFileInStream> m_file;
-    std::unique_ptr<ITransfer> m_upload;  // set with m_file, when the first transfer is prepared
+    std::unique_ptr<IUpload> m_upload;  // set with m_file, when the first transfer is prepared
     bool m_isStored = false;
 };
 
@@ -135,12 +135,13 @@ void CBackup::storeAlone(const std::filesystem::path& relativePath) {
         const CFileFacts facts = readFacts(relativePath);
         file = new CInterruptibleFile(m_folder / relativePath);
         CFileProgress progress(m_progress, describe(relativePath));
-        m_store.storeAlone(m_folder / relativePath, relativePath, progress);
+        const String mark =
+            m_store.storeAlone(m_folder / relativePath, relativePath, findTimeToKeep(facts), progress);
         isStored = true;
         if (file->hasChanged()) {
             throw makeMixedContentError();
         }
-        noteFile(relativePath, facts);
+        noteFile(relativePath, facts, mark);
     } catch (const CError& error) {
         onFailure(relativePath, error, file && !isStored && file->hasChanged());
         m_session.setFailedRequest(nullptr);
@@ -165,11 +166,9 @@ bool CBackup::isUnchanged(const std::filesystem::path& relativePath) {
         return false;
     }
     const CFileFacts facts = readFacts(relativePath);
-    if (!m_index->isUnchanged(relativePath, facts)) {
+    if (!m_index->isUnchanged(relativePath, m_folder / relativePath, facts)) {
         return false;
     }
-    // Its mode may have changed.
-    m_index->note(relativePath, EntryKind::File, facts);
     ++m_unchanged;
     m_unchangedBytes += facts.size;
     return true;
@@ -181,10 +180,16 @@ CFileFacts CBackup::readFacts(const std::filesystem::path& relativePath) const {
     return readFileFacts(m_folder / relativePath, ignored);
 }
 
-void CBackup::noteFile(const std::filesystem::path& relativePath, const CFileFacts& facts) {
+// A time that may stand for two contents must not tell that a stored file is unchanged.
+std::optional<CFileTime> CBackup::findTimeToKeep(const CFileFacts& facts) const {
+    return m_index && CStoreIndex::isSettled(facts) ? std::optional(facts.time) : std::nullopt;
+}
+
+void CBackup::noteFile(const std::filesystem::path& relativePath, const CFileFacts& facts,
+                       const String& mark) {
     ++m_stored;
     if (m_index) {
-        m_index->note(relativePath, EntryKind::File, facts);
+        m_index->noteStored(relativePath, facts, mark);
     }
 }
 

@@ -42,7 +42,8 @@ private:
     bool isUnchanged(const std::filesystem::path& relativePath);
     bool keepLink(const std::filesystem::path& relativePath);
     CFileFacts readFacts(const std::filesystem::path& relativePath) const;
-    void noteFile(const std::filesystem::path& relativePath, const CFileFacts& facts);
+    std::optional<CFileTime> findTimeToKeep(const CFileFacts& facts) const;
+    void noteFile(const std::filesystem::path& relativePath, const CFileFacts& facts, const String& mark);
     void onFailure(const std::filesystem::path& relativePath, const CError& error, bool isChanged);
     void onConflict(const String& name, const String& reason);
     void printReport();

@@ -9,6 +9,7 @@
 #include "apps/vexil/files/PartFile.h"
 #include "apps/vexil/files/PartName.h"
 #include "apps/vexil/platform/Platform.h"
+#include "apps/vexil/session/Session.h"
 
 #include <algorithm>
 #include <system_error>
@@ -45,6 +46,13 @@ void copy(const fs::path& from, const fs::path& to, CFileProgress& progress) {
     progress.complete(size);
 }
 
+/// "" if the file cannot be read.
+String makeMark(const fs::path& path) {
+    std::error_code failure;
+    const CFileFacts facts = readFileFacts(path, failure);
+    return failure ? String() : String::fromUTF8(facts.time.toText());
+}
+
 fs::path toPathWithin(const String& relativeName) {
     fs::path path;
     for (const fs::path& name : toPath(relativeName)) {
@@ -78,6 +86,7 @@ public:
         return m_relativePath;
     }
     int64 getSize() const override { return m_size; }
+    String getMark() const override { return makeMark(m_folder / m_relativePath); }
     bool isFetchedAlone() const override { return true; }
     void fetchAlone(const fs::path& file, CFileProgress& progress) const override {
         const fs::path path = m_folder / m_relativePath;
@@ -200,13 +209,37 @@ void CFolderStore::beginUploads() {
     }
 }
 
-void CFolderStore::storeAlone(const fs::path& file, const fs::path& relativePath, CFileProgress& progress) {
+String CFolderStore::storeAlone(const fs::path& file, const fs::path& relativePath,
+                                const std::optional<CFileTime>& time, CFileProgress& progress) {
     makeFoldersBelow(m_folder, relativePath.parent_path(),
                      [this](const fs::path& path) { replaceByFolder(path); });
     const fs::path path = m_folder / relativePath;
     m_leftParts.lookInto(path.parent_path());
     m_leftParts.clear(path, String());
     copy(file, path, progress);
+    // Not every disk can keep each time. The mark then tells which time the copy has.
+    std::error_code ignored;
+    setFileFacts(path, time, std::nullopt, ignored);
+    return makeMark(path);
+}
+
+bool CFolderStore::replace(CSession& session, const fs::path& file, const fs::path& relativePath,
+                           const std::optional<String>& mark) {
+    const fs::path path = m_folder / relativePath;
+    std::error_code failure;
+    const bool exists = fs::exists(getEntryStatus(path, failure));
+    if (exists != mark.has_value() || (exists && makeMark(path) != *mark)) {
+        return false;
+    }
+    CProgress progress(session.getConsole());
+    CFileProgress fileProgress(progress, "");
+    storeAlone(file, relativePath, std::nullopt, fileProgress);
+    return true;
+}
+
+bool CFolderStore::hasContent(const String& mark, const fs::path&, const fs::path&,
+                              const std::optional<CFileFacts>& facts) {
+    return facts && mark == String::fromUTF8(facts->time.toText());
 }
 
 void CFolderStore::replaceByFolder(const fs::path& file) {

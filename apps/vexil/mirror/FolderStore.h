@@ -23,8 +23,14 @@ public:
     /// Makes the folder.
     void beginUploads() override;
     bool isStoredAlone(int64 /*size*/) const override { return true; }
-    void storeAlone(const std::filesystem::path& file, const std::filesystem::path& relativePath,
-                    CFileProgress& progress) override;
+    /// The copy gets the time.
+    String storeAlone(const std::filesystem::path& file, const std::filesystem::path& relativePath,
+                      const std::optional<CFileTime>& time, CFileProgress& progress) override;
+    bool replace(CSession& session, const std::filesystem::path& file,
+                 const std::filesystem::path& relativePath, const std::optional<String>& mark) override;
+    /// Compares times.
+    bool hasContent(const String& mark, const std::filesystem::path& relativePath,
+                    const std::filesystem::path& file, const std::optional<CFileFacts>& facts) override;
     /// Deletes the parts that killed runs have left.
     void finishUploads(const CFolderWalker& walker, bool isComplete, const Report& report) override;
     void remove(const String& relativeName) override;

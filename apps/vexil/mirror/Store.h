@@ -1,18 +1,23 @@
 #pragma once
 
+#include "apps/vexil/base/FileTime.h"
 #include "apps/vexil/files/InterruptibleFile.h"
 #include "apps/vexil/files/PartFile.h"
+#include "apps/vexil/platform/FileFacts.h"
 #include "apps/vexil/transfer/Download.h"
 #include "apps/vexil/transfer/ServerPolicy.h"
+#include "apps/vexil/transfer/Upload.h"
 
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 
 namespace vexil::app {
 
 class CFileProgress;
 class CFolderWalker;
+class CSession;
 
 /// One file of a store, with the facts that the listing has about it. The store must outlive it.
 class IStoredFile {
@@ -29,6 +34,9 @@ public:
     virtual std::filesystem::path getRelativePath() const = 0;
     /// In bytes.
     virtual int64 getSize() const = 0;
+    /// What the server says of the content beside its size: the ETag of an object, otherwise the time of the
+    /// last change. A file with another mark was stored again. "", the default, if the server says nothing.
+    virtual String getMark() const { return String(); }
     /// Identifies the content, for CPartFile: a download can continue after bytes of the same content. "",
     /// the default, if the server has no checksum that could confirm it.
     virtual String getContent() const { return String(); }
@@ -84,9 +92,11 @@ public:
     /// Makes the upload of a file that is not stored alone. It replaces a file of that path when it is
     /// complete. A failed upload leaves no part of the file under that path. What it leaves under another
     /// name cannot be fetched, and the destructor of the store removes it if the server allows it.
+    /// \param time  of the last change of the file, for a server that can keep it; nullopt for none
     /// \throws CError if the file cannot be stored under its path
-    virtual std::unique_ptr<ITransfer> makeUpload(const P<CFileInStream>& /*file*/,
-                                                  const std::filesystem::path& /*relativePath*/) {
+    virtual std::unique_ptr<IUpload> makeUpload(const P<CFileInStream>& /*file*/,
+                                                const std::filesystem::path& /*relativePath*/,
+                                                const std::optional<CFileTime>& /*time*/) {
         throw CError("This file is stored alone.");
     }
     /// Whether a file of this size is stored by storeAlone(), instead of makeUpload(). False by default.
@@ -94,11 +104,30 @@ public:
     /// Stores a file while no other upload runs: a large file in parts, several at once. It replaces a file
     /// of that path when it is complete. A failure does not.
     /// \param file      its path on this computer
+    /// \param time      as for makeUpload()
     /// \param progress  gets the bytes, and is complete at the end
+    /// \return what IUpload::getMark() returns
     /// \throws the errors of the server; CError if the file cannot be read, or changes meanwhile
-    virtual void storeAlone(const std::filesystem::path& /*file*/,
-                            const std::filesystem::path& /*relativePath*/, CFileProgress& /*progress*/) {
+    virtual String storeAlone(const std::filesystem::path& /*file*/,
+                              const std::filesystem::path& /*relativePath*/,
+                              const std::optional<CFileTime>& /*time*/, CFileProgress& /*progress*/) {
         throw CError("This file is stored by a transfer.");
+    }
+    /// Stores a file in place of one that was listed, unless somebody else has replaced that one meanwhile. A
+    /// server that cannot decide this itself is asked just before the upload.
+    /// \param file  its path on this computer
+    /// \param mark  of the listed file; nullopt if there was none
+    /// \return false if the store has another file under that path by now, which stays
+    virtual bool replace(CSession& session, const std::filesystem::path& file,
+                         const std::filesystem::path& relativePath, const std::optional<String>& mark) = 0;
+    /// Whether a stored file of the same size has the content of a local file. Downloads nothing. False, the
+    /// default, if the server does not tell.
+    /// \param mark   of the stored file
+    /// \param facts  of the local file; nullopt if its time proves nothing
+    virtual bool hasContent(const String& /*mark*/, const std::filesystem::path& /*relativePath*/,
+                            const std::filesystem::path& /*file*/,
+                            const std::optional<CFileFacts>& /*facts*/) {
+        return false;
     }
     /// Called after the last upload, when no transfer runs. Corrects entries that earlier backups have stored
     /// under names that now have another type, and reports entries that it cannot correct. Does nothing by

@@ -24,6 +24,18 @@ namespace {
 
 // Another change within this time may leave size and time as they are: some file systems count in 2 s.
 constexpr int64 settlingSeconds = 2;
+// Each try reads the index that another backup has written meanwhile.
+constexpr int maxTriesToWrite = 10;
+
+CIndexEntry makeEntry(const fs::path& relativePath, EntryKind kind, const CFileFacts& facts) {
+    CIndexEntry entry;
+    entry.path = toBytes(relativePath);
+    entry.kind = kind;
+    entry.size = facts.size;
+    entry.time = facts.time;
+    entry.mode = facts.mode;
+    return entry;
+}
 
 void transferAlone(CSession& session, const std::function<void(CFileProgress&)>& transfer) {
     CProgress progress(session.getConsole());
@@ -40,18 +52,6 @@ void fetchTo(const fs::path& path, CSession& session, IStore& store, const IStor
     const std::unique_ptr<IDownload> download = file.makeDownload(part.getStream());
     runQuietTransfer(session, store.getPolicy(), *download);
     part.commit();
-}
-
-void storeFrom(const fs::path& path, CSession& session, IStore& store) {
-    const P<CFileInStream> file = new CInterruptibleFile(path);
-    if (store.isStoredAlone(file->getSize())) {
-        transferAlone(session, [&](CFileProgress& progress) {
-            store.storeAlone(path, toPath(std::string(CStoreIndex::name)), progress);
-        });
-        return;
-    }
-    const std::unique_ptr<ITransfer> upload = store.makeUpload(file, toPath(std::string(CStoreIndex::name)));
-    runQuietTransfer(session, store.getPolicy(), *upload);
 }
 
 }  // namespace
@@ -97,20 +97,27 @@ void CStoreIndex::load() {
 
 /// Somebody may have deleted files of the store.
 void CStoreIndex::dropMissingFiles() {
-    m_hasChanged |= std::erase_if(m_entries, [this](const auto& entry) {
-                        return entry.second.kind == EntryKind::File && !m_sizes.contains(entry.first);
-                    }) > 0;
+    for (auto& [unused, known] : m_paths) {
+        if (known.entry && known.entry->kind == EntryKind::File && !known.isStored) {
+            known.entry.reset();
+            m_hasChanged = true;
+        }
+    }
 }
 
 void CStoreIndex::list() {
     const std::unique_ptr<IStoreListing> listing = m_store.list();
     while (std::unique_ptr<IStoredFile> file = listing->findNext()) {
         if (file->getRelativeName() == name) {
+            m_mark = file->getMark();
             m_file = std::move(file);
             continue;
         }
         try {
-            m_sizes[toBytes(file->getRelativePath())] = file->getSize();
+            CKnown& known = m_paths[toBytes(file->getRelativePath())];
+            known.isStored = true;
+            known.size = file->getSize();
+            known.mark = file->getMark().toUTF8();
         } catch (const CError&) {
             // A file that cannot be fetched is stored again.
             m_isConsistent = false;
@@ -121,67 +128,132 @@ void CStoreIndex::list() {
 void CStoreIndex::read(const IStoredFile& file) {
     try {
         for (CIndexEntry& entry : fetch(m_session, m_store, file)) {
-            const std::string path = entry.path;
-            m_entries[path] = std::move(entry);
+            CKnown& known = m_paths[entry.path];
+            known.entry = std::move(entry);
         }
     } catch (const CIndexVersionError&) {
         // An older program must not replace it.
         throw;
     } catch (const CIndexError& error) {
-        m_entries.clear();
+        for (auto& [unused, known] : m_paths) {
+            known.entry.reset();
+        }
         m_hasChanged = true;
         m_session.getConsole().message(Verbosity::Warning,
-                                       "vexil: warning: " + error.getMessage() +
-                                           " All files are stored again, and a new index is made.");
+                                       "vexil: warning: " + error.getMessage() + " A new index is made.");
     }
 }
 
-bool CStoreIndex::isUnchanged(const fs::path& relativePath, const CFileFacts& facts) const {
-    const std::string path = toBytes(relativePath);
-    const auto known = m_entries.find(path);
-    const auto stored = m_sizes.find(path);
-    return m_isUsed && known != m_entries.end() && stored != m_sizes.end() &&
-           known->second.kind == EntryKind::File && !known->second.isUnsettled &&
-           known->second.time == facts.time && known->second.size == facts.size &&
-           stored->second == facts.size;
+bool CStoreIndex::isSettled(const CFileFacts& facts) {
+    return facts.time.seconds <= facts.readAt - settlingSeconds;
+}
+
+bool CStoreIndex::isUnchanged(const fs::path& relativePath, const fs::path& file, const CFileFacts& facts) {
+    const auto found = m_paths.find(toBytes(relativePath));
+    if (!m_isUsed || found == m_paths.end() || !hasContent(found->second, relativePath, file, facts)) {
+        return false;
+    }
+    CIndexEntry entry = makeEntry(relativePath, EntryKind::File, facts);
+    entry.eTag = found->second.mark;
+    noteEntry(std::move(entry));
+    return true;
+}
+
+bool CStoreIndex::hasContent(const CKnown& known, const fs::path& relativePath, const fs::path& file,
+                             const CFileFacts& facts) const {
+    if (!known.isStored || known.size != facts.size) {
+        return false;
+    }
+    const std::optional<CIndexEntry>& entry = known.entry;
+    const bool isKnown = entry && entry->kind == EntryKind::File && entry->size == facts.size &&
+                         entry->time == facts.time &&
+                         (entry->eTag.empty() || known.mark.empty() || entry->eTag == known.mark);
+    if (isKnown && m_usesTimes && !entry->isUnsettled) {
+        return true;
+    }
+    const bool provesTime = m_usesTimes && !(entry && entry->isUnsettled) && isSettled(facts);
+    return m_store.hasContent(String::fromUTF8(known.mark), relativePath, file,
+                              provesTime ? std::optional(facts) : std::nullopt);
+}
+
+void CStoreIndex::noteStored(const fs::path& relativePath, const CFileFacts& facts, const String& mark) {
+    CIndexEntry entry = makeEntry(relativePath, EntryKind::File, facts);
+    entry.isUnsettled = !isSettled(facts);
+    entry.eTag = mark.toUTF8();
+    noteEntry(std::move(entry));
 }
 
 void CStoreIndex::note(const fs::path& relativePath, EntryKind kind, const CFileFacts& facts,
                        const std::string& target) {
-    CIndexEntry entry;
-    entry.path = toBytes(relativePath);
-    entry.kind = kind;
-    entry.size = facts.size;
-    entry.time = facts.time;
-    entry.mode = facts.mode;
+    CIndexEntry entry = makeEntry(relativePath, kind, facts);
     entry.target = target;
-    entry.isUnsettled = kind == EntryKind::File && facts.time.seconds > facts.readAt - settlingSeconds;
-    const auto [place, isNew] = m_entries.try_emplace(entry.path);
-    const CIndexEntry& known = place->second;
-    if (known.kind == kind && known.size == entry.size && known.time == entry.time) {
-        entry.eTag = known.eTag;
-        entry.md5 = known.md5;
-    }
-    if (isNew || !(place->second == entry)) {
-        place->second = std::move(entry);
+    noteEntry(std::move(entry));
+}
+
+void CStoreIndex::noteEntry(CIndexEntry entry) {
+    CKnown& known = m_paths[entry.path];
+    known.isNoted = true;
+    if (known.entry != entry) {
+        known.entry = std::move(entry);
         m_hasChanged = true;
     }
 }
 
 void CStoreIndex::save() {
-    if (!m_hasChanged || !m_isUsed) {
-        return;
+    for (int tries = 1; m_isUsed && m_hasChanged && !write(); ++tries) {
+        if (tries == maxTriesToWrite) {
+            throw CError("The index is not written: other backups replace it again and again.");
+        }
+        takeOver();
     }
+}
+
+/// \return false if another backup has replaced the index
+bool CStoreIndex::write() {
     const CTemporaryFolder folder;
     const fs::path path = folder.getPath() / name;
     const P<zet::CFileOutStream> out = new zet::CFileOutStream(path);
     CIndexWriter writer(*out);
-    for (const auto& [unused, entry] : m_entries) {
-        writer.add(entry);
+    for (const auto& [unused, known] : m_paths) {
+        if (known.entry) {
+            writer.add(*known.entry);
+        }
     }
     writer.finish();
     out->close();
-    storeFrom(path, m_session, m_store);
+    return m_store.replace(m_session, path, toPath(std::string(name)), m_mark);
+}
+
+/// Reads what another backup has written, and adds what this one has noted.
+void CStoreIndex::takeOver() {
+    const Paths noted = std::exchange(m_paths, Paths());
+    m_file.reset();
+    m_mark.reset();
+    m_hasChanged = false;
+    load();
+    merge(noted);
+}
+
+void CStoreIndex::merge(const Paths& noted) {
+    for (const auto& [path, mine] : noted) {
+        if (!mine.isNoted || !mine.entry) {
+            continue;
+        }
+        CKnown& known = m_paths[path];
+        CIndexEntry entry = *mine.entry;
+        if (entry.kind == EntryKind::File) {
+            if (!known.isStored) {
+                continue;  // somebody has deleted it
+            }
+            const bool isMine = entry.eTag == known.mark && entry.size == known.size;
+            if (!isMine && known.entry && known.entry->eTag == known.mark) {
+                continue;  // the other backup has stored it later
+            }
+            // Without marks nobody knows whose file it is.
+            entry.isUnsettled = entry.isUnsettled || !isMine || known.mark.empty();
+        }
+        noteEntry(std::move(entry));
+    }
 }
 
 }  // namespace vexil::app

@@ -6,6 +6,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,9 @@ class CSession;
 
 /// The index of a backup (docs/index-format.md) in its store: read before the backup, and written after it.
 /// Keeps all entries in memory. One thread.
+///
+/// Other backups may write into the same store meanwhile. The index remains true: of a file that two of them
+/// have stored, it says what the store really has, or that this is not known.
 class CStoreIndex {
 public:
     /// Its name in the store, which no file of a backup with an index may have.
@@ -23,19 +27,34 @@ public:
     /// Session and store must outlive it.
     CStoreIndex(CSession& session, IStore& store) : m_session(session), m_store(store) {}
 
+    /// Whether times count: otherwise isUnchanged() compares contents, if the store can tell them. Default
+    /// true.
+    void setUsesTimes(bool usesTimes) { m_usesTimes = usesTimes; }
+
     /// Lists the store, and reads its index. An index that is damaged is reported, and a new one will replace
     /// it. A store that cannot be listed is reported: then there is no index, and save() does nothing.
     /// \throws the errors of the server; CError for an index of a newer version
     void load();
     /// Whether load() has found nothing but files that can be fetched.
     bool isConsistent() const noexcept { return m_isConsistent; }
-    /// Whether the store has a file with the content of a local file, as far as size and time tell.
-    bool isUnchanged(const std::filesystem::path& relativePath, const CFileFacts& facts) const;
-    /// Notes what a local entry is now.
+    /// Whether the store has the content of a local file, as far as the index and the store tell: by size and
+    /// time, or by its checksum, for which the file is read. If it has, this is noted.
+    bool isUnchanged(const std::filesystem::path& relativePath, const std::filesystem::path& file,
+                     const CFileFacts& facts);
+    /// Notes a file that was stored.
+    /// \param facts  from before it was read
+    /// \param mark   of the stored file (IUpload::getMark())
+    void noteStored(const std::filesystem::path& relativePath, const CFileFacts& facts, const String& mark);
+    /// Notes what a local entry is that is not a file.
+    /// \param target  of a link
     void note(const std::filesystem::path& relativePath, EntryKind kind, const CFileFacts& facts,
               const std::string& target = {});
-    /// Writes the index if an entry has changed.
+    /// Writes the index if an entry has changed. If another backup has replaced it since load(), adds what
+    /// that one knows.
     void save();
+
+    /// Whether the time of a file proves its content: it was not changed in the last two seconds.
+    static bool isSettled(const CFileFacts& facts);
 
     /// Reads the index of a store.
     /// \param file  of this name
@@ -43,15 +62,32 @@ public:
     static std::vector<CIndexEntry> fetch(CSession& session, IStore& store, const IStoredFile& file);
 
 private:
+    /// What is known of a path.
+    struct CKnown {
+        std::optional<CIndexEntry> entry;  // of the index
+        bool isNoted = false;              // the entry says what this backup has found or stored
+        bool isStored = false;             // as a file, when the store was listed
+        int64 size = 0;                    // of the stored file, in bytes
+        std::string mark;                  // of the stored file
+    };
+    using Paths = std::map<std::string, CKnown>;
+
     void list();
     void read(const IStoredFile& file);
     void dropMissingFiles();
+    bool hasContent(const CKnown& known, const std::filesystem::path& relativePath,
+                    const std::filesystem::path& file, const CFileFacts& facts) const;
+    void noteEntry(CIndexEntry entry);
+    bool write();
+    void takeOver();
+    void merge(const Paths& noted);
 
     CSession& m_session;
     IStore& m_store;
-    std::map<std::string, int64> m_sizes;          // of the files in the store, by path
-    std::map<std::string, CIndexEntry> m_entries;  // by path
-    std::unique_ptr<IStoredFile> m_file;           // null if the store has none
+    Paths m_paths;
+    std::optional<String> m_mark;  // of the index that load() has found
+    std::unique_ptr<IStoredFile> m_file;
+    bool m_usesTimes = true;
     bool m_hasChanged = false;
     bool m_isConsistent = true;
     bool m_isUsed = true;  // false if the store cannot be listed

@@ -1,6 +1,7 @@
 #include "apps/vexil/s3/ObjectUpload.h"
 
 #include "apps/vexil/platform/Interrupt.h"
+#include "apps/vexil/s3/ObjectMark.h"
 #include "apps/vexil/s3/S3Access.h"
 #include "apps/vexil/transfer/ResponseCheck.h"
 
@@ -29,6 +30,10 @@ void CObjectUpload::checkResponse(CNetRequest& request) {
         m_hasWrongContent = true;
         checkContent(request);
         m_hasWrongContent = false;
+    }
+    const auto& headers = request.getResponseHeaderMap();
+    if (const auto eTag = headers.find("etag"); eTag != headers.end()) {
+        m_mark = makeObjectMark(eTag->second);
     }
 }
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "apps/vexil/files/InterruptibleFile.h"
+#include "apps/vexil/transfer/Upload.h"
 #include "vexil/BaseTypes.h"
-#include "vexil/async/ITransfer.h"
 #include "vexil/s3/S3PutOptions.h"
 #include "vexil/s3/S3SigningDetour.h"
 
@@ -12,7 +12,7 @@ class CS3Access;
 
 /// Stores a whole file as an object. If the ETag shows that the server has stored something else, the upload
 /// begins again, at most twice, unless the options have a condition: it would find the wrong object.
-class CObjectUpload : public ITransfer {
+class CObjectUpload : public IUpload {
 public:
     /// The access must outlive it.
     CObjectUpload(CS3Access& access, const P<CFileInStream>& file, const String& bucket, const String& key,
@@ -23,6 +23,8 @@ public:
     bool canBeginAgain(CNetRequest& request, const CError& error) override;
     /// Follows the service to another URL, region or clock.
     bool canFallBack(CNetRequest& request, const CError& error) override;
+    /// The ETag.
+    String getMark() const override { return m_mark; }
 
 private:
     void checkContent(CNetRequest& request) const;
@@ -34,6 +36,7 @@ private:
     CS3PutOptions m_options;
     bool m_hasWrongContent = false;
     int m_wrongContents = 0;
+    String m_mark;
     CS3SigningDetour m_detour;
 };
 

@@ -135,15 +135,17 @@ CS3UploadResult storeOrResume(CS3TransferManager& manager, const CUploadState& s
 
 }  // namespace
 
-void uploadInParts(CS3Access& access, const std::filesystem::path& file, const CPartedUpload& upload,
-                   CFileProgress& progress) {
+String uploadInParts(CS3Access& access, const std::filesystem::path& file, const CPartedUpload& upload,
+                     CFileProgress& progress) {
     CS3TransferManager manager(access.getClient(),
                                makeSettings(access, upload, make<CUploadProgress>(progress)));
-    progress.complete(manager.uploadFile(file, upload.bucket, upload.key, upload.options).size);
+    const CS3UploadResult result = manager.uploadFile(file, upload.bucket, upload.key, upload.options);
+    progress.complete(result.size);
+    return result.eTag;
 }
 
-void uploadInPartsOrResume(CS3Access& access, const std::filesystem::path& file, const CPartedUpload& upload,
-                           CFileProgress& progress) {
+String uploadInPartsOrResume(CS3Access& access, const std::filesystem::path& file,
+                             const CPartedUpload& upload, CFileProgress& progress) {
     const CUploadState state(makeIdentity(access, file, upload));
     const P<CUploadProgress> observer = make<CUploadProgress>(progress);
     observer->onBegun = [&state](const String& resumeToken) { state.store(resumeToken); };
@@ -153,6 +155,7 @@ void uploadInPartsOrResume(CS3Access& access, const std::filesystem::path& file,
     const CS3UploadResult result = storeOrResume(manager, state, file, upload, access.getConsole());
     state.remove();
     progress.complete(result.size);
+    return result.eTag;
 }
 
 void uploadStream(CS3Access& access, zet::IInStream& stream, const CPartedUpload& upload,

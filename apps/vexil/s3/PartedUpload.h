@@ -28,14 +28,15 @@ struct CPartedUpload {
 
 /// Stores a file in parts, several at once, with the tries and the logs of the session. An interrupt by the
 /// user deletes the parts and ends it. The size of the parts is stored as metadata of the object.
+/// \return the ETag of the object; "" if the server has sent none
 /// \throws CError also if the file changes meanwhile; the object is then not replaced
-void uploadInParts(CS3Access& access, const std::filesystem::path& file, const CPartedUpload& upload,
-                   CFileProgress& progress);
+String uploadInParts(CS3Access& access, const std::filesystem::path& file, const CPartedUpload& upload,
+                     CFileProgress& progress);
 /// The same, but the parts of an upload that fails stay, also if the process is killed. The next call for the
 /// same server, object, file and options resumes it: it sends only the parts that the server does not have
 /// as they are in the file.
-void uploadInPartsOrResume(CS3Access& access, const std::filesystem::path& file, const CPartedUpload& upload,
-                           CFileProgress& progress);
+String uploadInPartsOrResume(CS3Access& access, const std::filesystem::path& file,
+                             const CPartedUpload& upload, CFileProgress& progress);
 /// The same for a stream of any size that need not be able to seek. A short one is stored by one request.
 void uploadStream(CS3Access& access, zet::IInStream& stream, const CPartedUpload& upload,
                   CFileProgress& progress);

@@ -2,30 +2,67 @@
 
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/console/ErrorReport.h"
+#include "apps/vexil/console/Progress.h"
 #include "apps/vexil/files/FolderWalker.h"
 #include "apps/vexil/files/PartName.h"
 #include "apps/vexil/s3/ObjectDownload.h"
 #include "apps/vexil/s3/ObjectKey.h"
 #include "apps/vexil/s3/ObjectListing.h"
+#include "apps/vexil/s3/ObjectMark.h"
 #include "apps/vexil/s3/ObjectUpload.h"
 #include "apps/vexil/s3/PartedDownload.h"
-#include "apps/vexil/s3/PartedUpload.h"
 #include "apps/vexil/s3/S3Access.h"
 #include "apps/vexil/s3/S3Diagnosis.h"
+#include "apps/vexil/transfer/SingleTransfer.h"
+#include "sigil/Digest.h"
+#include "sigil/Hex.h"
 
 #include <algorithm>
 #include <deque>
 #include <exception>
+#include <vector>
 
 namespace vexil::app {
 
 namespace {
 
-constexpr const char* contentType = "application/octet-stream";
+// The time of the last change in the metadata, in the form that rclone writes and reads: seconds since 1970
+// as a decimal number.
+constexpr const char* timeName = "mtime";
+
+constexpr std::size_t blockSize = 1 << 20;
+
+CS3PutOptions makeOptions(const std::optional<CFileTime>& time) {
+    CS3PutOptions options{.contentType = "application/octet-stream"};
+    if (time) {
+        options.metadata[timeName] = String::fromUTF8(time->toText());
+    }
+    return options;
+}
 
 // Web consoles of services make such objects to show an empty folder.
 bool isFolderMarker(const CS3ListObjectsElement& element) {
     return element.getSize() == 0 && element.getKey().endsWith("/");
+}
+
+/// Whether another object has come in between.
+bool isConflict(const CError& error, bool isReplaced) {
+    const String code = error.getProps().lookup("s3-code");
+    return CS3Client::isPreconditionFailed(error) || code == "ConditionalRequestConflict" ||
+           // The object was deleted.
+           (isReplaced && CS3Client::isNotFoundError(error) && !(code == "NoSuchBucket"));
+}
+
+/// As 32 lower-case hexadecimal digits.
+String computeMD5(zet::IInStream& stream) {
+    const P<sigil::IDigest> digest = sigil::CDigestType_MD5().createDigest();
+    std::vector<char> block(blockSize);
+    while (const int length = stream.read(block.data(), static_cast<int>(block.size()))) {
+        digest->update(block.data(), length);
+    }
+    TBuffer<unsigned char> hash;
+    digest->finish(hash);
+    return sigil::hexEncode(hash).toLower();
 }
 
 String getLastName(const String& key) {
@@ -52,6 +89,7 @@ public:
         return makeRelativePath(m_store.m_prefix, m_key);
     }
     int64 getSize() const override { return m_size; }
+    String getMark() const override { return makeObjectMark(m_eTag); }
     // Without an MD5 nobody can tell whether the part was changed since.
     String getContent() const override {
         if (isFetchedAlone()) {
@@ -198,30 +236,104 @@ IServerPolicy& CS3Store::getPolicy() {
     return m_access.getPolicy();
 }
 
-std::unique_ptr<ITransfer> CS3Store::makeUpload(const P<CFileInStream>& file,
-                                                const std::filesystem::path& relativePath) {
+std::unique_ptr<IUpload> CS3Store::makeUpload(const P<CFileInStream>& file,
+                                              const std::filesystem::path& relativePath,
+                                              const std::optional<CFileTime>& time) {
     const String key = makeObjectKey(m_prefix, relativePath);
     checkListing(key);
-    return std::make_unique<CObjectUpload>(m_access, file, m_bucket, key,
-                                           CS3PutOptions{.contentType = contentType});
+    return std::make_unique<CObjectUpload>(m_access, file, m_bucket, key, makeOptions(time));
 }
 
 void CS3Store::beginUploads() {
     m_access.getClient().setUploadCheck(m_upload.getCheckOfObjects(m_access));
 }
 
-void CS3Store::storeAlone(const std::filesystem::path& file, const std::filesystem::path& relativePath,
-                          CFileProgress& progress) {
+CPartedUpload CS3Store::makePartedUpload(const String& key, const CS3PutOptions& options) const {
+    return {.bucket = m_bucket,
+            .key = key,
+            .options = options,
+            .partSize = m_upload.getPartSize(),
+            .jobs = m_upload.getJobs(),
+            .check = m_upload.getCheckOfParts()};
+}
+
+String CS3Store::storeAlone(const std::filesystem::path& file, const std::filesystem::path& relativePath,
+                            const std::optional<CFileTime>& time, CFileProgress& progress) {
     const String key = makeObjectKey(m_prefix, relativePath);
     checkListing(key);
-    uploadInParts(m_access, file,
-                  {.bucket = m_bucket,
-                   .key = key,
-                   .options = {.contentType = contentType},
-                   .partSize = m_upload.getPartSize(),
-                   .jobs = m_upload.getJobs(),
-                   .check = m_upload.getCheckOfParts()},
-                  progress);
+    return makeObjectMark(uploadInParts(m_access, file, makePartedUpload(key, makeOptions(time)), progress));
+}
+
+bool CS3Store::replace(CSession& session, const std::filesystem::path& file,
+                       const std::filesystem::path& relativePath, const std::optional<String>& mark) {
+    const String key = makeObjectKey(m_prefix, relativePath);
+    CS3PutOptions options = makeOptions(std::nullopt);
+    if (!mark) {
+        options.ifNoneMatch = "*";
+    } else if (!mark->isEmpty()) {
+        // Older versions of Ceph compare it with the ETag without quotation marks. Others ignore these.
+        options.ifMatch = *mark;
+    }
+    try {
+        storeObject(session, file, key, options);
+        return true;
+    } catch (const CError& error) {
+        if (!(error.getProps().lookup("s3-code") == "NotImplemented") &&
+            !isConflict(error, mark.has_value())) {
+            throw;
+        }
+        session.setFailedRequest(nullptr);
+        // A server that knows no conditions, or misreads them.
+        if (isConflict(error, mark.has_value()) && !(mark && findMark(key) == *mark)) {
+            return false;
+        }
+    }
+    storeObject(session, file, key, makeOptions(std::nullopt));
+    return true;
+}
+
+/// "" if the object does not exist.
+String CS3Store::findMark(const String& key) {
+    try {
+        const TMap<String, String>& headers =
+            m_access.getClient().getObjectHeaders(m_access.getRequest(), m_bucket, key);
+        const auto eTag = headers.find("etag");
+        return eTag == headers.end() ? String() : makeObjectMark(eTag->second);
+    } catch (const CError& error) {
+        if (!CS3Client::isNotFoundError(error)) {
+            throw;
+        }
+        return String();
+    }
+}
+
+void CS3Store::storeObject(CSession& session, const std::filesystem::path& file, const String& key,
+                           const CS3PutOptions& options) {
+    const P<CFileInStream> stream = new CInterruptibleFile(file);
+    if (isStoredAlone(stream->getSize())) {
+        CProgress progress(session.getConsole());
+        CFileProgress fileProgress(progress, "");
+        uploadInParts(m_access, file, makePartedUpload(key, options), fileProgress);
+    } else {
+        CObjectUpload upload(m_access, stream, m_bucket, key, options);
+        runQuietTransfer(session, getPolicy(), upload);
+    }
+}
+
+bool CS3Store::hasContent(const String& mark, const std::filesystem::path& relativePath,
+                          const std::filesystem::path& file, const std::optional<CFileFacts>& facts) {
+    if (m_access.verifiesETags() && !CS3Client::getContentMD5({{"etag", mark}}).isEmpty()) {
+        CInterruptibleFile content(file);
+        return computeMD5(content) == mark.toLower();
+    }
+    // Only objects of several parts have this in their ETag.
+    if (!facts || mark.find(L'-') == String::npos) {
+        return false;
+    }
+    const TMap<String, String>& headers = m_access.getClient().getObjectHeaders(
+        m_access.getRequest(), m_bucket, makeObjectKey(m_prefix, relativePath));
+    const auto time = headers.find(String("x-amz-meta-") + timeName);
+    return time != headers.end() && time->second == String::fromUTF8(facts->time.toText());
 }
 
 std::unique_ptr<IStoreListing> CS3Store::list() {

@@ -3,6 +3,7 @@
 #include "apps/vexil/mirror/Store.h"
 #include "apps/vexil/s3/DownloadOptions.h"
 #include "apps/vexil/s3/ObjectListing.h"
+#include "apps/vexil/s3/PartedUpload.h"
 #include "apps/vexil/s3/UploadOptions.h"
 
 #include <optional>
@@ -27,11 +28,18 @@ public:
     /// have a problem that names them.
     std::unique_ptr<IStoreListing> list() override;
     void beginUploads() override;
-    std::unique_ptr<ITransfer> makeUpload(const P<CFileInStream>& file,
-                                          const std::filesystem::path& relativePath) override;
+    std::unique_ptr<IUpload> makeUpload(const P<CFileInStream>& file,
+                                        const std::filesystem::path& relativePath,
+                                        const std::optional<CFileTime>& time) override;
     bool isStoredAlone(int64 size) const override { return m_upload.isSentInParts(size); }
-    void storeAlone(const std::filesystem::path& file, const std::filesystem::path& relativePath,
-                    CFileProgress& progress) override;
+    String storeAlone(const std::filesystem::path& file, const std::filesystem::path& relativePath,
+                      const std::optional<CFileTime>& time, CFileProgress& progress) override;
+    /// The server decides, by If-Match and If-None-Match. One that does not know them replaces the object.
+    bool replace(CSession& session, const std::filesystem::path& file,
+                 const std::filesystem::path& relativePath, const std::optional<String>& mark) override;
+    /// Compares MD5s. Of an object in parts, it reads the time from the metadata (HEAD).
+    bool hasContent(const String& mark, const std::filesystem::path& relativePath,
+                    const std::filesystem::path& file, const std::optional<CFileFacts>& facts) override;
     /// If a file has become a folder, deletes its old object after the whole folder is stored. If a folder
     /// has become a file, reports the objects that are left: there may be many, and others may need them.
     void finishUploads(const CFolderWalker& walker, bool isComplete, const Report& report) override;
@@ -47,6 +55,10 @@ private:
     std::optional<std::filesystem::path> findRelativePath(const String& key) const;
     void handleGroup(const CFolderWalker& walker, bool isComplete, const Report& report,
                      const CObjectGroup& group);
+    CPartedUpload makePartedUpload(const String& key, const CS3PutOptions& options) const;
+    void storeObject(CSession& session, const std::filesystem::path& file, const String& key,
+                     const CS3PutOptions& options);
+    String findMark(const String& key);
     void checkListing(const String& key);
     bool areListingsEncoded();
     void deleteOutdated(const String& key, const Report& report);
