@@ -34,6 +34,10 @@ int64 calcSentSize(int64 size, const CS3UploadFormat& format) {
            (format.hasTrailer ? CS3ChunkSigner::getTrailerSize(trailerSize) : 0);
 }
 
+CError makeRewindError() {
+    return CError("The body of an upload can be read again only from its beginning.");
+}
+
 }  // namespace
 
 CS3UploadSource::CS3UploadSource(zet::IInStream* stream, int64 size, const String& name,
@@ -57,7 +61,7 @@ int CS3UploadSource::read(void* buffer, int maxLength, const TMap<String, String
 
 void CS3UploadSource::seek(int64 position) {
     if (position != 0) {
-        throw CError("The body of an upload can be read again only from its beginning.");
+        throw makeRewindError();
     }
     if (m_position != 0 || m_readSize != 0) {
         m_stream->seek(0);
@@ -78,6 +82,7 @@ void CS3UploadSource::begin() {
     }
     m_chunk.clear();
     m_chunkPosition = 0;
+    m_isBroken = false;
     if (isSignedInChunks()) {
         m_signer.emplace(m_seed);
     }
@@ -94,16 +99,22 @@ int CS3UploadSource::readBytes(void* buffer, int maxLength) {
 }
 
 int CS3UploadSource::readChunks(unsigned char* buffer, int maxLength) {
-    if (m_position == m_sentSize) {
-        return 0;
+    if (m_isBroken) {
+        throw makeRewindError();
     }
-    if (m_chunkPosition == m_chunk.size()) {
-        makeNextChunk();
+    const auto length = static_cast<std::size_t>(std::min<int64>(maxLength, m_sentSize - m_position));
+    // A chunk with its framing is a little larger than the buffer of libcurl.
+    for (std::size_t filled = 0; filled < length;) {
+        if (m_chunkPosition == m_chunk.size()) {
+            m_isBroken = true;
+            makeNextChunk();
+            m_isBroken = false;
+        }
+        const std::size_t count = std::min(m_chunk.size() - m_chunkPosition, length - filled);
+        std::memcpy(buffer + filled, m_chunk.data() + m_chunkPosition, count);
+        m_chunkPosition += count;
+        filled += count;
     }
-    const std::size_t length =
-        std::min(m_chunk.size() - m_chunkPosition, static_cast<std::size_t>(maxLength));
-    std::memcpy(buffer, m_chunk.data() + m_chunkPosition, length);
-    m_chunkPosition += length;
     return static_cast<int>(length);
 }
 

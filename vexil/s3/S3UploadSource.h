@@ -73,8 +73,9 @@ private:
     std::optional<CS3ChunkSigner> m_signer;
     std::string m_chunk;  // with its framing
     std::size_t m_chunkPosition = 0;
-    int64 m_position = 0;  // as it is sent
-    int64 m_readSize = 0;  // bytes of the stream
+    bool m_isBroken = false;  // the stream has failed within a chunk
+    int64 m_position = 0;     // as it is sent
+    int64 m_readSize = 0;     // bytes of the stream
 };
 
 /// The source of the request if its stream is read once; otherwise null.
