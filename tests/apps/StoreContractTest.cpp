@@ -509,12 +509,33 @@ TEST_P(StoreContractTest, TwoBackupsAtOnceLeaveATrueIndex) {
         EXPECT_FALSE(third.isUnchanged(pathOf(name), a, facts)) << name;
         EXPECT_TRUE(third.isUnchanged(pathOf(name), b, otherFacts)) << name;
     }
-    std::vector<std::string> entries;
+    std::map<std::string, int64> times;
     for (const CIndexEntry& entry : CStoreIndex::fetch(*m_session, store, *find(store, CStoreIndex::name))) {
-        entries.push_back(entry.path);
+        times[entry.path] = entry.time->seconds - facts.time.seconds;
     }
-    EXPECT_THAT(entries, UnorderedElementsAreArray(
-                             {"mine", "both", "theirs", "both, the other way", "link", "folder"}));
+    EXPECT_EQ(times, (std::map<std::string, int64>{{"mine", 0},
+                                                   {"both", 60},
+                                                   {"theirs", 60},
+                                                   {"both, the other way", 60},
+                                                   {"link", 0},
+                                                   {"folder", 0}}));
+}
+
+TEST_P(StoreContractTest, ATimeThatMayStandForTwoContentsProvesNothing) {
+    IStore& store = openForUploads();
+    CFileFacts facts{.size = 1, .time = {1'500'000'000, 0}, .mode = 0644, .readAt = 1'500'000'001};
+    const String mark = put(store, "file", "a", facts.time);
+    const fs::path other = write("other", "b");
+    CStoreIndex first(*m_session, store);
+    first.load();
+    EXPECT_FALSE(first.isUnchanged(pathOf("file"), other, facts)) << "it was changed just now";
+    first.noteStored(pathOf("file"), facts, mark);
+    first.save();
+    CStoreIndex second(*m_session, store);
+    second.load();
+    facts.readAt += 1000;
+    EXPECT_FALSE(second.isUnchanged(pathOf("file"), other, facts))
+        << "it was changed just before it was stored";
 }
 
 TEST_P(StoreContractTest, AnIndexThatWasDeletedMeanwhileIsWrittenAgain) {
