@@ -74,6 +74,8 @@ class _Handler(fake_s3._Handler):
         if "partNumber" not in self.query():
             if self.key and fault.cut is None:
                 self.fake.metadata[self.key] = dict(self.headers)
+                self.fake.etags.pop(self.key, None)
+                self.fake.part_sizes.pop(self.key, None)
             super().put(fault)
             return
         if fault.hold:

@@ -24,6 +24,9 @@ public:
     IStore& get() noexcept { return *m_store; }
 
 private:
+    template <class S3Options>
+    void openS3(const CDestination& destination, const S3Options& s3);
+
     std::unique_ptr<CS3Access> m_s3;
     std::unique_ptr<CFTPAccess> m_ftp;
     std::unique_ptr<IStore> m_store;

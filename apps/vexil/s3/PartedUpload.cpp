@@ -55,8 +55,11 @@ std::string makeIdentity(CS3Access& access, const std::filesystem::path& file, c
     add(upload.options.contentType);
     add(upload.options.storageClass);
     for (const auto& [name, value] : upload.options.metadata) {
-        add(name);
-        add(value);
+        // With another time the file has changed. That is noticed by itself, and the parts are deleted.
+        if (!(name == timeMetadata)) {
+            add(name);
+            add(value);
+        }
     }
     return text;
 }

@@ -16,6 +16,10 @@ namespace vexil::app {
 class CFileProgress;
 class CS3Access;
 
+/// The metadata with the time of the last change, in the form that rclone writes and reads: seconds since
+/// 1970 as a decimal number.
+constexpr const char* timeMetadata = "mtime";
+
 /// Which object a file becomes, and how it is sent.
 struct CPartedUpload {
     String bucket;
@@ -34,7 +38,7 @@ String uploadInParts(CS3Access& access, const std::filesystem::path& file, const
                      CFileProgress& progress);
 /// The same, but the parts of an upload that fails stay, also if the process is killed. The next call for the
 /// same server, object, file and options resumes it: it sends only the parts that the server does not have
-/// as they are in the file.
+/// as they are in the file. If the file has changed since, the parts are deleted.
 String uploadInPartsOrResume(CS3Access& access, const std::filesystem::path& file,
                              const CPartedUpload& upload, CFileProgress& progress);
 /// The same for a stream of any size that need not be able to seek. A short one is stored by one request.

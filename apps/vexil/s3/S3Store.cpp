@@ -13,6 +13,7 @@
 #include "apps/vexil/s3/PartedDownload.h"
 #include "apps/vexil/s3/S3Access.h"
 #include "apps/vexil/s3/S3Diagnosis.h"
+#include "apps/vexil/s3/UploadState.h"
 #include "apps/vexil/transfer/SingleTransfer.h"
 #include "sigil/Digest.h"
 #include "sigil/Hex.h"
@@ -26,16 +27,12 @@ namespace vexil::app {
 
 namespace {
 
-// The time of the last change in the metadata, in the form that rclone writes and reads: seconds since 1970
-// as a decimal number.
-constexpr const char* timeName = "mtime";
-
 constexpr std::size_t blockSize = 1 << 20;
 
 CS3PutOptions makeOptions(const std::optional<CFileTime>& time) {
     CS3PutOptions options{.contentType = "application/octet-stream"};
     if (time) {
-        options.metadata[timeName] = String::fromUTF8(time->toText());
+        options.metadata[timeMetadata] = String::fromUTF8(time->toText());
     }
     return options;
 }
@@ -232,6 +229,10 @@ CS3Store::CS3Store(CS3Access& access, const String& bucket, const String& prefix
                    const CDownloadOptions& download)
     : m_access(access), m_bucket(bucket), m_prefix(makeFolderPrefix(prefix)), m_download(download) {}
 
+void CS3Store::setResumesUploads(bool resumes) {
+    m_resumesUploads = resumes && CUploadState::isPossible();
+}
+
 IServerPolicy& CS3Store::getPolicy() {
     return m_access.getPolicy();
 }
@@ -261,7 +262,9 @@ String CS3Store::storeAlone(const std::filesystem::path& file, const std::filesy
                             const std::optional<CFileTime>& time, CFileProgress& progress) {
     const String key = makeObjectKey(m_prefix, relativePath);
     checkListing(key);
-    return makeObjectMark(uploadInParts(m_access, file, makePartedUpload(key, makeOptions(time)), progress));
+    const CPartedUpload upload = makePartedUpload(key, makeOptions(time));
+    return makeObjectMark(m_resumesUploads ? uploadInPartsOrResume(m_access, file, upload, progress)
+                                           : uploadInParts(m_access, file, upload, progress));
 }
 
 bool CS3Store::replace(CSession& session, const std::filesystem::path& file,
@@ -332,7 +335,7 @@ bool CS3Store::hasContent(const String& mark, const std::filesystem::path& relat
     }
     const TMap<String, String>& headers = m_access.getClient().getObjectHeaders(
         m_access.getRequest(), m_bucket, makeObjectKey(m_prefix, relativePath));
-    const auto time = headers.find(String("x-amz-meta-") + timeName);
+    const auto time = headers.find(String("x-amz-meta-") + timeMetadata);
     return time != headers.end() && time->second == String::fromUTF8(facts->time.toText());
 }
 

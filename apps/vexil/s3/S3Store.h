@@ -23,6 +23,11 @@ public:
     /// \param download  how objects are fetched
     CS3Store(CS3Access& access, const String& bucket, const String& prefix, const CDownloadOptions& download);
 
+    /// Whether an upload in parts that has failed, or was killed, is continued by the next run; its parts
+    /// stay until then. Needs a folder for the state of the user's programs, otherwise the parts are deleted.
+    /// Default false.
+    void setResumesUploads(bool resumes);
+
     IServerPolicy& getPolicy() override;
     /// If an object and objects below a folder of its name exist, the newer ones become files; the others
     /// have a problem that names them.
@@ -68,6 +73,7 @@ private:
     String m_prefix;
     CUploadOptions m_upload;
     CDownloadOptions m_download;
+    bool m_resumesUploads = false;
     std::optional<bool> m_areListingsEncoded;  // set after the server was asked
 };
 

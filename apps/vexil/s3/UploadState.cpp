@@ -24,6 +24,7 @@ struct CStateVariable {
 constexpr CStateVariable stateVariables[] = {
     {"XDG_STATE_HOME", ""}, {"LOCALAPPDATA", ""}, {"HOME", ".local/state"}};
 
+/// Empty if the user has none.
 std::filesystem::path findStateFolder() {
     for (const CStateVariable& variable : stateVariables) {
         const std::filesystem::path folder = toPath(getEnvironmentVariable(variable.name).value_or(""));
@@ -32,7 +33,15 @@ std::filesystem::path findStateFolder() {
             return folder / variable.below / "vexil" / "uploads";
         }
     }
-    throw CError("--resume needs a folder for its state: set XDG_STATE_HOME to an absolute path.");
+    return {};
+}
+
+std::filesystem::path getStateFolder() {
+    std::filesystem::path folder = findStateFolder();
+    if (folder.empty()) {
+        throw CError("--resume needs a folder for its state: set XDG_STATE_HOME to an absolute path.");
+    }
+    return folder;
 }
 
 String calcName(const std::string& identity) {
@@ -46,7 +55,16 @@ String calcName(const std::string& identity) {
 }  // namespace
 
 CUploadState::CUploadState(const std::string& identity)
-    : m_file(findStateFolder() / toPath(calcName(identity))) {}
+    : m_file(getStateFolder() / toPath(calcName(identity))) {}
+
+bool CUploadState::isPossible() {
+    const std::filesystem::path folder = findStateFolder();
+    std::error_code failure;
+    if (!folder.empty()) {
+        std::filesystem::create_directories(folder, failure);
+    }
+    return !folder.empty() && std::filesystem::is_directory(folder, failure);
+}
 
 String CUploadState::find() const {
     try {

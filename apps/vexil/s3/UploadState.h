@@ -15,6 +15,9 @@ public:
     /// \throws CError if no variable of the environment names such a folder
     explicit CUploadState(const std::string& identity);
 
+    /// Whether there is such a folder, or it can be made.
+    static bool isPossible();
+
     /// The resume token of the last upload; "" if no token was kept, or if it cannot be read.
     String find() const;
     /// \throws CError if it cannot be stored
