@@ -39,4 +39,21 @@ TEST(ISOTimeTest, OtherTextsAreRefused) {
     }
 }
 
+TEST(MomentTest, IsADurationAgoOrATime) {
+    constexpr int64 now = 1'800'000'000;
+    EXPECT_EQ(parseMoment("3d", now), (CFileTime{now - 259200, 0}));
+    EXPECT_EQ(parseMoment("2026-01-01Z", now), (CFileTime{1'767'225'600, 0}));
+    EXPECT_EQ(parseMoment("2026-01-01T12:34Z", now), (CFileTime{1'767'225'600 + 45240, 0}));
+    EXPECT_EQ(parseMoment("1969-12-31T23:59:58Z", now), (CFileTime{-2, 0}));
+    EXPECT_TRUE(parseMoment("2026-01-01T12:34:56", now));
+}
+
+TEST(MomentTest, OtherTextsAreRefused) {
+    for (const char* text : {"", "Z", "3", "2026-1-1", "2026-13-01", "2026-02-29", "2026-01-01T24:00Z",
+                             "2026-01-01T00:60Z", "2026-01-01T00:00:60Z", "2026-01-01 00:00", "2026-01-01T",
+                             "2026-01-01T00:00:00.5Z", "2026-01-01T00:00+01:00"}) {
+        EXPECT_FALSE(parseMoment(text, 0)) << text;
+    }
+}
+
 }  // namespace vexil::app

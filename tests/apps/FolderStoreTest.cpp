@@ -87,7 +87,7 @@ TEST_F(FolderStoreTest, PartsOfKilledRunsAreNotFilesAndAreDeletedAtTheEnd) {
     store("source", "a/b");
     EXPECT_FALSE(fs::exists(m_root / "store/a/.b.vexil-part-0123456789abcdef"))
         << "of the same file: at once";
-    m_store.finishUploads(CFolderWalker(m_root, {}), true, [](const String&, const String&) {});
+    m_store.finishUploads(CFolderWalker(m_root), true, [](const String&, const String&) {});
     EXPECT_THAT(list(), ElementsAre("a/b"));
 }
 

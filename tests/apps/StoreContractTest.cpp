@@ -331,7 +331,7 @@ protected:
 
     ExitCode backUp(const std::string& folder) {
         IStore& store = open();
-        return CBackup(*m_session, store).run(CFolderWalker(m_folder / folder, {}), 4);
+        return CBackup(*m_session, store).run(CFolderWalker(m_folder / folder), 4);
     }
 
     int m_retries = 0;

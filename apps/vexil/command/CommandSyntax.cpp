@@ -5,6 +5,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+#include <map>
 #include <optional>
 
 namespace vexil::app {
@@ -45,6 +47,30 @@ CCommandSyntax& CCommandSyntax::fileOption(const char* name, std::string& value,
 CCommandSyntax& CCommandSyntax::options(const char* name, const char* valueName,
                                         std::vector<std::string>& values, const char* help) {
     m_app->add_option(name, values, help)->type_name(valueName)->expected(1)->take_all();
+    return *this;
+}
+
+CCommandSyntax& CCommandSyntax::ordered(const char* name, const char* valueName, OrderedValues& values,
+                                        const char* help) {
+    // CLI11 calls this for one option after the other.
+    const auto collect = [app = m_app, name, &values](const CLI::results_t&) {
+        const auto isOfValues = [&](const CLI::Option* option) {
+            const auto isName = [&](const auto& value) {
+                return value.first == "--" + option->get_lnames().front();
+            };
+            return option == app->get_option(name) || std::any_of(values.begin(), values.end(), isName);
+        };
+        OrderedValues all;
+        std::map<const CLI::Option*, std::size_t> counts;
+        for (const CLI::Option* option : app->parse_order()) {
+            if (!option->get_lnames().empty() && isOfValues(option)) {
+                all.emplace_back("--" + option->get_lnames().front(), option->results().at(counts[option]++));
+            }
+        }
+        values = std::move(all);
+        return true;
+    };
+    m_app->add_option(name, collect, help)->type_name(valueName)->expected(1)->take_all()->check(notEmpty());
     return *this;
 }
 

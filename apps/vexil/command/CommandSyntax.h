@@ -3,6 +3,7 @@
 #include "vexil/BaseTypes.h"
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace CLI {
@@ -15,6 +16,9 @@ namespace vexil::app {
 /// command line is parsed; the variables must outlive it.
 class CCommandSyntax {
 public:
+    /// The values of options whose common order matters, each with the name of its option.
+    using OrderedValues = std::vector<std::pair<std::string, std::string>>;
+
     /// \param group  the group to which the command is added
     explicit CCommandSyntax(CLI::App& group) : m_group(group) {}
 
@@ -36,6 +40,10 @@ public:
     /// An option that may be repeated.
     CCommandSyntax& options(const char* name, const char* valueName, std::vector<std::string>& values,
                             const char* help);
+    /// An option that may be repeated, and whose values stand among those of other options in the order of
+    /// the command line. "" is refused.
+    /// \param values  all such options have the same one
+    CCommandSyntax& ordered(const char* name, const char* valueName, OrderedValues& values, const char* help);
     /// A number from `minimum` to `maximum`.
     CCommandSyntax& number(const char* name, const char* valueName, int& value, int minimum, int maximum,
                            const char* help);

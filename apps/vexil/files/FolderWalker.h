@@ -1,8 +1,11 @@
 #pragma once
 
+#include "apps/vexil/files/EntryFilter.h"
 #include "vexil/BaseTypes.h"
 
 #include <filesystem>
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace vexil::app {
@@ -30,7 +33,11 @@ class CFolderWalker {
 public:
     /// \param excluded  paths relative to the folder, of files and folders to leave out
     /// \throws CInvalidArgError if the folder does not exist
-    CFolderWalker(const std::filesystem::path& folder, const std::vector<std::string>& excluded);
+    explicit CFolderWalker(const std::filesystem::path& folder,
+                           const std::vector<std::string>& excluded = {});
+    /// \param filter  the entries to take
+    /// \throws CInvalidArgError if the folder does not exist
+    CFolderWalker(const std::filesystem::path& folder, const CEntryFilter& filter);
 
     const std::filesystem::path& getFolder() const noexcept { return m_folder; }
 
@@ -41,12 +48,15 @@ public:
     std::filesystem::file_type findType(const std::filesystem::path& relativePath) const;
 
 private:
-    void walkFolder(IFolderVisitor& visitor, const std::filesystem::path& relativePath) const;
-    void visit(IFolderVisitor& visitor, const std::filesystem::path& relativePath) const;
+    class CWalk;
+
     bool isExcluded(const std::filesystem::path& relativePath) const;
+    bool isOutside(const std::filesystem::path& relativePath) const;
 
     std::filesystem::path m_folder;
     std::vector<std::filesystem::path> m_excluded;
+    CEntryFilter m_filter;
+    std::optional<int64> m_fileSystem;  // set if all entries must be on it
 };
 
 }  // namespace vexil::app

@@ -68,6 +68,11 @@ int readStandardInput(void* buffer, int maxLength);
 /// \return null for a failure, with `errno` set
 std::FILE* openForReading(const std::filesystem::path& file);
 
+/// A number for the file system of an entry; nullopt if the entry cannot be examined. On Windows it is the
+/// same for all: the place where another volume is mounted counts as a link there (getEntryStatus()), which
+/// no walk follows.
+std::optional<int64> getFileSystem(const std::filesystem::path& path);
+
 /// Whether the system keeps its trusted certificates in a store that libcurl reads only on request
 /// (CURLSSLOPT_NATIVE_CA), and not in a file that it finds itself.
 bool hasCertificateStore();

@@ -158,6 +158,11 @@ std::FILE* openForReading(const std::filesystem::path& file) {
     return descriptor < 0 ? nullptr : fdopen(descriptor, "rb");
 }
 
+std::optional<int64> getFileSystem(const std::filesystem::path& path) {
+    struct stat status = {};
+    return stat(path.c_str(), &status) == 0 ? std::optional(static_cast<int64>(status.st_dev)) : std::nullopt;
+}
+
 bool hasCertificateStore() {
     return false;
 }

@@ -200,6 +200,10 @@ std::FILE* openForReading(const std::filesystem::path& file) {
     return _wfopen(file.c_str(), L"rb");
 }
 
+std::optional<int64> getFileSystem(const std::filesystem::path&) {
+    return 0;
+}
+
 bool hasCertificateStore() {
     return true;
 }
