@@ -152,7 +152,7 @@ class FolderTest(ProgramTest):
     def test_a_restore_tells_what_the_index_names_and_the_store_has_lost(self):
         self.backup()
         self.replace("a", None)
-        result = self.restore(code=1)
+        result = self.restore(code=5)
         self.assertIn("NOT restored: a: the index names it, but it is not in the backup any more", result.err)
         self.assertEqual(self.files_in("restored"), {name: FILES[name] for name in FILES if name != "a"})
 
@@ -169,7 +169,7 @@ class FolderTest(ProgramTest):
         self.backup()
         index = self.everything()[INDEX]
         self.replace(INDEX, index[:-5])
-        result = self.restore(code=1)
+        result = self.restore(code=5)
         self.assertIn("NOT restored: times, modes, links and empty folders: The index cannot be read", result.err)
         self.assertEqual(self.files_in("restored"), FILES)
         result = self.backup()
@@ -263,12 +263,27 @@ class FolderTest(ProgramTest):
         self.write("home/a/below", b"x")
         os.rename(self.folder / "home/folder", self.folder / "moved")
         self.write("home/folder", b"a file now")
-        result = self.backup(code=1)
+        result = self.backup(code=5)
         self.assertIn("folder", result.err)
         self.assertIn("FAILED: 1 entry", result.out + result.err)
 
 
 class LocalTest(FolderTest):
+    @not_on_windows("pipes and rights")
+    def test_the_exit_code_tells_that_entries_were_left_out(self):
+        os.mkfifo(self.folder / "home/pipe")
+        result = self.backup()
+        self.assertIn("skipped pipe: a pipe", result.err)
+        self.assertIn("not kept: 1 special file", result.out)
+        (self.folder / "home/a").chmod(0)
+        options = self.unprivileged_program()
+        (self.folder / "other").mkdir()
+        (self.folder / "other").chmod(0o777)
+        arguments = ("home", self.url_of("other"))
+        result = self.run_program("backup", *arguments, code=5, **options)
+        self.assertIn("NOT backed up: a: ", result.err)
+        self.run_program("backup", *arguments, "--exclude", "a", **options)
+
     def test_source_and_destination_must_be_separate(self):
         for url in (self.url_of("home"), self.url_of("home/below"), self.url_of(".").removesuffix("/.")):
             result = self.run_program("backup", "home", url, code=2)
@@ -309,7 +324,7 @@ class LocalTest(FolderTest):
         self.backup()
         self.write("restored/link", b"mine")
         (self.folder / "restored/other").symlink_to("elsewhere")
-        result = self.restore(code=1)
+        result = self.restore(code=5)
         self.assertIn("NOT restored: link: it is a link, but a file has its name", result.err)
         self.assertEqual(self.read("restored/link"), b"mine")
         self.assertEqual(os.readlink(self.folder / "restored/other"), "a")
@@ -319,7 +334,7 @@ class LocalTest(FolderTest):
         for path, kind in (("../x", "folder"), ("/tmp/vexil-hostile", "folder"), ("a/../../x", "link")):
             line = f'{{"path":"{path}","type":"{kind}","target":"y"}}\n'
             self.replace(INDEX, gzip.compress(f'{{"vexil_index":1}}\n{line}{{"entries":1}}\n'.encode()))
-            result = self.restore(code=1)
+            result = self.restore(code=5)
             self.assertIn("line 2: the path is not one within the backup", result.err)
         self.assertEqual(sorted(path.name for path in self.folder.iterdir()), ["disk", "home", "restored"])
 
@@ -331,7 +346,7 @@ class LocalTest(FolderTest):
         text = "".join(json.dumps(line) + "\n" for line in [{"vexil_index": 1}, *lines, {"entries": 2}])
         self.replace(INDEX, gzip.compress(text.encode()))
         for _ in range(2):
-            self.restore(code=1)
+            self.restore(code=5)
         self.assertEqual(list((self.folder / "outside").iterdir()), [])
 
     @not_on_windows("it has no modes")
@@ -362,7 +377,7 @@ class LocalTest(FolderTest):
         lines = [{"path": "way/made", "type": "folder", "mtime": "5.0", "mode": "0777"}]
         text = "".join(json.dumps(line) + "\n" for line in [{"vexil_index": 1}, *lines, {"entries": 1}])
         self.replace(INDEX, gzip.compress(text.encode()))
-        result = self.restore(code=1)
+        result = self.restore(code=5)
         self.assertIn("there is a link of this name", result.err)
         self.assertEqual((outside.stat().st_mtime_ns, outside.stat().st_mode), (before.st_mtime_ns, before.st_mode))
 
@@ -447,7 +462,7 @@ class S3Test(FolderTest):
         self.write("home/folder", b"a file now")
         self.age()
         for _ in range(3):
-            self.assertIn("NOT consistent: my home/folder", self.backup(code=1).err)
+            self.assertIn("NOT consistent: my home/folder", self.backup(code=5).err)
 
     def test_an_unchanged_backup_needs_a_listing_and_the_index(self):
         self.age()

@@ -52,7 +52,8 @@ keeps times, modes, links and empty folders. Without it, files are recognised by
 the server. With --checksum only the MD5 counts: where there are no MD5s, all files are stored again. Files
 of the same names are replaced, each when the new one is complete; others stay. Special files are listed and
 skipped. Files that cannot be read or that change during the backup are listed; the rest is stored and the
-exit code is 1. --part-size and --upload-check are for S3.
+exit code is 5. What is skipped, or left out by an option, does not change the exit code. --part-size and
+--upload-check are for S3.
 
 In a pattern '*' and '?' do not match a '/', and '**' as a name stands for any number of folders. A '/' at the
 beginning or within a pattern ties it to FOLDER, otherwise it holds for names at any depth. A '/' at its end

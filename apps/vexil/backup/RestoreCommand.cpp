@@ -38,7 +38,7 @@ void CRestoreCommand::define(CCommandSyntax& syntax) {
 Destinations are written as for 'vexil backup'. Times, modes, links and empty folders come from the index of
 the backup; without an index only the files are restored. Files of the same names are replaced, each when its new
 content is complete; others stay. Files that cannot be fetched or stored are listed, for example if the name
-would lead out of the folder; the rest is restored, and the exit code is 1. If there is nothing to restore,
+would lead out of the folder; the rest is restored, and the exit code is 5. If there is nothing to restore,
 it is 3. --part-size is for S3.)");
 }
 

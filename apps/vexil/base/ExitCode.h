@@ -9,6 +9,8 @@ enum class ExitCode {
     Usage = 2,         ///< wrong arguments, settings or credentials
     NotFound = 3,      ///< the requested item does not exist
     RefusedLogin = 4,  ///< the server does not accept the credentials
+    Incomplete =
+        5,  ///< a backup or restore has come to its end, but has left out entries that it could not take
 };
 
 }  // namespace vexil::app

@@ -77,7 +77,7 @@ ExitCode CBackup::run(const CFolderWalker& walker, int jobs) {
         throw;
     }
     printReport();
-    return m_failures == 0 ? ExitCode::Done : ExitCode::Failed;
+    return m_failures == 0 ? ExitCode::Done : m_index ? ExitCode::Incomplete : ExitCode::Failed;
 }
 
 void CBackup::store(const CFolderWalker& walker, int jobs) {

@@ -96,7 +96,7 @@ ExitCode CRestore::run(int jobs) {
                                            m_store.getQuestionWhereEmpty());
         return ExitCode::NotFound;
     }
-    return m_failures == 0 ? ExitCode::Done : ExitCode::Failed;
+    return m_failures == 0 ? ExitCode::Done : m_facts ? ExitCode::Incomplete : ExitCode::Failed;
 }
 
 void CRestore::restoreAll(int jobs) {

@@ -74,6 +74,7 @@ Exit codes:
   2    wrong usage: arguments, settings, missing credentials
   3    not found
   4    the server refuses the credentials
+  5    a backup or restore is done, but entries were left out; they are named
   130  interrupted by Ctrl-C (for other signals 128 plus their number)
 
 'vexil help http', 'vexil help s3 backup' and so on describe each command.)";
