@@ -141,6 +141,106 @@ class FolderTest(ProgramTest):
         self.assertIn("backed up: 1 file", self.backup().out)
         self.assertEqual(self.stored()["a"], b"NEW")
 
+    def snapshot(self):
+        """Everything that a backup could change."""
+        return dict(self.everything())
+
+    def test_a_sync_deletes_what_the_folder_has_lost(self):
+        self.age()
+        (self.folder / "home/link").symlink_to("a") if not IS_WINDOWS else None
+        self.backup()
+        shutil.rmtree(self.folder / "home/folder")
+        (self.folder / "home/link").unlink(missing_ok=True)
+        before = self.snapshot()
+        result = self.backup("--delete", "--dry-run")
+        self.assertIn("would delete folder/deep/empty\n", result.out)
+        self.assertIn("would be deleted: 2 files", result.out)
+        self.assertEqual(self.snapshot(), before)
+        result = self.run_program("sync", "home", self.destination, *self.options())
+        self.assertIn("deleted: 2 files", result.out)
+        self.assertEqual(self.stored(), {name: FILES[name] for name in ("a", "\u00e4")})
+        self.assertEqual(sorted(json.loads(line)["path"] for line in self.lines()[1:-1]), ["a", "\u00e4"])
+        self.assertEqual(self.folders_there(), [])
+        self.restore()
+
+    def folders_there(self):
+        """The folders in the destination, where it has any."""
+        return [path for path in (self.folder / "disk/my backup").rglob("*") if path.is_dir()]
+
+    def test_without_delete_nothing_is_deleted(self):
+        self.backup()
+        shutil.rmtree(self.folder / "home/folder")
+        self.backup()
+        self.assertEqual(self.stored(), FILES)
+        self.assertIn("--max-delete needs --delete", self.backup("--max-delete", "1", code=2).err)
+
+    def test_more_deletions_than_allowed_are_none(self):
+        self.backup()
+        shutil.rmtree(self.folder / "home/folder")
+        (self.folder / "home/a").unlink()
+        result = self.backup("--delete", code=5)
+        self.assertIn("NOT deleted: 3 files of 4 in the destination would be deleted, more than 1,000 or more than "
+                      "half of all; --max-delete 3 allows it", result.err)
+        result = self.backup("--delete", "--max-delete", "2", code=5)
+        self.assertIn("more than --max-delete 2 allows", result.err)
+        self.assertIn("would NOT be deleted", self.backup("--delete", "--dry-run", code=5).err)
+        self.assertEqual(self.stored(), FILES)
+        self.backup("--delete", "--max-delete", "3")
+        self.assertEqual(self.stored(), {"\u00e4": FILES["\u00e4"]})
+
+    def test_what_is_left_out_is_not_deleted(self):
+        self.backup()
+        shutil.rmtree(self.folder / "home/folder")
+        (self.folder / "home/a").unlink()
+        self.assertIn("deleted: 1 file", self.backup("--delete", "--exclude", "folder").out)
+        self.assertEqual(self.stored(), {name: FILES[name] for name in FILES if name != "a"})
+        self.write("home/\u00e4", b"12345")
+        result = self.backup("--delete", "--exclude", "dee*", "--include", "folder", "--max-size", "4")
+        self.assertIn("deleted: 1 file", result.out)
+        self.assertEqual(self.stored(), {name: FILES[name] for name in ("folder/deep/empty", "\u00e4")})
+
+    @not_on_windows("Wine needs no rights")
+    def test_nothing_is_deleted_if_not_everything_can_be_read(self):
+        self.backup()
+        (self.folder / "home/a").unlink()
+        (self.folder / "home/folder/deep").chmod(0)
+        options = self.unprivileged_program()
+        if not options:
+            self.skipTest("another user is needed")
+        if (self.folder / "disk").exists():
+            for path in [self.folder / "disk", *(self.folder / "disk").rglob("*")]:
+                path.chmod(0o777)
+        result = self.run_program("backup", "home", self.destination, "--delete", *self.options(), code=5, **options)
+        self.assertIn("NOT deleted: not everything could be read and stored", result.err)
+        self.assertIn("a", self.stored())
+        (self.folder / "home/folder/deep").chmod(0o755)
+
+    def test_a_name_may_change_its_kind(self):
+        self.backup()
+        (self.folder / "home/a").unlink()
+        self.write("home/a/below", b"x")
+        shutil.rmtree(self.folder / "home/folder")
+        self.write("home/folder", b"a file now")
+        self.backup("--delete", "--max-delete", "9")
+        wanted = {"a/below": b"x", "folder": b"a file now", "\u00e4": FILES["\u00e4"]}
+        self.assertEqual(self.stored(), wanted)
+        self.restore()
+        self.assertEqual(self.files_in("restored"), wanted)
+
+    def test_a_dry_run_changes_nothing(self):
+        self.age()
+        result = self.backup("--dry-run")
+        self.assertIn("would store a\n", result.out)
+        self.assertIn("would be backed up: 4 files, 3.0 kB", result.out)
+        self.assertEqual(self.snapshot(), {})
+        self.backup()
+        before = self.snapshot()
+        self.write("home/a", b"new content")
+        result = self.backup("--dry-run")
+        self.assertIn("would be backed up: 1 file, 11 bytes", result.out)
+        self.assertIn("unchanged: 3 files", result.out)
+        self.assertEqual(self.snapshot(), before)
+
     def test_what_is_missing_in_the_store_is_stored_again(self):
         self.age()
         self.backup()
@@ -398,6 +498,9 @@ class S3Test(FolderTest):
         self.environment["VEXIL_S3_ENDPOINT"] = self.server.endpoint
         return "s3://bucket/my%20home"
 
+    def folders_there(self):
+        return []
+
     def everything(self):
         return {key.removeprefix("my home/"): body for key, body in self.server.objects.items()}
 
@@ -499,6 +602,9 @@ class FTPTest(FolderTest):
 
     def options(self):
         return ["--tls", "none"]
+
+    def folders_there(self):
+        return [path for path in self.server.dirs if path.startswith("/my home/")]
 
     def everything(self):
         return {path.removeprefix("/my home/"): body for path, body in self.server.files.items()}

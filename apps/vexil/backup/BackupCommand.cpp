@@ -6,36 +6,83 @@
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/mirror/Backup.h"
+#include "apps/vexil/mirror/BackupPreview.h"
 #include "apps/vexil/mirror/StoreIndex.h"
 
+#include <limits>
+#include <optional>
 #include <string>
 
 namespace vexil::app {
 
 namespace {
 
+/// `vexil backup`, and `vexil sync`, which deletes as well.
 class CBackupCommand : public CCommand {
 public:
+    explicit CBackupCommand(bool isSync) : m_deletes(isSync), m_isSync(isSync) {}
+
     void define(CCommandSyntax& syntax) override;
     ExitCode run(CSession& session) override;
 
 private:
+    void defineBackupFooter(CCommandSyntax& syntax);
+    void defineSyncFooter(CCommandSyntax& syntax);
+    CBackupOptions getOptions() const;
+
     std::string m_folder;
     std::string m_destination;
     CFilterOptions m_filter;
     bool m_comparesContents = false;
+    bool m_deletes;
+    int m_maxDeletions = -1;  // the default
+    bool m_isDryRun = false;
+    const bool m_isSync;
     CUploadOptions m_upload;
 };
 
 void CBackupCommand::define(CCommandSyntax& syntax) {
-    syntax.command("backup", "Store all files of a folder on an S3 server, an FTP server or another disk")
-        .argument("FOLDER", m_folder, "Folder to back up, with everything below it")
+    if (m_isSync) {
+        syntax.command("sync", "Make a destination the same as a folder: 'vexil backup --delete'");
+    } else {
+        syntax.command("backup",
+                       "Store all files of a folder on an S3 server, an FTP server or another disk");
+    }
+    syntax.argument("FOLDER", m_folder, "Folder to back up, with everything below it")
         .argument("DESTINATION", m_destination,
                   "s3://BUCKET/PREFIX, ftp://HOST/DIRECTORY, ftps://HOST/DIRECTORY or file:///FOLDER");
     m_filter.define(syntax);
     syntax.flag("--checksum", m_comparesContents,
                 "Read all files to find those that have changed, and do not trust sizes and times");
+    if (!m_isSync) {
+        syntax.flag("--delete", m_deletes,
+                    "Delete files in the destination that FOLDER does not have any more; files that are left "
+                    "out stay");
+    }
+    syntax
+        .number("--max-delete", "N", m_maxDeletions, 0, std::numeric_limits<int>::max(),
+                "Delete nothing if more than N files had to be deleted (default: 1,000, or half of the files "
+                "in the destination if that is less)")
+        .flag("--dry-run", m_isDryRun, "Only say what would be done");
     m_upload.define(syntax, "How many files, or parts of a file, are stored at once, at most (default: 8)");
+    if (m_isSync) {
+        defineSyncFooter(syntax);
+    } else {
+        defineBackupFooter(syntax);
+    }
+}
+
+void CBackupCommand::defineSyncFooter(CCommandSyntax& syntax) {
+    syntax.footer(R"(Examples:
+  vexil sync ~/Documents s3://backups/documents --dry-run
+  vexil sync ~/Documents file:///media/disk/documents
+
+This is 'vexil backup' with --delete: see 'vexil help backup'. After all files are stored, those that FOLDER
+does not have any more are deleted from the destination. Nothing is deleted if a file could not be read or
+stored: the exit code is then 5. Files that are left out stay, and so does the index.)");
+}
+
+void CBackupCommand::defineBackupFooter(CCommandSyntax& syntax) {
     syntax.footer(R"(Examples:
   vexil backup ~/Documents s3://backups/documents
   vexil backup ~/Documents ftp://nas.example.com/backups/documents
@@ -52,8 +99,9 @@ keeps times, modes, links and empty folders. Without it, files are recognised by
 the server. With --checksum only the MD5 counts: where there are no MD5s, all files are stored again. Files
 of the same names are replaced, each when the new one is complete; others stay. Special files are listed and
 skipped. Files that cannot be read or that change during the backup are listed; the rest is stored and the
-exit code is 5. What is skipped, or left out by an option, does not change the exit code. --part-size and
---upload-check are for S3.
+exit code is 5. What is skipped, or left out by an option, does not change the exit code. Where a file and a
+folder change places, the new folder replaces the old file; the new file replaces the old folder only with
+--delete, otherwise it is listed. --part-size and --upload-check are for S3.
 
 In a pattern '*' and '?' do not match a '/', and '**' as a name stands for any number of folders. A '/' at the
 beginning or within a pattern ties it to FOLDER, otherwise it holds for names at any depth. A '/' at its end
@@ -69,13 +117,27 @@ ExitCode CBackupCommand::run(CSession& session) {
     COpenStore store(session, destination, m_upload);
     CStoreIndex index(session, store.get());
     index.setUsesTimes(!m_comparesContents);
-    return CBackup(session, store.get(), &index).run(walker, m_upload.getJobs());
+    if (m_isDryRun) {
+        return CBackupPreview(session, store.get(), index, getOptions()).run(walker);
+    }
+    return CBackup(session, store.get(), &index, getOptions()).run(walker, m_upload.getJobs());
+}
+
+CBackupOptions CBackupCommand::getOptions() const {
+    if (m_maxDeletions >= 0 && !m_deletes) {
+        throw CInvalidArgError("CBackupCommand::getOptions", "--max-delete needs --delete");
+    }
+    return {m_deletes, m_maxDeletions < 0 ? std::nullopt : std::optional<int64>(m_maxDeletions)};
 }
 
 }  // namespace
 
 std::unique_ptr<CCommand> makeBackup() {
-    return std::make_unique<CBackupCommand>();
+    return std::make_unique<CBackupCommand>(false);
+}
+
+std::unique_ptr<CCommand> makeSync() {
+    return std::make_unique<CBackupCommand>(true);
 }
 
 }  // namespace vexil::app

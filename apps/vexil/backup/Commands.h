@@ -8,6 +8,8 @@ namespace vexil::app {
 
 /// `vexil backup`: stores a folder at a destination of any kind.
 std::unique_ptr<CCommand> makeBackup();
+/// `vexil sync`: the same, and deletes there what the folder does not have any more.
+std::unique_ptr<CCommand> makeSync();
 /// `vexil restore`: fetches it from there.
 std::unique_ptr<CCommand> makeRestore();
 

@@ -6,6 +6,7 @@
 #include "apps/vexil/platform/Platform.h"
 
 #include <algorithm>
+#include <iterator>
 #include <system_error>
 #include <utility>
 
@@ -172,6 +173,22 @@ fs::file_type CFolderWalker::findType(const fs::path& relativePath) const {
         return m_filter.takes(verdict) && m_filter.takesFile(m_folder / path) ? type : fs::file_type::none;
     }
     return type == fs::file_type::directory ? type : fs::file_type::none;
+}
+
+bool CFolderWalker::leavesOut(const fs::path& relativePath) const {
+    fs::path path;
+    Verdict verdict = Verdict::Undecided;
+    for (auto name = relativePath.begin(); name != relativePath.end(); ++name) {
+        if (isOutside(path)) {
+            return true;
+        }
+        path /= *name;
+        verdict = m_filter.decide(path, std::next(name) != relativePath.end(), verdict);
+        if (isExcluded(path) || verdict == Verdict::LeftOut) {
+            return true;
+        }
+    }
+    return !m_filter.takes(verdict);
 }
 
 bool CFolderWalker::isOutside(const fs::path& relativePath) const {

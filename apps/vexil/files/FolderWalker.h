@@ -46,6 +46,8 @@ public:
     /// The type that a walk finds for a path: a regular file, a directory, or neither. "Neither" also stands
     /// for an entry that is excluded, does not exist, or is below a link.
     std::filesystem::file_type findType(const std::filesystem::path& relativePath) const;
+    /// Whether a walk would leave out a file of this path because of the path alone. The file need not exist.
+    bool leavesOut(const std::filesystem::path& relativePath) const;
 
 private:
     class CWalk;

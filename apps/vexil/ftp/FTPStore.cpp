@@ -313,4 +313,17 @@ void CFTPStore::remove(const String& relativeName) {
     }
 }
 
+void CFTPStore::removeEmptyFolder(const std::filesystem::path& relativePath) {
+    const String path = joinServerPath(m_directory, makeServerName(relativePath));
+    try {
+        m_access.getFTP().removeDir(path);
+        m_directories.erase(path);
+    } catch (const CError& error) {
+        CInterrupt::throwIfRequested();
+        if (diagnoseFTP(error).isHopeless()) {
+            throw;
+        }
+    }
+}
+
 }  // namespace vexil::app

@@ -30,6 +30,7 @@ public:
     bool hasContent(const String& mark, const std::filesystem::path& relativePath,
                     const std::filesystem::path& file, const std::optional<CFileFacts>& facts) override;
     void remove(const String& relativeName) override;
+    void removeEmptyFolder(const std::filesystem::path& relativePath) override;
     const char* getNoun() const override { return "file"; }
     const char* getQuestionWhereEmpty() const override { return "is the directory right?"; }
 

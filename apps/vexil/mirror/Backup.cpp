@@ -4,6 +4,7 @@
 #include "apps/vexil/console/ErrorReport.h"
 #include "apps/vexil/files/InterruptibleFile.h"
 #include "apps/vexil/mirror/StoreIndex.h"
+#include "apps/vexil/mirror/VanishedFiles.h"
 #include "apps/vexil/platform/Interrupt.h"
 #include "apps/vexil/session/Session.h"
 #include "apps/vexil/transfer/FileJob.h"
@@ -11,6 +12,7 @@
 
 #include <memory>
 #include <system_error>
+#include <utility>
 
 namespace vexil::app {
 
@@ -23,8 +25,9 @@ CError makeMixedContentError() {
 
 }  // namespace
 
-CBackup::CBackup(CSession& session, IStore& store, CStoreIndex* index)
-    : m_session(session), m_store(store), m_progress(session.getConsole()), m_index(index) {}
+CBackup::CBackup(CSession& session, IStore& store, CStoreIndex* index, const CBackupOptions& options)
+    : m_session(session), m_store(store), m_progress(session.getConsole()), m_index(index),
+      m_options(options) {}
 
 /// One file in transfer.
 class CBackup::CStoreJob final : public CFileJob {
@@ -86,14 +89,14 @@ void CBackup::store(const CFolderWalker& walker, int jobs) {
         m_index->load();
     }
     m_store.beginUploads();
-    {
-        CSessionQueue queue(m_session, m_store.getPolicy(), jobs);
-        m_queue = &queue;
-        walker.walk(*this);
-        queue.finish();
-    }
-    for (const std::filesystem::path& path : m_filesAlone) {
-        storeAlone(path);
+    storeAll(jobs, [&] { walker.walk(*this); });
+    if (m_options.deletes && m_index) {
+        deleteVanished(walker);
+        storeAll(jobs, [this] {
+            for (const std::filesystem::path& path : m_filesInPlaceOfFolders) {
+                start(path);
+            }
+        });
     }
     // It lists the store, which an unchanged one does not need.
     if (!m_index || m_stored > 0 || !m_index->isConsistent()) {
@@ -102,6 +105,31 @@ void CBackup::store(const CFolderWalker& walker, int jobs) {
     }
     if (m_index) {
         m_index->save();
+    }
+}
+
+void CBackup::storeAll(int jobs, const std::function<void()>& startAll) {
+    {
+        CSessionQueue queue(m_session, m_store.getPolicy(), jobs);
+        m_queue = &queue;
+        startAll();
+        queue.finish();
+    }
+    for (const std::filesystem::path& path : std::exchange(m_filesAlone, {})) {
+        storeAlone(path);
+    }
+}
+
+void CBackup::deleteVanished(const CFolderWalker& walker) {
+    CVanishedFiles vanished(m_session.getConsole(), m_store, *m_index, walker);
+    const String problem = m_failures > 0 ? String("not everything could be read and stored")
+                                          : vanished.findProblem(m_options.maxDeletions);
+    if (problem.isEmpty()) {
+        m_deleted = vanished.remove();
+        m_failures += static_cast<int64>(vanished.getPaths().size()) - m_deleted;
+    } else if (!vanished.getPaths().empty()) {
+        ++m_failures;
+        m_session.getConsole().message(Verbosity::Error, "NOT deleted: " + problem);
     }
 }
 
@@ -118,6 +146,14 @@ void CBackup::onFile(const std::filesystem::path& relativePath) {
     if (isUnchanged(relativePath)) {
         return;
     }
+    if (m_options.deletes && m_index && m_store.hasFolders() && m_index->hasFilesBelow(relativePath)) {
+        m_filesInPlaceOfFolders.push_back(relativePath);
+        return;
+    }
+    start(relativePath);
+}
+
+void CBackup::start(const std::filesystem::path& relativePath) {
     std::error_code failure;
     const auto size = std::filesystem::file_size(m_folder / relativePath, failure);
     if (!failure && m_store.isStoredAlone(static_cast<int64>(size))) {
@@ -247,6 +283,9 @@ void CBackup::printReport() {
                       formatBytes(m_unchangedBytes) + "; kept in the index: times and modes, " +
                       formatNumberOf(m_links, "link") + ", " +
                       formatNumberOf(m_emptyFolders, "empty folder"));
+        if (m_options.deletes) {
+            console.print("deleted: " + formatNumberOf(m_deleted, "file"));
+        }
         console.print("not kept: " + formatNumberOf(m_skipped, "special file"));
     } else {
         console.print("not kept: " + formatCount(m_skipped) + " links and special files, " +

@@ -3,9 +3,14 @@
 #include "apps/vexil/base/ExitCode.h"
 #include "apps/vexil/console/Progress.h"
 #include "apps/vexil/files/FolderWalker.h"
+#include "apps/vexil/mirror/BackupOptions.h"
 #include "apps/vexil/mirror/Store.h"
 #include "apps/vexil/platform/FileFacts.h"
 #include "vexil/BaseTypes.h"
+
+#include <filesystem>
+#include <functional>
+#include <optional>
 
 namespace vexil::app {
 
@@ -21,7 +26,8 @@ public:
     /// Session, store and index must outlive it.
     /// \param index  of the store: then files that have not changed are not stored again, and times, modes,
     ///               links and empty folders are kept; null for none
-    CBackup(CSession& session, IStore& store, CStoreIndex* index = nullptr);
+    CBackup(CSession& session, IStore& store, CStoreIndex* index = nullptr,
+            const CBackupOptions& options = {});
 
     /// Runs the backup, and prints a summary, also before it throws.
     /// \param jobs  how many files are stored at once, at most
@@ -38,6 +44,9 @@ private:
     void onProblem(const std::filesystem::path& relativePath, const String& reason) override;
 
     void store(const CFolderWalker& walker, int jobs);
+    void storeAll(int jobs, const std::function<void()>& startAll);
+    void start(const std::filesystem::path& relativePath);
+    void deleteVanished(const CFolderWalker& walker);
     void storeAlone(const std::filesystem::path& relativePath);
     bool isUnchanged(const std::filesystem::path& relativePath);
     bool keepLink(const std::filesystem::path& relativePath);
@@ -53,14 +62,17 @@ private:
     std::filesystem::path m_folder;
     CProgress m_progress;
     CStoreIndex* const m_index;
+    const CBackupOptions m_options;
     CSessionQueue* m_queue = nullptr;  // while the folder is walked
     TArray<std::filesystem::path> m_filesAlone;
+    TArray<std::filesystem::path> m_filesInPlaceOfFolders;  // of the store
     int64 m_unchanged = 0;
     int64 m_unchangedBytes = 0;
     int64 m_links = 0;
     int64 m_stored = 0;
     int64 m_skipped = 0;
     int64 m_emptyFolders = 0;
+    int64 m_deleted = 0;
     int64 m_failures = 0;
 };
 

@@ -280,4 +280,12 @@ void CFolderStore::remove(const String& relativeName) {
     }
 }
 
+void CFolderStore::removeEmptyFolder(const fs::path& relativePath) {
+    const fs::path path = m_folder / relativePath;
+    std::error_code failure;
+    if (fs::is_directory(getEntryStatus(path, failure))) {
+        fs::remove(path, failure);
+    }
+}
+
 }  // namespace vexil::app

@@ -34,6 +34,7 @@ public:
     /// Deletes the parts that killed runs have left.
     void finishUploads(const CFolderWalker& walker, bool isComplete, const Report& report) override;
     void remove(const String& relativeName) override;
+    void removeEmptyFolder(const std::filesystem::path& relativePath) override;
     const char* getNoun() const override { return "file"; }
     const char* getQuestionWhereEmpty() const override { return "is the folder right?"; }
 

@@ -142,6 +142,12 @@ public:
     /// \param relativeName  as IStoredFile::getRelativeName() returns it
     /// \throws CInvalidArgError if the name is not one within the store, CError if the server refuses it
     virtual void remove(const String& relativeName) = 0;
+    /// Removes a folder that is empty now. Does nothing if it is not, or if the store has no folders of its
+    /// own, which is the default.
+    /// \param relativePath  within the store
+    virtual void removeEmptyFolder(const std::filesystem::path& /*relativePath*/) {}
+    /// Whether a file cannot be stored under the name of a folder that has files. True by default.
+    virtual bool hasFolders() const { return true; }
 
     /// The word for one stored file.
     virtual const char* getNoun() const = 0;

@@ -12,6 +12,7 @@
 #include "apps/vexil/transfer/SingleTransfer.h"
 #include "zet/FileOutStream.h"
 
+#include <algorithm>
 #include <functional>
 #include <utility>
 #include <vector>
@@ -180,6 +181,10 @@ void CStoreIndex::noteStored(const fs::path& relativePath, const CFileFacts& fac
     CIndexEntry entry = makeEntry(relativePath, EntryKind::File, facts);
     entry.isUnsettled = !isSettled(facts);
     entry.eTag = mark.toUTF8();
+    CKnown& known = m_paths[entry.path];
+    known.isStored = true;
+    known.size = facts.size;
+    known.mark = entry.eTag;
     noteEntry(std::move(entry));
 }
 
@@ -196,6 +201,50 @@ void CStoreIndex::noteEntry(CIndexEntry entry) {
     if (known.entry != entry) {
         known.entry = std::move(entry);
         m_hasChanged = true;
+    }
+}
+
+std::vector<fs::path> CStoreIndex::findOthers() const {
+    std::vector<fs::path> paths;
+    for (const auto& [path, known] : m_paths) {
+        if (known.isStored && !(known.isNoted && known.entry && known.entry->kind == EntryKind::File)) {
+            paths.push_back(toPath(path));
+        }
+    }
+    return paths;
+}
+
+int64 CStoreIndex::countStored() const {
+    return std::count_if(m_paths.begin(), m_paths.end(),
+                         [](const auto& path) { return path.second.isStored; });
+}
+
+bool CStoreIndex::hasFilesBelow(const fs::path& relativePath) const {
+    const std::string folder = toBytes(relativePath) + "/";
+    for (auto found = m_paths.lower_bound(folder); found != m_paths.end() && found->first.starts_with(folder);
+         ++found) {
+        if (found->second.isStored) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void CStoreIndex::noteRemoved(const fs::path& relativePath) {
+    CKnown& known = m_paths[toBytes(relativePath)];
+    known.isStored = false;
+    if (known.entry && known.entry->kind == EntryKind::File) {
+        known.entry.reset();
+        m_hasChanged = true;
+    }
+}
+
+void CStoreIndex::forgetOthers() {
+    for (auto& [unused, known] : m_paths) {
+        if (known.entry && known.entry->kind != EntryKind::File && !known.isNoted) {
+            known.entry.reset();
+            m_hasChanged = true;
+        }
     }
 }
 

@@ -49,6 +49,18 @@ public:
     /// \param target  of a link
     void note(const std::filesystem::path& relativePath, EntryKind kind, const CFileFacts& facts,
               const std::string& target = {});
+    /// The stored files that this backup has neither found nor stored.
+    std::vector<std::filesystem::path> findOthers() const;
+    /// The number of files in the store.
+    int64 countStored() const;
+    /// Whether the store has files below a folder of this path.
+    bool hasFilesBelow(const std::filesystem::path& relativePath) const;
+    /// Notes that a file was deleted from the store.
+    void noteRemoved(const std::filesystem::path& relativePath);
+    /// Forgets links and folders that this backup has not found.
+    void forgetOthers();
+    /// False if load() could not list the store.
+    bool isUsed() const noexcept { return m_isUsed; }
     /// Writes the index if an entry has changed. If another backup has replaced it since load(), adds what
     /// that one knows.
     void save();

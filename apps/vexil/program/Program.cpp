@@ -426,7 +426,8 @@ void CProgram::addFTPOptions(CLI::App& app) {
 }
 
 void CProgram::addBackupCommands(CLI::App& app) {
-    for (CLI::App* const command : {addCommand(app, makeBackup()), addCommand(app, makeRestore())}) {
+    for (CLI::App* const command :
+         {addCommand(app, makeBackup()), addCommand(app, makeSync()), addCommand(app, makeRestore())}) {
         addS3Options(*command);
         addFTPOptions(*command);
     }

@@ -49,6 +49,7 @@ public:
     /// has become a file, reports the objects that are left: there may be many, and others may need them.
     void finishUploads(const CFolderWalker& walker, bool isComplete, const Report& report) override;
     void remove(const String& relativeName) override;
+    bool hasFolders() const override { return false; }
     const char* getNoun() const override { return "object"; }
     const char* getQuestionWhereEmpty() const override { return "is the prefix right?"; }
 
