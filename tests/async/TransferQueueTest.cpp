@@ -279,6 +279,74 @@ TEST_F(TransferQueueTest, TheEndOfOneJobCanBeWaitedFor) {
     EXPECT_THAT(m_events, ElementsAre("2 succeeds: good", "2 ends", "1 succeeds: good", "1 ends"));
 }
 
+/// Wakes the queue when it gets the first bytes of a body.
+class CWakingSink : public virtual CBase, public CNetRequest::IDataSink {
+public:
+    explicit CWakingSink(CTransferQueue& queue) : m_queue(queue) {}
+    ~CWakingSink() override = default;
+
+    void write(const void*, int, int, const TMap<String, String>&) override { m_queue.wake(); }
+
+private:
+    CTransferQueue& m_queue;
+};
+
+TEST_F(TransferQueueTest, ASinkCanEndTheWaitForAJob) {
+    m_peer.onConnection().expectRequest().replyCut(good, good.size() - 1).pause().reply("d");
+    CTransferQueue queue(m_policy, 3);
+    const P<CTestJob> job = makeJob("1");
+    job->onPrepare = [&](CNetRequest& request) { request.setReceiveDataSink(make<CWakingSink>(queue)); };
+    queue.start(job);
+    queue.finishOne();
+    EXPECT_THAT(m_events, IsEmpty());
+    m_peer.release();
+    queue.finish();
+    EXPECT_THAT(m_events, ElementsAre("1 succeeds: "));
+}
+
+TEST_F(TransferQueueTest, AWakeIsNotLostBeforeTheWaitAndEndsOnlyOne) {
+    m_peer.onConnection().expectRequest().pause().reply(good);
+    CTransferQueue queue(m_policy, 3);
+    queue.start(makeJob("1"));
+    queue.wake();
+    queue.wake();
+    queue.finishOne();
+    EXPECT_THAT(m_events, IsEmpty());
+    std::thread releaser([&] {
+        EXPECT_TRUE(m_peer.waitUntilPaused());
+        m_peer.release();
+    });
+    queue.finishOne();
+    EXPECT_THAT(m_events, ElementsAre("1 succeeds: good", "1 ends"));
+    releaser.join();
+    queue.wake();
+    queue.finishOne();  // no job is left
+}
+
+TEST_F(TransferQueueTest, AWakeEndsTheWaitAtOnce) {
+    m_peer.onConnection().expectRequest().pause().reply(good);
+    CTransferQueue queue(m_policy, 3);
+    queue.start(makeJob("1"));
+    ASSERT_TRUE(m_peer.waitUntilPaused());
+    auto least = std::chrono::steady_clock::duration::max();
+    // A wait that is not ended takes up to 100 ms; the least of many is independent of other programs.
+    for (int i = 0; i < 20; ++i) {
+        std::chrono::steady_clock::time_point woken;
+        std::thread waker([&] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            woken = std::chrono::steady_clock::now();
+            queue.wake();
+        });
+        queue.finishOne();
+        const auto now = std::chrono::steady_clock::now();
+        waker.join();
+        least = std::min(least, now - woken);
+    }
+    EXPECT_LT(least, std::chrono::milliseconds(20));
+    m_peer.release();
+    queue.finish();
+}
+
 // ---- priorities
 
 /// A queue of one transfer at a time, whose first one waits at the server.

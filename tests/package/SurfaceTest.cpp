@@ -2049,6 +2049,7 @@ void name_vexil_CTransferQueue() {
     name(static_cast<void (Class::*)(P<ITransferJob>)>(&Class::start));
     name(static_cast<void (Class::*)(P<ITransferJob>, int)>(&Class::add));
     name(static_cast<void (Class::*)()>(&Class::finishOne));
+    name(static_cast<void (Class::*)()>(&Class::wake));
     name(static_cast<void (Class::*)()>(&Class::finish));
     name(static_cast<const int*>(&Class::defaultCount));
 }

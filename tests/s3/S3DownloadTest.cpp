@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <future>
 #include <iterator>
 #include <optional>
 #include <random>
@@ -419,6 +420,240 @@ TEST_F(S3DownloadTest, PartsNeedAStrongETag) {
               "The object has no strong ETag, so it cannot be read in parts.");
     object.set("small", "W/\"e\"");
     expectFile(download(), "small");
+}
+
+// ---- while the first part is read ------------------------------------------------------------------------
+
+/// The first connection sends the head of the first part and some bytes of it, and then waits.
+class S3DownloadBeginTest : public S3DownloadTest {
+protected:
+    static constexpr std::size_t sentFirst = 100;
+
+    S3DownloadBeginTest() { set(content.substr(0, partSize + 100)); }
+
+    void set(const std::string& body) {
+        object.set(body);
+        first = object.makePart(0, static_cast<int64>(std::min(partSize, body.size())) - 1);
+        cut = first.find("\r\n\r\n") + 4 + sentFirst;
+    }
+    auto beginFirstPart() { return object.peer.onConnection().expectRequest().reply(first.substr(0, cut)); }
+    void holdFirstPart() { beginFirstPart().pause("first").reply(first.substr(cut)).thenDefault(); }
+    /// Returns when the download has ended.
+    template <class Check>
+    CS3DownloadResult downloadWhile(const Check& check) {
+        const std::future<void> watcher = watch(check);
+        return download();
+    }
+    /// Lets the first part go on after the check. The destructor of the result waits for that.
+    template <class Check>
+    std::future<void> watch(const Check& check) {
+        return std::async(std::launch::async, [this, &check] {
+            EXPECT_TRUE(object.peer.waitUntilPaused());
+            check();
+            object.peer.release("first");
+        });
+    }
+    void expectPlayed() const {
+        EXPECT_TRUE(object.peer.waitUntilIdle());
+        EXPECT_THAT(object.peer.failures(), IsEmpty());
+        EXPECT_EQ(object.peer.unplayedScripts(), 0u);
+    }
+    bool hasRequests(std::size_t count) const { return object.peer.waitForRequests(count); }
+    bool hasMoreRequestsThan(std::size_t count) const {
+        return object.peer.waitForRequests(count + 1, 300ms);
+    }
+
+    std::string first;
+    std::size_t cut = 0;
+};
+
+TEST_F(S3DownloadBeginTest, OtherPartsBeginAfterTheHeadOfTheFirstOne) {
+    holdFirstPart();
+    expectFile(downloadWhile([&] {
+                   EXPECT_TRUE(hasRequests(2));
+                   const RecordedRequest second = object.peer.requests().at(1);
+                   EXPECT_EQ(second.header("range"), "bytes=10000-10099");
+                   EXPECT_EQ(second.header("if-match"), quoted(hexOf(rawMD5Of(object.body()))));
+               }),
+               object.body());
+    EXPECT_EQ(object.peer.requests().size(), 2u);
+    expectPlayed();
+}
+
+TEST_F(S3DownloadBeginTest, StreamGetsTheBytesInOrder) {
+    holdFirstPart();
+    OrderedSink sink;
+    const auto check = [this] { EXPECT_TRUE(hasRequests(2)); };
+    const std::future<void> watcher = watch(check);
+    CS3TransferManager manager(client, settings);
+    EXPECT_EQ(manager.download("b", "k", &sink).check, S3ContentCheck::MD5);
+    EXPECT_TRUE(sink.bytes == object.body());
+    expectPlayed();
+}
+
+TEST_F(S3DownloadBeginTest, LimitOfPartsCountsTheFirstOne) {
+    set(content);
+    for (const int limit : {1, 2, 3}) {
+        SCOPED_TRACE(limit);
+        fs::remove(path);
+        object.peer.clearRecords();
+        settings.parallelParts = limit;
+        holdFirstPart();
+        for (int i = 1; i < limit; ++i) {
+            object.peer.onConnection()
+                .expectRequest()
+                .pause("others")
+                .replyWith([this](const std::string& raw) {
+                    const int64 begin = std::stoll(raw.substr(raw.find("bytes=") + 6));
+                    return object.makePart(begin, begin + static_cast<int64>(partSize) - 1);
+                })
+                .thenDefault();
+        }
+        const auto count = static_cast<std::size_t>(limit);
+        expectFile(downloadWhile([&] {
+                       EXPECT_TRUE(hasRequests(count));
+                       EXPECT_FALSE(hasMoreRequestsThan(count));
+                       object.peer.release("others", count - 1);
+                   }),
+                   content);
+        EXPECT_EQ(object.peer.requests().size(), 5u);
+        expectPlayed();
+    }
+}
+
+TEST_F(S3DownloadBeginTest, NothingElseIsRequestedOfAnObjectOfOnePart) {
+    set(content.substr(0, partSize));
+    holdFirstPart();
+    expectFile(downloadWhile([&] { EXPECT_FALSE(hasMoreRequestsThan(1)); }), object.body());
+    EXPECT_EQ(object.peer.requests().size(), 1u);
+    expectPlayed();
+}
+
+TEST_F(S3DownloadBeginTest, ObjectOfOnePartIsNotComparedWithTheHeadOfAnEarlierTry) {
+    settings.verifiesChecksums = true;
+    const auto setObject = [&](const std::string& body, const std::string& eTag) {
+        object.set(body, eTag);
+        object.setChecksums("x-amz-checksum-crc32c: " + base64(crc32c(body)) + "\r\n");
+    };
+    setObject(content.substr(0, 500), "W/\"e\"");
+    ObjectCall call;
+    call.method = "GET";
+    call.first = 0;
+    call.last = static_cast<int64>(partSize) - 1;
+    call.asksForChecksum = true;
+    first = object.makeResponse(call);
+    cut = first.size() - 1;
+    beginFirstPart().close();
+    setObject(ScriptedPeer::pattern(5, 500), "W/\"f\"");
+    expectFile(download(), object.body());
+    expectPlayed();
+}
+
+TEST_F(S3DownloadBeginTest, PartsOfTheUploadAreAskedForMeanwhile) {
+    object.setUploadedParts({6'000, 4'100});
+    first = object.makePart(0, static_cast<int64>(partSize) - 1);
+    cut = first.find("\r\n\r\n") + 4 + sentFirst;
+    holdFirstPart();
+    const CS3DownloadResult result = downloadWhile([&] { EXPECT_TRUE(hasRequests(4)); });
+    expectFile(result, object.body());
+    EXPECT_EQ(result.check, S3ContentCheck::PartMD5s);
+    EXPECT_THAT(object.starts(), ElementsAre(-1, -1, 10'000));
+    expectPlayed();
+}
+
+TEST_F(S3DownloadBeginTest, FirstPartThatIsCutContinuesWithTheSameObject) {
+    beginFirstPart().pause("first").close();
+    expectFile(downloadWhile([&] { EXPECT_TRUE(hasRequests(2)); }), object.body());
+    EXPECT_THAT(object.starts(), ElementsAre(static_cast<int64>(sentFirst), 10'000));
+    for (const ObjectCall& call : object.calls()) {
+        EXPECT_EQ(call.ifMatch, quoted(hexOf(rawMD5Of(object.body()))));
+    }
+    EXPECT_EQ(pauses.size(), 1u);
+    EXPECT_EQ(observer->mostDone, static_cast<int64>(object.body().size()));
+    expectPlayed();
+}
+
+TEST_F(S3DownloadBeginTest, FailureOfTheFirstPartEndsTheOthers) {
+    beginFirstPart().pause("first").close();
+    const std::string second = object.makePart(10'000, 10'099);
+    object.peer.onConnection().expectRequest().replyCut(second, second.size() - 1).waitForClose();
+    object.setFault([](const ObjectCall&) -> std::optional<std::string> {
+        return reply("403 Forbidden", errorDocument("AccessDenied"));
+    });
+    const auto check = [this] { EXPECT_TRUE(hasRequests(2)); };
+    const std::future<void> watcher = watch(check);
+    const auto error = thrownBy<CS3Error>([&] { (void)download(); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getS3Code(), "AccessDenied");
+    EXPECT_THAT(object.starts(), ElementsAre(static_cast<int64>(sentFirst)));
+    EXPECT_THAT(names(), IsEmpty());
+    expectPlayed();
+}
+
+TEST_F(S3DownloadBeginTest, PartsThatWereFetchedBeforeTheFirstOneFailedAreKept) {
+    set(content);
+    beginFirstPart().pause("first").close();
+    object.setFault([](const ObjectCall& call) -> std::optional<std::string> {
+        return call.index() == 0 ? std::optional(reply("403 Forbidden", errorDocument("AccessDenied")))
+                                 : std::nullopt;
+    });
+    observer->whenShown = [this] {
+        if (observer->done == static_cast<int64>(content.size() - partSize + sentFirst)) {
+            object.peer.release("first");
+        }
+    };
+    EXPECT_THROW((void)download(), CS3Error);
+    EXPECT_FALSE(partPath().empty());
+    observer->whenShown = nullptr;
+    object.setFault(nullptr);
+    object.forgetCalls();
+    const CS3DownloadResult result = download();
+    expectFile(result, content);
+    EXPECT_EQ(result.resumedBytes, static_cast<int64>(content.size() - partSize));
+    EXPECT_THAT(object.starts(), ElementsAre(-1, 0));
+    expectPlayed();
+}
+
+TEST_F(S3DownloadBeginTest, ObjectThatChangesAfterTheHeadIsAnError) {
+    const std::string changed = "The object 'k' was replaced by another one while it was read.";
+    beginFirstPart().waitForClose();
+    object.set(ScriptedPeer::pattern(5, partSize + 100));
+    EXPECT_EQ(failure(ErrorKind::Conflict, false), changed);
+    EXPECT_EQ(object.calls().size(), 1u);
+    // A service that ignores the condition.
+    beginFirstPart().waitForClose();
+    object.setFault([this](const ObjectCall& call) { return std::optional(object.makeResponse(call)); });
+    EXPECT_EQ(failure(ErrorKind::Conflict, false), changed);
+    EXPECT_EQ(object.calls().size(), 2u);
+    expectPlayed();
+}
+
+TEST_F(S3DownloadBeginTest, FirstPartThatChangesAfterItsHeadIsAnError) {
+    beginFirstPart().pause("first").close();
+    object.setFault([this](const ObjectCall& call) -> std::optional<std::string> {
+        if (call.index() == 1) {
+            const std::string response = object.makeResponse(call);
+            object.replaceNow(ScriptedPeer::pattern(5, partSize + 100));
+            return response;
+        }
+        return std::nullopt;
+    });
+    const auto check = [this] { EXPECT_TRUE(hasRequests(2)); };
+    const std::future<void> watcher = watch(check);
+    EXPECT_EQ(failure(ErrorKind::Conflict, false),
+              "The object 'k' was replaced by another one while it was read.");
+    expectPlayed();
+}
+
+TEST_F(S3DownloadBeginTest, PartsWithoutAStrongETagFailAtTheHead) {
+    object.set(content, "W/\"e\"");
+    first = object.makePart(0, static_cast<int64>(partSize) - 1);
+    cut = first.find("\r\n\r\n") + 4 + sentFirst;
+    beginFirstPart().waitForClose();
+    EXPECT_EQ(failure(ErrorKind::Other, false),
+              "The object has no strong ETag, so it cannot be read in parts.");
+    EXPECT_THAT(object.calls(), IsEmpty());
+    expectPlayed();
 }
 
 // ---- resumption ------------------------------------------------------------------------------------------

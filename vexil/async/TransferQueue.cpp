@@ -3,6 +3,7 @@
 #include "vexil/async/TransferThread.h"
 #include "vexil/net/TryWatch.h"
 #include "zet/Log.h"
+#include "zet/Signal.h"
 
 #include <algorithm>
 #include <utility>
@@ -60,7 +61,7 @@ public:
 
 CTransferQueue::CTransferQueue(ITransferPolicy* policy, int count, ITransferObserver* observer)
     : m_policy(policy), m_observer(observer ? P<ITransferObserver>(observer) : make<CNoObserver>()),
-      m_count(count) {
+      m_count(count), m_hasNews(make<zet::CSignal>()) {
     constexpr char function[] = "CTransferQueue::CTransferQueue";
     if (!policy) {
         throw CInvalidArgError(function, "policy must not be null");
@@ -72,7 +73,7 @@ CTransferQueue::CTransferQueue(ITransferPolicy* policy, int count, ITransferObse
 }
 
 void CTransferQueue::startWorker() {
-    m_worker = new CTransferThread;
+    m_worker = new CTransferThread(m_hasNews);
     m_worker->setPauseToken(m_pauseToken);
     m_worker->start();
 }
@@ -135,9 +136,14 @@ void CTransferQueue::enqueue(const char* place, P<ITransferJob> job, int priorit
 
 void CTransferQueue::finishOne() {
     const int unfinished = getUnfinishedCount();
-    while (unfinished > 0 && getUnfinishedCount() >= unfinished) {
+    while (unfinished > 0 && getUnfinishedCount() >= unfinished && !m_isWoken.exchange(false)) {
         waitForEnds();
     }
+}
+
+void CTransferQueue::wake() {
+    m_isWoken = true;
+    m_hasNews->set();
 }
 
 void CTransferQueue::finish() {

@@ -12,6 +12,7 @@
 #include "vexil/net/RateLimit.h"
 #include "vexil/net/RetryPolicy.h"
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <map>
@@ -19,6 +20,10 @@
 #include <optional>
 #include <unordered_map>
 #include <vector>
+
+namespace zet {
+class CSignal;
+}
 
 namespace vexil {
 
@@ -38,7 +43,7 @@ class CTryWatch;
 /// (ITransferPolicy::getOwnRequest()), the transfers use that one.
 ///
 /// Thread safety: one thread at a time. Sources, sinks and listeners of the requests are called on the
-/// worker. Another thread stops the queue by the cancel token.
+/// worker. Another thread stops the queue by the cancel token, and ends a wait of finishOne() by wake().
 ///
 /// Lifetime: references to the jobs, the policy, the observer and the token are kept. The requests belong to
 /// the queue. The destructor gives up the jobs that have not ended: it stops their transfers, and then drops
@@ -116,10 +121,13 @@ public:
     /// \param priority  higher ones begin earlier; may be negative
     /// \throws the same as start()
     void add(P<ITransferJob> job, int priority = 0);
-    /// Returns when at least one more job has ended. Returns at once if no job is left. For a caller that
-    /// must wait for a job before it can begin the next one.
+    /// Returns when at least one more job has ended, or after wake(). Returns at once if no job is left. For
+    /// a caller that must wait for a job before it can begin the next one.
     /// \throws the same
     void finishOne();
+    /// Makes the finishOne() that waits return, or else the next one, although no job has ended. For a source
+    /// or sink that has news for the thread that uses the queue. Any thread, as long as the queue exists.
+    void wake();
     /// Returns when all jobs have ended. More jobs may follow.
     /// \throws the same
     void finish();
@@ -182,6 +190,8 @@ private:
     std::vector<CSlot*> m_pausingSlots;  // between two tries
     std::chrono::steady_clock::time_point m_nextProgress;
     int m_running = 0;
+    std::atomic<bool> m_isWoken{false};
+    const P<zet::CSignal> m_hasNews;  // ends the wait for the worker
     P<CTransferThread> m_worker;
     P<CNetRequest> m_onlyRequest;           // null while the worker performs the transfers
     TArray<P<CNetRequest>> m_finishedHere;  // requests that were performed on this thread

@@ -16,7 +16,8 @@ constexpr int maxConnections = 100000;
 
 }  // namespace
 
-CTransferThread::CTransferThread() : CAsyncNetRequestThread(nullptr) {
+CTransferThread::CTransferThread(const P<zet::CSignal>& hasFinished)
+    : CAsyncNetRequestThread(nullptr), m_hasFinished(hasFinished) {
     // The token is looked at only while requests run.
     setWithoutIdlePasses(true);
     // Without them an FTP transfer with TLS sometimes waits for the next look at all transfers, which the
@@ -46,9 +47,9 @@ bool CTransferThread::isPaused() {
 }
 
 TArray<P<CNetRequest>> CTransferThread::takeFinished(int milliseconds) {
-    m_hasFinished.wait(milliseconds);
+    m_hasFinished->wait(milliseconds);
     const zet::CMutexLock lock(m_mutex);
-    m_hasFinished.reset();
+    m_hasFinished->reset();
     return std::exchange(m_finished, {});
 }
 
@@ -61,7 +62,7 @@ void CTransferThread::handleManagerEvents(CAsyncNetRequestManager& manager) {
     }
     const zet::CMutexLock lock(m_mutex);
     m_finished.insert(m_finished.end(), finished.begin(), finished.end());
-    m_hasFinished.set();
+    m_hasFinished->set();
 }
 
 }  // namespace vexil

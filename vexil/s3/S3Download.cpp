@@ -166,10 +166,10 @@ void CS3DownloadPart::throwWrongRange(int status) {
 /// Gives the body of a response to a part.
 class CS3Download::CSink : public virtual CBase, public CNetRequest::IRestartableDataSink {
 public:
-    /// The count must outlive it.
-    CSink(const P<CS3DownloadPart>& part, const P<CNetRequest::IDataSink>& errorSink,
-          std::atomic<int64>& doneBytes)
-        : m_part(part), m_errorSink(errorSink), m_doneBytes(doneBytes) {}
+    /// Download and queue must outlive it.
+    CSink(CS3Download& download, CTransferQueue& queue, const P<CS3DownloadPart>& part,
+          const P<CNetRequest::IDataSink>& errorSink)
+        : m_download(download), m_queue(queue), m_part(part), m_errorSink(errorSink) {}
     ~CSink() override = default;
 
     void write(const void* data, int length, int httpStatus,
@@ -179,25 +179,35 @@ public:
             return;
         }
         if (!m_part->hasHead) {
-            m_part->acceptHead(httpStatus, responseHeaders);
+            acceptHead(httpStatus, responseHeaders);
         }
         if (length > m_part->length - m_part->received) {
             throw CError("The server sent more bytes than it had announced.");
         }
         m_part->writer(m_part->received, data, length);
         m_part->received += length;
-        m_doneBytes += length;
+        m_download.m_doneBytes += length;
     }
     void restart() override {
-        m_doneBytes -= m_part->received - m_part->begin;
+        m_download.m_doneBytes -= m_part->received - m_part->begin;
         m_part->received = m_part->begin;
         m_part->hasHead = false;
     }
 
 private:
+    void acceptHead(int status, const TMap<String, String>& headers) {
+        const bool isFirst = m_part->size < 0;
+        m_part->acceptHead(status, headers);
+        if (isFirst && m_part->size > m_part->length) {
+            m_download.handOver(*m_part);
+            m_queue.wake();
+        }
+    }
+
+    CS3Download& m_download;
+    CTransferQueue& m_queue;
     const P<CS3DownloadPart> m_part;
     const P<CNetRequest::IDataSink> m_errorSink;
-    std::atomic<int64>& m_doneBytes;
 };
 
 /// Fetches a part. Its failure ends the queue.
@@ -312,14 +322,13 @@ void CS3Download::confirm() {
     start(part);
     finishAll();
     m_fetched.clear();
-    takeFacts(*part);
+    takeFacts(getFacts(*part));
 }
 
 void CS3Download::findFacts() {
     const P<CS3DownloadPart> part = makePart(0);
     start(part);
-    finishAll();
-    takeFacts(*part);
+    takeFacts(waitForFacts(*part));
     if (m_size > m_partSize && !isStrong(m_eTag)) {
         throw CError("The object has no strong ETag, so it cannot be read in parts.");
     }
@@ -329,17 +338,47 @@ void CS3Download::findFacts() {
     }
 }
 
-void CS3Download::takeFacts(const CS3DownloadPart& part) {
-    m_eTag = part.eTag;
-    m_size = part.size;
+CS3Download::CFacts CS3Download::getFacts(const CS3DownloadPart& part) {
+    return {.eTag = part.eTag,
+            .size = part.size,
+            .headers = part.headers,
+            .hasHeadersOfObject = part.hasHeadersOfObject()};
+}
+
+/// Of an object with more parts, as soon as they have come; otherwise when the part is complete.
+CS3Download::CFacts CS3Download::waitForFacts(const CS3DownloadPart& part) {
+    while (m_running > 0) {
+        if (std::optional<CFacts> facts = takeHandedOver()) {
+            return *std::move(facts);
+        }
+        getQueue().finishOne();
+    }
+    return getFacts(part);
+}
+
+/// Called on the worker.
+void CS3Download::handOver(const CS3DownloadPart& part) {
+    CFacts facts = getFacts(part);
+    const zet::CMutexLock lock(m_factsMutex);
+    m_handedOver = std::move(facts);
+}
+
+std::optional<CS3Download::CFacts> CS3Download::takeHandedOver() {
+    const zet::CMutexLock lock(m_factsMutex);
+    return std::exchange(m_handedOver, std::nullopt);
+}
+
+void CS3Download::takeFacts(const CFacts& facts) {
+    m_eTag = facts.eTag;
+    m_size = facts.size;
     m_isConfirmed = true;
-    chooseCheck(part);
+    chooseCheck(facts);
 }
 
 // An object for which the first response is enough costs no further request.
-void CS3Download::chooseCheck(const CS3DownloadPart& part) {
-    useDigest(part.headers, part.hasHeadersOfObject());
-    const bool canAsk = asksForChecksum() && isStrong(m_eTag) && !part.hasHeadersOfObject();
+void CS3Download::chooseCheck(const CFacts& facts) {
+    useDigest(facts.headers, facts.hasHeadersOfObject);
+    const bool canAsk = asksForChecksum() && isStrong(m_eTag) && !facts.hasHeadersOfObject;
     if (m_digest.getCheck() == S3ContentCheck::None && canAsk) {
         useDigest(findChecksums(), true);
     }
@@ -374,17 +413,11 @@ TMap<String, String> CS3Download::findChecksums() {
     TMap<String, String> headers;
     CS3GetOptions options = makePinnedOptions(m_eTag);
     options.asksForChecksum = true;
-    m_control.start(getQueue(),
-                    makeTransferJob(
-                        [&](CNetRequest& request) {
-                            m_client.prepareGetObjectHeadersRequest(request, m_source.bucket, m_source.key,
-                                                                    options);
-                        },
-                        [&](CNetRequest& request) { headers = request.getResponseHeaderMap(); },
-                        [](const CError& error) {
-                            zet::logInfo("The checksums of the object cannot be read: " + error.getMessage());
-                        }));
-    getQueue().finish();
+    ask(
+        options, [&headers](CNetRequest& request) { headers = request.getResponseHeaderMap(); },
+        [](const CError& error) {
+            zet::logInfo("The checksums of the object cannot be read: " + error.getMessage());
+        });
     // Some services ignore the condition.
     return findHeader(headers, "etag") == m_eTag ? headers : TMap<String, String>();
 }
@@ -394,20 +427,37 @@ int64 CS3Download::findLengthOfPart(int number) {
     int64 length = -1;
     CS3GetOptions options = makePinnedOptions(m_eTag);
     options.partNumber = number;
-    m_control.start(
-        getQueue(),
-        makeTransferJob(
-            [&](CNetRequest& request) {
-                m_client.prepareGetObjectHeadersRequest(request, m_source.bucket, m_source.key, options);
-            },
-            [&length](CNetRequest& request) { length = findContentLength(request.getResponseHeaderMap()); },
-            [](const CError& error) {
-                zet::logInfo(
-                    "The parts of the upload cannot be found, so the content is not compared with them: " +
-                    error.getMessage());
-            }));
-    getQueue().finish();
+    ask(
+        options,
+        [&length](CNetRequest& request) { length = findContentLength(request.getResponseHeaderMap()); },
+        [](const CError& error) {
+            zet::logInfo(
+                "The parts of the upload cannot be found, so the content is not compared with them: " +
+                error.getMessage());
+        });
     return length;
+}
+
+/// Gets the headers of the object, while parts may run.
+void CS3Download::ask(const CS3GetOptions& options, const std::function<void(CNetRequest&)>& onSuccess,
+                      const std::function<void(const CError&)>& onFailure) {
+    bool isDone = false;
+    m_control.start(getQueue(), makeTransferJob(
+                                    [&](CNetRequest& request) {
+                                        m_client.prepareGetObjectHeadersRequest(request, m_source.bucket,
+                                                                                m_source.key, options);
+                                    },
+                                    [&](CNetRequest& request) {
+                                        onSuccess(request);
+                                        isDone = true;
+                                    },
+                                    [&](const CError& error) {
+                                        onFailure(error);
+                                        isDone = true;
+                                    }));
+    while (!isDone) {
+        getQueue().finishOne();
+    }
 }
 
 void CS3Download::fetchAll(const CS3PartState& left) {
@@ -528,7 +578,7 @@ void CS3Download::prepare(CNetRequest& request, CS3DownloadPart& part) {
     m_client.prepareGetObjectRequest(request, m_source.bucket, m_source.key, part.offset + part.begin, length,
                                      options);
     request.setReceiveDataSink(
-        make<CSink>(P<CS3DownloadPart>(&part), request.getDefaultReceiveSink(), m_doneBytes));
+        make<CSink>(*this, getQueue(), P<CS3DownloadPart>(&part), request.getDefaultReceiveSink()));
 }
 
 void CS3Download::checkResponse(CNetRequest& request, CS3DownloadPart& part) const {

@@ -9,6 +9,7 @@
 #include "vexil/s3/S3DownloadResult.h"
 #include "vexil/s3/S3DownloadTarget.h"
 #include "vexil/s3/S3TransferControl.h"
+#include "zet/Mutex.h"
 
 #include <atomic>
 #include <functional>
@@ -26,8 +27,9 @@ struct CS3DownloadSource {
     CS3GetOptions options;
 };
 
-/// A download. The first request gets the first part, and with it size and ETag of the object. All other
-/// requests are for this ETag only (If-Match). A part that fails is requested again from where it has ended.
+/// A download. The first request gets the first part, and with its head size and ETag of the object. All
+/// other requests are for this ETag only (If-Match), and begin while the first part is still being read. A
+/// part that fails is requested again from where it has ended.
 class CS3Download {
 public:
     /// The arguments must outlive it.
@@ -42,18 +44,31 @@ public:
 private:
     class CJob;
     class CSink;
+    /// What the head of a response tells.
+    struct CFacts {
+        String eTag;
+        int64 size = -1;  // of the object
+        TMap<String, String> headers;
+        bool hasHeadersOfObject = false;  // not those of a range
+    };
 
     void fetchAll(const CS3PartState& left);
     bool tryToContinue(const CS3PartState& left);
     void confirm();
     void findFacts();
-    void takeFacts(const CS3DownloadPart& part);
-    void chooseCheck(const CS3DownloadPart& part);
+    static CFacts getFacts(const CS3DownloadPart& part);
+    CFacts waitForFacts(const CS3DownloadPart& part);
+    void handOver(const CS3DownloadPart& part);
+    std::optional<CFacts> takeHandedOver();
+    void takeFacts(const CFacts& facts);
+    void chooseCheck(const CFacts& facts);
     void useDigest(const TMap<String, String>& headers, bool hasChecksums);
     void choosePartSize(const TMap<String, String>& headers);
     TMap<String, String> findChecksums();
     CS3UploadedParts findParts();
     int64 findLengthOfPart(int number);
+    void ask(const CS3GetOptions& options, const std::function<void(CNetRequest&)>& onSuccess,
+             const std::function<void(const CError&)>& onFailure);
     void verify();
     bool canExplainDifference();
     void start(const P<CS3DownloadPart>& part);
@@ -87,7 +102,10 @@ private:
     std::atomic<int64> m_doneBytes{0};
     int m_running = 0;
     std::vector<int64> m_fetched;  // since the last settle()
-    P<CTransferQueue> m_queue;     // last: its worker uses the other members
+    zet::CMutex m_factsMutex;
+    // From the worker, once; only of an object that has more than one part.
+    std::optional<CFacts> m_handedOver ZET_GUARDED_BY(m_factsMutex);
+    P<CTransferQueue> m_queue;  // last: its worker uses the other members
 };
 
 }  // namespace vexil

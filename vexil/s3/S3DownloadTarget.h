@@ -29,7 +29,8 @@ public:
     virtual void startOver() = 0;
     /// Makes a writer, at any time.
     virtual Writer openPart(int64 number, int64 offset, int64 maxLength) = 0;
-    /// Called after the first part was read, or when the parts that are left are continued.
+    /// Called when the object is known: a new one, whose first part may be written meanwhile, or that of the
+    /// parts that are left.
     /// \param digest         gets all bytes in order
     /// \param checkContinue  called from time to time during long work; may throw
     virtual void begin(const CS3PartState& object, CS3ContentDigest& digest,

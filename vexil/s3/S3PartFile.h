@@ -30,7 +30,7 @@ struct CS3PartState {
 ///
 /// Errors of the system are a CError with the domain "system" and the `errno` value as its code.
 ///
-/// Thread safety: write() may be called on one other thread, at the same time as mark() and read().
+/// Thread safety: write() may be called on one other thread, at the same time as begin(), mark() and read().
 class CS3PartFile {
 public:
     /// Opens the file that an earlier process has left, or creates it.

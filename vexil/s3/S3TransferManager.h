@@ -37,7 +37,8 @@ struct CS3ResumeToken;
 /// come, an upload without parts may remain.
 ///
 /// An object is downloaded in parts as well: a failed part is requested again from where it has ended. All
-/// parts are of the same object (If-Match with its ETag).
+/// parts are of the same object (If-Match with its ETag). The head of the response to the first one tells the
+/// ETag: the other ones begin when its first bytes come.
 ///
 /// Thread safety: one thread at a time. Several managers may work at once. A worker thread of the manager
 /// reads the streams while a member runs.
