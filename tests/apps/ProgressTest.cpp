@@ -272,4 +272,36 @@ TEST_F(ProgressTest, FailedFilesDoNotCount) {
     EXPECT_EQ(progress.getSeconds(), 1.5);
 }
 
+TEST_F(ProgressTest, TotalsAndTheTimeLeftAreShownOnceTheyAreKnown) {
+    CConsole console(m_output, m_errors, false);
+    CProgress progress(console, getClock());
+    progress.expect(1000, 1'000'000);
+    pass(10000);
+    progress.expect(1000, 3'000'000);
+    EXPECT_EQ(m_errors.str(), "0 of 2,000 files, 0 bytes of 4.0 MB, 0 bytes/s\n");
+    progress.endCounting();
+    progress.endFile(progress.beginFile("a"), 1'000'000);
+    pass(10000);
+    m_errors.str("");
+    progress.beginFile("b");
+    EXPECT_EQ(m_errors.str(), "1 of 2,000 files, 1.0 MB of 4.0 MB, 50.0 kB/s, 1 min 00 s left  b\n");
+}
+
+TEST_F(ProgressTest, EventsComeAtMostOnceASecondWhateverIsShown) {
+    CConsole console(m_output, m_errors, true);
+    console.setHasEvents(true);
+    console.setVerbosity(Verbosity::Error);
+    CProgress progress(console, getClock());
+    CProgress other(console, getClock());
+    progress.tellEvents();
+    for (int i = 0; i < 25; ++i) {
+        pass(100);
+        progress.expect(1, 1);
+        other.expect(1, 1);
+    }
+    const std::string text = m_output.str();
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 2) << text;
+    EXPECT_EQ(m_errors.str(), "");
+}
+
 }  // namespace vexil::app

@@ -5,9 +5,11 @@
 #include "apps/vexil/backup/SeparateFolders.h"
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/console/Event.h"
 #include "apps/vexil/mirror/Backup.h"
 #include "apps/vexil/mirror/BackupPreview.h"
 #include "apps/vexil/mirror/StoreIndex.h"
+#include "vexil/net/URLRedaction.h"
 
 #include <limits>
 #include <optional>
@@ -114,6 +116,12 @@ ExitCode CBackupCommand::run(CSession& session) {
     const CDestination destination = CDestination::parse(m_destination, session.getOptions().ftpSecurity);
     const CFolderWalker walker(toPath(m_folder), m_filter.make());
     checkSeparate(destination, walker.getFolder());
+    session.getConsole().tell(CEvent("start")
+                                  .number("version", CEvent::version)
+                                  .text("command", m_isSync ? "sync" : "backup")
+                                  .flag("dry_run", m_isDryRun)
+                                  .bytes("folder", toBytes(walker.getFolder()))
+                                  .text("destination", redactURL(String::fromUTF8Lossy(m_destination))));
     COpenStore store(session, destination, m_upload);
     CStoreIndex index(session, store.get());
     index.setUsesTimes(!m_comparesContents);

@@ -4,7 +4,9 @@
 #include "apps/vexil/backup/SeparateFolders.h"
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/command/CommandSyntax.h"
+#include "apps/vexil/console/Event.h"
 #include "apps/vexil/mirror/Restore.h"
+#include "vexil/net/URLRedaction.h"
 
 #include <string>
 
@@ -46,6 +48,11 @@ ExitCode CRestoreCommand::run(CSession& session) {
     const CDestination destination = CDestination::parse(m_destination, session.getOptions().ftpSecurity);
     const std::filesystem::path folder = toPath(m_folder);
     checkSeparate(destination, folder);
+    session.getConsole().tell(CEvent("start")
+                                  .number("version", CEvent::version)
+                                  .text("command", "restore")
+                                  .bytes("folder", toBytes(folder))
+                                  .text("destination", redactURL(String::fromUTF8Lossy(m_destination))));
     COpenStore store(session, destination, m_download);
     return CRestore(session, store.get(), folder, true).run(m_download.getJobs());
 }

@@ -41,6 +41,10 @@ struct COptions {
     std::optional<int> retries;             ///< of one operation; nullopt for as many as the patience allows
     std::optional<double> patienceSeconds;  ///< see vexil::CRetryPolicy; nullopt for its defaults
     Verbosity verbosity = Verbosity::Warning;
+    bool isQuiet = false;         ///< print errors only
+    bool isVerbose = false;       ///< name the files in transfer, too
+    bool hasEvents = false;       ///< print JSON lines
+    std::string logFile;          ///< file for all messages; "" for none
     std::string verboseLog;       ///< file for all messages on the wire; "" for no log
     std::string credentialsFile;  ///< "" for the environment's credentials
 

@@ -1,6 +1,8 @@
 #include "apps/vexil/console/Console.h"
 
 #include "apps/vexil/base/Text.h"
+#include "apps/vexil/console/Event.h"
+#include "apps/vexil/console/LogFile.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -61,10 +63,59 @@ void CConsole::noteOutputFailure() noexcept {
 }
 
 void CConsole::message(Verbosity level, const String& line) {
+    show(level, line);
+    if (level == Verbosity::Error || level == Verbosity::Warning) {
+        tell(CEvent(level == Verbosity::Error ? "error" : "warning").text("message", line));
+    }
+}
+
+void CConsole::entryMessage(Verbosity level, const String& what, const String& name, const String& reason,
+                            const std::string& path) {
+    show(level, what + name + ": " + reason);
+    CEvent event(level == Verbosity::Error ? "error" : "warning");
+    tell(event.bytes("path", path.empty() ? name.toUTF8() : path).text("message", reason));
+}
+
+void CConsole::show(Verbosity level, const String& line) {
+    const zet::CMutexLock lock(m_mutex);
     if (shows(level)) {
+        writeToErrors(takeEraser() + line.toUTF8() + '\n');
+    }
+    if (m_logFile && level <= std::max(m_verbosity, Verbosity::Info)) {
+        m_logFile->add(level, line);
+    }
+}
+
+void CConsole::progressMessage(const String& line) {
+    if (shows(Verbosity::Warning)) {
         const zet::CMutexLock lock(m_mutex);
         writeToErrors(takeEraser() + line.toUTF8() + '\n');
     }
+}
+
+void CConsole::printSummary(const String& line) {
+    if (m_printsSummaries && !m_hasEvents) {
+        print(line);
+    }
+    const zet::CMutexLock lock(m_mutex);
+    if (m_logFile) {
+        m_logFile->add(Verbosity::Quiet, line);
+    }
+}
+
+void CConsole::tell(const CEvent& event) {
+    if (m_hasEvents) {
+        const zet::CMutexLock lock(m_mutex);
+        writeToErrors(takeEraser());
+        errno = 0;
+        m_output << event.toLine() + '\n' << std::flush;
+        noteOutputFailure();
+    }
+}
+
+void CConsole::setLogFile(CLogFile* file) {
+    const zet::CMutexLock lock(m_mutex);
+    m_logFile = file;
 }
 
 void CConsole::showProgressLine(const String& line) {

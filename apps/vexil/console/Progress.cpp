@@ -2,6 +2,7 @@
 
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/console/Console.h"
+#include "apps/vexil/console/Event.h"
 
 #include <algorithm>
 #include <string>
@@ -13,6 +14,7 @@ namespace {
 
 constexpr std::chrono::milliseconds timeBetweenLines(10000);
 constexpr std::chrono::milliseconds timeBetweenUpdates(100);
+constexpr std::chrono::milliseconds timeBetweenEvents(1000);
 
 constexpr int minBarColumns = 10;
 constexpr int maxBarColumns = 40;
@@ -114,23 +116,81 @@ double CProgress::getSeconds() const {
     return std::chrono::duration<double>(m_clock() - m_start).count();
 }
 
+void CProgress::tellEvents() {
+    const zet::CMutexLock lock(m_mutex);
+    if (m_console.hasEvents()) {
+        m_tellsEvents = true;
+        m_nextShow = m_clock() + getPause();
+    }
+}
+
+void CProgress::expect(int64 files, int64 bytes) {
+    const zet::CMutexLock lock(m_mutex);
+    m_expectedFiles += files;
+    m_expectedBytes += bytes;
+    show();
+}
+
+void CProgress::endCounting() {
+    const zet::CMutexLock lock(m_mutex);
+    m_isCounted = true;
+}
+
+std::chrono::milliseconds CProgress::getPause() const {
+    return m_tellsEvents ? timeBetweenEvents : m_console.isTerminal() ? timeBetweenUpdates : timeBetweenLines;
+}
+
+double CProgress::getSecondsLeft() const {
+    const int64 bytes = m_bytes + m_bytesUnderWay;
+    if (!m_isCounted || bytes <= 0) {
+        return -1;
+    }
+    const auto left = static_cast<double>(std::max<int64>(0, m_expectedBytes - bytes));
+    return getSeconds() * left / static_cast<double>(bytes);
+}
+
 void CProgress::show() {
     const auto now = m_clock();
-    if (now < m_nextShow || !m_console.shows(Verbosity::Warning)) {
+    if (now < m_nextShow) {
         return;
     }
-    m_nextShow = now + (m_console.isTerminal() ? timeBetweenUpdates : timeBetweenLines);
-    if (m_console.isTerminal()) {
+    m_nextShow = now + getPause();
+    if (m_tellsEvents) {
+        tellEvent();
+    } else if (m_console.hasEvents() || !m_console.shows(Verbosity::Warning)) {
+        return;
+    } else if (m_console.isTerminal()) {
         m_console.showProgressLine(makeTerminalLine());
     } else {
-        m_console.message(Verbosity::Warning, makePlainLine() + describeFiles(false));
+        m_console.progressMessage(makePlainLine() + describeFiles(false));
     }
+}
+
+void CProgress::tellEvent() {
+    const int64 bytes = m_bytes + m_bytesUnderWay;
+    const double seconds = getSeconds();
+    CEvent event("progress");
+    event.number("files", m_files).number("bytes", bytes).seconds("seconds", seconds);
+    event.number("expected_files", m_expectedFiles).number("expected_bytes", m_expectedBytes);
+    event.flag("counted", m_isCounted);
+    event.number("bytes_per_second",
+                 seconds > 0 ? static_cast<int64>(static_cast<double>(bytes) / seconds) : 0);
+    if (const double left = getSecondsLeft(); left >= 0) {
+        event.seconds("seconds_left", left);
+    }
+    m_console.tell(event);
 }
 
 String CProgress::makePlainLine() const {
     const int64 bytes = m_bytes + m_bytesUnderWay;
-    return formatNumberOf(m_files, "file") + ", " + formatBytes(bytes) + ", " +
-           formatRate(bytes, getSeconds());
+    const String rate = formatRate(bytes, getSeconds());
+    if (m_expectedFiles == 0) {
+        return formatNumberOf(m_files, "file") + ", " + formatBytes(bytes) + ", " + rate;
+    }
+    const double left = getSecondsLeft();
+    return formatCount(m_files) + " of " + formatNumberOf(m_expectedFiles, "file") + ", " +
+           formatBytes(bytes) + " of " + formatBytes(m_expectedBytes) + ", " + rate +
+           (left < 0 ? String() : ", " + formatWholeSeconds(left) + " left");
 }
 
 String CProgress::makeTerminalLine() const {

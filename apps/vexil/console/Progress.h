@@ -37,6 +37,13 @@ public:
     /// A file has failed; it is not counted.
     void dropFile(int file);
 
+    /// Tells events, if the console has them: at most one a second. Call it before the first file.
+    void tellEvents();
+    /// More files to transfer, which are known before they begin. Without them no line shows a total.
+    void expect(int64 files, int64 bytes);
+    /// The totals are complete: lines and events have a time left from now on.
+    void endCounting();
+
     int64 getFileCount() const;
     int64 getByteCount() const;
     /// Seconds since construction.
@@ -51,6 +58,10 @@ private:
 
     bool remove(int file) ZET_REQUIRES(m_mutex);
     void show() ZET_REQUIRES(m_mutex);
+    void tellEvent() ZET_REQUIRES(m_mutex);
+    std::chrono::milliseconds getPause() const ZET_REQUIRES(m_mutex);
+    /// Less than 0 if it is unknown.
+    double getSecondsLeft() const ZET_REQUIRES(m_mutex);
     String makePlainLine() const ZET_REQUIRES(m_mutex);
     String makeTerminalLine() const ZET_REQUIRES(m_mutex);
     String makeBarLine(const CFileUnderWay& file) const;
@@ -66,6 +77,10 @@ private:
     int64 m_files ZET_GUARDED_BY(m_mutex) = 0;
     int64 m_bytes ZET_GUARDED_BY(m_mutex) = 0;
     int64 m_bytesUnderWay ZET_GUARDED_BY(m_mutex) = 0;
+    int64 m_expectedFiles ZET_GUARDED_BY(m_mutex) = 0;
+    int64 m_expectedBytes ZET_GUARDED_BY(m_mutex) = 0;
+    bool m_isCounted ZET_GUARDED_BY(m_mutex) = false;
+    bool m_tellsEvents ZET_GUARDED_BY(m_mutex) = false;
 };
 
 /// The progress of one file, which is in transfer as long as this object lives.

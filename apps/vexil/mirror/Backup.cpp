@@ -2,6 +2,7 @@
 
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/console/ErrorReport.h"
+#include "apps/vexil/console/Event.h"
 #include "apps/vexil/files/InterruptibleFile.h"
 #include "apps/vexil/mirror/StoreIndex.h"
 #include "apps/vexil/mirror/VanishedFiles.h"
@@ -59,6 +60,7 @@ public:
 
 private:
     void open() {
+        m_backup.tellBegin(m_relativePath);
         m_facts = m_backup.readFacts(m_relativePath);
         m_file = new CInterruptibleFile(m_backup.m_folder / m_relativePath);
         m_upload = m_backup.m_store.makeUpload(m_file, m_relativePath, m_backup.findTimeToKeep(m_facts));
@@ -76,16 +78,17 @@ ExitCode CBackup::run(const CFolderWalker& walker, int jobs) {
     try {
         store(walker, jobs);
     } catch (const std::exception&) {
-        printReport();
+        printReport(false);
         throw;
     }
-    printReport();
+    printReport(true);
     return m_failures == 0 ? ExitCode::Done : m_index ? ExitCode::Incomplete : ExitCode::Failed;
 }
 
 void CBackup::store(const CFolderWalker& walker, int jobs) {
     m_folder = walker.getFolder();
     if (m_index) {
+        m_progress.tellEvents();
         m_index->load();
     }
     m_store.beginUploads();
@@ -113,6 +116,10 @@ void CBackup::storeAll(int jobs, const std::function<void()>& startAll) {
         CSessionQueue queue(m_session, m_store.getPolicy(), jobs);
         m_queue = &queue;
         startAll();
+        m_progress.endCounting();
+        for (; !m_files.empty(); m_files.pop_front()) {
+            queue.start(make<CStoreJob>(*this, m_files.front()));
+        }
         queue.finish();
     }
     for (const std::filesystem::path& path : std::exchange(m_filesAlone, {})) {
@@ -135,7 +142,8 @@ void CBackup::deleteVanished(const CFolderWalker& walker) {
 
 void CBackup::onConflict(const String& name, const String& reason) {
     ++m_failures;
-    m_session.getConsole().message(Verbosity::Error, "NOT consistent: " + printable(name) + ": " + reason);
+    m_session.getConsole().entryMessage(Verbosity::Error, "NOT consistent: ", printable(name), reason,
+                                        name.toUTF8());
 }
 
 void CBackup::onFile(const std::filesystem::path& relativePath) {
@@ -155,11 +163,24 @@ void CBackup::onFile(const std::filesystem::path& relativePath) {
 
 void CBackup::start(const std::filesystem::path& relativePath) {
     std::error_code failure;
-    const auto size = std::filesystem::file_size(m_folder / relativePath, failure);
-    if (!failure && m_store.isStoredAlone(static_cast<int64>(size))) {
+    const auto length = std::filesystem::file_size(m_folder / relativePath, failure);
+    const int64 size = failure ? 0 : static_cast<int64>(length);
+    if (m_index) {
+        m_progress.expect(1, size);
+    }
+    if (!failure && m_store.isStoredAlone(size)) {
         m_filesAlone.push_back(relativePath);
+    } else if (m_index) {
+        // The walk goes ahead, so that the totals are known.
+        m_files.push_back(relativePath.native());
     } else {
         m_queue->start(make<CStoreJob>(*this, relativePath));
+    }
+}
+
+void CBackup::tellBegin(const std::filesystem::path& relativePath) {
+    if (m_index) {
+        m_session.getConsole().message(Verbosity::Info, "storing " + describe(relativePath));
     }
 }
 
@@ -170,6 +191,7 @@ void CBackup::storeAlone(const std::filesystem::path& relativePath) {
         CInterrupt::throwIfRequested();
         const CFileFacts facts = readFacts(relativePath);
         file = new CInterruptibleFile(m_folder / relativePath);
+        tellBegin(relativePath);
         CFileProgress progress(m_progress, describe(relativePath));
         const String mark =
             m_store.storeAlone(m_folder / relativePath, relativePath, findTimeToKeep(facts), progress);
@@ -226,6 +248,8 @@ void CBackup::noteFile(const std::filesystem::path& relativePath, const CFileFac
     ++m_stored;
     if (m_index) {
         m_index->noteStored(relativePath, facts, mark);
+        m_session.getConsole().tell(
+            CEvent("file").bytes("path", toBytes(relativePath)).number("size", facts.size));
     }
 }
 
@@ -252,13 +276,14 @@ void CBackup::onSkipped(const std::filesystem::path& relativePath, const char* w
         return;
     }
     ++m_skipped;
-    m_session.getConsole().message(Verbosity::Warning, "skipped " + describe(relativePath) + ": " + what);
+    m_session.getConsole().entryMessage(Verbosity::Warning, "skipped ", describe(relativePath), what,
+                                        toBytes(relativePath));
 }
 
 void CBackup::onPart(const std::filesystem::path& relativePath) {
-    m_session.getConsole().message(Verbosity::Warning,
-                                   "skipped " + describe(relativePath) +
-                                       ": a part of a file, of a program that runs or was killed");
+    m_session.getConsole().entryMessage(Verbosity::Warning, "skipped ", describe(relativePath),
+                                        "a part of a file, of a program that runs or was killed",
+                                        toBytes(relativePath));
 }
 
 void CBackup::onEmptyFolder(const std::filesystem::path&) {
@@ -267,32 +292,48 @@ void CBackup::onEmptyFolder(const std::filesystem::path&) {
 
 void CBackup::onProblem(const std::filesystem::path& relativePath, const String& reason) {
     ++m_failures;
-    m_session.getConsole().message(Verbosity::Error,
-                                   "NOT backed up: " + describe(relativePath) + ": " + reason);
+    m_session.getConsole().entryMessage(Verbosity::Error, "NOT backed up: ", describe(relativePath), reason,
+                                        toBytes(relativePath));
 }
 
-void CBackup::printReport() {
+void CBackup::printReport(bool isComplete) {
     CConsole& console = m_session.getConsole();
     const double seconds = m_progress.getSeconds();
-    console.print("backed up: " + formatNumberOf(m_progress.getFileCount(), "file") + ", " +
-                  formatBytes(m_progress.getByteCount()) + " in " + formatSeconds(seconds) + " (" +
-                  formatRate(m_progress.getByteCount(), seconds) + "), " +
-                  formatNumberOf(m_store.getPolicy().getRetryCount(), "retry"));
+    console.printSummary("backed up: " + formatNumberOf(m_progress.getFileCount(), "file") + ", " +
+                         formatBytes(m_progress.getByteCount()) + " in " + formatSeconds(seconds) + " (" +
+                         formatRate(m_progress.getByteCount(), seconds) + "), " +
+                         formatNumberOf(m_store.getPolicy().getRetryCount(), "retry"));
     if (m_index) {
-        console.print("unchanged: " + formatNumberOf(m_unchanged, "file") + ", " +
-                      formatBytes(m_unchangedBytes) + "; kept in the index: times and modes, " +
-                      formatNumberOf(m_links, "link") + ", " +
-                      formatNumberOf(m_emptyFolders, "empty folder"));
+        console.printSummary("unchanged: " + formatNumberOf(m_unchanged, "file") + ", " +
+                             formatBytes(m_unchangedBytes) + "; kept in the index: times and modes, " +
+                             formatNumberOf(m_links, "link") + ", " +
+                             formatNumberOf(m_emptyFolders, "empty folder"));
         if (m_options.deletes) {
-            console.print("deleted: " + formatNumberOf(m_deleted, "file"));
+            console.printSummary("deleted: " + formatNumberOf(m_deleted, "file"));
         }
-        console.print("not kept: " + formatNumberOf(m_skipped, "special file"));
+        console.printSummary("not kept: " + formatNumberOf(m_skipped, "special file"));
     } else {
-        console.print("not kept: " + formatCount(m_skipped) + " links and special files, " +
-                      formatNumberOf(m_emptyFolders, "empty folder") + ", modes and times of all files");
+        console.printSummary("not kept: " + formatCount(m_skipped) + " links and special files, " +
+                             formatNumberOf(m_emptyFolders, "empty folder") +
+                             ", modes and times of all files");
     }
     if (m_failures > 0) {
-        console.print("FAILED: " + formatNumberOf(m_failures, "entry") + ", named above");
+        console.printSummary("FAILED: " + formatNumberOf(m_failures, "entry") + ", named above");
+    }
+    if (m_index) {
+        console.tell(CEvent("summary")
+                         .flag("complete", isComplete)
+                         .number("files", m_progress.getFileCount())
+                         .number("bytes", m_progress.getByteCount())
+                         .number("unchanged_files", m_unchanged)
+                         .number("unchanged_bytes", m_unchangedBytes)
+                         .number("links", m_links)
+                         .number("empty_folders", m_emptyFolders)
+                         .number("skipped", m_skipped)
+                         .number("deleted", m_deleted)
+                         .number("errors", m_failures)
+                         .number("retries", m_store.getPolicy().getRetryCount())
+                         .seconds("seconds", seconds));
     }
 }
 

@@ -8,6 +8,7 @@
 #include "apps/vexil/platform/FileFacts.h"
 #include "vexil/BaseTypes.h"
 
+#include <deque>
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -55,7 +56,8 @@ private:
     void noteFile(const std::filesystem::path& relativePath, const CFileFacts& facts, const String& mark);
     void onFailure(const std::filesystem::path& relativePath, const CError& error, bool isChanged);
     void onConflict(const String& name, const String& reason);
-    void printReport();
+    void tellBegin(const std::filesystem::path& relativePath);
+    void printReport(bool isComplete);
 
     CSession& m_session;
     IStore& m_store;
@@ -63,7 +65,8 @@ private:
     CProgress m_progress;
     CStoreIndex* const m_index;
     const CBackupOptions m_options;
-    CSessionQueue* m_queue = nullptr;  // while the folder is walked
+    CSessionQueue* m_queue = nullptr;                        // while the folder is walked
+    std::deque<std::filesystem::path::string_type> m_files;  // to store, once the folder is walked
     TArray<std::filesystem::path> m_filesAlone;
     TArray<std::filesystem::path> m_filesInPlaceOfFolders;  // of the store
     int64 m_unchanged = 0;

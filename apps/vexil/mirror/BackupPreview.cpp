@@ -2,6 +2,7 @@
 
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/console/Console.h"
+#include "apps/vexil/console/Event.h"
 #include "apps/vexil/mirror/StoreIndex.h"
 #include "apps/vexil/mirror/VanishedFiles.h"
 #include "apps/vexil/platform/FileFacts.h"
@@ -24,11 +25,19 @@ ExitCode CBackupPreview::run(const CFolderWalker& walker) {
         previewDeletions(walker);
     }
     CConsole& console = m_session.getConsole();
-    console.print("would be backed up: " + formatNumberOf(m_files, "file") + ", " + formatBytes(m_bytes));
-    console.print("unchanged: " + formatNumberOf(m_unchanged, "file"));
+    console.printSummary("would be backed up: " + formatNumberOf(m_files, "file") + ", " +
+                         formatBytes(m_bytes));
+    console.printSummary("unchanged: " + formatNumberOf(m_unchanged, "file"));
     if (m_options.deletes) {
-        console.print("would be deleted: " + formatNumberOf(m_deletions, "file"));
+        console.printSummary("would be deleted: " + formatNumberOf(m_deletions, "file"));
     }
+    console.tell(CEvent("summary")
+                     .flag("complete", true)
+                     .number("planned_files", m_files)
+                     .number("planned_bytes", m_bytes)
+                     .number("unchanged_files", m_unchanged)
+                     .number("planned_deletions", m_deletions)
+                     .number("errors", m_failures));
     return m_failures == 0 ? ExitCode::Done : ExitCode::Incomplete;
 }
 
@@ -47,22 +56,31 @@ void CBackupPreview::onFile(const std::filesystem::path& relativePath) {
     } else {
         ++m_files;
         m_bytes += facts.size;
-        m_session.getConsole().print("would store " + describe(relativePath));
+        tellPlan("store", relativePath);
+    }
+}
+
+void CBackupPreview::tellPlan(const char* action, const std::filesystem::path& relativePath) {
+    CConsole& console = m_session.getConsole();
+    if (console.hasEvents()) {
+        console.tell(CEvent("planned").text("action", action).bytes("path", toBytes(relativePath)));
+    } else {
+        console.print(String("would ") + action + " " + describe(relativePath));
     }
 }
 
 void CBackupPreview::onSkipped(const std::filesystem::path& relativePath, const char* what) {
     std::error_code failure;
     if (!std::filesystem::is_symlink(std::filesystem::symlink_status(m_folder / relativePath, failure))) {
-        m_session.getConsole().message(Verbosity::Warning,
-                                       "would skip " + describe(relativePath) + ": " + what);
+        m_session.getConsole().entryMessage(Verbosity::Warning, "would skip ", describe(relativePath), what,
+                                            toBytes(relativePath));
     }
 }
 
 void CBackupPreview::onProblem(const std::filesystem::path& relativePath, const String& reason) {
     ++m_failures;
-    m_session.getConsole().message(Verbosity::Error,
-                                   "could NOT be backed up: " + describe(relativePath) + ": " + reason);
+    m_session.getConsole().entryMessage(Verbosity::Error, "could NOT be backed up: ", describe(relativePath),
+                                        reason, toBytes(relativePath));
 }
 
 void CBackupPreview::previewDeletions(const CFolderWalker& walker) {
@@ -75,7 +93,7 @@ void CBackupPreview::previewDeletions(const CFolderWalker& walker) {
         return;
     }
     for (const std::filesystem::path& path : vanished.getPaths()) {
-        m_session.getConsole().print("would delete " + describe(path));
+        tellPlan("delete", path);
     }
     m_deletions = static_cast<int64>(vanished.getPaths().size());
 }

@@ -25,6 +25,7 @@ private:
     void onEmptyFolder(const std::filesystem::path&) override {}
     void onProblem(const std::filesystem::path& relativePath, const String& reason) override;
 
+    void tellPlan(const char* action, const std::filesystem::path& relativePath);
     void previewDeletions(const CFolderWalker& walker);
 
     CSession& m_session;

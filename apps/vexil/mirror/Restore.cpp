@@ -2,6 +2,7 @@
 
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/console/ErrorReport.h"
+#include "apps/vexil/console/Event.h"
 #include "apps/vexil/files/MakeFolders.h"
 #include "apps/vexil/files/PartFile.h"
 #include "apps/vexil/index/IndexError.h"
@@ -58,6 +59,7 @@ public:
 
 private:
     void open() {
+        m_restore.tellBegin(*m_stored);
         const fs::path path = m_restore.preparePath(*m_stored);
         m_file = std::make_unique<CPartFile>(path, FileAccess::Usual, m_stored->getContent());
         m_restore.m_namesUnderWay.insert(m_name);
@@ -75,8 +77,10 @@ CRestore::CRestore(CSession& session, IStore& store, const fs::path& folder, boo
     : m_session(session), m_store(store), m_folder(folder), m_progress(session.getConsole()),
       m_leftParts(session.getConsole()) {
     if (usesIndex) {
-        m_facts = std::make_unique<CRestoredFacts>(
-            folder, [this](const String& name, const String& reason) { onProblem(name, reason); });
+        m_facts =
+            std::make_unique<CRestoredFacts>(folder, [this](const std::string& path, const String& reason) {
+                onProblem(describe(toPath(path)), reason, path);
+            });
     }
 }
 
@@ -86,10 +90,10 @@ ExitCode CRestore::run(int jobs) {
     try {
         restoreAll(jobs);
     } catch (const std::exception&) {
-        printReport();
+        printReport(false);
         throw;
     }
-    printReport();
+    printReport(true);
     if (m_progress.getFileCount() + m_failures == 0) {
         m_session.getConsole().message(Verbosity::Warning,
                                        String("vexil: warning: there was nothing to restore; ") +
@@ -107,20 +111,38 @@ void CRestore::restoreAll(int jobs) {
                          "': " + String::fromUTF8Lossy(failure.message()),
                      "system", failure.value());
     }
+    if (m_facts) {
+        m_progress.tellEvents();
+    }
     const std::unique_ptr<IStoreListing> listing = m_store.list();
     CSessionQueue queue(m_session, m_store.getPolicy(), jobs);
     while (std::unique_ptr<IStoredFile> file = findNext(queue, *listing)) {
         CInterrupt::throwIfRequested();
-        if (!takeIndex(file)) {
+        if (takeIndex(file)) {
+            continue;
+        }
+        if (m_facts) {
+            // The listing goes ahead, so that the totals are known.
+            m_progress.expect(1, file->getSize());
+            m_files.push_back(std::move(file));
+        } else {
             restore(queue, std::move(file));
         }
     }
-    queue.finish();
+    m_progress.endCounting();
+    restoreListed(queue);
     for (const std::unique_ptr<IStoredFile>& file : m_filesAlone) {
         fetchAlone(*file);
     }
     m_leftParts.clearAll();
     applyIndex();
+}
+
+void CRestore::restoreListed(CSessionQueue& queue) {
+    for (; !m_files.empty(); m_files.pop_front()) {
+        restore(queue, std::move(m_files.front()));
+    }
+    queue.finish();
 }
 
 /// \return whether the file is the index, which is no file of the user
@@ -148,13 +170,15 @@ void CRestore::applyIndex() {
     try {
         m_facts->apply(CStoreIndex::fetch(m_session, m_store, *m_indexFile));
     } catch (const CIndexError& error) {
-        onProblem("times, modes, links and empty folders", error.getMessage());
+        onProblem("times, modes, links and empty folders", error.getMessage(), CStoreIndex::name);
     }
 }
 
 void CRestore::noteFetched(const IStoredFile& file) {
     if (m_facts) {
         m_facts->noteFetched(file.getRelativePath(), file.getSize());
+        m_session.getConsole().tell(
+            CEvent("file").bytes("path", toBytes(file.getRelativePath())).number("size", file.getSize()));
     }
 }
 
@@ -163,7 +187,7 @@ std::unique_ptr<IStoredFile> CRestore::findNext(CSessionQueue& queue, IStoreList
         return listing.findNext();
     } catch (const std::exception&) {
         // Files that were listed before the error must still be restored.
-        queue.finish();
+        restoreListed(queue);
         throw;
     }
 }
@@ -180,9 +204,16 @@ void CRestore::restore(CSessionQueue& queue, std::unique_ptr<IStoredFile> file) 
     queue.start(std::move(job));
 }
 
+void CRestore::tellBegin(const IStoredFile& file) {
+    if (m_facts) {
+        m_session.getConsole().message(Verbosity::Info, "fetching " + printable(file.getRelativeName()));
+    }
+}
+
 void CRestore::fetchAlone(const IStoredFile& file) {
     try {
         CInterrupt::throwIfRequested();
+        tellBegin(file);
         CFileProgress progress(m_progress, printable(file.getName()));
         const fs::path path = preparePath(file);
         m_leftParts.keep(path, file.getContent());
@@ -221,24 +252,33 @@ void CRestore::onFailure(const IStoredFile& file, const CError& error) {
     if (m_store.getPolicy().diagnose(error).isHopeless()) {
         error.throwClone();
     }
-    onProblem(printable(file.getName()), CErrorReport(error).getLine());
+    onProblem(printable(file.getName()), CErrorReport(error).getLine(), file.getRelativeName().toUTF8());
 }
 
-void CRestore::onProblem(const String& name, const String& reason) {
+void CRestore::onProblem(const String& name, const String& reason, const std::string& path) {
     ++m_failures;
-    m_session.getConsole().message(Verbosity::Error, "NOT restored: " + name + ": " + reason);
+    m_session.getConsole().entryMessage(Verbosity::Error, "NOT restored: ", name, reason, path);
 }
 
-void CRestore::printReport() {
+void CRestore::printReport(bool isComplete) {
     CConsole& console = m_session.getConsole();
     const double seconds = m_progress.getSeconds();
-    console.print("restored: " + formatNumberOf(m_progress.getFileCount(), "file") + ", " +
-                  formatBytes(m_progress.getByteCount()) + " in " + formatSeconds(seconds) + " (" +
-                  formatRate(m_progress.getByteCount(), seconds) + "), " +
-                  formatNumberOf(m_store.getPolicy().getRetryCount(), "retry") + ", " +
-                  formatNumberOf(m_continuations, "continued download"));
+    console.printSummary("restored: " + formatNumberOf(m_progress.getFileCount(), "file") + ", " +
+                         formatBytes(m_progress.getByteCount()) + " in " + formatSeconds(seconds) + " (" +
+                         formatRate(m_progress.getByteCount(), seconds) + "), " +
+                         formatNumberOf(m_store.getPolicy().getRetryCount(), "retry") + ", " +
+                         formatNumberOf(m_continuations, "continued download"));
     if (m_failures > 0) {
-        console.print("FAILED: " + formatNumberOf(m_failures, m_store.getNoun()) + ", named above");
+        console.printSummary("FAILED: " + formatNumberOf(m_failures, m_store.getNoun()) + ", named above");
+    }
+    if (m_facts) {
+        console.tell(CEvent("summary")
+                         .flag("complete", isComplete)
+                         .number("files", m_progress.getFileCount())
+                         .number("bytes", m_progress.getByteCount())
+                         .number("errors", m_failures)
+                         .number("retries", m_store.getPolicy().getRetryCount())
+                         .seconds("seconds", seconds));
     }
 }
 

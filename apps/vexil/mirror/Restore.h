@@ -6,9 +6,11 @@
 #include "apps/vexil/mirror/Store.h"
 #include "vexil/BaseTypes.h"
 
+#include <deque>
 #include <filesystem>
 #include <memory>
 #include <set>
+#include <string>
 #include <vector>
 
 namespace vexil::app {
@@ -37,6 +39,7 @@ private:
 
     void restoreAll(int jobs);
     std::unique_ptr<IStoredFile> findNext(CSessionQueue& queue, IStoreListing& listing);
+    void restoreListed(CSessionQueue& queue);
     void restore(CSessionQueue& queue, std::unique_ptr<IStoredFile> file);
     void fetchAlone(const IStoredFile& file);
     std::filesystem::path preparePath(const IStoredFile& file);
@@ -44,8 +47,9 @@ private:
     void applyIndex();
     void noteFetched(const IStoredFile& file);
     void onFailure(const IStoredFile& file, const CError& error);
-    void onProblem(const String& name, const String& reason);
-    void printReport();
+    void onProblem(const String& name, const String& reason, const std::string& path);
+    void tellBegin(const IStoredFile& file);
+    void printReport(bool isComplete);
     bool isInTheWayOf(const String& name) const;
 
     CSession& m_session;
@@ -54,6 +58,7 @@ private:
     CProgress m_progress;
     CLeftParts m_leftParts;
     std::set<String> m_namesUnderWay;
+    std::deque<std::unique_ptr<IStoredFile>> m_files;        // to fetch, once all are listed
     std::vector<std::unique_ptr<IStoredFile>> m_filesAlone;  // they follow after the others
     std::unique_ptr<CRestoredFacts> m_facts;                 // null if no index is used
     std::unique_ptr<IStoredFile> m_indexFile;                // null if the store has none

@@ -65,7 +65,7 @@ void CRestoredFacts::run(const CIndexEntry& entry, const Work& work) const {
     try {
         work();
     } catch (const CError& error) {
-        m_report(describe(toPath(entry.path)), error.getMessage());
+        m_report(entry.path, error.getMessage());
     }
 }
 

@@ -15,7 +15,7 @@ namespace vexil::app {
 /// empty folders.
 class CRestoredFacts {
 public:
-    using Report = std::function<void(const String& name, const String& reason)>;
+    using Report = std::function<void(const std::string& path, const String& reason)>;
 
     /// \param folder  of the restore
     /// \param report  receives entries that cannot be restored

@@ -4,6 +4,7 @@
 #include "apps/vexil/base/Text.h"
 #include "apps/vexil/console/Console.h"
 #include "apps/vexil/console/ErrorReport.h"
+#include "apps/vexil/console/Event.h"
 #include "apps/vexil/files/FolderWalker.h"
 #include "apps/vexil/mirror/Store.h"
 #include "apps/vexil/mirror/StoreIndex.h"
@@ -81,14 +82,15 @@ int64 CVanishedFiles::remove() {
             m_store.remove(toText(path));
             m_index.noteRemoved(path);
             m_console.message(Verbosity::Info, "deleted " + describe(path));
+            m_console.tell(CEvent("deleted").bytes("path", toBytes(path)));
             ++count;
         } catch (const CError& error) {
             CInterrupt::throwIfRequested();
             if (m_store.getPolicy().diagnose(error).isHopeless()) {
                 throw;
             }
-            m_console.message(Verbosity::Error,
-                              "NOT deleted: " + describe(path) + ": " + CErrorReport(error).getLine());
+            m_console.entryMessage(Verbosity::Error, "NOT deleted: ", describe(path),
+                                   CErrorReport(error).getLine(), toBytes(path));
         }
     }
     removeEmptyFolders();

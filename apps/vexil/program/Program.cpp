@@ -9,6 +9,7 @@
 #include "apps/vexil/command/UsageProblem.h"
 #include "apps/vexil/console/ConsoleLogSink.h"
 #include "apps/vexil/console/ErrorReport.h"
+#include "apps/vexil/console/LogFile.h"
 #include "apps/vexil/console/StandardStreams.h"
 #include "apps/vexil/ftp/Commands.h"
 #include "apps/vexil/http/Commands.h"
@@ -150,12 +151,20 @@ int CProgram::run(int argc, char** argv) {
         errors << toPrintableLines(problem.getText());
         return exitCodeOf(ExitCode::Usage);
     }
-    console.setVerbosity(m_options.verbosity);
+    configure(console);
     const P<zet::ILogSink> logSink = new CConsoleLogSink(console);
     zet::setLogSink(logSink);
-    const int exitCode = runCommand(console);
+    const int exitCode = runWithLogFile(console);
     zet::setLogSink(nullptr);
     return exitCode;
+}
+
+void CProgram::configure(CConsole& console) const {
+    console.setVerbosity(m_options.isQuiet     ? Verbosity::Error
+                         : m_options.isVerbose ? std::max(m_options.verbosity, Verbosity::Info)
+                                               : m_options.verbosity);
+    console.setPrintsSummaries(!m_options.isQuiet);
+    console.setHasEvents(m_options.hasEvents);
 }
 
 int CProgram::showHelp(CConsole& console, const std::string& text) {
@@ -165,6 +174,24 @@ int CProgram::showHelp(CConsole& console, const std::string& text) {
         return reportFailure(console, nullptr, error);
     }
     return exitCodeOf(ExitCode::Done);
+}
+
+int CProgram::runWithLogFile(CConsole& console) {
+    if (m_options.logFile.empty()) {
+        return runCommand(console);
+    }
+    try {
+        CLogFile file(toPath(m_options.logFile));
+        console.setLogFile(&file);
+        const int exitCode = runCommand(console);
+        console.setLogFile(nullptr);
+        if (exitCode == exitCodeOf(ExitCode::Done)) {
+            file.finish();
+        }
+        return exitCode;
+    } catch (const std::exception& error) {
+        return reportFailure(console, nullptr, error);
+    }
 }
 
 int CProgram::runCommand(CConsole& console) {
@@ -425,9 +452,23 @@ void CProgram::addFTPOptions(CLI::App& app) {
         ->transform(oneOf<FTPMaxTLS>({{"1.2", FTPMaxTLS::TLS12}, {"1.3", FTPMaxTLS::TLS13}}));
 }
 
+void CProgram::addReportOptions(CLI::App& app) {
+    CLI::Option* const quiet = app.add_flag("-q,--quiet", m_options.isQuiet, "Print errors only");
+    app.add_flag("-v,--verbose", m_options.isVerbose,
+                 "Also name each file when its transfer begins, and tell of retries")
+        ->excludes(quiet);
+    app.add_flag("--json", m_options.hasEvents,
+                 "Print one JSON object a line on standard output: start, file, warning, error, progress and "
+                 "summary, for other programs");
+    app.add_option("--log-file", m_options.logFile, "Append all messages to this file, with their times")
+        ->type_name("FILE")
+        ->check(notEmpty());
+}
+
 void CProgram::addBackupCommands(CLI::App& app) {
     for (CLI::App* const command :
          {addCommand(app, makeBackup()), addCommand(app, makeSync()), addCommand(app, makeRestore())}) {
+        addReportOptions(*command);
         addS3Options(*command);
         addFTPOptions(*command);
     }

@@ -34,6 +34,8 @@ public:
 
 private:
     static int showHelp(CConsole& console, const std::string& text);
+    void configure(CConsole& console) const;
+    int runWithLogFile(CConsole& console);
     int runCommand(CConsole& console);
     int runCommand(CConsole& console, CVerboseLogFile* verboseLog);
     static int reportFailure(CConsole& console, const CNetRequest* request, const std::exception& error);
@@ -45,6 +47,7 @@ private:
     void addS3Commands(CLI::App& app);
     void addFTPCommands(CLI::App& app);
     void addBackupCommands(CLI::App& app);
+    void addReportOptions(CLI::App& app);
     void addS3Options(CLI::App& app);
     void addFTPOptions(CLI::App& app);
     CLI::App* addCommand(CLI::App& group, std::unique_ptr<CCommand> command);
