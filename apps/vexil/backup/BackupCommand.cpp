@@ -128,7 +128,7 @@ ExitCode CBackupCommand::run(CSession& session) {
     if (m_isDryRun) {
         return CBackupPreview(session, store.get(), index, getOptions()).run(walker);
     }
-    return CBackup(session, store.get(), &index, getOptions()).run(walker, m_upload.getJobs());
+    return CBackup(session, store.get(), &index, getOptions()).run(walker, m_upload.getParts().getJobs());
 }
 
 CBackupOptions CBackupCommand::getOptions() const {

@@ -54,7 +54,7 @@ ExitCode CRestoreCommand::run(CSession& session) {
                                   .bytes("folder", toBytes(folder))
                                   .text("destination", redactURL(String::fromUTF8Lossy(m_destination))));
     COpenStore store(session, destination, m_download);
-    return CRestore(session, store.get(), folder, true).run(m_download.getJobs());
+    return CRestore(session, store.get(), folder, true).run(m_download.getParts().getJobs());
 }
 
 }  // namespace

@@ -23,8 +23,8 @@ bool isOfParts(const String& eTag) {
 CS3TransferSettings makeSettings(CS3Access& access, const CDownloadOptions& options,
                                  CFileProgress& progress) {
     CS3TransferSettings settings;
-    settings.parallelParts = options.getJobs();
-    settings.partSize = options.getPartSize();
+    settings.parallelParts = options.getParts().getJobs();
+    settings.partSize = options.getParts().getSize();
     settings.observer = make<CPartedProgress>(progress);
     settings.requestObserver = makeSessionObserver(access.getSession());
     settings.retryPolicy = access.getRetryPolicy();
@@ -50,7 +50,7 @@ void finish(CS3Access& access, const CPartedDownload& download, const CS3Downloa
 
 bool isReadInParts(const CDownloadOptions& options, int64 size, const String& eTag) {
     const bool isStrong = !eTag.isEmpty() && !eTag.startsWith("W/");
-    return isStrong && (size > options.getLimit() || (size > smallestPart && isOfParts(eTag)));
+    return isStrong && (size > options.getParts().getLimit() || (size > smallestPart && isOfParts(eTag)));
 }
 
 void downloadInParts(CS3Access& access, const CPartedDownload& download, const std::filesystem::path& file,

@@ -51,7 +51,7 @@ ExitCode CS3BackupCommand::run(CSession& session) {
     const CFolderWalker walker(toPath(m_folder), m_excluded);
     CS3Access access(session);
     CS3Store store(access, String::fromUTF8(m_bucket), String::fromUTF8(m_prefix), m_upload);
-    return CBackup(session, store).run(walker, m_upload.getJobs());
+    return CBackup(session, store).run(walker, m_upload.getParts().getJobs());
 }
 
 }  // namespace

@@ -110,8 +110,8 @@ CPartedUpload CS3PutCommand::makePartedUpload() const {
     return {.bucket = String::fromUTF8(m_bucket),
             .key = String::fromUTF8(m_key),
             .options = makeOptions(),
-            .partSize = m_upload.getPartSize(),
-            .jobs = m_upload.getJobs(),
+            .partSize = m_upload.getParts().getSize(),
+            .jobs = m_upload.getParts().getJobs(),
             .check = m_upload.getCheckOfParts()};
 }
 

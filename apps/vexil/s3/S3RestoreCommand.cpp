@@ -47,7 +47,7 @@ ExitCode CS3RestoreCommand::run(CSession& session) {
     const std::string prefix = m_prefixAndFolder.size() > 1 ? m_prefixAndFolder.front() : "";
     CS3Access access(session);
     CS3Store store(access, String::fromUTF8(m_bucket), String::fromUTF8(prefix), m_download);
-    return CRestore(session, store, toPath(m_prefixAndFolder.back())).run(m_download.getJobs());
+    return CRestore(session, store, toPath(m_prefixAndFolder.back())).run(m_download.getParts().getJobs());
 }
 
 }  // namespace

@@ -253,8 +253,8 @@ CPartedUpload CS3Store::makePartedUpload(const String& key, const CS3PutOptions&
     return {.bucket = m_bucket,
             .key = key,
             .options = options,
-            .partSize = m_upload.getPartSize(),
-            .jobs = m_upload.getJobs(),
+            .partSize = m_upload.getParts().getSize(),
+            .jobs = m_upload.getParts().getJobs(),
             .check = m_upload.getCheckOfParts()};
 }
 

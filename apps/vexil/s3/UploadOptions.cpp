@@ -2,7 +2,6 @@
 
 #include "apps/vexil/command/CommandSyntax.h"
 #include "apps/vexil/s3/S3Access.h"
-#include "apps/vexil/transfer/SessionQueue.h"
 
 namespace vexil::app {
 
@@ -13,25 +12,19 @@ constexpr const char* whileSending = "while";
 
 }  // namespace
 
-CUploadOptions::CUploadOptions() : m_jobs(CSessionQueue::defaultCount) {}
-
 void CUploadOptions::define(CCommandSyntax& syntax, const char* jobsHelp) {
-    syntax
-        .number("--part-size", "MIB", m_partSize, 5, 5120,
-                "Send a larger file in parts of this many MiB (default: a file above 64 MiB in parts of 8 "
-                "MiB, or more if it needs more than 10,000)")
-        .number("--jobs", "N", m_jobs, 1, CSessionQueue::maxCount, jobsHelp)
-        .choice("--upload-check", "WHEN", m_check, {before, whileSending},
-                "Compute the checksum before a file is sent (reads it twice), or while it is sent (reads it "
-                "once) (default: while for parts over https, otherwise before)");
+    m_parts.define(syntax, 5, 5120,
+                   "Send a larger file in parts of this many MiB (default: a file above 64 MiB in parts of 8 "
+                   "MiB, or more if it needs more than 10,000)",
+                   jobsHelp);
+    syntax.choice(
+        "--upload-check", "WHEN", m_check, {before, whileSending},
+        "Compute the checksum before a file is sent (reads it twice), or while it is sent (reads it "
+        "once) (default: while for parts over https, otherwise before)");
 }
 
 bool CUploadOptions::isSentInParts(int64 size) const {
-    return size > (m_partSize > 0 ? getPartSize() : defaultLimit);
-}
-
-int64 CUploadOptions::getPartSize() const {
-    return int64{m_partSize} << 20;
+    return size > m_parts.getLimit();
 }
 
 std::optional<S3UploadCheck> CUploadOptions::getCheckOfParts() const {

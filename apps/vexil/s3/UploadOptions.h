@@ -1,5 +1,6 @@
 #pragma once
 
+#include "apps/vexil/s3/PartOptions.h"
 #include "vexil/BaseTypes.h"
 #include "vexil/s3/S3SigningOptions.h"
 
@@ -8,24 +9,16 @@
 
 namespace vexil::app {
 
-class CCommandSyntax;
 class CS3Access;
 
 /// The options of the commands that store files: what is sent in parts, and when the content is checked.
 class CUploadOptions {
 public:
-    /// A larger file is sent in parts: as many of the default size as are sent at once by default.
-    static constexpr int64 defaultLimit = int64{64} << 20;
-
-    CUploadOptions();
-
     /// Adds --part-size, --jobs and --upload-check.
     void define(CCommandSyntax& syntax, const char* jobsHelp);
 
     bool isSentInParts(int64 size) const;
-    /// In bytes; 0 for the default of the library.
-    int64 getPartSize() const;
-    int getJobs() const { return m_jobs; }
+    const CPartOptions& getParts() const { return m_parts; }
     /// Nullopt for the default of the library: over https a part is read once. If its ETag is wrong, it is
     /// sent again before the object is made.
     std::optional<S3UploadCheck> getCheckOfParts() const;
@@ -34,8 +27,7 @@ public:
     S3UploadCheck getCheckOfObjects(CS3Access& access) const;
 
 private:
-    int m_partSize = 0;  // MiB; 0 if it is not given
-    int m_jobs;
+    CPartOptions m_parts;
     std::string m_check;  // "" if it is not given
 };
 
