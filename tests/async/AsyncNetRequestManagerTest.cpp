@@ -2,6 +2,7 @@
 #include "vexil/async/AsyncNetRequestManager.h"
 
 #include "tests/async/AsyncTestSupport.h"
+#include "tests/async/SilentServer.h"
 #include "tests/support/Deadline.h"
 #include "tests/support/ScriptedPeer.h"
 
@@ -889,25 +890,238 @@ TEST_F(ConnectionLimitTest, ARequestThatWaitsIsRemovedAtOnce) {
     EXPECT_EQ(peer.connectionCount(), 2u);
 }
 
-// libcurl 7.88 looks at none of its requests that wait before a connection is free.
-TEST_F(ConnectionLimitTest, ARequestThatWaitsInVainEndsWhenAConnectionIsFree) {
-    manager->setMaxConnectionsPerHost(1);
-    pauseConnections(2);
+// ---- requests that wait inside libcurl
+
+class WaitingRequestTest : public ConnectionLimitTest {
+protected:
+    /// A request has the only connection, and its server does not reply.
+    void occupy(std::size_t connections = 1) {
+        manager->setMaxConnectionsPerHost(1);
+        pauseConnections(connections);
+        addRequests(1);
+        expectOpen(1);
+    }
+    P<OpenRequest> addWaiting(int milliseconds = 0) {
+        const P<OpenRequest> request = makeRequest("/");
+        request->setCancellable(true);
+        if (milliseconds > 0) {
+            request->setFullRequestTimeout(zet::CTimeSpan::fromMilliseconds(milliseconds));
+        }
+        manager->addRequest(request);
+        return request;
+    }
+    bool driveToEndOf(CNetRequest& request) {
+        return driveUntil(*manager, [&] { return request.isAsyncDone(); });
+    }
+    void releaseAll(std::size_t connections = 1) {
+        EXPECT_FALSE(requests[0]->isAsyncDone());
+        peer.release("", connections);
+        finishAll();
+        EXPECT_EQ(peer.connectionCount(), connections);
+    }
+};
+
+TEST_F(WaitingRequestTest, EndsAtItsTimeLimit) {
+    occupy();
+    const P<OpenRequest> waiting = addWaiting(50);
+    const double waited = millisecondsOf([&] { EXPECT_TRUE(driveToEndOf(*waiting)); });
+    EXPECT_GE(waited, 49);
+    const auto error = thrownBy<CCURLError>([&] { waiting->checkAsyncResult(); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getCode(), CURLE_OPERATION_TIMEDOUT);
+    EXPECT_EQ(error->getDomain(), "curl");
+    EXPECT_EQ(error->getResponseCode(), 0);
+    EXPECT_THAT(error->getMessage().toUTF8(), testing::HasSubstr("Connection timed out after "));
+    EXPECT_EQ(manager->getRequestCount(), 1);
+    releaseAll();
+}
+
+TEST_F(WaitingRequestTest, ALimitInSecondsCountsToo) {
+    occupy();
+    const P<OpenRequest> waiting = addWaiting();
+    manager->removeRequest(waiting);
+    waiting->setOptionInt(CURLOPT_TIMEOUT, 1);
+    manager->addRequest(waiting);
+    EXPECT_TRUE(driveToEndOf(*waiting));
+    EXPECT_EQ(codeOf(*waiting), CURLE_OPERATION_TIMEDOUT);
+    releaseAll();
+}
+
+TEST_F(WaitingRequestTest, ItsErrorIsOfTheKindOfOneThatRuns) {
+    occupy();
+    const P<OpenRequest> waiting = addWaiting(50);
+    EXPECT_TRUE(driveToEndOf(*waiting));
+    const auto error = thrownBy<CCURLError>([&] { waiting->checkAsyncResult(); });
+    manager->setMaxConnectionsPerHost(0);
+    peer.onConnection().expectRequest().pause().clientMayLeave();
+    const P<OpenRequest> running = addWaiting(200);
+    EXPECT_TRUE(driveToEndOf(*running));
+    const auto expected = thrownBy<CCURLError>([&] { running->checkAsyncResult(); });
+    ASSERT_TRUE(error && expected);
+    EXPECT_EQ(error->getCode(), expected->getCode());
+    EXPECT_EQ(error->getKind(), expected->getKind());
+    EXPECT_EQ(error->getResponseCode(), expected->getResponseCode());
+    EXPECT_EQ(error->getDomain(), expected->getDomain());
+    peer.release("", 2);
+    finishAll();
+}
+
+TEST_F(WaitingRequestTest, EndsAtOnceIfItIsCancelled) {
+    occupy();
+    const P<OpenRequest> first = addWaiting();
+    const P<OpenRequest> second = addWaiting();
+    expectOpen(1);
+    second->cancel();
+    EXPECT_EQ(manager->handleEvents(&finished), 1);
+    EXPECT_THAT(finished, ElementsAre(second));
+    EXPECT_FALSE(first->isAsyncDone());
+    const auto error = thrownBy<CCURLError>([&] { second->checkAsyncResult(); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->getCode(), CURLE_ABORTED_BY_CALLBACK);
+    EXPECT_THAT(error->getMessage().toUTF8(), testing::HasSubstr("transfer cancelled"));
+    EXPECT_TRUE(manager->removeRequest(first));
+    releaseAll();
+}
+
+TEST_F(WaitingRequestTest, EndsIfItsTokenIsCancelled) {
+    occupy();
+    const P<vexil::CCancelToken> token = new vexil::CCancelToken;
+    const P<OpenRequest> waiting = makeRequest("/");
+    waiting->setCancelToken(token);
+    manager->addRequest(waiting);
+    expectOpen(1);
+    token->cancel();
+    EXPECT_TRUE(driveToEndOf(*waiting));
+    EXPECT_EQ(codeOf(*waiting), CURLE_ABORTED_BY_CALLBACK);
+    releaseAll();
+}
+
+TEST_F(WaitingRequestTest, ThoseWithTheSameLimitEndInTheirOrder) {
+    occupy();
+    TArray<P<CNetRequest>> expected;
+    const P<OpenRequest> late = addWaiting(300);
+    for (int i = 0; i < 20; ++i) {
+        expected.push_back(addWaiting(50));
+    }
+    expected.push_back(late);
+    manager->handleEvents(&finished);
+    while (finished.size() < expected.size()) {
+        manager->waitForEvents(-1);
+        manager->handleEvents(&finished);
+    }
+    EXPECT_EQ(finished, expected);
+    releaseAll();
+}
+
+// libcurl 7.88 may change the order of the others.
+TEST_F(WaitingRequestTest, TheOthersGetTheConnectionLater) {
+    occupy(3);
+    const P<OpenRequest> impatient = addWaiting(50);
+    addRequests(2);
+    EXPECT_TRUE(driveToEndOf(*impatient));
+    for (std::size_t i = 0; i < 3; ++i) {
+        expectOpen(1);
+        EXPECT_EQ(peer.connectionCount(), i + 1);
+        peer.release();
+        EXPECT_TRUE(driveUntil(*manager, [&] { return countDone() == i + 1; }));
+    }
+    finishAll();
+}
+
+TEST_F(WaitingRequestTest, AListenerMayRemoveAnotherThatIsDue) {
+    occupy();
+    const P<OpenRequest> first = addWaiting(50);
+    const P<OpenRequest> second = addWaiting(50);
+    const P<TestListener> listener = new TestListener;
+    listener->then = [&] { EXPECT_TRUE(manager->removeRequest(second)); };
+    first->setDoneListener(listener);
+    EXPECT_TRUE(driveToEndOf(*first));
+    EXPECT_FALSE(second->isAsyncDone());
+    EXPECT_EQ(manager->getRequestCount(), 1);
+    releaseAll();
+}
+
+TEST_F(WaitingRequestTest, AllMayBeRemovedAndAddedAgain) {
+    occupy(2);
+    const P<OpenRequest> waiting = addWaiting(50);
+    manager->removeAllRequests();
+    manager->waitForEvents(60);
+    EXPECT_EQ(manager->handleEvents(&finished), 0);
+    EXPECT_FALSE(waiting->isAsyncDone());
+    peer.release("", 2);
+    manager->addRequest(requests[0]);
+    finishAll();
+}
+
+TEST_F(WaitingRequestTest, OneThatHasWaitedAndRunsIsEndedByLibcurl) {
+    occupy(2);
+    const P<OpenRequest> waiting = addWaiting(1500);
+    expectOpen(1);
+    peer.release();
+    EXPECT_TRUE(driveToEndOf(*requests[0]));
+    EXPECT_TRUE(driveToEndOf(*waiting));
+    const auto error = thrownBy<CCURLError>([&] { waiting->checkAsyncResult(); });
+    ASSERT_TRUE(error);
+    EXPECT_THAT(error->getMessage().toUTF8(), testing::HasSubstr("Operation timed out after "));
+    EXPECT_EQ(peer.connectionCount(), 2u);
+    peer.release();
+}
+
+TEST_F(WaitingRequestTest, ALimitThatIsSetLaterCountsForThoseThatAreThere) {
+    pauseConnections(1);
     addRequests(1);
+    const P<OpenRequest> waiting = addWaiting(100);
+    manager->setMaxTotalConnections(1);
+    EXPECT_TRUE(driveToEndOf(*waiting));
+    EXPECT_EQ(codeOf(*waiting), CURLE_OPERATION_TIMEDOUT);
+    EXPECT_EQ(peer.connectionCount(), 1u);
+    releaseAll();
+}
+
+TEST_F(WaitingRequestTest, OneThatWaitsToShareAConnectionEndsToo) {
+    const SilentServer server;
+    const std::string url = "https" + server.url().substr(4);
+    manager->setWaitForMultiplexing(true);
+    const P<OpenRequest> first = vexil_test::makeRequest(url);
+    const P<OpenRequest> second = vexil_test::makeRequest(url);
+    second->setFullRequestTimeout(zet::CTimeSpan::fromMilliseconds(50));
+    manager->addRequest(first);
+    manager->addRequest(second);
+    EXPECT_TRUE(driveToEndOf(*second));
+    EXPECT_EQ(codeOf(*second), CURLE_OPERATION_TIMEDOUT);
+    EXPECT_FALSE(first->isAsyncDone());
+}
+
+TEST_F(WaitingRequestTest, EndsOnTheWorkerToo) {
+    pauseConnections(1);
+    const P<vexil::CAsyncNetRequestThread> worker = makeWorker();
+    worker->setMaxConnectionsPerHost(1);
+    worker->start();
+    const P<OpenRequest> running = makeRequest("/");
+    worker->addRequest(running);
+    ASSERT_TRUE(peer.waitUntilPaused(1, std::chrono::minutes(1)));
     const P<OpenRequest> impatient = makeRequest("/");
     impatient->setFullRequestTimeout(zet::CTimeSpan::fromMilliseconds(50));
     const P<OpenRequest> cancelled = makeRequest("/");
     cancelled->setCancellable(true);
-    manager->addRequest(impatient);
-    manager->addRequest(cancelled);
-    addRequests(1);
-    expectOpen(1);
+    const P<OpenRequest> cancelledBefore = makeRequest("/");
+    cancelledBefore->setCancellable(true);
+    worker->addRequest(impatient);
+    worker->addRequest(cancelledBefore);
+    cancelledBefore->cancel();
+    worker->addRequest(cancelled);
+    zet::CThread::sleep(20);
     cancelled->cancel();
-    peer.release("", 2);
-    finishAll();
+    for (const P<OpenRequest>& request : {impatient, cancelled, cancelledBefore}) {
+        EXPECT_TRUE(request->waitAsyncDone(60000));
+    }
     EXPECT_EQ(codeOf(*impatient), CURLE_OPERATION_TIMEDOUT);
     EXPECT_EQ(codeOf(*cancelled), CURLE_ABORTED_BY_CALLBACK);
-    EXPECT_EQ(peer.connectionCount(), 2u);
+    EXPECT_EQ(codeOf(*cancelledBefore), CURLE_ABORTED_BY_CALLBACK);
+    EXPECT_FALSE(running->isAsyncDone());
+    peer.release();
+    EXPECT_TRUE(running->waitAsyncDone(60000));
+    worker->stop(true);
 }
 
 TEST_F(AsyncNetRequestManagerResultTest, EachOfManyHasItsOwn) {

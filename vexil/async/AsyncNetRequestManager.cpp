@@ -5,6 +5,7 @@
 #include "vexil/async/EngineCheck.h"
 #include "vexil/async/RunningRequests.h"
 #include "vexil/async/SocketEngine.h"
+#include "vexil/async/WaitingRequests.h"
 #include "vexil/net/CURLError.h"
 #include "vexil/net/ConnectionPools.h"
 #include "vexil/net/GlobalInit.h"
@@ -119,7 +120,18 @@ void CAsyncNetRequestManager::setMaxTotalConnections(int count) {
 
 void CAsyncNetRequestManager::setLimit(const char* place, CURLMoption option, int count) {
     checkConnectionLimit(place, count);
+    if (count > 0) {
+        watchWaiting();
+    }
     check(curl_multi_setopt(m_multi.get(), option, static_cast<long>(count)));
+}
+
+void CAsyncNetRequestManager::watchWaiting() {
+    if (!m_waiting) {
+        auto waiting = std::make_unique<CWaitingRequests>(*m_requests, m_cancelWaker);
+        m_requests->forEach([&](CNetRequest& request) { waiting->add(&request); });
+        m_waiting = std::move(waiting);
+    }
 }
 
 void CAsyncNetRequestManager::setEngine(AsyncEngine engine) {
@@ -172,7 +184,14 @@ void CAsyncNetRequestManager::start(CNetRequest* request) {
         request->setAsyncInfo(false, CURLE_OK);
         CNetRequestCallbacks::beginRate(*request, *m_rateWaiters);
         if (m_waitsForMultiplexing) {
+            watchWaiting();
             curl_easy_setopt(request->getHandle(), CURLOPT_PIPEWAIT, 1L);
+        }
+        // Even if cancelling is off: it may be switched on while the transfer waits to begin.
+        if (m_waiting) {
+            m_waiting->add(request);
+        } else {
+            request->setCancelWaker(m_cancelWaker);
         }
         // Add it to the list first: that may run out of memory, removing it again cannot.
         m_requests->add(request);
@@ -183,11 +202,10 @@ void CAsyncNetRequestManager::start(CNetRequest* request) {
         }
     } catch (...) {
         CNetRequestCallbacks::endRate(*request);
+        request->setCancelWaker(nullptr);
         request->setConnectionPools(nullptr);
         throw;
     }
-    // Even if cancelling is off: it may be switched on while the transfer waits to begin.
-    request->setCancelWaker(m_cancelWaker);
     m_hasTokens = m_hasTokens || request->getCancelToken();
 }
 
@@ -218,6 +236,9 @@ void CAsyncNetRequestManager::stop(const P<CNetRequest>& request) {
     check(curl_multi_remove_handle(m_multi.get(), request->getHandle()));
     if (m_engine) {
         m_engine->drop(request->getHandle());
+    }
+    if (m_waiting) {
+        m_waiting->forget(request);
     }
     CNetRequestCallbacks::endRate(*request);
     request->setCancelWaker(nullptr);
@@ -288,12 +309,37 @@ int CAsyncNetRequestManager::handleEvents(TArray<P<CNetRequest>>* finished) {
         check(code);
     }
     m_performAgain = code == CURLM_CALL_MULTI_PERFORM;
+    if (m_waiting) {
+        m_waiting->endLook();
+    }
     // If all requests are still running, none has ended.
-    return running == getRequestCount() ? 0 : handleFinishedRequests(finished);
+    const int count = running == getRequestCount() ? 0 : handleFinishedRequests(finished);
+    return m_waiting ? count + endWaiting(finished) : count;
+}
+
+/// Ends the requests that wait for a connection and that libcurl does not look at.
+int CAsyncNetRequestManager::endWaiting(TArray<P<CNetRequest>>* finished) {
+    int count = 0;
+    CErrorKeeper errors;
+    CURLcode result = CURLE_OK;
+    while (const P<CNetRequest> request = m_waiting->next(result)) {
+        errors.run([&] {
+            stop(request);
+            if (!isToBeRestarted(request)) {
+                ++count;
+                finish(request, result, finished);
+            }
+        });
+    }
+    errors.rethrow();
+    return count;
 }
 
 CURLMcode CAsyncNetRequestManager::runTransfers(int* running) {
-    if (!usesEngine()) {
+    const bool isByEngine = usesEngine();
+    const bool looksAtTokens = (isByEngine || m_waiting) && isTimeForTokens();
+    const bool mustLook = m_waiting && m_waiting->beginLook(looksAtTokens);
+    if (!isByEngine) {
         m_isByEngine = false;
         return curl_multi_perform(m_multi.get(), running);
     }
@@ -301,19 +347,28 @@ CURLMcode CAsyncNetRequestManager::runTransfers(int* running) {
         // It does not know what has changed meanwhile.
         m_engine->requestAll();
     }
-    noticeCancelled();
+    if (mustLook) {
+        m_engine->requestAll();
+    }
+    noticeCancelled(looksAtTokens);
     return m_engine->run(getRequestCount(), running);
 }
 
-/// A cancelled transfer ends in its progress callback, which libcurl calls only if it looks at the transfer.
-void CAsyncNetRequestManager::noticeCancelled() {
-    bool isCancelled = m_cancelWaker->takeCall();
-    const auto now = std::chrono::steady_clock::now();
-    if (m_hasTokens && now >= m_nextTokenCheck) {
-        m_nextTokenCheck = now + std::chrono::milliseconds(maxWaitWithTokens);
-        isCancelled = isCancelled || m_requests->hasCancelledToken();
+bool CAsyncNetRequestManager::isTimeForTokens() {
+    if (!m_hasTokens) {
+        return false;
     }
-    if (isCancelled) {
+    const auto now = std::chrono::steady_clock::now();
+    if (now < m_nextTokenCheck) {
+        return false;
+    }
+    m_nextTokenCheck = now + std::chrono::milliseconds(maxWaitWithTokens);
+    return true;
+}
+
+/// A cancelled transfer ends in its progress callback, which libcurl calls only if it looks at the transfer.
+void CAsyncNetRequestManager::noticeCancelled(bool looksAtTokens) {
+    if (m_cancelWaker->takeCall() || (looksAtTokens && m_requests->hasCancelledToken())) {
         m_engine->requestAll();
     }
 }
@@ -510,7 +565,10 @@ int CAsyncNetRequestManager::getWaitTime(int timeoutMs) {
     long timeout = 0;
     check(curl_multi_timeout(m_multi.get(), &timeout));
     const int ownLimit = m_hasTokens ? maxWaitWithTokens : maxWait;
-    const int limit = m_isPaused ? ownLimit : m_rateWaiters->getWait(ownLimit);
+    int limit = m_isPaused ? ownLimit : m_rateWaiters->getWait(ownLimit);
+    if (m_waiting) {
+        limit = m_waiting->getWait(limit);
+    }
     const int longest = timeout < 0 || timeout > limit ? limit : static_cast<int>(timeout);
     return timeoutMs < 0 ? longest : std::min(timeoutMs, longest);
 }

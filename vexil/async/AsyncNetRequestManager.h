@@ -22,6 +22,7 @@ class CCancelWaker;
 class CRateWaiters;
 class CRunningRequests;
 class CSocketEngine;
+class CWaitingRequests;
 
 /// Runs many requests at once on the caller's thread, with one libcurl multi handle.
 ///
@@ -63,11 +64,11 @@ public:
     /// \throws CInvalidArgError for a negative count
     void setMaxConnections(int count);
     /// Sets how many connections to one host and port are open at once (CURLMOPT_MAX_HOST_CONNECTIONS). 0,
-    /// the default: no limit. Further requests wait in libcurl until a connection is free, in the order in
-    /// which they were added; removeRequest() removes one at once. Their time limits run from the beginning,
-    /// but libcurl 7.88 ends a request that waits, after a time limit or cancel(), only when a connection is
-    /// free. Pools that are kept apart count apart: those of requests that demand TLS of connections that
-    /// begin in plain, and of CNetRequest::setKeepsOwnConnections().
+    /// the default: no limit. Further requests wait in libcurl until a connection is free, roughly in the
+    /// order in which they were added; removeRequest() removes one at once. A request that waits ends at its
+    /// time limit (CNetRequest::setFullRequestTimeout()) and when it is cancelled. The time to connect begins
+    /// only when it need not wait any more. Pools that are kept apart count apart: those of requests that
+    /// demand TLS of connections that begin in plain, and of CNetRequest::setKeepsOwnConnections().
     /// \throws CInvalidArgError for a negative count
     void setMaxConnectionsPerHost(int count);
     /// The same for all hosts together (CURLMOPT_MAX_TOTAL_CONNECTIONS). A connection that is kept and not in
@@ -167,7 +168,10 @@ private:
     bool hasSelectableEvent();
     void waitByEngine(int timeoutMs);
     CURLMcode runTransfers(int* running);
-    void noticeCancelled();
+    bool isTimeForTokens();
+    void noticeCancelled(bool looksAtTokens);
+    void watchWaiting();
+    int endWaiting(TArray<P<CNetRequest>>* finished);
     int getWaitTime(int timeoutMs);
     bool hasSockets();
 
@@ -189,6 +193,7 @@ private:
     bool m_isByEngine = false;                // the last step was the engine's
     bool m_waitsForMultiplexing = false;
     std::chrono::steady_clock::time_point m_nextTokenCheck;
+    std::unique_ptr<CWaitingRequests> m_waiting;  // null if no request can wait for a connection
 };
 
 }  // namespace vexil

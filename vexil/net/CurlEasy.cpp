@@ -4,6 +4,7 @@
 #include "vexil/net/GlobalInit.h"
 #include "zet/Log.h"
 
+#include <cstdio>
 #include <string>
 
 namespace vexil {
@@ -78,6 +79,7 @@ void CCurlEasy::close(bool hasConnections) noexcept {
 void CCurlEasy::reset() noexcept {
     m_url.clear();
     m_tlsVersions = 0;
+    m_timeLimit = 0;
     clearErrorMessage();
     curl_easy_reset(m_handle.get());
 }
@@ -96,6 +98,10 @@ void CCurlEasy::setInt(CURLoption option, int value) {
     setOption(option, static_cast<long>(value));
     if (option == CURLOPT_SSLVERSION) {
         m_tlsVersions = value;
+    } else if (option == CURLOPT_TIMEOUT_MS) {
+        m_timeLimit = value;
+    } else if (option == CURLOPT_TIMEOUT) {
+        m_timeLimit = int64{value} * 1000;
     }
 }
 
@@ -181,6 +187,11 @@ String CCurlEasy::getErrorMessage() const {
             error, "A CURL function has failed, but the CURL error buffer does not contain valid UTF8 data.");
         return String();
     }
+}
+
+void CCurlEasy::setTimedOutMessage(int64 milliseconds) noexcept {
+    std::snprintf(m_errorBuffer.getData(), CURL_ERROR_SIZE, "Connection timed out after %lld milliseconds",
+                  static_cast<long long>(milliseconds));
 }
 
 void CCurlEasy::check(CURLcode result) const {

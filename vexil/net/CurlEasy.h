@@ -58,6 +58,8 @@ public:
     void setErrorBuffer() { setOption(CURLOPT_ERRORBUFFER, m_errorBuffer.getData()); }
     /// CURLOPT_SSLVERSION: the oldest version, and above 16 bits the newest one.
     int getTLSVersions() const noexcept { return m_tlsVersions; }
+    /// CURLOPT_TIMEOUT_MS and CURLOPT_TIMEOUT, the last one of them, in milliseconds; 0 for no limit.
+    int64 getTimeLimit() const noexcept { return m_timeLimit; }
 
     /// @{
 
@@ -80,6 +82,8 @@ public:
     /// libcurl's text about the last failure; "" if there is none.
     String getErrorMessage() const;
     void clearErrorMessage() noexcept { m_errorBuffer.getData()[0] = '\0'; }
+    /// Sets libcurl's text about a connection that took too long.
+    void setTimedOutMessage(int64 milliseconds) noexcept;
     /// Throws unless the result is CURLE_OK.
     void check(CURLcode result) const;
 
@@ -93,6 +97,7 @@ private:
     CurlEasyHandle m_handle;
     String m_url;
     int m_tlsVersions = 0;
+    int64 m_timeLimit = 0;
     bool m_hasCookieJar = false;  // it was set at least once
 };
 

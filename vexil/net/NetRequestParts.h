@@ -13,6 +13,7 @@
 #include "vexil/net/TransferWatch.h"
 #include "vexil/net/VerboseLog.h"
 
+#include <chrono>
 #include <memory>
 
 namespace vexil {
@@ -130,6 +131,23 @@ struct CNetRequestCallbacks {
     static bool continueLimited(CNetRequest& request) noexcept;
     /// For a manager: whether a transfer waits for its turn under a rate limit.
     static bool isHeldByRate(const CNetRequest& request) noexcept;
+    /// For a manager: whether the transfer is cancelled and has to end.
+    static bool mustEnd(const CNetRequest& request) noexcept { return request.m_parts->watch.mustEnd(); }
+    /// For a manager: the limit of the whole transfer; 0 for none.
+    static std::chrono::milliseconds getTimeLimit(const CNetRequest& request) noexcept {
+        return std::chrono::milliseconds(request.m_parts->curl.getTimeLimit());
+    }
+    /// @{
+
+    /// For a manager that ends a transfer before libcurl does: prepares its error.
+    /// \return whether the transfer is cancelled
+    static bool noteCancelled(CNetRequest& request) noexcept {
+        return request.m_parts->watch.checkCancelled();
+    }
+    static void noteTimedOut(CNetRequest& request, std::chrono::milliseconds waited) noexcept {
+        request.m_parts->curl.setTimedOutMessage(waited.count());
+    }
+    /// @}
 };
 
 }  // namespace vexil

@@ -41,7 +41,7 @@ bool CTransferWatch::isReportDue() noexcept {
 }
 
 bool CTransferWatch::checkCancelled() noexcept {
-    m_isCancelled = m_isRequested || isTokenCancelled();
+    m_isCancelled = mustEnd();
     return m_isCancelled;
 }
 

@@ -44,6 +44,8 @@ public:
     /// \return whether the transfer has to end
     bool checkCancelled() noexcept;
 
+    /// Whether checkCancelled() would return true.
+    bool mustEnd() const noexcept { return m_isRequested || isTokenCancelled(); }
     /// Whether the transfer was cancelled.
     bool isCancelled() const noexcept { return m_isCancelled; }
     /// Whether it was cancelled before it began.
