@@ -38,6 +38,24 @@ void check(CURLMcode code) {
     }
 }
 
+/// The sets of select(), with the sockets that libcurl waits for.
+struct CSocketSets {
+    CSocketSets() {
+        FD_ZERO(&read);
+        FD_ZERO(&write);
+        FD_ZERO(&error);
+    }
+    void add(CURLM* multi) { check(curl_multi_fdset(multi, &read, &write, &error, &highest)); }
+    int select(int count, int milliseconds) {
+        return zet::CPosixSelect::select(count, &read, &write, &error, milliseconds);
+    }
+
+    fd_set read;
+    fd_set write;
+    fd_set error;
+    int highest = -1;  // of libcurl's sockets; -1 for none
+};
+
 /// Makes room for one more element; grows geometrically.
 void reserveOneMore(TArray<P<CNetRequest>>& list) {
     if (list.size() == list.capacity()) {
@@ -488,23 +506,16 @@ bool CAsyncNetRequestManager::waitUntilWoken() {
 
 void CAsyncNetRequestManager::waitBySelect(int timeoutMs) {
     const auto wakeUp = static_cast<curl_socket_t>(m_wakeUp->getDescriptor());
-    fd_set read;
-    fd_set write;
-    fd_set error;
-    FD_ZERO(&read);
-    FD_ZERO(&write);
-    FD_ZERO(&error);
+    CSocketSets sets;
     // First: on Windows a full set accepts no more sockets.
-    FD_SET(wakeUp, &read);
-    int highest = 0;
-    check(curl_multi_fdset(m_multi.get(), &read, &write, &error, &highest));
+    FD_SET(wakeUp, &sets.read);
+    sets.add(m_multi.get());
     int wait = getWaitTime(timeoutMs);
-    if (highest < 0) {
+    if (sets.highest < 0) {
         wait = std::min(wait, maxWaitWithoutSockets);
     }
-    const int count = std::max(highest, static_cast<int>(wakeUp)) + 1;
-    const int ready = zet::CPosixSelect::select(count, &read, &write, &error, wait);
-    if (ready > 0 && FD_ISSET(wakeUp, &read)) {
+    const int ready = sets.select(std::max(sets.highest, static_cast<int>(wakeUp)) + 1, wait);
+    if (ready > 0 && FD_ISSET(wakeUp, &sets.read)) {
         m_wakeUp->clear();
     }
     if (ready == 0 && wait > 0 && !m_requests->isEmpty()) {
@@ -550,15 +561,9 @@ bool CAsyncNetRequestManager::isSocketBeyondSelect() {
 }
 
 bool CAsyncNetRequestManager::hasSelectableEvent() {
-    fd_set read;
-    fd_set write;
-    fd_set error;
-    FD_ZERO(&read);
-    FD_ZERO(&write);
-    FD_ZERO(&error);
-    int highest = -1;
-    check(curl_multi_fdset(m_multi.get(), &read, &write, &error, &highest));
-    return highest >= 0 && zet::CPosixSelect::select(highest + 1, &read, &write, &error, 0) != 0;
+    CSocketSets sets;
+    sets.add(m_multi.get());
+    return sets.highest >= 0 && sets.select(sets.highest + 1, 0) != 0;
 }
 
 int CAsyncNetRequestManager::getWaitTime(int timeoutMs) {
@@ -574,15 +579,9 @@ int CAsyncNetRequestManager::getWaitTime(int timeoutMs) {
 }
 
 bool CAsyncNetRequestManager::hasSockets() {
-    fd_set read;
-    fd_set write;
-    fd_set error;
-    FD_ZERO(&read);
-    FD_ZERO(&write);
-    FD_ZERO(&error);
-    int highest = -1;
-    check(curl_multi_fdset(m_multi.get(), &read, &write, &error, &highest));
-    return highest >= 0;
+    CSocketSets sets;
+    sets.add(m_multi.get());
+    return sets.highest >= 0;
 }
 
 }  // namespace vexil
