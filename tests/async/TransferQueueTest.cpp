@@ -16,6 +16,8 @@
 #include <functional>
 #include <limits>
 #include <memory>
+#include <mutex>
+#include <set>
 #include <string>
 #include <thread>
 #include <utility>
@@ -640,6 +642,30 @@ TEST_F(TransferQueueTest, ThePauseThatTheServerDemandsIsObserved) {
     CTransferQueue queue(new CTransferPolicy(settings), 1);
     queue.start(makeJob("1"));
     EXPECT_THAT(pauses, ElementsAre(100, 100));
+}
+
+TEST_F(TransferQueueTest, TheTriesThatPauseBeginInTheOrderOfTheirTimes) {
+    std::mutex mutex;
+    std::set<std::string> seen;
+    m_peer.setDefaultReply([&](const RecordedRequest& request) {
+        const std::lock_guard<std::mutex> lock(mutex);
+        const std::string name = request.requestLine().substr(5, 3);
+        return seen.insert(name).second
+                   ? "HTTP/1.1 429 Slow\r\nRetry-After: " + name + "\r\nContent-Length: 0\r\n\r\n"
+                   : good;
+    });
+    CRetryPolicy::Settings settings = makeSettings();
+    settings.pauseFactor = 0.001;
+    const P<CTestObserver> observer = new CTestObserver;
+    CTransferQueue queue(new CTransferPolicy(settings), 5, observer);
+    for (const char* const name : {"600", "200", "900", "400", "800"}) {
+        queue.add(makeJob(name));
+    }
+    queue.finish();
+    std::vector<std::string> starts = observer->getStarts();
+    ASSERT_EQ(starts.size(), 10u);
+    starts.erase(starts.begin(), starts.begin() + 5);
+    EXPECT_THAT(starts, ElementsAre("200", "400", "600", "800", "900"));
 }
 
 TEST_F(TransferQueueTest, EachExceptionOfAJobFailsThatJobAlone) {

@@ -254,18 +254,19 @@ void CTransferQueue::handOverDueSlots() {
         return;
     }
     const auto now = Clock::now();
-    // A slot may come back to the end of the list, with a later time.
-    for (std::size_t index = 0; index < m_pausingSlots.size();) {
-        CSlot& slot = *m_pausingSlots[index];
-        if (slot.nextTry > now) {
-            ++index;
-            continue;
-        }
-        m_pausingSlots.erase(m_pausingSlots.begin() + static_cast<std::ptrdiff_t>(index));
+    // A slot may come back, with a later time.
+    while (!m_pausingSlots.empty() && m_pausingSlots.front()->nextTry <= now) {
+        std::pop_heap(m_pausingSlots.begin(), m_pausingSlots.end(), isLaterTry);
+        CSlot& slot = *m_pausingSlots.back();
+        m_pausingSlots.pop_back();
         if (prepare(slot)) {
             handOver(slot);
         }
     }
+}
+
+bool CTransferQueue::isLaterTry(const CSlot* first, const CSlot* second) noexcept {
+    return first->nextTry > second->nextTry;
 }
 
 void CTransferQueue::handleEnd(CSlot& slot) {
@@ -319,6 +320,7 @@ void CTransferQueue::handleFailedTry(CSlot& slot, const CError& error) {
         }
         slot.nextTry = Clock::now() + *pause;
         m_pausingSlots.push_back(&slot);
+        std::push_heap(m_pausingSlots.begin(), m_pausingSlots.end(), isLaterTry);
     } else {
         fallBackOrFail(slot, error);
     }
@@ -364,6 +366,7 @@ void CTransferQueue::goOnOverOne(CSlot& slot) {
     m_running = 0;
     m_count = 1;
     m_freeSlots.clear();
+    m_pausingSlots.clear();
     m_slotOf.clear();
     m_slots.clear();
     // It may keep connections that the server counts.
@@ -460,9 +463,9 @@ int CTransferQueue::getWaitTime() const {
     if (isPaused()) {
         return static_cast<int>(wait.count());
     }
-    const auto now = Clock::now();
-    for (const CSlot* const slot : m_pausingSlots) {
-        wait = std::min(wait, std::chrono::ceil<std::chrono::milliseconds>(slot->nextTry - now));
+    if (!m_pausingSlots.empty()) {
+        const auto left = m_pausingSlots.front()->nextTry - Clock::now();
+        wait = std::min(wait, std::chrono::ceil<std::chrono::milliseconds>(left));
     }
     return std::max(0, static_cast<int>(wait.count()));
 }

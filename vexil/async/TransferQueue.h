@@ -152,6 +152,7 @@ private:
     bool prepare(CSlot& slot);
     void handOver(CSlot& slot);
     void handOverDueSlots();
+    static bool isLaterTry(const CSlot* first, const CSlot* second) noexcept;
     void handleEnd(CSlot& slot);
     void handleFailedTry(CSlot& slot, const CError& error);
     bool isBeyondConnections(const CSlot& slot, const CError& error) const;
@@ -187,7 +188,7 @@ private:
     std::vector<std::unique_ptr<CSlot>> m_slots;
     std::unordered_map<const CNetRequest*, CSlot*> m_slotOf;
     std::vector<CSlot*> m_freeSlots;
-    std::vector<CSlot*> m_pausingSlots;  // between two tries
+    std::vector<CSlot*> m_pausingSlots;  // between two tries: a heap, the next one first
     std::chrono::steady_clock::time_point m_nextProgress;
     int m_running = 0;
     std::atomic<bool> m_isWoken{false};
