@@ -79,7 +79,7 @@ class UsageTest(ProgramTest):
                            ("s3 uploads", "a command is missing after 'vexil s3 uploads': ls or abort"),
                            ("s3 uploads lst b", "there is no command 'vexil s3 uploads lst'. "
                                                 "Did you mean 'vexil s3 uploads ls'?"),
-                           ("", "a command is missing after 'vexil': http, s3, ftp, backup, restore, mail or compare")):
+                           ("", "a command is missing after 'vexil': http, s3, ftp, backup, sync, restore, mail or compare")):
             result = self.run_program(*line.split(), code=2)
             self.assertIn(f"vexil: error: {text}" if text[0] in "a't" else text, result.err)
             self.assertIn("--help' for more information.\n", result.err)

@@ -248,8 +248,14 @@ void CBackup::noteFile(const std::filesystem::path& relativePath, const CFileFac
     ++m_stored;
     if (m_index) {
         m_index->noteStored(relativePath, facts, mark);
-        m_session.getConsole().tell(
-            CEvent("file").bytes("path", toBytes(relativePath)).number("size", facts.size));
+        tellFile(relativePath, facts.size);
+    }
+}
+
+// An event costs time, and there may be very many files.
+void CBackup::tellFile(const std::filesystem::path& relativePath, int64 size) {
+    if (CConsole& console = m_session.getConsole(); console.hasEvents()) {
+        console.tell(CEvent("file").bytes("path", toBytes(relativePath)).number("size", size));
     }
 }
 

@@ -57,6 +57,7 @@ private:
     void onFailure(const std::filesystem::path& relativePath, const CError& error, bool isChanged);
     void onConflict(const String& name, const String& reason);
     void tellBegin(const std::filesystem::path& relativePath);
+    void tellFile(const std::filesystem::path& relativePath, int64 size);
     void printReport(bool isComplete);
 
     CSession& m_session;

@@ -176,9 +176,11 @@ void CRestore::applyIndex() {
 
 void CRestore::noteFetched(const IStoredFile& file) {
     if (m_facts) {
-        m_facts->noteFetched(file.getRelativePath(), file.getSize());
-        m_session.getConsole().tell(
-            CEvent("file").bytes("path", toBytes(file.getRelativePath())).number("size", file.getSize()));
+        const fs::path path = file.getRelativePath();
+        m_facts->noteFetched(path, file.getSize());
+        if (CConsole& console = m_session.getConsole(); console.hasEvents()) {
+            console.tell(CEvent("file").bytes("path", toBytes(path)).number("size", file.getSize()));
+        }
     }
 }
 
