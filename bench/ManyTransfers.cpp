@@ -2,7 +2,11 @@
 
 #include "vexil/async/AsyncNetRequestManager.h"
 #include "vexil/async/AsyncNetRequestThread.h"
+#include "vexil/async/FunctionTransferJob.h"
+#include "vexil/async/TransferPolicy.h"
+#include "vexil/async/TransferQueue.h"
 #include "vexil/net/NetRequest.h"
+#include "vexil/net/RateLimit.h"
 
 #include <algorithm>
 #include <chrono>
@@ -111,6 +115,47 @@ void getAllAtOnce(AsyncEngine engine, int transfers, const std::string& url, int
     }
 }
 
+void runJobs(vexil::CTransferQueue& queue, const String& address, int count) {
+    int done = 0;
+    for (int i = 0; i < count; ++i) {
+        queue.add(vexil::makeTransferJob([&](CNetRequest& request) { request.setURL(address); },
+                                         [&done](CNetRequest&) { ++done; },
+                                         [](const zet::CError& error) { error.throwClone(); }));
+    }
+    queue.finish();
+    require(done == count, "a job has not ended");
+}
+
+/// Small requests as jobs of a queue with so many slots. The first jobs make the connections.
+void getByQueue(int slots, const std::string& url, int count) {
+    vexil::CTransferQueue queue(new vexil::CTransferPolicy, slots);
+    const String address = String::fromUTF8(url);
+    runJobs(queue, address, 2 * slots);
+    const Counted counted;
+    runJobs(queue, address, count);
+}
+
+/// Ten objects of 4 KiB at once under one rate limit, again and again, while others wait for responses.
+void getLimitedBesideIdle(int idleTransfers, const std::string& url, int rounds) {
+    CAsyncNetRequestManager manager;
+    manager.setEngine(AsyncEngine::Sockets);
+    const P<CNetRequest> first = makeRequests(url, 1).front();
+    const Requests idle = addIdle(manager, first, url, idleTransfers);
+    const P<vexil::CRateLimit> limit = new vexil::CRateLimit;
+    limit->setDownloadRate(80 * 1024);
+    const Requests requests = makeRequests(url.substr(0, url.rfind('/')) + "/bucket/object", 10);
+    for (const P<CNetRequest>& request : requests) {
+        vexil::setRateLimit(*request, limit);
+    }
+    const Counted counted;
+    for (int i = 0; i < rounds; ++i) {
+        for (const P<CNetRequest>& request : requests) {
+            manager.addRequest(request);
+        }
+        runUntilLeft(manager, idleTransfers);
+    }
+}
+
 /// One after the other through the worker thread.
 void getByThread(CAsyncNetRequestThread& thread, const std::string& url, int count) {
     const Requests request = makeRequests(url, 1);
@@ -216,6 +261,17 @@ std::map<std::string, Workload> makeManyTransferWorkloads() {
     addForEach("multi-epoll-", getBesideIdle, AsyncEngine::Sockets, 1, {1, 100, 901, 10001});
     addForEach("all-", getAllAtOnce, AsyncEngine::Automatic, 0, {100, 2000});
     addForEach("all-epoll-", getAllAtOnce, AsyncEngine::Sockets, 0, {100, 2000});
+    for (const int slots : {8, 100, 1000}) {
+        workloads["queue-" + std::to_string(slots)] = [slots](const std::string& url, int count) {
+            getByQueue(slots, url, count);
+        };
+    }
+    for (const int transfers : {10, 2000}) {
+        workloads["limited-of-" + std::to_string(transfers)] = [transfers](const std::string& url,
+                                                                           int rounds) {
+            getLimitedBesideIdle(transfers - 10, url, rounds);
+        };
+    }
     for (const int left : {10, 4000}) {
         workloads["remove-" + std::to_string(left)] = [left](const std::string& url, int count) {
             removeOneByOne(left, url, count);

@@ -29,6 +29,11 @@ MOST_POLLED = 900  # libcurl goes through all of them for each request
 ALL_AT_ONCE = {100: 20, 2000: 2}  # transfers, and how often
 REMOVALS = 20
 LEFT_RUNNING = (10, 4000)
+QUEUE_SLOTS = (8, 100, 1000)
+QUEUE_JOBS = 2000
+LIMITED = 10  # at once
+LIMITED_OF = (10, 2000)
+LIMITED_ROUNDS = 10
 IDLE_SECONDS = 5
 LISTED_PAGES = 400
 
@@ -279,6 +284,16 @@ def at_once(bench):
     table("Own instructions of removeRequest() from another thread, beside so many others", ("", "vexil"), rows)
 
 
+def queue_slots(bench):
+    rows = [(f"{slots:,}", number(bench.own_counted(f"queue-{slots}", bench.small_url(), QUEUE_JOBS)))
+            for slots in QUEUE_SLOTS]
+    table("Own instructions a job of a queue with so many slots", ("", "vexil"), rows)
+    rows = [(f"{transfers:,}",
+             number(bench.own_counted(f"limited-of-{transfers}", bench.small_url(), LIMITED_ROUNDS) / LIMITED))
+            for transfers in LIMITED_OF]
+    table("Own instructions a GET of 4 KiB, 10 at once under one rate limit, of so many transfers", ("", "vexil"), rows)
+
+
 def idle_worker(bench):
     bench.counts["wake-ups"] = int(bench.figures("vexil", "idle-worker", bench.small_url(), IDLE_SECONDS)["wake_ups"])
     table(f"Wake-ups of a worker without requests, in {IDLE_SECONDS} s", ("vexil",),
@@ -437,7 +452,7 @@ def main():
     return 0 if are_held else 1
 
 
-COUNTS = (small_counts, s3_counts, s3_counts_over_tls, listing_counts, beside_idle, at_once, idle_worker, body_counts,
+COUNTS = (small_counts, s3_counts, s3_counts_over_tls, listing_counts, beside_idle, at_once, queue_slots, idle_worker, body_counts,
           peaks, heap, program_counts)
 CLOCKS = (wall_clock, thread_clock, removal_clock, listing_clock, parts_clock, stream_clock, program_clock)
 
