@@ -227,6 +227,82 @@ class FolderTest(ProgramTest):
         self.restore()
         self.assertEqual(self.files_in("restored"), wanted)
 
+    def check(self, *arguments, code=0):
+        return self.run_program("check", "home", self.destination, *arguments, *self.options(), code=code)
+
+    def test_a_check_finds_each_difference(self):
+        self.age()
+        self.backup()
+        for arguments in ((), ("--download",)):
+            self.assertIn("compared: 4 files, 3.0 kB, 0 differences", self.check(*arguments).out)
+        self.write("home/a", b"longer")
+        self.write("home/new", b"new")
+        (self.folder / "home/folder/deep/empty").unlink()
+        self.replace("\u00e4", b"\x01\xff")
+        for arguments in ((), ("--download",)):
+            result = self.check(*arguments, code=1)
+            self.assertIn("a: the sizes differ: 6 and 3 bytes\n", result.out)
+            self.assertIn("new: only in 'home'\n", result.out)
+            self.assertIn("folder/deep/empty: only in the destination\n", result.out)
+            self.assertRegex(result.out, "\u00e4: (the contents differ|it was changed after the backup|"
+                             "the bytes at offset 0 differ)")
+            self.assertIn(", 4 differences\n", result.out)
+        result = self.check("--include", "b c*")
+        self.assertIn("compared: 1 file, ", result.out)
+
+    def test_a_check_without_a_difference_of_contents(self):
+        self.age()
+        self.backup()
+        self.write("home/a", b"one")  # the time is another one
+        self.assertIn("0 differences", self.check("--download").out)
+        self.assertEqual(self.check(code=None).code, 0 if self.tells_contents else 1)
+
+    def test_ls_lists_files_with_their_times(self):
+        self.age()
+        self.backup()
+        lines = self.run_program("ls", self.destination, *self.options()).out.splitlines()
+        self.assertEqual(sorted(line.split(None, 2)[2] for line in lines), sorted(FILES))
+        self.assertIn("             3  2020-01-02T03:04:05Z  a", lines)
+        self.replace("a", b"ONE")
+        lines = self.run_program("ls", self.destination, *self.options()).out.splitlines()
+        self.assertEqual([line.split(None, 2)[:2] for line in lines if line.endswith(" a")], [["3", "-"]])
+
+    def remove(self, *arguments, code=0):
+        return self.run_program("rm", self.destination, *arguments, *self.options(), code=code)
+
+    def test_rm_deletes_files_and_keeps_the_index_true(self):
+        self.age()
+        self.backup()
+        before = self.snapshot()
+        self.assertIn("would delete a\n", self.remove("a", "--dry-run").out)
+        self.assertEqual(self.snapshot(), before)
+        result = self.remove("a", "no such", code=3)
+        self.assertIn("NOT deleted: no such: there is no such file\n", result.err)
+        self.assertIn("deleted: 1 file\n", result.out)
+        self.assertEqual(self.stored(), {name: FILES[name] for name in FILES if name != "a"})
+        self.assertFalse([line for line in self.lines() if '"path":"a"' in line])
+        self.assertIn("backed up: 1 file, 3 bytes", self.backup().out)
+        self.remove("folder", code=3)  # it is no file
+        self.assertEqual(self.stored(), FILES)
+
+    def test_rm_deletes_folders_only_if_it_is_allowed_to(self):
+        self.backup()
+        before = self.snapshot()
+        for arguments in (("-r", "folder"), ("--recursive",)):
+            result = self.remove(*arguments, code=2)
+            self.assertIn("--recursive needs --yes where nobody can be asked", result.err)
+        self.assertIn("a PATH or --recursive is needed", self.remove(code=2).err)
+        self.assertEqual(self.snapshot(), before)
+        self.assertIn("deleted: 2 files\n", self.remove("-r", "folder/", "--yes").out)
+        self.assertEqual(self.stored(), {name: FILES[name] for name in ("a", "\u00e4")})
+        self.assertEqual(self.folders_there(), [])
+        self.remove("--recursive", "--yes")
+        self.assertEqual(self.everything(), {})
+
+    def test_a_check_or_ls_of_nothing_is_an_error_or_a_difference(self):
+        self.assertIn(self.check(code=None).code, (1, 3))
+        self.assertIn(self.run_program("ls", self.destination, *self.options(), code=None).code, (0, 3))
+
     def test_a_dry_run_changes_nothing(self):
         self.age()
         result = self.backup("--dry-run")

@@ -118,6 +118,20 @@ class HelpTest(TerminalTest):
             return b""
 
 
+class QuestionTest(TerminalTest):
+    def test_a_recursive_deletion_asks_first(self):
+        for reply, left in (("no", 1), ("", 1), ("yes", 0)):
+            self.server.objects["home/folder/a"] = b"content"
+            keyboard, terminal = pty.openpty()
+            process = self.start("rm", "-r", "s3://bucket/home", "folder", stdin=terminal)
+            os.close(terminal)
+            os.write(keyboard, f"{reply}\n".encode())
+            result = self.finish(process)
+            os.close(keyboard)
+            self.assertIn("Delete 1 entry? Type yes to do it.", result.err)
+            self.assertEqual((result.code, len(self.server.objects)), (0, left), reply)
+
+
 class ProgressTest(TerminalTest):
     def hold(self, *arguments, **options):
         self.server.objects = {"b": BODY}

@@ -62,7 +62,7 @@ class UsageTest(ProgramTest):
     def test_an_unknown_word_is_named_with_the_nearest_known_one(self):
         for line, text in (("htpt get x", "there is no command 'vexil htpt'. Did you mean 'vexil http'?"),
                            ("s3 lst b", "there is no command 'vexil s3 lst'. Did you mean 'vexil s3 ls'?"),
-                           ("rm b k", "there is no command 'vexil rm'. Did you mean 'vexil s3 rm' or 'vexil ftp rm'?"),
+                           ("head b k", "there is no command 'vexil head'. Did you mean 'vexil http head' or 'vexil s3 head'?"),
                            ("hlep s3", "there is no command 'vexil hlep'. Did you mean 'vexil help'?"),
                            ("help s3 restor", "there is no command 'vexil s3 restor'. Did you mean 'vexil s3 restore'?"),
                            ("fpt --help", "there is no command 'vexil fpt'. Did you mean 'vexil ftp'?"),
@@ -79,7 +79,8 @@ class UsageTest(ProgramTest):
                            ("s3 uploads", "a command is missing after 'vexil s3 uploads': ls or abort"),
                            ("s3 uploads lst b", "there is no command 'vexil s3 uploads lst'. "
                                                 "Did you mean 'vexil s3 uploads ls'?"),
-                           ("", "a command is missing after 'vexil': http, s3, ftp, backup, sync, restore, mail or compare")):
+                           ("", "a command is missing after 'vexil': http, s3, ftp, backup, sync, restore, check, ls, rm, "
+                                "mail or compare")):
             result = self.run_program(*line.split(), code=2)
             self.assertIn(f"vexil: error: {text}" if text[0] in "a't" else text, result.err)
             self.assertIn("--help' for more information.\n", result.err)

@@ -10,6 +10,12 @@ namespace vexil::app {
 std::unique_ptr<CCommand> makeBackup();
 /// `vexil sync`: the same, and deletes there what the folder does not have any more.
 std::unique_ptr<CCommand> makeSync();
+/// `vexil check`: compares a folder with what is stored there.
+std::unique_ptr<CCommand> makeCheck();
+/// `vexil ls`: lists what is stored there.
+std::unique_ptr<CCommand> makeList();
+/// `vexil rm`: deletes files there.
+std::unique_ptr<CCommand> makeRemove();
 /// `vexil restore`: fetches it from there.
 std::unique_ptr<CCommand> makeRestore();
 

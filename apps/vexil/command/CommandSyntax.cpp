@@ -29,7 +29,10 @@ CCommandSyntax& CCommandSyntax::optionalArgument(const char* name, std::string& 
 CCommandSyntax& CCommandSyntax::arguments(const char* name, const char* shownAs,
                                           std::vector<std::string>& values, int minimum, int maximum,
                                           const char* help) {
-    m_app->add_option(name, values, help)->required()->expected(minimum, maximum)->option_text(shownAs);
+    m_app->add_option(name, values, help)
+        ->required(minimum > 0)
+        ->expected(minimum, maximum)
+        ->option_text(shownAs);
     return *this;
 }
 

@@ -120,6 +120,8 @@ public:
     /// \return false if the store has another file under that path by now, which stays
     virtual bool replace(CSession& session, const std::filesystem::path& file,
                          const std::filesystem::path& relativePath, const std::optional<String>& mark) = 0;
+    /// Whether a mark is a checksum, so that hasContent() compares contents. False by default.
+    virtual bool isChecksum(const String& /*mark*/) const { return false; }
     /// Whether a stored file of the same size has the content of a local file. Downloads nothing. False, the
     /// default, if the server does not tell.
     /// \param mark   of the stored file

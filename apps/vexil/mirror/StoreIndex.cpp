@@ -44,7 +44,9 @@ void transferAlone(CSession& session, const std::function<void(CFileProgress&)>&
     transfer(file);
 }
 
-void fetchTo(const fs::path& path, CSession& session, IStore& store, const IStoredFile& file) {
+}  // namespace
+
+void CStoreIndex::fetchFile(const fs::path& path, CSession& session, IStore& store, const IStoredFile& file) {
     if (file.isFetchedAlone()) {
         transferAlone(session, [&](CFileProgress& progress) { file.fetchAlone(path, progress); });
         return;
@@ -55,12 +57,10 @@ void fetchTo(const fs::path& path, CSession& session, IStore& store, const IStor
     part.commit();
 }
 
-}  // namespace
-
 std::vector<CIndexEntry> CStoreIndex::fetch(CSession& session, IStore& store, const IStoredFile& file) {
     const CTemporaryFolder folder;
     const fs::path path = folder.getPath() / name;
-    fetchTo(path, session, store, file);
+    fetchFile(path, session, store, file);
     const P<CFileInStream> in = new CFileInStream(path);
     CIndexReader reader(*in);
     std::vector<CIndexEntry> entries;
@@ -90,6 +90,15 @@ void CStoreIndex::load() {
                 CErrorReport(error).getLine());
         return;
     }
+    readListed();
+}
+
+void CStoreIndex::loadAll() {
+    list();
+    readListed();
+}
+
+void CStoreIndex::readListed() {
     if (m_file) {
         read(*m_file);
         dropMissingFiles();
@@ -119,9 +128,9 @@ void CStoreIndex::list() {
             known.isStored = true;
             known.size = file->getSize();
             known.mark = file->getMark().toUTF8();
-        } catch (const CError&) {
+        } catch (const CError& error) {
             // A file that cannot be fetched is stored again.
-            m_isConsistent = false;
+            m_problems.push_back(printable(file->getName()) + ": " + error.getMessage());
         }
     }
 }
@@ -235,6 +244,14 @@ void CStoreIndex::noteRemoved(const fs::path& relativePath) {
     known.isStored = false;
     if (known.entry && known.entry->kind == EntryKind::File) {
         known.entry.reset();
+        m_hasChanged = true;
+    }
+}
+
+void CStoreIndex::forget(const std::string& path) {
+    const auto found = m_paths.find(path);
+    if (found != m_paths.end() && found->second.entry) {
+        found->second.entry.reset();
         m_hasChanged = true;
     }
 }

@@ -35,8 +35,11 @@ public:
     /// it. A store that cannot be listed is reported: then there is no index, and save() does nothing.
     /// \throws the errors of the server; CError for an index of a newer version
     void load();
+    /// The same for a command that needs the listing.
+    /// \throws also the errors of a store that cannot be listed
+    void loadAll();
     /// Whether load() has found nothing but files that can be fetched.
-    bool isConsistent() const noexcept { return m_isConsistent; }
+    bool isConsistent() const noexcept { return m_problems.empty(); }
     /// Whether the store has the content of a local file, as far as the index and the store tell: by size and
     /// time, or by its checksum, for which the file is read. If it has, this is noted.
     bool isUnchanged(const std::filesystem::path& relativePath, const std::filesystem::path& file,
@@ -49,6 +52,20 @@ public:
     /// \param target  of a link
     void note(const std::filesystem::path& relativePath, EntryKind kind, const CFileFacts& facts,
               const std::string& target = {});
+    /// What is known of a path.
+    struct CKnown {
+        std::optional<CIndexEntry> entry;  ///< of the index
+        bool isNoted = false;              ///< the entry says what this backup has found or stored
+        bool isStored = false;             ///< as a file
+        int64 size = 0;                    ///< of the stored file, in bytes
+        std::string mark;                  ///< of the stored file
+    };
+    /// By the paths.
+    using Paths = std::map<std::string, CKnown>;
+
+    const Paths& getPaths() const noexcept { return m_paths; }
+    /// The names of stored files that cannot be fetched, and the reasons, for display.
+    const TArray<String>& getProblems() const noexcept { return m_problems; }
     /// The stored files that this backup has neither found nor stored.
     std::vector<std::filesystem::path> findOthers() const;
     /// The number of files in the store.
@@ -57,6 +74,8 @@ public:
     bool hasFilesBelow(const std::filesystem::path& relativePath) const;
     /// Notes that a file was deleted from the store.
     void noteRemoved(const std::filesystem::path& relativePath);
+    /// Forgets a link or a folder.
+    void forget(const std::string& path);
     /// Forgets links and folders that this backup has not found.
     void forgetOthers();
     /// False if load() could not list the store.
@@ -73,18 +92,14 @@ public:
     /// \throws the errors of the server; CError if it cannot be read
     static std::vector<CIndexEntry> fetch(CSession& session, IStore& store, const IStoredFile& file);
 
-private:
-    /// What is known of a path.
-    struct CKnown {
-        std::optional<CIndexEntry> entry;  // of the index
-        bool isNoted = false;              // the entry says what this backup has found or stored
-        bool isStored = false;             // as a file, when the store was listed
-        int64 size = 0;                    // of the stored file, in bytes
-        std::string mark;                  // of the stored file
-    };
-    using Paths = std::map<std::string, CKnown>;
+    /// Fetches one file of a store while no other transfer runs, without progress.
+    /// \throws the errors of the server, and of writing the file
+    static void fetchFile(const std::filesystem::path& path, CSession& session, IStore& store,
+                          const IStoredFile& file);
 
+private:
     void list();
+    void readListed();
     void read(const IStoredFile& file);
     void dropMissingFiles();
     bool hasContent(const CKnown& known, const std::filesystem::path& relativePath,
@@ -101,7 +116,7 @@ private:
     std::unique_ptr<IStoredFile> m_file;
     bool m_usesTimes = true;
     bool m_hasChanged = false;
-    bool m_isConsistent = true;
+    TArray<String> m_problems;
     bool m_isUsed = true;  // false if the store cannot be listed
 };
 

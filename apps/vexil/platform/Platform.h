@@ -35,6 +35,8 @@ std::vector<std::string> getArguments(int argc, char** argv);
 std::optional<std::string> getEnvironmentVariable(const char* name);
 
 bool isTerminal(StandardStream stream);
+/// Whether standard input is a terminal, where a user can reply.
+bool isInputTerminal();
 /// The width of the terminal in columns; 0 if it is unknown.
 int getTerminalColumns(StandardStream stream);
 

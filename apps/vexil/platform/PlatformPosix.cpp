@@ -74,6 +74,10 @@ bool isTerminal(StandardStream stream) {
     return isatty(getDescriptor(stream)) == 1;
 }
 
+bool isInputTerminal() {
+    return isatty(STDIN_FILENO) == 1;
+}
+
 int getTerminalColumns(StandardStream stream) {
     winsize size = {};
     return ioctl(getDescriptor(stream), TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;

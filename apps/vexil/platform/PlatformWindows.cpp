@@ -106,6 +106,12 @@ bool isTerminal(StandardStream stream) {
     return _isatty(_fileno(stream == StandardStream::Output ? stdout : stderr)) != 0;
 }
 
+// _isatty() takes the null device for a terminal.
+bool isInputTerminal() {
+    DWORD mode = 0;
+    return GetConsoleMode(GetStdHandle(STD_INPUT_HANDLE), &mode) != 0;
+}
+
 int getTerminalColumns(StandardStream stream) {
     CONSOLE_SCREEN_BUFFER_INFO info = {};
     const HANDLE console =

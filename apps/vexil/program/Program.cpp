@@ -466,9 +466,15 @@ void CProgram::addReportOptions(CLI::App& app) {
 }
 
 void CProgram::addBackupCommands(CLI::App& app) {
-    for (CLI::App* const command :
-         {addCommand(app, makeBackup()), addCommand(app, makeSync()), addCommand(app, makeRestore())}) {
+    std::vector<CLI::App*> commands = {addCommand(app, makeBackup()), addCommand(app, makeSync()),
+                                       addCommand(app, makeRestore())};
+    for (CLI::App* const command : commands) {
         addReportOptions(*command);
+    }
+    for (auto make : {makeCheck, makeList, makeRemove}) {
+        commands.push_back(addCommand(app, make()));
+    }
+    for (CLI::App* const command : commands) {
         addS3Options(*command);
         addFTPOptions(*command);
     }

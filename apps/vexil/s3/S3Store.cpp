@@ -323,9 +323,13 @@ void CS3Store::storeObject(CSession& session, const std::filesystem::path& file,
     }
 }
 
+bool CS3Store::isChecksum(const String& mark) const {
+    return m_access.verifiesETags() && !CS3Client::getContentMD5({{"etag", mark}}).isEmpty();
+}
+
 bool CS3Store::hasContent(const String& mark, const std::filesystem::path& relativePath,
                           const std::filesystem::path& file, const std::optional<CFileFacts>& facts) {
-    if (m_access.verifiesETags() && !CS3Client::getContentMD5({{"etag", mark}}).isEmpty()) {
+    if (isChecksum(mark)) {
         CInterruptibleFile content(file);
         return computeMD5(content) == mark.toLower();
     }

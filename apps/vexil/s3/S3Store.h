@@ -42,6 +42,7 @@ public:
     /// The server decides, by If-Match and If-None-Match. One that does not know them replaces the object.
     bool replace(CSession& session, const std::filesystem::path& file,
                  const std::filesystem::path& relativePath, const std::optional<String>& mark) override;
+    bool isChecksum(const String& mark) const override;
     /// Compares MD5s. Of an object in parts, it reads the time from the metadata (HEAD).
     bool hasContent(const String& mark, const std::filesystem::path& relativePath,
                     const std::filesystem::path& file, const std::optional<CFileFacts>& facts) override;
