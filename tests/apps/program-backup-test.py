@@ -315,6 +315,10 @@ class FolderTest(ProgramTest):
         result = self.backup("--dry-run")
         self.assertIn("would be backed up: 1 file, 11 bytes", result.out)
         self.assertIn("unchanged: 3 files", result.out)
+        result = self.restore("--dry-run")
+        self.assertIn("would fetch folder/deep/empty\n", result.out)
+        self.assertIn("would be restored: 4 files, 3.0 kB", result.out)
+        self.assertFalse((self.folder / "restored").exists())
         self.assertEqual(self.snapshot(), before)
 
     def test_what_is_missing_in_the_store_is_stored_again(self):

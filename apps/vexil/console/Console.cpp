@@ -103,6 +103,14 @@ void CConsole::printSummary(const String& line) {
     }
 }
 
+void CConsole::tellPlan(const char* action, const std::filesystem::path& relativePath) {
+    if (m_hasEvents) {
+        tell(CEvent("planned").text("action", action).bytes("path", toBytes(relativePath)));
+    } else {
+        print(String("would ") + action + " " + describe(relativePath));
+    }
+}
+
 void CConsole::tell(const CEvent& event) {
     if (m_hasEvents) {
         const zet::CMutexLock lock(m_mutex);

@@ -4,6 +4,7 @@
 #include "vexil/BaseTypes.h"
 #include "zet/Mutex.h"
 
+#include <filesystem>
 #include <functional>
 #include <ostream>
 #include <string>
@@ -61,6 +62,9 @@ public:
     void progressMessage(const String& line);
     /// Prints a line of a summary on standard output.
     void printSummary(const String& line);
+    /// Prints what would be done with a file, on standard output, or as an event.
+    /// \param action  "store" and the like
+    void tellPlan(const char* action, const std::filesystem::path& relativePath);
     /// Prints an event, if there are events. When this returns, the system has it.
     void tell(const CEvent& event);
 

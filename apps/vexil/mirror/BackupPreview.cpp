@@ -56,16 +56,7 @@ void CBackupPreview::onFile(const std::filesystem::path& relativePath) {
     } else {
         ++m_files;
         m_bytes += facts.size;
-        tellPlan("store", relativePath);
-    }
-}
-
-void CBackupPreview::tellPlan(const char* action, const std::filesystem::path& relativePath) {
-    CConsole& console = m_session.getConsole();
-    if (console.hasEvents()) {
-        console.tell(CEvent("planned").text("action", action).bytes("path", toBytes(relativePath)));
-    } else {
-        console.print(String("would ") + action + " " + describe(relativePath));
+        m_session.getConsole().tellPlan("store", relativePath);
     }
 }
 
@@ -93,7 +84,7 @@ void CBackupPreview::previewDeletions(const CFolderWalker& walker) {
         return;
     }
     for (const std::filesystem::path& path : vanished.getPaths()) {
-        tellPlan("delete", path);
+        m_session.getConsole().tellPlan("delete", path);
     }
     m_deletions = static_cast<int64>(vanished.getPaths().size());
 }

@@ -25,7 +25,6 @@ private:
     void onEmptyFolder(const std::filesystem::path&) override {}
     void onProblem(const std::filesystem::path& relativePath, const String& reason) override;
 
-    void tellPlan(const char* action, const std::filesystem::path& relativePath);
     void previewDeletions(const CFolderWalker& walker);
 
     CSession& m_session;
