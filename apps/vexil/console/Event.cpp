@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 #include <optional>
 
 namespace vexil::app {
@@ -74,19 +75,8 @@ void CEvent::begin(std::string_view name) {
 }
 
 void CEvent::quote(std::string_view value) {
-    m_line += '"';
-    for (const char byte : value) {
-        const auto code = static_cast<unsigned char>(byte);
-        if (byte == '"' || byte == '\\') {
-            m_line += '\\';
-            m_line += byte;
-        } else if (code < 0x20 || code == 0x7F) {
-            m_line += format("\\u%04x", static_cast<unsigned>(code));
-        } else {
-            m_line += byte;
-        }
-    }
-    m_line += '"';
+    using Json = nlohmann::json;
+    m_line += Json(value).dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
 std::string formatMoment(std::chrono::system_clock::time_point moment) {

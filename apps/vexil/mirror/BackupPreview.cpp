@@ -7,6 +7,7 @@
 #include "apps/vexil/mirror/VanishedFiles.h"
 #include "apps/vexil/platform/FileFacts.h"
 #include "apps/vexil/platform/Interrupt.h"
+#include "apps/vexil/platform/Platform.h"
 #include "apps/vexil/session/Session.h"
 
 #include <system_error>
@@ -62,7 +63,7 @@ void CBackupPreview::onFile(const std::filesystem::path& relativePath) {
 
 void CBackupPreview::onSkipped(const std::filesystem::path& relativePath, const char* what) {
     std::error_code failure;
-    if (!std::filesystem::is_symlink(std::filesystem::symlink_status(m_folder / relativePath, failure))) {
+    if (!std::filesystem::is_symlink(getEntryStatus(m_folder / relativePath, failure))) {
         m_session.getConsole().entryMessage(Verbosity::Warning, "would skip ", describe(relativePath), what,
                                             toBytes(relativePath));
     }

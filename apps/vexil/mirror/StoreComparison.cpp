@@ -6,6 +6,7 @@
 #include "apps/vexil/files/TemporaryFolder.h"
 #include "apps/vexil/platform/FileFacts.h"
 #include "apps/vexil/platform/Interrupt.h"
+#include "apps/vexil/platform/Platform.h"
 #include "apps/vexil/session/Session.h"
 
 #include <system_error>
@@ -106,7 +107,7 @@ void CStoreComparison::reportOthers(const CFolderWalker& walker) {
         const fs::path relativePath = toPath(path);
         std::error_code failure;
         if (known.isStored && !walker.leavesOut(relativePath) &&
-            !fs::is_regular_file(fs::symlink_status(m_folder / relativePath, failure))) {
+            !fs::is_regular_file(getEntryStatus(m_folder / relativePath, failure))) {
             onProblem(relativePath, "only in the destination");
         }
     }
