@@ -82,7 +82,6 @@ CIndexEntry completeFile() {
     entry.mode = 04755;
     entry.owner = CEntryOwner{1000, 100};
     entry.eTag = "\"900150983cd24fb0d6963f7d28e17f72\"";
-    entry.md5 = "900150983cd24fb0d6963f7d28e17f72";
     return entry;
 }
 
@@ -104,8 +103,7 @@ TEST(IndexTest, LinesAreJSONThatOtherProgramsRead) {
               "{\"path\":\"photos\",\"type\":\"folder\",\"mode\":\"0700\"}\n"
               "{\"path\":\"photos/a b.jpg\",\"type\":\"file\",\"size\":4404019000000,"
               "\"mtime\":\"1763899200.123456789\",\"mode\":\"4755\",\"uid\":1000,\"gid\":100,"
-              "\"etag\":\"\\\"900150983cd24fb0d6963f7d28e17f72\\\"\","
-              "\"md5\":\"900150983cd24fb0d6963f7d28e17f72\"}\n"
+              "\"etag\":\"\\\"900150983cd24fb0d6963f7d28e17f72\\\"\"}\n"
               "{\"path\":\"l\",\"type\":\"link\",\"target\":\"../x\"}\n"
               "{\"entries\":3}\n");
 }
@@ -209,7 +207,6 @@ TEST(IndexTest, WrongFieldsAreNamed) {
     EXPECT_THAT(problemOf(begin + "\"mode\":\"10000\"}"), HasSubstr("the mode is no octal number"));
     EXPECT_THAT(problemOf(begin + "\"mode\":\"-1\"}"), HasSubstr("the mode is no octal number"));
     EXPECT_THAT(problemOf(begin + "\"uid\":-1,\"gid\":0}"), HasSubstr("the field 'uid' is no whole number"));
-    EXPECT_THAT(problemOf(begin + "\"md5\":\"900\"}"), HasSubstr("the MD5 is not 32 hexadecimal digits"));
     EXPECT_THAT(problemOf("{\"path\":\"f\",\"type\":\"file\",\"size\":-5}"),
                 HasSubstr("the field 'size' is no whole number"));
     EXPECT_THAT(problemOf("{\"path\":\"f\",\"type\":\"file\",\"size\":1.5}"),

@@ -43,7 +43,7 @@ String padLeft(const String& text, std::size_t columns) {
 }
 
 String describeTime(const CStoreIndex::CKnown& known) {
-    const std::optional<CIndexEntry>& entry = known.entry;
+    const std::optional<CEntryFacts>& entry = known.entry;
     const bool isOfThisFile =
         entry && entry->time && (!known.isStored || entry->eTag.empty() || entry->eTag == known.mark);
     return isOfThisFile ? zet::CTimeFields(zet::CTime::fromCTime(entry->time->seconds)).toISODateTime(0)
@@ -64,7 +64,7 @@ ExitCode CListCommand::run(CSession& session) {
         const String size = known.isStored ? String::fromInt(known.size) : String("link");
         console.print(padLeft(size, sizeColumns) + "  " + padLeft(describeTime(known), timeColumns) + "  " +
                       describe(toPath(path)) +
-                      (known.isStored ? String() : " -> " + describe(toPath(known.entry->target))));
+                      (known.isStored ? String() : " -> " + describe(toPath(index.getTarget(path)))));
     }
     for (const String& problem : index.getProblems()) {
         console.message(Verbosity::Error, problem);

@@ -25,7 +25,6 @@ inline constexpr const char* user = "uid";
 inline constexpr const char* group = "gid";
 inline constexpr const char* target = "target";
 inline constexpr const char* eTag = "etag";
-inline constexpr const char* md5 = "md5";
 inline constexpr const char* isUnsettled = "unsettled";
 // After a name: the bytes of the value, which are not UTF-8, as hexadecimal digits.
 inline constexpr const char* bytesSuffix = "_bytes";

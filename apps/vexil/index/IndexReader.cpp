@@ -17,7 +17,6 @@ namespace {
 constexpr int octal = 8;
 constexpr int hexadecimal = 16;
 constexpr int maxMode = 07777;
-constexpr std::size_t md5Length = 32;
 
 template <class Number>
 bool parse(std::string_view text, int base, Number& number) {
@@ -118,13 +117,6 @@ void checkPath(std::string_view path) {
     }
 }
 
-void checkMD5(const std::string& md5) {
-    if (!md5.empty() &&
-        (md5.size() != md5Length || md5.find_first_not_of("0123456789abcdef") != std::string::npos)) {
-        throw CError("the MD5 is not 32 hexadecimal digits");
-    }
-}
-
 CIndexEntry readEntry(const Line& line) {
     CIndexEntry entry;
     entry.path = getText(line, format::path);
@@ -136,8 +128,6 @@ CIndexEntry readEntry(const Line& line) {
     entry.owner = getOwner(line);
     entry.target = getText(line, format::target);
     entry.eTag = getText(line, format::eTag);
-    entry.md5 = getText(line, format::md5);
-    checkMD5(entry.md5);
     entry.isUnsettled = line.value(format::isUnsettled, false);
     if (entry.kind == EntryKind::Link &&
         (entry.target.empty() || entry.target.find('\0') != std::string::npos)) {

@@ -81,7 +81,6 @@ void CIndexWriter::add(const CIndexEntry& entry) {
     }
     setIfGiven(line, format::target, entry.target);
     setIfGiven(line, format::eTag, entry.eTag);
-    setIfGiven(line, format::md5, entry.md5);
     if (entry.isUnsettled) {
         line[format::isUnsettled] = true;
     }

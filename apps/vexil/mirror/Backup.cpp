@@ -96,7 +96,7 @@ void CBackup::store(const CFolderWalker& walker, int jobs) {
     if (m_options.deletes && m_index) {
         deleteVanished(walker);
         storeAll(jobs, [this] {
-            for (const std::filesystem::path& path : m_filesInPlaceOfFolders) {
+            for (const auto& path : m_filesInPlaceOfFolders) {
                 start(path);
             }
         });
@@ -122,7 +122,7 @@ void CBackup::storeAll(int jobs, const std::function<void()>& startAll) {
         }
         queue.finish();
     }
-    for (const std::filesystem::path& path : std::exchange(m_filesAlone, {})) {
+    for (const auto& path : std::exchange(m_filesAlone, {})) {
         storeAlone(path);
     }
 }
@@ -155,7 +155,7 @@ void CBackup::onFile(const std::filesystem::path& relativePath) {
         return;
     }
     if (m_options.deletes && m_index && m_store.hasFolders() && m_index->hasFilesBelow(relativePath)) {
-        m_filesInPlaceOfFolders.push_back(relativePath);
+        m_filesInPlaceOfFolders.push_back(relativePath.native());
         return;
     }
     start(relativePath);
@@ -169,7 +169,7 @@ void CBackup::start(const std::filesystem::path& relativePath) {
         m_progress.expect(1, size);
     }
     if (!failure && m_store.isStoredAlone(size)) {
-        m_filesAlone.push_back(relativePath);
+        m_filesAlone.push_back(relativePath.native());
     } else if (m_index) {
         // The walk goes ahead, so that the totals are known.
         m_files.push_back(relativePath.native());

@@ -68,8 +68,9 @@ private:
     const CBackupOptions m_options;
     CSessionQueue* m_queue = nullptr;                        // while the folder is walked
     std::deque<std::filesystem::path::string_type> m_files;  // to store, once the folder is walked
-    TArray<std::filesystem::path> m_filesAlone;
-    TArray<std::filesystem::path> m_filesInPlaceOfFolders;  // of the store
+    // Paths need ten times the memory of their texts.
+    TArray<std::filesystem::path::string_type> m_filesAlone;
+    TArray<std::filesystem::path::string_type> m_filesInPlaceOfFolders;  // of the store
     int64 m_unchanged = 0;
     int64 m_unchangedBytes = 0;
     int64 m_links = 0;

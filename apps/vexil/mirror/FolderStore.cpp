@@ -12,6 +12,10 @@
 #include "apps/vexil/session/Session.h"
 
 #include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdint>
+#include <string>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -46,11 +50,20 @@ void copy(const fs::path& from, const fs::path& to, CFileProgress& progress) {
     progress.complete(size);
 }
 
+/// The time in few characters: there may be very many marks in memory.
+String makeMark(const CFileTime& time) {
+    std::array<char, 2 * sizeof(std::uint64_t)> digits{};
+    const auto nanoseconds = static_cast<std::uint64_t>(time.seconds) * 1'000'000'000U +
+                             static_cast<std::uint64_t>(time.nanoseconds);
+    const auto [end, unused] = std::to_chars(digits.data(), digits.data() + digits.size(), nanoseconds, 36);
+    return String::fromUTF8(std::string(digits.data(), end));
+}
+
 /// "" if the file cannot be read.
 String makeMark(const fs::path& path) {
     std::error_code failure;
     const CFileFacts facts = readFileFacts(path, failure);
-    return failure ? String() : String::fromUTF8(facts.time.toText());
+    return failure ? String() : makeMark(facts.time);
 }
 
 fs::path toPathWithin(const String& relativeName) {
@@ -73,12 +86,13 @@ fs::path toPathWithin(const String& relativeName) {
 
 class CFolderStore::CFile : public IStoredFile {
 public:
+    /// \param folder   must outlive it
     /// \param problem  why it cannot be fetched; "" if it can
     CFile(const fs::path& folder, const fs::path& relativePath, int64 size, const String& problem)
-        : m_folder(folder), m_relativePath(relativePath), m_size(size), m_problem(problem) {}
+        : m_folder(folder), m_relativePath(relativePath.native()), m_size(size), m_problem(problem) {}
 
     String getName() const override { return describe(m_folder / m_relativePath); }
-    String getRelativeName() const override { return describe(m_relativePath); }
+    String getRelativeName() const override { return describe(fs::path(m_relativePath)); }
     fs::path getRelativePath() const override {
         if (!m_problem.isEmpty()) {
             throw CError(m_problem);
@@ -98,14 +112,15 @@ public:
     }
 
 private:
-    fs::path m_folder;
-    fs::path m_relativePath;
+    const fs::path& m_folder;
+    fs::path::string_type m_relativePath;  // a path would need ten times the memory
     int64 m_size;
     String m_problem;
 };
 
 class CFolderStore::CListing : public IStoreListing {
 public:
+    /// Both must outlive it and its files.
     CListing(CConsole& console, const fs::path& folder) : m_console(console), m_folder(folder) {}
 
     std::unique_ptr<IStoredFile> findNext() override;
@@ -122,7 +137,7 @@ private:
     std::unique_ptr<IStoredFile> visit(const fs::path& relativePath);
 
     CConsole& m_console;
-    fs::path m_folder;
+    const fs::path& m_folder;
     bool m_hasBegun = false;
     std::vector<CFolder> m_open;  // from the first folder down to the current one
 };
@@ -239,7 +254,7 @@ bool CFolderStore::replace(CSession& session, const fs::path& file, const fs::pa
 
 bool CFolderStore::hasContent(const String& mark, const fs::path&, const fs::path&,
                               const std::optional<CFileFacts>& facts) {
-    return facts && mark == String::fromUTF8(facts->time.toText());
+    return facts && mark == makeMark(facts->time);
 }
 
 void CFolderStore::replaceByFolder(const fs::path& file) {

@@ -28,9 +28,8 @@ constexpr int64 settlingSeconds = 2;
 // Each try reads the index that another backup has written meanwhile.
 constexpr int maxTriesToWrite = 10;
 
-CIndexEntry makeEntry(const fs::path& relativePath, EntryKind kind, const CFileFacts& facts) {
-    CIndexEntry entry;
-    entry.path = toBytes(relativePath);
+CEntryFacts makeEntry(EntryKind kind, const CFileFacts& facts) {
+    CEntryFacts entry;
     entry.kind = kind;
     entry.size = facts.size;
     entry.time = facts.time;
@@ -58,16 +57,21 @@ void CStoreIndex::fetchFile(const fs::path& path, CSession& session, IStore& sto
 }
 
 std::vector<CIndexEntry> CStoreIndex::fetch(CSession& session, IStore& store, const IStoredFile& file) {
+    std::vector<CIndexEntry> entries;
+    fetch(session, store, file, [&entries](CIndexEntry&& entry) { entries.push_back(std::move(entry)); });
+    return entries;
+}
+
+void CStoreIndex::fetch(CSession& session, IStore& store, const IStoredFile& file,
+                        const std::function<void(CIndexEntry&&)>& onEntry) {
     const CTemporaryFolder folder;
     const fs::path path = folder.getPath() / name;
     fetchFile(path, session, store, file);
     const P<CFileInStream> in = new CFileInStream(path);
     CIndexReader reader(*in);
-    std::vector<CIndexEntry> entries;
     while (auto entry = reader.findNext()) {
-        entries.push_back(std::move(*entry));
+        onEntry(std::move(*entry));
     }
-    return entries;
 }
 
 void CStoreIndex::load() {
@@ -137,10 +141,12 @@ void CStoreIndex::list() {
 
 void CStoreIndex::read(const IStoredFile& file) {
     try {
-        for (CIndexEntry& entry : fetch(m_session, m_store, file)) {
-            CKnown& known = m_paths[entry.path];
-            known.entry = std::move(entry);
-        }
+        fetch(m_session, m_store, file, [this](CIndexEntry&& entry) {
+            if (entry.kind == EntryKind::Link) {
+                m_targets[entry.path] = std::move(entry.target);
+            }
+            m_paths[entry.path].entry = std::move(entry);
+        });
     } catch (const CIndexVersionError&) {
         // An older program must not replace it.
         throw;
@@ -163,9 +169,9 @@ bool CStoreIndex::isUnchanged(const fs::path& relativePath, const fs::path& file
     if (!m_isUsed || found == m_paths.end() || !hasContent(found->second, relativePath, file, facts)) {
         return false;
     }
-    CIndexEntry entry = makeEntry(relativePath, EntryKind::File, facts);
+    CEntryFacts entry = makeEntry(EntryKind::File, facts);
     entry.eTag = found->second.mark;
-    noteEntry(std::move(entry));
+    noteEntry(toBytes(relativePath), std::move(entry));
     return true;
 }
 
@@ -174,7 +180,7 @@ bool CStoreIndex::hasContent(const CKnown& known, const fs::path& relativePath, 
     if (!known.isStored || known.size != facts.size) {
         return false;
     }
-    const std::optional<CIndexEntry>& entry = known.entry;
+    const std::optional<CEntryFacts>& entry = known.entry;
     const bool isKnown = entry && entry->kind == EntryKind::File && entry->size == facts.size &&
                          entry->time == facts.time &&
                          (entry->eTag.empty() || known.mark.empty() || entry->eTag == known.mark);
@@ -187,25 +193,27 @@ bool CStoreIndex::hasContent(const CKnown& known, const fs::path& relativePath, 
 }
 
 void CStoreIndex::noteStored(const fs::path& relativePath, const CFileFacts& facts, const String& mark) {
-    CIndexEntry entry = makeEntry(relativePath, EntryKind::File, facts);
+    CEntryFacts entry = makeEntry(EntryKind::File, facts);
     entry.isUnsettled = !isSettled(facts);
     entry.eTag = mark.toUTF8();
-    CKnown& known = m_paths[entry.path];
+    CKnown& known = m_paths[toBytes(relativePath)];
     known.isStored = true;
     known.size = facts.size;
     known.mark = entry.eTag;
-    noteEntry(std::move(entry));
+    noteEntry(toBytes(relativePath), std::move(entry));
 }
 
 void CStoreIndex::note(const fs::path& relativePath, EntryKind kind, const CFileFacts& facts,
                        const std::string& target) {
-    CIndexEntry entry = makeEntry(relativePath, kind, facts);
-    entry.target = target;
-    noteEntry(std::move(entry));
+    const std::string path = toBytes(relativePath);
+    if (kind == EntryKind::Link && std::exchange(m_targets[path], target) != target) {
+        m_hasChanged = true;
+    }
+    noteEntry(path, makeEntry(kind, facts));
 }
 
-void CStoreIndex::noteEntry(CIndexEntry entry) {
-    CKnown& known = m_paths[entry.path];
+void CStoreIndex::noteEntry(const std::string& path, CEntryFacts entry) {
+    CKnown& known = m_paths[path];
     known.isNoted = true;
     if (known.entry != entry) {
         known.entry = std::move(entry);
@@ -280,9 +288,10 @@ bool CStoreIndex::write() {
     const fs::path path = folder.getPath() / name;
     const P<zet::CFileOutStream> out = new zet::CFileOutStream(path);
     CIndexWriter writer(*out);
-    for (const auto& [unused, known] : m_paths) {
+    for (const auto& [entryPath, known] : m_paths) {
         if (known.entry) {
-            writer.add(*known.entry);
+            const bool isLink = known.entry->kind == EntryKind::Link;
+            writer.add({*known.entry, entryPath, isLink ? m_targets.at(entryPath) : std::string()});
         }
     }
     writer.finish();
@@ -293,20 +302,21 @@ bool CStoreIndex::write() {
 /// Reads what another backup has written, and adds what this one has noted.
 void CStoreIndex::takeOver() {
     const Paths noted = std::exchange(m_paths, Paths());
+    const std::map<std::string, std::string> targets = std::exchange(m_targets, {});
     m_file.reset();
     m_mark.reset();
     m_hasChanged = false;
     load();
-    merge(noted);
+    merge(noted, targets);
 }
 
-void CStoreIndex::merge(const Paths& noted) {
+void CStoreIndex::merge(const Paths& noted, const std::map<std::string, std::string>& targets) {
     for (const auto& [path, mine] : noted) {
         if (!mine.isNoted || !mine.entry) {
             continue;
         }
         CKnown& known = m_paths[path];
-        CIndexEntry entry = *mine.entry;
+        CEntryFacts entry = *mine.entry;
         if (entry.kind == EntryKind::File) {
             if (!known.isStored) {
                 continue;  // somebody has deleted it
@@ -318,7 +328,11 @@ void CStoreIndex::merge(const Paths& noted) {
             // Without marks nobody knows whose file it is.
             entry.isUnsettled = entry.isUnsettled || !isMine || known.mark.empty();
         }
-        noteEntry(std::move(entry));
+        if (entry.kind == EntryKind::Link) {
+            m_targets[path] = targets.at(path);
+            m_hasChanged = true;
+        }
+        noteEntry(path, std::move(entry));
     }
 }
 

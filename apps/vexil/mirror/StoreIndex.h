@@ -4,6 +4,7 @@
 #include "apps/vexil/mirror/Store.h"
 #include "apps/vexil/platform/FileFacts.h"
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -54,7 +55,7 @@ public:
               const std::string& target = {});
     /// What is known of a path.
     struct CKnown {
-        std::optional<CIndexEntry> entry;  ///< of the index
+        std::optional<CEntryFacts> entry;  ///< of the index
         bool isNoted = false;              ///< the entry says what this backup has found or stored
         bool isStored = false;             ///< as a file
         int64 size = 0;                    ///< of the stored file, in bytes
@@ -64,6 +65,8 @@ public:
     using Paths = std::map<std::string, CKnown>;
 
     const Paths& getPaths() const noexcept { return m_paths; }
+    /// The target of a link.
+    const std::string& getTarget(const std::string& path) const { return m_targets.at(path); }
     /// The names of stored files that cannot be fetched, and the reasons, for display.
     const TArray<String>& getProblems() const noexcept { return m_problems; }
     /// The stored files that this backup has neither found nor stored.
@@ -98,21 +101,24 @@ public:
                           const IStoredFile& file);
 
 private:
+    static void fetch(CSession& session, IStore& store, const IStoredFile& file,
+                      const std::function<void(CIndexEntry&&)>& onEntry);
     void list();
     void readListed();
     void read(const IStoredFile& file);
     void dropMissingFiles();
     bool hasContent(const CKnown& known, const std::filesystem::path& relativePath,
                     const std::filesystem::path& file, const CFileFacts& facts) const;
-    void noteEntry(CIndexEntry entry);
+    void noteEntry(const std::string& path, CEntryFacts entry);
     bool write();
     void takeOver();
-    void merge(const Paths& noted);
+    void merge(const Paths& noted, const std::map<std::string, std::string>& targets);
 
     CSession& m_session;
     IStore& m_store;
     Paths m_paths;
-    std::optional<String> m_mark;  // of the index that load() has found
+    std::map<std::string, std::string> m_targets;  // of links, by path
+    std::optional<String> m_mark;                  // of the index that load() has found
     std::unique_ptr<IStoredFile> m_file;
     bool m_usesTimes = true;
     bool m_hasChanged = false;

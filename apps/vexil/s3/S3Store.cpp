@@ -21,6 +21,7 @@
 #include <algorithm>
 #include <deque>
 #include <exception>
+#include <string>
 #include <vector>
 
 namespace vexil::app {
@@ -74,49 +75,52 @@ public:
     /// The store must outlive it.
     /// \param problem  why it cannot become a file; "" if it can
     CObject(const CS3Store& store, const CS3ListObjectsElement& element, const String& problem)
-        : m_store(store), m_key(element.getKey()), m_size(element.getSize()), m_eTag(element.getETag()),
-          m_problem(problem) {}
+        : m_store(store), m_key(element.getKey().toUTF8()), m_size(element.getSize()),
+          m_eTag(element.getETag().toUTF8()), m_problem(problem) {}
 
-    String getName() const override { return m_key; }
-    String getRelativeName() const override { return m_key.substr(m_store.m_prefix.length()); }
+    String getName() const override { return getKey(); }
+    String getRelativeName() const override { return getKey().substr(m_store.m_prefix.length()); }
     std::filesystem::path getRelativePath() const override {
         if (!m_problem.isEmpty()) {
             throw CError(m_problem);
         }
-        return makeRelativePath(m_store.m_prefix, m_key);
+        return makeRelativePath(m_store.m_prefix, getKey());
     }
     int64 getSize() const override { return m_size; }
-    String getMark() const override { return makeObjectMark(m_eTag); }
+    String getMark() const override { return makeObjectMark(getETag()); }
     // Without an MD5 nobody can tell whether the part was changed since.
     String getContent() const override {
         if (isFetchedAlone()) {
             return getPartedDownload().getContent();
         }
         const bool isProvable =
-            m_store.m_access.verifiesETags() && !CS3Client::getContentMD5({{"etag", m_eTag}}).isEmpty();
-        return isProvable ? m_eTag + " " + String::fromInt(m_size) : String();
+            m_store.m_access.verifiesETags() && !CS3Client::getContentMD5({{"etag", getETag()}}).isEmpty();
+        return isProvable ? getETag() + " " + String::fromInt(m_size) : String();
     }
     std::unique_ptr<IDownload> makeDownload(const P<CPartStream>& out) const override {
         auto download =
-            std::make_unique<CObjectDownload>(m_store.m_access, m_store.m_bucket, m_key, out.get());
+            std::make_unique<CObjectDownload>(m_store.m_access, m_store.m_bucket, getKey(), out.get());
         if (out->getSize() > 0) {
             // Request at least one byte, so that the server can confirm that the object is the same.
-            download->goOn(*out, std::min(out->getSize(), m_size - 1), m_eTag);
+            download->goOn(*out, std::min(out->getSize(), m_size - 1), getETag());
         }
         return download;
     }
-    bool isFetchedAlone() const override { return isReadInParts(m_store.m_download, m_size, m_eTag); }
+    bool isFetchedAlone() const override { return isReadInParts(m_store.m_download, m_size, getETag()); }
     void fetchAlone(const std::filesystem::path& file, CFileProgress& progress) const override {
         downloadInParts(m_store.m_access, getPartedDownload(), file, progress);
     }
 
 private:
-    CPartedDownload getPartedDownload() const { return {m_store.m_bucket, m_key, m_store.m_download}; }
+    String getKey() const { return String::fromUTF8(m_key); }
+    String getETag() const { return String::fromUTF8(m_eTag); }
+    CPartedDownload getPartedDownload() const { return {m_store.m_bucket, getKey(), m_store.m_download}; }
 
     const CS3Store& m_store;
-    String m_key;
+    // In UTF-8: a restore keeps all of them in memory.
+    std::string m_key;
     int64 m_size;
-    String m_eTag;
+    std::string m_eTag;
     String m_problem;
 };
 
