@@ -71,6 +71,31 @@ class BackupTest(StrictServerTest):
         self.assertNotIn("cannot fetch it", self.ftp("backup", "f", self.place).err)
 
 
+class DestinationTest(StrictServerTest):
+    def run_to(self, command, *arguments, **options):
+        return self.run_program(command, *arguments, "--ca-bundle", self.authority, **options)
+
+    def test_a_backup_is_incremental_and_keeps_times(self):
+        self.make_files(30)
+        long_ago = 1_580_702_706
+        for path in (self.folder / "f").rglob("*"):
+            os.utime(path, (long_ago, long_ago))
+        for server in (PROFTPD_STRICT, PROFTPD):
+            self.use(server)
+            url = f"ftp://{self.environment['VEXIL_FTP_SERVER']}{self.place}"
+            self.assertIn("backed up: 30 files, ", self.run_to("backup", "f", url).out)
+            self.assertIn("backed up: 0 files, ", self.run_to("backup", "f", url).out)
+            self.assertEqual((self.stored / "0/0").stat().st_mtime, long_ago)
+            (self.stored / ".vexil-index.gz").unlink()
+            self.assertIn("backed up: 0 files, ", self.run_to("backup", "f", url).out)
+            self.assertIn("0 differences", self.run_to("check", "f", url, "--download").out)
+            self.assertEqual(len(self.run_to("ls", url).out.splitlines()), 30)
+            self.run_to("restore", url, f"r{server[1]}")
+            self.assertEqual((self.folder / f"r{server[1]}/0/0").stat().st_mtime, long_ago)
+            self.run_to("rm", "-r", url, "--yes")
+            self.assertEqual(list(self.stored.rglob("*")), [])
+
+
 class CommandTest(StrictServerTest):
     def test_one_file_through_all_commands(self):
         body = os.urandom(300000)
