@@ -607,6 +607,23 @@ class S3Test(FolderTest):
         self.server.faults[f"my home/{INDEX}"] = [
             Fault(then=lambda: self.run_program("backup", "second", self.destination))]
 
+    def test_a_file_that_changes_is_stored_once_more(self):
+        def change():
+            with open(self.folder / "home/a", "ab") as file:
+                file.write(b"+")
+
+        self.age()
+        self.server.faults["my home/a"] = [Fault(then=change)]
+        result = self.backup()
+        self.assertIn("backed up: 4 files", result.out)
+        self.assertEqual(self.stored(), {**FILES, "a": b"one+"})
+        self.age("a")
+        self.server.faults["my home/a"] = [Fault(then=change), Fault(then=change)]
+        self.write("home/a", b"another")
+        result = self.backup(code=5)
+        self.assertRegex(result.err, "NOT backed up: a: the file was changed while it was backed up")
+        self.assertEqual(self.server.faults["my home/a"], [])
+
     def test_two_backups_at_once_end_with_a_true_index(self):
         self.age()
         for _ in ("a first index", "one that exists"):

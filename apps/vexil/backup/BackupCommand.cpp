@@ -100,8 +100,8 @@ changed since the last backup is not stored again. Beside the files stands an in
 keeps times, modes, links and empty folders. Without it, files are recognised by their MD5 or their time on
 the server. With --checksum only the MD5 counts: where there are no MD5s, all files are stored again. Files
 of the same names are replaced, each when the new one is complete; others stay. Special files are listed and
-skipped. Files that cannot be read or that change during the backup are listed; the rest is stored and the
-exit code is 5. What is skipped, or left out by an option, does not change the exit code. Where a file and a
+skipped. A file that changes while it is stored is stored once more. Files that cannot be read or that change
+again are listed; the rest is stored and the exit code is 5. What is skipped, or left out by an option, does not change the exit code. Where a file and a
 folder change places, the new folder replaces the old file; the new file replaces the old folder only with
 --delete, otherwise it is listed. --part-size and --upload-check are for S3.
 

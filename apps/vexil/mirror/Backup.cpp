@@ -55,7 +55,7 @@ public:
     }
 
     void onFailure(const CError& error) override {
-        m_backup.onFailure(m_relativePath, error, m_upload && !m_isStored && m_file->hasChanged());
+        m_backup.onFailure(m_relativePath, error, getChange(m_upload ? m_file : nullptr, m_isStored));
     }
 
 private:
@@ -92,7 +92,9 @@ void CBackup::store(const CFolderWalker& walker, int jobs) {
         m_index->load();
     }
     m_store.beginUploads();
+    m_triesChangedAgain = m_index != nullptr;
     storeAll(jobs, [&] { walker.walk(*this); });
+    storeChanged(jobs);
     if (m_options.deletes && m_index) {
         deleteVanished(walker);
         storeAll(jobs, [this] {
@@ -125,6 +127,16 @@ void CBackup::storeAll(int jobs, const std::function<void()>& startAll) {
     for (const auto& path : std::exchange(m_filesAlone, {})) {
         storeAlone(path);
     }
+}
+
+/// Once more, because most programs have soon written their files.
+void CBackup::storeChanged(int jobs) {
+    m_triesChangedAgain = false;
+    storeAll(jobs, [this] {
+        for (const std::filesystem::path path : std::exchange(m_changedFiles, {})) {
+            add(path, readFacts(path).size);
+        }
+    });
 }
 
 void CBackup::deleteVanished(const CFolderWalker& walker) {
@@ -168,7 +180,11 @@ void CBackup::start(const std::filesystem::path& relativePath) {
     if (m_index) {
         m_progress.expect(1, size);
     }
-    if (!failure && m_store.isStoredAlone(size)) {
+    add(relativePath, size);
+}
+
+void CBackup::add(const std::filesystem::path& relativePath, int64 size) {
+    if (m_store.isStoredAlone(size)) {
         m_filesAlone.push_back(relativePath.native());
     } else if (m_index) {
         // The walk goes ahead, so that the totals are known.
@@ -201,20 +217,32 @@ void CBackup::storeAlone(const std::filesystem::path& relativePath) {
         }
         noteFile(relativePath, facts, mark);
     } catch (const CError& error) {
-        onFailure(relativePath, error, file && !isStored && file->hasChanged());
+        onFailure(relativePath, error, getChange(file, isStored));
         m_session.setFailedRequest(nullptr);
     }
 }
 
+CBackup::Change CBackup::getChange(const P<CFileInStream>& file, bool isStored) {
+    if (!file || !file->hasChanged()) {
+        return Change::None;
+    }
+    return isStored ? Change::SomethingStored : Change::NothingStored;
+}
+
 /// Reports the failure of one file, and throws the error if others would fail in the same way.
-/// \param isChanged  whether the file has changed and is not stored
-void CBackup::onFailure(const std::filesystem::path& relativePath, const CError& error, bool isChanged) {
+void CBackup::onFailure(const std::filesystem::path& relativePath, const CError& error, Change change) {
     CInterrupt::throwIfRequested();
     const CErrorDiagnosis diagnosis = m_store.getPolicy().diagnose(error);
-    if (diagnosis.isHopeless() || (diagnosis.isAccessDenied() && !isChanged)) {
+    if (diagnosis.isHopeless() || (diagnosis.isAccessDenied() && change != Change::NothingStored)) {
         error.throwClone();
     }
-    onProblem(relativePath, isChanged
+    if (change != Change::None && m_triesChangedAgain) {
+        m_session.getConsole().message(Verbosity::Info, "storing again, because it was changed meanwhile: " +
+                                                            describe(relativePath));
+        m_changedFiles.push_back(relativePath.native());
+        return;
+    }
+    onProblem(relativePath, change == Change::NothingStored
                                 ? String("the file was changed while it was backed up, and is not stored")
                                 : CErrorReport(error).getLine());
 }

@@ -54,7 +54,12 @@ private:
     CFileFacts readFacts(const std::filesystem::path& relativePath) const;
     std::optional<CFileTime> findTimeToKeep(const CFileFacts& facts) const;
     void noteFile(const std::filesystem::path& relativePath, const CFileFacts& facts, const String& mark);
-    void onFailure(const std::filesystem::path& relativePath, const CError& error, bool isChanged);
+    /// Whether a file was changed by another program while it was stored, and what is stored then.
+    enum class Change { None, NothingStored, SomethingStored };
+    static Change getChange(const P<CFileInStream>& file, bool isStored);
+    void onFailure(const std::filesystem::path& relativePath, const CError& error, Change change);
+    void add(const std::filesystem::path& relativePath, int64 size);
+    void storeChanged(int jobs);
     void onConflict(const String& name, const String& reason);
     void tellBegin(const std::filesystem::path& relativePath);
     void tellFile(const std::filesystem::path& relativePath, int64 size);
@@ -71,6 +76,8 @@ private:
     // Paths need ten times the memory of their texts.
     TArray<std::filesystem::path::string_type> m_filesAlone;
     TArray<std::filesystem::path::string_type> m_filesInPlaceOfFolders;  // of the store
+    TArray<std::filesystem::path::string_type> m_changedFiles;           // to be tried once more
+    bool m_triesChangedAgain = false;
     int64 m_unchanged = 0;
     int64 m_unchangedBytes = 0;
     int64 m_links = 0;
