@@ -215,6 +215,22 @@ class FolderTest(ProgramTest):
         self.assertIn("a", self.stored())
         (self.folder / "home/folder/deep").chmod(0o755)
 
+    @not_on_windows("Wine needs no rights")
+    def test_a_file_that_cannot_be_read_does_not_end_a_backup_without_an_index(self):
+        self.age()
+        self.backup()
+        self.replace(INDEX, None)
+        (self.folder / "home/a").chmod(0)
+        options = self.unprivileged_program()
+        if not options:
+            self.skipTest("another user is needed")
+        for path in [self.folder / "disk", *(self.folder / "disk").rglob("*")]:
+            path.chmod(0o777) if path.exists() else None
+        result = self.run_program("backup", "home", self.destination, *self.options(), code=None, **options)
+        self.assertIn("unchanged: 4 files" if result.code == 0 else "NOT backed up: a: ", result.out + result.err)
+        self.assertIn(result.code, (5,) if self.tells_contents else (0,))
+        self.assertIn(INDEX, self.everything())
+
     def test_a_name_may_change_its_kind(self):
         self.backup()
         (self.folder / "home/a").unlink()
@@ -728,6 +744,19 @@ class FTPTest(FolderTest):
         self.replace("a", b"ONE")
         self.assertIn("backed up: 1 file", self.backup().out)
 
+    def test_another_content_that_replaces_a_file_at_once_is_noticed(self):
+        self.age()
+
+        def replace():
+            self.server.files["/my home/a"] = b"two"
+            self.server.times["/my home/a"] = "20300101000000"
+
+        self.server.faults["MLST /my home/a"] = [FTPFault(), FTPFault(then=replace)]
+        self.backup()
+        self.assertEqual(self.stored()["a"], b"two")
+        self.assertIn("backed up: 1 file, 3 bytes", self.backup().out)
+        self.assertEqual(self.stored(), FILES)
+
     def test_two_backups_at_once_end_with_a_true_index(self):
         self.age()
         self.server.clock = 1
@@ -750,6 +779,9 @@ class FTPTest(FolderTest):
             self.assertIn("warning: the destination cannot be listed, so all files are stored, and no index", result.err)
             self.assertIn("backed up: 4 files", result.out)
         self.assertEqual(self.everything(), FILES)
+        for arguments in (("--delete",), ("--delete", "--dry-run")):
+            self.assertIn("NOT be deleted: the destination cannot be listed".removeprefix("NOT be " * (len(arguments) == 1)),
+                          self.backup(*arguments, code=5).err)
 
     def test_a_server_without_tls_gets_no_password(self):
         result = self.run_program("backup", "home", self.destination, code=None)

@@ -170,12 +170,13 @@ void CFTPUpload::prepareMove(CNetRequest& request) {
         m_parts.addReplaced(m_oldFile, m_path);
         commands = {"RNFR " + m_path, "RNTO " + m_oldFile};
     }
-    commands.push_back("RNFR " + m_part);
-    commands.push_back("RNTO " + m_path);
+    // Before it has the name: another run may store another content under that name at any time.
     m_setsTime = !m_time.isEmpty() && m_access.getFTP().knowsMFMT();
     if (m_setsTime) {
-        commands.push_back("*MFMT " + m_time + " " + m_path);
+        commands.push_back("*MFMT " + m_time + " " + m_part);
     }
+    commands.push_back("RNFR " + m_part);
+    commands.push_back("RNTO " + m_path);
     if (m_hasReplaced) {
         commands.push_back("*DELE " + m_oldFile);
     }
@@ -313,12 +314,20 @@ CFTPUpload::Step CFTPUpload::checkMoved(CNetRequest& request) {
         throw CError("The server has " + formatNumberOf(found->getSize(), "byte") + " instead of " +
                      formatCount(m_file->getSize()) + " under the file's name.");
     }
-    m_mark = found ? makeFileMark(*found) : String();
+    if (found && m_mark.isEmpty()) {
+        m_mark = makeFileMark(*found);
+    }
     return Step::Done;
 }
 
 void CFTPUpload::noteTime(const CNetRequest& request) {
-    if (m_setsTime && isUnknownCommand(getReplyFromEnd(request, m_hasReplaced ? 3 : 2).getCode())) {
+    if (!m_setsTime) {
+        return;
+    }
+    const int code = getReplyFromEnd(request, m_hasReplaced ? 5 : 4).getCode();
+    if (isSuccess(code)) {
+        m_mark = m_time;
+    } else if (isUnknownCommand(code)) {
         m_access.getFTP().noteUnknownMFMT();
     }
 }

@@ -32,7 +32,7 @@ public:
     bool isComplete() const override { return m_step == Step::Done; }
     bool canBeginAgain(CNetRequest& request, const CError& error) override;
     bool canFallBack(CNetRequest& request, const CError& error) override;
-    /// The time that the server has in MLST.
+    /// The time that the server was told, otherwise the one that it has in MLST.
     String getMark() const override { return m_mark; }
 
 private:

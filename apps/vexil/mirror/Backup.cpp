@@ -141,12 +141,13 @@ void CBackup::storeChanged(int jobs) {
 
 void CBackup::deleteVanished(const CFolderWalker& walker) {
     CVanishedFiles vanished(m_session.getConsole(), m_store, *m_index, walker);
-    const String problem = m_failures > 0 ? String("not everything could be read and stored")
-                                          : vanished.findProblem(m_options.maxDeletions);
+    const bool isComplete = m_failures == 0 || !m_index->isUsed();
+    const String problem = isComplete ? vanished.findProblem(m_options.maxDeletions)
+                                      : String("not everything could be read and stored");
     if (problem.isEmpty()) {
         m_deleted = vanished.remove();
         m_failures += static_cast<int64>(vanished.getPaths().size()) - m_deleted;
-    } else if (!vanished.getPaths().empty()) {
+    } else if (!vanished.getPaths().empty() || !m_index->isUsed()) {
         ++m_failures;
         m_session.getConsole().message(Verbosity::Error, "NOT deleted: " + problem);
     }

@@ -79,7 +79,7 @@ void CBackupPreview::previewDeletions(const CFolderWalker& walker) {
     CVanishedFiles vanished(m_session.getConsole(), m_store, m_index, walker);
     const String problem =
         m_failures > 0 ? String("not everything can be read") : vanished.findProblem(m_options.maxDeletions);
-    if (!problem.isEmpty() && !vanished.getPaths().empty()) {
+    if (!problem.isEmpty() && (!vanished.getPaths().empty() || !m_index.isUsed())) {
         ++m_failures;
         m_session.getConsole().message(Verbosity::Error, "would NOT be deleted: " + problem);
         return;

@@ -95,9 +95,13 @@ String CStoreComparison::compareFacts(const fs::path& relativePath, const CStore
 }
 
 String CStoreComparison::compareBytes(const fs::path& relativePath) {
+    const auto stored = m_files.find(toBytes(relativePath));
+    if (stored == m_files.end()) {
+        return "it was deleted from the destination meanwhile";
+    }
     const CTemporaryFolder folder;
     const fs::path copy = folder.getPath() / "file";
-    CStoreIndex::fetchFile(copy, m_session, m_store, *m_files.at(toBytes(relativePath)));
+    CStoreIndex::fetchFile(copy, m_session, m_store, *stored->second);
     return m_comparer.findDifference(m_folder / relativePath, copy);
 }
 

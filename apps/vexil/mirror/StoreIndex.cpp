@@ -8,6 +8,7 @@
 #include "apps/vexil/index/IndexError.h"
 #include "apps/vexil/index/IndexReader.h"
 #include "apps/vexil/index/IndexWriter.h"
+#include "apps/vexil/platform/Interrupt.h"
 #include "apps/vexil/session/Session.h"
 #include "apps/vexil/transfer/SingleTransfer.h"
 #include "zet/FileOutStream.h"
@@ -188,8 +189,15 @@ bool CStoreIndex::hasContent(const CKnown& known, const fs::path& relativePath, 
         return true;
     }
     const bool provesTime = m_usesTimes && !(entry && entry->isUnsettled) && isSettled(facts);
-    return m_store.hasContent(String::fromUTF8(known.mark), relativePath, file,
-                              provesTime ? std::optional(facts) : std::nullopt);
+    try {
+        return m_store.hasContent(String::fromUTF8(known.mark), relativePath, file,
+                                  provesTime ? std::optional(facts) : std::nullopt);
+    } catch (const CError&) {
+        // The upload of the file finds the reason, and whether it is one for others, too.
+        CInterrupt::throwIfRequested();
+        m_session.setFailedRequest(nullptr);
+        return false;
+    }
 }
 
 void CStoreIndex::noteStored(const fs::path& relativePath, const CFileFacts& facts, const String& mark) {
