@@ -38,6 +38,7 @@ readonly unpacked_libraries
 readonly program_test_packages=("${run_packages[@]}" nginx python3-pyftpdlib python3-openssl)
 test_packages=(
     "${program_test_packages[@]}" "${unpacked_libraries[@]}" tinyproxy-bin exim4-daemon-light python3-botocore python3-boto3 git
+    zsh fish
     libgtest-dev libgmock-dev googletest libasio-dev doxygen g++-mingw-w64-x86-64-posix
 )
 # Other versions format the sources differently, and Debian 13 does not have this version.

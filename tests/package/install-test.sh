@@ -66,6 +66,12 @@ if page=$(find "$prefix" -name vexil.1 | grep .); then
     fi
 fi
 
+if [[ -z $dependencies ]]; then
+    for script in bash-completion/completions/vexil zsh/site-functions/_vexil fish/vendor_completions.d/vexil.fish; do
+        [[ -s $prefix/share/$script ]] || fail "the completion $script is missing"
+    done
+fi
+
 cmake -S "$here/stranger" -B "$work/build" -G Ninja "${cmake_arguments[@]}" >"$work/cmake.log" 2>&1 ||
     fail "find_package failed: $(cat "$work/cmake.log")"
 cmake --build "$work/build" >"$work/cmake.log" 2>&1 || fail "the build failed: $(cat "$work/cmake.log")"

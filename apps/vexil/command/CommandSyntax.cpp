@@ -100,17 +100,7 @@ CCommandSyntax& CCommandSyntax::duration(const char* name, int64& seconds, const
 
 CCommandSyntax& CCommandSyntax::choice(const char* name, const char* valueName, std::string& value,
                                        const std::vector<std::string>& choices, const char* help) {
-    const auto check = [choices](std::string& chosen) {
-        std::string names;
-        for (const std::string& known : choices) {
-            if (known == chosen) {
-                return std::string();
-            }
-            names += (names.empty() ? "" : ", ") + known;
-        }
-        return "'" + chosen + "' is not one of " + names;
-    };
-    m_app->add_option(name, value, help)->type_name(valueName)->check(CLI::Validator(check, ""));
+    m_app->add_option(name, value, help)->type_name(valueName)->check(oneOfNames(choices));
     return *this;
 }
 

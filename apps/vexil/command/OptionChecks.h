@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -18,22 +19,39 @@ inline CLI::Validator notEmpty() {
         [](const std::string& value) { return value.empty() ? "the value is empty" : std::string(); }, "");
 }
 
-/// Accepts one of these names and converts it to its value.
+/// Accepts one of these names and converts it to its value. The name of the validator lists them.
 template <typename T>
 CLI::Validator oneOf(std::vector<std::pair<std::string, T>> choices) {
+    std::string names;
+    for (const auto& choice : choices) {
+        names += (names.empty() ? "" : ", ") + choice.first;
+    }
     return CLI::Validator(
-        [choices = std::move(choices)](std::string& value) {
-            std::string names;
+        [choices = std::move(choices), names](std::string& value) {
             for (const auto& [name, choice] : choices) {
                 if (name == value) {
                     value = std::to_string(static_cast<int>(choice));
                     return std::string();
                 }
-                names += (names.empty() ? "" : ", ") + name;
             }
             return "'" + value + "' is not one of " + names;
         },
-        "");
+        "", names);
+}
+
+/// Accepts one of these names. The name of the validator lists them.
+inline CLI::Validator oneOfNames(const std::vector<std::string>& choices) {
+    std::string names;
+    for (const std::string& choice : choices) {
+        names += (names.empty() ? "" : ", ") + choice;
+    }
+    return CLI::Validator(
+        [choices, names](const std::string& value) {
+            return std::find(choices.begin(), choices.end(), value) != choices.end()
+                       ? std::string()
+                       : "'" + value + "' is not one of " + names;
+        },
+        "", names);
 }
 
 /// Accepts a number in a range, parsed as T.

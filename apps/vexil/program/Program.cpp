@@ -17,6 +17,7 @@
 #include "apps/vexil/mirror/Commands.h"
 #include "apps/vexil/platform/Interrupt.h"
 #include "apps/vexil/platform/Platform.h"
+#include "apps/vexil/program/Completion.h"
 #include "apps/vexil/program/Diagnosis.h"
 #include "apps/vexil/program/HelpFormatter.h"
 #include "apps/vexil/s3/Commands.h"
@@ -80,6 +81,9 @@ Exit codes:
 
 'vexil help http', 'vexil help s3 backup' and so on describe each command.)";
 
+// For the scripts of the shells only, so no help names it.
+constexpr const char* completionCommand = "complete-words";
+
 // Used if the width of the terminal is unknown.
 constexpr int defaultColumns = 80;
 constexpr int64 maxColumns = 10000;
@@ -132,11 +136,15 @@ int CProgram::run(int argc, char** argv) {
     addOptions(app);
     addCommands(app);
     std::vector<std::string> arguments = getArguments(argc, argv);
-    translateHelpCommand(arguments);
     CErrorStreamBuffer errorBuffer;
     std::ostream errors(&errorBuffer);
     CConsole console(std::cout, errors, isTerminal(StandardStream::Error),
                      [] { return getTerminalColumns(StandardStream::Error); });
+    if (!arguments.empty() && arguments.front() == completionCommand) {
+        arguments.erase(arguments.begin());
+        return printText(console, CCompletion(app).complete(arguments));
+    }
+    translateHelpCommand(arguments);
     try {
         // CLI11 takes the arguments from the end.
         app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
@@ -146,7 +154,7 @@ int CProgram::run(int argc, char** argv) {
         std::ostringstream help;
         std::ostringstream usage;
         if (app.exit(error, help, usage) == 0 && !problem.isUnknownCommand()) {
-            return showHelp(console, help.str());
+            return printText(console, help.str());
         }
         errors << toPrintableLines(problem.getText());
         return exitCodeOf(ExitCode::Usage);
@@ -167,7 +175,7 @@ void CProgram::configure(CConsole& console) const {
     console.setHasEvents(m_options.hasEvents);
 }
 
-int CProgram::showHelp(CConsole& console, const std::string& text) {
+int CProgram::printText(CConsole& console, const std::string& text) {
     try {
         console.printBytes(text.data(), static_cast<int>(text.size()));
     } catch (const std::exception& error) {

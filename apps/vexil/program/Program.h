@@ -33,7 +33,7 @@ public:
     int run(int argc, char** argv);
 
 private:
-    static int showHelp(CConsole& console, const std::string& text);
+    static int printText(CConsole& console, const std::string& text);
     void configure(CConsole& console) const;
     int runWithLogFile(CConsole& console);
     int runCommand(CConsole& console);
