@@ -80,7 +80,7 @@ class UsageTest(ProgramTest):
                            ("s3 uploads lst b", "there is no command 'vexil s3 uploads lst'. "
                                                 "Did you mean 'vexil s3 uploads ls'?"),
                            ("", "a command is missing after 'vexil': http, s3, ftp, backup, sync, restore, check, ls, rm, "
-                                "mail or compare")):
+                                "mail, compare or config")):
             result = self.run_program(*line.split(), code=2)
             self.assertIn(f"vexil: error: {text}" if text[0] in "a't" else text, result.err)
             self.assertIn("--help' for more information.\n", result.err)

@@ -2,6 +2,7 @@
 
 #include "apps/vexil/backup/Destination.h"
 #include "apps/vexil/ftp/FTPPath.h"
+#include "apps/vexil/session/Setting.h"
 
 namespace vexil::app {
 
@@ -17,6 +18,7 @@ COpenStore::COpenStore(CSession& session, const CDestination& destination, const
         m_store = std::make_unique<CFTPStore>(*m_ftp, makeServerPath(destination.directory));
         break;
     case CDestination::Kind::Folder:
+        refuseUnknownProfile(session.getOptions());
         m_store = std::make_unique<CFolderStore>(session.getConsole(), destination.folder);
         break;
     }

@@ -41,18 +41,22 @@ struct COptions {
     std::optional<int> retries;             ///< of one operation; nullopt for as many as the patience allows
     std::optional<double> patienceSeconds;  ///< see vexil::CRetryPolicy; nullopt for its defaults
     Verbosity verbosity = Verbosity::Warning;
-    bool isQuiet = false;         ///< print errors only
-    bool isVerbose = false;       ///< name the files in transfer, too
-    bool hasEvents = false;       ///< print JSON lines
-    std::string logFile;          ///< file for all messages; "" for none
-    std::string verboseLog;       ///< file for all messages on the wire; "" for no log
-    std::string credentialsFile;  ///< "" for the environment's credentials
+    bool isQuiet = false;            ///< print errors only
+    bool isVerbose = false;          ///< name the files in transfer, too
+    bool hasEvents = false;          ///< print JSON lines
+    std::string logFile;             ///< file for all messages; "" for none
+    std::string verboseLog;          ///< file for all messages on the wire; "" for no log
+    std::string credentialsFile;     ///< "" for the environment's credentials
+    std::string credentialsCommand;  ///< prints such a file; "" for none
+
+    /// Whether the credentials do not come from the environment.
+    bool hasCredentialsSource() const { return !credentialsFile.empty() || !credentialsCommand.empty(); }
 
     bool verifyETag = true;       ///< of S3 objects, if it is an MD5
     int s3Signature = 4;          ///< version of the signature, 2 or 4
     std::string s3Region;         ///< "" for the environment's or the library's default
     bool s3VirtualHosts = false;  ///< buckets are in host names
-    std::string s3Profile;        ///< of the shared credentials file; "" for other credentials
+    std::string s3Profile;        ///< of Amazon's credentials file; "" for other credentials
 
     std::string ftpServer;  ///< host, optionally with a port; "" for the environment's
     FTPSecurity ftpSecurity = FTPSecurity::Explicit;

@@ -40,6 +40,7 @@ void checkServer(const String& server) {
 
 CFTPClient makeClient(CSession& session, const std::optional<CFTPServer>& chosen) {
     const COptions& options = session.getOptions();
+    refuseUnknownProfile(options);
     const CFTPServer server = chosen ? *chosen : findServer(options);
     checkServer(server.name);
     const CCredentials credentials = session.loadCredentials(CFTPAccess::credentialNames);

@@ -1,6 +1,7 @@
 #include "apps/vexil/http/HTTPTransfer.h"
 
 #include "apps/vexil/session/Session.h"
+#include "apps/vexil/session/Setting.h"
 #include "apps/vexil/transfer/ResponseCheck.h"
 #include "apps/vexil/transfer/ServerPolicy.h"
 #include "apps/vexil/transfer/SingleTransfer.h"
@@ -111,7 +112,9 @@ public:
 
 CHTTPTransfer::CHTTPTransfer(CSession& session, const std::string& url, Function configure, Function check)
     : m_setup(session.getSetup()), m_url(withScheme(String::fromUTF8(url))),
-      m_configure(std::move(configure)), m_check(std::move(check)) {}
+      m_configure(std::move(configure)), m_check(std::move(check)) {
+    refuseUnknownProfile(session.getOptions());
+}
 
 void CHTTPTransfer::prepare(CNetRequest& request) {
     if (!m_target.isEmpty()) {

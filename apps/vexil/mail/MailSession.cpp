@@ -37,6 +37,7 @@ constexpr const char* noLogin = "The server offers no login on this connection."
 
 // Many servers want no login.
 CCredentials loadLogin(CSession& session) {
+    refuseUnknownProfile(session.getOptions());
     return session.hasCredentials(credentialNames) ? session.loadCredentials(credentialNames)
                                                    : CCredentials(String(), String());
 }

@@ -66,6 +66,13 @@ std::string describeOwner();
 /// \return number of bytes; 0 at the end, or after an interrupt; -1 for a failure, with `errno` set
 int readStandardInput(void* buffer, int maxLength);
 
+/// Starts a command of the shell. It has the standard input and the standard error of this process.
+/// \return its standard output, for finishShellCommand(); null for a failure, with `errno` set
+std::FILE* startShellCommand(const std::string& command);
+/// Closes the output of a command, and waits for its end.
+/// \return its exit code; -1 if a signal has ended it
+int finishShellCommand(std::FILE* output);
+
 /// Opens a file or pipe for reading bytes. A pipe waits for a writer, unless a signal comes.
 /// \return null for a failure, with `errno` set
 std::FILE* openForReading(const std::filesystem::path& file);

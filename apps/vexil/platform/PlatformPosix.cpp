@@ -13,6 +13,7 @@
 #include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace vexil::app {
@@ -155,6 +156,16 @@ int readStandardInput(void* buffer, int maxLength) {
         }
     }
     return 0;
+}
+
+std::FILE* startShellCommand(const std::string& command) {
+    std::fflush(nullptr);  // it must not print again what waits in the buffers
+    return popen(command.c_str(), "re");
+}
+
+int finishShellCommand(std::FILE* output) {
+    const int status = pclose(output);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 std::FILE* openForReading(const std::filesystem::path& file) {

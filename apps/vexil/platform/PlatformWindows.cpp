@@ -202,6 +202,14 @@ int readStandardInput(void* buffer, int maxLength) {
     return count == 0 && std::ferror(stdin) != 0 ? -1 : static_cast<int>(count);
 }
 
+std::FILE* startShellCommand(const std::string& command) {
+    return _wpopen(String::fromUTF8(command).c_str(), L"rb");
+}
+
+int finishShellCommand(std::FILE* output) {
+    return _pclose(output);
+}
+
 std::FILE* openForReading(const std::filesystem::path& file) {
     return _wfopen(file.c_str(), L"rb");
 }

@@ -45,12 +45,6 @@ std::string completeValue(CLI::Option& option, const std::string& before, const 
     return result;
 }
 
-CLI::App* findCommand(CLI::App& group, const std::string& name) {
-    const std::vector<CLI::App*> found =
-        group.get_subcommands([&](const CLI::App* command) { return command->get_name() == name; });
-    return found.empty() ? nullptr : found.front();
-}
-
 }  // namespace
 
 std::string CCompletion::complete(const std::vector<std::string>& line) {
@@ -58,48 +52,24 @@ std::string CCompletion::complete(const std::vector<std::string>& line) {
     const bool isHelp = line.size() > 1 && line.front() == "help";
     const std::string word = line.empty() ? std::string() : line.back();
     for (std::size_t i = isHelp ? 1 : 0; i + 1 < line.size(); ++i) {
-        read(line[i]);
+        m_line.read(line[i]);
     }
-    if (m_optionOfValue) {
-        return completeValue(*m_optionOfValue, "", word);
+    if (CLI::Option* const option = m_line.getOptionOfValue()) {
+        return completeValue(*option, "", word);
     }
-    if (!m_areOptionsOver && word.starts_with("-") && !isHelp) {
+    if (!m_line.areOptionsOver() && word.starts_with("-") && !isHelp) {
         return completeOptions(word);
     }
-    return m_app->get_subcommands({}).empty() ? completeArgument(word) : completeCommands(word);
-}
-
-void CCompletion::read(const std::string& word) {
-    if (m_optionOfValue) {
-        m_optionOfValue = nullptr;
-    } else if (word == "--") {
-        m_areOptionsOver = true;
-    } else if (!m_areOptionsOver && word.size() > 1 && word.front() == '-') {
-        CLI::Option* const option = findOption(word);
-        m_optionOfValue = option && option->get_expected_max() > 0 ? option : nullptr;
-    } else if (CLI::App* const command = findCommand(*m_app, word)) {
-        m_app = command;
-    } else {
-        ++m_arguments;
-    }
-}
-
-CLI::Option* CCompletion::findOption(const std::string& name) const {
-    for (CLI::App* app = m_app; app; app = app->get_parent()) {
-        if (CLI::Option* const option = app->get_option_no_throw(name)) {
-            return option;
-        }
-    }
-    return nullptr;
+    return m_line.getCommand().get_subcommands({}).empty() ? completeArgument(word) : completeCommands(word);
 }
 
 std::string CCompletion::completeOptions(const std::string& word) const {
     if (const std::size_t equals = word.find('='); equals != std::string::npos) {
-        CLI::Option* const option = findOption(word.substr(0, equals));
+        CLI::Option* const option = m_line.findOption(word.substr(0, equals));
         return option ? completeValue(*option, word.substr(0, equals + 1), word.substr(equals + 1)) : words;
     }
     std::string result = words;
-    for (CLI::App* app = m_app; app; app = app->get_parent()) {
+    for (const CLI::App* app = &m_line.getCommand(); app; app = app->get_parent()) {
         for (const CLI::Option* option : app->get_options({})) {
             for (const std::string& name : option->get_lnames()) {
                 if (("--" + name).starts_with(word)) {
@@ -113,11 +83,11 @@ std::string CCompletion::completeOptions(const std::string& word) const {
 
 std::string CCompletion::completeArgument(const std::string& word) const {
     const std::vector<CLI::Option*> arguments =
-        m_app->get_options([](CLI::Option* option) { return option->get_positional(); });
-    if (m_arguments >= arguments.size()) {
+        m_line.getCommand().get_options([](CLI::Option* option) { return option->get_positional(); });
+    if (m_line.getArgumentCount() >= arguments.size()) {
         return words;
     }
-    const std::string name = arguments[m_arguments]->get_name(true);
+    const std::string name = arguments[m_line.getArgumentCount()]->get_name(true);
     if (name == "FILE" || name == "FOLDER" || name == "OTHER") {
         return name == "FILE" ? "files\n" : "folders\n";
     }
@@ -132,7 +102,7 @@ std::string CCompletion::completeArgument(const std::string& word) const {
 
 std::string CCompletion::completeCommands(const std::string& word) const {
     std::string result = words;
-    for (const CLI::App* command : m_app->get_subcommands({})) {
+    for (const CLI::App* command : m_line.getCommand().get_subcommands({})) {
         if (command->get_name().starts_with(word)) {
             result += describeWord(command->get_name(), command->get_description());
         }

@@ -1,12 +1,9 @@
 #pragma once
 
+#include "apps/vexil/program/CommandLine.h"
+
 #include <string>
 #include <vector>
-
-namespace CLI {
-class App;
-class Option;
-}  // namespace CLI
 
 namespace vexil::app {
 
@@ -14,7 +11,7 @@ namespace vexil::app {
 class CCompletion {
 public:
     /// \param program  with its commands; must outlive this object
-    explicit CCompletion(CLI::App& program) : m_app(&program) {}
+    explicit CCompletion(CLI::App& program) : m_line(program) {}
 
     /// The text for the scripts of the shells. Its first line says what they do with the word:
     /// - "words": one of the following lines stands for the word;
@@ -26,16 +23,11 @@ public:
     std::string complete(const std::vector<std::string>& words);
 
 private:
-    void read(const std::string& word);
-    CLI::Option* findOption(const std::string& name) const;
     std::string completeOptions(const std::string& word) const;
     std::string completeArgument(const std::string& word) const;
     std::string completeCommands(const std::string& word) const;
 
-    CLI::App* m_app;
-    CLI::Option* m_optionOfValue = nullptr;
-    std::size_t m_arguments = 0;
-    bool m_areOptionsOver = false;
+    CCommandLine m_line;
 };
 
 }  // namespace vexil::app

@@ -1,9 +1,11 @@
 #pragma once
 
 #include "apps/vexil/base/Options.h"
+#include "apps/vexil/session/Configuration.h"
 
 #include <exception>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,6 +36,8 @@ public:
 
 private:
     static int printText(CConsole& console, const std::string& text);
+    void applyProfile(CLI::App& app, std::vector<std::string>& arguments);
+    std::string describeProfile() const;
     void configure(CConsole& console) const;
     int runWithLogFile(CConsole& console);
     int runCommand(CConsole& console);
@@ -55,6 +59,7 @@ private:
     COptions m_options;
     std::vector<std::unique_ptr<CCommand>> m_commands;
     CCommand* m_chosen = nullptr;
+    std::optional<CConfiguration::CProfile> m_profile;
 };
 
 }  // namespace vexil::app

@@ -34,11 +34,13 @@ CS3Credentials getProvidedCredentials(IS3CredentialsProvider& provider) {
 
 CS3Credentials loadS3Credentials(CSession& session) {
     const COptions& options = session.getOptions();
-    if (!options.s3Profile.empty() && !options.credentialsFile.empty()) {
-        throw CInvalidArgError("CS3Access", "--profile and --credentials exclude each other");
+    if (!options.s3Profile.empty() && options.hasCredentialsSource()) {
+        throw CInvalidArgError("CS3Access", options.credentialsFile.empty()
+                                                ? "--profile and --credentials-command exclude each other"
+                                                : "--profile and --credentials exclude each other");
     }
     const CCredentialNames& names = CS3Access::credentialNames;
-    const bool isOurs = !options.credentialsFile.empty() || CCredentials::areInEnvironment(names);
+    const bool isOurs = options.hasCredentialsSource() || CCredentials::areInEnvironment(names);
     if (options.s3Profile.empty() && !isOurs) {
         if (findVariable("AWS_ACCESS_KEY_ID") || findVariable("AWS_SECRET_ACCESS_KEY")) {
             const P<CS3EnvironmentCredentials> environment = new CS3EnvironmentCredentials;
@@ -51,9 +53,9 @@ CS3Credentials loadS3Credentials(CSession& session) {
         return getProvidedCredentials(*profile);
     }
     const CCredentials keys = session.loadCredentials(names);
-    const String token = options.credentialsFile.empty()
-                             ? String::fromUTF8Lossy(findVariable("VEXIL_S3_SESSION_TOKEN").value_or(""))
-                             : keys.getToken();
+    const String token = options.hasCredentialsSource()
+                             ? keys.getToken()
+                             : String::fromUTF8Lossy(findVariable("VEXIL_S3_SESSION_TOKEN").value_or(""));
     return {keys.getName(), keys.getSecret(), token};
 }
 

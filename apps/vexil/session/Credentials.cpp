@@ -4,12 +4,16 @@
 #include "apps/vexil/platform/Platform.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <fstream>
+#include <sstream>
 #include <string>
 
 namespace vexil::app {
 
 namespace {
+
+constexpr std::size_t maxOutput = 64 * 1024;
 
 [[noreturn]] void refuse(const String& message) {
     throw CInvalidArgError("CCredentials", message);
@@ -22,6 +26,27 @@ String decode(const std::string& bytes, const String& where) {
     } catch (const CError&) {
         refuse(where + " is not UTF-8 text");
     }
+}
+
+std::string getOutputOf(const std::string& command) {
+    errno = 0;
+    std::FILE* const output = startShellCommand(command);
+    if (!output) {
+        refuse("cannot start the command of --credentials-command: " + describeSystemError(errno));
+    }
+    std::string text(maxOutput + 1, '\0');
+    text.resize(std::fread(text.data(), 1, text.size(), output));
+    const bool isTooLong = text.size() > maxOutput;
+    const int exitCode = finishShellCommand(output);
+    if (isTooLong) {
+        refuse("the command of --credentials-command prints more than 64 KiB");
+    }
+    if (exitCode != 0) {
+        refuse(
+            "the command of --credentials-command failed" +
+            (exitCode < 0 ? String(" after a signal") : " with the exit code " + String::fromInt(exitCode)));
+    }
+    return text;
 }
 
 String fromVariable(const char* name, const CCredentialNames& names) {
@@ -54,6 +79,11 @@ CCredentials CCredentials::fromFile(const std::filesystem::path& file, const CCr
         refuse("cannot open the credentials file '" + describe(file) + "': " + describeSystemError(errno));
     }
     return fromStream(stream, "'" + describe(file) + "'", names);
+}
+
+CCredentials CCredentials::fromCommand(const std::string& command, const CCredentialNames& names) {
+    std::istringstream stream(getOutputOf(command));
+    return fromStream(stream, "that --credentials-command prints", names);
 }
 
 CCredentials CCredentials::fromStream(std::istream& stream, const String& streamName,

@@ -29,6 +29,9 @@ public:
     /// Lines "KEY=VALUE" in any order; empty lines and lines that begin with "#" are ignored.
     /// \throws CInvalidArgError that names the file and the line
     static CCredentials fromFile(const std::filesystem::path& file, const CCredentialNames& names);
+    /// The same from the output of a command of the shell.
+    /// \throws CInvalidArgError if the command fails, or its output is no such file
+    static CCredentials fromCommand(const std::string& command, const CCredentialNames& names);
     /// The same from a stream; `streamName` is for the errors.
     static CCredentials fromStream(std::istream& stream, const String& streamName,
                                    const CCredentialNames& names);

@@ -24,12 +24,15 @@ CNetRequest& CSession::getRequest() {
 }
 
 bool CSession::hasCredentials(const CCredentialNames& names) const {
-    return !m_options.credentialsFile.empty() || CCredentials::areInEnvironment(names);
+    return m_options.hasCredentialsSource() || CCredentials::areInEnvironment(names);
 }
 
 CCredentials CSession::loadCredentials(const CCredentialNames& names) {
-    if (m_options.credentialsFile.empty()) {
+    if (!m_options.hasCredentialsSource()) {
         return CCredentials::fromEnvironment(names);
+    }
+    if (!m_options.credentialsCommand.empty()) {
+        return CCredentials::fromCommand(m_options.credentialsCommand, names);
     }
     const std::filesystem::path file = toPath(m_options.credentialsFile);
     if (isReadableByOthers(file)) {
