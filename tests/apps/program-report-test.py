@@ -56,8 +56,8 @@ class EventsTest(ReportTest):
         self.assertEqual([(event["path"], event["size"]) for event in (first, second)], [("a", 3), ("sub/b", 12)])
         self.assertEqual({**summary, "time": "", "seconds": 0},
                          {"event": "summary", "time": "", "complete": True, "files": 2, "bytes": 15,
-                          "unchanged_files": 0, "unchanged_bytes": 0, "links": 0, "empty_folders": 0, "skipped": 0, "deleted": 0,
-                          "errors": 0, "retries": 0, "seconds": 0})
+                          "unchanged_files": 0, "unchanged_bytes": 0, "links": 0, "hard_links": 0, "empty_folders": 0, "skipped": 0,
+                          "deleted": 0, "errors": 0, "retries": 0, "seconds": 0})
         self.assertIsInstance(summary["seconds"], float)
         self.assertEqual(self.result.err, "")
 
@@ -216,6 +216,27 @@ class TextTest(ReportTest):
 
     def test_quiet_and_verbose_contradict(self):
         self.assertIn("excludes", self.backup("-q", "-v", code=2).err)
+
+
+    def test_hard_links_are_named(self):
+        for name in ("a", "sub/b"):
+            os.utime(self.folder / "home" / name, (1_500_000_000, 1_500_000_000))
+        self.assertNotIn("hard link", self.backup("-v").err + self.result.out)
+        os.link(self.folder / "home/a", self.folder / "home/sub/a")
+        for unchanged in (2, 3):
+            self.backup("-v")
+            self.assertIn("hard links: 2 files, each kept as a file of its own\n", self.result.out)
+            for name in ("a", "sub/a"):
+                self.assertIn(f"a hard link, kept as a file of its own: {name}\n", self.result.err)
+            self.assertIn(f"unchanged: {unchanged} files", self.result.out)
+        self.assertEqual(self.backup().err, "")
+        self.assertEqual(self.event_of_backup()["hard_links"], 2)
+        self.restore()
+        self.assertEqual(self.files_in("restored"), self.files_in("home"))
+
+    def event_of_backup(self):
+        self.backup("--json")
+        return self.event("summary")
 
 
 class LogFileTest(ReportTest):

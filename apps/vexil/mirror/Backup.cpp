@@ -164,7 +164,9 @@ void CBackup::onFile(const std::filesystem::path& relativePath) {
         onSkipped(relativePath, "the index of a backup has this name");
         return;
     }
-    if (isUnchanged(relativePath)) {
+    const CFileFacts facts = m_index ? readFacts(relativePath) : CFileFacts();
+    noteNames(relativePath, facts);
+    if (isUnchanged(relativePath, facts)) {
         return;
     }
     if (m_options.deletes && m_index && m_store.hasFolders() && m_index->hasFilesBelow(relativePath)) {
@@ -248,12 +250,17 @@ void CBackup::onFailure(const std::filesystem::path& relativePath, const CError&
                                 : CErrorReport(error).getLine());
 }
 
-bool CBackup::isUnchanged(const std::filesystem::path& relativePath) {
-    if (!m_index) {
-        return false;
+/// The index does not keep that several names lead to one file.
+void CBackup::noteNames(const std::filesystem::path& relativePath, const CFileFacts& facts) {
+    if (facts.hasOtherNames) {
+        ++m_hardLinks;
+        m_session.getConsole().message(Verbosity::Info,
+                                       "a hard link, kept as a file of its own: " + describe(relativePath));
     }
-    const CFileFacts facts = readFacts(relativePath);
-    if (!m_index->isUnchanged(relativePath, m_folder / relativePath, facts)) {
+}
+
+bool CBackup::isUnchanged(const std::filesystem::path& relativePath, const CFileFacts& facts) {
+    if (!m_index || !m_index->isUnchanged(relativePath, m_folder / relativePath, facts)) {
         return false;
     }
     ++m_unchanged;
@@ -343,6 +350,10 @@ void CBackup::printReport(bool isComplete) {
                              formatBytes(m_unchangedBytes) + "; kept in the index: times and modes, " +
                              formatNumberOf(m_links, "link") + ", " +
                              formatNumberOf(m_emptyFolders, "empty folder"));
+        if (m_hardLinks > 0) {
+            console.printSummary("hard links: " + formatNumberOf(m_hardLinks, "file") +
+                                 ", each kept as a file of its own");
+        }
         if (m_options.deletes) {
             console.printSummary("deleted: " + formatNumberOf(m_deleted, "file"));
         }
@@ -363,6 +374,7 @@ void CBackup::printReport(bool isComplete) {
                          .number("unchanged_files", m_unchanged)
                          .number("unchanged_bytes", m_unchangedBytes)
                          .number("links", m_links)
+                         .number("hard_links", m_hardLinks)
                          .number("empty_folders", m_emptyFolders)
                          .number("skipped", m_skipped)
                          .number("deleted", m_deleted)

@@ -49,7 +49,8 @@ private:
     void start(const std::filesystem::path& relativePath);
     void deleteVanished(const CFolderWalker& walker);
     void storeAlone(const std::filesystem::path& relativePath);
-    bool isUnchanged(const std::filesystem::path& relativePath);
+    bool isUnchanged(const std::filesystem::path& relativePath, const CFileFacts& facts);
+    void noteNames(const std::filesystem::path& relativePath, const CFileFacts& facts);
     bool keepLink(const std::filesystem::path& relativePath);
     CFileFacts readFacts(const std::filesystem::path& relativePath) const;
     std::optional<CFileTime> findTimeToKeep(const CFileFacts& facts) const;
@@ -81,6 +82,7 @@ private:
     int64 m_unchanged = 0;
     int64 m_unchangedBytes = 0;
     int64 m_links = 0;
+    int64 m_hardLinks = 0;
     int64 m_stored = 0;
     int64 m_skipped = 0;
     int64 m_emptyFolders = 0;

@@ -11,10 +11,11 @@ namespace vexil::app {
 
 /// What a file system keeps beside the content of an entry.
 struct CFileFacts {
-    int64 size = 0;           ///< of a file, in bytes
-    CFileTime time;           ///< when it was changed last
-    std::optional<int> mode;  ///< the lowest 12 bits of the mode of POSIX; nullopt on Windows
-    int64 readAt = 0;         ///< when these facts were read: seconds since 1970-01-01 00:00 UTC
+    int64 size = 0;              ///< of a file, in bytes
+    CFileTime time;              ///< when it was changed last
+    std::optional<int> mode;     ///< the lowest 12 bits of the mode of POSIX; nullopt on Windows
+    int64 readAt = 0;            ///< when these facts were read: seconds since 1970-01-01 00:00 UTC
+    bool hasOtherNames = false;  ///< a file to which other hard links lead, too
 };
 
 /// Reads the facts of an entry. A link is not followed.

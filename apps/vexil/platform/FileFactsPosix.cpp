@@ -29,7 +29,8 @@ CFileFacts readFileFacts(const std::filesystem::path& path, std::error_code& fai
     return {S_ISREG(status.st_mode) ? static_cast<int64>(status.st_size) : 0,
             {static_cast<int64>(status.st_mtim.tv_sec), static_cast<int>(status.st_mtim.tv_nsec)},
             static_cast<int>(status.st_mode & modeBits),
-            now};
+            now,
+            S_ISREG(status.st_mode) && status.st_nlink > 1};
 }
 
 void setFileFacts(const std::filesystem::path& path, const std::optional<CFileTime>& time,

@@ -55,7 +55,8 @@ CFileFacts readFileFacts(const std::filesystem::path& path, std::error_code& fai
     const int64 size =
         static_cast<int64>((static_cast<unsigned long long>(info.nFileSizeHigh) << 32) | info.nFileSizeLow);
     const bool isFolder = (info.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-    return {isFolder ? 0 : size, toFileTime(info.ftLastWriteTime), std::nullopt, now};
+    return {isFolder ? 0 : size, toFileTime(info.ftLastWriteTime), std::nullopt, now,
+            !isFolder && info.nNumberOfLinks > 1};
 }
 
 void setFileFacts(const std::filesystem::path& path, const std::optional<CFileTime>& time,
